@@ -1,0 +1,19 @@
+// Colouring of a graph such that neighbours differ.
+#pragma once
+
+#include <Sorvane/Export_E.h>
+
+#include <vector>
+
+namespace Velk::Math {
+
+/// One colour number from 0 upward for each node, different for any two adjacent nodes.
+///
+/// `adjacency[n]` lists the neighbours of node n; an edge that only one end lists counts all the
+/// same, repeats, self-loops and numbers out of range (-1 above all) are ignored. `colorCount` receives
+/// the count of colours in use, 0 for no nodes. Greedy, in the fixed smallest-last order of D. W.
+/// Matula and L. L. Beck, 1983, ties by node number: at most 6 colours on a planar graph. O(n + edges).
+SORVANE_API std::vector<int> MapColoring(const std::vector<std::vector<int>>& adjacency,
+                                         unsigned int& colorCount);
+
+} // namespace Velk::Math

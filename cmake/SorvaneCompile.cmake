@@ -1,0 +1,35 @@
+# Compile settings that every target of the project shares.
+
+find_program(SORVANE_CCACHE ccache)
+if(SORVANE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${SORVANE_CCACHE}")
+endif()
+
+# Exact zero tests, the antisymmetry of cross products and figures that survive another machine need
+# every product rounded by itself: no contraction, and never -ffast-math.
+set(SORVANE_COMPILE_OPTIONS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -ffp-contract=off)
+if(SORVANE_WARNINGS_AS_ERRORS)
+  list(APPEND SORVANE_COMPILE_OPTIONS -Werror)
+endif()
+
+set(SORVANE_LINK_OPTIONS)
+set(SORVANE_DEFINITIONS)
+if(SORVANE_SANITIZE STREQUAL "address")
+  list(APPEND SORVANE_COMPILE_OPTIONS -fsanitize=address,undefined -fno-sanitize-recover=all
+       -fno-omit-frame-pointer)
+  list(APPEND SORVANE_LINK_OPTIONS -fsanitize=address,undefined)
+  list(APPEND SORVANE_DEFINITIONS _GLIBCXX_ASSERTIONS)
+elseif(SORVANE_SANITIZE STREQUAL "thread")
+  list(APPEND SORVANE_COMPILE_OPTIONS -fsanitize=thread -fno-omit-frame-pointer)
+  list(APPEND SORVANE_LINK_OPTIONS -fsanitize=thread)
+elseif(SORVANE_SANITIZE)
+  message(FATAL_ERROR "SORVANE_SANITIZE is \"${SORVANE_SANITIZE}\"; known: address, thread")
+endif()
+
+function(sorvane_compile_settings target)
+  target_compile_features(${target} PRIVATE cxx_std_20)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  target_compile_options(${target} PRIVATE ${SORVANE_COMPILE_OPTIONS})
+  target_compile_definitions(${target} PRIVATE ${SORVANE_DEFINITIONS})
+  target_link_options(${target} PRIVATE ${SORVANE_LINK_OPTIONS})
+endfunction()

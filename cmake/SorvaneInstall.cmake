@@ -1,0 +1,25 @@
+# Install and export: find_package(Sorvane CONFIG) and pkg-config.
+include(CMakePackageConfigHelpers)
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Sorvane")
+install(TARGETS Sorvane EXPORT SorvaneTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(EXPORT SorvaneTargets NAMESPACE Sorvane:: DESTINATION ${package_dir})
+install(DIRECTORY Interfaces/Velk Interfaces/Sorvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*_E.h")
+
+configure_package_config_file(cmake/SorvaneConfig.cmake.in
+  "${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfig.cmake" INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfig.cmake"
+  "${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfigVersion.cmake" DESTINATION ${package_dir})
+
+if(SORVANE_THREADS STREQUAL "tbb")
+  set(SORVANE_PC_REQUIRES_PRIVATE "tbb")
+endif()
+configure_file(cmake/sorvane.pc.in "${CMAKE_CURRENT_BINARY_DIR}/sorvane.pc" @ONLY)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/sorvane.pc"
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
