@@ -410,6 +410,7 @@ std::optional<Circle> FittedCircle(const std::vector<VecBase<2, T>>& points)
     }
     const Circle result{local->ToCaller(circle.center), local->scale * circle.radius};
     constexpr double kLargest = std::numeric_limits<T>::max();
+    // The length, 2 pi radius, has to be finite too.
     const bool fits = 8 * result.radius <= kLargest && Impl::IsFinite(result.center);
     return fits ? std::optional(result) : std::nullopt;
 }

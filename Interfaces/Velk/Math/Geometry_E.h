@@ -74,8 +74,9 @@ ArcBase<T> ArcThroughPoints(const VecBase<2, T>& first, const VecBase<2, T>& mid
 /// circle in the direction of the first point, and its sign is the sense in which the points run about
 /// the centre. `error`: largest radial deviation of a point; `secondError`: root mean square of the
 /// deviations, both about the circle as returned; either may be null. Fewer than 3 points, non-finite
-/// ones, or points on one line up to the rounding of their coordinates: center = start = the first
-/// point (the origin without points), length 0, both errors the largest finite T.
+/// ones, points on one line up to the rounding of their coordinates, or points that a straight line
+/// fits best: center = start = the first point (the origin without points), length 0, both errors the
+/// largest finite T.
 template <int Method, class T>
 ArcBase<T> FitCircle(const std::vector<VecBase<2, T>>& points, T* error, T* secondError);
 
