@@ -17,9 +17,9 @@ struct EdgeUse {
 
 /// All sides of the triangles, gathered by undirected edge.
 ///
-/// The sides are dealt into a bucket for each smaller node, a counting sort that keeps triangle order,
-/// and each bucket, of a handful of sides in a usual mesh, is sorted by the larger node. That takes no
-/// memory for an edge by itself and two passes over the indices.
+/// The sides are dealt into a bucket for each smaller node, a counting sort that keeps triangle
+/// order, and each bucket, of a handful of sides in a usual mesh, is sorted by the larger node.
+/// That takes no memory for an edge by itself and two passes over the indices.
 class EdgeUses {
 public:
     explicit EdgeUses(const std::vector<int>& indices);
@@ -27,7 +27,8 @@ public:
     std::size_t BucketCount() const { return bucketStart_.size() - 1; }
 
     /// Calls fn(first, last) for each edge of a bucket, with its uses in triangle order.
-    template <class Fn> void ForEachEdge(std::size_t bucket, const Fn& fn) const
+    template <class Fn>
+    void ForEachEdge(std::size_t bucket, const Fn& fn) const
     {
         const EdgeUse* first = uses_.data() + bucketStart_[bucket];
         const EdgeUse* const end = uses_.data() + bucketStart_[bucket + 1];

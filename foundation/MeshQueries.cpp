@@ -7,6 +7,7 @@
 #include "mathbase/Parallel_Impl.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace Velk::Math::Sorvane::Mesh {
 namespace {
@@ -15,6 +16,60 @@ using Impl::EdgeUse;
 using Impl::EdgeUses;
 
 std::pair<int, int> Ascending(int a, int b) { return {std::min(a, b), std::max(a, b)}; }
+
+/// For each node where its corners begin among all corners when those are put in order of their
+/// nodes, and the end.
+std::vector<std::size_t> CornerStarts(const int* first, const int* last, std::size_t nodeCount)
+{
+    std::vector<std::size_t> starts(nodeCount + 1);
+    for (; first != last; ++first) {
+        ++starts[static_cast<std::size_t>(*first)];
+    }
+    std::exclusive_scan(starts.begin(), starts.end(), starts.begin(), std::size_t{0});
+    return starts;
+}
+
+/// Every corner deals its two companions to its node; what a node has got is sorted and becomes its
+/// set in one go, which spares a search of the set for each companion.
+std::vector<std::set<int>> Rings(const std::vector<int>& indices, std::size_t nodeCount)
+{
+    const std::size_t whole = indices.size() / 3 * 3;
+    const std::vector<std::size_t> starts =
+        CornerStarts(indices.data(), indices.data() + whole, nodeCount);
+    std::vector<std::array<int, 2>> companions(whole);
+    std::vector<std::size_t> next = starts;
+    for (std::size_t first = 0; first < whole; first += 3) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            companions[next[static_cast<std::size_t>(indices[first + k])]++] = {
+                indices[first + (k + 1) % 3], indices[first + (k + 2) % 3]};
+        }
+    }
+    std::vector<std::set<int>> rings(nodeCount);
+    std::vector<int> ring;
+    for (std::size_t node = 0; node < nodeCount; ++node) {
+        ring.clear();
+        for (std::size_t i = starts[node]; i < starts[node + 1]; ++i) {
+            ring.insert(ring.end(), companions[i].begin(), companions[i].end());
+        }
+        std::sort(ring.begin(), ring.end());
+        rings[node] = std::set<int>(ring.begin(), std::unique(ring.begin(), ring.end()));
+    }
+    return rings;
+}
+
+std::vector<std::vector<int>> Facets(const std::vector<int>& indices, std::size_t nodeCount)
+{
+    const std::vector<std::size_t> starts =
+        CornerStarts(indices.data(), indices.data() + indices.size(), nodeCount);
+    std::vector<std::vector<int>> facets(nodeCount);
+    for (std::size_t node = 0; node < nodeCount; ++node) {
+        facets[node].reserve(starts[node + 1] - starts[node]);
+    }
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        facets[static_cast<std::size_t>(indices[i])].push_back(static_cast<int>(i / 3));
+    }
+    return facets;
+}
 
 /// The neighbour of every use of one edge: the first triangle in the list that is another one.
 void LinkUses(const EdgeUse* first, const EdgeUse* last, std::vector<std::array<int, 3>>& neighbors)
@@ -30,44 +85,10 @@ void LinkUses(const EdgeUse* first, const EdgeUse* last, std::vector<std::array<
     }
 }
 
-} // namespace
-
-template <int D, class T>
-std::vector<std::set<int>> NodeRings(const IndexedPointsBase<D, T>& mesh)
+std::vector<std::array<int, 3>> Neighbors(const std::vector<int>& indices)
 {
-    std::vector<std::set<int>> rings(mesh.points.size());
-    for (std::size_t first = 0; first + 2 < mesh.indices.size(); first += 3) {
-        for (std::size_t k = 0; k < 3; ++k) {
-            std::set<int>& ring = rings[static_cast<std::size_t>(mesh.indices[first + k])];
-            ring.insert(mesh.indices[first + (k + 1) % 3]);
-            ring.insert(mesh.indices[first + (k + 2) % 3]);
-        }
-    }
-    return rings;
-}
-
-template <int D, class T>
-std::vector<std::vector<int>> NodeFacets(const IndexedPointsBase<D, T>& mesh)
-{
-    std::vector<int> counts(mesh.points.size());
-    for (const int node : mesh.indices) {
-        ++counts[static_cast<std::size_t>(node)];
-    }
-    std::vector<std::vector<int>> facets(mesh.points.size());
-    for (std::size_t node = 0; node < facets.size(); ++node) {
-        facets[node].reserve(static_cast<std::size_t>(counts[node]));
-    }
-    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
-        facets[static_cast<std::size_t>(mesh.indices[i])].push_back(static_cast<int>(i / 3));
-    }
-    return facets;
-}
-
-template <int D, class T>
-std::vector<std::array<int, 3>> NeighborFacets(const IndexedPointsBase<D, T>& mesh)
-{
-    std::vector<std::array<int, 3>> neighbors(mesh.indices.size() / 3);
-    const EdgeUses edges(mesh.indices);
+    std::vector<std::array<int, 3>> neighbors(indices.size() / 3);
+    const EdgeUses edges(indices);
     // Each side belongs to one edge and each edge to one bucket: no slot is written twice.
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, edges.BucketCount(), [&](std::size_t from, std::size_t to) {
@@ -78,6 +99,47 @@ std::vector<std::array<int, 3>> NeighborFacets(const IndexedPointsBase<D, T>& me
             }
         });
     return neighbors;
+}
+
+/// The edges of a single use. Counting uses one after another in a map from the edge as it was
+/// first run gives the same: the one use is the first.
+std::vector<std::pair<int, int>> EdgesUsedOnce(const std::vector<int>& indices)
+{
+    std::vector<std::pair<int, int>> boundary;
+    const EdgeUses edges(indices);
+    for (std::size_t bucket = 0; bucket < edges.BucketCount(); ++bucket) {
+        edges.ForEachEdge(bucket, [&](const EdgeUse* first, const EdgeUse* last) {
+            if (last - first == 1) {
+                const int next = first->place % 3 == 2 ? first->place - 2 : first->place + 1;
+                boundary.emplace_back(indices[static_cast<std::size_t>(first->place)],
+                                      indices[static_cast<std::size_t>(next)]);
+            }
+        });
+    }
+    Impl::StableSortByKey(boundary, [](const std::pair<int, int>& edge) {
+        return Impl::PairKey(edge.first, edge.second);
+    });
+    return boundary;
+}
+
+} // namespace
+
+template <int D, class T>
+std::vector<std::set<int>> NodeRings(const IndexedPointsBase<D, T>& mesh)
+{
+    return Rings(mesh.indices, mesh.points.size());
+}
+
+template <int D, class T>
+std::vector<std::vector<int>> NodeFacets(const IndexedPointsBase<D, T>& mesh)
+{
+    return Facets(mesh.indices, mesh.points.size());
+}
+
+template <int D, class T>
+std::vector<std::array<int, 3>> NeighborFacets(const IndexedPointsBase<D, T>& mesh)
+{
+    return Neighbors(mesh.indices);
 }
 
 template <int Oriented, int D, class T>
@@ -96,21 +158,7 @@ std::array<std::pair<int, int>, 3> FaceEdges(const IndexedPointsBase<D, T>& mesh
 template <int D, class T>
 std::vector<std::pair<int, int>> BoundaryEdges(const IndexedPointsBase<D, T>& mesh)
 {
-    std::vector<std::pair<int, int>> boundary;
-    const EdgeUses edges(mesh.indices);
-    for (std::size_t bucket = 0; bucket < edges.BucketCount(); ++bucket) {
-        edges.ForEachEdge(bucket, [&](const EdgeUse* first, const EdgeUse* last) {
-            if (last - first == 1) {
-                const int next = first->place % 3 == 2 ? first->place - 2 : first->place + 1;
-                boundary.emplace_back(mesh.indices[static_cast<std::size_t>(first->place)],
-                                      mesh.indices[static_cast<std::size_t>(next)]);
-            }
-        });
-    }
-    Impl::StableSortByKey(boundary, [](const std::pair<int, int>& edge) {
-        return Impl::PairKey(edge.first, edge.second);
-    });
-    return boundary;
+    return EdgesUsedOnce(mesh.indices);
 }
 
 template <int D, class T>

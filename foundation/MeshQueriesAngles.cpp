@@ -75,7 +75,13 @@ std::vector<T> CreaseAngles(const IndexedPointsBase<3, T>& mesh, bool isSigned)
 {
     const std::vector<std::array<int, 3>> neighbors = NeighborFacets(mesh);
     std::vector<VecBase<3, T>> normals = Normals(mesh);
-    normals.resize(neighbors.size()); // a mesh of one or two points has none, like its triangles
+    std::vector<VecBase<3, T>> centroids;
+    if (isSigned) {
+        centroids = Centroids(mesh);
+    }
+    // A mesh that is empty by rule, of two points say, has neither; its triangles are degenerate.
+    normals.resize(neighbors.size());
+    centroids.resize(neighbors.size());
     std::vector<T> angles(3 * neighbors.size(), kTwoPi<T>);
 
     const auto corner = [&](std::size_t triangle, std::size_t k) -> const VecBase<3, T>& {
@@ -91,9 +97,7 @@ std::vector<T> CreaseAngles(const IndexedPointsBase<3, T>& mesh, bool isSigned)
                     const auto n = static_cast<std::size_t>(neighbors[t][k]);
                     T angle = Vector::AngleBetween(normals[t], normals[n], kLengthFloor<T>);
                     if (isSigned) {
-                        const VecBase<3, T> centroid =
-                            (corner(n, 0) + corner(n, 1) + corner(n, 2)) / T{3};
-                        angle *= CreaseSign(corner(t, (k + 2) % 3), normals[t], centroid);
+                        angle *= CreaseSign(corner(t, (k + 2) % 3), normals[t], centroids[n]);
                     }
                     angles[3 * t + k] = angle;
                 }

@@ -34,7 +34,7 @@ std::vector<std::vector<int>> NodeFacets(const IndexedPointsBase<D, T>& mesh);
 ///
 /// The neighbour is the first other triangle, in triangle order, that has the edge, run in either
 /// direction. On an edge of three or more triangles the relation is therefore not mutual: of three fins
-/// 0, 1, 2 the neighbours are 1, 0, 0. Expected O(n), phase two parallel.
+/// 0, 1, 2 the neighbours are 1, 0, 0. Expected O(n), parallel.
 template <int D, class T>
 std::vector<std::array<int, 3>> NeighborFacets(const IndexedPointsBase<D, T>& mesh);
 
