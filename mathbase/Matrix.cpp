@@ -133,11 +133,11 @@ MatBase<3, 3, double> RotationFromZ(const VecBase<3, double>& direction)
     const double x = axis.x();
     const double y = axis.y();
     const double z = axis.z();
-    // Moeller and Hughes: with h = 1 / (1 + z) the shortest rotation has the upper left block
-    // (z + h y y, -h x y; -h x y, z + h x x). Towards -Z, 1 + z is the rounding error of z and h x
-    // x has no digit left. There h = (1 - z) / (x x + y y), the same number for a unit vector, and
-    // the products h x x are 1 - z times squares of the unit vector along (x, y), all of full
-    // accuracy.
+    // Moeller and Hughes: with h = 1 / (1 + z) the upper left block of the shortest rotation is
+    // (z + hyy, -hxy; -hxy, z + hxx), where hxx = h x x and so on. Towards -Z, 1 + z is nothing but
+    // the rounding error of z. There h = (1 - z) / (x x + y y), the same for a unit vector, and hxx
+    // becomes 1 - z times the square of the sideways direction's x. That direction is taken from
+    // the vector as given: in the unit vector x and y may have underflowed.
     double hxx = 0.0;
     double hxy = 0.0;
     double hyy = 0.0;
@@ -147,15 +147,14 @@ MatBase<3, 3, double> RotationFromZ(const VecBase<3, double>& direction)
         hxy = h * x * y;
         hyy = h * y * y;
     } else {
-        const double distanceFromAxis = std::hypot(x, y);
-        if (distanceFromAxis == 0.0) {
+        const VecBase<2, double> side =
+            Impl::UnitDirection(VecBase<2, double>{direction.x(), direction.y()});
+        if (side == VecBase<2, double>{}) {
             return {{1.0, 0.0, 0.0}, {0.0, -1.0, 0.0}, {0.0, 0.0, -1.0}};
         }
-        const double ux = x / distanceFromAxis;
-        const double uy = y / distanceFromAxis;
-        hxx = (1.0 - z) * ux * ux;
-        hxy = (1.0 - z) * ux * uy;
-        hyy = (1.0 - z) * uy * uy;
+        hxx = (1.0 - z) * side.x() * side.x();
+        hxy = (1.0 - z) * side.x() * side.y();
+        hyy = (1.0 - z) * side.y() * side.y();
     }
     return {{z + hyy, -hxy, x}, {-hxy, z + hxx, y}, {-x, -y, z}};
 }

@@ -130,15 +130,22 @@ CrossSection CrossSectionOf(const std::vector<VecBase<3, T>>& points, const Poin
         vv += b * b;
         along += s * s;
     }
-    // The 2x2 eigenproblem as a rotation by half the angle of (uu - vv, 2 uv).
-    const double angle = 0.5 * std::atan2(2.0 * uv, uu - vv);
-    const double spread = std::hypot(0.5 * (uu - vv), uv);
+    // Eigenvectors of [uu uv; uv vv]: the wide axis has half the angle of (uu - vv, 2 uv). Of the
+    // two ways to write it, the one without cancellation.
+    const double difference = uu - vv;
+    const double spread = std::hypot(difference, 2.0 * uv);
+    VecBase<2, double> wide{1.0, 0.0};
+    if (spread > 0.0) {
+        wide = Impl::UnitDirection(difference > 0.0
+                                       ? VecBase<2, double>{difference + spread, 2.0 * uv}
+                                       : VecBase<2, double>{2.0 * uv, spread - difference});
+    }
     const double count = static_cast<double>(points.size());
 
     CrossSection section;
-    section.wideAxis = u * std::cos(angle) + v * std::sin(angle);
-    section.thinAxis = v * std::cos(angle) - u * std::sin(angle);
-    section.width = std::sqrt((0.5 * (uu + vv) + spread) / count);
+    section.wideAxis = u * wide.x() + v * wide.y();
+    section.thinAxis = v * wide.x() - u * wide.y();
+    section.width = std::sqrt(0.5 * (uu + vv + spread) / count);
     section.length = std::sqrt(along / count);
     return section;
 }

@@ -179,18 +179,19 @@ TransformBase<3> BuildRelativeTransform(const TransformBase<3>& a, const Transfo
 TransformBase<2> BuildMirrorAboutLine(const VecBase<2, double>& point,
                                       const VecBase<2, double>& direction)
 {
-    const VecBase<2, double> normal = Vector::RightNormal(UnitDirection(direction));
-    if (!(Vector::Length(direction) > kLengthFloor<double>)) {
+    if (!(Vector::Length(direction) > kLengthFloor<double>) || !Impl::IsFinite(direction)) {
         return {};
     }
-    // p - 2 ((p - point) * normal) normal; a direction that is not finite left the normal zero.
+    // p - 2 ((p - point) * normal) normal / (normal * normal)
+    const VecBase<2, double> normal = Vector::RightNormal(Impl::SafelyScaled(direction));
+    const double squaredLength = Vector::SquaredLength(normal);
     MatBase<2, 2, double> mirror = Matrix::Identity<2, double>();
     for (int r = 0; r < 2; ++r) {
         for (int c = 0; c < 2; ++c) {
-            mirror(r, c) -= 2.0 * normal[r] * normal[c];
+            mirror(r, c) -= 2.0 * normal[r] * normal[c] / squaredLength;
         }
     }
-    return FromLinearPart(mirror, normal * (2.0 * (point * normal)));
+    return FromLinearPart(mirror, normal * (2.0 * (point * normal) / squaredLength));
 }
 
 TransformBase<3> InflateDimension(const TransformBase<2>& transform)

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace Velk::Math::Vector {
 namespace {
@@ -164,12 +165,12 @@ T SignedArea(const std::vector<VecBase<2, T>>& loop)
     // itself (not its far end) as the second factor keeps the products, and so their rounding,
     // small.
     const VecBase<2, double> first(loop.front());
-    double doubledArea = 0.0;
+    Impl::CompensatedSum doubledArea;
     for (std::size_t i = 1; i + 1 < loop.size(); ++i) {
         const VecBase<2, double> from(loop[i]);
-        doubledArea += (from - first) ^ (VecBase<2, double>(loop[i + 1]) - from);
+        doubledArea.Add((from - first) ^ (VecBase<2, double>(loop[i + 1]) - from));
     }
-    return static_cast<T>(0.5 * doubledArea);
+    return static_cast<T>(0.5 * doubledArea.Value());
 }
 
 template <int N, class T>
@@ -187,7 +188,7 @@ bool BarycentricCoordinates(const VecBase<N, T>& a, const VecBase<N, T>& b, cons
     const double squaredLongest =
         std::max({SquaredLength(ab), SquaredLength(ac), SquaredLength(bc)});
     if (!(Magnitude(normal) > static_cast<double>(tolerance) * squaredLongest) ||
-        !(squaredNormal > 0.0)) {
+        !(squaredNormal > 0.0 && squaredNormal <= std::numeric_limits<double>::max())) {
         u = v = w = T{0};
         return false;
     }
