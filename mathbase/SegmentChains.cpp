@@ -7,6 +7,7 @@
 
 #include "mathbase/PointCells_Impl.h"
 
+#include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
