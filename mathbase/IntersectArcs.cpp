@@ -238,7 +238,9 @@ ArcHits IntersectArc(const Arc& arc, const Vec2d& s0, const Vec2d& s1, bool boun
     return HitsOfChord(arc, Chord(s0, s1, arc.center, boundedSegment), tolerance);
 }
 
-ArcPlace NearestOnArc(const Arc& arc, const Vec2d& p, double lengthFloor)
+/// `rounding` is that of the caller's type: ends no farther apart from `p` than that are equally
+/// near.
+ArcPlace NearestOnArc(const Arc& arc, const Vec2d& p, double lengthFloor, double rounding)
 {
     const Vec2d radial = p - arc.center;
     const double distance = Vector::Length(radial);
@@ -253,7 +255,8 @@ ArcPlace NearestOnArc(const Arc& arc, const Vec2d& p, double lengthFloor)
         return {arc.center + radial * (arc.radius / distance), arc.Fraction(angle)};
     }
     const Vec2d end = arc.End();
-    const bool endIsNearer = Vector::SquaredLength(p - end) < Vector::SquaredLength(p - arc.start);
+    const bool endIsNearer = Vector::SquaredLength(p - end) <
+                             Vector::SquaredLength(p - arc.start) * (1.0 - 8.0 * rounding);
     return endIsNearer ? ArcPlace{end, 1.0} : ArcPlace{arc.start, 0.0};
 }
 
@@ -279,8 +282,8 @@ VecBase<2, T> ClosestPointOnArc(const VecBase<2, T>& center, const VecBase<2, T>
                                 const VecBase<2, T>& point, T& parameter, bool snapToEnds)
 {
     const Arc arc(Widened(center), Widened(start), static_cast<double>(length));
-    const ArcPlace nearest =
-        NearestOnArc(arc, Widened(point), static_cast<double>(kLengthFloor<T>));
+    const ArcPlace nearest = NearestOnArc(arc, Widened(point), static_cast<double>(kLengthFloor<T>),
+                                          static_cast<double>(std::numeric_limits<T>::epsilon()));
     VecBase<2, T> result = Narrowed<T>(nearest.point);
     parameter = static_cast<T>(nearest.parameter);
     if (snapToEnds && parameter > T{0} && parameter < T{1}) {

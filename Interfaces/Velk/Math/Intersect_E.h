@@ -31,7 +31,7 @@ struct SORVANE_API PolyNodeDescriptor {
 /// inside of the other segment always counts. A segment no longer than `tolerance` is a point and
 /// overlaps nothing. Without a meeting, or with NaN or infinity: false, `hit` zero, `overlap` false.
 ///
-/// Here and in the whole file a negative tolerance counts as 0 and NaN as one that nothing meets, and
+/// Here and in the elementary tests below a negative tolerance counts as 0, NaN as one that nothing meets;
 /// `float` forms calculate in `double`, where differences of floats are all but exact.
 template <class T>
 bool SegmentSegment(const VecBase<2, T>& a0, const VecBase<2, T>& a1, const VecBase<2, T>& b0,
