@@ -112,32 +112,35 @@ public:
     template <class Visit>
     void VisitNear(const VecBase<N, T>& point, Visit&& visit) const
     {
-        Cells own;
-        Cells first;
-        Cells last;
-        for (std::size_t i = 0; i < N; ++i) {
-            const auto x = static_cast<double>(point[static_cast<int>(i)]);
-            own[i] = rule_.Cell(x);
-            first[i] = rule_.First(x);
-            last[i] = rule_.Last(x);
-        }
-        if (VisitBucket(own, visit) || first == last) {
-            return;
-        }
-        for (Cells cell = first;;) {
-            if (cell != own && VisitBucket(cell, visit)) {
-                return;
+        ForEachBucket(point, [&](const Bucket& bucket) {
+            for (std::int32_t n = bucket.newest; n >= 0;) {
+                const Node& node = nodes_[static_cast<std::size_t>(n)];
+                if (visit(node.point, node.number)) {
+                    return true;
+                }
+                n = node.older;
             }
-            std::size_t axis = 0;
-            while (axis < N && cell[axis] == last[axis]) {
-                cell[axis] = first[axis];
-                ++axis;
+            return false;
+        });
+    }
+
+    /// Asks for the memory that `VisitNear` will read, first the buckets and some time later the
+    /// points, for callers that know which points come next. Without effect otherwise.
+    void PrefetchBuckets(const VecBase<N, T>& point) const
+    {
+        ForEachBucket(point, [&](const Bucket& bucket) {
+            __builtin_prefetch(&bucket);
+            return false;
+        });
+    }
+    void PrefetchPoints(const VecBase<N, T>& point) const
+    {
+        ForEachBucket(point, [&](const Bucket& bucket) {
+            if (bucket.newest >= 0) {
+                __builtin_prefetch(&nodes_[static_cast<std::size_t>(bucket.newest)]);
             }
-            if (axis == N) {
-                return;
-            }
-            ++cell[axis];
-        }
+            return false;
+        });
     }
 
 private:
@@ -152,27 +155,49 @@ private:
         std::int32_t older;
     };
 
+    /// Cells that follow each other along x share a line of memory more often than not.
     std::size_t BucketOf(const Cells& cell) const
     {
         std::uint64_t state = 0;
-        for (const std::int64_t number : cell) {
-            state = (state ^ static_cast<std::uint64_t>(number)) * 0x9e3779b97f4a7c15U;
+        for (std::size_t axis = 1; axis < N; ++axis) {
+            state = (state ^ static_cast<std::uint64_t>(cell[axis])) * 0x9e3779b97f4a7c15U;
             state ^= state >> 32U;
         }
-        return static_cast<std::size_t>(state) & (buckets_.size() - 1);
+        return static_cast<std::size_t>(state + static_cast<std::uint64_t>(cell[0])) &
+               (buckets_.size() - 1);
     }
 
+    /// Calls visit(bucket) for the bucket of the point's own cell, then for those of the other
+    /// cells that its tolerance box touches, until it returns true.
     template <class Visit>
-    bool VisitBucket(const Cells& cell, Visit& visit) const
+    void ForEachBucket(const VecBase<N, T>& point, Visit&& visit) const
     {
-        for (std::int32_t n = buckets_[BucketOf(cell)].newest; n >= 0;) {
-            const Node& node = nodes_[static_cast<std::size_t>(n)];
-            if (visit(node.point, node.number)) {
-                return true;
-            }
-            n = node.older;
+        Cells own;
+        Cells first;
+        Cells last;
+        for (std::size_t i = 0; i < N; ++i) {
+            const auto x = static_cast<double>(point[static_cast<int>(i)]);
+            own[i] = rule_.Cell(x);
+            first[i] = rule_.First(x);
+            last[i] = rule_.Last(x);
         }
-        return false;
+        if (visit(buckets_[BucketOf(own)]) || first == last) {
+            return;
+        }
+        for (Cells cell = first;;) {
+            if (cell != own && visit(buckets_[BucketOf(cell)])) {
+                return;
+            }
+            std::size_t axis = 0;
+            while (axis < N && cell[axis] == last[axis]) {
+                cell[axis] = first[axis];
+                ++axis;
+            }
+            if (axis == N) {
+                return;
+            }
+            ++cell[axis];
+        }
     }
 
     CellRule rule_;

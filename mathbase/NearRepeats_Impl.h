@@ -66,6 +66,7 @@ private:
     /// Runs above this length are worth sorting and cutting in parallel.
     static constexpr std::int64_t kLongRun = 32768;
     static constexpr std::int64_t kPiece = 8192;
+    static constexpr std::uint32_t kUndecided = 0xffffffffU;
     /// A bucket of kept points this full says that the cells are too wide.
     static constexpr std::int32_t kFullBucket = 32;
 
@@ -251,22 +252,24 @@ private:
 
         const auto tolerance = static_cast<double>(tolerance_);
         const auto count = static_cast<std::int64_t>(members.size());
-        std::vector<std::uint32_t> dropped;
+        bool anyDropped = false;
         std::int64_t compared = 0;
         const auto keepGreedily = [&](double cellWidth, std::int32_t fullBucket) {
             CellGrid<N, T> kept(tolerance, cellWidth, count);
-            dropped.clear();
-            for (const Arrival& arrival : arrivals) {
-                const VecBase<N, T>& point = records_[arrival.record].point;
+            anyDropped = false;
+            for (std::size_t i = 0; i < arrivals.size(); ++i) {
+                PrefetchAhead(kept, arrivals, i);
+                const std::uint32_t record = arrivals[i].record;
+                const VecBase<N, T>& point = records_[record].point;
                 bool isDropped = false;
                 kept.VisitNear(point, [&](const VecBase<N, T>& earlier, std::uint32_t) {
                     ++compared;
                     return isDropped = Matches(point, earlier, tolerance_);
                 });
-                if (isDropped) {
-                    dropped.push_back(arrival.record);
-                } else {
-                    kept.Insert(point, arrival.record);
+                survivorOf_[record] = isDropped ? kUndecided : record;
+                anyDropped = anyDropped || isDropped;
+                if (!isDropped) {
+                    kept.Insert(point, record);
                     if (kept.LargestBucket() > fullBucket) {
                         break;
                     }
@@ -280,20 +283,44 @@ private:
             constexpr double kNarrowest = 0;
             kept = keepGreedily(kNarrowest, std::numeric_limits<std::int32_t>::max());
         }
-        Report(compared, !dropped.empty());
+        Report(compared, anyDropped);
+        if (anyDropped) {
+            FindSurvivors(members, kept);
+        }
+    }
 
+    template <class Arrivals>
+    void PrefetchAhead(const CellGrid<N, T>& kept, const Arrivals& arrivals, std::size_t i) const
+    {
+        constexpr std::size_t kBuckets = 16;
+        constexpr std::size_t kPoints = 6;
+        if (arrivals.size() > 4096 && i + 2 * kBuckets < arrivals.size()) {
+            __builtin_prefetch(&records_[arrivals[i + 2 * kBuckets].record]);
+            kept.PrefetchBuckets(records_[arrivals[i + kBuckets].record].point);
+            kept.PrefetchPoints(records_[arrivals[i + kPoints].record].point);
+        }
+    }
+
+    /// The survivors of the members that were dropped, in the order of the members: sorted along an
+    /// axis, so that the cells read lie close together.
+    void FindSurvivors(const std::vector<Member>& members, const CellGrid<N, T>& kept)
+    {
         Parallel::Impl::ApplyParallelChunks(
-            std::size_t{0}, dropped.size(), [&](std::size_t from, std::size_t to) {
+            std::size_t{0}, members.size(), [&](std::size_t from, std::size_t to) {
                 std::int64_t visited = 0;
-                for (std::size_t d = from; d < to; ++d) {
-                    const VecBase<N, T>& point = records_[dropped[d]].point;
+                for (std::size_t m = from; m < to; ++m) {
+                    const std::uint32_t record = members[m].record;
+                    if (survivorOf_[record] != kUndecided) {
+                        continue;
+                    }
+                    const VecBase<N, T>& point = records_[record].point;
                     NearestMatch<N, T> nearest(point, tolerance_);
-                    kept.VisitNear(point, [&](const VecBase<N, T>& survivor, std::uint32_t record) {
+                    kept.VisitNear(point, [&](const VecBase<N, T>& survivor, std::uint32_t number) {
                         ++visited;
-                        nearest.Consider(survivor, static_cast<int>(record));
+                        nearest.Consider(survivor, static_cast<int>(number));
                         return false;
                     });
-                    survivorOf_[dropped[d]] = static_cast<std::uint32_t>(nearest.Index());
+                    survivorOf_[record] = static_cast<std::uint32_t>(nearest.Index());
                 }
                 Report(visited, true);
             });

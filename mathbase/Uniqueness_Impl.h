@@ -6,6 +6,7 @@
 
 #include <Velk/Math/Vector_E.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <cstdint>
@@ -37,8 +38,8 @@ int IndexInUniqueVector(const std::vector<VecBase<N, T>>& uniquePoints, const Ve
 /// (Euclidean), the lower index when two are equally near; a member with the very same coordinates
 /// before all.
 ///
-/// Distances are compared by their squares in double, scaled by a power of two so that those of
-/// very small and very large points do not all come out as 0 or infinity.
+/// Distances are compared by their squares in double, summed in component order, as if its exponent
+/// had no bounds: very small and very large distances do not all come out as 0 or infinity.
 template <int N, class T>
 class NearestMatch {
 public:
@@ -65,30 +66,66 @@ private:
         if (IsExact() || member == point_) {
             return member == point_ && (!IsExact() || index < index_);
         }
-        const double scale = Scale();
-        const double squared = SquaredDistance(member, scale);
-        const double bestSquared = SquaredDistance(member_, scale);
+        double squared = SquaredDistance(member);
+        double bestSquared = SquaredDistance(member_);
+        if (!(IsInRange(squared) && IsInRange(bestSquared))) {
+            const int exponent = std::max(LargestExponent(member), LargestExponent(member_));
+            squared = ScaledSquaredDistance(member, exponent);
+            bestSquared = ScaledSquaredDistance(member_, exponent);
+        }
         return squared < bestSquared || (squared == bestSquared && index < index_);
     }
 
-    /// Takes the tolerance, and with it all differences, to about 2^500, whose square is in range.
-    double Scale() const
-    {
-        const auto tolerance = static_cast<double>(tolerance_);
-        if (!(tolerance > 0)) {
-            return 1; // only equal points match
-        }
-        const int exponent = std::ilogb(std::min(tolerance, std::numeric_limits<double>::max()));
-        return std::ldexp(1.0, std::min(500 - exponent, 1023));
-    }
-
-    double SquaredDistance(const VecBase<N, T>& member, double scale) const
+    double SquaredDistance(const VecBase<N, T>& member) const
     {
         double sum = 0;
         for (int i = 0; i < N; ++i) {
-            const double d =
-                (static_cast<double>(point_[i]) - static_cast<double>(member[i])) * scale;
+            const double d = static_cast<double>(point_[i]) - static_cast<double>(member[i]);
             sum += d * d;
+        }
+        return sum;
+    }
+
+    /// What underflows beside such a sum would not have changed it.
+    static bool IsInRange(double squared) { return squared >= 0x1p-900 && squared <= 0x1p900; }
+
+    /// The difference along an axis as value times 2^exponent, so that it does not overflow.
+    struct Difference {
+        double value;
+        int exponent;
+    };
+    Difference DifferenceAlong(const VecBase<N, T>& member, int axis) const
+    {
+        const auto a = static_cast<double>(point_[axis]);
+        const auto b = static_cast<double>(member[axis]);
+        const bool isSmall = std::fabs(a) < 1 && std::fabs(b) < 1; // a quarter could lose digits
+        const double d = isSmall ? a - b : 0.25 * a - 0.25 * b;
+        if (d == 0 || !(std::fabs(d) <= std::numeric_limits<double>::max())) {
+            return {d, 0};
+        }
+        int exponent = 0;
+        const double value = std::frexp(d, &exponent);
+        return {value, isSmall ? exponent : exponent + 2};
+    }
+
+    int LargestExponent(const VecBase<N, T>& member) const
+    {
+        int largest = std::numeric_limits<int>::min();
+        for (int i = 0; i < N; ++i) {
+            const Difference d = DifferenceAlong(member, i);
+            largest = d.value == 0 ? largest : std::max(largest, d.exponent);
+        }
+        return largest;
+    }
+
+    /// In units of 2^exponent, squared.
+    double ScaledSquaredDistance(const VecBase<N, T>& member, int exponent) const
+    {
+        double sum = 0;
+        for (int i = 0; i < N; ++i) {
+            const Difference d = DifferenceAlong(member, i);
+            const double scaled = d.value == 0 ? 0 : std::ldexp(d.value, d.exponent - exponent);
+            sum += scaled * scaled;
         }
         return sum;
     }
