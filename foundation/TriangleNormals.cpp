@@ -44,61 +44,56 @@ auto ForEachTriangle(const IndexedPointsBase<D, T>& mesh, const Measure& measure
     return results;
 }
 
+// The measures are function objects, which the loops above take in; a function's address they would
+// call for each triangle.
+
 /// Half the cross product. Halving is exact, so a product does for the quotient.
-template <class T>
-VecBase<3, T> HalfCross(const Triangle<3, T>& triangle)
-{
+constexpr auto kAreaNormal = []<class T>(const Triangle<3, T>& triangle) -> VecBase<3, T> {
     return ((triangle[1] - triangle[0]) ^ (triangle[2] - triangle[0])) * T(0.5);
-}
+};
 
-template <class T>
-VecBase<3, T> UnitNormal(const Triangle<3, T>& triangle)
-{
-    return Normalized(HalfCross(triangle), kLengthFloor<T>);
-}
+constexpr auto kUnitNormal = []<class T>(const Triangle<3, T>& triangle) -> VecBase<3, T> {
+    return Normalized(kAreaNormal(triangle), kLengthFloor<T>);
+};
 
-template <class T>
-T Area(const Triangle<3, T>& triangle)
-{
-    return Length(HalfCross(triangle));
-}
+constexpr auto kArea = []<class T>(const Triangle<3, T>& triangle) -> T {
+    return Length(kAreaNormal(triangle));
+};
 
-template <int D, class T>
-VecBase<D, T> Centroid(const Triangle<D, T>& triangle)
-{
+constexpr auto kCentroid = []<int D, class T>(const Triangle<D, T>& triangle) -> VecBase<D, T> {
     return (triangle[0] + triangle[1] + triangle[2]) / T{3};
-}
+};
 
 } // namespace
 
 template <class T>
 VecBase<3, T> AreaNormal(const Triangle<3, T>& triangle)
 {
-    return HalfCross(triangle);
+    return kAreaNormal(triangle);
 }
 
 template <class T>
 std::vector<VecBase<3, T>> AreaNormals(const IndexedPointsBase<3, T>& mesh)
 {
-    return ForEachTriangle(mesh, HalfCross<T>);
+    return ForEachTriangle(mesh, kAreaNormal);
 }
 
 template <class T>
 std::vector<VecBase<3, T>> AreaNormals(const TriangleSoup<3, T>& soup)
 {
-    return ForEachTriangle(soup, HalfCross<T>);
+    return ForEachTriangle(soup, kAreaNormal);
 }
 
 template <class T>
 std::vector<VecBase<3, T>> Normals(const IndexedPointsBase<3, T>& mesh)
 {
-    return ForEachTriangle(mesh, UnitNormal<T>);
+    return ForEachTriangle(mesh, kUnitNormal);
 }
 
 template <class T>
 std::vector<VecBase<3, T>> Normals(const TriangleSoup<3, T>& soup)
 {
-    return ForEachTriangle(soup, UnitNormal<T>);
+    return ForEachTriangle(soup, kUnitNormal);
 }
 
 template <class T>
@@ -125,25 +120,25 @@ std::vector<VecBase<3, T>> AreaWeightedVertexNormals(const IndexedPointsBase<3, 
 template <class T>
 std::vector<T> Areas(const IndexedPointsBase<3, T>& mesh)
 {
-    return ForEachTriangle(mesh, Area<T>);
+    return ForEachTriangle(mesh, kArea);
 }
 
 template <class T>
 std::vector<T> Areas(const TriangleSoup<3, T>& soup)
 {
-    return ForEachTriangle(soup, Area<T>);
+    return ForEachTriangle(soup, kArea);
 }
 
 template <int D, class T>
 std::vector<VecBase<D, T>> Centroids(const IndexedPointsBase<D, T>& mesh)
 {
-    return ForEachTriangle(mesh, Centroid<D, T>);
+    return ForEachTriangle(mesh, kCentroid);
 }
 
 template <int D, class T>
 std::vector<VecBase<D, T>> Centroids(const TriangleSoup<D, T>& soup)
 {
-    return ForEachTriangle(soup, Centroid<D, T>);
+    return ForEachTriangle(soup, kCentroid);
 }
 
 // clang-format off
