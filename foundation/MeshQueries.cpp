@@ -30,19 +30,44 @@ void LinkUses(const EdgeUse* first, const EdgeUse* last, std::vector<std::array<
     }
 }
 
+/// The two other corners of a triangle at each of its corners on `node`; nothing of an incomplete
+/// one.
+void AppendOthers(const std::vector<int>& indices, int triangle, int node, std::vector<int>& others)
+{
+    const std::size_t first = 3 * static_cast<std::size_t>(triangle);
+    if (first + 2 >= indices.size()) {
+        return;
+    }
+    for (std::size_t k = 0; k < 3; ++k) {
+        if (indices[first + k] == node) {
+            others.push_back(indices[first + (k + 1) % 3]);
+            others.push_back(indices[first + (k + 2) % 3]);
+        }
+    }
+}
+
 } // namespace
 
 template <int D, class T>
 std::vector<std::set<int>> NodeRings(const IndexedPointsBase<D, T>& mesh)
 {
-    std::vector<std::set<int>> rings(mesh.points.size());
-    for (std::size_t first = 0; first + 2 < mesh.indices.size(); first += 3) {
-        for (std::size_t k = 0; k < 3; ++k) {
-            std::set<int>& ring = rings[static_cast<std::size_t>(mesh.indices[first + k])];
-            ring.insert(mesh.indices[first + (k + 1) % 3]);
-            ring.insert(mesh.indices[first + (k + 2) % 3]);
-        }
-    }
+    // Each ring gathered whole and sorted first: a set is built from a sorted range in linear time,
+    // and its nodes come to lie together.
+    const std::vector<std::vector<int>> facets = NodeFacets(mesh);
+    std::vector<std::set<int>> rings(facets.size());
+    Parallel::Impl::ApplyParallelChunks(
+        std::size_t{0}, rings.size(), [&](std::size_t from, std::size_t to) {
+            std::vector<int> ring;
+            for (std::size_t node = from; node < to; ++node) {
+                ring.clear();
+                for (const int triangle : facets[node]) {
+                    AppendOthers(mesh.indices, triangle, static_cast<int>(node), ring);
+                }
+                std::sort(ring.begin(), ring.end());
+                ring.erase(std::unique(ring.begin(), ring.end()), ring.end());
+                rings[node] = std::set<int>(ring.begin(), ring.end());
+            }
+        });
     return rings;
 }
 

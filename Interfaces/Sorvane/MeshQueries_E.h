@@ -21,7 +21,7 @@ namespace Velk::Math::Sorvane::Mesh {
 // --- neighbourhood --------------------------------------------------------------------------------
 
 /// For each point the points that share a triangle with it; empty for a point of no triangle. A triangle
-/// that names a point twice makes it its own neighbour. O(n log n).
+/// that names a point twice makes it its own neighbour. Parallel; O(n log n).
 template <int D, class T>
 std::vector<std::set<int>> NodeRings(const IndexedPointsBase<D, T>& mesh);
 

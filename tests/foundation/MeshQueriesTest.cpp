@@ -296,6 +296,14 @@ TYPED_TEST(MeshQueriesOf, AgreesWithLiteralTwinsOnDefectiveMeshes)
             }
         }
         EXPECT_EQ(Mesh::BoundaryEdgeIndices(mesh), places);
+        std::vector<std::set<int>> rings(mesh.points.size());
+        for (std::size_t t = 0; t < indices.size(); t += 3) {
+            for (std::size_t k = 0; k < 3; ++k) {
+                rings[static_cast<std::size_t>(indices[t + k])].insert(
+                    {indices[t + (k + 1) % 3], indices[t + (k + 2) % 3]});
+            }
+        }
+        EXPECT_EQ(Mesh::NodeRings(mesh), rings);
     }
 }
 
