@@ -11,8 +11,9 @@ namespace Velk::Math {
 ///
 /// `adjacency[n]` lists the neighbours of node n; an edge that only one end lists counts all the
 /// same, repeats, self-loops and numbers out of range (-1 above all) are ignored. `colorCount` receives
-/// the count of colours in use, 0 for no nodes. Greedy, in the fixed smallest-last order of D. W.
-/// Matula and L. L. Beck, 1983, ties by node number: at most 6 colours on a planar graph. O(n + edges).
+/// the count of colours in use, 0 for no nodes. Greedy, in the smallest-last order of D. W. Matula and
+/// L. L. Beck, 1983, the same for the same lists: at most 6 colours on a planar graph, n on n nodes all
+/// adjacent, 2 on a tree. O(n + edges), in time and memory.
 SORVANE_API std::vector<int> MapColoring(const std::vector<std::vector<int>>& adjacency,
                                          unsigned int& colorCount);
 

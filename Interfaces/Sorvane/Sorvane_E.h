@@ -1,0 +1,14 @@
+// Every public header of the kernel. Convenient for a first program; larger hosts compile faster with the
+// family headers that they use.
+#pragma once
+
+#include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/MeshFiles_E.h>
+#include <Sorvane/Version_E.h>
+#include <Velk/Diagnostics_E.h>
+#include <Velk/Math/Geometry_E.h>
+#include <Velk/Math/Intersect_E.h>
+#include <Velk/Math/MapColoring_E.h>
+#include <Velk/Math/Matrix_E.h>
+#include <Velk/Math/Transform_E.h>
+#include <Velk/Math/Vector_E.h>

@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Compares the symbols that the library shows with the promised list: a forgotten instantiation and a
+# leaked internal both come out as a difference.
+# Usage: check_exports.sh LIBRARY LIST [--update]
+set -euo pipefail
+library=$1
+list=$2
+# "address type name": the type tells only how the compiler merges copies, so it is left out.
+symbols=$(nm -DC --defined-only "$library" | cut -d' ' -f3- | LC_ALL=C sort -u)
+if [ "${3:-}" = --update ]; then
+  printf '%s\n' "$symbols" >"$list"
+  exit 0
+fi
+if ! diff <(LC_ALL=C sort -u "$list") <(printf '%s\n' "$symbols"); then
+  echo
+  echo "'<' is promised and not there, '>' is there and not promised."
+  echo "When the change is meant: tests/package/check_exports.sh LIBRARY tests/exports.txt --update"
+  exit 1
+fi
+echo "$(printf '%s\n' "$symbols" | wc -l) exported symbols, as listed"
