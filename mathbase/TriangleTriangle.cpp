@@ -212,11 +212,12 @@ void AddSides(const Triangle& a, const Triangle& b, double tolerance, Contacts& 
     }
 }
 
-void AddPiercings(const Triangle& from, const Triangle& to, double tolerance, Contacts& contacts)
+/// What merely comes near is in the corners and sides already; here the signs decide.
+void AddPiercings(const Triangle& from, const Triangle& to, Contacts& contacts)
 {
     for (std::size_t i = 0; i < 3; ++i) {
         Vec3d hit;
-        if (SegmentTriangleHitPoint(to[0], to[1], to[2], from[i], from[i + 1], &hit, tolerance)) {
+        if (SegmentTriangleHitPoint(to[0], to[1], to[2], from[i], from[i + 1], &hit, 0.0)) {
             contacts.Add(hit);
         }
     }
@@ -228,8 +229,8 @@ Meeting MeetByDistance(const Triangle& a, const Triangle& b, double tolerance)
     AddCorners(a, b, tolerance, contacts);
     AddCorners(b, a, tolerance, contacts);
     AddSides(a, b, tolerance, contacts);
-    AddPiercings(a, b, tolerance, contacts);
-    AddPiercings(b, a, tolerance, contacts);
+    AddPiercings(a, b, contacts);
+    AddPiercings(b, a, contacts);
     Meeting meeting;
     if (contacts.count == 0) {
         return meeting;
@@ -274,10 +275,12 @@ Meeting MeetTriangles(const Triangle& a, const Triangle& b, double tolerance)
             }
         }
     }
+    bool finite = !std::isnan(tolerance);
     for (std::size_t i = 0; i < 3; ++i) {
-        if (!IsFinite(a[i]) || !IsFinite(b[i])) {
-            return {};
-        }
+        finite = finite && IsFinite(a[i]) && IsFinite(b[i]);
+    }
+    if (!finite) {
+        return {};
     }
     Meeting meeting = MeetByDistance(a, b, tolerance);
     meeting.coplanar = meeting.found && coplanar;
