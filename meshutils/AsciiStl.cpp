@@ -11,6 +11,7 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
+#include "meshutils/AvailableMemory_Impl.h"
 #include "meshutils/MeshFiles_Impl.h"
 #include "meshutils/NumberText_Impl.h"
 
@@ -279,6 +280,24 @@ private:
     std::vector<Piece> pieces_;
 };
 
+/// Makes room for the points of the whole file, judged by those of its first lines, so that they
+/// are not copied as the array grows. Only where memory is plenty: the rest of the file may be
+/// anything.
+template <class T>
+void ReserveForWholeFile(const ByteReader& file, std::size_t linesRead,
+                         std::vector<VecBase<3, T>>& points, std::vector<int>& indices)
+{
+    const double share = static_cast<double>(file.SizeHint()) / static_cast<double>(linesRead);
+    const double expected = static_cast<double>(points.size()) * share * 1.03;
+    const double bytes = expected * (sizeof(VecBase<3, T>) + sizeof(int));
+    constexpr double kHuge =
+        1e18; // can be told from the largest integer, and there is no such memory
+    if (share > 2 && bytes < kHuge && HasMemory(2 * static_cast<std::uint64_t>(bytes))) {
+        ReserveForReading(points, static_cast<std::size_t>(expected));
+        ReserveForReading(indices, static_cast<std::size_t>(expected));
+    }
+}
+
 void AppendNumbersUpTo(std::size_t count, std::vector<int>& numbers)
 {
     const std::size_t first = numbers.size();
@@ -304,7 +323,11 @@ bool ReadAsciiStl(ByteReader& file, std::vector<VecBase<3, T>>& points, std::vec
         if (lines.empty()) {
             break; // the file ends before an end line
         }
+        const bool isFirst = points.empty();
         parser.Parse(lines, progress, points);
+        if (isFirst && progress.outcome == Outcome::GoesOn) {
+            ReserveForWholeFile(file, lines.size(), points, indices);
+        }
         AppendNumbersUpTo(points.size(), indices);
     }
     return progress.outcome == Outcome::EndsWell;

@@ -123,10 +123,15 @@ std::uint64_t AvailableMemory()
     return std::min(machine == kUnlimited ? InstalledMemory() : machine, AvailableInGroups());
 }
 
-void RequireMemory(std::uint64_t bytes)
+bool HasMemory(std::uint64_t bytes)
 {
     constexpr std::uint64_t kUnseen = std::uint64_t{64} << 20U;
-    if (bytes > kUnseen && bytes > AvailableMemory()) {
+    return bytes <= kUnseen || bytes <= AvailableMemory();
+}
+
+void RequireMemory(std::uint64_t bytes)
+{
+    if (!HasMemory(bytes)) {
         throw std::bad_alloc();
     }
 }

@@ -10,8 +10,11 @@
 
 namespace Velk::Math::Sorvane::MeshUtils::Impl {
 
-/// Throws std::bad_alloc when `bytes` are more than `AvailableMemory`. Requests below 64 MiB pass
-/// unseen: asking the system costs more than they are worth.
+/// True when `bytes` are at most `AvailableMemory`. Requests up to 64 MiB pass unseen: asking the
+/// system costs more than they are worth.
+bool HasMemory(std::uint64_t bytes);
+
+/// Throws std::bad_alloc unless `HasMemory`.
 void RequireMemory(std::uint64_t bytes);
 
 /// Bytes that a new allocation may hope to fill: what the machine has available, swap included, or

@@ -54,7 +54,7 @@ bool ReadBinaryStl(ByteReader& file, std::vector<VecBase<3, T>>& points)
     }
     const std::uint64_t pointCount = std::uint64_t{3} * triangleCount;
     RequireMemory(pointCount * sizeof(VecBase<3, T>));
-    points.reserve(pointCount);
+    ReserveForReading(points, pointCount);
 
     constexpr std::size_t kBlockRecords = kBlockBytes / kStlRecordBytes;
     std::vector<std::byte> block(std::min<std::size_t>(triangleCount, kBlockRecords) *

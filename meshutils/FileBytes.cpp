@@ -5,6 +5,10 @@
 #include <locale>
 #include <system_error>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
 namespace Velk::Math::Sorvane::MeshUtils::Impl {
 
 ByteReader::ByteReader(const std::filesystem::path& path)
@@ -46,6 +50,22 @@ ByteWriter::ByteWriter(const std::filesystem::path& path, std::ios::openmode mod
 void ByteWriter::Write(const void* bytes, std::size_t count)
 {
     file_.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(count));
+}
+
+void PreferLargePages([[maybe_unused]] void* begin, [[maybe_unused]] std::size_t bytes)
+{
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    constexpr std::size_t kSmallPage = 4096;
+    constexpr std::size_t kWorthwhile = std::size_t{4} << 20U; // two large pages
+    if (bytes >= kWorthwhile) {
+        // Advice covers whole pages: the parts of pages at both ends stay as they are. It may be
+        // refused.
+        const std::size_t offset =
+            (kSmallPage - reinterpret_cast<std::uintptr_t>(begin) % kSmallPage) % kSmallPage;
+        (void)madvise(static_cast<char*>(begin) + offset,
+                      (bytes - offset) / kSmallPage * kSmallPage, MADV_HUGEPAGE);
+    }
+#endif
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils::Impl

@@ -65,6 +65,20 @@ private:
     std::ofstream file_;
 };
 
+/// Asks the system to back `bytes` at `begin` with large pages where it can. First touches of small
+/// pages take most of the time of reading into a new large array: four fifths on a virtual machine.
+void PreferLargePages(void* begin, std::size_t bytes);
+
+/// Makes room for `count` items that are about to be read.
+template <class Item>
+void ReserveForReading(std::vector<Item>& items, std::size_t count)
+{
+    if (count > items.capacity()) {
+        items.reserve(count);
+        PreferLargePages(items.data(), items.capacity() * sizeof(Item));
+    }
+}
+
 /// Value between host order and little-endian order; both ways are the same exchange.
 template <class T>
 T LittleEndian(T value)
@@ -128,7 +142,7 @@ template <class Scalar, class Item>
 void ReadArray(ByteReader& file, std::vector<Item>& items, std::size_t count)
 {
     static_assert(std::is_trivially_copyable_v<Item> && sizeof(Item) % sizeof(Scalar) == 0);
-    items.reserve(count);
+    ReserveForReading(items, count);
     for (bool complete = true; complete && items.size() < count;) {
         const std::size_t first = items.size();
         items.resize(first + std::min(kBlockBytes / sizeof(Item), count - first));
@@ -160,33 +174,56 @@ void WriteArray(ByteWriter& file, std::span<const Item> items)
 
 /// Writes `itemCount` items in order, each of at most `maximalBytes` bytes. `format(item, to)` puts
 /// one item at `to`, returns the place behind it and is called for many items side by side.
+///
+/// Items are formatted in parts, batch by batch. While one batch goes to the file, which costs the
+/// system as much time as formatting costs us, the next one is formatted.
 template <class Char, class Format>
 void WriteItems(ByteWriter& file, std::size_t itemCount, std::size_t maximalBytes, Format&& format)
 {
-    constexpr std::size_t kItemsPerPart = 512;
+    constexpr std::size_t kPartBytes = std::size_t{64} * 1024;
     constexpr std::size_t kPartsPerBatch = 16;
-    const std::size_t partCount = (itemCount + kItemsPerPart - 1) / kItemsPerPart;
-    const std::size_t partBytes = std::min(itemCount, kItemsPerPart) * maximalBytes;
-    const auto buffer =
-        std::make_unique_for_overwrite<Char[]>(std::min(partCount, kPartsPerBatch) * partBytes);
-    std::array<std::size_t, kPartsPerBatch> written{};
+    const std::size_t itemsPerPart = std::max<std::size_t>(kPartBytes / maximalBytes, 1);
+    const std::size_t partCount = (itemCount + itemsPerPart - 1) / itemsPerPart;
+    const std::size_t partBytes = std::min(itemCount, itemsPerPart) * maximalBytes;
 
-    for (std::size_t firstPart = 0; firstPart < partCount; firstPart += kPartsPerBatch) {
-        const std::size_t batch = std::min(kPartsPerBatch, partCount - firstPart);
-        Parallel::Impl::ApplyParallel(std::size_t{0}, batch, [&](std::size_t part) {
-            const std::size_t firstItem = (firstPart + part) * kItemsPerPart;
-            const std::size_t lastItem = std::min(firstItem + kItemsPerPart, itemCount);
-            Char* const begin = buffer.get() + part * partBytes;
-            Char* at = begin;
-            for (std::size_t item = firstItem; item < lastItem; ++item) {
-                at = format(item, at);
-            }
-            written[part] = static_cast<std::size_t>(at - begin);
-        });
-        for (std::size_t part = 0; part < batch; ++part) {
-            file.Write(buffer.get() + part * partBytes, written[part]);
+    struct Batch {
+        std::unique_ptr<Char[]> buffer;
+        std::array<std::size_t, kPartsPerBatch> written{};
+        std::size_t partCount = 0;
+    };
+    std::array<Batch, 2> batches;
+    Batch* writing = &batches[0];
+    Batch* formatting = &batches[1];
+
+    const auto formatPart = [&](std::size_t part, std::size_t slot) {
+        const std::size_t firstItem = part * itemsPerPart;
+        const std::size_t lastItem = std::min(firstItem + itemsPerPart, itemCount);
+        Char* const begin = formatting->buffer.get() + slot * partBytes;
+        Char* at = begin;
+        for (std::size_t item = firstItem; item < lastItem; ++item) {
+            at = format(item, at);
         }
+        formatting->written[slot] = static_cast<std::size_t>(at - begin);
+    };
+    const auto writeBatch = [&] {
+        for (std::size_t slot = 0; slot < writing->partCount; ++slot) {
+            file.Write(writing->buffer.get() + slot * partBytes, writing->written[slot]);
+        }
+    };
+    for (std::size_t firstPart = 0; firstPart < partCount; firstPart += kPartsPerBatch) {
+        formatting->partCount = std::min(kPartsPerBatch, partCount - firstPart);
+        if (!formatting->buffer) {
+            formatting->buffer =
+                std::make_unique_for_overwrite<Char[]>(formatting->partCount * partBytes);
+        }
+        // The last task is the writing, so that the task library hands it to the helping thread.
+        Parallel::Impl::ApplyParallel(
+            std::size_t{0}, formatting->partCount + 1, [&](std::size_t task) {
+                task < formatting->partCount ? formatPart(firstPart + task, task) : writeBatch();
+            });
+        std::swap(writing, formatting);
     }
+    writeBatch();
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils::Impl
