@@ -222,7 +222,7 @@ TYPED_TEST(AsciiStlParser, EveryCutOfAFileReadsLikeStreams)
         " vertex 7 8 9\r\n endloop\r\n endfacet\r\n"
         "endsolid\n";
     for (std::size_t size = 0; size <= text.size() && !this->HasFatalFailure(); ++size) {
-        for (const std::size_t blockBytes : {1, 2, 3, 50, 4096}) {
+        for (const std::size_t blockBytes : {1U, 2U, 3U, 50U, 4096U}) {
             ExpectReadLikeStreams<TypeParam>(text.substr(0, size), blockBytes, 20);
         }
     }

@@ -192,7 +192,7 @@ TYPED_TEST(BinaryStl, EveryTruncationKeepsTheBytesThatArrived)
         std::string padded = records.substr(0, size);
         padded.resize(100, '\0');
         std::vector<VecBase<3, TypeParam>> expected;
-        for (const std::size_t corner : {12, 24, 36, 62, 74, 86}) {
+        for (const std::size_t corner : {12U, 24U, 36U, 62U, 74U, 86U}) {
             std::array<float, 3> floats{};
             for (std::size_t axis = 0; axis < 3; ++axis) {
                 std::uint32_t bits = 0;
