@@ -108,18 +108,21 @@ TransformBase<3> BuildRotationFromAxisAngle(const VecBase<3, double>& axis, doub
     if (!(Vector::Length(axis) > kLengthFloor<double>) || k == VecBase<3, double>{}) {
         return {};
     }
-    // Rodrigues: cos I + (1 - cos) k k' + sin [k]. The half angle keeps the digits of 1 - cos.
-    const double cosine = std::cos(radians);
+    // Rodrigues: I + sin [k] + (1 - cos) (k k' - I). The half angle keeps the digits of 1 - cos. On
+    // the diagonal k_i k_i - 1 is taken as minus the other two squares, so that a rotation about a
+    // coordinate axis leaves that coordinate as it is, to the bit.
     const double halfSine = std::sin(0.5 * radians);
     const double versine = 2.0 * halfSine * halfSine;
     const VecBase<3, double> s = k * std::sin(radians);
-    MatBase<3, 3, double> rotation{
-        {cosine, -s.z(), s.y()}, {s.z(), cosine, -s.x()}, {-s.y(), s.x(), cosine}};
-    for (int r = 0; r < 3; ++r) {
-        for (int c = 0; c < 3; ++c) {
-            rotation(r, c) += versine * k[r] * k[c];
-        }
-    }
+    const double xx = k.x() * k.x();
+    const double yy = k.y() * k.y();
+    const double zz = k.z() * k.z();
+    const double xy = versine * k.x() * k.y();
+    const double yz = versine * k.y() * k.z();
+    const double zx = versine * k.z() * k.x();
+    const MatBase<3, 3, double> rotation{{1.0 - versine * (yy + zz), xy - s.z(), zx + s.y()},
+                                         {xy + s.z(), 1.0 - versine * (zz + xx), yz - s.x()},
+                                         {zx - s.y(), yz + s.x(), 1.0 - versine * (xx + yy)}};
     return FromLinearPart(rotation, {});
 }
 

@@ -438,4 +438,18 @@ TEST(InflateDimension, KeepsTheMapInThePlaneAndLeavesZAlone)
     }
 }
 
+TEST(BuildRotationFromAxisAngle, CoordinateAxisKeepsItsCoordinateToTheBit)
+{
+    Test::Random random(77);
+    for (int trial = 0; trial < 1000; ++trial) {
+        const auto p = random.Vector<3, double>(-1e3, 1e3);
+        const double radians = random.Between(-10, 10);
+        for (int axis = 0; axis < 3; ++axis) {
+            Vec3d direction;
+            direction[axis] = random.Between(0.1, 10);
+            EXPECT_EQ((BuildRotationFromAxisAngle(direction, radians) * p)[axis], p[axis]);
+        }
+    }
+}
+
 } // namespace
