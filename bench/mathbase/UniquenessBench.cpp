@@ -7,6 +7,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -254,6 +255,19 @@ SORVANE_WELD(double, SparseCloud);
 SORVANE_WELD(double, DenseCloud);
 SORVANE_WELD(double, Lattice);
 #undef SORVANE_WELD
+
+/// The few points that most callers filter: what a call costs by itself.
+void BM_FewPoints(benchmark::State& state)
+{
+    const Soup<double> soup = WavySheet<double>(std::max<std::int64_t>(state.range(0) / 3, 2));
+    for (auto _ : state) {
+        Soup<double> points = soup;
+        Vector::FilterForUniqueness(points, 1e-12);
+        benchmark::DoNotOptimize(points.data());
+    }
+    state.counters["points"] = static_cast<double>(soup.size());
+}
+BENCHMARK(BM_FewPoints)->Arg(6)->Arg(100)->Arg(1000);
 
 /// Corners of a binary STL file; empty when there is none.
 template <class T>

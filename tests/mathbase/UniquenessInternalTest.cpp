@@ -135,7 +135,7 @@ std::vector<V> ChainWithBlob(int count)
         V point;
         for (int axis = 0; axis < V::size(); ++axis) {
             point[axis] = static_cast<ScalarOf<V>>(
-                i % 2 == 0 ? 0.05 * i : 10 + random.Between(0, 0.25 * std::pow(count, 0.4)));
+                i % 2 == 0 ? 0.1 * i : 10 + random.Between(0, 0.25 * std::pow(count, 0.3)));
         }
         points.push_back(point);
     }

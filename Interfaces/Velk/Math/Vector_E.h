@@ -91,24 +91,35 @@ bool BarycentricCoordinates(const VecBase<N, T>& a, const VecBase<N, T>& b, cons
 
 /// Keeps one point of each group that lies together, in place.
 ///
-/// Points are taken in input order; one that matches a point kept earlier (every coordinate differs
-/// by at most `tolerance`) is dropped. What is kept is then sorted lexicographically: x, then y, then
-/// z, NaN after all numbers. `tolerance` 0 merges exact repeats (0 and -0 are equal); a negative or NaN
-/// tolerance merges nothing; a point with a NaN coordinate matches nothing and survives. Expected
-/// O(n) to weld and O(k log k) to sort k survivors, whatever the arrangement of the points; runs in
-/// parallel, with the same result for any number of threads.
+/// Points are taken in input order; one that matches a point kept earlier (`Matches`: every coordinate
+/// differs by at most `tolerance`) is dropped. What is kept, bit for bit, is then sorted
+/// lexicographically: x, then y, then z, NaN after all numbers, equal points in input order. `tolerance`
+/// 0 merges exact repeats (0 and -0 are equal); a negative or NaN tolerance merges nothing. A point with
+/// a NaN coordinate matches nothing and survives; so does one with an infinite coordinate, unless the
+/// tolerance is infinite too (the difference of two equal infinities is NaN and is within none).
+///
+/// Expected O(n) to find exact repeats among n points and O(d log d) for the d distinct ones, whatever
+/// their arrangement; when the tolerance is about the spacing of points in space, hashed cells with some
+/// ten to a hundred comparisons a point. Runs in parallel, with the same result, bit for bit, for any
+/// number of threads. Fewer than 2^31 points.
 template <int N, class T> void FilterForUniqueness(std::vector<VecBase<N, T>>& points, T tolerance);
 
-/// The same, and tells for each input point the index of its survivor in the compacted vector: the
-/// nearest survivor that matches it (Euclidean), the one of lower index when two are equally near.
+/// The same, and tells for each input point the index of its survivor in the compacted vector: of a
+/// point that was kept its own; of a dropped one that of the nearest survivor that matches it
+/// (Euclidean), kept before or after it, the lower index when two are equally near.
 template <int N, class T>
 std::vector<int> FilterForUniquenessAndIndex(std::vector<VecBase<N, T>>& points, T tolerance);
 
 /// Index of the member of `uniquePoints` that matches `point`, -1 when none does.
 ///
 /// `uniquePoints` is sorted as `FilterForUniqueness` leaves it. Of several matching members the
-/// nearest counts, then the lower index, so that a member always finds itself. O(log n) for a
-/// tolerance below the points' spacing.
+/// nearest counts, then the lower index; a finite member always finds itself. Points that match nothing
+/// (NaN, infinities under a finite tolerance) are not found, not even as members.
+///
+/// O(log n) for a point that is a member, and for others when few members, or members of few different
+/// x, lie within the tolerance on x: also on grids where thousands share one x. Each further x within
+/// the tolerance costs a step, so that a point off a plane of x that is only nearly constant, searched
+/// with a tolerance above that noise, costs O(members of the plane).
 template <int N, class T>
 int IndexInUniqueVector(const std::vector<VecBase<N, T>>& uniquePoints, const VecBase<N, T>& point,
                         T tolerance);
