@@ -18,32 +18,21 @@ namespace {
 using namespace Impl;
 
 /// An arc with what the tests on it need; `length` is a magnitude here, the sense stands apart.
+template <class T>
 struct Arc {
-    Vec2d center;
-    Vec2d start;
+    ArcBase<T> source;
+    Vec2d center = Widened(source.center);
+    Vec2d start = Widened(source.start);
     Vec2d spoke = start - center;
     double radius = Vector::Length(spoke);
-    double length;
-    double sense; // 1 counter-clockwise, -1 clockwise
+    double length = std::fabs(static_cast<double>(source.length));
+    double sense = source.length < T{0} ? -1.0 : 1.0; // counter-clockwise: 1
     double sweep = length / radius;
 
-    Arc(const Vec2d& arcCenter, const Vec2d& arcStart, double signedLength)
-        : center(arcCenter), start(arcStart), length(std::fabs(signedLength)),
-          sense(signedLength < 0.0 ? -1.0 : 1.0)
-    {
-    }
+    explicit Arc(const ArcBase<T>& arc) : source(arc) {}
 
-    /// The end by its definition, step for step (`Geometry::EndPoint`): the polar angle of the
-    /// start plus the sweep, reduced to one turn.
-    Vec2d End() const
-    {
-        const double startAngle = std::atan2(spoke.y(), spoke.x());
-        const double angle =
-            std::fmod(sense * sweep + (startAngle < 0.0 ? startAngle + kTwoPi<double> : startAngle),
-                      kTwoPi<double>);
-        const double reduced = angle < 0.0 ? angle + kTwoPi<double> : angle;
-        return center + Vec2d{radius * std::cos(reduced), radius * std::sin(reduced)};
-    }
+    /// The end as the caller's type has it, so that a point there equals it to the bit.
+    Vec2d End() const { return Widened(Geometry::EndPoint(source)); }
 
     /// Angle from the start to the direction of `radial`, as the arc travels, in [0, 2 pi).
     double AngleTo(const Vec2d& radial) const
@@ -133,8 +122,8 @@ struct Chord {
 /// The place of `p`, which lies on the arc's circle, on the arc; or an end of the arc that is
 /// within `tolerance` of the segment instead, when `p` lies beside the arc. The nearer end is asked
 /// first.
-template <class DistanceToSegment>
-bool PlaceOnArc(const Arc& arc, const Vec2d& p, double tolerance,
+template <class T, class DistanceToSegment>
+bool PlaceOnArc(const Arc<T>& arc, const Vec2d& p, double tolerance,
                 const DistanceToSegment& distanceToSegment, ArcPlace& place)
 {
     const double angle = arc.AngleTo(p - arc.center);
@@ -166,7 +155,8 @@ ArcHits PointHit(bool touches, const ArcPlace& place)
     return hits;
 }
 
-ArcHits HitsOfPoint(const Arc& arc, const Vec2d& p, double tolerance)
+template <class T>
+ArcHits HitsOfPoint(const Arc<T>& arc, const Vec2d& p, double tolerance)
 {
     ArcPlace place;
     const double distance = Vector::Length(p - arc.center);
@@ -176,7 +166,8 @@ ArcHits HitsOfPoint(const Arc& arc, const Vec2d& p, double tolerance)
     return PointHit(touches, place);
 }
 
-ArcHits HitsOfChord(const Arc& arc, const Chord& chord, double tolerance)
+template <class T>
+ArcHits HitsOfChord(const Arc<T>& arc, const Chord& chord, double tolerance)
 {
     const double depth = arc.radius - chord.distance;
     ArcHits hits;
@@ -215,7 +206,8 @@ ArcHits HitsOfChord(const Arc& arc, const Chord& chord, double tolerance)
     return hits;
 }
 
-ArcHits IntersectArc(const Arc& arc, const Vec2d& s0, const Vec2d& s1, bool boundedSegment,
+template <class T>
+ArcHits IntersectArc(const Arc<T>& arc, const Vec2d& s0, const Vec2d& s1, bool boundedSegment,
                      double tolerance)
 {
     if (!IsFinite(arc.center) || !IsFinite(arc.start) || !IsFinite(s0) || !IsFinite(s1) ||
@@ -238,13 +230,13 @@ ArcHits IntersectArc(const Arc& arc, const Vec2d& s0, const Vec2d& s1, bool boun
     return HitsOfChord(arc, Chord(s0, s1, arc.center, boundedSegment), tolerance);
 }
 
-/// `rounding` is that of the caller's type: ends no farther apart from `p` than that are equally
-/// near.
-ArcPlace NearestOnArc(const Arc& arc, const Vec2d& p, double lengthFloor, double rounding)
+template <class T>
+ArcPlace NearestOnArc(const Arc<T>& arc, const Vec2d& p)
 {
     const Vec2d radial = p - arc.center;
     const double distance = Vector::Length(radial);
-    if (!(arc.radius > lengthFloor && arc.length > 0.0 && distance > 0.0)) {
+    if (!(arc.radius > static_cast<double>(kLengthFloor<T>) && arc.length > 0.0 &&
+          distance > 0.0)) {
         return {arc.start, 0.0};
     }
     const double angle = arc.AngleTo(radial);
@@ -255,6 +247,8 @@ ArcPlace NearestOnArc(const Arc& arc, const Vec2d& p, double lengthFloor, double
         return {arc.center + radial * (arc.radius / distance), arc.Fraction(angle)};
     }
     const Vec2d end = arc.End();
+    // Ends whose distances differ by the rounding of the caller's type are equally near.
+    constexpr double rounding = static_cast<double>(std::numeric_limits<T>::epsilon());
     const bool endIsNearer = Vector::SquaredLength(p - end) <
                              Vector::SquaredLength(p - arc.start) * (1.0 - 8.0 * rounding);
     return endIsNearer ? ArcPlace{end, 1.0} : ArcPlace{arc.start, 0.0};
@@ -267,7 +261,7 @@ int ArcSegment(const VecBase<2, T>& center, const VecBase<2, T>& start, T length
                const VecBase<2, T>& s0, const VecBase<2, T>& s1, VecBase<2, T>& hit0, T& parameter0,
                VecBase<2, T>& hit1, T& parameter1, bool boundedSegment, T tolerance)
 {
-    const Arc arc(Widened(center), Widened(start), static_cast<double>(length));
+    const Arc<T> arc(ArcBase<T>{center, start, length});
     const ArcHits hits = IntersectArc(arc, Widened(s0), Widened(s1), boundedSegment,
                                       AtLeastZero(static_cast<double>(tolerance)));
     hit0 = Narrowed<T>(hits.hit[0].point);
@@ -281,9 +275,8 @@ template <class T>
 VecBase<2, T> ClosestPointOnArc(const VecBase<2, T>& center, const VecBase<2, T>& start, T length,
                                 const VecBase<2, T>& point, T& parameter, bool snapToEnds)
 {
-    const Arc arc(Widened(center), Widened(start), static_cast<double>(length));
-    const ArcPlace nearest = NearestOnArc(arc, Widened(point), static_cast<double>(kLengthFloor<T>),
-                                          static_cast<double>(std::numeric_limits<T>::epsilon()));
+    const Arc<T> arc(ArcBase<T>{center, start, length});
+    const ArcPlace nearest = NearestOnArc(arc, Widened(point));
     VecBase<2, T> result = Narrowed<T>(nearest.point);
     parameter = static_cast<T>(nearest.parameter);
     if (snapToEnds && parameter > T{0} && parameter < T{1}) {

@@ -4,6 +4,8 @@
 
 #include <Velk/Math/VecBase_E.h>
 
+#include "mathbase/Direction_Impl.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -35,15 +37,7 @@ constexpr VecBase<N, T> Narrowed(const VecBase<N, double>& v)
     }
 }
 
-template <int N>
-bool IsFinite(const VecBase<N, double>& v)
-{
-    bool finite = true;
-    for (int i = 0; i < N; ++i) {
-        finite = finite && v[i] - v[i] == 0.0; // infinity less itself is NaN
-    }
-    return finite;
-}
+using Math::Impl::IsFinite;
 
 /// A tolerance as comparisons use it: negative ones count as 0, NaN stays and fails every
 /// comparison.

@@ -20,55 +20,59 @@ struct SORVANE_API PolyNodeDescriptor {
 
 /// Do two segments cross or touch: is their distance at most `tolerance`?
 ///
-/// Ends come first: where ends of either segment lie within `tolerance` (Euclidean) of the other, `hit`
-/// is such an end itself (its bits), of several the one nearest to `a0`, then the first of a0, a1, b0,
-/// b1. Otherwise `hit` is the crossing, with the same bits whatever the order and directions of the
-/// segments; swapping them where ends touch moves it by `tolerance` at most, unless they overlap.
+/// Ends come first: where ends of either segment lie within `tolerance` (Euclidean) of the other,
+/// `hit` is such an end itself (its bits), of several the one nearest to `a0`, then the first of
+/// a0, a1, b0, b1. Otherwise `hit` is the crossing, with the same bits whatever the order and
+/// directions of the segments; swapping them where ends touch moves it by `tolerance` at most,
+/// unless they overlap.
 ///
 /// `overlap`: two touching ends are farther apart than `tolerance`, so that the segments share the
 /// stretch between them; `hit` is then its end nearer to `a0`. With `countCommonEnds` false, two
-/// segments that merely share an end (and no stretch) do not count as meeting; an end that touches the
-/// inside of the other segment always counts. A segment no longer than `tolerance` is a point and
-/// overlaps nothing. Without a meeting, or with NaN or infinity: false, `hit` zero, `overlap` false.
+/// segments that merely share an end (and no stretch) do not count as meeting; an end that touches
+/// the inside of the other segment always counts. A segment no longer than `tolerance` is a point
+/// and overlaps nothing. Without a meeting, or with NaN or infinity: false, `hit` zero, `overlap`
+/// false.
 ///
-/// Here and in the elementary tests below a negative tolerance counts as 0, NaN as one that nothing meets;
-/// `float` forms calculate in `double`, where differences of floats are all but exact.
+/// Here and in the elementary tests below a negative tolerance counts as 0, NaN as one that nothing
+/// meets; `float` forms calculate in `double`, where differences of floats are all but exact.
 template <class T>
 bool SegmentSegment(const VecBase<2, T>& a0, const VecBase<2, T>& a1, const VecBase<2, T>& b0,
                     const VecBase<2, T>& b1, VecBase<2, T>& hit, bool& overlap,
                     bool countCommonEnds, T tolerance);
 
-/// Crossing of two infinite lines. False, with `hit` zero, when they are parallel: the magnitude of the
-/// sine between them is not strictly greater than `tolerance`, or a line has no direction, or the
-/// crossing is too far away to be a finite point.
+/// Crossing of two infinite lines. False, with `hit` zero, when they are parallel: the magnitude of
+/// the sine between them is not strictly greater than `tolerance`, or a line has no direction, or
+/// the crossing is too far away to be a finite point.
 SORVANE_API bool LineLine(const VecBase<2, double>& a0, const VecBase<2, double>& a1,
                           const VecBase<2, double>& b0, const VecBase<2, double>& b1,
                           VecBase<2, double>& hit, double tolerance);
 
 /// Hits between an arc, given by its three fields, and the segment s0 s1: their number, 0, 1 or 2.
 ///
-/// The hits come in order along the segment; `parameter0` and `parameter1` are their places on the arc
-/// as a fraction of it, 0 at its start and 1 at its end. A line within `tolerance` of tangency gives
-/// one hit, the foot of the centre or what of the segment is nearest to it.
+/// The hits come in order along the segment; `parameter0` and `parameter1` are their places on the
+/// arc as a fraction of it, 0 at its start and 1 at its end. A line within `tolerance` of tangency
+/// gives one hit, the foot of the centre or what of the segment is nearest to it.
 ///
-/// Ends belong to arc and segment, within `tolerance` (a distance): where a crossing lies beyond an end
-/// that is itself that near the other element, the end is the hit (the bits of s0, s1 or `start`).
-/// With `boundedSegment` false the segment stands for its whole line. An arc whose radius or length,
-/// or a bounded segment whose length, is at most `tolerance` is a point: its start, or s0. An arc longer
-/// than a turn gives places of the first turn. Unused outputs are zero; with NaN or infinity all are.
+/// Ends belong to arc and segment, within `tolerance` (a distance): where a crossing lies beyond an
+/// end that is itself that near the other element, the end is the hit (the bits of s0, s1 or
+/// `start`). With `boundedSegment` false the segment stands for its whole line. An arc whose radius
+/// or length, or a bounded segment whose length, is at most `tolerance` is a point: its start, or
+/// s0. An arc longer than a turn gives places of the first turn. Unused outputs are zero; with NaN
+/// or infinity all are.
 template <class T>
 int ArcSegment(const VecBase<2, T>& center, const VecBase<2, T>& start, T length,
                const VecBase<2, T>& s0, const VecBase<2, T>& s1, VecBase<2, T>& hit0,
                T& parameter0, VecBase<2, T>& hit1, T& parameter1, bool boundedSegment, T tolerance);
 
-/// Nearest point of an arc, given by its three fields, to `point`; `parameter` receives its place as a
-/// fraction of the arc, 0 at the start and 1 at the end.
+/// Nearest point of an arc, given by its three fields, to `point`; `parameter` receives its place
+/// as a fraction of the arc, 0 at the start and 1 at the end.
 ///
 /// Of the two ends equally near, the start. The centre is equally near to all points of the arc and
-/// gives the start. An arc of radius at most the length floor, or of length 0, or with NaN, is its start.
-/// Where the nearest point is an end, so are its bits (for the end: those of `Geometry::EndPoint`). An
-/// arc longer than a turn gives places of the first turn. With `snapToEnds`, a point of the arc that matches an end within the length floor becomes that end, with
-/// parameter exactly 0 or 1 (the start first, where both match).
+/// gives the start. An arc of radius at most the length floor, or of length 0, or with NaN, is its
+/// start. Where the nearest point is an end, so are its bits (for the end: those of
+/// `Geometry::EndPoint`). An arc longer than a turn gives places of the first turn. With
+/// `snapToEnds`, a point of the arc that matches an end within the length floor becomes that end,
+/// with parameter exactly 0 or 1 (the start first, where both match).
 template <class T>
 VecBase<2, T> ClosestPointOnArc(const VecBase<2, T>& center, const VecBase<2, T>& start, T length,
                                 const VecBase<2, T>& point, T& parameter, bool snapToEnds);
@@ -77,8 +81,8 @@ VecBase<2, T> ClosestPointOnArc(const VecBase<2, T>& center, const VecBase<2, T>
 
 /// Nearest point of the filled triangle, in the plane (T) or in space (`double`).
 ///
-/// In the plane a point of the triangle is its own nearest point, to the bit; corners too come back as
-/// they are. A degenerate triangle gives the nearest point of what remains of it, a segment or a
+/// In the plane a point of the triangle is its own nearest point, to the bit; corners too come back
+/// as they are. A degenerate triangle gives the nearest point of what remains of it, a segment or a
 /// point. NaN gives NaN. By the sides that the point lies beyond, and by the normal inside (compare
 /// C. Ericson, Real-Time Collision Detection, 2005, 5.1.5, whose weights lose their digits on thin
 /// triangles).
@@ -88,30 +92,31 @@ VecBase<N, T> ClosestPointOnTriangle(const VecBase<N, T>& a, const VecBase<N, T>
 
 /// Nearest pair of two lines in space, or of two segments with `clamp`.
 ///
-/// `s` and `t` are the parameters of `pa` = a0 + s (a1 - a0) and `pb` = b0 + t (b1 - b0). With `clamp`
-/// a segment may be a point, and parallel segments give a nearest pair that has an end in it (the first
-/// of a0, a1, b0, b1 that has one). Without it, false for parallel lines (|sine|^2 at most the squared
-/// length floor) and for a line no longer than the length floor. False in either form for NaN and
-/// infinity. Where the result is false, outputs are left as they were.
+/// `s` and `t` are the parameters of `pa` = a0 + s (a1 - a0) and `pb` = b0 + t (b1 - b0). With
+/// `clamp` a segment may be a point, and parallel segments give a nearest pair that has an end in
+/// it (the first of a0, a1, b0, b1 that has one). Without it, false for parallel lines (|sine|^2 at
+/// most the squared length floor) and for a line no longer than the length floor. False in either
+/// form for NaN and infinity. Where the result is false, outputs are left as they were.
 template <class T>
 bool ClosestPointsOfTwoLines(const VecBase<3, T>& a0, const VecBase<3, T>& a1,
                              const VecBase<3, T>& b0, const VecBase<3, T>& b1, bool clamp, T& s,
                              T& t, VecBase<3, T>& pa, VecBase<3, T>& pb);
 
-/// Is `point` in the plane triangle of either orientation, or no farther than `tolerance` (Euclidean)
-/// from it? Two triangles never both disown a point across their common side. A degenerate triangle is
-/// a segment or a point. NaN is nowhere.
+/// Is `point` in the plane triangle of either orientation, or no farther than `tolerance`
+/// (Euclidean) from it? Two triangles never both disown a point across their common side. A
+/// degenerate triangle is a segment or a point. NaN is nowhere.
 template <class T>
 bool PointInOrOnTriangle(const VecBase<2, T>& a, const VecBase<2, T>& b, const VecBase<2, T>& c,
                          const VecBase<2, T>& point, T tolerance);
 
 /// Pierces a triangle, given relative to the point in question, with the Z axis.
 ///
-/// `hit` is the piercing point; `first` and `second` are the points where the line of steepest slope
-/// through `hit` leaves the triangle, the lower one first. On a horizontal triangle, where every line
-/// is as steep, the line along X is taken, smaller x first. Sides and corners belong to the triangle.
-/// `hit` has x = y = 0 exactly. False, with outputs zero, when the axis misses it or the triangle is
-/// vertical (its normal's z is at most the length floor times its length); horizontal likewise.
+/// `hit` is the piercing point; `first` and `second` are the points where the line of steepest
+/// slope through `hit` leaves the triangle, the lower one first. On a horizontal triangle, where
+/// every line is as steep, the line along X is taken, smaller x first. Sides and corners belong to
+/// the triangle. `hit` has x = y = 0 exactly. False, with outputs zero, when the axis misses it or
+/// the triangle is vertical (its normal's z is at most the length floor times its length);
+/// horizontal likewise.
 SORVANE_API bool ProjectZAxisOnTriangle(const VecBase<3, double>& a, const VecBase<3, double>& b,
                                         const VecBase<3, double>& c, VecBase<3, double>& hit,
                                         VecBase<3, double>& first, VecBase<3, double>& second);
@@ -120,12 +125,13 @@ SORVANE_API bool ProjectZAxisOnTriangle(const VecBase<3, double>& a, const VecBa
 ///
 /// `distance` is measured along the direction (of any length) in length units, negative behind the
 /// origin. With `twoSided` the ray is the whole line and a hit behind the origin counts; without it
-/// the distance must be at least -`tolerance`. Sides and corners belong to the triangle, with weights
-/// down to -`tolerance`; also with tolerance 0 no ray slips between triangles that share a side, both
-/// given with the same coordinates. A ray along a coordinate axis keeps its other two coordinates to
-/// the bit. `hit` and `distance` may be null. False, with outputs untouched, for a miss, a triangle
-/// seen edge-on (within rounding), a degenerate one, and a direction without finite positive length.
-/// S. Woop, C. Benthin, I. Wald, "Watertight Ray/Triangle Intersection", 2013.
+/// the distance must be at least -`tolerance`. Sides and corners belong to the triangle, with
+/// weights down to -`tolerance`; also with tolerance 0 no ray slips between triangles that share a
+/// side, both given with the same coordinates. A ray along a coordinate axis keeps its other two
+/// coordinates to the bit. `hit` and `distance` may be null. False, with outputs untouched, for a
+/// miss, a triangle seen edge-on (within rounding), a degenerate one, and a direction without
+/// finite positive length. S. Woop, C. Benthin, I. Wald, "Watertight Ray/Triangle Intersection",
+/// 2013.
 SORVANE_API bool RayTriangleHitPoint(const VecBase<3, double>& a, const VecBase<3, double>& b,
                                      const VecBase<3, double>& c, const VecBase<3, double>& origin,
                                      const VecBase<3, double>& direction, VecBase<3, double>* hit,
@@ -134,61 +140,64 @@ SORVANE_API bool RayTriangleHitPoint(const VecBase<3, double>& a, const VecBase<
 /// Does the segment s0 s1 cross the filled triangle?
 ///
 /// It does when its ends lie on different sides of the plane and its line hits the triangle as in
-/// `RayTriangleHitPoint`, or when an end that lies within `tolerance` of the plane is no farther than
-/// that from the triangle. A segment of which both ends do lies in the plane and does not cross.
+/// `RayTriangleHitPoint`, or when an end that lies within `tolerance` of the plane is no farther
+/// than that from the triangle. A segment of which both ends do lies in the plane and does not
+/// cross.
 SORVANE_API bool SegmentTriangle(const VecBase<3, double>& a, const VecBase<3, double>& b,
                                  const VecBase<3, double>& c, const VecBase<3, double>& s0,
                                  const VecBase<3, double>& s1, double tolerance);
 
-/// The same, with the hit point, which lies on the segment; `hit` may be null and stays untouched when
-/// the result is false.
+/// The same, with the hit point, which lies on the segment; `hit` may be null and stays untouched
+/// when the result is false.
 SORVANE_API bool SegmentTriangleHitPoint(const VecBase<3, double>& a, const VecBase<3, double>& b,
                                          const VecBase<3, double>& c, const VecBase<3, double>& s0,
                                          const VecBase<3, double>& s1, VecBase<3, double>* hit,
                                          double tolerance);
 
-/// Does the closed ball meet the filled triangle? Touching counts; a ball of negative radius is empty.
+/// Does the closed ball meet the filled triangle? Touching counts; a ball of negative radius is
+/// empty.
 SORVANE_API bool SphereTriangle(const VecBase<3, double>& center, double radius,
                                 const VecBase<3, double>& a, const VecBase<3, double>& b,
                                 const VecBase<3, double>& c);
 
-/// Do two filled triangles meet: is their distance at most `tolerance`? Coplanar overlap counts, and a
-/// triangle no wider than `tolerance` is a segment or a point. Symmetric in the two triangles.
+/// Do two filled triangles meet: is their distance at most `tolerance`? Coplanar overlap counts,
+/// and a triangle no wider than `tolerance` is a segment or a point. Symmetric in the two
+/// triangles.
 SORVANE_API bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1,
                                   const VecBase<3, double>& a2, const VecBase<3, double>& b0,
                                   const VecBase<3, double>& b1, const VecBase<3, double>& b2,
                                   double tolerance);
 
-/// The same, with the ends `p` and `q` of the segment in which the triangles meet (one point: p = q),
-/// each within `tolerance` of both. `coplanar`: all corners of one lie within `tolerance` of the plane
-/// of the other; `p` and `q` are not to be read then. Outputs are reset when the result is false.
-/// T. Moeller, "A Fast Triangle-Triangle Intersection Test", 1997.
+/// The same, with the ends `p` and `q` of the segment in which the triangles meet (one point: p =
+/// q), each within `tolerance` of both. `coplanar`: all corners of one lie within `tolerance` of
+/// the plane of the other; `p` and `q` are not to be read then. Outputs are reset when the result
+/// is false. T. Moeller, "A Fast Triangle-Triangle Intersection Test", 1997.
 SORVANE_API bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1,
                                   const VecBase<3, double>& a2, const VecBase<3, double>& b0,
                                   const VecBase<3, double>& b1, const VecBase<3, double>& b2,
                                   VecBase<3, double>& p, VecBase<3, double>& q, bool& coplanar,
                                   double tolerance);
 
-/// Circumscribed circle in space. `radius` is squared with `squaredRadius`. False, with outputs zero,
-/// for a degenerate triangle: |ab ^ ac| not strictly greater than `tolerance` times the longest edge
-/// squared; or the centre is no finite point. J. R. Shewchuk, "Lecture Notes on Geometric Robustness",
-/// 2013, relative to the corner `a`.
+/// Circumscribed circle in space. `radius` is squared with `squaredRadius`. False, with outputs
+/// zero, for a degenerate triangle: |ab ^ ac| not strictly greater than `tolerance` times the
+/// longest edge squared; or the centre is no finite point. J. R. Shewchuk, "Lecture Notes on
+/// Geometric Robustness", 2013, relative to the corner `a`.
 template <class T>
 bool FindCircumsphere(const VecBase<3, T>& a, const VecBase<3, T>& b, const VecBase<3, T>& c,
                       VecBase<3, T>& center, T& radius, bool squaredRadius, T tolerance);
 
 // --- boxes --------------------------------------------------------------------------------------
 
-/// Do two closed boxes overlap? Touching counts, NaN does not; an inverted box is taken as it stands. The
-/// flag makes no difference: boxes that only touch may hold contents that touch, so an overlap test
-/// that prunes must keep them.
+/// Do two closed boxes overlap? Touching counts, NaN does not; an inverted box is taken as it
+/// stands. The flag makes no difference: boxes that only touch may hold contents that touch, so an
+/// overlap test that prunes must keep them.
 SORVANE_API bool AABBAABB(const VecBase<3, double>& minA, const VecBase<3, double>& maxA,
                           const VecBase<3, double>& minB, const VecBase<3, double>& maxB, bool flag);
 
-/// Does a filled triangle meet a closed box? Touching counts, and so does a gap of the size of rounding
-/// (some 1e-15 of the triangle's and the box's extent): never a false "no". A box may be unbounded; an
-/// inverted one and a triangle that is not finite meet nothing. Separating axes (T. Akenine-Moeller,
-/// "Fast 3D Triangle-Box Overlap Testing", 2001).
+/// Does a filled triangle meet a closed box? Touching counts, and so does a gap of the size of
+/// rounding (some 1e-15 of the triangle's and the box's extent): never a false "no". A box may be
+/// unbounded; an inverted one and a triangle that is not finite meet nothing. Separating axes (T.
+/// Akenine-Moeller, "Fast 3D Triangle-Box Overlap Testing", 2001).
 SORVANE_API bool TriangleAABB(const VecBase<3, double>& a, const VecBase<3, double>& b,
                               const VecBase<3, double>& c, const VecBase<3, double>& min,
                               const VecBase<3, double>& max);
