@@ -90,6 +90,7 @@ struct Plane {
 std::vector<Vec3d> Circle(const Plane& plane, const Vec2d& centre, double radius)
 {
     std::vector<Vec3d> circle;
+    circle.reserve(kCircleFacets);
     for (int step = 0; step < kCircleFacets; ++step) {
         circle.push_back(plane.At(centre + radius * Vec2d(Cosine(step), Sine(step))));
     }

@@ -195,6 +195,7 @@ private:
         size_ -= begin_;
         begin_ = 0;
         if (size_ == buffer_.size()) {
+            RequireMemory(2 * buffer_.size()); // a file without line ends goes on growing this
             buffer_.resize(2 * buffer_.size());
         }
         const std::size_t room = buffer_.size() - size_;

@@ -6,6 +6,8 @@
 #include "meshutils/FileBytes_Impl.h"
 #include "meshutils/NumberText_Impl.h"
 
+#include <utility>
+
 namespace Velk::Math::Sorvane::MeshUtils {
 
 template <int N>
@@ -14,7 +16,7 @@ bool WriteArdenwickPointsFile(const std::vector<VecBase<N, double>>& points, std
     if (points.empty()) {
         return false;
     }
-    Impl::ByteWriter file(fileName, std::ios::openmode{});
+    Impl::ByteWriter file(std::move(fileName), std::ios::openmode{});
     if (!file.IsOpen()) {
         return false;
     }

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <utility>
 
 namespace Velk::Math::Sorvane::MeshUtils {
 namespace Impl {
@@ -81,7 +82,7 @@ bool WriteToTIPC(const std::vector<VecBase<3, double>>& points, const std::vecto
     if (indices.size() % 3 != 0) {
         return false;
     }
-    Impl::ByteWriter file(fileName, std::ios::binary);
+    Impl::ByteWriter file(std::move(fileName), std::ios::binary);
     if (!file.IsOpen()) {
         return false;
     }
@@ -117,7 +118,7 @@ bool ReadFromTIPC(std::vector<VecBase<3, double>>& points, std::vector<int>& ind
     indices.clear();
     vertexTags.clear();
     triangleTags.clear();
-    Impl::ByteReader file(fileName);
+    Impl::ByteReader file(std::move(fileName));
     return file.IsOpen() && Impl::ReadTipc(file, points, indices, vertexTags, triangleTags);
 }
 
