@@ -77,7 +77,7 @@ TYPED_TEST(RevolvedPolylineOf, RingsOfACylinder)
             const V& p = surface.points[static_cast<std::size_t>(2 * ring + i)];
             EXPECT_NEAR(p[0], std::cos(kPi<double> / 4 * ring), TypeParam::kClose);
             EXPECT_NEAR(p[1], std::sin(kPi<double> / 4 * ring), TypeParam::kClose);
-            EXPECT_NEAR(p[2], 3 * i, TypeParam::kClose);
+            EXPECT_EQ(p[2], T(3 * i));
         }
     }
     ASSERT_EQ(surface.triangles.size(), 16U);
@@ -174,8 +174,7 @@ TYPED_TEST(RevolvedPolylineOf, PointsOnTheAxisAreNotMerged)
     ASSERT_EQ(cone.points.size(), 8U);
     EXPECT_EQ(cone.triangles.size(), 8U);
     for (std::size_t apex = 0; apex < 8; apex += 2) {
-        // Each in its place, up to the rounding of the rotation.
-        EXPECT_TRUE(Matches(cone.points[apex], V{0, 0, 1}, static_cast<T>(TypeParam::kClose)));
+        EXPECT_EQ(cone.points[apex], (V{0, 0, 1}));
     }
 }
 
@@ -212,7 +211,7 @@ TYPED_TEST(RevolvedPolylineOf, OffOriginAxisMapsAsStated)
     for (std::size_t ring = 0; ring < 4; ++ring) {
         EXPECT_NEAR(surface.points[ring][0], expected[ring][0], 20 * TypeParam::kClose);
         EXPECT_NEAR(surface.points[ring][1], expected[ring][1], 20 * TypeParam::kClose);
-        EXPECT_NEAR(surface.points[ring][2], 5, 20 * TypeParam::kClose);
+        EXPECT_EQ(surface.points[ring][2], T{5});
     }
 }
 
