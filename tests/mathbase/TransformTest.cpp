@@ -440,7 +440,7 @@ TEST(InflateDimension, KeepsTheMapInThePlaneAndLeavesZAlone)
 
 TEST(BuildRotationFromAxisAngle, CoordinateAxisKeepsItsCoordinateToTheBit)
 {
-    Test::Random random(77);
+    ::Test::Random random(77);
     for (int trial = 0; trial < 1000; ++trial) {
         const auto p = random.Vector<3, double>(-1e3, 1e3);
         const double radians = random.Between(-10, 10);
