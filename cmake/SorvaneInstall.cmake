@@ -20,6 +20,8 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfig.cmake"
 if(SORVANE_THREADS STREQUAL "tbb")
   set(SORVANE_PC_REQUIRES_PRIVATE "tbb")
 endif()
+# From the folder of the .pc file, so that an installed tree can be moved or staged.
+file(RELATIVE_PATH SORVANE_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(cmake/sorvane.pc.in "${CMAKE_CURRENT_BINARY_DIR}/sorvane.pc" @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/sorvane.pc"
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,1 +1,260 @@
-// in the making
+// Vertices that two lists of polylines have in common.
+//
+// Coincidence is closed: a row of points, each within the tolerance of the next, is one group.
+// Cells half as wide as the tolerance keep that cheap in a crowd: all points of a cell coincide,
+// those of neighbouring cells too, and only cells two apart must be compared. Where the tolerance
+// is below the rounding of the coordinates, cells hold runs of numbers instead and their few
+// distinct points are compared one by one.
+
+#include "mathbase/PointCells_Impl.h"
+
+#include <Velk/Math/Intersect_E.h>
+
+#include <boost/unordered/unordered_flat_map.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+#include <vector>
+
+namespace Velk::Math::Intersect {
+namespace {
+
+using Vector::Impl::CellScale;
+using PlaneCell = Vector::Impl::Cell<2>;
+
+/// Groups of numbers; the lowest member stands for the group.
+class Groups {
+public:
+    explicit Groups(std::size_t count) : lowest_(count)
+    {
+        std::iota(lowest_.begin(), lowest_.end(), 0);
+    }
+
+    int Lowest(int member)
+    {
+        while (lowest_[static_cast<std::size_t>(member)] != member) {
+            int& above = lowest_[static_cast<std::size_t>(member)];
+            above = lowest_[static_cast<std::size_t>(above)];
+            member = above;
+        }
+        return member;
+    }
+
+    void Unite(int a, int b)
+    {
+        a = Lowest(a);
+        b = Lowest(b);
+        lowest_[static_cast<std::size_t>(std::max(a, b))] = std::min(a, b);
+    }
+
+private:
+    std::vector<int> lowest_;
+};
+
+/// The vertices of one cell. Those of equal coordinates are already united and appear once.
+struct Crowd {
+    PlaneCell cell{};
+    std::vector<int> vertices;
+    Vec2d low;
+    Vec2d high;
+    /// Narrower than the tolerance, so that all its vertices coincide.
+    bool isNarrow = false;
+};
+
+struct HashOfCell {
+    std::size_t operator()(const PlaneCell& cell) const
+    {
+        return Vector::Impl::HashOfCell<2>(cell);
+    }
+    using is_avalanching = void;
+};
+
+template <class T>
+class VertexGroups {
+public:
+    VertexGroups(const std::vector<VecBase<2, T>>& points, T tolerance)
+        : points_(points), tolerance_(tolerance), scale_(0.5 * static_cast<double>(tolerance)),
+          groups_(points.size())
+    {
+        if (tolerance >= 0) { // not NaN
+            GatherCrowds();
+            UniteWithinCrowds();
+            UniteAcrossCrowds();
+        }
+    }
+
+    Groups& Result() { return groups_; }
+
+private:
+    const VecBase<2, T>& Point(int vertex) const
+    {
+        return points_[static_cast<std::size_t>(vertex)];
+    }
+
+    void GatherCrowds()
+    {
+        numbers_.reserve(points_.size());
+        for (int vertex = 0; vertex < static_cast<int>(points_.size()); ++vertex) {
+            if (!Vector::Impl::IsFinite(Point(vertex))) {
+                continue;
+            }
+            const PlaneCell cell = Vector::Impl::CellOf(Point(vertex), scale_);
+            const auto [place, isNew] =
+                numbers_.try_emplace(cell, static_cast<int>(crowds_.size()));
+            if (isNew) {
+                crowds_.emplace_back().cell = cell;
+            }
+            crowds_[static_cast<std::size_t>(place->second)].vertices.push_back(vertex);
+        }
+    }
+
+    void UniteWithinCrowds()
+    {
+        for (Crowd& crowd : crowds_) {
+            std::vector<int>& vertices = crowd.vertices;
+            const auto lexicographic = [this](int a, int b) {
+                const VecBase<2, T>& p = Point(a);
+                const VecBase<2, T>& q = Point(b);
+                return p.x() != q.x() ? p.x() < q.x() : p.y() < q.y();
+            };
+            std::stable_sort(vertices.begin(), vertices.end(), lexicographic);
+            const auto newEnd = std::unique(vertices.begin(), vertices.end(), [this](int a, int b) {
+                const bool equal = Point(a) == Point(b);
+                if (equal) {
+                    groups_.Unite(a, b);
+                }
+                return equal;
+            });
+            vertices.erase(newEnd, vertices.end());
+
+            const Vec2d first(Point(vertices.front()));
+            crowd.isNarrow =
+                tolerance_ > 0 && scale_.IsLinearAt(first.x()) && scale_.IsLinearAt(first.y());
+            crowd.low = first;
+            crowd.high = first;
+            for (const int vertex : vertices) {
+                for (int axis = 0; axis < 2; ++axis) {
+                    const double x = static_cast<double>(Point(vertex)[axis]);
+                    crowd.low[axis] = std::min(crowd.low[axis], x);
+                    crowd.high[axis] = std::max(crowd.high[axis], x);
+                }
+                if (crowd.isNarrow) {
+                    groups_.Unite(vertices.front(), vertex);
+                }
+            }
+            if (!crowd.isNarrow) {
+                UniteMatching(crowd, crowd);
+            }
+        }
+    }
+
+    void UniteAcrossCrowds()
+    {
+        constexpr int kFarthestCell = 2;
+        for (const Crowd& crowd : crowds_) {
+            for (int right = 0; right <= kFarthestCell; ++right) {
+                for (int up = -kFarthestCell; up <= kFarthestCell; ++up) {
+                    if (right == 0 && up <= 0) {
+                        continue; // itself, or a pair that the other crowd examines
+                    }
+                    const auto place =
+                        numbers_.find(PlaneCell{crowd.cell[0] + right, crowd.cell[1] + up});
+                    if (place != numbers_.end()) {
+                        Compare(crowd, crowds_[static_cast<std::size_t>(place->second)]);
+                    }
+                }
+            }
+        }
+    }
+
+    void Compare(const Crowd& a, const Crowd& b)
+    {
+        const auto tolerance = static_cast<double>(tolerance_);
+        for (int axis = 0; axis < 2; ++axis) {
+            if (a.low[axis] - b.high[axis] > tolerance || b.low[axis] - a.high[axis] > tolerance) {
+                return;
+            }
+        }
+        const bool areOne =
+            a.isNarrow && b.isNarrow &&
+            groups_.Lowest(a.vertices.front()) == groups_.Lowest(b.vertices.front());
+        if (!areOne) {
+            UniteMatching(a, b);
+        }
+    }
+
+    /// A single match unites two narrow crowds for good.
+    void UniteMatching(const Crowd& a, const Crowd& b)
+    {
+        for (const int p : a.vertices) {
+            for (const int q : b.vertices) {
+                if (Vector::Matches(Point(p), Point(q), tolerance_)) {
+                    groups_.Unite(p, q);
+                    if (a.isNarrow && b.isNarrow) {
+                        return;
+                    }
+                }
+            }
+        }
+    }
+
+    const std::vector<VecBase<2, T>>& points_;
+    T tolerance_;
+    CellScale scale_;
+    Groups groups_;
+    std::vector<Crowd> crowds_;
+    boost::unordered_flat_map<PlaneCell, int, HashOfCell> numbers_;
+};
+
+} // namespace
+
+template <class T>
+std::vector<std::vector<PolyNodeDescriptor>>
+IntersectPolylines(const std::vector<std::vector<VecBase<2, T>>>& polylines,
+                   const std::vector<std::vector<VecBase<2, T>>>& second, T tolerance)
+{
+    std::vector<VecBase<2, T>> points;
+    std::vector<PolyNodeDescriptor> descriptors;
+    int polylineCount = 0;
+    std::size_t firstOfSecond = 0;
+    for (const auto* list : {&polylines, &second}) {
+        firstOfSecond = points.size();
+        for (const std::vector<VecBase<2, T>>& polyline : *list) {
+            for (int node = 0; node < static_cast<int>(polyline.size()); ++node) {
+                descriptors.push_back({polylineCount, node});
+            }
+            points.insert(points.end(), polyline.begin(), polyline.end());
+            ++polylineCount;
+        }
+    }
+
+    VertexGroups<T> vertexGroups(points, tolerance);
+    Groups& groups = vertexGroups.Result();
+    // The lowest member of a group with members of both lists is one of the first list.
+    std::vector<char> isShared(points.size(), 0);
+    for (std::size_t vertex = firstOfSecond; vertex < points.size(); ++vertex) {
+        isShared[static_cast<std::size_t>(groups.Lowest(static_cast<int>(vertex)))] = 1;
+    }
+    std::vector<std::vector<PolyNodeDescriptor>> crossings;
+    std::vector<int> crossingOf(firstOfSecond, -1);
+    for (std::size_t vertex = 0; vertex < points.size(); ++vertex) {
+        const auto lowest = static_cast<std::size_t>(groups.Lowest(static_cast<int>(vertex)));
+        if (lowest >= firstOfSecond || isShared[lowest] == 0) {
+            continue;
+        }
+        if (lowest == vertex) {
+            crossingOf[lowest] = static_cast<int>(crossings.size());
+            crossings.emplace_back();
+        }
+        crossings[static_cast<std::size_t>(crossingOf[lowest])].push_back(descriptors[vertex]);
+    }
+    return crossings;
+}
+
+// clang-format off
+template std::vector<std::vector<PolyNodeDescriptor>> IntersectPolylines(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float);
+template std::vector<std::vector<PolyNodeDescriptor>> IntersectPolylines(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double);
+// clang-format on
+
+} // namespace Velk::Math::Intersect

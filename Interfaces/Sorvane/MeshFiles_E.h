@@ -3,8 +3,12 @@
 // A mesh crosses here as the two vectors of `Mesh::IndexedPointsBase`: points and indices, three per
 // triangle. Every function returns false on failure and says no more; outputs are cleared before
 // anything else. Numbers are read and written as in the classic locale, whatever the host's.
-// Allocation and length errors of the standard library pass through: a count in a file that asks for
-// more memory than there is surfaces as one of them before any of that memory is touched.
+//
+// Files are trusted in nothing, the host in its indices: writers of STL expect them in range, and those
+// read from a TIPC file are the file's (`CheckMesh` tells). Allocation and length errors of the standard
+// library pass through. A count in a file is taken at its word, however short the file is; one that asks
+// for more memory than the machine has available, or the process's control group allows, surfaces as
+// std::bad_alloc before any of that memory is touched.
 #pragma once
 
 #include <Velk/Math/VecBase_E.h>
@@ -19,7 +23,10 @@ namespace Velk::Math::Sorvane::MeshUtils {
 ///
 /// Keywords in any case, one statement a line, the first line anything at all; normals are not read.
 /// True only when the facets end in "endsolid" or "end solid" (what follows is not read); false keeps
-/// what was read until then. A coordinate that is no number is 0, as are those after it on its line.
+/// what was read until then. Coordinates are read as streams do: one that is no number ("nan", "inf" and
+/// hexadecimal forms are none) is 0, one too large is the largest finite value, and in both cases those
+/// after it on its line are 0. O(n) for n bytes; large files are parsed on all cores, with the result of
+/// reading line by line.
 template <class T>
 bool ReadFromASCIISTL(std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
                       const std::filesystem::path& path);

@@ -108,18 +108,24 @@ constexpr VecBase<R, T> operator*(const MatBase<R, C, T>& m, const VecBase<C, T>
 
 /// Inverts `m` in place. N = 2, 3, 4.
 ///
-/// False, with `m` untouched, when |det m| is not strictly greater than `tolerance` or is NaN. The
-/// test is absolute: with the library's 1e-15 a uniform scale below 1e-5 in space (3.2e-8 in the
-/// plane) counts as singular.
+/// False, with `m` untouched, when |det m| is not strictly greater than `tolerance` or is NaN, or when
+/// a number of the inverse is not finite. The test is absolute: with the library's 1e-15 a uniform scale
+/// below 1e-5 in space (3.2e-8 in the plane) counts as singular. A tolerance of 0 leaves it to the last rounding whether a singular matrix
+/// is told from a regular one.
+///
+/// Adjugate over determinant in twice the working precision: each entry is accurate to a few units in
+/// the last place for condition numbers up to about 1e15.
 template <int N> bool Invert(MatBase<N, N, double>& m, double tolerance);
 
+/// a d - b c of the rows (a, b) and (c, d), right to the last place also when the products cancel.
 SORVANE_API double Determinant(const MatBase<2, 2, double>& m);
 
 /// A proper rotation (orthonormal, determinant +1) that takes +Z to the direction `direction`, of any
 /// length. The zero vector and a non-finite one give the identity; -Z gives the half turn about X.
 ///
-/// Away from -Z it is the shortest such rotation (about Z ^ direction), in the division-free form of
-/// T. Moeller and J. F. Hughes, "Efficiently Building a Matrix to Rotate One Vector to Another", 1999.
+/// Otherwise it is the shortest such rotation (about Z ^ direction), in the form without angles of T.
+/// Moeller and J. F. Hughes, "Efficiently Building a Matrix to Rotate One Vector to Another", 1999,
+/// orthonormal to a few units in the last place also for directions next to -Z.
 SORVANE_API MatBase<3, 3, double> RotationFromZ(const VecBase<3, double>& direction);
 
 // clang-format off

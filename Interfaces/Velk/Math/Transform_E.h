@@ -49,7 +49,7 @@ SORVANE_API TransformBase<3> BuildRotationTransform(const MatBase<3, 3, double>&
 SORVANE_API TransformBase<2> BuildRotationFromAngle(double radians);
 
 /// Right-handed rotation about the line through the origin along `axis`, which may have any length.
-/// An axis of length at most 1e-12 gives the identity. Rodrigues' formula.
+/// An axis of length at most 1e-12, or not finite, gives the identity. Rodrigues' formula.
 SORVANE_API TransformBase<3> BuildRotationFromAxisAngle(const VecBase<3, double>& axis, double radians);
 
 /// Uniform scale about the origin.
@@ -70,7 +70,9 @@ SORVANE_API TransformBase<3> BuildTransformAxisOrigin(const VecBase<3, double>& 
 /// Local to world: origin at `p0`, +X towards `p1`, and `p2` in the XY plane on the side of +Y.
 ///
 /// Coincident or collinear points leave no plane; then the linear part is the zero matrix, so that
-/// inverting it fails and no caller takes a made-up frame for a real one.
+/// inverting it fails and no caller takes a made-up frame for a real one. Collinear means that the sine
+/// of the angle at `p0` is at most 4 epsilon, the rounding of its computation; every other frame is
+/// orthonormal, however thin the triangle.
 SORVANE_API TransformBase<3> BuildTransformThreePoints(const VecBase<3, double>& p0,
                                                        const VecBase<3, double>& p1,
                                                        const VecBase<3, double>& p2);
@@ -80,8 +82,8 @@ SORVANE_API TransformBase<3> BuildTransformThreePoints(const VecBase<3, double>&
 SORVANE_API TransformBase<3> BuildRelativeTransform(const TransformBase<3>& a,
                                                     const TransformBase<3>& b);
 
-/// Mirror in the line through `point` along `direction`. A direction of length at most 1e-12 has no
-/// line and gives the identity.
+/// Mirror in the line through `point` along `direction`, which may have any length. A direction of
+/// length at most 1e-12, or not finite, has no line and gives the identity.
 SORVANE_API TransformBase<2> BuildMirrorAboutLine(const VecBase<2, double>& point,
                                                   const VecBase<2, double>& direction);
 
@@ -92,17 +94,20 @@ SORVANE_API TransformBase<3> InflateDimension(const TransformBase<2>& transform)
 ///
 /// `origin` is the mean of the points (a repeated closing point is counted once), `normal` the unit
 /// normal to whose side the loop runs counter-clockwise, from the loop's vector area (M. E. Newell;
-/// see I. Sutherland et al., 1974), taken about the origin so that distance from zero costs no digits.
-/// Fewer than 3 points or a vanishing area: `normal` is zero. No points: both are zero.
+/// see I. Sutherland et al., 1974), taken about the first point so that distance from zero costs no
+/// digits. Fewer than 3 points, a vanishing area (no more than a few roundings of the coordinates can
+/// make of a loop on a line) or one that is not finite: `normal` is zero. No points: both are zero.
 template <class T>
 void PlaneOfPolygon(const std::vector<VecBase<3, T>>& loop, VecBase<3, T>& origin, VecBase<3, T>& normal);
 
 /// Best plane through a cloud in the sense of least squared distances.
 ///
 /// `origin` is the mean of the points, `normal` the unit eigenvector of the scatter matrix of least
-/// eigenvalue, its largest component positive so that the answer does not depend on the order of the
-/// points. Fewer than 3 points, coincident or collinear points determine no plane: `normal` is zero.
-/// Computed in `double`; O(n).
+/// eigenvalue, the first of its largest components positive (components within 1e-6 of the largest are
+/// as large) so that the answer does not depend on the order of the points. Fewer than 3 points,
+/// coincident or collinear points (up to a few roundings of their coordinates), or points that are not
+/// finite determine no plane: `normal` is zero. Computed in `double`, the width of the cloud apart from
+/// its length, so that narrow strips have good normals too; O(n).
 template <class T>
 void PlaneOfPoints(const std::vector<VecBase<3, T>>& points, VecBase<3, T>& origin, VecBase<3, T>& normal);
 

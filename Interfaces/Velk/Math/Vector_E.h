@@ -30,18 +30,22 @@ template <class T> T Cross(const VecBase<2, T>& a, const VecBase<2, T>& b);
 ///
 /// In the plane signed, counter-clockwise positive from `a` to `b`, in (-pi, pi]; in space in
 /// [0, pi]. Lengths do not matter and are not compared with `tolerance`, so that area vectors of tiny
-/// triangles still have angles; when sine and cosine terms both vanish (a zero vector) the angle is 0.
+/// triangles still have angles; with a zero vector the angle is 0, with one that is not finite NaN.
 /// atan2 of |a ^ b| and a * b: accurate near 0 and pi, where an arc cosine loses half the digits.
 template <int N, class T> T AngleBetween(const VecBase<N, T>& a, const VecBase<N, T>& b, T tolerance);
 
 /// Cotangent of the angle between two edge vectors: a * b over |a ^ b|, the magnitude also in the
-/// plane; 0 when |a ^ b| is not strictly greater than `tolerance`.
+/// plane; 0 when |a ^ b| is not strictly greater than `tolerance` (an absolute area).
 template <int N, class T> T Cotangent(const VecBase<N, T>& a, const VecBase<N, T>& b, T tolerance);
 
 /// Polar angle of a direction, radians in [0, 2 pi); 0 for a direction no longer than `tolerance`.
+///
+/// Never 2 pi itself (`kTwoPi`), nor NaN: a direction so little below the positive x axis that its
+/// angle rounds to the full turn has the angle 0, which is as near on the circle.
 template <class T> T AngleSweep(const VecBase<2, T>& direction, T tolerance);
 
-/// (radius, angle) of a point of the plane, angle in [0, 2 pi), 0 for the zero vector.
+/// (radius, angle) of a point of the plane, angle in [0, 2 pi) as in `AngleSweep`, 0 for the zero
+/// vector. The radius neither overflows nor underflows on the way.
 template <class T> VecBase<2, T> CartesianToPolar(const VecBase<2, T>& v);
 
 /// Point of the plane from (radius, angle in radians).
@@ -58,7 +62,8 @@ SORVANE_API std::vector<VecBase<3, double>>
 SphericalToCartesian(const std::vector<VecBase<3, double>>& spherical);
 
 /// Mirror of a direction in the line perpendicular to `axis`: the component along the axis changes
-/// sign, v - 2 (v * axis) axis / (axis * axis). A zero axis leaves `v` as it is.
+/// sign, v - 2 (v * axis) axis / (axis * axis). The axis may have any length; a zero one leaves `v`
+/// as it is.
 template <class T> VecBase<2, T> Reflect(const VecBase<2, T>& v, const VecBase<2, T>& axis);
 
 // --- measures -----------------------------------------------------------------------------------
@@ -68,7 +73,7 @@ template <class T> T Length(const std::vector<VecBase<2, T>>& polyline);
 
 /// Area inside a closed loop of the plane, positive for counter-clockwise; the closing edge is implied,
 /// and a repeated first point changes nothing. 0 for fewer than three points. Shoelace formula about
-/// the first point.
+/// the first point, so that distance from the origin costs no digits.
 template <class T> T SignedArea(const std::vector<VecBase<2, T>>& loop);
 
 /// Weights u, v, w of `a`, `b`, `c` for `p`: p = u a + v b + w c and u + v + w = 1; in space `p` is
@@ -76,7 +81,8 @@ template <class T> T SignedArea(const std::vector<VecBase<2, T>>& loop);
 ///
 /// False, with u = v = w = 0, for a degenerate triangle: |ab ^ ac| not strictly greater than
 /// `tolerance` times the longest edge squared (twice the area over that square: a pure number, so that
-/// small triangles are not taken for degenerate ones).
+/// small triangles are not taken for degenerate ones), or not finite. The weights are exact at `a`, `b`
+/// and `c`.
 template <int N, class T>
 bool BarycentricCoordinates(const VecBase<N, T>& a, const VecBase<N, T>& b, const VecBase<N, T>& c,
                             const VecBase<N, T>& p, T& u, T& v, T& w, T tolerance);
@@ -85,24 +91,35 @@ bool BarycentricCoordinates(const VecBase<N, T>& a, const VecBase<N, T>& b, cons
 
 /// Keeps one point of each group that lies together, in place.
 ///
-/// Points are taken in input order; one that matches a point kept earlier (every coordinate differs
-/// by at most `tolerance`) is dropped. What is kept is then sorted lexicographically: x, then y, then
-/// z, NaN after all numbers. `tolerance` 0 merges exact repeats (0 and -0 are equal); a negative or NaN
-/// tolerance merges nothing; a point with a NaN coordinate matches nothing and survives. Expected
-/// O(n) to weld and O(k log k) to sort k survivors, whatever the arrangement of the points; runs in
-/// parallel, with the same result for any number of threads.
+/// Points are taken in input order; one that matches a point kept earlier (`Matches`: every coordinate
+/// differs by at most `tolerance`) is dropped. What is kept, bit for bit, is then sorted
+/// lexicographically: x, then y, then z, NaN after all numbers, equal points in input order. `tolerance`
+/// 0 merges exact repeats (0 and -0 are equal); a negative or NaN tolerance merges nothing. A point with
+/// a NaN coordinate matches nothing and survives; so does one with an infinite coordinate, unless the
+/// tolerance is infinite too (the difference of two equal infinities is NaN and is within none).
+///
+/// Expected O(n) to find exact repeats among n points and O(d log d) for the d distinct ones, whatever
+/// their arrangement; when the tolerance is about the spacing of points in space, hashed cells with some
+/// ten to a hundred comparisons a point. Runs in parallel, with the same result, bit for bit, for any
+/// number of threads. Fewer than 2^31 points.
 template <int N, class T> void FilterForUniqueness(std::vector<VecBase<N, T>>& points, T tolerance);
 
-/// The same, and tells for each input point the index of its survivor in the compacted vector: the
-/// nearest survivor that matches it (Euclidean), the one of lower index when two are equally near.
+/// The same, and tells for each input point the index of its survivor in the compacted vector: of a
+/// point that was kept its own; of a dropped one that of the nearest survivor that matches it
+/// (Euclidean), kept before or after it, the lower index when two are equally near.
 template <int N, class T>
 std::vector<int> FilterForUniquenessAndIndex(std::vector<VecBase<N, T>>& points, T tolerance);
 
 /// Index of the member of `uniquePoints` that matches `point`, -1 when none does.
 ///
 /// `uniquePoints` is sorted as `FilterForUniqueness` leaves it. Of several matching members the
-/// nearest counts, then the lower index, so that a member always finds itself. O(log n) for a
-/// tolerance below the points' spacing.
+/// nearest counts, then the lower index; a finite member always finds itself. Points that match nothing
+/// (NaN, infinities under a finite tolerance) are not found, not even as members.
+///
+/// O(log n) for a point that is a member, and for others when few members, or members of few different
+/// x, lie within the tolerance on x: also on grids where thousands share one x. Each further x within
+/// the tolerance costs a step, so that a point off a plane of x that is only nearly constant, searched
+/// with a tolerance above that noise, costs O(members of the plane).
 template <int N, class T>
 int IndexInUniqueVector(const std::vector<VecBase<N, T>>& uniquePoints, const VecBase<N, T>& point,
                         T tolerance);
@@ -114,23 +131,28 @@ CheckedIdx SearchInUniqueVector(const std::vector<VecBase<N, T>>& uniquePoints,
 
 // --- streams of points --------------------------------------------------------------------------
 
-/// Drops each point whose Euclidean distance from the last one kept is below `tolerance`. The first
-/// point stays; the last point of the stream does too (it takes the place of a kept one that lies
-/// closer than the tolerance, unless that is the first), so that the ends do not move.
+/// Drops each point whose Euclidean distance from the last one kept is below `tolerance`.
+///
+/// The first point stays; the last point of the stream does too, so that the ends do not move: it
+/// displaces the kept points before it that lie closer than the tolerance, except the first, to which
+/// it gives way. Consecutive points of the result are thus never closer than the tolerance. Points with
+/// a NaN are close to nothing and stay.
 SORVANE_API std::vector<VecBase<3, double>>
 RemoveRepeats(const std::vector<VecBase<3, double>>& stream, double tolerance);
 
 /// Points at arc lengths 0, step, 2 step, ... along the polyline, then its last point.
 ///
-/// A sample closer to the end than 1e-12 of the length gives way to the end itself. Vertices between
-/// samples are not kept. A step that is not positive and finite, or fewer than two points, gives the
-/// input back. A length error or allocation error of the standard library passes through when the
-/// step asks for more samples than there is room for.
+/// A sample closer to the end than 1e-12 of the length gives way to the end itself, so that a stream of
+/// length 0 leaves one point. Vertices between samples are not kept; first and last point keep their
+/// bits. A step that is not positive and finite, fewer than two points, or a length that is not finite
+/// gives the input back. A length error or allocation error of the standard library passes through,
+/// before any sample is taken, when the step asks for more samples than there is room for.
 SORVANE_API std::vector<VecBase<3, double>>
 ResampleStream(const std::vector<VecBase<3, double>>& stream, double step);
 
-/// Running arc length at each point, 0 first. With `normalise` divided by the total, and the last
-/// is then exactly 1; a stream of total 0 stays all 0.
+/// Running arc length at each point, 0 first, never falling; summed without loss, so that the error
+/// does not grow with the number of points. With `normalise` divided by the total, and the last is then
+/// exactly 1; a stream whose total is 0 or not finite is not divided.
 template <int N>
 std::vector<double> PointStreamParameters(const std::vector<VecBase<N, double>>& stream, bool normalise);
 
@@ -149,11 +171,14 @@ PointStreamToLineSegments(const std::vector<VecBase<2, double>>& points);
 
 /// Links loose segments end to end into polylines; ends match per coordinate within `tolerance`.
 ///
-/// Segments may run either way; each is used exactly once, and one shorter than the tolerance (both
-/// ends in one place) is dropped. A chain is begun at the first unused segment in list order and run
-/// in its direction, at a junction on to the unused segment of lowest number; when it cannot go on it
-/// is extended backwards from its start in the same way. A closed chain repeats its first point (the
-/// same bits) at its end. A chain's joints take the position of the segment met first. Expected O(n).
+/// Segments may run either way; each is used exactly once, and one whose two ends match is dropped.
+/// A chain is begun at the first unused segment in list order and run in its direction, at a
+/// junction on to the unused segment of lowest number. A chain that comes back to its first point
+/// is closed and complete: it repeats that point (the same bits) at its end. One that cannot go on
+/// is extended backwards from its start in the same way. A chain's joints take the position of the
+/// segment met first; what is matched next is the true end of the last segment. `tolerance` 0
+/// matches exact repeats, a negative one and NaN nothing; an end that is not finite matches
+/// nothing. Expected O(n).
 template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 SegmentsToPolyPointStream(const std::vector<Geometry::SegBase<T>>& segments, T tolerance);

@@ -1,0 +1,121 @@
+// Small steps that the intersection sources share: widening, nearest points on segments, sides of
+// lines and normals that keep their digits on thin triangles.
+#pragma once
+
+#include <Velk/Math/VecBase_E.h>
+
+#include "mathbase/Direction_Impl.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <type_traits>
+
+namespace Velk::Math::Intersect::Impl {
+
+/// A vector in `double`. Float coordinates are widened before they are subtracted: differences and
+/// products of floats are (all but) exact in double, and a tolerance of 1e-8 means what it says. In
+/// float the rounding of one product on a segment of length 1 is larger than that.
+template <int N, class T>
+constexpr VecBase<N, double> Widened(const VecBase<N, T>& v)
+{
+    if constexpr (std::is_same_v<T, double>) {
+        return v;
+    } else {
+        return VecBase<N, double>(v);
+    }
+}
+
+/// Back to the caller's type; exact for what was widened.
+template <class T, int N>
+constexpr VecBase<N, T> Narrowed(const VecBase<N, double>& v)
+{
+    if constexpr (std::is_same_v<T, double>) {
+        return v;
+    } else {
+        return VecBase<N, T>(v);
+    }
+}
+
+using Math::Impl::IsFinite;
+
+/// A tolerance as comparisons use it: negative ones count as 0, NaN stays and fails every
+/// comparison.
+inline double AtLeastZero(double tolerance) { return tolerance < 0.0 ? 0.0 : tolerance; }
+
+/// Lexicographic order of points: x, then y.
+inline bool Precedes(const Vec2d& a, const Vec2d& b)
+{
+    return a.x() < b.x() || (a.x() == b.x() && a.y() < b.y());
+}
+
+/// Nearest point of the segment a b to `p`: the bits of an end when that is nearest. NaN gives NaN.
+template <int N>
+VecBase<N, double> NearestOnSegment(const VecBase<N, double>& p, const VecBase<N, double>& a,
+                                    const VecBase<N, double>& b)
+{
+    const VecBase<N, double> ab = b - a;
+    const double along = (p - a) * ab;
+    if (along <= 0.0) {
+        return a;
+    }
+    const double squaredLength = ab * ab;
+    if (along >= squaredLength) {
+        return b;
+    }
+    return a + ab * (along / squaredLength);
+}
+
+/// Side of the line a b on which `p` lies, as the doubled area of the triangle a b p; positive to
+/// the left. Swapping a and b exactly negates it, so that the two triangles at a common side never
+/// disagree about a point.
+inline double SideOfLine(const Vec2d& a, const Vec2d& b, const Vec2d& p)
+{
+    return Precedes(b, a) ? -((a - b) ^ (p - b)) : (b - a) ^ (p - a);
+}
+
+/// Is `p` in the closed triangle of either orientation?
+///
+/// The box test comes first because it is cheap, and because it settles what the sides can't: on a
+/// triangle without area all points of its line have three sides of 0.
+inline bool IsInTriangle(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& p)
+{
+    for (int i = 0; i < 2; ++i) {
+        const double low = std::min(a[i], std::min(b[i], c[i]));
+        const double high = std::max(a[i], std::max(b[i], c[i]));
+        if (!(p[i] >= low && p[i] <= high)) {
+            return false;
+        }
+    }
+    const double ab = SideOfLine(a, b, p);
+    const double bc = SideOfLine(b, c, p);
+    const double ca = SideOfLine(c, a, p);
+    return (ab >= 0.0 && bc >= 0.0 && ca >= 0.0) || (ab <= 0.0 && bc <= 0.0 && ca <= 0.0);
+}
+
+/// a b - c d within 1.5 units of the last place, whatever cancels (W. Kahan; bound by C.-P.
+/// Jeannerod, N. Louvet, J.-M. Muller, "Further Analysis of Kahan's Algorithm for the Accurate
+/// Computation of 2 x 2 Determinants", 2013).
+inline double DifferenceOfProducts(double a, double b, double c, double d)
+{
+    const double cd = c * d;
+    const double roundingOfCd = std::fma(-c, d, cd);
+    return std::fma(a, b, -cd) + roundingOfCd;
+}
+
+/// u ^ v, accurate in every component also for vectors that are almost parallel, as the sides of a
+/// thin triangle are: there the plain form keeps only noise of size epsilon |u| |v|.
+inline Vec3d NormalOf(const Vec3d& u, const Vec3d& v)
+{
+    // Squared sine from which on the plain product has lost no more than two digits.
+    constexpr double kWideSquaredSine = 1e-4;
+    const Vec3d plain = u ^ v;
+    if (!(plain * plain < kWideSquaredSine * ((u * u) * (v * v)))) {
+        return plain;
+    }
+    return {DifferenceOfProducts(u[1], v[2], u[2], v[1]),
+            DifferenceOfProducts(u[2], v[0], u[0], v[2]),
+            DifferenceOfProducts(u[0], v[1], u[1], v[0])};
+}
+
+} // namespace Velk::Math::Intersect::Impl

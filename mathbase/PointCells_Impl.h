@@ -1,0 +1,187 @@
+// Points that lie together within a tolerance, found through hashed cells.
+//
+// The cell of a coordinate is a monotone function of it: whole multiples of the cell's size as long
+// as these fit, and runs of consecutive floating-point numbers beyond. So a tolerance far below the
+// rounding of the coordinates (0 included) works as well as any other, no coordinate overflows its
+// cell number, and one stray huge coordinate does not coarsen the cells of the rest. Monotone also
+// means that everything within the tolerance of x lies in the cells from that of x - tolerance to
+// that of x + tolerance.
+#pragma once
+
+#include <Velk/Math/VecBase_E.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+namespace Velk::Math::Vector::Impl {
+
+template <int N, class T>
+bool IsFinite(const VecBase<N, T>& point)
+{
+    for (int axis = 0; axis < N; ++axis) {
+        if (!std::isfinite(point[axis])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Cells of one axis.
+class CellScale {
+public:
+    /// Cells `size` wide, where numbers are finer than that; 0 gives the finest there are.
+    explicit CellScale(double size)
+        : size_(std::clamp(size, std::numeric_limits<double>::min(),
+                           std::numeric_limits<double>::max())),
+          linearReach_(size_ * kLinearCells)
+    {
+    }
+
+    /// Does not fall as x grows. x is finite.
+    std::int64_t operator()(double x) const
+    {
+        const double magnitude = std::fabs(x);
+        if (magnitude < linearReach_) {
+            return static_cast<std::int64_t>(std::floor(x / size_));
+        }
+        // The bits of a positive double, read as an integer, count up through all doubles.
+        const auto steps =
+            std::bit_cast<std::int64_t>(magnitude) - std::bit_cast<std::int64_t>(linearReach_);
+        const std::int64_t beyond =
+            static_cast<std::int64_t>(kLinearCells) + steps / kNumbersInCell;
+        return x < 0 ? -beyond : beyond;
+    }
+
+    /// Cells around `x` are `size` wide, up to rounding; elsewhere they hold runs of numbers.
+    bool IsLinearAt(double x) const { return std::fabs(x) < linearReach_; }
+
+private:
+    static constexpr double kLinearCells = 0x1p48;
+    static constexpr std::int64_t kNumbersInCell = 64;
+
+    double size_;
+    double linearReach_;
+};
+
+template <int N>
+using Cell = std::array<std::int64_t, N>;
+
+template <int N>
+std::size_t HashOfCell(const Cell<N>& cell)
+{
+    std::uint64_t state = 0;
+    for (const std::int64_t number : cell) {
+        state = (state ^ static_cast<std::uint64_t>(number)) * 0x9e3779b97f4a7c15U;
+        state ^= state >> 32U;
+    }
+    return static_cast<std::size_t>(state);
+}
+
+template <int N, class T>
+Cell<N> CellOf(const VecBase<N, T>& point, const CellScale& scale)
+{
+    Cell<N> cell;
+    for (int axis = 0; axis < N; ++axis) {
+        cell[static_cast<std::size_t>(axis)] = scale(static_cast<double>(point[axis]));
+    }
+    return cell;
+}
+
+enum class Visiting { GoOn, Remove, Stop };
+
+/// A growing collection of numbered points of which those near a place are looked up. Entries of
+/// other cells may come along (the table keeps no cells), so that callers compare positions anyway.
+template <int N, class T>
+class NearPoints {
+public:
+    /// `capacity`: how many points may be added. A tolerance that is negative or NaN matches
+    /// nothing.
+    NearPoints(std::size_t capacity, T tolerance)
+        : tolerance_(static_cast<double>(tolerance)),
+          scale_(kTolerancesInCell * (tolerance > 0 ? static_cast<double>(tolerance) : 0.0)),
+          heads_(std::bit_ceil(2 * capacity + 1), kNone)
+    {
+        entries_.reserve(capacity);
+    }
+
+    /// Adds a finite point. Of the points in one place, those added last are visited first.
+    void Add(const VecBase<N, T>& point, int number)
+    {
+        int& head = heads_[HashOfCell<N>(CellOf(point, scale_)) & (heads_.size() - 1)];
+        entries_.push_back({number, head});
+        head = static_cast<int>(entries_.size()) - 1;
+    }
+
+    /// Calls visit(number) for all points that may match the finite `point` and some others. The
+    /// answer may remove the entry for good, or stop the visits of its cell (there may be another
+    /// few cells).
+    template <class Visit>
+    void VisitNear(const VecBase<N, T>& point, Visit&& visit)
+    {
+        if (!(tolerance_ >= 0)) {
+            return;
+        }
+        Cell<N> low;
+        Cell<N> high;
+        for (int axis = 0; axis < N; ++axis) {
+            constexpr double kLargest = std::numeric_limits<double>::max();
+            const double x = static_cast<double>(point[axis]);
+            low[static_cast<std::size_t>(axis)] = scale_(std::max(x - tolerance_, -kLargest));
+            high[static_cast<std::size_t>(axis)] = scale_(std::min(x + tolerance_, kLargest));
+        }
+        Cell<N> cell = low;
+        for (;;) {
+            VisitList(heads_[HashOfCell<N>(cell) & (heads_.size() - 1)], visit);
+            std::size_t axis = 0; // the next cell, like the hands of a counter
+            while (axis < N && cell[axis] == high[axis]) {
+                cell[axis] = low[axis];
+                ++axis;
+            }
+            if (axis == N) {
+                return;
+            }
+            ++cell[axis];
+        }
+    }
+
+private:
+    static constexpr int kNone = -1;
+    /// Wide cells beside the tolerance: most look-ups then meet a single one.
+    static constexpr double kTolerancesInCell = 8;
+
+    struct Entry {
+        int number;
+        int next;
+    };
+
+    template <class Visit>
+    void VisitList(int& head, Visit&& visit)
+    {
+        int* link = &head;
+        while (*link != kNone) {
+            Entry& entry = entries_[static_cast<std::size_t>(*link)];
+            const Visiting answer = visit(entry.number);
+            if (answer == Visiting::Stop) {
+                return;
+            }
+            if (answer == Visiting::Remove) {
+                *link = entry.next;
+            } else {
+                link = &entry.next;
+            }
+        }
+    }
+
+    double tolerance_;
+    CellScale scale_;
+    std::vector<int> heads_;
+    std::vector<Entry> entries_;
+};
+
+} // namespace Velk::Math::Vector::Impl

@@ -1,0 +1,50 @@
+// Which of many planar elements may meet: buckets such that any two elements that come within their
+// padding of each other share at least one.
+//
+// A grid over all, its cell about as large as the mean extent of an element, so that the elements
+// fill O(n) cells however their lengths are mixed; an element enters only the cells that it passes,
+// not those of its whole box. Cells that stay crowded (small elements beside giants, clusters,
+// bundles) are split further by lines: across either axis, or along the direction that most of the
+// bundle runs in, whichever leaves the fewest pairs. A bundle of parallel lines in any direction
+// thus comes apart in O(n log n).
+#pragma once
+
+#include <Velk/Math/VecBase_E.h>
+
+#include <vector>
+
+namespace Velk::Math::Intersect::Impl {
+
+/// A straight stretch with everything that lies within `padding` of it; it belongs to `element`. An
+/// element may have several, a curved one usually does. Coordinates and paddings are finite.
+struct PaddedSpan {
+    Vec2d first;
+    Vec2d last;
+    double padding = 0;
+    int element = 0;
+};
+
+class SegmentGrid {
+public:
+    SegmentGrid(const std::vector<PaddedSpan>& spans, int elementCount);
+
+    /// Replaces `candidates` by the elements with a number above `element` that share a bucket with
+    /// it: ascending, each once.
+    void Candidates(int element, std::vector<int>& candidates) const;
+
+    /// Pairs that all calls of `Candidates` will look at, repetitions included: the work to come.
+    long long PairCount() const;
+
+private:
+    void AddBucket(std::vector<int>& members);
+    void NumberBucketsByElement(int elementCount);
+
+    // Members of bucket b, ascending: members_[firstMember_[b]] up to firstMember_[b + 1].
+    std::vector<int> members_;
+    std::vector<int> firstMember_{0};
+    // Buckets of element e: buckets_[firstBucket_[e]] up to firstBucket_[e + 1].
+    std::vector<int> buckets_;
+    std::vector<int> firstBucket_;
+};
+
+} // namespace Velk::Math::Intersect::Impl
