@@ -132,7 +132,8 @@ public:
     /// its subscript and face and then runs from a to the new node.
     ///
     /// `newNode` is the new node, at zero until the caller moves it, or -3. Refused where a link is
-    /// missing, and on a boundary edge unless `allowBoundary`.
+    /// missing, between two triangles back to back (both apexes are one node, which two edges would
+    /// join to the new one), and on a boundary edge unless `allowBoundary`.
     virtual bool SplitEdge(int halfEdge, int& newNode, bool force, bool allowBoundary);
 
     /// Puts a node into a triangle and splits it into three. `newNode` as in `SplitEdge`. The face
@@ -233,6 +234,10 @@ private:
     };
 
     bool StarOf(int halfEdge, EdgeStar& star) const;
+    static bool HasTwoSides(const EdgeStar& star)
+    {
+        return star.left >= 0 && star.right >= 0 && star.c != star.d;
+    }
     bool IsTriangle(int face, int first, int second, int third) const;
     bool IsLockedFace(int face) const { return face >= 0 && this->IsFaceLocked(face); }
     void SetTriangle(int face, int first, int second, int third);
@@ -454,7 +459,7 @@ template <class Node, class Edge, class Face>
 bool TriangleMesh<Node, Edge, Face>::FlipEdge(int halfEdge, bool force)
 {
     EdgeStar star;
-    if (!StarOf(halfEdge, star) || this->IsBoundaryEdge(star.e, true) || star.c == star.d) {
+    if (!StarOf(halfEdge, star) || this->IsBoundaryEdge(star.e, true) || !HasTwoSides(star)) {
         return false;
     }
     if (!force && (this->IsEdgeLocked(star.e) || this->IsEdgeLocked(star.twin) ||
@@ -504,7 +509,8 @@ bool TriangleMesh<Node, Edge, Face>::SplitEdge(int halfEdge, int& newNode, bool 
 {
     newNode = kNoNode;
     EdgeStar star;
-    if (!StarOf(halfEdge, star) || (!allowBoundary && this->IsBoundaryEdge(star.twin, true))) {
+    if (!StarOf(halfEdge, star) || (!allowBoundary && this->IsBoundaryEdge(star.twin, true)) ||
+        (star.left >= 0 && star.c == star.d)) {
         return false;
     }
     if (!force && (this->IsEdgeLocked(star.twin) || this->IsEdgeLocked(star.e) ||
@@ -552,7 +558,7 @@ template <class Node, class Edge, class Face>
 bool TriangleMesh<Node, Edge, Face>::CollapseEdge(int halfEdge, bool force, bool relaxed)
 {
     EdgeStar star;
-    if (!StarOf(halfEdge, star) || star.left < 0 || star.right < 0 || star.c == star.d) {
+    if (!StarOf(halfEdge, star) || !HasTwoSides(star)) {
         return false;
     }
     const Fan aroundA = FanOf(star.a);

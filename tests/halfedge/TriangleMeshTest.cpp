@@ -130,8 +130,7 @@ TEST(TriangleMesh, DiamondOfAnEdge)
     EXPECT_EQ(mesh.EdgeDiamond(diagonal ^ 1), (List{3, 0, 1, 2}));
     const int inner = mesh.FindEdge(0, 1);
     EXPECT_EQ(mesh.EdgeDiamond(inner), (List{0, 1, 3, -3}));
-    // From outside the third node is the boundary node before: 0 comes from 2 along the rim... seen
-    // from 1 to 0, the boundary node before 1 is 3, and after 0 comes 2.
+    // On the outer half the third node is the boundary node before it: the rim runs 3, 1, 0, 2.
     EXPECT_EQ(mesh.EdgeDiamond(inner ^ 1), (List{1, 0, 3, 3}));
     EXPECT_TRUE(mesh.EdgeDiamond(-2).empty());
 
@@ -211,7 +210,7 @@ TEST(TriangleMesh, FlipDoesNotAskForAnExistingEdge)
     EXPECT_EQ(mesh.FindEdge(a, b), -2);
 }
 
-TEST(TriangleMesh, FlipOfTwoTrianglesBackToBackFails)
+TEST(TriangleMesh, NoEditOfTwoTrianglesBackToBack)
 {
     Triangles mesh;
     for (int n = 0; n < 3; ++n) {
@@ -221,6 +220,11 @@ TEST(TriangleMesh, FlipOfTwoTrianglesBackToBackFails)
     mesh.AddFace({2, 1, 0});
     EXPECT_FALSE(mesh.FlipEdge(0, true));           // both apexes are node 2
     EXPECT_FALSE(mesh.CollapseEdge(0, true, true)); // the rings have that one node in common
+    int m = 0;
+    EXPECT_FALSE(mesh.SplitEdge(0, m, true, true)); // two edges from the middle to it
+    EXPECT_EQ(m, -3);
+    EXPECT_EQ(mesh.EdgeCount(), 6);
+    EXPECT_TRUE(mesh.SplitFace(0, m, true));
     EXPECT_EQ(CheckTopology(mesh), "");
 }
 

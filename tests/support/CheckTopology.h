@@ -4,7 +4,10 @@
 
 #include <Sorvane/HalfEdgeMesh_E.h>
 
+#include <ostream>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace Test {
@@ -247,6 +250,11 @@ struct TopologyCounts {
 
     int Euler() const { return nodes - edges + faces; }
     friend bool operator==(const TopologyCounts&, const TopologyCounts&) = default;
+    friend std::ostream& operator<<(std::ostream& stream, const TopologyCounts& counts)
+    {
+        return stream << counts.nodes << " nodes, " << counts.edges << " edges, " << counts.faces
+                      << " faces, " << counts.boundaryLoops << " boundary loops";
+    }
 };
 
 /// Boundary loops are counted by following `next` over half-edges without a face; unlinked ones
