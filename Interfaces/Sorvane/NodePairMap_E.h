@@ -185,7 +185,8 @@ private:
     std::size_t Home(const Key& key) const
     {
         const std::uint64_t low = static_cast<std::uint32_t>(key.low);
-        const std::uint64_t difference = static_cast<std::uint32_t>(key.high - key.low);
+        const std::uint64_t difference =
+            static_cast<std::uint32_t>(key.high) - static_cast<std::uint32_t>(key.low);
         std::uint64_t hash = ((low << 32U) | difference) * 0x9e3779b97f4a7c15U;
         hash = (hash ^ (hash >> 32U)) * 0xbf58476d1ce4e5b9U;
         return static_cast<std::size_t>(((hash >> 32U) * slots_.size()) >> 32U);
