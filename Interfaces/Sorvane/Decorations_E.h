@@ -1,0 +1,138 @@
+// Decorations: small pieces of data that an algorithm hangs on the records of a half-edge mesh.
+// Record types are composed from a base record and a list of decorations, and deleting a record
+// resets them, so that a slot that is used again starts clean.
+#pragma once
+
+#include <Sorvane/HalfEdgeMesh_E.h>
+#include <Velk/Math/Matrix_E.h>
+
+namespace Velk::Math::Sorvane::HalfEdge {
+
+/// A piece of data with a state to go back to. A new one is in that state.
+struct SORVANE_API ITopologyDecoration {
+    virtual void Reset() = 0;
+    virtual void ResetAll() { Reset(); }
+};
+
+namespace Decorations {
+
+/// The node or edge lies on a feature and is to be kept.
+struct SORVANE_API Deco_bool_feature : ITopologyDecoration {
+    bool feature = false;
+    void Reset() override { feature = false; }
+};
+
+/// The input tag of a face.
+struct SORVANE_API Deco_uchar_tag : ITopologyDecoration {
+    unsigned char tag = 0;
+    void Reset() override { tag = 0; }
+};
+
+/// Greatest principal curvature in magnitude at a node, or the value on an edge; one over length.
+struct SORVANE_API Deco_double_maxk : ITopologyDecoration {
+    double maxk = 0.0;
+    void Reset() override { maxk = 0.0; }
+};
+
+/// A sum of squared distances to planes, and the samples that it is made of. For a plane through p
+/// with the normal n (of any length) and d = n * p, the error at x is x * A x - 2 x * b + c. Empty
+/// when `count` is 0.
+struct SORVANE_API QuadricErrorFunction {
+    MatBase<3, 3, double> A;      ///< sum of n n'
+    VecBase<3, double> b;         ///< sum of n d
+    double c = 0.0;               ///< sum of d d
+    VecBase<3, double> massPoint; ///< sum of the sample points
+    int count = 0;                ///< number of samples
+    int rank = 0;                 ///< rank found by the last solution, 0 until there was one
+
+    friend bool operator==(const QuadricErrorFunction&, const QuadricErrorFunction&) = default;
+};
+
+/// Accumulated error quadric of a node.
+struct SORVANE_API Deco_qef_qef : ITopologyDecoration {
+    QuadricErrorFunction qef;
+    void Reset() override { qef = {}; }
+};
+
+} // namespace Decorations
+
+namespace Impl {
+
+/// The node or edge was there before the current step of a subdivision. A record counts as old
+/// until that step says otherwise.
+struct SORVANE_API Deco_bool_old : ITopologyDecoration {
+    bool old = true;
+    void Reset() override { old = true; }
+};
+
+} // namespace Impl
+
+/// A list of decorations as one base class; each may occur once.
+template <class... Decos>
+struct DecorationPacket : Decos... {
+    static_assert(sizeof...(Decos) > 0, "a record without decorations is its base record");
+
+    DecorationPacket() = default;
+    DecorationPacket(const DecorationPacket&) = default;
+    DecorationPacket& operator=(const DecorationPacket&) = default;
+
+    void Reset() override { (Decos::Reset(), ...); }
+    /// `Reset`, and the second and later decorations once more.
+    void ResetAll() override
+    {
+        Reset();
+        bool isFirst = true;
+        ((isFirst ? void(isFirst = false) : Decos::Reset()), ...);
+    }
+    virtual ~DecorationPacket() = default;
+};
+
+/// A record with decorations: `DecoratedTopology<HEdge, Decorations::Deco_bool_feature>`. The
+/// fields of the decorations are fields of the record.
+template <class Base, class... Decos>
+struct DecoratedTopology : Base, DecorationPacket<Decos...> {
+    using Base::Base;
+    DecoratedTopology() = default;
+
+    /// Deletes the record, then resets its decorations for the next use of its slot.
+    void Invalidate() override
+    {
+        Base::Invalidate();
+        DecorationPacket<Decos...>::Reset();
+    }
+};
+
+/// A decorated node with a position of dimension D in `double`.
+template <int D, class... Decos>
+struct DHVertex : DecoratedTopology<HVertex<D, double>, Decos...> {
+    using DecoratedTopology<HVertex<D, double>, Decos...>::DecoratedTopology;
+};
+
+/// The records of the library's own algorithms.
+namespace Records {
+using FeatureEdge = DecoratedTopology<HEdge, Decorations::Deco_bool_feature>;
+using TaggedFace = DecoratedTopology<HFace, Decorations::Deco_uchar_tag>;
+template <int D>
+using FeatureVertex = DHVertex<D, Decorations::Deco_bool_feature>;
+using CurvatureVertex = DHVertex<3, Decorations::Deco_bool_feature, Decorations::Deco_double_maxk>;
+using CurvatureEdge =
+    DecoratedTopology<HEdge, Decorations::Deco_bool_feature, Decorations::Deco_double_maxk>;
+using QuadricVertex = DHVertex<3, Decorations::Deco_bool_feature, Decorations::Deco_qef_qef>;
+using SubdivisionVertex = DHVertex<3, Impl::Deco_bool_old, Decorations::Deco_bool_feature>;
+using SubdivisionEdge =
+    DecoratedTopology<HEdge, Impl::Deco_bool_old, Decorations::Deco_bool_feature>;
+} // namespace Records
+
+// clang-format off
+#define SORVANE_EXTERN(Node, Edge, Face) \
+    extern template class SORVANE_API HMesh<Node, Edge, Face>; \
+    extern template class SORVANE_API TriangleMesh<Node, Edge, Face>;
+SORVANE_EXTERN(Records::FeatureVertex<2>, Records::FeatureEdge, Records::TaggedFace)
+SORVANE_EXTERN(Records::FeatureVertex<3>, Records::FeatureEdge, Records::TaggedFace)
+SORVANE_EXTERN(Records::CurvatureVertex, Records::CurvatureEdge, Records::TaggedFace)
+SORVANE_EXTERN(Records::QuadricVertex, Records::FeatureEdge, Records::TaggedFace)
+SORVANE_EXTERN(Records::SubdivisionVertex, Records::SubdivisionEdge, HFace)
+#undef SORVANE_EXTERN
+// clang-format on
+
+} // namespace Velk::Math::Sorvane::HalfEdge

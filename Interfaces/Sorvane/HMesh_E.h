@@ -1,0 +1,800 @@
+// HMesh: the half-edge mesh that all mesh algorithms of the library stand on. Records by value in
+// three arrays, addressed by subscript; an edge is two half-edges at subscripts 2k and 2k+1.
+//
+// The structure is the half-edge form of the winged edge of B. G. Baumgart ("Winged edge polyhedron
+// representation", 1972) as given by K. Weiler ("Edge-based data structures for solid modeling",
+// 1985). Deleted records stay in their arrays, marked, until their subscript is used again, so that
+// subscripts are stable while a mesh changes and an algorithm may walk the arrays while it edits.
+#pragma once
+
+#include <Sorvane/HalfEdgeRecords_E.h>
+#include <Sorvane/NodePairMap_E.h>
+#include <Velk/Diagnostics_E.h>
+
+#include <algorithm>
+#include <concepts>
+#include <cstddef>
+#include <deque>
+#include <span>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace Velk::Math::Sorvane::HalfEdge {
+
+/// How a walk round a node or a face came to its end.
+enum class WalkEnd {
+    Closed, ///< it came back to where it began
+    Cut,    ///< a link was missing; also when there was nothing to walk
+    Runaway ///< it met more records than a sound mesh can have there: the mesh is broken
+};
+
+/// Half-edge mesh of polygons with any records that derive from `HNode`, `HEdge` and `HFace`.
+///
+/// A subscript is valid when it lies within its array and the record there is not deleted. A query
+/// on an invalid subscript gives an empty list, false, null or a negative number; it changes
+/// nothing and reports nothing. Rings and loops are listed counter-clockwise as seen against the
+/// faces' normals, from the record's own half-edge on. A list that grows past 1.5 times the number
+/// of records of its kind (deleted ones included) can only come from a broken mesh: it is given up
+/// and comes back empty.
+///
+/// Queries are const and safe from many threads as long as nobody edits. Edits are serial.
+///
+/// Node must be default-constructible and copyable, Edge and Face too. The three validity tests go
+/// to the record type itself, without a virtual call: a record stored by value is of exactly that
+/// type.
+template <class Node, class Edge, class Face>
+class HMesh {
+    static_assert(std::derived_from<Node, HNode>, "a node record derives from HNode");
+    static_assert(std::derived_from<Edge, HEdge>, "a half-edge record derives from HEdge");
+    static_assert(std::derived_from<Face, HFace>, "a face record derives from HFace");
+
+public:
+    using NodeType = Node;
+    using EdgeType = Edge;
+    using FaceType = Face;
+
+    HMesh() = default;
+    HMesh(const HMesh&) = default;
+    HMesh(HMesh&&) = default;
+    HMesh& operator=(const HMesh&) = default;
+    HMesh& operator=(HMesh&&) = default;
+
+    // --- virtual operations, in this order ------------------------------------------------------
+
+    virtual ~HMesh() = default;
+
+    /// Adds a polygon that runs through `nodes` in order; the face's subscript, or -1.
+    ///
+    /// Refused, with nothing changed: a list that is empty, that names an invalid node, or that
+    /// names one node twice in a row (last and first count as a row). Refused as well when one of
+    /// the directed edges already has a face on its left; edges made until then stay, without a
+    /// face.
+    virtual int AddFace(const std::vector<int>& nodes);
+
+    /// Adds a face along half-edges that follow one another in a closed loop; its subscript, or -1
+    /// with nothing changed. The half-edges are taken over whatever face and links they had.
+    virtual int AddFaceFromEdges(const std::vector<int>& halfEdges);
+
+    /// The nodes at the far ends of the node's edges.
+    virtual std::vector<int> NodeNodes(int node) const;
+    /// The half-edges that leave the node; -2 stands for one whose twin is deleted.
+    virtual std::vector<int> NodeEdges(int node) const;
+    /// The faces of `NodeEdges`, those without one left out.
+    virtual std::vector<int> NodeFaces(int node) const;
+    /// The nodes of a face, from the origin of its half-edge on.
+    virtual std::vector<int> FaceNodes(int face) const;
+    virtual std::vector<int> FaceEdges(int face) const;
+    /// Origin and destination; empty unless both are valid nodes.
+    virtual std::vector<int> EdgeNodes(int halfEdge) const;
+    /// The face on the left and the face on the right, -1 for none.
+    virtual std::vector<int> EdgeFaces(int halfEdge) const;
+    /// The half-edges of the same face, or of the same boundary, from `halfEdge` onward.
+    virtual std::vector<int> EdgeLoop(int halfEdge) const;
+
+    /// True when an edge at the node has no face on one side or on both.
+    virtual bool IsBoundaryNode(int node) const;
+    /// True when the half-edge has no face; with `bothSides` also when its twin has none.
+    virtual bool IsBoundaryEdge(int halfEdge, bool bothSides) const;
+    /// True when an edge of the face is boundary; with `byNodes` when a node of it is.
+    virtual bool IsBoundaryFace(int face, bool byNodes) const;
+
+    /// Turns every face over. O(records). Deleted records stay as they are.
+    virtual void ReverseOrientation();
+
+    /// Locks: an algorithm overrides them to keep edits away from records. No record is locked
+    /// here.
+    virtual bool IsNodeLocked(int node) const;
+    virtual bool IsEdgeLocked(int halfEdge) const;
+    virtual bool IsFaceLocked(int face) const;
+
+    /// Delete one record (an edge: both half-edges) and nothing else: what refers to it is the
+    /// caller's affair, before or after. `RemoveEdge` also forgets the edge's node pair.
+    virtual void RemoveNode(int node);
+    virtual void RemoveEdge(int halfEdge);
+    virtual void RemoveFace(int face);
+
+    /// Becomes a copy of `other`.
+    virtual void Assign(const HMesh& other);
+    /// Takes over what `other` holds and leaves it empty. No effect on itself.
+    virtual void Assign(HMesh&& other);
+
+    // --- building -------------------------------------------------------------------------------
+
+    /// Adds a node and tells its subscript. A new slot takes all of `record`; a slot that is used
+    /// again takes its `edge` and position only, and the rest is as `Invalidate` left it.
+    int AddNode(const Node& record);
+
+    /// The half-edge from `origin` to `destination`, made if there is none; -2 when a node is
+    /// invalid or both are one. A new edge has no face and no links, and both nodes' `edge` then
+    /// refers to it.
+    int FindOrAddEdge(int origin, int destination);
+
+    /// Room for so many records in all; half-edges count, not edges.
+    void Reserve(std::size_t nodeCount, std::size_t halfEdgeCount, std::size_t faceCount);
+
+    /// Deletes everything and keeps the room.
+    void Clear();
+
+    /// Moves the node's half-edge one step on, counter-clockwise. Where that leads nowhere (an
+    /// unlinked boundary) nothing changes, and where it leads to another node's half-edge the step
+    /// is made; either is reported to the assert handler.
+    void RotateNode(int node);
+
+    // --- looking up -----------------------------------------------------------------------------
+
+    /// Position of a node; an invalid subscript is reported to the assert handler and gives zero.
+    auto GetVertex(int node) const requires Positioned<Node>
+    {
+        using Position = std::remove_cvref_t<decltype(NodeAt(node).position)>;
+        if (!IsValidNode(node)) {
+            Diagnostics::Details::InvokeCurrentAssertHandler(
+                "HalfEdgeMesh_E", 1276, "Velk::Math::Sorvane::HalfEdge::HMesh::GetVertex");
+            return Position{};
+        }
+        return NodeAt(node).position;
+    }
+
+    /// The record, or null when the subscript is invalid. Valid until the next operation that adds
+    /// records of its kind. Whoever writes links answers for them.
+    Node* NodeRecord(int node) { return IsValidNode(node) ? &NodeAt(node) : nullptr; }
+    const Node* NodeRecord(int node) const { return IsValidNode(node) ? &NodeAt(node) : nullptr; }
+    Edge* EdgeRecord(int edge) { return IsValidEdge(edge) ? &EdgeAt(edge) : nullptr; }
+    const Edge* EdgeRecord(int edge) const { return IsValidEdge(edge) ? &EdgeAt(edge) : nullptr; }
+    Face* FaceRecord(int face) { return IsValidFace(face) ? &FaceAt(face) : nullptr; }
+    const Face* FaceRecord(int face) const { return IsValidFace(face) ? &FaceAt(face) : nullptr; }
+
+    bool IsValidNode(int node) const
+    {
+        return static_cast<std::size_t>(node) < nodes_.size() && !NodeAt(node).Node::IsInvalid();
+    }
+    bool IsValidEdge(int halfEdge) const
+    {
+        return static_cast<std::size_t>(halfEdge) < edges_.size() &&
+               !EdgeAt(halfEdge).Edge::IsInvalid();
+    }
+    bool IsValidFace(int face) const
+    {
+        return static_cast<std::size_t>(face) < faces_.size() && !FaceAt(face).Face::IsInvalid();
+    }
+
+    /// The half-edge from `origin` to `destination`, or -2. O(1).
+    int FindEdge(int origin, int destination) const { return nodePairs_.Find(origin, destination); }
+
+    /// Number of entries of `NodeEdges`, without making the list.
+    int Valence(int node) const;
+
+    /// Calls visit(half-edge) for each entry of `NodeEdges`, visit(node) for each of `NodeNodes`,
+    /// and visit(half-edge) for each of the loop that begins at a half-edge, without any
+    /// allocation. The visits come before it is known whether the walk ends well: on
+    /// `WalkEnd::Runaway` forget them.
+    template <class Visit>
+    WalkEnd VisitNodeEdges(int node, Visit visit) const
+    {
+        return WalkNodeEdges(node, RunawayLimit(edges_.size()), [&](int halfEdge) {
+            const int twin = EdgeAt(halfEdge).twin;
+            visit(IsValidEdge(twin) ? EdgeAt(twin).twin : kNotSet);
+        });
+    }
+    template <class Visit>
+    WalkEnd VisitNodeNodes(int node, Visit visit) const;
+    template <class Visit>
+    WalkEnd VisitEdgeLoop(int halfEdge, Visit visit) const
+    {
+        const int face = IsValidEdge(halfEdge) ? EdgeAt(halfEdge).face : kNoFace;
+        return WalkLoop(halfEdge, RunawayLimit(edges_.size()), visit,
+                        [&](int e) { return EdgeAt(e).face == face; });
+    }
+
+    /// The arrays, deleted records included, and the lists of subscripts free for use again.
+    const std::vector<Node>& Nodes() const { return nodes_; }
+    const std::vector<Edge>& Edges() const { return edges_; }
+    const std::vector<Face>& Faces() const { return faces_; }
+    const NodePairMap& NodePairs() const { return nodePairs_; }
+    const std::deque<int>& FreeNodes() const { return freeNodes_; }
+    const std::deque<std::pair<int, int>>& FreeEdges() const { return freeEdges_; }
+    const std::deque<int>& FreeFaces() const { return freeFaces_; }
+
+    /// Number of slots, deleted records included: the bound of a walk by subscript.
+    int NodeCount() const { return static_cast<int>(nodes_.size()); }
+    int EdgeCount() const { return static_cast<int>(edges_.size()); }
+    int FaceCount() const { return static_cast<int>(faces_.size()); }
+
+protected:
+    // clang-format off
+    Node& NodeAt(int node) { return nodes_[static_cast<std::size_t>(node)]; }
+    const Node& NodeAt(int node) const { return nodes_[static_cast<std::size_t>(node)]; }
+    Edge& EdgeAt(int edge) { return edges_[static_cast<std::size_t>(edge)]; }
+    const Edge& EdgeAt(int edge) const { return edges_[static_cast<std::size_t>(edge)]; }
+    Face& FaceAt(int face) { return faces_[static_cast<std::size_t>(face)]; }
+    const Face& FaceAt(int face) const { return faces_[static_cast<std::size_t>(face)]; }
+    // clang-format on
+
+    /// The twin by arithmetic, of a half-edge known to be alive.
+    static int Twin(int halfEdge) { return halfEdge ^ 1; }
+
+    /// Greatest length of a list of records that number `records`: 1.5 times, rounded down.
+    static std::size_t RunawayLimit(std::size_t records) { return records + records / 2; }
+
+    /// Makes `after` follow `before`. Either may be a number that is no half-edge: the other then
+    /// keeps the missing link.
+    void Link(int before, int after)
+    {
+        if (IsValidEdge(before)) {
+            EdgeAt(before).next = after;
+        }
+        if (IsValidEdge(after)) {
+            EdgeAt(after).prev = before;
+        }
+    }
+
+    /// A face with the given half-edge: the slot longest free, or a new one.
+    int NewFace(int halfEdge);
+
+    /// `AddFace` and `AddFaceFromEdges` on any run of numbers, without allocation.
+    bool MayAddFace(std::span<const int> nodes) const;
+    bool FindOrAddFreeEdges(std::span<const int> nodes, std::span<int> halfEdges);
+    int LinkFace(std::span<const int> halfEdges);
+
+    template <class Visit>
+    WalkEnd WalkNodeEdges(int node, std::size_t limit, Visit visit) const;
+    template <class Visit, class Continues>
+    WalkEnd WalkLoop(int halfEdge, std::size_t limit, Visit visit, Continues continues) const;
+
+    std::vector<Node> nodes_;
+    std::vector<Edge> edges_;
+    std::vector<Face> faces_;
+    NodePairMap nodePairs_;
+    std::deque<int> freeNodes_;
+    std::deque<std::pair<int, int>> freeEdges_; // twins, the smaller first
+    std::deque<int> freeFaces_;
+
+private:
+    static constexpr std::size_t kUsualListLength = 10;
+
+    // The five link fields as in a new half-edge; the rest of the record is as `Invalidate` left
+    // it.
+    void SetUnlinked(int halfEdge, int origin, int twin)
+    {
+        Edge& edge = EdgeAt(halfEdge);
+        edge.node = origin;
+        edge.twin = twin;
+        edge.next = kNotSet;
+        edge.prev = kNotSet;
+        edge.face = kNoFace;
+    }
+
+    // Gives a node its half-edge back if the one that it refers to is gone: the edges round a
+    // removed node may have been removed with it before the hole is closed by a face.
+    void AdoptIfStray(int node, int halfEdge)
+    {
+        if (IsValidNode(node)) {
+            const int held = NodeAt(node).edge;
+            if (!IsValidEdge(held) || EdgeAt(held).node != node) {
+                NodeAt(node).edge = halfEdge;
+            }
+        }
+    }
+
+    static std::vector<int> NewList()
+    {
+        std::vector<int> list;
+        list.reserve(kUsualListLength);
+        return list;
+    }
+
+    static std::vector<int> Finished(std::vector<int> list, WalkEnd end)
+    {
+        if (end == WalkEnd::Runaway) {
+            list.clear();
+        }
+        return list;
+    }
+};
+
+// --- walks --------------------------------------------------------------------------------------
+
+// Round a node: the half-edge before the current one in its face ends at the node, so its twin
+// leaves the node, next counter-clockwise.
+template <class Node, class Edge, class Face>
+template <class Visit>
+WalkEnd HMesh<Node, Edge, Face>::WalkNodeEdges(int node, std::size_t limit, Visit visit) const
+{
+    const int first = IsValidNode(node) ? NodeAt(node).edge : kNotSet;
+    if (!IsValidEdge(first)) {
+        return WalkEnd::Cut;
+    }
+    std::size_t count = 0;
+    int current = first;
+    do {
+        visit(current);
+        if (++count > limit) {
+            return WalkEnd::Runaway;
+        }
+        const int before = EdgeAt(current).prev;
+        current = IsValidEdge(before) ? EdgeAt(before).twin : kNotSet;
+        if (!IsValidEdge(current)) {
+            return WalkEnd::Cut;
+        }
+    } while (current != first);
+    return WalkEnd::Closed;
+}
+
+// The same ring by the half-edges that arrive at the node; their origins are the ring's nodes.
+template <class Node, class Edge, class Face>
+template <class Visit>
+WalkEnd HMesh<Node, Edge, Face>::VisitNodeNodes(int node, Visit visit) const
+{
+    const std::size_t limit = RunawayLimit(nodes_.size());
+    const int outgoing = IsValidNode(node) ? NodeAt(node).edge : kNotSet;
+    const int first = IsValidEdge(outgoing) ? EdgeAt(outgoing).twin : kNotSet;
+    if (!IsValidEdge(first)) {
+        return WalkEnd::Cut;
+    }
+    std::size_t count = 0;
+    int current = first;
+    do {
+        visit(EdgeAt(current).node);
+        if (++count > limit) {
+            return WalkEnd::Runaway;
+        }
+        const int twin = EdgeAt(current).twin;
+        current = IsValidEdge(twin) ? EdgeAt(twin).prev : kNotSet;
+        if (!IsValidEdge(current)) {
+            return WalkEnd::Cut;
+        }
+    } while (current != first);
+    return WalkEnd::Closed;
+}
+
+// Along `next` from a half-edge, as long as `continues` holds.
+template <class Node, class Edge, class Face>
+template <class Visit, class Continues>
+WalkEnd HMesh<Node, Edge, Face>::WalkLoop(int halfEdge, std::size_t limit, Visit visit,
+                                          Continues continues) const
+{
+    if (!IsValidEdge(halfEdge)) {
+        return WalkEnd::Cut;
+    }
+    std::size_t count = 0;
+    int current = halfEdge;
+    do {
+        visit(current);
+        if (++count > limit) {
+            return WalkEnd::Runaway;
+        }
+        current = EdgeAt(current).next;
+        if (!IsValidEdge(current) || !continues(current)) {
+            return WalkEnd::Cut;
+        }
+    } while (current != halfEdge);
+    return WalkEnd::Closed;
+}
+
+template <class Node, class Edge, class Face>
+std::vector<int> HMesh<Node, Edge, Face>::NodeNodes(int node) const
+{
+    std::vector<int> ring = NewList();
+    const WalkEnd end = VisitNodeNodes(node, [&](int n) { ring.push_back(n); });
+    return Finished(std::move(ring), end);
+}
+
+template <class Node, class Edge, class Face>
+std::vector<int> HMesh<Node, Edge, Face>::NodeEdges(int node) const
+{
+    std::vector<int> ring = NewList();
+    const WalkEnd end = VisitNodeEdges(node, [&](int e) { ring.push_back(e); });
+    return Finished(std::move(ring), end);
+}
+
+template <class Node, class Edge, class Face>
+std::vector<int> HMesh<Node, Edge, Face>::NodeFaces(int node) const
+{
+    std::vector<int> ring = NewList();
+    WalkEnd end = VisitNodeEdges(node, [&](int e) {
+        if (IsValidEdge(e) && EdgeAt(e).face >= 0) {
+            ring.push_back(EdgeAt(e).face);
+        }
+    });
+    if (ring.size() > RunawayLimit(faces_.size())) {
+        end = WalkEnd::Runaway;
+    }
+    return Finished(std::move(ring), end);
+}
+
+template <class Node, class Edge, class Face>
+std::vector<int> HMesh<Node, Edge, Face>::FaceNodes(int face) const
+{
+    std::vector<int> loop = NewList();
+    const WalkEnd end = WalkLoop(
+        IsValidFace(face) ? FaceAt(face).edge : kNotSet, RunawayLimit(nodes_.size()),
+        [&](int e) { loop.push_back(EdgeAt(e).node); }, [](int) { return true; });
+    return Finished(std::move(loop), end);
+}
+
+template <class Node, class Edge, class Face>
+std::vector<int> HMesh<Node, Edge, Face>::FaceEdges(int face) const
+{
+    std::vector<int> loop = NewList();
+    const WalkEnd end = WalkLoop(
+        IsValidFace(face) ? FaceAt(face).edge : kNotSet, RunawayLimit(edges_.size()),
+        [&](int e) { loop.push_back(e); }, [](int) { return true; });
+    return Finished(std::move(loop), end);
+}
+
+template <class Node, class Edge, class Face>
+std::vector<int> HMesh<Node, Edge, Face>::EdgeNodes(int halfEdge) const
+{
+    if (!IsValidEdge(halfEdge) || !IsValidEdge(EdgeAt(halfEdge).twin)) {
+        return {};
+    }
+    const int origin = EdgeAt(halfEdge).node;
+    const int destination = EdgeAt(EdgeAt(halfEdge).twin).node;
+    if (!IsValidNode(origin) || !IsValidNode(destination)) {
+        return {};
+    }
+    return {origin, destination};
+}
+
+template <class Node, class Edge, class Face>
+std::vector<int> HMesh<Node, Edge, Face>::EdgeFaces(int halfEdge) const
+{
+    if (!IsValidEdge(halfEdge) || !IsValidEdge(EdgeAt(halfEdge).twin)) {
+        return {};
+    }
+    return {EdgeAt(halfEdge).face, EdgeAt(EdgeAt(halfEdge).twin).face};
+}
+
+template <class Node, class Edge, class Face>
+std::vector<int> HMesh<Node, Edge, Face>::EdgeLoop(int halfEdge) const
+{
+    std::vector<int> loop = NewList();
+    const WalkEnd end = VisitEdgeLoop(halfEdge, [&](int e) { loop.push_back(e); });
+    return Finished(std::move(loop), end);
+}
+
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::Valence(int node) const
+{
+    int count = 0;
+    const WalkEnd end = WalkNodeEdges(node, RunawayLimit(edges_.size()), [&](int) { ++count; });
+    return end == WalkEnd::Runaway ? 0 : count;
+}
+
+// --- boundary and locks -------------------------------------------------------------------------
+
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::IsBoundaryNode(int node) const
+{
+    // The walk runs to its end even after a find: the ring of a broken node counts as empty.
+    bool found = false;
+    const WalkEnd end =
+        VisitNodeEdges(node, [&](int e) { found = found || HMesh::IsBoundaryEdge(e, true); });
+    return found && end != WalkEnd::Runaway;
+}
+
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::IsBoundaryEdge(int halfEdge, bool bothSides) const
+{
+    if (!IsValidEdge(halfEdge)) {
+        return false;
+    }
+    if (EdgeAt(halfEdge).face == kNoFace) {
+        return true;
+    }
+    const int twin = EdgeAt(halfEdge).twin;
+    return bothSides && IsValidEdge(twin) && EdgeAt(twin).face == kNoFace;
+}
+
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::IsBoundaryFace(int face, bool byNodes) const
+{
+    if (byNodes) {
+        const std::vector<int> corners = FaceNodes(face);
+        return std::any_of(corners.begin(), corners.end(),
+                           [&](int n) { return IsBoundaryNode(n); });
+    }
+    const std::vector<int> sides = FaceEdges(face);
+    return std::any_of(sides.begin(), sides.end(), [&](int e) { return IsBoundaryEdge(e, true); });
+}
+
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::IsNodeLocked(int) const
+{
+    return false;
+}
+
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::IsEdgeLocked(int) const
+{
+    return false;
+}
+
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::IsFaceLocked(int) const
+{
+    return false;
+}
+
+// --- building -----------------------------------------------------------------------------------
+
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::AddNode(const Node& record)
+{
+    if (freeNodes_.empty()) {
+        nodes_.push_back(record);
+        return NodeCount() - 1;
+    }
+    const int node = freeNodes_.front();
+    freeNodes_.pop_front();
+    NodeAt(node).edge = record.edge;
+    if constexpr (Positioned<Node>) {
+        NodeAt(node).position = record.position;
+    }
+    return node;
+}
+
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::NewFace(int halfEdge)
+{
+    int face = FaceCount();
+    if (freeFaces_.empty()) {
+        faces_.emplace_back();
+    } else {
+        face = freeFaces_.front();
+        freeFaces_.pop_front();
+    }
+    FaceAt(face).edge = halfEdge;
+    return face;
+}
+
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
+{
+    const int known = nodePairs_.Find(origin, destination);
+    if (known != NodePairMap::kNone) {
+        return known;
+    }
+    if (origin == destination || !IsValidNode(origin) || !IsValidNode(destination)) {
+        return kNotSet;
+    }
+
+    int first = EdgeCount();
+    int second = first + 1;
+    if (freeEdges_.empty()) {
+        edges_.emplace_back();
+        edges_.emplace_back();
+    } else {
+        std::tie(first, second) = freeEdges_.front();
+        freeEdges_.pop_front();
+    }
+    SetUnlinked(first, origin, second);
+    SetUnlinked(second, destination, first);
+    NodeAt(origin).edge = first;
+    NodeAt(destination).edge = second;
+    nodePairs_.Insert(origin, destination, first);
+    return first;
+}
+
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::MayAddFace(std::span<const int> nodes) const
+{
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+        const int following = nodes[i + 1 == nodes.size() ? 0 : i + 1];
+        if (!IsValidNode(nodes[i]) || nodes[i] == following) {
+            return false;
+        }
+    }
+    return !nodes.empty();
+}
+
+// False as soon as a directed edge is taken by another face; the edges made until then stay.
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::FindOrAddFreeEdges(std::span<const int> nodes,
+                                                 std::span<int> halfEdges)
+{
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+        const int following = nodes[i + 1 == nodes.size() ? 0 : i + 1];
+        halfEdges[i] = FindOrAddEdge(nodes[i], following);
+        if (halfEdges[i] == kNotSet || EdgeAt(halfEdges[i]).face != kNoFace) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::LinkFace(std::span<const int> halfEdges)
+{
+    for (const int e : halfEdges) {
+        if (!IsValidEdge(e)) {
+            return -1;
+        }
+    }
+    for (std::size_t i = 0; i < halfEdges.size(); ++i) {
+        const int following = halfEdges[i + 1 == halfEdges.size() ? 0 : i + 1];
+        if (EdgeAt(Twin(halfEdges[i])).node != EdgeAt(following).node) {
+            return -1;
+        }
+    }
+    if (halfEdges.empty()) {
+        return -1;
+    }
+
+    const int face = NewFace(halfEdges.front());
+    int before = halfEdges.back();
+    for (const int e : halfEdges) {
+        EdgeAt(before).next = e;
+        EdgeAt(e).prev = before;
+        EdgeAt(e).face = face;
+        AdoptIfStray(EdgeAt(e).node, e);
+        before = e;
+    }
+    return face;
+}
+
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::AddFace(const std::vector<int>& nodes)
+{
+    if (!MayAddFace(nodes)) {
+        return -1;
+    }
+    std::vector<int> halfEdges(nodes.size());
+    if (!FindOrAddFreeEdges(nodes, halfEdges)) {
+        return -1;
+    }
+    // By name: a derived mesh that accepts only triangles from edges still takes polygons here.
+    return HMesh::AddFaceFromEdges(halfEdges);
+}
+
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::AddFaceFromEdges(const std::vector<int>& halfEdges)
+{
+    return LinkFace(halfEdges);
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::Reserve(std::size_t nodeCount, std::size_t halfEdgeCount,
+                                      std::size_t faceCount)
+{
+    nodes_.reserve(nodeCount);
+    edges_.reserve(halfEdgeCount);
+    faces_.reserve(faceCount);
+    nodePairs_.Reserve(halfEdgeCount / 2);
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::Clear()
+{
+    nodes_.clear();
+    edges_.clear();
+    faces_.clear();
+    nodePairs_.Clear();
+    freeNodes_.clear();
+    freeEdges_.clear();
+    freeFaces_.clear();
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::RotateNode(int node)
+{
+    if (!IsValidNode(node)) {
+        return;
+    }
+    const int current = NodeAt(node).edge;
+    const int before = IsValidEdge(current) ? EdgeAt(current).prev : kNotSet;
+    const int turned = IsValidEdge(before) ? EdgeAt(before).twin : kNotSet;
+    const bool leads = IsValidEdge(turned);
+    if (!leads || EdgeAt(turned).node != node) {
+        Diagnostics::Details::InvokeCurrentAssertHandler(
+            "HalfEdgeMesh_E", 921, "Velk::Math::Sorvane::HalfEdge::HMesh::RotateNode");
+    }
+    if (leads) {
+        NodeAt(node).edge = turned;
+    }
+}
+
+// --- edits --------------------------------------------------------------------------------------
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::ReverseOrientation()
+{
+    for (int e = 0; e + 1 < EdgeCount(); e += 2) {
+        if (!IsValidEdge(e) || !IsValidEdge(e + 1)) {
+            continue;
+        }
+        std::swap(EdgeAt(e).node, EdgeAt(e + 1).node);
+        std::swap(EdgeAt(e).next, EdgeAt(e).prev);
+        std::swap(EdgeAt(e + 1).next, EdgeAt(e + 1).prev);
+    }
+    nodePairs_.SwapDirections();
+    for (int n = 0; n < NodeCount(); ++n) {
+        if (IsValidNode(n)) { // a deleted node must stay one: its slot is on the free list
+            const int held = NodeAt(n).edge;
+            NodeAt(n).edge = IsValidEdge(held) ? EdgeAt(held).twin : kNotSet;
+        }
+    }
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::RemoveNode(int node)
+{
+    if (IsValidNode(node)) {
+        NodeAt(node).Invalidate();
+        freeNodes_.push_back(node);
+    }
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::RemoveEdge(int halfEdge)
+{
+    if (!IsValidEdge(halfEdge) || !IsValidEdge(Twin(halfEdge))) {
+        return;
+    }
+    const int twin = Twin(halfEdge);
+    nodePairs_.Erase(EdgeAt(halfEdge).node, EdgeAt(twin).node, halfEdge);
+    EdgeAt(halfEdge).Invalidate();
+    EdgeAt(twin).Invalidate();
+    freeEdges_.push_back(std::minmax({halfEdge, twin}));
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::RemoveFace(int face)
+{
+    if (IsValidFace(face)) {
+        FaceAt(face).Invalidate();
+        freeFaces_.push_back(face);
+    }
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::Assign(const HMesh& other)
+{
+    if (this != &other) {
+        nodes_ = other.nodes_;
+        edges_ = other.edges_;
+        faces_ = other.faces_;
+        nodePairs_ = other.nodePairs_;
+        freeNodes_ = other.freeNodes_;
+        freeEdges_ = other.freeEdges_;
+        freeFaces_ = other.freeFaces_;
+    }
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::Assign(HMesh&& other)
+{
+    if (this != &other) {
+        Clear();
+        nodes_.swap(other.nodes_);
+        edges_.swap(other.edges_);
+        faces_.swap(other.faces_);
+        nodePairs_.Swap(other.nodePairs_);
+        freeNodes_.swap(other.freeNodes_);
+        freeEdges_.swap(other.freeEdges_);
+        freeFaces_.swap(other.freeFaces_);
+    }
+}
+
+} // namespace Velk::Math::Sorvane::HalfEdge

@@ -1,0 +1,846 @@
+// TriangleMesh: the four edits case by case, boundaries and pinches, and the ways from and to
+// indexed meshes. Expected subscripts follow from the order in which edges are made; the comments
+// count along.
+
+#include <Sorvane/HalfEdgeMesh_E.h>
+
+#include "tests/support/CheckTopology.h"
+#include "tests/support/MeshGenerators.h"
+#include "tests/support/TestSupport.h"
+
+#include <limits>
+
+namespace {
+
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane::HalfEdge;
+using ::Test::CheckTopology;
+using ::Test::CountTopology;
+using ::Test::TopologyCounts;
+using Velk::Math::Sorvane::Mesh::IndexedPointsBase;
+
+using Triangles = TriangleMesh<HVertex<3, double>, HEdge, HFace>;
+using List = std::vector<int>;
+
+template <class Mesh = Triangles>
+Mesh Loaded(const ::Test::IndexedMesh& indexed)
+{
+    Mesh mesh;
+    EXPECT_TRUE(mesh.LoadIndexedPoints(indexed));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    return mesh;
+}
+
+template <class Mesh>
+List Fingerprint(const Mesh& mesh)
+{
+    List all;
+    for (const auto& node : mesh.Nodes()) {
+        all.push_back(node.edge);
+    }
+    for (const auto& edge : mesh.Edges()) {
+        all.insert(all.end(), {edge.node, edge.twin, edge.next, edge.prev, edge.face});
+    }
+    for (const auto& face : mesh.Faces()) {
+        all.push_back(face.edge);
+    }
+    return all;
+}
+
+// Locks chosen by a test, and nothing else.
+class LockedMesh : public Triangles {
+public:
+    int node = -9;
+    int edge = -9;
+    int face = -9;
+    bool IsNodeLocked(int n) const override { return n == node; }
+    bool IsEdgeLocked(int e) const override { return e == edge; }
+    bool IsFaceLocked(int f) const override { return f == face; }
+};
+
+// --- faces --------------------------------------------------------------------------------------
+
+TEST(TriangleMesh, FacesAreTriangles)
+{
+    Triangles mesh;
+    for (int n = 0; n < 4; ++n) {
+        mesh.AddNode({});
+    }
+    EXPECT_EQ(mesh.AddFace({0, 1, 2, 3}), -1);
+    EXPECT_EQ(mesh.AddFace({0, 1}), -1);
+    EXPECT_EQ(mesh.AddFace({}), -1);
+    EXPECT_EQ(mesh.AddTriangle({0, 1, 0}), -1); // a triple that repeats a node
+    EXPECT_EQ(mesh.AddTriangle({0, 0, 1}), -1);
+    EXPECT_EQ(mesh.AddTriangle({1, 0, 0}), -1);
+    EXPECT_EQ(mesh.EdgeCount(), 0);
+    EXPECT_EQ(mesh.AddFace({0, 1, 2}), 0);
+    EXPECT_EQ(mesh.AddTriangleFromEdges({1, 1, 1}), -1);
+    EXPECT_EQ(mesh.AddTriangleFromEdges({1, 5}), -1);
+    EXPECT_EQ(mesh.AddFaceFromEdges({1, 3, 5}), -1); // against the direction
+    EXPECT_EQ(mesh.AddFaceFromEdges({1, 5, 3}), 1);  // 1-0, 0-2, 2-1: the back side
+    EXPECT_EQ(mesh.FaceNodes(1), (List{1, 0, 2}));
+    EXPECT_EQ(mesh.FaceNeighbors(0), (List{1, 1, 1}));
+    EXPECT_EQ(CheckTopology(mesh), "");
+}
+
+TEST(TriangleMesh, PolygonsGoThroughTheQualifiedForms)
+{
+    Triangles mesh;
+    for (int n = 0; n < 5; ++n) {
+        mesh.AddNode({});
+    }
+    EXPECT_EQ(mesh.Triangles::Base::AddFace({0, 1, 2, 3, 4}), 0);
+    EXPECT_EQ(mesh.Triangles::Base::FaceNodes(0), (List{0, 1, 2, 3, 4}));
+    EXPECT_EQ(mesh.Triangles::Base::FaceEdges(0), (List{0, 2, 4, 6, 8}));
+    EXPECT_EQ(mesh.FaceEdges(0), (List{0, 2, 8})); // edge, next, prev
+    EXPECT_EQ(mesh.FaceNodes(0), (List{0, 1, 4}));
+    // No edit takes a pentagon for a triangle.
+    ASSERT_TRUE(mesh.LinkBoundaryEdges());
+    const List before = Fingerprint(mesh);
+    int middle = 0;
+    EXPECT_FALSE(mesh.SplitFace(0, middle, true));
+    EXPECT_FALSE(mesh.SplitEdge(0, middle, true, true));
+    EXPECT_FALSE(mesh.CollapseEdge(0, true, true));
+    EXPECT_EQ(Fingerprint(mesh), before);
+}
+
+TEST(TriangleMesh, FaceListsAreEmptyWhereALinkIsMissing)
+{
+    Triangles mesh = Loaded(::Test::Octahedron());
+    EXPECT_EQ(mesh.FaceEdges(0).size(), 3U);
+    mesh.EdgeRecord(mesh.FaceRecord(0)->edge)->prev = -2;
+    EXPECT_TRUE(mesh.FaceEdges(0).empty());
+    EXPECT_TRUE(mesh.FaceNodes(0).empty());
+    EXPECT_TRUE(mesh.FaceNeighbors(0).empty());
+    EXPECT_TRUE(mesh.FaceNeighbors(99).empty());
+}
+
+TEST(TriangleMesh, NeighborsAcrossABoundaryAreMinusOne)
+{
+    const Triangles mesh = Loaded(::Test::Grid(1, 1)); // (0, 1, 3) and (0, 3, 2)
+    EXPECT_EQ(mesh.FaceNeighbors(0), (List{-1, -1, 1}));
+    EXPECT_EQ(mesh.FaceNeighbors(1), (List{0, -1, -1}));
+}
+
+TEST(TriangleMesh, DiamondOfAnEdge)
+{
+    Triangles mesh = Loaded(::Test::Grid(1, 1));
+    const int diagonal = mesh.FindEdge(0, 3);
+    EXPECT_EQ(mesh.EdgeDiamond(diagonal), (List{0, 3, 2, 1}));
+    EXPECT_EQ(mesh.EdgeDiamond(diagonal ^ 1), (List{3, 0, 1, 2}));
+    const int inner = mesh.FindEdge(0, 1);
+    EXPECT_EQ(mesh.EdgeDiamond(inner), (List{0, 1, 3, -3}));
+    // On the outer half the third node is the boundary node before it: the rim runs 3, 1, 0, 2.
+    EXPECT_EQ(mesh.EdgeDiamond(inner ^ 1), (List{1, 0, 3, 3}));
+    EXPECT_TRUE(mesh.EdgeDiamond(-2).empty());
+
+    mesh.EdgeRecord(inner ^ 1)->next = -2;
+    mesh.EdgeRecord(inner ^ 1)->prev = -2;
+    EXPECT_EQ(mesh.EdgeDiamond(inner ^ 1), (List{1, -3, -3, 3}));
+}
+
+// --- flip ---------------------------------------------------------------------------------------
+
+TEST(TriangleMesh, FlipTurnsTheDiagonal)
+{
+    Triangles mesh = Loaded(::Test::Grid(1, 1));
+    const int e = mesh.FindEdge(3, 0); // a = 3, b = 0, c = 1, d = 2
+    const int left = mesh.EdgeRecord(e)->face;
+    const int right = mesh.EdgeRecord(e ^ 1)->face;
+    EXPECT_TRUE(mesh.FlipEdge(e, false));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(mesh.EdgeNodes(e), (List{2, 1})); // d to c
+    EXPECT_EQ(mesh.FindEdge(0, 3), -2);
+    EXPECT_EQ(mesh.FindEdge(2, 1), e);
+    EXPECT_EQ(mesh.EdgeFaces(e), (List{left, right}));
+    EXPECT_EQ(mesh.FaceRecord(left)->edge, e);
+    EXPECT_EQ(mesh.FaceRecord(right)->edge, e ^ 1);
+    EXPECT_EQ(mesh.FaceNodes(left), (List{2, 1, 3}));                  // d, c, a
+    EXPECT_EQ(mesh.FaceNodes(right), (List{1, 2, 0}));                 // c, d, b
+    EXPECT_EQ(mesh.EdgeNodes(mesh.NodeRecord(3)->edge), (List{3, 2})); // a names a-d
+    EXPECT_EQ(mesh.EdgeNodes(mesh.NodeRecord(0)->edge), (List{0, 1})); // b names b-c
+    EXPECT_EQ(mesh.EdgeNodes(mesh.NodeRecord(1)->edge), (List{1, 3})); // c names c-a
+    EXPECT_EQ(mesh.EdgeNodes(mesh.NodeRecord(2)->edge), (List{2, 0})); // d names d-b
+}
+
+TEST(TriangleMesh, FlipOnABoundaryFailsEvenWithForce)
+{
+    Triangles mesh = Loaded(::Test::Grid(2, 2));
+    const List before = Fingerprint(mesh);
+    for (const int e : {mesh.FindEdge(0, 1), mesh.FindEdge(1, 0)}) {
+        EXPECT_FALSE(mesh.FlipEdge(e, true));
+        EXPECT_FALSE(mesh.FlipEdge(e, false));
+    }
+    EXPECT_FALSE(mesh.FlipEdge(-2, true));
+    EXPECT_FALSE(mesh.FlipEdge(1000, true));
+    EXPECT_EQ(Fingerprint(mesh), before);
+}
+
+TEST(TriangleMesh, TwoFlipsExchangeTheHalvesFourRestoreThem)
+{
+    Triangles mesh = Loaded(::Test::Octahedron());
+    const int e = mesh.FindEdge(0, 2);
+    const List faces = mesh.EdgeFaces(e);
+    ASSERT_TRUE(mesh.FlipEdge(e, false)); // a flipped octahedron has no edge twice
+    ASSERT_TRUE(mesh.FlipEdge(e, false));
+    EXPECT_EQ(mesh.EdgeNodes(e), (List{2, 0}));
+    EXPECT_EQ(mesh.EdgeFaces(e), faces);
+    const Triangles twice = mesh;
+    ASSERT_TRUE(mesh.FlipEdge(e, false));
+    ASSERT_TRUE(mesh.FlipEdge(e, false));
+    EXPECT_EQ(mesh.EdgeNodes(e), (List{0, 2}));
+    EXPECT_EQ(mesh.EdgeFaces(e), faces);
+    EXPECT_EQ(CheckTopology(mesh), "");
+    ASSERT_TRUE(mesh.FlipEdge(e, false));
+    ASSERT_TRUE(mesh.FlipEdge(e, false));
+    EXPECT_EQ(Fingerprint(mesh), Fingerprint(twice)); // node edges included
+}
+
+TEST(TriangleMesh, FlipDoesNotAskForAnExistingEdge)
+{
+    // On a tetrahedron the other diagonal is there already.
+    Triangles mesh = Loaded(::Test::Tetrahedron());
+    const int e = mesh.FindEdge(0, 1);
+    const auto [a, b, c, d] = mesh.Diamond(e);
+    const int existing = mesh.FindEdge(c, d);
+    ASSERT_GE(existing, 0);
+    EXPECT_TRUE(mesh.FlipEdge(e, false));
+    EXPECT_EQ(mesh.FindEdge(d, c), e); // the new one hides the old one
+    EXPECT_EQ(mesh.EdgeNodes(existing), (List{c, d}));
+    EXPECT_EQ(mesh.FindEdge(a, b), -2);
+}
+
+TEST(TriangleMesh, NoEditOfTwoTrianglesBackToBack)
+{
+    Triangles mesh;
+    for (int n = 0; n < 3; ++n) {
+        mesh.AddNode({});
+    }
+    mesh.AddFace({0, 1, 2});
+    mesh.AddFace({2, 1, 0});
+    EXPECT_FALSE(mesh.FlipEdge(0, true));           // both apexes are node 2
+    EXPECT_FALSE(mesh.CollapseEdge(0, true, true)); // the rings have that one node in common
+    int m = 0;
+    EXPECT_FALSE(mesh.SplitEdge(0, m, true, true)); // two edges from the middle to it
+    EXPECT_EQ(m, -3);
+    EXPECT_EQ(mesh.EdgeCount(), 6);
+    EXPECT_TRUE(mesh.SplitFace(0, m, true));
+    EXPECT_EQ(CheckTopology(mesh), "");
+}
+
+TEST(TriangleMesh, LocksHoldOffFlipsUnlessForced)
+{
+    const ::Test::IndexedMesh octahedron = ::Test::Octahedron();
+    for (int lock = 0; lock < 4; ++lock) {
+        LockedMesh mesh = Loaded<LockedMesh>(octahedron);
+        const int e = mesh.FindEdge(0, 2);
+        (lock < 2 ? mesh.edge : mesh.face) =
+            lock < 2 ? (lock == 0 ? e : e ^ 1)
+                     : mesh.EdgeFaces(e)[static_cast<std::size_t>(lock - 2)];
+        const List before = Fingerprint(mesh);
+        EXPECT_FALSE(mesh.FlipEdge(e, false)) << lock;
+        EXPECT_EQ(Fingerprint(mesh), before);
+        EXPECT_TRUE(mesh.FlipEdge(e, true)) << lock;
+    }
+}
+
+// --- split of a face ----------------------------------------------------------------------------
+
+TEST(TriangleMesh, SplitFaceMakesThreeOfOne)
+{
+    Triangles mesh = Loaded(::Test::Grid(1, 1)); // 5 edges, 2 faces
+    const List sides = mesh.FaceEdges(0);
+    ASSERT_EQ(mesh.FaceNodes(0), (List{0, 1, 3}));
+    int m = 0;
+    EXPECT_TRUE(mesh.SplitFace(0, m, false));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(m, 4);
+    EXPECT_EQ(mesh.GetVertex(m), (Vec3d{0, 0, 0}));
+    EXPECT_EQ(mesh.FindEdge(0, m), 10); // spokes in the order of the corners
+    EXPECT_EQ(mesh.FindEdge(1, m), 12);
+    EXPECT_EQ(mesh.FindEdge(3, m), 14);
+    EXPECT_EQ(mesh.NodeRecord(m)->edge, 15); // the spoke made last
+    EXPECT_EQ(mesh.NodeRecord(0)->edge, 10);
+    EXPECT_EQ(mesh.FaceNodes(0), (List{0, 1, m})); // the old one stays on its half-edge
+    EXPECT_EQ(mesh.FaceNodes(2), (List{1, 3, m}));
+    EXPECT_EQ(mesh.FaceNodes(3), (List{3, 0, m}));
+    EXPECT_EQ(mesh.FaceRecord(2)->edge, sides[1]);
+    EXPECT_EQ(mesh.FaceRecord(3)->edge, sides[2]);
+    EXPECT_EQ(mesh.NodeNodes(m), (List{3, 0, 1}));
+}
+
+TEST(TriangleMesh, SplitFaceRefusals)
+{
+    LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+    mesh.face = 3;
+    const List before = Fingerprint(mesh);
+    int m = 17;
+    EXPECT_FALSE(mesh.SplitFace(3, m, false));
+    EXPECT_EQ(m, -3);
+    m = 17;
+    EXPECT_FALSE(mesh.SplitFace(99, m, true));
+    EXPECT_EQ(m, -3);
+    EXPECT_FALSE(mesh.SplitFace(-1, m, true));
+    EXPECT_EQ(Fingerprint(mesh), before);
+    EXPECT_TRUE(mesh.SplitFace(3, m, true));
+    EXPECT_EQ(m, 6);
+}
+
+// --- split of an edge ---------------------------------------------------------------------------
+
+TEST(TriangleMesh, SplitEdgeInside)
+{
+    Triangles mesh = Loaded(::Test::Grid(1, 1)); // 5 edges, faces (0, 1, 3) and (0, 3, 2)
+    const int e = mesh.FindEdge(0, 3);           // a = 0, b = 3, c = 2, d = 1
+    const int left = mesh.EdgeRecord(e)->face;
+    const int right = mesh.EdgeRecord(e ^ 1)->face;
+    int m = 0;
+    EXPECT_TRUE(mesh.SplitEdge(e, m, false, false));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(m, 4);
+    EXPECT_EQ(mesh.EdgeNodes(e), (List{0, m})); // the half-edge keeps subscript and face
+    EXPECT_EQ(mesh.EdgeFaces(e), (List{left, right}));
+    EXPECT_EQ(mesh.FindEdge(m, 3), 10); // then d-m, then m-c
+    EXPECT_EQ(mesh.FindEdge(1, m), 12);
+    EXPECT_EQ(mesh.FindEdge(m, 2), 14);
+    EXPECT_EQ(mesh.NodeRecord(m)->edge, 14); // made last
+    EXPECT_EQ(mesh.NodeRecord(3)->edge, 11);
+    EXPECT_EQ(mesh.NodeRecord(1)->edge, 12);
+    EXPECT_EQ(mesh.NodeRecord(2)->edge, 15);
+    EXPECT_EQ(mesh.EdgeFaces(10), (List{3, 2})); // the twin side's new face comes first
+    EXPECT_EQ(mesh.FaceNodes(left), (List{0, m, 2}));
+    EXPECT_EQ(mesh.FaceNodes(right), (List{m, 0, 1}));
+    EXPECT_EQ(mesh.FaceNodes(2), (List{3, m, 1}));
+    EXPECT_EQ(mesh.FaceNodes(3), (List{m, 3, 2}));
+    EXPECT_EQ(mesh.FindEdge(0, 3), -2);
+    EXPECT_EQ(CountTopology(mesh), (TopologyCounts{5, 8, 4, 1}));
+}
+
+TEST(TriangleMesh, SplitEdgeOnTheBoundaryAddsOneFace)
+{
+    for (const bool fromOutside : {false, true}) {
+        Triangles mesh = Loaded(::Test::Grid(1, 1));
+        const int e = fromOutside ? mesh.FindEdge(1, 0) : mesh.FindEdge(0, 1);
+        const List before = Fingerprint(mesh);
+        int m = 17;
+        EXPECT_FALSE(mesh.SplitEdge(e, m, true, false)); // force is no leave to cut the boundary
+        EXPECT_EQ(m, -3);
+        EXPECT_EQ(Fingerprint(mesh), before);
+        EXPECT_TRUE(mesh.SplitEdge(e, m, false, true));
+        EXPECT_EQ(CheckTopology(mesh), "");
+        EXPECT_EQ(CountTopology(mesh), (TopologyCounts{5, 7, 3, 1})); // was 4, 5, 2, 1
+        EXPECT_EQ(mesh.EdgeNodes(e), fromOutside ? (List{1, m}) : (List{0, m}));
+        EXPECT_TRUE(mesh.IsBoundaryNode(m));
+        EXPECT_EQ(mesh.Valence(m), 3); // both ends and the apex
+        EXPECT_EQ(mesh.EdgeLoop(fromOutside ? e : e ^ 1).size(), 5U);
+    }
+}
+
+TEST(TriangleMesh, SplitEdgeWithoutAnyFace)
+{
+    // An edge that hangs on a triangle by one end, and one that hangs on nothing.
+    Triangles mesh;
+    for (int n = 0; n < 6; ++n) {
+        mesh.AddNode({});
+    }
+    mesh.AddFace({0, 1, 2});
+    const int hanging = mesh.FindOrAddEdge(2, 3);
+    const int loose = mesh.FindOrAddEdge(4, 5);
+    ASSERT_TRUE(mesh.LinkBoundaryEdges());
+    ASSERT_EQ(CheckTopology(mesh), "");
+    for (const int e : {hanging, hanging ^ 1, loose, loose ^ 1}) {
+        const TopologyCounts before = CountTopology(mesh);
+        int m = 0;
+        EXPECT_TRUE(mesh.SplitEdge(e, m, false, true));
+        EXPECT_EQ(CheckTopology(mesh), "");
+        EXPECT_EQ(CountTopology(mesh), (TopologyCounts{before.nodes + 1, before.edges + 1,
+                                                       before.faces, before.boundaryLoops}));
+        EXPECT_EQ(mesh.Valence(m), 2);
+    }
+    EXPECT_EQ(mesh.EdgeLoop(loose).size(), 6U); // three edges, there and back
+}
+
+TEST(TriangleMesh, SplitEdgeNeedsALinkedBoundary)
+{
+    Triangles mesh;
+    for (int n = 0; n < 3; ++n) {
+        mesh.AddNode({});
+    }
+    mesh.AddFace({0, 1, 2});
+    int m = 0;
+    EXPECT_FALSE(mesh.SplitEdge(0, m, true, true));
+    EXPECT_EQ(m, -3);
+    EXPECT_FALSE(mesh.SplitEdge(-2, m, true, true));
+    EXPECT_TRUE(mesh.LinkBoundaryEdges());
+    EXPECT_TRUE(mesh.SplitEdge(0, m, true, true));
+}
+
+TEST(TriangleMesh, LocksHoldOffSplitsUnlessForced)
+{
+    for (int lock = 0; lock < 4; ++lock) {
+        LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+        const int e = mesh.FindEdge(0, 2);
+        (lock < 2 ? mesh.edge : mesh.face) =
+            lock < 2 ? (lock == 0 ? e : e ^ 1)
+                     : mesh.EdgeFaces(e)[static_cast<std::size_t>(lock - 2)];
+        int m = 0;
+        EXPECT_FALSE(mesh.SplitEdge(e, m, false, false)) << lock;
+        EXPECT_EQ(m, -3);
+        EXPECT_TRUE(mesh.SplitEdge(e, m, true, false)) << lock;
+    }
+}
+
+// --- collapse -----------------------------------------------------------------------------------
+
+TEST(TriangleMesh, CollapseKeepsTheOriginInPlace)
+{
+    Triangles mesh = Loaded(::Test::Octahedron());
+    const int e = mesh.FindEdge(0, 2); // 0 stays, 2 goes; apexes 4 and 5
+    const int survivorC = mesh.FindEdge(2, 4);
+    const int survivorD = mesh.FindEdge(5, 2);
+    const Vec3d place = mesh.GetVertex(0);
+    EXPECT_TRUE(mesh.CollapseEdge(e, false, false));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(CountTopology(mesh), (TopologyCounts{5, 9, 6, 0})); // was 6, 12, 8
+    EXPECT_EQ(mesh.GetVertex(0), place);
+    EXPECT_FALSE(mesh.IsValidNode(2));
+    EXPECT_FALSE(mesh.IsValidEdge(e));
+    EXPECT_EQ(mesh.FindEdge(0, 4), survivorC); // next(e) and prev(t) survive, under the kept node
+    EXPECT_EQ(mesh.FindEdge(5, 0), survivorD);
+    EXPECT_EQ(mesh.Valence(0), 4); // 4 + 4 - 4
+    EXPECT_EQ(mesh.Valence(4), 3);
+    EXPECT_GE(mesh.FindEdge(0, 1), 0); // 2-1 moved over
+
+    // Free lists: the node; the edge, c-a, a-d; the left face, the right one.
+    EXPECT_EQ(mesh.FreeNodes().front(), 2);
+    EXPECT_EQ(mesh.FreeEdges().size(), 3U);
+    EXPECT_EQ(mesh.FreeEdges().front().first, e & ~1);
+    EXPECT_EQ(mesh.FreeFaces().size(), 2U);
+}
+
+TEST(TriangleMesh, CollapseOfATetrahedronFails)
+{
+    Triangles mesh = Loaded(::Test::Tetrahedron());
+    const List before = Fingerprint(mesh);
+    for (int e = 0; e < mesh.EdgeCount(); ++e) {
+        EXPECT_FALSE(mesh.CollapseEdge(e, true, true)); // the mesh would fold onto itself
+        EXPECT_FALSE(mesh.CollapseEdge(e, false, false));
+    }
+    EXPECT_EQ(Fingerprint(mesh), before);
+}
+
+TEST(TriangleMesh, CollapseNextToATetrahedralCornerFails)
+{
+    // A node in a triangle: its three spokes are fine, but a rim edge has three common neighbours.
+    Triangles mesh = Loaded(::Test::Octahedron());
+    int m = 0;
+    ASSERT_TRUE(mesh.SplitFace(0, m, false));
+    const List corners = mesh.NodeNodes(m);
+    ASSERT_EQ(corners.size(), 3U);
+    EXPECT_FALSE(
+        mesh.CollapseEdge(mesh.FindEdge(corners[0], corners[1]), true, true)); // 3 in common
+    EXPECT_TRUE(mesh.CollapseEdge(mesh.FindEdge(corners[0], m), false, false));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(CountTopology(mesh), (TopologyCounts{6, 12, 8, 0}));
+}
+
+TEST(TriangleMesh, CollapseOfAClosedPairOfPyramids)
+{
+    // Two triangles' worth of bipyramid: 5 nodes, 6 faces. An equator edge has the two tips and the
+    // third equator node in common, a slope the two other equator nodes.
+    Triangles mesh;
+    const std::vector<Vec3d> points(5);
+    ASSERT_TRUE(mesh.LoadIndexedPoints(
+        points, {0, 1, 3, 1, 2, 3, 2, 0, 3, 1, 0, 4, 2, 1, 4, 0, 2, 4}, [](int, int) {}));
+    EXPECT_FALSE(mesh.CollapseEdge(mesh.FindEdge(0, 1), false, false));
+    EXPECT_TRUE(mesh.CollapseEdge(mesh.FindEdge(0, 3), false, false));
+    EXPECT_EQ(CountTopology(mesh),
+              (TopologyCounts{4, 6, 4, 0})); // a tetrahedron: the end of the road
+    EXPECT_EQ(CheckTopology(mesh), "");
+    for (int e = 0; e < mesh.EdgeCount(); ++e) {
+        EXPECT_FALSE(mesh.CollapseEdge(e, true, true));
+    }
+}
+
+TEST(TriangleMesh, CollapseNearTheBoundaryNeedsRelaxed)
+{
+    // A strip of three rows: the middle nodes are inside, one step from the rim.
+    const ::Test::IndexedMesh grid = ::Test::Grid(4, 2); // nodes 5 y + x
+    Triangles mesh = Loaded(grid);
+    const int inside = 6; // (1, 1)
+    ASSERT_FALSE(mesh.IsBoundaryNode(inside));
+    ASSERT_FALSE(mesh.IsBoundaryNode(7));
+    const int inner = mesh.FindEdge(7, inside);
+    const int fromRim = mesh.FindEdge(1, inside);
+    const int toRim = mesh.FindEdge(inside, 1);
+    EXPECT_FALSE(mesh.CollapseEdge(fromRim, false, false)); // one end on the rim
+    EXPECT_FALSE(mesh.CollapseEdge(toRim, false, true));    // a rim node never goes
+    EXPECT_FALSE(mesh.CollapseEdge(toRim, true, true));
+    EXPECT_TRUE(mesh.CollapseEdge(fromRim, false, true));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(CountTopology(mesh).Euler(), 1);
+    EXPECT_EQ(CountTopology(mesh).boundaryLoops, 1);
+    EXPECT_TRUE(mesh.IsBoundaryNode(1));
+
+    Triangles other = Loaded(grid);
+    EXPECT_TRUE(other.CollapseEdge(inner, false, false)); // no edge of its two triangles on the rim
+    EXPECT_EQ(CheckTopology(other), "");
+}
+
+TEST(TriangleMesh, CollapseOfABoundaryEdgeFails)
+{
+    Triangles mesh = Loaded(::Test::Grid(3, 3));
+    for (const bool relaxed : {false, true}) {
+        EXPECT_FALSE(mesh.CollapseEdge(mesh.FindEdge(0, 1), true, relaxed));
+        EXPECT_FALSE(mesh.CollapseEdge(mesh.FindEdge(1, 0), true, relaxed));
+        EXPECT_FALSE(mesh.CollapseEdge(-4, true, relaxed));
+    }
+}
+
+TEST(TriangleMesh, AnyLockHoldsOffACollapseUnlessForced)
+{
+    // Either end, any half-edge of the two triangles, either face, any half-edge out of the node
+    // that goes: 2 + 6 + 2 + the other 1 of valence 4 (three of which belong to the six).
+    Triangles plain = Loaded(::Test::Octahedron());
+    const int e = plain.FindEdge(0, 2);
+    const auto* left = plain.EdgeRecord(e);
+    const auto* right = plain.EdgeRecord(e ^ 1);
+    const List six = {e, e ^ 1, left->next, left->prev, right->next, right->prev};
+    const int far = plain.FindEdge(2, 1);
+    for (const int node : {0, 2}) {
+        LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+        mesh.node = node;
+        EXPECT_FALSE(mesh.CollapseEdge(e, false, true)) << "node " << node;
+        EXPECT_TRUE(mesh.CollapseEdge(e, true, true));
+    }
+    List locking = six;
+    locking.push_back(far);
+    for (const int edge : locking) {
+        LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+        mesh.edge = edge;
+        const List before = Fingerprint(mesh);
+        EXPECT_FALSE(mesh.CollapseEdge(e, false, true)) << "edge " << edge;
+        EXPECT_EQ(Fingerprint(mesh), before);
+        EXPECT_TRUE(mesh.CollapseEdge(e, true, true));
+    }
+    for (const int face : {left->face, right->face}) {
+        LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+        mesh.face = face;
+        EXPECT_FALSE(mesh.CollapseEdge(e, false, true)) << "face " << face;
+        EXPECT_TRUE(mesh.CollapseEdge(e, true, true));
+    }
+    LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+    mesh.edge = far ^ 1; // into the node: not asked
+    EXPECT_TRUE(mesh.CollapseEdge(e, false, true));
+}
+
+TEST(TriangleMesh, SlotsOfACollapseServeTheNextSplit)
+{
+    Triangles mesh = Loaded(::Test::Octahedron());
+    const int e = mesh.FindEdge(0, 2);
+    ASSERT_TRUE(mesh.CollapseEdge(e, false, false));
+    const auto freeEdges = mesh.FreeEdges();
+    const auto freeFaces = mesh.FreeFaces();
+    int m = 0;
+    ASSERT_TRUE(mesh.SplitEdge(mesh.FindEdge(0, 4), m, false, false));
+    EXPECT_EQ(m, 2);
+    EXPECT_EQ(mesh.FindEdge(m, 4), freeEdges[0].first); // first in, first out
+    EXPECT_EQ(mesh.EdgeCount(), 24);                    // nothing was appended
+    EXPECT_EQ(mesh.FaceCount(), 8);
+    EXPECT_EQ(mesh.EdgeFaces(mesh.FindEdge(4, m))[0], freeFaces[0]); // the twin side comes first
+    EXPECT_TRUE(mesh.FreeEdges().empty() && mesh.FreeFaces().empty() && mesh.FreeNodes().empty());
+    EXPECT_EQ(CheckTopology(mesh), "");
+}
+
+// --- boundaries ---------------------------------------------------------------------------------
+
+TEST(TriangleMesh, LinkedBoundaryRunsRound)
+{
+    const Triangles mesh = Loaded(::Test::Grid(2, 1)); // 0 1 2 below, 3 4 5 above
+    const int outer = mesh.FindEdge(1, 0);
+    const List loop = mesh.EdgeLoop(outer);
+    List nodes;
+    for (const int e : loop) {
+        nodes.push_back(mesh.EdgeRecord(e)->node);
+    }
+    EXPECT_EQ(nodes, (List{1, 0, 3, 4, 5, 2})); // clockwise, as seen from above
+}
+
+TEST(TriangleMesh, ClosedMeshHasNothingToLink)
+{
+    Triangles mesh = Loaded(::Test::Cube());
+    EXPECT_TRUE(mesh.LinkBoundaryEdges());
+    Triangles empty;
+    EXPECT_TRUE(empty.LinkBoundaryEdges());
+    EXPECT_TRUE(empty.LoadIndexedPoints(::Test::IndexedMesh{}));
+}
+
+TEST(TriangleMesh, TwoFansAtOneNodeAreLinkedCrosswise)
+{
+    // The shared node has the highest number: the case that a walk the wrong way round never
+    // leaves.
+    const Triangles mesh = Loaded(::Test::TrianglesAtOnePoint(2)); // (0, 1, 4) and (2, 3, 4)
+    EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(0, 4))->next,
+              mesh.FindEdge(4, 3)); // into the other fan
+    EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(2, 4))->next, mesh.FindEdge(4, 1));
+    EXPECT_EQ(mesh.NodeNodes(4).size(), 4U); // the ring runs through both fans
+    EXPECT_EQ(mesh.NodeFaces(4).size(), 2U);
+    EXPECT_EQ(CountTopology(mesh), (TopologyCounts{5, 6, 2, 1})); // one figure of eight
+
+    for (int n = 0; n < 5; ++n) { // and with any node shared
+        std::vector<int> indices = {0, 1, 4, 2, 3, 4};
+        for (int& i : indices) {
+            i = (i + n) % 5;
+        }
+        Triangles turned;
+        EXPECT_TRUE(turned.LoadIndexedPoints(std::vector<Vec3d>(5), indices, [](int, int) {}));
+        EXPECT_EQ(CheckTopology(turned), "");
+        EXPECT_EQ(turned.NodeNodes((4 + n) % 5).size(), 4U);
+    }
+}
+
+TEST(TriangleMesh, ThreeFansAtOneNodeStayUnlinked)
+{
+    Triangles mesh;
+    EXPECT_FALSE(mesh.LoadIndexedPoints(::Test::TrianglesAtOnePoint(3)));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(6, 1))->prev, -2);
+    EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(6, 1))->next,
+              mesh.FindEdge(1, 0)); // elsewhere all is linked
+    EXPECT_EQ(mesh.FaceCount(), 3);
+}
+
+TEST(TriangleMesh, FailedLinkingAdjustsNoNodeAtAll)
+{
+    // A grid beside the pinch: its corner nodes would be adjusted if the pinch were not there.
+    const ::Test::IndexedMesh grid = ::Test::Grid(2, 2);
+    Triangles adjusted = Loaded(grid);
+    Triangles spoiled;
+    EXPECT_FALSE(spoiled.LoadIndexedPoints(::Test::Together(grid, ::Test::TrianglesAtOnePoint(3))));
+    Triangles plain;
+    for (const Vec3d& p : grid.points) {
+        plain.AddNode(HVertex<3, double>(p));
+    }
+    for (std::size_t i = 0; i < grid.indices.size(); i += 3) {
+        plain.AddFace({grid.indices[i], grid.indices[i + 1], grid.indices[i + 2]});
+    }
+    int different = 0;
+    for (int n = 0; n < 9; ++n) {
+        EXPECT_EQ(spoiled.NodeRecord(n)->edge, plain.NodeRecord(n)->edge);
+        different += adjusted.NodeRecord(n)->edge != plain.NodeRecord(n)->edge ? 1 : 0;
+    }
+    EXPECT_GT(different, 0);
+}
+
+TEST(TriangleMesh, AdjustedNodeBeginsItsFan)
+{
+    // Nodes whose half-edge has a face turn to the first of their fan; the twin of it has none.
+    Triangles mesh;
+    for (int n = 0; n < 5; ++n) {
+        mesh.AddNode({});
+    }
+    for (const List& t : {List{0, 1, 2}, {0, 2, 3}, {0, 3, 4}}) {
+        mesh.AddFace(t);
+    }
+    ASSERT_TRUE(mesh.LinkBoundaryEdges());
+    mesh.NodeRecord(0)->edge = mesh.FindEdge(0, 2);
+    mesh.AdjustBoundaryNode(0);
+    EXPECT_EQ(mesh.NodeRecord(0)->edge, mesh.FindEdge(0, 1));
+    EXPECT_EQ(mesh.NodeNodes(0), (List{1, 2, 3, 4}));
+    mesh.AdjustBoundaryNode(0); // already there
+    EXPECT_EQ(mesh.NodeRecord(0)->edge, mesh.FindEdge(0, 1));
+
+    // A half-edge without a face is left: the ring then begins with the last node of the fan.
+    mesh.NodeRecord(0)->edge = mesh.FindEdge(0, 4);
+    mesh.AdjustBoundaryNode(0);
+    EXPECT_EQ(mesh.NodeNodes(0), (List{4, 1, 2, 3}));
+
+    mesh.AdjustBoundaryNode(-2);
+    mesh.AdjustBoundaryNode(99);
+    Triangles closed = Loaded(::Test::Octahedron());
+    const List before = Fingerprint(closed);
+    for (int n = 0; n < 6; ++n) {
+        closed.AdjustBoundaryNode(n);
+    }
+    EXPECT_EQ(Fingerprint(closed), before);
+}
+
+TEST(TriangleMesh, DebrisOfARefusedFaceIsLinkedAsItsOwnFan)
+{
+    // The second fin leaves an edge 3-0 without a face: at node 0 it is a fan by itself.
+    const Triangles mesh = Loaded(::Test::Fins(2));
+    EXPECT_EQ(mesh.FaceCount(), 1);
+    const int debris = mesh.FindEdge(3, 0);
+    ASSERT_GE(debris, 0);
+    EXPECT_EQ(mesh.EdgeRecord(debris ^ 1)->next, debris); // turns back at node 3
+    EXPECT_EQ(mesh.NodeNodes(0).size(), 3U);
+    EXPECT_TRUE(mesh.IsBoundaryEdge(debris, false));
+
+    Triangles three;
+    EXPECT_FALSE(three.LoadIndexedPoints(::Test::Fins(3))); // three fans at node 0
+    EXPECT_EQ(three.FaceCount(), 1);
+    EXPECT_EQ(CheckTopology(three), "");
+}
+
+// --- from and to indexed meshes -----------------------------------------------------------------
+
+TEST(TriangleMesh, LoadIsTheSameAsAddingOneByOne)
+{
+    for (const ::Test::IndexedMesh& indexed :
+         {::Test::Grid(5, 4), ::Test::Cube(), ::Test::Fins(2), ::Test::MoebiusStrip(6),
+          ::Test::TrianglesAtOnePoint(2), ::Test::Fan(5, false)}) {
+        Triangles loaded;
+        const bool isLinked = loaded.LoadIndexedPoints(indexed);
+        Triangles built;
+        for (const Vec3d& p : indexed.points) {
+            built.AddNode(HVertex<3, double>(p));
+        }
+        for (std::size_t i = 0; i < indexed.indices.size(); i += 3) {
+            built.AddFace({indexed.indices[i], indexed.indices[i + 1], indexed.indices[i + 2]});
+        }
+        EXPECT_EQ(built.LinkBoundaryEdges(), isLinked);
+        if (isLinked) {
+            for (int n = 0; n < built.NodeCount(); ++n) {
+                built.AdjustBoundaryNode(n);
+            }
+        }
+        EXPECT_EQ(Fingerprint(loaded), Fingerprint(built));
+    }
+}
+
+TEST(TriangleMesh, LoadDropsWhatCannotBeAdded)
+{
+    const std::vector<Vec3d> points(4);
+    const std::vector<int> indices = {0, 0, 1, 0, 1, 2, 0, 1, 3, 0, 2, 4, -1, 0, 1, 0, 2, 3, 1, 2};
+    List triples;
+    Triangles mesh;
+    EXPECT_TRUE(mesh.LoadIndexedPoints(points, indices,
+                                       [&](int triple, int) { triples.push_back(triple); }));
+    EXPECT_EQ(triples,
+              (List{1, 5})); // repeated, -, taken edge, out of range, negative, -, incomplete
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_TRUE(mesh.LoadIndexedPoints(::Test::Cube())); // what was there before is gone
+    EXPECT_EQ(CountTopology(mesh), (TopologyCounts{8, 18, 12, 0}));
+}
+
+TEST(TriangleMesh, MoebiusStripLosesOneTriangle)
+{
+    // Its last square is glued on with a half turn: of its two triangles one finds a side taken.
+    Triangles mesh;
+    mesh.LoadIndexedPoints(::Test::MoebiusStrip(7));
+    EXPECT_EQ(CountTopology(mesh).faces, 13);
+    EXPECT_EQ(CheckTopology(mesh), "");
+}
+
+template <class V>
+class ExportOf : public testing::Test {
+};
+using Vertices = testing::Types<HVertex<2, float>, HVertex<2, double>, HVertex<3, double>>;
+TYPED_TEST_SUITE(ExportOf, Vertices);
+
+TYPED_TEST(ExportOf, DropsDeletedAndUnusedNodesAndMergesNearOnes)
+{
+    using Position = decltype(TypeParam::position);
+    using T = typename Position::value_type;
+    TriangleMesh<TypeParam, HEdge, HFace> mesh;
+    const std::vector<std::array<double, 2>> places = {{0, 0},  {1, 0}, {1, 1}, {0, 1},
+                                                       {50, 0}, {2, 0}, {2, 1}, {1, 1}};
+    for (const auto& place : places) {
+        TypeParam node;
+        node.position.x() = static_cast<T>(place[0]);
+        node.position.y() = static_cast<T>(place[1]);
+        mesh.AddNode(node);
+    }
+    mesh.AddFace({0, 1, 2});
+    mesh.AddFace({0, 2, 3});
+    mesh.AddFace({1, 5, 7}); // node 7 has come to lie on node 2
+    const int removed = mesh.AddFace({5, 6, 7});
+    for (const int e : mesh.FaceEdges(removed)) {
+        mesh.EdgeRecord(e)->face = -1;
+    }
+    mesh.RemoveFace(removed);
+    mesh.RemoveEdge(mesh.FindEdge(5, 6));
+    mesh.RemoveEdge(mesh.FindEdge(6, 7));
+    mesh.RemoveNode(6); // deleted; node 4 is alive and unused
+
+    IndexedPointsBase<Position::size(), T> exported;
+    exported.points.resize(99);
+    exported.indices.resize(7);
+    mesh.ExportIndexedPoints(exported, 1e-12);
+    EXPECT_EQ(exported.points.size(), 5U);
+    EXPECT_EQ(exported.indices.size(), 9U);
+    std::vector<std::array<double, 2>> corners;
+    for (const int i : exported.indices) {
+        const Position& p = exported.points.at(static_cast<std::size_t>(i));
+        corners.push_back({p.x(), p.y()});
+    }
+    const std::vector<std::array<double, 2>> expected = {{0, 0}, {1, 0}, {1, 1}, {0, 0}, {1, 1},
+                                                         {0, 1}, {1, 0}, {2, 0}, {1, 1}};
+    EXPECT_EQ(corners, expected); // faces in order, corners from each face's half-edge on
+    EXPECT_EQ(exported.indices[2], exported.indices[8]);
+}
+
+TEST(TriangleMesh, ExportOfADeletedCornerIsZero)
+{
+    Triangles mesh;
+    for (int n = 1; n <= 3; ++n) {
+        mesh.AddNode(HVertex<3, double>({n, n * n, 1}));
+    }
+    mesh.AddFace({0, 1, 2});
+    mesh.RemoveNode(1); // the caller left a face on it
+    ::Test::IndexedMesh exported;
+    mesh.ExportIndexedPoints(exported, 1e-12);
+    ASSERT_EQ(exported.indices.size(), 3U);
+    EXPECT_EQ(exported.points[static_cast<std::size_t>(exported.indices[1])], (Vec3d{0, 0, 0}));
+}
+
+TEST(TriangleMesh, ExportOfAnEmptyMeshIsEmpty)
+{
+    ::Test::IndexedMesh exported = ::Test::Cube();
+    Triangles().ExportIndexedPoints(exported, 1e-12);
+    EXPECT_TRUE(exported.points.empty() && exported.indices.empty());
+    Triangles mesh;
+    mesh.AddNode({});
+    exported = ::Test::Cube();
+    mesh.ExportIndexedPoints(exported, 1e-12);
+    EXPECT_TRUE(exported.points.empty() && exported.indices.empty());
+}
+
+TEST(TriangleMesh, AssignBothWays)
+{
+    const Triangles source = Loaded(::Test::Cube());
+    Triangles copy;
+    copy.Assign(source);
+    EXPECT_EQ(Fingerprint(copy), Fingerprint(source));
+    Triangles taker = Loaded(::Test::Octahedron());
+    taker.Assign(std::move(copy));
+    EXPECT_EQ(Fingerprint(taker), Fingerprint(source));
+    EXPECT_EQ(copy.EdgeCount(), 0); // NOLINT: what it promises
+    Triangles& itself = taker;
+    taker.Assign(std::move(itself));
+    EXPECT_EQ(Fingerprint(taker), Fingerprint(source));
+    const Triangles::Base& base = source; // the inherited pair is there too
+    Triangles fromBase;
+    fromBase.Assign(base);
+    EXPECT_EQ(Fingerprint(fromBase), Fingerprint(source));
+    EXPECT_EQ(CheckTopology(fromBase), "");
+}
+
+TEST(TriangleMesh, WorksWithoutPositions)
+{
+    TriangleMesh<HNode, HEdge, HFace> mesh;
+    for (int n = 0; n < 4; ++n) {
+        mesh.AddNode({});
+    }
+    for (const List& t : {List{0, 1, 2}, {0, 3, 1}, {0, 2, 3}, {1, 3, 2}}) {
+        EXPECT_GE(mesh.AddFace(t), 0);
+    }
+    int m = 0;
+    EXPECT_TRUE(mesh.SplitFace(0, m, false));
+    EXPECT_TRUE(mesh.SplitEdge(0, m, false, false));
+    EXPECT_TRUE(mesh.CollapseEdge(mesh.FindEdge(0, m), false, false));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(CountTopology(mesh).Euler(), 2);
+}
+
+} // namespace
