@@ -94,6 +94,39 @@ struct Pair {
 /// Do two numbers stand on different sides of 0?
 bool Opposite(double a, double b) { return (a < 0 && b > 0) || (a > 0 && b < 0); }
 
+/// Most pairs of neighbours: one lies wholly to one side of the other's line.
+bool LiesAside(const Element& segment, const Element& other, double tolerance)
+{
+    const double startHeight = other.direction ^ (segment.start - other.start);
+    const double endHeight = other.direction ^ (segment.end - other.start);
+    return (startHeight > tolerance && endHeight > tolerance) ||
+           (startHeight < -tolerance && endHeight < -tolerance);
+}
+
+/// Two segments that part at a common end, bit for bit, and come no nearer again: their free ends
+/// are beyond the tolerance of each other's line, or on the far side of the common end.
+bool PartForGood(const Element& a, const Element& b, double tolerance)
+{
+    const bool atStartOfA = a.start == b.start || a.start == b.end;
+    if (!atStartOfA && !(a.end == b.start || a.end == b.end)) {
+        return false;
+    }
+    const bool atStartOfB = b.start == (atStartOfA ? a.start : a.end);
+    const double sense = atStartOfA == atStartOfB ? 1 : -1;
+    const double shorter = std::min(a.length, b.length);
+    return shorter > tolerance && (sense * (a.direction * b.direction) <= 0 ||
+                                   std::fabs(a.direction ^ b.direction) * shorter > tolerance);
+}
+
+/// Cheap certainty that two segments do not cut each other; decides most pairs.
+bool AreClear(const Element& a, const Element& b)
+{
+    const double tolerance = std::max(a.tolerance, b.tolerance);
+    return !a.IsPoint() && !b.IsPoint() &&
+           (LiesAside(a, b, tolerance) || LiesAside(b, a, tolerance) ||
+            PartForGood(a, b, tolerance));
+}
+
 /// Lines come near each other along one stretch only, so that any contact stands for the crossing.
 void CrossSegments(Pair& pair)
 {
@@ -218,6 +251,9 @@ Vec2d EndOfArc(const Vec2d& center, const Vec2d& start, double length)
 
 Meetings MeetingsOf(const Element& first, const Element& second)
 {
+    if (!first.isArc && !second.isArc && AreClear(first, second)) {
+        return {};
+    }
     Pair pair(first, second);
     if (!first.IsPoint() && !second.IsPoint()) {
         if (!first.isArc && !second.isArc) {

@@ -184,7 +184,7 @@ void PlaneOfPolygon(const std::vector<VecBase<3, T>>& loop, VecBase<3, T>& origi
     Point perimeter; // of the loop's projections on the axes
     for (std::size_t i = 0; i < count; ++i) {
         const Point from(loop[i]);
-        const Point edge = Point(loop[(i + 1) % count]) - from;
+        const Point edge = Point(loop[i + 1 < count ? i + 1 : 0]) - from;
         doubledArea += (from - first) ^ edge;
         perimeter += Magnitudes(edge);
     }

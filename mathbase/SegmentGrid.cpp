@@ -332,19 +332,25 @@ void SegmentGrid::NumberBucketsByElement(int elementCount)
 
 void SegmentGrid::Candidates(int element, std::vector<int>& candidates) const
 {
+    constexpr int kFewRuns = 8; // merging them costs less than sorting all over again
     candidates.clear();
     const int firstBucket = firstBucket_[static_cast<std::size_t>(element)];
     const int lastBucket = firstBucket_[static_cast<std::size_t>(element) + 1];
+    const int runs = lastBucket - firstBucket;
     for (int i = firstBucket; i < lastBucket; ++i) {
         const auto bucket = static_cast<std::size_t>(buckets_[static_cast<std::size_t>(i)]);
         const auto begin = members_.begin() + firstMember_[bucket];
         const auto end = members_.begin() + firstMember_[bucket + 1];
+        const auto before = static_cast<std::ptrdiff_t>(candidates.size());
         candidates.insert(candidates.end(), std::upper_bound(begin, end, element), end);
+        if (runs <= kFewRuns) {
+            std::inplace_merge(candidates.begin(), candidates.begin() + before, candidates.end());
+        }
     }
-    if (lastBucket - firstBucket > 1) {
+    if (runs > kFewRuns) {
         std::sort(candidates.begin(), candidates.end());
-        candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
     }
+    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
 }
 
 long long SegmentGrid::PairCount() const

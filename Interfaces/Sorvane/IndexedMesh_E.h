@@ -146,7 +146,8 @@ private:
 ///
 /// Without `unique` the points are the corners in order, the indices 0, 1, 2, ... and `tolerance` is not
 /// looked at. With it the points go through `Vector::FilterForUniquenessAndIndex`; triangles that
-/// degenerate by merging stay. Dominated by that filter: expected O(n log n), parallel.
+/// degenerate by merging stay, so triangle t of the mesh is always triangle t of the soup. Dominated by
+/// that filter: expected O(n log n), parallel.
 template <int D, class T>
 IndexedPointsBase<D, T> IndexedPointsFromSoup(const TriangleSoup<D, T>& soup, bool unique, T tolerance);
 
@@ -166,8 +167,9 @@ template <int D, class T> void FilterForUniqueness(IndexedPointsBase<D, T>& mesh
 /// Adds all triangles of `other` at the end; a soup appended to itself is doubled.
 template <int D, class T> void Append(TriangleSoup<D, T>& soup, const TriangleSoup<D, T>& other);
 
-/// Adds the points and triangles of `other`, without merging. No effect when both are the same object or
-/// `other` has no points or no indices; a mesh without both becomes a copy of `other`.
+/// Adds the points and triangles of `other`, without merging: its indices move up by the number of
+/// points that were there. No effect when both are the same object or `other` has no points or no
+/// indices; a mesh without both becomes a copy of `other`. Amortised O(size of `other`).
 template <int D, class T>
 void Append(IndexedPointsBase<D, T>& mesh, const IndexedPointsBase<D, T>& other);
 
@@ -191,14 +193,20 @@ namespace Velk::Math::Sorvane {
 /// Triangles of a profile turned about the axis through `axisPoint` along `axisDirection`.
 ///
 /// The rings of points: ring 0 is the profile, each further ring the ring before it turned by 2 pi / n,
-/// with n rings such that the chord at the profile's greatest radius stays within `tolerance`
-/// (`Geometry::AngleStep`). Each turn maps p to rotation (p - c - c) + c for the axis point c: the
-/// ordinary rotation for an axis through the origin, and a ring that walks away for any other.
+/// right-handed about the axis, with n >= 1 rings such that the chord at the profile's greatest radius
+/// stays within `tolerance` (`Geometry::AngleStep`). Each turn maps p to rotation (p - c - c) + c for
+/// the axis point c: the ordinary rotation for an axis through the origin, and a ring that walks away
+/// for any other. Point i of ring r has the number r m + i, m being the size of the profile.
 ///
-/// For each range (first, last) of profile points, last clipped to the profile, and each ring, two
-/// triangles for every profile step; their tag is the range's number. Nothing is merged on the axis, and
-/// the degenerate triangles there stay. `first` is trusted. An empty profile, or a tolerance that leaves
-/// no positive finite angular step, gives an empty mesh.
+/// For each range (first, last) of profile points, last clipped to the profile, and each ring b with the
+/// ring q before it (the last one before ring 0), each step j of the profile gives the triangles
+/// (q + j, b + j, b + j + 1) and (q + j, b + j + 1, q + j + 1); their tag is the range's number. Nothing
+/// is merged on the axis, and the degenerate triangles there stay. `first` is trusted: a negative one
+/// gives negative subscripts.
+///
+/// An empty profile, or a tolerance that leaves no positive finite angular step (0, negative, NaN),
+/// gives an empty mesh. One so fine that `int` cannot number the points ends in the standard container's
+/// length error. O(points + triangles).
 template <class T, class Tag>
 Mesh::IndexedTrianglesBase<3, T, Tag>
 RevolvedPolylineAroundAxis(const VecBase<3, T>& axisPoint, const VecBase<3, T>& axisDirection,
@@ -206,12 +214,17 @@ RevolvedPolylineAroundAxis(const VecBase<3, T>& axisPoint, const VecBase<3, T>& 
                            const std::vector<std::pair<int, int>>& ranges, T tolerance);
 
 /// A polyline that never descends in y, with extra nodes where it passes `heights`, and the numbers of
-/// its nodes that lie on a height, ascending.
+/// its nodes that lie on a height, ascending and each once.
 ///
-/// A node at most half a `tolerance` above which a height lies counts as being on it; a height that
-/// lies lower than a node makes a new node, however near. In space a new node has z = 0. On a plateau
-/// only the first node at the height is listed. A polyline that descends anywhere comes back unchanged
-/// with no numbers.
+/// A height h in (q.y - tolerance / 2, q.y] of a node q snaps to that node. Any other height within the
+/// polyline makes a new node at y = h, also one just above a node, and also one exactly on a node when
+/// `tolerance` is 0 (the node stays as a twin behind the new one; only the first node of the polyline
+/// takes such a height itself). x is interpolated between the neighbours; in space a new node has
+/// z = 0, whatever the neighbours' z. Of the nodes of a plateau only the first is listed. Heights below
+/// the first node or above the last do nothing.
+///
+/// A polyline that descends anywhere, an empty one, and one without heights come back unchanged with no
+/// numbers. With a NaN tolerance every height snaps to the next node. O(nodes + heights).
 template <class T, class V>
 std::pair<std::vector<V>, std::vector<int>> SplitByHeight(const std::vector<V>& polyline,
                                                           const std::set<T>& heights, T tolerance);

@@ -4,6 +4,9 @@
 
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
+#include <Sorvane/MeshQueries_E.h>
+#include <Sorvane/OrderedPairs_E.h>
+#include <Sorvane/Triangle_E.h>
 #include <Sorvane/Version_E.h>
 #include <Velk/Diagnostics_E.h>
 #include <Velk/Math/Geometry_E.h>

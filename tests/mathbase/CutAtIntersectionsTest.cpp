@@ -271,6 +271,40 @@ TYPED_TEST(CutSegments, ARowOfNearCrossingsDoesNotDragCutsAlong)
     EXPECT_EQ(next, s.size());
 }
 
+TYPED_TEST(CutSegments, AThicketOfCrossingsMovesNoCutFar)
+{
+    using T = TypeParam;
+    // Sixty lines in all directions through a disc of ten tolerances: nearly every crossing is near
+    // another, in chains right across the disc. No cut may leave its line by more than two
+    // tolerances.
+    ::Test::Random random(23);
+    const double tolerance = 1e-3;
+    for (int trial = 0; trial < 20; ++trial) {
+        SCOPED_TRACE(trial);
+        Segments<T> s;
+        for (int i = 0; i < 60; ++i) {
+            const double angle = random.Between(0, 7);
+            const Vec2d along(std::cos(angle), std::sin(angle));
+            const Vec2d middle = random.Vector<2, double>(-10 * tolerance, 10 * tolerance);
+            s.push_back({VecBase<2, T>(middle - along), VecBase<2, T>(middle + along)});
+        }
+        const Segments<T> before = s;
+        ASSERT_TRUE(CutAtIntersections(s, static_cast<T>(tolerance)));
+        std::size_t next = 0;
+        for (const SegBase<T>& line : before) {
+            const Vec2d start(line.start);
+            const Vec2d along = (Vec2d(line.end) - start) * (1 / Distance(line.start, line.end));
+            for (; !(s[next].end == line.end); ++next) {
+                ASSERT_LT(next + 1, s.size());
+                EXPECT_LE(std::fabs(along ^ (Vec2d(s[next].end) - start)), 2.001 * tolerance);
+                EXPECT_GT(Distance(s[next].start, s[next].end), tolerance);
+            }
+            ++next;
+        }
+        EXPECT_EQ(next, s.size());
+    }
+}
+
 TYPED_TEST(CutSegments, ToleranceBelowRoundingStillSeesATouch)
 {
     using T = TypeParam;
@@ -717,7 +751,7 @@ TYPED_TEST(CutArcs, SmoothJointIsNotCut)
     }
 }
 
-TYPED_TEST(CutArcs, NearlyTangentJointIsNotCutBesideItself)
+TEST(CutArcsAtShallowAngles, NearlyTangentJointIsNotCutBesideItself)
 {
     // Directions good to seven digits only: the line passes into the circle by up to 1e-14 over
     // 1e-7.
@@ -729,6 +763,46 @@ TYPED_TEST(CutArcs, NearlyTangentJointIsNotCutBesideItself)
         Segments<double> t{{{4, -1 + 4 * error}, {0, -1}}};
         EXPECT_FALSE(CutAtIntersections(t, a, 1e-12)) << error;
     }
+}
+
+TEST(CutArcsAtShallowAngles, AnEndOnTheCircleStandsForTheCrossingBesideIt)
+{
+    // The segment starts 0.9 tolerances inside the circle and leaves it at an angle of 1e-4: the
+    // circle is crossed only 9e-9 farther on. That is the same meeting as the end.
+    const double angle = 1e-4;
+    const Vec2d start(0, -1 + 9e-13);
+    Segments<double> s{{start, start + Vec2d(std::cos(angle), -std::sin(angle))}};
+    Arcs<double> a{{{0, 0}, {0, 1}, kTwoPi<double>}};
+    EXPECT_TRUE(CutAtIntersections(s, a, 1e-12));
+    EXPECT_EQ(s.size(), 1U);
+    ASSERT_EQ(a.size(), 2U);
+    EXPECT_EQ(a[1].start, start);
+    // Half a tolerance would not reach the end: then it is a crossing like any other.
+    Arcs<double> b{{{0, 0}, {0, 1}, kTwoPi<double>}};
+    EXPECT_TRUE(CutAtIntersections(s, b, 5e-13));
+    EXPECT_EQ(s.size(), 2U);
+    ASSERT_EQ(b.size(), 2U);
+    EXPECT_NEAR(b[1].start.x(), 9e-9, 1e-11);
+}
+
+TEST(CutArcsAtShallowAngles, TwoCirclesThatShareAnEndAreNotCutBesideIt)
+{
+    // Arcs of radius 2 and 1 start together near (1, 0), the smaller 0.9 tolerances inside the
+    // larger circle and turned by 1e-4 against it. Downwards its height over the larger circle at
+    // the distance x is 1e-4 x - x^2 / 4 - 9e-13: a crossing at 9e-9, which is the common end, and
+    // one at 4e-4, which is not. Upwards there is none.
+    const double turn = 1e-4;
+    const Vec2d joint(1 - 9e-13, 0);
+    const Vec2d center = joint - Vec2d(std::cos(turn), std::sin(turn));
+    Segments<double> none;
+    Arcs<double> upwards{{{-1, 0}, {1, 0}, 1}, {center, joint, 1}};
+    EXPECT_FALSE(CutAtIntersections(none, upwards, 1e-12));
+    Arcs<double> downwards{{{-1, 0}, {1, 0}, -1}, {center, joint, -1}};
+    EXPECT_TRUE(CutAtIntersections(none, downwards, 1e-12));
+    ASSERT_EQ(downwards.size(), 4U);
+    EXPECT_NEAR(downwards[0].length, -4e-4, 1e-7);
+    EXPECT_NEAR(downwards[2].length, -4e-4, 1e-7);
+    EXPECT_EQ(downwards[3].start, downwards[1].start);
 }
 
 TYPED_TEST(CutArcs, ArcEndOnASegmentAndSegmentEndOnAnArc)

@@ -225,38 +225,67 @@ T DistanceToAABB(const VecBase<N, T>& min, const VecBase<N, T>& max, const VecBa
 ///
 /// No element is dropped or merged; zero-length and repeated elements survive. An uncut element
 /// keeps its place and its bits; a cut one is replaced by its pieces, in its direction, where it
-/// stood. No cut is made within `tolerance` of an element's own ends or of another cut. Crossing
-/// elements share the bits of the crossing point; an end that touches gives its own bits to the
-/// cut. True when at least one element was cut. Candidate pairs come from a grid: expected O((n +
-/// k) log n) for k cuts.
+/// stood. No cut is made within `tolerance` of an element's own ends or of another cut. True when
+/// at least one element was cut; without one the lists are left untouched.
+///
+/// `tolerance` is a length (Euclidean, inclusive). Where it is below the rounding of the
+/// coordinates (4 epsilon times the largest of an element, 8 for arcs), negative or NaN, that
+/// rounding takes its place. Two elements meet once along each connected stretch on which they stay
+/// within the tolerance of each other; where an end lies on such a stretch it is the meeting, so
+/// that a line that runs into an arc smoothly, and one that merely shares an end, are not cut
+/// beside the joint.
+///
+/// Elements that meet share the bits of the cut; an end that touches gives its own bits to it.
+/// Meetings that an element has within the tolerance of each other, or of its own end, are one
+/// point for all elements concerned, be there three or more: the end, if there is one, of lowest
+/// number, otherwise the crossing found first. No cut moves by more than twice the tolerance for
+/// that.
+///
+/// Elements with coordinates that are not finite or beyond 1e150, and an infinite tolerance, cut
+/// nothing. Expected O((n + k) log n) for k cuts, whatever the mixture of lengths; only elements
+/// crowded into one place (a fan about a common end) are compared all with all. Runs in parallel,
+/// with the same result for any number of threads.
 template <class T> bool CutAtIntersections(std::vector<Geometry::SegBase<T>>& segments, T tolerance);
 
 /// The same for segments and arcs together: segment against segment, segment against arc, arc
-/// against arc; arcs of one circle are cut at both ends of an overlap. Pieces of an arc keep its
-/// centre.
+/// against arc; arcs of one circle are cut at both ends of an overlap, a tangent line or circle
+/// cuts once. The start of a full circle is one of its ends. Pieces of an arc keep its centre and
+/// start at the cuts; their lengths add up to the arc's. An arc of more than a whole turn is cut on
+/// its first turn only. Numbers (see above) run through the segments, then the arcs.
 template <class T>
 bool CutAtIntersections(std::vector<Geometry::SegBase<T>>& segments,
                         std::vector<Geometry::ArcBase<T>>& arcs, T tolerance);
 
 /// Walks the outer boundary of a set of segments that meet at their ends only (as
-/// `CutAtIntersections` leaves them), ends matching within `tolerance`.
+/// `CutAtIntersections` leaves them), ends matching per coordinate within `tolerance`.
 ///
-/// The walk begins at the lowest, then leftmost point and takes the rightmost turn at each
-/// junction, so that `loop` runs counter-clockwise around everything connected to that point; the
-/// direction and repetition of segments do not matter. A closed loop repeats its first point, and
-/// the result is true. At a dead end the walk can't close: the result is false and `loop` holds the
-/// open path from dead end to dead end, in the direction of its first segment. `loop` is cleared
-/// first; no segments: false.
+/// The walk begins at the lowest, then leftmost point and takes the rightmost turn at each junction
+/// (exactly evaluated), so that `loop` runs counter-clockwise around everything connected to that
+/// point; the direction and repetition of segments do not matter. Where the boundary touches itself
+/// it passes the point and goes on, and it runs a bridge both ways; it ends when it would repeat
+/// its first step. A closed loop repeats its first point, with the same bits, and the result is
+/// true.
+///
+/// A boundary with a dead end can't close: the result is false and `loop` holds the open path
+/// through the starting point, along the boundary in both directions to a dead end or to where it
+/// would run a segment again. It runs as the lowest-numbered of its segments does, so that the
+/// segments of one open polyline give that polyline back.
+///
+/// Points take the position in which they first occur in the list. Segments of matching ends, or
+/// with coordinates not finite or beyond 1e150, are ignored. `loop` is cleared first; no segments:
+/// false. Expected O(n log d) for at most d segments at a junction.
 template <class T>
 bool TraceOuterLoop(const std::vector<Geometry::SegBase<T>>& segments,
                     std::vector<VecBase<2, T>>& loop, T tolerance);
 
 /// Groups of vertices of two lists of polylines that coincide within `tolerance` per coordinate,
-/// each group one crossing with at least one vertex of either list.
+/// each group one crossing with at least one vertex of each list.
 ///
 /// Polylines are numbered through both lists: those of `second` follow those of `polylines`. Groups
 /// are closed under coincidence (a chain of near vertices is one group), hold their members
-/// ascending, and come in the order of their first members. Expected O(n).
+/// ascending, and come in the order of their first members. A closed polyline counts with both its
+/// first and its last vertex. `tolerance` 0 matches exact repeats, a negative one and NaN nothing;
+/// a vertex that is not finite matches nothing. Expected O(n log n).
 template <class T>
 std::vector<std::vector<PolyNodeDescriptor>>
 IntersectPolylines(const std::vector<std::vector<VecBase<2, T>>>& polylines,

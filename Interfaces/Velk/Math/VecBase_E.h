@@ -242,6 +242,8 @@ template <int N, class T> struct std::hash<Velk::Math::Vector::VecBase<N, T>> {
             state = (state ^ bits) * 0x9e3779b97f4a7c15U;
             state ^= state >> 32U;
         }
-        return static_cast<std::size_t>(state);
+        // Once more, for short binary fractions and whole numbers, whose lower bits are all 0.
+        state *= 0xbf58476d1ce4e5b9U;
+        return static_cast<std::size_t>(state ^ (state >> 32U));
     }
 };

@@ -160,11 +160,14 @@ PointStreamToLineSegments(const std::vector<VecBase<2, double>>& points);
 
 /// Links loose segments end to end into polylines; ends match per coordinate within `tolerance`.
 ///
-/// Segments may run either way; each is used exactly once, and one shorter than the tolerance (both
-/// ends in one place) is dropped. A chain is begun at the first unused segment in list order and run
-/// in its direction, at a junction on to the unused segment of lowest number; when it cannot go on it
-/// is extended backwards from its start in the same way. A closed chain repeats its first point (the
-/// same bits) at its end. A chain's joints take the position of the segment met first. Expected O(n).
+/// Segments may run either way; each is used exactly once, and one whose two ends match is dropped.
+/// A chain is begun at the first unused segment in list order and run in its direction, at a
+/// junction on to the unused segment of lowest number. A chain that comes back to its first point
+/// is closed and complete: it repeats that point (the same bits) at its end. One that cannot go on
+/// is extended backwards from its start in the same way. A chain's joints take the position of the
+/// segment met first; what is matched next is the true end of the last segment. `tolerance` 0
+/// matches exact repeats, a negative one and NaN nothing; an end that is not finite matches
+/// nothing. Expected O(n).
 template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 SegmentsToPolyPointStream(const std::vector<Geometry::SegBase<T>>& segments, T tolerance);

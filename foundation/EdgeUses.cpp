@@ -1,0 +1,91 @@
+// Triangle sides gathered by edge.
+
+#include "foundation/EdgeUses_Impl.h"
+
+#include "mathbase/Parallel_Impl.h"
+
+#include <algorithm>
+
+namespace Velk::Math::Sorvane::Impl {
+namespace {
+
+/// Node numbers beyond this many times the number of indices are not worth a table of that size.
+constexpr std::size_t kSparseFactor = 4;
+
+bool FitsATable(const std::vector<int>& indices)
+{
+    const auto [least, greatest] = std::minmax_element(indices.begin(), indices.end());
+    return *least >= 0 &&
+           static_cast<std::size_t>(*greatest) < kSparseFactor * (indices.size() + 256);
+}
+
+/// Each index replaced by its rank among the numbers that occur: order is kept.
+std::vector<int> Ranks(const std::vector<int>& indices)
+{
+    std::vector<int> numbers = indices;
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    std::vector<int> ranks;
+    ranks.reserve(indices.size());
+    for (const int index : indices) {
+        ranks.push_back(static_cast<int>(std::lower_bound(numbers.begin(), numbers.end(), index) -
+                                         numbers.begin()));
+    }
+    return ranks;
+}
+
+/// Calls fn(smaller, larger, place) for each side of each triangle, in order.
+template <class Fn>
+void ForEachSide(const std::vector<int>& indices, const Fn& fn)
+{
+    const std::size_t whole = indices.size() / 3 * 3;
+    for (std::size_t first = 0; first < whole; first += 3) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            const int a = indices[first + k];
+            const int b = indices[first + (k + 1) % 3];
+            fn(static_cast<std::size_t>(std::min(a, b)), std::max(a, b),
+               static_cast<int>(first + k));
+        }
+    }
+}
+
+} // namespace
+
+EdgeUses::EdgeUses(const std::vector<int>& indices) : bucketStart_(1)
+{
+    if (indices.size() < 3) {
+        return;
+    }
+    std::vector<int> ranks;
+    if (!FitsATable(indices)) {
+        ranks = Ranks(indices);
+    }
+    const std::vector<int>& nodes = ranks.empty() ? indices : ranks;
+
+    const int greatest = *std::max_element(nodes.begin(), nodes.end());
+    bucketStart_.resize(static_cast<std::size_t>(greatest) + 2);
+    uses_.resize(nodes.size() / 3 * 3);
+    ForEachSide(nodes, [&](std::size_t smaller, int, int) { ++bucketStart_[smaller]; });
+    std::size_t end = 0;
+    for (std::size_t& start : bucketStart_) {
+        end += start;
+        start = end;
+    }
+    // From each bucket's end downwards, so that its start is what remains; and so the sides of a
+    // bucket come in reverse, which the sort below sets right.
+    ForEachSide(nodes, [&](std::size_t smaller, int larger, int place) {
+        uses_[--bucketStart_[smaller]] = {larger, place};
+    });
+    Parallel::Impl::ApplyParallelChunks(
+        std::size_t{0}, BucketCount(), [&](std::size_t from, std::size_t to) {
+            for (std::size_t bucket = from; bucket < to; ++bucket) {
+                std::sort(uses_.begin() + static_cast<std::ptrdiff_t>(bucketStart_[bucket]),
+                          uses_.begin() + static_cast<std::ptrdiff_t>(bucketStart_[bucket + 1]),
+                          [](const EdgeUse& a, const EdgeUse& b) {
+                              return a.larger != b.larger ? a.larger < b.larger : a.place < b.place;
+                          });
+            }
+        });
+}
+
+} // namespace Velk::Math::Sorvane::Impl
