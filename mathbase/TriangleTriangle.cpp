@@ -223,14 +223,24 @@ void AddPiercings(const Triangle& from, const Triangle& to, Contacts& contacts)
     }
 }
 
-Meeting MeetByDistance(const Triangle& a, const Triangle& b, double tolerance)
+/// What the caller asks for: whether the triangles meet, for which one contact is enough, or where.
+enum class Wanted { Decision, Segment };
+
+Meeting MeetByDistance(const Triangle& a, const Triangle& b, Wanted wanted, double tolerance)
 {
     Contacts contacts;
+    const auto enough = [&] { return wanted == Wanted::Decision && contacts.count > 0; };
     AddCorners(a, b, tolerance, contacts);
-    AddCorners(b, a, tolerance, contacts);
-    AddSides(a, b, tolerance, contacts);
-    AddPiercings(a, b, contacts);
-    AddPiercings(b, a, contacts);
+    if (!enough()) {
+        AddCorners(b, a, tolerance, contacts);
+    }
+    if (!enough()) {
+        AddPiercings(a, b, contacts);
+        AddPiercings(b, a, contacts);
+    }
+    if (!enough()) {
+        AddSides(a, b, tolerance, contacts);
+    }
     Meeting meeting;
     if (contacts.count == 0) {
         return meeting;
@@ -250,7 +260,7 @@ Meeting MeetByDistance(const Triangle& a, const Triangle& b, double tolerance)
     return meeting;
 }
 
-Meeting MeetTriangles(const Triangle& a, const Triangle& b, double tolerance)
+Meeting MeetTriangles(const Triangle& a, const Triangle& b, Wanted wanted, double tolerance)
 {
     if (BoxesApart(a, b, tolerance)) {
         return {};
@@ -282,7 +292,7 @@ Meeting MeetTriangles(const Triangle& a, const Triangle& b, double tolerance)
     if (!finite) {
         return {};
     }
-    Meeting meeting = MeetByDistance(a, b, tolerance);
+    Meeting meeting = MeetByDistance(a, b, wanted, tolerance);
     meeting.coplanar = meeting.found && coplanar;
     return meeting;
 }
@@ -293,7 +303,8 @@ bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1
                       const VecBase<3, double>& a2, const VecBase<3, double>& b0,
                       const VecBase<3, double>& b1, const VecBase<3, double>& b2, double tolerance)
 {
-    return MeetTriangles({a0, a1, a2}, {b0, b1, b2}, AtLeastZero(tolerance)).found;
+    return MeetTriangles({a0, a1, a2}, {b0, b1, b2}, Wanted::Decision, AtLeastZero(tolerance))
+        .found;
 }
 
 bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1,
@@ -302,7 +313,8 @@ bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1
                       VecBase<3, double>& p, VecBase<3, double>& q, bool& coplanar,
                       double tolerance)
 {
-    const Meeting meeting = MeetTriangles({a0, a1, a2}, {b0, b1, b2}, AtLeastZero(tolerance));
+    const Meeting meeting =
+        MeetTriangles({a0, a1, a2}, {b0, b1, b2}, Wanted::Segment, AtLeastZero(tolerance));
     p = meeting.p;
     q = meeting.q;
     coplanar = meeting.coplanar;

@@ -304,7 +304,9 @@ TEST(RayAABB, GrazingRaysAreNotLost)
         const Vec3d corner{box.max[0], box.min[1], random.Between(box.min[2], box.max[2])};
         const Vec3d away{random.Between(0.1, 1), random.Between(0.1, 1), random.Between(-1, 1)};
         const Vec3d origin = corner - away * random.Between(1, 1000);
-        ASSERT_TRUE(Cast(origin, corner - origin, box).found) << trial;
+        const Vec3d direction = Vector::Normalized(corner - origin, 0.0);
+        ASSERT_TRUE(Cast(origin, direction, box).found) << trial;
+        ASSERT_TRUE(Contains(box, Cast(origin, direction, box).hit)) << trial;
     }
 }
 
