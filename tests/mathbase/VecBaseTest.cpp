@@ -12,7 +12,9 @@ namespace {
 
 using namespace Velk::Math;
 
-template <class T> class VecBaseOf : public testing::Test {};
+template <class T>
+class VecBaseOf : public testing::Test {
+};
 using Scalars = testing::Types<float, double>;
 TYPED_TEST_SUITE(VecBaseOf, Scalars);
 
@@ -24,7 +26,8 @@ static_assert(VecBase<4, int>{1, 2, 3, 4} * VecBase<4, int>{5, 6, 7, 8} == 70);
 static_assert((Vec3d{1, 0, 0} ^ Vec3d{0, 1, 0}) == Vec3d{0, 0, 1});
 static_assert((Vec2d{2, 3} ^ Vec2d{5, 7}) == -1.0);
 
-/// What every form promises at compile time: N values and nothing else, zero by default, arithmetic.
+/// What every form promises at compile time: N values and nothing else, zero by default,
+/// arithmetic.
 template <int N, class T>
 constexpr bool HoldsAsAPlainValue()
 {
