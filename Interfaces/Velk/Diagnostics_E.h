@@ -11,8 +11,9 @@ namespace Velk::Diagnostics {
 /// once. What it returns is handed on and ignored by the library.
 using AssertHandler = bool (*)(const std::string& sourceFile, int line, const std::string& function);
 
-/// Installs `handler` for the whole process and returns the one it replaces. Null stands for the
-/// default handler, which does nothing and returns false. Safe to call from any thread.
+/// Installs `handler` for the whole process and returns the one it replaces, which is never null.
+/// Null stands for the default handler, which does nothing and returns false. Safe to call from any
+/// thread; a report on its way may still reach the handler replaced.
 SORVANE_API AssertHandler SetAssertHandler(AssertHandler handler);
 
 namespace Details {

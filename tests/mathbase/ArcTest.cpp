@@ -143,6 +143,10 @@ TYPED_TEST(ArcOf, RadiusOfTheFloorKeepsTheAngleAndAboveItTurns)
     // The floor is 1e-12 for both types; a quarter turn would take the end to the y axis.
     const T at = std::nextafter(static_cast<T>(1e-12), T{0});
     EXPECT_EQ(EndPoint(ArcBase<T>{{}, {at, 0}, at * kPi<T> / 2}), (P{at, 0}));
+    if (const double floor = 1e-12; std::is_same_v<T, double>) { // the floor itself counts as none
+        ASSERT_EQ(Length(Vec2d{floor, 0}), floor);
+        EXPECT_EQ(EndPoint(ArcBase<double>{{}, {floor, 0}, floor}), (Vec2d{floor, 0}));
+    }
     const T above = static_cast<T>(1.001e-12);
     const P end = EndPoint(ArcBase<T>{{}, {above, 0}, above * kPi<T> / 2});
     EXPECT_NEAR(end.x() / above, T{0}, 4 * kEps<T>);

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <type_traits>
 
 namespace {
 
@@ -19,6 +21,19 @@ class ElementOf : public testing::Test {
 };
 using Scalars = testing::Types<float, double>;
 TYPED_TEST_SUITE(ElementOf, Scalars);
+
+// Plain values, and the order of their fields.
+static_assert(std::is_trivially_copyable_v<SegBase<float>> &&
+              std::is_trivially_copyable_v<ArcBase<float>>);
+static_assert(sizeof(SegBase<float>) == 4 * sizeof(float));
+static_assert(sizeof(ArcBase<double>) == 5 * sizeof(double));
+static_assert(offsetof(SegBase<double>, start) == 0);
+static_assert(offsetof(SegBase<double>, end) == 2 * sizeof(double));
+static_assert(offsetof(ArcBase<double>, center) == 0);
+static_assert(offsetof(ArcBase<double>, start) == 2 * sizeof(double));
+static_assert(offsetof(ArcBase<double>, length) == 4 * sizeof(double));
+static_assert(SegBase<float>{} == SegBase<float>{{0, 0}, {0, 0}});
+static_assert(ArcBase<double>{} == ArcBase<double>{{0, 0}, {0, 0}, 0});
 
 template <class T>
 constexpr T kEps = std::numeric_limits<T>::epsilon();

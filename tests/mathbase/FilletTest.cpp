@@ -86,6 +86,10 @@ TYPED_TEST(FilletOf, ParallelLegsHaveNone)
         EXPECT_FALSE(FilletSequence(P{0, 0}, P{4, 0}, b, T(1e-3), arc, T(1e-7))) << b;
         EXPECT_EQ(arc, ArcBase<T>{});
     }
+    // Sine 4 / 5, from a 3-4-5 triangle: parallel is what does not exceed the tolerance.
+    const T sine = T(0.8);
+    EXPECT_FALSE(FilletSequence(P{-5, 0}, P{0, 0}, P{3, 4}, T{1}, arc, sine));
+    EXPECT_TRUE(FilletSequence(P{-5, 0}, P{0, 0}, P{3, 4}, T{1}, arc, std::nextafter(sine, T{0})));
 }
 
 TYPED_TEST(FilletOf, DegenerateAndHostileArguments)

@@ -177,6 +177,49 @@ TYPED_TEST(SegmentChains, ARowOfNearPointsLosesNothing)
     EXPECT_NEAR(linked, total, 8 * 2 * static_cast<double>(chains.size()));
 }
 
+TYPED_TEST(SegmentChains, EndsWithinTheToleranceLinkWhereverTheyLie)
+{
+    using T = typename TestFixture::Scalar;
+    using Pairs = typename TestFixture::PairList;
+    // Corners some ten tolerances apart, their ends up to a whole tolerance, in every direction and
+    // on both sides of any grid that the linker may lay.
+    ::Test::Random random(32);
+    const T tolerance = T(0.25);
+    for (int trial = 0; trial < 200; ++trial) {
+        SCOPED_TRACE(trial);
+        const int count = 3 + random.Below(40);
+        const auto shift = random.Vector<TypeParam::kDimension, T>(-2, 2);
+        Pairs pairs;
+        for (int i = 0; i < count; ++i) {
+            pairs.push_back({});
+            for (int end = 0; end < 2; ++end) {
+                const double t = Velk::Math::kTwoPi<double> * ((i + end) % count) / count;
+                pairs.back()[static_cast<std::size_t>(end)] =
+                    shift + AT(count * std::cos(t), count * std::sin(t)) +
+                    random.Vector<TypeParam::kDimension, T>(-0.1249, 0.1249);
+            }
+        }
+        const auto chains = TypeParam::Link(pairs, tolerance);
+        ASSERT_EQ(chains.size(), 1U);
+        EXPECT_EQ(chains[0].size(), static_cast<std::size_t>(count) + 1);
+        EXPECT_EQ(chains[0].front(), chains[0].back());
+    }
+}
+
+TYPED_TEST(SegmentChains, EndsAtTheToleranceMatchAndBeyondItDoNot)
+{
+    using T = typename TestFixture::Scalar;
+    using Pairs = typename TestFixture::PairList;
+    // In space the third coordinate is 7 x - y: an end moved along y is moved there as far.
+    const T tolerance = T(0.25);
+    for (const double side : {1.0, -1.0}) {
+        const Pairs at{{AT(0, 0), AT(1, 0)}, {AT(1, side * 0.25), AT(2, 0)}};
+        EXPECT_EQ(TypeParam::Link(at, tolerance).size(), 1U);
+        const Pairs beyond{{AT(0, 0), AT(1, 0)}, {AT(1, side * 0.2501), AT(2, 0)}};
+        EXPECT_EQ(TypeParam::Link(beyond, tolerance).size(), 2U);
+    }
+}
+
 TYPED_TEST(SegmentChains, NonFiniteEndsMatchNothing)
 {
     using Pairs = typename TestFixture::PairList;

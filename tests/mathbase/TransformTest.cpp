@@ -81,6 +81,10 @@ TEST(TransformBase, CopiesToAMatrixAndBack)
     EXPECT_EQ(m,
               (MatBase<4, 4, double>{{1, 2, 3, 10}, {4, 5, 6, 11}, {7, 8, 9, 12}, {0, 0, 0, 1}}));
     EXPECT_EQ(TransformBase<3>(m), t);
+    const auto plane = BuildTransform2D({{1, 2}, {3, 4}}, {5, 6}, 1.0);
+    const MatBase<3, 3, double> n(plane);
+    EXPECT_EQ(n, (MatBase<3, 3, double>{{1, 2, 5}, {3, 4, 6}, {0, 0, 1}}));
+    EXPECT_EQ(TransformBase<2>(n), plane);
 }
 
 TEST(TransformBase, ProductAppliesTheRightOneFirst)

@@ -12,7 +12,9 @@ namespace {
 
 using namespace Velk::Math;
 
-template <class T> class VecBaseOf : public testing::Test {};
+template <class T>
+class VecBaseOf : public testing::Test {
+};
 using Scalars = testing::Types<float, double>;
 TYPED_TEST_SUITE(VecBaseOf, Scalars);
 
@@ -23,6 +25,47 @@ static_assert(sizeof(VecBase<8, long long>) == 8 * sizeof(long long));
 static_assert(VecBase<4, int>{1, 2, 3, 4} * VecBase<4, int>{5, 6, 7, 8} == 70);
 static_assert((Vec3d{1, 0, 0} ^ Vec3d{0, 1, 0}) == Vec3d{0, 0, 1});
 static_assert((Vec2d{2, 3} ^ Vec2d{5, 7}) == -1.0);
+
+/// What every form promises at compile time: N values and nothing else, zero by default,
+/// arithmetic.
+template <int N, class T>
+constexpr bool HoldsAsAPlainValue()
+{
+    static_assert(std::is_trivially_copyable_v<VecBase<N, T>>);
+    static_assert(std::is_standard_layout_v<VecBase<N, T>>);
+    static_assert(sizeof(VecBase<N, T>) == N * sizeof(T) && alignof(VecBase<N, T>) == alignof(T));
+    VecBase<N, T> v;
+    for (const T c : v) {
+        if (c != T{0}) {
+            return false;
+        }
+    }
+    for (int i = 0; i < N; ++i) {
+        v[i] = static_cast<T>(i + 1);
+    }
+    const VecBase<N, T> twice = v * T{2};
+    VecBase<N, T> sum = v;
+    sum += v;
+    VecBase<N, T> difference = twice;
+    difference -= v;
+    // 1 + 4 + 9 + ... of the first N numbers
+    return sum == twice && v + v == twice && difference == v && twice - v == v &&
+           twice / T{2} == v && T{2} * v == twice && -v + v == VecBase<N, T>{} &&
+           v * v == static_cast<T>(N * (N + 1) * (2 * N + 1) / 6) &&
+           Vector::SquaredLength(v) == v * v && v.component + 1 == &v[1];
+}
+
+template <class T>
+constexpr bool kHoldsInEveryDimension = HoldsAsAPlainValue<2, T>() && HoldsAsAPlainValue<3, T>() &&
+                                        HoldsAsAPlainValue<4, T>() && HoldsAsAPlainValue<8, T>();
+static_assert(kHoldsInEveryDimension<float> && kHoldsInEveryDimension<double>);
+static_assert(kHoldsInEveryDimension<int> && kHoldsInEveryDimension<long long>);
+static_assert(kHoldsInEveryDimension<unsigned long long>);
+
+// The floors that callers rely on, and their squares.
+static_assert(kLengthFloor<double> == 1e-12 && kLengthFloor<float> == 1e-8F);
+static_assert(kSquaredLengthFloor<double> == 1e-24 && kSquaredLengthFloor<float> == 1e-16F);
+static_assert(kInversionFloor == 1e-15);
 
 TEST(VecBase, DefaultIsZeroInEveryForm)
 {
@@ -55,6 +98,30 @@ TYPED_TEST(VecBaseOf, Arithmetic)
     EXPECT_EQ(b / TypeParam{2}, (V{2, 2.5, -3}));
     EXPECT_EQ(a * b, TypeParam{-24}); // 4 - 10 - 18
     EXPECT_EQ(a ^ b, (V{-3, 18, 13}));
+}
+
+TYPED_TEST(VecBaseOf, DivisionDividesEachComponent)
+{
+    using T = TypeParam;
+    using V = VecBase<2, T>;
+    // x * (1 / d) is the neighbour of x / d for one quotient in four.
+    Test::Random random(13);
+    for (int i = 0; i < 1000; ++i) {
+        const auto v = random.Vector<2, T>(-100, 100);
+        const auto divisor = static_cast<T>(random.Between(0.1, 100));
+        EXPECT_EQ(v / divisor, (V{v.x() / divisor, v.y() / divisor}));
+    }
+}
+
+TYPED_TEST(VecBaseOf, DotProductIsAccumulatedFromZeroInComponentOrder)
+{
+    using T = TypeParam;
+    // 2^60 swallows a 1 in either type: (1 + big) - big is 0, from the other end it would be 1.
+    const T big = 0x1p60F;
+    EXPECT_EQ((VecBase<3, T>{1, big, -big} * VecBase<3, T>{1, 1, 1}), T{0});
+    EXPECT_EQ((VecBase<3, T>{big, -big, 1} * VecBase<3, T>{1, 1, 1}), T{1});
+    // 0 + -0 is 0: a sum that began with the first product would be -0.
+    EXPECT_FALSE(std::signbit(VecBase<2, T>{0, 0} * VecBase<2, T>{-1, -1}));
 }
 
 TYPED_TEST(VecBaseOf, DivisionByZeroIsNanInEveryComponent)
@@ -129,6 +196,12 @@ TYPED_TEST(VecBaseOf, NormalizingNeverGivesNan)
         EXPECT_EQ(Vector::Normalized(v, kLengthFloor<T>), V{});
     }
     EXPECT_EQ(Vector::Normalized(V{1, 0, 0}, nan), V{});
+    // A negative tolerance lets length 0 pass; that of `vanishing` underflows to 0.
+    const T vanishing = std::numeric_limits<T>::denorm_min();
+    for (const T tolerance : {T{0}, T{-1}, -inf}) {
+        EXPECT_EQ(Vector::Normalized(V{}, tolerance), V{});
+        EXPECT_EQ(Vector::Normalized(V{vanishing, 0, -vanishing}, tolerance), V{});
+    }
 }
 
 TYPED_TEST(VecBaseOf, MatchesIsPerCoordinateAndInclusive)

@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <limits>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -22,6 +24,10 @@ constexpr T kInfinity = std::numeric_limits<T>::infinity();
 template <class T>
 constexpr T kNan = std::numeric_limits<T>::quiet_NaN();
 constexpr long double kLongPi = 3.141592653589793238462643383279502884L;
+
+static_assert(std::is_trivially_copyable_v<CheckedIdx>);
+static_assert(offsetof(CheckedIdx, index) == 0 && offsetof(CheckedIdx, valid) == sizeof(int));
+static_assert(!CheckedIdx{}.valid);
 
 using Scalars = testing::Types<float, double>;
 template <class T>

@@ -110,8 +110,8 @@ constexpr VecBase<R, T> operator*(const MatBase<R, C, T>& m, const VecBase<C, T>
 ///
 /// False, with `m` untouched, when |det m| is not strictly greater than `tolerance` or is NaN, or when
 /// a number of the inverse is not finite. The test is absolute: with the library's 1e-15 a uniform scale
-/// below 1e-5 in space (3.2e-8 in the plane) counts as singular. A tolerance of 0 leaves it to the last rounding whether a singular matrix
-/// is told from a regular one.
+/// below 1e-5 in space (3.2e-8 in the plane) counts as singular. A tolerance of 0 leaves it to the last
+/// rounding whether a singular matrix is told from a regular one.
 ///
 /// Adjugate over determinant in twice the working precision: each entry is accurate to a few units in
 /// the last place for condition numbers up to about 1e15.

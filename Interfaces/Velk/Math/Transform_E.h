@@ -39,6 +39,7 @@ SORVANE_API std::vector<VecBase<3, double>> operator*(const TransformBase<3>& tr
 /// In place `transform * point`: the transform stands on the right and is still applied from the left.
 template <int N, class T> VecBase<N, T>& operator*=(VecBase<N, T>& point, const TransformBase<N>& transform);
 
+/// Translation by `offset`, in space and in the plane.
 SORVANE_API TransformBase<3> BuildTranslationTransform(const VecBase<3, double>& offset);
 SORVANE_API TransformBase<2> BuildTranslationTransform2D(const VecBase<2, double>& offset);
 

@@ -162,11 +162,12 @@ template <int N, std::floating_point T> T Length(const VecBase<N, T>& v)
 /// `v` times 1 / |v| when |v| is strictly greater than `tolerance`, otherwise the zero vector.
 ///
 /// Never NaN: a vector with a non-finite component, or one so long that its squared length
-/// overflows, has no direction that could be told and gives the zero vector too.
+/// overflows, has no direction that could be told and gives the zero vector too; so does one of
+/// length 0, whatever the tolerance.
 template <int N, std::floating_point T> VecBase<N, T> Normalized(const VecBase<N, T>& v, T tolerance)
 {
     const T length = Length(v);
-    if (length > tolerance && length <= std::numeric_limits<T>::max()) {
+    if (length > tolerance && length > T{0} && length <= std::numeric_limits<T>::max()) {
         return v * (T{1} / length);
     }
     return {};
