@@ -527,12 +527,13 @@ TEST(SignedArea, DistanceFromTheOriginCostsNothing)
 TYPED_TEST(VectorOf, SignedAreaOfASmallSquareFarAway)
 {
     using T = TypeParam;
-    // About the origin the products would be 1e12, whose rounding in `double` is 1e-4.
-    const T x = 1'000'000;
-    const T side = 0.25;
+    // A side of 8 last places of the coordinates. In `double`, products about the origin would be
+    // 1e18, rounded to multiples of 128.
+    const T x = std::is_same_v<T, float> ? T(1e6) : T(1e9);
+    const T side = 8 * (std::nextafter(x, 2 * x) - x);
     const std::vector<VecBase<2, T>> square{
         {x, -x}, {x + side, -x}, {x + side, -x + side}, {x, -x + side}};
-    EXPECT_EQ(Vector::SignedArea(square), T{0.0625});
+    EXPECT_EQ(Vector::SignedArea(square), side * side);
 }
 
 TYPED_TEST(VectorOf, SignedAreaOfAFineCircle)
