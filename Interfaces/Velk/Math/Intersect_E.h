@@ -67,10 +67,10 @@ int ArcSegment(const VecBase<2, T>& center, const VecBase<2, T>& start, T length
 /// Nearest point of an arc, given by its three fields, to `point`; `parameter` receives its place
 /// as a fraction of the arc, 0 at the start and 1 at the end.
 ///
-/// Of two ends equally near (within rounding), the start. The centre is equally near to all points of the arc and
-/// gives the start. An arc of radius at most the length floor, or of length 0, or with NaN, is its
-/// start. Where the nearest point is an end, so are its bits (for the end: those of
-/// `Geometry::EndPoint`). An arc longer than a turn gives places of the first turn. With
+/// Of two ends equally near (within rounding), the start. The centre is equally near to all points
+/// of the arc and gives the start. An arc of radius at most the length floor, or of length 0, or
+/// with NaN, is its start. Where the nearest point is an end, so are its bits (for the end: those
+/// of `Geometry::EndPoint`). An arc longer than a turn gives places of the first turn. With
 /// `snapToEnds`, a point of the arc that matches an end within the length floor becomes that end,
 /// with parameter exactly 0 or 1 (the start first, where both match).
 template <class T>
