@@ -196,6 +196,16 @@ TYPED_TEST(OuterLoop, EndsWithinToleranceAreOne)
     EXPECT_FALSE(TraceOuterLoop(s, loop, T(0.001)));
 }
 
+TYPED_TEST(OuterLoop, EndsWhoseDifferenceRoundsToTheToleranceAreOne)
+{
+    using T = TypeParam;
+    const T hair = std::numeric_limits<T>::epsilon() / 64;
+    const Segments<T> s{{{-hair, -hair}, {9, 1}}, {{9, 1}, {9, 9}}, {{9, 9}, {1, 1}}};
+    Points<T> loop;
+    EXPECT_TRUE(TraceOuterLoop(s, loop, T(1)));
+    EXPECT_EQ(loop, (Points<T>{{-hair, -hair}, {9, 1}, {9, 9}, {-hair, -hair}}));
+}
+
 TYPED_TEST(OuterLoop, NothingToTrace)
 {
     using T = TypeParam;
