@@ -1,16 +1,14 @@
 // Cuts of a set of elements at their meetings.
 //
 //   1. A grid finds candidate pairs; each pair is examined once.
-//   2. Every meeting becomes a numbered point: ends of elements come first, crossings follow in the
-//   order
-//      of the pairs.
+//   2. Every meeting becomes a numbered point: ends of elements come first, crossings follow in
+//      the order of the pairs.
 //   3. Points that an element meets within its tolerance of each other, or of its own end, are
-//   united:
-//      three elements through one point have three crossings of pairs, and one point goes to them
-//      all. A united group takes the position of its lowest number, and so of an end where it has
-//      one.
+//      united: three elements through one point have three crossings of pairs, and one point goes
+//      to them all. A united group takes the position of its lowest number, and so of an end where
+//      it has one.
 //   4. Each element takes its points in travel order, without those too near its ends or the cut
-//   before.
+//      before.
 
 #include "mathbase/CutAtIntersections_Impl.h"
 #include "mathbase/Parallel_Impl.h"
@@ -316,8 +314,8 @@ void UniteNeighbours(const std::vector<Element>& elements, const Visits& visits,
     }
 }
 
-/// The cuts of one element, from its own visits, which it may reorder; they take the front of
-/// `cuts`. Returns their number.
+/// The cuts of one element, from its own visits; they take the front of `cuts`, which has room for
+/// one a visit. Returns their number.
 int CutsOf(const Element& element, const Visit* begin, const Visit* end, const MetPoints& points,
            CutPlan::Cut* cuts)
 {

@@ -231,24 +231,6 @@ void CrossArcs(Pair& pair)
 
 } // namespace
 
-Vec2d EndOfArc(const Vec2d& center, const Vec2d& start, double length)
-{
-    constexpr double kRadiusFloor = 1e-12; // the angle stays at or below it
-    const Vec2d radial = start - center;
-    const double radius = Length(radial);
-    if (!(radius > kRadiusFloor) || length == 0) {
-        return start;
-    }
-    const double startAngle = std::atan2(radial.y(), radial.x());
-    const double turned =
-        length / radius + (startAngle < 0 ? startAngle + kTwoPi<double> : startAngle + 0.0);
-    double angle = std::fmod(turned, kTwoPi<double>);
-    if (angle < 0) {
-        angle += kTwoPi<double>;
-    }
-    return center + radius * Vec2d(std::cos(angle), std::sin(angle));
-}
-
 Meetings MeetingsOf(const Element& first, const Element& second)
 {
     if (!first.isArc && !second.isArc && AreClear(first, second)) {

@@ -103,9 +103,6 @@ inline double LargestCoordinate(const Vec2d& v)
     return std::fmax(std::fabs(v.x()), std::fabs(v.y()));
 }
 
-/// The end that `Geometry::EndPoint` tells, by the same steps, before it is rounded to T.
-Vec2d EndOfArc(const Vec2d& center, const Vec2d& start, double length);
-
 template <class T>
 Element MakeElement(const Geometry::SegBase<T>& segment, T tolerance)
 {
@@ -139,8 +136,7 @@ Element MakeElement(const Geometry::ArcBase<T>& arc, T tolerance)
     element.active = size <= kLargestCoordinate && element.length <= 4 * kLargestCoordinate &&
                      element.tolerance <= kLargestCoordinate;
     if (element.active) {
-        const double length = static_cast<double>(arc.length);
-        element.end = Vec2d(VecBase<2, T>(EndOfArc(element.center, element.start, length)));
+        element.end = Vec2d(Geometry::EndPoint(arc));
     }
     return element;
 }

@@ -1,10 +1,10 @@
 // Vertices that two lists of polylines have in common.
 //
 // Coincidence is closed: a row of points, each within the tolerance of the next, is one group.
-// Cells half as wide as the tolerance keep that cheap in a crowd: all points of a cell coincide,
-// those of neighbouring cells too, and only cells two apart must be compared. Where the tolerance
-// is below the rounding of the coordinates, cells hold runs of numbers instead and their few
-// distinct points are compared one by one.
+// Cells somewhat narrower than the tolerance keep that cheap in a crowd: all points of a cell
+// coincide, and what coincides lies no more than two cells apart. Where the tolerance is below the
+// rounding of the coordinates, cells hold runs of numbers instead and their few distinct points are
+// compared one by one.
 
 #include "mathbase/PointCells_Impl.h"
 
@@ -20,7 +20,7 @@
 namespace Velk::Math::Intersect {
 namespace {
 
-using Vector::Impl::CellScale;
+using Vector::Impl::CellRule;
 using PlaneCell = Vector::Impl::Cell<2>;
 
 /// Groups of numbers; the lowest member stands for the group.
@@ -52,16 +52,6 @@ private:
     std::vector<int> lowest_;
 };
 
-/// The vertices of one cell. Those of equal coordinates are already united and appear once.
-struct Crowd {
-    PlaneCell cell{};
-    std::vector<int> vertices;
-    Vec2d low;
-    Vec2d high;
-    /// Narrower than the tolerance, so that all its vertices coincide.
-    bool isNarrow = false;
-};
-
 struct HashOfCell {
     std::size_t operator()(const PlaneCell& cell) const
     {
@@ -74,7 +64,8 @@ template <class T>
 class VertexGroups {
 public:
     VertexGroups(const std::vector<VecBase<2, T>>& points, T tolerance)
-        : points_(points), tolerance_(tolerance), scale_(0.5 * static_cast<double>(tolerance)),
+        : points_(points), tolerance_(tolerance),
+          rule_(0.0, tolerance > 0 ? kCellWidth * static_cast<double>(tolerance) : 0.0),
           groups_(points.size())
     {
         if (tolerance >= 0) { // not NaN
@@ -87,6 +78,20 @@ public:
     Groups& Result() { return groups_; }
 
 private:
+    /// In tolerances: points that match are then some 4/3 cells apart at most, which no rounding,
+    /// of their difference or of their cell numbers, turns into more than two.
+    static constexpr double kCellWidth = 0.75;
+
+    /// The vertices of one cell. Those of equal coordinates are already united and appear once.
+    struct Crowd {
+        PlaneCell cell{};
+        std::vector<int> vertices;
+        VecBase<2, T> low;
+        VecBase<2, T> high;
+        /// No wider than the tolerance, so that all its vertices coincide.
+        bool isNarrow = false;
+    };
+
     const VecBase<2, T>& Point(int vertex) const
     {
         return points_[static_cast<std::size_t>(vertex)];
@@ -99,7 +104,7 @@ private:
             if (!Vector::Impl::IsFinite(Point(vertex))) {
                 continue;
             }
-            const PlaneCell cell = Vector::Impl::CellOf(Point(vertex), scale_);
+            const PlaneCell cell = Vector::Impl::CellOf(Point(vertex), rule_);
             const auto [place, isNew] =
                 numbers_.try_emplace(cell, static_cast<int>(crowds_.size()));
             if (isNew) {
@@ -128,23 +133,21 @@ private:
             });
             vertices.erase(newEnd, vertices.end());
 
-            const Vec2d first(Point(vertices.front()));
-            crowd.isNarrow =
-                tolerance_ > 0 && scale_.IsLinearAt(first.x()) && scale_.IsLinearAt(first.y());
-            crowd.low = first;
-            crowd.high = first;
+            crowd.low = crowd.high = Point(vertices.front());
             for (const int vertex : vertices) {
                 for (int axis = 0; axis < 2; ++axis) {
-                    const double x = static_cast<double>(Point(vertex)[axis]);
+                    const T x = Point(vertex)[axis];
                     crowd.low[axis] = std::min(crowd.low[axis], x);
                     crowd.high[axis] = std::max(crowd.high[axis], x);
                 }
-                if (crowd.isNarrow) {
-                    groups_.Unite(vertices.front(), vertex);
-                }
             }
+            crowd.isNarrow = Vector::Matches(crowd.low, crowd.high, tolerance_);
             if (!crowd.isNarrow) {
                 UniteMatching(crowd, crowd);
+                continue;
+            }
+            for (const int vertex : vertices) {
+                groups_.Unite(vertices.front(), vertex);
             }
         }
     }
@@ -170,9 +173,10 @@ private:
 
     void Compare(const Crowd& a, const Crowd& b)
     {
-        const auto tolerance = static_cast<double>(tolerance_);
+        // In T, as `Matches` has it: a difference may round down to the tolerance.
         for (int axis = 0; axis < 2; ++axis) {
-            if (a.low[axis] - b.high[axis] > tolerance || b.low[axis] - a.high[axis] > tolerance) {
+            if (a.low[axis] - b.high[axis] > tolerance_ ||
+                b.low[axis] - a.high[axis] > tolerance_) {
                 return;
             }
         }
@@ -201,7 +205,7 @@ private:
 
     const std::vector<VecBase<2, T>>& points_;
     T tolerance_;
-    CellScale scale_;
+    CellRule rule_;
     Groups groups_;
     std::vector<Crowd> crowds_;
     boost::unordered_flat_map<PlaneCell, int, HashOfCell> numbers_;

@@ -1,22 +1,20 @@
 // Points that lie together within a tolerance, found through hashed cells.
 //
-// The cell of a coordinate is a monotone function of it: whole multiples of the cell's size as long
-// as these fit, and runs of consecutive floating-point numbers beyond. So a tolerance far below the
-// rounding of the coordinates (0 included) works as well as any other, no coordinate overflows its
-// cell number, and one stray huge coordinate does not coarsen the cells of the rest. Monotone also
-// means that everything within the tolerance of x lies in the cells from that of x - tolerance to
-// that of x + tolerance.
+// The cells are those of `CellRule`: a tolerance far below the rounding of the coordinates (0
+// included) works as well as any other, no coordinate overflows its cell number, and one stray huge
+// coordinate does not coarsen the cells of the rest. Unlike a `CellGrid` the collection here can
+// drop entries while it is looked through, and leaves the points with their owner.
 #pragma once
+
+#include "mathbase/CellGrid_Impl.h"
 
 #include <Velk/Math/VecBase_E.h>
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <vector>
 
 namespace Velk::Math::Vector::Impl {
@@ -31,43 +29,6 @@ bool IsFinite(const VecBase<N, T>& point)
     }
     return true;
 }
-
-/// Cells of one axis.
-class CellScale {
-public:
-    /// Cells `size` wide, where numbers are finer than that; 0 gives the finest there are.
-    explicit CellScale(double size)
-        : size_(std::clamp(size, std::numeric_limits<double>::min(),
-                           std::numeric_limits<double>::max())),
-          linearReach_(size_ * kLinearCells)
-    {
-    }
-
-    /// Does not fall as x grows. x is finite.
-    std::int64_t operator()(double x) const
-    {
-        const double magnitude = std::fabs(x);
-        if (magnitude < linearReach_) {
-            return static_cast<std::int64_t>(std::floor(x / size_));
-        }
-        // The bits of a positive double, read as an integer, count up through all doubles.
-        const auto steps =
-            std::bit_cast<std::int64_t>(magnitude) - std::bit_cast<std::int64_t>(linearReach_);
-        const std::int64_t beyond =
-            static_cast<std::int64_t>(kLinearCells) + steps / kNumbersInCell;
-        return x < 0 ? -beyond : beyond;
-    }
-
-    /// Cells around `x` are `size` wide, up to rounding; elsewhere they hold runs of numbers.
-    bool IsLinearAt(double x) const { return std::fabs(x) < linearReach_; }
-
-private:
-    static constexpr double kLinearCells = 0x1p48;
-    static constexpr std::int64_t kNumbersInCell = 64;
-
-    double size_;
-    double linearReach_;
-};
 
 template <int N>
 using Cell = std::array<std::int64_t, N>;
@@ -84,11 +45,11 @@ std::size_t HashOfCell(const Cell<N>& cell)
 }
 
 template <int N, class T>
-Cell<N> CellOf(const VecBase<N, T>& point, const CellScale& scale)
+Cell<N> CellOf(const VecBase<N, T>& point, const CellRule& rule)
 {
     Cell<N> cell;
     for (int axis = 0; axis < N; ++axis) {
-        cell[static_cast<std::size_t>(axis)] = scale(static_cast<double>(point[axis]));
+        cell[static_cast<std::size_t>(axis)] = rule.Cell(static_cast<double>(point[axis]));
     }
     return cell;
 }
@@ -103,8 +64,9 @@ public:
     /// `capacity`: how many points may be added. A tolerance that is negative or NaN matches
     /// nothing.
     NearPoints(std::size_t capacity, T tolerance)
-        : tolerance_(static_cast<double>(tolerance)),
-          scale_(kTolerancesInCell * (tolerance > 0 ? static_cast<double>(tolerance) : 0.0)),
+        : matchesNothing_(!(tolerance >= 0)),
+          rule_(matchesNothing_ ? 0.0 : static_cast<double>(tolerance),
+                matchesNothing_ ? 0.0 : kTolerancesInCell * static_cast<double>(tolerance)),
           heads_(std::bit_ceil(2 * capacity + 1), kNone)
     {
         entries_.reserve(capacity);
@@ -113,7 +75,7 @@ public:
     /// Adds a finite point. Of the points in one place, those added last are visited first.
     void Add(const VecBase<N, T>& point, int number)
     {
-        int& head = heads_[HashOfCell<N>(CellOf(point, scale_)) & (heads_.size() - 1)];
+        int& head = heads_[HashOfCell<N>(CellOf(point, rule_)) & (heads_.size() - 1)];
         entries_.push_back({number, head});
         head = static_cast<int>(entries_.size()) - 1;
     }
@@ -124,16 +86,15 @@ public:
     template <class Visit>
     void VisitNear(const VecBase<N, T>& point, Visit&& visit)
     {
-        if (!(tolerance_ >= 0)) {
+        if (matchesNothing_) {
             return;
         }
         Cell<N> low;
         Cell<N> high;
         for (int axis = 0; axis < N; ++axis) {
-            constexpr double kLargest = std::numeric_limits<double>::max();
             const double x = static_cast<double>(point[axis]);
-            low[static_cast<std::size_t>(axis)] = scale_(std::max(x - tolerance_, -kLargest));
-            high[static_cast<std::size_t>(axis)] = scale_(std::min(x + tolerance_, kLargest));
+            low[static_cast<std::size_t>(axis)] = rule_.First(x);
+            high[static_cast<std::size_t>(axis)] = rule_.Last(x);
         }
         Cell<N> cell = low;
         for (;;) {
@@ -178,8 +139,8 @@ private:
         }
     }
 
-    double tolerance_;
-    CellScale scale_;
+    bool matchesNothing_;
+    CellRule rule_;
     std::vector<int> heads_;
     std::vector<Entry> entries_;
 };

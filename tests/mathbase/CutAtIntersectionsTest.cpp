@@ -205,6 +205,47 @@ TYPED_TEST(CutSegments, NoCutWithinToleranceOfAnOwnEnd)
     EXPECT_EQ(fine.size(), 4U);
 }
 
+TYPED_TEST(CutSegments, ToleranceIsInclusive)
+{
+    using T = TypeParam;
+    const T tolerance = T(0.5);
+    // An end beside the inside of another, just as far as the tolerance, and a little farther.
+    Segments<T> beside{{{0, 0}, {8, 0}}, {{4, T(0.5)}, {4, 8}}};
+    EXPECT_TRUE(CutAtIntersections(beside, tolerance));
+    EXPECT_EQ(beside.size(), 3U);
+    Segments<T> apart{{{0, 0}, {8, 0}}, {{4, T(0.625)}, {4, 8}}};
+    EXPECT_FALSE(CutAtIntersections(apart, tolerance));
+    // An end on the line just as far from its end, and a little farther.
+    Segments<T> near{{{0, 0}, {8, 0}}, {{T(0.5), 0}, {4, 8}}};
+    EXPECT_FALSE(CutAtIntersections(near, tolerance));
+    Segments<T> inside{{{0, 0}, {8, 0}}, {{T(0.625), 0}, {4, 8}}};
+    EXPECT_TRUE(CutAtIntersections(inside, tolerance));
+    // Two crossings just that far apart are one point, the first found, for all three.
+    Segments<T> pair{{{0, 0}, {8, 0}}, {{4, -8}, {4, 8}}, {{T(4.5), -8}, {T(4.5), 8}}};
+    EXPECT_TRUE(CutAtIntersections(pair, tolerance));
+    const Segments<T> united{{{0, 0}, {4, 0}}, {{4, 0}, {8, 0}},       {{4, -8}, {4, 0}},
+                             {{4, 0}, {4, 8}}, {{T(4.5), -8}, {4, 0}}, {{4, 0}, {T(4.5), 8}}};
+    EXPECT_EQ(pair, united);
+    Segments<T> two{{{0, 0}, {8, 0}}, {{4, -8}, {4, 8}}, {{T(4.625), -8}, {T(4.625), 8}}};
+    EXPECT_TRUE(CutAtIntersections(two, tolerance));
+    EXPECT_EQ(two.size(), 7U);
+}
+
+TYPED_TEST(CutSegments, AMeetingWhoseFootIsAtAnOwnEndIsThatEnd)
+{
+    using T = TypeParam;
+    // The end at distance 1.2 from that of the long one touches it with a foot 0.8 short of it.
+    for (const bool atStart : {false, true}) {
+        Segments<T> s{{{0, 0}, {10, 0}}, {{T(9.2), T(0.9)}, {T(9.2), 5}}};
+        if (atStart) {
+            std::swap(s[0].start, s[0].end);
+        }
+        const Segments<T> before = s;
+        EXPECT_FALSE(CutAtIntersections(s, T(1)));
+        EXPECT_TRUE(SameBits(s, before));
+    }
+}
+
 TYPED_TEST(CutSegments, ToleranceIsALengthWhateverTheElementsLength)
 {
     using T = TypeParam;

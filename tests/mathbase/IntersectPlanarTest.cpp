@@ -114,6 +114,47 @@ TYPED_TEST(IntersectPlanar, CollinearOverlapStartsAtItsEndNearerToTheFirstPoint)
     }
 }
 
+TYPED_TEST(IntersectPlanar, TolerancesOfSegmentsAreInclusive)
+{
+    using T = TypeParam;
+    using V = VecBase<2, T>;
+    const T tolerance = T(0.25);
+    // A gap as long as the tolerance is a touch; of the two ends the one nearer to a0 is the hit.
+    EXPECT_EQ(Meet(V{0, 0}, V{1, 0}, V{T(1.25), 0}, V{2, 0}, true, tolerance),
+              (SegmentsMeet<T>{true, V{1, 0}, false}));
+    EXPECT_FALSE(Meet(V{0, 0}, V{1, 0}, V{T(1.375), 0}, V{2, 0}, true, tolerance).found);
+    // A common stretch as long as the tolerance is a common end.
+    EXPECT_EQ(Meet(V{0, 0}, V{4, 0}, V{T(3.75), 0}, V{9, 0}, true, tolerance),
+              (SegmentsMeet<T>{true, V{T(3.75), 0}, false}));
+    EXPECT_FALSE(Meet(V{0, 0}, V{4, 0}, V{T(3.75), 0}, V{9, 0}, false, tolerance).found);
+    EXPECT_TRUE(Meet(V{0, 0}, V{4, 0}, V{T(3.625), 0}, V{9, 0}, false, tolerance).overlap);
+}
+
+TYPED_TEST(IntersectPlanar, TolerancesOfTrianglesAndTangencyAreInclusive)
+{
+    using T = TypeParam;
+    using V = VecBase<2, T>;
+    const T tolerance = T(0.25);
+    EXPECT_TRUE(Velk::Math::Intersect::PointInOrOnTriangle(V{0, 0}, V{1, 0}, V{0, 1},
+                                                           V{T(-0.25), T(0.5)}, tolerance));
+    EXPECT_FALSE(Velk::Math::Intersect::PointInOrOnTriangle(V{0, 0}, V{1, 0}, V{0, 1},
+                                                            V{T(-0.375), T(0.5)}, tolerance));
+    // Heights of a line over the centre of the unit circle, and its hits with the upper half.
+    const std::array<std::pair<T, int>, 4> cases{
+        {{T(1.375), 0}, {T(1.25), 1}, {T(0.75), 1}, {T(0.625), 2}}};
+    for (const auto& [height, count] : cases) {
+        V hit0;
+        V hit1;
+        T parameter0;
+        T parameter1;
+        EXPECT_EQ(Velk::Math::Intersect::ArcSegment(V{0, 0}, V{1, 0}, kPi<T>, V{-3, height},
+                                                    V{3, height}, hit0, parameter0, hit1,
+                                                    parameter1, true, tolerance),
+                  count)
+            << height;
+    }
+}
+
 TYPED_TEST(IntersectPlanar, SegmentsThatArePoints)
 {
     using T = TypeParam;

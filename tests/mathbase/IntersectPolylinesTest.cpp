@@ -61,6 +61,35 @@ TYPED_TEST(CommonVertices, ToleranceIsPerCoordinateAndInclusive)
     EXPECT_EQ(IntersectPolylines(a, {{{T(0.5), T(-0.625)}}}, T(0.5)).size(), 0U);
 }
 
+TYPED_TEST(CommonVertices, DifferencesThatRoundToTheToleranceCoincide)
+{
+    using T = TypeParam;
+    // A hair over the tolerance, but not in coordinates of type T.
+    const T hair = std::numeric_limits<T>::epsilon() / 64;
+    for (const T tolerance : {T(1), T(0.75), T(3)}) {
+        SCOPED_TRACE(tolerance);
+        for (const T sense : {T(1), T(-1)}) {
+            const VecBase<2, T> near{sense * tolerance, sense * tolerance};
+            const VecBase<2, T> far{-sense * hair, -sense * hair};
+            ASSERT_TRUE(Matches(near, far, tolerance));
+            EXPECT_EQ(IntersectPolylines({{near}}, {{far}}, tolerance).size(), 1U);
+            EXPECT_EQ(IntersectPolylines({{far}}, {{near}}, tolerance).size(), 1U);
+        }
+    }
+}
+
+TYPED_TEST(CommonVertices, TheSmallestToleranceIsOneToo)
+{
+    using T = TypeParam;
+    const T least = std::numeric_limits<T>::denorm_min();
+    const Polylines<T> a{{{0, 0}, {4 * least, 0}, {9 * least, 0}}};
+    const Groups first{{{0, 0}, {1, 0}}};
+    EXPECT_EQ(IntersectPolylines(a, {{{least, -least}}}, least), first);
+    EXPECT_TRUE(IntersectPolylines(a, {{{2 * least, 0}}}, least).empty());
+    const Groups both{{{0, 0}, {0, 1}, {1, 0}}};
+    EXPECT_EQ(IntersectPolylines(a, {{{2 * least, 0}}}, 2 * least), both);
+}
+
 TYPED_TEST(CommonVertices, ARowOfNearVerticesIsOneGroup)
 {
     using T = TypeParam;

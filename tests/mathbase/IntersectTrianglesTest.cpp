@@ -662,6 +662,28 @@ TEST(SegmentTriangle, InPlaneDegenerateAndHostile)
     EXPECT_EQ(Cross(t, {100, 1, 2.001}, {50, 1, 3}, 0.01), miss);
 }
 
+TEST(SegmentTriangle, AnEndJustTheToleranceBesideTheTriangleCounts)
+{
+    const Vec3d a{0, 0, 0};
+    const Vec3d b{0.5, 0, 0};
+    const Vec3d c{0, 0.5, 0};
+    EXPECT_TRUE(
+        Velk::Math::Intersect::SegmentTriangle(a, b, c, {-0.25, 0.25, 0}, {-0.25, 0.25, 1}, 0.25));
+    EXPECT_FALSE(Velk::Math::Intersect::SegmentTriangle(a, b, c, {-0.375, 0.25, 0},
+                                                        {-0.375, 0.25, 1}, 0.25));
+}
+
+TEST(RayTriangleHitPoint, ADirectionOfInfiniteLengthHitsNothing)
+{
+    const Vec3d a{-1, -1, 5};
+    const Vec3d b{2, -1, 5};
+    const Vec3d c{-1, 2, 5};
+    EXPECT_TRUE(Velk::Math::Intersect::RayTriangleHitPoint(a, b, c, {0, 0, 0}, {0, 0, 1e150},
+                                                           nullptr, nullptr, true, 1e-12));
+    EXPECT_FALSE(Velk::Math::Intersect::RayTriangleHitPoint(a, b, c, {0, 0, 0}, {0, 0, 1e200},
+                                                            nullptr, nullptr, true, 1e-12));
+}
+
 TEST(SegmentTriangle, AgreesWithTheRay)
 {
     ::Test::Random random(49);
@@ -1093,6 +1115,19 @@ TYPED_TEST(IntersectTriangles, NoCircumcircleOfADegenerateTriangle)
                                             radius, false, kLengthFloor<T>));
     EXPECT_FALSE(Intersect::FindCircumsphere(V{0, 0, 0}, V{1, 0, 0}, V{0, 1, 0}, center, radius,
                                              false, nan));
+}
+
+TYPED_TEST(IntersectTriangles, ThicknessMustExceedTheToleranceStrictly)
+{
+    using T = TypeParam;
+    using V = VecBase<3, T>;
+    // Doubled area 1, longest edge squared 2.
+    V center;
+    T radius;
+    EXPECT_FALSE(Velk::Math::Intersect::FindCircumsphere(V{0, 0, 0}, V{1, 0, 0}, V{0, 1, 0}, center,
+                                                         radius, false, T(0.5)));
+    EXPECT_TRUE(Velk::Math::Intersect::FindCircumsphere(V{0, 0, 0}, V{1, 0, 0}, V{0, 1, 0}, center,
+                                                        radius, false, T(0.4375)));
 }
 
 TYPED_TEST(IntersectTriangles, TheCircumcentreIsAsFarFromEachCornerAndInThePlane)

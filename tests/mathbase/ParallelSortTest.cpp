@@ -13,6 +13,7 @@
 #include <numeric>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -82,6 +83,28 @@ TEST(ParallelSort, SameOrderForAnyNumberOfThreads)
         ::Test::WithThreads(threads, [&] { ParallelSort(sorted.begin(), sorted.end(), KeyLess); });
         EXPECT_TRUE(sorted == expected) << threads << " threads";
     }
+}
+
+TEST(ParallelSort, UpTo2048ElementsOrWithOneThreadTheCallerSorts)
+{
+    const auto comparedElsewhere = [](int count) {
+        std::vector<Item> items = RandomItems(count, 1 << 30, 9);
+        std::atomic<int> elsewhere{0};
+        const auto caller = std::this_thread::get_id();
+        ParallelSort(items.begin(), items.end(), [&](const Item& a, const Item& b) {
+            elsewhere += std::this_thread::get_id() == caller ? 0 : 1;
+            return KeyLess(a, b);
+        });
+        return elsewhere.load();
+    };
+    ::Test::WithThreads(4, [&] {
+        for (int repetition = 0; repetition < 100; ++repetition) {
+            EXPECT_EQ(comparedElsewhere(2048), 0);
+        }
+    });
+#ifdef SORVANE_TEST_TBB
+    ::Test::WithThreads(1, [&] { EXPECT_EQ(comparedElsewhere(100'000), 0); });
+#endif
 }
 
 TEST(ParallelSort, MovesElementsThatOwnMemory)

@@ -196,6 +196,29 @@ TYPED_TEST(OuterLoop, EndsWithinToleranceAreOne)
     EXPECT_FALSE(TraceOuterLoop(s, loop, T(0.001)));
 }
 
+TYPED_TEST(OuterLoop, AnEndGoesToTheNearestPointThenToTheEarlierOne)
+{
+    using T = TypeParam;
+    for (const T x : {T(1), T(1.25)}) { // halfway between two points, and nearer to the second
+        const Segments<T> s{{{0, 0}, {0, 4}}, {{2, 0}, {9, 9}}, {{x, 0}, {9, -9}}};
+        Points<T> loop;
+        EXPECT_FALSE(TraceOuterLoop(s, loop, T(1.5)));
+        const Points<T> first{{9, -9}, {0, 0}, {0, 4}};
+        const Points<T> second{{9, -9}, {2, 0}, {9, 9}};
+        EXPECT_EQ(loop, x == T(1) ? first : second);
+    }
+}
+
+TYPED_TEST(OuterLoop, EndsWhoseDifferenceRoundsToTheToleranceAreOne)
+{
+    using T = TypeParam;
+    const T hair = std::numeric_limits<T>::epsilon() / 64;
+    const Segments<T> s{{{-hair, -hair}, {9, 1}}, {{9, 1}, {9, 9}}, {{9, 9}, {1, 1}}};
+    Points<T> loop;
+    EXPECT_TRUE(TraceOuterLoop(s, loop, T(1)));
+    EXPECT_EQ(loop, (Points<T>{{-hair, -hair}, {9, 1}, {9, 9}, {-hair, -hair}}));
+}
+
 TYPED_TEST(OuterLoop, NothingToTrace)
 {
     using T = TypeParam;
