@@ -490,8 +490,8 @@ TYPED_TEST(MeshQueriesOf, MatchNormalsCountsOtherComponentsAsRight)
 
 TYPED_TEST(MeshQueriesOf, MatchNormalsSharedSideOfOneNodeIsNotWalkedAcross)
 {
-    // Only (0, 0) is common. Across it nothing can be told, and triangle 1 is never reached; else
-    // its neighbour 2, which runs 0 to 2 the same way, would be marked.
+    // Triangle 0 meets the others in its side 0-0 alone, which runs alike both ways: nothing can be
+    // told across it. Taken literally it would mark triangle 1.
     auto mesh = TypeParam::Of({0, 0, 1, 0, 0, 2, 0, 2, 3});
     const std::vector<int> before = mesh.indices;
     EXPECT_FALSE(Mesh::MatchNormals(mesh));
