@@ -113,6 +113,7 @@ TYPED_TEST(IsoSegmentOf, NanIsNoLevel)
     Segment<V> segment;
     EXPECT_FALSE(Iso<V>(0, 4, 2, nan, segment));
     EXPECT_FALSE(Iso<V>(nan, nan, nan, 1, segment));
+    EXPECT_FALSE(Iso<V>(nan, 2, 3, 2.5, segment)); // the side 1-2 alone is crossed
 }
 
 TYPED_TEST(IsoSegmentOf, EndsLieOnTheLevelAndNeighborsAgreeBitForBit)

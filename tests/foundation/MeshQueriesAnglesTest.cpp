@@ -1,8 +1,10 @@
 // Angles of rings and creases.
 
 #include <Sorvane/MeshQueries_E.h>
+#include <Sorvane/Triangle_E.h>
+#include <Velk/Math/Vector_E.h>
 
-#include "tests/support/TestSupport.h"
+#include "tests/support/TestMeshes.h"
 
 #include <cmath>
 #include <limits>
@@ -249,6 +251,59 @@ TYPED_TEST(QueryAnglesOf, LargeMeshAgreesWithTheDefinitionInEveryEntry)
                 continue; // the sign is a matter of rounding
             }
             EXPECT_NEAR(angle, height > 0 ? -magnitude : magnitude, close);
+        }
+    }
+}
+
+TYPED_TEST(QueryAnglesOf, HeightsUpToTheFloorCountAsFlatWhenSigned)
+{
+    using T = TypeParam;
+    // The neighbour's centroid is a third as high as its apex, which is as high as the bend.
+    const double floor = static_cast<double>(kLengthFloor<T>);
+    EXPECT_EQ(Mesh::CreaseAngles(Roof<T>(2.9 * floor), true)[0], T{0});
+    EXPECT_GT(Mesh::CreaseAngles(Roof<T>(3.1 * floor), true)[0], T{0});
+    EXPECT_LT(Mesh::CreaseAngles(Roof<T>(-3.1 * floor), true)[0], T{0});
+}
+
+/// The definition, triangle by triangle, with the neighbours taken from the library.
+template <class T>
+std::vector<T> CreasesOneByOne(const IndexedPointsBase<3, T>& mesh, bool isSigned)
+{
+    const auto normals = Mesh::Normals(mesh);
+    const auto neighbors = Mesh::NeighborFacets(mesh);
+    const auto point = [&](std::size_t i) {
+        return mesh.points[static_cast<std::size_t>(mesh.indices[i])];
+    };
+    std::vector<T> angles;
+    for (std::size_t t = 0; t < neighbors.size(); ++t) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            if (neighbors[t][k] < 0) {
+                angles.push_back(kTwoPi<T>);
+                continue;
+            }
+            const auto n = static_cast<std::size_t>(neighbors[t][k]);
+            T angle = Vector::AngleBetween(normals[t], normals[n], kLengthFloor<T>);
+            if (isSigned) {
+                const std::size_t opposite = k == 0 ? 2 : (k == 1 ? 0 : 1);
+                const auto centroid = (point(3 * n) + point(3 * n + 1) + point(3 * n + 2)) / T{3};
+                const T height = (centroid - point(3 * t + opposite)) * normals[t];
+                angle *= std::abs(height) <= kLengthFloor<T> ? T{0} : (height > 0 ? T{-1} : T{1});
+            }
+            angles.push_back(angle);
+        }
+    }
+    return angles;
+}
+
+TYPED_TEST(QueryAnglesOf, GarbageMeshesAgreeWithTheDefinition)
+{
+    Test::Random random(41);
+    for (int trial = 0; trial < 60; ++trial) {
+        SCOPED_TRACE(trial);
+        const auto mesh = Test::GarbageMesh<3, TypeParam>(
+            random, 3 + random.Below(40), random.Below(trial % 10 == 0 ? 2000 : 80));
+        for (const bool isSigned : {false, true}) {
+            ASSERT_EQ(Mesh::CreaseAngles(mesh, isSigned), CreasesOneByOne(mesh, isSigned));
         }
     }
 }

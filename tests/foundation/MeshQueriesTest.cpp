@@ -326,6 +326,45 @@ TYPED_TEST(MeshQueriesOf, HubOfAHundredThousandTriangles)
     EXPECT_EQ(Mesh::BoundaryEdges(mesh).size(), static_cast<std::size_t>(n));
 }
 
+TYPED_TEST(MeshQueriesOf, SidesOfOneNodeCountLikeAnyOther)
+{
+    // (0, 0, 0) has the side 0-0 three times, but no other triangle has it.
+    const auto point = TypeParam::Of({0, 0, 0});
+    EXPECT_TRUE(Mesh::BoundaryEdges(point).empty());
+    EXPECT_EQ(Mesh::NeighborFacets(point), (Neighbors{{-1, -1, -1}}));
+    EXPECT_EQ(Mesh::NodeRings(point), (std::vector<std::set<int>>{{0}}));
+    EXPECT_EQ(Mesh::NodeFacets(point), (std::vector<std::vector<int>>{{0, 0, 0}}));
+    // A side 0-0 in two triangles makes them neighbours.
+    const auto two = TypeParam::Of({0, 0, 1, 2, 0, 0});
+    EXPECT_EQ(Mesh::NeighborFacets(two), (Neighbors{{1, -1, -1}, {-1, 0, -1}}));
+    EXPECT_TRUE(Mesh::BoundaryEdges(two).empty()); // 0-0, 0-1 and 0-2: each is used twice
+}
+
+TYPED_TEST(MeshQueriesOf, RepeatedTrianglesAreEachOthersNeighbors)
+{
+    const auto mesh = TypeParam::Of({0, 1, 2, 0, 1, 2, 2, 1, 0});
+    EXPECT_EQ(Mesh::NeighborFacets(mesh), (Neighbors{{1, 1, 1}, {0, 0, 0}, {0, 0, 0}}));
+    EXPECT_TRUE(Mesh::BoundaryEdges(mesh).empty());
+}
+
+TYPED_TEST(MeshQueriesOf, AHundredThousandTrianglesOnOneEdge)
+{
+    // The pages of a book: each sees page 0, which sees page 1.
+    const int pages = 100'000;
+    typename TypeParam::Indexed book;
+    book.points.resize(static_cast<std::size_t>(pages) + 2);
+    for (int i = 0; i < pages; ++i) {
+        book.indices.insert(book.indices.end(), {0, 1, i + 2});
+    }
+    const auto neighbors = Mesh::NeighborFacets(book);
+    ASSERT_EQ(neighbors.front(), (std::array<int, 3>{1, -1, -1}));
+    for (std::size_t i = 1; i < neighbors.size(); ++i) {
+        ASSERT_EQ(neighbors[i], (std::array<int, 3>{0, -1, -1}));
+    }
+    EXPECT_EQ(Mesh::BoundaryEdges(book).size(), 2U * pages);
+    EXPECT_EQ(Mesh::NodeRings(book)[0].size(), 1U + pages);
+}
+
 TYPED_TEST(MeshQueriesOf, NumbersFarApartTakeNoTableOfTheirSize)
 {
     // Only indices are read here, so huge and negative numbers of a broken mesh do no harm.
@@ -447,6 +486,27 @@ TYPED_TEST(MeshQueriesOf, MatchNormalsCountsOtherComponentsAsRight)
     auto fan = TypeParam::Of({0, 2, 1, 0, 2, 3, 0, 3, 4, 0, 4, 5, 20, 21, 22});
     EXPECT_TRUE(Mesh::MatchNormals(fan));
     EXPECT_EQ(fan.indices, (std::vector<int>{0, 1, 2, 0, 2, 3, 0, 3, 4, 0, 4, 5, 20, 22, 21}));
+}
+
+TYPED_TEST(MeshQueriesOf, MatchNormalsSharedSideOfOneNodeIsNotWalkedAcross)
+{
+    // Triangle 0 meets the others in its side 0-0 alone, which runs alike both ways: nothing can be
+    // told across it. Taken literally it would mark triangle 1.
+    auto mesh = TypeParam::Of({0, 0, 1, 0, 0, 2, 0, 2, 3});
+    const std::vector<int> before = mesh.indices;
+    EXPECT_FALSE(Mesh::MatchNormals(mesh));
+    EXPECT_EQ(mesh.indices, before);
+}
+
+TYPED_TEST(MeshQueriesOf, MatchNormalsNumbersOutOfRangeAreHarmless)
+{
+    // It reads no point, and promises nothing of the numbers.
+    typename TypeParam::Indexed mesh;
+    mesh.points.resize(1);
+    mesh.indices = {-5, 2, INT_MAX, -5, 2, 9, 2, -5, 7};
+    EXPECT_TRUE(Mesh::MatchNormals(mesh));
+    // Triangle 1 runs -5 to 2 like triangle 0; triangle 2 runs it back.
+    EXPECT_EQ(mesh.indices, (std::vector<int>{-5, 2, INT_MAX, -5, 9, 2, 2, -5, 7}));
 }
 
 TYPED_TEST(MeshQueriesOf, MatchNormalsRecoversAGridWithAThirdTurned)
