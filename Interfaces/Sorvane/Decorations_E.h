@@ -69,7 +69,7 @@ struct SORVANE_API Deco_bool_old : ITopologyDecoration {
 
 /// A list of decorations as one base class; each may occur once.
 template <class... Decos>
-struct DecorationPacket : Decos... {
+struct SORVANE_API DecorationPacket : Decos... {
     static_assert(sizeof...(Decos) > 0, "a record without decorations is its base record");
 
     DecorationPacket() = default;
@@ -90,7 +90,7 @@ struct DecorationPacket : Decos... {
 /// A record with decorations: `DecoratedTopology<HEdge, Decorations::Deco_bool_feature>`. The
 /// fields of the decorations are fields of the record.
 template <class Base, class... Decos>
-struct DecoratedTopology : Base, DecorationPacket<Decos...> {
+struct SORVANE_API DecoratedTopology : Base, DecorationPacket<Decos...> {
     using Base::Base;
     DecoratedTopology() = default;
 
@@ -104,7 +104,7 @@ struct DecoratedTopology : Base, DecorationPacket<Decos...> {
 
 /// A decorated node with a position of dimension D in `double`.
 template <int D, class... Decos>
-struct DHVertex : DecoratedTopology<HVertex<D, double>, Decos...> {
+struct SORVANE_API DHVertex : DecoratedTopology<HVertex<D, double>, Decos...> {
     using DecoratedTopology<HVertex<D, double>, Decos...>::DecoratedTopology;
 };
 

@@ -572,9 +572,9 @@ int HMesh<Node, Edge, Face>::NewFace(int halfEdge)
 template <class Node, class Edge, class Face>
 int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
 {
-    const int known = nodePairs_.Find(origin, destination);
-    if (known != NodePairMap::kNone) {
-        return known;
+    const NodePairMap::Place place = nodePairs_.Locate(origin, destination);
+    if (place.halfEdge != NodePairMap::kNone) {
+        return place.halfEdge;
     }
     if (origin == destination || !IsValidNode(origin) || !IsValidNode(destination)) {
         return kNotSet;
@@ -593,7 +593,7 @@ int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
     SetUnlinked(second, destination, first);
     NodeAt(origin).edge = first;
     NodeAt(destination).edge = second;
-    nodePairs_.Insert(origin, destination, first);
+    nodePairs_.InsertAt(place, origin, destination, first);
     return first;
 }
 

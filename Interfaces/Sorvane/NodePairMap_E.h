@@ -40,35 +40,48 @@ public:
     /// Bytes of the table as it stands.
     std::size_t MemoryBytes() const { return slots_.capacity() * sizeof(Slot); }
 
+    /// What a look-up found: the half-edge or `kNone`, and where the pair stands or would stand.
+    struct Place {
+        int halfEdge = kNone;
+        std::size_t slot = 0;
+    };
+
     /// The half-edge from `origin` to `destination`, or `kNone`.
-    int Find(int origin, int destination) const
+    int Find(int origin, int destination) const { return Locate(origin, destination).halfEdge; }
+
+    /// `Find`, with the place for `InsertAt`.
+    Place Locate(int origin, int destination) const
     {
-        const Key key(origin, destination);
         if (slots_.empty()) {
-            return kNone;
+            return {};
         }
-        for (std::size_t i = Home(key); !IsFree(i); i = After(i)) {
+        const Key key(origin, destination);
+        std::size_t i = Home(key);
+        for (; !IsFree(i); i = After(i)) {
             if (Holds(i, key)) {
-                return slots_[i].halfEdge ^ key.reversed;
+                return {slots_[i].halfEdge ^ key.reversed, i};
             }
         }
-        return kNone;
+        return {kNone, i};
     }
 
     /// Enters `halfEdge` for (origin, destination) and its twin for the reverse; what stood there
     /// before is forgotten.
     void Insert(int origin, int destination, int halfEdge)
     {
+        InsertAt(Locate(origin, destination), origin, destination, halfEdge);
+    }
+
+    /// The same for a pair just located; nothing may have been entered or erased in between.
+    void InsertAt(Place place, int origin, int destination, int halfEdge)
+    {
         if ((edgeCount_ + 1) * kLoadDenominator > slots_.size() * kLoadNumerator) {
             Rehash(2 * slots_.size());
+            place = Locate(origin, destination);
         }
         const Key key(origin, destination);
-        std::size_t i = Home(key);
-        while (!IsFree(i) && !Holds(i, key)) {
-            i = After(i);
-        }
-        edgeCount_ += IsFree(i) ? 1U : 0U;
-        slots_[i] = {key.low, key.high, halfEdge ^ key.reversed};
+        edgeCount_ += IsFree(place.slot) ? 1U : 0U;
+        slots_[place.slot] = {key.low, key.high, halfEdge ^ key.reversed};
     }
 
     /// Forgets both directions if they belong to `halfEdge` and its twin. Where two edges join the
@@ -76,18 +89,10 @@ public:
     /// it.
     void Erase(int origin, int destination, int halfEdge)
     {
-        const Key key(origin, destination);
-        if (slots_.empty()) {
-            return;
-        }
-        for (std::size_t i = Home(key); !IsFree(i); i = After(i)) {
-            if (Holds(i, key)) {
-                if (slots_[i].halfEdge == (halfEdge ^ key.reversed)) {
-                    CloseGap(i);
-                    --edgeCount_;
-                }
-                return;
-            }
+        const Place place = Locate(origin, destination);
+        if (place.halfEdge == halfEdge && halfEdge >= 0) {
+            CloseGap(place.slot);
+            --edgeCount_;
         }
     }
 
@@ -133,19 +138,6 @@ public:
         }
     }
 
-    /// Fetches the place of a pair that will be looked up soon into the cache.
-    void Prefetch(int origin, int destination) const
-    {
-#if defined(__GNUC__)
-        if (!slots_.empty()) {
-            __builtin_prefetch(&slots_[Home(Key(origin, destination))]);
-        }
-#else
-        (void)origin;
-        (void)destination;
-#endif
-    }
-
 private:
     struct Slot {
         int low = -1; // smaller node number; -1: the slot is free
@@ -170,6 +162,7 @@ private:
     static constexpr std::size_t kLoadNumerator = 2;
     static constexpr std::size_t kLoadDenominator = 3;
     static constexpr std::size_t kFewestSlots = 16;
+    static constexpr std::size_t kGroup = 4; // the number of slots is a multiple of it
 
     bool IsFree(std::size_t i) const { return slots_[i].low < 0; }
     bool Holds(std::size_t i, const Key& key) const
@@ -178,18 +171,21 @@ private:
     }
     std::size_t After(std::size_t i) const { return i + 1 == slots_.size() ? 0 : i + 1; }
 
-    // Smaller number and difference, mixed by two multiplications and scaled to the table's size.
-    // Node numbers have their differences in the low bits, where FNV-1a over the eight bytes would
-    // serve too; it takes eight dependent multiplications, and building a mesh with it takes twice
-    // as long.
+    // Smaller number and difference, mixed by two multiplications and scaled to the table's size;
+    // the two last bits of the smaller number choose within a group of four. Four edges that run
+    // alike from four nodes in a row then share a cache line, which saves a third of the time to
+    // build a mesh whose numbering is not random, and costs other meshes nothing that could be
+    // measured. FNV-1a over the eight bytes, with its eight dependent multiplications, takes twice
+    // as long as this.
     std::size_t Home(const Key& key) const
     {
         const std::uint64_t low = static_cast<std::uint32_t>(key.low);
         const std::uint64_t difference =
             static_cast<std::uint32_t>(key.high) - static_cast<std::uint32_t>(key.low);
-        std::uint64_t hash = ((low << 32U) | difference) * 0x9e3779b97f4a7c15U;
+        std::uint64_t hash = (((low / kGroup) << 32U) | difference) * 0x9e3779b97f4a7c15U;
         hash = (hash ^ (hash >> 32U)) * 0xbf58476d1ce4e5b9U;
-        return static_cast<std::size_t>(((hash >> 32U) * slots_.size()) >> 32U);
+        const std::uint64_t group = ((hash >> 32U) * (slots_.size() / kGroup)) >> 32U;
+        return static_cast<std::size_t>(group * kGroup + (low ^ hash) % kGroup);
     }
 
     void CloseGap(std::size_t gap)
@@ -209,7 +205,7 @@ private:
     void Rehash(std::size_t slotCount)
     {
         slotCount = slotCount < kFewestSlots ? kFewestSlots : slotCount;
-        std::vector<Slot> before(slotCount);
+        std::vector<Slot> before((slotCount + kGroup - 1) / kGroup * kGroup);
         before.swap(slots_);
         for (const Slot& slot : before) {
             if (slot.low >= 0) {
