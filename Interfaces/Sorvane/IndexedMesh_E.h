@@ -177,8 +177,8 @@ void Append(IndexedPointsBase<D, T>& mesh, const IndexedPointsBase<D, T>& other)
 
 namespace Velk::Math::Transform {
 
-/// Every corner mapped: a new soup, or in place. In parallel above 512 triangles, bit for bit the same
-/// as one after another.
+/// Every corner mapped: a new soup, or in place. In parallel from 512 triangles on, bit for bit the
+/// same as one after another.
 template <int D, class T>
 Sorvane::Mesh::TriangleSoup<D, T> operator*(const TransformBase<D>& transform,
                                             const Sorvane::Mesh::TriangleSoup<D, T>& soup);

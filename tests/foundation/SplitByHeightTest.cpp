@@ -197,6 +197,34 @@ TYPED_TEST(SplitByHeightOf, HorizontalStepPutsTheNewNodeAtItsEnd)
     EXPECT_EQ(numbers, (Numbers{1}));
 }
 
+TYPED_TEST(SplitByHeightOf, TheLengthFloorItselfIsStillHorizontal)
+{
+    SORVANE_FORM;
+    const T floor = kLengthFloor<T>;
+    const auto placeOfNewNode = [&](T rise) {
+        const Nodes line{In(0, 0), In(6, rise)};
+        const auto [nodes, numbers] = SplitByHeight(line, Heights{rise / 2}, T{0});
+        EXPECT_EQ(nodes.size(), 3U);
+        EXPECT_EQ(numbers, (Numbers{1}));
+        return nodes[1][0];
+    };
+    EXPECT_EQ(placeOfNewNode(floor), T{6});
+    EXPECT_NEAR(placeOfNewNode(std::nextafter(floor, T{1})), 3.0, 1e-5); // halfway up, halfway on
+}
+
+TYPED_TEST(SplitByHeightOf, NodeWithinTheLengthFloorOfTheLastTakesTheHeightItself)
+{
+    SORVANE_FORM;
+    const T floor = kLengthFloor<T>;
+    const Nodes close{In(0, 0), In(floor / 2, floor), In(1, 1)};
+    const auto [nodes, numbers] = SplitByHeight(close, Heights{floor / 2}, T{0});
+    EXPECT_EQ(nodes, close);
+    EXPECT_EQ(numbers, (Numbers{1}));
+    // As far apart in any one component they are two nodes, with room for a third between them.
+    const Nodes apart{In(0, 0), In(2 * floor, floor), In(1, 1)};
+    EXPECT_EQ(SplitByHeight(apart, Heights{floor / 2}, T{0}).first.size(), 4U);
+}
+
 TYPED_TEST(SplitByHeightOf, SingleNode)
 {
     SORVANE_FORM;

@@ -223,6 +223,24 @@ TYPED_TEST(BinaryStl, ALyingCountIsFilledWithZeros)
     EXPECT_EQ(Bits(result.points), Bits(expected));
 }
 
+TYPED_TEST(BinaryStl, OutputsKeepTheirRoom)
+{
+    ::Test::WriteBytes(this->folder_ / "in.stl",
+                       Header() + LittleEndianBytes(std::uint32_t{1}) + std::string(50, '\0'));
+    std::vector<VecBase<3, TypeParam>> points(100);
+    std::vector<int> indices(100);
+    const auto* const pointsAt = points.data();
+    const int* const indicesAt = indices.data();
+    for (const std::string name : {"missing.stl", "in.stl"}) {
+        ReadFromBinarySTL(points, indices, this->folder_ / name);
+        EXPECT_EQ(points.data(), pointsAt) << name;
+        EXPECT_EQ(points.capacity(), 100U) << name;
+        EXPECT_EQ(indices.data(), indicesAt) << name;
+        EXPECT_EQ(indices.capacity(), 100U) << name;
+    }
+    EXPECT_EQ(points.size(), 3U);
+}
+
 TYPED_TEST(BinaryStl, WhatCannotBeOpenedFailsWithEmptyOutputs)
 {
     for (const std::string name : {"", "missing.stl", "no_folder/x.stl"}) {
