@@ -212,6 +212,21 @@ TYPED_TEST(SplitByHeightOf, TheLengthFloorItselfIsStillHorizontal)
     EXPECT_NEAR(placeOfNewNode(std::nextafter(floor, T{1})), 3.0, 1e-5); // halfway up, halfway on
 }
 
+TYPED_TEST(SplitByHeightOf, TheRiseCountsFromTheNodePutInLast)
+{
+    SORVANE_FORM;
+    // From the node that the first height makes, what is left of the edge is within the floor.
+    const T floor = kLengthFloor<T>;
+    const T low = T(3.5) * floor;
+    const T high = T(3.75) * floor;
+    const Nodes line{In(0, 0), In(6, 4 * floor)};
+    const auto [nodes, numbers] = SplitByHeight(line, Heights{low, high}, T{0});
+    ASSERT_EQ(nodes.size(), 4U);
+    EXPECT_NEAR(nodes[1][0], 6 * 3.5 / 4, 1e-5);
+    EXPECT_EQ(nodes[2], New(6, high));
+    EXPECT_EQ(numbers, (Numbers{1, 2}));
+}
+
 TYPED_TEST(SplitByHeightOf, NodeWithinTheLengthFloorOfTheLastTakesTheHeightItself)
 {
     SORVANE_FORM;
