@@ -212,6 +212,20 @@ TYPED_TEST(BinaryStl, EveryTruncationKeepsTheBytesThatArrived)
     }
 }
 
+TYPED_TEST(BinaryStl, ARecordThatBreaksOffTakesNothingFromTheBlockBefore)
+{
+    // 6,000 records of 50 bytes are more than one block; the last but one ends after its normal.
+    constexpr std::size_t kRecords = 6'000;
+    const auto result =
+        this->Read(Header() + LittleEndianBytes(static_cast<std::uint32_t>(kRecords)) +
+                   std::string(50 * (kRecords - 2) + 12, '\x3f'));
+    EXPECT_TRUE(result.success);
+    const float whole = std::bit_cast<float>(std::uint32_t{0x3f3f3f3f});
+    std::vector<VecBase<3, TypeParam>> expected(3 * (kRecords - 2), {whole, whole, whole});
+    expected.resize(3 * kRecords);
+    EXPECT_TRUE(result.points == expected);
+}
+
 TYPED_TEST(BinaryStl, ALyingCountIsFilledWithZeros)
 {
     const auto result = this->Read(Header() + LittleEndianBytes(std::uint32_t{100'000}) +

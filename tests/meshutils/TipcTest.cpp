@@ -124,6 +124,9 @@ TEST_F(Tipc, TagsOfAnyOtherNumberAreLeftOut)
     model.vertexTags = {1, 2, 3, 4, 5}; // five tags, four vertices
     EXPECT_EQ(Write(model).substr(0, 10), Header(4, 2, 0, 1));
     EXPECT_EQ(Write(model).size(), 10U + 96 + 24 + 16);
+    model.triangleTags = {1, 2, 3}; // three tags, two triangles
+    EXPECT_EQ(Write(model).substr(0, 10), Header(4, 2, 0, 0));
+    EXPECT_EQ(Write(model).size(), 10U + 96 + 24);
     model.triangleTags.clear();
     EXPECT_EQ(Write(model).substr(0, 10), Header(4, 2, 0, 0));
     model.vertexTags.resize(4);
