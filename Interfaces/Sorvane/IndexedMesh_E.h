@@ -177,8 +177,8 @@ void Append(IndexedPointsBase<D, T>& mesh, const IndexedPointsBase<D, T>& other)
 
 namespace Velk::Math::Transform {
 
-/// Every corner mapped: a new soup, or in place. In parallel above 512 triangles, bit for bit the same
-/// as one after another.
+/// Every corner mapped: a new soup, or in place. In parallel from 512 triangles on, bit for bit the
+/// same as one after another.
 template <int D, class T>
 Sorvane::Mesh::TriangleSoup<D, T> operator*(const TransformBase<D>& transform,
                                             const Sorvane::Mesh::TriangleSoup<D, T>& soup);
@@ -218,10 +218,10 @@ RevolvedPolylineAroundAxis(const VecBase<3, T>& axisPoint, const VecBase<3, T>& 
 ///
 /// A height h in (q.y - tolerance / 2, q.y] of a node q snaps to that node. Any other height within the
 /// polyline makes a new node at y = h, also one just above a node, and also one exactly on a node when
-/// `tolerance` is 0 (the node stays as a twin behind the new one; only the first node of the polyline
-/// takes such a height itself). x is interpolated between the neighbours; in space a new node has
-/// z = 0, whatever the neighbours' z. Of the nodes of a plateau only the first is listed. Heights below
-/// the first node or above the last do nothing.
+/// `tolerance` is 0 (the node stays as a twin behind it; only the first node, and one within the length
+/// floor of the node before, takes such a height itself). x is interpolated between the neighbours, or
+/// the upper one's on a rise within that floor; in space z = 0 whatever the neighbours'. Of a plateau's
+/// nodes only the first is listed. Heights below the first node or above the last do nothing.
 ///
 /// A polyline that descends anywhere, an empty one, and one without heights come back unchanged with no
 /// numbers. With a NaN tolerance every height snaps to the next node. O(nodes + heights).

@@ -234,6 +234,24 @@ TYPED_TEST(IndexedMeshOf, FilterForUniquenessIsTheWayThroughASoup)
     }
 }
 
+TYPED_TEST(IndexedMeshOf, FilterForUniquenessOfALargeMeshIsTheWayThroughASoup)
+{
+    SORVANE_FORM;
+    Test::Random random(31);
+    Indexed mesh;
+    for (int i = 0; i < 20'000; ++i) {
+        mesh.points.push_back(P(random.Below(400) * 0.25, random.Below(40) * 0.25));
+    }
+    for (int i = 0; i < 3 * 20'000; ++i) {
+        mesh.indices.push_back(random.Below(19'000));
+    }
+    for (const T tolerance : {T{0}, T(0.25)}) {
+        Indexed welded = mesh;
+        FilterForUniqueness(welded, tolerance);
+        EXPECT_TRUE(welded == WeldedBySoup(mesh, tolerance)) << "tolerance " << tolerance;
+    }
+}
+
 TYPED_TEST(IndexedMeshOf, PointsThatMatchNothingStayApartAsInASoup)
 {
     SORVANE_FORM;

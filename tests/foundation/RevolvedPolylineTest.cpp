@@ -148,6 +148,26 @@ TYPED_TEST(RevolvedPolylineOf, RangeLastIsClippedAndBackwardRangeAddsNothing)
     EXPECT_TRUE(nothing.triangles.empty());
 }
 
+TYPED_TEST(RevolvedPolylineOf, ARangeIsSweptRingByRingAndStepByStepWithinARing)
+{
+    SORVANE_FORM;
+    const std::vector<V> profile{V{1, 0, 0}, V{1, 0, 1}, V{1, 0, 2}};
+    const auto surface = TypeParam::Revolve(profile, {{0, 2}}, TypeParam::ToleranceFor(2.5));
+    // Three rings of three points, numbered from 0, 3 and 6.
+    EXPECT_EQ(TypeParam::Triples(surface), (Triples{{6, 0, 1},
+                                                    {6, 1, 7},
+                                                    {7, 1, 2},
+                                                    {7, 2, 8},
+                                                    {0, 3, 4},
+                                                    {0, 4, 1},
+                                                    {1, 4, 5},
+                                                    {1, 5, 2},
+                                                    {3, 6, 7},
+                                                    {3, 7, 4},
+                                                    {4, 7, 8},
+                                                    {4, 8, 5}}));
+}
+
 TYPED_TEST(RevolvedPolylineOf, NegativeFirstIsTrusted)
 {
     SORVANE_FORM;

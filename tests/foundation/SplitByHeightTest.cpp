@@ -197,6 +197,49 @@ TYPED_TEST(SplitByHeightOf, HorizontalStepPutsTheNewNodeAtItsEnd)
     EXPECT_EQ(numbers, (Numbers{1}));
 }
 
+TYPED_TEST(SplitByHeightOf, TheLengthFloorItselfIsStillHorizontal)
+{
+    SORVANE_FORM;
+    const T floor = kLengthFloor<T>;
+    const auto placeOfNewNode = [&](T rise) {
+        const Nodes line{In(0, 0), In(6, rise)};
+        const auto [nodes, numbers] = SplitByHeight(line, Heights{rise / 2}, T{0});
+        EXPECT_EQ(nodes.size(), 3U);
+        EXPECT_EQ(numbers, (Numbers{1}));
+        return nodes[1][0];
+    };
+    EXPECT_EQ(placeOfNewNode(floor), T{6});
+    EXPECT_NEAR(placeOfNewNode(std::nextafter(floor, T{1})), 3.0, 1e-5); // halfway up, halfway on
+}
+
+TYPED_TEST(SplitByHeightOf, TheRiseCountsFromTheNodePutInLast)
+{
+    SORVANE_FORM;
+    // From the node that the first height makes, what is left of the edge is within the floor.
+    const T floor = kLengthFloor<T>;
+    const T low = T(3.5) * floor;
+    const T high = T(3.75) * floor;
+    const Nodes line{In(0, 0), In(6, 4 * floor)};
+    const auto [nodes, numbers] = SplitByHeight(line, Heights{low, high}, T{0});
+    ASSERT_EQ(nodes.size(), 4U);
+    EXPECT_NEAR(nodes[1][0], 6 * 3.5 / 4, 1e-5);
+    EXPECT_EQ(nodes[2], New(6, high));
+    EXPECT_EQ(numbers, (Numbers{1, 2}));
+}
+
+TYPED_TEST(SplitByHeightOf, NodeWithinTheLengthFloorOfTheLastTakesTheHeightItself)
+{
+    SORVANE_FORM;
+    const T floor = kLengthFloor<T>;
+    const Nodes close{In(0, 0), In(floor / 2, floor), In(1, 1)};
+    const auto [nodes, numbers] = SplitByHeight(close, Heights{floor / 2}, T{0});
+    EXPECT_EQ(nodes, close);
+    EXPECT_EQ(numbers, (Numbers{1}));
+    // As far apart in any one component they are two nodes, with room for a third between them.
+    const Nodes apart{In(0, 0), In(2 * floor, floor), In(1, 1)};
+    EXPECT_EQ(SplitByHeight(apart, Heights{floor / 2}, T{0}).first.size(), 4U);
+}
+
 TYPED_TEST(SplitByHeightOf, SingleNode)
 {
     SORVANE_FORM;

@@ -284,6 +284,23 @@ TYPED_TEST(AsciiStl, LinesLongerThanAnyBlock)
     EXPECT_EQ(result.points, FacetPoints<TypeParam>());
 }
 
+TYPED_TEST(AsciiStl, OutputsKeepTheirRoom)
+{
+    ::Test::WriteBytes(this->folder_ / "in.stl", "solid\n" + kFacet + "endsolid\n");
+    std::vector<VecBase<3, TypeParam>> points(100);
+    std::vector<int> indices(100);
+    const auto* const pointsAt = points.data();
+    const int* const indicesAt = indices.data();
+    for (const std::string name : {"missing.stl", "in.stl"}) {
+        ReadFromASCIISTL(points, indices, this->folder_ / name);
+        EXPECT_EQ(points.data(), pointsAt) << name;
+        EXPECT_EQ(points.capacity(), 100U) << name;
+        EXPECT_EQ(indices.data(), indicesAt) << name;
+        EXPECT_EQ(indices.capacity(), 100U) << name;
+    }
+    EXPECT_EQ(points.size(), 3U);
+}
+
 TYPED_TEST(AsciiStl, WhatCannotBeOpenedFailsWithEmptyOutputs)
 {
     for (const std::string name : {"", "missing.stl", "no_folder/x.stl"}) {

@@ -212,6 +212,20 @@ TYPED_TEST(BinaryStl, EveryTruncationKeepsTheBytesThatArrived)
     }
 }
 
+TYPED_TEST(BinaryStl, ARecordThatBreaksOffTakesNothingFromTheBlockBefore)
+{
+    // 6,000 records of 50 bytes are more than one block; the last but one ends after its normal.
+    constexpr std::size_t kRecords = 6'000;
+    const auto result =
+        this->Read(Header() + LittleEndianBytes(static_cast<std::uint32_t>(kRecords)) +
+                   std::string(50 * (kRecords - 2) + 12, '\x3f'));
+    EXPECT_TRUE(result.success);
+    const float whole = std::bit_cast<float>(std::uint32_t{0x3f3f3f3f});
+    std::vector<VecBase<3, TypeParam>> expected(3 * (kRecords - 2), {whole, whole, whole});
+    expected.resize(3 * kRecords);
+    EXPECT_TRUE(result.points == expected);
+}
+
 TYPED_TEST(BinaryStl, ALyingCountIsFilledWithZeros)
 {
     const auto result = this->Read(Header() + LittleEndianBytes(std::uint32_t{100'000}) +
@@ -221,6 +235,24 @@ TYPED_TEST(BinaryStl, ALyingCountIsFilledWithZeros)
     std::vector<VecBase<3, TypeParam>> expected(300'000);
     expected[0] = {1, 2, 3};
     EXPECT_EQ(Bits(result.points), Bits(expected));
+}
+
+TYPED_TEST(BinaryStl, OutputsKeepTheirRoom)
+{
+    ::Test::WriteBytes(this->folder_ / "in.stl",
+                       Header() + LittleEndianBytes(std::uint32_t{1}) + std::string(50, '\0'));
+    std::vector<VecBase<3, TypeParam>> points(100);
+    std::vector<int> indices(100);
+    const auto* const pointsAt = points.data();
+    const int* const indicesAt = indices.data();
+    for (const std::string name : {"missing.stl", "in.stl"}) {
+        ReadFromBinarySTL(points, indices, this->folder_ / name);
+        EXPECT_EQ(points.data(), pointsAt) << name;
+        EXPECT_EQ(points.capacity(), 100U) << name;
+        EXPECT_EQ(indices.data(), indicesAt) << name;
+        EXPECT_EQ(indices.capacity(), 100U) << name;
+    }
+    EXPECT_EQ(points.size(), 3U);
 }
 
 TYPED_TEST(BinaryStl, WhatCannotBeOpenedFailsWithEmptyOutputs)

@@ -109,12 +109,24 @@ TEST_F(Tipc, TheShortFormHasNoTags)
     EXPECT_EQ(bytes.substr(10), Write(model).substr(10, 96 + 24));
 }
 
+TEST_F(Tipc, TheShortFormOfAnEmptyMeshFlagsItsEmptyTags)
+{
+    // No tags are as many as no points or no triangles.
+    ASSERT_TRUE(WriteToTIPC({}, {}, (folder_ / "x").string()));
+    EXPECT_EQ(::Test::ReadBytes(folder_ / "x"), Header(0, 0, 1, 1));
+    ASSERT_TRUE(WriteToTIPC({{1, 2, 3}}, {}, (folder_ / "x").string()));
+    EXPECT_EQ(::Test::ReadBytes(folder_ / "x").substr(0, 10), Header(1, 0, 0, 1));
+}
+
 TEST_F(Tipc, TagsOfAnyOtherNumberAreLeftOut)
 {
     Model model = Quad();
     model.vertexTags = {1, 2, 3, 4, 5}; // five tags, four vertices
     EXPECT_EQ(Write(model).substr(0, 10), Header(4, 2, 0, 1));
     EXPECT_EQ(Write(model).size(), 10U + 96 + 24 + 16);
+    model.triangleTags = {1, 2, 3}; // three tags, two triangles
+    EXPECT_EQ(Write(model).substr(0, 10), Header(4, 2, 0, 0));
+    EXPECT_EQ(Write(model).size(), 10U + 96 + 24);
     model.triangleTags.clear();
     EXPECT_EQ(Write(model).substr(0, 10), Header(4, 2, 0, 0));
     model.vertexTags.resize(4);
@@ -255,6 +267,41 @@ TEST_F(Tipc, EveryTruncationIsFilledWithZeros)
         ASSERT_EQ(model.triangleTags.size(), 2U);
         // Written again, the model gives the padded bytes.
         EXPECT_EQ(Write(model), padded) << size;
+    }
+}
+
+TEST_F(Tipc, OutputsKeepTheirRoom)
+{
+    Write(Quad());
+    Model model{std::vector<Vec3d>(100), std::vector<int>(100), Tags(100), Tags(100)};
+    const Vec3d* const pointsAt = model.points.data();
+    const int* const indicesAt = model.indices.data();
+    const auto* const vertexTagsAt = model.vertexTags.data();
+    const auto* const triangleTagsAt = model.triangleTags.data();
+    for (const std::string name : {"missing", "out.tipc"}) {
+        ReadFromTIPC(model.points, model.indices, model.vertexTags, model.triangleTags,
+                     (folder_ / name).string());
+        EXPECT_EQ(model.points.data(), pointsAt) << name;
+        EXPECT_EQ(model.indices.data(), indicesAt) << name;
+        EXPECT_EQ(model.vertexTags.data(), vertexTagsAt) << name;
+        EXPECT_EQ(model.triangleTags.data(), triangleTagsAt) << name;
+        EXPECT_EQ(model.points.capacity(), 100U) << name;
+        EXPECT_EQ(model.indices.capacity(), 100U) << name;
+        EXPECT_EQ(model.vertexTags.capacity(), 100U) << name;
+        EXPECT_EQ(model.triangleTags.capacity(), 100U) << name;
+    }
+    EXPECT_EQ(model.points, Quad().points);
+}
+
+TEST_F(Tipc, TheShortReaderFailsWithEmptyOutputs)
+{
+    ::Test::WriteBytes(folder_ / "lying", Header(0, 1, 0, 0));
+    for (const std::string name : {"missing", "lying"}) {
+        std::vector<Vec3d> points{{9, 9, 9}};
+        std::vector<int> indices{9};
+        EXPECT_FALSE(ReadFromTIPC(points, indices, (folder_ / name).string())) << name;
+        EXPECT_TRUE(points.empty()) << name;
+        EXPECT_TRUE(indices.empty()) << name;
     }
 }
 
