@@ -2,6 +2,8 @@
 // family headers that they use.
 #pragma once
 
+#include <Sorvane/Decorations_E.h>
+#include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
