@@ -87,7 +87,8 @@ std::vector<T> NormalizedRingAngles(const VecBase<3, T>& centre,
 ///
 /// With `isSigned` positive for a convex edge, negative for a concave one, and 0 where the neighbour's
 /// centroid lies within 1e-12 (in `float` 1e-8) of the triangle's plane, be it ahead or folded back. A
-/// degenerate triangle has no normal, and its edges have the angle 0. Parallel; O(n).
+/// degenerate triangle has no normal, and its edges have the angle 0; so have all edges with a neighbour
+/// of a mesh that `IsEmpty`, by an incomplete last triple for one. Parallel; O(n).
 template <class T>
 std::vector<T> CreaseAngles(const IndexedPointsBase<3, T>& mesh, bool isSigned);
 
@@ -100,8 +101,8 @@ std::vector<T> CreaseAngles(const IndexedPointsBase<3, T>& mesh, bool isSigned);
 /// neighbours. False, with the mesh as it was, when all agree, and without points, without indices, or
 /// when the indices don't come in threes. Only the component of triangle 0 is walked, but the majority is
 /// taken over all triangles: those of other components count as right, and are turned with the rest
-/// where more than half of all triangles are marked. On a mesh that can't be oriented the walk's order
-/// decides. O(n).
+/// where more than half of all triangles are marked. A side from a node to itself tells nothing and isn't
+/// walked across. On a mesh that can't be oriented the walk's order decides. O(n).
 template <int D, class T> bool MatchNormals(IndexedPointsBase<D, T>& mesh);
 
 // --- level lines ----------------------------------------------------------------------------------

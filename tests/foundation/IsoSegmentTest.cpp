@@ -116,6 +116,38 @@ TYPED_TEST(IsoSegmentOf, NanIsNoLevel)
     EXPECT_FALSE(Iso<V>(nan, 2, 3, 2.5, segment)); // the side 1-2 alone is crossed
 }
 
+TYPED_TEST(IsoSegmentOf, EndsAreWeighedMeansFromTheSmallerValueToTheGreater)
+{
+    using V = TypeParam;
+    using T = typename V::value_type;
+    Test::Random random(15);
+    const auto mean = [](const V& low, const V& high, T s, T t, T level) {
+        const T weight = (level - s) / (t - s);
+        return low * (1 - weight) + high * weight;
+    };
+    for (int trial = 0; trial < 200; ++trial) {
+        std::array<V, 3> p;
+        for (V& point : p) {
+            point = random.Vector<V::size(), T>(-2, 2);
+        }
+        // Smallest, middle and greatest value at p0, p2 and p1: A, B, C = p1, p2, p0.
+        const T least = static_cast<T>(random.Between(-3, -2));
+        const T middle = static_cast<T>(random.Between(-1, 1));
+        const T greatest = static_cast<T>(random.Between(2, 3));
+        const T low = static_cast<T>(random.Between(-1.9, -1.1));
+        const T high = static_cast<T>(random.Between(1.1, 1.9));
+        Segment<V> segment;
+        ASSERT_TRUE(
+            IsoSegmentFromTriangle(p[0], p[1], p[2], least, greatest, middle, low, segment));
+        EXPECT_EQ(segment, (Segment<V>{mean(p[0], p[2], least, middle, low),
+                                       mean(p[0], p[1], least, greatest, low)}));
+        ASSERT_TRUE(
+            IsoSegmentFromTriangle(p[0], p[1], p[2], least, greatest, middle, high, segment));
+        EXPECT_EQ(segment, (Segment<V>{mean(p[2], p[1], middle, greatest, high),
+                                       mean(p[0], p[1], least, greatest, high)}));
+    }
+}
+
 TYPED_TEST(IsoSegmentOf, EndsLieOnTheLevelAndNeighborsAgreeBitForBit)
 {
     using V = TypeParam;

@@ -42,6 +42,22 @@ TYPED_TEST(QueryAnglesOf, RingAnglesOfASquareRing)
               (std::vector<T>(closed.begin(), closed.end() - 1)));
 }
 
+TYPED_TEST(QueryAnglesOf, RingAnglesStandInRingOrderAndAnOpenRingLacksTheLast)
+{
+    using T = TypeParam;
+    using V = VecBase<3, T>;
+    // Directions of 0, 45, 180 and 270 degrees: each step differs from those beside it.
+    const std::vector<V> ring{V{2, 0, 0}, V{1, 1, 0}, V{-3, 0, 0}, V{0, -1, 0}};
+    const std::vector<double> quarters{1, 3, 2, 2};
+    for (const bool closed : {true, false}) {
+        const auto angles = Mesh::RingAngles(V{}, ring, closed);
+        ASSERT_EQ(angles.size(), closed ? 4U : 3U);
+        for (std::size_t i = 0; i < angles.size(); ++i) {
+            EXPECT_NEAR(angles[i], quarters[i] * kPi<double> / 4, kClose<T>) << i;
+        }
+    }
+}
+
 TYPED_TEST(QueryAnglesOf, RingAnglesOfShortRings)
 {
     using T = TypeParam;
@@ -199,6 +215,17 @@ TYPED_TEST(QueryAnglesOf, MeshOfTwoPointsHasNoNormals)
     ASSERT_EQ(angles.size(), 6U);
     EXPECT_EQ(angles[0], T{0});
     EXPECT_EQ(angles[1], kTwoPi<T>); // the side 1-1, which no other triangle has
+}
+
+TYPED_TEST(QueryAnglesOf, MeshWithAnIncompleteTripleHasNoNormals)
+{
+    using T = TypeParam;
+    auto mesh = Roof<T>(1);
+    mesh.indices.push_back(0);
+    for (const bool isSigned : {false, true}) {
+        EXPECT_EQ(Mesh::CreaseAngles(mesh, isSigned),
+                  (std::vector<T>{T{0}, kTwoPi<T>, kTwoPi<T>, T{0}, kTwoPi<T>, kTwoPi<T>}));
+    }
 }
 
 TYPED_TEST(QueryAnglesOf, EmptyMeshHasNoCreases)

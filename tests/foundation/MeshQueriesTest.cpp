@@ -385,6 +385,9 @@ TYPED_TEST(MeshQueriesOf, IncompleteTripleIsLeftOut)
     EXPECT_EQ(Mesh::NeighborFacets(mesh), neighbors);
     EXPECT_EQ(Mesh::BoundaryEdges(mesh), boundary);
     EXPECT_EQ(Mesh::NodeRings(mesh)[0], (std::set<int>{1, 2}));
+    // Only the facets of nodes run over all indices.
+    EXPECT_EQ(Mesh::NodeFacets(mesh),
+              (std::vector<std::vector<int>>{{0, 2}, {0, 1, 2}, {0, 1}, {1}}));
     mesh.indices = {0, 1};
     EXPECT_TRUE(Mesh::NeighborFacets(mesh).empty());
     EXPECT_TRUE(Mesh::BoundaryEdges(mesh).empty());

@@ -118,6 +118,19 @@ TYPED_TEST(TriangleFrameOf, DegenerateTriangleHasASingularFrame)
     EXPECT_EQ(Mesh::MapPointsToTriangleSpace(point, {V{4, 7, 9}})[0], (VecBase<2, T>{}));
 }
 
+TYPED_TEST(TriangleFrameOf, AreaUpToTheFloorMakesASingularFrame)
+{
+    using T = TypeParam;
+    using V = VecBase<3, T>;
+    // Base 1, so the area is half the height; one length up along +Z is lost with the normal.
+    const auto up = [](T height) {
+        const Triangle<3, T> triangle{V{}, V{1, 0, 0}, V{T{0}, height, T{0}}};
+        return Mesh::TriangleSpace(triangle) * V{0, 0, 1};
+    };
+    EXPECT_EQ(up(2 * kLengthFloor<T>), V{});
+    EXPECT_LT(Length(up(T(2.5) * kLengthFloor<T>) - V{0, 0, 1}), kClose<T>);
+}
+
 // --- barycentric --------------------------------------------------------------------------------
 
 TYPED_TEST(TriangleFrameOf, WeightsAreThoseOfTheFirstTwoCorners)
@@ -170,6 +183,23 @@ TYPED_TEST(TriangleFrameOf, DegenerateTriangleReportsEachPointAndGivesZero)
     EXPECT_EQ(Test::LastAssertion(),
               "Triangle_Impl:330 Velk::Math::Sorvane::Mesh::MapPointsToTriangleBarycentric::"
               "<lambda_1>::operator ()");
+}
+
+TYPED_TEST(TriangleFrameOf, BarycentricDegeneracyIsRelativeToTheLongestEdge)
+{
+    using T = TypeParam;
+    using V = VecBase<3, T>;
+    // Height over base, whatever the size: half the tolerance fails, twice the tolerance does not.
+    const auto weight = [](T base, T slimness) {
+        const V apex{base / 2, base * slimness, T{0}};
+        const Triangle<3, T> triangle{V{}, V{base, T{0}, T{0}}, apex};
+        return Mesh::MapPointsToTriangleBarycentric(triangle, {V{}})[0];
+    };
+    Test::ExpectAssertions(3);
+    for (const T base : {T(1.0 / 1024), T{1}, T{1024}}) {
+        EXPECT_EQ(weight(base, 2 * kLengthFloor<T>), (VecBase<2, T>{1, 0}));
+        EXPECT_EQ(weight(base, kLengthFloor<T> / 2), (VecBase<2, T>{}));
+    }
 }
 
 } // namespace

@@ -283,6 +283,37 @@ TYPED_TEST(TriangleMeasuresOf, OppositeEdgeLengthInvertsTheAngle)
     }
 }
 
+// Float measures are float throughout: widening would change which edges are flipped. The twins
+// below are the formulas for lengths in descending order, step by step in T.
+TYPED_TEST(TriangleMeasuresOf, EveryStepIsTakenInTheTypeOfTheLengths)
+{
+    using T = TypeParam;
+    Test::Random random(17);
+    for (int i = 0; i < 500; ++i) {
+        const T a = static_cast<T>(random.Between(3, 4));
+        const T b = static_cast<T>(random.Between(2, 3));
+        const T c = static_cast<T>(random.Between(1.5, 2)); // within reach except for a > b + c
+        const T difference = a - b;
+        const T sum = a + (b + c);
+        const T left = c - difference;
+        const T right = c + difference;
+        const T rest = a + (b - c);
+        const T product = sum * left * right * rest;
+        const T root = std::sqrt(product);
+        EXPECT_EQ(Mesh::IntrinsicArea(b, c, a), product > 0 ? root / 4 : T{0});
+        if (!(left > 0)) {
+            continue;
+        }
+        const T perimeter = a + b + c;
+        const T reach = (a - c) + b;
+        const T denominator = perimeter * reach;
+        const T spread = difference + c;
+        const T half = std::atan(std::sqrt(left / denominator * spread));
+        EXPECT_EQ(Mesh::OppositeEdgeAngle(a, c, b), 2 * half);
+        EXPECT_EQ(Mesh::OppositeEdgeAngle(b, c, a), 2 * half);
+    }
+}
+
 // --- flip criterion -----------------------------------------------------------------------------
 
 TYPED_TEST(TriangleMeasuresOf, LocallyDelaunayEdgeOfKites)

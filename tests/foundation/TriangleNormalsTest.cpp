@@ -227,6 +227,20 @@ TYPED_TEST(TriangleNormalsOf, VertexSumsRunInTriangleOrder)
     EXPECT_TRUE(SameBits(Mesh::AreaWeightedVertexNormals(mesh), sums));
 }
 
+TYPED_TEST(TriangleNormalsOf, VertexNormalThresholdIsOnTheSumOfAreas)
+{
+    using T = TypeParam;
+    using V = VecBase<3, T>;
+    const T floor = kLengthFloor<T>;
+    // One triangle twice: each of its points sums twice the area, which is once the leg.
+    const auto normals = [](T leg) {
+        return Mesh::AreaWeightedVertexNormals(
+            IndexedPointsBase<3, T>{{V{}, V{leg, T{0}, T{0}}, V{0, 1, 0}}, {0, 1, 2, 0, 1, 2}});
+    };
+    EXPECT_EQ(normals(floor), (std::vector<V>(3)));
+    EXPECT_NEAR(normals(T(1.25) * floor)[0][2], 1, 1e-6);
+}
+
 TEST(VertexNormals, OfASpherePointOutwards)
 {
     // An octahedron: by symmetry the normal of each corner is the corner itself.
