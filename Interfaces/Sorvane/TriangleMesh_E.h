@@ -120,8 +120,9 @@ public:
     /// Pulls the destination of a half-edge into its origin, which stays where it is: two
     /// triangles, three edges and the destination go.
     ///
-    /// Refused unless the rings of both nodes have exactly two nodes in common, and on a
-    /// tetrahedron, whose triangles would fold onto each other. Not `relaxed`: both nodes, and all
+    /// Refused unless the rings of both nodes have exactly two nodes in common, where a second edge
+    /// joins the two nodes (it would become a loop), and on a tetrahedron, whose triangles would
+    /// fold onto each other. Not `relaxed`: both nodes, and all
     /// edges of the two triangles, must be off the boundary; `relaxed`: only the node that goes and
     /// its edges must. Not `force`: refused when either node, an edge of the two triangles, one of
     /// the two faces, or any half-edge that leaves the node that goes is locked. Of the edges that
@@ -627,6 +628,10 @@ bool TriangleMesh<Node, Edge, Face>::KeepsTopology(const EdgeStar& star, const F
     }
     // A node of two separate fans shows one of them only, perhaps not the one of this edge.
     if (!aroundA.outgoing.Contains(star.e) || !aroundB.outgoing.Contains(star.twin)) {
+        return false;
+    }
+    // A flip may have made a second edge a-b, which would begin and end at a.
+    if (std::count(aroundB.ring.begin(), aroundB.ring.end(), star.a) != 1) {
         return false;
     }
     // A tetrahedron satisfies the condition and would leave two triangles back to back.

@@ -8,7 +8,10 @@
 #include "tests/support/MeshGenerators.h"
 #include "tests/support/TestSupport.h"
 
+#include <deque>
 #include <limits>
+#include <string>
+#include <utility>
 
 namespace {
 
@@ -137,6 +140,10 @@ TEST(TriangleMesh, DiamondOfAnEdge)
     mesh.EdgeRecord(inner ^ 1)->next = -2;
     mesh.EdgeRecord(inner ^ 1)->prev = -2;
     EXPECT_EQ(mesh.EdgeDiamond(inner ^ 1), (List{1, -3, -3, 3}));
+
+    // The half-edge before the twin must lie in the twin's own face.
+    mesh.EdgeRecord(mesh.EdgeRecord(diagonal ^ 1)->prev)->face ^= 1;
+    EXPECT_EQ(mesh.EdgeDiamond(diagonal), (List{0, 3, 2, -3}));
 }
 
 // --- flip ---------------------------------------------------------------------------------------
@@ -208,6 +215,14 @@ TEST(TriangleMesh, FlipDoesNotAskForAnExistingEdge)
     EXPECT_EQ(mesh.FindEdge(d, c), e); // the new one hides the old one
     EXPECT_EQ(mesh.EdgeNodes(existing), (List{c, d}));
     EXPECT_EQ(mesh.FindEdge(a, b), -2);
+
+    // Neither of the two edges between c and d can be collapsed: the other would become a loop.
+    const List before = Fingerprint(mesh);
+    for (const int doubled : {e, e ^ 1, existing, existing ^ 1}) {
+        EXPECT_FALSE(mesh.CollapseEdge(doubled, true, true));
+        EXPECT_FALSE(mesh.CollapseEdge(doubled, true, false));
+    }
+    EXPECT_EQ(Fingerprint(mesh), before);
 }
 
 TEST(TriangleMesh, NoEditOfTwoTrianglesBackToBack)
@@ -398,6 +413,9 @@ TEST(TriangleMesh, CollapseKeepsTheOriginInPlace)
     const int e = mesh.FindEdge(0, 2); // 0 stays, 2 goes; apexes 4 and 5
     const int survivorC = mesh.FindEdge(2, 4);
     const int survivorD = mesh.FindEdge(5, 2);
+    const int ca = mesh.FindEdge(4, 0);
+    const int ad = mesh.FindEdge(0, 5);
+    const List faces = mesh.EdgeFaces(e);
     const Vec3d place = mesh.GetVertex(0);
     EXPECT_TRUE(mesh.CollapseEdge(e, false, false));
     EXPECT_EQ(CheckTopology(mesh), "");
@@ -412,10 +430,10 @@ TEST(TriangleMesh, CollapseKeepsTheOriginInPlace)
     EXPECT_GE(mesh.FindEdge(0, 1), 0); // 2-1 moved over
 
     // Free lists: the node; the edge, c-a, a-d; the left face, the right one.
-    EXPECT_EQ(mesh.FreeNodes().front(), 2);
-    EXPECT_EQ(mesh.FreeEdges().size(), 3U);
-    EXPECT_EQ(mesh.FreeEdges().front().first, e & ~1);
-    EXPECT_EQ(mesh.FreeFaces().size(), 2U);
+    EXPECT_EQ(mesh.FreeNodes(), (std::deque<int>{2}));
+    EXPECT_EQ(mesh.FreeEdges(), (std::deque<std::pair<int, int>>{
+                                    {e & ~1, e | 1}, {ca & ~1, ca | 1}, {ad & ~1, ad | 1}}));
+    EXPECT_EQ(mesh.FreeFaces(), (std::deque<int>{faces[0], faces[1]}));
 }
 
 TEST(TriangleMesh, CollapseOfATetrahedronFails)
@@ -534,6 +552,58 @@ TEST(TriangleMesh, AnyLockHoldsOffACollapseUnlessForced)
     EXPECT_TRUE(mesh.CollapseEdge(e, false, true));
 }
 
+// Everything is locked.
+class FrozenMesh : public Triangles {
+public:
+    bool IsNodeLocked(int) const override { return true; }
+    bool IsEdgeLocked(int) const override { return true; }
+    bool IsFaceLocked(int) const override { return true; }
+};
+
+// Collapses by force until none is left to do: each takes one node, three edges and two faces, no
+// boundary loop goes, and every live half-edge keeps its entry among the node pairs.
+TEST(TriangleMesh, ForcedCollapsesKeepOneNodePairPerHalfEdge)
+{
+    const std::vector<::Test::IndexedMesh> shapes = {
+        ::Test::Sphere(2),
+        ::Test::Torus(8, 7),
+        ::Test::Grid(7, 6),
+        ::Test::Without(::Test::Sphere(2), {0, 77}),
+        ::Test::Without(::Test::Grid(6, 5), {14, 29}), // two holes that touch
+        ::Test::Together(::Test::Octahedron(), ::Test::Strip(6)),
+        ::Test::Fan(70, true)}; // a ring that outgrows the short list
+    for (std::size_t k = 0; k < shapes.size(); ++k) {
+        for (const bool relaxed : {false, true}) {
+            SCOPED_TRACE(std::to_string(k) + (relaxed ? " relaxed" : ""));
+            FrozenMesh mesh = Loaded<FrozenMesh>(shapes[k]);
+            TopologyCounts counts = CountTopology(mesh);
+            const bool isClosed = counts.boundaryLoops == 0;
+            int done = 0;
+            for (bool any = true; any;) {
+                any = false;
+                for (int e = mesh.EdgeCount(); e-- > 0;) {
+                    const bool isFree = mesh.IsValidEdge(e);
+                    ASSERT_FALSE(mesh.CollapseEdge(e, false, relaxed));
+                    if (!isFree || !mesh.CollapseEdge(e, true, relaxed)) {
+                        continue;
+                    }
+                    counts = {counts.nodes - 1, counts.edges - 3, counts.faces - 2,
+                              counts.boundaryLoops};
+                    ASSERT_EQ(CheckTopology(mesh), "");
+                    ASSERT_EQ(CountTopology(mesh), counts);
+                    any = true;
+                    ++done;
+                }
+            }
+            // The hub of the fan has only rim nodes round it, the strip no inner node at all.
+            EXPECT_TRUE(done > 0 || (!relaxed && !isClosed));
+            if (k == 0) {
+                EXPECT_EQ(counts, (TopologyCounts{4, 6, 4, 0})); // a tetrahedron
+            }
+        }
+    }
+}
+
 TEST(TriangleMesh, SlotsOfACollapseServeTheNextSplit)
 {
     Triangles mesh = Loaded(::Test::Octahedron());
@@ -564,6 +634,20 @@ TEST(TriangleMesh, LinkedBoundaryRunsRound)
         nodes.push_back(mesh.EdgeRecord(e)->node);
     }
     EXPECT_EQ(nodes, (List{1, 0, 3, 4, 5, 2})); // clockwise, as seen from above
+}
+
+TEST(TriangleMesh, UnevenBoundaryIsNotLinked)
+{
+    // Half-edge 0-1 has lost its face: two half-edges without one leave node 0, one arrives.
+    Triangles mesh;
+    for (int n = 0; n < 3; ++n) {
+        mesh.AddNode({});
+    }
+    mesh.AddFace({0, 1, 2});
+    mesh.EdgeRecord(mesh.FindEdge(0, 1))->face = -1;
+    EXPECT_FALSE(mesh.LinkBoundaryEdges());
+    EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(1, 0))->next, -2);
+    EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(0, 2))->prev, -2);
 }
 
 TEST(TriangleMesh, ClosedMeshHasNothingToLink)
@@ -778,6 +862,31 @@ TYPED_TEST(ExportOf, DropsDeletedAndUnusedNodesAndMergesNearOnes)
                                                          {0, 1}, {1, 0}, {2, 0}, {1, 1}};
     EXPECT_EQ(corners, expected); // faces in order, corners from each face's half-edge on
     EXPECT_EQ(exported.indices[2], exported.indices[8]);
+}
+
+TYPED_TEST(ExportOf, MergesNodesWithinTheToleranceOnly)
+{
+    using Position = decltype(TypeParam::position);
+    using T = typename Position::value_type;
+    TriangleMesh<TypeParam, HEdge, HFace> mesh;
+    const std::vector<std::array<double, 2>> places = {{0, 0},      {4, 0}, {0, 4},
+                                                       {4.0625, 0}, {4, 4}, {0, 4.5}};
+    for (const auto& place : places) {
+        TypeParam node;
+        node.position.x() = static_cast<T>(place[0]);
+        node.position.y() = static_cast<T>(place[1]);
+        mesh.AddNode(node);
+    }
+    mesh.AddFace({0, 1, 2});
+    mesh.AddFace({3, 4, 5}); // 3 lies a sixteenth off 1, and 5 a half off 2
+    IndexedPointsBase<Position::size(), T> exported;
+    mesh.ExportIndexedPoints(exported, 0.25);
+    ASSERT_EQ(exported.indices.size(), 6U);
+    EXPECT_EQ(exported.points.size(), 5U);
+    EXPECT_EQ(exported.indices[1], exported.indices[3]);
+    EXPECT_NE(exported.indices[2], exported.indices[5]);
+    mesh.ExportIndexedPoints(exported, 1e-12);
+    EXPECT_EQ(exported.points.size(), 6U);
 }
 
 TEST(TriangleMesh, ExportOfADeletedCornerIsZero)
