@@ -74,7 +74,8 @@ public:
     virtual int AddFace(const std::vector<int>& nodes);
 
     /// Adds a face along half-edges that follow one another in a closed loop; its subscript, or -1
-    /// with nothing changed. The half-edges are taken over whatever face and links they had.
+    /// with nothing changed. The half-edges are taken over whatever face and links they had. A
+    /// corner whose own half-edge is deleted or leaves another node gets the one of this face.
     virtual int AddFaceFromEdges(const std::vector<int>& halfEdges);
 
     /// The nodes at the far ends of the node's edges.
@@ -490,7 +491,7 @@ bool HMesh<Node, Edge, Face>::IsBoundaryNode(int node) const
     // The walk runs to its end even after a find: the ring of a broken node counts as empty.
     bool found = false;
     const WalkEnd end =
-        VisitNodeEdges(node, [&](int e) { found = found || HMesh::IsBoundaryEdge(e, true); });
+        VisitNodeEdges(node, [&](int e) { found = found || IsBoundaryEdge(e, true); });
     return found && end != WalkEnd::Runaway;
 }
 

@@ -7,7 +7,11 @@
 #include "tests/support/MeshGenerators.h"
 #include "tests/support/TestSupport.h"
 
+#include <algorithm>
 #include <cstring>
+#include <functional>
+#include <type_traits>
+#include <vector>
 
 namespace {
 
@@ -68,6 +72,15 @@ TEST(Decorations, EachResetsToItsOwnState)
     EXPECT_EQ(qef.qef.massPoint, (Vec3d{0, 0, 0}));
     EXPECT_EQ(qef.qef.count, 0);
     EXPECT_EQ(qef.qef.rank, 0);
+}
+
+TEST(Decorations, FieldsOfTheQuadricStandInTheirOrder)
+{
+    const QuadricErrorFunction qef;
+    const std::vector<const void*> fields = {&qef.A,         &qef.b,     &qef.c,
+                                             &qef.massPoint, &qef.count, &qef.rank};
+    EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end(), std::less<>()));
+    static_assert(std::is_abstract_v<ITopologyDecoration>);
 }
 
 TEST(Decorations, OldIsTrueAfterReset)

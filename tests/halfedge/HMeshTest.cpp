@@ -6,7 +6,9 @@
 #include "tests/support/CheckTopology.h"
 #include "tests/support/TestSupport.h"
 
+#include <algorithm>
 #include <cstring>
+#include <functional>
 #include <limits>
 
 namespace {
@@ -94,6 +96,21 @@ TEST(HalfEdgeRecords, AreSmall)
     // A pointer to the operations, and the fields: what a million-triangle mesh is made of.
     static_assert(sizeof(HNode) == 16 && sizeof(HFace) == 16 && sizeof(HEdge) == 32);
     static_assert(sizeof(HVertex<3, double>) == 40);
+}
+
+TEST(HalfEdgeRecords, FieldsStandInTheirOrder)
+{
+    const HEdge edge;
+    EXPECT_EQ(&edge.twin, &edge.node + 1);
+    EXPECT_EQ(&edge.next, &edge.node + 2);
+    EXPECT_EQ(&edge.prev, &edge.node + 3);
+    EXPECT_EQ(&edge.face, &edge.node + 4);
+
+    const PolygonMesh mesh;
+    const std::vector<const void*> fields = {
+        &mesh.Nodes(),     &mesh.Edges(),     &mesh.Faces(),    &mesh.NodePairs(),
+        &mesh.FreeNodes(), &mesh.FreeEdges(), &mesh.FreeFaces()};
+    EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end(), std::less<>()));
 }
 
 #if defined(__x86_64__) && defined(__GXX_ABI_VERSION)
@@ -317,8 +334,49 @@ TEST(HMesh, RemovedPairsComeBackFirstInFirstOut)
     EXPECT_EQ(mesh.EdgeRecord(4)->next, -2);
     EXPECT_EQ(mesh.EdgeRecord(4)->prev, -2);
     EXPECT_EQ(mesh.EdgeRecord(4)->face, -1);
+    EXPECT_EQ(mesh.EdgeRecord(5)->next, -2);
+    EXPECT_EQ(mesh.EdgeRecord(5)->prev, -2);
+    EXPECT_EQ(mesh.EdgeRecord(5)->face, -1);
     EXPECT_EQ(mesh.FindOrAddEdge(1, 5), 0);
     EXPECT_EQ(mesh.FindOrAddEdge(1, 2), 8); // then new ones
+}
+
+TEST(HMesh, RemoveEdgeNeedsBothHalves)
+{
+    PolygonMesh mesh = ClosedFan();
+    mesh.EdgeRecord(3)->Invalidate();
+    const List before = Fingerprint(mesh);
+    mesh.RemoveEdge(2);
+    mesh.RemoveEdge(3);
+    EXPECT_EQ(Fingerprint(mesh), before);
+    EXPECT_TRUE(mesh.FreeEdges().empty());
+}
+
+TEST(HMesh, RemovalsTouchNothingButTheRecord)
+{
+    PolygonMesh mesh = ClosedFan();
+    List expected = Fingerprint(mesh);
+    // 5 nodes of one number each, then half-edges of five, then faces of one.
+    std::fill_n(expected.begin() + 5 + 5 * 2, 2 * 5, -4);
+    expected[0] = -4;
+    expected[5 + 5 * 16 + 1] = -4;
+    mesh.RemoveEdge(2);
+    mesh.RemoveNode(0);
+    mesh.RemoveFace(1);
+    EXPECT_EQ(Fingerprint(mesh), expected);
+}
+
+TEST(HMesh, RemovedFacesComeBackFirstInFirstOut)
+{
+    PolygonMesh mesh = ClosedFan();
+    mesh.RemoveFace(2);
+    mesh.RemoveFace(0);
+    mesh.RemoveFace(2); // already deleted
+    EXPECT_EQ(mesh.FreeFaces(), (std::deque<int>{2, 0}));
+    EXPECT_EQ(mesh.AddFace({2, 1, 4}), 2); // 2-1 and 1-4 run along the rim, 4-2 is new
+    EXPECT_EQ(mesh.AddFace({2, 4, 3}), 0);
+    EXPECT_TRUE(mesh.FreeFaces().empty());
+    EXPECT_EQ(mesh.FaceCount(), 4);
 }
 
 struct LabelledNode : HVertex<3, double> {
@@ -343,7 +401,9 @@ TEST(HMesh, AddNodeUsesFreeSlotsFirstAndKeepsTheirPayload)
     EXPECT_EQ(mesh.NodeRecord(2)->label, 12);
     EXPECT_EQ(mesh.GetVertex(2), (Vec3d{7, 8, 9}));
     EXPECT_EQ(mesh.NodeRecord(2)->edge, -2);
+    record.edge = 7;
     EXPECT_EQ(mesh.AddNode(record), 0);
+    EXPECT_EQ(mesh.NodeRecord(0)->edge, 7); // the half-edge is taken over with the position
     EXPECT_EQ(mesh.AddNode(record), 3);
     EXPECT_EQ(mesh.NodeRecord(3)->label, 99);
 }
@@ -471,6 +531,63 @@ TEST(HMesh, GuardAllowsOneAndAHalfTimesTheRecords)
     EXPECT_EQ(mesh.FaceNodes(0), (List{0, 1, 2, 1, 2}));
 }
 
+// Each list is held against the records of its own kind: five nodes, 16 half-edges and four faces
+// allow 7, 24 and 6 entries.
+TEST(HMesh, GuardsCountRecordsOfTheirOwnKind)
+{
+    const auto ringOf = [](int count) {
+        PolygonMesh mesh = ClosedFan();
+        for (int e = 0; e < count; ++e) { // about node 0: e, then the next number
+            const int following = (e + 1) % count;
+            mesh.EdgeRecord(e)->prev = following ^ 1;
+            mesh.EdgeRecord(e)->next = following;
+            mesh.EdgeRecord(e)->face = 0;
+        }
+        mesh.NodeRecord(0)->edge = 0;
+        return mesh;
+    };
+    EXPECT_EQ(ringOf(6).NodeFaces(0).size(), 6U);
+    EXPECT_TRUE(ringOf(7).NodeFaces(0).empty());
+    EXPECT_EQ(ringOf(7).NodeNodes(0).size(), 7U);
+    EXPECT_TRUE(ringOf(8).NodeNodes(0).empty());
+    EXPECT_EQ(ringOf(7).FaceNodes(0).size(), 7U);
+    EXPECT_TRUE(ringOf(8).FaceNodes(0).empty());
+    EXPECT_EQ(ringOf(16).NodeEdges(0).size(), 16U); // more than 1.5 times the pairs
+    EXPECT_EQ(ringOf(16).FaceEdges(0).size(), 16U);
+    EXPECT_EQ(ringOf(16).EdgeLoop(0).size(), 16U);
+    EXPECT_EQ(ringOf(16).Valence(0), 16);
+}
+
+TEST(HMesh, ABrokenRingHasNoBoundary)
+{
+    PolygonMesh mesh = ClosedFan();
+    EXPECT_TRUE(mesh.IsBoundaryNode(1));
+    // The walk meets the rim at once and then circles between two of the other spokes.
+    const int rim = mesh.FindEdge(1, 4);
+    const int spoke = mesh.FindEdge(1, 0);
+    const int inner = mesh.FindEdge(1, 2);
+    mesh.NodeRecord(1)->edge = rim;
+    mesh.EdgeRecord(rim)->prev = spoke ^ 1;
+    mesh.EdgeRecord(spoke)->prev = inner ^ 1;
+    mesh.EdgeRecord(inner)->prev = spoke ^ 1;
+    ASSERT_TRUE(mesh.NodeEdges(1).empty());
+    EXPECT_FALSE(mesh.IsBoundaryNode(1));
+}
+
+TEST(HMesh, ListsHaveRoomForTheUsualRing)
+{
+    const PolygonMesh mesh = ClosedFan();
+    for (const List& list : {mesh.NodeNodes(0), mesh.NodeEdges(0), mesh.NodeFaces(0)}) {
+        EXPECT_EQ(list.size(), 4U);
+    }
+    EXPECT_GE(mesh.NodeNodes(0).capacity(), 10U);
+    EXPECT_GE(mesh.NodeEdges(0).capacity(), 10U);
+    EXPECT_GE(mesh.NodeFaces(0).capacity(), 10U);
+    EXPECT_GE(mesh.FaceNodes(0).capacity(), 10U);
+    EXPECT_GE(mesh.FaceEdges(0).capacity(), 10U);
+    EXPECT_GE(mesh.EdgeLoop(0).capacity(), 10U);
+}
+
 TEST(HMesh, GuardOfNodeFacesCountsFaces)
 {
     PolygonMesh mesh = WithNodes(3);
@@ -531,7 +648,7 @@ TEST(HMesh, BoundaryQueries)
     EXPECT_TRUE(mesh.IsBoundaryFace(0, false));
     EXPECT_TRUE(mesh.IsBoundaryFace(0, true));
 
-    // A 4 x 4 fan of squares: the middle squares touch the rim with a corner at most.
+    // Three by three squares: the middle one does not touch the rim.
     PolygonMesh grid = WithNodes(16);
     for (int y = 0; y < 3; ++y) {
         for (int x = 0; x < 3; ++x) {
@@ -542,7 +659,35 @@ TEST(HMesh, BoundaryQueries)
     EXPECT_FALSE(grid.IsBoundaryFace(4, false)); // the middle one of nine
     EXPECT_FALSE(grid.IsBoundaryFace(4, true));
     EXPECT_TRUE(grid.IsBoundaryFace(1, false));
+    // Cut in triangles: one above the second square's diagonal touches the rim with node 1 only.
+    PolygonMesh cut = WithNodes(16);
+    for (const List& corners : {List{0, 1, 5}, {0, 5, 4}, {1, 2, 6}, {5, 6, 10}, {5, 10, 9}}) {
+        cut.AddFace(corners);
+    }
+    const int touching = cut.AddFace({1, 6, 5});
+    EXPECT_FALSE(cut.IsBoundaryFace(touching, false));
+    EXPECT_TRUE(cut.IsBoundaryFace(touching, true));
     EXPECT_FALSE(mesh.IsNodeLocked(0) || mesh.IsEdgeLocked(0) || mesh.IsFaceLocked(0));
+}
+
+// A mesh whose edges may be declared boundary, as an algorithm does that works on a region.
+class RegionMesh : public PolygonMesh {
+public:
+    int border = -2;
+    bool IsBoundaryEdge(int halfEdge, bool bothSides) const override
+    {
+        return halfEdge == border || PolygonMesh::IsBoundaryEdge(halfEdge, bothSides);
+    }
+};
+
+TEST(HMesh, NodesAndFacesAskTheMeshWhatIsBoundary)
+{
+    RegionMesh mesh;
+    mesh.PolygonMesh::Assign(ClosedFan());
+    EXPECT_FALSE(mesh.IsBoundaryNode(0));
+    mesh.border = mesh.FindEdge(0, 2);
+    EXPECT_TRUE(mesh.IsBoundaryNode(0));
+    EXPECT_TRUE(mesh.IsBoundaryFace(1, false));
 }
 
 // --- reversing, rotating ------------------------------------------------------------------------
@@ -659,7 +804,12 @@ TEST(HMesh, AssignCopiesAllAndMovesAll)
     PolygonMesh taker = WithNodes(3);
     taker.Assign(std::move(copy));
     EXPECT_EQ(Fingerprint(taker), before);
+    EXPECT_EQ(taker.FreeNodes(), source.FreeNodes());
     EXPECT_EQ(taker.FreeEdges(), source.FreeEdges());
+    EXPECT_EQ(taker.FreeFaces(), source.FreeFaces());
+    EXPECT_EQ(taker.FindEdge(0, 1), source.FindEdge(0, 1));
+    EXPECT_TRUE(copy.FreeNodes().empty() && copy.FreeEdges().empty() && // NOLINT
+                copy.FreeFaces().empty());
     EXPECT_EQ(copy.NodeCount() + copy.EdgeCount() + copy.FaceCount(),
               0); // NOLINT: what it promises
     EXPECT_EQ(copy.FindEdge(0, 1), -2);
@@ -674,14 +824,64 @@ TEST(HMesh, ClearAndReserve)
 {
     PolygonMesh mesh = ClosedFan();
     mesh.RemoveFace(0);
+    mesh.RemoveEdge(0);
+    mesh.RemoveNode(0);
     mesh.Clear();
     EXPECT_EQ(mesh.NodeCount() + mesh.EdgeCount() + mesh.FaceCount(), 0);
-    EXPECT_TRUE(mesh.FreeFaces().empty());
+    EXPECT_TRUE(mesh.FreeNodes().empty() && mesh.FreeEdges().empty() && mesh.FreeFaces().empty());
     EXPECT_EQ(mesh.FindEdge(0, 1), -2);
     mesh.Reserve(100, 600, 200);
     EXPECT_GE(mesh.Nodes().capacity(), 100U);
     EXPECT_GE(mesh.Edges().capacity(), 600U);
     EXPECT_GE(mesh.Faces().capacity(), 200U);
+}
+
+// --- the checker ---------------------------------------------------------------------------------
+
+// Lets a test break what a mesh does not let its users break.
+struct BrokenMesh : PolygonMesh {
+    using PolygonMesh::freeEdges_;
+    using PolygonMesh::freeFaces_;
+    using PolygonMesh::freeNodes_;
+    using PolygonMesh::nodePairs_;
+};
+
+TEST(CheckTopology, FindsEachKindOfFault)
+{
+    using Break = void (*)(BrokenMesh&);
+    const std::vector<std::pair<const char*, Break>> faults = {
+        {"half a pair", [](BrokenMesh& m) { m.EdgeRecord(3)->Invalidate(); }},
+        {"twin", [](BrokenMesh& m) { m.EdgeRecord(2)->twin = 5; }},
+        {"origin", [](BrokenMesh& m) { m.EdgeRecord(2)->node = 99; }},
+        {"loop", [](BrokenMesh& m) { m.EdgeRecord(2)->node = m.EdgeRecord(3)->node; }},
+        {"dead face", [](BrokenMesh& m) { m.RemoveFace(0); }},
+        {"missing next", [](BrokenMesh& m) { m.EdgeRecord(2)->next = -2; }},
+        {"missing prev", [](BrokenMesh& m) { m.EdgeRecord(2)->prev = -2; }},
+        {"half a link", [](BrokenMesh& m) { m.EdgeRecord(3)->next = 9; }},
+        {"next of prev", [](BrokenMesh& m) { m.EdgeRecord(2)->next = 0; }},
+        {"face on the way", [](BrokenMesh& m) { m.EdgeRecord(2)->face = 1; }},
+        {"half-edge of a face", [](BrokenMesh& m) { m.FaceRecord(0)->edge = 3; }},
+        {"face left open", [](BrokenMesh& m) { m.EdgeRecord(2)->face = -1; }},
+        {"half-edge of a node", [](BrokenMesh& m) { m.NodeRecord(0)->edge = 2; }},
+        {"node without edges", [](BrokenMesh& m) { m.NodeRecord(5)->edge = 0; }},
+        {"pair forgotten", [](BrokenMesh& m) { m.nodePairs_.Erase(1, 2, m.FindEdge(1, 2)); }},
+        {"pair too many", [](BrokenMesh& m) { m.nodePairs_.Insert(1, 3, 40); }},
+        {"pairs turned", [](BrokenMesh& m) { m.nodePairs_.SwapDirections(); }},
+        {"live node free", [](BrokenMesh& m) { m.freeNodes_.push_back(5); }},
+        {"dead node not free", [](BrokenMesh& m) { m.NodeRecord(5)->Invalidate(); }},
+        {"live pair free", [](BrokenMesh& m) { m.freeEdges_.emplace_back(2, 3); }},
+        {"free pair turned", [](BrokenMesh& m) { m.freeEdges_.emplace_back(3, 2); }},
+        {"live face free", [](BrokenMesh& m) { m.freeFaces_.push_back(0); }},
+        {"free out of range", [](BrokenMesh& m) { m.freeFaces_.push_back(77); }},
+    };
+    for (const auto& [what, breakIt] : faults) {
+        BrokenMesh mesh;
+        mesh.PolygonMesh::Assign(ClosedFan());
+        mesh.AddNode({});
+        ASSERT_EQ(::Test::CheckTopology(mesh), "");
+        breakIt(mesh);
+        EXPECT_NE(::Test::CheckTopology(mesh), "") << what;
+    }
 }
 
 } // namespace
