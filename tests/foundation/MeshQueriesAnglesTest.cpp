@@ -290,6 +290,13 @@ TYPED_TEST(QueryAnglesOf, HeightsUpToTheFloorCountAsFlatWhenSigned)
     EXPECT_EQ(Mesh::CreaseAngles(Roof<T>(2.9 * floor), true)[0], T{0});
     EXPECT_GT(Mesh::CreaseAngles(Roof<T>(3.1 * floor), true)[0], T{0});
     EXPECT_LT(Mesh::CreaseAngles(Roof<T>(-3.1 * floor), true)[0], T{0});
+    // Exactly at the floor: a height of three floors over three is the floor itself.
+    for (const T sign : {T{1}, T{-1}}) {
+        auto roof = Roof<T>(0);
+        roof.points[3][2] = sign * 3 * kLengthFloor<T>;
+        EXPECT_GT(Mesh::CreaseAngles(roof, false)[0], T{0});
+        EXPECT_EQ(Mesh::CreaseAngles(roof, true)[0], T{0});
+    }
 }
 
 /// The definition, triangle by triangle, with the neighbours taken from the library.

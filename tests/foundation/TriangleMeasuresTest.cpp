@@ -200,6 +200,30 @@ TYPED_TEST(AspectRatioOf, SameForEveryOrderOfCorners)
     }
 }
 
+TYPED_TEST(AspectRatioOf, EveryStepIsTakenInTheTypeOfTheCorners)
+{
+    using V = TypeParam;
+    using T = typename V::value_type;
+    Test::Random random(18);
+    for (int i = 0; i < 500; ++i) {
+        std::array<V, 3> corner;
+        for (V& p : corner) {
+            p = random.Vector<V::size(), T>(-3, 3);
+        }
+        std::array<T, 3> length{Length(corner[1] - corner[0]), Length(corner[2] - corner[1]),
+                                Length(corner[0] - corner[2])};
+        std::sort(length.begin(), length.end());
+        const auto [c, b, a] = length;
+        const T first = (b - c) + a;
+        const T second = (a - b) + c;
+        const T third = c - (a - b);
+        const T product = first * second * third;
+        const T box = a * b * c;
+        EXPECT_EQ(Mesh::AspectRatio(corner[0], corner[1], corner[2]),
+                  product > 0 ? product / box : T{0});
+    }
+}
+
 // --- angles -------------------------------------------------------------------------------------
 
 TYPED_TEST(TriangleMeasuresOf, OppositeEdgeAngleClosedForms)
