@@ -462,6 +462,26 @@ TEST(TriangleMesh, CollapseNextToATetrahedralCornerFails)
     EXPECT_EQ(CountTopology(mesh), (TopologyCounts{6, 12, 8, 0}));
 }
 
+TEST(TriangleMesh, ThreeNeighborsAloneMakeNoTetrahedron)
+{
+    // The middle of a split triangle keeps its place and takes in a corner of higher valence.
+    Triangles closed = Loaded(::Test::Octahedron());
+    int m = 0;
+    ASSERT_TRUE(closed.SplitFace(0, m, false));
+    EXPECT_TRUE(closed.CollapseEdge(closed.NodeRecord(m)->edge, false, false));
+    EXPECT_EQ(CheckTopology(closed), "");
+    EXPECT_EQ(CountTopology(closed), (TopologyCounts{6, 12, 8, 0}));
+
+    // Corner and middle of a lone triangle have three neighbours each, the corner on the boundary.
+    Triangles open;
+    ASSERT_TRUE(open.LoadIndexedPoints(std::vector<Vec3d>(3), {0, 1, 2}, [](int, int) {}));
+    ASSERT_TRUE(open.SplitFace(0, m, false));
+    EXPECT_FALSE(open.CollapseEdge(open.FindEdge(0, m), true, false));
+    EXPECT_TRUE(open.CollapseEdge(open.FindEdge(0, m), false, true));
+    EXPECT_EQ(CheckTopology(open), "");
+    EXPECT_EQ(CountTopology(open), (TopologyCounts{3, 3, 1, 1}));
+}
+
 TEST(TriangleMesh, CollapseOfAClosedPairOfPyramids)
 {
     // Two triangles' worth of bipyramid: 5 nodes, 6 faces. An equator edge has the two tips and the
@@ -638,16 +658,19 @@ TEST(TriangleMesh, LinkedBoundaryRunsRound)
 
 TEST(TriangleMesh, UnevenBoundaryIsNotLinked)
 {
-    // Half-edge 0-1 has lost its face: two half-edges without one leave node 0, one arrives.
-    Triangles mesh;
-    for (int n = 0; n < 3; ++n) {
-        mesh.AddNode({});
+    // A half-edge of the triangle has lost its face. Without 0-1 two such half-edges leave node 0
+    // and one arrives; without 2-0 it is the other way about. Nothing is linked there.
+    for (const bool leaves : {true, false}) {
+        Triangles mesh;
+        for (int n = 0; n < 3; ++n) {
+            mesh.AddNode({});
+        }
+        mesh.AddFace({0, 1, 2});
+        mesh.EdgeRecord(leaves ? mesh.FindEdge(0, 1) : mesh.FindEdge(2, 0))->face = -1;
+        EXPECT_FALSE(mesh.LinkBoundaryEdges());
+        EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(1, 0))->next, -2);
+        EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(0, 2))->prev, -2);
     }
-    mesh.AddFace({0, 1, 2});
-    mesh.EdgeRecord(mesh.FindEdge(0, 1))->face = -1;
-    EXPECT_FALSE(mesh.LinkBoundaryEdges());
-    EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(1, 0))->next, -2);
-    EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(0, 2))->prev, -2);
 }
 
 TEST(TriangleMesh, ClosedMeshHasNothingToLink)
