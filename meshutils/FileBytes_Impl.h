@@ -66,7 +66,8 @@ private:
 };
 
 /// Asks the system to back `bytes` at `begin` with large pages where it can. First touches of small
-/// pages take most of the time of reading into a new large array: four fifths on a virtual machine.
+/// pages take most of the time of reading into a new large array: three quarters, measured on a
+/// virtual machine.
 void PreferLargePages(void* begin, std::size_t bytes);
 
 /// Makes room for `count` items that are about to be read.
