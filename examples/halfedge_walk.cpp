@@ -1,15 +1,20 @@
-// Walks over a part: loads an STL file into a half-edge mesh and tells, for each connected piece,
-// its boundary loops, Euler characteristic and genus, and for the whole part the valences of its
-// nodes.
+// Walks over a part: turns the triangles of each connected piece to run alike, loads the part into
+// a half-edge mesh and tells, for each piece, its boundary loops, Euler characteristic and genus,
+// and for the whole part the valences of its nodes.
 //
-//   halfedge_walk part.stl [tolerance]
+//   halfedge_walk part.stl [tolerance [turned.stl]]
 //
-// Corners that differ by at most the tolerance (default 0: exact repeats) count as one point.
+// Corners that differ by at most the tolerance (default 0: exact repeats) count as one point. With
+// a third argument the part is written there as it is after the turning.
 
 #include <Sorvane/HalfEdgeMesh_E.h>
+#include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
+#include <Sorvane/MeshQueries_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -33,16 +38,85 @@ struct Piece {
     int Euler() const { return nodes - edges + faces; }
 };
 
-bool ReadStl(const char* path, std::vector<Vec3d>& points, std::vector<int>& indices,
-             double tolerance)
+using IndexedPart = Mesh::IndexedPointsBase<3, double>;
+
+bool ReadStl(const char* path, IndexedPart& part, double tolerance)
 {
     // An ASCII file must come to its proper end; anything else is taken for a binary one.
-    if (!MeshUtils::ReadFromASCIISTL(points, indices, path) &&
-        !MeshUtils::ReadFromBinarySTL(points, indices, path)) {
+    if (!MeshUtils::ReadFromASCIISTL(part.points, part.indices, path) &&
+        !MeshUtils::ReadFromBinarySTL(part.points, part.indices, path)) {
         return false;
     }
-    indices = Vector::FilterForUniquenessAndIndex(points, tolerance);
+    part.indices = Vector::FilterForUniquenessAndIndex(part.points, tolerance);
     return true;
+}
+
+// The triangles of each piece that hangs together by edges, ascending.
+std::vector<std::vector<int>> TrianglesOfPieces(const IndexedPart& part)
+{
+    const std::vector<std::array<int, 3>> neighbors = Mesh::NeighborFacets(part);
+    std::vector<bool> isSeen(neighbors.size(), false);
+    std::vector<std::vector<int>> pieces;
+    for (std::size_t seed = 0; seed < neighbors.size(); ++seed) {
+        if (isSeen[seed]) {
+            continue;
+        }
+        isSeen[seed] = true;
+        std::vector<int>& piece = pieces.emplace_back(1, static_cast<int>(seed));
+        for (std::size_t done = 0; done < piece.size(); ++done) {
+            for (const int neighbor : neighbors[static_cast<std::size_t>(piece[done])]) {
+                if (neighbor >= 0 && !isSeen[static_cast<std::size_t>(neighbor)]) {
+                    isSeen[static_cast<std::size_t>(neighbor)] = true;
+                    piece.push_back(neighbor);
+                }
+            }
+        }
+        std::sort(piece.begin(), piece.end());
+    }
+    return pieces;
+}
+
+// Turns the triangles that run against the majority of their piece; the number of those turned.
+// MatchNormals walks from one triangle over one connected mesh, so each piece goes in by itself,
+// with its points numbered from 0 again.
+int TurnAlike(IndexedPart& part, const std::vector<std::vector<int>>& pieces)
+{
+    int turned = 0;
+    std::vector<int> localOfPoint(part.points.size(), -1);
+    for (const std::vector<int>& triangles : pieces) {
+        IndexedPart piece;
+        std::vector<int> partPoint;
+        for (const int triangle : triangles) {
+            for (std::size_t corner = 0; corner < 3; ++corner) {
+                const int point = part.indices[static_cast<std::size_t>(triangle) * 3 + corner];
+                int& local = localOfPoint[static_cast<std::size_t>(point)];
+                if (local < 0) {
+                    local = static_cast<int>(partPoint.size());
+                    partPoint.push_back(point);
+                    piece.points.push_back(part.points[static_cast<std::size_t>(point)]);
+                }
+                piece.indices.push_back(local);
+            }
+        }
+        if (Mesh::MatchNormals(piece)) {
+            for (std::size_t i = 0; i < triangles.size(); ++i) {
+                bool isTurned = false;
+                for (std::size_t corner = 0; corner < 3; ++corner) {
+                    int& index =
+                        part.indices[static_cast<std::size_t>(triangles[i]) * 3 + corner];
+                    const int now =
+                        partPoint[static_cast<std::size_t>(piece.indices[i * 3 + corner])];
+                    isTurned = isTurned || index != now;
+                    index = now;
+                }
+                turned += isTurned ? 1 : 0;
+            }
+        }
+        for (const int point : partPoint) {
+            localOfPoint[static_cast<std::size_t>(point)] = -1;
+        }
+    }
+    return turned;
 }
 
 // The number of the piece that each node belongs to, -1 for a node without edges.
@@ -135,21 +209,32 @@ void Print(const std::vector<Piece>& pieces)
 int main(int argc, char** argv)
 {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: halfedge_walk part.stl [tolerance]\n");
+        std::fprintf(stderr, "usage: halfedge_walk part.stl [tolerance [turned.stl]]\n");
         return 2;
     }
-    std::vector<Vec3d> points;
-    std::vector<int> indices;
-    if (!ReadStl(argv[1], points, indices, argc > 2 ? std::atof(argv[2]) : 0.0)) {
+    IndexedPart part;
+    if (!ReadStl(argv[1], part, argc > 2 ? std::atof(argv[2]) : 0.0)) {
         std::fprintf(stderr, "%s: not a readable STL file\n", argv[1]);
+        return 1;
+    }
+
+    const std::size_t boundary = Mesh::BoundaryEdges(part).size();
+    const std::vector<std::vector<int>> components = TrianglesOfPieces(part);
+    const int turned = TurnAlike(part, components);
+    std::printf("%zu points, %zu triangles in %zu pieces, %zu boundary edges\n",
+                part.points.size(), part.indices.size() / 3, components.size(), boundary);
+    std::printf("%d triangles turned to run like the others of their piece\n", turned);
+    if (argc > 3 && !MeshUtils::WriteToBinarySTL(part.points, part.indices, argv[3])) {
+        std::fprintf(stderr, "%s: can't be written\n", argv[3]);
         return 1;
     }
 
     Mesh3 mesh;
     int added = 0;
-    const bool isLinked = mesh.LoadIndexedPoints(points, indices, [&](int, int) { ++added; });
-    std::printf("%zu points, %zu triangles, %d of them in the mesh%s\n", points.size(),
-                indices.size() / 3, added, isLinked ? "" : "; some boundaries can't be linked");
+    const bool isLinked =
+        mesh.LoadIndexedPoints(part.points, part.indices, [&](int, int) { ++added; });
+    std::printf("%d triangles in the half-edge mesh%s\n", added,
+                isLinked ? "" : "; some boundaries can't be linked");
     Print(MeasurePieces(mesh));
 
     std::map<int, int> nodesOfValence;
