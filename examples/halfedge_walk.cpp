@@ -102,8 +102,7 @@ int TurnAlike(IndexedPart& part, const std::vector<std::vector<int>>& pieces)
             for (std::size_t i = 0; i < triangles.size(); ++i) {
                 bool isTurned = false;
                 for (std::size_t corner = 0; corner < 3; ++corner) {
-                    int& index =
-                        part.indices[static_cast<std::size_t>(triangles[i]) * 3 + corner];
+                    int& index = part.indices[static_cast<std::size_t>(triangles[i]) * 3 + corner];
                     const int now =
                         partPoint[static_cast<std::size_t>(piece.indices[i * 3 + corner])];
                     isTurned = isTurned || index != now;
@@ -221,8 +220,8 @@ int main(int argc, char** argv)
     const std::size_t boundary = Mesh::BoundaryEdges(part).size();
     const std::vector<std::vector<int>> components = TrianglesOfPieces(part);
     const int turned = TurnAlike(part, components);
-    std::printf("%zu points, %zu triangles in %zu pieces, %zu boundary edges\n",
-                part.points.size(), part.indices.size() / 3, components.size(), boundary);
+    std::printf("%zu points, %zu triangles in %zu pieces, %zu boundary edges\n", part.points.size(),
+                part.indices.size() / 3, components.size(), boundary);
     std::printf("%d triangles turned to run like the others of their piece\n", turned);
     if (argc > 3 && !MeshUtils::WriteToBinarySTL(part.points, part.indices, argv[3])) {
         std::fprintf(stderr, "%s: can't be written\n", argv[3]);
