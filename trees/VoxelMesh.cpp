@@ -50,11 +50,12 @@ public:
     {
     }
 
+    /// Bits of the code above its levels don't matter.
     Code PlaceOfCell(Code code) const
     {
-        const auto axes =
-            MortonCurve::Impl::AllAxisValues<3>(code >> MortonCurve::Impl::BitsBelow<3>(depth_));
-        return axes[0] * slab_ + axes[1] * line_ + axes[2];
+        const auto finest = MortonCurve::Impl::AllAxisValues<3>(code);
+        const unsigned int shift = MortonCurve::Impl::kMaxDepth<3> - depth_;
+        return (finest[0] >> shift) * slab_ + (finest[1] >> shift) * line_ + (finest[2] >> shift);
     }
 
     /// What a corner's place is ahead of the cell's.
