@@ -125,35 +125,52 @@ void AddParents(const Level& children, Level& level, std::size_t depth)
     }
 }
 
+/// What the cells of one chunk have as neighbours: sorted and unique, at the chunk's place among
+/// slots.
+struct ChunkOfNeighbours {
+    std::size_t first = 0;
+    std::size_t last = 0;
+    bool lacksSome = false;
+};
+
 /// The cells of the level go, all of their neighbours come; the null address stands for those
 /// outside.
+///
+/// Cells that follow each other lie close together and have most neighbours in common, so that
+/// sorting each chunk for itself leaves little for the sort of all.
 template <int D>
 void ReplaceByNeighbours(Level& level, std::size_t depth, bool facesOnly)
 {
+    constexpr auto kChunk = static_cast<std::size_t>(Parallel::Impl::kChunkSize);
     const std::size_t most = Impl::NeighbourDirections<D>(facesOnly).size();
     std::vector<Code> slots(level.paths.size() * most);
-    std::vector<unsigned char> counts(level.paths.size());
+    std::vector<ChunkOfNeighbours> chunks(level.paths.size() / kChunk + 1);
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, level.paths.size(), [&](std::size_t from, std::size_t to) {
+            const auto first = slots.begin() + static_cast<std::ptrdiff_t>(from * most);
+            auto last = first;
             for (std::size_t i = from; i < to; ++i) {
-                std::size_t slot = i * most;
                 Impl::VisitNeighbours<D>(level.paths[i], static_cast<unsigned int>(depth),
-                                         facesOnly, [&](Code path) { slots[slot++] = path; });
-                counts[i] = static_cast<unsigned char>(slot - i * most);
+                                         facesOnly, [&](Code path) { *last++ = path; });
             }
+            ChunkOfNeighbours& chunk = chunks[from / kChunk];
+            chunk.lacksSome = static_cast<std::size_t>(last - first) < (to - from) * most;
+            std::sort(first, last);
+            chunk.first = from * most;
+            chunk.last = static_cast<std::size_t>(std::unique(first, last) - slots.begin());
         });
+
     bool lacksSome = level.hasNull;
-    std::size_t end = 0;
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-        lacksSome = lacksSome || counts[i] < most;
-        const auto first = slots.begin() + static_cast<std::ptrdiff_t>(i * most);
-        std::move(first, first + counts[i], slots.begin() + static_cast<std::ptrdiff_t>(end));
-        end += counts[i];
+    auto end = slots.begin();
+    for (const ChunkOfNeighbours& chunk : chunks) {
+        const auto first = slots.begin() + static_cast<std::ptrdiff_t>(chunk.first);
+        const auto last = slots.begin() + static_cast<std::ptrdiff_t>(chunk.last);
+        end = first == end ? last : std::move(first, last, end);
+        lacksSome = lacksSome || chunk.lacksSome;
     }
-    slots.resize(end);
+    slots.erase(end, slots.end());
     SortUnique(slots);
-    level.paths = std::move(slots);
-    level.hasNull = false;
+    level = {std::move(slots), false};
     if (lacksSome) {
         AddNull(level, depth);
     }
