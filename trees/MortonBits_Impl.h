@@ -31,26 +31,32 @@ constexpr unsigned int BitsBelow(unsigned int depth)
     return static_cast<unsigned int>(D) * (kMaxDepth<D> - depth);
 }
 
-/// Edge of a cell in units of the finest cells, and in unit space, by depth.
+/// Edge of the cells of each depth, by depth. (Members of a class: a variable template of a
+/// standard type would show among the library's symbols.)
 template <int D>
-inline constexpr auto kIntegerEdges = [] {
-    std::array<unsigned int, kMaxDepth<D> + 1> edges{};
-    for (std::size_t depth = 0; depth < edges.size(); ++depth) {
-        edges[depth] = kAxisCells<D> >> depth;
-    }
-    return edges;
-}();
+struct CellEdges {
+    static constexpr std::size_t kDepths = kMaxDepth<D> + 1;
 
-template <int D>
-inline constexpr auto kUnitEdges = [] {
-    std::array<double, kMaxDepth<D> + 1> edges{};
-    double edge = 1.0;
-    for (double& entry : edges) {
-        entry = edge;
-        edge *= 0.5;
-    }
-    return edges;
-}();
+    /// In units of the finest cells.
+    static constexpr std::array<unsigned int, kDepths> kInteger = [] {
+        std::array<unsigned int, kDepths> edges{};
+        for (std::size_t depth = 0; depth < kDepths; ++depth) {
+            edges[depth] = kAxisCells<D> >> depth;
+        }
+        return edges;
+    }();
+
+    /// In unit space.
+    static constexpr std::array<double, kDepths> kUnit = [] {
+        std::array<double, kDepths> edges{};
+        double edge = 1.0;
+        for (double& entry : edges) {
+            entry = edge;
+            edge *= 0.5;
+        }
+        return edges;
+    }();
+};
 
 /// Moves bit i of `value` to bit D i; bits of no level fall away. Each step doubles the number of
 /// gaps between the groups of bits that are still together.
@@ -186,7 +192,7 @@ constexpr bool StepOver(Code& code, unsigned int depth,
     AxisValues<D> values = AllAxisValues<D>(code);
     for (std::size_t axis = 0; axis < values.size(); ++axis) {
         // Modulo 2^32 a negative step needs no case of its own.
-        values[axis] += static_cast<unsigned int>(steps[axis]) * kIntegerEdges<D>[depth];
+        values[axis] += static_cast<unsigned int>(steps[axis]) * CellEdges<D>::kInteger[depth];
         if (values[axis] > kLargestAxisValue<D>) {
             return false;
         }

@@ -92,7 +92,7 @@ bool GetCell(Code code, unsigned int depth, VecBase<1 << D, Code>& corners, bool
     if (truncate) {
         code = Impl::Truncated<D>(code, depth);
     }
-    const unsigned int edge = Impl::kIntegerEdges<D>[depth];
+    const unsigned int edge = Impl::CellEdges<D>::kInteger[depth];
     const AxisValues<D> lower = Impl::AllAxisValues<D>(code);
     for (const unsigned int value : lower) {
         if (value + edge >= Impl::kAxisCells<D>) {
@@ -111,7 +111,7 @@ MatBase<1 << D, D, double> SampleCell(Code code, unsigned int depth)
 {
     const unsigned int level = std::min(depth, Impl::kMaxDepth<D>);
     const VecBase<D, double> lower = Impl::DecodePoint<D>(Impl::Truncated<D>(code, level));
-    const double edge = Impl::kUnitEdges<D>[level];
+    const double edge = Impl::CellEdges<D>::kUnit[level];
     MatBase<1 << D, D, double> corners;
     for (int row = 0; row < corners.rows(); ++row) {
         for (int axis = 0; axis < D; ++axis) {

@@ -112,7 +112,7 @@ void VisitNeighbours(Code path, unsigned int depth, bool facesOnly, Use&& use)
     std::array<std::array<Code, 3>, kAxes> bits{};
     std::array<std::array<bool, 3>, kAxes> inside{};
     for (std::size_t axis = 0; axis < kAxes; ++axis) {
-        const unsigned int edge = kIntegerEdges<D>[depth];
+        const unsigned int edge = CellEdges<D>::kInteger[depth];
         const std::array<unsigned int, 3> values{here[axis] - edge, here[axis], here[axis] + edge};
         for (std::size_t step = 0; step < values.size(); ++step) {
             bits[axis][step] = Spread<D>(values[step]) << axis;

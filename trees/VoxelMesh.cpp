@@ -66,7 +66,7 @@ public:
 
     VecBase<3, double> UnitSpacePoint(Code place) const
     {
-        const double edge = MortonCurve::Impl::kUnitEdges<3>[depth_];
+        const double edge = MortonCurve::Impl::CellEdges<3>::kUnit[depth_];
         return {static_cast<double>(place / slab_) * edge,
                 static_cast<double>(place / line_ % line_) * edge,
                 static_cast<double>(place % line_) * edge};
