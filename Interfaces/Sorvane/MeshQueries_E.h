@@ -105,6 +105,19 @@ std::vector<T> CreaseAngles(const IndexedPointsBase<3, T>& mesh, bool isSigned);
 /// walked across. On a mesh that can't be oriented the walk's order decides. O(n).
 template <int D, class T> bool MatchNormals(IndexedPointsBase<D, T>& mesh);
 
+// --- order of the points --------------------------------------------------------------------------
+
+/// The mesh with its points in the order of the Z-order curve through their own bounding box
+/// (`Tree::MortonCurve::MapToCurve` at full depth), so that points near each other in space mostly are so in
+/// memory too. Triangles keep their order and their corners.
+///
+/// `newToOld` receives the old number of each new point, `oldToNew` the reverse; either may be null. Points
+/// of the same code keep their order. Indices must be in range. Parallel; O(n log n).
+template <int D>
+IndexedPointsBase<D, double> MapMeshToMortonCurve(const IndexedPointsBase<D, double>& mesh,
+                                                  std::vector<int>* newToOld,
+                                                  std::vector<int>* oldToNew);
+
 // --- level lines ----------------------------------------------------------------------------------
 
 /// The chord of the triangle p0 p1 p2 on which the field with corner values s0, s1, s2, linear between
@@ -143,6 +156,8 @@ SORVANE_EXTERN(3, double)
 SORVANE_EXTERN(float)
 SORVANE_EXTERN(double)
 #undef SORVANE_EXTERN
+extern template SORVANE_API IndexedPointsBase<2, double> MapMeshToMortonCurve(const IndexedPointsBase<2, double>&, std::vector<int>*, std::vector<int>*);
+extern template SORVANE_API IndexedPointsBase<3, double> MapMeshToMortonCurve(const IndexedPointsBase<3, double>&, std::vector<int>*, std::vector<int>*);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Mesh

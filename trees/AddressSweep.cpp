@@ -1,0 +1,274 @@
+// Balanced and complete trees from lists of addresses: one sweep over the levels with up to three
+// stages.
+//
+//   1. from the deepest level up: the parents of a level's cells join the level above,
+//   2. which is then replaced by the neighbours of its cells, in the modes that ask for it;
+//   3. again from the deepest level up: families of children that are there in part are filled.
+//
+// A level is held as the sorted paths of its cells, so that joining and filling are linear merges.
+
+#include <Sorvane/TreeAddress_E.h>
+
+#include "mathbase/Parallel_Impl.h"
+#include "trees/TreeAddress_Impl.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <iterator>
+#include <utility>
+
+namespace Velk::Math::Sorvane::Tree {
+namespace {
+
+using Impl::Code;
+
+/// What one call of the sweep does.
+struct SweepMode {
+    bool replacesByNeighbours;
+    bool facesOnly;
+    bool fillsSiblings;
+};
+
+/// Completing with `balance` but without `fillSiblings` (mode 4) is the same as with neither (mode
+/// 2).
+constexpr std::array<SweepMode, 6> kSweepModes{{
+    {true, true, false},   // 0: balance over faces
+    {true, false, false},  // 1: balance over faces, edges and corners
+    {false, false, false}, // 2: complete
+    {false, false, true},  // 3: complete with siblings
+    {false, false, false}, // 4: complete, balance
+    {true, true, true},    // 5: complete with siblings, balance
+}};
+
+constexpr std::size_t BalanceMode(bool facesOnly) { return facesOnly ? 0 : 1; }
+
+constexpr std::size_t CompleteMode(bool fillSiblings, bool balance)
+{
+    return 2 + (fillSiblings ? 1U : 0U) + (balance ? 2U : 0U);
+}
+
+/// The cells of one depth. The null address can stand among them: at depth 0 it is path 0, the
+/// root; on other levels, where it belongs to no depth, it is the flag.
+struct Level {
+    std::vector<Code> paths;
+    bool hasNull = false;
+
+    bool IsEmpty() const { return paths.empty() && !hasNull; }
+};
+
+/// Levels 0 up to the one above full depth.
+template <int D>
+using Levels = std::array<Level, static_cast<std::size_t>(Impl::kMaxDepth<D>)>;
+
+void SortUnique(std::vector<Code>& paths)
+{
+    Parallel::Impl::ParallelSort(paths.begin(), paths.end(), std::less<>{});
+    paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
+}
+
+void AddNull(Level& level, std::size_t depth)
+{
+    if (depth > 0) {
+        level.hasNull = true;
+    } else if (level.paths.empty() || level.paths.front() != 0) {
+        level.paths.insert(level.paths.begin(), 0);
+    }
+}
+
+/// Sorted and unique on every level. Addresses at full depth and beyond have no level and are
+/// dropped.
+template <int D>
+Levels<D> SortedByDepth(const std::vector<QOFAddress<D>>& addresses)
+{
+    Levels<D> levels;
+    std::array<std::size_t, std::tuple_size_v<Levels<D>>> counts{};
+    for (const QOFAddress<D>& address : addresses) {
+        if (address.depth < counts.size()) {
+            ++counts[address.depth];
+        }
+    }
+    for (std::size_t depth = 0; depth < counts.size(); ++depth) {
+        levels[depth].paths.reserve(counts[depth]);
+    }
+    for (const QOFAddress<D>& address : addresses) {
+        if (address.depth < counts.size()) {
+            levels[address.depth].paths.push_back(address.path);
+        }
+    }
+    for (Level& level : levels) {
+        SortUnique(level.paths);
+    }
+    return levels;
+}
+
+/// Adds the parents of `children`, a level that is not empty, to the level above.
+template <int D>
+void AddParents(const Level& children, Level& level, std::size_t depth)
+{
+    std::vector<Code> parents;
+    parents.reserve(children.paths.size());
+    for (const Code path : children.paths) { // ascending, so the parents come in order too
+        const Code parent = path >> static_cast<unsigned int>(D);
+        if (parents.empty() || parents.back() != parent) {
+            parents.push_back(parent);
+        }
+    }
+    std::vector<Code> joined;
+    joined.reserve(parents.size() + level.paths.size());
+    std::set_union(parents.begin(), parents.end(), level.paths.begin(), level.paths.end(),
+                   std::back_inserter(joined));
+    level.paths = std::move(joined);
+    if (children.hasNull) {
+        AddNull(level, depth);
+    }
+}
+
+/// What the cells of one chunk have as neighbours: sorted and unique, at the chunk's place among
+/// slots.
+struct ChunkOfNeighbours {
+    std::size_t first = 0;
+    std::size_t last = 0;
+    bool lacksSome = false;
+};
+
+/// The cells of the level go, all of their neighbours come; the null address stands for those
+/// outside.
+///
+/// Cells that follow each other lie close together and have most neighbours in common, so that
+/// sorting each chunk for itself leaves little for the sort of all.
+template <int D>
+void ReplaceByNeighbours(Level& level, std::size_t depth, bool facesOnly)
+{
+    constexpr auto kChunk = static_cast<std::size_t>(Parallel::Impl::kChunkSize);
+    const std::size_t most = Impl::NeighbourDirections<D>(facesOnly).size();
+    std::vector<Code> slots(level.paths.size() * most);
+    std::vector<ChunkOfNeighbours> chunks(level.paths.size() / kChunk + 1);
+    Parallel::Impl::ApplyParallelChunks(
+        std::size_t{0}, level.paths.size(), [&](std::size_t from, std::size_t to) {
+            const auto first = slots.begin() + static_cast<std::ptrdiff_t>(from * most);
+            auto last = first;
+            for (std::size_t i = from; i < to; ++i) {
+                Impl::VisitNeighbours<D>(level.paths[i], static_cast<unsigned int>(depth),
+                                         facesOnly, [&](Code path) { *last++ = path; });
+            }
+            ChunkOfNeighbours& chunk = chunks[from / kChunk];
+            chunk.lacksSome = static_cast<std::size_t>(last - first) < (to - from) * most;
+            std::sort(first, last);
+            chunk.first = from * most;
+            chunk.last = static_cast<std::size_t>(std::unique(first, last) - slots.begin());
+        });
+
+    bool lacksSome = level.hasNull;
+    auto end = slots.begin();
+    for (const ChunkOfNeighbours& chunk : chunks) {
+        const auto first = slots.begin() + static_cast<std::ptrdiff_t>(chunk.first);
+        const auto last = slots.begin() + static_cast<std::ptrdiff_t>(chunk.last);
+        end = first == end ? last : std::move(first, last, end);
+        lacksSome = lacksSome || chunk.lacksSome;
+    }
+    slots.erase(end, slots.end());
+    SortUnique(slots);
+    level = {std::move(slots), false};
+    if (lacksSome) {
+        AddNull(level, depth);
+    }
+}
+
+/// Completes each family of `children` that is there in part and whose parent is in `parents`.
+template <int D>
+void FillSiblings(const Level& parents, Level& children)
+{
+    constexpr std::ptrdiff_t kFamily = 1 << D;
+    std::vector<Code> filled;
+    filled.reserve(children.paths.size());
+    auto parent = parents.paths.begin();
+    for (auto first = children.paths.begin(); first != children.paths.end();) {
+        const Code parentPath = *first >> static_cast<unsigned int>(D);
+        const auto last = std::find_if(first, children.paths.end(), [&](Code path) {
+            return path >> static_cast<unsigned int>(D) != parentPath;
+        });
+        parent = std::lower_bound(parent, parents.paths.end(), parentPath);
+        const bool hasParent = parent != parents.paths.end() && *parent == parentPath;
+        if (hasParent && last - first < kFamily) {
+            for (Code child = 0; child < Code{kFamily}; ++child) {
+                filled.push_back((parentPath << static_cast<unsigned int>(D)) + child);
+            }
+        } else {
+            filled.insert(filled.end(), first, last);
+        }
+        first = last;
+    }
+    children.paths = std::move(filled);
+}
+
+/// All levels in one list, which is sorted because they are; null addresses become one.
+template <int D>
+std::vector<QOFAddress<D>> Collect(const Levels<D>& levels)
+{
+    std::size_t count = 1;
+    bool hasNull = false;
+    for (const Level& level : levels) {
+        count += level.paths.size();
+        hasNull = hasNull || level.hasNull;
+    }
+    std::vector<QOFAddress<D>> addresses;
+    addresses.reserve(count);
+    const std::vector<Code>& top = levels.front().paths;
+    if (hasNull && (top.empty() || top.front() != 0)) {
+        addresses.push_back({});
+    }
+    for (std::size_t depth = 0; depth < levels.size(); ++depth) {
+        for (const Code path : levels[depth].paths) {
+            addresses.push_back({static_cast<unsigned int>(depth), path});
+        }
+    }
+    return addresses;
+}
+
+template <int D>
+std::vector<QOFAddress<D>> Sweep(const std::vector<QOFAddress<D>>& addresses, const SweepMode& mode)
+{
+    Levels<D> levels = SortedByDepth(addresses);
+    for (std::size_t depth = levels.size() - 1; depth > 0; --depth) {
+        if (levels[depth].IsEmpty()) {
+            continue;
+        }
+        AddParents<D>(levels[depth], levels[depth - 1], depth - 1);
+        if (mode.replacesByNeighbours) {
+            ReplaceByNeighbours<D>(levels[depth - 1], depth - 1, mode.facesOnly);
+        }
+    }
+    if (mode.fillsSiblings) {
+        for (std::size_t depth = levels.size() - 1; depth > 0; --depth) {
+            FillSiblings<D>(levels[depth - 1], levels[depth]);
+        }
+    }
+    return Collect<D>(levels);
+}
+
+} // namespace
+
+template <int D>
+std::vector<QOFAddress<D>> BalanceAddresses(const std::vector<QOFAddress<D>>& addresses,
+                                            bool facesOnly)
+{
+    return Sweep(addresses, kSweepModes[BalanceMode(facesOnly)]);
+}
+
+template <int D>
+std::vector<QOFAddress<D>> CompleteTree(const std::vector<QOFAddress<D>>& addresses,
+                                        bool fillSiblings, bool balance)
+{
+    return Sweep(addresses, kSweepModes[CompleteMode(fillSiblings, balance)]);
+}
+
+#define SORVANE_INSTANTIATE(D)                                                                     \
+    template std::vector<QOFAddress<D>> BalanceAddresses(const std::vector<QOFAddress<D>>&, bool); \
+    template std::vector<QOFAddress<D>> CompleteTree(const std::vector<QOFAddress<D>>&, bool, bool);
+SORVANE_INSTANTIATE(2)
+SORVANE_INSTANTIATE(3)
+#undef SORVANE_INSTANTIATE
+
+} // namespace Velk::Math::Sorvane::Tree
