@@ -16,9 +16,9 @@ std::array<int, 3> FaceSides(const TriangleMesh& mesh, int face)
     return {first, edge.next, edge.prev};
 }
 
-/// Faces that are connected across edges, not through single nodes, in lists: the pieces in the order of
-/// their lowest face, each from that face on in the order of a flood whose latest find goes on first.
-/// O(faces). The faces are sound triangles, or deleted.
+/// Faces that are connected across edges, not through single nodes, in lists: the pieces in the
+/// order of their lowest face, each from that face on in the order of a flood whose latest find
+/// goes on first. O(faces). The faces are sound triangles, or deleted.
 template <class TriangleMesh>
 std::vector<std::vector<int>> FaceComponents(const TriangleMesh& mesh)
 {

@@ -50,8 +50,8 @@ void ApplyParallel(Index first, Index last, Fn&& fn)
         const_cast<std::remove_const_t<Body>*>(std::addressof(fn)));
 }
 
-/// Calls each of the functions once, in any order and side by side, and returns when all have run. An
-/// exception of one is rethrown then; functions not yet begun may be left out.
+/// Calls each of the functions once, in any order and side by side, and returns when all have run.
+/// An exception of one is rethrown then; functions not yet begun may be left out.
 template <class... Fns>
 void ApplyInvoke(Fns&&... fns)
 {

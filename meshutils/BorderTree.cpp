@@ -16,11 +16,13 @@ namespace {
 constexpr int kMixed = -1;
 constexpr std::size_t kLeafSize = 4;
 
-/// Halved at every step, fewer than 2^64 segments give no deeper tree; a step leaves one box behind.
+/// Halved at every step, fewer than 2^64 segments give no deeper tree; a step leaves one box
+/// behind.
 constexpr std::size_t kGreatestDepth = 64;
 
-/// Share of a coordinate by which the nearest point of a segment may come out beyond the segment's ends:
-/// their difference, its product with the parameter and the sum are rounded, half this in all.
+/// Share of a coordinate by which the nearest point of a segment may come out beyond the segment's
+/// ends: their difference, its product with the parameter and the sum are rounded, half this in
+/// all.
 constexpr double kRounding = 8 * std::numeric_limits<double>::epsilon();
 
 bool IsFinite(const Vec3d& p)
@@ -28,14 +30,13 @@ bool IsFinite(const Vec3d& p)
     return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
 }
 
-/// Per coordinate no more than that of any nearest point in the box, as numbers, and squared and summed
-/// in the same order: what is computed for a segment in the box is never less.
+/// Per coordinate no more than that of any nearest point in the box, as numbers, and squared and
+/// summed in the same order: what is computed for a segment in the box is never less.
 double SquaredDistanceToBox(const Vec3d& point, const Vec3d& low, const Vec3d& high)
 {
     Vec3d outside;
     for (int axis = 0; axis < 3; ++axis) {
-        outside[axis] =
-            std::max({low[axis] - point[axis], point[axis] - high[axis], 0.0});
+        outside[axis] = std::max({low[axis] - point[axis], point[axis] - high[axis], 0.0});
     }
     return SquaredLength(outside);
 }
@@ -47,7 +48,8 @@ BorderTree::BorderTree(std::vector<BorderSegment> segments) : segments_(std::mov
     std::erase_if(segments_,
                   [](const BorderSegment& s) { return !IsFinite(s.a) || !IsFinite(s.b); });
     if (!segments_.empty()) {
-        boxes_.reserve(segments_.size()); // two for each full leaf, and leaves are half full or more
+        boxes_.reserve(
+            segments_.size()); // two for each full leaf, and leaves are half full or more
         Build(0, segments_.size());
     }
 }

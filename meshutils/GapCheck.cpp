@@ -1,9 +1,10 @@
 // How far the open borders of a mesh's pieces lie apart.
 //
-// Each piece becomes a half-edge mesh of its own, so that where pieces touch in a point their borders
-// stay apart, and its border is cut into closed polylines. Every point of those is then measured against
-// the segments of all other pieces. Only the greatest of these distances is asked for, so the search for
-// a point ends as soon as something is found that is no farther than the greatest so far.
+// Each piece becomes a half-edge mesh of its own, so that where pieces touch in a point their
+// borders stay apart, and its border is cut into closed polylines. Every point of those is then
+// measured against the segments of all other pieces. Only the greatest of these distances is asked
+// for, so the search for a point ends as soon as something is found that is no farther than the
+// greatest so far.
 
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/MeshReport_E.h>
@@ -18,8 +19,8 @@
 namespace Velk::Math::Sorvane::MeshUtils {
 namespace {
 
-using PieceMesh = HalfEdge::TriangleMesh<HalfEdge::HVertex<3, double>, HalfEdge::HEdge,
-                                         HalfEdge::HFace>;
+using PieceMesh =
+    HalfEdge::TriangleMesh<HalfEdge::HVertex<3, double>, HalfEdge::HEdge, HalfEdge::HFace>;
 
 /// A border loop of a piece; its last point is its first once more.
 struct BorderLine {
@@ -36,8 +37,8 @@ bool HasBorder(const PieceMesh& mesh, const std::vector<int>& faces)
     });
 }
 
-/// Some faces as a mesh of their own. Nodes are numbered as they come; `newNumber` is -1 for every node
-/// before and after.
+/// Some faces as a mesh of their own. Nodes are numbered as they come; `newNumber` is -1 for every
+/// node before and after.
 PieceMesh Extracted(const PieceMesh& mesh, const std::vector<int>& faces,
                     std::vector<int>& newNumber)
 {
@@ -65,8 +66,8 @@ PieceMesh Extracted(const PieceMesh& mesh, const std::vector<int>& faces,
     return piece;
 }
 
-/// The half-edges without a face, in the order of their edges. Twins are neighbours, and it is the second
-/// one as a rule: a face takes the first.
+/// The half-edges without a face, in the order of their edges. Twins are neighbours, and it is the
+/// second one as a rule: a face takes the first.
 std::vector<int> BorderEdges(const PieceMesh& piece)
 {
     std::vector<int> border;
@@ -140,8 +141,8 @@ GapReport CheckGaps(const std::vector<VecBase<3, double>>& points, const std::ve
     std::size_t hint = 0;
     for (const BorderLine& line : lines) {
         for (const Vec3d& point : line.points) {
-            largest = std::max(
-                largest, tree.SquaredDistanceToOthers(point, line.piece, largest, hint));
+            largest =
+                std::max(largest, tree.SquaredDistanceToOthers(point, line.piece, largest, hint));
             report.location = point;
         }
     }

@@ -1,8 +1,8 @@
 // The report on a triangle soup.
 //
-// The sides of the welded mesh are sorted by edge once, and everything that is told from edges comes
-// from that list. Marks are set in parallel, each triangle its own, and gathered one after another, so
-// that every list has one order; sums run over chunks of fixed borders.
+// The sides of the welded mesh are sorted by edge once, and everything that is told from edges
+// comes from that list. Marks are set in parallel, each triangle its own, and gathered one after
+// another, so that every list has one order; sums run over chunks of fixed borders.
 
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
@@ -106,12 +106,14 @@ void Measure(const WeldedMesh<T>& welded, MeshReport<T>& report)
     report.meanEdgeLength = static_cast<T>(Mean(sums.edgeLength, welded.mesh.indices.size()));
     report.volume = static_cast<T>(sums.volume);
     for (int axis = 0; axis < 3; ++axis) {
-        report.centroid[axis] = report.volume == 0 ? std::numeric_limits<T>::quiet_NaN()
-                                                   : static_cast<T>(sums.moment[axis] / sums.volume);
+        report.centroid[axis] = report.volume == 0
+                                    ? std::numeric_limits<T>::quiet_NaN()
+                                    : static_cast<T>(sums.moment[axis] / sums.volume);
     }
 }
 
-// --- triangles by themselves and beside their neighbours ------------------------------------------
+// --- triangles by themselves and beside their neighbours
+// ------------------------------------------
 
 /// The triangles for which `test` holds, ascending.
 template <class Test>
@@ -147,7 +149,8 @@ std::vector<int> DegenerateTriangles(const WeldedMesh<T>& welded, T tolerance)
             // Distances, not squares: twice a negative tolerance is below any height.
             return std::sqrt(Impl::SquaredSegmentDistance(apex, a, b)) <= leastHeight;
         };
-        return isFlatAt(p[0], p[1], p[2]) || isFlatAt(p[1], p[2], p[0]) || isFlatAt(p[2], p[0], p[1]);
+        return isFlatAt(p[0], p[1], p[2]) || isFlatAt(p[1], p[2], p[0]) ||
+               isFlatAt(p[2], p[0], p[1]);
     });
 }
 
@@ -232,11 +235,12 @@ EdgeFindings UnpairedEdges(const EdgeUses& edges)
 std::vector<int> TrianglesOnDoubledSides(const EdgeUses& edges, const std::vector<int>& indices)
 {
     std::vector<int> triangles;
-    // Of the two directions of an edge: from the larger node, or not. A side from a node to itself has
-    // one direction only.
+    // Of the two directions of an edge: from the larger node, or not. A side from a node to itself
+    // has one direction only.
     const auto fromLarger = [&](const EdgeUse& use) {
         const int end = use.place % 3 == 2 ? use.place - 2 : use.place + 1;
-        return indices[static_cast<std::size_t>(use.place)] > indices[static_cast<std::size_t>(end)];
+        return indices[static_cast<std::size_t>(use.place)] >
+               indices[static_cast<std::size_t>(end)];
     };
     ForEachEdge(edges, [&](const EdgeUse* first, const EdgeUse* last) {
         if (last - first < 2) {
@@ -299,9 +303,9 @@ MeshReport<T> CheckMesh(const std::vector<std::array<VecBase<3, T>, 3>>& soup, T
                     },
                     [&] { onDoubledSides = TrianglesOnDoubledSides(edges, welded.mesh.indices); });
     };
-    ApplyInvoke(examineEdges,
-                [&] { report.degenerateTriangles = DegenerateTriangles(welded, tolerance); },
-                [&] { Measure(welded, report); });
+    ApplyInvoke(
+        examineEdges, [&] { report.degenerateTriangles = DegenerateTriangles(welded, tolerance); },
+        [&] { Measure(welded, report); });
 
     report.misorientedTriangles =
         WithoutTrianglesOf(std::move(onDoubledSides), report.nonManifoldSlots);
