@@ -89,7 +89,7 @@ Sums SumOverTriangles(const WeldedMesh<T>& welded)
     return all;
 }
 
-/// Written out for a count of 0 too, where a mean is NaN.
+/// NaN where there is nothing to take the mean of.
 double Mean(double sum, std::size_t count)
 {
     return count > 0 ? sum / static_cast<double>(count) : std::numeric_limits<double>::quiet_NaN();
