@@ -69,15 +69,18 @@ Velk::Math::Sorvane::MeshUtils::MeshReport<T> TwinReport(const Soup<T>& soup, T 
         return static_cast<std::size_t>(edge.first) * 1'000'003U +
                static_cast<std::size_t>(edge.second);
     };
-    std::unordered_map<std::pair<int, int>, std::vector<int>, decltype(hash)> sidesOfEdge(0, hash);
-    std::unordered_map<std::pair<int, int>, int, decltype(hash)> directed(0, hash);
-    std::vector<std::pair<int, int>> edgeOfSlot;
+    std::unordered_map<std::pair<int, int>, std::size_t, decltype(hash)> edgeNumbers(0, hash);
+    std::vector<std::vector<int>> sidesOfEdge;
+    std::vector<std::size_t> edgeOfSlot;
     for (int slot = 0; slot < 3 * triangleCount; ++slot) {
-        const int a = index(slot / 3, slot % 3);
-        const int b = index(slot / 3, slot % 3 + 1);
-        edgeOfSlot.push_back(std::minmax(a, b));
-        sidesOfEdge[edgeOfSlot.back()].push_back(slot);
-        ++directed[{a, b}];
+        const auto [entry, isNew] = edgeNumbers.try_emplace(
+            std::minmax(index(slot / 3, slot % 3), index(slot / 3, slot % 3 + 1)),
+            sidesOfEdge.size());
+        if (isNew) {
+            sidesOfEdge.emplace_back();
+        }
+        edgeOfSlot.push_back(entry->second);
+        sidesOfEdge[entry->second].push_back(slot);
     }
 
     long double edgeLength = 0;
@@ -101,7 +104,8 @@ Velk::Math::Sorvane::MeshUtils::MeshReport<T> TwinReport(const Soup<T>& soup, T 
                                                sides.end());
             }
             isCrowded = isCrowded || sides.size() >= 3;
-            isDoubled = isDoubled || directed[{index(t, k), index(t, k + 1)}] >= 2;
+            const auto isAlike = [&](int side) { return index(side / 3, side % 3) == index(t, k); };
+            isDoubled = isDoubled || std::count_if(sides.begin(), sides.end(), isAlike) >= 2;
             isDegenerate = isDegenerate || index(t, k) == index(t, k + 1) ||
                            DistanceToSegment(corner(t, k), corner(t, k + 1), corner(t, k + 2)) <=
                                2 * static_cast<long double>(tolerance);
