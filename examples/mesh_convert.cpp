@@ -10,12 +10,12 @@
 #include <Velk/Math/Transform_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "StlInput.h"
+
 #include <algorithm>
 #include <charconv>
-#include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <map>
 #include <optional>
@@ -104,27 +104,11 @@ std::optional<Options> ParseOptions(int argc, char** argv)
     return options.input.empty() ? std::nullopt : std::optional(options);
 }
 
-/// A binary STL says how long it is; anything else is taken for text.
-bool LooksBinary(const fs::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    unsigned char header[84] = {};
-    file.read(reinterpret_cast<char*>(header), sizeof header);
-    std::error_code error;
-    const auto size = fs::file_size(path, error);
-    const std::uint64_t count = header[80] | header[81] << 8U | header[82] << 16U |
-                                static_cast<std::uint64_t>(header[83]) << 24U;
-    return file.good() && !error && size == 84 + 50 * count;
-}
-
 std::optional<PartMesh> ReadAndWeld(const Options& options)
 {
     PartMesh mesh;
     const bool binary = LooksBinary(options.input);
-    const bool read =
-        binary ? Sorvane::MeshUtils::ReadFromBinarySTL(mesh.points, mesh.indices, options.input)
-               : Sorvane::MeshUtils::ReadFromASCIISTL(mesh.points, mesh.indices, options.input);
-    if (!read) {
+    if (!ReadStl(mesh.points, mesh.indices, options.input, binary)) {
         return std::nullopt;
     }
     const std::size_t corners = mesh.points.size();

@@ -49,6 +49,20 @@ void ForEachSide(const std::vector<int>& indices, const Fn& fn)
     }
 }
 
+/// The neighbour of every use of one edge: the first triangle in the list that is another one.
+void LinkUses(const EdgeUse* first, const EdgeUse* last, std::vector<std::array<int, 3>>& neighbors)
+{
+    const int front = first->Triangle();
+    const EdgeUse* const other =
+        std::find_if(first + 1, last, [&](const EdgeUse& use) { return use.Triangle() != front; });
+    const int second = other != last ? other->Triangle() : -1;
+    for (; first != last; ++first) {
+        const int triangle = first->Triangle();
+        neighbors[static_cast<std::size_t>(triangle)][static_cast<std::size_t>(first->place % 3)] =
+            triangle != front ? front : second;
+    }
+}
+
 } // namespace
 
 EdgeUses::EdgeUses(const std::vector<int>& indices) : bucketStart_(1)
@@ -86,6 +100,21 @@ EdgeUses::EdgeUses(const std::vector<int>& indices) : bucketStart_(1)
                           });
             }
         });
+}
+
+std::vector<std::array<int, 3>> NeighborsAcross(const EdgeUses& edges, std::size_t triangleCount)
+{
+    std::vector<std::array<int, 3>> neighbors(triangleCount);
+    // Each side belongs to one edge and each edge to one bucket: no slot is written twice.
+    Parallel::Impl::ApplyParallelChunks(
+        std::size_t{0}, edges.BucketCount(), [&](std::size_t from, std::size_t to) {
+            for (std::size_t bucket = from; bucket < to; ++bucket) {
+                edges.ForEachEdge(bucket, [&](const EdgeUse* first, const EdgeUse* last) {
+                    LinkUses(first, last, neighbors);
+                });
+            }
+        });
+    return neighbors;
 }
 
 } // namespace Velk::Math::Sorvane::Impl

@@ -1,6 +1,7 @@
 // The triangles at each edge of a list of index triples, edge by edge.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -46,5 +47,9 @@ private:
     std::vector<std::size_t> bucketStart_;
     std::vector<EdgeUse> uses_;
 };
+
+/// For each triangle its neighbours across its three sides, -1 for none: the first triangle at the
+/// edge that is another one. Parallel.
+std::vector<std::array<int, 3>> NeighborsAcross(const EdgeUses& edges, std::size_t triangleCount);
 
 } // namespace Velk::Math::Sorvane::Impl

@@ -4,7 +4,6 @@
 
 #include "foundation/EdgeUses_Impl.h"
 #include "foundation/PairSort_Impl.h"
-#include "mathbase/Parallel_Impl.h"
 
 #include <algorithm>
 #include <numeric>
@@ -71,36 +70,6 @@ std::vector<std::vector<int>> Facets(const std::vector<int>& indices, std::size_
     return facets;
 }
 
-/// The neighbour of every use of one edge: the first triangle in the list that is another one.
-void LinkUses(const EdgeUse* first, const EdgeUse* last, std::vector<std::array<int, 3>>& neighbors)
-{
-    const int front = first->Triangle();
-    const EdgeUse* const other =
-        std::find_if(first + 1, last, [&](const EdgeUse& use) { return use.Triangle() != front; });
-    const int second = other != last ? other->Triangle() : -1;
-    for (; first != last; ++first) {
-        const int triangle = first->Triangle();
-        neighbors[static_cast<std::size_t>(triangle)][static_cast<std::size_t>(first->place % 3)] =
-            triangle != front ? front : second;
-    }
-}
-
-std::vector<std::array<int, 3>> Neighbors(const std::vector<int>& indices)
-{
-    std::vector<std::array<int, 3>> neighbors(indices.size() / 3);
-    const EdgeUses edges(indices);
-    // Each side belongs to one edge and each edge to one bucket: no slot is written twice.
-    Parallel::Impl::ApplyParallelChunks(
-        std::size_t{0}, edges.BucketCount(), [&](std::size_t from, std::size_t to) {
-            for (std::size_t bucket = from; bucket < to; ++bucket) {
-                edges.ForEachEdge(bucket, [&](const EdgeUse* first, const EdgeUse* last) {
-                    LinkUses(first, last, neighbors);
-                });
-            }
-        });
-    return neighbors;
-}
-
 /// The edges of a single use. Counting uses one after another in a map from the edge as it was
 /// first run gives the same: the one use is the first.
 std::vector<std::pair<int, int>> EdgesUsedOnce(const std::vector<int>& indices)
@@ -139,7 +108,7 @@ std::vector<std::vector<int>> NodeFacets(const IndexedPointsBase<D, T>& mesh)
 template <int D, class T>
 std::vector<std::array<int, 3>> NeighborFacets(const IndexedPointsBase<D, T>& mesh)
 {
-    return Neighbors(mesh.indices);
+    return Impl::NeighborsAcross(EdgeUses(mesh.indices), mesh.indices.size() / 3);
 }
 
 template <int Oriented, int D, class T>

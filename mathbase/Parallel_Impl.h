@@ -50,6 +50,17 @@ void ApplyParallel(Index first, Index last, Fn&& fn)
         const_cast<std::remove_const_t<Body>*>(std::addressof(fn)));
 }
 
+/// Calls each of the functions once, in any order and side by side, and returns when all have run.
+/// An exception of one is rethrown then; functions not yet begun may be left out.
+template <class... Fns>
+void ApplyInvoke(Fns&&... fns)
+{
+    ApplyParallel(0, static_cast<int>(sizeof...(fns)), [&](int number) {
+        int current = 0;
+        ((current++ == number ? static_cast<void>(fns()) : void()), ...);
+    });
+}
+
 inline constexpr std::int64_t kChunkSize = 512;
 
 /// Calls fn(from, to) for consecutive chunks of 512 indices that cover [first, last). Fewer than

@@ -18,7 +18,7 @@ namespace Velk::Math::Sorvane::Mesh {
 ///
 /// The order in a triple is the orientation: (second - first) ^ (third - first) points to the side from
 /// which the triple runs counter-clockwise. Indices are trusted: an operation does not check that they
-/// are in range unless its comment says so (`MeshUtils::CheckMesh` does).
+/// are in range unless its comment says so.
 template <int D, class T> struct SORVANE_API IndexedPointsBase {
     std::vector<VecBase<D, T>> points;
     std::vector<int> indices;

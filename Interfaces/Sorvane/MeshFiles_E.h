@@ -5,7 +5,7 @@
 // anything else. Numbers are read and written as in the classic locale, whatever the host's.
 //
 // Files are trusted in nothing, the host in its indices: writers of STL expect them in range, and those
-// read from a TIPC file are the file's (`CheckMesh` tells). Allocation and length errors of the standard
+// read from a TIPC file are the file's. Allocation and length errors of the standard
 // library pass through. A count in a file is taken at its word, however short the file is; one that asks
 // for more memory than the machine has available, or the process's control group allows, surfaces as
 // std::bad_alloc before any of that memory is touched.

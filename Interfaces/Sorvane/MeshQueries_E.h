@@ -4,9 +4,8 @@
 //
 // Edge k of a triangle (i0, i1, i2) runs from i_k to i_(k+1), with i_3 = i_0; its place among all edges is
 // the position 3t + k in the mesh's indices. Points are not welded: coincident points with different
-// numbers make a seam. Indices are trusted to come in threes and to be in range
-// (`MeshUtils::CheckMesh` tells); where they don't come in threes the incomplete last triple is left out.
-// An empty mesh gives empty results.
+// numbers make a seam. Indices are trusted to come in threes and to be in range;
+// where they don't come in threes the incomplete last triple is left out. An empty mesh gives empty results.
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>

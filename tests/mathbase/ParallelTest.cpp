@@ -10,6 +10,7 @@
 
 namespace {
 
+using Velk::Parallel::Impl::ApplyInvoke;
 using Velk::Parallel::Impl::ApplyParallel;
 using Velk::Parallel::Impl::ApplyParallelChunks;
 
@@ -64,6 +65,44 @@ TEST(ApplyParallel, ExceptionReachesTheCaller)
                                          }
                                      }),
                  std::bad_alloc);
+}
+
+TEST(ApplyInvoke, CallsEachFunctionOnceAndWaits)
+{
+    int first = 0;
+    long second = 0;
+    std::string third;
+    ApplyInvoke([&] { ++first; }, [&] { second += 2; }, [&] { third += "three"; });
+    EXPECT_EQ(first, 1);
+    EXPECT_EQ(second, 2);
+    EXPECT_EQ(third, "three");
+    ApplyInvoke([&] { ++first; });
+    EXPECT_EQ(first, 2);
+    ApplyInvoke();
+}
+
+TEST(ApplyInvoke, MayHoldParallelLoopsAndBeNested)
+{
+    std::vector<int> squares(5000);
+    std::atomic<int> calls{0};
+    ApplyInvoke(
+        [&] {
+            ApplyParallelChunks(0, 5000, [&](int from, int to) {
+                for (int i = from; i < to; ++i) {
+                    squares[static_cast<std::size_t>(i)] = i * i;
+                }
+            });
+        },
+        [&] { ApplyInvoke([&] { ++calls; }, [&] { ++calls; }); });
+    EXPECT_EQ(calls, 2);
+    for (int i = 0; i < 5000; ++i) {
+        ASSERT_EQ(squares[static_cast<std::size_t>(i)], i * i);
+    }
+}
+
+TEST(ApplyInvoke, ExceptionReachesTheCaller)
+{
+    EXPECT_THROW(ApplyInvoke([] {}, [] { throw std::runtime_error("task"); }), std::runtime_error);
 }
 
 TEST(ApplyParallelChunks, FewerThan512RunAsOneChunkOnTheCaller)

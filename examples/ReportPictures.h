@@ -1,0 +1,43 @@
+// The findings of a mesh report to look at: as a picture (SVG) and as a mesh (STL).
+#pragma once
+
+#include <Sorvane/IndexedMesh_E.h>
+
+#include <array>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What is wrong with a part, by triangles and by edges of `mesh`.
+struct Findings {
+    using Edge = std::pair<int, int>; // numbers of points
+
+    Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double> mesh;
+    std::vector<int> turned;
+    std::vector<int> folded;
+    std::vector<int> slivers;
+    std::vector<Edge> borderEdges;
+    std::vector<Edge> crowdedEdges;
+
+    const Velk::Math::Vec3d& Point(int number) const
+    {
+        return mesh.points[static_cast<std::size_t>(number)];
+    }
+    const int* Corners(int triangle) const
+    {
+        return &mesh.indices[3 * static_cast<std::size_t>(triangle)];
+    }
+
+    /// Low and high corner of the box round all finite points.
+    std::array<Velk::Math::Vec3d, 2> Box() const;
+};
+
+/// The part seen from the front right and above, with its faults in colours on top. False when the
+/// file can't be written.
+bool WriteSvg(const Findings& findings, const std::string& title,
+              const std::filesystem::path& path);
+
+/// The triangles with faults, and the edges with faults, and slivers, as thin rods. False when the
+/// file can't be written.
+bool WriteFaultStl(const Findings& findings, const std::filesystem::path& path);
