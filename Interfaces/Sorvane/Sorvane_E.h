@@ -7,7 +7,10 @@
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
+#include <Sorvane/MeshReport_E.h>
+#include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
+#include <Sorvane/TreeAddress_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Sorvane/Version_E.h>
 #include <Velk/Diagnostics_E.h>
