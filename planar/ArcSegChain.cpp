@@ -4,53 +4,22 @@
 #include <Velk/Math/Tolerances_E.h>
 
 #include "mathbase/Arc_Impl.h"
-#include "mathbase/Wide_Impl.h"
+#include "planar/ChainElement_Impl.h"
 
-#include <cmath>
 #include <cstddef>
 
 namespace Velk::Math::Sorvane::Planar {
 
 namespace {
 
-using Geometry::ArcBase;
-using Geometry::SegBase;
+using namespace Impl;
 using Geometry::Impl::LeftNormal;
-using Geometry::Impl::Narrow;
-using Geometry::Impl::Wide;
-
-template <class T>
-double Distance(const VecBase<2, T>& a, const VecBase<2, T>& b)
-{
-    return Vector::Length(Wide(b) - Wide(a));
-}
-
-template <class T>
-Vec2d Direction(const SegBase<T>& segment)
-{
-    return Normalized(Wide(segment.end) - Wide(segment.start),
-                      static_cast<double>(kLengthFloor<T>));
-}
 
 /// Direction of travel where the unit vector from the centre is `spoke`.
 template <class T>
 Vec2d TangentAt(const ArcBase<T>& arc, const Vec2d& spoke)
 {
     return LeftNormal(arc.length < T{0} ? -spoke : spoke);
-}
-
-// Which element the kind of geometry asks for is settled by overloads.
-
-template <class T>
-double LengthOf(const SegBase<T>& segment)
-{
-    return Distance(segment.start, segment.end);
-}
-
-template <class T>
-double LengthOf(const ArcBase<T>& arc)
-{
-    return std::fabs(static_cast<double>(arc.length));
 }
 
 template <class T>
@@ -107,7 +76,7 @@ VecBase<2, T> ArcSegBase<T>::EndPoint() const
 template <class T>
 T ArcSegBase<T>::Length() const
 {
-    return static_cast<T>(Visit([](const auto& e) { return LengthOf(e); }));
+    return static_cast<T>(WideLength(*this));
 }
 
 template <class T>
