@@ -75,13 +75,31 @@ Vec2d NormalOf(const Nearest<T>& nearest, bool right)
     return right ? normal : -normal;
 }
 
-/// Normal at the point of a single element that is nearest to `p`.
+/// Normal at the point of a single element that is nearest to `p`; `corner` is its end at the
+/// corner in question. Of two ends of an arc that are equally near within rounding it has to be
+/// that one: the normal at the other may point to the wrong side.
 template <class T>
-Vec2d NormalTowards(const ArcSegBase<T>& element, const VecBase<2, T>& p, bool right)
+Vec2d NormalTowards(const ArcSegBase<T>& element, const VecBase<2, T>& corner,
+                    const VecBase<2, T>& p, bool right)
 {
+    constexpr double kRounding = 32.0 * static_cast<double>(std::numeric_limits<T>::epsilon());
     Nearest<T> nearest;
     nearest.Consider(element, p);
+    const double toCorner = Vector::SquaredLength(Wide(corner) - Wide(p));
+    if (!(nearest.squaredDistance < toCorner * (1.0 - kRounding))) {
+        nearest = {corner, toCorner, &element};
+    }
     return NormalOf(nearest, right);
+}
+
+/// Normal of the corner between two elements, as seen from `p`; zero for a cusp.
+template <class T>
+Vec2d CornerNormal(const ArcSegBase<T>& before, const ArcSegBase<T>& after, const VecBase<2, T>& p,
+                   bool right)
+{
+    return Normalized(NormalTowards(before, before.EndPoint(), p, right) +
+                          NormalTowards(after, after.StartPoint(), p, right),
+                      static_cast<double>(kLengthFloor<T>));
 }
 
 template <class T>
@@ -141,10 +159,8 @@ bool PointInPolyArcSegSpace(const PolyArcSegBase<T>& chain, const VecBase<2, T>&
     const std::size_t before = ElementEndingAt(chain, nearest.point);
     // The far end of an open chain is no corner.
     if (before + 1 < count || (before + 1 == count && chain.IsClosed())) {
-        const ArcSegBase<T>& after = chain.elements[before + 1 < count ? before + 1 : 0];
-        normal = Normalized(NormalTowards(chain.elements[before], point, right) +
-                                NormalTowards(after, point, right),
-                            static_cast<double>(kLengthFloor<T>));
+        const std::size_t after = before + 1 < count ? before + 1 : 0;
+        normal = CornerNormal(chain.elements[before], chain.elements[after], point, right);
     }
 
     const double side = (Wide(point) - Wide(nearest.point)) * normal;

@@ -270,6 +270,31 @@ TYPED_TEST(ChainNearest, SharpCornerIsJudgedByBothNormals)
     }
 }
 
+TYPED_TEST(ChainNearest, CornerOfAnArcWhoseEndsAreEquallyNear)
+{
+    using T = TypeParam;
+    // A plate with a half round notch in its upper edge; points on the notch's axis are as far from
+    // one of its corners as from the other, whose normal would turn the answer round. Which of the
+    // two is taken for the nearest is a matter of rounding, so the notch wanders.
+    const T radius = T(1.5);
+    for (int i = 0; i < 40; ++i) {
+        const T axis = T(2) + T(0.1) * static_cast<T>(i);
+        PolyArcSegBase<T> plate;
+        plate.tolerance = T(1e-5);
+        ASSERT_TRUE(plate.AppendSegment({0, 0}, {8, 0}));
+        ASSERT_TRUE(plate.AppendSegment({8, 0}, {8, 4}));
+        ASSERT_TRUE(plate.AppendSegment({8, 4}, {axis + radius, 4}));
+        ASSERT_TRUE(plate.AppendArc({axis, 4}, End(plate), -radius * static_cast<T>(kHalfTurn)));
+        ASSERT_TRUE(plate.AppendSegment(End(plate), {0, 4}));
+        ASSERT_TRUE(plate.AppendSegment({0, 4}, {0, 0}));
+        for (const T height : {T(4.125), T(4.5), T(5), T(7), T(100)}) {
+            EXPECT_FALSE(this->InSpace(plate, {axis, height}, true)) << axis << ' ' << height;
+            EXPECT_TRUE(this->InSpace(plate, {axis, height}, false)) << axis << ' ' << height;
+        }
+        EXPECT_TRUE(this->InSpace(plate, {axis, 1}, true));
+    }
+}
+
 TYPED_TEST(ChainNearest, OpenChainHasNoCornerAtItsFarEnd)
 {
     using T = TypeParam;
