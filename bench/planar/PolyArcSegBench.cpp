@@ -24,6 +24,13 @@ Vec2d RingPoint(double turn, double offset)
     return {radius * std::cos(angle), radius * std::sin(angle)};
 }
 
+/// The next of points near and far from the ring, all round it.
+Vec2d NextQuery(int& query)
+{
+    ++query;
+    return RingPoint(0.618 * query, query % 2 == 0 ? 5 : -20);
+}
+
 /// Closed ring of `count` elements, segments and arcs in turn.
 Chain Ring(int count)
 {
@@ -49,8 +56,7 @@ void BM_ClosestPoint(benchmark::State& state)
     const Chain chain = Ring(static_cast<int>(state.range(0)));
     int query = 0;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(
-            ClosestPointOnPolyArcSeg(chain, RingPoint(0.618 * ++query, query % 2 == 0 ? 5 : -20)));
+        benchmark::DoNotOptimize(ClosestPointOnPolyArcSeg(chain, NextQuery(query)));
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
     state.SetComplexityN(state.range(0));
@@ -61,8 +67,8 @@ void BM_Side(benchmark::State& state)
     const Chain chain = Ring(static_cast<int>(state.range(0)));
     int query = 0;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(PointInPolyArcSegSpace<double>(
-            chain, RingPoint(0.618 * ++query, query % 2 == 0 ? 5 : -20), true, nullptr));
+        benchmark::DoNotOptimize(
+            PointInPolyArcSegSpace<double>(chain, NextQuery(query), true, nullptr));
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
     state.SetComplexityN(state.range(0));
