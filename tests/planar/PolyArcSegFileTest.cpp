@@ -7,6 +7,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <string>
 
@@ -94,6 +95,15 @@ TEST_F(ChainFile, UnwritableFileIsFalseWithoutAReport)
     EXPECT_FALSE(WritePolySegArcToFile(Square<double>(), Path() + "/no/such/folder"));
     EXPECT_FALSE(WritePolySegArcToFile(Square<double>(), ""));
     EXPECT_EQ(AssertionCount(), 0);
+}
+
+TEST_F(ChainFile, IncompleteWriteIsFalse)
+{
+    const char* const fullDevice = "/dev/full";
+    if (!std::filesystem::exists(fullDevice)) {
+        GTEST_SKIP() << "this system has no device that is always full";
+    }
+    EXPECT_FALSE(WritePolySegArcToFile(Square<double>(), fullDevice));
 }
 
 // --- there and back -----------------------------------------------------------------------------
