@@ -101,7 +101,7 @@ public:
     /// Does every element end within the tolerance of where the next one starts, the last one's next
     /// being the first? O(n); false for an empty chain.
     ///
-    /// Ends of arcs are derived: a full circle closes up to the rounding of its end, about 1e-14 of
+    /// Ends of arcs are derived: a full circle closes up to the rounding of its end, some 1e-15 of
     /// its radius or of its coordinates, and counts as open under a tolerance below that.
     bool IsClosed() const;
 
