@@ -10,6 +10,7 @@
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
+#include "mathbase/Arc_Impl.h"
 #include "mathbase/Wide_Impl.h"
 
 #include <algorithm>
@@ -22,24 +23,16 @@ namespace Velk::Math::Geometry {
 
 namespace {
 
+using Impl::kRadiusFloor;
 using Impl::LeftNormal;
 using Impl::Narrow;
+using Impl::PolarAngle;
+using Impl::UnitAt;
 using Impl::Wide;
 
-/// Radius at and below which an arc has no angle to speak of and its end stays at its start.
-constexpr double kRadiusFloor = 1e-12;
 constexpr double kQuarterTurn = kPi<double> / 2;
 /// Points that one sine and cosine serve in a tessellation.
 constexpr std::size_t kBlock = 16;
-
-/// Polar angle in [0, 2 pi), 0 for the zero vector.
-double PolarAngle(const Vec2d& v)
-{
-    const double angle = std::atan2(v.y(), v.x());
-    return angle < 0 ? angle + kTwoPi<double> : angle + 0.0; // -0 becomes 0
-}
-
-Vec2d UnitAt(double angle) { return {std::cos(angle), std::sin(angle)}; }
 
 /// `v` turned by the angle whose cosine and sine `turn` holds.
 Vec2d Turned(const Vec2d& v, const Vec2d& turn)
@@ -139,14 +132,11 @@ VecBase<2, T> EndPoint(const ArcBase<T>& arc)
 {
     const Vec2d radial = Wide(arc.start) - Wide(arc.center);
     const double radius = Vector::Length(radial);
-    if (radius <= kRadiusFloor || arc.length == 0) {
+    const double length = arc.length;
+    if (Impl::EndsAtStart(radius, length)) {
         return arc.start; // the angle stays: the detour through it would only round the point
     }
-    double angle =
-        std::fmod(static_cast<double>(arc.length) / radius + PolarAngle(radial), kTwoPi<double>);
-    if (angle < 0) {
-        angle += kTwoPi<double>;
-    }
+    const double angle = Impl::EndAngle(radial, radius, length);
     return Narrow<T>(Wide(arc.center) + radius * UnitAt(angle));
 }
 

@@ -1,0 +1,103 @@
+// Measures and nearest points of single elements, by overloads for the segment and the arc.
+#pragma once
+
+#include <Sorvane/ArcSegChain_E.h>
+#include <Velk/Math/Intersect_E.h>
+#include <Velk/Math/Tolerances_E.h>
+
+#include "mathbase/Wide_Impl.h"
+
+#include <cmath>
+#include <limits>
+
+namespace Velk::Math::Sorvane::Planar::Impl {
+
+using Geometry::ArcBase;
+using Geometry::SegBase;
+using Geometry::Impl::Narrow;
+using Geometry::Impl::Wide;
+
+template <class T>
+double Distance(const VecBase<2, T>& a, const VecBase<2, T>& b)
+{
+    return Vector::Length(Wide(b) - Wide(a));
+}
+
+/// Length before it is rounded to T, so that sums of many are rounded once.
+template <class T>
+double WideLength(const SegBase<T>& segment)
+{
+    return Distance(segment.start, segment.end);
+}
+
+template <class T>
+double WideLength(const ArcBase<T>& arc)
+{
+    return std::fabs(static_cast<double>(arc.length));
+}
+
+template <class T>
+double WideLength(const ArcSegBase<T>& element)
+{
+    return element.Visit([](const auto& e) { return WideLength(e); });
+}
+
+/// Unit direction of a segment; zero when it is no longer than the floor.
+template <class T>
+Vec2d Direction(const SegBase<T>& segment)
+{
+    return Normalized(Wide(segment.end) - Wide(segment.start),
+                      static_cast<double>(kLengthFloor<T>));
+}
+
+/// Nearest point of an element; `fraction` receives its place on an arc.
+template <class T>
+VecBase<2, T> NearestOn(const ArcBase<T>& arc, const VecBase<2, T>& point, T& fraction)
+{
+    return Intersect::ClosestPointOnArc(arc.center, arc.start, arc.length, point, fraction, false);
+}
+
+template <class T>
+VecBase<2, T> NearestOn(const ArcBase<T>& arc, const VecBase<2, T>& point)
+{
+    T ignored{0};
+    return NearestOn(arc, point, ignored);
+}
+
+template <class T>
+VecBase<2, T> NearestOn(const SegBase<T>& segment, const VecBase<2, T>& point)
+{
+    const Vec2d along = Wide(segment.end) - Wide(segment.start);
+    const double squaredLength = along * along;
+    if (!(squaredLength > static_cast<double>(kSquaredLengthFloor<T>))) {
+        return segment.start;
+    }
+    const double place = ((Wide(point) - Wide(segment.start)) * along) / squaredLength;
+    if (place >= 1) {
+        return segment.end;
+    }
+    return place > 0 ? Narrow<T>(Wide(segment.start) + place * along) : segment.start;
+}
+
+/// A distance that `point` surely has from what `NearestOn` gives on the arc: the gap between it
+/// and the arc's circle, less the rounding of both. Negative or NaN when nothing can be told. Far
+/// cheaper than the nearest point itself.
+template <class T>
+double LeastDistance(const ArcBase<T>& arc, const VecBase<2, T>& point)
+{
+    constexpr double kRounding = 16.0 * static_cast<double>(std::numeric_limits<T>::epsilon());
+    const double radius = Distance(arc.center, arc.start);
+    const double distance = Distance(arc.center, point);
+    const double size = std::fabs(static_cast<double>(arc.center.x())) +
+                        std::fabs(static_cast<double>(arc.center.y())) + radius + distance;
+    return std::fabs(distance - radius) - kRounding * size;
+}
+
+/// Segments are as quickly measured as ruled out.
+template <class T>
+double LeastDistance(const SegBase<T>&, const VecBase<2, T>&)
+{
+    return -1.0;
+}
+
+} // namespace Velk::Math::Sorvane::Planar::Impl

@@ -1,0 +1,141 @@
+// Boxes over the elements of a chain, for many questions of the kind "the first element that holds
+// this point".
+//
+// Neighbours along a chain are neighbours in the plane, so that boxes of 2, 4, 8, ... consecutive
+// elements make a good hierarchy without any sorting, and a walk from left to right through it
+// meets the candidates in the chain's own order.
+#pragma once
+
+#include <Sorvane/ArcSegChain_E.h>
+
+#include "mathbase/Wide_Impl.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <vector>
+
+namespace Velk::Math::Sorvane::Planar::Impl {
+
+template <class T>
+class ElementBoxes {
+public:
+    /// Boxes of everything that matches a point of an element within `reach`, which is not
+    /// negative.
+    ElementBoxes(const std::vector<ArcSegBase<T>>& elements, T reach)
+    {
+        std::vector<Box> boxes;
+        boxes.reserve(elements.size());
+        for (const ArcSegBase<T>& element : elements) {
+            boxes.push_back(BoxOf(element, static_cast<double>(reach)));
+        }
+        levels_.push_back(std::move(boxes));
+        while (levels_.back().size() > 1) {
+            levels_.push_back(JoinedPairs(levels_.back()));
+        }
+    }
+
+    /// Calls visit(number) for elements whose boxes hold `point`, by ascending numbers, until it
+    /// returns true.
+    template <class Visitor>
+    void VisitInOrder(const VecBase<2, T>& point, const Visitor& visit) const
+    {
+        const Vec2d p = Geometry::Impl::Wide(point);
+        const std::size_t top = levels_.size() - 1;
+        std::size_t level = top;
+        std::size_t number = 0;
+        for (;;) {
+            const std::vector<Box>& boxes = levels_[level];
+            if (number < boxes.size() && boxes[number].Holds(p)) {
+                if (level > 0) {
+                    --level;
+                    number *= 2;
+                    continue;
+                }
+                if (visit(number)) {
+                    return;
+                }
+            }
+            // To the right; where a pair ends, on from its parent.
+            ++number;
+            while (number % 2 == 0 && level < top) {
+                number /= 2;
+                ++level;
+            }
+            if (level == top) {
+                return;
+            }
+        }
+    }
+
+private:
+    struct Box {
+        Vec2d low;
+        Vec2d high;
+
+        bool Holds(const Vec2d& p) const
+        {
+            return p.x() >= low.x() && p.x() <= high.x() && p.y() >= low.y() && p.y() <= high.y();
+        }
+    };
+
+    static std::array<VecBase<2, T>, 2> Corners(const Geometry::SegBase<T>& segment)
+    {
+        const VecBase<2, T>& a = segment.start;
+        const VecBase<2, T>& b = segment.end;
+        return {VecBase<2, T>(std::min(a.x(), b.x()), std::min(a.y(), b.y())),
+                VecBase<2, T>(std::max(a.x(), b.x()), std::max(a.y(), b.y()))};
+    }
+
+    static std::array<VecBase<2, T>, 2> Corners(const Geometry::ArcBase<T>& arc)
+    {
+        return arc.Bounds();
+    }
+
+    static double Size(const Vec2d& v) { return std::fabs(v.x()) + std::fabs(v.y()); }
+    static double Size(const Geometry::SegBase<T>& segment)
+    {
+        return Size(Geometry::Impl::Wide(segment.start)) + Size(Geometry::Impl::Wide(segment.end));
+    }
+    static double Size(const Geometry::ArcBase<T>& arc)
+    {
+        return Size(Geometry::Impl::Wide(arc.center)) + Size(Geometry::Impl::Wide(arc.start)) +
+               std::fabs(static_cast<double>(arc.length));
+    }
+
+    static Box BoxOf(const ArcSegBase<T>& element, double reach)
+    {
+        // What rounding may move nearest points and corners of boxes by, and more.
+        constexpr double kRounding = 64.0 * static_cast<double>(std::numeric_limits<T>::epsilon());
+        return element.Visit([reach](const auto& e) {
+            const auto corners = Corners(e);
+            const double margin = reach + kRounding * Size(e);
+            const Vec2d widen(margin, margin);
+            const Box box{Geometry::Impl::Wide(corners[0]) - widen,
+                          Geometry::Impl::Wide(corners[1]) + widen};
+            // An element that is not finite is asked itself.
+            constexpr double kFar = std::numeric_limits<double>::infinity();
+            const bool isFinite = std::isfinite(Size(e)) && std::isfinite(Size(box.low)) &&
+                                  std::isfinite(Size(box.high));
+            return isFinite ? box : Box{{-kFar, -kFar}, {kFar, kFar}};
+        });
+    }
+
+    static std::vector<Box> JoinedPairs(const std::vector<Box>& boxes)
+    {
+        std::vector<Box> joined((boxes.size() + 1) / 2);
+        for (std::size_t i = 0; i < joined.size(); ++i) {
+            const Box& a = boxes[2 * i];
+            const Box& b = boxes[std::min(2 * i + 1, boxes.size() - 1)];
+            joined[i] = {{std::min(a.low.x(), b.low.x()), std::min(a.low.y(), b.low.y())},
+                         {std::max(a.high.x(), b.high.x()), std::max(a.high.y(), b.high.y())}};
+        }
+        return joined;
+    }
+
+    std::vector<std::vector<Box>> levels_; // single elements first, the whole chain last
+};
+
+} // namespace Velk::Math::Sorvane::Planar::Impl

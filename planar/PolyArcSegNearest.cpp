@@ -1,0 +1,180 @@
+// Nearest points of a chain, the normals there, and the side of the chain that a point lies on.
+
+#include <Sorvane/PolyArcSeg_E.h>
+
+#include "planar/ChainElement_Impl.h"
+
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+namespace Velk::Math::Sorvane::Planar {
+
+namespace {
+
+using namespace Impl;
+
+/// The nearest point found so far and the element that gave it, null until one has.
+template <class T>
+struct Nearest {
+    VecBase<2, T> point{-std::numeric_limits<T>::max(), -std::numeric_limits<T>::max()};
+    double squaredDistance = std::numeric_limits<double>::infinity();
+    const ArcSegBase<T>* element = nullptr;
+
+    void Consider(const ArcSegBase<T>& candidate, const VecBase<2, T>& p)
+    {
+        candidate.Visit([&](const auto& e) {
+            const double least = LeastDistance(e, p);
+            if (least > 0 && least * least > squaredDistance) {
+                return;
+            }
+            const VecBase<2, T> q = NearestOn(e, p);
+            const double squared = Vector::SquaredLength(Wide(q) - Wide(p));
+            if (squared < squaredDistance) {
+                point = q;
+                squaredDistance = squared;
+                element = &candidate;
+            }
+        });
+    }
+};
+
+template <class T>
+Nearest<T> NearestOnChain(const PolyArcSegBase<T>& chain, const VecBase<2, T>& p)
+{
+    Nearest<T> nearest;
+    for (const ArcSegBase<T>& element : chain.elements) {
+        nearest.Consider(element, p);
+    }
+    return nearest;
+}
+
+template <class T>
+Vec2d RightNormalAt(const SegBase<T>& segment, const VecBase<2, T>&)
+{
+    return Vector::RightNormal(Direction(segment));
+}
+
+/// A counter-clockwise arc has its centre on the left, a clockwise one on the right.
+template <class T>
+Vec2d RightNormalAt(const ArcBase<T>& arc, const VecBase<2, T>& point)
+{
+    const Vec2d spoke =
+        Normalized(Wide(point) - Wide(arc.center), static_cast<double>(kLengthFloor<T>));
+    return arc.length < T{0} ? -spoke : spoke;
+}
+
+template <class T>
+Vec2d NormalOf(const Nearest<T>& nearest, bool right)
+{
+    if (nearest.element == nullptr) {
+        return {};
+    }
+    const Vec2d normal =
+        nearest.element->Visit([&](const auto& e) { return RightNormalAt(e, nearest.point); });
+    return right ? normal : -normal;
+}
+
+/// Normal at the point of a single element that is nearest to `p`; `corner` is its end at the
+/// corner in question. Of two ends of an arc that are equally near within rounding it has to be
+/// that one: the normal at the other may point to the wrong side.
+template <class T>
+Vec2d NormalTowards(const ArcSegBase<T>& element, const VecBase<2, T>& corner,
+                    const VecBase<2, T>& p, bool right)
+{
+    constexpr double kRounding = 32.0 * static_cast<double>(std::numeric_limits<T>::epsilon());
+    Nearest<T> nearest;
+    nearest.Consider(element, p);
+    const double toCorner = Vector::SquaredLength(Wide(corner) - Wide(p));
+    if (!(nearest.squaredDistance < toCorner * (1.0 - kRounding))) {
+        nearest = {corner, toCorner, &element};
+    }
+    return NormalOf(nearest, right);
+}
+
+/// Normal of the corner between two elements, as seen from `p`; zero for a cusp.
+template <class T>
+Vec2d CornerNormal(const ArcSegBase<T>& before, const ArcSegBase<T>& after, const VecBase<2, T>& p,
+                   bool right)
+{
+    return Normalized(NormalTowards(before, before.EndPoint(), p, right) +
+                          NormalTowards(after, after.StartPoint(), p, right),
+                      static_cast<double>(kLengthFloor<T>));
+}
+
+template <class T>
+bool EndsAt(const ArcSegBase<T>& element, const VecBase<2, T>& q)
+{
+    // A point that is off the circle by this much matches nothing on it.
+    constexpr double kOffCircle = 2.0 * static_cast<double>(kLengthFloor<T>);
+    return element.Visit([&](const auto& e) {
+        return !(LeastDistance(e, q) > kOffCircle) &&
+               Matches(Geometry::EndPoint(e), q, kLengthFloor<T>);
+    });
+}
+
+/// Number of the first element that ends at `q`; the number of elements when there is none.
+template <class T>
+std::size_t ElementEndingAt(const PolyArcSegBase<T>& chain, const VecBase<2, T>& q)
+{
+    std::size_t i = 0;
+    while (i < chain.elements.size() && !EndsAt(chain.elements[i], q)) {
+        ++i;
+    }
+    return i;
+}
+
+} // namespace
+
+template <class T>
+VecBase<2, T> ClosestPointOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<2, T>& point)
+{
+    return NearestOnChain(chain, point).point;
+}
+
+template <class T>
+std::pair<VecBase<2, T>, VecBase<2, T>>
+ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<2, T>& point,
+                                  bool right)
+{
+    const Nearest<T> nearest = NearestOnChain(chain, point);
+    return {nearest.point, Narrow<T>(NormalOf(nearest, right))};
+}
+
+template <class T>
+bool PointInPolyArcSegSpace(const PolyArcSegBase<T>& chain, const VecBase<2, T>& point, bool right,
+                            VecBase<2, T>* closest)
+{
+    const Nearest<T> nearest = NearestOnChain(chain, point);
+    if (closest != nullptr) {
+        *closest = nearest.point;
+    }
+    if (nearest.element == nullptr) {
+        // Nothing bounds the space; a point that is nowhere isn't in it all the same.
+        return Geometry::Impl::IsFinite(Wide(point));
+    }
+
+    Vec2d normal = NormalOf(nearest, right);
+    const std::size_t count = chain.elements.size();
+    const std::size_t before = ElementEndingAt(chain, nearest.point);
+    // The far end of an open chain is no corner.
+    if (before + 1 < count || (before + 1 == count && chain.IsClosed())) {
+        const std::size_t after = before + 1 < count ? before + 1 : 0;
+        normal = CornerNormal(chain.elements[before], chain.elements[after], point, right);
+    }
+
+    const double side = (Wide(point) - Wide(nearest.point)) * normal;
+    return std::fabs(side) <= static_cast<double>(kLengthFloor<T>) || side < 0;
+}
+
+// clang-format off
+#define SORVANE_INSTANTIATE(T) \
+    template VecBase<2, T> ClosestPointOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&); \
+    template std::pair<VecBase<2, T>, VecBase<2, T>> ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&, bool); \
+    template bool PointInPolyArcSegSpace(const PolyArcSegBase<T>&, const VecBase<2, T>&, bool, VecBase<2, T>*);
+// clang-format on
+SORVANE_INSTANTIATE(float)
+SORVANE_INSTANTIATE(double)
+#undef SORVANE_INSTANTIATE
+
+} // namespace Velk::Math::Sorvane::Planar

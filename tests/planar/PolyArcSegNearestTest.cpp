@@ -1,0 +1,360 @@
+// Nearest points of chains, their normals, and the side of a chain.
+
+#include <Sorvane/PolyArcSeg_E.h>
+
+#include "tests/planar/ChainSupport.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace {
+
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane::Planar;
+using namespace ::Test;
+
+template <class T>
+class ChainNearest : public testing::Test {
+public:
+    using Point = VecBase<2, T>;
+    static constexpr T kNaN = std::numeric_limits<T>::quiet_NaN();
+    static constexpr T kMax = std::numeric_limits<T>::max();
+
+    static void ExpectNear(const Point& actual, double x, double y)
+    {
+        EXPECT_NEAR(actual[0], x, kNear<T>);
+        EXPECT_NEAR(actual[1], y, kNear<T>);
+    }
+
+    static bool InSpace(const PolyArcSegBase<T>& chain, const Point& p, bool right)
+    {
+        return PointInPolyArcSegSpace<T>(chain, p, right, nullptr);
+    }
+};
+using Coordinates = testing::Types<float, double>;
+TYPED_TEST_SUITE(ChainNearest, Coordinates);
+
+// --- nearest points -----------------------------------------------------------------------------
+
+TYPED_TEST(ChainNearest, AgreesWithDenseSampling)
+{
+    using T = TypeParam;
+    const double step = 0.01;
+    Random random(31);
+    for (int trial = 0; trial < 30; ++trial) {
+        SCOPED_TRACE(trial);
+        const auto chain = RandomChain<T>(random, 1 + random.Below(12));
+        const auto samples = Samples(chain, step);
+        for (int i = 0; i < 40; ++i) {
+            const auto p = random.Vector<2, T>(-8, 8);
+            const auto q = ClosestPointOnPolyArcSeg(chain, p);
+            const Vec2d at(p[0], p[1]);
+            const double distance = Vector::Length(Vec2d(q[0], q[1]) - at);
+            const double sampled = DistanceToPoints(at, samples);
+            EXPECT_LE(distance, sampled + kNear<T>);
+            // A sample is no farther than half a step from the nearest point.
+            EXPECT_LE(sampled, distance + step / 2 + kNear<T>);
+            EXPECT_LE(DistanceToPoints(Vec2d(q[0], q[1]), samples), step / 2 + kNear<T>);
+        }
+    }
+}
+
+TYPED_TEST(ChainNearest, EarliestOfEquallyNearElementsWins)
+{
+    using T = TypeParam;
+    // Between two parallel legs of the hairpin the lower, earlier one; its end caps the rest.
+    const auto hairpin = Hairpin<T>();
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(hairpin, {2, 1}), (VecBase<2, T>(2, 0)));
+    auto back = hairpin;
+    std::swap(back.elements[0], back.elements[2]);
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(back, {2, 1}), (VecBase<2, T>(2, 2)));
+    // The normal tells which of two coincident segments it was.
+    PolyArcSegBase<T> there = Lines<T>({{0, 0}, {4, 0}, {0, 0}});
+    EXPECT_EQ((ClosestPointAndNormalOnPolyArcSeg<T>(there, {2, 1}, true).second),
+              (VecBase<2, T>(0, -1)));
+}
+
+TYPED_TEST(ChainNearest, FarElementsAreRuledOutWithoutChangingAnything)
+{
+    using T = TypeParam;
+    // The same elements one by one: what the chain says is the best of them, the first on ties.
+    Random random(32);
+    for (int trial = 0; trial < 30; ++trial) {
+        const auto chain = RandomChain<T>(random, 20);
+        for (int i = 0; i < 30; ++i) {
+            const auto p = random.Vector<2, T>(-8, 8);
+            VecBase<2, T> best;
+            double least = std::numeric_limits<double>::infinity();
+            for (const auto& element : chain.elements) {
+                PolyArcSegBase<T> alone;
+                alone.elements = {element};
+                const auto q = ClosestPointOnPolyArcSeg(alone, p);
+                const double squared = Vector::SquaredLength(Vec2d(q[0], q[1]) - Vec2d(p[0], p[1]));
+                if (squared < least) {
+                    least = squared;
+                    best = q;
+                }
+            }
+            EXPECT_EQ(ClosestPointOnPolyArcSeg(chain, p), best);
+        }
+    }
+}
+
+TYPED_TEST(ChainNearest, NoNearestPoint)
+{
+    using T = TypeParam;
+    const VecBase<2, T> none(-TestFixture::kMax, -TestFixture::kMax);
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(PolyArcSegBase<T>(), {1, 1}), none);
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(Square<T>(), {TestFixture::kNaN, 1}), none);
+    const auto [point, normal] =
+        ClosestPointAndNormalOnPolyArcSeg<T>(PolyArcSegBase<T>(), {1, 1}, true);
+    EXPECT_EQ(point, none);
+    EXPECT_EQ(normal, (VecBase<2, T>()));
+
+    auto broken = Square<T>();
+    broken.elements[0].AsSegment()->end = {TestFixture::kNaN, 0};
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(broken, {3, 1}), (VecBase<2, T>(2, 1)));
+}
+
+// --- normals ------------------------------------------------------------------------------------
+
+TYPED_TEST(ChainNearest, NormalIsRightOfTravelOrLeft)
+{
+    using T = TypeParam;
+    const auto square = Square<T>();
+    const auto right = ClosestPointAndNormalOnPolyArcSeg<T>(square, {1, T(0.5)}, true);
+    EXPECT_EQ(right.first, (VecBase<2, T>(1, 0)));
+    EXPECT_EQ(right.second, (VecBase<2, T>(0, -1)));
+    const auto left = ClosestPointAndNormalOnPolyArcSeg<T>(square, {1, T(0.5)}, false);
+    EXPECT_EQ(left.second, (VecBase<2, T>(0, 1)));
+}
+
+TYPED_TEST(ChainNearest, NormalOfAnArcIsOutwardWhenCounterClockwise)
+{
+    using T = TypeParam;
+    for (const T height : {T(1), T(5)}) { // inside and outside
+        const auto left = ClosestPointAndNormalOnPolyArcSeg<T>(Circle<T>(2, 1), {0, height}, true);
+        this->ExpectNear(left.first, 0, 2);
+        this->ExpectNear(left.second, 0, 1);
+        const auto right =
+            ClosestPointAndNormalOnPolyArcSeg<T>(Circle<T>(2, -1), {0, height}, true);
+        this->ExpectNear(right.second, 0, -1);
+        const auto negated =
+            ClosestPointAndNormalOnPolyArcSeg<T>(Circle<T>(2, -1), {0, height}, false);
+        this->ExpectNear(negated.second, 0, 1);
+    }
+}
+
+TYPED_TEST(ChainNearest, NormalIsPerpendicularToTravelEverywhere)
+{
+    using T = TypeParam;
+    Random random(33);
+    for (int trial = 0; trial < 40; ++trial) {
+        const auto chain = RandomChain<T>(random, 1);
+        const auto& element = chain.elements[0];
+        for (int i = 1; i < 10; ++i) {
+            const double h = 1e-4;
+            const Vec2d at = PointOf(element, 0.1 * i);
+            const Vec2d ahead = PointOf(element, 0.1 * i + h) - PointOf(element, 0.1 * i - h);
+            const Vec2d expected = Vec2d(ahead[1], -ahead[0]) / Vector::Length(ahead);
+            const auto normal =
+                ClosestPointAndNormalOnPolyArcSeg(chain, VecBase<2, T>(at), true).second;
+            EXPECT_NEAR(normal[0], expected[0], 1e-4);
+            EXPECT_NEAR(normal[1], expected[1], 1e-4);
+        }
+    }
+}
+
+TYPED_TEST(ChainNearest, NoNormalWithoutDirection)
+{
+    using T = TypeParam;
+    PolyArcSegBase<T> point;
+    point.AppendSegment({1, 1}, {1, 1});
+    EXPECT_EQ((ClosestPointAndNormalOnPolyArcSeg<T>(point, {3, 3}, true).second),
+              (VecBase<2, T>()));
+    PolyArcSegBase<T> dot; // its points are its centre
+    dot.AppendArc({1, 1}, {1, 1}, 1);
+    EXPECT_EQ((ClosestPointAndNormalOnPolyArcSeg<T>(dot, {3, 3}, true).second), (VecBase<2, T>()));
+    EXPECT_TRUE(this->InSpace(point, {3, 3}, true));
+    EXPECT_TRUE(this->InSpace(dot, {3, 3}, false));
+}
+
+// --- sides --------------------------------------------------------------------------------------
+
+TYPED_TEST(ChainNearest, SideAgreesWithTheWindingOfTheTessellation)
+{
+    using T = TypeParam;
+    const T tol = T(1e-4);
+    Random random(34);
+    int inside = 0;
+    int corners = 0;
+    for (int trial = 0; trial < 120; ++trial) {
+        SCOPED_TRACE(trial);
+        const int sense = trial % 2 == 0 ? 1 : -1;
+        const auto outline = RandomOutline<T>(random, sense);
+        ASSERT_TRUE(outline.IsClosed());
+        const auto loop = Tessellate(outline, tol);
+        for (int i = 0; i < 60; ++i) {
+            const auto p = random.Vector<2, T>(-6, 6);
+            const Vec2d at(p[0], p[1]);
+            if (DistanceToPolyline(at, loop) < 10 * static_cast<double>(tol)) {
+                continue;
+            }
+            const bool isLeft = IsInside(at, loop) == (sense > 0);
+            VecBase<2, T> closest;
+            EXPECT_EQ(PointInPolyArcSegSpace(outline, p, true, &closest), isLeft) << p;
+            EXPECT_EQ(closest, ClosestPointOnPolyArcSeg(outline, p));
+            EXPECT_EQ(this->InSpace(outline, p, false), !isLeft) << p;
+            inside += isLeft ? 1 : 0;
+            for (const auto& element : outline.elements) {
+                corners += closest == element.StartPoint() ? 1 : 0;
+            }
+        }
+    }
+    EXPECT_GT(inside, 500);
+    EXPECT_GT(corners, 500);
+}
+
+TYPED_TEST(ChainNearest, OutsideOfAClockwiseCircleIsItsLeft)
+{
+    const auto circle = Circle<TypeParam>(2, -1);
+    EXPECT_TRUE(this->InSpace(circle, {3, 1}, true));
+    EXPECT_TRUE(this->InSpace(circle, {-5, 0}, true));
+    EXPECT_FALSE(this->InSpace(circle, {1, 1}, true));
+    EXPECT_TRUE(this->InSpace(circle, {1, 1}, false));
+    EXPECT_FALSE(this->InSpace(circle, {3, 1}, false));
+}
+
+TYPED_TEST(ChainNearest, PointsOnTheChainAreInBothSpaces)
+{
+    using T = TypeParam;
+    const auto square = Square<T>();
+    for (const auto& p : Tessellate(square, T(1))) {
+        EXPECT_TRUE(this->InSpace(square, p, true));
+        EXPECT_TRUE(this->InSpace(square, p, false));
+    }
+    for (const bool right : {true, false}) {
+        EXPECT_TRUE(this->InSpace(square, {1, 0}, right));
+        EXPECT_TRUE(this->InSpace(square, {2, T(0.7)}, right));
+        EXPECT_TRUE(this->InSpace(Circle<T>(2, -1), {2, 0}, right));
+        EXPECT_TRUE(this->InSpace(Hairpin<T>(), {4, 0}, right));
+    }
+}
+
+TYPED_TEST(ChainNearest, CornersOfASquareSeeBothSides)
+{
+    using T = TypeParam;
+    const auto square = Square<T>();
+    // Straight out from a corner both sides' nearest points are the corner, the closing one too.
+    for (const auto& p : {VecBase<2, T>(3, T(-0.1)), VecBase<2, T>(T(2.1), -3),
+                          VecBase<2, T>(T(-0.1), -3), VecBase<2, T>(-3, T(-0.1))}) {
+        EXPECT_FALSE(this->InSpace(square, p, true)) << p;
+        EXPECT_TRUE(this->InSpace(square, p, false)) << p;
+    }
+}
+
+TYPED_TEST(ChainNearest, SharpCornerIsJudgedByBothNormals)
+{
+    using T = TypeParam;
+    // A spike to (10, 0) with material on its right. Beside the tip the line of one leg, extended,
+    // would put the point on the wrong side: below the axis the first leg's, above it the second's.
+    const auto spike = Lines<T>({{0, 1}, {10, 0}, {0, -1}});
+    const auto backward = Lines<T>({{0, -1}, {10, 0}, {0, 1}});
+    for (const T height : {T(0.5), T(-0.5), T(0)}) {
+        const VecBase<2, T> p(11, height);
+        EXPECT_TRUE(this->InSpace(spike, p, true)) << p;
+        EXPECT_FALSE(this->InSpace(spike, p, false)) << p;
+        EXPECT_FALSE(this->InSpace(backward, p, true)) << p;
+        EXPECT_TRUE(this->InSpace(backward, p, false)) << p;
+    }
+}
+
+TYPED_TEST(ChainNearest, CornerOfAnArcWhoseEndsAreEquallyNear)
+{
+    using T = TypeParam;
+    // A plate with a half round notch in its upper edge; points on the notch's axis are as far from
+    // one of its corners as from the other, whose normal would turn the answer round. Which of the
+    // two is taken for the nearest is a matter of rounding, so the notch wanders.
+    const T radius = T(1.5);
+    for (int i = 0; i < 40; ++i) {
+        const T axis = T(2) + T(0.1) * static_cast<T>(i);
+        PolyArcSegBase<T> plate;
+        plate.tolerance = T(1e-5);
+        ASSERT_TRUE(plate.AppendSegment({0, 0}, {8, 0}));
+        ASSERT_TRUE(plate.AppendSegment({8, 0}, {8, 4}));
+        ASSERT_TRUE(plate.AppendSegment({8, 4}, {axis + radius, 4}));
+        ASSERT_TRUE(plate.AppendArc({axis, 4}, End(plate), -radius * static_cast<T>(kHalfTurn)));
+        ASSERT_TRUE(plate.AppendSegment(End(plate), {0, 4}));
+        ASSERT_TRUE(plate.AppendSegment({0, 4}, {0, 0}));
+        for (const T height : {T(4.125), T(4.5), T(5), T(7), T(100)}) {
+            EXPECT_FALSE(this->InSpace(plate, {axis, height}, true)) << axis << ' ' << height;
+            EXPECT_TRUE(this->InSpace(plate, {axis, height}, false)) << axis << ' ' << height;
+        }
+        EXPECT_TRUE(this->InSpace(plate, {axis, 1}, true));
+    }
+}
+
+TYPED_TEST(ChainNearest, OpenChainHasNoCornerAtItsFarEnd)
+{
+    using T = TypeParam;
+    // Beyond the end of the second leg, to its left and right; the first leg has no say.
+    const auto bend = Lines<T>({{0, 0}, {4, 0}, {4, 4}});
+    EXPECT_TRUE(this->InSpace(bend, {3, 6}, true));
+    EXPECT_FALSE(this->InSpace(bend, {5, 6}, true));
+    EXPECT_FALSE(this->InSpace(bend, {3, 6}, false));
+    // Exactly ahead: on the line, in both.
+    EXPECT_TRUE(this->InSpace(bend, {4, 6}, true));
+    EXPECT_TRUE(this->InSpace(bend, {4, 6}, false));
+    // Before the start.
+    EXPECT_TRUE(this->InSpace(bend, {-1, 1}, true));
+    EXPECT_FALSE(this->InSpace(bend, {-1, -1}, true));
+}
+
+TYPED_TEST(ChainNearest, CuspIsInBothSpaces)
+{
+    using T = TypeParam;
+    const auto cusp = Lines<T>({{0, 0}, {4, 0}, {1, 0}});
+    EXPECT_TRUE(this->InSpace(cusp, {6, 1}, true));
+    EXPECT_TRUE(this->InSpace(cusp, {6, 1}, false));
+}
+
+TYPED_TEST(ChainNearest, WideJointIsNoCorner)
+{
+    using T = TypeParam;
+    // The spike with its tip torn, by less than the chain's tolerance, and its legs crossed: above
+    // the axis the start of the second leg is nearest, no element ends there, and that leg alone
+    // decides; below it is the end of the first leg, which is a corner.
+    PolyArcSegBase<T> torn;
+    torn.tolerance = T(0.01);
+    torn.elements = {Geometry::SegBase<T>{{0, 1}, {10, T(-0.001)}},
+                     Geometry::SegBase<T>{{10, T(0.001)}, {0, -1}},
+                     Geometry::SegBase<T>{{0, -1}, {0, 1}}};
+    ASSERT_TRUE(torn.IsClosed());
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(torn, {11, T(0.2)}), (VecBase<2, T>(10, T(0.001))));
+    EXPECT_FALSE(this->InSpace(torn, {11, T(0.2)}, true));
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(torn, {11, T(-0.2)}), (VecBase<2, T>(10, T(-0.001))));
+    EXPECT_TRUE(this->InSpace(torn, {11, T(-0.2)}, true));
+}
+
+TYPED_TEST(ChainNearest, EmptyChainBoundsNothing)
+{
+    using T = TypeParam;
+    VecBase<2, T> closest(5, 5);
+    for (const bool right : {true, false}) {
+        EXPECT_TRUE(PointInPolyArcSegSpace<T>(PolyArcSegBase<T>(), {1, 1}, right, &closest));
+        EXPECT_EQ(closest, (VecBase<2, T>(-TestFixture::kMax, -TestFixture::kMax)));
+        EXPECT_TRUE(this->InSpace(PolyArcSegBase<T>(), {TestFixture::kMax, 1}, right));
+    }
+}
+
+TYPED_TEST(ChainNearest, NaNIsOnNoSide)
+{
+    using T = TypeParam;
+    for (const bool right : {true, false}) {
+        EXPECT_FALSE(this->InSpace(Square<T>(), {TestFixture::kNaN, 1}, right));
+        EXPECT_FALSE(this->InSpace(PolyArcSegBase<T>(), {TestFixture::kNaN, 1}, right));
+    }
+}
+
+} // namespace
