@@ -573,9 +573,9 @@ int HMesh<Node, Edge, Face>::NewFace(int halfEdge)
 template <class Node, class Edge, class Face>
 int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
 {
-    const NodePairMap::Place place = nodePairs_.Locate(origin, destination);
-    if (place.halfEdge != NodePairMap::kNone) {
-        return place.halfEdge;
+    const int known = nodePairs_.Find(origin, destination);
+    if (known != NodePairMap::kNone) {
+        return known;
     }
     if (origin == destination || !IsValidNode(origin) || !IsValidNode(destination)) {
         return kNotSet;
@@ -594,7 +594,7 @@ int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
     SetUnlinked(second, destination, first);
     NodeAt(origin).edge = first;
     NodeAt(destination).edge = second;
-    nodePairs_.InsertAt(place, origin, destination, first);
+    nodePairs_.InsertAbsent(origin, destination, first);
     return first;
 }
 
@@ -682,7 +682,7 @@ void HMesh<Node, Edge, Face>::Reserve(std::size_t nodeCount, std::size_t halfEdg
     nodes_.reserve(nodeCount);
     edges_.reserve(halfEdgeCount);
     faces_.reserve(faceCount);
-    nodePairs_.Reserve(halfEdgeCount / 2);
+    nodePairs_.Reserve(nodeCount);
 }
 
 template <class Node, class Edge, class Face>
