@@ -334,8 +334,8 @@ WalkEnd HMesh<Node, Edge, Face>::WalkNodeEdges(int node, std::size_t limit, Visi
             return WalkEnd::Runaway;
         }
         const int before = EdgeAt(current).prev;
-        current = IsValidEdge(before) ? EdgeAt(before).twin : kNotSet;
-        if (!IsValidEdge(current)) {
+        current = Twin(before);
+        if (!IsValidEdge(before) || !IsValidEdge(current)) {
             return WalkEnd::Cut;
         }
     } while (current != first);
@@ -360,7 +360,7 @@ WalkEnd HMesh<Node, Edge, Face>::VisitNodeNodes(int node, Visit visit) const
         if (++count > limit) {
             return WalkEnd::Runaway;
         }
-        const int twin = EdgeAt(current).twin;
+        const int twin = Twin(current);
         current = IsValidEdge(twin) ? EdgeAt(twin).prev : kNotSet;
         if (!IsValidEdge(current)) {
             return WalkEnd::Cut;

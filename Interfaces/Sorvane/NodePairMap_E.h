@@ -11,7 +11,9 @@
 // erased together, hence one place of eight bytes serves both directions.
 #pragma once
 
-#include <algorithm>
+#include <Sorvane/Export_E.h>
+
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -22,16 +24,17 @@ namespace Impl {
 
 /// Two different node numbers without their order, and whether they came the other way round.
 struct NodePair {
+    // Exchanges by bits, without a branch: which number is smaller can't be foretold.
     NodePair(int origin, int destination)
-        : low(origin < destination ? origin : destination),
-          high(origin < destination ? destination : origin),
-          reversed(origin < destination ? 0 : 1)
+        : reversed(static_cast<int>(origin > destination)),
+          low(origin ^ ((origin ^ destination) & -reversed)),
+          high(destination ^ ((origin ^ destination) & -reversed))
     {
     }
 
+    int reversed;
     int low;
     int high;
-    int reversed;
 };
 
 /// From node pairs to one number each: a flat open-addressing table with linear probing and
@@ -43,39 +46,12 @@ public:
     std::size_t MemoryBytes() const { return slots_.capacity() * sizeof(Slot); }
 
     /// The number of the pair, or null.
-    const int* Find(const NodePair& pair) const
-    {
-        const std::size_t i = size_ == 0 ? 0 : Locate(pair);
-        return size_ == 0 || IsFree(i) ? nullptr : &slots_[i].value;
-    }
-    int* Find(const NodePair& pair)
-    {
-        return const_cast<int*>(static_cast<const NodePairHash*>(this)->Find(pair));
-    }
-
+    SORVANE_API const int* Find(const NodePair& pair) const;
     /// Enters a pair that is not there.
-    void Add(const NodePair& pair, int value)
-    {
-        if ((size_ + 1) * 2 > slots_.size()) { // at most every second slot is taken
-            Rehash(std::max(2 * slots_.size(), kFewestSlots));
-        }
-        slots_[Locate(pair)] = {pair.low, pair.high, value};
-        ++size_;
-    }
-
-    /// Erases the pair whose number `found` points at.
-    void Erase(const NodePair& pair)
-    {
-        CloseGap(Locate(pair));
-        --size_;
-    }
-
-    void Clear()
-    {
-        slots_.assign(slots_.size(), Slot{});
-        size_ = 0;
-    }
-
+    SORVANE_API void Add(const NodePair& pair, int value);
+    /// Erases the pair if it is there with this number; whether it was.
+    SORVANE_API bool Erase(const NodePair& pair, int value);
+    SORVANE_API void Clear();
     void Swap(NodePairHash& other) noexcept
     {
         slots_.swap(other.slots_);
@@ -95,11 +71,8 @@ public:
     template <class Visit>
     void VisitPairs(Visit visit) const
     {
-        for (const Slot& slot : slots_) {
-            if (slot.low >= 0) {
-                visit(slot.low, slot.high, slot.value);
-            }
-        }
+        const_cast<NodePairHash*>(this)->VisitPairs(
+            [&](int low, int high, const int& value) { visit(low, high, value); });
     }
 
 private:
@@ -109,55 +82,12 @@ private:
         int value = 0;
     };
 
-    static constexpr std::size_t kFewestSlots = 16;
-
     bool IsFree(std::size_t i) const { return slots_[i].low < 0; }
     std::size_t After(std::size_t i) const { return i + 1 == slots_.size() ? 0 : i + 1; }
-
-    // Both numbers mixed by two multiplications and scaled to the table's size.
-    std::size_t Home(int low, int high) const
-    {
-        std::uint64_t hash = (static_cast<std::uint64_t>(static_cast<std::uint32_t>(low)) << 32U) |
-                             static_cast<std::uint32_t>(high);
-        hash *= 0x9e3779b97f4a7c15U;
-        hash = (hash ^ (hash >> 32U)) * 0xbf58476d1ce4e5b9U;
-        return static_cast<std::size_t>(((hash >> 32U) * slots_.size()) >> 32U);
-    }
-
-    // Where the pair stands, or would.
-    std::size_t Locate(const NodePair& pair) const
-    {
-        std::size_t i = Home(pair.low, pair.high);
-        while (!IsFree(i) && (slots_[i].low != pair.low || slots_[i].high != pair.high)) {
-            i = After(i);
-        }
-        return i;
-    }
-
-    void CloseGap(std::size_t gap)
-    {
-        for (std::size_t i = After(gap); !IsFree(i); i = After(i)) {
-            const std::size_t home = Home(slots_[i].low, slots_[i].high);
-            // The entry may move back to the gap unless its home lies behind the gap, cyclically.
-            const bool homeIsAfterGap = gap < i ? gap < home && home <= i : gap < home || home <= i;
-            if (!homeIsAfterGap) {
-                slots_[gap] = slots_[i];
-                gap = i;
-            }
-        }
-        slots_[gap] = Slot{};
-    }
-
-    void Rehash(std::size_t slotCount)
-    {
-        std::vector<Slot> before(slotCount);
-        before.swap(slots_);
-        for (const Slot& slot : before) {
-            if (slot.low >= 0) {
-                slots_[Locate(NodePair(slot.low, slot.high))] = slot;
-            }
-        }
-    }
+    std::size_t Home(int low, int high) const;
+    std::size_t Locate(int low, int high) const;
+    void CloseGap(std::size_t gap);
+    void Rehash(std::size_t slotCount);
 
     std::vector<Slot> slots_;
     std::size_t size_ = 0;
@@ -198,17 +128,7 @@ public:
     int Find(int origin, int destination) const
     {
         const NodePair pair(origin, destination);
-        if (HasShelf(pair.high)) {
-            const Shelf& shelf = ShelfOf(pair.high);
-            const int place = shelf.PlaceOf(pair.low);
-            if (place < shelf.count) {
-                return shelf.upward[place] ^ pair.reversed;
-            }
-            if (shelf.elsewhere == 0) {
-                return kNone;
-            }
-        }
-        const int* upward = overflow_.Find(pair);
+        const int* upward = Upward(pair);
         return upward == nullptr ? kNone : *upward ^ pair.reversed;
     }
 
@@ -216,8 +136,12 @@ public:
     /// before is forgotten.
     void Insert(int origin, int destination, int halfEdge)
     {
-        Erase(origin, destination, Find(origin, destination));
-        InsertAbsent(origin, destination, halfEdge);
+        const NodePair pair(origin, destination);
+        if (int* upward = const_cast<int*>(Upward(pair))) {
+            *upward = halfEdge ^ pair.reversed;
+        } else {
+            InsertAbsent(origin, destination, halfEdge);
+        }
     }
 
     /// The same for a pair of which `Find` just said that it is not there.
@@ -225,7 +149,7 @@ public:
     {
         const NodePair pair(origin, destination);
         if (!HasShelf(pair.high)) {
-            AddShelves(static_cast<std::size_t>(pair.high) + 1);
+            AddShelfFor(pair.high);
         }
         Put(pair, halfEdge ^ pair.reversed);
         ++edgeCount_;
@@ -252,9 +176,7 @@ public:
                 return;
             }
         }
-        const int* found = overflow_.Find(pair);
-        if (found != nullptr && *found == upward) {
-            overflow_.Erase(pair);
+        if (overflow_.Erase(pair, upward)) {
             --edgeCount_;
             if (HasShelf(pair.high)) {
                 --ShelfOf(pair.high).elsewhere;
@@ -274,27 +196,7 @@ public:
     }
 
     /// Makes room for edges among the nodes of number below `nodes`.
-    void Reserve(std::size_t nodes)
-    {
-        if (nodes <= shelves_.size()) {
-            return;
-        }
-        const std::size_t before = shelves_.size();
-        shelves_.reserve(nodes); // exactly so many
-        shelves_.resize(nodes);
-        if (overflow_.Size() == 0) {
-            return;
-        }
-        Impl::NodePairHash waiting;
-        waiting.Swap(overflow_);
-        waiting.VisitPairs([&](int low, int high, int upward) {
-            if (static_cast<std::size_t>(high) < before) {
-                overflow_.Add(NodePair(low, high), upward); // its shelf is full and stays so
-            } else {
-                Put(NodePair(low, high), upward);
-            }
-        });
-    }
+    SORVANE_API void Reserve(std::size_t nodes);
 
     /// Forgets everything and keeps the room.
     void Clear()
@@ -340,14 +242,15 @@ private:
         int upward[kShelfRoom] = {}; // the half-edge from the smaller number to the greater
         int elsewhere = 0;           // edges of this node in the hash table
 
-        // At or behind `count`: not there.
+        // At or behind `count`: not there. All places are compared: how many are taken can't be
+        // foretold, and a wrong guess costs more than seven comparisons.
         int PlaceOf(int node) const
         {
-            int place = 0;
-            while (place < count && low[place] != node) {
-                ++place;
+            unsigned held = 1U << kShelfRoom;
+            for (int i = 0; i < kShelfRoom; ++i) {
+                held |= static_cast<unsigned>(low[i] == node) << i;
             }
-            return place;
+            return std::countr_zero(held);
         }
 
         void Remove(int place)
@@ -358,20 +261,27 @@ private:
         }
     };
 
-    // With more shelves than this numbers are not dense, and edges wait in the hash table.
-    static constexpr std::size_t kFewShelves = 16;
-    static constexpr std::size_t kShelvesPerEdge = 4;
-
     bool HasShelf(int node) const { return static_cast<std::size_t>(node) < shelves_.size(); }
     Shelf& ShelfOf(int node) { return shelves_[static_cast<std::size_t>(node)]; }
     const Shelf& ShelfOf(int node) const { return shelves_[static_cast<std::size_t>(node)]; }
 
-    void AddShelves(std::size_t needed)
+    // The half-edge from the smaller number to the greater, or null.
+    const int* Upward(const NodePair& pair) const
     {
-        if (needed <= kFewShelves + kShelvesPerEdge * edgeCount_) {
-            Reserve(std::max(needed, 2 * shelves_.size()));
+        if (HasShelf(pair.high)) {
+            const Shelf& shelf = ShelfOf(pair.high);
+            const int place = shelf.PlaceOf(pair.low);
+            if (place < shelf.count) {
+                return &shelf.upward[place];
+            }
+            if (shelf.elsewhere == 0) {
+                return nullptr;
+            }
         }
+        return overflow_.Find(pair);
     }
+
+    SORVANE_API void AddShelfFor(int node);
 
     void Put(const NodePair& pair, int upward)
     {

@@ -245,8 +245,7 @@ private:
 
     Fan FanOf(int node) const;
     bool KeepsTopology(const EdgeStar& star, const Fan& aroundA, const Fan& aroundB) const;
-    bool TouchesBoundary(const EdgeStar& star, const Fan& aroundA, const Fan& aroundB,
-                         bool relaxed) const;
+    bool TouchesBoundary(const EdgeStar& star, bool relaxed) const;
     bool IsCollapseLocked(const EdgeStar& star, const Fan& aroundB) const;
     void WeldOver(int survivor, int lost);
     void ReplaceNodeEdge(int node, int held, int replacement)
@@ -430,9 +429,15 @@ bool TriangleMesh<Node, Edge, Face>::StarOf(int halfEdge, EdgeStar& star) const
             twin.face >= 0 ? EdgeAt(twin.prev).node : kNoNode,
             edge.face,
             twin.face};
+    const auto isTriangle = [&](int face, int first, int second, int third, int corner) {
+        return this->IsValidFace(face) && EdgeAt(second).next == third &&
+               EdgeAt(third).next == first && EdgeAt(second).node == corner &&
+               this->IsValidNode(EdgeAt(third).node);
+    };
     return this->IsValidNode(star.a) && this->IsValidNode(star.b) &&
-           (star.left < 0 || IsTriangle(star.left, star.e, star.next, star.prev)) &&
-           (star.right < 0 || IsTriangle(star.right, star.twin, star.twinNext, star.twinPrev));
+           (star.left < 0 || isTriangle(star.left, star.e, star.next, star.prev, star.b)) &&
+           (star.right < 0 ||
+            isTriangle(star.right, star.twin, star.twinNext, star.twinPrev, star.a));
 }
 
 template <class Node, class Edge, class Face>
@@ -443,17 +448,19 @@ bool TriangleMesh<Node, Edge, Face>::IsTriangle(int face, int first, int second,
            this->IsValidNode(EdgeAt(third).node);
 }
 
-// Three half-edges, the first of them named by the face, become its triangle.
+// Three live half-edges, the first of them named by the face, become its triangle.
 template <class Node, class Edge, class Face>
 void TriangleMesh<Node, Edge, Face>::SetTriangle(int face, int first, int second, int third)
 {
-    FaceAt(face).edge = first;
-    for (const int e : {first, second, third}) {
+    const auto set = [&](int e, int next, int prev) {
+        EdgeAt(e).next = next;
+        EdgeAt(e).prev = prev;
         EdgeAt(e).face = face;
-    }
-    this->Link(first, second);
-    this->Link(second, third);
-    this->Link(third, first);
+    };
+    FaceAt(face).edge = first;
+    set(first, second, third);
+    set(second, third, first);
+    set(third, first, second);
 }
 
 template <class Node, class Edge, class Face>
@@ -567,7 +574,7 @@ bool TriangleMesh<Node, Edge, Face>::CollapseEdge(int halfEdge, bool force, bool
     // A ring that does not close ends at an unlinked boundary, and nodes of a boundary never go.
     if (aroundA.end == WalkEnd::Runaway || aroundB.end != WalkEnd::Closed ||
         !KeepsTopology(star, aroundA, aroundB) ||
-        TouchesBoundary(star, aroundA, aroundB, relaxed) ||
+        TouchesBoundary(star, relaxed) ||
         (!force && IsCollapseLocked(star, aroundB))) {
         return false;
     }
@@ -609,7 +616,7 @@ auto TriangleMesh<Node, Edge, Face>::FanOf(int node) const -> Fan
     fan.end = this->WalkNodeEdges(node, Base::RunawayLimit(this->nodes_.size()), [&](int out) {
         fan.outgoing.push_back(out);
         fan.ring.push_back(EdgeAt(Twin(out)).node);
-        fan.onBoundary = fan.onBoundary || Base::IsBoundaryEdge(out, true);
+        fan.onBoundary |= EdgeAt(out).face == kNoFace || EdgeAt(Twin(out)).face == kNoFace;
     });
     std::sort(fan.ring.begin(), fan.ring.end());
     return fan;
@@ -647,15 +654,14 @@ bool TriangleMesh<Node, Edge, Face>::KeepsTopology(const EdgeStar& star, const F
 }
 
 template <class Node, class Edge, class Face>
-bool TriangleMesh<Node, Edge, Face>::TouchesBoundary(const EdgeStar& star, const Fan& aroundA,
-                                                     const Fan& aroundB, bool relaxed) const
+bool TriangleMesh<Node, Edge, Face>::TouchesBoundary(const EdgeStar& star, bool relaxed) const
 {
     if (relaxed) {
-        return aroundB.onBoundary || this->IsBoundaryEdge(star.next, true) ||
+        return this->IsBoundaryNode(star.b) || this->IsBoundaryEdge(star.next, true) ||
                this->IsBoundaryEdge(star.twinPrev, true);
     }
     const std::array<int, 6> sides = star.HalfEdges();
-    return aroundA.onBoundary || aroundB.onBoundary ||
+    return this->IsBoundaryNode(star.a) || this->IsBoundaryNode(star.b) ||
            std::any_of(sides.begin(), sides.end(),
                        [&](int e) { return this->IsBoundaryEdge(e, true); });
 }
