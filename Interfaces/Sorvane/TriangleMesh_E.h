@@ -239,7 +239,13 @@ private:
     {
         return star.left >= 0 && star.right >= 0 && star.c != star.d;
     }
-    bool IsTriangle(int face, int first, int second, int third) const;
+    // Do the half-edges, known to be alive, bound the face, the ends of the first being alive?
+    bool IsTriangle(int face, int first, int second, int third) const
+    {
+        return this->IsValidFace(face) && EdgeAt(second).next == third &&
+               EdgeAt(third).next == first && EdgeAt(second).node == EdgeAt(Twin(first)).node &&
+               this->IsValidNode(EdgeAt(third).node);
+    }
     bool IsLockedFace(int face) const { return face >= 0 && this->IsFaceLocked(face); }
     void SetTriangle(int face, int first, int second, int third);
 
@@ -429,23 +435,9 @@ bool TriangleMesh<Node, Edge, Face>::StarOf(int halfEdge, EdgeStar& star) const
             twin.face >= 0 ? EdgeAt(twin.prev).node : kNoNode,
             edge.face,
             twin.face};
-    const auto isTriangle = [&](int face, int first, int second, int third, int corner) {
-        return this->IsValidFace(face) && EdgeAt(second).next == third &&
-               EdgeAt(third).next == first && EdgeAt(second).node == corner &&
-               this->IsValidNode(EdgeAt(third).node);
-    };
     return this->IsValidNode(star.a) && this->IsValidNode(star.b) &&
-           (star.left < 0 || isTriangle(star.left, star.e, star.next, star.prev, star.b)) &&
-           (star.right < 0 ||
-            isTriangle(star.right, star.twin, star.twinNext, star.twinPrev, star.a));
-}
-
-template <class Node, class Edge, class Face>
-bool TriangleMesh<Node, Edge, Face>::IsTriangle(int face, int first, int second, int third) const
-{
-    return this->IsValidFace(face) && EdgeAt(second).next == third && EdgeAt(third).next == first &&
-           this->IsValidNode(EdgeAt(first).node) && this->IsValidNode(EdgeAt(second).node) &&
-           this->IsValidNode(EdgeAt(third).node);
+           (star.left < 0 || IsTriangle(star.left, star.e, star.next, star.prev)) &&
+           (star.right < 0 || IsTriangle(star.right, star.twin, star.twinNext, star.twinPrev));
 }
 
 // Three live half-edges, the first of them named by the face, become its triangle.
@@ -493,12 +485,11 @@ bool TriangleMesh<Node, Edge, Face>::SplitFace(int face, int& newNode, bool forc
 {
     newNode = kNoNode;
     const std::array<int, 3> sides = Sides(face);
-    if (sides[0] < 0 || !IsTriangle(face, sides[0], sides[1], sides[2]) ||
-        (!force && this->IsFaceLocked(face))) {
+    const std::array<int, 3> corners = Corners(face);
+    if (!this->IsValidNode(corners[0]) || !this->IsValidNode(corners[1]) ||
+        !IsTriangle(face, sides[0], sides[1], sides[2]) || (!force && this->IsFaceLocked(face))) {
         return false;
     }
-
-    const std::array<int, 3> corners = Corners(face);
     newNode = this->AddNode(Node{});
     std::array<int, 3> spokes;
     for (std::size_t i = 0; i < 3; ++i) {
@@ -573,8 +564,7 @@ bool TriangleMesh<Node, Edge, Face>::CollapseEdge(int halfEdge, bool force, bool
     const Fan aroundB = FanOf(star.b);
     // A ring that does not close ends at an unlinked boundary, and nodes of a boundary never go.
     if (aroundA.end == WalkEnd::Runaway || aroundB.end != WalkEnd::Closed ||
-        !KeepsTopology(star, aroundA, aroundB) ||
-        TouchesBoundary(star, relaxed) ||
+        !KeepsTopology(star, aroundA, aroundB) || TouchesBoundary(star, relaxed) ||
         (!force && IsCollapseLocked(star, aroundB))) {
         return false;
     }

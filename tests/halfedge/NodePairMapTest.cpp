@@ -165,7 +165,7 @@ TEST(NodePairMap, HubLosesItsEdges)
         map.InsertAbsent(i, kHub, 2 * i);
     }
     for (int i = 0; i < kHub; i += 2) {
-        map.Erase(kHub, i, 2 * i);           // the other direction's half-edge: not this edge
+        map.Erase(kHub, i, 2 * i); // the other direction's half-edge: not this edge
         EXPECT_EQ(map.Find(kHub, i), 2 * i + 1);
         map.Erase(kHub, i, 2 * i + 1);
         EXPECT_EQ(map.Find(kHub, i), NodePairMap::kNone);
