@@ -360,8 +360,7 @@ WalkEnd HMesh<Node, Edge, Face>::VisitNodeNodes(int node, Visit visit) const
         if (++count > limit) {
             return WalkEnd::Runaway;
         }
-        const int twin = Twin(current);
-        current = IsValidEdge(twin) ? EdgeAt(twin).prev : kNotSet;
+        current = EdgeAt(Twin(current)).prev; // of a deleted twin: deleted as well
         if (!IsValidEdge(current)) {
             return WalkEnd::Cut;
         }
