@@ -334,8 +334,8 @@ WalkEnd HMesh<Node, Edge, Face>::WalkNodeEdges(int node, std::size_t limit, Visi
             return WalkEnd::Runaway;
         }
         const int before = EdgeAt(current).prev;
-        current = IsValidEdge(before) ? EdgeAt(before).twin : kNotSet;
-        if (!IsValidEdge(current)) {
+        current = Twin(before);
+        if (!IsValidEdge(before) || !IsValidEdge(current)) {
             return WalkEnd::Cut;
         }
     } while (current != first);
@@ -360,8 +360,7 @@ WalkEnd HMesh<Node, Edge, Face>::VisitNodeNodes(int node, Visit visit) const
         if (++count > limit) {
             return WalkEnd::Runaway;
         }
-        const int twin = EdgeAt(current).twin;
-        current = IsValidEdge(twin) ? EdgeAt(twin).prev : kNotSet;
+        current = EdgeAt(Twin(current)).prev; // of a deleted twin: deleted as well
         if (!IsValidEdge(current)) {
             return WalkEnd::Cut;
         }
@@ -573,9 +572,9 @@ int HMesh<Node, Edge, Face>::NewFace(int halfEdge)
 template <class Node, class Edge, class Face>
 int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
 {
-    const NodePairMap::Place place = nodePairs_.Locate(origin, destination);
-    if (place.halfEdge != NodePairMap::kNone) {
-        return place.halfEdge;
+    const int known = nodePairs_.Find(origin, destination);
+    if (known != NodePairMap::kNone) {
+        return known;
     }
     if (origin == destination || !IsValidNode(origin) || !IsValidNode(destination)) {
         return kNotSet;
@@ -594,7 +593,7 @@ int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
     SetUnlinked(second, destination, first);
     NodeAt(origin).edge = first;
     NodeAt(destination).edge = second;
-    nodePairs_.InsertAt(place, origin, destination, first);
+    nodePairs_.InsertAbsent(origin, destination, first);
     return first;
 }
 
@@ -682,7 +681,7 @@ void HMesh<Node, Edge, Face>::Reserve(std::size_t nodeCount, std::size_t halfEdg
     nodes_.reserve(nodeCount);
     edges_.reserve(halfEdgeCount);
     faces_.reserve(faceCount);
-    nodePairs_.Reserve(halfEdgeCount / 2);
+    nodePairs_.Reserve(nodeCount);
 }
 
 template <class Node, class Edge, class Face>

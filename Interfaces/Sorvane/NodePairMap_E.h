@@ -1,18 +1,99 @@
 // NodePairMap: from an ordered pair of node numbers to the half-edge that runs from the first to
 // the second. The table behind every edge lookup of a half-edge mesh.
 //
-// A flat open-addressing table with linear probing and deletion by backward shift (D. E. Knuth,
-// "The Art of Computer Programming", volume 3, 6.4, algorithm R), so that a long edit leaves no
-// tombstones. The two half-edges of an edge are neighbours in number (2k, 2k+1) and are always
-// entered and erased together, hence one slot of 12 bytes serves both directions.
+// Each node has a shelf of one cache line for the edges that lead from it to nodes of smaller
+// number. Half of a node's edges do on average, so seven places seldom run out, and node numbers of
+// a mesh are dense. A lookup then costs one line of memory, an edit at a node meets the same line
+// again and again, a node just made has all its edges on its own shelf, and nothing moves when the
+// table grows. What a full shelf can't take (the hub of a fan, say) goes to a hash table.
+//
+// The two half-edges of an edge are neighbours in number (2k, 2k+1) and are always entered and
+// erased together, hence one place of eight bytes serves both directions.
 #pragma once
 
+#include <Sorvane/Export_E.h>
+
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
+namespace Impl {
+
+/// Two different node numbers without their order, and whether they came the other way round.
+struct NodePair {
+    // Exchanges by bits, without a branch: which number is smaller can't be foretold.
+    NodePair(int origin, int destination)
+        : reversed(static_cast<int>(origin > destination)),
+          low(origin ^ ((origin ^ destination) & -reversed)),
+          high(destination ^ ((origin ^ destination) & -reversed))
+    {
+    }
+
+    int reversed;
+    int low;
+    int high;
+};
+
+/// From node pairs to one number each: a flat open-addressing table with linear probing and
+/// deletion by backward shift (D. E. Knuth, "The Art of Computer Programming", volume 3, 6.4,
+/// algorithm R), so that a long edit leaves no tombstones.
+class NodePairHash {
+public:
+    std::size_t Size() const { return size_; }
+    std::size_t MemoryBytes() const { return slots_.capacity() * sizeof(Slot); }
+
+    /// The number of the pair, or null.
+    SORVANE_API const int* Find(const NodePair& pair) const;
+    /// Enters a pair that is not there.
+    SORVANE_API void Add(const NodePair& pair, int value);
+    /// Erases the pair if it is there with this number; whether it was.
+    SORVANE_API bool Erase(const NodePair& pair, int value);
+    SORVANE_API void Clear();
+    void Swap(NodePairHash& other) noexcept
+    {
+        slots_.swap(other.slots_);
+        std::swap(size_, other.size_);
+    }
+
+    /// Calls visit(low, high, reference to the number) for each pair, in no particular order.
+    template <class Visit>
+    void VisitPairs(Visit visit)
+    {
+        for (Slot& slot : slots_) {
+            if (slot.low >= 0) {
+                visit(slot.low, slot.high, slot.value);
+            }
+        }
+    }
+    template <class Visit>
+    void VisitPairs(Visit visit) const
+    {
+        const_cast<NodePairHash*>(this)->VisitPairs(
+            [&](int low, int high, const int& value) { visit(low, high, value); });
+    }
+
+private:
+    struct Slot {
+        int low = -1; // -1: the slot is free
+        int high = -1;
+        int value = 0;
+    };
+
+    bool IsFree(std::size_t i) const { return slots_[i].low < 0; }
+    std::size_t After(std::size_t i) const { return i + 1 == slots_.size() ? 0 : i + 1; }
+    std::size_t Home(int low, int high) const;
+    std::size_t Locate(int low, int high) const;
+    void CloseGap(std::size_t gap);
+    void Rehash(std::size_t slotCount);
+
+    std::vector<Slot> slots_;
+    std::size_t size_ = 0;
+};
+
+} // namespace Impl
 
 /// Ordered pairs of node numbers (not negative, two different ones) to half-edge numbers.
 ///
@@ -38,50 +119,40 @@ public:
     /// Number of edges: each counts once though it can be looked up in both directions.
     std::size_t EdgeCount() const { return edgeCount_; }
     /// Bytes of the table as it stands.
-    std::size_t MemoryBytes() const { return slots_.capacity() * sizeof(Slot); }
-
-    /// What a look-up found: the half-edge or `kNone`, and where the pair stands or would stand.
-    struct Place {
-        int halfEdge = kNone;
-        std::size_t slot = 0;
-    };
+    std::size_t MemoryBytes() const
+    {
+        return shelves_.capacity() * sizeof(Shelf) + overflow_.MemoryBytes();
+    }
 
     /// The half-edge from `origin` to `destination`, or `kNone`.
-    int Find(int origin, int destination) const { return Locate(origin, destination).halfEdge; }
-
-    /// `Find`, with the place for `InsertAt`.
-    Place Locate(int origin, int destination) const
+    int Find(int origin, int destination) const
     {
-        if (slots_.empty()) {
-            return {};
-        }
-        const Key key(origin, destination);
-        std::size_t i = Home(key);
-        for (; !IsFree(i); i = After(i)) {
-            if (Holds(i, key)) {
-                return {slots_[i].halfEdge ^ key.reversed, i};
-            }
-        }
-        return {kNone, i};
+        const NodePair pair(origin, destination);
+        const int* upward = Upward(pair);
+        return upward == nullptr ? kNone : *upward ^ pair.reversed;
     }
 
     /// Enters `halfEdge` for (origin, destination) and its twin for the reverse; what stood there
     /// before is forgotten.
     void Insert(int origin, int destination, int halfEdge)
     {
-        InsertAt(Locate(origin, destination), origin, destination, halfEdge);
+        const NodePair pair(origin, destination);
+        if (int* upward = const_cast<int*>(Upward(pair))) {
+            *upward = halfEdge ^ pair.reversed;
+        } else {
+            InsertAbsent(origin, destination, halfEdge);
+        }
     }
 
-    /// The same for a pair just located; nothing may have been entered or erased in between.
-    void InsertAt(Place place, int origin, int destination, int halfEdge)
+    /// The same for a pair of which `Find` just said that it is not there.
+    void InsertAbsent(int origin, int destination, int halfEdge)
     {
-        if ((edgeCount_ + 1) * kLoadDenominator > slots_.size() * kLoadNumerator) {
-            Rehash(2 * slots_.size());
-            place = Locate(origin, destination);
+        const NodePair pair(origin, destination);
+        if (!HasShelf(pair.high)) {
+            AddShelfFor(pair.high);
         }
-        const Key key(origin, destination);
-        edgeCount_ += IsFree(place.slot) ? 1U : 0U;
-        slots_[place.slot] = {key.low, key.high, halfEdge ^ key.reversed};
+        Put(pair, halfEdge ^ pair.reversed);
+        ++edgeCount_;
     }
 
     /// Forgets both directions if they belong to `halfEdge` and its twin. Where two edges join the
@@ -89,40 +160,59 @@ public:
     /// it.
     void Erase(int origin, int destination, int halfEdge)
     {
-        const Place place = Locate(origin, destination);
-        if (place.halfEdge == halfEdge && halfEdge >= 0) {
-            CloseGap(place.slot);
+        const NodePair pair(origin, destination);
+        const int upward = halfEdge ^ pair.reversed;
+        if (HasShelf(pair.high)) {
+            Shelf& shelf = ShelfOf(pair.high);
+            const int place = shelf.PlaceOf(pair.low);
+            if (place < shelf.count) {
+                if (shelf.upward[place] == upward) {
+                    shelf.Remove(place);
+                    --edgeCount_;
+                }
+                return;
+            }
+            if (shelf.elsewhere == 0) {
+                return;
+            }
+        }
+        if (overflow_.Erase(pair, upward)) {
             --edgeCount_;
+            if (HasShelf(pair.high)) {
+                --ShelfOf(pair.high).elsewhere;
+            }
         }
     }
 
     /// Exchanges the half-edges of the two directions of every edge.
     void SwapDirections()
     {
-        for (Slot& slot : slots_) {
-            slot.halfEdge ^= slot.low >= 0 ? 1 : 0;
+        for (Shelf& shelf : shelves_) {
+            for (int i = 0; i < shelf.count; ++i) {
+                shelf.upward[i] ^= 1;
+            }
         }
+        overflow_.VisitPairs([](int, int, int& upward) { upward ^= 1; });
     }
 
-    /// Makes room for `edges` edges in all.
-    void Reserve(std::size_t edges)
-    {
-        const std::size_t needed = edges * kLoadDenominator / kLoadNumerator + 1;
-        if (needed > slots_.size()) {
-            Rehash(needed);
-        }
-    }
+    /// Makes room for edges among the nodes of number below `nodes`.
+    SORVANE_API void Reserve(std::size_t nodes);
 
     /// Forgets everything and keeps the room.
     void Clear()
     {
-        slots_.assign(slots_.size(), Slot{});
+        for (Shelf& shelf : shelves_) {
+            shelf.count = 0;
+            shelf.elsewhere = 0;
+        }
+        overflow_.Clear();
         edgeCount_ = 0;
     }
 
     void Swap(NodePairMap& other) noexcept
     {
-        slots_.swap(other.slots_);
+        shelves_.swap(other.shelves_);
+        overflow_.Swap(other.overflow_);
         std::swap(edgeCount_, other.edgeCount_);
     }
 
@@ -131,93 +221,85 @@ public:
     template <class Visit>
     void VisitEdges(Visit visit) const
     {
-        for (const Slot& slot : slots_) {
-            if (slot.low >= 0) {
-                visit(slot.low, slot.high, slot.halfEdge);
+        for (std::size_t high = 0; high < shelves_.size(); ++high) {
+            const Shelf& shelf = shelves_[high];
+            for (int i = 0; i < shelf.count; ++i) {
+                visit(shelf.low[i], static_cast<int>(high), shelf.upward[i]);
             }
         }
+        overflow_.VisitPairs(visit);
     }
 
 private:
-    struct Slot {
-        int low = -1; // smaller node number; -1: the slot is free
-        int high = -1;
-        int halfEdge = kNone; // the one from low to high
-    };
+    using NodePair = Impl::NodePair;
 
-    struct Key {
-        Key(int origin, int destination)
-            : low(origin < destination ? origin : destination),
-              high(origin < destination ? destination : origin),
-              reversed(origin < destination ? 0 : 1)
+    static constexpr int kShelfRoom = 7;
+
+    // Edges from one node to nodes of smaller number. Only the first `count` places hold one.
+    struct alignas(64) Shelf {
+        int low[kShelfRoom] = {};
+        int count = 0;
+        int upward[kShelfRoom] = {}; // the half-edge from the smaller number to the greater
+        int elsewhere = 0;           // edges of this node in the hash table
+
+        // At or behind `count`: not there. All places are compared: how many are taken can't be
+        // foretold, and a wrong guess costs more than seven comparisons.
+        int PlaceOf(int node) const
         {
+            unsigned held = 1U << kShelfRoom;
+            for (int i = 0; i < kShelfRoom; ++i) {
+                held |= static_cast<unsigned>(low[i] == node) << i;
+            }
+            return std::countr_zero(held);
         }
 
-        int low;
-        int high;
-        int reversed;
+        void Remove(int place)
+        {
+            --count;
+            low[place] = low[count];
+            upward[place] = upward[count];
+        }
     };
 
-    // At most every second slot is taken: runs stay short, which edits feel most, as they erase.
-    static constexpr std::size_t kLoadNumerator = 1;
-    static constexpr std::size_t kLoadDenominator = 2;
-    static constexpr std::size_t kFewestSlots = 16;
-    static constexpr std::size_t kGroup = 2; // the number of slots is a multiple of it
+    bool HasShelf(int node) const { return static_cast<std::size_t>(node) < shelves_.size(); }
+    Shelf& ShelfOf(int node) { return shelves_[static_cast<std::size_t>(node)]; }
+    const Shelf& ShelfOf(int node) const { return shelves_[static_cast<std::size_t>(node)]; }
 
-    bool IsFree(std::size_t i) const { return slots_[i].low < 0; }
-    bool Holds(std::size_t i, const Key& key) const
+    // The half-edge from the smaller number to the greater, or null.
+    const int* Upward(const NodePair& pair) const
     {
-        return slots_[i].low == key.low && slots_[i].high == key.high;
-    }
-    std::size_t After(std::size_t i) const { return i + 1 == slots_.size() ? 0 : i + 1; }
-
-    // Smaller number and difference, mixed by two multiplications and scaled to the table's size;
-    // the last bit of the smaller number chooses within a group of two. Edges that run alike from
-    // two nodes in a row then stand side by side, which speeds up building a mesh whose numbering
-    // is not random (larger groups do more for it, and slow down edits). FNV-1a over the eight
-    // bytes, with its eight dependent multiplications, takes twice as long to build a mesh.
-    std::size_t Home(const Key& key) const
-    {
-        const std::uint64_t low = static_cast<std::uint32_t>(key.low);
-        const std::uint64_t difference =
-            static_cast<std::uint32_t>(key.high) - static_cast<std::uint32_t>(key.low);
-        std::uint64_t hash = (((low / kGroup) << 32U) | difference) * 0x9e3779b97f4a7c15U;
-        hash = (hash ^ (hash >> 32U)) * 0xbf58476d1ce4e5b9U;
-        const std::uint64_t group = ((hash >> 32U) * (slots_.size() / kGroup)) >> 32U;
-        return static_cast<std::size_t>(group * kGroup + (low ^ hash) % kGroup);
-    }
-
-    void CloseGap(std::size_t gap)
-    {
-        for (std::size_t i = After(gap); !IsFree(i); i = After(i)) {
-            const std::size_t home = Home(Key(slots_[i].low, slots_[i].high));
-            // The entry may move back to the gap unless its home lies behind the gap, cyclically.
-            const bool homeIsAfterGap = gap < i ? gap < home && home <= i : gap < home || home <= i;
-            if (!homeIsAfterGap) {
-                slots_[gap] = slots_[i];
-                gap = i;
+        if (HasShelf(pair.high)) {
+            const Shelf& shelf = ShelfOf(pair.high);
+            const int place = shelf.PlaceOf(pair.low);
+            if (place < shelf.count) {
+                return &shelf.upward[place];
+            }
+            if (shelf.elsewhere == 0) {
+                return nullptr;
             }
         }
-        slots_[gap] = Slot{};
+        return overflow_.Find(pair);
     }
 
-    void Rehash(std::size_t slotCount)
+    SORVANE_API void AddShelfFor(int node);
+
+    void Put(const NodePair& pair, int upward)
     {
-        slotCount = slotCount < kFewestSlots ? kFewestSlots : slotCount;
-        std::vector<Slot> before((slotCount + kGroup - 1) / kGroup * kGroup);
-        before.swap(slots_);
-        for (const Slot& slot : before) {
-            if (slot.low >= 0) {
-                std::size_t i = Home(Key(slot.low, slot.high));
-                while (!IsFree(i)) {
-                    i = After(i);
-                }
-                slots_[i] = slot;
+        if (HasShelf(pair.high)) {
+            Shelf& shelf = ShelfOf(pair.high);
+            if (shelf.count < kShelfRoom) {
+                shelf.low[shelf.count] = pair.low;
+                shelf.upward[shelf.count] = upward;
+                ++shelf.count;
+                return;
             }
+            ++shelf.elsewhere;
         }
+        overflow_.Add(pair, upward);
     }
 
-    std::vector<Slot> slots_;
+    std::vector<Shelf> shelves_; // one for each node number, as far as numbers are dense
+    Impl::NodePairHash overflow_;
     std::size_t edgeCount_ = 0;
 };
 

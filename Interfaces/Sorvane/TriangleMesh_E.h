@@ -239,14 +239,19 @@ private:
     {
         return star.left >= 0 && star.right >= 0 && star.c != star.d;
     }
-    bool IsTriangle(int face, int first, int second, int third) const;
+    // Do the half-edges, known to be alive, bound the face, the ends of the first being alive?
+    bool IsTriangle(int face, int first, int second, int third) const
+    {
+        return this->IsValidFace(face) && EdgeAt(second).next == third &&
+               EdgeAt(third).next == first && EdgeAt(second).node == EdgeAt(Twin(first)).node &&
+               this->IsValidNode(EdgeAt(third).node);
+    }
     bool IsLockedFace(int face) const { return face >= 0 && this->IsFaceLocked(face); }
     void SetTriangle(int face, int first, int second, int third);
 
     Fan FanOf(int node) const;
     bool KeepsTopology(const EdgeStar& star, const Fan& aroundA, const Fan& aroundB) const;
-    bool TouchesBoundary(const EdgeStar& star, const Fan& aroundA, const Fan& aroundB,
-                         bool relaxed) const;
+    bool TouchesBoundary(const EdgeStar& star, bool relaxed) const;
     bool IsCollapseLocked(const EdgeStar& star, const Fan& aroundB) const;
     void WeldOver(int survivor, int lost);
     void ReplaceNodeEdge(int node, int held, int replacement)
@@ -435,25 +440,19 @@ bool TriangleMesh<Node, Edge, Face>::StarOf(int halfEdge, EdgeStar& star) const
            (star.right < 0 || IsTriangle(star.right, star.twin, star.twinNext, star.twinPrev));
 }
 
-template <class Node, class Edge, class Face>
-bool TriangleMesh<Node, Edge, Face>::IsTriangle(int face, int first, int second, int third) const
-{
-    return this->IsValidFace(face) && EdgeAt(second).next == third && EdgeAt(third).next == first &&
-           this->IsValidNode(EdgeAt(first).node) && this->IsValidNode(EdgeAt(second).node) &&
-           this->IsValidNode(EdgeAt(third).node);
-}
-
-// Three half-edges, the first of them named by the face, become its triangle.
+// Three live half-edges, the first of them named by the face, become its triangle.
 template <class Node, class Edge, class Face>
 void TriangleMesh<Node, Edge, Face>::SetTriangle(int face, int first, int second, int third)
 {
-    FaceAt(face).edge = first;
-    for (const int e : {first, second, third}) {
+    const auto set = [&](int e, int next, int prev) {
+        EdgeAt(e).next = next;
+        EdgeAt(e).prev = prev;
         EdgeAt(e).face = face;
-    }
-    this->Link(first, second);
-    this->Link(second, third);
-    this->Link(third, first);
+    };
+    FaceAt(face).edge = first;
+    set(first, second, third);
+    set(second, third, first);
+    set(third, first, second);
 }
 
 template <class Node, class Edge, class Face>
@@ -486,12 +485,11 @@ bool TriangleMesh<Node, Edge, Face>::SplitFace(int face, int& newNode, bool forc
 {
     newNode = kNoNode;
     const std::array<int, 3> sides = Sides(face);
-    if (sides[0] < 0 || !IsTriangle(face, sides[0], sides[1], sides[2]) ||
-        (!force && this->IsFaceLocked(face))) {
+    const std::array<int, 3> corners = Corners(face);
+    if (!this->IsValidNode(corners[0]) || !this->IsValidNode(corners[1]) ||
+        !IsTriangle(face, sides[0], sides[1], sides[2]) || (!force && this->IsFaceLocked(face))) {
         return false;
     }
-
-    const std::array<int, 3> corners = Corners(face);
     newNode = this->AddNode(Node{});
     std::array<int, 3> spokes;
     for (std::size_t i = 0; i < 3; ++i) {
@@ -566,8 +564,7 @@ bool TriangleMesh<Node, Edge, Face>::CollapseEdge(int halfEdge, bool force, bool
     const Fan aroundB = FanOf(star.b);
     // A ring that does not close ends at an unlinked boundary, and nodes of a boundary never go.
     if (aroundA.end == WalkEnd::Runaway || aroundB.end != WalkEnd::Closed ||
-        !KeepsTopology(star, aroundA, aroundB) ||
-        TouchesBoundary(star, aroundA, aroundB, relaxed) ||
+        !KeepsTopology(star, aroundA, aroundB) || TouchesBoundary(star, relaxed) ||
         (!force && IsCollapseLocked(star, aroundB))) {
         return false;
     }
@@ -609,7 +606,7 @@ auto TriangleMesh<Node, Edge, Face>::FanOf(int node) const -> Fan
     fan.end = this->WalkNodeEdges(node, Base::RunawayLimit(this->nodes_.size()), [&](int out) {
         fan.outgoing.push_back(out);
         fan.ring.push_back(EdgeAt(Twin(out)).node);
-        fan.onBoundary = fan.onBoundary || Base::IsBoundaryEdge(out, true);
+        fan.onBoundary |= EdgeAt(out).face == kNoFace || EdgeAt(Twin(out)).face == kNoFace;
     });
     std::sort(fan.ring.begin(), fan.ring.end());
     return fan;
@@ -647,15 +644,14 @@ bool TriangleMesh<Node, Edge, Face>::KeepsTopology(const EdgeStar& star, const F
 }
 
 template <class Node, class Edge, class Face>
-bool TriangleMesh<Node, Edge, Face>::TouchesBoundary(const EdgeStar& star, const Fan& aroundA,
-                                                     const Fan& aroundB, bool relaxed) const
+bool TriangleMesh<Node, Edge, Face>::TouchesBoundary(const EdgeStar& star, bool relaxed) const
 {
     if (relaxed) {
-        return aroundB.onBoundary || this->IsBoundaryEdge(star.next, true) ||
+        return this->IsBoundaryNode(star.b) || this->IsBoundaryEdge(star.next, true) ||
                this->IsBoundaryEdge(star.twinPrev, true);
     }
     const std::array<int, 6> sides = star.HalfEdges();
-    return aroundA.onBoundary || aroundB.onBoundary ||
+    return this->IsBoundaryNode(star.a) || this->IsBoundaryNode(star.b) ||
            std::any_of(sides.begin(), sides.end(),
                        [&](int e) { return this->IsBoundaryEdge(e, true); });
 }

@@ -136,19 +136,84 @@ TEST(NodePairMap, HubsOnEitherSide)
     }
 }
 
+// Room is reserved by nodes; a mesh of triangles has three edges a node, one line of 64 bytes.
 TEST(NodePairMap, ReservedRoomIsEnough)
 {
     NodePairMap map;
     map.Reserve(1000);
     const std::size_t before = map.MemoryBytes();
-    for (int i = 0; i < 1000; ++i) {
-        map.Insert(i, i + 1, 2 * i);
+    for (int node = 3; node < 1000; ++node) {
+        for (int back = 1; back <= 3; ++back) {
+            map.Insert(node - back, node, 6 * node + 2 * back);
+        }
     }
     EXPECT_EQ(map.MemoryBytes(), before);
-    EXPECT_LE(before, 1000U * 25U); // 12 bytes a slot, two slots an edge
+    EXPECT_LE(before, 1000U * 3U * 25U);
     map.Clear();
     EXPECT_EQ(map.MemoryBytes(), before);
-    EXPECT_EQ(map.Find(0, 1), NodePairMap::kNone);
+    EXPECT_EQ(map.Find(0, 3), NodePairMap::kNone);
+    EXPECT_EQ(map.EdgeCount(), 0U);
+}
+
+// One node of many edges to smaller numbers: whatever leaves, in whatever order, the rest is found.
+TEST(NodePairMap, HubLosesItsEdges)
+{
+    constexpr int kHub = 3000;
+    NodePairMap map;
+    map.Reserve(kHub + 1);
+    for (int i = 0; i < kHub; ++i) {
+        map.InsertAbsent(i, kHub, 2 * i);
+    }
+    for (int i = 0; i < kHub; i += 2) {
+        map.Erase(kHub, i, 2 * i); // the other direction's half-edge: not this edge
+        EXPECT_EQ(map.Find(kHub, i), 2 * i + 1);
+        map.Erase(kHub, i, 2 * i + 1);
+        EXPECT_EQ(map.Find(kHub, i), NodePairMap::kNone);
+    }
+    for (int i = 0; i < kHub; i += 4) {
+        map.Insert(i, kHub, 4 * i);
+        map.Insert(i + 1, kHub, 4 * i + 6); // in place of the one that stands there
+    }
+    for (int i = 0; i < kHub; i += 4) {
+        ASSERT_EQ(map.Find(kHub, i), 4 * i + 1);
+        ASSERT_EQ(map.Find(kHub, i + 1), 4 * i + 7);
+        ASSERT_EQ(map.Find(i + 2, kHub), NodePairMap::kNone);
+        ASSERT_EQ(map.Find(i + 3, kHub), 2 * (i + 3));
+    }
+    EXPECT_EQ(map.EdgeCount(), static_cast<std::size_t>(kHub * 3 / 4));
+    map.SwapDirections();
+    EXPECT_EQ(map.Find(3, kHub), 7);
+    EXPECT_EQ(map.Find(0, kHub), 1);
+}
+
+// Memory follows the edges, not the greatest node number, and an edge entered while numbers were
+// sparse is found, replaced and erased as any other when they have become dense.
+TEST(NodePairMap, SparseNumbersThatBecomeDense)
+{
+    constexpr int kNodes = 5000;
+    NodePairMap map;
+    for (int node = kNodes - 1; node >= 1; --node) { // from the far end
+        map.Insert(node, node - 1, 2 * node);
+        map.Insert(node, (node * 7) % (node - 1 > 0 ? node - 1 : 1), 2 * (kNodes + node));
+        if (node == kNodes - 10) {
+            EXPECT_LE(map.MemoryBytes(), 20U * 256U);
+        }
+    }
+    for (int pass = 0; pass < 2; ++pass) {
+        for (int node = 3; node < kNodes; ++node) {
+            ASSERT_EQ(map.Find(node, node - 1), 2 * node) << pass;
+            ASSERT_EQ(map.Find((node * 7) % (node - 1), node), 2 * (kNodes + node) + 1) << pass;
+        }
+        map.Reserve(2 * kNodes);
+    }
+    std::size_t visited = 0;
+    map.VisitEdges([&](int, int, int) { ++visited; });
+    EXPECT_EQ(visited, map.EdgeCount());
+    for (int node = 3; node < kNodes; ++node) {
+        map.Erase(node - 1, node, 2 * node + 1);
+        ASSERT_EQ(map.Find(node, node - 1), NodePairMap::kNone);
+    }
+    EXPECT_EQ(map.EdgeCount() + static_cast<std::size_t>(kNodes - 3), visited);
 }
 
 } // namespace

@@ -572,6 +572,47 @@ TEST(TriangleMesh, AnyLockHoldsOffACollapseUnlessForced)
     EXPECT_TRUE(mesh.CollapseEdge(e, false, true));
 }
 
+// A host's own boundary besides the real one: an edge that acts as a wall, or a node.
+class WalledMesh : public Triangles {
+public:
+    int wall = -9;
+    int post = -9;
+    bool IsBoundaryEdge(int e, bool bothSides) const override
+    {
+        return Triangles::IsBoundaryEdge(e, bothSides) || e == wall ||
+               (bothSides && e == (wall ^ 1));
+    }
+    bool IsBoundaryNode(int n) const override { return Triangles::IsBoundaryNode(n) || n == post; }
+};
+
+// The closed octahedron has no boundary of its own: only the host's can refuse.
+TEST(TriangleMesh, CollapseAsksTheHostForBoundaries)
+{
+    const auto collapses = [](int wallFrom, int wallTo, int post, bool relaxed) {
+        WalledMesh mesh = Loaded<WalledMesh>(::Test::Octahedron());
+        if (wallFrom >= 0) {
+            mesh.wall = mesh.FindEdge(wallFrom, wallTo);
+            EXPECT_GE(mesh.wall, 0);
+        }
+        mesh.post = post;
+        const List before = Fingerprint(mesh);
+        const bool done = mesh.CollapseEdge(mesh.FindEdge(0, 2), true, relaxed); // 2 goes
+        EXPECT_EQ(Fingerprint(mesh) == before, !done);
+        return done;
+    };
+    for (const bool relaxed : {false, true}) {
+        EXPECT_TRUE(collapses(-1, -1, -1, relaxed));
+        // The spoke of 2 that belongs to neither of the two triangles.
+        EXPECT_FALSE(collapses(2, 1, -1, relaxed));
+        EXPECT_FALSE(collapses(1, 2, -1, relaxed));
+        EXPECT_FALSE(collapses(-1, -1, 2, relaxed));
+        EXPECT_EQ(collapses(0, 3, -1, relaxed), relaxed); // at the node that stays
+        EXPECT_EQ(collapses(-1, -1, 0, relaxed), relaxed);
+        EXPECT_TRUE(collapses(1, 3, -1, relaxed)); // at neither
+        EXPECT_TRUE(collapses(-1, -1, 4, relaxed));
+    }
+}
+
 // Everything is locked.
 class FrozenMesh : public Triangles {
 public:
