@@ -2,6 +2,7 @@
 // family headers that they use.
 #pragma once
 
+#include <Sorvane/ArcSegChain_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
@@ -10,6 +11,7 @@
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
+#include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/TreeAddress_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Sorvane/Version_E.h>
