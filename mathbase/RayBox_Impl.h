@@ -12,18 +12,20 @@ namespace Velk::Math::Intersect::Impl {
 
 /// Growth of the way out of a box that makes up for the rounding of three operations on either side
 /// (T. Ize, "Robust BVH Ray Traversal", 2013).
-template <class T> inline constexpr T kSlabRounding = 4 * std::numeric_limits<T>::epsilon();
+template <class T>
+inline constexpr T kSlabRounding = 4 * std::numeric_limits<T>::epsilon();
 
 /// Does a direction have a finite positive length, so that a ray can be told?
-template <int N, class T> bool IsRayDirection(const VecBase<N, T>& direction)
+template <int N, class T>
+bool IsRayDirection(const VecBase<N, T>& direction)
 {
     const T length = Vector::Length(direction);
     return length > 0 && length <= std::numeric_limits<T>::max();
 }
 
-/// Slab test of the ray origin + t `direction`, t >= 0, with a closed box; `enter` is the least such t
-/// when it is met. `direction` fulfils `IsRayDirection`. Never a false "no" by rounding, and growing a
-/// box never loses a hit, also not by rounding.
+/// Slab test of the ray origin + t `direction`, t >= 0, with a closed box; `enter` is the least
+/// such t when it is met. `direction` fulfils `IsRayDirection`. Never a false "no" by rounding, and
+/// growing a box never loses a hit, also not by rounding.
 template <int N, class T>
 bool RayMeetsBox(const VecBase<N, T>& origin, const VecBase<N, T>& direction,
                  const VecBase<N, T>& min, const VecBase<N, T>& max, T& enter)

@@ -5,13 +5,15 @@
 
 #include "trees/BoundTests_Impl.h"
 
+#include <cmath>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Tree {
 
 namespace Impl {
 
-template <int D, class T> bool LiesWithin(const VecBase<D, T>& point, const BoxOf<D, T>& box)
+template <int D, class T>
+bool LiesWithin(const VecBase<D, T>& point, const BoxOf<D, T>& box)
 {
     for (int i = 0; i < D; ++i) {
         if (!(point[i] >= box.min[i] && point[i] <= box.max[i])) {
@@ -21,12 +23,14 @@ template <int D, class T> bool LiesWithin(const VecBase<D, T>& point, const BoxO
     return true;
 }
 
-template <int D, class T> bool LiesWithin(const BoxOf<D, T>& bound, const BoxOf<D, T>& box)
+template <int D, class T>
+bool LiesWithin(const BoxOf<D, T>& bound, const BoxOf<D, T>& box)
 {
     return LiesWithin(bound.min, box) && LiesWithin(bound.max, box);
 }
 
-template <int D, class T> bool LiesWithin(const BallOf<D, T>& bound, const BoxOf<D, T>& box)
+template <int D, class T>
+bool LiesWithin(const BallOf<D, T>& bound, const BoxOf<D, T>& box)
 {
     for (int i = 0; i < D; ++i) {
         if (!(bound.center[i] - box.min[i] >= bound.radius &&
@@ -37,35 +41,41 @@ template <int D, class T> bool LiesWithin(const BallOf<D, T>& bound, const BoxOf
     return true;
 }
 
-template <int D, class T> VecBase<D, T> Middle(const BoxOf<D, T>& bound)
+template <int D, class T>
+VecBase<D, T> Middle(const BoxOf<D, T>& bound)
 {
     return (bound.min + bound.max) * T(0.5);
 }
 
-template <int D, class T> const VecBase<D, T>& Middle(const BallOf<D, T>& bound)
+template <int D, class T>
+const VecBase<D, T>& Middle(const BallOf<D, T>& bound)
 {
     return bound.center;
 }
 
-template <int D, class T> BoxOf<D, T> LooseBoxOf(const Bounding::RegularBoundingBox<D, T>& cell)
+template <int D, class T>
+BoxOf<D, T> LooseBoxOf(const Bounding::RegularBoundingBox<D, T>& cell)
 {
-    const VecBase<D, T> reach =
-        Bounding::Impl::Uniform<D, T>(cell.halfSize * (T{1} + cell.slack));
+    const VecBase<D, T> reach = Bounding::Impl::Uniform<D, T>(cell.halfSize * (T{1} + cell.slack));
     return {cell.center - reach, cell.center + reach};
 }
 
 /// Rough accounting of memory: a node, and the vector of its children.
-template <int D> struct NodeBytes;
-template <> struct NodeBytes<2> {
+template <int D>
+struct NodeBytes;
+template <>
+struct NodeBytes<2> {
     static constexpr std::size_t kNode = 96, kChildren = 672;
 };
-template <> struct NodeBytes<3> {
+template <>
+struct NodeBytes<3> {
     static constexpr std::size_t kNode = 104, kChildren = 1536;
 };
 
 } // namespace Impl
 
-// --- the cell -------------------------------------------------------------------------------------
+// --- the cell
+// -------------------------------------------------------------------------------------
 
 template <int D, class T, int K>
 QOFNode<D, T, K>::QOFNode(QOFNode* parentNode, const Cell& cell)
@@ -73,7 +83,8 @@ QOFNode<D, T, K>::QOFNode(QOFNode* parentNode, const Cell& cell)
 {
 }
 
-template <int D, class T, int K> QOFNode<D, T, K>::~QOFNode()
+template <int D, class T, int K>
+QOFNode<D, T, K>::~QOFNode()
 {
     content.clear();
     children.clear();
@@ -86,7 +97,8 @@ typename QOFNode<D, T, K>::Cell QOFNode<D, T, K>::ChildCell(int index) const
     return {center + QOFChildOffset<D, T>(index) * half, half, slack};
 }
 
-template <int D, class T, int K> int QOFNode<D, T, K>::ChildIndex(const Bound& bound) const
+template <int D, class T, int K>
+int QOFNode<D, T, K>::ChildIndex(const Bound& bound) const
 {
     const VecBase<D, T> middle = Impl::Middle(bound);
     int index = 0;
@@ -102,21 +114,25 @@ typename QOFNode<D, T, K>::Box QOFNode<D, T, K>::LooseBox() const
     return Impl::LooseBoxOf(Cell{center, halfSize, slack});
 }
 
-template <int D, class T, int K> bool QOFNode<D, T, K>::Holds(const Bound& bound) const
+template <int D, class T, int K>
+bool QOFNode<D, T, K>::Holds(const Bound& bound) const
 {
     return Impl::LiesWithin(bound, LooseBox());
 }
 
-template <int D, class T, int K> void QOFNode<D, T, K>::GrowContentBox(const Bound& bound)
+template <int D, class T, int K>
+void QOFNode<D, T, K>::GrowContentBox(const Bound& bound)
 {
     const Box box = Impl::Around(bound);
     contentBox.Grow(box.min);
     contentBox.Grow(box.max);
 }
 
-// --- virtual operations ---------------------------------------------------------------------------
+// --- virtual operations
+// ---------------------------------------------------------------------------
 
-template <int D, class T, int K> std::size_t QOFNode<D, T, K>::MemorySize() const
+template <int D, class T, int K>
+std::size_t QOFNode<D, T, K>::MemorySize() const
 {
     using Bytes = Impl::NodeBytes<D>;
     constexpr std::size_t kPointer = 8;
@@ -124,7 +140,8 @@ template <int D, class T, int K> std::size_t QOFNode<D, T, K>::MemorySize() cons
            kPointer;
 }
 
-template <int D, class T, int K> QOFNode<D, T, K>* QOFNode<D, T, K>::GetChild(int index) const
+template <int D, class T, int K>
+QOFNode<D, T, K>* QOFNode<D, T, K>::GetChild(int index) const
 {
     if (children.empty() || index < 0 || index >= kChildCount) {
         return nullptr;
@@ -132,12 +149,16 @@ template <int D, class T, int K> QOFNode<D, T, K>* QOFNode<D, T, K>::GetChild(in
     return children[static_cast<std::size_t>(index)].get();
 }
 
-template <int D, class T, int K> bool QOFNode<D, T, K>::CanSplit(unsigned int /*capacity*/) const
+template <int D, class T, int K>
+bool QOFNode<D, T, K>::CanSplit(unsigned int /*capacity*/) const
 {
     return true;
 }
 
-template <int D, class T, int K> void QOFNode<D, T, K>::AfterSplit(unsigned int /*capacity*/) {}
+template <int D, class T, int K>
+void QOFNode<D, T, K>::AfterSplit(unsigned int /*capacity*/)
+{
+}
 
 template <int D, class T, int K>
 void QOFNode<D, T, K>::AllocateChild(unsigned int index, const Cell& cell)
@@ -170,7 +191,8 @@ bool QOFNode<D, T, K>::TransferTo(QOFNode& target, bool withContentBox)
     return true;
 }
 
-// --- insertion and removal ------------------------------------------------------------------------
+// --- insertion and removal
+// ------------------------------------------------------------------------
 
 template <int D, class T, int K>
 QOFNode<D, T, K>* QOFNode<D, T, K>::ChildFor(const Bound& bound) const
@@ -223,27 +245,31 @@ void QOFNode<D, T, K>::Place(QOFNode& node, const Content* content, const Bound&
     }
 }
 
-// --- splitting ------------------------------------------------------------------------------------
+// --- splitting
+// ------------------------------------------------------------------------------------
 
 /// Would a split repeat itself without end? Contents without extent fit cells of any size, so that
 /// nothing else stops them when they coincide.
-template <int D, class T, int K> bool QOFNode<D, T, K>::SplitIsFutile() const
+template <int D, class T, int K>
+bool QOFNode<D, T, K>::SplitIsFutile() const
 {
     if (content.empty()) {
         return false; // nothing is handed on
     }
     const T childHalf = halfSize * T(0.5);
-    if (childHalf == halfSize) {
-        return true; // 0 or infinite
+    if (childHalf == halfSize || !std::isfinite(halfSize * (T{1} + slack))) {
+        return true; // no size, or without bounds so that any child holds everything
     }
     const VecBase<D, T> step = Bounding::Impl::Uniform<D, T>(childHalf);
     if (center + step == center || center - step == center) {
         return true; // below the resolution of T on every axis
     }
-    return parent != nullptr && contentBox.min == contentBox.max && parent->contentBox == contentBox;
+    return parent != nullptr && contentBox.min == contentBox.max &&
+           parent->contentBox == contentBox;
 }
 
-template <int D, class T, int K> void QOFNode<D, T, K>::Split(QOFNode& node, unsigned int capacity)
+template <int D, class T, int K>
+void QOFNode<D, T, K>::Split(QOFNode& node, unsigned int capacity)
 {
     if (!node.children.empty() || !node.CanSplit(capacity) || node.SplitIsFutile()) {
         return;
@@ -265,7 +291,8 @@ template <int D, class T, int K> void QOFNode<D, T, K>::Split(QOFNode& node, uns
     node.content.swap(kept);
 }
 
-// --- nodes with addresses -------------------------------------------------------------------------
+// --- nodes with addresses
+// -------------------------------------------------------------------------
 
 template <int D, class T, int K>
 QOFAddressableNode<D, T, K>::QOFAddressableNode(QOFAddressableNode* parentNode, const Cell& cell,
@@ -283,7 +310,8 @@ QOFAddressableNode<D, T, K>::QOFAddressableNode(QOFAddressableNode* parentNode, 
     }
 }
 
-template <int D, class T, int K> QOFAddressableNode<D, T, K>::~QOFAddressableNode() = default;
+template <int D, class T, int K>
+QOFAddressableNode<D, T, K>::~QOFAddressableNode() = default;
 
 template <int D, class T, int K>
 bool QOFAddressableNode<D, T, K>::CanSplit(unsigned int /*capacity*/) const

@@ -4,8 +4,8 @@
 
 namespace Velk::Math::Sorvane::Tree {
 
-#define SORVANE_INSTANTIATE(D, T, K, Base)  \
-    template struct Base<D, T>;             \
+#define SORVANE_INSTANTIATE(D, T, K, Base)   \
+    template struct Base<D, T>;              \
     template struct QOFTreeContent<D, T, K>; \
     template class QOFNode<D, T, K>;
 SORVANE_INSTANTIATE(2, float, 0, QOFTreeContentBox)

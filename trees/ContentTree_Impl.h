@@ -16,8 +16,10 @@ namespace Velk::Math::Sorvane::Tree {
 
 namespace Impl {
 
-/// Last-in first-out store that takes no memory until it is deeper than any but a hostile tree needs.
-template <class Entry> class TraversalStack {
+/// Last-in first-out store that takes no memory until it is deeper than any but a hostile tree
+/// needs.
+template <class Entry>
+class TraversalStack {
 public:
     bool IsEmpty() const { return count_ == 0; }
 
@@ -52,7 +54,8 @@ private:
 };
 
 /// Narrowed to T; beyond its range infinite.
-template <class T> T Narrowed(double value)
+template <class T>
+T Narrowed(double value)
 {
     if (std::fabs(value) > static_cast<double>(std::numeric_limits<T>::max())) {
         return static_cast<T>(std::copysign(std::numeric_limits<double>::infinity(), value));
@@ -60,7 +63,8 @@ template <class T> T Narrowed(double value)
     return static_cast<T>(value);
 }
 
-template <class To, int D, class From> VecBase<D, To> Converted(const VecBase<D, From>& point)
+template <class To, int D, class From>
+VecBase<D, To> Converted(const VecBase<D, From>& point)
 {
     VecBase<D, To> result;
     for (int i = 0; i < D; ++i) {
@@ -116,7 +120,8 @@ void VisitNearestContents(const QOFContentSet<D, T, 0>& contents, const VecBase<
 }
 
 /// Adds a candidate to the answer of a query, which mostly has few of them or none.
-template <class Content> auto CollectInto(std::vector<const Content*>& found)
+template <class Content>
+auto CollectInto(std::vector<const Content*>& found)
 {
     constexpr std::size_t kUsual = 32;
     return [&found](const Content* content) {
@@ -129,7 +134,8 @@ template <class Content> auto CollectInto(std::vector<const Content*>& found)
 
 } // namespace Impl
 
-// --- building -------------------------------------------------------------------------------------
+// --- building
+// -------------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
 unsigned int QOFTree<D, T, K, Node>::LeafCapacity(std::size_t count)
@@ -212,7 +218,8 @@ void QOFTree<D, T, K, Node>::PrepareRoot(const Bins::DataPool<Item>& storage)
     InsertAll(storage);
 }
 
-// --- traversals -----------------------------------------------------------------------------------
+// --- traversals
+// -----------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
 template <class NodePredicate, class ContentPredicate, class Sink>
@@ -254,8 +261,7 @@ void QOFTree<D, T, K, Node>::VisitCandidates(const NodePredicate& nodePredicate,
 template <int D, class T, int K, class Node>
 template <class Sink>
 void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredRadius,
-                                          const Sink& sink) const
-    requires(K == 0)
+                                          const Sink& sink) const requires(K == 0)
 {
     using AnyNode = QOFNode<D, T, K>;
     struct Step {
@@ -276,9 +282,8 @@ void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredR
         if (!isWanted(squaredDistance)) {
             continue;
         }
-        Impl::VisitNearestContents(node->content, point, isWanted, [&](const Content* content) {
-            limit = sink(content);
-        });
+        Impl::VisitNearestContents(node->content, point, isWanted,
+                                   [&](const Content* content) { limit = sink(content); });
         // Children on the way to the stack, the farthest first, so that the nearest is taken next.
         std::array<Step, AnyNode::kChildCount> wanted;
         std::size_t count = 0;
@@ -302,7 +307,8 @@ void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredR
     }
 }
 
-// --- queries --------------------------------------------------------------------------------------
+// --- queries
+// --------------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
 std::vector<const QOFTreeContent<D, T, K>*>
@@ -344,10 +350,8 @@ QOFTree<D, T, K, Node>::GetPossibleBoxCollisions(const Box& box) const
 }
 
 template <int D, class T, int K, class Node>
-std::vector<const QOFTreeContent<D, T, K>*>
-QOFTree<D, T, K, Node>::GetPossibleRayCollisions(const VecBase<D, T>& origin,
-                                                 const VecBase<D, T>& direction,
-                                                 bool /*flag*/) const
+std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleRayCollisions(
+    const VecBase<D, T>& origin, const VecBase<D, T>& direction, bool /*flag*/) const
 {
     std::vector<const Content*> found;
     if (!Intersect::Impl::IsRayDirection(direction)) {

@@ -97,8 +97,8 @@ public:
     /// are split in turn.
     ///
     /// Does nothing when the node has children, when `CanSplit` is false, and when splitting leads
-    /// nowhere: the node has contents and either its cell can't be halved any more in T, or all of them
-    /// are one and the same point from which the split above got no other away.
+    /// nowhere: the node has contents and either its cell can't be halved any more in T or is without
+    /// bounds, or all of them are one and the same point from which the split above got no other away.
     static void Split(QOFNode& node, unsigned int capacity);
 
 private:

@@ -82,7 +82,7 @@ TEST(AddressableNode, ChildrenAddThreeBits)
     EXPECT_EQ(Child(*Child(root, 5), 3)->address, (Address{2, 5 * 8 + 3}));
     // The address names the same cell of the unit cube as the node's geometry.
     const Node* cell = Child(*Child(root, 5), 3);
-    EXPECT_EQ(cell->address.UnitSpacePoint(2), cell->center - Vec3d{0.125, 0.125, 0.125});
+    EXPECT_EQ(cell->address.UnitSpacePoint(2), (cell->center - Vec3d{0.125, 0.125, 0.125}));
 }
 
 TEST(AddressableNode, TheDeepestLevelIsNotSplitAndItsChildrenHaveNoAddress)

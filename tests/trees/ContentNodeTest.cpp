@@ -26,7 +26,8 @@ using BallContent = QOFTreeContent<2, double, 1>;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-template <class Node> Node* Child(const Node& node, int index)
+template <int D, class T, int K>
+QOFNode<D, T, K>* Child(const QOFNode<D, T, K>& node, int index)
 {
     return node.children.at(static_cast<std::size_t>(index)).get();
 }
@@ -36,7 +37,8 @@ struct Cell8 : BoxNode {
     Cell8() : BoxNode(nullptr, {{0, 0}, 8, 0.25}) {}
 };
 
-// --- defaults and cells ---------------------------------------------------------------------------
+// --- defaults and cells
+// ---------------------------------------------------------------------------
 
 TEST(ContentNode, IsALeafWithoutContentAtFirst)
 {
@@ -59,7 +61,8 @@ TEST(ContentNode, ChildCellsHalveTheEdgeAndKeepTheSlack)
         const auto cell = node.ChildCell(i);
         EXPECT_EQ(cell.halfSize, 2);
         EXPECT_EQ(cell.slack, 0.5);
-        EXPECT_EQ(cell.center, (Vec3d{(i & 1) != 0 ? 3 : -1, (i & 2) != 0 ? 4 : 0, (i & 4) != 0 ? 5 : 1}));
+        EXPECT_EQ(cell.center,
+                  (Vec3d{(i & 1) != 0 ? 3 : -1, (i & 2) != 0 ? 4 : 0, (i & 4) != 0 ? 5 : 1}));
     }
     EXPECT_EQ(node.LooseBox().min, (Vec3d{-5, -4, -3}));
     EXPECT_EQ(node.LooseBox().max, (Vec3d{7, 8, 9}));
@@ -125,7 +128,8 @@ TEST(ContentNode, AllocateChildMakesRoomForAllAndReplacesAnEarlierOne)
     EXPECT_EQ(node.children.size(), 4U);
 }
 
-// --- insertion ------------------------------------------------------------------------------------
+// --- insertion
+// ------------------------------------------------------------------------------------
 
 TEST(ContentNodeInsert, RefusesNullAndWhatTheLooseBoxDoesNotHold)
 {
@@ -250,14 +254,15 @@ TEST(ContentNodeInsert, TwoAtOnePlaceSplitUntilAChildIsTooSmall)
     const BoxContent two({1, 1}, {2, 2});
     BoxNode::Insert(node, &one, true, 1);
     BoxNode::Insert(node, &two, true, 1);
-    // By hand: [1, 2] fits the loose cells around 4 (half 4, reach 5: -1 to 9), 2 (half 2, reach 2.5),
-    // 1 (half 1, reach 1.25: -0.25 to 2.25); its middle 1.5 then leads to the cell around 1.5 (half 0.5,
-    // reach 0.625: 0.875 to 2.125), and from there to the one around 1.25 (reach 0.3125), too small.
+    // By hand: [1, 2] fits the loose cells around 4 (half 4, reach 5: -1 to 9), 2 (half 2,
+    // reach 2.5), 1 (half 1, reach 1.25: -0.25 to 2.25); its middle 1.5 then leads to the cell
+    // around 1.5 (half 0.5, reach 0.625: 0.875 to 2.125), and from there to the one around 1.25
+    // (reach 0.3125), too small.
     const BoxNode* home = &node;
     for (const double center : {4.0, 2.0, 1.0, 1.5}) {
         ASSERT_EQ(home->children.size(), 4U);
         EXPECT_TRUE(home->content.empty());
-        home = home->GetChild(3);
+        home = home->GetChild(home->ChildIndex(one.GetBound()));
         EXPECT_EQ(home->center, (Vec2d{center, center}));
         EXPECT_EQ(home->contentBox.min, one.min);
         EXPECT_EQ(home->contentBox.max, one.max);
@@ -269,7 +274,8 @@ TEST(ContentNodeInsert, TwoAtOnePlaceSplitUntilAChildIsTooSmall)
     }
 }
 
-// --- endless splitting ----------------------------------------------------------------------------
+// --- endless splitting
+// ----------------------------------------------------------------------------
 
 TEST(ContentNodeSplit, CoincidentPointsEnd)
 {
@@ -282,14 +288,15 @@ TEST(ContentNodeSplit, CoincidentPointsEnd)
         ASSERT_EQ(node.children.size(), 4U) << "the root splits";
         const BoxNode* child = node.GetChild(node.ChildIndex(points[0].GetBound()));
         EXPECT_EQ(child->content.size(), 100U);
-        EXPECT_TRUE(child->children.empty()) << "a second split would separate no more than the first";
+        EXPECT_TRUE(child->children.empty())
+            << "a second split would separate no more than the first";
     }
 }
 
 TEST(ContentNodeSplit, PointsNextToEachOtherEnd)
 {
-    // Two places that no cell of a sensible depth tells apart, each taken twice. Near 0 cells can be
-    // halved down to the smallest number.
+    // Two places that no cell of a sensible depth tells apart, each taken twice. Near 0 cells can
+    // be halved down to the smallest number.
     const double tiny = std::numeric_limits<double>::denorm_min();
     const std::vector<std::pair<double, double>> pairs{
         {1.0, std::nextafter(1.0, 2.0)}, {0.0, tiny}, {-tiny, tiny}, {1e-200, 2e-200}};
@@ -342,7 +349,8 @@ TEST(ContentNodeSplit, FloatCellsEndAtTheirResolution)
         EXPECT_TRUE(Node::Insert(node, &point, true, 1));
     }
     int depth = 0;
-    for (const Node* at = &node; at != nullptr; at = at->GetChild(at->ChildIndex(points[0].GetBound()))) {
+    for (const Node* at = &node; at != nullptr;
+         at = at->GetChild(at->ChildIndex(points[0].GetBound()))) {
         ++depth;
     }
     EXPECT_LT(depth, 24); // bits of a float's fraction
@@ -426,7 +434,8 @@ TEST(ContentNodeSplit, AsksTheHooksOfDerivedNodes)
     EXPECT_EQ(child->afterSplits, 0);
 }
 
-// --- removal --------------------------------------------------------------------------------------
+// --- removal
+// --------------------------------------------------------------------------------------
 
 TEST(ContentNodeRemove, TakesOutFromWhereverItIs)
 {
@@ -470,13 +479,15 @@ TEST(ContentNodeRemove, GoesByTheBoundOfTheMoment)
     EXPECT_TRUE(Child(node, 3)->content.contains(&items[0])) << "looked for in another cell";
 }
 
-// --- hand-over ------------------------------------------------------------------------------------
+// --- hand-over
+// ------------------------------------------------------------------------------------
 
 TEST(ContentNodeTransfer, HandsEverythingOver)
 {
     for (const bool withContentBox : {true, false}) {
         Cell8 node;
-        const std::deque<BoxContent> items{{{1, 1}, {2, 2}}, {{-2, 1}, {-1, 2}}, {{-2, -2}, {2, 2}}};
+        const std::deque<BoxContent> items{
+            {{1, 1}, {2, 2}}, {{-2, 1}, {-1, 2}}, {{-2, -2}, {2, 2}}};
         for (const BoxContent& item : items) {
             BoxNode::Insert(node, &item, true, 1);
         }
@@ -528,7 +539,8 @@ TEST(ContentNodeTransfer, ALonelyChildIsHandedOverToo)
     EXPECT_EQ(target.GetChild(0), nullptr);
 }
 
-// --- the set --------------------------------------------------------------------------------------
+// --- the set
+// --------------------------------------------------------------------------------------
 
 TEST(ContentSet, KeepsTheOrderOfInsertion)
 {

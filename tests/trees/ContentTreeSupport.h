@@ -21,7 +21,8 @@ using Velk::Math::Sorvane::Bounding::BoundingBall;
 using Velk::Math::Sorvane::Bounding::RegularBoundingBox;
 
 /// A content that knows its place in the list.
-template <int D, class T, int K> struct Item : QOFTreeContent<D, T, K> {
+template <int D, class T, int K>
+struct Item : QOFTreeContent<D, T, K> {
     using Base = QOFTreeContent<D, T, K>;
 
     int id = -1;
@@ -52,6 +53,7 @@ public:
 
     QOFStorage<Wrap> storage;
 
+    const QOFNode<D, T, K>& AnyRoot() const { return Base::Root(); }
     void Build() { Base::PrepareRoot(storage); }
     bool Put(const QOFTreeContent<D, T, K>* content)
     {
@@ -80,14 +82,16 @@ void ForEachNode(const QOFNode<D, T, K>& root, const Visit& visit)
     }
 }
 
-template <int D, class T, int K> std::size_t CountContents(const QOFNode<D, T, K>& root)
+template <int D, class T, int K>
+std::size_t CountContents(const QOFNode<D, T, K>& root)
 {
     std::size_t count = 0;
     ForEachNode(root, [&](const auto& node, int) { count += node.content.size(); });
     return count;
 }
 
-template <int D, class T, int K> int DeepestLevel(const QOFNode<D, T, K>& root)
+template <int D, class T, int K>
+int DeepestLevel(const QOFNode<D, T, K>& root)
 {
     int deepest = 0;
     ForEachNode(root, [&](const auto&, int depth) { deepest = std::max(deepest, depth); });

@@ -15,7 +15,8 @@ namespace {
 using Velk::Math::Sorvane::Bins::DataPool;
 using Velk::Math::Sorvane::Tree::QOFStorage;
 
-template <class Pool> std::vector<int> Values(const Pool& pool)
+template <class Pool>
+std::vector<int> Values(const Pool& pool)
 {
     std::vector<int> values;
     for (const int value : pool) {
