@@ -64,8 +64,7 @@ bool IsInverted(const BoxOf<D, T>& box)
     return box.min[0] > box.max[0];
 }
 
-// --- the box around a bound
-// -----------------------------------------------------------------------
+// --- the box around a bound ---------------------------------------------------------------------
 
 template <int D, class T>
 BoxOf<D, T> Around(const BoxOf<D, T>& box)
@@ -82,8 +81,7 @@ BoxOf<D, T> Around(const BallOf<D, T>& ball)
     return {ball.center - reach, ball.center + reach};
 }
 
-// --- a query ball
-// -----------------------------------------------------------------------------------
+// --- a query ball -------------------------------------------------------------------------------
 
 /// Both for a content and for the box of a node.
 template <int D, class T>
@@ -115,8 +113,7 @@ bool BallMayReachBalls(const BallOf<D, T>& query, const BoxOf<D, T>& box)
     return !IsInverted(box) && reach * reach >= SquaredDistance(box, query.center);
 }
 
-// --- a query box
-// ------------------------------------------------------------------------------------
+// --- a query box --------------------------------------------------------------------------------
 
 template <int D, class T>
 bool BoxMeets(const BoxOf<D, T>& query, const BoxOf<D, T>& box)

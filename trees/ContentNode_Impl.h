@@ -3,7 +3,7 @@
 
 #include <Sorvane/ContentNode_E.h>
 
-#include "trees/BoundTests_Impl.h"
+#include "trees/ContentSet_Impl.h"
 
 #include <cmath>
 #include <utility>
@@ -42,18 +42,6 @@ bool LiesWithin(const BallOf<D, T>& bound, const BoxOf<D, T>& box)
 }
 
 template <int D, class T>
-VecBase<D, T> Middle(const BoxOf<D, T>& bound)
-{
-    return (bound.min + bound.max) * T(0.5);
-}
-
-template <int D, class T>
-const VecBase<D, T>& Middle(const BallOf<D, T>& bound)
-{
-    return bound.center;
-}
-
-template <int D, class T>
 BoxOf<D, T> LooseBoxOf(const Bounding::RegularBoundingBox<D, T>& cell)
 {
     const VecBase<D, T> reach = Bounding::Impl::Uniform<D, T>(cell.halfSize * (T{1} + cell.slack));
@@ -74,8 +62,7 @@ struct NodeBytes<3> {
 
 } // namespace Impl
 
-// --- the cell
-// -------------------------------------------------------------------------------------
+// --- the cell -----------------------------------------------------------------------------------
 
 template <int D, class T, int K>
 QOFNode<D, T, K>::QOFNode(QOFNode* parentNode, const Cell& cell)
@@ -128,8 +115,7 @@ void QOFNode<D, T, K>::GrowContentBox(const Bound& bound)
     contentBox.Grow(box.max);
 }
 
-// --- virtual operations
-// ---------------------------------------------------------------------------
+// --- virtual operations -------------------------------------------------------------------------
 
 template <int D, class T, int K>
 std::size_t QOFNode<D, T, K>::MemorySize() const
@@ -191,8 +177,7 @@ bool QOFNode<D, T, K>::TransferTo(QOFNode& target, bool withContentBox)
     return true;
 }
 
-// --- insertion and removal
-// ------------------------------------------------------------------------
+// --- insertion and removal ----------------------------------------------------------------------
 
 template <int D, class T, int K>
 QOFNode<D, T, K>* QOFNode<D, T, K>::ChildFor(const Bound& bound) const
@@ -245,8 +230,7 @@ void QOFNode<D, T, K>::Place(QOFNode& node, const Content* content, const Bound&
     }
 }
 
-// --- splitting
-// ------------------------------------------------------------------------------------
+// --- splitting ----------------------------------------------------------------------------------
 
 /// Would a split repeat itself without end? Contents without extent fit cells of any size, so that
 /// nothing else stops them when they coincide.
@@ -291,8 +275,7 @@ void QOFNode<D, T, K>::Split(QOFNode& node, unsigned int capacity)
     node.content.swap(kept);
 }
 
-// --- nodes with addresses
-// -------------------------------------------------------------------------
+// --- nodes with addresses -----------------------------------------------------------------------
 
 template <int D, class T, int K>
 QOFAddressableNode<D, T, K>::QOFAddressableNode(QOFAddressableNode* parentNode, const Cell& cell,

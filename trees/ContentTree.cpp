@@ -7,6 +7,7 @@ namespace Velk::Math::Sorvane::Tree {
 #define SORVANE_INSTANTIATE(D, T, K, Base)   \
     template struct Base<D, T>;              \
     template struct QOFTreeContent<D, T, K>; \
+    template class QOFContentSet<D, T, K>;   \
     template class QOFNode<D, T, K>;
 SORVANE_INSTANTIATE(2, float, 0, QOFTreeContentBox)
 SORVANE_INSTANTIATE(2, double, 0, QOFTreeContentBox)

@@ -92,16 +92,17 @@ void MakeRoomForRounding(Bounding::RegularBoundingBox<D, T>& cell, const BoxOf<D
     cell.halfSize += kRounding * largest;
 }
 
-/// Passes the contents on whose box `isWanted` at its squared distance from `point`: the nearest of
-/// each run first, so that the limit behind `isWanted` falls early, then the others.
+/// Passes those of the contents [first, last) on whose box `isWanted` at its squared distance from
+/// `point`: the nearest of each run first, so that the limit behind `isWanted` falls early.
 template <int D, class T, class IsWanted, class Sink>
-void VisitNearestContents(const QOFContentSet<D, T, 0>& contents, const VecBase<D, T>& point,
-                          const IsWanted& isWanted, const Sink& sink)
+void VisitNearestContents(const QOFContentSet<D, T, 0>& contents, std::size_t first,
+                          std::size_t last, const VecBase<D, T>& point, const IsWanted& isWanted,
+                          const Sink& sink)
 {
-    constexpr std::size_t kRun = 128;
+    constexpr std::size_t kRun = 64;
     std::array<T, kRun> squaredDistances;
-    for (std::size_t first = 0; first < contents.size(); first += kRun) {
-        const std::size_t count = std::min(kRun, contents.size() - first);
+    for (; first < last; first += kRun) {
+        const std::size_t count = std::min(kRun, last - first);
         std::size_t nearest = 0;
         for (std::size_t i = 0; i < count; ++i) {
             squaredDistances[i] = SquaredDistance(contents.BoundAt(first + i), point);
@@ -119,6 +120,58 @@ void VisitNearestContents(const QOFContentSet<D, T, 0>& contents, const VecBase<
     }
 }
 
+/// Passes on the contents of one set that fulfil `contentPredicate`, in groups that fulfil
+/// `boxPredicate`.
+template <class Set, class BoxPredicate, class ContentPredicate, class Sink>
+class SetVisit {
+public:
+    SetVisit(const Set& set, const BoxPredicate& boxPredicate,
+             const ContentPredicate& contentPredicate, const Sink& sink)
+        : set_(set), boxPredicate_(boxPredicate), contentPredicate_(contentPredicate), sink_(sink)
+    {
+    }
+
+    void Run() const
+    {
+        if (set_.LevelCount() > 0) {
+            const int top = set_.LevelCount() - 1;
+            VisitGroups(top, 0, set_.GroupCount(top));
+        }
+        VisitContents(set_.GroupedCount(), set_.size());
+    }
+
+private:
+    void VisitGroups(int level, std::size_t first, std::size_t last) const
+    {
+        for (std::size_t group = first; group < last; ++group) {
+            if (!boxPredicate_(set_.GroupBox(level, group))) {
+                continue;
+            }
+            const std::size_t begin = group * Set::kGroupSize;
+            const std::size_t end = begin + Set::kGroupSize;
+            if (level > 0) {
+                VisitGroups(level - 1, begin, std::min(end, set_.GroupCount(level - 1)));
+            } else {
+                VisitContents(begin, std::min(end, set_.GroupedCount()));
+            }
+        }
+    }
+
+    void VisitContents(std::size_t first, std::size_t last) const
+    {
+        for (std::size_t i = first; i < last; ++i) {
+            if (contentPredicate_(set_.BoundAt(i))) {
+                sink_(set_[i]);
+            }
+        }
+    }
+
+    const Set& set_;
+    const BoxPredicate& boxPredicate_;
+    const ContentPredicate& contentPredicate_;
+    const Sink& sink_;
+};
+
 /// Adds a candidate to the answer of a query, which mostly has few of them or none.
 template <class Content>
 auto CollectInto(std::vector<const Content*>& found)
@@ -134,8 +187,7 @@ auto CollectInto(std::vector<const Content*>& found)
 
 } // namespace Impl
 
-// --- building
-// -------------------------------------------------------------------------------------
+// --- building -----------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
 unsigned int QOFTree<D, T, K, Node>::LeafCapacity(std::size_t count)
@@ -207,6 +259,23 @@ void QOFTree<D, T, K, Node>::InsertAll(const Bins::DataPool<Item>& storage)
             QOFNode<D, T, K>::Place(root_, content, bound, capacity_, true);
         }
     }
+    ArrangeContents();
+}
+
+template <int D, class T, int K, class Node>
+void QOFTree<D, T, K, Node>::ArrangeContents()
+{
+    Impl::TraversalStack<QOFNode<D, T, K>*> stack;
+    stack.Push(&root_);
+    while (!stack.IsEmpty()) {
+        QOFNode<D, T, K>* node = stack.Pop();
+        node->content.Arrange();
+        for (const auto& child : node->children) {
+            if (child) {
+                stack.Push(child.get());
+            }
+        }
+    }
 }
 
 template <int D, class T, int K, class Node>
@@ -218,41 +287,34 @@ void QOFTree<D, T, K, Node>::PrepareRoot(const Bins::DataPool<Item>& storage)
     InsertAll(storage);
 }
 
-// --- traversals
-// -----------------------------------------------------------------------------------
+// --- traversals ---------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
-template <class NodePredicate, class ContentPredicate, class Sink>
-void QOFTree<D, T, K, Node>::VisitCandidates(const NodePredicate& nodePredicate,
+template <class BoxPredicate, class ContentPredicate, class Sink>
+void QOFTree<D, T, K, Node>::VisitCandidates(const BoxPredicate& boxPredicate,
                                              const ContentPredicate& contentPredicate,
                                              const Sink& sink) const
 {
-    using AnyNode = QOFNode<D, T, K>;
     struct Step {
-        const AnyNode* node;
+        const QOFNode<D, T, K>* node;
         bool childrenDone;
     };
     Impl::TraversalStack<Step> stack;
-    if (nodePredicate(static_cast<const AnyNode&>(root_))) {
+    if (boxPredicate(root_.contentBox)) {
         stack.Push({&root_, false});
     }
     while (!stack.IsEmpty()) {
         const auto [node, childrenDone] = stack.Pop();
-        if (!childrenDone && !node->children.empty()) {
-            if (!node->content.empty()) {
-                stack.Push({node, true});
-            }
-            for (auto child = node->children.rbegin(); child != node->children.rend(); ++child) {
-                if (*child && nodePredicate(static_cast<const AnyNode&>(**child))) {
-                    stack.Push({child->get(), false});
-                }
-            }
+        if (childrenDone || node->children.empty()) {
+            Impl::SetVisit(node->content, boxPredicate, contentPredicate, sink).Run();
             continue;
         }
-        const std::size_t count = node->content.size();
-        for (std::size_t i = 0; i < count; ++i) {
-            if (contentPredicate(node->content.BoundAt(i))) {
-                sink(node->content[i]);
+        if (!node->content.empty()) {
+            stack.Push({node, true});
+        }
+        for (auto child = node->children.rbegin(); child != node->children.rend(); ++child) {
+            if (*child && boxPredicate((*child)->contentBox)) {
+                stack.Push({child->get(), false});
             }
         }
     }
@@ -263,9 +325,11 @@ template <class Sink>
 void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredRadius,
                                           const Sink& sink) const requires(K == 0)
 {
-    using AnyNode = QOFNode<D, T, K>;
+    // A node, or with a level that isn't negative a group of its contents.
     struct Step {
-        const AnyNode* node;
+        const QOFNode<D, T, K>* node;
+        int level;
+        std::size_t group;
         T squaredDistance;
     };
     if (Impl::HasNaN(point)) {
@@ -275,40 +339,66 @@ void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredR
     const auto isWanted = [&](T squaredDistance) {
         return squaredDistance < squaredRadius && squaredDistance <= limit;
     };
+    const auto show = [&](const Content* content) { limit = sink(content); };
+
+    // What lies directly below a step, sorted: the farthest goes to the stack first, so that the
+    // nearest is taken next.
+    constexpr std::size_t kGroupSize = QOFContentSet<D, T, K>::kGroupSize;
+    std::array<Step, QOFNode<D, T, K>::kChildCount + kGroupSize> below;
+    std::size_t count = 0;
+    const auto offer = [&](const QOFNode<D, T, K>* node, int level, std::size_t group,
+                           const Box& box) {
+        const T squaredDistance = Impl::SquaredDistance(box, point);
+        if (isWanted(squaredDistance)) {
+            std::size_t place = count++;
+            for (; place > 0 && below[place - 1].squaredDistance < squaredDistance; --place) {
+                below[place] = below[place - 1];
+            }
+            below[place] = {node, level, group, squaredDistance};
+        }
+    };
+    const auto offerGroups = [&](const QOFNode<D, T, K>* node, int level, std::size_t first) {
+        const std::size_t last = std::min(first + kGroupSize, node->content.GroupCount(level));
+        for (std::size_t group = first; group < last; ++group) {
+            offer(node, level, group, node->content.GroupBox(level, group));
+        }
+    };
+
     Impl::TraversalStack<Step> stack;
-    stack.Push({&root_, Impl::SquaredDistance(root_.contentBox, point)});
+    stack.Push({&root_, -1, 0, Impl::SquaredDistance(root_.contentBox, point)});
     while (!stack.IsEmpty()) {
-        const auto [node, squaredDistance] = stack.Pop();
+        const auto [node, level, group, squaredDistance] = stack.Pop();
         if (!isWanted(squaredDistance)) {
             continue;
         }
-        Impl::VisitNearestContents(node->content, point, isWanted,
-                                   [&](const Content* content) { limit = sink(content); });
-        // Children on the way to the stack, the farthest first, so that the nearest is taken next.
-        std::array<Step, AnyNode::kChildCount> wanted;
-        std::size_t count = 0;
-        for (const auto& child : node->children) {
-            if (!child) {
-                continue;
+        const QOFContentSet<D, T, K>& contents = node->content;
+        count = 0;
+        if (level > 0) {
+            offerGroups(node, level - 1, group * kGroupSize);
+        } else if (level == 0) {
+            const std::size_t first = group * kGroupSize;
+            Impl::VisitNearestContents(contents, first,
+                                       std::min(first + kGroupSize, contents.GroupedCount()), point,
+                                       isWanted, show);
+        } else {
+            Impl::VisitNearestContents(contents, contents.GroupedCount(), contents.size(), point,
+                                       isWanted, show);
+            if (contents.LevelCount() > 0) {
+                offerGroups(node, contents.LevelCount() - 1, 0);
             }
-            const Step step{child.get(), Impl::SquaredDistance(child->contentBox, point)};
-            if (isWanted(step.squaredDistance)) {
-                std::size_t place = count++;
-                for (; place > 0 && wanted[place - 1].squaredDistance < step.squaredDistance;
-                     --place) {
-                    wanted[place] = wanted[place - 1];
+            for (const auto& child : node->children) {
+                if (child) {
+                    offer(child.get(), -1, 0, child->contentBox);
                 }
-                wanted[place] = step;
             }
         }
         for (std::size_t i = 0; i < count; ++i) {
-            stack.Push(wanted[i]);
+            stack.Push(below[i]);
         }
     }
 }
 
-// --- queries
-// --------------------------------------------------------------------------------------
+// --- queries ------------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
 std::vector<const QOFTreeContent<D, T, K>*>
@@ -319,11 +409,11 @@ QOFTree<D, T, K, Node>::GetPossibleBallCollisions(const Bounding::BoundingBall<D
         return found;
     }
     VisitCandidates(
-        [&](const QOFNode<D, T, K>& node) {
+        [&](const Box& around) {
             if constexpr (K == 0) {
-                return Impl::BallReaches(ball, node.contentBox);
+                return Impl::BallReaches(ball, around);
             } else {
-                return Impl::BallMayReachBalls(ball, node.contentBox);
+                return Impl::BallMayReachBalls(ball, around);
             }
         },
         [&](const Bound& bound) { return Impl::BallReaches(ball, bound); },
@@ -337,11 +427,11 @@ QOFTree<D, T, K, Node>::GetPossibleBoxCollisions(const Box& box) const
 {
     std::vector<const Content*> found;
     VisitCandidates(
-        [&](const QOFNode<D, T, K>& node) {
+        [&](const Box& around) {
             if constexpr (K == 0) {
-                return Impl::BoxMeets(box, node.contentBox);
+                return Impl::BoxMeets(box, around);
             } else {
-                return Impl::BoxMayMeetBalls(box, node.contentBox);
+                return Impl::BoxMayMeetBalls(box, around);
             }
         },
         [&](const Bound& bound) { return Impl::BoxMeets(box, bound); },
@@ -371,9 +461,9 @@ std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleR
     const auto meets = [&](const Box& box) {
         return Intersect::Impl::RayMeetsBox(start, direction, box.min, box.max, distance);
     };
-    VisitCandidates([&](const QOFNode<D, T, K>& node) { return meets(node.contentBox); },
-                    [&](const Bound& bound) { return meets(Impl::Around(bound)); },
-                    Impl::CollectInto<Content>(found));
+    VisitCandidates(
+        meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); },
+        Impl::CollectInto<Content>(found));
     return found;
 }
 

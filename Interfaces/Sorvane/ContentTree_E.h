@@ -25,7 +25,7 @@ namespace Velk::Math::Sorvane::Tree {
 /// memory but that of their answer, as long as the tree is no deeper than some thirty levels.
 ///
 /// Each content that a query selects comes once. The order is that of the tree (contents of children 0,
-/// 1, ... before the node's own, in a node as they were inserted): the same in each run, and otherwise
+/// 1, ... before the node's own, in a node as its set has them): the same in each run, and otherwise
 /// without meaning.
 ///
 /// The templates are defined in `trees/ContentTree_Impl.h`.
@@ -80,6 +80,10 @@ protected:
     /// Inserts all items of the storage, none of which is in the tree. They keep their order.
     template <class Item> void InsertAll(const Bins::DataPool<Item>& storage);
 
+    /// Arranges the contents of all nodes for queries, after many insertions or removals one by one.
+    /// Queries answer the same without it, and `InsertAll` does it too.
+    void ArrangeContents();
+
     /// The root, for `Insert`.
     Node& MutableRoot() { return root_; }
 
@@ -102,11 +106,14 @@ protected:
                                                          const VecBase<D, T>& direction,
                                                          bool flag) const;
 
-    /// Calls `sink(content)` for each content whose bound fulfils `contentPredicate(bound)`, within the
-    /// nodes that fulfil `nodePredicate(node)`; a node that doesn't hides its whole subtree.
-    template <class NodePredicate, class ContentPredicate, class Sink>
-    void VisitCandidates(const NodePredicate& nodePredicate,
-                         const ContentPredicate& contentPredicate, const Sink& sink) const;
+    /// Calls `sink(content)` for each content whose bound fulfils `contentPredicate(bound)`.
+    ///
+    /// `boxPredicate(box)` is asked about boxes around several contents: of a subtree, of a group of
+    /// contents in a node. Where it is false all of them are passed over; so it must be true for any box
+    /// around a bound that fulfils `contentPredicate`.
+    template <class BoxPredicate, class ContentPredicate, class Sink>
+    void VisitCandidates(const BoxPredicate& boxPredicate, const ContentPredicate& contentPredicate,
+                         const Sink& sink) const;
 
     /// Visits contents near `point`, the near ones first as far as the tree tells, and fewer the nearer
     /// a result has been found.

@@ -62,16 +62,23 @@ struct QOFTreeContent
     using Base::Base;
 };
 
-/// The contents of one node: a set of pointers that it does not own, in the order in which they came,
-/// so that what a query answers is the same in every run. (A removal moves the last one into the gap.)
+/// The contents of one node: a set of pointers that it does not own. Named as the standard's sets are.
 ///
-/// The bound that a content has when it comes is kept beside the pointer: queries run over bounds that
-/// lie next to each other and touch the content itself only when it is a candidate. Whoever changes the
-/// bound of a content removes it before and inserts it after. Named as the standard's sets are.
+/// Beside the pointer stands the bound that the content had when it came: queries run over bounds that
+/// lie next to each other and touch a content only when it is a candidate. Whoever changes the bound of
+/// a content removes it before and inserts it after.
+///
+/// A large set is arranged, so that a query does not look at all of it: contents that lie together stand
+/// in groups of eight, groups in groups of eight, and so on, each group with the box around it. What
+/// came later stands behind, in the order in which it came, until the set is arranged again; a removal
+/// moves the last content into the gap. The order is thus the same in each run, and has no meaning.
 template <int D, class T, int K> class QOFContentSet {
 public:
     using Content = QOFTreeContent<D, T, K>;
     using Bound = typename Content::Bound;
+    using Box = Bounding::AxisAlignedBoundingBox<D, T>;
+
+    static constexpr std::size_t kGroupSize = 8;
 
     std::size_t size() const { return items_.size(); }
     bool empty() const { return items_.empty(); }
@@ -81,89 +88,58 @@ public:
     /// The bound of the i-th content as it was when it came.
     const Bound& BoundAt(std::size_t i) const { return bounds_[i]; }
 
-    /// False when it is there already. O(1) for large sets, a short scan for small ones.
-    bool insert(const Content* content)
-    {
-        if (Position(content) != size()) {
-            return false;
-        }
-        append(content, content->GetBound());
-        return true;
-    }
-
-    /// Adds a content that is known not to be there. O(1).
-    void append(const Content* content, const Bound& bound)
-    {
-        if (positions_) {
-            positions_->emplace(content, size());
-        }
-        items_.push_back(content);
-        bounds_.push_back(bound);
-    }
-
-    /// False when it isn't there.
-    bool erase(const Content* content)
-    {
-        const std::size_t position = Position(content);
-        if (position == size()) {
-            return false;
-        }
-        if (positions_) {
-            positions_->erase(content);
-            if (position + 1 != size()) {
-                (*positions_)[items_.back()] = position;
-            }
-        }
-        items_[position] = items_.back();
-        bounds_[position] = bounds_.back();
-        items_.pop_back();
-        bounds_.pop_back();
-        return true;
-    }
-
     bool contains(const Content* content) const { return FindPosition(content) != size(); }
-
+    /// False when it is there already. Amortised O(log n); a look-up for large sets, a short scan for
+    /// small ones.
+    bool insert(const Content* content);
+    /// False when it isn't there. Amortised O(log n), as `insert`.
+    bool erase(const Content* content);
+    /// Adds a content that is known not to be there, and leaves the arrangement to the caller. O(1).
+    void append(const Content* content, const Bound& bound);
     void clear() { *this = QOFContentSet(); }
+    void swap(QOFContentSet& other) noexcept { std::swap(*this, other); }
 
-    void swap(QOFContentSet& other) noexcept
+    /// Arranges the set anew if anything came or went since the last time. O(n log n).
+    void Arrange();
+
+    // --- the groups of an arranged set ----------------------------------------------------------
+
+    /// Contents in groups: the first ones. Those behind them are in none.
+    std::size_t GroupedCount() const { return groupedCount_; }
+    /// Levels of groups: group i of level 0 holds the contents from 8 i on, of level n the groups from
+    /// 8 i on of level n - 1. The last level has at most eight groups.
+    int LevelCount() const { return static_cast<int>(levelBegins_.size()); }
+    std::size_t GroupCount(int level) const
     {
-        items_.swap(other.items_);
-        bounds_.swap(other.bounds_);
-        positions_.swap(other.positions_);
+        const std::size_t next = static_cast<std::size_t>(level) + 1;
+        return (next < levelBegins_.size() ? levelBegins_[next] : groupBoxes_.size()) -
+               levelBegins_[next - 1];
+    }
+    const Box& GroupBox(int level, std::size_t group) const
+    {
+        return groupBoxes_[levelBegins_[static_cast<std::size_t>(level)] + group];
     }
 
 private:
     /// Above this size a scan for one pointer takes longer than a look-up in a hash table, which is
     /// made when the first pointer is looked for.
     static constexpr std::size_t kLargestScan = 512;
+    /// Up to this size a set is looked at whole.
+    static constexpr std::size_t kLargestUngrouped = 2 * kGroupSize;
 
-    std::size_t FindPosition(const Content* content) const
-    {
-        if (positions_) {
-            const auto found = positions_->find(content);
-            return found == positions_->end() ? size() : found->second;
-        }
-        std::size_t i = 0;
-        while (i < size() && items_[i] != content) {
-            ++i;
-        }
-        return i;
-    }
-
-    std::size_t Position(const Content* content)
-    {
-        if (!positions_ && size() > kLargestScan) {
-            positions_ = std::make_unique<std::unordered_map<const Content*, std::size_t>>();
-            positions_->reserve(2 * size());
-            for (std::size_t i = 0; i < size(); ++i) {
-                positions_->emplace(items_[i], i);
-            }
-        }
-        return FindPosition(content);
-    }
+    std::size_t FindPosition(const Content* content) const;
+    std::size_t Position(const Content* content);
+    void ArrangeWhenStale();
+    void SortIntoGroups();
+    void MakeGroupBoxes();
+    void GrowGroupsOf(std::size_t position);
 
     std::vector<const Content*> items_;
     std::vector<Bound> bounds_;
+    std::vector<Box> groupBoxes_;          // level after level
+    std::vector<std::size_t> levelBegins_; // of each level in groupBoxes_
+    std::size_t groupedCount_ = 0;
+    std::size_t changes_ = 0; // since the set was arranged
     std::unique_ptr<std::unordered_map<const Content*, std::size_t>> positions_;
 };
 
@@ -178,6 +154,11 @@ extern template struct SORVANE_API QOFTreeContent<2, double, 0>;
 extern template struct SORVANE_API QOFTreeContent<3, double, 0>;
 extern template struct SORVANE_API QOFTreeContent<2, double, 1>;
 extern template struct SORVANE_API QOFTreeContent<3, double, 1>;
+extern template class SORVANE_API QOFContentSet<2, float, 0>;
+extern template class SORVANE_API QOFContentSet<2, double, 0>;
+extern template class SORVANE_API QOFContentSet<3, double, 0>;
+extern template class SORVANE_API QOFContentSet<2, double, 1>;
+extern template class SORVANE_API QOFContentSet<3, double, 1>;
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Tree

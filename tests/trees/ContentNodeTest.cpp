@@ -37,8 +37,7 @@ struct Cell8 : BoxNode {
     Cell8() : BoxNode(nullptr, {{0, 0}, 8, 0.25}) {}
 };
 
-// --- defaults and cells
-// ---------------------------------------------------------------------------
+// --- defaults and cells -------------------------------------------------------------------------
 
 TEST(ContentNode, IsALeafWithoutContentAtFirst)
 {
@@ -128,8 +127,7 @@ TEST(ContentNode, AllocateChildMakesRoomForAllAndReplacesAnEarlierOne)
     EXPECT_EQ(node.children.size(), 4U);
 }
 
-// --- insertion
-// ------------------------------------------------------------------------------------
+// --- insertion ----------------------------------------------------------------------------------
 
 TEST(ContentNodeInsert, RefusesNullAndWhatTheLooseBoxDoesNotHold)
 {
@@ -274,8 +272,7 @@ TEST(ContentNodeInsert, TwoAtOnePlaceSplitUntilAChildIsTooSmall)
     }
 }
 
-// --- endless splitting
-// ----------------------------------------------------------------------------
+// --- endless splitting --------------------------------------------------------------------------
 
 TEST(ContentNodeSplit, CoincidentPointsEnd)
 {
@@ -434,8 +431,7 @@ TEST(ContentNodeSplit, AsksTheHooksOfDerivedNodes)
     EXPECT_EQ(child->afterSplits, 0);
 }
 
-// --- removal
-// --------------------------------------------------------------------------------------
+// --- removal ------------------------------------------------------------------------------------
 
 TEST(ContentNodeRemove, TakesOutFromWhereverItIs)
 {
@@ -479,8 +475,7 @@ TEST(ContentNodeRemove, GoesByTheBoundOfTheMoment)
     EXPECT_TRUE(Child(node, 3)->content.contains(&items[0])) << "looked for in another cell";
 }
 
-// --- hand-over
-// ------------------------------------------------------------------------------------
+// --- hand-over ----------------------------------------------------------------------------------
 
 TEST(ContentNodeTransfer, HandsEverythingOver)
 {
@@ -539,8 +534,7 @@ TEST(ContentNodeTransfer, ALonelyChildIsHandedOverToo)
     EXPECT_EQ(target.GetChild(0), nullptr);
 }
 
-// --- the set
-// --------------------------------------------------------------------------------------
+// --- the set ------------------------------------------------------------------------------------
 
 TEST(ContentSet, KeepsTheOrderOfInsertion)
 {

@@ -40,6 +40,7 @@ public:
     using Base = QOFTree<D, T, K, QOFNode<D, T, K>>;
     using Wrap = Item<D, T, K>;
 
+    using Base::ArrangeContents;
     using Base::FittedRoot;
     using Base::GetPossibleBallCollisions;
     using Base::GetPossibleBoxCollisions;
