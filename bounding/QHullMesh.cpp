@@ -15,6 +15,8 @@ namespace {
 
 constexpr double kInside = -std::numeric_limits<double>::infinity();
 constexpr int kWorkExponent = 10; // the longest edge of the work box is 512 to 1024
+/// Outside sets of so few points are worked off at once.
+constexpr int kSmallSet = 16;
 /// The plane tolerance in length floors, for an edge of length 1.
 constexpr double kTolerancePerFloor = 10;
 
@@ -186,19 +188,34 @@ bool QHullMesh::MakeSimplex()
 
 /// Adds nodes until no point is farther out than the tolerance from the face that owns it. Faces wait
 /// in rounds, so that all sides grow alike: refining one part to the end first would leave long fans of
-/// faces that later nodes tear down again and again.
+/// faces that later nodes tear down again and again. Only what is small is finished at once, while its
+/// faces and points are in the cache.
 void QHullMesh::Grow()
 {
+    const auto finishSmall = [this] {
+        while (!small_.empty()) {
+            const int face = small_.back();
+            small_.pop_back();
+            GrowAt(face);
+        }
+    };
+    finishSmall();
     std::vector<int> round;
     while (!pending_.empty()) {
         round.swap(pending_);
         pending_.clear();
         for (const int face : round) {
-            if (faces[face].isLive && faces[face].reach > tolerance && !AddNode(face)) {
-                DropFarthest(face);
-                QueueIfPending(face);
-            }
+            GrowAt(face);
+            finishSmall();
         }
+    }
+}
+
+void QHullMesh::GrowAt(int face)
+{
+    if (faces[face].isLive && faces[face].reach > tolerance && !AddNode(face)) {
+        DropFarthest(face);
+        QueueIfPending(face);
     }
 }
 
@@ -299,6 +316,7 @@ int QHullMesh::AddFace(int a, int b, int c)
     face.node[1] = b;
     face.node[2] = c;
     face.outside = -1;
+    face.outsideCount = 0;
     face.reach = kInside;
     face.isLive = true;
 
@@ -408,6 +426,7 @@ void QHullMesh::Place(int point, int face, double reach)
 {
     QHullFace& owner = faces[face];
     const int first = owner.outside;
+    ++owner.outsideCount;
     if (first < 0 || reach > owner.reach || (reach == owner.reach && point < first)) {
         nextOutside_[point] = first;
         owner.outside = point;
@@ -422,6 +441,7 @@ void QHullMesh::DropFarthest(int face)
 {
     int q = nextOutside_[faces[face].outside];
     faces[face].outside = -1;
+    faces[face].outsideCount = 0;
     faces[face].reach = kInside;
     while (q >= 0) {
         const int next = nextOutside_[q];
@@ -436,7 +456,7 @@ void QHullMesh::DropFarthest(int face)
 void QHullMesh::QueueIfPending(int face)
 {
     if (faces[face].reach > tolerance) {
-        pending_.push_back(face);
+        (faces[face].outsideCount <= kSmallSet ? small_ : pending_).push_back(face);
     }
 }
 
@@ -451,6 +471,7 @@ bool QHullMesh::AdoptOverlooked()
             continue;
         }
         faces[face].outside = -1;
+        faces[face].outsideCount = 0;
         faces[face].reach = kInside;
         while (q >= 0) {
             const int next = nextOutside_[q];

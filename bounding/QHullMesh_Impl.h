@@ -23,6 +23,7 @@ struct QHullFace {
     int node[3] = {-1, -1, -1};
     int neighbor[3] = {-1, -1, -1}; ///< face on the other side of node[k] -> node[k + 1]
     int outside = -1;               ///< first point of the outside set, the farthest one
+    int outsideCount = 0;
     bool isLive = false;
     std::int64_t visit = 0; ///< last walk that came by, and what it found
 };
@@ -69,6 +70,7 @@ private:
     void ScaleToWorkCube();
     bool MakeSimplex();
     void Grow();
+    void GrowAt(int face);
     bool AdoptOverlooked();
 
     bool AddNode(int face);
@@ -93,6 +95,7 @@ private:
     double radius_ = 0; // largest distance of a point from the origin, scaled
     std::vector<int> nextOutside_;
     std::vector<int> pending_; // faces with a point to add; some have gone or changed since
+    std::vector<int> small_;   // those with few of them
     std::vector<int> freeFaces_;
     std::int64_t walk_ = 0;
 

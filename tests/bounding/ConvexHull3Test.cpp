@@ -666,6 +666,21 @@ TYPED_TEST(ConvexHull3, LargeSetsWithMostPointsInside)
     }
 }
 
+// The faces between the circles form fans of thousands on either side.
+TEST(ConvexHull3Large, TwoCirclesAcrossEachOther)
+{
+    ::Test::Random random(20);
+    std::vector<Vec3d> points;
+    for (int i = 0; i < 30'000; ++i) {
+        const double a = random.Between(0, kTwoPi<double>);
+        points.push_back(i % 2 == 0 ? Vec3d(std::cos(a), std::sin(a), 0)
+                                    : Vec3d(0, std::cos(a), std::sin(a) + 3));
+    }
+    const auto hull = HullOf(points);
+    ASSERT_TRUE(hull.isSolid);
+    ::Test::ExpectHull(points, hull.points, hull.indices);
+}
+
 TEST(ConvexHull3Large, TurnedLatticeOfManyPoints)
 {
     const std::vector<Vec3d> points = Turned(Lattice(40));
