@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <unordered_map>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Bounding {
@@ -78,26 +79,26 @@ bool IsConvex(const Points<T>& hull)
 }
 
 template <class T>
-Points<T> Transformed(const TransformBase<2>& transform, Points<T> points)
-{
-    for (VecBase<2, T>& point : points) {
-        point *= transform;
-    }
-    return points;
-}
-
-template <class T>
 Points<T> Hull(const Points<T>& points, bool sortedUnique, int turnsLeft);
 
-/// Another order of the points has another rounding: turns the hull, makes it anew and turns it
-/// back.
+/// Another order of the points has another rounding: turns the hull and makes it anew. The vertices
+/// are turned back by looking up where they came from, which loses no bit.
 template <class T>
 Points<T> HullOfTurned(const Points<T>& hull, int turnsLeft)
 {
     const TransformBase<2> turn = Transform::BuildRotationFromAngle(0.1234);
-    TransformBase<2> back = turn;
-    Matrix::Invert(back.matrix, kInversionFloor);
-    return Transformed(back, Hull(Transformed(turn, hull), false, turnsLeft - 1));
+    Points<T> turned;
+    std::unordered_map<VecBase<2, T>, VecBase<2, T>> origin;
+    for (const VecBase<2, T>& vertex : hull) {
+        turned.push_back(turn * vertex);
+        origin.try_emplace(turned.back(), vertex);
+    }
+    Points<T> result = Hull(turned, false, turnsLeft - 1);
+    for (VecBase<2, T>& vertex : result) {
+        const auto found = origin.find(vertex); // NaN is never found and stays
+        vertex = found != origin.end() ? found->second : vertex;
+    }
+    return result;
 }
 
 template <class T>

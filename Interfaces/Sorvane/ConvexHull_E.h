@@ -18,10 +18,10 @@ namespace Velk::Math::Sorvane::Bounding {
 /// farthest apart, ascending; of more than three on a line the two ends are left.
 ///
 /// The monotone chain of A. M. Andrew ("Another efficient algorithm for convex hulls in two dimensions",
-/// 1979) in plain floating point. The vertices are input points, bit for bit, save where rounding has
-/// left a dent in the hull: its vertices are then turned by 0.1234 radians, hulled again and turned back,
-/// at most 16 times over, which changes last bits and lets the list begin elsewhere. Points that are not
-/// finite give a meaningless result.
+/// 1979) in plain floating point. Where rounding has left a dent in the hull, its vertices are turned by
+/// 0.1234 radians, hulled again and turned back, at most 16 times over, so that the list may begin
+/// elsewhere. The vertices are input points, bit for bit; input points lie outside the hull by some
+/// roundings of the coordinates at most. Points that are not finite give a meaningless result.
 ///
 /// O(n log n); O(n) where most of the points lie well inside the hull.
 template <class T>
