@@ -67,7 +67,7 @@ public:
         const auto [bottom, top] = std::minmax_element(
             polygon.begin(), polygon.end(),
             [](const VecBase<2, T>& a, const VecBase<2, T>& b) { return a[1] < b[1]; });
-        const T height = ((*top)[1] - (*bottom)[1]) / T{4096};
+        const T height = ((*top)[1] - (*bottom)[1]) / static_cast<T>(kCount);
         margin_ = std::min(width_, height);
         if (!(margin_ > 0) || !(perWidth_ <= std::numeric_limits<T>::max())) {
             margin_ = 0;
@@ -139,10 +139,9 @@ private:
 template <class T>
 Points<T> HullOfSample(const Points<T>& points)
 {
-    constexpr std::size_t kSample = 4096;
-    Points<T> sample(kSample);
-    for (std::size_t i = 0; i < kSample; ++i) {
-        sample[i] = points[i * (points.size() / kSample)];
+    Points<T> sample(std::min(points.size() / 8, std::size_t{4096}));
+    for (std::size_t i = 0; i < sample.size(); ++i) {
+        sample[i] = points[i * (points.size() / sample.size())];
         if (!IsFinite(sample[i])) {
             return {};
         }
@@ -221,7 +220,7 @@ WithoutInnerPoints(const std::vector<VecBase<2, T>>& points)
     }
     const T size = std::max(high[0] - low[0], high[1] - low[1]);
     const T links = T{1.5} * kLengthFloor<T> * static_cast<T>(outside.size() + 1);
-    const bool isCertain = boxes.Margin() > 4 * links &&
+    const bool isCertain = boxes.Margin() > T{2.5} * links &&
                            boxes.Margin() > 256 * std::numeric_limits<T>::epsilon() * size &&
                            size * size < std::numeric_limits<T>::max() / 4; // no product overflows
     return isCertain ? std::optional(std::move(outside)) : std::nullopt;

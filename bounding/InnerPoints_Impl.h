@@ -9,7 +9,7 @@
 namespace Velk::Math::Sorvane::Bounding::Impl {
 
 /// Fewer points than this are not worth the search.
-inline constexpr std::size_t kWorthThinning = 16384;
+inline constexpr std::size_t kWorthThinning = 2048;
 
 /// The points without most of those well inside their convex hull, in their order; nothing when
 /// there are too few points or the hull of what is left might differ, in any bit, from that of all

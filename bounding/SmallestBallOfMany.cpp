@@ -104,14 +104,14 @@ private:
     /// A start close to the end, at next to no cost: the ball of a sample.
     bool SolveSample()
     {
-        std::vector<VecBase<D, T>> sample(kSample);
-        for (std::size_t i = 0; i < kSample; ++i) {
-            sample[i] = points_[i * (points_.size() / kSample)];
+        std::vector<VecBase<D, T>> sample(std::min(kSample, points_.size() / 4));
+        for (std::size_t i = 0; i < sample.size(); ++i) {
+            sample[i] = points_[i * (points_.size() / sample.size())];
         }
         chosen_.emplace_back(sample[0]);
         ball_ = {chosen_[0], 0.0};
         for (int round = 0; round < kRounds; ++round) {
-            const Farthest farthest = FarthestPoint(sample.data(), kSample, ball_.center);
+            const Farthest farthest = FarthestPoint(sample.data(), sample.size(), ball_.center);
             if (IsHeld(farthest)) {
                 break;
             }
@@ -185,6 +185,11 @@ private:
 
     void Choose(const VecBase<D, T>& point)
     {
+        // Chosen points well inside their ball have no part in it: the rest has the same ball.
+        const double inner = ball_.radius * (1.0 - 1e-5);
+        std::erase_if(chosen_, [&](const VecBase<D, double>& chosen) {
+            return SquaredDistance(chosen, ball_.center) < inner * inner;
+        });
         chosen_.emplace_back(point);
         ball_ = SmallestBall(chosen_);
     }

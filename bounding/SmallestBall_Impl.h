@@ -34,7 +34,7 @@ template <int D, class T>
 void GrowToHold(BoundingBall<D, T>& ball, const std::vector<VecBase<D, T>>& points);
 
 /// Above this number of points `SmallestBallOfMany` is worth its set-up.
-inline constexpr std::size_t kManyPoints = 2000;
+inline constexpr std::size_t kManyPoints = 256;
 
 /// `SmallestBall` for large inputs, by solving for the points that turn out to be farthest: O(n)
 /// with a few passes. Nothing when the points coincide, aren't finite, or no end is in sight after

@@ -1,4 +1,5 @@
-// Smallest enclosing circles and spheres, of points inside and of points that all lie on the sphere.
+// Smallest enclosing circles and spheres, of points inside and of points that all lie on the
+// sphere.
 
 #include <Sorvane/BoundingVolumes_E.h>
 

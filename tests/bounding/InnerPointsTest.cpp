@@ -154,6 +154,22 @@ TEST(InnerPoints, PointsWithinTheToleranceOfEachOtherStayTheSame)
     EXPECT_LT(LeftOf(points), points.size() / 2);
 }
 
+TYPED_TEST(InnerPointsOf, SmallInputsOfEveryKindStayTheSame)
+{
+    using T = TypeParam;
+    Test::Random random(37);
+    for (const Test::PointSet set : Test::kPointSets) {
+        for (int trial = 0; trial < 20; ++trial) {
+            SCOPED_TRACE(Test::NameOf(set));
+            auto points = Test::MakePoints<2, T>(set, 2048 + 100 * trial, random);
+            for (auto& p : points) {
+                p = p * T(10);
+            }
+            LeftOf(points);
+        }
+    }
+}
+
 TYPED_TEST(InnerPointsOf, DoubtfulInputsAreLeftAlone)
 {
     using T = TypeParam;
