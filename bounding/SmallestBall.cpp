@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <span>
 #include <utility>
@@ -59,6 +60,7 @@ public:
             return BallOfTwo(points_[0], points_[1]);
         }
         capRadius_ = LargestDistanceFromBoxCentre();
+        insideTolerance_ = std::max(tolerance_, InsideRounding());
         prefix_.resize(count);
         Ball<D> ball;
         bool astray = true;
@@ -83,6 +85,21 @@ private:
         return largest;
     }
 
+    /// What rounding does to the distance from a computed centre. Points beyond the ball by less
+    /// than this must not count as outside, or solves through nearly coincident points on the
+    /// ball's border go anywhere: many points on one sphere, such as those of a lattice, are full
+    /// of them.
+    double InsideRounding() const
+    {
+        double largest = 0.0;
+        for (const VecBase<D, double>& point : points_) {
+            for (const double x : point) {
+                largest = std::max(largest, std::abs(x));
+            }
+        }
+        return 8.0 * std::numeric_limits<double>::epsilon() * largest;
+    }
+
     /// Stops where rounding has led a solve astray: no smallest ball is larger than the one about
     /// the centre of the box.
     Ball<D> BallOfShuffled(bool& astray)
@@ -101,7 +118,7 @@ private:
     bool Holds(const Ball<D>& ball, const VecBase<D, double>& point) const
     {
         return ball.radius != 0.0 &&
-               !(Vector::Length(point - ball.center) - ball.radius > tolerance_);
+               !(Vector::Length(point - ball.center) - ball.radius > insideTolerance_);
     }
 
     /// The zero ball, at the origin, when the points coincide.
@@ -169,8 +186,9 @@ private:
 
     std::vector<VecBase<D, double>> points_;
     std::vector<VecBase<D, double>>
-        prefix_; // the shuffled first points, as long as one is solved for
-    double tolerance_;
+        prefix_;       // the shuffled first points, as long as one is solved for
+    double tolerance_; // of coincidence
+    double insideTolerance_ = 0.0;
     double capRadius_ = 0.0;
 };
 

@@ -148,7 +148,7 @@ private:
     double ForgottenRadius() const
     {
         const double radius = ball_.radius;
-        const double lower = radius - 2.0 * kTolerance - 1e-12 * radius;
+        const double lower = radius - 2.0 * (kTolerance + Slack<double>()) - 1e-12 * radius;
         const double upper = std::max(upperRadius_, radius) * (1.0 + 1e-12);
         return lower * (1.0 - 1e-12) - std::sqrt((upper - lower) * (upper + lower)) -
                std::sqrt((radius - lower) * (radius + lower));
