@@ -150,6 +150,7 @@ Points<T> HullOfSample(const Points<T>& points)
     return MonotoneChain(sample);
 }
 
+/// None when that would be more than half of the points: then nothing is won.
 template <class T>
 Points<T> Outside(const InnerBoxes<T>& boxes, const Points<T>& points)
 {
@@ -157,6 +158,9 @@ Points<T> Outside(const InnerBoxes<T>& boxes, const Points<T>& points)
     std::array<VecBase<2, T>, kBlock> block; // filled without a branch at each point
     Points<T> outside;
     for (std::size_t begin = 0; begin < points.size(); begin += kBlock) {
+        if (outside.size() > points.size() / 2) {
+            return {};
+        }
         std::size_t count = 0;
         for (std::size_t i = begin; i < std::min(begin + kBlock, points.size()); ++i) {
             block[count] = points[i];
@@ -172,24 +176,27 @@ Points<T> Outside(const InnerBoxes<T>& boxes, const Points<T>& points)
 template <class T>
 std::vector<VecBase<2, T>> MonotoneChain(const std::vector<VecBase<2, T>>& sorted)
 {
-    Points<T> chain(2 * sorted.size());
-    std::size_t count = 0;
+    Points<T> chain;
+    chain.reserve(2 * sorted.size());
     std::size_t kept = 0; // leading vertices that can't be popped any more
     const auto push = [&](const VecBase<2, T>& p) {
-        while (count >= kept + 2 &&
-               !(((chain[count - 1] - chain[count - 2]) ^ (p - chain[count - 2])) > 0)) {
-            --count;
+        while (chain.size() >= kept + 2) {
+            const VecBase<2, T>& before = chain[chain.size() - 2];
+            if (((chain.back() - before) ^ (p - before)) > 0) {
+                break;
+            }
+            chain.pop_back();
         }
-        chain[count++] = p;
+        chain.push_back(p);
     };
     for (const VecBase<2, T>& p : sorted) {
         push(p);
     }
-    kept = count - 1;
+    kept = chain.size() - 1;
     for (std::size_t i = sorted.size() - 1; i-- > 0;) {
         push(sorted[i]);
     }
-    chain.resize(count - 1); // the last one is the first again
+    chain.pop_back(); // the first again
     return chain;
 }
 
@@ -209,6 +216,9 @@ WithoutInnerPoints(const std::vector<VecBase<2, T>>& points)
         return std::nullopt;
     }
     Points<T> outside = Outside(boxes, points);
+    if (outside.empty()) {
+        return std::nullopt;
+    }
     VecBase<2, T> low = outside.front();
     VecBase<2, T> high = low;
     for (const VecBase<2, T>& point : outside) {
