@@ -184,16 +184,20 @@ bool QHullMesh::MakeSimplex()
 
 // --- growing ------------------------------------------------------------------------------------
 
-/// Adds nodes until no point is farther out than the tolerance from the face that owns it. The
-/// newest faces go first: their points are still in the cache.
+/// Adds nodes until no point is farther out than the tolerance from the face that owns it. Faces wait
+/// in rounds, so that all sides grow alike: refining one part to the end first would leave long fans of
+/// faces that later nodes tear down again and again.
 void QHullMesh::Grow()
 {
+    std::vector<int> round;
     while (!pending_.empty()) {
-        const int face = pending_.back();
-        pending_.pop_back();
-        if (faces[face].isLive && faces[face].reach > tolerance && !AddNode(face)) {
-            DropFarthest(face);
-            QueueIfPending(face);
+        round.swap(pending_);
+        pending_.clear();
+        for (const int face : round) {
+            if (faces[face].isLive && faces[face].reach > tolerance && !AddNode(face)) {
+                DropFarthest(face);
+                QueueIfPending(face);
+            }
         }
     }
 }
