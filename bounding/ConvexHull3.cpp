@@ -26,7 +26,8 @@ std::vector<VecBase<3, T>> Gather(const std::vector<VecBase<3, T>>& points, cons
 }
 
 /// Hull of distinct points as triples of their numbers; empty when they span no solid.
-template <class T> std::vector<int> HullTriangles(const std::vector<VecBase<3, T>>& points)
+template <class T>
+std::vector<int> HullTriangles(const std::vector<VecBase<3, T>>& points)
 {
     Impl::QHullMesh hull(points);
     if (!hull.Build()) {

@@ -1,10 +1,11 @@
 // Throwing away points deep inside; see the header.
 //
 // 1. Take one point of every 32 and make their hull.
-// 2. In a frame in which the hull is about as wide as long and high, measure from a centre inside it
-//    how far it reaches in the directions of a grid on each face of the surrounding cube. Along a grid
-//    cell, one over the reach in units of the cube is a convex function (the largest of linear ones),
-//    so the least reach over a cell is that of one of its four corners.
+// 2. In a frame in which the hull is about as wide as long and high, measure from a centre inside
+// it
+//    how far it reaches in the directions of a grid on each face of the surrounding cube. Along a
+//    grid cell, one over the reach in units of the cube is a convex function (the largest of linear
+//    ones), so the least reach over a cell is that of one of its four corners.
 // 3. A point nearer than its cell's reach, less a margin, is deep inside.
 
 #include "bounding/HullCandidates_Impl.h"
@@ -25,14 +26,16 @@ constexpr int kSampleStride = 32;
 /// Share of the reach that is left out besides the caller's margin, far above all rounding here.
 constexpr double kSafety = 1e-6;
 
-template <class T> bool IsFinite(const VecBase<3, T>& p)
+template <class T>
+bool IsFinite(const VecBase<3, T>& p)
 {
     return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
 }
 
-/// One point of every `kSampleStride`, at a scattered place so that points in rows or layers give no
-/// row or layer.
-template <class T> std::vector<VecBase<3, T>> Sample(const std::vector<VecBase<3, T>>& points)
+/// One point of every `kSampleStride`, at a scattered place so that points in rows or layers give
+/// no row or layer.
+template <class T>
+std::vector<VecBase<3, T>> Sample(const std::vector<VecBase<3, T>>& points)
 {
     std::vector<VecBase<3, T>> sample;
     sample.reserve(points.size() / kSampleStride);
@@ -46,8 +49,8 @@ template <class T> std::vector<VecBase<3, T>> Sample(const std::vector<VecBase<3
     return sample;
 }
 
-/// Perpendicular directions: along the longest spoke, along the one that leads farthest from it, and
-/// across.
+/// Perpendicular directions: along the longest spoke, along the one that leads farthest from it,
+/// and across.
 std::array<VecBase<3, double>, 3> FrameAlong(const std::vector<VecBase<3, double>>& spokes)
 {
     std::array<VecBase<3, double>, 3> frame;
@@ -122,7 +125,7 @@ private:
     VecBase<3, double> halfWidth_[3]; // the cube's axes in the hull's coordinates
     VecBase<3, double> toCube_[3];    // their inverse, for the caller's
     int cells_;
-    double shrink_ = 0; // of the whole hull about the centre
+    double shrink_ = 0;             // of the whole hull about the centre
     double innerRadiusSquared_ = 0; // of the shrunk hull, in the caller's coordinates
     double farthestReach_ = 0;
     std::vector<double> cornerReach_; // of the cube face in hand
@@ -148,8 +151,8 @@ ReachTable::ReachTable(const QHullMesh& hull, int cells, double margin) : cells_
             outer = std::max(outer, Length(hull.points[face.node[0]] - workCenter_));
         }
     }
-    // A hull shrunk about the centre by the factor s keeps (1 - s) times the inner radius between it
-    // and the hull. In a very flat one rounding would count.
+    // A hull shrunk about the centre by the factor s keeps (1 - s) times the inner radius between
+    // it and the hull. In a very flat one rounding would count.
     if (inner > kSafety * outer) {
         shrink_ = 1 - kSafety - margin * hull.Scale() / inner;
     }
@@ -170,8 +173,8 @@ ReachTable::ReachTable(const QHullMesh& hull, int cells, double margin) : cells_
     farthestReach_ = *std::max_element(reach_.begin(), reach_.end());
 }
 
-/// Axes for the cube in which the hull fills much of it: those of the coordinates or those of the hull
-/// itself, whichever box is smaller.
+/// Axes for the cube in which the hull fills much of it: those of the coordinates or those of the
+/// hull itself, whichever box is smaller.
 void ReachTable::MakeFrame(const QHullMesh& hull, const std::vector<int>& corners)
 {
     std::vector<VecBase<3, double>> spokes;
@@ -234,8 +237,8 @@ void ReachTable::FillFace(const QHullMesh& hull, int cubeFace, int& hullFace)
 }
 
 /// Walks from `hullFace` to the face that the ray from the centre leaves through. Such walks end on
-/// the faces of a convex solid seen from inside; should rounding turn one in circles, the hull counts
-/// as not reaching anywhere in that direction.
+/// the faces of a convex solid seen from inside; should rounding turn one in circles, the hull
+/// counts as not reaching anywhere in that direction.
 double ReachTable::ReachAlong(const QHullMesh& hull, const VecBase<3, double>& direction,
                               int cubeFace, int& hullFace) const
 {
@@ -257,8 +260,8 @@ double ReachTable::ReachAlong(const QHullMesh& hull, const VecBase<3, double>& d
     return 0;
 }
 
-/// The factor of `direction`, which ends on the cube, at which it meets the face; for a sliver that of
-/// its nearest corner, measured along the cube face's axis.
+/// The factor of `direction`, which ends on the cube, at which it meets the face; for a sliver that
+/// of its nearest corner, measured along the cube face's axis.
 double ReachTable::LeastReach(const QHullMesh& hull, const QHullFace& face,
                               const VecBase<3, double>& direction, int cubeFace) const
 {

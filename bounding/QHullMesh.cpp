@@ -3,6 +3,7 @@
 #include "bounding/QHullMesh_Impl.h"
 
 #include "bounding/PlaneSide_Impl.h"
+#include "mathbase/ErrorFree_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,6 +22,22 @@ constexpr int kSmallSet = 16;
 constexpr double kTolerancePerFloor = 10;
 
 int Next(int corner) { return corner == 2 ? 0 : corner + 1; }
+
+/// (b - a) ^ (c - b), each component rounded only at the end.
+VecBase<3, double> DoubleWordCross(const VecBase<3, double>& a, const VecBase<3, double>& b,
+                                   const VecBase<3, double>& c)
+{
+    using Math::Impl::TwoSum;
+    VecBase<3, double> cross;
+    for (int k = 0; k < 3; ++k) {
+        const int l = Next(k);
+        const int m = Next(l);
+        cross[k] =
+            (TwoSum(b[l], -a[l]) * TwoSum(c[m], -b[m]) - TwoSum(b[m], -a[m]) * TwoSum(c[l], -b[l]))
+                .high;
+    }
+    return cross;
+}
 
 double Distance(const QHullFace& face, const VecBase<3, double>& p)
 {
@@ -53,8 +70,8 @@ void QHullMesh::ScaleToWorkCube()
             high[k] = std::max(high[k], p[k]);
         }
     }
-    // Halves, because the extent itself may overflow. An axis is moved only where that is exact: all
-    // coordinates lie between half the centre's and twice it (P. H. Sterbenz, 1974).
+    // Halves, because the extent itself may overflow. An axis is moved only where that is exact:
+    // all coordinates lie between half the centre's and twice it (P. H. Sterbenz, 1974).
     double largest = 0;
     for (int k = 0; k < 3; ++k) {
         const double middle = low[k] * 0.5 + high[k] * 0.5;
@@ -186,10 +203,10 @@ bool QHullMesh::MakeSimplex()
 
 // --- growing ------------------------------------------------------------------------------------
 
-/// Adds nodes until no point is farther out than the tolerance from the face that owns it. Faces wait
-/// in rounds, so that all sides grow alike: refining one part to the end first would leave long fans of
-/// faces that later nodes tear down again and again. Only what is small is finished at once, while its
-/// faces and points are in the cache.
+/// Adds nodes until no point is farther out than the tolerance from the face that owns it. Faces
+/// wait in rounds, so that all sides grow alike: refining one part to the end first would leave
+/// long fans of faces that later nodes tear down again and again. Only what is small is finished at
+/// once, while its faces and points are in the cache.
 void QHullMesh::Grow()
 {
     const auto finishSmall = [this] {
@@ -300,8 +317,9 @@ void QHullMesh::RemoveFace(int face)
     freeFaces_.push_back(face);
 }
 
-/// The plane is taken at the corner with the largest angle, where it is best known: a needle has two
-/// long sides at a tiny angle, but also a corner near a right angle.
+/// The plane is taken at the corner with the largest angle, where it is best known: a needle has
+/// two long sides at a tiny angle, but also a corner near a right angle. A cap, flat in all its
+/// corners, takes twice the precision.
 int QHullMesh::AddFace(int a, int b, int c)
 {
     int slot = static_cast<int>(faces.size());
@@ -328,22 +346,30 @@ int QHullMesh::AddFace(int a, int b, int c)
                                                  : (squared[1] >= squared[2] ? 1 : 2);
     const int first = Next(longest);
     const int second = Next(first);
-    const VecBase<3, double> cross = side[first] ^ side[second];
-    const double length = Length(cross);
-    if (!(length > 0)) {
-        face.normal = {};
-        face.offset = 0;
-        face.error = std::numeric_limits<double>::infinity();
-        return slot;
-    }
-    face.normal = cross * (1 / length);
-    face.offset = face.normal * points[face.node[second]];
     // With u half an epsilon and s the sine of the angle: 8 u / s + 4 u for the direction of the
     // normal, over a length of twice the radius, and 8 u radius for the two products and their
     // difference; doubled.
     constexpr double kErrorPerRadius = 16 * std::numeric_limits<double>::epsilon();
-    const double inverseSine = std::sqrt(squared[first] * squared[second]) / length;
-    face.error = kErrorPerRadius * (inverseSine + 1) * radius_;
+    const double sides = std::sqrt(squared[first] * squared[second]);
+    const auto setPlane = [&](const VecBase<3, double>& cross, double directionError) {
+        const double length = Length(cross);
+        if (!(length > 0)) {
+            face.normal = {};
+            face.offset = 0;
+            face.error = std::numeric_limits<double>::infinity();
+            return;
+        }
+        face.normal = cross * (1 / length);
+        face.offset = face.normal * points[face.node[second]];
+        face.error = kErrorPerRadius * (directionError * sides / length + 1) * radius_;
+    };
+    setPlane(side[first] ^ side[second], 1);
+    if (IsSliver(face)) {
+        constexpr double kDoubleWordGain = 0x1p-48; // 2^-53, less what a few operations lose
+        setPlane(DoubleWordCross(points[face.node[first]], points[face.node[second]],
+                                 points[face.node[longest]]),
+                 kDoubleWordGain);
+    }
     return slot;
 }
 
@@ -366,8 +392,8 @@ void QHullMesh::MakeCone(int node)
 
 /// Gives each orphan to a new face that sees it beyond the tolerance, or else to the one that it is
 /// farthest from. What no new face sees is inside: the part of the surface that a point sees is
-/// connected, so where the seen part reached from a removed face over the rim, the cone's face there
-/// is seen as well.
+/// connected, so where the seen part reached from a removed face over the rim, the cone's face
+/// there is seen as well.
 void QHullMesh::PlaceOrphans()
 {
     for (const int q : orphans_) {
@@ -401,12 +427,12 @@ bool QHullMesh::Sees(const QHullFace& face, int point) const
         return true;
     }
     return !(distance < -face.error) &&
-           Vector::Impl::PlaneSide(points[face.node[0]], points[face.node[1]],
-                                   points[face.node[2]], points[point]) > 0;
+           Vector::Impl::PlaneSide(points[face.node[0]], points[face.node[1]], points[face.node[2]],
+                                   points[point]) > 0;
 }
 
-/// How far out a point is for a face that it might see; kInside when it surely doesn't. Distances
-/// from a sliver tell little: there a point counts as far out exactly when it is outside at all.
+/// How far out a point is for a face that it might see; kInside when it surely doesn't. Where even
+/// twice the precision left no plane, a point counts as far out exactly when it is outside at all.
 double QHullMesh::Reach(const QHullFace& face, int point) const
 {
     const double distance = Distance(face, points[point]);
@@ -536,10 +562,9 @@ std::vector<int> QHullMesh::FlatNodes() const
                                  ? other.node[0]
                                  : (other.node[1] != from && other.node[1] != to ? other.node[1]
                                                                                  : other.node[2]);
-            const bool isBent =
-                Distance(face, points[apex]) < -face.error ||
-                Vector::Impl::PlaneSide(points[face.node[0]], points[face.node[1]],
-                                        points[face.node[2]], points[apex]) != 0;
+            const bool isBent = Distance(face, points[apex]) < -face.error ||
+                                Vector::Impl::PlaneSide(points[face.node[0]], points[face.node[1]],
+                                                        points[face.node[2]], points[apex]) != 0;
             for (const int node : {from, to}) {
                 bent[node] = std::max(bent[node], 0) + (isBent ? 1 : 0);
             }

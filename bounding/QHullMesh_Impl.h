@@ -2,8 +2,9 @@
 //
 // Quickhull (C. B. Barber, D. P. Dobkin, H. Huhdanpaa, "The Quickhull Algorithm for Convex Hulls",
 // 1996) whose shape never depends on rounding: which faces a new node sees is decided exactly
-// (PlaneSide_Impl.h), so the surface stays closed, oriented and convex for every input, however flat
-// or crowded. Only whether a point is far enough out to become a node is a matter of tolerance.
+// (PlaneSide_Impl.h), so the surface stays closed, oriented and convex for every input, however
+// flat or crowded. Only whether a point is far enough out to become a node is a matter of
+// tolerance.
 #pragma once
 
 #include <Velk/Math/VecBase_E.h>
@@ -16,10 +17,10 @@ namespace Velk::Math::Sorvane::Bounding::Impl {
 /// A triangle of the hull, counter-clockwise seen from outside. A face that has been removed waits
 /// in its slot for a new one.
 struct QHullFace {
-    VecBase<3, double> normal;    ///< unit length; zero where rounding leaves no direction
-    double offset = 0;            ///< signed distance of p from the plane is normal * p - offset
-    double error = 0;             ///< bound of the rounding error of a signed distance
-    double reach = 0;             ///< distance of the farthest point of the outside set
+    VecBase<3, double> normal; ///< unit length; zero where rounding leaves no direction
+    double offset = 0;         ///< signed distance of p from the plane is normal * p - offset
+    double error = 0;          ///< bound of the rounding error of a signed distance
+    double reach = 0;          ///< distance of the farthest point of the outside set
     int node[3] = {-1, -1, -1};
     int neighbor[3] = {-1, -1, -1}; ///< face on the other side of node[k] -> node[k + 1]
     int outside = -1;               ///< first point of the outside set, the farthest one
@@ -30,16 +31,17 @@ struct QHullFace {
 
 /// The hull of a point set while it grows, and when it is done.
 ///
-/// A node's number is the number of its point. Every point that is outside the present hull, or might
-/// be by the rounding of a distance, is in the outside set of one face that sees it; a point that no new
-/// face sees when its own face goes is inside for good.
+/// A node's number is the number of its point. Every point that is outside the present hull, or
+/// might be by the rounding of a distance, is in the outside set of one face that sees it; a point
+/// that no new face sees when its own face goes is inside for good.
 class QHullMesh {
 public:
-    /// Points are worked on in double, scaled by a power of two so that the longest edge of their box
-    /// is 512 to 1024, and moved near the origin when they lie far off: the units of the input do not
-    /// matter, and no digit is lost. They must be finite. The plane tolerance is ten length floors of
-    /// T times the longest edge of the first simplex.
-    template <class T> explicit QHullMesh(const std::vector<VecBase<3, T>>& points);
+    /// Points are worked on in double, scaled by a power of two so that the longest edge of their
+    /// box is 512 to 1024, and moved near the origin when they lie far off: the units of the input
+    /// do not matter, and no digit is lost. They must be finite. The plane tolerance is ten length
+    /// floors of T times the longest edge of the first simplex.
+    template <class T>
+    explicit QHullMesh(const std::vector<VecBase<3, T>>& points);
 
     /// False, with no face, when all points lie within `tolerance` of a plane.
     bool Build();
@@ -61,7 +63,7 @@ public:
 
 private:
     struct HorizonEdge {
-        int from;  // the new face runs from -> to -> new node
+        int from; // the new face runs from -> to -> new node
         int to;
         int outer; // the face that stays
         int slot;  // which neighbour of `outer` the new face becomes
@@ -83,6 +85,7 @@ private:
     void PlaceOrphans();
 
     bool Sees(const QHullFace& face, int point) const;
+    /// A face whose plane is not known well enough to measure distances by the tolerance.
     bool IsSliver(const QHullFace& face) const { return face.error > 0.5 * tolerance; }
     double Reach(const QHullFace& face, int point) const;
     void Place(int point, int face, double reach);

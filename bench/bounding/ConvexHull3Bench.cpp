@@ -1,5 +1,5 @@
-// Convex hulls in space: how the cost grows for points inside a ball, on a sphere, in a box and on a
-// lattice. Set SORVANE_BENCH_STL to a binary STL file to hull a real part as well.
+// Convex hulls in space: how the cost grows for points inside a ball, on a sphere, in a box and on
+// a lattice. Set SORVANE_BENCH_STL to a binary STL file to hull a real part as well.
 
 #include <Sorvane/ConvexHull_E.h>
 
@@ -13,7 +13,8 @@ namespace {
 
 using namespace Velk::Math;
 
-template <class T> void Run(benchmark::State& state, const std::vector<VecBase<3, T>>& points)
+template <class T>
+void Run(benchmark::State& state, const std::vector<VecBase<3, T>>& points)
 {
     std::vector<VecBase<3, T>> hullPoints;
     std::vector<int> indices;
@@ -33,12 +34,12 @@ void BM_Hull(benchmark::State& state)
     Run(state, std::vector<VecBase<3, T>>(points.begin(), points.end()));
 }
 
-#define SORVANE_HULL(T, arrangement)              \
-    BENCHMARK(BM_Hull<T, Bench::arrangement>)     \
-        ->Name("Hull/" #arrangement "/" #T)       \
-        ->RangeMultiplier(10)                     \
-        ->Range(1'000, 1'000'000)                 \
-        ->Unit(benchmark::kMillisecond)           \
+#define SORVANE_HULL(T, arrangement)          \
+    BENCHMARK(BM_Hull<T, Bench::arrangement>) \
+        ->Name("Hull/" #arrangement "/" #T)   \
+        ->RangeMultiplier(10)                 \
+        ->Range(1'000, 1'000'000)             \
+        ->Unit(benchmark::kMillisecond)       \
         ->Complexity()
 SORVANE_HULL(double, InBall);
 SORVANE_HULL(float, InBall);
@@ -51,7 +52,8 @@ SORVANE_HULL(double, Lattice);
 void BM_HullOfFile(benchmark::State& state)
 {
     const char* path = std::getenv("SORVANE_BENCH_STL");
-    const std::vector<Vec3d> points = path == nullptr ? std::vector<Vec3d>{} : Bench::StlCorners(path);
+    const std::vector<Vec3d> points =
+        path == nullptr ? std::vector<Vec3d>{} : Bench::StlCorners(path);
     if (points.empty()) {
         state.SkipWithError("SORVANE_BENCH_STL names no binary STL file");
         return;

@@ -1,5 +1,5 @@
-// Convex hulls in space beside Qhull: the same points, one thread, all the way to triangles. Volume and
-// area of both are shown as counters, for comparison of the results.
+// Convex hulls in space beside Qhull: the same points, one thread, all the way to triangles. Volume
+// and area of both are shown as counters, for comparison of the results.
 //
 // Set SORVANE_BENCH_STL to a binary STL file for a real part as well.
 
@@ -10,7 +10,7 @@
 #include <benchmark/benchmark.h>
 
 extern "C" {
-#include <libqhull_r/libqhull_r.h>
+#include <libqhull_r/qhull_ra.h>
 }
 
 #include <cstdio>
@@ -26,7 +26,8 @@ std::vector<Vec3d> Part(std::int64_t)
     return path == nullptr ? std::vector<Vec3d>{} : Bench::StlCorners(path);
 }
 
-template <std::vector<Vec3d> (*MakePoints)(std::int64_t)> void BM_Sorvane(benchmark::State& state)
+template <std::vector<Vec3d> (*MakePoints)(std::int64_t)>
+void BM_Sorvane(benchmark::State& state)
 {
     const std::vector<Vec3d> points = MakePoints(state.range(0));
     std::vector<Vec3d> hull;
@@ -52,7 +53,8 @@ template <std::vector<Vec3d> (*MakePoints)(std::int64_t)> void BM_Sorvane(benchm
     state.counters["triangles"] = static_cast<double>(indices.size() / 3);
 }
 
-template <std::vector<Vec3d> (*MakePoints)(std::int64_t)> void BM_Qhull(benchmark::State& state)
+template <std::vector<Vec3d> (*MakePoints)(std::int64_t)>
+void BM_Qhull(benchmark::State& state)
 {
     std::vector<Vec3d> points = MakePoints(state.range(0));
     double volume = 0;
@@ -62,9 +64,9 @@ template <std::vector<Vec3d> (*MakePoints)(std::int64_t)> void BM_Qhull(benchmar
         qhT hull;
         qh_zero(&hull, stderr);
         char command[] = "qhull Qt";
-        if (points.empty() || qh_new_qhull(&hull, 3, static_cast<int>(points.size()),
-                                           points.data()->data(), False, command, nullptr,
-                                           stderr) != 0) {
+        if (points.empty() ||
+            qh_new_qhull(&hull, 3, static_cast<int>(points.size()), points.data()->data(), False,
+                         command, nullptr, stderr) != 0) {
             state.SkipWithError("no hull");
             return;
         }
@@ -81,8 +83,11 @@ template <std::vector<Vec3d> (*MakePoints)(std::int64_t)> void BM_Qhull(benchmar
     state.counters["triangles"] = triangles;
 }
 
-#define SORVANE_PEERS(points, count)                                                          \
-    BENCHMARK(BM_Sorvane<points>)->Name("Sorvane/" #points)->Arg(count)->Unit(benchmark::kMillisecond); \
+#define SORVANE_PEERS(points, count)     \
+    BENCHMARK(BM_Sorvane<points>)        \
+        ->Name("Sorvane/" #points)       \
+        ->Arg(count)                     \
+        ->Unit(benchmark::kMillisecond); \
     BENCHMARK(BM_Qhull<points>)->Name("Qhull/" #points)->Arg(count)->Unit(benchmark::kMillisecond)
 SORVANE_PEERS(Bench::InBall, 1'000'000);
 SORVANE_PEERS(Bench::OnSphere, 100'000);

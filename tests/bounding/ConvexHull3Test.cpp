@@ -22,7 +22,8 @@ using Sorvane::Bounding::ConvexHull;
 
 namespace {
 
-template <class T> struct Hull {
+template <class T>
+struct Hull {
     bool isSolid = false;
     std::vector<VecBase<3, T>> points;
     std::vector<int> indices;
@@ -40,7 +41,8 @@ Hull<T> HullOf(const std::vector<VecBase<3, T>>& points, bool sortedUnique = fal
     return hull;
 }
 
-template <class T> std::vector<VecBase<3, T>> Cast(const std::vector<Vec3d>& points)
+template <class T>
+std::vector<VecBase<3, T>> Cast(const std::vector<Vec3d>& points)
 {
     return {points.begin(), points.end()};
 }
@@ -82,7 +84,9 @@ Vec3d OnSphere(::Test::Random& random)
     }
 }
 
-template <class T> class ConvexHull3 : public testing::Test {};
+template <class T>
+class ConvexHull3 : public testing::Test {
+};
 using Coordinates = testing::Types<float, double>;
 TYPED_TEST_SUITE(ConvexHull3, Coordinates);
 
@@ -328,9 +332,10 @@ TYPED_TEST(ConvexHull3, NodesComeInLexicographicOrder)
         points.push_back(random.Vector<3, TypeParam>(-1, 1));
     }
     const auto hull = HullOf(points);
-    EXPECT_TRUE(std::is_sorted(hull.points.begin(), hull.points.end(), [](const auto& a, const auto& b) {
-        return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
-    }));
+    EXPECT_TRUE(
+        std::is_sorted(hull.points.begin(), hull.points.end(), [](const auto& a, const auto& b) {
+            return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
+        }));
 }
 
 TEST(ConvexHull3Flags, PointsWithinTheLengthFloorAreOne)
@@ -410,8 +415,8 @@ TYPED_TEST(ConvexHull3, FacesOfSmallSetsAreThoseOfBruteForce)
     }
 }
 
-// Small whole numbers: flat sides, rows on edges and repeats everywhere, and integer arithmetic tells
-// the corners. A point is one when the supporting planes through it have it alone in common.
+// Small whole numbers: flat sides, rows on edges and repeats everywhere, and integer arithmetic
+// tells the corners. A point is one when the supporting planes through it have it alone in common.
 TYPED_TEST(ConvexHull3, CornersOfLatticeSetsAreThoseOfBruteForce)
 {
     using Whole = VecBase<3, long long>;
@@ -429,7 +434,8 @@ TYPED_TEST(ConvexHull3, CornersOfLatticeSetsAreThoseOfBruteForce)
             points.push_back({x, y, z});
             input.push_back({x, y, z});
         }
-        std::vector<std::vector<Whole>> normals(points.size()); // of supporting planes at each point
+        std::vector<std::vector<Whole>> normals(
+            points.size()); // of supporting planes at each point
         for (std::size_t a = 0; a < points.size(); ++a) {
             for (std::size_t b = a + 1; b < points.size(); ++b) {
                 for (std::size_t c = b + 1; c < points.size(); ++c) {

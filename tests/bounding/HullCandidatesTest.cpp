@@ -84,7 +84,8 @@ std::vector<NamedSet> Sets()
 
 TEST(HullCandidates, FewPointsAreAllKept)
 {
-    const std::vector<Vec3d> points(static_cast<std::size_t>(Impl::kFewHullPoints - 1), Vec3d(1, 2, 3));
+    const std::vector<Vec3d> points(static_cast<std::size_t>(Impl::kFewHullPoints - 1),
+                                    Vec3d(1, 2, 3));
     std::vector<int> all(points.size());
     std::iota(all.begin(), all.end(), 0);
     EXPECT_EQ(Impl::HullCandidates(points, 1e-12), all);

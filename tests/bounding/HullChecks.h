@@ -165,7 +165,8 @@ double WorstHeight(const std::vector<VecBase<3, T>>& points,
 }
 
 /// Diagonal of the box, without overflow for finite boxes of moderate size.
-template <class T> double Diagonal(const std::vector<VecBase<3, T>>& points)
+template <class T>
+double Diagonal(const std::vector<VecBase<3, T>>& points)
 {
     Vec3d low(points[0]);
     Vec3d high(points[0]);
@@ -178,8 +179,8 @@ template <class T> double Diagonal(const std::vector<VecBase<3, T>>& points)
     return Length(high - low);
 }
 
-/// Closed, outward, of input points, convex without any tolerance, and no input point higher above a
-/// face than the plane tolerance: ten length floors times an edge, which is no longer than the
+/// Closed, outward, of input points, convex without any tolerance, and no input point higher above
+/// a face than the plane tolerance: ten length floors times an edge, which is no longer than the
 /// diagonal, and as much again for points that the filter merged.
 template <class T>
 void ExpectHull(const std::vector<VecBase<3, T>>& points,
