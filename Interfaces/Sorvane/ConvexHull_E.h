@@ -32,7 +32,15 @@ std::vector<VecBase<2, T>> ConvexHull(const std::vector<VecBase<2, T>>& points, 
 /// `hullPoints` receives the hull's vertices and `indices` three subscripts of it for each triangle,
 /// counter-clockwise seen from outside. `sortedUnique` as in the plane. With `sortedUnique` and
 /// `indicesOnly` the subscripts mean `points` and `hullPoints` stays empty; `indicesOnly` without
-/// `sortedUnique` makes no difference.
+/// `sortedUnique` makes no difference. `hullPoints` may be `points` itself.
+///
+/// Closed and, in exact arithmetic, convex; vertices are input points bit for bit, in their order once
+/// filtered. No point lies farther outside than 1e-11 (`float` 1e-7) times the longest edge of the first
+/// simplex, which is about as long as the set is wide; a set that is no thicker than that has no hull.
+/// Points inside a flat side or edge are left out where they are flat exactly, and may stay vertices
+/// where only up to rounding. Points that are not finite are left out. Quickhull of C. B. Barber, D. P.
+/// Dobkin and H. Huhdanpaa (1996), O(n log n) but for contrived sets; O(n) where most of the points
+/// lie well inside.
 template <class T>
 bool ConvexHull(const std::vector<VecBase<3, T>>& points, std::vector<VecBase<3, T>>& hullPoints,
                 std::vector<int>& indices, bool sortedUnique, bool indicesOnly);
