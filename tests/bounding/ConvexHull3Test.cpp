@@ -599,6 +599,30 @@ TEST(ConvexHull3Hostile, UnitsDoNotMatter)
     }
 }
 
+// Coordinates from 1 down to where products underflow.
+TEST(ConvexHull3Hostile, MixedMagnitudesStayClosed)
+{
+    ::Test::Random random(21);
+    for (int trial = 0; trial < 50; ++trial) {
+        SCOPED_TRACE(trial);
+        const double decades = trial % 2 == 0 ? 300 : 20;
+        std::vector<Vec3d> points;
+        for (int i = 0; i < 300; ++i) {
+            Vec3d p;
+            for (double& x : p) {
+                x = random.Between(-1, 1) * std::pow(10.0, -decades * random.Unit());
+            }
+            points.push_back(p);
+        }
+        Vector::FilterForUniqueness(points, 0.0);
+        const auto hull = HullOf(points, true);
+        ASSERT_TRUE(hull.isSolid);
+        EXPECT_EQ(::Test::SurfaceFault(hull.indices, hull.points.size()), "");
+        const double limit = 1e-11 * ::Test::Diagonal(points);
+        EXPECT_LE(::Test::WorstHeight(points, hull.points, hull.indices, limit, 100'000), limit);
+    }
+}
+
 TEST(ConvexHull3Hostile, SetsNoWiderThanTheLengthFloorAreOnePoint)
 {
     std::vector<Vec3d> points = ::Test::Cube().points;
