@@ -93,23 +93,24 @@ std::vector<VecBase<D, T>> GridOfPoints(const AxisAlignedBoundingBox<D, T>& box,
 
 /// Smallest circle around the points.
 ///
-/// The incremental method of E. Welzl ("Smallest enclosing disks", 1991) over the convex hull of more
-/// than 10 points (`skipHull` leaves it out), shuffled with a fixed seed: a pure function of the input
-/// order. It holds every point that went in exactly, in the sense that the distance to the centre,
-/// rounded, is at most the radius; the radius is the least one up to rounding, or up to the 1e-12
-/// (`float` 1e-8) within which points count as inside.
+/// The incremental method of E. Welzl ("Smallest enclosing disks", 1991), shuffled with a fixed seed: a
+/// pure function of the input order. Of more than 10 points only the vertices of the convex hull go in
+/// (`skipHull`: all points), and of more than some hundred only the few that turn out to be farthest.
+/// The circle holds every point, in the sense that the distance to the centre as computed is at most the
+/// radius; the radius is the least one up to rounding, or up to the 1e-12 (`float` 1e-8) within which
+/// points count as inside.
 ///
 /// No points: the zero ball. One point: that point with radius 0. Coincident points (every coordinate
 /// within 1e-12, `float` 1e-8) have no circle of their own: two of them give the zero ball, and three
 /// up to ten (any number with `skipHull`) a circle about the origin that reaches them; more than ten
-/// are one point for the hull. Points that aren't finite give a meaningless result. Expected O(n) after
-/// the hull's O(n log n).
+/// are one point for the hull. Points that aren't finite give a meaningless result. O(n), with a few
+/// passes over the points.
 template <class T>
 BoundingBall<2, T> BoundingCircleOfPoints(const std::vector<VecBase<2, T>>& points, bool skipHull);
 
-/// Smallest sphere around the points: as `BoundingCircleOfPoints`, with the hull in space, which may
-/// leave out points that lie outside it by about 2e-9 of its size. When it fails (flat sets) all points
-/// go in.
+/// Smallest sphere around the points: as `BoundingCircleOfPoints`, with the hull in space. When there is
+/// none (flat sets, coincident points) all points go in. The hull may leave out points by about 2e-9 of
+/// its size, and the radius is then enlarged to reach them.
 template <class T>
 BoundingBall<3, T> BoundingSphereOfPoints(const std::vector<VecBase<3, T>>& points, bool skipHull);
 

@@ -13,14 +13,15 @@ namespace Velk::Math::Sorvane::Bounding {
 /// (lexicographic order, no repeats); the result means nothing otherwise. When false, points within
 /// 1e-12 (`float` 1e-8) of each other count as one.
 ///
-/// Points on the hull's edges are left out. After the filter, fewer than three points come back as they
-/// are; three whose doubled area is at most 1e-12 (`float` 1e-8, an area, not a sine) become the two
-/// farthest apart, and other three come back counter-clockwise in the order of the filter. The hull is
-/// the monotone chain of A. M. Andrew ("Another efficient algorithm for convex hulls in two dimensions",
-/// 1979) in plain floating point. Where rounding has left a dent in it, the hull's vertices are turned by
-/// 0.1234 radians, hulled again and turned back, at most 16 times over: such vertices have the last bits
-/// of the input changed; all others are input points bit for bit. Points that are not finite give a
-/// meaningless result.
+/// Points on the hull's edges are left out. One or two distinct points come back as they are, in their
+/// order. Three whose doubled area is at most 1e-12 (`float` 1e-8, an area, not a sine) become the two
+/// farthest apart, ascending; of more than three on a line the two ends are left.
+///
+/// The monotone chain of A. M. Andrew ("Another efficient algorithm for convex hulls in two dimensions",
+/// 1979) in plain floating point. Where rounding has left a dent in the hull, its vertices are turned by
+/// 0.1234 radians, hulled again and turned back, at most 16 times over, so that the list may begin
+/// elsewhere. The vertices are input points, bit for bit; input points lie outside the hull by some
+/// roundings of the coordinates at most. Points that are not finite give a meaningless result.
 ///
 /// O(n log n); O(n) where most of the points lie well inside the hull.
 template <class T>
@@ -31,7 +32,15 @@ std::vector<VecBase<2, T>> ConvexHull(const std::vector<VecBase<2, T>>& points, 
 /// `hullPoints` receives the hull's vertices and `indices` three subscripts of it for each triangle,
 /// counter-clockwise seen from outside. `sortedUnique` as in the plane. With `sortedUnique` and
 /// `indicesOnly` the subscripts mean `points` and `hullPoints` stays empty; `indicesOnly` without
-/// `sortedUnique` makes no difference.
+/// `sortedUnique` makes no difference. `hullPoints` may be `points` itself.
+///
+/// Closed and, in exact arithmetic, convex; vertices are input points bit for bit, in their order once
+/// filtered. No point lies farther outside than 1e-11 (`float` 1e-7) times the longest edge of the first
+/// simplex, which is about as long as the set is wide; a set that is no thicker than that has no hull.
+/// Points inside a flat side or edge are left out where they are flat exactly, and may stay vertices
+/// where only up to rounding. Points that are not finite are left out. Quickhull of C. B. Barber, D. P.
+/// Dobkin and H. Huhdanpaa (1996), O(n log n) but for contrived sets; O(n) where most of the points
+/// lie well inside.
 template <class T>
 bool ConvexHull(const std::vector<VecBase<3, T>>& points, std::vector<VecBase<3, T>>& hullPoints,
                 std::vector<int>& indices, bool sortedUnique, bool indicesOnly);
@@ -39,10 +48,9 @@ bool ConvexHull(const std::vector<VecBase<3, T>>& points, std::vector<VecBase<3,
 /// Hull of two hulls in the plane, each convex and counter-clockwise, as `ConvexHull` leaves them; they
 /// may lie apart, overlap or hold each other.
 ///
-/// Counter-clockwise like its parts. It begins with the first vertex of `a`, or of `b` when the first
-/// vertex of `a` has the greater x, if that vertex is on the hull, and otherwise with the
-/// lexicographically least vertex. When one argument is empty the other comes back as it is. O(n) for n
-/// vertices in all.
+/// The `ConvexHull` of the vertices of both. It begins with the first vertex of `a`, or of `b` when the
+/// first vertex of `a` has the greater x, if that vertex is on the hull, and otherwise where `ConvexHull`
+/// begins. When one argument is empty the other comes back as it is. O(n log n) for n vertices in all.
 template <class T>
 std::vector<VecBase<2, T>> MergeConvexHulls(const std::vector<VecBase<2, T>>& a,
                                             const std::vector<VecBase<2, T>>& b);

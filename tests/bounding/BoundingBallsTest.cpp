@@ -1,0 +1,160 @@
+// The public smallest enclosing circle and sphere: with the hull, without it, and the odd cases.
+
+#include <Sorvane/BoundingVolumes_E.h>
+
+#include "tests/bounding/BallOracle.h"
+#include "tests/bounding/PointSets.h"
+#include "tests/support/TestSupport.h"
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace {
+
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane::Bounding;
+
+template <int Dimension, class Scalar>
+struct Kind {
+    static constexpr int D = Dimension;
+    using T = Scalar;
+};
+template <class K>
+class BoundingBallsOf : public testing::Test {
+};
+using Kinds = testing::Types<Kind<2, float>, Kind<2, double>, Kind<3, float>, Kind<3, double>>;
+TYPED_TEST_SUITE(BoundingBallsOf, Kinds);
+
+template <int D, class T>
+BoundingBall<D, T> BallOf(const std::vector<VecBase<D, T>>& points, bool skipHull)
+{
+    if constexpr (D == 2) {
+        return BoundingCircleOfPoints(points, skipHull);
+    } else {
+        return BoundingSphereOfPoints(points, skipHull);
+    }
+}
+
+template <int D, class T>
+void ExpectSmallest(const BoundingBall<D, T>& ball, const std::vector<VecBase<D, T>>& points)
+{
+    for (const auto& p : points) {
+        ASSERT_LE(Vector::Length(p - ball.center), ball.radius);
+    }
+    const long double smallest = Test::SmallestRadius(points);
+    const long double accuracy = std::is_same_v<T, double> ? 1e-9L : 2e-6L;
+    // The hull may leave out points by 2e-9 of the size, and the centre is rounded to T.
+    const long double slack = 1e-9L * smallest + 2 * kLengthFloor<T> +
+                              std::numeric_limits<T>::epsilon() * Vector::Length(ball.center);
+    ASSERT_LE(static_cast<long double>(ball.radius), smallest * (1 + accuracy) + slack);
+}
+
+TYPED_TEST(BoundingBallsOf, NoneOneAndTwoPoints)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    using V = VecBase<D, T>;
+    V a;
+    a[0] = T(3);
+    V b = a;
+    b[1] = T(4);
+    V middle = a;
+    middle[1] = T(2);
+    for (const bool skipHull : {false, true}) {
+        EXPECT_EQ(BallOf(std::vector<V>{}, skipHull), (BoundingBall<D, T>{}));
+        EXPECT_EQ(BallOf(std::vector<V>{a}, skipHull), (BoundingBall<D, T>{a, T(0)}));
+        EXPECT_EQ(BallOf(std::vector<V>{a, b}, skipHull), (BoundingBall<D, T>{middle, T(2)}));
+        // Two coincident points stay at the origin, and the ball does not hold them.
+        EXPECT_EQ(BallOf(std::vector<V>{a, a}, skipHull), (BoundingBall<D, T>{}));
+    }
+}
+
+TYPED_TEST(BoundingBallsOf, TheHullComesInAboveTenPoints)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    using V = VecBase<D, T>;
+    // Coincident points tell: the hull in the plane makes one point of them; without a hull they
+    // have a ball about the origin. In space they have no hull.
+    V a;
+    a[0] = T(3);
+    a[1] = T(4);
+    const BoundingBall<D, T> aboutOrigin{{}, T(5)};
+    const BoundingBall<D, T> onePoint{a, T(0)};
+    for (const std::size_t count : {3U, 10U, 11U, 5000U}) {
+        const std::vector<V> points(count, a);
+        EXPECT_EQ(BallOf(points, true), aboutOrigin);
+        EXPECT_EQ(BallOf(points, false), D == 2 && count > 10 ? onePoint : aboutOrigin);
+    }
+}
+
+TYPED_TEST(BoundingBallsOf, CornersOfACube)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    // With the middles of edges, which are on the hull's edges: 9 and 27 points.
+    const AxisAlignedBoundingBox<D, T> box{Impl::Uniform<D, T>(1), Impl::Uniform<D, T>(3)};
+    std::array<unsigned int, D> counts;
+    counts.fill(1);
+    for (const bool skipHull : {false, true}) {
+        const auto ball = BallOf(GridOfPoints(box, counts), skipHull);
+        EXPECT_NEAR(ball.radius, std::sqrt(T(D)), 8 * std::numeric_limits<T>::epsilon());
+        for (const T x : ball.center) {
+            EXPECT_NEAR(x, 2, 8 * std::numeric_limits<T>::epsilon());
+        }
+    }
+}
+
+TYPED_TEST(BoundingBallsOf, HoldsAllPointsAndIsSmallest)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    Test::Random random(41);
+    for (const Test::PointSet set : Test::kPointSets) {
+        for (int trial = 0; trial < 40; ++trial) {
+            SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(trial));
+            const auto points =
+                Test::MakePoints<D, T>(set, 11 + random.Below(trial < 4 ? 2000 : 200), random);
+            ExpectSmallest(BallOf(points, false), points);
+            ExpectSmallest(BallOf(points, true), points);
+            if (this->HasFatalFailure()) {
+                return;
+            }
+        }
+    }
+}
+
+TYPED_TEST(BoundingBallsOf, FlatSetsOfAllSizes)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    Test::Random random(42);
+    for (const int count : {5, 10, 11, 50, 200, 1000}) {
+        auto points = Test::MakePoints<D, T>(Test::PointSet::Ball, count, random);
+        for (auto& p : points) {
+            p[D - 1] = T(7); // in a plane, and for D = 2 on a line
+        }
+        ExpectSmallest(BallOf(points, false), points);
+        ExpectSmallest(BallOf(points, true), points);
+    }
+}
+
+TYPED_TEST(BoundingBallsOf, PointsThatAreNotFiniteEnd)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    Test::Random random(43);
+    for (const T bad : {std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::infinity(),
+                        std::numeric_limits<T>::max()}) {
+        for (const int count : {3, 8, 100, 3000}) {
+            for (const bool skipHull : {false, true}) {
+                auto points = Test::MakePoints<D, T>(Test::PointSet::Ball, count, random);
+                points[1][0] = bad;
+                std::ignore = BallOf(points, skipHull);
+            }
+        }
+    }
+}
+
+} // namespace
