@@ -3,6 +3,9 @@
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
+#include <Sorvane/BoundingVolumes_E.h>
+#include <Sorvane/ContentTree_E.h>
+#include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
