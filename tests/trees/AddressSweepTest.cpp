@@ -218,6 +218,22 @@ TYPED_TEST(AddressSweep, UnsortedInputWithRepeatsGivesTheSame)
     }
 }
 
+TYPED_TEST(AddressSweep, PathsBesideTheRootTakePartLikeAnyOther)
+{
+    // (0, 5) is no cell, yet it is not null either: it has children, and no neighbours.
+    constexpr int D = TypeParam::D;
+    const unsigned long long child = 5U << D;
+    for (const typename TypeParam::List& list : {typename TypeParam::List{{0, 5}},
+                                                 {{0, 5}, {0, 0}},
+                                                 {{0, 5}, {1, child}},
+                                                 {{0, 5}, {2, 1}}}) {
+        for (int mode = 0; mode < kModes; ++mode) {
+            EXPECT_EQ(::Test::Swept<D>(list, mode), ::Test::SweptLevels<D>(list, mode)) << mode;
+        }
+    }
+    EXPECT_EQ(CompleteTree<D>({{0, 5}}, true, true), (typename TypeParam::List{{0, 5}}));
+}
+
 TYPED_TEST(AddressSweep, PathsOfNoCellDoNoHarm)
 {
     constexpr int D = TypeParam::D;
