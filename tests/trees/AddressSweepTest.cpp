@@ -51,7 +51,7 @@ TYPED_TEST(AddressSweep, AllModesMatchTheSetsOnRandomLists)
         // Few and many, near the root and deep down, spread over all or crowded into one cell.
         typename TypeParam::Address within;
         if (trial % 2 == 1) {
-            const int depth = random.Below(static_cast<int>(TypeParam::kFullDepth) - 5);
+            const int depth = random.Below(static_cast<int>(TypeParam::kFullDepth) - 4);
             within = ::Test::RandomAddresses<D>(random, 1, {}, depth, depth)[0];
         }
         const auto list = ::Test::RandomAddresses<D>(random, 1 + random.Below(30), within, 0,
