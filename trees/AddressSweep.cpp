@@ -49,32 +49,20 @@ constexpr std::size_t CompleteMode(bool fillSiblings, bool balance)
     return 2 + (fillSiblings ? 1U : 0U) + (balance ? 2U : 0U);
 }
 
-/// The cells of one depth. The null address can stand among them: at depth 0 it is path 0, the
-/// root; on other levels, where it belongs to no depth, it is the flag.
-struct Level {
-    std::vector<Code> paths;
-    bool hasNull = false;
-
-    bool IsEmpty() const { return paths.empty() && !hasNull; }
-};
-
-/// Levels 0 up to the one above full depth.
+/// The sorted paths of the cells of one depth, for each depth from 0 up to the one above full
+/// depth.
+///
+/// The null address has no place in a level. It comes up where a cell lacks a neighbour, and every
+/// cell of depth 1 and deeper has at least one; so it never stands alone on such a level, its
+/// parent adds nothing but the root, which the cells beside it bring too, and it is no child of
+/// any. All of it that shows is path 0 of depth 0, which is the root.
 template <int D>
-using Levels = std::array<Level, static_cast<std::size_t>(Impl::kMaxDepth<D>)>;
+using Levels = std::array<std::vector<Code>, static_cast<std::size_t>(Impl::kMaxDepth<D>)>;
 
 void SortUnique(std::vector<Code>& paths)
 {
     Parallel::Impl::ParallelSort(paths.begin(), paths.end(), std::less<>{});
     paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
-}
-
-void AddNull(Level& level, std::size_t depth)
-{
-    if (depth > 0) {
-        level.hasNull = true;
-    } else if (level.paths.empty() || level.paths.front() != 0) {
-        level.paths.insert(level.paths.begin(), 0);
-    }
 }
 
 /// Sorted and unique on every level. Addresses at full depth and beyond have no level and are
@@ -90,39 +78,36 @@ Levels<D> SortedByDepth(const std::vector<QOFAddress<D>>& addresses)
         }
     }
     for (std::size_t depth = 0; depth < counts.size(); ++depth) {
-        levels[depth].paths.reserve(counts[depth]);
+        levels[depth].reserve(counts[depth]);
     }
     for (const QOFAddress<D>& address : addresses) {
         if (address.depth < counts.size()) {
-            levels[address.depth].paths.push_back(address.path);
+            levels[address.depth].push_back(address.path);
         }
     }
-    for (Level& level : levels) {
-        SortUnique(level.paths);
+    for (std::vector<Code>& paths : levels) {
+        SortUnique(paths);
     }
     return levels;
 }
 
-/// Adds the parents of `children`, a level that is not empty, to the level above.
+/// Adds the parents of `children` to the cells of the level above.
 template <int D>
-void AddParents(const Level& children, Level& level, std::size_t depth)
+void AddParents(const std::vector<Code>& children, std::vector<Code>& paths)
 {
     std::vector<Code> parents;
-    parents.reserve(children.paths.size());
-    for (const Code path : children.paths) { // ascending, so the parents come in order too
+    parents.reserve(children.size());
+    for (const Code path : children) { // ascending, so the parents come in order too
         const Code parent = path >> static_cast<unsigned int>(D);
         if (parents.empty() || parents.back() != parent) {
             parents.push_back(parent);
         }
     }
     std::vector<Code> joined;
-    joined.reserve(parents.size() + level.paths.size());
-    std::set_union(parents.begin(), parents.end(), level.paths.begin(), level.paths.end(),
+    joined.reserve(parents.size() + paths.size());
+    std::set_union(parents.begin(), parents.end(), paths.begin(), paths.end(),
                    std::back_inserter(joined));
-    level.paths = std::move(joined);
-    if (children.hasNull) {
-        AddNull(level, depth);
-    }
+    paths = std::move(joined);
 }
 
 /// What the cells of one chunk have as neighbours: sorted and unique, at the chunk's place among
@@ -130,67 +115,63 @@ void AddParents(const Level& children, Level& level, std::size_t depth)
 struct ChunkOfNeighbours {
     std::size_t first = 0;
     std::size_t last = 0;
-    bool lacksSome = false;
 };
 
-/// The cells of the level go, all of their neighbours come; the null address stands for those
-/// outside.
+/// The cells of the level go, all of their neighbours come. The root has none but the null address,
+/// which is the root again.
 ///
 /// Cells that follow each other lie close together and have most neighbours in common, so that
 /// sorting each chunk for itself leaves little for the sort of all.
 template <int D>
-void ReplaceByNeighbours(Level& level, std::size_t depth, bool facesOnly)
+void ReplaceByNeighbours(std::vector<Code>& paths, std::size_t depth, bool facesOnly)
 {
+    if (depth == 0) {
+        paths = {0};
+        return;
+    }
     constexpr auto kChunk = static_cast<std::size_t>(Parallel::Impl::kChunkSize);
     const std::size_t most = Impl::NeighbourDirections<D>(facesOnly).size();
-    std::vector<Code> slots(level.paths.size() * most);
-    std::vector<ChunkOfNeighbours> chunks(level.paths.size() / kChunk + 1);
+    std::vector<Code> slots(paths.size() * most);
+    std::vector<ChunkOfNeighbours> chunks(paths.size() / kChunk + 1);
     Parallel::Impl::ApplyParallelChunks(
-        std::size_t{0}, level.paths.size(), [&](std::size_t from, std::size_t to) {
+        std::size_t{0}, paths.size(), [&](std::size_t from, std::size_t to) {
             const auto first = slots.begin() + static_cast<std::ptrdiff_t>(from * most);
             auto last = first;
             for (std::size_t i = from; i < to; ++i) {
-                Impl::VisitNeighbours<D>(level.paths[i], static_cast<unsigned int>(depth),
-                                         facesOnly, [&](Code path) { *last++ = path; });
+                Impl::VisitNeighbours<D>(paths[i], static_cast<unsigned int>(depth), facesOnly,
+                                         [&](Code path) { *last++ = path; });
             }
-            ChunkOfNeighbours& chunk = chunks[from / kChunk];
-            chunk.lacksSome = static_cast<std::size_t>(last - first) < (to - from) * most;
             std::sort(first, last);
-            chunk.first = from * most;
-            chunk.last = static_cast<std::size_t>(std::unique(first, last) - slots.begin());
+            chunks[from / kChunk] = {
+                from * most, static_cast<std::size_t>(std::unique(first, last) - slots.begin())};
         });
 
-    bool lacksSome = level.hasNull;
     auto end = slots.begin();
     for (const ChunkOfNeighbours& chunk : chunks) {
         const auto first = slots.begin() + static_cast<std::ptrdiff_t>(chunk.first);
         const auto last = slots.begin() + static_cast<std::ptrdiff_t>(chunk.last);
         end = first == end ? last : std::move(first, last, end);
-        lacksSome = lacksSome || chunk.lacksSome;
     }
     slots.erase(end, slots.end());
     SortUnique(slots);
-    level = {std::move(slots), false};
-    if (lacksSome) {
-        AddNull(level, depth);
-    }
+    paths = std::move(slots);
 }
 
 /// Completes each family of `children` that is there in part and whose parent is in `parents`.
 template <int D>
-void FillSiblings(const Level& parents, Level& children)
+void FillSiblings(const std::vector<Code>& parents, std::vector<Code>& children)
 {
     constexpr std::ptrdiff_t kFamily = 1 << D;
     std::vector<Code> filled;
-    filled.reserve(children.paths.size());
-    auto parent = parents.paths.begin();
-    for (auto first = children.paths.begin(); first != children.paths.end();) {
+    filled.reserve(children.size());
+    auto parent = parents.begin();
+    for (auto first = children.begin(); first != children.end();) {
         const Code parentPath = *first >> static_cast<unsigned int>(D);
-        const auto last = std::find_if(first, children.paths.end(), [&](Code path) {
+        const auto last = std::find_if(first, children.end(), [&](Code path) {
             return path >> static_cast<unsigned int>(D) != parentPath;
         });
-        parent = std::lower_bound(parent, parents.paths.end(), parentPath);
-        const bool hasParent = parent != parents.paths.end() && *parent == parentPath;
+        parent = std::lower_bound(parent, parents.end(), parentPath);
+        const bool hasParent = parent != parents.end() && *parent == parentPath;
         if (hasParent && last - first < kFamily) {
             for (Code child = 0; child < Code{kFamily}; ++child) {
                 filled.push_back((parentPath << static_cast<unsigned int>(D)) + child);
@@ -200,27 +181,21 @@ void FillSiblings(const Level& parents, Level& children)
         }
         first = last;
     }
-    children.paths = std::move(filled);
+    children = std::move(filled);
 }
 
-/// All levels in one list, which is sorted because they are; null addresses become one.
+/// All levels in one list, which is sorted because they are.
 template <int D>
 std::vector<QOFAddress<D>> Collect(const Levels<D>& levels)
 {
-    std::size_t count = 1;
-    bool hasNull = false;
-    for (const Level& level : levels) {
-        count += level.paths.size();
-        hasNull = hasNull || level.hasNull;
+    std::size_t count = 0;
+    for (const std::vector<Code>& paths : levels) {
+        count += paths.size();
     }
     std::vector<QOFAddress<D>> addresses;
     addresses.reserve(count);
-    const std::vector<Code>& top = levels.front().paths;
-    if (hasNull && (top.empty() || top.front() != 0)) {
-        addresses.push_back({});
-    }
     for (std::size_t depth = 0; depth < levels.size(); ++depth) {
-        for (const Code path : levels[depth].paths) {
+        for (const Code path : levels[depth]) {
             addresses.push_back({static_cast<unsigned int>(depth), path});
         }
     }
@@ -232,10 +207,10 @@ std::vector<QOFAddress<D>> Sweep(const std::vector<QOFAddress<D>>& addresses, co
 {
     Levels<D> levels = SortedByDepth(addresses);
     for (std::size_t depth = levels.size() - 1; depth > 0; --depth) {
-        if (levels[depth].IsEmpty()) {
+        if (levels[depth].empty()) {
             continue;
         }
-        AddParents<D>(levels[depth], levels[depth - 1], depth - 1);
+        AddParents<D>(levels[depth], levels[depth - 1]);
         if (mode.replacesByNeighbours) {
             ReplaceByNeighbours<D>(levels[depth - 1], depth - 1, mode.facesOnly);
         }

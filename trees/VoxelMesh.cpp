@@ -50,7 +50,7 @@ public:
     {
     }
 
-    /// Bits of the code above its levels don't matter.
+    /// Of the cell that holds the code. Bits above the levels don't matter.
     Code PlaceOfCell(Code code) const
     {
         const auto finest = MortonCurve::Impl::AllAxisValues<3>(code);
@@ -78,25 +78,25 @@ private:
     Code slab_;
 };
 
-void Sort(std::vector<Code>& values)
-{
-    Parallel::Impl::ParallelSort(values.begin(), values.end(), std::less<>{});
-}
-
 /// Places of the distinct cells, ascending. A cell whose code comes with and without the bit above
 /// its levels counts as two.
-std::vector<Code> PlacesOfCells(const std::vector<Code>& codes, unsigned int depth,
-                                const CornerLattice& lattice)
+std::vector<Code> PlacesOfCells(const std::vector<Code>& codes, const CornerLattice& lattice)
 {
-    std::vector<Code> places(codes.size());
-    std::transform(codes.begin(), codes.end(), places.begin(),
-                   [depth](Code code) { return MortonCurve::Impl::Truncated<3>(code, depth); });
-    Sort(places);
-    places.erase(std::unique(places.begin(), places.end()), places.end());
-    for (Code& place : places) {
-        place = lattice.PlaceOfCell(place);
+    std::vector<Code> places;
+    places.reserve(codes.size());
+    std::ptrdiff_t withoutBit = 0;
+    for (const Code highestBit : {0U, 1U}) {
+        withoutBit = static_cast<std::ptrdiff_t>(places.size());
+        for (const Code code : codes) {
+            if (code >> 63U == highestBit) {
+                places.push_back(lattice.PlaceOfCell(code));
+            }
+        }
+        const auto first = places.begin() + withoutBit;
+        Parallel::Impl::ParallelSort(first, places.end(), std::less<>{});
+        places.erase(std::unique(first, places.end()), places.end());
     }
-    Sort(places);
+    std::inplace_merge(places.begin(), places.begin() + withoutBit, places.end());
     return places;
 }
 
@@ -160,7 +160,7 @@ void BuildVoxelMesh(const std::vector<unsigned long long>& codes, const VecBase<
     triangles.clear();
     const unsigned int level = std::min(depth, MortonCurve::Impl::kMaxDepth<3>);
     const CornerLattice lattice(level);
-    const Surface surface = MergeCorners(PlacesOfCells(codes, level, lattice), lattice);
+    const Surface surface = MergeCorners(PlacesOfCells(codes, lattice), lattice);
 
     points.resize(surface.pointPlaces.size());
     Parallel::Impl::ApplyParallelChunks(

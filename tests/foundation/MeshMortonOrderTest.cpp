@@ -7,7 +7,9 @@
 #include "tests/support/TestMeshes.h"
 #include "tests/support/TestSupport.h"
 
+#include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <numeric>
 #include <utility>
 #include <vector>
@@ -76,6 +78,52 @@ TYPED_TEST(MeshMortonOrder, CoincidentPointsKeepTheirOrder)
     mesh.indices = {4999, 0, 17};
     CheckReordered(mesh);
     EXPECT_EQ(Mesh::MapMeshToMortonCurve(mesh, nullptr, nullptr), mesh);
+}
+
+TYPED_TEST(MeshMortonOrder, PointsOfNeighbouringFinestCellsAreTold)
+{
+    // A unit box, and in it points one finest cell apart from right to left: all but a few, which
+    // share a cell with the one before, turn round.
+    constexpr int D = TypeParam::D;
+    const double cell = std::ldexp(1.0, D == 2 ? -31 : -21);
+    IndexedPointsBase<D, double> mesh;
+    mesh.points.resize(2);
+    mesh.points[1][0] = 1;
+    for (int i = 1000; i > 0; --i) {
+        VecBase<D, double> point;
+        point[0] = 0.25 + i * cell;
+        mesh.points.push_back(point);
+    }
+    CheckReordered(mesh);
+    const auto result = Mesh::MapMeshToMortonCurve(mesh, nullptr, nullptr);
+    int ascents = 0;
+    for (std::size_t i = 1; i < result.points.size(); ++i) {
+        ascents += result.points[i - 1][0] < result.points[i][0] ? 1 : 0;
+    }
+    EXPECT_GT(ascents, 990);
+}
+
+TYPED_TEST(MeshMortonOrder, PointsThatAreNoNumbersAreKept)
+{
+    constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    IndexedPointsBase<TypeParam::D, double> mesh;
+    mesh.points.resize(7);
+    mesh.points[2][0] = kNan;
+    mesh.points[3][1] = kInfinity;
+    mesh.points[4][0] = -kInfinity;
+    mesh.points[5][1] = 1e308;
+    mesh.indices = {6, 2, 3, 4, 5, 0};
+    std::vector<int> newToOld;
+    std::vector<int> oldToNew;
+    const auto result = Mesh::MapMeshToMortonCurve(mesh, &newToOld, &oldToNew);
+    ASSERT_EQ(result.points.size(), mesh.points.size());
+    for (std::size_t old = 0; old < oldToNew.size(); ++old) {
+        EXPECT_EQ(newToOld[static_cast<std::size_t>(oldToNew[old])], static_cast<int>(old));
+    }
+    for (std::size_t k = 0; k < mesh.indices.size(); ++k) {
+        EXPECT_EQ(result.indices[k], oldToNew[static_cast<std::size_t>(mesh.indices[k])]);
+    }
 }
 
 TYPED_TEST(MeshMortonOrder, EmptyMeshStaysEmpty)

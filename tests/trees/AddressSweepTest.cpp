@@ -51,7 +51,7 @@ TYPED_TEST(AddressSweep, AllModesMatchTheSetsOnRandomLists)
         // Few and many, near the root and deep down, spread over all or crowded into one cell.
         typename TypeParam::Address within;
         if (trial % 2 == 1) {
-            const int depth = random.Below(static_cast<int>(TypeParam::kFullDepth) - 5);
+            const int depth = random.Below(static_cast<int>(TypeParam::kFullDepth) - 4);
             within = ::Test::RandomAddresses<D>(random, 1, {}, depth, depth)[0];
         }
         const auto list = ::Test::RandomAddresses<D>(random, 1 + random.Below(30), within, 0,
@@ -216,6 +216,22 @@ TYPED_TEST(AddressSweep, UnsortedInputWithRepeatsGivesTheSame)
     for (int mode = 0; mode < kModes; ++mode) {
         EXPECT_EQ(::Test::Swept<D>(shuffled, mode), ::Test::Swept<D>(list, mode));
     }
+}
+
+TYPED_TEST(AddressSweep, PathsBesideTheRootTakePartLikeAnyOther)
+{
+    // (0, 5) is no cell, yet it is not null either: it has children, and no neighbours.
+    constexpr int D = TypeParam::D;
+    const unsigned long long child = 5U << D;
+    for (const typename TypeParam::List& list : {typename TypeParam::List{{0, 5}},
+                                                 {{0, 5}, {0, 0}},
+                                                 {{0, 5}, {1, child}},
+                                                 {{0, 5}, {2, 1}}}) {
+        for (int mode = 0; mode < kModes; ++mode) {
+            EXPECT_EQ(::Test::Swept<D>(list, mode), ::Test::SweptLevels<D>(list, mode)) << mode;
+        }
+    }
+    EXPECT_EQ(CompleteTree<D>({{0, 5}}, true, true), (typename TypeParam::List{{0, 5}}));
 }
 
 TYPED_TEST(AddressSweep, PathsOfNoCellDoNoHarm)

@@ -175,8 +175,10 @@ TEST(VoxelMesh, CodesThatDifferAboveTheLevelsAreTwoCellsInOnePlace)
         EXPECT_EQ(mesh.points.size(), 8U);
         EXPECT_TRUE(mesh.indices.empty());
     }
-    EXPECT_EQ(Build({stray | 1U, 1, 2, 9}, 21),
-              PlainBuild({stray | 1U, 1, 2, 9}, 21, kOnes, kZeros));
+    // Cell 0 shares a face with both: there are three squares, and none stays.
+    const std::vector<Code> three{stray | 1U, 1, 0, 2, 9};
+    EXPECT_EQ(Build(three, 21), PlainBuild(three, 21, kOnes, kZeros));
+    EXPECT_EQ(Build({stray | 1U, 1, 0}, 21).indices.size(), 6U * 5U);
 }
 
 // --- known by hand ------------------------------------------------------------------------------
