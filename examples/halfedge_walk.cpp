@@ -7,6 +7,8 @@
 // Corners that differ by at most the tolerance (default 0: exact repeats) count as one point. With
 // a third argument the part is written there as it is after the turning.
 
+#include "StlInput.h"
+
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
@@ -39,17 +41,6 @@ struct Piece {
 };
 
 using IndexedPart = Mesh::IndexedPointsBase<3, double>;
-
-bool ReadStl(const char* path, IndexedPart& part, double tolerance)
-{
-    // An ASCII file must come to its proper end; anything else is taken for a binary one.
-    if (!MeshUtils::ReadFromASCIISTL(part.points, part.indices, path) &&
-        !MeshUtils::ReadFromBinarySTL(part.points, part.indices, path)) {
-        return false;
-    }
-    part.indices = Vector::FilterForUniquenessAndIndex(part.points, tolerance);
-    return true;
-}
 
 // The triangles of each piece that hangs together by edges, ascending.
 std::vector<std::vector<int>> TrianglesOfPieces(const IndexedPart& part)
@@ -212,10 +203,12 @@ int main(int argc, char** argv)
         return 2;
     }
     IndexedPart part;
-    if (!ReadStl(argv[1], part, argc > 2 ? std::atof(argv[2]) : 0.0)) {
+    if (!ReadStl(part.points, part.indices, argv[1], LooksBinary(argv[1]))) {
         std::fprintf(stderr, "%s: not a readable STL file\n", argv[1]);
         return 1;
     }
+    part.indices =
+        Vector::FilterForUniquenessAndIndex(part.points, argc > 2 ? std::atof(argv[2]) : 0.0);
 
     const std::size_t boundary = Mesh::BoundaryEdges(part).size();
     const std::vector<std::vector<int>> components = TrianglesOfPieces(part);

@@ -7,6 +7,8 @@
 // part with some room. With a folder the hull and the cells are written there as STL files.
 // Exit codes: 0 done, 1 a file can't be read or written, 2 wrong use.
 
+#include "StlInput.h"
+
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/IndexedMesh_E.h>
@@ -163,8 +165,7 @@ int main(int argc, char** argv)
         return 2;
     }
     Part part;
-    if ((!MeshUtils::ReadFromASCIISTL(part.points, part.indices, options.input.string()) &&
-         !MeshUtils::ReadFromBinarySTL(part.points, part.indices, options.input.string())) ||
+    if (!ReadStl(part.points, part.indices, options.input, LooksBinary(options.input)) ||
         part.points.empty()) {
         std::fprintf(stderr, "%s: not a readable STL file\n", options.input.string().c_str());
         return 1;

@@ -6,8 +6,9 @@
 // Lines that the part hides are left out triangle by triangle: a triangle that faces away draws
 // nothing, and what is nearer is painted over what is farther.
 
+#include "StlInput.h"
+
 #include <Sorvane/IndexedMesh_E.h>
-#include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -106,8 +107,7 @@ int main(int argc, char** argv)
         return 2;
     }
     Part part;
-    if (!MeshUtils::ReadFromASCIISTL(part.points, part.indices, argv[1]) &&
-        !MeshUtils::ReadFromBinarySTL(part.points, part.indices, argv[1])) {
+    if (!ReadStl(part.points, part.indices, argv[1], LooksBinary(argv[1]))) {
         std::fprintf(stderr, "%s: not a readable STL file\n", argv[1]);
         return 1;
     }
