@@ -17,6 +17,8 @@
 #include <iterator>
 #include <limits>
 #include <numeric>
+#include <tuple>
+#include <utility>
 
 namespace Velk::Math::Sorvane::MeshUtils {
 namespace {
@@ -45,6 +47,24 @@ struct WeldedMesh {
 
 // --- measures -----------------------------------------------------------------------------------
 
+/// Signed volume between a triangle and the origin: p0 . (p1 x p2) / 6, whichever corner is called
+/// p0.
+///
+/// The sides give the same as the corners without losing the digits of a part that lies far from
+/// the origin. They are taken from the corner nearest to the origin: the volume is exactly 0 if
+/// that is the origin, and exactly opposite for a triangle wound oppositely, however its corners
+/// are turned.
+double SignedTetrahedron(const std::array<Vec3d, 3>& p)
+{
+    const auto key = [&](std::size_t k) {
+        return std::tuple(SquaredLength(p[k]), p[k].x(), p[k].y(), p[k].z());
+    };
+    std::size_t base = key(1) < key(0) ? 1 : 0;
+    base = key(2) < key(base) ? 2 : base;
+    const Vec3d& apex = p[base];
+    return apex * ((p[(base + 1) % 3] - apex) ^ (p[(base + 2) % 3] - apex)) / 6;
+}
+
 struct Sums {
     double edgeLength = 0;
     double volume = 0;
@@ -52,12 +72,8 @@ struct Sums {
 
     void Add(const std::array<Vec3d, 3>& p)
     {
-        const Vec3d first = p[1] - p[0];
-        const Vec3d second = p[2] - p[0];
-        edgeLength += Length(first) + Length(p[2] - p[1]) + Length(second);
-        // p0 . (p1 x p2), of which the sides give the same without losing the digits of a part that
-        // lies far from the origin.
-        const double tetrahedron = p[0] * (first ^ second) / 6;
+        edgeLength += Length(p[1] - p[0]) + Length(p[2] - p[1]) + Length(p[0] - p[2]);
+        const double tetrahedron = SignedTetrahedron(p);
         volume += tetrahedron;
         moment += (p[0] + p[1] + p[2]) / 4 * tetrahedron;
     }

@@ -50,7 +50,8 @@ template <class T> struct SORVANE_API MeshReport {
     /// when it is wound outward. An open mesh's depends on where it lies.
     T volume = 0;
 
-    /// Centre of that volume, the same for a body turned inside out; NaN when the volume is exactly 0.
+    /// Centre of that volume, the same for a body turned inside out; NaN when `volume` is exactly 0.
+    /// Where it is 0 but for rounding, as of a slanted sheet, the centre means nothing.
     VecBase<3, T> centroid;
 
     friend bool operator==(const MeshReport&, const MeshReport&) = default;
@@ -82,9 +83,11 @@ struct SORVANE_API GapReport {
 /// - With a negative or NaN tolerance nothing is welded, and only triangles that name a point twice
 ///   are degenerate.
 /// - A corner that is not finite makes measures of the whole mesh not finite and its own triangle
-///   neither degenerate nor folded. It is welded to nothing, so its sides are open.
+///   neither degenerate (unless its two other corners are one point) nor folded. It is welded to
+///   nothing, so its sides are open.
 ///
-/// Lengths in the soup's unit. Measures are taken and summed in `double` and rounded once. Parallel;
+/// Lengths in the soup's unit. Areas are those of `Mesh::Areas`; heights, lengths and volumes are taken
+/// in `double`, and all sums are `double` and rounded once. Parallel;
 /// expected O(n log n) through the weld, otherwise O(n).
 template <class T>
 MeshReport<T> CheckMesh(const std::vector<std::array<VecBase<3, T>, 3>>& soup, T tolerance);

@@ -5,6 +5,7 @@
 #include <Sorvane/MeshReport_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include <algorithm>
 #include <limits>
 #include <numeric>
 
@@ -87,6 +88,34 @@ TEST(GapCheck, DistanceIsToTheSegmentNotToItsPoints)
     // Border points: (-4, 0), (4, 0), (0, -0.001) and the three of the small one. The farthest is
     // (-4, 0): 5 from (0, 3).
     EXPECT_EQ(GapsOf(mesh).gap, 5);
+}
+
+TEST(GapCheck, EverySideOfABorderCountsTheClosingOneToo)
+{
+    // A triangle with a speck at each of its corners, so that these have a partner at hand, and a
+    // last piece half a unit below the middle of its side of 8, which is side k of it in turn.
+    for (int k = 0; k < 3; ++k) {
+        IndexedMesh mesh = {{{0, 0, 0}, {8, 0, 0}, {4, 6, 0}}, {0, 1, 2}};
+        std::rotate(mesh.indices.begin(), mesh.indices.begin() + k, mesh.indices.end());
+        const std::vector<Vec3d> corners = mesh.points;
+        constexpr double kSpeck = 1.0 / 1024;
+        for (const Vec3d& corner : corners) {
+            mesh = Together(
+                std::move(mesh),
+                {{corner, corner + Vec3d(0, 0, kSpeck), corner + Vec3d(0, kSpeck, 0)}, {0, 1, 2}});
+        }
+        const IndexedMesh last = {{{4, -0.25, 0}, {4, -0.5, 0}, {4.125, -0.25, 0}}, {0, 1, 2}};
+        EXPECT_EQ(GapsOf(Together(std::move(mesh), last)).gap, 0.5) << k;
+    }
+}
+
+TEST(GapCheck, LocationIsWhereTheLastLoopBeginsAndEnds)
+{
+    // The border runs against the triangle: along its first side from point 1 to point 0.
+    const std::vector<Vec3d> points = {{1, 0, 0}, {2, 0, 0}, {3, 5, 0}};
+    EXPECT_EQ(CheckGaps(points, {0, 1, 2}).location, points[1]);
+    EXPECT_EQ(CheckGaps(points, {1, 2, 0}).location, points[2]);
+    EXPECT_EQ(CheckGaps(points, {2, 0, 1}).location, points[0]);
 }
 
 TEST(GapCheck, PiecesThatTouchAlongTheirBordersHaveNoGap)

@@ -5,6 +5,7 @@
 
 #include <Velk/Math/Vector_E.h>
 
+#include <algorithm>
 #include <limits>
 #include <type_traits>
 
@@ -132,6 +133,65 @@ TYPED_TEST(MeshReportTyped, FlatSoupHasNoCentre)
     EXPECT_EQ(report.meanTriangleArea, TypeParam(0.5));
 }
 
+TYPED_TEST(MeshReportTyped, VolumesThatCancelHaveNoCentreAlthoughTheyLieApart)
+{
+    // Opposite tetrahedra from the origin: the sum of their moments isn't zero.
+    const Soup<TypeParam> soup = {{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}},
+                                  {{{-1, 0, 0}, {0, -1, 0}, {0, 0, -1}}}};
+    const auto report = CheckMesh(soup, TypeParam(1e-6));
+    EXPECT_EQ(report.volume, 0);
+    for (const TypeParam x : report.centroid) {
+        EXPECT_TRUE(std::isnan(x));
+    }
+}
+
+TEST(MeshReport, VolumeThatIsZeroInFloatHasNoCentre)
+{
+    // 1e-60 / 6 is a number in double, but what is reported is zero.
+    const Soup<float> soup = {{{{1e-20F, 0, 0}, {0, 1e-20F, 0}, {0, 0, 1e-20F}}}};
+    const auto report = CheckMesh(soup, 0.0F);
+    EXPECT_EQ(report.volume, 0);
+    for (const float x : report.centroid) {
+        EXPECT_TRUE(std::isnan(x));
+    }
+}
+
+TEST(MeshReport, TriangleWithACornerAtTheOriginHasNoVolumeWhicheverCornerItIs)
+{
+    // The three numbers of the volume are a determinant with a row of zeros.
+    Random random(33);
+    for (int trial = 0; trial < 100; ++trial) {
+        std::array<Vec3d, 3> triangle;
+        for (Vec3d& p : triangle) {
+            p = random.Vector<3, double>(-1, 1);
+        }
+        triangle[static_cast<std::size_t>(trial % 3)] = Vec3d();
+        const auto report = CheckMesh<double>({triangle}, 1e-9);
+        EXPECT_EQ(report.volume, 0) << trial;
+        EXPECT_TRUE(std::isnan(report.centroid.x())) << trial;
+        EXPECT_TRUE(std::isnan(report.centroid.y())) << trial;
+        EXPECT_TRUE(std::isnan(report.centroid.z())) << trial;
+    }
+}
+
+TEST(MeshReport, CoincidentTrianglesWoundOppositelyCancelExactlyFromWhicheverCornerTheyStart)
+{
+    Random random(34);
+    for (int trial = 0; trial < 100; ++trial) {
+        const Vec3d a = random.Vector<3, double>(-1, 1);
+        // Corners at equal distances from the origin in every second trial.
+        const Vec3d b =
+            trial % 2 == 0 ? random.Vector<3, double>(-1, 1) : Vec3d(a.y(), a.x(), a.z());
+        const Vec3d c =
+            trial % 2 == 0 ? random.Vector<3, double>(-1, 1) : Vec3d(-a.y(), a.x(), a.z());
+        std::array<Vec3d, 3> turned{a, c, b};
+        std::rotate(turned.begin(), turned.begin() + trial % 3, turned.end());
+        const auto report = CheckMesh<double>({{{a, b, c}}, turned}, 1e-12);
+        EXPECT_EQ(report.volume, 0) << trial;
+        EXPECT_TRUE(std::isnan(report.centroid.x())) << trial;
+    }
+}
+
 TYPED_TEST(MeshReportTyped, OneTriangleHasThreeOpenSlots)
 {
     const Soup<TypeParam> soup = {{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}}};
@@ -188,14 +248,31 @@ TEST(MeshReport, HeightIsTheDistanceFromTheSideNotFromItsLine)
     EXPECT_EQ(CheckMesh(soup, 2.6e-4).degenerateTriangles, Numbers{0});
 }
 
-TYPED_TEST(MeshReportTyped, SidesBelowTheGuardAreMeasuredFromTheirFirstEnd)
+/// The heights of a right triangle with legs of 4 and 1 times `unit` are its legs and 4 / sqrt 17
+/// units, from the right angle to the long side.
+template <class T>
+Soup<T> RightTriangle(double unit)
 {
-    // A side of 5e-13 squares to less than 1e-24, in float too; nothing is welded at this
-    // tolerance.
-    const TypeParam tiny = TypeParam(5e-13);
-    const Soup<TypeParam> soup = {{{{0, 0, 0}, {tiny, 0, 0}, {0, 1, 0}}}};
-    EXPECT_EQ(CheckMesh(soup, TypeParam(1e-13)).degenerateTriangles, Numbers());
-    EXPECT_EQ(CheckMesh(soup, TypeParam(2.6e-13)).degenerateTriangles, Numbers{0});
+    return {{{{0, 0, 0}, {T(4 * unit), 0, 0}, {T(4 * unit), T(unit), 0}}}};
+}
+
+TYPED_TEST(MeshReportTyped, SidesDownToTheGuardAreMeasuredInTheirMiddle)
+{
+    // Sides of 1e-9 and 1.1e-12 or more count as sides, in float too: 4 / sqrt 17 = 0.970.
+    for (const double unit : {1.0, 1e-9, 3e-13}) {
+        const auto soup = RightTriangle<TypeParam>(unit);
+        EXPECT_EQ(CheckMesh(soup, TypeParam(0.96 * unit / 2)).degenerateTriangles, Numbers());
+        EXPECT_EQ(CheckMesh(soup, TypeParam(0.98 * unit / 2)).degenerateTriangles, Numbers{0});
+    }
+}
+
+TYPED_TEST(MeshReportTyped, SidesBelowTheGuardAreMeasuredAtAnEnd)
+{
+    // The longest side, of 8.2e-13, squares to less than 1e-24: every height is the length of a
+    // side, the least 2e-13. Nothing is welded at this tolerance.
+    const auto soup = RightTriangle<TypeParam>(2e-13);
+    EXPECT_EQ(CheckMesh(soup, TypeParam(0.98 * 2e-13 / 2)).degenerateTriangles, Numbers());
+    EXPECT_EQ(CheckMesh(soup, TypeParam(4.2 * 2e-13 / 2)).degenerateTriangles, Numbers{0});
 }
 
 TYPED_TEST(MeshReportTyped, NegativeAndNaNToleranceWeldNothingAndPassEveryHeight)
@@ -317,6 +394,32 @@ TYPED_TEST(MeshReportTyped, CornersThatAreNotFiniteStayWithTheirTriangle)
         EXPECT_FALSE(std::isfinite(report.volume)) << bad;
         EXPECT_FALSE(std::isfinite(report.meanEdgeLength)) << bad;
         EXPECT_FALSE(std::isfinite(report.meanTriangleArea)) << bad;
+    }
+}
+
+TYPED_TEST(MeshReportTyped, TwoCornersOnOnePointAreDegenerateWhateverTheThirdIs)
+{
+    // No height can be measured here.
+    for (const double bad : {kNaN, kInfinity}) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            std::array<VecBase<3, TypeParam>, 3> triangle;
+            triangle.fill({1, 2, 3});
+            triangle[k] = {0, 0, TypeParam(bad)};
+            const auto report = CheckMesh<TypeParam>({triangle}, TypeParam(1e-6));
+            EXPECT_EQ(report.degenerateTriangles, Numbers{0}) << bad << ' ' << k;
+        }
+    }
+}
+
+TYPED_TEST(MeshReportTyped, ToleranceBeyondAllSizesMakesOnePointOfThem)
+{
+    for (const TypeParam tolerance : {TypeParam(1e30), std::numeric_limits<TypeParam>::max(),
+                                      std::numeric_limits<TypeParam>::infinity()}) {
+        const auto report = CheckMesh(SoupOf<TypeParam>(::Test::Cube()), tolerance);
+        EXPECT_EQ(report.tolerance, tolerance);
+        EXPECT_EQ(report.degenerateTriangles.size(), 12U);
+        EXPECT_EQ(report.nonManifoldSlots.size(), 36U);
+        EXPECT_EQ(report.openSlots, Numbers{0});
     }
 }
 
