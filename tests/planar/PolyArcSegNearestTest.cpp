@@ -502,6 +502,45 @@ TYPED_TEST(ChainNearest, WideJointIsNoCorner)
     EXPECT_TRUE(this->InSpace(torn, {11, T(-0.2)}, true));
 }
 
+TYPED_TEST(ChainNearest, CornersMatchPerCoordinateWithinTheFloor)
+{
+    using T = TypeParam;
+    // A spike that points to -x: an arc that falls to its tip, and a line straight back that starts
+    // a gap off, up and to the right. For a point above, its start is nearest: by the line alone
+    // the point is on its left, in front of the corner on the right. Small, so that the floor of
+    // `float` is above its rounding.
+    const double floor = std::is_same_v<T, float> ? 1e-8 : 1e-12;
+    const Vec2d normal = Vec2d(-0.2, 1) / std::hypot(0.2, 1.0);
+    const T r = T(1e-3);
+    const VecBase<2, T> center(normal * -1e-3);
+    const VecBase<2, T> start(Vec2d(center) + Vec2d(1e-3, 0));
+    const double sweep = std::atan2(normal[1], normal[0]);
+    const Geometry::ArcBase<T> arc{center, start, static_cast<T>(1e-3 * sweep)};
+    const VecBase<2, T> tip = Geometry::EndPoint(arc);
+    const VecBase<2, T> p(-r, 3 * r);
+    for (const auto& [gap, isCorner] : {std::pair{0.9 * floor, true}, {1.1 * floor, false}}) {
+        PolyArcSegBase<T> spike;
+        spike.tolerance = T(1e-6);
+        const VecBase<2, T> back = tip + VecBase<2, T>(Vec2d(gap, gap));
+        spike.elements = {arc, Geometry::SegBase<T>{back, {r, back[1]}}};
+        EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(spike, p), back);
+        EXPECT_EQ(this->InSpace(spike, p, true), !isCorner) << gap;
+        EXPECT_EQ(this->InSpace(spike, p, false), isCorner) << gap;
+    }
+}
+
+TYPED_TEST(ChainNearest, PointsWithinTheFloorOfTheChainAreOnIt)
+{
+    using T = TypeParam;
+    const T floor = std::is_same_v<T, float> ? T(1e-8) : T(1e-12);
+    const T beyond = std::nextafter(floor, T(1));
+    const auto line = Lines<T>({{0, 0}, {2, 0}});
+    EXPECT_TRUE(this->InSpace(line, {1, -floor}, true));
+    EXPECT_TRUE(this->InSpace(line, {1, floor}, false));
+    EXPECT_FALSE(this->InSpace(line, {1, -beyond}, true));
+    EXPECT_FALSE(this->InSpace(line, {1, beyond}, false));
+}
+
 TYPED_TEST(ChainNearest, EmptyChainBoundsNothing)
 {
     using T = TypeParam;
