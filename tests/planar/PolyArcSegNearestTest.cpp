@@ -183,6 +183,18 @@ TYPED_TEST(ChainNearest, EndOfAnArcThatIsNearerByTheLastDigitIsTheNearest)
     EXPECT_GT(ends, 0);
 }
 
+TYPED_TEST(ChainNearest, SegmentNoLongerThanTheFloorIsItsStart)
+{
+    using T = TypeParam;
+    const T floor = std::is_same_v<T, float> ? T(1e-8) : T(1e-12);
+    const auto nearest = [](T length) {
+        return ClosestPointOnPolyArcSeg<T>(Alone<T>(Geometry::SegBase<T>{{0, 0}, {length, 0}}),
+                                           {5, 0});
+    };
+    EXPECT_EQ(nearest(floor / 2), (VecBase<2, T>()));
+    EXPECT_EQ(nearest(floor * 2), (VecBase<2, T>(floor * 2, 0)));
+}
+
 TYPED_TEST(ChainNearest, NoNearestPoint)
 {
     using T = TypeParam;
