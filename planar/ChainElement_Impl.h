@@ -63,22 +63,26 @@ double SquaredDistance(const VecBase<2, T>& a, const VecBase<2, T>& b)
     return Vector::SquaredLength(Wide(b) - Wide(a));
 }
 
-/// Nearest point of an element, in the strict sense that neither of its ends is nearer by as much
-/// as the last digit. `ClosestPointOnArc` alone takes ends that differ by rounding for equally
+/// Nearest point of an element, in the strict sense: the other end of an arc is never nearer, not
+/// by the last digit. `ClosestPointOnArc` alone takes ends that differ by rounding for equally
 /// near, and then an element on its own could answer with another place than the one at which its
 /// neighbour in the chain is nearest.
 template <class T>
 VecBase<2, T> NearestOn(const ArcBase<T>& arc, const VecBase<2, T>& point)
 {
-    T ignored{0};
-    VecBase<2, T> nearest = NearestOn(arc, point, ignored);
+    T fraction{0};
+    VecBase<2, T> nearest = NearestOn(arc, point, fraction);
     double squared = SquaredDistance(nearest, point);
-    for (const VecBase<2, T>& end : {arc.start, Geometry::EndPoint(arc)}) {
+    const auto considerEnd = [&](const VecBase<2, T>& end) {
         const double squaredOfEnd = SquaredDistance(end, point);
         if (squaredOfEnd < squared) {
             nearest = end;
             squared = squaredOfEnd;
         }
+    };
+    considerEnd(arc.start);
+    if (fraction < T{1}) { // else it is the end already, which is dear to derive
+        considerEnd(Geometry::EndPoint(arc));
     }
     return nearest;
 }
