@@ -165,12 +165,15 @@ TYPED_TEST(ChainNearest, EndOfAnArcThatIsNearerByTheLastDigitIsTheNearest)
     using T = TypeParam;
     // Half circles seen from their axes and centres: neither end may beat the answer by anything.
     int ends = 0;
+    int starts = 0;
     for (int i = 0; i < 40; ++i) {
         const T axis = T(2) + T(0.1) * static_cast<T>(i);
         const ArcSegBase<T> arc(Geometry::ArcBase<T>{
             {axis, 4}, {axis + T(1.5), 4}, T(-1.5) * static_cast<T>(kHalfTurn)});
-        for (const T height : {T(4), T(4.125), T(5), T(7), T(100)}) {
-            const VecBase<2, T> p(axis, height);
+        for (const T height : {std::nextafter(T(4), T(0)), T(4), T(4.125), T(5), T(7), T(100)}) {
+            // Just off the centre all of the arc is as near but for rounding.
+            const T aside = height < T(4) ? std::nextafter(axis, T(0)) : axis;
+            const VecBase<2, T> p(aside, height);
             const auto toSquare = [&](const VecBase<2, T>& q) {
                 return Vector::SquaredLength(Vec2d(q[0], q[1]) - Vec2d(p[0], p[1]));
             };
@@ -178,9 +181,11 @@ TYPED_TEST(ChainNearest, EndOfAnArcThatIsNearerByTheLastDigitIsTheNearest)
             EXPECT_LE(toSquare(q), toSquare(arc.StartPoint()));
             EXPECT_LE(toSquare(q), toSquare(arc.EndPoint()));
             ends += q == arc.EndPoint() ? 1 : 0;
+            starts += q == arc.StartPoint() ? 1 : 0;
         }
     }
     EXPECT_GT(ends, 0);
+    EXPECT_GT(starts, 0);
 }
 
 TYPED_TEST(ChainNearest, SegmentNoLongerThanTheFloorIsItsStart)
