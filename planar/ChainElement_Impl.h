@@ -50,7 +50,7 @@ Vec2d Direction(const SegBase<T>& segment)
                       static_cast<double>(kLengthFloor<T>));
 }
 
-/// Nearest point of an element; `fraction` receives its place on an arc.
+/// Nearest point of an arc; `fraction` receives its place.
 template <class T>
 VecBase<2, T> NearestOn(const ArcBase<T>& arc, const VecBase<2, T>& point, T& fraction)
 {
@@ -58,10 +58,33 @@ VecBase<2, T> NearestOn(const ArcBase<T>& arc, const VecBase<2, T>& point, T& fr
 }
 
 template <class T>
+double SquaredDistance(const VecBase<2, T>& a, const VecBase<2, T>& b)
+{
+    return Vector::SquaredLength(Wide(b) - Wide(a));
+}
+
+/// Nearest point of an element, in the strict sense: the other end of an arc is never nearer, not
+/// by the last digit. `ClosestPointOnArc` alone takes ends that differ by rounding for equally
+/// near, and then an element on its own could answer with another place than the one at which its
+/// neighbour in the chain is nearest.
+template <class T>
 VecBase<2, T> NearestOn(const ArcBase<T>& arc, const VecBase<2, T>& point)
 {
-    T ignored{0};
-    return NearestOn(arc, point, ignored);
+    T fraction{0};
+    VecBase<2, T> nearest = NearestOn(arc, point, fraction);
+    double squared = SquaredDistance(nearest, point);
+    const auto considerEnd = [&](const VecBase<2, T>& end) {
+        const double squaredOfEnd = SquaredDistance(end, point);
+        if (squaredOfEnd < squared) {
+            nearest = end;
+            squared = squaredOfEnd;
+        }
+    };
+    considerEnd(arc.start);
+    if (fraction < T{1}) { // else it is the end already, which is dear to derive
+        considerEnd(Geometry::EndPoint(arc));
+    }
+    return nearest;
 }
 
 template <class T>

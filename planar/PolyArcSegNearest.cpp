@@ -29,7 +29,7 @@ struct Nearest {
                 return;
             }
             const VecBase<2, T> q = NearestOn(e, p);
-            const double squared = Vector::SquaredLength(Wide(q) - Wide(p));
+            const double squared = SquaredDistance(q, p);
             if (squared < squaredDistance) {
                 point = q;
                 squaredDistance = squared;
@@ -75,20 +75,13 @@ Vec2d NormalOf(const Nearest<T>& nearest, bool right)
     return right ? normal : -normal;
 }
 
-/// Normal at the point of a single element that is nearest to `p`; `corner` is its end at the
-/// corner in question. Of two ends of an arc that are equally near within rounding it has to be
-/// that one: the normal at the other may point to the wrong side.
+/// Normal at the point of a single element that is nearest to `p`, as if it were a chain. Of two
+/// ends of an arc that are exactly as near this is the start, whichever of them the corner is.
 template <class T>
-Vec2d NormalTowards(const ArcSegBase<T>& element, const VecBase<2, T>& corner,
-                    const VecBase<2, T>& p, bool right)
+Vec2d NormalAlone(const ArcSegBase<T>& element, const VecBase<2, T>& p, bool right)
 {
-    constexpr double kRounding = 32.0 * static_cast<double>(std::numeric_limits<T>::epsilon());
     Nearest<T> nearest;
     nearest.Consider(element, p);
-    const double toCorner = Vector::SquaredLength(Wide(corner) - Wide(p));
-    if (!(nearest.squaredDistance < toCorner * (1.0 - kRounding))) {
-        nearest = {corner, toCorner, &element};
-    }
     return NormalOf(nearest, right);
 }
 
@@ -97,8 +90,7 @@ template <class T>
 Vec2d CornerNormal(const ArcSegBase<T>& before, const ArcSegBase<T>& after, const VecBase<2, T>& p,
                    bool right)
 {
-    return Normalized(NormalTowards(before, before.EndPoint(), p, right) +
-                          NormalTowards(after, after.StartPoint(), p, right),
+    return Normalized(NormalAlone(before, p, right) + NormalAlone(after, p, right),
                       static_cast<double>(kLengthFloor<T>));
 }
 

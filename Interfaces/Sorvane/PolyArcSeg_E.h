@@ -53,8 +53,9 @@ bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, b
 
 // --- nearest points and sides -------------------------------------------------------------------
 
-/// Nearest point of the chain; of elements equally near the earliest gives it. (-max, -max), max being
-/// the largest finite T, for an empty chain and for a point that is not finite. O(n).
+/// Nearest point of the chain; of elements equally near the earliest gives it, and of an arc's ends
+/// equally near, to the last digit, the start. (-max, -max), max being the largest finite T, for an empty
+/// chain and for a point that is not finite. O(n).
 template <class T>
 VecBase<2, T> ClosestPointOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<2, T>& point);
 
@@ -70,10 +71,10 @@ ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<
 /// counter-clockwise chain holds its inside with `right` true. Points on the chain are in both spaces.
 ///
 /// Told from the nearest point and the normal there. Where that point is a corner, the end of one
-/// element and not of an open chain, the normals of the two elements that meet there are added; a cusp,
-/// where they cancel, gives true. Corners are matched within the floor, so that a joint with a wider gap
-/// isn't one. `closest`, unless null, receives the nearest point. An empty chain gives true, NaN false.
-/// O(n).
+/// element and not of an open chain, the normals of the two elements that meet there are added, each at
+/// that element's own point nearest to `point`; a cusp, where they cancel, gives true. Corners are
+/// matched within the floor, so that a joint with a wider gap isn't one. `closest`, unless null,
+/// receives the nearest point. An empty chain gives true, NaN false. O(n).
 template <class T>
 bool PointInPolyArcSegSpace(const PolyArcSegBase<T>& chain, const VecBase<2, T>& point, bool right,
                             VecBase<2, T>* closest);

@@ -141,6 +141,10 @@ TYPED_TEST(ChainLength, ContainmentIsPerCoordinateAndTakesTheToleranceItself)
     EXPECT_EQ(PointParameterOnPolyArcSeg<T>(line, {2, T(0.2500001)}, tol), -1);
     // Beyond the end by the tolerance on both axes: farther than it as the crow flies.
     EXPECT_NE(PointParameterOnPolyArcSeg<T>(line, {T(4.25), T(0.25)}, tol), -1);
+    // Off an arc by nearly the tolerance on both axes.
+    const T out = static_cast<T>(std::sqrt(2.0) + 0.24);
+    EXPECT_NEAR(PointParameterOnPolyArcSeg<T>(Circle<T>(2, 1), {out, out}, tol), kHalfTurn / 2,
+                1e-5);
     // The same beyond an arc's end, (4, 2) of the hairpin's half circle.
     auto half = Hairpin<T>();
     half.elements.erase(half.elements.begin());

@@ -35,6 +35,62 @@ public:
 using Coordinates = testing::Types<float, double>;
 TYPED_TEST_SUITE(ChainNearest, Coordinates);
 
+template <class T>
+PolyArcSegBase<T> Alone(const ArcSegBase<T>& element)
+{
+    PolyArcSegBase<T> chain;
+    chain.elements = {element};
+    return chain;
+}
+
+/// The chain, and back along itself: closed, with cusps at both its ends.
+template <class T>
+PolyArcSegBase<T> ThereAndBack(PolyArcSegBase<T> chain)
+{
+    for (std::size_t i = chain.elements.size(); i-- > 0;) {
+        ArcSegBase<T> element = chain.elements[i];
+        element.Reverse();
+        chain.elements.push_back(element);
+    }
+    return chain;
+}
+
+template <class T>
+void Shift(PolyArcSegBase<T>& chain, const VecBase<2, T>& by)
+{
+    for (auto& element : chain.elements) {
+        if (auto* segment = element.AsSegment()) {
+            segment->start += by;
+            segment->end += by;
+        } else {
+            element.AsArc()->center += by;
+            element.AsArc()->start += by;
+        }
+    }
+}
+
+/// Points whose nearest points are ties, corners, or near to one: random ones, ends, centres, and
+/// points of the elements and of their axes.
+template <class T>
+std::vector<VecBase<2, T>> TellingPoints(Random& random, const PolyArcSegBase<T>& chain)
+{
+    std::vector<VecBase<2, T>> points;
+    for (const auto& element : chain.elements) {
+        points.push_back(element.StartPoint() + random.Vector<2, T>(-4, 4));
+        points.push_back(element.StartPoint());
+        points.push_back(element.EndPoint());
+        points.emplace_back(PointOf(element, random.Unit()));
+        if (const auto* arc = element.AsArc()) {
+            points.push_back(arc->center);
+            for (const double radii : {-9.0, -2.0, -0.5, -1e-7, 1e-7, 0.5, 2.0, 9.0}) {
+                const Vec2d center(arc->center[0], arc->center[1]);
+                points.emplace_back(center + (PointOf(element, 0.5) - center) * radii);
+            }
+        }
+    }
+    return points;
+}
+
 // --- nearest points -----------------------------------------------------------------------------
 
 TYPED_TEST(ChainNearest, AgreesWithDenseSampling)
@@ -79,26 +135,69 @@ TYPED_TEST(ChainNearest, FarElementsAreRuledOutWithoutChangingAnything)
 {
     using T = TypeParam;
     // The same elements one by one: what the chain says is the best of them, the first on ties.
+    // Each chain runs back to its start, so that every element has a twin as near up to rounding.
     Random random(32);
-    for (int trial = 0; trial < 30; ++trial) {
-        const auto chain = RandomChain<T>(random, 20);
-        for (int i = 0; i < 30; ++i) {
-            const auto p = random.Vector<2, T>(-8, 8);
-            VecBase<2, T> best;
+    for (int trial = 0; trial < 60; ++trial) {
+        SCOPED_TRACE(trial);
+        auto chain = ThereAndBack(RandomChain<T>(random, 10));
+        const auto shift = random.Vector<2, T>(-1, 1) * T(trial % 3 == 0 ? 1000 : 0);
+        Shift(chain, shift);
+        for (const auto& p : TellingPoints(random, chain)) {
+            const ArcSegBase<T>* winner = nullptr;
             double least = std::numeric_limits<double>::infinity();
             for (const auto& element : chain.elements) {
-                PolyArcSegBase<T> alone;
-                alone.elements = {element};
-                const auto q = ClosestPointOnPolyArcSeg(alone, p);
+                const auto q = ClosestPointOnPolyArcSeg(Alone(element), p);
                 const double squared = Vector::SquaredLength(Vec2d(q[0], q[1]) - Vec2d(p[0], p[1]));
                 if (squared < least) {
                     least = squared;
-                    best = q;
+                    winner = &element;
                 }
             }
-            EXPECT_EQ(ClosestPointOnPolyArcSeg(chain, p), best);
+            EXPECT_EQ(ClosestPointAndNormalOnPolyArcSeg(chain, p, true),
+                      ClosestPointAndNormalOnPolyArcSeg(Alone(*winner), p, true))
+                << p;
         }
     }
+}
+
+TYPED_TEST(ChainNearest, EndOfAnArcThatIsNearerByTheLastDigitIsTheNearest)
+{
+    using T = TypeParam;
+    // Half circles seen from their axes and centres: neither end may beat the answer by anything.
+    int ends = 0;
+    int starts = 0;
+    for (int i = 0; i < 40; ++i) {
+        const T axis = T(2) + T(0.1) * static_cast<T>(i);
+        const ArcSegBase<T> arc(Geometry::ArcBase<T>{
+            {axis, 4}, {axis + T(1.5), 4}, T(-1.5) * static_cast<T>(kHalfTurn)});
+        for (const T height : {std::nextafter(T(4), T(0)), T(4), T(4.125), T(5), T(7), T(100)}) {
+            // Just off the centre all of the arc is as near but for rounding.
+            const T aside = height < T(4) ? std::nextafter(axis, T(0)) : axis;
+            const VecBase<2, T> p(aside, height);
+            const auto toSquare = [&](const VecBase<2, T>& q) {
+                return Vector::SquaredLength(Vec2d(q[0], q[1]) - Vec2d(p[0], p[1]));
+            };
+            const auto q = ClosestPointOnPolyArcSeg(Alone(arc), p);
+            EXPECT_LE(toSquare(q), toSquare(arc.StartPoint()));
+            EXPECT_LE(toSquare(q), toSquare(arc.EndPoint()));
+            ends += q == arc.EndPoint() ? 1 : 0;
+            starts += q == arc.StartPoint() ? 1 : 0;
+        }
+    }
+    EXPECT_GT(ends, 0);
+    EXPECT_GT(starts, 0);
+}
+
+TYPED_TEST(ChainNearest, SegmentNoLongerThanTheFloorIsItsStart)
+{
+    using T = TypeParam;
+    const T floor = std::is_same_v<T, float> ? T(1e-8) : T(1e-12);
+    const auto nearest = [](T length) {
+        return ClosestPointOnPolyArcSeg<T>(Alone<T>(Geometry::SegBase<T>{{0, 0}, {length, 0}}),
+                                           {5, 0});
+    };
+    EXPECT_EQ(nearest(floor / 2), (VecBase<2, T>()));
+    EXPECT_EQ(nearest(floor * 2), (VecBase<2, T>(floor * 2, 0)));
 }
 
 TYPED_TEST(ChainNearest, NoNearestPoint)
@@ -270,6 +369,89 @@ TYPED_TEST(ChainNearest, SharpCornerIsJudgedByBothNormals)
     }
 }
 
+/// The side, step by step, from the functions for nearest points and normals alone. `margin`: how
+/// far `p` is from the line that decides.
+template <class T>
+bool SideByItsSteps(const PolyArcSegBase<T>& chain, const VecBase<2, T>& p, bool right,
+                    double& margin)
+{
+    auto [q, n] = ClosestPointAndNormalOnPolyArcSeg(chain, p, right);
+    const T floor = std::is_same_v<T, float> ? T(1e-8) : T(1e-12);
+    const std::size_t count = chain.elements.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const VecBase<2, T> gap = chain.elements[i].EndPoint() - q;
+        if (std::fabs(gap[0]) <= floor && std::fabs(gap[1]) <= floor) {
+            if (i + 1 < count || chain.IsClosed()) {
+                n = ClosestPointAndNormalOnPolyArcSeg(Alone(chain.elements[i]), p, right).second;
+                n += ClosestPointAndNormalOnPolyArcSeg(Alone(chain.elements[(i + 1) % count]), p,
+                                                       right)
+                         .second;
+                const T length = std::hypot(n[0], n[1]);
+                n = length > floor ? n / length : VecBase<2, T>();
+            }
+            break;
+        }
+    }
+    const double s =
+        (double(p[0]) - double(q[0])) * double(n[0]) + (double(p[1]) - double(q[1])) * double(n[1]);
+    margin = std::fabs(s);
+    return std::fabs(s) <= static_cast<double>(floor) || s < 0;
+}
+
+TYPED_TEST(ChainNearest, SideIsWhatItsStepsGive)
+{
+    using T = TypeParam;
+    Random random(35);
+    int compared = 0;
+    for (int trial = 0; trial < 60; ++trial) {
+        SCOPED_TRACE(trial);
+        const auto chain = trial % 2 == 0 ? RandomChain<T>(random, 1 + random.Below(8))
+                                          : RandomOutline<T>(random, trial % 4 == 1 ? 1 : -1);
+        for (const auto& p : TellingPoints(random, chain)) {
+            for (const bool right : {true, false}) {
+                double margin = 0;
+                const bool expected = SideByItsSteps(chain, p, right, margin);
+                // Closer than that the rounding of the normals to T decides.
+                if (margin > 10 * kNear<T> || margin == 0) {
+                    EXPECT_EQ(this->InSpace(chain, p, right), expected) << p << ' ' << margin;
+                    ++compared;
+                }
+            }
+        }
+    }
+    EXPECT_GT(compared, 1000);
+}
+
+TYPED_TEST(ChainNearest, CornerTakesTheOtherEndOfAnArcWhenThatIsExactlyAsNear)
+{
+    using T = TypeParam;
+    // A half round notch in the upper edge y = 0, from the middle between its corners: they are as
+    // far as each other to the last digit. The plate begins at the left one, which is taken; but
+    // the notch alone answers with its start, at the right, and its normal there points to -x.
+    // Together with the edge's, to +y, that turns the answer round.
+    PolyArcSegBase<T> plate;
+    plate.tolerance = T(1e-5);
+    const Geometry::ArcBase<T> notch{{0, 0}, {2, 0}, T(-2) * static_cast<T>(kHalfTurn)};
+    const VecBase<2, T> left = Geometry::EndPoint(notch);
+    ASSERT_TRUE(plate.AppendSegment(left, {-8, 0}));
+    ASSERT_TRUE(plate.AppendSegment({-8, 0}, {-8, -8}));
+    ASSERT_TRUE(plate.AppendSegment({-8, -8}, {8, -8}));
+    ASSERT_TRUE(plate.AppendSegment({8, -8}, {8, 0}));
+    ASSERT_TRUE(plate.AppendSegment({8, 0}, notch.start));
+    ASSERT_TRUE(plate.AppendArc(notch.center, notch.start, notch.length));
+    ASSERT_TRUE(plate.IsClosed());
+    const VecBase<2, T> p(0, left[1] / 2);
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(plate, p), left);
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(Alone(plate.elements.back()), p), notch.start);
+    EXPECT_TRUE(this->InSpace(plate, p, true));
+    EXPECT_FALSE(this->InSpace(plate, p, false));
+    // Begun at the notch instead, its own start comes first, and is judged by its own normal.
+    std::rotate(plate.elements.begin(), plate.elements.end() - 1, plate.elements.end());
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(plate, p), notch.start);
+    EXPECT_FALSE(this->InSpace(plate, p, true));
+    EXPECT_TRUE(this->InSpace(plate, p, false));
+}
+
 TYPED_TEST(ChainNearest, CornerOfAnArcWhoseEndsAreEquallyNear)
 {
     using T = TypeParam;
@@ -335,6 +517,45 @@ TYPED_TEST(ChainNearest, WideJointIsNoCorner)
     EXPECT_FALSE(this->InSpace(torn, {11, T(0.2)}, true));
     EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(torn, {11, T(-0.2)}), (VecBase<2, T>(10, T(-0.001))));
     EXPECT_TRUE(this->InSpace(torn, {11, T(-0.2)}, true));
+}
+
+TYPED_TEST(ChainNearest, CornersMatchPerCoordinateWithinTheFloor)
+{
+    using T = TypeParam;
+    // A spike that points to -x: an arc that falls to its tip, and a line straight back that starts
+    // a gap off, up and to the right. For a point above, its start is nearest: by the line alone
+    // the point is on its left, in front of the corner on the right. Small, so that the floor of
+    // `float` is above its rounding.
+    const double floor = std::is_same_v<T, float> ? 1e-8 : 1e-12;
+    const Vec2d normal = Vec2d(-0.2, 1) / std::hypot(0.2, 1.0);
+    const T r = T(1e-3);
+    const VecBase<2, T> center(normal * -1e-3);
+    const VecBase<2, T> start(Vec2d(center) + Vec2d(1e-3, 0));
+    const double sweep = std::atan2(normal[1], normal[0]);
+    const Geometry::ArcBase<T> arc{center, start, static_cast<T>(1e-3 * sweep)};
+    const VecBase<2, T> tip = Geometry::EndPoint(arc);
+    const VecBase<2, T> p(-r, 3 * r);
+    for (const auto& [gap, isCorner] : {std::pair{0.9 * floor, true}, {1.1 * floor, false}}) {
+        PolyArcSegBase<T> spike;
+        spike.tolerance = T(1e-6);
+        const VecBase<2, T> back = tip + VecBase<2, T>(Vec2d(gap, gap));
+        spike.elements = {arc, Geometry::SegBase<T>{back, {r, back[1]}}};
+        EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(spike, p), back);
+        EXPECT_EQ(this->InSpace(spike, p, true), !isCorner) << gap;
+        EXPECT_EQ(this->InSpace(spike, p, false), isCorner) << gap;
+    }
+}
+
+TYPED_TEST(ChainNearest, PointsWithinTheFloorOfTheChainAreOnIt)
+{
+    using T = TypeParam;
+    const T floor = std::is_same_v<T, float> ? T(1e-8) : T(1e-12);
+    const T beyond = std::nextafter(floor, T(1));
+    const auto line = Lines<T>({{0, 0}, {2, 0}});
+    EXPECT_TRUE(this->InSpace(line, {1, -floor}, true));
+    EXPECT_TRUE(this->InSpace(line, {1, floor}, false));
+    EXPECT_FALSE(this->InSpace(line, {1, -beyond}, true));
+    EXPECT_FALSE(this->InSpace(line, {1, beyond}, false));
 }
 
 TYPED_TEST(ChainNearest, EmptyChainBoundsNothing)
