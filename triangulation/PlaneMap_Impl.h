@@ -1,30 +1,12 @@
-// The way of a planar figure in space into its plane and back, and what both forms of tessellation
-// ask of coordinates.
+// The way of a planar figure in space into its plane and back.
 #pragma once
 
+#include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Transform_E.h>
 
-#include <cmath>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
-
-/// Largest coordinate that is taken: products of two differences stay finite.
-inline constexpr double kLargestCoordinate = 1e150;
-
-/// True when all coordinates are finite and within `kLargestCoordinate`.
-template <int D, class T>
-bool AreUsable(const std::vector<VecBase<D, T>>& points)
-{
-    for (const VecBase<D, T>& point : points) {
-        for (int i = 0; i < D; ++i) {
-            if (!(std::fabs(static_cast<double>(point[i])) <= kLargestCoordinate)) {
-                return false;
-            }
-        }
-    }
-    return true;
-}
 
 /// A plane of points in space with its two transforms; `IsValid` is false when there is none.
 class PlaneMap {

@@ -4,10 +4,14 @@
 
 #include "triangulation/MonotonePartitioner_Impl.h"
 #include "triangulation/PlaneMap_Impl.h"
+#include "triangulation/UsablePoints_Impl.h"
 
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Tolerances_E.h>
+#include <Velk/Math/Vector_E.h>
+
+#include <cmath>
 
 namespace Velk::Math::Sorvane::Mesh {
 namespace {
