@@ -21,8 +21,6 @@ inline constexpr double kOnSideDoubleArea = 1e-10;
 /// Share of an area by which its parts may miss it.
 inline constexpr double kFacePartsSlack = 1e-10;
 inline constexpr double kQuadPartsSlack = 1e-11;
-/// Share of a quad's area that a convex corner has to have.
-inline constexpr double kConvexShare = 1e-12;
 /// Below this many points the walk from the point before is as short as any.
 inline constexpr std::size_t kFewPoints = 64;
 
@@ -38,6 +36,17 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
         return false;
     }
     MakeOuterTriangle();
+    pairsAreDeferred_ = true;
+    const bool all = InsertAll();
+    pairsAreDeferred_ = false;
+    EnterNodePairs();
+    return all;
+}
+
+template <class Node, class Edge, class Facet>
+bool DelaunayMesher<Node, Edge, Facet>::InsertAll()
+{
+    const std::size_t count = points.size();
     const bool hasHints = count >= Impl::kFewPoints;
     const std::vector<int> near = hasHints ? Impl::EarlierNeighbors(points) : std::vector<int>{};
     for (std::size_t i = 0; i < count; ++i) {
@@ -51,6 +60,19 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
         OnPointInserted(static_cast<int>(i), node);
     }
     return true;
+}
+
+// The table anew: flips did not enter theirs, which is most of the table's work. While points are
+// inserted nobody asks for an edge between two old nodes.
+template <class Node, class Edge, class Facet>
+void DelaunayMesher<Node, Edge, Facet>::EnterNodePairs()
+{
+    this->nodePairs_.Clear();
+    for (int e = 0; e < this->EdgeCount(); e += 2) {
+        if (this->IsValidEdge(e)) {
+            this->nodePairs_.Insert(EdgeAt(e).node, EdgeAt(Twin(e)).node, e);
+        }
+    }
 }
 
 // Three corners far out, none of them where an equilateral triangle has it: 15 degrees below the
@@ -260,11 +282,56 @@ void DelaunayMesher<Node, Edge, Facet>::Legalize(int node)
         }
         const int firstSide = EdgeAt(Twin(edge)).next;
         const int secondSide = EdgeAt(Twin(edge)).prev;
-        if (this->FlipEdge(edge, true)) {
+        if (pairsAreDeferred_ ? FlipWithoutPairs(edge) : this->FlipEdge(edge, true)) {
             edgesToCheck_.emplace_back(firstSide, EdgeAt(firstSide).face);
             edgesToCheck_.emplace_back(secondSide, EdgeAt(secondSide).face);
         }
     }
+}
+
+// `FlipEdge` for an edge known to have two triangles, without the table of node pairs.
+template <class Node, class Edge, class Facet>
+bool DelaunayMesher<Node, Edge, Facet>::FlipWithoutPairs(int halfEdge)
+{
+    const int twin = Twin(halfEdge);
+    Edge& edge = EdgeAt(halfEdge);
+    Edge& back = EdgeAt(twin);
+    const int next = edge.next;
+    const int prev = edge.prev;
+    const int backNext = back.next;
+    const int backPrev = back.prev;
+    NodeAt(edge.node).edge = backNext;
+    NodeAt(back.node).edge = next;
+    edge.node = EdgeAt(backPrev).node;
+    back.node = EdgeAt(prev).node;
+    NodeAt(edge.node).edge = backPrev;
+    NodeAt(back.node).edge = prev;
+    const auto link = [this](int face, int first, int second, int third) {
+        FaceAt(face).edge = first;
+        Edge& e1 = EdgeAt(first);
+        Edge& e2 = EdgeAt(second);
+        Edge& e3 = EdgeAt(third);
+        e1.next = second;
+        e2.next = third;
+        e3.next = first;
+        e1.prev = third;
+        e2.prev = first;
+        e3.prev = second;
+        e2.face = face;
+        e3.face = face;
+    };
+    link(edge.face, halfEdge, prev, backNext);
+    link(back.face, twin, backPrev, next);
+    return true;
+}
+
+// The nodes of an edge with triangles on both sides, as `Diamond` gives them.
+template <class Node, class Edge, class Facet>
+std::array<int, 4> DelaunayMesher<Node, Edge, Facet>::QuadOf(int halfEdge) const
+{
+    const Edge& edge = EdgeAt(halfEdge);
+    const Edge& back = EdgeAt(Twin(halfEdge));
+    return {edge.node, back.node, EdgeAt(edge.prev).node, EdgeAt(back.prev).node};
 }
 
 // An outer corner stands for one at infinity: alone on an edge it must give way, alone opposite an
@@ -272,30 +339,22 @@ void DelaunayMesher<Node, Edge, Facet>::Legalize(int node)
 template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::MustFlip(int halfEdge) const
 {
-    if (hasOuterTriangle) {
-        const std::array<int, 4> quad = this->Diamond(halfEdge);
-        const auto outerCount = std::count_if(quad.begin(), quad.end(), IsOuter);
-        if (outerCount == 1) {
-            return (IsOuter(quad[0]) || IsOuter(quad[1])) && IsConvexQuad(halfEdge);
-        }
+    const std::array<int, 4> quad = QuadOf(halfEdge);
+    const std::array<Vec2d, 4> at{At(quad[0]), At(quad[1]), At(quad[2]), At(quad[3])};
+    const auto isConvex = [&] { return Impl::IsConvexQuad(at[0], at[1], at[2], at[3]); };
+    if (hasOuterTriangle && std::count_if(quad.begin(), quad.end(), IsOuter) == 1) {
+        return (IsOuter(quad[0]) || IsOuter(quad[1])) && isConvex();
     }
-    return !IsLocallyDelaunay(halfEdge, flipTolerance) && IsConvexQuad(halfEdge);
+    // The quick answer wherever it is clear.
+    const int side = flipTolerance == 0 ? Impl::SideOfCircle(at[0], at[1], at[2], at[3]) : 0;
+    return side <= 0 && (side < 0 || !IsLocallyDelaunay(halfEdge, flipTolerance)) && isConvex();
 }
 
 template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::IsConvexQuad(int halfEdge) const
 {
     const auto [a, b, c, d] = this->Diamond(halfEdge);
-    if (a < 0 || b < 0 || c < 0 || d < 0) {
-        return false;
-    }
-    const Vec2d pa = At(a);
-    const Vec2d pb = At(b);
-    const Vec2d pc = At(c);
-    const Vec2d pd = At(d);
-    const double area = ((pa - pc) ^ (pb - pc)) + ((pb - pd) ^ (pa - pd));
-    const double least = std::fabs(area) * Impl::kConvexShare;
-    return ((pd - pc) ^ (pb - pc)) > least && ((pc - pd) ^ (pa - pd)) > least;
+    return a >= 0 && b >= 0 && c >= 0 && d >= 0 && Impl::IsConvexQuad(At(a), At(b), At(c), At(d));
 }
 
 template <class Node, class Edge, class Facet>

@@ -63,6 +63,16 @@ inline int SideOfCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Ve
     return sine > 0 ? 1 : -1;
 }
 
+/// Is the quad of the triangles a, b, c and b, a, d strictly convex at `a` and `b`? Strictly: by
+/// more than a share of its area that stands for rounding.
+inline bool IsConvexQuad(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d)
+{
+    constexpr double kConvexShare = 1e-12;
+    const double area = ((a - c) ^ (b - c)) + ((b - d) ^ (a - d));
+    const double least = std::fabs(area) * kConvexShare;
+    return ((d - c) ^ (b - c)) > least && ((c - d) ^ (a - d)) > least;
+}
+
 /// Squared distance of `p` to the segment a-b. A segment not longer than `floor` is its start.
 inline double SquaredDistanceToSegment(const Vec2d& a, const Vec2d& b, const Vec2d& p, double floor)
 {

@@ -11,6 +11,7 @@
 #include <Sorvane/TriangleMesh_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -106,7 +107,8 @@ public:
     bool IsNodeLocked(int node) const override;
     /// Constrained.
     bool IsEdgeLocked(int halfEdge) const override;
-    /// Called after each insertion of `Triangulate`; does nothing here.
+    /// Called after each insertion of `Triangulate`; does nothing here. `FindEdge` knows the edges
+    /// again when `Triangulate` is done; until then rings and loops are the way to them.
     virtual void OnPointInserted(int pointIndex, int nodeIndex);
 
     // --- the steps, for derived meshers ---------------------------------------------------------
@@ -149,6 +151,8 @@ protected:
     static Vec2d ToDouble(const Point& p) { return Vec2d(p.x(), p.y()); }
 
     void MakeOuterTriangle();
+    bool InsertAll();
+    void EnterNodePairs();
     int PseudoRandomFace(int face) const;
 
     DelaunayLocation WalkStraight(const Vec2d& p) const;
@@ -160,6 +164,8 @@ protected:
     int InsertOnEdge(int halfEdge, const Point& point);
     int SplitEdgeAtPoint(int halfEdge, const Point& point);
     bool MustFlip(int halfEdge) const;
+    bool FlipWithoutPairs(int halfEdge);
+    std::array<int, 4> QuadOf(int halfEdge) const;
     bool IsStrictlyFlippable(int halfEdge) const;
 
     void SetConstrained(int halfEdge, bool constrained);
@@ -180,6 +186,7 @@ protected:
     void Detach(int face);
 
     std::vector<std::pair<int, int>> edgesToCheck_; // of `Legalize`: half-edge, face
+    bool pairsAreDeferred_ = false;                 // `FindEdge` is not to be asked
 };
 
 // clang-format off
