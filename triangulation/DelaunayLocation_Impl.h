@@ -7,6 +7,7 @@
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -27,25 +28,32 @@ DelaunayLocation DelaunayMesher<Node, Edge, Facet>::Locate(const Point& point) c
 template <class Node, class Edge, class Facet>
 DelaunayLocation DelaunayMesher<Node, Edge, Facet>::WalkStraight(const Vec2d& p) const
 {
-    int face = hintFace;
-    int cameBy = -1;
+    const std::array<int, 3> sides = this->Sides(hintFace);
+    if (sides[0] < 0) {
+        return {};
+    }
+    const auto isBeyond = [&](int side) {
+        return Impl::Side(At(EdgeAt(side).node), At(EdgeAt(Twin(side)).node), p) < 0;
+    };
+    const auto leaving = std::find_if(sides.begin(), sides.end(), isBeyond);
+    if (leaving == sides.end()) {
+        return Classify(hintFace, p);
+    }
+    int leaveBy = *leaving;
     for (int step = 0; step <= this->FaceCount(); ++step) {
-        const std::array<int, 3> sides = this->Sides(face);
-        if (sides[0] < 0) {
+        const Edge& entered = EdgeAt(Twin(leaveBy));
+        if (entered.face < 0) {
             break;
         }
-        int leaveBy = -1;
-        for (int k = 0; k < 3 && leaveBy < 0; ++k) {
-            const int side = sides[static_cast<std::size_t>((k + step) % 3)];
-            if (side != cameBy && Impl::Side(At(EdgeAt(side).node), At(EdgeAt(Twin(side)).node), p) < 0) {
-                leaveBy = side;
-            }
+        const std::array<int, 2> others{step % 2 == 0 ? entered.next : entered.prev,
+                                        step % 2 == 0 ? entered.prev : entered.next};
+        if (isBeyond(others[0])) {
+            leaveBy = others[0];
+        } else if (isBeyond(others[1])) {
+            leaveBy = others[1];
+        } else {
+            return Classify(entered.face, p);
         }
-        if (leaveBy < 0) {
-            return Classify(face, p);
-        }
-        cameBy = Twin(leaveBy);
-        face = EdgeAt(cameBy).face;
     }
     return {};
 }

@@ -31,7 +31,8 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
 {
     const std::size_t count = points.size();
     this->Clear();
-    this->Reserve(2 * count, 6 * count, 3 * count);
+    // Three edges a node in the end, those of the outer triangle included.
+    this->Reserve(2 * count, 6 * (count + 1), 3 * count);
     if (!Mesh::Impl::AreUsable(points)) {
         return false;
     }
@@ -192,7 +193,7 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
         }
     }
     int node = kNoNode;
-    if (2 * minDoubleArea > whole || !addUp(whole) || !this->SplitFace(face, node, true)) {
+    if (2 * minDoubleArea > whole || !addUp(whole) || !(pairsAreDeferred_ ? SplitWithoutPairs(face, node) : this->SplitFace(face, node, true))) {
         return kNoNode;
     }
     NodeAt(node).position = point;
@@ -306,23 +307,53 @@ bool DelaunayMesher<Node, Edge, Facet>::FlipWithoutPairs(int halfEdge)
     back.node = EdgeAt(prev).node;
     NodeAt(edge.node).edge = backPrev;
     NodeAt(back.node).edge = prev;
-    const auto link = [this](int face, int first, int second, int third) {
-        FaceAt(face).edge = first;
-        Edge& e1 = EdgeAt(first);
-        Edge& e2 = EdgeAt(second);
-        Edge& e3 = EdgeAt(third);
-        e1.next = second;
-        e2.next = third;
-        e3.next = first;
-        e1.prev = third;
-        e2.prev = first;
-        e3.prev = second;
-        e2.face = face;
-        e3.face = face;
-    };
-    link(edge.face, halfEdge, prev, backNext);
-    link(back.face, twin, backPrev, next);
+    LinkTriangle(edge.face, halfEdge, prev, backNext);
+    LinkTriangle(back.face, twin, backPrev, next);
     return true;
+}
+
+// `SplitFace` in a mesh without deleted records, without the table of node pairs.
+template <class Node, class Edge, class Facet>
+bool DelaunayMesher<Node, Edge, Facet>::SplitWithoutPairs(int face, int& newNode)
+{
+    const std::array<int, 3> sides = this->Sides(face);
+    newNode = this->AddNode(Node{});
+    const int firstSpoke = this->EdgeCount();
+    this->edges_.resize(this->edges_.size() + 6);
+    for (int k = 0; k < 3; ++k) {
+        const int spoke = firstSpoke + 2 * k; // from corner k to the new node
+        const int corner = EdgeAt(sides[static_cast<std::size_t>(k)]).node;
+        EdgeAt(spoke).node = corner;
+        EdgeAt(spoke).twin = spoke + 1;
+        EdgeAt(spoke + 1).node = newNode;
+        EdgeAt(spoke + 1).twin = spoke;
+        NodeAt(corner).edge = spoke;
+        NodeAt(newNode).edge = spoke + 1;
+    }
+    for (int k = 0; k < 3; ++k) {
+        const int side = sides[static_cast<std::size_t>(k)];
+        LinkTriangle(k == 0 ? face : this->NewFace(side), side, firstSpoke + 2 * ((k + 1) % 3),
+                     firstSpoke + 2 * k + 1);
+    }
+    return true;
+}
+
+template <class Node, class Edge, class Facet>
+void DelaunayMesher<Node, Edge, Facet>::LinkTriangle(int face, int first, int second, int third)
+{
+    FaceAt(face).edge = first;
+    Edge& e1 = EdgeAt(first);
+    Edge& e2 = EdgeAt(second);
+    Edge& e3 = EdgeAt(third);
+    e1.next = second;
+    e2.next = third;
+    e3.next = first;
+    e1.prev = third;
+    e2.prev = first;
+    e3.prev = second;
+    e1.face = face;
+    e2.face = face;
+    e3.face = face;
 }
 
 // The nodes of an edge with triangles on both sides, as `Diamond` gives them.

@@ -99,46 +99,39 @@ void SplitAtPoints(std::vector<Segment>& segments, const std::vector<std::pair<i
     }
 }
 
-Points<2> UniqueVertices(const Points<2>& points, const std::vector<Segment>& segments,
-                         double floor)
-{
-    Points<2> vertices = points;
-    vertices.reserve(points.size() + 2 * segments.size());
-    for (const Segment& segment : segments) {
-        vertices.push_back(segment.start);
-        vertices.push_back(segment.end);
-    }
-    Vector::FilterForUniqueness(vertices, floor);
-    return vertices;
-}
+/// Corners of the triangulation, and the constraints as pairs of their numbers.
+struct PlaneGraph {
+    Points<2> vertices;
+    std::vector<std::pair<int, int>> constraints;
+};
 
-/// Ends of the segments as numbers of vertices; segments that shrank to one vertex are left out.
-std::vector<std::pair<int, int>> VertexPairs(const std::vector<Segment>& segments,
-                                             const Points<2>& vertices, double floor)
+/// Points, then ends of segments, made unique. Segments that shrink to one vertex are left out.
+PlaneGraph MakeGraph(const Points<2>& points, const std::vector<Segment>& segments, double floor)
 {
-    std::vector<std::pair<int, int>> pairs;
-    if (segments.empty()) {
-        return pairs;
-    }
-    const Vector::Impl::UniqueLookup<2, double> lookup(vertices, floor);
+    PlaneGraph graph;
+    graph.vertices = points;
+    graph.vertices.reserve(points.size() + 2 * segments.size());
     for (const Segment& segment : segments) {
-        const int start = lookup.Index(segment.start);
-        const int end = lookup.Index(segment.end);
-        if (start != end) {
-            pairs.emplace_back(start, end);
+        graph.vertices.push_back(segment.start);
+        graph.vertices.push_back(segment.end);
+    }
+    const std::vector<int> number = Vector::FilterForUniquenessAndIndex(graph.vertices, floor);
+    for (std::size_t end = points.size(); end + 1 < number.size(); end += 2) {
+        if (number[end] != number[end + 1]) {
+            graph.constraints.emplace_back(number[end], number[end + 1]);
         }
     }
-    return pairs;
+    return graph;
 }
 
-PlaneMesh Triangulated(Points<2> vertices, const std::vector<std::pair<int, int>>& constraints)
+PlaneMesh Triangulated(PlaneGraph graph)
 {
     using namespace HalfEdge;
     constexpr int kOuterNodes = 3;
     DelaunayMesher<DelaunayNode<double>, DelaunayEdge, DelaunayFacet> mesher;
-    mesher.points = std::move(vertices);
+    mesher.points = std::move(graph.vertices);
     if (mesher.Triangulate()) {
-        for (const auto& [start, end] : constraints) {
+        for (const auto& [start, end] : graph.constraints) {
             if (!mesher.InsertEdge(start + kOuterNodes, end + kOuterNodes)) {
                 break;
             }
@@ -161,9 +154,7 @@ PlaneMesh Tessellated(const std::vector<Loop>& boundaries, Points<2> points, dou
         SplitAtPoints(segments, SnapToSegments(segments, points, tolerance), points, floor);
     }
     Intersect::CutAtIntersections(segments, floor);
-    Points<2> vertices = UniqueVertices(points, segments, floor);
-    const auto constraints = VertexPairs(segments, vertices, floor);
-    return Triangulated(std::move(vertices), constraints);
+    return Triangulated(MakeGraph(points, segments, floor));
 }
 
 // --- in space -----------------------------------------------------------------------------------

@@ -165,6 +165,8 @@ protected:
     int SplitEdgeAtPoint(int halfEdge, const Point& point);
     bool MustFlip(int halfEdge) const;
     bool FlipWithoutPairs(int halfEdge);
+    bool SplitWithoutPairs(int face, int& newNode);
+    void LinkTriangle(int face, int first, int second, int third);
     std::array<int, 4> QuadOf(int halfEdge) const;
     bool IsStrictlyFlippable(int halfEdge) const;
 

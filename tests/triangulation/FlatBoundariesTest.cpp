@@ -64,7 +64,8 @@ void ExpectArea(const IndexedPointsBase<2, T>& mesh, double area, double slack =
 }
 
 /// Is every stretch between two points an edge of a triangle? Points on the stretch divide it.
-::testing::AssertionResult HasStretch(const PlaneMesh& mesh, const Vec2d& from, const Vec2d& to)
+::testing::AssertionResult HasStretch(const PlaneMesh& mesh, const ::Test::SideCounts& sides,
+                                      const Vec2d& from, const Vec2d& to)
 {
     std::vector<std::pair<double, int>> on;
     const Vec2d d = to - from;
@@ -76,7 +77,6 @@ void ExpectArea(const IndexedPointsBase<2, T>& mesh, double area, double slack =
         }
     }
     std::sort(on.begin(), on.end());
-    const ::Test::SideCounts sides = ::Test::CountSides(mesh.indices);
     for (std::size_t k = 0; k + 1 < on.size(); ++k) {
         const std::pair side(on[k].second, on[k + 1].second);
         if (sides.count(side) == 0 && sides.count({side.second, side.first}) == 0) {
@@ -91,9 +91,10 @@ void ExpectArea(const IndexedPointsBase<2, T>& mesh, double area, double slack =
 
 void ExpectBoundaries(const PlaneMesh& mesh, const Loops& loops)
 {
+    const ::Test::SideCounts sides = ::Test::CountSides(mesh.indices);
     for (const Polygon& loop : loops) {
         for (std::size_t i = 0; i < loop.size(); ++i) {
-            EXPECT_TRUE(HasStretch(mesh, loop[i], loop[(i + 1) % loop.size()]));
+            EXPECT_TRUE(HasStretch(mesh, sides, loop[i], loop[(i + 1) % loop.size()]));
         }
     }
 }
@@ -340,7 +341,7 @@ TYPED_TEST(Flat, RandomOutlinesAgreeWithTheShoelaceArea)
 TEST(FlatRandom, OutlinesWithHolesAndInteriorPoints)
 {
     Random random(33);
-    for (int round = 0; round < 60; ++round) {
+    for (int round = 0; round < 25; ++round) {
         Loops loops{::Test::StarPolygon(30, random)};
         for (Vec2d& p : loops.front()) {
             p *= 50 / Length(p); // on a circle of radius 50, which holds the lattice of holes
