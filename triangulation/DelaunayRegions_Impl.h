@@ -130,6 +130,11 @@ void DelaunayMesher<Node, Edge, Facet>::RemoveOuterTriangle()
         if (this->IsValidEdge(edge)) {
             neighbors.push_back(EdgeAt(edge).node);
             neighbors.push_back(EdgeAt(Twin(edge)).node);
+            // Along the boundary an edge that stays may follow one that goes.
+            for (const int half : {edge, Twin(edge)}) {
+                this->Link(EdgeAt(half).prev, kNotSet);
+                this->Link(kNotSet, EdgeAt(half).next);
+            }
             this->RemoveEdge(edge);
         }
     }
