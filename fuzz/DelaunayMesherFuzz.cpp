@@ -1,10 +1,11 @@
 // Arbitrary points and constraints through the mesher, step by step and by way of
-// `TessellateFlatBoundaries`: no crash, no hang, and a mesh whose topology is sound after each step.
+// `TessellateFlatBoundaries`: no crash, no hang, and a mesh whose topology is sound after each
+// step.
 //
 // Layout of an input: a byte of flags (1 float, 2 raw coordinates, 4 flat boundaries), a byte for
 // the size of a unit, a byte for the share of the points that are interior, a byte for the
-// tolerance; then the points. The mesher's constraints join each point with one at a distance in the
-// list.
+// tolerance; then the points. The mesher's constraints join each point with one at a distance in
+// the list.
 
 #include "fuzz/FuzzPoints.h"
 
@@ -54,8 +55,9 @@ void Exercise(const std::vector<VecBase<2, T>>& points, bool flat, int share, T 
         ExerciseMesher(points, share);
         return;
     }
-    const auto interior = points.begin() + static_cast<std::ptrdiff_t>(
-                                               points.size() * static_cast<std::size_t>(share) / 255);
+    const auto interior =
+        points.begin() +
+        static_cast<std::ptrdiff_t>(points.size() * static_cast<std::size_t>(share) / 255);
     const auto middle = interior + (points.end() - interior) / 2;
     const auto mesh = Mesh::TessellateFlatBoundaries<2, T>(
         {{interior, middle}, {middle, points.end()}}, {points.begin(), interior}, tolerance);
@@ -75,8 +77,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const double scale = std::pow(10.0, data[1] % 12 - 8);
     const double tolerance = scale * kTolerances[data[3] % kTolerances.size()];
     if ((data[0] & 1) != 0) {
-        Exercise(Fuzz::ReadPoints<float>(data + 4, size - 4, raw, scale, kMostPoints), flat, data[2],
-                 static_cast<float>(tolerance));
+        Exercise(Fuzz::ReadPoints<float>(data + 4, size - 4, raw, scale, kMostPoints), flat,
+                 data[2], static_cast<float>(tolerance));
     } else {
         Exercise(Fuzz::ReadPoints<double>(data + 4, size - 4, raw, scale, kMostPoints), flat,
                  data[2], tolerance);

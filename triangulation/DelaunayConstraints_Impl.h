@@ -185,9 +185,8 @@ bool DelaunayMesher<Node, Edge, Facet>::FillQuad(const std::vector<int>& loop)
     if (!first && !second) {
         return false;
     }
-    const bool takeSecond =
-        second && (!first || Impl::SideOfCircle(At(loop[2]), At(loop[0]), At(loop[1]),
-                                                At(loop[3])) < 0);
+    const bool takeSecond = second && (!first || Impl::SideOfCircle(At(loop[2]), At(loop[0]),
+                                                                    At(loop[1]), At(loop[3])) < 0);
     if (takeSecond) {
         return AddCavityTriangle(loop[0], loop[1], loop[3]) &&
                AddCavityTriangle(loop[1], loop[2], loop[3]);

@@ -18,8 +18,7 @@ template <class Node, class Edge, class Facet>
 DelaunayLocation DelaunayMesher<Node, Edge, Facet>::Locate(const Point& point) const
 {
     const DelaunayLocation straight = WalkStraight(ToDouble(point));
-    return straight.kind != DelaunayLocation::Kind::Nowhere ? straight
-                                                            : WalkByClosestPoints(point);
+    return straight.kind != DelaunayLocation::Kind::Nowhere ? straight : WalkByClosestPoints(point);
 }
 
 // Across a side that the point lies beyond, from face to face. In a Delaunay triangulation such a

@@ -28,7 +28,8 @@ void DelaunayMesher<Node, Edge, Facet>::ExtractMesh(std::vector<Point>& resultPo
     resultIndices.clear();
     resultPoints.reserve(this->nodes_.size());
     resultIndices.reserve(3 * this->faces_.size());
-    const bool outerAreGone = !this->IsValidNode(0) && !this->IsValidNode(1) && !this->IsValidNode(2);
+    const bool outerAreGone =
+        !this->IsValidNode(0) && !this->IsValidNode(1) && !this->IsValidNode(2);
     const int offset = this->NodeCount() >= kOuterNodes && outerAreGone ? kOuterNodes : 0;
     for (int n = offset; n < this->NodeCount(); ++n) {
         resultPoints.push_back(NodeAt(n).position);

@@ -171,8 +171,8 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
         int nearest = -1;
         double least = 0;
         for (std::size_t k = 0; k < 3; ++k) {
-            const double squared = Impl::SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p,
-                                                                  kLengthFloor<T>);
+            const double squared =
+                Impl::SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p, kLengthFloor<T>);
             if (nearest < 0 || squared < least) {
                 nearest = sides[k];
                 least = squared;
@@ -193,7 +193,8 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
         }
     }
     int node = kNoNode;
-    if (2 * minDoubleArea > whole || !addUp(whole) || !(pairsAreDeferred_ ? SplitWithoutPairs(face, node) : this->SplitFace(face, node, true))) {
+    if (2 * minDoubleArea > whole || !addUp(whole) ||
+        !(pairsAreDeferred_ ? SplitWithoutPairs(face, node) : this->SplitFace(face, node, true))) {
         return kNoNode;
     }
     NodeAt(node).position = point;
@@ -206,17 +207,19 @@ template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::InsertOnEdge(int halfEdge, const Point& point)
 {
     if (!this->IsBoundaryEdge(halfEdge, true)) {
-        const auto [a, b, c, d] = this->Diamond(halfEdge);
-        if (c < 0 || d < 0) {
+        const std::array<int, 4> quad = this->Diamond(halfEdge);
+        if (quad[2] < 0 || quad[3] < 0) {
             return kNoNode;
         }
         const Vec2d p = ToDouble(point);
+        const Vec2d a = At(quad[0]);
+        const Vec2d b = At(quad[1]);
+        const Vec2d c = At(quad[2]);
+        const Vec2d d = At(quad[3]);
         const auto areAround = [&](auto doubleArea) {
-            const double whole =
-                doubleArea(At(a), At(b), At(c)) + doubleArea(At(b), At(a), At(d));
-            const std::array<double, 4> parts{
-                doubleArea(p, At(b), At(c)), doubleArea(p, At(c), At(a)),
-                doubleArea(p, At(a), At(d)), doubleArea(p, At(d), At(b))};
+            const double whole = doubleArea(a, b, c) + doubleArea(b, a, d);
+            const std::array<double, 4> parts{doubleArea(p, b, c), doubleArea(p, c, a),
+                                              doubleArea(p, a, d), doubleArea(p, d, b)};
             const double sum = parts[0] + parts[1] + parts[2] + parts[3];
             return std::fabs(whole - sum) <= std::fabs(whole * Impl::kQuadPartsSlack) &&
                    *std::min_element(parts.begin(), parts.end()) > 0;

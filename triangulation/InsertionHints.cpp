@@ -78,8 +78,8 @@ std::vector<int> EarlierNeighbors(const std::vector<VecBase<2, T>>& points)
         const auto slot = static_cast<std::size_t>(i);
         curve[slot] = {keys.Key(points[slot]), i};
     }
-    Parallel::Impl::ParallelSort(
-        curve.begin(), curve.end(), [](const Place& a, const Place& b) { return a.key < b.key; });
+    Parallel::Impl::ParallelSort(curve.begin(), curve.end(),
+                                 [](const Place& a, const Place& b) { return a.key < b.key; });
 
     // The curve as a list. Taken out from the last point to the first, a point has exactly the
     // earlier ones beside it.

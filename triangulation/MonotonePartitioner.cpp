@@ -351,7 +351,8 @@ bool MonotonePartitioner<T>::ReadChains(int face)
     auto lower = ring.begin();
     auto upper = ring.end();
     while (isMonotone && (lower != last || upper - 1 != last)) {
-        const bool takesUpper = lower == last || (upper - 1 != last && isEarlier(*(upper - 1), *lower));
+        const bool takesUpper =
+            lower == last || (upper - 1 != last && isEarlier(*(upper - 1), *lower));
         faceNodes_.push_back(takesUpper ? *--upper : *lower++);
         isUpper_.push_back(takesUpper);
     }
@@ -382,8 +383,8 @@ bool MonotonePartitioner<T>::TriangulateFace(int face)
     for (int place = 0; place <= lastPlace; ++place) {
         const bool isUpper = isUpper_[static_cast<std::size_t>(place)];
         const bool changesChain =
-            place > 1 && (place == lastPlace ||
-                          isUpper != isUpper_[static_cast<std::size_t>(stack_.back())]);
+            place > 1 &&
+            (place == lastPlace || isUpper != isUpper_[static_cast<std::size_t>(stack_.back())]);
         if (changesChain) {
             // All on the stack see the vertex; what lies before the top is cut off.
             for (std::size_t i = 0; i + 1 < stack_.size() && nodesLeft_ > 3; ++i) {
@@ -461,8 +462,9 @@ bool MonotonePartitioner<T>::IsWorthFlipping(int halfEdge) const
         return false;
     }
     // Positive when d lies inside the circle of the counter-clockwise triangle a, b, c.
+    const Vec2d origin = At(d);
     const auto lifted = [&](int node) {
-        const Vec2d v = At(node) - At(d);
+        const Vec2d v = At(node) - origin;
         return Vec3d(v.x(), v.y(), v * v);
     };
     const double inCircle = lifted(a) * (lifted(b) ^ lifted(c));

@@ -48,7 +48,8 @@ inline int Side(const Vec2d& a, const Vec2d& b, const Vec2d& p)
 /// Sign of the sine of the sum of the angles at `c` and `d` opposite the edge a-b: 1 when `d` lies
 /// outside the circle of the counter-clockwise triangle a, b, c, -1 when inside, 0 when the sum is
 /// too near to pi for plain products.
-inline int SideOfCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d)
+[[gnu::always_inline]] inline int SideOfCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c,
+                                               const Vec2d& d)
 {
     constexpr double kSmallestSine = 1e-14;
     const Vec2d ca = a - c;
@@ -65,7 +66,8 @@ inline int SideOfCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Ve
 
 /// Is the quad of the triangles a, b, c and b, a, d strictly convex at `a` and `b`? Strictly: by
 /// more than a share of its area that stands for rounding.
-inline bool IsConvexQuad(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d)
+[[gnu::always_inline]] inline bool IsConvexQuad(const Vec2d& a, const Vec2d& b, const Vec2d& c,
+                                                const Vec2d& d)
 {
     constexpr double kConvexShare = 1e-12;
     const double area = ((a - c) ^ (b - c)) + ((b - d) ^ (a - d));

@@ -132,8 +132,8 @@ private:
         Build(2 * node + 2, range.Middle(), last);
     }
 
-    void Consider(const Range& range, const Vec2d& p, double squaredRadius,
-                  NearestOnSegment& best, double& least) const
+    void Consider(const Range& range, const Vec2d& p, double squaredRadius, NearestOnSegment& best,
+                  double& least) const
     {
         for (int k = range.first; k < range.last; ++k) {
             const int segment = order_[static_cast<std::size_t>(k)];
@@ -170,12 +170,12 @@ std::vector<NearestOnSegment> NearestOnSegments(const std::vector<Segment>& segm
     }
     const BoxTree tree(segments);
     const double squaredRadius = radius * radius;
-    Parallel::Impl::ApplyParallelChunks(
-        std::size_t{0}, points.size(), [&](std::size_t from, std::size_t to) {
-            for (std::size_t i = from; i < to; ++i) {
-                nearest[i] = tree.Nearest(points[i], squaredRadius);
-            }
-        });
+    Parallel::Impl::ApplyParallelChunks(std::size_t{0}, points.size(),
+                                        [&](std::size_t from, std::size_t to) {
+                                            for (std::size_t i = from; i < to; ++i) {
+                                                nearest[i] = tree.Nearest(points[i], squaredRadius);
+                                            }
+                                        });
     return nearest;
 }
 

@@ -21,7 +21,8 @@ struct NearestOnSegment {
 /// Only boxes are compared with the radius: the answer may lie farther away, and who needs to know
 /// compares for himself. A segment no longer than 1e-12 is its start. Coordinates are finite. In
 /// parallel; O((n + m) log m) for n points and m segments whose boxes do not all overlap.
-std::vector<NearestOnSegment> NearestOnSegments(const std::vector<Geometry::SegBase<double>>& segments,
-                                                const std::vector<Vec2d>& points, double radius);
+std::vector<NearestOnSegment>
+NearestOnSegments(const std::vector<Geometry::SegBase<double>>& segments,
+                  const std::vector<Vec2d>& points, double radius);
 
 } // namespace Velk::Math::Sorvane::Mesh::Impl

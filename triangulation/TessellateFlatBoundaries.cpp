@@ -166,7 +166,8 @@ struct Heights {
     bool areFlat = true;
 };
 
-Loop MapToPlane(const Impl::PlaneMap& plane, const Points<3>& points, double floor, Heights* heights)
+Loop MapToPlane(const Impl::PlaneMap& plane, const Points<3>& points, double floor,
+                Heights* heights)
 {
     Loop loop;
     loop.reserve(points.size());
@@ -214,9 +215,8 @@ IndexedPointsBase<3, double> Tessellated(const std::vector<Points<3>>& boundarie
     if (boundaries.empty() && points.empty()) {
         return {};
     }
-    const Impl::PlaneMap plane = boundaries.empty()
-                                     ? Impl::PlaneMap::OfPoints(points)
-                                     : Impl::PlaneMap::OfPolygon(boundaries.front());
+    const Impl::PlaneMap plane = boundaries.empty() ? Impl::PlaneMap::OfPoints(points)
+                                                    : Impl::PlaneMap::OfPolygon(boundaries.front());
     if (!plane.IsValid()) {
         return {};
     }
@@ -296,7 +296,8 @@ IndexedPointsBase<D, T> TessellateFlatBoundary(const std::vector<VecBase<D, T>>&
                                                const std::vector<VecBase<D, T>>& interior,
                                                T tolerance)
 {
-    return TessellateFlatBoundaries(std::vector<std::vector<VecBase<D, T>>>(1, boundary), interior, tolerance);
+    return TessellateFlatBoundaries(std::vector<std::vector<VecBase<D, T>>>(1, boundary), interior,
+                                    tolerance);
 }
 
 template <int D, class T>

@@ -59,10 +59,10 @@ struct SORVANE_API DelaunayLocation {
 
 /// Call order: construct, set `points`, `Triangulate`, any number of `InsertEdge`, `ExtractMesh`.
 ///
-/// Nodes 0 to 2 are the outer triangle; node i + 3 is point i. Distances at most the length floor of
-/// `T` (1e-12 for `double`, 1e-8 for `float`) count as none; points must be farther apart than that.
-/// Products are calculated in `double` for both types. The result is the same in every run. All
-/// loops are bounded, whatever the input.
+/// Nodes 0 to 2 are the outer triangle; node i + 3 is point i. Distances at most the length floor
+/// of `T` (1e-12 for `double`, 1e-8 for `float`) count as none; points must be farther apart than
+/// that. Products are calculated in `double` for both types. The result is the same in every run.
+/// All loops are bounded, whatever the input.
 ///
 /// Node has to be a `DelaunayNode`, Edge a `DelaunayEdge`, Facet a `DelaunayFacet`, or derive from
 /// one.
@@ -98,9 +98,9 @@ public:
     /// The result: points without the outer nodes, all of them whether used or not, and three
     /// indices for each triangle inside, counter-clockwise.
     ///
-    /// With `noConstraints` the inside is the convex hull of the points; otherwise it is what an odd
-    /// number of constraints separates from the outer nodes at the least. The mesh loses the outer
-    /// triangle and all that lies outside; a second call writes the same.
+    /// With `noConstraints` the inside is the convex hull of the points; otherwise it is what an
+    /// odd number of constraints separates from the outer nodes at the least. The mesh loses the
+    /// outer triangle and all that lies outside; a second call writes the same.
     void ExtractMesh(std::vector<Point>& resultPoints, std::vector<int>& resultIndices);
 
     /// Made from the input, or with a locked edge.

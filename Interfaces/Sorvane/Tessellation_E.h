@@ -46,14 +46,15 @@ std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<D, T>>& boun
 /// 3. The points are triangulated, the boundaries inserted as edges, the outside removed.
 ///
 /// Points of the result: all interior points and corners, sorted by x, then y, whether a triangle
-/// uses them or not. Triangles are counter-clockwise; every stretch of boundary is an edge of theirs.
-/// Features below 1e-5 units of length are too small for the tolerances within; a point or boundary
-/// that can't be placed for that reason ends the work there, and what was built stands: compare
-/// areas where it matters. No input, or coordinates not finite or beyond 1e150: an empty mesh.
+/// uses them or not. Triangles are counter-clockwise; every stretch of boundary is an edge of
+/// theirs. Features below 1e-5 units of length are too small for the tolerances within; a point or
+/// boundary that can't be placed for that reason ends the work there, and what was built stands:
+/// compare areas where it matters. No input, or coordinates not finite or beyond 1e150: an empty
+/// mesh.
 ///
-/// In space all is projected to the plane of the first boundary (`Transform::PlaneOfPolygon`), or of
-/// the points without one (`Transform::PlaneOfPoints`); without a plane the mesh is empty. If all
-/// corners of boundaries lie within the floor of the plane, so does the result. Otherwise each
+/// In space all is projected to the plane of the first boundary (`Transform::PlaneOfPolygon`), or
+/// of the points without one (`Transform::PlaneOfPoints`); without a plane the mesh is empty. If
+/// all corners of boundaries lie within the floor of the plane, so does the result. Otherwise each
 /// corner keeps its height over the plane, and there must be no corners but those of the
 /// boundaries: an interior point that survives, or a cut between corners, makes the mesh empty.
 /// Heights of interior points are dropped in either case.

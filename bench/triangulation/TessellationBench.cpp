@@ -60,8 +60,7 @@ void PointsWithConstraints(benchmark::State& state)
 {
     const Bench::ConstraintSet set = Bench::MakeConstraintSet(static_cast<int>(state.range(0)));
     for (auto _ : state) {
-        benchmark::DoNotOptimize(
-            Mesh::TessellateFlatBoundaries(set.boundaries, set.points, 1e-6));
+        benchmark::DoNotOptimize(Mesh::TessellateFlatBoundaries(set.boundaries, set.points, 1e-6));
     }
     state.SetItemsProcessed(state.iterations() * state.range(0));
 }

@@ -93,8 +93,8 @@ std::string CheckPolygonTriangles(const std::vector<Velk::Math::VecBase<2, T>>& 
     const double area = std::fabs(AreaOf(polygon));
     double extent = 0;
     for (const auto& p : polygon) {
-        extent = std::max({extent, std::fabs(static_cast<double>(p.x())),
-                           std::fabs(static_cast<double>(p.y()))});
+        extent = std::max(
+            {extent, std::fabs(static_cast<double>(p.x())), std::fabs(static_cast<double>(p.y()))});
     }
     const double rounding = 1e-15 * extent * extent * static_cast<double>(polygon.size());
     std::ostringstream fault;

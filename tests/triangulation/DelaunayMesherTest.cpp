@@ -118,7 +118,8 @@ void ExpectDelaunay(const std::vector<VecBase<2, T>>& points, double depth)
 // --- small cases --------------------------------------------------------------------------------
 
 template <class T>
-class DelaunaySmall : public testing::Test {};
+class DelaunaySmall : public testing::Test {
+};
 using Coordinates = testing::Types<float, double>;
 TYPED_TEST_SUITE(DelaunaySmall, Coordinates);
 

@@ -100,7 +100,8 @@ void ExpectBoundaries(const PlaneMesh& mesh, const Loops& loops)
 }
 
 template <class T>
-class Flat : public testing::Test {};
+class Flat : public testing::Test {
+};
 using Coordinates = testing::Types<float, double>;
 TYPED_TEST_SUITE(Flat, Coordinates);
 
@@ -209,7 +210,8 @@ TEST(FlatRegions, TouchingOutlines)
 TEST(FlatRegions, TheFewestBoundariesFromOutsideDecide)
 {
     // A hole that shares a stretch with the outer boundary is reached over that one stretch.
-    ExpectArea(TessellateFlatBoundaries(Loops{Square(2), {{-2, -1}, {0, -1}, {0, 1}, {-2, 1}}}), 16);
+    ExpectArea(TessellateFlatBoundaries(Loops{Square(2), {{-2, -1}, {0, -1}, {0, 1}, {-2, 1}}}),
+               16);
     // The same outline twice counts once.
     ExpectArea(TessellateFlatBoundaries(Loops{Square(2), Square(2)}), 16);
     // What two outlines share lies behind two boundaries.
@@ -315,11 +317,21 @@ TYPED_TEST(Flat, RandomOutlinesAgreeWithTheShoelaceArea)
     for (int round = 0; round < 150; ++round) {
         Polygon outline;
         switch (round % 5) {
-        case 0: outline = ::Test::StarPolygon(5 + random.Below(40), random); break;
-        case 1: outline = ::Test::CombPolygon(2 + random.Below(10), random); break;
-        case 2: outline = ::Test::SpiralPolygon(40 + 2 * random.Below(40)); break;
-        case 3: outline = ::Test::SkylinePolygon(2 + random.Below(8), random); break;
-        default: outline = ::Test::MazePolygon(2 + random.Below(4), random); break;
+        case 0:
+            outline = ::Test::StarPolygon(5 + random.Below(40), random);
+            break;
+        case 1:
+            outline = ::Test::CombPolygon(2 + random.Below(10), random);
+            break;
+        case 2:
+            outline = ::Test::SpiralPolygon(40 + 2 * random.Below(40));
+            break;
+        case 3:
+            outline = ::Test::SkylinePolygon(2 + random.Below(8), random);
+            break;
+        default:
+            outline = ::Test::MazePolygon(2 + random.Below(4), random);
+            break;
         }
         if (round % 2 == 0 && round % 5 != 0 && sizeof(T) == 8) {
             outline = ::Test::Turned(outline, random.Between(0, 6.3));
@@ -424,8 +436,7 @@ TYPED_TEST(Flat, InSpaceARingOnATable)
     for (const Vec2d& p : Reversed(Square(1))) {
         loops[1].push_back(OnTable<T>(p, 5));
     }
-    const auto mesh =
-        TessellateFlatBoundaries(loops, {OnTable<T>({1.5, 0.25}, 9)}, T(1e-6));
+    const auto mesh = TessellateFlatBoundaries(loops, {OnTable<T>({1.5, 0.25}, 9)}, T(1e-6));
     EXPECT_NEAR(AreaAlong(mesh, {0, 0, 1}), 12, 1e-6);
     EXPECT_EQ(mesh.points.size(), 9U);
     for (const auto& p : mesh.points) {

@@ -76,8 +76,8 @@ TEST(MonotonePartitioner, LeavesMonotoneFacesOnly)
 {
     Random random(11);
     for (int round = 0; round < 200; ++round) {
-        const Polygon polygon = round % 2 == 0 ? ::Test::MazePolygon(5, random)
-                                               : ::Test::StarPolygon(40, random);
+        const Polygon polygon =
+            round % 2 == 0 ? ::Test::MazePolygon(5, random) : ::Test::StarPolygon(40, random);
         MonotonePartitioner<double> partitioner(polygon);
         partitioner.Partition();
         ASSERT_EQ(::Test::CheckTopology(partitioner), "");
@@ -157,9 +157,8 @@ TEST(MonotonePartitioner, EndsOnOutlinesThatAreNotSimple)
         for (int i = 0; i < count; ++i) {
             tangle.push_back({std::floor(random.Between(0, 8)), std::floor(random.Between(0, 8))});
         }
-        MonotonePartitioner<double> partitioner(tangle, round % 2 == 0
-                                                            ? OutlineTurn::TakeAsGiven
-                                                            : OutlineTurn::MakeCounterClockwise);
+        MonotonePartitioner<double> partitioner(
+            tangle, round % 2 == 0 ? OutlineTurn::TakeAsGiven : OutlineTurn::MakeCounterClockwise);
         partitioner.Partition();
         partitioner.TriangulateFaces();
         partitioner.ImproveDelaunay();

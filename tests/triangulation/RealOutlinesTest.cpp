@@ -121,8 +121,7 @@ TEST(RealOutlines, PolygonsWithHolesAreCovered)
             ++valid;
         }
         if (fixture.isValid && fixture.rings.size() == 1) {
-            const std::vector<int> indices =
-                Mesh::TessellateSimpleBoundary(fixture.rings.front());
+            const std::vector<int> indices = Mesh::TessellateSimpleBoundary(fixture.rings.front());
             EXPECT_NEAR(::Test::SumOfAreas(fixture.rings.front(), indices), fixture.area,
                         1e-9 * fixture.area)
                 << fixture.name;
@@ -169,8 +168,8 @@ Loops EdgeLoops(const ConstraintSet& set)
 {
     Loops loops;
     for (const auto& [a, b] : set.edges) {
-        loops.push_back({set.points[static_cast<std::size_t>(a)],
-                         set.points[static_cast<std::size_t>(b)]});
+        loops.push_back(
+            {set.points[static_cast<std::size_t>(a)], set.points[static_cast<std::size_t>(b)]});
     }
     return loops;
 }
@@ -191,8 +190,7 @@ TEST_P(RealConstraints, TheInsideHasAsManyTriangles)
     // One set has a boundary twice, which that library counts as two. Here it is one: the ring
     // outside of it, 8 triangles, and the square within its hole, 2.
     const bool isDoubled = std::string(GetParam().input) == "issue-42-full-boundary-overlap";
-    const int expected =
-        isDoubled ? 10 : ExpectedCount(std::string(GetParam().expected) + "_auto");
+    const int expected = isDoubled ? 10 : ExpectedCount(std::string(GetParam().expected) + "_auto");
     ASSERT_GE(expected, 0);
     const ConstraintSet set = ReadConstraints(file);
     const auto mesh = Mesh::TessellateFlatBoundaries(EdgeLoops(set), set.points, 0.0);
@@ -209,8 +207,7 @@ TEST_P(RealConstraints, TheWholeHullWithAllEdges)
         ::Test::SharedData(std::string("cdt/inputs/") + GetParam().input + ".txt");
     SORVANE_NEED_DATA(file);
     const ConstraintSet set = ReadConstraints(file);
-    const Polygon vertices =
-        Mesh::TessellateFlatBoundaries(EdgeLoops(set), set.points, 0.0).points;
+    const Polygon vertices = Mesh::TessellateFlatBoundaries(EdgeLoops(set), set.points, 0.0).points;
     DelaunayMesher<DelaunayNode<double>, DelaunayEdge, DelaunayFacet> mesher;
     mesher.points = vertices;
     ASSERT_TRUE(mesher.Triangulate());
@@ -253,19 +250,18 @@ TEST_P(RealConstraints, TheWholeHullWithAllEdges)
 
 INSTANTIATE_TEST_SUITE_P(
     Sets, RealConstraints,
-    testing::Values(
-        ConstraintCase{"Capital_A", "Capital_A__auto_resolve"},
-        ConstraintCase{"Hanging", "Hanging__auto_resolve"},
-        ConstraintCase{"Letter_u", "Letter_u__auto_resolve"},
-        ConstraintCase{"cdt", "cdt__auto_resolve"},
-        ConstraintCase{"corner_cases", "corner_cases__auto_resolve"},
-        ConstraintCase{"ditch", "ditch__auto_resolve"},
-        ConstraintCase{"guitar_no_box", "guitar_no_box__f64_auto_resolve"},
-        ConstraintCase{"island", "island__auto_resolve"},
-        ConstraintCase{"issue-42-full-boundary-overlap",
-                       "issue-42-full-boundary-overlap__f64_auto_resolve"},
-        ConstraintCase{"test_data_small", "test_data_small__auto_resolve"},
-        ConstraintCase{"unit_square", "unit_square__auto_resolve"}),
+    testing::Values(ConstraintCase{"Capital_A", "Capital_A__auto_resolve"},
+                    ConstraintCase{"Hanging", "Hanging__auto_resolve"},
+                    ConstraintCase{"Letter_u", "Letter_u__auto_resolve"},
+                    ConstraintCase{"cdt", "cdt__auto_resolve"},
+                    ConstraintCase{"corner_cases", "corner_cases__auto_resolve"},
+                    ConstraintCase{"ditch", "ditch__auto_resolve"},
+                    ConstraintCase{"guitar_no_box", "guitar_no_box__f64_auto_resolve"},
+                    ConstraintCase{"island", "island__auto_resolve"},
+                    ConstraintCase{"issue-42-full-boundary-overlap",
+                                   "issue-42-full-boundary-overlap__f64_auto_resolve"},
+                    ConstraintCase{"test_data_small", "test_data_small__auto_resolve"},
+                    ConstraintCase{"unit_square", "unit_square__auto_resolve"}),
     [](const auto& param) {
         std::string name = param.param.input;
         std::replace(name.begin(), name.end(), '-', '_');

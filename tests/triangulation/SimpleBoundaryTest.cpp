@@ -23,7 +23,8 @@ template <class T>
 using PlaneOutline = std::vector<VecBase<2, T>>;
 
 template <class T>
-class SimpleBoundary : public testing::Test {};
+class SimpleBoundary : public testing::Test {
+};
 using Coordinates = testing::Types<float, double>;
 TYPED_TEST_SUITE(SimpleBoundary, Coordinates);
 
@@ -85,7 +86,7 @@ TYPED_TEST(SimpleBoundary, ARepeatedLastPointChangesNothing)
 TYPED_TEST(SimpleBoundary, ARepeatedPointWithinGetsNoTriangle)
 {
     const PlaneOutline<TypeParam> outline{{0, 0}, {4, 0}, {4, 0}, {4, 3}, {2, 1},
-                                                {2, 1}, {2, 1}, {0, 3}, {0, 3}};
+                                          {2, 1}, {2, 1}, {0, 3}, {0, 3}};
     const Indices indices = TessellateSimpleBoundary(outline);
     EXPECT_EQ(indices.size(), 9U);
     EXPECT_EQ(::Test::CheckTriangles(outline, indices, 0), "");
@@ -97,8 +98,7 @@ TYPED_TEST(SimpleBoundary, ABowTieGivesNothing)
     using Outline = PlaneOutline<TypeParam>;
     EXPECT_TRUE(TessellateSimpleBoundary(Outline{{0, 0}, {1, 1}, {1, 0}, {0, 1}}).empty());
     // So does an outline that touches itself along its way.
-    EXPECT_TRUE(
-        TessellateSimpleBoundary(Outline{{0, 0}, {4, 0}, {4, 4}, {2, 0}, {0, 4}}).empty());
+    EXPECT_TRUE(TessellateSimpleBoundary(Outline{{0, 0}, {4, 0}, {4, 4}, {2, 0}, {0, 4}}).empty());
 }
 
 TYPED_TEST(SimpleBoundary, NonFiniteCoordinatesGiveNothing)
@@ -138,9 +138,9 @@ TEST(SimpleBoundaryExtremes, HugeAndTinyOutlines)
 // the notch after it must not reach through the outside for a partner.
 TYPED_TEST(SimpleBoundary, APointWithinAnUprightWall)
 {
-    const PlaneOutline<TypeParam> outline{{0, 0},  {1, -3}, {2, -4}, {2, -2}, {2, 0},
-                                                {5, 0},  {4, 1},  {6, 2},  {5, 3},  {2, 3},
-                                                {1, 5},  {3, 6},  {0, 7},  {-1, 3}};
+    const PlaneOutline<TypeParam> outline{{0, 0}, {1, -3}, {2, -4}, {2, -2}, {2, 0},
+                                          {5, 0}, {4, 1},  {6, 2},  {5, 3},  {2, 3},
+                                          {1, 5}, {3, 6},  {0, 7},  {-1, 3}};
     EXPECT_EQ(::Test::CheckPolygonTriangles(outline, TessellateSimpleBoundary(outline)), "");
 }
 
@@ -148,8 +148,8 @@ template <class T>
 void ExpectSound(const Polygon& polygon, Random& random)
 {
     std::vector<VecBase<2, T>> outline = As<T>(polygon);
-    std::rotate(outline.begin(),
-                outline.begin() + random.Below(static_cast<int>(outline.size())), outline.end());
+    std::rotate(outline.begin(), outline.begin() + random.Below(static_cast<int>(outline.size())),
+                outline.end());
     if (random.Below(2) == 0) {
         std::reverse(outline.begin(), outline.end());
     }
