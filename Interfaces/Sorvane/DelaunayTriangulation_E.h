@@ -1,0 +1,199 @@
+// DelaunayMesher: incremental constrained Delaunay triangulation of points in the plane, on the
+// library's own half-edge mesh.
+//
+// Points go one by one into a big outer triangle, by location, splitting and flips (C. L. Lawson,
+// "Software for C1 surface interpolation", 1977). A constraint that is no edge yet clears the
+// triangles it crosses, and the two cavities beside it are filled again (compare M. V. Anglada, "An
+// improved incremental algorithm for constructing restricted Delaunay triangulations", 1997). What
+// lies outside the constraints is told by a flood that changes sides at each of them.
+#pragma once
+
+#include <Sorvane/TriangleMesh_E.h>
+#include <Velk/Math/Tolerances_E.h>
+
+#include <array>
+#include <utility>
+#include <vector>
+
+namespace Velk::Math::Sorvane::HalfEdge {
+
+/// A record that is deleted forgets what it was marked with: its slot is used again.
+template <class T>
+struct SORVANE_API DelaunayNode : HVertex<2, T> {
+    bool fromInput = false; ///< made from the point list; false for the outer nodes
+
+    using HVertex<2, T>::HVertex;
+    void Invalidate() override
+    {
+        HVertex<2, T>::Invalidate();
+        fromInput = false;
+    }
+};
+
+struct SORVANE_API DelaunayEdge : HEdge {
+    bool constrained = false; ///< a constraint; both twins carry it
+
+    void Invalidate() override
+    {
+        HEdge::Invalidate();
+        constrained = false;
+    }
+};
+
+struct SORVANE_API DelaunayFacet : HFace {
+    int region = 0; ///< 0 unset, 1 inside, 2 outside
+
+    void Invalidate() override
+    {
+        HFace::Invalidate();
+        region = 0;
+    }
+};
+
+/// What a point was found on: a node, an edge, a face, or nothing.
+struct SORVANE_API DelaunayLocation {
+    enum class Kind { Nowhere, Node, Edge, Face };
+    Kind kind = Kind::Nowhere;
+    int index = -1;
+};
+
+/// Call order: construct, set `points`, `Triangulate`, any number of `InsertEdge`, `ExtractMesh`.
+///
+/// Nodes 0 to 2 are the outer triangle; node i + 3 is point i. Distances at most the length floor
+/// of `T` (1e-12 for `double`, 1e-8 for `float`) count as none; points must be farther apart than
+/// that. Products are calculated in `double` for both types. The result is the same in every run.
+/// All loops are bounded, whatever the input.
+///
+/// Node has to be a `DelaunayNode`, Edge a `DelaunayEdge`, Facet a `DelaunayFacet`, or derive from
+/// one.
+template <class Node, class Edge, class Facet>
+class DelaunayMesher : public TriangleMesh<Node, Edge, Facet> {
+public:
+    using Base = TriangleMesh<Node, Edge, Facet>;
+    using Point = decltype(Node{}.position);
+    using T = typename Point::value_type;
+
+    DelaunayMesher() = default;
+    ~DelaunayMesher() override = default;
+
+    bool hasOuterTriangle = false;     ///< the three outer nodes are present
+    bool noConstraints = true;         ///< the hull bounds the result; for the caller to clear
+    T flipTolerance = 0;               ///< slack of the in-circle test, radians
+    T minDoubleArea = kLengthFloor<T>; ///< half the doubled area of the least face to be split
+    T reservedTolerance = kLengthFloor<T>;
+    std::vector<Point> points; ///< the input
+    int hintFace = -1;         ///< where the next location begins
+
+    /// Triangulates `points`, in their order. False as soon as a point can't be placed: it repeats
+    /// another, lies in a sliver below the tolerances, or is not finite. What was built until then
+    /// stays. Expected O(n log n) for n points that are spread somehow evenly at some scale; sorted
+    /// input costs no more.
+    bool Triangulate();
+
+    /// Makes the segment between two nodes an edge and marks it constrained. False, with nothing
+    /// changed, when a node does not exist, or when the segment passes through a third node within
+    /// the floor. An edge that it crosses goes, constrained or not. O(edges crossed) in general.
+    bool InsertEdge(int a, int b);
+
+    /// The result: points without the outer nodes, all of them whether used or not, and three
+    /// indices for each triangle inside, counter-clockwise.
+    ///
+    /// With `noConstraints` the inside is the convex hull of the points; otherwise it is what an
+    /// odd number of constraints separates from the outer nodes at the least. The mesh loses the
+    /// outer triangle and all that lies outside; a second call writes the same.
+    void ExtractMesh(std::vector<Point>& resultPoints, std::vector<int>& resultIndices);
+
+    /// Made from the input, or with a locked edge.
+    bool IsNodeLocked(int node) const override;
+    /// Constrained.
+    bool IsEdgeLocked(int halfEdge) const override;
+    /// Called after each insertion of `Triangulate`; does nothing here. `FindEdge` knows the edges
+    /// again when `Triangulate` is done; until then rings and loops are the way to them.
+    virtual void OnPointInserted(int pointIndex, int nodeIndex);
+
+    // --- the steps, for derived meshers ---------------------------------------------------------
+
+    /// The node made for `point`, or -3.
+    int InsertPoint(const Point& point);
+    DelaunayLocation Locate(const Point& point) const;
+
+    /// Flips edges that face `node` until all are locally Delaunay, locked, or not flippable.
+    void Legalize(int node);
+    /// Strictly convex, by more than rounding, at both ends of the edge.
+    bool IsConvexQuad(int halfEdge) const;
+    /// `Mesh::LocallyDelaunayEdge` of the edge; an edge without two triangles is Delaunay.
+    bool IsLocallyDelaunay(int halfEdge, T tolerance) const;
+
+    void ClassifyRegions();
+    void RemoveOuterTriangle();
+    /// Deletes the faces of other regions than 1; true when there were any.
+    bool RemoveNonInterior();
+
+protected:
+    using Base::EdgeAt;
+    using Base::FaceAt;
+    using Base::NodeAt;
+    using Base::Twin;
+
+    /// Edges crossed by a segment, the faces between them, and the nodes on either side, in order
+    /// along it.
+    struct Channel {
+        std::vector<int> faces;
+        std::vector<int> edges;
+        std::vector<int> left;
+        std::vector<int> right;
+    };
+
+    static constexpr int kOuterNodes = 3;
+    static bool IsOuter(int node) { return node >= 0 && node < kOuterNodes; }
+
+    Vec2d At(int node) const { return ToDouble(NodeAt(node).position); }
+    static Vec2d ToDouble(const Point& p) { return Vec2d(p.x(), p.y()); }
+
+    void MakeOuterTriangle();
+    bool InsertAll();
+    void EnterNodePairs();
+    int PseudoRandomFace(int face) const;
+
+    DelaunayLocation WalkStraight(const Vec2d& p) const;
+    DelaunayLocation WalkByClosestPoints(const Point& point) const;
+    DelaunayLocation Classify(int face, const Vec2d& p) const;
+    int PivotFace(int node, int face, const Vec2d& p) const;
+
+    int InsertInFace(int face, const Point& point);
+    int InsertOnEdge(int halfEdge, const Point& point);
+    int SplitEdgeAtPoint(int halfEdge, const Point& point);
+    bool MustFlip(int halfEdge) const;
+    bool FlipWithoutPairs(int halfEdge);
+    bool SplitWithoutPairs(int face, int& newNode);
+    void LinkTriangle(int face, int first, int second, int third);
+    std::array<int, 4> QuadOf(int halfEdge) const;
+    bool IsStrictlyFlippable(int halfEdge) const;
+
+    void SetConstrained(int halfEdge, bool constrained);
+    bool FindChannel(int a, int b, Channel& channel) const;
+    bool FindFirstCrossed(int a, int b, int& halfEdge) const;
+    void ClearChannel(const Channel& channel);
+    void FillCavity(const std::vector<int>& loop);
+    bool FillByPartition(const std::vector<int>& loop);
+    bool FillQuad(const std::vector<int>& loop);
+    void FillByApexes(const std::vector<int>& loop);
+    int BestApex(const std::vector<int>& loop, int first, int last) const;
+    bool AddCavityTriangle(int a, int b, int c);
+
+    void CloseHullPockets();
+    bool ClosePocketAt(int node, std::vector<int>& neighbors);
+    void LegalizeEdges(std::vector<int>& halfEdges);
+    std::vector<int> OuterRing() const;
+    void Detach(int face);
+
+    std::vector<std::pair<int, int>> edgesToCheck_; // of `Legalize`: half-edge, face
+    bool pairsAreDeferred_ = false;                 // `FindEdge` is not to be asked
+};
+
+// clang-format off
+extern template class SORVANE_API DelaunayMesher<DelaunayNode<float>,  DelaunayEdge, DelaunayFacet>;
+extern template class SORVANE_API DelaunayMesher<DelaunayNode<double>, DelaunayEdge, DelaunayFacet>;
+// clang-format on
+
+} // namespace Velk::Math::Sorvane::HalfEdge

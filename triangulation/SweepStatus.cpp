@@ -1,0 +1,100 @@
+// The ordered status of the sweep that splits a polygon into monotone pieces.
+
+#include "triangulation/SweepStatus_Impl.h"
+
+#include "mathbase/TurnSign_Impl.h"
+
+#include <cmath>
+#include <iterator>
+
+namespace Velk::Math::Sorvane::Mesh::Impl {
+namespace {
+
+using Vector::Impl::TurnSign;
+
+/// An edge whose |dx| is at most this many length floors of its length is upright: its cut with the
+/// sweep line says nothing.
+constexpr double kUprightFloors = 150;
+
+} // namespace
+
+bool SweepStatus::Lower::operator()(int edge, const Vec2d& point) const
+{
+    const Entry& entry = status->Slot(edge);
+    return TurnSign(entry.start, entry.end, point) > 0;
+}
+
+// The edge that starts later is looked at from the other, by its start and, when that lies on the
+// other's line, by its end.
+bool SweepStatus::IsLower(int a, int b) const
+{
+    if (a == b) {
+        return false;
+    }
+    const Entry& first = Slot(a);
+    const Entry& second = Slot(b);
+    const bool firstIsOlder = first.start.x() <= second.start.x();
+    const Entry& older = firstIsOlder ? first : second;
+    const Entry& newer = firstIsOlder ? second : first;
+    int side = TurnSign(older.start, older.end, newer.start);
+    if (side == 0) {
+        side = TurnSign(older.start, older.end, newer.end);
+    }
+    if (side == 0) {
+        return a < b;
+    }
+    return (side > 0) == firstIsOlder;
+}
+
+void SweepStatus::Enter(int edge, const Vec2d& start, const Vec2d& end, const SweepHelper& helper)
+{
+    if (static_cast<std::size_t>(edge) >= entries_.size()) {
+        entries_.resize(static_cast<std::size_t>(edge) + 1 + entries_.size() / 2);
+    }
+    Remove(edge);
+    Entry& entry = Slot(edge);
+    entry.start = start;
+    entry.end = end;
+    entry.helper = helper;
+    entered_.push_back(edge);
+
+    const double length = Length(end - start);
+    const double run = std::fabs(end.x() - start.x());
+    entry.hasHeight = run > lengthFloor_ && length >= lengthFloor_ &&
+                      run > kUprightFloors * lengthFloor_ * length;
+    if (entry.hasHeight) {
+        entry.place = byHeight_.insert(edge);
+    }
+}
+
+void SweepStatus::Remove(int edge)
+{
+    if (static_cast<std::size_t>(edge) < entries_.size() && Slot(edge).helper.vertex >= 0) {
+        if (Slot(edge).hasHeight) {
+            byHeight_.erase(Slot(edge).place);
+        }
+        Slot(edge).helper = {};
+    }
+}
+
+SweepHelper SweepStatus::Helper(int edge) const
+{
+    return static_cast<std::size_t>(edge) < entries_.size() ? Slot(edge).helper : SweepHelper{};
+}
+
+int SweepStatus::EdgeBelow(const Vec2d& point) const
+{
+    const auto above = byHeight_.lower_bound(point);
+    return above == byHeight_.begin() ? -1 : *std::prev(above);
+}
+
+void SweepStatus::Clear()
+{
+    byHeight_.clear();
+    for (const int edge : entered_) {
+        Slot(edge).helper = {};
+    }
+    entered_.clear();
+}
+
+} // namespace Velk::Math::Sorvane::Mesh::Impl

@@ -1,0 +1,134 @@
+// One simple polygon to triangles.
+
+#include <Sorvane/Tessellation_E.h>
+
+#include "triangulation/MonotonePartitioner_Impl.h"
+#include "triangulation/PlaneMap_Impl.h"
+#include "triangulation/UsablePoints_Impl.h"
+
+#include <Velk/Math/Geometry_E.h>
+#include <Velk/Math/Intersect_E.h>
+#include <Velk/Math/Tolerances_E.h>
+#include <Velk/Math/Vector_E.h>
+
+#include <cmath>
+
+namespace Velk::Math::Sorvane::Mesh {
+namespace {
+
+/// Numbers of the points that differ from the point before them, cyclically.
+template <class T>
+std::vector<int> DistinctCorners(const std::vector<VecBase<2, T>>& outline)
+{
+    std::vector<int> corners;
+    corners.reserve(outline.size());
+    const auto point = [&](int corner) { return outline[static_cast<std::size_t>(corner)]; };
+    for (int i = 0; i < static_cast<int>(outline.size()); ++i) {
+        if (corners.empty() || !Matches(point(i), point(corners.back()), kLengthFloor<T>)) {
+            corners.push_back(i);
+        }
+    }
+    while (corners.size() > 1 &&
+           Matches(point(corners.back()), point(corners.front()), kLengthFloor<T>)) {
+        corners.pop_back();
+    }
+    return corners;
+}
+
+template <class T>
+std::vector<int> TriangleIndices(const std::vector<VecBase<2, T>>& p)
+{
+    const Vec2d last(p[2].x(), p[2].y());
+    const Vec2d a = Vec2d(p[0].x(), p[0].y()) - last;
+    const Vec2d b = Vec2d(p[1].x(), p[1].y()) - last;
+    const double area = 0.5 * (a ^ b);
+    if (!(std::fabs(area) > kLengthFloor<T>)) {
+        return {};
+    }
+    return area > 0 ? std::vector<int>{0, 1, 2} : std::vector<int>{0, 2, 1};
+}
+
+template <class T>
+bool MeetsItself(const std::vector<VecBase<2, T>>& outline)
+{
+    std::vector<Geometry::SegBase<T>> segments = Vector::PointStreamToSegments(outline);
+    segments.push_back({outline.back(), outline.front()});
+    const std::size_t sides = segments.size();
+    return Intersect::CutAtIntersections(segments, kLengthFloor<T>) && segments.size() != sides;
+}
+
+template <class T>
+std::vector<int> SimplePolygonIndices(const std::vector<VecBase<2, T>>& outline)
+{
+    if (outline.size() < 3) {
+        return {};
+    }
+    if (outline.size() == 3) {
+        return TriangleIndices(outline);
+    }
+    if (MeetsItself(outline)) {
+        return {};
+    }
+    MonotonePartitioner<T> partitioner(outline);
+    partitioner.Partition();
+    std::vector<int> indices;
+    if (partitioner.TriangulateFaces()) {
+        partitioner.ImproveDelaunay();
+        partitioner.ImproveDelaunay();
+        partitioner.WriteIndices(indices);
+    }
+    return indices;
+}
+
+template <class T>
+std::vector<int> Tessellated(const std::vector<VecBase<2, T>>& boundary)
+{
+    if (!Impl::AreUsable(boundary)) {
+        return {};
+    }
+    const std::vector<int> corners = DistinctCorners(boundary);
+    std::vector<VecBase<2, T>> outline;
+    outline.reserve(corners.size());
+    for (const int corner : corners) {
+        outline.push_back(boundary[static_cast<std::size_t>(corner)]);
+    }
+    std::vector<int> indices = SimplePolygonIndices(outline);
+    for (int& index : indices) {
+        index = corners[static_cast<std::size_t>(index)];
+    }
+    return indices;
+}
+
+template <class T>
+std::vector<int> Tessellated(const std::vector<VecBase<3, T>>& boundary)
+{
+    if (boundary.size() < 3 || !Impl::AreUsable(boundary)) {
+        return {};
+    }
+    const Impl::PlaneMap plane = Impl::PlaneMap::OfPolygon(boundary);
+    if (!plane.IsValid()) {
+        return {};
+    }
+    std::vector<VecBase<2, T>> flat;
+    flat.reserve(boundary.size());
+    for (const VecBase<3, T>& point : boundary) {
+        const VecBase<3, T> mapped = plane.ToPlane(point);
+        flat.push_back(VecBase<2, T>(mapped.x(), mapped.y()));
+    }
+    return Tessellated(flat);
+}
+
+} // namespace
+
+template <int D, class T>
+std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<D, T>>& boundary)
+{
+    return Tessellated(boundary);
+}
+
+template std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<2, float>>&);
+template std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<2, double>>&);
+template std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<3, float>>&);
+template std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<3, double>>&);
+
+} // namespace Velk::Math::Sorvane::Mesh
