@@ -80,7 +80,7 @@ TYPED_TEST(PlainBallOf, SetsOfManyKindsSizesAndScales)
     for (const T scale : {T(1e-5), T(1e-3), T(1), T(1000)}) {
         for (const Test::PointSet set : Test::kPointSets) {
             for (const int count : {3, 5, 10, 11, 40, 256, 257, 400, 2000}) {
-                for (int trial = 0; trial < 5; ++trial) {
+                for (int trial = 0; trial < 4; ++trial) {
                     SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(count) + " of size " +
                                  std::to_string(scale));
                     auto points = Test::MakePoints<D, T>(set, count, random);
@@ -103,8 +103,9 @@ TYPED_TEST(PlainBallOf, CoincidentPointsInEverySizeClass)
     a[0] = std::is_same_v<T, double> ? T(0.3) : T(0.0003);
     a[D - 1] += a[0];
     VecBase<D, T> b = a;
+    b[0] += kLengthFloor<T> / 2;
     b[1] += kLengthFloor<T> / 2;
-    ASSERT_NE(a, b);
+    ASSERT_NE(a[0], b[0]);
     for (const std::size_t count : {1U, 2U, 3U, 9U, 10U, 11U, 12U, 200U, 256U, 257U, 400U}) {
         for (const bool skipHull : {false, true}) {
             SCOPED_TRACE(std::to_string(count) + (skipHull ? " without hull" : ""));
@@ -114,6 +115,9 @@ TYPED_TEST(PlainBallOf, CoincidentPointsInEverySizeClass)
                 points[i] = b;
             }
             EXPECT_EQ(BallOf(points, skipHull), PlainBallOfAll(points, skipHull));
+            if (count > 40) {
+                continue; // O(n^4) steps of the twin in space
+            }
             for (std::size_t i = 0; i < count; ++i) { // up to ten values on a line along an axis
                 points[i] = a;
                 points[i][1] += kLengthFloor<T> * static_cast<T>(i * 7 % 10) / 10;
@@ -129,18 +133,22 @@ TYPED_TEST(PlainBallOf, ManyCoincidentPointsTakeNoLongSolve)
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
     VecBase<D, T> a;
-    a[0] = T(3);
-    a[1] = T(-4) * kLengthFloor<T>;
+    a[0] = T(0.05);
     std::vector<VecBase<D, T>> points(1'000'000, a);
-    EXPECT_EQ(BallOf(points, true), (BoundingBall<D, T>{{}, T(3)}));
-    for (std::size_t i = 0; i < points.size(); i += 2) {
-        points[i][1] = T(-4.5) * kLengthFloor<T>;
+    const BoundingBall<D, T> aboutOrigin{{}, T(0.05)};
+    EXPECT_EQ(BallOf(points, true), aboutOrigin);
+    EXPECT_EQ(BallOf(points, false), D == 2 ? (BoundingBall<D, T>{a, T(0)}) : aboutOrigin);
+    for (std::size_t i = 0; i < points.size(); ++i) { // on a line along an axis
+        points[i][1] = kLengthFloor<T> * static_cast<T>(i * 7 % 10) / 10;
     }
-    EXPECT_EQ(BallOf(points, true), (BoundingBall<D, T>{{}, T(3)}));
-    const bool isPoint = D == 2; // the hull in the plane has one vertex, the points in space none
-    const auto ball = BallOf(points, false);
-    EXPECT_EQ(ball.radius, isPoint ? T(0) : T(3));
-    EXPECT_EQ(ball.center[0], isPoint ? T(3) : T(0));
+    EXPECT_EQ(BallOf(points, true), aboutOrigin);
+    VecBase<D, T> b = a;
+    b[0] = std::nextafter(b[0], T(0));
+    b[1] = kLengthFloor<T> / 2;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        points[i] = i % 2 == 0 ? a : b;
+    }
+    EXPECT_EQ(BallOf(points, true), aboutOrigin);
 }
 
 } // namespace
