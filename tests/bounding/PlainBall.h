@@ -1,5 +1,5 @@
-// Slow twin of the smallest enclosing balls: the incremental method word by word, in the coordinate
-// type itself, over all the points or all the vertices of the hull, without narrowing anything down.
+// Slow twin of the smallest enclosing balls: the incremental method word by word, over all the points
+// or all the vertices of the hull, without narrowing anything down.
 #pragma once
 
 #include <Sorvane/BoundingVolumes_E.h>
@@ -10,22 +10,25 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <random>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 namespace Test {
 
-template <int D, class T>
+/// With the tolerance of the coordinate type `Input`, computed in T.
+template <int D, class Input, class T = Input>
 class PlainBall {
 public:
     using Point = Velk::Math::VecBase<D, T>;
     using Points = std::vector<Point>;
+    using InputPoints = std::vector<Velk::Math::VecBase<D, Input>>;
     using Ball = Velk::Math::Sorvane::Bounding::BoundingBall<D, T>;
 
-    static Ball Of(const Points& points)
+    static Ball Of(const InputPoints& input)
     {
+        const Points points(input.begin(), input.end());
         if (points.size() < 2) {
             return points.empty() ? Ball{} : Ball{points[0], T(0)};
         }
@@ -43,7 +46,7 @@ public:
     }
 
     /// With the hull in between when there are more than 10 points.
-    static Ball OfHull(const Points& points)
+    static Ball OfHull(const InputPoints& points)
     {
         namespace Bounding = Velk::Math::Sorvane::Bounding;
         if (points.size() <= 10) {
@@ -52,7 +55,7 @@ public:
         if constexpr (D == 2) {
             return Of(Bounding::ConvexHull(points, false));
         } else {
-            Points vertices;
+            InputPoints vertices;
             std::vector<int> triangles;
             const bool isSolid = Bounding::ConvexHull(points, vertices, triangles, false, false);
             return Of(isSolid ? vertices : points);
@@ -60,7 +63,7 @@ public:
     }
 
 private:
-    static constexpr T kTolerance = std::is_same_v<T, double> ? T(1e-12) : T(1e-8);
+    static constexpr T kTolerance = std::is_same_v<Input, double> ? T(1e-12) : T(1e-8F);
 
     static T Distance(const Point& a, const Point& b) { return Velk::Math::Vector::Length(a - b); }
 
