@@ -18,8 +18,11 @@ BoundingBall<2, T> BoundingCircleOfPoints(const std::vector<VecBase<2, T>>& poin
     if (skipHull || points.size() <= 10) {
         return Impl::SmallestBall(points);
     }
-    BoundingBall<2, T> circle = Impl::SmallestBall(ConvexHull(points, false));
-    Impl::GrowToHold(circle, points); // the hull takes points within the tolerance for one
+    const std::vector<VecBase<2, T>> hull = ConvexHull(points, false);
+    BoundingBall<2, T> circle = Impl::SmallestBall(hull);
+    if (hull.size() > 1) { // coincident points are one, with radius 0
+        Impl::GrowToHold(circle, points); // the hull takes points within the tolerance for one
+    }
     return circle;
 }
 

@@ -6,21 +6,19 @@
 // the chain both decide in floating point:
 //
 // - The filter. What becomes of a point depends on those it is linked with by steps within the
-// tolerance.
-//   A link from a thrown away point, m inside, to one less than m / 2 inside leads over points that
-//   were not thrown away, at most all of them, by steps of at most sqrt(2) tolerances. When all
-//   such steps together are shorter than m / 2, there is no link, and the filter keeps the same
-//   points in the outer half of the margin. So the two lists differ only in points more than m / 2
-//   inside the hull.
+//   tolerance. A link from a thrown away point, m inside, to one less than m / 2 inside leads over
+//   points that were not thrown away, at most all of them, by steps of at most sqrt(2) tolerances.
+//   When all such steps together are shorter than m / 2, there is no link, and the filter keeps the
+//   same points in the outer half of the margin. So the two lists differ only in points more than
+//   m / 2 inside the hull.
 //
 // - The chain. It asks whether q lies left of the way from a to p, by the cross product of q - a
-// and
-//   p - a. The differences have a relative error of one rounding each, so that the answer can be
-//   wrong only when the sine of the angle at a is a few epsilon. Seen from any point of the chain,
-//   though, a point m / 2 inside lies at a sine of at least m / (2 size) off the final chain, which
-//   is far more (the test below sees to that). So an inner point never survives: points of the
-//   final chain to its right pop it with certainty. And it makes no difference before it goes: a
-//   point q that it popped was right of, or within a few epsilon on, the way from a to the inner
+//   and p - a. The differences have a relative error of one rounding each, so that the answer can
+//   be wrong only when the sine of the angle at a is a few epsilon. Seen from any point of the
+//   chain, though, a point m / 2 inside lies at a sine of at least m / (2 size) off the final chain,
+//   which is far more (the test below sees to that). So an inner point never survives: points of
+//   the final chain to its right pop it with certainty. And it makes no difference before it goes:
+//   a point q that it popped was right of, or within a few epsilon on, the way from a to the inner
 //   point, and so with certainty right of the way from a to the point that pops the inner one; one
 //   that it shielded from being popped by a third point is, for the same reason, popped by that
 //   one. What remains are the questions between outer points, and these are asked with the same

@@ -59,6 +59,9 @@ public:
         if (count == 2) {
             return BallOfTwo(points_[0], points_[1]);
         }
+        if (AreInOnePlace()) {
+            return {}; // what the solve would come to, after O(n^3) steps
+        }
         capRadius_ = LargestDistanceFromBoxCentre();
         insideTolerance_ = std::max(tolerance_, InsideRounding());
         prefix_.resize(count);
@@ -74,6 +77,27 @@ public:
     }
 
 private:
+    /// Coincident points that certainly leave nothing but the zero ball: on one line along an axis,
+    /// or of only two values, so that no three of them have a circle.
+    bool AreInOnePlace() const
+    {
+        const VecBase<D, double>& first = points_[0];
+        const VecBase<D, double>* second = nullptr;
+        bool areTwoValues = true;
+        for (const VecBase<D, double>& point : points_) {
+            if (!(point == first)) {
+                second = second == nullptr ? &point : second;
+                areTwoValues = areTwoValues && point == *second;
+            }
+        }
+        const AxisAlignedBoundingBox<D, double> box = BoxOfPoints(points_);
+        int extended = 0; // axes along which the points differ
+        for (int i = 0; i < D; ++i) {
+            extended += box.min[i] == box.max[i] ? 0 : 1;
+        }
+        return (areTwoValues || extended <= 1) && Vector::Matches(box.min, box.max, tolerance_);
+    }
+
     double LargestDistanceFromBoxCentre() const
     {
         const AxisAlignedBoundingBox<D, double> box = BoxOfPoints(points_);
@@ -252,10 +276,9 @@ void GrowToHold(BoundingBall<D, T>& ball, const std::vector<VecBase<D, T>>& poin
 }
 
 template <int D, class T>
-BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>& points)
+BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>& points, double tolerance)
 {
-    WelzlSolver<D> solver(std::vector<VecBase<D, double>>(points.begin(), points.end()),
-                          static_cast<double>(kLengthFloor<T>));
+    WelzlSolver<D> solver(std::vector<VecBase<D, double>>(points.begin(), points.end()), tolerance);
     const Ball<D> solved = solver.Solve();
     BoundingBall<D, T> ball{VecBase<D, T>(solved.center), static_cast<T>(solved.radius)};
     if (points.size() > 2) {
@@ -265,7 +288,7 @@ BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>& points)
 }
 
 #define SORVANE_INSTANTIATE(D, T)                                                \
-    template BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>&); \
+    template BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>&, double); \
     template void GrowToHold(BoundingBall<D, T>&, const std::vector<VecBase<D, T>>&);
 SORVANE_INSTANTIATE(2, float)
 SORVANE_INSTANTIATE(2, double)

@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <type_traits>
 
 namespace Velk::Math::Sorvane::Bounding::Impl {
 
@@ -89,6 +90,9 @@ private:
     static constexpr std::size_t kSample = 1024;
     static constexpr int kRounds = 100;
     static constexpr double kTolerance = static_cast<double>(kLengthFloor<T>);
+    /// In a smaller ball the tolerance is more than 1e-9 (`float` 1e-7) of the radius. Which points
+    /// count as inside, and so the ball, would there depend visibly on the order of the solve.
+    static constexpr double kLeastRadius = kTolerance * (std::is_same_v<T, double> ? 1e9 : 1e7);
 
     /// How far beyond the radius rounding alone may put a point, in the arithmetic of `Real`.
     template <class Real>
@@ -117,7 +121,15 @@ private:
             }
             Choose(sample[farthest.index]);
         }
-        return ball_.radius > 100.0 * kTolerance; // false for NaN, too
+        return ball_.radius > kLeastRadius && IsWide(sample); // false for NaN, too
+    }
+
+    /// Coincident points may have a large ball, about the origin.
+    static bool IsWide(const std::vector<VecBase<D, T>>& sample)
+    {
+        const AxisAlignedBoundingBox<D, T> box = BoxOfPoints(sample);
+        const VecBase<D, double> extent = VecBase<D, double>(box.max) - VecBase<D, double>(box.min);
+        return *std::max_element(extent.begin(), extent.end()) > kLeastRadius;
     }
 
     bool SolveAll()
@@ -191,7 +203,7 @@ private:
             return SquaredDistance(chosen, ball_.center) < inner * inner;
         });
         chosen_.emplace_back(point);
-        ball_ = SmallestBall(chosen_);
+        ball_ = SmallestBall(chosen_, kTolerance);
     }
 
     const std::vector<VecBase<D, T>>& points_;

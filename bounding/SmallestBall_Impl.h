@@ -4,6 +4,7 @@
 #pragma once
 
 #include <Sorvane/BoundingVolumes_E.h>
+#include <Velk/Math/Tolerances_E.h>
 
 #include <optional>
 #include <vector>
@@ -25,9 +26,11 @@ bool Circumsphere(const VecBase<3, double>& a, const VecBase<3, double>& b,
 ///
 /// Solved in `double`, rounded to T, and then, unless there are fewer than three points, grown
 /// about its centre until it holds every point. Quick in practice, but its restarts may cost O(n^2)
-/// on inputs of many points that lie on one sphere up to rounding.
+/// on inputs of many points that lie on one sphere up to rounding. `tolerance` is the one within
+/// which points coincide or count as inside.
 template <int D, class T>
-BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>& points);
+BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>& points,
+                                double tolerance = static_cast<double>(kLengthFloor<T>));
 
 /// The radius made large enough to hold every point as well.
 template <int D, class T>
@@ -37,8 +40,9 @@ void GrowToHold(BoundingBall<D, T>& ball, const std::vector<VecBase<D, T>>& poin
 inline constexpr std::size_t kManyPoints = 256;
 
 /// `SmallestBall` for large inputs, by solving for the points that turn out to be farthest: O(n)
-/// with a few passes. Nothing when the points coincide, aren't finite, or no end is in sight after
-/// a bounded number of passes; then the caller has to solve for all of them.
+/// with a few passes. Nothing when the points are so close together that the tolerance shows in the
+/// result, aren't finite, or no end is in sight after a bounded number of passes; then the caller
+/// has to solve for all of them.
 template <int D, class T>
 std::optional<BoundingBall<D, T>> SmallestBallOfMany(const std::vector<VecBase<D, T>>& points);
 

@@ -98,13 +98,15 @@ std::vector<VecBase<D, T>> GridOfPoints(const AxisAlignedBoundingBox<D, T>& box,
 /// (`skipHull`: all points), and of more than some hundred only the few that turn out to be farthest.
 /// The circle holds every point, in the sense that the distance to the centre as computed is at most the
 /// radius; the radius is the least one up to rounding, or up to the 1e-12 (`float` 1e-8) within which
-/// points count as inside.
+/// points count as inside. Where three vertices of the hull with next to no area have become two (see
+/// `ConvexHull`), the radius grows to reach the third and is no longer the least.
 ///
 /// No points: the zero ball. One point: that point with radius 0. Coincident points (every coordinate
 /// within 1e-12, `float` 1e-8) have no circle of their own: two of them give the zero ball, and three
-/// up to ten (any number with `skipHull`) a circle about the origin that reaches them; more than ten
-/// are one point for the hull. Points that aren't finite give a meaningless result. O(n), with a few
-/// passes over the points.
+/// up to ten (any number with `skipHull`) a circle about the origin that reaches them, unless three of
+/// them are the corners of a triangle; more than ten are one point for the hull, and the circle is that
+/// point with radius 0. Points that aren't finite give a meaningless result. O(n), with a few passes
+/// over the points.
 template <class T>
 BoundingBall<2, T> BoundingCircleOfPoints(const std::vector<VecBase<2, T>>& points, bool skipHull);
 

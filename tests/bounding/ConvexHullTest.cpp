@@ -2,6 +2,7 @@
 
 #include <Sorvane/ConvexHull_E.h>
 
+#include "tests/bounding/PlainHull.h"
 #include "tests/bounding/PointSets.h"
 #include "tests/support/TestSupport.h"
 
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <vector>
 
@@ -257,6 +259,44 @@ TYPED_TEST(PlaneHullOf, DentsOfRoundingAreTurnedAway)
         }
     }
     EXPECT_GT(turned, 0);
+}
+
+TYPED_TEST(PlaneHullOf, IsThatOfTheSlowTwinAndAfterTurnsUpToRounding)
+{
+    using T = TypeParam;
+    Test::Random random(26);
+    int turnedSets = 0;
+    for (int trial = 0; trial < 1500; ++trial) {
+        SCOPED_TRACE(trial);
+        Points<T> points;
+        if (trial % 2 == 0) {
+            const auto set = Test::kPointSets[trial / 2 % std::size(Test::kPointSets)];
+            points = Test::MakePoints<2, T>(set, 4 + random.Below(trial % 20 == 0 ? 3000 : 60), random);
+        } else {
+            // Next to a slanted line by about the rounding: chains have dents there.
+            const auto direction = Test::RandomDirection<2, double>(random);
+            for (int i = 0; i < 40; ++i) {
+                const double across = random.Between(-4, 4) * std::numeric_limits<T>::epsilon();
+                points.push_back(VecBase<2, T>(direction * random.Between(-1, 1) +
+                                               RightNormal(direction) * across));
+            }
+        }
+        Points<T> unique = points;
+        Vector::FilterForUniqueness(unique, kLengthFloor<T>);
+        if (unique.size() < 4) {
+            continue;
+        }
+        int turns = 0;
+        const Points<T> plain = Test::PlainHull(points, turns);
+        const Points<T> hull = ConvexHull(points, false);
+        ASSERT_EQ(hull.size(), plain.size());
+        turnedSets += turns > 0 ? 1 : 0;
+        for (std::size_t i = 0; i < hull.size(); ++i) {
+            const T off = static_cast<T>(4 * turns) * std::numeric_limits<T>::epsilon();
+            ASSERT_LE(Vector::Length(hull[i] - plain[i]), off);
+        }
+    }
+    EXPECT_GT(turnedSets, 0);
 }
 
 TYPED_TEST(PlaneHullOf, PointsThatAreNotFiniteEnd)

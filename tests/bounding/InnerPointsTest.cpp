@@ -4,6 +4,7 @@
 
 #include <Sorvane/ConvexHull_E.h>
 
+#include "tests/bounding/PlainHull.h"
 #include "tests/bounding/PointSets.h"
 #include "tests/support/TestSupport.h"
 
@@ -28,30 +29,6 @@ TYPED_TEST_SUITE(InnerPointsOf, Scalars);
 template <class T>
 using Points = std::vector<VecBase<2, T>>;
 
-/// The plain procedure: filter everything, chain everything. Written out here once more.
-template <class T>
-Points<T> PlainHull(Points<T> points)
-{
-    Vector::FilterForUniqueness(points, kLengthFloor<T>);
-    Points<T> chain;
-    const auto push = [&](const VecBase<2, T>& p, std::size_t floor) {
-        while (chain.size() >= floor &&
-               !(((chain.back() - chain[chain.size() - 2]) ^ (p - chain[chain.size() - 2])) > 0)) {
-            chain.pop_back();
-        }
-        chain.push_back(p);
-    };
-    for (const auto& p : points) {
-        push(p, 2);
-    }
-    const std::size_t floor = chain.size() + 1;
-    for (std::size_t i = points.size() - 1; i-- > 0;) {
-        push(points[i], floor);
-    }
-    chain.pop_back();
-    return chain;
-}
-
 /// How many points were left, after checking that the hull of these is the hull of all.
 template <class T>
 std::size_t LeftOf(const Points<T>& points)
@@ -60,7 +37,7 @@ std::size_t LeftOf(const Points<T>& points)
     if (!outer) {
         return points.size();
     }
-    EXPECT_EQ(PlainHull(*outer), PlainHull(points));
+    EXPECT_EQ(Test::PlainChain(*outer), Test::PlainChain(points));
     return outer->size();
 }
 
@@ -205,9 +182,9 @@ TYPED_TEST(InnerPointsOf, ThePublicHullIsThePlainOne)
     for (auto& p : points) {
         p = p * T(100);
     }
-    EXPECT_EQ(ConvexHull(points, false), PlainHull(points));
+    EXPECT_EQ(ConvexHull(points, false), Test::PlainChain(points));
     Vector::FilterForUniqueness(points, kLengthFloor<T>);
-    EXPECT_EQ(ConvexHull(points, true), PlainHull(points));
+    EXPECT_EQ(ConvexHull(points, true), Test::PlainChain(points));
 }
 
 } // namespace
