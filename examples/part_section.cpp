@@ -1,7 +1,8 @@
 // Cuts a part at a height and fills the section with triangles.
 //
-//   part_section part.stl HEIGHT [section.svg]
+//   part_section part.stl HEIGHT|SHARE% [section.svg]
 //
+// The height is a coordinate, or a share of the part's height from its bottom.
 // Chords of the triangles at that height are linked into outlines; what lies within an odd number
 // of them is material. Exit codes: 0 done, 1 a file can't be read or written, or nothing lies at
 // that height, 2 wrong use.
@@ -104,16 +105,17 @@ bool WriteSvg(const Section& section, const std::vector<std::vector<Vec2d>>& out
 int main(int argc, char** argv)
 {
     double height = 0;
-    if (argc >= 3) {
-        const std::string_view number = argv[2];
-        const auto [end, error] =
-            std::from_chars(number.data(), number.data() + number.size(), height);
-        if (error != std::errc{} || end != number.data() + number.size()) {
-            argc = 0;
-        }
+    bool isShare = false;
+    bool isNumber = false;
+    if (argc == 3 || argc == 4) {
+        const std::string_view word = argv[2];
+        const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), height);
+        const std::string_view rest = word.substr(static_cast<std::size_t>(end - word.data()));
+        isShare = rest == "%";
+        isNumber = error == std::errc{} && (rest.empty() || isShare);
     }
-    if (argc < 3 || argc > 4) {
-        std::fprintf(stderr, "usage: part_section part.stl HEIGHT [section.svg]\n");
+    if (!isNumber) {
+        std::fprintf(stderr, "usage: part_section part.stl HEIGHT|SHARE%% [section.svg]\n");
         return 2;
     }
     Part part;
@@ -123,6 +125,10 @@ int main(int argc, char** argv)
     }
     part.indices = Vector::FilterForUniquenessAndIndex(part.points, 0.0);
 
+    if (isShare) {
+        const auto box = Bounding::BoxOfPoints(part.points);
+        height = box.min[2] + (box.max[2] - box.min[2]) * height / 100;
+    }
     const std::vector<std::vector<Vec2d>> outlines = OutlinesAtHeight(part, height);
     const std::size_t open = static_cast<std::size_t>(
         std::count_if(outlines.begin(), outlines.end(), [](const std::vector<Vec2d>& outline) {

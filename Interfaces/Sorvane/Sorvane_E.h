@@ -7,6 +7,7 @@
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/Decorations_E.h>
+#include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
@@ -15,6 +16,7 @@
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/Tessellation_E.h>
 #include <Sorvane/TreeAddress_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Sorvane/Version_E.h>
