@@ -12,11 +12,16 @@ namespace Velk::Math::Sorvane::Tree {
 
 namespace Impl {
 
+/// Is `Intersect::DistanceToAABB` 0? So it is for a point inside and for one so little outside that
+/// the square of the gap vanishes in T, below some 1e-23 in `float` and 1e-162 in `double`. Not for
+/// a NaN.
 template <int D, class T>
 bool LiesWithin(const VecBase<D, T>& point, const BoxOf<D, T>& box)
 {
+    const auto vanishes = [](T gap) { return gap * gap == 0; };
     for (int i = 0; i < D; ++i) {
-        if (!(point[i] >= box.min[i] && point[i] <= box.max[i])) {
+        if (!(point[i] >= box.min[i] || vanishes(box.min[i] - point[i])) ||
+            !(point[i] <= box.max[i] || vanishes(point[i] - box.max[i]))) {
             return false;
         }
     }
@@ -225,15 +230,24 @@ void QOFNode<D, T, K>::Place(QOFNode& node, const Content* content, const Bound&
     } else {
         home->content.insert(content);
     }
-    if (home->children.empty() && home->content.size() > capacity) {
+    if (home->children.empty() && home->content.size() > capacity && !home->IsOnePointForever()) {
         Split(*home, capacity);
     }
 }
 
 // --- splitting ----------------------------------------------------------------------------------
 
-/// Would a split repeat itself without end? Contents without extent fit cells of any size, so that
-/// nothing else stops them when they coincide.
+/// Has this subtree never held anything but one point, from which the split above got nothing away?
+/// Contents without extent fit cells of any size: coincident ones would be handed down for a
+/// thousand levels.
+template <int D, class T, int K>
+bool QOFNode<D, T, K>::IsOnePointForever() const
+{
+    return parent != nullptr && contentBox.min == contentBox.max &&
+           parent->contentBox == contentBox;
+}
+
+/// Are there contents, and would the children be no smaller than this cell?
 template <int D, class T, int K>
 bool QOFNode<D, T, K>::SplitIsFutile() const
 {
@@ -245,11 +259,7 @@ bool QOFNode<D, T, K>::SplitIsFutile() const
         return true; // no size, or without bounds so that any child holds everything
     }
     const VecBase<D, T> step = Bounding::Impl::Uniform<D, T>(childHalf);
-    if (center + step == center || center - step == center) {
-        return true; // below the resolution of T on every axis
-    }
-    return parent != nullptr && contentBox.min == contentBox.max &&
-           parent->contentBox == contentBox;
+    return center + step == center || center - step == center; // below T's resolution on each axis
 }
 
 template <int D, class T, int K>

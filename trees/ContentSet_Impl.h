@@ -111,12 +111,32 @@ void QOFContentSet<D, T, K>::append(const Content* content, const Bound& bound)
 template <int D, class T, int K>
 bool QOFContentSet<D, T, K>::insert(const Content* content)
 {
-    if (Position(content) != size()) {
+    if (content == nullptr) {
         return false;
     }
-    append(content, content->GetBound());
+    const Bound bound = content->GetBound();
+    const std::size_t position = Position(content);
+    if (position != size()) {
+        RenewBound(position, bound);
+        return false;
+    }
+    append(content, bound);
     ArrangeWhenStale();
     return true;
+}
+
+template <int D, class T, int K>
+void QOFContentSet<D, T, K>::RenewBound(std::size_t position, const Bound& bound)
+{
+    if (bounds_[position] == bound) {
+        return;
+    }
+    bounds_[position] = bound;
+    if (position < groupedCount_) {
+        GrowGroupsOf(position);
+    }
+    ++changes_;
+    ArrangeWhenStale();
 }
 
 template <int D, class T, int K>

@@ -73,18 +73,12 @@ VecBase<D, To> Converted(const VecBase<D, From>& point)
     return result;
 }
 
-/// Grows the cell by a few units in the last place if its loose box misses a corner of `whole` by
-/// rounding, as may happen when all contents lie on one line along an axis: the outermost would be
-/// refused.
+/// Grows the cell by a few units in the last place.
 template <int D, class T>
-void MakeRoomForRounding(Bounding::RegularBoundingBox<D, T>& cell, const BoxOf<D, double>& whole)
+void MakeRoomForRounding(Bounding::RegularBoundingBox<D, T>& cell)
 {
     constexpr T kRounding = 4 * std::numeric_limits<T>::epsilon();
     const BoxOf<D, T> loose = LooseBoxOf(cell);
-    const BoxOf<D, double> reached{Converted<double>(loose.min), Converted<double>(loose.max)};
-    if (!std::isfinite(cell.halfSize) || !std::isfinite(cell.slack) || LiesWithin(whole, reached)) {
-        return;
-    }
     T largest = cell.halfSize;
     for (int i = 0; i < D; ++i) {
         largest = std::max({largest, std::fabs(loose.min[i]), std::fabs(loose.max[i])});
@@ -244,7 +238,16 @@ QOFTree<D, T, K, Node>::FittedRoot(const Bins::DataPool<Item>& storage)
 
     Cell cell{Impl::Converted<T>(center), Impl::Narrowed<T>(half),
               Impl::Narrowed<T>(meanDiagonal * 0.5 / half)};
-    Impl::MakeRoomForRounding(cell, whole);
+    // Only when all contents lie on one line along an axis does rounding matter: the half diagonal
+    // is half the extent then, and the outermost content may miss the loose box by a unit in the
+    // last place. It is worth a cell that is larger by as much.
+    const Box loose = Impl::LooseBoxOf(cell);
+    const bool isFinite = std::isfinite(cell.halfSize) && std::isfinite(cell.slack);
+    if (isFinite && !std::all_of(storage.begin(), storage.end(), [&](const Item& item) {
+            return Impl::LiesWithin(item.GetBound(), loose);
+        })) {
+        Impl::MakeRoomForRounding(cell);
+    }
     return cell;
 }
 

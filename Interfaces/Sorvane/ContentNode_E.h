@@ -82,29 +82,32 @@ public:
     int ChildIndex(const Bound& bound) const;
     /// The cell grown to half-edge `halfSize` * (1 + `slack`).
     Box LooseBox() const;
-    /// Does the bound lie in the closed loose box? A NaN doesn't.
+    /// Does the bound lie in the closed loose box? A NaN doesn't; a corner of a box does when its squared
+    /// distance, rounded to T, is 0.
     bool Holds(const Bound& bound) const;
 
     /// Puts a content into the subtree, or takes it out when `insert` is false.
     ///
     /// False, and nothing changes, for null and when this node's loose box does not hold the content.
     /// Otherwise true, even if there was nothing to take out. The content goes to the deepest node on
-    /// its way that holds it; a leaf that has more than `capacity` then is split. A content that is there
-    /// already stays once. O(depth), and O(`capacity`) for one that splits.
+    /// its way that holds it; a leaf that has more than `capacity` then is split, unless its contents are
+    /// one and the same point from which the split above got no other away. A content that is there
+    /// already stays once, with the bound that it has now. O(depth), and O(`capacity`) for one that
+    /// splits.
     static bool Insert(QOFNode& node, const Content* content, bool insert, unsigned int capacity);
 
     /// Gives a leaf children and hands its contents on to those that hold them; children that overflow
     /// are split in turn.
     ///
     /// Does nothing when the node has children, when `CanSplit` is false, and when splitting leads
-    /// nowhere: the node has contents and either its cell can't be halved any more in T or is without
-    /// bounds, or all of them are one and the same point from which the split above got no other away.
+    /// nowhere: the node has contents and its cell can't be halved any more in T or is without bounds.
     static void Split(QOFNode& node, unsigned int capacity);
 
 private:
     template <int, class, int, class> friend class QOFTree;
 
     void GrowContentBox(const Bound& bound);
+    bool IsOnePointForever() const;
     bool SplitIsFutile() const;
     QOFNode* ChildFor(const Bound& bound) const;
     static void Place(QOFNode& node, const Content* content, const Bound& bound,

@@ -70,7 +70,9 @@ protected:
 
     /// Root around all items: centred in the box of their bounds, its half size that box's half
     /// diagonal, its slack half the mean diagonal of the bounds as a fraction of the half size. No
-    /// number comes out as slack when the half size is 0.
+    /// number comes out as slack when the half size is 0. The half size is larger by a few units in the
+    /// last place when rounding would otherwise make the root refuse a content, as it may when all lie on
+    /// one line along an axis.
     template <class Item> static Cell FittedRoot(const Bins::DataPool<Item>& storage);
 
     /// Empties the tree and sets its root's cell and its slack.

@@ -82,6 +82,17 @@ public:
 
     static constexpr std::size_t kGroupSize = 8;
 
+    QOFContentSet() = default;
+    // A move leaves an empty set behind.
+    QOFContentSet(QOFContentSet&& other) noexcept { swap(other); }
+    QOFContentSet& operator=(QOFContentSet&& other) noexcept
+    {
+        QOFContentSet taken(std::move(other));
+        swap(taken);
+        return *this;
+    }
+    ~QOFContentSet() = default;
+
     std::size_t size() const { return items_.size(); }
     bool empty() const { return items_.empty(); }
     auto begin() const { return items_.begin(); }
@@ -91,15 +102,25 @@ public:
     const Bound& BoundAt(std::size_t i) const { return bounds_[i]; }
 
     bool contains(const Content* content) const { return FindPosition(content) != size(); }
-    /// False when it is there already. Amortised O(log n); a look-up for large sets, a short scan for
-    /// small ones.
+    /// False for null, and when it is there already, where it then has the bound of this moment. Amortised
+    /// O(log n); a look-up for large sets, a short scan for small ones.
     bool insert(const Content* content);
     /// False when it isn't there. Amortised O(log n), as `insert`.
     bool erase(const Content* content);
     /// Adds a content that is known not to be there, and leaves the arrangement to the caller. O(1).
     void append(const Content* content, const Bound& bound);
     void clear() { *this = QOFContentSet(); }
-    void swap(QOFContentSet& other) noexcept { std::swap(*this, other); }
+    void swap(QOFContentSet& other) noexcept
+    {
+        items_.swap(other.items_);
+        bounds_.swap(other.bounds_);
+        groupBoxes_.swap(other.groupBoxes_);
+        levelBegins_.swap(other.levelBegins_);
+        std::swap(levelCount_, other.levelCount_);
+        std::swap(groupedCount_, other.groupedCount_);
+        std::swap(changes_, other.changes_);
+        positions_.swap(other.positions_);
+    }
 
     /// Arranges the set anew if anything came or went since the last time. O(n log n).
     void Arrange();
@@ -137,6 +158,7 @@ private:
     }
     std::size_t FindPosition(const Content* content) const;
     std::size_t Position(const Content* content);
+    void RenewBound(std::size_t position, const Bound& bound);
     void ArrangeWhenStale();
     void SortIntoGroups();
     void MakeGroupBoxes();

@@ -199,6 +199,70 @@ TEST(AddressableNode, TheOwnerIsAskedWhenThereIsOne)
     EXPECT_EQ(owner.wishes, expected);
 }
 
+/// Notes what is asked of it.
+struct NotingNode : Node {
+    std::vector<int> steps;
+    std::vector<Address> wishes;
+
+    NotingNode() : Node(nullptr, kUnitCell, 0) {}
+    void EnsureNode(const Address& wanted, unsigned int capacity) override
+    {
+        wishes.push_back(wanted);
+        Node::EnsureNode(wanted, capacity);
+    }
+    Node* EnsureChild(int index, unsigned int capacity) override
+    {
+        steps.push_back(index);
+        return Node::EnsureChild(index, capacity);
+    }
+};
+
+TEST(AddressableNode, DerivedNodesAreAskedForNeighborsAndChildren)
+{
+    NotingNode root;
+    root.EnsurePath({3, (5 << 6) + (2 << 3) + 7}, 1);
+    EXPECT_EQ(root.steps.front(), 5) << "the highest three bits come first";
+    // What a node at an address asks for when it is split: its neighbours across six faces, less
+    // those outside the cube.
+    NotingNode inner;
+    Owner owner; // lets nothing be made
+    inner.owner = &owner;
+    inner.address = {2, 7};
+    Node::Split(inner, 1);
+    EXPECT_EQ(inner.wishes, inner.address.NeighborAddresses(true));
+    EXPECT_EQ(owner.wishes.size(), inner.wishes.size());
+}
+
+TEST(AddressableNode, CoincidentPointsDoNotKeepANeighborFromBeingMade)
+{
+    // Points in octant 1 next to the face towards octant 0, where cells down to depth 6 are asked
+    // for.
+    Root root;
+    const std::deque<QOFTreeContent<3, double, 1>> points(20, {Vec3d{0.51, 0.3, 0.3}, 0.0});
+    for (const auto& point : points) {
+        EXPECT_TRUE(Node::Insert(root, &point, true, 4));
+    }
+    Address beside{};
+    for (int level = 0; level < 6; ++level) {
+        const Vec3d place{0.49, 0.3, 0.3};
+        const Vec3d cell = place * static_cast<double>(2 << level);
+        const auto bit = [&](int axis) {
+            return static_cast<unsigned long long>(cell[axis]) & 1ULL;
+        };
+        beside = {beside.depth + 1, beside.path * 8 + bit(0) + 2 * bit(1) + 4 * bit(2)};
+    }
+    root.EnsurePath(beside, 4);
+    const std::map<Address, Node*> nodes = NodesByAddress(root);
+    ASSERT_EQ(nodes.count(beside), 1U);
+    Node::Split(*nodes.at(beside), 4);
+    ExpectNoSplitNodeLacksANeighbor(root);
+    std::size_t count = 0;
+    for (const auto& [address, node] : NodesByAddress(root)) {
+        count += node->content.size();
+    }
+    EXPECT_EQ(count, points.size());
+}
+
 TEST(AddressableNode, ContentsSplitItAsAnyNode)
 {
     using ::Test::Random;

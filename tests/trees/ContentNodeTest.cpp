@@ -7,10 +7,18 @@
 
 #include "tests/support/TestSupport.h"
 
+#include <Velk/Math/Intersect_E.h>
+
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
+#include <cstring>
 #include <deque>
+#include <functional>
 #include <limits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -52,6 +60,56 @@ TEST(ContentNode, IsALeafWithoutContentAtFirst)
     EXPECT_EQ(node.GetChild(0), nullptr);
     EXPECT_TRUE(node.CanSplit(0));
 }
+
+template <class Node>
+void ExpectFieldsInOrder()
+{
+    const Node node;
+    const std::array<const void*, 8> places{&node,         &node.center,    &node.halfSize,
+                                            &node.slack,   &node.children,  &node.parent,
+                                            &node.content, &node.contentBox};
+    EXPECT_TRUE(std::is_sorted(places.begin(), places.end(), std::less<>()));
+}
+
+TEST(ContentNode, FieldsStandInTheOrderTold)
+{
+    ExpectFieldsInOrder<QOFNode<2, float, 0>>();
+    ExpectFieldsInOrder<QOFNode<2, double, 0>>();
+    ExpectFieldsInOrder<QOFNode<3, double, 0>>();
+    ExpectFieldsInOrder<QOFNode<2, double, 1>>();
+    ExpectFieldsInOrder<QOFNode<3, double, 1>>();
+    const QOFTreeContent<3, double, 0> box({1, 2, 3}, {4, 5, 6});
+    EXPECT_LT(static_cast<const void*>(&box.min), static_cast<const void*>(&box.max));
+    const BallContent ball({1, 2}, 3);
+    EXPECT_LT(static_cast<const void*>(&ball.center), static_cast<const void*>(&ball.radius));
+}
+
+#if defined(__GXX_ABI_VERSION) && defined(__x86_64__)
+/// Place of a virtual operation in the table of its class: this ABI keeps it in the member pointer.
+template <class Member>
+std::ptrdiff_t VirtualSlot(Member member)
+{
+    std::ptrdiff_t offset = 0;
+    static_assert(sizeof(member) >= sizeof(offset));
+    std::memcpy(&offset, &member, sizeof(offset));
+    EXPECT_EQ(offset % 2, 1) << "not a virtual operation";
+    return (offset - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+
+TEST(ContentNode, VirtualOperationsStandInTheOrderTold)
+{
+    // The destructor takes the slots 0 and 1.
+    EXPECT_EQ(VirtualSlot(&BoxNode::MemorySize), 2);
+    EXPECT_EQ(VirtualSlot(&BoxNode::GetChild), 3);
+    EXPECT_EQ(VirtualSlot(&BoxNode::CanSplit), 4);
+    EXPECT_EQ(VirtualSlot(&BoxNode::AfterSplit), 5);
+    EXPECT_EQ(VirtualSlot(&BoxNode::AllocateChild), 6);
+    EXPECT_EQ(VirtualSlot(&BoxNode::TransferTo), 7);
+    using Addressable = QOFAddressableNode<3, double, 1>;
+    EXPECT_EQ(VirtualSlot(&Addressable::EnsureNode), 8);
+    EXPECT_EQ(VirtualSlot(&Addressable::EnsureChild), 9);
+}
+#endif
 
 TEST(ContentNode, ChildCellsHalveTheEdgeAndKeepTheSlack)
 {
@@ -144,6 +202,37 @@ TEST(ContentNodeInsert, RefusesNullAndWhatTheLooseBoxDoesNotHold)
     EXPECT_EQ(node.contentBox, BoxNode::Box());
     EXPECT_TRUE(BoxNode::Insert(node, &touching, true, 4));
     EXPECT_TRUE(node.content.contains(&touching));
+}
+
+template <class T>
+void ExpectInsertGoesByTheSquaredDistance()
+{
+    // Gaps whose squares are numbers, and gaps whose squares vanish.
+    using ::Test::Random;
+    Random random(4);
+    const double vanishing = std::sqrt(static_cast<double>(std::numeric_limits<T>::denorm_min()));
+    int taken = 0;
+    for (int round = 0; round < 2000; ++round) {
+        QOFNode<2, T, 0> node(nullptr, {{8, 8}, 8, 0}); // from 0 to 16
+        const T outside = static_cast<T>(-vanishing * random.Between(0, 2));
+        QOFTreeContent<2, T, 0> content({1, 1}, {2, 2});
+        (round % 4 < 2 ? content.min : content.max)[round % 2] = outside;
+        const auto loose = node.LooseBox();
+        const bool expected =
+            Intersect::DistanceToAABB(loose.min, loose.max, content.min, true) == 0 &&
+            Intersect::DistanceToAABB(loose.min, loose.max, content.max, true) == 0;
+        ASSERT_EQ((QOFNode<2, T, 0>::Insert(node, &content, true, 4)), expected) << outside;
+        ASSERT_EQ(node.content.size(), expected ? 1U : 0U);
+        taken += expected ? 1 : 0;
+    }
+    EXPECT_GT(taken, 400);
+    EXPECT_LT(taken, 1600);
+}
+
+TEST(ContentNodeInsert, TakesACornerWhoseSquaredDistanceVanishes)
+{
+    ExpectInsertGoesByTheSquaredDistance<float>();
+    ExpectInsertGoesByTheSquaredDistance<double>();
 }
 
 TEST(ContentNodeInsert, RefusesNaNAndInfinity)
@@ -245,6 +334,31 @@ TEST(ContentNodeInsert, OnceIsEnough)
     EXPECT_TRUE(node.children.empty());
 }
 
+TEST(ContentNodeInsert, AgainWithAnotherBoundIsKnownByThatBound)
+{
+    for (const int count : {1, 200}) { // without and with groups
+        Cell8 node;
+        std::deque<BoxContent> items(static_cast<std::size_t>(count), BoxContent({1, 1}, {2, 2}));
+        for (const BoxContent& item : items) {
+            BoxNode::Insert(node, &item, true, 1000);
+        }
+        node.content.Arrange();
+        items[0].min = {-3, -4};
+        EXPECT_TRUE(BoxNode::Insert(node, &items[0], true, 1000));
+        EXPECT_EQ(node.content.size(), items.size());
+        EXPECT_EQ(node.contentBox.min, (Vec2d{-3, -4}));
+        std::size_t place = 0;
+        while (node.content[place] != &items[0]) {
+            ++place;
+        }
+        EXPECT_EQ(node.content.BoundAt(place).min, (Vec2d{-3, -4}));
+        for (int level = 0; level < node.content.LevelCount(); ++level) {
+            place /= 8;
+            EXPECT_EQ(node.content.GroupBox(level, place).min, (Vec2d{-3, -4}));
+        }
+    }
+}
+
 TEST(ContentNodeInsert, TwoAtOnePlaceSplitUntilAChildIsTooSmall)
 {
     Cell8 node;
@@ -288,6 +402,26 @@ TEST(ContentNodeSplit, CoincidentPointsEnd)
         EXPECT_TRUE(child->children.empty())
             << "a second split would separate no more than the first";
     }
+}
+
+TEST(ContentNodeSplit, ALeafOfCoincidentPointsIsSplitWhenAsked)
+{
+    Cell8 node;
+    const std::deque<BoxContent> points(9, BoxContent({1, 1}, {1, 1}));
+    for (const BoxContent& point : points) {
+        BoxNode::Insert(node, &point, true, 2);
+    }
+    BoxNode* leaf = node.GetChild(3);
+    ASSERT_TRUE(leaf->children.empty());
+    BoxNode::Split(*leaf, 2);
+    ASSERT_EQ(leaf->children.size(), 4U);
+    EXPECT_TRUE(leaf->content.empty());
+    EXPECT_EQ(Child(*leaf, 0)->content.size(), 9U);
+    EXPECT_TRUE(Child(*leaf, 0)->children.empty()) << "once only";
+    // Something elsewhere makes an overflowing leaf worth splitting.
+    const BoxContent other({0.5, 0.5}, {0.75, 0.75});
+    EXPECT_TRUE(BoxNode::Insert(node, &other, true, 2));
+    EXPECT_EQ(Child(*leaf, 0)->children.size(), 4U);
 }
 
 TEST(ContentNodeSplit, PointsNextToEachOtherEnd)
@@ -555,6 +689,28 @@ TEST(ContentSet, KeepsTheOrderOfInsertion)
     set.swap(other);
     EXPECT_EQ(Pointers(set.begin(), set.end()), Pointers{item(2)});
     EXPECT_EQ(other.size(), 3U);
+}
+
+TEST(ContentSet, AMovedSetIsEmptyAndNullIsNoMember)
+{
+    const std::deque<BoxContent> items(100);
+    using Set = QOFContentSet<2, double, 0>;
+    Set set;
+    EXPECT_FALSE(set.insert(nullptr));
+    EXPECT_FALSE(set.erase(nullptr));
+    for (const BoxContent& item : items) {
+        set.insert(&item);
+    }
+    set.Arrange();
+    ASSERT_GT(set.LevelCount(), 0);
+    Set taken(std::move(set));
+    EXPECT_EQ(taken.size(), 100U);
+    EXPECT_EQ(set.size(), 0U); // NOLINT(bugprone-use-after-move): told to be empty
+    EXPECT_EQ(set.LevelCount(), 0);
+    EXPECT_EQ(set.GroupedCount(), 0U);
+    set = std::move(taken);
+    EXPECT_EQ(set.size(), 100U);
+    EXPECT_EQ(taken.LevelCount(), 0); // NOLINT(bugprone-use-after-move)
 }
 
 TEST(ContentSet, BehavesAsASetAtEverySize)

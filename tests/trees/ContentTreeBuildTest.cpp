@@ -195,6 +195,61 @@ TEST(ContentTreeBuild, PointsOnALineAlongAnAxisAllFindRoom)
     }
 }
 
+/// All contents of a line along an axis are in the tree, in a root that is larger by rounding at
+/// most.
+template <class T, int K>
+void ExpectALineFindsRoom(double largestRadius)
+{
+    Random random(6);
+    for (int round = 0; round < 300; ++round) {
+        OpenTree<2, T, K> tree;
+        const T far = static_cast<T>(std::pow(10.0, random.Between(-3, 5)));
+        const T radius = static_cast<T>(random.Between(0, largestRadius));
+        const int along = round % 2;
+        VecBase<2, T> low{far, far};
+        VecBase<2, T> high = low;
+        for (int i = 0; i < 20; ++i) {
+            VecBase<2, T> at{far, far};
+            at[along] += static_cast<T>(random.Between(-1, 1));
+            low[along] = std::min(low[along], at[along]);
+            high[along] = std::max(high[along], at[along]);
+            if constexpr (K == 0) {
+                tree.storage.Add({at, at, i});
+            } else {
+                tree.storage.Add({at, radius, i});
+            }
+        }
+        if (low == high) {
+            continue; // a line no longer, at the resolution of T
+        }
+        tree.Build();
+        ASSERT_EQ(CountContents(tree.AnyRoot()), 20U) << round;
+        const T half = (high[along] - low[along]) / 2 + radius;
+        EXPECT_NEAR(static_cast<double>(tree.Root().halfSize), static_cast<double>(half),
+                    static_cast<double>(8 * std::numeric_limits<T>::epsilon() * (far + 2)));
+    }
+}
+
+TEST(ContentTreeBuild, LinesAlongAnAxisFindRoomInFloatAndAsBalls)
+{
+    ExpectALineFindsRoom<float, 0>(0);
+    ExpectALineFindsRoom<double, 0>(0);
+    ExpectALineFindsRoom<double, 1>(0);
+    ExpectALineFindsRoom<double, 1>(1e-12); // less than the rounding of the coordinates
+}
+
+TEST(ContentTreeBuild, ARootThatHoldsAllIsTheHalfDiagonalExactly)
+{
+    BoxTree2 tree; // along an axis, without rounding
+    for (int i = 0; i <= 16; ++i) {
+        Add(tree, {1.0 * i, 3}, {1.0 * i, 3});
+    }
+    tree.Build();
+    EXPECT_EQ(tree.Root().halfSize, 8);
+    EXPECT_EQ(tree.Root().slack, 0);
+    EXPECT_EQ(CountContents(tree.AnyRoot()), 17U);
+}
+
 TEST(ContentTreeBuild, BuildingAgainStartsAfresh)
 {
     BoxTree2 tree;

@@ -367,6 +367,9 @@ TEST(ContentTreeQuery, ABallThatOnlyTouchesTheBallIsSelected)
         << "radius 0 on the rim";
     EXPECT_EQ(Ids(tree.GetPossibleBallCollisions({{0, 50}, 0})), std::vector<int>{2})
         << "both of radius 0";
+    // Just at the tolerance: 0 + 0 + 1e-12 away, and the next number after it.
+    EXPECT_EQ(Ids(tree.GetPossibleBallCollisions({{1e-12, 50}, 0})), std::vector<int>{2});
+    EXPECT_TRUE(tree.GetPossibleBallCollisions({{std::nextafter(1e-12, 1.0), 50}, 0}).empty());
 }
 
 TEST(ContentTreeQuery, TouchingBallsAreFoundWhereverTheyLie)
