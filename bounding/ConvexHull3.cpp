@@ -38,7 +38,7 @@ std::vector<int> HullTriangles(const std::vector<VecBase<3, T>>& points)
         return hull.Triangles();
     }
     // Points inside a flat side or on an edge, which became nodes before its corners did. The other
-    // nodes have the same hull.
+    // nodes have the same hull; a tolerance, taken once more, could leave out some of them.
     std::vector<int> corners = hull.Triangles();
     std::sort(corners.begin(), corners.end());
     corners.erase(std::unique(corners.begin(), corners.end()), corners.end());
@@ -46,7 +46,7 @@ std::vector<int> HullTriangles(const std::vector<VecBase<3, T>>& points)
     std::set_difference(corners.begin(), corners.end(), flat.begin(), flat.end(),
                         std::back_inserter(kept));
     Impl::QHullMesh cleaned(Gather(points, kept));
-    if (!cleaned.Build()) {
+    if (!cleaned.Build(true)) {
         return hull.Triangles();
     }
     std::vector<int> triangles = cleaned.Triangles();

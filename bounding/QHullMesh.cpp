@@ -91,9 +91,9 @@ void QHullMesh::ScaleToWorkCube()
     radius_ = std::sqrt(radius_);
 }
 
-bool QHullMesh::Build()
+bool QHullMesh::Build(bool isExact)
 {
-    if (!MakeSimplex()) {
+    if (!MakeSimplex(isExact)) {
         return false;
     }
     do {
@@ -106,7 +106,7 @@ bool QHullMesh::Build()
 
 /// Four points that span a solid, chosen far apart; extremes along the axes come first, where ties
 /// are exact and the first of equals is a corner of the hull.
-bool QHullMesh::MakeSimplex()
+bool QHullMesh::MakeSimplex(bool isExact)
 {
     const int count = static_cast<int>(points.size());
     if (count < 4) {
@@ -176,6 +176,10 @@ bool QHullMesh::MakeSimplex()
     }
     if (side > 0) {
         std::swap(b, c);
+    }
+    if (isExact) { // all faces count as slivers then, for which every point that sees them is far
+                   // out
+        tolerance = std::numeric_limits<double>::min();
     }
 
     newFaces_ = {AddFace(a, b, c), AddFace(d, b, a), AddFace(c, b, d), AddFace(a, c, d)};
@@ -285,15 +289,20 @@ void QHullMesh::CollectVisible(int face, int node)
 
 bool QHullMesh::LinkHorizon()
 {
-    bool isLoop = horizon_.size() >= 3;
     for (std::size_t i = 0; i < horizon_.size(); ++i) {
-        isLoop = isLoop && coneAt_[horizon_[i].from] < 0;
+        if (coneAt_[horizon_[i].from] >= 0) {
+            return false; // the rim touches itself
+        }
         coneAt_[horizon_[i].from] = static_cast<int>(i);
     }
-    for (const HorizonEdge& edge : horizon_) {
-        isLoop = isLoop && coneAt_[edge.to] >= 0;
-    }
-    return isLoop;
+    // Once round from the first edge: a second loop, about a face left standing inside, stays out.
+    std::size_t length = 0;
+    int edge = horizon_.empty() ? -1 : 0;
+    do {
+        edge = edge < 0 ? -1 : coneAt_[horizon_[edge].to];
+        ++length;
+    } while (edge > 0 && length < horizon_.size());
+    return edge == 0 && length == horizon_.size() && length >= 3;
 }
 
 /// Gathers the outside sets of the visible faces, `node` aside, and removes those faces.
@@ -390,10 +399,10 @@ void QHullMesh::MakeCone(int node)
     }
 }
 
-/// Gives each orphan to a new face that sees it beyond the tolerance, or else to the one that it is
-/// farthest from. What no new face sees is inside: the part of the surface that a point sees is
-/// connected, so where the seen part reached from a removed face over the rim, the cone's face
-/// there is seen as well.
+/// Gives each orphan to a new face that it sees from beyond the tolerance, or else to the one of
+/// those it sees that it is farthest from. What no new face sees is inside: the part of the surface
+/// that a point sees is connected, so where the seen part reached from a removed face over the rim,
+/// the cone's face there is seen as well.
 void QHullMesh::PlaceOrphans()
 {
     for (const int q : orphans_) {
@@ -431,21 +440,18 @@ bool QHullMesh::Sees(const QHullFace& face, int point) const
                                    points[point]) > 0;
 }
 
-/// How far out a point is for a face that it might see; kInside when it surely doesn't. Where even
-/// twice the precision left no plane, a point counts as far out exactly when it is outside at all.
+/// How far out a point is for a face that it sees; kInside when it doesn't. Where even twice the
+/// precision left no plane, a point counts as far out exactly when it is outside at all.
 double QHullMesh::Reach(const QHullFace& face, int point) const
 {
     const double distance = Distance(face, points[point]);
     if (distance > face.error) {
         return distance;
     }
-    if (distance < -face.error) {
+    if (distance < -face.error || !Sees(face, point)) {
         return kInside;
     }
-    if (!IsSliver(face)) {
-        return distance;
-    }
-    return Sees(face, point) ? std::max(std::fabs(distance), 2 * tolerance) : kInside;
+    return IsSliver(face) ? std::max(std::fabs(distance), 2 * tolerance) : distance;
 }
 
 void QHullMesh::Place(int point, int face, double reach)
@@ -513,7 +519,7 @@ bool QHullMesh::AdoptOverlooked()
                     }
                     faces[other].visit = walk_;
                     const double reach = Reach(faces[other], q);
-                    if (reach > faces[other].error) {
+                    if (reach > kInside) {
                         seen.push_back(other);
                     }
                     if (reach > farthest) {

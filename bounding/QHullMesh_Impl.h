@@ -31,9 +31,10 @@ struct QHullFace {
 
 /// The hull of a point set while it grows, and when it is done.
 ///
-/// A node's number is the number of its point. Every point that is outside the present hull, or
-/// might be by the rounding of a distance, is in the outside set of one face that sees it; a point
-/// that no new face sees when its own face goes is inside for good.
+/// A node's number is the number of its point. Every point that is outside the present hull is in
+/// the outside set of one face that it sees, exactly: a point that sees no new face when its own
+/// face goes is then inside for good. A point kept for a face that it does not see could be lost
+/// while it is far out for another one.
 class QHullMesh {
 public:
     /// Points are worked on in double, scaled by a power of two so that the longest edge of their
@@ -43,8 +44,9 @@ public:
     template <class T>
     explicit QHullMesh(const std::vector<VecBase<3, T>>& points);
 
-    /// False, with no face, when all points lie within `tolerance` of a plane.
-    bool Build();
+    /// False, with no face, when all points lie within `tolerance` of a plane. `isExact`: points
+    /// become nodes however little they are outside.
+    bool Build(bool isExact = false);
 
     /// Three node numbers for each face, in the order of the face slots.
     std::vector<int> Triangles() const;
@@ -70,7 +72,7 @@ private:
     };
 
     void ScaleToWorkCube();
-    bool MakeSimplex();
+    bool MakeSimplex(bool isExact);
     void Grow();
     void GrowAt(int face);
     bool AdoptOverlooked();

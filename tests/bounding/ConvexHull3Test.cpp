@@ -353,6 +353,27 @@ TEST(ConvexHull3Flags, PointsWithinTheLengthFloorAreOne)
     }
 }
 
+// Two corners of a small cube that the caller should have merged: both are nodes, but one point.
+TEST(ConvexHull3Flags, OwnPointsAreUniqueWhateverTheCallerVouchesFor)
+{
+    std::vector<Vec3d> points;
+    for (const Vec3d& p : Lattice(2)) {
+        points.push_back(p * 1e-3);
+    }
+    points.push_back({1e-3 + 5e-13, 1e-3 - 2e-13, 1e-3});
+    Vector::FilterForUniqueness(points, 0.0);
+    const auto shared = HullOf(points, true, true);
+    ASSERT_TRUE(shared.isSolid);
+    EXPECT_EQ(std::set<int>(shared.indices.begin(), shared.indices.end()).size(), 9U);
+    const auto own = HullOf(points, true, false);
+    ASSERT_EQ(own.points.size(), 8U);
+    ASSERT_EQ(own.indices.size(), shared.indices.size());
+    for (std::size_t i = 0; i < own.indices.size(); ++i) {
+        ASSERT_LT(own.indices[i], 8);
+        EXPECT_LE(Length(own.points[own.indices[i]] - points[shared.indices[i]]), 1e-12);
+    }
+}
+
 TYPED_TEST(ConvexHull3, ResultMayReplaceTheInput)
 {
     ::Test::Random random(9);
