@@ -3,6 +3,7 @@
 #include <Sorvane/BoundingVolumes_E.h>
 
 #include "tests/bounding/BallOracle.h"
+#include "tests/bounding/BoundingForms.h"
 #include "tests/bounding/PointSets.h"
 #include "tests/support/TestSupport.h"
 
@@ -15,26 +16,10 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Bounding;
 
-template <int Dimension, class Scalar>
-struct Kind {
-    static constexpr int D = Dimension;
-    using T = Scalar;
-};
 template <class K>
 class BoundingBallsOf : public testing::Test {
 };
-using Kinds = testing::Types<Kind<2, float>, Kind<2, double>, Kind<3, float>, Kind<3, double>>;
-TYPED_TEST_SUITE(BoundingBallsOf, Kinds);
-
-template <int D, class T>
-BoundingBall<D, T> BallOf(const std::vector<VecBase<D, T>>& points, bool skipHull)
-{
-    if constexpr (D == 2) {
-        return BoundingCircleOfPoints(points, skipHull);
-    } else {
-        return BoundingSphereOfPoints(points, skipHull);
-    }
-}
+TYPED_TEST_SUITE(BoundingBallsOf, Test::BoundingForms);
 
 template <int D, class T>
 void ExpectSmallest(const BoundingBall<D, T>& ball, const std::vector<VecBase<D, T>>& points)
@@ -62,11 +47,11 @@ TYPED_TEST(BoundingBallsOf, NoneOneAndTwoPoints)
     V middle = a;
     middle[1] = T(2);
     for (const bool skipHull : {false, true}) {
-        EXPECT_EQ(BallOf(std::vector<V>{}, skipHull), (BoundingBall<D, T>{}));
-        EXPECT_EQ(BallOf(std::vector<V>{a}, skipHull), (BoundingBall<D, T>{a, T(0)}));
-        EXPECT_EQ(BallOf(std::vector<V>{a, b}, skipHull), (BoundingBall<D, T>{middle, T(2)}));
+        EXPECT_EQ(Test::BallOf(std::vector<V>{}, skipHull), (BoundingBall<D, T>{}));
+        EXPECT_EQ(Test::BallOf(std::vector<V>{a}, skipHull), (BoundingBall<D, T>{a, T(0)}));
+        EXPECT_EQ(Test::BallOf(std::vector<V>{a, b}, skipHull), (BoundingBall<D, T>{middle, T(2)}));
         // Two coincident points stay at the origin, and the ball does not hold them.
-        EXPECT_EQ(BallOf(std::vector<V>{a, a}, skipHull), (BoundingBall<D, T>{}));
+        EXPECT_EQ(Test::BallOf(std::vector<V>{a, a}, skipHull), (BoundingBall<D, T>{}));
     }
 }
 
@@ -84,8 +69,8 @@ TYPED_TEST(BoundingBallsOf, TheHullComesInAboveTenPoints)
     const BoundingBall<D, T> onePoint{a, T(0)};
     for (const std::size_t count : {3U, 10U, 11U, 5000U}) {
         const std::vector<V> points(count, a);
-        EXPECT_EQ(BallOf(points, true), aboutOrigin);
-        EXPECT_EQ(BallOf(points, false), D == 2 && count > 10 ? onePoint : aboutOrigin);
+        EXPECT_EQ(Test::BallOf(points, true), aboutOrigin);
+        EXPECT_EQ(Test::BallOf(points, false), D == 2 && count > 10 ? onePoint : aboutOrigin);
     }
 }
 
@@ -98,7 +83,7 @@ TYPED_TEST(BoundingBallsOf, CornersOfACube)
     std::array<unsigned int, D> counts;
     counts.fill(1);
     for (const bool skipHull : {false, true}) {
-        const auto ball = BallOf(GridOfPoints(box, counts), skipHull);
+        const auto ball = Test::BallOf(GridOfPoints(box, counts), skipHull);
         EXPECT_NEAR(ball.radius, std::sqrt(T(D)), 8 * std::numeric_limits<T>::epsilon());
         for (const T x : ball.center) {
             EXPECT_NEAR(x, 2, 8 * std::numeric_limits<T>::epsilon());
@@ -116,8 +101,8 @@ TYPED_TEST(BoundingBallsOf, HoldsAllPointsAndIsSmallest)
             SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(trial));
             const auto points =
                 Test::MakePoints<D, T>(set, 11 + random.Below(trial < 4 ? 2000 : 200), random);
-            ExpectSmallest(BallOf(points, false), points);
-            ExpectSmallest(BallOf(points, true), points);
+            ExpectSmallest(Test::BallOf(points, false), points);
+            ExpectSmallest(Test::BallOf(points, true), points);
             if (this->HasFatalFailure()) {
                 return;
             }
@@ -135,8 +120,8 @@ TYPED_TEST(BoundingBallsOf, FlatSetsOfAllSizes)
         for (auto& p : points) {
             p[D - 1] = T(7); // in a plane, and for D = 2 on a line
         }
-        ExpectSmallest(BallOf(points, false), points);
-        ExpectSmallest(BallOf(points, true), points);
+        ExpectSmallest(Test::BallOf(points, false), points);
+        ExpectSmallest(Test::BallOf(points, true), points);
     }
 }
 
@@ -151,7 +136,7 @@ TYPED_TEST(BoundingBallsOf, PointsThatAreNotFiniteEnd)
             for (const bool skipHull : {false, true}) {
                 auto points = Test::MakePoints<D, T>(Test::PointSet::Ball, count, random);
                 points[1][0] = bad;
-                std::ignore = BallOf(points, skipHull);
+                std::ignore = Test::BallOf(points, skipHull);
             }
         }
     }

@@ -2,6 +2,7 @@
 
 #include <Sorvane/BoundingVolumes_E.h>
 
+#include "tests/bounding/BoundingForms.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -16,16 +17,10 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Bounding;
 
-template <int Dimension, class Scalar>
-struct Kind {
-    static constexpr int D = Dimension;
-    using T = Scalar;
-};
 template <class K>
 class BoxesOf : public testing::Test {
 };
-using Kinds = testing::Types<Kind<2, float>, Kind<2, double>, Kind<3, float>, Kind<3, double>>;
-TYPED_TEST_SUITE(BoxesOf, Kinds);
+TYPED_TEST_SUITE(BoxesOf, Test::BoundingForms);
 
 template <int D, class T>
 VecBase<D, T> All(T value)

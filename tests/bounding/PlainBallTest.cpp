@@ -2,6 +2,7 @@
 
 #include <Sorvane/BoundingVolumes_E.h>
 
+#include "tests/bounding/BoundingForms.h"
 #include "tests/bounding/PlainBall.h"
 #include "tests/bounding/PointSets.h"
 #include "tests/support/TestSupport.h"
@@ -18,26 +19,10 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Bounding;
 
-template <int Dimension, class Scalar>
-struct Kind {
-    static constexpr int D = Dimension;
-    using T = Scalar;
-};
 template <class K>
 class PlainBallOf : public testing::Test {
 };
-using Kinds = testing::Types<Kind<2, float>, Kind<2, double>, Kind<3, float>, Kind<3, double>>;
-TYPED_TEST_SUITE(PlainBallOf, Kinds);
-
-template <int D, class T>
-BoundingBall<D, T> BallOf(const std::vector<VecBase<D, T>>& points, bool skipHull)
-{
-    if constexpr (D == 2) {
-        return BoundingCircleOfPoints(points, skipHull);
-    } else {
-        return BoundingSphereOfPoints(points, skipHull);
-    }
-}
+TYPED_TEST_SUITE(PlainBallOf, Test::BoundingForms);
 
 template <class Real, int D, class T>
 BoundingBall<D, Real> PlainBallOfAll(const std::vector<VecBase<D, T>>& points, bool skipHull)
@@ -52,7 +37,7 @@ void ExpectSame(const std::vector<VecBase<D, T>>& points, double accuracy)
 {
     for (const bool skipHull : {false, true}) {
         SCOPED_TRACE(skipHull ? "all points" : "vertices of the hull");
-        const auto ball = BallOf(points, skipHull);
+        const auto ball = Test::BallOf(points, skipHull);
         const auto plain = PlainBallOfAll<Real>(points, skipHull);
         // The twin reaches all that it has seen, the vertices of the hull; the ball all points.
         const Real size = plain.radius;
@@ -119,11 +104,11 @@ TYPED_TEST(PlainBallOf, CoincidentPointsInEverySizeClass)
         for (const bool skipHull : {false, true}) {
             SCOPED_TRACE(std::to_string(count) + (skipHull ? " without hull" : ""));
             std::vector<VecBase<D, T>> points(count, a);
-            EXPECT_EQ(BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
+            EXPECT_EQ(Test::BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
             for (std::size_t i = 0; i < count; i += 3) {
                 points[i] = b;
             }
-            EXPECT_EQ(BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
+            EXPECT_EQ(Test::BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
             if (count > 40) {
                 continue; // O(n^4) steps of the twin in space
             }
@@ -131,7 +116,7 @@ TYPED_TEST(PlainBallOf, CoincidentPointsInEverySizeClass)
                 points[i] = a;
                 points[i][1] += kLengthFloor<T> * static_cast<T>(i * 7 % 10) / 10;
             }
-            EXPECT_EQ(BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
+            EXPECT_EQ(Test::BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
         }
     }
 }
@@ -145,19 +130,19 @@ TYPED_TEST(PlainBallOf, ManyCoincidentPointsTakeNoLongSolve)
     a[0] = T(0.05);
     std::vector<VecBase<D, T>> points(1'000'000, a);
     const BoundingBall<D, T> aboutOrigin{{}, T(0.05)};
-    EXPECT_EQ(BallOf(points, true), aboutOrigin);
-    EXPECT_EQ(BallOf(points, false), D == 2 ? (BoundingBall<D, T>{a, T(0)}) : aboutOrigin);
+    EXPECT_EQ(Test::BallOf(points, true), aboutOrigin);
+    EXPECT_EQ(Test::BallOf(points, false), D == 2 ? (BoundingBall<D, T>{a, T(0)}) : aboutOrigin);
     for (std::size_t i = 0; i < points.size(); ++i) { // on a line along an axis
         points[i][1] = kLengthFloor<T> * static_cast<T>(i * 7 % 10) / 10;
     }
-    EXPECT_EQ(BallOf(points, true), aboutOrigin);
+    EXPECT_EQ(Test::BallOf(points, true), aboutOrigin);
     VecBase<D, T> b = a;
     b[0] = std::nextafter(b[0], T(0));
     b[1] = kLengthFloor<T> / 2;
     for (std::size_t i = 0; i < points.size(); ++i) {
         points[i] = i % 2 == 0 ? a : b;
     }
-    EXPECT_EQ(BallOf(points, true), aboutOrigin);
+    EXPECT_EQ(Test::BallOf(points, true), aboutOrigin);
 }
 
 } // namespace

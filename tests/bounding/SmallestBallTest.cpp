@@ -4,6 +4,7 @@
 #include "bounding/SmallestBall_Impl.h"
 
 #include "tests/bounding/BallOracle.h"
+#include "tests/bounding/BoundingForms.h"
 #include "tests/bounding/PointSets.h"
 #include "tests/support/TestSupport.h"
 
@@ -16,16 +17,10 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Bounding;
 
-template <int Dimension, class Scalar>
-struct Kind {
-    static constexpr int D = Dimension;
-    using T = Scalar;
-};
 template <class K>
 class SmallestBallOf : public testing::Test {
 };
-using Kinds = testing::Types<Kind<2, float>, Kind<2, double>, Kind<3, float>, Kind<3, double>>;
-TYPED_TEST_SUITE(SmallestBallOf, Kinds);
+TYPED_TEST_SUITE(SmallestBallOf, Test::BoundingForms);
 
 /// Relative accuracy of the radius: 1e-9, or what the coordinate type can hold.
 template <class T>
