@@ -6,21 +6,18 @@
 
 #include <Velk/Math/Intersect_E.h>
 
+#include "mathbase/RayBox_Impl.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
-#include <utility>
 
 namespace Velk::Math::Intersect {
 namespace {
 
 /// Bound of the rounding of a difference and a sum of two products, relative to their magnitudes.
 constexpr double kProjectionRounding = 4.0 * std::numeric_limits<double>::epsilon();
-
-/// Growth of the way out of a box that makes up for the rounding of three operations on either side
-/// (T. Ize, "Robust BVH Ray Traversal", 2013).
-constexpr double kSlabRounding = 4.0 * std::numeric_limits<double>::epsilon();
 
 /// A box seen from a corner of the triangle.
 struct RelativeBox {
@@ -107,40 +104,11 @@ bool RayAABB(const VecBase<3, double>& origin, const VecBase<3, double>& directi
              const VecBase<3, double>& min, const VecBase<3, double>& max, VecBase<3, double>& hit,
              double& distance)
 {
-    constexpr double kLargest = std::numeric_limits<double>::max();
     hit = {};
     distance = 0.0;
-    const double length = Vector::Length(direction);
-    if (!(length > 0.0 && length <= kLargest)) {
-        return false;
-    }
     double enter = 0.0;
-    double leave = kLargest;
-    for (int i = 0; i < 3; ++i) {
-        if (!(min[i] <= max[i])) {
-            return false;
-        }
-        if (direction[i] == 0.0) {
-            if (!(origin[i] >= min[i] && origin[i] <= max[i])) {
-                return false;
-            }
-            continue;
-        }
-        // Division, not a product with 1 / direction: that overflows for tiny components, and an
-        // origin on the face then makes 0 * infinity.
-        double slabEnter = (min[i] - origin[i]) / direction[i];
-        double slabLeave = (max[i] - origin[i]) / direction[i];
-        if (direction[i] < 0.0) {
-            std::swap(slabEnter, slabLeave);
-        }
-        slabLeave += std::fabs(slabLeave) * kSlabRounding;
-        if (!(slabEnter <= slabLeave)) {
-            return false; // NaN
-        }
-        enter = std::max(enter, slabEnter);
-        leave = std::min(leave, slabLeave);
-    }
-    if (!(enter <= leave)) {
+    if (!Impl::IsRayDirection(direction) ||
+        !Impl::RayMeetsBox(origin, direction, min, max, enter)) {
         return false;
     }
     for (int i = 0; i < 3; ++i) {
@@ -148,7 +116,7 @@ bool RayAABB(const VecBase<3, double>& origin, const VecBase<3, double>& directi
                      ? origin[i]
                      : std::min(std::max(origin[i] + direction[i] * enter, min[i]), max[i]);
     }
-    distance = enter * length;
+    distance = enter * Vector::Length(direction);
     return true;
 }
 

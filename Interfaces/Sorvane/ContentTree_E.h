@@ -1,0 +1,142 @@
+// The engine of the pointer-based spatial indexes: a loose quadtree or octree over contents of which it
+// knows nothing but a bound. A concrete index derives from QOFTree, keeps its contents in a QOFStorage
+// and wraps the queries, whose answers are candidates that it tests exactly.
+//
+//     struct Wrap : QOFTreeContent<3, double, 0> { int id; ... };
+//     class Index : QOFTree<3, double, 0, QOFNode<3, double, 0>> {
+//         QOFStorage<Wrap> storage_;   // filled first, then PrepareRoot(storage_)
+//     };
+#pragma once
+
+#include <Sorvane/ContentNode_E.h>
+#include <Sorvane/DataPool_E.h>
+
+#include <cstddef>
+#include <type_traits>
+#include <vector>
+
+namespace Velk::Math::Sorvane::Tree {
+
+/// Tree with its root node by value. D: dimension, T: scalar, K: kind of bound, Node: class of the
+/// nodes.
+///
+/// A default-made tree holds nothing and every query of it answers so. Queries keep their state to
+/// themselves: any number of threads may ask one tree while nobody inserts or removes. They take no
+/// memory but that of their answer, as long as the tree is no deeper than some thirty levels.
+///
+/// Each content that a query selects comes once. The order is that of the tree (contents of children 0,
+/// 1, ... before the node's own, in a node as its set has them): the same in each run, and otherwise
+/// without meaning.
+///
+/// The templates are defined in `trees/ContentTree_Impl.h`.
+template <int D, class T, int K, class Node> class QOFTree {
+    static_assert(std::is_base_of_v<QOFNode<D, T, K>, Node>, "a node of the tree's own kind");
+
+public:
+    using NodeType = Node;
+    using Content = QOFTreeContent<D, T, K>;
+    using Bound = typename Content::Bound;
+    using Box = Bounding::AxisAlignedBoundingBox<D, T>;
+    using Cell = Bounding::RegularBoundingBox<D, T>;
+
+    QOFTree(const QOFTree&) = delete;
+    QOFTree& operator=(const QOFTree&) = delete;
+
+    T Slack() const { return slack_; }
+    const Node& Root() const { return root_; }
+    /// Contents that a leaf may have before it is split.
+    unsigned int Capacity() const { return capacity_; }
+
+    /// The capacity for `count` contents: the largest power of two that is at most the square root of
+    /// the count, 0 for none.
+    static unsigned int LeafCapacity(std::size_t count);
+
+    /// `QOFNode::Insert`.
+    static bool Insert(Node& node, const Content* content, bool insert, unsigned int capacity);
+
+protected:
+    QOFTree() = default;
+    ~QOFTree() = default;
+
+    // --- building -------------------------------------------------------------------------------
+
+    /// Builds the tree anew over all items of the storage, in ascending order of their numbers:
+    /// `FittedRoot` as root, the capacity for the highest number dealt plus one.
+    ///
+    /// Afterwards items that join the storage are not in the tree unless they are inserted. An item
+    /// that the root refuses stays out: all of them when they are one and the same point, or when a
+    /// bound is not finite or so large that the size of the whole overflows. O(n log n).
+    template <class Item> void PrepareRoot(const Bins::DataPool<Item>& storage);
+
+    /// Root around all items: centred in the box of their bounds, its half size that box's half
+    /// diagonal, its slack half the mean diagonal of the bounds as a fraction of the half size. No
+    /// number comes out as slack when the half size is 0.
+    template <class Item> static Cell FittedRoot(const Bins::DataPool<Item>& storage);
+
+    /// Empties the tree and sets its root's cell and its slack.
+    void SetRoot(const Cell& cell);
+    void SetCapacity(unsigned int capacity) { capacity_ = capacity; }
+
+    /// Inserts all items of the storage, none of which is in the tree. They keep their order.
+    template <class Item> void InsertAll(const Bins::DataPool<Item>& storage);
+
+    /// Arranges the contents of all nodes for queries, after many insertions or removals one by one.
+    /// Queries answer the same without it, and `InsertAll` does it too.
+    void ArrangeContents();
+
+    /// The root, for `Insert`.
+    Node& MutableRoot() { return root_; }
+
+    // --- queries --------------------------------------------------------------------------------
+
+    /// Contents that the ball may touch.
+    ///
+    /// K = 0: those nearer to the centre than the radius, strictly, so that a ball of radius 0 has none.
+    /// K = 1: those whose ball comes as near as 1e-12, or touches, or overlaps.
+    std::vector<const Content*>
+    GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const;
+
+    /// Contents whose box the closed box meets, touching included; contents with a ball whose centre is
+    /// nearer to the box than the radius, strictly.
+    std::vector<const Content*> GetPossibleBoxCollisions(const Box& box) const;
+
+    /// Contents whose box (of a ball: the box around it) the line through `origin` meets, in either
+    /// direction, grazing included. The flag makes no difference. None for a direction without finite positive length.
+    std::vector<const Content*> GetPossibleRayCollisions(const VecBase<D, T>& origin,
+                                                         const VecBase<D, T>& direction,
+                                                         bool flag) const;
+
+    /// Calls `sink(content)` for each content whose bound fulfils `contentPredicate(bound)`.
+    ///
+    /// `boxPredicate(box)` is asked about boxes around several contents: of a subtree, of a group of
+    /// contents in a node. Where it is false all of them are passed over; so it must be true for any box
+    /// around a bound that fulfils `contentPredicate`.
+    template <class BoxPredicate, class ContentPredicate, class Sink>
+    void VisitCandidates(const BoxPredicate& boxPredicate, const ContentPredicate& contentPredicate,
+                         const Sink& sink) const;
+
+    /// Visits contents near `point`, the near ones first as far as the tree tells, and fewer the nearer
+    /// a result has been found.
+    ///
+    /// Calls `limit = sink(content)` for contents whose box has a squared distance d from the point with
+    /// d < `squaredRadius` and d <= limit, where the limit is infinite at first. A sink that looks for
+    /// the nearest content returns the least squared distance found so far: contents at exactly that
+    /// distance are still shown, so that it can settle ties by a rule of its own.
+    template <class Sink>
+    void VisitNearest(const VecBase<D, T>& point, T squaredRadius, const Sink& sink) const
+        requires(K == 0);
+
+private:
+    T slack_{0};
+    Node root_;
+    unsigned int capacity_ = 0;
+};
+
+// clang-format off
+extern template class SORVANE_API QOFTree<2, float,  0, QOFNode<2, float, 0>>;
+extern template class SORVANE_API QOFTree<2, double, 0, QOFNode<2, double, 0>>;
+extern template class SORVANE_API QOFTree<3, double, 0, QOFNode<3, double, 0>>;
+extern template class SORVANE_API QOFTree<2, double, 1, QOFNode<2, double, 1>>;
+// clang-format on
+
+} // namespace Velk::Math::Sorvane::Tree

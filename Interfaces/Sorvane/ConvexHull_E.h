@@ -1,0 +1,59 @@
+// Convex hulls of points in the plane and in space.
+#pragma once
+
+#include <Velk/Math/VecBase_E.h>
+
+#include <vector>
+
+namespace Velk::Math::Sorvane::Bounding {
+
+/// Convex hull in the plane: its vertices, counter-clockwise from the lexicographically least one.
+///
+/// `sortedUnique`: the caller vouches that `points` has gone through `Vector::FilterForUniqueness`
+/// (lexicographic order, no repeats); the result means nothing otherwise. When false, points within
+/// 1e-12 (`float` 1e-8) of each other count as one.
+///
+/// Points on the hull's edges are left out. After the filter, fewer than three points come back as they
+/// are; three whose doubled area is at most 1e-12 (`float` 1e-8, an area, not a sine) become the two
+/// farthest apart, and other three come back counter-clockwise in the order of the filter. The hull is
+/// the monotone chain of A. M. Andrew ("Another efficient algorithm for convex hulls in two dimensions",
+/// 1979) in plain floating point. Where rounding has left a dent in it, the hull's vertices are turned by
+/// 0.1234 radians, hulled again and turned back, at most 16 times over: such vertices have the last bits
+/// of the input changed; all others are input points bit for bit. Points that are not finite give a
+/// meaningless result.
+///
+/// O(n log n); O(n) where most of the points lie well inside the hull.
+template <class T>
+std::vector<VecBase<2, T>> ConvexHull(const std::vector<VecBase<2, T>>& points, bool sortedUnique);
+
+/// Convex hull in space as outward triangles; false, with empty outputs, when the points span no solid.
+///
+/// `hullPoints` receives the hull's vertices and `indices` three subscripts of it for each triangle,
+/// counter-clockwise seen from outside. `sortedUnique` as in the plane. With `sortedUnique` and
+/// `indicesOnly` the subscripts mean `points` and `hullPoints` stays empty; `indicesOnly` without
+/// `sortedUnique` makes no difference.
+template <class T>
+bool ConvexHull(const std::vector<VecBase<3, T>>& points, std::vector<VecBase<3, T>>& hullPoints,
+                std::vector<int>& indices, bool sortedUnique, bool indicesOnly);
+
+/// Hull of two hulls in the plane, each convex and counter-clockwise, as `ConvexHull` leaves them; they
+/// may lie apart, overlap or hold each other.
+///
+/// Counter-clockwise like its parts. It begins with the first vertex of `a`, or of `b` when the first
+/// vertex of `a` has the greater x, if that vertex is on the hull, and otherwise with the
+/// lexicographically least vertex. When one argument is empty the other comes back as it is. O(n) for n
+/// vertices in all.
+template <class T>
+std::vector<VecBase<2, T>> MergeConvexHulls(const std::vector<VecBase<2, T>>& a,
+                                            const std::vector<VecBase<2, T>>& b);
+
+// clang-format off
+extern template SORVANE_API std::vector<VecBase<2, float>>  ConvexHull(const std::vector<VecBase<2, float>>&,  bool);
+extern template SORVANE_API std::vector<VecBase<2, double>> ConvexHull(const std::vector<VecBase<2, double>>&, bool);
+extern template SORVANE_API bool ConvexHull(const std::vector<VecBase<3, float>>&,  std::vector<VecBase<3, float>>&,  std::vector<int>&, bool, bool);
+extern template SORVANE_API bool ConvexHull(const std::vector<VecBase<3, double>>&, std::vector<VecBase<3, double>>&, std::vector<int>&, bool, bool);
+extern template SORVANE_API std::vector<VecBase<2, float>>  MergeConvexHulls(const std::vector<VecBase<2, float>>&,  const std::vector<VecBase<2, float>>&);
+extern template SORVANE_API std::vector<VecBase<2, double>> MergeConvexHulls(const std::vector<VecBase<2, double>>&, const std::vector<VecBase<2, double>>&);
+// clang-format on
+
+} // namespace Velk::Math::Sorvane::Bounding

@@ -1,0 +1,164 @@
+// What a content tree holds: objects of which it knows the bound alone, and the set of them that a
+// node keeps.
+#pragma once
+
+#include <Sorvane/BoundingVolumes_E.h>
+
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace Velk::Math::Sorvane::Tree {
+
+/// Content bounded by an axis-parallel box; whoever makes it adds the margin it needs.
+template <int D, class T> struct QOFTreeContentBox {
+    using Bound = Bounding::AxisAlignedBoundingBox<D, T>;
+
+    VecBase<D, T> min;
+    VecBase<D, T> max;
+
+    QOFTreeContentBox() = default;
+    QOFTreeContentBox(const VecBase<D, T>& lower, const VecBase<D, T>& upper)
+        : min(lower), max(upper)
+    {
+    }
+    QOFTreeContentBox(const QOFTreeContentBox&) = default;
+    QOFTreeContentBox& operator=(const QOFTreeContentBox&) = default;
+    virtual ~QOFTreeContentBox() = default;
+
+    Bound GetBound() const { return {min, max}; }
+};
+
+/// Content bounded by a circle or ball.
+template <int D, class T> struct QOFTreeContentBall {
+    using Bound = Bounding::BoundingBall<D, T>;
+
+    VecBase<D, T> center;
+    T radius{0};
+
+    QOFTreeContentBall() = default;
+    QOFTreeContentBall(const VecBase<D, T>& ballCenter, T ballRadius)
+        : center(ballCenter), radius(ballRadius)
+    {
+    }
+    QOFTreeContentBall(const QOFTreeContentBall&) = default;
+    QOFTreeContentBall& operator=(const QOFTreeContentBall&) = default;
+    virtual ~QOFTreeContentBall() = default;
+
+    Bound GetBound() const { return {center, radius}; }
+};
+
+/// Base of everything a tree can hold: K = 0 is bounded by a box, K = 1 by a ball.
+template <int D, class T, int K>
+struct QOFTreeContent
+    : std::conditional_t<K == 0, QOFTreeContentBox<D, T>, QOFTreeContentBall<D, T>> {
+    static_assert(D == 2 || D == 3, "trees divide the plane or space");
+    static_assert(K == 0 || K == 1, "a content is bounded by a box (0) or by a ball (1)");
+
+    using Base = std::conditional_t<K == 0, QOFTreeContentBox<D, T>, QOFTreeContentBall<D, T>>;
+    using Base::Base;
+};
+
+/// The contents of one node: a set of pointers that it does not own. Named as the standard's sets are.
+///
+/// Beside the pointer stands the bound that the content had when it came: queries run over bounds that
+/// lie next to each other and touch a content only when it is a candidate. Whoever changes the bound of
+/// a content removes it before and inserts it after.
+///
+/// A large set is arranged, so that a query does not look at all of it: contents that lie together stand
+/// in groups of eight, groups in groups of eight, and so on, each group with the box around it. What
+/// came later stands behind, in the order in which it came, until the set is arranged again; a removal
+/// moves the last content into the gap. The order is thus the same in each run, and has no meaning.
+template <int D, class T, int K> class QOFContentSet {
+public:
+    using Content = QOFTreeContent<D, T, K>;
+    using Bound = typename Content::Bound;
+    using Box = Bounding::AxisAlignedBoundingBox<D, T>;
+
+    static constexpr std::size_t kGroupSize = 8;
+
+    std::size_t size() const { return items_.size(); }
+    bool empty() const { return items_.empty(); }
+    auto begin() const { return items_.begin(); }
+    auto end() const { return items_.end(); }
+    const Content* operator[](std::size_t i) const { return items_[i]; }
+    /// The bound of the i-th content as it was when it came.
+    const Bound& BoundAt(std::size_t i) const { return bounds_[i]; }
+
+    bool contains(const Content* content) const { return FindPosition(content) != size(); }
+    /// False when it is there already. Amortised O(log n); a look-up for large sets, a short scan for
+    /// small ones.
+    bool insert(const Content* content);
+    /// False when it isn't there. Amortised O(log n), as `insert`.
+    bool erase(const Content* content);
+    /// Adds a content that is known not to be there, and leaves the arrangement to the caller. O(1).
+    void append(const Content* content, const Bound& bound);
+    void clear() { *this = QOFContentSet(); }
+    void swap(QOFContentSet& other) noexcept { std::swap(*this, other); }
+
+    /// Arranges the set anew if anything came or went since the last time. O(n log n).
+    void Arrange();
+
+    // --- the groups of an arranged set ----------------------------------------------------------
+
+    /// Contents in groups: the first ones. Those behind them are in none.
+    std::size_t GroupedCount() const { return groupedCount_; }
+    /// Levels of groups: group i of level 0 holds the contents from 8 i on, of level n the groups from
+    /// 8 i on of level n - 1. The last level has at most eight groups.
+    int LevelCount() const { return static_cast<int>(levelBegins_.size()); }
+    std::size_t GroupCount(int level) const
+    {
+        const std::size_t next = static_cast<std::size_t>(level) + 1;
+        return (next < levelBegins_.size() ? levelBegins_[next] : groupBoxes_.size()) -
+               levelBegins_[next - 1];
+    }
+    const Box& GroupBox(int level, std::size_t group) const
+    {
+        return groupBoxes_[levelBegins_[static_cast<std::size_t>(level)] + group];
+    }
+
+private:
+    /// Above this size a scan for one pointer takes longer than a look-up in a hash table, which is
+    /// made when the first pointer is looked for.
+    static constexpr std::size_t kLargestScan = 512;
+    /// Up to this size a set is looked at whole.
+    static constexpr std::size_t kLargestUngrouped = 2 * kGroupSize;
+
+    std::size_t FindPosition(const Content* content) const;
+    std::size_t Position(const Content* content);
+    void ArrangeWhenStale();
+    void SortIntoGroups();
+    void MakeGroupBoxes();
+    void GrowGroupsOf(std::size_t position);
+
+    std::vector<const Content*> items_;
+    std::vector<Bound> bounds_;
+    std::vector<Box> groupBoxes_;          // level after level
+    std::vector<std::size_t> levelBegins_; // of each level in groupBoxes_
+    std::size_t groupedCount_ = 0;
+    std::size_t changes_ = 0; // since the set was arranged
+    std::unique_ptr<std::unordered_map<const Content*, std::size_t>> positions_;
+};
+
+// clang-format off
+extern template struct SORVANE_API QOFTreeContentBox<2, float>;
+extern template struct SORVANE_API QOFTreeContentBox<2, double>;
+extern template struct SORVANE_API QOFTreeContentBox<3, double>;
+extern template struct SORVANE_API QOFTreeContentBall<2, double>;
+extern template struct SORVANE_API QOFTreeContentBall<3, double>;
+extern template struct SORVANE_API QOFTreeContent<2, float, 0>;
+extern template struct SORVANE_API QOFTreeContent<2, double, 0>;
+extern template struct SORVANE_API QOFTreeContent<3, double, 0>;
+extern template struct SORVANE_API QOFTreeContent<2, double, 1>;
+extern template struct SORVANE_API QOFTreeContent<3, double, 1>;
+extern template class SORVANE_API QOFContentSet<2, float, 0>;
+extern template class SORVANE_API QOFContentSet<2, double, 0>;
+extern template class SORVANE_API QOFContentSet<3, double, 0>;
+extern template class SORVANE_API QOFContentSet<2, double, 1>;
+extern template class SORVANE_API QOFContentSet<3, double, 1>;
+// clang-format on
+
+} // namespace Velk::Math::Sorvane::Tree

@@ -1,0 +1,226 @@
+// Nodes that know their address: what their children are called, and that a split makes the face
+// neighbours of the split node exist.
+
+#include <Sorvane/ContentNode_E.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/TestSupport.h"
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane::Tree;
+
+using Node = QOFAddressableNode<3, double, 1>;
+using Address = QOFAddress<3>;
+
+const Node::Cell kUnitCell{{0.5, 0.5, 0.5}, 0.5, 0};
+
+struct Root : Node {
+    Root() : Node(nullptr, kUnitCell, 0) {}
+};
+
+Node* Child(const Node& node, int index) { return dynamic_cast<Node*>(node.GetChild(index)); }
+
+/// All nodes below and with `root`, by address.
+std::map<Address, Node*> NodesByAddress(Node& root)
+{
+    std::map<Address, Node*> nodes;
+    std::vector<Node*> open{&root};
+    while (!open.empty()) {
+        Node* node = open.back();
+        open.pop_back();
+        EXPECT_TRUE(nodes.emplace(node->address, node).second) << "two nodes of one address";
+        for (int i = 0; i < 8; ++i) {
+            if (Node* child = Child(*node, i)) {
+                open.push_back(child);
+            }
+        }
+    }
+    return nodes;
+}
+
+void ExpectNoSplitNodeLacksANeighbor(Node& root)
+{
+    const std::map<Address, Node*> nodes = NodesByAddress(root);
+    for (const auto& [address, node] : nodes) {
+        if (!node->children.empty()) {
+            for (const Address& neighbor : address.NeighborAddresses(true)) {
+                EXPECT_TRUE(nodes.count(neighbor) == 1)
+                    << address.depth << ' ' << address.path << " lacks " << neighbor.path;
+            }
+        }
+    }
+}
+
+TEST(AddressableNode, TheRootHasTheNullAddress)
+{
+    Root root;
+    EXPECT_EQ(root.address, Address());
+    EXPECT_TRUE(root.CanSplit(1));
+    EXPECT_EQ(root.owner, nullptr);
+}
+
+TEST(AddressableNode, ChildrenAddThreeBits)
+{
+    Root root;
+    Node::Split(root, 1);
+    ASSERT_EQ(root.children.size(), 8U);
+    for (int i = 0; i < 8; ++i) {
+        ASSERT_NE(Child(root, i), nullptr) << "of the same class";
+        EXPECT_EQ(Child(root, i)->address, (Address{1, static_cast<unsigned long long>(i)}));
+        EXPECT_EQ(Child(root, i)->parent, &root);
+    }
+    Node::Split(*Child(root, 5), 1);
+    EXPECT_EQ(Child(*Child(root, 5), 3)->address, (Address{2, 5 * 8 + 3}));
+    // The address names the same cell of the unit cube as the node's geometry.
+    const Node* cell = Child(*Child(root, 5), 3);
+    EXPECT_EQ(cell->address.UnitSpacePoint(2), (cell->center - Vec3d{0.125, 0.125, 0.125}));
+}
+
+TEST(AddressableNode, TheDeepestLevelIsNotSplitAndItsChildrenHaveNoAddress)
+{
+    Root root;
+    root.address = {20, 7};
+    EXPECT_TRUE(root.CanSplit(1));
+    root.address = {21, 7};
+    EXPECT_FALSE(root.CanSplit(1));
+    Node::Split(root, 1);
+    EXPECT_TRUE(root.children.empty());
+    root.AllocateChild(4, kUnitCell);
+    EXPECT_EQ(Child(root, 4)->address, Address());
+    root.AllocateChild(8, kUnitCell);
+    EXPECT_EQ(root.children.size(), 8U);
+}
+
+TEST(AddressableNode, ASplitMakesFaceNeighborsExist)
+{
+    Root root;
+    Node::Split(root, 1);
+    Node* inner = Child(root, 0);
+    Node::Split(*inner, 1);
+    EXPECT_TRUE(Child(root, 1)->children.empty()) << "the neighbours of depth 1 were there already";
+    // Cell (2, 7) is the upper corner of octant 0: it touches octants 1, 2 and 4 with a face.
+    Node::Split(*Child(*inner, 7), 1);
+    for (int i = 0; i < 8; ++i) {
+        const bool touches = i == 0 || i == 1 || i == 2 || i == 4;
+        EXPECT_EQ(Child(root, i)->children.empty(), !touches) << i;
+    }
+    ExpectNoSplitNodeLacksANeighbor(root);
+}
+
+TEST(AddressableNode, RandomSplitsStayBalanced)
+{
+    using ::Test::Random;
+    Random random(3);
+    Root root;
+    for (int i = 0; i < 60; ++i) {
+        Node* node = &root;
+        while (!node->children.empty() && node->address.depth < 7) {
+            node = Child(*node, random.Below(8));
+        }
+        Node::Split(*node, 1);
+    }
+    ExpectNoSplitNodeLacksANeighbor(root);
+}
+
+TEST(AddressableNode, EnsurePathGoesDownToTheDeepestLevel)
+{
+    Root root;
+    const Address wanted{21, 0x5a5a5a5a5a5a5a5aULL >> 1U};
+    root.EnsurePath(wanted, 1);
+    const std::map<Address, Node*> nodes = NodesByAddress(root);
+    EXPECT_EQ(nodes.count(wanted), 1U);
+    EXPECT_EQ(nodes.at(wanted)->center - nodes.at(wanted)->address.UnitSpacePoint(21),
+              (Vec3d{0x1p-22, 0x1p-22, 0x1p-22}));
+    ExpectNoSplitNodeLacksANeighbor(root);
+}
+
+TEST(AddressableNode, EnsurePathStartsAtTheRootWhereverItIsAsked)
+{
+    Root root;
+    Node::Split(root, 1);
+    Node::Split(*Child(root, 7), 1);
+    Child(*Child(root, 7), 7)->EnsurePath({2, 1}, 1);
+    EXPECT_EQ(Child(*Child(root, 0), 1)->address, (Address{2, 1}));
+    EXPECT_TRUE(Child(*Child(root, 7), 7)->children.empty());
+}
+
+TEST(AddressableNode, NullAndImpossibleAddressesAreIgnored)
+{
+    Root root;
+    root.EnsureNode({}, 1);
+    root.EnsureNode({0, 5}, 1);
+    root.EnsureNode({22, 5}, 1);
+    root.EnsureNode({4'000'000'000U, 5}, 1);
+    EXPECT_TRUE(root.children.empty());
+}
+
+TEST(AddressableNode, EnsureChildSplitsALeaf)
+{
+    Root root;
+    EXPECT_EQ(root.EnsureChild(8, 1), nullptr);
+    ASSERT_EQ(root.children.size(), 8U) << "split all the same";
+    const Node* child = Child(root, 6);
+    EXPECT_EQ(root.EnsureChild(6, 1), child);
+    EXPECT_EQ(root.EnsureChild(-1, 1), nullptr);
+    Root deep;
+    deep.address = {21, 0};
+    EXPECT_EQ(deep.EnsureChild(0, 1), nullptr);
+}
+
+struct Owner : QOFNodeOwner<3> {
+    std::vector<std::pair<Address, unsigned int>> wishes;
+    void EnsureNode(const Address& wanted, unsigned int capacity) override
+    {
+        wishes.push_back({wanted, capacity});
+    }
+};
+
+TEST(AddressableNode, TheOwnerIsAskedWhenThereIsOne)
+{
+    Owner owner;
+    Root root;
+    root.owner = &owner;
+    Node::Split(root, 9);
+    EXPECT_TRUE(owner.wishes.empty()) << "the root has no neighbours";
+    EXPECT_EQ(Child(root, 3)->owner, &owner);
+    Node::Split(*Child(root, 0), 9);
+    // Faces of (1, 0) inside the cube: +x, +y, +z.
+    const std::vector<std::pair<Address, unsigned int>> expected{
+        {{1, 1}, 9}, {{1, 2}, 9}, {{1, 4}, 9}};
+    EXPECT_EQ(owner.wishes, expected);
+}
+
+TEST(AddressableNode, ContentsSplitItAsAnyNode)
+{
+    using ::Test::Random;
+    Random random(8);
+    Root root;
+    std::deque<QOFTreeContent<3, double, 1>> balls;
+    for (int i = 0; i < 2000; ++i) {
+        balls.emplace_back(random.Vector<3, double>(0.01, 0.99), 0.001);
+        EXPECT_TRUE(Node::Insert(root, &balls.back(), true, 8));
+    }
+    std::size_t count = 0;
+    for (const auto& [address, node] : NodesByAddress(root)) {
+        count += node->content.size();
+    }
+    EXPECT_EQ(count, balls.size());
+    ExpectNoSplitNodeLacksANeighbor(root);
+
+    // Coincident points end at the deepest address at the latest.
+    std::deque<QOFTreeContent<3, double, 1>> points(50, {Vec3d{0.3, 0.3, 0.3}, 0.0});
+    for (const auto& point : points) {
+        EXPECT_TRUE(Node::Insert(root, &point, true, 8));
+    }
+}
+
+} // namespace

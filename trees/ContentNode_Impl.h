@@ -1,0 +1,357 @@
+// Bodies of the nodes: where a content belongs, and how a leaf is split.
+#pragma once
+
+#include <Sorvane/ContentNode_E.h>
+
+#include "trees/ContentSet_Impl.h"
+
+#include <cmath>
+#include <utility>
+
+namespace Velk::Math::Sorvane::Tree {
+
+namespace Impl {
+
+template <int D, class T>
+bool LiesWithin(const VecBase<D, T>& point, const BoxOf<D, T>& box)
+{
+    for (int i = 0; i < D; ++i) {
+        if (!(point[i] >= box.min[i] && point[i] <= box.max[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <int D, class T>
+bool LiesWithin(const BoxOf<D, T>& bound, const BoxOf<D, T>& box)
+{
+    return LiesWithin(bound.min, box) && LiesWithin(bound.max, box);
+}
+
+template <int D, class T>
+bool LiesWithin(const BallOf<D, T>& bound, const BoxOf<D, T>& box)
+{
+    for (int i = 0; i < D; ++i) {
+        if (!(bound.center[i] - box.min[i] >= bound.radius &&
+              box.max[i] - bound.center[i] >= bound.radius)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <int D, class T>
+BoxOf<D, T> LooseBoxOf(const Bounding::RegularBoundingBox<D, T>& cell)
+{
+    const VecBase<D, T> reach = Bounding::Impl::Uniform<D, T>(cell.halfSize * (T{1} + cell.slack));
+    return {cell.center - reach, cell.center + reach};
+}
+
+/// Rough accounting of memory: a node, and the vector of its children.
+template <int D>
+struct NodeBytes;
+template <>
+struct NodeBytes<2> {
+    static constexpr std::size_t kNode = 96, kChildren = 672;
+};
+template <>
+struct NodeBytes<3> {
+    static constexpr std::size_t kNode = 104, kChildren = 1536;
+};
+
+} // namespace Impl
+
+// --- the cell -----------------------------------------------------------------------------------
+
+template <int D, class T, int K>
+QOFNode<D, T, K>::QOFNode(QOFNode* parentNode, const Cell& cell)
+    : center(cell.center), halfSize(cell.halfSize), slack(cell.slack), parent(parentNode)
+{
+}
+
+template <int D, class T, int K>
+QOFNode<D, T, K>::~QOFNode()
+{
+    content.clear();
+    children.clear();
+}
+
+template <int D, class T, int K>
+typename QOFNode<D, T, K>::Cell QOFNode<D, T, K>::ChildCell(int index) const
+{
+    const T half = halfSize * T(0.5);
+    return {center + QOFChildOffset<D, T>(index) * half, half, slack};
+}
+
+template <int D, class T, int K>
+int QOFNode<D, T, K>::ChildIndex(const Bound& bound) const
+{
+    const VecBase<D, T> middle = Impl::Middle(bound);
+    int index = 0;
+    for (int axis = 0; axis < D; ++axis) {
+        index |= static_cast<int>(middle[axis] > center[axis]) << axis;
+    }
+    return index;
+}
+
+template <int D, class T, int K>
+typename QOFNode<D, T, K>::Box QOFNode<D, T, K>::LooseBox() const
+{
+    return Impl::LooseBoxOf(Cell{center, halfSize, slack});
+}
+
+template <int D, class T, int K>
+bool QOFNode<D, T, K>::Holds(const Bound& bound) const
+{
+    return Impl::LiesWithin(bound, LooseBox());
+}
+
+template <int D, class T, int K>
+void QOFNode<D, T, K>::GrowContentBox(const Bound& bound)
+{
+    const Box box = Impl::Around(bound);
+    contentBox.Grow(box.min);
+    contentBox.Grow(box.max);
+}
+
+// --- virtual operations -------------------------------------------------------------------------
+
+template <int D, class T, int K>
+std::size_t QOFNode<D, T, K>::MemorySize() const
+{
+    using Bytes = Impl::NodeBytes<D>;
+    constexpr std::size_t kPointer = 8;
+    return kPointer * content.size() + Bytes::kNode + (children.empty() ? 0 : Bytes::kChildren) +
+           kPointer;
+}
+
+template <int D, class T, int K>
+QOFNode<D, T, K>* QOFNode<D, T, K>::GetChild(int index) const
+{
+    if (children.empty() || index < 0 || index >= kChildCount) {
+        return nullptr;
+    }
+    return children[static_cast<std::size_t>(index)].get();
+}
+
+template <int D, class T, int K>
+bool QOFNode<D, T, K>::CanSplit(unsigned int /*capacity*/) const
+{
+    return true;
+}
+
+template <int D, class T, int K>
+void QOFNode<D, T, K>::AfterSplit(unsigned int /*capacity*/)
+{
+}
+
+template <int D, class T, int K>
+void QOFNode<D, T, K>::AllocateChild(unsigned int index, const Cell& cell)
+{
+    if (index < static_cast<unsigned int>(kChildCount)) {
+        children.resize(kChildCount);
+        children[index] = std::make_shared<QOFNode>(this, cell);
+    }
+}
+
+template <int D, class T, int K>
+bool QOFNode<D, T, K>::TransferTo(QOFNode& target, bool withContentBox)
+{
+    if (!target.children.empty() || !target.content.empty()) {
+        return false;
+    }
+    target.children.swap(children);
+    for (const std::shared_ptr<QOFNode>& child : target.children) {
+        if (child) {
+            child->parent = &target;
+        }
+    }
+    target.center = center;
+    target.halfSize = halfSize;
+    target.slack = slack;
+    if (withContentBox) {
+        target.contentBox = contentBox;
+    }
+    target.content.swap(content);
+    return true;
+}
+
+// --- insertion and removal ----------------------------------------------------------------------
+
+template <int D, class T, int K>
+QOFNode<D, T, K>* QOFNode<D, T, K>::ChildFor(const Bound& bound) const
+{
+    QOFNode* child = GetChild(ChildIndex(bound));
+    return child != nullptr && child->Holds(bound) ? child : nullptr;
+}
+
+template <int D, class T, int K>
+bool QOFNode<D, T, K>::Insert(QOFNode& node, const Content* content, bool insert,
+                              unsigned int capacity)
+{
+    if (content == nullptr) {
+        return false;
+    }
+    const Bound bound = content->GetBound();
+    if (!node.Holds(bound)) {
+        return false;
+    }
+    if (insert) {
+        Place(node, content, bound, capacity, false);
+        return true;
+    }
+    QOFNode* home = &node;
+    while (QOFNode* child = home->ChildFor(bound)) {
+        home = child;
+    }
+    home->content.erase(content);
+    return true;
+}
+
+/// Puts a content that `node` holds where it belongs; `isNew`: it is known not to be there.
+template <int D, class T, int K>
+void QOFNode<D, T, K>::Place(QOFNode& node, const Content* content, const Bound& bound,
+                             unsigned int capacity, bool isNew)
+{
+    QOFNode* home = &node;
+    home->GrowContentBox(bound);
+    while (QOFNode* child = home->ChildFor(bound)) {
+        home = child;
+        home->GrowContentBox(bound);
+    }
+    if (isNew) {
+        home->content.append(content, bound);
+    } else {
+        home->content.insert(content);
+    }
+    if (home->children.empty() && home->content.size() > capacity) {
+        Split(*home, capacity);
+    }
+}
+
+// --- splitting ----------------------------------------------------------------------------------
+
+/// Would a split repeat itself without end? Contents without extent fit cells of any size, so that
+/// nothing else stops them when they coincide.
+template <int D, class T, int K>
+bool QOFNode<D, T, K>::SplitIsFutile() const
+{
+    if (content.empty()) {
+        return false; // nothing is handed on
+    }
+    const T childHalf = halfSize * T(0.5);
+    if (childHalf == halfSize || !std::isfinite(halfSize * (T{1} + slack))) {
+        return true; // no size, or without bounds so that any child holds everything
+    }
+    const VecBase<D, T> step = Bounding::Impl::Uniform<D, T>(childHalf);
+    if (center + step == center || center - step == center) {
+        return true; // below the resolution of T on every axis
+    }
+    return parent != nullptr && contentBox.min == contentBox.max &&
+           parent->contentBox == contentBox;
+}
+
+template <int D, class T, int K>
+void QOFNode<D, T, K>::Split(QOFNode& node, unsigned int capacity)
+{
+    if (!node.children.empty() || !node.CanSplit(capacity) || node.SplitIsFutile()) {
+        return;
+    }
+    for (int i = 0; i < kChildCount; ++i) {
+        node.AllocateChild(static_cast<unsigned int>(i), node.ChildCell(i));
+    }
+    QOFContentSet<D, T, K> kept;
+    for (std::size_t i = 0; i < node.content.size(); ++i) {
+        const Content* item = node.content[i];
+        const Bound bound = node.content.BoundAt(i);
+        if (QOFNode* child = node.ChildFor(bound)) {
+            Place(*child, item, bound, capacity, true);
+        } else {
+            kept.append(item, bound);
+        }
+    }
+    node.AfterSplit(capacity);
+    node.content.swap(kept);
+}
+
+// --- nodes with addresses -----------------------------------------------------------------------
+
+template <int D, class T, int K>
+QOFAddressableNode<D, T, K>::QOFAddressableNode(QOFAddressableNode* parentNode, const Cell& cell,
+                                                unsigned int index)
+    : Base(parentNode, cell)
+{
+    if (parentNode == nullptr) {
+        return;
+    }
+    owner = parentNode->owner;
+    if (parentNode->address.depth != kMaxDepth) {
+        constexpr unsigned long long kLastChild = Base::kChildCount - 1;
+        address.depth = parentNode->address.depth + 1;
+        address.path = (parentNode->address.path << D) + (index & kLastChild);
+    }
+}
+
+template <int D, class T, int K>
+QOFAddressableNode<D, T, K>::~QOFAddressableNode() = default;
+
+template <int D, class T, int K>
+bool QOFAddressableNode<D, T, K>::CanSplit(unsigned int /*capacity*/) const
+{
+    return address.depth < kMaxDepth;
+}
+
+template <int D, class T, int K>
+void QOFAddressableNode<D, T, K>::AfterSplit(unsigned int capacity)
+{
+    for (const QOFAddress<D>& neighbor : address.NeighborAddresses(true)) {
+        EnsureNode(neighbor, capacity);
+    }
+}
+
+template <int D, class T, int K>
+void QOFAddressableNode<D, T, K>::AllocateChild(unsigned int index, const Cell& cell)
+{
+    if (index < static_cast<unsigned int>(Base::kChildCount)) {
+        this->children.resize(Base::kChildCount);
+        this->children[index] = std::make_shared<QOFAddressableNode>(this, cell, index);
+    }
+}
+
+template <int D, class T, int K>
+void QOFAddressableNode<D, T, K>::EnsureNode(const QOFAddress<D>& wanted, unsigned int capacity)
+{
+    if (owner != nullptr) {
+        owner->EnsureNode(wanted, capacity);
+    } else {
+        EnsurePath(wanted, capacity);
+    }
+}
+
+template <int D, class T, int K>
+QOFAddressableNode<D, T, K>* QOFAddressableNode<D, T, K>::EnsureChild(int index,
+                                                                      unsigned int capacity)
+{
+    Base::Split(*this, capacity); // does nothing unless this is a leaf
+    return dynamic_cast<QOFAddressableNode*>(this->GetChild(index));
+}
+
+template <int D, class T, int K>
+void QOFAddressableNode<D, T, K>::EnsurePath(const QOFAddress<D>& wanted, unsigned int capacity)
+{
+    if (wanted.depth == 0 || wanted.depth > kMaxDepth) {
+        return;
+    }
+    QOFAddressableNode* node = this;
+    while (auto* above = dynamic_cast<QOFAddressableNode*>(node->parent)) {
+        node = above;
+    }
+    constexpr unsigned long long kLastChild = Base::kChildCount - 1;
+    for (unsigned int level = wanted.depth; level-- > 0 && node != nullptr;) {
+        node = node->EnsureChild(static_cast<int>((wanted.path >> (D * level)) & kLastChild),
+                                 capacity);
+    }
+}
+
+} // namespace Velk::Math::Sorvane::Tree

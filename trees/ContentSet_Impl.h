@@ -1,0 +1,231 @@
+// Bodies of the set of a node's contents: how it is arranged into groups and kept so.
+#pragma once
+
+#include <Sorvane/TreeContent_E.h>
+
+#include "trees/BoundTests_Impl.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+namespace Velk::Math::Sorvane::Tree {
+
+namespace Impl {
+
+template <int D, class T>
+VecBase<D, T> Middle(const BoxOf<D, T>& bound)
+{
+    return (bound.min + bound.max) * T(0.5);
+}
+
+template <int D, class T>
+const VecBase<D, T>& Middle(const BallOf<D, T>& bound)
+{
+    return bound.center;
+}
+
+/// Where a content lies, and its place before the set was arranged.
+template <int D, class T>
+struct Placed {
+    VecBase<D, T> middle;
+    std::size_t position;
+};
+
+/// Axis along which the middles of [first, last) spread most.
+template <class Iterator>
+int WidestAxis(Iterator first, Iterator last)
+{
+    auto low = first->middle;
+    auto high = first->middle;
+    for (Iterator i = first; i != last; ++i) {
+        for (int axis = 0; axis < low.size(); ++axis) {
+            low[axis] = std::min(low[axis], i->middle[axis]);
+            high[axis] = std::max(high[axis], i->middle[axis]);
+        }
+    }
+    const auto extent = high - low;
+    return static_cast<int>(std::max_element(extent.begin(), extent.end()) - extent.begin());
+}
+
+/// Orders [first, last) so that each run of 8, 64, 512, ... from the first on lies together: halves
+/// along the widest axis, cut at a multiple of the largest such run.
+template <class Iterator>
+void SortIntoRuns(Iterator first, Iterator last, std::ptrdiff_t runLength)
+{
+    while (last - first > runLength) {
+        std::ptrdiff_t largestRun = runLength;
+        while (largestRun * runLength < last - first) {
+            largestRun *= runLength;
+        }
+        const std::ptrdiff_t runs = (last - first + largestRun - 1) / largestRun;
+        const Iterator cut = first + runs / 2 * largestRun;
+        const int axis = WidestAxis(first, last);
+        std::nth_element(first, cut, last, [axis](const auto& a, const auto& b) {
+            return a.middle[axis] < b.middle[axis];
+        });
+        SortIntoRuns(first, cut, runLength);
+        first = cut;
+    }
+}
+
+} // namespace Impl
+
+// --- a set --------------------------------------------------------------------------------------
+
+template <int D, class T, int K>
+std::size_t QOFContentSet<D, T, K>::FindPosition(const Content* content) const
+{
+    if (positions_) {
+        const auto found = positions_->find(content);
+        return found == positions_->end() ? size() : found->second;
+    }
+    return static_cast<std::size_t>(std::find(items_.begin(), items_.end(), content) -
+                                    items_.begin());
+}
+
+template <int D, class T, int K>
+std::size_t QOFContentSet<D, T, K>::Position(const Content* content)
+{
+    if (!positions_ && size() > kLargestScan) {
+        positions_ = std::make_unique<std::unordered_map<const Content*, std::size_t>>();
+        positions_->reserve(2 * size());
+        for (std::size_t i = 0; i < size(); ++i) {
+            positions_->emplace(items_[i], i);
+        }
+    }
+    return FindPosition(content);
+}
+
+template <int D, class T, int K>
+void QOFContentSet<D, T, K>::append(const Content* content, const Bound& bound)
+{
+    if (positions_) {
+        positions_->emplace(content, size());
+    }
+    items_.push_back(content);
+    bounds_.push_back(bound);
+    ++changes_;
+}
+
+template <int D, class T, int K>
+bool QOFContentSet<D, T, K>::insert(const Content* content)
+{
+    if (Position(content) != size()) {
+        return false;
+    }
+    append(content, content->GetBound());
+    ArrangeWhenStale();
+    return true;
+}
+
+template <int D, class T, int K>
+bool QOFContentSet<D, T, K>::erase(const Content* content)
+{
+    const std::size_t position = Position(content);
+    if (position == size()) {
+        return false;
+    }
+    if (positions_) {
+        positions_->erase(content);
+        if (position + 1 != size()) {
+            (*positions_)[items_.back()] = position;
+        }
+    }
+    items_[position] = items_.back();
+    bounds_[position] = bounds_.back();
+    items_.pop_back();
+    bounds_.pop_back();
+    groupedCount_ = std::min(groupedCount_, size());
+    if (position < groupedCount_) {
+        GrowGroupsOf(position);
+    }
+    ++changes_;
+    ArrangeWhenStale();
+    return true;
+}
+
+// --- groups -------------------------------------------------------------------------------------
+
+/// So seldom that arranging costs no more than a logarithm for each change.
+template <int D, class T, int K>
+void QOFContentSet<D, T, K>::ArrangeWhenStale()
+{
+    if (changes_ > std::max(2 * kLargestUngrouped, size() / 2)) {
+        Arrange();
+    }
+}
+
+template <int D, class T, int K>
+void QOFContentSet<D, T, K>::Arrange()
+{
+    if (changes_ == 0) {
+        return;
+    }
+    changes_ = 0;
+    groupedCount_ = 0;
+    groupBoxes_.clear();
+    levelBegins_.clear();
+    if (size() > kLargestUngrouped) {
+        SortIntoGroups();
+        MakeGroupBoxes();
+    }
+}
+
+template <int D, class T, int K>
+void QOFContentSet<D, T, K>::SortIntoGroups()
+{
+    std::vector<Impl::Placed<D, T>> order(size());
+    for (std::size_t i = 0; i < size(); ++i) {
+        order[i] = {Impl::Middle(bounds_[i]), i};
+        for (T& coordinate : order[i].middle) {
+            coordinate = std::isnan(coordinate) ? T{0} : coordinate; // of a box without ends
+        }
+    }
+    Impl::SortIntoRuns(order.begin(), order.end(), static_cast<std::ptrdiff_t>(kGroupSize));
+
+    std::vector<const Content*> items(size());
+    std::vector<Bound> bounds(size());
+    for (std::size_t i = 0; i < size(); ++i) {
+        items[i] = items_[order[i].position];
+        bounds[i] = bounds_[order[i].position];
+    }
+    items_.swap(items);
+    bounds_.swap(bounds);
+    positions_.reset(); // made again when it is needed
+}
+
+template <int D, class T, int K>
+void QOFContentSet<D, T, K>::MakeGroupBoxes()
+{
+    groupedCount_ = size();
+    std::size_t below = groupedCount_; // members of the groups of this level
+    do {
+        const std::size_t begin = groupBoxes_.size();
+        const std::size_t count = (below + kGroupSize - 1) / kGroupSize;
+        groupBoxes_.resize(begin + count);
+        for (std::size_t i = 0; i < below; ++i) {
+            const Box member = levelBegins_.empty() ? Impl::Around(bounds_[i])
+                                                    : groupBoxes_[levelBegins_.back() + i];
+            groupBoxes_[begin + i / kGroupSize].Grow(member.min);
+            groupBoxes_[begin + i / kGroupSize].Grow(member.max);
+        }
+        levelBegins_.push_back(begin);
+        below = count;
+    } while (below > kGroupSize);
+}
+
+/// The groups around a place that another content has come to still hold what they held: larger
+/// than need be, until the set is arranged again.
+template <int D, class T, int K>
+void QOFContentSet<D, T, K>::GrowGroupsOf(std::size_t position)
+{
+    const Box box = Impl::Around(bounds_[position]);
+    for (const std::size_t begin : levelBegins_) {
+        position /= kGroupSize;
+        groupBoxes_[begin + position].Grow(box.min);
+        groupBoxes_[begin + position].Grow(box.max);
+    }
+}
+
+} // namespace Velk::Math::Sorvane::Tree
