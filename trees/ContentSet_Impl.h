@@ -165,7 +165,7 @@ void QOFContentSet<D, T, K>::Arrange()
     changes_ = 0;
     groupedCount_ = 0;
     groupBoxes_.clear();
-    levelBegins_.clear();
+    levelCount_ = 0;
     if (size() > kLargestUngrouped) {
         SortIntoGroups();
         MakeGroupBoxes();
@@ -205,12 +205,12 @@ void QOFContentSet<D, T, K>::MakeGroupBoxes()
         const std::size_t count = (below + kGroupSize - 1) / kGroupSize;
         groupBoxes_.resize(begin + count);
         for (std::size_t i = 0; i < below; ++i) {
-            const Box member = levelBegins_.empty() ? Impl::Around(bounds_[i])
-                                                    : groupBoxes_[levelBegins_.back() + i];
+            const Box member =
+                levelCount_ == 0 ? Impl::Around(bounds_[i]) : GroupBox(levelCount_ - 1, i);
             groupBoxes_[begin + i / kGroupSize].Grow(member.min);
             groupBoxes_[begin + i / kGroupSize].Grow(member.max);
         }
-        levelBegins_.push_back(begin);
+        levelBegins_[static_cast<std::size_t>(levelCount_++)] = static_cast<std::uint32_t>(begin);
         below = count;
     } while (below > kGroupSize);
 }
@@ -221,10 +221,11 @@ template <int D, class T, int K>
 void QOFContentSet<D, T, K>::GrowGroupsOf(std::size_t position)
 {
     const Box box = Impl::Around(bounds_[position]);
-    for (const std::size_t begin : levelBegins_) {
+    for (int level = 0; level < levelCount_; ++level) {
         position /= kGroupSize;
-        groupBoxes_[begin + position].Grow(box.min);
-        groupBoxes_[begin + position].Grow(box.max);
+        Box& group = groupBoxes_[LevelBegin(level) + position];
+        group.Grow(box.min);
+        group.Grow(box.max);
     }
 }
 

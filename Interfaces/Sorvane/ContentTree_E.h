@@ -101,7 +101,8 @@ protected:
     std::vector<const Content*> GetPossibleBoxCollisions(const Box& box) const;
 
     /// Contents whose box (of a ball: the box around it) the line through `origin` meets, in either
-    /// direction, grazing included. The flag makes no difference. None for a direction without finite positive length.
+    /// direction, grazing included. The flag makes no difference. None for a direction without finite
+    /// positive length.
     std::vector<const Content*> GetPossibleRayCollisions(const VecBase<D, T>& origin,
                                                          const VecBase<D, T>& direction,
                                                          bool flag) const;

@@ -4,7 +4,9 @@
 
 #include <Sorvane/BoundingVolumes_E.h>
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <type_traits>
 #include <unordered_map>
@@ -108,16 +110,15 @@ public:
     std::size_t GroupedCount() const { return groupedCount_; }
     /// Levels of groups: group i of level 0 holds the contents from 8 i on, of level n the groups from
     /// 8 i on of level n - 1. The last level has at most eight groups.
-    int LevelCount() const { return static_cast<int>(levelBegins_.size()); }
+    int LevelCount() const { return levelCount_; }
     std::size_t GroupCount(int level) const
     {
-        const std::size_t next = static_cast<std::size_t>(level) + 1;
-        return (next < levelBegins_.size() ? levelBegins_[next] : groupBoxes_.size()) -
-               levelBegins_[next - 1];
+        const std::size_t end = level + 1 < levelCount_ ? LevelBegin(level + 1) : groupBoxes_.size();
+        return end - LevelBegin(level);
     }
     const Box& GroupBox(int level, std::size_t group) const
     {
-        return groupBoxes_[levelBegins_[static_cast<std::size_t>(level)] + group];
+        return groupBoxes_[LevelBegin(level) + group];
     }
 
 private:
@@ -127,6 +128,13 @@ private:
     /// Up to this size a set is looked at whole.
     static constexpr std::size_t kLargestUngrouped = 2 * kGroupSize;
 
+    /// Enough for 2^36 contents.
+    static constexpr std::size_t kMaxLevels = 12;
+
+    std::size_t LevelBegin(int level) const
+    {
+        return levelBegins_[static_cast<std::size_t>(level)];
+    }
     std::size_t FindPosition(const Content* content) const;
     std::size_t Position(const Content* content);
     void ArrangeWhenStale();
@@ -137,7 +145,8 @@ private:
     std::vector<const Content*> items_;
     std::vector<Bound> bounds_;
     std::vector<Box> groupBoxes_;          // level after level
-    std::vector<std::size_t> levelBegins_; // of each level in groupBoxes_
+    std::array<std::uint32_t, kMaxLevels> levelBegins_{}; // of each level in groupBoxes_
+    int levelCount_ = 0;
     std::size_t groupedCount_ = 0;
     std::size_t changes_ = 0; // since the set was arranged
     std::unique_ptr<std::unordered_map<const Content*, std::size_t>> positions_;

@@ -102,12 +102,9 @@ std::vector<Wrap> Triangles(int count)
         std::vector<Vec3d> points;
         std::vector<int> indices;
         if (MeshUtils::ReadFromBinarySTL(points, indices, file)) {
-            for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
-                const auto corner = [&](std::size_t k) -> const Vec3d& {
-                    return points[static_cast<std::size_t>(indices[i + k])];
-                };
-                items.push_back(
-                    TriangleItem(static_cast<int>(i / 3), corner(0), corner(1), corner(2)));
+            for (std::size_t i = 0; i + 2 < points.size(); i += 3) { // three for each triangle
+                items.push_back(TriangleItem(static_cast<int>(i / 3), points[i], points[i + 1],
+                                             points[i + 2]));
             }
             return items;
         }

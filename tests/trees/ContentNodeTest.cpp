@@ -583,6 +583,18 @@ TEST(ContentSet, BehavesAsASetAtEverySize)
     for (std::size_t i = 0; i < set.size(); ++i) {
         EXPECT_EQ(set.BoundAt(i), set[i]->GetBound()) << "bounds stay beside their contents";
     }
+    ASSERT_GT(set.LevelCount(), 0) << "large enough for groups";
+    ASSERT_LE(set.GroupedCount(), set.size());
+    for (std::size_t i = 0; i < set.GroupedCount(); ++i) {
+        std::size_t group = i;
+        for (int level = 0; level < set.LevelCount(); ++level) {
+            group /= 8;
+            ASSERT_LT(group, set.GroupCount(level));
+            const auto& box = set.GroupBox(level, group);
+            EXPECT_TRUE(box.min[0] <= set.BoundAt(i).min[0] && box.max[0] >= set.BoundAt(i).max[0]);
+        }
+    }
+    EXPECT_LE(set.GroupCount(set.LevelCount() - 1), 8U);
     set.clear();
     EXPECT_TRUE(set.empty());
     EXPECT_TRUE(set.insert(&items[0]));
