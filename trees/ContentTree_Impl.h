@@ -401,12 +401,12 @@ void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredR
 // --- queries ------------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
-std::vector<const QOFTreeContent<D, T, K>*>
-QOFTree<D, T, K, Node>::GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const
+template <class Sink>
+void QOFTree<D, T, K, Node>::VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball,
+                                                 const Sink& sink) const
 {
-    std::vector<const Content*> found;
     if (Impl::HasNaN(ball.center)) {
-        return found;
+        return;
     }
     VisitCandidates(
         [&](const Box& around) {
@@ -416,8 +416,15 @@ QOFTree<D, T, K, Node>::GetPossibleBallCollisions(const Bounding::BoundingBall<D
                 return Impl::BallMayReachBalls(ball, around);
             }
         },
-        [&](const Bound& bound) { return Impl::BallReaches(ball, bound); },
-        Impl::CollectInto<Content>(found));
+        [&](const Bound& bound) { return Impl::BallReaches(ball, bound); }, sink);
+}
+
+template <int D, class T, int K, class Node>
+std::vector<const QOFTreeContent<D, T, K>*>
+QOFTree<D, T, K, Node>::GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const
+{
+    std::vector<const Content*> found;
+    VisitBallCollisions(ball, Impl::CollectInto<Content>(found));
     return found;
 }
 
@@ -440,12 +447,13 @@ QOFTree<D, T, K, Node>::GetPossibleBoxCollisions(const Box& box) const
 }
 
 template <int D, class T, int K, class Node>
-std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleRayCollisions(
-    const VecBase<D, T>& origin, const VecBase<D, T>& direction, bool /*flag*/) const
+template <class Sink>
+void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
+                                                const VecBase<D, T>& direction,
+                                                const Sink& sink) const
 {
-    std::vector<const Content*> found;
     if (!Intersect::Impl::IsRayDirection(direction)) {
-        return found;
+        return;
     }
     // The line's point next to the root's centre, and from there back by twice the diagonal of the
     // loose root: a ray from there meets whatever the line meets.
@@ -462,8 +470,15 @@ std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleR
         return Intersect::Impl::RayMeetsBox(start, direction, box.min, box.max, distance);
     };
     VisitCandidates(
-        meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); },
-        Impl::CollectInto<Content>(found));
+        meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); }, sink);
+}
+
+template <int D, class T, int K, class Node>
+std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleRayCollisions(
+    const VecBase<D, T>& origin, const VecBase<D, T>& direction, bool /*flag*/) const
+{
+    std::vector<const Content*> found;
+    VisitRayCollisions(origin, direction, Impl::CollectInto<Content>(found));
     return found;
 }
 

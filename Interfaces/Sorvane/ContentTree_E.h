@@ -107,6 +107,13 @@ protected:
                                                          const VecBase<D, T>& direction,
                                                          bool flag) const;
 
+    /// The same without a list: calls `sink(content)` for what these queries give, in their order.
+    template <class Sink>
+    void VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball, const Sink& sink) const;
+    template <class Sink>
+    void VisitRayCollisions(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
+                            const Sink& sink) const;
+
     /// Calls `sink(content)` for each content whose bound fulfils `contentPredicate(bound)`.
     ///
     /// `boxPredicate(box)` is asked about boxes around several contents: of a subtree, of a group of
