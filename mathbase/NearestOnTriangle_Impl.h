@@ -1,7 +1,7 @@
 // Nearest point of a filled triangle, inline for the loops of searches.
 //
-// It is decided by the signs of p against the three sides and takes its position from the normal, whose
-// digits survive on thin triangles.
+// It is decided by the signs of p against the three sides and takes its position from the normal,
+// whose digits survive on thin triangles.
 #pragma once
 
 #include "mathbase/Intersect_Impl.h"
@@ -15,9 +15,10 @@ namespace Velk::Math::Intersect::Impl {
 /// differences that its normal comes from carry an error of the same size.
 inline constexpr double kFlatSine = 4.0 * std::numeric_limits<double>::epsilon();
 
-/// `point`, moved into the box of the corners where it lies outside. Rounding carries a nearest point
-/// out of its triangle by a unit in the last place, and on a needle, whose sides are told apart badly,
-/// much farther; within the box it is never nearer to anything than the box is, rounded or not.
+/// `point`, moved into the box of the corners where it lies outside. Rounding carries a nearest
+/// point out of its triangle by a unit in the last place, and on a needle, whose sides are told
+/// apart badly, much farther; within the box it is never nearer to anything than the box is,
+/// rounded or not.
 template <int N>
 VecBase<N, double> KeptInBox(VecBase<N, double> point,
                              const std::array<VecBase<N, double>, 3>& corner)

@@ -13,8 +13,8 @@ namespace Velk::Math::Sorvane::Tree::Quadtree {
 /// `float` or `double`.
 ///
 /// The box of an arc is that of the arc itself, its extreme points included. Elements that are not
-/// finite, or reach beyond 1e150, stay out and are never found; the queries of a tree without elements
-/// find nothing. Queries may run in many threads at once.
+/// finite, or reach beyond 1e150, stay out and are never found; the queries of a tree without
+/// elements find nothing. Queries may run in many threads at once.
 template <class T>
 class ArcSegTree : public QOFTree<2, T, 0, QOFNode<2, T, 0>> {
 public:
@@ -30,8 +30,8 @@ public:
     explicit ArcSegTree(const Planar::PolyArcSegBase<T>& chain);
 
     /// Nearest point of an element. An element that is neither segment nor arc, which can't be, is
-    /// reported to the assert handler (`QuadtreeArcSegTree_E`, line 338) and gives the largest finite T
-    /// twice.
+    /// reported to the assert handler (`QuadtreeArcSegTree_E`, line 338) and gives the largest
+    /// finite T twice.
     static VecBase<2, T> ClosestPointOnContent(const Element& element, const VecBase<2, T>& point);
     /// The same of the one that isn't null.
     static VecBase<2, T> ClosestPointOnContent(const Geometry::SegBase<T>* segment,

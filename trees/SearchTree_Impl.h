@@ -1,5 +1,5 @@
-// What the trees over segments, arcs and triangles have in common: the record of a closest point, the
-// box of an item, and the filling of a pool.
+// What the trees over segments, arcs and triangles have in common: the record of a closest point,
+// the box of an item, and the filling of a pool.
 #pragma once
 
 #include "trees/ContentTree_Impl.h"
@@ -13,7 +13,8 @@
 
 namespace Velk::Math::Sorvane::Tree {
 
-/// Answer of a search for the nearest item: its nearest point, and its number or -1 when none was found.
+/// Answer of a search for the nearest item: its nearest point, and its number or -1 when none was
+/// found.
 template <int D, class T>
 struct ClosestPointRecord {
     VecBase<D, T> point;
@@ -25,8 +26,8 @@ struct ClosestPointRecord {
 
 namespace Impl {
 
-/// By how much the box of an item exceeds it on every side. In `float` it is lost at coordinates above
-/// 0.002, so that boxes may be flat, and a mere point.
+/// By how much the box of an item exceeds it on every side. In `float` it is lost at coordinates
+/// above 0.002, so that boxes may be flat, and a mere point.
 inline constexpr double kBoxMargin = 1e-10;
 
 /// Coordinates beyond this have squares that overflow, or nearly so.

@@ -47,14 +47,15 @@ void QOFSegmentTree<2, T>::Build()
     }
 }
 
-// The answer is the least pair (squared distance, place) over all candidates. The traversal sees them
-// nearest box first and passes over boxes that are farther than the best so far. None of those holds a
-// better one: the nearest point lies in the segment's box, and subtraction, squaring and the sum over
-// the axes are monotonic also when they are rounded, so that the squared distance of the point is never
-// below that of the box. Boxes as far as the best are still seen, for the sake of ties.
+// The answer is the least pair (squared distance, place) over all candidates. The traversal sees
+// them nearest box first and passes over boxes that are farther than the best so far. None of those
+// holds a better one: the nearest point lies in the segment's box, and subtraction, squaring and
+// the sum over the axes are monotonic also when they are rounded, so that the squared distance of
+// the point is never below that of the box. Boxes as far as the best are still seen, for the sake
+// of ties.
 template <class T>
-typename QOFSegmentTree<2, T>::Closest QOFSegmentTree<2, T>::ClosestPoint(
-    const VecBase<2, T>& point, T radius) const
+typename QOFSegmentTree<2, T>::Closest
+QOFSegmentTree<2, T>::ClosestPoint(const VecBase<2, T>& point, T radius) const
 {
     Closest closest{point, -1};
     T least = std::numeric_limits<T>::infinity();
@@ -80,10 +81,10 @@ Quadtree::SegmentTree<T>::SegmentTree(const std::vector<Geometry::SegBase<T>>& s
     this->Build();
 }
 
-#define SORVANE_INSTANTIATE(T)                                                  \
-    template VecBase<2, T> Impl::NearestOnSegment(const Geometry::SegBase<T>&,  \
-                                                  const VecBase<2, T>&);        \
-    template class QOFSegmentTree<2, T>;                                        \
+#define SORVANE_INSTANTIATE(T)                                                 \
+    template VecBase<2, T> Impl::NearestOnSegment(const Geometry::SegBase<T>&, \
+                                                  const VecBase<2, T>&);       \
+    template class QOFSegmentTree<2, T>;                                       \
     template class Quadtree::SegmentTree<T>;
 SORVANE_INSTANTIATE(float)
 SORVANE_INSTANTIATE(double)

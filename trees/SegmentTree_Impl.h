@@ -23,8 +23,8 @@ class QOFSegmentTree;
 
 /// Segments with their numbers in a loose quadtree. T is `float` or `double`.
 ///
-/// Segments with a coordinate that is not finite, or beyond 1e150, stay out and are never found; the
-/// queries of a tree without segments find nothing. Queries may run in many threads at once.
+/// Segments with a coordinate that is not finite, or beyond 1e150, stay out and are never found;
+/// the queries of a tree without segments find nothing. Queries may run in many threads at once.
 template <class T>
 class QOFSegmentTree<2, T> : public QOFTree<2, T, 0, QOFNode<2, T, 0>> {
 public:
@@ -49,11 +49,13 @@ public:
     /// Makes the tree anew over all segments stored. O(n log n).
     void Build();
 
-    /// Nearest point on the segments whose box is nearer to `point` than `radius`, strictly; {`point`,
-    /// -1} when there is none. Of segments at exactly the same distance the one stored first.
+    /// Nearest point on the segments whose box is nearer to `point` than `radius`, strictly;
+    /// {`point`, -1} when there is none. Of segments at exactly the same distance the one stored
+    /// first.
     ///
-    /// The answer may lie farther away than the radius, by as much as a box is larger than its segment:
-    /// compare where that matters. Radius 0 finds nothing; a negative one counts as positive.
+    /// The answer may lie farther away than the radius, by as much as a box is larger than its
+    /// segment: compare where that matters. Radius 0 finds nothing; a negative one counts as
+    /// positive.
     Closest ClosestPoint(const VecBase<2, T>& point, T radius) const;
 
     /// Segments whose box is nearer to the ball's centre than its radius, strictly.

@@ -1,8 +1,8 @@
 // The hierarchy of boxes behind the nearest triangle: how it is cut, and how it is searched.
 //
-// Cut top-down where the surface areas of the two boxes, weighted with their triangles, are least, by
-// bins along one axis (I. Wald, "On fast Construction of SAH-based Bounding Volume Hierarchies", 2007);
-// two such cuts after each other make a node of four. Searched nearest box first.
+// Cut top-down where the surface areas of the two boxes, weighted with their triangles, are least,
+// by bins along one axis (I. Wald, "On fast Construction of SAH-based Bounding Volume Hierarchies",
+// 2007); two such cuts after each other make a node of four. Searched nearest box first.
 
 #include "trees/TriangleHierarchy_Impl.h"
 
@@ -64,10 +64,7 @@ double HalfArea(const Box& box)
 }
 
 /// Twice the middle along an axis.
-double DoubledMiddle(const Box& box, int axis)
-{
-    return box.min[axis] + box.max[axis];
-}
+double DoubledMiddle(const Box& box, int axis) { return box.min[axis] + box.max[axis]; }
 
 /// Bins of equal width between two (doubled) middles.
 class BinScale {
@@ -168,12 +165,11 @@ private:
             }
         }
         const Vec3d extent = high - low;
-        const int axis = static_cast<int>(std::max_element(extent.begin(), extent.end()) -
-                                          extent.begin());
+        const int axis =
+            static_cast<int>(std::max_element(extent.begin(), extent.end()) - extent.begin());
         const BinScale scale(low[axis], high[axis]);
-        const int bin = depth < kDeepestAreaCut && scale.IsUsable()
-                            ? CheapestBin(range, axis, scale)
-                            : 0;
+        const int bin =
+            depth < kDeepestAreaCut && scale.IsUsable() ? CheapestBin(range, axis, scale) : 0;
         auto middle = begin + (end - begin) / 2;
         if (bin > 0) {
             middle = std::partition(begin, end, [&](const Part& part) {
@@ -250,12 +246,13 @@ void TriangleHierarchy::Build(std::vector<RankedTriangle> triangles)
     triangles_ = std::move(triangles);
 }
 
-// Nothing that could be the answer is passed over. A triangle's nearest point lies in the box of its
-// corners, that in the box with the margin, and that in the boxes of all nodes above it; subtraction,
-// squaring and the sum over the axes, in the same order everywhere, are monotonic also when they are
-// rounded. So the squared distance of the point, rounded, is never below that of any of these boxes,
-// and a box farther than the best so far holds nothing better. Boxes as far as the best are still
-// opened, so that the least rank decides between equals, in whatever order they are met.
+// Nothing that could be the answer is passed over. A triangle's nearest point lies in the box of
+// its corners, that in the box with the margin, and that in the boxes of all nodes above it;
+// subtraction, squaring and the sum over the axes, in the same order everywhere, are monotonic also
+// when they are rounded. So the squared distance of the point, rounded, is never below that of any
+// of these boxes, and a box farther than the best so far holds nothing better. Boxes as far as the
+// best are still opened, so that the least rank decides between equals, in whatever order they are
+// met.
 NearestTriangle TriangleHierarchy::Nearest(const Vec3d& point, double radius) const
 {
     NearestTriangle best;
@@ -317,7 +314,8 @@ NearestTriangle TriangleHierarchy::Nearest(const Vec3d& point, double radius) co
                 continue;
             }
             std::size_t place = count++;
-            for (; place > 0 && below[place - 1].squaredDistance < squaredDistances[slot]; --place) {
+            for (; place > 0 && below[place - 1].squaredDistance < squaredDistances[slot];
+                 --place) {
                 below[place] = below[place - 1];
             }
             below[place] = {squaredDistances[slot], node.first[slot], node.count[slot]};

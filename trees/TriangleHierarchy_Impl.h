@@ -2,8 +2,8 @@
 //
 // A loose octree is filled in any order and puts each item where its middle lies; its boxes overlap
 // more than they need. For the one query that is asked a hundred thousand times a second hierarchy
-// stands beside it, with the same triangles: nodes of four boxes that lie in one array, and the corners
-// of the triangles packed leaf by leaf.
+// stands beside it, with the same triangles: nodes of four boxes that lie in one array, and the
+// corners of the triangles packed leaf by leaf.
 #pragma once
 
 #include "trees/BoundTests_Impl.h"
@@ -35,7 +35,8 @@ public:
     /// Over triangles with coordinates up to 1e150. O(n log n).
     void Build(std::vector<RankedTriangle> triangles);
 
-    /// The triangle with the least pair (squared distance, rank) of those that the closed ball meets
+    /// The triangle with the least pair (squared distance, rank) of those that the closed ball
+    /// meets
     /// (`Intersect::SphereTriangle`) and whose box, with its margin, is nearer than the radius,
     /// strictly. Without memory of its own, from any number of threads.
     NearestTriangle Nearest(const Vec3d& point, double radius) const;

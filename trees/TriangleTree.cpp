@@ -37,8 +37,7 @@ QOFTriangleTree<3, double>::QOFTriangleTree(const std::vector<Vec3d>& points,
     Build();
 }
 
-void QOFTriangleTree<3, double>::AddTriangle(const Vec3d& a, const Vec3d& b, const Vec3d& c,
-                                             int id)
+void QOFTriangleTree<3, double>::AddTriangle(const Vec3d& a, const Vec3d& b, const Vec3d& c, int id)
 {
     TriWrap wrap;
     wrap.id = id;
@@ -70,12 +69,12 @@ QOFTriangleTree<3, double>::Closest QOFTriangleTree<3, double>::ClosestPoint(con
     return nearest.id >= 0 ? Closest{nearest.point, nearest.id} : Closest{point, -1};
 }
 
-// One search with the larger radius stands for all of them. Let d be the squared distance of what it
-// finds, which is the least of all triangles within that radius. A search with r * r < d finds nothing.
-// One with r * r > d finds the same: every triangle at d is among its candidates, as a triangle's box is
-// never farther than its nearest point. Only where r * r equals d may the answer differ: a triangle whose
-// box is at d itself is no candidate then, so that another of the equals is found, or none. And when the
-// larger radius finds nothing, no smaller one does.
+// One search with the larger radius stands for all of them. Let d be the squared distance of what
+// it finds, which is the least of all triangles within that radius. A search with r * r < d finds
+// nothing. One with r * r > d finds the same: every triangle at d is among its candidates, as a
+// triangle's box is never farther than its nearest point. Only where r * r equals d may the answer
+// differ: a triangle whose box is at d itself is no candidate then, so that another of the equals
+// is found, or none. And when the larger radius finds nothing, no smaller one does.
 QOFTriangleTree<3, double>::Closest
 QOFTriangleTree<3, double>::ClosestPointInRange(const Vec3d& point, double r0, double r1) const
 {

@@ -1,4 +1,5 @@
-// Inputs of the measurements of the search trees, the same for the peers: a mesh and points around it.
+// Inputs of the measurements of the search trees, the same for the peers: a mesh and points around
+// it.
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>

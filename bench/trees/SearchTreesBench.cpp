@@ -1,6 +1,6 @@
 // Search trees: the nearest triangle to a hundred thousand points with the tree built before, lines
-// through a mesh, and segments and chains in the plane, at three sizes each. The mesh is a wavy sheet;
-// SORVANE_BENCH_STL names another.
+// through a mesh, and segments and chains in the plane, at three sizes each. The mesh is a wavy
+// sheet; SORVANE_BENCH_STL names another.
 
 #include "bench/trees/SearchTreeInputs.h"
 #include "trees/ArcSegTree_Impl.h"
@@ -36,7 +36,8 @@ void BM_BuildTriangles(benchmark::State& state)
     state.counters["triangles"] = static_cast<double>(mesh.indices.size()) / 3;
 }
 
-/// Distance of all points; `rangeShare` of the part's size is the first radius, 0: only the last one.
+/// Distance of all points; `rangeShare` of the part's size is the first radius, 0: only the last
+/// one.
 void ClosestTriangles(benchmark::State& state, double rangeShare)
 {
     const Bench::IndexedMesh mesh = MeshOf(state);
@@ -132,17 +133,19 @@ void BM_ChainItemsWithin(benchmark::State& state)
 }
 
 #define SORVANE_MESH_SIZES(function) \
-    BENCHMARK(function)              \
-        ->Arg(10'000)                \
-        ->Arg(246'000)               \
-        ->Arg(1'000'000)             \
-        ->Unit(benchmark::kMillisecond)
+    BENCHMARK(function)->Arg(10'000)->Arg(246'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond)
 SORVANE_MESH_SIZES(BM_BuildTriangles);
 SORVANE_MESH_SIZES(BM_ClosestPoint);
 SORVANE_MESH_SIZES(BM_ClosestPointInRange);
 SORVANE_MESH_SIZES(BM_LineHits);
 #undef SORVANE_MESH_SIZES
-BENCHMARK(BM_SnapToSegments)->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_ChainItemsWithin)->RangeMultiplier(10)->Range(100, 10'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SnapToSegments)
+    ->RangeMultiplier(10)
+    ->Range(1'000, 100'000)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ChainItemsWithin)
+    ->RangeMultiplier(10)
+    ->Range(100, 10'000)
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace
