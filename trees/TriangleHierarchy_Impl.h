@@ -30,6 +30,12 @@ struct NearestTriangle {
     int rank = std::numeric_limits<int>::max();
 };
 
+/// Four numbers that are calculated with at once, lane by lane: a vector type of g++ and clang++,
+/// which becomes the instructions of any processor. Two of `double`, so that no register is too
+/// small.
+using Float4 = float __attribute__((vector_size(16)));
+using Double2 = double __attribute__((vector_size(16)));
+
 class TriangleHierarchy {
 public:
     /// Over triangles with coordinates up to 1e150. O(n log n).
@@ -46,18 +52,42 @@ private:
 
     /// Up to four subtrees side by side, their boxes axis by axis.
     struct Node {
-        std::array<std::array<double, kWidth>, 3> min;
-        std::array<std::array<double, kWidth>, 3> max;
-        /// Of a subtree the number of its node; of a leaf its first triangle.
-        std::array<std::int32_t, kWidth> first;
-        /// Triangles of a leaf; 0 for a subtree. Where nothing is, the box is inverted.
-        std::array<std::int32_t, kWidth> count;
+        std::array<std::array<Double2, kWidth / 2>, 3> min;
+        std::array<std::array<Double2, kWidth / 2>, 3> max;
+        /// Number of a node, or of a leaf with all bits turned over. Where nothing is, the box is
+        /// inverted.
+        std::array<std::int32_t, kWidth> child;
+    };
+
+    /// Up to four triangles side by side, in the coordinates of `frame_`.
+    struct Leaf {
+        std::array<std::array<Float4, 3>, 3> corner; // of each corner each axis
+        std::array<Float4, 3> normal;                // of length 1, or 0
+        Float4 trust;                                // 1, or 0: the distance is anything from 0 on
+        std::int32_t first;                          // triangle
+        std::int32_t count;
+    };
+
+    /// Map of the whole into the cube from -1 to 1, by a power of 2.
+    struct Frame {
+        Vec3d origin;
+        double scale = 1;
+        double largest = 0; // coordinate of the whole
+
+        Vec3d operator()(const Vec3d& point) const { return (point - origin) * scale; }
     };
 
     class Builder;
+    class Search;
 
+    static Frame FrameOf(const std::vector<RankedTriangle>& triangles);
+    void FillLeaf(Leaf& leaf) const;
+    static Float4 SquaredDistances(const Leaf& leaf, const VecBase<3, float>& point);
+
+    std::vector<Leaf> leaves_;
+    std::vector<RankedTriangle> triangles_; // in the order of the leaves
+    Frame frame_;
     std::vector<Node> nodes_; // the first is the root
-    std::vector<RankedTriangle> triangles_;
 };
 
 } // namespace Velk::Math::Sorvane::Tree::Impl
