@@ -66,19 +66,19 @@ protected:
     /// Afterwards items that join the storage are not in the tree unless they are inserted. An item
     /// that the root refuses stays out: all of them when they are one and the same point, or when a
     /// bound is not finite or so large that the size of the whole overflows. O(n log n).
-    template <class Item> void PrepareRoot(const Bins::DataPool<Item>& storage);
+    template <class Item> SORVANE_LOCAL void PrepareRoot(const Bins::DataPool<Item>& storage);
 
     /// Root around all items: centred in the box of their bounds, its half size that box's half
     /// diagonal, its slack half the mean diagonal of the bounds as a fraction of the half size. No
     /// number comes out as slack when the half size is 0.
-    template <class Item> static Cell FittedRoot(const Bins::DataPool<Item>& storage);
+    template <class Item> SORVANE_LOCAL static Cell FittedRoot(const Bins::DataPool<Item>& storage);
 
     /// Empties the tree and sets its root's cell and its slack.
     void SetRoot(const Cell& cell);
     void SetCapacity(unsigned int capacity) { capacity_ = capacity; }
 
     /// Inserts all items of the storage, none of which is in the tree. They keep their order.
-    template <class Item> void InsertAll(const Bins::DataPool<Item>& storage);
+    template <class Item> SORVANE_LOCAL void InsertAll(const Bins::DataPool<Item>& storage);
 
     /// Arranges the contents of all nodes for queries, after many insertions or removals one by one.
     /// Queries answer the same without it, and `InsertAll` does it too.
@@ -109,10 +109,11 @@ protected:
 
     /// The same without a list: calls `sink(content)` for what these queries give, in their order.
     template <class Sink>
-    void VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball, const Sink& sink) const;
+    SORVANE_LOCAL void VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball,
+                                           const Sink& sink) const;
     template <class Sink>
-    void VisitRayCollisions(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
-                            const Sink& sink) const;
+    SORVANE_LOCAL void VisitRayCollisions(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
+                                          const Sink& sink) const;
 
     /// Calls `sink(content)` for each content whose bound fulfils `contentPredicate(bound)`.
     ///
@@ -120,8 +121,9 @@ protected:
     /// contents in a node. Where it is false all of them are passed over; so it must be true for any box
     /// around a bound that fulfils `contentPredicate`.
     template <class BoxPredicate, class ContentPredicate, class Sink>
-    void VisitCandidates(const BoxPredicate& boxPredicate, const ContentPredicate& contentPredicate,
-                         const Sink& sink) const;
+    SORVANE_LOCAL void VisitCandidates(const BoxPredicate& boxPredicate,
+                                       const ContentPredicate& contentPredicate,
+                                       const Sink& sink) const;
 
     /// Visits contents near `point`, the near ones first as far as the tree tells, and fewer the nearer
     /// a result has been found.
@@ -131,7 +133,8 @@ protected:
     /// the nearest content returns the least squared distance found so far: contents at exactly that
     /// distance are still shown, so that it can settle ties by a rule of its own.
     template <class Sink>
-    void VisitNearest(const VecBase<D, T>& point, T squaredRadius, const Sink& sink) const
+    SORVANE_LOCAL void VisitNearest(const VecBase<D, T>& point, T squaredRadius,
+                                    const Sink& sink) const
         requires(K == 0);
 
 private:
