@@ -1,6 +1,6 @@
-// The nearest triangle beside CGAL's tree of boxes: both built over the same triangles and asked for the
-// same hundred thousand points uniform in the box, building included. The mesh is a wavy sheet;
-// SORVANE_BENCH_STL names another.
+// The nearest triangle beside CGAL's tree of boxes: both built over the same triangles and asked
+// for the same hundred thousand points uniform in the box, building included. The mesh is a wavy
+// sheet; SORVANE_BENCH_STL names another.
 
 #include "bench/trees/SearchTreeInputs.h"
 #include "trees/TriangleTree_Impl.h"
@@ -83,11 +83,7 @@ void BM_Cgal(benchmark::State& state)
 }
 
 #define SORVANE_SIZES(function) \
-    BENCHMARK(function)         \
-        ->Arg(10'000)           \
-        ->Arg(246'000)          \
-        ->Arg(1'000'000)        \
-        ->Unit(benchmark::kMillisecond)
+    BENCHMARK(function)->Arg(10'000)->Arg(246'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond)
 SORVANE_SIZES(BM_Sorvane);
 SORVANE_SIZES(BM_Cgal);
 #undef SORVANE_SIZES
