@@ -4,12 +4,11 @@
 // Rays are sheared on to an axis, so that the three sides of a triangle become three signed areas
 // in the plane (S. Woop, C. Benthin, I. Wald, "Watertight Ray/Triangle Intersection", 2013).
 // Swapping the ends of a side negates its area exactly: of two triangles at a common side at least
-// one sees the ray. Nearest points are decided by the signs of p against the three sides and take
-// their position from the normal, whose digits survive on thin triangles.
+// one sees the ray.
 
 #include <Velk/Math/Intersect_E.h>
 
-#include "mathbase/Intersect_Impl.h"
+#include "mathbase/NearestOnTriangle_Impl.h"
 
 #include <array>
 #include <tuple>
@@ -20,64 +19,10 @@ namespace {
 
 using namespace Impl;
 
-/// Below this sine (normal over the product of two sides) a triangle is its longest side: the
-/// differences that its normal comes from carry an error of the same size.
-constexpr double kFlatSine = 4.0 * std::numeric_limits<double>::epsilon();
-
 /// Rounding of a signed area in the ray's plane, relative to the square of the triangle's extent.
 constexpr double kAreaRounding = 8.0 * std::numeric_limits<double>::epsilon();
 
-// --- nearest points -----------------------------------------------------------------------------
-
-/// Nearest point on the sides for which `isBeyond` holds; they are numbered from a b.
-template <int N, class IsBeyond>
-VecBase<N, double> NearestOnSides(const std::array<VecBase<N, double>, 3>& corner,
-                                  const VecBase<N, double>& p, const IsBeyond& isBeyond)
-{
-    VecBase<N, double> nearest;
-    double squaredDistance = std::numeric_limits<double>::infinity();
-    bool any = false;
-    for (std::size_t side = 0; side < 3; ++side) {
-        if (!isBeyond(side)) {
-            continue;
-        }
-        const VecBase<N, double> q = NearestOnSegment(p, corner[side], corner[(side + 1) % 3]);
-        const double d = Vector::SquaredLength(p - q);
-        if (!any || d < squaredDistance) {
-            nearest = q;
-            squaredDistance = d;
-            any = true;
-        }
-    }
-    return nearest;
-}
-
-Vec2d NearestOnTriangle(const std::array<Vec2d, 3>& corner, const Vec2d& p)
-{
-    if (IsInTriangle(corner[0], corner[1], corner[2], p)) {
-        return p;
-    }
-    return NearestOnSides(corner, p, [](std::size_t) { return true; });
-}
-
-/// In space only sides that p lies beyond can hold its nearest point: at a corner that is nearest p
-/// lies outside the corner's angle, and so beyond one of its sides.
-Vec3d NearestOnTriangle(const std::array<Vec3d, 3>& corner, const Vec3d& p)
-{
-    const auto& [a, b, c] = corner;
-    const Vec3d ab = b - a;
-    const Vec3d ac = c - a;
-    const Vec3d normal = NormalOf(ab, ac);
-    const double squaredNormal = normal * normal;
-    const bool hasPlane = squaredNormal > kFlatSine * kFlatSine * ((ab * ab) * (ac * ac));
-    const std::array<double, 3> inward{(normal ^ ab) * (p - a), (normal ^ (c - b)) * (p - b),
-                                       (normal ^ ac) * (a - p)};
-    if (hasPlane && inward[0] >= 0.0 && inward[1] >= 0.0 && inward[2] >= 0.0) {
-        return p - normal * ((normal * (p - a)) / squaredNormal);
-    }
-    return NearestOnSides(corner, p,
-                          [&](std::size_t side) { return !hasPlane || !(inward[side] >= 0.0); });
-}
+// --- nearest pairs -------------------------------------------------------------------------------
 
 struct NearestPair {
     double s = 0.0;

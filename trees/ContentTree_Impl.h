@@ -214,15 +214,14 @@ void QOFTree<D, T, K, Node>::SetRoot(const Cell& cell)
 }
 
 template <int D, class T, int K, class Node>
-template <class Item>
 typename QOFTree<D, T, K, Node>::Cell
-QOFTree<D, T, K, Node>::FittedRoot(const Bins::DataPool<Item>& storage)
+QOFTree<D, T, K, Node>::FittedRoot(const std::vector<const Content*>& contents, std::size_t count)
 {
     // In double, so that a sum over a million floats keeps its digits.
     Bounding::AxisAlignedBoundingBox<D, double> whole;
     double diagonals = 0.0;
-    for (const Item& item : storage) {
-        const Box box = Impl::Around(item.GetBound());
+    for (const Content* content : contents) {
+        const Box box = Impl::Around(content->GetBound());
         const VecBase<D, double> min = Impl::Converted<double>(box.min);
         const VecBase<D, double> max = Impl::Converted<double>(box.max);
         for (int i = 0; i < D; ++i) {
@@ -231,8 +230,7 @@ QOFTree<D, T, K, Node>::FittedRoot(const Bins::DataPool<Item>& storage)
         }
         diagonals += Vector::Length(max - min);
     }
-    const int count = storage.LastIndex() + 1;
-    const double meanDiagonal = count < 1 ? diagonals : diagonals / count;
+    const double meanDiagonal = count < 1 ? diagonals : diagonals / static_cast<double>(count);
     const VecBase<D, double> center = (whole.min + whole.max) * 0.5;
     const double half = Vector::Length(whole.min - center);
 
@@ -243,8 +241,8 @@ QOFTree<D, T, K, Node>::FittedRoot(const Bins::DataPool<Item>& storage)
     // last place. It is worth a cell that is larger by as much.
     const Box loose = Impl::LooseBoxOf(cell);
     const bool isFinite = std::isfinite(cell.halfSize) && std::isfinite(cell.slack);
-    if (isFinite && !std::all_of(storage.begin(), storage.end(), [&](const Item& item) {
-            return Impl::LiesWithin(item.GetBound(), loose);
+    if (isFinite && !std::all_of(contents.begin(), contents.end(), [&](const Content* content) {
+            return Impl::LiesWithin(content->GetBound(), loose);
         })) {
         Impl::MakeRoomForRounding(cell);
     }
@@ -252,11 +250,9 @@ QOFTree<D, T, K, Node>::FittedRoot(const Bins::DataPool<Item>& storage)
 }
 
 template <int D, class T, int K, class Node>
-template <class Item>
-void QOFTree<D, T, K, Node>::InsertAll(const Bins::DataPool<Item>& storage)
+void QOFTree<D, T, K, Node>::InsertAll(const std::vector<const Content*>& contents)
 {
-    for (const Item& item : storage) {
-        const Content* content = &item;
+    for (const Content* content : contents) {
         const Bound bound = content->GetBound();
         if (root_.Holds(bound)) {
             QOFNode<D, T, K>::Place(root_, content, bound, capacity_, true);
@@ -282,12 +278,12 @@ void QOFTree<D, T, K, Node>::ArrangeContents()
 }
 
 template <int D, class T, int K, class Node>
-template <class Item>
-void QOFTree<D, T, K, Node>::PrepareRoot(const Bins::DataPool<Item>& storage)
+void QOFTree<D, T, K, Node>::PrepareRoot(const std::vector<const Content*>& contents,
+                                         std::size_t count)
 {
-    SetCapacity(LeafCapacity(static_cast<std::size_t>(storage.LastIndex() + 1)));
-    SetRoot(FittedRoot(storage));
-    InsertAll(storage);
+    SetCapacity(LeafCapacity(count));
+    SetRoot(FittedRoot(contents, count));
+    InsertAll(contents);
 }
 
 // --- traversals ---------------------------------------------------------------------------------
@@ -404,12 +400,12 @@ void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredR
 // --- queries ------------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
-std::vector<const QOFTreeContent<D, T, K>*>
-QOFTree<D, T, K, Node>::GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const
+template <class Sink>
+void QOFTree<D, T, K, Node>::VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball,
+                                                 const Sink& sink) const
 {
-    std::vector<const Content*> found;
     if (Impl::HasNaN(ball.center)) {
-        return found;
+        return;
     }
     VisitCandidates(
         [&](const Box& around) {
@@ -419,8 +415,15 @@ QOFTree<D, T, K, Node>::GetPossibleBallCollisions(const Bounding::BoundingBall<D
                 return Impl::BallMayReachBalls(ball, around);
             }
         },
-        [&](const Bound& bound) { return Impl::BallReaches(ball, bound); },
-        Impl::CollectInto<Content>(found));
+        [&](const Bound& bound) { return Impl::BallReaches(ball, bound); }, sink);
+}
+
+template <int D, class T, int K, class Node>
+std::vector<const QOFTreeContent<D, T, K>*>
+QOFTree<D, T, K, Node>::GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const
+{
+    std::vector<const Content*> found;
+    VisitBallCollisions(ball, Impl::CollectInto<Content>(found));
     return found;
 }
 
@@ -443,12 +446,13 @@ QOFTree<D, T, K, Node>::GetPossibleBoxCollisions(const Box& box) const
 }
 
 template <int D, class T, int K, class Node>
-std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleRayCollisions(
-    const VecBase<D, T>& origin, const VecBase<D, T>& direction, bool /*flag*/) const
+template <class Sink>
+void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
+                                                const VecBase<D, T>& direction,
+                                                const Sink& sink) const
 {
-    std::vector<const Content*> found;
     if (!Intersect::Impl::IsRayDirection(direction)) {
-        return found;
+        return;
     }
     // The line's point next to the root's centre, and from there back by twice the diagonal of the
     // loose root: a ray from there meets whatever the line meets.
@@ -465,8 +469,15 @@ std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleR
         return Intersect::Impl::RayMeetsBox(start, direction, box.min, box.max, distance);
     };
     VisitCandidates(
-        meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); },
-        Impl::CollectInto<Content>(found));
+        meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); }, sink);
+}
+
+template <int D, class T, int K, class Node>
+std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleRayCollisions(
+    const VecBase<D, T>& origin, const VecBase<D, T>& direction, bool /*flag*/) const
+{
+    std::vector<const Content*> found;
+    VisitRayCollisions(origin, direction, Impl::CollectInto<Content>(found));
     return found;
 }
 

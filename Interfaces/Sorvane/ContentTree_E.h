@@ -28,7 +28,7 @@ namespace Velk::Math::Sorvane::Tree {
 /// 1, ... before the node's own, in a node as its set has them): the same in each run, and otherwise
 /// without meaning.
 ///
-/// The templates are defined in `trees/ContentTree_Impl.h`.
+/// The visitors are the library's own; their bodies are in `trees/ContentTree_Impl.h`.
 template <int D, class T, int K, class Node> class QOFTree {
     static_assert(std::is_base_of_v<QOFNode<D, T, K>, Node>, "a node of the tree's own kind");
 
@@ -66,21 +66,35 @@ protected:
     /// Afterwards items that join the storage are not in the tree unless they are inserted. An item
     /// that the root refuses stays out: all of them when they are one and the same point, or when a
     /// bound is not finite or so large that the size of the whole overflows. O(n log n).
-    template <class Item> void PrepareRoot(const Bins::DataPool<Item>& storage);
+    template <class Item> void PrepareRoot(const Bins::DataPool<Item>& storage)
+    {
+        PrepareRoot(ContentsOf(storage), static_cast<std::size_t>(storage.LastIndex() + 1));
+    }
+    /// The same over contents in the caller's own keeping; `count` is what the capacity and the mean are
+    /// taken for.
+    void PrepareRoot(const std::vector<const Content*>& contents, std::size_t count);
 
     /// Root around all items: centred in the box of their bounds, its half size that box's half
     /// diagonal, its slack half the mean diagonal of the bounds as a fraction of the half size. No
     /// number comes out as slack when the half size is 0. The half size is larger by a few units in the
     /// last place when rounding would otherwise make the root refuse a content, as it may when all lie on
     /// one line along an axis.
-    template <class Item> static Cell FittedRoot(const Bins::DataPool<Item>& storage);
+    template <class Item> static Cell FittedRoot(const Bins::DataPool<Item>& storage)
+    {
+        return FittedRoot(ContentsOf(storage), static_cast<std::size_t>(storage.LastIndex() + 1));
+    }
+    static Cell FittedRoot(const std::vector<const Content*>& contents, std::size_t count);
 
     /// Empties the tree and sets its root's cell and its slack.
     void SetRoot(const Cell& cell);
     void SetCapacity(unsigned int capacity) { capacity_ = capacity; }
 
     /// Inserts all items of the storage, none of which is in the tree. They keep their order.
-    template <class Item> void InsertAll(const Bins::DataPool<Item>& storage);
+    template <class Item> void InsertAll(const Bins::DataPool<Item>& storage)
+    {
+        InsertAll(ContentsOf(storage));
+    }
+    void InsertAll(const std::vector<const Content*>& contents);
 
     /// Arranges the contents of all nodes for queries, after many insertions or removals one by one.
     /// Queries answer the same without it, and `InsertAll` does it too.
@@ -109,14 +123,23 @@ protected:
                                                          const VecBase<D, T>& direction,
                                                          bool flag) const;
 
+    /// The same without a list: calls `sink(content)` for what these queries give, in their order.
+    template <class Sink>
+    SORVANE_LOCAL void VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball,
+                                           const Sink& sink) const;
+    template <class Sink>
+    SORVANE_LOCAL void VisitRayCollisions(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
+                                          const Sink& sink) const;
+
     /// Calls `sink(content)` for each content whose bound fulfils `contentPredicate(bound)`.
     ///
     /// `boxPredicate(box)` is asked about boxes around several contents: of a subtree, of a group of
     /// contents in a node. Where it is false all of them are passed over; so it must be true for any box
     /// around a bound that fulfils `contentPredicate`.
     template <class BoxPredicate, class ContentPredicate, class Sink>
-    void VisitCandidates(const BoxPredicate& boxPredicate, const ContentPredicate& contentPredicate,
-                         const Sink& sink) const;
+    SORVANE_LOCAL void VisitCandidates(const BoxPredicate& boxPredicate,
+                                       const ContentPredicate& contentPredicate,
+                                       const Sink& sink) const;
 
     /// Visits contents near `point`, the near ones first as far as the tree tells, and fewer the nearer
     /// a result has been found.
@@ -126,10 +149,23 @@ protected:
     /// the nearest content returns the least squared distance found so far: contents at exactly that
     /// distance are still shown, so that it can settle ties by a rule of its own.
     template <class Sink>
-    void VisitNearest(const VecBase<D, T>& point, T squaredRadius, const Sink& sink) const
+    SORVANE_LOCAL void VisitNearest(const VecBase<D, T>& point, T squaredRadius,
+                                    const Sink& sink) const
         requires(K == 0);
 
 private:
+    /// The occupied slots, ascending.
+    template <class Item>
+    static std::vector<const Content*> ContentsOf(const Bins::DataPool<Item>& storage)
+    {
+        std::vector<const Content*> contents;
+        contents.reserve(static_cast<std::size_t>(storage.LastIndex() + 1));
+        for (const Item& item : storage) {
+            contents.push_back(&item);
+        }
+        return contents;
+    }
+
     T slack_{0};
     Node root_;
     unsigned int capacity_ = 0;

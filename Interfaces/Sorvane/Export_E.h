@@ -1,5 +1,7 @@
 // SORVANE_API: marks what a host may call. The library is compiled with hidden visibility, so a
 // declaration without the macro stays private to it.
+// SORVANE_LOCAL: takes a member template of a marked class out again, whose instances are the library's
+// own business.
 #pragma once
 
 #if defined(_WIN32)
@@ -8,6 +10,8 @@
 #else
 #define SORVANE_API __declspec(dllimport)
 #endif
+#define SORVANE_LOCAL
 #else
 #define SORVANE_API __attribute__((visibility("default")))
+#define SORVANE_LOCAL __attribute__((visibility("hidden")))
 #endif

@@ -82,8 +82,8 @@ VecBase<2, T> ClosestPointOnArc(const VecBase<2, T>& center, const VecBase<2, T>
 /// Nearest point of the filled triangle, in the plane (T) or in space (`double`).
 ///
 /// In the plane a point of the triangle is its own nearest point, to the bit; corners too come back
-/// as they are. A degenerate triangle gives the nearest point of what remains of it, a segment or a
-/// point. NaN gives NaN. By the sides that the point lies beyond, and by the normal inside (compare
+/// as they are. In any case the point lies in the box of the corners, exactly. A degenerate triangle
+/// gives the nearest point of what remains of it, a segment or a point. NaN gives NaN. By the sides that the point lies beyond, and by the normal inside (compare
 /// C. Ericson, Real-Time Collision Detection, 2005, 5.1.5, whose weights lose their digits on thin
 /// triangles).
 template <int N, class T>

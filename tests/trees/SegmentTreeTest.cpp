@@ -1,0 +1,254 @@
+// Tree over segments in the plane: the nearest segment against its slow definition and against
+// brute force, ties by the order of storage, the quirks of its radius; `float` and `double`.
+
+#include "tests/planar/ChainSupport.h"
+#include "trees/SegmentTree_Impl.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane::Tree;
+using ::Test::Random;
+
+template <class T>
+using Segments = std::vector<Geometry::SegBase<T>>;
+
+/// The nearest point from the list of candidates, in the order of storage, in a map by distance.
+template <class T>
+ClosestPointRecord<2, T> SlowClosestPoint(const Quadtree::SegmentTree<T>& tree,
+                                          const VecBase<2, T>& q, T r)
+{
+    auto candidates = tree.GetPossibleBallCollisions({q, r});
+    std::sort(candidates.begin(), candidates.end(), [&](const auto* a, const auto* b) {
+        return tree.WrapOf(*a).place < tree.WrapOf(*b).place;
+    });
+    std::map<T, ClosestPointRecord<2, T>> found;
+    for (const auto* content : candidates) {
+        const auto& wrap = tree.WrapOf(*content);
+        const VecBase<2, T> p = Impl::NearestOnSegment(wrap.segment, q);
+        found.emplace(SquaredLength(p - q), ClosestPointRecord<2, T>{p, wrap.id});
+    }
+    return found.empty() ? ClosestPointRecord<2, T>{q, -1} : found.begin()->second;
+}
+
+/// Nearest point by the plain formula, in `long double`.
+template <class T>
+std::pair<long double, long double> PlainNearest(const Geometry::SegBase<T>& segment,
+                                                 const VecBase<2, T>& q)
+{
+    const long double dx = static_cast<long double>(segment.end[0]) - segment.start[0];
+    const long double dy = static_cast<long double>(segment.end[1]) - segment.start[1];
+    const long double length = dx * dx + dy * dy;
+    const long double floor = std::is_same_v<T, float> ? 1e-8L : 1e-12L;
+    long double t = 0;
+    if (length > floor * floor) {
+        t = ((q[0] - static_cast<long double>(segment.start[0])) * dx +
+             (q[1] - static_cast<long double>(segment.start[1])) * dy) /
+            length;
+        t = std::clamp(t, 0.0L, 1.0L);
+    }
+    return {segment.start[0] + t * dx, segment.start[1] + t * dy};
+}
+
+template <class T>
+long double PlainDistance(const Geometry::SegBase<T>& segment, const VecBase<2, T>& q)
+{
+    const auto [x, y] = PlainNearest(segment, q);
+    return std::hypot(x - q[0], y - q[1]);
+}
+
+template <class T>
+Segments<T> RandomSegments(Random& random, int count, double size)
+{
+    Segments<T> segments;
+    for (int i = 0; i < count; ++i) {
+        const VecBase<2, T> start = random.Vector<2, T>(-10, 10);
+        VecBase<2, T> end = start + random.Vector<2, T>(-size, size);
+        if (i % 7 == 0) {
+            end[random.Below(2)] = start[0]; // some along an axis, others long
+        }
+        segments.push_back({start, i % 31 == 0 ? start : end});
+    }
+    return segments;
+}
+
+template <class T>
+class SegmentTrees : public testing::Test {
+};
+using Scalars = testing::Types<float, double>;
+TYPED_TEST_SUITE(SegmentTrees, Scalars);
+
+TYPED_TEST(SegmentTrees, ClosestPointIsAsDefinedToTheBit)
+{
+    using T = TypeParam;
+    Random random(11);
+    for (const int count : {1, 2, 3, 10, 100, 3000}) {
+        const Quadtree::SegmentTree<T> tree(RandomSegments<T>(random, count, 1));
+        for (int i = 0; i < 1000; ++i) {
+            const VecBase<2, T> q = random.Vector<2, T>(-13, 13);
+            const T r = static_cast<T>(std::exp2(random.Between(-8, 4)));
+            ASSERT_EQ(tree.ClosestPoint(q, r), SlowClosestPoint(tree, q, r)) << count;
+            ASSERT_EQ(tree.ClosestPoint(q, r), tree.ClosestPoint(q, -r)); // its square counts
+        }
+    }
+}
+
+TYPED_TEST(SegmentTrees, ClosestPointIsThatOfBruteForce)
+{
+    using T = TypeParam;
+    Random random(12);
+    for (const double size : {0.1, 15.0}) {
+        const Segments<T> segments = RandomSegments<T>(random, 500, size);
+        const Quadtree::SegmentTree<T> tree(segments);
+        for (int i = 0; i < 1000; ++i) {
+            const VecBase<2, T> q = random.Vector<2, T>(-13, 13);
+            long double least = std::numeric_limits<long double>::infinity();
+            for (const auto& segment : segments) {
+                least = std::min(least, PlainDistance(segment, q));
+            }
+            const auto closest = tree.ClosestPoint(q, T{100});
+            ASSERT_GE(closest.id, 0);
+            const double near = 10 * ::Test::kNear<T>;
+            const auto& segment = segments[static_cast<std::size_t>(closest.id)];
+            EXPECT_NEAR(static_cast<double>(PlainDistance(segment, q)), static_cast<double>(least),
+                        near);
+            const auto [x, y] = PlainNearest(segment, q);
+            EXPECT_NEAR(static_cast<double>(closest.point[0]), static_cast<double>(x), near);
+            EXPECT_NEAR(static_cast<double>(closest.point[1]), static_cast<double>(y), near);
+        }
+    }
+}
+
+/// Coordinates of a few bits, so that distances tie all the time.
+TYPED_TEST(SegmentTrees, TiesGoToTheSegmentStoredFirst)
+{
+    using T = TypeParam;
+    Random random(13);
+    Segments<T> segments;
+    for (int i = 0; i < 600; ++i) {
+        const VecBase<2, T> start(random.Below(12), random.Below(12));
+        segments.push_back(
+            {start, start + VecBase<2, T>(random.Below(3) - 1, random.Below(3) - 1)});
+    }
+    const Quadtree::SegmentTree<T> tree(segments);
+    for (int i = 0; i < 1000; ++i) {
+        const VecBase<2, T> q(random.Below(24) * 0.5, random.Below(24) * 0.5);
+        // Distances are exact here (quarters), so that the first of the least in the list must
+        // come.
+        long double least = std::numeric_limits<long double>::infinity();
+        int first = -1;
+        for (std::size_t s = 0; s < segments.size(); ++s) {
+            if (PlainDistance(segments[s], q) < least) {
+                least = PlainDistance(segments[s], q);
+                first = static_cast<int>(s);
+            }
+        }
+        ASSERT_EQ(tree.ClosestPoint(q, T{50}).id, first);
+    }
+}
+
+/// Storage, not number and not address, settles ties: more segments than a block of the pool holds,
+/// with numbers that fall.
+TYPED_TEST(SegmentTrees, NumbersNeedNotAscend)
+{
+    using T = TypeParam;
+    constexpr int kCount = 3000;
+    Quadtree::SegmentTree<T> tree;
+    for (int i = 0; i < kCount; ++i) {
+        const T x = static_cast<T>(i % 300);
+        tree.AddSegment({{x, T{0}}, {x, T{1}}}, kCount - i);
+    }
+    tree.Build();
+    for (int x = 0; x < 300; ++x) {
+        EXPECT_EQ(tree.ClosestPoint({static_cast<T>(x), T(0.5)}, T{2}).id, kCount - x);
+        EXPECT_EQ(tree.ClosestPoint({static_cast<T>(x) + T(0.5), T(0.5)}, T{2}).id, kCount - x);
+    }
+}
+
+/// Boxes alone select, so that the answer for a diagonal may be far beyond the radius.
+TYPED_TEST(SegmentTrees, AnswerMayLieBeyondTheRadius)
+{
+    using T = TypeParam;
+    const Quadtree::SegmentTree<T> tree(Segments<T>{{{0, 0}, {10, 10}}});
+    const auto closest = tree.ClosestPoint({9, 1}, T(0.1));
+    EXPECT_EQ(closest, (ClosestPointRecord<2, T>{{5, 5}, 0}));
+}
+
+TYPED_TEST(SegmentTrees, RadiusZeroFindsNothing)
+{
+    using T = TypeParam;
+    const Quadtree::SegmentTree<T> tree(Segments<T>{{{0, 0}, {10, 10}}, {{0, 5}, {5, 0}}});
+    EXPECT_EQ(tree.ClosestPoint({5, 5}, T{0}), (ClosestPointRecord<2, T>{{5, 5}, -1}));
+    EXPECT_TRUE(tree.GetPossibleBallCollisions({{5, 5}, T{0}}).empty());
+}
+
+TYPED_TEST(SegmentTrees, SegmentWithoutLengthIsAnsweredByItsStart)
+{
+    using T = TypeParam;
+    const T tiny = std::is_same_v<T, float> ? T(5e-9) : T(5e-13);
+    const Quadtree::SegmentTree<T> tree(
+        Segments<T>{{{0, 0}, {tiny, tiny}}, {{4, 4}, {4, 4}}, {{9, 0}, {9, 9}}});
+    EXPECT_EQ(tree.ClosestPoint({1, 1}, T{3}), (ClosestPointRecord<2, T>{{0, 0}, 0}));
+    EXPECT_EQ(tree.ClosestPoint({4, 5}, T{3}), (ClosestPointRecord<2, T>{{4, 4}, 1}));
+}
+
+TYPED_TEST(SegmentTrees, MissesAnswerWithThePoint)
+{
+    using T = TypeParam;
+    const Quadtree::SegmentTree<T> tree(Segments<T>{{{0, 0}, {1, 0}}});
+    EXPECT_EQ(tree.ClosestPoint({5, 5}, T{1}), (ClosestPointRecord<2, T>{{5, 5}, -1}));
+}
+
+TYPED_TEST(SegmentTrees, EmptyTreesFindNothing)
+{
+    using T = TypeParam;
+    Quadtree::SegmentTree<T> built;
+    built.Build();
+    const Quadtree::SegmentTree<T> none(Segments<T>{});
+    EXPECT_EQ(built.ClosestPoint({1, 2}, T{10}), (ClosestPointRecord<2, T>{{1, 2}, -1}));
+    EXPECT_EQ(none.ClosestPoint({1, 2}, T{10}), (ClosestPointRecord<2, T>{{1, 2}, -1}));
+    EXPECT_TRUE(none.GetPossibleBallCollisions({{1, 2}, T{10}}).empty());
+}
+
+TYPED_TEST(SegmentTrees, HostileSegmentsStayOutAndQueriesEnd)
+{
+    using T = TypeParam;
+    const T nan = std::numeric_limits<T>::quiet_NaN();
+    const T infinity = std::numeric_limits<T>::infinity();
+    const Quadtree::SegmentTree<T> tree(Segments<T>{
+        {{nan, 0}, {1, 0}}, {{0, 0}, {1, infinity}}, {{0, 0}, {0, nan}}, {{2, 0}, {2, 4}}});
+    EXPECT_EQ(tree.ClosestPoint({0, 1}, T{5}), (ClosestPointRecord<2, T>{{2, 1}, 3}));
+    EXPECT_EQ(tree.ClosestPoint({0, 1}, infinity).id, 3);
+    EXPECT_EQ(tree.ClosestPoint({0, 1}, nan).id, -1);
+    EXPECT_EQ(tree.ClosestPoint({nan, 1}, T{5}).id, -1);
+    EXPECT_EQ(tree.ClosestPoint({infinity, 1}, infinity).id, -1);
+}
+
+/// Flat boxes and point boxes, on which an octant split alone would never end.
+TYPED_TEST(SegmentTrees, RepeatedPointsAndAxisParallelSegmentsEnd)
+{
+    using T = TypeParam;
+    Segments<T> segments;
+    for (int i = 0; i < 500; ++i) {
+        segments.push_back({{1000, 1000}, {1000, 1000}});
+        segments.push_back({{0, 1000}, {1000, 1000}});
+    }
+    const Quadtree::SegmentTree<T> tree(segments);
+    EXPECT_EQ(tree.ClosestPoint({1001, 1000}, T{3}), (ClosestPointRecord<2, T>{{1000, 1000}, 0}));
+    EXPECT_EQ(tree.ClosestPoint({500, 1000}, T{3}), (ClosestPointRecord<2, T>{{500, 1000}, 1}));
+}
+
+static_assert(!std::is_copy_constructible_v<Quadtree::SegmentTree<double>> &&
+                  !std::is_move_constructible_v<Quadtree::SegmentTree<double>>,
+              "nodes point into the tree's own storage");
+
+} // namespace
