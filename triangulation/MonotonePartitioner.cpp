@@ -369,7 +369,8 @@ bool MonotonePartitioner<T>::TriangulateFace(int face)
     }
     const auto [first, second, third] = this->Sides(face);
     if (EdgeAt(second).next == third) {
-        return true;
+        const auto [a, b, c] = this->Corners(face);
+        return !TurnsOver(a, b, c);
     }
     if (!ReadChains(face)) {
         return false;
@@ -406,7 +407,18 @@ bool MonotonePartitioner<T>::TriangulateFace(int face)
         }
         stack_.push_back(place);
     }
-    return nodesLeft_ == 3;
+    const auto [a, b, c] = this->Corners(face);
+    return nodesLeft_ == 3 && !TurnsOver(a, b, c);
+}
+
+// Clockwise by more than rounding?
+template <class T>
+bool MonotonePartitioner<T>::TurnsOver(int a, int b, int c) const
+{
+    const Vec2d in = At(b) - At(a);
+    const Vec2d out = At(c) - At(b);
+    const double rounding = kLengthFloor<T> * (Length(in) + Length(out));
+    return (in ^ out) < -rounding && TurnSign(At(a), At(b), At(c)) < 0;
 }
 
 // Makes a triangle of a node of the face at hand and its two neighbours; the face goes on without
@@ -418,12 +430,7 @@ bool MonotonePartitioner<T>::CutEar(int node)
     const int arriving = EdgeAt(leaving).prev;
     const int before = EdgeAt(arriving).node;
     const int after = EdgeAt(Twin(leaving)).node;
-    const Vec2d in = At(node) - At(before);
-    const Vec2d out = At(after) - At(node);
-    const double rounding = kLengthFloor<T> * (Length(in) + Length(out));
-    const bool turnsOver =
-        (in ^ out) < -rounding && TurnSign(At(before), At(node), At(after)) < 0;
-    if (turnsOver || this->FindEdge(before, after) >= 0) {
+    if (TurnsOver(before, node, after) || this->FindEdge(before, after) >= 0) {
         return false;
     }
     const int side = this->FindOrAddEdge(before, after);

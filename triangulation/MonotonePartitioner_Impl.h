@@ -114,6 +114,7 @@ private:
     bool TriangulateFace(int face);
     bool ReadChains(int face);
     bool CutEar(int node);
+    bool TurnsOver(int a, int b, int c) const;
     bool IsWorthFlipping(int halfEdge) const;
 
     std::vector<SweepEntry<T>> entries_;

@@ -101,6 +101,21 @@ TYPED_TEST(SimpleBoundary, ABowTieGivesNothing)
     EXPECT_TRUE(TessellateSimpleBoundary(Outline{{0, 0}, {4, 0}, {4, 4}, {2, 0}, {0, 4}}).empty());
 }
 
+TYPED_TEST(SimpleBoundary, CornersInOnePlace)
+{
+    using Outline = PlaneOutline<TypeParam>;
+    // Crossing at a common corner, one half of it turned over.
+    EXPECT_TRUE(
+        TessellateSimpleBoundary(Outline{{0, 0}, {2, 2}, {4, 4}, {4, 0}, {2, 2}, {0, 4}}).empty());
+    // A hole tied to the contour by a bridge that runs both ways.
+    const Outline bridged{{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0},
+                          {3, 3}, {3, 6},  {6, 6},   {6, 3},  {3, 3}};
+    const Indices indices = TessellateSimpleBoundary(bridged);
+    EXPECT_EQ(indices.size(), 8U * 3);
+    EXPECT_EQ(::Test::CheckTriangles(bridged, indices, 0), "");
+    EXPECT_DOUBLE_EQ(::Test::SumOfAreas(bridged, indices), 91);
+}
+
 TYPED_TEST(SimpleBoundary, NonFiniteCoordinatesGiveNothing)
 {
     using Limits = std::numeric_limits<TypeParam>;
@@ -291,6 +306,17 @@ TYPED_TEST(SimpleBoundary, InSpaceByTheOutlinesPlane)
         area += 0.5 * along;
     }
     EXPECT_NEAR(area, std::sqrt(6.0) * ::Test::AreaOf(polygon), sizeof(T) == 4 ? 1e-4 : 1e-12);
+}
+
+// The plane looks to where the outline runs counter-clockwise, so a triangle keeps its order
+// whichever way it runs.
+TYPED_TEST(SimpleBoundary, InSpaceATriangleKeepsItsOrder)
+{
+    using Outline = std::vector<VecBase<3, TypeParam>>;
+    EXPECT_EQ(TessellateSimpleBoundary(Outline{{0, 0, 1}, {1, 0, 1}, {1, 1, 1}}),
+              (Indices{0, 1, 2}));
+    EXPECT_EQ(TessellateSimpleBoundary(Outline{{0, 0, 1}, {1, 1, 1}, {1, 0, 1}}),
+              (Indices{0, 1, 2}));
 }
 
 TYPED_TEST(SimpleBoundary, InSpacePointsWithoutAPlaneGiveNothing)
