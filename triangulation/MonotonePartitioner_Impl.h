@@ -42,8 +42,9 @@ struct SweepEntry {
 /// consecutive points are apart. Sweep order: x, then y; coordinates within the length floor of
 /// each other count as equal. Walls that lean by about the floor from one point to the next may lie
 /// within it in one stretch and beyond it in another, and then no direction of sweep fits all of
-/// the order: `TriangulateFaces` gives false, and `SweepOrder::Exact` helps. Predicates are evaluated in `double` for both coordinate types. For
-/// an outline that is not simple the operations end and may give false or overlapping triangles.
+/// the order: `TriangulateFaces` gives false, and `SweepOrder::Exact` helps. Predicates are
+/// evaluated in `double` for both coordinate types. For an outline that is not simple the
+/// operations end and may give false or overlapping triangles.
 template <class T>
 class MonotonePartitioner
     : public HalfEdge::TriangleMesh<HalfEdge::HVertex<2, T>, HalfEdge::HEdge, HalfEdge::HFace> {
