@@ -19,16 +19,13 @@ using Impl::SweepHelper;
 using Vector::Impl::TurnSign;
 
 template <class T>
-MonotonePartitioner<T>::MonotonePartitioner() : status_(kLengthFloor<T>)
-{
-}
+MonotonePartitioner<T>::MonotonePartitioner() = default;
 
 template <class T>
 MonotonePartitioner<T>::MonotonePartitioner(const std::vector<VecBase<2, T>>& outline,
-                                            OutlineTurn turn)
-    : MonotonePartitioner()
+                                            OutlineTurn turn, SweepOrder order)
 {
-    Load(outline, turn);
+    Load(outline, turn, order);
 }
 
 template <class T>
@@ -37,7 +34,8 @@ MonotonePartitioner<T>::~MonotonePartitioner() = default;
 // --- the polygon as a mesh of one face ----------------------------------------------------------
 
 template <class T>
-void MonotonePartitioner<T>::Load(const std::vector<VecBase<2, T>>& outline, OutlineTurn turn)
+void MonotonePartitioner<T>::Load(const std::vector<VecBase<2, T>>& outline, OutlineTurn turn,
+                                  SweepOrder order)
 {
     const std::size_t count = outline.size();
     this->Clear();
@@ -51,7 +49,7 @@ void MonotonePartitioner<T>::Load(const std::vector<VecBase<2, T>>& outline, Out
         positions_.push_back(Vec2d(point.x(), point.y()));
     }
     MakeRing();
-    SortEntries();
+    SortEntries(order);
 }
 
 template <class T>
@@ -94,7 +92,7 @@ void MonotonePartitioner<T>::MakeRing()
 // transitive. The points are sorted exactly, and each run whose x differ by no more than the floor
 // from one to the next is sorted again by y.
 template <class T>
-void MonotonePartitioner<T>::SortEntries()
+void MonotonePartitioner<T>::SortEntries(SweepOrder order)
 {
     entries_.clear();
     for (int n = 0; n < this->NodeCount(); ++n) {
@@ -107,7 +105,7 @@ void MonotonePartitioner<T>::SortEntries()
     const auto isApart = [](const auto& a, const auto& b) {
         return static_cast<double>(b.x) - static_cast<double>(a.x) > kLengthFloor<T>;
     };
-    for (auto first = entries_.begin(); first != entries_.end();) {
+    for (auto first = entries_.begin(); first != entries_.end() && order == SweepOrder::ByFloor;) {
         const auto apart = std::adjacent_find(first, entries_.end(), isApart);
         const auto last = apart == entries_.end() ? apart : apart + 1;
         if (first->x != (last - 1)->x) {
@@ -371,7 +369,8 @@ bool MonotonePartitioner<T>::TriangulateFace(int face)
     }
     const auto [first, second, third] = this->Sides(face);
     if (EdgeAt(second).next == third) {
-        return true;
+        const auto [a, b, c] = this->Corners(face);
+        return !TurnsOver(a, b, c);
     }
     if (!ReadChains(face)) {
         return false;
@@ -408,7 +407,18 @@ bool MonotonePartitioner<T>::TriangulateFace(int face)
         }
         stack_.push_back(place);
     }
-    return nodesLeft_ == 3;
+    const auto [a, b, c] = this->Corners(face);
+    return nodesLeft_ == 3 && !TurnsOver(a, b, c);
+}
+
+// Clockwise by more than rounding?
+template <class T>
+bool MonotonePartitioner<T>::TurnsOver(int a, int b, int c) const
+{
+    const Vec2d in = At(b) - At(a);
+    const Vec2d out = At(c) - At(b);
+    const double rounding = kLengthFloor<T> * (Length(in) + Length(out));
+    return (in ^ out) < -rounding && TurnSign(At(a), At(b), At(c)) < 0;
 }
 
 // Makes a triangle of a node of the face at hand and its two neighbours; the face goes on without
@@ -420,10 +430,7 @@ bool MonotonePartitioner<T>::CutEar(int node)
     const int arriving = EdgeAt(leaving).prev;
     const int before = EdgeAt(arriving).node;
     const int after = EdgeAt(Twin(leaving)).node;
-    const Vec2d in = At(node) - At(before);
-    const Vec2d out = At(after) - At(node);
-    const double rounding = kLengthFloor<T> * (Length(in) + Length(out));
-    if (this->FindEdge(before, after) >= 0 || (in ^ out) < -rounding) {
+    if (TurnsOver(before, node, after) || this->FindEdge(before, after) >= 0) {
         return false;
     }
     const int side = this->FindOrAddEdge(before, after);

@@ -21,6 +21,12 @@ namespace Velk::Math::Sorvane::Mesh {
 /// What becomes of an outline that runs clockwise.
 enum class OutlineTurn { MakeCounterClockwise, TakeAsGiven };
 
+/// What the sweep takes for equal x, where y decides.
+enum class SweepOrder {
+    ByFloor, ///< what lies within the length floor
+    Exact    ///< the same number only
+};
+
 /// A vertex in sweep order. The node number is an integer as wide as a coordinate.
 template <class T>
 struct SweepEntry {
@@ -34,8 +40,11 @@ struct SweepEntry {
 ///
 /// The outline is open (its last point is not its first), its coordinates are finite, and
 /// consecutive points are apart. Sweep order: x, then y; coordinates within the length floor of
-/// each other count as equal. Predicates are evaluated in `double` for both coordinate types. For
-/// an outline that is not simple the operations end and may give false or overlapping triangles.
+/// each other count as equal. Walls that lean by about the floor from one point to the next may lie
+/// within it in one stretch and beyond it in another, and then no direction of sweep fits all of
+/// the order: `TriangulateFaces` gives false, and `SweepOrder::Exact` helps. Predicates are
+/// evaluated in `double` for both coordinate types. For an outline that is not simple the
+/// operations end and may give false or overlapping triangles.
 template <class T>
 class MonotonePartitioner
     : public HalfEdge::TriangleMesh<HalfEdge::HVertex<2, T>, HalfEdge::HEdge, HalfEdge::HFace> {
@@ -44,13 +53,15 @@ public:
 
     MonotonePartitioner();
     explicit MonotonePartitioner(const std::vector<VecBase<2, T>>& outline,
-                                 OutlineTurn turn = OutlineTurn::MakeCounterClockwise);
+                                 OutlineTurn turn = OutlineTurn::MakeCounterClockwise,
+                                 SweepOrder order = SweepOrder::ByFloor);
     MonotonePartitioner(const MonotonePartitioner&) = delete;
     MonotonePartitioner& operator=(const MonotonePartitioner&) = delete;
     ~MonotonePartitioner() override;
 
     /// Begins anew with another outline and keeps the room.
-    void Load(const std::vector<VecBase<2, T>>& outline, OutlineTurn turn);
+    void Load(const std::vector<VecBase<2, T>>& outline, OutlineTurn turn,
+              SweepOrder order = SweepOrder::ByFloor);
 
     /// Adds the diagonals that leave monotone faces only.
     void Partition();
@@ -85,7 +96,7 @@ private:
 
     bool IsReversed(const std::vector<VecBase<2, T>>& outline, OutlineTurn turn) const;
     void MakeRing();
-    void SortEntries();
+    void SortEntries(SweepOrder order);
 
     bool IsLater(int node, int than) const;
     Impl::SweepClass ClassifyBetween(int before, int node, int after) const;
@@ -104,6 +115,7 @@ private:
     bool TriangulateFace(int face);
     bool ReadChains(int face);
     bool CutEar(int node);
+    bool TurnsOver(int a, int b, int c) const;
     bool IsWorthFlipping(int halfEdge) const;
 
     std::vector<SweepEntry<T>> entries_;

@@ -4,17 +4,12 @@
 
 #include "mathbase/TurnSign_Impl.h"
 
-#include <cmath>
 #include <iterator>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
 namespace {
 
 using Vector::Impl::TurnSign;
-
-/// An edge whose |dx| is at most this many length floors of its length is upright: its cut with the
-/// sweep line says nothing.
-constexpr double kUprightFloors = 150;
 
 } // namespace
 
@@ -24,8 +19,8 @@ bool SweepStatus::Lower::operator()(int edge, const Vec2d& point) const
     return TurnSign(entry.start, entry.end, point) > 0;
 }
 
-// The edge that starts later is looked at from the other, by its start and, when that lies on the
-// other's line, by its end.
+// The edge that was entered later is looked at from the other, whose ends the sweep line lies
+// between, by its start and, when that lies on the other's line, by its end.
 bool SweepStatus::IsLower(int a, int b) const
 {
     if (a == b) {
@@ -33,7 +28,7 @@ bool SweepStatus::IsLower(int a, int b) const
     }
     const Entry& first = Slot(a);
     const Entry& second = Slot(b);
-    const bool firstIsOlder = first.start.x() <= second.start.x();
+    const bool firstIsOlder = first.turn < second.turn;
     const Entry& older = firstIsOlder ? first : second;
     const Entry& newer = firstIsOlder ? second : first;
     int side = TurnSign(older.start, older.end, newer.start);
@@ -56,23 +51,16 @@ void SweepStatus::Enter(int edge, const Vec2d& start, const Vec2d& end, const Sw
     entry.start = start;
     entry.end = end;
     entry.helper = helper;
+    entry.turn = entered_.size();
     entered_.push_back(edge);
 
-    const double length = Length(end - start);
-    const double run = std::fabs(end.x() - start.x());
-    entry.hasHeight = run > lengthFloor_ && length >= lengthFloor_ &&
-                      run > kUprightFloors * lengthFloor_ * length;
-    if (entry.hasHeight) {
-        entry.place = byHeight_.insert(edge);
-    }
+    entry.place = byHeight_.insert(edge);
 }
 
 void SweepStatus::Remove(int edge)
 {
     if (static_cast<std::size_t>(edge) < entries_.size() && Slot(edge).helper.vertex >= 0) {
-        if (Slot(edge).hasHeight) {
-            byHeight_.erase(Slot(edge).place);
-        }
+        byHeight_.erase(Slot(edge).place);
         Slot(edge).helper = {};
     }
 }

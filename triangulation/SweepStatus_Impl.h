@@ -5,7 +5,8 @@
 // entered. They are kept in order of height, which does not change while they are in the status,
 // because edges of a simple polygon do not cross: each search is O(log n). Heights are compared by
 // the exact side of end points, never by cut points, so that neighbours that leave one vertex or
-// lie within a rounding of each other have one order.
+// lie within a rounding of each other have one order. An edge may be as steep as it likes, for the
+// same reason: left of an upright one is above it, as the sweep takes equal x from below.
 #pragma once
 
 #include <Velk/Math/VecBase_E.h>
@@ -27,13 +28,12 @@ struct SweepHelper {
 
 class SweepStatus {
 public:
-    explicit SweepStatus(double lengthFloor) : lengthFloor_(lengthFloor), byHeight_(Lower{this}) {}
+    SweepStatus() : byHeight_(Lower{this}) {}
     SweepStatus(const SweepStatus&) = delete;
     SweepStatus& operator=(const SweepStatus&) = delete;
 
-    /// Enters an edge, which is known by its number, with its ends and its helper. An edge so steep
-    /// that the line can't be said to cut it is entered without a height: it has a helper, but
-    /// nobody's search finds it.
+    /// Enters an edge, which is known by its number, with its ends and its helper. In the order of
+    /// the sweep.
     void Enter(int edge, const Vec2d& start, const Vec2d& end, const SweepHelper& helper);
 
     /// Takes an edge out; no effect when it is not in.
@@ -62,14 +62,13 @@ private:
         Vec2d end;
         SweepHelper helper;
         Order::iterator place;
-        bool hasHeight = false;
+        std::size_t turn = 0; ///< how many were entered before it
     };
 
     bool IsLower(int a, int b) const;
     Entry& Slot(int edge) { return entries_[static_cast<std::size_t>(edge)]; }
     const Entry& Slot(int edge) const { return entries_[static_cast<std::size_t>(edge)]; }
 
-    double lengthFloor_;
     std::vector<Entry> entries_; // by edge
     std::vector<int> entered_;   // edges entered since the last `Clear`
     Order byHeight_;

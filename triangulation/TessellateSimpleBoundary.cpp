@@ -57,6 +57,22 @@ bool MeetsItself(const std::vector<VecBase<2, T>>& outline)
     return Intersect::CutAtIntersections(segments, kLengthFloor<T>) && segments.size() != sides;
 }
 
+/// False when the partition can't be closed.
+template <class T>
+bool PartitionIndices(const std::vector<VecBase<2, T>>& outline, SweepOrder order,
+                      std::vector<int>& indices)
+{
+    MonotonePartitioner<T> partitioner(outline, OutlineTurn::MakeCounterClockwise, order);
+    partitioner.Partition();
+    if (!partitioner.TriangulateFaces()) {
+        return false;
+    }
+    partitioner.ImproveDelaunay();
+    partitioner.ImproveDelaunay();
+    partitioner.WriteIndices(indices);
+    return true;
+}
+
 template <class T>
 std::vector<int> SimplePolygonIndices(const std::vector<VecBase<2, T>>& outline)
 {
@@ -69,13 +85,10 @@ std::vector<int> SimplePolygonIndices(const std::vector<VecBase<2, T>>& outline)
     if (MeetsItself(outline)) {
         return {};
     }
-    MonotonePartitioner<T> partitioner(outline);
-    partitioner.Partition();
+    // The exact order knows no x that are nearly equal, which fits walls that lean by the floor.
     std::vector<int> indices;
-    if (partitioner.TriangulateFaces()) {
-        partitioner.ImproveDelaunay();
-        partitioner.ImproveDelaunay();
-        partitioner.WriteIndices(indices);
+    if (!PartitionIndices(outline, SweepOrder::ByFloor, indices)) {
+        PartitionIndices(outline, SweepOrder::Exact, indices);
     }
     return indices;
 }

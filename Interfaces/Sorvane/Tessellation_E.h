@@ -22,11 +22,11 @@ namespace Velk::Math::Sorvane::Mesh {
 /// points, improved towards Delaunay by two passes of flips.
 ///
 /// Empty: fewer than three different points; three points of at most the floor as area; an outline
-/// that crosses or touches itself between points; in space points without a plane; a coordinate
-/// that is not finite or beyond 1e150. In space the points are projected to the plane of the
-/// outline (`Transform::PlaneOfPolygon`). For outlines without holes this is the quick form: no
-/// points are added and none moves. O(n log^2 n), comb and spiral included. Sweep of M. R. Garey et
-/// al., "Triangulating a simple polygon", 1978.
+/// that crosses or touches itself between points, or crosses itself at points; in space points
+/// without a plane; a coordinate that is not finite or beyond 1e150. In space the points are
+/// projected to the plane of the outline (`Transform::PlaneOfPolygon`). For outlines without holes
+/// this is the quick form: no points are added and none moves. O(n log^2 n), comb and spiral
+/// included. Sweep of M. R. Garey et al., "Triangulating a simple polygon", 1978.
 template <int D, class T>
 std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<D, T>>& boundary);
 

@@ -102,7 +102,8 @@ std::string CheckPolygonTriangles(const std::vector<Velk::Math::VecBase<2, T>>& 
         fault << indices.size() / 3 << " triangles for " << polygon.size() << " points";
         return fault.str();
     }
-    const std::string broken = CheckTriangles(polygon, indices, 1e-12 * extent);
+    const std::string broken =
+        CheckTriangles(polygon, indices, 1e-12 * extent + 1e-15 * extent * extent);
     if (!broken.empty()) {
         return broken;
     }

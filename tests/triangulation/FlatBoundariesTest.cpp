@@ -273,6 +273,34 @@ TYPED_TEST(Flat, AnInteriorPointNearABoundaryMovesOntoItAndSplitsIt)
     }
 }
 
+TYPED_TEST(Flat, TheToleranceOfSnappingHoldsForEachAxis)
+{
+    using T = TypeParam;
+    // The point's foot on the slanted side is (5.125, 5.125): 0.875 away along either axis, 1.24 in
+    // all. It lies within the side's box, which says nothing.
+    const auto triangle = As<T>(Polygon{{0, 0}, {10, 0}, {10, 10}});
+    const std::vector<VecBase<2, T>> point{{6, 4.25}};
+    const auto moved = TessellateFlatBoundary(triangle, point, T(0.9));
+    EXPECT_EQ(std::count_if(moved.points.begin(), moved.points.end(),
+                            [](const VecBase<2, T>& p) {
+                                return Matches(p, VecBase<2, T>(5.125, 5.125), T(1e-5));
+                            }),
+              1);
+    EXPECT_EQ(moved.indices.size(), 6U);
+    const auto kept = TessellateFlatBoundary(triangle, point, T(0.87));
+    EXPECT_EQ(std::count(kept.points.begin(), kept.points.end(), point.front()), 1);
+    EXPECT_EQ(kept.indices.size(), 9U);
+}
+
+TYPED_TEST(Flat, ASideThroughAnUnsnappedPointEndsTheWork)
+{
+    using T = TypeParam;
+    // The first side can't be placed: no boundary stands, and the hull of the corners is filled.
+    const auto ell = As<T>(Polygon{{0, 0}, {4, 0}, {4, 1}, {1, 1}, {1, 4}, {0, 4}});
+    ExpectArea(TessellateFlatBoundary(ell, {{2, 0}}, T(0)), 11.5);
+    ExpectArea(TessellateFlatBoundary(ell, {{2, 0}}, T(1e-6)), 7);
+}
+
 TYPED_TEST(Flat, AnInteriorPointThatIsACornerVanishes)
 {
     using T = TypeParam;
@@ -482,6 +510,39 @@ TYPED_TEST(Flat, InSpaceCornersOffThePlaneKeepTheirHeights)
     // With a corner more than the boundary's there is no height for it.
     const IndexedPointsBase<3, T> empty;
     EXPECT_EQ(TessellateFlatBoundary(saddle, {{0, 0, 0}}, T(1e-6)), empty);
+}
+
+TYPED_TEST(Flat, InSpaceTheLowestOfSeveralHeightsStands)
+{
+    using T = TypeParam;
+    const double heights[2][4] = {{1, -1, 1, -1}, {5, -7, 5, -7}};
+    for (const std::size_t first : {0U, 1U}) {
+        std::vector<std::vector<VecBase<3, T>>> loops(2);
+        for (std::size_t i = 0; i < 4; ++i) {
+            loops[0].push_back(OnTable<T>(Square(2)[i], heights[first][i]));
+            loops[1].push_back(OnTable<T>(Square(2)[i], heights[1 - first][i]));
+        }
+        const auto mesh = TessellateFlatBoundaries(loops);
+        ASSERT_EQ(mesh.points.size(), 4U);
+        for (const auto& p : mesh.points) {
+            EXPECT_NEAR(p.z(), p.x() * p.y() > 0 ? 1 : -7, 1e-5);
+        }
+    }
+}
+
+TEST(FlatInSpace, WithinTheFloorIsFlat)
+{
+    for (const double height : {5e-13, 2e-12}) {
+        std::vector<Vec3d> square;
+        for (std::size_t i = 0; i < 4; ++i) {
+            square.push_back(OnTable<double>(Square(2)[i], i % 2 == 0 ? height : -height));
+        }
+        const auto mesh = TessellateFlatBoundary(square, {{0, 0, 3}}, 1e-6);
+        EXPECT_EQ(mesh.points.size(), height < 1e-12 ? 5U : 0U);
+        for (const Vec3d& p : mesh.points) {
+            EXPECT_EQ(p.z(), 0);
+        }
+    }
 }
 
 TYPED_TEST(Flat, InSpacePointsOnlyInTheirBestPlane)

@@ -6,6 +6,8 @@
 #include "tests/support/TestSupport.h"
 #include "tests/triangulation/CheckTriangles.h"
 
+#include <Sorvane/Tessellation_E.h>
+
 #include <algorithm>
 
 namespace {
@@ -70,6 +72,46 @@ TEST(MonotonePartitioner, ANodeEqualToANeighbourIsNotAboveIt)
     // Nodes 2 and 3 are one point: each comes after its other neighbour only.
     EXPECT_EQ(partitioner.Classify(2, 0), SweepClass::Regular);
     EXPECT_EQ(partitioner.Classify(3, 0), SweepClass::Regular);
+}
+
+TEST(MonotonePartitioner, ANeedleThatFoldsBackIsNoNotch)
+{
+    // Collinear with both neighbours, which lie on one side of it: not reflex.
+    const MonotonePartitioner<double> end({{0, 0}, {2, 0}, {1, 0}, {1, 1}});
+    EXPECT_EQ(end.Classify(1, 0), SweepClass::End);
+    const MonotonePartitioner<double> start({{1, 0}, {0, 0}, {2, 0}, {2, 1}});
+    EXPECT_EQ(start.Classify(1, 0), SweepClass::Start);
+}
+
+TEST(MonotonePartitioner, TheExactOrderKnowsNoFloor)
+{
+    const Polygon outline{{0, 2}, {9e-13, 1}, {3, 0}, {3, 3}};
+    const MonotonePartitioner<double> partitioner(outline, OutlineTurn::TakeAsGiven,
+                                                  Sorvane::Mesh::SweepOrder::Exact);
+    for (std::size_t i = 0; i < outline.size(); ++i) {
+        EXPECT_EQ(static_cast<std::size_t>(partitioner.SweepEntries()[i].node), i);
+    }
+}
+
+TEST(MonotonePartitioner, SimpleBoundariesAreImprovedTwice)
+{
+    Random random(8);
+    int changed = 0;
+    for (int round = 0; round < 50; ++round) {
+        const Polygon polygon = ::Test::StarPolygon(30, random);
+        MonotonePartitioner<double> partitioner(polygon);
+        partitioner.Partition();
+        ASSERT_TRUE(partitioner.TriangulateFaces());
+        std::vector<int> once;
+        std::vector<int> twice;
+        partitioner.ImproveDelaunay();
+        partitioner.WriteIndices(once);
+        partitioner.ImproveDelaunay();
+        partitioner.WriteIndices(twice);
+        EXPECT_EQ(Sorvane::Mesh::TessellateSimpleBoundary(polygon), twice);
+        changed += once != twice ? 1 : 0;
+    }
+    EXPECT_GT(changed, 0);
 }
 
 TEST(MonotonePartitioner, LeavesMonotoneFacesOnly)

@@ -101,6 +101,21 @@ TYPED_TEST(SimpleBoundary, ABowTieGivesNothing)
     EXPECT_TRUE(TessellateSimpleBoundary(Outline{{0, 0}, {4, 0}, {4, 4}, {2, 0}, {0, 4}}).empty());
 }
 
+TYPED_TEST(SimpleBoundary, CornersInOnePlace)
+{
+    using Outline = PlaneOutline<TypeParam>;
+    // Crossing at a common corner, one half of it turned over.
+    EXPECT_TRUE(
+        TessellateSimpleBoundary(Outline{{0, 0}, {2, 2}, {4, 4}, {4, 0}, {2, 2}, {0, 4}}).empty());
+    // A hole tied to the contour by a bridge that runs both ways.
+    const Outline bridged{{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0},
+                          {3, 3}, {3, 6},  {6, 6},   {6, 3},  {3, 3}};
+    const Indices indices = TessellateSimpleBoundary(bridged);
+    EXPECT_EQ(indices.size(), 8U * 3);
+    EXPECT_EQ(::Test::CheckTriangles(bridged, indices, 0), "");
+    EXPECT_DOUBLE_EQ(::Test::SumOfAreas(bridged, indices), 91);
+}
+
 TYPED_TEST(SimpleBoundary, NonFiniteCoordinatesGiveNothing)
 {
     using Limits = std::numeric_limits<TypeParam>;
@@ -197,6 +212,63 @@ INSTANTIATE_TEST_SUITE_P(Kinds, RandomPolygons, testing::Range(0, 6), [](const a
     return kKinds[static_cast<std::size_t>(param.param)].name;
 });
 
+// Walls that are nearly upright or level. From one point of a wall to the next x changes by less
+// than the floor, by about the floor, or by a small share of the wall's length.
+template <class T>
+void ExpectSoundLeaning(double scale, double angle)
+{
+    Random random(99);
+    for (int round = 0; round < 60; ++round) {
+        const Polygon plain = round % 2 == 0 ? ::Test::SkylinePolygon(3 + random.Below(9), random)
+                                             : ::Test::MazePolygon(1 + random.Below(7), random);
+        Polygon polygon = ::Test::Turned(plain, angle);
+        for (Vec2d& p : polygon) {
+            p *= scale;
+        }
+        ExpectSound<T>(polygon, random);
+        if (testing::Test::HasFailure()) {
+            FAIL() << "scale " << scale << ", angle " << angle << ", round " << round;
+        }
+    }
+}
+
+constexpr double kQuarter = 1.5707963267948966;
+
+TEST(SimpleBoundaryLeaning, FloatWallsASmallShareOfTheirLengthOffUpright)
+{
+    for (const double scale : {1.0, 1e3, 1e5}) {
+        for (const double angle : {0.0, 5e-7, 1e-6, kQuarter, kQuarter + 5e-7, kQuarter + 1e-6}) {
+            ExpectSoundLeaning<float>(scale, angle);
+        }
+    }
+}
+
+TEST(SimpleBoundaryLeaning, DoubleWallsASmallShareOfTheirLengthOffUpright)
+{
+    for (const double scale : {1.0, 1e3, 1e6}) {
+        for (const double angle : {5e-11, kQuarter + 1e-10, kQuarter + 1e-11}) {
+            ExpectSoundLeaning<double>(scale, angle);
+        }
+    }
+}
+
+TEST(SimpleBoundaryLeaning, WallsThatLeanByTheFloorFromPointToPoint)
+{
+    for (const double angle : {7e-13, 1.1e-12, 4e-12, kQuarter + 7e-13, kQuarter + 1e-12}) {
+        ExpectSoundLeaning<double>(1, angle);
+    }
+    ExpectSoundLeaning<float>(0.01, kQuarter + 4e-7);
+    ExpectSoundLeaning<float>(0.01, kQuarter + 1e-6);
+}
+
+TEST(SimpleBoundaryLeaning, LargeOutlinesOfAnyDirection)
+{
+    for (int k = 0; k < 20; ++k) {
+        ExpectSoundLeaning<double>(1e6, 0.3 * k + 0.00276900484491714);
+        ExpectSoundLeaning<double>(1e9, 0.3 * k + 0.00276900484491714);
+    }
+}
+
 TEST(SimpleBoundaryLarge, ManyCornersOfEveryKind)
 {
     Random random(5);
@@ -234,6 +306,17 @@ TYPED_TEST(SimpleBoundary, InSpaceByTheOutlinesPlane)
         area += 0.5 * along;
     }
     EXPECT_NEAR(area, std::sqrt(6.0) * ::Test::AreaOf(polygon), sizeof(T) == 4 ? 1e-4 : 1e-12);
+}
+
+// The plane looks to where the outline runs counter-clockwise, so a triangle keeps its order
+// whichever way it runs.
+TYPED_TEST(SimpleBoundary, InSpaceATriangleKeepsItsOrder)
+{
+    using Outline = std::vector<VecBase<3, TypeParam>>;
+    EXPECT_EQ(TessellateSimpleBoundary(Outline{{0, 0, 1}, {1, 0, 1}, {1, 1, 1}}),
+              (Indices{0, 1, 2}));
+    EXPECT_EQ(TessellateSimpleBoundary(Outline{{0, 0, 1}, {1, 1, 1}, {1, 0, 1}}),
+              (Indices{0, 1, 2}));
 }
 
 TYPED_TEST(SimpleBoundary, InSpacePointsWithoutAPlaneGiveNothing)
