@@ -4,6 +4,8 @@
 //
 // Each box has the colour of the level where it sits; the loose cell of one node is dashed.
 
+#include "TextOutput.h"
+
 #include <Sorvane/ContentNode_E.h>
 
 #include <array>
@@ -93,10 +95,8 @@ int main(int argc, char** argv)
             return 1;
         }
     }
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> svg(std::fopen(argv[1], "w"),
-                                                              &std::fclose);
+    const TextOutput svg = OpenTextOutput(argv[1]);
     if (!svg) {
-        std::fprintf(stderr, "%s: can't be written\n", argv[1]);
         return 1;
     }
     std::fprintf(svg.get(), "<svg xmlns='http://www.w3.org/2000/svg' viewBox='-330 -330 660 660' "

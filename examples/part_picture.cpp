@@ -7,6 +7,7 @@
 // nothing, and what is nearer is painted over what is farther.
 
 #include "StlInput.h"
+#include "TextOutput.h"
 
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshQueries_E.h>
@@ -118,10 +119,8 @@ int main(int argc, char** argv)
         return 2;
     }
 
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> svg(std::fopen(argv[2], "w"),
-                                                              &std::fclose);
+    const TextOutput svg = OpenTextOutput(argv[2]);
     if (!svg) {
-        std::fprintf(stderr, "%s: can't be written\n", argv[2]);
         return 1;
     }
     const View view(part.points);

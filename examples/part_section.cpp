@@ -8,6 +8,7 @@
 // that height, 2 wrong use.
 
 #include "StlInput.h"
+#include "TextOutput.h"
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/IndexedMesh_E.h>
@@ -67,9 +68,8 @@ double Area(const Section& section)
 bool WriteSvg(const Section& section, const std::vector<std::vector<Vec2d>>& outlines,
               const char* path)
 {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> svg(std::fopen(path, "w"), &std::fclose);
+    const TextOutput svg = OpenTextOutput(path);
     if (!svg) {
-        std::fprintf(stderr, "%s: can't be written\n", path);
         return false;
     }
     const auto box = Bounding::BoxOfPoints(section.points);
