@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <map>
 #include <string>
@@ -254,6 +255,14 @@ TEST_P(RealMeshes, LineHitsAreThoseOfBruteForce)
             }
         }
         std::vector<int> ids = tree.LineHits(origin, direction);
+        std::vector<int> asMet;
+        for (const auto* content : tree.GetPossibleRayCollisions(origin, direction, true)) {
+            const auto& wrap = OpenTree::WrapOf(*content);
+            if (std::binary_search(expected.begin(), expected.end(), wrap.id)) {
+                asMet.push_back(wrap.id);
+            }
+        }
+        ASSERT_EQ(ids, asMet);
         std::sort(ids.begin(), ids.end());
         ASSERT_EQ(ids, expected);
     }
@@ -412,6 +421,7 @@ TEST_F(OneTriangle, NoRadiusIsNegativeOrNaN)
     for (const double r : {-3.0, -0.0, kNaN, -kInfinity}) {
         EXPECT_EQ(tree_.ClosestPoint(above_, r), (Closest{above_, -1})) << r;
     }
+    EXPECT_TRUE(tree_.TrianglesInBall(above_, kNaN).empty());
     EXPECT_EQ(tree_.ClosestPoint(above_, kInfinity).id, 0);
     EXPECT_EQ(tree_.ClosestPoint(above_, 1e200).id, 0);
 }
@@ -421,6 +431,12 @@ TEST_F(OneTriangle, RangeOfTwoZerosGivesTheOrigin)
     EXPECT_EQ(tree_.ClosestPointInRange(above_, 0, 0), (Closest{{0, 0, 0}, -1}));
     EXPECT_EQ(tree_.ClosestPointInRange(above_, -1, -2), (Closest{{0, 0, 0}, -1}));
     EXPECT_EQ(tree_.ClosestPointInRange(above_, 1e-13, -1), (Closest{{0, 0, 0}, -1}));
+    // From 1e-12 on there is something to search.
+    EXPECT_EQ(tree_.ClosestPointInRange(above_, std::nextafter(1e-12, 0.0), 0),
+              (Closest{{0, 0, 0}, -1}));
+    EXPECT_EQ(tree_.ClosestPointInRange(above_, 1e-12, 0), (Closest{above_, -1}));
+    EXPECT_EQ(tree_.ClosestPointInRange({0.25, 0.25, 0}, -7, 1e-12).id, 0);
+    EXPECT_EQ(tree_.ClosestPointInRange(above_, 1e-13, 1e-13), (Closest{above_, -1}));
 }
 
 TEST_F(OneTriangle, RangeThatEndsTooEarlyGivesThePoint)
@@ -462,9 +478,19 @@ TEST_F(OneTriangle, LinesRunBothWaysAndCountTheBorder)
     EXPECT_EQ(tree_.LineHits({0.5, 0, 7}, {0, 0, 1}), std::vector<int>{0});
     EXPECT_TRUE(
         tree_.LineHits({0.9, 0.9, 7}, {0, 0, 1}).empty()); // in the box, beside the triangle
+    EXPECT_EQ(tree_.LineHits({0.5, -0.5e-12, 7}, {0, 0, 1}), std::vector<int>{0});
+    EXPECT_TRUE(tree_.LineHits({0.5, -3e-12, 7}, {0, 0, 1}).empty()); // in the box all the same
+    EXPECT_EQ(tree_.GetPossibleRayCollisions({0.5, -3e-12, 7}, {0, 0, 1}, true).size(), 1U);
     EXPECT_TRUE(tree_.LineHits({0.25, 0.25, 0}, {1, 0, 0}).empty()); // edge-on
     EXPECT_TRUE(tree_.LineHits(above_, {0, 0, 0}).empty());
     EXPECT_TRUE(tree_.LineHits(above_, {kNaN, 0, 1}).empty());
+}
+
+TEST_F(OneTriangle, BoxHasItsMargin)
+{
+    const auto* box = tree_.GetPossibleBallCollisions({above_, 9}).at(0);
+    EXPECT_EQ(box->min, Vec3d(-1e-10, -1e-10, -1e-10));
+    EXPECT_EQ(box->max, Vec3d(1 + 1e-10, 1 + 1e-10, 1e-10));
 }
 
 TEST_F(OneTriangle, BoxesThatTouchAreCandidates)
@@ -496,6 +522,31 @@ TEST(TriangleTreeBuild, AllWaysGiveTheSameTree)
         EXPECT_EQ(closest, stepwise.ClosestPoint(q, 3));
         EXPECT_EQ(closest, fromSoup.ClosestPoint(q, 3));
         EXPECT_EQ(indexed.TrianglesInBall(q, 3), fromSoup.TrianglesInBall(q, 3));
+    }
+}
+
+/// As many slots in the one block as there are triangles, so that they lie in order.
+TEST(TriangleTreeBuild, ListsLieInOneBlock)
+{
+    const Mesh3 mesh = ::Test::Grid(40, 40);
+    TriangleSoup<3, double> soup;
+    for (std::size_t t = 0; t < mesh.indices.size() / 3; ++t) {
+        soup.push_back(TriangleOf(mesh, t));
+    }
+    const QOFTriangleTree<3, double> indexed(mesh.points, mesh.indices);
+    const Octree::TriangleTree<double> fromSoup(soup);
+    const AxisAlignedBoundingBox<3, double> all{{-99, -99, -99}, {99, 99, 99}};
+    for (const QOFTriangleTree<3, double>* tree :
+         std::array<const QOFTriangleTree<3, double>*, 2>{&indexed, &fromSoup}) {
+        std::vector<std::uintptr_t> address(soup.size());
+        for (const auto* content : tree->GetPossibleBoxCollisions(all)) {
+            const auto& wrap = tree->WrapOf(*content);
+            address.at(static_cast<std::size_t>(wrap.id)) = reinterpret_cast<std::uintptr_t>(&wrap);
+        }
+        ASSERT_GT(address.size(), 3000U);
+        for (std::size_t i = 2; i < address.size(); ++i) {
+            ASSERT_EQ(address[i] - address[i - 1], address[1] - address[0]) << i;
+        }
     }
 }
 
