@@ -382,6 +382,33 @@ TEST(TriangleTreeTies, AreSettledByTheOrderOfTheCandidates)
     EXPECT_EQ(ties, 2000);
 }
 
+/// Where the margin of the boxes is lost, a triangle's box may be exactly as far as a radius of the
+/// series, and the triangle no candidate, while an equal with a nearer box is: it wins there.
+TEST(TriangleTreeTies, RadiusThatEqualsTheDistanceKeepsItsCandidates)
+{
+    const Vec3d q{0x1p27, 0x1p27, 0x1p27};
+    const std::array<Vec3d, 3> tilted{Vec3d{-1, 7, 0}, Vec3d{7, 1, 0}, Vec3d{10, 10, 0}};
+    const std::array<Vec3d, 3> across{Vec3d{5, -1, -1}, Vec3d{5, 3, -1}, Vec3d{5, -1, 3}};
+    int special = 0;
+    for (const double side : {-1.0, 1.0}) { // in one of them `across` has the lesser rank
+        OpenTree tree;
+        const auto add = [&](const std::array<Vec3d, 3>& t, double sign, int id) {
+            tree.AddTriangle(q + t[0] * sign, q + t[1] * sign, q + t[2] * sign, id);
+        };
+        add(across, -side, 0);
+        add(tilted, side, 1); // its box begins at distance 1, the triangle at 5: (3, 4, 0)
+        tree.Build();
+        ASSERT_EQ(tree.GetPossibleBallCollisions({q, 5}).size(), 1U);
+        for (const double r : {5.0, 2.5, 1.25}) {
+            EXPECT_EQ(tree.ClosestPointInRange(q, 16, r), (Closest{q + Vec3d{3, 4, 0} * side, 1}));
+        }
+        const Closest other = tree.ClosestPointInRange(q, 16, 4);
+        EXPECT_EQ(other, SlowClosestPointInRange(tree, q, 4, 16));
+        special += other.id == 0 ? 1 : 0;
+    }
+    EXPECT_GT(special, 0);
+}
+
 /// The same triangle many times: the answer is the first candidate, in each run.
 TEST(TriangleTreeTies, CoincidentTrianglesGiveTheFirstCandidate)
 {
