@@ -346,6 +346,29 @@ TEST(TriangleTreeSearch, IsAsDefinedOnNeedlesFarFromTheOrigin)
     }
 }
 
+/// Around each point triangles that touch a ball a thousand times smaller than the whole, to within
+/// 1e-9 of its radius: `float` can't tell which is nearest.
+TEST(TriangleTreeSearch, IsAsDefinedAmongNearlyEquals)
+{
+    Random random(8);
+    for (int round = 0; round < 300; ++round) {
+        OpenTree tree;
+        tree.AddTriangle({-1, -1, -1}, {-1, -1, -0.9}, {-1, -0.9, -1}, 0);
+        tree.AddTriangle({1, 1, 1}, {1, 1, 0.9}, {1, 0.9, 1}, 1);
+        const Vec3d q = random.Vector<3, double>(-0.9, 0.9);
+        for (int i = 2; i < 40; ++i) {
+            const Vec3d normal = Vector::Normalized(random.Vector<3, double>(-1, 1), 1e-12);
+            const Vec3d u = Vector::Normalized(normal ^ Vec3d(0.3, 0.5, 0.8), 1e-12) * 1e-3;
+            const Vec3d v = normal ^ u;
+            const Vec3d touch = q + normal * (1e-3 * (1 + random.Between(0, 1e-9)));
+            tree.AddTriangle(touch + u, touch + v - u, touch - v - u, i);
+        }
+        tree.Build();
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectSame(tree.ClosestPoint(q, 1), SlowClosestPoint(tree, q, 1), q, 1));
+    }
+}
+
 TEST(TriangleTreeSearch, IsAsDefinedFromFarAway)
 {
     Random random(3);
