@@ -6,8 +6,10 @@
 
 #include "mathbase/Intersect_Impl.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <limits>
 
 namespace Velk::Math::Intersect::Impl {
 

@@ -26,11 +26,12 @@ Bounding::AxisAlignedBoundingBox<2, T> BoxOfElement(const Geometry::SegBase<T>& 
     return Tree::Impl::MarginBox({segment.start, segment.end});
 }
 
-/// The fields are looked at too, since the extremes alone might hide a NaN.
+/// The fields are looked at too, since the extremes alone hide what isn't finite: that of an arc
+/// round an infinite centre would be its start.
 template <class T>
 Bounding::AxisAlignedBoundingBox<2, T> BoxOfElement(const Geometry::ArcBase<T>& arc)
 {
-    if (!std::isfinite(arc.length) || Tree::Impl::HasNaN(arc.center) ||
+    if (!std::isfinite(arc.length) || !Tree::Impl::IsIndexable<2, T>({arc.center, arc.center}) ||
         Tree::Impl::HasNaN(arc.start)) {
         const T nan = std::numeric_limits<T>::quiet_NaN();
         return {{nan, nan}, {nan, nan}};

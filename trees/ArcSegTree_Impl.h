@@ -13,7 +13,7 @@ namespace Velk::Math::Sorvane::Tree::Quadtree {
 /// `float` or `double`.
 ///
 /// The box of an arc is that of the arc itself, its extreme points included. Elements that are not
-/// finite, or reach beyond 1e150, stay out and are never found; the queries of a tree without
+/// finite, or reach beyond 1e150 or round a centre there, stay out and are never found; the queries of a tree without
 /// elements find nothing. Queries may run in many threads at once.
 template <class T>
 class ArcSegTree : public QOFTree<2, T, 0, QOFNode<2, T, 0>> {

@@ -30,7 +30,9 @@ namespace Impl {
 /// above 0.002, so that boxes may be flat, and a mere point.
 inline constexpr double kBoxMargin = 1e-10;
 
-/// Coordinates beyond this have squares that overflow, or nearly so.
+/// `double` coordinates beyond this have squares that overflow, or nearly so. Every finite `float`
+/// is below: roots are fitted in `double`, and distances that overflow in `float` are infinite and
+/// within no radius.
 inline constexpr double kLargestCoordinate = 1e150;
 
 /// Box of the points with the margin; a NaN in one of them shows in the box.

@@ -42,8 +42,7 @@ public:
     void Build(std::vector<RankedTriangle> triangles);
 
     /// The triangle with the least pair (squared distance, rank) of those that the closed ball
-    /// meets
-    /// (`Intersect::SphereTriangle`) and whose box, with its margin, is nearer than the radius,
+    /// meets (`Intersect::SphereTriangle`) and whose box, with its margin, is nearer than the radius,
     /// strictly. Without memory of its own, from any number of threads.
     NearestTriangle Nearest(const Vec3d& point, double radius) const;
 

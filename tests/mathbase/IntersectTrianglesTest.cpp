@@ -67,6 +67,43 @@ TYPED_TEST(IntersectTriangles, NearestInThePlane)
     EXPECT_TRUE(std::isnan(Intersect::ClosestPointOnTriangle(a, b, c, V{nan, 0}).x()));
 }
 
+/// The nearest point never leaves the box of the corners, not by the last digit.
+template <int N, class T>
+void ExpectNearestWithinBox(const std::array<VecBase<N, T>, 3>& t, const VecBase<N, T>& p)
+{
+    const VecBase<N, T> nearest = Intersect::ClosestPointOnTriangle(t[0], t[1], t[2], p);
+    for (int i = 0; i < N; ++i) {
+        ASSERT_GE(nearest[i], std::min({t[0][i], t[1][i], t[2][i]}));
+        ASSERT_LE(nearest[i], std::max({t[0][i], t[1][i], t[2][i]}));
+    }
+}
+
+template <int N, class T>
+void ExpectNearestWithinBoxes(::Test::Random& random)
+{
+    for (int trial = 0; trial < 20000; ++trial) {
+        const double thinness = std::exp2(-random.Below(56)); // needles of all degrees
+        const auto a = random.Vector<N, T>(-1, 1);
+        const VecBase<N, T> ab = random.Vector<N, T>(-1, 1);
+        const VecBase<N, T> c =
+            a + ab * T(random.Unit()) + random.Vector<N, T>(-1, 1) * T(thinness);
+        std::array<VecBase<N, T>, 3> t{a, a + ab, c};
+        if (trial % 3 == 0) {
+            t[1][trial % N] = t[0][trial % N]; // a side across an axis
+            t[2][trial % N] = t[0][trial % N];
+        }
+        ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBox<N, T>(t, random.Vector<N, T>(-2, 2))));
+    }
+}
+
+TEST(ClosestPointOnTriangle, LiesInTheBoxOfTheCorners)
+{
+    ::Test::Random random(52);
+    ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBoxes<2, float>(random)));
+    ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBoxes<2, double>(random)));
+    ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBoxes<3, double>(random)));
+}
+
 TEST(ClosestPointOnTriangle, EachRegionInSpace)
 {
     const Corners t{Vec3d{0, 0, 1}, Vec3d{4, 0, 1}, Vec3d{0, 4, 1}};

@@ -4,7 +4,7 @@
 
 #include "tests/meshutils/FileSupport.h"
 #include "tests/planar/ChainSupport.h"
-#include "tests/planar/JsonText.h"
+#include "tests/planar/Drawings.h"
 
 #include <string>
 
@@ -18,34 +18,6 @@ using Element = ArcSegBase<double>;
 
 /// Distance within which the drawings' ends meet: they are written with ten decimals.
 constexpr double kJoint = 1e-6;
-
-Vec2d Point(const JsonValue& value) { return {value[0].number, value[1].number}; }
-
-/// The elements of one entity. A bulge is the tangent of a quarter of the sweep.
-std::vector<Element> ElementsOf(const JsonValue& entity)
-{
-    const std::string& kind = entity["kind"].text;
-    if (kind == "segment") {
-        return {Geometry::SegBase<double>{Point(entity["start"]), Point(entity["end"])}};
-    }
-    const Vec2d center = kind == "bulge_polyline" ? Vec2d() : Point(entity["center"]);
-    if (kind == "arc") {
-        return {
-            Geometry::ArcBase<double>{center, Point(entity["start"]), entity["arc_length"].number}};
-    }
-    if (kind == "circle") {
-        const double radius = entity["radius"].number;
-        return {
-            Geometry::ArcBase<double>{center, center + Vec2d(radius, 0), 2 * kHalfTurn * radius}};
-    }
-    std::vector<Element> sides;
-    const auto& vertices = entity["vertices"].items;
-    for (std::size_t i = 0; i + 1 < vertices.size(); ++i) {
-        EXPECT_EQ(vertices[i][2].number, 0.0); // no drawing here has a bulge
-        sides.emplace_back(Geometry::SegBase<double>{Point(vertices[i]), Point(vertices[i + 1])});
-    }
-    return sides;
-}
 
 double Gap(const Vec2d& a, const Vec2d& b) { return std::hypot(a[0] - b[0], a[1] - b[1]); }
 
@@ -91,12 +63,7 @@ protected:
         const auto path = SharedData(std::string("arc_chains/") + GetParam());
         SORVANE_NEED_DATA(path);
         drawing_ = JsonReader(ReadBytes(path)).Value();
-        std::vector<Element> elements;
-        for (const JsonValue& entity : drawing_["entities"].items) {
-            const auto more = ElementsOf(entity);
-            elements.insert(elements.end(), more.begin(), more.end());
-        }
-        chains_ = Joined(std::move(elements));
+        chains_ = Joined(ElementsOfDrawing(drawing_));
         ASSERT_FALSE(chains_.empty());
     }
 

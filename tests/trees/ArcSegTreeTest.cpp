@@ -153,11 +153,59 @@ TYPED_TEST(ArcSegTrees, EmptyChainsAndHostileElementsFindNothing)
                       Geometry::ArcBase<T>{{0, 0}, {1, 0}, infinity},
                       Geometry::SegBase<T>{{0, 0}, {infinity, 1}},
                       Geometry::SegBase<T>{{0, 2}, {4, 2}}};
+    for (const T x : {-infinity, T{3}, infinity}) {
+        for (const T length : {T{-1}, T{0}, T{1}}) { // their boxes would be their starts
+            chain.elements.emplace_back(Geometry::ArcBase<T>{{x, infinity}, {1, 1}, length});
+            chain.elements.emplace_back(Geometry::ArcBase<T>{{-infinity, x}, {1, 1}, length});
+        }
+    }
     const ArcSegTree<T> tree(chain);
+    EXPECT_EQ(tree.GetPossibleBallCollisions({{1, 1}, T{9}}).size(), 1U);
     EXPECT_EQ(tree.ItemsWithin({1, 1}, T{9}), std::vector<int>{5}); // the others keep the numbers
     EXPECT_EQ(tree.ItemsWithin({1, 1}, infinity), std::vector<int>{5});
     EXPECT_TRUE(tree.ItemsWithin({1, 1}, nan).empty());
     EXPECT_TRUE(tree.ItemsWithin({nan, 1}, T{9}).empty());
+}
+
+/// A `double` box reaches 1e-10 beyond its element on every side; in `float` that is lost here.
+TYPED_TEST(ArcSegTrees, BoxesHaveTheirMargin)
+{
+    using T = TypeParam;
+    constexpr double kReach = std::is_same_v<T, float> ? 0 : 1e-10;
+    Sorvane::Planar::PolyArcSegBase<T> segment;
+    segment.elements = {Geometry::SegBase<T>{{2, -1}, {4, 3}}};
+    Sorvane::Planar::PolyArcSegBase<T> arc; // from (2, 0) through (4, 2) to (2, 4)
+    arc.elements = {Geometry::ArcBase<T>{{2, 2}, {2, 0}, T(2 * ::Test::kHalfTurn)}};
+    const ArcSegTree<T> segments(segment);
+    const ArcSegTree<T> arcs(arc);
+    const auto near = [](double a, double b) {
+        return std::fabs(a - b) <= 4 * static_cast<double>(std::numeric_limits<T>::epsilon());
+    };
+    const auto* ofSegment = segments.GetPossibleBallCollisions({{2, 0}, T{9}}).at(0);
+    EXPECT_TRUE(near(ofSegment->min[0], 2 - kReach) && near(ofSegment->min[1], -1 - kReach));
+    EXPECT_TRUE(near(ofSegment->max[0], 4 + kReach) && near(ofSegment->max[1], 3 + kReach));
+    const auto* ofArc = arcs.GetPossibleBallCollisions({{2, 0}, T{9}}).at(0);
+    EXPECT_TRUE(near(ofArc->min[0], 2 - kReach) && near(ofArc->min[1], 0 - kReach));
+    EXPECT_TRUE(near(ofArc->max[0], 4 + kReach) && near(ofArc->max[1], 4 + kReach));
+}
+
+/// As many slots in the one block as there are elements: neighbours in the chain are neighbours in
+/// memory.
+TYPED_TEST(ArcSegTrees, ElementsLieInOneBlock)
+{
+    using T = TypeParam;
+    using Tree = ArcSegTree<T>;
+    Random random(24);
+    const auto chain = ::Test::RandomChain<T>(random, 3000);
+    const Tree tree(chain);
+    std::vector<std::uintptr_t> address(chain.elements.size());
+    for (const auto* content : tree.GetPossibleBallCollisions({{0, 0}, T(1e6)})) {
+        const auto& wrap = static_cast<const typename Tree::ArcSegWrap&>(*content);
+        address.at(static_cast<std::size_t>(wrap.id)) = reinterpret_cast<std::uintptr_t>(&wrap);
+    }
+    for (std::size_t i = 2; i < address.size(); ++i) {
+        ASSERT_EQ(address[i] - address[i - 1], address[1] - address[0]) << i;
+    }
 }
 
 /// The order has no meaning, but it is that of each run.

@@ -233,6 +233,70 @@ TYPED_TEST(SegmentTrees, HostileSegmentsStayOutAndQueriesEnd)
     EXPECT_EQ(tree.ClosestPoint({infinity, 1}, infinity).id, -1);
 }
 
+/// Of `double` 1e150 is the last that stays in; in `float` all that is finite does, and takes
+/// nothing down with it.
+TYPED_TEST(SegmentTrees, HugeCoordinatesLeaveTheOthersAlone)
+{
+    using T = TypeParam;
+    const T last = std::is_same_v<T, float> ? std::numeric_limits<T>::max() : T(1e150);
+    const T next = std::nextafter(last, std::numeric_limits<T>::infinity());
+    for (const T corner : {last, next}) {
+        Segments<T> segments{{{-corner, -corner}, {corner, corner}}};
+        for (int i = 0; i < 500; ++i) {
+            segments.push_back({{T(i), T{3}}, {T(i), T{4}}});
+        }
+        const Quadtree::SegmentTree<T> tree(segments);
+        EXPECT_EQ(tree.GetPossibleBallCollisions({{-3, -3}, T{1}}).size(),
+                  corner == last ? 1U : 0U);
+        EXPECT_EQ(tree.ClosestPoint({17, T(4.5)}, T{1}).point, (VecBase<2, T>(17, 4)));
+        EXPECT_EQ(tree.ClosestPoint({17, T(4.5)}, T{1}).id, 18);
+    }
+}
+
+TYPED_TEST(SegmentTrees, BoxesHaveTheirMargin)
+{
+    using T = TypeParam;
+    constexpr double kReach = std::is_same_v<T, float> ? 0 : 1e-10;
+    const Quadtree::SegmentTree<T> tree(Segments<T>{{{4, -1}, {2, 3}}});
+    const auto* box = tree.GetPossibleBallCollisions({{2, 0}, T{9}}).at(0);
+    constexpr double kNear = 4 * static_cast<double>(std::numeric_limits<T>::epsilon());
+    EXPECT_NEAR(box->min[0], 2 - kReach, kNear);
+    EXPECT_NEAR(box->min[1], -1 - kReach, kNear);
+    EXPECT_NEAR(box->max[0], 4 + kReach, kNear);
+    EXPECT_NEAR(box->max[1], 3 + kReach, kNear);
+}
+
+/// A list comes in one block, so that neighbours in it are neighbours in memory; segments added one
+/// by one come in blocks of 1024.
+TYPED_TEST(SegmentTrees, BlocksHoldAListWhole)
+{
+    using T = TypeParam;
+    Segments<T> segments;
+    Quadtree::SegmentTree<T> stepwise;
+    for (int i = 0; i < 3000; ++i) {
+        segments.push_back({{T(i), T{0}}, {T(i), T{1}}});
+        stepwise.AddSegment(segments.back(), i);
+    }
+    stepwise.Build();
+    const Quadtree::SegmentTree<T> whole(segments);
+    const auto breaks = [](const Quadtree::SegmentTree<T>& tree) {
+        std::vector<std::uintptr_t> address(3000);
+        for (const auto* content : tree.GetPossibleBallCollisions({{0, 0}, T(1e6)})) {
+            const auto& wrap = tree.WrapOf(*content);
+            address.at(static_cast<std::size_t>(wrap.id)) = reinterpret_cast<std::uintptr_t>(&wrap);
+        }
+        std::vector<std::size_t> found;
+        for (std::size_t i = 2; i < address.size(); ++i) {
+            if (address[i] - address[i - 1] != address[1] - address[0]) {
+                found.push_back(i);
+            }
+        }
+        return found;
+    };
+    EXPECT_EQ(breaks(whole), std::vector<std::size_t>{});
+    EXPECT_EQ(breaks(stepwise), (std::vector<std::size_t>{1024, 2048}));
+}
+
 /// Flat boxes and point boxes, on which an octant split alone would never end.
 TYPED_TEST(SegmentTrees, RepeatedPointsAndAxisParallelSegmentsEnd)
 {

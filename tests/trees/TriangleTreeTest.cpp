@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <map>
 #include <string>
@@ -254,6 +255,14 @@ TEST_P(RealMeshes, LineHitsAreThoseOfBruteForce)
             }
         }
         std::vector<int> ids = tree.LineHits(origin, direction);
+        std::vector<int> asMet;
+        for (const auto* content : tree.GetPossibleRayCollisions(origin, direction, true)) {
+            const auto& wrap = OpenTree::WrapOf(*content);
+            if (std::binary_search(expected.begin(), expected.end(), wrap.id)) {
+                asMet.push_back(wrap.id);
+            }
+        }
+        ASSERT_EQ(ids, asMet);
         std::sort(ids.begin(), ids.end());
         ASSERT_EQ(ids, expected);
     }
@@ -337,6 +346,29 @@ TEST(TriangleTreeSearch, IsAsDefinedOnNeedlesFarFromTheOrigin)
     }
 }
 
+/// Around each point triangles that touch a ball a thousand times smaller than the whole, to within
+/// 1e-9 of its radius: `float` can't tell which is nearest.
+TEST(TriangleTreeSearch, IsAsDefinedAmongNearlyEquals)
+{
+    Random random(8);
+    for (int round = 0; round < 300; ++round) {
+        OpenTree tree;
+        tree.AddTriangle({-1, -1, -1}, {-1, -1, -0.9}, {-1, -0.9, -1}, 0);
+        tree.AddTriangle({1, 1, 1}, {1, 1, 0.9}, {1, 0.9, 1}, 1);
+        const Vec3d q = random.Vector<3, double>(-0.9, 0.9);
+        for (int i = 2; i < 40; ++i) {
+            const Vec3d normal = Vector::Normalized(random.Vector<3, double>(-1, 1), 1e-12);
+            const Vec3d u = Vector::Normalized(normal ^ Vec3d(0.3, 0.5, 0.8), 1e-12) * 1e-3;
+            const Vec3d v = normal ^ u;
+            const Vec3d touch = q + normal * (1e-3 * (1 + random.Between(0, 1e-9)));
+            tree.AddTriangle(touch + u, touch + v - u, touch - v - u, i);
+        }
+        tree.Build();
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectSame(tree.ClosestPoint(q, 1), SlowClosestPoint(tree, q, 1), q, 1));
+    }
+}
+
 TEST(TriangleTreeSearch, IsAsDefinedFromFarAway)
 {
     Random random(3);
@@ -371,6 +403,33 @@ TEST(TriangleTreeTies, AreSettledByTheOrderOfTheCandidates)
         ties += tree.ClosestPoint(q, 10).id >= 0 ? 1 : 0;
     }
     EXPECT_EQ(ties, 2000);
+}
+
+/// Where the margin of the boxes is lost, a triangle's box may be exactly as far as a radius of the
+/// series, and the triangle no candidate, while an equal with a nearer box is: it wins there.
+TEST(TriangleTreeTies, RadiusThatEqualsTheDistanceKeepsItsCandidates)
+{
+    const Vec3d q{0x1p27, 0x1p27, 0x1p27};
+    const std::array<Vec3d, 3> tilted{Vec3d{-1, 7, 0}, Vec3d{7, 1, 0}, Vec3d{10, 10, 0}};
+    const std::array<Vec3d, 3> across{Vec3d{5, -1, -1}, Vec3d{5, 3, -1}, Vec3d{5, -1, 3}};
+    int special = 0;
+    for (const double side : {-1.0, 1.0}) { // in one of them `across` has the lesser rank
+        OpenTree tree;
+        const auto add = [&](const std::array<Vec3d, 3>& t, double sign, int id) {
+            tree.AddTriangle(q + t[0] * sign, q + t[1] * sign, q + t[2] * sign, id);
+        };
+        add(across, -side, 0);
+        add(tilted, side, 1); // its box begins at distance 1, the triangle at 5: (3, 4, 0)
+        tree.Build();
+        ASSERT_EQ(tree.GetPossibleBallCollisions({q, 5}).size(), 1U);
+        for (const double r : {5.0, 2.5, 1.25}) {
+            EXPECT_EQ(tree.ClosestPointInRange(q, 16, r), (Closest{q + Vec3d{3, 4, 0} * side, 1}));
+        }
+        const Closest other = tree.ClosestPointInRange(q, 16, 4);
+        EXPECT_EQ(other, SlowClosestPointInRange(tree, q, 4, 16));
+        special += other.id == 0 ? 1 : 0;
+    }
+    EXPECT_GT(special, 0);
 }
 
 /// The same triangle many times: the answer is the first candidate, in each run.
@@ -412,6 +471,7 @@ TEST_F(OneTriangle, NoRadiusIsNegativeOrNaN)
     for (const double r : {-3.0, -0.0, kNaN, -kInfinity}) {
         EXPECT_EQ(tree_.ClosestPoint(above_, r), (Closest{above_, -1})) << r;
     }
+    EXPECT_TRUE(tree_.TrianglesInBall(above_, kNaN).empty());
     EXPECT_EQ(tree_.ClosestPoint(above_, kInfinity).id, 0);
     EXPECT_EQ(tree_.ClosestPoint(above_, 1e200).id, 0);
 }
@@ -421,6 +481,12 @@ TEST_F(OneTriangle, RangeOfTwoZerosGivesTheOrigin)
     EXPECT_EQ(tree_.ClosestPointInRange(above_, 0, 0), (Closest{{0, 0, 0}, -1}));
     EXPECT_EQ(tree_.ClosestPointInRange(above_, -1, -2), (Closest{{0, 0, 0}, -1}));
     EXPECT_EQ(tree_.ClosestPointInRange(above_, 1e-13, -1), (Closest{{0, 0, 0}, -1}));
+    // From 1e-12 on there is something to search.
+    EXPECT_EQ(tree_.ClosestPointInRange(above_, std::nextafter(1e-12, 0.0), 0),
+              (Closest{{0, 0, 0}, -1}));
+    EXPECT_EQ(tree_.ClosestPointInRange(above_, 1e-12, 0), (Closest{above_, -1}));
+    EXPECT_EQ(tree_.ClosestPointInRange({0.25, 0.25, 0}, -7, 1e-12).id, 0);
+    EXPECT_EQ(tree_.ClosestPointInRange(above_, 1e-13, 1e-13), (Closest{above_, -1}));
 }
 
 TEST_F(OneTriangle, RangeThatEndsTooEarlyGivesThePoint)
@@ -462,9 +528,19 @@ TEST_F(OneTriangle, LinesRunBothWaysAndCountTheBorder)
     EXPECT_EQ(tree_.LineHits({0.5, 0, 7}, {0, 0, 1}), std::vector<int>{0});
     EXPECT_TRUE(
         tree_.LineHits({0.9, 0.9, 7}, {0, 0, 1}).empty()); // in the box, beside the triangle
+    EXPECT_EQ(tree_.LineHits({0.5, -0.5e-12, 7}, {0, 0, 1}), std::vector<int>{0});
+    EXPECT_TRUE(tree_.LineHits({0.5, -3e-12, 7}, {0, 0, 1}).empty()); // in the box all the same
+    EXPECT_EQ(tree_.GetPossibleRayCollisions({0.5, -3e-12, 7}, {0, 0, 1}, true).size(), 1U);
     EXPECT_TRUE(tree_.LineHits({0.25, 0.25, 0}, {1, 0, 0}).empty()); // edge-on
     EXPECT_TRUE(tree_.LineHits(above_, {0, 0, 0}).empty());
     EXPECT_TRUE(tree_.LineHits(above_, {kNaN, 0, 1}).empty());
+}
+
+TEST_F(OneTriangle, BoxHasItsMargin)
+{
+    const auto* box = tree_.GetPossibleBallCollisions({above_, 9}).at(0);
+    EXPECT_EQ(box->min, Vec3d(-1e-10, -1e-10, -1e-10));
+    EXPECT_EQ(box->max, Vec3d(1 + 1e-10, 1 + 1e-10, 1e-10));
 }
 
 TEST_F(OneTriangle, BoxesThatTouchAreCandidates)
@@ -496,6 +572,31 @@ TEST(TriangleTreeBuild, AllWaysGiveTheSameTree)
         EXPECT_EQ(closest, stepwise.ClosestPoint(q, 3));
         EXPECT_EQ(closest, fromSoup.ClosestPoint(q, 3));
         EXPECT_EQ(indexed.TrianglesInBall(q, 3), fromSoup.TrianglesInBall(q, 3));
+    }
+}
+
+/// As many slots in the one block as there are triangles, so that they lie in order.
+TEST(TriangleTreeBuild, ListsLieInOneBlock)
+{
+    const Mesh3 mesh = ::Test::Grid(40, 40);
+    TriangleSoup<3, double> soup;
+    for (std::size_t t = 0; t < mesh.indices.size() / 3; ++t) {
+        soup.push_back(TriangleOf(mesh, t));
+    }
+    const QOFTriangleTree<3, double> indexed(mesh.points, mesh.indices);
+    const Octree::TriangleTree<double> fromSoup(soup);
+    const AxisAlignedBoundingBox<3, double> all{{-99, -99, -99}, {99, 99, 99}};
+    for (const QOFTriangleTree<3, double>* tree :
+         std::array<const QOFTriangleTree<3, double>*, 2>{&indexed, &fromSoup}) {
+        std::vector<std::uintptr_t> address(soup.size());
+        for (const auto* content : tree->GetPossibleBoxCollisions(all)) {
+            const auto& wrap = tree->WrapOf(*content);
+            address.at(static_cast<std::size_t>(wrap.id)) = reinterpret_cast<std::uintptr_t>(&wrap);
+        }
+        ASSERT_GT(address.size(), 3000U);
+        for (std::size_t i = 2; i < address.size(); ++i) {
+            ASSERT_EQ(address[i] - address[i - 1], address[1] - address[0]) << i;
+        }
     }
 }
 

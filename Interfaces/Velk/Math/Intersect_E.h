@@ -83,9 +83,9 @@ VecBase<2, T> ClosestPointOnArc(const VecBase<2, T>& center, const VecBase<2, T>
 ///
 /// In the plane a point of the triangle is its own nearest point, to the bit; corners too come back
 /// as they are. In any case the point lies in the box of the corners, exactly. A degenerate triangle
-/// gives the nearest point of what remains of it, a segment or a point. NaN gives NaN. By the sides that the point lies beyond, and by the normal inside (compare
-/// C. Ericson, Real-Time Collision Detection, 2005, 5.1.5, whose weights lose their digits on thin
-/// triangles).
+/// gives the nearest point of what remains of it, a segment or a point. NaN gives NaN. By the sides
+/// that the point lies beyond, and by the normal inside (compare C. Ericson, Real-Time Collision
+/// Detection, 2005, 5.1.5, whose weights lose their digits on thin triangles).
 template <int N, class T>
 VecBase<N, T> ClosestPointOnTriangle(const VecBase<N, T>& a, const VecBase<N, T>& b,
                                      const VecBase<N, T>& c, const VecBase<N, T>& point);
