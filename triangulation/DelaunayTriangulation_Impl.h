@@ -1,6 +1,7 @@
 // DelaunayMesher: insertion of points and the flips that follow.
 #pragma once
 
+#include "triangulation/CornerTable_Impl.h"
 #include "triangulation/InsertionHints_Impl.h"
 #include "triangulation/PlanePredicates_Impl.h"
 #include "triangulation/UsablePoints_Impl.h"
@@ -12,15 +13,11 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <typeinfo>
 
 namespace Velk::Math::Sorvane::HalfEdge {
 namespace Impl {
 
-/// Doubled area at and below which a point counts as on the side of a face.
-inline constexpr double kOnSideDoubleArea = 1e-10;
-/// Share of an area by which its parts may miss it.
-inline constexpr double kFacePartsSlack = 1e-10;
-inline constexpr double kQuadPartsSlack = 1e-11;
 /// Below this many points the walk from the point before is as short as any.
 inline constexpr std::size_t kFewPoints = 64;
 
@@ -37,21 +34,23 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
         return false;
     }
     MakeOuterTriangle();
+    const bool hasHints = count >= Impl::kFewPoints;
+    const std::vector<int> near =
+        hasHints ? Impl::EarlierNeighbors(points) : std::vector<int>(count, -1);
     pairsAreDeferred_ = true;
-    const bool all = InsertAll();
+    // A derived mesher may ask for the mesh, or have its say, after every point.
+    const std::size_t done = typeid(*this) == typeid(DelaunayMesher) ? InsertPlainPoints(near) : 0;
+    const bool all = InsertFrom(done, near);
     pairsAreDeferred_ = false;
     EnterNodePairs();
     return all;
 }
 
 template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::InsertAll()
+bool DelaunayMesher<Node, Edge, Facet>::InsertFrom(std::size_t first, const std::vector<int>& near)
 {
-    const std::size_t count = points.size();
-    const bool hasHints = count >= Impl::kFewPoints;
-    const std::vector<int> near = hasHints ? Impl::EarlierNeighbors(points) : std::vector<int>{};
-    for (std::size_t i = 0; i < count; ++i) {
-        if (hasHints && near[i] >= 0) {
+    for (std::size_t i = first; i < points.size(); ++i) {
+        if (near[i] >= 0) {
             hintFace = EdgeAt(NodeAt(near[i] + kOuterNodes).edge).face;
         }
         const int node = InsertPoint(points[i]);
@@ -61,6 +60,90 @@ bool DelaunayMesher<Node, Edge, Facet>::InsertAll()
         OnPointInserted(static_cast<int>(i), node);
     }
     return true;
+}
+
+// Inserts points without half-edges, up to the first that is no plain case, and makes the records
+// then. Tells how many it inserted.
+template <class Node, class Edge, class Facet>
+std::size_t DelaunayMesher<Node, Edge, Facet>::InsertPlainPoints(const std::vector<int>& near)
+{
+    Impl::CornerTable table({At(0), At(1), At(2)}, {Impl::kFloor<T>, minDoubleArea, flipTolerance},
+                            points.size() + kOuterNodes);
+    std::size_t done = 0;
+    for (; done < points.size(); ++done) {
+        if (near[done] >= 0) {
+            table.SearchFrom(near[done] + kOuterNodes);
+        }
+        if (!table.Insert(ToDouble(points[done]))) {
+            break;
+        }
+    }
+    if (done > 0) {
+        TakeOver(table);
+    }
+    return done;
+}
+
+// The half-edges of a side get their numbers where the first of them is met. `across` of a corner
+// whose side has its number holds that of the half-edge along the side, as -2 less the number.
+template <class Node, class Edge, class Facet>
+void DelaunayMesher<Node, Edge, Facet>::TakeOver(Impl::CornerTable& table)
+{
+    using Table = Impl::CornerTable;
+    std::vector<Table::Triangle>& triangles = table.Triangles();
+    for (std::size_t n = kOuterNodes; n < static_cast<std::size_t>(table.NodeCount()); ++n) {
+        Node record{};
+        record.position = points[n - kOuterNodes];
+        record.fromInput = true;
+        this->nodes_.push_back(record);
+    }
+    this->edges_.clear();
+    this->faces_.resize(triangles.size());
+    for (std::size_t t = 0; t < triangles.size(); ++t) {
+        Table::Triangle& triangle = triangles[t];
+        std::array<int, 3> sides; // side k leaves corner k
+        for (int k = 0; k < 3; ++k) {
+            int& across = triangle.across[static_cast<std::size_t>(Table::Before(k))];
+            if (across >= Table::kNone) {
+                const int half = this->EdgeCount();
+                AddSide(triangle.nodes[static_cast<std::size_t>(k)],
+                        triangle.nodes[static_cast<std::size_t>(Table::After(k))]);
+                if (across >= 0) {
+                    const int beyond = Table::TriangleOf(across);
+                    triangles[static_cast<std::size_t>(beyond)]
+                        .across[static_cast<std::size_t>(Table::PlaceOf(across))] =
+                        -2 - Twin(half);
+                }
+                across = -2 - half;
+            }
+            sides[static_cast<std::size_t>(k)] = -2 - across;
+        }
+        const auto place = [&](int k) { return sides[static_cast<std::size_t>(k)]; };
+        const int first = triangle.first;
+        LinkTriangle(static_cast<int>(t), place(first), place(Table::After(first)),
+                     place(Table::Before(first)));
+    }
+    for (int n = 0; n < table.NodeCount(); ++n) {
+        const int corner = table.Incident(n);
+        const Table::Triangle& triangle =
+            triangles[static_cast<std::size_t>(Table::TriangleOf(corner))];
+        NodeAt(n).edge =
+            -2 - triangle.across[static_cast<std::size_t>(Table::Before(Table::PlaceOf(corner)))];
+    }
+    this->LinkBoundaryEdges();
+    hintFace = table.Hint();
+}
+
+// Two half-edges between nodes, not in any face yet.
+template <class Node, class Edge, class Facet>
+void DelaunayMesher<Node, Edge, Facet>::AddSide(int origin, int destination)
+{
+    const int half = this->EdgeCount();
+    this->edges_.resize(this->edges_.size() + 2);
+    EdgeAt(half).node = origin;
+    EdgeAt(half).twin = half + 1;
+    EdgeAt(half + 1).node = destination;
+    EdgeAt(half + 1).twin = half;
 }
 
 // The table anew: flips did not enter theirs, which is most of the table's work. While points are
@@ -156,44 +239,15 @@ int DelaunayMesher<Node, Edge, Facet>::InsertPoint(const Point& point)
 template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point)
 {
-    const std::array<int, 3> sides = this->Sides(face);
     const std::array<int, 3> corners = this->Corners(face);
-    const Vec2d p = ToDouble(point);
-    const std::array<Vec2d, 3> at{At(corners[0]), At(corners[1]), At(corners[2])};
-
-    std::array<double, 3> parts;
-    for (std::size_t k = 0; k < 3; ++k) {
-        parts[k] = Impl::DoubleArea(p, at[k], at[(k + 1) % 3]);
-    }
-    if (std::any_of(parts.begin(), parts.end(),
-                    [](double part) { return !(part > Impl::kOnSideDoubleArea); })) {
-        // Too near to a side to leave a triangle there: onto the nearest side.
-        int nearest = -1;
-        double least = 0;
-        for (std::size_t k = 0; k < 3; ++k) {
-            const double squared =
-                Impl::SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p, kLengthFloor<T>);
-            if (nearest < 0 || squared < least) {
-                nearest = sides[k];
-                least = squared;
-            }
-        }
-        return InsertOnEdge(nearest, point);
-    }
-
-    const auto addUp = [&](double whole) {
-        return std::fabs(whole - (parts[0] + parts[1] + parts[2])) <=
-               std::fabs(whole * Impl::kFacePartsSlack);
-    };
-    double whole = Impl::DoubleArea(at[0], at[1], at[2]);
-    if (!addUp(whole)) {
-        whole = Impl::AccurateDoubleArea(at[0], at[1], at[2]);
-        for (std::size_t k = 0; k < 3; ++k) {
-            parts[k] = Impl::AccurateDoubleArea(p, at[k], at[(k + 1) % 3]);
-        }
+    const Impl::PlaceInTriangle place =
+        Impl::InsertionPlace({At(corners[0]), At(corners[1]), At(corners[2])}, ToDouble(point),
+                             minDoubleArea, Impl::kFloor<T>);
+    if (place.kind == Impl::PlaceInTriangle::Kind::Side) {
+        return InsertOnEdge(this->Sides(face)[static_cast<std::size_t>(place.number)], point);
     }
     int node = kNoNode;
-    if (2 * minDoubleArea > whole || !addUp(whole) ||
+    if (place.kind != Impl::PlaceInTriangle::Kind::Inside ||
         !(pairsAreDeferred_ ? SplitWithoutPairs(face, node) : this->SplitFace(face, node, true))) {
         return kNoNode;
     }
@@ -207,24 +261,8 @@ template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::InsertOnEdge(int halfEdge, const Point& point)
 {
     if (!this->IsBoundaryEdge(halfEdge, true)) {
-        const std::array<int, 4> quad = this->Diamond(halfEdge);
-        if (quad[2] < 0 || quad[3] < 0) {
-            return kNoNode;
-        }
-        const Vec2d p = ToDouble(point);
-        const Vec2d a = At(quad[0]);
-        const Vec2d b = At(quad[1]);
-        const Vec2d c = At(quad[2]);
-        const Vec2d d = At(quad[3]);
-        const auto areAround = [&](auto doubleArea) {
-            const double whole = doubleArea(a, b, c) + doubleArea(b, a, d);
-            const std::array<double, 4> parts{doubleArea(p, b, c), doubleArea(p, c, a),
-                                              doubleArea(p, a, d), doubleArea(p, d, b)};
-            const double sum = parts[0] + parts[1] + parts[2] + parts[3];
-            return std::fabs(whole - sum) <= std::fabs(whole * Impl::kQuadPartsSlack) &&
-                   *std::min_element(parts.begin(), parts.end()) > 0;
-        };
-        if (!areAround(Impl::DoubleArea) && !areAround(Impl::AccurateDoubleArea)) {
+        const auto [a, b, c, d] = this->Diamond(halfEdge);
+        if (c < 0 || d < 0 || !Impl::FillsQuad(At(a), At(b), At(c), At(d), ToDouble(point))) {
             return kNoNode;
         }
     }
@@ -379,9 +417,7 @@ bool DelaunayMesher<Node, Edge, Facet>::MustFlip(int halfEdge) const
     if (hasOuterTriangle && std::count_if(quad.begin(), quad.end(), IsOuter) == 1) {
         return (IsOuter(quad[0]) || IsOuter(quad[1])) && isConvex();
     }
-    // The quick answer wherever it is clear.
-    const int side = flipTolerance == 0 ? Impl::SideOfCircle(at[0], at[1], at[2], at[3]) : 0;
-    return side <= 0 && (side < 0 || !IsLocallyDelaunay(halfEdge, flipTolerance)) && isConvex();
+    return !Impl::IsLocallyDelaunay(at[0], at[1], at[2], at[3], flipTolerance) && isConvex();
 }
 
 template <class Node, class Edge, class Facet>
@@ -398,20 +434,7 @@ bool DelaunayMesher<Node, Edge, Facet>::IsLocallyDelaunay(int halfEdge, T tolera
     if (a < 0 || b < 0 || c < 0 || d < 0) {
         return true;
     }
-    const Vec2d pa = At(a);
-    const Vec2d pb = At(b);
-    const Vec2d pc = At(c);
-    const Vec2d pd = At(d);
-    if (tolerance == 0) {
-        // The same question without roots and arc tangents, wherever the answer is clear.
-        const int side = Impl::SideOfCircle(pa, pb, pc, pd);
-        if (side != 0) {
-            return side > 0;
-        }
-    }
-    return Mesh::LocallyDelaunayEdge(Length(pb - pa), Length(pa - pc), Length(pb - pc),
-                                     Length(pd - pb), Length(pa - pd),
-                                     static_cast<double>(tolerance));
+    return Impl::IsLocallyDelaunay(At(a), At(b), At(c), At(d), tolerance);
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge

@@ -12,10 +12,14 @@
 #include <Velk/Math/Tolerances_E.h>
 
 #include <array>
+#include <cstddef>
 #include <utility>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
+namespace Impl {
+class CornerTable;
+} // namespace Impl
 
 /// A record that is deleted forgets what it was marked with: its slot is used again.
 template <class T>
@@ -151,7 +155,10 @@ protected:
     static Vec2d ToDouble(const Point& p) { return Vec2d(p.x(), p.y()); }
 
     void MakeOuterTriangle();
-    bool InsertAll();
+    bool InsertFrom(std::size_t first, const std::vector<int>& near);
+    std::size_t InsertPlainPoints(const std::vector<int>& near);
+    void TakeOver(Impl::CornerTable& table);
+    void AddSide(int origin, int destination);
     void EnterNodePairs();
     int PseudoRandomFace(int face) const;
 
