@@ -225,11 +225,11 @@ void CornerTable::Legalize(const int* star, std::size_t count)
     }
     const auto [p, a, b] = triangle.nodes;
     const int d = NodeOf(TriangleAt(TriangleOf(beyond)), PlaceOf(beyond));
-    if (std::min({a, b, d}) < 3) {
+    if (std::min(std::min(a, b), d) < 3) {
         return MustFlipBesideOuter(triangle, d);
     }
     const CircleTest test(At(a), At(b), At(p), At(d));
-    if (limits_.flipTolerance != 0 || !test.IsClear()) {
+    if (!test.IsClear() || limits_.flipTolerance != 0) [[unlikely]] {
         return !IsLocallyDelaunay(At(a), At(b), At(p), At(d), limits_.flipTolerance);
     }
     return test.sine < 0;

@@ -54,8 +54,9 @@ public:
     static int Corner(int triangle, int k) { return 4 * triangle + k; }
     static int TriangleOf(int corner) { return corner >> 2; }
     static int PlaceOf(int corner) { return corner & 3; }
-    static int After(int k) { return k == 2 ? 0 : k + 1; }
-    static int Before(int k) { return k == 0 ? 2 : k - 1; }
+    // (k + 1) % 3 and (k + 2) % 3 from tables of two-bit numbers: a branch would be a guess.
+    static int After(int k) { return (0b001001 >> (2 * k)) & 3; }
+    static int Before(int k) { return (0b010010 >> (2 * k)) & 3; }
 
 private:
     Triangle& TriangleAt(int t) { return triangles_[static_cast<std::size_t>(t)]; }

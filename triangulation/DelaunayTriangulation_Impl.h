@@ -99,6 +99,7 @@ void DelaunayMesher<Node, Edge, Facet>::TakeOver(Impl::CornerTable& table)
     }
     this->edges_.clear();
     this->faces_.resize(triangles.size());
+    std::vector<int> boundary; // the three half-edges round the outer triangle
     for (std::size_t t = 0; t < triangles.size(); ++t) {
         Table::Triangle& triangle = triangles[t];
         std::array<int, 3> sides; // side k leaves corner k
@@ -113,6 +114,8 @@ void DelaunayMesher<Node, Edge, Facet>::TakeOver(Impl::CornerTable& table)
                     triangles[static_cast<std::size_t>(beyond)]
                         .across[static_cast<std::size_t>(Table::PlaceOf(across))] =
                         -2 - Twin(half);
+                } else {
+                    boundary.push_back(Twin(half));
                 }
                 across = -2 - half;
             }
@@ -130,7 +133,13 @@ void DelaunayMesher<Node, Edge, Facet>::TakeOver(Impl::CornerTable& table)
         NodeAt(n).edge =
             -2 - triangle.across[static_cast<std::size_t>(Table::Before(Table::PlaceOf(corner)))];
     }
-    this->LinkBoundaryEdges();
+    for (const int before : boundary) {
+        for (const int after : boundary) {
+            if (EdgeAt(Twin(before)).node == EdgeAt(after).node) {
+                this->Link(before, after);
+            }
+        }
+    }
     hintFace = table.Hint();
 }
 
@@ -151,8 +160,12 @@ void DelaunayMesher<Node, Edge, Facet>::AddSide(int origin, int destination)
 template <class Node, class Edge, class Facet>
 void DelaunayMesher<Node, Edge, Facet>::EnterNodePairs()
 {
+    constexpr int kAhead = 32;
     this->nodePairs_.Clear();
     for (int e = 0; e < this->EdgeCount(); e += 2) {
+        if (e + kAhead < this->EdgeCount()) {
+            this->nodePairs_.Prefetch(EdgeAt(e + kAhead).node, EdgeAt(Twin(e + kAhead)).node);
+        }
         if (this->IsValidEdge(e)) {
             this->nodePairs_.Insert(EdgeAt(e).node, EdgeAt(Twin(e)).node, e);
         }

@@ -60,8 +60,8 @@ struct CircleTest {
         const Vec2d cb = b - c;
         const Vec2d da = a - d;
         const Vec2d db = b - d;
-        sine = (ca ^ cb) * (da * db) + (ca * cb) * (db ^ da);
-        scale = (ca * ca) * (cb * cb) * (da * da) * (db * db);
+        sine = (ca ^ cb) * Dot(da, db) + Dot(ca, cb) * (db ^ da);
+        scale = Dot(ca, ca) * Dot(cb, cb) * Dot(da, da) * Dot(db, db);
     }
 
     /// False when the sum is too near to pi for plain products.
@@ -69,6 +69,12 @@ struct CircleTest {
     {
         constexpr double kSmallestSine = 1e-14;
         return sine * sine > kSmallestSine * kSmallestSine * scale;
+    }
+
+    // Without the zero that sums over any number of axes begin with.
+    [[gnu::always_inline]] static double Dot(const Vec2d& a, const Vec2d& b)
+    {
+        return a.x() * b.x() + a.y() * b.y();
     }
 
     double sine;

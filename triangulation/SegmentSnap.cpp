@@ -37,7 +37,7 @@ struct Box {
     {
         double sum = 0;
         for (int axis = 0; axis < 2; ++axis) {
-            const double beyond = std::max({low[axis] - p[axis], p[axis] - high[axis], 0.0});
+            const double beyond = std::max(std::max(low[axis] - p[axis], p[axis] - high[axis]), 0.0);
             sum += beyond * beyond;
         }
         return sum;
@@ -79,18 +79,20 @@ public:
         double least = 0;
         std::array<Range, 64> open; // the depth is the logarithm of the count
         std::size_t count = 0;
-        open[count++] = {0, 0, static_cast<int>(order_.size())};
+        // Whether a box is near is a toss-up: it counts as taken or not, without a branch.
+        const auto take = [&](const Range& range) {
+            open[count] = range;
+            count += nodes_[range.node].SquaredDistance(p) < squaredRadius ? 1U : 0U;
+        };
+        take({0, 0, static_cast<int>(order_.size())});
         while (count > 0) {
             const Range range = open[--count];
-            if (!(nodes_[range.node].SquaredDistance(p) < squaredRadius)) {
-                continue;
-            }
             if (range.IsLeaf()) {
                 Consider(range, p, squaredRadius, best, least);
             } else {
                 const int middle = range.Middle();
-                open[count++] = {2 * range.node + 1, range.first, middle};
-                open[count++] = {2 * range.node + 2, middle, range.last};
+                take({2 * range.node + 1, range.first, middle});
+                take({2 * range.node + 2, middle, range.last});
             }
         }
         return best;

@@ -192,6 +192,7 @@ protected:
     bool ClosePocketAt(int node, std::vector<int>& neighbors);
     void LegalizeEdges(std::vector<int>& halfEdges);
     std::vector<int> OuterRing() const;
+    int FirstInnerEdge(int node) const;
     void Detach(int face);
 
     std::vector<std::pair<int, int>> edgesToCheck_; // of `Legalize`: half-edge, face
