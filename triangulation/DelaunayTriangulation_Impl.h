@@ -12,6 +12,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <typeinfo>
 
 namespace Velk::Math::Sorvane::HalfEdge {
 namespace Impl {
@@ -33,14 +34,19 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
     this->Clear();
     // Three edges a node in the end, those of the outer triangle included.
     this->Reserve(2 * count, 6 * (count + 1), 3 * count);
+    hasOuterTriangle = false;
+    hintFace = -1;
     if (!Mesh::Impl::AreUsable(points)) {
         return false;
     }
     MakeOuterTriangle();
-    pairsAreDeferred_ = true;
+    // A derived mesher may look edges up, edit the mesh in its hook, and override the edits.
+    pairsAreDeferred_ = typeid(*this) == typeid(DelaunayMesher);
     const bool all = InsertAll();
-    pairsAreDeferred_ = false;
-    EnterNodePairs();
+    if (pairsAreDeferred_) {
+        pairsAreDeferred_ = false;
+        EnterNodePairs();
+    }
     return all;
 }
 
@@ -52,7 +58,7 @@ bool DelaunayMesher<Node, Edge, Facet>::InsertAll()
     const std::vector<int> near = hasHints ? Impl::EarlierNeighbors(points) : std::vector<int>{};
     for (std::size_t i = 0; i < count; ++i) {
         if (hasHints && near[i] >= 0) {
-            hintFace = EdgeAt(NodeAt(near[i] + kOuterNodes).edge).face;
+            StartFrom(near[i] + kOuterNodes);
         }
         const int node = InsertPoint(points[i]);
         if (node == kNoNode) {
@@ -61,6 +67,16 @@ bool DelaunayMesher<Node, Edge, Facet>::InsertAll()
         OnPointInserted(static_cast<int>(i), node);
     }
     return true;
+}
+
+// The next location begins at a face of the node, if there is one.
+template <class Node, class Edge, class Facet>
+void DelaunayMesher<Node, Edge, Facet>::StartFrom(int node)
+{
+    const int edge = this->IsValidNode(node) ? NodeAt(node).edge : kNotSet;
+    if (this->IsValidEdge(edge) && EdgeAt(edge).face >= 0) {
+        hintFace = EdgeAt(edge).face;
+    }
 }
 
 // The table anew: flips did not enter theirs, which is most of the table's work. While points are

@@ -359,6 +359,114 @@ TEST(DelaunayMesher, TellsOfEachInsertedPoint)
     EXPECT_EQ(mesher.told, (std::vector<std::pair<int, int>>{{0, 3}, {1, 4}, {2, 5}}));
 }
 
+/// What the two meshes hold is the same, slot by slot.
+template <class T>
+void ExpectSameMesh(const Mesher<T>& mesh, const Mesher<T>& other)
+{
+    ASSERT_EQ(mesh.NodeCount(), other.NodeCount());
+    ASSERT_EQ(mesh.EdgeCount(), other.EdgeCount());
+    ASSERT_EQ(mesh.FaceCount(), other.FaceCount());
+    for (int node = 0; node < mesh.NodeCount(); ++node) {
+        ASSERT_EQ(mesh.NodeEdges(node), other.NodeEdges(node));
+    }
+    for (int edge = 0; edge < mesh.EdgeCount(); ++edge) {
+        ASSERT_EQ(mesh.EdgeNodes(edge), other.EdgeNodes(edge));
+        ASSERT_EQ(mesh.EdgeFaces(edge), other.EdgeFaces(edge));
+    }
+    for (int face = 0; face < mesh.FaceCount(); ++face) {
+        ASSERT_EQ(mesh.FaceNodes(face), other.FaceNodes(face));
+    }
+}
+
+// The edits of a derived mesher go through the virtual operations, those of a plain one do not.
+TYPED_TEST(DelaunaySmall, ADerivedMesherBuildsTheSameMesh)
+{
+    using T = TypeParam;
+    struct Watching : Mesher<T> {
+        int flips = 0;
+        int splits = 0;
+        int sound = 0;
+        bool FlipEdge(int edge, bool force) override
+        {
+            ++flips;
+            return Mesher<T>::FlipEdge(edge, force);
+        }
+        bool SplitFace(int face, int& node, bool force) override
+        {
+            ++splits;
+            return Mesher<T>::SplitFace(face, node, force);
+        }
+        // `CheckTopology` compares the look-up with the records.
+        void OnPointInserted(int, int) override
+        {
+            sound += ::Test::CheckTopology(*this).empty() ? 1 : 0;
+        }
+    };
+    Random random(15);
+    for (const bool onLattice : {false, true}) {
+        const auto points = Made<T>(150, [&](int) {
+            const Vec2d p = random.Vector<2, double>(0, 12);
+            return onLattice ? Vec2d(std::floor(p.x()), std::floor(p.y())) : p;
+        });
+        Mesher<T> plain;
+        Watching derived;
+        plain.points = derived.points = points;
+        ASSERT_TRUE(plain.Triangulate());
+        ASSERT_TRUE(derived.Triangulate());
+        EXPECT_EQ(derived.sound, static_cast<int>(points.size()));
+        EXPECT_GT(derived.flips, 50);
+        EXPECT_GT(derived.splits, 20);
+        EXPECT_EQ(plain.hintFace, derived.hintFace);
+        ExpectSameMesh<T>(plain, derived);
+    }
+}
+
+// Each point is joined to the one before while the points come in.
+TEST(DelaunayMesher, ItsHookMayInsertConstraints)
+{
+    struct Joining : Mesher<double> {
+        int joined = 0;
+        void OnPointInserted(int point, int node) override
+        {
+            if (point % 10 != 0) {
+                joined += InsertEdge(node - 1, node) && FindEdge(node - 1, node) >= 0 ? 1 : 0;
+            }
+        }
+    } mesher;
+    Random random(16);
+    // Chains of ten points, one above the other.
+    for (int i = 0; i < 300; ++i) {
+        mesher.points.push_back(Vec2d(i % 10 + random.Between(-0.2, 0.2),
+                                      3.0 * (i / 10) + random.Between(-0.9, 0.9)));
+    }
+    ASSERT_TRUE(mesher.Triangulate());
+    EXPECT_EQ(mesher.joined, 270);
+    ASSERT_EQ(::Test::CheckTopology(mesher), "");
+    for (int i = 0; i < 300; ++i) {
+        if (i % 10 != 0) {
+            ASSERT_TRUE(mesher.IsEdgeLocked(mesher.FindEdge(i + 2, i + 3))) << i;
+        }
+    }
+    const Extracted<double> result = Extract(mesher);
+    EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
+    EXPECT_NEAR(::Test::SumOfAreas(result.points, result.indices), HullArea(mesher.points), 1e-9);
+}
+
+TEST(DelaunayMesher, AFailedSecondRunLeavesNothingOfTheFirst)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {4, 0}, {0, 4}};
+    ASSERT_TRUE(mesher.Triangulate());
+    mesher.points[1] = {std::numeric_limits<double>::infinity(), 0};
+    EXPECT_FALSE(mesher.Triangulate());
+    EXPECT_FALSE(mesher.hasOuterTriangle);
+    EXPECT_EQ(mesher.hintFace, -1);
+    EXPECT_TRUE(Extract(mesher).indices.empty());
+    mesher.points[1] = {2, 0};
+    EXPECT_TRUE(mesher.Triangulate());
+    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 4);
+}
+
 // --- predicates ---------------------------------------------------------------------------------
 
 TEST(DelaunayMesher, LocallyDelaunayByTheSumOfAngles)
