@@ -89,7 +89,7 @@ void DelaunayMesher<Node, Edge, Facet>::ClassifyRegions()
             const int face = flooded.back();
             flooded.pop_back();
             for (const int side : this->Sides(face)) {
-                if (this->IsEdgeLocked(side)) {
+                if (IsConstrained(side)) {
                     limits.push_back(Twin(side));
                 } else if (side >= 0) {
                     enter(EdgeAt(Twin(side)).face);

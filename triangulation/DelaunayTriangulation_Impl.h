@@ -130,6 +130,13 @@ void DelaunayMesher<Node, Edge, Facet>::OnPointInserted(int, int)
 template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::IsEdgeLocked(int halfEdge) const
 {
+    return IsConstrained(halfEdge);
+}
+
+// By its mark alone: a derived mesher may lock more edges than that.
+template <class Node, class Edge, class Facet>
+bool DelaunayMesher<Node, Edge, Facet>::IsConstrained(int halfEdge) const
+{
     return this->IsValidEdge(halfEdge) &&
            (EdgeAt(halfEdge).constrained || EdgeAt(Twin(halfEdge)).constrained);
 }
@@ -177,12 +184,27 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
     const Vec2d p = ToDouble(point);
     const std::array<Vec2d, 3> at{At(corners[0]), At(corners[1]), At(corners[2])};
 
+    double whole = 0;
     std::array<double, 3> parts;
-    for (std::size_t k = 0; k < 3; ++k) {
-        parts[k] = Impl::DoubleArea(p, at[k], at[(k + 1) % 3]);
+    const auto measure = [&](auto doubleArea) {
+        whole = doubleArea(at[0], at[1], at[2]);
+        for (std::size_t k = 0; k < 3; ++k) {
+            parts[k] = doubleArea(p, at[k], at[(k + 1) % 3]);
+        }
+    };
+    const auto isInside = [&] {
+        return std::all_of(parts.begin(), parts.end(),
+                           [](double part) { return part > Impl::kOnSideDoubleArea; });
+    };
+    const auto addUp = [&] {
+        return std::fabs(whole - (parts[0] + parts[1] + parts[2])) <=
+               std::fabs(whole * Impl::kFacePartsSlack);
+    };
+    measure(Impl::DoubleArea);
+    if (isInside() && !addUp()) {
+        measure(Impl::AccurateDoubleArea);
     }
-    if (std::any_of(parts.begin(), parts.end(),
-                    [](double part) { return !(part > Impl::kOnSideDoubleArea); })) {
+    if (!isInside()) {
         // Too near to a side to leave a triangle there: onto the nearest side.
         int nearest = -1;
         double least = 0;
@@ -196,20 +218,8 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
         }
         return InsertOnEdge(nearest, point);
     }
-
-    const auto addUp = [&](double whole) {
-        return std::fabs(whole - (parts[0] + parts[1] + parts[2])) <=
-               std::fabs(whole * Impl::kFacePartsSlack);
-    };
-    double whole = Impl::DoubleArea(at[0], at[1], at[2]);
-    if (!addUp(whole)) {
-        whole = Impl::AccurateDoubleArea(at[0], at[1], at[2]);
-        for (std::size_t k = 0; k < 3; ++k) {
-            parts[k] = Impl::AccurateDoubleArea(p, at[k], at[(k + 1) % 3]);
-        }
-    }
     int node = kNoNode;
-    if (2 * minDoubleArea > whole || !addUp(whole) ||
+    if (2 * minDoubleArea > whole || !addUp() ||
         !(pairsAreDeferred_ ? SplitWithoutPairs(face, node) : this->SplitFace(face, node, true))) {
         return kNoNode;
     }
@@ -222,11 +232,12 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
 template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::InsertOnEdge(int halfEdge, const Point& point)
 {
-    if (!this->IsBoundaryEdge(halfEdge, true)) {
-        const std::array<int, 4> quad = this->Diamond(halfEdge);
-        if (quad[2] < 0 || quad[3] < 0) {
+    const std::array<int, 4> quad = this->Diamond(halfEdge);
+    if (*std::min_element(quad.begin(), quad.end()) < 0) {
+        if (!this->IsBoundaryEdge(halfEdge, true)) {
             return kNoNode;
         }
+    } else {
         const Vec2d p = ToDouble(point);
         const Vec2d a = At(quad[0]);
         const Vec2d b = At(quad[1]);
@@ -250,7 +261,7 @@ int DelaunayMesher<Node, Edge, Facet>::InsertOnEdge(int halfEdge, const Point& p
 template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::SplitEdgeAtPoint(int halfEdge, const Point& point)
 {
-    const bool isConstrained = this->IsEdgeLocked(halfEdge);
+    const bool isConstrained = IsConstrained(halfEdge);
     const int end = EdgeAt(Twin(halfEdge)).node;
     const auto regionOf = [&](int e) {
         return EdgeAt(e).face >= 0 ? FaceAt(EdgeAt(e).face).region : 0;

@@ -47,7 +47,8 @@ inline int Side(const Vec2d& a, const Vec2d& b, const Vec2d& p)
 
 /// Sign of the sine of the sum of the angles at `c` and `d` opposite the edge a-b: 1 when `d` lies
 /// outside the circle of the counter-clockwise triangle a, b, c, -1 when inside, 0 when the sum is
-/// too near to pi for plain products.
+/// too near to pi for plain products. The angles have no sign: where both corners lie on one side
+/// of the edge, it is still their sum.
 [[gnu::always_inline]] inline int SideOfCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c,
                                                const Vec2d& d)
 {
@@ -56,7 +57,7 @@ inline int Side(const Vec2d& a, const Vec2d& b, const Vec2d& p)
     const Vec2d cb = b - c;
     const Vec2d da = a - d;
     const Vec2d db = b - d;
-    const double sine = (ca ^ cb) * (da * db) + (ca * cb) * (db ^ da);
+    const double sine = std::fabs(ca ^ cb) * (da * db) + (ca * cb) * std::fabs(db ^ da);
     const double scale = (ca * ca) * (cb * cb) * (da * da) * (db * db);
     if (!(sine * sine > kSmallestSine * kSmallestSine * scale)) {
         return 0;

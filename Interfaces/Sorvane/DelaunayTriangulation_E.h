@@ -171,6 +171,7 @@ protected:
     std::array<int, 4> QuadOf(int halfEdge) const;
     bool IsStrictlyFlippable(int halfEdge) const;
 
+    bool IsConstrained(int halfEdge) const;
     void SetConstrained(int halfEdge, bool constrained);
     bool FindChannel(int a, int b, Channel& channel) const;
     bool FindFirstCrossed(int a, int b, int& halfEdge) const;

@@ -132,6 +132,13 @@ TYPED_TEST(DelaunaySmall, FieldsBeginAsTheyAreTold)
     EXPECT_EQ(mesher.minDoubleArea, kLengthFloor<TypeParam>);
     EXPECT_EQ(mesher.reservedTolerance, kLengthFloor<TypeParam>);
     EXPECT_EQ(mesher.hintFace, -1);
+
+    const auto place = [](const auto& field) { return static_cast<const void*>(&field); };
+    const std::vector<const void*> places{
+        place(mesher.hasOuterTriangle), place(mesher.noConstraints),     place(mesher.flipTolerance),
+        place(mesher.minDoubleArea),    place(mesher.reservedTolerance), place(mesher.points),
+        place(mesher.hintFace)};
+    EXPECT_TRUE(std::is_sorted(places.begin(), places.end(), std::less<>()));
 }
 
 TYPED_TEST(DelaunaySmall, NoPoints)
@@ -225,6 +232,108 @@ TYPED_TEST(DelaunaySmall, LocatesNodesEdgesAndFaces)
     }
     mesher.hintFace = -1;
     EXPECT_EQ(mesher.Locate({1, 1}).kind, Kind::Nowhere);
+}
+
+/// Distance of `p` to the segment between two points.
+double DistanceTo(const Vec2d& a, const Vec2d& b, const Vec2d& p)
+{
+    const Vec2d d = b - a;
+    return Length(p - a - std::clamp(((p - a) * d) / (d * d), 0.0, 1.0) * d);
+}
+
+/// What lies at `p`, by a look at every node, edge and face.
+std::set<std::pair<Kind, int>> AllAt(const Mesher<double>& mesher, const Vec2d& p)
+{
+    std::set<std::pair<Kind, int>> found;
+    for (int node = 0; node < mesher.NodeCount(); ++node) {
+        const Vec2d off = mesher.GetVertex(node) - p;
+        if (std::max(std::fabs(off.x()), std::fabs(off.y())) <= 1e-12) {
+            found.insert({Kind::Node, node});
+        }
+    }
+    if (!found.empty()) {
+        return found;
+    }
+    for (int edge = 0; edge < mesher.EdgeCount(); ++edge) {
+        const std::vector<int> ends = mesher.EdgeNodes(edge);
+        if (DistanceTo(mesher.GetVertex(ends[0]), mesher.GetVertex(ends[1]), p) <= 1e-12) {
+            found.insert({Kind::Edge, edge});
+        }
+    }
+    if (!found.empty()) {
+        return found;
+    }
+    for (int face = 0; face < mesher.FaceCount(); ++face) {
+        const std::vector<int> corners = mesher.FaceNodes(face);
+        bool isIn = true;
+        for (std::size_t k = 0; k < 3; ++k) {
+            const Vec2d a = mesher.GetVertex(corners[k]);
+            isIn = isIn && ((mesher.GetVertex(corners[(k + 1) % 3]) - a) ^ (p - a)) > 0;
+        }
+        if (isIn) {
+            found.insert({Kind::Face, face});
+        }
+    }
+    return found;
+}
+
+// Nodes within 1e-12 on either axis, edges within 1e-12, from wherever the walk begins; and the
+// slow walk, where it arrives, finds the same.
+TEST(DelaunayMesher, LocatesWhatALookAtAllRecordsFinds)
+{
+    struct Open : Mesher<double> {
+        using Mesher<double>::WalkByClosestPoints;
+    } mesher;
+    Random random(52);
+    for (int i = 0; i < 40; ++i) {
+        mesher.points.push_back(random.Vector<2, double>(0, 1));
+    }
+    ASSERT_TRUE(mesher.Triangulate());
+    ASSERT_TRUE(mesher.InsertEdge(3, 42));
+    ASSERT_TRUE(mesher.InsertEdge(10, 30));
+
+    Points queries;
+    for (int i = 0; i < 60; ++i) {
+        queries.push_back(random.Vector<2, double>(-1, 2));
+    }
+    for (int node = 3; node < mesher.NodeCount(); ++node) {
+        const Vec2d at = mesher.GetVertex(node);
+        for (const double off : {0.0, 0.97e-12, 1.03e-12, 3e-12}) {
+            queries.push_back(at + Vec2d(off, 0.97e-12));
+            queries.push_back(at - Vec2d(0.97e-12, off));
+        }
+    }
+    for (int edge = 0; edge < mesher.EdgeCount(); edge += 3) {
+        const std::vector<int> ends = mesher.EdgeNodes(edge);
+        const Vec2d a = mesher.GetVertex(ends[0]);
+        const Vec2d d = mesher.GetVertex(ends[1]) - a;
+        const Vec2d left = Vec2d(-d.y(), d.x()) / Length(d);
+        const bool isLong = Length(d) > 2; // its points lie in coarser steps
+        for (const double off : {0.0, 0.95e-12, 1.05e-12, 1e-9}) {
+            if (!isLong) {
+                queries.push_back(a + random.Between(0.1, 0.9) * d + off * left);
+            }
+        }
+    }
+    int slow = 0;
+    for (const Vec2d& p : queries) {
+        auto all = AllAt(mesher, p);
+        if (all.empty()) {
+            all.insert({Kind::Nowhere, -1});
+        }
+        for (int start = 0; start < 6; ++start) {
+            mesher.hintFace = (start * 13 + 1) % mesher.FaceCount();
+            const DelaunayLocation found = mesher.Locate(p);
+            ASSERT_TRUE(all.count({found.kind, found.index}) == 1)
+                << p.x() << " " << p.y() << " kind " << static_cast<int>(found.kind);
+            const DelaunayLocation bySlowWalk = mesher.WalkByClosestPoints(p);
+            if (bySlowWalk.kind != Kind::Nowhere) {
+                ++slow;
+                EXPECT_TRUE(all.count({bySlowWalk.kind, bySlowWalk.index}) == 1);
+            }
+        }
+    }
+    EXPECT_GT(slow, 3 * static_cast<int>(queries.size()));
 }
 
 TYPED_TEST(DelaunaySmall, APointOnAnEdgeSplitsIt)
@@ -490,6 +599,43 @@ TEST(DelaunayMesher, LocallyDelaunayByTheSumOfAngles)
     EXPECT_TRUE(mesher.IsLocallyDelaunay(outer, 0));
     EXPECT_FALSE(mesher.IsConvexQuad(outer));
     EXPECT_TRUE(mesher.IsLocallyDelaunay(-1, 0));
+    // Both corners on one side: 127 and 67 degrees, which is more than a half turn all the same.
+    mesher.NodeRecord(5)->position = {2, 1};
+    mesher.NodeRecord(6)->position = {2, 3};
+    EXPECT_FALSE(mesher.IsLocallyDelaunay(flat, 0));
+    mesher.NodeRecord(6)->position = {2, 6};
+    EXPECT_TRUE(mesher.IsLocallyDelaunay(flat, 0));
+}
+
+// Convex by more than a share of 1e-12 of the area.
+TEST(DelaunayMesher, AFlatCornerIsNotConvex)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {4, 0}, {2, 3}, {2, -3}};
+    ASSERT_TRUE(mesher.Triangulate());
+    const int flat = mesher.FindEdge(3, 4);
+    ASSERT_GE(flat, 0);
+    // The doubled areas are 8 in all, and 4 dx at the corner that comes near the line c-d.
+    mesher.NodeRecord(5)->position = {0, 2};
+    mesher.NodeRecord(6)->position = {0, -2};
+    for (const bool atStart : {true, false}) {
+        const auto corner = [&](double dx) {
+            mesher.NodeRecord(3)->position = atStart ? Vec2d(-dx, 0) : Vec2d(-2, 0);
+            mesher.NodeRecord(4)->position = atStart ? Vec2d(2, 0) : Vec2d(dx, 0);
+        };
+        for (const int half : {flat, flat ^ 1}) {
+            corner(1);
+            EXPECT_TRUE(mesher.IsConvexQuad(half));
+            corner(2.2e-12);
+            EXPECT_TRUE(mesher.IsConvexQuad(half));
+            corner(1.8e-12);
+            EXPECT_FALSE(mesher.IsConvexQuad(half));
+            corner(0);
+            EXPECT_FALSE(mesher.IsConvexQuad(half));
+            corner(-1);
+            EXPECT_FALSE(mesher.IsConvexQuad(half));
+        }
+    }
 }
 
 // --- constraints --------------------------------------------------------------------------------
@@ -538,6 +684,11 @@ TEST(DelaunayMesher, ALaterConstraintTakesTheOneItCrosses)
     EXPECT_LT(mesher.FindEdge(3, 5), 0);
     EXPECT_TRUE(mesher.IsEdgeLocked(mesher.FindEdge(4, 6)));
     EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    int marks = 0; // slots are used again, marks are not
+    for (int edge = 0; edge < mesher.EdgeCount(); ++edge) {
+        marks += mesher.EdgeRecord(edge)->constrained ? 1 : 0;
+    }
+    EXPECT_EQ(marks, 2);
 }
 
 TEST(DelaunayMesher, APointOnAConstraintCarriesItOn)
@@ -553,6 +704,116 @@ TEST(DelaunayMesher, APointOnAConstraintCarriesItOn)
     EXPECT_TRUE(mesher.IsEdgeLocked(mesher.FindEdge(node, 5)));
     EXPECT_FALSE(mesher.IsEdgeLocked(mesher.FindEdge(node, 4)));
     EXPECT_FALSE(mesher.IsEdgeLocked(mesher.FindEdge(node, 6)));
+}
+
+// Marks are marks: what else a derived mesher locks is kept from flips, and no more.
+TEST(DelaunayMesher, LocksOfADerivedMesherKeepEdgesButAreNoConstraints)
+{
+    struct Locking : Mesher<double> {
+        bool IsEdgeLocked(int edge) const override
+        {
+            const std::vector<int> ends = EdgeNodes(edge);
+            return Mesher<double>::IsEdgeLocked(edge) ||
+                   (ends.size() == 2 && std::min(ends[0], ends[1]) == 4 &&
+                    std::max(ends[0], ends[1]) == 6);
+        }
+    } mesher;
+    // The second diagonal would be the Delaunay one.
+    mesher.points = {{0, 0}, {4, 0}, {5, 5}, {0, 4}};
+    Mesher<double> plain;
+    plain.points = {{0, 0}, {4, 0}, {5, 5}, {0, 4}, {0.5, 0.5}, {2, 2}};
+    mesher.points = plain.points;
+    ASSERT_TRUE(plain.Triangulate());
+    ASSERT_TRUE(mesher.Triangulate());
+    ASSERT_LT(plain.FindEdge(4, 6), 0);
+    // (2, 2) lies on the locked edge, which goes on without a mark.
+    EXPECT_LT(mesher.FindEdge(4, 6), 0);
+    EXPECT_GE(mesher.FindEdge(4, 8), 0);
+    EXPECT_GE(mesher.FindEdge(8, 6), 0);
+    for (int edge = 0; edge < mesher.EdgeCount(); ++edge) {
+        EXPECT_FALSE(mesher.EdgeRecord(edge)->constrained);
+    }
+    for (const auto& [a, b] : {std::pair(3, 4), {4, 5}, {5, 6}, {6, 3}}) {
+        ASSERT_TRUE(mesher.InsertEdge(a, b));
+    }
+    mesher.noConstraints = false;
+    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 20);
+}
+
+TEST(DelaunayMesher, LocksDoNotStopTheFlood)
+{
+    struct Locking : Mesher<double> {
+        bool IsEdgeLocked(int) const override { return true; }
+    } mesher;
+    mesher.points = {{0, 0}, {4, 0}, {4, 4}, {0, 4}, {2, 1}};
+    ASSERT_TRUE(mesher.Triangulate());
+    for (const auto& [a, b] : {std::pair(3, 4), {4, 5}, {5, 6}, {6, 3}}) {
+        ASSERT_TRUE(mesher.InsertEdge(a, b));
+    }
+    mesher.noConstraints = false;
+    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 16);
+}
+
+TEST(DelaunayMesher, TheBoundaryTestIsAskedWhereAQuadIsIncomplete)
+{
+    struct Open : Mesher<double> {
+        bool answer = true;
+        bool IsBoundaryEdge(int, bool) const override { return answer; }
+        using Mesher<double>::InsertOnEdge;
+    } mesher;
+    mesher.points = {{0, 0}, {4, 0}, {4, 5}, {0, 4}};
+    ASSERT_TRUE(mesher.Triangulate());
+    // Four points: the areas decide, whatever the answer.
+    EXPECT_EQ(mesher.InsertOnEdge(mesher.FindEdge(3, 4), {1, 40}), -3);
+    const int outer = mesher.FindEdge(0, 1);
+    ASSERT_GE(mesher.EdgeRecord(outer)->face, 0);
+    const Vec2d middle = 0.5 * (mesher.GetVertex(0) + mesher.GetVertex(1));
+    mesher.answer = false;
+    EXPECT_EQ(mesher.InsertOnEdge(outer, middle), -3);
+    mesher.answer = true;
+    EXPECT_EQ(mesher.InsertOnEdge(outer, middle), 7);
+}
+
+// One half of the floor's width to either side of it.
+TEST(DelaunayMesher, ANodeWithinTheFloorStopsAConstraint)
+{
+    for (const double off : {0.0, 0.9e-12, -0.9e-12, 1.1e-12, -1.1e-12}) {
+        Mesher<double> mesher;
+        mesher.points = {{0, 0}, {8, 0}, {4, 4}, {4, -4}, {4, off}};
+        ASSERT_TRUE(mesher.Triangulate());
+        const int free = static_cast<int>(mesher.FreeEdges().size());
+        const bool isFree = std::fabs(off) > 1e-12;
+        EXPECT_EQ(mesher.InsertEdge(3, 4), isFree) << off;
+        EXPECT_EQ(mesher.FindEdge(3, 4) >= 0, isFree) << off;
+        EXPECT_EQ(::Test::CheckTopology(mesher), "");
+        EXPECT_EQ(mesher.FreeEdges().size(), static_cast<std::size_t>(free));
+        const Extracted<double> result = Extract(mesher);
+        EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
+        EXPECT_NEAR(::Test::SumOfAreas(result.points, result.indices), 32, 1e-10);
+    }
+}
+
+// The hull's side runs through triangles of two outer corners, below (5, 0.001).
+TEST(DelaunayMesher, AConstraintMayRunThroughOuterTriangles)
+{
+    Mesher<double> mesher;
+    mesher.points = {{5, 0.001}, {0, 0}, {10, 0}, {5, 10}};
+    ASSERT_TRUE(mesher.Triangulate());
+    ASSERT_LT(mesher.FindEdge(4, 5), 0);
+    ASSERT_TRUE(mesher.InsertEdge(4, 5));
+    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    for (int outer = 0; outer < 3; ++outer) {
+        EXPECT_GE(mesher.FindEdge(outer, (outer + 1) % 3), 0);
+    }
+    int faces = 0;
+    for (int face = 0; face < mesher.FaceCount(); ++face) {
+        faces += mesher.FaceNodes(face).size() == 3 ? 1 : 0;
+    }
+    EXPECT_EQ(faces, 9); // twice the nodes less five
+    ASSERT_TRUE(mesher.InsertEdge(5, 6));
+    ASSERT_TRUE(mesher.InsertEdge(6, 4));
+    mesher.noConstraints = false;
+    EXPECT_NEAR(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 50, 1e-12);
 }
 
 // Segments between random nodes, long ones through hundreds of triangles: each becomes an edge, and
