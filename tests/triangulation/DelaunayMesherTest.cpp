@@ -135,8 +135,9 @@ TYPED_TEST(DelaunaySmall, FieldsBeginAsTheyAreTold)
 
     const auto place = [](const auto& field) { return static_cast<const void*>(&field); };
     const std::vector<const void*> places{
-        place(mesher.hasOuterTriangle), place(mesher.noConstraints),     place(mesher.flipTolerance),
-        place(mesher.minDoubleArea),    place(mesher.reservedTolerance), place(mesher.points),
+        place(mesher.hasOuterTriangle),  place(mesher.noConstraints),
+        place(mesher.flipTolerance),     place(mesher.minDoubleArea),
+        place(mesher.reservedTolerance), place(mesher.points),
         place(mesher.hintFace)};
     EXPECT_TRUE(std::is_sorted(places.begin(), places.end(), std::less<>()));
 }
@@ -277,8 +278,9 @@ std::set<std::pair<Kind, int>> AllAt(const Mesher<double>& mesher, const Vec2d& 
     return found;
 }
 
-// Nodes within 1e-12 on either axis, edges within 1e-12, from wherever the walk begins; and the
-// slow walk, where it arrives, finds the same.
+// Nodes within 1e-12 on either axis, edges within 1e-12, from wherever the walk begins. The slow
+// walk, where it arrives, finds the same; a point that misses by less than the diagonal of the
+// floor it may also count to what it comes from.
 TEST(DelaunayMesher, LocatesWhatALookAtAllRecordsFinds)
 {
     struct Open : Mesher<double> {
@@ -315,6 +317,18 @@ TEST(DelaunayMesher, LocatesWhatALookAtAllRecordsFinds)
             }
         }
     }
+    const auto nearMiss = [&](const Vec2d& p, const DelaunayLocation& found) {
+        const std::vector<int> corners = found.kind == Kind::Node   ? std::vector<int>{found.index}
+                                         : found.kind == Kind::Edge ? mesher.EdgeNodes(found.index)
+                                                                    : mesher.FaceNodes(found.index);
+        double distance = Length(mesher.GetVertex(corners[0]) - p);
+        for (std::size_t k = 0; k + 1 < corners.size() + (corners.size() == 3 ? 1 : 0); ++k) {
+            distance = std::min(distance,
+                                DistanceTo(mesher.GetVertex(corners[k]),
+                                           mesher.GetVertex(corners[(k + 1) % corners.size()]), p));
+        }
+        return distance < 1.5e-12;
+    };
     int slow = 0;
     for (const Vec2d& p : queries) {
         auto all = AllAt(mesher, p);
@@ -329,7 +343,9 @@ TEST(DelaunayMesher, LocatesWhatALookAtAllRecordsFinds)
             const DelaunayLocation bySlowWalk = mesher.WalkByClosestPoints(p);
             if (bySlowWalk.kind != Kind::Nowhere) {
                 ++slow;
-                EXPECT_TRUE(all.count({bySlowWalk.kind, bySlowWalk.index}) == 1);
+                EXPECT_TRUE(all.count({bySlowWalk.kind, bySlowWalk.index}) == 1 ||
+                            nearMiss(p, bySlowWalk))
+                    << p.x() << " " << p.y() << " kind " << static_cast<int>(bySlowWalk.kind);
             }
         }
     }
@@ -545,8 +561,8 @@ TEST(DelaunayMesher, ItsHookMayInsertConstraints)
     Random random(16);
     // Chains of ten points, one above the other.
     for (int i = 0; i < 300; ++i) {
-        mesher.points.push_back(Vec2d(i % 10 + random.Between(-0.2, 0.2),
-                                      3.0 * (i / 10) + random.Between(-0.9, 0.9)));
+        mesher.points.push_back(
+            Vec2d(i % 10 + random.Between(-0.2, 0.2), 3.0 * (i / 10) + random.Between(-0.9, 0.9)));
     }
     ASSERT_TRUE(mesher.Triangulate());
     EXPECT_EQ(mesher.joined, 270);
