@@ -379,6 +379,91 @@ TEST(DelaunayMesher, APointTooNearToASideGoesOntoIt)
     EXPECT_LT(mesher.FindEdge(3, 4), 0);
 }
 
+// A constrained side is split when the point goes onto it, and stays when the face takes the point.
+TEST(DelaunayMesher, ADoubledAreaOfTenToTheMinusTenIsOnTheSide)
+{
+    for (const double height : {0.9e-10, 1.1e-10}) {
+        for (const double side : {1.0, -1.0}) {
+            Mesher<double> mesher;
+            mesher.points = {{0, 0}, {1, 0}, {0.5, 1}, {0.5, -1}};
+            ASSERT_TRUE(mesher.Triangulate());
+            ASSERT_TRUE(mesher.InsertEdge(3, 4));
+            const int node = mesher.InsertPoint({0.5, side * height});
+            ASSERT_EQ(node, 7);
+            EXPECT_EQ(mesher.FindEdge(3, 4) < 0, height < 1e-10) << height;
+            EXPECT_EQ(mesher.IsEdgeLocked(mesher.FindEdge(3, node)), height < 1e-10);
+            EXPECT_EQ(::Test::CheckTopology(mesher), "");
+        }
+    }
+}
+
+TEST(DelaunayMesher, OfSidesEquallyNearTheFirstTakesThePoint)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {1, 0}, {0, 1}, {-1, -2}, {-2, -1}};
+    ASSERT_TRUE(mesher.Triangulate());
+    ASSERT_TRUE(mesher.InsertEdge(3, 4));
+    ASSERT_TRUE(mesher.InsertEdge(3, 5));
+    const Vec2d p(1e-11, 1e-11);
+    const DelaunayLocation face = mesher.Locate(p);
+    ASSERT_EQ(face.kind, Kind::Face);
+    const std::vector<int> corners = mesher.FaceNodes(face.index);
+    std::set<int> first; // of the two sides at the corner
+    for (std::size_t k = 0; k < 3 && first.empty(); ++k) {
+        if (corners[k] == 3 || corners[(k + 1) % 3] == 3) {
+            first = {corners[k], corners[(k + 1) % 3]};
+        }
+    }
+    const int taken = *first.rbegin();
+    const int kept = taken == 4 ? 5 : 4;
+    ASSERT_EQ(mesher.InsertPoint(p), 8);
+    EXPECT_LT(mesher.FindEdge(3, taken), 0);
+    EXPECT_GE(mesher.FindEdge(3, kept), 0);
+    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+}
+
+TEST(DelaunayMesher, FacesBelowTwiceTheLeastAreaTakeNoPoint)
+{
+    for (const double least : {0.49, 0.5, 0.51}) {
+        Mesher<double> mesher;
+        mesher.points = {{0, 0}, {1, 0}, {0, 1}};
+        ASSERT_TRUE(mesher.Triangulate());
+        mesher.minDoubleArea = least; // the doubled area is 1
+        const int count = mesher.NodeCount();
+        EXPECT_EQ(mesher.InsertPoint({0.25, 0.25}), least <= 0.5 ? 6 : -3);
+        EXPECT_EQ(mesher.NodeCount(), least <= 0.5 ? count + 1 : count);
+    }
+}
+
+TEST(DelaunayMesher, NewFacesTakeTheRegionOfTheOld)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {4, 0}, {4, 4}, {0, 4}};
+    ASSERT_TRUE(mesher.Triangulate());
+    for (const auto& [a, b] : {std::pair(3, 4), {4, 5}, {5, 6}, {6, 3}}) {
+        ASSERT_TRUE(mesher.InsertEdge(a, b));
+    }
+    ASSERT_TRUE(mesher.InsertEdge(3, 5));
+    mesher.noConstraints = false;
+    mesher.ClassifyRegions();
+    mesher.hintFace = mesher.EdgeRecord(mesher.FindEdge(3, 5))->face;
+    EXPECT_GE(mesher.InsertPoint({3, 1}), 0); // in a face
+    EXPECT_GE(mesher.InsertPoint({2, 0}), 0); // on a side between two regions
+    EXPECT_GE(mesher.InsertPoint({2, 2}), 0); // on a constraint between them
+    for (int face = 0; face < mesher.FaceCount(); ++face) {
+        double x = 0;
+        double y = 0;
+        for (const int corner : mesher.FaceNodes(face)) {
+            x += mesher.GetVertex(corner).x() / 3;
+            y += mesher.GetVertex(corner).y() / 3;
+        }
+        const bool isOutside = x < 0 || x > 4 || y < 0 || y > 4;
+        const int below = mesher.FaceRecord(face)->region;
+        EXPECT_EQ(isOutside, below == 2) << x << " " << y;
+        EXPECT_NE(below, 0);
+    }
+}
+
 TEST(DelaunayMesher, NeedlesThatReachFarOutTakePoints)
 {
     // Pairs 1e-5 apart: the outer triangles between them have areas that plain products of far
@@ -522,9 +607,12 @@ TYPED_TEST(DelaunaySmall, ADerivedMesherBuildsTheSameMesh)
             return Mesher<T>::SplitFace(face, node, force);
         }
         // `CheckTopology` compares the look-up with the records.
-        void OnPointInserted(int, int) override
+        void OnPointInserted(int, int node) override
         {
-            sound += ::Test::CheckTopology(*this).empty() ? 1 : 0;
+            const std::vector<int> faces = this->NodeFaces(node);
+            const bool startsThere =
+                std::find(faces.begin(), faces.end(), this->hintFace) != faces.end();
+            sound += startsThere && ::Test::CheckTopology(*this).empty() ? 1 : 0;
         }
     };
     Random random(15);
@@ -722,6 +810,34 @@ TEST(DelaunayMesher, APointOnAConstraintCarriesItOn)
     EXPECT_FALSE(mesher.IsEdgeLocked(mesher.FindEdge(node, 6)));
 }
 
+TEST(DelaunayMesher, WithoutConstraintsTheHullIsMarked)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {4, 0}, {5, 5}, {0, 4}};
+    ASSERT_TRUE(mesher.Triangulate());
+    mesher.ClassifyRegions();
+    for (int edge = 0; edge < mesher.EdgeCount(); ++edge) {
+        const std::vector<int> ends = mesher.EdgeNodes(edge);
+        const bool isInner = std::min(ends[0], ends[1]) >= 3;
+        const bool isDiagonal = std::abs(ends[0] - ends[1]) == 2;
+        EXPECT_EQ(mesher.EdgeRecord(edge)->constrained, isInner && !isDiagonal);
+    }
+}
+
+TEST(DelaunayMesher, SlackOfTheCircleTestKeepsEdges)
+{
+    Random random(5);
+    Mesher<double> mesher;
+    mesher.flipTolerance = 2 * kPi<double>; // no two angles exceed that and pi
+    for (int i = 0; i < 40; ++i) {
+        mesher.points.push_back(random.Vector<2, double>(0, 1));
+    }
+    ASSERT_TRUE(mesher.Triangulate());
+    const Extracted<double> result = Extract(mesher);
+    EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
+    EXPECT_GT(DeepestInCircle(result.points, result.indices), 0.1);
+}
+
 // Marks are marks: what else a derived mesher locks is kept from flips, and no more.
 TEST(DelaunayMesher, LocksOfADerivedMesherKeepEdgesButAreNoConstraints)
 {
@@ -790,22 +906,29 @@ TEST(DelaunayMesher, TheBoundaryTestIsAskedWhereAQuadIsIncomplete)
     EXPECT_EQ(mesher.InsertOnEdge(outer, middle), 7);
 }
 
-// One half of the floor's width to either side of it.
+// Just below the floor and just above, by the first edge that is crossed and by a later one.
 TEST(DelaunayMesher, ANodeWithinTheFloorStopsAConstraint)
 {
     for (const double off : {0.0, 0.9e-12, -0.9e-12, 1.1e-12, -1.1e-12}) {
-        Mesher<double> mesher;
-        mesher.points = {{0, 0}, {8, 0}, {4, 4}, {4, -4}, {4, off}};
-        ASSERT_TRUE(mesher.Triangulate());
-        const int free = static_cast<int>(mesher.FreeEdges().size());
-        const bool isFree = std::fabs(off) > 1e-12;
-        EXPECT_EQ(mesher.InsertEdge(3, 4), isFree) << off;
-        EXPECT_EQ(mesher.FindEdge(3, 4) >= 0, isFree) << off;
-        EXPECT_EQ(::Test::CheckTopology(mesher), "");
-        EXPECT_EQ(mesher.FreeEdges().size(), static_cast<std::size_t>(free));
-        const Extracted<double> result = Extract(mesher);
-        EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
-        EXPECT_NEAR(::Test::SumOfAreas(result.points, result.indices), 32, 1e-10);
+        for (const bool isLater : {false, true}) {
+            Mesher<double> mesher;
+            mesher.points = {{0, 0}, {8, 0}, {4, 4}, {4, -4}, {4, off}};
+            if (isLater) {
+                mesher.points.insert(mesher.points.end(), {{1, 1}, {1, -1}, {7, 1}, {7, -1}});
+            }
+            ASSERT_TRUE(mesher.Triangulate());
+            if (isLater) {
+                ASSERT_GE(mesher.FindEdge(8, 9), 0);
+            }
+            const bool isFree = std::fabs(off) > 1e-12;
+            EXPECT_EQ(mesher.InsertEdge(3, 4), isFree) << off;
+            EXPECT_EQ(mesher.FindEdge(3, 4) >= 0, isFree) << off;
+            EXPECT_TRUE(mesher.FreeEdges().empty());
+            EXPECT_EQ(::Test::CheckTopology(mesher), "");
+            const Extracted<double> result = Extract(mesher);
+            EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
+            EXPECT_NEAR(::Test::SumOfAreas(result.points, result.indices), 32, 1e-10);
+        }
     }
 }
 
@@ -830,6 +953,33 @@ TEST(DelaunayMesher, AConstraintMayRunThroughOuterTriangles)
     ASSERT_TRUE(mesher.InsertEdge(6, 4));
     mesher.noConstraints = false;
     EXPECT_NEAR(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 50, 1e-12);
+}
+
+// Of the edges opposite the two ends none is left that is to be flipped.
+TEST(DelaunayMesher, BothEndsOfAConstraintAreLegal)
+{
+    Random random(91);
+    for (int round = 0; round < 200; ++round) {
+        Mesher<double> mesher;
+        for (int i = 0; i < 60; ++i) {
+            mesher.points.push_back(random.Vector<2, double>(0, 1));
+        }
+        ASSERT_TRUE(mesher.Triangulate());
+        const int a = 3 + random.Below(30);
+        const int b = 33 + random.Below(30);
+        ASSERT_TRUE(mesher.InsertEdge(a, b));
+        EXPECT_NE(mesher.Locate({0.5, 0.5}).kind, Kind::Nowhere); // there is a face to begin at
+        for (const int node : {a, b}) {
+            for (const int leaving : mesher.NodeEdges(node)) {
+                const int opposite = mesher.EdgeRecord(leaving)->next;
+                const auto quad = mesher.Diamond(opposite);
+                const bool isInner = *std::min_element(quad.begin(), quad.end()) >= 3;
+                EXPECT_TRUE(!isInner || mesher.IsEdgeLocked(opposite) ||
+                            !mesher.IsConvexQuad(opposite) || mesher.IsLocallyDelaunay(opposite, 0))
+                    << round << (node == a ? " start" : " end");
+            }
+        }
+    }
 }
 
 // Segments between random nodes, long ones through hundreds of triangles: each becomes an edge, and
