@@ -1,5 +1,5 @@
-// Delaunay triangulation of points alone, in two flat arrays: what `DelaunayMesher` makes of a point
-// list before it has half-edges.
+// Delaunay triangulation of points alone, in two flat arrays: what `DelaunayMesher` makes of a
+// point list before it has half-edges.
 #pragma once
 
 #include "triangulation/PlanePredicates_Impl.h"

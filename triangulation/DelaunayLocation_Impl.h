@@ -141,9 +141,8 @@ DelaunayLocation DelaunayMesher<Node, Edge, Facet>::Classify(int face, const Vec
         return {Kind::Face, face};
     }
     const auto number = static_cast<std::size_t>(place.number);
-    return place.kind == Place::Corner
-               ? DelaunayLocation{Kind::Node, corners[number]}
-               : DelaunayLocation{Kind::Edge, this->Sides(face)[number]};
+    return place.kind == Place::Corner ? DelaunayLocation{Kind::Node, corners[number]}
+                                       : DelaunayLocation{Kind::Edge, this->Sides(face)[number]};
 }
 
 // Some other face, by a fixed hash of the current one in 32-bit arithmetic.

@@ -77,7 +77,7 @@ void DelaunayMesher<Node, Edge, Facet>::ClassifyRegions()
     std::vector<std::array<int, 2>> crossings; // faces on both sides of a constraint
     for (int e = 0; e < this->EdgeCount(); e += 2) {
         if (this->IsValidEdge(e) && EdgeAt(e).face >= 0 && EdgeAt(Twin(e)).face >= 0) {
-            if (this->IsEdgeLocked(e)) {
+            if (IsConstrained(e)) {
                 crossings.push_back({EdgeAt(e).face, EdgeAt(Twin(e)).face});
             } else {
                 patches.Join(EdgeAt(e).face, EdgeAt(Twin(e)).face);

@@ -30,6 +30,8 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
     this->Clear();
     // Three edges a node in the end, those of the outer triangle included.
     this->Reserve(2 * count, 6 * (count + 1), 3 * count);
+    hasOuterTriangle = false;
+    hintFace = -1;
     if (!Mesh::Impl::AreUsable(points)) {
         return false;
     }
@@ -37,13 +39,9 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
     const bool hasHints = count >= Impl::kFewPoints;
     const std::vector<int> near =
         hasHints ? Impl::EarlierNeighbors(points) : std::vector<int>(count, -1);
-    pairsAreDeferred_ = true;
-    // A derived mesher may ask for the mesh, or have its say, after every point.
+    // A derived mesher may look edges up, edit the mesh in its hook, and override the edits.
     const std::size_t done = typeid(*this) == typeid(DelaunayMesher) ? InsertPlainPoints(near) : 0;
-    const bool all = InsertFrom(done, near);
-    pairsAreDeferred_ = false;
-    EnterNodePairs();
-    return all;
+    return InsertFrom(done, near);
 }
 
 template <class Node, class Edge, class Facet>
@@ -51,7 +49,7 @@ bool DelaunayMesher<Node, Edge, Facet>::InsertFrom(std::size_t first, const std:
 {
     for (std::size_t i = first; i < points.size(); ++i) {
         if (near[i] >= 0) {
-            hintFace = EdgeAt(NodeAt(near[i] + kOuterNodes).edge).face;
+            StartFrom(near[i] + kOuterNodes);
         }
         const int node = InsertPoint(points[i]);
         if (node == kNoNode) {
@@ -80,6 +78,7 @@ std::size_t DelaunayMesher<Node, Edge, Facet>::InsertPlainPoints(const std::vect
     }
     if (done > 0) {
         TakeOver(table);
+        EnterNodePairs();
     }
     return done;
 }
@@ -112,8 +111,7 @@ void DelaunayMesher<Node, Edge, Facet>::TakeOver(Impl::CornerTable& table)
                 if (across >= 0) {
                     const int beyond = Table::TriangleOf(across);
                     triangles[static_cast<std::size_t>(beyond)]
-                        .across[static_cast<std::size_t>(Table::PlaceOf(across))] =
-                        -2 - Twin(half);
+                        .across[static_cast<std::size_t>(Table::PlaceOf(across))] = -2 - Twin(half);
                 } else {
                     boundary.push_back(Twin(half));
                 }
@@ -155,12 +153,21 @@ void DelaunayMesher<Node, Edge, Facet>::AddSide(int origin, int destination)
     EdgeAt(half + 1).twin = half;
 }
 
-// The table anew: flips did not enter theirs, which is most of the table's work. While points are
-// inserted nobody asks for an edge between two old nodes.
+// The next location begins at a face of the node, if there is one.
+template <class Node, class Edge, class Facet>
+void DelaunayMesher<Node, Edge, Facet>::StartFrom(int node)
+{
+    const int edge = this->IsValidNode(node) ? NodeAt(node).edge : kNotSet;
+    if (this->IsValidEdge(edge) && EdgeAt(edge).face >= 0) {
+        hintFace = EdgeAt(edge).face;
+    }
+}
+
+// The table of node pairs anew, for all edges there are.
 template <class Node, class Edge, class Facet>
 void DelaunayMesher<Node, Edge, Facet>::EnterNodePairs()
 {
-    constexpr int kAhead = 32;
+    constexpr int kAhead = 32; // edges whose places in the table are on their way
     this->nodePairs_.Clear();
     for (int e = 0; e < this->EdgeCount(); e += 2) {
         if (e + kAhead < this->EdgeCount()) {
@@ -209,6 +216,13 @@ void DelaunayMesher<Node, Edge, Facet>::OnPointInserted(int, int)
 
 template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::IsEdgeLocked(int halfEdge) const
+{
+    return IsConstrained(halfEdge);
+}
+
+// By its mark alone: a derived mesher may lock more edges than that.
+template <class Node, class Edge, class Facet>
+bool DelaunayMesher<Node, Edge, Facet>::IsConstrained(int halfEdge) const
 {
     return this->IsValidEdge(halfEdge) &&
            (EdgeAt(halfEdge).constrained || EdgeAt(Twin(halfEdge)).constrained);
@@ -260,8 +274,7 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
         return InsertOnEdge(this->Sides(face)[static_cast<std::size_t>(place.number)], point);
     }
     int node = kNoNode;
-    if (place.kind != Impl::PlaceInTriangle::Kind::Inside ||
-        !(pairsAreDeferred_ ? SplitWithoutPairs(face, node) : this->SplitFace(face, node, true))) {
+    if (place.kind != Impl::PlaceInTriangle::Kind::Inside || !this->SplitFace(face, node, true)) {
         return kNoNode;
     }
     NodeAt(node).position = point;
@@ -273,11 +286,13 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
 template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::InsertOnEdge(int halfEdge, const Point& point)
 {
-    if (!this->IsBoundaryEdge(halfEdge, true)) {
-        const auto [a, b, c, d] = this->Diamond(halfEdge);
-        if (c < 0 || d < 0 || !Impl::FillsQuad(At(a), At(b), At(c), At(d), ToDouble(point))) {
+    const auto [a, b, c, d] = this->Diamond(halfEdge);
+    if (std::min({a, b, c, d}) < 0) {
+        if (!this->IsBoundaryEdge(halfEdge, true)) {
             return kNoNode;
         }
+    } else if (!Impl::FillsQuad(At(a), At(b), At(c), At(d), ToDouble(point))) {
+        return kNoNode;
     }
     return SplitEdgeAtPoint(halfEdge, point);
 }
@@ -285,7 +300,7 @@ int DelaunayMesher<Node, Edge, Facet>::InsertOnEdge(int halfEdge, const Point& p
 template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::SplitEdgeAtPoint(int halfEdge, const Point& point)
 {
-    const bool isConstrained = this->IsEdgeLocked(halfEdge);
+    const bool isConstrained = IsConstrained(halfEdge);
     const int end = EdgeAt(Twin(halfEdge)).node;
     const auto regionOf = [&](int e) {
         return EdgeAt(e).face >= 0 ? FaceAt(EdgeAt(e).face).region : 0;
@@ -337,59 +352,11 @@ void DelaunayMesher<Node, Edge, Facet>::Legalize(int node)
         }
         const int firstSide = EdgeAt(Twin(edge)).next;
         const int secondSide = EdgeAt(Twin(edge)).prev;
-        if (pairsAreDeferred_ ? FlipWithoutPairs(edge) : this->FlipEdge(edge, true)) {
+        if (this->FlipEdge(edge, true)) {
             edgesToCheck_.emplace_back(firstSide, EdgeAt(firstSide).face);
             edgesToCheck_.emplace_back(secondSide, EdgeAt(secondSide).face);
         }
     }
-}
-
-// `FlipEdge` for an edge known to have two triangles, without the table of node pairs.
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::FlipWithoutPairs(int halfEdge)
-{
-    const int twin = Twin(halfEdge);
-    Edge& edge = EdgeAt(halfEdge);
-    Edge& back = EdgeAt(twin);
-    const int next = edge.next;
-    const int prev = edge.prev;
-    const int backNext = back.next;
-    const int backPrev = back.prev;
-    NodeAt(edge.node).edge = backNext;
-    NodeAt(back.node).edge = next;
-    edge.node = EdgeAt(backPrev).node;
-    back.node = EdgeAt(prev).node;
-    NodeAt(edge.node).edge = backPrev;
-    NodeAt(back.node).edge = prev;
-    LinkTriangle(edge.face, halfEdge, prev, backNext);
-    LinkTriangle(back.face, twin, backPrev, next);
-    return true;
-}
-
-// `SplitFace` in a mesh without deleted records, without the table of node pairs.
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::SplitWithoutPairs(int face, int& newNode)
-{
-    const std::array<int, 3> sides = this->Sides(face);
-    newNode = this->AddNode(Node{});
-    const int firstSpoke = this->EdgeCount();
-    this->edges_.resize(this->edges_.size() + 6);
-    for (int k = 0; k < 3; ++k) {
-        const int spoke = firstSpoke + 2 * k; // from corner k to the new node
-        const int corner = EdgeAt(sides[static_cast<std::size_t>(k)]).node;
-        EdgeAt(spoke).node = corner;
-        EdgeAt(spoke).twin = spoke + 1;
-        EdgeAt(spoke + 1).node = newNode;
-        EdgeAt(spoke + 1).twin = spoke;
-        NodeAt(corner).edge = spoke;
-        NodeAt(newNode).edge = spoke + 1;
-    }
-    for (int k = 0; k < 3; ++k) {
-        const int side = sides[static_cast<std::size_t>(k)];
-        LinkTriangle(k == 0 ? face : this->NewFace(side), side, firstSpoke + 2 * ((k + 1) % 3),
-                     firstSpoke + 2 * k + 1);
-    }
-    return true;
 }
 
 template <class Node, class Edge, class Facet>

@@ -51,7 +51,8 @@ inline int Side(const Vec2d& a, const Vec2d& b, const Vec2d& p)
 
 /// The sine of the sum of the angles at `c` and `d` opposite the edge a-b, times the lengths of
 /// their legs: positive when `d` lies outside the circle of the counter-clockwise triangle a, b, c,
-/// negative when inside.
+/// negative when inside. The angles have no sign: where both corners lie on one side of the edge,
+/// it is still their sum.
 struct CircleTest {
     [[gnu::always_inline]] CircleTest(const Vec2d& a, const Vec2d& b, const Vec2d& c,
                                       const Vec2d& d)
@@ -60,7 +61,7 @@ struct CircleTest {
         const Vec2d cb = b - c;
         const Vec2d da = a - d;
         const Vec2d db = b - d;
-        sine = (ca ^ cb) * Dot(da, db) + Dot(ca, cb) * (db ^ da);
+        sine = std::fabs(ca ^ cb) * Dot(da, db) + Dot(ca, cb) * std::fabs(db ^ da);
         scale = Dot(ca, ca) * Dot(cb, cb) * Dot(da, da) * Dot(db, db);
     }
 
@@ -144,8 +145,8 @@ struct PlaceInTriangle {
     int number = -1;
 };
 
-/// For a point known to be in or on the triangle: corner before side before inside; of the sides the
-/// first that is within `floor`.
+/// For a point known to be in or on the triangle: corner before side before inside; of the sides
+/// the first that is within `floor`.
 inline PlaceInTriangle Classify(const std::array<Vec2d, 3>& at, const Vec2d& p, const Floor& floor)
 {
     using Kind = PlaceInTriangle::Kind;
@@ -173,44 +174,47 @@ inline PlaceInTriangle Classify(const std::array<Vec2d, 3>& at, const Vec2d& p, 
     return {Kind::Inside, -1};
 }
 
-/// How a point inside a triangle is to be inserted: inside, on the nearest side if it is too near to
-/// one to leave a triangle there, or not at all.
+/// How a point inside a triangle is to be inserted: inside, on the nearest side if it is too near
+/// to one to leave a triangle there, or not at all.
 inline PlaceInTriangle InsertionPlace(const std::array<Vec2d, 3>& at, const Vec2d& p,
                                       double minDoubleArea, const Floor& floor)
 {
     using Kind = PlaceInTriangle::Kind;
     constexpr double kOnSideDoubleArea = 1e-10; // at and below which it counts as on the side
     constexpr double kPartsSlack = 1e-10;       // share of the area by which its parts may miss it
+    double whole = 0;
     std::array<double, 3> parts;
-    for (std::size_t k = 0; k < 3; ++k) {
-        parts[k] = DoubleArea(p, at[k], at[(k + 1) % 3]);
-    }
-    if (std::any_of(parts.begin(), parts.end(),
-                    [](double part) { return !(part > kOnSideDoubleArea); })) {
-        int nearest = -1;
-        double least = 0;
+    const auto measure = [&](auto doubleArea) {
+        whole = doubleArea(at[0], at[1], at[2]);
         for (std::size_t k = 0; k < 3; ++k) {
-            const double squared =
-                SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p, floor.length);
-            if (nearest < 0 || squared < least) {
-                nearest = static_cast<int>(k);
-                least = squared;
-            }
+            parts[k] = doubleArea(p, at[k], at[(k + 1) % 3]);
         }
-        return {Kind::Side, nearest};
-    }
-    const auto addUp = [&](double whole) {
+    };
+    const auto isInside = [&] {
+        return std::all_of(parts.begin(), parts.end(),
+                           [](double part) { return part > kOnSideDoubleArea; });
+    };
+    const auto addUp = [&] {
         return std::fabs(whole - (parts[0] + parts[1] + parts[2])) <=
                std::fabs(whole * kPartsSlack);
     };
-    double whole = DoubleArea(at[0], at[1], at[2]);
-    if (!addUp(whole)) {
-        whole = AccurateDoubleArea(at[0], at[1], at[2]);
-        for (std::size_t k = 0; k < 3; ++k) {
-            parts[k] = AccurateDoubleArea(p, at[k], at[(k + 1) % 3]);
+    measure(DoubleArea);
+    if (isInside() && !addUp()) {
+        measure(AccurateDoubleArea);
+    }
+    if (isInside()) {
+        return {2 * minDoubleArea > whole || !addUp() ? Kind::Nowhere : Kind::Inside, -1};
+    }
+    int nearest = -1;
+    double least = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+        const double squared = SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p, floor.length);
+        if (nearest < 0 || squared < least) {
+            nearest = static_cast<int>(k);
+            least = squared;
         }
     }
-    return {2 * minDoubleArea > whole || !addUp(whole) ? Kind::Nowhere : Kind::Inside, -1};
+    return {Kind::Side, nearest};
 }
 
 /// Is `p` strictly inside the quad of the triangles a, b, c and b, a, d, as its parts tell?

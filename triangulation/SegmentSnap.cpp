@@ -37,7 +37,8 @@ struct Box {
     {
         double sum = 0;
         for (int axis = 0; axis < 2; ++axis) {
-            const double beyond = std::max(std::max(low[axis] - p[axis], p[axis] - high[axis]), 0.0);
+            const double beyond =
+                std::max(std::max(low[axis] - p[axis], p[axis] - high[axis]), 0.0);
             sum += beyond * beyond;
         }
         return sum;
