@@ -91,8 +91,8 @@ public:
     /// another, lies in a sliver below the tolerances, or is not finite. What was built until then
     /// stays. Expected O(n log n) for n points that are spread somehow evenly at some scale; sorted
     /// input costs no more. A mesher of a derived type goes through the virtual edits and keeps
-    /// `FindEdge` up to date all along, which takes more time and gives the same mesh; only half-edges may
-    /// have other numbers.
+    /// `FindEdge` up to date all along, which takes more time and gives the same mesh; only
+    /// half-edges may have other numbers.
     bool Triangulate();
 
     /// Makes the segment between two nodes an edge and marks it constrained. False, with nothing
