@@ -87,8 +87,9 @@ public:
     /// another, lies in a sliver below the tolerances, or is not finite. What was built until then
     /// stays. Expected O(n log n) for n points that are spread somehow evenly at some scale; sorted
     /// input costs no more. Points in order along a bow towards others can take O(n^2) flips (4.6 s
-    /// for 20,000): mix their order if it is free. A mesher of a derived type goes through the virtual edits and keeps
-    /// `FindEdge` up to date all along, which takes more time and gives the same mesh.
+    /// for 20,000): mix their order if it is free. A mesher of a derived type goes through the
+    /// virtual edits and keeps `FindEdge` up to date all along, which takes more time and gives the
+    /// same mesh.
     bool Triangulate();
 
     /// Makes the segment between two nodes an edge and marks it constrained. False, with nothing
