@@ -96,6 +96,10 @@ void DelaunayMesher<Node, Edge, Facet>::TakeOver(Impl::CornerTable& table)
         record.fromInput = true;
         this->nodes_.push_back(record);
     }
+    // One by one: the table has room for all edges, and to clear it would write all of that.
+    for (int e = 0; e < this->EdgeCount(); e += 2) {
+        this->nodePairs_.Erase(EdgeAt(e).node, EdgeAt(Twin(e)).node, e);
+    }
     this->edges_.clear();
     this->faces_.resize(triangles.size());
     std::vector<int> boundary; // the three half-edges round the outer triangle
@@ -146,11 +150,11 @@ template <class Node, class Edge, class Facet>
 void DelaunayMesher<Node, Edge, Facet>::AddSide(int origin, int destination)
 {
     const int half = this->EdgeCount();
-    this->edges_.resize(this->edges_.size() + 2);
-    EdgeAt(half).node = origin;
-    EdgeAt(half).twin = half + 1;
-    EdgeAt(half + 1).node = destination;
-    EdgeAt(half + 1).twin = half;
+    for (const int twin : {half + 1, half}) {
+        Edge& edge = this->edges_.emplace_back();
+        edge.node = twin > half ? origin : destination;
+        edge.twin = twin;
+    }
 }
 
 // The next location begins at a face of the node, if there is one.

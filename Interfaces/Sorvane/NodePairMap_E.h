@@ -124,8 +124,10 @@ public:
     /// Forgets everything and keeps the room.
     void Clear()
     {
-        slots_.assign(slots_.size(), Slot{});
-        edgeCount_ = 0;
+        if (edgeCount_ > 0) {
+            slots_.assign(slots_.size(), Slot{});
+            edgeCount_ = 0;
+        }
     }
 
     void Swap(NodePairMap& other) noexcept

@@ -404,7 +404,7 @@ TEST(DelaunayMesher, OfSidesEquallyNearTheFirstTakesThePoint)
     ASSERT_TRUE(mesher.Triangulate());
     ASSERT_TRUE(mesher.InsertEdge(3, 4));
     ASSERT_TRUE(mesher.InsertEdge(3, 5));
-    const Vec2d p(1e-11, 1e-11);
+    const Vec2d p(std::ldexp(1.0, -36), std::ldexp(1.0, -36)); // distances without rounding
     const DelaunayLocation face = mesher.Locate(p);
     ASSERT_EQ(face.kind, Kind::Face);
     const std::vector<int> corners = mesher.FaceNodes(face.index);
