@@ -219,6 +219,9 @@ bool DelaunayMesher<Node, Edge, Facet>::FillByPartition(const std::vector<int>& 
     partitioner.ImproveDelaunay();
     std::vector<int> corners;
     partitioner.WriteIndices(corners);
+    if (corners.size() != 3 * (loop.size() - 2)) {
+        return false;
+    }
     for (int& corner : corners) {
         corner = loop[static_cast<std::size_t>(corner)];
     }

@@ -129,39 +129,20 @@ int DelaunayMesher<Node, Edge, Facet>::PivotFace(int node, int face, const Vec2d
     return found;
 }
 
-// Node before edge before face; of edges the first that is near enough.
 template <class Node, class Edge, class Facet>
 DelaunayLocation DelaunayMesher<Node, Edge, Facet>::Classify(int face, const Vec2d& p) const
 {
     using Kind = DelaunayLocation::Kind;
-    const double floor = kLengthFloor<T>;
-    const double squaredFloor = kSquaredLengthFloor<T>;
-    const std::array<int, 3> sides = this->Sides(face);
+    using Place = Impl::PlaceInTriangle::Kind;
     const std::array<int, 3> corners = this->Corners(face);
-
-    // Farther from the lines of all sides than any of the distances below: clearly inside.
-    bool isClear = true;
-    for (std::size_t k = 0; k < 3; ++k) {
-        const Vec2d a = At(corners[k]);
-        const Vec2d b = At(corners[(k + 1) % 3]);
-        const double area = Impl::DoubleArea(p, a, b);
-        isClear = isClear && area * area > 4 * squaredFloor * SquaredLength(b - a);
-    }
-    if (isClear) {
+    const Impl::PlaceInTriangle place =
+        Impl::Classify({At(corners[0]), At(corners[1]), At(corners[2])}, p, Impl::kFloor<T>);
+    if (place.kind == Place::Inside) {
         return {Kind::Face, face};
     }
-    for (const int corner : corners) {
-        if (Matches(p, At(corner), floor)) {
-            return {Kind::Node, corner};
-        }
-    }
-    for (std::size_t k = 0; k < 3; ++k) {
-        if (Impl::SquaredDistanceToSegment(At(corners[k]), At(corners[(k + 1) % 3]), p, floor) <=
-            squaredFloor) {
-            return {Kind::Edge, sides[k]};
-        }
-    }
-    return {Kind::Face, face};
+    const auto number = static_cast<std::size_t>(place.number);
+    return place.kind == Place::Corner ? DelaunayLocation{Kind::Node, corners[number]}
+                                       : DelaunayLocation{Kind::Edge, this->Sides(face)[number]};
 }
 
 // Some other face, by a fixed hash of the current one in 32-bit arithmetic.

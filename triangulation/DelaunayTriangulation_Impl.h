@@ -1,6 +1,7 @@
 // DelaunayMesher: insertion of points and the flips that follow.
 #pragma once
 
+#include "triangulation/CornerTable_Impl.h"
 #include "triangulation/InsertionHints_Impl.h"
 #include "triangulation/PlanePredicates_Impl.h"
 #include "triangulation/UsablePoints_Impl.h"
@@ -12,15 +13,11 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <typeinfo>
 
 namespace Velk::Math::Sorvane::HalfEdge {
 namespace Impl {
 
-/// Doubled area at and below which a point counts as on the side of a face.
-inline constexpr double kOnSideDoubleArea = 1e-10;
-/// Share of an area by which its parts may miss it.
-inline constexpr double kFacePartsSlack = 1e-10;
-inline constexpr double kQuadPartsSlack = 1e-11;
 /// Below this many points the walk from the point before is as short as any.
 inline constexpr std::size_t kFewPoints = 64;
 
@@ -33,26 +30,26 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
     this->Clear();
     // Three edges a node in the end, those of the outer triangle included.
     this->Reserve(2 * count, 6 * (count + 1), 3 * count);
+    hasOuterTriangle = false;
+    hintFace = -1;
     if (!Mesh::Impl::AreUsable(points)) {
         return false;
     }
     MakeOuterTriangle();
-    pairsAreDeferred_ = true;
-    const bool all = InsertAll();
-    pairsAreDeferred_ = false;
-    EnterNodePairs();
-    return all;
+    const bool hasHints = count >= Impl::kFewPoints;
+    const std::vector<int> near =
+        hasHints ? Impl::EarlierNeighbors(points) : std::vector<int>(count, -1);
+    // A derived mesher may look edges up, edit the mesh in its hook, and override the edits.
+    const std::size_t done = typeid(*this) == typeid(DelaunayMesher) ? InsertPlainPoints(near) : 0;
+    return InsertFrom(done, near);
 }
 
 template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::InsertAll()
+bool DelaunayMesher<Node, Edge, Facet>::InsertFrom(std::size_t first, const std::vector<int>& near)
 {
-    const std::size_t count = points.size();
-    const bool hasHints = count >= Impl::kFewPoints;
-    const std::vector<int> near = hasHints ? Impl::EarlierNeighbors(points) : std::vector<int>{};
-    for (std::size_t i = 0; i < count; ++i) {
-        if (hasHints && near[i] >= 0) {
-            hintFace = EdgeAt(NodeAt(near[i] + kOuterNodes).edge).face;
+    for (std::size_t i = first; i < points.size(); ++i) {
+        if (near[i] >= 0) {
+            StartFrom(near[i] + kOuterNodes);
         }
         const int node = InsertPoint(points[i]);
         if (node == kNoNode) {
@@ -63,13 +60,123 @@ bool DelaunayMesher<Node, Edge, Facet>::InsertAll()
     return true;
 }
 
-// The table anew: flips did not enter theirs, which is most of the table's work. While points are
-// inserted nobody asks for an edge between two old nodes.
+// Inserts points without half-edges, up to the first that is no plain case, and makes the records
+// then. Tells how many it inserted.
+template <class Node, class Edge, class Facet>
+std::size_t DelaunayMesher<Node, Edge, Facet>::InsertPlainPoints(const std::vector<int>& near)
+{
+    Impl::CornerTable table({At(0), At(1), At(2)}, {Impl::kFloor<T>, minDoubleArea, flipTolerance},
+                            points.size() + kOuterNodes);
+    std::size_t done = 0;
+    for (; done < points.size(); ++done) {
+        if (near[done] >= 0) {
+            table.SearchFrom(near[done] + kOuterNodes);
+        }
+        if (!table.Insert(ToDouble(points[done]))) {
+            break;
+        }
+    }
+    if (done > 0) {
+        TakeOver(table);
+        EnterNodePairs();
+    }
+    return done;
+}
+
+// The half-edges of a side get their numbers where the first of them is met. `across` of a corner
+// whose side has its number holds that of the half-edge along the side, as -2 less the number.
+template <class Node, class Edge, class Facet>
+void DelaunayMesher<Node, Edge, Facet>::TakeOver(Impl::CornerTable& table)
+{
+    using Table = Impl::CornerTable;
+    std::vector<Table::Triangle>& triangles = table.Triangles();
+    for (std::size_t n = kOuterNodes; n < static_cast<std::size_t>(table.NodeCount()); ++n) {
+        Node record{};
+        record.position = points[n - kOuterNodes];
+        record.fromInput = true;
+        this->nodes_.push_back(record);
+    }
+    // One by one: the table has room for all edges, and to clear it would write all of that.
+    for (int e = 0; e < this->EdgeCount(); e += 2) {
+        this->nodePairs_.Erase(EdgeAt(e).node, EdgeAt(Twin(e)).node, e);
+    }
+    this->edges_.clear();
+    this->faces_.resize(triangles.size());
+    std::vector<int> boundary; // the three half-edges round the outer triangle
+    for (std::size_t t = 0; t < triangles.size(); ++t) {
+        Table::Triangle& triangle = triangles[t];
+        std::array<int, 3> sides; // side k leaves corner k
+        for (int k = 0; k < 3; ++k) {
+            int& across = triangle.across[static_cast<std::size_t>(Table::Before(k))];
+            if (across >= Table::kNone) {
+                const int half = this->EdgeCount();
+                AddSide(triangle.nodes[static_cast<std::size_t>(k)],
+                        triangle.nodes[static_cast<std::size_t>(Table::After(k))]);
+                if (across >= 0) {
+                    const int beyond = Table::TriangleOf(across);
+                    triangles[static_cast<std::size_t>(beyond)]
+                        .across[static_cast<std::size_t>(Table::PlaceOf(across))] = -2 - Twin(half);
+                } else {
+                    boundary.push_back(Twin(half));
+                }
+                across = -2 - half;
+            }
+            sides[static_cast<std::size_t>(k)] = -2 - across;
+        }
+        const auto place = [&](int k) { return sides[static_cast<std::size_t>(k)]; };
+        const int first = triangle.first;
+        LinkTriangle(static_cast<int>(t), place(first), place(Table::After(first)),
+                     place(Table::Before(first)));
+    }
+    for (int n = 0; n < table.NodeCount(); ++n) {
+        const int corner = table.Incident(n);
+        const Table::Triangle& triangle =
+            triangles[static_cast<std::size_t>(Table::TriangleOf(corner))];
+        NodeAt(n).edge =
+            -2 - triangle.across[static_cast<std::size_t>(Table::Before(Table::PlaceOf(corner)))];
+    }
+    for (const int before : boundary) {
+        for (const int after : boundary) {
+            if (EdgeAt(Twin(before)).node == EdgeAt(after).node) {
+                this->Link(before, after);
+            }
+        }
+    }
+    hintFace = table.Hint();
+}
+
+// Two half-edges between nodes, not in any face yet.
+template <class Node, class Edge, class Facet>
+void DelaunayMesher<Node, Edge, Facet>::AddSide(int origin, int destination)
+{
+    const int half = this->EdgeCount();
+    for (const int twin : {half + 1, half}) {
+        Edge& edge = this->edges_.emplace_back();
+        edge.node = twin > half ? origin : destination;
+        edge.twin = twin;
+    }
+}
+
+// The next location begins at a face of the node, if there is one.
+template <class Node, class Edge, class Facet>
+void DelaunayMesher<Node, Edge, Facet>::StartFrom(int node)
+{
+    const int edge = this->IsValidNode(node) ? NodeAt(node).edge : kNotSet;
+    if (this->IsValidEdge(edge) && EdgeAt(edge).face >= 0) {
+        hintFace = EdgeAt(edge).face;
+    }
+}
+
+// The table of node pairs anew, for all edges there are.
 template <class Node, class Edge, class Facet>
 void DelaunayMesher<Node, Edge, Facet>::EnterNodePairs()
 {
+    constexpr int kAhead = 32; // edges whose places in the table are on their way
     this->nodePairs_.Clear();
     for (int e = 0; e < this->EdgeCount(); e += 2) {
+        if (e + kAhead < this->EdgeCount()) {
+            this->nodePairs_.Prefetch(EdgeAt(e + kAhead).node, EdgeAt(Twin(e + kAhead)).node);
+        }
         if (this->IsValidEdge(e)) {
             this->nodePairs_.Insert(EdgeAt(e).node, EdgeAt(Twin(e)).node, e);
         }
@@ -114,6 +221,13 @@ void DelaunayMesher<Node, Edge, Facet>::OnPointInserted(int, int)
 template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::IsEdgeLocked(int halfEdge) const
 {
+    return IsConstrained(halfEdge);
+}
+
+// By its mark alone: a derived mesher may lock more edges than that.
+template <class Node, class Edge, class Facet>
+bool DelaunayMesher<Node, Edge, Facet>::IsConstrained(int halfEdge) const
+{
     return this->IsValidEdge(halfEdge) &&
            (EdgeAt(halfEdge).constrained || EdgeAt(Twin(halfEdge)).constrained);
 }
@@ -156,45 +270,15 @@ int DelaunayMesher<Node, Edge, Facet>::InsertPoint(const Point& point)
 template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point)
 {
-    const std::array<int, 3> sides = this->Sides(face);
     const std::array<int, 3> corners = this->Corners(face);
-    const Vec2d p = ToDouble(point);
-    const std::array<Vec2d, 3> at{At(corners[0]), At(corners[1]), At(corners[2])};
-
-    std::array<double, 3> parts;
-    for (std::size_t k = 0; k < 3; ++k) {
-        parts[k] = Impl::DoubleArea(p, at[k], at[(k + 1) % 3]);
-    }
-    if (std::any_of(parts.begin(), parts.end(),
-                    [](double part) { return !(part > Impl::kOnSideDoubleArea); })) {
-        // Too near to a side to leave a triangle there: onto the nearest side.
-        int nearest = -1;
-        double least = 0;
-        for (std::size_t k = 0; k < 3; ++k) {
-            const double squared =
-                Impl::SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p, kLengthFloor<T>);
-            if (nearest < 0 || squared < least) {
-                nearest = sides[k];
-                least = squared;
-            }
-        }
-        return InsertOnEdge(nearest, point);
-    }
-
-    const auto addUp = [&](double whole) {
-        return std::fabs(whole - (parts[0] + parts[1] + parts[2])) <=
-               std::fabs(whole * Impl::kFacePartsSlack);
-    };
-    double whole = Impl::DoubleArea(at[0], at[1], at[2]);
-    if (!addUp(whole)) {
-        whole = Impl::AccurateDoubleArea(at[0], at[1], at[2]);
-        for (std::size_t k = 0; k < 3; ++k) {
-            parts[k] = Impl::AccurateDoubleArea(p, at[k], at[(k + 1) % 3]);
-        }
+    const Impl::PlaceInTriangle place =
+        Impl::InsertionPlace({At(corners[0]), At(corners[1]), At(corners[2])}, ToDouble(point),
+                             minDoubleArea, Impl::kFloor<T>);
+    if (place.kind == Impl::PlaceInTriangle::Kind::Side) {
+        return InsertOnEdge(this->Sides(face)[static_cast<std::size_t>(place.number)], point);
     }
     int node = kNoNode;
-    if (2 * minDoubleArea > whole || !addUp(whole) ||
-        !(pairsAreDeferred_ ? SplitWithoutPairs(face, node) : this->SplitFace(face, node, true))) {
+    if (place.kind != Impl::PlaceInTriangle::Kind::Inside || !this->SplitFace(face, node, true)) {
         return kNoNode;
     }
     NodeAt(node).position = point;
@@ -206,27 +290,13 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
 template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::InsertOnEdge(int halfEdge, const Point& point)
 {
-    if (!this->IsBoundaryEdge(halfEdge, true)) {
-        const std::array<int, 4> quad = this->Diamond(halfEdge);
-        if (quad[2] < 0 || quad[3] < 0) {
+    const auto [a, b, c, d] = this->Diamond(halfEdge);
+    if (std::min({a, b, c, d}) < 0) {
+        if (!this->IsBoundaryEdge(halfEdge, true)) {
             return kNoNode;
         }
-        const Vec2d p = ToDouble(point);
-        const Vec2d a = At(quad[0]);
-        const Vec2d b = At(quad[1]);
-        const Vec2d c = At(quad[2]);
-        const Vec2d d = At(quad[3]);
-        const auto areAround = [&](auto doubleArea) {
-            const double whole = doubleArea(a, b, c) + doubleArea(b, a, d);
-            const std::array<double, 4> parts{doubleArea(p, b, c), doubleArea(p, c, a),
-                                              doubleArea(p, a, d), doubleArea(p, d, b)};
-            const double sum = parts[0] + parts[1] + parts[2] + parts[3];
-            return std::fabs(whole - sum) <= std::fabs(whole * Impl::kQuadPartsSlack) &&
-                   *std::min_element(parts.begin(), parts.end()) > 0;
-        };
-        if (!areAround(Impl::DoubleArea) && !areAround(Impl::AccurateDoubleArea)) {
-            return kNoNode;
-        }
+    } else if (!Impl::FillsQuad(At(a), At(b), At(c), At(d), ToDouble(point))) {
+        return kNoNode;
     }
     return SplitEdgeAtPoint(halfEdge, point);
 }
@@ -234,7 +304,7 @@ int DelaunayMesher<Node, Edge, Facet>::InsertOnEdge(int halfEdge, const Point& p
 template <class Node, class Edge, class Facet>
 int DelaunayMesher<Node, Edge, Facet>::SplitEdgeAtPoint(int halfEdge, const Point& point)
 {
-    const bool isConstrained = this->IsEdgeLocked(halfEdge);
+    const bool isConstrained = IsConstrained(halfEdge);
     const int end = EdgeAt(Twin(halfEdge)).node;
     const auto regionOf = [&](int e) {
         return EdgeAt(e).face >= 0 ? FaceAt(EdgeAt(e).face).region : 0;
@@ -286,59 +356,11 @@ void DelaunayMesher<Node, Edge, Facet>::Legalize(int node)
         }
         const int firstSide = EdgeAt(Twin(edge)).next;
         const int secondSide = EdgeAt(Twin(edge)).prev;
-        if (pairsAreDeferred_ ? FlipWithoutPairs(edge) : this->FlipEdge(edge, true)) {
+        if (this->FlipEdge(edge, true)) {
             edgesToCheck_.emplace_back(firstSide, EdgeAt(firstSide).face);
             edgesToCheck_.emplace_back(secondSide, EdgeAt(secondSide).face);
         }
     }
-}
-
-// `FlipEdge` for an edge known to have two triangles, without the table of node pairs.
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::FlipWithoutPairs(int halfEdge)
-{
-    const int twin = Twin(halfEdge);
-    Edge& edge = EdgeAt(halfEdge);
-    Edge& back = EdgeAt(twin);
-    const int next = edge.next;
-    const int prev = edge.prev;
-    const int backNext = back.next;
-    const int backPrev = back.prev;
-    NodeAt(edge.node).edge = backNext;
-    NodeAt(back.node).edge = next;
-    edge.node = EdgeAt(backPrev).node;
-    back.node = EdgeAt(prev).node;
-    NodeAt(edge.node).edge = backPrev;
-    NodeAt(back.node).edge = prev;
-    LinkTriangle(edge.face, halfEdge, prev, backNext);
-    LinkTriangle(back.face, twin, backPrev, next);
-    return true;
-}
-
-// `SplitFace` in a mesh without deleted records, without the table of node pairs.
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::SplitWithoutPairs(int face, int& newNode)
-{
-    const std::array<int, 3> sides = this->Sides(face);
-    newNode = this->AddNode(Node{});
-    const int firstSpoke = this->EdgeCount();
-    this->edges_.resize(this->edges_.size() + 6);
-    for (int k = 0; k < 3; ++k) {
-        const int spoke = firstSpoke + 2 * k; // from corner k to the new node
-        const int corner = EdgeAt(sides[static_cast<std::size_t>(k)]).node;
-        EdgeAt(spoke).node = corner;
-        EdgeAt(spoke).twin = spoke + 1;
-        EdgeAt(spoke + 1).node = newNode;
-        EdgeAt(spoke + 1).twin = spoke;
-        NodeAt(corner).edge = spoke;
-        NodeAt(newNode).edge = spoke + 1;
-    }
-    for (int k = 0; k < 3; ++k) {
-        const int side = sides[static_cast<std::size_t>(k)];
-        LinkTriangle(k == 0 ? face : this->NewFace(side), side, firstSpoke + 2 * ((k + 1) % 3),
-                     firstSpoke + 2 * k + 1);
-    }
-    return true;
 }
 
 template <class Node, class Edge, class Facet>
@@ -379,9 +401,7 @@ bool DelaunayMesher<Node, Edge, Facet>::MustFlip(int halfEdge) const
     if (hasOuterTriangle && std::count_if(quad.begin(), quad.end(), IsOuter) == 1) {
         return (IsOuter(quad[0]) || IsOuter(quad[1])) && isConvex();
     }
-    // The quick answer wherever it is clear.
-    const int side = flipTolerance == 0 ? Impl::SideOfCircle(at[0], at[1], at[2], at[3]) : 0;
-    return side <= 0 && (side < 0 || !IsLocallyDelaunay(halfEdge, flipTolerance)) && isConvex();
+    return !Impl::IsLocallyDelaunay(at[0], at[1], at[2], at[3], flipTolerance) && isConvex();
 }
 
 template <class Node, class Edge, class Facet>
@@ -398,20 +418,7 @@ bool DelaunayMesher<Node, Edge, Facet>::IsLocallyDelaunay(int halfEdge, T tolera
     if (a < 0 || b < 0 || c < 0 || d < 0) {
         return true;
     }
-    const Vec2d pa = At(a);
-    const Vec2d pb = At(b);
-    const Vec2d pc = At(c);
-    const Vec2d pd = At(d);
-    if (tolerance == 0) {
-        // The same question without roots and arc tangents, wherever the answer is clear.
-        const int side = Impl::SideOfCircle(pa, pb, pc, pd);
-        if (side != 0) {
-            return side > 0;
-        }
-    }
-    return Mesh::LocallyDelaunayEdge(Length(pb - pa), Length(pa - pc), Length(pb - pc),
-                                     Length(pd - pb), Length(pa - pd),
-                                     static_cast<double>(tolerance));
+    return Impl::IsLocallyDelaunay(At(a), At(b), At(c), At(d), tolerance);
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge

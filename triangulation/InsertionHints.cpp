@@ -2,12 +2,13 @@
 
 #include "triangulation/InsertionHints_Impl.h"
 
-#include "mathbase/Parallel_Impl.h"
-
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <numeric>
+#include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 namespace {
@@ -62,6 +63,31 @@ private:
     double scale_ = 0;
 };
 
+/// Stable, digit by digit from the lowest (H. H. Seward, 1954).
+void SortByKey(std::vector<Place>& places)
+{
+    constexpr unsigned kDigitBits = 11;
+    constexpr std::size_t kDigits = 6;
+    constexpr std::uint64_t kMask = (std::uint64_t{1} << kDigitBits) - 1;
+    std::array<std::array<int, kMask + 1>, kDigits> counts{};
+    const auto digit = [&](const Place& place, std::size_t d) {
+        return static_cast<std::size_t>((place.key >> (kDigitBits * d)) & kMask);
+    };
+    for (const Place& place : places) {
+        for (std::size_t d = 0; d < kDigits; ++d) {
+            ++counts[d][digit(place, d)];
+        }
+    }
+    std::vector<Place> sorted(places.size());
+    for (std::size_t d = 0; d < kDigits; ++d) {
+        std::exclusive_scan(counts[d].begin(), counts[d].end(), counts[d].begin(), 0);
+        for (const Place& place : places) {
+            sorted[static_cast<std::size_t>(counts[d][digit(place, d)]++)] = place;
+        }
+        places.swap(sorted);
+    }
+}
+
 } // namespace
 
 template <class T>
@@ -78,8 +104,7 @@ std::vector<int> EarlierNeighbors(const std::vector<VecBase<2, T>>& points)
         const auto slot = static_cast<std::size_t>(i);
         curve[slot] = {keys.Key(points[slot]), i};
     }
-    Parallel::Impl::ParallelSort(curve.begin(), curve.end(),
-                                 [](const Place& a, const Place& b) { return a.key < b.key; });
+    SortByKey(curve);
 
     // The curve as a list. Taken out from the last point to the first, a point has exactly the
     // earlier ones beside it.

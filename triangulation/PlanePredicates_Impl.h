@@ -4,10 +4,14 @@
 #include "mathbase/ErrorFree_Impl.h"
 #include "mathbase/TurnSign_Impl.h"
 
+#include <Sorvane/Triangle_E.h>
+#include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/VecBase_E.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
@@ -45,23 +49,62 @@ inline int Side(const Vec2d& a, const Vec2d& b, const Vec2d& p)
     return Vector::Impl::TurnSign(p, a, b);
 }
 
-/// Sign of the sine of the sum of the angles at `c` and `d` opposite the edge a-b: 1 when `d` lies
-/// outside the circle of the counter-clockwise triangle a, b, c, -1 when inside, 0 when the sum is
-/// too near to pi for plain products.
-[[gnu::always_inline]] inline int SideOfCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c,
-                                               const Vec2d& d)
+/// The sine of the sum of the angles at `c` and `d` opposite the edge a-b, times the lengths of
+/// their legs: positive when `d` lies outside the circle of the counter-clockwise triangle a, b, c,
+/// negative when inside. The angles have no sign: where both corners lie on one side of the edge,
+/// it is still their sum.
+struct CircleTest {
+    [[gnu::always_inline]] CircleTest(const Vec2d& a, const Vec2d& b, const Vec2d& c,
+                                      const Vec2d& d)
+    {
+        const Vec2d ca = a - c;
+        const Vec2d cb = b - c;
+        const Vec2d da = a - d;
+        const Vec2d db = b - d;
+        sine = std::fabs(ca ^ cb) * Dot(da, db) + Dot(ca, cb) * std::fabs(db ^ da);
+        scale = Dot(ca, ca) * Dot(cb, cb) * Dot(da, da) * Dot(db, db);
+    }
+
+    /// False when the sum is too near to pi for plain products.
+    [[gnu::always_inline]] bool IsClear() const
+    {
+        constexpr double kSmallestSine = 1e-14;
+        return sine * sine > kSmallestSine * kSmallestSine * scale;
+    }
+
+    // Without the zero that sums over any number of axes begin with.
+    [[gnu::always_inline]] static double Dot(const Vec2d& a, const Vec2d& b)
+    {
+        return a.x() * b.x() + a.y() * b.y();
+    }
+
+    double sine;
+    double scale; ///< squared product of the legs' lengths
+};
+
+/// Sign of the sine of `CircleTest`, 0 when it is not clear.
+inline int SideOfCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d)
 {
-    constexpr double kSmallestSine = 1e-14;
-    const Vec2d ca = a - c;
-    const Vec2d cb = b - c;
-    const Vec2d da = a - d;
-    const Vec2d db = b - d;
-    const double sine = (ca ^ cb) * (da * db) + (ca * cb) * (db ^ da);
-    const double scale = (ca * ca) * (cb * cb) * (da * da) * (db * db);
-    if (!(sine * sine > kSmallestSine * kSmallestSine * scale)) {
+    const CircleTest test(a, b, c, d);
+    if (!test.IsClear()) {
         return 0;
     }
-    return sine > 0 ? 1 : -1;
+    return test.sine > 0 ? 1 : -1;
+}
+
+/// `Mesh::LocallyDelaunayEdge` of the edge a-b with the apexes `c` and `d`.
+inline bool IsLocallyDelaunay(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d,
+                              double tolerance)
+{
+    if (tolerance == 0) {
+        // The same question without roots and arc tangents, wherever the answer is clear.
+        const int side = SideOfCircle(a, b, c, d);
+        if (side != 0) {
+            return side > 0;
+        }
+    }
+    return Mesh::LocallyDelaunayEdge(Length(b - a), Length(a - c), Length(b - c), Length(d - b),
+                                     Length(a - d), tolerance);
 }
 
 /// Is the quad of the triangles a, b, c and b, a, d strictly convex at `a` and `b`? Strictly: by
@@ -82,6 +125,112 @@ inline double SquaredDistanceToSegment(const Vec2d& a, const Vec2d& b, const Vec
     const double squared = d * d;
     const double t = squared <= floor * floor ? 0.0 : ((p - a) * d) / squared;
     return SquaredLength(p - (a + std::clamp(t, 0.0, 1.0) * d));
+}
+
+// --- where a point goes -------------------------------------------------------------------------
+
+/// Distance at and below which there is none.
+struct Floor {
+    double length;
+    double squared;
+};
+
+template <class T>
+inline constexpr Floor kFloor{kLengthFloor<T>, kSquaredLengthFloor<T>};
+
+/// What a point is on, of a triangle; side k runs from corner k to the next.
+struct PlaceInTriangle {
+    enum class Kind { Nowhere, Corner, Side, Inside };
+    Kind kind = Kind::Nowhere;
+    int number = -1;
+};
+
+/// For a point known to be in or on the triangle: corner before side before inside; of the sides
+/// the first that is within `floor`.
+inline PlaceInTriangle Classify(const std::array<Vec2d, 3>& at, const Vec2d& p, const Floor& floor)
+{
+    using Kind = PlaceInTriangle::Kind;
+    // Farther from the lines of all sides than any of the distances below: clearly inside.
+    bool isClear = true;
+    for (std::size_t k = 0; k < 3; ++k) {
+        const Vec2d& a = at[k];
+        const Vec2d& b = at[(k + 1) % 3];
+        const double area = DoubleArea(p, a, b);
+        isClear = isClear && area * area > 4 * floor.squared * SquaredLength(b - a);
+    }
+    if (isClear) {
+        return {Kind::Inside, -1};
+    }
+    for (std::size_t k = 0; k < 3; ++k) {
+        if (Matches(p, at[k], floor.length)) {
+            return {Kind::Corner, static_cast<int>(k)};
+        }
+    }
+    for (std::size_t k = 0; k < 3; ++k) {
+        if (SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p, floor.length) <= floor.squared) {
+            return {Kind::Side, static_cast<int>(k)};
+        }
+    }
+    return {Kind::Inside, -1};
+}
+
+/// How a point inside a triangle is to be inserted: inside, on the nearest side if it is too near
+/// to one to leave a triangle there, or not at all.
+inline PlaceInTriangle InsertionPlace(const std::array<Vec2d, 3>& at, const Vec2d& p,
+                                      double minDoubleArea, const Floor& floor)
+{
+    using Kind = PlaceInTriangle::Kind;
+    constexpr double kOnSideDoubleArea = 1e-10; // at and below which it counts as on the side
+    constexpr double kPartsSlack = 1e-10;       // share of the area by which its parts may miss it
+    double whole = 0;
+    std::array<double, 3> parts;
+    const auto measure = [&](auto doubleArea) {
+        whole = doubleArea(at[0], at[1], at[2]);
+        for (std::size_t k = 0; k < 3; ++k) {
+            parts[k] = doubleArea(p, at[k], at[(k + 1) % 3]);
+        }
+    };
+    const auto isInside = [&] {
+        return std::all_of(parts.begin(), parts.end(),
+                           [](double part) { return part > kOnSideDoubleArea; });
+    };
+    const auto addUp = [&] {
+        return std::fabs(whole - (parts[0] + parts[1] + parts[2])) <=
+               std::fabs(whole * kPartsSlack);
+    };
+    measure(DoubleArea);
+    if (isInside() && !addUp()) {
+        measure(AccurateDoubleArea);
+    }
+    if (isInside()) {
+        return {2 * minDoubleArea > whole || !addUp() ? Kind::Nowhere : Kind::Inside, -1};
+    }
+    int nearest = -1;
+    double least = 0;
+    for (std::size_t k = 0; k < 3; ++k) {
+        const double squared = SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p, floor.length);
+        if (nearest < 0 || squared < least) {
+            nearest = static_cast<int>(k);
+            least = squared;
+        }
+    }
+    return {Kind::Side, nearest};
+}
+
+/// Is `p` strictly inside the quad of the triangles a, b, c and b, a, d, as its parts tell?
+inline bool FillsQuad(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d,
+                      const Vec2d& p)
+{
+    constexpr double kPartsSlack = 1e-11;
+    const auto fills = [&](auto doubleArea) {
+        const double whole = doubleArea(a, b, c) + doubleArea(b, a, d);
+        const std::array<double, 4> parts{doubleArea(p, b, c), doubleArea(p, c, a),
+                                          doubleArea(p, a, d), doubleArea(p, d, b)};
+        const double sum = parts[0] + parts[1] + parts[2] + parts[3];
+        return std::fabs(whole - sum) <= std::fabs(whole * kPartsSlack) &&
+               *std::min_element(parts.begin(), parts.end()) > 0;
+    };
+    return fills(DoubleArea) || fills(AccurateDoubleArea);
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge::Impl

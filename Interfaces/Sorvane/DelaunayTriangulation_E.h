@@ -12,10 +12,14 @@
 #include <Velk/Math/Tolerances_E.h>
 
 #include <array>
+#include <cstddef>
 #include <utility>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
+namespace Impl {
+class CornerTable;
+} // namespace Impl
 
 /// A record that is deleted forgets what it was marked with: its slot is used again.
 template <class T>
@@ -64,8 +68,7 @@ struct SORVANE_API DelaunayLocation {
 /// that. Products are calculated in `double` for both types. The result is the same in every run.
 /// All loops are bounded, whatever the input.
 ///
-/// Node has to be a `DelaunayNode`, Edge a `DelaunayEdge`, Facet a `DelaunayFacet`, or derive from
-/// one.
+/// The library has compiled the two forms named below; a host derives from them.
 template <class Node, class Edge, class Facet>
 class DelaunayMesher : public TriangleMesh<Node, Edge, Facet> {
 public:
@@ -87,7 +90,10 @@ public:
     /// Triangulates `points`, in their order. False as soon as a point can't be placed: it repeats
     /// another, lies in a sliver below the tolerances, or is not finite. What was built until then
     /// stays. Expected O(n log n) for n points that are spread somehow evenly at some scale; sorted
-    /// input costs no more.
+    /// input costs no more. Points in order along a bow towards others can take O(n^2) flips: mix
+    /// their order if it is free. A mesher of a derived type goes through the virtual edits and
+    /// keeps `FindEdge` up to date all along, which takes more time and gives the same mesh; only
+    /// half-edges may have other numbers.
     bool Triangulate();
 
     /// Makes the segment between two nodes an edge and marks it constrained. False, with nothing
@@ -107,8 +113,8 @@ public:
     bool IsNodeLocked(int node) const override;
     /// Constrained.
     bool IsEdgeLocked(int halfEdge) const override;
-    /// Called after each insertion of `Triangulate`; does nothing here. `FindEdge` knows the edges
-    /// again when `Triangulate` is done; until then rings and loops are the way to them.
+    /// Called after each insertion of `Triangulate`; does nothing here. The mesh is sound then, and
+    /// may be asked and edited.
     virtual void OnPointInserted(int pointIndex, int nodeIndex);
 
     // --- the steps, for derived meshers ---------------------------------------------------------
@@ -151,7 +157,11 @@ protected:
     static Vec2d ToDouble(const Point& p) { return Vec2d(p.x(), p.y()); }
 
     void MakeOuterTriangle();
-    bool InsertAll();
+    bool InsertFrom(std::size_t first, const std::vector<int>& near);
+    std::size_t InsertPlainPoints(const std::vector<int>& near);
+    void TakeOver(Impl::CornerTable& table);
+    void AddSide(int origin, int destination);
+    void StartFrom(int node);
     void EnterNodePairs();
     int PseudoRandomFace(int face) const;
 
@@ -164,12 +174,11 @@ protected:
     int InsertOnEdge(int halfEdge, const Point& point);
     int SplitEdgeAtPoint(int halfEdge, const Point& point);
     bool MustFlip(int halfEdge) const;
-    bool FlipWithoutPairs(int halfEdge);
-    bool SplitWithoutPairs(int face, int& newNode);
     void LinkTriangle(int face, int first, int second, int third);
     std::array<int, 4> QuadOf(int halfEdge) const;
     bool IsStrictlyFlippable(int halfEdge) const;
 
+    bool IsConstrained(int halfEdge) const;
     void SetConstrained(int halfEdge, bool constrained);
     bool FindChannel(int a, int b, Channel& channel) const;
     bool FindFirstCrossed(int a, int b, int& halfEdge) const;
@@ -185,10 +194,10 @@ protected:
     bool ClosePocketAt(int node, std::vector<int>& neighbors);
     void LegalizeEdges(std::vector<int>& halfEdges);
     std::vector<int> OuterRing() const;
+    int FirstInnerEdge(int node) const;
     void Detach(int face);
 
     std::vector<std::pair<int, int>> edgesToCheck_; // of `Legalize`: half-edge, face
-    bool pairsAreDeferred_ = false;                 // `FindEdge` is not to be asked
 };
 
 // clang-format off

@@ -132,6 +132,15 @@ public:
         return upward == nullptr ? kNone : *upward ^ pair.reversed;
     }
 
+    /// Fetches what a look-up of the pair would read first. Changes nothing; any numbers will do.
+    void Prefetch(int origin, int destination) const
+    {
+        const NodePair pair(origin, destination);
+        if (HasShelf(pair.high)) {
+            __builtin_prefetch(&shelves_[static_cast<std::size_t>(pair.high)]);
+        }
+    }
+
     /// Enters `halfEdge` for (origin, destination) and its twin for the reverse; what stood there
     /// before is forgotten.
     void Insert(int origin, int destination, int halfEdge)
@@ -201,12 +210,14 @@ public:
     /// Forgets everything and keeps the room.
     void Clear()
     {
-        for (Shelf& shelf : shelves_) {
-            shelf.count = 0;
-            shelf.elsewhere = 0;
+        if (edgeCount_ > 0) {
+            for (Shelf& shelf : shelves_) {
+                shelf.count = 0;
+                shelf.elsewhere = 0;
+            }
+            overflow_.Clear();
+            edgeCount_ = 0;
         }
-        overflow_.Clear();
-        edgeCount_ = 0;
     }
 
     void Swap(NodePairMap& other) noexcept

@@ -132,6 +132,14 @@ TYPED_TEST(DelaunaySmall, FieldsBeginAsTheyAreTold)
     EXPECT_EQ(mesher.minDoubleArea, kLengthFloor<TypeParam>);
     EXPECT_EQ(mesher.reservedTolerance, kLengthFloor<TypeParam>);
     EXPECT_EQ(mesher.hintFace, -1);
+
+    const auto place = [](const auto& field) { return static_cast<const void*>(&field); };
+    const std::vector<const void*> places{
+        place(mesher.hasOuterTriangle),  place(mesher.noConstraints),
+        place(mesher.flipTolerance),     place(mesher.minDoubleArea),
+        place(mesher.reservedTolerance), place(mesher.points),
+        place(mesher.hintFace)};
+    EXPECT_TRUE(std::is_sorted(places.begin(), places.end(), std::less<>()));
 }
 
 TYPED_TEST(DelaunaySmall, NoPoints)
@@ -227,6 +235,123 @@ TYPED_TEST(DelaunaySmall, LocatesNodesEdgesAndFaces)
     EXPECT_EQ(mesher.Locate({1, 1}).kind, Kind::Nowhere);
 }
 
+/// Distance of `p` to the segment between two points.
+double DistanceTo(const Vec2d& a, const Vec2d& b, const Vec2d& p)
+{
+    const Vec2d d = b - a;
+    return Length(p - a - std::clamp(((p - a) * d) / (d * d), 0.0, 1.0) * d);
+}
+
+/// What lies at `p`, by a look at every node, edge and face.
+std::set<std::pair<Kind, int>> AllAt(const Mesher<double>& mesher, const Vec2d& p)
+{
+    std::set<std::pair<Kind, int>> found;
+    for (int node = 0; node < mesher.NodeCount(); ++node) {
+        const Vec2d off = mesher.GetVertex(node) - p;
+        if (std::max(std::fabs(off.x()), std::fabs(off.y())) <= 1e-12) {
+            found.insert({Kind::Node, node});
+        }
+    }
+    if (!found.empty()) {
+        return found;
+    }
+    for (int edge = 0; edge < mesher.EdgeCount(); ++edge) {
+        const std::vector<int> ends = mesher.EdgeNodes(edge);
+        if (DistanceTo(mesher.GetVertex(ends[0]), mesher.GetVertex(ends[1]), p) <= 1e-12) {
+            found.insert({Kind::Edge, edge});
+        }
+    }
+    if (!found.empty()) {
+        return found;
+    }
+    for (int face = 0; face < mesher.FaceCount(); ++face) {
+        const std::vector<int> corners = mesher.FaceNodes(face);
+        bool isIn = true;
+        for (std::size_t k = 0; k < 3; ++k) {
+            const Vec2d a = mesher.GetVertex(corners[k]);
+            isIn = isIn && ((mesher.GetVertex(corners[(k + 1) % 3]) - a) ^ (p - a)) > 0;
+        }
+        if (isIn) {
+            found.insert({Kind::Face, face});
+        }
+    }
+    return found;
+}
+
+// Nodes within 1e-12 on either axis, edges within 1e-12, from wherever the walk begins. The slow
+// walk, where it arrives, finds the same; a point that misses by less than the diagonal of the
+// floor it may also count to what it comes from.
+TEST(DelaunayMesher, LocatesWhatALookAtAllRecordsFinds)
+{
+    struct Open : Mesher<double> {
+        using Mesher<double>::WalkByClosestPoints;
+    } mesher;
+    Random random(52);
+    for (int i = 0; i < 40; ++i) {
+        mesher.points.push_back(random.Vector<2, double>(0, 1));
+    }
+    ASSERT_TRUE(mesher.Triangulate());
+    ASSERT_TRUE(mesher.InsertEdge(3, 42));
+    ASSERT_TRUE(mesher.InsertEdge(10, 30));
+
+    Points queries;
+    for (int i = 0; i < 60; ++i) {
+        queries.push_back(random.Vector<2, double>(-1, 2));
+    }
+    for (int node = 3; node < mesher.NodeCount(); ++node) {
+        const Vec2d at = mesher.GetVertex(node);
+        for (const double off : {0.0, 0.97e-12, 1.03e-12, 3e-12}) {
+            queries.push_back(at + Vec2d(off, 0.97e-12));
+            queries.push_back(at - Vec2d(0.97e-12, off));
+        }
+    }
+    for (int edge = 0; edge < mesher.EdgeCount(); edge += 3) {
+        const std::vector<int> ends = mesher.EdgeNodes(edge);
+        const Vec2d a = mesher.GetVertex(ends[0]);
+        const Vec2d d = mesher.GetVertex(ends[1]) - a;
+        const Vec2d left = Vec2d(-d.y(), d.x()) / Length(d);
+        const bool isLong = Length(d) > 2; // its points lie in coarser steps
+        for (const double off : {0.0, 0.95e-12, 1.05e-12, 1e-9}) {
+            if (!isLong) {
+                queries.push_back(a + random.Between(0.1, 0.9) * d + off * left);
+            }
+        }
+    }
+    const auto nearMiss = [&](const Vec2d& p, const DelaunayLocation& found) {
+        const std::vector<int> corners = found.kind == Kind::Node   ? std::vector<int>{found.index}
+                                         : found.kind == Kind::Edge ? mesher.EdgeNodes(found.index)
+                                                                    : mesher.FaceNodes(found.index);
+        double distance = Length(mesher.GetVertex(corners[0]) - p);
+        for (std::size_t k = 0; k + 1 < corners.size() + (corners.size() == 3 ? 1 : 0); ++k) {
+            distance = std::min(distance,
+                                DistanceTo(mesher.GetVertex(corners[k]),
+                                           mesher.GetVertex(corners[(k + 1) % corners.size()]), p));
+        }
+        return distance < 1.5e-12;
+    };
+    int slow = 0;
+    for (const Vec2d& p : queries) {
+        auto all = AllAt(mesher, p);
+        if (all.empty()) {
+            all.insert({Kind::Nowhere, -1});
+        }
+        for (int start = 0; start < 6; ++start) {
+            mesher.hintFace = (start * 13 + 1) % mesher.FaceCount();
+            const DelaunayLocation found = mesher.Locate(p);
+            ASSERT_TRUE(all.count({found.kind, found.index}) == 1)
+                << p.x() << " " << p.y() << " kind " << static_cast<int>(found.kind);
+            const DelaunayLocation bySlowWalk = mesher.WalkByClosestPoints(p);
+            if (bySlowWalk.kind != Kind::Nowhere) {
+                ++slow;
+                EXPECT_TRUE(all.count({bySlowWalk.kind, bySlowWalk.index}) == 1 ||
+                            nearMiss(p, bySlowWalk))
+                    << p.x() << " " << p.y() << " kind " << static_cast<int>(bySlowWalk.kind);
+            }
+        }
+    }
+    EXPECT_GT(slow, 3 * static_cast<int>(queries.size()));
+}
+
 TYPED_TEST(DelaunaySmall, APointOnAnEdgeSplitsIt)
 {
     Mesher<TypeParam> mesher;
@@ -252,6 +377,91 @@ TEST(DelaunayMesher, APointTooNearToASideGoesOntoIt)
     EXPECT_EQ(::Test::CheckTopology(mesher), "");
     EXPECT_EQ(mesher.Valence(node), 4);
     EXPECT_LT(mesher.FindEdge(3, 4), 0);
+}
+
+// A constrained side is split when the point goes onto it, and stays when the face takes the point.
+TEST(DelaunayMesher, ADoubledAreaOfTenToTheMinusTenIsOnTheSide)
+{
+    for (const double height : {0.9e-10, 1.1e-10}) {
+        for (const double side : {1.0, -1.0}) {
+            Mesher<double> mesher;
+            mesher.points = {{0, 0}, {1, 0}, {0.5, 1}, {0.5, -1}};
+            ASSERT_TRUE(mesher.Triangulate());
+            ASSERT_TRUE(mesher.InsertEdge(3, 4));
+            const int node = mesher.InsertPoint({0.5, side * height});
+            ASSERT_EQ(node, 7);
+            EXPECT_EQ(mesher.FindEdge(3, 4) < 0, height < 1e-10) << height;
+            EXPECT_EQ(mesher.IsEdgeLocked(mesher.FindEdge(3, node)), height < 1e-10);
+            EXPECT_EQ(::Test::CheckTopology(mesher), "");
+        }
+    }
+}
+
+TEST(DelaunayMesher, OfSidesEquallyNearTheFirstTakesThePoint)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {1, 0}, {0, 1}, {-1, -2}, {-2, -1}};
+    ASSERT_TRUE(mesher.Triangulate());
+    ASSERT_TRUE(mesher.InsertEdge(3, 4));
+    ASSERT_TRUE(mesher.InsertEdge(3, 5));
+    const Vec2d p(std::ldexp(1.0, -36), std::ldexp(1.0, -36)); // distances without rounding
+    const DelaunayLocation face = mesher.Locate(p);
+    ASSERT_EQ(face.kind, Kind::Face);
+    const std::vector<int> corners = mesher.FaceNodes(face.index);
+    std::set<int> first; // of the two sides at the corner
+    for (std::size_t k = 0; k < 3 && first.empty(); ++k) {
+        if (corners[k] == 3 || corners[(k + 1) % 3] == 3) {
+            first = {corners[k], corners[(k + 1) % 3]};
+        }
+    }
+    const int taken = *first.rbegin();
+    const int kept = taken == 4 ? 5 : 4;
+    ASSERT_EQ(mesher.InsertPoint(p), 8);
+    EXPECT_LT(mesher.FindEdge(3, taken), 0);
+    EXPECT_GE(mesher.FindEdge(3, kept), 0);
+    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+}
+
+TEST(DelaunayMesher, FacesBelowTwiceTheLeastAreaTakeNoPoint)
+{
+    for (const double least : {0.49, 0.5, 0.51}) {
+        Mesher<double> mesher;
+        mesher.points = {{0, 0}, {1, 0}, {0, 1}};
+        ASSERT_TRUE(mesher.Triangulate());
+        mesher.minDoubleArea = least; // the doubled area is 1
+        const int count = mesher.NodeCount();
+        EXPECT_EQ(mesher.InsertPoint({0.25, 0.25}), least <= 0.5 ? 6 : -3);
+        EXPECT_EQ(mesher.NodeCount(), least <= 0.5 ? count + 1 : count);
+    }
+}
+
+TEST(DelaunayMesher, NewFacesTakeTheRegionOfTheOld)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {4, 0}, {4, 4}, {0, 4}};
+    ASSERT_TRUE(mesher.Triangulate());
+    for (const auto& [a, b] : {std::pair(3, 4), {4, 5}, {5, 6}, {6, 3}}) {
+        ASSERT_TRUE(mesher.InsertEdge(a, b));
+    }
+    ASSERT_TRUE(mesher.InsertEdge(3, 5));
+    mesher.noConstraints = false;
+    mesher.ClassifyRegions();
+    mesher.hintFace = mesher.EdgeRecord(mesher.FindEdge(3, 5))->face;
+    EXPECT_GE(mesher.InsertPoint({3, 1}), 0); // in a face
+    EXPECT_GE(mesher.InsertPoint({2, 0}), 0); // on a side between two regions
+    EXPECT_GE(mesher.InsertPoint({2, 2}), 0); // on a constraint between them
+    for (int face = 0; face < mesher.FaceCount(); ++face) {
+        double x = 0;
+        double y = 0;
+        for (const int corner : mesher.FaceNodes(face)) {
+            x += mesher.GetVertex(corner).x() / 3;
+            y += mesher.GetVertex(corner).y() / 3;
+        }
+        const bool isOutside = x < 0 || x > 4 || y < 0 || y > 4;
+        const int below = mesher.FaceRecord(face)->region;
+        EXPECT_EQ(isOutside, below == 2) << x << " " << y;
+        EXPECT_NE(below, 0);
+    }
 }
 
 TEST(DelaunayMesher, NeedlesThatReachFarOutTakePoints)
@@ -359,6 +569,121 @@ TEST(DelaunayMesher, TellsOfEachInsertedPoint)
     EXPECT_EQ(mesher.told, (std::vector<std::pair<int, int>>{{0, 3}, {1, 4}, {2, 5}}));
 }
 
+/// What the two meshes hold is the same, slot by slot; only half-edges may have other numbers.
+template <class T>
+void ExpectSameMesh(const Mesher<T>& mesh, const Mesher<T>& other)
+{
+    ASSERT_EQ(mesh.NodeCount(), other.NodeCount());
+    ASSERT_EQ(mesh.EdgeCount(), other.EdgeCount());
+    ASSERT_EQ(mesh.FaceCount(), other.FaceCount());
+    for (int node = 0; node < mesh.NodeCount(); ++node) {
+        ASSERT_EQ(mesh.NodeNodes(node), other.NodeNodes(node));
+        ASSERT_EQ(mesh.NodeFaces(node), other.NodeFaces(node));
+    }
+    for (int edge = 0; edge < mesh.EdgeCount(); ++edge) {
+        const std::vector<int> ends = mesh.EdgeNodes(edge);
+        const int same = other.FindEdge(ends[0], ends[1]);
+        ASSERT_EQ(mesh.FindEdge(ends[0], ends[1]), edge);
+        ASSERT_EQ(other.EdgeNodes(same), ends);
+        ASSERT_EQ(mesh.EdgeFaces(edge), other.EdgeFaces(same));
+    }
+    for (int face = 0; face < mesh.FaceCount(); ++face) {
+        ASSERT_EQ(mesh.FaceNodes(face), other.FaceNodes(face));
+    }
+}
+
+// The edits of a derived mesher go through the virtual operations, those of a plain one do not.
+TYPED_TEST(DelaunaySmall, ADerivedMesherBuildsTheSameMesh)
+{
+    using T = TypeParam;
+    struct Watching : Mesher<T> {
+        int flips = 0;
+        int splits = 0;
+        int sound = 0;
+        bool FlipEdge(int edge, bool force) override
+        {
+            ++flips;
+            return Mesher<T>::FlipEdge(edge, force);
+        }
+        bool SplitFace(int face, int& node, bool force) override
+        {
+            ++splits;
+            return Mesher<T>::SplitFace(face, node, force);
+        }
+        // `CheckTopology` compares the look-up with the records.
+        void OnPointInserted(int, int node) override
+        {
+            const std::vector<int> faces = this->NodeFaces(node);
+            const bool startsThere =
+                std::find(faces.begin(), faces.end(), this->hintFace) != faces.end();
+            sound += startsThere && ::Test::CheckTopology(*this).empty() ? 1 : 0;
+        }
+    };
+    Random random(15);
+    for (const bool onLattice : {false, true}) {
+        const auto points = Made<T>(150, [&](int) {
+            const Vec2d p = random.Vector<2, double>(0, 12);
+            return onLattice ? Vec2d(std::floor(p.x()), std::floor(p.y())) : p;
+        });
+        Mesher<T> plain;
+        Watching derived;
+        plain.points = derived.points = points;
+        ASSERT_TRUE(plain.Triangulate());
+        ASSERT_TRUE(derived.Triangulate());
+        EXPECT_EQ(derived.sound, static_cast<int>(points.size()));
+        EXPECT_GT(derived.flips, 50);
+        EXPECT_GT(derived.splits, 20);
+        EXPECT_EQ(plain.hintFace, derived.hintFace);
+        ExpectSameMesh<T>(plain, derived);
+    }
+}
+
+// Each point is joined to the one before while the points come in.
+TEST(DelaunayMesher, ItsHookMayInsertConstraints)
+{
+    struct Joining : Mesher<double> {
+        int joined = 0;
+        void OnPointInserted(int point, int node) override
+        {
+            if (point % 10 != 0) {
+                joined += InsertEdge(node - 1, node) && FindEdge(node - 1, node) >= 0 ? 1 : 0;
+            }
+        }
+    } mesher;
+    Random random(16);
+    // Chains of ten points, one above the other.
+    for (int i = 0; i < 300; ++i) {
+        mesher.points.push_back(
+            Vec2d(i % 10 + random.Between(-0.2, 0.2), 3.0 * (i / 10) + random.Between(-0.9, 0.9)));
+    }
+    ASSERT_TRUE(mesher.Triangulate());
+    EXPECT_EQ(mesher.joined, 270);
+    ASSERT_EQ(::Test::CheckTopology(mesher), "");
+    for (int i = 0; i < 300; ++i) {
+        if (i % 10 != 0) {
+            ASSERT_TRUE(mesher.IsEdgeLocked(mesher.FindEdge(i + 2, i + 3))) << i;
+        }
+    }
+    const Extracted<double> result = Extract(mesher);
+    EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
+    EXPECT_NEAR(::Test::SumOfAreas(result.points, result.indices), HullArea(mesher.points), 1e-9);
+}
+
+TEST(DelaunayMesher, AFailedSecondRunLeavesNothingOfTheFirst)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {4, 0}, {0, 4}};
+    ASSERT_TRUE(mesher.Triangulate());
+    mesher.points[1] = {std::numeric_limits<double>::infinity(), 0};
+    EXPECT_FALSE(mesher.Triangulate());
+    EXPECT_FALSE(mesher.hasOuterTriangle);
+    EXPECT_EQ(mesher.hintFace, -1);
+    EXPECT_TRUE(Extract(mesher).indices.empty());
+    mesher.points[1] = {2, 0};
+    EXPECT_TRUE(mesher.Triangulate());
+    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 4);
+}
+
 // --- predicates ---------------------------------------------------------------------------------
 
 TEST(DelaunayMesher, LocallyDelaunayByTheSumOfAngles)
@@ -382,6 +707,43 @@ TEST(DelaunayMesher, LocallyDelaunayByTheSumOfAngles)
     EXPECT_TRUE(mesher.IsLocallyDelaunay(outer, 0));
     EXPECT_FALSE(mesher.IsConvexQuad(outer));
     EXPECT_TRUE(mesher.IsLocallyDelaunay(-1, 0));
+    // Both corners on one side: 127 and 67 degrees, which is more than a half turn all the same.
+    mesher.NodeRecord(5)->position = {2, 1};
+    mesher.NodeRecord(6)->position = {2, 3};
+    EXPECT_FALSE(mesher.IsLocallyDelaunay(flat, 0));
+    mesher.NodeRecord(6)->position = {2, 6};
+    EXPECT_TRUE(mesher.IsLocallyDelaunay(flat, 0));
+}
+
+// Convex by more than a share of 1e-12 of the area.
+TEST(DelaunayMesher, AFlatCornerIsNotConvex)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {4, 0}, {2, 3}, {2, -3}};
+    ASSERT_TRUE(mesher.Triangulate());
+    const int flat = mesher.FindEdge(3, 4);
+    ASSERT_GE(flat, 0);
+    // The doubled areas are 8 in all, and 4 dx at the corner that comes near the line c-d.
+    mesher.NodeRecord(5)->position = {0, 2};
+    mesher.NodeRecord(6)->position = {0, -2};
+    for (const bool atStart : {true, false}) {
+        const auto corner = [&](double dx) {
+            mesher.NodeRecord(3)->position = atStart ? Vec2d(-dx, 0) : Vec2d(-2, 0);
+            mesher.NodeRecord(4)->position = atStart ? Vec2d(2, 0) : Vec2d(dx, 0);
+        };
+        for (const int half : {flat, flat ^ 1}) {
+            corner(1);
+            EXPECT_TRUE(mesher.IsConvexQuad(half));
+            corner(2.2e-12);
+            EXPECT_TRUE(mesher.IsConvexQuad(half));
+            corner(1.8e-12);
+            EXPECT_FALSE(mesher.IsConvexQuad(half));
+            corner(0);
+            EXPECT_FALSE(mesher.IsConvexQuad(half));
+            corner(-1);
+            EXPECT_FALSE(mesher.IsConvexQuad(half));
+        }
+    }
 }
 
 // --- constraints --------------------------------------------------------------------------------
@@ -430,6 +792,11 @@ TEST(DelaunayMesher, ALaterConstraintTakesTheOneItCrosses)
     EXPECT_LT(mesher.FindEdge(3, 5), 0);
     EXPECT_TRUE(mesher.IsEdgeLocked(mesher.FindEdge(4, 6)));
     EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    int marks = 0; // slots are used again, marks are not
+    for (int edge = 0; edge < mesher.EdgeCount(); ++edge) {
+        marks += mesher.EdgeRecord(edge)->constrained ? 1 : 0;
+    }
+    EXPECT_EQ(marks, 2);
 }
 
 TEST(DelaunayMesher, APointOnAConstraintCarriesItOn)
@@ -445,6 +812,178 @@ TEST(DelaunayMesher, APointOnAConstraintCarriesItOn)
     EXPECT_TRUE(mesher.IsEdgeLocked(mesher.FindEdge(node, 5)));
     EXPECT_FALSE(mesher.IsEdgeLocked(mesher.FindEdge(node, 4)));
     EXPECT_FALSE(mesher.IsEdgeLocked(mesher.FindEdge(node, 6)));
+}
+
+TEST(DelaunayMesher, WithoutConstraintsTheHullIsMarked)
+{
+    Mesher<double> mesher;
+    mesher.points = {{0, 0}, {4, 0}, {5, 5}, {0, 4}};
+    ASSERT_TRUE(mesher.Triangulate());
+    mesher.ClassifyRegions();
+    for (int edge = 0; edge < mesher.EdgeCount(); ++edge) {
+        const std::vector<int> ends = mesher.EdgeNodes(edge);
+        const bool isInner = std::min(ends[0], ends[1]) >= 3;
+        const bool isDiagonal = std::abs(ends[0] - ends[1]) == 2;
+        EXPECT_EQ(mesher.EdgeRecord(edge)->constrained, isInner && !isDiagonal);
+    }
+}
+
+TEST(DelaunayMesher, SlackOfTheCircleTestKeepsEdges)
+{
+    Random random(5);
+    Mesher<double> mesher;
+    mesher.flipTolerance = 2 * kPi<double>; // no two angles exceed that and pi
+    for (int i = 0; i < 40; ++i) {
+        mesher.points.push_back(random.Vector<2, double>(0, 1));
+    }
+    ASSERT_TRUE(mesher.Triangulate());
+    const Extracted<double> result = Extract(mesher);
+    EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
+    EXPECT_GT(DeepestInCircle(result.points, result.indices), 0.1);
+}
+
+// Marks are marks: what else a derived mesher locks is kept from flips, and no more.
+TEST(DelaunayMesher, LocksOfADerivedMesherKeepEdgesButAreNoConstraints)
+{
+    struct Locking : Mesher<double> {
+        bool IsEdgeLocked(int edge) const override
+        {
+            const std::vector<int> ends = EdgeNodes(edge);
+            return Mesher<double>::IsEdgeLocked(edge) ||
+                   (ends.size() == 2 && std::min(ends[0], ends[1]) == 4 &&
+                    std::max(ends[0], ends[1]) == 6);
+        }
+    } mesher;
+    // The second diagonal would be the Delaunay one.
+    mesher.points = {{0, 0}, {4, 0}, {5, 5}, {0, 4}};
+    Mesher<double> plain;
+    plain.points = {{0, 0}, {4, 0}, {5, 5}, {0, 4}, {0.5, 0.5}, {2, 2}};
+    mesher.points = plain.points;
+    ASSERT_TRUE(plain.Triangulate());
+    ASSERT_TRUE(mesher.Triangulate());
+    ASSERT_LT(plain.FindEdge(4, 6), 0);
+    // (2, 2) lies on the locked edge, which goes on without a mark.
+    EXPECT_LT(mesher.FindEdge(4, 6), 0);
+    EXPECT_GE(mesher.FindEdge(4, 8), 0);
+    EXPECT_GE(mesher.FindEdge(8, 6), 0);
+    for (int edge = 0; edge < mesher.EdgeCount(); ++edge) {
+        EXPECT_FALSE(mesher.EdgeRecord(edge)->constrained);
+    }
+    for (const auto& [a, b] : {std::pair(3, 4), {4, 5}, {5, 6}, {6, 3}}) {
+        ASSERT_TRUE(mesher.InsertEdge(a, b));
+    }
+    mesher.noConstraints = false;
+    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 20);
+}
+
+TEST(DelaunayMesher, LocksDoNotStopTheFlood)
+{
+    struct Locking : Mesher<double> {
+        bool IsEdgeLocked(int) const override { return true; }
+    } mesher;
+    mesher.points = {{0, 0}, {4, 0}, {4, 4}, {0, 4}, {2, 1}};
+    ASSERT_TRUE(mesher.Triangulate());
+    for (const auto& [a, b] : {std::pair(3, 4), {4, 5}, {5, 6}, {6, 3}}) {
+        ASSERT_TRUE(mesher.InsertEdge(a, b));
+    }
+    mesher.noConstraints = false;
+    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 16);
+}
+
+TEST(DelaunayMesher, TheBoundaryTestIsAskedWhereAQuadIsIncomplete)
+{
+    struct Open : Mesher<double> {
+        bool answer = true;
+        bool IsBoundaryEdge(int, bool) const override { return answer; }
+        using Mesher<double>::InsertOnEdge;
+    } mesher;
+    mesher.points = {{0, 0}, {4, 0}, {4, 5}, {0, 4}};
+    ASSERT_TRUE(mesher.Triangulate());
+    // Four points: the areas decide, whatever the answer.
+    EXPECT_EQ(mesher.InsertOnEdge(mesher.FindEdge(3, 4), {1, 40}), -3);
+    const int outer = mesher.FindEdge(0, 1);
+    ASSERT_GE(mesher.EdgeRecord(outer)->face, 0);
+    const Vec2d middle = 0.5 * (mesher.GetVertex(0) + mesher.GetVertex(1));
+    mesher.answer = false;
+    EXPECT_EQ(mesher.InsertOnEdge(outer, middle), -3);
+    mesher.answer = true;
+    EXPECT_EQ(mesher.InsertOnEdge(outer, middle), 7);
+}
+
+// Just below the floor and just above, by the first edge that is crossed and by a later one.
+TEST(DelaunayMesher, ANodeWithinTheFloorStopsAConstraint)
+{
+    for (const double off : {0.0, 0.9e-12, -0.9e-12, 1.1e-12, -1.1e-12}) {
+        for (const bool isLater : {false, true}) {
+            Mesher<double> mesher;
+            mesher.points = {{0, 0}, {8, 0}, {4, 4}, {4, -4}, {4, off}};
+            if (isLater) {
+                mesher.points.insert(mesher.points.end(), {{1, 1}, {1, -1}, {7, 1}, {7, -1}});
+            }
+            ASSERT_TRUE(mesher.Triangulate());
+            if (isLater) {
+                ASSERT_GE(mesher.FindEdge(8, 9), 0);
+            }
+            const bool isFree = std::fabs(off) > 1e-12;
+            EXPECT_EQ(mesher.InsertEdge(3, 4), isFree) << off;
+            EXPECT_EQ(mesher.FindEdge(3, 4) >= 0, isFree) << off;
+            EXPECT_TRUE(mesher.FreeEdges().empty());
+            EXPECT_EQ(::Test::CheckTopology(mesher), "");
+            const Extracted<double> result = Extract(mesher);
+            EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
+            EXPECT_NEAR(::Test::SumOfAreas(result.points, result.indices), 32, 1e-10);
+        }
+    }
+}
+
+// The hull's side runs through triangles of two outer corners, below (5, 0.001).
+TEST(DelaunayMesher, AConstraintMayRunThroughOuterTriangles)
+{
+    Mesher<double> mesher;
+    mesher.points = {{5, 0.001}, {0, 0}, {10, 0}, {5, 10}};
+    ASSERT_TRUE(mesher.Triangulate());
+    ASSERT_LT(mesher.FindEdge(4, 5), 0);
+    ASSERT_TRUE(mesher.InsertEdge(4, 5));
+    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    for (int outer = 0; outer < 3; ++outer) {
+        EXPECT_GE(mesher.FindEdge(outer, (outer + 1) % 3), 0);
+    }
+    int faces = 0;
+    for (int face = 0; face < mesher.FaceCount(); ++face) {
+        faces += mesher.FaceNodes(face).size() == 3 ? 1 : 0;
+    }
+    EXPECT_EQ(faces, 9); // twice the nodes less five
+    ASSERT_TRUE(mesher.InsertEdge(5, 6));
+    ASSERT_TRUE(mesher.InsertEdge(6, 4));
+    mesher.noConstraints = false;
+    EXPECT_NEAR(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 50, 1e-12);
+}
+
+// Of the edges opposite the two ends none is left that is to be flipped.
+TEST(DelaunayMesher, BothEndsOfAConstraintAreLegal)
+{
+    Random random(91);
+    for (int round = 0; round < 200; ++round) {
+        Mesher<double> mesher;
+        for (int i = 0; i < 60; ++i) {
+            mesher.points.push_back(random.Vector<2, double>(0, 1));
+        }
+        ASSERT_TRUE(mesher.Triangulate());
+        const int a = 3 + random.Below(30);
+        const int b = 33 + random.Below(30);
+        ASSERT_TRUE(mesher.InsertEdge(a, b));
+        EXPECT_NE(mesher.Locate({0.5, 0.5}).kind, Kind::Nowhere); // there is a face to begin at
+        for (const int node : {a, b}) {
+            for (const int leaving : mesher.NodeEdges(node)) {
+                const int opposite = mesher.EdgeRecord(leaving)->next;
+                const auto quad = mesher.Diamond(opposite);
+                const bool isInner = *std::min_element(quad.begin(), quad.end()) >= 3;
+                EXPECT_TRUE(!isInner || mesher.IsEdgeLocked(opposite) ||
+                            !mesher.IsConvexQuad(opposite) || mesher.IsLocallyDelaunay(opposite, 0))
+                    << round << (node == a ? " start" : " end");
+            }
+        }
+    }
 }
 
 // Segments between random nodes, long ones through hundreds of triangles: each becomes an edge, and
