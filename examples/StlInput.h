@@ -1,9 +1,12 @@
 // Reading an STL of either kind, for the example programs.
 #pragma once
 
+#include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
+#include <Velk/Math/Vector_E.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <vector>
@@ -28,4 +31,17 @@ inline bool ReadStl(std::vector<Velk::Math::Vec3d>& points, std::vector<int>& in
     using namespace Velk::Math::Sorvane::MeshUtils;
     return isBinary ? ReadFromBinarySTL(points, indices, path)
                     : ReadFromASCIISTL(points, indices, path);
+}
+
+/// An STL of either kind as a welded mesh: corners within `tolerance` on every axis are one point.
+/// False, and said so, when it can't be read or holds no triangle.
+inline bool ReadWeldedStl(Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>& part,
+                          const std::filesystem::path& path, double tolerance)
+{
+    if (!ReadStl(part.points, part.indices, path, LooksBinary(path)) || part.points.empty()) {
+        std::fprintf(stderr, "%s: not a readable STL file\n", path.string().c_str());
+        return false;
+    }
+    part.indices = Velk::Math::Vector::FilterForUniquenessAndIndex(part.points, tolerance);
+    return true;
 }

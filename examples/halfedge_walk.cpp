@@ -203,12 +203,9 @@ int main(int argc, char** argv)
         return 2;
     }
     IndexedPart part;
-    if (!ReadStl(part.points, part.indices, argv[1], LooksBinary(argv[1]))) {
-        std::fprintf(stderr, "%s: not a readable STL file\n", argv[1]);
+    if (!ReadWeldedStl(part, argv[1], argc > 2 ? std::atof(argv[2]) : 0.0)) {
         return 1;
     }
-    part.indices =
-        Vector::FilterForUniquenessAndIndex(part.points, argc > 2 ? std::atof(argv[2]) : 0.0);
 
     const std::size_t boundary = Mesh::BoundaryEdges(part).size();
     const std::vector<std::vector<int>> components = TrianglesOfPieces(part);

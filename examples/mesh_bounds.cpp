@@ -165,12 +165,9 @@ int main(int argc, char** argv)
         return 2;
     }
     Part part;
-    if (!ReadStl(part.points, part.indices, options.input, LooksBinary(options.input)) ||
-        part.points.empty()) {
-        std::fprintf(stderr, "%s: not a readable STL file\n", options.input.string().c_str());
+    if (!ReadWeldedStl(part, options.input, 0.0)) {
         return 1;
     }
-    part.indices = Vector::FilterForUniquenessAndIndex(part.points, 0.0);
     const auto box = Bounding::BoxOfPoints(part.points);
     const Vec3d extent = box.max - box.min;
     std::printf("part: %zu triangles, volume %.6g, area %.6g\n", part.indices.size() / 3,

@@ -108,11 +108,9 @@ int main(int argc, char** argv)
         return 2;
     }
     Part part;
-    if (!ReadStl(part.points, part.indices, argv[1], LooksBinary(argv[1]))) {
-        std::fprintf(stderr, "%s: not a readable STL file\n", argv[1]);
+    if (!ReadWeldedStl(part, argv[1], 0.0)) {
         return 1;
     }
-    part.indices = Vector::FilterForUniquenessAndIndex(part.points, 0.0);
     const double levelDistance = argc > 3 ? std::atof(argv[3]) : 5.0;
     if (!(levelDistance > 0)) {
         std::fprintf(stderr, "the level distance must be greater than 0\n");

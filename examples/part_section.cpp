@@ -119,11 +119,9 @@ int main(int argc, char** argv)
         return 2;
     }
     Part part;
-    if (!ReadStl(part.points, part.indices, argv[1], LooksBinary(argv[1]))) {
-        std::fprintf(stderr, "%s: not a readable STL file\n", argv[1]);
+    if (!ReadWeldedStl(part, argv[1], 0.0)) {
         return 1;
     }
-    part.indices = Vector::FilterForUniquenessAndIndex(part.points, 0.0);
 
     if (isShare) {
         const auto box = Bounding::BoxOfPoints(part.points);
