@@ -1,7 +1,7 @@
 // Throwing away points deep inside; see the header.
 //
 // 1. Take one point of every 32 and make their hull.
-// 2. In a frame in which the hull is about as wide as long and high, measure from a centre inside
+// 2. In a frame in which the hull is about as wide as long and high, measure from a center inside
 // it
 //    how far it reaches in the directions of a grid on each face of the surrounding cube. Along a
 //    grid cell, one over the reach in units of the cube is a convex function (the largest of linear
@@ -67,7 +67,7 @@ std::array<VecBase<3, double>, 3> FrameAlong(const std::vector<VecBase<3, double
     return frame;
 }
 
-/// How far a hull reaches from a centre inside it, from below, for every direction.
+/// How far a hull reaches from a center inside it, from below, for every direction.
 class ReachTable {
 public:
     /// `cells`: grid cells along an edge of the cube of directions. `margin`: what lies inside by
@@ -125,7 +125,7 @@ private:
     VecBase<3, double> halfWidth_[3]; // the cube's axes in the hull's coordinates
     VecBase<3, double> toCube_[3];    // their inverse, for the caller's
     int cells_;
-    double shrink_ = 0;             // of the whole hull about the centre
+    double shrink_ = 0;             // of the whole hull about the center
     double innerRadiusSquared_ = 0; // of the shrunk hull, in the caller's coordinates
     double farthestReach_ = 0;
     std::vector<double> cornerReach_; // of the cube face in hand
@@ -139,7 +139,7 @@ ReachTable::ReachTable(const QHullMesh& hull, int cells, double margin) : cells_
     for (const int node : corners) {
         sum += hull.points[node];
     }
-    // Any centre will do; the two must be one point, up to the rounding that the safety covers.
+    // Any center will do; the two must be one point, up to the rounding that the safety covers.
     center_ = sum / static_cast<double>(corners.size()) / hull.Scale() + hull.Center();
     workCenter_ = (center_ - hull.Center()) * hull.Scale();
 
@@ -151,7 +151,7 @@ ReachTable::ReachTable(const QHullMesh& hull, int cells, double margin) : cells_
             outer = std::max(outer, Length(hull.points[face.node[0]] - workCenter_));
         }
     }
-    // A hull shrunk about the centre by the factor s keeps (1 - s) times the inner radius between
+    // A hull shrunk about the center by the factor s keeps (1 - s) times the inner radius between
     // it and the hull. In a very flat one rounding would count.
     if (inner > kSafety * outer) {
         shrink_ = 1 - kSafety - margin * hull.Scale() / inner;
@@ -236,7 +236,7 @@ void ReachTable::FillFace(const QHullMesh& hull, int cubeFace, int& hullFace)
     }
 }
 
-/// Walks from `hullFace` to the face that the ray from the centre leaves through. Such walks end on
+/// Walks from `hullFace` to the face that the ray from the center leaves through. Such walks end on
 /// the faces of a convex solid seen from inside; should rounding turn one in circles, the hull
 /// counts as not reaching anywhere in that direction.
 double ReachTable::ReachAlong(const QHullMesh& hull, const VecBase<3, double>& direction,
@@ -278,7 +278,7 @@ double ReachTable::LeastReach(const QHullMesh& hull, const QHullFace& face,
     return least;
 }
 
-/// From the centre to the face, from below: to its plane, or for a sliver to its longest side, less
+/// From the center to the face, from below: to its plane, or for a sliver to its longest side, less
 /// the sliver's width.
 double ReachTable::LeastDistance(const QHullMesh& hull, const QHullFace& face) const
 {

@@ -1,6 +1,6 @@
 // The hull P of a sample lies inside the hull of all points. Its area is covered with boxes, one
 // for each of many equal stretches of x, so that one look-up tells whether a point lies in a box;
-// the boxes keep a margin m from the border of P. Points in a box are thrown away.
+// the boxes keep a margin m from the boundary of P. Points in a box are thrown away.
 //
 // Why the hull of the rest is that of all points, in every bit, although the uniqueness filter and
 // the chain both decide in floating point:
@@ -78,10 +78,10 @@ public:
         back.push_back(polygon.front());
         std::reverse(back.begin(), back.end());
         Heights(back, upper);
-        // The lower border is convex and the upper one concave, so that each box lies inside when
-        // its corners do. A box is made to lie inside with its neighbours on both sides, which
-        // keeps it one width from the border in x; the first and the last one have only one
-        // neighbour.
+        // The lower boundary is convex and the upper one concave, so that each box lies inside when
+        // its corners do. A box is made to lie inside with its neighbors on both sides, which
+        // keeps it one width from the boundary in x; the first and the last one have only one
+        // neighbor.
         for (std::size_t i = 1; i + 1 < kCount; ++i) {
             boxes_[i] = {std::max(lower[i - 1], lower[i + 2]) + height,
                          std::min(upper[i - 1], upper[i + 2]) - height};
@@ -98,7 +98,7 @@ public:
         return point[1] > box.low && point[1] < box.high;
     }
 
-    /// Least distance of a point in a box from the polygon's border, about; 0 when there are no
+    /// Least distance of a point in a box from the polygon's boundary, about; 0 when there are no
     /// boxes.
     T Margin() const { return margin_; }
 
@@ -110,17 +110,17 @@ private:
         T high = 0;
     };
 
-    /// Height of a border, given from left to right, at both ends of every box.
-    void Heights(const Points<T>& border, std::array<T, kCount + 1>& heights) const
+    /// Height of a boundary, given from left to right, at both ends of every box.
+    void Heights(const Points<T>& boundary, std::array<T, kCount + 1>& heights) const
     {
         std::size_t next = 1;
         for (std::size_t i = 0; i <= kCount; ++i) {
             const T x = left_ + static_cast<T>(i) * width_;
-            while (next + 1 < border.size() && border[next][0] < x) {
+            while (next + 1 < boundary.size() && boundary[next][0] < x) {
                 ++next;
             }
-            const VecBase<2, T>& a = border[next - 1];
-            const VecBase<2, T>& b = border[next];
+            const VecBase<2, T>& a = boundary[next - 1];
+            const VecBase<2, T>& b = boundary[next];
             const T run = b[0] - a[0];
             const T part = run > 0 ? std::clamp((x - a[0]) / run, T{0}, T{1}) : T{0};
             heights[i] = a[1] + part * (b[1] - a[1]);

@@ -14,7 +14,7 @@ inline constexpr std::size_t kWorthThinning = 2048;
 /// The points without most of those well inside their convex hull, in their order; nothing when
 /// there are too few points or the hull of what is left might differ, in any bit, from that of all
 /// points.
-/// The points may or may not go through the uniqueness filter afterwards. O(n).
+/// The points may or may not go through the uniqueness filter afterward. O(n).
 template <class T>
 std::optional<std::vector<VecBase<2, T>>>
 WithoutInnerPoints(const std::vector<VecBase<2, T>>& points);

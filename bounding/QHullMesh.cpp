@@ -71,7 +71,7 @@ void QHullMesh::ScaleToWorkCube()
         }
     }
     // Halves, because the extent itself may overflow. An axis is moved only where that is exact:
-    // all coordinates lie between half the centre's and twice it (P. H. Sterbenz, 1974).
+    // all coordinates lie between half the center's and twice it (P. H. Sterbenz, 1974).
     double largest = 0;
     for (int k = 0; k < 3; ++k) {
         const double middle = low[k] * 0.5 + high[k] * 0.5;

@@ -1,4 +1,4 @@
-// The growing hull in space: triangles with their neighbours, each with the points outside it.
+// The growing hull in space: triangles with their neighbors, each with the points outside it.
 //
 // Quickhull (C. B. Barber, D. P. Dobkin, H. Huhdanpaa, "The Quickhull Algorithm for Convex Hulls",
 // 1996) whose shape never depends on rounding: which faces a new node sees is decided exactly
@@ -68,7 +68,7 @@ private:
         int from; // the new face runs from -> to -> new node
         int to;
         int outer; // the face that stays
-        int slot;  // which neighbour of `outer` the new face becomes
+        int slot;  // which neighbor of `outer` the new face becomes
     };
 
     void ScaleToWorkCube();

@@ -62,7 +62,7 @@ public:
         if (AreInOnePlace()) {
             return {}; // what the solve would come to, after O(n^3) steps
         }
-        capRadius_ = LargestDistanceFromBoxCentre();
+        capRadius_ = LargestDistanceFromBoxCenter();
         insideTolerance_ = std::max(tolerance_, InsideRounding());
         prefix_.resize(count);
         Ball<D> ball;
@@ -98,20 +98,20 @@ private:
         return (areTwoValues || extended <= 1) && Vector::Matches(box.min, box.max, tolerance_);
     }
 
-    double LargestDistanceFromBoxCentre() const
+    double LargestDistanceFromBoxCenter() const
     {
         const AxisAlignedBoundingBox<D, double> box = BoxOfPoints(points_);
-        const VecBase<D, double> centre = box.min + (box.max - box.min) * 0.5;
+        const VecBase<D, double> center = box.min + (box.max - box.min) * 0.5;
         double largest = 0.0;
         for (const VecBase<D, double>& point : points_) {
-            largest = std::max(largest, Vector::Length(point - centre));
+            largest = std::max(largest, Vector::Length(point - center));
         }
         return largest;
     }
 
-    /// What rounding does to the distance from a computed centre. Points beyond the ball by less
+    /// What rounding does to the distance from a computed center. Points beyond the ball by less
     /// than this must not count as outside, or solves through nearly coincident points on the
-    /// ball's border go anywhere: many points on one sphere, such as those of a lattice, are full
+    /// ball's boundary go anywhere: many points on one sphere, such as those of a lattice, are full
     /// of them.
     double InsideRounding() const
     {
@@ -125,7 +125,7 @@ private:
     }
 
     /// Stops where rounding has led a solve astray: no smallest ball is larger than the one about
-    /// the centre of the box.
+    /// the center of the box.
     Ball<D> BallOfShuffled(bool& astray)
     {
         Ball<D> ball = BallOfTwo(points_[0], points_[1]);
@@ -242,7 +242,7 @@ bool Circumsphere(const VecBase<3, double>& a, const VecBase<3, double>& b,
                   const VecBase<3, double>& c, const VecBase<3, double>& d,
                   BoundingBall<3, double>& sphere)
 {
-    // The centre's offset x from d is as far from the others: u * x = |u|^2 / 2 for each edge u at
+    // The center's offset x from d is as far from the others: u * x = |u|^2 / 2 for each edge u at
     // d.
     const VecBase<3, double> u = a - d;
     const VecBase<3, double> v = b - d;

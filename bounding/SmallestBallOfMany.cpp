@@ -1,9 +1,9 @@
 // The smallest ball of a large input without solving for all of it.
 //
-// The ball of a few chosen points is solved, the point of the input farthest from its centre joins
+// The ball of a few chosen points is solved, the point of the input farthest from its center joins
 // them, and so on until nothing lies outside: then it is the smallest ball of all. Two bounds
 // shrink what has to be looked at. Let (c, r) be the smallest ball of the chosen points and R the
-// radius of any ball around the whole input. The centre of the smallest ball of all lies within
+// radius of any ball around the whole input. The center of the smallest ball of all lies within
 // sqrt(R^2 - r^2) of c (on its far side of c some chosen point is at least as far from it as
 // Pythagoras has it, and no point is farther than R), so that points within r - sqrt(R^2 - r^2) of
 // c lie inside the ball of all and can be forgotten. Whether that went well is checked at the end,
@@ -23,11 +23,11 @@ namespace Velk::Math::Sorvane::Bounding::Impl {
 namespace {
 
 template <int D, class T>
-double SquaredDistance(const VecBase<D, T>& point, const VecBase<D, double>& centre)
+double SquaredDistance(const VecBase<D, T>& point, const VecBase<D, double>& center)
 {
     double sum = 0.0;
     for (int i = 0; i < D; ++i) {
-        const double difference = static_cast<double>(point[i]) - centre[i];
+        const double difference = static_cast<double>(point[i]) - center[i];
         sum += difference * difference;
     }
     return sum;
@@ -40,7 +40,7 @@ struct Farthest {
 
 template <int D, class T>
 Farthest FarthestPoint(const VecBase<D, T>* points, std::size_t count,
-                       const VecBase<D, double>& centre)
+                       const VecBase<D, double>& center)
 {
     // Maxima of blocks, in four strands so that one comparison need not wait for the other; the
     // point itself is looked up only in the few blocks that have a new maximum.
@@ -54,14 +54,14 @@ Farthest FarthestPoint(const VecBase<D, T>* points, std::size_t count,
         std::size_t i = begin;
         for (; i + kStrands <= end; i += kStrands) {
             for (std::size_t strand = 0; strand < kStrands; ++strand) {
-                const double squared = SquaredDistance(points[i + strand], centre);
+                const double squared = SquaredDistance(points[i + strand], center);
                 largest[strand] = squared > largest[strand] ? squared : largest[strand];
             }
         }
         const bool isNew =
             *std::max_element(largest.begin(), largest.end()) > farthest.squaredDistance;
         for (i = isNew ? begin : i; i < end; ++i) {
-            const double squared = SquaredDistance(points[i], centre);
+            const double squared = SquaredDistance(points[i], center);
             if (squared > farthest.squaredDistance) {
                 farthest = {i, squared};
             }
@@ -155,7 +155,7 @@ private:
         return false;
     }
 
-    /// Radius about the present centre within which no point can matter any more; the solver's own
+    /// Radius about the present center within which no point can matter any more; the solver's own
     /// tolerance and rounding are taken off the lower bound. Negative when there is no such radius.
     double ForgottenRadius() const
     {

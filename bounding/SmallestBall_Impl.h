@@ -25,7 +25,7 @@ bool Circumsphere(const VecBase<3, double>& a, const VecBase<3, double>& b,
 /// Smallest ball around all the points given, none left out beforehand.
 ///
 /// Solved in `double`, rounded to T, and then, unless there are fewer than three points, grown
-/// about its centre until it holds every point. Quick in practice, but its restarts may cost O(n^2)
+/// about its center until it holds every point. Quick in practice, but its restarts may cost O(n^2)
 /// on inputs of many points that lie on one sphere up to rounding. `tolerance` is the one within
 /// which points coincide or count as inside.
 template <int D, class T>

@@ -21,11 +21,11 @@ constexpr double kPictureWidth = 900;
 constexpr double kMargin = 40;
 constexpr double kLegendHeight = 150;
 
-constexpr const char* kTurnedColour = "#f28e1c";
-constexpr const char* kFoldedColour = "#8e44ad";
-constexpr const char* kSliverColour = "#e6007e";
-constexpr const char* kBorderColour = "#0057d9";
-constexpr const char* kCrowdedColour = "#d60000";
+constexpr const char* kTurnedColor = "#f28e1c";
+constexpr const char* kFoldedColor = "#8e44ad";
+constexpr const char* kSliverColor = "#e6007e";
+constexpr const char* kBoundaryColor = "#0057d9";
+constexpr const char* kCrowdedColor = "#d60000";
 
 bool IsFinite(const Vec3d& p)
 {
@@ -102,9 +102,9 @@ public:
         }
     }
 
-    void Edges(const std::vector<Findings::Edge>& edges, const char* colour)
+    void Edges(const std::vector<Findings::Edge>& edges, const char* color)
     {
-        out_ << "<g stroke=\"" << colour << "\" stroke-width=\"3.5\" stroke-linecap=\"round\">\n";
+        out_ << "<g stroke=\"" << color << "\" stroke-width=\"3.5\" stroke-linecap=\"round\">\n";
         for (const auto& [a, b] : edges) {
             if (IsFinite(findings_.Point(a)) && IsFinite(findings_.Point(b))) {
                 out_ << "<path d=\"M" << view_.At(findings_.Point(a)) << 'L'
@@ -114,7 +114,7 @@ public:
         out_ << "</g>\n";
     }
 
-    /// The part in grey: triangles seen from behind first and darker, and far ones before near
+    /// The part in gray: triangles seen from behind first and darker, and far ones before near
     /// ones.
     void Part()
     {
@@ -138,31 +138,31 @@ public:
         });
         out_ << "<g stroke=\"#8a8f98\" stroke-width=\"0.4\" stroke-linejoin=\"round\">\n";
         for (const Face& face : faces) {
-            const int grey = face.facing > 0 ? 170 + static_cast<int>(75 * face.facing) : 130;
+            const int gray = face.facing > 0 ? 170 + static_cast<int>(75 * face.facing) : 130;
             char style[48];
-            std::snprintf(style, sizeof style, "fill=\"#%02x%02x%02x\"", grey, grey,
-                          std::min(grey + 6, 255));
+            std::snprintf(style, sizeof style, "fill=\"#%02x%02x%02x\"", gray, gray,
+                          std::min(gray + 6, 255));
             Triangle(face.triangle, style);
         }
         out_ << "</g>\n";
     }
 
-    void Triangles(const std::vector<int>& triangles, const char* colour, double strokeWidth)
+    void Triangles(const std::vector<int>& triangles, const char* color, double strokeWidth)
     {
         char style[128];
         std::snprintf(style, sizeof style,
                       "fill=\"%s\" fill-opacity=\"0.45\" stroke=\"%s\" stroke-width=\"%.1f\"",
-                      colour, colour, strokeWidth);
+                      color, color, strokeWidth);
         for (const int t : triangles) {
             Triangle(t, style);
         }
     }
 
-    void LegendLine(int line, const char* colour, std::size_t count, const char* words)
+    void LegendLine(int line, const char* color, std::size_t count, const char* words)
     {
         const double y = view_.Height() + 24 * line;
         out_ << "<rect x=\"" << kMargin << "\" y=\"" << y - 12
-             << "\" width=\"22\" height=\"14\" fill=\"" << colour << "\"/><text x=\""
+             << "\" width=\"22\" height=\"14\" fill=\"" << color << "\"/><text x=\""
              << kMargin + 34 << "\" y=\"" << y << "\">" << words << ": " << count << "</text>\n";
     }
 
@@ -256,18 +256,18 @@ bool WriteSvg(const Findings& findings, const std::string& title, const std::fil
         << height << "\" font-family=\"sans-serif\" font-size=\"16\">\n<title>" << Escaped(title)
         << "</title>\n<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
     drawing.Part();
-    drawing.Triangles(findings.turned, kTurnedColour, 1.2);
-    drawing.Triangles(findings.folded, kFoldedColour, 1.2);
-    drawing.Triangles(findings.slivers, kSliverColour, 3);
-    drawing.Edges(findings.borderEdges, kBorderColour);
-    drawing.Edges(findings.crowdedEdges, kCrowdedColour);
-    drawing.LegendLine(0, kBorderColour, findings.borderEdges.size(), "open edges");
-    drawing.LegendLine(1, kCrowdedColour, findings.crowdedEdges.size(),
+    drawing.Triangles(findings.turned, kTurnedColor, 1.2);
+    drawing.Triangles(findings.folded, kFoldedColor, 1.2);
+    drawing.Triangles(findings.slivers, kSliverColor, 3);
+    drawing.Edges(findings.boundaryEdges, kBoundaryColor);
+    drawing.Edges(findings.crowdedEdges, kCrowdedColor);
+    drawing.LegendLine(0, kBoundaryColor, findings.boundaryEdges.size(), "open edges");
+    drawing.LegendLine(1, kCrowdedColor, findings.crowdedEdges.size(),
                        "edges shared by three or more triangles");
-    drawing.LegendLine(2, kTurnedColour, findings.turned.size(),
-                       "triangles wound against a neighbour");
-    drawing.LegendLine(3, kSliverColour, findings.slivers.size(), "slivers");
-    drawing.LegendLine(4, kFoldedColour, findings.folded.size(), "folded triangles");
+    drawing.LegendLine(2, kTurnedColor, findings.turned.size(),
+                       "triangles wound against a neighbor");
+    drawing.LegendLine(3, kSliverColor, findings.slivers.size(), "slivers");
+    drawing.LegendLine(4, kFoldedColor, findings.folded.size(), "folded triangles");
     out << "</svg>\n";
     return out.flush().good();
 }
@@ -284,7 +284,7 @@ bool WriteFaultStl(const Findings& findings, const std::filesystem::path& path)
                        findings.Point(corner[2]));
         }
     }
-    for (const auto* list : {&findings.borderEdges, &findings.crowdedEdges}) {
+    for (const auto* list : {&findings.boundaryEdges, &findings.crowdedEdges}) {
         for (const auto& [a, b] : *list) {
             faults.AddRod(findings.Point(a), findings.Point(b), radius);
         }

@@ -17,7 +17,7 @@ struct Findings {
     std::vector<int> turned;
     std::vector<int> folded;
     std::vector<int> slivers;
-    std::vector<Edge> borderEdges;
+    std::vector<Edge> boundaryEdges;
     std::vector<Edge> crowdedEdges;
 
     const Velk::Math::Vec3d& Point(int number) const
@@ -33,7 +33,7 @@ struct Findings {
     std::array<Velk::Math::Vec3d, 2> Box() const;
 };
 
-/// The part seen from the front right and above, with its faults in colours on top. False when the
+/// The part seen from the front right and above, with its faults in colors on top. False when the
 /// file can't be written.
 bool WriteSvg(const Findings& findings, const std::string& title,
               const std::filesystem::path& path);

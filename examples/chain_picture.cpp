@@ -1,5 +1,5 @@
 // Draws a chain of segments and arcs as SVG: the chain itself, a polyline that stays within a
-// tolerance of it, and a grid of points, each joined to its nearest point on the chain and coloured
+// tolerance of it, and a grid of points, each joined to its nearest point on the chain and colored
 // by the side it lies on.
 //
 //   chain_picture [chain.txt [tolerance]] > picture.svg

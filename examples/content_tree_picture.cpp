@@ -2,7 +2,7 @@
 //
 //   content_tree_picture picture.svg
 //
-// Each box has the colour of the level where it sits; the loose cell of one node is dashed.
+// Each box has the color of the level where it sits; the loose cell of one node is dashed.
 
 #include "TextOutput.h"
 
@@ -42,7 +42,7 @@ private:
     std::uint64_t state_ = 1;
 };
 
-// Boxes that crowd towards one corner, most of them small.
+// Boxes that crowd toward one corner, most of them small.
 std::vector<Content> MakeBoxes()
 {
     std::vector<Content> boxes(kBoxCount);

@@ -87,12 +87,12 @@ struct Plane {
     Vec3d At(const Vec2d& p) const { return origin + p[0] * u + p[1] * v; }
 };
 
-std::vector<Vec3d> Circle(const Plane& plane, const Vec2d& centre, double radius)
+std::vector<Vec3d> Circle(const Plane& plane, const Vec2d& center, double radius)
 {
     std::vector<Vec3d> circle;
     circle.reserve(kCircleFacets);
     for (int step = 0; step < kCircleFacets; ++step) {
-        circle.push_back(plane.At(centre + radius * Vec2d(Cosine(step), Sine(step))));
+        circle.push_back(plane.At(center + radius * Vec2d(Cosine(step), Sine(step))));
     }
     return circle;
 }
@@ -127,14 +127,14 @@ void AddWall(Mesh& mesh, const std::vector<Vec3d>& first, const std::vector<Vec3
 std::vector<Vec2d> Profile()
 {
     std::vector<Vec2d> profile = {{0, 0}, {kLegLength, 0}, {kLegLength, kThickness}};
-    constexpr double kCentre = kThickness + kFilletRadius;
+    constexpr double kCenter = kThickness + kFilletRadius;
     for (int i = 0; i <= kFilletFacets; ++i) {
-        // From below the centre to the left of it; both ends exactly on the flats.
+        // From below the center to the left of it; both ends exactly on the flats.
         const double angle = Velk::Math::kPi<double> / 2 / kFilletFacets * i;
         const double x =
-            i == kFilletFacets ? kThickness : kCentre - kFilletRadius * std::sin(angle);
-        const double z = i == 0 ? kThickness : kCentre - kFilletRadius * std::cos(angle);
-        profile.push_back({i == 0 ? kCentre : x, i == kFilletFacets ? kCentre : z});
+            i == kFilletFacets ? kThickness : kCenter - kFilletRadius * std::sin(angle);
+        const double z = i == 0 ? kThickness : kCenter - kFilletRadius * std::cos(angle);
+        profile.push_back({i == 0 ? kCenter : x, i == kFilletFacets ? kCenter : z});
     }
     profile.push_back({kThickness, kLegHeight});
     profile.push_back({0, kLegHeight});
@@ -201,9 +201,9 @@ void AddBoss(Mesh& mesh, double y0, double y1)
 {
     const Plane wall{{kThickness, 0, 0}, {0, 1, 0}, {0, 0, 1}};
     const Plane end{{kThickness + kBossHeight, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-    const Vec2d centre((y0 + y1) / 2, kBossZ);
-    const std::vector<Vec3d> foot = Circle(wall, centre, kBossRadius);
-    const std::vector<Vec3d> rim = Circle(end, centre, kBossRadius);
+    const Vec2d center((y0 + y1) / 2, kBossZ);
+    const std::vector<Vec3d> foot = Circle(wall, center, kBossRadius);
+    const std::vector<Vec3d> rim = Circle(end, center, kBossRadius);
     AddRing(mesh, wall, {y0, kThickness + kFilletRadius}, {y1, kLegHeight}, foot);
     AddWall(mesh, foot, rim);
     mesh.AddFan(rim);

@@ -4,7 +4,7 @@
 //
 // Corners within the tolerance (1e-6 unless told) of each other are joined before the check, and
 // triangles no higher than twice of it count as slivers. --svg writes a picture of the part with
-// its faults in colours; --stl writes the faults alone, to be laid over the part in a viewer.
+// its faults in colors; --stl writes the faults alone, to be laid over the part in a viewer.
 //
 // Exit codes: 0 the part is sound, 1 it has defects, 2 there is no report: the file can't be read,
 // a picture can't be written, or the program was used wrongly.
@@ -95,7 +95,7 @@ Findings FindingsOf(Sorvane::Mesh::IndexedPointsBase<3, double> mesh, const Repo
     }
     for (const int slot : report.openSlots) {
         const Findings::Edge edge = edgeOf(slot);
-        (crowded.count(edge) > 0 ? findings.crowdedEdges : findings.borderEdges).push_back(edge);
+        (crowded.count(edge) > 0 ? findings.crowdedEdges : findings.boundaryEdges).push_back(edge);
     }
     return findings;
 }
@@ -103,7 +103,7 @@ Findings FindingsOf(Sorvane::Mesh::IndexedPointsBase<3, double> mesh, const Repo
 /// Number of chains that the edges form.
 std::size_t ChainCount(const std::vector<Findings::Edge>& edges)
 {
-    std::map<int, int> above; // towards the chain's representative
+    std::map<int, int> above; // toward the chain's representative
     const auto top = [&](int point) {
         int at = above.try_emplace(point, point).first->first;
         while (above[at] != at) {
@@ -159,7 +159,7 @@ void PrintMeasures(const Findings& findings, const Report& report)
                 low.z(), high.x(), high.y(), high.z());
     std::printf("surface       area %.8g, mean edge %.6g\n",
                 report.meanTriangleArea * static_cast<double>(count), report.meanEdgeLength);
-    std::printf("volume        %.8g, centre (%.6g, %.6g, %.6g)\n", report.volume,
+    std::printf("volume        %.8g, center (%.6g, %.6g, %.6g)\n", report.volume,
                 report.centroid.x(), report.centroid.y(), report.centroid.z());
 }
 
@@ -171,14 +171,14 @@ int PrintDefects(const Findings& findings, const Report& report)
         ++kinds;
         std::printf("NUMBERS       some coordinates are no numbers, or far too large\n");
     }
-    if (const std::size_t count = findings.borderEdges.size(); count > 0) {
+    if (const std::size_t count = findings.boundaryEdges.size(); count > 0) {
         ++kinds;
-        const std::size_t chains = ChainCount(findings.borderEdges);
+        const std::size_t chains = ChainCount(findings.boundaryEdges);
         std::printf(
             "OPEN          %zu edge%s a triangle on one side only: %zu hole%s or crack%s; the "
             "volume means nothing\n",
             count, count == 1 ? " has" : "s have", chains, Plural(chains), Plural(chains));
-        PrintEdges(findings, findings.borderEdges);
+        PrintEdges(findings, findings.boundaryEdges);
         const auto gaps =
             Sorvane::MeshUtils::CheckGaps(findings.mesh.points, findings.mesh.indices);
         if (!gaps.invalidMesh && gaps.gap > 0 && gaps.gap < 1e154) {
@@ -195,7 +195,7 @@ int PrintDefects(const Findings& findings, const Report& report)
     if (const std::size_t count = findings.turned.size(); count > 0) {
         ++kinds;
         std::printf(
-            "TURNED        %zu triangle%s wound against a neighbour: one of each pair has its "
+            "TURNED        %zu triangle%s wound against a neighbor: one of each pair has its "
             "outside inside\n",
             count, count == 1 ? " is" : "s are");
         PrintTriangles(findings, findings.turned);
@@ -209,7 +209,7 @@ int PrintDefects(const Findings& findings, const Report& report)
     if (const std::size_t count = findings.folded.size(); count > 0) {
         ++kinds;
         std::printf(
-            "FOLDED        %zu triangle%s against a neighbour: folded back onto it, or turned "
+            "FOLDED        %zu triangle%s against a neighbor: folded back onto it, or turned "
             "over\n",
             count, count == 1 ? " faces" : "s face");
         PrintTriangles(findings, findings.folded);

@@ -35,11 +35,11 @@ constexpr double kCreaseAngle = std::numbers::pi / 6;
 constexpr double kPictureSize = 640;
 constexpr double kMargin = 12;
 
-// An orthographic view along (-1, -2, -1.5): right, down and towards the eye.
+// An orthographic view along (-1, -2, -1.5): right, down and toward the eye.
 struct View {
-    Vec3d towards = Vector::Normalized(Vec3d(1, 2, 1.5), 1e-12);
+    Vec3d toward = Vector::Normalized(Vec3d(1, 2, 1.5), 1e-12);
     Vec3d right = Vector::Normalized(Vec3d(-2, 1, 0), 1e-12);
-    Vec3d up = towards ^ right;
+    Vec3d up = toward ^ right;
     double left = 0, top = 0, scale = 1;
 
     explicit View(const std::vector<Vec3d>& points)
@@ -75,7 +75,7 @@ void DrawTriangle(std::FILE* svg, const View& view, const Part& part, std::size_
     for (std::size_t k = 0; k < 3; ++k) {
         corner[k] = part.points[static_cast<std::size_t>(part.indices[3 * triangle + k])];
     }
-    const int shade = 110 + static_cast<int>(130 * std::max(0.0, normal * view.towards));
+    const int shade = 110 + static_cast<int>(130 * std::max(0.0, normal * view.toward));
     std::fprintf(svg, "<path fill='#%02x%02x%02x' stroke='#%02x%02x%02x' d='M", shade, shade, shade,
                  shade, shade, shade);
     for (const Vec3d& point : corner) {
@@ -93,7 +93,7 @@ void DrawTriangle(std::FILE* svg, const View& view, const Part& part, std::size_
     }
     for (std::size_t k = 0; k < 3; ++k) {
         const double angle = creases[3 * triangle + k];
-        if (angle > kCreaseAngle) { // 2 pi where there is no neighbour
+        if (angle > kCreaseAngle) { // 2 pi where there is no neighbor
             DrawLine(svg, view, corner[k], corner[(k + 1) % 3], angle > 6 ? "open" : "crease");
         }
     }
@@ -128,7 +128,7 @@ int main(int argc, char** argv)
     std::vector<std::size_t> farToNear(normals.size());
     std::iota(farToNear.begin(), farToNear.end(), std::size_t{0});
     std::sort(farToNear.begin(), farToNear.end(), [&](std::size_t a, std::size_t b) {
-        return centroids[a] * view.towards < centroids[b] * view.towards;
+        return centroids[a] * view.toward < centroids[b] * view.toward;
     });
 
     std::fprintf(svg.get(),
@@ -138,7 +138,7 @@ int main(int argc, char** argv)
                  ".level{stroke:#27c;stroke-width:.8}</style>\n",
                  kPictureSize, kPictureSize);
     for (const std::size_t triangle : farToNear) {
-        if (normals[triangle] * view.towards > 0) {
+        if (normals[triangle] * view.toward > 0) {
             DrawTriangle(svg.get(), view, part, triangle, normals[triangle], creases,
                          levelDistance);
         }

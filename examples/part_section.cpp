@@ -33,7 +33,7 @@ using namespace Velk::Math::Sorvane;
 using Part = Mesh::IndexedPointsBase<3, double>;
 using Section = Mesh::IndexedPointsBase<2, double>;
 
-// Neighbouring triangles cut their common edge in the same point, bit for bit, so chords link
+// Neighboring triangles cut their common edge in the same point, bit for bit, so chords link
 // without a tolerance; a corner that lies at the height itself gives chords of no length, which
 // linking drops.
 std::vector<std::vector<Vec2d>> OutlinesAtHeight(const Part& part, double height)

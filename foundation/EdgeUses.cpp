@@ -49,7 +49,7 @@ void ForEachSide(const std::vector<int>& indices, const Fn& fn)
     }
 }
 
-/// The neighbour of every use of one edge: the first triangle in the list that is another one.
+/// The neighbor of every use of one edge: the first triangle in the list that is another one.
 void LinkUses(const EdgeUse* first, const EdgeUse* last, std::vector<std::array<int, 3>>& neighbors)
 {
     const int front = first->Triangle();

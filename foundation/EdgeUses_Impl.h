@@ -48,7 +48,7 @@ private:
     std::vector<EdgeUse> uses_;
 };
 
-/// For each triangle its neighbours across its three sides, -1 for none: the first triangle at the
+/// For each triangle its neighbors across its three sides, -1 for none: the first triangle at the
 /// edge that is another one. Parallel.
 std::vector<std::array<int, 3>> NeighborsAcross(const EdgeUses& edges, std::size_t triangleCount);
 

@@ -1,4 +1,4 @@
-// Angles of a ring about its centre and angles of creases.
+// Angles of a ring about its center and angles of creases.
 
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/Triangle_E.h>
@@ -11,7 +11,7 @@
 namespace Velk::Math::Sorvane::Mesh {
 namespace {
 
-/// Sign of the crease between a triangle and its neighbour, by the side on which the neighbour's
+/// Sign of the crease between a triangle and its neighbor, by the side on which the neighbor's
 /// centroid lies: -1 concave, 0 in the triangle's plane, 1 convex.
 template <class T>
 T CreaseSign(const VecBase<3, T>& corner, const VecBase<3, T>& normal,
@@ -27,7 +27,7 @@ T CreaseSign(const VecBase<3, T>& corner, const VecBase<3, T>& normal,
 } // namespace
 
 template <class T>
-std::vector<T> RingAngles(const VecBase<3, T>& centre, const std::vector<VecBase<3, T>>& ring,
+std::vector<T> RingAngles(const VecBase<3, T>& center, const std::vector<VecBase<3, T>>& ring,
                           bool closed)
 {
     std::vector<T> angles;
@@ -40,7 +40,7 @@ std::vector<T> RingAngles(const VecBase<3, T>& centre, const std::vector<VecBase
         const VecBase<3, T>& from = ring[i];
         const VecBase<3, T>& to = ring[(i + 1) % ring.size()];
         angles.push_back(
-            OppositeEdgeAngle(Length(centre - from), Length(from - to), Length(to - centre)));
+            OppositeEdgeAngle(Length(center - from), Length(from - to), Length(to - center)));
     }
     return angles;
 }
@@ -63,11 +63,11 @@ std::vector<T> NormalizedAngles(const std::vector<T>& angles, T& factor, bool bo
 }
 
 template <class T>
-std::vector<T> NormalizedRingAngles(const VecBase<3, T>& centre,
+std::vector<T> NormalizedRingAngles(const VecBase<3, T>& center,
                                     const std::vector<VecBase<3, T>>& ring, T& factor, bool closed)
 {
     // The flag is handed on as it is, though it means a closed ring here and a boundary there.
-    return NormalizedAngles(RingAngles(centre, ring, closed), factor, closed);
+    return NormalizedAngles(RingAngles(center, ring, closed), factor, closed);
 }
 
 template <class T>

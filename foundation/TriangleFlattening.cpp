@@ -1,5 +1,5 @@
 // Triangles laid into the plane from their edge lengths alone: one, two about an edge, and one with
-// all three neighbours.
+// all three neighbors.
 
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -89,7 +89,7 @@ std::array<VecBase<2, T>, 6> FlattenTriangleStar(T a, T b, T c, T d, T e, T f, T
 {
     const auto [p0, p1, p2, p3] = FlattenTriangleNeighbors(a, b, c, d, e);
 
-    // Across p2p0: the neighbour flattened with p0 at the origin and p2 on the X axis lies to the
+    // Across p2p0: the neighbor flattened with p0 at the origin and p2 on the X axis lies to the
     // left of p0p2, and so it does when p2 has been turned to its place; the triangle itself lies
     // to the right.
     const VecBase<2, T> fromOrigin = FlattenTriangle(c, h, i)[2];
@@ -98,8 +98,8 @@ std::array<VecBase<2, T>, 6> FlattenTriangleStar(T a, T b, T c, T d, T e, T f, T
     // Across p1p2: flattened with p2 at the origin and p1 on the X axis. The edge runs backwards
     // there, so the way from p1 to the outer point is turned in the mirror, where angles count from
     // p1 to p2.
-    const std::array<VecBase<2, T>, 3> neighbour = FlattenTriangle(b, f, g);
-    const VecBase<2, T> inMirror = -Flipped(neighbour[2] - neighbour[1]);
+    const std::array<VecBase<2, T>, 3> neighbor = FlattenTriangle(b, f, g);
+    const VecBase<2, T> inMirror = -Flipped(neighbor[2] - neighbor[1]);
     const T edgeAngle = Vector::AngleSweep(-Flipped(p2 - p1), kLengthFloor<T>);
     const VecBase<2, T> p4 = p1 - Flipped(TurnedBy(edgeAngle, inMirror));
 

@@ -15,9 +15,9 @@ VecBase<D, T> Midpoint(const VecBase<D, T>& p, const VecBase<D, T>& q)
 } // namespace
 
 template <int D, class T>
-TriangleSoup<D, T> SplitTriangle(const Triangle<D, T>& triangle, bool centre, bool midpoints)
+TriangleSoup<D, T> SplitTriangle(const Triangle<D, T>& triangle, bool center, bool midpoints)
 {
-    if (!centre && !midpoints) {
+    if (!center && !midpoints) {
         return {triangle};
     }
     const auto& [a, b, c] = triangle;
@@ -25,10 +25,10 @@ TriangleSoup<D, T> SplitTriangle(const Triangle<D, T>& triangle, bool centre, bo
     const VecBase<D, T> ab = Midpoint(a, b);
     const VecBase<D, T> bc = Midpoint(b, c);
     const VecBase<D, T> ca = Midpoint(c, a);
-    if (centre && midpoints) {
+    if (center && midpoints) {
         return {{a, ab, o}, {b, o, ab}, {b, bc, o}, {c, o, bc}, {c, ca, o}, {a, o, ca}};
     }
-    if (centre) {
+    if (center) {
         return {{a, b, o}, {b, c, o}, {c, a, o}};
     }
     return {{a, ab, ca}, {b, bc, ab}, {c, ca, bc}, {ab, bc, ca}};

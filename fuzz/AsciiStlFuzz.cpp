@@ -1,6 +1,6 @@
 // ASCII STL: any bytes, cut into blocks and pieces in two ways that must agree to the bit.
 
-#include "meshutils/MeshFiles_Impl.h"
+#include "meshfiles/MeshFiles_Impl.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Binary STL: any bytes. A reading that succeeds gives the points that the count promises, and both
 // coordinate types agree.
 
-#include "meshutils/MeshFiles_Impl.h"
+#include "meshfiles/MeshFiles_Impl.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -77,11 +77,11 @@ void Exercise(const Chain& chain)
         const Vec2d again = ClosestPointOnPolyArcSeg(chain, points[i]);
         Require(std::memcmp(&again, &closest, sizeof again) == 0);
     }
-    for (const bool normalised : {false, true}) {
-        for (const double joint : PolyArcSegParameters(chain, normalised)) {
+    for (const bool normalized : {false, true}) {
+        for (const double joint : PolyArcSegParameters(chain, normalized)) {
             Vec2d point;
-            PointAtParameterOnPolyArcSeg(chain, joint, normalised, point);
-            PointAtParameterOnPolyArcSeg(chain, 0.7 * joint, normalised, point);
+            PointAtParameterOnPolyArcSeg(chain, joint, normalized, point);
+            PointAtParameterOnPolyArcSeg(chain, 0.7 * joint, normalized, point);
         }
     }
 }
@@ -95,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     const std::string text = Written(chain);
-    Require(Written(Read(text)) == text); // 17 digits tell every number from its neighbours
+    Require(Written(Read(text)) == text); // 17 digits tell every number from its neighbors
     if (IsModest(chain)) {
         Exercise(chain);
     }

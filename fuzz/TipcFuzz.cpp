@@ -1,7 +1,7 @@
 // TIPC: any bytes. A reading that succeeds gives arrays of the promised sizes, whose bytes are
 // those of the file, and zeros behind its end.
 
-#include "meshutils/MeshFiles_Impl.h"
+#include "meshfiles/MeshFiles_Impl.h"
 
 #include <algorithm>
 #include <cstdint>

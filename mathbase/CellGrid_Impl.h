@@ -72,7 +72,7 @@ private:
 
 /// Width of cells that hold about one of `count` points spread over a surface of the given extent,
 /// but no wider than 1024 tolerances: by then only one point in a hundred has its box across a
-/// border.
+/// boundary.
 inline double SuggestedCellWidth(double extent, std::int64_t count, double tolerance)
 {
     const double spacing =

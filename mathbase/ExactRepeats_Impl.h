@@ -12,7 +12,7 @@
 
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/PointRecords_Impl.h"
-#include "mathbase/Uniqueness_Impl.h"
+#include "mathbase/VectorUniqueness_Impl.h"
 
 #include <Velk/Math/VecBase_E.h>
 

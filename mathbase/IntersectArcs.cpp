@@ -63,14 +63,14 @@ struct ArcHits {
     int count = 0;
 };
 
-/// The line of a segment as seen from a circle: the foot of the centre, and places measured from
+/// The line of a segment as seen from a circle: the foot of the center, and places measured from
 /// it.
 struct Chord {
     Vec2d s0;
     Vec2d s1;
     Vec2d direction; // unit
     Vec2d foot;
-    double distance; // of the line from the centre
+    double distance; // of the line from the center
     double first;    // place of s0
     double last;     // place of s1
     bool bounded;

@@ -1,10 +1,10 @@
-// Colouring of a graph in smallest-last order: D. W. Matula and L. L. Beck, "Smallest-last ordering
+// Coloring of a graph in smallest-last order: D. W. Matula and L. L. Beck, "Smallest-last ordering
 // and clustering and graph coloring algorithms", 1983; nodes kept in buckets by remaining degree as
 // in V. Batagelj and M. Zaversnik, "An O(m) algorithm for cores decomposition of networks", 2003.
 //
-// Nodes are taken off the graph one at a time, each with the fewest neighbours left, and coloured
-// in the opposite order with the lowest colour free among the neighbours: no node ever sees more
-// coloured neighbours than the few it had left. A planar graph always has a node of degree at
+// Nodes are taken off the graph one at a time, each with the fewest neighbors left, and colored
+// in the opposite order with the lowest color free among the neighbors: no node ever sees more
+// colored neighbors than the few it had left. A planar graph always has a node of degree at
 // most 5.
 
 #include <Velk/Math/MapColoring_E.h>
@@ -17,7 +17,7 @@ namespace Velk::Math {
 
 namespace {
 
-/// Neighbours of all nodes in one array, each edge listed once at either end.
+/// Neighbors of all nodes in one array, each edge listed once at either end.
 class Graph {
 public:
     explicit Graph(const std::vector<std::vector<int>>& adjacency)
@@ -31,20 +31,20 @@ public:
         for (int node = 0; node < nodes; ++node) {
             first_[node + 1] += first_[node];
         }
-        neighbours_.resize(first_.back());
+        neighbors_.resize(first_.back());
         std::vector<std::size_t> end(first_.begin(), first_.end() - 1);
         ForEachListedEdge(adjacency, [this, &end](int a, int b) {
-            neighbours_[end[a]++] = b;
-            neighbours_[end[b]++] = a;
+            neighbors_[end[a]++] = b;
+            neighbors_[end[b]++] = a;
         });
         DropRepeats(nodes);
     }
 
     int NodeCount() const { return static_cast<int>(first_.size()) - 1; }
 
-    std::span<const int> Neighbours(int node) const
+    std::span<const int> Neighbors(int node) const
     {
-        return std::span(neighbours_).subspan(first_[node], first_[node + 1] - first_[node]);
+        return std::span(neighbors_).subspan(first_[node], first_[node + 1] - first_[node]);
     }
 
 private:
@@ -53,9 +53,9 @@ private:
     {
         const int nodes = static_cast<int>(adjacency.size());
         for (int node = 0; node < nodes; ++node) {
-            for (const int neighbour : adjacency[node]) {
-                if (neighbour >= 0 && neighbour < nodes && neighbour != node) {
-                    visit(node, neighbour);
+            for (const int neighbor : adjacency[node]) {
+                if (neighbor >= 0 && neighbor < nodes && neighbor != node) {
+                    visit(node, neighbor);
                 }
             }
         }
@@ -69,19 +69,19 @@ private:
         for (int node = 0; node < nodes; ++node) {
             const std::size_t to = first_[node + 1];
             for (; from < to; ++from) {
-                const int neighbour = neighbours_[from];
-                if (seenBy[neighbour] != node) {
-                    seenBy[neighbour] = node;
-                    neighbours_[kept++] = neighbour;
+                const int neighbor = neighbors_[from];
+                if (seenBy[neighbor] != node) {
+                    seenBy[neighbor] = node;
+                    neighbors_[kept++] = neighbor;
                 }
             }
             first_[node + 1] = kept;
         }
-        neighbours_.resize(kept);
+        neighbors_.resize(kept);
     }
 
     std::vector<std::size_t> first_;
-    std::vector<int> neighbours_;
+    std::vector<int> neighbors_;
 };
 
 /// All nodes, each the one of least remaining degree when those before it are taken off.
@@ -91,7 +91,7 @@ std::vector<int> SmallestFirstRemoval(const Graph& graph)
     std::vector<int> degree(static_cast<std::size_t>(nodes));
     int largest = 0;
     for (int node = 0; node < nodes; ++node) {
-        degree[node] = static_cast<int>(graph.Neighbours(node).size());
+        degree[node] = static_cast<int>(graph.Neighbors(node).size());
         largest = std::max(largest, degree[node]);
     }
 
@@ -114,18 +114,18 @@ std::vector<int> SmallestFirstRemoval(const Graph& graph)
     for (int taken = 0; taken < nodes; ++taken) {
         const int node = order[taken];
         bucketStart[degree[node]] = taken + 1;
-        for (const int neighbour : graph.Neighbours(node)) {
-            if (place[neighbour] <= taken) {
+        for (const int neighbor : graph.Neighbors(node)) {
+            if (place[neighbor] <= taken) {
                 continue; // off the graph already
             }
-            // The first of the neighbour's bucket changes places with it; the bucket below then
+            // The first of the neighbor's bucket changes places with it; the bucket below then
             // ends one later. Below the taken degree the buckets are empty and start behind
             // `taken`.
-            const int d = degree[neighbour]--;
+            const int d = degree[neighbor]--;
             const int front = std::max(bucketStart[d], taken + 1);
             const int other = order[front];
-            std::swap(order[front], order[place[neighbour]]);
-            std::swap(place[other], place[neighbour]);
+            std::swap(order[front], order[place[neighbor]]);
+            std::swap(place[other], place[neighbor]);
             bucketStart[d] = front + 1;
             bucketStart[d - 1] = std::max(bucketStart[d - 1], taken + 1);
         }
@@ -142,11 +142,11 @@ std::vector<int> MapColoring(const std::vector<std::vector<int>>& adjacency,
     const std::vector<int> removal = SmallestFirstRemoval(graph);
 
     std::vector<int> color(adjacency.size(), -1);
-    std::vector<int> usedAround; // usedAround[c]: the last node that had a neighbour of colour c
+    std::vector<int> usedAround; // usedAround[c]: the last node that had a neighbor of color c
     for (auto node = removal.rbegin(); node != removal.rend(); ++node) {
-        for (const int neighbour : graph.Neighbours(*node)) {
-            if (color[neighbour] >= 0) {
-                usedAround[color[neighbour]] = *node;
+        for (const int neighbor : graph.Neighbors(*node)) {
+            if (color[neighbor] >= 0) {
+                usedAround[color[neighbor]] = *node;
             }
         }
         const auto free = std::find_if(usedAround.begin(), usedAround.end(),

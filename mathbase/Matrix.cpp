@@ -134,7 +134,7 @@ MatBase<3, 3, double> RotationFromZ(const VecBase<3, double>& direction)
     const double y = axis.y();
     const double z = axis.z();
     // Moeller and Hughes: with h = 1 / (1 + z) the upper left block of the shortest rotation is
-    // (z + hyy, -hxy; -hxy, z + hxx), where hxx = h x x and so on. Towards -Z, 1 + z is nothing but
+    // (z + hyy, -hxy; -hxy, z + hxx), where hxx = h x x and so on. Toward -Z, 1 + z is nothing but
     // the rounding error of z. There h = (1 - z) / (x x + y y), the same for a unit vector, and hxx
     // becomes 1 - z times the square of the sideways direction's x. That direction is taken from
     // the vector as given: in the unit vector x and y may have underflowed.

@@ -3,7 +3,7 @@
 //
 // The rule is greedy in input order: a point falls when it matches a point kept earlier. Points
 // that do not match, directly or through others, do not affect each other, so the sorted points are
-// first cut wherever neighbours are further apart than the tolerance; where the run that is left
+// first cut wherever neighbors are further apart than the tolerance; where the run that is left
 // has more than a few points it is sorted along the next axis and cut again. On a part whose points
 // stand further apart than the tolerance nothing but single points is left, after one pass over
 // points that are sorted anyway. Short runs are settled by comparing all pairs; a long run that no
@@ -18,7 +18,7 @@
 #include "mathbase/CellGrid_Impl.h"
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/PointRecords_Impl.h"
-#include "mathbase/Uniqueness_Impl.h"
+#include "mathbase/VectorUniqueness_Impl.h"
 
 #include <Velk/Math/VecBase_E.h>
 
@@ -90,7 +90,7 @@ private:
         std::uint32_t Record(std::int64_t i) const { return members[i].record; }
     };
 
-    /// Cuts a sequence that is sorted along an axis wherever two neighbours are too far apart to
+    /// Cuts a sequence that is sorted along an axis wherever two neighbors are too far apart to
     /// match, and settles the runs between. What lies on either side of such a gap is at least as
     /// far apart, also as rounded. `axesUsed` axes have been cut along.
     template <class Sequence>

@@ -130,7 +130,7 @@ void MoveMerged(Source a, Source aEnd, Source b, Source bEnd, Target out, Compar
     std::move(b, bEnd, std::move(a, aEnd, out));
 }
 
-/// Merges neighbouring runs of `width` elements within [from, to), one pair after the other.
+/// Merges neighboring runs of `width` elements within [from, to), one pair after the other.
 template <class Source, class Target, class Compare>
 void MergeRuns(Source source, Target target, std::int64_t from, std::int64_t to, std::int64_t width,
                Compare& compare)
@@ -143,7 +143,7 @@ void MergeRuns(Source source, Target target, std::int64_t from, std::int64_t to,
     }
 }
 
-/// Merges neighbouring runs of `width` elements of [0, count) side by side, long pairs in several
+/// Merges neighboring runs of `width` elements of [0, count) side by side, long pairs in several
 /// pieces each, so that no thread is left over in the last and longest merge.
 template <class Source, class Target, class Compare>
 void MergeRunsInPieces(Source source, Target target, std::int64_t count, std::int64_t width,

@@ -25,7 +25,7 @@
 
 namespace Velk::Math::Vector::Impl {
 
-/// Room for `count` plain values that are written before they are read. Not initialised, so that
+/// Room for `count` plain values that are written before they are read. Not initialized, so that
 /// the threads that fill it are the first to touch its pages.
 template <class Value>
 class RawBuffer {

@@ -24,7 +24,7 @@ bool IsRayDirection(const VecBase<N, T>& direction)
 }
 
 /// Slab test of the ray origin + t `direction`, t >= 0, with a closed box; `enter` is the least
-/// such t when it is met. `direction` fulfils `IsRayDirection`. Never a false "no" by rounding, and
+/// such t when it is met. `direction` fulfills `IsRayDirection`. Never a false "no" by rounding, and
 /// growing a box never loses a hit, also not by rounding.
 template <int N, class T>
 bool RayMeetsBox(const VecBase<N, T>& origin, const VecBase<N, T>& direction,

@@ -3,7 +3,7 @@
 #include <Sorvane/ArcSegChain_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
-#include "mathbase/Arc_Impl.h"
+#include "mathbase/GeometryArc_Impl.h"
 #include "planar/ChainElement_Impl.h"
 
 #include <cstddef>
@@ -15,7 +15,7 @@ namespace {
 using namespace Impl;
 using Geometry::Impl::LeftNormal;
 
-/// Direction of travel where the unit vector from the centre is `spoke`.
+/// Direction of travel where the unit vector from the center is `spoke`.
 template <class T>
 Vec2d TangentAt(const ArcBase<T>& arc, const Vec2d& spoke)
 {

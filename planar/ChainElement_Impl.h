@@ -66,7 +66,7 @@ double SquaredDistance(const VecBase<2, T>& a, const VecBase<2, T>& b)
 /// Nearest point of an element, in the strict sense: the other end of an arc is never nearer, not
 /// by the last digit. `ClosestPointOnArc` alone takes ends that differ by rounding for equally
 /// near, and then an element on its own could answer with another place than the one at which its
-/// neighbour in the chain is nearest.
+/// neighbor in the chain is nearest.
 template <class T>
 VecBase<2, T> NearestOn(const ArcBase<T>& arc, const VecBase<2, T>& point)
 {

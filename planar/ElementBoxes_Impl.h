@@ -1,7 +1,7 @@
 // Boxes over the elements of a chain, for many questions of the kind "the first element that holds
 // this point".
 //
-// Neighbours along a chain are neighbours in the plane, so that boxes of 2, 4, 8, ... consecutive
+// Neighbors along a chain are neighbors in the plane, so that boxes of 2, 4, 8, ... consecutive
 // elements make a good hierarchy without any sorting, and a walk from left to right through it
 // meets the candidates in the chain's own order.
 #pragma once

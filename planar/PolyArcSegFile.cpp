@@ -19,7 +19,7 @@ namespace Velk::Math::Sorvane::Planar {
 namespace {
 
 constexpr double kDefaultTolerance = 1e-12;
-/// Tells every double from its neighbours.
+/// Tells every double from its neighbors.
 constexpr int kDigits = 17;
 
 /// Numbers of the reader's report sites, fixed for those who evaluate them.

@@ -92,10 +92,10 @@ Place PlaceByFraction(T fraction)
 } // namespace
 
 template <class T>
-std::vector<T> PolyArcSegParameters(const PolyArcSegBase<T>& chain, bool normalised)
+std::vector<T> PolyArcSegParameters(const PolyArcSegBase<T>& chain, bool normalized)
 {
     const std::vector<double> lengths = RunningLengths(chain);
-    const double unit = normalised && lengths.back() != 0.0 ? lengths.back() : 1.0;
+    const double unit = normalized && lengths.back() != 0.0 ? lengths.back() : 1.0;
     std::vector<T> parameters(lengths.size());
     std::transform(lengths.begin(), lengths.end(), parameters.begin(),
                    [unit](double length) { return static_cast<T>(length / unit); });
@@ -139,11 +139,11 @@ std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>& chain,
 }
 
 template <class T>
-bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, bool normalised,
+bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, bool normalized,
                                   VecBase<2, T>& point)
 {
     point = {};
-    const std::vector<T> joints = PolyArcSegParameters(chain, normalised);
+    const std::vector<T> joints = PolyArcSegParameters(chain, normalized);
     if (chain.elements.empty() || !(parameter >= joints.front() && parameter <= joints.back())) {
         return false;
     }
@@ -155,7 +155,7 @@ bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, b
     const ArcSegBase<T>& element = chain.elements[number];
 
     // Only an element without length has no fractions, and then it is the first.
-    const bool hasFractions = normalised && last > first;
+    const bool hasFractions = normalized && last > first;
     const T local = hasFractions ? (parameter - first) / (last - first) : parameter - first;
     const Place place =
         hasFractions ? PlaceByFraction(local) : PlaceByLength(parameter, first, last);
@@ -168,7 +168,7 @@ bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, b
         return true;
     }
     return element.Visit([&](const auto& e) {
-        const auto pieces = Geometry::Split(e, local, normalised, kLengthFloor<T>);
+        const auto pieces = Geometry::Split(e, local, normalized, kLengthFloor<T>);
         if (pieces.size() != 2) {
             return false;
         }

@@ -55,7 +55,7 @@ Vec2d RightNormalAt(const SegBase<T>& segment, const VecBase<2, T>&)
     return Vector::RightNormal(Direction(segment));
 }
 
-/// A counter-clockwise arc has its centre on the left, a clockwise one on the right.
+/// A counter-clockwise arc has its center on the left, a clockwise one on the right.
 template <class T>
 Vec2d RightNormalAt(const ArcBase<T>& arc, const VecBase<2, T>& point)
 {

@@ -27,7 +27,7 @@ Bounding::AxisAlignedBoundingBox<2, T> BoxOfElement(const Geometry::SegBase<T>& 
 }
 
 /// The fields are looked at too, since the extremes alone hide what isn't finite: that of an arc
-/// round an infinite centre would be its start.
+/// round an infinite center would be its start.
 template <class T>
 Bounding::AxisAlignedBoundingBox<2, T> BoxOfElement(const Geometry::ArcBase<T>& arc)
 {

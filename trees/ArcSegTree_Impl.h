@@ -13,7 +13,7 @@ namespace Velk::Math::Sorvane::Tree::Quadtree {
 /// `float` or `double`.
 ///
 /// The box of an arc is that of the arc itself, its extreme points included. Elements that are not
-/// finite, or reach beyond 1e150 or round a centre there, stay out and are never found; the queries of a tree without
+/// finite, or reach beyond 1e150 or round a center there, stay out and are never found; the queries of a tree without
 /// elements find nothing. Queries may run in many threads at once.
 template <class T>
 class ArcSegTree : public QOFTree<2, T, 0, QOFNode<2, T, 0>> {
@@ -42,7 +42,7 @@ public:
     /// order, which is the same in each run. A negative radius counts as positive.
     std::vector<int> ItemsWithin(const VecBase<2, T>& point, T radius) const;
 
-    /// Elements whose box is nearer to the ball's centre than its radius, strictly.
+    /// Elements whose box is nearer to the ball's center than its radius, strictly.
     using Base::GetPossibleBallCollisions;
 
 private:

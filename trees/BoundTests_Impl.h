@@ -97,7 +97,7 @@ bool BallReaches(const BallOf<D, T>& query, const BallOf<D, T>& ball)
     return reach * reach >= SquaredLength(query.center - ball.center);
 }
 
-/// Can a ball within `box` fulfil `BallReaches`? That test rounds the sum of two radii and the
+/// Can a ball within `box` fulfill `BallReaches`? That test rounds the sum of two radii and the
 /// corners of the box are rounded as well, so that here the query is grown by what both may amount
 /// to.
 template <int D, class T>
@@ -127,7 +127,7 @@ bool BoxMeets(const BoxOf<D, T>& query, const BallOf<D, T>& ball)
     return ball.radius * ball.radius > SquaredDistance(query, ball.center);
 }
 
-/// Can a ball within `box` fulfil `BoxMeets`? With room for the rounding of the box around the
+/// Can a ball within `box` fulfill `BoxMeets`? With room for the rounding of the box around the
 /// ball.
 template <int D, class T>
 bool BoxMayMeetBalls(const BoxOf<D, T>& query, const BoxOf<D, T>& box)

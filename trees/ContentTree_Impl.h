@@ -114,7 +114,7 @@ void VisitNearestContents(const QOFContentSet<D, T, 0>& contents, std::size_t fi
     }
 }
 
-/// Passes on the contents of one set that fulfil `contentPredicate`, in groups that fulfil
+/// Passes on the contents of one set that fulfill `contentPredicate`, in groups that fulfill
 /// `boxPredicate`.
 template <class Set, class BoxPredicate, class ContentPredicate, class Sink>
 class SetVisit {
@@ -454,7 +454,7 @@ void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
     if (!Intersect::Impl::IsRayDirection(direction)) {
         return;
     }
-    // The line's point next to the root's centre, and from there back by twice the diagonal of the
+    // The line's point next to the root's center, and from there back by twice the diagonal of the
     // loose root: a ray from there meets whatever the line meets.
     const T squaredLength = direction * direction;
     const T nearest = squaredLength > kSquaredLengthFloor<T>

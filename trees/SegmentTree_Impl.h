@@ -58,7 +58,7 @@ public:
     /// positive.
     Closest ClosestPoint(const VecBase<2, T>& point, T radius) const;
 
-    /// Segments whose box is nearer to the ball's centre than its radius, strictly.
+    /// Segments whose box is nearer to the ball's center than its radius, strictly.
     using Base::GetPossibleBallCollisions;
 
 protected:

@@ -1,4 +1,4 @@
-// Tree addresses: the cell that holds a point, its corner, its neighbours.
+// Tree addresses: the cell that holds a point, its corner, its neighbors.
 
 #include <Sorvane/TreeAddress_E.h>
 
@@ -39,12 +39,12 @@ VecBase<D, double> QOFAddress<D>::UnitSpacePoint(unsigned int level) const
 template <int D>
 std::vector<QOFAddress<D>> QOFAddress<D>::NeighborAddresses(bool facesOnly) const
 {
-    std::vector<QOFAddress> neighbours;
-    neighbours.reserve(Impl::NeighbourDirections<D>(facesOnly).size());
-    Impl::VisitNeighbours<D>(path, depth, facesOnly, [&](unsigned long long neighbourPath) {
-        neighbours.push_back({depth, neighbourPath});
+    std::vector<QOFAddress> neighbors;
+    neighbors.reserve(Impl::NeighborDirections<D>(facesOnly).size());
+    Impl::VisitNeighbors<D>(path, depth, facesOnly, [&](unsigned long long neighborPath) {
+        neighbors.push_back({depth, neighborPath});
     });
-    return neighbours;
+    return neighbors;
 }
 
 template struct QOFAddress<2>;

@@ -1,5 +1,5 @@
 // Arithmetic of tree addresses that the sweeps and the content trees share: paths to codes and
-// back, family and neighbours, without making lists.
+// back, family and neighbors, without making lists.
 #pragma once
 
 #include "trees/MortonBits_Impl.h"
@@ -57,7 +57,7 @@ constexpr QOFAddress<D> ChildAddress(const QOFAddress<D>& address, int child)
             (address.path << static_cast<unsigned int>(D)) + static_cast<Code>(child)};
 }
 
-/// Steps along the axes, -1, 0 or 1 each, to a neighbour.
+/// Steps along the axes, -1, 0 or 1 each, to a neighbor.
 template <int D>
 using Direction = std::array<signed char, static_cast<std::size_t>(D)>;
 
@@ -84,7 +84,7 @@ inline constexpr std::array<Direction<3>, 26> kCubeSurroundings = [] {
 }();
 
 template <int D>
-constexpr std::span<const Direction<D>> NeighbourDirections(bool facesOnly)
+constexpr std::span<const Direction<D>> NeighborDirections(bool facesOnly)
 {
     if constexpr (D == 2) {
         return facesOnly ? std::span<const Direction<2>>(kSquareFaces)
@@ -95,12 +95,12 @@ constexpr std::span<const Direction<D>> NeighbourDirections(bool facesOnly)
     }
 }
 
-/// Calls use(path) for the path of each neighbour that lies inside unit space, in the order of
+/// Calls use(path) for the path of each neighbor that lies inside unit space, in the order of
 /// `NeighborAddresses`; nothing at depth 0 and beyond full depth.
 ///
 /// A diagonal is one step for each axis in a row, so that any of them leaving unit space ends it.
 template <int D, class Use>
-void VisitNeighbours(Code path, unsigned int depth, bool facesOnly, Use&& use)
+void VisitNeighbors(Code path, unsigned int depth, bool facesOnly, Use&& use)
 {
     using namespace MortonCurve::Impl;
     if (depth == 0 || depth > kMaxDepth<D>) {
@@ -119,7 +119,7 @@ void VisitNeighbours(Code path, unsigned int depth, bool facesOnly, Use&& use)
             inside[axis][step] = values[step] <= kLargestAxisValue<D>;
         }
     }
-    for (const Direction<D>& direction : NeighbourDirections<D>(facesOnly)) {
+    for (const Direction<D>& direction : NeighborDirections<D>(facesOnly)) {
         Code code = 0;
         bool isInside = true;
         for (std::size_t axis = 0; axis < kAxes; ++axis) {

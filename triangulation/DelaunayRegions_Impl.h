@@ -174,7 +174,7 @@ bool DelaunayMesher<Node, Edge, Facet>::RemoveNonInterior()
 // --- hull pockets -------------------------------------------------------------------------------
 
 // The outer nodes are not at infinity: where a node of the hull's edge sees two of them, the
-// triangle between it and its neighbours may still be theirs. Such pockets are closed by flips of
+// triangle between it and its neighbors may still be theirs. Such pockets are closed by flips of
 // the edges that lead out of them, and the triangles won become Delaunay with the rest. Every
 // pocket closed takes its node from the sight of the outer ones for good.
 template <class Node, class Edge, class Facet>
@@ -211,7 +211,7 @@ std::vector<int> DelaunayMesher<Node, Edge, Facet>::OuterRing() const
     return nodes;
 }
 
-// Looks for outer nodes in a row in the ring, between two neighbours that see each other past the
+// Looks for outer nodes in a row in the ring, between two neighbors that see each other past the
 // node, and flips the edges to them away. `neighbors` receives the two.
 template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::ClosePocketAt(int node, std::vector<int>& neighbors)

@@ -1,4 +1,4 @@
-// Earlier neighbours along the Z-order curve (G. M. Morton, 1966).
+// Earlier neighbors along the Z-order curve (G. M. Morton, 1966).
 
 #include "triangulation/InsertionHints_Impl.h"
 

@@ -272,7 +272,7 @@ void MonotonePartitioner<T>::Connect(int from, int to)
 }
 
 // Splits the face at hand; the number of the new face, which is the shorter part, or -1 when a node
-// is no longer on the face, the two are neighbours there, or they have an edge elsewhere.
+// is no longer on the face, the two are neighbors there, or they have an edge elsewhere.
 template <class T>
 int MonotonePartitioner<T>::AddDiagonal(int from, int to)
 {
@@ -421,7 +421,7 @@ bool MonotonePartitioner<T>::TurnsOver(int a, int b, int c) const
     return (in ^ out) < -rounding && TurnSign(At(a), At(b), At(c)) < 0;
 }
 
-// Makes a triangle of a node of the face at hand and its two neighbours; the face goes on without
+// Makes a triangle of a node of the face at hand and its two neighbors; the face goes on without
 // the node.
 template <class T>
 bool MonotonePartitioner<T>::CutEar(int node)

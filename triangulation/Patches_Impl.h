@@ -1,4 +1,4 @@
-// Faces in patches, and how many borders lie between a patch and the outermost ones.
+// Faces in patches, and how many boundaries lie between a patch and the outermost ones.
 #pragma once
 
 #include <array>

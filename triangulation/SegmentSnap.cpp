@@ -207,7 +207,7 @@ private:
     std::vector<Box> nodes_;
 };
 
-/// Points by the cells of a square grid over their box: neighbours ask the tree together.
+/// Points by the cells of a square grid over their box: neighbors ask the tree together.
 class PointCells {
 public:
     explicit PointCells(const std::vector<Vec2d>& points) : order_(points.size())

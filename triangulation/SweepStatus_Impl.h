@@ -4,7 +4,7 @@
 // The sweep runs in x, its line stands upright, and only edges with the interior above them are
 // entered. They are kept in order of height, which does not change while they are in the status,
 // because edges of a simple polygon do not cross: each search is O(log n). Heights are compared by
-// the exact side of end points, never by cut points, so that neighbours that leave one vertex or
+// the exact side of end points, never by cut points, so that neighbors that leave one vertex or
 // lie within a rounding of each other have one order. An edge may be as steep as it likes, for the
 // same reason: left of an upright one is above it, as the sweep takes equal x from below.
 #pragma once

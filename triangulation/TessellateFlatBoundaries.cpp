@@ -4,7 +4,7 @@
 
 #include <Sorvane/Tessellation_E.h>
 
-#include "mathbase/Uniqueness_Impl.h"
+#include "mathbase/VectorUniqueness_Impl.h"
 #include "triangulation/PlaneMap_Impl.h"
 #include "triangulation/SegmentSnap_Impl.h"
 #include "triangulation/UsablePoints_Impl.h"

@@ -1,7 +1,7 @@
 // Chains of straight segments and circular arcs in the plane: the element, the chain, and the chain
 // flattened to points. Operations on chains are declared in PolyArcSeg_E.h.
 //
-// The end of an arc is derived from centre, start and length, never stored, and carries the rounding of
+// The end of an arc is derived from center, start and length, never stored, and carries the rounding of
 // `Geometry::EndPoint`. What has to join an arc's end should therefore start from `EndPoint()` itself.
 #pragma once
 
@@ -60,14 +60,14 @@ public:
     T Length() const;
 
     /// Turns the direction of travel round, in place. An arc starts at its derived end then and keeps
-    /// its centre, so that turning it round twice may differ from the original in the last digits.
+    /// its center, so that turning it round twice may differ from the original in the last digits.
     void Reverse();
 
     /// Unit direction of travel at the start. Zero for a segment no longer than the length floor, and
     /// for an arc whose radius isn't.
     VecBase<2, T> StartTangent() const;
     /// Unit direction of travel at the end; of an arc taken from the end's polar angle, so that it is a
-    /// unit vector for any radius. That angle is 0 where centre and start are the same point.
+    /// unit vector for any radius. That angle is 0 where center and start are the same point.
     VecBase<2, T> EndTangent() const;
 
     friend bool operator==(const ArcSegBase& a, const ArcSegBase& b)

@@ -70,14 +70,14 @@ template <int D, class T> struct SORVANE_API BoundingBall {
     friend constexpr bool operator==(const BoundingBall&, const BoundingBall&) = default;
 };
 
-/// Map that puts the box into the unit square or cube, centred.
+/// Map that puts the box into the unit square or cube, centered.
 ///
 /// `marginPercent`, cut to [-99.9, 99.9], is the share of the unit edge that stays free on the largest
 /// axis; a negative one overfills the unit cube. The target size of an axis is its extent times 100 /
 /// (100 - margin); without `perAxis` all axes take the largest, at least 1e-12 (`float` 1e-8), so that
 /// the box keeps its proportions. The map scales by 1 / target size.
 ///
-/// The box is only centred, not scaled, when a scale factor is at most 1e-12 (1e-8) or no number, when
+/// The box is only centered, not scaled, when a scale factor is at most 1e-12 (1e-8) or no number, when
 /// all of them are 1, or when their product is at most 1e-15, which `Matrix::Invert` takes for singular:
 /// with `perAxis` a flat box, and otherwise a target size above 1e5 in space or 3.2e7 in the plane.
 /// Nothing may therefore assume that mapped points lie in [0, 1). Computed in `double`.
@@ -96,7 +96,7 @@ std::vector<VecBase<D, T>> GridOfPoints(const AxisAlignedBoundingBox<D, T>& box,
 /// The incremental method of E. Welzl ("Smallest enclosing disks", 1991), shuffled with a fixed seed: a
 /// pure function of the input order. Of more than 10 points only the vertices of the convex hull go in
 /// (`skipHull`: all points), and of more than some hundred only the few that turn out to be farthest.
-/// The circle holds every point, in the sense that the distance to the centre as computed is at most the
+/// The circle holds every point, in the sense that the distance to the center as computed is at most the
 /// radius; the radius is the least one up to rounding, or up to the 1e-12 (`float` 1e-8) within which
 /// points count as inside. Where three vertices of the hull with next to no area have become two (see
 /// `ConvexHull`), the radius grows to reach the third and is no longer the least.

@@ -18,7 +18,7 @@ template <int D, class T, int K, class Node> class QOFTree;
 
 /// Cell with its contents; the root of a subtree.
 ///
-/// Child i lies on the upper side of the centre on the axes whose bit is set in i (bit 0 is x). A
+/// Child i lies on the upper side of the center on the axes whose bit is set in i (bit 0 is x). A
 /// content may sit in a node when it lies wholly in the node's loose box. What no child can hold stays
 /// with the parent, so that inner nodes have contents too.
 ///
@@ -70,7 +70,7 @@ public:
     virtual void AllocateChild(unsigned int index, const Cell& cell);
 
     /// Hands the cell, the children and the contents over to `target`, and `contentBox` with
-    /// `withContentBox`; this node is a leaf without contents afterwards. False, and nothing changes,
+    /// `withContentBox`; this node is a leaf without contents afterward. False, and nothing changes,
     /// when `target` has children or contents.
     virtual bool TransferTo(QOFNode& target, bool withContentBox);
 
@@ -78,7 +78,7 @@ public:
 
     /// Cell of child `index`: half the edge, the same slack.
     Cell ChildCell(int index) const;
-    /// Child on whose side of the centre the middle of the bound lies; exactly on it is the lower side.
+    /// Child on whose side of the center the middle of the bound lies; exactly on it is the lower side.
     int ChildIndex(const Bound& bound) const;
     /// The cell grown to half-edge `halfSize` * (1 + `slack`).
     Box LooseBox() const;
@@ -124,7 +124,7 @@ protected:
     ~QOFNodeOwner() = default;
 };
 
-/// Node that knows its address, and sees to it that a split leaves no neighbour far behind in depth.
+/// Node that knows its address, and sees to it that a split leaves no neighbor far behind in depth.
 ///
 /// The root has the null address. Splits end at the deepest address (31 for D = 2, 21 for D = 3).
 template <int D, class T, int K> class QOFAddressableNode : public QOFNode<D, T, K> {
@@ -136,7 +136,7 @@ public:
     static constexpr unsigned int kMaxDepth = D == 2 ? 31U : 21U;
 
     QOFAddress<D> address;
-    QOFNodeOwner<D>* owner = nullptr; ///< asked for neighbours instead of the node; may be null
+    QOFNodeOwner<D>* owner = nullptr; ///< asked for neighbors instead of the node; may be null
 
     QOFAddressableNode() = default;
     /// Child `index` of `parentNode`, with the address that belongs to it: the null address when there
@@ -146,7 +146,7 @@ public:
 
     /// True above the deepest level.
     bool CanSplit(unsigned int capacity) const override;
-    /// Asks for the face neighbours of this node.
+    /// Asks for the face neighbors of this node.
     void AfterSplit(unsigned int capacity) override;
     void AllocateChild(unsigned int index, const Cell& cell) override;
 

@@ -63,7 +63,7 @@ protected:
     /// Builds the tree anew over all items of the storage, in ascending order of their numbers:
     /// `FittedRoot` as root, the capacity for the highest number dealt plus one.
     ///
-    /// Afterwards items that join the storage are not in the tree unless they are inserted. An item
+    /// Afterward items that join the storage are not in the tree unless they are inserted. An item
     /// that the root refuses stays out: all of them when they are one and the same point, or when a
     /// bound is not finite or so large that the size of the whole overflows. O(n log n).
     template <class Item> void PrepareRoot(const Bins::DataPool<Item>& storage)
@@ -74,7 +74,7 @@ protected:
     /// taken for.
     void PrepareRoot(const std::vector<const Content*>& contents, std::size_t count);
 
-    /// Root around all items: centred in the box of their bounds, its half size that box's half
+    /// Root around all items: centered in the box of their bounds, its half size that box's half
     /// diagonal, its slack half the mean diagonal of the bounds as a fraction of the half size. No
     /// number comes out as slack when the half size is 0. The half size is larger by a few units in the
     /// last place when rounding would otherwise make the root refuse a content, as it may when all lie on
@@ -107,12 +107,12 @@ protected:
 
     /// Contents that the ball may touch.
     ///
-    /// K = 0: those nearer to the centre than the radius, strictly, so that a ball of radius 0 has none.
+    /// K = 0: those nearer to the center than the radius, strictly, so that a ball of radius 0 has none.
     /// K = 1: those whose ball comes as near as 1e-12, or touches, or overlaps.
     std::vector<const Content*>
     GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const;
 
-    /// Contents whose box the closed box meets, touching included; contents with a ball whose centre is
+    /// Contents whose box the closed box meets, touching included; contents with a ball whose center is
     /// nearer to the box than the radius, strictly.
     std::vector<const Content*> GetPossibleBoxCollisions(const Box& box) const;
 
@@ -131,11 +131,11 @@ protected:
     SORVANE_LOCAL void VisitRayCollisions(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
                                           const Sink& sink) const;
 
-    /// Calls `sink(content)` for each content whose bound fulfils `contentPredicate(bound)`.
+    /// Calls `sink(content)` for each content whose bound fulfills `contentPredicate(bound)`.
     ///
     /// `boxPredicate(box)` is asked about boxes around several contents: of a subtree, of a group of
     /// contents in a node. Where it is false all of them are passed over; so it must be true for any box
-    /// around a bound that fulfils `contentPredicate`.
+    /// around a bound that fulfills `contentPredicate`.
     template <class BoxPredicate, class ContentPredicate, class Sink>
     SORVANE_LOCAL void VisitCandidates(const BoxPredicate& boxPredicate,
                                        const ContentPredicate& contentPredicate,

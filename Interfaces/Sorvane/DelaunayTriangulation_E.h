@@ -90,7 +90,7 @@ public:
     /// Triangulates `points`, in their order. False as soon as a point can't be placed: it repeats
     /// another, lies in a sliver below the tolerances, or is not finite. What was built until then
     /// stays. Expected O(n log n) for n points that are spread somehow evenly at some scale; sorted
-    /// input costs no more. Points in order along a bow towards others can take O(n^2) flips: mix
+    /// input costs no more. Points in order along a bow toward others can take O(n^2) flips: mix
     /// their order if it is free. A mesher of a derived type goes through the virtual edits and
     /// keeps `FindEdge` up to date all along, which takes more time and gives the same mesh; only
     /// half-edges may have other numbers.

@@ -219,8 +219,8 @@ RevolvedPolylineAroundAxis(const VecBase<3, T>& axisPoint, const VecBase<3, T>& 
 /// A height h in (q.y - tolerance / 2, q.y] of a node q snaps to that node. Any other height within the
 /// polyline makes a new node at y = h, also one just above a node, and also one exactly on a node when
 /// `tolerance` is 0 (the node stays as a twin behind it; only the first node, and one within the length
-/// floor of the node before, takes such a height itself). x is interpolated between the neighbours, or
-/// the upper one's on a rise within that floor; in space z = 0 whatever the neighbours'. Of a plateau's
+/// floor of the node before, takes such a height itself). x is interpolated between the neighbors, or
+/// the upper one's on a rise within that floor; in space z = 0 whatever the neighbors'. Of a plateau's
 /// nodes only the first is listed. Heights below the first node or above the last do nothing.
 ///
 /// A polyline that descends anywhere, an empty one, and one without heights come back unchanged with no

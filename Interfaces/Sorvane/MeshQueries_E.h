@@ -17,10 +17,10 @@
 
 namespace Velk::Math::Sorvane::Mesh {
 
-// --- neighbourhood --------------------------------------------------------------------------------
+// --- neighborhood --------------------------------------------------------------------------------
 
 /// For each point the points that share a triangle with it; empty for a point of no triangle. A triangle
-/// that names a point twice makes it its own neighbour. O(n log n).
+/// that names a point twice makes it its own neighbor. O(n log n).
 template <int D, class T>
 std::vector<std::set<int>> NodeRings(const IndexedPointsBase<D, T>& mesh);
 
@@ -29,11 +29,11 @@ std::vector<std::set<int>> NodeRings(const IndexedPointsBase<D, T>& mesh);
 template <int D, class T>
 std::vector<std::vector<int>> NodeFacets(const IndexedPointsBase<D, T>& mesh);
 
-/// For each triangle its neighbours across its three edges, -1 where there is none.
+/// For each triangle its neighbors across its three edges, -1 where there is none.
 ///
-/// The neighbour is the first other triangle, in triangle order, that has the edge, run in either
+/// The neighbor is the first other triangle, in triangle order, that has the edge, run in either
 /// direction. On an edge of three or more triangles the relation is therefore not mutual: of three fins
-/// 0, 1, 2 the neighbours are 1, 0, 0. Expected O(n), parallel.
+/// 0, 1, 2 the neighbors are 1, 0, 0. Expected O(n), parallel.
 template <int D, class T>
 std::vector<std::array<int, 3>> NeighborFacets(const IndexedPointsBase<D, T>& mesh);
 
@@ -56,18 +56,18 @@ std::vector<std::pair<int, int>> BoundaryEdges(const IndexedPointsBase<D, T>& me
 template <int D, class T>
 std::vector<std::array<VecBase<D, T>, 2>> BoundarySegments(const IndexedPointsBase<D, T>& mesh);
 
-/// The places 3t + k of the edges without a neighbour in `NeighborFacets`, ascending. Differs from
-/// `BoundaryEdges` on degenerate triangles: an edge that one triangle runs twice has no neighbour.
+/// The places 3t + k of the edges without a neighbor in `NeighborFacets`, ascending. Differs from
+/// `BoundaryEdges` on degenerate triangles: an edge that one triangle runs twice has no neighbor.
 template <int D, class T>
 std::vector<int> BoundaryEdgeIndices(const IndexedPointsBase<D, T>& mesh);
 
 // --- angles ---------------------------------------------------------------------------------------
 
-/// Angles at `centre` between consecutive points of `ring`, radians, each in [0, pi]: one for each point
+/// Angles at `center` between consecutive points of `ring`, radians, each in [0, pi]: one for each point
 /// of a closed ring, the last from the last point back to the first, and one less for an open ring.
 /// Computed from lengths (`OppositeEdgeAngle`). Empty for an empty ring.
 template <class T>
-std::vector<T> RingAngles(const VecBase<3, T>& centre, const std::vector<VecBase<3, T>>& ring,
+std::vector<T> RingAngles(const VecBase<3, T>& center, const std::vector<VecBase<3, T>>& ring,
                           bool closed);
 
 /// The angles times `factor`, which makes them sum to pi on a `boundary` and to 2 pi otherwise. All zero,
@@ -78,15 +78,15 @@ std::vector<T> NormalizedAngles(const std::vector<T>& angles, T& factor, bool bo
 /// `NormalizedAngles` of `RingAngles`, both with the one flag: a `closed` ring is scaled to pi, an open one
 /// to 2 pi. For a full turn over a closed ring repeat its first point at the end and pass false.
 template <class T>
-std::vector<T> NormalizedRingAngles(const VecBase<3, T>& centre,
+std::vector<T> NormalizedRingAngles(const VecBase<3, T>& center,
                                     const std::vector<VecBase<3, T>>& ring, T& factor, bool closed);
 
 /// Angle between the normals of the two triangles at each edge, three entries for each triangle: place
-/// 3t + k. Radians in [0, pi]; exactly 2 pi, also when signed, where `NeighborFacets` has no neighbour.
+/// 3t + k. Radians in [0, pi]; exactly 2 pi, also when signed, where `NeighborFacets` has no neighbor.
 ///
-/// With `isSigned` positive for a convex edge, negative for a concave one, and 0 where the neighbour's
+/// With `isSigned` positive for a convex edge, negative for a concave one, and 0 where the neighbor's
 /// centroid lies within 1e-12 (in `float` 1e-8) of the triangle's plane, be it ahead or folded back. A
-/// degenerate triangle has no normal, and its edges have the angle 0; so have all edges with a neighbour
+/// degenerate triangle has no normal, and its edges have the angle 0; so have all edges with a neighbor
 /// of a mesh that `IsEmpty`, by an incomplete last triple for one. Parallel; O(n).
 template <class T>
 std::vector<T> CreaseAngles(const IndexedPointsBase<3, T>& mesh, bool isSigned);
@@ -97,7 +97,7 @@ std::vector<T> CreaseAngles(const IndexedPointsBase<3, T>& mesh, bool isSigned);
 /// turned. A triangle is turned by exchanging its second and third index.
 ///
 /// Walks breadth first over `NeighborFacets` from triangle 0 and compares each triangle with its
-/// neighbours. False, with the mesh as it was, when all agree, and without points, without indices, or
+/// neighbors. False, with the mesh as it was, when all agree, and without points, without indices, or
 /// when the indices don't come in threes. Only the component of triangle 0 is walked, but the majority is
 /// taken over all triangles: those of other components count as right, and are turned with the rest
 /// where more than half of all triangles are marked. A side from a node to itself tells nothing and isn't

@@ -1,5 +1,5 @@
-// How healthy a mesh is: defective triangles, edges that do not join two triangles, size and centre,
-// and how far the open borders of its pieces lie apart.
+// How healthy a mesh is: defective triangles, edges that do not join two triangles, size and center,
+// and how far the open boundaries of its pieces lie apart.
 //
 // Triangles are numbered from 0; side k of a triangle runs from its corner k to its corner k + 1, and a
 // *slot* is the number 3t + k of side k of triangle t, its place in the indices of the welded mesh.
@@ -27,18 +27,18 @@ template <class T> struct SORVANE_API MeshReport {
 
     /// Triangles that run an edge in the same direction as another one does, without those that have a
     /// side in `nonManifoldSlots`. Ascending. Which of the two is wrong can't be told from the edge:
-    /// both are listed, so a single turned triangle brings its neighbours with it.
+    /// both are listed, so a single turned triangle brings its neighbors with it.
     std::vector<int> misorientedTriangles;
 
     /// Triangles with two corners on one point, or with a height of at most twice the tolerance.
     /// Ascending.
     std::vector<int> degenerateTriangles;
 
-    /// Triangles whose normal points against that of a neighbour, within 2.5 degrees. Ascending.
+    /// Triangles whose normal points against that of a neighbor, within 2.5 degrees. Ascending.
     std::vector<int> foldedTriangles;
 
     /// One side for each edge that has not exactly two, the first one. Ascending. Edges of one side are
-    /// the mesh's border, the others are those of `nonManifoldSlots`.
+    /// the mesh's boundary, the others are those of `nonManifoldSlots`.
     std::vector<int> openSlots;
 
     /// Means over all sides of triangles (an inner edge counts twice), and over all triangles. NaN
@@ -50,8 +50,8 @@ template <class T> struct SORVANE_API MeshReport {
     /// when it is wound outward. An open mesh's depends on where it lies.
     T volume = 0;
 
-    /// Centre of that volume, the same for a body turned inside out; NaN when `volume` is exactly 0.
-    /// Where it is 0 but for rounding, as of a slanted sheet, the centre means nothing.
+    /// Center of that volume, the same for a body turned inside out; NaN when `volume` is exactly 0.
+    /// Where it is 0 but for rounding, as of a slanted sheet, the center means nothing.
     VecBase<3, T> centroid;
 
     friend bool operator==(const MeshReport&, const MeshReport&) = default;
@@ -59,10 +59,10 @@ template <class T> struct SORVANE_API MeshReport {
 
 /// What `CheckGaps` finds.
 struct SORVANE_API GapReport {
-    /// The last border point of the last piece. Not where the gap is.
+    /// The last boundary point of the last piece. Not where the gap is.
     VecBase<3, double> location;
 
-    /// The greatest distance from a border point of one piece to the borders of the other pieces.
+    /// The greatest distance from a boundary point of one piece to the boundaries of the other pieces.
     double gap = 0;
 
     /// True when no half-edge mesh can be made; the other fields are zero then.
@@ -78,7 +78,7 @@ struct SORVANE_API GapReport {
 /// - A height is the distance of a corner from the opposite side as a segment, so that none of a
 ///   triangle's heights exceeds its shortest side at that corner.
 /// - Normals are those of `Mesh::Normals`: a triangle of next to no area has none and is not folded.
-///   Neighbours are those of `Mesh::NeighborFacets`. Two coincident triangles wound oppositely are
+///   Neighbors are those of `Mesh::NeighborFacets`. Two coincident triangles wound oppositely are
 ///   folded, wound alike they are misoriented.
 /// - With a negative or NaN tolerance nothing is welded, and only triangles that name a point twice
 ///   are degenerate.
@@ -92,25 +92,25 @@ struct SORVANE_API GapReport {
 template <class T>
 MeshReport<T> CheckMesh(const std::vector<std::array<VecBase<3, T>, 3>>& soup, T tolerance);
 
-/// How far the open borders of the pieces of a mesh lie from each other, as a measure of how badly a
+/// How far the open boundaries of the pieces of a mesh lie from each other, as a measure of how badly a
 /// model that should be one closed body is broken.
 ///
 /// A piece is a set of triangles connected across edges; pieces that only touch in a point are two.
-/// Points are not welded. Of each border point the distance to the nearest border segment of any other
+/// Points are not welded. Of each boundary point the distance to the nearest boundary segment of any other
 /// piece is taken, and `gap` is the greatest of these. So it is not the width of the crack: two unit
 /// squares side by side, 0.5 apart, have their far sides 1.5 apart.
 ///
-/// A border point for which there is no other piece with a border counts with the square root of the
+/// A boundary point for which there is no other piece with a boundary counts with the square root of the
 /// greatest finite number, 1.34e154: such is the gap of a single open piece. A closed mesh and an empty
 /// one have gap 0 and `location` at the origin. Points that are not finite are like points without a
 /// partner, and segments with such an end are nobody's partner.
 ///
-/// `invalidMesh` is set when the number of indices is not a multiple of 3 or the borders can't be
+/// `invalidMesh` is set when the number of indices is not a multiple of 3 or the boundaries can't be
 /// linked (`HalfEdge::TriangleMesh::LinkBoundaryEdges`), as where three fans of triangles meet in one
 /// point. Triples that a half-edge mesh can't take are left out: equal or invalid indices, or a
 /// directed edge that is taken.
 ///
-/// One thread. About O(n log n) for n triangles; only a border of which many parts are equally far from
+/// One thread. About O(n log n) for n triangles; only a boundary of which many parts are equally far from
 /// many points of another one costs more.
 SORVANE_API GapReport CheckGaps(const std::vector<VecBase<3, double>>& points,
                                 const std::vector<int>& indices);

@@ -42,7 +42,7 @@ template <int D, int A> unsigned long long Encode(unsigned int value);
 ///
 /// The box is mapped into unit space with a margin of 0.1 percent and its proportions kept
 /// (`Bounding::UnitSpaceMapping`). That does not scale a box whose largest extent is beyond about 1e5 in
-/// space (3.2e7 in the plane): its points wrap as described above, and the codes still keep neighbours
+/// space (3.2e7 in the plane): its points wrap as described above, and the codes still keep neighbors
 /// together for the most part. Coincident points lie in the middle of unit space. A depth at or beyond
 /// 31 (21) leaves the codes whole. Empty for no points. O(n), parallel.
 template <int D>

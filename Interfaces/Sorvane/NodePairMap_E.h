@@ -7,7 +7,7 @@
 // again and again, a node just made has all its edges on its own shelf, and nothing moves when the
 // table grows. What a full shelf can't take (the hub of a fan, say) goes to a hash table.
 //
-// The two half-edges of an edge are neighbours in number (2k, 2k+1) and are always entered and
+// The two half-edges of an edge are neighbors in number (2k, 2k+1) and are always entered and
 // erased together, hence one place of eight bytes serves both directions.
 #pragma once
 

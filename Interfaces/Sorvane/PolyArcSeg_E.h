@@ -18,11 +18,11 @@ namespace Velk::Math::Sorvane::Planar {
 
 // --- length along the chain ---------------------------------------------------------------------
 
-/// Running length at each joint: n + 1 values from 0 to the chain's length. With `normalised` they are
+/// Running length at each joint: n + 1 values from 0 to the chain's length. With `normalized` they are
 /// divided by the length and end in exactly 1, unless the length is 0, and then they are all 0. An empty
 /// chain gives the single value 0. O(n).
 template <class T>
-std::vector<T> PolyArcSegParameters(const PolyArcSegBase<T>& chain, bool normalised);
+std::vector<T> PolyArcSegParameters(const PolyArcSegBase<T>& chain, bool normalized);
 
 /// Place of `point` along the chain as a length from its start; -1 when it isn't on the chain.
 ///
@@ -40,15 +40,15 @@ template <class T>
 std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>& chain,
                                            const std::vector<VecBase<2, T>>& points, T tol);
 
-/// Point of the chain at a length from its start, or at a fraction of its length with `normalised`.
+/// Point of the chain at a length from its start, or at a fraction of its length with `normalized`.
 ///
 /// A joint counts to the earlier element. Within the floor of an element's start or end (a length, or a
-/// fraction of that element with `normalised`) the point is the start or end itself, bit for bit. False,
+/// fraction of that element with `normalized`) the point is the start or end itself, bit for bit. False,
 /// with the origin in `point`, for an empty chain, a parameter outside the chain or NaN; also for one
 /// that can't be told from a joint otherwise: it is farther from it than the floor, but the piece
 /// between them would be no longer than the floor or than the rounding of the running length. O(n).
 template <class T>
-bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, bool normalised,
+bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, bool normalized,
                                   VecBase<2, T>& point);
 
 // --- nearest points and sides -------------------------------------------------------------------
@@ -61,7 +61,7 @@ VecBase<2, T> ClosestPointOnPolyArcSeg(const PolyArcSegBase<T>& chain, const Vec
 
 /// Nearest point and the unit normal there of the element that gives it: to the right of travel, or to
 /// the left with `right` false. The normal is zero on an element without direction (a segment no longer
-/// than the floor, an arc's own centre) and when there is no nearest point.
+/// than the floor, an arc's own center) and when there is no nearest point.
 template <class T>
 std::pair<VecBase<2, T>, VecBase<2, T>>
 ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<2, T>& point,
@@ -96,7 +96,7 @@ template <class T> std::vector<VecBase<2, T>> Tessellate(const PolyArcSegBase<T>
 /// Writes a chain as text, numbers with 17 significant digits in the classic locale.
 ///
 /// An empty line; the number of elements and the tolerance; then a line for each element: L with start
-/// and end, or A with start, centre and signed length, separated by tabs. False when the file can't be
+/// and end, or A with start, center and signed length, separated by tabs. False when the file can't be
 /// opened, or not be written completely.
 SORVANE_API bool WritePolySegArcToFile(const PolyArcSegBase<double>& chain, std::string path);
 

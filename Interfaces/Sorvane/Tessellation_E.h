@@ -19,7 +19,7 @@ namespace Velk::Math::Sorvane::Mesh {
 /// point that repeats the one before, get no triangle. The triangles are counter-clockwise in the
 /// plane, in space as seen from the side from which the outline runs counter-clockwise. They cover
 /// the outline without overlap; their edges are those of the outline and diagonals between its
-/// points, improved towards Delaunay by two passes of flips.
+/// points, improved toward Delaunay by two passes of flips.
 ///
 /// Empty: fewer than three different points; three points of at most the floor as area; an outline
 /// that crosses or touches itself between points, or crosses itself at points; in space points

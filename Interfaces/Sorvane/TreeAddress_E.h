@@ -15,7 +15,7 @@ namespace Velk::Math::Sorvane::Tree {
 /// each level, the first level in the highest group. Child k of a cell has depth + 1 and path * 2^D + k,
 /// where bit 0 of k is x, bit 1 y and bit 2 z. Depth ends at 31 (D = 2) or 21 (D = 3), where path and
 /// code are the same number. Depth 0 with path 0 is the root and at once the null address, which has no
-/// parent and no neighbours. Ordered by depth, then path.
+/// parent and no neighbors. Ordered by depth, then path.
 template <int D> struct SORVANE_API QOFAddress {
     unsigned int depth = 0;
     unsigned long long path = 0;
@@ -36,7 +36,7 @@ template <int D> struct SORVANE_API QOFAddress {
     /// those that touch it with an edge or corner only (up to 8 or 26), as far as they lie inside unit
     /// space. None for depth 0 and for a depth beyond the last.
     ///
-    /// Faces come as -x, -y, +x, +y, +z, -z; all neighbours of a square as the ring that starts at -x and
+    /// Faces come as -x, -y, +x, +y, +z, -z; all neighbors of a square as the ring that starts at -x and
     /// goes on by the corner (-x, -y), those of a cube as the layer below, the ring in its own layer, the
     /// layer above.
     std::vector<QOFAddress> NeighborAddresses(bool facesOnly) const;
@@ -49,7 +49,7 @@ private:
                                       unsigned long long& path, unsigned int& depth);
 };
 
-/// Direction from the centre of a cell to that of its child: +1 on the axes whose bit is set in `child`
+/// Direction from the center of a cell to that of its child: +1 on the axes whose bit is set in `child`
 /// (bit 0 is x), -1 on the others. Higher bits are ignored.
 template <int D, class T> constexpr VecBase<D, T> QOFChildOffset(int child)
 {
@@ -60,13 +60,13 @@ template <int D, class T> constexpr VecBase<D, T> QOFChildOffset(int child)
     return offset;
 }
 
-/// The neighbourhoods from which a balanced tree grows: from the deepest level up the parents of a
-/// level's cells join the level above, whose cells are then all replaced by their neighbours.
+/// The neighborhoods from which a balanced tree grows: from the deepest level up the parents of a
+/// level's cells join the level above, whose cells are then all replaced by their neighbors.
 ///
-/// Replaced means that a cell above the deepest level stays only if it is itself a neighbour of another
-/// one of its level: a lone one is gone, and so are ancestors that are nobody's neighbour. The null
-/// address is in the result where a cell lacked a neighbour. Cells at full depth (31 or 21) and beyond
-/// are left out. Sorted, without repeats. O(n log n) for n neighbours; parallel.
+/// Replaced means that a cell above the deepest level stays only if it is itself a neighbor of another
+/// one of its level: a lone one is gone, and so are ancestors that are nobody's neighbor. The null
+/// address is in the result where a cell lacked a neighbor. Cells at full depth (31 or 21) and beyond
+/// are left out. Sorted, without repeats. O(n log n) for n neighbors; parallel.
 template <int D>
 std::vector<QOFAddress<D>> BalanceAddresses(const std::vector<QOFAddress<D>>& addresses,
                                             bool facesOnly);
@@ -75,7 +75,7 @@ std::vector<QOFAddress<D>> BalanceAddresses(const std::vector<QOFAddress<D>>& ad
 /// cell that has some of its children in the list.
 ///
 /// `balance` counts together with `fillSiblings` only: each level of parents is then replaced by its face
-/// neighbours as in `BalanceAddresses`, with the same losses, before children are filled in. Cells at full
+/// neighbors as in `BalanceAddresses`, with the same losses, before children are filled in. Cells at full
 /// depth (31 or 21) and beyond are left out. Empty for an empty list. Sorted, without repeats.
 /// O(n log n) for n cells in the result; parallel.
 template <int D>

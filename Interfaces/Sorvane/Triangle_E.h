@@ -33,7 +33,7 @@ template <class T> std::vector<VecBase<3, T>> Normals(const IndexedPointsBase<3,
 template <class T> std::vector<VecBase<3, T>> Normals(const TriangleSoup<3, T>& soup);
 
 /// Unit normal of each point: the area normals of the triangles round it, summed in triangle order and
-/// normalised with tolerance 1e-12, in `float` 1e-8.
+/// normalized with tolerance 1e-12, in `float` 1e-8.
 ///
 /// Zero for a point that no triangle uses, and where the sum vanishes; so a mesh that `IsEmpty` gives
 /// a zero vector for each of its points. A triangle that names a point twice counts twice there.
@@ -76,7 +76,7 @@ std::array<VecBase<2, T>, 4> FlattenTriangleNeighbors(const VecBase<3, T>& p0,
                                                       const VecBase<3, T>& p2,
                                                       const VecBase<3, T>& p3);
 
-/// A triangle unfolded with all three neighbours: p0, p1, p2 and p3 as above, p4 across p1p2, p5 across
+/// A triangle unfolded with all three neighbors: p0, p1, p2 and p3 as above, p4 across p1p2, p5 across
 /// p2p0, each on the side of its edge that faces away from the triangle.
 ///
 /// The lengths: a, b, c, d, e as above, f = |p1p4|, g = |p4p2|, h = |p2p5|, i = |p5p0|. Non-finite values
@@ -163,12 +163,12 @@ template <class T> bool LocallyDelaunayEdge(T edge, T a1, T b1, T a2, T b2, T sl
 // Pieces keep the orientation. With corners a, b, c, edge midpoints ab, bc, ca and the centroid o:
 
 /// Splits at the centroid, at the edge midpoints, or at both:
-/// - centre and midpoints: (a, ab, o), (b, o, ab), (b, bc, o), (c, o, bc), (c, ca, o), (a, o, ca);
-/// - centre: (a, b, o), (b, c, o), (c, a, o);
+/// - center and midpoints: (a, ab, o), (b, o, ab), (b, bc, o), (c, o, bc), (c, ca, o), (a, o, ca);
+/// - center: (a, b, o), (b, c, o), (c, a, o);
 /// - midpoints: (a, ab, ca), (b, bc, ab), (c, ca, bc), (ab, bc, ca);
 /// - neither: the triangle itself.
 template <int D, class T>
-TriangleSoup<D, T> SplitTriangle(const Triangle<D, T>& triangle, bool centre, bool midpoints);
+TriangleSoup<D, T> SplitTriangle(const Triangle<D, T>& triangle, bool center, bool midpoints);
 
 /// Splits the flagged edges at their midpoints:
 /// - none: the triangle itself; all three: `SplitTriangle(triangle, false, true)`;

@@ -29,7 +29,7 @@ std::vector<T> Inputs(const benchmark::State& state, Make make)
     return inputs;
 }
 
-/// Runs `test` on every input and counts what it finds, so that nothing is optimised away.
+/// Runs `test` on every input and counts what it finds, so that nothing is optimized away.
 template <class Input, class Run>
 void RunAll(benchmark::State& state, const std::vector<Input>& inputs, Run test)
 {
@@ -146,7 +146,7 @@ void BM_TriangleTriangle(benchmark::State& state)
     });
 }
 
-/// Neighbours of a mesh, which share a side: the careful way through.
+/// Neighbors of a mesh, which share a side: the careful way through.
 void BM_TriangleTriangleTouching(benchmark::State& state)
 {
     using Input = std::array<Triangle, 2>;

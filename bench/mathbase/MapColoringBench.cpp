@@ -1,4 +1,4 @@
-// Colouring of triangulated grids by node and of their triangles by shared edge.
+// Coloring of triangulated grids by node and of their triangles by shared edge.
 
 #include <Velk/Math/MapColoring_E.h>
 
@@ -33,7 +33,7 @@ Lists GridNodes(int side)
     return lists;
 }
 
-/// Triangles of such a grid: three neighbours each, -1 at the border.
+/// Triangles of such a grid: three neighbors each, -1 at the boundary.
 Lists GridTriangles(int side)
 {
     Lists lists;

@@ -108,7 +108,7 @@ void BM_SnapToSegments(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kPoints);
 }
 
-/// A chain of arcs that winds outwards; elements within a distance of which a few fulfil it.
+/// A chain of arcs that winds outwards; elements within a distance of which a few fulfill it.
 void BM_ChainItemsWithin(benchmark::State& state)
 {
     Planar::PolyArcSegBase<double> chain;

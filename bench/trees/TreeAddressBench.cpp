@@ -1,5 +1,5 @@
-// Sweeps over lists of addresses and block meshes, of cells on a sphere (a shell of neighbours, as
-// a part's surface gives), in a ball (solid) and scattered (hardly any neighbours).
+// Sweeps over lists of addresses and block meshes, of cells on a sphere (a shell of neighbors, as
+// a part's surface gives), in a ball (solid) and scattered (hardly any neighbors).
 
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/TreeAddress_E.h>
@@ -138,7 +138,7 @@ void AllShapes(benchmark::internal::Benchmark* benchmark)
     Sizes(benchmark, {kShell, kSolid, kScattered});
 }
 
-/// Replacing by neighbours multiplies scattered cells level by level: 10^4 of them at depth 16
+/// Replacing by neighbors multiplies scattered cells level by level: 10^4 of them at depth 16
 /// become millions.
 void Crowds(benchmark::internal::Benchmark* benchmark)
 {

@@ -1,5 +1,5 @@
 // An independent check of smallest enclosing balls: containment, and a lower bound of the radius
-// from the smallest balls of all small subsets of the points farthest from the centre. By Helly's
+// from the smallest balls of all small subsets of the points farthest from the center. By Helly's
 // theorem the largest of those is the radius of the smallest ball of all.
 #pragma once
 
@@ -19,7 +19,7 @@ class TinyBall {
 public:
     using Point = std::array<long double, D>;
 
-    Point centre{};
+    Point center{};
     long double radius = 0;
     std::vector<Point> support;
 
@@ -36,7 +36,7 @@ public:
                 }
             }
             Point c;
-            if (trial.size() > D + 1 || !CentreInFlat(trial, c)) {
+            if (trial.size() > D + 1 || !CenterInFlat(trial, c)) {
                 continue;
             }
             const long double r = Distance(c, trial[0]);
@@ -44,7 +44,7 @@ public:
                 return Distance(c, p) <= r * (1 + 1e-14L);
             });
             if (holds && (radius < 0 || r < radius)) {
-                centre = c;
+                center = c;
                 radius = r;
                 support = trial;
             }
@@ -61,9 +61,9 @@ public:
     }
 
 private:
-    /// Point of the flat through the support that is equally far from all of it: centre = s0 + sum
-    /// l_j e_j with e_i * centre offset = |e_i|^2 / 2, by elimination with pivoting.
-    static bool CentreInFlat(const std::vector<Point>& support, Point& centre)
+    /// Point of the flat through the support that is equally far from all of it: center = s0 + sum
+    /// l_j e_j with e_i * center offset = |e_i|^2 / 2, by elimination with pivoting.
+    static bool CenterInFlat(const std::vector<Point>& support, Point& center)
     {
         const std::size_t n = support.size() - 1;
         std::array<std::array<long double, D + 1>, D> m{};
@@ -97,10 +97,10 @@ private:
                 }
             }
         }
-        centre = support[0];
+        center = support[0];
         for (std::size_t i = 0; i < n; ++i) {
             for (std::size_t k = 0; k < D; ++k) {
-                centre[k] += m[i][n] / m[i][i] * edge[i][k];
+                center[k] += m[i][n] / m[i][i] * edge[i][k];
             }
         }
         return true;
@@ -154,10 +154,10 @@ long double RadiusByExchange(const std::vector<std::array<long double, D>>& poin
     for (int step = 0; step < 1000; ++step) {
         const auto farthest =
             std::max_element(points.begin(), points.end(), [&](const auto& a, const auto& b) {
-                return TinyBall<D>::Distance(a, ball.centre) <
-                       TinyBall<D>::Distance(b, ball.centre);
+                return TinyBall<D>::Distance(a, ball.center) <
+                       TinyBall<D>::Distance(b, ball.center);
             });
-        if (TinyBall<D>::Distance(*farthest, ball.centre) <= ball.radius * (1 + 1e-14L)) {
+        if (TinyBall<D>::Distance(*farthest, ball.center) <= ball.radius * (1 + 1e-14L)) {
             break;
         }
         auto next = ball.support;
@@ -186,16 +186,16 @@ long double SmallestRadius(const std::vector<Velk::Math::VecBase<D, T>>& points)
     return wide.size() <= 10 ? RadiusByAllSubsets<D>(wide) : RadiusByExchange<D>(wide);
 }
 
-/// Radius needed to reach the farthest point from the centre, without rounding of T.
+/// Radius needed to reach the farthest point from the center, without rounding of T.
 template <int D, class T>
 long double ReachOf(const std::vector<Velk::Math::VecBase<D, T>>& points,
-                    const Velk::Math::VecBase<D, T>& centre)
+                    const Velk::Math::VecBase<D, T>& center)
 {
     long double reach = 0;
     for (const auto& p : points) {
         long double sum = 0;
         for (int i = 0; i < D; ++i) {
-            const long double d = static_cast<long double>(p[i]) - centre[i];
+            const long double d = static_cast<long double>(p[i]) - center[i];
             sum += d * d;
         }
         reach = std::max(reach, std::sqrt(sum));

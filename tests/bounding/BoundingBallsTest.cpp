@@ -29,7 +29,7 @@ void ExpectSmallest(const BoundingBall<D, T>& ball, const std::vector<VecBase<D,
     }
     const long double smallest = Test::SmallestRadius(points);
     const long double accuracy = std::is_same_v<T, double> ? 1e-9L : 2e-6L;
-    // The hull may leave out points by 2e-9 of the size, and the centre is rounded to T.
+    // The hull may leave out points by 2e-9 of the size, and the center is rounded to T.
     const long double slack = 1e-9L * smallest + 2 * kLengthFloor<T> +
                               std::numeric_limits<T>::epsilon() * Vector::Length(ball.center);
     ASSERT_LE(static_cast<long double>(ball.radius), smallest * (1 + accuracy) + slack);

@@ -146,7 +146,7 @@ TYPED_TEST(BoxesOf, WithoutMarginTheLongestAxisFillsTheUnitEdgeExactly)
     const auto high = map * box.max;
     EXPECT_EQ(low[0], T(0));
     EXPECT_EQ(high[0], T(1));
-    EXPECT_EQ(low[1], T(0.25)); // the others are centred in proportion
+    EXPECT_EQ(low[1], T(0.25)); // the others are centered in proportion
     EXPECT_EQ(high[1], T(0.75));
     if constexpr (D == 3) {
         EXPECT_EQ(low[2], T(0.375));
@@ -174,7 +174,7 @@ TYPED_TEST(BoxesOf, MarginIsCutTo99Point9AndMayOverfill)
     EXPECT_EQ(UnitSpaceMapping(box, T(100), false), UnitSpaceMapping(box, T(1e6), false));
     EXPECT_NEAR((UnitSpaceMapping(box, T(100), false)(0, 0)), 0.001 / 8, 1e-10);
     EXPECT_EQ(UnitSpaceMapping(box, T(-100), false), UnitSpaceMapping(box, T(-500), false));
-    // -25 percent: the box is 1.25 units long, centred.
+    // -25 percent: the box is 1.25 units long, centered.
     const auto map = UnitSpaceMapping(box, T(-25), false);
     EXPECT_NEAR((map * box.min)[0], -0.125, 4 * (kEps<D, T>));
     EXPECT_NEAR((map * box.max)[0], 1.125, 4 * (kEps<D, T>));
@@ -190,7 +190,7 @@ TYPED_TEST(BoxesOf, APointIsBlownUpAndLandsInTheMiddle)
     EXPECT_NEAR((map(0, 0)) * static_cast<double>(kLengthFloor<T>), 1.0, 1e-9);
 }
 
-TYPED_TEST(BoxesOf, FlatBoxPerAxisIsOnlyCentred)
+TYPED_TEST(BoxesOf, FlatBoxPerAxisIsOnlyCentered)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
@@ -205,7 +205,7 @@ TYPED_TEST(BoxesOf, FlatBoxPerAxisIsOnlyCentred)
     EXPECT_EQ(high[1], T(0.5));
 }
 
-TEST(UnitSpaceMapping, HugeBoxesAreOnlyCentred)
+TEST(UnitSpaceMapping, HugeBoxesAreOnlyCentered)
 {
     // The product of the factors must exceed 1e-15: a target of 1e5 in space, 3.2e7 in the plane.
     using Box3 = AxisAlignedBoundingBox<3, double>;

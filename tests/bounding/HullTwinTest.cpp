@@ -158,7 +158,7 @@ TEST(HullTolerance, HoldsForPlatesOfAFewTolerances)
     }
 }
 
-// Nodes inside flat sides are taken out afterwards: that must not cost corners.
+// Nodes inside flat sides are taken out afterward: that must not cost corners.
 TEST(HullTolerance, HoldsWhereFlatNodesAreTakenOut)
 {
     ::Test::Random random(4);

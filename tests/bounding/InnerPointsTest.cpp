@@ -70,7 +70,7 @@ TYPED_TEST(InnerPointsOf, MostPointsOfADiscGo)
     EXPECT_LT(LeftOf(points), points.size() / 20);
 }
 
-TYPED_TEST(InnerPointsOf, NearTiesOnTheBorderStayTheSame)
+TYPED_TEST(InnerPointsOf, NearTiesOnTheBoundaryStayTheSame)
 {
     using T = TypeParam;
     // A filled polygon of few sides, each with a thousand points within some roundings of it: the
@@ -112,7 +112,7 @@ TYPED_TEST(InnerPointsOf, RowsAndColumnsStayTheSame)
 
 TEST(InnerPoints, PointsWithinTheToleranceOfEachOtherStayTheSame)
 {
-    // Chains of points a little less than the tolerance apart lead in from the border.
+    // Chains of points a little less than the tolerance apart lead in from the boundary.
     ::Test::Random random(34);
     auto points = ::Test::MakePoints<2, double>(::Test::PointSet::Ball, kCount, random);
     for (int i = 0; i < 2000; ++i) {

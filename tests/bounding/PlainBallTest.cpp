@@ -50,7 +50,7 @@ void ExpectSame(const std::vector<VecBase<D, T>>& points, double accuracy)
         if (size * size > static_cast<Real>(kLengthFloor<T>)) {
             EXPECT_LE(reach, size * (1 + Real(1e-9)) + 2 * static_cast<Real>(kLengthFloor<T>));
         }
-        // The ball's centre is rounded to T, wherever it lies.
+        // The ball's center is rounded to T, wherever it lies.
         const double allowed = accuracy * static_cast<double>(size) +
                                static_cast<double>(2 * std::numeric_limits<T>::epsilon()) *
                                    static_cast<double>(Vector::Length(plain.center));

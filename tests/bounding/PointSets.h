@@ -53,9 +53,9 @@ std::vector<Velk::Math::VecBase<D, T>> MakePoints(PointSet set, int count, Rando
     using V = Velk::Math::VecBase<D, T>;
     std::vector<V> points;
     const V axis = RandomDirection<D, T>(random);
-    std::vector<V> centres;
+    std::vector<V> centers;
     for (int i = 0; i < 4; ++i) {
-        centres.push_back(random.Vector<D, T>(-1, 1));
+        centers.push_back(random.Vector<D, T>(-1, 1));
     }
     while (static_cast<int>(points.size()) < count) {
         const V cube = random.Vector<D, T>(-1, 1);
@@ -82,7 +82,7 @@ std::vector<Velk::Math::VecBase<D, T>> MakePoints(PointSet set, int count, Rando
             break;
         }
         case PointSet::Clusters:
-            points.push_back(centres[static_cast<std::size_t>(random.Below(4))] + cube * T(1e-4));
+            points.push_back(centers[static_cast<std::size_t>(random.Below(4))] + cube * T(1e-4));
             break;
         case PointSet::Line:
             points.push_back(axis * along);
@@ -91,7 +91,7 @@ std::vector<Velk::Math::VecBase<D, T>> MakePoints(PointSet set, int count, Rando
             points.push_back(axis * along + cube * (std::is_same_v<T, float> ? T(1e-5) : T(1e-10)));
             break;
         case PointSet::Duplicates:
-            points.push_back(centres[static_cast<std::size_t>(random.Below(4))]);
+            points.push_back(centers[static_cast<std::size_t>(random.Below(4))]);
             break;
         case PointSet::Antipodal:
             points.push_back(direction);

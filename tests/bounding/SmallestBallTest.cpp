@@ -33,7 +33,7 @@ void ExpectSmallest(const BoundingBall<D, T>& ball, const std::vector<VecBase<D,
         ASSERT_LE(Vector::Length(p - ball.center), ball.radius);
     }
     const long double bound = Test::SmallestRadius(points);
-    // The tolerance within which points count as inside is absolute, and the centre is rounded to
+    // The tolerance within which points count as inside is absolute, and the center is rounded to
     // T.
     const long double rounding =
         2 * kLengthFloor<T> + std::numeric_limits<T>::epsilon() * Vector::Length(ball.center);
@@ -96,7 +96,7 @@ TYPED_TEST(SmallestBallOf, RegularSimplex)
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
     using V = VecBase<D, T>;
-    // Corners of a cube that share no edge: the centre is the cube's, the radius half the diagonal.
+    // Corners of a cube that share no edge: the center is the cube's, the radius half the diagonal.
     std::vector<V> points;
     T expected;
     if constexpr (D == 3) {

@@ -31,14 +31,14 @@ TYPED_TEST(QueryAnglesOf, RingAnglesOfASquareRing)
 {
     using T = TypeParam;
     using V = VecBase<3, T>;
-    const V centre{1, 1, 5};
+    const V center{1, 1, 5};
     const std::vector<V> ring{V{2, 1, 5}, V{1, 3, 5}, V{0, 1, 5}, V{1, 0, 5}};
-    const auto closed = Mesh::RingAngles(centre, ring, true);
+    const auto closed = Mesh::RingAngles(center, ring, true);
     ASSERT_EQ(closed.size(), 4U);
     for (const T angle : closed) {
         EXPECT_NEAR(angle, kPi<double> / 2, kClose<T>);
     }
-    EXPECT_EQ(Mesh::RingAngles(centre, ring, false),
+    EXPECT_EQ(Mesh::RingAngles(center, ring, false),
               (std::vector<T>(closed.begin(), closed.end() - 1)));
 }
 
@@ -125,8 +125,8 @@ TYPED_TEST(QueryAnglesOf, NormalizedRingAnglesHandTheFlagThrough)
 
 // --- creases ------------------------------------------------------------------------------------
 
-/// Two triangles on the edge 0-1 along X: the first in the plane z = 0 towards -Y, the second
-/// rising from the edge towards +Y, bent by `angle` downwards (convex seen from +Z) when positive.
+/// Two triangles on the edge 0-1 along X: the first in the plane z = 0 toward -Y, the second
+/// rising from the edge toward +Y, bent by `angle` downwards (convex seen from +Z) when positive.
 template <class T>
 IndexedPointsBase<3, T> Roof(double angle)
 {
@@ -157,9 +157,9 @@ TYPED_TEST(QueryAnglesOf, CreaseIsPositiveWhenConvexAndNegativeWhenConcave)
             EXPECT_NEAR(plain[place], std::abs(bend), 4 * kClose<T>);
             EXPECT_NEAR(withSign[place], bend, 4 * kClose<T>);
         }
-        for (const std::size_t border : {1U, 2U, 4U, 5U}) {
-            EXPECT_EQ(plain[border], kTwoPi<T>);
-            EXPECT_EQ(withSign[border], kTwoPi<T>); // exactly, also when signed
+        for (const std::size_t boundary : {1U, 2U, 4U, 5U}) {
+            EXPECT_EQ(plain[boundary], kTwoPi<T>);
+            EXPECT_EQ(withSign[boundary], kTwoPi<T>); // exactly, also when signed
         }
     }
 }
@@ -168,7 +168,7 @@ TYPED_TEST(QueryAnglesOf, FlatAndFoldedBackCreasesAreZeroWhenSigned)
 {
     using T = TypeParam;
     EXPECT_EQ(Mesh::CreaseAngles(Roof<T>(0), true)[0], T{0});
-    // Folded back onto itself: the angle is pi, but the neighbour lies in the triangle's plane.
+    // Folded back onto itself: the angle is pi, but the neighbor lies in the triangle's plane.
     using V = VecBase<3, T>;
     const IndexedPointsBase<3, T> folded{{V{0, 0, 0}, V{1, 0, 0}, V{0.5, -1, 0}, V{0.5, -2, 0}},
                                          {1, 0, 2, 0, 1, 3}};
@@ -285,7 +285,7 @@ TYPED_TEST(QueryAnglesOf, LargeMeshAgreesWithTheDefinitionInEveryEntry)
 TYPED_TEST(QueryAnglesOf, HeightsUpToTheFloorCountAsFlatWhenSigned)
 {
     using T = TypeParam;
-    // The neighbour's centroid is a third as high as its apex, which is as high as the bend.
+    // The neighbor's centroid is a third as high as its apex, which is as high as the bend.
     const double floor = static_cast<double>(kLengthFloor<T>);
     EXPECT_EQ(Mesh::CreaseAngles(Roof<T>(2.9 * floor), true)[0], T{0});
     EXPECT_GT(Mesh::CreaseAngles(Roof<T>(3.1 * floor), true)[0], T{0});
@@ -299,7 +299,7 @@ TYPED_TEST(QueryAnglesOf, HeightsUpToTheFloorCountAsFlatWhenSigned)
     }
 }
 
-/// The definition, triangle by triangle, with the neighbours taken from the library.
+/// The definition, triangle by triangle, with the neighbors taken from the library.
 template <class T>
 std::vector<T> CreasesOneByOne(const IndexedPointsBase<3, T>& mesh, bool isSigned)
 {

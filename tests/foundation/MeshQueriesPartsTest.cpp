@@ -74,7 +74,7 @@ TEST_P(MeshQueriesOnParts, AgreeWithSlowTwinsAndKnownBoundary)
     for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
         const int from = mesh.indices[i];
         const int to = SideEnd(mesh.indices, i);
-        // No part has an edge of more than two triangles, so the other user is the neighbour.
+        // No part has an edge of more than two triangles, so the other user is the neighbor.
         const std::vector<int>& pair = users.at(std::minmax(from, to));
         ASSERT_LE(pair.size(), 2U);
         const int self = static_cast<int>(i / 3);

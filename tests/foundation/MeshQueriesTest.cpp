@@ -188,7 +188,7 @@ bool MatchNormalsTwin(std::vector<int>& indices)
     return true;
 }
 
-// --- neighbourhood ------------------------------------------------------------------------------
+// --- neighborhood ------------------------------------------------------------------------------
 
 TYPED_TEST(MeshQueriesOf, EmptyMesh)
 {
@@ -207,7 +207,7 @@ TYPED_TEST(MeshQueriesOf, NodeRings)
     auto mesh = TypeParam::Of({0, 1, 2, 0, 2, 3, 5, 5, 1});
     const auto rings = Mesh::NodeRings(mesh);
     const std::vector<std::set<int>> expected{{1, 2, 3}, {0, 2, 5}, {0, 1, 3}, {0, 2}, {}, {1, 5}};
-    EXPECT_EQ(rings, expected); // 5 is its own neighbour, 4 is in no triangle
+    EXPECT_EQ(rings, expected); // 5 is its own neighbor, 4 is in no triangle
 }
 
 TYPED_TEST(MeshQueriesOf, NodeFacetsListARepeatedPointTwice)
@@ -258,7 +258,7 @@ TYPED_TEST(MeshQueriesOf, EdgeRunTwiceTheSameWayIsNoBoundary)
 TYPED_TEST(MeshQueriesOf, DegenerateTriangleMakesTheTwoBoundariesDiffer)
 {
     // (0, 0, 1): the sides 0-0, 0-1 and 1-0. The first stands alone, the other two cancel; but no
-    // other triangle is there to be a neighbour of any.
+    // other triangle is there to be a neighbor of any.
     const auto mesh = TypeParam::Of({0, 0, 1});
     EXPECT_EQ(Mesh::BoundaryEdges(mesh), (std::vector<Edge>{{0, 0}}));
     EXPECT_EQ(Mesh::BoundaryEdgeIndices(mesh), (std::vector<int>{0, 1, 2}));
@@ -334,7 +334,7 @@ TYPED_TEST(MeshQueriesOf, SidesOfOneNodeCountLikeAnyOther)
     EXPECT_EQ(Mesh::NeighborFacets(point), (Neighbors{{-1, -1, -1}}));
     EXPECT_EQ(Mesh::NodeRings(point), (std::vector<std::set<int>>{{0}}));
     EXPECT_EQ(Mesh::NodeFacets(point), (std::vector<std::vector<int>>{{0, 0, 0}}));
-    // A side 0-0 in two triangles makes them neighbours.
+    // A side 0-0 in two triangles makes them neighbors.
     const auto two = TypeParam::Of({0, 0, 1, 2, 0, 0});
     EXPECT_EQ(Mesh::NeighborFacets(two), (Neighbors{{1, -1, -1}, {-1, 0, -1}}));
     EXPECT_TRUE(Mesh::BoundaryEdges(two).empty()); // 0-0, 0-1 and 0-2: each is used twice

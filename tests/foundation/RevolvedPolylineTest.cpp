@@ -216,7 +216,7 @@ TYPED_TEST(RevolvedPolylineOf, CoarseToleranceStillMakesARing)
     EXPECT_EQ(TypeParam::Triples(surface), (Triples{{0, 0, 1}, {0, 1, 1}}));
 }
 
-// p - c - c + c, ring upon ring: with the axis point c off the origin the centre walks.
+// p - c - c + c, ring upon ring: with the axis point c off the origin the center walks.
 TYPED_TEST(RevolvedPolylineOf, OffOriginAxisMapsAsStated)
 {
     SORVANE_FORM;
@@ -238,7 +238,7 @@ TYPED_TEST(RevolvedPolylineOf, OffOriginAxisMapsAsStated)
 TYPED_TEST(RevolvedPolylineOf, RadiusIsMeasuredFromTheAxisLineNotItsPoint)
 {
     SORVANE_FORM;
-    // A slanted, unnormalised axis through c; the profile point stands 1 off it, far along it.
+    // A slanted, unnormalized axis through c; the profile point stands 1 off it, far along it.
     const V c{1, 2, 3};
     const V direction{0, 6, 8};
     const V point = c + direction * T(5) + V{1, 0, 0};

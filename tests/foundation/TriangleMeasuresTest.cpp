@@ -382,7 +382,7 @@ TYPED_TEST(TriangleMeasuresOf, LocallyDelaunayEdgeAgreesWithTheCircle)
         const Vec2d p1{1, 0};
         const Vec2d p2{random.Between(-2, 2), random.Between(0.2, 3)};
         const Vec2d p3{random.Between(-2, 2), -random.Between(0.2, 3)};
-        // Circle through (-1, 0), (1, 0) and p2: centre (0, m).
+        // Circle through (-1, 0), (1, 0) and p2: center (0, m).
         const double m = (p2 * p2 - 1) / (2 * p2[1]);
         const double outside = Length(p3 - Vec2d{0, m}) - std::sqrt(1 + m * m);
         if (std::abs(outside) < 1e-3) {

@@ -113,8 +113,8 @@ TYPED_TEST(SplittingOf, PiecesSumToTheAreaAndKeepTheOrientation)
                 SplitTriangleEdge(triangle, (flags & 1) != 0, (flags & 2) != 0, (flags & 4) != 0);
             EXPECT_EQ(edges.size(),
                       1U + static_cast<unsigned>(__builtin_popcount(static_cast<unsigned>(flags))));
-            const auto centre = SplitTriangle(triangle, (flags & 1) != 0, (flags & 2) != 0);
-            for (const auto& pieces : {edges, centre}) {
+            const auto center = SplitTriangle(triangle, (flags & 1) != 0, (flags & 2) != 0);
+            for (const auto& pieces : {edges, center}) {
                 double sum = 0;
                 for (const auto& piece : pieces) {
                     const double part = TwiceArea<V>(piece) * whole / (whole * whole);

@@ -379,14 +379,14 @@ TEST(HMesh, RemovedFacesComeBackFirstInFirstOut)
     EXPECT_EQ(mesh.FaceCount(), 4);
 }
 
-struct LabelledNode : HVertex<3, double> {
+struct LabeledNode : HVertex<3, double> {
     int label = 0;
 };
 
 TEST(HMesh, AddNodeUsesFreeSlotsFirstAndKeepsTheirPayload)
 {
-    HMesh<LabelledNode, HEdge, HFace> mesh;
-    LabelledNode record;
+    HMesh<LabeledNode, HEdge, HFace> mesh;
+    LabeledNode record;
     for (int n = 0; n < 3; ++n) {
         record.label = 10 + n;
         record.position = {n, 0, 0};
@@ -411,7 +411,7 @@ TEST(HMesh, AddNodeUsesFreeSlotsFirstAndKeepsTheirPayload)
 TEST(HMesh, NodesNeedNoPosition)
 {
     BareMesh mesh = WithNodes<BareMesh>(3);
-    static_assert(!Positioned<HNode> && Positioned<HVertex<2, float>> && Positioned<LabelledNode>);
+    static_assert(!Positioned<HNode> && Positioned<HVertex<2, float>> && Positioned<LabeledNode>);
     EXPECT_EQ(mesh.AddFace({0, 1, 2}), 0);
     mesh.RemoveNode(0);
     EXPECT_EQ(mesh.AddNode({}), 0);
@@ -673,10 +673,10 @@ TEST(HMesh, BoundaryQueries)
 // A mesh whose edges may be declared boundary, as an algorithm does that works on a region.
 class RegionMesh : public PolygonMesh {
 public:
-    int border = -2;
+    int boundary = -2;
     bool IsBoundaryEdge(int halfEdge, bool bothSides) const override
     {
-        return halfEdge == border || PolygonMesh::IsBoundaryEdge(halfEdge, bothSides);
+        return halfEdge == boundary || PolygonMesh::IsBoundaryEdge(halfEdge, bothSides);
     }
 };
 
@@ -685,7 +685,7 @@ TEST(HMesh, NodesAndFacesAskTheMeshWhatIsBoundary)
     RegionMesh mesh;
     mesh.PolygonMesh::Assign(ClosedFan());
     EXPECT_FALSE(mesh.IsBoundaryNode(0));
-    mesh.border = mesh.FindEdge(0, 2);
+    mesh.boundary = mesh.FindEdge(0, 2);
     EXPECT_TRUE(mesh.IsBoundaryNode(0));
     EXPECT_TRUE(mesh.IsBoundaryFace(1, false));
 }

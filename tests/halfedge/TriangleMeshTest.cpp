@@ -449,7 +449,7 @@ TEST(TriangleMesh, CollapseOfATetrahedronFails)
 
 TEST(TriangleMesh, CollapseNextToATetrahedralCornerFails)
 {
-    // A node in a triangle: its three spokes are fine, but a rim edge has three common neighbours.
+    // A node in a triangle: its three spokes are fine, but a rim edge has three common neighbors.
     Triangles mesh = Loaded(::Test::Octahedron());
     int m = 0;
     ASSERT_TRUE(mesh.SplitFace(0, m, false));
@@ -472,7 +472,7 @@ TEST(TriangleMesh, ThreeNeighborsAloneMakeNoTetrahedron)
     EXPECT_EQ(CheckTopology(closed), "");
     EXPECT_EQ(CountTopology(closed), (TopologyCounts{6, 12, 8, 0}));
 
-    // Corner and middle of a lone triangle have three neighbours each, the corner on the boundary.
+    // Corner and middle of a lone triangle have three neighbors each, the corner on the boundary.
     Triangles open;
     ASSERT_TRUE(open.LoadIndexedPoints(std::vector<Vec3d>(3), {0, 1, 2}, [](int, int) {}));
     ASSERT_TRUE(open.SplitFace(0, m, false));

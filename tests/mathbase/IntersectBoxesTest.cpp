@@ -273,7 +273,7 @@ TEST(RayAABB, AgreesWithSamplingAlongTheRay)
     for (int trial = 0; trial < 4000; ++trial) {
         const Box box = RandomBox(random, 1);
         const auto origin = random.Vector<3, double>(-2, 2);
-        const Vec3d direction = random.Vector<3, double>(-1, 1) - origin; // towards the boxes
+        const Vec3d direction = random.Vector<3, double>(-1, 1) - origin; // toward the boxes
         const RayMeets result = Cast(origin, direction, box);
         hits += result.found;
         const double length = Vector::Length(direction);

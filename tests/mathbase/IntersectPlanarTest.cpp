@@ -139,7 +139,7 @@ TYPED_TEST(IntersectPlanar, TolerancesOfTrianglesAndTangencyAreInclusive)
                                                            V{T(-0.25), T(0.5)}, tolerance));
     EXPECT_FALSE(Velk::Math::Intersect::PointInOrOnTriangle(V{0, 0}, V{1, 0}, V{0, 1},
                                                             V{T(-0.375), T(0.5)}, tolerance));
-    // Heights of a line over the centre of the unit circle, and its hits with the upper half.
+    // Heights of a line over the center of the unit circle, and its hits with the upper half.
     const std::array<std::pair<T, int>, 4> cases{
         {{T(1.375), 0}, {T(1.25), 1}, {T(0.75), 1}, {T(0.625), 2}}};
     for (const auto& [height, count] : cases) {
@@ -573,7 +573,7 @@ TYPED_TEST(IntersectPlanar, NearestOnAQuarterOfTheUnitCircle)
     EXPECT_EQ(Nearest(quarter, V{-1, 2}).parameter, T{1});  // beyond the end
     EXPECT_NEAR(Nearest(quarter, V{-1, 2}).point.y(), 1, eps);
     EXPECT_EQ(Nearest(quarter, V{-5, -5}).parameter, T{0}); // both ends equally near: the start
-    EXPECT_EQ(Nearest(quarter, V{0, 0}).point, (V{1, 0}));  // the centre
+    EXPECT_EQ(Nearest(quarter, V{0, 0}).point, (V{1, 0}));  // the center
     EXPECT_EQ(Nearest(quarter, V{0, 0}).parameter, T{0});
     // Clockwise: a third of the way down from (0, 1) is at 60 degrees.
     const ArcBase<T> down{{0, 0}, {0, 1}, -kPi<T> / 2};
@@ -709,7 +709,7 @@ TYPED_TEST(IntersectPlanar, ArcSegmentTwoHitsInOrderAlongTheSegment)
     using V = VecBase<2, T>;
     const T eps = 8 * std::numeric_limits<T>::epsilon();
     const ArcBase<T> circle{{1, 1}, {6, 1}, kTwoPi<T> * 5};
-    // Height 3 above the centre: the half chord is 4.
+    // Height 3 above the center: the half chord is 4.
     const auto right = Meet(circle, V{-9, 4}, V{9, 4});
     ASSERT_EQ(right.count, 2);
     EXPECT_NEAR(right.hit[0].x(), -3, eps);

@@ -592,7 +592,7 @@ std::vector<Corners> BumpyBall(::Test::Random& random, int levels, const Vec3d& 
 
 TEST(RayTriangleHitPoint, NoRaySlipsThroughASideOrACornerOfAClosedSurface)
 {
-    // From the centre every ray leaves through the surface exactly once; aimed at sides and corners
+    // From the center every ray leaves through the surface exactly once; aimed at sides and corners
     // it must hit at least one of the triangles there. With tolerance 0 nothing but the signs holds
     // it.
     ::Test::Random random(47);
@@ -1167,7 +1167,7 @@ TYPED_TEST(IntersectTriangles, ThicknessMustExceedTheToleranceStrictly)
                                                         radius, false, T(0.4375)));
 }
 
-TYPED_TEST(IntersectTriangles, TheCircumcentreIsAsFarFromEachCornerAndInThePlane)
+TYPED_TEST(IntersectTriangles, TheCircumcenterIsAsFarFromEachCornerAndInThePlane)
 {
     using T = TypeParam;
     Test::Random random(55);
@@ -1182,7 +1182,7 @@ TYPED_TEST(IntersectTriangles, TheCircumcentreIsAsFarFromEachCornerAndInThePlane
             if (!Intersect::FindCircumsphere(a, b, c, center, radius, false, T(1e-2))) {
                 continue;
             }
-            // Measured in double, the given corners being exact; the centre is rounded to T.
+            // Measured in double, the given corners being exact; the center is rounded to T.
             const auto wide = [](const VecBase<3, T>& v) {
                 return Vec3d{double(v[0]), double(v[1]), double(v[2])};
             };

@@ -1,4 +1,4 @@
-// Graph colouring: validity, promised colour counts, and lists as callers really pass them.
+// Graph coloring: validity, promised color counts, and lists as callers really pass them.
 
 #include <Velk/Math/MapColoring_E.h>
 
@@ -46,7 +46,7 @@ Lists Shuffled(const Lists& lists, ::Test::Random& random)
     return result;
 }
 
-/// One colour in [0, count) a node, every colour used, neighbours apart.
+/// One color in [0, count) a node, every color used, neighbors apart.
 void ExpectProper(const Lists& lists, const Coloring& coloring)
 {
     ASSERT_EQ(coloring.colors.size(), lists.size());
@@ -104,14 +104,14 @@ TEST(MapColoring, NoNodes)
     EXPECT_EQ(coloring.count, 0U);
 }
 
-TEST(MapColoring, NodesWithoutNeighboursShareOneColour)
+TEST(MapColoring, NodesWithoutNeighborsShareOneColor)
 {
     const Coloring coloring(Lists(5));
     EXPECT_EQ(coloring.colors, std::vector<int>(5, 0));
     EXPECT_EQ(coloring.count, 1U);
 }
 
-TEST(MapColoring, CompleteGraphNeedsAsManyColoursAsNodes)
+TEST(MapColoring, CompleteGraphNeedsAsManyColorsAsNodes)
 {
     for (const int n : {1, 2, 3, 7, 20}) {
         Lists lists(static_cast<std::size_t>(n));
@@ -126,7 +126,7 @@ TEST(MapColoring, CompleteGraphNeedsAsManyColoursAsNodes)
     }
 }
 
-TEST(MapColoring, TreesTakeTwoColoursAndOddCyclesThree)
+TEST(MapColoring, TreesTakeTwoColorsAndOddCyclesThree)
 {
     // Both are optimal: every subgraph of a tree has a node of degree 1, of a cycle one of
     // degree 2.
@@ -148,7 +148,7 @@ TEST(MapColoring, TreesTakeTwoColoursAndOddCyclesThree)
     ExpectProper(cycle, Coloring(cycle));
 }
 
-TEST(MapColoring, IgnoresNumbersThatAreNoNeighbours)
+TEST(MapColoring, IgnoresNumbersThatAreNoNeighbors)
 {
     const int top = std::numeric_limits<int>::max();
     const int bottom = std::numeric_limits<int>::min();
@@ -156,13 +156,13 @@ TEST(MapColoring, IgnoresNumbersThatAreNoNeighbours)
     const Coloring coloring(lists);
     ExpectProper(lists, coloring);
     EXPECT_EQ(coloring.count, 2U);
-    EXPECT_EQ(coloring.colors[2], 0); // only itself for a neighbour
+    EXPECT_EQ(coloring.colors[2], 0); // only itself for a neighbor
     EXPECT_EQ(coloring.colors[3], 0);
 }
 
 TEST(MapColoring, EdgeListedAtOneEndCounts)
 {
-    // A path 0 - 1 - 2 - 3 of which each node knows only the one before it, and a star whose centre
+    // A path 0 - 1 - 2 - 3 of which each node knows only the one before it, and a star whose center
     // knows nobody.
     const Lists path = {{}, {0}, {1}, {2}};
     ExpectProper(path, Coloring(path));
@@ -189,9 +189,9 @@ TEST(MapColoring, RepeatedEdgesCountOnce)
     EXPECT_LE(static_cast<int>(Coloring(often).count), Degeneracy(once) + 1);
 }
 
-TEST(MapColoring, NeverMoreColoursThanDegeneracyAllows)
+TEST(MapColoring, NeverMoreColorsThanDegeneracyAllows)
 {
-    // Smallest-last gives at most one colour more than the degeneracy, on every graph.
+    // Smallest-last gives at most one color more than the degeneracy, on every graph.
     ::Test::Random random(53);
     for (int trial = 0; trial < 300; ++trial) {
         SCOPED_TRACE(trial);
@@ -211,7 +211,7 @@ TEST(MapColoring, NeverMoreColoursThanDegeneracyAllows)
     }
 }
 
-TEST(MapColoring, PlanarTriangulationsTakeSixColoursAtMost)
+TEST(MapColoring, PlanarTriangulationsTakeSixColorsAtMost)
 {
     // A grid with one diagonal in each cell at random.
     ::Test::Random random(54);
@@ -239,10 +239,10 @@ TEST(MapColoring, PlanarTriangulationsTakeSixColoursAtMost)
     }
 }
 
-TEST(MapColoring, StackedTriangulationTakesFourColours)
+TEST(MapColoring, StackedTriangulationTakesFourColors)
 {
     // Each new node inside a triangle of the ones before: every subgraph has a node of degree 3, so
-    // four colours suffice, and a tetrahedron needs them.
+    // four colors suffice, and a tetrahedron needs them.
     ::Test::Random random(55);
     Lists lists(2000);
     std::vector<std::array<int, 3>> triangles = {{0, 1, 2}};
@@ -268,9 +268,9 @@ TEST(MapColoring, StackedTriangulationTakesFourColours)
     }
 }
 
-TEST(MapColoring, FacetsOfAMeshTakeFourColoursAtMost)
+TEST(MapColoring, FacetsOfAMeshTakeFourColorsAtMost)
 {
-    // Each triangle has at most three neighbours, -1 where there is none.
+    // Each triangle has at most three neighbors, -1 where there is none.
     const int side = 40;
     Lists lists;
     for (int y = 0; y < side; ++y) {
@@ -286,7 +286,7 @@ TEST(MapColoring, FacetsOfAMeshTakeFourColoursAtMost)
     EXPECT_LE(coloring.count, 4U);
 }
 
-TEST(MapColoring, SameGraphSameColours)
+TEST(MapColoring, SameGraphSameColors)
 {
     ::Test::Random random(56);
     Lists lists(200);

@@ -1,4 +1,4 @@
-// The vector type: layout, arithmetic, and its behaviour at 0, at infinity and at the tolerance.
+// The vector type: layout, arithmetic, and its behavior at 0, at infinity and at the tolerance.
 
 #include <Velk/Math/VecBase_E.h>
 
@@ -104,7 +104,7 @@ TYPED_TEST(VecBaseOf, DivisionDividesEachComponent)
 {
     using T = TypeParam;
     using V = VecBase<2, T>;
-    // x * (1 / d) is the neighbour of x / d for one quotient in four.
+    // x * (1 / d) is the neighbor of x / d for one quotient in four.
     Test::Random random(13);
     for (int i = 0; i < 1000; ++i) {
         const auto v = random.Vector<2, T>(-100, 100);

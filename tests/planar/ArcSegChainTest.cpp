@@ -121,7 +121,7 @@ TYPED_TEST(ChainOf, TangentFloorIsThatOfTheType)
     EXPECT_NEAR(tiny.StartTangent()[0], expected, kNear<TypeParam>);
 }
 
-TYPED_TEST(ChainOf, ReverseSwapsASegmentAndKeepsAnArcsCentre)
+TYPED_TEST(ChainOf, ReverseSwapsASegmentAndKeepsAnArcsCenter)
 {
     using V = typename TestFixture::Point;
     ArcSegBase<TypeParam> segment(typename TestFixture::Seg{{1, 2}, {4, 6}});

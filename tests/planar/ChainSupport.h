@@ -96,7 +96,7 @@ PolyArcSegBase<T> RandomChain(Random& random, int count)
     return chain;
 }
 
-/// Closed and simple, round a centre, counter-clockwise with `sense` 1 and clockwise with -1; sides
+/// Closed and simple, round a center, counter-clockwise with `sense` 1 and clockwise with -1; sides
 /// bulged either way or straight. Each side starts from the very end of the one before, and the
 /// last is a segment, so that all joints are exact in T too.
 template <class T>

@@ -2,7 +2,7 @@
 
 #include <Sorvane/PolyArcSeg_E.h>
 
-#include "tests/meshutils/FileSupport.h"
+#include "tests/meshfiles/FileSupport.h"
 #include "tests/planar/ChainSupport.h"
 
 #include <bit>
@@ -74,7 +74,7 @@ TEST_F(ChainFile, LayoutIsExact)
     Chain chain;
     ASSERT_TRUE(chain.AppendSegment({0, -1.5}, {2, 0.1}));
     ASSERT_TRUE(chain.AppendArc({3, 4}, {2, 0.1}, -7.25));
-    // The arc's start comes before its centre. 0.1 and 1e-12 at 17 digits by hand.
+    // The arc's start comes before its center. 0.1 and 1e-12 at 17 digits by hand.
     EXPECT_EQ(Written(chain), "\n2\t9.9999999999999998e-13\n"
                               "L\t0\t-1.5\t2\t0.10000000000000001\n"
                               "A\t2\t0.10000000000000001\t3\t4\t-7.25\n");

@@ -52,7 +52,7 @@ TYPED_TEST(ChainLength, SquareRunsToFourSides)
     EXPECT_EQ(PolyArcSegParameters(square, true), (std::vector<T>{0, T(0.25), T(0.5), T(0.75), 1}));
 }
 
-TYPED_TEST(ChainLength, NormalisedEndsInExactlyOne)
+TYPED_TEST(ChainLength, NormalizedEndsInExactlyOne)
 {
     Random random(21);
     for (int trial = 0; trial < 100; ++trial) {
@@ -67,13 +67,13 @@ TYPED_TEST(ChainLength, NormalisedEndsInExactlyOne)
 
 TYPED_TEST(ChainLength, EmptyChainHasTheSingleValueZero)
 {
-    for (const bool normalised : {false, true}) {
-        EXPECT_EQ(PolyArcSegParameters(PolyArcSegBase<TypeParam>(), normalised),
+    for (const bool normalized : {false, true}) {
+        EXPECT_EQ(PolyArcSegParameters(PolyArcSegBase<TypeParam>(), normalized),
                   std::vector<TypeParam>{0});
     }
 }
 
-TYPED_TEST(ChainLength, NormalisedParametersOfNoLengthAreZeroNotNaN)
+TYPED_TEST(ChainLength, NormalizedParametersOfNoLengthAreZeroNotNaN)
 {
     PolyArcSegBase<TypeParam> chain;
     chain.AppendSegment({1, 1}, {1, 1});
@@ -306,17 +306,17 @@ TYPED_TEST(ChainLength, EndsOfTheChainAreExact)
     Random random(26);
     for (int trial = 0; trial < 50; ++trial) {
         const auto chain = RandomChain<T>(random, 1 + random.Below(20));
-        for (const bool normalised : {false, true}) {
-            const T last = PolyArcSegParameters(chain, normalised).back();
+        for (const bool normalized : {false, true}) {
+            const T last = PolyArcSegParameters(chain, normalized).back();
             VecBase<2, T> point;
-            ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, T(0), normalised, point));
+            ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, T(0), normalized, point));
             EXPECT_EQ(point, chain.elements.front().StartPoint());
-            ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, last, normalised, point));
+            ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, last, normalized, point));
             EXPECT_EQ(point, End(chain));
             EXPECT_FALSE(PointAtParameterOnPolyArcSeg(chain, std::nextafter(last, T(1e9)),
-                                                      normalised, point));
+                                                      normalized, point));
             EXPECT_EQ(point, (VecBase<2, T>())); // cleared
-            EXPECT_FALSE(PointAtParameterOnPolyArcSeg(chain, T(-1e-9), normalised, point));
+            EXPECT_FALSE(PointAtParameterOnPolyArcSeg(chain, T(-1e-9), normalized, point));
         }
     }
 }
@@ -328,10 +328,10 @@ TYPED_TEST(ChainLength, JointsAreTheEndsOfEarlierElements)
     chain.tolerance = T(0.25);
     ASSERT_TRUE(chain.AppendSegment({0, 0}, {2, 0}));
     ASSERT_TRUE(chain.AppendArc({2, 2}, {2, T(0.125)}, 1)); // a joint with a gap
-    for (const bool normalised : {false, true}) {
+    for (const bool normalized : {false, true}) {
         VecBase<2, T> point;
-        ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, PolyArcSegParameters(chain, normalised)[1],
-                                                 normalised, point));
+        ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, PolyArcSegParameters(chain, normalized)[1],
+                                                 normalized, point));
         EXPECT_EQ(point, (VecBase<2, T>(2, 0)));
     }
 }
@@ -340,10 +340,10 @@ TYPED_TEST(ChainLength, PointAtOfAnEmptyChainAndOfNaNIsFalse)
 {
     using T = TypeParam;
     VecBase<2, T> point(7, 7);
-    for (const bool normalised : {false, true}) {
-        EXPECT_FALSE(PointAtParameterOnPolyArcSeg(PolyArcSegBase<T>(), T(0), normalised, point));
+    for (const bool normalized : {false, true}) {
+        EXPECT_FALSE(PointAtParameterOnPolyArcSeg(PolyArcSegBase<T>(), T(0), normalized, point));
         EXPECT_EQ(point, (VecBase<2, T>()));
-        EXPECT_FALSE(PointAtParameterOnPolyArcSeg(Square<T>(), kNaN<T>, normalised, point));
+        EXPECT_FALSE(PointAtParameterOnPolyArcSeg(Square<T>(), kNaN<T>, normalized, point));
     }
     auto broken = Square<T>();
     broken.elements[2].AsSegment()->end = {kNaN<T>, 0};
@@ -356,13 +356,13 @@ TYPED_TEST(ChainLength, FirstElementWithoutLengthGivesItsStart)
     PolyArcSegBase<T> chain;
     chain.AppendSegment({1, 1}, {1, 1});
     VecBase<2, T> point;
-    for (const bool normalised : {false, true}) {
-        ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, T(0), normalised, point));
+    for (const bool normalized : {false, true}) {
+        ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, T(0), normalized, point));
         EXPECT_EQ(point, (VecBase<2, T>(1, 1)));
     }
     ASSERT_TRUE(chain.AppendSegment({1, 1}, {3, 1}));
-    for (const bool normalised : {false, true}) {
-        ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, T(0), normalised, point));
+    for (const bool normalized : {false, true}) {
+        ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, T(0), normalized, point));
         EXPECT_EQ(point, (VecBase<2, T>(1, 1)));
     }
     ASSERT_TRUE(PointAtParameterOnPolyArcSeg(chain, T(0.5), true, point));

@@ -69,7 +69,7 @@ void Shift(PolyArcSegBase<T>& chain, const VecBase<2, T>& by)
     }
 }
 
-/// Points whose nearest points are ties, corners, or near to one: random ones, ends, centres, and
+/// Points whose nearest points are ties, corners, or near to one: random ones, ends, centers, and
 /// points of the elements and of their axes.
 template <class T>
 std::vector<VecBase<2, T>> TellingPoints(Random& random, const PolyArcSegBase<T>& chain)
@@ -163,7 +163,7 @@ TYPED_TEST(ChainNearest, FarElementsAreRuledOutWithoutChangingAnything)
 TYPED_TEST(ChainNearest, EndOfAnArcThatIsNearerByTheLastDigitIsTheNearest)
 {
     using T = TypeParam;
-    // Half circles seen from their axes and centres: neither end may beat the answer by anything.
+    // Half circles seen from their axes and centers: neither end may beat the answer by anything.
     int ends = 0;
     int starts = 0;
     for (int i = 0; i < 40; ++i) {
@@ -171,7 +171,7 @@ TYPED_TEST(ChainNearest, EndOfAnArcThatIsNearerByTheLastDigitIsTheNearest)
         const ArcSegBase<T> arc(Geometry::ArcBase<T>{
             {axis, 4}, {axis + T(1.5), 4}, T(-1.5) * static_cast<T>(kHalfTurn)});
         for (const T height : {std::nextafter(T(4), T(0)), T(4), T(4.125), T(5), T(7), T(100)}) {
-            // Just off the centre all of the arc is as near but for rounding.
+            // Just off the center all of the arc is as near but for rounding.
             const T aside = height < T(4) ? std::nextafter(axis, T(0)) : axis;
             const VecBase<2, T> p(aside, height);
             const auto toSquare = [&](const VecBase<2, T>& q) {
@@ -272,7 +272,7 @@ TYPED_TEST(ChainNearest, NoNormalWithoutDirection)
     point.AppendSegment({1, 1}, {1, 1});
     EXPECT_EQ((ClosestPointAndNormalOnPolyArcSeg<T>(point, {3, 3}, true).second),
               (VecBase<2, T>()));
-    PolyArcSegBase<T> dot; // its points are its centre
+    PolyArcSegBase<T> dot; // its points are its center
     dot.AppendArc({1, 1}, {1, 1}, 1);
     EXPECT_EQ((ClosestPointAndNormalOnPolyArcSeg<T>(dot, {3, 3}, true).second), (VecBase<2, T>()));
     EXPECT_TRUE(this->InSpace(point, {3, 3}, true));

@@ -49,11 +49,11 @@ Address<D> AddressOf(const std::array<long long, D>& cell, unsigned int depth)
 /// All cells of the same depth whose numbers differ by at most 1 on every axis, on one axis only
 /// with `facesOnly`.
 template <int D>
-std::set<Address<D>> NeighboursOf(const Address<D>& address, bool facesOnly)
+std::set<Address<D>> NeighborsOf(const Address<D>& address, bool facesOnly)
 {
-    std::set<Address<D>> neighbours;
+    std::set<Address<D>> neighbors;
     if (address.depth == 0) {
-        return neighbours;
+        return neighbors;
     }
     const std::array<long long, D> here = CellOf<D>(address);
     const long long cells = 1LL << address.depth;
@@ -69,10 +69,10 @@ std::set<Address<D>> NeighboursOf(const Address<D>& address, bool facesOnly)
             inside = inside && number >= 0 && number < cells;
         }
         if (inside && moved > 0 && (moved == 1 || !facesOnly)) {
-            neighbours.insert(AddressOf<D>(cell, address.depth));
+            neighbors.insert(AddressOf<D>(cell, address.depth));
         }
     }
-    return neighbours;
+    return neighbors;
 }
 
 /// The sweep over the levels by sets. Mode 0 and 1 balance (faces, all); 2 to 5 complete with
@@ -102,9 +102,9 @@ std::vector<Address<D>> SweptLevels(const std::vector<Address<D>>& input, int mo
         if (replaces) {
             std::set<Address<D>> replaced;
             for (const Address<D>& address : levels[level - 1]) {
-                const std::set<Address<D>> neighbours = NeighboursOf<D>(address, mode != 1);
-                replaced.insert(neighbours.begin(), neighbours.end());
-                if (neighbours.size() < fullCount) {
+                const std::set<Address<D>> neighbors = NeighborsOf<D>(address, mode != 1);
+                replaced.insert(neighbors.begin(), neighbors.end());
+                if (neighbors.size() < fullCount) {
                     replaced.insert(Address<D>{});
                 }
             }
@@ -145,7 +145,7 @@ std::vector<Address<D>> Swept(const std::vector<Address<D>>& input, int mode)
 }
 
 /// `count` cells of depth `shallowest` to `deepest` inside the cell `within`: the closer the more
-/// of them are neighbours, siblings and ancestors of each other.
+/// of them are neighbors, siblings and ancestors of each other.
 template <int D>
 std::vector<Address<D>> RandomAddresses(Random& random, int count, const Address<D>& within,
                                         int shallowest, int deepest)

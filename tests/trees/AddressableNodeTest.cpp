@@ -1,5 +1,5 @@
 // Nodes that know their address: what their children are called, and that a split makes the face
-// neighbours of the split node exist.
+// neighbors of the split node exist.
 
 #include <Sorvane/ContentNode_E.h>
 
@@ -106,7 +106,7 @@ TEST(AddressableNode, ASplitMakesFaceNeighborsExist)
     Node::Split(root, 1);
     Node* inner = Child(root, 0);
     Node::Split(*inner, 1);
-    EXPECT_TRUE(Child(root, 1)->children.empty()) << "the neighbours of depth 1 were there already";
+    EXPECT_TRUE(Child(root, 1)->children.empty()) << "the neighbors of depth 1 were there already";
     // Cell (2, 7) is the upper corner of octant 0: it touches octants 1, 2 and 4 with a face.
     Node::Split(*Child(*inner, 7), 1);
     for (int i = 0; i < 8; ++i) {
@@ -190,7 +190,7 @@ TEST(AddressableNode, TheOwnerIsAskedWhenThereIsOne)
     Root root;
     root.owner = &owner;
     Node::Split(root, 9);
-    EXPECT_TRUE(owner.wishes.empty()) << "the root has no neighbours";
+    EXPECT_TRUE(owner.wishes.empty()) << "the root has no neighbors";
     EXPECT_EQ(Child(root, 3)->owner, &owner);
     Node::Split(*Child(root, 0), 9);
     // Faces of (1, 0) inside the cube: +x, +y, +z.
@@ -222,7 +222,7 @@ TEST(AddressableNode, DerivedNodesAreAskedForNeighborsAndChildren)
     NotingNode root;
     root.EnsurePath({3, (5 << 6) + (2 << 3) + 7}, 1);
     EXPECT_EQ(root.steps.front(), 5) << "the highest three bits come first";
-    // What a node at an address asks for when it is split: its neighbours across six faces, less
+    // What a node at an address asks for when it is split: its neighbors across six faces, less
     // those outside the cube.
     NotingNode inner;
     Owner owner; // lets nothing be made
@@ -235,7 +235,7 @@ TEST(AddressableNode, DerivedNodesAreAskedForNeighborsAndChildren)
 
 TEST(AddressableNode, CoincidentPointsDoNotKeepANeighborFromBeingMade)
 {
-    // Points in octant 1 next to the face towards octant 0, where cells down to depth 6 are asked
+    // Points in octant 1 next to the face toward octant 0, where cells down to depth 6 are asked
     // for.
     Root root;
     const std::deque<QOFTreeContent<3, double, 1>> points(20, {Vec3d{0.51, 0.3, 0.3}, 0.0});

@@ -189,7 +189,7 @@ TYPED_TEST(ArcSegTrees, BoxesHaveTheirMargin)
     EXPECT_TRUE(near(ofArc->max[0], 4 + kReach) && near(ofArc->max[1], 4 + kReach));
 }
 
-/// As many slots in the one block as there are elements: neighbours in the chain are neighbours in
+/// As many slots in the one block as there are elements: neighbors in the chain are neighbors in
 /// memory.
 TYPED_TEST(ArcSegTrees, ElementsLieInOneBlock)
 {

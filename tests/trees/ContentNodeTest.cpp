@@ -125,7 +125,7 @@ TEST(ContentNode, ChildCellsHalveTheEdgeAndKeepTheSlack)
     EXPECT_EQ(node.LooseBox().max, (Vec3d{7, 8, 9}));
 }
 
-TEST(ContentNode, MiddleStrictlyAboveTheCentreSetsTheBit)
+TEST(ContentNode, MiddleStrictlyAboveTheCenterSetsTheBit)
 {
     const QOFNode<3, double, 0> node(nullptr, {{0, 0, 0}, 4, 0});
     const auto index = [&](const Vec3d& p) { return node.ChildIndex({p, p}); };
@@ -295,7 +295,7 @@ TEST(ContentNodeInsert, SplitsWhenTheCapacityIsExceededNotWhenItIsReached)
 
 TEST(ContentNodeInsert, WhatNoChildHoldsStaysWithTheParentWhichThenMayExceedTheCapacity)
 {
-    Cell8 node; // children's loose boxes reach 1 beyond the centre lines
+    Cell8 node; // children's loose boxes reach 1 beyond the center lines
     std::deque<BoxContent> wide;
     for (int i = 0; i < 6; ++i) {
         wide.emplace_back(Vec2d{-2, -2}, Vec2d{2, 2});

@@ -76,7 +76,7 @@ TEST(ContentTreeBuild, OneContentStaysInTheRoot)
     EXPECT_EQ(tree.Capacity(), 1U);
     EXPECT_TRUE(tree.Root().children.empty());
     EXPECT_EQ(Everything(tree), std::vector<int>{0});
-    // One box is centred in itself: half size d/2, slack 1.
+    // One box is centered in itself: half size d/2, slack 1.
     EXPECT_EQ(tree.Root().halfSize, std::sqrt(0.25 + 1));
     EXPECT_EQ(tree.Root().slack, 1);
 }

@@ -418,7 +418,7 @@ TEST(ContentTreeQuery, BoxesThatTouchAreSelected)
     EXPECT_TRUE(tree.GetPossibleBoxCollisions({{1.25, 0, 0}, {1.75, 1, 1}}).empty());
 }
 
-TEST(ContentTreeQuery, CentresThatAreNoNumberSelectNothing)
+TEST(ContentTreeQuery, CentersThatAreNoNumberSelectNothing)
 {
     Random random(13);
     OpenTree<2, double, 0> boxes;

@@ -51,7 +51,7 @@ TEST(DataPool, DealsAscendingNumbersInBlocksOf1024)
         EXPECT_EQ(*pool.Find(i), 10 * i);
     }
     EXPECT_EQ(pool.Find(1025), nullptr);
-    // A block's slots lie side by side: neighbours in one block are one slot apart.
+    // A block's slots lie side by side: neighbors in one block are one slot apart.
     EXPECT_EQ(reinterpret_cast<char*>(pool.Find(1)) - reinterpret_cast<char*>(pool.Find(0)),
               reinterpret_cast<char*>(pool.Find(1023)) - reinterpret_cast<char*>(pool.Find(1022)));
 }

@@ -85,7 +85,7 @@ TEST(MortonAxis, EncodeOfOneAxisDropsHighBits)
     EXPECT_EQ((Encode<3, 2>(0xFFFFFFFFU)), 0x4924924924924924U);
 }
 
-/// Coordinates of all kinds: inside, around the borders, far outside, far beyond 64 bits, not
+/// Coordinates of all kinds: inside, around the boundaries, far outside, far beyond 64 bits, not
 /// finite.
 double AnyCoordinate(::Test::Random& random)
 {
@@ -208,7 +208,7 @@ TEST(MortonTruncate, KeepsBitsAboveTheFirstLevel)
     EXPECT_EQ(Truncate<3>(~Code{0}, 0), 0x8000000000000000U);
 }
 
-// --- borders of unit space --------------------------------------------------------------------
+// --- boundaries of unit space --------------------------------------------------------------------
 
 TEST(MortonEncode, OneIsTheLastCell)
 {
@@ -249,8 +249,8 @@ TEST(MortonEncode, WhatNoIntegerHoldsIsZero)
 
 TEST(MortonOrder, CodesRunThroughQuadrantsInZOrder)
 {
-    const std::vector<Vec2d> centres{{0.25, 0.25}, {0.75, 0.25}, {0.25, 0.75}, {0.75, 0.75}};
-    const std::vector<Code> codes = Encode2D(centres);
+    const std::vector<Vec2d> centers{{0.25, 0.25}, {0.75, 0.25}, {0.25, 0.75}, {0.75, 0.75}};
+    const std::vector<Code> codes = Encode2D(centers);
     EXPECT_TRUE(std::is_sorted(codes.begin(), codes.end()));
     for (Code quadrant = 0; quadrant < 4; ++quadrant) {
         EXPECT_EQ(Truncate<2>(codes[quadrant], 1), quadrant << 60U);
@@ -312,7 +312,7 @@ std::vector<VecBase<F::D, double>> Cloud(int count, double low, double high)
     return points;
 }
 
-/// Places in [0, 1] by the definition of the mapping: centred, largest extent 99.9 % of the edge.
+/// Places in [0, 1] by the definition of the mapping: centered, largest extent 99.9 % of the edge.
 template <int D>
 VecBase<D, double> InUnitSpace(const std::vector<VecBase<D, double>>& points, std::size_t i)
 {
@@ -330,13 +330,13 @@ VecBase<D, double> InUnitSpace(const std::vector<VecBase<D, double>>& points, st
     }
     VecBase<D, double> place;
     for (int axis = 0; axis < D; ++axis) {
-        const double centre = (low[axis] + high[axis]) / 2;
-        place[axis] = 0.5 + (points[i][axis] - centre) / largest * 0.999;
+        const double center = (low[axis] + high[axis]) / 2;
+        place[axis] = 0.5 + (points[i][axis] - center) / largest * 0.999;
     }
     return place;
 }
 
-TYPED_TEST(MortonCodes, MapToCurveCentresTheBoxAndKeepsProportions)
+TYPED_TEST(MortonCodes, MapToCurveCentersTheBoxAndKeepsProportions)
 {
     using F = TypeParam;
     auto points = Cloud<F>(2000, -7, 30);
@@ -400,7 +400,7 @@ TYPED_TEST(MortonCodes, MapToCurveTakesHostilePoints)
 
 TEST(MortonMapToCurve, BoxTooLargeToScaleWraps)
 {
-    // Largest extent 2e5: only centred, at 0.5. Corners at -99999.5 and 100000.5 wrap modulo 2048.
+    // Largest extent 2e5: only centered, at 0.5. Corners at -99999.5 and 100000.5 wrap modulo 2048.
     const std::vector<Vec3d> points{{0, 0, 0}, {2e5, 2e5, 2e5}};
     const auto codes = MapToCurve<3>(points, 21);
     for (std::size_t i = 0; i < 2; ++i) {

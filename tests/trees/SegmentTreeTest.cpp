@@ -266,7 +266,7 @@ TYPED_TEST(SegmentTrees, BoxesHaveTheirMargin)
     EXPECT_NEAR(box->max[1], 3 + kReach, kNear);
 }
 
-/// A list comes in one block, so that neighbours in it are neighbours in memory; segments added one
+/// A list comes in one block, so that neighbors in it are neighbors in memory; segments added one
 /// by one come in blocks of 1024.
 TYPED_TEST(SegmentTrees, BlocksHoldAListWhole)
 {

@@ -1,4 +1,4 @@
-// Single tree addresses: order, corner, neighbours, the directions of children.
+// Single tree addresses: order, corner, neighbors, the directions of children.
 
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/TreeAddress_E.h>
@@ -120,31 +120,31 @@ TEST(TreeAddressPoint, DepthBeyondTheLastIsTakenForIt)
     EXPECT_EQ((Cube{22, 4}.UnitSpacePoint(22)), Vec3d(0.0, 0.0, 0x1p-21));
 }
 
-TYPED_TEST(TreeAddresses, NeighboursMatchWholeCoordinates)
+TYPED_TEST(TreeAddresses, NeighborsMatchWholeCoordinates)
 {
     constexpr int D = TypeParam::D;
     ::Test::Random random(4);
     for (int i = 0; i < 5000; ++i) {
-        // Half of them in the first levels, where most cells touch the border.
+        // Half of them in the first levels, where most cells touch the boundary.
         const int deepest = i % 2 == 0 ? 3 : static_cast<int>(kFullDepth<D>);
         const QOFAddress<D> address =
             RandomCell<D>(random, static_cast<unsigned int>(random.Below(deepest + 1)));
         for (const bool facesOnly : {true, false}) {
-            const auto neighbours = address.NeighborAddresses(facesOnly);
-            const std::set<QOFAddress<D>> found(neighbours.begin(), neighbours.end());
-            ASSERT_EQ(found.size(), neighbours.size());
-            ASSERT_EQ(found, ::Test::NeighboursOf<D>(address, facesOnly));
+            const auto neighbors = address.NeighborAddresses(facesOnly);
+            const std::set<QOFAddress<D>> found(neighbors.begin(), neighbors.end());
+            ASSERT_EQ(found.size(), neighbors.size());
+            ASSERT_EQ(found, ::Test::NeighborsOf<D>(address, facesOnly));
         }
     }
 }
 
-/// Steps from the cell to each of its neighbours, in the order in which they come.
+/// Steps from the cell to each of its neighbors, in the order in which they come.
 template <int D>
 std::vector<std::array<long long, D>> Steps(const QOFAddress<D>& address, bool facesOnly)
 {
     std::vector<std::array<long long, D>> steps;
-    for (const QOFAddress<D>& neighbour : address.NeighborAddresses(facesOnly)) {
-        auto step = CellOf<D>(neighbour);
+    for (const QOFAddress<D>& neighbor : address.NeighborAddresses(facesOnly)) {
+        auto step = CellOf<D>(neighbor);
         for (std::size_t axis = 0; axis < step.size(); ++axis) {
             step[axis] -= CellOf<D>(address)[axis];
         }
@@ -153,7 +153,7 @@ std::vector<std::array<long long, D>> Steps(const QOFAddress<D>& address, bool f
     return steps;
 }
 
-TEST(TreeAddressNeighbours, OrderOfTheSquare)
+TEST(TreeAddressNeighbors, OrderOfTheSquare)
 {
     using Step = std::array<long long, 2>;
     const Square inner = AddressOf<2>({5, 6}, 4);
@@ -163,7 +163,7 @@ TEST(TreeAddressNeighbours, OrderOfTheSquare)
         (std::vector<Step>{{-1, 0}, {-1, -1}, {0, -1}, {1, -1}, {1, 0}, {1, 1}, {0, 1}, {-1, 1}}));
 }
 
-TEST(TreeAddressNeighbours, OrderOfTheCube)
+TEST(TreeAddressNeighbors, OrderOfTheCube)
 {
     using Step = std::array<long long, 3>;
     const Cube inner = AddressOf<3>({5, 6, 7}, 4);
@@ -181,7 +181,7 @@ TEST(TreeAddressNeighbours, OrderOfTheCube)
     }
 }
 
-TEST(TreeAddressNeighbours, CornerCellsAtDepthOne)
+TEST(TreeAddressNeighbors, CornerCellsAtDepthOne)
 {
     for (unsigned long long path = 0; path < 4; ++path) {
         EXPECT_EQ((Square{1, path}.NeighborAddresses(true).size()), 2U);
@@ -193,7 +193,7 @@ TEST(TreeAddressNeighbours, CornerCellsAtDepthOne)
     }
 }
 
-TYPED_TEST(TreeAddresses, RootAndDepthsBeyondTheLastHaveNoNeighbours)
+TYPED_TEST(TreeAddresses, RootAndDepthsBeyondTheLastHaveNoNeighbors)
 {
     constexpr int D = TypeParam::D;
     for (const bool facesOnly : {true, false}) {

@@ -521,7 +521,7 @@ TEST_F(OneTriangle, RangeFindsAPointOfTheTriangle)
     EXPECT_EQ(tree_.ClosestPointInRange({0.25, 0.25, 0}, 1e-300, 1), (Closest{{0.25, 0.25, 0}, 0}));
 }
 
-TEST_F(OneTriangle, LinesRunBothWaysAndCountTheBorder)
+TEST_F(OneTriangle, LinesRunBothWaysAndCountTheBoundary)
 {
     EXPECT_EQ(tree_.LineHits(above_, {0, 0, -1}), std::vector<int>{0});
     EXPECT_EQ(tree_.LineHits(above_, {0, 0, 1}), std::vector<int>{0});

@@ -174,7 +174,7 @@ TYPED_TEST(DelaunaySmall, TheOuterTriangleHasItsOwnShape)
     Mesher<TypeParam> mesher;
     mesher.points = {{0, 0}, {6, 8}, {6, 0}};
     ASSERT_TRUE(mesher.Triangulate());
-    const double r = 25; // five times from (0, 0) to the centre (3, 4)
+    const double r = 25; // five times from (0, 0) to the center (3, 4)
     const double c = std::cos(kPi<double> / 12);
     const double s = std::sin(kPi<double> / 12);
     const std::array<Vec2d, 3> expected{Vec2d(3 - r * c, 4 - r * s), Vec2d(3 + r * c, 4 - r * s),

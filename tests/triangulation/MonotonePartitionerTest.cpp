@@ -47,7 +47,7 @@ TEST(MonotonePartitioner, NodeNumbersAreIntegersAsWideAsCoordinates)
     EXPECT_EQ(sizeof(Double), 3 * sizeof(double));
 }
 
-TEST(MonotonePartitioner, ClassifiesByNeighboursAndTurn)
+TEST(MonotonePartitioner, ClassifiesByNeighborsAndTurn)
 {
     // An arrowhead pointing left with a notch on either side.
     const Polygon outline{{0, 0}, {5, -3}, {3, 0}, {5, 3}};
@@ -65,18 +65,18 @@ TEST(MonotonePartitioner, ClassifiesByNeighboursAndTurn)
     EXPECT_EQ(regular.Classify(9, 0), SweepClass::Invalid);
 }
 
-TEST(MonotonePartitioner, ANodeEqualToANeighbourIsNotAboveIt)
+TEST(MonotonePartitioner, ANodeEqualToANeighborIsNotAboveIt)
 {
     const Polygon outline{{0, 0}, {2, -1}, {4, 0}, {4, 0}, {2, 1}};
     const MonotonePartitioner<double> partitioner(outline);
-    // Nodes 2 and 3 are one point: each comes after its other neighbour only.
+    // Nodes 2 and 3 are one point: each comes after its other neighbor only.
     EXPECT_EQ(partitioner.Classify(2, 0), SweepClass::Regular);
     EXPECT_EQ(partitioner.Classify(3, 0), SweepClass::Regular);
 }
 
 TEST(MonotonePartitioner, ANeedleThatFoldsBackIsNoNotch)
 {
-    // Collinear with both neighbours, which lie on one side of it: not reflex.
+    // Collinear with both neighbors, which lie on one side of it: not reflex.
     const MonotonePartitioner<double> end({{0, 0}, {2, 0}, {1, 0}, {1, 1}});
     EXPECT_EQ(end.Classify(1, 0), SweepClass::End);
     const MonotonePartitioner<double> start({{1, 0}, {0, 0}, {2, 0}, {2, 1}});

@@ -16,7 +16,7 @@ template <class T> struct SORVANE_API SegBase {
     friend constexpr bool operator==(const SegBase&, const SegBase&) = default;
 };
 
-/// A circular arc in the plane: centre, start point on the circle, and signed arc length.
+/// A circular arc in the plane: center, start point on the circle, and signed arc length.
 ///
 /// |length| is measured along the circle; positive runs counter-clockwise, negative clockwise. The
 /// radius |start - center| and the end point (`EndPoint`) are derived, never stored. A full circle has
@@ -33,7 +33,7 @@ template <class T> struct SORVANE_API ArcBase {
     friend constexpr bool operator==(const ArcBase&, const ArcBase&) = default;
 };
 
-/// Distance from centre to start.
+/// Distance from center to start.
 template <class T> T Radius(const ArcBase<T>& arc)
 {
     return Vector::Length(arc.start - arc.center);
@@ -59,7 +59,7 @@ template <class T> constexpr const VecBase<2, T>& EndPoint(const SegBase<T>& seg
 /// a closed run of points is told from an arc; they count as collinear when their doubled area is at
 /// most the rounding of its own computation (4 epsilon times the product of the two longer sides).
 /// Points that are not finite, or so far apart that their doubled area overflows, count as collinear.
-/// The derived end is `last` up to the rounding of `EndPoint`, the centre and the length, however flat
+/// The derived end is `last` up to the rounding of `EndPoint`, the center and the length, however flat
 /// the arc.
 template <class T>
 ArcBase<T> ArcThroughPoints(const VecBase<2, T>& first, const VecBase<2, T>& middle,
@@ -72,7 +72,7 @@ ArcBase<T> ArcThroughPoints(const VecBase<2, T>& first, const VecBase<2, T>& mid
 ///
 /// The arc is a whole turn, |length| = 2 pi radius, also for an open run of points; it starts on the
 /// circle in the direction of the first point, and its sign is the sense in which the points run about
-/// the centre. `error`: largest radial deviation of a point; `secondError`: root mean square of the
+/// the center. `error`: largest radial deviation of a point; `secondError`: root mean square of the
 /// deviations, both about the circle as returned; either may be null. Fewer than 3 points, non-finite
 /// ones, points on one line up to the rounding of their coordinates, or points that a straight line
 /// fits best: center = start = the first point (the origin without points), length 0, both errors the
@@ -133,29 +133,29 @@ T DiscreteCurvature(const VecBase<2, T>& a, const VecBase<2, T>& b, const VecBas
 template <class T> std::vector<VecBase<2, T>> Tessellate(const ArcBase<T>& arc, T tolerance);
 
 /// Splits an element at a place measured along its length from its start, or as a fraction of the
-/// length with `normalised`.
+/// length with `normalized`.
 ///
 /// Two elements, the second starting with the bits of the first's end (`EndPoint`); or the element
-/// alone when the place lies within `tolerance` (a length, also with `normalised`) of an end, beyond
+/// alone when the place lies within `tolerance` (a length, also with `normalized`) of an end, beyond
 /// it, or is NaN. The lengths of an arc's two pieces sum to its own exactly, for which the place moves
 /// by half a rounding of the length at most.
 template <class T>
-std::vector<SegBase<T>> Split(const SegBase<T>& segment, T parameter, bool normalised, T tolerance);
+std::vector<SegBase<T>> Split(const SegBase<T>& segment, T parameter, bool normalized, T tolerance);
 template <class T>
-std::vector<ArcBase<T>> Split(const ArcBase<T>& arc, T parameter, bool normalised, T tolerance);
+std::vector<ArcBase<T>> Split(const ArcBase<T>& arc, T parameter, bool normalized, T tolerance);
 
 /// Parallel element at a signed distance, positive to the right of travel, (d.y, -d.x): a
 /// counter-clockwise outline grows with a positive distance.
 ///
 /// False, with `result` reset, for a segment no longer than `tolerance`, for an arc whose own or whose
 /// new radius is not greater than `tolerance`, and when length, radius or distance is not finite. An arc
-/// keeps centre and sweep. `result` may be the element itself.
+/// keeps center and sweep. `result` may be the element itself.
 template <class T>
 bool Offset(const SegBase<T>& segment, T distance, SegBase<T>& result, T tolerance);
 template <class T> bool Offset(const ArcBase<T>& arc, T distance, ArcBase<T>& result, T tolerance);
 
 /// Same geometry, run in the same direction: starts and ends match per coordinate within `tolerance`;
-/// for arcs also the centres, and the lengths differ by at most `tolerance`.
+/// for arcs also the centers, and the lengths differ by at most `tolerance`.
 template <class T> bool IsEqual(const SegBase<T>& a, const SegBase<T>& b, T tolerance);
 template <class T> bool IsEqual(const ArcBase<T>& a, const ArcBase<T>& b, T tolerance);
 

@@ -51,7 +51,7 @@ SORVANE_API bool LineLine(const VecBase<2, double>& a0, const VecBase<2, double>
 ///
 /// The hits come in order along the segment; `parameter0` and `parameter1` are their places on the
 /// arc as a fraction of it, 0 at its start and 1 at its end. A line within `tolerance` of tangency
-/// gives one hit, the foot of the centre or what of the segment is nearest to it.
+/// gives one hit, the foot of the center or what of the segment is nearest to it.
 ///
 /// Ends belong to arc and segment, within `tolerance` (a distance): where a crossing lies beyond an
 /// end that is itself that near the other element, the end is the hit (the bits of s0, s1 or
@@ -67,7 +67,7 @@ int ArcSegment(const VecBase<2, T>& center, const VecBase<2, T>& start, T length
 /// Nearest point of an arc, given by its three fields, to `point`; `parameter` receives its place
 /// as a fraction of the arc, 0 at the start and 1 at the end.
 ///
-/// Of two ends equally near (within rounding), the start. The centre is equally near to all points
+/// Of two ends equally near (within rounding), the start. The center is equally near to all points
 /// of the arc and gives the start. An arc of radius at most the length floor, or of length 0, or
 /// with NaN, is its start. Where the nearest point is an end, so are its bits (for the end: those
 /// of `Geometry::EndPoint`). An arc longer than a turn gives places of the first turn. With
@@ -180,7 +180,7 @@ SORVANE_API bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3,
 
 /// Circumscribed circle in space. `radius` is squared with `squaredRadius`. False, with outputs
 /// zero, for a degenerate triangle: |ab ^ ac| not strictly greater than `tolerance` times the
-/// longest edge squared; or the centre is no finite point. J. R. Shewchuk, "Lecture Notes on
+/// longest edge squared; or the center is no finite point. J. R. Shewchuk, "Lecture Notes on
 /// Geometric Robustness", 2013, relative to the corner `a`.
 template <class T>
 bool FindCircumsphere(const VecBase<3, T>& a, const VecBase<3, T>& b, const VecBase<3, T>& c,
@@ -249,7 +249,7 @@ template <class T> bool CutAtIntersections(std::vector<Geometry::SegBase<T>>& se
 
 /// The same for segments and arcs together: segment against segment, segment against arc, arc
 /// against arc; arcs of one circle are cut at both ends of an overlap, a tangent line or circle
-/// cuts once. The start of a full circle is one of its ends. Pieces of an arc keep its centre and
+/// cuts once. The start of a full circle is one of its ends. Pieces of an arc keep its center and
 /// start at the cuts; their lengths add up to the arc's. An arc of more than a whole turn is cut on
 /// its first turn only. Numbers (see above) run through the segments, then the arcs.
 template <class T>

@@ -68,7 +68,7 @@ SORVANE_API TransformBase<2> BuildTransform2D(const MatBase<2, 2, double>& matri
 SORVANE_API TransformBase<3> BuildTransformAxisOrigin(const VecBase<3, double>& axis,
                                                       const VecBase<3, double>& origin);
 
-/// Local to world: origin at `p0`, +X towards `p1`, and `p2` in the XY plane on the side of +Y.
+/// Local to world: origin at `p0`, +X toward `p1`, and `p2` in the XY plane on the side of +Y.
 ///
 /// Coincident or collinear points leave no plane; then the linear part is the zero matrix, so that
 /// inverting it fails and no caller takes a made-up frame for a real one. Collinear means that the sine

@@ -151,10 +151,10 @@ SORVANE_API std::vector<VecBase<3, double>>
 ResampleStream(const std::vector<VecBase<3, double>>& stream, double step);
 
 /// Running arc length at each point, 0 first, never falling; summed without loss, so that the error
-/// does not grow with the number of points. With `normalise` divided by the total, and the last is then
+/// does not grow with the number of points. With `normalize` divided by the total, and the last is then
 /// exactly 1; a stream whose total is 0 or not finite is not divided.
 template <int N>
-std::vector<double> PointStreamParameters(const std::vector<VecBase<N, double>>& stream, bool normalise);
+std::vector<double> PointStreamParameters(const std::vector<VecBase<N, double>>& stream, bool normalize);
 
 /// One segment for each consecutive pair of points; none for fewer than two points.
 template <class T>

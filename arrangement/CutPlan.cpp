@@ -1,0 +1,384 @@
+// Cuts of a set of elements at their meetings.
+//
+//   1. A grid finds candidate pairs; each pair is examined once.
+//   2. Every meeting becomes a numbered point: ends of elements come first, crossings follow in
+//      the order of the pairs.
+//   3. Points that an element meets within its tolerance of each other, or of its own end, are
+//      united: three elements through one point have three crossings of pairs, and one point goes
+//      to them all. A united group takes the position of its lowest number, and so of an end where
+//      it has one.
+//   4. Each element takes its points in travel order, without those too near its ends or the cut
+//      before.
+
+#include "arrangement/CutAtIntersections_Impl.h"
+#include "mathbase/Parallel_Impl.h"
+#include "arrangement/SegmentGrid_Impl.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <numeric>
+
+namespace Velk::Math::Intersect::Impl {
+namespace {
+
+/// How far uniting may move a point, in tolerances of its elements. A row of points each near the
+/// next must not pull the far ones along.
+constexpr double kFarthestMove = 2;
+
+/// Sweep of one span of an arc, in radians, and its largest height over the chord as a share of the
+/// mean length of the elements.
+constexpr double kSpanSweep = 0.5;
+constexpr double kSpanHeight = 1.0 / 16;
+
+/// A point met by an element.
+struct Visit {
+    int element;
+    int point;
+    double place;
+};
+
+struct PairMeeting {
+    int first;
+    int second;
+    Meeting meeting;
+};
+
+double MeanLength(const std::vector<Element>& elements)
+{
+    double sum = 0;
+    for (const Element& element : elements) {
+        if (element.active) {
+            const double wholeTurn = kTwoPi<double> * element.radius;
+            sum += element.isArc ? std::min(element.length, wholeTurn) : element.length;
+        }
+    }
+    return sum / static_cast<double>(elements.size());
+}
+
+/// Covers an arc by chords padded by their height, each so short that the padding stays small
+/// beside the mean length: then even a giant arc enters few cells of the grid.
+void AddSpansOfArc(const Element& arc, int number, double meanLength, double padding,
+                   std::vector<PaddedSpan>& spans)
+{
+    const double sweep = std::min(arc.length / arc.radius, kTwoPi<double>);
+    const double finest = sweep / 1e6; // a bound on the work for a giant among tiny ones
+    const double step = std::max(
+        finest, std::min(kSpanSweep, std::sqrt(8 * kSpanHeight * (meanLength / arc.radius))));
+    const int count = std::max(1, static_cast<int>(std::ceil(sweep / step)));
+    const double turn = arc.sense * sweep / count;
+    const double quarter = std::sin(0.25 * turn);
+    const double height = 2 * arc.radius * quarter * quarter;
+    const Vec2d radial = arc.start - arc.center;
+    Vec2d from = arc.start;
+    for (int i = 1; i <= count; ++i) {
+        const double cosine = std::cos(i * turn);
+        const double sine = std::sin(i * turn);
+        const Vec2d to = arc.center + Vec2d(radial.x() * cosine - radial.y() * sine,
+                                            radial.x() * sine + radial.y() * cosine);
+        spans.push_back({from, to, height + padding, number});
+        from = to;
+    }
+}
+
+std::vector<PaddedSpan> SpansOf(const std::vector<Element>& elements)
+{
+    const double meanLength = MeanLength(elements);
+    std::vector<PaddedSpan> spans;
+    spans.reserve(elements.size());
+    for (std::size_t e = 0; e < elements.size(); ++e) {
+        const Element& element = elements[e];
+        if (!element.active) {
+            continue;
+        }
+        const int number = static_cast<int>(e);
+        const double padding = 2 * element.tolerance;
+        if (!element.isArc || element.IsPoint()) {
+            spans.push_back({element.start, element.end, padding, number});
+        } else {
+            AddSpansOfArc(element, number, meanLength, padding, spans);
+        }
+    }
+    return spans;
+}
+
+/// Lower and upper corner, padded.
+struct Box {
+    Vec2d low;
+    Vec2d high;
+
+    bool Meets(const Box& other) const
+    {
+        return low.x() <= other.high.x() && other.low.x() <= high.x() &&
+               low.y() <= other.high.y() && other.low.y() <= high.y();
+    }
+};
+
+std::vector<Box> BoxesOf(const std::vector<PaddedSpan>& spans, std::size_t elementCount)
+{
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    const Vec2d far(kInfinity, kInfinity);
+    std::vector<Box> boxes(elementCount, Box{far, -far});
+    for (const PaddedSpan& span : spans) {
+        Box& box = boxes[static_cast<std::size_t>(span.element)];
+        for (int axis = 0; axis < 2; ++axis) {
+            const auto [least, most] = std::minmax(span.first[axis], span.last[axis]);
+            box.low[axis] = std::min(box.low[axis], least - span.padding);
+            box.high[axis] = std::max(box.high[axis], most + span.padding);
+        }
+    }
+    return boxes;
+}
+
+/// Meetings of all pairs, by the first element, then the second.
+std::vector<PairMeeting> FindMeetings(const std::vector<Element>& elements)
+{
+    const std::vector<PaddedSpan> spans = SpansOf(elements);
+    const std::vector<Box> boxes = BoxesOf(spans, elements.size());
+    const int count = static_cast<int>(elements.size());
+    const SegmentGrid grid(spans, count);
+
+    std::vector<std::vector<PairMeeting>> found(
+        static_cast<std::size_t>(count / Parallel::Impl::kChunkSize + 1));
+    Parallel::Impl::ApplyParallelChunks(0, count, [&](int from, int to) {
+        std::vector<PairMeeting>& own =
+            found[static_cast<std::size_t>(from / Parallel::Impl::kChunkSize)];
+        std::vector<int> candidates;
+        for (int first = from; first < to; ++first) {
+            grid.Candidates(first, candidates);
+            const Box& box = boxes[static_cast<std::size_t>(first)];
+            for (const int second : candidates) {
+                if (!box.Meets(boxes[static_cast<std::size_t>(second)])) {
+                    continue;
+                }
+                for (const Meeting& meeting :
+                     MeetingsOf(elements[static_cast<std::size_t>(first)],
+                                elements[static_cast<std::size_t>(second)])) {
+                    own.push_back({first, second, meeting});
+                }
+            }
+        }
+    });
+    std::vector<PairMeeting> all;
+    for (std::vector<PairMeeting>& part : found) {
+        all.insert(all.end(), part.begin(), part.end());
+        std::vector<PairMeeting>().swap(part);
+    }
+    return all;
+}
+
+/// The points of all meetings: 2e and 2e + 1 are the ends of element e, crossings follow.
+class MetPoints {
+public:
+    explicit MetPoints(const std::vector<Element>& elements)
+    {
+        positions_.reserve(2 * elements.size());
+        farthest_.reserve(2 * elements.size());
+        for (const Element& element : elements) {
+            positions_.push_back(element.start);
+            positions_.push_back(element.end);
+            farthest_.insert(farthest_.end(), 2, kFarthestMove * element.tolerance);
+        }
+        lowest_.resize(positions_.size());
+        std::iota(lowest_.begin(), lowest_.end(), 0);
+    }
+
+    int AddCrossing(const Vec2d& point, double tolerance)
+    {
+        const int number = static_cast<int>(positions_.size());
+        positions_.push_back(point);
+        farthest_.push_back(kFarthestMove * tolerance);
+        lowest_.push_back(number);
+        return number;
+    }
+
+    void Unite(int a, int b)
+    {
+        const int lowestOfA = Lowest(a);
+        const int lowestOfB = Lowest(b);
+        lowest_[static_cast<std::size_t>(std::max(lowestOfA, lowestOfB))] =
+            std::min(lowestOfA, lowestOfB);
+    }
+
+    /// Where a point has come to lie, for all its elements: at the lowest of its group unless that
+    /// is too far.
+    Vec2d Position(int point) const
+    {
+        const Vec2d& own = positions_[static_cast<std::size_t>(point)];
+        const Vec2d& common = positions_[static_cast<std::size_t>(LowestOf(point))];
+        const double farthest = farthest_[static_cast<std::size_t>(point)];
+        return Vector::Length(common - own) <= farthest ? common : own;
+    }
+
+private:
+    int LowestOf(int point) const
+    {
+        while (lowest_[static_cast<std::size_t>(point)] != point) {
+            point = lowest_[static_cast<std::size_t>(point)];
+        }
+        return point;
+    }
+
+    int Lowest(int point)
+    {
+        while (lowest_[static_cast<std::size_t>(point)] != point) {
+            int& above = lowest_[static_cast<std::size_t>(point)];
+            above = lowest_[static_cast<std::size_t>(above)]; // halves the way for the next time
+            point = above;
+        }
+        return point;
+    }
+
+    std::vector<Vec2d> positions_;
+    std::vector<double> farthest_;
+    std::vector<int> lowest_;
+};
+
+/// The visits of element e, in travel order: visits[first[e]] up to visits[first[e + 1]].
+struct Visits {
+    std::vector<int> first;
+    std::vector<Visit> visits;
+};
+
+/// Numbers the crossings among the meetings, and lists what each element visits.
+Visits SortedVisits(const std::vector<PairMeeting>& meetings, const std::vector<Element>& elements,
+                    MetPoints& points, void (*narrow)(Vec2d& point))
+{
+    const std::size_t elementCount = elements.size();
+    std::vector<Visit> unsorted;
+    unsorted.reserve(2 * meetings.size());
+    for (const PairMeeting& pair : meetings) {
+        const Meeting& meeting = pair.meeting;
+        int point = 2 * (meeting.end < 2 ? pair.first : pair.second) + meeting.end % 2;
+        if (meeting.end == Meeting::kCrossing) {
+            Vec2d position = meeting.point;
+            narrow(position);
+            point = points.AddCrossing(
+                position, std::max(elements[static_cast<std::size_t>(pair.first)].tolerance,
+                                   elements[static_cast<std::size_t>(pair.second)].tolerance));
+        }
+        if (meeting.onFirst != Meeting::kNoCut) {
+            unsorted.push_back({pair.first, point, meeting.onFirst});
+        }
+        if (meeting.onSecond != Meeting::kNoCut) {
+            unsorted.push_back({pair.second, point, meeting.onSecond});
+        }
+    }
+
+    Visits sorted;
+    sorted.first.assign(elementCount + 1, 0);
+    for (const Visit& visit : unsorted) {
+        ++sorted.first[static_cast<std::size_t>(visit.element) + 1];
+    }
+    for (std::size_t e = 0; e < elementCount; ++e) {
+        sorted.first[e + 1] += sorted.first[e];
+    }
+    sorted.visits.resize(unsorted.size());
+    std::vector<int> next(sorted.first.begin(), sorted.first.end() - 1);
+    for (const Visit& visit : unsorted) {
+        int& slot = next[static_cast<std::size_t>(visit.element)];
+        sorted.visits[static_cast<std::size_t>(slot++)] = visit;
+    }
+    Parallel::Impl::ApplyParallelChunks(
+        std::size_t{0}, elementCount, [&](std::size_t from, std::size_t to) {
+            for (std::size_t e = from; e < to; ++e) {
+                std::sort(sorted.visits.begin() + sorted.first[e],
+                          sorted.visits.begin() + sorted.first[e + 1],
+                          [](const Visit& a, const Visit& b) {
+                              return a.place != b.place ? a.place < b.place : a.point < b.point;
+                          });
+            }
+        });
+    return sorted;
+}
+
+/// Unites the points that each element meets within its tolerance of each other or of its ends.
+void UniteNeighbors(const std::vector<Element>& elements, const Visits& visits, MetPoints& points)
+{
+    for (std::size_t e = 0; e < elements.size(); ++e) {
+        const Element& element = elements[e];
+        const int startPoint = 2 * static_cast<int>(e);
+        int leader = startPoint;
+        double leaderPlace = 0;
+        for (int i = visits.first[e]; i < visits.first[e + 1]; ++i) {
+            const Visit& visit = visits.visits[static_cast<std::size_t>(i)];
+            if (element.length - visit.place <= element.tolerance) {
+                points.Unite(visit.point, startPoint + 1);
+            } else if (visit.place - leaderPlace <= element.tolerance) {
+                points.Unite(visit.point, leader);
+            } else {
+                leader = visit.point;
+                leaderPlace = visit.place;
+            }
+        }
+    }
+}
+
+/// The cuts of one element, from its own visits; they take the front of `cuts`, which has room for
+/// one a visit. Returns their number.
+int CutsOf(const Element& element, const Visit* begin, const Visit* end, const MetPoints& points,
+           CutPlan::Cut* cuts)
+{
+    CutPlan::Cut* last = cuts;
+    for (const Visit* visit = begin; visit != end; ++visit) {
+        const Vec2d point = points.Position(visit->point);
+        *last++ = {point, PlaceAlong(element, point)};
+    }
+    const auto earlier = [](const CutPlan::Cut& a, const CutPlan::Cut& b) {
+        return a.place < b.place;
+    };
+    if (!std::is_sorted(cuts, last, earlier)) {
+        std::stable_sort(cuts, last, earlier);
+    }
+    CutPlan::Cut* kept = cuts;
+    for (const CutPlan::Cut* cut = cuts; cut != last; ++cut) {
+        const bool inside = cut->place > 0 && cut->place < element.length;
+        const bool clearOfEnds = Vector::Length(cut->point - element.start) > element.tolerance &&
+                                 Vector::Length(cut->point - element.end) > element.tolerance;
+        const bool clearOfLast =
+            kept == cuts || Vector::Length(cut->point - (kept - 1)->point) > element.tolerance;
+        if (inside && clearOfEnds && clearOfLast) {
+            *kept++ = *cut;
+        }
+    }
+    return static_cast<int>(kept - cuts);
+}
+
+} // namespace
+
+CutPlan PlanCuts(const std::vector<Element>& elements, void (*narrow)(Vec2d& point))
+{
+    CutPlan plan;
+    plan.first.assign(elements.size() + 1, 0);
+    MetPoints points(elements);
+    Visits visits;
+    {
+        const std::vector<PairMeeting> meetings = FindMeetings(elements);
+        if (meetings.empty()) {
+            return plan;
+        }
+        visits = SortedVisits(meetings, elements, points, narrow);
+    }
+    UniteNeighbors(elements, visits, points);
+
+    std::vector<CutPlan::Cut> cuts(visits.visits.size());
+    std::vector<int> counts(elements.size(), 0);
+    Parallel::Impl::ApplyParallelChunks(
+        std::size_t{0}, elements.size(), [&](std::size_t from, std::size_t to) {
+            for (std::size_t e = from; e < to; ++e) {
+                const Visit* begin = visits.visits.data() + visits.first[e];
+                const Visit* end = visits.visits.data() + visits.first[e + 1];
+                counts[e] = CutsOf(elements[e], begin, end, points, cuts.data() + visits.first[e]);
+            }
+        });
+    for (std::size_t e = 0; e < elements.size(); ++e) {
+        const auto from = cuts.begin() + visits.first[e];
+        plan.first[e + 1] = plan.first[e] + counts[e];
+        std::move(from, from + counts[e], cuts.begin() + plan.first[e]);
+    }
+    cuts.resize(static_cast<std::size_t>(plan.first.back()));
+    plan.cuts = std::move(cuts);
+    return plan;
+}
+
+} // namespace Velk::Math::Intersect::Impl

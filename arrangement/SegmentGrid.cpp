@@ -1,0 +1,366 @@
+// The grid of candidate pairs: rasterize, split what is crowded, collect the buckets.
+
+#include "arrangement/SegmentGrid_Impl.h"
+
+#include "mathbase/Parallel_Impl.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+namespace Velk::Math::Intersect::Impl {
+namespace {
+
+using Spans = std::vector<PaddedSpan>;
+
+/// Spans that a bucket may hold before splitting it is tried: testing a few dozen pairs costs less.
+constexpr std::size_t kCrowded = 12;
+/// A split must leave at most this share of the pairs, or it is not worth its copies. Together with
+/// the depth it bounds the copies that crossing bundles can cause.
+constexpr double kWorthwhileShare = 0.8;
+constexpr int kDeepestSplit = 40;
+
+/// Grows paddings and cells a little, so that no rounding separates what touches.
+constexpr double kSlack = 1e-6;
+
+struct Grid {
+    Vec2d corner;
+    double cell = 1;
+    int columns = 1;
+    int rows = 1;
+
+    int Clamped(double offset, int count) const
+    {
+        const double number = std::floor(offset / cell);
+        return number > 0 ? static_cast<int>(std::min(number, static_cast<double>(count - 1))) : 0;
+    }
+    int Column(double x) const { return Clamped(x - corner.x(), columns); }
+    int Row(double y) const { return Clamped(y - corner.y(), rows); }
+};
+
+/// Cells as large as the mean extent, so that the spans enter O(n) of them in all, and no more
+/// cells than about three for each span.
+Grid GridFor(const Spans& spans)
+{
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    Vec2d low(kInfinity, kInfinity);
+    Vec2d high(-kInfinity, -kInfinity);
+    const auto count = static_cast<double>(spans.size());
+    double meanExtent = 0;
+    for (const PaddedSpan& span : spans) {
+        for (int axis = 0; axis < 2; ++axis) {
+            const auto [least, most] = std::minmax(span.first[axis], span.last[axis]);
+            low[axis] = std::min(low[axis], least - span.padding);
+            high[axis] = std::max(high[axis], most + span.padding);
+            meanExtent += (most - least + 2 * span.padding) / count;
+        }
+    }
+    Grid grid;
+    const double width = high.x() - low.x();
+    const double height = high.y() - low.y();
+    grid.corner = low;
+    grid.cell = std::max({meanExtent, std::sqrt(width / count) * std::sqrt(height),
+                          std::max(width, height) / count, std::numeric_limits<double>::min()});
+    grid.columns = static_cast<int>(std::min(width / grid.cell, count)) + 1;
+    grid.rows = static_cast<int>(std::min(height / grid.cell, count)) + 1;
+    return grid;
+}
+
+/// Calls visit(cell number) for each cell that the padded span passes.
+template <class Visit>
+void VisitCells(const Grid& grid, const PaddedSpan& span, Visit&& visit)
+{
+    const bool leftToRight = span.first.x() <= span.last.x();
+    const Vec2d& left = leftToRight ? span.first : span.last;
+    const Vec2d& right = leftToRight ? span.last : span.first;
+    const double padding = span.padding + kSlack * grid.cell;
+    const Vec2d along = right - left;
+    const int firstColumn = grid.Column(left.x() - padding);
+    const int lastColumn = grid.Column(right.x() + padding);
+    for (int column = firstColumn; column <= lastColumn; ++column) {
+        double from = left.y();
+        double to = right.y();
+        if (firstColumn != lastColumn && along.x() > 0) {
+            // The stretch over this column; the outermost columns also hold what lies beyond the
+            // grid.
+            const double columnLeft = grid.corner.x() + column * grid.cell - padding;
+            const double columnRight = columnLeft + grid.cell + 2 * padding;
+            const double slope = along.y() / along.x();
+            if (column > firstColumn && columnLeft > left.x()) {
+                from = left.y() + slope * (columnLeft - left.x());
+            }
+            if (column < lastColumn && columnRight < right.x()) {
+                to = left.y() + slope * (columnRight - left.x());
+            }
+        }
+        const auto [low, high] = std::minmax(from, to);
+        const int lastRow = grid.Row(high + padding);
+        for (int row = grid.Row(low - padding); row <= lastRow; ++row) {
+            visit(static_cast<std::size_t>(row) * static_cast<std::size_t>(grid.columns) +
+                  static_cast<std::size_t>(column));
+        }
+    }
+}
+
+/// Cuts off what lies farther along `axis` (or, with sense -1, against it) than the padded `limit`.
+void Clip(PaddedSpan& span, const Vec2d& axis, double limit, double sense)
+{
+    const double bound = sense * limit + span.padding;
+    const double first = sense * (axis * span.first);
+    const double last = sense * (axis * span.last);
+    if (first > bound && last < bound) {
+        span.first = span.last + (span.first - span.last) * ((bound - last) / (first - last));
+    } else if (last > bound && first < bound) {
+        span.last = span.first + (span.last - span.first) * ((bound - first) / (last - first));
+    }
+}
+
+Spans ClippedToCell(const Spans& spans, const Grid& grid, std::size_t cell, const int* begin,
+                    const int* end)
+{
+    const auto columns = static_cast<std::size_t>(grid.columns);
+    const Vec2d corner = grid.corner + grid.cell * Vec2d(cell % columns, cell / columns);
+    Spans clipped;
+    clipped.reserve(static_cast<std::size_t>(end - begin));
+    for (const int* number = begin; number != end; ++number) {
+        PaddedSpan span = spans[static_cast<std::size_t>(*number)];
+        for (int axis = 0; axis < 2; ++axis) {
+            const Vec2d unit(axis == 0 ? 1 : 0, axis == 0 ? 0 : 1);
+            Clip(span, unit, corner[axis] + (1 + kSlack) * grid.cell, 1);
+            Clip(span, unit, corner[axis] - kSlack * grid.cell, -1);
+        }
+        clipped.push_back(span);
+    }
+    return clipped;
+}
+
+/// Normal of the direction in which the spans run on the whole, opposite directions being alike:
+/// the mean of the doubled angles, weighted by length.
+Vec2d AcrossBundle(const Spans& spans)
+{
+    double cosine = 0;
+    double sine = 0;
+    for (const PaddedSpan& span : spans) {
+        const Vec2d along = span.last - span.first;
+        const double length = Vector::Length(along);
+        if (length > 0) {
+            const Vec2d unit = along * (1 / length);
+            cosine += length * (unit.x() * unit.x() - unit.y() * unit.y());
+            sine += length * (2 * unit.x() * unit.y());
+        }
+    }
+    const double angle = 0.5 * std::atan2(sine, cosine);
+    return {-std::sin(angle), std::cos(angle)};
+}
+
+struct Split {
+    Vec2d axis;
+    double place = 0;
+    double pairs = std::numeric_limits<double>::infinity();
+};
+
+/// The split across `axis` at the median of the middles, and the pairs that it leaves (doubled).
+Split SplitAcross(const Spans& spans, const Vec2d& axis, std::vector<double>& middles)
+{
+    middles.clear();
+    for (const PaddedSpan& span : spans) {
+        middles.push_back(0.5 * (axis * span.first) + 0.5 * (axis * span.last));
+    }
+    const auto median = middles.begin() + static_cast<std::ptrdiff_t>(middles.size() / 2);
+    std::nth_element(middles.begin(), median, middles.end());
+    Split split{axis, *median};
+    double below = 0;
+    double above = 0;
+    for (const PaddedSpan& span : spans) {
+        const auto [least, most] = std::minmax({axis * span.first, axis * span.last});
+        below += least - span.padding <= split.place ? 1 : 0;
+        above += most + span.padding >= split.place ? 1 : 0;
+    }
+    split.pairs = below * below + above * above;
+    return split;
+}
+
+/// Splits the spans until they are few or no split helps, and appends one bucket (a run of elements
+/// and its length) for each leaf. The depth bounds the recursion.
+void SplitCrowd(Spans spans, int depth, std::vector<int>& members, std::vector<int>& lengths)
+{
+    const auto count = static_cast<double>(spans.size());
+    Split best;
+    if (spans.size() > kCrowded && depth < kDeepestSplit) {
+        std::vector<double> middles;
+        middles.reserve(spans.size());
+        for (const Vec2d& axis : {Vec2d(1, 0), Vec2d(0, 1), AcrossBundle(spans)}) {
+            const Split split = SplitAcross(spans, axis, middles);
+            best = split.pairs < best.pairs ? split : best;
+        }
+    }
+    if (!(best.pairs <= kWorthwhileShare * count * count)) {
+        for (const PaddedSpan& span : spans) {
+            members.push_back(span.element);
+        }
+        lengths.push_back(static_cast<int>(spans.size()));
+        return;
+    }
+    Spans below;
+    Spans above;
+    for (const PaddedSpan& span : spans) {
+        const auto [least, most] = std::minmax({best.axis * span.first, best.axis * span.last});
+        if (least - span.padding <= best.place) {
+            below.push_back(span);
+            Clip(below.back(), best.axis, best.place, 1);
+        }
+        if (most + span.padding >= best.place) {
+            above.push_back(span);
+            Clip(above.back(), best.axis, best.place, -1);
+        }
+    }
+    Spans().swap(spans); // the two sides hold it all
+    SplitCrowd(std::move(below), depth + 1, members, lengths);
+    SplitCrowd(std::move(above), depth + 1, members, lengths);
+}
+
+/// The spans of each cell, as a list of runs: those of cell c are numbers[first[c]] to first[c +
+/// 1].
+struct Cells {
+    std::vector<std::size_t> first;
+    std::vector<int> numbers;
+};
+
+Cells Rasterize(const Spans& spans, const Grid& grid)
+{
+    Cells cells;
+    const std::size_t cellCount =
+        static_cast<std::size_t>(grid.columns) * static_cast<std::size_t>(grid.rows);
+    cells.first.assign(cellCount + 1, 0);
+    for (const PaddedSpan& span : spans) {
+        VisitCells(grid, span, [&](std::size_t cell) { ++cells.first[cell + 1]; });
+    }
+    for (std::size_t cell = 0; cell < cellCount; ++cell) {
+        cells.first[cell + 1] += cells.first[cell];
+    }
+    cells.numbers.resize(cells.first.back());
+    std::vector<std::size_t> next(cells.first.begin(), cells.first.end() - 1);
+    for (std::size_t number = 0; number < spans.size(); ++number) {
+        VisitCells(grid, spans[number], [&](std::size_t cell) {
+            cells.numbers[next[cell]++] = static_cast<int>(number);
+        });
+    }
+    return cells;
+}
+
+} // namespace
+
+SegmentGrid::SegmentGrid(const Spans& spans, int elementCount)
+{
+    if (!spans.empty()) {
+        const Grid grid = GridFor(spans);
+        const Cells cells = Rasterize(spans, grid);
+        std::vector<std::size_t> crowded;
+        for (std::size_t cell = 0; cell + 1 < cells.first.size(); ++cell) {
+            if (cells.first[cell + 1] - cells.first[cell] > kCrowded) {
+                crowded.push_back(cell);
+            }
+        }
+        struct Leaves {
+            std::vector<int> members;
+            std::vector<int> lengths;
+        };
+        std::vector<Leaves> leaves(crowded.size());
+        Parallel::Impl::ApplyParallel(std::size_t{0}, crowded.size(), [&](std::size_t i) {
+            const std::size_t cell = crowded[i];
+            SplitCrowd(ClippedToCell(spans, grid, cell, cells.numbers.data() + cells.first[cell],
+                                     cells.numbers.data() + cells.first[cell + 1]),
+                       0, leaves[i].members, leaves[i].lengths);
+        });
+
+        std::vector<int> bucket;
+        std::size_t nextCrowded = 0;
+        for (std::size_t cell = 0; cell + 1 < cells.first.size(); ++cell) {
+            if (nextCrowded < crowded.size() && crowded[nextCrowded] == cell) {
+                const Leaves& split = leaves[nextCrowded++];
+                auto from = split.members.begin();
+                for (const int length : split.lengths) {
+                    bucket.assign(from, from + length);
+                    AddBucket(bucket);
+                    from += length;
+                }
+                continue;
+            }
+            bucket.clear();
+            for (std::size_t i = cells.first[cell]; i < cells.first[cell + 1]; ++i) {
+                bucket.push_back(spans[static_cast<std::size_t>(cells.numbers[i])].element);
+            }
+            AddBucket(bucket);
+        }
+    }
+    NumberBucketsByElement(elementCount);
+}
+
+void SegmentGrid::AddBucket(std::vector<int>& members)
+{
+    // Spans come in the order of their elements, so that this mostly finds them sorted.
+    if (!std::is_sorted(members.begin(), members.end())) {
+        std::sort(members.begin(), members.end());
+    }
+    members.erase(std::unique(members.begin(), members.end()), members.end());
+    if (members.size() > 1) {
+        members_.insert(members_.end(), members.begin(), members.end());
+        firstMember_.push_back(static_cast<int>(members_.size()));
+    }
+}
+
+void SegmentGrid::NumberBucketsByElement(int elementCount)
+{
+    firstBucket_.assign(static_cast<std::size_t>(elementCount) + 1, 0);
+    for (const int element : members_) {
+        ++firstBucket_[static_cast<std::size_t>(element) + 1];
+    }
+    for (std::size_t e = 0; e + 1 < firstBucket_.size(); ++e) {
+        firstBucket_[e + 1] += firstBucket_[e];
+    }
+    buckets_.resize(members_.size());
+    std::vector<int> next(firstBucket_.begin(), firstBucket_.end() - 1);
+    for (std::size_t bucket = 0; bucket + 1 < firstMember_.size(); ++bucket) {
+        for (int i = firstMember_[bucket]; i < firstMember_[bucket + 1]; ++i) {
+            const auto element = static_cast<std::size_t>(members_[static_cast<std::size_t>(i)]);
+            buckets_[static_cast<std::size_t>(next[element]++)] = static_cast<int>(bucket);
+        }
+    }
+}
+
+void SegmentGrid::Candidates(int element, std::vector<int>& candidates) const
+{
+    constexpr int kFewRuns = 8; // merging them costs less than sorting all over again
+    candidates.clear();
+    const int firstBucket = firstBucket_[static_cast<std::size_t>(element)];
+    const int lastBucket = firstBucket_[static_cast<std::size_t>(element) + 1];
+    const int runs = lastBucket - firstBucket;
+    for (int i = firstBucket; i < lastBucket; ++i) {
+        const auto bucket = static_cast<std::size_t>(buckets_[static_cast<std::size_t>(i)]);
+        const auto begin = members_.begin() + firstMember_[bucket];
+        const auto end = members_.begin() + firstMember_[bucket + 1];
+        const auto before = static_cast<std::ptrdiff_t>(candidates.size());
+        candidates.insert(candidates.end(), std::upper_bound(begin, end, element), end);
+        if (runs <= kFewRuns) {
+            std::inplace_merge(candidates.begin(), candidates.begin() + before, candidates.end());
+        }
+    }
+    if (runs > kFewRuns) {
+        std::sort(candidates.begin(), candidates.end());
+    }
+    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+}
+
+long long SegmentGrid::PairCount() const
+{
+    long long pairs = 0;
+    for (std::size_t bucket = 0; bucket + 1 < firstMember_.size(); ++bucket) {
+        const long long size = firstMember_[bucket + 1] - firstMember_[bucket];
+        pairs += size * (size - 1) / 2;
+    }
+    return pairs;
+}
+
+} // namespace Velk::Math::Intersect::Impl

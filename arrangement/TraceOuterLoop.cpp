@@ -1,0 +1,314 @@
+// The outer boundary of a set of segments that meet at their ends only.
+//
+//   1. Ends within the tolerance of each other become one node, repeated segments one edge.
+//   2. The edges of each node are sorted by direction, with an exact comparison of turns.
+//   3. From the lowest node the walk leaves by the first edge, and at each node takes the next edge
+//      counter-clockwise from the one it came by: the rightmost turn. As "next" is a permutation of
+//      the directed edges, the walk comes back to its first one.
+//   4. A node with a single edge is a dead end: then the path on both sides of the starting node is
+//   given.
+
+#include "mathbase/PointCells_Impl.h"
+#include "mathbase/TurnSign_Impl.h"
+
+#include <Velk/Math/Intersect_E.h>
+
+#include <boost/unordered/unordered_flat_set.hpp>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace Velk::Math::Intersect {
+namespace {
+
+using Geometry::SegBase;
+
+/// Coordinates beyond this are left out, so that turns can be told without overflow.
+constexpr double kLargestCoordinate = 1e150;
+
+template <class T>
+bool IsUsable(const VecBase<2, T>& point)
+{
+    return std::fabs(static_cast<double>(point.x())) <= kLargestCoordinate &&
+           std::fabs(static_cast<double>(point.y())) <= kLargestCoordinate;
+}
+
+/// Numbers points so that those which match share a node: the nearest that was there before, then
+/// the lower number. A node stays where its first point was.
+template <class T>
+class Nodes {
+public:
+    Nodes(std::size_t capacity, T tolerance) : tolerance_(tolerance), near_(capacity, tolerance) {}
+
+    int FindOrAdd(const VecBase<2, T>& point)
+    {
+        int nearest = -1;
+        double leastDistance = 0;
+        near_.VisitNear(point, [&](int node) {
+            const VecBase<2, T>& position = positions_[static_cast<std::size_t>(node)];
+            if (Vector::Matches(position, point, tolerance_)) {
+                const double distance = Vector::Length(Vec2d(position) - Vec2d(point));
+                if (nearest < 0 || distance < leastDistance ||
+                    (distance == leastDistance && node < nearest)) {
+                    nearest = node;
+                    leastDistance = distance;
+                }
+            }
+            return Vector::Impl::Visiting::GoOn;
+        });
+        if (nearest >= 0) {
+            return nearest;
+        }
+        const int added = static_cast<int>(positions_.size());
+        positions_.push_back(point);
+        near_.Add(point, added);
+        return added;
+    }
+
+    const std::vector<VecBase<2, T>>& Positions() const { return positions_; }
+
+private:
+    T tolerance_;
+    std::vector<VecBase<2, T>> positions_;
+    Vector::Impl::NearPoints<2, T> near_;
+};
+
+/// An edge, in the direction of its segment of lowest number; edges are numbered as their segments
+/// come.
+struct Edge {
+    int from;
+    int to;
+};
+
+template <class T>
+std::vector<Edge> DistinctEdges(const std::vector<SegBase<T>>& segments, T tolerance,
+                                Nodes<T>& nodes)
+{
+    std::vector<Edge> edges;
+    edges.reserve(segments.size());
+    for (const SegBase<T>& segment : segments) {
+        const bool isPoint = Vector::Matches(segment.start, segment.end, tolerance);
+        if (!isPoint && IsUsable(segment.start) && IsUsable(segment.end)) {
+            const int from = nodes.FindOrAdd(segment.start);
+            const int to = nodes.FindOrAdd(segment.end);
+            if (from != to) {
+                edges.push_back({from, to});
+            }
+        }
+    }
+    boost::unordered_flat_set<std::uint64_t> seen;
+    seen.reserve(edges.size());
+    std::erase_if(edges, [&](const Edge& edge) {
+        const auto [low, high] = std::minmax(edge.from, edge.to);
+        return !seen.insert(static_cast<std::uint64_t>(low) << 32U | static_cast<unsigned>(high))
+                    .second;
+    });
+    return edges;
+}
+
+/// The edges as a drawing in the plane. Directed edge 2e runs edge e as it is, 2e + 1 the other
+/// way.
+class Drawing {
+public:
+    Drawing(std::vector<Edge> edges, std::vector<Vec2d> positions)
+        : edges_(std::move(edges)), positions_(std::move(positions)),
+          firstAt_(positions_.size() + 1, 0), around_(2 * edges_.size()), slot_(2 * edges_.size())
+    {
+        const int directedCount = static_cast<int>(around_.size());
+        for (int directed = 0; directed < directedCount; ++directed) {
+            ++firstAt_[static_cast<std::size_t>(Origin(directed)) + 1];
+        }
+        for (std::size_t node = 0; node < positions_.size(); ++node) {
+            firstAt_[node + 1] += firstAt_[node];
+        }
+        std::vector<int> next(firstAt_.begin(), firstAt_.end() - 1);
+        for (int directed = 0; directed < directedCount; ++directed) {
+            int& place = next[static_cast<std::size_t>(Origin(directed))];
+            around_[static_cast<std::size_t>(place++)] = directed;
+        }
+        for (std::size_t node = 0; node < positions_.size(); ++node) {
+            std::sort(around_.begin() + firstAt_[node], around_.begin() + firstAt_[node + 1],
+                      [this](int a, int b) { return IsEarlier(a, b); });
+        }
+        for (std::size_t place = 0; place < around_.size(); ++place) {
+            slot_[static_cast<std::size_t>(around_[place])] = static_cast<int>(place);
+        }
+    }
+
+    int Origin(int directed) const
+    {
+        const Edge& edge = edges_[static_cast<std::size_t>(directed / 2)];
+        return directed % 2 == 0 ? edge.from : edge.to;
+    }
+    int Target(int directed) const { return Origin(directed ^ 1); }
+    bool IsDeadEnd(int node) const
+    {
+        const auto n = static_cast<std::size_t>(node);
+        return firstAt_[n + 1] - firstAt_[n] == 1;
+    }
+
+    /// Of the edges out of the lowest, then leftmost node the one farthest to the right: all run
+    /// upwards or to the right, and they are sorted from there on.
+    int FirstOfOuterBoundary() const
+    {
+        std::size_t lowest = 0;
+        for (std::size_t node = 1; node < positions_.size(); ++node) {
+            const Vec2d& best = positions_[lowest];
+            const Vec2d& other = positions_[node];
+            const bool isLower =
+                other.y() != best.y() ? other.y() < best.y() : other.x() < best.x();
+            if (HasEdges(node) && (isLower || !HasEdges(lowest))) {
+                lowest = node;
+            }
+        }
+        return around_[static_cast<std::size_t>(firstAt_[lowest])];
+    }
+
+    /// The edge that follows on the boundary, the rightmost one at the target, and the one before.
+    int Next(int directed) const { return Neighbor(directed ^ 1, 1); }
+    int Previous(int directed) const { return Neighbor(directed, -1) ^ 1; }
+
+private:
+    bool HasEdges(std::size_t node) const { return firstAt_[node + 1] > firstAt_[node]; }
+
+    /// The directed edge beside this one at its origin, counter-clockwise for step 1.
+    int Neighbor(int directed, int step) const
+    {
+        const auto node = static_cast<std::size_t>(Origin(directed));
+        int place = slot_[static_cast<std::size_t>(directed)] + step;
+        if (place == firstAt_[node + 1]) {
+            place = firstAt_[node];
+        } else if (place < firstAt_[node]) {
+            place = firstAt_[node + 1] - 1;
+        }
+        return around_[static_cast<std::size_t>(place)];
+    }
+
+    /// Order by direction about a common origin, counter-clockwise from the X axis. Of two edges in
+    /// exactly one direction, which lie over each other, the shorter, then the lower number, goes
+    /// first.
+    bool IsEarlier(int a, int b) const
+    {
+        const Vec2d& origin = positions_[static_cast<std::size_t>(Origin(a))];
+        const Vec2d& endOfA = positions_[static_cast<std::size_t>(Target(a))];
+        const Vec2d& endOfB = positions_[static_cast<std::size_t>(Target(b))];
+        const bool aPointsDown = PointsDown(origin, endOfA);
+        if (aPointsDown != PointsDown(origin, endOfB)) {
+            return !aPointsDown;
+        }
+        const int turn = Vector::Impl::TurnSign(origin, endOfA, endOfB);
+        if (turn != 0) {
+            return turn > 0;
+        }
+        const double lengthOfA = Vector::Length(endOfA - origin);
+        const double lengthOfB = Vector::Length(endOfB - origin);
+        return lengthOfA != lengthOfB ? lengthOfA < lengthOfB : a < b;
+    }
+
+    /// In the lower half plane, the negative X axis included.
+    static bool PointsDown(const Vec2d& origin, const Vec2d& end)
+    {
+        return end.y() != origin.y() ? end.y() < origin.y() : end.x() < origin.x();
+    }
+
+    std::vector<Edge> edges_;
+    std::vector<Vec2d> positions_;
+    // Directed edges out of node n, by direction: around_[firstAt_[n]] up to firstAt_[n + 1].
+    std::vector<int> firstAt_;
+    std::vector<int> around_;
+    std::vector<int> slot_; // place of each directed edge in around_
+};
+
+/// The whole boundary from `first` on; `closed` tells whether it meets no dead end.
+std::vector<int> WalkAround(const Drawing& drawing, int first, bool& closed)
+{
+    std::vector<int> walk;
+    closed = true;
+    int directed = first;
+    do {
+        walk.push_back(directed);
+        closed = closed && !drawing.IsDeadEnd(drawing.Target(directed));
+        directed = drawing.Next(directed);
+    } while (closed && directed != first);
+    return walk;
+}
+
+/// The part of the boundary around `first` that runs into dead ends on both sides. Where it has no
+/// second dead end, it stops before it would run an edge for the second time.
+std::vector<int> OpenPath(const Drawing& drawing, int first, std::size_t edgeCount)
+{
+    std::vector<char> used(edgeCount, 0);
+    const auto takes = [&](int directed) {
+        char& mark = used[static_cast<std::size_t>(directed / 2)];
+        return std::exchange(mark, char{1}) == 0;
+    };
+    std::vector<int> path;
+    for (int directed = first; takes(directed); directed = drawing.Next(directed)) {
+        path.push_back(directed);
+        if (drawing.IsDeadEnd(drawing.Target(directed))) {
+            break;
+        }
+    }
+    std::reverse(path.begin(), path.end());
+    int directed = first;
+    while (!drawing.IsDeadEnd(drawing.Origin(directed))) {
+        directed = drawing.Previous(directed);
+        if (!takes(directed)) {
+            break;
+        }
+        path.push_back(directed);
+    }
+    std::reverse(path.begin(), path.end());
+
+    if (*std::min_element(path.begin(), path.end()) % 2 != 0) { // the first segment runs backwards
+        std::reverse(path.begin(), path.end());
+        for (int& passed : path) {
+            passed ^= 1;
+        }
+    }
+    return path;
+}
+
+} // namespace
+
+template <class T>
+bool TraceOuterLoop(const std::vector<SegBase<T>>& segments, std::vector<VecBase<2, T>>& loop,
+                    T tolerance)
+{
+    loop.clear();
+    Nodes<T> nodes(2 * segments.size(), tolerance);
+    std::vector<Edge> edges = DistinctEdges(segments, tolerance, nodes);
+    if (edges.empty()) {
+        return false;
+    }
+    const std::size_t edgeCount = edges.size();
+    const std::vector<VecBase<2, T>>& positions = nodes.Positions();
+    std::vector<Vec2d> wide;
+    wide.reserve(positions.size());
+    for (const VecBase<2, T>& position : positions) {
+        wide.push_back(Vec2d(position));
+    }
+    const Drawing drawing(std::move(edges), std::move(wide));
+    const int first = drawing.FirstOfOuterBoundary();
+    bool closed = false;
+    std::vector<int> walk = WalkAround(drawing, first, closed);
+    if (!closed) {
+        walk = OpenPath(drawing, first, edgeCount);
+    }
+    loop.reserve(walk.size() + 1);
+    loop.push_back(positions[static_cast<std::size_t>(drawing.Origin(walk.front()))]);
+    for (const int directed : walk) {
+        loop.push_back(positions[static_cast<std::size_t>(drawing.Target(directed))]);
+    }
+    return closed;
+}
+
+// clang-format off
+template bool TraceOuterLoop(const std::vector<SegBase<float>>&,  std::vector<VecBase<2, float>>&,  float);
+template bool TraceOuterLoop(const std::vector<SegBase<double>>&, std::vector<VecBase<2, double>>&, double);
+// clang-format on
+
+} // namespace Velk::Math::Intersect

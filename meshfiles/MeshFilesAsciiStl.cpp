@@ -1,0 +1,436 @@
+// ASCII STL: one statement a line, seven lines a facet.
+//
+// Reading. The text comes in blocks of whole lines. A block is cut at lines that begin with
+// "facet", its pieces are parsed side by side, each into points of its own, and joined in order. A
+// cut that is not the beginning of a facet does no harm: there the piece before it ends within a
+// facet, for which a "facet" line is an error anyway, so reading ends where line-by-line reading
+// would.
+//
+// Every line ends with '\n', so scanning needs no other end: no blank, digit or letter equals it. A
+// last line without one gets it.
+
+#include <Sorvane/MeshFiles_E.h>
+
+#include "meshfiles/AvailableMemory_Impl.h"
+#include "meshfiles/MeshFiles_Impl.h"
+#include "meshfiles/NumberText_Impl.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <numeric>
+#include <span>
+#include <string_view>
+
+namespace Velk::Math::Sorvane::MeshUtils {
+namespace Impl {
+namespace {
+
+/// Moves `at` behind the next word when that is `keyword` (lower-case letters) in any case. A word
+/// goes on to the next white space. Never leaves the line.
+template <std::size_t N>
+bool TakeKeyword(const char*& at, const char (&keyword)[N])
+{
+    const char* p = SkipBlanks(at);
+    for (std::size_t i = 0; i + 1 < N; ++i, ++p) {
+        if ((*p | 0x20) != keyword[i]) { // only the two cases of a letter give the lower one
+            return false;
+        }
+    }
+    if (!IsBlank(*p) && *p != '\n') {
+        return false;
+    }
+    at = p;
+    return true;
+}
+
+/// Beginning of the line after the one that `at` lies in.
+const char* NextLine(const char* at, const char* end)
+{
+    if (*at == '\n') {
+        return at + 1;
+    }
+    const void* lineEnd = std::memchr(at, '\n', static_cast<std::size_t>(end - at));
+    return static_cast<const char*>(lineEnd) + 1;
+}
+
+enum class Outcome { GoesOn, EndsWell, Fails };
+
+/// What the lines have led to so far, and which line of a facet is due.
+enum class Line { Facet, OuterLoop, FirstVertex, SecondVertex, ThirdVertex, EndLoop, EndFacet };
+
+struct Progress {
+    Outcome outcome = Outcome::GoesOn;
+    Line due = Line::Facet;
+};
+
+/// The line where a facet could begin ends the file instead: well with "endsolid" or "end solid".
+Outcome OutcomeOfLastLine(const char* line)
+{
+    if (const char* at = line; TakeKeyword(at, "endsolid")) {
+        return Outcome::EndsWell;
+    }
+    const char* at = line;
+    return TakeKeyword(at, "end") && TakeKeyword(at, "solid") ? Outcome::EndsWell : Outcome::Fails;
+}
+
+/// What a stream leaves in the coordinates: those after the first failure stay 0.
+template <class T>
+VecBase<3, T> ReadCoordinates(const char*& at)
+{
+    VecBase<3, T> point;
+    for (int axis = 0; axis < 3 && ReadNumber(at, point[axis]); ++axis) {
+    }
+    return point;
+}
+
+/// Goes through the whole lines in [at, end) and appends the points of their vertices.
+template <class T>
+Progress ParseLines(const char* at, const char* end, Line due, std::vector<VecBase<3, T>>& points)
+{
+    while (at != end) {
+        bool isDue = false;
+        switch (due) {
+        case Line::Facet: {
+            const char* const line = at;
+            if (!TakeKeyword(at, "facet") || !TakeKeyword(at, "normal")) {
+                return {OutcomeOfLastLine(line), due};
+            }
+            isDue = true;
+            due = Line::OuterLoop;
+            break;
+        }
+        case Line::OuterLoop:
+            isDue = TakeKeyword(at, "outer") && TakeKeyword(at, "loop");
+            due = Line::FirstVertex;
+            break;
+        case Line::FirstVertex:
+        case Line::SecondVertex:
+        case Line::ThirdVertex:
+            isDue = TakeKeyword(at, "vertex");
+            if (isDue) {
+                points.push_back(ReadCoordinates<T>(at));
+            }
+            due = static_cast<Line>(static_cast<int>(due) + 1);
+            break;
+        case Line::EndLoop:
+            isDue = TakeKeyword(at, "endloop");
+            due = Line::EndFacet;
+            break;
+        case Line::EndFacet:
+            isDue = TakeKeyword(at, "endfacet");
+            due = Line::Facet;
+            break;
+        }
+        if (!isDue) {
+            return {Outcome::Fails, due};
+        }
+        at = NextLine(at, end);
+    }
+    return {Outcome::GoesOn, due};
+}
+
+/// Whole lines out of a reader, block by block.
+class LineBlocks {
+public:
+    LineBlocks(ByteReader& file, std::size_t blockBytes)
+        : file_(file), buffer_(FirstBlockBytes(file, blockBytes))
+    {
+    }
+
+    /// Passes over the first line; false when the file ends before or with it.
+    bool SkipFirstLine()
+    {
+        for (;;) {
+            size_ = file_.Read(buffer_.data(), buffer_.size());
+            if (const void* end = std::memchr(buffer_.data(), '\n', size_)) {
+                begin_ =
+                    static_cast<std::size_t>(static_cast<const char*>(end) + 1 - buffer_.data());
+                return true;
+            }
+            if (size_ < buffer_.size()) {
+                return false;
+            }
+        }
+    }
+
+    /// The next whole lines, each with its '\n'; empty at the end. Valid until the next call.
+    std::span<const char> Next()
+    {
+        std::size_t lineEnd = EndOfLastLine();
+        while (lineEnd == begin_ && !atEnd_) {
+            Fill();
+            lineEnd = EndOfLastLine();
+        }
+        const std::span<const char> lines(buffer_.data() + begin_, lineEnd - begin_);
+        begin_ = lineEnd;
+        return lines;
+    }
+
+private:
+    /// A small file needs a small buffer, with room to notice the end.
+    static std::size_t FirstBlockBytes(const ByteReader& file, std::size_t blockBytes)
+    {
+        const std::uint64_t size = file.SizeHint();
+        return size > 0 && size < blockBytes ? static_cast<std::size_t>(size) + 1 : blockBytes;
+    }
+
+    /// Behind the last '\n' in the buffer, or the beginning when no line is whole.
+    std::size_t EndOfLastLine() const
+    {
+        std::size_t end = size_;
+        while (end > begin_ && buffer_[end - 1] != '\n') {
+            --end;
+        }
+        return end;
+    }
+
+    /// Puts the broken line to the front, in twice the room when it fills all there is, and reads
+    /// on.
+    void Fill()
+    {
+        std::copy(buffer_.begin() + static_cast<std::ptrdiff_t>(begin_),
+                  buffer_.begin() + static_cast<std::ptrdiff_t>(size_), buffer_.begin());
+        size_ -= begin_;
+        begin_ = 0;
+        if (size_ == buffer_.size()) {
+            RequireMemory(2 * buffer_.size()); // a file without line ends goes on growing this
+            buffer_.resize(2 * buffer_.size());
+        }
+        const std::size_t room = buffer_.size() - size_;
+        const std::size_t arrived = file_.Read(buffer_.data() + size_, room);
+        size_ += arrived;
+        atEnd_ = arrived < room;
+        if (atEnd_ && size_ > 0 && buffer_[size_ - 1] != '\n') {
+            buffer_[size_] = '\n'; // there is room: the read fell short
+            ++size_;
+        }
+    }
+
+    ByteReader& file_;
+    std::vector<char> buffer_;
+    std::size_t begin_ = 0;
+    std::size_t size_ = 0;
+    bool atEnd_ = false;
+};
+
+/// Beginnings of pieces of `lines` of about `pieceBytes`: the front, and lines that begin with
+/// "facet".
+std::vector<const char*> PieceBegins(std::span<const char> lines, std::size_t pieceBytes)
+{
+    const char* const end = lines.data() + lines.size();
+    std::vector<const char*> begins{lines.data()};
+    while (static_cast<std::size_t>(end - begins.back()) > pieceBytes) {
+        const char* line = NextLine(begins.back() + pieceBytes - 1, end);
+        for (const char* word = line; line != end && !TakeKeyword(word, "facet"); word = line) {
+            line = NextLine(line, end);
+        }
+        if (line == end) {
+            break;
+        }
+        begins.push_back(line);
+    }
+    return begins;
+}
+
+/// Parses blocks piece by piece; keeps the room of the pieces from block to block.
+template <class T>
+class BlockParser {
+public:
+    explicit BlockParser(std::size_t pieceBytes) : pieceBytes_(std::max<std::size_t>(pieceBytes, 1))
+    {
+    }
+
+    /// Appends the points of the vertices in `lines`, as far as they go on without an error or end.
+    void Parse(std::span<const char> lines, Progress& progress, std::vector<VecBase<3, T>>& points)
+    {
+        const std::vector<const char*> begins = PieceBegins(lines, pieceBytes_);
+        if (begins.size() == 1) {
+            progress = ParseLines(lines.data(), lines.data() + lines.size(), progress.due, points);
+            return;
+        }
+        pieces_.resize(std::max(pieces_.size(), begins.size()));
+        Parallel::Impl::ApplyParallel(std::size_t{0}, begins.size(), [&](std::size_t i) {
+            const char* const end =
+                i + 1 < begins.size() ? begins[i + 1] : lines.data() + lines.size();
+            pieces_[i].points.clear();
+            pieces_[i].progress =
+                ParseLines(begins[i], end, i == 0 ? progress.due : Line::Facet, pieces_[i].points);
+        });
+        for (std::size_t i = 0; i < begins.size(); ++i) {
+            if (i > 0 && progress.due != Line::Facet) {
+                progress.outcome = Outcome::Fails; // this piece begins with a "facet" line
+                return;
+            }
+            points.insert(points.end(), pieces_[i].points.begin(), pieces_[i].points.end());
+            progress = pieces_[i].progress;
+            if (progress.outcome != Outcome::GoesOn) {
+                return;
+            }
+        }
+    }
+
+private:
+    struct Piece {
+        Progress progress;
+        std::vector<VecBase<3, T>> points;
+    };
+
+    std::size_t pieceBytes_;
+    std::vector<Piece> pieces_;
+};
+
+/// Makes room for the points of the whole file, judged by those of its first lines, so that they
+/// are not copied as the array grows. Only where memory is plenty: the rest of the file may be
+/// anything.
+template <class T>
+void ReserveForWholeFile(const ByteReader& file, std::size_t linesRead,
+                         std::vector<VecBase<3, T>>& points, std::vector<int>& indices)
+{
+    const double share = static_cast<double>(file.SizeHint()) / static_cast<double>(linesRead);
+    const double expected = static_cast<double>(points.size()) * share * 1.03;
+    const double bytes = expected * (sizeof(VecBase<3, T>) + sizeof(int));
+    constexpr double kHuge =
+        1e18; // can be told from the largest integer, and there is no such memory
+    if (share > 2 && bytes < kHuge && HasMemory(2 * static_cast<std::uint64_t>(bytes))) {
+        ReserveForReading(points, static_cast<std::size_t>(expected));
+        ReserveForReading(indices, static_cast<std::size_t>(expected));
+    }
+}
+
+void AppendNumbersUpTo(std::size_t count, std::vector<int>& numbers)
+{
+    const std::size_t first = numbers.size();
+    numbers.resize(count);
+    std::iota(numbers.begin() + static_cast<std::ptrdiff_t>(first), numbers.end(),
+              static_cast<int>(first));
+}
+
+} // namespace
+
+template <class T>
+bool ReadAsciiStl(ByteReader& file, std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
+                  std::size_t blockBytes, std::size_t pieceBytes)
+{
+    LineBlocks blocks(file, blockBytes);
+    if (!blocks.SkipFirstLine()) {
+        return false;
+    }
+    BlockParser<T> parser(pieceBytes);
+    Progress progress;
+    while (progress.outcome == Outcome::GoesOn) {
+        const std::span<const char> lines = blocks.Next();
+        if (lines.empty()) {
+            break; // the file ends before an end line
+        }
+        const bool isFirst = points.empty();
+        parser.Parse(lines, progress, points);
+        if (isFirst && progress.outcome == Outcome::GoesOn) {
+            ReserveForWholeFile(file, lines.size(), points, indices);
+        }
+        AppendNumbersUpTo(points.size(), indices);
+    }
+    return progress.outcome == Outcome::EndsWell;
+}
+
+template bool ReadAsciiStl(ByteReader&, std::vector<VecBase<3, float>>&, std::vector<int>&,
+                           std::size_t, std::size_t);
+template bool ReadAsciiStl(ByteReader&, std::vector<VecBase<3, double>>&, std::vector<int>&,
+                           std::size_t, std::size_t);
+
+namespace {
+
+/// Unit normal of a facet, or zero where it is degenerate. The floor is that of an area for
+/// `double` and of a doubled area for `float`.
+VecBase<3, double> FacetNormal(const VecBase<3, double>& p0, const VecBase<3, double>& p1,
+                               const VecBase<3, double>& p2)
+{
+    return Normalized(((p1 - p0) ^ (p2 - p0)) / 2.0, kLengthFloor<double>);
+}
+
+VecBase<3, float> FacetNormal(const VecBase<3, float>& p0, const VecBase<3, float>& p1,
+                              const VecBase<3, float>& p2)
+{
+    return Normalized((p1 - p0) ^ (p2 - p0), kLengthFloor<float>);
+}
+
+char* WriteText(char* to, std::string_view text)
+{
+    std::memcpy(to, text.data(), text.size());
+    return to + text.size();
+}
+
+/// "<keyword> x y z" and the line's end; the keyword brings its own blanks.
+template <class T>
+char* WriteStatement(char* to, std::string_view keyword, const VecBase<3, T>& v)
+{
+    to = WriteText(to, keyword);
+    for (const T component : v) {
+        to = WriteNumber7(to, static_cast<double>(component));
+        *to++ = ' ';
+    }
+    to[-1] = '\n';
+    return to;
+}
+
+template <class T>
+char* WriteFacet(char* to, const VecBase<3, T>& p0, const VecBase<3, T>& p1,
+                 const VecBase<3, T>& p2)
+{
+    to = WriteStatement(to, "    facet normal ", FacetNormal(p0, p1, p2));
+    to = WriteText(to, "        outer loop\n");
+    to = WriteStatement(to, "            vertex ", p0);
+    to = WriteStatement(to, "            vertex ", p1);
+    to = WriteStatement(to, "            vertex ", p2);
+    return WriteText(to, "        endloop\n    endfacet\n");
+}
+
+/// Room for the longest facet: twelve numbers with their separators, and less than 160 characters
+/// of words and blanks.
+constexpr std::size_t kLongestFacet = 12 * (kLongestNumber + 1) + 160;
+
+} // namespace
+} // namespace Impl
+
+template <class T>
+bool ReadFromASCIISTL(std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
+                      const std::filesystem::path& path)
+{
+    points.clear();
+    indices.clear();
+    Impl::ByteReader file(path);
+    return file.IsOpen() && Impl::ReadAsciiStl(file, points, indices, Impl::kAsciiBlockBytes,
+                                               Impl::kAsciiPieceBytes);
+}
+
+template <class T>
+bool WriteToASCIISTL(const std::vector<VecBase<3, T>>& points, const std::vector<int>& indices,
+                     const std::filesystem::path& path)
+{
+    Impl::ByteWriter file(path, std::ios::openmode{});
+    if (!file.IsOpen()) {
+        return true;
+    }
+    const auto writeFacet = [&points, &indices](std::size_t triangle, char* to) {
+        const auto corner = [&](std::size_t i) -> const VecBase<3, T>& {
+            return points[static_cast<std::size_t>(indices[3 * triangle + i])];
+        };
+        return Impl::WriteFacet(to, corner(0), corner(1), corner(2));
+    };
+    file.Write("solid ascii\n");
+    Impl::WriteItems<char>(file, indices.size() / 3, Impl::kLongestFacet, writeFacet);
+    file.Write("endsolid ascii\n");
+    return true;
+}
+
+#define SORVANE_INSTANTIATE(T)                                                                \
+    template bool ReadFromASCIISTL(std::vector<VecBase<3, T>>&, std::vector<int>&,            \
+                                   const std::filesystem::path&);                             \
+    template bool WriteToASCIISTL(const std::vector<VecBase<3, T>>&, const std::vector<int>&, \
+                                  const std::filesystem::path&);
+SORVANE_INSTANTIATE(float)
+SORVANE_INSTANTIATE(double)
+#undef SORVANE_INSTANTIATE
+
+} // namespace Velk::Math::Sorvane::MeshUtils
