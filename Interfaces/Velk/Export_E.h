@@ -12,6 +12,8 @@
 #endif
 #define SORVANE_LOCAL
 #else
+/// Marks what a host may call: functions, classes and explicit instantiations.
 #define SORVANE_API __attribute__((visibility("default")))
+/// Takes a member template of a marked class out again, whose instances are the library's own affair.
 #define SORVANE_LOCAL __attribute__((visibility("hidden")))
 #endif
