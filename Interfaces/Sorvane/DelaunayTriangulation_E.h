@@ -191,6 +191,8 @@ protected:
     /// A step of the library's own.
     int InsertInFace(int face, const Point& point);
     int InsertOnEdge(int halfEdge, const Point& point);
+    bool IsStrictlyInside(int face, const Point& point) const;
+    int SplitFaceAtPoint(int face, const Point& point);
     int SplitEdgeAtPoint(int halfEdge, const Point& point);
     bool MustFlip(int halfEdge) const;
     void LinkTriangle(int face, int first, int second, int third);

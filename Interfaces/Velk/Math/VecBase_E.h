@@ -2,7 +2,7 @@
 // made of, with its inline arithmetic. Operations on vectors are declared in Vector_E.h.
 #pragma once
 
-#include <Sorvane/Export_E.h>
+#include <Velk/Export_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
 #include <bit>
