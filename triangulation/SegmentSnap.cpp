@@ -77,7 +77,12 @@ Vec2d NearestPoint(const Segment& segment, const Vec2d& p)
     const Vec2d d = segment.end - segment.start;
     const double squared = d * d;
     const double t = squared <= kSquaredPointLength ? 0.0 : ((p - segment.start) * d) / squared;
-    return segment.start + std::clamp(t, 0.0, 1.0) * d;
+    // start + 1 * (end - start) is not the end, by a rounding that is wider than the floor far from
+    // the origin: the corner of the outline would become two.
+    if (t >= 1) {
+        return segment.end;
+    }
+    return segment.start + std::max(t, 0.0) * d;
 }
 
 class BoxTree {

@@ -33,6 +33,7 @@ template <int D, class T, int K, class Node> class QOFTree {
     static_assert(std::is_base_of_v<QOFNode<D, T, K>, Node>, "a node of the tree's own kind");
 
 public:
+    /// The types that the tree is made of.
     using NodeType = Node;
     using Content = QOFTreeContent<D, T, K>;
     using Bound = typename Content::Bound;
@@ -42,7 +43,9 @@ public:
     QOFTree(const QOFTree&) = delete;
     QOFTree& operator=(const QOFTree&) = delete;
 
+    /// Looseness of the cells as a fraction of their half size, the same in all nodes.
     T Slack() const { return slack_; }
+    /// The root, of size 0 and without contents until the tree is built.
     const Node& Root() const { return root_; }
     /// Contents that a leaf may have before it is split.
     unsigned int Capacity() const { return capacity_; }

@@ -59,6 +59,7 @@ class HMesh {
     static_assert(std::derived_from<Face, HFace>, "a face record derives from HFace");
 
 public:
+    /// The record types.
     using NodeType = Node;
     using EdgeType = Edge;
     using FaceType = Face;
@@ -194,15 +195,18 @@ public:
     Face* FaceRecord(int face) { return IsValidFace(face) ? &FaceAt(face) : nullptr; }
     const Face* FaceRecord(int face) const { return IsValidFace(face) ? &FaceAt(face) : nullptr; }
 
+    /// True when the subscript lies within its array and the record there is not deleted.
     bool IsValidNode(int node) const
     {
         return static_cast<std::size_t>(node) < nodes_.size() && !NodeAt(node).Node::IsInvalid();
     }
+    /// True when the subscript lies within its array and the half-edge there is not deleted.
     bool IsValidEdge(int halfEdge) const
     {
         return static_cast<std::size_t>(halfEdge) < edges_.size() &&
                !EdgeAt(halfEdge).Edge::IsInvalid();
     }
+    /// True when the subscript lies within its array and the face there is not deleted.
     bool IsValidFace(int face) const
     {
         return static_cast<std::size_t>(face) < faces_.size() && !FaceAt(face).Face::IsInvalid();
@@ -265,6 +269,7 @@ public:
 
 protected:
     // clang-format off
+    /// The record without a test: the subscript must lie within its array.
     Node& NodeAt(int node) { return nodes_[static_cast<std::size_t>(node)]; }
     const Node& NodeAt(int node) const { return nodes_[static_cast<std::size_t>(node)]; }
     Edge& EdgeAt(int edge) { return edges_[static_cast<std::size_t>(edge)]; }
@@ -318,17 +323,20 @@ protected:
     bool FindOrAddFreeEdges(std::span<const int> nodes, std::span<int> halfEdges);
     int LinkFace(std::span<const int> halfEdges);
 
+    /// The walks behind the visitors: round a node, and along `next` as long as continues(half-edge)
+    /// holds. They end as `Runaway` after `limit` records.
     template <class Visit>
     WalkEnd WalkNodeEdges(int node, std::size_t limit, Visit visit) const;
     template <class Visit, class Continues>
     WalkEnd WalkLoop(int halfEdge, std::size_t limit, Visit visit, Continues continues) const;
 
+    /// What the const accessors show.
     std::vector<Node> nodes_;
     std::vector<Edge> edges_;
     std::vector<Face> faces_;
     NodePairMap nodePairs_;
     std::deque<int> freeNodes_;
-    std::deque<std::pair<int, int>> freeEdges_; // twins, the smaller first
+    std::deque<std::pair<int, int>> freeEdges_; // pairs of twins, the smaller first
     std::deque<int> freeFaces_;
 
 private:

@@ -26,7 +26,9 @@ struct SORVANE_API HNode {
     HNode(const HNode&) = default;
     HNode& operator=(const HNode&) = default;
 
+    /// Marks the record as deleted. A derived record resets its own data too.
     virtual void Invalidate() { edge = kDeleted; }
+    /// Has the record been deleted?
     virtual bool IsInvalid() const { return edge == kDeleted; }
     virtual ~HNode() = default;
 
@@ -42,9 +44,10 @@ private:
 /// A node with a position.
 template <int D, class T>
 struct SORVANE_API HVertex : HNode {
-    VecBase<D, T> position;
+    VecBase<D, T> position; ///< in the caller's unit of length
 
     HVertex() = default;
+    /// A node at a position, without edges yet.
     explicit HVertex(const VecBase<D, T>& at) : position(at) {}
 };
 
@@ -60,7 +63,9 @@ struct SORVANE_API HEdge {
     HEdge(const HEdge&) = default;
     HEdge& operator=(const HEdge&) = default;
 
+    /// Marks the record as deleted. A derived record resets its own data too.
     virtual void Invalidate() { node = twin = next = prev = face = kDeleted; }
+    /// Has the record been deleted?
     virtual bool IsInvalid() const { return twin == kDeleted && node == kDeleted; }
     virtual ~HEdge() = default;
 };
@@ -73,7 +78,9 @@ struct SORVANE_API HFace {
     HFace(const HFace&) = default;
     HFace& operator=(const HFace&) = default;
 
+    /// Marks the record as deleted. A derived record resets its own data too.
     virtual void Invalidate() { edge = kDeleted; }
+    /// Has the record been deleted?
     virtual bool IsInvalid() const { return edge == kDeleted; }
     virtual ~HFace() = default;
 };

@@ -107,6 +107,7 @@ public:
     NodePairMap() = default;
     NodePairMap(const NodePairMap&) = default;
     NodePairMap& operator=(const NodePairMap&) = default;
+    /// Takes over the table; the other one is empty afterward.
     NodePairMap(NodePairMap&& other) noexcept { Swap(other); }
     NodePairMap& operator=(NodePairMap&& other) noexcept
     {
@@ -220,6 +221,7 @@ public:
         }
     }
 
+    /// Exchanges the tables. O(1).
     void Swap(NodePairMap& other) noexcept
     {
         shelves_.swap(other.shelves_);

@@ -17,8 +17,8 @@ namespace Velk::Math::Sorvane::Tree {
 /// code are the same number. Depth 0 with path 0 is the root and at once the null address, which has no
 /// parent and no neighbors. Ordered by depth, then path.
 template <int D> struct SORVANE_API QOFAddress {
-    unsigned int depth = 0;
-    unsigned long long path = 0;
+    unsigned int depth = 0;      ///< levels below the root
+    unsigned long long path = 0; ///< which child on each level
 
     /// The full-depth cell that holds a point of unit space; points outside go where
     /// `MortonCurve::Encode2D` and `Encode3D` take them.

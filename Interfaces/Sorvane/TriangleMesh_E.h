@@ -73,6 +73,7 @@ private:
 template <class Node, class Edge, class Face>
 class TriangleMesh : public HMesh<Node, Edge, Face> {
 public:
+    /// The mesh of polygons beneath.
     using Base = HMesh<Node, Edge, Face>;
 
     TriangleMesh() = default;
@@ -96,6 +97,7 @@ public:
     // New slots, after those of HMesh and in this order.
 
     using Base::Assign;
+    /// As `HMesh::Assign`: becomes a copy of `other`, or takes over what it holds.
     virtual void Assign(const TriangleMesh& other);
     virtual void Assign(TriangleMesh&& other);
 
@@ -201,6 +203,7 @@ protected:
     using Base::NodeAt;
     using Base::Twin;
 
+    /// What stands for the corners of a face that has lost a link.
     static constexpr std::array<int, 3> kNoCorners = {kNotSet, kNotSet, kNotSet};
 
     /// The half-edges `edge`, `next`, `prev` of a face, and their origins; `kNoCorners` when one is

@@ -1,7 +1,7 @@
 // The assert handler: where the library reports a condition that should never arise.
 #pragma once
 
-#include <Sorvane/Export_E.h>
+#include <Velk/Export_E.h>
 
 #include <string>
 

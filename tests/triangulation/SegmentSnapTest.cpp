@@ -89,6 +89,24 @@ TEST(SegmentSnap, APointOfASegmentIsItsStart)
     EXPECT_EQ(found[0].point, Vec2d(1, 1));
 }
 
+// Beyond an end it is the end itself, to the bit: start + 1 * (end - start) misses it by more than
+// the floor where coordinates are large.
+TEST(SegmentSnap, BeyondAnEndItIsTheEndItself)
+{
+    Random random(61);
+    for (const double size : {1.0, 1e5}) {
+        for (int round = 0; round < 500; ++round) {
+            const Vec2d start = random.Vector<2, double>(0, size);
+            const Vec2d end = random.Vector<2, double>(0, size);
+            const Vec2d beyond = (1e-6 / Length(end - start)) * (end - start);
+            const auto found =
+                NearestOnSegments({{start, end}}, {end + beyond, start - beyond}, 1e-4);
+            ASSERT_EQ(found[0].point, end);
+            ASSERT_EQ(found[1].point, start);
+        }
+    }
+}
+
 TEST(SegmentSnap, NoSegments)
 {
     const auto found = NearestOnSegments({}, {{3, 4}}, 1);

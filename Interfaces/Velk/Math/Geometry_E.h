@@ -10,8 +10,8 @@ namespace Velk::Math::Geometry {
 
 /// A straight segment in the plane, directed from `start` to `end`.
 template <class T> struct SORVANE_API SegBase {
-    VecBase<2, T> start;
-    VecBase<2, T> end;
+    VecBase<2, T> start; ///< where travel begins
+    VecBase<2, T> end;   ///< where it ends
 
     friend constexpr bool operator==(const SegBase&, const SegBase&) = default;
 };
@@ -22,9 +22,9 @@ template <class T> struct SORVANE_API SegBase {
 /// radius |start - center| and the end point (`EndPoint`) are derived, never stored. A full circle has
 /// |length| = 2 pi radius.
 template <class T> struct SORVANE_API ArcBase {
-    VecBase<2, T> center;
-    VecBase<2, T> start;
-    T length{0};
+    VecBase<2, T> center; ///< of the circle
+    VecBase<2, T> start;  ///< a point on the circle, where travel begins
+    T length{0};          ///< along the circle, positive counter-clockwise
 
     /// Lower and upper corner of the arc's own axis-aligned box: start, end and those of the four
     /// axis-extreme points of the circle that the arc runs over.

@@ -10,8 +10,8 @@ namespace Velk::Math::Intersect {
 
 /// One polyline vertex that takes part in an intersection.
 struct SORVANE_API PolyNodeDescriptor {
-    int polyline = 0;
-    int node = 0;
+    int polyline = 0; ///< number of the polyline, through both lists
+    int node = 0;     ///< number of the vertex in it
 
     friend constexpr bool operator==(const PolyNodeDescriptor&, const PolyNodeDescriptor&) = default;
 };

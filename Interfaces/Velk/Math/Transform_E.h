@@ -10,12 +10,15 @@ namespace Velk::Math::Transform {
 /// One homogeneous (N+1) x (N+1) matrix of `double` and nothing else; the identity by default. N is 2
 /// or 3. The same matrix maps `float` and `double` points.
 template <int N> struct SORVANE_API TransformBase {
+    /// Linear part in the upper left, translation in the last column.
     MatBase<N + 1, N + 1, double> matrix = Matrix::Identity<N + 1, double>();
 
     constexpr TransformBase() = default;
+    /// From and to the bare matrix, which is taken as it is.
     explicit constexpr TransformBase(const MatBase<N + 1, N + 1, double>& m) : matrix(m) {}
     explicit constexpr operator const MatBase<N + 1, N + 1, double>&() const { return matrix; }
 
+    /// The value in row `r` and column `c`.
     constexpr double& operator()(int r, int c) { return matrix(r, c); }
     constexpr const double& operator()(int r, int c) const { return matrix(r, c); }
 

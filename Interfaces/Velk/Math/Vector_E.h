@@ -15,8 +15,8 @@ namespace Velk::Math::Vector {
 
 /// Result of a search: `index` means something only when `valid` is true.
 struct SORVANE_API CheckedIdx {
-    int index = 0;
-    bool valid = false;
+    int index = 0;      ///< subscript of what was found
+    bool valid = false; ///< was anything found?
 
     friend constexpr bool operator==(const CheckedIdx&, const CheckedIdx&) = default;
 };
