@@ -8,7 +8,12 @@
 //   2. Up to three points are joined at once. Points that share a code are cut at halves of their
 //      order by x, then y.
 //   3. Two parts are merged from the lower common tangent of their hulls to the upper one.
-//   4. Faces become the triangles of a table.
+//
+// A part is a sphere at all times: a triangle with the node outside stands on each edge of its
+// hull. Merging first joins two spheres by an edge, which brings two triangles, and from then on it
+// flips edges: those to the node outside to fill the gap between the parts, those of the hulls to
+// take away what the points beyond the gap spoil. So no triangle ever goes, and n points have
+// 2 n - 2 of them in the end.
 //
 // Cuts in both directions keep parts compact and their hulls short. That a cut leaves parts of any
 // two sizes costs at most one merge for each bit of a code.
@@ -21,10 +26,12 @@
 #include "mathbase/Values_Impl.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <tuple>
 #include <utility>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
@@ -46,33 +53,16 @@ bool IsBelow(const Vec2d& a, const Vec2d& b)
     return a.y() != b.y() ? a.y() < b.y() : a.x() > b.x();
 }
 
-/// Answer of `IsInCircle` for four points on one circle. With the last of them lifted off by as
-/// little as one likes, the test has the sign of the turn of the other three in its row.
-bool IsInCircleByTie(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d)
-{
-    const Vec2d* last = &a;
-    for (const Vec2d* point : {&b, &c, &d}) {
-        last = IsBefore(*last, *point) ? point : last;
-    }
-    if (last == &d) {
-        return false;
-    }
-    if (last == &a) {
-        return Orientation(d, b, c) > 0;
-    }
-    return last == &b ? Orientation(a, d, c) > 0 : Orientation(a, b, d) > 0;
-}
-
 struct CurvePlace {
-    std::uint64_t code;
+    std::uint32_t code;
     int point;
 };
 
-/// Places of points along the Z-order curve over a square grid of 2^32 cells a side.
+/// Places of points along the Z-order curve over a square grid of 2^16 cells a side.
 std::vector<CurvePlace> PlacesAlongCurve(const std::vector<Vec2d>& points)
 {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    constexpr double kCells = 4294967295.0;
+    constexpr double kCells = 65535;
     Vec2d low(kInfinity, kInfinity);
     Vec2d high(-kInfinity, -kInfinity);
     for (const Vec2d& p : points) {
@@ -91,7 +81,7 @@ std::vector<CurvePlace> PlacesAlongCurve(const std::vector<Vec2d>& points)
         using Math::Impl::SpreadBits;
         const std::uint64_t across = SpreadBits<2>(cell(points[i].x(), low.x()));
         const std::uint64_t upwards = SpreadBits<2>(cell(points[i].y(), low.y()));
-        places[i] = {across | (upwards << 1U), static_cast<int>(i)};
+        places[i] = {static_cast<std::uint32_t>(across | (upwards << 1U)), static_cast<int>(i)};
     }
     Math::Impl::StableSortByKey(places, [](const CurvePlace& place) { return place.code; });
     return places;
@@ -109,25 +99,24 @@ double LeastMagnitude(const std::vector<Vec2d>& points)
     return kSmallestShare * largest;
 }
 
-/// The triangulation in the making: edges between points, each as two darts, and round each point
-/// the ring of darts that leave it.
-class EdgeRings {
+/// The table in the making. Triangles outside have the node outside as their last corner: their
+/// first edge is one of the hull's, seen from outside.
+class Merger {
 public:
-    explicit EdgeRings(const std::vector<Vec2d>& points)
+    Merger(const std::vector<Vec2d>& points, TriangleTable& table) : table_(table)
     {
         const std::vector<CurvePlace> places = PlacesAlongCurve(points);
         const double least = LeastMagnitude(points);
-        nodes_.reserve(points.size());
+        table.positions.reserve(points.size());
+        table.numbers.reserve(points.size());
         codes_.reserve(points.size());
         for (const CurvePlace& place : places) {
             const Vec2d& p = points[static_cast<std::size_t>(place.point)];
-            nodes_.push_back(
-                {{std::fabs(p.x()) < least ? 0 : p.x(), std::fabs(p.y()) < least ? 0 : p.y()},
-                 place.point});
+            table.positions.push_back(
+                {std::fabs(p.x()) < least ? 0 : p.x(), std::fabs(p.y()) < least ? 0 : p.y()});
+            table.numbers.push_back(place.point);
             codes_.push_back(place.code);
         }
-        // Three edges a point in the end, and some that come and go.
-        darts_.reserve(6 * points.size() + 64);
     }
 
     /// False, with nothing built, when points repeat each other.
@@ -136,100 +125,56 @@ public:
         if (SortWithinCells()) {
             return false;
         }
-        outer_ = nodes_.empty() ? Hull{} : BuildByCode(0, static_cast<int>(nodes_.size()));
+        const int count = table_.NodeCount();
+        if (count > 1) {
+            table_.triangles.reserve(2 * static_cast<std::size_t>(count) - 2);
+            BuildByCode(0, count);
+        }
         return true;
     }
 
     std::size_t Work() const { return work_; }
 
-    /// False when there is no triangle.
-    bool WriteTriangles(TriangleTable& table);
-
 private:
-    struct Node {
-        Vec2d position;
-        int number;
-    };
-
-    /// Dart e and its twin e ^ 1 are an edge.
-    struct Dart {
-        int origin;
-        int next; ///< in the ring, counter-clockwise
-        int prev;
-    };
-
-    /// A part by its hull: a node there, and the dart that leaves it with the outside on its left,
-    /// or `kNone` for a node alone.
+    /// A part by its hull: a node there, and the triangle outside whose first edge leaves the node,
+    /// clockwise round the part. `kNone` for a node alone.
     struct Hull {
         int node = kNone;
-        int dart = kNone;
+        int triangle = kNone;
     };
 
-    Dart& At(int dart) { return darts_[static_cast<std::size_t>(dart)]; }
-    const Dart& At(int dart) const { return darts_[static_cast<std::size_t>(dart)]; }
-    const Vec2d& Position(int node) const
-    {
-        return nodes_[static_cast<std::size_t>(node)].position;
-    }
-    int Origin(int dart) const { return At(dart).origin; }
-    int Destination(int dart) const { return At(dart ^ 1).origin; }
-    /// Along the face on the left.
-    int After(int dart) const { return At(dart ^ 1).prev; }
-    int Before(int dart) const { return At(dart).next ^ 1; }
+    using Triangle = TriangleTable::Triangle;
 
+    Triangle& At(int triangle) { return table_.At(triangle); }
+    const Vec2d& Position(int node) const { return table_.Position(node); }
     int Turn(int a, int b, int c) const
     {
         return Orientation(Position(a), Position(b), Position(c));
     }
-    bool IsInCircleOf(int a, int b, int c, int d) const
+
+    // Of triangles outside: where their first edge starts and ends, and their neighbors, clockwise
+    // round the part and back.
+    int Start(int triangle) const { return table_.At(triangle).nodes[0]; }
+    int End(int triangle) const { return table_.At(triangle).nodes[1]; }
+    int After(int triangle) const
     {
-        return IsInCircle(Position(a), Position(b), Position(c), Position(d));
+        return TriangleTable::TriangleOf(table_.At(triangle).twins[1]);
+    }
+    int Before(int triangle) const
+    {
+        return TriangleTable::TriangleOf(table_.At(triangle).twins[2]);
     }
 
-    // --- edges ----------------------------------------------------------------------------------
-
-    /// An edge from `origin` to `destination`, behind the given darts of their rings; `kNone` for a
-    /// node without darts. The dart from the origin.
-    int AddEdge(int origin, int behindAtOrigin, int destination, int behindAtDestination)
+    int AddTriangle(int a, int b, int c)
     {
-        ++work_;
-        int dart = freeDart_;
-        if (dart != kNone) {
-            freeDart_ = At(dart).next;
-        } else {
-            dart = static_cast<int>(darts_.size());
-            darts_.resize(darts_.size() + 2);
-        }
-        At(dart).origin = origin;
-        At(dart ^ 1).origin = destination;
-        EnterRing(dart, behindAtOrigin);
-        EnterRing(dart ^ 1, behindAtDestination);
-        return dart;
+        table_.triangles.push_back({{a, b, c}, 0, {}, 0});
+        return table_.TriangleCount() - 1;
     }
-
-    void EnterRing(int dart, int behind)
+    int AddOutside(int start, int end) { return AddTriangle(start, end, table_.Outside()); }
+    /// Makes `after` the neighbor of `before` clockwise round the part.
+    void FollowUp(int before, int after)
     {
-        if (behind == kNone) {
-            At(dart).next = dart;
-            At(dart).prev = dart;
-            return;
-        }
-        const int next = At(behind).next;
-        At(dart).next = next;
-        At(dart).prev = behind;
-        At(behind).next = dart;
-        At(next).prev = dart;
-    }
-
-    void RemoveEdge(int dart)
-    {
-        for (const int side : {dart, dart ^ 1}) {
-            At(At(side).prev).next = At(side).next;
-            At(At(side).next).prev = At(side).prev;
-            At(side).origin = kNone;
-        }
-        At(dart & ~1).next = freeDart_;
-        freeDart_ = dart & ~1;
+        table_.Join(TriangleTable::Half(before, 1), TriangleTable::Half(after, 2));
     }
 
     // --- parts ----------------------------------------------------------------------------------
@@ -242,25 +187,25 @@ private:
 
     /// The node of a hull that comes last by the order, which rises and falls once round it.
     template <class IsEarlier>
-    Hull Last(Hull hull, const IsEarlier& isEarlier)
+    Hull Last(const Hull& hull, const IsEarlier& isEarlier)
     {
-        if (hull.dart == kNone) {
+        if (hull.triangle == kNone) {
             return hull;
         }
         const auto rises = [&](int from, int to) {
             ++work_;
             return isEarlier(Position(from), Position(to));
         };
-        int dart = hull.dart;
-        while (rises(Origin(dart), Destination(dart))) {
-            dart = After(dart);
+        int triangle = hull.triangle;
+        while (rises(Start(triangle), End(triangle))) {
+            triangle = After(triangle);
         }
-        if (dart == hull.dart) {
-            while (rises(Origin(dart), Origin(Before(dart)))) {
-                dart = Before(dart);
+        if (triangle == hull.triangle) {
+            while (rises(Start(triangle), Start(Before(triangle)))) {
+                triangle = Before(triangle);
             }
         }
-        return {Origin(dart), dart};
+        return {Start(triangle), triangle};
     }
 
     /// Of two parts the one that is earlier by the order, and the other.
@@ -273,29 +218,30 @@ private:
 
     Hull Merge(const Hull& left, const Hull& right);
     int JoinByLowerTangent(const Hull& left, const Hull& right);
+    void UncoverLeft(int outside);
+    void UncoverRight(int outside);
+    void FillLeft(int top, int outside);
+    void FillRight(int top, int outside);
 
-    std::vector<Node> nodes_; // along the curve
-    std::vector<std::uint64_t> codes_;
-    std::vector<Dart> darts_;
-    int freeDart_ = kNone; // first of a list along `next`
-    Hull outer_;
+    TriangleTable& table_;
+    std::vector<std::uint32_t> codes_; // by node
     std::size_t work_ = 0;
 };
 
 // --- parts --------------------------------------------------------------------------------------
 
-EdgeRings::Hull EdgeRings::BuildByCode(int first, int last)
+Merger::Hull Merger::BuildByCode(int first, int last)
 {
     if (last - first <= 3) {
         return JoinFew(first, last);
     }
     const auto code = [&](int node) { return codes_[static_cast<std::size_t>(node)]; };
-    const std::uint64_t difference = code(first) ^ code(last - 1);
+    const std::uint32_t difference = code(first) ^ code(last - 1);
     if (difference == 0) {
         return BuildByOrder(first, last);
     }
-    const int bit = 63 - std::countl_zero(difference);
-    const std::uint64_t cut = code(last - 1) >> bit << bit;
+    const int bit = 31 - std::countl_zero(difference);
+    const std::uint32_t cut = code(last - 1) >> bit << bit;
     const auto middle = std::lower_bound(codes_.begin() + first, codes_.begin() + last, cut);
     const int behind = static_cast<int>(middle - codes_.begin());
     const Hull low = BuildByCode(first, behind);
@@ -306,7 +252,7 @@ EdgeRings::Hull EdgeRings::BuildByCode(int first, int last)
 }
 
 /// For points sorted by x, then y.
-EdgeRings::Hull EdgeRings::BuildByOrder(int first, int last)
+Merger::Hull Merger::BuildByOrder(int first, int last)
 {
     if (last - first <= 3) {
         return JoinFew(first, last);
@@ -316,55 +262,101 @@ EdgeRings::Hull EdgeRings::BuildByOrder(int first, int last)
     return MergeInOrder(left, BuildByOrder(middle, last), IsBefore);
 }
 
-EdgeRings::Hull EdgeRings::JoinFew(int first, int last)
+Merger::Hull Merger::JoinFew(int first, int last)
 {
+    using Table = TriangleTable;
     SortByPosition(first, last);
     if (last - first == 1) {
         return {first, kNone};
     }
     const int a = first;
     const int b = first + 1;
-    const int ab = AddEdge(a, kNone, b, kNone);
     if (last - first == 2) {
-        return {a, ab};
+        const int above = AddOutside(a, b);
+        const int below = AddOutside(b, a);
+        table_.Join(Table::Half(above, 0), Table::Half(below, 0));
+        FollowUp(above, below);
+        FollowUp(below, above);
+        return {a, above};
     }
-    const int c = first + 2;
-    const int bc = AddEdge(b, ab ^ 1, c, kNone);
+    int c = first + 2;
     const int turn = Turn(a, b, c);
     if (turn == 0) {
-        return {a, ab};
+        // There along one side of the line and back along the other.
+        const std::array<int, 4> round{AddOutside(a, b), AddOutside(b, c), AddOutside(c, b),
+                                       AddOutside(b, a)};
+        table_.Join(Table::Half(round[0], 0), Table::Half(round[3], 0));
+        table_.Join(Table::Half(round[1], 0), Table::Half(round[2], 0));
+        for (std::size_t k = 0; k < 4; ++k) {
+            FollowUp(round[k], round[(k + 1) % 4]);
+        }
+        return {a, round[0]};
     }
-    AddEdge(c, bc ^ 1, a, ab);
-    return turn > 0 ? Hull{b, ab ^ 1} : Hull{a, ab};
+    const int second = turn > 0 ? b : c;
+    const int third = turn > 0 ? c : b;
+    const int inside = AddTriangle(a, second, third);
+    const std::array<int, 3> round{AddOutside(second, a), AddOutside(a, third),
+                                   AddOutside(third, second)};
+    for (std::size_t k = 0; k < 3; ++k) {
+        FollowUp(round[k], round[(k + 1) % 3]);
+    }
+    table_.Join(Table::Half(inside, 0), Table::Half(round[0], 0));
+    table_.Join(Table::Half(inside, 1), Table::Half(round[2], 0));
+    table_.Join(Table::Half(inside, 2), Table::Half(round[1], 0));
+    return {second, round[0]};
 }
 
 /// By x, then y.
-void EdgeRings::SortByPosition(int first, int last)
+void Merger::SortByPosition(int first, int last)
 {
-    std::sort(nodes_.begin() + first, nodes_.begin() + last,
-              [](const Node& a, const Node& b) { return IsBefore(a.position, b.position); });
+    const auto position = [&](int node) {
+        return table_.positions[static_cast<std::size_t>(node)];
+    };
+    const auto exchange = [&](int node, int other) {
+        std::swap(table_.positions[static_cast<std::size_t>(node)],
+                  table_.positions[static_cast<std::size_t>(other)]);
+        std::swap(table_.numbers[static_cast<std::size_t>(node)],
+                  table_.numbers[static_cast<std::size_t>(other)]);
+    };
+    if (last - first <= 3) {
+        for (int end = last; end - first > 1; --end) {
+            for (int node = first; node + 1 < end; ++node) {
+                if (IsBefore(position(node + 1), position(node))) {
+                    exchange(node, node + 1);
+                }
+            }
+        }
+        return;
+    }
+    std::vector<std::pair<Vec2d, int>> sorted;
+    for (int node = first; node < last; ++node) {
+        sorted.emplace_back(position(node), table_.NumberOf(node));
+    }
+    std::sort(sorted.begin(), sorted.end(),
+              [](const auto& a, const auto& b) { return IsBefore(a.first, b.first); });
+    for (int node = first; node < last; ++node) {
+        const auto place = static_cast<std::size_t>(node);
+        std::tie(table_.positions[place], table_.numbers[place]) =
+            sorted[static_cast<std::size_t>(node - first)];
+    }
 }
 
 /// Sorts what shares a code. True when there are points that repeat each other.
-bool EdgeRings::SortWithinCells()
+bool Merger::SortWithinCells()
 {
-    const int count = static_cast<int>(nodes_.size());
+    const int count = static_cast<int>(codes_.size());
+    const auto code = [&](int node) { return codes_[static_cast<std::size_t>(node)]; };
     bool hasRepeats = false;
-    for (int first = 0, last = 1; last <= count; ++last) {
-        if (last < count &&
-            codes_[static_cast<std::size_t>(last)] == codes_[static_cast<std::size_t>(first)]) {
-            continue;
+    for (int first = 0, last = 1; first < count; first = last, ++last) {
+        while (last < count && code(last) == code(first)) {
+            ++last;
         }
         if (last - first > 1) {
             SortByPosition(first, last);
-            const auto isSame = [](const Node& a, const Node& b) {
-                return a.position == b.position;
-            };
+            const auto begin = table_.positions.begin();
             hasRepeats =
-                hasRepeats || std::adjacent_find(nodes_.begin() + first, nodes_.begin() + last,
-                                                 isSame) != nodes_.begin() + last;
+                hasRepeats || std::adjacent_find(begin + first, begin + last) != begin + last;
         }
-        first = last;
     }
     return hasRepeats;
 }
@@ -372,149 +364,207 @@ bool EdgeRings::SortWithinCells()
 // --- merging ------------------------------------------------------------------------------------
 
 /// From the last node of the left part, clockwise, and the first of the right one,
-/// counter-clockwise, to where no node of either is below. The edge from right to left.
-int EdgeRings::JoinByLowerTangent(const Hull& left, const Hull& right)
+/// counter-clockwise, to where no node of either is below. An edge joins them there; the triangle
+/// outside above it, from the left to the right.
+int Merger::JoinByLowerTangent(const Hull& left, const Hull& right)
 {
+    const bool isLeftAlone = left.triangle == kNone;
+    const bool isRightAlone = right.triangle == kNone;
     int leftNode = left.node;
     int rightNode = right.node;
-    int leftDart = left.dart;                                          // outside on its left
-    int rightDart = right.dart == kNone ? kNone : At(right.dart).next; // outside on its right
+    int fromLeft = left.triangle;                                // leaves the left node
+    int toRight = isRightAlone ? kNone : Before(right.triangle); // arrives at the right node
     for (;;) {
         ++work_;
-        if (leftDart != kNone && Turn(leftNode, Destination(leftDart), rightNode) > 0) {
-            leftDart = After(leftDart);
-            leftNode = Origin(leftDart);
-        } else if (rightDart != kNone && Turn(rightNode, Destination(rightDart), leftNode) < 0) {
-            rightDart = At(rightDart ^ 1).next;
-            rightNode = Origin(rightDart);
+        if (!isLeftAlone && Turn(leftNode, End(fromLeft), rightNode) > 0) {
+            fromLeft = After(fromLeft);
+            leftNode = Start(fromLeft);
+        } else if (!isRightAlone && Turn(rightNode, Start(toRight), leftNode) < 0) {
+            rightNode = Start(toRight);
+            toRight = Before(toRight);
         } else {
             break;
         }
     }
-    return AddEdge(rightNode, rightDart == kNone ? kNone : At(rightDart).prev, leftNode, leftDart);
+    const int toLeft = isLeftAlone ? kNone : Before(fromLeft);
+    const int fromRight = isRightAlone ? kNone : After(toRight);
+    const int above = AddOutside(leftNode, rightNode);
+    const int below = AddOutside(rightNode, leftNode);
+    table_.Join(TriangleTable::Half(above, 0), TriangleTable::Half(below, 0));
+    FollowUp(isLeftAlone ? below : toLeft, above);
+    FollowUp(above, isRightAlone ? below : fromRight);
+    if (!isRightAlone) {
+        FollowUp(toRight, below);
+    }
+    if (!isLeftAlone) {
+        FollowUp(below, fromLeft);
+    }
+    return above;
 }
 
-/// Upwards from edge to edge across the cut. Beyond the last one, on either side, edges of that
-/// side go as long as the next node up lies in the circle of the edge across and the end of the
-/// side's edge; of the ends left the one whose circle holds not the other gives the next edge.
-EdgeRings::Hull EdgeRings::Merge(const Hull& left, const Hull& right)
+/// Upwards from edge to edge across the gap. Beside the topmost one, on either side, triangles of
+/// that part go as long as their far corner lies in the circle of the edge and the part's next
+/// corner up; of the two corners left the one whose circle holds not the other makes the next
+/// triangle.
+Merger::Hull Merger::Merge(const Hull& left, const Hull& right)
 {
-    int across = JoinByLowerTangent(left, right);
+    const int top = JoinByLowerTangent(left, right);
+    const int outside = table_.Outside();
     for (;;) {
-        const int rightNode = Origin(across);
-        const int leftNode = Destination(across);
-        int leftDart = At(across ^ 1).next;
-        int rightDart = At(across).prev;
-        const bool leftRises = Turn(Destination(leftDart), leftNode, rightNode) > 0;
-        if (leftRises) {
-            for (int next = At(leftDart).next;
-                 next != (across ^ 1) &&
-                 IsInCircleOf(leftNode, rightNode, Destination(leftDart), Destination(next));
-                 next = At(leftDart).next) {
-                RemoveEdge(leftDart);
-                leftDart = next;
-            }
+        const Vec2d leftPoint = Position(Start(top));
+        const Vec2d rightPoint = Position(End(top));
+        // The node beyond an edge of the hull, inside the part, when it lies in the circle.
+        const auto isSpoiled = [&](int triangle, const Vec2d& corner) {
+            const int beyond = At(triangle).twins[0];
+            const int node = table_.Origin(TriangleTable::Prev(beyond));
+            return node != outside && IsInCircle(leftPoint, rightPoint, corner, Position(node));
+        };
+        const int onLeft = Before(top);
+        Vec2d leftCorner = Position(Start(onLeft));
+        const bool leftRises = Orientation(leftCorner, leftPoint, rightPoint) > 0;
+        while (leftRises && isSpoiled(onLeft, leftCorner)) {
+            UncoverLeft(onLeft);
+            leftCorner = Position(Start(onLeft));
         }
-        const bool rightRises = Turn(Destination(rightDart), leftNode, rightNode) > 0;
-        if (rightRises) {
-            for (int next = At(rightDart).prev;
-                 next != across &&
-                 IsInCircleOf(leftNode, rightNode, Destination(rightDart), Destination(next));
-                 next = At(rightDart).prev) {
-                RemoveEdge(rightDart);
-                rightDart = next;
-            }
+        const int onRight = After(top);
+        Vec2d rightCorner = Position(End(onRight));
+        const bool rightRises = Orientation(rightCorner, leftPoint, rightPoint) > 0;
+        while (rightRises && isSpoiled(onRight, rightCorner)) {
+            UncoverRight(onRight);
+            rightCorner = Position(End(onRight));
         }
         if (!leftRises && !rightRises) {
-            return {leftNode, across ^ 1};
+            return {Start(top), top};
         }
-        const int leftEnd = Destination(leftDart);
-        const int rightEnd = Destination(rightDart);
-        if (!leftRises || (rightRises && IsInCircleOf(leftEnd, leftNode, rightNode, rightEnd))) {
-            across = AddEdge(rightEnd, After(rightDart), leftNode, across ^ 1);
+        if (!leftRises ||
+            (rightRises && IsInCircle(leftCorner, leftPoint, rightPoint, rightCorner))) {
+            FillRight(top, onRight);
         } else {
-            across = AddEdge(rightNode, After(across ^ 1), leftEnd, leftDart ^ 1);
+            FillLeft(top, onLeft);
         }
     }
 }
 
-// --- triangles ----------------------------------------------------------------------------------
-
-/// Every face but the one outside has three darts.
-bool EdgeRings::WriteTriangles(TriangleTable& table)
+/// Flips the edge from the left corner t to the left end l of the topmost edge: of the triangle l,
+/// t, x inside and the one outside there become two outside, t to x and x to l; the latter keeps
+/// its place.
+void Merger::UncoverLeft(int outside)
 {
-    if (outer_.dart == kNone) {
-        return false;
-    }
-    const int outside = static_cast<int>(nodes_.size());
-    table.triangles.reserve(2 * nodes_.size());
-    table.leaving.resize(nodes_.size());
-    std::vector<int> halves(darts_.size(), kNone); // by dart
+    using Table = TriangleTable;
+    ++work_;
+    const int half = At(outside).twins[0]; // from l to t
+    const int next = table_.Twin(Table::Next(half));
+    const int last = table_.Twin(Table::Prev(half));
+    const int t = Start(outside);
+    const int x = table_.Origin(Table::Prev(half));
+    const int freed = Table::TriangleOf(half);
+    const int before = Before(outside);
+    At(freed) = {{t, x, table_.Outside()}, 0, {}, 0};
+    table_.Join(Table::Half(freed, 0), next);
+    FollowUp(before, freed);
+    FollowUp(freed, outside);
+    At(outside).nodes[0] = x;
+    table_.Join(Table::Half(outside, 0), last);
+}
 
-    const auto enter = [&](int dart, int half) {
-        halves[static_cast<std::size_t>(dart)] = half;
-        const int beyond = halves[static_cast<std::size_t>(dart ^ 1)];
-        if (beyond != kNone) {
-            table.Join(half, beyond);
-        }
-        table.leaving[static_cast<std::size_t>(Origin(dart))] = half;
-    };
-    int dart = outer_.dart;
-    int beforeHere = kNone; // from the node outside to where the next of the outer darts starts
-    do {
-        const int triangle = table.TriangleCount();
-        table.triangles.push_back({{Origin(dart), Destination(dart), outside}, 0, {}, 0});
-        enter(dart, TriangleTable::Half(triangle, 0));
-        if (beforeHere != kNone) {
-            table.Join(beforeHere, TriangleTable::Half(triangle, 2));
-        }
-        beforeHere = TriangleTable::Half(triangle, 1);
-        dart = After(dart);
-    } while (dart != outer_.dart);
-    table.Join(beforeHere, TriangleTable::Half(0, 2));
+/// The same for the edge from the right end r to the right corner q: r to x, and x to q.
+void Merger::UncoverRight(int outside)
+{
+    using Table = TriangleTable;
+    ++work_;
+    const int half = At(outside).twins[0]; // from q to r
+    const int next = table_.Twin(Table::Next(half));
+    const int last = table_.Twin(Table::Prev(half));
+    const int q = End(outside);
+    const int x = table_.Origin(Table::Prev(half));
+    const int freed = Table::TriangleOf(half);
+    const int after = After(outside);
+    At(freed) = {{x, q, table_.Outside()}, 0, {}, 0};
+    table_.Join(Table::Half(freed, 0), last);
+    FollowUp(outside, freed);
+    FollowUp(freed, after);
+    At(outside).nodes[1] = x;
+    table_.Join(Table::Half(outside, 0), next);
+}
 
-    const int outerCount = table.TriangleCount();
-    for (int first = 0; first < static_cast<int>(darts_.size()); ++first) {
-        if (Origin(first) == kNone || halves[static_cast<std::size_t>(first)] != kNone) {
-            continue;
-        }
-        const int second = After(first);
-        const int third = After(second);
-        const int triangle = table.TriangleCount();
-        table.triangles.push_back({{Origin(first), Origin(second), Origin(third)}, 0, {}, 0});
-        enter(first, TriangleTable::Half(triangle, 0));
-        enter(second, TriangleTable::Half(triangle, 1));
-        enter(third, TriangleTable::Half(triangle, 2));
-    }
-    table.positions.reserve(nodes_.size());
-    table.numbers.reserve(nodes_.size());
-    for (const Node& node : nodes_) {
-        table.positions.push_back(node.position);
-        table.numbers.push_back(node.number);
-    }
-    return table.TriangleCount() > outerCount;
+/// Flips the edge from the left end to the node outside: the triangle outside on the left becomes
+/// one inside, and the topmost edge starts at the left corner.
+void Merger::FillLeft(int top, int outside)
+{
+    using Table = TriangleTable;
+    ++work_;
+    const int below = At(top).twins[0];
+    const int inside = At(outside).twins[0];
+    const int before = Before(outside);
+    const int corner = Start(outside);
+    At(outside).nodes = {Start(top), End(top), corner};
+    table_.Join(Table::Half(outside, 0), below);
+    table_.Join(Table::Half(outside, 1), Table::Half(top, 0));
+    table_.Join(Table::Half(outside, 2), inside);
+    At(top).nodes[0] = corner;
+    FollowUp(before, top);
+}
+
+void Merger::FillRight(int top, int outside)
+{
+    using Table = TriangleTable;
+    ++work_;
+    const int below = At(top).twins[0];
+    const int inside = At(outside).twins[0];
+    const int after = After(outside);
+    const int corner = End(outside);
+    At(outside).nodes = {Start(top), End(top), corner};
+    table_.Join(Table::Half(outside, 0), below);
+    table_.Join(Table::Half(outside, 1), inside);
+    table_.Join(Table::Half(outside, 2), Table::Half(top, 0));
+    At(top).nodes[1] = corner;
+    FollowUp(top, after);
 }
 
 } // namespace
 
-bool IsInCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d)
+// With the last of the four lifted off by as little as one likes, the test has the sign of the turn
+// of the other three in its row.
+bool IsInCircleByTie(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d)
 {
-    const int side = Math::Impl::InCircle(a, b, c, d);
-    return side != 0 ? side > 0 : IsInCircleByTie(a, b, c, d);
+    const Vec2d* last = &a;
+    for (const Vec2d* point : {&b, &c, &d}) {
+        last = IsBefore(*last, *point) ? point : last;
+    }
+    if (last == &d) {
+        return false;
+    }
+    if (last == &a) {
+        return Orientation(d, b, c) > 0;
+    }
+    return last == &b ? Orientation(a, d, c) > 0 : Orientation(a, b, d) > 0;
 }
 
 PointDelaunay DelaunayOfPoints(const std::vector<Vec2d>& points)
 {
     PointDelaunay result;
-    EdgeRings rings(points);
-    if (!rings.Build()) {
+    Merger merger(points, result.table);
+    const bool isBuilt = merger.Build();
+    result.work = merger.Work();
+    TriangleTable& table = result.table;
+    bool hasTriangles = false;
+    table.leaving.resize(points.size());
+    for (int t = 0; isBuilt && t < table.TriangleCount(); ++t) {
+        const bool isReal = table.IsReal(t);
+        hasTriangles = hasTriangles || isReal;
+        for (int k = 0; k < (isReal ? 3 : 2); ++k) {
+            const int half = TriangleTable::Half(t, k);
+            table.leaving[static_cast<std::size_t>(table.Origin(half))] = half;
+        }
+    }
+    if (!isBuilt) {
         result.outcome = PointDelaunay::Outcome::Repeats;
-    } else if (rings.WriteTriangles(result.table)) {
+        table = {};
+    } else if (hasTriangles) {
         result.outcome = PointDelaunay::Outcome::Done;
     } else {
-        result.table = {};
+        table = {};
     }
-    result.work = rings.Work();
     return result;
 }
 

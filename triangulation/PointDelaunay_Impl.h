@@ -1,6 +1,7 @@
 // The Delaunay triangulation of points alone, by divide and conquer.
 #pragma once
 
+#include "mathbase/Predicates_Impl.h"
 #include "triangulation/TriangleTable_Impl.h"
 
 #include <cstddef>
@@ -16,14 +17,21 @@ struct PointDelaunay {
     };
     Outcome outcome = Outcome::Collinear;
     TriangleTable table;  ///< of `Done`, otherwise empty
-    std::size_t work = 0; ///< edges made, and steps made along hulls
+    std::size_t work = 0; ///< flips, and steps made along hulls
 };
+
+/// Answer of `IsInCircle` for four points on one circle.
+bool IsInCircleByTie(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d);
 
 /// Is `d` inside the circle of the counter-clockwise triangle a, b, c? Exact. Of four points on one
 /// circle the one that comes last by x, then y, counts as lying off it, on the outside of the other
 /// three: so ties have one answer that does not depend on any order of work, and answers for many
 /// points on one circle agree.
-bool IsInCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d);
+inline bool IsInCircle(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d)
+{
+    const int side = Math::Impl::InCircle(a, b, c, d);
+    return side != 0 ? side > 0 : IsInCircleByTie(a, b, c, d);
+}
 
 /// The Delaunay triangulation of all points up to the edge of their convex hull, with `IsInCircle`.
 ///
