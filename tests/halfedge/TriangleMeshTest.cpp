@@ -813,6 +813,49 @@ TEST(TriangleMesh, AdjustedNodeBeginsItsFan)
     EXPECT_EQ(Fingerprint(closed), before);
 }
 
+TEST(TriangleMesh, AdjustedNodeOfTwoFansGoesOnToTheOther)
+{
+    Triangles mesh = Loaded(::Test::TrianglesAtOnePoint(2)); // (0, 1, 4) and (2, 3, 4)
+    mesh.NodeRecord(4)->edge = mesh.FindEdge(4, 0);
+    mesh.AdjustBoundaryNode(4);
+    EXPECT_EQ(mesh.NodeRecord(4)->edge, mesh.FindEdge(4, 2));
+    mesh.AdjustBoundaryNode(4);
+    EXPECT_EQ(mesh.NodeRecord(4)->edge, mesh.FindEdge(4, 0));
+}
+
+TEST(TriangleMesh, FaceAddedToALinkedBoundaryLeavesALinkedBoundary)
+{
+    //  3---4---5    A square strip with its loop 0 3 4 5 2 1, and a point 6 beyond. Each triangle
+    //  is | / | / |    added along one, two or three of the boundary's edges. 0---1---2
+    const auto loopFrom = [](const Triangles& mesh, int a, int b) {
+        List nodes;
+        for (const int e : mesh.EdgeLoop(mesh.FindEdge(a, b))) {
+            nodes.push_back(mesh.EdgeRecord(e)->node);
+        }
+        return nodes;
+    };
+    Triangles mesh = Loaded(::Test::Grid(2, 1));
+    mesh.AddNode({});
+    EXPECT_EQ(loopFrom(mesh, 0, 3), (List{0, 3, 4, 5, 2, 1}));
+    ASSERT_GE(mesh.AddTriangle({3, 4, 6}), 0);
+    EXPECT_EQ(loopFrom(mesh, 0, 3), (List{0, 3, 6, 4, 5, 2, 1}));
+    ASSERT_GE(mesh.AddTriangle({4, 5, 6}), 0); // beside it: 6-4 and 4-5
+    EXPECT_EQ(loopFrom(mesh, 0, 3), (List{0, 3, 6, 5, 2, 1}));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(mesh.NodeNodes(4).size(), 5U); // inside now
+    EXPECT_FALSE(mesh.IsBoundaryNode(4));
+    ASSERT_GE(mesh.AddTriangle({2, 1, 3}), 0); // 1-3 and 3-2 are new; at 3 it touches in a corner
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_TRUE(mesh.IsPinchNode(3));
+    EXPECT_TRUE(mesh.LinkBoundaryEdges());
+    EXPECT_EQ(CheckTopology(mesh), "");
+
+    Triangles hole = Loaded(::Test::Without(::Test::Octahedron(), {3}));
+    ASSERT_GE(hole.AddTriangle({3, 0, 4}), 0);
+    EXPECT_EQ(CheckTopology(hole), "");
+    EXPECT_EQ(CountTopology(hole), (TopologyCounts{6, 12, 8, 0}));
+}
+
 TEST(TriangleMesh, DebrisOfARefusedFaceIsLinkedAsItsOwnFan)
 {
     // The second fin leaves an edge 3-0 without a face: at node 0 it is a fan by itself.

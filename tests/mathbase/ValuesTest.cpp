@@ -90,3 +90,28 @@ TYPED_TEST(Values, WideningAndBackChangesNothing)
         }
     }
 }
+
+// Some compilers take a conversion to float and back for no conversion at all when they handle two
+// components at once; ours are compiled so that it does not happen.
+TEST(NarrowedValues, AreRoundedAlsoWhenTheyAreWidenedAgain)
+{
+    ::Test::Random random(2);
+    int rounded = 0;
+    for (int trial = 0; trial < 100; ++trial) {
+        const auto v = random.Vector<2, double>(-1e6, 1e6);
+        const auto w = random.Vector<3, double>(-1e6, 1e6);
+        const Vec2d back = Impl::Widened(Impl::Narrowed<float>(v));
+        const Vec3d backInSpace = Impl::Widened(Impl::Narrowed<float>(w));
+        for (int i = 0; i < 2; ++i) {
+            // A float has 24 digits: those of the double below them are gone.
+            EXPECT_EQ(std::remainder(back[i], std::ldexp(1.0, std::ilogb(back[i]) - 23)), 0.0);
+            rounded += back[i] != v[i] ? 1 : 0;
+        }
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(
+                std::remainder(backInSpace[i], std::ldexp(1.0, std::ilogb(backInSpace[i]) - 23)),
+                0.0);
+        }
+    }
+    EXPECT_GT(rounded, 190);
+}
