@@ -16,6 +16,7 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -176,7 +177,8 @@ public:
     ///
     /// A triple that can't be added (equal or invalid subscripts, a directed edge that has a face)
     /// is dropped, and so is an incomplete last one. faceAdded(triple number, face) is called for
-    /// each face, to give it its tag. Expected O(n).
+    /// each face, to give it its tag. T need not be the type of the records: each coordinate is
+    /// converted as by a cast. Expected O(n).
     template <int D, class T, class FaceAdded>
     bool LoadIndexedPoints(const std::vector<VecBase<D, T>>& points,
                            const std::vector<int>& indices,
@@ -189,7 +191,8 @@ public:
 
     /// The live triangles, in face order, as an indexed mesh without deleted and unused nodes,
     /// welded by `Vector::FilterForUniquenessAndIndex` with `tolerance`. Points stand in that
-    /// filter's order.
+    /// filter's order. Positions are converted to T as by a cast before they are welded, so that
+    /// `float` points may be equal whose `double` positions are not.
     template <int D, class T>
     void ExportIndexedPoints(Mesh::IndexedPointsBase<D, T>& mesh,
                              double tolerance) const requires Positioned<Node>;
@@ -263,6 +266,15 @@ private:
         if (NodeAt(node).edge == held) {
             NodeAt(node).edge = replacement;
         }
+    }
+
+    // A point in another coordinate type, or in a host's own type of points.
+    template <class To, class From>
+    static To ConvertedPosition(const From& from)
+    {
+        static_assert(std::is_constructible_v<To, const From&>,
+                      "points and node records must have the same dimension");
+        return static_cast<To>(from);
     }
 
     void AdjustBoundaryNodes();
@@ -821,7 +833,7 @@ bool TriangleMesh<Node, Edge, Face>::LoadIndexedPoints(
 
     Node record{};
     for (const VecBase<D, T>& point : points) {
-        record.position = point;
+        record.position = ConvertedPosition<decltype(record.position)>(point);
         this->AddNode(record);
     }
     std::vector<int> corners(3);
@@ -878,7 +890,9 @@ void TriangleMesh<Node, Edge, Face>::ExportIndexedPoints(
         if (pointOfNode[n] == 0) {
             pointOfNode[n] = static_cast<int>(mesh.points.size());
             const bool isAlive = this->IsValidNode(static_cast<int>(n));
-            mesh.points.push_back(isAlive ? this->nodes_[n].position : VecBase<D, T>{});
+            mesh.points.push_back(isAlive
+                                      ? ConvertedPosition<VecBase<D, T>>(this->nodes_[n].position)
+                                      : VecBase<D, T>{});
         }
     }
     const std::vector<int> survivor =

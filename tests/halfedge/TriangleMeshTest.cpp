@@ -971,6 +971,63 @@ TYPED_TEST(ExportOf, DropsDeletedAndUnusedNodesAndMergesNearOnes)
     EXPECT_EQ(exported.indices[2], exported.indices[8]);
 }
 
+// Points of either coordinate type go into records of either, and out again.
+TYPED_TEST(ExportOf, TakesAndGivesPointsOfTheOtherCoordinateType)
+{
+    using Position = decltype(TypeParam::position);
+    using T = typename Position::value_type;
+    constexpr int D = Position::size();
+    using Other = std::conditional_t<std::is_same_v<T, float>, double, float>;
+    IndexedPointsBase<D, Other> given; // a third can't be told apart from its rounding in `float`
+    for (const auto& [x, y] : std::vector<std::pair<Other, Other>>{
+             {Other{0}, Other{0}}, {Other{1} / 3, Other{0}}, {Other{0}, Other{7}}}) {
+        VecBase<D, Other> point;
+        point.x() = x;
+        point.y() = y;
+        given.points.push_back(point);
+    }
+    given.indices = {0, 1, 2};
+    TriangleMesh<TypeParam, HEdge, HFace> mesh;
+    ASSERT_TRUE(mesh.LoadIndexedPoints(given));
+    EXPECT_EQ(mesh.GetVertex(1).x(), static_cast<T>(Other{1} / 3));
+    EXPECT_EQ(mesh.GetVertex(2).y(), T{7});
+    int triples = 0;
+    ASSERT_TRUE(mesh.LoadIndexedPoints(given.points, given.indices, [&](int, int) { ++triples; }));
+    EXPECT_EQ(triples, 1);
+
+    IndexedPointsBase<D, Other> exported;
+    mesh.ExportIndexedPoints(exported, 1e-12);
+    ASSERT_EQ(exported.indices.size(), 3U);
+    ASSERT_EQ(exported.points.size(), 3U);
+    const auto corner = [&](std::size_t k) {
+        return exported.points[static_cast<std::size_t>(exported.indices[k])];
+    };
+    EXPECT_EQ(corner(1).x(), static_cast<Other>(static_cast<T>(Other{1} / 3)));
+    EXPECT_EQ(corner(2).y(), Other{7});
+    IndexedPointsBase<D, T> same;
+    mesh.ExportIndexedPoints(same, 1e-12);
+    EXPECT_EQ(same.points.size(), 3U);
+}
+
+// What differs in `double` alone is one point in `float`.
+TEST(TriangleMesh, ExportInFloatWeldsWhatItCannotTellApart)
+{
+    Triangles mesh;
+    for (const double x : {0.0, 1.0, 1.0 + 1e-12}) {
+        mesh.AddNode(HVertex<3, double>({x, 0, 0}));
+    }
+    mesh.AddNode(HVertex<3, double>({0, 1, 0}));
+    mesh.AddFace({0, 1, 3});
+    mesh.AddFace({3, 1, 2});
+    IndexedPointsBase<3, float> narrow;
+    mesh.ExportIndexedPoints(narrow, 0.0);
+    EXPECT_EQ(narrow.points.size(), 3U);
+    EXPECT_EQ(narrow.indices.size(), 6U);
+    IndexedPointsBase<3, double> wide;
+    mesh.ExportIndexedPoints(wide, 0.0);
+    EXPECT_EQ(wide.points.size(), 4U);
+}
+
 TYPED_TEST(ExportOf, MergesNodesWithinTheToleranceOnly)
 {
     using Position = decltype(TypeParam::position);
