@@ -10,10 +10,15 @@ namespace Velk::Math::Sorvane::HalfEdge {
 
 /// A piece of data with a state to go back to. A new one is in that state.
 struct SORVANE_API ITopologyDecoration {
+    ITopologyDecoration() = default;
+    ITopologyDecoration(const ITopologyDecoration&) = default;
+    ITopologyDecoration& operator=(const ITopologyDecoration&) = default;
+
     /// Back to the state of a new one.
     virtual void Reset() = 0;
     /// The same for everything that the decoration is made of.
     virtual void ResetAll() { Reset(); }
+    virtual ~ITopologyDecoration() = default;
 };
 
 namespace Decorations {
@@ -74,11 +79,9 @@ struct SORVANE_API Deco_bool_old : ITopologyDecoration {
 
 } // namespace Impl
 
-/// A list of decorations as one base class; each may occur once.
+/// A list of decorations as one base class; each may occur once. The list may be empty.
 template <class... Decos>
 struct SORVANE_API DecorationPacket : Decos... {
-    static_assert(sizeof...(Decos) > 0, "a record without decorations is its base record");
-
     DecorationPacket() = default;
     DecorationPacket(const DecorationPacket&) = default;
     DecorationPacket& operator=(const DecorationPacket&) = default;
@@ -92,6 +95,19 @@ struct SORVANE_API DecorationPacket : Decos... {
         bool isFirst = true;
         ((isFirst ? void(isFirst = false) : Decos::Reset()), ...);
     }
+    ~DecorationPacket() override = default;
+};
+
+/// No decorations: nothing to reset.
+template <>
+struct SORVANE_API DecorationPacket<> {
+    DecorationPacket() = default;
+    DecorationPacket(const DecorationPacket&) = default;
+    DecorationPacket& operator=(const DecorationPacket&) = default;
+
+    /// Nothing to do.
+    virtual void Reset() {}
+    virtual void ResetAll() {}
     virtual ~DecorationPacket() = default;
 };
 

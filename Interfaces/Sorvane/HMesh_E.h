@@ -44,6 +44,14 @@ enum class WalkEnd {
 /// Node must be default-constructible and copyable, Edge and Face too. The three validity tests go
 /// to the record type itself, without a virtual call: a record stored by value is of exactly that
 /// type.
+///
+/// What an override changes. Edits ask `IsBoundaryNode`, `IsBoundaryEdge` and the three locks;
+/// `IsBoundaryNode` asks `IsBoundaryEdge`, and `IsBoundaryFace` asks `FaceNodes` or `FaceEdges` and
+/// then one of the two. `CollapseEdge` removes by `RemoveNode`, `RemoveEdge` and `RemoveFace`;
+/// `LoadIndexedPoints` and `TriangleMesh::AddFace` add by `AddFace` and `AddTriangle`. Nothing else
+/// goes through an override: the lists, `Valence` and the visitors walk the links and not one
+/// another, `AddFace` makes its face without `AddFaceFromEdges`, and edits walk the links too, so
+/// that an override of `NodeEdges`, say, changes what a caller of `NodeEdges` gets and no more.
 template <class Node, class Edge, class Face>
 class HMesh {
     static_assert(std::derived_from<Node, HNode>, "a node record derives from HNode");
@@ -68,15 +76,20 @@ public:
 
     /// Adds a polygon that runs through `nodes` in order; the face's subscript, or -1.
     ///
-    /// Refused, with nothing changed: a list that is empty, that names an invalid node, or that
-    /// names one node twice in a row (last and first count as a row). Refused as well when one of
-    /// the directed edges already has a face on its left; edges made until then stay, without a
-    /// face.
+    /// Refused, with nothing changed: a list that is empty, that names an invalid node, that names
+    /// one node twice in a row (last and first count as a row), or that runs from one node to
+    /// another twice. Refused as well when one of the directed edges already has a face on its
+    /// left; edges made until then stay, without a face.
+    ///
+    /// A face that is added along a linked boundary leaves a linked boundary round itself, except
+    /// at a corner that it shares with other faces and none of its edges: those half-edges stay
+    /// without a link until the next `TriangleMesh::LinkBoundaryEdges`.
     virtual int AddFace(const std::vector<int>& nodes);
 
-    /// Adds a face along half-edges that follow one another in a closed loop; its subscript, or -1
-    /// with nothing changed. The half-edges are taken over whatever face and links they had. A
-    /// corner whose own half-edge is deleted or leaves another node gets the one of this face.
+    /// Adds a face along half-edges that follow one another in a closed loop, none of them twice;
+    /// its subscript, or -1 with nothing changed. The half-edges are taken over whatever face and
+    /// links they had. A corner whose own half-edge is deleted or leaves another node gets the one
+    /// of this face.
     virtual int AddFaceFromEdges(const std::vector<int>& halfEdges);
 
     /// The nodes at the far ends of the node's edges.
@@ -95,7 +108,8 @@ public:
     /// The half-edges of the same face, or of the same boundary, from `halfEdge` onward.
     virtual std::vector<int> EdgeLoop(int halfEdge) const;
 
-    /// True when an edge at the node has no face on one side or on both.
+    /// True when an edge in the node's ring has no face on one side or on both. A ring may leave
+    /// out a fan: see `IsPinchNode`.
     virtual bool IsBoundaryNode(int node) const;
     /// True when the half-edge has no face; with `bothSides` also when its twin has none.
     virtual bool IsBoundaryEdge(int halfEdge, bool bothSides) const;
@@ -138,6 +152,20 @@ public:
 
     /// Deletes everything and keeps the room.
     void Clear();
+
+    /// Gives every fan of a node beyond the first a node of its own, with all data of the old one,
+    /// so that no node is a pinch any more. The fan of the node's half-edge keeps the old
+    /// subscript.
+    ///
+    /// Each pair is an old node and a new one, in the order in which they were made. The boundaries
+    /// at these nodes are linked, each fan with itself. Where the linking of a load failed for a
+    /// pinch, a further `LinkBoundaryEdges` succeeds after this. Positions stay equal, so an export
+    /// welds the nodes together again. O(half-edges).
+    std::vector<std::pair<int, int>> SplitPinchNodes();
+
+    /// Counts the edges at every node anew. For those who wrote origins of half-edges through
+    /// records; all operations of the mesh keep the count themselves. O(half-edges).
+    void RecountDegrees();
 
     /// Moves the node's half-edge one step on, counter-clockwise. Where that leads nowhere (an
     /// unlinked boundary) nothing changes, and where it leads to another node's half-edge the step
@@ -189,6 +217,19 @@ public:
 
     /// Number of entries of `NodeEdges`, without making the list.
     int Valence(int node) const;
+
+    /// Number of edges at the node, those of every fan and those without a face; 0 for an invalid
+    /// node. The mesh keeps count. O(1).
+    int Degree(int node) const { return IsValidNode(node) ? NodeAt(node).degree_ : 0; }
+
+    /// True when the node joins several fans: faces that follow one another round the node across
+    /// their edges are a fan, and an edge without any face is one by itself. Two solids that touch
+    /// in a point have such a node. A ring runs through one fan only, except where
+    /// `TriangleMesh::LinkBoundaryEdges` has linked two open ones, so whoever needs all that is at
+    /// a node asks this first. O(edges of one fan).
+    bool IsPinchNode(int node) const { return Degree(node) != FanSize(node); }
+    /// All such nodes, ascending. O(half-edges).
+    std::vector<int> PinchNodes() const;
 
     /// Calls visit(half-edge) for each entry of `NodeEdges`, visit(node) for each of `NodeNodes`,
     /// and visit(half-edge) for each of the loop that begins at a half-edge, without any
@@ -243,6 +284,24 @@ protected:
     /// Greatest length of a list of records that number `records`: 1.5 times, rounded down.
     static std::size_t RunawayLimit(std::size_t records) { return records + records / 2; }
 
+    /// To be told of every half-edge whose origin becomes, or ceases to be, the node.
+    void ChangeDegree(int node, int by)
+    {
+        if (static_cast<std::size_t>(node) < nodes_.size()) {
+            NodeAt(node).degree_ += by;
+        }
+    }
+
+    /// Number of edges in the fan of the node's half-edge; more than `Degree` on a broken mesh
+    /// only.
+    int FanSize(int node) const;
+
+    /// Calls visit(half-edge) for each half-edge that leaves the origin of the given one in the
+    /// same fan of faces: counter-clockwise from the given one on, and if the fan is open then
+    /// clockwise from there. At most `limit` visits. O(edges of the fan).
+    template <class Visit>
+    void WalkFan(int halfEdge, int limit, Visit visit) const;
+
     /// Makes `after` follow `before`. Either may be a number that is no half-edge: the other then
     /// keeps the missing link.
     void Link(int before, int after)
@@ -258,8 +317,9 @@ protected:
     /// A face with the given half-edge: the slot longest free, or a new one.
     int NewFace(int halfEdge);
 
-    /// `AddFace` and `AddFaceFromEdges` on any run of numbers, without allocation.
+    /// `AddFace` and `AddFaceFromEdges` on any run of numbers, step by step.
     bool MayAddFace(std::span<const int> nodes) const;
+    static bool RunsAnEdgeTwice(std::span<const int> nodes);
     bool FindOrAddFreeEdges(std::span<const int> nodes, std::span<int> halfEdges);
     int LinkFace(std::span<const int> halfEdges);
 
@@ -304,6 +364,20 @@ private:
                 NodeAt(node).edge = halfEdge;
             }
         }
+    }
+
+    int FirstOfFan(std::span<const int> outgoing) const;
+    void LinkFan(std::span<const int> outgoing);
+    void LinkBoundaryRound(std::span<const int> halfEdges);
+    bool LinkBoundaryRoundCorner(int arriving, int leaving, std::span<const int> halfEdges);
+    // Of a half-edge without a face: is a link of it missing?
+    bool LeadsNowhere(int e) const
+    {
+        return EdgeAt(e).face == kNoFace && EdgeAt(e).next == kNotSet;
+    }
+    bool FollowsNothing(int e) const
+    {
+        return EdgeAt(e).face == kNoFace && EdgeAt(e).prev == kNotSet;
     }
 
     static std::vector<int> NewList()
@@ -490,6 +564,54 @@ int HMesh<Node, Edge, Face>::Valence(int node) const
     return end == WalkEnd::Runaway ? 0 : count;
 }
 
+template <class Node, class Edge, class Face>
+template <class Visit>
+void HMesh<Node, Edge, Face>::WalkFan(int halfEdge, int limit, Visit visit) const
+{
+    int visits = 0;
+    for (int current = halfEdge; visits < limit; ++visits) {
+        visit(current);
+        if (EdgeAt(current).face < 0) {
+            break; // the last of an open fan
+        }
+        current = Twin(EdgeAt(current).prev);
+        if (current == halfEdge || !IsValidEdge(current)) {
+            return;
+        }
+    }
+    int current = halfEdge;
+    for (++visits; visits < limit && EdgeAt(Twin(current)).face >= 0; ++visits) {
+        current = EdgeAt(Twin(current)).next;
+        if (!IsValidEdge(current)) {
+            return;
+        }
+        visit(current);
+    }
+}
+
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::FanSize(int node) const
+{
+    int size = 0;
+    const int first = IsValidNode(node) ? NodeAt(node).edge : kNotSet;
+    if (IsValidEdge(first)) {
+        WalkFan(first, NodeAt(node).degree_ + 1, [&](int) { ++size; });
+    }
+    return size;
+}
+
+template <class Node, class Edge, class Face>
+std::vector<int> HMesh<Node, Edge, Face>::PinchNodes() const
+{
+    std::vector<int> pinches;
+    for (int n = 0; n < NodeCount(); ++n) {
+        if (IsPinchNode(n)) {
+            pinches.push_back(n);
+        }
+    }
+    return pinches;
+}
+
 // --- boundary and locks -------------------------------------------------------------------------
 
 template <class Node, class Edge, class Face>
@@ -552,11 +674,13 @@ int HMesh<Node, Edge, Face>::AddNode(const Node& record)
 {
     if (freeNodes_.empty()) {
         nodes_.push_back(record);
+        nodes_.back().degree_ = 0;
         return NodeCount() - 1;
     }
     const int node = freeNodes_.front();
     freeNodes_.pop_front();
     NodeAt(node).edge = record.edge;
+    NodeAt(node).degree_ = 0;
     if constexpr (Positioned<Node>) {
         NodeAt(node).position = record.position;
     }
@@ -601,6 +725,8 @@ int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
     SetUnlinked(second, destination, first);
     NodeAt(origin).edge = first;
     NodeAt(destination).edge = second;
+    ++NodeAt(origin).degree_;
+    ++NodeAt(destination).degree_;
     nodePairs_.InsertAbsent(origin, destination, first);
     return first;
 }
@@ -615,6 +741,18 @@ bool HMesh<Node, Edge, Face>::MayAddFace(std::span<const int> nodes) const
         }
     }
     return !nodes.empty();
+}
+
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::RunsAnEdgeTwice(std::span<const int> nodes)
+{
+    std::vector<std::pair<int, int>> runs;
+    runs.reserve(nodes.size());
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+        runs.emplace_back(nodes[i], nodes[i + 1 == nodes.size() ? 0 : i + 1]);
+    }
+    std::sort(runs.begin(), runs.end());
+    return std::adjacent_find(runs.begin(), runs.end()) != runs.end();
 }
 
 // False as soon as a directed edge is taken by another face; the edges made until then stay.
@@ -650,6 +788,7 @@ int HMesh<Node, Edge, Face>::LinkFace(std::span<const int> halfEdges)
         return -1;
     }
 
+    LinkBoundaryRound(halfEdges);
     const int face = NewFace(halfEdges.front());
     int before = halfEdges.back();
     for (const int e : halfEdges) {
@@ -662,24 +801,82 @@ int HMesh<Node, Edge, Face>::LinkFace(std::span<const int> halfEdges)
     return face;
 }
 
+// The half-edges are about to get a face. Where they leave a linked boundary, what came before and
+// after them there is linked past them.
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::LinkBoundaryRound(std::span<const int> halfEdges)
+{
+    bool isLinked = false;
+    int arriving = halfEdges.back();
+    for (const int leaving : halfEdges) {
+        isLinked |= LinkBoundaryRoundCorner(arriving, leaving, halfEdges);
+        arriving = leaving;
+    }
+    if (!isLinked) {
+        return; // as it is while a mesh is built and no boundary is linked yet
+    }
+    // Round a corner where there is nothing but the two sides of this face the boundary turns.
+    arriving = halfEdges.back();
+    for (const int leaving : halfEdges) {
+        if (Degree(EdgeAt(leaving).node) == 2 && FollowsNothing(Twin(arriving)) &&
+            LeadsNowhere(Twin(leaving))) {
+            Link(Twin(leaving), Twin(arriving));
+        }
+        arriving = leaving;
+    }
+}
+
+// At one corner, between two half-edges that meet there; true when there was a linked boundary.
+template <class Node, class Edge, class Face>
+bool HMesh<Node, Edge, Face>::LinkBoundaryRoundCorner(int arriving, int leaving,
+                                                      std::span<const int> halfEdges)
+{
+    const int after = EdgeAt(arriving).face == kNoFace ? EdgeAt(arriving).next : kNotSet;
+    const int before = EdgeAt(leaving).face == kNoFace ? EdgeAt(leaving).prev : kNotSet;
+    if (after == leaving || (after < 0 && before < 0)) {
+        return after == leaving;
+    }
+    const auto stays = [&](int e) {
+        return IsValidEdge(e) &&
+               std::find(halfEdges.begin(), halfEdges.end(), e) == halfEdges.end();
+    };
+    const bool hasAfter = stays(after) && EdgeAt(after).prev == arriving;
+    const bool hasBefore = stays(before) && EdgeAt(before).next == leaving;
+    if (!hasAfter && !hasBefore) {
+        return false;
+    }
+    // A new edge continues the boundary along its other half-edge. Where that is not free one of
+    // the links is missing, and the other half-edge forgets what it was linked to.
+    const int leader = hasBefore ? before : LeadsNowhere(Twin(leaving)) ? Twin(leaving) : kNotSet;
+    const int follower = hasAfter                         ? after
+                         : FollowsNothing(Twin(arriving)) ? Twin(arriving)
+                                                          : kNotSet;
+    Link(leader, follower);
+    return true;
+}
+
 template <class Node, class Edge, class Face>
 int HMesh<Node, Edge, Face>::AddFace(const std::vector<int>& nodes)
 {
-    if (!MayAddFace(nodes)) {
+    if (!MayAddFace(nodes) || RunsAnEdgeTwice(nodes)) {
         return -1;
     }
     std::vector<int> halfEdges(nodes.size());
     if (!FindOrAddFreeEdges(nodes, halfEdges)) {
         return -1;
     }
-    // By name: a derived mesh that accepts only triangles from edges still takes polygons here.
-    return HMesh::AddFaceFromEdges(halfEdges);
+    // Not the virtual form: a derived mesh that accepts only triangles from edges still takes
+    // polygons here.
+    return LinkFace(halfEdges);
 }
 
 template <class Node, class Edge, class Face>
 int HMesh<Node, Edge, Face>::AddFaceFromEdges(const std::vector<int>& halfEdges)
 {
-    return LinkFace(halfEdges);
+    std::vector<int> sorted = halfEdges;
+    std::sort(sorted.begin(), sorted.end());
+    const bool isRepeated = std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end();
+    return isRepeated ? -1 : LinkFace(halfEdges);
 }
 
 template <class Node, class Edge, class Face>
@@ -702,6 +899,102 @@ void HMesh<Node, Edge, Face>::Clear()
     freeNodes_.clear();
     freeEdges_.clear();
     freeFaces_.clear();
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::RecountDegrees()
+{
+    for (Node& node : nodes_) {
+        node.degree_ = 0;
+    }
+    for (const Edge& edge : edges_) {
+        if (!edge.Edge::IsInvalid()) {
+            ChangeDegree(edge.node, 1);
+        }
+    }
+}
+
+template <class Node, class Edge, class Face>
+std::vector<std::pair<int, int>> HMesh<Node, Edge, Face>::SplitPinchNodes()
+{
+    // The half-edges that leave pinches, fan by fan; the fan of the node's own half-edge is left
+    // out.
+    struct SecondFan {
+        int node;
+        std::vector<int> outgoing;
+    };
+    std::vector<SecondFan> fans;
+    std::vector<bool> isPinch(nodes_.size(), false);
+    std::vector<bool> isKnown(edges_.size(), false); // leaves a pinch and is in a fan found before
+    for (const int n : PinchNodes()) {
+        if (IsValidEdge(NodeAt(n).edge)) {
+            isPinch[static_cast<std::size_t>(n)] = true;
+            WalkFan(NodeAt(n).edge, NodeAt(n).degree_,
+                    [&](int e) { isKnown[static_cast<std::size_t>(e)] = true; });
+        }
+    }
+    for (int e = 0; e < EdgeCount(); ++e) {
+        if (!IsValidEdge(e) || isKnown[static_cast<std::size_t>(e)] ||
+            !IsValidNode(EdgeAt(e).node) || !isPinch[static_cast<std::size_t>(EdgeAt(e).node)]) {
+            continue;
+        }
+        SecondFan& fan = fans.emplace_back(SecondFan{EdgeAt(e).node, {}});
+        WalkFan(e, NodeAt(fan.node).degree_, [&](int out) {
+            isKnown[static_cast<std::size_t>(out)] = true;
+            fan.outgoing.push_back(out);
+        });
+    }
+
+    std::vector<std::pair<int, int>> made;
+    made.reserve(fans.size());
+    for (const SecondFan& fan : fans) {
+        const Node record = NodeAt(fan.node);
+        const int node = AddNode(record);
+        NodeAt(node) = record; // a slot that is used again takes all of it, too
+        NodeAt(node).edge = FirstOfFan(fan.outgoing);
+        NodeAt(node).degree_ = static_cast<int>(fan.outgoing.size());
+        ChangeDegree(fan.node, -NodeAt(node).degree_);
+        for (const int out : fan.outgoing) {
+            const int far = EdgeAt(Twin(out)).node;
+            nodePairs_.Erase(fan.node, far, out);
+            EdgeAt(out).node = node;
+            nodePairs_.Insert(node, far, out);
+        }
+        LinkFan(fan.outgoing);
+        made.emplace_back(fan.node, node);
+    }
+    // What remains at the old nodes is one fan each.
+    for (const SecondFan& fan : fans) {
+        std::vector<int> outgoing;
+        WalkFan(NodeAt(fan.node).edge, NodeAt(fan.node).degree_,
+                [&](int e) { outgoing.push_back(e); });
+        LinkFan(outgoing);
+    }
+    return made;
+}
+
+// The half-edge from which an open fan runs on counter-clockwise to its end; any of a closed one.
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::FirstOfFan(std::span<const int> outgoing) const
+{
+    const auto first = std::find_if(outgoing.begin(), outgoing.end(),
+                                    [&](int out) { return EdgeAt(Twin(out)).face < 0; });
+    return first == outgoing.end() ? outgoing.front() : *first;
+}
+
+// Links the boundary of an open fan, which is all there is at its node, with itself.
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::LinkFan(std::span<const int> outgoing)
+{
+    const int arriving = Twin(FirstOfFan(outgoing));
+    if (EdgeAt(arriving).face >= 0) {
+        return; // closed
+    }
+    for (const int out : outgoing) {
+        if (EdgeAt(out).face < 0) {
+            Link(arriving, out);
+        }
+    }
 }
 
 template <class Node, class Edge, class Face>
@@ -762,6 +1055,8 @@ void HMesh<Node, Edge, Face>::RemoveEdge(int halfEdge)
     }
     const int twin = Twin(halfEdge);
     nodePairs_.Erase(EdgeAt(halfEdge).node, EdgeAt(twin).node, halfEdge);
+    ChangeDegree(EdgeAt(halfEdge).node, -1);
+    ChangeDegree(EdgeAt(twin).node, -1);
     EdgeAt(halfEdge).Invalidate();
     EdgeAt(twin).Invalidate();
     freeEdges_.push_back(std::minmax({halfEdge, twin}));

@@ -9,6 +9,9 @@
 
 namespace Velk::Math::Sorvane::HalfEdge {
 
+template <class Node, class Edge, class Face>
+class HMesh;
+
 /// What stands in a field that holds no subscript.
 inline constexpr int kNoFace = -1;  ///< the half-edge runs along a boundary
 inline constexpr int kNotSet = -2;  ///< not set yet, or not found
@@ -28,6 +31,14 @@ struct SORVANE_API HNode {
     /// Has the record been deleted?
     virtual bool IsInvalid() const { return edge == kDeleted; }
     virtual ~HNode() = default;
+
+private:
+    template <class Node, class Edge, class Face>
+    friend class HMesh;
+
+    // Number of edges at the node, kept by its mesh, which tells it as `Degree`. It takes the room
+    // that alignment leaves behind `edge`.
+    int degree_ = 0;
 };
 
 /// A node with a position.

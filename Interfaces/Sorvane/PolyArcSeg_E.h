@@ -5,7 +5,7 @@
 // elements. The floor is 1e-12 for `double`, 1e-8 for `float`; points match when each coordinate
 // differs by at most the tolerance named. `float` forms calculate in `double` and round at the end.
 // Nothing here fails other than by the results named; coordinates that are not finite, or so large that
-// their squares overflow (1e150 in `double`), lie on nothing and are near nothing.
+// their squares overflow (1e150 in `double`), belong to no point of a chain.
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>

@@ -1,7 +1,5 @@
-// SORVANE_API: marks what a host may call. The library is compiled with hidden visibility, so a
-// declaration without the macro stays private to it.
-// SORVANE_LOCAL: takes a member template of a marked class out again, whose instances are the library's
-// own business.
+// How the library shows what a host may call. It is compiled with hidden visibility, so a declaration
+// without SORVANE_API stays private to it.
 #pragma once
 
 #if defined(_WIN32)

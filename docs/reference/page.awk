@@ -30,7 +30,7 @@ inCode || /^```/ || /^    / { print; next }
 
 {
     line = $0
-    while (match(line, /\]\([a-z-]+\.md#[a-z-]+\)/)) {
+    while (match(line, /\]\(([A-Za-z.]+\/)*[A-Za-z-]+\.md#[a-z0-9-]+\)/)) {
         target = substr(line, RSTART + 2, RLENGTH - 3)
         split(target, part, "#")
         line = substr(line, 1, RSTART + 1) "@ref " Anchor(part[1], part[2]) substr(line, RSTART + RLENGTH - 1)

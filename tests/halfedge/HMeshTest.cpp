@@ -240,6 +240,30 @@ TEST(HMesh, RefusedListsChangeNothing)
     EXPECT_EQ(mesh.NodePairs().EdgeCount(), 3U);
 }
 
+TEST(HMesh, FaceThatRunsAnEdgeTwiceIsRefused)
+{
+    PolygonMesh mesh = WithNodes(4);
+    EXPECT_EQ(mesh.AddFace({0, 1, 2, 0, 1, 3}), -1); // 0 to 1 in its first and its fourth side
+    EXPECT_EQ(mesh.AddFace({1, 2, 3, 1, 2, 3}), -1);
+    EXPECT_EQ(mesh.AddFace({1, 0, 1, 0}), -1);
+    EXPECT_EQ(mesh.EdgeCount(), 0);           // nothing was changed
+    EXPECT_EQ(mesh.AddFace({0, 1, 2, 1}), 0); // there and back is no repetition
+    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+
+    PolygonMesh fromEdges = WithNodes(4);
+    List loop;
+    for (const auto& [a, b] : std::vector<std::pair<int, int>>{{0, 1}, {1, 2}, {2, 0}}) {
+        loop.push_back(fromEdges.FindOrAddEdge(a, b));
+    }
+    List twice = loop;
+    twice.insert(twice.end(), loop.begin(), loop.end());
+    const List before = Fingerprint(fromEdges);
+    EXPECT_EQ(fromEdges.AddFaceFromEdges(twice), -1);
+    EXPECT_EQ(Fingerprint(fromEdges), before);
+    EXPECT_EQ(fromEdges.AddFaceFromEdges(loop), 0);
+    EXPECT_EQ(::Test::CheckTopology(fromEdges), "");
+}
+
 TEST(HMesh, FaceFromEdgesTakesHalfEdgesOverFromAnotherFace)
 {
     // A removed face leaves its number in its half-edges; a new face along them must be possible.

@@ -71,10 +71,10 @@ private:
 };
 
 struct Policy {
-    bool isSmall = true;     // keep the oracle and check after every edit
-    bool mayCollapse = true; // no: a node may join closed fans
-    int pinch = -1;          // a node that joins two closed fans and must not be collapsed away
+    bool isSmall = true; // keep the oracle
+    int checkEvery = 1;  // after so many edits the topology is checked
     int edits = 0;
+    std::vector<int> focus; // nodes where every second edit takes place, if there are any
 };
 
 class Editor {
@@ -90,8 +90,10 @@ public:
         for (int step = 0; step < policy_.edits; ++step) {
             const int draw = random_.Below(100);
             // Splits and collapses in balance keep the size about where it began.
-            if (draw < 30) {
+            if (draw < 27) {
                 Flip();
+            } else if (draw < 30) {
+                AddTriangle();
             } else if (draw < 45) {
                 SplitEdge();
             } else if (draw < 52) {
@@ -105,7 +107,7 @@ public:
             } else {
                 CloseTriangularHole();
             }
-            if (policy_.isSmall || step % 500 == 0 || step + 1 == policy_.edits) {
+            if (step % policy_.checkEvery == 0 || step + 1 == policy_.edits) {
                 ASSERT_EQ(CheckTopology(mesh_), "") << "after edit " << step << ": " << last_;
                 ASSERT_EQ(CountTopology(mesh_), counts_) << "after edit " << step << ": " << last_;
                 if (policy_.isSmall) {
@@ -137,6 +139,13 @@ private:
 
     int AnyEdge()
     {
+        if (!policy_.focus.empty() && random_.Below(2) == 0) {
+            const int e = EdgeNear(policy_.focus[static_cast<std::size_t>(
+                random_.Below(static_cast<int>(policy_.focus.size())))]);
+            if (e >= 0) {
+                return e;
+            }
+        }
         for (int tries = 0; tries < 50 && mesh_.EdgeCount() > 0; ++tries) {
             const int e = random_.Below(mesh_.EdgeCount());
             if (mesh_.IsValidEdge(e)) {
@@ -144,6 +153,20 @@ private:
             }
         }
         return -2;
+    }
+
+    // A half-edge that leaves or reaches the node, or one a step further on.
+    int EdgeNear(int node)
+    {
+        const std::vector<int> around = mesh_.NodeEdges(node);
+        if (around.empty()) {
+            return -2;
+        }
+        const int e =
+            around[static_cast<std::size_t>(random_.Below(static_cast<int>(around.size())))];
+        const int near[] = {e, e ^ 1, mesh_.EdgeRecord(e)->next, mesh_.EdgeRecord(e ^ 1)->prev};
+        const int chosen = near[random_.Below(4)];
+        return mesh_.IsValidEdge(chosen) ? chosen : e;
     }
 
     int AnyFace()
@@ -158,6 +181,41 @@ private:
     }
 
     bool HasFace(int e) const { return mesh_.EdgeRecord(e)->face >= 0; }
+
+    // A triangle on an edge without a face, or on a pair of nodes that has no edge yet. It is taken
+    // when none of its directed edges has a face; edges that were missing up to the first that has
+    // one are made and stay.
+    void AddTriangle()
+    {
+        const int e = AnyEdge();
+        if (e < 0) {
+            return;
+        }
+        const auto follower = mesh_.EdgeRecord(mesh_.EdgeRecord(e)->next);
+        const int apex = follower != nullptr && random_.Below(3) > 0
+                             ? mesh_.EdgeRecord(mesh_.EdgeRecord(e)->next ^ 1)->node
+                             : random_.Below(mesh_.NodeCount());
+        const Triple n = {mesh_.EdgeRecord(e)->node, mesh_.EdgeRecord(e ^ 1)->node, apex};
+        if (!mesh_.IsValidNode(apex) || n[0] == apex || n[1] == apex) {
+            EXPECT_EQ(mesh_.AddTriangle({n[0], n[1], apex}), -1);
+            return;
+        }
+        int newEdges = 0;
+        bool isFree = true;
+        for (std::size_t k = 0; k < 3 && isFree; ++k) {
+            const int known = mesh_.FindEdge(n[k], n[(k + 1) % 3]);
+            newEdges += known < 0 ? 1 : 0;
+            isFree = known < 0 || !HasFace(known);
+        }
+        EXPECT_EQ(mesh_.AddTriangle({n[0], n[1], n[2]}) >= 0, isFree);
+        Note(isFree ? "add triangle" : "refused triangle", {0, newEdges, isFree ? 1 : 0, 0});
+        // How many loops the boundary has depends on where it is linked; the counts of records
+        // don't.
+        counts_.boundaryLoops = CountTopology(mesh_).boundaryLoops;
+        if (policy_.isSmall && isFree) {
+            oracle_.Add(n[0], n[1], n[2]);
+        }
+    }
 
     void Flip()
     {
@@ -248,22 +306,20 @@ private:
     void Collapse()
     {
         const int e = AnyEdge();
-        if (e < 0 || !policy_.mayCollapse) {
+        if (e < 0) {
             return;
         }
         const auto [a, b, c, d] = mesh_.Diamond(e);
-        if (b == policy_.pinch) {
-            return;
-        }
         const bool relaxed = random_.Below(2) == 0;
         const bool wasBoundary = mesh_.IsBoundaryNode(b) || (!relaxed && mesh_.IsBoundaryNode(a));
+        const bool wasPinch = mesh_.IsPinchNode(b);
         const Vec3d place = mesh_.GetVertex(mesh_.EdgeRecord(e)->node);
         if (!mesh_.CollapseEdge(e, false, relaxed)) {
-            last_ = "refused collapse";
-            ++done["refused collapse"];
+            last_ = wasPinch ? "refused collapse of a pinch" : "refused collapse";
+            ++done[last_];
             return;
         }
-        EXPECT_FALSE(wasBoundary);
+        EXPECT_FALSE(wasBoundary || wasPinch);
         EXPECT_EQ(mesh_.GetVertex(a), place);
         Note("collapse", {-1, -3, -2, 0});
         if (policy_.isSmall) {
@@ -276,9 +332,9 @@ private:
     // A node of three triangles goes and one triangle takes their place, record by record.
     void RemoveStar()
     {
-        for (int tries = 0; policy_.mayCollapse && tries < 30; ++tries) {
+        for (int tries = 0; tries < 30; ++tries) {
             const int n = mesh_.NodeCount() > 0 ? random_.Below(mesh_.NodeCount()) : 0;
-            if (n == policy_.pinch || mesh_.Valence(n) != 3 || mesh_.IsBoundaryNode(n)) {
+            if (mesh_.Valence(n) != 3 || mesh_.Degree(n) != 3 || mesh_.IsBoundaryNode(n)) {
                 continue;
             }
             const std::vector<int> ring = mesh_.NodeNodes(n);
@@ -315,18 +371,14 @@ private:
         }
     }
 
-    // Takes a face out whose nodes are all inside: its three half-edges, already linked in a loop,
-    // become a boundary.
+    // Takes a face out: its three half-edges, already linked in a loop, become a boundary.
     void OpenFace()
     {
         const int f = AnyFace();
-        if (f < 0 || !policy_.mayCollapse || mesh_.IsBoundaryFace(f, true)) {
+        if (f < 0) {
             return;
         }
         const std::vector<int> n = mesh_.FaceNodes(f);
-        if (std::find(n.begin(), n.end(), policy_.pinch) != n.end()) {
-            return;
-        }
         for (const int e : mesh_.FaceEdges(f)) {
             mesh_.EdgeRecord(e)->face = -1;
         }
@@ -375,19 +427,32 @@ struct MeshCase {
     const char* name;
     IndexedMesh mesh;
     TopologyCounts counts; // by hand, from the shape
-    int pinch = -1;
 };
 
 void PrintTo(const MeshCase& c, std::ostream* os) { *os << c.name; }
 
-// Two octahedra that share the point (1, 0, 0) of the first, its number 0.
-IndexedMesh OctahedraAtOnePoint()
+// Both meshes with one point in common: `at` of the first and point 0 of the second.
+IndexedMesh Joined(const IndexedMesh& first, int at, const IndexedMesh& second)
+{
+    const int shift = static_cast<int>(first.points.size());
+    IndexedMesh mesh = ::Test::Together(first, second);
+    for (std::size_t i = first.indices.size(); i < mesh.indices.size(); ++i) {
+        mesh.indices[i] = mesh.indices[i] == shift ? at : mesh.indices[i] - 1;
+    }
+    mesh.points.erase(mesh.points.begin() + shift);
+    return mesh;
+}
+
+IndexedMesh OctahedraAtOnePoint() { return Joined(::Test::Octahedron(), 0, ::Test::Octahedron()); }
+
+// Two octahedra with the opposite points 0 and 1 in common.
+IndexedMesh BodiesThatTouchTwice()
 {
     IndexedMesh mesh = ::Test::Together(::Test::Octahedron(), ::Test::Octahedron());
     for (int& i : mesh.indices) {
-        i = i == 7 ? 0 : i > 7 ? i - 1 : i; // point 1 of the second is point 0 of the first
+        i = i == 6 || i == 7 ? i - 6 : i > 7 ? i - 2 : i;
     }
-    mesh.points.erase(mesh.points.begin() + 7);
+    mesh.points.erase(mesh.points.begin() + 6, mesh.points.begin() + 8);
     return mesh;
 }
 
@@ -415,12 +480,19 @@ std::vector<MeshCase> Cases()
         {"ThreeFans",
          TrianglesAtOnePoint(3),
          {7, 9, 3, 0}}, // unlinked at the pinch: no loop closes
-        // 9 rungs, 18 sides, 9 diagonals; one triangle is lost. How many loops the torn rim makes is a
-        // matter of its pinches and not of the shape.
+        // 9 rungs, 18 sides, 9 diagonals; one triangle is lost. How many loops the torn rim makes
+        // is a matter of its pinches and not of the shape.
         {"Moebius", MoebiusStrip(9), {18, 36, 17, -1}},
         {"Fins", Fins(2), {4, 4, 1, 1}},
         {"TwoBodies", Together(Sphere(1), Grid(3, 3)), {34, 81, 50, 1}},
-        {"OctahedraAtOnePoint", OctahedraAtOnePoint(), {11, 24, 16, 0}, 0},
+        {"OctahedraAtOnePoint", OctahedraAtOnePoint(), {11, 24, 16, 0}},
+        // Both ends of an edge of the first are joined to another body each.
+        {"BodiesAtBothEnds", Joined(OctahedraAtOnePoint(), 2, Octahedron()), {16, 36, 24, 0}},
+        {"ThreeBodiesAtOnePoint", Joined(OctahedraAtOnePoint(), 0, Sphere(1)), {28, 72, 48, 0}},
+        // The corner of a sheet on a body: a closed fan and an open one.
+        {"SheetOnABody", Joined(Sphere(1), 0, Grid(3, 3)), {33, 81, 50, 1}},
+        // Two bodies that touch in two points are joined to a ring.
+        {"BodiesThatTouchTwice", BodiesThatTouchTwice(), {10, 24, 16, 0}},
     };
 }
 
@@ -446,7 +518,7 @@ TEST_P(HalfEdgeProperty, RandomEditsKeepTheTopology)
         mesh.LoadIndexedPoints(GetParam().mesh);
         Policy policy;
         policy.edits = 800;
-        policy.pinch = GetParam().pinch;
+        policy.focus = mesh.PinchNodes();
         Editor(mesh, seed, policy).Run();
         if (HasFatalFailure()) {
             return;
@@ -463,7 +535,7 @@ TEST_P(HalfEdgeProperty, EditsAfterReversing)
     EXPECT_EQ(CountTopology(mesh), before);
     Policy policy;
     policy.edits = 400;
-    policy.pinch = GetParam().pinch;
+    policy.focus = mesh.PinchNodes();
     Editor(mesh, 99, policy).Run();
 }
 
@@ -478,13 +550,32 @@ TEST(HalfEdgePropertyCoverage, EveryEditHappensOften)
         mesh.LoadIndexedPoints(::Test::Together(::Test::Torus(20, 12), ::Test::Grid(20, 20))));
     Policy policy;
     policy.isSmall = false;
+    policy.checkEvery = 500;
     policy.edits = 60'000;
     Editor editor(mesh, 7, policy);
     editor.Run();
     for (const char* edit : {"flip", "split edge", "split face", "collapse"}) {
         EXPECT_GT(editor.done[edit], 1000) << edit;
     }
-    for (const char* edit : {"split boundary edge", "remove star", "open face", "close hole"}) {
+    for (const char* edit : {"split boundary edge", "remove star", "open face", "close hole",
+                             "add triangle", "refused triangle"}) {
+        EXPECT_GT(editor.done[edit], 100) << edit;
+    }
+}
+
+// At nodes that join bodies, too, edits take place and are refused often.
+TEST(HalfEdgePropertyCoverage, EditsHappenAtPinches)
+{
+    Triangles mesh;
+    ASSERT_TRUE(mesh.LoadIndexedPoints(Joined(::Test::Sphere(2), 0, ::Test::Torus(7, 5))));
+    ASSERT_EQ(mesh.PinchNodes(), (std::vector<int>{0}));
+    Policy policy;
+    policy.edits = 3000;
+    policy.focus = {0};
+    Editor editor(mesh, 5, policy);
+    editor.Run();
+    for (const char* edit :
+         {"flip", "split edge", "collapse", "refused collapse", "refused collapse of a pinch"}) {
         EXPECT_GT(editor.done[edit], 100) << edit;
     }
 }
@@ -525,10 +616,9 @@ TEST(HalfEdgeDefective, RandomTriplesAreTakenOrDroppedByDirectedEdge)
         ASSERT_EQ(accepted, expected);
         ASSERT_EQ(CheckTopology(mesh), "");
 
-        // Nodes here join closed fans at will: edits that need the whole of a node are left out.
+        // Nodes here join fans at will, closed and open ones, linked and not.
         Policy policy;
         policy.edits = 60;
-        policy.mayCollapse = false;
         Editor(mesh, seed, policy).Run();
         if (HasFatalFailure()) {
             return;
@@ -650,6 +740,7 @@ TEST_P(HalfEdgeParts, LoadsExportsAndTakesEdits)
 
     Policy policy;
     policy.isSmall = false;
+    policy.checkEvery = 500;
     policy.edits = 20'000;
     Editor(mesh, 11, policy).Run();
 }
@@ -671,5 +762,46 @@ INSTANTIATE_TEST_SUITE_P(
             name.begin(), name.end(), [](char c) { return std::isalnum(c) == 0; }, '_');
         return name;
     });
+
+// A coarse weld closes thin places of a part to pinches, and drops what would be a third triangle
+// on an edge.
+struct WeldedCase {
+    const char* file;
+    double tolerance; // in the unit of the file
+};
+
+void PrintTo(const WeldedCase& c, std::ostream* os) { *os << c.file; }
+
+class HalfEdgeWeldedParts : public testing::TestWithParam<WeldedCase> {};
+
+TEST_P(HalfEdgeWeldedParts, EditsAtPinchesKeepTheTopology)
+{
+    const auto path = ::Test::SharedData(GetParam().file);
+    SORVANE_NEED_DATA(path);
+    IndexedMesh part = ::Test::ReadBinaryStl(path);
+    Velk::Math::Sorvane::Mesh::FilterForUniqueness(part, GetParam().tolerance);
+    Triangles mesh;
+    mesh.LoadIndexedPoints(part);
+    ASSERT_EQ(CheckTopology(mesh), "");
+    Policy policy;
+    policy.isSmall = false;
+    policy.edits = 250;
+    policy.focus = mesh.PinchNodes();
+    ASSERT_FALSE(policy.focus.empty());
+    Editor(mesh, 17, policy).Run();
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, HalfEdgeWeldedParts,
+                         testing::Values(WeldedCase{"meshes_cad/angle_block.STL", 0.0},
+                                         WeldedCase{"meshes_cad/prusa_extruder_idler.stl", 0.5},
+                                         WeldedCase{"meshes_nist/nist_ctc_05_asme1_rd.stl", 1.5},
+                                         WeldedCase{"meshes_defective/self_intersectA.stl", 0.003}),
+                         [](const auto& test) {
+                             std::string name = test.param.file;
+                             std::replace_if(
+                                 name.begin(), name.end(),
+                                 [](char c) { return std::isalnum(c) == 0; }, '_');
+                             return name;
+                         });
 
 } // namespace
