@@ -214,7 +214,18 @@ std::vector<int> ConstrainedDelaunay::InsideTriangles()
                 outside.push_back(t);
             }
         }
-        levels = CrossingLevels(View{table_}, outside);
+        const auto visitEdges = [&](const auto& visit) {
+            for (int t = 0; t < table_.TriangleCount(); ++t) {
+                for (int k = 0; k < 3; ++k) {
+                    const int half = TriangleTable::Half(t, k);
+                    if (table_.Twin(half) > half) {
+                        visit(t, TriangleTable::TriangleOf(table_.Twin(half)),
+                              table_.IsConstrained(half));
+                    }
+                }
+            }
+        };
+        levels = CrossingLevels(table_.triangles.size(), outside, visitEdges);
     }
     std::vector<int> indices;
     indices.reserve(3 * table_.triangles.size());

@@ -63,14 +63,6 @@ private:
         {
             table.VisitLeaving(node, visit);
         }
-        template <class Visit>
-        void VisitNeighbors(int triangle, const Visit& visit) const
-        {
-            for (int k = 0; k < 3; ++k) {
-                const int half = TriangleTable::Half(triangle, k);
-                visit(TriangleTable::TriangleOf(table.Twin(half)), table.IsConstrained(half));
-            }
-        }
     };
 
     void InsertOpen(const Segment& segment);
