@@ -7,11 +7,11 @@
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 #include "trees/BoxHierarchy_Impl.h"
+#include "triangulation/CurveOrder_Impl.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <utility>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
@@ -23,9 +23,8 @@ using Hierarchy = Tree::Impl::BoxHierarchy<2, double>;
 
 constexpr double kBoxMargin = 1e-10;
 constexpr Math::Impl::ShortSegments kShort = Math::Impl::ShorterThan(1e-12);
-constexpr int kLeafSize = 2;
 constexpr std::size_t kMostCandidates = 32;
-constexpr std::size_t kPointsPerCell = 8;
+constexpr std::size_t kPointsPerCell = 16;
 
 Box GrownBox(const Segment& segment)
 {
@@ -36,17 +35,6 @@ Box GrownBox(const Segment& segment)
         box.max[axis] = high + kBoxMargin;
     }
     return box;
-}
-
-double SquaredDistance(const Box& box, const Box& other)
-{
-    double sum = 0;
-    for (int axis = 0; axis < 2; ++axis) {
-        const double gap =
-            std::max({box.min[axis] - other.max[axis], other.min[axis] - box.max[axis], 0.0});
-        sum += gap * gap;
-    }
-    return sum;
 }
 
 void Include(Box& box, const Vec2d& p)
@@ -60,8 +48,7 @@ void Include(Box& box, const Vec2d& p)
 /// The nearest so far of the segments whose boxes come near enough to a point.
 class Nearest {
 public:
-    Nearest(const Vec2d& point, double squaredRadius)
-        : point_(point), squaredRadius_(squaredRadius), best_{point, -1}
+    Nearest(const Vec2d& point, double squaredRadius) : point_(point), squaredRadius_(squaredRadius)
     {
     }
 
@@ -70,12 +57,10 @@ public:
         if (!(Tree::Impl::SquaredDistance(box, point_) < squaredRadius_)) {
             return;
         }
-        const Vec2d on =
-            Math::Impl::NearestOnSegment(segment.start, segment.end, point_, kShort);
-        const double squared = SquaredLength(on - point_);
-        if (best_.segment < 0 || squared < least_ ||
-            (squared == least_ && number < best_.segment)) {
-            best_ = {on, number};
+        const double squared =
+            Math::Impl::SquaredDistanceToSegment(segment.start, segment.end, point_, kShort);
+        if (best_ < 0 || squared < least_ || (squared == least_ && number < best_)) {
+            best_ = number;
             least_ = squared;
         }
     }
@@ -83,49 +68,85 @@ public:
     /// May a segment whose box is that far away be better?
     bool IsOpen(double squared) const
     {
-        return squared < squaredRadius_ && (best_.segment < 0 || squared <= least_);
+        return squared < squaredRadius_ && (best_ < 0 || squared <= least_);
     }
 
-    const NearestOnSegment& Best() const { return best_; }
+    int Best() const { return best_; }
 
 private:
     Vec2d point_;
     double squaredRadius_;
-    NearestOnSegment best_;
+    int best_ = -1;
     double least_ = 0;
 };
 
-/// Points by the cells of a square grid over their box.
-Math::Impl::Buckets<int, int> PointsByCell(const std::vector<Vec2d>& points)
+Box BoxAround(const std::vector<Vec2d>& points)
 {
     Box box;
     for (const Vec2d& p : points) {
         Include(box, p);
     }
+    return box;
+}
+
+/// Points by the cells of a square grid over their box.
+Math::Impl::Buckets<int, int> PointsByCell(const std::vector<Vec2d>& points)
+{
+    const Box box = BoxAround(points);
     const double side = std::sqrt(static_cast<double>(points.size()) / kPointsPerCell);
-    const std::size_t cellsPerAxis = static_cast<std::size_t>(side) + 1;
+    const int cellsPerAxis = static_cast<int>(side) + 1;
+    const Vec2d extent = box.max - box.min;
+    const Vec2d cellsPerUnit(side / extent.x(), side / extent.y());
     const auto cell = [&](const Vec2d& p, int axis) {
-        const double share = (p[axis] - box.min[axis]) / (box.max[axis] - box.min[axis]);
+        const double place = (p[axis] - box.min[axis]) * cellsPerUnit[axis];
         // In this form for what is no number, too.
-        const double place = share > 0 ? std::min(share, 1.0) * side : 0.0;
-        return std::min(static_cast<std::size_t>(place), cellsPerAxis - 1);
+        return place > 0 ? static_cast<int>(std::min(place, side)) : 0;
     };
-    return Math::Impl::NumbersInBuckets(
-        cellsPerAxis * cellsPerAxis, points.size(),
-        [&](std::size_t i) { return cell(points[i], 1) * cellsPerAxis + cell(points[i], 0); });
+    std::vector<int> cells(points.size());
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        cells[i] = cell(points[i], 1) * cellsPerAxis + cell(points[i], 0);
+    }
+    return Math::Impl::NumbersInBuckets(static_cast<std::size_t>(cellsPerAxis) *
+                                            static_cast<std::size_t>(cellsPerAxis),
+                                        points.size(), [&](std::size_t i) { return cells[i]; });
+}
+
+/// The segments' numbers along a space-filling curve through their middles: a hierarchy that halves
+/// such a list is nearly as good as one that looks for the best cuts, and made in a fraction of the
+/// time.
+std::vector<int> OrderAlongCurve(const std::vector<Box>& boxes)
+{
+    std::vector<Vec2d> middles;
+    middles.reserve(boxes.size());
+    for (const Box& box : boxes) {
+        middles.push_back(0.5 * (box.min + box.max));
+    }
+    std::vector<int> order;
+    order.reserve(boxes.size());
+    for (const HalfEdge::Impl::CurvePlace& place : HalfEdge::Impl::PlacesAlongCurve(middles)) {
+        order.push_back(place.point);
+    }
+    return order;
 }
 
 } // namespace
 
-std::vector<NearestOnSegment> NearestOnSegments(const std::vector<Segment>& segments,
-                                                const std::vector<Vec2d>& points, double radius)
+std::vector<int> NearestSegments(const std::vector<Segment>& segments,
+                                 const std::vector<Vec2d>& points, double radius)
 {
     std::vector<Box> boxes(segments.size());
     std::transform(segments.begin(), segments.end(), boxes.begin(), GrownBox);
-    const Hierarchy hierarchy(boxes, Tree::Impl::HierarchyCut::Area, kLeafSize);
+    const std::vector<int> order = OrderAlongCurve(boxes);
+    std::vector<Box> ordered;
+    ordered.reserve(boxes.size());
+    for (const int number : order) {
+        ordered.push_back(boxes[static_cast<std::size_t>(number)]);
+    }
+    const Hierarchy hierarchy(ordered, Tree::Impl::HierarchyCut::Order);
     const double squaredRadius = radius * radius;
+    const Vec2d reach(std::fabs(radius), std::fabs(radius));
     const auto cells = PointsByCell(points);
-    std::vector<NearestOnSegment> nearest(points.size());
+    std::vector<int> nearest(points.size());
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, cells.BucketCount(), [&](std::size_t from, std::size_t to) {
             std::vector<int> candidates;
@@ -135,13 +156,11 @@ std::vector<NearestOnSegment> NearestOnSegments(const std::vector<Segment>& segm
                     Include(around, points[static_cast<std::size_t>(i)]);
                 }
                 candidates.clear();
-                const auto isNear = [&](const Box& box) {
-                    return SquaredDistance(box, around) < squaredRadius;
-                };
-                const bool areMany = hierarchy.Visit(isNear, [&](int segment) {
-                    candidates.push_back(segment);
-                    return candidates.size() > kMostCandidates;
-                });
+                const bool areMany = hierarchy.VisitMeeting(
+                    {around.min - reach, around.max + reach}, [&](int place) {
+                        candidates.push_back(order[static_cast<std::size_t>(place)]);
+                        return candidates.size() > kMostCandidates;
+                    });
                 for (const int i : cells[cell]) {
                     const Vec2d& point = points[static_cast<std::size_t>(i)];
                     Nearest best(point, squaredRadius);
@@ -151,7 +170,8 @@ std::vector<NearestOnSegment> NearestOnSegments(const std::vector<Segment>& segm
                     };
                     if (areMany) {
                         hierarchy.VisitNearest(
-                            point, [&](double squared) { return best.IsOpen(squared); }, consider);
+                            point, [&](double squared) { return best.IsOpen(squared); },
+                            [&](int place) { consider(order[static_cast<std::size_t>(place)]); });
                     } else {
                         std::for_each(candidates.begin(), candidates.end(), consider);
                     }
@@ -160,6 +180,11 @@ std::vector<NearestOnSegment> NearestOnSegments(const std::vector<Segment>& segm
             }
         });
     return nearest;
+}
+
+Vec2d NearestOnSegment(const Segment& segment, const Vec2d& point)
+{
+    return Math::Impl::NearestOnSegment(segment.start, segment.end, point, kShort);
 }
 
 } // namespace Velk::Math::Sorvane::Mesh::Impl
