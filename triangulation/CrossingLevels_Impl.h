@@ -1,67 +1,78 @@
 // How many constraints lie between a triangle and the outside.
 #pragma once
 
-#include "mathbase/Buckets_Impl.h"
 #include "mathbase/DisjointSets_Impl.h"
+#include "mathbase/RadixSort_Impl.h"
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
-/// For each of `count` triangles the least number of constrained edges on a way from a triangle of
-/// `starts`, -1 where no way leads.
+/// For each triangle of a mesh the least number of constrained edges on a way from some triangle
+/// outside.
 ///
-/// visitEdges(visit) calls visit(triangle, other, constrained) once for each edge between two
-/// triangles. Triangles joined across free edges are one component; from the starts inwards each
-/// step crosses the constraints round the components of the step before. One pass over the edges in
-/// their order is a multiple faster than to walk from triangle to triangle. O(edges).
-template <class VisitEdges>
-std::vector<int> CrossingLevels(std::size_t count, const std::vector<int>& starts,
-                                const VisitEdges& visitEdges)
-{
-    Math::Impl::DisjointSets components(count);
-    std::vector<std::array<int, 2>> crossings;
-    visitEdges([&](int triangle, int other, bool constrained) {
-        if (constrained) {
-            crossings.push_back({triangle, other});
-        } else {
-            components.Join(triangle, other);
+/// Triangles joined across free edges are one component; from the outside inwards each step crosses
+/// the constraints round the components of the step before. One pass over the edges in their order
+/// is a multiple faster than to walk from triangle to triangle.
+class CrossingLevels {
+public:
+    /// Of `count` triangles. visitEdges(visit) calls visit(triangle, other, constrained) once for
+    /// each edge between two triangles; visitStarts(visit) calls visit(triangle) for those outside.
+    /// O(edges).
+    template <class VisitEdges, class VisitStarts>
+    CrossingLevels(std::size_t count, const VisitEdges& visitEdges, const VisitStarts& visitStarts)
+        : components_(count)
+    {
+        std::vector<std::pair<int, int>> crossings; // triangles, later components
+        visitEdges([&](int triangle, int other, bool constrained) {
+            if (constrained) {
+                crossings.emplace_back(triangle, other);
+                crossings.emplace_back(other, triangle);
+            } else {
+                components_.Join(triangle, other);
+            }
+        });
+        for (auto& [triangle, other] : crossings) {
+            triangle = components_.Find(triangle);
+            other = components_.Find(other);
         }
-    });
-    const Math::Impl::Buckets<int, int> beyond(count, [&](const auto& put) {
-        for (const auto& [triangle, other] : crossings) {
-            const int component = components.Find(triangle);
-            const int otherComponent = components.Find(other);
-            put(component, otherComponent);
-            put(otherComponent, component);
-        }
-    });
+        Math::Impl::StableSortByKey(crossings, [](const std::pair<int, int>& crossing) {
+            return static_cast<unsigned>(crossing.first);
+        });
 
-    std::vector<int> levels(count, -1);
-    const auto levelOf = [&](int triangle) -> int& {
-        return levels[static_cast<std::size_t>(triangle)];
-    };
-    std::vector<int> queue; // of components, each named by its lowest triangle
-    const auto enter = [&](int component, int level) {
-        if (levelOf(component) < 0) {
-            levelOf(component) = level;
-            queue.push_back(component);
+        levels_.assign(count, -1);
+        std::vector<int> queue; // of components
+        const auto enter = [&](int component, int level) {
+            if (LevelOf(component) < 0) {
+                LevelOf(component) = level;
+                queue.push_back(component);
+            }
+        };
+        visitStarts([&](int triangle) { enter(components_.Find(triangle), 0); });
+        for (std::size_t next = 0; next < queue.size(); ++next) {
+            const int component = queue[next];
+            const auto isBefore = [](const std::pair<int, int>& crossing, int sought) {
+                return crossing.first < sought;
+            };
+            auto beyond =
+                std::lower_bound(crossings.begin(), crossings.end(), component, isBefore);
+            for (; beyond != crossings.end() && beyond->first == component; ++beyond) {
+                enter(beyond->second, LevelOf(component) + 1);
+            }
         }
-    };
-    for (const int triangle : starts) {
-        enter(components.Find(triangle), 0);
     }
-    for (std::size_t next = 0; next < queue.size(); ++next) {
-        for (const int component : beyond[queue[next]]) {
-            enter(component, levelOf(queue[next]) + 1);
-        }
-    }
-    for (int triangle = 0; triangle < static_cast<int>(count); ++triangle) {
-        levelOf(triangle) = levelOf(components.Find(triangle));
-    }
-    return levels;
-}
+
+    /// -1 where no way leads.
+    int Of(int triangle) { return LevelOf(components_.Find(triangle)); }
+
+private:
+    int& LevelOf(int component) { return levels_[static_cast<std::size_t>(component)]; }
+
+    Math::Impl::DisjointSets components_; // named by their lowest triangles
+    std::vector<int> levels_;             // by component
+};
 
 } // namespace Velk::Math::Sorvane::HalfEdge::Impl

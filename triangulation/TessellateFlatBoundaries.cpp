@@ -152,7 +152,7 @@ std::vector<int> InsideTriangles(const PlaneGraph& graph, double floor)
     for (const auto& [start, end] : graph.constraints) {
         delaunay.InsertSegment(start, end);
     }
-    return delaunay.InsideTriangles();
+    return std::move(delaunay).InsideTriangles();
 }
 
 // --- coordinates of the caller's type -----------------------------------------------------------
