@@ -17,8 +17,8 @@ inline bool Tell(const Velk::Math::Sorvane::MeshUtils::MeshFileResult& result,
     return static_cast<bool>(result);
 }
 
-/// A mesh file of any form as a welded mesh: corners within `tolerance` on every axis are one point.
-/// False, and said why, when it can't be read.
+/// A mesh file of any form as a welded mesh: corners within `tolerance` on every axis are one
+/// point. False, and said why, when it can't be read.
 inline bool ReadWeldedPart(Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>& part,
                            const std::filesystem::path& path, double tolerance)
 {

@@ -46,8 +46,8 @@ private:
     std::FILE* file_;
 };
 
-/// What a program that draws to its standard output ends with: 0, or 1 and said so when not all of it
-/// could be written.
+/// What a program that draws to its standard output ends with: 0, or 1 and said so when not all of
+/// it could be written.
 inline int FinishStandardOutput()
 {
     const bool isWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;

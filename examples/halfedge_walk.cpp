@@ -2,12 +2,14 @@
 // a half-edge mesh and tells, for each piece, its boundary loops, Euler characteristic and genus,
 // and for the whole part the valences of its nodes.
 //
-//   halfedge_walk part.stl [tolerance [turned.stl]]
+//   halfedge_walk PART [tolerance [TURNED.stl]]
 //
 // Corners that differ by at most the tolerance (default 0: exact repeats) count as one point. With
-// a third argument the part is written there as it is after the turning.
+// a third argument the part is written there as it is after the turning. Exit codes: 0 done, 1 a
+// file can't be read or written, 2 wrong use.
 
-#include "StlInput.h"
+#include "Arguments.h"
+#include "PartFiles.h"
 
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
@@ -198,12 +200,13 @@ void Print(const std::vector<Piece>& pieces)
 
 int main(int argc, char** argv)
 {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: halfedge_walk part.stl [tolerance [turned.stl]]\n");
+    const auto tolerance = argc > 2 ? LengthOf(argv[2]) : std::optional(0.0);
+    if (argc < 2 || argc > 4 || !tolerance) {
+        std::fprintf(stderr, "usage: halfedge_walk PART [tolerance [TURNED.stl]]\n");
         return 2;
     }
     IndexedPart part;
-    if (!ReadWeldedStl(part, argv[1], argc > 2 ? std::atof(argv[2]) : 0.0)) {
+    if (!ReadWeldedPart(part, argv[1], *tolerance)) {
         return 1;
     }
 
@@ -213,8 +216,7 @@ int main(int argc, char** argv)
     std::printf("%zu points, %zu triangles in %zu pieces, %zu boundary edges\n", part.points.size(),
                 part.indices.size() / 3, components.size(), boundary);
     std::printf("%d triangles turned to run like the others of their piece\n", turned);
-    if (argc > 3 && !MeshUtils::WriteToBinarySTL(part.points, part.indices, argv[3])) {
-        std::fprintf(stderr, "%s: can't be written\n", argv[3]);
+    if (argc > 3 && !Tell(MeshUtils::WriteMesh(part, argv[3]), argv[3])) {
         return 1;
     }
 

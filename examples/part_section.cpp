@@ -12,8 +12,9 @@
 //   0 done
 //   1 a file can't be read or written, or nothing lies just above that height
 //   2 wrong use
-//   3 the section can't be trusted: an outline is open, or the fill has not the area that the outlines
-//     enclose. The mesh is not closed there, or its triangles don't all run alike, or it cuts itself.
+//   3 the section can't be trusted: an outline is open, or the fill has not the area that the
+//   outlines
+//     enclose. The mesh is not closed there, or it cuts itself.
 
 #include "Arguments.h"
 #include "PartFiles.h"
@@ -123,9 +124,9 @@ private:
 };
 
 // Neighboring triangles cut their common edge in the same point, bit for bit, so chords link
-// without a tolerance. A corner within `tolerance` of the height counts as lying at it, and as being
-// below what lies above: a triangle with two such corners gives their edge as its chord, and one that
-// lies in the plane gives none.
+// without a tolerance. A corner within `tolerance` of the height counts as lying at it, and as
+// being below what lies above: a triangle with two such corners gives their edge as its chord, and
+// one that lies in the plane gives none.
 std::vector<Chord> ChordsAtHeight(const Part& part, double height, double tolerance)
 {
     ChordSet chords;
@@ -146,15 +147,38 @@ std::vector<Chord> ChordsAtHeight(const Part& part, double height, double tolera
     return chords.Remaining();
 }
 
-// The area on the left of the chords, which need not be linked for that, relative to one of their
-// points so that no digits are lost far from the origin.
-double EnclosedArea(const std::vector<Chord>& chords)
+// Do as many chords begin as end at each point? They do where all triangles run alike.
+bool RunHeadToTail(const std::vector<Chord>& chords)
 {
-    double doubled = 0;
+    std::map<std::pair<double, double>, int> balance;
     for (const Chord& chord : chords) {
-        doubled += (chord.start - chords.front().start) ^ (chord.end - chords.front().start);
+        ++balance[{chord.start[0], chord.start[1]}];
+        --balance[{chord.end[0], chord.end[1]}];
     }
-    return doubled / 2;
+    return std::all_of(balance.begin(), balance.end(),
+                       [](const auto& point) { return point.second == 0; });
+}
+
+// The area on the left of the chords. Where they run head to tail they need not be linked for that;
+// where some triangles are turned it is that of the outlines as they were linked. Relative to one
+// of their points, so that no digits are lost far from the origin.
+double EnclosedArea(const std::vector<Chord>& chords,
+                    const std::vector<std::vector<Vec2d>>& outlines)
+{
+    const Vec2d origin = chords.front().start;
+    double doubled = 0;
+    if (RunHeadToTail(chords)) {
+        for (const Chord& chord : chords) {
+            doubled += (chord.start - origin) ^ (chord.end - origin);
+        }
+        return doubled / 2;
+    }
+    for (const std::vector<Vec2d>& outline : outlines) {
+        for (std::size_t i = 1; i < outline.size(); ++i) {
+            doubled += (outline[i - 1] - origin) ^ (outline[i] - origin);
+        }
+    }
+    return std::fabs(doubled) / 2; // which way it was linked does not matter
 }
 
 double Area(const Section& section)
@@ -169,8 +193,8 @@ double Area(const Section& section)
     return doubled / 2;
 }
 
-// Filling moves corners by rounding only, which changes the area by rounding times the length of the
-// outlines. What is wrong with a section is wrong by whole triangles.
+// Filling moves corners by rounding only, which changes the area by rounding times the length of
+// the outlines. What is wrong with a section is wrong by whole triangles.
 bool AreEqualAreas(double fill, double enclosed, const std::vector<Chord>& chords)
 {
     constexpr double kRounding = 1e-9; // of the size of the section
@@ -261,7 +285,7 @@ int main(int argc, char** argv)
     std::printf("%zu outlines at height %.9g, %zu of them open\n", outlines.size(), height, open);
     const Section section = Mesh::TessellateFlatBoundaries(outlines);
     const double fill = Area(section);
-    const double enclosed = EnclosedArea(chords);
+    const double enclosed = EnclosedArea(chords, outlines);
     std::printf("%zu triangles, area %.9g\n", section.indices.size() / 3, fill);
     if (!options->svg.empty() && !WriteSvg(section, outlines, options->svg)) {
         return kFailed;

@@ -81,7 +81,7 @@ struct SORVANE_API MeshFileResult {
 };
 
 /// The result as half an English sentence to stand behind the file's name and a colon, such as
-/// "binary STL cut short: 5084 bytes announced, 3000 there". A success has words too.
+/// "binary STL cut short: 5084 bytes announced, 3000 there". Of a success it is the form alone.
 SORVANE_API std::string MeshFileText(const MeshFileResult& result);
 
 /// Reads an ASCII STL, a binary STL or a TIPC file, told apart by content and size; the name is not

@@ -35,6 +35,7 @@ TEST(MeshFileText, EveryErrorHasWordsOfItsOwn)
 
 TEST(MeshFileText, NamesTheFormAndThePlace)
 {
+    EXPECT_EQ(MeshFileText(Result(MeshFileError::None, MeshFileForm::BinaryStl, 0)), "binary STL");
     EXPECT_EQ(MeshFileText(Result(MeshFileError::Malformed, MeshFileForm::AsciiStl, 12)),
               "ASCII STL with an error in line 12");
     EXPECT_EQ(MeshFileText(Result(MeshFileError::CutShort, MeshFileForm::AsciiStl, 9)),
