@@ -49,7 +49,7 @@ std::string MeshFileText(const MeshFileResult& result)
     const std::string place = std::to_string(result.place);
     switch (result.error) {
     case MeshFileError::None:
-        return form + " read or written";
+        return form;
     case MeshFileError::NoSuchFile:
         return "there is no such file";
     case MeshFileError::NoSuchFolder:

@@ -87,8 +87,11 @@ MeshFileLooks LooksOf(std::span<const std::byte> head)
         const auto count = LoadLittleEndian<std::uint32_t>(head.data() + kStlHeaderBytes);
         looks.hasStlCount = true;
         looks.stlBytes = kStlFrontBytes + std::uint64_t{kStlRecordBytes} * count;
-        // Normal and corners of the first triangle, as far as they are there.
-        looks.isPlausibleStl = true;
+        // Neither text, which is without zeros, nor nothing but zeros; and normal and corners of
+        // the first triangle are usual numbers, as far as they are there.
+        const std::size_t zeros = static_cast<std::size_t>(
+            std::count(head.begin() + kStlHeaderBytes, head.end(), std::byte{0}));
+        looks.isPlausibleStl = zeros > 0 && zeros < head.size() - kStlHeaderBytes;
         for (std::size_t i = 0; i < 12; ++i) {
             const std::size_t at = kStlFrontBytes + i * sizeof(float);
             looks.isPlausibleStl =

@@ -418,20 +418,9 @@ void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
     if (!Intersect::Impl::IsRayDirection(direction)) {
         return;
     }
-    // The line's point next to the root's center, and from there back by twice the diagonal of the
-    // loose root: a ray from there meets whatever the line meets.
-    const T squaredLength = direction * direction;
-    const T nearest = squaredLength > kSquaredLengthFloor<T>
-                          ? ((root_.center - origin) * direction) / squaredLength
-                          : T{0};
-    const T halfDiagonal = std::sqrt(T{D}) * root_.halfSize * (T{1} + root_.slack);
-    const T back = T{4} * halfDiagonal / std::sqrt(squaredLength);
-    const VecBase<D, T> start = (origin + direction * nearest) - direction * back;
-
-    T distance{0};
-    const auto meets = [&](const Box& box) {
-        return Intersect::Impl::RayMeetsBox(start, direction, box.min, box.max, distance);
-    };
+    const Intersect::Impl::LineBoxTest<D, T> line(origin, direction, root_.contentBox.min,
+                                                  root_.contentBox.max, T{0});
+    const auto meets = [&](const Box& box) { return line.Meets(box.min, box.max); };
     VisitCandidates(
         meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); }, sink);
 }

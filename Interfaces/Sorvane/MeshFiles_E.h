@@ -58,7 +58,7 @@ enum class MeshFileError {
 
 /// What `ReadMesh` and `WriteMesh` answer. True when it was done.
 struct SORVANE_API MeshFileResult {
-    MeshFileError error = MeshFileError::None;
+    MeshFileError error = MeshFileError::None; ///< what went wrong
 
     /// The form, as far as it could be told.
     MeshFileForm form = MeshFileForm::Unknown;
@@ -75,12 +75,13 @@ struct SORVANE_API MeshFileResult {
     /// What the system said, where it was the system that failed.
     std::error_code system;
 
+    /// True when it was done.
     explicit operator bool() const { return error == MeshFileError::None; }
     friend bool operator==(const MeshFileResult&, const MeshFileResult&) = default;
 };
 
 /// The result as half an English sentence to stand behind the file's name and a colon, such as
-/// "binary STL cut short: 5084 bytes announced, 3000 there". A success has words too.
+/// "binary STL cut short: 5084 bytes announced, 3000 there". Of a success it is the form alone.
 SORVANE_API std::string MeshFileText(const MeshFileResult& result);
 
 /// Reads an ASCII STL, a binary STL or a TIPC file, told apart by content and size; the name is not
