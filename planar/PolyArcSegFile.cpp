@@ -109,16 +109,26 @@ void WriteElement(std::ostream& stream, const Geometry::ArcBase<double>& arc)
 
 PolyArcSegBase<double> Impl::ReadChain(std::istream& stream)
 {
-    stream.imbue(std::locale::classic());
+    PolyArcSegBase<double> chain;
     int count = 0;
-    stream >> count;
+    try {
+        // A stream keeps to itself what is thrown inside its operators and only calls itself bad;
+        // memory that ran out in the middle of a number would then be the end of a shorter chain.
+        // With this it throws on.
+        stream.exceptions(std::ios_base::badbit);
+        stream.imbue(std::locale::classic());
+        stream >> count;
+        if (count >= 1) {
+            chain.tolerance = ReadTolerance(stream);
+            ReadElements(stream, count, chain);
+        }
+    } catch (const std::ios_base::failure&) {
+        // A device that can't be read any further: an end like that of the file.
+    }
     if (count < 1) {
         Report(kNoElements);
         return {};
     }
-    PolyArcSegBase<double> chain;
-    chain.tolerance = ReadTolerance(stream);
-    ReadElements(stream, count, chain);
     if (chain.elements.size() != static_cast<std::size_t>(count)) {
         Report(kWrongCount);
     }
