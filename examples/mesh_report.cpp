@@ -174,15 +174,14 @@ int PrintDefects(const Findings& findings, const Report& report)
     if (const std::size_t count = findings.boundaryEdges.size(); count > 0) {
         ++kinds;
         const std::size_t chains = ChainCount(findings.boundaryEdges);
-        std::printf(
-            "OPEN          %zu edge%s a triangle on one side only: %zu hole%s or crack%s; the "
-            "volume means nothing\n",
-            count, count == 1 ? " has" : "s have", chains, Plural(chains), Plural(chains));
+        std::printf("OPEN          %zu edge%s only one triangle: %zu hole%s or crack%s; the "
+                    "volume means nothing\n",
+                    count, count == 1 ? " has" : "s have", chains, Plural(chains), Plural(chains));
         PrintEdges(findings, findings.boundaryEdges);
         const auto gaps =
             Sorvane::MeshUtils::CheckGaps(findings.mesh.points, findings.mesh.indices);
         if (!gaps.invalidMesh && gaps.gap > 0 && gaps.gap < 1e154) {
-            std::printf("              the open pieces lie up to %.6g apart\n", gaps.gap);
+            std::printf("              the open components lie up to %.6g apart\n", gaps.gap);
         }
     }
     if (const std::size_t count = findings.crowdedEdges.size(); count > 0) {
