@@ -182,7 +182,7 @@ int PrintDefects(const Findings& findings, const Report& report)
         const auto gaps =
             Sorvane::MeshUtils::CheckGaps(findings.mesh.points, findings.mesh.indices);
         if (!gaps.invalidMesh && gaps.gap > 0 && gaps.gap < 1e154) {
-            std::printf("              the open pieces lie up to %.6g apart\n", gaps.gap);
+            std::printf("              the open components lie up to %.6g apart\n", gaps.gap);
         }
     }
     if (const std::size_t count = findings.crowdedEdges.size(); count > 0) {

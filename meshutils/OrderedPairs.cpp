@@ -1,4 +1,4 @@
-// Directed pairs of node numbers: edges of triangles, cancelling, chaining. All three take time
+// Directed pairs of node numbers: edges of triangles, canceling, chaining. All three take time
 // linear in the number of pairs.
 
 #include <Sorvane/OrderedPairs_E.h>

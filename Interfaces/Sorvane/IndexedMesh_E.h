@@ -205,8 +205,8 @@ namespace Velk::Math::Sorvane {
 /// The rings of points: ring 0 is the profile, each further ring the ring before it turned by 2 pi / n,
 /// right-handed about the axis, with n >= 1 rings such that the chord at the profile's greatest radius
 /// stays within `tolerance` (`Geometry::AngleStep`). Each turn maps p to rotation (p - c - c) + c for
-/// the axis point c: the ordinary rotation for an axis through the origin, and a ring that walks away
-/// for any other. Point i of ring r has the number r m + i, m being the size of the profile.
+/// the axis point c: the ordinary rotation for an axis through the origin; for any other axis each
+/// ring is shifted besides. Point i of ring r has the number r m + i, m being the size of the profile.
 ///
 /// For each range (first, last) of profile points, last clipped to the profile, and each ring b with the
 /// ring q before it (the last one before ring 0), each step j of the profile gives the triangles

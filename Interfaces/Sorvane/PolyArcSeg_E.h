@@ -45,8 +45,8 @@ std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>& chain,
 /// A joint counts to the earlier element. Within the floor of an element's start or end (a length, or a
 /// fraction of that element with `normalized`) the point is the start or end itself, bit for bit. False,
 /// with the origin in `point`, for an empty chain, a parameter outside the chain or NaN; also for one
-/// that can't be told from a joint otherwise: it is farther from it than the floor, but the piece
-/// between them would be no longer than the floor or than the rounding of the running length. O(n).
+/// that is farther than the floor from a joint, where the stretch between the two would nevertheless be no
+/// longer than the floor or than the rounding of the running length. O(n).
 template <class T>
 bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, bool normalized,
                                   VecBase<2, T>& point);

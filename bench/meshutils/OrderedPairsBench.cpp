@@ -1,4 +1,4 @@
-// Directed pairs of a grid of triangles: listing, cancelling, and chaining of long and of many
+// Directed pairs of a grid of triangles: listing, canceling, and chaining of long and of many
 // loops.
 
 #include <Sorvane/OrderedPairs_E.h>

@@ -120,8 +120,8 @@ template <int N, class T> struct SORVANE_API VecBase {
         return *this;
     }
 
-    /// A divisor that equals 0 makes every component a quiet NaN (for integers, which have none, 0):
-    /// no fault, and no component that looks usable.
+    /// Every component divided by the divisor. One that equals 0 makes them all quiet NaN, or 0 for
+    /// integers, which have none: nothing traps, and no component looks usable.
     constexpr VecBase& operator/=(T divisor)
     {
         if (divisor == T{0}) {

@@ -73,7 +73,7 @@ template <class T> T Length(const std::vector<VecBase<2, T>>& polyline);
 
 /// Area inside a closed loop of the plane, positive for counter-clockwise; the closing edge is implied,
 /// and a repeated first point changes nothing. 0 for fewer than three points. Shoelace formula about
-/// the first point, so that distance from the origin costs no digits.
+/// the first point, so that a loop far from the origin loses no digits.
 template <class T> T SignedArea(const std::vector<VecBase<2, T>>& loop);
 
 /// Weights u, v, w of `a`, `b`, `c` for `p`: p = u a + v b + w c and u + v + w = 1; in space `p` is
