@@ -220,7 +220,7 @@ ArcHits IntersectArc(const Arc<T>& arc, const Vec2d& s0, const Vec2d& s1, bool b
         return {}; // no line to speak of
     }
     if (arcIsPoint) {
-        const Vec2d nearest = boundedSegment ? NearestOnSegment(arc.start, s0, s1)
+        const Vec2d nearest = boundedSegment ? NearestOnSegment(s0, s1, arc.start, kPointsAreShort)
                                              : Chord(s0, s1, arc.start, false).foot;
         return PointHit(Vector::Length(nearest - arc.start) <= tolerance, {arc.start, 0.0});
     }

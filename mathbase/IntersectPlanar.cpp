@@ -236,7 +236,7 @@ bool PointInOrOnTriangle(const VecBase<2, T>& a, const VecBase<2, T>& b, const V
         return true;
     }
     for (std::size_t i = 0; i < 3; ++i) {
-        const Vec2d nearest = NearestOnSegment(p, corner[i], corner[(i + 1) % 3]);
+        const Vec2d nearest = NearestOnSegment(corner[i], corner[(i + 1) % 3], p, kPointsAreShort);
         if (Vector::Length(p - nearest) <= reach) {
             return true;
         }

@@ -10,7 +10,8 @@
 
 #include "foundation/EdgeUses_Impl.h"
 #include "mathbase/Parallel_Impl.h"
-#include "meshreport/SegmentDistance_Impl.h"
+#include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,6 +24,9 @@
 namespace Velk::Math::Sorvane::MeshUtils {
 namespace {
 
+using Math::Impl::IsFinite;
+using Math::Impl::kShortByFloor;
+using Math::Impl::SquaredDistanceToSegment;
 using Sorvane::Impl::EdgeUse;
 using Sorvane::Impl::EdgeUses;
 
@@ -161,9 +165,13 @@ std::vector<int> DegenerateTriangles(const WeldedMesh<T>& welded, T tolerance)
             return true;
         }
         const std::array<Vec3d, 3> p = welded.Corners(t);
+        if (!IsFinite(p[0]) || !IsFinite(p[1]) || !IsFinite(p[2])) {
+            return false; // it has no heights
+        }
         const auto isFlatAt = [&](const Vec3d& apex, const Vec3d& a, const Vec3d& b) {
             // Distances, not squares: twice a negative tolerance is below any height.
-            return std::sqrt(Impl::SquaredSegmentDistance(apex, a, b)) <= leastHeight;
+            return std::sqrt(SquaredDistanceToSegment(a, b, apex, kShortByFloor<double>)) <=
+                   leastHeight;
         };
         return isFlatAt(p[0], p[1], p[2]) || isFlatAt(p[1], p[2], p[0]) ||
                isFlatAt(p[2], p[0], p[1]);

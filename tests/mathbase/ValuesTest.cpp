@@ -92,7 +92,7 @@ TYPED_TEST(Values, WideningAndBackChangesNothing)
 }
 
 // Some compilers take a conversion to float and back for no conversion at all when they handle two
-// components at once; ours are compiled so that it does not happen.
+// components at once, which vectors keep them from.
 TEST(NarrowedValues, AreRoundedAlsoWhenTheyAreWidenedAgain)
 {
     ::Test::Random random(2);
