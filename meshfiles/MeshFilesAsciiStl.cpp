@@ -465,7 +465,7 @@ MeshFileResult ReadAsciiSolids(ByteReader& file, std::vector<VecBase<3, T>>& poi
             result.error == MeshFileError::NotFinite ? points.size() - 1 : progress.linesBefore + 1;
     } else if (progress.due != Line::Solid) {
         result.error = MeshFileError::CutShort;
-        result.place = progress.linesBefore + 1;
+        result.place = std::max<std::uint64_t>(progress.linesBefore, 1); // the last line
     } else if (points.empty()) {
         result.error = MeshFileError::NoTriangles;
     }

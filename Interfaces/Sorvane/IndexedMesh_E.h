@@ -179,7 +179,8 @@ template <int D, class T> void Append(TriangleSoup<D, T>& soup, const TriangleSo
 
 /// Adds the points and triangles of `other`, without merging: its indices move up by the number of
 /// points that were there. No effect when both are the same object or `other` has no points or no
-/// indices; a mesh without both becomes a copy of `other`. Amortized O(size of `other`).
+/// indices; a mesh without both becomes a copy of `other`. Where memory runs out the mesh is as it was.
+/// Amortized O(size of `other`).
 template <int D, class T>
 void Append(IndexedPointsBase<D, T>& mesh, const IndexedPointsBase<D, T>& other);
 

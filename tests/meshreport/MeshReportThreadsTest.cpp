@@ -37,7 +37,7 @@ TEST(MeshReportThreads, SameBitsOnAnyNumber)
             break; // a long spike, folded here and there
         default:
             soup.push_back(soup[t]);
-            break; // three sides on each edge
+            break; // three slots on each edge
         }
     }
     const MeshReport<double> reference = ReportOf(soup, 1);
