@@ -69,7 +69,9 @@ public:
 
     HMesh() = default;
     HMesh(const HMesh&) = default;
+    /// Takes over what `other` holds and leaves it empty.
     HMesh(HMesh&& other) : HMesh() { SwapContents(other); }
+    /// As `Assign`: a copy, or all that `other` holds, which is empty then.
     HMesh& operator=(const HMesh& other)
     {
         HMesh::Assign(other);
