@@ -5,7 +5,7 @@
 
 #include "tests/bounding/BallOracle.h"
 #include "tests/bounding/BoundingForms.h"
-#include "tests/bounding/PointSets.h"
+#include "tests/support/PointSets.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>

@@ -2,7 +2,7 @@
 
 #include <Sorvane/PolyArcSeg_E.h>
 
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/planar/ChainSupport.h"
 #include "tests/support/FailingAllocation.h"
 

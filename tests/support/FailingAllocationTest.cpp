@@ -10,8 +10,8 @@
 
 namespace {
 
-using Test::FailEachAllocation;
-using Test::FailingAllocation;
+using Support::FailEachAllocation;
+using Support::FailingAllocation;
 
 struct alignas(256) Aligned {
     char byte = 0;
@@ -68,9 +68,9 @@ TEST(FailingAllocation, EndsWithItsObject)
     {
         const FailingAllocation failure(1);
     }
-    const std::size_t before = ::Test::AllocationCount();
+    const std::size_t before = Support::AllocationCount();
     const auto number = std::make_unique<int>(5);
-    EXPECT_EQ(::Test::AllocationCount(), before + 1);
+    EXPECT_EQ(Support::AllocationCount(), before + 1);
     EXPECT_EQ(*number, 5);
 }
 
