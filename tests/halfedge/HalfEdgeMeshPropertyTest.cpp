@@ -779,7 +779,7 @@ TEST_P(HalfEdgeWeldedParts, EditsAtPinchesKeepTheTopology)
 {
     const auto path = ::Test::SharedData(GetParam().file);
     SORVANE_NEED_DATA(path);
-    IndexedMesh part = ::Test::WeldedStl<double>(path);
+    IndexedMesh part = Support::WeldedStl<double>(path);
     Velk::Math::Sorvane::Mesh::FilterForUniqueness(part, GetParam().tolerance);
     Triangles mesh;
     mesh.LoadIndexedPoints(part);
