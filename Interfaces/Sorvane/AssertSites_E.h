@@ -10,8 +10,11 @@ namespace Velk::Math::Sorvane::AssertSites {
 
 /// One place, as a handler receives it.
 struct AssertSite {
+    /// Name of a source, without a folder.
     const char* sourceFile = "";
+    /// The line that stands for this place, whatever line of its file it is on.
     int line = 0;
+    /// Full name of the function.
     const char* function = "";
 };
 
