@@ -571,11 +571,13 @@ template <class T>
 bool ReadFromASCIISTL(std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
                       const std::filesystem::path& path)
 {
-    points.clear();
-    indices.clear();
+    Impl::ClearedOutputs outputs(points, indices);
     Impl::ByteReader file(path);
-    return file.IsOpen() && Impl::ReadAsciiStl(file, points, indices, Impl::kAsciiBlockBytes,
-                                               Impl::kAsciiPieceBytes);
+    const bool isRead =
+        file.IsOpen() &&
+        Impl::ReadAsciiStl(file, points, indices, Impl::kAsciiBlockBytes, Impl::kAsciiPieceBytes);
+    outputs.Keep(); // also what was read before an error in the file
+    return isRead;
 }
 
 template <class T>
