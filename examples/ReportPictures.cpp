@@ -205,7 +205,7 @@ struct LooseMesh : Sorvane::Mesh::IndexedPointsBase<3, double> {
         }
     }
 
-    /// Three sides along a-b, open at the ends.
+    /// A prism of three faces along a-b, open at the ends.
     void AddRod(const Vec3d& a, const Vec3d& b, double radius)
     {
         const Vec3d along = Normalized(b - a, 0.0);

@@ -164,8 +164,8 @@ std::vector<Component> MeasureComponents(const Mesh3& mesh)
         componentOf(edge->node).edges += e % 2 == 0 ? 1 : 0;
         if (mesh.IsBoundaryEdge(e, false) && !isSeen[static_cast<std::size_t>(e)]) {
             const std::vector<int> loop = mesh.EdgeLoop(e);
-            for (const int side : loop) {
-                isSeen[static_cast<std::size_t>(side)] = true;
+            for (const int halfEdge : loop) {
+                isSeen[static_cast<std::size_t>(halfEdge)] = true;
             }
             componentOf(edge->node).loops.push_back(static_cast<int>(loop.size()));
         }

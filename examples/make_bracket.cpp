@@ -235,10 +235,13 @@ int main(int argc, char** argv)
     }
     namespace Files = Velk::Math::Sorvane::MeshUtils;
     const Mesh bracket = MakeBracket();
+    // In `float` both files hold the same numbers, all digits of them.
+    const Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, float> rounded{
+        {bracket.points.begin(), bracket.points.end()}, bracket.indices};
     const auto binary = folder / "bracket.stl";
     const auto ascii = folder / "bracket_ascii.stl";
     const bool areWritten =
-        Tell(Files::WriteMesh(bracket, binary), binary) &&
-        Tell(Files::WriteMesh(bracket, ascii, Files::MeshFileForm::AsciiStl), ascii);
+        Tell(Files::WriteMesh(rounded, binary), binary) &&
+        Tell(Files::WriteMesh(rounded, ascii, Files::MeshFileForm::AsciiStl), ascii);
     return areWritten ? 0 : 1;
 }

@@ -115,10 +115,10 @@ struct SurfaceCells {
         }
         ++countAtDepth[depth];
         if (depth == deepest) {
-            const unsigned int side = 1u
-                                      << (21 - depth); // of the cell, on the curve's integer grid
+            const unsigned int width = 1u
+                                       << (21 - depth); // of the cell, on the curve's integer grid
             codes.push_back(
-                Tree::MortonCurve::Encode3D(cell[0] * side, cell[1] * side, cell[2] * side));
+                Tree::MortonCurve::Encode3D(cell[0] * width, cell[1] * width, cell[2] * width));
             return;
         }
         for (unsigned int child = 0; child < 8; ++child) {

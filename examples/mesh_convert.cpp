@@ -110,7 +110,7 @@ std::optional<PartMesh> ReadAndWeld(const Options& options)
     return mesh;
 }
 
-/// Extent, area, volume, and how many sides of triangles have no partner that runs the other way.
+/// Extent, area, volume, and how many edges are not run as often one way as the other.
 void Measure(const char* when, const PartMesh& mesh)
 {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -134,19 +134,19 @@ void Measure(const char* when, const PartMesh& mesh)
         const Vec3d c = mesh.points[static_cast<std::size_t>(corner[2])] - low;
         area += Vector::Length((b - a) ^ (c - a)) / 2;
         volume += (a ^ b) * c / 6;
-        for (int side = 0; side < 3; ++side) {
-            const int from = corner[side];
-            const int to = corner[(side + 1) % 3];
+        for (int k = 0; k < 3; ++k) {
+            const int from = corner[k];
+            const int to = corner[(k + 1) % 3];
             balance[std::minmax(from, to)] += from < to ? 1 : -1;
         }
     }
     const auto open = std::count_if(balance.begin(), balance.end(),
-                                    [](const auto& side) { return side.second != 0; });
+                                    [](const auto& edge) { return edge.second != 0; });
 
     std::printf("%-9s box (%.6g, %.6g, %.6g) to (%.6g, %.6g, %.6g)\n", when, low.x(), low.y(),
                 low.z(), high.x(), high.y(), high.z());
     std::printf("          area %.9g, volume %.9g, %s\n", area, volume,
-                open == 0 ? "closed" : (std::to_string(open) + " unmatched sides").c_str());
+                open == 0 ? "closed" : (std::to_string(open) + " unmatched edges").c_str());
 }
 
 void Move(PartMesh& mesh, const Options& options)

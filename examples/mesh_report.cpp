@@ -174,10 +174,9 @@ int PrintDefects(const Findings& findings, const Report& report)
     if (const std::size_t count = findings.boundaryEdges.size(); count > 0) {
         ++kinds;
         const std::size_t chains = ChainCount(findings.boundaryEdges);
-        std::printf(
-            "OPEN          %zu edge%s a triangle on one side only: %zu hole%s or crack%s; the "
-            "volume means nothing\n",
-            count, count == 1 ? " has" : "s have", chains, Plural(chains), Plural(chains));
+        std::printf("OPEN          %zu edge%s only one triangle: %zu hole%s or crack%s; the "
+                    "volume means nothing\n",
+                    count, count == 1 ? " has" : "s have", chains, Plural(chains), Plural(chains));
         PrintEdges(findings, findings.boundaryEdges);
         const auto gaps =
             Sorvane::MeshUtils::CheckGaps(findings.mesh.points, findings.mesh.indices);

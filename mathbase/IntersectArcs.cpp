@@ -46,7 +46,8 @@ struct Arc {
         return wrapped < kTwoPi<double> ? wrapped : 0.0;
     }
 
-    double Fraction(double angle) const { return std::min(angle / sweep, 1.0); }
+    /// The sweep of a denormal length may vanish.
+    double Fraction(double angle) const { return sweep > 0.0 ? std::min(angle / sweep, 1.0) : 0.0; }
 };
 
 struct ArcPlace {

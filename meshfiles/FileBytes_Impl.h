@@ -269,8 +269,10 @@ void WriteItems(ByteWriter& file, std::size_t itemCount, std::size_t maximalByte
                 std::make_unique_for_overwrite<Char[]>(formatting->partCount * partBytes);
         }
         // The last task is the writing, so that the task library hands it to the helping thread.
+        // At first there is nothing to write, and a small file takes no other thread.
         Parallel::Impl::ApplyParallel(
-            std::size_t{0}, formatting->partCount + 1, [&](std::size_t task) {
+            std::size_t{0}, formatting->partCount + (writing->partCount > 0 ? 1 : 0),
+            [&](std::size_t task) {
                 task < formatting->partCount ? formatPart(firstPart + task, task) : writeBatch();
             });
         std::swap(writing, formatting);

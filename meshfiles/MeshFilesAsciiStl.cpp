@@ -465,7 +465,7 @@ MeshFileResult ReadAsciiSolids(ByteReader& file, std::vector<VecBase<3, T>>& poi
             result.error == MeshFileError::NotFinite ? points.size() - 1 : progress.linesBefore + 1;
     } else if (progress.due != Line::Solid) {
         result.error = MeshFileError::CutShort;
-        result.place = progress.linesBefore + 1;
+        result.place = std::max<std::uint64_t>(progress.linesBefore, 1); // the last line
     } else if (points.empty()) {
         result.error = MeshFileError::NoTriangles;
     }
@@ -571,11 +571,13 @@ template <class T>
 bool ReadFromASCIISTL(std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
                       const std::filesystem::path& path)
 {
-    points.clear();
-    indices.clear();
+    Impl::ClearedOutputs outputs(points, indices);
     Impl::ByteReader file(path);
-    return file.IsOpen() && Impl::ReadAsciiStl(file, points, indices, Impl::kAsciiBlockBytes,
-                                               Impl::kAsciiPieceBytes);
+    const bool isRead =
+        file.IsOpen() &&
+        Impl::ReadAsciiStl(file, points, indices, Impl::kAsciiBlockBytes, Impl::kAsciiPieceBytes);
+    outputs.Keep(); // also what was read before an error in the file
+    return isRead;
 }
 
 template <class T>

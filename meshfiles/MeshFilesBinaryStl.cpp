@@ -108,10 +108,11 @@ template <class T>
 bool ReadFromBinarySTL(std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
                        const std::filesystem::path& path)
 {
-    points.clear();
-    indices.clear();
+    Impl::ClearedOutputs outputs(points, indices);
     Impl::ByteReader file(path);
-    return file.IsOpen() && Impl::ReadBinaryStl(file, points);
+    const bool isRead = file.IsOpen() && Impl::ReadBinaryStl(file, points);
+    outputs.Keep();
+    return isRead;
 }
 
 template <class T>

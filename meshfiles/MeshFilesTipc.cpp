@@ -118,12 +118,12 @@ bool ReadFromTIPC(std::vector<VecBase<3, double>>& points, std::vector<int>& ind
                   std::vector<unsigned long long>& vertexTags,
                   std::vector<unsigned long long>& triangleTags, std::string fileName)
 {
-    points.clear();
-    indices.clear();
-    vertexTags.clear();
-    triangleTags.clear();
+    Impl::ClearedOutputs outputs(points, indices, vertexTags, triangleTags);
     Impl::ByteReader file(fileName);
-    return file.IsOpen() && Impl::ReadTipc(file, points, indices, vertexTags, triangleTags);
+    const bool isRead =
+        file.IsOpen() && Impl::ReadTipc(file, points, indices, vertexTags, triangleTags);
+    outputs.Keep();
+    return isRead;
 }
 
 bool ReadFromTIPC(std::vector<VecBase<3, double>>& points, std::vector<int>& indices,

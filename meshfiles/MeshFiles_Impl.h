@@ -8,9 +8,37 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 namespace Velk::Math::Sorvane::MeshUtils::Impl {
+
+/// Clears the output vectors of a reader, and once more at the end unless they are to be kept: an
+/// exception that passes leaves nothing half read behind.
+template <class... Vectors>
+class ClearedOutputs {
+public:
+    explicit ClearedOutputs(Vectors&... vectors) : vectors_(vectors...) { Clear(); }
+    ~ClearedOutputs()
+    {
+        if (!areKept_) {
+            Clear();
+        }
+    }
+    ClearedOutputs(const ClearedOutputs&) = delete;
+    ClearedOutputs& operator=(const ClearedOutputs&) = delete;
+
+    void Keep() { areKept_ = true; }
+
+private:
+    void Clear()
+    {
+        std::apply([](auto&... vectors) { (vectors.clear(), ...); }, vectors_);
+    }
+
+    std::tuple<Vectors&...> vectors_;
+    bool areKept_ = false;
+};
 
 /// See `ReadFromASCIISTL`. The text is read in blocks of about `blockBytes`, and each block is
 /// parsed in pieces of about `pieceBytes` side by side; neither has an influence on the result.

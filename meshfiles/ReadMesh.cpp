@@ -22,7 +22,6 @@
 #include <memory>
 #include <span>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 
 namespace Velk::Math::Sorvane::MeshUtils {
@@ -415,17 +414,21 @@ BlockOutcome ReadItems(const ByteReader& file, std::uint64_t offset, std::size_t
         const std::size_t first = items.size();
         BlockOutcome reading;
         BlockOutcome checking;
-        Parallel::Impl::ApplyParallel(0, first > checkedCount ? 2 : 1, [&](int task) {
-            if (task == 1) {
-                checking = checked(checkedCount, first);
-            } else if (first < count) {
-                items.resize(std::min(first + kBlockBytes / sizeof(Item), count));
-                const std::span<Item> block = std::span(items).subspan(first);
-                reading = ReadBytes(file, offset + sizeof(Item) * std::uint64_t{first},
-                                    block.data(), block.size_bytes());
-                ExchangeOrder<Scalar>(block);
-            }
-        });
+        const auto readNext = [&] {
+            items.resize(std::min(first + kBlockBytes / sizeof(Item), count));
+            const std::span<Item> block = std::span(items).subspan(first);
+            reading = ReadBytes(file, offset + sizeof(Item) * std::uint64_t{first}, block.data(),
+                                block.size_bytes());
+            ExchangeOrder<Scalar>(block);
+        };
+        const auto checkLast = [&] { checking = checked(checkedCount, first); };
+        if (first == checkedCount) {
+            readNext();
+        } else if (first == count) {
+            checkLast();
+        } else {
+            Parallel::Impl::ApplyInvoke(readNext, checkLast);
+        }
         checkedCount = first;
         for (const BlockOutcome& outcome : {checking, reading}) {
             if (outcome.error != MeshFileError::None) {
@@ -710,45 +713,27 @@ SORVANE_INSTANTIATE(double)
 
 namespace {
 
-/// Empties the outputs at the end unless what was read is whole, also when an exception passes.
-template <class... Vectors>
-class EmptyUnlessWhole {
-public:
-    explicit EmptyUnlessWhole(Vectors&... vectors) : vectors_(vectors...) { Clear(); }
-    ~EmptyUnlessWhole()
-    {
-        if (!isWhole_) {
-            Clear();
-        }
+/// Keeps the outputs of what was read as a whole.
+template <class Outputs>
+MeshFileResult Judged(const MeshFileResult& result, Outputs& outputs)
+{
+    if (result) {
+        outputs.Keep();
     }
-    EmptyUnlessWhole(const EmptyUnlessWhole&) = delete;
-    EmptyUnlessWhole& operator=(const EmptyUnlessWhole&) = delete;
-
-    MeshFileResult Judge(MeshFileResult result)
-    {
-        isWhole_ = static_cast<bool>(result);
-        return result;
-    }
-
-private:
-    void Clear()
-    {
-        std::apply([](auto&... vectors) { (vectors.clear(), ...); }, vectors_);
-    }
-
-    std::tuple<Vectors&...> vectors_;
-    bool isWhole_ = false;
-};
+    return result;
+}
 
 } // namespace
 
 template <class T>
 MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh, const std::filesystem::path& path)
 {
-    EmptyUnlessWhole outputs(mesh.points, mesh.indices);
-    return outputs.Judge(Impl::ReadPath(path, [&](Impl::ByteReader& file) {
-        return Impl::ReadMeshBytes(file, mesh, nullptr, nullptr);
-    }));
+    Impl::ClearedOutputs outputs(mesh.points, mesh.indices);
+    return Judged(Impl::ReadPath(path,
+                                 [&](Impl::ByteReader& file) {
+                                     return Impl::ReadMeshBytes(file, mesh, nullptr, nullptr);
+                                 }),
+                  outputs);
 }
 
 template <class T>
@@ -756,18 +741,23 @@ MeshFileResult
 ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh, std::vector<unsigned long long>& vertexTags,
          std::vector<unsigned long long>& triangleTags, const std::filesystem::path& path)
 {
-    EmptyUnlessWhole outputs(mesh.points, mesh.indices, vertexTags, triangleTags);
-    return outputs.Judge(Impl::ReadPath(path, [&](Impl::ByteReader& file) {
-        return Impl::ReadMeshBytes(file, mesh, &vertexTags, &triangleTags);
-    }));
+    Impl::ClearedOutputs outputs(mesh.points, mesh.indices, vertexTags, triangleTags);
+    return Judged(Impl::ReadPath(path,
+                                 [&](Impl::ByteReader& file) {
+                                     return Impl::ReadMeshBytes(file, mesh, &vertexTags,
+                                                                &triangleTags);
+                                 }),
+                  outputs);
 }
 
 template <class T>
 MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>& soup, const std::filesystem::path& path)
 {
-    EmptyUnlessWhole outputs(soup);
-    return outputs.Judge(Impl::ReadPath(
-        path, [&](Impl::ByteReader& file) { return Impl::ReadMeshBytes(file, soup); }));
+    Impl::ClearedOutputs outputs(soup);
+    return Judged(
+        Impl::ReadPath(path,
+                       [&](Impl::ByteReader& file) { return Impl::ReadMeshBytes(file, soup); }),
+        outputs);
 }
 
 #define SORVANE_INSTANTIATE(T)                                            \

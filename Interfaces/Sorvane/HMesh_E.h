@@ -7,9 +7,9 @@
 // subscripts are stable while a mesh changes and an algorithm may walk the arrays while it edits.
 #pragma once
 
+#include <Sorvane/AssertSites_E.h>
 #include <Sorvane/HalfEdgeRecords_E.h>
 #include <Sorvane/NodePairMap_E.h>
-#include <Velk/Diagnostics_E.h>
 
 #include <algorithm>
 #include <concepts>
@@ -69,7 +69,9 @@ public:
 
     HMesh() = default;
     HMesh(const HMesh&) = default;
+    /// Takes over what `other` holds and leaves it empty.
     HMesh(HMesh&& other) : HMesh() { SwapContents(other); }
+    /// As `Assign`: a copy, or all that `other` holds, which is empty then.
     HMesh& operator=(const HMesh& other)
     {
         HMesh::Assign(other);
@@ -190,8 +192,7 @@ public:
     {
         using Position = std::remove_cvref_t<decltype(NodeAt(node).position)>;
         if (!IsValidNode(node)) {
-            Diagnostics::Details::InvokeCurrentAssertHandler(
-                "HalfEdgeMesh_E", 1276, "Velk::Math::Sorvane::HalfEdge::HMesh::GetVertex");
+            AssertSites::Report(AssertSites::kGetVertex);
             return Position{};
         }
         return NodeAt(node).position;
@@ -1122,8 +1123,7 @@ void HMesh<Node, Edge, Face>::RotateNode(int node)
     const int turned = IsValidEdge(before) ? EdgeAt(before).twin : kNotSet;
     const bool leads = IsValidEdge(turned);
     if (!leads || EdgeAt(turned).node != node) {
-        Diagnostics::Details::InvokeCurrentAssertHandler(
-            "HalfEdgeMesh_E", 921, "Velk::Math::Sorvane::HalfEdge::HMesh::RotateNode");
+        AssertSites::Report(AssertSites::kRotateNode);
     }
     if (leads) {
         NodeAt(node).edge = turned;

@@ -2,6 +2,7 @@
 // soup, with the conversions between them and the small operators over them.
 #pragma once
 
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/Transform_E.h>
 
 #include <array>
@@ -293,3 +294,25 @@ SORVANE_EXTERN(double, 3)
 #undef SORVANE_EXTERN
 // clang-format on
 } // namespace Velk::Math::Sorvane
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Mesh {
+template <int D, class T> requires(!SupportedPoint<D, T>) IndexedPointsBase<D, T> IndexedPointsFromSoup(const TriangleSoup<D, T>&, bool, T) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) TriangleSoup<D, T> SoupFromIndexedPoints(const IndexedPointsBase<D, T>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) TriangleSoup<D, T> SoupFromIndexedPoints(const IndexedPointsBase<D, T>&, const std::vector<int>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) void FilterForUniqueness(IndexedPointsBase<D, T>&, T) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) void Append(TriangleSoup<D, T>&, const TriangleSoup<D, T>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) void Append(IndexedPointsBase<D, T>&, const IndexedPointsBase<D, T>&) = delete;
+} // namespace Velk::Math::Sorvane::Mesh
+namespace Velk::Math::Transform {
+template <int D, class T> requires(!SupportedPoint<D, T>) Sorvane::Mesh::TriangleSoup<D, T> operator*(const TransformBase<D>&, const Sorvane::Mesh::TriangleSoup<D, T>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) Sorvane::Mesh::TriangleSoup<D, T>& operator*=(Sorvane::Mesh::TriangleSoup<D, T>&, const TransformBase<D>&) = delete;
+} // namespace Velk::Math::Transform
+namespace Velk::Math::Sorvane {
+template <class T, class Tag> requires(!(SupportedReal<T> && (std::same_as<Tag, void> || std::same_as<Tag, int> || std::same_as<Tag, unsigned long long>))) Mesh::IndexedTrianglesBase<3, T, Tag> RevolvedPolylineAroundAxis(const VecBase<3, T>&, const VecBase<3, T>&, const std::vector<VecBase<3, T>>&, const std::vector<std::pair<int, int>>&, T) = delete;
+template <class T, class V> requires(!(SupportedReal<T> && (std::same_as<V, VecBase<2, T>> || (std::same_as<V, VecBase<3, T>> && std::same_as<T, double>)))) std::pair<std::vector<V>, std::vector<int>> SplitByHeight(const std::vector<V>&, const std::set<T>&, T) = delete;
+} // namespace Velk::Math::Sorvane
+// clang-format on
+/// @endcond

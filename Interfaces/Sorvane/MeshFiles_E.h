@@ -151,7 +151,7 @@ MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
 
 // --- one form each --------------------------------------------------------------------------------
 //
-// Outputs are cleared before anything else. Writers of STL expect indices in range, and those read from
+// Outputs are cleared before anything else, and empty again when an exception passes. Writers of STL expect indices in range, and those read from
 // a TIPC file are the file's. A count in a file is taken at its word, however short the file is; one
 // that asks for more memory than the machine has available, or the process's control group allows,
 // surfaces as std::bad_alloc before any of that memory is touched. Writers write into the file itself,

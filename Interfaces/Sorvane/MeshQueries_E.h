@@ -9,6 +9,7 @@
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>
+#include <Velk/Math/Supported_E.h>
 
 #include <array>
 #include <set>
@@ -181,3 +182,26 @@ extern template SORVANE_API IndexedPointsBase<3, double> MapMeshToMortonCurve(co
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Mesh
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Mesh {
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<std::set<int>> NodeRings(const IndexedPointsBase<D, T>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<std::vector<int>> NodeFacets(const IndexedPointsBase<D, T>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<std::array<int, 3>> NeighborFacets(const IndexedPointsBase<D, T>&) = delete;
+template <int Oriented, int D, class T> requires(!(SupportedPoint<D, T> && (Oriented == 0 || Oriented == 1))) std::array<std::pair<int, int>, 3> FaceEdges(const IndexedPointsBase<D, T>&, int) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<std::vector<int>> ConnectedComponents(const IndexedPointsBase<D, T>&, Connection) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<std::pair<int, int>> BoundaryEdges(const IndexedPointsBase<D, T>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<std::array<VecBase<D, T>, 2>> BoundarySegments(const IndexedPointsBase<D, T>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<int> BoundaryEdgeIndices(const IndexedPointsBase<D, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<T> RingAngles(const VecBase<3, T>&, const std::vector<VecBase<3, T>>&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<T> NormalizedAngles(const std::vector<T>&, T&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<T> NormalizedRingAngles(const VecBase<3, T>&, const std::vector<VecBase<3, T>>&, T&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<T> CreaseAngles(const IndexedPointsBase<3, T>&, bool) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) bool MatchNormals(IndexedPointsBase<D, T>&) = delete;
+template <int D> requires(!SupportedPoint<D, double>) IndexedPointsBase<D, double> MapMeshToMortonCurve(const IndexedPointsBase<D, double>&, std::vector<int>*, std::vector<int>*) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) bool IsoSegmentFromTriangle(const VecBase<D, T>&, const VecBase<D, T>&, const VecBase<D, T>&, T, T, T, T, std::array<VecBase<D, T>, 2>&) = delete;
+} // namespace Velk::Math::Sorvane::Mesh
+// clang-format on
+/// @endcond

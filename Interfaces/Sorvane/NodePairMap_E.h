@@ -119,6 +119,7 @@ public:
 
     NodePairMap() = default;
     NodePairMap(const NodePairMap&) = default;
+    /// Becomes a copy; where there is no memory for one it is as it was.
     NodePairMap& operator=(const NodePairMap& other)
     {
         if (shelves_.capacity() < other.shelves_.size() || !overflow_.HasRoomFor(other.overflow_)) {

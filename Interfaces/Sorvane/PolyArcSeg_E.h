@@ -72,9 +72,12 @@ ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<
 ///
 /// Told from the nearest point and the normal there. Where that point is a corner, the end of one
 /// element and not of an open chain, the normals of the two elements that meet there are added, each at
-/// that element's own point nearest to `point`; a cusp, where they cancel, gives true. Corners are
-/// matched within the floor, so that a joint with a wider gap isn't one. `closest`, unless null,
-/// receives the nearest point. An empty chain gives true, NaN false. O(n).
+/// that element's own point nearest to `point`; a cusp, where they cancel, gives true. `closest`, unless
+/// null, receives the nearest point. An empty chain gives true, NaN false. O(n).
+///
+/// The two ends of a joint may lie apart. They are one corner within the floor, the chain's tolerance or
+/// the rounding of the coordinates, whichever is widest, so that a point beyond a sharp tip gets its side
+/// from both elements whichever of the two ends is nearer. Ends farther apart than that are no corner.
 template <class T>
 bool PointInPolyArcSegSpace(const PolyArcSegBase<T>& chain, const VecBase<2, T>& point, bool right,
                             VecBase<2, T>* closest);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/Transform_E.h>
 
 #include <array>
@@ -228,3 +229,42 @@ SORVANE_EXTERN(3, double)
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Mesh
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Mesh {
+template <class T> requires(!SupportedReal<T>) VecBase<3, T> AreaNormal(const Triangle<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<3, T>> AreaNormals(const IndexedPointsBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<3, T>> AreaNormals(const TriangleSoup<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<3, T>> Normals(const IndexedPointsBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<3, T>> Normals(const TriangleSoup<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<3, T>> AreaWeightedVertexNormals(const IndexedPointsBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<T> Areas(const IndexedPointsBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<T> Areas(const TriangleSoup<3, T>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<VecBase<D, T>> Centroids(const IndexedPointsBase<D, T>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<VecBase<D, T>> Centroids(const TriangleSoup<D, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::array<VecBase<2, T>, 3> FlattenTriangle(T, T, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::array<VecBase<2, T>, 3> FlattenTriangle(const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::array<VecBase<2, T>, 3> FlattenTriangle(const Triangle<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::array<VecBase<2, T>, 3> AlignTriangle(const Triangle<2, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::array<VecBase<2, T>, 4> FlattenTriangleNeighbors(T, T, T, T, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::array<VecBase<2, T>, 4> FlattenTriangleNeighbors(const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::array<VecBase<2, T>, 6> FlattenTriangleStar(T, T, T, T, T, T, T, T, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::array<VecBase<2, T>, 6> FlattenTriangleStar(const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) TransformBase<3> TriangleSpace(const Triangle<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<2, T>> MapPointsToTriangleSpace(const Triangle<3, T>&, const std::vector<VecBase<3, T>>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<3, T>> UnMapPointsFromTriangleSpace(const Triangle<3, T>&, const std::vector<VecBase<2, T>>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<2, T>> MapPointsToTriangleBarycentric(const Triangle<3, T>&, const std::vector<VecBase<3, T>>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<3, T>> UnMapPointsFromTriangleBarycentric(const Triangle<3, T>&, const std::vector<VecBase<2, T>>&) = delete;
+template <class T> requires(!SupportedReal<T>) T IntrinsicArea(T, T, T) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) T AspectRatio(const VecBase<D, T>&, const VecBase<D, T>&, const VecBase<D, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) T OppositeEdgeAngle(T, T, T) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) T OppositeEdgeAngle(const VecBase<D, T>&, const VecBase<D, T>&, const VecBase<D, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) T OppositeEdgeLength(T, T, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool LocallyDelaunayEdge(T, T, T, T, T, T) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) TriangleSoup<D, T> SplitTriangle(const Triangle<D, T>&, bool, bool) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) TriangleSoup<D, T> SplitTriangleEdge(const Triangle<D, T>&, bool, bool, bool) = delete;
+} // namespace Velk::Math::Sorvane::Mesh
+// clang-format on
+/// @endcond

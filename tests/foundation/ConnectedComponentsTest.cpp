@@ -4,7 +4,7 @@
 #include <Sorvane/MeshQueries_E.h>
 
 #include "tests/support/MeshGenerators.h"
-#include "tests/support/TestMeshes.h"
+#include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -102,7 +102,7 @@ TYPED_TEST(ConnectedComponentsOf, RandomTriplesAgreeWithLabelsSpreadSlowly)
 {
     for (std::uint64_t seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
-        Test::Random random(seed);
+        Support::Random random(seed);
         const int points = 5 + random.Below(60);
         typename TypeParam::Indexed mesh;
         mesh.points.resize(static_cast<std::size_t>(points));
@@ -164,9 +164,9 @@ class ConnectedComponentsOnParts : public testing::TestWithParam<PartCase> {};
 
 TEST_P(ConnectedComponentsOnParts, AsManyAsAFloodFindsAndAsAreTold)
 {
-    const auto file = ::Test::SharedData(GetParam().file);
+    const auto file = Support::SharedData(GetParam().file);
     SORVANE_NEED_DATA(file);
-    const auto mesh = ::Test::WeldedBinaryStl<double>(file);
+    const auto mesh = Support::WeldedStl<double>(file);
     ASSERT_FALSE(mesh.indices.empty());
     const Lists lists = Mesh::ConnectedComponents(mesh, Connection::SharedEdge);
     EXPECT_EQ(lists.size(), FloodedAcrossEdges(mesh.indices));

@@ -13,8 +13,8 @@ namespace {
 
 using namespace Velk::Math;
 namespace Mesh = Sorvane::Mesh;
-using ::Test::FailEachAllocation;
-using ::Test::IndexedMesh;
+using Support::FailEachAllocation;
+using Support::IndexedMesh;
 
 template <class State, class Call>
 std::size_t Failures(const State& before, const Call& call)
@@ -25,8 +25,8 @@ std::size_t Failures(const State& before, const Call& call)
 
 TEST(IndexedMeshMemory, Append)
 {
-    const IndexedMesh grid = ::Test::Grid(3, 2);
-    const IndexedMesh cube = ::Test::Cube();
+    const IndexedMesh grid = Support::Grid(3, 2);
+    const IndexedMesh cube = Support::Cube();
     EXPECT_EQ(Failures(cube, [&](IndexedMesh& m) { Mesh::Append(m, grid); }), 2U);
     EXPECT_EQ(Failures(IndexedMesh(), [&](IndexedMesh& m) { Mesh::Append(m, grid); }), 2U);
     const auto soup = Mesh::SoupFromIndexedPoints(grid);
@@ -36,13 +36,13 @@ TEST(IndexedMeshMemory, Append)
 
 TEST(IndexedMeshMemory, Weld)
 {
-    const IndexedMesh twice = ::Test::Together(::Test::Cube(), ::Test::Cube());
+    const IndexedMesh twice = Support::Together(Support::Cube(), Support::Cube());
     EXPECT_GT(Failures(twice, [](IndexedMesh& m) { Mesh::FilterForUniqueness(m, 1e-9); }), 3U);
 }
 
 TEST(IndexedMeshMemory, MatchNormals)
 {
-    IndexedMesh cube = ::Test::Cube();
+    IndexedMesh cube = Support::Cube();
     std::swap(cube.indices[1], cube.indices[2]);
     EXPECT_GT(Failures(cube, [](IndexedMesh& m) { Mesh::MatchNormals(m); }), 3U);
     cube.indices.insert(cube.indices.end(), {0, 0, 1});
@@ -52,12 +52,12 @@ TEST(IndexedMeshMemory, MatchNormals)
 // A sort that gets no memory for a buffer goes on without it, so not every failure is seen outside.
 TEST(IndexedMeshMemory, MortonOrder)
 {
-    const IndexedMesh grid = ::Test::Grid(5, 5);
+    const IndexedMesh grid = Support::Grid(5, 5);
     int thrown = 0;
     for (std::size_t which = 1; which <= 20; ++which) {
         std::vector<int> newToOld{1};
         std::vector<int> oldToNew{2};
-        const ::Test::FailingAllocation failure(which);
+        const Support::FailingAllocation failure(which);
         try {
             Mesh::MapMeshToMortonCurve(grid, &newToOld, &oldToNew);
             EXPECT_EQ(newToOld.size(), grid.points.size());

@@ -18,9 +18,9 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::HalfEdge;
-using ::Test::CheckTopology;
-using ::Test::FailEachAllocation;
-using ::Test::IndexedMesh;
+using Support::CheckTopology;
+using Support::FailEachAllocation;
+using Support::IndexedMesh;
 
 using Triangles = TriangleMesh<HVertex<3, double>, HEdge, HFace>;
 using Polygons = HMesh<HVertex<3, double>, HEdge, HFace>;
@@ -90,7 +90,7 @@ Triangles Loaded(const IndexedMesh& indexed)
 // can hold go to the table behind it.
 IndexedMesh Wheel(int spokes)
 {
-    IndexedMesh mesh = ::Test::Fan(spokes, true);
+    IndexedMesh mesh = Support::Fan(spokes, true);
     for (int& i : mesh.indices) {
         i = i == 0 ? spokes : i - 1;
     }
@@ -117,7 +117,7 @@ TEST(HalfEdgeMeshMemory, NodesEdgesAndFaces)
 
 TEST(HalfEdgeMeshMemory, Triangles)
 {
-    Triangles mesh = Loaded(::Test::Grid(3, 3));
+    Triangles mesh = Loaded(Support::Grid(3, 3));
     mesh.AddNode({});
     EXPECT_GT(Failures(mesh, [](Triangles& m) { m.AddFace({1, 0, 16}); }), 1U); // on the boundary
     EXPECT_GT(Failures(mesh, [](Triangles& m) { m.AddTriangle({0, 15, 16}); }), 1U);
@@ -128,7 +128,7 @@ TEST(HalfEdgeMeshMemory, Triangles)
 TEST(HalfEdgeMeshMemory, Splits)
 {
     for (const IndexedMesh& indexed :
-         {::Test::Octahedron(), ::Test::Grid(2, 2), Wheel(7), Wheel(8), Wheel(15), Wheel(16)}) {
+         {Support::Octahedron(), Support::Grid(2, 2), Wheel(7), Wheel(8), Wheel(15), Wheel(16)}) {
         const Triangles mesh = Loaded(indexed);
         for (int e = 0; e < mesh.EdgeCount(); ++e) {
             EXPECT_GT(Failures(mesh,
@@ -174,7 +174,7 @@ TEST(HalfEdgeMeshMemory, Flips)
 TEST(HalfEdgeMeshMemory, Collapses)
 {
     std::size_t failures = 0;
-    Triangles mesh = Loaded(::Test::Sphere(3));
+    Triangles mesh = Loaded(Support::Sphere(3));
     for (int done = 0; done < 90;
          ++done) { // past the ends of the blocks that free lists consist of
         int e = 0;
@@ -189,7 +189,7 @@ TEST(HalfEdgeMeshMemory, Collapses)
     failures = 0;
     for (const int spokes : {8, 16, 40, 70}) { // a rim that moves to the hub, or the hub to the rim
         const Triangles wheel =
-            Loaded(::Test::Together(::Test::Octahedron(), Wheel(spokes))); // hub inside
+            Loaded(Support::Together(Support::Octahedron(), Wheel(spokes))); // hub inside
         const int hub = 6 + spokes;
         failures += Failures(wheel, [hub](Triangles& m) {
             EXPECT_TRUE(m.CollapseEdge(m.FindEdge(hub - 1, hub), false, true));
@@ -233,10 +233,10 @@ TEST(HalfEdgeMeshMemory, Removals)
 
 TEST(HalfEdgeMeshMemory, CopiesAndMoves)
 {
-    Triangles source = Loaded(::Test::Together(::Test::Sphere(2), Wheel(20)));
+    Triangles source = Loaded(Support::Together(Support::Sphere(2), Wheel(20)));
     source.CollapseEdge(source.FindEdge(0, source.NodeNodes(0).front()), false, false);
-    Triangles smaller = Loaded(::Test::Octahedron());
-    Triangles larger = Loaded(::Test::Sphere(3));
+    Triangles smaller = Loaded(Support::Octahedron());
+    Triangles larger = Loaded(Support::Sphere(3));
     for (const Triangles& target : {Triangles(), smaller, larger}) {
         EXPECT_GT(Failures(target, [&](Triangles& m) { m.Assign(source); }), 2U);
         EXPECT_GT(Failures(target, [&](Triangles& m) { m = source; }), 2U);
@@ -254,13 +254,13 @@ TEST(HalfEdgeMeshMemory, CopiesAndMoves)
 TEST(HalfEdgeMeshMemory, LoadAndExport)
 {
     const IndexedMesh indexed =
-        ::Test::Together(::Test::Grid(3, 2), ::Test::TrianglesAtOnePoint(3));
+        Support::Together(Support::Grid(3, 2), Support::TrianglesAtOnePoint(3));
     EXPECT_GT(Failures(Triangles(), [&](Triangles& m) { m.LoadIndexedPoints(indexed); }), 5U);
     EXPECT_GT(
-        Failures(Loaded(::Test::Octahedron()), [&](Triangles& m) { m.LoadIndexedPoints(indexed); }),
+        Failures(Loaded(Support::Octahedron()), [&](Triangles& m) { m.LoadIndexedPoints(indexed); }),
         5U);
     const Triangles mesh = Loaded(indexed);
-    const IndexedMesh before = ::Test::Octahedron();
+    const IndexedMesh before = Support::Octahedron();
     const auto prepare = [&] { return before; };
     EXPECT_GT(FailEachAllocation(
                   prepare, [&](IndexedMesh& result) { mesh.ExportIndexedPoints(result, 1e-12); },
@@ -272,9 +272,9 @@ TEST(HalfEdgeMeshMemory, LoadAndExport)
 TEST(HalfEdgeMeshMemory, LoadThatIsBrokenOffLeavesTheMeshAsItWas)
 {
     struct Enough {};
-    Triangles mesh = Loaded(::Test::Octahedron());
+    Triangles mesh = Loaded(Support::Octahedron());
     const Contents before(mesh);
-    const IndexedMesh grid = ::Test::Grid(3, 3);
+    const IndexedMesh grid = Support::Grid(3, 3);
     EXPECT_THROW(mesh.LoadIndexedPoints(grid.points, grid.indices,
                                         [](int triple, int) {
                                             if (triple == 7) {
@@ -288,12 +288,12 @@ TEST(HalfEdgeMeshMemory, LoadThatIsBrokenOffLeavesTheMeshAsItWas)
 
 TEST(HalfEdgeMeshMemory, SplitPinchNodes)
 {
-    IndexedMesh joined = ::Test::Together(::Test::Octahedron(), Wheel(30));
+    IndexedMesh joined = Support::Together(Support::Octahedron(), Wheel(30));
     for (int& i : joined.indices) {
         i = i == 36 ? 0 : i; // the hub is point 0 of the octahedron
     }
     EXPECT_GT(Failures(Loaded(joined), [](Triangles& m) { m.SplitPinchNodes(); }), 5U);
-    EXPECT_GT(Failures(Loaded(::Test::TrianglesAtOnePoint(12)),
+    EXPECT_GT(Failures(Loaded(Support::TrianglesAtOnePoint(12)),
                        [](Triangles& m) { m.SplitPinchNodes(); }),
               5U);
 }

@@ -158,8 +158,8 @@ TEST(Bracket, TheTextFileIsTheSamePart)
     ASSERT_TRUE(Files::ReadFromASCIISTL(text, indices, ::Test::ExampleData("bracket_ascii.stl")));
     ASSERT_EQ(text.size(), binary.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
-        // Seven digits below 100 are worth 5e-6.
-        EXPECT_TRUE(Matches(text[i], binary[i], 1e-5)) << i;
+        // As many digits as tell the floats of the binary file from each other.
+        EXPECT_EQ(Vec3f(text[i]), Vec3f(binary[i])) << i;
     }
 }
 

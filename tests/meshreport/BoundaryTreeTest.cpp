@@ -1,8 +1,8 @@
-// The search for the nearest boundary segment of another piece gives the minimum of a plain loop over
-// all segments, to the last bit.
+// The search for the nearest boundary segment of another piece gives the minimum of a plain loop
+// over all segments, to the last bit.
 
-#include "meshreport/BoundaryTree_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
+#include "meshreport/BoundaryTree_Impl.h"
 
 #include "tests/support/TestSupport.h"
 
@@ -22,9 +22,10 @@ double LeastByLoop(const std::vector<BoundarySegment>& segments, const Vec3d& po
 {
     double least = kMax;
     for (const BoundarySegment& s : segments) {
-        if (s.piece != piece) {
-            const double squared = Impl::SquaredDistanceToSegment(
-                s.a, s.b, point, Impl::kShortByFloor<double>);
+        const Vec3d sum = s.a - s.a + (s.b - s.b); // not a number if a coordinate is not finite
+        if (s.piece != piece && sum == Vec3d()) {
+            const double squared =
+                Impl::SquaredDistanceToSegment(s.a, s.b, point, Impl::kShortByFloor<double>);
             if (squared < least) {
                 least = squared;
             }

@@ -162,16 +162,20 @@ SORVANE_API bool SphereTriangle(const VecBase<3, double>& center, double radius,
                                 const VecBase<3, double>& c);
 
 /// Do two filled triangles meet: is their distance at most `tolerance`? Coplanar overlap counts,
-/// and a triangle no wider than `tolerance` is a segment or a point. Symmetric in the two
-/// triangles.
+/// and a triangle no wider than `tolerance` is a segment or a point.
+///
+/// The corners of triangles in a tilted plane are off it by their own rounding. Triangles that lie in
+/// one plane as far as that rounding can tell are taken to lie in it, and whether they overlap there
+/// is decided exactly: a tolerance below the rounding, 0 included, finds every overlap. The result
+/// does not depend on the order of the triangles or of their corners.
 SORVANE_API bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1,
                                   const VecBase<3, double>& a2, const VecBase<3, double>& b0,
                                   const VecBase<3, double>& b1, const VecBase<3, double>& b2,
                                   double tolerance);
 
 /// The same, with the ends `p` and `q` of the segment in which the triangles meet (one point: p =
-/// q), each within `tolerance` of both. `coplanar`: all corners of one lie within `tolerance` of
-/// the plane of the other; `p` and `q` are not to be read then. Outputs are reset when the result
+/// q), each within `tolerance` of both. `coplanar`: all corners of one lie within `tolerance`, or the
+/// rounding of the coordinates, of the plane of the other; `p` and `q` are not to be read then. Outputs are reset when the result
 /// is false. T. Moeller, "A Fast Triangle-Triangle Intersection Test", 1997.
 SORVANE_API bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1,
                                   const VecBase<3, double>& a2, const VecBase<3, double>& b0,
