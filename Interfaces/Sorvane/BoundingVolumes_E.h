@@ -2,6 +2,7 @@
 // a box onto the unit square or cube, and a regular grid of points in a box.
 #pragma once
 
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/Transform_E.h>
 
 #include <array>
@@ -142,3 +143,16 @@ extern template SORVANE_API BoundingBall<3, double> BoundingSphereOfPoints(const
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Bounding
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Bounding {
+template <int D, class T> requires(!SupportedPoint<D, T>) AxisAlignedBoundingBox<D, T> BoxOfPoints(const std::vector<VecBase<D, T>>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) TransformBase<D> UnitSpaceMapping(const AxisAlignedBoundingBox<D, T>&, T, bool) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<VecBase<D, T>> GridOfPoints(const AxisAlignedBoundingBox<D, T>&, const std::array<unsigned int, static_cast<std::size_t>(D)>&) = delete;
+template <class T> requires(!SupportedReal<T>) BoundingBall<2, T> BoundingCircleOfPoints(const std::vector<VecBase<2, T>>&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) BoundingBall<3, T> BoundingSphereOfPoints(const std::vector<VecBase<3, T>>&, bool) = delete;
+} // namespace Velk::Math::Sorvane::Bounding
+// clang-format on
+/// @endcond

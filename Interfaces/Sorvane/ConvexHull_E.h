@@ -1,6 +1,7 @@
 // Convex hulls of points in the plane and in space.
 #pragma once
 
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/VecBase_E.h>
 
 #include <vector>
@@ -65,3 +66,14 @@ extern template SORVANE_API std::vector<VecBase<2, double>> MergeConvexHulls(con
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Bounding
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Bounding {
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<2, T>> ConvexHull(const std::vector<VecBase<2, T>>&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) bool ConvexHull(const std::vector<VecBase<3, T>>&, std::vector<VecBase<3, T>>&, std::vector<int>&, bool, bool) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<2, T>> MergeConvexHulls(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&) = delete;
+} // namespace Velk::Math::Sorvane::Bounding
+// clang-format on
+/// @endcond

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/VecBase_E.h>
 
 #include <cstdint>
@@ -264,3 +265,22 @@ extern template SORVANE_API bool WriteArdenwickPointsFile(const std::vector<VecB
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::MeshUtils
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::MeshUtils {
+template <class T> requires(!SupportedReal<T>) MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>&, std::vector<unsigned long long>&, std::vector<unsigned long long>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&, const std::filesystem::path&, MeshFileForm) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&, const std::vector<unsigned long long>&, const std::vector<unsigned long long>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) bool ReadFromASCIISTL(std::vector<VecBase<3, T>>&, std::vector<int>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) bool ReadFromBinarySTL(std::vector<VecBase<3, T>>&, std::vector<int>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) bool WriteToASCIISTL(const std::vector<VecBase<3, T>>&, const std::vector<int>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) bool WriteToBinarySTL(const std::vector<VecBase<3, T>>&, const std::vector<int>&, const std::filesystem::path&) = delete;
+template <int N> requires(!SupportedPoint<N, double>) bool WriteArdenwickPointsFile(const std::vector<VecBase<N, double>>&, std::string) = delete;
+} // namespace Velk::Math::Sorvane::MeshUtils
+// clang-format on
+/// @endcond

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>
+#include <Velk/Math/Supported_E.h>
 
 #include <array>
 #include <vector>
@@ -121,3 +122,12 @@ extern template SORVANE_API MeshReport<double> CheckMesh(const std::vector<std::
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::MeshUtils
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::MeshUtils {
+template <class T> requires(!SupportedReal<T>) MeshReport<T> CheckMesh(const std::vector<std::array<VecBase<3, T>, 3>>&, T) = delete;
+} // namespace Velk::Math::Sorvane::MeshUtils
+// clang-format on
+/// @endcond

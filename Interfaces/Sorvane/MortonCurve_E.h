@@ -16,6 +16,7 @@
 #pragma once
 
 #include <Velk/Math/Matrix_E.h>
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/VecBase_E.h>
 
 #include <vector>
@@ -131,3 +132,15 @@ extern template SORVANE_API std::vector<unsigned long long> MapToCurve(const std
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Tree::MortonCurve
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Tree::MortonCurve {
+template <int D, int A> requires((D != 2 && D != 3) || A < 0 || A >= D) unsigned long long Encode(unsigned int) = delete;
+template <int D> requires(!SupportedPoint<D, double>) std::vector<unsigned long long> MapToCurve(const std::vector<VecBase<D, double>>&, unsigned int) = delete;
+template <int D, int A> requires((D != 2 && D != 3) || A < 0 || A >= D) unsigned int Decode(unsigned long long) = delete;
+template <int D> requires(!SupportedPoint<D, double>) unsigned long long Truncate(unsigned long long, unsigned int) = delete;
+} // namespace Velk::Math::Sorvane::Tree::MortonCurve
+// clang-format on
+/// @endcond

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
+#include <Velk/Math/Supported_E.h>
 
 #include <string>
 #include <utility>
@@ -138,3 +139,20 @@ extern template SORVANE_API std::vector<VecBase<2, double>> Tessellate(const Pol
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Planar {
+template <class T> requires(!SupportedReal<T>) std::vector<T> PolyArcSegParameters(const PolyArcSegBase<T>&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) T PointParameterOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>&, const std::vector<VecBase<2, T>>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>&, T, bool, VecBase<2, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) VecBase<2, T> ClosestPointOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::pair<VecBase<2, T>, VecBase<2, T>> ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) bool PointInPolyArcSegSpace(const PolyArcSegBase<T>&, const VecBase<2, T>&, bool, VecBase<2, T>*) = delete;
+template <class T> requires(!SupportedReal<T>) PolylineDataBase<T> ToPolyline(const PolyArcSegBase<T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<2, T>> Tessellate(const PolyArcSegBase<T>&, T) = delete;
+} // namespace Velk::Math::Sorvane::Planar
+// clang-format on
+/// @endcond

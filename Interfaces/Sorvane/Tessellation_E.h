@@ -8,6 +8,7 @@
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>
+#include <Velk/Math/Supported_E.h>
 
 #include <vector>
 
@@ -99,3 +100,16 @@ SORVANE_EXTERN(3, double)
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Mesh
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Mesh {
+template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<D, T>>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) IndexedPointsBase<D, T> TessellateFlatBoundaries(const std::vector<std::vector<VecBase<D, T>>>&, const std::vector<VecBase<D, T>>&, T) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) IndexedPointsBase<D, T> TessellateFlatBoundaries(const std::vector<std::vector<VecBase<D, T>>>&) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) IndexedPointsBase<D, T> TessellateFlatBoundary(const std::vector<VecBase<D, T>>&, const std::vector<VecBase<D, T>>&, T) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) IndexedPointsBase<D, T> TessellateFlatBoundary(const std::vector<VecBase<D, T>>&) = delete;
+} // namespace Velk::Math::Sorvane::Mesh
+// clang-format on
+/// @endcond

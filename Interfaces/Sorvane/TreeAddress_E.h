@@ -2,6 +2,7 @@
 // are balanced or completed level by level, and the block mesh of a set of cells.
 #pragma once
 
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/VecBase_E.h>
 
 #include <compare>
@@ -111,3 +112,13 @@ extern template SORVANE_API std::vector<QOFAddress<3>> CompleteTree(const std::v
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Tree
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Tree {
+template <int D> requires(!SupportedPoint<D, double>) std::vector<QOFAddress<D>> BalanceAddresses(const std::vector<QOFAddress<D>>&, bool) = delete;
+template <int D> requires(!SupportedPoint<D, double>) std::vector<QOFAddress<D>> CompleteTree(const std::vector<QOFAddress<D>>&, bool, bool) = delete;
+} // namespace Velk::Math::Sorvane::Tree
+// clang-format on
+/// @endcond

@@ -1,6 +1,7 @@
 // Segments and circular arcs in the plane, and the elementary constructions on them.
 #pragma once
 
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/VecBase_E.h>
 
 #include <array>
@@ -211,3 +212,28 @@ namespace Velk::Math {
 using Geometry::ArcBase;
 using Geometry::SegBase;
 } // namespace Velk::Math
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Geometry {
+template <class T> requires(!SupportedReal<T>) VecBase<2, T> EndPoint(const ArcBase<T>&) = delete;
+template <class T> requires(!SupportedReal<T>) ArcBase<T> ArcThroughPoints(const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&) = delete;
+template <int Method, class T> requires(!((Method == 0 && std::same_as<T, double>) || (Method == 1 && SupportedReal<T>))) ArcBase<T> FitCircle(const std::vector<VecBase<2, T>>&, T*, T*) = delete;
+template <class T> requires(!SupportedReal<T>) bool FilletSequence(const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&, T, ArcBase<T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool FilletRadiusThroughPoint(const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&, T&) = delete;
+template <class T> requires(!SupportedReal<T>) T ApparentArcRadius(T, T) = delete;
+template <class T> requires(!SupportedReal<T>) T ApparentArcTolerance(const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) T AngleStep(T, T) = delete;
+template <class T> requires(!SupportedReal<T>) T DiscreteCurvature(const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<2, T>> Tessellate(const ArcBase<T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<SegBase<T>> Split(const SegBase<T>&, T, bool, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<ArcBase<T>> Split(const ArcBase<T>&, T, bool, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool Offset(const SegBase<T>&, T, SegBase<T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool Offset(const ArcBase<T>&, T, ArcBase<T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool IsEqual(const SegBase<T>&, const SegBase<T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool IsEqual(const ArcBase<T>&, const ArcBase<T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool IsTangent(const SegBase<T>&, const SegBase<T>&, T) = delete;
+} // namespace Velk::Math::Geometry
+// clang-format on
+/// @endcond

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <Velk/Math/Geometry_E.h>
+#include <Velk/Math/Supported_E.h>
 
 #include <vector>
 
@@ -331,3 +332,23 @@ extern template SORVANE_API std::vector<std::vector<PolyNodeDescriptor>> Interse
 namespace Velk::Math {
 using Intersect::PolyNodeDescriptor;
 } // namespace Velk::Math
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Intersect {
+template <class T> requires(!SupportedReal<T>) bool SegmentSegment(const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&, VecBase<2, T>&, bool&, bool, T) = delete;
+template <class T> requires(!SupportedReal<T>) int ArcSegment(const VecBase<2, T>&, const VecBase<2, T>&, T, const VecBase<2, T>&, const VecBase<2, T>&, VecBase<2, T>&, T&, VecBase<2, T>&, T&, bool, T) = delete;
+template <class T> requires(!SupportedReal<T>) VecBase<2, T> ClosestPointOnArc(const VecBase<2, T>&, const VecBase<2, T>&, T, const VecBase<2, T>&, T&, bool) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T> || (N == 3 && std::same_as<T, float>)) VecBase<N, T> ClosestPointOnTriangle(const VecBase<N, T>&, const VecBase<N, T>&, const VecBase<N, T>&, const VecBase<N, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) bool ClosestPointsOfTwoLines(const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&, bool, T&, T&, VecBase<3, T>&, VecBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) bool PointInOrOnTriangle(const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&, const VecBase<2, T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool FindCircumsphere(const VecBase<3, T>&, const VecBase<3, T>&, const VecBase<3, T>&, VecBase<3, T>&, T&, bool, T) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T>) T DistanceToAABB(const VecBase<N, T>&, const VecBase<N, T>&, const VecBase<N, T>&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) bool CutAtIntersections(std::vector<Geometry::SegBase<T>>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool CutAtIntersections(std::vector<Geometry::SegBase<T>>&, std::vector<Geometry::ArcBase<T>>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool TraceOuterLoop(const std::vector<Geometry::SegBase<T>>&, std::vector<VecBase<2, T>>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<PolyNodeDescriptor>> IntersectPolylines(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T) = delete;
+} // namespace Velk::Math::Intersect
+// clang-format on
+/// @endcond

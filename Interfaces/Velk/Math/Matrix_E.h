@@ -1,6 +1,7 @@
 // MatBase: small row-major matrices, and the few operations that the library needs on them.
 #pragma once
 
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/VecBase_E.h>
 
 #include <initializer_list>
@@ -144,3 +145,12 @@ extern template SORVANE_API bool Invert(MatBase<4, 4, double>&, double);
 namespace Velk::Math {
 using Matrix::MatBase;
 } // namespace Velk::Math
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Matrix {
+template <int N> requires(N != 2 && N != 3 && N != 4) bool Invert(MatBase<N, N, double>&, double) = delete;
+} // namespace Velk::Math::Matrix
+// clang-format on
+/// @endcond

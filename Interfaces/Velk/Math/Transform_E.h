@@ -2,6 +2,7 @@
 #pragma once
 
 #include <Velk/Math/Matrix_E.h>
+#include <Velk/Math/Supported_E.h>
 
 #include <vector>
 
@@ -135,3 +136,15 @@ extern template SORVANE_API void PlaneOfPoints(const std::vector<VecBase<3, doub
 namespace Velk::Math {
 using Transform::TransformBase;
 } // namespace Velk::Math
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Transform {
+template <int N, class T> requires(!SupportedPoint<N, T>) VecBase<N, T> operator*(const TransformBase<N>&, const VecBase<N, T>&) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T>) VecBase<N, T>& operator*=(VecBase<N, T>&, const TransformBase<N>&) = delete;
+template <class T> requires(!SupportedReal<T>) void PlaneOfPolygon(const std::vector<VecBase<3, T>>&, VecBase<3, T>&, VecBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) void PlaneOfPoints(const std::vector<VecBase<3, T>>&, VecBase<3, T>&, VecBase<3, T>&) = delete;
+} // namespace Velk::Math::Transform
+// clang-format on
+/// @endcond

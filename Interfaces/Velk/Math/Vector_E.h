@@ -2,6 +2,7 @@
 // and linking of loose segments. The vector type itself stands in VecBase_E.h.
 #pragma once
 
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/VecBase_E.h>
 
 #include <array>
@@ -246,3 +247,30 @@ extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Segment
 namespace Velk::Math {
 using Vector::CheckedIdx;
 } // namespace Velk::Math
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Vector {
+template <class T> requires(!SupportedReal<T>) T Cross(const VecBase<2, T>&, const VecBase<2, T>&) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T>) T AngleBetween(const VecBase<N, T>&, const VecBase<N, T>&, T) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T>) T Cotangent(const VecBase<N, T>&, const VecBase<N, T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) T AngleSweep(const VecBase<2, T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) VecBase<2, T> CartesianToPolar(const VecBase<2, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) VecBase<2, T> PolarToCartesian(const VecBase<2, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) VecBase<3, T> SphericalToCartesian(const VecBase<3, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) VecBase<2, T> Reflect(const VecBase<2, T>&, const VecBase<2, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) T Length(const std::vector<VecBase<2, T>>&) = delete;
+template <class T> requires(!SupportedReal<T>) T SignedArea(const std::vector<VecBase<2, T>>&) = delete;
+template <int N, class T> requires(!(std::same_as<T, double> && (N == 2 || N == 3)) && !(N == 3 && std::same_as<T, float>)) bool BarycentricCoordinates(const VecBase<N, T>&, const VecBase<N, T>&, const VecBase<N, T>&, const VecBase<N, T>&, T&, T&, T&, T) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T>) void FilterForUniqueness(std::vector<VecBase<N, T>>&, T) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T>) std::vector<int> FilterForUniquenessAndIndex(std::vector<VecBase<N, T>>&, T) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T>) int IndexInUniqueVector(const std::vector<VecBase<N, T>>&, const VecBase<N, T>&, T) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T> || (N == 3 && std::same_as<T, float>)) CheckedIdx SearchInUniqueVector(const std::vector<VecBase<N, T>>&, const VecBase<N, T>&, T) = delete;
+template <int N> requires(!SupportedPoint<N, double>) std::vector<double> PointStreamParameters(const std::vector<VecBase<N, double>>&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<Geometry::SegBase<T>> PointStreamToSegments(const std::vector<VecBase<2, T>>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<Geometry::SegBase<T>> PolyPointStreamToSegments(const std::vector<std::vector<VecBase<2, T>>>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> SegmentsToPolyPointStream(const std::vector<Geometry::SegBase<T>>&, T) = delete;
+} // namespace Velk::Math::Vector
+// clang-format on
+/// @endcond
