@@ -12,12 +12,6 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   # Part of -Wconversion there and not for g++: a cast at every subscript would hide the geometry.
   list(APPEND SORVANE_COMPILE_OPTIONS -Wno-sign-conversion)
 endif()
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # When g++ 12 packs two conversions into one vector instruction it takes (double)(float)x for x, from
-  # -O2 on: a float result would be used further with digits that it does not have. Loops are still
-  # turned into vector instructions; there it is right. The tests of Values_Impl.h hold it.
-  list(APPEND SORVANE_COMPILE_OPTIONS -fno-tree-slp-vectorize)
-endif()
 if(SORVANE_WARNINGS_AS_ERRORS)
   list(APPEND SORVANE_COMPILE_OPTIONS -Werror)
 endif()

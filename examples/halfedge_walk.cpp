@@ -1,6 +1,6 @@
-// Walks over a part: turns the triangles of each component to run alike, loads the part into a
-// half-edge mesh and tells, for each component, its boundary loops, Euler characteristic and genus,
-// and for the whole part the valences of its nodes.
+// Walks over a part: turns the triangles of each connected component to run alike, loads the part
+// into a half-edge mesh and tells, for each component, its boundary loops, Euler characteristic and
+// genus, and for the whole part the valences of its nodes.
 //
 //   halfedge_walk PART [tolerance [TURNED.stl]]
 //
@@ -44,7 +44,7 @@ struct Component {
 
 using IndexedPart = Mesh::IndexedPointsBase<3, double>;
 
-// The triangles of each component, which hangs together by edges, ascending.
+// The triangles of each component that hangs together by edges, ascending.
 std::vector<std::vector<int>> TrianglesOfComponents(const IndexedPart& part)
 {
     const std::vector<std::array<int, 3>> neighbors = Mesh::NeighborFacets(part);

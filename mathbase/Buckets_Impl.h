@@ -55,6 +55,27 @@ public:
         return std::span(items_).subspan(first, size);
     }
 
+    /// Leaves only items for which keep(bucket, item) is true, asked once for each in order.
+    template <class Keep>
+    void KeepIf(const Keep& keep)
+    {
+        std::size_t kept = 0;
+        std::size_t from = 0;
+        for (std::size_t bucket = 0; bucket < BucketCount(); ++bucket) {
+            const auto to = static_cast<std::size_t>(offsets_[bucket + 1]);
+            for (; from < to; ++from) {
+                if (keep(bucket, std::as_const(items_[from]))) {
+                    if (kept != from) {
+                        items_[kept] = std::move(items_[from]);
+                    }
+                    ++kept;
+                }
+            }
+            offsets_[bucket + 1] = static_cast<Offset>(kept);
+        }
+        items_.resize(kept);
+    }
+
     /// Where each bucket begins among `Items`, and the end.
     const std::vector<Offset>& Offsets() const { return offsets_; }
     const std::vector<Item>& Items() const { return items_; }

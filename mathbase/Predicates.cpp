@@ -38,6 +38,21 @@ bool BringToWorkSize(std::array<VecBase<N, double>, Count>& points)
     return true;
 }
 
+/// Points of a mesh are often asked about themselves: two of them the same make any of the
+/// determinants here 0.
+template <class Point, std::size_t Count>
+bool AnyTwoAreEqual(const std::array<Point, Count>& points)
+{
+    for (std::size_t i = 0; i < Count; ++i) {
+        for (std::size_t j = i + 1; j < Count; ++j) {
+            if (points[i] == points[j]) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 /// Differences of all points but the last from the last one, without rounding.
 template <int N, std::size_t Count>
 auto ExactDifferences(const std::array<VecBase<N, double>, Count>& points)
@@ -105,7 +120,7 @@ int SignOfWeightedCrosses(const std::array<std::array<DoubleWord, 2>, 3>& rows,
 int OrientationWithoutFilter(const Vec2d& a, const Vec2d& b, const Vec2d& c)
 {
     std::array<Vec2d, 3> points{a, b, c};
-    if (!BringToWorkSize(points)) {
+    if (AnyTwoAreEqual(points) || !BringToWorkSize(points)) {
         return 0;
     }
     const auto rows = ExactDifferences(points);
@@ -114,8 +129,13 @@ int OrientationWithoutFilter(const Vec2d& a, const Vec2d& b, const Vec2d& c)
 
 int OrientationWithoutFilter(const Vec3d& a, const Vec3d& b, const Vec3d& c, const Vec3d& d)
 {
+    for (int k = 0; k < 3; ++k) {
+        if (a[k] == b[k] && a[k] == c[k] && a[k] == d[k]) {
+            return 0; // a plane along two axes
+        }
+    }
     std::array<Vec3d, 4> points{a, b, c, d};
-    if (!BringToWorkSize(points)) {
+    if (AnyTwoAreEqual(points) || !BringToWorkSize(points)) {
         return 0;
     }
     const auto rows = ExactDifferences(points);
@@ -131,7 +151,7 @@ int OrientationWithoutFilter(const Vec3d& a, const Vec3d& b, const Vec3d& c, con
 int InCircleWithoutFilter(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d)
 {
     std::array<Vec2d, 4> points{a, b, c, d};
-    if (!BringToWorkSize(points)) {
+    if (AnyTwoAreEqual(points) || !BringToWorkSize(points)) {
         return 0;
     }
     const auto rows = ExactDifferences(points);

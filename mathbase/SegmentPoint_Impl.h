@@ -34,48 +34,59 @@ inline constexpr ShortSegments kShortByFloor{static_cast<double>(kSquaredLengthF
 /// Segments no longer than `length` are short.
 constexpr ShortSegments ShorterThan(double length) { return {length * length}; }
 
-/// Place along the segment a b of its point nearest to `p`: 0 at `a`, 1 at `b`, and in between in
-/// the open interval. Exactly 0 and 1 tell that an end is nearest.
+/// A point on a segment, before it is rounded to the coordinate type.
+template <int N>
+struct SegmentPlace {
+    double parameter; ///< 0 at the start, 1 at the end
+    VecBase<N, double> point;
+};
+
+/// The point of the segment a b nearest to `p`, and its place along the segment: exactly 0 and the
+/// bits of `a`, exactly 1 and the bits of `b`, or a parameter in between.
 template <int N, class T>
-inline double NearestParameter(const VecBase<N, T>& a, const VecBase<N, T>& b,
-                               const VecBase<N, T>& p, ShortSegments rule)
+inline SegmentPlace<N> NearestPlace(const VecBase<N, T>& a, const VecBase<N, T>& b,
+                                    const VecBase<N, T>& p, ShortSegments rule)
 {
     const VecBase<N, double> start = Widened(a);
     const VecBase<N, double> along = Widened(b) - start;
     const double squaredLength = along * along;
-    if (squaredLength <= rule.squaredLength) {
-        return 0.0;
-    }
     const double projected = (Widened(p) - start) * along;
     if (projected <= 0.0) {
-        return 0.0;
+        return {0.0, start};
+    }
+    if (squaredLength <= rule.squaredLength) {
+        const double zeroOrNaN = projected - projected;
+        return {zeroOrNaN, start + along * zeroOrNaN};
+    }
+    if (projected >= squaredLength) {
+        return {1.0, Widened(b)};
     }
     // A quotient of two doubles with the smaller one above stays below 1 when it is rounded.
-    return projected >= squaredLength ? 1.0 : projected / squaredLength;
+    const double parameter = projected / squaredLength;
+    return {parameter, start + along * parameter};
 }
 
-/// The point at a parameter of `NearestParameter`, not yet rounded to T: the bits of an end at 0
-/// and 1.
+/// `NearestPlace` without the point.
 template <int N, class T>
-inline VecBase<N, double> WidePointOnSegment(const VecBase<N, T>& a, const VecBase<N, T>& b,
-                                             double parameter)
+inline double NearestParameter(const VecBase<N, T>& a, const VecBase<N, T>& b,
+                               const VecBase<N, T>& p, ShortSegments rule)
 {
-    if (parameter == 0.0) {
-        return Widened(a);
-    }
-    if (parameter == 1.0) {
-        return Widened(b);
-    }
-    const VecBase<N, double> start = Widened(a);
-    return start + (Widened(b) - start) * parameter;
+    return NearestPlace(a, b, p, rule).parameter;
 }
 
-/// The point at a parameter of `NearestParameter`: the bits of an end at 0 and 1.
+/// The point at a parameter of `NearestPlace`: the bits of an end at 0 and 1.
 template <int N, class T>
 inline VecBase<N, T> PointOnSegment(const VecBase<N, T>& a, const VecBase<N, T>& b,
                                     double parameter)
 {
-    return Narrowed<T>(WidePointOnSegment(a, b, parameter));
+    if (parameter == 0.0) {
+        return a;
+    }
+    if (parameter == 1.0) {
+        return b;
+    }
+    const VecBase<N, double> start = Widened(a);
+    return Narrowed<T>(start + (Widened(b) - start) * parameter);
 }
 
 /// The point of the segment a b nearest to `p`: the bits of an end when that is nearest.
@@ -83,7 +94,7 @@ template <int N, class T>
 inline VecBase<N, T> NearestOnSegment(const VecBase<N, T>& a, const VecBase<N, T>& b,
                                       const VecBase<N, T>& p, ShortSegments rule)
 {
-    return PointOnSegment(a, b, NearestParameter(a, b, p, rule));
+    return Narrowed<T>(NearestPlace(a, b, p, rule).point);
 }
 
 /// Squared distance of `p` from the segment a b, for `float` that of the point before it is
@@ -92,8 +103,7 @@ template <int N, class T>
 inline double SquaredDistanceToSegment(const VecBase<N, T>& a, const VecBase<N, T>& b,
                                        const VecBase<N, T>& p, ShortSegments rule)
 {
-    const double parameter = NearestParameter(a, b, p, rule);
-    return Vector::SquaredLength(Widened(p) - WidePointOnSegment(a, b, parameter));
+    return Vector::SquaredLength(Widened(p) - NearestPlace(a, b, p, rule).point);
 }
 
 } // namespace Velk::Math::Impl

@@ -5,6 +5,7 @@
 
 #include <Velk/Math/VecBase_E.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <type_traits>
@@ -79,6 +80,16 @@ bool AreUsable(const std::vector<VecBase<N, T>>& points)
         }
     }
     return true;
+}
+
+/// The power of two that brings `size` into [1, 2), and sizes below 2^-1000 as near as 2^1000 does;
+/// its reciprocal is a number too. 1 for 0 and for what is not finite. Multiplying coordinates by
+/// it is exact as long as none of them is so small beside the size that it becomes denormal.
+inline double ScaleToOne(double size)
+{
+    constexpr int kMostSteps = 1000;
+    return size > 0.0 && IsFinite(size) ? std::ldexp(1.0, std::min(-std::ilogb(size), kMostSteps))
+                                        : 1.0;
 }
 
 /// A vector in `double`. Constructions on `float` coordinates are evaluated there: differences and

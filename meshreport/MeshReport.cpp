@@ -11,6 +11,7 @@
 #include "foundation/EdgeUses_Impl.h"
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,6 +24,9 @@
 namespace Velk::Math::Sorvane::MeshUtils {
 namespace {
 
+using Math::Impl::IsFinite;
+using Math::Impl::kShortByFloor;
+using Math::Impl::SquaredDistanceToSegment;
 using Sorvane::Impl::EdgeUse;
 using Sorvane::Impl::EdgeUses;
 
@@ -160,14 +164,13 @@ std::vector<int> DegenerateTriangles(const WeldedMesh<T>& welded, T tolerance)
             return true;
         }
         const std::array<Vec3d, 3> p = welded.Corners(t);
-        if (!std::all_of(p.begin(), p.end(),
-                         [](const Vec3d& q) { return Math::Impl::IsFinite(q); })) {
-            return false;
+        if (!IsFinite(p[0]) || !IsFinite(p[1]) || !IsFinite(p[2])) {
+            return false; // it has no heights
         }
         const auto isFlatAt = [&](const Vec3d& apex, const Vec3d& a, const Vec3d& b) {
             // Distances, not squares: twice a negative tolerance is below any height.
-            return std::sqrt(Math::Impl::SquaredDistanceToSegment(
-                       a, b, apex, Math::Impl::kShortByFloor<double>)) <= leastHeight;
+            return std::sqrt(SquaredDistanceToSegment(a, b, apex, kShortByFloor<double>)) <=
+                   leastHeight;
         };
         return isFlatAt(p[0], p[1], p[2]) || isFlatAt(p[1], p[2], p[0]) ||
                isFlatAt(p[2], p[0], p[1]);

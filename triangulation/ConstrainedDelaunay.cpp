@@ -204,27 +204,51 @@ int ConstrainedDelaunay::FillSide(std::span<Border> border, int last, std::span<
 
 // --- inside and outside -------------------------------------------------------------------------
 
-std::vector<int> ConstrainedDelaunay::InsideTriangles()
+std::vector<int> ConstrainedDelaunay::InsideTriangles() &&
 {
-    std::vector<int> levels;
-    if (hasSegments_) {
-        std::vector<int> outside;
-        for (int t = 0; t < table_.TriangleCount(); ++t) {
-            if (!table_.IsReal(t)) {
-                outside.push_back(t);
+    // What only insertion needs goes before the result is made: less memory at a time.
+    table_.positions = {};
+    table_.leaving = {};
+    nodes_ = {};
+    const int count = table_.TriangleCount();
+    std::vector<int> indices;
+    const auto write = [&](int t) {
+        for (const int node : table_.At(t).nodes) {
+            indices.push_back(table_.NumberOf(node));
+        }
+    };
+    if (!hasSegments_) {
+        indices.reserve(3 * table_.triangles.size());
+        for (int t = 0; t < count; ++t) {
+            if (table_.IsReal(t)) {
+                write(t);
             }
         }
-        levels = CrossingLevels(View{table_}, outside);
+        return indices;
     }
-    std::vector<int> indices;
-    indices.reserve(3 * table_.triangles.size());
-    for (int t = 0; t < table_.TriangleCount(); ++t) {
-        const bool isInside =
-            hasSegments_ ? levels[static_cast<std::size_t>(t)] % 2 == 1 : table_.IsReal(t);
-        if (isInside) {
-            for (const int node : table_.At(t).nodes) {
-                indices.push_back(table_.NumberOf(node));
+    const auto visitEdges = [&](const auto& visit) {
+        for (int t = 0; t < count; ++t) {
+            const TriangleTable::Triangle& triangle = table_.At(t);
+            for (std::size_t k = 0; k < 3; ++k) {
+                const int other = TriangleTable::TriangleOf(triangle.twins[k]);
+                if (other < t) {
+                    visit(t, other, ((triangle.marks >> k) & 1U) != 0);
+                }
             }
+        }
+    };
+    const auto visitOutside = [&](const auto& visit) {
+        for (int t = 0; t < count; ++t) {
+            if (!table_.IsReal(t)) {
+                visit(t);
+            }
+        }
+    };
+    CrossingLevels levels(table_.triangles.size(), visitEdges, visitOutside);
+    indices.reserve(3 * table_.triangles.size());
+    for (int t = 0; t < count; ++t) {
+        if (levels.Of(t) % 2 == 1) {
+            write(t);
         }
     }
     return indices;

@@ -29,8 +29,8 @@ public:
 
     /// Three places in the list for each triangle that an odd number of constraints, the fewest
     /// that can be, separates from what lies outside of the hull, counter-clockwise. Without any
-    /// segment all triangles.
-    std::vector<int> InsideTriangles();
+    /// segment all triangles. Ends the work: nothing can be inserted afterwards.
+    std::vector<int> InsideTriangles() &&;
 
     /// What was done: edges, steps and triangles, for tests that hostile inputs stay cheap.
     std::size_t Work() const { return work_ + cavity_.Work(); }
@@ -62,14 +62,6 @@ private:
         void VisitLeaving(int node, const Visit& visit) const
         {
             table.VisitLeaving(node, visit);
-        }
-        template <class Visit>
-        void VisitNeighbors(int triangle, const Visit& visit) const
-        {
-            for (int k = 0; k < 3; ++k) {
-                const int half = TriangleTable::Half(triangle, k);
-                visit(TriangleTable::TriangleOf(table.Twin(half)), table.IsConstrained(half));
-            }
         }
     };
 

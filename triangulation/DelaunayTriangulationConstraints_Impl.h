@@ -4,8 +4,8 @@
 #include "triangulation/MonotonePartitioner_Impl.h"
 #include "triangulation/PlanePredicates_Impl.h"
 
+#include <Sorvane/AssertSites_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
-#include <Velk/Diagnostics_E.h>
 
 #include <algorithm>
 #include <array>
@@ -31,9 +31,7 @@ bool DelaunayMesher<Node, Edge, Facet>::InsertEdge(int a, int b)
     ClearChannel(channel);
     const int constraint = this->FindOrAddEdge(a, b);
     if (constraint < 0) {
-        Diagnostics::Details::InvokeCurrentAssertHandler(
-            "DelaunayTriangulation_E", 833,
-            "Velk::Math::Sorvane::HalfEdge::DelaunayMesher::InsertEdge");
+        AssertSites::Report(AssertSites::kInsertEdge);
         return false;
     }
     SetConstrained(constraint, true);

@@ -79,6 +79,7 @@ std::size_t DelaunayMesher<Node, Edge, Facet>::InsertPlainPoints(const std::vect
     if (done > 0) {
         TakeOver(table);
         EnterNodePairs();
+        this->RecountDegrees();
     }
     return done;
 }

@@ -20,17 +20,15 @@
 
 #include "triangulation/PointDelaunay_Impl.h"
 
-#include "mathbase/BitSpread_Impl.h"
 #include "mathbase/Predicates_Impl.h"
-#include "mathbase/RadixSort_Impl.h"
 #include "mathbase/Values_Impl.h"
+#include "triangulation/CurveOrder_Impl.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <tuple>
 #include <utility>
 
@@ -51,40 +49,6 @@ bool IsBefore(const Vec2d& a, const Vec2d& b)
 bool IsBelow(const Vec2d& a, const Vec2d& b)
 {
     return a.y() != b.y() ? a.y() < b.y() : a.x() > b.x();
-}
-
-struct CurvePlace {
-    std::uint32_t code;
-    int point;
-};
-
-/// Places of points along the Z-order curve over a square grid of 2^16 cells a side.
-std::vector<CurvePlace> PlacesAlongCurve(const std::vector<Vec2d>& points)
-{
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    constexpr double kCells = 65535;
-    Vec2d low(kInfinity, kInfinity);
-    Vec2d high(-kInfinity, -kInfinity);
-    for (const Vec2d& p : points) {
-        low = {std::min(low.x(), p.x()), std::min(low.y(), p.y())};
-        high = {std::max(high.x(), p.x()), std::max(high.y(), p.y())};
-    }
-    const double extent = std::max(high.x() - low.x(), high.y() - low.y());
-    // Each step from a coordinate to its cell keeps the order of coordinates, rounding included:
-    // points in different cells are where the cells are.
-    const double cellsPerUnit = extent > 0 ? std::min(kCells / extent, 1e300) : 0;
-    const auto cell = [&](double coordinate, double least) {
-        return static_cast<std::uint32_t>(std::min((coordinate - least) * cellsPerUnit, kCells));
-    };
-    std::vector<CurvePlace> places(points.size());
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        using Math::Impl::SpreadBits;
-        const std::uint64_t across = SpreadBits<2>(cell(points[i].x(), low.x()));
-        const std::uint64_t upwards = SpreadBits<2>(cell(points[i].y(), low.y()));
-        places[i] = {static_cast<std::uint32_t>(across | (upwards << 1U)), static_cast<int>(i)};
-    }
-    Math::Impl::StableSortByKey(places, [](const CurvePlace& place) { return place.code; });
-    return places;
 }
 
 /// Coordinates below this are as good as zero: beside the largest they are too small for answers

@@ -55,16 +55,18 @@ std::vector<std::pair<int, int>> SnapToSegments(const std::vector<Segment>& segm
 {
     // Not the larger of the two as `std::max` has it: a tolerance may be NaN, and nothing moves.
     const double radius = std::fabs(tolerance) > floor ? tolerance : floor;
-    const auto nearest = Impl::NearestOnSegments(segments, points, radius);
+    const std::vector<int> nearest = Impl::NearestSegments(segments, points, radius);
     std::vector<std::pair<int, int>> snapped;
     for (std::size_t i = 0; i < points.size(); ++i) {
-        if (nearest[i].segment < 0) {
+        if (nearest[i] < 0) {
             continue;
         }
-        const bool moves = Matches(nearest[i].point, points[i], tolerance);
-        if (moves || SquaredLength(nearest[i].point - points[i]) <= floor * floor) {
-            points[i] = moves ? nearest[i].point : points[i];
-            snapped.emplace_back(nearest[i].segment, static_cast<int>(i));
+        const Vec2d on =
+            Impl::NearestOnSegment(segments[static_cast<std::size_t>(nearest[i])], points[i]);
+        const bool moves = Matches(on, points[i], tolerance);
+        if (moves || SquaredLength(on - points[i]) <= floor * floor) {
+            points[i] = moves ? on : points[i];
+            snapped.emplace_back(nearest[i], static_cast<int>(i));
         }
     }
     std::sort(snapped.begin(), snapped.end());
@@ -150,7 +152,7 @@ std::vector<int> InsideTriangles(const PlaneGraph& graph, double floor)
     for (const auto& [start, end] : graph.constraints) {
         delaunay.InsertSegment(start, end);
     }
-    return delaunay.InsideTriangles();
+    return std::move(delaunay).InsideTriangles();
 }
 
 // --- coordinates of the caller's type -----------------------------------------------------------
@@ -194,11 +196,11 @@ std::vector<Point> RoundVertices(PlaneGraph& graph, double floor, const ToCaller
 }
 
 template <class T>
-IndexedPointsBase<2, T> Tessellated(const std::vector<Loop>& boundaries, Points<2> points,
+IndexedPointsBase<2, T> Tessellated(const std::vector<Loop>& boundaries, const Points<2>& points,
                                     double tolerance)
 {
     const double floor = kLengthFloor<T>;
-    PlaneGraph graph = GraphOf(boundaries, std::move(points), tolerance, floor);
+    PlaneGraph graph = GraphOf(boundaries, points, tolerance, floor);
     IndexedPointsBase<2, T> mesh;
     if constexpr (std::is_same_v<T, double>) {
         mesh.indices = InsideTriangles(graph, floor);
@@ -310,19 +312,10 @@ IndexedPointsBase<3, T> Tessellated(const std::vector<Points<3>>& boundaries,
 
 // --- conversion ---------------------------------------------------------------------------------
 
-template <class To, class From, int D>
-std::vector<VecBase<D, To>> Converted(const std::vector<VecBase<D, From>>& points)
+template <class T, int D>
+Points<D> InDoubles(const std::vector<VecBase<D, T>>& points)
 {
-    std::vector<VecBase<D, To>> converted;
-    converted.reserve(points.size());
-    for (const VecBase<D, From>& point : points) {
-        if constexpr (std::is_same_v<To, From>) {
-            converted.push_back(point);
-        } else {
-            converted.push_back(VecBase<D, To>(point));
-        }
-    }
-    return converted;
+    return Points<D>(points.begin(), points.end());
 }
 
 } // namespace
@@ -336,12 +329,17 @@ TessellateFlatBoundaries(const std::vector<std::vector<VecBase<D, T>>>& boundari
     if (!isUsable(interior) || !std::all_of(boundaries.begin(), boundaries.end(), isUsable)) {
         return {};
     }
-    std::vector<Points<D>> loops;
-    loops.reserve(boundaries.size());
-    for (const std::vector<VecBase<D, T>>& boundary : boundaries) {
-        loops.push_back(Converted<double>(boundary));
+    const auto wideTolerance = static_cast<double>(tolerance);
+    if constexpr (std::is_same_v<T, double>) {
+        return Tessellated<T>(boundaries, interior, wideTolerance);
+    } else {
+        std::vector<Points<D>> loops;
+        loops.reserve(boundaries.size());
+        for (const std::vector<VecBase<D, T>>& boundary : boundaries) {
+            loops.push_back(InDoubles(boundary));
+        }
+        return Tessellated<T>(loops, InDoubles(interior), wideTolerance);
     }
-    return Tessellated<T>(loops, Converted<double>(interior), static_cast<double>(tolerance));
 }
 
 template <int D, class T>

@@ -38,7 +38,7 @@ public:
     int Destination(int half) const { return Origin(Next(half)); }
     bool HasTriangle(int half) const { return half >= 0; }
 
-    int NodeCount() const { return static_cast<int>(positions.size()); }
+    int NodeCount() const { return static_cast<int>(numbers.size()); }
     int Outside() const { return NodeCount(); }
     bool IsOutside(int node) const { return node == Outside(); }
     const Vec2d& Position(int node) const { return positions[static_cast<std::size_t>(node)]; }

@@ -44,7 +44,7 @@ template <int D, class T> struct SORVANE_API AxisAlignedBoundingBox {
     }
 
     /// True when `point` lies no farther than `tolerance` from the closed box (Euclidean, 0 inside).
-    /// False for NaN and for a negative tolerance. Means nothing for an inverted box.
+    /// False for NaN and for a negative tolerance. Not for an inverted box.
     SORVANE_API bool ContainsPoint(const VecBase<D, T>& point, T tolerance) const;
 
     friend constexpr bool operator==(const AxisAlignedBoundingBox&,

@@ -78,8 +78,9 @@ protected:
     void PrepareRoot(const std::vector<const Content*>& contents, std::size_t count);
 
     /// Root around all items: centered in the box of their bounds, its half size that box's half
-    /// diagonal, its slack half the mean diagonal of the bounds as a fraction of the half size. No
-    /// number comes out as slack when the half size is 0. The half size is larger by a few units in the
+    /// diagonal, its slack half the mean diagonal of the bounds as a fraction of the half size. When
+    /// all items are one and the same point the half size is 0 and the slack NaN, and the root refuses
+    /// every content. The half size is larger by a few units in the
     /// last place when rounding would otherwise make the root refuse a content, as it may when all lie on
     /// one line along an axis.
     template <class Item> static Cell FittedRoot(const Bins::DataPool<Item>& storage)

@@ -120,7 +120,7 @@ public:
     }
 
     /// Frees the item's number; false for a number that names no item. The item itself stays as it is
-    /// until its slot is used again, and whoever still points at it must let go before. O(1).
+    /// until its slot is used again, and pointers to it must not be used from then on. O(1).
     bool Remove(std::int32_t index)
     {
         if (!Holds(index)) {

@@ -105,6 +105,7 @@ struct SORVANE_API DecorationPacket<> {
     DecorationPacket(const DecorationPacket&) = default;
     DecorationPacket& operator=(const DecorationPacket&) = default;
 
+    /// Nothing to do.
     virtual void Reset() {}
     virtual void ResetAll() {}
     virtual ~DecorationPacket() = default;

@@ -5,7 +5,8 @@
 // "Software for C1 surface interpolation", 1977). A constraint that is no edge yet clears the
 // triangles it crosses, and the two cavities beside it are filled again (compare M. V. Anglada, "An
 // improved incremental algorithm for constructing restricted Delaunay triangulations", 1997). What
-// lies outside the constraints is told by a flood that changes sides at each of them.
+// lies outside the constraints is found by a flood from the outer triangle that changes between outside and
+// inside at each constraint.
 #pragma once
 
 #include <Sorvane/TriangleMesh_E.h>

@@ -7,9 +7,9 @@
 // subscripts are stable while a mesh changes and an algorithm may walk the arrays while it edits.
 #pragma once
 
+#include <Sorvane/AssertSites_E.h>
 #include <Sorvane/HalfEdgeRecords_E.h>
 #include <Sorvane/NodePairMap_E.h>
-#include <Velk/Diagnostics_E.h>
 
 #include <algorithm>
 #include <concepts>
@@ -41,6 +41,9 @@ enum class WalkEnd {
 ///
 /// Queries are const and safe from many threads as long as nobody edits. Edits are serial.
 ///
+/// Where memory runs out an operation throws `std::bad_alloc` and the mesh is as it was before the
+/// call, provided that records are made and copied without a throw.
+///
 /// Node must be default-constructible and copyable, Edge and Face too. The three validity tests go
 /// to the record type itself, without a virtual call: a record stored by value is of exactly that
 /// type.
@@ -66,9 +69,19 @@ public:
 
     HMesh() = default;
     HMesh(const HMesh&) = default;
-    HMesh(HMesh&&) = default;
-    HMesh& operator=(const HMesh&) = default;
-    HMesh& operator=(HMesh&&) = default;
+    /// Takes over what `other` holds and leaves it empty.
+    HMesh(HMesh&& other) : HMesh() { SwapContents(other); }
+    /// As `Assign`: a copy, or all that `other` holds, which is empty then.
+    HMesh& operator=(const HMesh& other)
+    {
+        HMesh::Assign(other);
+        return *this;
+    }
+    HMesh& operator=(HMesh&& other)
+    {
+        HMesh::Assign(std::move(other));
+        return *this;
+    }
 
     // --- virtual operations, in this order ------------------------------------------------------
 
@@ -179,8 +192,7 @@ public:
     {
         using Position = std::remove_cvref_t<decltype(NodeAt(node).position)>;
         if (!IsValidNode(node)) {
-            Diagnostics::Details::InvokeCurrentAssertHandler(
-                "HalfEdgeMesh_E", 1276, "Velk::Math::Sorvane::HalfEdge::HMesh::GetVertex");
+            AssertSites::Report(AssertSites::kGetVertex);
             return Position{};
         }
         return NodeAt(node).position;
@@ -284,6 +296,42 @@ protected:
     /// Greatest length of a list of records that number `records`: 1.5 times, rounded down.
     static std::size_t RunawayLimit(std::size_t records) { return records + records / 2; }
 
+    /// Makes room for so many nodes, edges (pairs of half-edges) and faces more, so that adding
+    /// them can't fail; edges among nodes of number up to `greatestNode`, those to be added
+    /// included. An operation that makes several records calls this before it changes anything.
+    void PrepareFor(std::size_t nodes, std::size_t edges, std::size_t faces, int greatestNode)
+    {
+        GrowFor(nodes_, nodes, freeNodes_.size());
+        GrowFor(edges_, 2 * edges, 2 * freeEdges_.size());
+        GrowFor(faces_, faces, freeFaces_.size());
+        if (edges > 0) {
+            nodePairs_.PrepareInsert(greatestNode, edges);
+        }
+    }
+    /// The greatest subscript of a node after so many new ones.
+    int GreatestNodeAfter(std::size_t newNodes) const
+    {
+        const std::size_t appended = newNodes - std::min(newNodes, freeNodes_.size());
+        return static_cast<int>(nodes_.size() + appended) - 1;
+    }
+
+    /// Exchanges all records and lists.
+    void SwapContents(HMesh& other) noexcept
+    {
+        nodes_.swap(other.nodes_);
+        edges_.swap(other.edges_);
+        faces_.swap(other.faces_);
+        nodePairs_.Swap(other.nodePairs_);
+        freeNodes_.swap(other.freeNodes_);
+        freeEdges_.swap(other.freeEdges_);
+        freeFaces_.swap(other.freeFaces_);
+    }
+
+    /// Makes room on the lists of free subscripts for so many removals, so that these can't fail,
+    /// and gives back what of that room was not used.
+    void HoldFreeSlots(std::size_t nodes, std::size_t edges, std::size_t faces);
+    void DropFreeSlots() noexcept;
+
     /// To be told of every half-edge whose origin becomes, or ceases to be, the node.
     void ChangeDegree(int node, int by)
     {
@@ -321,10 +369,11 @@ protected:
     bool MayAddFace(std::span<const int> nodes) const;
     static bool RunsAnEdgeTwice(std::span<const int> nodes);
     bool FindOrAddFreeEdges(std::span<const int> nodes, std::span<int> halfEdges);
+    int AddEdge(int origin, int destination);
     int LinkFace(std::span<const int> halfEdges);
 
-    /// The walks behind the visitors: round a node, and along `next` as long as continues(half-edge)
-    /// holds. They end as `Runaway` after `limit` records.
+    /// The walks behind the visitors: round a node, and along `next` as long as
+    /// continues(half-edge) holds. They end as `Runaway` after `limit` records.
     template <class Visit>
     WalkEnd WalkNodeEdges(int node, std::size_t limit, Visit visit) const;
     template <class Visit, class Continues>
@@ -364,6 +413,37 @@ private:
                 NodeAt(node).edge = halfEdge;
             }
         }
+    }
+
+    // Entries on the lists of free subscripts that wait for a removal.
+    std::size_t heldNodes_ = 0;
+    std::size_t heldEdges_ = 0;
+    std::size_t heldFaces_ = 0;
+
+    template <class Record>
+    static void GrowFor(std::vector<Record>& records, std::size_t more, std::size_t free)
+    {
+        if (more > free && records.capacity() - records.size() < more - free) {
+            records.reserve(std::max(records.size() + more - free, 2 * records.capacity()));
+        }
+    }
+
+    template <class Entry>
+    static void Free(std::deque<Entry>& list, std::size_t& held, const Entry& entry)
+    {
+        if (held > 0) {
+            list[list.size() - held--] = entry;
+        } else {
+            list.push_back(entry);
+        }
+    }
+
+    // Can the records be copied into the room that is there, without a chance of failure?
+    template <class Record>
+    static bool HasRoomFor(const std::vector<Record>& mine, const std::vector<Record>& others)
+    {
+        return std::is_nothrow_copy_constructible_v<Record> &&
+               std::is_nothrow_copy_assignable_v<Record> && others.size() <= mine.capacity();
     }
 
     int FirstOfFan(std::span<const int> outgoing) const;
@@ -678,12 +758,12 @@ int HMesh<Node, Edge, Face>::AddNode(const Node& record)
         return NodeCount() - 1;
     }
     const int node = freeNodes_.front();
-    freeNodes_.pop_front();
-    NodeAt(node).edge = record.edge;
-    NodeAt(node).degree_ = 0;
     if constexpr (Positioned<Node>) {
         NodeAt(node).position = record.position;
     }
+    NodeAt(node).edge = record.edge;
+    NodeAt(node).degree_ = 0;
+    freeNodes_.pop_front();
     return node;
 }
 
@@ -712,11 +792,18 @@ int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
         return kNotSet;
     }
 
+    PrepareFor(0, 1, 0, std::max(origin, destination));
+    return AddEdge(origin, destination);
+}
+
+// An edge between two valid nodes that have none, in room that is there.
+template <class Node, class Edge, class Face>
+int HMesh<Node, Edge, Face>::AddEdge(int origin, int destination)
+{
     int first = EdgeCount();
     int second = first + 1;
     if (freeEdges_.empty()) {
-        edges_.emplace_back();
-        edges_.emplace_back();
+        edges_.resize(edges_.size() + 2);
     } else {
         std::tie(first, second) = freeEdges_.front();
         freeEdges_.pop_front();
@@ -727,7 +814,7 @@ int HMesh<Node, Edge, Face>::FindOrAddEdge(int origin, int destination)
     NodeAt(destination).edge = second;
     ++NodeAt(origin).degree_;
     ++NodeAt(destination).degree_;
-    nodePairs_.InsertAbsent(origin, destination, first);
+    nodePairs_.EnterAbsent(origin, destination, first);
     return first;
 }
 
@@ -755,19 +842,33 @@ bool HMesh<Node, Edge, Face>::RunsAnEdgeTwice(std::span<const int> nodes)
     return std::adjacent_find(runs.begin(), runs.end()) != runs.end();
 }
 
+// Half-edges along a list of valid nodes that runs no edge twice, with room for a face besides.
 // False as soon as a directed edge is taken by another face; the edges made until then stay.
 template <class Node, class Edge, class Face>
 bool HMesh<Node, Edge, Face>::FindOrAddFreeEdges(std::span<const int> nodes,
                                                  std::span<int> halfEdges)
 {
-    for (std::size_t i = 0; i < nodes.size(); ++i) {
-        const int following = nodes[i + 1 == nodes.size() ? 0 : i + 1];
-        halfEdges[i] = FindOrAddEdge(nodes[i], following);
-        if (halfEdges[i] == kNotSet || EdgeAt(halfEdges[i]).face != kNoFace) {
-            return false;
+    const std::size_t count = nodes.size();
+    const auto following = [&](std::size_t i) { return nodes[i + 1 == count ? 0 : i + 1]; };
+    std::size_t missing = 0;
+    std::size_t taken = 0; // the first that has a face
+    for (; taken < count; ++taken) {
+        halfEdges[taken] = nodePairs_.Find(nodes[taken], following(taken));
+        if (halfEdges[taken] == NodePairMap::kNone) {
+            ++missing;
+        } else if (EdgeAt(halfEdges[taken]).face != kNoFace) {
+            break;
         }
     }
-    return true;
+    PrepareFor(0, missing, taken == count ? 1 : 0, *std::max_element(nodes.begin(), nodes.end()));
+    for (std::size_t i = 0; missing > 0 && i < taken; ++i) {
+        if (halfEdges[i] == NodePairMap::kNone) {
+            // A polygon may run an edge there and back: the first of the two has made it then.
+            const int known = count > 3 ? nodePairs_.Find(nodes[i], following(i)) : kNotSet;
+            halfEdges[i] = known >= 0 ? known : AddEdge(nodes[i], following(i));
+        }
+    }
+    return taken == count;
 }
 
 template <class Node, class Edge, class Face>
@@ -788,6 +889,7 @@ int HMesh<Node, Edge, Face>::LinkFace(std::span<const int> halfEdges)
         return -1;
     }
 
+    PrepareFor(0, 0, 1, kNotSet);
     LinkBoundaryRound(halfEdges);
     const int face = NewFace(halfEdges.front());
     int before = halfEdges.back();
@@ -947,6 +1049,19 @@ std::vector<std::pair<int, int>> HMesh<Node, Edge, Face>::SplitPinchNodes()
 
     std::vector<std::pair<int, int>> made;
     made.reserve(fans.size());
+    std::size_t moved = 0;
+    std::size_t longest = 0;
+    for (const SecondFan& fan : fans) {
+        moved += fan.outgoing.size();
+        longest = std::max(longest, static_cast<std::size_t>(NodeAt(fan.node).degree_));
+    }
+    std::vector<int> outgoing;
+    outgoing.reserve(longest);
+    PrepareFor(fans.size(), 0, 0, kNotSet);
+    if (!fans.empty()) {
+        nodePairs_.PrepareInsert(GreatestNodeAfter(fans.size()), moved);
+    }
+    // From here on nothing can fail.
     for (const SecondFan& fan : fans) {
         const Node record = NodeAt(fan.node);
         const int node = AddNode(record);
@@ -958,14 +1073,14 @@ std::vector<std::pair<int, int>> HMesh<Node, Edge, Face>::SplitPinchNodes()
             const int far = EdgeAt(Twin(out)).node;
             nodePairs_.Erase(fan.node, far, out);
             EdgeAt(out).node = node;
-            nodePairs_.Insert(node, far, out);
+            nodePairs_.Enter(node, far, out);
         }
         LinkFan(fan.outgoing);
         made.emplace_back(fan.node, node);
     }
     // What remains at the old nodes is one fan each.
     for (const SecondFan& fan : fans) {
-        std::vector<int> outgoing;
+        outgoing.clear();
         WalkFan(NodeAt(fan.node).edge, NodeAt(fan.node).degree_,
                 [&](int e) { outgoing.push_back(e); });
         LinkFan(outgoing);
@@ -1008,8 +1123,7 @@ void HMesh<Node, Edge, Face>::RotateNode(int node)
     const int turned = IsValidEdge(before) ? EdgeAt(before).twin : kNotSet;
     const bool leads = IsValidEdge(turned);
     if (!leads || EdgeAt(turned).node != node) {
-        Diagnostics::Details::InvokeCurrentAssertHandler(
-            "HalfEdgeMesh_E", 921, "Velk::Math::Sorvane::HalfEdge::HMesh::RotateNode");
+        AssertSites::Report(AssertSites::kRotateNode);
     }
     if (leads) {
         NodeAt(node).edge = turned;
@@ -1042,8 +1156,8 @@ template <class Node, class Edge, class Face>
 void HMesh<Node, Edge, Face>::RemoveNode(int node)
 {
     if (IsValidNode(node)) {
+        Free(freeNodes_, heldNodes_, node);
         NodeAt(node).Invalidate();
-        freeNodes_.push_back(node);
     }
 }
 
@@ -1054,35 +1168,93 @@ void HMesh<Node, Edge, Face>::RemoveEdge(int halfEdge)
         return;
     }
     const int twin = Twin(halfEdge);
+    Free(freeEdges_, heldEdges_, std::pair<int, int>(std::minmax(halfEdge, twin)));
     nodePairs_.Erase(EdgeAt(halfEdge).node, EdgeAt(twin).node, halfEdge);
     ChangeDegree(EdgeAt(halfEdge).node, -1);
     ChangeDegree(EdgeAt(twin).node, -1);
     EdgeAt(halfEdge).Invalidate();
     EdgeAt(twin).Invalidate();
-    freeEdges_.push_back(std::minmax({halfEdge, twin}));
 }
 
 template <class Node, class Edge, class Face>
 void HMesh<Node, Edge, Face>::RemoveFace(int face)
 {
     if (IsValidFace(face)) {
+        Free(freeFaces_, heldFaces_, face);
         FaceAt(face).Invalidate();
-        freeFaces_.push_back(face);
+    }
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::HoldFreeSlots(std::size_t nodes, std::size_t edges, std::size_t faces)
+{
+    try {
+        for (; heldNodes_ < nodes; ++heldNodes_) {
+            freeNodes_.push_back(kNotSet);
+        }
+        for (; heldEdges_ < edges; ++heldEdges_) {
+            freeEdges_.emplace_back(kNotSet, kNotSet);
+        }
+        for (; heldFaces_ < faces; ++heldFaces_) {
+            freeFaces_.push_back(kNotSet);
+        }
+    } catch (...) {
+        DropFreeSlots();
+        throw;
+    }
+}
+
+template <class Node, class Edge, class Face>
+void HMesh<Node, Edge, Face>::DropFreeSlots() noexcept
+{
+    for (; heldNodes_ > 0; --heldNodes_) {
+        freeNodes_.pop_back();
+    }
+    for (; heldEdges_ > 0; --heldEdges_) {
+        freeEdges_.pop_back();
+    }
+    for (; heldFaces_ > 0; --heldFaces_) {
+        freeFaces_.pop_back();
     }
 }
 
 template <class Node, class Edge, class Face>
 void HMesh<Node, Edge, Face>::Assign(const HMesh& other)
 {
-    if (this != &other) {
-        nodes_ = other.nodes_;
-        edges_ = other.edges_;
-        faces_ = other.faces_;
-        nodePairs_ = other.nodePairs_;
-        freeNodes_ = other.freeNodes_;
-        freeEdges_ = other.freeEdges_;
-        freeFaces_ = other.freeFaces_;
+    if (this == &other) {
+        return;
     }
+    // What this mesh has no room for is copied beside it first: that may fail.
+    HMesh copy;
+    const bool hasNodes = HasRoomFor(nodes_, other.nodes_);
+    const bool hasEdges = HasRoomFor(edges_, other.edges_);
+    const bool hasFaces = HasRoomFor(faces_, other.faces_);
+    if (!hasNodes) {
+        copy.nodes_ = other.nodes_;
+    }
+    if (!hasEdges) {
+        copy.edges_ = other.edges_;
+    }
+    if (!hasFaces) {
+        copy.faces_ = other.faces_;
+    }
+    copy.freeNodes_ = other.freeNodes_;
+    copy.freeEdges_ = other.freeEdges_;
+    copy.freeFaces_ = other.freeFaces_;
+    nodePairs_ = other.nodePairs_; // either as a whole or not at all
+    const auto take = [](auto& mine, auto& copied, const auto& others, bool hasRoom) {
+        if (hasRoom) {
+            mine = others;
+        } else {
+            mine.swap(copied);
+        }
+    };
+    take(nodes_, copy.nodes_, other.nodes_, hasNodes);
+    take(edges_, copy.edges_, other.edges_, hasEdges);
+    take(faces_, copy.faces_, other.faces_, hasFaces);
+    freeNodes_.swap(copy.freeNodes_);
+    freeEdges_.swap(copy.freeEdges_);
+    freeFaces_.swap(copy.freeFaces_);
 }
 
 template <class Node, class Edge, class Face>
@@ -1090,13 +1262,7 @@ void HMesh<Node, Edge, Face>::Assign(HMesh&& other)
 {
     if (this != &other) {
         Clear();
-        nodes_.swap(other.nodes_);
-        edges_.swap(other.edges_);
-        faces_.swap(other.faces_);
-        nodePairs_.Swap(other.nodePairs_);
-        freeNodes_.swap(other.freeNodes_);
-        freeEdges_.swap(other.freeEdges_);
-        freeFaces_.swap(other.freeFaces_);
+        SwapContents(other);
     }
 }
 

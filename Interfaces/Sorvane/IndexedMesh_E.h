@@ -179,7 +179,8 @@ template <int D, class T> void Append(TriangleSoup<D, T>& soup, const TriangleSo
 
 /// Adds the points and triangles of `other`, without merging: its indices move up by the number of
 /// points that were there. No effect when both are the same object or `other` has no points or no
-/// indices; a mesh without both becomes a copy of `other`. Amortised O(size of `other`).
+/// indices; a mesh without both becomes a copy of `other`. Where memory runs out the mesh is as it was.
+/// Amortized O(size of `other`).
 template <int D, class T>
 void Append(IndexedPointsBase<D, T>& mesh, const IndexedPointsBase<D, T>& other);
 
@@ -205,8 +206,8 @@ namespace Velk::Math::Sorvane {
 /// The rings of points: ring 0 is the profile, each further ring the ring before it turned by 2 pi / n,
 /// right-handed about the axis, with n >= 1 rings such that the chord at the profile's greatest radius
 /// stays within `tolerance` (`Geometry::AngleStep`). Each turn maps p to rotation (p - c - c) + c for
-/// the axis point c: the ordinary rotation for an axis through the origin, and a ring that walks away
-/// for any other. Point i of ring r has the number r m + i, m being the size of the profile.
+/// the axis point c: the ordinary rotation for an axis through the origin; for any other axis each
+/// ring is shifted besides. Point i of ring r has the number r m + i, m being the size of the profile.
 ///
 /// For each range (first, last) of profile points, last clipped to the profile, and each ring b with the
 /// ring q before it (the last one before ring 0), each step j of the profile gives the triangles

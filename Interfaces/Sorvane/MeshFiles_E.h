@@ -58,7 +58,7 @@ enum class MeshFileError {
 
 /// What `ReadMesh` and `WriteMesh` answer. True when it was done.
 struct SORVANE_API MeshFileResult {
-    MeshFileError error = MeshFileError::None;
+    MeshFileError error = MeshFileError::None; ///< what went wrong
 
     /// The form, as far as it could be told.
     MeshFileForm form = MeshFileForm::Unknown;
@@ -75,6 +75,7 @@ struct SORVANE_API MeshFileResult {
     /// What the system said, where it was the system that failed.
     std::error_code system;
 
+    /// True when it was done.
     explicit operator bool() const { return error == MeshFileError::None; }
     friend bool operator==(const MeshFileResult&, const MeshFileResult&) = default;
 };

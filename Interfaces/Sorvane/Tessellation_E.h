@@ -35,7 +35,7 @@ std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<D, T>>& boun
 /// Boundaries run either way, nest to any depth and may touch and cross; each is closed by itself,
 /// repeated last point or not, and one of fewer than two points has no part in it. The inside is
 /// told from the outside by crossing boundaries, the fewest that lead in from far away: odd is
-/// inside. Hence two nested outlines give a ring, an island in the hole is inside again, a side
+/// inside. Hence two nested outlines give a ring, an island in the hole is inside again, a stretch
 /// that two outlines share counts once, and so does an outline given twice. Without boundaries the
 /// region is the convex hull of the points, and the triangles are Delaunay.
 ///

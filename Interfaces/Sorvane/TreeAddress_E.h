@@ -60,11 +60,12 @@ template <int D, class T> constexpr VecBase<D, T> QOFChildOffset(int child)
     return offset;
 }
 
-/// The neighborhoods from which a balanced tree grows: from the deepest level up the parents of a
-/// level's cells join the level above, whose cells are then all replaced by their neighbors.
+/// The neighbors that the cells and their ancestors must have in a balanced tree. From the deepest level
+/// up, the parents of a level's cells join the level above, whose cells are then all replaced by their
+/// neighbors.
 ///
 /// Replaced means that a cell above the deepest level stays only if it is itself a neighbor of another
-/// one of its level: a lone one is gone, and so are ancestors that are nobody's neighbor. The null
+/// one of its level: a lone one is gone, and so are ancestors that are no neighbor of another cell. The null
 /// address is in the result where a cell lacked a neighbor. Cells at full depth (31 or 21) and beyond
 /// are left out. Sorted, without repeats. O(n log n) for n neighbors; parallel.
 template <int D>

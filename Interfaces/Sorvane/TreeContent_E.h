@@ -113,10 +113,10 @@ public:
 
     /// Is the content in the set? A scan of at most 512 pointers, or a look-up.
     bool contains(const Content* content) const { return FindPosition(content) != size(); }
-    /// False for null, and when it is there already, where it then has the bound of this moment. Amortised
+    /// False for null, and when it is there already, where it then has the bound of this moment. Amortized
     /// O(log n); a look-up for large sets, a short scan for small ones.
     bool insert(const Content* content);
-    /// False when it isn't there. Amortised O(log n), as `insert`.
+    /// False when it isn't there. Amortized O(log n), as `insert`.
     bool erase(const Content* content);
     /// Adds a content that is known not to be there, and leaves the arrangement to the caller. O(1).
     void append(const Content* content, const Bound& bound);

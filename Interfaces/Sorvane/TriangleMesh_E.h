@@ -277,6 +277,8 @@ private:
         return static_cast<To>(from);
     }
 
+    template <int D, class T>
+    void AddPoints(const std::vector<VecBase<D, T>>& points, std::size_t triangles);
     void AdjustBoundaryNodes();
     void LinkBoundaryAt(std::span<const BoundaryEnd> outgoing,
                         std::span<const BoundaryEnd> incoming);
@@ -483,6 +485,7 @@ bool TriangleMesh<Node, Edge, Face>::FlipEdge(int halfEdge, bool force)
         return false;
     }
 
+    this->nodePairs_.PrepareInsert(std::max(star.c, star.d), 1);
     this->nodePairs_.Erase(star.a, star.b, star.e);
     EdgeAt(star.e).node = star.d;
     EdgeAt(star.twin).node = star.c;
@@ -496,7 +499,7 @@ bool TriangleMesh<Node, Edge, Face>::FlipEdge(int halfEdge, bool force)
     this->ChangeDegree(star.b, -1);
     this->ChangeDegree(star.c, 1);
     this->ChangeDegree(star.d, 1);
-    this->nodePairs_.Insert(star.d, star.c, star.e);
+    this->nodePairs_.Enter(star.d, star.c, star.e);
     return true;
 }
 
@@ -510,10 +513,11 @@ bool TriangleMesh<Node, Edge, Face>::SplitFace(int face, int& newNode, bool forc
         !IsTriangle(face, sides[0], sides[1], sides[2]) || (!force && this->IsFaceLocked(face))) {
         return false;
     }
+    this->PrepareFor(1, 3, 2, this->GreatestNodeAfter(1));
     newNode = this->AddNode(Node{});
     std::array<int, 3> spokes;
     for (std::size_t i = 0; i < 3; ++i) {
-        spokes[i] = this->FindOrAddEdge(corners[i], newNode);
+        spokes[i] = this->AddEdge(corners[i], newNode);
     }
     for (std::size_t i = 0; i < 3; ++i) {
         const int part = i == 0 ? face : this->NewFace(sides[i]);
@@ -538,6 +542,7 @@ bool TriangleMesh<Node, Edge, Face>::SplitEdge(int halfEdge, int& newNode, bool 
     }
 
     // The pair of the half-edge keeps the half at a; a new pair takes the half at b.
+    this->PrepareFor(1, 4, 2, this->GreatestNodeAfter(1));
     Node record{};
     record.edge = star.twin;
     const int middle = newNode = this->AddNode(record);
@@ -545,12 +550,12 @@ bool TriangleMesh<Node, Edge, Face>::SplitEdge(int halfEdge, int& newNode, bool 
     EdgeAt(star.twin).node = middle;
     this->ChangeDegree(star.b, -1);
     this->ChangeDegree(middle, 1);
-    this->nodePairs_.Insert(star.a, middle, star.e);
+    this->nodePairs_.Enter(star.a, middle, star.e);
 
     // The order of these calls settles the new subscripts and where the rings begin.
-    const int half = this->FindOrAddEdge(middle, star.b);
-    const int rightSpoke = star.right >= 0 ? this->FindOrAddEdge(star.d, middle) : kNotSet;
-    const int leftSpoke = star.left >= 0 ? this->FindOrAddEdge(middle, star.c) : kNotSet;
+    const int half = this->AddEdge(middle, star.b);
+    const int rightSpoke = star.right >= 0 ? this->AddEdge(star.d, middle) : kNotSet;
+    const int leftSpoke = star.left >= 0 ? this->AddEdge(middle, star.c) : kNotSet;
 
     // Where the boundary turns back at b its next half-edge is the twin, which begins at the new
     // node.
@@ -588,6 +593,8 @@ bool TriangleMesh<Node, Edge, Face>::CollapseEdge(int halfEdge, bool force, bool
         return false;
     }
 
+    this->nodePairs_.PrepareInsert(this->GreatestNodeAfter(0), aroundB.outgoing.size());
+    this->HoldFreeSlots(1, 3, 2);
     for (const int out : aroundB.outgoing) {
         this->nodePairs_.Erase(star.b, EdgeAt(Twin(out)).node, out);
     }
@@ -608,12 +615,13 @@ bool TriangleMesh<Node, Edge, Face>::CollapseEdge(int halfEdge, bool force, bool
     this->RemoveEdge(star.twinNext);
     this->RemoveFace(star.left);
     this->RemoveFace(star.right);
+    this->DropFreeSlots();
     // The survivors take the names of edges that went: they are entered when those are forgotten.
     this->ChangeDegree(star.a, static_cast<int>(aroundB.outgoing.size()) - 1);
     for (const int out : aroundB.outgoing) {
         if (out != star.twin) {
             EdgeAt(out).node = star.a;
-            this->nodePairs_.Insert(star.a, EdgeAt(Twin(out)).node, out);
+            this->nodePairs_.Enter(star.a, EdgeAt(Twin(out)).node, out);
         }
     }
     return true;
@@ -822,33 +830,50 @@ bool TriangleMesh<Node, Edge, Face>::LoadIndexedPoints(
     const std::vector<VecBase<D, T>>& points, const std::vector<int>& indices,
     FaceAdded faceAdded) requires Positioned<Node>
 {
-    const std::size_t triples = indices.size() / 3;
+    // What this mesh held comes back when the load fails.
+    Base before;
+    if (this->NodeCount() > 0) {
+        this->SwapContents(before);
+    }
+    try {
+        AddPoints(points, indices.size() / 3);
+        std::vector<int> corners(3);
+        for (std::size_t t = 0; t < indices.size() / 3; ++t) {
+            std::copy_n(indices.begin() + static_cast<std::ptrdiff_t>(3 * t), 3, corners.begin());
+            const int face = this->AddFace(corners);
+            if (face >= 0) {
+                faceAdded(static_cast<int>(t), face);
+            }
+        }
+        if (!LinkBoundaryEdges()) {
+            return false;
+        }
+        AdjustBoundaryNodes();
+        return true;
+    } catch (...) {
+        this->Clear();
+        this->SwapContents(before);
+        throw;
+    }
+}
+
+// The points as nodes of an empty mesh, with room for the edges and faces of so many triangles.
+template <class Node, class Edge, class Face>
+template <int D, class T>
+void TriangleMesh<Node, Edge, Face>::AddPoints(const std::vector<VecBase<D, T>>& points,
+                                               std::size_t triangles)
+{
     // By Euler's formula a mesh has about as many edges as points and triangles together; it has a
     // few more where it has handles and holes, and never more than three to a triangle.
     constexpr std::size_t kSpareEdges = 64;
     const std::size_t edgeCount =
-        std::min(3 * triples, points.size() + triples + triples / 64 + kSpareEdges);
-    this->Clear();
-    this->Reserve(points.size(), 2 * edgeCount, triples);
-
+        std::min(3 * triangles, points.size() + triangles + triangles / 64 + kSpareEdges);
+    this->Reserve(points.size(), 2 * edgeCount, triangles);
     Node record{};
     for (const VecBase<D, T>& point : points) {
         record.position = ConvertedPosition<decltype(record.position)>(point);
         this->AddNode(record);
     }
-    std::vector<int> corners(3);
-    for (std::size_t t = 0; t < triples; ++t) {
-        std::copy_n(indices.begin() + static_cast<std::ptrdiff_t>(3 * t), 3, corners.begin());
-        const int face = this->AddFace(corners);
-        if (face >= 0) {
-            faceAdded(static_cast<int>(t), face);
-        }
-    }
-    if (!LinkBoundaryEdges()) {
-        return false;
-    }
-    AdjustBoundaryNodes();
-    return true;
 }
 
 // `AdjustBoundaryNode` once for each node that a half-edge without a face leaves: no other changes.
@@ -871,9 +896,9 @@ template <int D, class T>
 void TriangleMesh<Node, Edge, Face>::ExportIndexedPoints(
     Mesh::IndexedPointsBase<D, T>& mesh, double tolerance) const requires Positioned<Node>
 {
-    mesh.points.clear();
-    mesh.indices.clear();
-    mesh.indices.reserve(3 * this->faces_.size());
+    // Beside the result, which is replaced when all is done.
+    Mesh::IndexedPointsBase<D, T> live;
+    live.indices.reserve(3 * this->faces_.size());
     std::vector<int> pointOfNode(this->nodes_.size(), -1);
     for (int f = 0; f < this->FaceCount(); ++f) {
         const std::array<int, 3> corners = Corners(f);
@@ -881,26 +906,28 @@ void TriangleMesh<Node, Edge, Face>::ExportIndexedPoints(
         if (std::all_of(corners.begin(), corners.end(), isNode)) {
             for (const int n : corners) {
                 pointOfNode[static_cast<std::size_t>(n)] = 0;
-                mesh.indices.push_back(n);
+                live.indices.push_back(n);
             }
         }
     }
 
     for (std::size_t n = 0; n < pointOfNode.size(); ++n) {
         if (pointOfNode[n] == 0) {
-            pointOfNode[n] = static_cast<int>(mesh.points.size());
+            pointOfNode[n] = static_cast<int>(live.points.size());
             const bool isAlive = this->IsValidNode(static_cast<int>(n));
-            mesh.points.push_back(isAlive
+            live.points.push_back(isAlive
                                       ? ConvertedPosition<VecBase<D, T>>(this->nodes_[n].position)
                                       : VecBase<D, T>{});
         }
     }
     const std::vector<int> survivor =
-        Vector::FilterForUniquenessAndIndex(mesh.points, static_cast<T>(tolerance));
-    for (int& index : mesh.indices) {
+        Vector::FilterForUniquenessAndIndex(live.points, static_cast<T>(tolerance));
+    for (int& index : live.indices) {
         const int point = pointOfNode[static_cast<std::size_t>(index)];
         index = survivor[static_cast<std::size_t>(point)];
     }
+    mesh.points.swap(live.points);
+    mesh.indices.swap(live.indices);
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge

@@ -2,7 +2,7 @@
 // file that is removed at the end.
 #pragma once
 
-#include <Sorvane/IndexedMesh_E.h>
+#include "tests/support/MeshGenerators.h"
 
 #include <benchmark/benchmark.h>
 
@@ -25,24 +25,12 @@ using Sheet = Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, T>;
 template <class T>
 Sheet<T> WavySheet(std::int64_t triangleCount)
 {
-    const auto side =
-        static_cast<int>(std::ceil(std::sqrt(static_cast<double>(triangleCount) / 2)));
-    Sheet<T> sheet;
-    for (int row = 0; row <= side; ++row) {
-        for (int column = 0; column <= side; ++column) {
-            const double x = 0.37 * column;
-            const double y = 0.37 * row;
-            sheet.points.push_back(
-                Velk::Math::VecBase<3, T>(x, y, 3 * std::sin(x / 7) * std::cos(y / 5)));
-        }
-    }
-    for (int row = 0; row < side; ++row) {
-        for (int column = 0; column < side; ++column) {
-            const int a = row * (side + 1) + column;
-            const int c = a + side + 1;
-            sheet.indices.insert(sheet.indices.end(), {a, a + 1, c + 1, a, c + 1, c});
-        }
-    }
+    const int side = Support::GridSide(triangleCount);
+    auto sheet = Support::GridMesh<T>(side, side, [](int column, int row) {
+        const double x = 0.37 * column;
+        const double y = 0.37 * row;
+        return Velk::Math::Vec3d(x, y, 3 * std::sin(x / 7) * std::cos(y / 5));
+    });
     sheet.indices.resize(static_cast<std::size_t>(3 * triangleCount));
     return sheet;
 }

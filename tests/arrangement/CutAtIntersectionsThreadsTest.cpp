@@ -2,7 +2,7 @@
 
 #include <Velk/Math/Intersect_E.h>
 
-#include "tests/mathbase/ThreadLimit.h"
+#include "tests/support/ThreadLimit.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>

@@ -52,7 +52,7 @@ awk '
   /::Impl::/ && !/Impl::Deco/ { next }
   { sub(/^(vtable|typeinfo|typeinfo name|VTT) for /, "class "); sub(/^(non-virtual|virtual) thunk to /, "") }
   { gsub(/operator<</, "operator_"); while (gsub(/<[^<>]*>/, "")) { } }
-  { sub(/ \[clone.*/, ""); sub(/\(.*/, ""); sub(/^.* /, "") }
+  { gsub(/\[abi:[a-z0-9]*\]/, ""); sub(/ \[clone.*/, ""); sub(/\(.*/, ""); sub(/^.* /, "") }
   /^Velk::/ && !/operator/' "$source/tests/exports.txt" | sort -u >"$scratch/exported"
 [ "$(wc -l <"$scratch/exported")" -gt 200 ] || fail "the list of exported symbols was not understood"
 # A private member is told by its class, the only thing of it that is shown.

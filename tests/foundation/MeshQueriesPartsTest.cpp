@@ -2,7 +2,7 @@
 
 #include <Sorvane/MeshQueries_E.h>
 
-#include "tests/support/TestMeshes.h"
+#include "tests/support/StlFile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -62,7 +62,7 @@ TEST_P(MeshQueriesOnParts, AgreeWithSlowTwinsAndKnownBoundary)
     const PartCase& part = GetParam();
     const auto file = ::Test::SharedData(part.file);
     SORVANE_NEED_DATA(file);
-    const auto mesh = ::Test::WeldedBinaryStl<double>(file);
+    const auto mesh = Support::WeldedStl<double>(file);
     ASSERT_EQ(mesh.indices.size(), 3 * part.triangles);
     ASSERT_EQ(mesh.points.size(), part.points);
 
@@ -109,7 +109,7 @@ TEST(MatchNormalsOnParts, RealPartFromRandomlyTurnedTriangles)
 {
     const auto file = ::Test::SharedData("meshes_cad/voron_z_joint_upper_x4.stl");
     SORVANE_NEED_DATA(file);
-    const auto part = ::Test::WeldedBinaryStl<double>(file); // one closed, oriented component
+    const auto part = Support::WeldedStl<double>(file); // one closed, oriented component
     ASSERT_EQ(part.indices.size(), 3U * 26442);
     ASSERT_EQ(MisorientedEdges(part.indices), 0);
     auto mesh = part;
@@ -142,7 +142,7 @@ TEST_P(MatchNormalsOnDegenerateParts, SoundTrianglesAreThoseOfThePartWithoutTheO
     const DegenerateCase& part = GetParam();
     const auto file = ::Test::SharedData(part.file);
     SORVANE_NEED_DATA(file);
-    const auto whole = ::Test::WeldedBinaryStl<double>(file);
+    const auto whole = Support::WeldedStl<double>(file);
     ASSERT_EQ(whole.indices.size(), 3 * part.triangles);
 
     std::vector<std::size_t> sound;
@@ -191,7 +191,7 @@ TEST(CreaseAnglesOnParts, EdgesOfARealPartAgreeFromBothSides)
 {
     const auto file = ::Test::SharedData("meshes_cad/plate_holes.STL");
     SORVANE_NEED_DATA(file);
-    const auto mesh = ::Test::WeldedBinaryStl<double>(file); // closed, every edge of two triangles
+    const auto mesh = Support::WeldedStl<double>(file); // closed, every edge of two triangles
     ASSERT_EQ(mesh.indices.size(), 3U * 1252);
     const auto angles = Mesh::CreaseAngles(mesh, false);
     const auto neighbors = Mesh::NeighborFacets(mesh);

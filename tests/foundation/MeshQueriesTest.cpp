@@ -2,6 +2,7 @@
 
 #include <Sorvane/MeshQueries_E.h>
 
+#include "tests/support/MeshGenerators.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -58,18 +59,7 @@ TYPED_TEST_SUITE(MeshQueriesOf, Forms);
 /// repeated ones among them.
 const std::vector<int> kTetrahedron{0, 2, 1, 0, 1, 3, 1, 2, 3, 2, 0, 3};
 
-std::vector<int> Grid(int side)
-{
-    std::vector<int> indices;
-    for (int i = 0; i < side; ++i) {
-        for (int j = 0; j < side; ++j) {
-            const int a = i * (side + 1) + j;
-            const int b = a + side + 1;
-            indices.insert(indices.end(), {a, b, b + 1, a, b + 1, a + 1});
-        }
-    }
-    return indices;
-}
+std::vector<int> Grid(int side) { return Support::GridIndices(side, side); }
 
 std::vector<int> RandomTriples(std::uint64_t seed, int triangles, int nodes)
 {

@@ -19,6 +19,7 @@ using namespace Velk::Math::Sorvane::HalfEdge;
 using PolygonMesh = HMesh<HVertex<3, double>, HEdge, HFace>;
 using BareMesh = HMesh<HNode, HEdge, HFace>;
 using List = std::vector<int>;
+using Support::Fingerprint;
 
 template <class Mesh = PolygonMesh>
 Mesh WithNodes(int count)
@@ -38,23 +39,6 @@ PolygonMesh ClosedFan()
         mesh.AddFace(corners);
     }
     return mesh;
-}
-
-// All link fields of all records, to see whether anything changed.
-template <class Mesh>
-List Fingerprint(const Mesh& mesh)
-{
-    List all;
-    for (const auto& node : mesh.Nodes()) {
-        all.push_back(node.edge);
-    }
-    for (const auto& edge : mesh.Edges()) {
-        all.insert(all.end(), {edge.node, edge.twin, edge.next, edge.prev, edge.face});
-    }
-    for (const auto& face : mesh.Faces()) {
-        all.push_back(face.edge);
-    }
-    return all;
 }
 
 // --- records ------------------------------------------------------------------------------------

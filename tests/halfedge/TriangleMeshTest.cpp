@@ -18,6 +18,7 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::HalfEdge;
 using ::Test::CheckTopology;
+using Support::Fingerprint;
 using ::Test::CountTopology;
 using ::Test::TopologyCounts;
 using Velk::Math::Sorvane::Mesh::IndexedPointsBase;
@@ -32,22 +33,6 @@ Mesh Loaded(const ::Test::IndexedMesh& indexed)
     EXPECT_TRUE(mesh.LoadIndexedPoints(indexed));
     EXPECT_EQ(CheckTopology(mesh), "");
     return mesh;
-}
-
-template <class Mesh>
-List Fingerprint(const Mesh& mesh)
-{
-    List all;
-    for (const auto& node : mesh.Nodes()) {
-        all.push_back(node.edge);
-    }
-    for (const auto& edge : mesh.Edges()) {
-        all.insert(all.end(), {edge.node, edge.twin, edge.next, edge.prev, edge.face});
-    }
-    for (const auto& face : mesh.Faces()) {
-        all.push_back(face.edge);
-    }
-    return all;
 }
 
 // Locks chosen by a test, and nothing else.

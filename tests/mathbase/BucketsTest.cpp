@@ -5,6 +5,7 @@
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -68,4 +69,33 @@ TEST(Buckets, ItemsMayBeChangedInPlace)
     std::ranges::sort(buckets[1]);
     EXPECT_EQ(buckets.Items(), (std::vector<int>{4, 3, 5}));
     EXPECT_EQ(buckets.Offsets(), (std::vector<std::size_t>{0, 1, 3}));
+}
+
+TEST(Buckets, KeepIfLeavesTheOthersInOrder)
+{
+    ::Test::Random random(2);
+    for (int trial = 0; trial < 50; ++trial) {
+        std::vector<std::vector<std::string>> lists(6);
+        Buckets<std::string, int> buckets(6, [&](const auto& put) {
+            ::Test::Random same(static_cast<std::uint64_t>(trial));
+            for (auto& list : lists) {
+                list.clear();
+            }
+            for (int i = 0; i < 40; ++i) {
+                const int bucket = same.Below(6);
+                lists[static_cast<std::size_t>(bucket)].push_back(std::to_string(same.Below(5)));
+                put(bucket, std::string(lists[static_cast<std::size_t>(bucket)].back()));
+            }
+        });
+        const int dropped = random.Below(6);
+        const auto keep = [&](std::size_t bucket, const std::string& item) {
+            return item != "3" && static_cast<int>(bucket) != dropped;
+        };
+        buckets.KeepIf(keep);
+        for (std::size_t b = 0; b < 6; ++b) {
+            std::erase_if(lists[b], [&](const std::string& item) { return !keep(b, item); });
+            ASSERT_TRUE(std::ranges::equal(buckets[b], lists[b]));
+        }
+        ASSERT_EQ(static_cast<std::size_t>(buckets.Offsets().back()), buckets.Items().size());
+    }
 }

@@ -195,6 +195,39 @@ TYPED_TEST(PredicatesOf, MatchWholeNumbersWhereProductsCancel)
     EXPECT_GT(undecided, 100); // the plain product does fail here
 }
 
+// Points a few units off a common line, with coordinates of 53 bits: the rounded cross product has
+// no digit left. Scaled by a power of two, which changes no sign.
+TEST(Predicates, MatchIntegersOnNearlyCollinearPoints)
+{
+    __extension__ using Wide = __int128; // holds a product of two 60-bit differences
+    ::Test::Random random(6);
+    int undecided = 0;
+    for (int trial = 0; trial < 100'000; ++trial) {
+        std::array<long long, 6> v{};
+        const long long dx = static_cast<long long>(random.Bits() >> 14U);
+        const long long dy = static_cast<long long>(random.Bits() >> 14U);
+        const int multiple = random.Below(7) - 3;
+        v[0] = random.Below(1000);
+        v[1] = random.Below(1000);
+        v[2] = v[0] + dx;
+        v[3] = v[1] + dy;
+        v[4] = v[0] + multiple * dx + random.Below(3) - 1;
+        v[5] = v[1] + multiple * dy + random.Below(3) - 1;
+        const auto at = [&](std::size_t i) {
+            return Vec2d(std::ldexp(static_cast<double>(v[i]), -40),
+                         std::ldexp(static_cast<double>(v[i + 1]), -40));
+        };
+        const Wide left = Wide(v[2] - v[0]) * (v[5] - v[1]);
+        const Wide right = Wide(v[3] - v[1]) * (v[4] - v[0]);
+        const int exact = left > right ? 1 : (left < right ? -1 : 0);
+        const double rounded = (at(2) - at(0)) ^ (at(4) - at(0));
+        undecided += (rounded > 0) - (rounded < 0) != exact ? 1 : 0;
+        ASSERT_EQ(Orientation(at(0), at(2), at(4)), exact) << trial;
+        ASSERT_EQ(Orientation(at(0), at(4), at(2)), -exact) << trial;
+    }
+    EXPECT_GT(undecided, 100); // the plain product does fail here
+}
+
 // Coordinates of a call that differ in size by up to 2^460, near either end of the number range.
 TEST(Predicates, MatchWholeNumbersForAllSizes)
 {

@@ -78,6 +78,22 @@ TYPED_TEST(Values, UsableUpToTheLimitOfProducts)
     EXPECT_FALSE(Impl::AreUsable(std::vector<VecBase<2, T>>{{1, 2}, {3, this->kNaN}, {5, 6}}));
 }
 
+TEST(ScaleToOne, BringsEverySizeNearOne)
+{
+    for (const double size : {1.0, 1.999, 2.0, 3e-300, 1e300, 1.7e308, 0x1p1023}) {
+        const double scale = Impl::ScaleToOne(size);
+        EXPECT_GE(size * scale, 1.0) << size;
+        EXPECT_LT(size * scale, 2.0) << size;
+        EXPECT_EQ(size * scale / scale, size);
+    }
+    EXPECT_TRUE(std::isfinite(1.0 / Impl::ScaleToOne(1.7e308)));
+    EXPECT_EQ(Impl::ScaleToOne(std::numeric_limits<double>::denorm_min()), 0x1p1000);
+    for (const double none : {0.0, -1.0, std::numeric_limits<double>::infinity(),
+                              std::numeric_limits<double>::quiet_NaN()}) {
+        EXPECT_EQ(Impl::ScaleToOne(none), 1.0);
+    }
+}
+
 TYPED_TEST(Values, WideningAndBackChangesNothing)
 {
     using T = TypeParam;
@@ -92,7 +108,7 @@ TYPED_TEST(Values, WideningAndBackChangesNothing)
 }
 
 // Some compilers take a conversion to float and back for no conversion at all when they handle two
-// components at once; ours are compiled so that it does not happen.
+// components at once, which vectors keep them from.
 TEST(NarrowedValues, AreRoundedAlsoWhenTheyAreWidenedAgain)
 {
     ::Test::Random random(2);

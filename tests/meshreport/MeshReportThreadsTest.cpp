@@ -1,6 +1,6 @@
 // The report is the same, bit for bit, on any number of threads and from run to run.
 
-#include "tests/mathbase/ThreadLimit.h"
+#include "tests/support/ThreadLimit.h"
 #include "tests/meshreport/MeshReportTwin.h"
 #include "tests/support/MeshGenerators.h"
 

@@ -2,7 +2,7 @@
 
 #include <Sorvane/PolyArcSeg_E.h>
 
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/planar/ChainSupport.h"
 #include "tests/planar/Drawings.h"
 
@@ -150,6 +150,62 @@ TEST_P(RealChains, SideAgreesWithWinding)
         }
     }
     EXPECT_GT(closed, 0);
+}
+
+/// A loop of chords of the chain's elements from the definitions of segment and arc, each no more
+/// than 1e-6 from its arc.
+std::vector<Vec2d> ChordsOf(const Chain& chain)
+{
+    std::vector<Vec2d> loop;
+    for (const Element& element : chain.elements) {
+        if (const auto* segment = element.AsSegment()) {
+            loop.push_back(segment->start);
+            continue;
+        }
+        const auto& arc = *element.AsArc();
+        const Vec2d spoke = arc.start - arc.center;
+        const double radius = std::hypot(spoke[0], spoke[1]);
+        const double first = std::atan2(spoke[1], spoke[0]);
+        const double sweep = arc.length / radius;
+        const int count = 1 + static_cast<int>(std::fabs(sweep) / std::sqrt(8e-6 / radius));
+        for (int i = 0; i < count; ++i) {
+            const double angle = first + sweep * i / count;
+            loop.push_back(arc.center + Vec2d(std::cos(angle), std::sin(angle)) * radius);
+        }
+    }
+    loop.push_back(loop.front());
+    return loop;
+}
+
+TEST(TornJoints, OfADrawingGiveEveryPointItsSide)
+{
+    // The drawing's ends are written with ten decimals, so that its arcs meet within 1e-8 and no
+    // better. Points around each joint, at all distances, are what a torn corner would misjudge.
+    const auto path = SharedData("arc_chains/125_cycloidal.json");
+    SORVANE_NEED_DATA(path);
+    const auto chains = Joined(ElementsOfDrawing(JsonReader(ReadBytes(path)).Value()));
+    Random random(62);
+    int told = 0;
+    for (const Chain& chain : chains) {
+        if (!chain.IsClosed() || chain.elements.size() < 3) {
+            continue;
+        }
+        const auto loop = ChordsOf(chain);
+        const double area = Vector::SignedArea(loop);
+        for (const Element& element : chain.elements) {
+            for (int i = 0; i < 12; ++i) {
+                const double reach = std::pow(10.0, random.Between(-4, 1));
+                const Vec2d p = element.StartPoint() + random.Vector<2, double>(-1, 1) * reach;
+                if (DistanceToPolyline(p, loop) > 1e-5) {
+                    ++told;
+                    EXPECT_EQ(PointInPolyArcSegSpace<double>(chain, p, true, nullptr),
+                              IsInside(p, loop) == (area > 0))
+                        << p;
+                }
+            }
+        }
+    }
+    EXPECT_GT(told, 1000);
 }
 
 INSTANTIATE_TEST_SUITE_P(Drawings, RealChains,

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 namespace Topology {
 
 template <class... Parts>
@@ -292,4 +292,21 @@ TopologyCounts CountTopology(const Mesh& mesh)
     return counts;
 }
 
-} // namespace Test
+/// All link fields of all records, deleted ones included, to see whether anything changed.
+template <class Mesh>
+std::vector<int> Fingerprint(const Mesh& mesh)
+{
+    std::vector<int> all;
+    for (const auto& node : mesh.Nodes()) {
+        all.push_back(node.edge);
+    }
+    for (const auto& edge : mesh.Edges()) {
+        all.insert(all.end(), {edge.node, edge.twin, edge.next, edge.prev, edge.face});
+    }
+    for (const auto& face : mesh.Faces()) {
+        all.push_back(face.edge);
+    }
+    return all;
+}
+
+} // namespace Support

@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-namespace Test {
+namespace Support {
 namespace {
 
 // Without dynamic initialization: the first allocation may come before any constructor has run.
@@ -58,17 +58,17 @@ FailingAllocation::~FailingAllocation() { failingNumber = 0; }
 
 bool FailingAllocation::HasFailed() const { return hasFailed; }
 
-} // namespace Test
+} // namespace Support
 
 // clang-format off
-void* operator new(std::size_t size) { return Test::AllocatedOrThrow(size); }
-void* operator new[](std::size_t size) { return Test::AllocatedOrThrow(size); }
-void* operator new(std::size_t size, std::align_val_t alignment) { return Test::AllocatedOrThrow(size, alignment); }
-void* operator new[](std::size_t size, std::align_val_t alignment) { return Test::AllocatedOrThrow(size, alignment); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Test::Allocated(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Test::Allocated(size); }
-void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept { return Test::Allocated(size, alignment); }
-void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept { return Test::Allocated(size, alignment); }
+void* operator new(std::size_t size) { return Support::AllocatedOrThrow(size); }
+void* operator new[](std::size_t size) { return Support::AllocatedOrThrow(size); }
+void* operator new(std::size_t size, std::align_val_t alignment) { return Support::AllocatedOrThrow(size, alignment); }
+void* operator new[](std::size_t size, std::align_val_t alignment) { return Support::AllocatedOrThrow(size, alignment); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Support::Allocated(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Support::Allocated(size); }
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept { return Support::Allocated(size, alignment); }
+void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept { return Support::Allocated(size, alignment); }
 
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete[](void* memory) noexcept { std::free(memory); }

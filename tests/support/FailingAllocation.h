@@ -13,7 +13,7 @@
 #include <new>
 #include <string>
 
-namespace Test {
+namespace Support {
 
 /// Allocations that this thread has asked for since the program began, refused ones included.
 std::size_t AllocationCount();
@@ -66,4 +66,4 @@ std::size_t FailEachAllocation(const Prepare& prepare, const Call& call, const C
     }
 }
 
-} // namespace Test
+} // namespace Support

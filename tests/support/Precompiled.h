@@ -1,5 +1,5 @@
 // What nearly every test includes, compiled once for all test programs. Each test still includes what it
-// uses: builds with SORVANE_PRECOMPILE_TESTS=OFF do without this header.
+// uses, since builds with SORVANE_PRECOMPILE_TESTS=OFF do without this header.
 #pragma once
 
 #include "tests/support/TestSupport.h"
@@ -18,6 +18,7 @@
 #include <numeric>
 #include <set>
 #include <sstream>
+#include <string>
 #include <tuple>
 #include <type_traits>
 #include <utility>

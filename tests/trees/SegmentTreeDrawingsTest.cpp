@@ -1,7 +1,7 @@
 // The trees in the plane over outlines of real parts: what lies near a point, and the nearest
 // segment, against distances of all elements by plain formulas; `float` and `double`.
 
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/planar/Drawings.h"
 #include "trees/ArcSegTree_Impl.h"
 #include "trees/SegmentTree_Impl.h"

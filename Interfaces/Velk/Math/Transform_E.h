@@ -98,8 +98,8 @@ SORVANE_API TransformBase<3> InflateDimension(const TransformBase<2>& transform)
 ///
 /// `origin` is the mean of the points (a repeated closing point is counted once), `normal` the unit
 /// normal to whose side the loop runs counter-clockwise, from the loop's vector area (M. E. Newell;
-/// see I. Sutherland et al., 1974), taken about the first point so that distance from zero costs no
-/// digits. Fewer than 3 points, a vanishing area (no more than a few roundings of the coordinates can
+/// see I. Sutherland et al., 1974), taken about the first point so that a loop far from the origin
+/// loses no digits. Fewer than 3 points, a vanishing area (no more than a few roundings of the coordinates can
 /// make of a loop on a line) or one that is not finite: `normal` is zero. No points: both are zero.
 template <class T>
 void PlaneOfPolygon(const std::vector<VecBase<3, T>>& loop, VecBase<3, T>& origin, VecBase<3, T>& normal);

@@ -17,6 +17,28 @@
 
 namespace Velk::Math::Vector {
 
+namespace Impl {
+
+/// `value` as a T, by a cast.
+///
+/// g++ 12 takes (double)(float)x for x when it packs two such conversions into one vector
+/// instruction, from -O2 on: a float result would be used further with digits that it does not have.
+/// The empty instruction, which the compiler can't look into, keeps every rounding to float.
+template <class T, class U> constexpr T Cast(U value)
+{
+    T result = static_cast<T>(value);
+#if defined(__GNUC__) && !defined(__clang__) && defined(__SSE2__)
+    if constexpr (std::same_as<T, float> && std::same_as<U, double>) {
+        if (!std::is_constant_evaluated()) {
+            __asm__("" : "+x"(result));
+        }
+    }
+#endif
+    return result;
+}
+
+} // namespace Impl
+
 /// N values of T, contiguous and nothing else; all zero by default.
 ///
 /// A plain value: trivially copyable, no invariant, no heap. The library uses N = 2, 3, 4 and 8 over
@@ -33,7 +55,7 @@ template <int N, class T> struct SORVANE_API VecBase {
     /// From exactly N values; each is converted to T as by a cast.
     template <class... U>
         requires(sizeof...(U) == static_cast<std::size_t>(N) && (std::is_arithmetic_v<U> && ...))
-    constexpr VecBase(U... values) : component{static_cast<T>(values)...}
+    constexpr VecBase(U... values) : component{Impl::Cast<T>(values)...}
     {
     }
 
@@ -43,7 +65,7 @@ template <int N, class T> struct SORVANE_API VecBase {
     explicit constexpr VecBase(const VecBase<N, U>& other)
     {
         for (int i = 0; i < N; ++i) {
-            component[i] = static_cast<T>(other.component[i]);
+            component[i] = Impl::Cast<T>(other.component[i]);
         }
     }
 
@@ -98,8 +120,8 @@ template <int N, class T> struct SORVANE_API VecBase {
         return *this;
     }
 
-    /// A divisor that equals 0 makes every component a quiet NaN (for integers, which have none, 0):
-    /// no fault, and no component that looks usable.
+    /// Every component divided by the divisor. One that equals 0 makes them all quiet NaN, or 0 for
+    /// integers, which have none: nothing traps, and no component looks usable.
     constexpr VecBase& operator/=(T divisor)
     {
         if (divisor == T{0}) {
