@@ -24,6 +24,8 @@
 #include <cstdlib>
 #include <map>
 #include <numeric>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -44,29 +46,23 @@ struct Component {
 
 using IndexedPart = Mesh::IndexedPointsBase<3, double>;
 
-// The triangles of each component that hangs together by edges, ascending.
-std::vector<std::vector<int>> TrianglesOfComponents(const IndexedPart& part)
+// A weld leaves triangles that name a point twice. They have no area, no orientation and no place
+// in a half-edge mesh, and would be counted as boundary: they go. How many there were.
+std::size_t DropCollapsed(IndexedPart& part)
 {
-    const std::vector<std::array<int, 3>> neighbors = Mesh::NeighborFacets(part);
-    std::vector<bool> isSeen(neighbors.size(), false);
-    std::vector<std::vector<int>> components;
-    for (std::size_t seed = 0; seed < neighbors.size(); ++seed) {
-        if (isSeen[seed]) {
-            continue;
+    std::vector<int> kept;
+    kept.reserve(part.indices.size());
+    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
+        const int a = part.indices[i];
+        const int b = part.indices[i + 1];
+        const int c = part.indices[i + 2];
+        if (a != b && b != c && c != a) {
+            kept.insert(kept.end(), {a, b, c});
         }
-        isSeen[seed] = true;
-        std::vector<int>& component = components.emplace_back(1, static_cast<int>(seed));
-        for (std::size_t done = 0; done < component.size(); ++done) {
-            for (const int neighbor : neighbors[static_cast<std::size_t>(component[done])]) {
-                if (neighbor >= 0 && !isSeen[static_cast<std::size_t>(neighbor)]) {
-                    isSeen[static_cast<std::size_t>(neighbor)] = true;
-                    component.push_back(neighbor);
-                }
-            }
-        }
-        std::sort(component.begin(), component.end());
     }
-    return components;
+    const std::size_t dropped = (part.indices.size() - kept.size()) / 3;
+    part.indices = std::move(kept);
+    return dropped;
 }
 
 // Turns the triangles that run against the majority of their component; the number of those turned.
@@ -111,7 +107,8 @@ int TurnAlike(IndexedPart& part, const std::vector<std::vector<int>>& components
     return turned;
 }
 
-// The number of the component that each node belongs to, -1 for a node without edges.
+// The number of the component that each node belongs to, -1 for a node without edges. No node is a
+// pinch any more, so that each belongs to one component and its ring shows all of it.
 std::vector<int> NumberComponents(const Mesh3& mesh, int& componentCount)
 {
     std::vector<int> component(mesh.Nodes().size(), -1);
@@ -179,6 +176,9 @@ std::vector<Component> MeasureComponents(const Mesh3& mesh)
 void Print(const std::vector<Component>& components)
 {
     for (const Component& component : components) {
+        if (component.faces == 0) {
+            continue; // an edge left by a triangle that could not be added
+        }
         const int loops = static_cast<int>(component.loops.size());
         std::printf("component: %d nodes, %d edges, %d faces, Euler characteristic %d",
                     component.nodes, component.edges, component.faces, component.Euler());
@@ -211,8 +211,12 @@ int main(int argc, char** argv)
         return 1;
     }
 
+    if (const std::size_t dropped = DropCollapsed(part); dropped > 0) {
+        std::printf("%zu triangles that name a point twice left out\n", dropped);
+    }
     const std::size_t boundary = Mesh::BoundaryEdges(part).size();
-    const std::vector<std::vector<int>> components = TrianglesOfComponents(part);
+    const std::vector<std::vector<int>> components =
+        Mesh::ConnectedComponents(part, Mesh::Connection::SharedEdge);
     const int turned = TurnAlike(part, components);
     std::printf("%zu points, %zu triangles in %zu components, %zu boundary edges\n",
                 part.points.size(), part.indices.size() / 3, components.size(), boundary);
@@ -223,10 +227,14 @@ int main(int argc, char** argv)
 
     Mesh3 mesh;
     int added = 0;
-    const bool isLinked =
-        mesh.LoadIndexedPoints(part.points, part.indices, [&](int, int) { ++added; });
+    mesh.LoadIndexedPoints(part.points, part.indices, [&](int, int) { ++added; });
+    const std::size_t split = mesh.SplitPinchNodes().size();
+    const bool isLinked = mesh.LinkBoundaryEdges();
     std::printf("%d triangles in the half-edge mesh%s\n", added,
                 isLinked ? "" : "; some boundaries can't be linked");
+    if (split > 0) {
+        std::printf("%zu nodes added where several fans of faces met\n", split);
+    }
     Print(MeasureComponents(mesh));
 
     std::map<int, int> nodesOfValence;

@@ -42,6 +42,22 @@ std::vector<std::array<int, 3>> NeighborFacets(const IndexedPointsBase<D, T>& me
 template <int Oriented, int D, class T>
 std::array<std::pair<int, int>, 3> FaceEdges(const IndexedPointsBase<D, T>& mesh, int triangle);
 
+/// What two triangles have in common where they hang together.
+enum class Connection {
+    SharedEdge, ///< an edge, run in either direction, by however many triangles
+    SharedPoint ///< a point: bodies that touch in one are connected
+};
+
+/// The triangles of each connected component, ascending; components in the order of their lowest
+/// triangle. Each triangle stands in exactly one list.
+///
+/// `SoupFromIndexedPoints` makes a soup of a list. Across edges a triangle that names a point twice
+/// belongs to the triangles on the one edge that it has and never joins others; one that names a
+/// single point is a component by itself. O(n).
+template <int D, class T>
+std::vector<std::vector<int>> ConnectedComponents(const IndexedPointsBase<D, T>& mesh,
+                                                  Connection connection);
+
 // --- boundary -------------------------------------------------------------------------------------
 
 /// Edges that triangles run exactly once, in either direction, as they run them; ascending by (first,
@@ -139,6 +155,7 @@ bool IsoSegmentFromTriangle(const VecBase<D, T>& p0, const VecBase<D, T>& p1,
     extern template SORVANE_API std::vector<std::set<int>> NodeRings(const IndexedPointsBase<D, T>&); \
     extern template SORVANE_API std::vector<std::vector<int>> NodeFacets(const IndexedPointsBase<D, T>&); \
     extern template SORVANE_API std::vector<std::array<int, 3>> NeighborFacets(const IndexedPointsBase<D, T>&); \
+    extern template SORVANE_API std::vector<std::vector<int>> ConnectedComponents(const IndexedPointsBase<D, T>&, Connection); \
     extern template SORVANE_API std::array<std::pair<int, int>, 3> FaceEdges<0>(const IndexedPointsBase<D, T>&, int); \
     extern template SORVANE_API std::array<std::pair<int, int>, 3> FaceEdges<1>(const IndexedPointsBase<D, T>&, int); \
     extern template SORVANE_API std::vector<std::pair<int, int>> BoundaryEdges(const IndexedPointsBase<D, T>&); \

@@ -60,6 +60,20 @@ void BM_NodeFacets(benchmark::State& state)
     Run(state, [](const auto& mesh) { return Mesh::NodeFacets(mesh); });
 }
 
+void BM_ConnectedComponents(benchmark::State& state)
+{
+    Run(state, [](const auto& mesh) {
+        return Mesh::ConnectedComponents(mesh, Mesh::Connection::SharedEdge);
+    });
+}
+
+void BM_ConnectedComponentsAcrossPoints(benchmark::State& state)
+{
+    Run(state, [](const auto& mesh) {
+        return Mesh::ConnectedComponents(mesh, Mesh::Connection::SharedPoint);
+    });
+}
+
 /// Every third triangle turned, so that the walk has something to mark and the pass to turn.
 void BM_MatchNormals(benchmark::State& state)
 {
@@ -88,6 +102,8 @@ void Sizes(benchmark::internal::Benchmark* bench)
 BENCHMARK(BM_NeighborFacets)->Apply(Sizes);
 BENCHMARK(BM_BoundaryEdges)->Apply(Sizes);
 BENCHMARK(BM_CreaseAngles)->Apply(Sizes);
+BENCHMARK(BM_ConnectedComponents)->Apply(Sizes);
+BENCHMARK(BM_ConnectedComponentsAcrossPoints)->Apply(Sizes);
 BENCHMARK(BM_MatchNormals)->Apply(Sizes);
 BENCHMARK(BM_NodeRings)->Apply(Sizes);
 BENCHMARK(BM_NodeFacets)->Apply(Sizes);
