@@ -106,17 +106,21 @@ VecBase<3, T> ReadCoordinates(const char*& at)
     return point;
 }
 
+/// True when a number that was read up to `at` ends there.
+bool EndsNumber(const char* at) { return IsBlank(*at) || *at == '\n'; }
+
 /// Exactly three numbers up to the line's end, each followed by white space. Where that is not so,
 /// `isTooLarge` tells whether a number too large for T is the reason.
 template <class T>
 bool TakeThreeNumbers(const char*& at, VecBase<3, T>& point, bool& isTooLarge)
 {
     for (int axis = 0; axis < 3; ++axis) {
-        const bool isNumber = ReadNumber(at, point[axis]);
-        const bool isWhole = IsBlank(*at) || *at == '\n';
-        if (!isNumber || !isWhole) {
+        if (!ReadNumber(at, point[axis])) {
             // Only a number that is too large leaves one in the coordinate.
-            isTooLarge = !isNumber && isWhole && point[axis] != T(0);
+            isTooLarge = EndsNumber(at) && point[axis] != T(0);
+            return false;
+        }
+        if (!EndsNumber(at)) {
             return false;
         }
     }
@@ -161,7 +165,9 @@ Progress ParseLines(const char* at, const char* end, Line due, std::vector<VecBa
         case Line::ThirdVertex:
             isDue = TakeKeyword(at, "vertex");
             if (isDue && kIsStrict) {
-                isDue = TakeThreeNumbers(at, points.emplace_back(), progress.isNumberTooLarge);
+                VecBase<3, T> point;
+                isDue = TakeThreeNumbers(at, point, progress.isNumberTooLarge);
+                points.push_back(point);
             } else if (isDue) {
                 points.push_back(ReadCoordinates<T>(at));
             }

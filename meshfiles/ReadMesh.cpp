@@ -186,8 +186,10 @@ BlockOutcome AppendBlocks(const ByteReader& file, std::uint64_t offset, std::siz
         block.outcome = ReadBytes(file, offset + itemBytes * std::uint64_t{first},
                                   block.bytes.get(), block.count * itemBytes);
     };
+    // One thread does both in turn, and touches half the memory.
+    const bool readsAhead = Parallel::Impl::ThreadCount() > 1;
     Block* here = &blocks[0];
-    Block* next = &blocks[1];
+    Block* next = readsAhead ? &blocks[1] : here;
     read(*here, 0);
     for (std::size_t first = 0; first < count; first += blockItems, std::swap(here, next)) {
         if (here->outcome.error != MeshFileError::None) {
@@ -195,13 +197,16 @@ BlockOutcome AppendBlocks(const ByteReader& file, std::uint64_t offset, std::siz
         }
         BlockOutcome outcome;
         const bool isLast = count - first <= blockItems;
-        Parallel::Impl::ApplyParallel(0, isLast ? 1 : 2, [&](int task) {
-            if (task == 0) {
-                outcome = append(here->bytes.get(), first, here->count);
-            } else {
-                read(*next, first + blockItems);
+        const auto appendHere = [&] { outcome = append(here->bytes.get(), first, here->count); };
+        const auto readNext = [&] { read(*next, first + blockItems); };
+        if (!isLast && readsAhead) {
+            Parallel::Impl::ApplyInvoke(appendHere, readNext);
+        } else {
+            appendHere();
+            if (!isLast) {
+                readNext();
             }
-        });
+        }
         if (outcome.error != MeshFileError::None) {
             return outcome;
         }
