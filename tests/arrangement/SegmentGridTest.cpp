@@ -42,7 +42,7 @@ void ExpectNoPairMissing(const std::vector<PaddedSpan>& spans)
     const SegmentGrid grid(spans, count);
     std::vector<int> candidates;
     for (int i = 0; i < count; ++i) {
-        grid.Candidates(i, candidates);
+        grid.Sharers(i, candidates);
         EXPECT_TRUE(std::is_sorted(candidates.begin(), candidates.end()));
         for (int j = i + 1; j < count; ++j) {
             const PaddedSpan& a = spans[static_cast<std::size_t>(i)];
@@ -94,7 +94,7 @@ TEST(SegmentGrid, EmptyHasNoCandidates)
 {
     const SegmentGrid grid({}, 3);
     std::vector<int> candidates{7};
-    grid.Candidates(1, candidates);
+    grid.Sharers(1, candidates);
     EXPECT_TRUE(candidates.empty());
     EXPECT_EQ(grid.PairCount(), 0);
 }
