@@ -4,6 +4,8 @@
 
 #include "bounding/InnerPoints_Impl.h"
 #include "bounding/SmallestBall_Impl.h"
+#include "mathbase/Predicates_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Transform_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -11,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 
@@ -101,11 +104,49 @@ Points<T> HullOfTurned(const Points<T>& hull, int turnsLeft)
     return result;
 }
 
+/// Are there coordinates so large that a product of two differences overflows in T?
+template <class T>
+bool AreTooLargeForProducts(const Points<T>& points)
+{
+    constexpr double kLargest = std::is_same_v<T, float> ? 1e18 : Math::Impl::kLargestCoordinate;
+    return std::any_of(points.begin(), points.end(), [](const VecBase<2, T>& p) {
+        return static_cast<double>(Math::Impl::LargestMagnitude(p)) > kLargest;
+    });
+}
+
+/// The monotone chain with turns that are decided exactly, for coordinates of any size.
+template <class T>
+Points<T> ExactChain(const Points<T>& sorted)
+{
+    Points<T> chain;
+    const auto addHalf = [&chain](auto first, auto last) {
+        const std::size_t kept = chain.size();
+        for (; first != last; ++first) {
+            while (chain.size() >= kept + 2 &&
+                   Math::Impl::Orientation(chain[chain.size() - 2], chain.back(), *first) <= 0) {
+                chain.pop_back();
+            }
+            chain.push_back(*first);
+        }
+        chain.pop_back(); // the other half begins with it
+    };
+    addHalf(sorted.begin(), sorted.end());
+    addHalf(sorted.rbegin(), sorted.rend());
+    return chain;
+}
+
 template <class T>
 Points<T> HullOfUnique(const Points<T>& points, int turnsLeft)
 {
     if (points.size() < 3) {
         return points;
+    }
+    if (AreTooLargeForProducts(points)) {
+        Points<T> sorted = points;
+        std::sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) {
+            return a[0] < b[0] || (a[0] == b[0] && a[1] < b[1]);
+        });
+        return ExactChain(sorted);
     }
     if (points.size() == 3) {
         return HullOfThree(points);

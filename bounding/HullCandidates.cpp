@@ -11,6 +11,7 @@
 #include "bounding/HullCandidates_Impl.h"
 
 #include "bounding/QHullMesh_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -22,15 +23,11 @@
 namespace Velk::Math::Sorvane::Bounding::Impl {
 namespace {
 
+using Math::Impl::IsFinite;
+
 constexpr int kSampleStride = 32;
 /// Share of the reach that is left out besides the caller's margin, far above all rounding here.
 constexpr double kSafety = 1e-6;
-
-template <class T>
-bool IsFinite(const VecBase<3, T>& p)
-{
-    return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
-}
 
 /// One point of every `kSampleStride`, at a scattered place so that points in rows or layers give
 /// no row or layer.

@@ -15,16 +15,18 @@
 // - The chain. It asks whether q lies left of the way from a to p, by the cross product of q - a
 //   and p - a. The differences have a relative error of one rounding each, so that the answer can
 //   be wrong only when the sine of the angle at a is a few epsilon. Seen from any point of the
-//   chain, though, a point m / 2 inside lies at a sine of at least m / (2 size) off the final chain,
-//   which is far more (the test below sees to that). So an inner point never survives: points of
-//   the final chain to its right pop it with certainty. And it makes no difference before it goes:
-//   a point q that it popped was right of, or within a few epsilon on, the way from a to the inner
-//   point, and so with certainty right of the way from a to the point that pops the inner one; one
-//   that it shielded from being popped by a third point is, for the same reason, popped by that
-//   one. What remains are the questions between outer points, and these are asked with the same
-//   operands.
+//   chain, though, a point m / 2 inside lies at a sine of at least m / (2 size) off the final
+//   chain, which is far more (the test below sees to that). So an inner point never survives:
+//   points of the final chain to its right pop it with certainty. And it makes no difference before
+//   it goes: a point q that it popped was right of, or within a few epsilon on, the way from a to
+//   the inner point, and so with certainty right of the way from a to the point that pops the inner
+//   one; one that it shielded from being popped by a third point is, for the same reason, popped by
+//   that one. What remains are the questions between outer points, and these are asked with the
+//   same operands.
 
 #include "bounding/InnerPoints_Impl.h"
+
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -36,6 +38,8 @@ namespace Velk::Math::Sorvane::Bounding::Impl {
 
 namespace {
 
+using Math::Impl::IsFinite;
+
 template <class T>
 using Points = std::vector<VecBase<2, T>>;
 
@@ -43,12 +47,6 @@ template <class T>
 bool Less(const VecBase<2, T>& a, const VecBase<2, T>& b)
 {
     return a[0] < b[0] || (a[0] == b[0] && a[1] < b[1]);
-}
-
-template <class T>
-bool IsFinite(const VecBase<2, T>& point)
-{
-    return std::isfinite(point[0]) && std::isfinite(point[1]);
 }
 
 /// Boxes inside a convex polygon.

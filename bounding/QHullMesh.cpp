@@ -2,8 +2,7 @@
 
 #include "bounding/QHullMesh_Impl.h"
 
-#include "bounding/PlaneSide_Impl.h"
-#include "mathbase/ErrorFree_Impl.h"
+#include "mathbase/Predicates_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,6 +13,9 @@
 namespace Velk::Math::Sorvane::Bounding::Impl {
 namespace {
 
+using Math::Impl::AccurateNormal;
+using Math::Impl::Orientation;
+
 constexpr double kInside = -std::numeric_limits<double>::infinity();
 constexpr int kWorkExponent = 10; // the longest edge of the work box is 512 to 1024
 /// Outside sets of so few points are worked off at once.
@@ -22,22 +24,6 @@ constexpr int kSmallSet = 16;
 constexpr double kTolerancePerFloor = 10;
 
 int Next(int corner) { return corner == 2 ? 0 : corner + 1; }
-
-/// (b - a) ^ (c - b), each component rounded only at the end.
-VecBase<3, double> DoubleWordCross(const VecBase<3, double>& a, const VecBase<3, double>& b,
-                                   const VecBase<3, double>& c)
-{
-    using Math::Impl::TwoSum;
-    VecBase<3, double> cross;
-    for (int k = 0; k < 3; ++k) {
-        const int l = Next(k);
-        const int m = Next(l);
-        cross[k] =
-            (TwoSum(b[l], -a[l]) * TwoSum(c[m], -b[m]) - TwoSum(b[m], -a[m]) * TwoSum(c[l], -b[l]))
-                .high;
-    }
-    return cross;
-}
 
 double Distance(const QHullFace& face, const VecBase<3, double>& p)
 {
@@ -170,7 +156,7 @@ bool QHullMesh::MakeSimplex(bool isExact)
     }
     longest = std::max({longest, edge(a, d), edge(b, d), edge(c, d)});
     tolerance = perLength * longest;
-    const int side = Vector::Impl::PlaneSide(points[a], points[b], points[c], points[d]);
+    const int side = Orientation(points[a], points[b], points[c], points[d]);
     if (!(largestDistance > tolerance) || side == 0) {
         return false; // all in one plane
     }
@@ -375,8 +361,8 @@ int QHullMesh::AddFace(int a, int b, int c)
     setPlane(side[first] ^ side[second], 1);
     if (IsSliver(face)) {
         constexpr double kDoubleWordGain = 0x1p-48; // 2^-53, less what a few operations lose
-        setPlane(DoubleWordCross(points[face.node[first]], points[face.node[second]],
-                                 points[face.node[longest]]),
+        setPlane(AccurateNormal(points[face.node[first]], points[face.node[second]],
+                                points[face.node[longest]]),
                  kDoubleWordGain);
     }
     return slot;
@@ -435,9 +421,8 @@ bool QHullMesh::Sees(const QHullFace& face, int point) const
     if (distance > face.error) {
         return true;
     }
-    return !(distance < -face.error) &&
-           Vector::Impl::PlaneSide(points[face.node[0]], points[face.node[1]], points[face.node[2]],
-                                   points[point]) > 0;
+    return !(distance < -face.error) && Orientation(points[face.node[0]], points[face.node[1]],
+                                                    points[face.node[2]], points[point]) > 0;
 }
 
 /// How far out a point is for a face that it sees; kInside when it doesn't. Where even twice the
@@ -569,8 +554,8 @@ std::vector<int> QHullMesh::FlatNodes() const
                                  : (other.node[1] != from && other.node[1] != to ? other.node[1]
                                                                                  : other.node[2]);
             const bool isBent = Distance(face, points[apex]) < -face.error ||
-                                Vector::Impl::PlaneSide(points[face.node[0]], points[face.node[1]],
-                                                        points[face.node[2]], points[apex]) != 0;
+                                Orientation(points[face.node[0]], points[face.node[1]],
+                                            points[face.node[2]], points[apex]) != 0;
             for (const int node : {from, to}) {
                 bent[node] = std::max(bent[node], 0) + (isBent ? 1 : 0);
             }

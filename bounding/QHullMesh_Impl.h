@@ -1,8 +1,7 @@
 // The growing hull in space: triangles with their neighbors, each with the points outside it.
 //
 // Quickhull (C. B. Barber, D. P. Dobkin, H. Huhdanpaa, "The Quickhull Algorithm for Convex Hulls",
-// 1996) whose shape never depends on rounding: which faces a new node sees is decided exactly
-// (PlaneSide_Impl.h), so the surface stays closed, oriented and convex for every input, however
+// 1996) whose shape never depends on rounding: which faces a new node sees is decided exactly, so the surface stays closed, oriented and convex for every input, however
 // flat or crowded. Only whether a point is far enough out to become a node is a matter of
 // tolerance.
 #pragma once

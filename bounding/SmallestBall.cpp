@@ -2,8 +2,14 @@
 // The order of the points is drawn from a generator of fixed seed, so that the ball is a pure
 // function of the input. A ball of radius 0 holds nothing: a solve that fails leaves the zero ball,
 // and the next point starts over from there.
+//
+// The method asks for balls through given points, and goes wrong where these all but coincide: a
+// solve may end with a ball that is far too large, or go on for O(n^4) steps. It is therefore given
+// up after a number of steps, and what it ends with is compared with the ball by exchange, which
+// knows no such points and no tolerance.
 
 #include "bounding/SmallestBall_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Matrix_E.h>
@@ -62,12 +68,13 @@ public:
         if (AreInOnePlace()) {
             return {}; // what the solve would come to, after O(n^3) steps
         }
+        questionsLeft_ = kQuestionsPerPoint * static_cast<std::int64_t>(count);
         capRadius_ = LargestDistanceFromBoxCenter();
         insideTolerance_ = std::max(tolerance_, InsideRounding());
         prefix_.resize(count);
         Ball<D> ball;
         bool astray = true;
-        for (std::size_t attempt = 1; astray && attempt <= count; ++attempt) {
+        for (std::size_t attempt = 1; astray && attempt <= count && MayGoOn(); ++attempt) {
             std::mt19937
                 engine; // the default seed, 5489; the order goes on from the last attempt's
             Shuffle<D>(points_, engine);
@@ -75,6 +82,9 @@ public:
         }
         return ball;
     }
+
+    /// How far beyond the ball a point may be and still count as inside, after `Solve`.
+    double InsideTolerance() const { return insideTolerance_; }
 
 private:
     /// Coincident points that certainly leave nothing but the zero ball: on one line along an axis,
@@ -130,7 +140,7 @@ private:
     {
         Ball<D> ball = BallOfTwo(points_[0], points_[1]);
         astray = false;
-        for (std::size_t i = 2; i < points_.size() && !astray; ++i) {
+        for (std::size_t i = 2; i < points_.size() && !astray && MayGoOn(); ++i) {
             if (!Holds(ball, points_[i])) {
                 ball = BallWithPoint(i, points_[i]);
                 astray = ball.radius > capRadius_;
@@ -139,8 +149,12 @@ private:
         return ball;
     }
 
-    bool Holds(const Ball<D>& ball, const VecBase<D, double>& point) const
+    /// False when the solve has become hopeless, as it does among points that all but coincide.
+    bool MayGoOn() const { return questionsLeft_ > 0; }
+
+    bool Holds(const Ball<D>& ball, const VecBase<D, double>& point)
     {
+        --questionsLeft_;
         return ball.radius != 0.0 &&
                !(Vector::Length(point - ball.center) - ball.radius > insideTolerance_);
     }
@@ -163,7 +177,7 @@ private:
         std::mt19937 engine;
         Shuffle<D>(list, engine);
         Ball<D> ball = BallOfTwo(list[0], q);
-        for (std::size_t j = 1; j < count; ++j) {
+        for (std::size_t j = 1; j < count && MayGoOn(); ++j) {
             if (!Holds(ball, list[j]) && !(list[j] == q)) {
                 ball = BallWithTwoPoints(list.first(j), list[j], q);
             }
@@ -172,10 +186,10 @@ private:
     }
 
     Ball<D> BallWithTwoPoints(Points<D> list, const VecBase<D, double>& p,
-                              const VecBase<D, double>& q) const
+                              const VecBase<D, double>& q)
     {
         Ball<D> ball = BallOfTwo(q, p);
-        for (std::size_t k = 0; k < list.size(); ++k) {
+        for (std::size_t k = 0; k < list.size() && MayGoOn(); ++k) {
             const VecBase<D, double>& r = list[k];
             if (Holds(ball, r) || r == p || r == q) {
                 continue;
@@ -192,12 +206,15 @@ private:
     }
 
     Ball<D> BallWithThreePoints(Points<D> list, const VecBase<D, double>& p,
-                                const VecBase<D, double>& q, const VecBase<D, double>& r) const
-        requires(D == 3)
+                                const VecBase<D, double>& q,
+                                const VecBase<D, double>& r) requires(D == 3)
     {
         Ball<D> ball;
         Intersect::FindCircumsphere(p, q, r, ball.center, ball.radius, false, 0.0);
         for (const VecBase<D, double>& s : list) {
+            if (!MayGoOn()) {
+                break;
+            }
             if (Holds(ball, s) || s == p || s == q || s == r) {
                 continue;
             }
@@ -214,6 +231,10 @@ private:
     double tolerance_; // of coincidence
     double insideTolerance_ = 0.0;
     double capRadius_ = 0.0;
+    /// How often it may still be asked whether a ball holds a point. A usual solve asks some dozens
+    /// of times for each point.
+    std::int64_t questionsLeft_ = 0;
+    static constexpr std::int64_t kQuestionsPerPoint = 512;
 };
 
 } // namespace
@@ -257,37 +278,140 @@ bool Circumsphere(const VecBase<3, double>& a, const VecBase<3, double>& b,
     return true;
 }
 
+namespace {
+
+/// Largest squared distance from the center, in T. NaN is passed over.
 template <int D, class T>
-void GrowToHold(BoundingBall<D, T>& ball, const std::vector<VecBase<D, T>>& points)
+T LargestSquaredDistance(const VecBase<D, T>& center, const std::vector<VecBase<D, T>>& points)
 {
-    // Square roots keep the order, so that one of them, of the largest square, will do. Two
-    // strands, lest each comparison wait for the last.
+    // Two strands, lest each comparison wait for the last.
     T even{0};
     T odd{0};
     std::size_t i = 0;
     for (; i + 1 < points.size(); i += 2) {
-        even = std::max(even, Vector::SquaredLength(points[i] - ball.center));
-        odd = std::max(odd, Vector::SquaredLength(points[i + 1] - ball.center));
+        even = std::max(even, Vector::SquaredLength(points[i] - center));
+        odd = std::max(odd, Vector::SquaredLength(points[i + 1] - center));
     }
     for (; i < points.size(); ++i) {
-        even = std::max(even, Vector::SquaredLength(points[i] - ball.center));
+        even = std::max(even, Vector::SquaredLength(points[i] - center));
     }
-    ball.radius = std::max(ball.radius, std::sqrt(std::max(even, odd)));
+    return std::max(even, odd);
 }
+
+/// The same distance, not squared, for differences of any size: they are brought to about 1 by a
+/// power of two, which is exact.
+template <int D, class T>
+double LargestDistance(const VecBase<D, T>& center, const std::vector<VecBase<D, T>>& points)
+{
+    const VecBase<D, double> half = VecBase<D, double>(center) * 0.5; // lest a difference overflows
+    const auto halfSpoke = [&](const VecBase<D, T>& point) {
+        return VecBase<D, double>(point) * 0.5 - half;
+    };
+    double largest = 0.0;
+    for (const VecBase<D, T>& point : points) {
+        largest = std::max(largest, Math::Impl::LargestMagnitude(halfSpoke(point)));
+    }
+    if (!(largest > 0.0 && Math::Impl::IsFinite(largest))) {
+        return largest;
+    }
+    const double scale = Math::Impl::ScaleToOne(largest);
+    double squared = 0.0;
+    for (const VecBase<D, T>& point : points) {
+        squared = std::max(squared, Vector::SquaredLength(halfSpoke(point) * scale));
+    }
+    return std::sqrt(squared) / scale * 2.0;
+}
+
+} // namespace
+
+template <int D, class T>
+void GrowToHold(BoundingBall<D, T>& ball, const std::vector<VecBase<D, T>>& points)
+{
+    // Square roots keep the order, so that one of them, of the largest square, will do.
+    const T squared = LargestSquaredDistance(ball.center, points);
+    constexpr T kLeastWhole = std::numeric_limits<T>::min() / (std::numeric_limits<T>::epsilon() *
+                                                               std::numeric_limits<T>::epsilon());
+    if (squared >= kLeastWhole && squared <= std::numeric_limits<T>::max()) {
+        ball.radius = std::max(ball.radius, std::sqrt(squared));
+        return;
+    }
+    const double distance = LargestDistance(ball.center, points);
+    T radius = static_cast<T>(distance);
+    if (static_cast<double>(radius) < distance) {
+        radius = std::nextafter(radius, std::numeric_limits<T>::infinity());
+    }
+    ball.radius = std::max(ball.radius, radius);
+}
+
+namespace {
+
+/// Coordinates of these sizes have squares and fourth powers well within the number range.
+constexpr double kLargestUsual = 0x1p200;
+constexpr double kLeastUsual = 0x1p-200;
+
+/// The power of two that brings the points to about 1; 1 for points of usual size, and for those
+/// that are not finite.
+template <int D>
+double UnitFor(const std::vector<VecBase<D, double>>& points)
+{
+    double largest = 0.0;
+    for (const VecBase<D, double>& point : points) {
+        if (!Math::Impl::IsFinite(point)) {
+            return 1.0;
+        }
+        largest = std::max(largest, Math::Impl::LargestMagnitude(point));
+    }
+    const bool isUsual = largest >= kLeastUsual && largest <= kLargestUsual;
+    return isUsual ? 1.0 : Math::Impl::ScaleToOne(largest);
+}
+
+/// Of points of usual size.
+template <int D>
+Ball<D> SolveAndCheck(const std::vector<VecBase<D, double>>& points, double tolerance)
+{
+    WelzlSolver<D> solver(points, tolerance);
+    const Ball<D> solved = solver.Solve();
+    if (points.size() < 3) {
+        return solved;
+    }
+    const AxisAlignedBoundingBox<D, double> box = BoxOfPoints(points);
+    const bool isOnePlace = Vector::Matches(box.min, box.max, tolerance);
+    if (isOnePlace && solved == Ball<D>{}) {
+        return solved; // coincident points have this ball, and the sweep its radius
+    }
+    const Ball<D> smallest = SmallestBallByExchange<D>(points);
+    if (!(smallest.radius <= std::numeric_limits<double>::max())) {
+        return solved; // not finite
+    }
+    const double reach = std::max(solved.radius, LargestDistance(solved.center, points));
+    constexpr double kAccuracy = 1e-9;
+    const double allowed =
+        smallest.radius * (1.0 + kAccuracy) + (isOnePlace ? 0.0 : 4.0 * solver.InsideTolerance());
+    return reach <= allowed ? solved : smallest;
+}
+
+} // namespace
 
 template <int D, class T>
 BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>& points, double tolerance)
 {
-    WelzlSolver<D> solver(std::vector<VecBase<D, double>>(points.begin(), points.end()), tolerance);
-    const Ball<D> solved = solver.Solve();
-    BoundingBall<D, T> ball{VecBase<D, T>(solved.center), static_cast<T>(solved.radius)};
+    std::vector<VecBase<D, double>> wide(points.begin(), points.end());
+    const double unit = UnitFor(wide);
+    if (unit != 1.0) {
+        for (VecBase<D, double>& point : wide) {
+            point *= unit;
+        }
+    }
+    const Ball<D> solved = SolveAndCheck(wide, tolerance * unit);
+    BoundingBall<D, T> ball{VecBase<D, T>(solved.center * (1.0 / unit)),
+                            static_cast<T>(solved.radius * (1.0 / unit))};
     if (points.size() > 2) {
         GrowToHold(ball, points);
     }
     return ball;
 }
 
-#define SORVANE_INSTANTIATE(D, T)                                                \
+#define SORVANE_INSTANTIATE(D, T)                                                        \
     template BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>&, double); \
     template void GrowToHold(BoundingBall<D, T>&, const std::vector<VecBase<D, T>>&);
 SORVANE_INSTANTIATE(2, float)

@@ -7,6 +7,7 @@
 #include <Velk/Math/Tolerances_E.h>
 
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Bounding::Impl {
@@ -25,14 +26,22 @@ bool Circumsphere(const VecBase<3, double>& a, const VecBase<3, double>& b,
 /// Smallest ball around all the points given, none left out beforehand.
 ///
 /// Solved in `double`, rounded to T, and then, unless there are fewer than three points, grown
-/// about its center until it holds every point. Quick in practice, but its restarts may cost O(n^2)
-/// on inputs of many points that lie on one sphere up to rounding. `tolerance` is the one within
-/// which points coincide or count as inside.
+/// about its center until it holds every point. O(n), with a large constant on inputs of many
+/// points that lie on one sphere up to rounding. `tolerance` is the one within which points
+/// coincide or count as inside. Points that all coincide within it may have a ball about the
+/// origin; any others have their smallest ball, to rounding and the tolerance, whatever their size.
 template <int D, class T>
 BoundingBall<D, T> SmallestBall(const std::vector<VecBase<D, T>>& points,
                                 double tolerance = static_cast<double>(kLengthFloor<T>));
 
-/// The radius made large enough to hold every point as well.
+/// The smallest ball of finite points to within rounding, and no tolerance in it: points that all
+/// but coincide do no harm. Its radius is the distance of the farthest point from its center. O(n)
+/// for each of the few points by which it grows.
+template <int D>
+BoundingBall<D, double> SmallestBallByExchange(std::span<const VecBase<D, double>> points);
+
+/// The radius made large enough to hold every point as well, also of points whose squares overflow
+/// or vanish in T.
 template <int D, class T>
 void GrowToHold(BoundingBall<D, T>& ball, const std::vector<VecBase<D, T>>& points);
 

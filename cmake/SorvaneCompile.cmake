@@ -2,7 +2,7 @@
 
 find_program(SORVANE_CCACHE ccache)
 if(SORVANE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER "${SORVANE_CCACHE}")
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CMAKE_CURRENT_LIST_DIR}/cached-compiler" "${SORVANE_CCACHE}")
 endif()
 
 # Exact zero tests, the antisymmetry of cross products and figures that survive another machine need

@@ -9,6 +9,7 @@ install(TARGETS Sorvane EXPORT SorvaneTargets
 install(EXPORT SorvaneTargets NAMESPACE Sorvane:: DESTINATION ${package_dir})
 install(DIRECTORY Interfaces/Velk Interfaces/Sorvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*_E.h")
+install(FILES NOTICE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 configure_package_config_file(cmake/SorvaneConfig.cmake.in
   "${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfig.cmake" INSTALL_DESTINATION ${package_dir})

@@ -2,7 +2,6 @@
 
 #include "ReportPictures.h"
 
-#include <Sorvane/MeshFiles_E.h>
 #include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
@@ -162,8 +161,8 @@ public:
     {
         const double y = view_.Height() + 24 * line;
         out_ << "<rect x=\"" << kMargin << "\" y=\"" << y - 12
-             << "\" width=\"22\" height=\"14\" fill=\"" << color << "\"/><text x=\""
-             << kMargin + 34 << "\" y=\"" << y << "\">" << words << ": " << count << "</text>\n";
+             << "\" width=\"22\" height=\"14\" fill=\"" << color << "\"/><text x=\"" << kMargin + 34
+             << "\" y=\"" << y << "\">" << words << ": " << count << "</text>\n";
     }
 
 private:
@@ -197,10 +196,7 @@ std::string Escaped(const std::string& text)
 }
 
 /// Triangles by value, for a file.
-struct LooseMesh {
-    std::vector<Vec3d> points;
-    std::vector<int> indices;
-
+struct LooseMesh : Sorvane::Mesh::IndexedPointsBase<3, double> {
     void Add(const Vec3d& a, const Vec3d& b, const Vec3d& c)
     {
         for (const Vec3d& p : {a, b, c}) {
@@ -209,7 +205,7 @@ struct LooseMesh {
         }
     }
 
-    /// Three sides along a-b, open at the ends.
+    /// A prism of three faces along a-b, open at the ends.
     void AddRod(const Vec3d& a, const Vec3d& b, double radius)
     {
         const Vec3d along = Normalized(b - a, 0.0);
@@ -272,7 +268,7 @@ bool WriteSvg(const Findings& findings, const std::string& title, const std::fil
     return out.flush().good();
 }
 
-bool WriteFaultStl(const Findings& findings, const std::filesystem::path& path)
+Sorvane::Mesh::IndexedPointsBase<3, double> FaultMesh(const Findings& findings)
 {
     const auto [low, high] = findings.Box();
     const double radius = 0.003 * Length(high - low);
@@ -295,5 +291,5 @@ bool WriteFaultStl(const Findings& findings, const std::filesystem::path& path)
             faults.AddRod(findings.Point(corner[k]), findings.Point(corner[(k + 1) % 3]), radius);
         }
     }
-    return Sorvane::MeshUtils::WriteToBinarySTL(faults.points, faults.indices, path);
+    return faults;
 }

@@ -38,6 +38,6 @@ struct Findings {
 bool WriteSvg(const Findings& findings, const std::string& title,
               const std::filesystem::path& path);
 
-/// The triangles with faults, and the edges with faults, and slivers, as thin rods. False when the
-/// file can't be written.
-bool WriteFaultStl(const Findings& findings, const std::filesystem::path& path);
+/// The triangles with faults, and the edges with faults, and slivers, as thin rods. Empty without
+/// faults.
+Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double> FaultMesh(const Findings& findings);

@@ -4,7 +4,11 @@
 //
 //   chain_picture [chain.txt [tolerance]] > picture.svg
 //
-// Without arguments a slot with a hook, and a tolerance coarse enough to be seen.
+// Without arguments a slot with a hook, and a tolerance coarse enough to be seen. Exit codes: 0
+// done, 1 the file can't be read, holds no chain, or the picture can't be written, 2 wrong use.
+
+#include "Arguments.h"
+#include "TextOutput.h"
 
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -94,13 +98,17 @@ void DrawQuery(const Chain& chain, const Vec2d& p, double width)
 
 int main(int argc, char** argv)
 {
+    const auto tolerance = argc > 2 ? LengthOf(argv[2]) : std::optional(0.1);
+    if (argc > 3 || !tolerance || *tolerance == 0) {
+        std::fprintf(stderr, "usage: chain_picture [chain.txt [tolerance]] > picture.svg\n");
+        return 2;
+    }
     const Chain chain = argc > 1 ? ReadPolySegArcFromFile(argv[1]) : Slot();
     if (chain.elements.empty()) {
-        std::fprintf(stderr, "%s: no chain in it\n", argv[1]);
+        std::fprintf(stderr, "%s: is no file with a chain in it, or can't be read\n", argv[1]);
         return 1;
     }
-    const double tolerance = argc > 2 ? std::atof(argv[2]) : 0.1;
-    const std::vector<Vec2d> polyline = Tessellate(chain, tolerance);
+    const std::vector<Vec2d> polyline = Tessellate(chain, *tolerance);
 
     Vec2d low = polyline.front();
     Vec2d high = polyline.front();
@@ -132,6 +140,6 @@ int main(int argc, char** argv)
     std::printf("</g>\n</svg>\n");
     std::fprintf(stderr, "%zu elements, length %.6g, %s; %zu points within %g\n",
                  chain.elements.size(), PolyArcSegParameters(chain, false).back(),
-                 chain.IsClosed() ? "closed" : "open", polyline.size(), tolerance);
-    return 0;
+                 chain.IsClosed() ? "closed" : "open", polyline.size(), *tolerance);
+    return FinishStandardOutput();
 }

@@ -95,18 +95,18 @@ int main(int argc, char** argv)
             return 1;
         }
     }
-    const TextOutput svg = OpenTextOutput(argv[1]);
-    if (!svg) {
+    TextOutput svg(argv[1]);
+    if (!svg.IsOpen()) {
         return 1;
     }
-    std::fprintf(svg.get(), "<svg xmlns='http://www.w3.org/2000/svg' viewBox='-330 -330 660 660' "
-                            "fill='none'>\n");
-    DrawNode(svg.get(), root, 0);
+    std::fprintf(svg.File(), "<svg xmlns='http://www.w3.org/2000/svg' viewBox='-330 -330 660 660' "
+                             "fill='none'>\n");
+    DrawNode(svg.File(), root, 0);
     const Node* leaf = root.GetChild(2);
     const double looseReach = leaf->halfSize * (1 + leaf->slack);
-    DrawBox(svg.get(), leaf->center - Vec2d(looseReach, looseReach),
+    DrawBox(svg.File(), leaf->center - Vec2d(looseReach, looseReach),
             leaf->center + Vec2d(looseReach, looseReach),
             "stroke='#000' stroke-width='1.5' stroke-dasharray='6 4'");
-    std::fprintf(svg.get(), "</svg>\n");
-    return 0;
+    std::fprintf(svg.File(), "</svg>\n");
+    return svg.Finish() ? 0 : 1;
 }

@@ -9,6 +9,9 @@
 // triangles between the circle and the field's corners. Points that meet are computed by the same
 // expressions, so they meet exactly.
 
+#include "PartFiles.h"
+
+#include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
 
 #include <array>
@@ -37,10 +40,7 @@ constexpr int kCircleFacets = 48; // a multiple of 8, for the symmetry of `Circl
 /// Strips of the extrusion: a hole, the boss, a hole.
 constexpr std::array<double, 4> kStrips = {0, 30, 50, 80};
 
-struct Mesh {
-    std::vector<Vec3d> points;
-    std::vector<int> indices;
-
+struct Mesh : Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double> {
     void Add(const Vec3d& a, const Vec3d& b, const Vec3d& c)
     {
         for (const Vec3d& corner : {a, b, c}) {
@@ -235,10 +235,13 @@ int main(int argc, char** argv)
     }
     namespace Files = Velk::Math::Sorvane::MeshUtils;
     const Mesh bracket = MakeBracket();
-    if (!Files::WriteToBinarySTL(bracket.points, bracket.indices, folder / "bracket.stl") ||
-        !Files::WriteToASCIISTL(bracket.points, bracket.indices, folder / "bracket_ascii.stl")) {
-        std::fprintf(stderr, "make_bracket: can't write into %s\n", argv[1]);
-        return 1;
-    }
-    return 0;
+    // In `float` both files hold the same numbers, all digits of them.
+    const Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, float> rounded{
+        {bracket.points.begin(), bracket.points.end()}, bracket.indices};
+    const auto binary = folder / "bracket.stl";
+    const auto ascii = folder / "bracket_ascii.stl";
+    const bool areWritten =
+        Tell(Files::WriteMesh(rounded, binary), binary) &&
+        Tell(Files::WriteMesh(rounded, ascii, Files::MeshFileForm::AsciiStl), ascii);
+    return areWritten ? 0 : 1;
 }

@@ -1,13 +1,13 @@
 // What surrounds a part: its box, its smallest enclosing sphere, its convex hull, and the octree
 // cells that its surface meets.
 //
-//   mesh_bounds part.stl [--depth D] [--out FOLDER]
+//   mesh_bounds PART [--depth D] [--out FOLDER]
 //
 // D is the octree's depth, 1 to 9 (default 5): cells of 1 / 2^D of the root cube, which holds the
 // part with some room. With a folder the hull and the cells are written there as STL files.
 // Exit codes: 0 done, 1 a file can't be read or written, 2 wrong use.
 
-#include "StlInput.h"
+#include "PartFiles.h"
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
@@ -115,10 +115,10 @@ struct SurfaceCells {
         }
         ++countAtDepth[depth];
         if (depth == deepest) {
-            const unsigned int side = 1u
-                                      << (21 - depth); // of the cell, on the curve's integer grid
+            const unsigned int width = 1u
+                                       << (21 - depth); // of the cell, on the curve's integer grid
             codes.push_back(
-                Tree::MortonCurve::Encode3D(cell[0] * side, cell[1] * side, cell[2] * side));
+                Tree::MortonCurve::Encode3D(cell[0] * width, cell[1] * width, cell[2] * width));
             return;
         }
         for (unsigned int child = 0; child < 8; ++child) {
@@ -148,11 +148,7 @@ SurfaceCells CellsOfSurface(const Part& part,
 
 bool Write(const Part& part, const fs::path& file)
 {
-    if (!MeshUtils::WriteToBinarySTL(part.points, part.indices, file.string())) {
-        std::fprintf(stderr, "%s: can't be written\n", file.string().c_str());
-        return false;
-    }
-    return true;
+    return Tell(MeshUtils::WriteMesh(part, file), file);
 }
 
 } // namespace
@@ -161,11 +157,11 @@ int main(int argc, char** argv)
 {
     Options options;
     if (!ParseOptions(argc, argv, options)) {
-        std::fprintf(stderr, "usage: mesh_bounds part.stl [--depth 1..9] [--out FOLDER]\n");
+        std::fprintf(stderr, "usage: mesh_bounds PART [--depth 1..9] [--out FOLDER]\n");
         return 2;
     }
     Part part;
-    if (!ReadWeldedStl(part, options.input, 0.0)) {
+    if (!ReadWeldedPart(part, options.input, 0.0)) {
         return 1;
     }
     const auto box = Bounding::BoxOfPoints(part.points);

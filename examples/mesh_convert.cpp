@@ -1,6 +1,6 @@
-// Reads an STL, welds it, measures it, moves it, and writes it back in every format.
+// Reads a part, welds it, measures it, moves it, and writes it back in every format.
 //
-//   mesh_convert PART.stl [--weld TOLERANCE] [--scale FACTOR] [--rotate-z DEGREES] [--move X,Y,Z]
+//   mesh_convert PART [--weld TOLERANCE] [--scale FACTOR] [--rotate-z DEGREES] [--move X,Y,Z]
 //                [--out FOLDER]
 //
 // Exit codes: 0 done, 1 the file can't be read or written, 2 wrong use.
@@ -10,10 +10,10 @@
 #include <Velk/Math/Transform_E.h>
 #include <Velk/Math/Vector_E.h>
 
-#include "StlInput.h"
+#include "Arguments.h"
+#include "PartFiles.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <limits>
@@ -38,16 +38,6 @@ struct Options {
     Vec3d move;
 };
 
-std::optional<double> ParseNumber(std::string_view text)
-{
-    double value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return value;
-}
-
 std::optional<Vec3d> ParseTriple(std::string_view text)
 {
     Vec3d triple;
@@ -56,7 +46,7 @@ std::optional<Vec3d> ParseTriple(std::string_view text)
         if ((comma == std::string_view::npos) != (axis == 2)) {
             return std::nullopt;
         }
-        const auto value = ParseNumber(text.substr(0, comma));
+        const auto value = NumberOf(text.substr(0, comma));
         if (!value) {
             return std::nullopt;
         }
@@ -82,7 +72,7 @@ std::optional<Options> ParseOptions(int argc, char** argv)
             return std::nullopt;
         }
         const std::string_view value = argv[i];
-        std::optional<double> number = ParseNumber(value);
+        std::optional<double> number = NumberOf(value);
         if (name == "--out") {
             options.outputFolder = value;
         } else if (name == "--move") {
@@ -107,19 +97,20 @@ std::optional<Options> ParseOptions(int argc, char** argv)
 std::optional<PartMesh> ReadAndWeld(const Options& options)
 {
     PartMesh mesh;
-    const bool binary = LooksBinary(options.input);
-    if (!ReadStl(mesh.points, mesh.indices, options.input, binary)) {
+    const auto result = Sorvane::MeshUtils::ReadMesh(mesh, options.input);
+    if (!Tell(result, options.input)) {
         return std::nullopt;
     }
-    const std::size_t corners = mesh.points.size();
-    mesh.indices = Vector::FilterForUniquenessAndIndex(mesh.points, options.weldTolerance);
-    std::printf("read      %s STL, %zu triangles\n", binary ? "binary" : "ASCII", corners / 3);
-    std::printf("welded    %zu corners to %zu points, tolerance %g\n", corners, mesh.points.size(),
+    const std::size_t read = mesh.points.size();
+    Sorvane::Mesh::FilterForUniqueness(mesh, options.weldTolerance);
+    std::printf("read      %s, %zu triangles\n", MeshFileText(result).c_str(),
+                mesh.indices.size() / 3);
+    std::printf("welded    %zu points to %zu, tolerance %g\n", read, mesh.points.size(),
                 options.weldTolerance);
     return mesh;
 }
 
-/// Extent, area, volume, and how many sides of triangles have no partner that runs the other way.
+/// Extent, area, volume, and how many edges are not run as often one way as the other.
 void Measure(const char* when, const PartMesh& mesh)
 {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -143,19 +134,19 @@ void Measure(const char* when, const PartMesh& mesh)
         const Vec3d c = mesh.points[static_cast<std::size_t>(corner[2])] - low;
         area += Vector::Length((b - a) ^ (c - a)) / 2;
         volume += (a ^ b) * c / 6;
-        for (int side = 0; side < 3; ++side) {
-            const int from = corner[side];
-            const int to = corner[(side + 1) % 3];
+        for (int k = 0; k < 3; ++k) {
+            const int from = corner[k];
+            const int to = corner[(k + 1) % 3];
             balance[std::minmax(from, to)] += from < to ? 1 : -1;
         }
     }
     const auto open = std::count_if(balance.begin(), balance.end(),
-                                    [](const auto& side) { return side.second != 0; });
+                                    [](const auto& edge) { return edge.second != 0; });
 
     std::printf("%-9s box (%.6g, %.6g, %.6g) to (%.6g, %.6g, %.6g)\n", when, low.x(), low.y(),
                 low.z(), high.x(), high.y(), high.z());
     std::printf("          area %.9g, volume %.9g, %s\n", area, volume,
-                open == 0 ? "closed" : (std::to_string(open) + " unmatched sides").c_str());
+                open == 0 ? "closed" : (std::to_string(open) + " unmatched edges").c_str());
 }
 
 void Move(PartMesh& mesh, const Options& options)
@@ -174,29 +165,26 @@ bool WriteAll(const PartMesh& mesh, const Options& options)
     fs::create_directories(options.outputFolder, error);
     const fs::path stem = options.outputFolder / options.input.stem();
     const auto named = [&](const char* ending) { return fs::path(stem.string() + ending); };
-    const auto report = [](const fs::path& path, bool written) {
-        std::error_code missing;
-        const auto size = fs::file_size(path, missing);
-        written = written && !missing;
-        if (written) {
-            std::printf("wrote     %s, %llu bytes\n", path.string().c_str(),
-                        static_cast<unsigned long long>(size));
-        } else {
-            std::fprintf(stderr, "mesh_convert: can't write %s\n", path.string().c_str());
-        }
-        return written;
+    const auto report = [](const fs::path& path) {
+        std::printf("wrote     %s, %llu bytes\n", path.string().c_str(),
+                    static_cast<unsigned long long>(fs::file_size(path)));
+        return true;
     };
-
-    bool all = true;
-    const fs::path binary = named("_moved.stl");
-    all &= report(binary, WriteToBinarySTL(mesh.points, mesh.indices, binary));
-    const fs::path ascii = named("_moved_ascii.stl");
-    all &= report(ascii, WriteToASCIISTL(mesh.points, mesh.indices, ascii));
-    const fs::path tipc = named("_moved.tipc");
-    all &= report(tipc, WriteToTIPC(mesh.points, mesh.indices, tipc.string()));
+    const auto write = [&](const char* ending, MeshFileForm form) {
+        const fs::path path = named(ending);
+        return Tell(WriteMesh(mesh, path, form), path) && report(path);
+    };
+    if (!write("_moved.stl", MeshFileForm::BinaryStl) ||
+        !write("_moved_ascii.stl", MeshFileForm::AsciiStl) ||
+        !write("_moved.tipc", MeshFileForm::Tipc)) {
+        return false;
+    }
     const fs::path points = named("_moved_points.txt");
-    all &= report(points, WriteArdenwickPointsFile(mesh.points, points.string()));
-    return all;
+    if (!WriteArdenwickPointsFile(mesh.points, points.string())) {
+        std::fprintf(stderr, "%s: can't be written\n", points.string().c_str());
+        return false;
+    }
+    return report(points);
 }
 
 } // namespace
@@ -206,15 +194,13 @@ int main(int argc, char** argv)
     const auto options = ParseOptions(argc, argv);
     if (!options) {
         std::fprintf(stderr,
-                     "usage: mesh_convert PART.stl [--weld TOLERANCE] [--scale FACTOR]\n"
+                     "usage: mesh_convert PART [--weld TOLERANCE] [--scale FACTOR]\n"
                      "                    [--rotate-z DEGREES] [--move X,Y,Z] [--out FOLDER]\n");
         return 2;
     }
     std::printf("part      %s\n", options->input.string().c_str());
     auto mesh = ReadAndWeld(*options);
     if (!mesh) {
-        std::fprintf(stderr, "mesh_convert: %s is no STL file that can be read\n",
-                     options->input.string().c_str());
         return 1;
     }
     Measure("measured", *mesh);

@@ -1,23 +1,23 @@
-// Tells in plain words whether an STL is fit to be machined from, and shows what is wrong with it.
+// Tells in plain words whether a part is fit to be machined from, and shows what is wrong with it.
 //
-//   mesh_report PART.stl [--tolerance LENGTH] [--svg FILE] [--stl FILE]
+//   mesh_report PART [--tolerance LENGTH] [--svg FILE] [--stl FILE]
 //
 // Corners within the tolerance (1e-6 unless told) of each other are joined before the check, and
 // triangles no higher than twice of it count as slivers. --svg writes a picture of the part with
 // its faults in colors; --stl writes the faults alone, to be laid over the part in a viewer.
 //
 // Exit codes: 0 the part is sound, 1 it has defects, 2 there is no report: the file can't be read,
-// a picture can't be written, or the program was used wrongly.
+// a picture can't be written, or the program was used wrongly. Without faults --stl writes nothing.
 
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "Arguments.h"
+#include "PartFiles.h"
 #include "ReportPictures.h"
-#include "StlInput.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -66,11 +66,11 @@ std::optional<Options> ParseOptions(int argc, char** argv)
         } else if (name == "--stl") {
             options.stl = value;
         } else if (name == "--tolerance") {
-            const char* const end = value.data() + value.size();
-            const auto [stop, error] = std::from_chars(value.data(), end, options.tolerance);
-            if (error != std::errc{} || stop != end || !(options.tolerance >= 0)) {
+            const auto tolerance = LengthOf(value);
+            if (!tolerance) {
                 return std::nullopt;
             }
+            options.tolerance = *tolerance;
         } else {
             return std::nullopt;
         }
@@ -174,15 +174,14 @@ int PrintDefects(const Findings& findings, const Report& report)
     if (const std::size_t count = findings.boundaryEdges.size(); count > 0) {
         ++kinds;
         const std::size_t chains = ChainCount(findings.boundaryEdges);
-        std::printf(
-            "OPEN          %zu edge%s a triangle on one side only: %zu hole%s or crack%s; the "
-            "volume means nothing\n",
-            count, count == 1 ? " has" : "s have", chains, Plural(chains), Plural(chains));
+        std::printf("OPEN          %zu edge%s only one triangle: %zu hole%s or crack%s; the "
+                    "volume means nothing\n",
+                    count, count == 1 ? " has" : "s have", chains, Plural(chains), Plural(chains));
         PrintEdges(findings, findings.boundaryEdges);
         const auto gaps =
             Sorvane::MeshUtils::CheckGaps(findings.mesh.points, findings.mesh.indices);
         if (!gaps.invalidMesh && gaps.gap > 0 && gaps.gap < 1e154) {
-            std::printf("              the open pieces lie up to %.6g apart\n", gaps.gap);
+            std::printf("              the open components lie up to %.6g apart\n", gaps.gap);
         }
     }
     if (const std::size_t count = findings.crowdedEdges.size(); count > 0) {
@@ -221,25 +220,30 @@ int PrintDefects(const Findings& findings, const Report& report)
     return kinds;
 }
 
+/// False, and said so, when something can't be written.
 bool WritePictures(const Findings& findings, const Options& options)
 {
-    const auto tell = [](const fs::path& path, bool isWritten) {
-        if (isWritten) {
-            std::printf("wrote         %s\n", path.string().c_str());
-        } else {
-            std::fprintf(stderr, "mesh_report: can't write %s\n", path.string().c_str());
-        }
-        return isWritten;
-    };
-    bool all = true;
     if (!options.svg.empty()) {
-        all &=
-            tell(options.svg, WriteSvg(findings, options.input.filename().string(), options.svg));
+        if (!WriteSvg(findings, options.input.filename().string(), options.svg)) {
+            std::fprintf(stderr, "%s: can't be written\n", options.svg.string().c_str());
+            return false;
+        }
+        std::printf("wrote         %s\n", options.svg.string().c_str());
     }
     if (!options.stl.empty()) {
-        all &= tell(options.stl, WriteFaultStl(findings, options.stl));
+        const auto faults = FaultMesh(findings);
+        if (faults.indices.empty()) {
+            std::printf("not written   %s: there is no fault to show\n",
+                        options.stl.string().c_str());
+            return true;
+        }
+        using namespace Sorvane::MeshUtils;
+        if (!Tell(WriteMesh(faults, options.stl, MeshFileForm::BinaryStl), options.stl)) {
+            return false;
+        }
+        std::printf("wrote         %s\n", options.stl.string().c_str());
     }
-    return all;
+    return true;
 }
 
 } // namespace
@@ -249,28 +253,21 @@ int main(int argc, char** argv)
     const auto options = ParseOptions(argc, argv);
     if (!options) {
         std::fprintf(stderr,
-                     "usage: mesh_report PART.stl [--tolerance LENGTH] [--svg FILE] [--stl FILE]\n"
+                     "usage: mesh_report PART [--tolerance LENGTH] [--svg FILE] [--stl FILE]\n"
                      "exit codes: 0 sound, 1 defects, 2 no report\n");
         return kNoReport;
     }
-    std::vector<Vec3d> corners;
-    std::vector<int> indices;
-    const bool isBinary = LooksBinary(options->input);
-    if (!ReadStl(corners, indices, options->input, isBinary) || corners.empty()) {
-        std::fprintf(stderr, "mesh_report: %s is no STL file that can be read\n",
-                     options->input.string().c_str());
-        return kNoReport;
-    }
     Sorvane::Mesh::TriangleSoup<3, double> soup;
-    for (std::size_t i = 0; i + 2 < corners.size(); i += 3) {
-        soup.push_back({corners[i], corners[i + 1], corners[i + 2]});
+    const auto result = Sorvane::MeshUtils::ReadMesh(soup, options->input);
+    if (!Tell(result, options->input)) {
+        return kNoReport;
     }
 
     const Report report = Sorvane::MeshUtils::CheckMesh(soup, options->tolerance);
     const Findings findings =
         FindingsOf(Sorvane::Mesh::IndexedPointsFromSoup(soup, true, options->tolerance), report);
-    std::printf("part          %s, %s STL\n", options->input.filename().string().c_str(),
-                isBinary ? "binary" : "ASCII");
+    std::printf("part          %s, %s\n", options->input.filename().string().c_str(),
+                MeshFileText(result).c_str());
     PrintMeasures(findings, report);
     const int kinds = PrintDefects(findings, report);
     if (kinds == 0) {

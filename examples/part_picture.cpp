@@ -1,12 +1,14 @@
 // Draws a part: its triangles in shades from far to near, its creases and boundary edges, and the
 // level lines of its height, as an SVG.
 //
-//   part_picture part.stl picture.svg [level distance]
+//   part_picture PART PICTURE.svg [level distance]
 //
 // Lines that the part hides are left out triangle by triangle: a triangle that faces away draws
-// nothing, and what is nearer is painted over what is farther.
+// nothing, and what is nearer is painted over what is farther. Exit codes: 0 done, 1 a file can't
+// be read or written, 2 wrong use.
 
-#include "StlInput.h"
+#include "Arguments.h"
+#include "PartFiles.h"
 #include "TextOutput.h"
 
 #include <Sorvane/IndexedMesh_E.h>
@@ -34,6 +36,8 @@ using Part = Mesh::IndexedPointsBase<3, double>;
 constexpr double kCreaseAngle = std::numbers::pi / 6;
 constexpr double kPictureSize = 640;
 constexpr double kMargin = 12;
+constexpr double kLevelDistance = 5;
+constexpr int kMostLevels = 10'000;
 
 // An orthographic view along (-1, -2, -1.5): right, down and toward the eye.
 struct View {
@@ -55,7 +59,8 @@ struct View {
         }
         left = low[0];
         top = low[1];
-        scale = (kPictureSize - 2 * kMargin) / std::max(high[0] - low[0], high[1] - low[1]);
+        const double extent = std::max({high[0] - low[0], high[1] - low[1], 1e-300});
+        scale = (kPictureSize - 2 * kMargin) / extent;
     }
     double X(const Vec3d& point) const { return kMargin + (point * right - left) * scale; }
     double Y(const Vec3d& point) const { return kMargin + (-(point * up) - top) * scale; }
@@ -103,22 +108,26 @@ void DrawTriangle(std::FILE* svg, const View& view, const Part& part, std::size_
 
 int main(int argc, char** argv)
 {
-    if (argc < 3) {
-        std::fprintf(stderr, "usage: part_picture part.stl picture.svg [level distance]\n");
+    const auto levelDistance = argc == 4 ? LengthOf(argv[3]) : std::optional(kLevelDistance);
+    if (argc < 3 || argc > 4 || !levelDistance || *levelDistance == 0) {
+        std::fprintf(stderr, "usage: part_picture PART PICTURE.svg [level distance]\n");
         return 2;
     }
     Part part;
-    if (!ReadWeldedStl(part, argv[1], 0.0)) {
+    if (!ReadWeldedPart(part, argv[1], 0.0)) {
         return 1;
     }
-    const double levelDistance = argc > 3 ? std::atof(argv[3]) : 5.0;
-    if (!(levelDistance > 0)) {
-        std::fprintf(stderr, "the level distance must be greater than 0\n");
+    const auto [low, high] =
+        std::minmax_element(part.points.begin(), part.points.end(),
+                            [](const Vec3d& p, const Vec3d& q) { return p[2] < q[2]; });
+    if (((*high)[2] - (*low)[2]) / *levelDistance > kMostLevels) {
+        std::fprintf(stderr, "%s: more than %d level lines of distance %g\n", argv[1], kMostLevels,
+                     *levelDistance);
         return 2;
     }
 
-    const TextOutput svg = OpenTextOutput(argv[2]);
-    if (!svg) {
+    TextOutput svg(argv[2]);
+    if (!svg.IsOpen()) {
         return 1;
     }
     const View view(part.points);
@@ -131,7 +140,7 @@ int main(int argc, char** argv)
         return centroids[a] * view.toward < centroids[b] * view.toward;
     });
 
-    std::fprintf(svg.get(),
+    std::fprintf(svg.File(),
                  "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %g %g'><style>"
                  "path{stroke-width:.5;stroke-linejoin:round}"
                  ".crease{stroke:#222;stroke-width:1.2}.open{stroke:#d22;stroke-width:2.5}"
@@ -139,10 +148,10 @@ int main(int argc, char** argv)
                  kPictureSize, kPictureSize);
     for (const std::size_t triangle : farToNear) {
         if (normals[triangle] * view.toward > 0) {
-            DrawTriangle(svg.get(), view, part, triangle, normals[triangle], creases,
-                         levelDistance);
+            DrawTriangle(svg.File(), view, part, triangle, normals[triangle], creases,
+                         *levelDistance);
         }
     }
-    std::fprintf(svg.get(), "</svg>\n");
-    return 0;
+    std::fprintf(svg.File(), "</svg>\n");
+    return svg.Finish() ? 0 : 1;
 }

@@ -1,13 +1,23 @@
 // Cuts a part at a height and fills the section with triangles.
 //
-//   part_section part.stl HEIGHT|SHARE% [section.svg]
+//   part_section PART HEIGHT|SHARE% [SECTION.svg] [--weld LENGTH]
 //
-// The height is a coordinate, or a share of the part's height from its bottom.
+// The height is a coordinate, or a share of the part's height from its bottom. Corners within the
+// weld length (1e-6 unless told) of each other are one, and so are corners within it of the height:
+// these lie in the plane of the section. Where faces of the part lie in that plane, the section is
+// that of what stands on them: what lies just above the height.
+//
 // Chords of the triangles at that height are linked into outlines; what lies within an odd number
-// of them is material. Exit codes: 0 done, 1 a file can't be read or written, or nothing lies at
-// that height, 2 wrong use.
+// of them is material. Exit codes:
+//   0 done
+//   1 a file can't be read or written, or nothing lies just above that height
+//   2 wrong use
+//   3 the section can't be trusted: an outline is open, or the fill has not the area that the
+//   outlines
+//     enclose. The mesh is not closed there, or it cuts itself.
 
-#include "StlInput.h"
+#include "Arguments.h"
+#include "PartFiles.h"
 #include "TextOutput.h"
 
 #include <Sorvane/BoundingVolumes_E.h>
@@ -19,11 +29,14 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
-#include <memory>
+#include <map>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -32,25 +45,140 @@ using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 using Part = Mesh::IndexedPointsBase<3, double>;
 using Section = Mesh::IndexedPointsBase<2, double>;
+using Chord = Geometry::SegBase<double>;
 
-// Neighboring triangles cut their common edge in the same point, bit for bit, so chords link
-// without a tolerance; a corner that lies at the height itself gives chords of no length, which
-// linking drops.
-std::vector<std::vector<Vec2d>> OutlinesAtHeight(const Part& part, double height)
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUse = 2;
+constexpr int kDoubtful = 3;
+
+struct Options {
+    std::string part;
+    double height = 0;
+    bool isShare = false;
+    std::string svg;
+    double weld = 1e-6;
+};
+
+std::optional<Options> ParseOptions(int argc, char** argv)
 {
-    std::vector<Geometry::SegBase<double>> chords;
-    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        std::array<Vec3d, 3> corner;
-        for (std::size_t k = 0; k < 3; ++k) {
-            corner[k] = part.points[static_cast<std::size_t>(part.indices[i + k])];
+    Options options;
+    std::vector<std::string_view> words;
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view word = argv[i];
+        if (word != "--weld") {
+            words.push_back(word);
+            continue;
         }
-        std::array<Vec3d, 2> chord;
-        if (Mesh::IsoSegmentFromTriangle(corner[0], corner[1], corner[2], corner[0][2],
-                                         corner[1][2], corner[2][2], height, chord)) {
-            chords.push_back({Vec2d(chord[0][0], chord[0][1]), Vec2d(chord[1][0], chord[1][1])});
+        const auto weld = i + 1 < argc ? LengthOf(argv[++i]) : std::nullopt;
+        if (!weld) {
+            return std::nullopt;
+        }
+        options.weld = *weld;
+    }
+    if (words.size() != 2 && words.size() != 3) {
+        return std::nullopt;
+    }
+    options.isShare = words[1].ends_with('%');
+    const auto height = NumberOf(words[1].substr(0, words[1].size() - (options.isShare ? 1 : 0)));
+    if (!height) {
+        return std::nullopt;
+    }
+    options.part = words[0];
+    options.height = *height;
+    options.svg = words.size() == 3 ? words[2] : std::string_view();
+    return options;
+}
+
+// Chords of triangles whose normals point outward have the material on their left. Where a face
+// lies in the plane, or two triangles stand on one edge in it, chords run along each other's in
+// opposite directions: there is nothing between them, and they cancel. What remains is kept as
+// often as it occurs.
+class ChordSet {
+public:
+    void Add(const Vec2d& start, const Vec2d& end)
+    {
+        const std::array<double, 2> from{start[0], start[1]};
+        const std::array<double, 2> to{end[0], end[1]};
+        if (from < to) {
+            ++balance_[{from, to}];
+        } else if (to < from) {
+            --balance_[{to, from}];
         }
     }
-    return Vector::SegmentsToPolyPointStream(chords, 0.0);
+
+    std::vector<Chord> Remaining() const
+    {
+        std::vector<Chord> chords;
+        for (const auto& [ends, balance] : balance_) {
+            const Vec2d low(ends.first[0], ends.first[1]);
+            const Vec2d high(ends.second[0], ends.second[1]);
+            const Chord chord = balance > 0 ? Chord{low, high} : Chord{high, low};
+            chords.insert(chords.end(), static_cast<std::size_t>(std::abs(balance)), chord);
+        }
+        return chords;
+    }
+
+private:
+    std::map<std::pair<std::array<double, 2>, std::array<double, 2>>, int> balance_;
+};
+
+// Neighboring triangles cut their common edge in the same point, bit for bit, so chords link
+// without a tolerance. A corner within `tolerance` of the height counts as lying at it, and as
+// being below what lies above: a triangle with two such corners gives their edge as its chord, and
+// one that lies in the plane gives none.
+std::vector<Chord> ChordsAtHeight(const Part& part, double height, double tolerance)
+{
+    ChordSet chords;
+    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
+        std::array<Vec3d, 3> corner;
+        std::array<double, 3> above;
+        for (std::size_t k = 0; k < 3; ++k) {
+            corner[k] = part.points[static_cast<std::size_t>(part.indices[i + k])];
+            above[k] = corner[k][2] - height;
+            above[k] = std::fabs(above[k]) <= tolerance ? 0.0 : above[k];
+        }
+        std::array<Vec3d, 2> chord;
+        if (Mesh::IsoSegmentFromTriangle(corner[0], corner[1], corner[2], above[0], above[1],
+                                         above[2], 0.0, chord)) {
+            chords.Add(Vec2d(chord[0][0], chord[0][1]), Vec2d(chord[1][0], chord[1][1]));
+        }
+    }
+    return chords.Remaining();
+}
+
+// Do as many chords begin as end at each point? They do where all triangles run alike.
+bool RunHeadToTail(const std::vector<Chord>& chords)
+{
+    std::map<std::pair<double, double>, int> balance;
+    for (const Chord& chord : chords) {
+        ++balance[{chord.start[0], chord.start[1]}];
+        --balance[{chord.end[0], chord.end[1]}];
+    }
+    return std::all_of(balance.begin(), balance.end(),
+                       [](const auto& point) { return point.second == 0; });
+}
+
+// The area on the left of the chords. Where they run head to tail they need not be linked for that;
+// where some triangles are turned it is that of the outlines as they were linked. Relative to one
+// of their points, so that no digits are lost far from the origin.
+double EnclosedArea(const std::vector<Chord>& chords,
+                    const std::vector<std::vector<Vec2d>>& outlines)
+{
+    const Vec2d origin = chords.front().start;
+    double doubled = 0;
+    if (RunHeadToTail(chords)) {
+        for (const Chord& chord : chords) {
+            doubled += (chord.start - origin) ^ (chord.end - origin);
+        }
+        return doubled / 2;
+    }
+    for (const std::vector<Vec2d>& outline : outlines) {
+        for (std::size_t i = 1; i < outline.size(); ++i) {
+            doubled += (outline[i - 1] - origin) ^ (outline[i] - origin);
+        }
+    }
+    return std::fabs(doubled) / 2; // which way it was linked does not matter
 }
 
 double Area(const Section& section)
@@ -65,78 +193,114 @@ double Area(const Section& section)
     return doubled / 2;
 }
 
-bool WriteSvg(const Section& section, const std::vector<std::vector<Vec2d>>& outlines,
-              const char* path)
+// Filling moves corners by rounding only, which changes the area by rounding times the length of
+// the outlines. What is wrong with a section is wrong by whole triangles.
+bool AreEqualAreas(double fill, double enclosed, const std::vector<Chord>& chords)
 {
-    const TextOutput svg = OpenTextOutput(path);
-    if (!svg) {
+    constexpr double kRounding = 1e-9; // of the size of the section
+    double length = 0;
+    Vec2d low = chords.front().start;
+    Vec2d high = low;
+    for (const Chord& chord : chords) {
+        length += Vector::Length(chord.end - chord.start);
+        for (int axis = 0; axis < 2; ++axis) {
+            low[axis] = std::min(low[axis], chord.end[axis]);
+            high[axis] = std::max(high[axis], chord.end[axis]);
+        }
+    }
+    return std::fabs(fill - enclosed) <= kRounding * Vector::Length(high - low) * length;
+}
+
+bool WriteSvg(const Section& section, const std::vector<std::vector<Vec2d>>& outlines,
+              const std::string& path)
+{
+    TextOutput svg(path);
+    if (!svg.IsOpen()) {
         return false;
     }
-    const auto box = Bounding::BoxOfPoints(section.points);
+    std::vector<Vec2d> points = section.points;
+    for (const std::vector<Vec2d>& outline : outlines) {
+        points.insert(points.end(), outline.begin(), outline.end());
+    }
+    const auto box = Bounding::BoxOfPoints(points);
     const Vec2d extent = box.max - box.min;
     const double stroke = std::max(extent[0], extent[1]) / 600;
-    std::fprintf(svg.get(),
+    std::fprintf(svg.File(),
                  "<svg xmlns='http://www.w3.org/2000/svg' viewBox='%g %g %g %g' stroke-width='%g' "
                  "stroke-linejoin='round'>\n<g fill='#cde' stroke='#79b'>\n",
                  box.min[0] - 4 * stroke, -box.max[1] - 4 * stroke, extent[0] + 8 * stroke,
                  extent[1] + 8 * stroke, stroke);
     for (std::size_t i = 0; i + 2 < section.indices.size(); i += 3) {
-        std::fprintf(svg.get(), "<path d='M");
+        std::fprintf(svg.File(), "<path d='M");
         for (std::size_t k = 0; k < 3; ++k) {
             const Vec2d& corner = section.points[static_cast<std::size_t>(section.indices[i + k])];
-            std::fprintf(svg.get(), "%.7g %.7g ", corner[0], -corner[1]);
+            std::fprintf(svg.File(), "%.7g %.7g ", corner[0], -corner[1]);
         }
-        std::fprintf(svg.get(), "z'/>\n");
+        std::fprintf(svg.File(), "z'/>\n");
     }
-    std::fprintf(svg.get(), "</g><g fill='none' stroke='#222' stroke-width='%g'>\n", 2 * stroke);
+    std::fprintf(svg.File(), "</g><g fill='none' stroke='#222' stroke-width='%g'>\n", 2 * stroke);
     for (const std::vector<Vec2d>& outline : outlines) {
-        std::fprintf(svg.get(), "<polyline points='");
+        const bool isOpen = !(outline.front() == outline.back());
+        std::fprintf(svg.File(), "<polyline%s points='", isOpen ? " stroke='#d22'" : "");
         for (const Vec2d& point : outline) {
-            std::fprintf(svg.get(), "%.7g,%.7g ", point[0], -point[1]);
+            std::fprintf(svg.File(), "%.7g,%.7g ", point[0], -point[1]);
         }
-        std::fprintf(svg.get(), "'/>\n");
+        std::fprintf(svg.File(), "'/>\n");
     }
-    std::fprintf(svg.get(), "</g></svg>\n");
-    return true;
+    std::fprintf(svg.File(), "</g></svg>\n");
+    return svg.Finish();
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    double height = 0;
-    bool isShare = false;
-    bool isNumber = false;
-    if (argc == 3 || argc == 4) {
-        const std::string_view word = argv[2];
-        const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), height);
-        const std::string_view rest = word.substr(static_cast<std::size_t>(end - word.data()));
-        isShare = rest == "%";
-        isNumber = error == std::errc{} && (rest.empty() || isShare);
-    }
-    if (!isNumber) {
-        std::fprintf(stderr, "usage: part_section part.stl HEIGHT|SHARE%% [section.svg]\n");
-        return 2;
+    const std::optional<Options> options = ParseOptions(argc, argv);
+    if (!options) {
+        std::fprintf(stderr,
+                     "usage: part_section PART HEIGHT|SHARE%% [SECTION.svg] [--weld LENGTH]\n");
+        return kWrongUse;
     }
     Part part;
-    if (!ReadWeldedStl(part, argv[1], 0.0)) {
-        return 1;
+    if (!ReadWeldedPart(part, options->part, options->weld)) {
+        return kFailed;
     }
-
-    if (isShare) {
+    double height = options->height;
+    if (options->isShare) {
         const auto box = Bounding::BoxOfPoints(part.points);
         height = box.min[2] + (box.max[2] - box.min[2]) * height / 100;
     }
-    const std::vector<std::vector<Vec2d>> outlines = OutlinesAtHeight(part, height);
+
+    const std::vector<Chord> chords = ChordsAtHeight(part, height, options->weld);
+    if (chords.empty()) {
+        std::fprintf(stderr, "%s: nothing lies just above height %.17g\n", options->part.c_str(),
+                     height);
+        return kFailed;
+    }
+    const std::vector<std::vector<Vec2d>> outlines = Vector::SegmentsToPolyPointStream(chords, 0.0);
     const std::size_t open = static_cast<std::size_t>(
         std::count_if(outlines.begin(), outlines.end(), [](const std::vector<Vec2d>& outline) {
             return !(outline.front() == outline.back());
         }));
-    std::printf("%zu outlines at height %g, %zu of them open\n", outlines.size(), height, open);
+    std::printf("%zu outlines at height %.9g, %zu of them open\n", outlines.size(), height, open);
     const Section section = Mesh::TessellateFlatBoundaries(outlines);
-    std::printf("%zu triangles, area %.6g\n", section.indices.size() / 3, Area(section));
-    if (section.indices.empty()) {
-        return 1;
+    const double fill = Area(section);
+    const double enclosed = EnclosedArea(chords, outlines);
+    std::printf("%zu triangles, area %.9g\n", section.indices.size() / 3, fill);
+    if (!options->svg.empty() && !WriteSvg(section, outlines, options->svg)) {
+        return kFailed;
     }
-    return argc < 4 || WriteSvg(section, outlines, argv[3]) ? 0 : 1;
+    if (open > 0) {
+        std::fprintf(stderr, "%s: %zu outlines are open, so the section can't be trusted\n",
+                     options->part.c_str(), open);
+        return kDoubtful;
+    }
+    if (!AreEqualAreas(fill, enclosed, chords)) {
+        std::fprintf(stderr,
+                     "%s: the outlines enclose an area of %.9g and not that of the fill, so the "
+                     "section can't be trusted\n",
+                     options->part.c_str(), enclosed);
+        return kDoubtful;
+    }
+    return kDone;
 }

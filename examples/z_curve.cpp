@@ -3,6 +3,8 @@
 //
 //   z_curve > z-curve.svg
 
+#include "TextOutput.h"
+
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/TreeAddress_E.h>
 
@@ -68,5 +70,5 @@ int main()
     std::printf("<g transform='translate(272)'>\n");
     DrawTree(CompleteTree<2>(CellsOnCircle(5), true, false));
     std::printf("</g>\n</svg>\n");
-    return 0;
+    return FinishStandardOutput();
 }

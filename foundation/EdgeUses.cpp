@@ -65,7 +65,7 @@ void LinkUses(const EdgeUse* first, const EdgeUse* last, std::vector<std::array<
 
 } // namespace
 
-EdgeUses::EdgeUses(const std::vector<int>& indices) : bucketStart_(1)
+EdgeUses::EdgeUses(const std::vector<int>& indices)
 {
     if (indices.size() < 3) {
         return;
@@ -77,27 +77,18 @@ EdgeUses::EdgeUses(const std::vector<int>& indices) : bucketStart_(1)
     const std::vector<int>& nodes = ranks.empty() ? indices : ranks;
 
     const int greatest = *std::max_element(nodes.begin(), nodes.end());
-    bucketStart_.resize(static_cast<std::size_t>(greatest) + 2);
-    uses_.resize(nodes.size() / 3 * 3);
-    ForEachSide(nodes, [&](std::size_t smaller, int, int) { ++bucketStart_[smaller]; });
-    std::size_t end = 0;
-    for (std::size_t& start : bucketStart_) {
-        end += start;
-        start = end;
-    }
-    // From each bucket's end downwards, so that its start is what remains; and so the sides of a
-    // bucket come in reverse, which the sort below sets right.
-    ForEachSide(nodes, [&](std::size_t smaller, int larger, int place) {
-        uses_[--bucketStart_[smaller]] = {larger, place};
-    });
+    uses_ = {static_cast<std::size_t>(greatest) + 1, [&](const auto& put) {
+                 ForEachSide(nodes, [&](std::size_t smaller, int larger, int place) {
+                     put(smaller, EdgeUse{larger, place});
+                 });
+             }};
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, BucketCount(), [&](std::size_t from, std::size_t to) {
             for (std::size_t bucket = from; bucket < to; ++bucket) {
-                std::sort(uses_.begin() + static_cast<std::ptrdiff_t>(bucketStart_[bucket]),
-                          uses_.begin() + static_cast<std::ptrdiff_t>(bucketStart_[bucket + 1]),
-                          [](const EdgeUse& a, const EdgeUse& b) {
-                              return a.larger != b.larger ? a.larger < b.larger : a.place < b.place;
-                          });
+                const std::span<EdgeUse> uses = uses_[bucket];
+                std::sort(uses.begin(), uses.end(), [](const EdgeUse& a, const EdgeUse& b) {
+                    return a.larger != b.larger ? a.larger < b.larger : a.place < b.place;
+                });
             }
         });
 }

@@ -1,9 +1,11 @@
 // The triangles at each edge of a list of index triples, edge by edge.
 #pragma once
 
+#include "mathbase/Buckets_Impl.h"
+
 #include <array>
 #include <cstddef>
-#include <cstdint>
+#include <span>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Impl {
@@ -25,14 +27,15 @@ class EdgeUses {
 public:
     explicit EdgeUses(const std::vector<int>& indices);
 
-    std::size_t BucketCount() const { return bucketStart_.size() - 1; }
+    std::size_t BucketCount() const { return uses_.BucketCount(); }
 
     /// Calls fn(first, last) for each edge of a bucket, with its uses in triangle order.
     template <class Fn>
     void ForEachEdge(std::size_t bucket, const Fn& fn) const
     {
-        const EdgeUse* first = uses_.data() + bucketStart_[bucket];
-        const EdgeUse* const end = uses_.data() + bucketStart_[bucket + 1];
+        const std::span<const EdgeUse> uses = uses_[bucket];
+        const EdgeUse* first = uses.data();
+        const EdgeUse* const end = first + uses.size();
         while (first != end) {
             const EdgeUse* last = first + 1;
             while (last != end && last->larger == first->larger) {
@@ -44,8 +47,7 @@ public:
     }
 
 private:
-    std::vector<std::size_t> bucketStart_;
-    std::vector<EdgeUse> uses_;
+    Math::Impl::Buckets<EdgeUse> uses_;
 };
 
 /// For each triangle its neighbors across its three sides, -1 for none: the first triangle at the

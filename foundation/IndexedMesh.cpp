@@ -61,6 +61,16 @@ UsedPoints<D, T> PointsInOrderOfUse(const IndexedPointsBase<D, T>& mesh, T toler
     return used;
 }
 
+/// Room for so many elements more. At least doubled where it grows: an exact reserve would copy
+/// everything at every one of many appends.
+template <class Element>
+void GrowFor(std::vector<Element>& elements, std::size_t more)
+{
+    if (elements.capacity() - elements.size() < more) {
+        elements.reserve(std::max(elements.size() + more, 2 * elements.capacity()));
+    }
+}
+
 } // namespace
 
 template <int D, class T>
@@ -160,15 +170,16 @@ void Append(IndexedPointsBase<D, T>& mesh, const IndexedPointsBase<D, T>& other)
         return;
     }
     if (mesh.indices.empty() && mesh.points.empty()) {
-        mesh.points = other.points;
-        mesh.indices = other.indices;
+        IndexedPointsBase<D, T> copy = other;
+        mesh.points.swap(copy.points);
+        mesh.indices.swap(copy.indices);
         return;
     }
     const auto oldPointCount = static_cast<std::int64_t>(mesh.points.size());
     const std::size_t oldIndexCount = mesh.indices.size();
+    GrowFor(mesh.indices, other.indices.size()); // where there is no memory all is as it was
+    GrowFor(mesh.points, other.points.size());
     mesh.points.insert(mesh.points.end(), other.points.begin(), other.points.end());
-    // Sized by the vector's own growth: an exact reserve would copy everything at every one of many
-    // appends.
     mesh.indices.resize(oldIndexCount + other.indices.size());
     std::transform(other.indices.begin(), other.indices.end(),
                    mesh.indices.begin() + static_cast<std::ptrdiff_t>(oldIndexCount),

@@ -3,52 +3,39 @@
 #include <Sorvane/MeshQueries_E.h>
 
 #include "foundation/EdgeUses_Impl.h"
-#include "foundation/PairSort_Impl.h"
+#include "mathbase/Buckets_Impl.h"
+#include "mathbase/RadixSort_Impl.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace Velk::Math::Sorvane::Mesh {
 namespace {
 
 using Impl::EdgeUse;
 using Impl::EdgeUses;
+using Math::Impl::Buckets;
 
 std::pair<int, int> Ascending(int a, int b) { return {std::min(a, b), std::max(a, b)}; }
-
-/// For each node where its corners begin among all corners when those are put in order of their
-/// nodes, and the end.
-std::vector<std::size_t> CornerStarts(const int* first, const int* last, std::size_t nodeCount)
-{
-    std::vector<std::size_t> starts(nodeCount + 1);
-    for (; first != last; ++first) {
-        ++starts[static_cast<std::size_t>(*first)];
-    }
-    std::exclusive_scan(starts.begin(), starts.end(), starts.begin(), std::size_t{0});
-    return starts;
-}
 
 /// Every corner deals its two companions to its node; what a node has got is sorted and becomes its
 /// set in one go, which spares a search of the set for each companion.
 std::vector<std::set<int>> Rings(const std::vector<int>& indices, std::size_t nodeCount)
 {
     const std::size_t whole = indices.size() / 3 * 3;
-    const std::vector<std::size_t> starts =
-        CornerStarts(indices.data(), indices.data() + whole, nodeCount);
-    std::vector<std::array<int, 2>> companions(whole);
-    std::vector<std::size_t> next = starts;
-    for (std::size_t first = 0; first < whole; first += 3) {
-        for (std::size_t k = 0; k < 3; ++k) {
-            companions[next[static_cast<std::size_t>(indices[first + k])]++] = {
-                indices[first + (k + 1) % 3], indices[first + (k + 2) % 3]};
+    const Buckets<std::array<int, 2>> companions(nodeCount, [&](const auto& put) {
+        for (std::size_t first = 0; first < whole; first += 3) {
+            for (std::size_t k = 0; k < 3; ++k) {
+                put(indices[first + k],
+                    std::array{indices[first + (k + 1) % 3], indices[first + (k + 2) % 3]});
+            }
         }
-    }
+    });
     std::vector<std::set<int>> rings(nodeCount);
     std::vector<int> ring;
     for (std::size_t node = 0; node < nodeCount; ++node) {
         ring.clear();
-        for (std::size_t i = starts[node]; i < starts[node + 1]; ++i) {
-            ring.insert(ring.end(), companions[i].begin(), companions[i].end());
+        for (const std::array<int, 2>& pair : companions[node]) {
+            ring.insert(ring.end(), pair.begin(), pair.end());
         }
         std::sort(ring.begin(), ring.end());
         rings[node] = std::set<int>(ring.begin(), std::unique(ring.begin(), ring.end()));
@@ -58,14 +45,14 @@ std::vector<std::set<int>> Rings(const std::vector<int>& indices, std::size_t no
 
 std::vector<std::vector<int>> Facets(const std::vector<int>& indices, std::size_t nodeCount)
 {
-    const std::vector<std::size_t> starts =
-        CornerStarts(indices.data(), indices.data() + indices.size(), nodeCount);
+    const auto corners = Math::Impl::NumbersInBuckets(
+        nodeCount, indices.size(), [&](std::size_t corner) { return indices[corner]; });
     std::vector<std::vector<int>> facets(nodeCount);
     for (std::size_t node = 0; node < nodeCount; ++node) {
-        facets[node].reserve(starts[node + 1] - starts[node]);
-    }
-    for (std::size_t i = 0; i < indices.size(); ++i) {
-        facets[static_cast<std::size_t>(indices[i])].push_back(static_cast<int>(i / 3));
+        facets[node].reserve(corners[node].size());
+        for (const int corner : corners[node]) {
+            facets[node].push_back(corner / 3);
+        }
     }
     return facets;
 }
@@ -85,8 +72,8 @@ std::vector<std::pair<int, int>> EdgesUsedOnce(const std::vector<int>& indices)
             }
         });
     }
-    Impl::StableSortByKey(boundary, [](const std::pair<int, int>& edge) {
-        return Impl::PairKey(edge.first, edge.second);
+    Math::Impl::StableSortByKey(boundary, [](const std::pair<int, int>& edge) {
+        return Math::Impl::PairKey(edge.first, edge.second);
     });
     return boundary;
 }

@@ -1,7 +1,7 @@
 // Points carried into a triangle's own frame and back: Cartesian and barycentric.
 
+#include <Sorvane/AssertSites_E.h>
 #include <Sorvane/Triangle_E.h>
-#include <Velk/Diagnostics_E.h>
 #include <Velk/Math/Vector_E.h>
 
 namespace Velk::Math::Sorvane::Mesh {
@@ -59,10 +59,7 @@ std::vector<VecBase<2, T>> MapPointsToTriangleBarycentric(const Triangle<3, T>& 
         T w{0};
         if (!Vector::BarycentricCoordinates(triangle[0], triangle[1], triangle[2], point, u, v, w,
                                             kLengthFloor<T>)) {
-            Diagnostics::Details::InvokeCurrentAssertHandler(
-                "Triangle_Impl", 330,
-                "Velk::Math::Sorvane::Mesh::MapPointsToTriangleBarycentric::<lambda_1>::operator "
-                "()");
+            AssertSites::Report(AssertSites::kMapPointsToTriangleBarycentric);
             u = v = T{0};
         }
         weights.push_back({u, v});

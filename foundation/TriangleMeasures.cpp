@@ -67,7 +67,9 @@ T OppositeEdgeAngle(T x, T c, T y)
     const T clamped = excess > 0 ? excess : T{0};
     const T denominator = (a + b + c) * ((a - c) + b);
     if (denominator > 0) {
-        return 2 * std::atan(std::sqrt(clamped / denominator * ((a - b) + c)));
+        const T squaredTangent = clamped / denominator * ((a - b) + c);
+        // Not a number where an infinite side meets a finite one: c is then too short.
+        return squaredTangent > 0 ? 2 * std::atan(std::sqrt(squaredTangent)) : T{0};
     }
     return (a - b) + c > 0 ? kPi<T> : T{0};
 }

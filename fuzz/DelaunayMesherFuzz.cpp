@@ -32,7 +32,7 @@ void ExerciseMesher(const std::vector<VecBase<2, T>>& points, int distance)
         mesher;
     mesher.points = points;
     mesher.Triangulate();
-    Fuzz::Require(Test::CheckTopology(mesher).empty());
+    Fuzz::Require(Support::CheckTopology(mesher).empty());
     for (int node = 3; node < mesher.NodeCount(); ++node) {
         if (mesher.InsertEdge(node, 3 + (node + distance) % static_cast<int>(points.size()))) {
             mesher.noConstraints = distance % 2 == 0;
@@ -41,7 +41,7 @@ void ExerciseMesher(const std::vector<VecBase<2, T>>& points, int distance)
     std::vector<VecBase<2, T>> resultPoints;
     std::vector<int> indices;
     mesher.ExtractMesh(resultPoints, indices);
-    Fuzz::Require(Test::CheckTopology(mesher).empty());
+    Fuzz::Require(Support::CheckTopology(mesher).empty());
     Fuzz::RequireTriples(indices, resultPoints.size());
 }
 

@@ -17,12 +17,8 @@ const int* NodePairHash::Find(const NodePair& pair) const
     return IsFree(i) ? nullptr : &slots_[i].value;
 }
 
-void NodePairHash::Add(const NodePair& pair, int value)
+void NodePairHash::Add(const NodePair& pair, int value) noexcept
 {
-    constexpr std::size_t kFewestSlots = 16;
-    if ((size_ + 1) * 2 > slots_.size()) { // at most every second slot is taken
-        Rehash(std::max(2 * slots_.size(), kFewestSlots));
-    }
     slots_[Locate(pair.low, pair.high)] = {pair.low, pair.high, value};
     ++size_;
 }
@@ -78,9 +74,10 @@ void NodePairHash::CloseGap(std::size_t gap)
     slots_[gap] = Slot{};
 }
 
-void NodePairHash::Rehash(std::size_t slotCount)
+void NodePairHash::MakeRoom(std::size_t more)
 {
-    std::vector<Slot> before(slotCount);
+    constexpr std::size_t kFewestSlots = 16;
+    std::vector<Slot> before(std::max({2 * slots_.size(), 2 * (size_ + more), kFewestSlots}));
     before.swap(slots_);
     for (const Slot& slot : before) {
         if (slot.low >= 0) {
@@ -93,16 +90,21 @@ void NodePairHash::Rehash(std::size_t slotCount)
 
 void NodePairMap::Reserve(std::size_t nodes)
 {
+    overflow_.Prepare(1); // a little room at once, so that few edges ever wait for memory
     const std::size_t before = shelves_.size();
     if (nodes <= before) {
         return;
     }
+    Impl::NodePairHash waiting; // will hold what has no shelf, and has room for it before
+    if (overflow_.Size() > 0) {
+        waiting.Prepare(overflow_.Size() + 1);
+    }
     shelves_.reserve(nodes); // exactly so many
+    // From here on nothing can fail.
     shelves_.resize(nodes);
     if (overflow_.Size() == 0) {
         return;
     }
-    Impl::NodePairHash waiting;
     waiting.Swap(overflow_);
     waiting.VisitPairs([&](int low, int high, int upward) {
         if (static_cast<std::size_t>(high) < before) {

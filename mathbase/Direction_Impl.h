@@ -2,29 +2,13 @@
 // keeps the products of components away from overflow and underflow.
 #pragma once
 
+#include "mathbase/Values_Impl.h"
+
 #include <Velk/Math/VecBase_E.h>
 
-#include <algorithm>
 #include <cmath>
 
 namespace Velk::Math::Impl {
-
-template <int N, class T>
-bool IsFinite(const VecBase<N, T>& v)
-{
-    return std::all_of(v.begin(), v.end(), [](T c) { return std::isfinite(c); });
-}
-
-/// Largest |component|. For vectors without NaN.
-template <int N>
-double LargestMagnitude(const VecBase<N, double>& v)
-{
-    double largest = 0.0;
-    for (const double c : v) {
-        largest = std::max(largest, std::fabs(c));
-    }
-    return largest;
-}
 
 /// Sizes whose fourth powers (a squared cross product) are far from both ends of the number range.
 inline constexpr double kSmallestSafe = 0x1p-100;

@@ -1,12 +1,17 @@
 // Error-free sums and products of doubles, and what the math base builds on them: a sum whose error
-// does not grow with the number of terms, and products of twice the precision for determinants.
+// does not grow with the number of terms, products of twice the precision for determinants, and
+// sums that are not rounded at all.
 //
 // TwoSum: D. E. Knuth, "The Art of Computer Programming" vol. 2, 1969. Double-word operations: M.
 // Joldes, J.-M. Muller, V. Popescu, "Tight and Rigorous Error Bounds for Basic Building Blocks of
-// Double-Word Arithmetic", 2017. All of it needs every operation rounded by itself: no contraction.
+// Double-Word Arithmetic", 2017. Expansions: J. R. Shewchuk, "Adaptive Precision Floating-Point
+// Arithmetic and Fast Robust Geometric Predicates", 1997. All of it needs every operation rounded
+// by itself: no contraction.
 #pragma once
 
+#include <array>
 #include <cmath>
+#include <cstddef>
 
 namespace Velk::Math::Impl {
 
@@ -65,6 +70,123 @@ inline DoubleWord operator*(const DoubleWord& a, const DoubleWord& b)
     const DoubleWord product = TwoProduct(a.high, b.high);
     const double mixed = std::fma(a.high, b.low, a.low * b.low);
     return FastTwoSum(product.high, product.low + std::fma(a.low, b.high, mixed));
+}
+
+/// A number kept without rounding, as a sum of at most `Capacity` doubles of growing magnitude that
+/// do not overlap: none of them is 0, and the last one is larger than all the others together, so
+/// that it has the sign of the whole.
+///
+/// Sums and differences are exact as long as no part overflows; products as long as, besides, no
+/// part of them underflows, which is what sizes between 2^-485 and 2^511 are safe from. Every
+/// operation has room for its largest result, and usually needs a small part of it.
+template <std::size_t Capacity>
+class Expansion {
+public:
+    // The parts are left as they are: only the first `count_` of them are ever read.
+    Expansion() {} // NOLINT(modernize-use-equals-default)
+
+    explicit Expansion(double value) { Append(value); }
+
+    /// An unrounded sum or product.
+    explicit Expansion(const DoubleWord& value) requires(Capacity >= 2)
+    {
+        Append(value.low);
+        Append(value.high);
+    }
+
+    std::size_t Size() const { return count_; }
+    double operator[](std::size_t part) const { return parts_[part]; }
+
+    /// Adds a part beyond all others in magnitude, or 0, which is left out.
+    void Append(double part)
+    {
+        if (part != 0) {
+            parts_[count_++] = part;
+        }
+    }
+
+    /// 1, 0 or -1.
+    int Sign() const { return count_ == 0 ? 0 : (parts_[count_ - 1] > 0 ? 1 : -1); }
+
+    /// The value, rounded to within a unit in its last place.
+    double Estimate() const
+    {
+        double sum = 0;
+        for (std::size_t i = 0; i < count_; ++i) {
+            sum += parts_[i];
+        }
+        return sum;
+    }
+
+    Expansion operator-() const
+    {
+        Expansion negative;
+        for (std::size_t i = 0; i < count_; ++i) {
+            negative.Append(-parts_[i]);
+        }
+        return negative;
+    }
+
+private:
+    std::array<double, Capacity> parts_;
+    std::size_t count_ = 0;
+};
+
+/// The parts of both, smallest first, in one running sum whose rounding errors are the result.
+template <std::size_t A, std::size_t B>
+Expansion<A + B> operator+(const Expansion<A>& a, const Expansion<B>& b)
+{
+    Expansion<A + B> sum;
+    std::size_t i = 0;
+    std::size_t j = 0;
+    double running = 0;
+    while (i < a.Size() || j < b.Size()) {
+        const bool takeA = j == b.Size() || (i < a.Size() && std::fabs(a[i]) <= std::fabs(b[j]));
+        const DoubleWord step = TwoSum(running, takeA ? a[i++] : b[j++]);
+        sum.Append(step.low);
+        running = step.high;
+    }
+    sum.Append(running);
+    return sum;
+}
+
+template <std::size_t A, std::size_t B>
+Expansion<A + B> operator-(const Expansion<A>& a, const Expansion<B>& b)
+{
+    return a + -b;
+}
+
+template <std::size_t A>
+Expansion<2 * A> operator*(const Expansion<A>& a, double factor)
+{
+    Expansion<2 * A> product;
+    double running = 0;
+    for (std::size_t i = 0; i < a.Size(); ++i) {
+        const DoubleWord part = TwoProduct(a[i], factor);
+        const DoubleWord low = TwoSum(running, part.low);
+        const DoubleWord high = FastTwoSum(part.high, low.high);
+        product.Append(low.low);
+        product.Append(high.low);
+        running = high.high;
+    }
+    product.Append(running);
+    return product;
+}
+
+template <std::size_t A, std::size_t B>
+Expansion<2 * A * B> operator*(const Expansion<A>& a, const Expansion<B>& b)
+{
+    // One half of the factors at a time keeps the sums, whose cost is their length, short.
+    if constexpr (B == 1) {
+        return b.Size() == 0 ? Expansion<2 * A>() : a * b[0];
+    } else {
+        Expansion<B / 2> lower;
+        Expansion<B - B / 2> upper;
+        for (std::size_t i = 0; i < b.Size(); ++i) {
+            i < B / 2 ? lower.Append(b[i]) : upper.Append(b[i]);
+        }
+        return a * lower + a * upper;
+    }
 }
 
 /// Running sum that carries its rounding errors along (A. Neumaier, 1974, in the branch-free form

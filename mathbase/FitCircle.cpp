@@ -20,7 +20,8 @@
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
-#include "mathbase/Wide_Impl.h"
+#include "mathbase/GeometryArc_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -33,8 +34,8 @@ namespace Velk::Math::Geometry {
 namespace {
 
 using Impl::LeftNormal;
-using Impl::Narrow;
-using Impl::Wide;
+using Math::Impl::Narrowed;
+using Math::Impl::Widened;
 
 /// Sweeps of Jacobi rotations: convergence is quadratic and takes about five for a 3x3 matrix.
 constexpr int kJacobiSweeps = 30;
@@ -112,13 +113,13 @@ std::optional<Normalized> Normalize(const std::vector<VecBase<2, T>>& source)
     if (source.size() < 3) {
         return {};
     }
-    const Vec2d first = Wide(source.front());
+    const Vec2d first = Widened(source.front());
     double extent = 0;
     double largest = 0;
     for (const auto& point : source) {
-        const Vec2d p = Wide(point);
+        const Vec2d p = Widened(point);
         const Vec2d offset = p - first;
-        if (!Impl::IsFinite(offset)) {
+        if (!Math::Impl::IsFinite(offset)) {
             return {};
         }
         extent = std::max({extent, std::abs(offset.x()), std::abs(offset.y())});
@@ -133,7 +134,7 @@ std::optional<Normalized> Normalize(const std::vector<VecBase<2, T>>& source)
     Normalized local;
     local.points.reserve(source.size());
     for (const auto& point : source) {
-        local.points.push_back((Wide(point) - first) / extent);
+        local.points.push_back((Widened(point) - first) / extent);
     }
     const Vec2d mean = Mean(local.points);
     for (Vec2d& p : local.points) {
@@ -377,7 +378,7 @@ double Sense(const std::vector<VecBase<2, T>>& points, const Vec2d& center)
 {
     double swept = 0;
     for (std::size_t i = 0; i + 1 < points.size(); ++i) {
-        swept += (Wide(points[i]) - center) ^ (Wide(points[i + 1]) - Wide(points[i]));
+        swept += (Widened(points[i]) - center) ^ (Widened(points[i + 1]) - Widened(points[i]));
     }
     return swept < 0 ? -1 : 1;
 }
@@ -389,7 +390,7 @@ std::array<double, 2> Deviations(const std::vector<VecBase<2, T>>& points, const
     double largest = 0;
     double squares = 0;
     for (const auto& point : points) {
-        const double deviation = std::abs(Length(Wide(point) - circle.center) - circle.radius);
+        const double deviation = std::abs(Length(Widened(point) - circle.center) - circle.radius);
         largest = std::max(largest, deviation);
         squares += deviation * deviation;
     }
@@ -411,7 +412,7 @@ std::optional<Circle> FittedCircle(const std::vector<VecBase<2, T>>& points)
     const Circle result{local->ToCaller(circle.center), local->scale * circle.radius};
     constexpr double kLargest = std::numeric_limits<T>::max();
     // The length, 2 pi radius, has to be finite too.
-    const bool fits = 8 * result.radius <= kLargest && Impl::IsFinite(result.center);
+    const bool fits = 8 * result.radius <= kLargest && Math::Impl::IsFinite(result.center);
     return fits ? std::optional(result) : std::nullopt;
 }
 
@@ -425,12 +426,12 @@ ArcBase<T> FitCircle(const std::vector<VecBase<2, T>>& points, T* error, T* seco
     std::array<double, 2> deviations{std::numeric_limits<T>::max(), std::numeric_limits<T>::max()};
     ArcBase<T> arc{first, first, T{0}};
     if (circle) {
-        arc.center = Narrow<T>(circle->center);
-        const Vec2d center = Wide(arc.center);
-        const Vec2d toFirst = Wide(first) - center;
+        arc.center = Narrowed<T>(circle->center);
+        const Vec2d center = Widened(arc.center);
+        const Vec2d toFirst = Widened(first) - center;
         const double reach = Length(toFirst);
         const Vec2d direction = reach > 0 ? toFirst / reach : Vec2d{1, 0};
-        arc.start = Narrow<T>(center + circle->radius * direction);
+        arc.start = Narrowed<T>(center + circle->radius * direction);
         arc.length = static_cast<T>(Sense(points, center) * kTwoPi<double> * circle->radius);
         if (error != nullptr || secondError != nullptr) {
             deviations = Deviations(points, {center, circle->radius});

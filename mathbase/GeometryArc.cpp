@@ -11,7 +11,7 @@
 #include <Velk/Math/Tolerances_E.h>
 
 #include "mathbase/GeometryArc_Impl.h"
-#include "mathbase/Wide_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -25,10 +25,10 @@ namespace {
 
 using Impl::kRadiusFloor;
 using Impl::LeftNormal;
-using Impl::Narrow;
 using Impl::PolarAngle;
 using Impl::UnitAt;
-using Impl::Wide;
+using Math::Impl::Narrowed;
+using Math::Impl::Widened;
 
 constexpr double kQuarterTurn = kPi<double> / 2;
 /// Points that one sine and cosine serve in a tessellation.
@@ -56,9 +56,9 @@ double DoubledArea(const VecBase<2, T>& a, const VecBase<2, T>& b, const VecBase
         Matches(a, c, kLengthFloor<T>)) {
         return 0;
     }
-    const Vec2d ab = Wide(b) - Wide(a);
-    const Vec2d bc = Wide(c) - Wide(b);
-    const Vec2d ac = Wide(c) - Wide(a);
+    const Vec2d ab = Widened(b) - Widened(a);
+    const Vec2d bc = Widened(c) - Widened(b);
+    const Vec2d ac = Widened(c) - Widened(a);
     const std::array<double, 3> side{Length(ab), Length(bc), Length(ac)};
     const auto longest = std::max_element(side.begin(), side.end()) - side.begin();
     // The two shorter sides give the product with the least rounding.
@@ -111,7 +111,7 @@ std::array<VecBase<2, T>, 2> ArcBase<T>::Bounds() const
     include(0, end.x());
     include(1, end.y());
 
-    const Vec2d radial = Wide(start) - Wide(center);
+    const Vec2d radial = Widened(start) - Widened(center);
     const double exactRadius = Vector::Length(radial);
     if (exactRadius > kRadiusFloor && length != 0) {
         const double from = PolarAngle(radial) / kQuarterTurn;
@@ -130,14 +130,14 @@ std::array<VecBase<2, T>, 2> ArcBase<T>::Bounds() const
 template <class T>
 VecBase<2, T> EndPoint(const ArcBase<T>& arc)
 {
-    const Vec2d radial = Wide(arc.start) - Wide(arc.center);
+    const Vec2d radial = Widened(arc.start) - Widened(arc.center);
     const double radius = Vector::Length(radial);
     const double length = arc.length;
     if (Impl::EndsAtStart(radius, length)) {
         return arc.start; // the angle stays: the detour through it would only round the point
     }
     const double angle = Impl::EndAngle(radial, radius, length);
-    return Narrow<T>(Wide(arc.center) + radius * UnitAt(angle));
+    return Narrowed<T>(Widened(arc.center) + radius * UnitAt(angle));
 }
 
 template <class T>
@@ -149,23 +149,23 @@ ArcBase<T> ArcThroughPoints(const VecBase<2, T>& first, const VecBase<2, T>& mid
     if (area == 0) {
         return none;
     }
-    const Vec2d legIn = Wide(middle) - Wide(first);
-    const Vec2d legOut = Wide(last) - Wide(middle);
-    const Vec2d chord = Wide(last) - Wide(first);
+    const Vec2d legIn = Widened(middle) - Widened(first);
+    const Vec2d legOut = Widened(last) - Widened(middle);
+    const Vec2d chord = Widened(last) - Widened(first);
 
     // Distance of the center to the left of the chord's midpoint, in chord lengths: half the
     // cotangent of the turn at `middle`. Whatever its error, first and last stay equally far from
     // the center.
     const double rise = (legIn * legOut) / (2 * area);
     ArcBase<T> arc;
-    arc.center = Narrow<T>(Wide(first) + (0.5 * chord + rise * LeftNormal(chord)));
+    arc.center = Narrowed<T>(Widened(first) + (0.5 * chord + rise * LeftNormal(chord)));
     arc.start = first;
 
     const double sense = area > 0 ? 1 : -1;
     const double sweep = 2 * std::atan2(1.0, 2 * rise * sense);
-    const double radius = Vector::Length(Wide(first) - Wide(arc.center));
+    const double radius = Vector::Length(Widened(first) - Widened(arc.center));
     arc.length = static_cast<T>(sense * sweep * radius);
-    return Impl::IsFinite(Wide(arc.center)) && std::isfinite(arc.length) ? arc : none;
+    return Math::Impl::IsFinite(arc.center) && std::isfinite(arc.length) ? arc : none;
 }
 
 template <class T>
@@ -187,9 +187,9 @@ T ApparentArcTolerance(const VecBase<2, T>& a, const VecBase<2, T>& b, const Vec
     if (area == 0) {
         return 0;
     }
-    const Vec2d ab = Wide(b) - Wide(a);
-    const Vec2d bc = Wide(c) - Wide(b);
-    const Vec2d ac = Wide(c) - Wide(a);
+    const Vec2d ab = Widened(b) - Widened(a);
+    const Vec2d bc = Widened(c) - Widened(b);
+    const Vec2d ac = Widened(c) - Widened(a);
     const bool firstIsLonger = Length(ab) >= Length(bc);
 
     // The angle at the point opposite the chord is half the arc's sweep, and the sagitta is half
@@ -215,9 +215,9 @@ T DiscreteCurvature(const VecBase<2, T>& a, const VecBase<2, T>& b, const VecBas
     if (area == 0) {
         return 0;
     }
-    const double ab = Length(Wide(b) - Wide(a));
-    const double bc = Length(Wide(c) - Wide(b));
-    const double ac = Length(Wide(c) - Wide(a));
+    const double ab = Length(Widened(b) - Widened(a));
+    const double bc = Length(Widened(c) - Widened(b));
+    const double ac = Length(Widened(c) - Widened(a));
     return static_cast<T>(2 * (area / (ab * bc)) / ac);
 }
 
@@ -225,8 +225,8 @@ template <class T>
 std::vector<VecBase<2, T>> Tessellate(const ArcBase<T>& arc, T tolerance)
 {
     constexpr double epsilon = std::numeric_limits<T>::epsilon();
-    const Vec2d center = Wide(arc.center);
-    const Vec2d radial = Wide(arc.start) - center;
+    const Vec2d center = Widened(arc.center);
+    const Vec2d radial = Widened(arc.start) - center;
     const double radius = Vector::Length(radial);
     const double sweep = static_cast<double>(arc.length) / radius;
 
@@ -250,7 +250,7 @@ std::vector<VecBase<2, T>> Tessellate(const ArcBase<T>& arc, T tolerance)
         const Vec2d spoke = Turned(radial, UnitAt(sweep * (static_cast<double>(base) / chords)));
         const std::size_t size = std::min(kBlock, count - base);
         for (std::size_t k = base == 0 ? 1 : 0; k < size; ++k) {
-            points.push_back(Narrow<T>(center + Turned(spoke, turns[k])));
+            points.push_back(Narrowed<T>(center + Turned(spoke, turns[k])));
         }
     }
     points.push_back(EndPoint(arc));

@@ -1,14 +1,21 @@
-// Polar angles of arcs, shared by everything that derives an arc's end.
+// Polar angles and normals of arcs, shared by everything that derives an arc or its end.
 #pragma once
 
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
-#include "mathbase/Wide_Impl.h"
-
 #include <cmath>
+#include <limits>
 
 namespace Velk::Math::Geometry::Impl {
+
+constexpr Vec2d LeftNormal(const Vec2d& d) { return {-d.y(), d.x()}; }
+
+/// Doubled area at and below which three points count as collinear, as a fraction of the product of
+/// the two longer sides: the rounding that the area's own evaluation leaves in coordinates of type
+/// T.
+template <class T>
+inline constexpr double kFlatness = 4.0 * static_cast<double>(std::numeric_limits<T>::epsilon());
 
 /// Radius at and below which an arc has no angle to speak of and its end stays at its start.
 inline constexpr double kRadiusFloor = 1e-12;

@@ -2,7 +2,8 @@
 
 #include <Velk/Math/Geometry_E.h>
 
-#include "mathbase/Wide_Impl.h"
+#include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,8 +13,8 @@ namespace Velk::Math::Geometry {
 
 namespace {
 
-using Impl::Narrow;
-using Impl::Wide;
+using Math::Impl::Narrowed;
+using Math::Impl::Widened;
 
 /// Whether both pieces that a cut leaves are longer than `tolerance`; false for NaN and infinity.
 bool LeavesTwoPieces(double before, double after, double tolerance)
@@ -25,11 +26,9 @@ bool LeavesTwoPieces(double before, double after, double tolerance)
 /// Distance of `point` from the segment `from`-`to`.
 double DistanceToSegment(const Vec2d& point, const Vec2d& from, const Vec2d& to)
 {
-    const Vec2d along = to - from;
-    const Vec2d offset = point - from;
-    const double squared = along * along;
-    const double place = squared > 0 ? std::clamp((offset * along) / squared, 0.0, 1.0) : 0.0;
-    return Length(offset - place * along);
+    const double place = Math::Impl::NearestParameter(from, to, point, Math::Impl::kPointsAreShort);
+    // As seen from the segment's start, so that the distance keeps its digits far from the origin.
+    return Length((point - from) - place * (to - from));
 }
 
 } // namespace
@@ -37,13 +36,13 @@ double DistanceToSegment(const Vec2d& point, const Vec2d& from, const Vec2d& to)
 template <class T>
 std::vector<SegBase<T>> Split(const SegBase<T>& segment, T parameter, bool normalized, T tolerance)
 {
-    const Vec2d along = Wide(segment.end) - Wide(segment.start);
+    const Vec2d along = Widened(segment.end) - Widened(segment.start);
     const double length = Length(along);
     const double place = normalized ? parameter * length : parameter;
     if (!LeavesTwoPieces(place, length - place, tolerance)) {
         return {segment};
     }
-    const auto joint = Narrow<T>(Wide(segment.start) + (place / length) * along);
+    const auto joint = Narrowed<T>(Widened(segment.start) + (place / length) * along);
     return {{segment.start, joint}, {joint, segment.end}};
 }
 
@@ -68,7 +67,7 @@ bool Offset(const SegBase<T>& segment, T distance, SegBase<T>& result, T toleran
 {
     const SegBase<T> source = segment; // `result` may be the same object
     result = {};
-    const Vec2d along = Wide(source.end) - Wide(source.start);
+    const Vec2d along = Widened(source.end) - Widened(source.start);
     const double length = Length(along);
     if (!(length > tolerance && length > 0 && std::isfinite(length) && std::isfinite(distance))) {
         return false;
@@ -76,7 +75,7 @@ bool Offset(const SegBase<T>& segment, T distance, SegBase<T>& result, T toleran
     // Divided, not multiplied by 1 / length: an axis-parallel direction is then exactly a unit
     // vector.
     const Vec2d shift = static_cast<double>(distance) * RightNormal(along / length);
-    result = {Narrow<T>(Wide(source.start) + shift), Narrow<T>(Wide(source.end) + shift)};
+    result = {Narrowed<T>(Widened(source.start) + shift), Narrowed<T>(Widened(source.end) + shift)};
     return true;
 }
 
@@ -85,8 +84,8 @@ bool Offset(const ArcBase<T>& arc, T distance, ArcBase<T>& result, T tolerance)
 {
     const ArcBase<T> source = arc; // `result` may be the same object
     result = {};
-    const Vec2d center = Wide(source.center);
-    const Vec2d radial = Wide(source.start) - center;
+    const Vec2d center = Widened(source.center);
+    const Vec2d radial = Widened(source.start) - center;
     const double radius = Length(radial);
     // The right of travel is away from the center on a counter-clockwise arc, toward it on a
     // clockwise one.
@@ -96,9 +95,9 @@ bool Offset(const ArcBase<T>& arc, T distance, ArcBase<T>& result, T tolerance)
         return false;
     }
     result.center = source.center;
-    result.start = Narrow<T>(center + newRadius * (radial / radius));
+    result.start = Narrowed<T>(center + newRadius * (radial / radius));
     // The radius that the rounded start point has, so that the sweep stays what it was.
-    const double roundedRadius = Length(Wide(result.start) - center);
+    const double roundedRadius = Length(Widened(result.start) - center);
     result.length = static_cast<T>(source.length / radius * roundedRadius);
     return true;
 }
@@ -120,10 +119,10 @@ bool IsEqual(const ArcBase<T>& a, const ArcBase<T>& b, T tolerance)
 template <class T>
 bool IsTangent(const SegBase<T>& a, const SegBase<T>& b, T tolerance)
 {
-    const Vec2d alongA = Wide(a.end) - Wide(a.start);
-    const Vec2d alongB = Wide(b.end) - Wide(b.start);
+    const Vec2d alongA = Widened(a.end) - Widened(a.start);
+    const Vec2d alongB = Widened(b.end) - Widened(b.start);
     return Matches(a.end, b.start, tolerance) && alongA * alongB > 0 &&
-           DistanceToSegment(Wide(a.end), Wide(a.start), Wide(b.end)) <=
+           DistanceToSegment(Widened(a.end), Widened(a.start), Widened(b.end)) <=
                static_cast<double>(tolerance);
 }
 

@@ -5,7 +5,8 @@
 
 #include <Velk/Math/Geometry_E.h>
 
-#include "mathbase/Wide_Impl.h"
+#include "mathbase/GeometryArc_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,8 +16,8 @@ namespace Velk::Math::Geometry {
 namespace {
 
 using Impl::LeftNormal;
-using Impl::Narrow;
-using Impl::Wide;
+using Math::Impl::Narrowed;
+using Math::Impl::Widened;
 
 /// Unit directions from a corner along its two legs, and the legs' lengths.
 struct Corner {
@@ -29,8 +30,8 @@ struct Corner {
 template <class T>
 Corner CornerOf(const VecBase<2, T>& a, const VecBase<2, T>& corner, const VecBase<2, T>& b)
 {
-    const Vec2d toA = Wide(a) - Wide(corner);
-    const Vec2d toB = Wide(b) - Wide(corner);
+    const Vec2d toA = Widened(a) - Widened(corner);
+    const Vec2d toB = Widened(b) - Widened(corner);
     const double lengthA = Length(toA);
     const double lengthB = Length(toB);
     return {toA / lengthA, toB / lengthB, lengthA, lengthB};
@@ -43,7 +44,7 @@ bool FilletSequence(const VecBase<2, T>& a, const VecBase<2, T>& corner, const V
                     T radius, ArcBase<T>& arc, T tolerance)
 {
     const Corner legs = CornerOf(a, corner, b);
-    const Vec2d origin = Wide(corner);
+    const Vec2d origin = Widened(corner);
     arc = {};
     // Sine and cosine of the turn from the first leg's direction of travel, -toA, to the second's.
     const double sine = legs.toB ^ legs.toA;
@@ -62,9 +63,9 @@ bool FilletSequence(const VecBase<2, T>& a, const VecBase<2, T>& corner, const V
     const Vec2d start = setback * legs.toA;
     const Vec2d inward = sense * LeftNormal(-legs.toA);
     const double turn = std::atan2(std::abs(sine), cosine);
-    arc.center = Narrow<T>(origin + (start + static_cast<double>(radius) * inward));
-    arc.start = Narrow<T>(origin + start);
-    arc.length = static_cast<T>(sense * turn * Length(Wide(arc.start) - Wide(arc.center)));
+    arc.center = Narrowed<T>(origin + (start + static_cast<double>(radius) * inward));
+    arc.start = Narrowed<T>(origin + start);
+    arc.length = static_cast<T>(sense * turn * Length(Widened(arc.start) - Widened(arc.center)));
     return true;
 }
 
@@ -73,7 +74,7 @@ bool FilletRadiusThroughPoint(const VecBase<2, T>& a, const VecBase<2, T>& corne
                               const VecBase<2, T>& b, const VecBase<2, T>& point, T& radius)
 {
     const Corner legs = CornerOf(a, corner, b);
-    const Vec2d toPoint = Wide(point) - Wide(corner);
+    const Vec2d toPoint = Widened(point) - Widened(corner);
     radius = 0;
     const double sine = legs.toA ^ legs.toB;
     if (!(std::abs(sine) > Impl::kFlatness<T>)) {

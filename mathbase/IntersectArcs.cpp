@@ -46,7 +46,8 @@ struct Arc {
         return wrapped < kTwoPi<double> ? wrapped : 0.0;
     }
 
-    double Fraction(double angle) const { return std::min(angle / sweep, 1.0); }
+    /// The sweep of a denormal length may vanish.
+    double Fraction(double angle) const { return sweep > 0.0 ? std::min(angle / sweep, 1.0) : 0.0; }
 };
 
 struct ArcPlace {
@@ -220,7 +221,7 @@ ArcHits IntersectArc(const Arc<T>& arc, const Vec2d& s0, const Vec2d& s1, bool b
         return {}; // no line to speak of
     }
     if (arcIsPoint) {
-        const Vec2d nearest = boundedSegment ? NearestOnSegment(arc.start, s0, s1)
+        const Vec2d nearest = boundedSegment ? NearestOnSegment(s0, s1, arc.start, kPointsAreShort)
                                              : Chord(s0, s1, arc.start, false).foot;
         return PointHit(Vector::Length(nearest - arc.start) <= tolerance, {arc.start, 0.0});
     }

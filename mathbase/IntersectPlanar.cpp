@@ -180,6 +180,19 @@ Meeting MeetSegments(const Vec2d& a0, const Vec2d& a1, const Vec2d& b0, const Ve
     return crosses ? Meeting{true, false, ProperCrossing(a, b)} : Meeting{};
 }
 
+/// The scale at which products of the coordinates neither overflow nor vanish: 1 for usual sizes.
+double WorkScale(const std::array<Vec2d, 4>& ends)
+{
+    constexpr double kLeastUsual = 0x1p-250;
+    constexpr double kLargestUsual = 0x1p250;
+    double largest = 0.0;
+    for (const Vec2d& end : ends) {
+        largest = std::max(largest, Math::Impl::LargestMagnitude(end));
+    }
+    const bool isUsual = largest >= kLeastUsual && largest <= kLargestUsual;
+    return isUsual ? 1.0 : Math::Impl::ScaleToOne(largest);
+}
+
 } // namespace
 
 template <class T>
@@ -187,9 +200,17 @@ bool SegmentSegment(const VecBase<2, T>& a0, const VecBase<2, T>& a1, const VecB
                     const VecBase<2, T>& b1, VecBase<2, T>& hit, bool& overlap,
                     bool countCommonEnds, T tolerance)
 {
-    const Meeting meeting =
-        MeetSegments(Widened(a0), Widened(a1), Widened(b0), Widened(b1), countCommonEnds,
-                     AtLeastZero(static_cast<double>(tolerance)));
+    const std::array<Vec2d, 4> ends{Widened(a0), Widened(a1), Widened(b0), Widened(b1)};
+    const double reach = AtLeastZero(static_cast<double>(tolerance));
+    const double scale = WorkScale(ends);
+    Meeting meeting;
+    if (scale == 1.0) {
+        meeting = MeetSegments(ends[0], ends[1], ends[2], ends[3], countCommonEnds, reach);
+    } else {
+        meeting = MeetSegments(ends[0] * scale, ends[1] * scale, ends[2] * scale, ends[3] * scale,
+                               countCommonEnds, reach * scale);
+        meeting.hit = meeting.hit * (1.0 / scale);
+    }
     hit = Narrowed<T>(meeting.hit);
     overlap = meeting.overlap;
     return meeting.found;
@@ -236,7 +257,7 @@ bool PointInOrOnTriangle(const VecBase<2, T>& a, const VecBase<2, T>& b, const V
         return true;
     }
     for (std::size_t i = 0; i < 3; ++i) {
-        const Vec2d nearest = NearestOnSegment(p, corner[i], corner[(i + 1) % 3]);
+        const Vec2d nearest = NearestOnSegment(corner[i], corner[(i + 1) % 3], p, kPointsAreShort);
         if (Vector::Length(p - nearest) <= reach) {
             return true;
         }

@@ -18,6 +18,8 @@ namespace Velk::Math::Intersect {
 namespace {
 
 using namespace Impl;
+using Math::Impl::NearestPlace;
+using Math::Impl::PointOnSegment;
 
 /// Rounding of a signed area in the ray's plane, relative to the square of the triangle's extent.
 constexpr double kAreaRounding = 8.0 * std::numeric_limits<double>::epsilon();
@@ -30,23 +32,6 @@ struct NearestPair {
     Vec3d pa;
     Vec3d pb;
 };
-
-/// Parameter of the point of the segment a0 + s a nearest to `p`.
-double NearestParameter(const Vec3d& p, const Vec3d& a0, const Vec3d& a)
-{
-    const double along = (p - a0) * a;
-    const double squaredLength = a * a;
-    if (along <= 0.0) {
-        return 0.0;
-    }
-    return along >= squaredLength ? 1.0 : along / squaredLength;
-}
-
-/// The point at a parameter: the bits of the ends at 0 and 1.
-Vec3d PointAt(const Vec3d& a0, const Vec3d& a1, double s)
-{
-    return s == 1.0 ? a1 : a0 + (a1 - a0) * s;
-}
 
 /// Nearest pair of two segments.
 ///
@@ -62,21 +47,26 @@ NearestPair NearestOfSegments(const Vec3d& a0, const Vec3d& a1, const Vec3d& b0,
 
     std::array<NearestPair, 5> candidate;
     std::size_t count = 0;
-    const auto add = [&](double s, double t) {
-        candidate[count++] = {s, t, PointAt(a0, a1, s), PointAt(b0, b1, t)};
-    };
+    const auto onA = [&](const Vec3d& p) { return NearestPlace(a0, a1, p, kPointsAreShort); };
+    const auto onB = [&](const Vec3d& p) { return NearestPlace(b0, b1, p, kPointsAreShort); };
     if (squaredNormal > kFlatSine * kFlatSine * ((a * a) * (b * b))) {
         const double s = (((b0 - a0) ^ b) * normal) / squaredNormal;
         const double t = (((b0 - a0) ^ a) * normal) / squaredNormal;
         if (s >= 0.0 && s <= 1.0 && t >= 0.0 && t <= 1.0) {
-            const double settledT = NearestParameter(PointAt(a0, a1, s), b0, b);
-            add(NearestParameter(PointAt(b0, b1, settledT), a0, a), settledT);
+            const auto settled = onB(PointOnSegment(a0, a1, s));
+            const auto nearest = onA(settled.point);
+            candidate[count++] = {nearest.parameter, settled.parameter, nearest.point,
+                                  settled.point};
         }
     }
-    add(0.0, NearestParameter(a0, b0, b));
-    add(1.0, NearestParameter(a1, b0, b));
-    add(NearestParameter(b0, a0, a), 0.0);
-    add(NearestParameter(b1, a0, a), 1.0);
+    for (const auto& [s, end] : {std::pair{0.0, &a0}, std::pair{1.0, &a1}}) {
+        const auto nearest = onB(*end);
+        candidate[count++] = {s, nearest.parameter, *end, nearest.point};
+    }
+    for (const auto& [t, end] : {std::pair{0.0, &b0}, std::pair{1.0, &b1}}) {
+        const auto nearest = onA(*end);
+        candidate[count++] = {nearest.parameter, t, nearest.point, *end};
+    }
     return *std::min_element(
         candidate.begin(), candidate.begin() + static_cast<std::ptrdiff_t>(count),
         [](const NearestPair& u, const NearestPair& v) {
@@ -260,6 +250,9 @@ bool ClosestPointsOfTwoLines(const VecBase<3, T>& a0, const VecBase<3, T>& a1,
     const Vec3d b1d = Widened(b1);
     NearestPair pair;
     if (clamp) {
+        if (!IsFinite(a0d) || !IsFinite(a1d) || !IsFinite(b0d) || !IsFinite(b1d)) {
+            return false;
+        }
         pair = NearestOfSegments(a0d, a1d, b0d, b1d);
         if (!IsFinite(pair.pa) || !IsFinite(pair.pb)) {
             return false;

@@ -1,43 +1,22 @@
-// Small steps that the intersection sources share: widening, nearest points on segments, sides of
-// lines and normals that keep their digits on thin triangles.
+// Small steps that the intersection sources share: sides of lines and normals that keep their
+// digits on thin triangles.
 #pragma once
 
 #include <Velk/Math/VecBase_E.h>
 
-#include "mathbase/Direction_Impl.h"
+#include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
-#include <type_traits>
 
 namespace Velk::Math::Intersect::Impl {
 
-/// A vector in `double`. Float coordinates are widened before they are subtracted: differences and
-/// products of floats are (all but) exact in double, and a tolerance of 1e-8 means what it says. In
-/// float the rounding of one product on a segment of length 1 is larger than that.
-template <int N, class T>
-constexpr VecBase<N, double> Widened(const VecBase<N, T>& v)
-{
-    if constexpr (std::is_same_v<T, double>) {
-        return v;
-    } else {
-        return VecBase<N, double>(v);
-    }
-}
-
-/// Back to the caller's type; exact for what was widened.
-template <class T, int N>
-constexpr VecBase<N, T> Narrowed(const VecBase<N, double>& v)
-{
-    if constexpr (std::is_same_v<T, double>) {
-        return v;
-    } else {
-        return VecBase<N, T>(v);
-    }
-}
-
 using Math::Impl::IsFinite;
+using Math::Impl::kPointsAreShort;
+using Math::Impl::Narrowed;
+using Math::Impl::NearestOnSegment;
+using Math::Impl::Widened;
 
 /// A tolerance as comparisons use it: negative ones count as 0, NaN stays and fails every
 /// comparison.
@@ -47,23 +26,6 @@ inline double AtLeastZero(double tolerance) { return tolerance < 0.0 ? 0.0 : tol
 inline bool Precedes(const Vec2d& a, const Vec2d& b)
 {
     return a.x() < b.x() || (a.x() == b.x() && a.y() < b.y());
-}
-
-/// Nearest point of the segment a b to `p`: the bits of an end when that is nearest. NaN gives NaN.
-template <int N>
-VecBase<N, double> NearestOnSegment(const VecBase<N, double>& p, const VecBase<N, double>& a,
-                                    const VecBase<N, double>& b)
-{
-    const VecBase<N, double> ab = b - a;
-    const double along = (p - a) * ab;
-    if (along <= 0.0) {
-        return a;
-    }
-    const double squaredLength = ab * ab;
-    if (along >= squaredLength) {
-        return b;
-    }
-    return a + ab * (along / squaredLength);
 }
 
 /// Side of the line a b on which `p` lies, as the doubled area of the triangle a b p; positive to

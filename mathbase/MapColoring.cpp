@@ -9,43 +9,37 @@
 
 #include <Velk/Math/MapColoring_E.h>
 
+#include "mathbase/Buckets_Impl.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <span>
+#include <utility>
 
 namespace Velk::Math {
 
 namespace {
 
-/// Neighbors of all nodes in one array, each edge listed once at either end.
+/// Neighbors of all nodes, each edge listed once at either end.
 class Graph {
 public:
     explicit Graph(const std::vector<std::vector<int>>& adjacency)
+        : neighbors_(adjacency.size(), [&](const auto& put) {
+              ForEachListedEdge(adjacency, [&](int a, int b) {
+                  put(a, b);
+                  put(b, a);
+              });
+          })
     {
-        const int nodes = static_cast<int>(adjacency.size());
-        first_.assign(adjacency.size() + 1, 0);
-        ForEachListedEdge(adjacency, [this](int a, int b) {
-            ++first_[a + 1];
-            ++first_[b + 1];
+        std::vector<std::size_t> seenBy(adjacency.size(), adjacency.size());
+        neighbors_.KeepIf([&](std::size_t node, int neighbor) {
+            return std::exchange(seenBy[static_cast<std::size_t>(neighbor)], node) != node;
         });
-        for (int node = 0; node < nodes; ++node) {
-            first_[node + 1] += first_[node];
-        }
-        neighbors_.resize(first_.back());
-        std::vector<std::size_t> end(first_.begin(), first_.end() - 1);
-        ForEachListedEdge(adjacency, [this, &end](int a, int b) {
-            neighbors_[end[a]++] = b;
-            neighbors_[end[b]++] = a;
-        });
-        DropRepeats(nodes);
     }
 
-    int NodeCount() const { return static_cast<int>(first_.size()) - 1; }
+    int NodeCount() const { return static_cast<int>(neighbors_.BucketCount()); }
 
-    std::span<const int> Neighbors(int node) const
-    {
-        return std::span(neighbors_).subspan(first_[node], first_[node + 1] - first_[node]);
-    }
+    std::span<const int> Neighbors(int node) const { return neighbors_[node]; }
 
 private:
     template <class Visit>
@@ -53,7 +47,7 @@ private:
     {
         const int nodes = static_cast<int>(adjacency.size());
         for (int node = 0; node < nodes; ++node) {
-            for (const int neighbor : adjacency[node]) {
+            for (const int neighbor : adjacency[static_cast<std::size_t>(node)]) {
                 if (neighbor >= 0 && neighbor < nodes && neighbor != node) {
                     visit(node, neighbor);
                 }
@@ -61,27 +55,7 @@ private:
         }
     }
 
-    void DropRepeats(int nodes)
-    {
-        std::vector<int> seenBy(static_cast<std::size_t>(nodes), -1);
-        std::size_t kept = 0;
-        std::size_t from = 0;
-        for (int node = 0; node < nodes; ++node) {
-            const std::size_t to = first_[node + 1];
-            for (; from < to; ++from) {
-                const int neighbor = neighbors_[from];
-                if (seenBy[neighbor] != node) {
-                    seenBy[neighbor] = node;
-                    neighbors_[kept++] = neighbor;
-                }
-            }
-            first_[node + 1] = kept;
-        }
-        neighbors_.resize(kept);
-    }
-
-    std::vector<std::size_t> first_;
-    std::vector<int> neighbors_;
+    Impl::Buckets<int> neighbors_;
 };
 
 /// All nodes, each the one of least remaining degree when those before it are taken off.
@@ -96,19 +70,13 @@ std::vector<int> SmallestFirstRemoval(const Graph& graph)
     }
 
     // `order` is sorted by remaining degree all the time; bucketStart[d] is where degree d begins.
-    std::vector<int> bucketStart(static_cast<std::size_t>(largest) + 2, 0);
-    for (const int d : degree) {
-        ++bucketStart[d + 1];
-    }
-    for (int d = 0; d <= largest; ++d) {
-        bucketStart[d + 1] += bucketStart[d];
-    }
-    std::vector<int> order(static_cast<std::size_t>(nodes));
+    auto byDegree = Impl::NumbersInBuckets(static_cast<std::size_t>(largest) + 1, degree.size(),
+                                           [&](std::size_t node) { return degree[node]; });
+    std::vector<int> bucketStart = byDegree.Offsets();
+    std::vector<int> order = std::move(byDegree.Items());
     std::vector<int> place(static_cast<std::size_t>(nodes));
-    std::vector<int> end(bucketStart);
-    for (int node = 0; node < nodes; ++node) {
-        place[node] = end[degree[node]]++;
-        order[place[node]] = node;
+    for (int i = 0; i < nodes; ++i) {
+        place[order[i]] = i;
     }
 
     for (int taken = 0; taken < nodes; ++taken) {

@@ -45,8 +45,8 @@ VecBase<N, double> NearestOnSides(const std::array<VecBase<N, double>, 3>& corne
         if (!isBeyond(side)) {
             continue;
         }
-        const VecBase<N, double> q =
-            KeptInBox(NearestOnSegment(p, corner[side], corner[(side + 1) % 3]), corner);
+        const VecBase<N, double> q = KeptInBox(
+            NearestOnSegment(corner[side], corner[(side + 1) % 3], p, kPointsAreShort), corner);
         const double d = Vector::SquaredLength(p - q);
         if (!any || d < squaredDistance) {
             nearest = q;

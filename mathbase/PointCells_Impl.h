@@ -7,6 +7,7 @@
 #pragma once
 
 #include "mathbase/CellGrid_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/VecBase_E.h>
 
@@ -19,16 +20,7 @@
 
 namespace Velk::Math::Vector::Impl {
 
-template <int N, class T>
-bool IsFinite(const VecBase<N, T>& point)
-{
-    for (int axis = 0; axis < N; ++axis) {
-        if (!std::isfinite(point[axis])) {
-            return false;
-        }
-    }
-    return true;
-}
+using Math::Impl::IsFinite;
 
 template <int N>
 using Cell = std::array<std::int64_t, N>;

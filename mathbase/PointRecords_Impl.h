@@ -10,6 +10,7 @@
 #pragma once
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/VecBase_E.h>
 
@@ -87,15 +88,7 @@ bool RecordLess(const PointRecord<N, T>& a, const PointRecord<N, T>& b)
     return !LexicographicallyLess(b.point, a.point) && a.place < b.place;
 }
 
-template <int N, class T>
-bool IsFinite(const VecBase<N, T>& point)
-{
-    T sum{0};
-    for (int i = 0; i < N; ++i) {
-        sum += point[i] * T{0}; // NaN for infinity and NaN
-    }
-    return sum == T{0};
-}
+using Math::Impl::IsFinite;
 
 /// Equal parts of a range of coordinates, numbered from 0 in their order. `usable` is false for a
 /// range so wide or so narrow that its parts cannot be computed.
@@ -175,6 +168,7 @@ void SortInSlots(PointRecord<N, T>* records, std::int64_t count, PointRecord<N, 
         std::sort(records, records + count, RecordLess<N, T>);
         return;
     }
+    // A counting sort of its own, not `Buckets`: in place, and no allocation for its many calls.
     std::array<std::int32_t, kMaxSlots + 1> begin;
     std::fill_n(begin.begin(), slotCount + 1, 0);
     for (std::int64_t i = 0; i < count; ++i) {

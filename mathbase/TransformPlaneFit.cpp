@@ -49,7 +49,7 @@ template <class T>
 Point Mean(const std::vector<VecBase<3, T>>& points, std::size_t count)
 {
     const Point first(points.front());
-    std::array<Impl::CompensatedSum, 3> sum;
+    std::array<Math::Impl::CompensatedSum, 3> sum;
     for (std::size_t i = 1; i < count; ++i) {
         const Point offset = Point(points[i]) - first;
         for (int c = 0; c < 3; ++c) {
@@ -74,7 +74,7 @@ template <class T>
 bool PrincipalAxes(const std::vector<VecBase<3, T>>& points, const Point& mean,
                    std::array<Point, 3>& axes)
 {
-    std::array<Impl::CompensatedSum, 6> sums; // xx, yx, yy, zx, zy, zz
+    std::array<Math::Impl::CompensatedSum, 6> sums; // xx, yx, yy, zx, zy, zz
     for (const auto& p : points) {
         const Point q = Point(p) - mean;
         sums[0].Add(q.x() * q.x());

@@ -1,23 +1,32 @@
 // Do two triangles meet, and along which segment?
 //
-// Two triangles in general position cut the line in which their planes cross in two intervals, and
-// meet where these overlap (T. Moeller, "A Fast Triangle-Triangle Intersection Test", 1997). That
-// decides all pairs of which no corner is within the tolerance of the other's plane. The rest -
-// touching, coplanar, degenerate, or apart by hardly more than the tolerance - is decided by what
-// "within tolerance" means, a distance: corners near the other triangle, sides near each other,
-// sides that pierce. Their ends farthest apart are then the ends of the common segment.
+// 1. Two triangles in general position cut the line in which their planes cross in two intervals,
+//    and meet where these overlap (T. Moeller, "A Fast Triangle-Triangle Intersection Test", 1997).
+//    That decides all pairs for which rounding and the tolerance certainly make no difference.
+// 2. The rest - touching, coplanar, degenerate, or apart by hardly more than the tolerance - is
+//    decided by what "within tolerance" means, a distance: corners near the other triangle, sides
+//    near each other; and by exact predicates: sides that pierce, and, when the triangles lie in
+//    one plane as far as their coordinates can tell, the overlap in that plane. The ends farthest
+//    apart are then the ends of the common segment. This part sees the two triangles in one and the
+//    same order however they are given.
 
 #include <Velk/Math/Intersect_E.h>
 
 #include "mathbase/Intersect_Impl.h"
+#include "mathbase/Predicates_Impl.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
+#include <limits>
 #include <utility>
 
 namespace Velk::Math::Intersect {
 namespace {
 
 using namespace Impl;
+using Math::Impl::kRoundingUnit;
+using Math::Impl::Orientation;
 
 struct Triangle {
     std::array<Vec3d, 3> corner;
@@ -33,13 +42,10 @@ struct Triangle {
 
     double LongestSide() const
     {
-        return std::max(
-            Vector::Length(corner[1] - corner[0]),
-            std::max(Vector::Length(corner[2] - corner[1]), Vector::Length(corner[0] - corner[2])));
+        return std::sqrt(std::max(Vector::SquaredLength(corner[1] - corner[0]),
+                                  std::max(Vector::SquaredLength(corner[2] - corner[1]),
+                                           Vector::SquaredLength(corner[0] - corner[2]))));
     }
-
-    /// Wider than `tolerance`; a thinner one is a segment or a point.
-    bool HasPlane(double tolerance) const { return doubledArea > tolerance * LongestSide(); }
 
     /// Signed distances of three corners from the plane.
     std::array<double, 3> HeightsOf(const Triangle& other) const
@@ -59,21 +65,37 @@ struct Meeting {
     Vec3d q;
 };
 
-bool BoxesApart(const Triangle& a, const Triangle& b, double tolerance)
-{
-    for (int i = 0; i < 3; ++i) {
-        const auto low = [i](const Triangle& t) {
-            return std::min(t[0][i], std::min(t[1][i], t[2][i]));
-        };
-        const auto high = [i](const Triangle& t) {
-            return std::max(t[0][i], std::max(t[1][i], t[2][i]));
-        };
-        if (high(a) + tolerance < low(b) || high(b) + tolerance < low(a)) {
-            return true;
+/// The box around both triangles; nothing when their own boxes are farther apart than `tolerance`.
+struct CommonBox {
+    Vec3d low;
+    Vec3d high;
+    bool isEmpty = false;
+
+    CommonBox(const Triangle& a, const Triangle& b, double tolerance)
+    {
+        for (int i = 0; i < 3; ++i) {
+            const double lowA = std::min(a[0][i], std::min(a[1][i], a[2][i]));
+            const double lowB = std::min(b[0][i], std::min(b[1][i], b[2][i]));
+            const double highA = std::max(a[0][i], std::max(a[1][i], a[2][i]));
+            const double highB = std::max(b[0][i], std::max(b[1][i], b[2][i]));
+            isEmpty = isEmpty || highA + tolerance < lowB || highB + tolerance < lowA;
+            low[i] = std::min(lowA, lowB);
+            high[i] = std::max(highA, highB);
         }
     }
-    return false;
-}
+
+    double LargestCoordinate(int axis) const
+    {
+        return std::max(std::fabs(low[axis]), std::fabs(high[axis]));
+    }
+
+    double LargestCoordinate() const
+    {
+        return std::max(LargestCoordinate(0), std::max(LargestCoordinate(1), LargestCoordinate(2)));
+    }
+
+    double Diagonal() const { return Vector::Length(high - low); }
+};
 
 bool AllAbove(const std::array<double, 3>& height, double limit)
 {
@@ -85,16 +107,26 @@ bool AllBelow(const std::array<double, 3>& height, double limit)
     return height[0] < limit && height[1] < limit && height[2] < limit;
 }
 
-bool AllWithin(const std::array<double, 3>& height, double tolerance)
+bool AllWithin(const std::array<double, 3>& height, double reach)
 {
-    return std::fabs(height[0]) <= tolerance && std::fabs(height[1]) <= tolerance &&
-           std::fabs(height[2]) <= tolerance;
+    return std::fabs(height[0]) <= reach && std::fabs(height[1]) <= reach &&
+           std::fabs(height[2]) <= reach;
 }
 
-bool AnyWithin(const std::array<double, 3>& height, double tolerance)
+bool AnyWithin(const std::array<double, 3>& height, double reach)
 {
-    return std::fabs(height[0]) <= tolerance || std::fabs(height[1]) <= tolerance ||
-           std::fabs(height[2]) <= tolerance;
+    return std::fabs(height[0]) <= reach || std::fabs(height[1]) <= reach ||
+           std::fabs(height[2]) <= reach;
+}
+
+/// What rounding may do to heights above the plane of a triangle, from above and at little cost:
+/// each of the four points is off by a unit of the largest coordinate, and the evaluation by about
+/// as much again; away from the triangle that counts as often as the distance holds its width.
+double RoundingOfHeights(double doubledArea, double longestSide, const CommonBox& box)
+{
+    constexpr double kUnits = 16.0;
+    const double lever = box.Diagonal() * longestSide / doubledArea;
+    return kUnits * kRoundingUnit * box.LargestCoordinate() * (1.0 + lever);
 }
 
 // --- general position ---------------------------------------------------------------------------
@@ -102,13 +134,17 @@ bool AnyWithin(const std::array<double, 3>& height, double tolerance)
 /// Where a side leaves the other triangle's plane.
 struct Piercing {
     Vec3d point;
-    Vec3d side; // direction of the side it lies on
+    Vec3d side;                 // direction of the side it lies on
+    double shareRounding = 0.0; // how far rounding may move it, as a share of the side
     double place = 0.0;
+
+    double PlaceRounding(const Vec3d& line) const { return shareRounding * std::fabs(side * line); }
 };
 
 /// The two piercings of a triangle whose corners lie on both sides of the other's plane, none on
 /// it: the corner that is alone on its side sends out both.
-std::array<Piercing, 2> PiercingsOf(const Triangle& t, const std::array<double, 3>& height)
+std::array<Piercing, 2> PiercingsOf(const Triangle& t, const std::array<double, 3>& height,
+                                    double roundingOfHeight)
 {
     const bool above0 = height[0] > 0.0;
     const bool above1 = height[1] > 0.0;
@@ -118,15 +154,16 @@ std::array<Piercing, 2> PiercingsOf(const Triangle& t, const std::array<double, 
     for (std::size_t k = 0; k < 2; ++k) {
         const std::size_t other = (lone + 1 + k) % 3;
         const Vec3d side = t[other] - t[lone];
-        const double share = height[lone] / (height[lone] - height[other]);
-        piercings[k] = {t[lone] + side * share, side};
+        const double drop = height[lone] - height[other];
+        piercings[k] = {t[lone] + side * (height[lone] / drop), side,
+                        roundingOfHeight / std::fabs(drop)};
     }
     return piercings;
 }
 
 /// Does the plane that holds the directions of both sides separate the triangles by more than
-/// `tolerance`?
-bool Separates(const Vec3d& axis, const Triangle& a, const Triangle& b, double tolerance)
+/// `gap`?
+bool Separates(const Vec3d& axis, const Triangle& a, const Triangle& b, double gap)
 {
     const auto interval = [&](const Triangle& t) {
         const double p0 = axis * (t[0] - a[0]);
@@ -136,7 +173,7 @@ bool Separates(const Vec3d& axis, const Triangle& a, const Triangle& b, double t
     };
     const auto [lowA, highA] = interval(a);
     const auto [lowB, highB] = interval(b);
-    const double reach = tolerance * Vector::Length(axis);
+    const double reach = gap * Vector::Length(axis);
     return lowB - highA > reach || lowA - highB > reach;
 }
 
@@ -144,7 +181,8 @@ enum class Verdict { Meets, Apart, Unclear };
 
 /// Overlap of the two intervals that the triangles cut from the line of their planes.
 Verdict CompareIntervals(const Triangle& a, const Triangle& b, std::array<Piercing, 2> onA,
-                         std::array<Piercing, 2> onB, double tolerance, Meeting& meeting)
+                         std::array<Piercing, 2> onB, double tolerance, const CommonBox& box,
+                         Meeting& meeting)
 {
     // The line's direction is taken from the longer interval: unlike the product of the normals it
     // keeps its digits when the planes are almost parallel.
@@ -166,13 +204,18 @@ Verdict CompareIntervals(const Triangle& a, const Triangle& b, std::array<Pierci
     }
     const Piercing& begin = onA[0].place >= onB[0].place ? onA[0] : onB[0];
     const Piercing& end = onA[1].place <= onB[1].place ? onA[1] : onB[1];
-    if (begin.place <= end.place) {
+    constexpr double kUnits = 16.0;
+    const double rounding = kUnits * kRoundingUnit * box.LargestCoordinate();
+    const double overlap = end.place - begin.place;
+    if (overlap >
+        begin.PlaceRounding(line) + end.PlaceRounding(line) + rounding * Vector::Length(line)) {
         meeting = {true, false, begin.point, end.point};
         return Verdict::Meets;
     }
     // The sides that face each other across the gap span a separating plane.
-    return Separates(NormalOf(begin.side, end.side), a, b, tolerance) ? Verdict::Apart
-                                                                      : Verdict::Unclear;
+    return overlap < 0.0 && Separates(NormalOf(begin.side, end.side), a, b, tolerance + rounding)
+               ? Verdict::Apart
+               : Verdict::Unclear;
 }
 
 // --- by distance --------------------------------------------------------------------------------
@@ -212,21 +255,163 @@ void AddSides(const Triangle& a, const Triangle& b, double tolerance, Contacts& 
     }
 }
 
-/// What merely comes near is in the corners and sides already; here the signs decide.
-void AddPiercings(const Triangle& from, const Triangle& to, Contacts& contacts)
+// --- exact decisions ----------------------------------------------------------------------------
+
+/// The triangles as seen along an axis.
+class Projection {
+public:
+    explicit Projection(int droppedAxis)
+        : first_(droppedAxis == 0 ? 1 : 0), second_(droppedAxis == 2 ? 1 : 2)
+    {
+    }
+
+    Vec2d operator()(const Vec3d& p) const { return {p[first_], p[second_]}; }
+
+    int Turn(const Vec3d& a, const Vec3d& b, const Vec3d& c) const
+    {
+        return Orientation((*this)(a), (*this)(b), (*this)(c));
+    }
+
+private:
+    int first_;
+    int second_;
+};
+
+/// The view in which a triangle is largest, where it is no line unless it has no area at all.
+Projection BestViewOf(const Triangle& t)
+{
+    const Vec3d& n = t.normal;
+    int axis = std::fabs(n[1]) > std::fabs(n[0]) ? 1 : 0;
+    axis = std::fabs(n[2]) > std::fabs(n[axis]) ? 2 : axis;
+    return Projection(axis);
+}
+
+/// Is there a side of `a` beyond which all of `b` lies? Two triangles in a plane that have area are
+/// apart exactly when one of them has such a side.
+bool HasSeparatingSide(const Triangle& a, const Triangle& b, const Projection& view, int turnOfA)
 {
     for (std::size_t i = 0; i < 3; ++i) {
-        Vec3d hit;
-        if (SegmentTriangleHitPoint(to[0], to[1], to[2], from[i], from[i + 1], &hit, 0.0)) {
-            contacts.Add(hit);
+        const auto isBeyond = [&](const Vec3d& p) {
+            return view.Turn(a[i], a[i + 1], p) == -turnOfA;
+        };
+        if (isBeyond(b[0]) && isBeyond(b[1]) && isBeyond(b[2])) {
+            return true;
         }
     }
+    return false;
+}
+
+/// Have triangles that lie in one plane a point in common? False when one of them is a line in the
+/// given view.
+bool OverlapInView(const Triangle& a, const Triangle& b, const Projection& view)
+{
+    const int turnOfA = view.Turn(a[0], a[1], a[2]);
+    const int turnOfB = view.Turn(b[0], b[1], b[2]);
+    return turnOfA != 0 && turnOfB != 0 && !HasSeparatingSide(a, b, view, turnOfA) &&
+           !HasSeparatingSide(b, a, view, turnOfB);
+}
+
+/// Exact sides of the corners of `t` of the plane of `plane`.
+std::array<int, 3> SidesOf(const Triangle& t, const Triangle& plane)
+{
+    std::array<int, 3> side{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const bool isCorner = t[i] == plane[0] || t[i] == plane[1] || t[i] == plane[2];
+        side[i] = isCorner ? 0 : Orientation(plane[0], plane[1], plane[2], t[i]);
+    }
+    return side;
+}
+
+/// Does the line p q, which crosses the plane of `t`, pass through `t` or touch it?
+bool LinePasses(const Triangle& t, const Vec3d& p, const Vec3d& q)
+{
+    int least = 1;
+    int greatest = -1;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const bool isEnd = p == t[i] || p == t[i + 1] || q == t[i] || q == t[i + 1];
+        const int side = isEnd ? 0 : Orientation(p, q, t[i], t[i + 1]);
+        least = std::min(least, side);
+        greatest = std::max(greatest, side);
+    }
+    return least >= 0 || greatest <= 0;
+}
+
+/// Adds where sides of `from` cross the plane of `to`, or end on it, within `to`. Exact as a
+/// decision.
+void AddPiercings(const Triangle& from, const Triangle& to, Contacts& contacts)
+{
+    const std::array<int, 3> side = SidesOf(from, to);
+    if (side[0] == 0 && side[1] == 0 && side[2] == 0) {
+        return; // in one plane, or `to` is a line
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::size_t j = (i + 1) % 3;
+        if (side[i] * side[j] > 0 || (side[i] == 0 && side[j] == 0) ||
+            !LinePasses(to, from[i], from[j])) {
+            continue;
+        }
+        Vec3d hit = side[i] == 0 ? from[i] : from[j];
+        if (side[i] != 0 && side[j] != 0 &&
+            !SegmentTriangleHitPoint(to[0], to[1], to[2], from[i], from[j], &hit, 0.0)) {
+            // Too near to an end, or to the plane along all of the side, for plain arithmetic.
+            const double before = std::fabs(to.normal * (from[i] - to[0]));
+            const double behind = std::fabs(to.normal * (from[j] - to[0]));
+            const double share = before + behind > 0.0 ? before / (before + behind) : 0.0;
+            hit = Math::Impl::PointOnSegment(from[i], from[j], share);
+        }
+        contacts.Add(hit);
+    }
+}
+
+/// Do the triangles lie in one plane as far as the rounding of their coordinates can tell?
+///
+/// The corners of triangles in a tilted plane are off it by their rounding, half a unit of each
+/// coordinate at most, as seen along the normal. Heights above the plane through three such corners
+/// gather that of the corners as often as their weights have it, and of the fourth point. Asked of
+/// the triangle whose plane is known better; a plane along two axes is known exactly.
+bool AreCoplanarByRounding(const Triangle& a, const Triangle& b, const CommonBox& box)
+{
+    const auto roundingOf = [&](const Triangle& t) {
+        double rounding = 0.0;
+        int tiltedAxes = 0;
+        for (int i = 0; i < 3; ++i) {
+            tiltedAxes += t.normal[i] != 0.0 ? 1 : 0;
+            rounding += std::fabs(t.normal[i]) * box.LargestCoordinate(i);
+        }
+        return tiltedAxes > 1 ? kRoundingUnit * rounding / t.doubledArea : 0.0;
+    };
+    const auto weightOf = [](const Triangle& t, const Triangle& other) {
+        double largest = 0.0;
+        for (const Vec3d& p : other.corner) {
+            double sum = 0.0;
+            for (std::size_t i = 0; i < 3; ++i) {
+                sum += std::fabs(t.normal * ((t[i + 1] - t[i]) ^ (p - t[i])));
+            }
+            largest = std::max(largest, sum);
+        }
+        return 1.0 + largest / (t.doubledArea * t.doubledArea);
+    };
+    if (!(a.doubledArea > 0.0 && b.doubledArea > 0.0)) {
+        return false;
+    }
+    const double weightA = weightOf(a, b);
+    const double weightB = weightOf(b, a);
+    const bool aIsBetter = weightA <= weightB;
+    const Triangle& plane = aIsBetter ? a : b;
+    const Triangle& other = aIsBetter ? b : a;
+    // Twice: the evaluation is off by about as much again.
+    const double reach = 2.0 * roundingOf(plane) * (aIsBetter ? weightA : weightB);
+    // Where rounding is not far below the triangle's width, it has no plane to be in.
+    constexpr double kPlanarShare = 0x1p-10;
+    return reach * plane.LongestSide() < kPlanarShare * plane.doubledArea &&
+           AllWithin(plane.HeightsOf(other), reach);
 }
 
 /// What the caller asks for: whether the triangles meet, for which one contact is enough, or where.
 enum class Wanted { Decision, Segment };
 
-Meeting MeetByDistance(const Triangle& a, const Triangle& b, Wanted wanted, double tolerance)
+Meeting MeetCarefully(const Triangle& a, const Triangle& b, Wanted wanted, double tolerance,
+                      const CommonBox& box)
 {
     Contacts contacts;
     const auto enough = [&] { return wanted == Wanted::Decision && contacts.count > 0; };
@@ -234,18 +419,27 @@ Meeting MeetByDistance(const Triangle& a, const Triangle& b, Wanted wanted, doub
     if (!enough()) {
         AddCorners(b, a, tolerance, contacts);
     }
+    Meeting meeting;
     if (!enough()) {
+        meeting.coplanar = AreCoplanarByRounding(a, b, box);
+        meeting.found = meeting.coplanar &&
+                        OverlapInView(a, b, BestViewOf(a.doubledArea > b.doubledArea ? a : b));
+        if (meeting.found && wanted == Wanted::Decision) {
+            return meeting;
+        }
+    }
+    if (!enough() && !meeting.coplanar) {
         AddPiercings(a, b, contacts);
         AddPiercings(b, a, contacts);
     }
     if (!enough()) {
         AddSides(a, b, tolerance, contacts);
     }
-    Meeting meeting;
     if (contacts.count == 0) {
         return meeting;
     }
-    meeting = {true, false, contacts.point[0], contacts.point[0]};
+    meeting.found = true;
+    meeting.p = meeting.q = contacts.point[0];
     double longest = 0.0;
     for (std::size_t i = 0; i < contacts.count; ++i) {
         for (std::size_t j = i + 1; j < contacts.count; ++j) {
@@ -260,26 +454,61 @@ Meeting MeetByDistance(const Triangle& a, const Triangle& b, Wanted wanted, doub
     return meeting;
 }
 
+/// Its corners in lexicographic order.
+std::array<Vec3d, 3> Sorted(std::array<Vec3d, 3> corner)
+{
+    std::sort(corner.begin(), corner.end(), [](const Vec3d& p, const Vec3d& q) {
+        return std::lexicographical_compare(p.begin(), p.end(), q.begin(), q.end());
+    });
+    return corner;
+}
+
+bool Precede(const std::array<Vec3d, 3>& a, const std::array<Vec3d, 3>& b)
+{
+    for (std::size_t i = 0; i < 3; ++i) {
+        if (!(a[i] == b[i])) {
+            return std::lexicographical_compare(a[i].begin(), a[i].end(), b[i].begin(), b[i].end());
+        }
+    }
+    return true;
+}
+
+/// As neighbors in a mesh have.
+bool HaveCommonCorner(const Triangle& a, const Triangle& b)
+{
+    return std::find_first_of(a.corner.begin(), a.corner.end(), b.corner.begin(), b.corner.end()) !=
+           a.corner.end();
+}
+
 Meeting MeetTriangles(const Triangle& a, const Triangle& b, Wanted wanted, double tolerance)
 {
-    if (BoxesApart(a, b, tolerance)) {
+    const CommonBox box(a, b, tolerance);
+    if (box.isEmpty) {
         return {};
     }
     bool coplanar = false;
-    if (a.HasPlane(tolerance) && b.HasPlane(tolerance)) {
+    const double longestOfA = a.LongestSide();
+    const double longestOfB = b.LongestSide();
+    // Wider than the tolerance; a thinner one is a segment or a point.
+    if (a.doubledArea > tolerance * longestOfA && b.doubledArea > tolerance * longestOfB) {
+        const double roundingOfA = RoundingOfHeights(b.doubledArea, longestOfB, box);
         const std::array<double, 3> heightOfA = b.HeightsOf(a);
-        if (AllAbove(heightOfA, tolerance) || AllBelow(heightOfA, -tolerance)) {
+        const double reachOfA = tolerance + roundingOfA;
+        if (AllAbove(heightOfA, reachOfA) || AllBelow(heightOfA, -reachOfA)) {
             return {};
         }
+        const double roundingOfB = RoundingOfHeights(a.doubledArea, longestOfA, box);
         const std::array<double, 3> heightOfB = a.HeightsOf(b);
-        if (AllAbove(heightOfB, tolerance) || AllBelow(heightOfB, -tolerance)) {
+        const double reachOfB = tolerance + roundingOfB;
+        if (AllAbove(heightOfB, reachOfB) || AllBelow(heightOfB, -reachOfB)) {
             return {};
         }
         coplanar = AllWithin(heightOfA, tolerance) || AllWithin(heightOfB, tolerance);
-        if (!AnyWithin(heightOfA, tolerance) && !AnyWithin(heightOfB, tolerance)) {
+        if (!AnyWithin(heightOfA, reachOfA) && !AnyWithin(heightOfB, reachOfB)) {
             Meeting meeting;
-            const Verdict verdict = CompareIntervals(a, b, PiercingsOf(a, heightOfA),
-                                                     PiercingsOf(b, heightOfB), tolerance, meeting);
+            const Verdict verdict =
+                CompareIntervals(a, b, PiercingsOf(a, heightOfA, roundingOfA),
+                                 PiercingsOf(b, heightOfB, roundingOfB), tolerance, box, meeting);
             if (verdict != Verdict::Unclear) {
                 return meeting;
             }
@@ -292,8 +521,16 @@ Meeting MeetTriangles(const Triangle& a, const Triangle& b, Wanted wanted, doubl
     if (!finite) {
         return {};
     }
-    Meeting meeting = MeetByDistance(a, b, wanted, tolerance);
-    meeting.coplanar = meeting.found && coplanar;
+    if (wanted == Wanted::Decision && HaveCommonCorner(a, b)) {
+        return {true, false, {}, {}};
+    }
+    const std::array<Vec3d, 3> sortedA = Sorted(a.corner);
+    const std::array<Vec3d, 3> sortedB = Sorted(b.corner);
+    const bool inOrder = Precede(sortedA, sortedB);
+    const auto& [a0, a1, a2] = inOrder ? sortedA : sortedB;
+    const auto& [b0, b1, b2] = inOrder ? sortedB : sortedA;
+    Meeting meeting = MeetCarefully({a0, a1, a2}, {b0, b1, b2}, wanted, tolerance, box);
+    meeting.coplanar = meeting.found && (meeting.coplanar || coplanar);
     return meeting;
 }
 

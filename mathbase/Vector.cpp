@@ -15,8 +15,8 @@
 namespace Velk::Math::Vector {
 namespace {
 
-using Impl::IsFinite;
-using Impl::SafelyScaled;
+using Math::Impl::IsFinite;
+using Math::Impl::SafelyScaled;
 
 double SquaredMagnitude(double cross) { return cross * cross; }
 
@@ -147,7 +147,7 @@ VecBase<2, T> Reflect(const VecBase<2, T>& v, const VecBase<2, T>& axis)
 template <class T>
 T Length(const std::vector<VecBase<2, T>>& polyline)
 {
-    Impl::CompensatedSum length;
+    Math::Impl::CompensatedSum length;
     for (std::size_t i = 1; i < polyline.size(); ++i) {
         length.Add(Length(VecBase<2, double>(polyline[i]) - VecBase<2, double>(polyline[i - 1])));
     }
@@ -165,7 +165,7 @@ T SignedArea(const std::vector<VecBase<2, T>>& loop)
     // itself (not its far end) as the second factor keeps the products, and so their rounding,
     // small.
     const VecBase<2, double> first(loop.front());
-    Impl::CompensatedSum doubledArea;
+    Math::Impl::CompensatedSum doubledArea;
     for (std::size_t i = 1; i + 1 < loop.size(); ++i) {
         const VecBase<2, double> from(loop[i]);
         doubledArea.Add((from - first) ^ (VecBase<2, double>(loop[i + 1]) - from));

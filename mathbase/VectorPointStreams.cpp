@@ -105,7 +105,7 @@ std::vector<double> PointStreamParameters(const std::vector<VecBase<N, double>>&
                                           bool normalize)
 {
     std::vector<double> parameters(stream.size(), 0.0);
-    Impl::CompensatedSum length;
+    Math::Impl::CompensatedSum length;
     for (std::size_t i = 1; i < stream.size(); ++i) {
         length.Add(Length(stream[i] - stream[i - 1]));
         // Never backwards, not even by the rounding of the compensation; NaN passes.

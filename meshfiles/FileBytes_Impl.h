@@ -1,9 +1,8 @@
 // Bytes in and out of files in large blocks, and numbers of fixed width in little-endian order.
 //
 // Everything that interprets bytes takes a `ByteReader`, which reads a file or a piece of memory,
-// so that tests and fuzzers need no files. The standard streams only carry bytes here: they open
-// any path, report a directory as an empty file, and are pinned to the classic locale, whose
-// character conversion is none.
+// so that tests and fuzzers need no files. Files are read and written through the system's own
+// calls: the standard streams do not tell why something failed.
 #pragma once
 
 #include "mathbase/Parallel_Impl.h"
@@ -16,11 +15,13 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <memory>
 #include <span>
 #include <string_view>
+#include <system_error>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace Velk::Math::Sorvane::MeshUtils::Impl {
@@ -30,6 +31,30 @@ static_assert(std::numeric_limits<float>::is_iec559 && std::numeric_limits<doubl
 /// Block that fits the second-level cache: what one read brings in is converted while it is near.
 inline constexpr std::size_t kBlockBytes = std::size_t{256} * 1024;
 
+/// The system's number of an open file, closed with this object.
+class FileHandle {
+public:
+    explicit FileHandle(int number) : number_(number) {}
+    FileHandle(FileHandle&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    FileHandle& operator=(FileHandle&& other) noexcept
+    {
+        std::swap(number_, other.number_);
+        return *this;
+    }
+    ~FileHandle() { (void)Close(); }
+
+    bool IsOpen() const { return number_ >= 0; }
+    int Number() const { return number_; }
+    /// The error of closing: some file systems tell only now that a write has failed.
+    std::error_code Close();
+
+private:
+    int number_;
+};
+
+/// What a path leads to, links followed.
+enum class FileKind { Regular, Folder, Other };
+
 /// Bytes that come one after another, from a file or from memory.
 class ByteReader {
 public:
@@ -38,31 +63,56 @@ public:
 
     /// False when there is no such file or it may not be read. A directory is open, and empty.
     bool IsOpen() const { return isOpen_; }
+    FileKind Kind() const { return kind_; }
+    /// Why the file is not open, or why reading ended before the file did.
+    std::error_code Error() const { return error_; }
     /// Fills `to` with the next `count` bytes and returns how many there were: fewer only at the
     /// end or at a read error, and then never any more.
     std::size_t Read(void* to, std::size_t count);
-    /// Number of bytes as far as it can be told beforehand, else 0 (a pipe, a device).
+    /// The same from a place that is told, for regular files and memory; `Read` does not notice.
+    /// Safe to call from many threads at once.
+    std::size_t ReadAt(std::uint64_t offset, void* to, std::size_t count,
+                       std::error_code& error) const;
+    /// Number of bytes as far as it can be told beforehand, else 0 (a pipe, a device). That of the
+    /// file that is open, even if its name has come to stand for another one.
     std::uint64_t SizeHint() const { return sizeHint_; }
 
 private:
-    std::ifstream file_;
-    std::span<const std::byte> memory_; // what is left of it, when there is no file
+    FileHandle file_{-1};
+    std::span<const std::byte> memory_; // the whole of it, when there is no file
+    std::size_t memoryRead_ = 0;
     bool isOpen_ = false;
+    bool isAtEnd_ = false;
+    FileKind kind_ = FileKind::Regular;
+    std::error_code error_;
     std::uint64_t sizeHint_ = 0;
 };
 
-/// A file to write, emptied on opening. Write errors are not reported: no writer looks at them.
+/// A file to write. After the first write that fails nothing more is written.
+///
+/// A pipe that nobody reads any more, and a file that has reached the size limit of the process,
+/// are errors like others: the signals that the system would raise besides are kept from the host.
 class ByteWriter {
 public:
-    /// `mode` is 0 for text, std::ios::binary for bytes.
-    ByteWriter(const std::filesystem::path& path, std::ios::openmode mode);
+    /// A file that is there is emptied, one that is not there is made.
+    explicit ByteWriter(const std::filesystem::path& path);
+    /// A new file with the system's permission bits `mode`; an error when the name is taken.
+    static ByteWriter MakeNew(const std::filesystem::path& path, unsigned int mode);
 
-    bool IsOpen() const { return file_.is_open(); }
+    bool IsOpen() const { return file_.IsOpen(); }
+    /// Why the file is not open, or why the first write that failed did.
+    std::error_code Error() const { return error_; }
     void Write(const void* bytes, std::size_t count);
     void Write(std::string_view text) { Write(text.data(), text.size()); }
+    /// Sees to it that what was written is on the disk, if that is where it goes, and closes the
+    /// file. The first error of all.
+    std::error_code Finish();
 
 private:
-    std::ofstream file_;
+    ByteWriter(const std::filesystem::path& path, int flags, unsigned int mode);
+
+    FileHandle file_;
+    std::error_code error_;
 };
 
 /// Asks the system to back `bytes` at `begin` with large pages where it can. First touches of small
@@ -211,15 +261,18 @@ void WriteItems(ByteWriter& file, std::size_t itemCount, std::size_t maximalByte
             file.Write(writing->buffer.get() + slot * partBytes, writing->written[slot]);
         }
     };
-    for (std::size_t firstPart = 0; firstPart < partCount; firstPart += kPartsPerBatch) {
+    for (std::size_t firstPart = 0; firstPart < partCount && !file.Error();
+         firstPart += kPartsPerBatch) {
         formatting->partCount = std::min(kPartsPerBatch, partCount - firstPart);
         if (!formatting->buffer) {
             formatting->buffer =
                 std::make_unique_for_overwrite<Char[]>(formatting->partCount * partBytes);
         }
         // The last task is the writing, so that the task library hands it to the helping thread.
+        // At first there is nothing to write, and a small file takes no other thread.
         Parallel::Impl::ApplyParallel(
-            std::size_t{0}, formatting->partCount + 1, [&](std::size_t task) {
+            std::size_t{0}, formatting->partCount + (writing->partCount > 0 ? 1 : 0),
+            [&](std::size_t task) {
                 task < formatting->partCount ? formatPart(firstPart + task, task) : writeBatch();
             });
         std::swap(writing, formatting);

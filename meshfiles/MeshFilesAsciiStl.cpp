@@ -2,9 +2,8 @@
 //
 // Reading. The text comes in blocks of whole lines. A block is cut at lines that begin with
 // "facet", its pieces are parsed side by side, each into points of its own, and joined in order. A
-// cut that is not the beginning of a facet does no harm: there the piece before it ends within a
-// facet, for which a "facet" line is an error anyway, so reading ends where line-by-line reading
-// would.
+// cut that is not the beginning of a facet does no harm: there the piece before it ends where a
+// "facet" line is an error anyway, so reading ends where line-by-line reading would.
 //
 // Every line ends with '\n', so scanning needs no other end: no blank, digit or letter equals it. A
 // last line without one gets it.
@@ -16,9 +15,11 @@
 #include "meshfiles/NumberText_Impl.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <numeric>
 #include <span>
 #include <string_view>
@@ -57,23 +58,43 @@ const char* NextLine(const char* at, const char* end)
 
 enum class Outcome { GoesOn, EndsWell, Fails };
 
-/// What the lines have led to so far, and which line of a facet is due.
-enum class Line { Facet, OuterLoop, FirstVertex, SecondVertex, ThirdVertex, EndLoop, EndFacet };
+/// Which line is due. `Solid` is what a file of several solids begins with, and what follows each.
+enum class Line {
+    Solid,
+    Facet,
+    OuterLoop,
+    FirstVertex,
+    SecondVertex,
+    ThirdVertex,
+    EndLoop,
+    EndFacet
+};
 
+/// The two ways to read. `OneSolid` is that of `ReadFromASCIISTL`: it looks at no more of a line
+/// than it needs and stops at the first end. `AllSolids` is that of `ReadMesh`: nothing may stand
+/// where it does not belong, and a solid may follow on a solid.
+enum class Rules { OneSolid, AllSolids };
+
+/// What the lines have led to so far.
 struct Progress {
     Outcome outcome = Outcome::GoesOn;
     Line due = Line::Facet;
+    std::uint64_t linesBefore = 0;    ///< how many lines were gone through
+    const char* failedLine = nullptr; ///< the line that fails
+    bool isNumberTooLarge = false;    ///< it is a vertex with a number too large for its type
 };
 
-/// The line where a facet could begin ends the file instead: well with "endsolid" or "end solid".
-Outcome OutcomeOfLastLine(const char* line)
+/// True for the line where a facet could begin when it ends the solid: "endsolid" or "end solid".
+bool EndsSolid(const char* line)
 {
     if (const char* at = line; TakeKeyword(at, "endsolid")) {
-        return Outcome::EndsWell;
+        return true;
     }
     const char* at = line;
-    return TakeKeyword(at, "end") && TakeKeyword(at, "solid") ? Outcome::EndsWell : Outcome::Fails;
+    return TakeKeyword(at, "end") && TakeKeyword(at, "solid");
 }
+
+bool IsLineEnd(const char* at) { return *SkipBlanks(at) == '\n'; }
 
 /// What a stream leaves in the coordinates: those after the first failure stay 0.
 template <class T>
@@ -85,57 +106,95 @@ VecBase<3, T> ReadCoordinates(const char*& at)
     return point;
 }
 
-/// Goes through the whole lines in [at, end) and appends the points of their vertices.
+/// Exactly three numbers up to the line's end, each followed by white space. Where that is not so,
+/// `isTooLarge` tells whether a number too large for T is the reason.
 template <class T>
+bool TakeThreeNumbers(const char*& at, VecBase<3, T>& point, bool& isTooLarge)
+{
+    for (int axis = 0; axis < 3; ++axis) {
+        const bool isNumber = ReadNumber(at, point[axis]);
+        const bool isWhole = IsBlank(*at) || *at == '\n';
+        if (!isNumber || !isWhole) {
+            // Only a number that is too large leaves one in the coordinate.
+            isTooLarge = !isNumber && isWhole && point[axis] != T(0);
+            return false;
+        }
+    }
+    return IsLineEnd(at);
+}
+
+/// Goes through the whole lines in [at, end) and appends the points of their vertices.
+template <Rules kRules, class T>
 Progress ParseLines(const char* at, const char* end, Line due, std::vector<VecBase<3, T>>& points)
 {
-    while (at != end) {
+    constexpr bool kIsStrict = kRules == Rules::AllSolids;
+    Progress progress;
+    for (; at != end; at = NextLine(at, end), ++progress.linesBefore) {
+        const char* const line = at;
+        const Line dueHere = due;
         bool isDue = false;
         switch (due) {
-        case Line::Facet: {
-            const char* const line = at;
-            if (!TakeKeyword(at, "facet") || !TakeKeyword(at, "normal")) {
-                return {OutcomeOfLastLine(line), due};
-            }
-            isDue = true;
-            due = Line::OuterLoop;
+        case Line::Solid:
+            isDue = TakeKeyword(at, "solid");
+            due = Line::Facet;
             break;
-        }
+        case Line::Facet:
+            isDue = TakeKeyword(at, "facet") && TakeKeyword(at, "normal");
+            due = Line::OuterLoop;
+            if (!isDue && EndsSolid(line)) {
+                if (!kIsStrict) {
+                    progress.outcome = Outcome::EndsWell;
+                    return progress;
+                }
+                at = line;
+                isDue = true;
+                due = Line::Solid;
+            }
+            break;
         case Line::OuterLoop:
-            isDue = TakeKeyword(at, "outer") && TakeKeyword(at, "loop");
+            isDue = TakeKeyword(at, "outer") && TakeKeyword(at, "loop") &&
+                    (!kIsStrict || IsLineEnd(at));
             due = Line::FirstVertex;
             break;
         case Line::FirstVertex:
         case Line::SecondVertex:
         case Line::ThirdVertex:
             isDue = TakeKeyword(at, "vertex");
-            if (isDue) {
+            if (isDue && kIsStrict) {
+                isDue = TakeThreeNumbers(at, points.emplace_back(), progress.isNumberTooLarge);
+            } else if (isDue) {
                 points.push_back(ReadCoordinates<T>(at));
             }
             due = static_cast<Line>(static_cast<int>(due) + 1);
             break;
         case Line::EndLoop:
-            isDue = TakeKeyword(at, "endloop");
+            isDue = TakeKeyword(at, "endloop") && (!kIsStrict || IsLineEnd(at));
             due = Line::EndFacet;
             break;
         case Line::EndFacet:
-            isDue = TakeKeyword(at, "endfacet");
+            isDue = TakeKeyword(at, "endfacet") && (!kIsStrict || IsLineEnd(at));
             due = Line::Facet;
             break;
         }
-        if (!isDue) {
-            return {Outcome::Fails, due};
+        if (!isDue && kIsStrict && IsLineEnd(line)) {
+            at = line; // blank lines may stand anywhere
+            due = dueHere;
+        } else if (!isDue) {
+            progress.outcome = Outcome::Fails;
+            progress.failedLine = line;
+            return progress;
         }
-        at = NextLine(at, end);
     }
-    return {Outcome::GoesOn, due};
+    progress.due = due;
+    return progress;
 }
 
 /// Whole lines out of a reader, block by block.
 class LineBlocks {
 public:
-    LineBlocks(ByteReader& file, std::size_t blockBytes)
-        : file_(file), buffer_(FirstBlockBytes(file, blockBytes))
+    /// Ends before a line of more than `longestLine` bytes.
+    LineBlocks(ByteReader& file, std::size_t blockBytes, std::size_t longestLine)
+        : file_(file), buffer_(FirstBlockBytes(file, blockBytes)), longestLine_(longestLine)
     {
     }
 
@@ -159,7 +218,7 @@ public:
     std::span<const char> Next()
     {
         std::size_t lineEnd = EndOfLastLine();
-        while (lineEnd == begin_ && !atEnd_) {
+        while (lineEnd == begin_ && !atEnd_ && !isLineTooLong_) {
             Fill();
             lineEnd = EndOfLastLine();
         }
@@ -167,6 +226,10 @@ public:
         begin_ = lineEnd;
         return lines;
     }
+
+    bool IsLineTooLong() const { return isLineTooLong_; }
+    /// True once the file's last line was among those given out, if that line had no line end.
+    bool HasOpenLastLine() const { return hasOpenLastLine_; }
 
 private:
     /// A small file needs a small buffer, with room to notice the end.
@@ -195,6 +258,10 @@ private:
         size_ -= begin_;
         begin_ = 0;
         if (size_ == buffer_.size()) {
+            isLineTooLong_ = size_ > longestLine_;
+            if (isLineTooLong_) {
+                return;
+            }
             RequireMemory(2 * buffer_.size()); // a file without line ends goes on growing this
             buffer_.resize(2 * buffer_.size());
         }
@@ -205,6 +272,7 @@ private:
         if (atEnd_ && size_ > 0 && buffer_[size_ - 1] != '\n') {
             buffer_[size_] = '\n'; // there is room: the read fell short
             ++size_;
+            hasOpenLastLine_ = true;
         }
     }
 
@@ -213,6 +281,9 @@ private:
     std::size_t begin_ = 0;
     std::size_t size_ = 0;
     bool atEnd_ = false;
+    std::size_t longestLine_;
+    bool isLineTooLong_ = false;
+    bool hasOpenLastLine_ = false;
 };
 
 /// Beginnings of pieces of `lines` of about `pieceBytes`: the front, and lines that begin with
@@ -235,7 +306,7 @@ std::vector<const char*> PieceBegins(std::span<const char> lines, std::size_t pi
 }
 
 /// Parses blocks piece by piece; keeps the room of the pieces from block to block.
-template <class T>
+template <Rules kRules, class T>
 class BlockParser {
 public:
     explicit BlockParser(std::size_t pieceBytes) : pieceBytes_(std::max<std::size_t>(pieceBytes, 1))
@@ -247,7 +318,8 @@ public:
     {
         const std::vector<const char*> begins = PieceBegins(lines, pieceBytes_);
         if (begins.size() == 1) {
-            progress = ParseLines(lines.data(), lines.data() + lines.size(), progress.due, points);
+            GoOn(progress, ParseLines<kRules>(lines.data(), lines.data() + lines.size(),
+                                              progress.due, points));
             return;
         }
         pieces_.resize(std::max(pieces_.size(), begins.size()));
@@ -255,16 +327,17 @@ public:
             const char* const end =
                 i + 1 < begins.size() ? begins[i + 1] : lines.data() + lines.size();
             pieces_[i].points.clear();
-            pieces_[i].progress =
-                ParseLines(begins[i], end, i == 0 ? progress.due : Line::Facet, pieces_[i].points);
+            pieces_[i].progress = ParseLines<kRules>(
+                begins[i], end, i == 0 ? progress.due : Line::Facet, pieces_[i].points);
         });
         for (std::size_t i = 0; i < begins.size(); ++i) {
             if (i > 0 && progress.due != Line::Facet) {
                 progress.outcome = Outcome::Fails; // this piece begins with a "facet" line
+                progress.failedLine = begins[i];
                 return;
             }
             points.insert(points.end(), pieces_[i].points.begin(), pieces_[i].points.end());
-            progress = pieces_[i].progress;
+            GoOn(progress, pieces_[i].progress);
             if (progress.outcome != Outcome::GoesOn) {
                 return;
             }
@@ -277,9 +350,19 @@ private:
         std::vector<VecBase<3, T>> points;
     };
 
+    static void GoOn(Progress& progress, const Progress& further)
+    {
+        const std::uint64_t linesBefore = progress.linesBefore + further.linesBefore;
+        progress = further;
+        progress.linesBefore = linesBefore;
+    }
+
     std::size_t pieceBytes_;
     std::vector<Piece> pieces_;
 };
+
+/// No line of an ASCII STL that means anything is as long as that, whatever it is named.
+constexpr std::size_t kLongestLine = std::size_t{1} << 16U;
 
 /// Makes room for the points of the whole file, judged by those of its first lines, so that they
 /// are not copied as the array grows. Only where memory is plenty: the rest of the file may be
@@ -313,11 +396,11 @@ template <class T>
 bool ReadAsciiStl(ByteReader& file, std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
                   std::size_t blockBytes, std::size_t pieceBytes)
 {
-    LineBlocks blocks(file, blockBytes);
+    LineBlocks blocks(file, blockBytes, std::numeric_limits<std::size_t>::max());
     if (!blocks.SkipFirstLine()) {
         return false;
     }
-    BlockParser<T> parser(pieceBytes);
+    BlockParser<Rules::OneSolid, T> parser(pieceBytes);
     Progress progress;
     while (progress.outcome == Outcome::GoesOn) {
         const std::span<const char> lines = blocks.Next();
@@ -338,6 +421,61 @@ template bool ReadAsciiStl(ByteReader&, std::vector<VecBase<3, float>>&, std::ve
                            std::size_t, std::size_t);
 template bool ReadAsciiStl(ByteReader&, std::vector<VecBase<3, double>>&, std::vector<int>&,
                            std::size_t, std::size_t);
+
+template <class T>
+MeshFileResult ReadAsciiSolids(ByteReader& file, std::vector<VecBase<3, T>>& points,
+                               std::vector<int>& indices, std::size_t blockBytes,
+                               std::size_t pieceBytes)
+{
+    MeshFileResult result;
+    result.form = MeshFileForm::AsciiStl;
+    LineBlocks blocks(file, blockBytes, kLongestLine);
+    BlockParser<Rules::AllSolids, T> parser(pieceBytes);
+    Progress progress;
+    progress.due = Line::Solid;
+    std::span<const char> lines;
+    for (lines = blocks.Next(); !lines.empty() && progress.outcome == Outcome::GoesOn;
+         lines = blocks.Next()) {
+        const bool isFirst = points.empty();
+        parser.Parse(lines, progress, points);
+        if (points.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+            result.error = MeshFileError::TooLarge;
+            return result;
+        }
+        if (progress.outcome == Outcome::Fails) {
+            break;
+        }
+        if (isFirst) {
+            ReserveForWholeFile(file, lines.size(), points, indices);
+        }
+        AppendNumbersUpTo(points.size(), indices);
+    }
+    if (file.Error()) {
+        result.error = MeshFileError::ReadFailed;
+        result.system = file.Error();
+    } else if (progress.outcome == Outcome::Fails || blocks.IsLineTooLong()) {
+        // What goes wrong in a last line without a line end is that the rest of it is not there.
+        const bool isLastLine = progress.failedLine != nullptr &&
+                                NextLine(progress.failedLine, lines.data() + lines.size()) ==
+                                    lines.data() + lines.size();
+        result.error = isLastLine && blocks.HasOpenLastLine() ? MeshFileError::CutShort
+                       : progress.isNumberTooLarge            ? MeshFileError::NotFinite
+                                                              : MeshFileError::Malformed;
+        result.place =
+            result.error == MeshFileError::NotFinite ? points.size() - 1 : progress.linesBefore + 1;
+    } else if (progress.due != Line::Solid) {
+        result.error = MeshFileError::CutShort;
+        result.place = std::max<std::uint64_t>(progress.linesBefore, 1); // the last line
+    } else if (points.empty()) {
+        result.error = MeshFileError::NoTriangles;
+    }
+    return result;
+}
+
+template MeshFileResult ReadAsciiSolids(ByteReader&, std::vector<VecBase<3, float>>&,
+                                        std::vector<int>&, std::size_t, std::size_t);
+template MeshFileResult ReadAsciiSolids(ByteReader&, std::vector<VecBase<3, double>>&,
+                                        std::vector<int>&, std::size_t, std::size_t);
 
 namespace {
 
@@ -362,27 +500,31 @@ char* WriteText(char* to, std::string_view text)
 }
 
 /// "<keyword> x y z" and the line's end; the keyword brings its own blanks.
-template <class T>
+template <AsciiDigits kDigits, class T>
 char* WriteStatement(char* to, std::string_view keyword, const VecBase<3, T>& v)
 {
     to = WriteText(to, keyword);
     for (const T component : v) {
-        to = WriteNumber7(to, static_cast<double>(component));
+        if constexpr (kDigits == AsciiDigits::Seven) {
+            to = WriteNumber7(to, static_cast<double>(component));
+        } else {
+            to = std::to_chars(to, to + kLongestNumber, component).ptr;
+        }
         *to++ = ' ';
     }
     to[-1] = '\n';
     return to;
 }
 
-template <class T>
+template <AsciiDigits kDigits, class T>
 char* WriteFacet(char* to, const VecBase<3, T>& p0, const VecBase<3, T>& p1,
                  const VecBase<3, T>& p2)
 {
-    to = WriteStatement(to, "    facet normal ", FacetNormal(p0, p1, p2));
+    to = WriteStatement<AsciiDigits::Seven>(to, "    facet normal ", FacetNormal(p0, p1, p2));
     to = WriteText(to, "        outer loop\n");
-    to = WriteStatement(to, "            vertex ", p0);
-    to = WriteStatement(to, "            vertex ", p1);
-    to = WriteStatement(to, "            vertex ", p2);
+    to = WriteStatement<kDigits>(to, "            vertex ", p0);
+    to = WriteStatement<kDigits>(to, "            vertex ", p1);
+    to = WriteStatement<kDigits>(to, "            vertex ", p2);
     return WriteText(to, "        endloop\n    endfacet\n");
 }
 
@@ -390,37 +532,62 @@ char* WriteFacet(char* to, const VecBase<3, T>& p0, const VecBase<3, T>& p1,
 /// of words and blanks.
 constexpr std::size_t kLongestFacet = 12 * (kLongestNumber + 1) + 160;
 
+template <AsciiDigits kDigits, class T>
+void WriteFacets(ByteWriter& file, const std::vector<VecBase<3, T>>& points,
+                 const std::vector<int>& indices)
+{
+    const auto writeFacet = [&points, &indices](std::size_t triangle, char* to) {
+        const auto corner = [&](std::size_t i) -> const VecBase<3, T>& {
+            return points[static_cast<std::size_t>(indices[3 * triangle + i])];
+        };
+        return WriteFacet<kDigits>(to, corner(0), corner(1), corner(2));
+    };
+    WriteItems<char>(file, indices.size() / 3, kLongestFacet, writeFacet);
+}
+
 } // namespace
+
+template <class T>
+void WriteAsciiStl(ByteWriter& file, const std::vector<VecBase<3, T>>& points,
+                   const std::vector<int>& indices, AsciiDigits digits)
+{
+    file.Write("solid ascii\n");
+    if (digits == AsciiDigits::Seven) {
+        WriteFacets<AsciiDigits::Seven>(file, points, indices);
+    } else {
+        WriteFacets<AsciiDigits::Shortest>(file, points, indices);
+    }
+    file.Write("endsolid ascii\n");
+}
+
+template void WriteAsciiStl(ByteWriter&, const std::vector<VecBase<3, float>>&,
+                            const std::vector<int>&, AsciiDigits);
+template void WriteAsciiStl(ByteWriter&, const std::vector<VecBase<3, double>>&,
+                            const std::vector<int>&, AsciiDigits);
+
 } // namespace Impl
 
 template <class T>
 bool ReadFromASCIISTL(std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
                       const std::filesystem::path& path)
 {
-    points.clear();
-    indices.clear();
+    Impl::ClearedOutputs outputs(points, indices);
     Impl::ByteReader file(path);
-    return file.IsOpen() && Impl::ReadAsciiStl(file, points, indices, Impl::kAsciiBlockBytes,
-                                               Impl::kAsciiPieceBytes);
+    const bool isRead =
+        file.IsOpen() &&
+        Impl::ReadAsciiStl(file, points, indices, Impl::kAsciiBlockBytes, Impl::kAsciiPieceBytes);
+    outputs.Keep(); // also what was read before an error in the file
+    return isRead;
 }
 
 template <class T>
 bool WriteToASCIISTL(const std::vector<VecBase<3, T>>& points, const std::vector<int>& indices,
                      const std::filesystem::path& path)
 {
-    Impl::ByteWriter file(path, std::ios::openmode{});
-    if (!file.IsOpen()) {
-        return true;
+    Impl::ByteWriter file(path);
+    if (file.IsOpen()) {
+        Impl::WriteAsciiStl(file, points, indices, Impl::AsciiDigits::Seven);
     }
-    const auto writeFacet = [&points, &indices](std::size_t triangle, char* to) {
-        const auto corner = [&](std::size_t i) -> const VecBase<3, T>& {
-            return points[static_cast<std::size_t>(indices[3 * triangle + i])];
-        };
-        return Impl::WriteFacet(to, corner(0), corner(1), corner(2));
-    };
-    file.Write("solid ascii\n");
-    Impl::WriteItems<char>(file, indices.size() / 3, Impl::kLongestFacet, writeFacet);
-    file.Write("endsolid ascii\n");
     return true;
 }
 

@@ -16,22 +16,8 @@ namespace Velk::Math::Sorvane::MeshUtils {
 namespace Impl {
 namespace {
 
-constexpr std::size_t kNormalBytes = 12;
 /// Begins the header of every file that is written; blanks fill the rest.
 constexpr std::string_view kWrittenHeader = "ARDENWICK STL DATA";
-
-/// The three corners of the record at `record`, in the host's floating type.
-template <class T>
-void LoadCorners(const std::byte* record, VecBase<3, T>* corners)
-{
-    const std::byte* at = record + kNormalBytes;
-    for (int corner = 0; corner < 3; ++corner) {
-        for (int axis = 0; axis < 3; ++axis) {
-            corners[corner][axis] = static_cast<T>(LoadLittleEndian<float>(at));
-            at += sizeof(float);
-        }
-    }
-}
 
 std::byte* StoreVector(std::byte* to, const VecBase<3, float>& v)
 {
@@ -82,34 +68,15 @@ bool ReadBinaryStl(ByteReader& file, std::vector<VecBase<3, T>>& points)
 template bool ReadBinaryStl(ByteReader&, std::vector<VecBase<3, float>>&);
 template bool ReadBinaryStl(ByteReader&, std::vector<VecBase<3, double>>&);
 
-} // namespace Impl
-
 template <class T>
-bool ReadFromBinarySTL(std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
-                       const std::filesystem::path& path)
+void WriteBinaryStl(ByteWriter& file, const std::vector<VecBase<3, T>>& points,
+                    const std::vector<int>& indices)
 {
-    points.clear();
-    indices.clear();
-    Impl::ByteReader file(path);
-    return file.IsOpen() && Impl::ReadBinaryStl(file, points);
-}
-
-template <class T>
-bool WriteToBinarySTL(const std::vector<VecBase<3, T>>& points, const std::vector<int>& indices,
-                      const std::filesystem::path& path)
-{
-    if (indices.size() % 3 != 0) {
-        return false;
-    }
-    Impl::ByteWriter file(path, std::ios::binary);
-    if (!file.IsOpen()) {
-        return false;
-    }
-    std::string header(Impl::kWrittenHeader);
-    header.resize(Impl::kStlHeaderBytes, ' ');
+    std::string header(kWrittenHeader);
+    header.resize(kStlHeaderBytes, ' ');
     file.Write(header);
     const std::size_t triangleCount = indices.size() / 3;
-    const auto count = Impl::LittleEndian(static_cast<std::uint32_t>(triangleCount));
+    const auto count = LittleEndian(static_cast<std::uint32_t>(triangleCount));
     file.Write(&count, sizeof(count));
 
     const auto store = [&points, &indices](std::size_t triangle, std::byte* to) {
@@ -121,13 +88,45 @@ bool WriteToBinarySTL(const std::vector<VecBase<3, T>>& points, const std::vecto
         const VecBase<3, float> p0 = corner(0);
         const VecBase<3, float> p1 = corner(1);
         const VecBase<3, float> p2 = corner(2);
-        to = Impl::StoreVector(to, Normalized((p1 - p0) ^ (p2 - p0), kLengthFloor<float>));
-        to = Impl::StoreVector(to, p0);
-        to = Impl::StoreVector(to, p1);
-        to = Impl::StoreVector(to, p2);
-        return Impl::StoreLittleEndian(to, std::uint16_t{0});
+        to = StoreVector(to, Normalized((p1 - p0) ^ (p2 - p0), kLengthFloor<float>));
+        to = StoreVector(to, p0);
+        to = StoreVector(to, p1);
+        to = StoreVector(to, p2);
+        return StoreLittleEndian(to, std::uint16_t{0});
     };
-    Impl::WriteItems<std::byte>(file, triangleCount, Impl::kStlRecordBytes, store);
+    WriteItems<std::byte>(file, triangleCount, kStlRecordBytes, store);
+}
+
+template void WriteBinaryStl(ByteWriter&, const std::vector<VecBase<3, float>>&,
+                             const std::vector<int>&);
+template void WriteBinaryStl(ByteWriter&, const std::vector<VecBase<3, double>>&,
+                             const std::vector<int>&);
+
+} // namespace Impl
+
+template <class T>
+bool ReadFromBinarySTL(std::vector<VecBase<3, T>>& points, std::vector<int>& indices,
+                       const std::filesystem::path& path)
+{
+    Impl::ClearedOutputs outputs(points, indices);
+    Impl::ByteReader file(path);
+    const bool isRead = file.IsOpen() && Impl::ReadBinaryStl(file, points);
+    outputs.Keep();
+    return isRead;
+}
+
+template <class T>
+bool WriteToBinarySTL(const std::vector<VecBase<3, T>>& points, const std::vector<int>& indices,
+                      const std::filesystem::path& path)
+{
+    if (indices.size() % 3 != 0) {
+        return false;
+    }
+    Impl::ByteWriter file(path);
+    if (!file.IsOpen()) {
+        return false;
+    }
+    Impl::WriteBinaryStl(file, points, indices);
     return true;
 }
 

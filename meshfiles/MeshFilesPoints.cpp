@@ -16,7 +16,7 @@ bool WriteArdenwickPointsFile(const std::vector<VecBase<N, double>>& points, std
     if (points.empty()) {
         return false;
     }
-    Impl::ByteWriter file(std::move(fileName), std::ios::openmode{});
+    Impl::ByteWriter file(fileName);
     if (!file.IsOpen()) {
         return false;
     }

@@ -10,34 +10,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <type_traits>
 #include <utility>
 
 namespace Velk::Math::Sorvane::MeshUtils {
 namespace Impl {
 namespace {
 
-using Tag = unsigned long long;
 static_assert(sizeof(VecBase<3, double>) == 24 && sizeof(int) == 4 && sizeof(Tag) == 8,
               "arrays go to the file as they lie in memory");
-
-struct TipcHeader {
-    std::uint32_t pointCount = 0;
-    std::uint32_t triangleCount = 0;
-    std::uint8_t hasVertexTags = 0; // any value but 0 means yes
-    std::uint8_t hasTriangleTags = 0;
-
-    std::size_t IndexCount() const { return std::size_t{3} * triangleCount; }
-    std::size_t VertexTagCount() const { return hasVertexTags > 0 ? pointCount : 0; }
-    std::size_t TriangleTagCount() const { return hasTriangleTags > 0 ? triangleCount : 0; }
-
-    /// Memory that the arrays take.
-    std::uint64_t ArrayBytes() const
-    {
-        return pointCount * std::uint64_t{sizeof(VecBase<3, double>)} +
-               triangleCount * std::uint64_t{3 * sizeof(int)} +
-               (VertexTagCount() + TriangleTagCount()) * std::uint64_t{sizeof(Tag)};
-    }
-};
 
 bool ReadHeader(ByteReader& file, TipcHeader& header)
 {
@@ -48,7 +29,7 @@ bool ReadHeader(ByteReader& file, TipcHeader& header)
 
 void WriteHeader(ByteWriter& file, const TipcHeader& header)
 {
-    std::array<std::byte, 10> bytes{};
+    std::array<std::byte, TipcHeader::kBytes> bytes{};
     std::byte* at = StoreLittleEndian(bytes.data(), header.pointCount);
     at = StoreLittleEndian(at, header.triangleCount);
     at = StoreLittleEndian(at, header.hasVertexTags);
@@ -73,6 +54,43 @@ bool ReadTipc(ByteReader& file, std::vector<VecBase<3, double>>& points, std::ve
     return true;
 }
 
+template <class T>
+void WriteTipc(ByteWriter& file, const std::vector<VecBase<3, T>>& points,
+               const std::vector<int>& indices, const std::vector<Tag>& vertexTags,
+               const std::vector<Tag>& triangleTags)
+{
+    const std::size_t triangleCount = indices.size() / 3;
+    TipcHeader header;
+    header.pointCount = static_cast<std::uint32_t>(points.size());
+    header.triangleCount = static_cast<std::uint32_t>(triangleCount);
+    header.hasVertexTags = vertexTags.size() == points.size() ? 1 : 0;
+    header.hasTriangleTags = triangleTags.size() == triangleCount ? 1 : 0;
+    WriteHeader(file, header);
+    if constexpr (std::is_same_v<T, double>) {
+        WriteArray<double>(file, std::span(points));
+    } else {
+        WriteItems<std::byte>(file, points.size(), 3 * sizeof(double),
+                              [&points](std::size_t point, std::byte* to) {
+                                  for (const T component : points[point]) {
+                                      to = StoreLittleEndian(to, static_cast<double>(component));
+                                  }
+                                  return to;
+                              });
+    }
+    WriteArray<int>(file, std::span(indices));
+    if (header.hasVertexTags > 0) {
+        WriteArray<Tag>(file, std::span(vertexTags));
+    }
+    if (header.hasTriangleTags > 0) {
+        WriteArray<Tag>(file, std::span(triangleTags));
+    }
+}
+
+template void WriteTipc(ByteWriter&, const std::vector<VecBase<3, float>>&, const std::vector<int>&,
+                        const std::vector<Tag>&, const std::vector<Tag>&);
+template void WriteTipc(ByteWriter&, const std::vector<VecBase<3, double>>&,
+                        const std::vector<int>&, const std::vector<Tag>&, const std::vector<Tag>&);
+
 } // namespace Impl
 
 bool WriteToTIPC(const std::vector<VecBase<3, double>>& points, const std::vector<int>& indices,
@@ -82,25 +100,11 @@ bool WriteToTIPC(const std::vector<VecBase<3, double>>& points, const std::vecto
     if (indices.size() % 3 != 0) {
         return false;
     }
-    Impl::ByteWriter file(std::move(fileName), std::ios::binary);
+    Impl::ByteWriter file(fileName);
     if (!file.IsOpen()) {
         return false;
     }
-    const std::size_t triangleCount = indices.size() / 3;
-    Impl::TipcHeader header;
-    header.pointCount = static_cast<std::uint32_t>(points.size());
-    header.triangleCount = static_cast<std::uint32_t>(triangleCount);
-    header.hasVertexTags = vertexTags.size() == points.size() ? 1 : 0;
-    header.hasTriangleTags = triangleTags.size() == triangleCount ? 1 : 0;
-    Impl::WriteHeader(file, header);
-    Impl::WriteArray<double>(file, std::span(points));
-    Impl::WriteArray<int>(file, std::span(indices));
-    if (header.hasVertexTags > 0) {
-        Impl::WriteArray<Impl::Tag>(file, std::span(vertexTags));
-    }
-    if (header.hasTriangleTags > 0) {
-        Impl::WriteArray<Impl::Tag>(file, std::span(triangleTags));
-    }
+    Impl::WriteTipc(file, points, indices, vertexTags, triangleTags);
     return true;
 }
 
@@ -114,12 +118,12 @@ bool ReadFromTIPC(std::vector<VecBase<3, double>>& points, std::vector<int>& ind
                   std::vector<unsigned long long>& vertexTags,
                   std::vector<unsigned long long>& triangleTags, std::string fileName)
 {
-    points.clear();
-    indices.clear();
-    vertexTags.clear();
-    triangleTags.clear();
-    Impl::ByteReader file(std::move(fileName));
-    return file.IsOpen() && Impl::ReadTipc(file, points, indices, vertexTags, triangleTags);
+    Impl::ClearedOutputs outputs(points, indices, vertexTags, triangleTags);
+    Impl::ByteReader file(fileName);
+    const bool isRead =
+        file.IsOpen() && Impl::ReadTipc(file, points, indices, vertexTags, triangleTags);
+    outputs.Keep();
+    return isRead;
 }
 
 bool ReadFromTIPC(std::vector<VecBase<3, double>>& points, std::vector<int>& indices,

@@ -2,7 +2,8 @@
 
 #include "meshreport/BoundaryTree_Impl.h"
 
-#include "meshreport/SegmentDistance_Impl.h"
+#include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -12,6 +13,8 @@
 
 namespace Velk::Math::Sorvane::MeshUtils::Impl {
 namespace {
+
+using Math::Impl::IsFinite;
 
 constexpr int kMixed = -1;
 constexpr std::size_t kLeafSize = 4;
@@ -24,11 +27,6 @@ constexpr std::size_t kGreatestDepth = 64;
 /// ends: their difference, its product with the parameter and the sum are rounded, half this in
 /// all.
 constexpr double kRounding = 8 * std::numeric_limits<double>::epsilon();
-
-bool IsFinite(const Vec3d& p)
-{
-    return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
-}
 
 /// Per coordinate no more than that of any nearest point in the box, as numbers, and squared and
 /// summed in the same order: what is computed for a segment in the box is never less.
@@ -98,7 +96,7 @@ void BoundaryTree::Build(std::size_t first, std::size_t last)
 }
 
 double BoundaryTree::SquaredDistanceToOthers(const Vec3d& point, int piece, double enough,
-                                           std::size_t& hint) const
+                                             std::size_t& hint) const
 {
     double least = std::numeric_limits<double>::max();
     if (boxes_.empty() || !IsFinite(point)) {
@@ -107,7 +105,8 @@ double BoundaryTree::SquaredDistanceToOthers(const Vec3d& point, int piece, doub
     const auto compare = [&](std::size_t number) {
         const BoundarySegment& segment = segments_[number];
         if (segment.piece != piece) {
-            const double squared = SquaredSegmentDistance(point, segment.a, segment.b);
+            const double squared = Math::Impl::SquaredDistanceToSegment(
+                segment.a, segment.b, point, Math::Impl::kShortByFloor<double>);
             if (squared < least) {
                 least = squared;
                 hint = number;

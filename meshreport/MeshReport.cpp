@@ -1,6 +1,6 @@
 // The report on a triangle soup.
 //
-// The sides of the welded mesh are sorted by edge once, and everything that is told from edges
+// The slots of the welded mesh are sorted by edge once, and everything that is told from edges
 // comes from that list. Marks are set in parallel, each triangle its own, and gathered one after
 // another, so that every list has one order; sums run over chunks of fixed boundaries.
 
@@ -10,7 +10,8 @@
 
 #include "foundation/EdgeUses_Impl.h"
 #include "mathbase/Parallel_Impl.h"
-#include "meshreport/SegmentDistance_Impl.h"
+#include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -23,6 +24,9 @@
 namespace Velk::Math::Sorvane::MeshUtils {
 namespace {
 
+using Math::Impl::IsFinite;
+using Math::Impl::kShortByFloor;
+using Math::Impl::SquaredDistanceToSegment;
 using Sorvane::Impl::EdgeUse;
 using Sorvane::Impl::EdgeUses;
 
@@ -50,7 +54,7 @@ struct WeldedMesh {
 /// Signed volume between a triangle and the origin: p0 . (p1 x p2) / 6, whichever corner is called
 /// p0.
 ///
-/// The sides give the same as the corners without losing the digits of a part that lies far from
+/// The edges give the same as the corners without losing the digits of a part that lies far from
 /// the origin. They are taken from the corner nearest to the origin: the volume is exactly 0 if
 /// that is the origin, and exactly opposite for a triangle wound oppositely, however its corners
 /// are turned.
@@ -128,8 +132,7 @@ void Measure(const WeldedMesh<T>& welded, MeshReport<T>& report)
     }
 }
 
-// --- triangles by themselves and beside their neighbors
-// ------------------------------------------
+// --- triangles by themselves and beside their neighbors ------------------------------------------
 
 /// The triangles for which `test` holds, ascending.
 template <class Test>
@@ -161,9 +164,13 @@ std::vector<int> DegenerateTriangles(const WeldedMesh<T>& welded, T tolerance)
             return true;
         }
         const std::array<Vec3d, 3> p = welded.Corners(t);
+        if (!IsFinite(p[0]) || !IsFinite(p[1]) || !IsFinite(p[2])) {
+            return false; // it has no heights
+        }
         const auto isFlatAt = [&](const Vec3d& apex, const Vec3d& a, const Vec3d& b) {
             // Distances, not squares: twice a negative tolerance is below any height.
-            return std::sqrt(Impl::SquaredSegmentDistance(apex, a, b)) <= leastHeight;
+            return std::sqrt(SquaredDistanceToSegment(a, b, apex, kShortByFloor<double>)) <=
+                   leastHeight;
         };
         return isFlatAt(p[0], p[1], p[2]) || isFlatAt(p[1], p[2], p[0]) ||
                isFlatAt(p[2], p[0], p[1]);
@@ -224,7 +231,7 @@ struct EdgeFindings {
     std::vector<int> nonManifoldSlots;
 };
 
-/// Edges that don't have two sides. An edge is known by its first side, which gives their order.
+/// Edges that don't have two slots. An edge is known by its first slot, which gives their order.
 EdgeFindings UnpairedEdges(const EdgeUses& edges)
 {
     EdgeFindings findings;
@@ -247,12 +254,12 @@ EdgeFindings UnpairedEdges(const EdgeUses& edges)
     return findings;
 }
 
-/// Triangles with a side that another side runs in the same direction, in no order and repeated.
-std::vector<int> TrianglesOnDoubledSides(const EdgeUses& edges, const std::vector<int>& indices)
+/// Triangles with an edge that another slot runs in the same direction, in no order and repeated.
+std::vector<int> TrianglesOnDoubledEdges(const EdgeUses& edges, const std::vector<int>& indices)
 {
     std::vector<int> triangles;
-    // Of the two directions of an edge: from the larger node, or not. A side from a node to itself
-    // has one direction only.
+    // Of the two directions of an edge: from the larger vertex, or not. An edge from a vertex to
+    // itself has one direction only.
     const auto fromLarger = [&](const EdgeUse& use) {
         const int end = use.place % 3 == 2 ? use.place - 2 : use.place + 1;
         return indices[static_cast<std::size_t>(use.place)] >
@@ -307,7 +314,7 @@ MeshReport<T> CheckMesh(const std::vector<std::array<VecBase<3, T>, 3>>& soup, T
     MeshReport<T> report;
     report.tolerance = tolerance;
     const WeldedMesh<T> welded{Mesh::IndexedPointsFromSoup(soup, true, tolerance)};
-    std::vector<int> onDoubledSides;
+    std::vector<int> onDoubledEdges;
 
     const auto examineEdges = [&] {
         const EdgeUses edges(welded.mesh.indices);
@@ -317,14 +324,14 @@ MeshReport<T> CheckMesh(const std::vector<std::array<VecBase<3, T>, 3>>& soup, T
                         report.openSlots = std::move(findings.openSlots);
                         report.nonManifoldSlots = std::move(findings.nonManifoldSlots);
                     },
-                    [&] { onDoubledSides = TrianglesOnDoubledSides(edges, welded.mesh.indices); });
+                    [&] { onDoubledEdges = TrianglesOnDoubledEdges(edges, welded.mesh.indices); });
     };
     ApplyInvoke(
         examineEdges, [&] { report.degenerateTriangles = DegenerateTriangles(welded, tolerance); },
         [&] { Measure(welded, report); });
 
     report.misorientedTriangles =
-        WithoutTrianglesOf(std::move(onDoubledSides), report.nonManifoldSlots);
+        WithoutTrianglesOf(std::move(onDoubledEdges), report.nonManifoldSlots);
     return report;
 }
 

@@ -1,9 +1,9 @@
-// Directed pairs of node numbers: edges of triangles, cancelling, chaining. All three take time
+// Directed pairs of node numbers: edges of triangles, canceling, chaining. All three take time
 // linear in the number of pairs.
 
 #include <Sorvane/OrderedPairs_E.h>
 
-#include "foundation/PairSort_Impl.h"
+#include "mathbase/RadixSort_Impl.h"
 
 #include <boost/unordered/unordered_flat_map.hpp>
 
@@ -18,7 +18,7 @@ using Pair = std::array<int, 2>;
 
 std::uint64_t UnorderedKey(const Pair& pair)
 {
-    return Impl::PairKey(std::min(pair[0], pair[1]), std::max(pair[0], pair[1]));
+    return Math::Impl::PairKey(std::min(pair[0], pair[1]), std::max(pair[0], pair[1]));
 }
 
 /// Unused pairs out of each node, in the order in which they were given.
@@ -26,7 +26,8 @@ class OutgoingPairs {
 public:
     explicit OutgoingPairs(std::vector<Pair> pairs) : pairs_(std::move(pairs))
     {
-        Impl::StableSortByKey(pairs_, [](const Pair& pair) { return Impl::PairKey(pair[0], 0); });
+        Math::Impl::StableSortByKey(
+            pairs_, [](const Pair& pair) { return Math::Impl::PairKey(pair[0], 0); });
         const std::size_t count = pairs_.size();
         dense_ = count > 0 && static_cast<std::size_t>(pairs_.back()[0]) < 4 * count;
         if (dense_) {
@@ -101,7 +102,7 @@ std::vector<Pair> RemoveCancelledPairs(const std::vector<Pair>& pairs)
     sorted.reserve(pairs.size());
     std::copy_if(pairs.begin(), pairs.end(), std::back_inserter(sorted),
                  [](const Pair& pair) { return pair[0] != pair[1]; });
-    Impl::StableSortByKey(sorted, UnorderedKey);
+    Math::Impl::StableSortByKey(sorted, UnorderedKey);
 
     std::vector<Pair> net;
     for (auto run = sorted.begin(); run != sorted.end();) {

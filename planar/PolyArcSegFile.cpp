@@ -3,8 +3,8 @@
 // The reader trusts nothing: no memory is taken for the count stated, and every failed extraction
 // ends it, be it the end of the file or a word where a number should be.
 
+#include <Sorvane/AssertSites_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
-#include <Velk/Diagnostics_E.h>
 
 #include "planar/PolyArcSegFile_Impl.h"
 
@@ -21,17 +21,6 @@ namespace {
 constexpr double kDefaultTolerance = 1e-12;
 /// Tells every double from its neighbors.
 constexpr int kDigits = 17;
-
-/// Numbers of the reader's report sites, fixed for those who evaluate them.
-constexpr int kCannotOpen = 124;
-constexpr int kNoElements = 134;
-constexpr int kWrongCount = 171;
-
-void Report(int line)
-{
-    Diagnostics::Details::InvokeCurrentAssertHandler(
-        "PolyArcSeg", line, "Velk::Math::Sorvane::Planar::ReadPolySegArcFromFile");
-}
 
 /// The tolerance after the count. Only what begins like a number is read as one: some number
 /// parsers take the A of an arc for a hexadecimal digit.
@@ -109,18 +98,28 @@ void WriteElement(std::ostream& stream, const Geometry::ArcBase<double>& arc)
 
 PolyArcSegBase<double> Impl::ReadChain(std::istream& stream)
 {
-    stream.imbue(std::locale::classic());
+    PolyArcSegBase<double> chain;
     int count = 0;
-    stream >> count;
+    try {
+        // A stream keeps to itself what is thrown inside its operators and only calls itself bad;
+        // memory that ran out in the middle of a number would then be the end of a shorter chain.
+        // With this it throws on.
+        stream.exceptions(std::ios_base::badbit);
+        stream.imbue(std::locale::classic());
+        stream >> count;
+        if (count >= 1) {
+            chain.tolerance = ReadTolerance(stream);
+            ReadElements(stream, count, chain);
+        }
+    } catch (const std::ios_base::failure&) {
+        // A device that can't be read any further: an end like that of the file.
+    }
     if (count < 1) {
-        Report(kNoElements);
+        AssertSites::Report(AssertSites::kChainFileHasNoElements);
         return {};
     }
-    PolyArcSegBase<double> chain;
-    chain.tolerance = ReadTolerance(stream);
-    ReadElements(stream, count, chain);
     if (chain.elements.size() != static_cast<std::size_t>(count)) {
-        Report(kWrongCount);
+        AssertSites::Report(AssertSites::kChainFileHasAnotherCount);
     }
     return chain;
 }
@@ -150,7 +149,7 @@ PolyArcSegBase<double> ReadPolySegArcFromFile(std::string path)
 {
     std::ifstream file(path);
     if (!file.is_open()) {
-        Report(kCannotOpen);
+        AssertSites::Report(AssertSites::kChainFileDoesNotOpen);
         return {};
     }
     return Impl::ReadChain(file);

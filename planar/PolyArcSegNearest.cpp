@@ -4,6 +4,7 @@
 
 #include "planar/ChainElement_Impl.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -116,6 +117,64 @@ std::size_t ElementEndingAt(const PolyArcSegBase<T>& chain, const VecBase<2, T>&
     return i;
 }
 
+/// How far the end of an element can be from where it belongs by rounding alone: the length of an
+/// arc and the coordinates of its center and start are each off by half a unit, and more than a
+/// full turn adds them up.
+template <class T>
+double RoundingOf(const ArcSegBase<T>& element)
+{
+    constexpr double kRoundings = 4.0 * static_cast<double>(std::numeric_limits<T>::epsilon());
+    const auto size = [](const VecBase<2, T>& v) {
+        return std::fabs(static_cast<double>(v.x())) + std::fabs(static_cast<double>(v.y()));
+    };
+    if (const auto* arc = element.AsArc()) {
+        return kRoundings * (size(arc->center) + size(arc->start) + WideLength(*arc));
+    }
+    return kRoundings * (size(element.AsSegment()->start) + size(element.AsSegment()->end));
+}
+
+/// Do two elements meet where the first ends and the second starts: within the floor, the chain's
+/// tolerance or the rounding of both, whichever is widest?
+template <class T>
+bool AreJoined(const PolyArcSegBase<T>& chain, std::size_t before, std::size_t after)
+{
+    const ArcSegBase<T>& first = chain.elements[before];
+    const ArcSegBase<T>& second = chain.elements[after];
+    const double reach =
+        std::max({static_cast<double>(kLengthFloor<T>), static_cast<double>(chain.tolerance),
+                  RoundingOf(first) + RoundingOf(second)});
+    return Distance(first.EndPoint(), second.StartPoint()) <= reach;
+}
+
+/// Number of the element before the corner that `nearest` is, when no element ends within the floor
+/// of it; the number of elements when it is no corner.
+///
+/// The ends of a joint may lie as far apart as the chain's tolerance allows, and the derived end of
+/// an arc of radius 10 in `float` misses the next start by far more than the floor. A point beyond
+/// a sharp tip that is nearest to the second of the two would get its side from one line alone, and
+/// the wrong one however far away it is.
+template <class T>
+std::size_t ElementBeforeTornCorner(const PolyArcSegBase<T>& chain, const Nearest<T>& nearest)
+{
+    const std::size_t count = chain.elements.size();
+    const auto element = static_cast<std::size_t>(nearest.element - chain.elements.data());
+    const double rounding = RoundingOf(*nearest.element);
+    if (Distance(nearest.element->StartPoint(), nearest.point) <= rounding) {
+        const std::size_t before = element > 0 ? element - 1 : count - 1;
+        return AreJoined(chain, before, element) ? before : count;
+    }
+    return Distance(nearest.element->EndPoint(), nearest.point) <= rounding ? element : count;
+}
+
+/// Is there a corner behind `before`? The far end of an open chain is none.
+template <class T>
+bool HasCornerAfter(const PolyArcSegBase<T>& chain, std::size_t before)
+{
+    const std::size_t count = chain.elements.size();
+    return before + 1 < count ||
+           (before + 1 == count && (chain.IsClosed() || AreJoined(chain, before, std::size_t{0})));
+}
+
 } // namespace
 
 template <class T>
@@ -148,9 +207,11 @@ bool PointInPolyArcSegSpace(const PolyArcSegBase<T>& chain, const VecBase<2, T>&
 
     Vec2d normal = NormalOf(nearest, right);
     const std::size_t count = chain.elements.size();
-    const std::size_t before = ElementEndingAt(chain, nearest.point);
-    // The far end of an open chain is no corner.
-    if (before + 1 < count || (before + 1 == count && chain.IsClosed())) {
+    std::size_t before = ElementEndingAt(chain, nearest.point);
+    if (before == count) {
+        before = ElementBeforeTornCorner(chain, nearest);
+    }
+    if (HasCornerAfter(chain, before)) {
         const std::size_t after = before + 1 < count ? before + 1 : 0;
         normal = CornerNormal(chain.elements[before], chain.elements[after], point, right);
     }

@@ -2,23 +2,14 @@
 
 #include "trees/ArcSegTree_Impl.h"
 
-#include <Velk/Diagnostics_E.h>
+#include <Sorvane/AssertSites_E.h>
 #include <Velk/Math/Intersect_E.h>
 
 #include "trees/SegmentTree_Impl.h"
 
-#include <string>
-
 namespace Velk::Math::Sorvane::Tree::Quadtree {
 
 namespace {
-
-template <class T>
-constexpr const char* kName = nullptr;
-template <>
-constexpr const char* kName<float> = "float";
-template <>
-constexpr const char* kName<double> = "double";
 
 template <class T>
 Bounding::AxisAlignedBoundingBox<2, T> BoxOfElement(const Geometry::SegBase<T>& segment)
@@ -84,10 +75,7 @@ VecBase<2, T> ArcSegTree<T>::ClosestPointOnContent(const Geometry::SegBase<T>* s
         return Intersect::ClosestPointOnArc(arc->center, arc->start, arc->length, point, fraction,
                                             false);
     }
-    Diagnostics::Details::InvokeCurrentAssertHandler(
-        "QuadtreeArcSegTree_E", 338,
-        std::string("Velk::Math::Sorvane::Tree::Quadtree::ArcSegTree<") + kName<T> +
-            ">::ClosestPointOnContent");
+    AssertSites::Report(AssertSites::kClosestPointOnContent<T>);
     return Bounding::Impl::Uniform<2, T>(std::numeric_limits<T>::max());
 }
 

@@ -5,6 +5,7 @@
 
 #include "mathbase/RayBox_Impl.h"
 #include "trees/ContentNode_Impl.h"
+#include "trees/TraversalStack_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -15,43 +16,6 @@
 namespace Velk::Math::Sorvane::Tree {
 
 namespace Impl {
-
-/// Last-in first-out store that takes no memory until it is deeper than any but a hostile tree
-/// needs.
-template <class Entry>
-class TraversalStack {
-public:
-    bool IsEmpty() const { return count_ == 0; }
-
-    void Push(const Entry& entry)
-    {
-        if (count_ < kInline) {
-            near_[count_] = entry;
-        } else {
-            far_.push_back(entry);
-        }
-        ++count_;
-    }
-
-    Entry Pop()
-    {
-        --count_;
-        if (count_ < kInline) {
-            return near_[count_];
-        }
-        const Entry entry = far_.back();
-        far_.pop_back();
-        return entry;
-    }
-
-private:
-    /// Seven siblings wait on each of 36 levels.
-    static constexpr std::size_t kInline = 256;
-
-    std::size_t count_ = 0;
-    std::array<Entry, kInline> near_; // not set before it is used
-    std::vector<Entry> far_;
-};
 
 /// Narrowed to T; beyond its range infinite.
 template <class T>
@@ -454,20 +418,9 @@ void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
     if (!Intersect::Impl::IsRayDirection(direction)) {
         return;
     }
-    // The line's point next to the root's center, and from there back by twice the diagonal of the
-    // loose root: a ray from there meets whatever the line meets.
-    const T squaredLength = direction * direction;
-    const T nearest = squaredLength > kSquaredLengthFloor<T>
-                          ? ((root_.center - origin) * direction) / squaredLength
-                          : T{0};
-    const T halfDiagonal = std::sqrt(T{D}) * root_.halfSize * (T{1} + root_.slack);
-    const T back = T{4} * halfDiagonal / std::sqrt(squaredLength);
-    const VecBase<D, T> start = (origin + direction * nearest) - direction * back;
-
-    T distance{0};
-    const auto meets = [&](const Box& box) {
-        return Intersect::Impl::RayMeetsBox(start, direction, box.min, box.max, distance);
-    };
+    const Intersect::Impl::LineBoxTest<D, T> line(origin, direction, root_.contentBox.min,
+                                                  root_.contentBox.max, T{0});
+    const auto meets = [&](const Box& box) { return line.Meets(box.min, box.max); };
     VisitCandidates(
         meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); }, sink);
 }

@@ -1,8 +1,8 @@
 // The two forms of the mesher that the library has compiled.
 
-#include "triangulation/DelaunayConstraints_Impl.h"
-#include "triangulation/DelaunayLocation_Impl.h"
-#include "triangulation/DelaunayRegions_Impl.h"
+#include "triangulation/DelaunayTriangulationConstraints_Impl.h"
+#include "triangulation/DelaunayTriangulationLocation_Impl.h"
+#include "triangulation/DelaunayTriangulationRegions_Impl.h"
 #include "triangulation/DelaunayTriangulation_Impl.h"
 
 namespace Velk::Math::Sorvane::HalfEdge {

@@ -79,6 +79,7 @@ std::size_t DelaunayMesher<Node, Edge, Facet>::InsertPlainPoints(const std::vect
     if (done > 0) {
         TakeOver(table);
         EnterNodePairs();
+        this->RecountDegrees();
     }
     return done;
 }
@@ -251,6 +252,11 @@ int DelaunayMesher<Node, Edge, Facet>::InsertPoint(const Point& point)
         node = InsertInFace(location.index, point);
     } else if (location.kind == DelaunayLocation::Kind::Edge) {
         node = InsertOnEdge(location.index, point);
+        for (const int side : {location.index, Twin(location.index)}) {
+            if (node == kNoNode && IsStrictlyInside(EdgeAt(side).face, point)) {
+                node = SplitFaceAtPoint(EdgeAt(side).face, point);
+            }
+        }
     }
     if (node == kNoNode) {
         return kNoNode;
@@ -274,11 +280,36 @@ int DelaunayMesher<Node, Edge, Facet>::InsertInFace(int face, const Point& point
     const Impl::PlaceInTriangle place =
         Impl::InsertionPlace({At(corners[0]), At(corners[1]), At(corners[2])}, ToDouble(point),
                              minDoubleArea, Impl::kFloor<T>);
-    if (place.kind == Impl::PlaceInTriangle::Kind::Side) {
-        return InsertOnEdge(this->Sides(face)[static_cast<std::size_t>(place.number)], point);
-    }
     int node = kNoNode;
-    if (place.kind != Impl::PlaceInTriangle::Kind::Inside || !this->SplitFace(face, node, true)) {
+    if (place.kind == Impl::PlaceInTriangle::Kind::Side) {
+        const int side = this->Sides(face)[static_cast<std::size_t>(place.number)];
+        node = InsertOnEdge(side, point);
+        // The quad of the side need not hold the point: a corner of it may be as near. Then the
+        // triangle takes it, however small its parts.
+        if (node == kNoNode && IsStrictlyInside(face, point)) {
+            node = SplitFaceAtPoint(face, point);
+        }
+    } else if (place.kind == Impl::PlaceInTriangle::Kind::Inside) {
+        node = SplitFaceAtPoint(face, point);
+    }
+    return node;
+}
+
+/// Exactly, whatever the floor.
+template <class Node, class Edge, class Facet>
+bool DelaunayMesher<Node, Edge, Facet>::IsStrictlyInside(int face, const Point& point) const
+{
+    const std::array<int, 3> corners = this->Corners(face);
+    return corners[0] >= 0 &&
+           Impl::IsStrictlyInside({At(corners[0]), At(corners[1]), At(corners[2])},
+                                  ToDouble(point));
+}
+
+template <class Node, class Edge, class Facet>
+int DelaunayMesher<Node, Edge, Facet>::SplitFaceAtPoint(int face, const Point& point)
+{
+    int node = kNoNode;
+    if (!this->SplitFace(face, node, true)) {
         return kNoNode;
     }
     NodeAt(node).position = point;

@@ -217,20 +217,18 @@ inline PlaceInTriangle InsertionPlace(const std::array<Vec2d, 3>& at, const Vec2
     return {Kind::Side, nearest};
 }
 
-/// Is `p` strictly inside the quad of the triangles a, b, c and b, a, d, as its parts tell?
+/// Is `p` strictly inside the triangle? Exact.
+inline bool IsStrictlyInside(const std::array<Vec2d, 3>& at, const Vec2d& p)
+{
+    return Side(at[0], at[1], p) > 0 && Side(at[1], at[2], p) > 0 && Side(at[2], at[0], p) > 0;
+}
+
+/// Does `p` see all sides of the quad of the triangles a, b, c and b, a, d from within? Exact: the
+/// four triangles that it makes with them have positive areas, and these then add up to the quad's.
 inline bool FillsQuad(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d,
                       const Vec2d& p)
 {
-    constexpr double kPartsSlack = 1e-11;
-    const auto fills = [&](auto doubleArea) {
-        const double whole = doubleArea(a, b, c) + doubleArea(b, a, d);
-        const std::array<double, 4> parts{doubleArea(p, b, c), doubleArea(p, c, a),
-                                          doubleArea(p, a, d), doubleArea(p, d, b)};
-        const double sum = parts[0] + parts[1] + parts[2] + parts[3];
-        return std::fabs(whole - sum) <= std::fabs(whole * kPartsSlack) &&
-               *std::min_element(parts.begin(), parts.end()) > 0;
-    };
-    return fills(DoubleArea) || fills(AccurateDoubleArea);
+    return Side(b, c, p) > 0 && Side(c, a, p) > 0 && Side(a, d, p) > 0 && Side(d, b, p) > 0;
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge::Impl

@@ -76,6 +76,17 @@ int SweepStatus::EdgeBelow(const Vec2d& point) const
     return above == byHeight_.begin() ? -1 : *std::prev(above);
 }
 
+std::pair<int, int> SweepStatus::Neighbors(int edge) const
+{
+    if (Helper(edge).vertex < 0) {
+        return {-1, -1};
+    }
+    const auto place = Slot(edge).place;
+    const auto above = std::next(place);
+    return {place == byHeight_.begin() ? -1 : *std::prev(place),
+            above == byHeight_.end() ? -1 : *above};
+}
+
 void SweepStatus::Clear()
 {
     byHeight_.clear();

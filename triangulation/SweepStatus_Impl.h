@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
@@ -45,6 +46,9 @@ public:
 
     /// The edge next below `point`, strictly; -1 when there is none.
     int EdgeBelow(const Vec2d& point) const;
+
+    /// The edges next below and above an edge; -1 where there is none, and when it is not in.
+    std::pair<int, int> Neighbors(int edge) const;
 
     void Clear();
 

@@ -5,11 +5,11 @@
 #include <Sorvane/Tessellation_E.h>
 
 #include "mathbase/VectorUniqueness_Impl.h"
+#include "triangulation/ConstrainedDelaunay_Impl.h"
 #include "triangulation/PlaneMap_Impl.h"
 #include "triangulation/SegmentSnap_Impl.h"
 #include "triangulation/UsablePoints_Impl.h"
 
-#include <Sorvane/DelaunayTriangulation_E.h>
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Tolerances_E.h>
@@ -27,7 +27,6 @@ namespace {
 
 using Segment = Geometry::SegBase<double>;
 using Loop = std::vector<Vec2d>;
-using PlaneMesh = IndexedPointsBase<2, double>;
 
 template <int D>
 using Points = std::vector<VecBase<D, double>>;
@@ -48,16 +47,26 @@ std::vector<Segment> SegmentsOf(const std::vector<Loop>& boundaries, double floo
     return segments;
 }
 
-/// Moves the points near a segment onto it. The result: (segment, point) for each, ascending.
+/// Moves the points near a segment onto it. The result: (segment, point) for each, ascending, and
+/// for those within the floor of a segment, which stay where they are unless the tolerance moves
+/// them.
 std::vector<std::pair<int, int>> SnapToSegments(const std::vector<Segment>& segments,
-                                                Points<2>& points, double tolerance)
+                                                Points<2>& points, double tolerance, double floor)
 {
-    const auto nearest = Impl::NearestOnSegments(segments, points, tolerance);
+    // Not the larger of the two as `std::max` has it: a tolerance may be NaN, and nothing moves.
+    const double radius = std::fabs(tolerance) > floor ? tolerance : floor;
+    const std::vector<int> nearest = Impl::NearestSegments(segments, points, radius);
     std::vector<std::pair<int, int>> snapped;
     for (std::size_t i = 0; i < points.size(); ++i) {
-        if (nearest[i].segment >= 0 && Matches(nearest[i].point, points[i], tolerance)) {
-            points[i] = nearest[i].point;
-            snapped.emplace_back(nearest[i].segment, static_cast<int>(i));
+        if (nearest[i] < 0) {
+            continue;
+        }
+        const Vec2d on =
+            Impl::NearestOnSegment(segments[static_cast<std::size_t>(nearest[i])], points[i]);
+        const bool moves = Matches(on, points[i], tolerance);
+        if (moves || SquaredLength(on - points[i]) <= floor * floor) {
+            points[i] = moves ? on : points[i];
+            snapped.emplace_back(nearest[i], static_cast<int>(i));
         }
     }
     std::sort(snapped.begin(), snapped.end());
@@ -124,37 +133,85 @@ PlaneGraph MakeGraph(const Points<2>& points, const std::vector<Segment>& segmen
     return graph;
 }
 
-PlaneMesh Triangulated(PlaneGraph graph)
-{
-    using namespace HalfEdge;
-    constexpr int kOuterNodes = 3;
-    DelaunayMesher<DelaunayNode<double>, DelaunayEdge, DelaunayFacet> mesher;
-    mesher.points = std::move(graph.vertices);
-    if (mesher.Triangulate()) {
-        for (const auto& [start, end] : graph.constraints) {
-            if (!mesher.InsertEdge(start + kOuterNodes, end + kOuterNodes)) {
-                break;
-            }
-            mesher.noConstraints = false;
-        }
-    }
-    PlaneMesh mesh;
-    mesher.ExtractMesh(mesh.points, mesh.indices);
-    return mesh;
-}
-
-PlaneMesh Tessellated(const std::vector<Loop>& boundaries, Points<2> points, double tolerance,
-                      double floor)
+/// The corners and constraints in the plane of boundaries with interior points; nothing when there
+/// are neither segments nor points.
+PlaneGraph GraphOf(const std::vector<Loop>& boundaries, Points<2> points, double tolerance,
+                   double floor)
 {
     std::vector<Segment> segments = SegmentsOf(boundaries, floor);
-    if (segments.empty() && points.empty()) {
-        return {};
-    }
     if (!segments.empty() && !points.empty()) {
-        SplitAtPoints(segments, SnapToSegments(segments, points, tolerance), points, floor);
+        SplitAtPoints(segments, SnapToSegments(segments, points, tolerance, floor), points, floor);
     }
     Intersect::CutAtIntersections(segments, floor);
-    return Triangulated(MakeGraph(points, segments, floor));
+    return MakeGraph(points, segments, floor);
+}
+
+std::vector<int> InsideTriangles(const PlaneGraph& graph, double floor)
+{
+    HalfEdge::Impl::ConstrainedDelaunay delaunay(graph.vertices, floor);
+    for (const auto& [start, end] : graph.constraints) {
+        delaunay.InsertSegment(start, end);
+    }
+    return std::move(delaunay).InsideTriangles();
+}
+
+// --- coordinates of the caller's type -----------------------------------------------------------
+
+/// Rounds the vertices to `T` before they are triangulated: rounded afterwards, slivers would turn
+/// over. `toCaller(vertex number)` is the rounded point, `toPlane` takes it back to the plane. What
+/// rounding makes one vertex is one. The rounded points by vertex.
+template <class Point, class ToCaller, class ToPlane>
+std::vector<Point> RoundVertices(PlaneGraph& graph, double floor, const ToCaller& toCaller,
+                                 const ToPlane& toPlane)
+{
+    std::vector<Point> rounded;
+    rounded.reserve(graph.vertices.size());
+    for (std::size_t i = 0; i < graph.vertices.size(); ++i) {
+        rounded.push_back(toCaller(i));
+    }
+    Points<2> flat;
+    flat.reserve(rounded.size());
+    for (const Point& point : rounded) {
+        flat.push_back(toPlane(point));
+    }
+    graph.vertices = flat;
+    const std::vector<int> number = Vector::FilterForUniquenessAndIndex(graph.vertices, floor);
+    std::vector<Point> ofVertex(graph.vertices.size());
+    for (std::size_t i = 0; i < rounded.size(); ++i) {
+        const auto vertex = static_cast<std::size_t>(number[i]);
+        if (flat[i] == graph.vertices[vertex]) {
+            ofVertex[vertex] = rounded[i];
+        }
+    }
+    std::vector<std::pair<int, int>> constraints;
+    for (const auto& [start, end] : graph.constraints) {
+        const int from = number[static_cast<std::size_t>(start)];
+        const int to = number[static_cast<std::size_t>(end)];
+        if (from != to) {
+            constraints.emplace_back(from, to);
+        }
+    }
+    graph.constraints = std::move(constraints);
+    return ofVertex;
+}
+
+template <class T>
+IndexedPointsBase<2, T> Tessellated(const std::vector<Loop>& boundaries, const Points<2>& points,
+                                    double tolerance)
+{
+    const double floor = kLengthFloor<T>;
+    PlaneGraph graph = GraphOf(boundaries, points, tolerance, floor);
+    IndexedPointsBase<2, T> mesh;
+    if constexpr (std::is_same_v<T, double>) {
+        mesh.indices = InsideTriangles(graph, floor);
+        mesh.points = std::move(graph.vertices);
+    } else {
+        mesh.points = RoundVertices<VecBase<2, T>>(
+            graph, floor, [&](std::size_t i) { return VecBase<2, T>(graph.vertices[i]); },
+            [](const VecBase<2, T>& point) { return Vec2d(point); });
+        mesh.indices = InsideTriangles(graph, floor);
+    }
+    return mesh;
 }
 
 // --- in space -----------------------------------------------------------------------------------
@@ -209,9 +266,11 @@ bool FindHeights(Heights corners, const Points<2>& points, double floor,
     return true;
 }
 
-IndexedPointsBase<3, double> Tessellated(const std::vector<Points<3>>& boundaries,
-                                         const Points<3>& points, double tolerance, double floor)
+template <class T>
+IndexedPointsBase<3, T> Tessellated(const std::vector<Points<3>>& boundaries,
+                                    const Points<3>& points, double tolerance)
 {
+    const double floor = kLengthFloor<T>;
     if (boundaries.empty() && points.empty()) {
         return {};
     }
@@ -225,36 +284,38 @@ IndexedPointsBase<3, double> Tessellated(const std::vector<Points<3>>& boundarie
     for (const Points<3>& boundary : boundaries) {
         loops.push_back(MapToPlane(plane, boundary, floor, &corners));
     }
-    PlaneMesh flat =
-        Tessellated(loops, MapToPlane(plane, points, floor, nullptr), tolerance, floor);
-    std::vector<double> heights(flat.points.size(), 0.0);
-    if (!corners.areFlat && !FindHeights(std::move(corners), flat.points, floor, heights)) {
+    PlaneGraph graph = GraphOf(loops, MapToPlane(plane, points, floor, nullptr), tolerance, floor);
+    std::vector<double> heights(graph.vertices.size(), 0.0);
+    if (!corners.areFlat && !FindHeights(std::move(corners), graph.vertices, floor, heights)) {
         return {};
     }
-    IndexedPointsBase<3, double> mesh;
-    mesh.indices = std::move(flat.indices);
-    mesh.points.reserve(flat.points.size());
-    for (std::size_t i = 0; i < flat.points.size(); ++i) {
-        mesh.points.push_back(plane.ToSpace(flat.points[i], heights[i]));
+    const auto toSpace = [&](std::size_t i) {
+        return VecBase<3, T>(plane.ToSpace(graph.vertices[i], heights[i]));
+    };
+    IndexedPointsBase<3, T> mesh;
+    if constexpr (std::is_same_v<T, double>) {
+        mesh.indices = InsideTriangles(graph, floor);
+        mesh.points.reserve(graph.vertices.size());
+        for (std::size_t i = 0; i < graph.vertices.size(); ++i) {
+            mesh.points.push_back(toSpace(i));
+        }
+    } else {
+        mesh.points =
+            RoundVertices<VecBase<3, T>>(graph, floor, toSpace, [&](const VecBase<3, T>& point) {
+                const Vec3d mapped = plane.ToPlane(Vec3d(point));
+                return Vec2d(mapped.x(), mapped.y());
+            });
+        mesh.indices = InsideTriangles(graph, floor);
     }
     return mesh;
 }
 
 // --- conversion ---------------------------------------------------------------------------------
 
-template <class To, class From, int D>
-std::vector<VecBase<D, To>> Converted(const std::vector<VecBase<D, From>>& points)
+template <class T, int D>
+Points<D> InDoubles(const std::vector<VecBase<D, T>>& points)
 {
-    std::vector<VecBase<D, To>> converted;
-    converted.reserve(points.size());
-    for (const VecBase<D, From>& point : points) {
-        if constexpr (std::is_same_v<To, From>) {
-            converted.push_back(point);
-        } else {
-            converted.push_back(VecBase<D, To>(point));
-        }
-    }
-    return converted;
+    return Points<D>(points.begin(), points.end());
 }
 
 } // namespace
@@ -268,18 +329,16 @@ TessellateFlatBoundaries(const std::vector<std::vector<VecBase<D, T>>>& boundari
     if (!isUsable(interior) || !std::all_of(boundaries.begin(), boundaries.end(), isUsable)) {
         return {};
     }
-    std::vector<Points<D>> loops;
-    loops.reserve(boundaries.size());
-    for (const std::vector<VecBase<D, T>>& boundary : boundaries) {
-        loops.push_back(Converted<double>(boundary));
-    }
-    IndexedPointsBase<D, double> mesh =
-        Tessellated(loops, Converted<double>(interior), static_cast<double>(tolerance),
-                    static_cast<double>(kLengthFloor<T>));
+    const auto wideTolerance = static_cast<double>(tolerance);
     if constexpr (std::is_same_v<T, double>) {
-        return mesh;
+        return Tessellated<T>(boundaries, interior, wideTolerance);
     } else {
-        return {Converted<T>(mesh.points), std::move(mesh.indices)};
+        std::vector<Points<D>> loops;
+        loops.reserve(boundaries.size());
+        for (const std::vector<VecBase<D, T>>& boundary : boundaries) {
+            loops.push_back(InDoubles(boundary));
+        }
+        return Tessellated<T>(loops, InDoubles(interior), wideTolerance);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <Sorvane/Tessellation_E.h>
 
 #include "triangulation/MonotonePartitioner_Impl.h"
+#include "triangulation/OutlineCrossing_Impl.h"
 #include "triangulation/PlaneMap_Impl.h"
 #include "triangulation/UsablePoints_Impl.h"
 
@@ -11,7 +12,9 @@
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace Velk::Math::Sorvane::Mesh {
 namespace {
@@ -48,9 +51,32 @@ std::vector<int> TriangleIndices(const std::vector<VecBase<2, T>>& p)
     return area > 0 ? std::vector<int>{0, 1, 2} : std::vector<int>{0, 2, 1};
 }
 
+/// Do two sides cross at a point that rounding to `T` and the floor leave apart from all corners?
+template <class T>
+bool CrossesItselfClearly(const std::vector<VecBase<2, T>>& outline)
+{
+    std::vector<Vec2d> points;
+    points.reserve(outline.size());
+    double largest = 0;
+    for (const VecBase<2, T>& point : outline) {
+        points.push_back(Vec2d(point.x(), point.y()));
+        largest = std::max({largest, std::fabs(points.back().x()), std::fabs(points.back().y())});
+    }
+    constexpr double kFloors = 8; // cutting moves a point by no more than two, and rounding
+    const double clearance = kFloors * (static_cast<double>(kLengthFloor<T>) +
+                                        std::numeric_limits<T>::epsilon() * largest);
+    return Impl::FindClearCrossing(points, clearance).isFound;
+}
+
+/// As cutting tells, which may touch every crossing of an outline that runs to and fro and of which
+/// one is enough: crossings that are beyond any doubt of rounding are looked for beforehand.
 template <class T>
 bool MeetsItself(const std::vector<VecBase<2, T>>& outline)
 {
+    constexpr std::size_t kFewSides = 64; // whose crossings are few, too
+    if (outline.size() > kFewSides && CrossesItselfClearly(outline)) {
+        return true;
+    }
     std::vector<Geometry::SegBase<T>> segments = Vector::PointStreamToSegments(outline);
     segments.push_back({outline.back(), outline.front()});
     const std::size_t sides = segments.size();

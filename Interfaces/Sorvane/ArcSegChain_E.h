@@ -20,10 +20,12 @@ namespace Velk::Math::Sorvane::Planar {
 /// a fault.
 template <class T> class SORVANE_API ArcSegBase {
 public:
+    /// What an element can be.
     using Segment = Geometry::SegBase<T>;
     using Arc = Geometry::ArcBase<T>;
 
     ArcSegBase() = default;
+    /// Takes a segment or an arc as it is. Implicit, so that either can stand where an element is asked for.
     ArcSegBase(const Segment& segment) : geometry_(segment) {}
     ArcSegBase(const Arc& arc) : geometry_(arc), alternative_(1) {}
     ArcSegBase(const ArcSegBase&) = default;
@@ -50,6 +52,7 @@ public:
                                   : std::forward<Visitor>(visitor)(*AsArc());
     }
 
+    /// The start of the segment or arc, as it is stored.
     const VecBase<2, T>& StartPoint() const
     {
         return Visit([](const auto& e) -> const VecBase<2, T>& { return e.start; });
@@ -70,6 +73,7 @@ public:
     /// unit vector for any radius. That angle is 0 where center and start are the same point.
     VecBase<2, T> EndTangent() const;
 
+    /// Of the same kind, and equal in every field.
     friend bool operator==(const ArcSegBase& a, const ArcSegBase& b)
     {
         return a.geometry_ == b.geometry_;
@@ -114,6 +118,7 @@ public:
     /// is farther than the tolerance from the chain's end. An empty chain takes any arc.
     bool AppendArc(const VecBase<2, T>& center, const VecBase<2, T>& start, T length);
 
+    /// The same elements in the same order, and the same tolerance.
     friend bool operator==(const PolyArcSegBase& a, const PolyArcSegBase& b)
     {
         return a.elements == b.elements && a.tolerance == b.tolerance;
@@ -122,7 +127,7 @@ public:
 
 /// A chain flattened to points, and which of them each element gave.
 template <class T> struct SORVANE_API PolylineDataBase {
-    std::vector<VecBase<2, T>> points;
+    std::vector<VecBase<2, T>> points; ///< the polyline, a closed one with its first point again at the end
     /// For each element of the chain the half-open range [first, second) of `points` that it gave. The
     /// ranges follow each other without gaps; a point where two elements meet belongs to the earlier.
     std::vector<std::pair<unsigned int, unsigned int>> spans;

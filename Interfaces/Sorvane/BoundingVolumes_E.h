@@ -28,7 +28,9 @@ template <int D, class T> constexpr VecBase<D, T> Uniform(T value)
 /// Empty by default, and then inverted: `min` holds the largest finite T and `max` the most negative
 /// one, so that growing it by a first point gives that point.
 template <int D, class T> struct SORVANE_API AxisAlignedBoundingBox {
+    /// Least coordinate on each axis.
     VecBase<D, T> min = Impl::Uniform<D, T>(std::numeric_limits<T>::max());
+    /// Greatest coordinate on each axis.
     VecBase<D, T> max = Impl::Uniform<D, T>(std::numeric_limits<T>::lowest());
 
     /// Component-wise minimum and maximum with `point`. A NaN replaces the bounds of its axis, and the
@@ -42,7 +44,7 @@ template <int D, class T> struct SORVANE_API AxisAlignedBoundingBox {
     }
 
     /// True when `point` lies no farther than `tolerance` from the closed box (Euclidean, 0 inside).
-    /// False for NaN and for a negative tolerance. Means nothing for an inverted box.
+    /// False for NaN and for a negative tolerance. Not for an inverted box.
     SORVANE_API bool ContainsPoint(const VecBase<D, T>& point, T tolerance) const;
 
     friend constexpr bool operator==(const AxisAlignedBoundingBox&,
@@ -55,7 +57,7 @@ AxisAlignedBoundingBox<D, T> BoxOfPoints(const std::vector<VecBase<D, T>>& point
 
 /// Cell of a loose tree: a square or cube, and how far a loose test may reach beyond it.
 template <int D, class T> struct SORVANE_API RegularBoundingBox {
-    VecBase<D, T> center;
+    VecBase<D, T> center; ///< of the square or cube
     T halfSize{0}; ///< half the edge
     T slack{0};    ///< fraction of `halfSize` by which a loose test may exceed the box
 
@@ -64,8 +66,8 @@ template <int D, class T> struct SORVANE_API RegularBoundingBox {
 
 /// Circle (D = 2) or sphere (D = 3) with its inside. The zero ball stands at the origin with radius 0.
 template <int D, class T> struct SORVANE_API BoundingBall {
-    VecBase<D, T> center;
-    T radius{0};
+    VecBase<D, T> center; ///< of the circle or sphere
+    T radius{0}; ///< 0 for a ball that is a point
 
     friend constexpr bool operator==(const BoundingBall&, const BoundingBall&) = default;
 };

@@ -26,11 +26,13 @@ template <int D, class T, int K, class Node> class QOFTree;
 /// moved: its children and whoever looks at it know its address.
 template <int D, class T, int K> class QOFNode {
 public:
+    /// The types of what a node holds and of its boxes.
     using Content = QOFTreeContent<D, T, K>;
     using Bound = typename Content::Bound;
     using Box = Bounding::AxisAlignedBoundingBox<D, T>;
     using Cell = Bounding::RegularBoundingBox<D, T>;
 
+    /// Children of a node that has any: four in the plane, eight in space.
     static constexpr int kChildCount = 1 << D;
 
     VecBase<D, T> center; ///< of the cell
@@ -42,6 +44,7 @@ public:
     Box contentBox; ///< holds the bounds of everything ever inserted in this subtree; never shrinks
 
     QOFNode() = default;
+    /// A leaf without contents. It is not entered among the children of its parent.
     QOFNode(QOFNode* parentNode, const Cell& cell);
     QOFNode(const QOFNode&) = delete;
     QOFNode& operator=(const QOFNode&) = delete;
@@ -129,13 +132,14 @@ protected:
 /// The root has the null address. Splits end at the deepest address (31 for D = 2, 21 for D = 3).
 template <int D, class T, int K> class QOFAddressableNode : public QOFNode<D, T, K> {
 public:
+    /// The plain node, and the cell that a node is made for.
     using Base = QOFNode<D, T, K>;
     using typename Base::Cell;
 
     /// Depth of the deepest address.
     static constexpr unsigned int kMaxDepth = D == 2 ? 31U : 21U;
 
-    QOFAddress<D> address;
+    QOFAddress<D> address; ///< the null address at the root
     QOFNodeOwner<D>* owner = nullptr; ///< asked for neighbors instead of the node; may be null
 
     QOFAddressableNode() = default;

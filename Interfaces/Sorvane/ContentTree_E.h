@@ -33,6 +33,7 @@ template <int D, class T, int K, class Node> class QOFTree {
     static_assert(std::is_base_of_v<QOFNode<D, T, K>, Node>, "a node of the tree's own kind");
 
 public:
+    /// The types that the tree is made of.
     using NodeType = Node;
     using Content = QOFTreeContent<D, T, K>;
     using Bound = typename Content::Bound;
@@ -42,7 +43,9 @@ public:
     QOFTree(const QOFTree&) = delete;
     QOFTree& operator=(const QOFTree&) = delete;
 
+    /// Looseness of the cells as a fraction of their half size, the same in all nodes.
     T Slack() const { return slack_; }
+    /// The root, of size 0 and without contents until the tree is built.
     const Node& Root() const { return root_; }
     /// Contents that a leaf may have before it is split.
     unsigned int Capacity() const { return capacity_; }
@@ -75,8 +78,9 @@ protected:
     void PrepareRoot(const std::vector<const Content*>& contents, std::size_t count);
 
     /// Root around all items: centered in the box of their bounds, its half size that box's half
-    /// diagonal, its slack half the mean diagonal of the bounds as a fraction of the half size. No
-    /// number comes out as slack when the half size is 0. The half size is larger by a few units in the
+    /// diagonal, its slack half the mean diagonal of the bounds as a fraction of the half size. When
+    /// all items are one and the same point the half size is 0 and the slack NaN, and the root refuses
+    /// every content. The half size is larger by a few units in the
     /// last place when rounding would otherwise make the root refuse a content, as it may when all lie on
     /// one line along an axis.
     template <class Item> static Cell FittedRoot(const Bins::DataPool<Item>& storage)

@@ -10,7 +10,7 @@ namespace Velk::Math::Sorvane::Bounding {
 /// Convex hull in the plane: its vertices, counter-clockwise from the lexicographically least one.
 ///
 /// `sortedUnique`: the caller vouches that `points` has gone through `Vector::FilterForUniqueness`
-/// (lexicographic order, no repeats); the result means nothing otherwise. When false, points within
+/// (lexicographic order, no repeats); the result has no meaning otherwise. When false, points within
 /// 1e-12 (`float` 1e-8) of each other count as one.
 ///
 /// Points on the hull's edges are left out. One or two distinct points come back as they are, in their
@@ -37,8 +37,8 @@ std::vector<VecBase<2, T>> ConvexHull(const std::vector<VecBase<2, T>>& points, 
 /// Closed and, in exact arithmetic, convex; vertices are input points bit for bit, in their order once
 /// filtered. No point lies farther outside than 1e-11 (`float` 1e-7) times the longest edge of the first
 /// simplex, which is about as long as the set is wide; a set that is no thicker than that has no hull.
-/// Points inside a flat side or edge are left out where they are flat exactly, and may stay vertices
-/// where only up to rounding. Points that are not finite are left out. Quickhull of C. B. Barber, D. P.
+/// Points in the interior of a face or edge of the hull are left out where they lie on it exactly, and may
+/// stay vertices where they do so only up to rounding. Points that are not finite are left out. Quickhull of C. B. Barber, D. P.
 /// Dobkin and H. Huhdanpaa (1996), O(n log n) but for contrived sets; O(n) where most of the points
 /// lie well inside.
 template <class T>

@@ -27,6 +27,7 @@ public:
     /// Goes over the occupied slots, ascending; `Index` is the item's number.
     template <bool IsConst> class BasicIterator {
     public:
+        /// The pool, and the five types that the standard library asks of an iterator.
         using Pool = std::conditional_t<IsConst, const DataPool, DataPool>;
         using iterator_category = std::forward_iterator_tag;
         using value_type = Item;
@@ -35,24 +36,30 @@ public:
         using reference = std::conditional_t<IsConst, const Item&, Item&>;
 
         BasicIterator() = default;
+        /// At the first occupied slot from `index` on, or at the end.
         BasicIterator(Pool* pool, std::int32_t index) : pool_(pool), index_(index) { SkipFree(); }
 
+        /// The item.
         reference operator*() const { return pool_->SlotAt(index_).item; }
         pointer operator->() const { return &**this; }
+        /// The number of the item, as `Add` told it.
         std::int32_t Index() const { return index_; }
 
+        /// Goes on to the next occupied slot.
         BasicIterator& operator++()
         {
             ++index_;
             SkipFree();
             return *this;
         }
+        /// The same, and gives the iterator as it was.
         BasicIterator operator++(int)
         {
             const BasicIterator before = *this;
             ++*this;
             return before;
         }
+        /// At the same slot; only iterators of one pool are compared.
         friend bool operator==(const BasicIterator& a, const BasicIterator& b)
         {
             return a.index_ == b.index_;
@@ -72,6 +79,7 @@ public:
         Pool* pool_ = nullptr;
         std::int32_t index_ = 0;
     };
+    /// Iterators that let an item be changed, and that do not.
     using Iterator = BasicIterator<false>;
     using ConstIterator = BasicIterator<true>;
 
@@ -79,6 +87,7 @@ public:
     // A copy would have other addresses than those that were handed out; a move keeps them.
     DataPool(const DataPool&) = delete;
     DataPool& operator=(const DataPool&) = delete;
+    /// Takes over the blocks, so that items keep their addresses; the other pool is empty afterward.
     DataPool(DataPool&& other) noexcept { Swap(other); }
     DataPool& operator=(DataPool&& other) noexcept
     {
@@ -111,7 +120,7 @@ public:
     }
 
     /// Frees the item's number; false for a number that names no item. The item itself stays as it is
-    /// until its slot is used again, and whoever still points at it must let go before. O(1).
+    /// until its slot is used again, and pointers to it must not be used from then on. O(1).
     bool Remove(std::int32_t index)
     {
         if (!Holds(index)) {
@@ -135,6 +144,7 @@ public:
         return Holds(index) ? &SlotAt(index).item : nullptr;
     }
 
+    /// The occupied slots, ascending by number.
     Iterator begin() { return {this, 0}; }
     Iterator end() { return {this, lastIndex_ + 1}; }
     ConstIterator begin() const { return {this, 0}; }
@@ -151,7 +161,9 @@ public:
         return true;
     }
 
+    /// Slots of the blocks made from now on.
     std::uint32_t BlockSize() const { return blockSize_; }
+    /// Blocks made so far; a block is never given back while the pool lives.
     std::size_t BlockCount() const { return blocks_.size(); }
     /// The highest number dealt so far, of an item that may have been removed; -1 for none.
     std::int32_t LastIndex() const { return lastIndex_; }

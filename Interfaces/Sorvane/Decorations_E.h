@@ -10,27 +10,37 @@ namespace Velk::Math::Sorvane::HalfEdge {
 
 /// A piece of data with a state to go back to. A new one is in that state.
 struct SORVANE_API ITopologyDecoration {
+    ITopologyDecoration() = default;
+    ITopologyDecoration(const ITopologyDecoration&) = default;
+    ITopologyDecoration& operator=(const ITopologyDecoration&) = default;
+
+    /// Back to the state of a new one.
     virtual void Reset() = 0;
+    /// The same for everything that the decoration is made of.
     virtual void ResetAll() { Reset(); }
+    virtual ~ITopologyDecoration() = default;
 };
 
 namespace Decorations {
 
 /// The node or edge lies on a feature and is to be kept.
 struct SORVANE_API Deco_bool_feature : ITopologyDecoration {
-    bool feature = false;
+    bool feature = false; ///< true on a feature
+    /// Not a feature.
     void Reset() override { feature = false; }
 };
 
 /// The input tag of a face.
 struct SORVANE_API Deco_uchar_tag : ITopologyDecoration {
-    unsigned char tag = 0;
+    unsigned char tag = 0; ///< whatever the host means by it
+    /// Tag 0.
     void Reset() override { tag = 0; }
 };
 
 /// Greatest principal curvature in magnitude at a node, or the value on an edge; one over length.
 struct SORVANE_API Deco_double_maxk : ITopologyDecoration {
-    double maxk = 0.0;
+    double maxk = 0.0; ///< curvature, one over the unit of length
+    /// Curvature 0.
     void Reset() override { maxk = 0.0; }
 };
 
@@ -50,7 +60,8 @@ struct SORVANE_API QuadricErrorFunction {
 
 /// Accumulated error quadric of a node.
 struct SORVANE_API Deco_qef_qef : ITopologyDecoration {
-    QuadricErrorFunction qef;
+    QuadricErrorFunction qef; ///< empty in a new record
+    /// The empty quadric.
     void Reset() override { qef = {}; }
 };
 
@@ -61,21 +72,21 @@ namespace Impl {
 /// The node or edge was there before the current step of a subdivision. A record counts as old
 /// until that step says otherwise.
 struct SORVANE_API Deco_bool_old : ITopologyDecoration {
-    bool old = true;
+    bool old = true; ///< false for what the current step has made
+    /// Old.
     void Reset() override { old = true; }
 };
 
 } // namespace Impl
 
-/// A list of decorations as one base class; each may occur once.
+/// A list of decorations as one base class; each may occur once. The list may be empty.
 template <class... Decos>
 struct SORVANE_API DecorationPacket : Decos... {
-    static_assert(sizeof...(Decos) > 0, "a record without decorations is its base record");
-
     DecorationPacket() = default;
     DecorationPacket(const DecorationPacket&) = default;
     DecorationPacket& operator=(const DecorationPacket&) = default;
 
+    /// Resets each decoration of the list, in its order.
     void Reset() override { (Decos::Reset(), ...); }
     /// `Reset`, and the second and later decorations once more.
     void ResetAll() override
@@ -84,6 +95,19 @@ struct SORVANE_API DecorationPacket : Decos... {
         bool isFirst = true;
         ((isFirst ? void(isFirst = false) : Decos::Reset()), ...);
     }
+    ~DecorationPacket() override = default;
+};
+
+/// No decorations: nothing to reset.
+template <>
+struct SORVANE_API DecorationPacket<> {
+    DecorationPacket() = default;
+    DecorationPacket(const DecorationPacket&) = default;
+    DecorationPacket& operator=(const DecorationPacket&) = default;
+
+    /// Nothing to do.
+    virtual void Reset() {}
+    virtual void ResetAll() {}
     virtual ~DecorationPacket() = default;
 };
 
@@ -110,14 +134,20 @@ struct SORVANE_API DHVertex : DecoratedTopology<HVertex<D, double>, Decos...> {
 
 /// The records of the library's own algorithms.
 namespace Records {
+/// An edge that may be a feature.
 using FeatureEdge = DecoratedTopology<HEdge, Decorations::Deco_bool_feature>;
+/// A face with its input tag.
 using TaggedFace = DecoratedTopology<HFace, Decorations::Deco_uchar_tag>;
+/// A node at a position that may be on a feature.
 template <int D>
 using FeatureVertex = DHVertex<D, Decorations::Deco_bool_feature>;
+/// A node that may be on a feature, with the curvature there; and an edge likewise.
 using CurvatureVertex = DHVertex<3, Decorations::Deco_bool_feature, Decorations::Deco_double_maxk>;
 using CurvatureEdge =
     DecoratedTopology<HEdge, Decorations::Deco_bool_feature, Decorations::Deco_double_maxk>;
+/// A node with the quadric that decimation and dual contouring gather there.
 using QuadricVertex = DHVertex<3, Decorations::Deco_bool_feature, Decorations::Deco_qef_qef>;
+/// A node and an edge that know whether the current step of a subdivision made them.
 using SubdivisionVertex = DHVertex<3, Impl::Deco_bool_old, Decorations::Deco_bool_feature>;
 using SubdivisionEdge =
     DecoratedTopology<HEdge, Impl::Deco_bool_old, Decorations::Deco_bool_feature>;

@@ -5,7 +5,8 @@
 // "Software for C1 surface interpolation", 1977). A constraint that is no edge yet clears the
 // triangles it crosses, and the two cavities beside it are filled again (compare M. V. Anglada, "An
 // improved incremental algorithm for constructing restricted Delaunay triangulations", 1997). What
-// lies outside the constraints is told by a flood that changes sides at each of them.
+// lies outside the constraints is found by a flood from the outer triangle that changes between outside and
+// inside at each constraint.
 #pragma once
 
 #include <Sorvane/TriangleMesh_E.h>
@@ -21,12 +22,13 @@ namespace Impl {
 class CornerTable;
 } // namespace Impl
 
-/// A record that is deleted forgets what it was marked with: its slot is used again.
+/// A node of the mesher. A record that is deleted forgets what it was marked with: its slot is used again.
 template <class T>
 struct SORVANE_API DelaunayNode : HVertex<2, T> {
     bool fromInput = false; ///< made from the point list; false for the outer nodes
 
     using HVertex<2, T>::HVertex;
+    /// Deletes the record and clears the mark.
     void Invalidate() override
     {
         HVertex<2, T>::Invalidate();
@@ -34,9 +36,11 @@ struct SORVANE_API DelaunayNode : HVertex<2, T> {
     }
 };
 
+/// A half-edge of the mesher.
 struct SORVANE_API DelaunayEdge : HEdge {
     bool constrained = false; ///< a constraint; both twins carry it
 
+    /// Deletes the record and clears the mark.
     void Invalidate() override
     {
         HEdge::Invalidate();
@@ -44,9 +48,11 @@ struct SORVANE_API DelaunayEdge : HEdge {
     }
 };
 
+/// A triangle of the mesher.
 struct SORVANE_API DelaunayFacet : HFace {
     int region = 0; ///< 0 unset, 1 inside, 2 outside
 
+    /// Deletes the record and clears the mark.
     void Invalidate() override
     {
         HFace::Invalidate();
@@ -56,9 +62,15 @@ struct SORVANE_API DelaunayFacet : HFace {
 
 /// What a point was found on: a node, an edge, a face, or nothing.
 struct SORVANE_API DelaunayLocation {
-    enum class Kind { Nowhere, Node, Edge, Face };
-    Kind kind = Kind::Nowhere;
-    int index = -1;
+    /// What kind of record it is.
+    enum class Kind {
+        Nowhere, ///< outside, or not finite
+        Node,    ///< within the floor of a node
+        Edge,    ///< within the floor of an edge
+        Face     ///< inside a face
+    };
+    Kind kind = Kind::Nowhere; ///< of the record
+    int index = -1;            ///< its subscript, -1 for `Nowhere`
 };
 
 /// Call order: construct, set `points`, `Triangulate`, any number of `InsertEdge`, `ExtractMesh`.
@@ -72,6 +84,7 @@ struct SORVANE_API DelaunayLocation {
 template <class Node, class Edge, class Facet>
 class DelaunayMesher : public TriangleMesh<Node, Edge, Facet> {
 public:
+    /// The mesh beneath, its points and its coordinates.
     using Base = TriangleMesh<Node, Edge, Facet>;
     using Point = decltype(Node{}.position);
     using T = typename Point::value_type;
@@ -83,7 +96,7 @@ public:
     bool noConstraints = true;         ///< the hull bounds the result; for the caller to clear
     T flipTolerance = 0;               ///< slack of the in-circle test, radians
     T minDoubleArea = kLengthFloor<T>; ///< half the doubled area of the least face to be split
-    T reservedTolerance = kLengthFloor<T>;
+    T reservedTolerance = kLengthFloor<T>; ///< not used
     std::vector<Point> points; ///< the input
     int hintFace = -1;         ///< where the next location begins
 
@@ -130,7 +143,9 @@ public:
     /// `Mesh::LocallyDelaunayEdge` of the edge; an edge without two triangles is Delaunay.
     bool IsLocallyDelaunay(int halfEdge, T tolerance) const;
 
+    /// Gives each face its region.
     void ClassifyRegions();
+    /// Deletes the three outer nodes and all faces at them.
     void RemoveOuterTriangle();
     /// Deletes the faces of other regions than 1; true when there were any.
     bool RemoveNonInterior();
@@ -144,18 +159,21 @@ protected:
     /// Edges crossed by a segment, the faces between them, and the nodes on either side, in order
     /// along it.
     struct Channel {
-        std::vector<int> faces;
-        std::vector<int> edges;
-        std::vector<int> left;
-        std::vector<int> right;
+        std::vector<int> faces; ///< crossed, in order
+        std::vector<int> edges; ///< between them
+        std::vector<int> left;  ///< nodes on the left
+        std::vector<int> right; ///< nodes on the right
     };
 
+    /// A step of the library's own.
     static constexpr int kOuterNodes = 3;
     static bool IsOuter(int node) { return node >= 0 && node < kOuterNodes; }
 
+    /// A step of the library's own.
     Vec2d At(int node) const { return ToDouble(NodeAt(node).position); }
     static Vec2d ToDouble(const Point& p) { return Vec2d(p.x(), p.y()); }
 
+    /// A step of the library's own.
     void MakeOuterTriangle();
     bool InsertFrom(std::size_t first, const std::vector<int>& near);
     std::size_t InsertPlainPoints(const std::vector<int>& near);
@@ -165,19 +183,24 @@ protected:
     void EnterNodePairs();
     int PseudoRandomFace(int face) const;
 
+    /// A step of the library's own.
     DelaunayLocation WalkStraight(const Vec2d& p) const;
     DelaunayLocation WalkByClosestPoints(const Point& point) const;
     DelaunayLocation Classify(int face, const Vec2d& p) const;
     int PivotFace(int node, int face, const Vec2d& p) const;
 
+    /// A step of the library's own.
     int InsertInFace(int face, const Point& point);
     int InsertOnEdge(int halfEdge, const Point& point);
+    bool IsStrictlyInside(int face, const Point& point) const;
+    int SplitFaceAtPoint(int face, const Point& point);
     int SplitEdgeAtPoint(int halfEdge, const Point& point);
     bool MustFlip(int halfEdge) const;
     void LinkTriangle(int face, int first, int second, int third);
     std::array<int, 4> QuadOf(int halfEdge) const;
     bool IsStrictlyFlippable(int halfEdge) const;
 
+    /// A step of the library's own.
     bool IsConstrained(int halfEdge) const;
     void SetConstrained(int halfEdge, bool constrained);
     bool FindChannel(int a, int b, Channel& channel) const;
@@ -190,6 +213,7 @@ protected:
     int BestApex(const std::vector<int>& loop, int first, int last) const;
     bool AddCavityTriangle(int a, int b, int c);
 
+    /// A step of the library's own.
     void CloseHullPockets();
     bool ClosePocketAt(int node, std::vector<int>& neighbors);
     void LegalizeEdges(std::vector<int>& halfEdges);
@@ -197,7 +221,7 @@ protected:
     int FirstInnerEdge(int node) const;
     void Detach(int face);
 
-    std::vector<std::pair<int, int>> edgesToCheck_; // of `Legalize`: half-edge, face
+    std::vector<std::pair<int, int>> edgesToCheck_; ///< of `Legalize`: half-edge, face
 };
 
 // clang-format off

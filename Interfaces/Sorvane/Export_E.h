@@ -1,17 +1,4 @@
-// SORVANE_API: marks what a host may call. The library is compiled with hidden visibility, so a
-// declaration without the macro stays private to it.
-// SORVANE_LOCAL: takes a member template of a marked class out again, whose instances are the library's
-// own business.
+// The export macro of the library; it stands with the math base, whose headers need it too.
 #pragma once
 
-#if defined(_WIN32)
-#if defined(SORVANE_BUILDING)
-#define SORVANE_API __declspec(dllexport)
-#else
-#define SORVANE_API __declspec(dllimport)
-#endif
-#define SORVANE_LOCAL
-#else
-#define SORVANE_API __attribute__((visibility("default")))
-#define SORVANE_LOCAL __attribute__((visibility("hidden")))
-#endif
+#include <Velk/Export_E.h>

@@ -9,6 +9,9 @@
 
 namespace Velk::Math::Sorvane::HalfEdge {
 
+template <class Node, class Edge, class Face>
+class HMesh;
+
 /// What stands in a field that holds no subscript.
 inline constexpr int kNoFace = -1;  ///< the half-edge runs along a boundary
 inline constexpr int kNotSet = -2;  ///< not set yet, or not found
@@ -23,17 +26,28 @@ struct SORVANE_API HNode {
     HNode(const HNode&) = default;
     HNode& operator=(const HNode&) = default;
 
+    /// Marks the record as deleted. A derived record resets its own data too.
     virtual void Invalidate() { edge = kDeleted; }
+    /// Has the record been deleted?
     virtual bool IsInvalid() const { return edge == kDeleted; }
     virtual ~HNode() = default;
+
+private:
+    template <class Node, class Edge, class Face>
+    friend class HMesh;
+
+    // Number of edges at the node, kept by its mesh, which tells it as `Degree`. It takes the room
+    // that alignment leaves behind `edge`.
+    int degree_ = 0;
 };
 
 /// A node with a position.
 template <int D, class T>
 struct SORVANE_API HVertex : HNode {
-    VecBase<D, T> position;
+    VecBase<D, T> position; ///< in the caller's unit of length
 
     HVertex() = default;
+    /// A node at a position, without edges yet.
     explicit HVertex(const VecBase<D, T>& at) : position(at) {}
 };
 
@@ -49,7 +63,9 @@ struct SORVANE_API HEdge {
     HEdge(const HEdge&) = default;
     HEdge& operator=(const HEdge&) = default;
 
+    /// Marks the record as deleted. A derived record resets its own data too.
     virtual void Invalidate() { node = twin = next = prev = face = kDeleted; }
+    /// Has the record been deleted?
     virtual bool IsInvalid() const { return twin == kDeleted && node == kDeleted; }
     virtual ~HEdge() = default;
 };
@@ -62,7 +78,9 @@ struct SORVANE_API HFace {
     HFace(const HFace&) = default;
     HFace& operator=(const HFace&) = default;
 
+    /// Marks the record as deleted. A derived record resets its own data too.
     virtual void Invalidate() { edge = kDeleted; }
+    /// Has the record been deleted?
     virtual bool IsInvalid() const { return edge == kDeleted; }
     virtual ~HFace() = default;
 };

@@ -20,8 +20,8 @@ namespace Velk::Math::Sorvane::Mesh {
 /// which the triple runs counter-clockwise. Indices are trusted: an operation does not check that they
 /// are in range unless its comment says so.
 template <int D, class T> struct SORVANE_API IndexedPointsBase {
-    std::vector<VecBase<D, T>> points;
-    std::vector<int> indices;
+    std::vector<VecBase<D, T>> points; ///< in any order; not all of them need be used
+    std::vector<int> indices;          ///< three for each triangle
 
     friend bool operator==(const IndexedPointsBase&, const IndexedPointsBase&) = default;
 };
@@ -35,22 +35,23 @@ template <int D, class T> bool IsEmpty(const IndexedPointsBase<D, T>& mesh)
 
 /// Three subscripts of a mesh's points and, unless Tag is `void`, a tag after them.
 template <class Tag> struct SORVANE_API TaggedTriangle {
-    std::array<int, 3> indices = {};
-    Tag tag = {};
+    std::array<int, 3> indices = {}; ///< of the corners, in the order of the orientation
+    Tag tag = {};                    ///< whatever the host means by it
 
     friend constexpr bool operator==(const TaggedTriangle&, const TaggedTriangle&) = default;
 };
 
+/// A triangle without a tag.
 template <> struct SORVANE_API TaggedTriangle<void> {
-    std::array<int, 3> indices = {};
+    std::array<int, 3> indices = {}; ///< of the corners, in the order of the orientation
 
     friend constexpr bool operator==(const TaggedTriangle&, const TaggedTriangle&) = default;
 };
 
 /// Indexed triangles that carry a tag each. Tag is `void`, `int` or `unsigned long long`.
 template <int D, class T, class Tag> struct SORVANE_API IndexedTrianglesBase {
-    std::vector<VecBase<D, T>> points;
-    std::vector<TaggedTriangle<Tag>> triangles;
+    std::vector<VecBase<D, T>> points;          ///< in any order; not all of them need be used
+    std::vector<TaggedTriangle<Tag>> triangles; ///< in the order of their numbers
 
     friend bool operator==(const IndexedTrianglesBase&, const IndexedTrianglesBase&) = default;
 };
@@ -62,6 +63,7 @@ template <int D, class T> using TriangleSoup = std::vector<Triangle<D, T>>;
 /// Position in a run of index triples. Borrows the indices; dereferencing gives the triple.
 class SORVANE_API TriangleConstIterator {
 public:
+    /// The five types that the standard library asks of an iterator.
     using iterator_category = std::forward_iterator_tag;
     using value_type = std::array<int, 3>;
     using difference_type = std::ptrdiff_t;
@@ -69,19 +71,23 @@ public:
     using reference = value_type;
 
     TriangleConstIterator() = default;
+    /// At the triple whose first index is `*first`.
     explicit TriangleConstIterator(const int* first) : indices(first) {}
     TriangleConstIterator(const TriangleConstIterator&) = default;
     TriangleConstIterator& operator=(const TriangleConstIterator&) = default;
     virtual ~TriangleConstIterator();
 
+    /// The triple.
     std::array<int, 3> operator*() const { return {indices[0], indices[1], indices[2]}; }
 
+    /// Goes on to the next triple.
     TriangleConstIterator& operator++()
     {
         indices += 3;
         return *this;
     }
 
+    /// The same, and gives the iterator as it was.
     TriangleConstIterator operator++(int)
     {
         TriangleConstIterator before = *this;
@@ -89,6 +95,7 @@ public:
         return before;
     }
 
+    /// At the same place in memory.
     friend bool operator==(const TriangleConstIterator& a, const TriangleConstIterator& b)
     {
         return a.indices == b.indices;
@@ -113,6 +120,7 @@ public:
     TripleIndexWrapper& operator=(const TripleIndexWrapper&) = default;
     virtual ~TripleIndexWrapper();
 
+    /// The first triple, and the place behind the last one.
     TriangleConstIterator begin() const { return TriangleConstIterator(first_); }
     TriangleConstIterator end() const { return last_; }
 
@@ -131,11 +139,13 @@ private:
 /// long`). Borrows the mesh: an object that copies its mesh has to make a new wrapper for the copy.
 template <int D, class T> class SORVANE_API TriangleIndexWrapper : public TripleIndexWrapper {
 public:
+    /// The triples of `mesh`, which must outlive the wrapper.
     explicit TriangleIndexWrapper(const IndexedPointsBase<D, T>& mesh);
     TriangleIndexWrapper(const TriangleIndexWrapper&) = default;
     TriangleIndexWrapper& operator=(const TriangleIndexWrapper&) = default;
     ~TriangleIndexWrapper() override;
 
+    /// The mesh itself.
     const IndexedPointsBase<D, T>& Mesh() const { return *mesh_; }
 
 private:
@@ -169,7 +179,8 @@ template <int D, class T> void Append(TriangleSoup<D, T>& soup, const TriangleSo
 
 /// Adds the points and triangles of `other`, without merging: its indices move up by the number of
 /// points that were there. No effect when both are the same object or `other` has no points or no
-/// indices; a mesh without both becomes a copy of `other`. Amortised O(size of `other`).
+/// indices; a mesh without both becomes a copy of `other`. Where memory runs out the mesh is as it was.
+/// Amortized O(size of `other`).
 template <int D, class T>
 void Append(IndexedPointsBase<D, T>& mesh, const IndexedPointsBase<D, T>& other);
 
@@ -195,8 +206,8 @@ namespace Velk::Math::Sorvane {
 /// The rings of points: ring 0 is the profile, each further ring the ring before it turned by 2 pi / n,
 /// right-handed about the axis, with n >= 1 rings such that the chord at the profile's greatest radius
 /// stays within `tolerance` (`Geometry::AngleStep`). Each turn maps p to rotation (p - c - c) + c for
-/// the axis point c: the ordinary rotation for an axis through the origin, and a ring that walks away
-/// for any other. Point i of ring r has the number r m + i, m being the size of the profile.
+/// the axis point c: the ordinary rotation for an axis through the origin; for any other axis each
+/// ring is shifted besides. Point i of ring r has the number r m + i, m being the size of the profile.
 ///
 /// For each range (first, last) of profile points, last clipped to the profile, and each ring b with the
 /// ring q before it (the last one before ring 0), each step j of the profile gives the triangles

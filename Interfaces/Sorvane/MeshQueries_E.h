@@ -96,12 +96,16 @@ std::vector<T> CreaseAngles(const IndexedPointsBase<3, T>& mesh, bool isSigned);
 /// Makes the triangles of a connected mesh run alike, by turning those in the minority; true when any was
 /// turned. A triangle is turned by exchanging its second and third index.
 ///
-/// Walks breadth first over `NeighborFacets` from triangle 0 and compares each triangle with its
-/// neighbors. False, with the mesh as it was, when all agree, and without points, without indices, or
-/// when the indices don't come in threes. Only the component of triangle 0 is walked, but the majority is
-/// taken over all triangles: those of other components count as right, and are turned with the rest
-/// where more than half of all triangles are marked. A side from a node to itself tells nothing and isn't
-/// walked across. On a mesh that can't be oriented the walk's order decides. O(n).
+/// Walks breadth first over `NeighborFacets` from the first triangle and compares each triangle with
+/// its neighbors. False, with the mesh as it was, when all agree, and without points, without indices, or
+/// when the indices don't come in threes. Only the component of the first triangle is walked, but the
+/// majority is taken over all triangles: those of other components count as right, and are turned with the
+/// rest where more than half of all triangles are marked. On a mesh that can't be oriented the walk's order
+/// decides. O(n).
+///
+/// A triangle that names a point twice, as every weld makes them, has no orientation. It stays as it is,
+/// and the others come out as they would if it were not there: neither the first triangle, nor a neighbor,
+/// nor part of the count is ever one of these.
 template <int D, class T> bool MatchNormals(IndexedPointsBase<D, T>& mesh);
 
 // --- order of the points --------------------------------------------------------------------------

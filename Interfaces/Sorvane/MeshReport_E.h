@@ -1,8 +1,9 @@
 // How healthy a mesh is: defective triangles, edges that do not join two triangles, size and center,
-// and how far the open boundaries of its pieces lie apart.
+// and how far the open boundaries of its components lie apart.
 //
-// Triangles are numbered from 0; side k of a triangle runs from its corner k to its corner k + 1, and a
-// *slot* is the number 3t + k of side k of triangle t, its place in the indices of the welded mesh.
+// Triangles are numbered from 0. Edge k of a triangle runs from its corner k to its corner k + 1, and its
+// *slot* is the number 3t + k, its place in the indices of the welded mesh. Slots between the same two
+// points, whichever way they run, belong to one edge of the mesh: two on an ordinary inner edge.
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>
@@ -21,12 +22,12 @@ template <class T> struct SORVANE_API MeshReport {
     /// Reserved, always empty.
     std::vector<int> unassigned;
 
-    /// Every side on an edge of three or more sides: edge by edge in the order in which the edges first
-    /// appear, and in triangle order within an edge.
+    /// The slots of each edge that has three or more of them: edge by edge in the order in which the
+    /// edges first appear, and in triangle order within an edge.
     std::vector<int> nonManifoldSlots;
 
     /// Triangles that run an edge in the same direction as another one does, without those that have a
-    /// side in `nonManifoldSlots`. Ascending. Which of the two is wrong can't be told from the edge:
+    /// slot in `nonManifoldSlots`. Ascending. Which of the two is wrong can't be told from the edge:
     /// both are listed, so a single turned triangle brings its neighbors with it.
     std::vector<int> misorientedTriangles;
 
@@ -37,21 +38,20 @@ template <class T> struct SORVANE_API MeshReport {
     /// Triangles whose normal points against that of a neighbor, within 2.5 degrees. Ascending.
     std::vector<int> foldedTriangles;
 
-    /// One side for each edge that has not exactly two, the first one. Ascending. Edges of one side are
-    /// the mesh's boundary, the others are those of `nonManifoldSlots`.
+    /// The first slot of each edge that has not exactly two. Ascending. Edges of one slot are the mesh's
+    /// boundary, the others are those of `nonManifoldSlots`.
     std::vector<int> openSlots;
 
-    /// Means over all sides of triangles (an inner edge counts twice), and over all triangles. NaN
-    /// without triangles.
+    /// Means over all slots (an inner edge counts twice), and over all triangles. NaN without triangles.
     T meanEdgeLength = 0;
     T meanTriangleArea = 0;
 
     /// Signed volume between the triangles and the origin: that of the body for a closed mesh, positive
-    /// when it is wound outward. An open mesh's depends on where it lies.
+    /// when it is wound outward. The volume of an open mesh depends on where it lies.
     T volume = 0;
 
     /// Center of that volume, the same for a body turned inside out; NaN when `volume` is exactly 0.
-    /// Where it is 0 but for rounding, as of a slanted sheet, the center means nothing.
+    /// Where the volume is 0 but for rounding, as that of a slanted sheet, the center has no meaning.
     VecBase<3, T> centroid;
 
     friend bool operator==(const MeshReport&, const MeshReport&) = default;
@@ -59,10 +59,10 @@ template <class T> struct SORVANE_API MeshReport {
 
 /// What `CheckGaps` finds.
 struct SORVANE_API GapReport {
-    /// The last boundary point of the last piece. Not where the gap is.
+    /// The last boundary point of the last component. This is not where the gap is.
     VecBase<3, double> location;
 
-    /// The greatest distance from a boundary point of one piece to the boundaries of the other pieces.
+    /// The greatest distance from a boundary point of one component to the boundaries of the others.
     double gap = 0;
 
     /// True when no half-edge mesh can be made; the other fields are zero then.
@@ -73,18 +73,18 @@ struct SORVANE_API GapReport {
 
 /// Welds a soup with `tolerance` (`Mesh::IndexedPointsFromSoup`) and examines the result.
 ///
-/// - Sides are counted by edge. A side from a point to itself is an edge of its own, and a triangle
-///   with two corners on one point has its two other sides on one edge.
-/// - A height is the distance of a corner from the opposite side as a segment, so that none of a
-///   triangle's heights exceeds its shortest side at that corner.
+/// - Slots are counted by edge. A slot from a point to itself is an edge of its own, and a triangle with
+///   two corners on one point has its two other slots on one edge.
+/// - A height is the distance of a corner from the opposite edge as a segment, so that none of a
+///   triangle's heights exceeds its shorter edge at that corner.
 /// - Normals are those of `Mesh::Normals`: a triangle of next to no area has none and is not folded.
-///   Neighbors are those of `Mesh::NeighborFacets`. Two coincident triangles wound oppositely are
-///   folded, wound alike they are misoriented.
+///   Neighbors are those of `Mesh::NeighborFacets`. Two coincident triangles are folded when they are
+///   wound oppositely, and misoriented when they are wound alike.
 /// - With a negative or NaN tolerance nothing is welded, and only triangles that name a point twice
 ///   are degenerate.
 /// - A corner that is not finite makes measures of the whole mesh not finite and its own triangle
 ///   neither degenerate (unless its two other corners are one point) nor folded. It is welded to
-///   nothing, so its sides are open.
+///   nothing, so its edges are open.
 ///
 /// Lengths in the soup's unit. Areas are those of `Mesh::Areas`; heights, lengths and volumes are taken
 /// in `double`, and all sums are `double` and rounded once. Parallel;
@@ -92,18 +92,18 @@ struct SORVANE_API GapReport {
 template <class T>
 MeshReport<T> CheckMesh(const std::vector<std::array<VecBase<3, T>, 3>>& soup, T tolerance);
 
-/// How far the open boundaries of the pieces of a mesh lie from each other, as a measure of how badly a
-/// model that should be one closed body is broken.
+/// How far the open boundaries of the components of a mesh lie from each other, as a measure of how badly
+/// a model that should be one closed body is broken.
 ///
-/// A piece is a set of triangles connected across edges; pieces that only touch in a point are two.
-/// Points are not welded. Of each boundary point the distance to the nearest boundary segment of any other
-/// piece is taken, and `gap` is the greatest of these. So it is not the width of the crack: two unit
-/// squares side by side, 0.5 apart, have their far sides 1.5 apart.
+/// A component is a set of triangles connected across edges; two that only touch in a point are two. Points
+/// are not welded. Of each boundary point the distance to the nearest boundary segment of any other
+/// component is taken, and `gap` is the greatest of these. So it is not the width of the crack: two unit
+/// squares beside each other, 0.5 apart, have a gap of 1.5, between their far edges.
 ///
-/// A boundary point for which there is no other piece with a boundary counts with the square root of the
-/// greatest finite number, 1.34e154: such is the gap of a single open piece. A closed mesh and an empty
-/// one have gap 0 and `location` at the origin. Points that are not finite are like points without a
-/// partner, and segments with such an end are nobody's partner.
+/// A boundary point for which there is no other component with a boundary counts with the square root of
+/// the greatest finite number, 1.34e154: this is the gap of a single open component. A closed mesh and an
+/// empty one have gap 0 and `location` at the origin. A boundary point that is not finite counts in the
+/// same way, and a boundary segment with such an end is near no other point.
 ///
 /// `invalidMesh` is set when the number of indices is not a multiple of 3 or the boundaries can't be
 /// linked (`HalfEdge::TriangleMesh::LinkBoundaryEdges`), as where three fans of triangles meet in one

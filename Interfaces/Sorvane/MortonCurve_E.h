@@ -67,7 +67,7 @@ SORVANE_API std::vector<VecBase<3, double>> Decode3D(const std::vector<unsigned 
 SORVANE_API MatBase<4, 2, double> Decode2D(const VecBase<4, unsigned long long>& codes);
 SORVANE_API MatBase<8, 3, double> Decode3D(const VecBase<8, unsigned long long>& codes);
 
-/// The code without the bits below the top `depth` groups; as it came for a depth of 31 (21) or more.
+/// The code without the bits below the top `depth` groups; unchanged for a depth of 31 (21) or more.
 /// Bits above the first group stay.
 template <int D> unsigned long long Truncate(unsigned long long code, unsigned int depth);
 

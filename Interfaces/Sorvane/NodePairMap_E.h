@@ -47,11 +47,23 @@ public:
 
     /// The number of the pair, or null.
     SORVANE_API const int* Find(const NodePair& pair) const;
-    /// Enters a pair that is not there.
-    SORVANE_API void Add(const NodePair& pair, int value);
+    /// Makes room for so many pairs more. Where there is no memory for it nothing has changed.
+    void Prepare(std::size_t more)
+    {
+        if ((size_ + more) * 2 > slots_.size()) { // at most every second slot is taken
+            MakeRoom(more);
+        }
+    }
+    /// Enters a pair that is not there, into room that is there.
+    SORVANE_API void Add(const NodePair& pair, int value) noexcept;
     /// Erases the pair if it is there with this number; whether it was.
     SORVANE_API bool Erase(const NodePair& pair, int value);
     SORVANE_API void Clear();
+    /// Can the other be assigned without a need of memory?
+    bool HasRoomFor(const NodePairHash& other) const
+    {
+        return other.slots_.size() <= slots_.capacity();
+    }
     void Swap(NodePairHash& other) noexcept
     {
         slots_.swap(other.slots_);
@@ -87,7 +99,7 @@ private:
     std::size_t Home(int low, int high) const;
     std::size_t Locate(int low, int high) const;
     void CloseGap(std::size_t gap);
-    void Rehash(std::size_t slotCount);
+    SORVANE_API void MakeRoom(std::size_t more);
 
     std::vector<Slot> slots_;
     std::size_t size_ = 0;
@@ -98,7 +110,8 @@ private:
 /// Ordered pairs of node numbers (not negative, two different ones) to half-edge numbers.
 ///
 /// Look-up, insertion and removal are O(1) expected, without allocation except when the table
-/// grows. Const operations are safe to call from many threads.
+/// grows. Where there is no memory for that the table is as it was. Const operations are safe to
+/// call from many threads.
 class NodePairMap {
 public:
     /// What `Find` gives for a pair that is not there.
@@ -106,7 +119,20 @@ public:
 
     NodePairMap() = default;
     NodePairMap(const NodePairMap&) = default;
-    NodePairMap& operator=(const NodePairMap&) = default;
+    /// Becomes a copy; where there is no memory for one it is as it was.
+    NodePairMap& operator=(const NodePairMap& other)
+    {
+        if (shelves_.capacity() < other.shelves_.size() || !overflow_.HasRoomFor(other.overflow_)) {
+            NodePairMap copy(other);
+            Swap(copy);
+        } else {
+            shelves_ = other.shelves_;
+            overflow_ = other.overflow_;
+            edgeCount_ = other.edgeCount_;
+        }
+        return *this;
+    }
+    /// Takes over the table; the other one is empty afterward.
     NodePairMap(NodePairMap&& other) noexcept { Swap(other); }
     NodePairMap& operator=(NodePairMap&& other) noexcept
     {
@@ -145,21 +171,40 @@ public:
     /// before is forgotten.
     void Insert(int origin, int destination, int halfEdge)
     {
-        const NodePair pair(origin, destination);
-        if (int* upward = const_cast<int*>(Upward(pair))) {
-            *upward = halfEdge ^ pair.reversed;
-        } else {
-            InsertAbsent(origin, destination, halfEdge);
-        }
+        PrepareInsert(origin > destination ? origin : destination, 1);
+        Enter(origin, destination, halfEdge);
     }
 
     /// The same for a pair of which `Find` just said that it is not there.
     void InsertAbsent(int origin, int destination, int halfEdge)
     {
-        const NodePair pair(origin, destination);
-        if (!HasShelf(pair.high)) {
-            AddShelfFor(pair.high);
+        PrepareInsert(origin > destination ? origin : destination, 1);
+        EnterAbsent(origin, destination, halfEdge);
+    }
+
+    /// Makes room for so many edges more among nodes of number up to `greatest`, so that `Enter`
+    /// and `EnterAbsent` need none.
+    void PrepareInsert(int greatest, std::size_t edges)
+    {
+        if (!HasShelf(greatest)) {
+            AddShelfFor(greatest);
         }
+        overflow_.Prepare(edges);
+    }
+
+    /// As `Insert` and `InsertAbsent`, into room that `PrepareInsert` has made.
+    void Enter(int origin, int destination, int halfEdge) noexcept
+    {
+        const NodePair pair(origin, destination);
+        if (int* upward = const_cast<int*>(Upward(pair))) {
+            *upward = halfEdge ^ pair.reversed;
+        } else {
+            EnterAbsent(origin, destination, halfEdge);
+        }
+    }
+    void EnterAbsent(int origin, int destination, int halfEdge) noexcept
+    {
+        const NodePair pair(origin, destination);
         Put(pair, halfEdge ^ pair.reversed);
         ++edgeCount_;
     }
@@ -220,6 +265,7 @@ public:
         }
     }
 
+    /// Exchanges the tables. O(1).
     void Swap(NodePairMap& other) noexcept
     {
         shelves_.swap(other.shelves_);
@@ -294,7 +340,7 @@ private:
 
     SORVANE_API void AddShelfFor(int node);
 
-    void Put(const NodePair& pair, int upward)
+    void Put(const NodePair& pair, int upward) noexcept
     {
         if (HasShelf(pair.high)) {
             Shelf& shelf = ShelfOf(pair.high);

@@ -5,7 +5,7 @@
 // elements. The floor is 1e-12 for `double`, 1e-8 for `float`; points match when each coordinate
 // differs by at most the tolerance named. `float` forms calculate in `double` and round at the end.
 // Nothing here fails other than by the results named; coordinates that are not finite, or so large that
-// their squares overflow (1e150 in `double`), lie on nothing and are near nothing.
+// their squares overflow (1e150 in `double`), belong to no point of a chain.
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
@@ -45,8 +45,8 @@ std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>& chain,
 /// A joint counts to the earlier element. Within the floor of an element's start or end (a length, or a
 /// fraction of that element with `normalized`) the point is the start or end itself, bit for bit. False,
 /// with the origin in `point`, for an empty chain, a parameter outside the chain or NaN; also for one
-/// that can't be told from a joint otherwise: it is farther from it than the floor, but the piece
-/// between them would be no longer than the floor or than the rounding of the running length. O(n).
+/// that is farther than the floor from a joint, where the stretch between the two would nevertheless be no
+/// longer than the floor or than the rounding of the running length. O(n).
 template <class T>
 bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, bool normalized,
                                   VecBase<2, T>& point);
@@ -72,9 +72,12 @@ ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<
 ///
 /// Told from the nearest point and the normal there. Where that point is a corner, the end of one
 /// element and not of an open chain, the normals of the two elements that meet there are added, each at
-/// that element's own point nearest to `point`; a cusp, where they cancel, gives true. Corners are
-/// matched within the floor, so that a joint with a wider gap isn't one. `closest`, unless null,
-/// receives the nearest point. An empty chain gives true, NaN false. O(n).
+/// that element's own point nearest to `point`; a cusp, where they cancel, gives true. `closest`, unless
+/// null, receives the nearest point. An empty chain gives true, NaN false. O(n).
+///
+/// The two ends of a joint may lie apart. They are one corner within the floor, the chain's tolerance or
+/// the rounding of the coordinates, whichever is widest, so that a point beyond a sharp tip gets its side
+/// from both elements whichever of the two ends is nearer. Ends farther apart than that are no corner.
 template <class T>
 bool PointInPolyArcSegSpace(const PolyArcSegBase<T>& chain, const VecBase<2, T>& point, bool right,
                             VecBase<2, T>* closest);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
+#include <Sorvane/AssertSites_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>

@@ -35,22 +35,26 @@ std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<D, T>>& boun
 /// Boundaries run either way, nest to any depth and may touch and cross; each is closed by itself,
 /// repeated last point or not, and one of fewer than two points has no part in it. The inside is
 /// told from the outside by crossing boundaries, the fewest that lead in from far away: odd is
-/// inside. Hence two nested outlines give a ring, an island in the hole is inside again, a side
+/// inside. Hence two nested outlines give a ring, an island in the hole is inside again, a stretch
 /// that two outlines share counts once, and so does an outline given twice. Without boundaries the
 /// region is the convex hull of the points, and the triangles are Delaunay.
 ///
 /// 1. Each interior point whose nearest point on a boundary lies within `tolerance` on every axis
-///    moves there and splits the boundary. A tolerance of 0 moves nothing.
+///    moves there and splits the boundary. One within the floor of a boundary splits it at any
+///    tolerance, 0 included, and stays where it is unless the tolerance moves it.
 /// 2. Boundaries are cut where they meet (`Intersect::CutAtIntersections`), and all corners within
-///    the floor of each other become one.
+///    the floor of each other become one. `float` coordinates are rounded here: what follows sees
+///    the points that the caller will see.
 /// 3. The points are triangulated, the boundaries inserted as edges, the outside removed.
 ///
 /// Points of the result: all interior points and corners, sorted by x, then y, whether a triangle
-/// uses them or not. Triangles are counter-clockwise; every stretch of boundary is an edge of
-/// theirs. Features below 1e-5 units of length are too small for the tolerances within; a point or
-/// boundary that can't be placed for that reason ends the work there, and what was built stands:
-/// compare areas where it matters. No input, or coordinates not finite or beyond 1e150: an empty
-/// mesh.
+/// uses them or not. Triangles are counter-clockwise in the coordinates returned, exactly, in the
+/// plane; no two overlap, and every stretch of boundary is an edge of theirs. No point and no
+/// boundary is refused, however near it comes to others: where rounding moved a boundary across the
+/// end of another the two are joined there. Away from boundaries the triangles are Delaunay; of
+/// four corners on one circle the last by x, then y, has no diagonal. No input, or coordinates not
+/// finite or beyond 1e150: an empty mesh; so it is where coordinates of very different sizes, 1e140
+/// and more apart, can't be told from each other.
 ///
 /// In space all is projected to the plane of the first boundary (`Transform::PlaneOfPolygon`), or
 /// of the points without one (`Transform::PlaneOfPoints`); without a plane the mesh is empty. If
@@ -59,7 +63,9 @@ std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<D, T>>& boun
 /// boundaries: an interior point that survives, or a cut between corners, makes the mesh empty.
 /// Heights of interior points are dropped in either case.
 ///
-/// About O(n log n). Snapping runs in parallel, the rest on the caller.
+/// O(n log n) for n corners whatever their arrangement, and about the number of triangles that
+/// boundaries cross on top. Snapping runs in parallel, the rest on the caller; the result does not
+/// depend on the number of threads.
 template <int D, class T>
 IndexedPointsBase<D, T>
 TessellateFlatBoundaries(const std::vector<std::vector<VecBase<D, T>>>& boundaries,

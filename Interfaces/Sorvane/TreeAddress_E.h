@@ -17,8 +17,8 @@ namespace Velk::Math::Sorvane::Tree {
 /// code are the same number. Depth 0 with path 0 is the root and at once the null address, which has no
 /// parent and no neighbors. Ordered by depth, then path.
 template <int D> struct SORVANE_API QOFAddress {
-    unsigned int depth = 0;
-    unsigned long long path = 0;
+    unsigned int depth = 0;      ///< levels below the root
+    unsigned long long path = 0; ///< which child on each level
 
     /// The full-depth cell that holds a point of unit space; points outside go where
     /// `MortonCurve::Encode2D` and `Encode3D` take them.
@@ -60,11 +60,12 @@ template <int D, class T> constexpr VecBase<D, T> QOFChildOffset(int child)
     return offset;
 }
 
-/// The neighborhoods from which a balanced tree grows: from the deepest level up the parents of a
-/// level's cells join the level above, whose cells are then all replaced by their neighbors.
+/// The neighbors that the cells and their ancestors must have in a balanced tree. From the deepest level
+/// up, the parents of a level's cells join the level above, whose cells are then all replaced by their
+/// neighbors.
 ///
 /// Replaced means that a cell above the deepest level stays only if it is itself a neighbor of another
-/// one of its level: a lone one is gone, and so are ancestors that are nobody's neighbor. The null
+/// one of its level: a lone one is gone, and so are ancestors that are no neighbor of another cell. The null
 /// address is in the result where a cell lacked a neighbor. Cells at full depth (31 or 21) and beyond
 /// are left out. Sorted, without repeats. O(n log n) for n neighbors; parallel.
 template <int D>

@@ -17,12 +17,14 @@ namespace Velk::Math::Sorvane::Tree {
 
 /// Content bounded by an axis-parallel box; whoever makes it adds the margin it needs.
 template <int D, class T> struct QOFTreeContentBox {
+    /// What a tree knows of the content.
     using Bound = Bounding::AxisAlignedBoundingBox<D, T>;
 
-    VecBase<D, T> min;
-    VecBase<D, T> max;
+    VecBase<D, T> min; ///< least coordinate on each axis
+    VecBase<D, T> max; ///< greatest coordinate on each axis
 
     QOFTreeContentBox() = default;
+    /// From the lower and the upper corner.
     QOFTreeContentBox(const VecBase<D, T>& lower, const VecBase<D, T>& upper)
         : min(lower), max(upper)
     {
@@ -31,17 +33,20 @@ template <int D, class T> struct QOFTreeContentBox {
     QOFTreeContentBox& operator=(const QOFTreeContentBox&) = default;
     virtual ~QOFTreeContentBox() = default;
 
+    /// The box as it is now.
     Bound GetBound() const { return {min, max}; }
 };
 
 /// Content bounded by a circle or ball.
 template <int D, class T> struct QOFTreeContentBall {
+    /// What a tree knows of the content.
     using Bound = Bounding::BoundingBall<D, T>;
 
-    VecBase<D, T> center;
-    T radius{0};
+    VecBase<D, T> center; ///< of the circle or ball
+    T radius{0};          ///< in the unit of the coordinates
 
     QOFTreeContentBall() = default;
+    /// From center and radius.
     QOFTreeContentBall(const VecBase<D, T>& ballCenter, T ballRadius)
         : center(ballCenter), radius(ballRadius)
     {
@@ -50,6 +55,7 @@ template <int D, class T> struct QOFTreeContentBall {
     QOFTreeContentBall& operator=(const QOFTreeContentBall&) = default;
     virtual ~QOFTreeContentBall() = default;
 
+    /// The ball as it is now.
     Bound GetBound() const { return {center, radius}; }
 };
 
@@ -60,6 +66,7 @@ struct QOFTreeContent
     static_assert(D == 2 || D == 3, "trees divide the plane or space");
     static_assert(K == 0 || K == 1, "a content is bounded by a box (0) or by a ball (1)");
 
+    /// The kind of bound.
     using Base = std::conditional_t<K == 0, QOFTreeContentBox<D, T>, QOFTreeContentBall<D, T>>;
     using Base::Base;
 };
@@ -76,14 +83,16 @@ struct QOFTreeContent
 /// moves the last content into the gap. The order is thus the same in each run, and has no meaning.
 template <int D, class T, int K> class QOFContentSet {
 public:
+    /// The types of what the set holds and of its boxes.
     using Content = QOFTreeContent<D, T, K>;
     using Bound = typename Content::Bound;
     using Box = Bounding::AxisAlignedBoundingBox<D, T>;
 
+    /// Contents in a group, and groups in a group of groups.
     static constexpr std::size_t kGroupSize = 8;
 
     QOFContentSet() = default;
-    // A move leaves an empty set behind.
+    /// A move leaves an empty set behind.
     QOFContentSet(QOFContentSet&& other) noexcept { swap(other); }
     QOFContentSet& operator=(QOFContentSet&& other) noexcept
     {
@@ -93,6 +102,7 @@ public:
     }
     ~QOFContentSet() = default;
 
+    /// The contents as a run of pointers, none of them null.
     std::size_t size() const { return items_.size(); }
     bool empty() const { return items_.empty(); }
     auto begin() const { return items_.begin(); }
@@ -101,15 +111,18 @@ public:
     /// The bound of the i-th content as it was when it came.
     const Bound& BoundAt(std::size_t i) const { return bounds_[i]; }
 
+    /// Is the content in the set? A scan of at most 512 pointers, or a look-up.
     bool contains(const Content* content) const { return FindPosition(content) != size(); }
-    /// False for null, and when it is there already, where it then has the bound of this moment. Amortised
+    /// False for null, and when it is there already, where it then has the bound of this moment. Amortized
     /// O(log n); a look-up for large sets, a short scan for small ones.
     bool insert(const Content* content);
-    /// False when it isn't there. Amortised O(log n), as `insert`.
+    /// False when it isn't there. Amortized O(log n), as `insert`.
     bool erase(const Content* content);
     /// Adds a content that is known not to be there, and leaves the arrangement to the caller. O(1).
     void append(const Content* content, const Bound& bound);
+    /// Forgets all contents and gives their room back.
     void clear() { *this = QOFContentSet(); }
+    /// Exchanges the sets. O(1).
     void swap(QOFContentSet& other) noexcept
     {
         items_.swap(other.items_);
@@ -132,11 +145,13 @@ public:
     /// Levels of groups: group i of level 0 holds the contents from 8 i on, of level n the groups from
     /// 8 i on of level n - 1. The last level has at most eight groups.
     int LevelCount() const { return levelCount_; }
+    /// How many groups a level has.
     std::size_t GroupCount(int level) const
     {
         const std::size_t end = level + 1 < levelCount_ ? LevelBegin(level + 1) : groupBoxes_.size();
         return end - LevelBegin(level);
     }
+    /// The box around everything in a group.
     const Box& GroupBox(int level, std::size_t group) const
     {
         return groupBoxes_[LevelBegin(level) + group];

@@ -15,8 +15,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <iterator>
 #include <span>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -51,8 +51,6 @@ public:
     std::size_t size() const { return size_; }
     // clang-format on
 
-    bool Contains(int value) const { return std::find(begin(), end(), value) != end(); }
-
 private:
     static constexpr std::size_t kInPlace = 32;
 
@@ -69,11 +67,13 @@ private:
 /// is as it was. `force` passes over locked records, never over topology. Costs are O(1) unless
 /// told.
 ///
-/// A node that joins two closed fans of faces has only the fan of its own half-edge in its ring; an
-/// edit that would need to know the other fan can't. Take such meshes apart first.
+/// A node that joins several fans of faces (`IsPinchNode`) shows in its ring only the fan of its
+/// own half-edge. Edits are safe there all the same: what needs all of the node is refused, which
+/// is the collapse that would remove it. `SplitPinchNodes` takes such nodes apart.
 template <class Node, class Edge, class Face>
 class TriangleMesh : public HMesh<Node, Edge, Face> {
 public:
+    /// The mesh of polygons beneath.
     using Base = HMesh<Node, Edge, Face>;
 
     TriangleMesh() = default;
@@ -97,6 +97,7 @@ public:
     // New slots, after those of HMesh and in this order.
 
     using Base::Assign;
+    /// As `HMesh::Assign`: becomes a copy of `other`, or takes over what it holds.
     virtual void Assign(const TriangleMesh& other);
     virtual void Assign(TriangleMesh&& other);
 
@@ -120,13 +121,15 @@ public:
     /// Pulls the destination of a half-edge into its origin, which stays where it is: two
     /// triangles, three edges and the destination go.
     ///
-    /// Refused unless the rings of both nodes have exactly two nodes in common, where a second edge
-    /// joins the two nodes (it would become a loop), and on a tetrahedron, whose triangles would
-    /// fold onto each other. Not `relaxed`: both nodes, and all
-    /// edges of the two triangles, must be off the boundary; `relaxed`: only the node that goes and
-    /// its edges must. Not `force`: refused when either node, an edge of the two triangles, one of
-    /// the two faces, or any half-edge that leaves the node that goes is locked. Of the edges that
-    /// fall together those next to the node that goes survive, with their data. O(valence).
+    /// Refused unless exactly two nodes are joined to both ends (in whatever fan: more than the
+    /// rings may tell), where the destination is a pinch, whose other fans would be left behind,
+    /// where a second edge joins the two nodes (it would become a loop) or the destination to an
+    /// apex, and on a tetrahedron, whose triangles would fold onto each other. Not `relaxed`: both
+    /// nodes, and all edges of the two triangles, must be off the boundary; `relaxed`: only the
+    /// node that goes and its edges must. Not `force`: refused when either node, an edge of the two
+    /// triangles, one of the two faces, or any half-edge that leaves the node that goes is locked.
+    /// Of the edges that fall together those next to the node that goes survive, with their data.
+    /// O(valence).
     virtual bool CollapseEdge(int halfEdge, bool force, bool relaxed);
 
     /// Puts a node on an edge a-b and splits the one or two triangles there. The half-edge keeps
@@ -161,7 +164,9 @@ public:
     bool LinkBoundaryEdges();
 
     /// Makes the node's half-edge the first of its fan, so that the ring runs through all of it. A
-    /// node whose half-edge has no face, or that is off the boundary, stays as it is.
+    /// node whose half-edge has no face, or that is off the boundary, stays as it is. Where two
+    /// fans are linked crosswise each call goes on to the first of the other fan, so that two calls
+    /// are not one; elsewhere they are.
     void AdjustBoundaryNode(int node);
 
     // --- from and to indexed meshes -------------------------------------------------------------
@@ -172,7 +177,8 @@ public:
     ///
     /// A triple that can't be added (equal or invalid subscripts, a directed edge that has a face)
     /// is dropped, and so is an incomplete last one. faceAdded(triple number, face) is called for
-    /// each face, to give it its tag. Expected O(n).
+    /// each face, to give it its tag. T need not be the type of the records: each coordinate is
+    /// converted as by a cast. Expected O(n).
     template <int D, class T, class FaceAdded>
     bool LoadIndexedPoints(const std::vector<VecBase<D, T>>& points,
                            const std::vector<int>& indices,
@@ -185,7 +191,8 @@ public:
 
     /// The live triangles, in face order, as an indexed mesh without deleted and unused nodes,
     /// welded by `Vector::FilterForUniquenessAndIndex` with `tolerance`. Points stand in that
-    /// filter's order.
+    /// filter's order. Positions are converted to T as by a cast before they are welded, so that
+    /// `float` points may be equal whose `double` positions are not.
     template <int D, class T>
     void ExportIndexedPoints(Mesh::IndexedPointsBase<D, T>& mesh,
                              double tolerance) const requires Positioned<Node>;
@@ -196,6 +203,7 @@ protected:
     using Base::NodeAt;
     using Base::Twin;
 
+    /// What stands for the corners of a face that has lost a link.
     static constexpr std::array<int, 3> kNoCorners = {kNotSet, kNotSet, kNotSet};
 
     /// The half-edges `edge`, `next`, `prev` of a face, and their origins; `kNoCorners` when one is
@@ -214,13 +222,12 @@ private:
         std::array<int, 6> HalfEdges() const { return {next, prev, twinNext, twinPrev, e, twin}; }
     };
 
-    // What stands round a node: its half-edges in ring order and the nodes at their far ends,
-    // sorted.
+    // What stands round a node: its half-edges in ring order, the nodes at their far ends, and
+    // whether that is all there is at the node.
     struct Fan {
         Impl::ShortList outgoing;
         Impl::ShortList ring;
-        WalkEnd end = WalkEnd::Cut;
-        bool onBoundary = false;
+        bool isWhole = false;
     };
 
     // A half-edge without a face at one of its ends.
@@ -249,8 +256,8 @@ private:
     bool IsLockedFace(int face) const { return face >= 0 && this->IsFaceLocked(face); }
     void SetTriangle(int face, int first, int second, int third);
 
-    Fan FanOf(int node) const;
-    bool KeepsTopology(const EdgeStar& star, const Fan& aroundA, const Fan& aroundB) const;
+    Fan FanOf(int halfEdge) const;
+    bool KeepsTopology(const EdgeStar& star, const Fan& aroundB) const;
     bool TouchesBoundary(const EdgeStar& star, bool relaxed) const;
     bool IsCollapseLocked(const EdgeStar& star, const Fan& aroundB) const;
     void WeldOver(int survivor, int lost);
@@ -261,6 +268,17 @@ private:
         }
     }
 
+    // A point in another coordinate type, or in a host's own type of points.
+    template <class To, class From>
+    static To ConvertedPosition(const From& from)
+    {
+        static_assert(std::is_constructible_v<To, const From&>,
+                      "points and node records must have the same dimension");
+        return static_cast<To>(from);
+    }
+
+    template <int D, class T>
+    void AddPoints(const std::vector<VecBase<D, T>>& points, std::size_t triangles);
     void AdjustBoundaryNodes();
     void LinkBoundaryAt(std::span<const BoundaryEnd> outgoing,
                         std::span<const BoundaryEnd> incoming);
@@ -467,6 +485,7 @@ bool TriangleMesh<Node, Edge, Face>::FlipEdge(int halfEdge, bool force)
         return false;
     }
 
+    this->nodePairs_.PrepareInsert(std::max(star.c, star.d), 1);
     this->nodePairs_.Erase(star.a, star.b, star.e);
     EdgeAt(star.e).node = star.d;
     EdgeAt(star.twin).node = star.c;
@@ -476,7 +495,11 @@ bool TriangleMesh<Node, Edge, Face>::FlipEdge(int halfEdge, bool force)
     NodeAt(star.b).edge = star.next;
     NodeAt(star.c).edge = star.prev;
     NodeAt(star.d).edge = star.twinPrev;
-    this->nodePairs_.Insert(star.d, star.c, star.e);
+    this->ChangeDegree(star.a, -1);
+    this->ChangeDegree(star.b, -1);
+    this->ChangeDegree(star.c, 1);
+    this->ChangeDegree(star.d, 1);
+    this->nodePairs_.Enter(star.d, star.c, star.e);
     return true;
 }
 
@@ -490,10 +513,11 @@ bool TriangleMesh<Node, Edge, Face>::SplitFace(int face, int& newNode, bool forc
         !IsTriangle(face, sides[0], sides[1], sides[2]) || (!force && this->IsFaceLocked(face))) {
         return false;
     }
+    this->PrepareFor(1, 3, 2, this->GreatestNodeAfter(1));
     newNode = this->AddNode(Node{});
     std::array<int, 3> spokes;
     for (std::size_t i = 0; i < 3; ++i) {
-        spokes[i] = this->FindOrAddEdge(corners[i], newNode);
+        spokes[i] = this->AddEdge(corners[i], newNode);
     }
     for (std::size_t i = 0; i < 3; ++i) {
         const int part = i == 0 ? face : this->NewFace(sides[i]);
@@ -518,17 +542,20 @@ bool TriangleMesh<Node, Edge, Face>::SplitEdge(int halfEdge, int& newNode, bool 
     }
 
     // The pair of the half-edge keeps the half at a; a new pair takes the half at b.
+    this->PrepareFor(1, 4, 2, this->GreatestNodeAfter(1));
     Node record{};
     record.edge = star.twin;
     const int middle = newNode = this->AddNode(record);
     this->nodePairs_.Erase(star.a, star.b, star.e);
     EdgeAt(star.twin).node = middle;
-    this->nodePairs_.Insert(star.a, middle, star.e);
+    this->ChangeDegree(star.b, -1);
+    this->ChangeDegree(middle, 1);
+    this->nodePairs_.Enter(star.a, middle, star.e);
 
     // The order of these calls settles the new subscripts and where the rings begin.
-    const int half = this->FindOrAddEdge(middle, star.b);
-    const int rightSpoke = star.right >= 0 ? this->FindOrAddEdge(star.d, middle) : kNotSet;
-    const int leftSpoke = star.left >= 0 ? this->FindOrAddEdge(middle, star.c) : kNotSet;
+    const int half = this->AddEdge(middle, star.b);
+    const int rightSpoke = star.right >= 0 ? this->AddEdge(star.d, middle) : kNotSet;
+    const int leftSpoke = star.left >= 0 ? this->AddEdge(middle, star.c) : kNotSet;
 
     // Where the boundary turns back at b its next half-edge is the twin, which begins at the new
     // node.
@@ -560,15 +587,14 @@ bool TriangleMesh<Node, Edge, Face>::CollapseEdge(int halfEdge, bool force, bool
     if (!StarOf(halfEdge, star) || !HasTwoSides(star)) {
         return false;
     }
-    const Fan aroundA = FanOf(star.a);
-    const Fan aroundB = FanOf(star.b);
-    // A ring that does not close ends at an unlinked boundary, and nodes of a boundary never go.
-    if (aroundA.end == WalkEnd::Runaway || aroundB.end != WalkEnd::Closed ||
-        !KeepsTopology(star, aroundA, aroundB) || TouchesBoundary(star, relaxed) ||
+    const Fan aroundB = FanOf(star.twin);
+    if (!KeepsTopology(star, aroundB) || TouchesBoundary(star, relaxed) ||
         (!force && IsCollapseLocked(star, aroundB))) {
         return false;
     }
 
+    this->nodePairs_.PrepareInsert(this->GreatestNodeAfter(0), aroundB.outgoing.size());
+    this->HoldFreeSlots(1, 3, 2);
     for (const int out : aroundB.outgoing) {
         this->nodePairs_.Erase(star.b, EdgeAt(Twin(out)).node, out);
     }
@@ -589,58 +615,67 @@ bool TriangleMesh<Node, Edge, Face>::CollapseEdge(int halfEdge, bool force, bool
     this->RemoveEdge(star.twinNext);
     this->RemoveFace(star.left);
     this->RemoveFace(star.right);
+    this->DropFreeSlots();
     // The survivors take the names of edges that went: they are entered when those are forgotten.
+    this->ChangeDegree(star.a, static_cast<int>(aroundB.outgoing.size()) - 1);
     for (const int out : aroundB.outgoing) {
         if (out != star.twin) {
             EdgeAt(out).node = star.a;
-            this->nodePairs_.Insert(star.a, EdgeAt(Twin(out)).node, out);
+            this->nodePairs_.Enter(star.a, EdgeAt(Twin(out)).node, out);
         }
     }
     return true;
 }
 
+// All that is at the origin of a half-edge, if the ring that begins there holds all of it: a ring
+// that ends at an unlinked boundary doesn't, nor does that of a node of several fans.
 template <class Node, class Edge, class Face>
-auto TriangleMesh<Node, Edge, Face>::FanOf(int node) const -> Fan
+auto TriangleMesh<Node, Edge, Face>::FanOf(int halfEdge) const -> Fan
 {
     Fan fan;
-    fan.end = this->WalkNodeEdges(node, Base::RunawayLimit(this->nodes_.size()), [&](int out) {
-        fan.outgoing.push_back(out);
-        fan.ring.push_back(EdgeAt(Twin(out)).node);
-        fan.onBoundary |= EdgeAt(out).face == kNoFace || EdgeAt(Twin(out)).face == kNoFace;
-    });
-    std::sort(fan.ring.begin(), fan.ring.end());
+    const int degree = this->Degree(EdgeAt(halfEdge).node);
+    int current = halfEdge;
+    for (int count = 1; count <= degree; ++count) {
+        fan.outgoing.push_back(current);
+        fan.ring.push_back(EdgeAt(Twin(current)).node);
+        const int before = EdgeAt(current).prev;
+        current = Twin(before);
+        if (!this->IsValidEdge(before) || !this->IsValidEdge(current)) {
+            break;
+        }
+        if (current == halfEdge) {
+            fan.isWhole = count == degree;
+            break;
+        }
+    }
     return fan;
 }
 
-// The link condition: the nodes next to both ends are the two apexes and no others.
+// The link condition: the nodes joined to both ends are the two apexes and no others. The table of
+// node pairs knows all edges of the first end, those of fans that its ring doesn't show among them.
 template <class Node, class Edge, class Face>
-bool TriangleMesh<Node, Edge, Face>::KeepsTopology(const EdgeStar& star, const Fan& aroundA,
-                                                   const Fan& aroundB) const
+bool TriangleMesh<Node, Edge, Face>::KeepsTopology(const EdgeStar& star, const Fan& aroundB) const
 {
-    Impl::ShortList common;
-    std::set_intersection(aroundA.ring.begin(), aroundA.ring.end(), aroundB.ring.begin(),
-                          aroundB.ring.end(), std::back_inserter(common));
-    if (common.size() != 2) {
+    if (!aroundB.isWhole) {
         return false;
     }
-    // A node of two separate fans shows one of them only, perhaps not the one of this edge.
-    if (!aroundA.outgoing.Contains(star.e) || !aroundB.outgoing.Contains(star.twin)) {
-        return false;
+    // Two edges between the same nodes may come of a flip: a second edge a-b would begin and end at
+    // a, and a second edge from b to an apex would make one more from a.
+    for (const int n : {star.a, star.c, star.d}) {
+        if (std::count(aroundB.ring.begin(), aroundB.ring.end(), n) != 1) {
+            return false;
+        }
     }
-    // A flip may have made a second edge a-b, which would begin and end at a.
-    if (std::count(aroundB.ring.begin(), aroundB.ring.end(), star.a) != 1) {
-        return false;
+    for (const int n : aroundB.ring) {
+        if (n != star.a && n != star.c && n != star.d && this->FindEdge(star.a, n) >= 0) {
+            return false;
+        }
     }
-    // A tetrahedron satisfies the condition and would leave two triangles back to back.
-    if (aroundA.ring.size() == 3 && aroundB.ring.size() == 3 && !aroundA.onBoundary &&
-        !aroundB.onBoundary) {
-        return false;
-    }
-    // A ring of a that was cut short may hide common nodes: ask for each edge that would move to a.
-    return aroundA.end == WalkEnd::Closed ||
-           std::all_of(aroundB.ring.begin(), aroundB.ring.end(), [&](int n) {
-               return n == star.a || n == star.c || n == star.d || this->FindEdge(star.a, n) < 0;
-           });
+    // A tetrahedron satisfies the condition and would leave two triangles back to back: three
+    // triangles at b, and three at a.
+    const Edge& pastLeft = EdgeAt(Twin(star.prev)); // a to c
+    return aroundB.ring.size() != 3 || EdgeAt(Twin(star.next)).face < 0 || pastLeft.face < 0 ||
+           pastLeft.prev != Twin(star.twinNext);
 }
 
 template <class Node, class Edge, class Face>
@@ -795,33 +830,50 @@ bool TriangleMesh<Node, Edge, Face>::LoadIndexedPoints(
     const std::vector<VecBase<D, T>>& points, const std::vector<int>& indices,
     FaceAdded faceAdded) requires Positioned<Node>
 {
-    const std::size_t triples = indices.size() / 3;
+    // What this mesh held comes back when the load fails.
+    Base before;
+    if (this->NodeCount() > 0) {
+        this->SwapContents(before);
+    }
+    try {
+        AddPoints(points, indices.size() / 3);
+        std::vector<int> corners(3);
+        for (std::size_t t = 0; t < indices.size() / 3; ++t) {
+            std::copy_n(indices.begin() + static_cast<std::ptrdiff_t>(3 * t), 3, corners.begin());
+            const int face = this->AddFace(corners);
+            if (face >= 0) {
+                faceAdded(static_cast<int>(t), face);
+            }
+        }
+        if (!LinkBoundaryEdges()) {
+            return false;
+        }
+        AdjustBoundaryNodes();
+        return true;
+    } catch (...) {
+        this->Clear();
+        this->SwapContents(before);
+        throw;
+    }
+}
+
+// The points as nodes of an empty mesh, with room for the edges and faces of so many triangles.
+template <class Node, class Edge, class Face>
+template <int D, class T>
+void TriangleMesh<Node, Edge, Face>::AddPoints(const std::vector<VecBase<D, T>>& points,
+                                               std::size_t triangles)
+{
     // By Euler's formula a mesh has about as many edges as points and triangles together; it has a
     // few more where it has handles and holes, and never more than three to a triangle.
     constexpr std::size_t kSpareEdges = 64;
     const std::size_t edgeCount =
-        std::min(3 * triples, points.size() + triples + triples / 64 + kSpareEdges);
-    this->Clear();
-    this->Reserve(points.size(), 2 * edgeCount, triples);
-
+        std::min(3 * triangles, points.size() + triangles + triangles / 64 + kSpareEdges);
+    this->Reserve(points.size(), 2 * edgeCount, triangles);
     Node record{};
     for (const VecBase<D, T>& point : points) {
-        record.position = point;
+        record.position = ConvertedPosition<decltype(record.position)>(point);
         this->AddNode(record);
     }
-    std::vector<int> corners(3);
-    for (std::size_t t = 0; t < triples; ++t) {
-        std::copy_n(indices.begin() + static_cast<std::ptrdiff_t>(3 * t), 3, corners.begin());
-        const int face = this->AddFace(corners);
-        if (face >= 0) {
-            faceAdded(static_cast<int>(t), face);
-        }
-    }
-    if (!LinkBoundaryEdges()) {
-        return false;
-    }
-    AdjustBoundaryNodes();
-    return true;
 }
 
 // `AdjustBoundaryNode` once for each node that a half-edge without a face leaves: no other changes.
@@ -844,9 +896,9 @@ template <int D, class T>
 void TriangleMesh<Node, Edge, Face>::ExportIndexedPoints(
     Mesh::IndexedPointsBase<D, T>& mesh, double tolerance) const requires Positioned<Node>
 {
-    mesh.points.clear();
-    mesh.indices.clear();
-    mesh.indices.reserve(3 * this->faces_.size());
+    // Beside the result, which is replaced when all is done.
+    Mesh::IndexedPointsBase<D, T> live;
+    live.indices.reserve(3 * this->faces_.size());
     std::vector<int> pointOfNode(this->nodes_.size(), -1);
     for (int f = 0; f < this->FaceCount(); ++f) {
         const std::array<int, 3> corners = Corners(f);
@@ -854,24 +906,28 @@ void TriangleMesh<Node, Edge, Face>::ExportIndexedPoints(
         if (std::all_of(corners.begin(), corners.end(), isNode)) {
             for (const int n : corners) {
                 pointOfNode[static_cast<std::size_t>(n)] = 0;
-                mesh.indices.push_back(n);
+                live.indices.push_back(n);
             }
         }
     }
 
     for (std::size_t n = 0; n < pointOfNode.size(); ++n) {
         if (pointOfNode[n] == 0) {
-            pointOfNode[n] = static_cast<int>(mesh.points.size());
+            pointOfNode[n] = static_cast<int>(live.points.size());
             const bool isAlive = this->IsValidNode(static_cast<int>(n));
-            mesh.points.push_back(isAlive ? this->nodes_[n].position : VecBase<D, T>{});
+            live.points.push_back(isAlive
+                                      ? ConvertedPosition<VecBase<D, T>>(this->nodes_[n].position)
+                                      : VecBase<D, T>{});
         }
     }
     const std::vector<int> survivor =
-        Vector::FilterForUniquenessAndIndex(mesh.points, static_cast<T>(tolerance));
-    for (int& index : mesh.indices) {
+        Vector::FilterForUniquenessAndIndex(live.points, static_cast<T>(tolerance));
+    for (int& index : live.indices) {
         const int point = pointOfNode[static_cast<std::size_t>(index)];
         index = survivor[static_cast<std::size_t>(point)];
     }
+    mesh.points.swap(live.points);
+    mesh.indices.swap(live.indices);
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge

@@ -102,7 +102,7 @@ std::vector<VecBase<2, T>> MapPointsToTriangleSpace(const Triangle<3, T>& triang
                                                     const std::vector<VecBase<3, T>>& points);
 
 /// Inverse of `MapPointsToTriangleSpace` for points of the triangle's plane. A degenerate triangle has
-/// no inverse; its result is finite for finite input and means nothing.
+/// no inverse; its result is finite for finite input and has no meaning.
 template <class T>
 std::vector<VecBase<3, T>> UnMapPointsFromTriangleSpace(const Triangle<3, T>& triangle,
                                                         const std::vector<VecBase<2, T>>& points);
@@ -137,7 +137,8 @@ template <class T> T IntrinsicArea(T a, T b, T c);
 template <int D, class T>
 T AspectRatio(const VecBase<D, T>& p0, const VecBase<D, T>& p1, const VecBase<D, T>& p2);
 
-/// Angle opposite the side `c`, the middle argument, between the sides `a` and `b`, in [0, pi].
+/// Angle opposite the edge of length `c`, the middle argument, between those of lengths `a` and `b`, in
+/// [0, pi].
 ///
 /// A `c` too short for a triangle gives 0, one too long pi; 0 too where a length is negative or NaN.
 template <class T> T OppositeEdgeAngle(T a, T c, T b);
@@ -146,21 +147,21 @@ template <class T> T OppositeEdgeAngle(T a, T c, T b);
 template <int D, class T>
 T OppositeEdgeAngle(const VecBase<D, T>& p0, const VecBase<D, T>& p1, const VecBase<D, T>& p2);
 
-/// Length of the side opposite `angle` between the sides `a` and `b`, by the half-angle form of the law
-/// of cosines.
+/// Length of the edge opposite `angle`, which lies between edges of lengths `a` and `b`, by the half-angle
+/// form of the law of cosines.
 template <class T> T OppositeEdgeLength(T a, T b, T angle);
 
 /// True when the two angles opposite an edge sum to strictly less than pi + `slack` (radians): the edge
 /// needs no flip.
 ///
-/// `edge` is the edge's length, a1 and b1 are the other two sides of one triangle on it, a2 and b2 those
-/// of the other. On four points of a circle the sum is pi up to rounding, which then decides: `slack`
+/// `edge` is the edge's length, a1 and b1 are the lengths of the other two edges of one triangle on it, a2
+/// and b2 those of the other. On four points of a circle the sum is pi up to rounding, which then decides: `slack`
 /// makes such edges stay (positive) or go (negative).
 template <class T> bool LocallyDelaunayEdge(T edge, T a1, T b1, T a2, T b2, T slack);
 
 // --- splitting ------------------------------------------------------------------------------------
 //
-// Pieces keep the orientation. With corners a, b, c, edge midpoints ab, bc, ca and the centroid o:
+// The parts keep the orientation. With corners a, b, c, edge midpoints ab, bc, ca and the centroid o:
 
 /// Splits at the centroid, at the edge midpoints, or at both:
 /// - center and midpoints: (a, ab, o), (b, o, ab), (b, bc, o), (c, o, bc), (c, ca, o), (a, o, ca);

@@ -4,16 +4,20 @@
 
 #include <Sorvane/Export_E.h>
 
+/// Version of the headers that a program is compiled with: first number.
 #define SORVANE_VERSION_MAJOR 0
+/// Second number.
 #define SORVANE_VERSION_MINOR 1
+/// Third number.
 #define SORVANE_VERSION_PATCH 0
 
 namespace Velk::Math::Sorvane {
 
+/// A version in its three numbers.
 struct SORVANE_API VersionNumber {
-    int major = 0;
-    int minor = 0;
-    int patch = 0;
+    int major = 0; ///< while it is 0 a new `minor` may break binaries and sources
+    int minor = 0; ///< additions
+    int patch = 0; ///< corrections
 };
 
 /// Version of the library that the program has loaded.

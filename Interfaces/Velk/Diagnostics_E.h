@@ -1,7 +1,7 @@
 // The assert handler: where the library reports a condition that should never arise.
 #pragma once
 
-#include <Sorvane/Export_E.h>
+#include <Velk/Export_E.h>
 
 #include <string>
 
@@ -13,7 +13,7 @@ using AssertHandler = bool (*)(const std::string& sourceFile, int line, const st
 
 /// Installs `handler` for the whole process and returns the one it replaces, which is never null.
 /// Null stands for the default handler, which does nothing and returns false. Safe to call from any
-/// thread; a report on its way may still reach the handler replaced.
+/// thread; a report that is on its way at that moment may still reach the handler replaced.
 SORVANE_API AssertHandler SetAssertHandler(AssertHandler handler);
 
 namespace Details {

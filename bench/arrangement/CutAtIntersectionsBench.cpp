@@ -4,6 +4,8 @@
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
+#include "tests/support/Random.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cmath>
@@ -19,22 +21,7 @@ using Velk::Math::Vec2d;
 using Velk::Math::Geometry::ArcBase;
 using Velk::Math::Geometry::SegBase;
 
-/// Seeded generator whose values are the same with every standard library (splitmix64).
-class Random {
-public:
-    explicit Random(std::uint64_t seed) : state_(seed) {}
-    /// In [0, 1).
-    double Unit()
-    {
-        std::uint64_t z = (state_ += 0x9e3779b97f4a7c15U);
-        z = (z ^ (z >> 30U)) * 0xbf58476d1ce4e5b9U;
-        z = (z ^ (z >> 27U)) * 0x94d049bb133111ebU;
-        return static_cast<double>((z ^ (z >> 31U)) >> 11U) * 0x1p-53;
-    }
-
-private:
-    std::uint64_t state_;
-};
+using Support::Random;
 
 using Segments = std::vector<SegBase<double>>;
 using Arcs = std::vector<ArcBase<double>>;

@@ -4,12 +4,13 @@
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "tests/support/Random.h"
+
 #include <benchmark/benchmark.h>
 
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -19,22 +20,7 @@ using Velk::Math::kTwoPi;
 using Velk::Math::Vec2d;
 using Velk::Math::Vec3d;
 
-/// Seeded generator whose values are the same with every standard library (splitmix64).
-class Random {
-public:
-    explicit Random(std::uint64_t seed) : state_(seed) {}
-    /// In [0, 1).
-    double Unit()
-    {
-        std::uint64_t z = (state_ += 0x9e3779b97f4a7c15U);
-        z = (z ^ (z >> 30U)) * 0xbf58476d1ce4e5b9U;
-        z = (z ^ (z >> 27U)) * 0x94d049bb133111ebU;
-        return static_cast<double>((z ^ (z >> 31U)) >> 11U) * 0x1p-53;
-    }
-
-private:
-    std::uint64_t state_;
-};
+using Support::Random;
 
 /// Loops of `corners` sides, `count` segments in all, in random order and direction.
 std::vector<std::array<Vec3d, 2>> Loops(int count, int corners)

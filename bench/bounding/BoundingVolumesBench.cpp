@@ -3,7 +3,7 @@
 
 #include <Sorvane/BoundingVolumes_E.h>
 
-#include "bench/bounding/BenchPoints.h"
+#include "bench/support/Points.h"
 
 #include <benchmark/benchmark.h>
 

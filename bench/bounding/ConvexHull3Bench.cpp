@@ -3,11 +3,10 @@
 
 #include <Sorvane/ConvexHull_E.h>
 
-#include "bench/bounding/HullInputs.h"
+#include "bench/support/Meshes.h"
+#include "bench/support/Points.h"
 
 #include <benchmark/benchmark.h>
-
-#include <cstdlib>
 
 namespace {
 
@@ -51,9 +50,7 @@ SORVANE_HULL(double, Lattice);
 
 void BM_HullOfFile(benchmark::State& state)
 {
-    const char* path = std::getenv("SORVANE_BENCH_STL");
-    const std::vector<Vec3d> points =
-        path == nullptr ? std::vector<Vec3d>{} : Bench::StlCorners(path);
+    const std::vector<Vec3d> points = Bench::NamedCorners<double>();
     if (points.empty()) {
         state.SkipWithError("SORVANE_BENCH_STL names no binary STL file");
         return;

@@ -2,7 +2,7 @@
 
 #include <Sorvane/ConvexHull_E.h>
 
-#include "bench/bounding/BenchPoints.h"
+#include "bench/support/Points.h"
 
 #include <Velk/Math/Vector_E.h>
 

@@ -3,9 +3,10 @@
 #include <Sorvane/IndexedMesh_E.h>
 #include <Velk/Math/Transform_E.h>
 
+#include "tests/support/MeshGenerators.h"
+
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <cstdint>
 
 namespace {
@@ -16,18 +17,7 @@ namespace Mesh = Sorvane::Mesh;
 /// A wavy sheet of at least `triangleCount` triangles, corners by value.
 Mesh::TriangleSoup<3, double> WavySoup(std::int64_t triangleCount)
 {
-    const int side = static_cast<int>(std::ceil(std::sqrt(static_cast<double>(triangleCount) / 2)));
-    const auto at = [](int i, int j) {
-        return Vec3d{0.1 * i, 0.1 * j, std::sin(0.07 * i) * std::cos(0.05 * j)};
-    };
-    Mesh::TriangleSoup<3, double> soup;
-    for (int i = 0; i < side; ++i) {
-        for (int j = 0; j < side; ++j) {
-            soup.push_back({at(i, j), at(i + 1, j), at(i + 1, j + 1)});
-            soup.push_back({at(i, j), at(i + 1, j + 1), at(i, j + 1)});
-        }
-    }
-    return soup;
+    return Mesh::SoupFromIndexedPoints(Support::WavySheet<double>(triangleCount));
 }
 
 void Report(benchmark::State& state, std::size_t triangles)

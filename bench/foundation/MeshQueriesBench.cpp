@@ -3,13 +3,11 @@
 
 #include <Sorvane/MeshQueries_E.h>
 
+#include "tests/support/MeshGenerators.h"
+
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdint>
-#include <numeric>
-#include <random>
 #include <vector>
 
 namespace {
@@ -21,42 +19,9 @@ namespace Mesh = Sorvane::Mesh;
 /// random order: no locality is left, the worst case for memory.
 Mesh::IndexedPointsBase<3, double> WavySheet(std::int64_t triangleCount, bool shuffled)
 {
-    const int side = static_cast<int>(std::ceil(std::sqrt(static_cast<double>(triangleCount) / 2)));
-    Mesh::IndexedPointsBase<3, double> mesh;
-    for (int i = 0; i <= side; ++i) {
-        for (int j = 0; j <= side; ++j) {
-            mesh.points.push_back({0.1 * i, 0.1 * j, std::sin(0.07 * i) * std::cos(0.05 * j)});
-        }
-    }
-    std::vector<std::array<int, 3>> triples;
-    for (int i = 0; i < side; ++i) {
-        for (int j = 0; j < side; ++j) {
-            const int a = i * (side + 1) + j;
-            const int b = a + side + 1;
-            triples.push_back({a, b, b + 1});
-            triples.push_back({a, b + 1, a + 1});
-        }
-    }
-    if (shuffled) {
-        std::mt19937 engine(1);
-        std::shuffle(triples.begin(), triples.end(), engine);
-        std::vector<int> newNumber(mesh.points.size());
-        std::iota(newNumber.begin(), newNumber.end(), 0);
-        std::shuffle(newNumber.begin(), newNumber.end(), engine);
-        const auto points = mesh.points;
-        for (std::size_t i = 0; i < points.size(); ++i) {
-            mesh.points[static_cast<std::size_t>(newNumber[i])] = points[i];
-        }
-        for (auto& triple : triples) {
-            for (int& node : triple) {
-                node = newNumber[static_cast<std::size_t>(node)];
-            }
-        }
-    }
-    for (const auto& triple : triples) {
-        mesh.indices.insert(mesh.indices.end(), triple.begin(), triple.end());
-    }
-    return mesh;
+    const auto mesh = Support::WavySheet<double>(triangleCount);
+    Support::Random random(1);
+    return shuffled ? Support::Shuffled(mesh, random) : mesh;
 }
 
 template <class Operation>

@@ -2,9 +2,10 @@
 
 #include <Sorvane/Triangle_E.h>
 
+#include "tests/support/MeshGenerators.h"
+
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <cstdint>
 
 namespace {
@@ -12,30 +13,10 @@ namespace {
 using namespace Velk::Math;
 namespace Mesh = Sorvane::Mesh;
 
-/// A wavy sheet of at least `triangleCount` triangles.
-Mesh::IndexedPointsBase<3, double> WavySheet(std::int64_t triangleCount)
-{
-    const int side = static_cast<int>(std::ceil(std::sqrt(static_cast<double>(triangleCount) / 2)));
-    Mesh::IndexedPointsBase<3, double> mesh;
-    for (int i = 0; i <= side; ++i) {
-        for (int j = 0; j <= side; ++j) {
-            mesh.points.push_back({0.1 * i, 0.1 * j, std::sin(0.07 * i) * std::cos(0.05 * j)});
-        }
-    }
-    for (int i = 0; i < side; ++i) {
-        for (int j = 0; j < side; ++j) {
-            const int a = i * (side + 1) + j;
-            const int b = a + side + 1;
-            mesh.indices.insert(mesh.indices.end(), {a, b, b + 1, a, b + 1, a + 1});
-        }
-    }
-    return mesh;
-}
-
 template <class Operation>
 void OnMesh(benchmark::State& state, const Operation& operation)
 {
-    const auto mesh = WavySheet(state.range(0));
+    const auto mesh = Support::WavySheet<double>(state.range(0));
     for (auto _ : state) {
         benchmark::DoNotOptimize(operation(mesh));
     }
@@ -46,7 +27,7 @@ void OnMesh(benchmark::State& state, const Operation& operation)
 template <class Operation>
 void OnSoup(benchmark::State& state, const Operation& operation)
 {
-    const auto soup = Mesh::SoupFromIndexedPoints(WavySheet(state.range(0)));
+    const auto soup = Mesh::SoupFromIndexedPoints(Support::WavySheet<double>(state.range(0)));
     for (auto _ : state) {
         benchmark::DoNotOptimize(operation(soup));
     }

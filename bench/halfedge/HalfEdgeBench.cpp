@@ -3,7 +3,7 @@
 
 #include <Sorvane/HalfEdgeMesh_E.h>
 
-#include "bench/halfedge/BenchMeshes.h"
+#include "bench/support/Meshes.h"
 
 #include <benchmark/benchmark.h>
 

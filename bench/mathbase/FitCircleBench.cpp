@@ -2,7 +2,7 @@
 
 #include <Velk/Math/Geometry_E.h>
 
-#include "tests/support/TestSupport.h"
+#include "tests/support/Random.h"
 
 #include <benchmark/benchmark.h>
 
@@ -15,7 +15,7 @@ using namespace Velk::Math;
 template <class T>
 std::vector<VecBase<2, T>> NoisyArc(int count, double sweep)
 {
-    Test::Random random(3);
+    Support::Random random(3);
     std::vector<VecBase<2, T>> points;
     for (int i = 0; i < count; ++i) {
         const double angle = sweep * i / count;

@@ -3,7 +3,7 @@
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
-#include "tests/support/TestSupport.h"
+#include "tests/support/Random.h"
 
 #include <benchmark/benchmark.h>
 
@@ -17,7 +17,7 @@ using namespace Velk::Math::Geometry;
 template <class T>
 std::vector<ArcBase<T>> Arcs(int count)
 {
-    Test::Random random(1);
+    Support::Random random(1);
     std::vector<ArcBase<T>> arcs;
     for (int i = 0; i < count; ++i) {
         const auto center = random.Vector<2, T>(-100, 100);
@@ -59,7 +59,7 @@ void BM_EndPoint(benchmark::State& state)
 template <class T>
 void BM_ArcThroughPoints(benchmark::State& state)
 {
-    Test::Random random(2);
+    Support::Random random(2);
     std::vector<VecBase<2, T>> points;
     for (int i = 0; i < state.range(0) + 2; ++i) {
         points.push_back(random.Vector<2, T>(-10, 10));

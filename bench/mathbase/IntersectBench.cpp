@@ -3,7 +3,7 @@
 
 #include <Velk/Math/Intersect_E.h>
 
-#include "tests/support/TestSupport.h"
+#include "tests/support/Random.h"
 
 #include <benchmark/benchmark.h>
 
@@ -21,7 +21,7 @@ using Triangle = std::array<Vec3d, 3>;
 template <class T, class Make>
 std::vector<T> Inputs(const benchmark::State& state, Make make)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     std::vector<T> inputs(static_cast<std::size_t>(state.range(0)));
     for (T& input : inputs) {
         input = make(random);
@@ -45,7 +45,7 @@ void RunAll(benchmark::State& state, const std::vector<Input>& inputs, Run test)
     state.counters["share_found"] = double(found) / double(inputs.size());
 }
 
-Triangle SmallTriangle(::Test::Random& random, double size)
+Triangle SmallTriangle(Support::Random& random, double size)
 {
     const auto place = random.Vector<3, double>(-1, 1);
     return {place + random.Vector<3, double>(-size, size),
@@ -165,7 +165,7 @@ struct Box {
     Vec3d max;
 };
 
-Box SmallBox(::Test::Random& random)
+Box SmallBox(Support::Random& random)
 {
     const auto place = random.Vector<3, double>(-1, 1);
     return {place - random.Vector<3, double>(0, 0.5), place + random.Vector<3, double>(0, 0.5)};

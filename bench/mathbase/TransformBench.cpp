@@ -2,7 +2,7 @@
 
 #include <Velk/Math/Transform_E.h>
 
-#include "tests/support/TestSupport.h"
+#include "tests/support/Random.h"
 
 #include <benchmark/benchmark.h>
 
@@ -15,7 +15,7 @@ using namespace Velk::Math;
 template <class T>
 std::vector<VecBase<3, T>> RandomPoints(std::int64_t count)
 {
-    Test::Random random(1);
+    Support::Random random(1);
     std::vector<VecBase<3, T>> points(static_cast<std::size_t>(count));
     for (auto& p : points) {
         p = random.Vector<3, T>(-100, 100);
@@ -59,7 +59,7 @@ BENCHMARK(BM_MapInPlace<double>)->RangeMultiplier(32)->Range(1 << 10, 1 << 20);
 template <int N>
 void BM_Invert(benchmark::State& state)
 {
-    Test::Random random(2);
+    Support::Random random(2);
     MatBase<N, N, double> matrix;
     for (double& value : matrix.value) {
         value = random.Between(-1, 1);

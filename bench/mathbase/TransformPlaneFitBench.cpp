@@ -2,7 +2,7 @@
 
 #include <Velk/Math/Transform_E.h>
 
-#include "tests/support/TestSupport.h"
+#include "tests/support/Random.h"
 
 #include <benchmark/benchmark.h>
 
@@ -17,7 +17,7 @@ using namespace Velk::Math;
 template <class T>
 std::vector<VecBase<3, T>> WavyLoop(std::int64_t count)
 {
-    Test::Random random(1);
+    Support::Random random(1);
     std::vector<VecBase<3, T>> loop;
     for (std::int64_t i = 0; i < count; ++i) {
         const double angle = kTwoPi<double> * static_cast<double>(i) / static_cast<double>(count);

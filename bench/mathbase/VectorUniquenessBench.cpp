@@ -5,14 +5,12 @@
 
 #include <Velk/Math/Vector_E.h>
 
+#include "bench/support/Meshes.h"
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -23,22 +21,7 @@ using namespace Velk::Math;
 template <class T>
 using Soup = std::vector<VecBase<3, T>>; // three points a triangle
 
-/// Seeded generator (splitmix64), so that every run welds the same points.
-class Random {
-public:
-    std::uint64_t Bits()
-    {
-        std::uint64_t z = (state_ += 0x9e3779b97f4a7c15U);
-        z = (z ^ (z >> 30U)) * 0xbf58476d1ce4e5b9U;
-        z = (z ^ (z >> 27U)) * 0x94d049bb133111ebU;
-        return z ^ (z >> 31U);
-    }
-    double Unit() { return static_cast<double>(Bits() >> 11U) * 0x1p-53; }
-    std::size_t Below(std::size_t count) { return static_cast<std::size_t>(Bits() % count); }
-
-private:
-    std::uint64_t state_ = 1;
-};
+using Support::Random;
 
 /// Two triangles for each cell of a square grid, rows one after the other, as a mesher writes them.
 /// `pointAt(u, v)` takes grid coordinates in [0, 1].
@@ -87,10 +70,10 @@ Soup<T> AllEqual(std::int64_t triangles)
 template <class T>
 Soup<T> ColumnOfOneX(std::int64_t triangles)
 {
-    Random random;
+    Random random(1);
     Soup<T> soup(static_cast<std::size_t>(3 * triangles));
     for (auto& point : soup) {
-        point = {12.5, static_cast<double>(random.Below(soup.size() / 3)) / 16, random.Below(2)};
+        point = {12.5, static_cast<double>(random.Below(static_cast<int>(soup.size() / 3))) / 16, random.Below(2)};
     }
     return soup;
 }
@@ -120,7 +103,7 @@ Soup<T> MachinedPart(std::int64_t triangles)
 template <class T>
 Soup<T> NoisyPlane(std::int64_t triangles)
 {
-    Random random;
+    Random random(1);
     return GridSoup<T>(triangles, [&](double u, double v) {
         return VecBase<3, double>{1e-17 * random.Unit(), 100 * u, 100 * v};
     });
@@ -130,7 +113,7 @@ Soup<T> NoisyPlane(std::int64_t triangles)
 template <class T>
 Soup<T> NoisySheet(std::int64_t triangles)
 {
-    Random random;
+    Random random(1);
     Soup<T> soup = WavySheet<T>(triangles);
     for (auto& point : soup) {
         for (T& x : point) {
@@ -144,7 +127,7 @@ Soup<T> NoisySheet(std::int64_t triangles)
 template <class T>
 Soup<T> Cloud(std::int64_t triangles, double spacing)
 {
-    Random random;
+    Random random(1);
     Soup<T> soup(static_cast<std::size_t>(3 * triangles));
     const double side = spacing * 1e-9 * std::cbrt(static_cast<double>(soup.size()));
     for (auto& point : soup) {
@@ -182,9 +165,9 @@ Soup<T> Lattice(std::int64_t triangles)
 template <class T>
 Soup<T> Scattered(Soup<T> soup)
 {
-    Random random;
+    Random random(1);
     for (std::size_t t = soup.size() / 3; t > 1; --t) {
-        const std::size_t other = random.Below(t);
+        const std::size_t other = static_cast<std::size_t>(random.Below(static_cast<int>(t)));
         for (std::size_t corner = 0; corner < 3; ++corner) {
             std::swap(soup[3 * (t - 1) + corner], soup[3 * other + corner]);
         }
@@ -269,28 +252,10 @@ void BM_FewPoints(benchmark::State& state)
 }
 BENCHMARK(BM_FewPoints)->Arg(6)->Arg(100)->Arg(1000);
 
-/// Corners of a binary STL file; empty when there is none.
-template <class T>
-Soup<T> ReadStl(const char* path)
-{
-    std::ifstream file(path, std::ios::binary);
-    const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-    Soup<T> soup;
-    for (std::size_t triangle = 84; triangle + 50 <= bytes.size(); triangle += 50) {
-        for (std::size_t corner = 0; corner < 3; ++corner) {
-            float xyz[3];
-            std::memcpy(xyz, bytes.data() + triangle + 12 + 12 * corner, sizeof xyz);
-            soup.emplace_back(xyz[0], xyz[1], xyz[2]);
-        }
-    }
-    return soup;
-}
-
 template <class T>
 void WeldFile(benchmark::State& state, double tolerance)
 {
-    const char* path = std::getenv("SORVANE_BENCH_STL");
-    const Soup<T> soup = path == nullptr ? Soup<T>{} : ReadStl<T>(path);
+    const Soup<T> soup = Bench::NamedCorners<T>();
     if (soup.empty()) {
         state.SkipWithError("SORVANE_BENCH_STL names no binary STL file");
         return;

@@ -4,77 +4,18 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
-#include <benchmark/benchmark.h>
-
-#include <cmath>
-#include <filesystem>
-#include <string>
-
-#include <unistd.h>
+#include "bench/meshfiles/MeshFilesInputs.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace Velk::Math;
 namespace Files = Velk::Math::Sorvane::MeshUtils;
-
-template <class T>
-struct Sheet {
-    std::vector<VecBase<3, T>> points;
-    std::vector<int> indices;
-};
-
-/// `triangleCount` triangles of the height field z = 3 sin x/7 cos y/5 over a square grid of pitch
-/// 0.37, whose coordinates take all the digits of their type.
-template <class T>
-Sheet<T> WavySheet(std::int64_t triangleCount)
-{
-    const auto side =
-        static_cast<int>(std::ceil(std::sqrt(static_cast<double>(triangleCount) / 2)));
-    Sheet<T> sheet;
-    for (int row = 0; row <= side; ++row) {
-        for (int column = 0; column <= side; ++column) {
-            const double x = 0.37 * column;
-            const double y = 0.37 * row;
-            sheet.points.push_back(VecBase<3, T>(x, y, 3 * std::sin(x / 7) * std::cos(y / 5)));
-        }
-    }
-    for (int row = 0; row < side; ++row) {
-        for (int column = 0; column < side; ++column) {
-            const int a = row * (side + 1) + column;
-            const int c = a + side + 1;
-            sheet.indices.insert(sheet.indices.end(), {a, a + 1, c + 1, a, c + 1, c});
-        }
-    }
-    sheet.indices.resize(static_cast<std::size_t>(3 * triangleCount));
-    return sheet;
-}
-
-/// A path of its own for each process; the file is removed at the end.
-class TemporaryFile {
-public:
-    TemporaryFile()
-        : path_(fs::temp_directory_path() / ("sorvane_bench_" + std::to_string(getpid())))
-    {
-    }
-    ~TemporaryFile()
-    {
-        std::error_code ignored;
-        fs::remove(path_, ignored);
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const fs::path& Path() const { return path_; }
-
-private:
-    fs::path path_;
-};
-
-void ReportBytes(benchmark::State& state, const fs::path& path)
-{
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(fs::file_size(path)));
-    state.SetItemsProcessed(state.iterations() * state.range(0));
-}
+using Bench::ReportBytes;
+using Bench::Sheet;
+using Bench::Sizes;
+using Bench::TemporaryFile;
+using Bench::WavySheet;
 
 template <class T>
 struct Ascii {
@@ -151,11 +92,6 @@ void BM_WritePoints(benchmark::State& state)
         benchmark::DoNotOptimize(Files::WriteArdenwickPointsFile(points, file.Path().string()));
     }
     ReportBytes(state, file.Path());
-}
-
-void Sizes(benchmark::internal::Benchmark* bench)
-{
-    bench->Arg(10'000)->Arg(100'000)->Arg(1'000'000)->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 
 BENCHMARK(BM_Read<Ascii<float>>)->Apply(Sizes);

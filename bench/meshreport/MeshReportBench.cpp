@@ -43,10 +43,10 @@ struct Part {
 
 Part TwoBands(std::int64_t triangleCount)
 {
-    const auto side = static_cast<int>(std::sqrt(static_cast<double>(triangleCount) / 4));
+    const auto width = static_cast<int>(std::sqrt(static_cast<double>(triangleCount) / 4));
     Part part;
-    part.AddBand(-1.5, -0.001, side, side);
-    part.AddBand(0.001, 1.5, side, side);
+    part.AddBand(-1.5, -0.001, width, width);
+    part.AddBand(0.001, 1.5, width, width);
     return part;
 }
 
@@ -92,7 +92,7 @@ BENCHMARK(BM_CheckGaps)
     ->Range(10'000, 1'000'000)
     ->Unit(benchmark::kMillisecond);
 
-/// Nothing but boundary: thin strips side by side, as many boundary points as triangles.
+/// Nothing but boundary: thin strips beside each other, as many boundary points as triangles.
 void BM_CheckGapsOfStrips(benchmark::State& state)
 {
     constexpr int kStrips = 10;
@@ -112,7 +112,7 @@ BENCHMARK(BM_CheckGapsOfStrips)
     ->Range(10'000, 1'000'000)
     ->Unit(benchmark::kMillisecond);
 
-/// A soup that was never welded: every triangle is a piece of its own.
+/// A soup that was never welded: every triangle is a component of its own.
 void BM_CheckGapsOfSoup(benchmark::State& state)
 {
     const Part part = TwoBands(state.range(0));

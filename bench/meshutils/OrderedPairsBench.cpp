@@ -1,11 +1,12 @@
-// Directed pairs of a grid of triangles: listing, cancelling, and chaining of long and of many
+// Directed pairs of a grid of triangles: listing, canceling, and chaining of long and of many
 // loops.
 
 #include <Sorvane/OrderedPairs_E.h>
 
+#include "tests/support/MeshGenerators.h"
+
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <cstdint>
 
 namespace {
@@ -15,16 +16,8 @@ using Pairs = std::vector<std::array<int, 2>>;
 
 std::vector<int> GridIndices(std::int64_t triangleCount)
 {
-    const int side = static_cast<int>(std::ceil(std::sqrt(static_cast<double>(triangleCount) / 2)));
-    std::vector<int> indices;
-    for (int i = 0; i < side; ++i) {
-        for (int j = 0; j < side; ++j) {
-            const int a = i * (side + 1) + j;
-            const int b = a + side + 1;
-            indices.insert(indices.end(), {a, b, b + 1, a, b + 1, a + 1});
-        }
-    }
-    return indices;
+    const int side = Support::GridSide(triangleCount);
+    return Support::GridIndices(side, side);
 }
 
 Pairs GridPairs(std::int64_t triangleCount)

@@ -5,7 +5,7 @@
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/Tessellation_E.h>
 
-#include "bench/triangulation/ConstraintSets.h"
+#include "bench/support/ConstraintSets.h"
 
 #include <CGAL/Constrained_Delaunay_triangulation_2.h>
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>

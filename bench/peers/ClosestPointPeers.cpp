@@ -2,7 +2,7 @@
 // for the same hundred thousand points uniform in the box, building included. The mesh is a wavy
 // sheet; SORVANE_BENCH_STL names another.
 
-#include "bench/trees/SearchTreeInputs.h"
+#include "bench/support/Meshes.h"
 #include "trees/TriangleTree_Impl.h"
 
 #include <CGAL/AABB_traits.h>

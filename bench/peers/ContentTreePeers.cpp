@@ -1,6 +1,7 @@
 // Box queries: the content tree beside Boost.Geometry's R-tree, both over the same boxes in space and
 // with the same answers, at ten thousand to a million boxes.
 
+#include "tests/support/Random.h"
 #include "trees/ContentTree_Impl.h"
 
 #include <benchmark/benchmark.h>
@@ -10,7 +11,6 @@
 #include <cmath>
 #include <cstdint>
 #include <iterator>
-#include <random>
 #include <utility>
 #include <vector>
 
@@ -22,43 +22,28 @@ using Box = Bounding::AxisAlignedBoundingBox<3, double>;
 
 constexpr int kQueries = 1000;
 
-class Uniform {
-public:
-    double operator()(double low, double high)
-    {
-        return low + (high - low) * static_cast<double>(engine_() >> 11U) * 0x1p-53;
-    }
-    Vec3d Point(double low, double high)
-    {
-        const double x = (*this)(low, high);
-        const double y = (*this)(low, high);
-        return {x, y, (*this)(low, high)};
-    }
-
-private:
-    std::mt19937_64 engine_{5489};
-};
+;
 
 double UsualSize(std::int64_t count) { return 100 / std::cbrt(static_cast<double>(count)); }
 
 std::vector<Box> Boxes(std::int64_t count)
 {
-    Uniform random;
+    Support::Random random(5489);
     std::vector<Box> boxes(static_cast<std::size_t>(count));
     for (Box& box : boxes) {
-        box.min = random.Point(0, 100);
-        box.max = box.min + random.Point(0.2, 1) * UsualSize(count);
+        box.min = random.Vector<3, double>(0, 100);
+        box.max = box.min + random.Vector<3, double>(0.2, 1) * UsualSize(count);
     }
     return boxes;
 }
 
 std::vector<Box> Queries(std::int64_t count)
 {
-    Uniform random;
+    Support::Random random(5489);
     std::vector<Box> boxes(kQueries);
     const double size = UsualSize(count);
     for (Box& box : boxes) {
-        box.min = random.Point(0, 100);
+        box.min = random.Vector<3, double>(0, 100);
         box.max = box.min + Vec3d{size, size, size};
     }
     return boxes;

@@ -6,7 +6,7 @@
 
 #include <Sorvane/HalfEdgeMesh_E.h>
 
-#include "bench/halfedge/BenchMeshes.h"
+#include "bench/support/Meshes.h"
 
 #include <CGAL/Simple_cartesian.h>
 #include <CGAL/Surface_mesh.h>

@@ -5,7 +5,8 @@
 
 #include <Sorvane/ConvexHull_E.h>
 
-#include "bench/bounding/HullInputs.h"
+#include "bench/support/Meshes.h"
+#include "bench/support/Points.h"
 
 #include <benchmark/benchmark.h>
 
@@ -22,8 +23,7 @@ using namespace Velk::Math;
 
 std::vector<Vec3d> Part(std::int64_t)
 {
-    const char* path = std::getenv("SORVANE_BENCH_STL");
-    return path == nullptr ? std::vector<Vec3d>{} : Bench::StlCorners(path);
+    return Bench::NamedCorners<double>();
 }
 
 template <std::vector<Vec3d> (*MakePoints)(std::int64_t)>

@@ -6,6 +6,8 @@
 #include <Sorvane/MeshFiles_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "tests/support/MeshGenerators.h"
+
 #include <benchmark/benchmark.h>
 #ifdef SORVANE_HAVE_MESHOPTIMIZER
 #include <meshoptimizer.h>
@@ -30,22 +32,11 @@ namespace {
 std::string WavySheetFile()
 {
     constexpr int kSide = 480;
-    std::vector<Vec3f> points;
-    std::vector<int> indices;
-    for (int i = 0; i <= kSide; ++i) {
-        for (int j = 0; j <= kSide; ++j) {
-            points.emplace_back(0.1 * i, 0.1 * j, 3 * std::sin(0.05 * i) * std::cos(0.03 * j));
-        }
-    }
-    for (int i = 0; i < kSide; ++i) {
-        for (int j = 0; j < kSide; ++j) {
-            const int a = i * (kSide + 1) + j;
-            const int b = a + kSide + 1;
-            indices.insert(indices.end(), {a, b, b + 1, a, b + 1, a + 1});
-        }
-    }
+    const auto sheet = Support::GridMesh<float>(kSide, kSide, [](int x, int y) {
+        return Vec3d(0.1 * x, 0.1 * y, 3 * std::sin(0.05 * x) * std::cos(0.03 * y));
+    });
     const auto path = std::filesystem::temp_directory_path() / "sorvane_bench_sheet.stl";
-    Sorvane::MeshUtils::WriteToBinarySTL(points, indices, path);
+    Sorvane::MeshUtils::WriteToBinarySTL(sheet.points, sheet.indices, path);
     return path.string();
 }
 

@@ -3,17 +3,15 @@
 //
 // The sheet is made here unless SORVANE_BENCH_STL names a binary STL file.
 
+#include "bench/support/Meshes.h"
 #include "trees/ContentTree_Impl.h"
 
-#include <Sorvane/MeshFiles_E.h>
 #include <Velk/Math/Intersect_E.h>
 
 #include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
-#include <random>
 #include <vector>
 
 namespace {
@@ -45,34 +43,19 @@ public:
     }
 };
 
-class Uniform {
-public:
-    double operator()(double low, double high)
-    {
-        return low + (high - low) * static_cast<double>(engine_() >> 11U) * 0x1p-53;
-    }
-    Vec3d Point(double low, double high)
-    {
-        const double x = (*this)(low, high);
-        const double y = (*this)(low, high);
-        return {x, y, (*this)(low, high)};
-    }
-
-private:
-    std::mt19937_64 engine_{5489};
-};
+;
 
 /// Boxes in a cube of edge 100, of a size at which each meets about three others.
 std::vector<Wrap> Boxes(int count)
 {
     const double size = 100 / std::cbrt(static_cast<double>(count));
-    Uniform random;
+    Support::Random random(5489);
     std::vector<Wrap> items(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         Wrap& item = items[static_cast<std::size_t>(i)];
         item.id = i;
-        item.min = random.Point(0, 100);
-        item.max = item.min + random.Point(0.2, 1) * size;
+        item.min = random.Vector<3, double>(0, 100);
+        item.max = item.min + random.Vector<3, double>(0.2, 1) * size;
     }
     return items;
 }
@@ -97,30 +80,16 @@ Wrap TriangleItem(int id, const Vec3d& a, const Vec3d& b, const Vec3d& c)
 /// A wavy sheet of about `count` triangles over a square of edge 100, or the file's triangles.
 std::vector<Wrap> Triangles(int count)
 {
-    std::vector<Wrap> items;
-    if (const char* file = std::getenv("SORVANE_BENCH_STL")) {
-        std::vector<Vec3d> points;
-        std::vector<int> indices;
-        if (MeshUtils::ReadFromBinarySTL(points, indices, file)) {
-            for (std::size_t i = 0; i + 2 < points.size(); i += 3) { // three for each triangle
-                items.push_back(TriangleItem(static_cast<int>(i / 3), points[i], points[i + 1],
-                                             points[i + 2]));
-            }
-            return items;
-        }
+    Bench::IndexedMesh mesh = Bench::NamedMesh();
+    if (mesh.indices.empty()) {
+        mesh = Bench::WavySheet(count);
     }
-    const int side = static_cast<int>(std::sqrt(count / 2.0));
-    const auto point = [&](int i, int j) {
-        const double x = 100.0 * i / side;
-        const double y = 100.0 * j / side;
-        return Vec3d{x, y, 10 * std::sin(0.2 * x) * std::cos(0.1 * y)};
-    };
-    for (int i = 0; i < side; ++i) {
-        for (int j = 0; j < side; ++j) {
-            const int id = static_cast<int>(items.size());
-            items.push_back(TriangleItem(id, point(i, j), point(i + 1, j), point(i + 1, j + 1)));
-            items.push_back(TriangleItem(id + 1, point(i, j), point(i + 1, j + 1), point(i, j + 1)));
-        }
+    std::vector<Wrap> items;
+    for (std::size_t i = 0; i + 2 < mesh.indices.size(); i += 3) {
+        const auto corner = [&](std::size_t k) {
+            return mesh.points[static_cast<std::size_t>(mesh.indices[i + k])];
+        };
+        items.push_back(TriangleItem(static_cast<int>(i / 3), corner(0), corner(1), corner(2)));
     }
     return items;
 }
@@ -145,7 +114,7 @@ template <class Query> void RunQueries(benchmark::State& state, const Query& que
     const double size = 100 / std::cbrt(static_cast<double>(state.range(0)));
     std::size_t found = 0;
     for (auto _ : state) {
-        Uniform random;
+        Support::Random random(5489);
         found = 0;
         for (int i = 0; i < kQueries; ++i) {
             found += query(tree, random, size);
@@ -159,24 +128,24 @@ template <class Query> void RunQueries(benchmark::State& state, const Query& que
 
 void BM_BallQuery(benchmark::State& state)
 {
-    RunQueries(state, [](const BenchTree& tree, Uniform& random, double size) {
-        return tree.GetPossibleBallCollisions({random.Point(0, 100), size}).size();
+    RunQueries(state, [](const BenchTree& tree, Support::Random& random, double size) {
+        return tree.GetPossibleBallCollisions({random.Vector<3, double>(0, 100), size}).size();
     });
 }
 
 void BM_BoxQuery(benchmark::State& state)
 {
-    RunQueries(state, [](const BenchTree& tree, Uniform& random, double size) {
-        const Vec3d corner = random.Point(0, 100);
+    RunQueries(state, [](const BenchTree& tree, Support::Random& random, double size) {
+        const Vec3d corner = random.Vector<3, double>(0, 100);
         return tree.GetPossibleBoxCollisions({corner, corner + Vec3d{size, size, size}}).size();
     });
 }
 
 void BM_LineQuery(benchmark::State& state)
 {
-    RunQueries(state, [](const BenchTree& tree, Uniform& random, double) {
-        const Vec3d origin = random.Point(0, 100);
-        const Vec3d direction = Vector::Normalized(random.Point(-1, 1), 1e-12);
+    RunQueries(state, [](const BenchTree& tree, Support::Random& random, double) {
+        const Vec3d origin = random.Vector<3, double>(0, 100);
+        const Vec3d direction = Vector::Normalized(random.Vector<3, double>(-1, 1), 1e-12);
         return tree.GetPossibleRayCollisions(origin, direction, true).size();
     });
 }
@@ -191,11 +160,11 @@ void BM_NearestTriangle(benchmark::State& state)
     for (auto _ : state) {
         const BenchTree tree(items);
         const auto& box = tree.Root().contentBox;
-        Uniform random;
+        Support::Random random(5489);
         sum = 0;
         tested = 0;
         for (int i = 0; i < kPoints; ++i) {
-            Vec3d point = random.Point(0, 1);
+            Vec3d point = random.Vector<3, double>(0, 1);
             for (int axis = 0; axis < 3; ++axis) {
                 point[axis] = box.min[axis] + point[axis] * (box.max[axis] - box.min[axis]);
             }

@@ -2,7 +2,7 @@
 // through a mesh, and segments and chains in the plane, at three sizes each. The mesh is a wavy
 // sheet; SORVANE_BENCH_STL names another.
 
-#include "bench/trees/SearchTreeInputs.h"
+#include "bench/support/Meshes.h"
 #include "trees/ArcSegTree_Impl.h"
 #include "trees/SegmentTree_Impl.h"
 #include "trees/TriangleTree_Impl.h"
@@ -80,12 +80,12 @@ void BM_LineHits(benchmark::State& state)
 std::vector<Geometry::SegBase<double>> Segments(std::int64_t count)
 {
     const double size = 100 / std::sqrt(static_cast<double>(count));
-    Bench::Uniform random;
+    Support::Random random(5489);
     std::vector<Geometry::SegBase<double>> segments;
     for (std::int64_t i = 0; i < count; ++i) {
-        const double x = random(0, 100);
-        const double y = random(0, 100);
-        segments.push_back({{x, y}, {x + random(-size, size), y + random(-size, size)}});
+        const double x = random.Between(0, 100);
+        const double y = random.Between(0, 100);
+        segments.push_back({{x, y}, {x + random.Between(-size, size), y + random.Between(-size, size)}});
     }
     return segments;
 }
@@ -97,11 +97,11 @@ void BM_SnapToSegments(benchmark::State& state)
     std::size_t found = 0;
     for (auto _ : state) {
         const Tree::Quadtree::SegmentTree<double> tree(segments);
-        Bench::Uniform random;
+        Support::Random random(5489);
         found = 0;
         for (int i = 0; i < kPoints; ++i) {
-            const double x = random(0, 100);
-            found += tree.ClosestPoint({x, random(0, 100)}, 10).id >= 0 ? 1 : 0;
+            const double x = random.Between(0, 100);
+            found += tree.ClosestPoint({x, random.Between(0, 100)}, 10).id >= 0 ? 1 : 0;
         }
     }
     state.counters["found"] = static_cast<double>(found);
@@ -119,13 +119,13 @@ void BM_ChainItemsWithin(benchmark::State& state)
         chain.AppendArc(center, at, Vector::Length(at - center) * (i % 2 == 0 ? 0.3 : 0.2));
         at = chain.elements.back().EndPoint();
     }
-    Bench::Uniform random;
+    Support::Random random(5489);
     std::size_t found = 0;
     for (auto _ : state) {
         const Tree::Quadtree::ArcSegTree<double> tree(chain);
         for (int i = 0; i < kPoints / 10; ++i) {
-            const double x = random(-2, 2);
-            found += tree.ItemsWithin({x, random(-2, 2)}, 0.02).size();
+            const double x = random.Between(-2, 2);
+            found += tree.ItemsWithin({x, random.Between(-2, 2)}, 0.02).size();
         }
     }
     benchmark::DoNotOptimize(found);

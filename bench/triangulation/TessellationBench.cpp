@@ -3,7 +3,7 @@
 #include <Sorvane/Tessellation_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
-#include "bench/triangulation/ConstraintSets.h"
+#include "bench/support/ConstraintSets.h"
 #include "tests/support/Polygons.h"
 
 #include <benchmark/benchmark.h>
@@ -16,7 +16,7 @@ namespace {
 using namespace Velk::Math;
 namespace Mesh = Sorvane::Mesh;
 
-void Outline(benchmark::State& state, const Test::Polygon& polygon)
+void Outline(benchmark::State& state, const Support::Polygon& polygon)
 {
     for (auto _ : state) {
         benchmark::DoNotOptimize(Mesh::TessellateSimpleBoundary(polygon));
@@ -27,33 +27,33 @@ void Outline(benchmark::State& state, const Test::Polygon& polygon)
 void Star(benchmark::State& state)
 {
     Bench::Random random(1);
-    Outline(state, Test::StarPolygon(static_cast<int>(state.range(0)), random));
+    Outline(state, Support::StarPolygon(static_cast<int>(state.range(0)), random));
 }
 
 void Comb(benchmark::State& state)
 {
     Bench::Random random(1);
-    Outline(state, Test::CombPolygon(static_cast<int>(state.range(0)) / 2, random));
+    Outline(state, Support::CombPolygon(static_cast<int>(state.range(0)) / 2, random));
 }
 
 // Teeth along the sweep: every gap is open at the same time.
 void CombOnItsSide(benchmark::State& state)
 {
     Bench::Random random(1);
-    const auto comb = Test::CombPolygon(static_cast<int>(state.range(0)) / 2, random);
-    Outline(state, Test::Turned(comb, 0.5 * kPi<double>));
+    const auto comb = Support::CombPolygon(static_cast<int>(state.range(0)) / 2, random);
+    Outline(state, Support::Turned(comb, 0.5 * kPi<double>));
 }
 
 void Spiral(benchmark::State& state)
 {
-    Outline(state, Test::SpiralPolygon(static_cast<int>(state.range(0))));
+    Outline(state, Support::SpiralPolygon(static_cast<int>(state.range(0))));
 }
 
 void Maze(benchmark::State& state)
 {
     Bench::Random random(1);
     const double rooms = static_cast<double>(state.range(0)) / 4;
-    Outline(state, Test::MazePolygon(static_cast<int>(std::sqrt(rooms)), random));
+    Outline(state, Support::MazePolygon(static_cast<int>(std::sqrt(rooms)), random));
 }
 
 void PointsWithConstraints(benchmark::State& state)

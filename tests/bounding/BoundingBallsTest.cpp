@@ -4,7 +4,7 @@
 
 #include "tests/bounding/BallOracle.h"
 #include "tests/bounding/BoundingForms.h"
-#include "tests/bounding/PointSets.h"
+#include "tests/support/PointSets.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -122,6 +122,67 @@ TYPED_TEST(BoundingBallsOf, FlatSetsOfAllSizes)
         }
         ExpectSmallest(Test::BallOf(points, false), points);
         ExpectSmallest(Test::BallOf(points, true), points);
+    }
+}
+
+// Squares of such coordinates overflow, in float from 2e19 on.
+TYPED_TEST(BoundingBallsOf, HugeCoordinates)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    Test::Random random(44);
+    const std::vector<int> exponents = std::is_same_v<T, float> ? std::vector<int>{64, 65, 100, 124}
+                                                                : std::vector<int>{512, 700, 1020};
+    for (const int exponent : exponents) {
+        for (const int count : {4, 10, 11, 60, 257, 3000}) {
+            SCOPED_TRACE(exponent);
+            SCOPED_TRACE(count);
+            const auto points = Test::MakePoints<D, T>(Test::PointSet::Ball, count, random);
+            auto huge = points;
+            for (auto& p : huge) {
+                for (T& x : p) {
+                    x = std::ldexp(x, exponent);
+                }
+            }
+            const long double smallest = Test::SmallestRadius(points);
+            for (const bool skipHull : {false, true}) {
+                const auto ball = Test::BallOf(huge, skipHull);
+                const long double radius =
+                    std::ldexp(static_cast<long double>(ball.radius), -exponent);
+                VecBase<D, T> center;
+                for (int axis = 0; axis < D; ++axis) {
+                    center[axis] = std::ldexp(ball.center[axis], -exponent);
+                }
+                EXPECT_GE(radius, Test::ReachOf(points, center) * (1 - 2 * std::numeric_limits<T>::epsilon()));
+                EXPECT_LE(radius, smallest * (std::is_same_v<T, double> ? 1 + 1e-8L : 1 + 1e-5L));
+            }
+        }
+    }
+}
+
+// Points that all coincide with the origin within the tolerance: no NaN, and all are held.
+TYPED_TEST(BoundingBallsOf, PointsWhoseSquaresVanish)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    Test::Random random(45);
+    const std::vector<int> exponents = std::is_same_v<T, float>
+                                           ? std::vector<int>{-64, -70, -120}
+                                           : std::vector<int>{-511, -540, -1000};
+    for (const int exponent : exponents) {
+        for (const int count : {3, 7, 11, 20, 400}) {
+            SCOPED_TRACE(exponent);
+            SCOPED_TRACE(count);
+            auto points = Test::MakePoints<D, T>(Test::PointSet::Cube, count, random);
+            for (auto& p : points) {
+                for (T& x : p) {
+                    x = std::ldexp(x, exponent);
+                }
+            }
+            const auto ball = Test::BallOf(points, true);
+            EXPECT_GE(ball.radius, Test::ReachOf(points, ball.center) * (1 - 1e-6L));
+            EXPECT_LE(ball.radius, std::ldexp(T(4), exponent));
+        }
     }
 }
 

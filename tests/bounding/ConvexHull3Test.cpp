@@ -5,7 +5,7 @@
 
 #include "tests/bounding/HullChecks.h"
 #include "tests/support/MeshGenerators.h"
-#include "tests/support/TestMeshes.h"
+#include "tests/support/StlFile.h"
 
 #include <gtest/gtest.h>
 
@@ -768,7 +768,7 @@ TEST_P(ConvexHull3Parts, VolumeAndAreaAreTheReference)
     std::ifstream stream(reference);
     const std::string text{std::istreambuf_iterator<char>(stream), {}};
 
-    const auto points = ::Test::WeldedBinaryStl<double>(file).points;
+    const auto points = Support::WeldedStl<double>(file).points;
     ASSERT_FALSE(points.empty());
     const auto hull = HullOf(points);
     ASSERT_TRUE(hull.isSolid);
@@ -777,7 +777,7 @@ TEST_P(ConvexHull3Parts, VolumeAndAreaAreTheReference)
     EXPECT_NEAR(volume / HullFigure(text, GetParam(), "volume"), 1, 1e-9);
     EXPECT_NEAR(area / HullFigure(text, GetParam(), "area"), 1, 1e-9);
 
-    const auto pointsInFloat = ::Test::WeldedBinaryStl<float>(file).points;
+    const auto pointsInFloat = Support::WeldedStl<float>(file).points;
     const auto hullInFloat = HullOf(pointsInFloat);
     ASSERT_TRUE(hullInFloat.isSolid);
     ::Test::ExpectHull(pointsInFloat, hullInFloat.points, hullInFloat.indices);

@@ -5,7 +5,7 @@
 #include <Sorvane/ConvexHull_E.h>
 
 #include "tests/bounding/PlainHull.h"
-#include "tests/bounding/PointSets.h"
+#include "tests/support/PointSets.h"
 #include "tests/support/TestSupport.h"
 
 #include <Velk/Math/Vector_E.h>

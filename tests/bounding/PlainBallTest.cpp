@@ -4,7 +4,7 @@
 
 #include "tests/bounding/BoundingForms.h"
 #include "tests/bounding/PlainBall.h"
-#include "tests/bounding/PointSets.h"
+#include "tests/support/PointSets.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>

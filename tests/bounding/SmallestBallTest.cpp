@@ -5,11 +5,12 @@
 
 #include "tests/bounding/BallOracle.h"
 #include "tests/bounding/BoundingForms.h"
-#include "tests/bounding/PointSets.h"
+#include "tests/support/PointSets.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
 #include <limits>
+#include <span>
 #include <vector>
 
 namespace {
@@ -169,6 +170,94 @@ TYPED_TEST(SmallestBallOf, ScalesAndOffsets)
             if (this->HasFatalFailure()) {
                 return;
             }
+        }
+    }
+}
+
+// A heap of points within the tolerance of each other and one far off, with noise far below it. The
+// ball through two points of the heap and the far one may be of any size.
+TYPED_TEST(SmallestBallOf, AHeapWithinTheToleranceAndAFarPoint)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    Test::Random random(21);
+    const double tolerance = static_cast<double>(kLengthFloor<T>);
+    for (int trial = 0; trial < 3000; ++trial) {
+        SCOPED_TRACE(trial);
+        const int count = 3 + random.Below(trial % 4 == 0 ? 40 : 7);
+        const double size = tolerance * std::pow(10.0, -random.Between(-0.5, 25));
+        const double noise = std::pow(10.0, -random.Between(30, 37));
+        const int line = random.Below(3); // along the way to the far point, across it, or a cloud
+        VecBase<D, T> far;
+        far[0] = static_cast<T>(random.Between(0.1, 1));
+        std::vector<VecBase<D, T>> points;
+        for (int i = 0; i + 1 < count; ++i) {
+            VecBase<D, T> p;
+            for (int axis = 0; axis < D; ++axis) {
+                const double reach = line == 2 || (line == 0) == (axis == 0) ? size : noise;
+                p[axis] = static_cast<T>(random.Between(-reach, reach));
+            }
+            points.push_back(p);
+        }
+        points.insert(points.begin() + random.Below(count), far);
+        ExpectSmallest(Impl::SmallestBall(points), points);
+        if (this->HasFatalFailure()) {
+            return;
+        }
+    }
+}
+
+TYPED_TEST(SmallestBallOf, SizesAtTheEndsOfTheNumberRange)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    Test::Random random(22);
+    const std::vector<int> exponents = std::is_same_v<T, float>
+                                           ? std::vector<int>{62, 66, 100, 124}
+                                           : std::vector<int>{500, 512, 700, 1020};
+    for (const int exponent : exponents) {
+        for (const int sign : {1, -1}) {
+            for (const int count : {3, 8, 40, 300}) {
+                SCOPED_TRACE(exponent * sign);
+                SCOPED_TRACE(count);
+                const auto points = Test::MakePoints<D, T>(Test::PointSet::Cube, count, random);
+                std::vector<VecBase<D, T>> scaled = points;
+                for (auto& p : scaled) {
+                    for (T& x : p) {
+                        x = std::ldexp(x, sign * exponent);
+                    }
+                }
+                const auto ball = Impl::SmallestBall(scaled);
+                // All of it brought back to about 1, where the oracle works. Points that coincide
+                // within the tolerance may have a ball a little larger than the smallest.
+                const long double radius =
+                    std::ldexp(static_cast<long double>(ball.radius), -sign * exponent);
+                VecBase<D, T> center;
+                for (int axis = 0; axis < D; ++axis) {
+                    center[axis] = std::ldexp(ball.center[axis], -sign * exponent);
+                }
+                const long double bound = Test::SmallestRadius(points);
+                EXPECT_GE(radius, Test::ReachOf(points, center) * (1 - 2 * std::numeric_limits<T>::epsilon()));
+                EXPECT_LE(radius, bound * (1 + 4 * kAccuracy<T>));
+            }
+        }
+    }
+}
+
+TYPED_TEST(SmallestBallOf, ByExchangeIsSmallestOnAllSets)
+{
+    constexpr int D = TypeParam::D;
+    Test::Random random(23);
+    for (const Test::PointSet set : Test::kPointSets) {
+        for (int trial = 0; trial < 40; ++trial) {
+            SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(trial));
+            const auto points = Test::MakePoints<D, double>(
+                set, 1 + random.Below(trial % 5 == 0 ? 300 : 12), random);
+            const auto ball =
+                Impl::SmallestBallByExchange<D>(std::span<const VecBase<D, double>>(points));
+            const long double reach = Test::ReachOf(points, ball.center);
+            ASSERT_NEAR(static_cast<double>(reach), ball.radius, 1e-15 * (1 + ball.radius));
+            ASSERT_LE(reach, Test::SmallestRadius(points) * (1 + 1e-12L) + 1e-300L);
         }
     }
 }

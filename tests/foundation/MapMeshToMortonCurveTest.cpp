@@ -4,7 +4,7 @@
 #include <Sorvane/MortonCurve_E.h>
 
 #include "tests/support/MeshGenerators.h"
-#include "tests/support/TestMeshes.h"
+#include "tests/support/MeshGenerators.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>

@@ -4,7 +4,7 @@
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Vector_E.h>
 
-#include "tests/support/TestMeshes.h"
+#include "tests/support/MeshGenerators.h"
 
 #include <cmath>
 #include <limits>

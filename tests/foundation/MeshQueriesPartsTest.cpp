@@ -2,7 +2,7 @@
 
 #include <Sorvane/MeshQueries_E.h>
 
-#include "tests/support/TestMeshes.h"
+#include "tests/support/StlFile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -62,7 +62,7 @@ TEST_P(MeshQueriesOnParts, AgreeWithSlowTwinsAndKnownBoundary)
     const PartCase& part = GetParam();
     const auto file = ::Test::SharedData(part.file);
     SORVANE_NEED_DATA(file);
-    const auto mesh = ::Test::WeldedBinaryStl<double>(file);
+    const auto mesh = Support::WeldedStl<double>(file);
     ASSERT_EQ(mesh.indices.size(), 3 * part.triangles);
     ASSERT_EQ(mesh.points.size(), part.points);
 
@@ -109,7 +109,7 @@ TEST(MatchNormalsOnParts, RealPartFromRandomlyTurnedTriangles)
 {
     const auto file = ::Test::SharedData("meshes_cad/voron_z_joint_upper_x4.stl");
     SORVANE_NEED_DATA(file);
-    const auto part = ::Test::WeldedBinaryStl<double>(file); // one closed, oriented component
+    const auto part = Support::WeldedStl<double>(file); // one closed, oriented component
     ASSERT_EQ(part.indices.size(), 3U * 26442);
     ASSERT_EQ(MisorientedEdges(part.indices), 0);
     auto mesh = part;
@@ -125,11 +125,73 @@ TEST(MatchNormalsOnParts, RealPartFromRandomlyTurnedTriangles)
     EXPECT_TRUE(mesh.indices == part.indices);
 }
 
+/// As they came from the tessellator: some of the triangles name a point twice.
+struct DegenerateCase {
+    const char* name;
+    const char* file;
+    std::size_t triangles;
+    std::size_t degenerate; // told with the files
+    int components;         // likewise, of the part without them
+};
+void PrintTo(const DegenerateCase& part, std::ostream* os) { *os << part.name; }
+
+class MatchNormalsOnDegenerateParts : public testing::TestWithParam<DegenerateCase> {};
+
+TEST_P(MatchNormalsOnDegenerateParts, SoundTrianglesAreThoseOfThePartWithoutTheOthers)
+{
+    const DegenerateCase& part = GetParam();
+    const auto file = ::Test::SharedData(part.file);
+    SORVANE_NEED_DATA(file);
+    const auto whole = Support::WeldedStl<double>(file);
+    ASSERT_EQ(whole.indices.size(), 3 * part.triangles);
+
+    std::vector<std::size_t> sound;
+    for (std::size_t t = 0; t < part.triangles; ++t) {
+        const auto corner = whole.indices.begin() + static_cast<std::ptrdiff_t>(3 * t);
+        if (std::set<int>(corner, corner + 3).size() == 3) {
+            sound.push_back(t);
+        }
+    }
+    ASSERT_EQ(part.triangles - sound.size(), part.degenerate);
+    const auto soundOf = [&](const std::vector<int>& indices) {
+        std::vector<int> corners;
+        for (const std::size_t t : sound) {
+            corners.insert(corners.end(), {indices[3 * t], indices[3 * t + 1], indices[3 * t + 2]});
+        }
+        return corners;
+    };
+    ASSERT_EQ(MisorientedEdges(soundOf(whole.indices)), 0);
+    auto mesh = whole;
+    EXPECT_FALSE(Mesh::MatchNormals(mesh)); // the part is wound well and nothing may be turned
+    EXPECT_TRUE(mesh.indices == whole.indices);
+
+    ::Test::Random random(31);
+    for (const std::size_t t : sound) {
+        if (random.Below(3) == 0) {
+            std::swap(mesh.indices[3 * t + 1], mesh.indices[3 * t + 2]);
+        }
+    }
+    auto without = mesh;
+    without.indices = soundOf(mesh.indices);
+    EXPECT_TRUE(Mesh::MatchNormals(mesh));
+    EXPECT_TRUE(Mesh::MatchNormals(without));
+    EXPECT_TRUE(soundOf(mesh.indices) == without.indices);
+    if (part.components == 1) { // all of it is walked, and less than half was turned
+        EXPECT_TRUE(mesh.indices == whole.indices);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, MatchNormalsOnDegenerateParts,
+    testing::Values(DegenerateCase{"Ctc05", "with_degenerate/nist_ctc_05.stl", 15695, 21, 2},
+                    DegenerateCase{"Ftc06", "with_degenerate/nist_ftc_06.stl", 15810, 8, 1}),
+    [](const auto& test) { return std::string(test.param.name); });
+
 TEST(CreaseAnglesOnParts, EdgesOfARealPartAgreeFromBothSides)
 {
     const auto file = ::Test::SharedData("meshes_cad/plate_holes.STL");
     SORVANE_NEED_DATA(file);
-    const auto mesh = ::Test::WeldedBinaryStl<double>(file); // closed, every edge of two triangles
+    const auto mesh = Support::WeldedStl<double>(file); // closed, every edge of two triangles
     ASSERT_EQ(mesh.indices.size(), 3U * 1252);
     const auto angles = Mesh::CreaseAngles(mesh, false);
     const auto neighbors = Mesh::NeighborFacets(mesh);

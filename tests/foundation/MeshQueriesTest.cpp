@@ -2,6 +2,7 @@
 
 #include <Sorvane/MeshQueries_E.h>
 
+#include "tests/support/MeshGenerators.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -58,18 +59,7 @@ TYPED_TEST_SUITE(MeshQueriesOf, Forms);
 /// repeated ones among them.
 const std::vector<int> kTetrahedron{0, 2, 1, 0, 1, 3, 1, 2, 3, 2, 0, 3};
 
-std::vector<int> Grid(int side)
-{
-    std::vector<int> indices;
-    for (int i = 0; i < side; ++i) {
-        for (int j = 0; j < side; ++j) {
-            const int a = i * (side + 1) + j;
-            const int b = a + side + 1;
-            indices.insert(indices.end(), {a, b, b + 1, a, b + 1, a + 1});
-        }
-    }
-    return indices;
-}
+std::vector<int> Grid(int side) { return Support::GridIndices(side, side); }
 
 std::vector<int> RandomTriples(std::uint64_t seed, int triangles, int nodes)
 {
@@ -136,7 +126,8 @@ std::vector<Edge> BoundaryTwin(const std::vector<int>& indices)
     return boundary;
 }
 
-bool MatchNormalsTwin(std::vector<int>& indices)
+/// The walk told in words, over triangles of three different nodes each.
+bool MatchNormalsTwinOfSound(std::vector<int>& indices)
 {
     const Neighbors neighbors = NeighborsTwin(indices);
     const int count = static_cast<int>(neighbors.size());
@@ -158,7 +149,7 @@ bool MatchNormalsTwin(std::vector<int>& indices)
         for (int k = 0; k < 3; ++k) {
             const int n = neighbors[static_cast<std::size_t>(t)][static_cast<std::size_t>(k)];
             Edge edge = side(t, k);
-            if (n < 0 || at(visited, n) != 0 || edge.first == edge.second) {
+            if (n < 0 || at(visited, n) != 0) {
                 continue;
             }
             if (at(flipped, t) != 0) {
@@ -186,6 +177,26 @@ bool MatchNormalsTwin(std::vector<int>& indices)
         }
     }
     return true;
+}
+
+/// Triangles that name a node twice are taken out, and put back as they were.
+bool MatchNormalsTwin(std::vector<int>& indices)
+{
+    std::vector<int> sound;
+    std::vector<std::size_t> places;
+    for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
+        if (std::set<int>{indices[i], indices[i + 1], indices[i + 2]}.size() == 3) {
+            places.insert(places.end(), {i, i + 1, i + 2});
+        }
+    }
+    for (const std::size_t place : places) {
+        sound.push_back(indices[place]);
+    }
+    const bool isTurned = !sound.empty() && MatchNormalsTwinOfSound(sound);
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        indices[places[i]] = sound[i];
+    }
+    return isTurned;
 }
 
 // --- neighborhood ------------------------------------------------------------------------------
@@ -494,11 +505,83 @@ TYPED_TEST(MeshQueriesOf, MatchNormalsCountsOtherComponentsAsRight)
 TYPED_TEST(MeshQueriesOf, MatchNormalsSharedSideOfOneNodeIsNotWalkedAcross)
 {
     // Triangle 0 meets the others in its side 0-0 alone, which runs alike both ways: nothing can be
-    // told across it. Taken literally it would mark triangle 1.
+    // told across it.
     auto mesh = TypeParam::Of({0, 0, 1, 0, 0, 2, 0, 2, 3});
     const std::vector<int> before = mesh.indices;
     EXPECT_FALSE(Mesh::MatchNormals(mesh));
     EXPECT_EQ(mesh.indices, before);
+}
+
+TYPED_TEST(MeshQueriesOf, MatchNormalsTriangleWithARepeatedNodeTurnsNoOther)
+{
+    // A square of two triangles that agree, and a triangle that runs its diagonal there and back.
+    const std::vector<int> squares[] = {{0, 0, 2, 0, 1, 2, 0, 2, 3},
+                                        {0, 1, 2, 0, 0, 2, 0, 2, 3},
+                                        {0, 1, 2, 0, 2, 3, 2, 0, 2},
+                                        {2, 2, 2, 0, 1, 2, 2, 0, 0, 0, 2, 3, 0, 2, 2}};
+    for (const std::vector<int>& square : squares) {
+        auto mesh = TypeParam::Of(square);
+        EXPECT_FALSE(Mesh::MatchNormals(mesh));
+        EXPECT_EQ(mesh.indices, square);
+    }
+    auto none = TypeParam::Of({0, 0, 1, 1, 2, 1});
+    EXPECT_FALSE(Mesh::MatchNormals(none));
+    EXPECT_EQ(none.indices, (std::vector<int>{0, 0, 1, 1, 2, 1}));
+}
+
+TYPED_TEST(MeshQueriesOf, MatchNormalsTriangleWithARepeatedNodeDoesNotCount)
+{
+    // Two of the three sound triangles run against the first, which is more than half of three: the
+    // first is turned. Of all eight they would not be half.
+    auto mesh =
+        TypeParam::Of({1, 1, 0, 0, 2, 1, 0, 2, 3, 4, 4, 3, 0, 3, 4, 0, 3, 3, 5, 5, 5, 1, 2, 1});
+    EXPECT_TRUE(Mesh::MatchNormals(mesh));
+    EXPECT_EQ(mesh.indices, (std::vector<int>{1, 1, 0, 0, 1, 2, 0, 2, 3, 4, 4, 3,
+                                              0, 3, 4, 0, 3, 3, 5, 5, 5, 1, 2, 1}));
+}
+
+TYPED_TEST(MeshQueriesOf, MatchNormalsSoundTrianglesComeOutAsIfTheOthersWereNotThere)
+{
+    for (std::uint64_t seed = 1; seed <= 30; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        Test::Random random(seed);
+        auto sound = Grid(6);
+        for (int t = 0; t < 72; ++t) {
+            if (random.Below(3) == 0) {
+                Turn(sound, t);
+            }
+        }
+        // Collapsed triangles of every form, most of them on an edge that sound ones share, strewn
+        // among them and before the first.
+        std::vector<int> mixed;
+        std::vector<bool> isSound;
+        const auto add = [&](const std::vector<int>& triple, bool isOneOfThem) {
+            mixed.insert(mixed.end(), triple.begin(), triple.end());
+            isSound.push_back(isOneOfThem);
+        };
+        for (std::size_t i = 0; i < sound.size(); i += 3) {
+            for (int count = random.Below(3); count > 0; --count) {
+                const auto corner = static_cast<std::size_t>(random.Below(3));
+                const int a = sound[i + corner];
+                const int b = sound[i + (corner + 1) % 3];
+                const std::vector<int> forms[] = {{a, a, b}, {a, b, a}, {b, a, a},
+                                                  {b, b, a}, {a, b, b}, {a, a, a}};
+                add(forms[random.Below(6)], false);
+            }
+            add({sound[i], sound[i + 1], sound[i + 2]}, true);
+        }
+        auto alone = TypeParam::Of(sound);
+        auto together = TypeParam::Of(mixed);
+        EXPECT_EQ(Mesh::MatchNormals(together), Mesh::MatchNormals(alone));
+        std::size_t next = 0;
+        for (std::size_t t = 0; t < isSound.size(); ++t) {
+            for (std::size_t k = 0; k < 3; ++k) {
+                EXPECT_EQ(together.indices[3 * t + k],
+                          isSound[t] ? alone.indices[next + k] : mixed[3 * t + k]);
+            }
+            next += isSound[t] ? 3 : 0;
+        }
+    }
 }
 
 TYPED_TEST(MeshQueriesOf, MatchNormalsNumbersOutOfRangeAreHarmless)

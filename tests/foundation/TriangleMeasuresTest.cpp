@@ -261,6 +261,25 @@ TYPED_TEST(TriangleMeasuresOf, OppositeEdgeAngleOfBrokenTriangles)
     EXPECT_EQ(Mesh::OppositeEdgeAngle(T{1}, T{1}, nan), T{0});
 }
 
+TYPED_TEST(TriangleMeasuresOf, OppositeEdgeAngleOfSidesOfAnySizeIsAnAngle)
+{
+    using T = TypeParam;
+    const T inf = std::numeric_limits<T>::infinity();
+    EXPECT_EQ(Mesh::OppositeEdgeAngle(inf, T{1}, T{1}), T{0});
+    EXPECT_EQ(Mesh::OppositeEdgeAngle(T{1}, T{1}, inf), T{0});
+    EXPECT_EQ(Mesh::OppositeEdgeAngle(T{1}, inf, T{1}), kPi<T>);
+    const std::array<T, 6> sides{0, std::numeric_limits<T>::denorm_min(), 1,
+                                 2, std::numeric_limits<T>::max(),        inf};
+    for (const T a : sides) {
+        for (const T b : sides) {
+            for (const T c : sides) {
+                const T angle = Mesh::OppositeEdgeAngle(a, c, b);
+                EXPECT_TRUE(angle >= 0 && angle <= kPi<T>) << a << ' ' << c << ' ' << b;
+            }
+        }
+    }
+}
+
 TYPED_TEST(TriangleMeasuresOf, OppositeEdgeAngleAgainstExactIntegers)
 {
     using T = TypeParam;

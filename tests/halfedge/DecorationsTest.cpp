@@ -119,6 +119,18 @@ TEST(Decorations, PacketResetsEachOnceAndAllTwiceButTheFirst)
     EXPECT_EQ(packet.resetsC, 3);
 }
 
+TEST(Decorations, PacketMayBeEmpty)
+{
+    DecorationPacket<> packet;
+    packet.Reset();
+    packet.ResetAll();
+    TriangleMesh<DHVertex<3>, DecoratedTopology<HEdge>, DecoratedTopology<HFace>> mesh;
+    ASSERT_TRUE(mesh.LoadIndexedPoints(::Test::Octahedron()));
+    ASSERT_TRUE(mesh.CollapseEdge(mesh.FindEdge(0, 2), false, false));
+    EXPECT_TRUE(mesh.Nodes()[2].IsInvalid());
+    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+}
+
 TEST(Decorations, InvalidateThroughTheBaseResetsOnce)
 {
     DecoratedTopology<HFace, CountingA, CountingB> face;
@@ -152,6 +164,7 @@ TEST(Decorations, ResetComesBeforeResetAll)
     };
     EXPECT_EQ(slotOf(&ITopologyDecoration::Reset), 0);
     EXPECT_EQ(slotOf(&ITopologyDecoration::ResetAll), 1);
+    EXPECT_TRUE(std::has_virtual_destructor_v<ITopologyDecoration>); // behind the two
 }
 #endif
 

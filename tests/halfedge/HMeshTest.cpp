@@ -19,6 +19,7 @@ using namespace Velk::Math::Sorvane::HalfEdge;
 using PolygonMesh = HMesh<HVertex<3, double>, HEdge, HFace>;
 using BareMesh = HMesh<HNode, HEdge, HFace>;
 using List = std::vector<int>;
+using Support::Fingerprint;
 
 template <class Mesh = PolygonMesh>
 Mesh WithNodes(int count)
@@ -38,23 +39,6 @@ PolygonMesh ClosedFan()
         mesh.AddFace(corners);
     }
     return mesh;
-}
-
-// All link fields of all records, to see whether anything changed.
-template <class Mesh>
-List Fingerprint(const Mesh& mesh)
-{
-    List all;
-    for (const auto& node : mesh.Nodes()) {
-        all.push_back(node.edge);
-    }
-    for (const auto& edge : mesh.Edges()) {
-        all.insert(all.end(), {edge.node, edge.twin, edge.next, edge.prev, edge.face});
-    }
-    for (const auto& face : mesh.Faces()) {
-        all.push_back(face.edge);
-    }
-    return all;
 }
 
 // --- records ------------------------------------------------------------------------------------
@@ -238,6 +222,30 @@ TEST(HMesh, RefusedListsChangeNothing)
         EXPECT_EQ(Fingerprint(mesh), before);
     }
     EXPECT_EQ(mesh.NodePairs().EdgeCount(), 3U);
+}
+
+TEST(HMesh, FaceThatRunsAnEdgeTwiceIsRefused)
+{
+    PolygonMesh mesh = WithNodes(4);
+    EXPECT_EQ(mesh.AddFace({0, 1, 2, 0, 1, 3}), -1); // 0 to 1 in its first and its fourth side
+    EXPECT_EQ(mesh.AddFace({1, 2, 3, 1, 2, 3}), -1);
+    EXPECT_EQ(mesh.AddFace({1, 0, 1, 0}), -1);
+    EXPECT_EQ(mesh.EdgeCount(), 0);           // nothing was changed
+    EXPECT_EQ(mesh.AddFace({0, 1, 2, 1}), 0); // there and back is no repetition
+    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+
+    PolygonMesh fromEdges = WithNodes(4);
+    List loop;
+    for (const auto& [a, b] : std::vector<std::pair<int, int>>{{0, 1}, {1, 2}, {2, 0}}) {
+        loop.push_back(fromEdges.FindOrAddEdge(a, b));
+    }
+    List twice = loop;
+    twice.insert(twice.end(), loop.begin(), loop.end());
+    const List before = Fingerprint(fromEdges);
+    EXPECT_EQ(fromEdges.AddFaceFromEdges(twice), -1);
+    EXPECT_EQ(Fingerprint(fromEdges), before);
+    EXPECT_EQ(fromEdges.AddFaceFromEdges(loop), 0);
+    EXPECT_EQ(::Test::CheckTopology(fromEdges), "");
 }
 
 TEST(HMesh, FaceFromEdgesTakesHalfEdgesOverFromAnotherFace)

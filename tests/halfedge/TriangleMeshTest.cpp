@@ -18,6 +18,7 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::HalfEdge;
 using ::Test::CheckTopology;
+using Support::Fingerprint;
 using ::Test::CountTopology;
 using ::Test::TopologyCounts;
 using Velk::Math::Sorvane::Mesh::IndexedPointsBase;
@@ -32,22 +33,6 @@ Mesh Loaded(const ::Test::IndexedMesh& indexed)
     EXPECT_TRUE(mesh.LoadIndexedPoints(indexed));
     EXPECT_EQ(CheckTopology(mesh), "");
     return mesh;
-}
-
-template <class Mesh>
-List Fingerprint(const Mesh& mesh)
-{
-    List all;
-    for (const auto& node : mesh.Nodes()) {
-        all.push_back(node.edge);
-    }
-    for (const auto& edge : mesh.Edges()) {
-        all.insert(all.end(), {edge.node, edge.twin, edge.next, edge.prev, edge.face});
-    }
-    for (const auto& face : mesh.Faces()) {
-        all.push_back(face.edge);
-    }
-    return all;
 }
 
 // Locks chosen by a test, and nothing else.
@@ -813,6 +798,49 @@ TEST(TriangleMesh, AdjustedNodeBeginsItsFan)
     EXPECT_EQ(Fingerprint(closed), before);
 }
 
+TEST(TriangleMesh, AdjustedNodeOfTwoFansGoesOnToTheOther)
+{
+    Triangles mesh = Loaded(::Test::TrianglesAtOnePoint(2)); // (0, 1, 4) and (2, 3, 4)
+    mesh.NodeRecord(4)->edge = mesh.FindEdge(4, 0);
+    mesh.AdjustBoundaryNode(4);
+    EXPECT_EQ(mesh.NodeRecord(4)->edge, mesh.FindEdge(4, 2));
+    mesh.AdjustBoundaryNode(4);
+    EXPECT_EQ(mesh.NodeRecord(4)->edge, mesh.FindEdge(4, 0));
+}
+
+TEST(TriangleMesh, FaceAddedToALinkedBoundaryLeavesALinkedBoundary)
+{
+    //  3---4---5    A square strip with its loop 0 3 4 5 2 1, and a point 6 beyond. Each triangle
+    //  is | / | / |    added along one, two or three of the boundary's edges. 0---1---2
+    const auto loopFrom = [](const Triangles& mesh, int a, int b) {
+        List nodes;
+        for (const int e : mesh.EdgeLoop(mesh.FindEdge(a, b))) {
+            nodes.push_back(mesh.EdgeRecord(e)->node);
+        }
+        return nodes;
+    };
+    Triangles mesh = Loaded(::Test::Grid(2, 1));
+    mesh.AddNode({});
+    EXPECT_EQ(loopFrom(mesh, 0, 3), (List{0, 3, 4, 5, 2, 1}));
+    ASSERT_GE(mesh.AddTriangle({3, 4, 6}), 0);
+    EXPECT_EQ(loopFrom(mesh, 0, 3), (List{0, 3, 6, 4, 5, 2, 1}));
+    ASSERT_GE(mesh.AddTriangle({4, 5, 6}), 0); // beside it: 6-4 and 4-5
+    EXPECT_EQ(loopFrom(mesh, 0, 3), (List{0, 3, 6, 5, 2, 1}));
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_EQ(mesh.NodeNodes(4).size(), 5U); // inside now
+    EXPECT_FALSE(mesh.IsBoundaryNode(4));
+    ASSERT_GE(mesh.AddTriangle({2, 1, 3}), 0); // 1-3 and 3-2 are new; at 3 it touches in a corner
+    EXPECT_EQ(CheckTopology(mesh), "");
+    EXPECT_TRUE(mesh.IsPinchNode(3));
+    EXPECT_TRUE(mesh.LinkBoundaryEdges());
+    EXPECT_EQ(CheckTopology(mesh), "");
+
+    Triangles hole = Loaded(::Test::Without(::Test::Octahedron(), {3}));
+    ASSERT_GE(hole.AddTriangle({3, 0, 4}), 0);
+    EXPECT_EQ(CheckTopology(hole), "");
+    EXPECT_EQ(CountTopology(hole), (TopologyCounts{6, 12, 8, 0}));
+}
+
 TEST(TriangleMesh, DebrisOfARefusedFaceIsLinkedAsItsOwnFan)
 {
     // The second fin leaves an edge 3-0 without a face: at node 0 it is a fan by itself.
@@ -926,6 +954,63 @@ TYPED_TEST(ExportOf, DropsDeletedAndUnusedNodesAndMergesNearOnes)
                                                          {0, 1}, {1, 0}, {2, 0}, {1, 1}};
     EXPECT_EQ(corners, expected); // faces in order, corners from each face's half-edge on
     EXPECT_EQ(exported.indices[2], exported.indices[8]);
+}
+
+// Points of either coordinate type go into records of either, and out again.
+TYPED_TEST(ExportOf, TakesAndGivesPointsOfTheOtherCoordinateType)
+{
+    using Position = decltype(TypeParam::position);
+    using T = typename Position::value_type;
+    constexpr int D = Position::size();
+    using Other = std::conditional_t<std::is_same_v<T, float>, double, float>;
+    IndexedPointsBase<D, Other> given; // a third can't be told apart from its rounding in `float`
+    for (const auto& [x, y] : std::vector<std::pair<Other, Other>>{
+             {Other{0}, Other{0}}, {Other{1} / 3, Other{0}}, {Other{0}, Other{7}}}) {
+        VecBase<D, Other> point;
+        point.x() = x;
+        point.y() = y;
+        given.points.push_back(point);
+    }
+    given.indices = {0, 1, 2};
+    TriangleMesh<TypeParam, HEdge, HFace> mesh;
+    ASSERT_TRUE(mesh.LoadIndexedPoints(given));
+    EXPECT_EQ(mesh.GetVertex(1).x(), static_cast<T>(Other{1} / 3));
+    EXPECT_EQ(mesh.GetVertex(2).y(), T{7});
+    int triples = 0;
+    ASSERT_TRUE(mesh.LoadIndexedPoints(given.points, given.indices, [&](int, int) { ++triples; }));
+    EXPECT_EQ(triples, 1);
+
+    IndexedPointsBase<D, Other> exported;
+    mesh.ExportIndexedPoints(exported, 1e-12);
+    ASSERT_EQ(exported.indices.size(), 3U);
+    ASSERT_EQ(exported.points.size(), 3U);
+    const auto corner = [&](std::size_t k) {
+        return exported.points[static_cast<std::size_t>(exported.indices[k])];
+    };
+    EXPECT_EQ(corner(1).x(), static_cast<Other>(static_cast<T>(Other{1} / 3)));
+    EXPECT_EQ(corner(2).y(), Other{7});
+    IndexedPointsBase<D, T> same;
+    mesh.ExportIndexedPoints(same, 1e-12);
+    EXPECT_EQ(same.points.size(), 3U);
+}
+
+// What differs in `double` alone is one point in `float`.
+TEST(TriangleMesh, ExportInFloatWeldsWhatItCannotTellApart)
+{
+    Triangles mesh;
+    for (const double x : {0.0, 1.0, 1.0 + 1e-12}) {
+        mesh.AddNode(HVertex<3, double>({x, 0, 0}));
+    }
+    mesh.AddNode(HVertex<3, double>({0, 1, 0}));
+    mesh.AddFace({0, 1, 3});
+    mesh.AddFace({3, 1, 2});
+    IndexedPointsBase<3, float> narrow;
+    mesh.ExportIndexedPoints(narrow, 0.0);
+    EXPECT_EQ(narrow.points.size(), 3U);
+    EXPECT_EQ(narrow.indices.size(), 6U);
+    IndexedPointsBase<3, double> wide;
+    mesh.ExportIndexedPoints(wide, 0.0);
+    EXPECT_EQ(wide.points.size(), 4U);
 }
 
 TYPED_TEST(ExportOf, MergesNodesWithinTheToleranceOnly)

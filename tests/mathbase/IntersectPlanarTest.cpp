@@ -218,6 +218,47 @@ TYPED_TEST(IntersectPlanar, SegmentSegmentOnHostileInput)
     (void)Meet(V{-tiny, -tiny}, V{tiny, tiny}, V{-tiny, tiny}, V{tiny, -tiny}, true, T{0});
 }
 
+// Lengths whose squares overflow or vanish: the answers are those of the same figure at size 1, its
+// crossing point a power of two away.
+TEST(SegmentSegment, SizesAtTheEndsOfTheNumberRange)
+{
+    ::Test::Random random(71);
+    for (const int exponent : {505, 512, 700, 1020, -505, -540, -800}) {
+        int met = 0;
+        for (int trial = 0; trial < 500; ++trial) {
+            std::array<Vec2d, 4> p;
+            for (Vec2d& q : p) {
+                q = random.Vector<2, double>(-1, 1);
+            }
+            if (trial % 3 == 0) {
+                p[2] = p[1]; // a common end
+            } else if (trial % 3 == 1) {
+                p[2] = p[0] + (p[1] - p[0]) * 0.5;
+            }
+            std::array<Vec2d, 4> scaled;
+            for (std::size_t i = 0; i < 4; ++i) {
+                scaled[i] = {std::ldexp(p[i].x(), exponent), std::ldexp(p[i].y(), exponent)};
+            }
+            const double tolerance = trial % 2 == 0 ? 0.0 : 1e-12;
+            const auto expected = Meet(p[0], p[1], p[2], p[3], true, tolerance);
+            const auto found = Meet(scaled[0], scaled[1], scaled[2], scaled[3], true,
+                                    std::ldexp(tolerance, exponent));
+            ASSERT_EQ(found.found, expected.found) << exponent << ' ' << trial;
+            ASSERT_EQ(found.overlap, expected.overlap) << exponent << ' ' << trial;
+            ASSERT_EQ(found.hit, Vec2d(std::ldexp(expected.hit.x(), exponent),
+                                       std::ldexp(expected.hit.y(), exponent)))
+                << exponent << ' ' << trial;
+            met += expected.found ? 1 : 0;
+        }
+        EXPECT_GT(met, 100);
+    }
+    const double largest = std::numeric_limits<double>::max();
+    const auto crossing = Meet(Vec2d(-largest, -largest), Vec2d(largest, largest),
+                               Vec2d(-largest, largest), Vec2d(largest, -largest), true, 1e-12);
+    EXPECT_TRUE(crossing.found);
+    EXPECT_EQ(crossing.hit, Vec2d(0, 0));
+}
+
 /// The same questions on integer points, decided exactly.
 struct LatticeTwin {
     using P = VecBase<2, int>;
@@ -840,6 +881,23 @@ TYPED_TEST(IntersectPlanar, ArcSegmentOnHostileInput)
     EXPECT_EQ(Meet(ArcBase<T>{{0, 0}, {1, 0}, 3}, V{0, -2}, V{0, 2}, true, T{-1}).count, 1);
     const T huge = std::numeric_limits<T>::max();
     (void)Meet(ArcBase<T>{{huge, 0}, {-huge, 0}, huge}, V{0, -huge}, V{huge, huge});
+}
+
+// Over the radius such a length is no angle at all; the arc is its start.
+TYPED_TEST(IntersectPlanar, ArcSegmentOfADenormalLengthHasAPlaceAtTheStart)
+{
+    using T = TypeParam;
+    using V = VecBase<2, T>;
+    const T least = std::numeric_limits<T>::denorm_min();
+    for (const T length : {least, -least, 3 * least}) {
+        for (const T radius : {T{4}, T{1000}}) {
+            const auto hits = Meet(ArcBase<T>{{0, 0}, {radius, 0}, length}, V{radius, -2},
+                                   V{radius, 2}, true, T{0});
+            ASSERT_EQ(hits.count, 1);
+            EXPECT_EQ(hits.hit[0], V(radius, 0));
+            EXPECT_EQ(hits.parameter[0], T{0});
+        }
+    }
 }
 
 TYPED_TEST(IntersectPlanar, ArcSegmentAgreesWithChordsOfTheArc)

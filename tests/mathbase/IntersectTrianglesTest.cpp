@@ -1107,6 +1107,181 @@ TEST(TriangleTriangle, NoMeetingOnALatticeIsLost)
     EXPECT_GT(touches, 10'000);
 }
 
+// --- triangles in one plane
+// -----------------------------------------------------------------------
+
+/// A triangle in the plane with whole coordinates, for exact answers.
+using WholeCorners = std::array<std::array<long long, 2>, 3>;
+
+long long WholeTurn(const std::array<long long, 2>& a, const std::array<long long, 2>& b,
+                    const std::array<long long, 2>& c)
+{
+    return (b[0] - a[0]) * (c[1] - a[1]) - (b[1] - a[1]) * (c[0] - a[0]);
+}
+
+int SignOf(long long value) { return (value > 0) - (value < 0); }
+
+bool WholeOnSegment(const std::array<long long, 2>& a, const std::array<long long, 2>& b,
+                    const std::array<long long, 2>& p)
+{
+    return WholeTurn(a, b, p) == 0 && p[0] >= std::min(a[0], b[0]) &&
+           p[0] <= std::max(a[0], b[0]) && p[1] >= std::min(a[1], b[1]) &&
+           p[1] <= std::max(a[1], b[1]);
+}
+
+/// Sides that cross or touch, or a corner inside: another way than by separating lines.
+bool WholeOverlap(const WholeCorners& a, const WholeCorners& b)
+{
+    const auto holds = [](const WholeCorners& t, const std::array<long long, 2>& p) {
+        const int s0 = SignOf(WholeTurn(t[0], t[1], p));
+        const int s1 = SignOf(WholeTurn(t[1], t[2], p));
+        const int s2 = SignOf(WholeTurn(t[2], t[0], p));
+        return s0 == s1 && s1 == s2 && s0 != 0;
+    };
+    for (std::size_t i = 0; i < 3; ++i) {
+        if (holds(a, b[i]) || holds(b, a[i])) {
+            return true;
+        }
+        for (std::size_t j = 0; j < 3; ++j) {
+            const auto& a0 = a[i];
+            const auto& a1 = a[(i + 1) % 3];
+            const auto& b0 = b[j];
+            const auto& b1 = b[(j + 1) % 3];
+            if (WholeOnSegment(a0, a1, b0) || WholeOnSegment(a0, a1, b1) ||
+                WholeOnSegment(b0, b1, a0) || WholeOnSegment(b0, b1, a1) ||
+                (SignOf(WholeTurn(a0, a1, b0)) * SignOf(WholeTurn(a0, a1, b1)) < 0 &&
+                 SignOf(WholeTurn(b0, b1, a0)) * SignOf(WholeTurn(b0, b1, a1)) < 0)) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+WholeCorners RandomWholeTriangle(::Test::Random& random, int size)
+{
+    WholeCorners t{};
+    do {
+        for (auto& corner : t) {
+            corner = {random.Below(size), random.Below(size)};
+        }
+    } while (WholeTurn(t[0], t[1], t[2]) == 0);
+    return t;
+}
+
+/// The same answer for the triangles and their corners in every order.
+bool MeetInEveryOrder(const Corners& a, const Corners& b, double tolerance)
+{
+    const bool found = Meet(a, b, tolerance).found;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const Corners turned{b[i], b[(i + 1) % 3], b[(i + 2) % 3]};
+        const Corners reversed{a[i], a[(i + 2) % 3], a[(i + 1) % 3]};
+        EXPECT_EQ(Meet(turned, reversed, tolerance).found, found);
+        EXPECT_EQ(Meet(reversed, turned, tolerance).found, found);
+    }
+    return found;
+}
+
+// Coordinates with up to 30 digits: a product has more than a double holds.
+TEST(TriangleTriangle, CoplanarOverlapIsExactAlsoWithoutATolerance)
+{
+    ::Test::Random random(61);
+    int met = 0;
+    int touched = 0;
+    for (int trial = 0; trial < 3000; ++trial) {
+        const int size = trial % 3 == 0 ? 5 : (trial % 3 == 1 ? 1000 : 1 << 30);
+        const WholeCorners a = RandomWholeTriangle(random, size);
+        WholeCorners b = RandomWholeTriangle(random, size);
+        if (trial % 5 == 0) { // a common corner
+            b[0] = a[0];
+            if (WholeTurn(b[0], b[1], b[2]) == 0) {
+                continue;
+            }
+            ++touched;
+        }
+        for (const int axis : {0, 1, 2}) {
+            for (const double level : {0.0, 0.1, 12345.678}) {
+                const auto lifted = [&](const WholeCorners& t) {
+                    Corners corners;
+                    for (std::size_t i = 0; i < 3; ++i) {
+                        corners[i][axis] = level;
+                        corners[i][(axis + 1) % 3] = 0x1p-20 * static_cast<double>(t[i][0]);
+                        corners[i][(axis + 2) % 3] = 0x1p-20 * static_cast<double>(t[i][1]);
+                    }
+                    return corners;
+                };
+                const bool overlap = WholeOverlap(a, b);
+                const Corners cornersA = lifted(a);
+                const Corners cornersB = lifted(b);
+                met += overlap ? 1 : 0;
+                if (trial % 10 == 0) {
+                    ASSERT_EQ(MeetInEveryOrder(cornersA, cornersB, 0.0), overlap) << trial;
+                }
+                const TrianglesMeet r = Meet(cornersA, cornersB, 0.0);
+                ASSERT_EQ(r.found, overlap) << trial;
+                ASSERT_EQ(Meet(cornersB, cornersA, 0.0).found, overlap) << trial;
+                ASSERT_EQ(r.coplanar, overlap) << trial;
+            }
+        }
+    }
+    EXPECT_GT(met, 5000);
+    EXPECT_GT(touched, 300);
+}
+
+// In a tilted plane corners are off the plane by the rounding of their coordinates. Triangles that
+// clearly overlap there meet, those that are clearly beside each other don't.
+TEST(TriangleTriangle, OverlapInATiltedPlaneWithAToleranceBelowRounding)
+{
+    ::Test::Random random(62);
+    int met = 0;
+    int apart = 0;
+    for (int trial = 0; trial < 4000; ++trial) {
+        const WholeCorners a = RandomWholeTriangle(random, 1000);
+        const WholeCorners b = RandomWholeTriangle(random, 1000);
+        // Grown and shrunk about their centers: the answer is clear when neither changes it.
+        const auto scaled = [](const WholeCorners& t, long long factor) {
+            WholeCorners result{};
+            for (std::size_t k = 0; k < 2; ++k) {
+                const long long sum = t[0][k] + t[1][k] + t[2][k];
+                for (std::size_t i = 0; i < 3; ++i) {
+                    result[i][k] = 1000 * sum + factor * (3 * t[i][k] - sum); // of 3000
+                }
+            }
+            return result;
+        };
+        const bool overlap = WholeOverlap(scaled(a, 900), scaled(b, 900));
+        if (overlap != WholeOverlap(scaled(a, 1100), scaled(b, 1100)) ||
+            std::abs(WholeTurn(a[0], a[1], a[2])) < 20'000 ||
+            std::abs(WholeTurn(b[0], b[1], b[2])) < 20'000) {
+            continue;
+        }
+        const Vec3d u = Vector::Normalized(random.Vector<3, double>(-1, 1), 0.0);
+        const Vec3d v = Vector::Normalized(u ^ random.Vector<3, double>(-1, 1), 0.0);
+        const double offset = std::array{0.0, 1.0, 1e4, 1e6}[static_cast<std::size_t>(trial % 4)];
+        const Vec3d origin = random.Vector<3, double>(-1, 1) * offset;
+        const auto tilted = [&](const WholeCorners& t, double height) {
+            Corners corners;
+            for (std::size_t i = 0; i < 3; ++i) {
+                corners[i] = origin + u * (1e-3 * static_cast<double>(t[i][0])) +
+                             v * (1e-3 * static_cast<double>(t[i][1])) + (u ^ v) * height;
+            }
+            return corners;
+        };
+        const Corners cornersA = tilted(a, 0.0);
+        const Corners cornersB = tilted(b, 0.0);
+        (overlap ? met : apart) += 1;
+        for (const double tolerance : {0.0, 1e-17, 1e-12}) {
+            ASSERT_EQ(MeetInEveryOrder(cornersA, cornersB, tolerance), overlap)
+                << trial << ' ' << tolerance;
+        }
+        // A thousand units of rounding above it is another plane.
+        const double gap = 1e-13 * (1.0 + offset);
+        ASSERT_FALSE(Meet(cornersA, tilted(b, gap), 0.0).found) << trial;
+    }
+    EXPECT_GT(met, 500);
+    EXPECT_GT(apart, 300);
+}
+
 // --- FindCircumsphere ---------------------------------------------------------------------------
 
 TYPED_TEST(IntersectTriangles, CircumcircleOfARightTriangle)

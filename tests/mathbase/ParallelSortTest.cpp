@@ -5,7 +5,7 @@
 
 #include "tests/support/TestSupport.h"
 
-#include "tests/mathbase/ThreadLimit.h"
+#include "tests/support/ThreadLimit.h"
 
 #include <algorithm>
 #include <atomic>
@@ -102,9 +102,9 @@ TEST(ParallelSort, UpTo2048ElementsOrWithOneThreadTheCallerSorts)
             EXPECT_EQ(comparedElsewhere(2048), 0);
         }
     });
-#ifdef SORVANE_TEST_TBB
-    ::Test::WithThreads(1, [&] { EXPECT_EQ(comparedElsewhere(100'000), 0); });
-#endif
+    if (Support::CanLimitThreads()) {
+        Support::WithThreads(1, [&] { EXPECT_EQ(comparedElsewhere(100'000), 0); });
+    }
 }
 
 TEST(ParallelSort, MovesElementsThatOwnMemory)

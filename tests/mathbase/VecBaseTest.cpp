@@ -154,6 +154,16 @@ TYPED_TEST(VecBaseOf, CrossIsExactlyAntisymmetric)
     }
 }
 
+TYPED_TEST(VecBaseOf, RightNormalIsAQuarterTurnClockwise)
+{
+    using V = VecBase<2, TypeParam>;
+    EXPECT_EQ(Vector::RightNormal(V{1, 0}), (V{0, -1})); // looking along x, the right hand is at -y
+    EXPECT_EQ(Vector::RightNormal(V{0, 1}), (V{1, 0}));
+    const V d{3, 4};
+    EXPECT_EQ(Vector::RightNormal(d) * d, TypeParam{0});
+    EXPECT_EQ(d ^ Vector::RightNormal(d), -TypeParam{25}); // to the right: clockwise, of the same length
+}
+
 TYPED_TEST(VecBaseOf, LengthIsTheRootOfTheSquaredLength)
 {
     using T = TypeParam;

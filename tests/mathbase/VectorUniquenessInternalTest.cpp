@@ -6,7 +6,7 @@
 #include "mathbase/PointRecords_Impl.h"
 #include "mathbase/VectorUniqueness_Impl.h"
 
-#include "tests/mathbase/ThreadLimit.h"
+#include "tests/support/ThreadLimit.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>

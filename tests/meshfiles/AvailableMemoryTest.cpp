@@ -5,7 +5,7 @@
 
 #include "meshfiles/AvailableMemory_Impl.h"
 
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/TestSupport.h"
 
 #include <limits>

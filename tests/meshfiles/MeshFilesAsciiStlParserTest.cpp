@@ -4,7 +4,7 @@
 
 #include "meshfiles/MeshFiles_Impl.h"
 
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/TestSupport.h"
 
 #include <cctype>

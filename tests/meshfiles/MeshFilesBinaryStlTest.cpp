@@ -2,7 +2,7 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/TestSupport.h"
 
 #include <array>

@@ -2,7 +2,7 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/TestSupport.h"
 
 #include <limits>
@@ -168,7 +168,7 @@ TEST_F(Tipc, OnlyOpeningCanFail)
 TEST_F(Tipc, RoundTripKeepsEveryBit)
 {
     using Limits = std::numeric_limits<double>;
-    const double payload = std::bit_cast<double>(0x7FF4DEADBEEF0001); // signalling, with a payload
+    const double payload = std::bit_cast<double>(0x7FF4DEADBEEF0001); // signaling, with a payload
     Model model = Quad();
     model.points = {{payload, -payload, Limits::quiet_NaN()},
                     {Limits::infinity(), -Limits::infinity(), -0.0},

@@ -1,8 +1,8 @@
-// The search for the nearest boundary segment of another piece gives the minimum of a plain loop over
-// all segments, to the last bit.
+// The search for the nearest boundary segment of another piece gives the minimum of a plain loop
+// over all segments, to the last bit.
 
+#include "mathbase/SegmentPoint_Impl.h"
 #include "meshreport/BoundaryTree_Impl.h"
-#include "meshreport/SegmentDistance_Impl.h"
 
 #include "tests/support/TestSupport.h"
 
@@ -13,7 +13,6 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::MeshUtils::Impl::BoundarySegment;
 using Sorvane::MeshUtils::Impl::BoundaryTree;
-using Sorvane::MeshUtils::Impl::SquaredSegmentDistance;
 using ::Test::Random;
 
 constexpr double kMax = std::numeric_limits<double>::max();
@@ -23,8 +22,10 @@ double LeastByLoop(const std::vector<BoundarySegment>& segments, const Vec3d& po
 {
     double least = kMax;
     for (const BoundarySegment& s : segments) {
-        if (s.piece != piece) {
-            const double squared = SquaredSegmentDistance(point, s.a, s.b);
+        const Vec3d sum = s.a - s.a + (s.b - s.b); // not a number if a coordinate is not finite
+        if (s.piece != piece && sum == Vec3d()) {
+            const double squared =
+                Impl::SquaredDistanceToSegment(s.a, s.b, point, Impl::kShortByFloor<double>);
             if (squared < least) {
                 least = squared;
             }

@@ -24,7 +24,8 @@ using ::Test::Soup;
 struct MeshRow {
     std::string file;
     bool isAscii;
-    std::size_t triangles, boundaryEdges, nonManifoldEdges, misorientedEdges, degenerate, pieces;
+    std::size_t triangles, boundaryEdges, nonManifoldEdges, misorientedEdges, degenerate,
+        components;
     double volume, area;
 };
 
@@ -112,8 +113,8 @@ TEST(MeshReportData, EveryMeshAgreesWithPlainLoops)
     for (const MeshRow& row : MeshRows()) {
         SCOPED_TRACE(row.file);
         const auto soup = ReadSoup<double>(row);
-        const double side = std::sqrt(row.area);
-        for (const double tolerance : {0.0, 1.37e-4 * side}) {
+        const double size = std::sqrt(row.area);
+        for (const double tolerance : {0.0, 1.37e-4 * size}) {
             if (tolerance > 0 && soup.size() > 50'000) {
                 continue; // for time
             }
@@ -126,7 +127,7 @@ TEST(MeshReportData, EveryMeshAgreesWithPlainLoops)
             if (tolerance > 0) { // at 0 it is rounding that decides about collinear corners
                 EXPECT_EQ(report.degenerateTriangles, twin.degenerateTriangles);
             }
-            EXPECT_NEAR(report.meanEdgeLength, twin.meanEdgeLength, 1e-12 * side);
+            EXPECT_NEAR(report.meanEdgeLength, twin.meanEdgeLength, 1e-12 * size);
             EXPECT_NEAR(report.meanTriangleArea, twin.meanTriangleArea, 1e-12 * row.area);
             EXPECT_NEAR(report.volume, twin.volume, 1e-9 * std::fabs(twin.volume));
         }
@@ -139,7 +140,7 @@ TEST(MeshReportData, TheFacetFilledTheWrongWayRoundBringsItsNeighbors)
     const std::vector<MeshRow> rows = MeshRows();
     const MeshRow* row = Find(rows, "fill-holes-good");
     ASSERT_NE(row, nullptr);
-    EXPECT_EQ(row->misorientedEdges, 3U); // the three sides of the one facet
+    EXPECT_EQ(row->misorientedEdges, 3U); // the three edges of the one facet
     EXPECT_EQ(CheckMesh(ReadSoup<double>(*row), 0.0).misorientedTriangles.size(), 4U);
 }
 
@@ -186,7 +187,7 @@ TEST(MeshReportData, GapsOfEveryMesh)
         if (row.boundaryEdges == 0) {
             EXPECT_EQ(report.gap, 0);
             EXPECT_FALSE(report.invalidMesh);
-        } else if (row.pieces == 1 && !report.invalidMesh) {
+        } else if (row.components == 1 && !report.invalidMesh) {
             EXPECT_EQ(report.gap, 1.3407807929942596e154);
         }
     }

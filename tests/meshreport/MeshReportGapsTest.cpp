@@ -1,4 +1,5 @@
-// The gap check: small cases by hand, and random pieces against plain loops over boundary segments.
+// The gap check: small cases by hand, and random components against plain loops over boundary
+// segments.
 
 #include "tests/support/MeshGenerators.h"
 
@@ -48,13 +49,13 @@ TEST(GapCheck, EmptyMeshHasNoGapAndIsValid)
     EXPECT_EQ(CheckGaps({{1, 2, 3}, {4, 5, 6}}, {}), GapReport());
 }
 
-TEST(GapCheck, ClosedPiecesHaveNoGap)
+TEST(GapCheck, ClosedComponentsHaveNoGap)
 {
     EXPECT_EQ(GapsOf(Cube()), GapReport());
     EXPECT_EQ(GapsOf(Together(Cube(), Moved(Cube(), {5, 0, 0}))), GapReport());
 }
 
-TEST(GapCheck, OneOpenPieceHasNoPartner)
+TEST(GapCheck, OneOpenComponentHasNoPartner)
 {
     const GapReport report = GapsOf(Moved(Grid(2, 2), {10, 20, 30}));
     EXPECT_FALSE(report.invalidMesh);
@@ -63,14 +64,14 @@ TEST(GapCheck, OneOpenPieceHasNoPartner)
     EXPECT_GE(report.location.x(), 10);
 }
 
-TEST(GapCheck, AnOpenPieceBesideAClosedOneHasNoPartner)
+TEST(GapCheck, AnOpenComponentBesideAClosedOneHasNoPartner)
 {
     EXPECT_EQ(GapsOf(Together(Cube(), Moved(Grid(1, 1), {5, 0, 0}))).gap, kNoPartner);
 }
 
 TEST(GapCheck, TwoSquaresAreAsFarApartAsTheirFarSides)
 {
-    // Half a unit between them: the far sides are 1.5 from the other square.
+    // Half a unit between them: the far edges are 1.5 from the other square.
     EXPECT_EQ(GapsOf(Together(Grid(1, 1), Moved(Grid(1, 1), {1.5, 0, 0}))).gap, 1.5);
     // With a third one the worst point is still one of an outer square.
     const auto three = Together(Together(Grid(1, 1), Moved(Grid(1, 1), {1.5, 0, 0})),
@@ -80,8 +81,8 @@ TEST(GapCheck, TwoSquaresAreAsFarApartAsTheirFarSides)
 
 TEST(GapCheck, DistanceIsToTheSegmentNotToItsPoints)
 {
-    // One triangle whose tip is right above the middle of a side of 8; the side's ends are 5 from
-    // the tip, but the tip is 3 from the side.
+    // One triangle whose tip is right above the middle of an edge of 8; the edge's ends are 5 from
+    // the tip, but the tip is 3 from the edge.
     const IndexedMesh mesh = {
         {{-4, 0, 0}, {4, 0, 0}, {0, -1e-3, 0}, {0, 3, 0}, {0.5, 3, 0}, {0, 3.25, 0}},
         {0, 1, 2, 3, 5, 4}};
@@ -93,7 +94,7 @@ TEST(GapCheck, DistanceIsToTheSegmentNotToItsPoints)
 TEST(GapCheck, EverySideOfABoundaryCountsTheClosingOneToo)
 {
     // A triangle with a speck at each of its corners, so that these have a partner at hand, and a
-    // last piece half a unit below the middle of its side of 8, which is side k of it in turn.
+    // last component half a unit below the middle of its edge of 8, which is edge k of it in turn.
     for (int k = 0; k < 3; ++k) {
         IndexedMesh mesh = {{{0, 0, 0}, {8, 0, 0}, {4, 6, 0}}, {0, 1, 2}};
         std::rotate(mesh.indices.begin(), mesh.indices.begin() + k, mesh.indices.end());
@@ -111,14 +112,14 @@ TEST(GapCheck, EverySideOfABoundaryCountsTheClosingOneToo)
 
 TEST(GapCheck, LocationIsWhereTheLastLoopBeginsAndEnds)
 {
-    // The boundary runs against the triangle: along its first side from point 1 to point 0.
+    // The boundary runs against the triangle: along its first edge from point 1 to point 0.
     const std::vector<Vec3d> points = {{1, 0, 0}, {2, 0, 0}, {3, 5, 0}};
     EXPECT_EQ(CheckGaps(points, {0, 1, 2}).location, points[1]);
     EXPECT_EQ(CheckGaps(points, {1, 2, 0}).location, points[2]);
     EXPECT_EQ(CheckGaps(points, {2, 0, 1}).location, points[0]);
 }
 
-TEST(GapCheck, PiecesThatTouchAlongTheirBoundariesHaveNoGap)
+TEST(GapCheck, ComponentsThatTouchAlongTheirBoundariesHaveNoGap)
 {
     // Opposed squares, one upon the other, point by point.
     auto below = Grid(3, 3);
@@ -133,7 +134,7 @@ TEST(GapCheck, PiecesThatTouchAlongTheirBoundariesHaveNoGap)
     EXPECT_TRUE(p.x() == 0 || p.x() == 3 || p.y() == 0 || p.y() == 3) << p;
 }
 
-TEST(GapCheck, LocationIsOfTheLastPieceWithABoundary)
+TEST(GapCheck, LocationIsOfTheLastComponentWithABoundary)
 {
     const auto near = Grid(1, 1);
     const auto far = Moved(Grid(1, 1), {0, 0, 7});
@@ -144,8 +145,8 @@ TEST(GapCheck, LocationIsOfTheLastPieceWithABoundary)
 
 TEST(GapCheck, PinchIsNoConnectionAndGivesDistanceZeroThere)
 {
-    // Two triangles with one common point are two pieces: it is at distance 0, and the far corners
-    // at their distance from it or beyond.
+    // Two triangles with one common point are two components: it is at distance 0, and the far
+    // corners at their distance from it or beyond.
     const IndexedMesh mesh = {{{0, 0, 0}, {-3, 1, 0}, {-3, -1, 0}, {4, -1, 0}, {4, 1, 0}},
                               {0, 1, 2, 0, 3, 4}};
     const GapReport report = GapsOf(mesh);
@@ -153,9 +154,9 @@ TEST(GapCheck, PinchIsNoConnectionAndGivesDistanceZeroThere)
     EXPECT_NEAR(report.gap, std::sqrt(17.0), 1e-15); // from (4, 1) to the common point
 }
 
-TEST(GapCheck, HolesOfOnePieceAreNotPartnersOfEachOther)
+TEST(GapCheck, HolesOfOneComponentAreNotPartnersOfEachOther)
 {
-    // A sheet with a hole in it is one piece with two loops.
+    // A sheet with a hole in it is one component with two loops.
     const auto sheet = ::Test::Without(Grid(5, 5), {24, 25});
     EXPECT_EQ(GapsOf(sheet).gap, kNoPartner);
 }
@@ -215,53 +216,53 @@ double SquaredDistance(const Vec3d& c, const Vec3d& a, const Vec3d& b)
     return d * d;
 }
 
-/// For meshes whose triangles are all taken by a half-edge mesh: sides without a partner are the
-/// boundary, run the other way, and triangles on one edge are one piece.
+/// For meshes whose triangles are all taken by a half-edge mesh: slots without a partner are the
+/// boundary, run the other way, and triangles on one edge are one component.
 double GapByLoops(const IndexedMesh& mesh)
 {
     std::map<std::pair<int, int>, int> triangleOfSide;
-    const int sideCount = static_cast<int>(mesh.indices.size());
-    const auto side = [&](int slot) {
+    const int slotCount = static_cast<int>(mesh.indices.size());
+    const auto endsOf = [&](int slot) {
         const int next = slot % 3 == 2 ? slot - 2 : slot + 1;
         return std::pair(mesh.indices[static_cast<std::size_t>(slot)],
                          mesh.indices[static_cast<std::size_t>(next)]);
     };
-    std::vector<int> piece(static_cast<std::size_t>(sideCount / 3));
-    std::iota(piece.begin(), piece.end(), 0);
+    std::vector<int> component(static_cast<std::size_t>(slotCount / 3));
+    std::iota(component.begin(), component.end(), 0);
     const auto root = [&](int t) {
-        while (piece[static_cast<std::size_t>(t)] != t) {
-            t = piece[static_cast<std::size_t>(t)];
+        while (component[static_cast<std::size_t>(t)] != t) {
+            t = component[static_cast<std::size_t>(t)];
         }
         return t;
     };
-    for (int slot = 0; slot < sideCount; ++slot) {
-        const auto [a, b] = side(slot);
+    for (int slot = 0; slot < slotCount; ++slot) {
+        const auto [a, b] = endsOf(slot);
         triangleOfSide[{a, b}] = slot / 3;
         const auto twin = triangleOfSide.find({b, a});
         if (twin != triangleOfSide.end()) {
             const int first = std::min(root(slot / 3), root(twin->second));
             const int second = std::max(root(slot / 3), root(twin->second));
-            piece[static_cast<std::size_t>(second)] = first;
+            component[static_cast<std::size_t>(second)] = first;
         }
     }
     struct Segment {
         Vec3d a;
         Vec3d b;
-        int piece;
+        int component;
     };
     std::vector<Segment> boundary;
-    for (int slot = 0; slot < sideCount; ++slot) {
-        const auto [a, b] = side(slot);
+    for (int slot = 0; slot < slotCount; ++slot) {
+        const auto [a, b] = endsOf(slot);
         if (triangleOfSide.count({b, a}) == 0) {
             boundary.push_back({mesh.points[static_cast<std::size_t>(b)],
-                              mesh.points[static_cast<std::size_t>(a)], root(slot / 3)});
+                                mesh.points[static_cast<std::size_t>(a)], root(slot / 3)});
         }
     }
     double largest = 0;
     for (const Segment& from : boundary) {
         double least = kMax;
         for (const Segment& to : boundary) {
-            if (to.piece != from.piece) {
+            if (to.component != from.component) {
                 least = std::min(least, SquaredDistance(from.a, to.a, to.b));
             }
         }
@@ -270,14 +271,14 @@ double GapByLoops(const IndexedMesh& mesh)
     return std::sqrt(largest);
 }
 
-TEST(GapCheck, RandomPiecesAgreeWithPlainLoops)
+TEST(GapCheck, RandomComponentsAgreeWithPlainLoops)
 {
     Random random(41);
     for (int trial = 0; trial < 60; ++trial) {
         SCOPED_TRACE(trial);
         IndexedMesh mesh;
-        const int pieceCount = 1 + random.Below(trial % 3 == 0 ? 40 : 4);
-        for (int i = 0; i < pieceCount; ++i) {
+        const int componentCount = 1 + random.Below(trial % 3 == 0 ? 40 : 4);
+        for (int i = 0; i < componentCount; ++i) {
             auto sheet = Grid(1 + random.Below(6), 1 + random.Below(6));
             for (Vec3d& p : sheet.points) {
                 p = p * 0.1 + random.Vector<3, double>(-0.03, 0.03);

@@ -82,7 +82,7 @@ TYPED_TEST(MeshReportTyped, EmptySoupHasNoMeansAndNoVolume)
 
 TYPED_TEST(MeshReportTyped, TetrahedronWoundOutwardIsSound)
 {
-    // Every second corner of a cube of side 2: edges sqrt 8, faces 2 sqrt 3, volume 8 / 3.
+    // Every second corner of a cube with edges of 2: edges sqrt 8, faces 2 sqrt 3, volume 8 / 3.
     const auto report = CheckMesh(SoupOf<TypeParam>(::Test::Tetrahedron()), TypeParam(1e-6));
     const double eps = std::is_same_v<TypeParam, float> ? 1e-6 : 1e-14;
     ExpectSound(report);
@@ -203,8 +203,8 @@ TYPED_TEST(MeshReportTyped, OneTriangleHasThreeOpenSlots)
 
 TYPED_TEST(MeshReportTyped, TwoCornersThatWeldMakeADegenerateTriangle)
 {
-    // Corners 0 and 1 meet: the side between them is an edge of its own, of one side and open; the
-    // other two sides are one edge, run both ways, and closed.
+    // Corners 0 and 1 meet: the edge between them is one of its own, of one slot and open; the
+    // other two are one edge, run both ways, and closed.
     const Soup<TypeParam> soup = {{{{0, 0, 0}, {TypeParam(0.001), 0, 0}, {0, 1, 0}}},
                                   {{{5, 0, 0}, {6, 0, 0}, {5, 1, 0}}}};
     const auto report = CheckMesh(soup, TypeParam(0.01));
@@ -216,7 +216,7 @@ TYPED_TEST(MeshReportTyped, TwoCornersThatWeldMakeADegenerateTriangle)
 
 TYPED_TEST(MeshReportTyped, ThreeCornersThatWeldAreOneEdgeOfThreeSides)
 {
-    // Sides (a, a) three times: non-manifold, each side its own slot, and so not misoriented. A
+    // Edge (a, a) three times: non-manifold, each time a slot, and so not misoriented. A
     // mesh of one point counts as having no triangles, and no areas.
     const Soup<TypeParam> soup = {
         {{{0, 0, 0}, {TypeParam(0.001), 0, 0}, {0, TypeParam(0.001), 0}}}};
@@ -232,7 +232,7 @@ TYPED_TEST(MeshReportTyped, ThreeCornersThatWeldAreOneEdgeOfThreeSides)
 
 TYPED_TEST(MeshReportTyped, HeightOfExactlyTwiceTheToleranceIsDegenerate)
 {
-    // The apex over the middle of a side of 4, at a height of 0.5. All numbers are exact.
+    // The apex over the middle of an edge of 4, at a height of 0.5. All numbers are exact.
     const Soup<TypeParam> soup = {{{{-2, 0, 0}, {2, 0, 0}, {0, TypeParam(0.5), 0}}}};
     EXPECT_EQ(CheckMesh(soup, TypeParam(0.25)).degenerateTriangles, Numbers{0});
     const TypeParam below = std::nextafter(TypeParam(0.25), TypeParam(0));
@@ -242,14 +242,14 @@ TYPED_TEST(MeshReportTyped, HeightOfExactlyTwiceTheToleranceIsDegenerate)
 TEST(MeshReport, HeightIsTheDistanceFromTheSideNotFromItsLine)
 {
     // The apex lies 1e-3 above the line of the base but 10 beyond its end. Its height is 10; it is
-    // the base's near end that lies 5e-4 from the long side.
+    // the base's near end that lies 5e-4 from the long edge.
     const Soup<double> soup = {{{{0, 0, 0}, {10, 0, 0}, {20, 1e-3, 0}}}};
     EXPECT_EQ(CheckMesh(soup, 2e-4).degenerateTriangles, Numbers());
     EXPECT_EQ(CheckMesh(soup, 2.6e-4).degenerateTriangles, Numbers{0});
 }
 
 /// The heights of a right triangle with legs of 4 and 1 times `unit` are its legs and 4 / sqrt 17
-/// units, from the right angle to the long side.
+/// units, from the right angle to the long edge.
 template <class T>
 Soup<T> RightTriangle(double unit)
 {
@@ -258,7 +258,7 @@ Soup<T> RightTriangle(double unit)
 
 TYPED_TEST(MeshReportTyped, SidesDownToTheGuardAreMeasuredInTheirMiddle)
 {
-    // Sides of 1e-9 and 1.1e-12 or more count as sides, in float too: 4 / sqrt 17 = 0.970.
+    // Edges of 1e-9 and 1.1e-12 or more count as edges, in float too: 4 / sqrt 17 = 0.970.
     for (const double unit : {1.0, 1e-9, 3e-13}) {
         const auto soup = RightTriangle<TypeParam>(unit);
         EXPECT_EQ(CheckMesh(soup, TypeParam(0.96 * unit / 2)).degenerateTriangles, Numbers());
@@ -268,8 +268,8 @@ TYPED_TEST(MeshReportTyped, SidesDownToTheGuardAreMeasuredInTheirMiddle)
 
 TYPED_TEST(MeshReportTyped, SidesBelowTheGuardAreMeasuredAtAnEnd)
 {
-    // The longest side, of 8.2e-13, squares to less than 1e-24: every height is the length of a
-    // side, the least 2e-13. Nothing is welded at this tolerance.
+    // The longest edge, of 8.2e-13, squares to less than 1e-24: every height is the length of an
+    // edge, the least 2e-13. Nothing is welded at this tolerance.
     const auto soup = RightTriangle<TypeParam>(2e-13);
     EXPECT_EQ(CheckMesh(soup, TypeParam(0.98 * 2e-13 / 2)).degenerateTriangles, Numbers());
     EXPECT_EQ(CheckMesh(soup, TypeParam(4.2 * 2e-13 / 2)).degenerateTriangles, Numbers{0});
@@ -277,7 +277,7 @@ TYPED_TEST(MeshReportTyped, SidesBelowTheGuardAreMeasuredAtAnEnd)
 
 TYPED_TEST(MeshReportTyped, NegativeAndNaNToleranceWeldNothingAndPassEveryHeight)
 {
-    // Two triangles with an exactly common side, the second without any height.
+    // Two triangles with an exactly common edge, the second without any height.
     const Soup<TypeParam> soup = {{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}},
                                   {{{1, 0, 0}, {0, 0, 0}, {TypeParam(0.5), 0, 0}}}};
     for (const TypeParam tolerance : {TypeParam(-1), std::numeric_limits<TypeParam>::quiet_NaN()}) {
@@ -312,7 +312,7 @@ TYPED_TEST(MeshReportTyped, CoincidentPairWoundAlikeIsMisorientedButNotOpen)
 
 TYPED_TEST(MeshReportTyped, EdgeOfThreeTrianglesHasThreeSlotsAndOneOpenSlot)
 {
-    // Triangle t is (2 + t, 0, 1): the common edge is its side 1. All three run it alike, and yet
+    // Triangle t is (2 + t, 0, 1): the common edge is its edge 1. All three run it alike, and yet
     // none is misoriented.
     const auto report = CheckMesh(SoupOf<TypeParam>(::Test::Fins(3)), TypeParam(1e-6));
     EXPECT_EQ(report.nonManifoldSlots, (Numbers{1, 4, 7}));
@@ -336,7 +336,7 @@ TEST(MeshReport, OneTurnedTriangleBringsItsThreeNeighbors)
 {
     auto octahedron = ::Test::Octahedron();
     std::swap(octahedron.indices[3 * 5], octahedron.indices[3 * 5 + 1]);
-    // Triangle 5 is (1, 2, 5); across its sides lie 1 at 1-2, 4 at 2-5 and 6 at 1-5.
+    // Triangle 5 is (1, 2, 5); across its edges lie 1 at 1-2, 4 at 2-5 and 6 at 1-5.
     const auto report = CheckMesh(SoupOf<double>(octahedron), 1e-6);
     EXPECT_EQ(report.misorientedTriangles, (Numbers{1, 4, 5, 6}));
     EXPECT_EQ(report.openSlots, Numbers());
@@ -344,7 +344,7 @@ TEST(MeshReport, OneTurnedTriangleBringsItsThreeNeighbors)
 
 TEST(MeshReport, ATriangleOnBothListsOnceIsTakenOutEntirely)
 {
-    // Triangle 1 runs two sides like triangle 0, and stands twice on the raw list; its third side
+    // Triangle 1 runs two edges like triangle 0, and stands twice on the raw list; its third edge
     // is a book's spine.
     const Vec3d a(0, 0, 0);
     const Vec3d b(1, 0, 0);

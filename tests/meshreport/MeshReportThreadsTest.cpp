@@ -1,6 +1,6 @@
 // The report is the same, bit for bit, on any number of threads and from run to run.
 
-#include "tests/mathbase/ThreadLimit.h"
+#include "tests/support/ThreadLimit.h"
 #include "tests/meshreport/MeshReportTwin.h"
 #include "tests/support/MeshGenerators.h"
 
@@ -37,7 +37,7 @@ TEST(MeshReportThreads, SameBitsOnAnyNumber)
             break; // a long spike, folded here and there
         default:
             soup.push_back(soup[t]);
-            break; // three sides on each edge
+            break; // three slots on each edge
         }
     }
     const MeshReport<double> reference = ReportOf(soup, 1);

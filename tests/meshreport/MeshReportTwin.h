@@ -47,8 +47,8 @@ inline long double DistanceToSegment(const LongPoint& c, const LongPoint& a, con
 }
 
 /// Lists and measures of the report on a soup. Misoriented triangles by the definition: those that
-/// share a directed edge with any side, their own other sides included, and have no edge of three
-/// or more.
+/// share a directed edge with any slot, their own other ones included, and have no edge of three or
+/// more.
 template <class T>
 Velk::Math::Sorvane::MeshUtils::MeshReport<T> TwinReport(const Soup<T>& soup, T tolerance)
 {
@@ -70,17 +70,17 @@ Velk::Math::Sorvane::MeshUtils::MeshReport<T> TwinReport(const Soup<T>& soup, T 
                static_cast<std::size_t>(edge.second);
     };
     std::unordered_map<std::pair<int, int>, std::size_t, decltype(hash)> edgeNumbers(0, hash);
-    std::vector<std::vector<int>> sidesOfEdge;
+    std::vector<std::vector<int>> slotsOfEdge;
     std::vector<std::size_t> edgeOfSlot;
     for (int slot = 0; slot < 3 * triangleCount; ++slot) {
         const auto [entry, isNew] = edgeNumbers.try_emplace(
             std::minmax(index(slot / 3, slot % 3), index(slot / 3, slot % 3 + 1)),
-            sidesOfEdge.size());
+            slotsOfEdge.size());
         if (isNew) {
-            sidesOfEdge.emplace_back();
+            slotsOfEdge.emplace_back();
         }
         edgeOfSlot.push_back(entry->second);
-        sidesOfEdge[entry->second].push_back(slot);
+        slotsOfEdge[entry->second].push_back(slot);
     }
 
     long double edgeLength = 0;
@@ -95,23 +95,25 @@ Velk::Math::Sorvane::MeshUtils::MeshReport<T> TwinReport(const Soup<T>& soup, T 
         bool isCrowded = false;
         for (int k = 0; k < 3; ++k) {
             const int slot = 3 * t + k;
-            const std::vector<int>& sides = sidesOfEdge[edgeOfSlot[static_cast<std::size_t>(slot)]];
-            if (sides.size() != 2 && sides.front() == slot) {
+            const std::vector<int>& slots = slotsOfEdge[edgeOfSlot[static_cast<std::size_t>(slot)]];
+            if (slots.size() != 2 && slots.front() == slot) {
                 report.openSlots.push_back(slot);
             }
-            if (sides.size() >= 3 && sides.front() == slot) {
-                report.nonManifoldSlots.insert(report.nonManifoldSlots.end(), sides.begin(),
-                                               sides.end());
+            if (slots.size() >= 3 && slots.front() == slot) {
+                report.nonManifoldSlots.insert(report.nonManifoldSlots.end(), slots.begin(),
+                                               slots.end());
             }
-            isCrowded = isCrowded || sides.size() >= 3;
-            const auto isAlike = [&](int side) { return index(side / 3, side % 3) == index(t, k); };
-            isDoubled = isDoubled || std::count_if(sides.begin(), sides.end(), isAlike) >= 2;
+            isCrowded = isCrowded || slots.size() >= 3;
+            const auto isAlike = [&](int other) {
+                return index(other / 3, other % 3) == index(t, k);
+            };
+            isDoubled = isDoubled || std::count_if(slots.begin(), slots.end(), isAlike) >= 2;
             isDegenerate = isDegenerate || index(t, k) == index(t, k + 1) ||
                            DistanceToSegment(corner(t, k), corner(t, k + 1), corner(t, k + 2)) <=
                                2 * static_cast<long double>(tolerance);
             const auto other =
-                std::find_if(sides.begin(), sides.end(), [&](int side) { return side / 3 != t; });
-            if (other != sides.end() && !normals.empty()) {
+                std::find_if(slots.begin(), slots.end(), [&](int use) { return use / 3 != t; });
+            if (other != slots.end() && !normals.empty()) {
                 const auto& n = normals[static_cast<std::size_t>(t)];
                 const auto& m = normals[static_cast<std::size_t>(*other / 3)];
                 const long double cosine = Dot({n.x(), n.y(), n.z()}, {m.x(), m.y(), m.z()});

@@ -1,4 +1,4 @@
-// Directed pairs: edges of triangles, cancelling, chaining, each against its slow and literal twin.
+// Directed pairs: edges of triangles, canceling, chaining, each against its slow and literal twin.
 
 #include <Sorvane/OrderedPairs_E.h>
 
@@ -110,7 +110,7 @@ TEST(OrderedPairsFromTriangles, TakesTheViewsOfMeshes)
               (Pairs{{7, 8}, {8, 9}, {9, 7}}));
 }
 
-// --- cancelling ---------------------------------------------------------------------------------
+// --- canceling ----------------------------------------------------------------------------------
 
 TEST(RemoveCancelledPairs, SharedEdgeOfTwoTrianglesGoes)
 {

@@ -11,6 +11,10 @@ scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
 "$cmake" --install "$build" --prefix "$scratch/prefix" >/dev/null
+if ! grep -q 'Boost Software License' "$(find "$scratch/prefix" -name NOTICE)"; then
+  echo "the licenses of what is used are not installed"
+  exit 1
+fi
 
 mkdir "$scratch/consumer"
 cp "$source/tests/package/consumer/CMakeLists.txt" "$scratch/consumer/"

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "tests/planar/ChainSupport.h"
-#include "tests/planar/JsonText.h"
+#include "tests/support/JsonText.h"
 
 #include <string>
 #include <vector>

@@ -2,8 +2,9 @@
 
 #include <Sorvane/PolyArcSeg_E.h>
 
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/planar/ChainSupport.h"
+#include "tests/support/FailingAllocation.h"
 
 #include <bit>
 #include <cstdint>
@@ -260,6 +261,27 @@ TEST_F(ChainFile, LyingCountTakesNoMemory)
     const Chain chain = ReadReported("2147483647 0.5 L 0 0 1 0", 171);
     EXPECT_EQ(chain, Read("1 0.5 L 0 0 1 0"));
     EXPECT_EQ(ReadReported("99999999999 0.5 L 0 0 1 0", 171).elements.size(), 0u); // no int
+}
+
+TEST_F(ChainFile, MemoryThatRunsOutIsNoEndOfTheFile)
+{
+    const auto chain = Hairpin<double>();
+    ASSERT_TRUE(WritePolySegArcToFile(chain, Path()));
+    const std::size_t failures = FailEachAllocation(
+        [this] { return Path(); }, [](std::string& path) { (void)ReadPolySegArcFromFile(path); },
+        [](const std::string&) {});
+    EXPECT_GE(failures, 3U); // the path, the file's buffer, the elements
+    EXPECT_EQ(Bits(ReadPolySegArcFromFile(Path())), Bits(chain));
+}
+
+TEST_F(ChainFile, MemoryThatRunsOutIsNoFailureToWrite)
+{
+    const auto chain = Hairpin<double>();
+    const std::size_t failures = FailEachAllocation(
+        [this] { return Path(); },
+        [&](std::string& path) { (void)WritePolySegArcToFile(chain, path); },
+        [](const std::string&) {});
+    EXPECT_GE(failures, 1U);
 }
 
 TEST_F(ChainFile, FolderIsNoFile)

@@ -2,7 +2,7 @@
 
 #include <Sorvane/PolyArcSeg_E.h>
 
-#include "tests/mathbase/ThreadLimit.h"
+#include "tests/support/ThreadLimit.h"
 #include "tests/planar/ChainSupport.h"
 
 #include <cstring>

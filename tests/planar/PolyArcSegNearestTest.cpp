@@ -505,8 +505,8 @@ TYPED_TEST(ChainNearest, WideJointIsNoCorner)
 {
     using T = TypeParam;
     // The spike with its tip torn, by less than the chain's tolerance, and its legs crossed: above
-    // the axis the start of the second leg is nearest, no element ends there, and that leg alone
-    // decides; below it is the end of the first leg, which is a corner.
+    // the axis the start of the second leg is nearest, below it the end of the first leg. Both are
+    // the one corner: the spike runs clockwise, and what lies beyond its tip is on its left.
     PolyArcSegBase<T> torn;
     torn.tolerance = T(0.01);
     torn.elements = {Geometry::SegBase<T>{{0, 1}, {10, T(-0.001)}},
@@ -514,18 +514,19 @@ TYPED_TEST(ChainNearest, WideJointIsNoCorner)
                      Geometry::SegBase<T>{{0, -1}, {0, 1}}};
     ASSERT_TRUE(torn.IsClosed());
     EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(torn, {11, T(0.2)}), (VecBase<2, T>(10, T(0.001))));
-    EXPECT_FALSE(this->InSpace(torn, {11, T(0.2)}, true));
+    EXPECT_TRUE(this->InSpace(torn, {11, T(0.2)}, true));
+    EXPECT_FALSE(this->InSpace(torn, {11, T(0.2)}, false));
     EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(torn, {11, T(-0.2)}), (VecBase<2, T>(10, T(-0.001))));
     EXPECT_TRUE(this->InSpace(torn, {11, T(-0.2)}, true));
 }
 
-TYPED_TEST(ChainNearest, CornersMatchPerCoordinateWithinTheFloor)
+TYPED_TEST(ChainNearest, CornersMatchWithinTheTolerance)
 {
     using T = TypeParam;
     // A spike that points to -x: an arc that falls to its tip, and a line straight back that starts
     // a gap off, up and to the right. For a point above, its start is nearest: by the line alone
     // the point is on its left, in front of the corner on the right. Small, so that the floor of
-    // `float` is above its rounding.
+    // `float` is above its rounding. A gap wider than the tolerance leaves two ends and no corner.
     const double floor = std::is_same_v<T, float> ? 1e-8 : 1e-12;
     const Vec2d normal = Vec2d(-0.2, 1) / std::hypot(0.2, 1.0);
     const T r = T(1e-3);
@@ -535,7 +536,8 @@ TYPED_TEST(ChainNearest, CornersMatchPerCoordinateWithinTheFloor)
     const Geometry::ArcBase<T> arc{center, start, static_cast<T>(1e-3 * sweep)};
     const VecBase<2, T> tip = Geometry::EndPoint(arc);
     const VecBase<2, T> p(-r, 3 * r);
-    for (const auto& [gap, isCorner] : {std::pair{0.9 * floor, true}, {1.1 * floor, false}}) {
+    for (const auto& [gap, isCorner] :
+         {std::pair{0.9 * floor, true}, {1.1 * floor, true}, {0.7e-6, true}, {0.8e-6, false}}) {
         PolyArcSegBase<T> spike;
         spike.tolerance = T(1e-6);
         const VecBase<2, T> back = tip + VecBase<2, T>(Vec2d(gap, gap));
@@ -543,6 +545,66 @@ TYPED_TEST(ChainNearest, CornersMatchPerCoordinateWithinTheFloor)
         EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(spike, p), back);
         EXPECT_EQ(this->InSpace(spike, p, true), !isCorner) << gap;
         EXPECT_EQ(this->InSpace(spike, p, false), isCorner) << gap;
+    }
+}
+
+/// Two arcs of one radius that meet in two sharp tips: what two discs have in common.
+template <class T>
+struct Lens {
+    PolyArcSegBase<T> chain;
+    Vec2d right; ///< center of the disc on the right, whose arc is the left one
+    Vec2d left;
+    double radius;
+
+    /// Positive inside. From the discs alone.
+    double Depth(const Vec2d& p) const
+    {
+        return radius - std::max(std::hypot(p[0] - left[0], p[1] - left[1]),
+                                 std::hypot(p[0] - right[0], p[1] - right[1]));
+    }
+};
+
+template <class T>
+Lens<T> LensAbout(const VecBase<2, T>& middle, double radius, double thickness)
+{
+    const double offset = radius - thickness / 2;
+    const double height = std::sqrt(radius * radius - offset * offset);
+    const double length = 2 * radius * std::asin(height / radius);
+    const auto at = [&](double x, double y) { return VecBase<2, T>(Vec2d(middle) + Vec2d(x, y)); };
+    Lens<T> lens{{}, Vec2d(at(offset, 0)), Vec2d(at(-offset, 0)), radius};
+    lens.chain.elements = {
+        Geometry::ArcBase<T>{at(-offset, 0), at(0, -height), static_cast<T>(length)},
+        Geometry::ArcBase<T>{at(offset, 0), at(0, height), static_cast<T>(length)}};
+    return lens;
+}
+
+TYPED_TEST(ChainNearest, SideBeyondTheSharpTipsOfALens)
+{
+    using T = TypeParam;
+    // The derived ends of the arcs miss each other by rounding, which is wider than the floor.
+    Random random(77);
+    for (const double radius : {1e-3, 1.0, 10.0, 5000.0, 1e5}) {
+        for (const double away : {0.0, 3.0, 100.0}) {
+            SCOPED_TRACE(radius);
+            SCOPED_TRACE(away);
+            const auto lens = LensAbout<T>(VecBase<2, T>(Vec2d(away, -0.7 * away) * radius), radius,
+                                           0.3 * radius);
+            const double margin =
+                64 * double(std::numeric_limits<T>::epsilon()) * (1 + away) * radius;
+            int told = 0;
+            for (int i = 0; i < 2000; ++i) {
+                const Vec2d p =
+                    Vec2d(lens.left + lens.right) * 0.5 + random.Vector<2, double>(-2, 2) * radius;
+                const VecBase<2, T> q(p);
+                const double depth = lens.Depth(Vec2d(q));
+                if (std::fabs(depth) > margin) {
+                    ++told;
+                    EXPECT_EQ(this->InSpace(lens.chain, q, true), depth > 0) << q;
+                    EXPECT_EQ(this->InSpace(lens.chain, q, false), depth < 0) << q;
+                }
+            }
+            EXPECT_GT(told, 1500);
+        }
     }
 }
 

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 namespace Topology {
 
 template <class... Parts>
@@ -135,10 +135,10 @@ std::string CheckFaces(const Mesh& mesh)
 template <class Mesh>
 std::string CheckNodes(const Mesh& mesh)
 {
-    std::vector<bool> isUsed(mesh.Nodes().size(), false);
+    std::vector<int> leaving(mesh.Nodes().size(), 0);
     for (int e = 0; e < mesh.EdgeCount(); ++e) {
         if (const auto* edge = mesh.EdgeRecord(e)) {
-            isUsed[static_cast<std::size_t>(edge->node)] = true;
+            ++leaving[static_cast<std::size_t>(edge->node)];
         }
     }
     for (int n = 0; n < mesh.NodeCount(); ++n) {
@@ -147,10 +147,15 @@ std::string CheckNodes(const Mesh& mesh)
             continue;
         }
         const auto* edge = mesh.EdgeRecord(node->edge);
-        if (isUsed[static_cast<std::size_t>(n)] && (edge == nullptr || edge->node != n)) {
+        const int count = leaving[static_cast<std::size_t>(n)];
+        if (mesh.Degree(n) != count) {
+            return Text("node ", n, ": ", count, " half-edges leave it, but its degree is ",
+                        mesh.Degree(n));
+        }
+        if (count > 0 && (edge == nullptr || edge->node != n)) {
             return Text("node ", n, ": half-edge ", node->edge, " does not leave it");
         }
-        if (!isUsed[static_cast<std::size_t>(n)] && node->edge != -2) {
+        if (count == 0 && node->edge != -2) {
             return Text("node ", n, ": no half-edge leaves it, but it names ", node->edge);
         }
     }
@@ -224,7 +229,8 @@ std::string CheckFreeLists(const Mesh& mesh)
 /// - next and prev are inverse, stay in one face and join end to end (an unlinked boundary may
 /// pass);
 /// - every face is one closed loop of exactly the half-edges that name it;
-/// - a node with edges names a live half-edge that leaves it, one without names none;
+/// - a node with edges names a live half-edge that leaves it, one without names none, and its
+/// degree is the number of live half-edges that leave it;
 /// - the node pairs hold every live half-edge and nothing else;
 /// - the free lists hold every deleted record once and nothing else.
 template <class Mesh>
@@ -286,4 +292,21 @@ TopologyCounts CountTopology(const Mesh& mesh)
     return counts;
 }
 
-} // namespace Test
+/// All link fields of all records, deleted ones included, to see whether anything changed.
+template <class Mesh>
+std::vector<int> Fingerprint(const Mesh& mesh)
+{
+    std::vector<int> all;
+    for (const auto& node : mesh.Nodes()) {
+        all.push_back(node.edge);
+    }
+    for (const auto& edge : mesh.Edges()) {
+        all.insert(all.end(), {edge.node, edge.twin, edge.next, edge.prev, edge.face});
+    }
+    for (const auto& face : mesh.Faces()) {
+        all.push_back(face.edge);
+    }
+    return all;
+}
+
+} // namespace Support

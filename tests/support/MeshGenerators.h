@@ -1,7 +1,8 @@
-// Small meshes of known topology for tests: closed, open, one-sided, pinched and non-manifold ones.
+// Meshes for tests and benchmarks: sheets of any size, and small ones of known topology, closed, open,
+// one-sided, pinched, non-manifold, and random garbage.
 #pragma once
 
-#include "tests/support/TestSupport.h"
+#include "tests/support/Random.h"
 
 #include <Sorvane/IndexedMesh_E.h>
 
@@ -9,39 +10,72 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <cstdint>
 #include <map>
 #include <set>
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 using IndexedMesh = Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>;
 using Velk::Math::Vec3d;
 
-/// columns x rows squares in the plane z = 0, counter-clockwise from above, each cut from its lower
-/// left to its upper right corner: 2 columns rows triangles, one boundary loop, Euler
-/// characteristic 1.
-inline IndexedMesh Grid(int columns, int rows)
+/// Indices of columns x rows squares of (columns + 1) (rows + 1) vertices, row by row, each square cut from
+/// its lower left to its upper right corner, counter-clockwise: 2 columns rows triangles.
+inline std::vector<int> GridIndices(int columns, int rows)
 {
-    IndexedMesh mesh;
-    for (int y = 0; y <= rows; ++y) {
-        for (int x = 0; x <= columns; ++x) {
-            mesh.points.push_back({x, y, 0});
-        }
-    }
+    std::vector<int> indices;
+    indices.reserve(static_cast<std::size_t>(6) * static_cast<std::size_t>(columns) *
+                    static_cast<std::size_t>(rows));
     for (int y = 0; y < rows; ++y) {
         for (int x = 0; x < columns; ++x) {
             const int a = y * (columns + 1) + x;
             const int c = a + columns + 1;
-            mesh.indices.insert(mesh.indices.end(), {a, a + 1, c + 1, a, c + 1, c});
+            indices.insert(indices.end(), {a, a + 1, c + 1, a, c + 1, c});
         }
     }
+    return indices;
+}
+
+/// The grid with its vertex of column x and row y at `pointAt(x, y)`, a point in `double`.
+template <class T, class PointAt>
+Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, T> GridMesh(int columns, int rows,
+                                                            const PointAt& pointAt)
+{
+    Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, T> mesh;
+    for (int y = 0; y <= rows; ++y) {
+        for (int x = 0; x <= columns; ++x) {
+            const Vec3d p = pointAt(x, y);
+            mesh.points.push_back(
+                {static_cast<T>(p[0]), static_cast<T>(p[1]), static_cast<T>(p[2])});
+        }
+    }
+    mesh.indices = GridIndices(columns, rows);
     return mesh;
+}
+
+/// Squares along each side of a square grid of at least `triangles` triangles.
+inline int GridSide(std::int64_t triangles)
+{
+    return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(triangles) / 2)));
+}
+
+/// A wavy sheet of at least `triangles` triangles, pitch 0.1.
+template <class T>
+Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, T> WavySheet(std::int64_t triangles)
+{
+    const int side = GridSide(triangles);
+    return GridMesh<T>(side, side, [](int x, int y) {
+        return Vec3d{0.1 * x, 0.1 * y, std::sin(0.07 * x) * std::cos(0.05 * y)};
+    });
+}
+
+/// columns x rows squares of edge 1 in the plane z = 0, counter-clockwise from above: one boundary loop,
+/// Euler characteristic 1.
+inline IndexedMesh Grid(int columns, int rows)
+{
+    return GridMesh<double>(columns, rows, [](int x, int y) { return Vec3d(x, y, 0); });
 }
 
 /// Normals outward: 4 points, 6 edges, 4 triangles.
@@ -269,31 +303,20 @@ inline std::vector<std::array<std::array<double, 3>, 3>> TriangleSet(const Index
     return triangles;
 }
 
-/// A binary STL with bit-equal corners joined, in order of first appearance.
-inline IndexedMesh ReadBinaryStl(const std::filesystem::path& path)
+/// Triangles over `nodeCount` random points whose corners are drawn at random: degenerate, repeated
+/// and non-manifold as it comes, the more the fewer the points.
+template <int D, class T>
+Velk::Math::Sorvane::Mesh::IndexedPointsBase<D, T> GarbageMesh(Random& random, int nodeCount,
+                                                               int triangleCount)
 {
-    std::ifstream file(path, std::ios::binary);
-    const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-    IndexedMesh mesh;
-    std::map<std::array<float, 3>, int> numbers;
-    constexpr std::size_t kHeader = 84;
-    constexpr std::size_t kFacet = 50;
-    for (std::size_t at = kHeader; at + kFacet <= bytes.size(); at += kFacet) {
-        for (std::size_t corner = 0; corner < 3; ++corner) {
-            std::array<float, 3> p;
-            std::memcpy(p.data(), &bytes[at + 12 + 12 * corner], sizeof p);
-            for (float& x : p) {
-                x += 0.0F; // -0 and 0 are one place
-            }
-            const auto [entry, isNew] =
-                numbers.try_emplace(p, static_cast<int>(mesh.points.size()));
-            if (isNew) {
-                mesh.points.push_back({p[0], p[1], p[2]});
-            }
-            mesh.indices.push_back(entry->second);
-        }
+    Velk::Math::Sorvane::Mesh::IndexedPointsBase<D, T> mesh;
+    for (int i = 0; i < nodeCount; ++i) {
+        mesh.points.push_back(random.Vector<D, T>(-1, 1));
+    }
+    for (int i = 0; i < 3 * triangleCount; ++i) {
+        mesh.indices.push_back(random.Below(nodeCount));
     }
     return mesh;
 }
 
-} // namespace Test
+} // namespace Support

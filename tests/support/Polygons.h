@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 using Polygon = std::vector<Velk::Math::Vec2d>;
 
@@ -202,4 +202,4 @@ double AreaOf(const std::vector<Velk::Math::VecBase<2, T>>& loop)
     return sum;
 }
 
-} // namespace Test
+} // namespace Support

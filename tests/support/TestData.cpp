@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-namespace Test {
+namespace Support {
 namespace fs = std::filesystem;
 
 fs::path SharedData(const std::string& name)
@@ -33,4 +33,4 @@ TemporaryFolder::~TemporaryFolder()
     fs::remove_all(path_, ignored);
 }
 
-} // namespace Test
+} // namespace Support

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <mutex>
 
-namespace Test {
+namespace Support {
 namespace {
 
 std::atomic<int> assertionCount{0};
@@ -57,11 +57,11 @@ std::string LastAssertion()
     return lastAssertion;
 }
 
-} // namespace Test
+} // namespace Support
 
 int main(int argc, char** argv)
 {
     testing::InitGoogleTest(&argc, argv);
-    testing::UnitTest::GetInstance()->listeners().Append(new Test::AssertionWatch);
+    testing::UnitTest::GetInstance()->listeners().Append(new Support::AssertionWatch);
     return RUN_ALL_TESTS();
 }

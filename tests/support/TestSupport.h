@@ -1,15 +1,14 @@
-// Helpers that all tests share: the assert watch, the way to data files, seeded random values.
+// What all tests share: the assert watch, the way to data files, seeded random values.
 #pragma once
 
-#include <Velk/Math/VecBase_E.h>
+#include "tests/support/Random.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
 
-namespace Test {
+namespace Support {
 
 /// Every test fails when the library reports a broken internal condition, unless the test announces
 /// how many reports it provokes.
@@ -36,39 +35,12 @@ private:
     std::filesystem::path path_;
 };
 
-/// Seeded generator whose values are the same with every standard library (splitmix64).
-class Random {
-public:
-    explicit Random(std::uint64_t seed) : state_(seed) {}
+} // namespace Support
 
-    std::uint64_t Bits()
-    {
-        std::uint64_t z = (state_ += 0x9e3779b97f4a7c15U);
-        z = (z ^ (z >> 30U)) * 0xbf58476d1ce4e5b9U;
-        z = (z ^ (z >> 27U)) * 0x94d049bb133111ebU;
-        return z ^ (z >> 31U);
-    }
-
-    /// In [0, 1).
-    double Unit() { return static_cast<double>(Bits() >> 11U) * 0x1p-53; }
-    double Between(double low, double high) { return low + (high - low) * Unit(); }
-    /// In [0, count).
-    int Below(int count) { return static_cast<int>(Bits() % static_cast<std::uint64_t>(count)); }
-
-    template <int N, class T> Velk::Math::VecBase<N, T> Vector(double low, double high)
-    {
-        Velk::Math::VecBase<N, T> v;
-        for (int i = 0; i < N; ++i) {
-            v[i] = static_cast<T>(Between(low, high));
-        }
-        return v;
-    }
-
-private:
-    std::uint64_t state_;
-};
-
-} // namespace Test
+/// Headers of single test folders add their own names here.
+namespace Test {
+using namespace Support;
+}
 
 /// `file` must be a non-empty path from SharedData; otherwise the test ends, marked as skipped.
 #define SORVANE_NEED_DATA(file)                                                                    \

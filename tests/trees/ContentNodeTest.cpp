@@ -18,6 +18,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -30,6 +31,9 @@ using BoxNode = QOFNode<2, double, 0>;
 using BallNode = QOFNode<2, double, 1>;
 using BoxContent = QOFTreeContent<2, double, 0>;
 using BallContent = QOFTreeContent<2, double, 1>;
+
+static_assert(std::is_base_of_v<QOFTreeContentBox<2, double>, BoxContent>);
+static_assert(std::is_base_of_v<QOFTreeContentBall<2, double>, BallContent>);
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();

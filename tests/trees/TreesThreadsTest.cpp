@@ -5,7 +5,7 @@
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/TreeAddress_E.h>
 
-#include "tests/mathbase/ThreadLimit.h"
+#include "tests/support/ThreadLimit.h"
 #include "tests/support/TestSupport.h"
 #include "tests/trees/AddressReference.h"
 

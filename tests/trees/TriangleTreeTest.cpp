@@ -2,7 +2,8 @@
 // force; the edges of their radii; ties; hostile input.
 
 #include "tests/support/MeshGenerators.h"
-#include "tests/support/TestMeshes.h"
+#include "tests/support/MeshGenerators.h"
+#include "tests/support/StlFile.h"
 #include "trees/TriangleTree_Impl.h"
 
 #include <Velk/Math/Intersect_E.h>
@@ -172,7 +173,7 @@ protected:
     {
         const auto file = ::Test::SharedData(GetParam());
         SORVANE_NEED_DATA(file);
-        mesh_ = ::Test::WeldedBinaryStl<double>(file);
+        mesh_ = Support::WeldedStl<double>(file);
         ASSERT_FALSE(mesh_.indices.empty());
     }
 

@@ -101,6 +101,17 @@ TYPED_TEST(SimpleBoundary, ABowTieGivesNothing)
     EXPECT_TRUE(TessellateSimpleBoundary(Outline{{0, 0}, {4, 0}, {4, 4}, {2, 0}, {0, 4}}).empty());
 }
 
+// Thirty million crossings: to find them all takes minutes and gigabytes.
+TYPED_TEST(SimpleBoundary, AnOutlineThatCrossesItselfWildlyGivesNothing)
+{
+    Random random(17);
+    PlaneOutline<TypeParam> outline;
+    for (int i = 0; i < 20000; ++i) {
+        outline.push_back(random.Vector<2, TypeParam>(0, 100));
+    }
+    EXPECT_TRUE(TessellateSimpleBoundary(outline).empty());
+}
+
 TYPED_TEST(SimpleBoundary, CornersInOnePlace)
 {
     using Outline = PlaneOutline<TypeParam>;

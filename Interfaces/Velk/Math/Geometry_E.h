@@ -10,8 +10,8 @@ namespace Velk::Math::Geometry {
 
 /// A straight segment in the plane, directed from `start` to `end`.
 template <class T> struct SORVANE_API SegBase {
-    VecBase<2, T> start;
-    VecBase<2, T> end;
+    VecBase<2, T> start; ///< where travel begins
+    VecBase<2, T> end;   ///< where it ends
 
     friend constexpr bool operator==(const SegBase&, const SegBase&) = default;
 };
@@ -22,9 +22,9 @@ template <class T> struct SORVANE_API SegBase {
 /// radius |start - center| and the end point (`EndPoint`) are derived, never stored. A full circle has
 /// |length| = 2 pi radius.
 template <class T> struct SORVANE_API ArcBase {
-    VecBase<2, T> center;
-    VecBase<2, T> start;
-    T length{0};
+    VecBase<2, T> center; ///< of the circle
+    VecBase<2, T> start;  ///< a point on the circle, where travel begins
+    T length{0};          ///< along the circle, positive counter-clockwise
 
     /// Lower and upper corner of the arc's own axis-aligned box: start, end and those of the four
     /// axis-extreme points of the circle that the arc runs over.
@@ -57,7 +57,8 @@ template <class T> constexpr const VecBase<2, T>& EndPoint(const SegBase<T>& seg
 /// Collinear points, or two that coincide, have no such arc: then center = start = `first` and length
 /// = 0, so that the radius is exactly 0. Points coincide when they match within `kLengthFloor`, so that
 /// a closed run of points is told from an arc; they count as collinear when their doubled area is at
-/// most the rounding of its own computation (4 epsilon times the product of the two longer sides).
+/// most the rounding of its own computation (4 epsilon times the product of the two longer edges of
+/// their triangle).
 /// Points that are not finite, or so far apart that their doubled area overflows, count as collinear.
 /// The derived end is `last` up to the rounding of `EndPoint`, the center and the length, however flat
 /// the arc.
@@ -118,8 +119,8 @@ T ApparentArcTolerance(const VecBase<2, T>& a, const VecBase<2, T>& b, const Vec
 template <class T> T AngleStep(T radius, T tolerance);
 
 /// Curvature at `b` of the circle through three consecutive points, 1 / radius, positive when they turn
-/// counter-clockwise; 0 for collinear or coincident points, told as by `ArcThroughPoints`. 4 area /
-/// (product of the sides).
+/// counter-clockwise; 0 for points that `ArcThroughPoints` takes for collinear or coincident. Computed as
+/// 4 area / (product of the three distances).
 template <class T>
 T DiscreteCurvature(const VecBase<2, T>& a, const VecBase<2, T>& b, const VecBase<2, T>& c);
 

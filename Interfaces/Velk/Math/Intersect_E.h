@@ -10,8 +10,8 @@ namespace Velk::Math::Intersect {
 
 /// One polyline vertex that takes part in an intersection.
 struct SORVANE_API PolyNodeDescriptor {
-    int polyline = 0;
-    int node = 0;
+    int polyline = 0; ///< number of the polyline, through both lists
+    int node = 0;     ///< number of the vertex in it
 
     friend constexpr bool operator==(const PolyNodeDescriptor&, const PolyNodeDescriptor&) = default;
 };
@@ -83,9 +83,10 @@ VecBase<2, T> ClosestPointOnArc(const VecBase<2, T>& center, const VecBase<2, T>
 ///
 /// In the plane a point of the triangle is its own nearest point, to the bit; corners too come back
 /// as they are. In any case the point lies in the box of the corners, exactly. A degenerate triangle
-/// gives the nearest point of what remains of it, a segment or a point. NaN gives NaN. By the sides
-/// that the point lies beyond, and by the normal inside (compare C. Ericson, Real-Time Collision
-/// Detection, 2005, 5.1.5, whose weights lose their digits on thin triangles).
+/// gives the nearest point of what remains of it, a segment or a point. NaN gives NaN. Found
+/// from the edges that the point lies beyond, and for a point over the inside along the normal
+/// (compare C. Ericson, Real-Time Collision Detection, 2005, 5.1.5, whose weights lose their digits
+/// on thin triangles).
 template <int N, class T>
 VecBase<N, T> ClosestPointOnTriangle(const VecBase<N, T>& a, const VecBase<N, T>& b,
                                      const VecBase<N, T>& c, const VecBase<N, T>& point);
@@ -103,8 +104,8 @@ bool ClosestPointsOfTwoLines(const VecBase<3, T>& a0, const VecBase<3, T>& a1,
                              T& t, VecBase<3, T>& pa, VecBase<3, T>& pb);
 
 /// Is `point` in the plane triangle of either orientation, or no farther than `tolerance`
-/// (Euclidean) from it? Two triangles never both disown a point across their common side. A
-/// degenerate triangle is a segment or a point. NaN is nowhere.
+/// (Euclidean) from it? A point between two triangles that share an edge is in at least one of
+/// them. A degenerate triangle is a segment or a point. False for NaN.
 template <class T>
 bool PointInOrOnTriangle(const VecBase<2, T>& a, const VecBase<2, T>& b, const VecBase<2, T>& c,
                          const VecBase<2, T>& point, T tolerance);
@@ -113,7 +114,7 @@ bool PointInOrOnTriangle(const VecBase<2, T>& a, const VecBase<2, T>& b, const V
 ///
 /// `hit` is the piercing point; `first` and `second` are the points where the line of steepest
 /// slope through `hit` leaves the triangle, the lower one first. On a horizontal triangle, where
-/// every line is as steep, the line along X is taken, smaller x first. Sides and corners belong to
+/// every line is as steep, the line along X is taken, smaller x first. Edges and corners belong to
 /// the triangle. `hit` has x = y = 0 exactly. False, with outputs zero, when the axis misses it or
 /// the triangle is vertical (its normal's z is at most the length floor times its length);
 /// horizontal likewise.
@@ -125,9 +126,9 @@ SORVANE_API bool ProjectZAxisOnTriangle(const VecBase<3, double>& a, const VecBa
 ///
 /// `distance` is measured along the direction (of any length) in length units, negative behind the
 /// origin. With `twoSided` the ray is the whole line and a hit behind the origin counts; without it
-/// the distance must be at least -`tolerance`. Sides and corners belong to the triangle, with
-/// weights down to -`tolerance`; also with tolerance 0 no ray slips between triangles that share a
-/// side, both given with the same coordinates. A ray along a coordinate axis keeps its other two
+/// the distance must be at least -`tolerance`. Edges and corners belong to the triangle, with
+/// weights down to -`tolerance`; also with tolerance 0 no ray slips between triangles that share an
+/// edge, both given with the same coordinates. A ray along a coordinate axis keeps its other two
 /// coordinates to the bit. `hit` and `distance` may be null. False, with outputs untouched, for a
 /// miss, a triangle seen edge-on (within rounding), a degenerate one, and a direction without
 /// finite positive length. S. Woop, C. Benthin, I. Wald, "Watertight Ray/Triangle Intersection",
@@ -161,16 +162,20 @@ SORVANE_API bool SphereTriangle(const VecBase<3, double>& center, double radius,
                                 const VecBase<3, double>& c);
 
 /// Do two filled triangles meet: is their distance at most `tolerance`? Coplanar overlap counts,
-/// and a triangle no wider than `tolerance` is a segment or a point. Symmetric in the two
-/// triangles.
+/// and a triangle no wider than `tolerance` is a segment or a point.
+///
+/// The corners of triangles in a tilted plane are off it by their own rounding. Triangles that lie in
+/// one plane as far as that rounding can tell are taken to lie in it, and whether they overlap there
+/// is decided exactly: a tolerance below the rounding, 0 included, finds every overlap. The result
+/// does not depend on the order of the triangles or of their corners.
 SORVANE_API bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1,
                                   const VecBase<3, double>& a2, const VecBase<3, double>& b0,
                                   const VecBase<3, double>& b1, const VecBase<3, double>& b2,
                                   double tolerance);
 
 /// The same, with the ends `p` and `q` of the segment in which the triangles meet (one point: p =
-/// q), each within `tolerance` of both. `coplanar`: all corners of one lie within `tolerance` of
-/// the plane of the other; `p` and `q` are not to be read then. Outputs are reset when the result
+/// q), each within `tolerance` of both. `coplanar`: all corners of one lie within `tolerance`, or the
+/// rounding of the coordinates, of the plane of the other; `p` and `q` are not to be read then. Outputs are reset when the result
 /// is false. T. Moeller, "A Fast Triangle-Triangle Intersection Test", 1997.
 SORVANE_API bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1,
                                   const VecBase<3, double>& a2, const VecBase<3, double>& b0,

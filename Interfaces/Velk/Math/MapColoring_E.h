@@ -1,7 +1,7 @@
 // Coloring of a graph such that neighbors differ.
 #pragma once
 
-#include <Sorvane/Export_E.h>
+#include <Velk/Export_E.h>
 
 #include <vector>
 

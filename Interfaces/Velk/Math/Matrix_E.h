@@ -9,7 +9,7 @@ namespace Velk::Math::Matrix {
 
 /// R rows of C values of T in one contiguous row-major block; all zero by default.
 template <int R, int C, class T> struct SORVANE_API MatBase {
-    T value[R * C] = {};
+    T value[R * C] = {}; ///< row after row
 
     constexpr MatBase() = default;
 
@@ -38,6 +38,7 @@ template <int R, int C, class T> struct SORVANE_API MatBase {
     static constexpr int rows() { return R; }
     static constexpr int columns() { return C; }
 
+    /// Row `r` as a vector.
     constexpr VecBase<C, T> Row(int r) const
     {
         VecBase<C, T> row;
@@ -47,6 +48,7 @@ template <int R, int C, class T> struct SORVANE_API MatBase {
         return row;
     }
 
+    /// Column `c` as a vector.
     constexpr VecBase<R, T> Column(int c) const
     {
         VecBase<R, T> column;
@@ -59,6 +61,7 @@ template <int R, int C, class T> struct SORVANE_API MatBase {
     friend constexpr bool operator==(const MatBase& a, const MatBase& b) = default;
 };
 
+/// 1 on the diagonal, 0 elsewhere.
 template <int N, class T> constexpr MatBase<N, N, T> Identity()
 {
     MatBase<N, N, T> identity;
@@ -68,6 +71,7 @@ template <int N, class T> constexpr MatBase<N, N, T> Identity()
     return identity;
 }
 
+/// Rows and columns exchanged.
 template <int R, int C, class T> constexpr MatBase<C, R, T> Transposed(const MatBase<R, C, T>& m)
 {
     MatBase<C, R, T> transposed;
@@ -96,6 +100,7 @@ constexpr MatBase<R, C, T> operator*(const MatBase<R, K, T>& a, const MatBase<K,
     return product;
 }
 
+/// Matrix times column vector.
 template <int R, int C, class T>
 constexpr VecBase<R, T> operator*(const MatBase<R, C, T>& m, const VecBase<C, T>& v)
 {

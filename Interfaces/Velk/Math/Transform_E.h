@@ -10,12 +10,15 @@ namespace Velk::Math::Transform {
 /// One homogeneous (N+1) x (N+1) matrix of `double` and nothing else; the identity by default. N is 2
 /// or 3. The same matrix maps `float` and `double` points.
 template <int N> struct SORVANE_API TransformBase {
+    /// Linear part in the upper left, translation in the last column.
     MatBase<N + 1, N + 1, double> matrix = Matrix::Identity<N + 1, double>();
 
     constexpr TransformBase() = default;
+    /// From and to the bare matrix, which is taken as it is.
     explicit constexpr TransformBase(const MatBase<N + 1, N + 1, double>& m) : matrix(m) {}
     explicit constexpr operator const MatBase<N + 1, N + 1, double>&() const { return matrix; }
 
+    /// The value in row `r` and column `c`.
     constexpr double& operator()(int r, int c) { return matrix(r, c); }
     constexpr const double& operator()(int r, int c) const { return matrix(r, c); }
 
@@ -95,8 +98,8 @@ SORVANE_API TransformBase<3> InflateDimension(const TransformBase<2>& transform)
 ///
 /// `origin` is the mean of the points (a repeated closing point is counted once), `normal` the unit
 /// normal to whose side the loop runs counter-clockwise, from the loop's vector area (M. E. Newell;
-/// see I. Sutherland et al., 1974), taken about the first point so that distance from zero costs no
-/// digits. Fewer than 3 points, a vanishing area (no more than a few roundings of the coordinates can
+/// see I. Sutherland et al., 1974), taken about the first point so that a loop far from the origin
+/// loses no digits. Fewer than 3 points, a vanishing area (no more than a few roundings of the coordinates can
 /// make of a loop on a line) or one that is not finite: `normal` is zero. No points: both are zero.
 template <class T>
 void PlaneOfPolygon(const std::vector<VecBase<3, T>>& loop, VecBase<3, T>& origin, VecBase<3, T>& normal);

@@ -2,7 +2,7 @@
 // made of, with its inline arithmetic. Operations on vectors are declared in Vector_E.h.
 #pragma once
 
-#include <Sorvane/Export_E.h>
+#include <Velk/Export_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
 #include <bit>
@@ -17,6 +17,28 @@
 
 namespace Velk::Math::Vector {
 
+namespace Impl {
+
+/// `value` as a T, by a cast.
+///
+/// g++ 12 takes (double)(float)x for x when it packs two such conversions into one vector
+/// instruction, from -O2 on: a float result would be used further with digits that it does not have.
+/// The empty instruction, which the compiler can't look into, keeps every rounding to float.
+template <class T, class U> constexpr T Cast(U value)
+{
+    T result = static_cast<T>(value);
+#if defined(__GNUC__) && !defined(__clang__) && defined(__SSE2__)
+    if constexpr (std::same_as<T, float> && std::same_as<U, double>) {
+        if (!std::is_constant_evaluated()) {
+            __asm__("" : "+x"(result));
+        }
+    }
+#endif
+    return result;
+}
+
+} // namespace Impl
+
 /// N values of T, contiguous and nothing else; all zero by default.
 ///
 /// A plain value: trivially copyable, no invariant, no heap. The library uses N = 2, 3, 4 and 8 over
@@ -24,16 +46,16 @@ namespace Velk::Math::Vector {
 template <int N, class T> struct SORVANE_API VecBase {
     static_assert(N >= 2, "a single value is not a vector");
 
-    using value_type = T;
+    using value_type = T; ///< type of a component
 
-    T component[N] = {};
+    T component[N] = {}; ///< the values in order
 
     constexpr VecBase() = default;
 
     /// From exactly N values; each is converted to T as by a cast.
     template <class... U>
         requires(sizeof...(U) == static_cast<std::size_t>(N) && (std::is_arithmetic_v<U> && ...))
-    constexpr VecBase(U... values) : component{static_cast<T>(values)...}
+    constexpr VecBase(U... values) : component{Impl::Cast<T>(values)...}
     {
     }
 
@@ -43,13 +65,15 @@ template <int N, class T> struct SORVANE_API VecBase {
     explicit constexpr VecBase(const VecBase<N, U>& other)
     {
         for (int i = 0; i < N; ++i) {
-            component[i] = static_cast<T>(other.component[i]);
+            component[i] = Impl::Cast<T>(other.component[i]);
         }
     }
 
     // clang-format off
+    /// Component `i`, counted from 0 and not checked.
     constexpr T& operator[](int i) { return component[i]; }
     constexpr const T& operator[](int i) const { return component[i]; }
+    /// The first four components by name, as far as N goes.
     constexpr T& x() { return component[0]; }
     constexpr const T& x() const { return component[0]; }
     constexpr T& y() { return component[1]; }
@@ -58,15 +82,18 @@ template <int N, class T> struct SORVANE_API VecBase {
     constexpr const T& z() const requires(N >= 3) { return component[2]; }
     constexpr T& w() requires(N >= 4) { return component[3]; }
     constexpr const T& w() const requires(N >= 4) { return component[3]; }
+    /// The components as a plain run of N values.
     constexpr T* data() { return component; }
     constexpr const T* data() const { return component; }
     constexpr T* begin() { return component; }
     constexpr T* end() { return component + N; }
     constexpr const T* begin() const { return component; }
     constexpr const T* end() const { return component + N; }
+    /// N.
     static constexpr int size() { return N; }
     // clang-format on
 
+    /// Component by component.
     constexpr VecBase& operator+=(const VecBase& b)
     {
         for (int i = 0; i < N; ++i) {
@@ -75,6 +102,7 @@ template <int N, class T> struct SORVANE_API VecBase {
         return *this;
     }
 
+    /// Component by component.
     constexpr VecBase& operator-=(const VecBase& b)
     {
         for (int i = 0; i < N; ++i) {
@@ -83,6 +111,7 @@ template <int N, class T> struct SORVANE_API VecBase {
         return *this;
     }
 
+    /// Every component times the factor.
     constexpr VecBase& operator*=(T factor)
     {
         for (int i = 0; i < N; ++i) {
@@ -91,8 +120,8 @@ template <int N, class T> struct SORVANE_API VecBase {
         return *this;
     }
 
-    /// A divisor that equals 0 makes every component a quiet NaN (for integers, which have none, 0):
-    /// no fault, and no component that looks usable.
+    /// Every component divided by the divisor. One that equals 0 makes them all quiet NaN, or 0 for
+    /// integers, which have none: nothing traps, and no component looks usable.
     constexpr VecBase& operator/=(T divisor)
     {
         if (divisor == T{0}) {
@@ -107,12 +136,14 @@ template <int N, class T> struct SORVANE_API VecBase {
         return *this;
     }
 
+    /// Sum, difference and multiples, component by component; division as by `operator/=`.
     friend constexpr VecBase operator+(VecBase a, const VecBase& b) { return a += b; }
     friend constexpr VecBase operator-(VecBase a, const VecBase& b) { return a -= b; }
     friend constexpr VecBase operator*(VecBase a, T factor) { return a *= factor; }
     friend constexpr VecBase operator*(T factor, VecBase a) { return a *= factor; }
     friend constexpr VecBase operator/(VecBase a, T divisor) { return a /= divisor; }
 
+    /// Every component with the other sign.
     friend constexpr VecBase operator-(VecBase a)
     {
         for (int i = 0; i < N; ++i) {
@@ -148,6 +179,7 @@ constexpr VecBase<3, T> operator^(const VecBase<3, T>& a, const VecBase<3, T>& b
     return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
+/// v * v: overflows to infinity beyond about 1e154 (`float` 1e19), underflows to 0.
 template <int N, class T> constexpr T SquaredLength(const VecBase<N, T>& v)
 {
     return v * v;
@@ -219,6 +251,7 @@ extern template SORVANE_API VecBase<3, double> operator^(const VecBase<3, double
 
 namespace Velk::Math {
 using Vector::VecBase;
+/// Points and directions of the plane and of space.
 using Vec2f = VecBase<2, float>;
 using Vec3f = VecBase<3, float>;
 using Vec2d = VecBase<2, double>;
@@ -227,6 +260,7 @@ using Vec3d = VecBase<3, double>;
 
 /// Hash of the component values; vectors that compare equal (0 and -0) hash alike.
 template <int N, class T> struct std::hash<Velk::Math::Vector::VecBase<N, T>> {
+    /// The same in every run and on every thread.
     std::size_t operator()(const Velk::Math::Vector::VecBase<N, T>& v) const noexcept
     {
         std::uint64_t state = 0;

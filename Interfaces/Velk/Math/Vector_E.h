@@ -15,8 +15,8 @@ namespace Velk::Math::Vector {
 
 /// Result of a search: `index` means something only when `valid` is true.
 struct SORVANE_API CheckedIdx {
-    int index = 0;
-    bool valid = false;
+    int index = 0;      ///< subscript of what was found
+    bool valid = false; ///< was anything found?
 
     friend constexpr bool operator==(const CheckedIdx&, const CheckedIdx&) = default;
 };
@@ -73,7 +73,7 @@ template <class T> T Length(const std::vector<VecBase<2, T>>& polyline);
 
 /// Area inside a closed loop of the plane, positive for counter-clockwise; the closing edge is implied,
 /// and a repeated first point changes nothing. 0 for fewer than three points. Shoelace formula about
-/// the first point, so that distance from the origin costs no digits.
+/// the first point, so that a loop far from the origin loses no digits.
 template <class T> T SignedArea(const std::vector<VecBase<2, T>>& loop);
 
 /// Weights u, v, w of `a`, `b`, `c` for `p`: p = u a + v b + w c and u + v + w = 1; in space `p` is
@@ -175,7 +175,7 @@ PointStreamToLineSegments(const std::vector<VecBase<2, double>>& points);
 /// A chain is begun at the first unused segment in list order and run in its direction, at a
 /// junction on to the unused segment of lowest number. A chain that comes back to its first point
 /// is closed and complete: it repeats that point (the same bits) at its end. One that cannot go on
-/// is extended backwards from its start in the same way. A chain's joints take the position of the
+/// is extended backward from its start in the same way. A chain's joints take the position of the
 /// segment met first; what is matched next is the true end of the last segment. `tolerance` 0
 /// matches exact repeats, a negative one and NaN nothing; an end that is not finite matches
 /// nothing. Expected O(n).

@@ -1,0 +1,70 @@
+// The places of the library that report to the assert handler, all of them.
+//
+// A handler receives a source name, a line number and a function name. For these places all three are fixed:
+// hosts evaluate them, so they are names, and stay as they are when code moves between files and lines.
+#pragma once
+
+#include <Velk/Diagnostics_E.h>
+
+namespace Velk::Math::Sorvane::AssertSites {
+
+/// One place, as a handler receives it.
+struct AssertSite {
+    /// Name of a source, without a folder.
+    const char* sourceFile = "";
+    /// The line that stands for this place, whatever line of its file it is on.
+    int line = 0;
+    /// Full name of the function.
+    const char* function = "";
+};
+
+/// `HMesh::GetVertex` was asked for a node that is not there; it gives the zero vector.
+inline constexpr AssertSite kGetVertex{"HalfEdgeMesh_E", 1276,
+                                       "Velk::Math::Sorvane::HalfEdge::HMesh::GetVertex"};
+
+/// `HMesh::RotateNode` came to a half-edge that does not leave the node; it goes on.
+inline constexpr AssertSite kRotateNode{"HalfEdgeMesh_E", 921,
+                                        "Velk::Math::Sorvane::HalfEdge::HMesh::RotateNode"};
+
+/// `DelaunayMesher::InsertEdge` cleared the way for an edge that the mesh then refused; it gives false.
+inline constexpr AssertSite kInsertEdge{"DelaunayTriangulation_E", 833,
+                                        "Velk::Math::Sorvane::HalfEdge::DelaunayMesher::InsertEdge"};
+
+/// `Mesh::MapPointsToTriangleBarycentric` has no weights for a point, since the triangle is degenerate;
+/// the point's weights are zero. The function's name is that of the loop's body.
+inline constexpr AssertSite kMapPointsToTriangleBarycentric{
+    "Triangle_Impl", 330,
+    "Velk::Math::Sorvane::Mesh::MapPointsToTriangleBarycentric::<lambda_1>::operator ()"};
+
+/// `ArcSegTree::ClosestPointOnContent` was given neither a segment nor an arc; it gives a point at the
+/// largest coordinates there are.
+template <class T>
+inline constexpr AssertSite kClosestPointOnContent{};
+/// The same for `float`.
+template <>
+inline constexpr AssertSite kClosestPointOnContent<float>{
+    "QuadtreeArcSegTree_E", 338,
+    "Velk::Math::Sorvane::Tree::Quadtree::ArcSegTree<float>::ClosestPointOnContent"};
+/// The same for `double`.
+template <>
+inline constexpr AssertSite kClosestPointOnContent<double>{
+    "QuadtreeArcSegTree_E", 338,
+    "Velk::Math::Sorvane::Tree::Quadtree::ArcSegTree<double>::ClosestPointOnContent"};
+
+/// `Planar::ReadPolySegArcFromFile` can't open the file.
+inline constexpr AssertSite kChainFileDoesNotOpen{"PolyArcSeg", 124,
+                                                  "Velk::Math::Sorvane::Planar::ReadPolySegArcFromFile"};
+/// The file announces no elements.
+inline constexpr AssertSite kChainFileHasNoElements{
+    "PolyArcSeg", 134, "Velk::Math::Sorvane::Planar::ReadPolySegArcFromFile"};
+/// The file holds fewer elements than it announces, or others.
+inline constexpr AssertSite kChainFileHasAnotherCount{
+    "PolyArcSeg", 171, "Velk::Math::Sorvane::Planar::ReadPolySegArcFromFile"};
+
+/// Tells the handler of the moment.
+inline void Report(const AssertSite& site)
+{
+    Diagnostics::Details::InvokeCurrentAssertHandler(site.sourceFile, site.line, site.function);
+}
+
+} // namespace Velk::Math::Sorvane::AssertSites

@@ -1,0 +1,174 @@
+// Writing a mesh file of any form, in place of an old one or not at all.
+
+#include <Sorvane/MeshFiles_E.h>
+
+#include "meshfiles/FileReplacement_Impl.h"
+#include "meshfiles/MeshFiles_Impl.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+
+namespace Velk::Math::Sorvane::MeshUtils {
+namespace {
+
+MeshFileForm FormOfExtension(const std::filesystem::path& path)
+{
+    std::string extension = path.extension().string();
+    for (char& c : extension) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return extension == ".stl"    ? MeshFileForm::BinaryStl
+           : extension == ".tipc" ? MeshFileForm::Tipc
+                                  : MeshFileForm::Unknown;
+}
+
+/// The number of the first of `count` items for which `isBad` holds, or `count`.
+template <class IsBad>
+std::size_t FirstBad(std::size_t count, IsBad&& isBad)
+{
+    constexpr std::size_t kChunk = 1U << 14U;
+    std::vector<std::size_t> firstOfChunk((count + kChunk - 1) / kChunk, count);
+    Parallel::Impl::ApplyParallel(std::size_t{0}, firstOfChunk.size(), [&](std::size_t chunk) {
+        const std::size_t end = std::min((chunk + 1) * kChunk, count);
+        for (std::size_t i = chunk * kChunk; i < end; ++i) {
+            if (isBad(i)) {
+                firstOfChunk[chunk] = i;
+                return;
+            }
+        }
+    });
+    const auto first = std::find_if(firstOfChunk.begin(), firstOfChunk.end(),
+                                    [count](std::size_t i) { return i < count; });
+    return first != firstOfChunk.end() ? *first : count;
+}
+
+/// Why the mesh can't be written in that form, before anything is touched.
+template <class T>
+MeshFileResult Check(const Mesh::IndexedPointsBase<3, T>& mesh, MeshFileForm form)
+{
+    MeshFileResult result;
+    result.form = form;
+    const auto refused = [&result](MeshFileError error, std::size_t place) {
+        result.error = error;
+        result.place = place;
+        return result;
+    };
+    const std::size_t pointCount = mesh.points.size();
+    const std::size_t triangleCount = mesh.indices.size() / 3;
+    if (form == MeshFileForm::Unknown) {
+        return refused(MeshFileError::UnknownExtension, 0);
+    }
+    if (mesh.indices.size() % 3 != 0) {
+        return refused(MeshFileError::IncompleteTriangle, 0);
+    }
+    if (triangleCount == 0) {
+        return refused(MeshFileError::NoTriangles, 0);
+    }
+    const auto isOutside = [&](std::size_t i) {
+        const int index = mesh.indices[i];
+        return index < 0 || static_cast<std::size_t>(index) >= pointCount;
+    };
+    if (const std::size_t bad = FirstBad(mesh.indices.size(), isOutside);
+        bad < mesh.indices.size()) {
+        return refused(MeshFileError::IndexOutOfRange, bad / 3);
+    }
+    // An STL is read with three points for each triangle.
+    constexpr auto kMostIndices = static_cast<std::size_t>(std::numeric_limits<int>::max());
+    if (pointCount > kMostIndices ||
+        (form == MeshFileForm::Tipc ? triangleCount > std::numeric_limits<std::uint32_t>::max()
+                                    : mesh.indices.size() > kMostIndices)) {
+        return refused(MeshFileError::TooLarge, 0);
+    }
+    const auto isNotFinite = [&](std::size_t i) {
+        const VecBase<3, T>& p = mesh.points[i];
+        return !std::all_of(p.begin(), p.end(), [form](T value) {
+            return std::isfinite(value) &&
+                   (form != MeshFileForm::BinaryStl || std::isfinite(static_cast<float>(value)));
+        });
+    };
+    if (const std::size_t bad = FirstBad(pointCount, isNotFinite); bad < pointCount) {
+        return refused(MeshFileError::NotFinite, bad);
+    }
+    return result;
+}
+
+template <class T>
+MeshFileResult Write(const Mesh::IndexedPointsBase<3, T>& mesh,
+                     const std::vector<unsigned long long>& vertexTags,
+                     const std::vector<unsigned long long>& triangleTags,
+                     const std::filesystem::path& path, MeshFileForm form)
+{
+    MeshFileResult result = Check(mesh, form);
+    if (!result) {
+        return result;
+    }
+    const auto failed = [&result](const Impl::FileReplacement::Outcome& outcome) {
+        result.error = outcome.error;
+        result.system = outcome.system;
+        return result;
+    };
+    Impl::FileReplacement file(path);
+    if (file.Failure().error != MeshFileError::None) {
+        return failed(file.Failure());
+    }
+    switch (form) {
+    case MeshFileForm::AsciiStl:
+        Impl::WriteAsciiStl(file.Writer(), mesh.points, mesh.indices, Impl::AsciiDigits::Shortest);
+        break;
+    case MeshFileForm::Tipc:
+        Impl::WriteTipc(file.Writer(), mesh.points, mesh.indices, vertexTags, triangleTags);
+        break;
+    default:
+        Impl::WriteBinaryStl(file.Writer(), mesh.points, mesh.indices);
+    }
+    return failed(file.Commit());
+}
+
+} // namespace
+
+template <class T>
+MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
+                         const std::filesystem::path& path)
+{
+    return Write(mesh, {}, {}, path, FormOfExtension(path));
+}
+
+template <class T>
+MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
+                         const std::filesystem::path& path, MeshFileForm form)
+{
+    return Write(mesh, {}, {}, path, form);
+}
+
+template <class T>
+MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
+                         const std::vector<unsigned long long>& vertexTags,
+                         const std::vector<unsigned long long>& triangleTags,
+                         const std::filesystem::path& path)
+{
+    const bool doFit = (vertexTags.empty() || vertexTags.size() == mesh.points.size()) &&
+                       (triangleTags.empty() || triangleTags.size() == mesh.indices.size() / 3);
+    if (!doFit) {
+        MeshFileResult result;
+        result.error = MeshFileError::TagsDoNotFit;
+        result.form = MeshFileForm::Tipc;
+        return result;
+    }
+    return Write(mesh, vertexTags, triangleTags, path, MeshFileForm::Tipc);
+}
+
+#define SORVANE_INSTANTIATE(T)                                                        \
+    template MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&,           \
+                                      const std::filesystem::path&);                  \
+    template MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&,           \
+                                      const std::filesystem::path&, MeshFileForm);    \
+    template MeshFileResult WriteMesh(                                                \
+        const Mesh::IndexedPointsBase<3, T>&, const std::vector<unsigned long long>&, \
+        const std::vector<unsigned long long>&, const std::filesystem::path&);
+SORVANE_INSTANTIATE(float)
+SORVANE_INSTANTIATE(double)
+#undef SORVANE_INSTANTIATE
+
+} // namespace Velk::Math::Sorvane::MeshUtils

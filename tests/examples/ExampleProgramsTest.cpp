@@ -1,0 +1,305 @@
+// The example programs on files that are no parts, on devices that are full, and on every file of
+// the shared inputs: they end with the exit code that they promise, and say why.
+
+#include "tests/examples/ProgramRun.h"
+#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/TestSupport.h"
+
+#include <algorithm>
+#include <limits>
+#include <set>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Test::BinaryStlBytes;
+using Test::ProgramRun;
+using Test::RunExample;
+using Test::SmallMesh;
+using Test::SolidText;
+using Test::TetrahedronAndFin;
+using Test::TipcBytes;
+
+/// A program that reads a part, what it is told behind the part's name, and its exit codes.
+struct PartProgram {
+    const char* name;
+    std::vector<std::string> arguments;
+    int refusal;         ///< the part can't be read
+    std::set<int> codes; ///< it was read
+};
+
+const std::vector<PartProgram>& PartPrograms()
+{
+    static const std::vector<PartProgram> programs{
+        {"mesh_convert", {"--out", "out"}, 1, {0}},
+        {"mesh_report", {"--svg", "report.svg"}, 2, {0, 1}},
+        {"halfedge_walk", {}, 1, {0}},
+        {"mesh_bounds", {"--depth", "3"}, 1, {0}},
+        {"part_section", {"37%", "section.svg"}, 1, {0, 1, 3}},
+        {"part_picture", {"picture.svg"}, 1, {0, 2}},
+    };
+    return programs;
+}
+
+ProgramRun RunOn(const PartProgram& program, const fs::path& part, const fs::path& folder)
+{
+    std::vector<std::string> arguments{part.string()};
+    arguments.insert(arguments.end(), program.arguments.begin(), program.arguments.end());
+    return RunExample(program.name, arguments, folder);
+}
+
+class ExamplePrograms : public testing::Test {
+protected:
+    fs::path Folder() const { return folder_ / ""; }
+
+    void ExpectRefusal(const std::string& name, const std::string& reason)
+    {
+        for (const PartProgram& program : PartPrograms()) {
+            SCOPED_TRACE(std::string(program.name) + " " + name);
+            const ProgramRun run = RunOn(program, folder_ / name, Folder());
+            EXPECT_EQ(run.code, program.refusal) << run.output << run.errors;
+            EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
+            for (const char* product : {"out", "report.svg", "section.svg", "picture.svg"}) {
+                EXPECT_FALSE(fs::exists(folder_ / product)) << product;
+            }
+        }
+    }
+
+    void ExpectRefusalOf(const std::string& bytes, const std::string& reason)
+    {
+        ::Test::WriteBytes(folder_ / "part.stl", bytes);
+        ExpectRefusal("part.stl", reason);
+    }
+
+    ::Test::TemporaryFolder folder_;
+};
+
+TEST_F(ExamplePrograms, SayWhyAFileIsRefused)
+{
+    const SmallMesh small = TetrahedronAndFin();
+    const std::string stl = BinaryStlBytes(small, "part");
+    const std::string text = SolidText(small, "part");
+    ExpectRefusal("missing.stl", "there is no such file");
+    fs::create_directory(folder_ / "folder.stl");
+    ExpectRefusal("folder.stl", "is a folder");
+    ExpectRefusalOf("", "is empty");
+    ExpectRefusalOf("hello\n", "is neither an STL nor a TIPC file");
+    ExpectRefusalOf("<html>" + std::string(500, ' ') + "</html>",
+                    "is neither an STL nor a TIPC file");
+    ExpectRefusalOf(stl.substr(0, 200), "binary STL cut short: 334 bytes announced, 200 there");
+    ExpectRefusalOf(stl + "x", "binary STL longer than it says: 334 bytes announced, 335 there");
+    ExpectRefusalOf(BinaryStlBytes(small, "part", 0xFFFFFFFF),
+                    "binary STL cut short: 214748364834");
+    ExpectRefusalOf(text.substr(0, text.size() / 2), "ASCII STL ends within a solid, in line");
+    // What a binary reader would take for half a billion triangles.
+    std::string bad = text;
+    bad[bad.find("vertex 1.5") + 8] = ',';
+    ExpectRefusalOf(bad, "ASCII STL with an error in line 6");
+    ExpectRefusalOf("solid\nendsolid\n", "ASCII STL without triangles");
+    SmallMesh notFinite = small;
+    notFinite.points[3][1] = std::numeric_limits<float>::quiet_NaN();
+    ExpectRefusalOf(BinaryStlBytes(notFinite, ""),
+                    "binary STL with a coordinate that is not finite or too large in point 5");
+    SmallMesh outside = small;
+    outside.indices[7] = 5;
+    ExpectRefusalOf(TipcBytes(outside, {}, {}), "TIPC with an index out of range in triangle 2");
+}
+
+TEST_F(ExamplePrograms, ReadEveryForm)
+{
+    const SmallMesh small = TetrahedronAndFin();
+    for (const std::string& bytes : {SolidText(small, "part"), BinaryStlBytes(small, "solid part"),
+                                     TipcBytes(small, {}, {})}) {
+        ::Test::WriteBytes(folder_ / "part", bytes);
+        for (const PartProgram& program : PartPrograms()) {
+            SCOPED_TRACE(program.name);
+            const ProgramRun run = RunOn(program, folder_ / "part", Folder());
+            EXPECT_TRUE(program.codes.contains(run.code)) << run.code << run.errors;
+        }
+    }
+}
+
+TEST_F(ExamplePrograms, DegeneratePartsAreNoReasonToFail)
+{
+    // All corners in one place, on a line, in a plane upright and level.
+    SmallMesh point;
+    point.points = {{1, 2, 3}};
+    point.indices = {0, 0, 0, 0, 0, 0};
+    SmallMesh line;
+    line.points = {{0, 0, 0}, {1, 1, 1}, {3, 3, 3}};
+    line.indices = {0, 1, 2, 2, 1, 0};
+    SmallMesh upright;
+    upright.points = {{0, 0, 0}, {1, 0, 0}, {0, 0, 1}};
+    upright.indices = {0, 1, 2};
+    SmallMesh level;
+    level.points = {{0, 0, 5}, {1, 0, 5}, {0, 1, 5}};
+    level.indices = {0, 1, 2};
+    for (const SmallMesh& mesh : {point, line, upright, level}) {
+        ::Test::WriteBytes(folder_ / "part", BinaryStlBytes(mesh, "x"));
+        for (const PartProgram& program : PartPrograms()) {
+            SCOPED_TRACE(program.name);
+            const ProgramRun run = RunOn(program, folder_ / "part", Folder());
+            EXPECT_TRUE(program.codes.contains(run.code)) << run.code << run.errors;
+        }
+    }
+}
+
+TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
+{
+    ::Test::WriteBytes(folder_ / "part", SolidText(TetrahedronAndFin(), "x"));
+    const std::vector<std::pair<const char*, std::vector<std::string>>> wrong{
+        {"mesh_convert", {}},
+        {"mesh_convert", {"part", "--weld", "much"}},
+        {"mesh_convert", {"part", "--move", "1,2"}},
+        {"mesh_report", {}},
+        {"mesh_report", {"part", "--tolerance", "-1"}},
+        {"mesh_report", {"part", "--tolerance", "nan"}},
+        {"halfedge_walk", {}},
+        {"halfedge_walk", {"part", "abc"}},
+        {"halfedge_walk", {"part", "-1"}},
+        {"halfedge_walk", {"part", "0", "x.stl", "y"}},
+        {"mesh_bounds", {}},
+        {"mesh_bounds", {"part", "--depth", "10"}},
+        {"part_section", {"part"}},
+        {"part_section", {"part", "high"}},
+        {"part_section", {"part", "inf"}},
+        {"part_section", {"part", "%"}},
+        {"part_section", {"part", "1", "a", "b"}},
+        {"part_section", {"part", "1", "--weld"}},
+        {"part_section", {"part", "1", "--weld", "-1"}},
+        {"part_picture", {"part"}},
+        {"part_picture", {"part", "x.svg", "0"}},
+        {"part_picture", {"part", "x.svg", "1e"}},
+        {"chain_picture", {"chain", "0"}},
+        {"chain_picture", {"chain", "x"}},
+        {"content_tree_picture", {}},
+        {"tessellate_plate", {}},
+        {"make_bracket", {}},
+    };
+    for (const auto& [program, arguments] : wrong) {
+        SCOPED_TRACE(program);
+        const ProgramRun run = RunExample(program, arguments, Folder());
+        EXPECT_EQ(run.code, 2);
+        EXPECT_NE(run.errors.find("usage: " + std::string(program)), std::string::npos)
+            << run.errors;
+    }
+    const ProgramRun fine = RunExample("part_picture", {"part", "x.svg", "1e-300"}, Folder());
+    EXPECT_EQ(fine.code, 2);
+    EXPECT_NE(fine.errors.find("more than 10000 level lines"), std::string::npos) << fine.errors;
+}
+
+TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
+{
+    if (!fs::exists("/dev/full")) {
+        GTEST_SKIP() << "no such device on this system";
+    }
+    const std::string bracket = ::Test::ExampleData("bracket.stl").string();
+    const std::string damaged = ::Test::ExampleData("damaged_box.stl").string();
+    ::Test::WriteBytes(folder_ / "file", "x");
+    const std::string noFolder = (folder_ / "file/x.svg").string();
+    struct Case {
+        const char* program;
+        std::vector<std::string> arguments;
+        int code;
+        std::string said;
+    };
+    const std::vector<Case> cases{
+        {"part_section", {bracket, "50%", "/dev/full"}, 1, "/dev/full: can't be written"},
+        {"part_section", {bracket, "50%", noFolder}, 1, noFolder + ": can't be written"},
+        {"part_picture", {bracket, "/dev/full"}, 1, "/dev/full: can't be written"},
+        {"part_picture", {bracket, noFolder}, 1, noFolder + ": can't be written"},
+        {"mesh_report", {bracket, "--svg", "/dev/full"}, 2, "/dev/full: can't be written"},
+        {"mesh_report",
+         {damaged, "--stl", "/dev/full"},
+         2,
+         "/dev/full: can't be written (No space"},
+        {"mesh_report", {damaged, "--stl", noFolder}, 2, noFolder + ": its folder is not there"},
+        {"mesh_convert", {bracket, "--out", "file"}, 1, ": its folder is not there"},
+        {"mesh_bounds", {bracket, "--out", "file"}, 1, ": its folder is not there"},
+        {"halfedge_walk", {bracket, "0", "/dev/full"}, 1, "/dev/full: has an extension"},
+        {"halfedge_walk", {bracket, "0", "file/x.stl"}, 1, "file/x.stl: its folder is not there"},
+        {"content_tree_picture", {"/dev/full"}, 1, "/dev/full: can't be written"},
+        {"tessellate_plate", {"/dev/full"}, 1, "write /dev/full"},
+        {"make_bracket", {"file"}, 1, "file is not a folder"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.program) + ", " + c.said);
+        const ProgramRun run = RunExample(c.program, c.arguments, Folder());
+        EXPECT_EQ(run.code, c.code);
+        EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
+    }
+    for (const char* program : {"chain_picture", "z_curve"}) {
+        const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
+        EXPECT_EQ(run.code, 1) << program;
+        EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;
+    }
+}
+
+TEST_F(ExamplePrograms, AReportOfASoundPartWritesNoFaults)
+{
+    const ProgramRun run =
+        RunExample("mesh_report",
+                   {::Test::ExampleData("bracket.stl").string(), "--stl", "faults.stl"}, Folder());
+    EXPECT_EQ(run.code, 0);
+    EXPECT_NE(run.output.find("not written"), std::string::npos) << run.output;
+    EXPECT_FALSE(fs::exists(folder_ / "faults.stl"));
+}
+
+TEST_F(ExamplePrograms, TheBracketIsMadeAsItIsKept)
+{
+    ASSERT_EQ(RunExample("make_bracket", {"."}, Folder()).code, 0);
+    EXPECT_EQ(::Test::ReadBytes(folder_ / "bracket.stl"),
+              ::Test::ReadBytes(::Test::ExampleData("bracket.stl")));
+    EXPECT_EQ(::Test::ReadBytes(folder_ / "bracket_ascii.stl"),
+              ::Test::ReadBytes(::Test::ExampleData("bracket_ascii.stl")));
+}
+
+// --- every file of the shared inputs
+// --------------------------------------------------------------
+
+class ExampleProgramsOnShared : public testing::TestWithParam<const char*> {};
+
+TEST_P(ExampleProgramsOnShared, EndWithAPromisedCodeAndSayWhy)
+{
+    const fs::path folder = ::Test::SharedData(GetParam());
+    SORVANE_NEED_DATA(folder);
+    const ::Test::TemporaryFolder work;
+    std::size_t count = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        if (!entry.is_regular_file()) {
+            continue;
+        }
+        ++count;
+        const fs::path path = entry.path();
+        const std::string extension = path.extension().string();
+        const bool isMesh = extension == ".stl" || extension == ".STL";
+        for (const PartProgram& program : PartPrograms()) {
+            SCOPED_TRACE(std::string(program.name) + " " + path.string());
+            const ProgramRun run = RunOn(program, path, work / "");
+            if (isMesh) {
+                EXPECT_TRUE(program.codes.contains(run.code)) << run.code << run.errors;
+                const bool isTold = run.code == 0 || !run.errors.empty() ||
+                                    run.output.find("verdict       DEFECTIVE") != std::string::npos;
+                EXPECT_TRUE(isTold) << run.output;
+            } else {
+                EXPECT_EQ(run.code, program.refusal);
+                EXPECT_NE(run.errors.find(path.string() + ": is neither an STL nor a TIPC file"),
+                          std::string::npos)
+                    << run.errors;
+            }
+        }
+        const ProgramRun chain = RunExample("chain_picture", {path.string()}, work / "");
+        EXPECT_TRUE(chain.code == 0 || chain.code == 1) << chain.code;
+        EXPECT_FALSE(chain.errors.empty());
+    }
+    EXPECT_GT(count, 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Folders, ExampleProgramsOnShared,
+                         testing::Values("meshes_cad", "meshes_defective", "meshes_nist",
+                                         "meshes_organic", "with_degenerate", "step", "arc_chains",
+                                         "arc_offsets", "cdt", "drop_cutter", "lathe_profiles",
+                                         "polygon_booleans", "triangulation"),
+                         [](const auto& test) { return std::string(test.param); });
+
+} // namespace

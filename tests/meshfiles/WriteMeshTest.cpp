@@ -1,0 +1,676 @@
+// Writing mesh files: what comes back, what is refused before anything is touched, and that an old
+// file survives whatever goes wrong.
+
+#include <Sorvane/MeshFiles_E.h>
+
+#include "tests/support/FileSupport.h"
+#include "tests/support/FailingAllocation.h"
+#include "tests/support/TestSupport.h"
+
+#include <atomic>
+#include <cmath>
+#include <csignal>
+#include <limits>
+#include <thread>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace Velk::Math;
+namespace fs = std::filesystem;
+using Sorvane::Mesh::IndexedPointsBase;
+using Sorvane::Mesh::TriangleSoup;
+using Sorvane::MeshUtils::MeshFileError;
+using Sorvane::MeshUtils::MeshFileForm;
+using Sorvane::MeshUtils::MeshFileResult;
+using Sorvane::MeshUtils::MeshFileText;
+using Sorvane::MeshUtils::ReadMesh;
+using Sorvane::MeshUtils::WriteMesh;
+using Test::Bits;
+using Test::ReadBytes;
+
+using Tags = std::vector<unsigned long long>;
+
+constexpr MeshFileForm kForms[] = {MeshFileForm::AsciiStl, MeshFileForm::BinaryStl,
+                                   MeshFileForm::Tipc};
+
+template <class T>
+IndexedPointsBase<3, T> Tetrahedron()
+{
+    return {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 2, 1, 0, 1, 3, 1, 2, 3, 2, 0, 3}};
+}
+
+/// A strip of `count` triangles.
+template <class T>
+IndexedPointsBase<3, T> Strip(int count)
+{
+    IndexedPointsBase<3, T> mesh;
+    for (int i = 0; i < count + 2; ++i) {
+        mesh.points.push_back(
+            {static_cast<T>(0.1 * i), static_cast<T>(i % 2), static_cast<T>(0.3)});
+    }
+    for (int i = 0; i < count; ++i) {
+        mesh.indices.insert(mesh.indices.end(), {i, i + 1 + i % 2, i + 2 - i % 2});
+    }
+    return mesh;
+}
+
+/// Names in a folder, to see that nothing is left behind.
+std::vector<std::string> NamesIn(const fs::path& folder)
+{
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+template <class T>
+class WriteMeshOf : public testing::Test {
+protected:
+    fs::path Folder() const { return folder_ / ""; }
+
+    /// What ReadMesh gives of it, corner by corner.
+    std::vector<VecBase<3, T>> CornersIn(const fs::path& path)
+    {
+        TriangleSoup<3, T> soup;
+        const MeshFileResult result = ReadMesh(soup, path);
+        EXPECT_TRUE(result) << MeshFileText(result);
+        std::vector<VecBase<3, T>> corners;
+        for (const auto& triangle : soup) {
+            corners.insert(corners.end(), triangle.begin(), triangle.end());
+        }
+        return corners;
+    }
+
+    static std::vector<VecBase<3, T>> CornersOf(const IndexedPointsBase<3, T>& mesh)
+    {
+        std::vector<VecBase<3, T>> corners;
+        for (const int index : mesh.indices) {
+            corners.push_back(mesh.points[static_cast<std::size_t>(index)]);
+        }
+        return corners;
+    }
+
+    ::Test::TemporaryFolder folder_;
+};
+using Scalars = testing::Types<float, double>;
+TYPED_TEST_SUITE(WriteMeshOf, Scalars);
+
+MeshFileResult Refusal(MeshFileError error, MeshFileForm form, std::uint64_t place = 0)
+{
+    MeshFileResult result;
+    result.error = error;
+    result.form = form;
+    result.place = place;
+    return result;
+}
+
+// --- what comes back
+// ------------------------------------------------------------------------------
+
+TYPED_TEST(WriteMeshOf, WhatIsWrittenComesBack)
+{
+    // Numbers of all magnitudes that the type has, with all their digits.
+    using T = TypeParam;
+    using Bits = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
+    Test::Random random(3);
+    IndexedPointsBase<3, T> mesh;
+    while (mesh.points.size() < 3000) {
+        VecBase<3, T> point;
+        for (int axis = 0; axis < 3; ++axis) {
+            do {
+                point[axis] = std::bit_cast<T>(static_cast<Bits>(random.Bits()));
+            } while (!std::isfinite(point[axis]));
+        }
+        mesh.points.push_back(point);
+    }
+    mesh.points.push_back({T(0), -T(0), std::numeric_limits<T>::denorm_min()});
+    mesh.points.push_back({std::numeric_limits<T>::max(), std::numeric_limits<T>::lowest(),
+                           std::numeric_limits<T>::min()});
+    mesh.points.push_back({T(0.1), T(1) / 3, T(1e22)});
+    for (int i = 0; i < 5000 * 3; ++i) {
+        mesh.indices.push_back(random.Below(static_cast<int>(mesh.points.size())));
+    }
+    mesh.indices.insert(mesh.indices.end(), {3000, 3001, 3002});
+
+    const fs::path path = this->folder_ / "mesh";
+    ASSERT_TRUE(WriteMesh(mesh, path, MeshFileForm::AsciiStl));
+    EXPECT_EQ(::Test::Bits(this->CornersIn(path)), ::Test::Bits(this->CornersOf(mesh)));
+
+    ASSERT_TRUE(WriteMesh(mesh, path, MeshFileForm::Tipc));
+    IndexedPointsBase<3, T> read;
+    ASSERT_TRUE(ReadMesh(read, path));
+    EXPECT_EQ(::Test::Bits(read.points), ::Test::Bits(mesh.points));
+    EXPECT_EQ(read.indices, mesh.indices);
+
+    // A binary STL holds the nearest floats.
+    for (VecBase<3, T>& point : mesh.points) {
+        for (T& x : point) {
+            x = std::fabs(x) < T(1e38) ? x : T(0.1);
+        }
+    }
+    ASSERT_TRUE(WriteMesh(mesh, path, MeshFileForm::BinaryStl));
+    const auto corners = this->CornersIn(path);
+    const auto expected = this->CornersOf(mesh);
+    ASSERT_EQ(corners.size(), expected.size());
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        for (int axis = 0; axis < 3; ++axis) {
+            ASSERT_EQ(corners[i][axis], static_cast<T>(static_cast<float>(expected[i][axis])));
+        }
+    }
+}
+
+TYPED_TEST(WriteMeshOf, EveryWriterMakesTheSameBytes)
+{
+    const auto mesh = Strip<TypeParam>(3000);
+    const fs::path ours = this->folder_ / "ours.stl";
+    const fs::path theirs = this->folder_ / "theirs.stl";
+    ASSERT_TRUE(WriteMesh(mesh, ours));
+    ASSERT_TRUE(Sorvane::MeshUtils::WriteToBinarySTL(mesh.points, mesh.indices, theirs));
+    EXPECT_EQ(ReadBytes(ours), ReadBytes(theirs));
+    if constexpr (std::is_same_v<TypeParam, double>) {
+        const Tags vertexTags(mesh.points.size(), 17);
+        const Tags triangleTags(mesh.indices.size() / 3, 0xFFFFFFFFFFFFFFFF);
+        ASSERT_TRUE(WriteMesh(mesh, vertexTags, triangleTags, ours));
+        ASSERT_TRUE(Sorvane::MeshUtils::WriteToTIPC(mesh.points, mesh.indices, vertexTags,
+                                                    triangleTags, theirs.string()));
+        EXPECT_EQ(ReadBytes(ours), ReadBytes(theirs));
+    }
+}
+
+TYPED_TEST(WriteMeshOf, AnAsciiFileHasNoMoreDigitsThanItNeeds)
+{
+    const IndexedPointsBase<3, TypeParam> mesh{
+        {{0, 0, 0}, {TypeParam(0.1), 0, 0}, {0, TypeParam(2.5e7), 0}}, {0, 1, 2}};
+    ASSERT_TRUE(WriteMesh(mesh, this->folder_ / "a", MeshFileForm::AsciiStl));
+    EXPECT_EQ(ReadBytes(this->folder_ / "a"), "solid ascii\n"
+                                              "    facet normal 0 0 1\n"
+                                              "        outer loop\n"
+                                              "            vertex 0 0 0\n"
+                                              "            vertex 0.1 0 0\n"
+                                              "            vertex 0 2.5e+07 0\n"
+                                              "        endloop\n"
+                                              "    endfacet\n"
+                                              "endsolid ascii\n");
+}
+
+TYPED_TEST(WriteMeshOf, TheFormIsThatOfTheExtension)
+{
+    const auto mesh = Tetrahedron<TypeParam>();
+    const std::pair<const char*, MeshFileForm> cases[] = {{"a.stl", MeshFileForm::BinaryStl},
+                                                          {"a.STL", MeshFileForm::BinaryStl},
+                                                          {"a.b.Stl", MeshFileForm::BinaryStl},
+                                                          {"a.tipc", MeshFileForm::Tipc},
+                                                          {"a.TIPC", MeshFileForm::Tipc}};
+    for (const auto& [name, form] : cases) {
+        EXPECT_EQ(WriteMesh(mesh, this->folder_ / name), Refusal(MeshFileError::None, form));
+        IndexedPointsBase<3, TypeParam> read;
+        EXPECT_EQ(ReadMesh(read, this->folder_ / name), Refusal(MeshFileError::None, form));
+    }
+    const std::vector<std::string> before = NamesIn(this->Folder());
+    for (const char* name : {"b", "b.obj", "b.stl.txt", "b.", ".stl", "stl", "b.stlx"}) {
+        EXPECT_EQ(WriteMesh(mesh, this->folder_ / name),
+                  Refusal(MeshFileError::UnknownExtension, MeshFileForm::Unknown));
+    }
+    EXPECT_EQ(NamesIn(this->Folder()), before);
+    EXPECT_EQ(WriteMesh(mesh, this->folder_ / "b.stl", MeshFileForm::Unknown).error,
+              MeshFileError::UnknownExtension);
+}
+
+TYPED_TEST(WriteMeshOf, TagsAreKept)
+{
+    const auto mesh = Tetrahedron<TypeParam>();
+    const fs::path path = this->folder_ / "a.tipc";
+    for (const Tags& vertexTags : {Tags{}, Tags{1, 2, 3, 4}}) {
+        for (const Tags& triangleTags : {Tags{}, Tags{9, 8, 7, 0xFFFFFFFFFFFFFFFF}}) {
+            ASSERT_TRUE(WriteMesh(mesh, vertexTags, triangleTags, path));
+            IndexedPointsBase<3, TypeParam> read;
+            Tags vertexTagsRead;
+            Tags triangleTagsRead;
+            ASSERT_TRUE(ReadMesh(read, vertexTagsRead, triangleTagsRead, path));
+            EXPECT_EQ(read, mesh);
+            EXPECT_EQ(vertexTagsRead, vertexTags);
+            EXPECT_EQ(triangleTagsRead, triangleTags);
+        }
+    }
+    const std::string before = ReadBytes(path);
+    const auto doNotFit = Refusal(MeshFileError::TagsDoNotFit, MeshFileForm::Tipc);
+    EXPECT_EQ(WriteMesh(mesh, Tags{1, 2, 3}, Tags{}, path), doNotFit);
+    EXPECT_EQ(WriteMesh(mesh, Tags{1, 2, 3, 4, 5}, Tags{}, path), doNotFit);
+    EXPECT_EQ(WriteMesh(mesh, Tags{}, Tags{1}, path), doNotFit);
+    EXPECT_EQ(ReadBytes(path), before);
+}
+
+// --- what is refused
+// ------------------------------------------------------------------------------
+
+TYPED_TEST(WriteMeshOf, RefusesAMeshThatCouldNotBeReadAndTouchesNothing)
+{
+    using T = TypeParam;
+    const fs::path path = this->folder_ / "old";
+    ::Test::WriteBytes(path, "old");
+    for (const MeshFileForm form : kForms) {
+        const auto refused = [&](const IndexedPointsBase<3, T>& mesh, MeshFileError error,
+                                 std::uint64_t place) {
+            EXPECT_EQ(WriteMesh(mesh, path, form), Refusal(error, form, place));
+            EXPECT_EQ(ReadBytes(path), "old");
+            EXPECT_EQ(WriteMesh(mesh, this->folder_ / "new", form), Refusal(error, form, place));
+            EXPECT_EQ(NamesIn(this->Folder()), std::vector<std::string>{"old"});
+        };
+        refused({}, MeshFileError::NoTriangles, 0);
+        refused({{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {}}, MeshFileError::NoTriangles, 0);
+        auto mesh = Tetrahedron<T>();
+        mesh.indices.pop_back();
+        refused(mesh, MeshFileError::IncompleteTriangle, 0);
+        for (const int outside : {4, -1, std::numeric_limits<int>::max()}) {
+            for (std::size_t i = 0; i < 12; ++i) {
+                mesh = Tetrahedron<T>();
+                mesh.indices[i] = outside;
+                refused(mesh, MeshFileError::IndexOutOfRange, i / 3);
+            }
+        }
+        for (const T bad : {std::numeric_limits<T>::infinity(), -std::numeric_limits<T>::infinity(),
+                            std::numeric_limits<T>::quiet_NaN()}) {
+            for (int axis = 0; axis < 3; ++axis) {
+                mesh = Tetrahedron<T>();
+                mesh.points[2][axis] = bad;
+                refused(mesh, MeshFileError::NotFinite, 2);
+            }
+        }
+    }
+}
+
+TEST(WriteMeshTooLarge, ADoubleThatIsNoFloatFitsIntoTwoFormsOnly)
+{
+    ::Test::TemporaryFolder folder;
+    auto mesh = Tetrahedron<double>();
+    mesh.points[1].x() = 3.5e38;
+    EXPECT_EQ(WriteMesh(mesh, folder / "a.stl"),
+              Refusal(MeshFileError::NotFinite, MeshFileForm::BinaryStl, 1));
+    EXPECT_FALSE(fs::exists(folder / "a.stl"));
+    EXPECT_TRUE(WriteMesh(mesh, folder / "a.tipc"));
+    EXPECT_TRUE(WriteMesh(mesh, folder / "a.stl", MeshFileForm::AsciiStl));
+    // The largest double that rounds to a float is a little above the largest float.
+    mesh.points[1].x() = 0x1.fffffe8p127;
+    EXPECT_TRUE(WriteMesh(mesh, folder / "a.stl"));
+}
+
+TYPED_TEST(WriteMeshOf, TheFirstErrorIsToldInALargeMesh)
+{
+    auto mesh = Strip<TypeParam>(100'000);
+    mesh.indices[250'001] = -1;
+    mesh.indices[150'000] = 100'002;
+    EXPECT_EQ(WriteMesh(mesh, this->folder_ / "a.stl"),
+              Refusal(MeshFileError::IndexOutOfRange, MeshFileForm::BinaryStl, 50'000));
+    mesh = Strip<TypeParam>(100'000);
+    mesh.points[99'999].x() = std::numeric_limits<TypeParam>::quiet_NaN();
+    mesh.points[40'000].z() = std::numeric_limits<TypeParam>::infinity();
+    EXPECT_EQ(WriteMesh(mesh, this->folder_ / "a.tipc"),
+              Refusal(MeshFileError::NotFinite, MeshFileForm::Tipc, 40'000));
+}
+
+// --- the system fails
+// -----------------------------------------------------------------------------
+
+TYPED_TEST(WriteMeshOf, AFullDeviceIsAnError)
+{
+    if (!fs::exists("/dev/full")) {
+        GTEST_SKIP() << "no such device on this system";
+    }
+    fs::create_symlink("/dev/full", this->folder_ / "full.stl");
+    for (const int count : {1, 20'000}) {
+        const auto mesh = Strip<TypeParam>(count);
+        for (const MeshFileForm form : kForms) {
+            const MeshFileResult result = WriteMesh(mesh, "/dev/full", form);
+            EXPECT_EQ(result.error, MeshFileError::WriteFailed);
+            EXPECT_EQ(result.system, std::errc::no_space_on_device);
+        }
+        const MeshFileResult result = WriteMesh(mesh, this->folder_ / "full.stl");
+        EXPECT_EQ(result.error, MeshFileError::WriteFailed);
+        EXPECT_EQ(result.system, std::errc::no_space_on_device);
+    }
+    EXPECT_TRUE(fs::is_symlink(this->folder_ / "full.stl"));
+    EXPECT_TRUE(fs::exists("/dev/full"));
+    EXPECT_EQ(NamesIn(this->Folder()).size(), 1U);
+}
+
+/// While it lives, this process may not make files longer than `bytes`: a disk that is full, for
+/// whoever writes to it.
+class SmallDisk {
+public:
+    explicit SmallDisk(rlim_t bytes)
+    {
+        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &before_), 0);
+        const rlimit limit{bytes, before_.rlim_max};
+        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    }
+    ~SmallDisk() { EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &before_), 0); }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+TYPED_TEST(WriteMeshOf, AFullDiskLeavesTheOldFileAndNothingElse)
+{
+    const fs::path path = this->folder_ / "part.stl";
+    ASSERT_TRUE(WriteMesh(Tetrahedron<TypeParam>(), path));
+    const std::string before = ReadBytes(path);
+    const auto large = Strip<TypeParam>(50'000);
+    for (const MeshFileForm form : kForms) {
+        for (const rlim_t room : {rlim_t{0}, rlim_t{10}, rlim_t{100'000}, rlim_t{1'000'000}}) {
+            MeshFileResult result;
+            {
+                const SmallDisk disk(room); // the signal that comes with it would end this program
+                result = WriteMesh(large, path, form);
+            }
+            EXPECT_EQ(result.error, MeshFileError::WriteFailed) << MeshFileText(result);
+            EXPECT_EQ(result.system, std::errc::file_too_large);
+            EXPECT_EQ(ReadBytes(path), before);
+            EXPECT_EQ(NamesIn(this->Folder()), std::vector<std::string>{"part.stl"});
+        }
+    }
+    ASSERT_TRUE(WriteMesh(large, path));
+    EXPECT_EQ(this->CornersIn(path).size(), 150'000U);
+}
+
+TYPED_TEST(WriteMeshOf, APipeThatNobodyReadsIsAnErrorAndNotTheEndOfTheHost)
+{
+    struct sigaction asUsual {};
+    ASSERT_EQ(::sigaction(SIGPIPE, nullptr, &asUsual), 0);
+    ASSERT_EQ(asUsual.sa_handler, SIG_DFL)
+        << "this test is for hosts that do nothing about signals";
+    const auto large = Strip<TypeParam>(100'000);
+    for (const MeshFileForm form : kForms) {
+        int ends[2] = {};
+        ASSERT_EQ(::pipe(ends), 0);
+        std::thread reader([end = ends[0]] {
+            char some[1000];
+            EXPECT_GT(::read(end, some, sizeof some), 0);
+            ::close(end);
+        });
+        const MeshFileResult result =
+            WriteMesh(large, "/proc/self/fd/" + std::to_string(ends[1]), form);
+        reader.join();
+        ::close(ends[1]);
+        EXPECT_EQ(result.error, MeshFileError::WriteFailed) << MeshFileText(result);
+        EXPECT_EQ(result.system, std::errc::broken_pipe);
+    }
+    sigset_t pending;
+    sigset_t blocked;
+    ASSERT_EQ(::sigpending(&pending), 0);
+    ASSERT_EQ(::pthread_sigmask(SIG_SETMASK, nullptr, &blocked), 0);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 0) << "no signal is left for later";
+    EXPECT_EQ(sigismember(&blocked, SIGPIPE), 0) << "the host's signals come as before";
+}
+
+TYPED_TEST(WriteMeshOf, WritesIntoAPipe)
+{
+    const auto mesh = Strip<TypeParam>(20'000);
+    ASSERT_TRUE(WriteMesh(mesh, this->folder_ / "a.stl"));
+    int ends[2] = {};
+    ASSERT_EQ(::pipe(ends), 0);
+    std::string bytes;
+    std::thread reader([&bytes, end = ends[0]] {
+        char some[5000];
+        for (auto count = ::read(end, some, sizeof some); count > 0;
+             count = ::read(end, some, sizeof some)) {
+            bytes.append(some, static_cast<std::size_t>(count));
+        }
+    });
+    EXPECT_TRUE(
+        WriteMesh(mesh, "/proc/self/fd/" + std::to_string(ends[1]), MeshFileForm::BinaryStl));
+    ::close(ends[1]);
+    reader.join();
+    ::close(ends[0]);
+    EXPECT_EQ(bytes, ReadBytes(this->folder_ / "a.stl"));
+}
+
+TYPED_TEST(WriteMeshOf, SaysWhyNoFileCanBeMade)
+{
+    const auto mesh = Tetrahedron<TypeParam>();
+    EXPECT_EQ(WriteMesh(mesh, this->folder_ / "no_folder/part.stl").error,
+              MeshFileError::NoSuchFolder);
+    ::Test::WriteBytes(this->folder_ / "file", "x");
+    EXPECT_EQ(WriteMesh(mesh, this->folder_ / "file/part.stl").error, MeshFileError::NoSuchFolder);
+    fs::create_directory(this->folder_ / "folder.stl");
+    EXPECT_EQ(WriteMesh(mesh, this->folder_ / "folder.stl").error, MeshFileError::IsFolder);
+    EXPECT_EQ(WriteMesh(mesh, "").error, MeshFileError::UnknownExtension);
+    const std::string tooLong(300, 'n');
+    const MeshFileResult nameTooLong = WriteMesh(mesh, this->folder_ / (tooLong + ".stl"));
+    EXPECT_EQ(nameTooLong.error, MeshFileError::NotOpened);
+    EXPECT_EQ(nameTooLong.system, std::errc::filename_too_long);
+    EXPECT_EQ(NamesIn(this->Folder()), (std::vector<std::string>{"file", "folder.stl"}));
+}
+
+TYPED_TEST(WriteMeshOf, SaysWhenItMayNotWrite)
+{
+    const auto mesh = Tetrahedron<TypeParam>();
+    ASSERT_TRUE(WriteMesh(mesh, this->folder_ / "old.stl"));
+    const std::string before = ReadBytes(this->folder_ / "old.stl");
+    fs::permissions(this->Folder(),
+                    fs::perms::owner_all | fs::perms::others_read | fs::perms::others_exec);
+    if (::geteuid() != 0) {
+        fs::permissions(this->Folder(), fs::perms::owner_read | fs::perms::owner_exec);
+    }
+    {
+        const ::Test::WithoutPrivileges nobody;
+        for (const char* name : {"old.stl", "new.stl"}) {
+            const MeshFileResult result = WriteMesh(mesh, this->folder_ / name);
+            EXPECT_EQ(result.error, MeshFileError::NotOpened);
+            EXPECT_EQ(result.system, std::errc::permission_denied);
+        }
+    }
+    fs::permissions(this->Folder(), fs::perms::owner_all);
+    EXPECT_EQ(ReadBytes(this->folder_ / "old.stl"), before);
+    EXPECT_EQ(NamesIn(this->Folder()), std::vector<std::string>{"old.stl"});
+}
+
+TYPED_TEST(WriteMeshOf, AProtectedFileIsNotReplaced)
+{
+    // Renaming over it would need no leave of the file, only of the folder.
+    const fs::path path = this->folder_ / "protected.stl";
+    ::Test::WriteBytes(path, "keep me");
+    fs::permissions(path, fs::perms::owner_read | fs::perms::others_read);
+    fs::permissions(this->Folder(), fs::perms::all);
+    MeshFileResult result;
+    {
+        const ::Test::WithoutPrivileges nobody;
+        result = WriteMesh(Tetrahedron<TypeParam>(), path);
+    }
+    EXPECT_EQ(result.error, MeshFileError::NotOpened);
+    EXPECT_EQ(result.system, std::errc::permission_denied);
+    EXPECT_EQ(ReadBytes(path), "keep me");
+}
+
+// --- what surrounds the file
+// ----------------------------------------------------------------------
+
+TYPED_TEST(WriteMeshOf, SymbolicLinksStay)
+{
+    const auto mesh = Tetrahedron<TypeParam>();
+    fs::create_directory(this->folder_ / "store");
+    ::Test::WriteBytes(this->folder_ / "store/part.bin", "old");
+    fs::create_symlink("store/part.bin", this->folder_ / "one.stl");
+    fs::create_symlink("one.stl", this->folder_ / "two.stl");
+    ASSERT_TRUE(WriteMesh(mesh, this->folder_ / "two.stl"));
+    EXPECT_TRUE(fs::is_symlink(this->folder_ / "one.stl"));
+    EXPECT_TRUE(fs::is_symlink(this->folder_ / "two.stl"));
+    EXPECT_FALSE(fs::is_symlink(this->folder_ / "store/part.bin"));
+    EXPECT_EQ(this->CornersIn(this->folder_ / "store/part.bin").size(), 12U);
+
+    // One that leads nowhere yet makes the file it names.
+    fs::create_symlink(this->folder_ / "store/new.bin", this->folder_ / "three.stl");
+    ASSERT_TRUE(WriteMesh(mesh, this->folder_ / "three.stl"));
+    EXPECT_TRUE(fs::is_symlink(this->folder_ / "three.stl"));
+    EXPECT_EQ(this->CornersIn(this->folder_ / "store/new.bin").size(), 12U);
+    EXPECT_EQ(NamesIn(this->folder_ / "store"), (std::vector<std::string>{"new.bin", "part.bin"}));
+
+    fs::create_symlink("circle.stl", this->folder_ / "circle.stl");
+    const MeshFileResult circle = WriteMesh(mesh, this->folder_ / "circle.stl");
+    EXPECT_EQ(circle.error, MeshFileError::NotOpened);
+    EXPECT_EQ(circle.system, std::errc::too_many_symbolic_link_levels);
+}
+
+TYPED_TEST(WriteMeshOf, PermissionsOfTheOldFileAreKept)
+{
+    const fs::path path = this->folder_ / "part.stl";
+    const auto mesh = Tetrahedron<TypeParam>();
+    const auto permissions = [&] { return fs::status(path).permissions(); };
+    const mode_t maskBefore = ::umask(027);
+    ASSERT_TRUE(WriteMesh(mesh, path));
+    EXPECT_EQ(permissions(), fs::perms{0640}) << "a new file has what the process masks";
+    for (const unsigned int mode : {0600U, 0664U, 0777U, 0200U}) {
+        fs::permissions(path, fs::perms{mode});
+        ASSERT_TRUE(WriteMesh(mesh, path));
+        EXPECT_EQ(permissions(), fs::perms{mode});
+    }
+    ::umask(maskBefore);
+}
+
+TYPED_TEST(WriteMeshOf, WhoeverHasTheOldFileKeepsIt)
+{
+    const fs::path path = this->folder_ / "part.stl";
+    ::Test::WriteBytes(path, "old");
+    fs::create_hard_link(path, this->folder_ / "other name");
+    std::ifstream open(path, std::ios::binary);
+    ASSERT_TRUE(WriteMesh(Tetrahedron<TypeParam>(), path));
+    EXPECT_EQ(ReadBytes(this->folder_ / "other name"), "old");
+    std::string content;
+    std::getline(open, content);
+    EXPECT_EQ(content, "old");
+    EXPECT_EQ(this->CornersIn(path).size(), 12U);
+}
+
+TYPED_TEST(WriteMeshOf, LongestNamesAndNamesWithoutAFolder)
+{
+    const auto mesh = Tetrahedron<TypeParam>();
+    const std::string longest = std::string(251, 'n') + ".stl"; // 255 bytes, as long as names are
+    ASSERT_TRUE(WriteMesh(mesh, this->folder_ / longest));
+    const fs::path before = fs::current_path();
+    fs::current_path(this->Folder());
+    const MeshFileResult result = WriteMesh(mesh, "here.stl");
+    const MeshFileResult again = WriteMesh(mesh, "here.stl");
+    fs::current_path(before);
+    EXPECT_TRUE(result && again);
+    EXPECT_EQ(NamesIn(this->Folder()), (std::vector<std::string>{"here.stl", longest}));
+}
+
+TYPED_TEST(WriteMeshOf, ReadersSeeTheOldFileOrTheNewOneAndNeverAHalf)
+{
+    const fs::path path = this->folder_ / "part.stl";
+    const auto small = Strip<TypeParam>(2'000);
+    const auto large = Strip<TypeParam>(30'000);
+    ASSERT_TRUE(WriteMesh(small, path));
+    std::atomic<bool> isDone{false};
+    std::atomic<int> reads{0};
+    const auto read = [&] {
+        while (!isDone || reads < 20) {
+            IndexedPointsBase<3, TypeParam> mesh;
+            const MeshFileResult result = ReadMesh(mesh, path);
+            EXPECT_TRUE(result) << MeshFileText(result);
+            EXPECT_TRUE(mesh.indices.size() == small.indices.size() ||
+                        mesh.indices.size() == large.indices.size())
+                << mesh.indices.size();
+            ++reads;
+        }
+    };
+    std::thread first(read);
+    std::thread second(read);
+    for (int i = 0; i < 30; ++i) {
+        EXPECT_TRUE(WriteMesh(i % 2 == 0 ? large : small, path));
+    }
+    isDone = true;
+    first.join();
+    second.join();
+    EXPECT_EQ(NamesIn(this->Folder()), std::vector<std::string>{"part.stl"});
+}
+
+TYPED_TEST(WriteMeshOf, WritersOfOneFileDoNotMixTheirs)
+{
+    const fs::path path = this->folder_ / "part.tipc";
+    std::vector<std::thread> writers;
+    for (int writer = 0; writer < 4; ++writer) {
+        writers.emplace_back([&path, writer] {
+            const auto mesh = Strip<TypeParam>(1000 * (writer + 1));
+            for (int i = 0; i < 10; ++i) {
+                EXPECT_TRUE(WriteMesh(mesh, path));
+            }
+        });
+    }
+    for (std::thread& writer : writers) {
+        writer.join();
+    }
+    IndexedPointsBase<3, TypeParam> mesh;
+    ASSERT_TRUE(ReadMesh(mesh, path));
+    EXPECT_EQ(mesh, Strip<TypeParam>(static_cast<int>(mesh.indices.size()) / 3));
+    EXPECT_EQ(NamesIn(this->Folder()), std::vector<std::string>{"part.tipc"});
+}
+
+// --- lack of memory
+// -------------------------------------------------------------------------------
+
+TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesTheOldFileAndNothingElse)
+{
+    const fs::path path = this->folder_ / "part.stl";
+    ASSERT_TRUE(WriteMesh(Tetrahedron<TypeParam>(), path));
+    const std::string before = ReadBytes(path);
+    const auto mesh = Strip<TypeParam>(100);
+    for (const MeshFileForm form : kForms) {
+        const std::size_t failures = ::Test::FailEachAllocation(
+            [&] {
+                ::Test::WriteBytes(path, before);
+                return 0;
+            },
+            [&](int) { (void)WriteMesh(mesh, path, form); },
+            [&](int) {
+                EXPECT_EQ(ReadBytes(path), before);
+                EXPECT_EQ(NamesIn(this->Folder()), std::vector<std::string>{"part.stl"});
+            });
+        EXPECT_GT(failures, 0U);
+    }
+}
+
+TYPED_TEST(WriteMeshOf, LackOfMemoryWhileReadingLeavesNothing)
+{
+    const fs::path path = this->folder_ / "part";
+    struct State {
+        IndexedPointsBase<3, TypeParam> mesh = Tetrahedron<TypeParam>();
+        Tags vertexTags{1};
+        Tags triangleTags{2};
+        TriangleSoup<3, TypeParam> soup{1};
+    };
+    for (const MeshFileForm form : kForms) {
+        const auto mesh = Strip<TypeParam>(100);
+        const Tags tags(102, 5);
+        ASSERT_TRUE(form == MeshFileForm::Tipc ? WriteMesh(mesh, tags, Tags(100, 6), path)
+                                               : WriteMesh(mesh, path, form));
+        const auto fresh = [] { return State(); };
+        EXPECT_GT(::Test::FailEachAllocation(
+                      fresh, [&](State& s) { (void)ReadMesh(s.mesh, path); },
+                      [](const State& s) {
+                          EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty());
+                      }),
+                  0U);
+        EXPECT_GT(::Test::FailEachAllocation(
+                      fresh,
+                      [&](State& s) { (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, path); },
+                      [](const State& s) {
+                          EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty() &&
+                                      s.vertexTags.empty() && s.triangleTags.empty());
+                      }),
+                  0U);
+        EXPECT_GT(::Test::FailEachAllocation(
+                      fresh, [&](State& s) { (void)ReadMesh(s.soup, path); },
+                      [](const State& s) { EXPECT_TRUE(s.soup.empty()); }),
+                  0U);
+    }
+}
+
+} // namespace

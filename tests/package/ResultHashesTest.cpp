@@ -1,0 +1,337 @@
+// One operation of each family on inputs of thousands of elements, with any number of threads: the result
+// has the same bits as ever. A change that alters results on purpose records the new ones with
+// scripts/record-hashes, and the difference in result_hashes.txt is looked at like any other.
+//
+// The inputs are made by integer arithmetic, so that they are the same on every machine, and the
+// operations take nothing from the mathematical library but square roots, which are exact in the last
+// digit everywhere. The chain is the exception: its points come from sines and cosines.
+
+#include "tests/support/Digest.h"
+#include "tests/support/TestSupport.h"
+#include "tests/support/ThreadLimit.h"
+
+#include <Sorvane/BoundingVolumes_E.h>
+#include <Sorvane/ConvexHull_E.h>
+#include <Sorvane/HalfEdgeMesh_E.h>
+#include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/MeshFiles_E.h>
+#include <Sorvane/MeshQueries_E.h>
+#include <Sorvane/MeshReport_E.h>
+#include <Sorvane/OrderedPairs_E.h>
+#include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/Tessellation_E.h>
+#include <Sorvane/Triangle_E.h>
+#include <Velk/Math/Intersect_E.h>
+#include <Velk/Math/Vector_E.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace Velk::Math;
+using Support::Digest;
+using Support::Random;
+namespace Sorvane = Velk::Math::Sorvane;
+
+template <class T>
+using Indexed = Sorvane::Mesh::IndexedPointsBase<3, T>;
+
+// --- inputs: multiples of 1/64, exact in float ----------------------------------------------------
+
+/// In [-8, 8).
+template <int D, class T>
+VecBase<D, T> LatticePoint(Random& random)
+{
+    VecBase<D, T> p;
+    for (T& x : p) {
+        x = static_cast<T>(random.Below(1024) - 512) / T{64};
+    }
+    return p;
+}
+
+template <int D, class T>
+std::vector<VecBase<D, T>> LatticePoints(std::uint64_t seed, int count)
+{
+    Random random(seed);
+    std::vector<VecBase<D, T>> points;
+    for (int i = 0; i < count; ++i) {
+        points.push_back(LatticePoint<D, T>(random));
+    }
+    return points;
+}
+
+/// A rough sheet of 2 * 60 * 60 triangles with a hole, some turned, one repeated.
+template <class T>
+Indexed<T> RoughSheet()
+{
+    constexpr int kSide = 60;
+    Random random(1);
+    Indexed<T> mesh;
+    for (int y = 0; y <= kSide; ++y) {
+        for (int x = 0; x <= kSide; ++x) {
+            mesh.points.push_back(
+                {static_cast<T>(x), static_cast<T>(y), static_cast<T>(random.Below(64)) / T{64}});
+        }
+    }
+    for (int y = 0; y < kSide; ++y) {
+        for (int x = 0; x < kSide; ++x) {
+            if (x > 20 && x < 30 && y > 10 && y < 50) {
+                continue;
+            }
+            const int a = y * (kSide + 1) + x;
+            const int c = a + kSide + 1;
+            mesh.indices.insert(mesh.indices.end(), {a, a + 1, c + 1, a, c + 1, c});
+            if (random.Below(7) == 0) {
+                std::swap(mesh.indices.back(), mesh.indices[mesh.indices.size() - 2]);
+            }
+        }
+    }
+    return mesh;
+}
+
+template <class T>
+Digest DigestOf(const Indexed<T>& mesh)
+{
+    return Digest().Add(mesh.points).Add(mesh.indices);
+}
+
+// --- the operations -------------------------------------------------------------------------------
+
+template <class T>
+Digest Weld()
+{
+    auto points = LatticePoints<3, T>(2, 20'000);
+    for (std::size_t i = 0; i < points.size(); i += 2) {
+        points[i] = points[i / 4];
+        points[i][0] += T(1) / T(1024);
+    }
+    const std::vector<int> numbers = Vector::FilterForUniquenessAndIndex(points, T(1) / T(256));
+    return Digest().Add(points).Add(numbers);
+}
+
+template <class T>
+Digest Cut()
+{
+    Random random(3);
+    std::vector<Geometry::SegBase<T>> segments;
+    for (int i = 0; i < 3000; ++i) {
+        const auto start = LatticePoint<2, T>(random);
+        segments.push_back({start, start + LatticePoint<2, T>(random) * T(0.125)});
+    }
+    Intersect::CutAtIntersections(segments, static_cast<T>(kLengthFloor<T>));
+    Digest digest;
+    for (const auto& segment : segments) {
+        digest.Add(segment.start).Add(segment.end);
+    }
+    return digest;
+}
+
+template <class T>
+Digest OrientAndNormals()
+{
+    Indexed<T> mesh = RoughSheet<T>();
+    Digest digest;
+    digest.Add(Sorvane::Mesh::MatchNormals(mesh)).Add(mesh.indices);
+    digest.Add(Sorvane::Mesh::NeighborFacets(mesh));
+    return digest.Add(Sorvane::Mesh::AreaWeightedVertexNormals(mesh));
+}
+
+template <class T>
+Digest EditHalfEdges()
+{
+    using namespace Sorvane::HalfEdge;
+    TriangleMesh<HVertex<3, T>, HEdge, HFace> mesh;
+    Indexed<T> input = RoughSheet<T>();
+    Sorvane::Mesh::MatchNormals(input);
+    mesh.LoadIndexedPoints(input);
+    Random random(4);
+    for (int i = 0; i < 3000; ++i) {
+        const int edge = random.Below(mesh.EdgeCount());
+        int node = -1;
+        if (i % 3 == 0 && mesh.SplitEdge(edge, node, false, false)) {
+            mesh.NodeRecord(node)->position = LatticePoint<3, T>(random);
+        } else if (i % 3 == 1) {
+            mesh.FlipEdge(edge, false);
+        } else {
+            mesh.CollapseEdge(edge, false, true);
+        }
+    }
+    Indexed<T> result;
+    mesh.ExportIndexedPoints(result, T{0});
+    return DigestOf(result);
+}
+
+template <class T>
+Digest HullAndBall()
+{
+    const auto points = LatticePoints<3, T>(5, 5000);
+    Indexed<T> hull;
+    Digest digest;
+    digest.Add(Sorvane::Bounding::ConvexHull(points, hull.points, hull.indices, false, false));
+    digest.Add(hull.points).Add(hull.indices);
+    const auto sphere = Sorvane::Bounding::BoundingSphereOfPoints(points, false);
+    const auto outline = Sorvane::Bounding::ConvexHull(LatticePoints<2, T>(6, 5000), false);
+    return digest.Add(sphere.center).Add(sphere.radius).Add(outline);
+}
+
+/// There is no form for `float`.
+Digest AlongTheCurve()
+{
+    std::vector<int> newToOld;
+    const auto mesh =
+        Sorvane::Mesh::MapMeshToMortonCurve(RoughSheet<double>(), &newToOld, nullptr);
+    return DigestOf(mesh).Add(newToOld);
+}
+
+template <class T>
+Digest Triangulate()
+{
+    const std::vector<std::vector<VecBase<2, T>>> boundaries{
+        {{-9, -9}, {9, -9}, {9, 9}, {-9, 9}}, {{-3, -2}, {-3, 2}, {3, 2}, {3, -2}}};
+    const auto mesh = Sorvane::Mesh::TessellateFlatBoundaries(
+        boundaries, LatticePoints<2, T>(7, 3000), static_cast<T>(kLengthFloor<T>));
+    return Digest().Add(mesh.points).Add(mesh.indices);
+}
+
+template <class T>
+Digest FlattenAChain()
+{
+    Sorvane::Planar::PolyArcSegBase<T> chain;
+    chain.tolerance = T(1) / T(1024);
+    VecBase<2, T> end{0, 0};
+    for (int i = 0; i < 200; ++i) {
+        chain.AppendSegment(end, end + VecBase<2, T>{1, 0});
+        end = chain.elements.back().EndPoint();
+        chain.AppendArc(end + VecBase<2, T>{0, 1}, end, i % 2 == 0 ? T(1.5) : T(0.75));
+        end = chain.elements.back().EndPoint();
+    }
+    return Digest()
+        .Add(Sorvane::Planar::PolyArcSegParameters(chain, false))
+        .Add(Sorvane::Planar::Tessellate(chain, T(1) / T(512)));
+}
+
+template <class T>
+Digest WriteFiles()
+{
+    const Support::TemporaryFolder folder;
+    const Indexed<T> mesh = RoughSheet<T>();
+    Digest digest;
+    EXPECT_TRUE(
+        Sorvane::MeshUtils::WriteToASCIISTL(mesh.points, mesh.indices, folder / "ascii.stl"));
+    EXPECT_TRUE(
+        Sorvane::MeshUtils::WriteToBinarySTL(mesh.points, mesh.indices, folder / "binary.stl"));
+    for (const char* name : {"ascii.stl", "binary.stl"}) {
+        std::ifstream file(folder / name, std::ios::binary);
+        const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
+        digest.Add(bytes);
+    }
+    return digest;
+}
+
+template <class T>
+Digest Report()
+{
+    const auto report = Sorvane::MeshUtils::CheckMesh(
+        Sorvane::Mesh::SoupFromIndexedPoints(RoughSheet<T>()), T(1) / T(256));
+    return Digest()
+        .Add(report.openSlots)
+        .Add(report.nonManifoldSlots)
+        .Add(report.misorientedTriangles)
+        .Add(report.degenerateTriangles)
+        .Add(report.foldedTriangles)
+        .Add(report.meanEdgeLength)
+        .Add(report.meanTriangleArea)
+        .Add(report.volume)
+        .Add(report.centroid);
+}
+
+template <class T>
+Digest ChainPairs()
+{
+    const Indexed<T> mesh = RoughSheet<T>();
+    const auto pairs = Sorvane::MeshUtils::RemoveCancelledPairs(
+        Sorvane::MeshUtils::OrderedPairsFromTriangles(
+            Sorvane::Mesh::TripleIndexWrapper(mesh.indices.data(), mesh.indices.size())));
+    return Digest().Add(pairs).Add(Sorvane::MeshUtils::ConcatenateOderedPairs(pairs));
+}
+
+// --- the list -------------------------------------------------------------------------------------
+
+struct Operation {
+    const char* name;
+    std::function<Digest()> inFloat;
+    std::function<Digest()> inDouble;
+};
+
+const std::vector<Operation>& Operations()
+{
+#define SORVANE_OPERATION(name, function) {name, &function<float>, &function<double>}
+    static const std::vector<Operation> operations{
+        SORVANE_OPERATION("mathbase.weld", Weld),
+        SORVANE_OPERATION("arrangement.cut", Cut),
+        SORVANE_OPERATION("foundation.orient_and_normals", OrientAndNormals),
+        SORVANE_OPERATION("halfedge.edits", EditHalfEdges),
+        SORVANE_OPERATION("bounding.hull_and_ball", HullAndBall),
+        {"trees.along_the_curve", nullptr, &AlongTheCurve},
+        SORVANE_OPERATION("triangulation.tessellate", Triangulate),
+        SORVANE_OPERATION("planar.flatten", FlattenAChain),
+        SORVANE_OPERATION("meshfiles.write", WriteFiles),
+        SORVANE_OPERATION("meshreport.check", Report),
+        SORVANE_OPERATION("meshutils.chain_pairs", ChainPairs),
+    };
+#undef SORVANE_OPERATION
+    return operations;
+}
+
+/// "operation type" -> hash, from the file.
+std::map<std::string, std::string> RecordedHashes()
+{
+    std::map<std::string, std::string> hashes;
+    std::ifstream file(SORVANE_RESULT_HASHES);
+    std::string operation;
+    std::string type;
+    std::string hash;
+    while (file >> operation >> type >> hash) {
+        hashes[operation + " " + type] = hash;
+    }
+    return hashes;
+}
+
+TEST(ResultHashes, OfEveryFamilyAreThoseRecordedForAnyNumberOfThreads)
+{
+    const auto recorded = RecordedHashes();
+    std::map<std::string, std::string> found;
+    for (const Operation& operation : Operations()) {
+        for (const bool isFloat : {true, false}) {
+            const auto& run = isFloat ? operation.inFloat : operation.inDouble;
+            if (!run) {
+                continue;
+            }
+            const std::string name = std::string(operation.name) + (isFloat ? " float" : " double");
+            for (const int threads : {1, 2, 4}) {
+                std::string hash;
+                Support::WithThreads(threads, [&] { hash = run().Text(); });
+                const auto [first, isNew] = found.try_emplace(name, hash);
+                EXPECT_EQ(hash, first->second) << name << ": " << threads << " threads";
+            }
+        }
+    }
+    if (std::getenv("SORVANE_RECORD_HASHES") != nullptr) {
+        std::ofstream file(SORVANE_RESULT_HASHES);
+        for (const auto& [name, hash] : found) {
+            file << name << ' ' << hash << '\n';
+        }
+        ASSERT_TRUE(file.flush());
+        return;
+    }
+    EXPECT_EQ(found, recorded) << "When results change on purpose: scripts/record-hashes";
+}
+
+} // namespace

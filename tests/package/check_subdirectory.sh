@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# A host takes the library in with add_subdirectory: its build type and settings stay what they were, the
+# README's program runs with the shared and with the static library, and the host's installation does
+# not become the library's. The library is compiled with the options of the build that runs this test,
+# so that ccache, where it is used, has it already.
+# Usage: check_subdirectory.sh CMAKE SOURCE_FOLDER COMPILER THREADS WARNINGS_AS_ERRORS
+set -euo pipefail
+cmake=$1
+source=$2
+compiler=$3
+threads=$4
+warnings=$5
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+run() {
+  "$@" >"$scratch/log" 2>&1 || { cat "$scratch/log"; exit 1; }
+}
+
+mkdir "$scratch/host"
+cp "$source/tests/package/subdirectory/CMakeLists.txt" "$scratch/host/"
+# The first C++ block of the README.
+awk '/^```cpp$/ {inside = 1; next} /^```$/ {if (inside) exit} inside' "$source/README.md" \
+  >"$scratch/host/main.cpp"
+cp "$source/examples/data/bracket.stl" "$scratch/part.stl"
+options=(-S "$scratch/host" -G Ninja "-DSORVANE_SOURCE=$source" "-DCMAKE_CXX_COMPILER=$compiler"
+  "-DSORVANE_THREADS=$threads" "-DSORVANE_WARNINGS_AS_ERRORS=$warnings")
+
+echo "--- without a build type"
+run "$cmake" "${options[@]}" -B "$scratch/plain"
+if ! grep -q '^CMAKE_BUILD_TYPE:[A-Z]*=$' "$scratch/plain/CMakeCache.txt"; then
+  grep '^CMAKE_BUILD_TYPE' "$scratch/plain/CMakeCache.txt"
+  exit 1
+fi
+
+echo "--- built"
+run "$cmake" "${options[@]}" -B "$scratch/build" -DCMAKE_BUILD_TYPE=Release
+run "$cmake" --build "$scratch/build" --parallel 2 --target host_Sorvane host_static
+(cd "$scratch" && build/host_Sorvane part.stl) | tee "$scratch/shared"
+(cd "$scratch" && build/host_static part.stl) | tee "$scratch/static"
+cmp "$scratch/shared" "$scratch/static"
+grep -q '[1-9]' "$scratch/shared"
+ldd "$scratch/build/host_Sorvane" | grep -q libsorvane
+if ldd "$scratch/build/host_static" | grep libsorvane; then
+  echo "the host of the static library needs the shared one"
+  exit 1
+fi
+
+echo "--- installed"
+run "$cmake" --install "$scratch/build" --prefix "$scratch/prefix"
+installed=$(cd "$scratch/prefix" && find . -type f)
+if [ "$installed" != ./bin/host_static ]; then
+  echo "installed with the host: $installed"
+  exit 1
+fi

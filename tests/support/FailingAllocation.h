@@ -1,0 +1,69 @@
+// Memory that runs out on purpose: tests that a call which meets `bad_alloc` leaves things as they
+// were.
+//
+// A test program that links the CMake target `sorvane_failing_allocation` gets a global `operator
+// new` (all forms of it) that counts the allocations of each thread and can be told to refuse one
+// of them. It serves calls into the shared library as well. Nothing changes for threads that do not
+// ask for a failure.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <new>
+#include <string>
+
+namespace Support {
+
+/// Allocations that this thread has asked for since the program began, refused ones included.
+std::size_t AllocationCount();
+
+/// While this object lives, the `which`-th allocation that this thread asks for from now on (1: the
+/// very next) fails: `std::bad_alloc`, or null from a `nothrow` form. It is the only one that does,
+/// so that whoever recovers may allocate. Other threads are left alone: a call that works in many
+/// threads is tested with one. One such object at a time.
+class FailingAllocation {
+public:
+    explicit FailingAllocation(std::size_t which);
+    ~FailingAllocation();
+    FailingAllocation(const FailingAllocation&) = delete;
+    FailingAllocation& operator=(const FailingAllocation&) = delete;
+
+    /// Was the allocation asked for, and refused?
+    bool HasFailed() const;
+};
+
+/// Fails every allocation of a call, one after the other.
+///
+/// For k = 1, 2, ...: makes a fresh state by `prepare()`, runs `call(state)` with its k-th
+/// allocation failing, and where that left by `std::bad_alloc` runs `check(state)`, which expects
+/// what must hold then. Ends with the first k that the call does not reach, and returns the number
+/// of failures met; a call that comes to its end although an allocation was refused counts as a
+/// failure of the test.
+template <class Prepare, class Call, class Check>
+std::size_t FailEachAllocation(const Prepare& prepare, const Call& call, const Check& check)
+{
+    for (std::size_t k = 1;; ++k) {
+        SCOPED_TRACE("allocation " + std::to_string(k) + " of the call fails");
+        auto state = prepare();
+        bool hasThrown = false;
+        bool hasFailed = false;
+        {
+            const FailingAllocation failure(k);
+            try {
+                call(state);
+            } catch (const std::bad_alloc&) {
+                hasThrown = true;
+            }
+            hasFailed = failure.HasFailed();
+        }
+        if (!hasFailed) {
+            EXPECT_FALSE(hasThrown) << "bad_alloc although no allocation was refused";
+            return k - 1;
+        }
+        EXPECT_TRUE(hasThrown) << "the call went on as if nothing had happened";
+        check(state);
+    }
+}
+
+} // namespace Support

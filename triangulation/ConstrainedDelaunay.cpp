@@ -1,0 +1,257 @@
+// Segments forced into the triangulation of points, and what they enclose.
+
+#include "triangulation/ConstrainedDelaunay_Impl.h"
+
+#include "mathbase/SegmentPoint_Impl.h"
+#include "triangulation/CrossingLevels_Impl.h"
+#include "triangulation/PointDelaunay_Impl.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace Velk::Math::Sorvane::HalfEdge::Impl {
+namespace {
+
+constexpr int kNone = -1;
+constexpr std::uint32_t kCleared = 1; // stamp of triangles that a segment clears
+
+} // namespace
+
+ConstrainedDelaunay::ConstrainedDelaunay(const std::vector<Vec2d>& points, double floor)
+    : floor_(floor)
+{
+    PointDelaunay delaunay = DelaunayOfPoints(points);
+    work_ = delaunay.work;
+    if (delaunay.outcome != PointDelaunay::Outcome::Done) {
+        return; // without triangles there is nothing to insert a segment into
+    }
+    table_ = std::move(delaunay.table);
+    nodes_.resize(points.size());
+    for (int node = 0; node < table_.NodeCount(); ++node) {
+        nodes_[static_cast<std::size_t>(table_.NumberOf(node))] = node;
+    }
+}
+
+// --- segments -----------------------------------------------------------------------------------
+
+void ConstrainedDelaunay::InsertSegment(int start, int end)
+{
+    hasSegments_ = true;
+    if (nodes_.empty()) {
+        return;
+    }
+    const auto node = [&](int place) { return nodes_[static_cast<std::size_t>(place)]; };
+    open_.assign(1, {node(start), node(end)});
+    // Each joint brings a chain nearer to edges that exist; should rounding ever lead it round in a
+    // circle, this ends it.
+    for (int left = 1000 + 4 * table_.NodeCount(); left > 0 && !open_.empty(); --left) {
+        const Segment segment = open_.back();
+        open_.pop_back();
+        InsertOpen(segment);
+    }
+}
+
+void ConstrainedDelaunay::InsertOpen(const Segment& segment)
+{
+    const auto [a, b] = segment;
+    if (a == b) {
+        return;
+    }
+    const View view{table_};
+    const ChannelEnd end =
+        FollowSegment(view, a, b, WithinFloorOfSegment(view, a, b, floor_), channel_);
+    if (end.kind == ChannelEnd::Kind::Edge) {
+        table_.SetConstrained(end.index, true);
+    } else if (end.kind == ChannelEnd::Kind::Node) {
+        open_.push_back({end.index, b});
+        open_.push_back({a, end.index});
+    } else if (end.kind == ChannelEnd::Kind::Crossed && !GiveWay(segment)) {
+        Rebuild();
+    }
+}
+
+double ConstrainedDelaunay::SquaredDistance(const Segment& segment, int node) const
+{
+    return Math::Impl::SquaredDistanceToSegment(table_.Position(segment.first),
+                                                table_.Position(segment.second),
+                                                table_.Position(node), Math::Impl::kPointsAreShort);
+}
+
+/// Where the segment crosses a constraint, of the four ends the one nearest to the other of the two
+/// becomes a joint of that. Input was cut where it met: what crosses now was moved over an end by
+/// rounding, and that end is within rounding of it. False when the segment crosses none.
+bool ConstrainedDelaunay::GiveWay(const Segment& segment)
+{
+    const auto constraint = std::find_if(channel_.crossed.begin(), channel_.crossed.end(),
+                                         [&](int half) { return table_.IsConstrained(half); });
+    if (constraint == channel_.crossed.end()) {
+        return false;
+    }
+    const auto [a, b] = segment;
+    const Segment other{table_.Origin(*constraint), table_.Destination(*constraint)};
+    const auto [c, d] = other;
+    const std::array<std::pair<double, int>, 4> ends{
+        std::pair(SquaredDistance(segment, c), c), std::pair(SquaredDistance(segment, d), d),
+        std::pair(SquaredDistance(other, a), a), std::pair(SquaredDistance(other, b), b)};
+    const int joint = std::min_element(ends.begin(), ends.end(), [](const auto& x, const auto& y) {
+                          return x.first < y.first;
+                      })->second;
+    if (joint == c || joint == d) {
+        open_.push_back({joint, b});
+        open_.push_back({a, joint});
+    } else {
+        table_.SetConstrained(*constraint, false);
+        open_.push_back(segment);
+        open_.push_back({joint, d});
+        open_.push_back({c, joint});
+    }
+    return true;
+}
+
+// --- the channel of a segment -------------------------------------------------------------------
+
+/// The triangles that the segment crosses become those of the two cavities beside it.
+void ConstrainedDelaunay::Rebuild()
+{
+    slots_.assign(1, TriangleTable::TriangleOf(channel_.crossed.front()));
+    for (const int half : channel_.crossed) {
+        slots_.push_back(TriangleTable::TriangleOf(table_.Twin(half)));
+    }
+    std::reverse(channel_.left.begin(), channel_.left.end()); // counter-clockwise, from b to a
+    border_.clear();
+    for (const std::vector<int>* side : {&channel_.left, &channel_.right}) {
+        for (const int half : *side) {
+            border_.push_back(
+                {half, table_.Twin(half), table_.Origin(half), table_.IsConstrained(half), kNone});
+        }
+    }
+    FindHangingEdges();
+
+    const std::size_t leftCount = channel_.left.size();
+    const std::span<const int> slots(slots_);
+    const std::span<Border> border(border_);
+    const int b = border[0].node;
+    const int a = border[leftCount].node;
+    const int leftBase = FillSide(border.first(leftCount), a, slots.first(leftCount - 1));
+    const int rightBase = FillSide(border.subspan(leftCount), b, slots.subspan(leftCount - 1));
+    table_.Join(leftBase, rightBase);
+    table_.SetConstrained(leftBase, true);
+    for (const Border& edge : border_) {
+        table_.Join(edge.half, edge.partner == kNone
+                                   ? edge.beyond
+                                   : border_[static_cast<std::size_t>(edge.partner)].half);
+        if (edge.isConstrained) {
+            table_.SetConstrained(edge.half, true);
+        }
+    }
+}
+
+/// An edge that hangs into the channel has triangles of it on both sides, and is twice in its
+/// border. Each of the two learns where the other is.
+void ConstrainedDelaunay::FindHangingEdges()
+{
+    for (const int slot : slots_) {
+        table_.At(slot).stamp = kCleared;
+    }
+    // The triangles go; in place of their neighbors they may hold where their edges are listed.
+    for (std::size_t i = 0; i < border_.size(); ++i) {
+        table_.SetTwin(border_[i].half, static_cast<int>(i));
+    }
+    for (Border& edge : border_) {
+        if (table_.At(TriangleTable::TriangleOf(edge.beyond)).stamp == kCleared) {
+            edge.partner = table_.Twin(edge.beyond);
+        }
+    }
+}
+
+/// Triangulates the cavity on one side, whose border begins and ends at the segment, into the
+/// slots; `last` is the node where it ends. Each entry of the border learns its new half-edge. The
+/// half-edge along the segment.
+int ConstrainedDelaunay::FillSide(std::span<Border> border, int last, std::span<const int> slots)
+{
+    chain_.clear();
+    for (const Border& edge : border) {
+        chain_.push_back(table_.Position(edge.node));
+    }
+    chain_.push_back(table_.Position(last));
+    const std::span<const CavityTriangles::Triangle> triangles = cavity_.Fill(chain_);
+
+    int base = kNone;
+    for (std::size_t t = 0; t < triangles.size(); ++t) {
+        TriangleTable::Triangle& triangle = table_.At(slots[t]);
+        triangle.marks = 0;
+        triangle.stamp = 0;
+        for (std::size_t k = 0; k < 3; ++k) {
+            const int half = TriangleTable::Half(slots[t], static_cast<int>(k));
+            const auto place = static_cast<std::size_t>(triangles[t].nodes[k]);
+            const int node = place < border.size() ? border[place].node : last;
+            const int twin = triangles[t].twins[k];
+            triangle.nodes[k] = node;
+            table_.leaving[static_cast<std::size_t>(node)] = half;
+            if (twin >= 0) {
+                triangle.twins[k] = TriangleTable::Half(slots[static_cast<std::size_t>(twin >> 2)],
+                                                        TriangleTable::PlaceOf(twin));
+            } else if (place < border.size()) {
+                border[place].half = half;
+            } else {
+                base = half;
+            }
+        }
+    }
+    return base;
+}
+
+// --- inside and outside -------------------------------------------------------------------------
+
+std::vector<int> ConstrainedDelaunay::InsideTriangles() &&
+{
+    // What only insertion needs goes before the result is made: less memory at a time.
+    table_.positions = {};
+    table_.leaving = {};
+    nodes_ = {};
+    const int count = table_.TriangleCount();
+    std::vector<int> indices;
+    const auto write = [&](int t) {
+        for (const int node : table_.At(t).nodes) {
+            indices.push_back(table_.NumberOf(node));
+        }
+    };
+    if (!hasSegments_) {
+        indices.reserve(3 * table_.triangles.size());
+        for (int t = 0; t < count; ++t) {
+            if (table_.IsReal(t)) {
+                write(t);
+            }
+        }
+        return indices;
+    }
+    const auto visitEdges = [&](const auto& visit) {
+        for (int t = 0; t < count; ++t) {
+            const TriangleTable::Triangle& triangle = table_.At(t);
+            for (std::size_t k = 0; k < 3; ++k) {
+                const int other = TriangleTable::TriangleOf(triangle.twins[k]);
+                if (other < t) {
+                    visit(t, other, ((triangle.marks >> k) & 1U) != 0);
+                }
+            }
+        }
+    };
+    const auto visitOutside = [&](const auto& visit) {
+        for (int t = 0; t < count; ++t) {
+            if (!table_.IsReal(t)) {
+                visit(t);
+            }
+        }
+    };
+    CrossingLevels levels(table_.triangles.size(), visitEdges, visitOutside);
+    indices.reserve(3 * table_.triangles.size());
+    for (int t = 0; t < count; ++t) {
+        if (levels.Of(t) % 2 == 1) {
+            write(t);
+        }
+    }
+    return indices;
+}
+
+} // namespace Velk::Math::Sorvane::HalfEdge::Impl
