@@ -2,8 +2,8 @@
 
 #include <Velk/Math/Intersect_E.h>
 
-#include "tests/support/ThreadLimit.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/ThreadLimit.h"
 
 #include <cmath>
 #include <cstring>
