@@ -1,6 +1,6 @@
 // Cuts of a set of elements at their meetings.
 //
-//   1. A grid finds candidate pairs; each pair is examined once.
+//   1. Candidate pairs are found (CandidatePairs_Impl.h); each is examined once.
 //   2. Every meeting becomes a numbered point: ends of elements come first, crossings follow in
 //      the order of the pairs.
 //   3. Points that an element meets within its tolerance of each other, or of its own end, are
@@ -10,9 +10,9 @@
 //   4. Each element takes its points in travel order, without those too near its ends or the cut
 //      before.
 
+#include "arrangement/CandidatePairs_Impl.h"
 #include "arrangement/CutAtIntersections_Impl.h"
 #include "mathbase/Parallel_Impl.h"
-#include "arrangement/SegmentGrid_Impl.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -26,11 +26,6 @@ namespace {
 /// next must not pull the far ones along.
 constexpr double kFarthestMove = 2;
 
-/// Sweep of one span of an arc, in radians, and its largest height over the chord as a share of the
-/// mean length of the elements.
-constexpr double kSpanSweep = 0.5;
-constexpr double kSpanHeight = 1.0 / 16;
-
 /// A point met by an element.
 struct Visit {
     int element;
@@ -41,102 +36,14 @@ struct Visit {
 struct PairMeeting {
     int first;
     int second;
-    Meeting meeting;
+    ElementMeeting meeting;
 };
-
-double MeanLength(const std::vector<Element>& elements)
-{
-    double sum = 0;
-    for (const Element& element : elements) {
-        if (element.active) {
-            const double wholeTurn = kTwoPi<double> * element.radius;
-            sum += element.isArc ? std::min(element.length, wholeTurn) : element.length;
-        }
-    }
-    return sum / static_cast<double>(elements.size());
-}
-
-/// Covers an arc by chords padded by their height, each so short that the padding stays small
-/// beside the mean length: then even a giant arc enters few cells of the grid.
-void AddSpansOfArc(const Element& arc, int number, double meanLength, double padding,
-                   std::vector<PaddedSpan>& spans)
-{
-    const double sweep = std::min(arc.length / arc.radius, kTwoPi<double>);
-    const double finest = sweep / 1e6; // a bound on the work for a giant among tiny ones
-    const double step = std::max(
-        finest, std::min(kSpanSweep, std::sqrt(8 * kSpanHeight * (meanLength / arc.radius))));
-    const int count = std::max(1, static_cast<int>(std::ceil(sweep / step)));
-    const double turn = arc.sense * sweep / count;
-    const double quarter = std::sin(0.25 * turn);
-    const double height = 2 * arc.radius * quarter * quarter;
-    const Vec2d radial = arc.start - arc.center;
-    Vec2d from = arc.start;
-    for (int i = 1; i <= count; ++i) {
-        const double cosine = std::cos(i * turn);
-        const double sine = std::sin(i * turn);
-        const Vec2d to = arc.center + Vec2d(radial.x() * cosine - radial.y() * sine,
-                                            radial.x() * sine + radial.y() * cosine);
-        spans.push_back({from, to, height + padding, number});
-        from = to;
-    }
-}
-
-std::vector<PaddedSpan> SpansOf(const std::vector<Element>& elements)
-{
-    const double meanLength = MeanLength(elements);
-    std::vector<PaddedSpan> spans;
-    spans.reserve(elements.size());
-    for (std::size_t e = 0; e < elements.size(); ++e) {
-        const Element& element = elements[e];
-        if (!element.active) {
-            continue;
-        }
-        const int number = static_cast<int>(e);
-        const double padding = 2 * element.tolerance;
-        if (!element.isArc || element.IsPoint()) {
-            spans.push_back({element.start, element.end, padding, number});
-        } else {
-            AddSpansOfArc(element, number, meanLength, padding, spans);
-        }
-    }
-    return spans;
-}
-
-/// Lower and upper corner, padded.
-struct Box {
-    Vec2d low;
-    Vec2d high;
-
-    bool Meets(const Box& other) const
-    {
-        return low.x() <= other.high.x() && other.low.x() <= high.x() &&
-               low.y() <= other.high.y() && other.low.y() <= high.y();
-    }
-};
-
-std::vector<Box> BoxesOf(const std::vector<PaddedSpan>& spans, std::size_t elementCount)
-{
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    const Vec2d far(kInfinity, kInfinity);
-    std::vector<Box> boxes(elementCount, Box{far, -far});
-    for (const PaddedSpan& span : spans) {
-        Box& box = boxes[static_cast<std::size_t>(span.element)];
-        for (int axis = 0; axis < 2; ++axis) {
-            const auto [least, most] = std::minmax(span.first[axis], span.last[axis]);
-            box.low[axis] = std::min(box.low[axis], least - span.padding);
-            box.high[axis] = std::max(box.high[axis], most + span.padding);
-        }
-    }
-    return boxes;
-}
 
 /// Meetings of all pairs, by the first element, then the second.
 std::vector<PairMeeting> FindMeetings(const std::vector<Element>& elements)
 {
-    const std::vector<PaddedSpan> spans = SpansOf(elements);
-    const std::vector<Box> boxes = BoxesOf(spans, elements.size());
     const int count = static_cast<int>(elements.size());
-    const SegmentGrid grid(spans, count);
+    const CandidatePairs pairs(elements);
 
     std::vector<std::vector<PairMeeting>> found(
         static_cast<std::size_t>(count / Parallel::Impl::kChunkSize + 1));
@@ -145,13 +52,9 @@ std::vector<PairMeeting> FindMeetings(const std::vector<Element>& elements)
             found[static_cast<std::size_t>(from / Parallel::Impl::kChunkSize)];
         std::vector<int> candidates;
         for (int first = from; first < to; ++first) {
-            grid.Candidates(first, candidates);
-            const Box& box = boxes[static_cast<std::size_t>(first)];
+            pairs.Of(first, candidates);
             for (const int second : candidates) {
-                if (!box.Meets(boxes[static_cast<std::size_t>(second)])) {
-                    continue;
-                }
-                for (const Meeting& meeting :
+                for (const ElementMeeting& meeting :
                      MeetingsOf(elements[static_cast<std::size_t>(first)],
                                 elements[static_cast<std::size_t>(second)])) {
                     own.push_back({first, second, meeting});
@@ -248,19 +151,19 @@ Visits SortedVisits(const std::vector<PairMeeting>& meetings, const std::vector<
     std::vector<Visit> unsorted;
     unsorted.reserve(2 * meetings.size());
     for (const PairMeeting& pair : meetings) {
-        const Meeting& meeting = pair.meeting;
+        const ElementMeeting& meeting = pair.meeting;
         int point = 2 * (meeting.end < 2 ? pair.first : pair.second) + meeting.end % 2;
-        if (meeting.end == Meeting::kCrossing) {
+        if (meeting.end == ElementMeeting::kCrossing) {
             Vec2d position = meeting.point;
             narrow(position);
             point = points.AddCrossing(
                 position, std::max(elements[static_cast<std::size_t>(pair.first)].tolerance,
                                    elements[static_cast<std::size_t>(pair.second)].tolerance));
         }
-        if (meeting.onFirst != Meeting::kNoCut) {
+        if (meeting.onFirst != ElementMeeting::kNoCut) {
             unsorted.push_back({pair.first, point, meeting.onFirst});
         }
-        if (meeting.onSecond != Meeting::kNoCut) {
+        if (meeting.onSecond != ElementMeeting::kNoCut) {
             unsorted.push_back({pair.second, point, meeting.onSecond});
         }
     }

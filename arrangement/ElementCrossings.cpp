@@ -35,7 +35,7 @@ struct Pair {
     const Element& first;
     const Element& second;
     double tolerance;
-    Meetings found;
+    ElementMeetings found;
     /// Ends that lie on the other element, those at an end of it included.
     std::array<Vec2d, 4> contacts{};
     int contactCount = 0;
@@ -51,14 +51,14 @@ struct Pair {
 
     void TouchEnd(int end, const Vec2d& point, const Element& other)
     {
-        double place = Meeting::kNoCut;
+        double place = ElementMeeting::kNoCut;
         const Contact contact = Touch(other, point, tolerance, place);
         if (contact == Contact::None) {
             return;
         }
         contacts[static_cast<std::size_t>(contactCount++)] = point;
         if (contact == Contact::Inside) {
-            Meeting meeting{point, end};
+            ElementMeeting meeting{point, end};
             (end < 2 ? meeting.onSecond : meeting.onFirst) = place;
             found.Add(meeting);
         }
@@ -77,7 +77,7 @@ struct Pair {
     /// for segments, which know them better than a projection does, and are ignored for arcs.
     void AddInside(const Vec2d& point, double onFirst, double onSecond)
     {
-        Meeting meeting{point, Meeting::kCrossing, onFirst, onSecond};
+        ElementMeeting meeting{point, ElementMeeting::kCrossing, onFirst, onSecond};
         if (first.isArc) {
             meeting.onFirst = PlaceAlong(first, point);
         }
@@ -143,6 +143,12 @@ void CrossSegments(Pair& pair)
     const double startHeightOfB = a.direction ^ (b.start - a.start);
     const double endHeightOfB = a.direction ^ (b.end - a.start);
     if (!Opposite(startHeightOfB, endHeightOfB)) {
+        return;
+    }
+    // On one line all heights are rounding, and the segments may lie one after the other.
+    const auto [least, most] =
+        std::minmax({a.direction * (b.start - a.start), a.direction * (b.end - a.start)});
+    if (most < 0 || least > a.length) {
         return;
     }
     const double fraction = startHeight / (startHeight - endHeight);
@@ -216,22 +222,28 @@ void CrossArcs(Pair& pair)
     if (!(distance < a.radius + b.radius && distance > std::fabs(a.radius - b.radius))) {
         return;
     }
-    // The crossings lie on the radical line, `reach` along the axis and `height` to either side of
-    // it.
+    // The crossings lie on the radical line, `reach` along the axis from the first center and
+    // `height` to either side of it. From the center of a much larger circle they would come out
+    // with the rounding of its radius, multiplied by the ratio of the two.
+    constexpr double kMuchLarger = 8;
+    const bool fromFirst = !(a.radius > kMuchLarger * b.radius);
+    const Element& near = fromFirst ? a : b;
+    const Element& far = fromFirst ? b : a;
     const double reach =
-        0.5 * (distance + (a.radius - b.radius) * ((a.radius + b.radius) / distance));
-    const double height = std::sqrt(std::max(0.0, (a.radius - reach) * (a.radius + reach)));
+        0.5 * (distance + (near.radius - far.radius) * ((near.radius + far.radius) / distance));
+    const double height = std::sqrt(std::max(0.0, (near.radius - reach) * (near.radius + reach)));
+    const Vec2d middle = near.center + (fromFirst ? axis : -axis) * reach;
     const Vec2d left = -Vector::RightNormal(axis);
     for (const double side : {-1.0, 1.0}) {
         if (!pair.HasContactOnSide(a.center, axis, side)) {
-            pair.AddInside(a.center + axis * reach + left * (side * height), 0, 0);
+            pair.AddInside(middle + left * (side * height), 0, 0);
         }
     }
 }
 
 } // namespace
 
-Meetings MeetingsOf(const Element& first, const Element& second)
+ElementMeetings MeetingsOf(const Element& first, const Element& second)
 {
     if (!first.isArc && !second.isArc && AreClear(first, second)) {
         return {};

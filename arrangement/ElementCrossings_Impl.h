@@ -9,6 +9,8 @@
 // breadth from the joint, and it makes the two ends of an overlap come out by themselves.
 #pragma once
 
+#include "mathbase/GeometryArc_Impl.h"
+
 #include <Velk/Math/Geometry_E.h>
 
 #include <array>
@@ -45,12 +47,17 @@ struct Element {
     double radius = 0;
     double sense = 0;
 
-    /// No longer than its tolerance: a point that may touch others and is never cut.
-    bool IsPoint() const { return !(length > tolerance) || (isArc && !(radius > tolerance)); }
+    /// No longer than its tolerance, or an arc so small that it ends where it starts whatever its
+    /// length: a point that may touch others and is never cut.
+    bool IsPoint() const
+    {
+        return !(length > tolerance) ||
+               (isArc && !(radius > std::fmax(tolerance, Geometry::Impl::kRadiusFloor)));
+    }
 };
 
 /// One meeting of a first and a second element.
-struct Meeting {
+struct ElementMeeting {
     static constexpr int kCrossing = -1;
     static constexpr double kNoCut = -1;
 
@@ -63,14 +70,14 @@ struct Meeting {
     double onSecond = kNoCut;
 };
 
-struct Meetings {
+struct ElementMeetings {
     /// Four ends and the two crossings of a circle.
-    std::array<Meeting, 6> items;
+    std::array<ElementMeeting, 6> items;
     int count = 0;
 
-    void Add(const Meeting& meeting) { items[static_cast<std::size_t>(count++)] = meeting; }
-    const Meeting* begin() const { return items.data(); }
-    const Meeting* end() const { return items.data() + count; }
+    void Add(const ElementMeeting& meeting) { items[static_cast<std::size_t>(count++)] = meeting; }
+    const ElementMeeting* begin() const { return items.data(); }
+    const ElementMeeting* end() const { return items.data() + count; }
 };
 
 /// Place of `point` along the element: of its foot on a segment's line, unclamped, or of its
@@ -88,7 +95,7 @@ inline double PlaceAlong(const Element& element, const Vec2d& point)
 
 /// The places where `first` and `second` meet and at least one of them is to be cut: no place lies
 /// within the larger of the two tolerances of an end of the element that it cuts.
-Meetings MeetingsOf(const Element& first, const Element& second);
+ElementMeetings MeetingsOf(const Element& first, const Element& second);
 
 /// Tolerance that coordinates of the given size can bear; one that is negative or NaN counts as 0.
 template <class T>
@@ -137,6 +144,8 @@ Element MakeElement(const Geometry::ArcBase<T>& arc, T tolerance)
                      element.tolerance <= kLargestCoordinate;
     if (element.active) {
         element.end = Vec2d(Geometry::EndPoint(arc));
+        // A float arc near the limit of its type may end beyond it.
+        element.active = LargestCoordinate(element.end) <= kLargestCoordinate;
     }
     return element;
 }

@@ -17,9 +17,11 @@ using Spans = std::vector<PaddedSpan>;
 
 /// Spans that a bucket may hold before splitting it is tried: testing a few dozen pairs costs less.
 constexpr std::size_t kCrowded = 12;
-/// A split must leave at most this share of the pairs, or it is not worth its copies. Together with
-/// the depth it bounds the copies that crossing bundles can cause.
+/// A split must leave at most this share of the pairs, or it is not worth its copies. For a large
+/// crowd the copies add up over many splits, and there is another way to tell its pairs apart.
 constexpr double kWorthwhileShare = 0.8;
+constexpr double kWorthwhileShareOfMany = 0.6;
+constexpr std::size_t kMany = 64;
 constexpr int kDeepestSplit = 40;
 
 /// Grows paddings and cells a little, so that no rounding separates what touches.
@@ -117,19 +119,25 @@ void Clip(PaddedSpan& span, const Vec2d& axis, double limit, double sense)
     }
 }
 
-Spans ClippedToCell(const Spans& spans, const Grid& grid, std::size_t cell, const int* begin,
-                    const int* end)
+/// The cell, a little enlarged.
+Region RegionOfCell(const Grid& grid, std::size_t cell)
 {
     const auto columns = static_cast<std::size_t>(grid.columns);
     const Vec2d corner = grid.corner + grid.cell * Vec2d(cell % columns, cell / columns);
+    const Vec2d slack(kSlack * grid.cell, kSlack * grid.cell);
+    return {corner - slack, corner + Vec2d(grid.cell, grid.cell) + slack};
+}
+
+Spans ClippedTo(const Region& region, const Spans& spans, const int* begin, const int* end)
+{
     Spans clipped;
     clipped.reserve(static_cast<std::size_t>(end - begin));
     for (const int* number = begin; number != end; ++number) {
         PaddedSpan span = spans[static_cast<std::size_t>(*number)];
         for (int axis = 0; axis < 2; ++axis) {
             const Vec2d unit(axis == 0 ? 1 : 0, axis == 0 ? 0 : 1);
-            Clip(span, unit, corner[axis] + (1 + kSlack) * grid.cell, 1);
-            Clip(span, unit, corner[axis] - kSlack * grid.cell, -1);
+            Clip(span, unit, region.high[axis], 1);
+            Clip(span, unit, region.low[axis], -1);
         }
         clipped.push_back(span);
     }
@@ -182,9 +190,34 @@ Split SplitAcross(const Spans& spans, const Vec2d& axis, std::vector<double>& mi
     return split;
 }
 
-/// Splits the spans until they are few or no split helps, and appends one bucket (a run of elements
-/// and its length) for each leaf. The depth bounds the recursion.
-void SplitCrowd(Spans spans, int depth, std::vector<int>& members, std::vector<int>& lengths)
+/// What the splitting of a cell leaves: buckets, as a run of elements and its length each, and
+/// crowds.
+struct Leaves {
+    std::vector<int> members;
+    std::vector<int> lengths;
+    std::vector<Crowd> crowds;
+
+    void Add(const Spans& spans, const Region& region)
+    {
+        std::vector<int> elements;
+        elements.reserve(spans.size());
+        for (const PaddedSpan& span : spans) {
+            elements.push_back(span.element);
+        }
+        // Spans come in the order of their elements.
+        elements.erase(std::unique(elements.begin(), elements.end()), elements.end());
+        if (elements.size() > kMany) {
+            crowds.push_back({std::move(elements), region});
+            return;
+        }
+        members.insert(members.end(), elements.begin(), elements.end());
+        lengths.push_back(static_cast<int>(elements.size()));
+    }
+};
+
+/// Splits the spans until they are few or no split helps. The depth bounds the recursion.
+/// `region`: where the spans have been clipped to, but for slanted splits.
+void SplitCrowd(Spans spans, const Region& region, int depth, Leaves& leaves)
 {
     const auto count = static_cast<double>(spans.size());
     Split best;
@@ -196,11 +229,9 @@ void SplitCrowd(Spans spans, int depth, std::vector<int>& members, std::vector<i
             best = split.pairs < best.pairs ? split : best;
         }
     }
-    if (!(best.pairs <= kWorthwhileShare * count * count)) {
-        for (const PaddedSpan& span : spans) {
-            members.push_back(span.element);
-        }
-        lengths.push_back(static_cast<int>(spans.size()));
+    const double share = spans.size() > kMany ? kWorthwhileShareOfMany : kWorthwhileShare;
+    if (!(best.pairs <= share * count * count)) {
+        leaves.Add(spans, region);
         return;
     }
     Spans below;
@@ -217,8 +248,16 @@ void SplitCrowd(Spans spans, int depth, std::vector<int>& members, std::vector<i
         }
     }
     Spans().swap(spans); // the two sides hold it all
-    SplitCrowd(std::move(below), depth + 1, members, lengths);
-    SplitCrowd(std::move(above), depth + 1, members, lengths);
+    Region regionBelow = region;
+    Region regionAbove = region;
+    for (int axis = 0; axis < 2; ++axis) {
+        if (best.axis[axis] == 1) {
+            regionBelow.high[axis] = best.place;
+            regionAbove.low[axis] = best.place;
+        }
+    }
+    SplitCrowd(std::move(below), regionBelow, depth + 1, leaves);
+    SplitCrowd(std::move(above), regionAbove, depth + 1, leaves);
 }
 
 /// The spans of each cell, as a list of runs: those of cell c are numbers[first[c]] to first[c +
@@ -263,29 +302,27 @@ SegmentGrid::SegmentGrid(const Spans& spans, int elementCount)
                 crowded.push_back(cell);
             }
         }
-        struct Leaves {
-            std::vector<int> members;
-            std::vector<int> lengths;
-        };
         std::vector<Leaves> leaves(crowded.size());
         Parallel::Impl::ApplyParallel(std::size_t{0}, crowded.size(), [&](std::size_t i) {
             const std::size_t cell = crowded[i];
-            SplitCrowd(ClippedToCell(spans, grid, cell, cells.numbers.data() + cells.first[cell],
-                                     cells.numbers.data() + cells.first[cell + 1]),
-                       0, leaves[i].members, leaves[i].lengths);
+            const Region region = RegionOfCell(grid, cell);
+            SplitCrowd(ClippedTo(region, spans, cells.numbers.data() + cells.first[cell],
+                                 cells.numbers.data() + cells.first[cell + 1]),
+                       region, 0, leaves[i]);
         });
 
         std::vector<int> bucket;
         std::size_t nextCrowded = 0;
         for (std::size_t cell = 0; cell + 1 < cells.first.size(); ++cell) {
             if (nextCrowded < crowded.size() && crowded[nextCrowded] == cell) {
-                const Leaves& split = leaves[nextCrowded++];
+                Leaves& split = leaves[nextCrowded++];
                 auto from = split.members.begin();
                 for (const int length : split.lengths) {
                     bucket.assign(from, from + length);
                     AddBucket(bucket);
                     from += length;
                 }
+                std::move(split.crowds.begin(), split.crowds.end(), std::back_inserter(crowds_));
                 continue;
             }
             bucket.clear();
@@ -330,10 +367,10 @@ void SegmentGrid::NumberBucketsByElement(int elementCount)
     }
 }
 
-void SegmentGrid::Candidates(int element, std::vector<int>& candidates) const
+void SegmentGrid::Sharers(int element, std::vector<int>& sharers) const
 {
     constexpr int kFewRuns = 8; // merging them costs less than sorting all over again
-    candidates.clear();
+    sharers.clear();
     const int firstBucket = firstBucket_[static_cast<std::size_t>(element)];
     const int lastBucket = firstBucket_[static_cast<std::size_t>(element) + 1];
     const int runs = lastBucket - firstBucket;
@@ -341,16 +378,16 @@ void SegmentGrid::Candidates(int element, std::vector<int>& candidates) const
         const auto bucket = static_cast<std::size_t>(buckets_[static_cast<std::size_t>(i)]);
         const auto begin = members_.begin() + firstMember_[bucket];
         const auto end = members_.begin() + firstMember_[bucket + 1];
-        const auto before = static_cast<std::ptrdiff_t>(candidates.size());
-        candidates.insert(candidates.end(), std::upper_bound(begin, end, element), end);
+        const auto before = static_cast<std::ptrdiff_t>(sharers.size());
+        sharers.insert(sharers.end(), std::upper_bound(begin, end, element), end);
         if (runs <= kFewRuns) {
-            std::inplace_merge(candidates.begin(), candidates.begin() + before, candidates.end());
+            std::inplace_merge(sharers.begin(), sharers.begin() + before, sharers.end());
         }
     }
     if (runs > kFewRuns) {
-        std::sort(candidates.begin(), candidates.end());
+        std::sort(sharers.begin(), sharers.end());
     }
-    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+    sharers.erase(std::unique(sharers.begin(), sharers.end()), sharers.end());
 }
 
 long long SegmentGrid::PairCount() const

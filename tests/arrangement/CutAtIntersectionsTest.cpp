@@ -346,6 +346,73 @@ TYPED_TEST(CutSegments, AThicketOfCrossingsMovesNoCutFar)
     }
 }
 
+TYPED_TEST(CutSegments, OnesBehindEachOtherOnALineAreNotCut)
+{
+    using T = TypeParam;
+    // One line in any direction, and a gap of some tolerances. All heights over the line are
+    // rounding, of either sign, so that it may look as if the two crossed somewhere.
+    ::Test::Random random(37);
+    const double tolerance = std::is_same_v<T, float> ? 1e-4 : 1e-9;
+    for (int trial = 0; trial < 5000; ++trial) {
+        const double angle = random.Between(0, 7);
+        const Vec2d along(std::cos(angle), std::sin(angle));
+        const Vec2d start = random.Vector<2, double>(-10, 10);
+        const double length = random.Between(1, 50);
+        const double gap = tolerance * random.Between(1.5, 2.5);
+        const auto at = [&](double place) { return VecBase<2, T>(start + along * place); };
+        Segments<T> s{{at(0), at(length)}, {at(length + gap), at(length + gap + 20)}};
+        const Segments<T> before = s;
+        ASSERT_FALSE(CutAtIntersections(s, static_cast<T>(tolerance))) << trial;
+        ASSERT_TRUE(SameBits(s, before));
+    }
+}
+
+TYPED_TEST(CutSegments, ManySpokesAreCutByOneRingAndNotByEachOther)
+{
+    using T = TypeParam;
+    // 720 spokes from one end, and a square around it whose corners lie between spokes.
+    Segments<T> s;
+    for (int i = 0; i < 720; ++i) {
+        const double angle = kTwoPi<double> * (i + 0.5) / 720;
+        s.push_back(
+            {{1, 2},
+             {static_cast<T>(1 + 4 * std::cos(angle)), static_cast<T>(2 + 4 * std::sin(angle))}});
+    }
+    s.push_back({{0, 1}, {2, 1}});
+    s.push_back({{2, 1}, {2, 3}});
+    s.push_back({{2, 3}, {0, 3}});
+    s.push_back({{0, 3}, {0, 1}});
+    ASSERT_TRUE(CutAtIntersections(s, T(1e-5)));
+    ASSERT_EQ(s.size(), 2 * 720U + 4 * 181); // two pieces of each spoke, and 181 of each side
+    for (std::size_t i = 0; i < 1440; i += 2) {
+        EXPECT_EQ(s[i].start, (VecBase<2, T>{1, 2}));
+        EXPECT_EQ(s[i].end, s[i + 1].start);
+        const double reach = std::max(std::fabs(static_cast<double>(s[i].end.x()) - 1),
+                                      std::fabs(static_cast<double>(s[i].end.y()) - 2));
+        EXPECT_NEAR(reach, 1, 1e-6);
+    }
+}
+
+TYPED_TEST(CutSegments, SpokesThatOverlapAreCutAtEachOthersEnds)
+{
+    using T = TypeParam;
+    // Sixty from one end in one direction, of lengths 1 to 60, among sixty in other directions. The
+    // one of length k passes the ends of all shorter ones.
+    Segments<T> s;
+    for (int k = 1; k <= 60; ++k) {
+        s.push_back({{0, 0}, {static_cast<T>(4 * k), static_cast<T>(3 * k)}});
+        s.push_back({{0, 0}, {static_cast<T>(-4 * k), static_cast<T>(5)}});
+    }
+    ASSERT_TRUE(CutAtIntersections(s, T(1e-4)));
+    ASSERT_EQ(s.size(), 60U + 60 * 61 / 2);
+    std::size_t next = 0;
+    for (int k = 1; k <= 60; ++k, ++next) {
+        for (int i = 1; i <= k; ++i, ++next) {
+            EXPECT_EQ(s[next].end, (VecBase<2, T>{static_cast<T>(4 * i), static_cast<T>(3 * i)}));
+        }
+    }
+}
+
 TYPED_TEST(CutSegments, ToleranceBelowRoundingStillSeesATouch)
 {
     using T = TypeParam;
@@ -857,6 +924,92 @@ TYPED_TEST(CutArcs, ArcEndOnASegmentAndSegmentEndOnAnArc)
     EXPECT_LT(Distance(Vec2d(s[0].end), Vec2d(-2, 0)), kClose<T>);
     EXPECT_EQ(s[1].end, (VecBase<2, T>{2, 0}));   // the arc's start, bit for bit
     EXPECT_EQ(a[1].start, (VecBase<2, T>{0, 2})); // the segment's
+}
+
+TEST(CutArcsOfDifferentSize, CrossingsLieOnBothCircles)
+{
+    // A circle of radius about 1 and an arc of a much larger one right through it. From the center
+    // of the large one a crossing would come out with the rounding of its radius times the ratio of
+    // the two. The crossings of the small circle, in long double, tell how far off a cut is.
+    ::Test::Random random(41);
+    for (int trial = 0; trial < 2000; ++trial) {
+        SCOPED_TRACE(trial);
+        const double radius = random.Between(0.5, 3);
+        const double large = std::pow(10.0, random.Between(2, 6));
+        const Vec2d center = random.Vector<2, double>(-5, 5);
+        const double angle = random.Between(0, 7);
+        const Vec2d out(std::cos(angle), std::sin(angle));
+        const Vec2d far = center + out * (large + radius * random.Between(-0.9, 0.9));
+        const double half = 10 / large;
+        Segments<double> none;
+        Arcs<double> a{ArcAt<double>(far, large, angle + kPi<double> - half, 2 * half),
+                       ArcAt<double>(center, radius, angle, kTwoPi<double>)};
+        const Arcs<double> before = a;
+        ASSERT_TRUE(CutAtIntersections(none, a, 1e-12));
+        ASSERT_EQ(a.size(), 6U);
+        for (const std::size_t cut :
+             {std::size_t{1}, std::size_t{2}, std::size_t{4}, std::size_t{5}}) {
+            for (const ArcBase<double>& arc : before) {
+                const auto apart = [](const Vec2d& p, const Vec2d& q) {
+                    return std::hypot(static_cast<long double>(p.x()) - q.x(),
+                                      static_cast<long double>(p.y()) - q.y());
+                };
+                const long double off =
+                    std::fabs(apart(a[cut].start, arc.center) - apart(arc.start, arc.center));
+                EXPECT_LT(off, 2e-15 * large);
+            }
+        }
+    }
+}
+
+TEST(CutArcsOfDifferentSize, ArcsThatEndShortOfEachOtherAreNotCut)
+{
+    // Met by chance: the large arc ends 6e-8 from the start of the small one, 60 tolerances, and
+    // their circles cross beyond that end. Computed from the large center the crossing seemed to
+    // lie on both arcs.
+    Segments<double> none;
+    Arcs<double> a{{{-79979.681512501411, -160847.67674422328}, {1000, -500}, 1118.2598538961329},
+                   {{2.8031580498852922, 0.94223584807576899}, {0.25, 1}, 0.37231647245861632}};
+    EXPECT_FALSE(CutAtIntersections(none, a, 1e-9));
+    EXPECT_EQ(a.size(), 2U);
+}
+
+TEST(CutArcsNearTheLimit, FloatArcsThatEndBeyondTheirTypeAreLeftAlone)
+{
+    // The first begins within the range of float and ends beyond; its end counts as not finite.
+    const float most = std::numeric_limits<float>::max();
+    Segments<float> s{{{-4, 0}, {4, 0}}, {{0, -4}, {0, 4}}};
+    Arcs<float> a{{{0.9F * most, 0}, {0.9F * most, 0.5F * most}, -0.7F * most},
+                  {{0, 0}, {2, 0}, 12}};
+    const Arcs<float> before = a;
+    EXPECT_TRUE(CutAtIntersections(s, a, 1e-8F));
+    EXPECT_TRUE(SameBits(Arcs<float>{a[0]}, Arcs<float>{before[0]}));
+    EXPECT_EQ(s.size(), 8U); // both lines at each other and twice at the circle
+    EXPECT_EQ(a.size(), 5U);
+    ::Test::Random random(43);
+    for (int trial = 0; trial < 500; ++trial) {
+        Segments<float> t;
+        Arcs<float> b;
+        for (int i = 0; i < 40; ++i) {
+            const auto any = [&] { return static_cast<float>(random.Between(-1, 1) * most); };
+            t.push_back({{any(), any()}, {any(), any()}});
+            b.push_back({{any(), any()}, {any(), any()}, any()});
+        }
+        const std::size_t count = t.size() + b.size();
+        const bool cut = CutAtIntersections(t, b, 1e-8F);
+        EXPECT_EQ(cut, t.size() + b.size() > count);
+    }
+}
+
+TYPED_TEST(CutArcs, TinyArcsThatEndWhereTheyStartAreNeverCut)
+{
+    using T = TypeParam;
+    // A radius of 5e-13 is below the floor at which an arc has an angle: its end is its start.
+    Segments<T> s{{{0, T(-1)}, {0, T(1)}}};
+    Arcs<T> a{{{T(1e-13), 0}, {T(6e-13), 0}, T(3e-12)}};
+    const Arcs<T> before = a;
+    CutAtIntersections(s, a, T(0));
+    EXPECT_TRUE(SameBits(a, before));
 }
 
 TYPED_TEST(CutArcs, DegenerateAndNonFiniteArcsAreLeftAlone)

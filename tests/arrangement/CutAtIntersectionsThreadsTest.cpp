@@ -2,8 +2,8 @@
 
 #include <Velk/Math/Intersect_E.h>
 
-#include "tests/support/ThreadLimit.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/ThreadLimit.h"
 
 #include <cmath>
 #include <cstring>
@@ -52,6 +52,16 @@ Elements<T> Thicket()
     }
     for (std::size_t i = 0; i < 100; ++i) {
         elements.arcs.push_back(elements.arcs[3 * i]);
+    }
+    // Crowds that no line parts: nested circles, and a fan.
+    for (int i = 1; i <= 300; ++i) {
+        const double angle = 0.02 * i;
+        const VecBase<2, T> hub(3, 7);
+        const VecBase<2, T> rim(static_cast<T>(3 + 9 * std::cos(angle)),
+                                static_cast<T>(7 + 9 * std::sin(angle)));
+        elements.segments.push_back({hub, rim});
+        const T radius = static_cast<T>(20 + 0.01 * i);
+        elements.arcs.push_back({{0, 0}, {radius, 0}, kTwoPi<T> * radius});
     }
     return elements;
 }
