@@ -72,7 +72,7 @@ class LineBoxTest {
 public:
     /// For boxes within the box from `min` to `max`. They are taken for larger by `share` of the
     /// largest coordinate difference between the origin and that box, and by what rounding needs.
-    /// `direction` fulfills `IsRayDirection`. With a NaN in the origin no box is met.
+    /// `direction` fulfills `IsRayDirection`. With an origin that is not finite no box is met.
     LineBoxTest(const VecBase<N, T>& origin, const VecBase<N, T>& direction,
                 const VecBase<N, T>& min, const VecBase<N, T>& max, T share)
         : origin_(origin)
@@ -84,6 +84,9 @@ public:
             largest = std::max(largest, std::fabs(direction[i]));
         }
         slack_ = std::min(reach * (share + kRounding), std::numeric_limits<T>::max());
+        for (int i = 0; i < N; ++i) {
+            slack_ += origin[i] - origin[i]; // 0, or no number, which no comparison survives
+        }
         for (int i = 0; i < N; ++i) {
             // A component that moves the line by less than the rounding, all the way through, is
             // none. What is left has no overflow.

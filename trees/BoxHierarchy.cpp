@@ -82,7 +82,7 @@ public:
     using Point = Padded<D, T>;
 
     HierarchyBuilder(Hierarchy& hierarchy, int leafSize)
-        : hierarchy_(hierarchy), leafSize_(static_cast<std::size_t>(std::clamp(leafSize, 1, 255)))
+        : hierarchy_(hierarchy), leafSize_(static_cast<std::size_t>(std::max(leafSize, 1)))
     {
     }
 
@@ -104,6 +104,10 @@ public:
         }
         hierarchy_.order_.resize(entries_[0].size());
         hierarchy_.nodes_.reserve(entries_[0].size() / (2 * leafSize_) + 1);
+        if (leafSize_ > 1) {
+            hierarchy_.leafBegins_.reserve(entries_[0].size() / leafSize_ + 2);
+            hierarchy_.leafBegins_.push_back(0);
+        }
         if (cut == HierarchyCut::Area) {
             entries_[1].resize(entries_[0].size());
             MakeAreaNode(whole, 0);
@@ -243,7 +247,7 @@ private:
     {
         std::array<Range, kWidth> ranges{whole};
         std::size_t count = 1;
-        if (whole.Count() <= kWidth) {
+        if (leafSize_ == 1 && whole.Count() <= kWidth) {
             for (count = 0; count < whole.Count(); ++count) {
                 const std::size_t place = whole.first + count;
                 ranges[count] = {place, place + 1, whole.list, {}};
@@ -463,13 +467,7 @@ private:
     void SetSlot(std::size_t number, std::size_t slot, const Range& range,
                  const MakeChild& makeChild)
     {
-        const bool isLeaf = range.Count() <= leafSize_;
-        if (isLeaf) {
-            for (std::size_t i = range.first; i < range.last; ++i) {
-                hierarchy_.order_[i] = entries_[range.list][i].number;
-            }
-        }
-        const std::int32_t child = isLeaf ? static_cast<std::int32_t>(range.first) : makeChild();
+        const std::int32_t child = range.Count() <= leafSize_ ? ~AddLeaf(range) : makeChild();
         Node& node = hierarchy_.nodes_[number]; // only now: the array may have moved
         for (int axis = 0; axis < D; ++axis) {
             const auto i = static_cast<std::size_t>(axis);
@@ -477,8 +475,20 @@ private:
             node.max[i].Set(static_cast<int>(slot), range.extent.box.max[axis]);
         }
         node.child[slot] = child;
-        node.leafCount[slot] = static_cast<std::uint8_t>(isLeaf ? range.Count() : 0);
-        node.count = static_cast<std::int8_t>(slot + 1);
+        node.count = static_cast<std::int32_t>(slot + 1);
+    }
+
+    /// From left to right, so that its items come behind those of the leaf before.
+    std::int32_t AddLeaf(const Range& range)
+    {
+        for (std::size_t i = range.first; i < range.last; ++i) {
+            hierarchy_.order_[i] = entries_[range.list][i].number;
+        }
+        if (leafSize_ == 1) {
+            return static_cast<std::int32_t>(range.first);
+        }
+        hierarchy_.leafBegins_.push_back(static_cast<std::int32_t>(range.last));
+        return static_cast<std::int32_t>(hierarchy_.leafBegins_.size()) - 2;
     }
 
     Hierarchy& hierarchy_;

@@ -16,6 +16,7 @@
 // subtree next to each other in another one.
 #pragma once
 
+#include "mathbase/RayBox_Impl.h"
 #include "trees/BoundTests_Impl.h"
 #include "trees/TraversalStack_Impl.h"
 
@@ -51,6 +52,13 @@ enum class HierarchyCut {
     Order
 };
 
+/// The items that one leaf holds: `count` of them from `first` on in `BoxHierarchy::Order`.
+struct HierarchyLeaf {
+    std::size_t number;
+    std::size_t first;
+    std::size_t count;
+};
+
 /// Boxes are numbered by their place in the list. One with a NaN, or with `min` above `max` on an
 /// axis, is left out and never found; infinite ones are found like others. At most 2^31 - 1 boxes.
 ///
@@ -71,14 +79,27 @@ public:
     BoxHierarchy() = default;
     /// O(n log n), whatever the boxes.
     BoxHierarchy(const std::vector<Box>& boxes, HierarchyCut cut) : BoxHierarchy(boxes, cut, 1) {}
-    /// The same with up to `leafSize` items, at most 255, where otherwise there is one: for whoever
-    /// tests several at once, and for less memory. Items then come although their own box is not
-    /// selected, when that of their leaf is.
+    /// The same with up to `leafSize` items where otherwise there is one: for whoever tests several
+    /// at once, and for less memory. Items then come although their own box is not selected, when
+    /// that of their leaf is.
     BoxHierarchy(const std::vector<Box>& boxes, HierarchyCut cut, int leafSize);
 
     bool IsEmpty() const { return order_.empty(); }
     /// The numbers, leaf by leaf; those of a subtree stand together.
     const std::vector<std::int32_t>& Order() const { return order_; }
+    /// Leaves, numbered from left to right.
+    std::size_t LeafCount() const
+    {
+        return leafBegins_.empty() ? order_.size() : leafBegins_.size() - 1;
+    }
+    HierarchyLeaf Leaf(std::size_t number) const
+    {
+        if (leafBegins_.empty()) {
+            return {number, number, 1};
+        }
+        const auto first = static_cast<std::size_t>(leafBegins_[number]);
+        return {number, first, static_cast<std::size_t>(leafBegins_[number + 1]) - first};
+    }
     /// Around all boxes; the default (inverted) box when there is none.
     const Box& Whole() const { return whole_; }
 
@@ -108,18 +129,24 @@ public:
     template <class Sink>
     bool VisitMeeting(const Box& box, const Sink& sink) const;
 
+    /// Items whose box a line meets.
+    template <class Scalar, class Sink>
+    bool VisitOnLine(const Intersect::Impl::LineBoxTest<D, Scalar>& line, const Sink& sink) const;
+
     /// Items whose box has a squared distance (`SquaredDistance`) below `squaredRadius` from
     /// `point`. None for a point with a NaN.
-    template <class Sink>
-    bool VisitWithin(const Point& point, T squaredRadius, const Sink& sink) const;
+    template <class Scalar, class Sink>
+    bool VisitWithin(const VecBase<D, Scalar>& point, std::type_identity_t<Scalar> squaredRadius,
+                     const Sink& sink) const;
 
     /// Items near `point`, the near boxes first as far as the hierarchy tells.
     ///
     /// `isOpen(squaredDistance)` or `isOpen(squaredDistance, subtree)` is asked whether anything at
     /// that distance or beyond may still be wanted. It may turn false in the course of the visit,
     /// as better results are found, and never true again. None for a point with a NaN.
-    template <class IsOpen, class Sink>
-    bool VisitNearest(const Point& point, const IsOpen& isOpen, const Sink& sink) const;
+    template <class Scalar, class IsOpen, class Sink>
+    bool VisitNearest(const VecBase<D, Scalar>& point, const IsOpen& isOpen,
+                      const Sink& sink) const;
 
 private:
     using Lanes = typename LanesOf<T>::Type;
@@ -145,16 +172,16 @@ private:
     struct Node {
         std::array<Row, D> min;
         std::array<Row, D> max;
-        /// Number of a node, or place of the first item in `order_`.
+        /// Number of a node, or of a leaf with all bits turned over.
         std::array<std::int32_t, kWidth> child;
-        /// Items of a leaf; 0: the child is a node, or there is none.
-        std::array<std::uint8_t, kWidth> leafCount;
-        std::int8_t count; // of subtrees, which come first
+        std::int32_t count; // of subtrees, which come first
     };
 
     /// Squared distances of a point to the boxes of a node, the same numbers as `SquaredDistance`;
     /// anything where no box is.
-    static std::array<T, kWidth> SquaredDistances(const Node& node, const Point& point);
+    template <class Scalar>
+    static std::array<Scalar, kWidth> SquaredDistances(const Node& node,
+                                                       const VecBase<D, Scalar>& point);
 
     static Box BoxAt(const Node& node, int slot)
     {
@@ -178,19 +205,46 @@ private:
 
     /// True when the sink ends the visit.
     template <class Sink>
-    bool ShowLeaf(std::int32_t first, int count, const Sink& sink) const
+    bool Show(std::int32_t leaf, const Sink& sink) const
     {
-        for (int i = 0; i < count; ++i) {
-            const std::int32_t number = order_[static_cast<std::size_t>(first + i)];
-            if constexpr (std::is_same_v<decltype(sink(number)), bool>) {
-                if (sink(number)) {
+        const HierarchyLeaf items = Leaf(static_cast<std::size_t>(leaf));
+        if constexpr (std::is_invocable_v<Sink, HierarchyLeaf>) {
+            return Told(sink, items);
+        } else {
+            for (std::size_t i = 0; i < items.count; ++i) {
+                if (Told(sink, order_[items.first + i])) {
                     return true;
                 }
-            } else {
-                sink(number);
             }
+            return false;
         }
-        return false;
+    }
+
+    template <class Sink, class Value>
+    static bool Told(const Sink& sink, const Value& value)
+    {
+        if constexpr (std::is_same_v<std::invoke_result_t<Sink, Value>, bool>) {
+            return sink(value);
+        } else {
+            sink(value);
+            return false;
+        }
+    }
+
+    /// Fetches what a visit of the child begins with: a node, or what the sink keeps of a leaf and
+    /// fetches by `sink.Prefetch(number)`, if it can.
+    template <class Sink>
+    void Prefetch(std::int32_t child, const Sink& sink) const
+    {
+        if (child >= 0) {
+            const auto* node =
+                reinterpret_cast<const char*>(&nodes_[static_cast<std::size_t>(child)]);
+            for (std::size_t line = 0; line < sizeof(Node); line += 64) {
+                __builtin_prefetch(node + line);
+            }
+        } else if constexpr (requires { sink.Prefetch(std::size_t{}); }) {
+            sink.Prefetch(static_cast<std::size_t>(~child));
+        }
     }
 
     /// Goes down wherever `select(node, number)` sets the bit of a slot, from left to right.
@@ -202,6 +256,7 @@ private:
 
     std::vector<Node> nodes_; // the first is the root
     std::vector<std::int32_t> order_;
+    std::vector<std::int32_t> leafBegins_; // in `order_`, and its end; none for leaves of one
     Box whole_;
 };
 
@@ -218,13 +273,14 @@ std::vector<Payload> BoxHierarchy<D, T>::Folded(const Payload& none, const Of& o
         const Node& node = nodes_[n];
         for (std::size_t slot = 0; slot < static_cast<std::size_t>(node.count); ++slot) {
             Payload& payload = folded[kWidth * n + slot];
-            const auto child = static_cast<std::size_t>(node.child[slot]);
-            if (node.leafCount[slot] > 0) {
-                payload = of(order_[child]);
-                for (std::size_t i = 1; i < node.leafCount[slot]; ++i) {
-                    payload = join(payload, of(order_[child + i]));
+            if (node.child[slot] < 0) {
+                const HierarchyLeaf leaf = Leaf(static_cast<std::size_t>(~node.child[slot]));
+                payload = of(order_[leaf.first]);
+                for (std::size_t i = 1; i < leaf.count; ++i) {
+                    payload = join(payload, of(order_[leaf.first + i]));
                 }
             } else {
+                const auto child = static_cast<std::size_t>(node.child[slot]);
                 payload = folded[kWidth * child];
                 for (std::size_t i = 1; i < static_cast<std::size_t>(nodes_[child].count); ++i) {
                     payload = join(payload, folded[kWidth * child + i]);
@@ -263,8 +319,8 @@ bool BoxHierarchy<D, T>::VisitSelected(const Select& select, const Sink& sink) c
         const auto slot = static_cast<std::size_t>(__builtin_ctz(slots));
         slots &= slots - 1;
         const std::int32_t child = node.child[slot];
-        if (node.leafCount[slot] > 0) {
-            if (ShowLeaf(child, node.leafCount[slot], sink)) {
+        if (child < 0) {
+            if (Show(~child, sink)) {
                 return true;
             }
             continue;
@@ -318,39 +374,68 @@ bool BoxHierarchy<D, T>::VisitMeeting(const Box& box, const Sink& sink) const
 }
 
 template <int D, class T>
-std::array<T, BoxHierarchy<D, T>::kWidth> BoxHierarchy<D, T>::SquaredDistances(const Node& node,
-                                                                               const Point& point)
+template <class Scalar, class Sink>
+bool BoxHierarchy<D, T>::VisitOnLine(const Intersect::Impl::LineBoxTest<D, Scalar>& line,
+                                     const Sink& sink) const
 {
-    std::array<T, kWidth> squaredDistances;
-    for (std::size_t part = 0; part < kParts; ++part) {
-        Lanes sum{};
+    return Visit(
+        [&](const Box& box) {
+            return line.Meets(VecBase<D, Scalar>(box.min), VecBase<D, Scalar>(box.max));
+        },
+        sink);
+}
+
+template <int D, class T>
+template <class Scalar>
+std::array<Scalar, BoxHierarchy<D, T>::kWidth>
+BoxHierarchy<D, T>::SquaredDistances(const Node& node, const VecBase<D, Scalar>& point)
+{
+    // As many at once as come in one vector of the scalars to be calculated with.
+    using Wide = typename LanesOf<Scalar>::Type;
+    constexpr std::size_t kWideLanes = sizeof(Wide) / sizeof(Scalar);
+    std::array<Scalar, kWidth> squaredDistances;
+    for (std::size_t first = 0; first < kWidth; first += kWideLanes) {
+        Wide sum{};
         for (int axis = 0; axis < D; ++axis) {
             const auto i = static_cast<std::size_t>(axis);
-            const Lanes below = node.min[i].part[part] - point[axis];
-            const Lanes above = point[axis] - node.max[i].part[part];
-            const Lanes beyond = below > above ? below : above;
-            const Lanes zero{};
+            Wide min;
+            Wide max;
+            if constexpr (std::is_same_v<Scalar, T>) {
+                min = node.min[i].part[first / kLanes];
+                max = node.max[i].part[first / kLanes];
+            } else {
+                for (std::size_t lane = 0; lane < kWideLanes; ++lane) {
+                    min[lane] = node.min[i][static_cast<int>(first + lane)];
+                    max[lane] = node.max[i][static_cast<int>(first + lane)];
+                }
+            }
+            const Wide below = min - point[axis];
+            const Wide above = point[axis] - max;
+            const Wide beyond = below > above ? below : above;
+            const Wide zero{};
             // No gap also where infinite ends meet and their difference is no number.
-            const Lanes gap = beyond > zero ? beyond : zero;
+            const Wide gap = beyond > zero ? beyond : zero;
             sum += gap * gap;
         }
-        for (std::size_t lane = 0; lane < kLanes; ++lane) {
-            squaredDistances[part * kLanes + lane] = sum[lane];
+        for (std::size_t lane = 0; lane < kWideLanes; ++lane) {
+            squaredDistances[first + lane] = sum[lane];
         }
     }
     return squaredDistances;
 }
 
 template <int D, class T>
-template <class Sink>
-bool BoxHierarchy<D, T>::VisitWithin(const Point& point, T squaredRadius, const Sink& sink) const
+template <class Scalar, class Sink>
+bool BoxHierarchy<D, T>::VisitWithin(const VecBase<D, Scalar>& point,
+                                     std::type_identity_t<Scalar> squaredRadius,
+                                     const Sink& sink) const
 {
     if (HasNaN(point)) {
         return false;
     }
     return VisitSelected(
         [&](const Node& node, std::size_t) {
-            const std::array<T, kWidth> squaredDistances = SquaredDistances(node, point);
+            const std::array<Scalar, kWidth> squaredDistances = SquaredDistances(node, point);
             unsigned slots = 0;
             for (std::size_t slot = 0; slot < static_cast<std::size_t>(node.count); ++slot) {
                 slots |= (squaredDistances[slot] < squaredRadius ? 1U : 0U) << slot;
@@ -361,15 +446,14 @@ bool BoxHierarchy<D, T>::VisitWithin(const Point& point, T squaredRadius, const 
 }
 
 template <int D, class T>
-template <class IsOpen, class Sink>
-bool BoxHierarchy<D, T>::VisitNearest(const Point& point, const IsOpen& isOpen,
+template <class Scalar, class IsOpen, class Sink>
+bool BoxHierarchy<D, T>::VisitNearest(const VecBase<D, Scalar>& point, const IsOpen& isOpen,
                                       const Sink& sink) const
 {
     struct Step {
-        T squaredDistance;
+        Scalar squaredDistance;
         std::int32_t child; // as in a node
         std::uint32_t subtree;
-        std::uint8_t leafCount;
     };
     if (nodes_.empty() || HasNaN(point)) {
         return false;
@@ -377,7 +461,7 @@ bool BoxHierarchy<D, T>::VisitNearest(const Point& point, const IsOpen& isOpen,
     TraversalStack<Step> stack;
     const auto offerSlotsOf = [&](std::size_t number) {
         const Node& node = nodes_[number];
-        const std::array<T, kWidth> squaredDistances = SquaredDistances(node, point);
+        const std::array<Scalar, kWidth> squaredDistances = SquaredDistances(node, point);
         // The farthest goes to the stack first, so that the nearest is taken next.
         std::array<Step, kWidth> steps;
         std::size_t count = 0;
@@ -392,9 +476,10 @@ bool BoxHierarchy<D, T>::VisitNearest(const Point& point, const IsOpen& isOpen,
                 steps[place] = steps[place - 1];
             }
             steps[place] = {squaredDistances[slot], node.child[slot],
-                            static_cast<std::uint32_t>(subtree), node.leafCount[slot]};
+                            static_cast<std::uint32_t>(subtree)};
         }
         for (std::size_t i = 0; i < count; ++i) {
+            Prefetch(steps[i].child, sink);
             stack.Push(steps[i]);
         }
     };
@@ -404,9 +489,9 @@ bool BoxHierarchy<D, T>::VisitNearest(const Point& point, const IsOpen& isOpen,
         if (!Ask(isOpen, step.squaredDistance, static_cast<std::size_t>(step.subtree))) {
             continue;
         }
-        if (step.leafCount == 0) {
+        if (step.child >= 0) {
             offerSlotsOf(static_cast<std::size_t>(step.child));
-        } else if (ShowLeaf(step.child, step.leafCount, sink)) {
+        } else if (Show(~step.child, sink)) {
             return true;
         }
     }

@@ -5,6 +5,7 @@
 #include <Sorvane/ArcSegChain_E.h>
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
+#include <Sorvane/ClosestPoint_E.h>
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/Decorations_E.h>
@@ -17,8 +18,11 @@
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/QuadtreeArcSegTree_E.h>
+#include <Sorvane/SegmentTree_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/TreeAddress_E.h>
+#include <Sorvane/TriangleTree_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Sorvane/Version_E.h>
 #include <Velk/Diagnostics_E.h>

@@ -3,7 +3,8 @@
 // sheet; SORVANE_BENCH_STL names another.
 
 #include "bench/support/Meshes.h"
-#include "trees/TriangleTree_Impl.h"
+
+#include <Sorvane/TriangleTree_E.h>
 
 #include <CGAL/AABB_traits.h>
 #include <CGAL/AABB_tree.h>
@@ -45,11 +46,11 @@ void BM_Sorvane(benchmark::State& state)
     double sum = 0;
     for (auto _ : state) {
         const Tree::QOFTriangleTree<3, double> tree(input.mesh.points, input.mesh.indices);
-        const double reach = 4 * tree.Root().halfSize;
         sum = 0;
-        for (const Vec3d& point : input.points) {
-            const auto closest = tree.ClosestPointInRange(point, reach / 4096, reach);
-            sum += Vector::Length(closest.point - point);
+        const auto closest =
+            tree.ClosestPoints(input.points, 4 * tree.RootHalfSize(), {});
+        for (std::size_t i = 0; i < closest.size(); ++i) {
+            sum += Vector::Length(closest[i].point - input.points[i]);
         }
     }
     state.counters["mean"] = sum / kPoints;

@@ -518,6 +518,91 @@ TYPED_TEST(BoxHierarchies, LargerLeavesComeWhole)
     }
 }
 
+TYPED_TEST(BoxHierarchies, LeavesAreToldWhole)
+{
+    SORVANE_USE_FORM
+    const std::vector<Box> boxes = lists.RandomBoxes(333, -10, 10, 1);
+    for (const HierarchyCut cut : {HierarchyCut::Area, HierarchyCut::Order}) {
+        for (const int leafSize : {1, 4}) {
+            const Hierarchy hierarchy(boxes, cut, leafSize);
+            std::size_t next = 0;
+            std::size_t leaves = 0;
+            hierarchy.Visit([](const Box&) { return true; },
+                            [&](const HierarchyLeaf& leaf) {
+                                EXPECT_EQ(leaf.number, leaves++);
+                                EXPECT_EQ(leaf.first, next);
+                                EXPECT_GE(leaf.count, 1U);
+                                EXPECT_LE(leaf.count, static_cast<std::size_t>(leafSize));
+                                next += leaf.count;
+                            });
+            EXPECT_EQ(next, boxes.size());
+            EXPECT_EQ(leaves, hierarchy.LeafCount());
+        }
+    }
+}
+
+TYPED_TEST(BoxHierarchies, VisitOnLineIsThatOfTheTestAlone)
+{
+    SORVANE_USE_FORM
+    lists.ForEachHierarchy([&](const std::vector<Box>& boxes, const Hierarchy& hierarchy,
+                               HierarchyCut) {
+        for (int i = 0; i < 30; ++i) {
+            const Point origin = lists.QueryPoint(boxes);
+            const Point direction = lists.random_.template Vector<Lists<TypeParam>::D, T>(-1, 1);
+            const Velk::Math::Intersect::Impl::LineBoxTest<Lists<TypeParam>::D, T> line(
+                origin, direction, hierarchy.Whole().min, hierarchy.Whole().max, T{0});
+            const auto found = lists.Collected(
+                [&](const auto& sink) { return hierarchy.VisitOnLine(line, sink); });
+            ASSERT_EQ(lists.Sorted(found), lists.Selected(boxes, [&](const Box& box) {
+                return line.Meets(box.min, box.max);
+            }));
+        }
+    });
+}
+
+/// Points of `double` over boxes of `float`: distances are those of `double`.
+TYPED_TEST(BoxHierarchies, PointsMayBeWiderThanBoxes)
+{
+    SORVANE_USE_FORM
+    constexpr int D = Lists<TypeParam>::D;
+    const std::vector<Box> boxes = lists.RandomBoxes(300, -10, 10, 1);
+    const Hierarchy hierarchy(boxes, HierarchyCut::Area);
+    const auto squaredGap = [&](std::size_t i, const VecBase<D, double>& point) {
+        double sum = 0;
+        for (int axis = 0; axis < D; ++axis) {
+            const double low = boxes[i].min[axis];
+            const double high = boxes[i].max[axis];
+            const double gap =
+                point[axis] < low ? low - point[axis] : std::max(0.0, point[axis] - high);
+            sum += gap * gap;
+        }
+        return sum;
+    };
+    for (int i = 0; i < 100; ++i) {
+        const auto point = lists.random_.template Vector<D, double>(-12, 12);
+        const double squaredRadius = std::exp2(lists.random_.Between(-4, 4));
+        std::vector<int> expected;
+        double expectedLeast = std::numeric_limits<double>::infinity();
+        for (std::size_t b = 0; b < boxes.size(); ++b) {
+            if (squaredGap(b, point) < squaredRadius) {
+                expected.push_back(static_cast<int>(b));
+            }
+            expectedLeast = std::min(expectedLeast, squaredGap(b, point));
+        }
+        ASSERT_EQ(lists.Sorted(lists.Collected([&](const auto& sink) {
+            return hierarchy.VisitWithin(point, squaredRadius, sink);
+        })),
+                  expected);
+        double least = std::numeric_limits<double>::infinity();
+        hierarchy.VisitNearest(
+            point, [&](double squared) { return squared < least; },
+            [&](int number) {
+                least = std::min(least, squaredGap(static_cast<std::size_t>(number), point));
+            });
+        ASSERT_EQ(least, expectedLeast);
+    }
+}
+
 TYPED_TEST(BoxHierarchies, QueriesLookAtFewAndTakeNoMemory)
 {
     SORVANE_USE_FORM

@@ -1,10 +1,11 @@
 // The trees in the plane over outlines of real parts: what lies near a point, and the nearest
 // segment, against distances of all elements by plain formulas; `float` and `double`.
 
+#include <Sorvane/QuadtreeArcSegTree_E.h>
+#include <Sorvane/SegmentTree_E.h>
+
 #include "tests/support/FileSupport.h"
 #include "tests/planar/Drawings.h"
-#include "trees/ArcSegTree_Impl.h"
-#include "trees/SegmentTree_Impl.h"
 
 #include <algorithm>
 #include <cctype>

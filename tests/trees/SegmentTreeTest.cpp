@@ -1,12 +1,13 @@
 // Tree over segments in the plane: the nearest segment against its slow definition and against
 // brute force, ties by the order of storage, the quirks of its radius; `float` and `double`.
 
+#include <Sorvane/SegmentTree_E.h>
+
 #include "tests/planar/ChainSupport.h"
-#include "trees/SegmentTree_Impl.h"
+#include "tests/support/FailingAllocation.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <limits>
 #include <map>
 #include <type_traits>
@@ -22,20 +23,43 @@ using ::Test::Random;
 template <class T>
 using Segments = std::vector<Geometry::SegBase<T>>;
 
-/// The nearest point from the list of candidates, in the order of storage, in a map by distance.
+/// Squared distance from the box of a segment, with its margin.
 template <class T>
-ClosestPointRecord<2, T> SlowClosestPoint(const Quadtree::SegmentTree<T>& tree,
+T SquaredGap(const Geometry::SegBase<T>& segment, const VecBase<2, T>& q)
+{
+    T sum = 0;
+    for (int axis = 0; axis < 2; ++axis) {
+        const T low = std::min(segment.start[axis], segment.end[axis]) - T(1e-10);
+        const T high = std::max(segment.start[axis], segment.end[axis]) + T(1e-10);
+        const T gap = q[axis] < low ? low - q[axis] : (q[axis] > high ? q[axis] - high : T{0});
+        sum += gap * gap;
+    }
+    return sum;
+}
+
+template <class T>
+std::vector<int> SlowCandidates(const Segments<T>& segments, const VecBase<2, T>& q, T r)
+{
+    std::vector<int> candidates;
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        if (r * r > SquaredGap(segments[i], q)) {
+            candidates.push_back(static_cast<int>(i));
+        }
+    }
+    return candidates;
+}
+
+/// Least distance over all candidates, in the order of the list. The nearest point of each comes
+/// from a tree that holds nothing else.
+template <class T>
+ClosestPointRecord<2, T> SlowClosestPoint(const Segments<T>& segments,
+                                          const std::vector<Quadtree::SegmentTree<T>>& alone,
                                           const VecBase<2, T>& q, T r)
 {
-    auto candidates = tree.GetPossibleBallCollisions({q, r});
-    std::sort(candidates.begin(), candidates.end(), [&](const auto* a, const auto* b) {
-        return tree.WrapOf(*a).place < tree.WrapOf(*b).place;
-    });
     std::map<T, ClosestPointRecord<2, T>> found;
-    for (const auto* content : candidates) {
-        const auto& wrap = tree.WrapOf(*content);
-        const VecBase<2, T> p = Impl::NearestOnSegment(wrap.segment, q);
-        found.emplace(SquaredLength(p - q), ClosestPointRecord<2, T>{p, wrap.id});
+    for (const int i : SlowCandidates(segments, q, r)) {
+        const VecBase<2, T> p = alone[static_cast<std::size_t>(i)].ClosestPoint(q, T(1e9)).point;
+        found.emplace(SquaredLength(p - q), ClosestPointRecord<2, T>{p, i}); // the first of equals
     }
     return found.empty() ? ClosestPointRecord<2, T>{q, -1} : found.begin()->second;
 }
@@ -92,12 +116,17 @@ TYPED_TEST(SegmentTrees, ClosestPointIsAsDefinedToTheBit)
     using T = TypeParam;
     Random random(11);
     for (const int count : {1, 2, 3, 10, 100, 3000}) {
-        const Quadtree::SegmentTree<T> tree(RandomSegments<T>(random, count, 1));
-        for (int i = 0; i < 1000; ++i) {
+        const Segments<T> segments = RandomSegments<T>(random, count, 1);
+        const Quadtree::SegmentTree<T> tree(segments);
+        std::vector<Quadtree::SegmentTree<T>> alone;
+        for (const auto& segment : segments) {
+            alone.emplace_back(Segments<T>{segment});
+        }
+        for (int i = 0; i < 300; ++i) {
             const VecBase<2, T> q = random.Vector<2, T>(-13, 13);
             const T r = static_cast<T>(std::exp2(random.Between(-8, 4)));
-            ASSERT_EQ(tree.ClosestPoint(q, r), SlowClosestPoint(tree, q, r)) << count;
-            ASSERT_EQ(tree.ClosestPoint(q, r), tree.ClosestPoint(q, -r)); // its square counts
+            ASSERT_EQ(tree.ClosestPoint(q, r), SlowClosestPoint(segments, alone, q, r)) << count;
+            ASSERT_EQ(tree.GetPossibleBallCollisions({q, r}), SlowCandidates(segments, q, r));
         }
     }
 }
@@ -156,8 +185,7 @@ TYPED_TEST(SegmentTrees, TiesGoToTheSegmentStoredFirst)
     }
 }
 
-/// Storage, not number and not address, settles ties: more segments than a block of the pool holds,
-/// with numbers that fall.
+/// The order of adding, not the number, settles ties and orders lists.
 TYPED_TEST(SegmentTrees, NumbersNeedNotAscend)
 {
     using T = TypeParam;
@@ -172,6 +200,9 @@ TYPED_TEST(SegmentTrees, NumbersNeedNotAscend)
         EXPECT_EQ(tree.ClosestPoint({static_cast<T>(x), T(0.5)}, T{2}).id, kCount - x);
         EXPECT_EQ(tree.ClosestPoint({static_cast<T>(x) + T(0.5), T(0.5)}, T{2}).id, kCount - x);
     }
+    const std::vector<int> numbers = tree.GetPossibleBallCollisions({{0, 0}, T{1e6}});
+    ASSERT_EQ(numbers.size(), std::size_t{kCount});
+    EXPECT_TRUE(std::is_sorted(numbers.rbegin(), numbers.rend()));
 }
 
 /// Boxes alone select, so that the answer for a diagonal may be far beyond the radius.
@@ -189,6 +220,20 @@ TYPED_TEST(SegmentTrees, RadiusZeroFindsNothing)
     const Quadtree::SegmentTree<T> tree(Segments<T>{{{0, 0}, {10, 10}}, {{0, 5}, {5, 0}}});
     EXPECT_EQ(tree.ClosestPoint({5, 5}, T{0}), (ClosestPointRecord<2, T>{{5, 5}, -1}));
     EXPECT_TRUE(tree.GetPossibleBallCollisions({{5, 5}, T{0}}).empty());
+}
+
+/// As its square does.
+TYPED_TEST(SegmentTrees, ARadiusCountsByItsMagnitude)
+{
+    using T = TypeParam;
+    Random random(14);
+    const Quadtree::SegmentTree<T> tree(RandomSegments<T>(random, 200, 1));
+    for (int i = 0; i < 200; ++i) {
+        const VecBase<2, T> q = random.Vector<2, T>(-13, 13);
+        const T r = static_cast<T>(std::exp2(random.Between(-4, 4)));
+        EXPECT_EQ(tree.ClosestPoint(q, -r), tree.ClosestPoint(q, r));
+        EXPECT_EQ(tree.GetPossibleBallCollisions({q, -r}), tree.GetPossibleBallCollisions({q, r}));
+    }
 }
 
 TYPED_TEST(SegmentTrees, SegmentWithoutLengthIsAnsweredByItsStart)
@@ -253,50 +298,70 @@ TYPED_TEST(SegmentTrees, HugeCoordinatesLeaveTheOthersAlone)
     }
 }
 
+/// A `double` box reaches 1e-10 beyond its segment on every side; in `float` that is lost here.
 TYPED_TEST(SegmentTrees, BoxesHaveTheirMargin)
 {
     using T = TypeParam;
     constexpr double kReach = std::is_same_v<T, float> ? 0 : 1e-10;
     const Quadtree::SegmentTree<T> tree(Segments<T>{{{4, -1}, {2, 3}}});
-    const auto* box = tree.GetPossibleBallCollisions({{2, 0}, T{9}}).at(0);
-    constexpr double kNear = 4 * static_cast<double>(std::numeric_limits<T>::epsilon());
-    EXPECT_NEAR(box->min[0], 2 - kReach, kNear);
-    EXPECT_NEAR(box->min[1], -1 - kReach, kNear);
-    EXPECT_NEAR(box->max[0], 4 + kReach, kNear);
-    EXPECT_NEAR(box->max[1], 3 + kReach, kNear);
+    constexpr double kNear = 8 * static_cast<double>(std::numeric_limits<T>::epsilon());
+    const auto isInReach = [&](const VecBase<2, T>& q, double r) {
+        return !tree.GetPossibleBallCollisions({q, static_cast<T>(r)}).empty();
+    };
+    for (const VecBase<2, T>& q :
+         {VecBase<2, T>(1, 0), VecBase<2, T>(5, 0), VecBase<2, T>(3, -2), VecBase<2, T>(3, 4)}) {
+        EXPECT_TRUE(isInReach(q, 1 - kReach + kNear));
+        EXPECT_FALSE(isInReach(q, 1 - kReach - kNear));
+    }
 }
 
-/// A list comes in one block, so that neighbors in it are neighbors in memory; segments added one
-/// by one come in blocks of 1024.
-TYPED_TEST(SegmentTrees, BlocksHoldAListWhole)
+TYPED_TEST(SegmentTrees, SegmentsStandInTheOrderOfAdding)
 {
     using T = TypeParam;
-    Segments<T> segments;
-    Quadtree::SegmentTree<T> stepwise;
-    for (int i = 0; i < 3000; ++i) {
-        segments.push_back({{T(i), T{0}}, {T(i), T{1}}});
-        stepwise.AddSegment(segments.back(), i);
-    }
-    stepwise.Build();
-    const Quadtree::SegmentTree<T> whole(segments);
-    const auto breaks = [](const Quadtree::SegmentTree<T>& tree) {
-        std::vector<std::uintptr_t> address(3000);
-        for (const auto* content : tree.GetPossibleBallCollisions({{0, 0}, T(1e6)})) {
-            const auto& wrap = tree.WrapOf(*content);
-            address.at(static_cast<std::size_t>(wrap.id)) = reinterpret_cast<std::uintptr_t>(&wrap);
+    const T nan = std::numeric_limits<T>::quiet_NaN();
+    const Segments<T> segments{{{0, 0}, {1, 0}}, {{nan, 0}, {1, 0}}, {{5, 5}, {6, 6}}};
+    Quadtree::SegmentTree<T> tree(segments);
+    ASSERT_EQ(tree.Segments().size(), 3U);
+    EXPECT_EQ(tree.Segments()[0], segments[0]);
+    EXPECT_EQ(tree.Segments()[2], segments[2]);
+    tree.AddSegment({{9, 9}, {9, 8}}, 17);
+    EXPECT_EQ(tree.Segments()[3].end, (VecBase<2, T>(9, 8)));
+    EXPECT_EQ(tree.ClosestPoint({9, 9}, T{1}).id, -1) << "not before it is built";
+    tree.Build();
+    EXPECT_EQ(tree.ClosestPoint({9, 9}, T{1}).id, 17);
+    const Quadtree::SegmentTree<T> moved = std::move(tree);
+    EXPECT_EQ(moved.ClosestPoint({9, 9}, T{1}).id, 17);
+    EXPECT_TRUE(tree.Segments().empty()); // NOLINT(bugprone-use-after-move): it is empty then
+    EXPECT_EQ(tree.ClosestPoint({9, 9}, T{1}).id, -1);
+}
+
+/// Adding and building happen, or leave the tree as it was.
+TYPED_TEST(SegmentTrees, LackOfMemoryLeavesTheTreeAsItWas)
+{
+    using T = TypeParam;
+    const auto prepare = [] {
+        Quadtree::SegmentTree<T> tree;
+        for (int i = 0; i < 64; ++i) {
+            tree.AddSegment({{T(i), T{0}}, {T(i), T{1}}}, 100 + i);
         }
-        std::vector<std::size_t> found;
-        for (std::size_t i = 2; i < address.size(); ++i) {
-            if (address[i] - address[i - 1] != address[1] - address[0]) {
-                found.push_back(i);
-            }
-        }
-        return found;
+        tree.Build();
+        return tree;
     };
-    EXPECT_EQ(breaks(whole), std::vector<std::size_t>{});
-    for (const std::size_t i : breaks(stepwise)) {
-        EXPECT_EQ(i % 1024, 0U);
-    }
+    const auto check = [](const Quadtree::SegmentTree<T>& tree) {
+        EXPECT_EQ(tree.Segments().size(), 64U);
+        EXPECT_EQ(tree.ClosestPoint({T(63), T(0.5)}, T(0.1)).id, 163);
+        EXPECT_EQ(tree.GetPossibleBallCollisions({{0, 0}, T{1000}}).size(), 64U);
+    };
+    EXPECT_GE(::Test::FailEachAllocation(
+                  prepare,
+                  [](auto& tree) {
+                      tree.AddSegment({{T{99}, T{0}}, {T{99}, T{1}}}, 7);
+                  },
+                  check),
+              1U);
+    EXPECT_GE(::Test::FailEachAllocation(
+                  prepare, [](auto& tree) { tree.Build(); }, check),
+              3U);
 }
 
 /// Flat boxes and point boxes, on which an octant split alone would never end.
@@ -313,8 +378,8 @@ TYPED_TEST(SegmentTrees, RepeatedPointsAndAxisParallelSegmentsEnd)
     EXPECT_EQ(tree.ClosestPoint({500, 1000}, T{3}), (ClosestPointRecord<2, T>{{500, 1000}, 1}));
 }
 
-static_assert(!std::is_copy_constructible_v<Quadtree::SegmentTree<double>> &&
-                  !std::is_move_constructible_v<Quadtree::SegmentTree<double>>,
-              "nodes point into the tree's own storage");
+static_assert(!std::is_copy_constructible_v<Quadtree::SegmentTree<double>>);
+static_assert(std::is_nothrow_move_constructible_v<Quadtree::SegmentTree<double>> &&
+              std::is_nothrow_move_assignable_v<Quadtree::SegmentTree<float>>);
 
 } // namespace

@@ -1,9 +1,10 @@
-// Codes, sweeps, voxel meshes and the order of a mesh along the curve, with any number of threads:
-// the same result.
+// Codes, sweeps, voxel meshes, nearest triangles and the order of a mesh along the curve, with any
+// number of threads: the same result.
 
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/TreeAddress_E.h>
+#include <Sorvane/TriangleTree_E.h>
 
 #include "tests/support/ThreadLimit.h"
 #include "tests/support/TestSupport.h"
@@ -80,6 +81,18 @@ TEST(TreesThreads, VoxelMesh)
         all.insert(all.end(), triangles.begin(), triangles.end());
         return all;
     });
+}
+
+TEST(TreesThreads, NearestTrianglesOfABatch)
+{
+    const std::vector<Vec3d> corners = Cloud(3'000);
+    std::vector<int> triples;
+    for (int i = 0; i < 3'000; ++i) {
+        triples.push_back(i);
+    }
+    const QOFTriangleTree<3, double> tree(corners, triples);
+    const std::vector<Vec3d> points = Cloud(40'000);
+    ExpectSameOnAnyThreads([&] { return tree.ClosestPoints(points, 9, {}); });
 }
 
 TEST(TreesThreads, MeshAlongTheCurve)
