@@ -57,8 +57,7 @@ public:
             const auto isBefore = [](const std::pair<int, int>& crossing, int sought) {
                 return crossing.first < sought;
             };
-            auto beyond =
-                std::lower_bound(crossings.begin(), crossings.end(), component, isBefore);
+            auto beyond = std::lower_bound(crossings.begin(), crossings.end(), component, isBefore);
             for (; beyond != crossings.end() && beyond->first == component; ++beyond) {
                 enter(beyond->second, LevelOf(component) + 1);
             }

@@ -1,17 +1,44 @@
 // DelaunayMesher: segments forced into the mesh.
 #pragma once
 
-#include "triangulation/MonotonePartitioner_Impl.h"
-#include "triangulation/PlanePredicates_Impl.h"
+#include "triangulation/CavityTriangles_Impl.h"
+#include "triangulation/SegmentChannel_Impl.h"
 
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
+
+/// The mesh as `FollowSegment` knows meshes.
+template <class Node, class Edge, class Facet>
+struct DelaunayMesher<Node, Edge, Facet>::View {
+    const DelaunayMesher& mesher;
+
+    Vec2d At(int node) const { return mesher.At(node); }
+    bool IsOrdinary(int) const { return true; }
+    int Origin(int half) const { return mesher.EdgeAt(half).node; }
+    int Next(int half) const { return Live(mesher.EdgeAt(half).next); }
+    int Prev(int half) const { return Live(mesher.EdgeAt(half).prev); }
+    int Twin(int half) const { return mesher.Twin(half); }
+    bool HasTriangle(int half) const
+    {
+        return mesher.IsValidEdge(half) && mesher.IsValidFace(mesher.EdgeAt(half).face);
+    }
+    int TriangleCount() const { return mesher.FaceCount(); }
+    template <class Visit>
+    void VisitLeaving(int node, const Visit& visit) const
+    {
+        bool isDone = false;
+        mesher.VisitNodeEdges(node, [&](int half) { isDone = isDone || visit(half); });
+    }
+
+private:
+    int Live(int half) const { return mesher.IsValidEdge(half) ? half : kNotSet; }
+};
 
 template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::InsertEdge(int a, int b)
@@ -24,110 +51,76 @@ bool DelaunayMesher<Node, Edge, Facet>::InsertEdge(int a, int b)
         SetConstrained(existing, true);
         return true;
     }
-    Channel channel;
-    if (!FindChannel(a, b, channel)) {
+    const View view{*this};
+    Impl::SegmentChannel channel;
+    const auto touches = Impl::WithinFloorOfSegment(view, a, b, kLengthFloor<T>);
+    if (Impl::FollowSegment(view, a, b, touches, channel).kind != Impl::ChannelEnd::Kind::Crossed) {
         return false;
     }
-    ClearChannel(channel);
+    // All that the cavities become is known before anything goes.
+    std::vector<int> left{channel.left.rbegin(), channel.left.rend()}; // half-edges, then nodes
+    std::vector<int> right = channel.right;
+    for (std::vector<int>* side : {&left, &right}) {
+        for (int& half : *side) {
+            half = EdgeAt(half).node;
+        }
+    }
+    left.push_back(a);
+    right.push_back(b);
+    std::vector<std::array<int, 3>> triangles = CavityFaces(left);
+    const std::vector<std::array<int, 3>> onRight = CavityFaces(right);
+    triangles.insert(triangles.end(), onRight.begin(), onRight.end());
+
+    ClearChannel(channel.crossed);
     const int constraint = this->FindOrAddEdge(a, b);
     if (constraint < 0) {
         AssertSites::Report(AssertSites::kInsertEdge);
         return false;
     }
     SetConstrained(constraint, true);
-
-    std::vector<int> loop{a, b};
-    loop.insert(loop.end(), channel.left.rbegin(), channel.left.rend());
-    FillCavity(loop);
-    loop.assign({b, a});
-    loop.insert(loop.end(), channel.right.begin(), channel.right.end());
-    FillCavity(loop);
+    for (const std::array<int, 3>& corners : triangles) {
+        std::array<int, 3> sides;
+        if (this->FindOrAddFreeEdges(corners, sides)) {
+            this->LinkFace(sides);
+        }
+    }
+    hintFace = EdgeAt(constraint).face;
     Legalize(a);
     Legalize(b);
     return true;
 }
 
-// --- the channel that a segment crosses ---------------------------------------------------------
-
-// The half-edge opposite `a` through which the segment leaves the faces round `a`: its origin lies
-// strictly right of the segment, its end strictly left, `b` beyond.
+/// Triangles of the cavity whose border runs along the nodes and back along the segment.
 template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::FindFirstCrossed(int a, int b, int& halfEdge) const
+std::vector<std::array<int, 3>>
+DelaunayMesher<Node, Edge, Facet>::CavityFaces(const std::vector<int>& nodes) const
 {
-    halfEdge = kNotSet;
-    const Vec2d from = At(a);
-    const Vec2d to = At(b);
-    this->VisitNodeEdges(a, [&](int leaving) {
-        if (halfEdge >= 0 || !this->IsValidEdge(leaving) || EdgeAt(leaving).face < 0) {
-            return;
+    std::vector<Vec2d> chain;
+    chain.reserve(nodes.size());
+    for (const int node : nodes) {
+        chain.push_back(At(node));
+    }
+    Impl::CavityTriangles cavity;
+    std::vector<std::array<int, 3>> faces;
+    for (const Impl::CavityTriangles::Triangle& triangle : cavity.Fill(chain)) {
+        std::array<int, 3> corners;
+        for (std::size_t k = 0; k < 3; ++k) {
+            corners[k] = nodes[static_cast<std::size_t>(triangle.nodes[k])];
         }
-        const int opposite = EdgeAt(leaving).next;
-        if (!this->IsValidEdge(opposite)) {
-            return;
-        }
-        const Vec2d right = At(EdgeAt(opposite).node);
-        const Vec2d left = At(EdgeAt(Twin(opposite)).node);
-        if (Impl::Side(from, to, right) < 0 && Impl::Side(from, to, left) > 0 &&
-            Impl::Side(right, left, to) < 0) {
-            halfEdge = opposite;
-        }
-    });
-    return halfEdge >= 0;
+        faces.push_back(corners);
+    }
+    return faces;
 }
 
+/// Deletes the faces on both sides of the edges, and the edges.
 template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::FindChannel(int a, int b, Channel& channel) const
+void DelaunayMesher<Node, Edge, Facet>::ClearChannel(const std::vector<int>& crossed)
 {
-    const Vec2d from = At(a);
-    const Vec2d to = At(b);
-    const double squaredFloor = kSquaredLengthFloor<T>;
-    // A node within the floor of the segment is on it: the segment would have to end there.
-    const auto touches = [&](int node) {
-        return Impl::SquaredDistanceToSegment(from, to, At(node), kLengthFloor<T>) <= squaredFloor;
-    };
-    int crossed = kNotSet;
-    if (!FindFirstCrossed(a, b, crossed)) {
-        return false;
+    Detach(EdgeAt(crossed.front()).face);
+    for (const int edge : crossed) {
+        Detach(EdgeAt(Twin(edge)).face);
     }
-    channel.faces.push_back(EdgeAt(crossed).face);
-    channel.right.push_back(EdgeAt(crossed).node);
-    channel.left.push_back(EdgeAt(Twin(crossed)).node);
-    if (touches(channel.right.back()) || touches(channel.left.back())) {
-        return false;
-    }
-    for (int step = 0; step <= this->FaceCount(); ++step) {
-        channel.edges.push_back(crossed);
-        const int entered = Twin(crossed);
-        const int face = EdgeAt(entered).face;
-        const int onRight = this->IsValidFace(face) ? EdgeAt(entered).next : kNotSet;
-        const int onLeft = this->IsValidFace(face) ? EdgeAt(entered).prev : kNotSet;
-        if (!this->IsValidEdge(onRight) || !this->IsValidEdge(onLeft)) {
-            return false;
-        }
-        channel.faces.push_back(face);
-        // `entered` runs from left to right, so its follower starts at the right node and ends at
-        // the apex, and the one after that returns from the apex to the left node.
-        const int apex = EdgeAt(onLeft).node;
-        if (apex == b) {
-            return true;
-        }
-        const int side = touches(apex) ? 0 : Impl::Side(from, to, At(apex));
-        if (side == 0) {
-            return false;
-        }
-        (side > 0 ? channel.left : channel.right).push_back(apex);
-        crossed = side > 0 ? onRight : onLeft;
-    }
-    return false;
-}
-
-template <class Node, class Edge, class Facet>
-void DelaunayMesher<Node, Edge, Facet>::ClearChannel(const Channel& channel)
-{
-    for (const int face : channel.faces) {
-        Detach(face);
-    }
-    for (const int edge : channel.edges) {
+    for (const int edge : crossed) {
         this->RemoveEdge(edge);
     }
     hintFace = -1;
@@ -145,139 +138,6 @@ void DelaunayMesher<Node, Edge, Facet>::Detach(int face)
         }
     }
     this->RemoveFace(face);
-}
-
-// --- the cavities beside it ---------------------------------------------------------------------
-
-// `loop` runs counter-clockwise round the cavity and starts with the constraint. A node may stand
-// in it twice, with an edge that hangs into the cavity.
-template <class Node, class Edge, class Facet>
-void DelaunayMesher<Node, Edge, Facet>::FillCavity(const std::vector<int>& loop)
-{
-    if (loop.size() == 3) {
-        AddCavityTriangle(loop[0], loop[1], loop[2]);
-    } else if (!(loop.size() == 4 ? FillQuad(loop) : FillByPartition(loop))) {
-        FillByApexes(loop);
-    }
-    hintFace = EdgeAt(this->FindEdge(loop[0], loop[1])).face;
-}
-
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::AddCavityTriangle(int a, int b, int c)
-{
-    const std::array<int, 3> corners{a, b, c};
-    std::array<int, 3> sides;
-    return this->FindOrAddFreeEdges(corners, sides) && this->LinkFace(sides) >= 0;
-}
-
-// What the partition with its flips makes of four nodes: the Delaunay diagonal, if both are
-// diagonals.
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::FillQuad(const std::vector<int>& loop)
-{
-    const auto isTriangle = [&](std::size_t i, std::size_t j, std::size_t k) {
-        return Impl::Side(At(loop[i]), At(loop[j]), At(loop[k])) > 0;
-    };
-    const bool first = isTriangle(0, 1, 2) && isTriangle(0, 2, 3);
-    const bool second = isTriangle(0, 1, 3) && isTriangle(1, 2, 3);
-    if (!first && !second) {
-        return false;
-    }
-    const bool takeSecond = second && (!first || Impl::SideOfCircle(At(loop[2]), At(loop[0]),
-                                                                    At(loop[1]), At(loop[3])) < 0);
-    if (takeSecond) {
-        return AddCavityTriangle(loop[0], loop[1], loop[3]) &&
-               AddCavityTriangle(loop[1], loop[2], loop[3]);
-    }
-    return AddCavityTriangle(loop[0], loop[1], loop[2]) &&
-           AddCavityTriangle(loop[0], loop[2], loop[3]);
-}
-
-// False, with nothing added, where the loop is no simple polygon, be it by a hanging edge, and
-// where the partition does not cover it with sound triangles.
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::FillByPartition(const std::vector<int>& loop)
-{
-    std::vector<int> sorted = loop;
-    std::sort(sorted.begin(), sorted.end());
-    if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end()) {
-        return false;
-    }
-    std::vector<Point> outline;
-    outline.reserve(loop.size());
-    for (const int node : loop) {
-        outline.push_back(NodeAt(node).position);
-    }
-    // As it runs: the signed area of a needle is not to be relied on.
-    Mesh::MonotonePartitioner<T> partitioner(outline, Mesh::OutlineTurn::TakeAsGiven);
-    partitioner.Partition();
-    if (!partitioner.TriangulateFaces()) {
-        return false;
-    }
-    partitioner.ImproveDelaunay();
-    std::vector<int> corners;
-    partitioner.WriteIndices(corners);
-    if (corners.size() != 3 * (loop.size() - 2)) {
-        return false;
-    }
-    for (int& corner : corners) {
-        corner = loop[static_cast<std::size_t>(corner)];
-    }
-    for (std::size_t k = 0; k + 2 < corners.size(); k += 3) {
-        if (Impl::Side(At(corners[k]), At(corners[k + 1]), At(corners[k + 2])) <= 0) {
-            return false;
-        }
-    }
-    for (std::size_t k = 0; k + 2 < corners.size(); k += 3) {
-        AddCavityTriangle(corners[k], corners[k + 1], corners[k + 2]);
-    }
-    return true;
-}
-
-// For loops of any kind: the chain above an edge is split at the node whose circle with the edge
-// holds no other of the chain, and so on above the two new edges.
-template <class Node, class Edge, class Facet>
-void DelaunayMesher<Node, Edge, Facet>::FillByApexes(const std::vector<int>& loop)
-{
-    std::vector<int> chain(loop.begin() + 1, loop.end());
-    chain.push_back(loop.front());
-    std::vector<std::pair<int, int>> open{{0, static_cast<int>(chain.size()) - 1}};
-    while (!open.empty()) {
-        const auto [first, last] = open.back();
-        open.pop_back();
-        if (last - first < 2) {
-            continue;
-        }
-        const int apex = BestApex(chain, first, last);
-        const auto node = [&](int place) { return chain[static_cast<std::size_t>(place)]; };
-        AddCavityTriangle(node(last), node(first), node(apex));
-        open.emplace_back(first, apex);
-        open.emplace_back(apex, last);
-    }
-}
-
-// Between `first` and `last`, exclusively. Where no node lies on the inner side, which rounding
-// alone can bring about, the one after `first`.
-template <class Node, class Edge, class Facet>
-int DelaunayMesher<Node, Edge, Facet>::BestApex(const std::vector<int>& chain, int first,
-                                                int last) const
-{
-    const auto at = [&](int place) { return At(chain[static_cast<std::size_t>(place)]); };
-    const auto node = [&](int place) { return chain[static_cast<std::size_t>(place)]; };
-    int best = -1;
-    for (int place = first + 1; place < last; ++place) {
-        if (node(place) == node(first) || node(place) == node(last) ||
-            Impl::Side(at(last), at(first), at(place)) <= 0) {
-            continue;
-        }
-        // `place` lies inside the circle when it sees the edge under a wider angle.
-        const auto cross = [&](int k) { return (at(last) - at(k)) ^ (at(first) - at(k)); };
-        const auto dot = [&](int k) { return (at(last) - at(k)) * (at(first) - at(k)); };
-        if (best < 0 || dot(place) * cross(best) < dot(best) * cross(place)) {
-            best = place;
-        }
-    }
-    return best < 0 ? first + 1 : best;
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge

@@ -1,7 +1,7 @@
 // DelaunayMesher: what is inside, and the result.
 #pragma once
 
-#include "triangulation/Patches_Impl.h"
+#include "triangulation/CrossingLevels_Impl.h"
 #include "triangulation/PlanePredicates_Impl.h"
 
 #include <Sorvane/DelaunayTriangulation_E.h>
@@ -70,24 +70,22 @@ void DelaunayMesher<Node, Edge, Facet>::ClassifyRegions()
         return;
     }
 
-    // Faces joined across free edges are one patch. From the outside inwards each step crosses the
-    // constraints round the patches of the step before. One pass over the edges in their order is a
-    // multiple faster than to walk from face to face.
-    Impl::Patches patches(this->FaceCount());
-    std::vector<std::array<int, 2>> crossings; // faces on both sides of a constraint
-    for (int e = 0; e < this->EdgeCount(); e += 2) {
-        if (this->IsValidEdge(e) && EdgeAt(e).face >= 0 && EdgeAt(Twin(e)).face >= 0) {
-            if (IsConstrained(e)) {
-                crossings.push_back({EdgeAt(e).face, EdgeAt(Twin(e)).face});
-            } else {
-                patches.Join(EdgeAt(e).face, EdgeAt(Twin(e)).face);
+    const auto visitEdges = [&](const auto& visit) {
+        for (int e = 0; e < this->EdgeCount(); e += 2) {
+            if (this->IsValidEdge(e) && EdgeAt(e).face >= 0 && EdgeAt(Twin(e)).face >= 0) {
+                visit(EdgeAt(e).face, EdgeAt(Twin(e)).face, IsConstrained(e));
             }
         }
-    }
-    const std::vector<int> steps = patches.StepsFrom(this->NodeFaces(0), crossings);
+    };
+    const auto visitOutside = [&](const auto& visit) {
+        for (const int face : this->NodeFaces(0)) {
+            visit(face);
+        }
+    };
+    Impl::CrossingLevels levels(this->faces_.size(), visitEdges, visitOutside);
     for (int f = 0; f < this->FaceCount(); ++f) {
-        const int step = steps[static_cast<std::size_t>(f)];
-        FaceAt(f).region = step < 0 ? 0 : 2 - step % 2;
+        const int level = levels.Of(f);
+        FaceAt(f).region = level < 0 ? 0 : 2 - level % 2;
     }
 }
 

@@ -1,9 +1,10 @@
 // DelaunayMesher: insertion of points and the flips that follow.
 #pragma once
 
-#include "triangulation/CornerTable_Impl.h"
 #include "triangulation/InsertionHints_Impl.h"
+#include "triangulation/OuterTriangle_Impl.h"
 #include "triangulation/PlanePredicates_Impl.h"
+#include "triangulation/PointDelaunay_Impl.h"
 #include "triangulation/UsablePoints_Impl.h"
 
 #include <Sorvane/DelaunayTriangulation_E.h>
@@ -36,18 +37,18 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
         return false;
     }
     MakeOuterTriangle();
-    const bool hasHints = count >= Impl::kFewPoints;
-    const std::vector<int> near =
-        hasHints ? Impl::EarlierNeighbors(points) : std::vector<int>(count, -1);
     // A derived mesher may look edges up, edit the mesh in its hook, and override the edits.
-    const std::size_t done = typeid(*this) == typeid(DelaunayMesher) ? InsertPlainPoints(near) : 0;
-    return InsertFrom(done, near);
+    if (typeid(*this) == typeid(DelaunayMesher) && TakeOverDelaunay()) {
+        return true;
+    }
+    const bool hasHints = count >= Impl::kFewPoints;
+    return InsertInOrder(hasHints ? Impl::EarlierNeighbors(points) : std::vector<int>(count, -1));
 }
 
 template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::InsertFrom(std::size_t first, const std::vector<int>& near)
+bool DelaunayMesher<Node, Edge, Facet>::InsertInOrder(const std::vector<int>& near)
 {
-    for (std::size_t i = first; i < points.size(); ++i) {
+    for (std::size_t i = 0; i < points.size(); ++i) {
         if (near[i] >= 0) {
             StartFrom(near[i] + kOuterNodes);
         }
@@ -60,81 +61,83 @@ bool DelaunayMesher<Node, Edge, Facet>::InsertFrom(std::size_t first, const std:
     return true;
 }
 
-// Inserts points without half-edges, up to the first that is no plain case, and makes the records
-// then. Tells how many it inserted.
+// Makes the mesh from the triangulation of all points at once. False, with nothing changed, where
+// the points have to go in one by one: few of them, settings that refuse points, points that may
+// repeat each other, points on a line.
 template <class Node, class Edge, class Facet>
-std::size_t DelaunayMesher<Node, Edge, Facet>::InsertPlainPoints(const std::vector<int>& near)
+bool DelaunayMesher<Node, Edge, Facet>::TakeOverDelaunay()
 {
-    Impl::CornerTable table({At(0), At(1), At(2)}, {Impl::kFloor<T>, minDoubleArea, flipTolerance},
-                            points.size() + kOuterNodes);
-    std::size_t done = 0;
-    for (; done < points.size(); ++done) {
-        if (near[done] >= 0) {
-            table.SearchFrom(near[done] + kOuterNodes);
-        }
-        if (!table.Insert(ToDouble(points[done]))) {
-            break;
+    if (points.size() < Impl::kFewPoints || flipTolerance != 0 || minDoubleArea > kLengthFloor<T>) {
+        return false;
+    }
+    std::vector<Vec2d> positions;
+    positions.reserve(points.size());
+    for (const Point& point : points) {
+        positions.push_back(ToDouble(point));
+    }
+    Impl::PointDelaunay delaunay = Impl::DelaunayOfPoints(positions);
+    if (delaunay.outcome != Impl::PointDelaunay::Outcome::Done ||
+        Impl::HasEdgeWithin(delaunay.table, 2 * static_cast<double>(kLengthFloor<T>)) ||
+        !Impl::EncloseInTriangle(delaunay.table, {At(0), At(1), At(2)})) {
+        return false;
+    }
+    const std::vector<Impl::TriangleTable::Triangle>& triangles = delaunay.table.triangles;
+    // A hull that comes near to an outer corner gives it triangles the other way round.
+    for (const Impl::TriangleTable::Triangle& triangle : triangles) {
+        const auto [a, b, c] = triangle.nodes;
+        const auto at = [&](int node) {
+            return node < kOuterNodes ? At(node)
+                                      : positions[static_cast<std::size_t>(node - kOuterNodes)];
+        };
+        if (std::min({a, b, c}) < kOuterNodes && Impl::Side(at(a), at(b), at(c)) <= 0) {
+            return false;
         }
     }
-    if (done > 0) {
-        TakeOver(table);
-        EnterNodePairs();
-        this->RecountDegrees();
-    }
-    return done;
-}
-
-// The half-edges of a side get their numbers where the first of them is met. `across` of a corner
-// whose side has its number holds that of the half-edge along the side, as -2 less the number.
-template <class Node, class Edge, class Facet>
-void DelaunayMesher<Node, Edge, Facet>::TakeOver(Impl::CornerTable& table)
-{
-    using Table = Impl::CornerTable;
-    std::vector<Table::Triangle>& triangles = table.Triangles();
-    for (std::size_t n = kOuterNodes; n < static_cast<std::size_t>(table.NodeCount()); ++n) {
+    for (const Point& point : points) {
         Node record{};
-        record.position = points[n - kOuterNodes];
+        record.position = point;
         record.fromInput = true;
         this->nodes_.push_back(record);
     }
+    TakeOver(triangles);
+    EnterNodePairs();
+    this->RecountDegrees();
+    hintFace = 0;
+    return true;
+}
+
+// The half-edges of a side get their numbers where the first of them is met.
+template <class Node, class Edge, class Facet>
+template <class Triangles>
+void DelaunayMesher<Node, Edge, Facet>::TakeOver(const Triangles& triangles)
+{
+    using Table = Impl::TriangleTable;
     // One by one: the table has room for all edges, and to clear it would write all of that.
     for (int e = 0; e < this->EdgeCount(); e += 2) {
         this->nodePairs_.Erase(EdgeAt(e).node, EdgeAt(Twin(e)).node, e);
     }
     this->edges_.clear();
     this->faces_.resize(triangles.size());
+    std::vector<int> numbers(4 * triangles.size(), kNotSet); // of half-edges, by those of the table
     std::vector<int> boundary; // the three half-edges round the outer triangle
-    for (std::size_t t = 0; t < triangles.size(); ++t) {
-        Table::Triangle& triangle = triangles[t];
-        std::array<int, 3> sides; // side k leaves corner k
-        for (int k = 0; k < 3; ++k) {
-            int& across = triangle.across[static_cast<std::size_t>(Table::Before(k))];
-            if (across >= Table::kNone) {
-                const int half = this->EdgeCount();
-                AddSide(triangle.nodes[static_cast<std::size_t>(k)],
-                        triangle.nodes[static_cast<std::size_t>(Table::After(k))]);
-                if (across >= 0) {
-                    const int beyond = Table::TriangleOf(across);
-                    triangles[static_cast<std::size_t>(beyond)]
-                        .across[static_cast<std::size_t>(Table::PlaceOf(across))] = -2 - Twin(half);
+    for (int t = 0; t < static_cast<int>(triangles.size()); ++t) {
+        const Table::Triangle& triangle = triangles[static_cast<std::size_t>(t)];
+        std::array<int, 3> sides;
+        for (std::size_t k = 0; k < 3; ++k) {
+            int& number = numbers[4 * static_cast<std::size_t>(t) + k];
+            if (number == kNotSet) {
+                number = this->EdgeCount();
+                AddSide(triangle.nodes[k], triangle.nodes[(k + 1) % 3]);
+                if (triangle.twins[k] >= 0) {
+                    numbers[static_cast<std::size_t>(triangle.twins[k])] = Twin(number);
                 } else {
-                    boundary.push_back(Twin(half));
+                    boundary.push_back(Twin(number));
                 }
-                across = -2 - half;
             }
-            sides[static_cast<std::size_t>(k)] = -2 - across;
+            sides[k] = number;
+            NodeAt(triangle.nodes[k]).edge = number;
         }
-        const auto place = [&](int k) { return sides[static_cast<std::size_t>(k)]; };
-        const int first = triangle.first;
-        LinkTriangle(static_cast<int>(t), place(first), place(Table::After(first)),
-                     place(Table::Before(first)));
-    }
-    for (int n = 0; n < table.NodeCount(); ++n) {
-        const int corner = table.Incident(n);
-        const Table::Triangle& triangle =
-            triangles[static_cast<std::size_t>(Table::TriangleOf(corner))];
-        NodeAt(n).edge =
-            -2 - triangle.across[static_cast<std::size_t>(Table::Before(Table::PlaceOf(corner)))];
+        LinkTriangle(t, sides[0], sides[1], sides[2]);
     }
     for (const int before : boundary) {
         for (const int after : boundary) {
@@ -143,7 +146,6 @@ void DelaunayMesher<Node, Edge, Facet>::TakeOver(Impl::CornerTable& table)
             }
         }
     }
-    hintFace = table.Hint();
 }
 
 // Two half-edges between nodes, not in any face yet.
@@ -432,7 +434,12 @@ bool DelaunayMesher<Node, Edge, Facet>::MustFlip(int halfEdge) const
     if (hasOuterTriangle && std::count_if(quad.begin(), quad.end(), IsOuter) == 1) {
         return (IsOuter(quad[0]) || IsOuter(quad[1])) && isConvex();
     }
-    return !Impl::IsLocallyDelaunay(at[0], at[1], at[2], at[3], flipTolerance) && isConvex();
+    if (flipTolerance != 0) {
+        return !Impl::IsLocallyDelaunay(at[0], at[1], at[2], at[3], flipTolerance) && isConvex();
+    }
+    // A point in the circle of the triangle across the edge sees the edge between the other two.
+    return Impl::Side(at[0], at[1], at[2]) > 0 && Impl::Side(at[1], at[0], at[3]) > 0 &&
+           Impl::IsInCircle(at[0], at[1], at[2], at[3]);
 }
 
 template <class Node, class Edge, class Facet>

@@ -1,8 +1,8 @@
 // Sides, areas and circles of points in the plane, as the triangulations ask for them.
 #pragma once
 
-#include "mathbase/ErrorFree_Impl.h"
-#include "mathbase/TurnSign_Impl.h"
+#include "mathbase/Predicates_Impl.h"
+#include "mathbase/SegmentPoint_Impl.h"
 
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Tolerances_E.h>
@@ -15,38 +15,18 @@
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
+using Math::Impl::AccurateDoubleArea;
+
 /// Twice the signed area of a, b, c, in plain `double`.
 inline double DoubleArea(const Vec2d& a, const Vec2d& b, const Vec2d& c)
 {
     return (a - c) ^ (b - c);
 }
 
-/// The same in twice the precision, from exact differences: a needle that reaches out to a far
-/// corner has an area that plain products can't tell from their rounding.
-inline double AccurateDoubleArea(const Vec2d& a, const Vec2d& b, const Vec2d& c)
-{
-    using Velk::Math::Impl::TwoSum;
-    const auto product = TwoSum(a.x(), -c.x()) * TwoSum(b.y(), -c.y());
-    const auto back = TwoSum(a.y(), -c.y()) * TwoSum(b.x(), -c.x());
-    return (product - back).high;
-}
-
 /// Exact side of `p` beside the line from `a` to `b`: 1 on the left, -1 on the right, 0 on it.
 inline int Side(const Vec2d& a, const Vec2d& b, const Vec2d& p)
 {
-    // Error bound of the three roundings: J. R. Shewchuk, 1997, (3 + 16 eps) eps.
-    constexpr double kBound = 3.3306690738754716e-16;
-    const double forth = (a.x() - p.x()) * (b.y() - p.y());
-    const double back = (a.y() - p.y()) * (b.x() - p.x());
-    const double area = forth - back;
-    const double bound = kBound * (std::fabs(forth) + std::fabs(back));
-    if (area > bound) {
-        return 1;
-    }
-    if (area < -bound) {
-        return -1;
-    }
-    return Vector::Impl::TurnSign(p, a, b);
+    return Math::Impl::Orientation(a, b, p);
 }
 
 /// The sine of the sum of the angles at `c` and `d` opposite the edge a-b, times the lengths of
@@ -121,10 +101,7 @@ inline bool IsLocallyDelaunay(const Vec2d& a, const Vec2d& b, const Vec2d& c, co
 /// Squared distance of `p` to the segment a-b. A segment not longer than `floor` is its start.
 inline double SquaredDistanceToSegment(const Vec2d& a, const Vec2d& b, const Vec2d& p, double floor)
 {
-    const Vec2d d = b - a;
-    const double squared = d * d;
-    const double t = squared <= floor * floor ? 0.0 : ((p - a) * d) / squared;
-    return SquaredLength(p - (a + std::clamp(t, 0.0, 1.0) * d));
+    return Math::Impl::SquaredDistanceToSegment(a, b, p, Math::Impl::ShorterThan(floor));
 }
 
 // --- where a point goes -------------------------------------------------------------------------

@@ -5,8 +5,8 @@
 // "Software for C1 surface interpolation", 1977). A constraint that is no edge yet clears the
 // triangles it crosses, and the two cavities beside it are filled again (compare M. V. Anglada, "An
 // improved incremental algorithm for constructing restricted Delaunay triangulations", 1997). What
-// lies outside the constraints is found by a flood from the outer triangle that changes between outside and
-// inside at each constraint.
+// lies outside the constraints is found by a flood from the outer triangle that changes between
+// outside and inside at each constraint.
 #pragma once
 
 #include <Sorvane/TriangleMesh_E.h>
@@ -18,11 +18,9 @@
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
-namespace Impl {
-class CornerTable;
-} // namespace Impl
 
-/// A node of the mesher. A record that is deleted forgets what it was marked with: its slot is used again.
+/// A node of the mesher. A record that is deleted forgets what it was marked with: its slot is used
+/// again.
 template <class T>
 struct SORVANE_API DelaunayNode : HVertex<2, T> {
     bool fromInput = false; ///< made from the point list; false for the outer nodes
@@ -92,13 +90,13 @@ public:
     DelaunayMesher() = default;
     ~DelaunayMesher() override = default;
 
-    bool hasOuterTriangle = false;     ///< the three outer nodes are present
-    bool noConstraints = true;         ///< the hull bounds the result; for the caller to clear
-    T flipTolerance = 0;               ///< slack of the in-circle test, radians
-    T minDoubleArea = kLengthFloor<T>; ///< half the doubled area of the least face to be split
+    bool hasOuterTriangle = false;         ///< the three outer nodes are present
+    bool noConstraints = true;             ///< the hull bounds the result; for the caller to clear
+    T flipTolerance = 0;                   ///< slack of the in-circle test, radians
+    T minDoubleArea = kLengthFloor<T>;     ///< half the doubled area of the least face to be split
     T reservedTolerance = kLengthFloor<T>; ///< not used
-    std::vector<Point> points; ///< the input
-    int hintFace = -1;         ///< where the next location begins
+    std::vector<Point> points;             ///< the input
+    int hintFace = -1;                     ///< where the next location begins
 
     /// Triangulates `points`, in their order. False as soon as a point can't be placed: it repeats
     /// another, lies in a sliver below the tolerances, or is not finite. What was built until then
@@ -156,14 +154,7 @@ protected:
     using Base::NodeAt;
     using Base::Twin;
 
-    /// Edges crossed by a segment, the faces between them, and the nodes on either side, in order
-    /// along it.
-    struct Channel {
-        std::vector<int> faces; ///< crossed, in order
-        std::vector<int> edges; ///< between them
-        std::vector<int> left;  ///< nodes on the left
-        std::vector<int> right; ///< nodes on the right
-    };
+    struct View;
 
     /// A step of the library's own.
     static constexpr int kOuterNodes = 3;
@@ -175,9 +166,10 @@ protected:
 
     /// A step of the library's own.
     void MakeOuterTriangle();
-    bool InsertFrom(std::size_t first, const std::vector<int>& near);
-    std::size_t InsertPlainPoints(const std::vector<int>& near);
-    void TakeOver(Impl::CornerTable& table);
+    bool InsertInOrder(const std::vector<int>& near);
+    bool TakeOverDelaunay();
+    template <class Triangles>
+    void TakeOver(const Triangles& triangles);
     void AddSide(int origin, int destination);
     void StartFrom(int node);
     void EnterNodePairs();
@@ -203,17 +195,9 @@ protected:
     /// A step of the library's own.
     bool IsConstrained(int halfEdge) const;
     void SetConstrained(int halfEdge, bool constrained);
-    bool FindChannel(int a, int b, Channel& channel) const;
-    bool FindFirstCrossed(int a, int b, int& halfEdge) const;
-    void ClearChannel(const Channel& channel);
-    void FillCavity(const std::vector<int>& loop);
-    bool FillByPartition(const std::vector<int>& loop);
-    bool FillQuad(const std::vector<int>& loop);
-    void FillByApexes(const std::vector<int>& loop);
-    int BestApex(const std::vector<int>& loop, int first, int last) const;
-    bool AddCavityTriangle(int a, int b, int c);
+    std::vector<std::array<int, 3>> CavityFaces(const std::vector<int>& nodes) const;
+    void ClearChannel(const std::vector<int>& crossed);
 
-    /// A step of the library's own.
     void CloseHullPockets();
     bool ClosePocketAt(int node, std::vector<int>& neighbors);
     void LegalizeEdges(std::vector<int>& halfEdges);
