@@ -174,7 +174,7 @@ template <class T>
 std::vector<VecBase<2, T>> MonotoneChain(const std::vector<VecBase<2, T>>& sorted)
 {
     Points<T> chain;
-    chain.reserve(sorted.size() + 1); // points near no hull may need more for a while
+    chain.reserve(sorted.size() + 1); // more only while points that go in the end are in it
     std::size_t kept = 0;             // leading vertices that can't be popped any more
     const auto push = [&](const VecBase<2, T>& p) {
         while (chain.size() >= kept + 2) {
