@@ -298,7 +298,7 @@ std::vector<int> QOFTriangleTree<3, double>::TrianglesInBall(const Vec3d& center
 {
     NumbersByRank found;
     if (state_) {
-        state_->triangles.VisitWithin(center, radius * radius,
+        state_->triangles.VisitWithin(center, Impl::SquaredReach(radius),
                                       [&](const RankedTriangle& t) { found(t); });
     }
     return found.Numbers();

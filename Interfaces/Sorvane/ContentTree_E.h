@@ -115,6 +115,7 @@ protected:
     ///
     /// K = 0: those nearer to the center than the radius, strictly, so that a ball of radius 0 has none.
     /// K = 1: those whose ball comes as near as 1e-12, or touches, or overlaps.
+    /// A radius counts by its magnitude, as in every tree: that of the ball and that of a content.
     std::vector<const Content*>
     GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const;
 
