@@ -52,7 +52,7 @@ TriangleHierarchy::TriangleHierarchy(const std::vector<RankedTriangle>& triangle
     if (triangles.empty()) {
         return;
     }
-    BoxOf<3, double> whole;
+    BoxOf<3, double>& whole = whole_;
     for (const RankedTriangle& triangle : triangles) {
         Join(whole, MarginBox(triangle.corner));
     }
