@@ -122,7 +122,7 @@ std::vector<BatchPoint> AlongTheCurve(const std::vector<Vec3d>& points)
     return batch;
 }
 
-/// `answer(point, guess)` for each point; nothing when cancelled.
+/// `answer(point, guess)` for each point; nothing when canceled.
 template <class Answer>
 std::vector<Closest> Batch(const std::vector<Vec3d>& points, const ProgressCallback& progress,
                            const Answer& answer)

@@ -33,6 +33,7 @@ template <int D, class T> class QOFTriangleTree;
 /// building either happen or, when memory runs out, leave the tree as it was.
 template <> class SORVANE_API QOFTriangleTree<3, double> {
 public:
+    /// What the searches for the nearest triangle answer with.
     using Closest = ClosestPointRecord<3, double>;
 
     /// Without triangles: `AddTriangle` them, then `Build`.
@@ -73,7 +74,7 @@ public:
     Closest ClosestPointInRange(const Vec3d& point, double r0, double r1) const;
 
     /// `ClosestPoint` of many points at once, in their order: the same answers to the bit, whatever the
-    /// number of threads, several times faster. Empty when cancelled. Neighbors in space are answered one
+    /// number of threads, several times faster. Empty when canceled. Neighbors in space are answered one
     /// after the other, and each begins with the triangle of the one before.
     std::vector<Closest> ClosestPoints(const std::vector<Vec3d>& points, double radius,
                                        const ProgressCallback& progress) const;
@@ -106,6 +107,7 @@ template <class T> class TriangleTree;
 /// The same over a triangle soup, each triangle with its place in the list as number.
 template <> class SORVANE_API TriangleTree<double> : public QOFTriangleTree<3, double> {
 public:
+    /// O(n log n).
     explicit TriangleTree(const Mesh::TriangleSoup<3, double>& triangles);
 };
 

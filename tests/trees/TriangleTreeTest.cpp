@@ -8,6 +8,7 @@
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/MeshGenerators.h"
 #include "tests/support/StlFile.h"
+#include "tests/support/TestSupport.h"
 
 #include <algorithm>
 #include <array>
@@ -225,7 +226,7 @@ class RealMeshes : public testing::TestWithParam<const char*> {
 protected:
     void SetUp() override
     {
-        const auto file = ::Test::SharedData(GetParam());
+        const auto file = Support::SharedData(GetParam());
         SORVANE_NEED_DATA(file);
         mesh_ = Support::WeldedStl<double>(file);
         ASSERT_FALSE(mesh_.indices.empty());
