@@ -71,11 +71,11 @@ public:
         }
         std::array<T, kCount + 1> lower;
         std::array<T, kCount + 1> upper;
-        Heights(Points<T>(polygon.begin(), last + 1), lower);
+        FindHeights(Points<T>(polygon.begin(), last + 1), lower);
         Points<T> back(last, polygon.end());
         back.push_back(polygon.front());
         std::reverse(back.begin(), back.end());
-        Heights(back, upper);
+        FindHeights(back, upper);
         // The lower boundary is convex and the upper one concave, so that each box lies inside when
         // its corners do. A box is made to lie inside with its neighbors on both sides, which
         // keeps it one width from the boundary in x; the first and the last one have only one
@@ -92,7 +92,7 @@ public:
         if (!(place >= 0 && place < static_cast<T>(kCount))) {
             return false;
         }
-        const Box& box = boxes_[static_cast<std::size_t>(place)];
+        const Heights& box = boxes_[static_cast<std::size_t>(place)];
         return point[1] > box.low && point[1] < box.high;
     }
 
@@ -103,13 +103,15 @@ public:
 private:
     static constexpr std::size_t kCount = 1024;
 
-    struct Box {
+    /// Of a box only its heights: all are of one width, and the number tells the place. Half the
+    /// size of an `AxisAlignedBoundingBox`, in the loop over all points.
+    struct Heights {
         T low = 1; // empty
         T high = 0;
     };
 
     /// Height of a boundary, given from left to right, at both ends of every box.
-    void Heights(const Points<T>& boundary, std::array<T, kCount + 1>& heights) const
+    void FindHeights(const Points<T>& boundary, std::array<T, kCount + 1>& heights) const
     {
         std::size_t next = 1;
         for (std::size_t i = 0; i <= kCount; ++i) {
@@ -129,7 +131,7 @@ private:
     T width_;
     T perWidth_;
     T margin_;
-    std::array<Box, kCount> boxes_;
+    std::array<Heights, kCount> boxes_;
 };
 
 /// One point of every few, in order; none when one of them is not finite.

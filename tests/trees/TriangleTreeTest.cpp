@@ -545,6 +545,9 @@ TEST_F(OneTriangle, ARadiusCountsByItsMagnitude)
     EXPECT_TRUE(tree_.TrianglesInBall(above_, kNaN).empty());
     EXPECT_TRUE(tree_.TrianglesInBall(above_, -1.9).empty());
     EXPECT_EQ(tree_.ClosestPoint(above_, 1e200).id, 0);
+    EXPECT_EQ(tree_.ClosestPoints({above_, {9, 9, 9}}, -2.5, {}),
+              tree_.ClosestPoints({above_, {9, 9, 9}}, 2.5, {}));
+    EXPECT_EQ(tree_.ClosestPoints({above_}, -2.5, {}).front().id, 0);
 }
 
 TEST_F(OneTriangle, RangeOfTwoZerosGivesTheOrigin)
