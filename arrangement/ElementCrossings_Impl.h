@@ -29,6 +29,7 @@ inline constexpr double kArcRounding = 8;
 
 using Math::Impl::kLargestCoordinate;
 using Math::Impl::LargestMagnitude;
+using Math::Impl::Widened;
 
 /// A segment or an arc, prepared for meeting others.
 struct Element {
@@ -111,8 +112,8 @@ template <class T>
 Element MakeElement(const Geometry::SegBase<T>& segment, T tolerance)
 {
     Element element;
-    element.start = Vec2d(segment.start);
-    element.end = Vec2d(segment.end);
+    element.start = Widened(segment.start);
+    element.end = Widened(segment.end);
     const Vec2d along = element.end - element.start;
     element.length = Vector::Length(along);
     element.direction = element.length > 0 ? along * (1 / element.length) : Vec2d();
@@ -129,8 +130,8 @@ Element MakeElement(const Geometry::ArcBase<T>& arc, T tolerance)
 {
     Element element;
     element.isArc = true;
-    element.start = Vec2d(arc.start);
-    element.center = Vec2d(arc.center);
+    element.start = Widened(arc.start);
+    element.center = Widened(arc.center);
     const Vec2d radial = element.start - element.center;
     element.radius = Vector::Length(radial);
     element.length = std::fabs(static_cast<double>(arc.length));
@@ -140,7 +141,7 @@ Element MakeElement(const Geometry::ArcBase<T>& arc, T tolerance)
     element.active = size <= kLargestCoordinate && element.length <= 4 * kLargestCoordinate &&
                      element.tolerance <= kLargestCoordinate;
     if (element.active) {
-        element.end = Vec2d(Geometry::EndPoint(arc));
+        element.end = Widened(Geometry::EndPoint(arc));
         // A float arc near the limit of its type may end beyond it.
         element.active = Math::Impl::IsUsable(element.end);
     }

@@ -29,6 +29,7 @@ namespace {
 
 using Geometry::SegBase;
 using Math::Impl::IsUsable;
+using Math::Impl::Widened;
 
 /// Numbers points so that those which match share a node: the nearest that was there before, then
 /// the lower number. A node stays where its first point was.
@@ -44,7 +45,7 @@ public:
         near_.VisitNear(point, [&](int node) {
             const VecBase<2, T>& position = positions_[static_cast<std::size_t>(node)];
             if (Vector::Matches(position, point, tolerance_)) {
-                const double distance = Vector::Length(Vec2d(position) - Vec2d(point));
+                const double distance = Vector::Length(Widened(position) - Widened(point));
                 if (nearest < 0 || distance < leastDistance ||
                     (distance == leastDistance && node < nearest)) {
                     nearest = node;
@@ -265,7 +266,7 @@ bool TraceOuterLoop(const std::vector<SegBase<T>>& segments, std::vector<VecBase
     std::vector<Vec2d> wide;
     wide.reserve(positions.size());
     for (const VecBase<2, T>& position : positions) {
-        wide.push_back(Vec2d(position));
+        wide.push_back(Widened(position));
     }
     const Drawing drawing(std::move(edges), std::move(wide));
     const int first = drawing.FirstOfOuterBoundary();

@@ -5,7 +5,6 @@
 #include "triangulation/OuterTriangle_Impl.h"
 #include "triangulation/PlanePredicates_Impl.h"
 #include "triangulation/PointDelaunay_Impl.h"
-#include "triangulation/UsablePoints_Impl.h"
 
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/Triangle_E.h>
@@ -33,7 +32,7 @@ bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
     this->Reserve(2 * count, 6 * (count + 1), 3 * count);
     hasOuterTriangle = false;
     hintFace = -1;
-    if (!Mesh::Impl::AreUsable(points)) {
+    if (!Math::Impl::AreUsable(points)) {
         return false;
     }
     MakeOuterTriangle();

@@ -2,12 +2,13 @@
 
 #include "triangulation/InsertionHints_Impl.h"
 
+#include "mathbase/BitSpread_Impl.h"
+#include "mathbase/RadixSort_Impl.h"
+
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <numeric>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
@@ -17,16 +18,6 @@ struct Place {
     std::uint64_t key;
     int point;
 };
-
-std::uint64_t Spread(std::uint32_t bits)
-{
-    std::uint64_t spread = bits;
-    spread = (spread | (spread << 16U)) & 0x0000ffff0000ffffU;
-    spread = (spread | (spread << 8U)) & 0x00ff00ff00ff00ffU;
-    spread = (spread | (spread << 4U)) & 0x0f0f0f0f0f0f0f0fU;
-    spread = (spread | (spread << 2U)) & 0x3333333333333333U;
-    return (spread | (spread << 1U)) & 0x5555555555555555U;
-}
 
 /// Points to cells of a square grid of 2^32 cells a side over their box.
 class CurveKeys {
@@ -54,7 +45,8 @@ public:
             const double place = (static_cast<double>(p[axis]) - low_[axis]) * scale_;
             return static_cast<std::uint32_t>(std::clamp(place, 0.0, kCells));
         };
-        return Spread(cell(0)) | (Spread(cell(1)) << 1U);
+        using Math::Impl::SpreadBits;
+        return SpreadBits<2>(cell(0)) | (SpreadBits<2>(cell(1)) << 1U);
     }
 
 private:
@@ -62,31 +54,6 @@ private:
     Vec2d low_;
     double scale_ = 0;
 };
-
-/// Stable, digit by digit from the lowest (H. H. Seward, 1954).
-void SortByKey(std::vector<Place>& places)
-{
-    constexpr unsigned kDigitBits = 11;
-    constexpr std::size_t kDigits = 6;
-    constexpr std::uint64_t kMask = (std::uint64_t{1} << kDigitBits) - 1;
-    std::array<std::array<int, kMask + 1>, kDigits> counts{};
-    const auto digit = [&](const Place& place, std::size_t d) {
-        return static_cast<std::size_t>((place.key >> (kDigitBits * d)) & kMask);
-    };
-    for (const Place& place : places) {
-        for (std::size_t d = 0; d < kDigits; ++d) {
-            ++counts[d][digit(place, d)];
-        }
-    }
-    std::vector<Place> sorted(places.size());
-    for (std::size_t d = 0; d < kDigits; ++d) {
-        std::exclusive_scan(counts[d].begin(), counts[d].end(), counts[d].begin(), 0);
-        for (const Place& place : places) {
-            sorted[static_cast<std::size_t>(counts[d][digit(place, d)]++)] = place;
-        }
-        places.swap(sorted);
-    }
-}
 
 } // namespace
 
@@ -104,7 +71,7 @@ std::vector<int> EarlierNeighbors(const std::vector<VecBase<2, T>>& points)
         const auto slot = static_cast<std::size_t>(i);
         curve[slot] = {keys.Key(points[slot]), i};
     }
-    SortByKey(curve);
+    Math::Impl::StableSortByKey(curve, [](const Place& place) { return place.key; });
 
     // The curve as a list. Taken out from the last point to the first, a point has exactly the
     // earlier ones beside it.
