@@ -124,7 +124,12 @@ public:
     virtual void EnsureNode(const QOFAddress<D>& wanted, unsigned int capacity) = 0;
 
 protected:
-    ~QOFNodeOwner() = default;
+    QOFNodeOwner() = default;
+    QOFNodeOwner(const QOFNodeOwner&) = default;
+    QOFNodeOwner& operator=(const QOFNodeOwner&) = default;
+    /// Nobody deletes an owner as such; virtual for the sake of the classes that derive from it, which
+    /// would otherwise draw a warning about theirs.
+    virtual ~QOFNodeOwner() = default;
 };
 
 /// Node that knows its address, and sees to it that a split leaves no neighbor far behind in depth.
