@@ -25,6 +25,9 @@ template <int D, class T, int K, class Node> class QOFTree;
 /// Reading is safe from many threads while nobody inserts, removes or splits. A node is not copied or
 /// moved: its children and whoever looks at it know its address.
 template <int D, class T, int K> class QOFNode {
+    static_assert(SupportedContent<D, T, K>,
+                  "content trees are compiled for double, and for float with boxes in the plane");
+
 public:
     /// The types of what a node holds and of its boxes.
     using Content = QOFTreeContent<D, T, K>;

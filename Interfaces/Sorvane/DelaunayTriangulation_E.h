@@ -10,9 +10,11 @@
 #pragma once
 
 #include <Sorvane/TriangleMesh_E.h>
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -86,6 +88,10 @@ public:
     using Base = TriangleMesh<Node, Edge, Facet>;
     using Point = decltype(Node{}.position);
     using T = typename Point::value_type;
+
+    static_assert(SupportedReal<T> && std::same_as<Node, DelaunayNode<T>> &&
+                      std::same_as<Edge, DelaunayEdge> && std::same_as<Facet, DelaunayFacet>,
+                  "the mesher is compiled for its own records, in float and in double");
 
     DelaunayMesher() = default;
     ~DelaunayMesher() override = default;
