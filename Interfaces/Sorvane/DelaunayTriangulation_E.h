@@ -10,8 +10,10 @@
 #pragma once
 
 #include <Sorvane/TriangleMesh_E.h>
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
+#include <concepts>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
@@ -87,6 +89,10 @@ public:
     using Base = TriangleMesh<Node, Edge, Facet>;
     using Point = decltype(Node{}.position);
     using T = typename Point::value_type;
+
+    static_assert(SupportedReal<T> && std::same_as<Node, DelaunayNode<T>> &&
+                      std::same_as<Edge, DelaunayEdge> && std::same_as<Facet, DelaunayFacet>,
+                  "the mesher is compiled for its own records, in float and in double");
 
     DelaunayMesher() = default;
     ~DelaunayMesher() override = default;
