@@ -16,11 +16,14 @@
 #include <concepts>
 #include <vector>
 
-namespace Velk::Math::Sorvane::HalfEdge {
-namespace Impl {
+/// @cond
+namespace Velk::Math::Sorvane::HalfEdge::Impl {
 template <class Mesher>
 class MesherSteps;
 }
+/// @endcond
+
+namespace Velk::Math::Sorvane::HalfEdge {
 
 /// A node of the mesher. A record that is deleted forgets what it was marked with: its slot is used
 /// again.
