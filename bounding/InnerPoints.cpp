@@ -134,8 +134,9 @@ private:
     std::array<Heights, kCount> boxes_;
 };
 
+/// One point of every few, in order; none when one of them is not finite.
 template <class T>
-Points<T> HullOfSample(const Points<T>& points)
+Points<T> SortedSample(const Points<T>& points)
 {
     Points<T> sample(std::min(points.size() / 8, std::size_t{4096}));
     for (std::size_t i = 0; i < sample.size(); ++i) {
@@ -145,7 +146,7 @@ Points<T> HullOfSample(const Points<T>& points)
         }
     }
     std::sort(sample.begin(), sample.end(), Less<T>);
-    return MonotoneChain(sample);
+    return sample;
 }
 
 /// None when that would be more than half of the points: then nothing is won.
@@ -175,8 +176,8 @@ template <class T>
 std::vector<VecBase<2, T>> MonotoneChain(const std::vector<VecBase<2, T>>& sorted)
 {
     Points<T> chain;
-    chain.reserve(2 * sorted.size());
-    std::size_t kept = 0; // leading vertices that can't be popped any more
+    chain.reserve(sorted.size() + 1); // more only while points that go in the end are in it
+    std::size_t kept = 0;             // leading vertices that can't be popped any more
     const auto push = [&](const VecBase<2, T>& p) {
         while (chain.size() >= kept + 2) {
             const VecBase<2, T>& before = chain[chain.size() - 2];
@@ -205,12 +206,19 @@ WithoutInnerPoints(const std::vector<VecBase<2, T>>& points)
     if (points.size() < kWorthThinning) {
         return std::nullopt;
     }
-    const Points<T> polygon = HullOfSample(points);
+    const Points<T> sample = SortedSample(points);
+    const Points<T> polygon = sample.empty() ? Points<T>() : MonotoneChain(sample);
     if (polygon.size() < 3) {
         return std::nullopt;
     }
     const InnerBoxes<T> boxes(polygon);
     if (!(boxes.Margin() > 0)) {
+        return std::nullopt;
+    }
+    // Where the sample has hardly anything inside the points have not either.
+    const auto inside = std::count_if(sample.begin(), sample.end(),
+                                      [&](const VecBase<2, T>& p) { return boxes.Hold(p); });
+    if (4 * static_cast<std::size_t>(inside) < sample.size()) {
         return std::nullopt;
     }
     Points<T> outside = Outside(boxes, points);

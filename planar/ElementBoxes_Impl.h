@@ -8,7 +8,7 @@
 
 #include <Sorvane/ArcSegChain_E.h>
 
-#include "mathbase/Wide_Impl.h"
+#include "mathbase/Values_Impl.h"
 #include "trees/BoxHierarchy_Impl.h"
 
 #include <algorithm>
@@ -36,7 +36,7 @@ public:
     template <class Visitor>
     void VisitInOrder(const VecBase<2, T>& point, const Visitor& visit) const
     {
-        const Vec2d p = Geometry::Impl::Wide(point);
+        const Vec2d p = Math::Impl::Widened(point);
         boxes_.VisitMeeting({p, p}, [&](std::int32_t number) -> bool {
             return visit(static_cast<std::size_t>(number));
         });
@@ -61,11 +61,11 @@ private:
     static double Size(const Vec2d& v) { return std::fabs(v.x()) + std::fabs(v.y()); }
     static double Size(const Geometry::SegBase<T>& segment)
     {
-        return Size(Geometry::Impl::Wide(segment.start)) + Size(Geometry::Impl::Wide(segment.end));
+        return Size(Math::Impl::Widened(segment.start)) + Size(Math::Impl::Widened(segment.end));
     }
     static double Size(const Geometry::ArcBase<T>& arc)
     {
-        return Size(Geometry::Impl::Wide(arc.center)) + Size(Geometry::Impl::Wide(arc.start)) +
+        return Size(Math::Impl::Widened(arc.center)) + Size(Math::Impl::Widened(arc.start)) +
                std::fabs(static_cast<double>(arc.length));
     }
 
@@ -77,8 +77,8 @@ private:
             const auto corners = Corners(e);
             const double margin = reach + kRounding * Size(e);
             const Vec2d widen(margin, margin);
-            const Box box{Geometry::Impl::Wide(corners[0]) - widen,
-                          Geometry::Impl::Wide(corners[1]) + widen};
+            const Box box{Math::Impl::Widened(corners[0]) - widen,
+                          Math::Impl::Widened(corners[1]) + widen};
             // An element that is not finite is asked itself.
             constexpr double kFar = std::numeric_limits<double>::infinity();
             const bool isFinite = std::isfinite(Size(e)) && std::isfinite(Size(box.min)) &&

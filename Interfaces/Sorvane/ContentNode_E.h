@@ -25,6 +25,9 @@ template <int D, class T, int K, class Node> class QOFTree;
 /// Reading is safe from many threads while nobody inserts, removes or splits. A node is not copied or
 /// moved: its children and whoever looks at it know its address.
 template <int D, class T, int K> class QOFNode {
+    static_assert(SupportedContent<D, T, K>,
+                  "content trees are compiled for double, and for float with boxes in the plane");
+
 public:
     /// The types of what a node holds and of its boxes.
     using Content = QOFTreeContent<D, T, K>;
@@ -128,7 +131,12 @@ public:
     virtual void EnsureNode(const QOFAddress<D>& wanted, unsigned int capacity) = 0;
 
 protected:
-    ~QOFNodeOwner() = default;
+    QOFNodeOwner() = default;
+    QOFNodeOwner(const QOFNodeOwner&) = default;
+    QOFNodeOwner& operator=(const QOFNodeOwner&) = default;
+    /// Nobody deletes an owner as such; virtual for the sake of the classes that derive from it, which
+    /// would otherwise draw a warning about theirs.
+    virtual ~QOFNodeOwner() = default;
 };
 
 /// Node that knows its address, and sees to it that a split leaves no neighbor far behind in depth.

@@ -5,6 +5,7 @@
 #include <Sorvane/BoundingVolumes_E.h>
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -14,6 +15,11 @@
 #include <vector>
 
 namespace Velk::Math::Sorvane::Tree {
+
+/// The contents that trees are compiled for: bounded by a box (K = 0) or by a ball (K = 1).
+template <int D, class T, int K>
+concept SupportedContent = (D == 2 || D == 3) && (K == 0 || K == 1) &&
+                           (std::same_as<T, double> || (std::same_as<T, float> && D == 2 && K == 0));
 
 /// Content bounded by an axis-parallel box; whoever makes it adds the margin it needs.
 template <int D, class T> struct QOFTreeContentBox {
@@ -85,6 +91,9 @@ struct QOFTreeContent
 /// When memory runs out a call that throws `std::bad_alloc` has changed nothing. A removal needs none: it
 /// never throws.
 template <int D, class T, int K> class QOFContentSet {
+    static_assert(SupportedContent<D, T, K>,
+                  "content trees are compiled for double, and for float with boxes in the plane");
+
 public:
     /// The types of what the set holds and of its boxes.
     using Content = QOFTreeContent<D, T, K>;
