@@ -266,30 +266,29 @@ void QOFTree<D, T, K, Node>::PrepareRoot(const std::vector<const Content*>& cont
 // --- traversals ---------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
-template <class BoxPredicate, class ContentPredicate, class Sink>
-void QOFTree<D, T, K, Node>::VisitCandidates(const BoxPredicate& boxPredicate,
-                                             const ContentPredicate& contentPredicate,
-                                             const Sink& sink) const
+template <class IsBoxWanted, class IsContentWanted, class Show>
+void QOFTree<D, T, K, Node>::Walk(const IsBoxWanted& isBoxWanted,
+                                  const IsContentWanted& isContentWanted, const Show& show) const
 {
     struct Step {
         const QOFNode<D, T, K>* node;
         bool childrenDone;
     };
     Impl::TraversalStack<Step> stack;
-    if (boxPredicate(root_.contentBox)) {
+    if (isBoxWanted(root_.contentBox)) {
         stack.Push({&root_, false});
     }
     while (!stack.IsEmpty()) {
         const auto [node, childrenDone] = stack.Pop();
         if (childrenDone || node->children.empty()) {
-            Impl::SetVisit(node->content, boxPredicate, contentPredicate, sink).Run();
+            Impl::SetVisit(node->content, isBoxWanted, isContentWanted, show).Run();
             continue;
         }
         if (!node->content.empty()) {
             stack.Push({node, true});
         }
         for (auto child = node->children.rbegin(); child != node->children.rend(); ++child) {
-            if (*child && boxPredicate((*child)->contentBox)) {
+            if (*child && isBoxWanted((*child)->contentBox)) {
                 stack.Push({child->get(), false});
             }
         }
@@ -297,9 +296,8 @@ void QOFTree<D, T, K, Node>::VisitCandidates(const BoxPredicate& boxPredicate,
 }
 
 template <int D, class T, int K, class Node>
-template <class Sink>
 void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredRadius,
-                                          const Sink& sink) const requires(K == 0)
+                                          const NearestSink& sink) const requires(K == 0)
 {
     // A node, or with a level that isn't negative a group of its contents.
     struct Step {
@@ -377,14 +375,14 @@ void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredR
 // --- queries ------------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
-template <class Sink>
-void QOFTree<D, T, K, Node>::VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball,
-                                                 const Sink& sink) const
+template <class Show>
+void QOFTree<D, T, K, Node>::WalkInBall(const Bounding::BoundingBall<D, T>& ball,
+                                        const Show& show) const
 {
     if (Impl::HasNaN(ball.center)) {
         return;
     }
-    VisitCandidates(
+    Walk(
         [&](const Box& around) {
             if constexpr (K == 0) {
                 return Impl::BallReaches(ball, around);
@@ -392,7 +390,7 @@ void QOFTree<D, T, K, Node>::VisitBallCollisions(const Bounding::BoundingBall<D,
                 return Impl::BallMayReachBalls(ball, around);
             }
         },
-        [&](const Bound& bound) { return Impl::BallReaches(ball, bound); }, sink);
+        [&](const Bound& bound) { return Impl::BallReaches(ball, bound); }, show);
 }
 
 template <int D, class T, int K, class Node>
@@ -400,7 +398,7 @@ std::vector<const QOFTreeContent<D, T, K>*>
 QOFTree<D, T, K, Node>::GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const
 {
     std::vector<const Content*> found;
-    VisitBallCollisions(ball, Impl::CollectInto<Content>(found));
+    WalkInBall(ball, Impl::CollectInto<Content>(found));
     return found;
 }
 
@@ -409,7 +407,7 @@ std::vector<const QOFTreeContent<D, T, K>*>
 QOFTree<D, T, K, Node>::GetPossibleBoxCollisions(const Box& box) const
 {
     std::vector<const Content*> found;
-    VisitCandidates(
+    Walk(
         [&](const Box& around) {
             if constexpr (K == 0) {
                 return Impl::BoxMeets(box, around);
@@ -423,10 +421,9 @@ QOFTree<D, T, K, Node>::GetPossibleBoxCollisions(const Box& box) const
 }
 
 template <int D, class T, int K, class Node>
-template <class Sink>
-void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
-                                                const VecBase<D, T>& direction,
-                                                const Sink& sink) const
+template <class Show>
+void QOFTree<D, T, K, Node>::WalkOnLine(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
+                                        const Show& show) const
 {
     if (!Intersect::Impl::IsRayDirection(direction)) {
         return;
@@ -434,8 +431,8 @@ void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
     const Intersect::Impl::LineBoxTest<D, T> line(origin, direction, root_.contentBox.min,
                                                   root_.contentBox.max, T{0});
     const auto meets = [&](const Box& box) { return line.Meets(box.min, box.max); };
-    VisitCandidates(
-        meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); }, sink);
+    Walk(
+        meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); }, show);
 }
 
 template <int D, class T, int K, class Node>
@@ -443,8 +440,33 @@ std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleR
     const VecBase<D, T>& origin, const VecBase<D, T>& direction, bool /*flag*/) const
 {
     std::vector<const Content*> found;
-    VisitRayCollisions(origin, direction, Impl::CollectInto<Content>(found));
+    WalkOnLine(origin, direction, Impl::CollectInto<Content>(found));
     return found;
+}
+
+// --- the same for a host's functions -------------------------------------------------------------
+
+template <int D, class T, int K, class Node>
+void QOFTree<D, T, K, Node>::VisitCandidates(const BoxPredicate& boxPredicate,
+                                             const ContentPredicate& contentPredicate,
+                                             const Sink& sink) const
+{
+    Walk(boxPredicate, contentPredicate, sink);
+}
+
+template <int D, class T, int K, class Node>
+void QOFTree<D, T, K, Node>::VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball,
+                                                 const Sink& sink) const
+{
+    WalkInBall(ball, sink);
+}
+
+template <int D, class T, int K, class Node>
+void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
+                                                const VecBase<D, T>& direction,
+                                                const Sink& sink) const
+{
+    WalkOnLine(origin, direction, sink);
 }
 
 } // namespace Velk::Math::Sorvane::Tree
