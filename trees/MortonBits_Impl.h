@@ -6,6 +6,8 @@
 
 #include <Velk/Math/VecBase_E.h>
 
+#include "mathbase/BitSpread_Impl.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>

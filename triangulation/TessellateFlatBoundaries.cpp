@@ -149,9 +149,7 @@ PlaneGraph GraphOf(const std::vector<Loop>& boundaries, Points<2> points, double
 std::vector<int> InsideTriangles(const PlaneGraph& graph, double floor)
 {
     HalfEdge::Impl::ConstrainedDelaunay delaunay(graph.vertices, floor);
-    for (const auto& [start, end] : graph.constraints) {
-        delaunay.InsertSegment(start, end);
-    }
+    delaunay.InsertSegments(graph.constraints);
     return std::move(delaunay).InsideTriangles();
 }
 

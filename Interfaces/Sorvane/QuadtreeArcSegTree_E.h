@@ -27,6 +27,7 @@ namespace Velk::Math::Sorvane::Tree::Quadtree {
 /// Queries change nothing and may run in many threads at once.
 template <class T> class ArcSegTree {
 public:
+    /// What the tree stores.
     using Element = Planar::ArcSegBase<T>;
 
     /// O(n log n).

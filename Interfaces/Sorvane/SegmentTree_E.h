@@ -32,7 +32,9 @@ template <int D, class T> class QOFSegmentTree;
 /// building either happen or, when memory runs out, leave the tree as it was.
 template <class T> class QOFSegmentTree<2, T> {
 public:
+    /// What `ClosestPoint` answers with.
     using Closest = ClosestPointRecord<2, T>;
+    /// What the tree stores.
     using Segment = Geometry::SegBase<T>;
 
     QOFSegmentTree(const QOFSegmentTree&) = delete;
@@ -61,7 +63,9 @@ public:
 protected:
     QOFSegmentTree();
     ~QOFSegmentTree();
+    /// Leaves `other` without segments.
     QOFSegmentTree(QOFSegmentTree&& other) noexcept;
+    /// Leaves `other` without segments.
     QOFSegmentTree& operator=(QOFSegmentTree&& other) noexcept;
 
     /// Stores all segments, each with its place in the list as number.
