@@ -2,6 +2,8 @@
 // million. The exported functions of the same names call these.
 #pragma once
 
+#include "mathbase/BitSpread_Impl.h"
+
 #include <Velk/Math/VecBase_E.h>
 
 #include "mathbase/BitSpread_Impl.h"

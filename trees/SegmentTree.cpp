@@ -4,6 +4,7 @@
 
 #include "mathbase/RoomForMore_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 #include "trees/BoxHierarchy_Impl.h"
 #include "trees/SearchTree_Impl.h"
 
@@ -35,7 +36,7 @@ VecBase<2, T> NearestOn(const Geometry::SegBase<T>& segment, const VecBase<2, T>
 template <class T>
 Impl::BoxOf<2, T> SearchBox(const Geometry::SegBase<T>& segment)
 {
-    if (!Impl::IsSearchable(segment.start) || !Impl::IsSearchable(segment.end)) {
+    if (!Math::Impl::IsUsable(segment.start) || !Math::Impl::IsUsable(segment.end)) {
         return {};
     }
     return Impl::MarginBox(std::array{segment.start, segment.end});

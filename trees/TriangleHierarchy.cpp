@@ -307,8 +307,9 @@ NearestTriangle TriangleHierarchy::Nearest(const Vec3d& point, double radius,
     if (triangles_.empty() || !(squaredRadius > 0) || HasNaN(point)) {
         return {};
     }
-    const double reach = std::max(1.0, LargestCoordinate(frame_(point)));
-    const double largest = std::max(frame_.largest, LargestCoordinate(point)) * frame_.scale;
+    const double reach = std::max(1.0, Math::Impl::LargestMagnitude(frame_(point)));
+    const double largest =
+        std::max(frame_.largest, Math::Impl::LargestMagnitude(point)) * frame_.scale;
     const bool isFar = !(reach <= kFarthest);
     const double error =
         reach * (isFine_ || isFar ? kDoubleError : kFloatError) + largest * kCoordinateError;

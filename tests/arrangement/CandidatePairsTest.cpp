@@ -52,7 +52,9 @@ Region RegionOf(const std::vector<Element>& elements)
     return {Vec2d(-reach, -reach), Vec2d(reach, reach)};
 }
 
-/// Expects every pair that meets among the pairs of the crowd of all; returns how many meet.
+/// Expects every pair that meets among the pairs of the crowd of all; returns how many meet. What
+/// meets is told by `MeetingsOf`, which looks at two elements alone: the search of pairs has no
+/// part in it, and it has none in the search.
 int ExpectNoMeetingMissing(const std::vector<Element>& elements)
 {
     std::vector<int> crowd;

@@ -248,9 +248,9 @@ T DistanceToAABB(const VecBase<N, T>& min, const VecBase<N, T>& max, const VecBa
 /// that.
 ///
 /// Elements with coordinates that are not finite or beyond 1e150, and an infinite tolerance, cut
-/// nothing. Expected O((n + k) log n) for k cuts, whatever the mixture of lengths; only elements
-/// crowded into one place (a fan about a common end) are compared all with all. Runs in parallel,
-/// with the same result for any number of threads.
+/// nothing. Expected O((n + k) log n) for k cuts, whatever the mixture of lengths; a further log n
+/// for elements nested in each other, long ones that converge and fans about a common end. Runs in
+/// parallel, with the same result for any number of threads.
 template <class T> bool CutAtIntersections(std::vector<Geometry::SegBase<T>>& segments, T tolerance);
 
 /// The same for segments and arcs together: segment against segment, segment against arc, arc
