@@ -86,8 +86,8 @@ std::vector<Region> BoxesOf(const std::vector<PaddedSpan>& spans, std::size_t el
         Region& box = boxes[static_cast<std::size_t>(span.element)];
         for (int axis = 0; axis < 2; ++axis) {
             const auto [least, most] = std::minmax(span.first[axis], span.last[axis]);
-            box.low[axis] = std::min(box.low[axis], least - span.padding);
-            box.high[axis] = std::max(box.high[axis], most + span.padding);
+            box.min[axis] = std::min(box.min[axis], least - span.padding);
+            box.max[axis] = std::max(box.max[axis], most + span.padding);
         }
     }
     return boxes;
@@ -95,8 +95,8 @@ std::vector<Region> BoxesOf(const std::vector<PaddedSpan>& spans, std::size_t el
 
 bool Overlap(const Region& a, const Region& b)
 {
-    return a.low.x() <= b.high.x() && b.low.x() <= a.high.x() && a.low.y() <= b.high.y() &&
-           b.low.y() <= a.high.y();
+    return a.min.x() <= b.max.x() && b.min.x() <= a.max.x() && a.min.y() <= b.max.y() &&
+           b.min.y() <= a.max.y();
 }
 
 } // namespace

@@ -102,15 +102,15 @@ MonotoneCurve MonotoneCurve::Turned() const
 
 bool MonotoneCurve::RestrictTo(const Region& region)
 {
-    if (!RestrictPlaces(*this, region.low.x(), region.high.x())) {
+    if (!RestrictPlaces(*this, region.min.x(), region.max.x())) {
         return false;
     }
     const auto [lowest, highest] = std::minmax({HeightFromLeft(from), HeightFromRight(to)});
-    if (lowest >= region.low.y() && highest <= region.high.y()) {
+    if (lowest >= region.min.y() && highest <= region.max.y()) {
         return true;
     }
     MonotoneCurve turned = Turned();
-    if (!RestrictPlaces(turned, region.low.y(), region.high.y())) {
+    if (!RestrictPlaces(turned, region.min.y(), region.max.y())) {
         return false;
     }
     std::tie(from, to) =

@@ -138,8 +138,8 @@ Spans ClippedTo(const Region& region, const Spans& spans, std::span<const int> n
         PaddedSpan span = spans[static_cast<std::size_t>(number)];
         for (int axis = 0; axis < 2; ++axis) {
             const Vec2d unit(axis == 0 ? 1 : 0, axis == 0 ? 0 : 1);
-            Clip(span, unit, region.high[axis], 1);
-            Clip(span, unit, region.low[axis], -1);
+            Clip(span, unit, region.max[axis], 1);
+            Clip(span, unit, region.min[axis], -1);
         }
         clipped.push_back(span);
     }
@@ -254,8 +254,8 @@ void SplitCrowd(Spans spans, const Region& region, int depth, Leaves& leaves)
     Region regionAbove = region;
     for (int axis = 0; axis < 2; ++axis) {
         if (best.axis[axis] == 1) {
-            regionBelow.high[axis] = best.place;
-            regionAbove.low[axis] = best.place;
+            regionBelow.max[axis] = best.place;
+            regionAbove.min[axis] = best.place;
         }
     }
     SplitCrowd(std::move(below), regionBelow, depth + 1, leaves);
