@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <span>
 #include <tuple>
@@ -460,6 +461,18 @@ private:
         return EdgeAt(e).face == kNoFace && EdgeAt(e).prev == kNotSet;
     }
 
+    // Whoever walks rings one after another mostly goes through the half-edges in their order, too,
+    // and takes about two lines of them for each ring. They are fetched some rings before their
+    // turn; processors don't see the order by themselves, because a ring hops to and fro in it.
+    void FetchAhead(int halfEdge) const
+    {
+        constexpr std::uintptr_t kBytesAhead = 1536;
+        constexpr std::uintptr_t kLine = 64;
+        const auto address = reinterpret_cast<std::uintptr_t>(&EdgeAt(halfEdge)) + kBytesAhead;
+        __builtin_prefetch(reinterpret_cast<const void*>(address)); // any address will do
+        __builtin_prefetch(reinterpret_cast<const void*>(address + kLine));
+    }
+
     static std::vector<int> NewList()
     {
         std::vector<int> list;
@@ -509,21 +522,23 @@ template <class Node, class Edge, class Face>
 template <class Visit>
 WalkEnd HMesh<Node, Edge, Face>::VisitNodeNodes(int node, Visit visit) const
 {
-    const std::size_t limit = RunawayLimit(nodes_.size());
     const int outgoing = IsValidNode(node) ? NodeAt(node).edge : kNotSet;
-    const int first = IsValidEdge(outgoing) ? EdgeAt(outgoing).twin : kNotSet;
-    if (!IsValidEdge(first)) {
+    if (!IsValidEdge(outgoing) || !IsValidEdge(Twin(outgoing))) {
         return WalkEnd::Cut;
     }
-    std::size_t count = 0;
-    int current = first;
+    FetchAhead(outgoing);
+    // Subscripts without a sign: a negative one becomes large and fails the test of the range, and
+    // the address of a record takes one instruction less.
+    const auto first = static_cast<unsigned int>(Twin(outgoing));
+    std::size_t left = RunawayLimit(nodes_.size());
+    unsigned int current = first;
     do {
-        visit(EdgeAt(current).node);
-        if (++count > limit) {
+        visit(edges_[current].node);
+        if (left-- == 0) {
             return WalkEnd::Runaway;
         }
-        current = EdgeAt(Twin(current)).prev; // of a deleted twin: deleted as well
-        if (!IsValidEdge(current)) {
+        current = static_cast<unsigned int>(edges_[current ^ 1U].prev); // of a deleted twin: deleted
+        if (current >= edges_.size() || edges_[current].Edge::IsInvalid()) {
             return WalkEnd::Cut;
         }
     } while (current != first);
