@@ -23,6 +23,21 @@
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
+namespace Impl {
+
+// Whoever walks rings one after another mostly goes through the half-edges in their order, too, and
+// takes about two lines of them for each ring. They are fetched some rings before their turn;
+// processors don't see the order by themselves, because a ring hops to and fro in it.
+inline void FetchAhead(const void* halfEdge)
+{
+    constexpr std::uintptr_t kBytesAhead = 1536;
+    constexpr std::uintptr_t kLine = 64;
+    const auto address = reinterpret_cast<std::uintptr_t>(halfEdge) + kBytesAhead;
+    __builtin_prefetch(reinterpret_cast<const void*>(address)); // any address will do
+    __builtin_prefetch(reinterpret_cast<const void*>(address + kLine));
+}
+
+} // namespace Impl
 
 /// How a walk round a node or a face came to its end.
 enum class WalkEnd {
@@ -461,18 +476,6 @@ private:
         return EdgeAt(e).face == kNoFace && EdgeAt(e).prev == kNotSet;
     }
 
-    // Whoever walks rings one after another mostly goes through the half-edges in their order, too,
-    // and takes about two lines of them for each ring. They are fetched some rings before their
-    // turn; processors don't see the order by themselves, because a ring hops to and fro in it.
-    void FetchAhead(int halfEdge) const
-    {
-        constexpr std::uintptr_t kBytesAhead = 1536;
-        constexpr std::uintptr_t kLine = 64;
-        const auto address = reinterpret_cast<std::uintptr_t>(&EdgeAt(halfEdge)) + kBytesAhead;
-        __builtin_prefetch(reinterpret_cast<const void*>(address)); // any address will do
-        __builtin_prefetch(reinterpret_cast<const void*>(address + kLine));
-    }
-
     static std::vector<int> NewList()
     {
         std::vector<int> list;
@@ -526,7 +529,7 @@ WalkEnd HMesh<Node, Edge, Face>::VisitNodeNodes(int node, Visit visit) const
     if (!IsValidEdge(outgoing) || !IsValidEdge(Twin(outgoing))) {
         return WalkEnd::Cut;
     }
-    FetchAhead(outgoing);
+    Impl::FetchAhead(&EdgeAt(outgoing));
     // Subscripts without a sign: a negative one becomes large and fails the test of the range, and
     // the address of a record takes one instruction less.
     const auto first = static_cast<unsigned int>(Twin(outgoing));
