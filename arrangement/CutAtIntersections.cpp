@@ -175,7 +175,7 @@ bool CarryOut(const Impl::CutPlan& plan, const std::vector<Repetition>& repetiti
 template <class T>
 void NarrowTo(Vec2d& point)
 {
-    point = Vec2d(VecBase<2, T>(point));
+    point = Math::Impl::Widened(Math::Impl::Narrowed<T>(point));
 }
 
 } // namespace

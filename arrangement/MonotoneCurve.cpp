@@ -76,9 +76,8 @@ constexpr double kRoundings = 4;
 
 double SizeOf(const Element& element)
 {
-    return element.isArc
-               ? LargestCoordinate(element.center) + element.radius
-               : std::fmax(LargestCoordinate(element.start), LargestCoordinate(element.end));
+    return element.isArc ? LargestMagnitude(element.center) + element.radius
+                         : std::max(LargestMagnitude(element.start), LargestMagnitude(element.end));
 }
 
 /// A circle, perhaps but for rounding, or more.

@@ -122,7 +122,7 @@ Impl::BoundaryTree TreeOf(const std::vector<BoundaryLine>& lines)
             segments.push_back({line.points[i - 1], line.points[i], line.component});
         }
     }
-    return Impl::BoundaryTree(std::move(segments));
+    return Impl::BoundaryTree(segments);
 }
 
 } // namespace

@@ -245,9 +245,22 @@ template <int D, class T, int K, class Node>
 void QOFTree<D, T, K, Node>::PrepareRoot(const std::vector<const Content*>& contents,
                                          std::size_t count)
 {
-    SetCapacity(LeafCapacity(count));
-    SetRoot(FittedRoot(contents, count));
-    InsertAll(contents);
+    // The tree as it is now is kept until the new one stands: memory may run out.
+    Node before;
+    const unsigned int capacityBefore = capacity_;
+    const T slackBefore = slack_;
+    root_.TransferTo(before, true);
+    try {
+        SetCapacity(LeafCapacity(count));
+        SetRoot(FittedRoot(contents, count));
+        InsertAll(contents);
+    } catch (...) {
+        SetRoot({});
+        before.TransferTo(root_, true);
+        capacity_ = capacityBefore;
+        slack_ = slackBefore;
+        throw;
+    }
 }
 
 // --- traversals ---------------------------------------------------------------------------------

@@ -106,7 +106,7 @@ std::vector<int> ArcSegTree<T>::ItemsWithin(const VecBase<2, T>& point, T radius
     std::erase_if(numbers, [&](int number) {
         const Element& element = state_->elements[static_cast<std::size_t>(number)];
         const VecBase<2, T> nearest = ClosestPointOnContent(element, point);
-        return !(radius * radius > SquaredLength(nearest - point));
+        return !(Tree::Impl::SquaredReach(radius) > SquaredLength(nearest - point));
     });
     return numbers;
 }
@@ -117,7 +117,7 @@ ArcSegTree<T>::GetPossibleBallCollisions(const Bounding::BoundingBall<2, T>& bal
 {
     std::vector<int> numbers;
     if (state_) {
-        state_->boxes.VisitWithin(ball.center, ball.radius * ball.radius,
+        state_->boxes.VisitWithin(ball.center, Tree::Impl::SquaredReach(ball.radius),
                                   [&](std::int32_t number) { numbers.push_back(number); });
         std::sort(numbers.begin(), numbers.end());
     }

@@ -113,7 +113,7 @@ QOFSegmentTree<2, T>::ClosestPoint(const VecBase<2, T>& point, T radius) const
     if (!state_) {
         return closest;
     }
-    const T squaredRadius = radius * radius;
+    const T squaredRadius = Impl::SquaredReach(radius);
     T least = std::numeric_limits<T>::infinity();
     std::int32_t best = std::numeric_limits<std::int32_t>::max();
     state_->boxes.VisitNearest(
@@ -142,7 +142,7 @@ QOFSegmentTree<2, T>::GetPossibleBallCollisions(const Bounding::BoundingBall<2, 
     if (!state_) {
         return numbers;
     }
-    state_->boxes.VisitWithin(ball.center, ball.radius * ball.radius,
+    state_->boxes.VisitWithin(ball.center, Impl::SquaredReach(ball.radius),
                               [&](std::int32_t place) { numbers.push_back(place); });
     std::sort(numbers.begin(), numbers.end());
     for (int& number : numbers) {

@@ -52,7 +52,7 @@ TriangleHierarchy::TriangleHierarchy(const std::vector<RankedTriangle>& triangle
     if (triangles.empty()) {
         return;
     }
-    BoxOf<3, double> whole;
+    BoxOf<3, double>& whole = whole_;
     for (const RankedTriangle& triangle : triangles) {
         Join(whole, MarginBox(triangle.corner));
     }
@@ -303,7 +303,7 @@ private:
 NearestTriangle TriangleHierarchy::Nearest(const Vec3d& point, double radius,
                                            std::size_t guess) const
 {
-    const double squaredRadius = radius * radius;
+    const double squaredRadius = SquaredReach(radius);
     if (triangles_.empty() || !(squaredRadius > 0) || HasNaN(point)) {
         return {};
     }

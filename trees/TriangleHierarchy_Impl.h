@@ -49,6 +49,8 @@ public:
 
     /// The triangles, leaf by leaf.
     const std::vector<RankedTriangle>& Triangles() const { return triangles_; }
+    /// Around the boxes of all triangles; the default (inverted) box when there is none.
+    const BoxOf<3, double>& Whole() const { return whole_; }
 
     /// The triangle with the least pair (squared distance, rank) of those that the closed ball
     /// meets (`Intersect::SphereTriangle`) and whose box, with its margin, is nearer than the
@@ -143,6 +145,7 @@ private:
     }
 
     std::vector<RankedTriangle> triangles_;
+    BoxOf<3, double> whole_;
     Frame frame_;
     bool isFine_ = false;
     BoxHierarchy<3, float> coarse_; // boxes in the frame, rounded outwards; one of the two is used

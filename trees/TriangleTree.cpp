@@ -122,7 +122,7 @@ std::vector<BatchPoint> AlongTheCurve(const std::vector<Vec3d>& points)
     return batch;
 }
 
-/// `answer(point, guess)` for each point; nothing when cancelled.
+/// `answer(point, guess)` for each point; nothing when canceled.
 template <class Answer>
 std::vector<Closest> Batch(const std::vector<Vec3d>& points, const ProgressCallback& progress,
                            const Answer& answer)
@@ -214,15 +214,10 @@ std::size_t QOFTriangleTree<3, double>::TriangleCount() const
 
 double QOFTriangleTree<3, double>::RootHalfSize() const
 {
-    Impl::BoxOf<3, double> whole;
     if (TriangleCount() == 0) {
         return 0;
     }
-    for (const RankedTriangle& triangle : state_->triangles.Triangles()) {
-        const Impl::BoxOf<3, double> box = Impl::MarginBox(triangle.corner);
-        whole.Grow(box.min);
-        whole.Grow(box.max);
-    }
+    const Impl::BoxOf<3, double>& whole = state_->triangles.Whole();
     return Vector::Length(whole.min - (whole.min + whole.max) * 0.5);
 }
 
@@ -298,7 +293,7 @@ std::vector<int> QOFTriangleTree<3, double>::TrianglesInBall(const Vec3d& center
 {
     NumbersByRank found;
     if (state_) {
-        state_->triangles.VisitWithin(center, radius * radius,
+        state_->triangles.VisitWithin(center, Impl::SquaredReach(radius),
                                       [&](const RankedTriangle& t) { found(t); });
     }
     return found.Numbers();

@@ -2,6 +2,7 @@
 
 #include "triangulation/ConstrainedDelaunay_Impl.h"
 
+#include "mathbase/RadixSort_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 #include "triangulation/CrossingLevels_Impl.h"
 #include "triangulation/PointDelaunay_Impl.h"
@@ -38,17 +39,58 @@ ConstrainedDelaunay::ConstrainedDelaunay(const std::vector<Vec2d>& points, doubl
 void ConstrainedDelaunay::InsertSegment(int start, int end)
 {
     hasSegments_ = true;
+    if (!nodes_.empty()) {
+        InsertBetween({NodeOf(start), NodeOf(end)});
+    }
+}
+
+void ConstrainedDelaunay::InsertSegments(std::span<const std::pair<int, int>> segments)
+{
+    hasSegments_ = hasSegments_ || !segments.empty();
     if (nodes_.empty()) {
         return;
     }
-    const auto node = [&](int place) { return nodes_[static_cast<std::size_t>(place)]; };
-    open_.assign(1, {node(start), node(end)});
+    std::vector<Segment> sorted; // nodes are numbered along a space-filling curve
+    sorted.reserve(segments.size());
+    for (const auto& [start, end] : segments) {
+        sorted.emplace_back(std::minmax(NodeOf(start), NodeOf(end)));
+    }
+    Math::Impl::StableSortByKey(
+        sorted, [](const Segment& segment) { return static_cast<unsigned>(segment.first); });
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        PrefetchAhead(std::span<const Segment>(sorted).subspan(i + 1));
+        InsertBetween(sorted[i]);
+    }
+}
+
+/// Asks the memory for the triangles where segments that are soon due begin: first for one
+/// triangle, then for those beside it. Few of them have ever been looked at.
+void ConstrainedDelaunay::PrefetchAhead(std::span<const Segment> due) const
+{
+    constexpr std::size_t kFirstTriangle = 8;
+    constexpr std::size_t kNeighbors = 4;
+    const auto triangleAt = [&](const Segment& segment) {
+        return &table_.At(TriangleTable::TriangleOf(table_.Leaving(segment.first)));
+    };
+    if (due.size() > kFirstTriangle) {
+        __builtin_prefetch(triangleAt(due[kFirstTriangle]));
+    }
+    if (due.size() > kNeighbors) {
+        for (const int twin : triangleAt(due[kNeighbors])->twins) {
+            __builtin_prefetch(&table_.At(TriangleTable::TriangleOf(twin)));
+        }
+    }
+}
+
+void ConstrainedDelaunay::InsertBetween(const Segment& segment)
+{
+    open_.assign(1, segment);
     // Each joint brings a chain nearer to edges that exist; should rounding ever lead it round in a
     // circle, this ends it.
     for (int left = 1000 + 4 * table_.NodeCount(); left > 0 && !open_.empty(); --left) {
-        const Segment segment = open_.back();
+        const Segment next = open_.back();
         open_.pop_back();
-        InsertOpen(segment);
+        InsertOpen(next);
     }
 }
 
@@ -211,19 +253,20 @@ std::vector<int> ConstrainedDelaunay::InsideTriangles() &&
     table_.leaving = {};
     nodes_ = {};
     const int count = table_.TriangleCount();
-    std::vector<int> indices;
+    std::vector<int> indices(3 * table_.triangles.size());
+    std::size_t written = 0;
     const auto write = [&](int t) {
         for (const int node : table_.At(t).nodes) {
-            indices.push_back(table_.NumberOf(node));
+            indices[written++] = table_.NumberOf(node);
         }
     };
     if (!hasSegments_) {
-        indices.reserve(3 * table_.triangles.size());
         for (int t = 0; t < count; ++t) {
             if (table_.IsReal(t)) {
                 write(t);
             }
         }
+        indices.resize(written);
         return indices;
     }
     const auto visitEdges = [&](const auto& visit) {
@@ -245,12 +288,12 @@ std::vector<int> ConstrainedDelaunay::InsideTriangles() &&
         }
     };
     CrossingLevels levels(table_.triangles.size(), visitEdges, visitOutside);
-    indices.reserve(3 * table_.triangles.size());
     for (int t = 0; t < count; ++t) {
         if (levels.Of(t) % 2 == 1) {
             write(t);
         }
     }
+    indices.resize(written);
     return indices;
 }
 

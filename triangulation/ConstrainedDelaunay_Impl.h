@@ -26,6 +26,9 @@ public:
     /// Segments should not cross. Those that do by rounding have an end next to the other segment:
     /// that end becomes a joint of the other, so that chains stay closed.
     void InsertSegment(int start, int end);
+    /// All of them, in an order in which neighbors follow each other: what one looks at the next
+    /// one finds in the cache.
+    void InsertSegments(std::span<const std::pair<int, int>> segments);
 
     /// Three places in the list for each triangle that an odd number of constraints, the fewest
     /// that can be, separates from what lies outside of the hull, counter-clockwise. Without any
@@ -65,9 +68,12 @@ private:
         }
     };
 
+    void PrefetchAhead(std::span<const Segment> due) const;
+    void InsertBetween(const Segment& segment);
     void InsertOpen(const Segment& segment);
     bool GiveWay(const Segment& segment);
     double SquaredDistance(const Segment& segment, int node) const;
+    int NodeOf(int place) const { return nodes_[static_cast<std::size_t>(place)]; }
     void Rebuild();
     void FindHangingEdges();
     int FillSide(std::span<Border> border, int last, std::span<const int> slots);

@@ -10,8 +10,8 @@ namespace Velk::Math::Sorvane::Tree {
 /// Answer of a search for the nearest item: its nearest point, and its number or -1 when none was
 /// found.
 template <int D, class T> struct ClosestPointRecord {
-    VecBase<D, T> point;
-    int id = -1;
+    VecBase<D, T> point; ///< nearest point of the item; the point asked for when none was found
+    int id = -1;         ///< number of the item, or -1
 
     friend constexpr bool operator==(const ClosestPointRecord&, const ClosestPointRecord&) = default;
 };

@@ -100,6 +100,9 @@ public:
     /// one and the same point from which the split above got no other away. A content that is there
     /// already stays once, with the bound that it has now. O(depth), and O(`capacity`) for one that
     /// splits.
+    ///
+    /// When memory runs out, nothing has changed, except that neighbors which addressable nodes have
+    /// asked for by then stay. Taking out needs no memory.
     static bool Insert(QOFNode& node, const Content* content, bool insert, unsigned int capacity);
 
     /// Gives a leaf children and hands its contents on to those that hold them; children that overflow
@@ -107,6 +110,7 @@ public:
     ///
     /// Does nothing when the node has children, when `CanSplit` is false, and when splitting leads
     /// nowhere: the node has contents and its cell can't be halved any more in T or is without bounds.
+    /// When memory runs out, the node is still the leaf that it was.
     static void Split(QOFNode& node, unsigned int capacity);
 
 private:

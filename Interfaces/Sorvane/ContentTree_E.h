@@ -68,7 +68,8 @@ protected:
     ///
     /// Afterward items that join the storage are not in the tree unless they are inserted. An item
     /// that the root refuses stays out: all of them when they are one and the same point, or when a
-    /// bound is not finite or so large that the size of the whole overflows. O(n log n).
+    /// bound is not finite or so large that the size of the whole overflows. O(n log n). When memory runs
+    /// out, the tree is as it was before.
     template <class Item> void PrepareRoot(const Bins::DataPool<Item>& storage)
     {
         PrepareRoot(ContentsOf(storage), static_cast<std::size_t>(storage.LastIndex() + 1));
@@ -93,7 +94,8 @@ protected:
     void SetRoot(const Cell& cell);
     void SetCapacity(unsigned int capacity) { capacity_ = capacity; }
 
-    /// Inserts all items of the storage, none of which is in the tree. They keep their order.
+    /// Inserts all items of the storage, none of which is in the tree. They keep their order. When memory
+    /// runs out, those that came first stay.
     template <class Item> void InsertAll(const Bins::DataPool<Item>& storage)
     {
         InsertAll(ContentsOf(storage));
@@ -113,6 +115,7 @@ protected:
     ///
     /// K = 0: those nearer to the center than the radius, strictly, so that a ball of radius 0 has none.
     /// K = 1: those whose ball comes as near as 1e-12, or touches, or overlaps.
+    /// A radius counts by its magnitude, as in every tree: that of the ball and that of a content.
     std::vector<const Content*>
     GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const;
 

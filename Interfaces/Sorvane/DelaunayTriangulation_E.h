@@ -13,13 +13,14 @@
 #include <Velk/Math/Supported_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
-#include <array>
 #include <concepts>
-#include <cstddef>
-#include <utility>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
+namespace Impl {
+template <class Mesher>
+class MesherSteps;
+}
 
 /// A node of the mesher. A record that is deleted forgets what it was marked with: its slot is used
 /// again.
@@ -104,13 +105,15 @@ public:
     std::vector<Point> points;             ///< the input
     int hintFace = -1;                     ///< where the next location begins
 
-    /// Triangulates `points`, in their order. False as soon as a point can't be placed: it repeats
-    /// another, lies in a sliver below the tolerances, or is not finite. What was built until then
-    /// stays. Expected O(n log n) for n points that are spread somehow evenly at some scale; sorted
-    /// input costs no more. Points in order along a bow toward others can take O(n^2) flips: mix
-    /// their order if it is free. A mesher of a derived type goes through the virtual edits and
-    /// keeps `FindEdge` up to date all along, which takes more time and gives the same mesh; only
-    /// half-edges may have other numbers.
+    /// Triangulates `points`. False as soon as one can't be placed: it repeats another, lies in a
+    /// sliver below the tolerances, or is not finite. What was built until then stays, in the order
+    /// of the list. O(n log n) for n points whatever their arrangement.
+    ///
+    /// A mesher of a derived type inserts point by point through the virtual edits and keeps
+    /// `FindEdge` up to date all along. This gives the same triangles between points; those at the
+    /// outer nodes, and the numbers of faces and half-edges, may be others. It takes more time,
+    /// expected O(n log n) for points that are spread somehow evenly at some scale; points in order
+    /// along a bow toward others can take O(n^2) flips: mix their order if it is free.
     bool Triangulate();
 
     /// Makes the segment between two nodes an edge and marks it constrained. False, with nothing
@@ -154,64 +157,11 @@ public:
     /// Deletes the faces of other regions than 1; true when there were any.
     bool RemoveNonInterior();
 
-protected:
-    using Base::EdgeAt;
-    using Base::FaceAt;
-    using Base::NodeAt;
-    using Base::Twin;
+private:
+    template <class Mesher>
+    friend class Impl::MesherSteps;
 
-    struct View;
-
-    /// A step of the library's own.
-    static constexpr int kOuterNodes = 3;
-    static bool IsOuter(int node) { return node >= 0 && node < kOuterNodes; }
-
-    /// A step of the library's own.
-    Vec2d At(int node) const { return ToDouble(NodeAt(node).position); }
-    static Vec2d ToDouble(const Point& p) { return Vec2d(p.x(), p.y()); }
-
-    /// A step of the library's own.
-    void MakeOuterTriangle();
-    bool InsertInOrder(const std::vector<int>& near);
-    bool TakeOverDelaunay();
-    template <class Triangles>
-    void TakeOver(const Triangles& triangles);
-    void AddSide(int origin, int destination);
-    void StartFrom(int node);
-    void EnterNodePairs();
-    int PseudoRandomFace(int face) const;
-
-    /// A step of the library's own.
-    DelaunayLocation WalkStraight(const Vec2d& p) const;
-    DelaunayLocation WalkByClosestPoints(const Point& point) const;
-    DelaunayLocation Classify(int face, const Vec2d& p) const;
-    int PivotFace(int node, int face, const Vec2d& p) const;
-
-    /// A step of the library's own.
-    int InsertInFace(int face, const Point& point);
-    int InsertOnEdge(int halfEdge, const Point& point);
-    bool IsStrictlyInside(int face, const Point& point) const;
-    int SplitFaceAtPoint(int face, const Point& point);
-    int SplitEdgeAtPoint(int halfEdge, const Point& point);
-    bool MustFlip(int halfEdge) const;
-    void LinkTriangle(int face, int first, int second, int third);
-    std::array<int, 4> QuadOf(int halfEdge) const;
-    bool IsStrictlyFlippable(int halfEdge) const;
-
-    /// A step of the library's own.
-    bool IsConstrained(int halfEdge) const;
-    void SetConstrained(int halfEdge, bool constrained);
-    std::vector<std::array<int, 3>> CavityFaces(const std::vector<int>& nodes) const;
-    void ClearChannel(const std::vector<int>& crossed);
-
-    void CloseHullPockets();
-    bool ClosePocketAt(int node, std::vector<int>& neighbors);
-    void LegalizeEdges(std::vector<int>& halfEdges);
-    std::vector<int> OuterRing() const;
-    int FirstInnerEdge(int node) const;
-    void Detach(int face);
-
-    std::vector<std::pair<int, int>> edgesToCheck_; ///< of `Legalize`: half-edge, face
+    std::vector<int> openEdges_; // half-edges that may have to be flipped
 };
 
 // clang-format off

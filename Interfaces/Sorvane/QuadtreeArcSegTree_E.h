@@ -30,6 +30,7 @@ template <class T> class ArcSegTree {
     static_assert(SupportedReal<T>, "trees of chain elements are compiled for float and double");
 
 public:
+    /// What the tree stores.
     using Element = Planar::ArcSegBase<T>;
 
     /// O(n log n).

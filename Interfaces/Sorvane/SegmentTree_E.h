@@ -35,7 +35,9 @@ template <class T> class QOFSegmentTree<2, T> {
     static_assert(SupportedReal<T>, "segment trees are compiled for float and double");
 
 public:
+    /// What `ClosestPoint` answers with.
     using Closest = ClosestPointRecord<2, T>;
+    /// What the tree stores.
     using Segment = Geometry::SegBase<T>;
 
     QOFSegmentTree(const QOFSegmentTree&) = delete;
@@ -64,7 +66,9 @@ public:
 protected:
     QOFSegmentTree();
     ~QOFSegmentTree();
+    /// Leaves `other` without segments.
     QOFSegmentTree(QOFSegmentTree&& other) noexcept;
+    /// Leaves `other` without segments.
     QOFSegmentTree& operator=(QOFSegmentTree&& other) noexcept;
 
     /// Stores all segments, each with its place in the list as number.

@@ -87,6 +87,9 @@ struct QOFTreeContent
 /// in groups of eight, groups in groups of eight, and so on, each group with the box around it. What
 /// came later stands behind, in the order in which it came, until the set is arranged again; a removal
 /// moves the last content into the gap. The order is thus the same in each run, and has no meaning.
+///
+/// When memory runs out a call that throws `std::bad_alloc` has changed nothing. A removal needs none: it
+/// never throws.
 template <int D, class T, int K> class QOFContentSet {
     static_assert(SupportedContent<D, T, K>,
                   "content trees are compiled for double, and for float with boxes in the plane");
@@ -167,6 +170,8 @@ public:
     }
 
 private:
+    template <int, class, int> friend class QOFNode; // undoes an insertion
+
     /// Above this size a scan for one pointer takes longer than a look-up in a hash table, which is
     /// made when the first pointer is looked for.
     static constexpr std::size_t kLargestScan = 512;
@@ -185,7 +190,6 @@ private:
     void RenewBound(std::size_t position, const Bound& bound);
     void ArrangeWhenStale();
     void SortIntoGroups();
-    void MakeGroupBoxes();
     void GrowGroupsOf(std::size_t position);
 
     std::vector<const Content*> items_;

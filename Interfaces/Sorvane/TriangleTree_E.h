@@ -33,6 +33,7 @@ template <int D, class T> class QOFTriangleTree;
 /// building either happen or, when memory runs out, leave the tree as it was.
 template <> class SORVANE_API QOFTriangleTree<3, double> {
 public:
+    /// What the searches for the nearest triangle answer with.
     using Closest = ClosestPointRecord<3, double>;
 
     /// Without triangles: `AddTriangle` them, then `Build`.
@@ -55,7 +56,7 @@ public:
     /// Triangles that queries search: those stored at the last `Build`, without those that stay out.
     std::size_t TriangleCount() const;
     /// Half the diagonal of the box around the boxes of these triangles, 0 for none: a length beyond
-    /// which everything lies as soon as it is tripled. O(n).
+    /// which everything lies as soon as it is tripled. O(1).
     double RootHalfSize() const;
 
     /// Nearest point on the triangles that the closed ball meets; {`point`, -1} when there is none. Of
@@ -73,7 +74,7 @@ public:
     Closest ClosestPointInRange(const Vec3d& point, double r0, double r1) const;
 
     /// `ClosestPoint` of many points at once, in their order: the same answers to the bit, whatever the
-    /// number of threads, several times faster. Empty when cancelled. Neighbors in space are answered one
+    /// number of threads, several times faster. Empty when canceled. Neighbors in space are answered one
     /// after the other, and each begins with the triangle of the one before.
     std::vector<Closest> ClosestPoints(const std::vector<Vec3d>& points, double radius,
                                        const ProgressCallback& progress) const;
@@ -106,6 +107,7 @@ template <class T> class TriangleTree;
 /// The same over a triangle soup, each triangle with its place in the list as number.
 template <> class SORVANE_API TriangleTree<double> : public QOFTriangleTree<3, double> {
 public:
+    /// O(n log n).
     explicit TriangleTree(const Mesh::TriangleSoup<3, double>& triangles);
 };
 

@@ -45,9 +45,8 @@ Region RegionOf(const std::vector<Element>& elements)
     double reach = 0;
     for (const Element& element : elements) {
         if (element.active) {
-            reach =
-                std::max({reach, LargestCoordinate(element.start), LargestCoordinate(element.end),
-                          LargestCoordinate(element.center) + element.radius});
+            reach = std::max({reach, LargestMagnitude(element.start), LargestMagnitude(element.end),
+                              LargestMagnitude(element.center) + element.radius});
         }
     }
     return {Vec2d(-reach, -reach), Vec2d(reach, reach)};

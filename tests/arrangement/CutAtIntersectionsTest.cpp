@@ -976,15 +976,18 @@ TEST(CutArcsOfDifferentSize, ArcsThatEndShortOfEachOtherAreNotCut)
 
 TEST(CutArcsNearTheLimit, FloatArcsThatEndBeyondTheirTypeAreLeftAlone)
 {
-    // The first begins within the range of float and ends beyond; its end counts as not finite.
+    // The first arc begins within the range of float and ends beyond: its end is not finite, and
+    // the third segment, which crosses it near its start, is not cut by it.
     const float most = std::numeric_limits<float>::max();
-    Segments<float> s{{{-4, 0}, {4, 0}}, {{0, -4}, {0, 4}}};
+    Segments<float> s{{{-4, 0}, {4, 0}},
+                      {{0, -4}, {0, 4}},
+                      {{0.94F * most, 0.4F * most}, {0.94F * most, 0.6F * most}}};
     Arcs<float> a{{{0.9F * most, 0}, {0.9F * most, 0.5F * most}, -0.7F * most},
                   {{0, 0}, {2, 0}, 12}};
     const Arcs<float> before = a;
     EXPECT_TRUE(CutAtIntersections(s, a, 1e-8F));
     EXPECT_TRUE(SameBits(Arcs<float>{a[0]}, Arcs<float>{before[0]}));
-    EXPECT_EQ(s.size(), 8U); // both lines at each other and twice at the circle
+    EXPECT_EQ(s.size(), 9U); // both lines at each other and twice at the circle
     EXPECT_EQ(a.size(), 5U);
     ::Test::Random random(43);
     for (int trial = 0; trial < 500; ++trial) {

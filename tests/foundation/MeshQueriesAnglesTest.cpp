@@ -5,6 +5,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/TestSupport.h"
 
 #include <cmath>
 #include <limits>

@@ -3,6 +3,7 @@
 #include <Sorvane/MeshQueries_E.h>
 
 #include "tests/support/StlFile.h"
+#include "tests/support/TestSupport.h"
 
 #include <algorithm>
 #include <cmath>

@@ -6,8 +6,8 @@
 #include "mathbase/PointRecords_Impl.h"
 #include "mathbase/VectorUniqueness_Impl.h"
 
-#include "tests/support/ThreadLimit.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/ThreadLimit.h"
 
 #include <algorithm>
 #include <bit>
@@ -514,7 +514,11 @@ TYPED_TEST(UniquenessInside, RecordsSortLikeAComparisonSortOnAnyDistribution)
                 }
             }
             std::vector<Record> expected = records;
-            std::sort(expected.begin(), expected.end(), Impl::RecordLess<V::size(), T>);
+            std::stable_sort(
+                expected.begin(), expected.end(), [](const Record& a, const Record& b) {
+                    return std::lexicographical_compare(a.point.begin(), a.point.end(),
+                                                        b.point.begin(), b.point.end());
+                });
             std::vector<Record> sorted(records.size());
             const std::int64_t half = count / 2;
             Impl::SortFiniteRecords(records.data(), {{0, half}, {half, count - half}}, low, high,

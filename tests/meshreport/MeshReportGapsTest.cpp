@@ -2,6 +2,7 @@
 // segments.
 
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/TestSupport.h"
 
 #include <Sorvane/MeshReport_E.h>
 #include <Velk/Math/Vector_E.h>

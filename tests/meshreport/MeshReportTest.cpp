@@ -2,6 +2,7 @@
 
 #include "tests/meshreport/MeshReportTwin.h"
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/TestSupport.h"
 
 #include <Velk/Math/Vector_E.h>
 

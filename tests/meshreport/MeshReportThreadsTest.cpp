@@ -3,6 +3,7 @@
 #include "tests/support/ThreadLimit.h"
 #include "tests/meshreport/MeshReportTwin.h"
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/TestSupport.h"
 
 #include <bit>
 

@@ -19,7 +19,7 @@ lines=0
 while IFS=: read -r number text; do
   name=${text##*refused: }
   lines=$((lines + 1))
-  if ! grep -E "^[^ ]*$file:$number:.*error:.*deleted (function|operator)" <<<"$errors" | grep -qF -- "$name"; then
+  if ! grep -E "^[^ ]*$file:$number:.*error:.*deleted (function|operator)" <<<"$errors" | grep -F -- "$name" >/dev/null; then
     echo "line $number: no error that names $name"
     faults=1
   fi
@@ -29,13 +29,13 @@ while IFS=: read -r number text; do
   lines=$((lines + 1))
   # One compiler tells the line before the error, another one after it.
   if ! grep -E -A2 -B2 "$file:$number:.*(required from here|requested here)" <<<"$errors" |
-    grep -E 'error: static.assert' | grep -qF -- "$words"; then
+    grep -E 'error: static.assert' | grep -F -- "$words" >/dev/null; then
     echo "line $number: no class says that $words"
     faults=1
   fi
 done < <(grep -n '// refused type: ' "$source")
 while IFS= read -r number; do
-  if ! sed -n "${number}p" "$source" | grep -q '// refused'; then
+  if ! sed -n "${number}p" "$source" | grep '// refused' >/dev/null; then
     echo "line $number is refused, too"
     faults=1
   fi

@@ -433,8 +433,8 @@ TYPED_TEST(BoxHierarchies, NearestShowsEverythingToWhoNeverCloses)
 TYPED_TEST(BoxHierarchies, FoldedPayloadsGuideVisits)
 {
     SORVANE_USE_FORM
-    constexpr int kMixed = -1;
-    constexpr int kNone = -2;
+    static constexpr int kMixed = -1;
+    static constexpr int kNone = -2;
     lists.ForEachHierarchy([&](const std::vector<Box>& boxes, const Hierarchy& hierarchy,
                                HierarchyCut) {
         const auto colorOf = [](int number) { return number / 20 % 3; };

@@ -368,7 +368,7 @@ TEST(ContentTreeBuild, EveryNodeKeepsTheRules)
             EXPECT_TRUE(node.Holds(bound));
             EXPECT_TRUE(seen.insert(node.content[i]).second);
             for (const auto* above = &node; above != nullptr; above = above->parent) {
-                EXPECT_TRUE(Impl::LiesWithin(bound, above->contentBox));
+                EXPECT_TRUE(Velk::Math::Sorvane::Tree::Impl::LiesWithin(bound, above->contentBox));
             }
             if (!node.children.empty()) {
                 EXPECT_FALSE(node.GetChild(node.ChildIndex(bound))->Holds(bound));

@@ -92,7 +92,7 @@ bool BallSelects(const BoundingBall<D, T>& ball, const Item<D, T, K>& item)
         return ball.radius * ball.radius >
                Intersect::DistanceToAABB(item.min, item.max, ball.center, true);
     } else {
-        const T reach = ball.radius + item.radius + T(1e-12);
+        const T reach = std::fabs(ball.radius) + std::fabs(item.radius) + T(1e-12);
         return reach * reach >= SquaredLength(ball.center - item.center);
     }
 }
@@ -176,6 +176,40 @@ TYPED_TEST(ContentTreeProperty, BallQueriesMissNothing)
         }
         EXPECT_GT(hits, 40U) << "the queries must meet something";
     });
+}
+
+/// Of the ball that asks and of a ball that is a content.
+TYPED_TEST(ContentTreeProperty, ARadiusCountsByItsMagnitude)
+{
+    using T = typename TypeParam::T;
+    constexpr int D = TypeParam::D;
+    Random random(18);
+    for (const Shape shape : kShapes) {
+        typename TypeParam::Tree tree;
+        Fill(tree, shape, 500, random);
+        typename TypeParam::Tree turned;
+        for (auto item : tree.storage) {
+            if constexpr (TypeParam::K == 1) {
+                item.radius = -item.radius;
+            }
+            turned.storage.Add(item);
+        }
+        tree.Build();
+        turned.Build();
+        std::size_t found = 0;
+        for (int i = 0; i < 100; ++i) {
+            const VecBase<D, T> center = QueryPoint(tree, random);
+            const T radius = static_cast<T>(std::exp2(random.Between(-8, 6)));
+            const std::vector<int> expected = BruteForce(tree, [&](const auto& item) {
+                return BallSelects(BoundingBall<D, T>{center, radius}, item);
+            });
+            found += expected.size();
+            ASSERT_EQ(Ids(tree.GetPossibleBallCollisions({center, -radius})), expected);
+            ASSERT_EQ(Ids(turned.GetPossibleBallCollisions({center, radius})), expected);
+            ASSERT_EQ(Ids(turned.GetPossibleBallCollisions({center, -radius})), expected);
+        }
+        EXPECT_GT(found, 0U);
+    }
 }
 
 TYPED_TEST(ContentTreeProperty, RemovedContentsAreGoneAndInsertedOnesAreThere)
@@ -611,12 +645,13 @@ TEST(ContentTreeVisit, BoxesThatAreDeniedHideWhatTheyHold)
     int shown = 0;
     int asked = 0;
     const AxisAlignedBoundingBox<2, double> lowerHalf{{-200, -200}, {200, 0}};
-    tree.VisitCandidates([&](const auto& box) { return Impl::Overlaps(box, lowerHalf); },
-                         [&](const auto& bound) {
-                             ++asked;
-                             return Impl::Overlaps(bound, lowerHalf);
-                         },
-                         [&](const auto*) { ++shown; });
+    tree.VisitCandidates(
+        [&](const auto& box) { return Velk::Math::Sorvane::Tree::Impl::Overlaps(box, lowerHalf); },
+        [&](const auto& bound) {
+            ++asked;
+            return Velk::Math::Sorvane::Tree::Impl::Overlaps(bound, lowerHalf);
+        },
+        [&](const auto*) { ++shown; });
     const std::size_t expected =
         BruteForce(tree, [](const auto& item) { return item.min[1] <= 0; }).size();
     EXPECT_EQ(static_cast<std::size_t>(shown), expected);

@@ -379,6 +379,9 @@ TYPED_TEST(SegmentTrees, RepeatedPointsAndAxisParallelSegmentsEnd)
 }
 
 static_assert(!std::is_copy_constructible_v<Quadtree::SegmentTree<double>>);
+// The base has what both share and can't be made by itself.
+static_assert(std::is_base_of_v<QOFSegmentTree<2, double>, Quadtree::SegmentTree<double>> &&
+              !std::is_default_constructible_v<QOFSegmentTree<2, double>>);
 static_assert(std::is_nothrow_move_constructible_v<Quadtree::SegmentTree<double>> &&
               std::is_nothrow_move_assignable_v<Quadtree::SegmentTree<float>>);
 

@@ -9,6 +9,7 @@
 #include "tests/triangulation/ExactTurn.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <set>
@@ -57,10 +58,9 @@ Scene MakeScene(Random& random, int count, int tries, bool onLattice)
         const int b = random.Below(static_cast<int>(scene.points.size()));
         const bool isFree =
             a != b &&
-            std::none_of(scene.segments.begin(), scene.segments.end(),
-                         [&](const Segment& s) {
-                             return Cross(at(a), at(b), at(s.first), at(s.second));
-                         }) &&
+            std::none_of(
+                scene.segments.begin(), scene.segments.end(),
+                [&](const Segment& s) { return Cross(at(a), at(b), at(s.first), at(s.second)); }) &&
             std::none_of(scene.points.begin(), scene.points.end(), [&](const Vec2d& p) {
                 return p != at(a) && p != at(b) && ExactTurn(at(a), at(b), p) == 0;
             });
@@ -116,6 +116,35 @@ TEST(ConstrainedDelaunay, EdgesAreSegmentsOrDelaunay)
                 ASSERT_FALSE(Cross(at(a), at(b), at(c), at(d))) << round;
             }
         }
+    }
+}
+
+// A constrained triangulation with one answer to ties is one and no more: the order in which
+// segments go in does not show.
+TEST(ConstrainedDelaunay, TheOrderOfSegmentsDoesNotMatter)
+{
+    const auto inOrder = [](const std::vector<int>& indices) {
+        std::set<std::array<int, 3>> triangles;
+        for (std::size_t t = 0; t < indices.size(); t += 3) {
+            std::array<int, 3> corners{indices[t], indices[t + 1], indices[t + 2]};
+            std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()),
+                        corners.end());
+            triangles.insert(corners);
+        }
+        return triangles;
+    };
+    Random random(12);
+    for (int round = 0; round < 60; ++round) {
+        const Scene scene = MakeScene(random, 10 + random.Below(80), 60, round % 3 == 2);
+        ConstrainedDelaunay together(scene.points, 1e-12);
+        together.InsertSegments(scene.segments);
+        ConstrainedDelaunay apart(scene.points, 1e-12);
+        for (auto segment = scene.segments.rbegin(); segment != scene.segments.rend(); ++segment) {
+            apart.InsertSegment(segment->second, segment->first);
+        }
+        const auto triangles = inOrder(std::move(together).InsideTriangles());
+        EXPECT_FALSE(triangles.empty());
+        EXPECT_EQ(triangles, inOrder(std::move(apart).InsideTriangles())) << round;
     }
 }
 
@@ -251,8 +280,8 @@ TEST(CavityTriangles, FillsRoundAHangingEdge)
     CavityTriangles cavity;
     const Points chain{{4, 0}, {4, 3}, {2, 4}, {2, 1}, {2, 4}, {0, 3}, {0, 0}};
     ExpectFills(chain, cavity.Fill(chain));
-    const Points twoEdges{{6, 0}, {6, 3}, {4, 4}, {4, 1}, {4, 4}, {2, 4}, {2, 1}, {2, 4}, {0, 3},
-                          {0, 0}};
+    const Points twoEdges{{6, 0}, {6, 3}, {4, 4}, {4, 1}, {4, 4},
+                          {2, 4}, {2, 1}, {2, 4}, {0, 3}, {0, 0}};
     ExpectFills(twoEdges, cavity.Fill(twoEdges));
 }
 

@@ -220,8 +220,8 @@ TEST(PointDelaunay, TheOrderOfThePointsDoesNotMatter)
 // Of four corners of a square the last by x, then y, has no diagonal.
 TEST(PointDelaunay, ATieLeavesTheLastCornerAlone)
 {
-    const auto triples = TriplesOf(DelaunayOfPoints({{0, 0}, {1, 0}, {1, 1}, {0, 1}}).table,
-                                   {0, 1, 2, 3});
+    const auto triples =
+        TriplesOf(DelaunayOfPoints({{0, 0}, {1, 0}, {1, 1}, {0, 1}}).table, {0, 1, 2, 3});
     EXPECT_EQ(triples, (std::set<std::array<int, 3>>{{0, 1, 3}, {1, 2, 3}}));
 }
 
