@@ -540,7 +540,8 @@ WalkEnd HMesh<Node, Edge, Face>::VisitNodeNodes(int node, Visit visit) const
         if (left-- == 0) {
             return WalkEnd::Runaway;
         }
-        current = static_cast<unsigned int>(edges_[current ^ 1U].prev); // of a deleted twin: deleted
+        current =
+            static_cast<unsigned int>(edges_[current ^ 1U].prev); // of a deleted twin: deleted
         if (current >= edges_.size() || edges_[current].Edge::IsInvalid()) {
             return WalkEnd::Cut;
         }
