@@ -52,27 +52,32 @@ void MakeRoomForRounding(Bounding::RegularBoundingBox<D, T>& cell)
 
 /// Passes those of the contents [first, last) on whose box `isWanted` at its squared distance from
 /// `point`: the nearest of each run first, so that the limit behind `isWanted` falls early.
-template <int D, class T, class IsWanted, class Sink>
-void VisitNearestContents(const QOFContentSet<D, T, 0>& contents, std::size_t first,
+///
+/// Contents of a tree of balls have no box, and such a tree has no such query; clang 14 compiles
+/// its body all the same.
+template <int D, class T, int K, class IsWanted, class Sink>
+void VisitNearestContents(const QOFContentSet<D, T, K>& contents, std::size_t first,
                           std::size_t last, const VecBase<D, T>& point, const IsWanted& isWanted,
                           const Sink& sink)
 {
-    constexpr std::size_t kRun = 64;
-    std::array<T, kRun> squaredDistances;
-    for (; first < last; first += kRun) {
-        const std::size_t count = std::min(kRun, last - first);
-        std::size_t nearest = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            squaredDistances[i] = SquaredDistance(contents.BoundAt(first + i), point);
-            nearest = squaredDistances[i] < squaredDistances[nearest] ? i : nearest;
-        }
-        if (!isWanted(squaredDistances[nearest])) {
-            continue;
-        }
-        sink(contents[first + nearest]);
-        for (std::size_t i = 0; i < count; ++i) {
-            if (i != nearest && isWanted(squaredDistances[i])) {
-                sink(contents[first + i]);
+    if constexpr (K == 0) {
+        constexpr std::size_t kRun = 64;
+        std::array<T, kRun> squaredDistances;
+        for (; first < last; first += kRun) {
+            const std::size_t count = std::min(kRun, last - first);
+            std::size_t nearest = 0;
+            for (std::size_t i = 0; i < count; ++i) {
+                squaredDistances[i] = SquaredDistance(contents.BoundAt(first + i), point);
+                nearest = squaredDistances[i] < squaredDistances[nearest] ? i : nearest;
+            }
+            if (!isWanted(squaredDistances[nearest])) {
+                continue;
+            }
+            sink(contents[first + nearest]);
+            for (std::size_t i = 0; i < count; ++i) {
+                if (i != nearest && isWanted(squaredDistances[i])) {
+                    sink(contents[first + i]);
+                }
             }
         }
     }
