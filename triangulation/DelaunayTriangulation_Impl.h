@@ -21,6 +21,11 @@ namespace Velk::Math::Sorvane::HalfEdge {
 
 // --- what a host calls --------------------------------------------------------------------------
 
+// Not in the class: compilers differ on whether an inline destructor of a template that is compiled
+// elsewhere is exported.
+template <class Node, class Edge, class Facet>
+DelaunayMesher<Node, Edge, Facet>::~DelaunayMesher() = default;
+
 template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
 {

@@ -98,7 +98,7 @@ public:
                   "the mesher is compiled for its own records, in float and in double");
 
     DelaunayMesher() = default;
-    ~DelaunayMesher() override = default;
+    ~DelaunayMesher() override;
 
     bool hasOuterTriangle = false;         ///< the three outer nodes are present
     bool noConstraints = true;             ///< the hull bounds the result; for the caller to clear
