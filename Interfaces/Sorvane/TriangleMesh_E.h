@@ -278,7 +278,7 @@ private:
     }
 
     template <int D, class T>
-    void AddPoints(const std::vector<VecBase<D, T>>& points, std::size_t triangles);
+    SORVANE_LOCAL void AddPoints(const std::vector<VecBase<D, T>>& points, std::size_t triangles);
     void AdjustBoundaryNodes();
     void LinkBoundaryAt(std::span<const BoundaryEnd> outgoing,
                         std::span<const BoundaryEnd> incoming);
