@@ -9,6 +9,7 @@
 #pragma once
 
 #include <Sorvane/HMesh_E.h>
+#include <Velk/Export_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Velk/Math/Vector_E.h>
 
