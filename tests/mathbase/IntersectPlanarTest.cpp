@@ -222,7 +222,7 @@ TYPED_TEST(IntersectPlanar, SegmentSegmentOnHostileInput)
 // crossing point a power of two away.
 TEST(SegmentSegment, SizesAtTheEndsOfTheNumberRange)
 {
-    ::Test::Random random(71);
+    Support::Random random(71);
     for (const int exponent : {505, 512, 700, 1020, -505, -540, -800}) {
         int met = 0;
         for (int trial = 0; trial < 500; ++trial) {
@@ -299,7 +299,7 @@ TYPED_TEST(IntersectPlanar, SegmentSegmentAgreesWithExactArithmeticOnALattice)
 {
     using T = TypeParam;
     using V = VecBase<2, T>;
-    ::Test::Random random(21);
+    Support::Random random(21);
     int crossings = 0;
     int overlaps = 0;
     for (int trial = 0; trial < 40'000; ++trial) {
@@ -335,7 +335,7 @@ TYPED_TEST(IntersectPlanar, CrossingsHaveTheSameBitsInAnyOrderAndLieOnBoth)
 {
     using T = TypeParam;
     using V = VecBase<2, T>;
-    ::Test::Random random(22);
+    Support::Random random(22);
     int crossings = 0;
     for (int trial = 0; trial < 20'000; ++trial) {
         const double offset = trial % 2 == 0 ? 0.0 : 1000.0;
@@ -380,7 +380,7 @@ TEST(SegmentSegment, MeetingsFollowTheDistanceOnRandomSegments)
     const auto cross = [](const Vec2d& a, const Vec2d& b, const Vec2d& p) {
         return (L(b[0]) - a[0]) * (L(p[1]) - a[1]) - (L(b[1]) - a[1]) * (L(p[0]) - a[0]);
     };
-    ::Test::Random random(23);
+    Support::Random random(23);
     int near = 0;
     for (int trial = 0; trial < 30'000; ++trial) {
         const auto point = [&] { return random.Vector<2, double>(-1, 1); };
@@ -407,7 +407,7 @@ TEST(SegmentSegment, NoPathSlipsThroughAVertexOfAPolyline)
 {
     // A polyline from left to right and a segment from far below to far above one of its vertices:
     // one of the two segments at the vertex is met, however the rounding falls.
-    ::Test::Random random(24);
+    Support::Random random(24);
     for (const double offset : {0.0, 1e3, 1e6}) {
         for (int trial = 0; trial < 5000; ++trial) {
             const Vec2d origin = random.Vector<2, double>(-offset, offset);
@@ -465,7 +465,7 @@ TEST(LineLine, TheToleranceIsASineWhateverTheLengths)
 
 TEST(LineLine, TheHitLiesOnBothLines)
 {
-    ::Test::Random random(25);
+    Support::Random random(25);
     for (int trial = 0; trial < 10'000; ++trial) {
         const auto a0 = random.Vector<2, double>(-1, 1);
         const auto a1 = random.Vector<2, double>(-1, 1);
@@ -527,7 +527,7 @@ TYPED_TEST(IntersectPlanar, DegenerateTrianglesAreSegmentsOrPoints)
 TEST(PointInOrOnTriangle, AgreesWithIntegerArithmetic)
 {
     using P = VecBase<2, int>;
-    ::Test::Random random(26);
+    Support::Random random(26);
     int inside = 0;
     for (int trial = 0; trial < 40'000; ++trial) {
         const auto point = [&] { return P{random.Below(7), random.Below(7)}; };
@@ -553,7 +553,7 @@ TEST(PointInOrOnTriangle, AgreesWithIntegerArithmetic)
 
 TEST(PointInOrOnTriangle, NoPointOfACommonSideIsDisownedByBothTriangles)
 {
-    ::Test::Random random(27);
+    Support::Random random(27);
     for (int trial = 0; trial < 50'000; ++trial) {
         const double offset = trial % 2 == 0 ? 0.0 : 1e5;
         const Vec2d origin = random.Vector<2, double>(-offset, offset);
@@ -684,7 +684,7 @@ TYPED_TEST(IntersectPlanar, SnappingTakesPointsAtTheEndsToTheEnds)
 TYPED_TEST(IntersectPlanar, NearestOnArcAgreesWithSampling)
 {
     using T = TypeParam;
-    ::Test::Random random(28);
+    Support::Random random(28);
     for (int trial = 0; trial < 3000; ++trial) {
         ArcBase<T> arc;
         arc.center = random.Vector<2, T>(-2, 2);
@@ -905,7 +905,7 @@ TYPED_TEST(IntersectPlanar, ArcSegmentAgreesWithChordsOfTheArc)
     // Twin: the arc as 20,000 chords, crossings by sign. Cases near tangency or an end are left out
     // by the distance to both, which the fine chords (sagitta 5e-8 and less) can't tell.
     using T = TypeParam;
-    ::Test::Random random(29);
+    Support::Random random(29);
     std::array<int, 3> seen{};
     for (int trial = 0; trial < 300; ++trial) {
         ArcBase<T> arc;
@@ -963,7 +963,7 @@ TYPED_TEST(IntersectPlanar, ArcSegmentAgreesWithChordsOfTheArc)
 TYPED_TEST(IntersectPlanar, ArcSegmentHitsLieOnBoth)
 {
     using T = TypeParam;
-    ::Test::Random random(30);
+    Support::Random random(30);
     int hits = 0;
     for (int trial = 0; trial < 20'000; ++trial) {
         ArcBase<T> arc;

@@ -21,7 +21,7 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 
 using Corners = std::array<Vec3d, 3>;
 
-Corners RandomTriangle(::Test::Random& random, double extent)
+Corners RandomTriangle(Support::Random& random, double extent)
 {
     return {random.Vector<3, double>(-extent, extent), random.Vector<3, double>(-extent, extent),
             random.Vector<3, double>(-extent, extent)};
@@ -79,7 +79,7 @@ void ExpectNearestWithinBox(const std::array<VecBase<N, T>, 3>& t, const VecBase
 }
 
 template <int N, class T>
-void ExpectNearestWithinBoxes(::Test::Random& random)
+void ExpectNearestWithinBoxes(Support::Random& random)
 {
     for (int trial = 0; trial < 20000; ++trial) {
         const double thinness = std::exp2(-random.Below(56)); // needles of all degrees
@@ -98,7 +98,7 @@ void ExpectNearestWithinBoxes(::Test::Random& random)
 
 TEST(ClosestPointOnTriangle, LiesInTheBoxOfTheCorners)
 {
-    ::Test::Random random(52);
+    Support::Random random(52);
     ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBoxes<2, float>(random)));
     ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBoxes<2, double>(random)));
     ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBoxes<3, double>(random)));
@@ -150,7 +150,7 @@ double FarthestCornerBeyond(const Corners& t, const Vec3d& p, const Vec3d& q)
 
 TEST(ClosestPointOnTriangle, SatisfiesTheConditionOfANearestPoint)
 {
-    ::Test::Random random(41);
+    Support::Random random(41);
     for (int trial = 0; trial < 50'000; ++trial) {
         const double offset = trial % 2 == 0 ? 0.0 : 1000.0;
         const Vec3d shift = random.Vector<3, double>(-offset, offset);
@@ -183,7 +183,7 @@ TEST(ClosestPointOnTriangle, ThinTrianglesKeepTheirDigits)
 {
     // Needles and caps down to a width of 1e-13 of their length, turned at random. A point built
     // from the normal of the unturned triangle has a known foot.
-    ::Test::Random random(42);
+    Support::Random random(42);
     for (const double width : {1e-2, 1e-4, 1e-6, 1e-8, 1e-10, 1e-13}) {
         for (int trial = 0; trial < 2000; ++trial) {
             // A frame by Gram-Schmidt; its rounding of 1e-16 is that of the expectation.
@@ -287,7 +287,7 @@ TYPED_TEST(IntersectTriangles, NearestPairOfParallelsAndPoints)
 TYPED_TEST(IntersectTriangles, NoPairOfTwoSegmentsIsNearer)
 {
     using T = TypeParam;
-    Test::Random random(43);
+    Support::Random random(43);
     for (int trial = 0; trial < 20'000; ++trial) {
         const auto a0 = random.Vector<3, T>(-1, 1);
         auto a1 = random.Vector<3, T>(-1, 1);
@@ -333,7 +333,7 @@ TYPED_TEST(IntersectTriangles, NoPairOfTwoSegmentsIsNearer)
 TYPED_TEST(IntersectTriangles, NearestPairOfLinesIsPerpendicularToBoth)
 {
     using T = TypeParam;
-    Test::Random random(44);
+    Support::Random random(44);
     for (int trial = 0; trial < 10'000; ++trial) {
         const auto a0 = random.Vector<3, T>(-1, 1);
         const auto a1 = random.Vector<3, T>(-1, 1);
@@ -414,7 +414,7 @@ TEST(ProjectZAxisOnTriangle, VerticalDegenerateAndHostileTriangles)
 
 TEST(ProjectZAxisOnTriangle, ExitsLieOnTheOutlineAlongTheGradient)
 {
-    ::Test::Random random(45);
+    Support::Random random(45);
     int found = 0;
     for (int trial = 0; trial < 20'000; ++trial) {
         const Corners t = RandomTriangle(random, 1);
@@ -527,7 +527,7 @@ TEST(RayTriangleHitPoint, AgreesWithWeightsByDeterminants)
 {
     // Twin: Cramer's rule for origin + d t = a + v ab + w ac in long double.
     using L = long double;
-    ::Test::Random random(46);
+    Support::Random random(46);
     int hits = 0;
     for (int trial = 0; trial < 50'000; ++trial) {
         const Corners t = RandomTriangle(random, 1);
@@ -562,7 +562,7 @@ TEST(RayTriangleHitPoint, AgreesWithWeightsByDeterminants)
 }
 
 /// A closed surface: a bumpy ball of 8 * 4^levels triangles about the origin, star-shaped.
-std::vector<Corners> BumpyBall(::Test::Random& random, int levels, const Vec3d& center)
+std::vector<Corners> BumpyBall(Support::Random& random, int levels, const Vec3d& center)
 {
     std::vector<Corners> triangles;
     const std::array<Vec3d, 6> p{Vec3d{1, 0, 0},  Vec3d{0, 1, 0}, Vec3d{-1, 0, 0},
@@ -595,7 +595,7 @@ TEST(RayTriangleHitPoint, NoRaySlipsThroughASideOrACornerOfAClosedSurface)
     // From the center every ray leaves through the surface exactly once; aimed at sides and corners
     // it must hit at least one of the triangles there. With tolerance 0 nothing but the signs holds
     // it.
-    ::Test::Random random(47);
+    Support::Random random(47);
     for (const double offset : {0.0, 1e3}) {
         const Vec3d center = random.Vector<3, double>(-offset, offset);
         const auto ball = BumpyBall(random, 2, center);
@@ -626,7 +626,7 @@ TEST(RayTriangleHitPoint, NoRaySlipsThroughASideOrACornerOfAClosedSurface)
 
 TEST(RayTriangleHitPoint, VerticalRaysKeepXAndYAndTakeZFromTheTriangle)
 {
-    ::Test::Random random(48);
+    Support::Random random(48);
     for (int trial = 0; trial < 5000; ++trial) {
         Corners t = RandomTriangle(random, 1);
         const double u = random.Between(0.1, 0.4);
@@ -723,7 +723,7 @@ TEST(RayTriangleHitPoint, ADirectionOfInfiniteLengthHitsNothing)
 
 TEST(SegmentTriangle, AgreesWithTheRay)
 {
-    ::Test::Random random(49);
+    Support::Random random(49);
     int crossings = 0;
     for (int trial = 0; trial < 50'000; ++trial) {
         const Corners t = RandomTriangle(random, 1);
@@ -748,7 +748,7 @@ TEST(SegmentTriangle, AgreesWithTheRay)
 TEST(SegmentTriangle, NoPathSlipsThroughAVertexOnTheSurface)
 {
     // A path of two segments whose joint lies in the triangle up to rounding: one of them crosses.
-    ::Test::Random random(50);
+    Support::Random random(50);
     for (const double offset : {0.0, 1e3, 1e6}) {
         for (int trial = 0; trial < 10'000; ++trial) {
             const Vec3d shift = random.Vector<3, double>(-offset, offset);
@@ -802,7 +802,7 @@ TEST(SphereTriangle, TouchingCounts)
 
 TEST(SphereTriangle, AgreesWithSampling)
 {
-    ::Test::Random random(51);
+    Support::Random random(51);
     int met = 0;
     for (int trial = 0; trial < 2000; ++trial) {
         const Corners t = RandomTriangle(random, 1);
@@ -976,7 +976,7 @@ int PiercesByDeterminants(const Corners& from, const Corners& to)
 
 TEST(TriangleTriangle, AgreesWithPiercingSidesAndIsSymmetric)
 {
-    ::Test::Random random(52);
+    Support::Random random(52);
     int met = 0;
     for (int trial = 0; trial < 50'000; ++trial) {
         const Corners a = RandomTriangle(random, 1);
@@ -1041,7 +1041,7 @@ double DistanceByParts(const Corners& a, const Corners& b)
 
 TEST(TriangleTriangle, MeetsExactlyWithinTheTolerance)
 {
-    ::Test::Random random(53);
+    Support::Random random(53);
     int near = 0;
     int far = 0;
     for (int trial = 0; trial < 30'000; ++trial) {
@@ -1081,7 +1081,7 @@ TEST(TriangleTriangle, MeetsExactlyWithinTheTolerance)
 TEST(TriangleTriangle, NoMeetingOnALatticeIsLost)
 {
     // Small integers: touches of every kind. The distance tells, to rounding, whether they meet.
-    ::Test::Random random(54);
+    Support::Random random(54);
     int touches = 0;
     for (int trial = 0; trial < 30'000; ++trial) {
         const auto point = [&] {
@@ -1158,7 +1158,7 @@ bool WholeOverlap(const WholeCorners& a, const WholeCorners& b)
     return false;
 }
 
-WholeCorners RandomWholeTriangle(::Test::Random& random, int size)
+WholeCorners RandomWholeTriangle(Support::Random& random, int size)
 {
     WholeCorners t{};
     do {
@@ -1185,7 +1185,7 @@ bool MeetInEveryOrder(const Corners& a, const Corners& b, double tolerance)
 // Coordinates with up to 30 digits: a product has more than a double holds.
 TEST(TriangleTriangle, CoplanarOverlapIsExactAlsoWithoutATolerance)
 {
-    ::Test::Random random(61);
+    Support::Random random(61);
     int met = 0;
     int touched = 0;
     for (int trial = 0; trial < 3000; ++trial) {
@@ -1232,7 +1232,7 @@ TEST(TriangleTriangle, CoplanarOverlapIsExactAlsoWithoutATolerance)
 // clearly overlap there meet, those that are clearly beside each other don't.
 TEST(TriangleTriangle, OverlapInATiltedPlaneWithAToleranceBelowRounding)
 {
-    ::Test::Random random(62);
+    Support::Random random(62);
     int met = 0;
     int apart = 0;
     for (int trial = 0; trial < 4000; ++trial) {
@@ -1345,7 +1345,7 @@ TYPED_TEST(IntersectTriangles, ThicknessMustExceedTheToleranceStrictly)
 TYPED_TEST(IntersectTriangles, TheCircumcenterIsAsFarFromEachCornerAndInThePlane)
 {
     using T = TypeParam;
-    Test::Random random(55);
+    Support::Random random(55);
     for (const double offset : {0.0, 1e3, 1e6}) {
         for (int trial = 0; trial < 5000; ++trial) {
             const auto shift = random.Vector<3, T>(-offset, offset);

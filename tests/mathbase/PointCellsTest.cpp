@@ -56,7 +56,7 @@ TYPED_TEST(NearPointsOf, VisitsAllThatMatch)
     using V = TypeParam;
     using T = typename V::value_type;
     constexpr int kDimension = std::is_same_v<V, Vec2f> || std::is_same_v<V, Vec2d> ? 2 : 3;
-    ::Test::Random random(11);
+    Support::Random random(11);
     const int exponents = std::numeric_limits<T>::max_exponent;
     for (int trial = 0; trial < 400; ++trial) {
         SCOPED_TRACE(trial);

@@ -70,7 +70,7 @@ TYPED_TEST(SegmentPoint, MatchesFractions)
 {
     using T = typename TypeParam::T;
     constexpr int N = TypeParam::kDimension;
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 1500; ++trial) {
         const double size = trial % 3 == 0 ? 1e6 : 1;
         const auto far = random.template Vector<N, T>(-size, size);
@@ -115,7 +115,7 @@ TYPED_TEST(SegmentPoint, EndsHaveTheirOwnBits)
 {
     using T = typename TypeParam::T;
     constexpr int N = TypeParam::kDimension;
-    ::Test::Random random(2);
+    Support::Random random(2);
     int missed = 0;
     for (int trial = 0; trial < 2000; ++trial) {
         auto a = random.template Vector<N, T>(-1e5, 1e5);

@@ -16,7 +16,7 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::MeshUtils::Impl::BoundarySegment;
 using Sorvane::MeshUtils::Impl::BoundaryTree;
-using ::Test::Random;
+using Support::Random;
 
 constexpr double kMax = std::numeric_limits<double>::max();
 constexpr double kAll = -1; // no distance is enough

@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace ::Test;
+using namespace Support;
 
 using BoxTree2 = OpenTree<2, double, 0>;
 using BoxTree3 = OpenTree<3, double, 0>;

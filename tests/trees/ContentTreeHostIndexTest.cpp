@@ -91,7 +91,7 @@ private:
 struct HostIndex : testing::Test {
     std::vector<Part> parts;
     Index index;
-    ::Test::Random random{5};
+    Support::Random random{5};
 
     HostIndex() : parts(500)
     {

@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace ::Test;
+using namespace Support;
 
 // --- inputs -------------------------------------------------------------------------------------
 

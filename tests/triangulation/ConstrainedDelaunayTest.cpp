@@ -19,8 +19,8 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::HalfEdge::Impl::CavityTriangles;
 using Sorvane::HalfEdge::Impl::ConstrainedDelaunay;
-using ::Test::ExactTurn;
-using ::Test::Random;
+using Support::ExactTurn;
+using Support::Random;
 using Points = std::vector<Vec2d>;
 using Segment = std::pair<int, int>;
 
@@ -90,7 +90,7 @@ TEST(ConstrainedDelaunay, EdgesAreSegmentsOrDelaunay)
             delaunay.InsertSegment(a, b);
         }
         const std::vector<int> indices = std::move(delaunay).InsideTriangles();
-        ASSERT_EQ(::Test::CheckTriangles(scene.points, indices, 0), "");
+        ASSERT_EQ(Support::CheckTriangles(scene.points, indices, 0), "");
         std::set<Segment> constrained;
         for (const auto& [a, b] : scene.segments) {
             constrained.insert({std::min(a, b), std::max(a, b)});
@@ -166,7 +166,7 @@ TEST(ConstrainedDelaunay, SegmentsThatCrossStayChains)
             delaunay.InsertSegment(4 + random.Below(30), 4 + random.Below(30));
         }
         const std::vector<int> indices = std::move(delaunay).InsideTriangles();
-        ASSERT_EQ(::Test::CheckTriangles(points, indices, 0), "") << round;
+        ASSERT_EQ(Support::CheckTriangles(points, indices, 0), "") << round;
         ASSERT_GT(indices.size(), 0U) << round;
     }
 }
@@ -183,8 +183,8 @@ TEST(ConstrainedDelaunay, ASegmentThroughPointsHasThemAsJoints)
         delaunay.InsertSegment(k, (k + 1) % 4);
     }
     const std::vector<int> indices = std::move(delaunay).InsideTriangles();
-    EXPECT_EQ(::Test::CheckTriangles(points, indices, 0), "");
-    EXPECT_NEAR(::Test::SumOfAreas(points, indices), 100, 1e-10);
+    EXPECT_EQ(Support::CheckTriangles(points, indices, 0), "");
+    EXPECT_NEAR(Support::SumOfAreas(points, indices), 100, 1e-10);
     EXPECT_EQ(indices.size(), 3 * (points.size() - 2));
     EXPECT_EQ(std::set<int>(indices.begin(), indices.end()).size(), points.size());
 }
@@ -254,7 +254,7 @@ void ExpectFills(const Points& chain, std::span<const CavityTriangles::Triangle>
         }
     }
     ASSERT_EQ(boundaries.size(), chain.size());
-    ASSERT_NEAR(sum, ::Test::AreaOf(chain), 1e-9 * std::fabs(sum));
+    ASSERT_NEAR(sum, Support::AreaOf(chain), 1e-9 * std::fabs(sum));
 }
 
 // Chains that rise and fall over the segment, from right to left.

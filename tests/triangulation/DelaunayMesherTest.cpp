@@ -18,7 +18,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::HalfEdge;
-using ::Test::Random;
+using Support::Random;
 using Points = std::vector<Vec2d>;
 using Kind = DelaunayLocation::Kind;
 
@@ -60,7 +60,7 @@ double HullArea(Points points)
     for (std::size_t i = points.size(); i-- > 0;) {
         add(points[i], lower);
     }
-    return ::Test::AreaOf(hull);
+    return Support::AreaOf(hull);
 }
 
 template <class T>
@@ -104,14 +104,14 @@ void ExpectDelaunay(const std::vector<VecBase<2, T>>& points, double depth)
     Mesher<T> mesher;
     mesher.points = points;
     ASSERT_TRUE(mesher.Triangulate());
-    ASSERT_EQ(::Test::CheckTopology(mesher), "");
+    ASSERT_EQ(Support::CheckTopology(mesher), "");
     const Extracted<T> result = Extract(mesher);
-    ASSERT_EQ(::Test::CheckTopology(mesher), "");
+    ASSERT_EQ(Support::CheckTopology(mesher), "");
     ASSERT_EQ(result.points, points);
-    ASSERT_EQ(::Test::CheckTriangles(points, result.indices, 0), "");
+    ASSERT_EQ(Support::CheckTriangles(points, result.indices, 0), "");
     const Points exact = ToDoubles(points);
     const double area = HullArea(exact);
-    EXPECT_NEAR(::Test::SumOfAreas(points, result.indices), area, 1e-12 * area);
+    EXPECT_NEAR(Support::SumOfAreas(points, result.indices), area, 1e-12 * area);
     EXPECT_LE(DeepestInCircle(exact, result.indices), depth);
 }
 
@@ -196,8 +196,8 @@ TYPED_TEST(DelaunaySmall, ARepeatedPointFails)
     mesher.points = {{0, 0}, {4, 0}, {0, 4}, {1, 1}, {4, 0}, {3, 3}};
     EXPECT_FALSE(mesher.Triangulate());
     EXPECT_EQ(mesher.NodeCount(), 7); // what was built until then stays
-    EXPECT_EQ(::Test::CheckTopology(mesher), "");
-    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 8);
+    EXPECT_EQ(Support::CheckTopology(mesher), "");
+    EXPECT_EQ(Support::SumOfAreas(mesher.points, Extract(mesher).indices), 8);
 }
 
 TYPED_TEST(DelaunaySmall, NonFinitePointsFail)
@@ -332,11 +332,11 @@ TYPED_TEST(DelaunaySmall, APointOnAnEdgeSplitsIt)
     Mesher<TypeParam> mesher;
     mesher.points = {{0, 0}, {4, 0}, {0, 4}, {4, 4}, {2, 2}, {2, 0}};
     ASSERT_TRUE(mesher.Triangulate());
-    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    EXPECT_EQ(Support::CheckTopology(mesher), "");
     EXPECT_LT(mesher.FindEdge(3, 4), 0);
     EXPECT_GE(mesher.FindEdge(3, 8), 0);
     EXPECT_GE(mesher.FindEdge(8, 4), 0);
-    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 16);
+    EXPECT_EQ(Support::SumOfAreas(mesher.points, Extract(mesher).indices), 16);
 }
 
 TEST(DelaunayMesher, APointTooNearToASideGoesOntoIt)
@@ -349,7 +349,7 @@ TEST(DelaunayMesher, APointTooNearToASideGoesOntoIt)
     EXPECT_EQ(mesher.Locate({0.5, 1e-11}).kind, Kind::Face);
     const int node = mesher.InsertPoint({0.5, 1e-11});
     ASSERT_EQ(node, 7);
-    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    EXPECT_EQ(Support::CheckTopology(mesher), "");
     EXPECT_EQ(mesher.Valence(node), 4);
     EXPECT_LT(mesher.FindEdge(3, 4), 0);
 }
@@ -367,7 +367,7 @@ TEST(DelaunayMesher, ADoubledAreaOfTenToTheMinusTenIsOnTheSide)
             ASSERT_EQ(node, 7);
             EXPECT_EQ(mesher.FindEdge(3, 4) < 0, height < 1e-10) << height;
             EXPECT_EQ(mesher.IsEdgeLocked(mesher.FindEdge(3, node)), height < 1e-10);
-            EXPECT_EQ(::Test::CheckTopology(mesher), "");
+            EXPECT_EQ(Support::CheckTopology(mesher), "");
         }
     }
 }
@@ -394,7 +394,7 @@ TEST(DelaunayMesher, OfSidesEquallyNearTheFirstTakesThePoint)
     ASSERT_EQ(mesher.InsertPoint(p), 8);
     EXPECT_LT(mesher.FindEdge(3, taken), 0);
     EXPECT_GE(mesher.FindEdge(3, kept), 0);
-    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    EXPECT_EQ(Support::CheckTopology(mesher), "");
 }
 
 TEST(DelaunayMesher, FacesBelowTwiceTheLeastAreaTakeNoPoint)
@@ -584,7 +584,7 @@ TYPED_TEST(DelaunaySmall, ADerivedMesherBuildsTheSameTriangles)
             const std::vector<int> faces = this->NodeFaces(node);
             const bool startsThere =
                 std::find(faces.begin(), faces.end(), this->hintFace) != faces.end();
-            sound += startsThere && ::Test::CheckTopology(*this).empty() ? 1 : 0;
+            sound += startsThere && Support::CheckTopology(*this).empty() ? 1 : 0;
         }
     };
     Random random(15);
@@ -601,7 +601,7 @@ TYPED_TEST(DelaunaySmall, ADerivedMesherBuildsTheSameTriangles)
         EXPECT_EQ(derived.sound, static_cast<int>(points.size()));
         EXPECT_GT(derived.flips, 50);
         EXPECT_GT(derived.splits, 20);
-        EXPECT_TRUE(::Test::CheckTopology(plain).empty());
+        EXPECT_TRUE(Support::CheckTopology(plain).empty());
         ASSERT_EQ(plain.NodeCount(), derived.NodeCount());
         EXPECT_EQ(plain.EdgeCount(), derived.EdgeCount());
         EXPECT_EQ(plain.FaceCount(), derived.FaceCount());
@@ -641,15 +641,15 @@ TEST(DelaunayMesher, ItsHookMayInsertConstraints)
     }
     ASSERT_TRUE(mesher.Triangulate());
     EXPECT_EQ(mesher.joined, 270);
-    ASSERT_EQ(::Test::CheckTopology(mesher), "");
+    ASSERT_EQ(Support::CheckTopology(mesher), "");
     for (int i = 0; i < 300; ++i) {
         if (i % 10 != 0) {
             ASSERT_TRUE(mesher.IsEdgeLocked(mesher.FindEdge(i + 2, i + 3))) << i;
         }
     }
     const Extracted<double> result = Extract(mesher);
-    EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
-    EXPECT_NEAR(::Test::SumOfAreas(result.points, result.indices), HullArea(mesher.points), 1e-9);
+    EXPECT_EQ(Support::CheckTriangles(result.points, result.indices, 0), "");
+    EXPECT_NEAR(Support::SumOfAreas(result.points, result.indices), HullArea(mesher.points), 1e-9);
 }
 
 TEST(DelaunayMesher, AFailedSecondRunLeavesNothingOfTheFirst)
@@ -664,7 +664,7 @@ TEST(DelaunayMesher, AFailedSecondRunLeavesNothingOfTheFirst)
     EXPECT_TRUE(Extract(mesher).indices.empty());
     mesher.points[1] = {2, 0};
     EXPECT_TRUE(mesher.Triangulate());
-    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 4);
+    EXPECT_EQ(Support::SumOfAreas(mesher.points, Extract(mesher).indices), 4);
 }
 
 // --- predicates ---------------------------------------------------------------------------------
@@ -762,7 +762,7 @@ TYPED_TEST(DelaunaySmall, ConstraintsThatCannotBeAreRefused)
     EXPECT_FALSE(mesher.InsertEdge(5, 3));
     EXPECT_EQ(mesher.EdgeCount(), edges);
     EXPECT_TRUE(mesher.FreeEdges().empty());
-    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    EXPECT_EQ(Support::CheckTopology(mesher), "");
 }
 
 TEST(DelaunayMesher, ALaterConstraintTakesTheOneItCrosses)
@@ -774,7 +774,7 @@ TEST(DelaunayMesher, ALaterConstraintTakesTheOneItCrosses)
     EXPECT_TRUE(mesher.InsertEdge(4, 6));
     EXPECT_LT(mesher.FindEdge(3, 5), 0);
     EXPECT_TRUE(mesher.IsEdgeLocked(mesher.FindEdge(4, 6)));
-    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    EXPECT_EQ(Support::CheckTopology(mesher), "");
     int marks = 0; // slots are used again, marks are not
     for (int edge = 0; edge < mesher.EdgeCount(); ++edge) {
         marks += mesher.EdgeRecord(edge)->constrained ? 1 : 0;
@@ -821,7 +821,7 @@ TEST(DelaunayMesher, SlackOfTheCircleTestKeepsEdges)
     }
     ASSERT_TRUE(mesher.Triangulate());
     const Extracted<double> result = Extract(mesher);
-    EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
+    EXPECT_EQ(Support::CheckTriangles(result.points, result.indices, 0), "");
     EXPECT_GT(DeepestInCircle(result.points, result.indices), 0.1);
 }
 
@@ -856,7 +856,7 @@ TEST(DelaunayMesher, LocksOfADerivedMesherKeepEdgesButAreNoConstraints)
         ASSERT_TRUE(mesher.InsertEdge(a, b));
     }
     mesher.noConstraints = false;
-    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 20);
+    EXPECT_EQ(Support::SumOfAreas(mesher.points, Extract(mesher).indices), 20);
 }
 
 TEST(DelaunayMesher, LocksDoNotStopTheFlood)
@@ -870,7 +870,7 @@ TEST(DelaunayMesher, LocksDoNotStopTheFlood)
         ASSERT_TRUE(mesher.InsertEdge(a, b));
     }
     mesher.noConstraints = false;
-    EXPECT_EQ(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 16);
+    EXPECT_EQ(Support::SumOfAreas(mesher.points, Extract(mesher).indices), 16);
 }
 
 TEST(DelaunayMesher, TheBoundaryTestIsAskedWhereAQuadIsIncomplete)
@@ -907,10 +907,10 @@ TEST(DelaunayMesher, ANodeWithinTheFloorStopsAConstraint)
             EXPECT_EQ(mesher.InsertEdge(3, 4), isFree) << off;
             EXPECT_EQ(mesher.FindEdge(3, 4) >= 0, isFree) << off;
             EXPECT_TRUE(mesher.FreeEdges().empty());
-            EXPECT_EQ(::Test::CheckTopology(mesher), "");
+            EXPECT_EQ(Support::CheckTopology(mesher), "");
             const Extracted<double> result = Extract(mesher);
-            EXPECT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
-            EXPECT_NEAR(::Test::SumOfAreas(result.points, result.indices), 32, 1e-10);
+            EXPECT_EQ(Support::CheckTriangles(result.points, result.indices, 0), "");
+            EXPECT_NEAR(Support::SumOfAreas(result.points, result.indices), 32, 1e-10);
         }
     }
 }
@@ -923,7 +923,7 @@ TEST(DelaunayMesher, AConstraintMayRunThroughOuterTriangles)
     ASSERT_TRUE(mesher.Triangulate());
     ASSERT_LT(mesher.FindEdge(4, 5), 0);
     ASSERT_TRUE(mesher.InsertEdge(4, 5));
-    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    EXPECT_EQ(Support::CheckTopology(mesher), "");
     for (int outer = 0; outer < 3; ++outer) {
         EXPECT_GE(mesher.FindEdge(outer, (outer + 1) % 3), 0);
     }
@@ -935,7 +935,7 @@ TEST(DelaunayMesher, AConstraintMayRunThroughOuterTriangles)
     ASSERT_TRUE(mesher.InsertEdge(5, 6));
     ASSERT_TRUE(mesher.InsertEdge(6, 4));
     mesher.noConstraints = false;
-    EXPECT_NEAR(::Test::SumOfAreas(mesher.points, Extract(mesher).indices), 50, 1e-12);
+    EXPECT_NEAR(Support::SumOfAreas(mesher.points, Extract(mesher).indices), 50, 1e-12);
 }
 
 // Of the edges opposite the two ends none is left that is to be flipped.
@@ -991,13 +991,13 @@ TYPED_TEST(DelaunaySmall, LongConstraintsBecomeEdges)
                 ASSERT_GE(edge, 0);
                 EXPECT_TRUE(mesher.IsEdgeLocked(edge));
             }
-            ASSERT_EQ(::Test::CheckTopology(mesher), "") << "round " << round << ", edge " << i;
+            ASSERT_EQ(Support::CheckTopology(mesher), "") << "round " << round << ", edge " << i;
         }
         EXPECT_GT(inserted, onLattice ? 5 : 30);
         const Extracted<T> result = Extract(mesher);
-        ASSERT_EQ(::Test::CheckTriangles(result.points, result.indices, 0), "");
+        ASSERT_EQ(Support::CheckTriangles(result.points, result.indices, 0), "");
         const double area = HullArea(ToDoubles(result.points));
-        EXPECT_NEAR(::Test::SumOfAreas(result.points, result.indices), area, 1e-9 * area);
+        EXPECT_NEAR(Support::SumOfAreas(result.points, result.indices), area, 1e-9 * area);
     }
 }
 
@@ -1023,7 +1023,7 @@ TEST(DelaunayMesher, RegionsAlternateFromTheOutside)
         if (corners.size() == 3 && *std::min_element(corners.begin(), corners.end()) >= 3) {
             const std::array<int, 3> points{corners[0] - 3, corners[1] - 3, corners[2] - 3};
             area[mesher.FaceRecord(face)->region] +=
-                ::Test::TriangleArea(mesher.points, points.data());
+                Support::TriangleArea(mesher.points, points.data());
         }
     }
     EXPECT_DOUBLE_EQ(area[0], 0);
@@ -1033,7 +1033,7 @@ TEST(DelaunayMesher, RegionsAlternateFromTheOutside)
     EXPECT_FALSE(mesher.IsValidNode(0));
     EXPECT_TRUE(mesher.RemoveNonInterior());
     EXPECT_FALSE(mesher.RemoveNonInterior());
-    EXPECT_EQ(::Test::CheckTopology(mesher), "");
+    EXPECT_EQ(Support::CheckTopology(mesher), "");
 }
 
 } // namespace

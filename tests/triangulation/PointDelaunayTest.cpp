@@ -15,8 +15,8 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::HalfEdge::Impl;
-using ::Test::ExactTurn;
-using ::Test::Random;
+using Support::ExactTurn;
+using Support::Random;
 using Points = std::vector<Vec2d>;
 using Outcome = PointDelaunay::Outcome;
 using Wide = boost::multiprecision::number<
