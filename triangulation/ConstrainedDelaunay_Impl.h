@@ -41,13 +41,13 @@ public:
 private:
     using Segment = std::pair<int, int>; // nodes
 
-    /// An edge of the border of a channel.
-    struct Border {
+    /// An edge of the boundary of a channel.
+    struct BoundaryEdge {
         int half;   ///< with the channel's triangle on its left
         int beyond; ///< its twin before the channel was cleared
         int node;   ///< where it starts
         bool isConstrained;
-        int partner; ///< place in the border of its other side, when that is there as well
+        int partner; ///< place in the boundary of its other side, when that is there as well
     };
 
     /// The table as `FollowSegment` knows meshes.
@@ -76,7 +76,7 @@ private:
     int NodeOf(int place) const { return nodes_[static_cast<std::size_t>(place)]; }
     void Rebuild();
     void FindHangingEdges();
-    int FillSide(std::span<Border> border, int last, std::span<const int> slots);
+    int FillSide(std::span<BoundaryEdge> boundary, int last, std::span<const int> slots);
 
     TriangleTable table_;
     std::vector<int> nodes_; // by place in the list
@@ -87,7 +87,7 @@ private:
     CavityTriangles cavity_;
     std::vector<Vec2d> chain_;
     std::vector<int> slots_;
-    std::vector<Border> border_;
+    std::vector<BoundaryEdge> boundary_;
     std::size_t work_ = 0;
 };
 

@@ -100,7 +100,7 @@ bool MesherSteps<Mesher>::InsertSegment(int a, int b)
     return true;
 }
 
-/// Triangles of the cavity whose border runs along the nodes and back along the segment.
+/// Triangles of the cavity whose boundary runs along the nodes and back along the segment.
 template <class Mesher>
 std::vector<std::array<int, 3>>
 MesherSteps<Mesher>::CavityFaces(const std::vector<int>& nodes) const

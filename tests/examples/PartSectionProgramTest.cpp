@@ -134,6 +134,8 @@ INSTANTIATE_TEST_SUITE_P(
                     PlaneCase{"IdlerRiser", "meshes_cad/idler_riser.STL", 0, 1e-9},
                     PlaneCase{"AngleBlock", "meshes_cad/angle_block.STL", -0.12074072659015656, 0},
                     PlaneCase{"OctagonalPocket", "meshes_cad/octagonal_pocket.stl", 0, 1e-9},
+                    // The floor of the pocket, beside which two outlines nearly share a side.
+                    PlaneCase{"OctagonalPocketFloor", "meshes_cad/octagonal_pocket.stl", 0.00635, 1e-8},
                     PlaneCase{"ZJoint", "meshes_cad/voron_z_joint_upper_x4.stl", 0, 1e-6}),
     [](const auto& test) { return std::string(test.param.name); });
 
