@@ -13,6 +13,7 @@
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>

@@ -1,0 +1,79 @@
+// The walls of round holes: is there a surface between two circles that faces their axis?
+
+#include "features/HoleWalls_Impl.h"
+
+#include <Sorvane/Triangle_E.h>
+#include <Velk/Math/Intersect_E.h>
+#include <Velk/Math/Tolerances_E.h>
+#include <Velk/Math/Transform_E.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Velk::Math::Sorvane::MeshUtils::Impl {
+namespace {
+
+Mesh::Triangle<3, double> TriangleOf(const IndexedMesh& mesh, int number)
+{
+    const int* const triple = &mesh.indices[3 * static_cast<std::size_t>(number)];
+    return {mesh.points[static_cast<std::size_t>(triple[0])],
+            mesh.points[static_cast<std::size_t>(triple[1])],
+            mesh.points[static_cast<std::size_t>(triple[2])]};
+}
+
+} // namespace
+
+std::array<Vec3d, kCirclePoints> CircleDirections(const Vec3d& axis)
+{
+    const TransformBase<3> frame = Transform::BuildTransformAxisOrigin(axis, Vec3d{});
+    std::array<Vec3d, kCirclePoints> directions;
+    for (std::size_t i = 0; i < directions.size(); ++i) {
+        const double angle = kTwoPi<double> * static_cast<double>(i) / kCirclePoints;
+        directions[i] = frame * Vec3d(std::cos(angle), std::sin(angle), 0);
+    }
+    return directions;
+}
+
+WallSurface::WallSurface(const IndexedMesh& mesh) : mesh_(&mesh)
+{
+    const std::vector<Vec3d> normals = Mesh::Normals(mesh);
+    for (std::size_t t = 0; t < normals.size(); ++t) {
+        if (normals[t] != Vec3d{}) {
+            const auto [a, b, c] = TriangleOf(mesh, static_cast<int>(t));
+            tree_.AddTriangle(a, b, c, static_cast<int>(t));
+        }
+    }
+    tree_.Build();
+}
+
+WallSurface::Nearest WallSurface::NearestTo(const Vec3d& from, double reach,
+                                            const Vec3d& watcher) const
+{
+    const auto closest = tree_.ClosestPoint(from, reach);
+    if (closest.id < 0) {
+        return {};
+    }
+    Nearest nearest;
+    nearest.isFound = true;
+    nearest.normal = Mesh::AreaNormal(TriangleOf(*mesh_, closest.id));
+    nearest.facesWatcher = (watcher - closest.point) * nearest.normal > 0;
+    nearest.distance = Length(closest.point - from);
+    return nearest;
+}
+
+std::vector<double> WallSurface::Crossings(const Vec3d& origin, const Vec3d& direction) const
+{
+    std::vector<double> distances;
+    for (const int number : tree_.LineHits(origin, direction)) {
+        const auto [a, b, c] = TriangleOf(*mesh_, number);
+        double distance = 0;
+        if (Intersect::RayTriangleHitPoint(a, b, c, origin, direction, nullptr, &distance, true,
+                                           kLengthFloor<double>)) {
+            distances.push_back(distance);
+        }
+    }
+    std::sort(distances.begin(), distances.end());
+    return distances;
+}
+
+} // namespace Velk::Math::Sorvane::MeshUtils::Impl
