@@ -169,6 +169,9 @@ std::array<VecBase<3, double>, 2>
 LongestStraightBoundary(const std::vector<std::array<VecBase<3, double>, 3>>& soup,
                         double tolerance)
 {
+    if (std::isnan(tolerance)) {
+        return {};
+    }
     const auto mesh = Mesh::IndexedPointsFromSoup(soup, tolerance != 0, kJoined);
     const Impl::SoundTriples sound(mesh);
     const std::vector<int>& indices = sound.Mesh().indices;

@@ -24,30 +24,31 @@ using Support::IndexedMesh;
 constexpr double kCrease = 0.4;
 constexpr double kFit = 1e-6;
 
-/// A flat disk of radius 1 with a skirt of length 0.5 that hangs from its rim at the angle
+/// A flat disk of radius 1 with a skirt of length 0.05 that hangs from its rim at the angle
 /// slope(theta) below the disk's plane: the rim is sharp where that is at least `kCrease`.
 /// `fromCorner` is the corner at which the list of triangles begins.
 struct SkirtedDisk {
     IndexedMesh mesh;
     int sharpRimEdges = 0;
 };
-SkirtedDisk MakeSkirtedDisk(int corners, int fromCorner, const std::function<double(double)>& slope)
+SkirtedDisk MakeSkirtedDisk(const std::vector<int>& order,
+                            const std::function<double(double)>& slope)
 {
     SkirtedDisk disk;
+    const int corners = static_cast<int>(order.size());
     const auto angleOf = [&](int k) { return kTwoPi<double> * k / corners; };
     for (int k = 0; k < corners; ++k) {
         disk.mesh.points.push_back({std::cos(angleOf(k)), std::sin(angleOf(k)), 0});
     }
     for (int k = 0; k < corners; ++k) {
         const double s = slope(angleOf(k));
-        const double r = 1 + 0.5 * std::cos(s);
+        const double r = 1 + 0.05 * std::cos(s);
         disk.mesh.points.push_back(
-            {r * std::cos(angleOf(k)), r * std::sin(angleOf(k)), -0.5 * std::sin(s)});
+            {r * std::cos(angleOf(k)), r * std::sin(angleOf(k)), -0.05 * std::sin(s)});
     }
     const int center = 2 * corners;
     disk.mesh.points.push_back({0, 0, 0});
-    for (int i = 0; i < corners; ++i) {
-        const int k = (fromCorner + i) % corners;
+    for (const int k : order) {
         disk.mesh.indices.insert(disk.mesh.indices.end(), {center, k, (k + 1) % corners});
     }
     for (int k = 0; k < corners; ++k) {
@@ -61,6 +62,16 @@ SkirtedDisk MakeSkirtedDisk(int corners, int fromCorner, const std::function<dou
         disk.sharpRimEdges += std::acos(normal.z() / Length(normal)) >= kCrease ? 1 : 0;
     }
     return disk;
+}
+
+/// The corners from `first` on, once round.
+std::vector<int> OnceRound(int corners, int first)
+{
+    std::vector<int> order;
+    for (int i = 0; i < corners; ++i) {
+        order.push_back((first + i) % corners);
+    }
+    return order;
 }
 
 void ExpectCircle(const MeshArc& arc, const Vec3d& center, const Vec3d& axis, double radius)
@@ -107,27 +118,52 @@ TEST(DetectArcs, TiltedAndFarFromTheOrigin)
 
 TEST(DetectArcs, AChainOfThreePointsIsNoArc)
 {
-    // A three-sided hole and a four-sided one: any three points lie on a circle.
-    const auto withSides = [](int sides) {
-        return DetectArcs(Support::DrilledRing(3, 30, sides), 0.4, kFit, 0.5).size();
-    };
-    EXPECT_EQ(withSides(3), 0U);
-    EXPECT_EQ(withSides(4), 4U);
+    // Flat regular polygons, each with its boundary for a chain; the last is there to make the box
+    // large.
+    IndexedMesh polygons;
+    for (const int sides : {3, 4, 5, 40}) {
+        const double radius = sides == 40 ? 9 : 1;
+        IndexedMesh polygon;
+        for (int k = 0; k < sides; ++k) {
+            const double angle = kTwoPi<double> * k / sides;
+            polygon.points.push_back(
+                {20.0 * sides + radius * std::cos(angle), radius * std::sin(angle), 0});
+            if (k > 1) {
+                polygon.indices.insert(polygon.indices.end(), {0, k - 1, k});
+            }
+        }
+        polygons = Support::Together(polygons, polygon);
+    }
+    const auto arcs = DetectArcs(polygons, 0.4, kFit, 0.7);
+    ASSERT_EQ(arcs.size(), 3U);
+    for (std::size_t i = 0; i < 3; ++i) {
+        const int sides = i == 2 ? 40 : 4 + static_cast<int>(i);
+        EXPECT_NEAR(arcs[i].center.x(), 20.0 * sides, 1e-9);
+        EXPECT_NEAR(arcs[i].length, kTwoPi<double> * arcs[i].radius * (sides - 1) / sides, 1e-9);
+    }
 }
 
 TEST(DetectArcs, ArcsOfLessThanTheFractionAreDropped)
 {
     // Of n corners the chain has (n - 1) / n of the circle.
     const IndexedMesh ring = Support::DrilledRing(3, 30, 8);
-    EXPECT_EQ(DetectArcs(ring, 0.4, kFit, 0.87).size(), 4U);
-    EXPECT_EQ(DetectArcs(ring, 0.4, kFit, 0.88).size(), 0U);
-    EXPECT_EQ(DetectArcs(ring, 0.4, kFit, 1).size(), 0U);
+    EXPECT_EQ(DetectArcs(ring, 1, kFit, 0.87).size(), 4U);
+    EXPECT_EQ(DetectArcs(ring, 1, kFit, 0.88).size(), 0U);
+    EXPECT_EQ(DetectArcs(ring, 1, kFit, 1).size(), 0U);
+}
+
+TEST(DetectArcs, WallsOfTooFewSidesAreSharpThemselves)
+{
+    // 45 degrees between the sides of an octagon: the chains leave the rims along the walls.
+    EXPECT_EQ(DetectArcs(Support::DrilledRing(3, 30, 8), 0.7, kFit, 0.8).size(), 0U);
+    EXPECT_EQ(DetectArcs(Support::DrilledRing(3, 30, 8), 0.8, kFit, 0.8).size(), 4U);
 }
 
 TEST(DetectArcs, ACircleInTwoChainsBecomesOneArc)
 {
-    const SkirtedDisk disk = MakeSkirtedDisk(
-        64, 16, [](double angle) { return kPi<double> / 2 * std::fabs(std::cos(angle)); });
+    const SkirtedDisk disk = MakeSkirtedDisk(OnceRound(64, 16), [](double angle) {
+        return kPi<double> / 2 * std::fabs(std::cos(angle));
+    });
     EXPECT_GT(disk.sharpRimEdges, 48);
     EXPECT_LT(disk.sharpRimEdges, 60);
     const auto arcs = DetectArcs(disk.mesh, kCrease, kFit, 0.75);
@@ -140,8 +176,9 @@ TEST(DetectArcs, ACircleInTwoChainsBecomesOneArc)
 
 TEST(DetectArcs, ACircleInThreeChainsBecomesOneArc)
 {
-    const SkirtedDisk disk = MakeSkirtedDisk(
-        96, 32, [](double angle) { return kPi<double> / 2 * std::fabs(std::cos(1.5 * angle)); });
+    const SkirtedDisk disk = MakeSkirtedDisk(OnceRound(96, 16), [](double angle) {
+        return kPi<double> / 2 * std::fabs(std::cos(1.5 * angle));
+    });
     const auto arcs = DetectArcs(disk.mesh, kCrease, kFit, 0.75);
     ASSERT_EQ(arcs.size(), 1U);
     EXPECT_NEAR(arcs[0].length, kTwoPi<double> * disk.sharpRimEdges / 96, 1e-9);
@@ -160,7 +197,7 @@ TEST(DetectArcs, LengthComesFromEndsAndMiddle)
     for (const auto& [sharp, reported] :
          {std::pair{150.0, 150.0}, {200.0, 160.0}, {270.0, 270.0}, {300.0, 300.0}}) {
         const double half = sharp / 2 * kRadiansPerDegree;
-        const SkirtedDisk disk = MakeSkirtedDisk(180, 90, [half](double angle) {
+        const SkirtedDisk disk = MakeSkirtedDisk(OnceRound(180, 90), [half](double angle) {
             return kCrease + 0.5 * (std::cos(angle) - std::cos(half));
         });
         EXPECT_NEAR(disk.sharpRimEdges * 2.0, sharp, 4);
@@ -172,13 +209,17 @@ TEST(DetectArcs, LengthComesFromEndsAndMiddle)
 
 TEST(DetectArcs, AChainBegunInItsMiddleLosesItsOtherHalf)
 {
-    // The first of the edges named is in the middle of the chain: it is walked one way, and the
-    // points on the other side cannot begin chains, as their first neighbors are walked.
+    // Sharp over 120 degrees about corner 0. With the corners ascending from there and then
+    // descending, the chain is walked one way from its middle; of the points on the other side each
+    // one's first neighbor is walked when its turn comes, and none begins a chain.
     const auto slope = [](double angle) {
         return kCrease + 0.5 * (std::cos(angle) - std::cos(kPi<double> / 3));
     };
-    const auto whole = DetectArcs(MakeSkirtedDisk(180, 90, slope).mesh, kCrease, kFit, 0.01);
-    const auto half = DetectArcs(MakeSkirtedDisk(180, 0, slope).mesh, kCrease, kFit, 0.01);
+    std::vector<int> bothWays = OnceRound(180, 0);
+    std::reverse(bothWays.begin() + 90, bothWays.end());
+    const auto whole =
+        DetectArcs(MakeSkirtedDisk(OnceRound(180, 90), slope).mesh, kCrease, kFit, 0);
+    const auto half = DetectArcs(MakeSkirtedDisk(bothWays, slope).mesh, kCrease, kFit, 0);
     ASSERT_EQ(whole.size(), 1U);
     ASSERT_EQ(half.size(), 1U);
     EXPECT_NEAR(whole[0].length, 2 * half[0].length, 4 * kTwoPi<double> / 180);
@@ -257,16 +298,20 @@ TEST(DetectArcs, NothingForNothing)
     EXPECT_TRUE(DetectArcs(ring, nan, kFit, 0.8).empty());
 }
 
-TEST(DetectArcs, NonFinitePointsCostOnlyTheirOwnArc)
+TEST(DetectArcs, NonFinitePointsCostOnlyArcsAtTheirTriangles)
 {
     for (const double bad : {std::numeric_limits<double>::quiet_NaN(),
                              std::numeric_limits<double>::infinity(), 1e300}) {
         IndexedMesh ring = Support::DrilledRing(3, 30, 16);
         ring.points[0][0] = bad;
         const auto arcs = DetectArcs(ring, 0.4, kFit, 0.8);
-        EXPECT_EQ(arcs.size(), 3U) << bad;
+        // Triangles that name the point have no direction any more, so that the rims across from it
+        // are not whole either. The rim with no such triangle is.
+        ASSERT_FALSE(arcs.empty());
+        ExpectCircle(arcs.back(), {0, 0, 30}, {0, 0, 1}, 10);
         for (const MeshArc& arc : arcs) {
-            EXPECT_TRUE(std::isfinite(arc.radius) && std::isfinite(arc.length));
+            EXPECT_NEAR(std::fabs(arc.normal.z()), 1, 1e-9);
+            EXPECT_NEAR(arc.radius, arc.radius < 5 ? 3 : 10, 1e-9);
         }
     }
 }
@@ -292,8 +337,7 @@ TEST(DetectArcs, NumberOfThreadsDoesNotMatter)
     }
     std::vector<std::vector<MeshArc>> results;
     for (const int threads : {1, 2, 4}) {
-        Support::WithThreads(threads,
-                             [&] { results.push_back(DetectArcs(bodies, 0.45, kFit, 0.8)); });
+        Support::WithThreads(threads, [&] { results.push_back(DetectArcs(bodies, 1, kFit, 0.8)); });
     }
     EXPECT_EQ(results[0].size(), 160U);
     EXPECT_EQ(results[0], results[1]);
