@@ -2,9 +2,7 @@
 // axis.
 
 #include <Sorvane/MeshFeatures_E.h>
-#include <Sorvane/TriangleTree_E.h>
 #include <Velk/Math/Tolerances_E.h>
-#include <Velk/Math/Transform_E.h>
 #include <Velk/Math/Vector_E.h>
 
 #include "features/HoleWalls_Impl.h"
@@ -19,40 +17,9 @@ namespace Velk::Math::Sorvane::MeshUtils {
 namespace {
 
 using Impl::WallSurface;
-using ArcTree = Tree::QOFTriangleTree<3, double>;
 
 /// Part of the radius at and above which two circles are the two ends of something.
 constexpr double kLeastDepth = 0.0001;
-
-/// The square round each arc, in its plane, as two triangles with the arc's number.
-ArcTree TreeOfSquares(const std::vector<MeshArc>& arcs)
-{
-    ArcTree tree;
-    for (std::size_t i = 0; i < arcs.size(); ++i) {
-        const TransformBase<3> frame =
-            Transform::BuildTransformAxisOrigin(arcs[i].normal, arcs[i].center);
-        const double r = arcs[i].radius;
-        const Vec3d a = frame * Vec3d(-r, -r, 0);
-        const Vec3d b = frame * Vec3d(r, -r, 0);
-        const Vec3d c = frame * Vec3d(r, r, 0);
-        const Vec3d d = frame * Vec3d(-r, r, 0);
-        tree.AddTriangle(a, b, c, static_cast<int>(i));
-        tree.AddTriangle(a, c, d, static_cast<int>(i));
-    }
-    tree.Build();
-    return tree;
-}
-
-/// The arcs above number i whose squares its axis meets, ascending.
-std::vector<int> ArcsOnAxis(const ArcTree& squares, const std::vector<MeshArc>& arcs, int i)
-{
-    const MeshArc& arc = arcs[static_cast<std::size_t>(i)];
-    std::vector<int> numbers = squares.LineHits(arc.center, arc.normal);
-    std::erase_if(numbers, [&](int number) { return number <= i; });
-    std::sort(numbers.begin(), numbers.end());
-    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
-    return numbers;
-}
 
 bool IsAlong(const Vec3d& direction, const Vec3d& axis, double tolerance)
 {
@@ -83,13 +50,16 @@ bool HasWall(const WallSurface& surface, const MeshArc& from, const MeshArc& to)
 }
 
 /// The other end of the hole that begins at arc i, or -1.
-int PartnerOf(const ArcTree& squares, const WallSurface& surface, const std::vector<MeshArc>& arcs,
-              int i, double axisTolerance)
+int PartnerOf(const Impl::ArcAxes& axes, const WallSurface& surface,
+              const std::vector<MeshArc>& arcs, int i, double axisTolerance)
 {
     const MeshArc& arc = arcs[static_cast<std::size_t>(i)];
     int partner = -1;
     double best = std::numeric_limits<double>::max();
-    for (const int j : ArcsOnAxis(squares, arcs, i)) {
+    for (const int j : axes.MetByAxisOf(i)) {
+        if (j <= i) {
+            continue;
+        }
         const MeshArc& other = arcs[static_cast<std::size_t>(j)];
         const Vec3d between = other.center - arc.center;
         const double distance = Length(between);
@@ -118,10 +88,10 @@ std::vector<MeshHole> DetectDrillHoles(const Mesh::IndexedPointsBase<3, double>&
     }
     const Impl::SoundTriples sound(mesh);
     const WallSurface surface(sound.Mesh());
-    const ArcTree squares = TreeOfSquares(arcs);
+    const Impl::ArcAxes axes(arcs);
     std::vector<int> partners(arcs.size(), -1);
     Parallel::Impl::ApplyParallel(0, static_cast<int>(arcs.size()), [&](int i) {
-        partners[static_cast<std::size_t>(i)] = PartnerOf(squares, surface, arcs, i, axisTolerance);
+        partners[static_cast<std::size_t>(i)] = PartnerOf(axes, surface, arcs, i, axisTolerance);
     });
 
     std::vector<MeshHole> holes;

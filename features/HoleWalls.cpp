@@ -61,19 +61,46 @@ WallSurface::Nearest WallSurface::NearestTo(const Vec3d& from, double reach,
     return nearest;
 }
 
-std::vector<double> WallSurface::Crossings(const Vec3d& origin, const Vec3d& direction) const
+std::vector<WallSurface::Crossing> WallSurface::Crossings(const Vec3d& origin,
+                                                          const Vec3d& direction) const
 {
-    std::vector<double> distances;
+    std::vector<Crossing> crossings;
     for (const int number : tree_.LineHits(origin, direction)) {
-        const auto [a, b, c] = TriangleOf(*mesh_, number);
+        const auto triangle = TriangleOf(*mesh_, number);
         double distance = 0;
-        if (Intersect::RayTriangleHitPoint(a, b, c, origin, direction, nullptr, &distance, true,
-                                           kLengthFloor<double>)) {
-            distances.push_back(distance);
+        if (Intersect::RayTriangleHitPoint(triangle[0], triangle[1], triangle[2], origin, direction,
+                                           nullptr, &distance, true, kLengthFloor<double>)) {
+            crossings.push_back({distance, direction * Mesh::AreaNormal(triangle) < 0});
         }
     }
-    std::sort(distances.begin(), distances.end());
-    return distances;
+    std::sort(crossings.begin(), crossings.end(),
+              [](const Crossing& a, const Crossing& b) { return a.distance < b.distance; });
+    return crossings;
+}
+
+ArcAxes::ArcAxes(const std::vector<MeshArc>& arcs) : arcs_(&arcs)
+{
+    for (std::size_t i = 0; i < arcs.size(); ++i) {
+        const TransformBase<3> frame =
+            Transform::BuildTransformAxisOrigin(arcs[i].normal, arcs[i].center);
+        const double r = arcs[i].radius;
+        const Vec3d a = frame * Vec3d(-r, -r, 0);
+        const Vec3d b = frame * Vec3d(r, -r, 0);
+        const Vec3d c = frame * Vec3d(r, r, 0);
+        const Vec3d d = frame * Vec3d(-r, r, 0);
+        squares_.AddTriangle(a, b, c, static_cast<int>(i));
+        squares_.AddTriangle(a, c, d, static_cast<int>(i));
+    }
+    squares_.Build();
+}
+
+std::vector<int> ArcAxes::MetByAxisOf(int i) const
+{
+    const MeshArc& arc = (*arcs_)[static_cast<std::size_t>(i)];
+    std::vector<int> numbers = squares_.LineHits(arc.center, arc.normal);
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    return numbers;
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils::Impl

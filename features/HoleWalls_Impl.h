@@ -35,13 +35,31 @@ public:
     };
     Nearest NearestTo(const Vec3d& from, double reach, const Vec3d& watcher) const;
 
-    /// Distances from `origin` along `direction`, a unit vector, at which the line through it meets
-    /// the surface, negative behind it; ascending.
-    std::vector<double> Crossings(const Vec3d& origin, const Vec3d& direction) const;
+    /// A place at which a line meets the surface.
+    struct Crossing {
+        double distance = 0;     ///< from the line's origin, negative behind it
+        bool facesStart = false; ///< does its triangle face against the line's direction?
+    };
+    /// All of them, by distance. `direction` is a unit vector.
+    std::vector<Crossing> Crossings(const Vec3d& origin, const Vec3d& direction) const;
 
 private:
     const IndexedMesh* mesh_;
     Tree::QOFTriangleTree<3, double> tree_;
+};
+
+/// Finds the arcs that an axis meets.
+class ArcAxes {
+public:
+    explicit ArcAxes(const std::vector<MeshArc>& arcs);
+
+    /// Numbers of the arcs round which the square of side twice the radius, in the arc's plane, is
+    /// met by the line through the center of arc i along its normal; ascending, i included.
+    std::vector<int> MetByAxisOf(int i) const;
+
+private:
+    const std::vector<MeshArc>* arcs_;
+    Tree::QOFTriangleTree<3, double> squares_;
 };
 
 } // namespace Velk::Math::Sorvane::MeshUtils::Impl

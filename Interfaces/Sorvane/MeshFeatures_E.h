@@ -137,4 +137,59 @@ SORVANE_API std::vector<MeshHole> DetectDrillHoles(const Mesh::IndexedPointsBase
                                                    double creaseAngle, double tolerance,
                                                    double fraction, double axisTolerance);
 
+/// One diameter of a hole, or its way from one to another.
+struct SORVANE_API HoleStep {
+    double diameter = 0;    ///< at the end toward the mouth
+    double endDiameter = 0; ///< at the deep end: as before for a cylinder, another one for a cone
+    double from = 0;        ///< depth of the end toward the mouth, below the entry
+    double to = 0;          ///< depth of the deep end
+    bool isCone = false;    ///< the diameters differ by more than the circles' own uncertainty
+
+    friend bool operator==(const HoleStep&, const HoleStep&) = default;
+};
+
+/// What is at the deep end of a hole.
+enum class HoleEnd {
+    Through, ///< a second mouth
+    Flat,    ///< a floor
+    Pointed  ///< a floor that is deeper on the axis, as a drill leaves it
+};
+
+/// All that is drilled, bored and sunk on one axis from one mouth.
+struct SORVANE_API DrillHoleStack {
+    VecBase<3, double> entry;    ///< center of the mouth
+    VecBase<3, double> axis;     ///< unit, from the mouth into the material
+    std::vector<HoleStep> steps; ///< from the mouth down, each beginning where the one before ended
+    HoleEnd end = HoleEnd::Through;
+    double tipDepth = 0;         ///< depth of the point on the axis, of a floor the depth of the floor; of a through hole that of the second mouth
+    bool isCounterbored = false; ///< a cylinder is followed by a narrower step, with a flat shoulder between
+    bool isCountersunk = false;  ///< the first step is a cone that narrows to where the second begins
+
+    friend bool operator==(const DrillHoleStack&, const DrillHoleStack&) = default;
+};
+
+/// The holes of a mesh, one record for each, however many diameters it has.
+///
+/// Made of the circles of `DetectArcs`, not of `DetectDrillHoles`. Two circles are of one axis when their normals are
+/// parallel within `axisTolerance` and either center lies within 0.05 of the smaller radius of the other's axis.
+/// - A wall joins a circle to the next one along the axis, nearest first and of the most similar radius, when at
+///   least `fraction` of 32 points on the cone between them have the mesh near, facing the axis. Near is
+///   twice `tolerance` and twice the height of the arc that a chord may cut off: its ends see each other
+///   under less than `creaseAngle`, or the wall would have sharp edges of its own. A cross hole may thus
+///   take some of the wall away. Both circles must choose each other.
+/// - A shoulder joins two circles at one height when the wall of the wider one goes to one side, that of the
+///   narrower to the other, and the ring between them is flat and faces to the side of the wider wall.
+/// - What walls and shoulders join is a hole. Each of its two ends is closed when at least 6 of 8 lines along the axis at 0.8
+///   of the radius meet a surface that faces the hole before they are half a radius beyond the last circle, and open otherwise.
+///   An open end is a mouth. Of two mouths the wider is the entry, of equally wide ones (within twice `tolerance`) that of larger z, then y,
+///   then x. A hollow closed at both ends has no way in and is left out.
+///
+/// A hole is missed where a circle is: at a mouth on a curved or slanted face, which no circle bounds, at a
+/// fillet, which has no edge, and where fewer than `fraction` of a rim are left. What remains of the hole below is told with
+/// its own first circle as entry. Slots and pegs are no holes. In the order of the lowest of a hole's arcs. O(n log n) and, where m circles share an
+/// axis, m squared; the same result for any number of threads.
+SORVANE_API std::vector<DrillHoleStack>
+DrillHoleStacks(const Mesh::IndexedPointsBase<3, double>& mesh, double creaseAngle, double tolerance,
+                double fraction, double axisTolerance);
+
 } // namespace Velk::Math::Sorvane::MeshUtils
