@@ -34,10 +34,10 @@ int main(int argc, char** argv)
     std::printf("arcs %zu holes %zu bores %zu\n",MeshUtils::DetectArcs(mesh,kCreaseAngle,kFitTolerance,kFraction).size(),holes.size(),bores.size());
     for (const ExactBore& bore : bores) {
         const auto found = HolesOnBore(bore, holes);
-        std::printf("| %.6g | %.1f %.1f %.1f | %.2f %.2f %.2f | %.6g |", bore.radius, bore.from[0],bore.from[1],bore.from[2],bore.axis[0],bore.axis[1],bore.axis[2],bore.length);
+        std::printf("| %.6g | %.1f %.1f %.1f | %.2f %.2f %.2f | %.6g |", bore.radius, bore.point[0],bore.point[1],bore.point[2],bore.axis[0],bore.axis[1],bore.axis[2],bore.length);
         for (const auto* h : found) std::printf(" (%.5g %.5g depth %.5g)", h->top.radius, h->bottom.radius, h->depth);
         std::printf(" arcs:");
-        for (const auto& a : ArcsOnBore(bore, mesh)) std::printf(" (r %.4g at %.4g share %.3f)", a.radius, (a.center-bore.from)*bore.axis, a.length/(kTwoPi<double>*a.radius));
+        for (const auto& a : ArcsOnBore(bore, mesh)) std::printf(" (r %.4g at %.4g share %.3f)", a.radius, (a.center-bore.point)*bore.axis, a.length/(kTwoPi<double>*a.radius));
         std::printf("\n");
     }
     for (const auto& h : holes) {

@@ -25,24 +25,24 @@ inline constexpr double kFitTolerance = 0.02;
 inline constexpr double kFraction = 0.8;
 inline constexpr double kAxisTolerance = 0.02;
 
-/// A full turn of concave cylinder faces of one radius on one axis, over one length of it.
+/// A full turn of concave cylinder faces of one radius and length on one axis.
 struct ExactBore {
     double radius = 0;
-    Velk::Math::Vec3d from; ///< where it begins, on the axis
-    Velk::Math::Vec3d axis; ///< unit
+    Velk::Math::Vec3d point; ///< of the axis, anywhere along it
+    Velk::Math::Vec3d axis;  ///< unit
     double length = 0;
 };
 
-/// Part of the radius within which two axes are one.
-inline constexpr double kSameAxis = 0.01;
-
 inline double DistanceFromAxis(const ExactBore& bore, const Velk::Math::Vec3d& point)
 {
-    const Velk::Math::Vec3d offset = point - bore.from;
+    const Velk::Math::Vec3d offset = point - bore.point;
     return Length(offset - (offset * bore.axis) * bore.axis);
 }
 
 /// The bores of the solid whose exact faces are in the file.
+///
+/// The file gives a point of each face's axis and the face's length, not where along the axis the
+/// face lies. The faces of one bore have the same point.
 inline std::vector<ExactBore> ReadExactBores(const std::filesystem::path& path)
 {
     std::ifstream file(path);
@@ -51,27 +51,24 @@ inline std::vector<ExactBore> ReadExactBores(const std::filesystem::path& path)
     const auto vector = [](const JsonValue& value) {
         return Velk::Math::Vec3d(value[0].number, value[1].number, value[2].number);
     };
-    struct Face {
+    struct Group {
         ExactBore bore;
         double sweep;
     };
-    std::vector<Face> groups;
+    std::vector<Group> groups;
     for (const JsonValue& face : facts["curved_faces"].items) {
         if (face["kind"].text != "cylinder" || face["concave"].number == 0) {
             continue;
         }
-        ExactBore bore{face["radius"].number, vector(face["axis_point"]),
-                       Normalized(vector(face["axis_dir"]), 0.0), face["length"].number};
+        const ExactBore bore{face["radius"].number, vector(face["axis_point"]),
+                             Normalized(vector(face["axis_dir"]), 0.0), face["length"].number};
         const double sweep = face["sweep_rad"].number;
-        const auto same = std::find_if(groups.begin(), groups.end(), [&](const Face& group) {
-            const double from = (bore.from - group.bore.from) * group.bore.axis;
-            const double to = from + bore.length * (bore.axis * group.bore.axis);
-            const double low = std::min(from, to);
-            const double high = std::max(from, to);
-            return std::fabs(group.bore.radius - bore.radius) < 1e-4 &&
-                   std::fabs(group.bore.axis * bore.axis) > 1 - 1e-9 &&
-                   DistanceFromAxis(group.bore, bore.from) < kSameAxis * bore.radius &&
-                   low < group.bore.length - 1e-3 && high > 1e-3;
+        constexpr double kPrinted = 1e-5; // digits of the file
+        const auto same = std::find_if(groups.begin(), groups.end(), [&](const Group& group) {
+            return std::fabs(group.bore.radius - bore.radius) < kPrinted &&
+                   std::fabs(group.bore.length - bore.length) < kPrinted &&
+                   Length(group.bore.point - bore.point) < kPrinted &&
+                   std::fabs(group.bore.axis * bore.axis) > 1 - kPrinted;
         });
         if (same == groups.end()) {
             groups.push_back({bore, sweep});
@@ -80,8 +77,8 @@ inline std::vector<ExactBore> ReadExactBores(const std::filesystem::path& path)
         }
     }
     std::vector<ExactBore> bores;
-    for (const Face& group : groups) {
-        if (group.sweep > Velk::Math::kTwoPi<double> - 1e-3) {
+    for (const Group& group : groups) {
+        if (std::fabs(group.sweep - Velk::Math::kTwoPi<double>) < 1e-3) {
             bores.push_back(group.bore);
         }
     }
