@@ -294,7 +294,7 @@ TEST(DrillHoleStacks, NumberOfThreadsDoesNotMatter)
         bodies = Support::Together(
             bodies,
             Support::Mapped(
-                TurnedBody({{2, 0}, {10, 0}, {10, 30}, {4, 30}, {4, 20.0 - 0.1 * i}, {2, 15}},
+                TurnedBody({{2, 0}, {10, 0}, {10, 30}, {4, 30}, {4, 17.5 - 0.05 * i}, {2, 15}},
                            16 + i),
                 [i](const Vec3d& p) { return p + Vec3d(30.0 * i, 0, 0); }));
     }
