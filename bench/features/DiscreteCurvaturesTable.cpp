@@ -26,6 +26,7 @@ using namespace Velk::Math::Sorvane;
 constexpr double kTolerance = 1e-12;
 constexpr double kApart = 0.05;
 constexpr double kExact = 1e-9;
+constexpr double kNone = -1; // no curvatures that are apart
 constexpr double kJitter = 0.25;
 
 /// Largest errors of H, of K, and of the principal curvatures.
@@ -34,7 +35,7 @@ std::array<double, 3> ErrorsOn(const Support::CurvedSheet& sheet, int cells, dou
     const auto parameters = Support::SheetParameters(cells, jitter);
     const auto curvatures = MeshUtils::DiscreteCurvaturesAtNodes(
         Support::SheetMesh(sheet, cells, parameters), kTolerance);
-    std::array<double, 3> errors{};
+    std::array<double, 3> errors{0, 0, kNone};
     for (int y = cells / 4; y <= 3 * cells / 4; ++y) {
         for (int x = cells / 4; x <= 3 * cells / 4; ++x) {
             const auto node = static_cast<std::size_t>(y * (cells + 1) + x);
@@ -69,7 +70,9 @@ int main()
                 std::printf("\"%s\",%s,%d", sheet.name.c_str(),
                             jitter == 0 ? "regular" : "irregular", cells);
                 for (std::size_t k = 0; k < 3; ++k) {
-                    if (errors[k] < kExact) {
+                    if (errors[k] == kNone) {
+                        std::printf(",-,");
+                    } else if (errors[k] < kExact) {
                         std::printf(",exact,");
                     } else if (before[k] < kExact) {
                         std::printf(",%.2g,", errors[k]);
