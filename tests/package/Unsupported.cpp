@@ -2,6 +2,7 @@
 // line, by a deleted function of that name, and no other.
 
 // clang-format off: a mark stays on the line of its call
+#include <Sorvane/Curvature_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshQueries_E.h>
@@ -46,4 +47,10 @@ void Triangles(const Mesh::Triangle<3, float>& triangle, const Mesh::Triangle<3,
     (void)Mesh::IntrinsicArea(3, 4, 5); // refused: IntrinsicArea
     (void)Mesh::OppositeEdgeAngle(triangle[0], triangle[1], triangle[2]);
     (void)Mesh::OppositeEdgeAngle(whole[0], whole[1], whole[2]); // refused: OppositeEdgeAngle
+}
+
+void Curvatures(const VecBase<3, double>& point, const VecBase<4, double>& point4)
+{
+    (void)MeshUtils::MixedAreas(point, {point}, 0.0);
+    (void)MeshUtils::MixedAreas(point4, {point4}, 0.0); // refused: MixedAreas
 }
