@@ -8,10 +8,12 @@
 #include <Sorvane/ClosestPoint_E.h>
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
+#include <Sorvane/Curvature_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>

@@ -149,3 +149,11 @@ void Meshers()
     (void)HalfEdge::DelaunayMesher<HalfEdge::DelaunayNode<float>, HalfEdge::DelaunayEdge, HalfEdge::DelaunayFacet>();
     (void)HalfEdge::DelaunayMesher<HalfEdge::DelaunayNode<float>, OwnEdge, HalfEdge::DelaunayFacet>(); // refused type: the mesher is compiled for its own records
 }
+
+// --- features -----------------------------------------------------------------------------------
+
+void Curvatures(const VecBase<3, double>& point, const VecBase<4, double>& point4)
+{
+    (void)MeshUtils::MixedAreas(point, {point}, 0.0);
+    (void)MeshUtils::MixedAreas(point4, {point4}, 0.0); // refused: MixedAreas
+}
