@@ -8,6 +8,7 @@
 #include <Sorvane/ClosestPoint_E.h>
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
+#include <Sorvane/Curvature_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
