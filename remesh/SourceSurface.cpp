@@ -2,9 +2,10 @@
 
 #include "remesh/SourceSurface_Impl.h"
 
+#include <Velk/Math/Vector_E.h>
+
 #include "mathbase/NearestOnTriangle_Impl.h"
 #include "mathbase/Parallel_Impl.h"
-#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -96,7 +97,30 @@ std::vector<Vec3d> SourceSurface::Projected(const std::vector<StrayPoint>& point
                                    : closest[i].point;
             }
         });
+    KeepApart(points, positions);
     return positions;
+}
+
+void SourceSurface::KeepApart(const std::vector<StrayPoint>& points, std::vector<Vec3d>& places)
+{
+    std::vector<Vec3d> distinct = places;
+    const std::vector<int> placeOf =
+        Vector::FilterForUniquenessAndIndex(distinct, kLengthFloor<double>);
+    if (distinct.size() == places.size()) {
+        return;
+    }
+    constexpr std::size_t kNobody = std::numeric_limits<std::size_t>::max();
+    std::vector<std::size_t> holder(distinct.size(), kNobody);
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        std::size_t& held = holder[static_cast<std::size_t>(placeOf[i])];
+        if (held == kNobody) {
+            held = i;
+        } else if (!Matches(points[i].position, points[held].position, kLengthFloor<double>)) {
+            const std::size_t loser = points[i].isFixed ? held : i;
+            held = points[i].isFixed ? i : held;
+            places[loser] = points[loser].position;
+        }
+    }
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge::Impl

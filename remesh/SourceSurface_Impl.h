@@ -14,6 +14,8 @@ struct StrayPoint {
     Vec3d position;
     /// Normal of the mesh there, of any length; zero where it has none or where it is of no account.
     Vec3d normal;
+    /// Is it on the surface already, and to stay where it is?
+    bool isFixed = false;
 };
 
 /// Triangles, and the nearest points on them.
@@ -29,6 +31,10 @@ public:
 
     /// The places of the points on the surface, in their order. A point that is not finite stays where it
     /// is, and so do all when there are no triangles. Parallel, with the same bits for any number of threads.
+    ///
+    /// Points that were apart stay apart: of those that would meet in one place, as the tip of a cone is
+    /// nearest to all around it, one goes there, a fixed one if there is any, and the others stay where
+    /// they are. They would be welded together otherwise, and leave edges of more than two triangles.
     std::vector<Vec3d> Projected(const std::vector<StrayPoint>& points, double facingReach) const;
 
 private:
@@ -36,6 +42,7 @@ private:
 
     Corners CornersOf(int triangle) const;
     bool FacesAway(int triangle, const Vec3d& normal) const;
+    static void KeepApart(const std::vector<StrayPoint>& points, std::vector<Vec3d>& places);
     Vec3d NearestFacing(const StrayPoint& point, const Vec3d& nearest, double reach) const;
 
     std::vector<Vec3d> points_;
@@ -46,7 +53,7 @@ private:
 
 /// Takes the nodes of a mesh in space back to the surface; nodes without edges stay where they are.
 ///
-/// A locked node comes without a normal: it lies on a feature of the surface, where several meet.
+/// A locked node lies on a feature of the surface, where several normals meet, and comes without one.
 template <class Mesh>
 void ProjectNodesOnto(const SourceSurface& surface, Mesh& mesh, double facingReach)
 {
@@ -56,8 +63,8 @@ void ProjectNodesOnto(const SourceSurface& surface, Mesh& mesh, double facingRea
         if (mesh.Degree(n) == 0) {
             continue;
         }
-        StrayPoint stray{mesh.NodeRecord(n)->position, {}};
-        if (!mesh.IsNodeLocked(n)) {
+        StrayPoint stray{mesh.NodeRecord(n)->position, {}, mesh.IsNodeLocked(n)};
+        if (!stray.isFixed) {
             mesh.VisitNodeEdges(n, [&](int e) {
                 const auto* edge = mesh.EdgeRecord(e);
                 if (edge != nullptr && edge->face >= 0 && mesh.IsValidEdge(edge->prev)) {

@@ -41,7 +41,8 @@ namespace Velk::Math::Sorvane::Mesh {
 ///
 /// A node that comes nearer to a facet that faces away from it than to any other goes to the nearest facet
 /// within the length that does not: on sheets thinner than an edge is long the nearest facet is on the far wall.
-/// On such sheets watch the volume all the same, since walls that cross each other are not told apart by that.
+/// On such sheets watch the volume all the same: edges as long as a tube is wide flatten it, whatever facets
+/// its nodes return to. A node stays off the surface where another one has taken its nearest point.
 ///
 /// An empty mesh (`IsEmpty`) and a NaN length give 0 with empty outputs. An infinite length splits nothing.
 /// Triples with equal or invalid subscripts, and those that run an edge as another one does, are left out.
