@@ -10,6 +10,8 @@
 #include <Velk/Math/Vector_E.h>
 
 #include <array>
+#include <cstddef>
+#include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
@@ -81,21 +83,16 @@ public:
         if (this->IsValidEdge(halfEdge)) {
             this->EdgeAt(halfEdge).feature = isFeature;
             this->EdgeAt(this->Twin(halfEdge)).feature = isFeature;
+            MarkEnd(this->EdgeAt(halfEdge).node, isFeature);
+            MarkEnd(this->EdgeAt(this->Twin(halfEdge)).node, isFeature);
         }
     }
 
     bool IsNodeLocked(int node) const override
     {
-        if (!this->IsValidNode(node)) {
-            return false;
-        }
-        if (this->NodeAt(node).feature) {
-            return true;
-        }
-        bool isLocked = false;
-        this->VisitNodeEdges(
-            node, [&](int e) { isLocked = isLocked || (e >= 0 && this->EdgeAt(e).feature); });
-        return isLocked;
+        return this->IsValidNode(node) &&
+               (this->NodeAt(node).feature || (static_cast<std::size_t>(node) < isFeatureEnd_.size() &&
+                                               isFeatureEnd_[static_cast<std::size_t>(node)]));
     }
 
     bool IsEdgeLocked(int halfEdge) const override
@@ -119,6 +116,27 @@ protected:
     {
         VisitFeatures<D>(*this, angle, [&](int e, FeatureKind) { SetEdgeFeature(e, true); });
     }
+
+private:
+    // Of one end of an edge whose mark has changed.
+    void MarkEnd(int node, bool isFeature)
+    {
+        if (!this->IsValidNode(node)) {
+            return;
+        }
+        if (static_cast<std::size_t>(node) >= isFeatureEnd_.size()) {
+            isFeatureEnd_.resize(this->Nodes().size(), 0);
+        }
+        if (!isFeature) {
+            this->VisitNodeEdges(
+                node, [&](int e) { isFeature = isFeature || (e >= 0 && this->EdgeAt(e).feature); });
+        }
+        isFeatureEnd_[static_cast<std::size_t>(node)] = isFeature ? 1 : 0;
+    }
+
+    // Is a marked edge at the node? No edit takes a marked edge from a node or removes a node that has one,
+    // so that only the marks themselves change it, and no pass needs to walk round a node to know.
+    std::vector<unsigned char> isFeatureEnd_;
 };
 
 } // namespace Velk::Math::Sorvane::HalfEdge::Impl

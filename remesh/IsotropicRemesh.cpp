@@ -80,6 +80,9 @@ private:
             for (int n = 0; n < this->NodeCount(); ++n) {
                 if (HalfEdge::Impl::FindStar(*this, n, star) && MayRemove(n, star)) {
                     const unsigned char tag = WinningTag(n, star);
+                    for (const int spoke : star.spokes) {
+                        this->SetEdgeFeature(spoke, false); // the nodes beyond forget it
+                    }
                     const int face = HalfEdge::Impl::ReplaceStar(
                         *this, n, star, corners, AssertSites::kStarIsNotRemoved,
                         AssertSites::kStarIsNotClosed);

@@ -199,6 +199,8 @@ public:
     unsigned RunPasses(unsigned iterations)
     {
         unsigned count = 0;
+        pinches_ = this->PinchNodes(); // no edit makes one or takes one apart
+        arePinchesKnown_ = true;
         for (bool isChanging = true; isChanging && count < iterations; ++count) {
             // Every pass runs, whatever those before it have done.
             const bool hasSplit = SplitLongEdges();
@@ -208,6 +210,7 @@ public:
             const bool hasProjected = ProjectNodes(false);
             isChanging = hasProjected || hasSplit || hasCollapsed || hasFlipped || hasRelaxed;
         }
+        arePinchesKnown_ = false;
         return count;
     }
 
@@ -279,11 +282,17 @@ private:
     }
 
     double MeanEdgeLength() const;
-    int RingSize(int node) const { return this->Valence(node); }
+    // Ring size over the ideal. The ring of a node without a boundary and with a single fan is all that is at
+    // it: no walk then.
     int ValenceExcess(int node) const
     {
-        return RingSize(node) - (this->IsBoundaryNode(node) ? 4 : 6);
+        const auto n = static_cast<std::size_t>(node);
+        if (n < isOdd_.size() && !isOdd_[n]) {
+            return this->Degree(node) - 6;
+        }
+        return this->Valence(node) - (this->IsBoundaryNode(node) ? 4 : 6);
     }
+    void FindOddNodes();
     void SetPosition(int node, const Point& at, bool onFeature)
     {
         NodeAt(node).position = at;
@@ -305,6 +314,10 @@ private:
     }
 
     Limits limits_;
+    // For the flips: nodes of several fans, and these together with the nodes of boundaries.
+    std::vector<int> pinches_;
+    bool arePinchesKnown_ = false;
+    std::vector<unsigned char> isOdd_;
     // What the passes list, kept for its room.
     std::vector<Point> ring_;
     std::vector<double> weights_;
@@ -500,6 +513,7 @@ template <int D, class Node, class Edge, class Face>
 bool IterativeRemesher<D, Node, Edge, Face>::FlipEdges(bool force)
 {
     bool hasFlipped = false;
+    FindOddNodes();
     const int count = this->EdgeCount();
     for (int e = 0; e < count; e += 2) {
         if (!this->IsValidEdge(e) || this->IsBoundaryEdge(e, true) || this->IsEdgeLocked(e)) {
@@ -517,6 +531,29 @@ bool IterativeRemesher<D, Node, Edge, Face>::FlipEdges(bool force)
         }
     }
     return hasFlipped;
+}
+
+template <int D, class Node, class Edge, class Face>
+void IterativeRemesher<D, Node, Edge, Face>::FindOddNodes()
+{
+    if (!arePinchesKnown_) {
+        pinches_ = this->PinchNodes();
+    }
+    isOdd_.assign(static_cast<std::size_t>(this->NodeCount()), 0);
+    const auto mark = [&](int node) {
+        if (static_cast<std::size_t>(node) < isOdd_.size()) {
+            isOdd_[static_cast<std::size_t>(node)] = 1;
+        }
+    };
+    for (const int node : pinches_) {
+        mark(node);
+    }
+    for (int e = 0; e < this->EdgeCount(); ++e) {
+        if (EdgeAt(e).face < 0 && this->IsValidEdge(e)) {
+            mark(EdgeAt(e).node);
+            mark(EdgeAt(Twin(e)).node);
+        }
+    }
 }
 
 template <int D, class Node, class Edge, class Face>
