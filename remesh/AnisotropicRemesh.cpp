@@ -1,4 +1,5 @@
-// Remeshing by curvature: a uniform stage first, then the passes of AnisotropicRemesher_E.h on its result.
+// Remeshing by curvature: a uniform stage first, then the passes of AnisotropicRemesher_E.h on its
+// result.
 
 #include <Sorvane/AnisotropicRemesher_E.h>
 #include <Sorvane/Curvature_E.h>
@@ -52,8 +53,8 @@ public:
     }
 
 private:
-    // Where more than two feature edges meet there is a corner. Each task writes the mark of its own node and
-    // reads those of edges, never those of nodes.
+    // Where more than two feature edges meet there is a corner. Each task writes the mark of its
+    // own node and reads those of edges, never those of nodes.
     void MarkCorners()
     {
         Parallel::Impl::ApplyParallelChunks(0, NodeCount(), [&](int from, int to) {
@@ -76,10 +77,9 @@ private:
                     // At a boundary as well: the ring is taken for closed, and what comes of it is
                     // replaced below.
                     RingPoints(n, ring);
-                    NodeAt(n).maxk =
-                        std::fabs(MeshUtils::DiscreteCurvaturesAtNode(NodeAt(n).position, ring,
-                                                                      kLengthFloor<double>)
-                                      .maxCurvature);
+                    NodeAt(n).maxk = std::fabs(MeshUtils::DiscreteCurvaturesAtNode(
+                                                   NodeAt(n).position, ring, kLengthFloor<double>)
+                                                   .maxCurvature);
                 }
             }
         });
@@ -89,8 +89,8 @@ private:
         }
     }
 
-    // Across a feature curvature means nothing: a locked node takes the mean of its neighbors that are
-    // not, of those before it as they are by then. Without such neighbors it keeps its own.
+    // Across a feature curvature means nothing: a locked node takes the mean of its neighbors that
+    // are not, of those before it as they are by then. Without such neighbors it keeps its own.
     void TakeCurvatureAtFeatures()
     {
         for (int n = 0; n < NodeCount(); ++n) {
@@ -123,8 +123,7 @@ private:
         for (int n = 0; n < NodeCount(); ++n) {
             if (IsValidNode(n)) {
                 // On a plane 0 / 0: NaN, which leaves every length as it is.
-                NodeAt(n).maxk =
-                    std::pow(NodeAt(n).maxk / greatest, curvatureExponent_) * greatest;
+                NodeAt(n).maxk = std::pow(NodeAt(n).maxk / greatest, curvatureExponent_) * greatest;
             }
         }
     }
@@ -147,8 +146,8 @@ unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh, const Tags&
     }
     IndexedPointsBase<3, double> stage;
     Tags stageTags;
-    if (IsotropicRemesh(mesh, tags, stage, stageTags, maxNormalAngle,
-                        2.0 * length / 3.0, iterations, keepBoundary) == 0) {
+    if (IsotropicRemesh(mesh, tags, stage, stageTags, maxNormalAngle, 2.0 * length / 3.0,
+                        iterations, keepBoundary) == 0) {
         stage = mesh;
         stageTags = tags;
     }
@@ -165,9 +164,10 @@ unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh, const Tags&
     return count;
 }
 
-unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh, IndexedPointsBase<3, double>& out,
-                           double maxNormalAngle, double length, double curvatureExponent,
-                           double chordTolerance, unsigned iterations, bool keepBoundary)
+unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh,
+                           IndexedPointsBase<3, double>& out, double maxNormalAngle, double length,
+                           double curvatureExponent, double chordTolerance, unsigned iterations,
+                           bool keepBoundary)
 {
     Tags outTags;
     return AnisotropicRemesh(mesh, Tags{}, out, outTags, maxNormalAngle, length, curvatureExponent,

@@ -1,8 +1,9 @@
-// What a remesher must keep: boundaries, creases, and the lines between differently tagged faces; how they
-// are found, how they are marked on nodes and half-edges, and the locks that follow from the marks.
+// What a remesher must keep: boundaries, creases, and the lines between differently tagged faces;
+// how they are found, how they are marked on nodes and half-edges, and the locks that follow from
+// the marks.
 //
-// Written on the queries of a half-edge mesh alone, so that every algorithm with `Deco_bool_feature` on its
-// records finds features in the same way.
+// Written on the queries of a half-edge mesh alone, so that every algorithm with
+// `Deco_bool_feature` on its records finds features in the same way.
 #pragma once
 
 #include <Sorvane/HalfEdgeMesh_E.h>
@@ -23,8 +24,8 @@ enum class FeatureKind {
     TagBoundary ///< the faces have different tags
 };
 
-/// The reason for which an edge that is alive is a feature. `angle` is in radians and is not looked at in
-/// the plane; with NaN nothing is a crease. Faces without tags are never told apart.
+/// The reason for which an edge that is alive is a feature. `angle` is in radians and is not looked
+/// at in the plane; with NaN nothing is a crease. Faces without tags are never told apart.
 template <int D, class Mesh>
 FeatureKind FeatureKindOf(const Mesh& mesh, int halfEdge, double angle)
 {
@@ -66,8 +67,8 @@ void VisitFeatures(const Mesh& mesh, double angle, Mark mark)
     }
 }
 
-/// The locks of a remesher: a half-edge is locked by its mark, a node by its own or by a locked half-edge that
-/// leaves it.
+/// The locks of a remesher: a half-edge is locked by its mark, a node by its own or by a locked
+/// half-edge that leaves it.
 template <class Remesher>
 class FeatureMarked : public Remesher {
 public:
@@ -90,9 +91,9 @@ public:
 
     bool IsNodeLocked(int node) const override
     {
-        return this->IsValidNode(node) &&
-               (this->NodeAt(node).feature || (static_cast<std::size_t>(node) < isFeatureEnd_.size() &&
-                                               isFeatureEnd_[static_cast<std::size_t>(node)]));
+        return this->IsValidNode(node) && (this->NodeAt(node).feature ||
+                                           (static_cast<std::size_t>(node) < isFeatureEnd_.size() &&
+                                            isFeatureEnd_[static_cast<std::size_t>(node)]));
     }
 
     bool IsEdgeLocked(int halfEdge) const override
@@ -100,8 +101,8 @@ public:
         return this->IsValidEdge(halfEdge) && this->EdgeAt(halfEdge).feature;
     }
 
-    /// A collapse without force is refused wherever an end is locked; here before the triangles round it
-    /// are measured.
+    /// A collapse without force is refused wherever an end is locked; here before the triangles
+    /// round it are measured.
     bool TryCollapseEdge(int halfEdge) override
     {
         return this->IsValidEdge(halfEdge) && !IsNodeLocked(this->EdgeAt(halfEdge).node) &&
@@ -134,8 +135,9 @@ private:
         isFeatureEnd_[static_cast<std::size_t>(node)] = isFeature ? 1 : 0;
     }
 
-    // Is a marked edge at the node? No edit takes a marked edge from a node or removes a node that has one,
-    // so that only the marks themselves change it, and no pass needs to walk round a node to know.
+    // Is a marked edge at the node? No edit takes a marked edge from a node or removes a node that
+    // has one, so that only the marks themselves change it, and no pass needs to walk round a node
+    // to know.
     std::vector<unsigned char> isFeatureEnd_;
 };
 

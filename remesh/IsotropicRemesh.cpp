@@ -1,5 +1,5 @@
-// Remeshing toward one edge length: the passes of IsotropicRemesher_E.h on an indexed mesh, with its features
-// marked, its stars removed first, and its nodes taken back to the source at the end.
+// Remeshing toward one edge length: the passes of IsotropicRemesher_E.h on an indexed mesh, with
+// its features marked, its stars removed first, and its nodes taken back to the source at the end.
 
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/Remesh_E.h>
@@ -19,15 +19,16 @@ namespace {
 
 using Tags = std::vector<unsigned char>;
 
-/// Passes over all nodes that look for stars: a star inside a star shows when the inner one is gone.
+/// Passes over all nodes that look for stars: a star inside a star shows when the inner one is
+/// gone.
 constexpr int kStarPasses = 5;
 /// A star reaches no farther than an edge that is not split.
 constexpr double kStarReach = 4.0 / 3.0;
 
 template <int D>
 using PlainRemesher =
-    HalfEdge::IsotropicRemesher<D, HalfEdge::Records::FeatureVertex<D>, HalfEdge::Records::FeatureEdge,
-                                HalfEdge::Records::TaggedFace>;
+    HalfEdge::IsotropicRemesher<D, HalfEdge::Records::FeatureVertex<D>,
+                                HalfEdge::Records::FeatureEdge, HalfEdge::Records::TaggedFace>;
 
 /// What returns nodes to the source: in the plane nothing has to.
 struct NoSurface {
@@ -39,15 +40,16 @@ using Source = std::conditional_t<D == 3, HalfEdge::Impl::SourceSurface, NoSurfa
 template <int D>
 class Remesher final : public HalfEdge::Impl::FeatureMarked<PlainRemesher<D>> {
 public:
-    Remesher(const IndexedPointsBase<D, double>& mesh, const Tags& tags, double angle, double length,
-             bool keepsBoundary)
+    Remesher(const IndexedPointsBase<D, double>& mesh, const Tags& tags, double angle,
+             double length, bool keepsBoundary)
         : source_(mesh.points, mesh.indices)
     {
         this->maxNormalAngle = angle;
         this->keepBoundary = keepsBoundary;
         HalfEdge::Impl::LoadTagged(*this, mesh, tags);
         this->template DetectFeatures<D>(angle * kRadiansPerDegree);
-        // The stars go by the length that is asked for, a factor of a mean by the mean before they go.
+        // The stars go by the length that is asked for, a factor of a mean by the mean before they
+        // go.
         this->targetLength = this->TargetLengthFor(length);
         RemoveTriangleStars();
         this->targetLength = this->TargetLengthFor(length);
@@ -83,9 +85,9 @@ private:
                     for (const int spoke : star.spokes) {
                         this->SetEdgeFeature(spoke, false); // the nodes beyond forget it
                     }
-                    const int face = HalfEdge::Impl::ReplaceStar(
-                        *this, n, star, corners, AssertSites::kStarIsNotRemoved,
-                        AssertSites::kStarIsNotClosed);
+                    const int face = HalfEdge::Impl::ReplaceStar(*this, n, star, corners,
+                                                                 AssertSites::kStarIsNotRemoved,
+                                                                 AssertSites::kStarIsNotClosed);
                     if (face >= 0) {
                         this->FaceAt(face).tag = tag;
                     }
@@ -118,8 +120,8 @@ private:
         for (std::size_t i = 0; i < 3; ++i) {
             for (std::size_t j = 0; j < 3; ++j) {
                 if (tag(j) == tag(i)) {
-                    areaOfTag[i] += Length(HalfEdge::Impl::AreaVector(
-                        at(node), at(star.ring[j]), at(star.ring[(j + 1) % 3])));
+                    areaOfTag[i] += Length(HalfEdge::Impl::AreaVector(at(node), at(star.ring[j]),
+                                                                      at(star.ring[(j + 1) % 3])));
                 }
             }
             if (areaOfTag[i] > areaOfTag[winner]) {
@@ -165,8 +167,9 @@ unsigned IsotropicRemesh(const IndexedPointsBase<3, double>& mesh, const Tags& t
     return Remesh(mesh, tags, out, outTags, maxNormalAngle, length, iterations, keepBoundary);
 }
 
-unsigned IsotropicRemesh(const IndexedPointsBase<3, double>& mesh, IndexedPointsBase<3, double>& out,
-                         double maxNormalAngle, double length, unsigned iterations, bool keepBoundary)
+unsigned IsotropicRemesh(const IndexedPointsBase<3, double>& mesh,
+                         IndexedPointsBase<3, double>& out, double maxNormalAngle, double length,
+                         unsigned iterations, bool keepBoundary)
 {
     Tags outTags;
     return Remesh(mesh, Tags{}, out, outTags, maxNormalAngle, length, iterations, keepBoundary);
@@ -180,8 +183,9 @@ unsigned IsotropicRemesh(const IndexedPointsBase<2, double>& mesh, const Tags& t
     return Remesh(mesh, tags, out, outTags, kPlaneAngle, length, iterations, keepBoundary);
 }
 
-unsigned IsotropicRemesh(const IndexedPointsBase<2, double>& mesh, IndexedPointsBase<2, double>& out,
-                         double length, unsigned iterations, bool keepBoundary)
+unsigned IsotropicRemesh(const IndexedPointsBase<2, double>& mesh,
+                         IndexedPointsBase<2, double>& out, double length, unsigned iterations,
+                         bool keepBoundary)
 {
     Tags outTags;
     return IsotropicRemesh(mesh, Tags{}, out, outTags, length, iterations, keepBoundary);

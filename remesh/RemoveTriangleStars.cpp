@@ -57,7 +57,8 @@ bool ReplaceStar(IndexedMesh& mesh, int point, const std::vector<int>& facets, d
             return false;
         }
     }
-    // The others in ascending order. On a boundary there may be four of them: the lowest three count.
+    // The others in ascending order. On a boundary there may be four of them: the lowest three
+    // count.
     std::sort(corners.begin(), corners.end());
     auto last = std::unique(corners.begin(), corners.end());
     last = std::remove(corners.begin(), last, point);
@@ -81,8 +82,8 @@ bool ReplaceStar(IndexedMesh& mesh, int point, const std::vector<int>& facets, d
 
 } // namespace
 
-bool RemoveTriangleStars(const IndexedPointsBase<3, double>& mesh, IndexedPointsBase<3, double>& out,
-                         double maxAngle)
+bool RemoveTriangleStars(const IndexedPointsBase<3, double>& mesh,
+                         IndexedPointsBase<3, double>& out, double maxAngle)
 {
     if (&out != &mesh) {
         out = mesh;

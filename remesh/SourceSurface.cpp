@@ -15,8 +15,8 @@ namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
 namespace {
 
-/// The first radius of a search for a triangle that faces the right way: so many times the distance of the
-/// nearest triangle, and at least this share of the whole reach.
+/// The first radius of a search for a triangle that faces the right way: so many times the distance
+/// of the nearest triangle, and at least this share of the whole reach.
 constexpr double kFirstRadius = 2.0;
 constexpr double kFirstShare = 1.0 / 64.0;
 
@@ -32,7 +32,8 @@ SourceSurface::SourceSurface(const std::vector<Vec3d>& points, const std::vector
 auto SourceSurface::CornersOf(int triangle) const -> Corners
 {
     const auto corner = [&](std::size_t i) {
-        return points_[static_cast<std::size_t>(triples_[3 * static_cast<std::size_t>(triangle) + i])];
+        return points_[static_cast<std::size_t>(
+            triples_[3 * static_cast<std::size_t>(triangle) + i])];
     };
     return {corner(0), corner(1), corner(2)};
 }
@@ -43,8 +44,10 @@ bool SourceSurface::FacesAway(int triangle, const Vec3d& normal) const
     return ((b - a) ^ (c - a)) * normal < 0.0;
 }
 
-// The nearest point among the triangles that don't face away, within `reach`; `nearest` where there is none.
-Vec3d SourceSurface::NearestFacing(const StrayPoint& point, const Vec3d& nearest, double reach) const
+// The nearest point among the triangles that don't face away, within `reach`; `nearest` where there
+// is none.
+Vec3d SourceSurface::NearestFacing(const StrayPoint& point, const Vec3d& nearest,
+                                   double reach) const
 {
     const double distance = Length(nearest - point.position);
     for (double radius = std::max(kFirstRadius * distance, kFirstShare * reach); distance < reach;
@@ -83,7 +86,8 @@ std::vector<Vec3d> SourceSurface::Projected(const std::vector<StrayPoint>& point
     if (tree_.TriangleCount() == 0) {
         return positions;
     }
-    // One search within all of the reach: of growing searches the first that finds anything finds the same.
+    // One search within all of the reach: of growing searches the first that finds anything finds
+    // the same.
     const auto closest = tree_.ClosestPoints(positions, reach_, {});
     const double reach = std::isfinite(facingReach) ? std::min(facingReach, reach_) : reach_;
     Parallel::Impl::ApplyParallelChunks(

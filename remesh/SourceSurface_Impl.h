@@ -12,7 +12,8 @@ namespace Velk::Math::Sorvane::HalfEdge::Impl {
 /// A point that is to go back to a surface.
 struct StrayPoint {
     Vec3d position;
-    /// Normal of the mesh there, of any length; zero where it has none or where it is of no account.
+    /// Normal of the mesh there, of any length; zero where it has none or where it is of no
+    /// account.
     Vec3d normal;
     /// Is it on the surface already, and to stay where it is?
     bool isFixed = false;
@@ -20,21 +21,24 @@ struct StrayPoint {
 
 /// Triangles, and the nearest points on them.
 ///
-/// The nearest triangle may be the wrong one: on a sheet that is thinner than an edge is long, nodes come
-/// nearer to the other wall than to their own, and a mesh that follows the nearest triangles folds flat.
-/// A point whose normal points away from that of its nearest triangle therefore goes to the nearest triangle
-/// that faces the same way, where there is one within a given distance.
+/// The nearest triangle may be the wrong one: on a sheet that is thinner than an edge is long,
+/// nodes come nearer to the other wall than to their own, and a mesh that follows the nearest
+/// triangles folds flat. A point whose normal points away from that of its nearest triangle
+/// therefore goes to the nearest triangle that faces the same way, where there is one within a
+/// given distance.
 class SourceSurface {
 public:
     /// Triples with a subscript out of range and triangles that are not finite are left out.
     SourceSurface(const std::vector<Vec3d>& points, const std::vector<int>& triples);
 
-    /// The places of the points on the surface, in their order. A point that is not finite stays where it
-    /// is, and so do all when there are no triangles. Parallel, with the same bits for any number of threads.
+    /// The places of the points on the surface, in their order. A point that is not finite stays
+    /// where it is, and so do all when there are no triangles. Parallel, with the same bits for any
+    /// number of threads.
     ///
-    /// Points that were apart stay apart: of those that would meet in one place, as the tip of a cone is
-    /// nearest to all around it, one goes there, a fixed one if there is any, and the others stay where
-    /// they are. They would be welded together otherwise, and leave edges of more than two triangles.
+    /// Points that were apart stay apart: of those that would meet in one place, as the tip of a
+    /// cone is nearest to all around it, one goes there, a fixed one if there is any, and the
+    /// others stay where they are. They would be welded together otherwise, and leave edges of more
+    /// than two triangles.
     std::vector<Vec3d> Projected(const std::vector<StrayPoint>& points, double facingReach) const;
 
 private:
@@ -53,7 +57,8 @@ private:
 
 /// Takes the nodes of a mesh in space back to the surface; nodes without edges stay where they are.
 ///
-/// A locked node lies on a feature of the surface, where several normals meet, and comes without one.
+/// A locked node lies on a feature of the surface, where several normals meet, and comes without
+/// one.
 template <class Mesh>
 void ProjectNodesOnto(const SourceSurface& surface, Mesh& mesh, double facingReach)
 {

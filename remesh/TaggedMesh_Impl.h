@@ -1,4 +1,5 @@
-// Indexed meshes with a tag for each triangle, into and out of half-edge meshes whose faces carry tags.
+// Indexed meshes with a tag for each triangle, into and out of half-edge meshes whose faces carry
+// tags.
 #pragma once
 
 #include <Sorvane/HalfEdgeMesh_E.h>
@@ -9,9 +10,11 @@
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
-/// `TriangleMesh::LoadIndexedPoints`, which gives each face the tag of its triple; 0 where tags are missing.
+/// `TriangleMesh::LoadIndexedPoints`, which gives each face the tag of its triple; 0 where tags are
+/// missing.
 template <class HalfEdgeMesh, class IndexedMesh>
-bool LoadTagged(HalfEdgeMesh& mesh, const IndexedMesh& source, const std::vector<unsigned char>& tags)
+bool LoadTagged(HalfEdgeMesh& mesh, const IndexedMesh& source,
+                const std::vector<unsigned char>& tags)
 {
     return mesh.LoadIndexedPoints(source.points, source.indices, [&](int triangle, int face) {
         const auto t = static_cast<std::size_t>(triangle);
@@ -19,7 +22,8 @@ bool LoadTagged(HalfEdgeMesh& mesh, const IndexedMesh& source, const std::vector
     });
 }
 
-/// `TriangleMesh::ExportIndexedPoints`, welded within the length floor, with the tags of the triangles.
+/// `TriangleMesh::ExportIndexedPoints`, welded within the length floor, with the tags of the
+/// triangles.
 template <class HalfEdgeMesh, class IndexedMesh>
 void ExportTagged(const HalfEdgeMesh& mesh, IndexedMesh& out, std::vector<unsigned char>& outTags)
 {

@@ -1,5 +1,5 @@
-// Stars: three triangles round a node of the inside that has no others. Such a node adds nothing but a dent,
-// and no flip can give it more edges; one triangle takes the place of the three.
+// Stars: three triangles round a node of the inside that has no others. Such a node adds nothing
+// but a dent, and no flip can give it more edges; one triangle takes the place of the three.
 #pragma once
 
 #include <Sorvane/AssertSites_E.h>
@@ -12,8 +12,8 @@
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
-/// A star, its parts in ring order: face i lies between the spokes i and i + 1 and has the outer half-edge i,
-/// which runs from ring node i to the next.
+/// A star, its parts in ring order: face i lies between the spokes i and i + 1 and has the outer
+/// half-edge i, which runs from ring node i to the next.
 struct TriangleStar {
     std::array<int, 3> spokes; ///< half-edges that leave the node
     std::array<int, 3> ring;   ///< nodes
@@ -21,9 +21,9 @@ struct TriangleStar {
     std::array<int, 3> outer; ///< half-edges
 };
 
-/// Is the node the middle of a star? Not where it is on a boundary or has other fans besides, and not where
-/// the triangle that would take the star's place is there already, back to back: three triangles of a
-/// tetrahedron are no star, since the rest would be two triangles without volume.
+/// Is the node the middle of a star? Not where it is on a boundary or has other fans besides, and
+/// not where the triangle that would take the star's place is there already, back to back: three
+/// triangles of a tetrahedron are no star, since the rest would be two triangles without volume.
 template <class Mesh>
 bool FindStar(const Mesh& mesh, int node, TriangleStar& star)
 {
@@ -59,8 +59,8 @@ bool FindStar(const Mesh& mesh, int node, TriangleStar& star)
            !(beyond(0) >= 0 && beyond(0) == beyond(1) && beyond(1) == beyond(2));
 }
 
-/// Puts one triangle in the place of a star; its face. Refusals, which never happen on a sound mesh, are
-/// reported at the two sites, and the rest is done all the same.
+/// Puts one triangle in the place of a star; its face. Refusals, which never happen on a sound
+/// mesh, are reported at the two sites, and the rest is done all the same.
 template <class Mesh>
 int ReplaceStar(Mesh& mesh, int node, const TriangleStar& star, std::vector<int>& corners,
                 const AssertSites::AssertSite& removal, const AssertSites::AssertSite& closing)

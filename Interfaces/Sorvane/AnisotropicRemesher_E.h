@@ -11,12 +11,13 @@
 
 namespace Velk::Math::Sorvane::HalfEdge {
 
-/// An `IterativeRemesher` of space whose edges are to be chords with a sagitta of `chordTolerance`: short where
-/// the surface bends, long where it is flat. Every node carries the magnitude of the curvature there (`maxk`).
-/// Still abstract, as `IsotropicRemesher` is.
+/// An `IterativeRemesher` of space whose edges are to be chords with a sagitta of `chordTolerance`:
+/// short where the surface bends, long where it is flat. Every node carries the magnitude of the
+/// curvature there (`maxk`). Still abstract, as `IsotropicRemesher` is.
 ///
-/// `Node` has the decorations `Deco_bool_feature` and `Deco_double_maxk`. Curvature is set once, before the run;
-/// nodes that move take the mean of their neighbors', so that it spreads over the iterations.
+/// `Node` has the decorations `Deco_bool_feature` and `Deco_double_maxk`. Curvature is set once,
+/// before the run; nodes that move take the mean of their neighbors', so that it spreads over the
+/// iterations.
 template <class Node, class Edge, class Face>
 class AnisotropicRemesher : public IterativeRemesher<3, Node, Edge, Face> {
 public:
@@ -30,27 +31,27 @@ public:
     double minFactor = 0.25;
     double maxFactor = 4.0;
 
-    /// The chord on a circle of this curvature whose sagitta is `chordTolerance` e, to second order:
-    /// sqrt(6 e / k - 3 e^2).
+    /// The chord on a circle of this curvature whose sagitta is `chordTolerance` e, to second
+    /// order: sqrt(6 e / k - 3 e^2).
     ///
-    /// From k = 2 / e on it is `minFactor` and below 1e-12 `maxFactor` times the target length; in between
-    /// these two do not bound it, and just below 2 / e it tends to 0. NaN for a NaN. With a tolerance of 0
-    /// it is 0 for every k between 1e-12 and infinity; with a negative one `minFactor` times the target
-    /// length for every k of at least 0.
+    /// From k = 2 / e on it is `minFactor` and below 1e-12 `maxFactor` times the target length; in
+    /// between these two do not bound it, and just below 2 / e it tends to 0. NaN for a NaN. With a
+    /// tolerance of 0 it is 0 for every k between 1e-12 and infinity; with a negative one
+    /// `minFactor` times the target length for every k of at least 0.
     double LengthFromCurvature(double k) const
     {
         const double e = chordTolerance;
         if (k >= 2.0 / e) {
             return minFactor * this->targetLength;
         }
-        if (kLengthFloor<double> > k) {
+        if (kLengthFloor < double >> k) {
             return maxFactor * this->targetLength;
         }
         return std::sqrt(6.0 * e / k - 3.0 * e * e);
     }
 
-    /// `length` kept between `minFactor` and `maxFactor` times the target length, where these are in order.
-    /// NaN stays NaN.
+    /// `length` kept between `minFactor` and `maxFactor` times the target length, where these are
+    /// in order. NaN stays NaN.
     double LimitedLength(double length) const
     {
         const double low = this->targetLength * minFactor;
@@ -81,8 +82,8 @@ public:
         bounds = {0.8 * length, 1.3333333333333333 * length};
     }
 
-    /// The weight of a triangle is the mean of the lengths wanted at its three corners, so that a node is
-    /// drawn to where long edges are wanted.
+    /// The weight of a triangle is the mean of the lengths wanted at its three corners, so that a
+    /// node is drawn to where long edges are wanted.
     void NodeStar(int node, std::vector<Point>& ring, std::vector<double>& weights) const override
     {
         this->RingPoints(node, ring);
@@ -100,8 +101,8 @@ public:
         }
     }
 
-    /// The node's curvature becomes the mean of its neighbors'; `onFeature` that of its neighbors that are
-    /// not locked. 0 where there are none, which stands for the longest edges.
+    /// The node's curvature becomes the mean of its neighbors'; `onFeature` that of its neighbors
+    /// that are not locked. 0 where there are none, which stands for the longest edges.
     void NodeMoved(int node, bool onFeature) override
     {
         if (!this->IsValidNode(node)) {
@@ -121,12 +122,13 @@ public:
     /// A node that goes to the middle takes the greater of the two curvatures.
     bool CollapseEdgeAt(int halfEdge, bool keepOrigin) override
     {
-        if (keepOrigin || !this->IsValidEdge(halfEdge) || !this->IsValidEdge(this->Twin(halfEdge))) {
+        if (keepOrigin || !this->IsValidEdge(halfEdge) ||
+            !this->IsValidEdge(this->Twin(halfEdge))) {
             return Base::CollapseEdgeAt(halfEdge, keepOrigin);
         }
         const int kept = this->EdgeAt(halfEdge).node;
-        const double curvature =
-            std::max(this->NodeAt(kept).maxk, this->NodeAt(this->EdgeAt(this->Twin(halfEdge)).node).maxk);
+        const double curvature = std::max(
+            this->NodeAt(kept).maxk, this->NodeAt(this->EdgeAt(this->Twin(halfEdge)).node).maxk);
         if (!Base::CollapseEdgeAt(halfEdge, false)) {
             return false;
         }

@@ -9,8 +9,9 @@
 
 namespace Velk::Math::Sorvane::HalfEdge {
 
-/// An `IterativeRemesher` whose edges are all to have `targetLength`: below 0.8 of it they collapse, above
-/// 4/3 they are split. Still abstract: what a feature is, and the locks, are a derived class's.
+/// An `IterativeRemesher` whose edges are all to have `targetLength`: below 0.8 of it they
+/// collapse, above 4/3 they are split. Still abstract: what a feature is, and the locks, are a
+/// derived class's.
 template <int D, class Node, class Edge, class Face>
 class IsotropicRemesher : public IterativeRemesher<D, Node, Edge, Face> {
 public:
@@ -31,7 +32,8 @@ public:
         if constexpr (D == 2) {
             weights.assign(ring.size(), 0.5);
         } else if (this->IsValidNode(node)) {
-            weights = MeshUtils::MixedAreas(this->NodeAt(node).position, ring, kLengthFloor<double>);
+            weights =
+                MeshUtils::MixedAreas(this->NodeAt(node).position, ring, kLengthFloor<double>);
         }
     }
 

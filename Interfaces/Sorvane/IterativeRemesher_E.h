@@ -1,12 +1,12 @@
-// IterativeRemesher: a triangle mesh that improves itself by repeating five local passes: split long edges,
-// collapse short edges, flip edges, relax nodes, project nodes onto the source surface. What "long" and
-// "short" mean at an edge, and where a node is drawn, derived classes tell (IsotropicRemesher_E.h,
-// AnisotropicRemesher_E.h).
+// IterativeRemesher: a triangle mesh that improves itself by repeating five local passes: split
+// long edges, collapse short edges, flip edges, relax nodes, project nodes onto the source surface.
+// What "long" and "short" mean at an edge, and where a node is drawn, derived classes tell
+// (IsotropicRemesher_E.h, AnisotropicRemesher_E.h).
 //
-// M. Botsch and L. Kobbelt, "A remeshing approach to multiresolution modeling", 2004: an edge is split above
-// 4/3 and collapsed below 4/5 of the wanted length, since the two halves, or the merged edge, are then nearer
-// to that length than the edge was. What is added here is the limit on the turn of normals, which every edit
-// and every move keeps.
+// M. Botsch and L. Kobbelt, "A remeshing approach to multiresolution modeling", 2004: an edge is
+// split above 4/3 and collapsed below 4/5 of the wanted length, since the two halves, or the merged
+// edge, are then nearer to that length than the edge was. What is added here is the limit on the
+// turn of normals, which every edit and every move keeps.
 #pragma once
 
 #include <Sorvane/TriangleMesh_E.h>
@@ -23,15 +23,18 @@
 namespace Velk::Math::Sorvane::HalfEdge {
 namespace Impl {
 
-/// Is the angle between two directions within a limit? The answer is that of `Vector::AngleBetween`, which
-/// is asked only where the squared cosines are too near to each other to tell.
+/// Is the angle between two directions within a limit? The answer is that of
+/// `Vector::AngleBetween`, which is asked only where the squared cosines are too near to each other
+/// to tell.
 class AngleLimit {
 public:
     AngleLimit() : AngleLimit(0.0) {}
     explicit AngleLimit(double radians) : limit_(radians)
     {
         const double cosine = std::cos(radians);
-        signedSquare_ = radians < 0.0 ? 2.0 : radians > kPi<double> ? -2.0 : cosine * std::fabs(cosine);
+        signedSquare_ = radians < 0.0           ? 2.0
+                        : radians > kPi<double> ? -2.0
+                                                : cosine * std::fabs(cosine);
     }
 
     /// Also false where the angle, or the limit, is NaN.
@@ -40,8 +43,8 @@ public:
         const double dot = a * b;
         const double squares = (a * a) * (b * b);
         const double excess = dot * std::fabs(dot) - signedSquare_ * squares;
-        // The products err by some 1e-15 of themselves; where they have left the range of numbers, or
-        // there is a zero vector or a NaN, no comparison tells.
+        // The products err by some 1e-15 of themselves; where they have left the range of numbers,
+        // or there is a zero vector or a NaN, no comparison tells.
         if (squares > kSmallestProduct && squares < kLargestProduct) {
             if (excess > kMargin * squares) {
                 return true;
@@ -68,12 +71,14 @@ inline const Vec3d& InSpace(const Vec3d& p) { return p; }
 
 /// (b - a) ^ (c - a): along the normal of the triangle a b c, twice its area long.
 template <int D>
-Vec3d AreaVector(const VecBase<D, double>& a, const VecBase<D, double>& b, const VecBase<D, double>& c)
+Vec3d AreaVector(const VecBase<D, double>& a, const VecBase<D, double>& b,
+                 const VecBase<D, double>& c)
 {
     return InSpace(b - a) ^ InSpace(c - a);
 }
 
-/// Place of `p` on the line through a and b, 0 at a and 1 at b; 0 when the two are within the length floor.
+/// Place of `p` on the line through a and b, 0 at a and 1 at b; 0 when the two are within the
+/// length floor.
 template <int D>
 double PlaceOnLine(const VecBase<D, double>& p, const VecBase<D, double>& a,
                    const VecBase<D, double>& b)
@@ -96,24 +101,26 @@ bool IsFinitePoint(const VecBase<D, double>& p)
 
 } // namespace Impl
 
-/// The passes of remeshing, on any records with positions in `double` of dimension D (2 or 3). Abstract.
+/// The passes of remeshing, on any records with positions in `double` of dimension D (2 or 3).
+/// Abstract.
 ///
-/// Derived classes tell the bounds of an edge's length, the weights round a node and what is a feature, and
-/// they override the locks of `HMesh`: a locked edge is never flipped nor collapsed, and its halves are
-/// features when it is split; a locked node only slides along its feature line. The usual run is
-/// `targetLength = TargetLengthFor(length)`, `RunPasses`, `ProjectNodes(true)`.
+/// Derived classes tell the bounds of an edge's length, the weights round a node and what is a
+/// feature, and they override the locks of `HMesh`: a locked edge is never flipped nor collapsed,
+/// and its halves are features when it is split; a locked node only slides along its feature line.
+/// The usual run is `targetLength = TargetLengthFor(length)`, `RunPasses`, `ProjectNodes(true)`.
 ///
-/// In the plane every triangle counts as one of space at height 0: its normal turns by 0 or 180 degrees, so
-/// that any limit below 180 keeps triangles from turning over.
+/// In the plane every triangle counts as one of space at height 0: its normal turns by 0 or 180
+/// degrees, so that any limit below 180 keeps triangles from turning over.
 ///
-/// Nodes whose ring does not show all that is at them stay where they are: nodes that join several closed
-/// fans, and nodes at a boundary that could not be linked. NaN is inert: a comparison with it neither
-/// splits nor collapses, and no node moves to a position that is not finite.
+/// Nodes whose ring does not show all that is at them stay where they are: nodes that join several
+/// closed fans, and nodes at a boundary that could not be linked. NaN is inert: a comparison with
+/// it neither splits nor collapses, and no node moves to a position that is not finite.
 ///
-/// Passes walk the arrays by subscript, from 0 to the count at their start, and use slots again as soon as
-/// they are free: the result depends on the order of the input, and on nothing else. They allocate only
-/// where the mesh grows. No pass runs twice; `RunPasses` ends at the first idle iteration, and at the
-/// given number of iterations in any case: features may slide to and fro between two places for ever.
+/// Passes walk the arrays by subscript, from 0 to the count at their start, and use slots again as
+/// soon as they are free: the result depends on the order of the input, and on nothing else. They
+/// allocate only where the mesh grows. No pass runs twice; `RunPasses` ends at the first idle
+/// iteration, and at the given number of iterations in any case: features may slide to and fro
+/// between two places for ever.
 template <int D, class Node, class Edge, class Face>
 class IterativeRemesher : public TriangleMesh<Node, Edge, Face> {
 public:
@@ -127,36 +134,39 @@ public:
 
     /// Wanted length of edges, in the caller's unit. Positive once the run starts.
     double targetLength = 1.0;
-    /// Degrees by which a normal may turn in one edit or one move. With NaN nothing may turn, and with it no
-    /// node moves.
+    /// Degrees by which a normal may turn in one edit or one move. With NaN nothing may turn, and
+    /// with it no node moves.
     double maxNormalAngle = 10.0;
     /// Are boundary edges never split?
     bool keepBoundary = true;
 
-    // --- virtual operations, after those of TriangleMesh and in this order ------------------------
+    // --- virtual operations, after those of TriangleMesh and in this order
+    // ------------------------
 
     /// Marks a node, or both halves of an edge, as feature, or takes the mark away.
     virtual void SetNodeFeature(int node, bool isFeature) = 0;
     virtual void SetEdgeFeature(int halfEdge, bool isFeature) = 0;
 
-    /// (shortest, longest): an edge below the first is to be collapsed, one above the second to be split.
+    /// (shortest, longest): an edge below the first is to be collapsed, one above the second to be
+    /// split.
     virtual void EdgeLengthBounds(VecBase<2, double>& bounds, int halfEdge) const = 0;
 
-    /// The positions of `NodeNodes`, and a weight for each: that of the triangle of the node, this ring point
-    /// and the next. A missing weight counts as 0.
-    virtual void NodeStar(int node, std::vector<Point>& ring, std::vector<double>& weights) const = 0;
+    /// The positions of `NodeNodes`, and a weight for each: that of the triangle of the node, this
+    /// ring point and the next. A missing weight counts as 0.
+    virtual void NodeStar(int node, std::vector<Point>& ring,
+                          std::vector<double>& weights) const = 0;
 
-    /// Called when a node has a new position: `onFeature` when it is the middle of an edge just split or has
-    /// slid along a feature.
+    /// Called when a node has a new position: `onFeature` when it is the middle of an edge just
+    /// split or has slid along a feature.
     virtual void NodeMoved(int node, bool onFeature) = 0;
 
-    /// Collapses an edge if `CollapseEdge` lets it, without force. With `keepOrigin` the origin stays where
-    /// it is, and the destination may be next to a boundary; otherwise the node that remains goes to the
-    /// middle.
+    /// Collapses an edge if `CollapseEdge` lets it, without force. With `keepOrigin` the origin
+    /// stays where it is, and the destination may be next to a boundary; otherwise the node that
+    /// remains goes to the middle.
     virtual bool CollapseEdgeAt(int halfEdge, bool keepOrigin);
 
-    /// Takes the nodes back to the source surface when `enable` is true; whether that was done. Here it never
-    /// is.
+    /// Takes the nodes back to the source surface when `enable` is true; whether that was done.
+    /// Here it never is.
     virtual bool ProjectNodes(bool enable);
 
     /// The passes. Each tells whether it has changed anything.
@@ -166,26 +176,29 @@ public:
     virtual bool CollapseShortEdges();
     virtual bool SplitLongEdges();
 
-    /// Moves a locked node to the middle between its two neighbors on its feature line, or to a quarter or
-    /// three quarters of the way where the middle would turn a normal too far. Only where it lies on the
-    /// straight line between the two, within 1e-12 in each coordinate; corners and ends of feature lines stay.
+    /// Moves a locked node to the middle between its two neighbors on its feature line, or to a
+    /// quarter or three quarters of the way where the middle would turn a normal too far. Only
+    /// where it lies on the straight line between the two, within 1e-12 in each coordinate; corners
+    /// and ends of feature lines stay.
     virtual bool RelaxFeatureNode(int node);
     /// Moves a node to the weighted centroid of its star, in space along its tangent plane.
     virtual bool RelaxNode(int node);
-    /// Splits an edge, locked or not, at its middle. Decorations of the edge go to its halves, those of each
-    /// face to both of its parts.
+    /// Splits an edge, locked or not, at its middle. Decorations of the edge go to its halves,
+    /// those of each face to both of its parts.
     virtual bool SplitEdgeAtMiddle(int halfEdge);
-    /// Collapses an edge where no normal turns too far and no edge becomes too long: to its middle when both
-    /// of its ends are locked or neither is, otherwise to the locked end.
+    /// Collapses an edge where no normal turns too far and no edge becomes too long: to its middle
+    /// when both of its ends are locked or neither is, otherwise to the locked end.
     virtual bool TryCollapseEdge(int halfEdge);
     /// May an edge with this `EdgeDiamond` be flipped, as far as the shape goes?
     virtual bool ShouldFlip(int halfEdge, const std::vector<int>& diamond);
 
-    // --- a run --------------------------------------------------------------------------------------
+    // --- a run
+    // --------------------------------------------------------------------------------------
 
-    /// The target length that a caller's number stands for: a positive one for itself, a negative one for so
-    /// many times the mean length of the mesh's edges, and one of magnitude up to 1e-12 for that mean. Edges
-    /// whose length is not finite are left out of the mean; without edges it is 0.
+    /// The target length that a caller's number stands for: a positive one for itself, a negative
+    /// one for so many times the mean length of the mesh's edges, and one of magnitude up to 1e-12
+    /// for that mean. Edges whose length is not finite are left out of the mean; without edges it
+    /// is 0.
     double TargetLengthFor(double length) const
     {
         if (kLengthFloor<double> >= std::fabs(length)) {
@@ -194,8 +207,8 @@ public:
         return length < 0.0 ? -length * MeanEdgeLength() : length;
     }
 
-    /// Repeats split, collapse, flip, relax and `ProjectNodes(false)` until an iteration changes nothing, at
-    /// most `iterations` times; the number of iterations, the idle one included.
+    /// Repeats split, collapse, flip, relax and `ProjectNodes(false)` until an iteration changes
+    /// nothing, at most `iterations` times; the number of iterations, the idle one included.
     unsigned RunPasses(unsigned iterations)
     {
         unsigned count = 0;
@@ -238,31 +251,34 @@ protected:
         }
     }
 
-    /// May node `a`, at `pa`, move to `q` where it is to merge with node `b`? Its edges must not become too
-    /// long nor its triangles turn too far, and fewer than three of them may die in the merger.
+    /// May node `a`, at `pa`, move to `q` where it is to merge with node `b`? Its edges must not
+    /// become too long nor its triangles turn too far, and fewer than three of them may die in the
+    /// merger.
     ///
-    /// The ring is not closed: the last ring node's edge, and the triangle from the last to the first ring
-    /// node, are not looked at.
+    /// The ring is not closed: the last ring node's edge, and the triangle from the last to the
+    /// first ring node, are not looked at.
     bool CanMove(int a, int b, const Point& pa, const Point& q);
 
-    /// Is the triangle (pa, p1, p2) much the same with its first corner at `q`: its normal turned by no more
-    /// than the limit, and degenerate if and only if it was?
+    /// Is the triangle (pa, p1, p2) much the same with its first corner at `q`: its normal turned
+    /// by no more than the limit, and degenerate if and only if it was?
     bool TriangleStable(const Point& pa, const Point& p1, const Point& p2, const Point& q);
 
-    /// Does the flip of an edge with this diamond bring valences nearer to 6, and to 4 on a boundary?
+    /// Does the flip of an edge with this diamond bring valences nearer to 6, and to 4 on a
+    /// boundary?
     bool ValenceImproves(const std::array<int, 4>& diamond) const;
 
-    /// Where relaxation draws a node: in space the centroid of its triangles with the given weights, moved
-    /// along the mean normal into the plane through `p`; in the plane the weighted mean of the ring. `p`
-    /// itself for fewer than two ring points, and where all weights are 0.
+    /// Where relaxation draws a node: in space the centroid of its triangles with the given
+    /// weights, moved along the mean normal into the plane through `p`; in the plane the weighted
+    /// mean of the ring. `p` itself for fewer than two ring points, and where all weights are 0.
     static Point TangentialCentroid(const Point& p, const std::vector<Point>& ring,
                                     const std::vector<double>& weights);
 
-    /// Do the triangles of a node, at `p`, keep their normals within the limit when it moves to `t`?
+    /// Do the triangles of a node, at `p`, keep their normals within the limit when it moves to
+    /// `t`?
     ///
-    /// The ring is that of the node's `NodeNodes`, and runs round: its last point is next to its first. Where
-    /// two points in a row have no triangle of the node between them (the gap of a boundary) nothing is
-    /// tested.
+    /// The ring is that of the node's `NodeNodes`, and runs round: its last point is next to its
+    /// first. Where two points in a row have no triangle of the node between them (the gap of a
+    /// boundary) nothing is tested.
     bool NormalsStable(int node, const Point& p, const std::vector<Point>& ring, const Point& t);
 
 private:
@@ -282,8 +298,8 @@ private:
     }
 
     double MeanEdgeLength() const;
-    // Ring size over the ideal. The ring of a node without a boundary and with a single fan is all that is at
-    // it: no walk then.
+    // Ring size over the ideal. The ring of a node without a boundary and with a single fan is all
+    // that is at it: no walk then.
     int ValenceExcess(int node) const
     {
         const auto n = static_cast<std::size_t>(node);
@@ -525,7 +541,8 @@ bool IterativeRemesher<D, Node, Edge, Face>::FlipEdges(bool force)
             continue;
         }
         diamond_.assign(diamond.begin(), diamond.end());
-        // A second edge between the same two nodes would have four faces as soon as the mesh is written.
+        // A second edge between the same two nodes would have four faces as soon as the mesh is
+        // written.
         if (ShouldFlip(e, diamond_) && this->FindEdge(c, d) < 0) {
             hasFlipped = this->FlipEdge(e, false) || hasFlipped;
         }
@@ -557,7 +574,8 @@ void IterativeRemesher<D, Node, Edge, Face>::FindOddNodes()
 }
 
 template <int D, class Node, class Edge, class Face>
-bool IterativeRemesher<D, Node, Edge, Face>::ValenceImproves(const std::array<int, 4>& diamond) const
+bool IterativeRemesher<D, Node, Edge, Face>::ValenceImproves(
+    const std::array<int, 4>& diamond) const
 {
     constexpr int kChange[4] = {-1, -1, 1, 1};
     int before = 0;
@@ -585,8 +603,8 @@ bool IterativeRemesher<D, Node, Edge, Face>::ShouldFlip(int, const std::vector<i
         }
     }
     if constexpr (D == 3) {
-        // The two triangles as they are and as they would be. One without area has no normal: it is at
-        // no angle to any other.
+        // The two triangles as they are and as they would be. One without area has no normal: it is
+        // at no angle to any other.
         std::array<Vec3d, 4> normal{(b - a) ^ (c - a), (d - a) ^ (b - a), (a - c) ^ (d - c),
                                     (b - d) ^ (c - d)};
         std::array<double, 4> area;
@@ -605,7 +623,8 @@ bool IterativeRemesher<D, Node, Edge, Face>::ShouldFlip(int, const std::vector<i
         }
         // The pair of the second triangle before and the second after is left out.
         const Limits& limits = NormalLimits();
-        return limits.whole.Holds(normal[0], normal[1]) && limits.whole.Holds(normal[2], normal[3]) &&
+        return limits.whole.Holds(normal[0], normal[1]) &&
+               limits.whole.Holds(normal[2], normal[3]) &&
                limits.half.Holds(normal[0], normal[2]) && limits.half.Holds(normal[0], normal[3]) &&
                limits.half.Holds(normal[1], normal[2]);
     } else {

@@ -1,5 +1,5 @@
-// Remeshing by chord error: lengths on surfaces of known curvature, the error that is promised, and the inputs on
-// which curvature is no number.
+// Remeshing by chord error: lengths on surfaces of known curvature, the error that is promised, and
+// the inputs on which curvature is no number.
 
 #include <Sorvane/Remesh_E.h>
 
@@ -26,7 +26,8 @@ IndexedMesh Remeshed(const IndexedMesh& mesh, double angle, double length, doubl
                      double tolerance, unsigned iterations, bool keepBoundary)
 {
     IndexedMesh out;
-    Mesh::AnisotropicRemesh(mesh, out, angle, length, exponent, tolerance, iterations, keepBoundary);
+    Mesh::AnisotropicRemesh(mesh, out, angle, length, exponent, tolerance, iterations,
+                            keepBoundary);
     return out;
 }
 
@@ -36,7 +37,8 @@ TEST(AnisotropicRemesh, OnAPlaneEdgesGrowToFiveTimesTheLength)
 {
     const IndexedMesh plane = Support::Grid(60, 60);
     const IndexedMesh out = Remeshed(plane, 10, 1.2, 1, 0.01, 12, false);
-    // The boundary keeps its points, and curvature measured next to it is garbage; inside there is none.
+    // The boundary keeps its points, and curvature measured next to it is garbage; inside there is
+    // none.
     double longest = 0;
     for (const auto& [edge, count] : Support::EdgeUses(out)) {
         const Vec3d& a = out.points[static_cast<std::size_t>(edge.first)];
@@ -69,7 +71,8 @@ TEST(AnisotropicRemesh, OnAPlaneAnExponentLeavesTheStageAsItIs)
     }
 }
 
-// --- surfaces of known curvature ------------------------------------------------------------------
+// --- surfaces of known curvature
+// ------------------------------------------------------------------
 
 /// The greatest and the mean distance of a mesh's triangles from a surface, at points inside them.
 struct ChordError {
@@ -82,9 +85,10 @@ ChordError ErrorOf(const IndexedMesh& mesh, const std::function<double(const Vec
     ChordError error;
     int samples = 0;
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
-        for (const Vec3d& w : {Vec3d(1, 1, 1) / 3.0, Vec3d(0.5, 0.5, 0), Vec3d(0, 0.5, 0.5),
-                               Vec3d(0.5, 0, 0.5)}) {
-            const Vec3d p = Support::PointOf(mesh, i) * w[0] + Support::PointOf(mesh, i + 1) * w[1] +
+        for (const Vec3d& w :
+             {Vec3d(1, 1, 1) / 3.0, Vec3d(0.5, 0.5, 0), Vec3d(0, 0.5, 0.5), Vec3d(0.5, 0, 0.5)}) {
+            const Vec3d p = Support::PointOf(mesh, i) * w[0] +
+                            Support::PointOf(mesh, i + 1) * w[1] +
                             Support::PointOf(mesh, i + 2) * w[2];
             if (counts(p)) {
                 const double d = std::fabs(distance(p));
@@ -120,10 +124,10 @@ TEST(AnisotropicRemesh, OnASphereEdgesHaveTheChordOfTheTolerance)
         EXPECT_GT(Support::ShareWithin(out, 0.8 * chord, 4.0 / 3 * chord), 0.9);
         EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
         EXPECT_EQ(Support::EulerOf(out), 2);
-        const ChordError error =
-            ErrorOf(out, [](const Vec3d& p) { return Length(p) - 1; }, Everywhere);
-        // The stage's facets are off by (2/3)^2 of the tolerance at their middle. An equilateral triangle is
-        // off by 4/3 of its edges' sagitta at its center; edges may be 4/3 too long.
+        const ChordError error = ErrorOf(
+            out, [](const Vec3d& p) { return Length(p) - 1; }, Everywhere);
+        // The stage's facets are off by (2/3)^2 of the tolerance at their middle. An equilateral
+        // triangle is off by 4/3 of its edges' sagitta at its center; edges may be 4/3 too long.
         EXPECT_LT(error.mean, 2 * e);
         EXPECT_LT(error.greatest, (16.0 / 9 * 4.0 / 3 + 4.0 / 9 * 4.0 / 3) * e * 1.2);
     }
@@ -151,8 +155,8 @@ TEST(AnisotropicRemesh, ATorusIsFinerWhereItBendsMore)
 
 TEST(AnisotropicRemesh, CurvatureSetsTheLengthAlongASurface)
 {
-    // A barrel-shaped tube of radius 1 at one end and 4 at the other: short edges where it is narrow. A cone
-    // bends with 1 / r, up to its slope.
+    // A barrel-shaped tube of radius 1 at one end and 4 at the other: short edges where it is
+    // narrow. A cone bends with 1 / r, up to its slope.
     const auto cone = [](double u, double v) {
         const double r = 1 + 3 * v;
         return Vec3d(r * std::cos(3 * u), r * std::sin(3 * u), 8 * v);
@@ -175,7 +179,8 @@ TEST(AnisotropicRemesh, CurvatureSetsTheLengthAlongASurface)
             ++wideCount;
         }
     }
-    // Mean radii 1.49 and 3.44: chords go by the root of the radius, 1.52; curvature spreads a little.
+    // Mean radii 1.49 and 3.44: chords go by the root of the radius, 1.52; curvature spreads a
+    // little.
     const double ratio = wide / wideCount / (narrow / narrowCount);
     EXPECT_GT(ratio, 1.25);
     EXPECT_LT(ratio, 1.75);
@@ -198,15 +203,16 @@ TEST(AnisotropicRemesh, ACylinderIsWithinTheTolerance)
 
 TEST(AnisotropicRemesh, AFreeformSheetIsWithinTheTolerance)
 {
-    const auto heightAt = [](double x, double y) { return 0.3 * std::sin(2 * x) * std::cos(1.5 * y); };
-    const IndexedMesh sheet = Sheet(160, 160, [&](double u, double v) {
-        return Vec3d(4 * u, 4 * v, heightAt(4 * u, 4 * v));
-    });
+    const auto heightAt = [](double x, double y) {
+        return 0.3 * std::sin(2 * x) * std::cos(1.5 * y);
+    };
+    const IndexedMesh sheet = Sheet(
+        160, 160, [&](double u, double v) { return Vec3d(4 * u, 4 * v, heightAt(4 * u, 4 * v)); });
     const double e = 0.004;
     // The greatest curvature is 0.3 * 4 = 1.2 and a little more, at the crests.
     const IndexedMesh out = Remeshed(sheet, 60, WantedChord(1 / 1.2, e), 1, e, 10, true);
-    const ChordError error =
-        ErrorOf(out, [&](const Vec3d& p) { return p[2] - heightAt(p[0], p[1]); }, Everywhere);
+    const ChordError error = ErrorOf(
+        out, [&](const Vec3d& p) { return p[2] - heightAt(p[0], p[1]); }, Everywhere);
     EXPECT_LT(error.mean, 1.5 * e);
     EXPECT_LT(error.greatest, 5 * e);
     EXPECT_LT(out.indices.size(), sheet.indices.size() / 4);
@@ -217,7 +223,8 @@ TEST(AnisotropicRemesh, AToleranceFarBelowTheStageIsNotReached)
     // With a length of ten times the wanted chord the result returns to the facets of the stage.
     const double e = 0.001;
     const IndexedMesh out = Remeshed(Support::Sphere(5), 60, 10 * WantedChord(1, e), 1, e, 8, true);
-    const ChordError error = ErrorOf(out, [](const Vec3d& p) { return Length(p) - 1; }, Everywhere);
+    const ChordError error = ErrorOf(
+        out, [](const Vec3d& p) { return Length(p) - 1; }, Everywhere);
     EXPECT_GT(error.greatest, 3 * e);
 }
 
@@ -247,7 +254,8 @@ TEST(AnisotropicRemesh, WithoutIterationsTheInputIsRebuilt)
 
 TEST(AnisotropicRemesh, KeepsFeaturesAndTags)
 {
-    // A cylinder with flat ends, tagged by end and wall: the rims are creases and boundaries of tags.
+    // A cylinder with flat ends, tagged by end and wall: the rims are creases and boundaries of
+    // tags.
     IndexedMesh can;
     Tags tags;
     const int around = 96;
@@ -271,8 +279,8 @@ TEST(AnisotropicRemesh, KeepsFeaturesAndTags)
     const int bottom = static_cast<int>(can.points.size()) - 2;
     for (int x = 0; x < around; ++x) {
         const int next = (x + 1) % around;
-        can.indices.insert(can.indices.end(), {bottom, next, x, bottom + 1, rows * around + x,
-                                               rows * around + next});
+        can.indices.insert(can.indices.end(),
+                           {bottom, next, x, bottom + 1, rows * around + x, rows * around + next});
         tags.insert(tags.end(), {2, 3});
     }
     const double volume = Support::VolumeOf(can);
@@ -322,7 +330,8 @@ TEST(AnisotropicRemesh, TheSameBitsForAnyNumberOfThreads)
     Support::WithThreads(3, [&] { EXPECT_EQ(Remeshed(torus, 60, 0.3, 1, 0.01, 3, true), one); });
 }
 
-// --- real parts and hostile input -----------------------------------------------------------------
+// --- real parts and hostile input
+// -----------------------------------------------------------------
 
 TEST(AnisotropicRemeshPart, StaysClosedAndNearTheSource)
 {
@@ -340,8 +349,7 @@ TEST(AnisotropicRemeshPart, StaysClosedAndNearTheSource)
             }
         }
         const double extent = Length(high - low);
-        const IndexedMesh out =
-            Remeshed(source, 30, 0.02 * extent, 1, 2e-4 * extent, 5, true);
+        const IndexedMesh out = Remeshed(source, 30, 0.02 * extent, 1, 2e-4 * extent, 5, true);
         EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
         EXPECT_EQ(Support::EulerOf(out), Support::EulerOf(source));
         EXPECT_NEAR(Support::VolumeOf(out) / Support::VolumeOf(source), 1, 0.01);

@@ -1,5 +1,5 @@
-// Remeshing of indexed meshes toward one edge length: its lengths, its features, its stars, what it promises on
-// real parts and scans, and hostile input.
+// Remeshing of indexed meshes toward one edge length: its lengths, its features, its stars, what it
+// promises on real parts and scans, and hostile input.
 
 #include <Sorvane/Remesh_E.h>
 
@@ -87,7 +87,8 @@ TEST(IsotropicRemesh, EdgesComeToTheLengthInBothDirections)
 
 TEST(IsotropicRemesh, CountsTheIterationsTheIdleOneToo)
 {
-    // A regular sheet of six-valent nodes at its own length: one iteration, in which nothing happens.
+    // A regular sheet of six-valent nodes at its own length: one iteration, in which nothing
+    // happens.
     IndexedMesh sheet = Support::Grid(6, 6);
     for (Vec3d& p : sheet.points) {
         p = {p[0] - p[1] / 2, p[1] * std::sqrt(3.0) / 2, 0};
@@ -259,7 +260,8 @@ TEST(IsotropicRemesh, APointOffItsFeatureLineStays)
 
 // --- stars --------------------------------------------------------------------------------------
 
-/// The octahedron with a star in its first face, raised, and tags of the star's triangles; 7 for the rest.
+/// The octahedron with a star in its first face, raised, and tags of the star's triangles; 7 for
+/// the rest.
 IndexedMesh Starred(double height, Tags tagsOfStar, Tags& tags)
 {
     IndexedMesh mesh = Support::Octahedron();
@@ -317,7 +319,8 @@ TEST(IsotropicRemeshStars, WithoutCreasesTheGreatestAreaNamesTheTag)
 
 TEST(IsotropicRemeshStars, ATetrahedronStays)
 {
-    // Each of its points is the middle of a star; without one it would be two triangles back to back.
+    // Each of its points is the middle of a star; without one it would be two triangles back to
+    // back.
     const IndexedMesh out = Remeshed(Support::Tetrahedron(), 180, 10, 0, true);
     EXPECT_EQ(SetOf(out), SetOf(Support::Tetrahedron()));
 }
@@ -339,7 +342,8 @@ TEST(IsotropicRemeshStars, StarsInStarsGoWithinFivePasses)
             mesh.indices.insert(mesh.indices.begin(), {n, a, b, n, b, c, n, c, a});
         }
         const IndexedMesh out = Remeshed(mesh, 10, 5, 0, true);
-        EXPECT_EQ(out.indices.size() / 3, static_cast<std::size_t>(8 + 2 * std::max(0, levels - 5)));
+        EXPECT_EQ(out.indices.size() / 3,
+                  static_cast<std::size_t>(8 + 2 * std::max(0, levels - 5)));
     }
 }
 
@@ -417,7 +421,8 @@ TEST(IsotropicRemeshThinSheet, NodesReturnToTheirOwnWall)
     int wrong = 0;
     for (std::size_t i = 0; i < out.indices.size(); i += 3) {
         const Vec3d a = Support::PointOf(out, i);
-        const Vec3d normal = (Support::PointOf(out, i + 1) - a) ^ (Support::PointOf(out, i + 2) - a);
+        const Vec3d normal =
+            (Support::PointOf(out, i + 1) - a) ^ (Support::PointOf(out, i + 2) - a);
         const bool isOuter = normal * a > 0;
         for (std::size_t corner = 0; corner < 3; ++corner) {
             const double radius = Length(Support::PointOf(out, i + corner));
@@ -445,7 +450,8 @@ struct PartCase {
     const char* file;
     double angle;
     double factor; ///< of the mean edge
-    double drift;  ///< share of the volume that may change: on CAD parts the edges are as long as radii
+    double
+        drift; ///< share of the volume that may change: on CAD parts the edges are as long as radii
     double within; ///< share of edges between 0.8 and 4/3 of the length, at least
 };
 
@@ -519,9 +525,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(IsotropicRemesh, NeedlesAlongFeaturesAreNoEndlessWork)
 {
-    // Feature chords far shorter than the length: what remeshers that protect them never finish. The result
-    // is as long as the surface asks for, about area over the area of an equilateral triangle, and what the
-    // features hold besides.
+    // Feature chords far shorter than the length: what remeshers that protect them never finish.
+    // The result is as long as the surface asks for, about area over the area of an equilateral
+    // triangle, and what the features hold besides.
     const auto file = Support::SharedData("meshes_nist/nist_ftc_06_asme1_rd.stl");
     SORVANE_NEED_DATA(file);
     const IndexedMesh source = Support::WeldedStl<double>(file);
@@ -541,7 +547,8 @@ TEST(IsotropicRemesh, NeedlesAlongFeaturesAreNoEndlessWork)
 
 TEST(IsotropicRemesh, PartsWithDegenerateTrianglesAndPinches)
 {
-    for (const char* name : {"with_degenerate/nist_ctc_05.stl", "with_degenerate/nist_ftc_06.stl"}) {
+    for (const char* name :
+         {"with_degenerate/nist_ctc_05.stl", "with_degenerate/nist_ftc_06.stl"}) {
         const auto file = Support::SharedData(name);
         SORVANE_NEED_DATA(file);
         const IndexedMesh source = Support::WeldedStl<double>(file);
@@ -624,9 +631,9 @@ TEST(IsotropicRemeshHostile, ACoordinateThatIsNoNumberSpoilsItsNeighborsOnly)
             IndexedMesh grid = Support::Grid(8, 8);
             grid.points[40][1] = bad;
             const IndexedMesh out = Remeshed(grid, 10, length, 4, true);
-            const auto notFinite = std::count_if(out.points.begin(), out.points.end(), [](const Vec3d& p) {
-                return !std::isfinite(p[0] + p[1] + p[2]);
-            });
+            const auto notFinite =
+                std::count_if(out.points.begin(), out.points.end(),
+                              [](const Vec3d& p) { return !std::isfinite(p[0] + p[1] + p[2]); });
             // An infinite edge is split, as long edges are; NaN has no length.
             EXPECT_GE(notFinite, 1) << bad;
             EXPECT_LT(out.indices.size() / 3, 20000U) << "no explosion";
@@ -651,8 +658,8 @@ TEST(IsotropicRemeshHostile, ACoordinateThatIsNoNumberSpoilsItsNeighborsOnly)
 TEST(IsotropicRemeshHostile, WrongSubscriptsAreLeftOut)
 {
     IndexedMesh grid = Support::Grid(3, 3);
-    grid.indices.insert(grid.indices.end(), {0, 1, 99, -1, 2, 3, 4, 4, 5,
-                                             std::numeric_limits<int>::max(), 0, 1});
+    grid.indices.insert(grid.indices.end(),
+                        {0, 1, 99, -1, 2, 3, 4, 4, 5, std::numeric_limits<int>::max(), 0, 1});
     const Tags tags(grid.indices.size() / 3, 3);
     IndexedMesh out;
     Tags outTags;

@@ -1,11 +1,11 @@
-// The passes of a remesher on a class as a host would derive it: their order, what each of them tests, and the
-// small decisions that they are made of.
+// The passes of a remesher on a class as a host would derive it: their order, what each of them
+// tests, and the small decisions that they are made of.
 
 #include <Sorvane/AnisotropicRemesher_E.h>
 #include <Sorvane/IsotropicRemesher_E.h>
 
-#include "tests/support/MeshMeasures.h"
 #include "tests/support/CheckTopology.h"
+#include "tests/support/MeshMeasures.h"
 #include "tests/support/TestSupport.h"
 
 #include <limits>
@@ -318,8 +318,9 @@ TEST(IterativeRemesher, AMoveIsRefusedWhereAnEdgeBecomesTooLong)
 
 TEST(IterativeRemesher, AMoveDoesNotLookAtTheLastTriangleOfItsRing)
 {
-    // The hub of a fan moves past one of its rim edges: refused for every edge but that between the last and
-    // the first of the ring. Node 0 joins no ring node, so that no triangle counts as dying.
+    // The hub of a fan moves past one of its rim edges: refused for every edge but that between the
+    // last and the first of the ring. Node 0 joins no ring node, so that no triangle counts as
+    // dying.
     Isotropic mesh;
     Support::IndexedMesh fan = Support::Fan(8, true);
     fan.points.push_back({9, 9, 9});
@@ -343,7 +344,8 @@ TEST(IterativeRemesher, AMoveDoesNotLookAtTheLastTriangleOfItsRing)
 
 TEST(IterativeRemesher, ThreeDyingTrianglesAreTooMany)
 {
-    // The node to merge with stands twice in the ring: only in the plane of numbers, but tested there.
+    // The node to merge with stands twice in the ring: only in the plane of numbers, but tested
+    // there.
     Isotropic mesh;
     mesh.LoadIndexedPoints(Support::Fan(5, true));
     mesh.targetLength = 10;
@@ -412,23 +414,26 @@ TEST(IterativeRemesher, AFlipNeedsBothApexesOverTheInnerPartOfTheEdge)
 
 TEST(IterativeRemesher, AFlipTurnsNoNormalTooFar)
 {
-    // Both apexes at height h: the two triangles are tilted by atan h about the edge, the new ones by
-    // atan 2h across it. With h = tan 2.5 degrees an old normal and a new one differ by 5.580 degrees, the
-    // arc cosine of the product of the two cosines, and that is to be at most half of the limit.
+    // Both apexes at height h: the two triangles are tilted by atan h about the edge, the new ones
+    // by atan 2h across it. With h = tan 2.5 degrees an old normal and a new one differ by 5.580
+    // degrees, the arc cosine of the product of the two cosines, and that is to be at most half of
+    // the limit.
     const auto folded = [](double degrees, double limit) {
         const double h = std::tan(degrees / 2 * kRadiansPerDegree);
         return MayFlip(Diamond({0.5, 1, h}, {0.5, -1, h}, limit));
     };
     EXPECT_TRUE(folded(5, 11.17));
     EXPECT_FALSE(folded(5, 11.15));
-    // A steep saddle is folded across the new edge: its normals differ from the old ones by more than half.
+    // A steep saddle is folded across the new edge: its normals differ from the old ones by more
+    // than half.
     EXPECT_FALSE(MayFlip(Diamond({0.5, 0.1, 0.02}, {0.5, -0.1, 0.02}, 23)));
     EXPECT_TRUE(MayFlip(Diamond({0.5, 0.1, 0.02}, {0.5, -0.1, 0.02}, 60)));
 }
 
 TEST(IterativeRemesher, AFlipMustNotSpoilTheBalanceOfTheAreas)
 {
-    // Equal areas before, 0.5 of their sum; afterwards (a, d, c) has the share t of the diagonal's place.
+    // Equal areas before, 0.5 of their sum; afterwards (a, d, c) has the share t of the diagonal's
+    // place.
     EXPECT_TRUE(MayFlip(Diamond({0.06, 1, 0}, {0.06, -1, 0}, 10))) << "0.06 is above 0.05";
     EXPECT_FALSE(MayFlip(Diamond({0.04, 1, 0}, {0.04, -1, 0}, 10))) << "0.04 is below 0.05";
 }
@@ -532,7 +537,8 @@ TEST(IterativeRemesher, ANodeWithoutWeightStaysWhereItIs)
 
 TEST(IterativeRemesher, CentroidsByHand)
 {
-    // A right-angled kite round (1, 1), all weights equal: the mean of the four triangles' centroids.
+    // A right-angled kite round (1, 1), all weights equal: the mean of the four triangles'
+    // centroids.
     const std::vector<Vec3d> ring{{3, 0, 0}, {0, 3, 0}, {-1, 0, 0}, {0, -1, 0}};
     const Vec3d target = Isotropic::TangentialCentroid({0.5, 0.5, 0}, ring, {1, 1, 1, 1});
     // (4 p + 2 (3 - 1, 3 - 1)) / 12
@@ -596,11 +602,12 @@ TEST(IterativeRemesher, AFeatureNodeSlidesToTheMiddleOfAStraightLine)
 
 TEST(IterativeRemesher, AFeatureNodeTakesAQuarterWhereTheMiddleTurnsATriangle)
 {
-    // Apex 1 stands over a tenth of the line from 2 to 3 and leans so that from the middle on it is seen from
-    // behind. The node 0 at 0.6 may go to a quarter only... from the left side.
+    // Apex 1 stands over a tenth of the line from 2 to 3 and leans so that from the middle on it is
+    // seen from behind. The node 0 at 0.6 may go to a quarter only... from the left side.
     Isotropic mesh;
     mesh.LoadIndexedPoints(
-        std::vector<Vec3d>{{0.1, 0, 0}, {1, 0, 0}, {0, 0, 0}, {0.3, 1, 0}, {0.4, 0.02, 0}, {0.5, -1, 0}},
+        std::vector<Vec3d>{
+            {0.1, 0, 0}, {1, 0, 0}, {0, 0, 0}, {0.3, 1, 0}, {0.4, 0.02, 0}, {0.5, -1, 0}},
         std::vector<int>{0, 4, 3, 0, 1, 4, 0, 3, 2, 0, 2, 5, 0, 5, 1}, [](int, int) {});
     mesh.SetEdgeFeature(mesh.FindEdge(0, 1), true);
     mesh.SetEdgeFeature(mesh.FindEdge(0, 2), true);
@@ -611,8 +618,8 @@ TEST(IterativeRemesher, AFeatureNodeTakesAQuarterWhereTheMiddleTurnsATriangle)
 
 TEST(IterativeRemesher, TheGapOfABoundaryIsNoTriangle)
 {
-    // A node of a straight boundary in a direction in which its line is straight up to rounding only: the
-    // gap between its two neighbors has an area of rounding, and a normal of chance.
+    // A node of a straight boundary in a direction in which its line is straight up to rounding
+    // only: the gap between its two neighbors has an area of rounding, and a normal of chance.
     int moved = 0;
     for (int trial = 0; trial < 200; ++trial) {
         Support::Random random(static_cast<std::uint64_t>(trial) + 1);
@@ -736,8 +743,8 @@ TEST(AnisotropicRemesher, ATriangleWeighsByTheLengthsAtItsCorners)
     const auto length = [&](int n) { return mesh.LengthFromCurvature(0.1 * (n + 1)); };
     for (std::size_t i = 0; i < 4; ++i) {
         EXPECT_EQ(ring[i], mesh.At(nodes[i]));
-        EXPECT_NEAR(weights[i],
-                    (length(0) + length(nodes[i]) + length(nodes[(i + 1) % 4])) / 3, 1e-15);
+        EXPECT_NEAR(weights[i], (length(0) + length(nodes[i]) + length(nodes[(i + 1) % 4])) / 3,
+                    1e-15);
     }
 }
 

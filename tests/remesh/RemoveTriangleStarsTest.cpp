@@ -13,7 +13,8 @@ using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 using Support::IndexedMesh;
 
-/// The mesh with its first triangle replaced by three round a point over its centroid, `levels` times.
+/// The mesh with its first triangle replaced by three round a point over its centroid, `levels`
+/// times.
 IndexedMesh WithNestedStars(IndexedMesh mesh, int levels, double height)
 {
     for (int level = 0; level < levels; ++level) {
@@ -21,10 +22,10 @@ IndexedMesh WithNestedStars(IndexedMesh mesh, int levels, double height)
         const int b = mesh.indices[1];
         const int c = mesh.indices[2];
         const int n = static_cast<int>(mesh.points.size());
-        mesh.points.push_back((Support::PointOf(mesh, 0) + Support::PointOf(mesh, 1) +
-                               Support::PointOf(mesh, 2)) /
-                                  3.0 +
-                              Vec3d(0, 0, height));
+        mesh.points.push_back(
+            (Support::PointOf(mesh, 0) + Support::PointOf(mesh, 1) + Support::PointOf(mesh, 2)) /
+                3.0 +
+            Vec3d(0, 0, height));
         mesh.indices.erase(mesh.indices.begin(), mesh.indices.begin() + 3);
         mesh.indices.insert(mesh.indices.begin(), {n, a, b, n, b, c, n, c, a});
     }
@@ -66,8 +67,8 @@ TEST(RemoveTriangleStars, TheAngleDecides)
                 return (Support::PointOf(star, t + 1) - Support::PointOf(star, t)) ^
                        (Support::PointOf(star, t + 2) - Support::PointOf(star, t));
             };
-            greatest = std::max(greatest, std::atan2(Length(normal(i) ^ normal(j)),
-                                                     normal(i) * normal(j)));
+            greatest = std::max(greatest,
+                                std::atan2(Length(normal(i) ^ normal(j)), normal(i) * normal(j)));
         }
     }
     const double degrees = greatest * 180 / kPi<double>;
@@ -80,7 +81,8 @@ TEST(RemoveTriangleStars, TheAngleDecides)
 
 TEST(RemoveTriangleStars, NestedOnesGoPassByPassUpToTen)
 {
-    // Only the innermost point has three triangles, and it has the highest number: one goes in each pass.
+    // Only the innermost point has three triangles, and it has the highest number: one goes in each
+    // pass.
     for (const int levels : {3, 10, 13}) {
         IndexedMesh out;
         const IndexedMesh stars = WithNestedStars(Support::Octahedron(), levels, 0);
@@ -92,8 +94,8 @@ TEST(RemoveTriangleStars, NestedOnesGoPassByPassUpToTen)
 
 TEST(RemoveTriangleStars, ABoundaryPointOfThreeTrianglesLosesArea)
 {
-    // Of 2 x 2 cells the middles of the four sides have three triangles each, and four neighbors in the case
-    // of points 3 and 5: their three lowest make the triangle.
+    // Of 2 x 2 cells the middles of the four sides have three triangles each, and four neighbors in
+    // the case of points 3 and 5: their three lowest make the triangle.
     const IndexedMesh grid = Support::Grid(2, 2);
     IndexedMesh out;
     ASSERT_TRUE(Mesh::RemoveTriangleStars(grid, out, 1));
@@ -147,7 +149,8 @@ TEST(RemoveTriangleStars, HostileInputComesBackAsItIs)
     EXPECT_EQ(out, incomplete);
     IndexedMesh notFinite = NestedStars(1, 0);
     notFinite.points[3] = {std::numeric_limits<double>::quiet_NaN(), 1, 0};
-    // Its triangles have no normals, and what has none is at no angle: the star goes, and the NaN with it.
+    // Its triangles have no normals, and what has none is at no angle: the star goes, and the NaN
+    // with it.
     EXPECT_TRUE(Mesh::RemoveTriangleStars(notFinite, out, 10));
     EXPECT_EQ(out.points.size(), 3U);
     Support::Random random(3);

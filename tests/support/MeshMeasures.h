@@ -1,5 +1,5 @@
-// What tests of meshes measure: edges by the number of their triangles, volume, lengths, and the distance
-// of a point from a surface by looking at all its triangles.
+// What tests of meshes measure: edges by the number of their triangles, volume, lengths, and the
+// distance of a point from a surface by looking at all its triangles.
 #pragma once
 
 #include "tests/support/MeshGenerators.h"
@@ -87,9 +87,9 @@ inline std::vector<double> AreasOf(const PlaneMesh& mesh)
 {
     std::vector<double> areas;
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
-        areas.push_back(
-            ((PointOf(mesh, i + 1) - PointOf(mesh, i)) ^ (PointOf(mesh, i + 2) - PointOf(mesh, i))) /
-            2);
+        areas.push_back(((PointOf(mesh, i + 1) - PointOf(mesh, i)) ^
+                         (PointOf(mesh, i + 2) - PointOf(mesh, i))) /
+                        2);
     }
     return areas;
 }
@@ -139,8 +139,9 @@ inline long double Dot(const Wide& a, const Wide& b)
     return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
 
-/// Distance of a point from a triangle: the foot in its plane by the normal equations of its two edge
-/// vectors where the weights allow it, otherwise the nearest of three segments. Extended precision.
+/// Distance of a point from a triangle: the foot in its plane by the normal equations of its two
+/// edge vectors where the weights allow it, otherwise the nearest of three segments. Extended
+/// precision.
 inline double DistanceToTriangle(const Vec3d& p, const Vec3d& a, const Vec3d& b, const Vec3d& c)
 {
     const auto toSegment = [&](const Vec3d& from, const Vec3d& to) {
@@ -195,8 +196,8 @@ inline double GreatestDistance(const IndexedMesh& mesh, const IndexedMesh& surfa
     return greatest;
 }
 
-/// The segments of the edges at which the normals of the two triangles differ by so many degrees at least,
-/// and of those with one triangle.
+/// The segments of the edges at which the normals of the two triangles differ by so many degrees at
+/// least, and of those with one triangle.
 inline std::vector<std::array<Vec3d, 2>> FeatureSegments(const IndexedMesh& mesh, double degrees)
 {
     std::map<std::pair<int, int>, std::vector<Vec3d>> normals;
@@ -208,9 +209,8 @@ inline std::vector<std::array<Vec3d, 2>> FeatureSegments(const IndexedMesh& mesh
     std::vector<std::array<Vec3d, 2>> segments;
     for (const auto& [edge, sides] : normals) {
         const bool isFeature =
-            sides.size() != 2 ||
-            std::atan2(Length(sides[0] ^ sides[1]), sides[0] * sides[1]) >=
-                degrees * Velk::Math::kPi<double> / 180;
+            sides.size() != 2 || std::atan2(Length(sides[0] ^ sides[1]), sides[0] * sides[1]) >=
+                                     degrees * Velk::Math::kPi<double> / 180;
         if (isFeature) {
             segments.push_back({mesh.points[static_cast<std::size_t>(edge.first)],
                                 mesh.points[static_cast<std::size_t>(edge.second)]});
