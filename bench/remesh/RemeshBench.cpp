@@ -1,5 +1,6 @@
-// Remeshing of a wavy sheet toward its own mean edge length, toward half and twice of it, and by chord error;
-// stars of a sheet that is full of them. Five iterations; items are triangles of the input.
+// Remeshing of a wavy sheet toward its own mean edge length, toward half and twice of it, and by
+// chord error; stars of a sheet that is full of them. Five iterations; items are triangles of the
+// input.
 
 #include <Sorvane/Remesh_E.h>
 
