@@ -37,6 +37,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"mesh_bounds", {"--depth", "3"}, 1, {0}},
         {"part_section", {"37%", "section.svg"}, 1, {0, 1, 3}},
         {"part_picture", {"picture.svg"}, 1, {0, 2}},
+        {"drill_holes", {"picture.svg"}, 1, {0}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
     };
     return programs;
@@ -169,6 +170,8 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"part_section", {"part", "1", "a", "b"}},
         {"part_section", {"part", "1", "--weld"}},
         {"part_section", {"part", "1", "--weld", "-1"}},
+        {"drill_holes", {}},
+        {"drill_holes", {"part", "x.svg", "y"}},
         {"part_picture", {"part"}},
         {"part_picture", {"part", "x.svg", "0"}},
         {"part_picture", {"part", "x.svg", "1e"}},

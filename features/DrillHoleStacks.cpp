@@ -1,0 +1,405 @@
+// Holes of several diameters on one axis: walls and shoulders between circles, joined to paths.
+//
+// 1. The circles of the mesh's sharp edges, and which of them share an axis.
+// 2. For each circle the wall on either side of it, to the nearest circle that has one with it.
+// 3. Shoulders: flat rings between a wide wall on one side and a narrow one on the other.
+// 4. A circle has at most one wall on each side, or one wall and one shoulder, so what they join
+//    are paths. Each is followed from end to end, and its ends are looked at: mouth or floor.
+
+#include <Sorvane/MeshFeatures_E.h>
+#include <Velk/Math/Tolerances_E.h>
+#include <Velk/Math/Vector_E.h>
+
+#include "features/HoleWalls_Impl.h"
+#include "features/SoundTriples_Impl.h"
+#include "mathbase/Parallel_Impl.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <optional>
+#include <tuple>
+
+namespace Velk::Math::Sorvane::MeshUtils {
+namespace {
+
+using Impl::WallSurface;
+
+/// Part of the smaller radius by which two centers may lie off a common axis.
+constexpr double kOffAxis = 0.05;
+/// Part of the radius at which an end is looked at, and how far beyond it a floor may lie: at this
+/// place the cone of a 60 degree point is 0.35 of the radius deep.
+constexpr double kFloorRadius = 0.8;
+constexpr double kFloorReach = 0.5;
+/// Of the 8 lines at an end so many must meet a floor.
+constexpr int kFloorLines = 6;
+/// A floor that is deeper on the axis by more than this part of the radius is a point.
+constexpr double kPointDepth = 0.05;
+/// Directions within this angle (radians) of the axis are along it, for the flat of a shoulder.
+constexpr double kFlatShoulder = 0.3;
+
+constexpr int kNone = -1;
+
+/// What the searches share.
+struct Circles {
+    std::vector<MeshArc> arcs;
+    double creaseAngle;
+    double tolerance;
+    double fraction;
+    double axisTolerance;
+
+    const MeshArc& operator[](int i) const { return arcs[static_cast<std::size_t>(i)]; }
+
+    /// Distance between a wall and its ideal that facets and fit account for.
+    double WallReach(double radius) const
+    {
+        const double half = std::clamp(creaseAngle, 0.0, kPi<double> / 2) / 2;
+        return 2 * (radius * (1 - std::cos(half)) + tolerance);
+    }
+    /// Below this two lengths are the same.
+    double Same() const { return 2 * tolerance; }
+};
+
+/// What joins a circle to others. The two sides are that of its normal and the other one.
+struct Links {
+    std::array<int, 2> wall{kNone, kNone};
+    int shoulder = kNone;
+};
+
+/// Another circle on the axis of a circle, as seen from it.
+struct OnAxis {
+    int number;
+    double height; // along the normal
+    double radiusChange;
+
+    friend bool operator<(const OnAxis& a, const OnAxis& b)
+    {
+        return std::tie(a.height, a.radiusChange, a.number) <
+               std::tie(b.height, b.radiusChange, b.number);
+    }
+};
+
+bool ShareAxis(const MeshArc& a, const MeshArc& b, double axisTolerance)
+{
+    const double angle = Vector::AngleBetween(a.normal, b.normal, kLengthFloor<double>);
+    const Vec3d between = b.center - a.center;
+    const double offAxis = std::min(Length(between ^ a.normal), Length(between ^ b.normal));
+    return (angle <= axisTolerance || angle >= kPi<double> - axisTolerance) &&
+           offAxis <= kOffAxis * std::min(a.radius, b.radius);
+}
+
+/// Is there a wall between the circles that faces the axis, most of the way round?
+bool HasWall(const WallSurface& surface, const Circles& circles, const MeshArc& from,
+             const MeshArc& to)
+{
+    const Vec3d between = to.center - from.center;
+    const auto directions = Impl::CircleDirections(from.normal);
+    int found = 0;
+    for (int circle = 1; circle <= Impl::kWallCircles; ++circle) {
+        const double part = circle / 5.0;
+        const Vec3d center = from.center + part * between;
+        const double radius = from.radius + part * (to.radius - from.radius);
+        for (const Vec3d& direction : directions) {
+            const auto nearest =
+                surface.NearestTo(center + radius * direction, circles.WallReach(radius), center);
+            found += nearest.facesWatcher ? 1 : 0;
+        }
+    }
+    return found >= circles.fraction * (Impl::kWallCircles * Impl::kCirclePoints);
+}
+
+/// The other circles on the axis of circle i: those at its height, and those on either side,
+/// nearest first.
+struct Company {
+    std::vector<OnAxis> level;
+    std::array<std::vector<OnAxis>, 2> sides;
+};
+Company CompanyOf(const Circles& circles, const Impl::ArcAxes& axes, int i)
+{
+    const MeshArc& arc = circles[i];
+    Company company;
+    for (const int j : axes.MetByAxisOf(i)) {
+        const MeshArc& other = circles[j];
+        if (j == i || !ShareAxis(arc, other, circles.axisTolerance)) {
+            continue;
+        }
+        const double height = (other.center - arc.center) * arc.normal;
+        const OnAxis seen{j, std::fabs(height), std::fabs(other.radius - arc.radius)};
+        if (seen.height > circles.Same()) {
+            company.sides[height > 0 ? 0 : 1].push_back(seen);
+        } else {
+            company.level.push_back(seen);
+        }
+    }
+    for (auto& side : company.sides) {
+        // Circles at one height differ in it by rounding: these go by their radius.
+        std::sort(side.begin(), side.end());
+        for (auto first = side.begin(); first != side.end();) {
+            const auto last = std::find_if(first, side.end(), [&](const OnAxis& other) {
+                return other.height > first->height + circles.Same();
+            });
+            std::stable_sort(first, last, [](const OnAxis& a, const OnAxis& b) {
+                return a.radiusChange < b.radiusChange;
+            });
+            first = last;
+        }
+    }
+    return company;
+}
+
+/// Is the ring between two circles at one height flat, facing along `up`?
+bool HasShoulder(const WallSurface& surface, const Circles& circles, const MeshArc& wide,
+                 const MeshArc& narrow, const Vec3d& up)
+{
+    int found = 0;
+    for (const double part : {1.0 / 3, 2.0 / 3}) {
+        const Vec3d center = narrow.center + part * (wide.center - narrow.center);
+        const double radius = narrow.radius + part * (wide.radius - narrow.radius);
+        for (const Vec3d& direction : Impl::CircleDirections(wide.normal)) {
+            const Vec3d point = center + radius * direction;
+            const auto nearest = surface.NearestTo(point, circles.WallReach(0), point + up);
+            found += nearest.isFound && Vector::AngleBetween(nearest.normal, up,
+                                                             kLengthFloor<double>) < kFlatShoulder
+                         ? 1
+                         : 0;
+        }
+    }
+    return found >= circles.fraction * (2 * Impl::kCirclePoints);
+}
+
+/// The walls that both of their circles choose, and the shoulders between them.
+class StackLinks {
+public:
+    StackLinks(const Circles& circles, const WallSurface& surface)
+        : circles_(&circles), surface_(&surface)
+    {
+        const int count = static_cast<int>(circles.arcs.size());
+        const Impl::ArcAxes axes(circles.arcs);
+        std::vector<Links> wishes(circles.arcs.size());
+        std::vector<std::vector<OnAxis>> levels(circles.arcs.size());
+        Parallel::Impl::ApplyParallel(0, count, [&](int i) {
+            const Company company = CompanyOf(circles, axes, i);
+            for (std::size_t side = 0; side < 2; ++side) {
+                wishes[static_cast<std::size_t>(i)].wall[side] = WallTo(i, company.sides[side]);
+            }
+            levels[static_cast<std::size_t>(i)] = company.level;
+        });
+        links_.resize(circles.arcs.size());
+        for (int i = 0; i < count; ++i) {
+            for (std::size_t side = 0; side < 2; ++side) {
+                const int other = wishes[static_cast<std::size_t>(i)].wall[side];
+                if (other != kNone) {
+                    const auto& back = wishes[static_cast<std::size_t>(other)].wall;
+                    if (back[0] == i || back[1] == i) {
+                        links_[static_cast<std::size_t>(i)].wall[side] = other;
+                    }
+                }
+            }
+        }
+        for (int i = 0; i < count; ++i) {
+            for (const OnAxis& other : levels[static_cast<std::size_t>(i)]) {
+                JoinAcrossShoulder(i, other.number);
+            }
+        }
+    }
+
+    /// The one or two circles next to one in its hole; none for a circle that is no hole's.
+    std::vector<int> Next(int i) const
+    {
+        std::vector<int> next;
+        const Links& links = links_[static_cast<std::size_t>(i)];
+        for (const int other : {links.wall[0], links.wall[1], links.shoulder}) {
+            if (other != kNone) {
+                next.push_back(other);
+            }
+        }
+        return next;
+    }
+
+    bool IsShoulder(int i, int j) const
+    {
+        return links_[static_cast<std::size_t>(i)].shoulder == j;
+    }
+
+private:
+    int WallTo(int i, const std::vector<OnAxis>& others) const
+    {
+        const auto found = std::find_if(others.begin(), others.end(), [&](const OnAxis& other) {
+            return HasWall(*surface_, *circles_, (*circles_)[i], (*circles_)[other.number]);
+        });
+        return found != others.end() ? found->number : kNone;
+    }
+
+    /// The direction from a circle along its only wall; none for a circle of no wall, or two.
+    std::optional<Vec3d> AlongWall(int i) const
+    {
+        const auto& wall = links_[static_cast<std::size_t>(i)].wall;
+        if ((wall[0] == kNone) == (wall[1] == kNone)) {
+            return {};
+        }
+        const Vec3d& normal = (*circles_)[i].normal;
+        return wall[0] != kNone ? normal : -normal;
+    }
+
+    void JoinAcrossShoulder(int wide, int narrow)
+    {
+        Links& wideLinks = links_[static_cast<std::size_t>(wide)];
+        Links& narrowLinks = links_[static_cast<std::size_t>(narrow)];
+        const auto up = AlongWall(wide);
+        const auto down = AlongWall(narrow);
+        if (wideLinks.shoulder == kNone && narrowLinks.shoulder == kNone && up && down &&
+            *up * *down < 0 && (*circles_)[wide].radius > (*circles_)[narrow].radius &&
+            HasShoulder(*surface_, *circles_, (*circles_)[wide], (*circles_)[narrow], *up)) {
+            wideLinks.shoulder = narrow;
+            narrowLinks.shoulder = wide;
+        }
+    }
+
+    const Circles* circles_;
+    const WallSurface* surface_;
+    std::vector<Links> links_;
+};
+
+/// The circles of the hole that ends with circle `first`, from there on.
+std::vector<int> PathFrom(const StackLinks& links, int first)
+{
+    std::vector<int> path{first};
+    int before = kNone;
+    for (int current = first;;) {
+        int next = kNone;
+        for (const int other : links.Next(current)) {
+            next = other != before ? other : next;
+        }
+        if (next == kNone || next == first) {
+            return path;
+        }
+        path.push_back(next);
+        before = current;
+        current = next;
+    }
+}
+
+/// How deep below the circle its hole is closed on the axis; none for an open end. `outward` is the
+/// direction along the axis that leaves the hole.
+std::optional<double> FloorBelow(const WallSurface& surface, const Circles& circles,
+                                 const MeshArc& arc, const Vec3d& outward)
+{
+    const auto depthAt = [&](const Vec3d& point, double reach) -> std::optional<double> {
+        for (const auto& crossing : surface.Crossings(point, outward)) {
+            if (crossing.distance >= -circles.Same() && crossing.facesStart) {
+                return crossing.distance <= reach + circles.Same()
+                           ? std::optional<double>(crossing.distance)
+                           : std::nullopt;
+            }
+        }
+        return std::nullopt;
+    };
+    int floors = 0;
+    for (const Vec3d& direction : Impl::CircleDirections(arc.normal)) {
+        const Vec3d point = arc.center + kFloorRadius * arc.radius * direction;
+        floors += depthAt(point, kFloorReach * arc.radius) ? 1 : 0;
+    }
+    if (floors < kFloorLines) {
+        return std::nullopt;
+    }
+    // A cone through what was found is no deeper on the axis than this.
+    const double deepest = kFloorReach / (1 - kFloorRadius) * arc.radius;
+    return depthAt(arc.center, deepest).value_or(0.0);
+}
+
+/// Does the hole have its mouth at a rather than at b, both being open?
+bool IsRatherMouth(const MeshArc& a, const MeshArc& b, double same)
+{
+    if (std::fabs(a.radius - b.radius) > same) {
+        return a.radius > b.radius;
+    }
+    return std::tuple(a.center.z(), a.center.y(), a.center.x()) >
+           std::tuple(b.center.z(), b.center.y(), b.center.x());
+}
+
+/// The record of a path, or none for a hollow without a mouth.
+std::optional<DrillHoleStack> StackOf(const Circles& circles, const WallSurface& surface,
+                                      const StackLinks& links, std::vector<int> path)
+{
+    const int widest = *std::max_element(path.begin(), path.end(), [&](int a, int b) {
+        return circles[a].radius < circles[b].radius;
+    });
+    // The widest circle knows the axis best: short holes have centers too near each other.
+    Vec3d axis = circles[widest].normal;
+    if (axis * (circles[path.back()].center - circles[path.front()].center) < 0) {
+        axis = -axis;
+    }
+    std::optional<double> floor = FloorBelow(surface, circles, circles[path.back()], axis);
+    const bool isMouthClosed =
+        FloorBelow(surface, circles, circles[path.front()], -axis).has_value();
+    if (floor && isMouthClosed) {
+        return {};
+    }
+    if (isMouthClosed ||
+        (!floor && IsRatherMouth(circles[path.back()], circles[path.front()], circles.Same()))) {
+        std::reverse(path.begin(), path.end());
+        axis = -axis;
+        floor = FloorBelow(surface, circles, circles[path.back()], axis);
+    }
+
+    DrillHoleStack stack;
+    stack.entry = circles[path.front()].center;
+    stack.axis = axis;
+    const auto depthOf = [&](int i) { return (circles[i].center - stack.entry) * axis; };
+    for (std::size_t k = 0; k + 1 < path.size(); ++k) {
+        const MeshArc& upper = circles[path[k]];
+        const MeshArc& lower = circles[path[k + 1]];
+        if (links.IsShoulder(path[k], path[k + 1])) {
+            stack.isCounterbored =
+                stack.isCounterbored ||
+                (upper.radius > lower.radius && !stack.steps.empty() && !stack.steps.back().isCone);
+        } else {
+            const bool isCone = std::fabs(upper.radius - lower.radius) > circles.Same();
+            stack.steps.push_back({2 * upper.radius, 2 * lower.radius, depthOf(path[k]),
+                                   depthOf(path[k + 1]), isCone});
+        }
+    }
+    stack.isCountersunk = stack.steps.size() > 1 && stack.steps[0].isCone &&
+                          stack.steps[0].endDiameter < stack.steps[0].diameter &&
+                          !links.IsShoulder(path[1], path[2]);
+    stack.tipDepth = depthOf(path.back()) + floor.value_or(0.0);
+    if (floor) {
+        const double point = kPointDepth * circles[path.back()].radius + circles.Same();
+        stack.end = *floor > point ? HoleEnd::Pointed : HoleEnd::Flat;
+    }
+    return stack;
+}
+
+} // namespace
+
+std::vector<DrillHoleStack> DrillHoleStacks(const Mesh::IndexedPointsBase<3, double>& mesh,
+                                            double creaseAngle, double tolerance, double fraction,
+                                            double axisTolerance)
+{
+    const Circles circles{DetectArcs(mesh, creaseAngle, tolerance, fraction), creaseAngle,
+                          tolerance, fraction, axisTolerance};
+    if (circles.arcs.empty()) {
+        return {};
+    }
+    const Impl::SoundTriples sound(mesh);
+    const WallSurface surface(sound.Mesh());
+    const StackLinks links(circles, surface);
+
+    std::vector<DrillHoleStack> stacks;
+    std::vector<bool> isDone(circles.arcs.size());
+    for (int i = 0; i < static_cast<int>(circles.arcs.size()); ++i) {
+        if (isDone[static_cast<std::size_t>(i)] || links.Next(i).empty()) {
+            continue;
+        }
+        const std::vector<int> path = PathFrom(links, PathFrom(links, i).back());
+        for (const int arc : path) {
+            isDone[static_cast<std::size_t>(arc)] = true;
+        }
+        if (const auto stack = StackOf(circles, surface, links, path)) {
+            stacks.push_back(*stack);
+        }
+    }
+    return stacks;
+}
+
+} // namespace Velk::Math::Sorvane::MeshUtils
