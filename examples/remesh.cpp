@@ -237,13 +237,16 @@ void Draw(std::FILE* svg, const Part& part, const View& view, double offset)
               [](const Face& f, const Face& g) { return f.depth < g.depth; });
     for (const Face& face : faces) {
         const int shade = 150 + static_cast<int>(100 * face.facing);
-        std::fprintf(svg, "<path fill='#%02x%02x%02x' d='M", shade, shade,
-                     std::min(shade + 5, 255));
+        std::fprintf(svg, "<path fill='#%02x%02x%02x' d='", shade, shade, std::min(shade + 5, 255));
+        // In tenths, the second and third corner relative to the one before: pictures stay small.
+        std::array<long, 2> last{};
         for (std::size_t k = 0; k < 3; ++k) {
             const Vec3d& p = Corner(part, face.first + k);
-            std::fprintf(svg, "%.1f %.1f ",
-                         offset + kMargin + (p * view.right - view.left) * view.scale,
-                         kMargin + (-(p * view.up) - view.top) * view.scale);
+            const std::array<long, 2> at{
+                std::lround(10 * (offset + kMargin + (p * view.right - view.left) * view.scale)),
+                std::lround(10 * (kMargin + (-(p * view.up) - view.top) * view.scale))};
+            std::fprintf(svg, "%s%ld %ld", k == 0 ? "M" : "l", at[0] - last[0], at[1] - last[1]);
+            last = at;
         }
         std::fprintf(svg, "z'/>\n");
     }
@@ -259,8 +262,8 @@ bool WritePicture(const Part& before, const Part& after, const std::filesystem::
     std::fprintf(svg.File(),
                  "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %.0f %.0f'>\n"
                  "<rect width='100%%' height='100%%' fill='white'/>\n"
-                 "<g stroke='#3b4252' stroke-width='.35' stroke-linejoin='round'>\n",
-                 2 * view.width, view.height);
+                 "<g stroke='#3b4252' stroke-width='3.5' stroke-linejoin='round'>\n",
+                 20 * view.width, 10 * view.height);
     Draw(svg.File(), before, view, 0);
     Draw(svg.File(), after, view, view.width);
     std::fprintf(svg.File(), "</g>\n</svg>\n");

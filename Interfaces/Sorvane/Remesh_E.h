@@ -101,10 +101,12 @@ SORVANE_API unsigned IsotropicRemesh(const IndexedPointsBase<2, double>& mesh,
 ///
 /// What the chord error promises: the result's edges are chords of the first stage's facets, whose
 /// own deviation from the true surface comes on top. Choose a length no greater than the wanted
-/// chord, the one that the formula gives, where the surface bends most: then that deviation is
-/// below `chordTolerance` / 2. With a length above it the result cannot be finer than a quarter of
-/// the length and inherits the stage's error. A crease near `maxNormalAngle` can be relaxed below
-/// it in the first stage and is then lost.
+/// chord, the one that the formula gives, where the surface bends most: then the triangles of
+/// spheres, cylinders, tori and freeform sheets lie off the surface by about the tolerance in the
+/// mean and 2.5 times it at most, since the middle of a triangle bends away farther than that of
+/// an edge, and edges may be 4/3 of their length. With three times that length it is 4 and 9 times
+/// the tolerance: nodes return to the stage's facets, however short the edges become. A crease
+/// near `maxNormalAngle` can be relaxed below it in the first stage and is then lost.
 ///
 /// All else is as in `IsotropicRemesh`. Stars are taken out in the first stage only.
 SORVANE_API unsigned

@@ -95,7 +95,7 @@ TEST(RemeshProgram, WrongUseIsToldWithTheRightOne)
         {"part", "out.stl", "--chord", "0"},
         {"part", "out.stl", "--iterations", "-1"},
         {"part", "out.stl", "--drift", "-1"},
-        {"part", "out.stl", "--colour", "1"},
+        {"part", "out.stl", "--unknown", "1"},
     };
     for (const std::vector<std::string>& arguments : wrong) {
         const ProgramRun run = RunExample("remesh", arguments, folder / "");
