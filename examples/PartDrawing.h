@@ -22,6 +22,7 @@ struct View {
     Vec3d right = Normalized(Vec3d(-2, 1, 0), 1e-12);
     Vec3d up = toward ^ right;
     double left = 0, top = 0, scale = 1;
+    double height = 0; ///< of the drawing; it is at most `kPictureSize` wide and high
 
     explicit View(const std::vector<Vec3d>& points)
     {
@@ -38,6 +39,7 @@ struct View {
         top = low[1];
         const double extent = std::max({high[0] - low[0], high[1] - low[1], 1e-300});
         scale = (kPictureSize - 2 * kPictureMargin) / extent;
+        height = (high[1] - low[1]) * scale + 2 * kPictureMargin;
     }
     double X(const Vec3d& point) const { return kPictureMargin + (point * right - left) * scale; }
     double Y(const Vec3d& point) const { return kPictureMargin + (-(point * up) - top) * scale; }

@@ -87,7 +87,7 @@ bool DrawPicture(const Part& part, const std::vector<MeshUtils::DrillHoleStack>&
                  ".through,.blind,.axis{fill:none;stroke-width:1.6}"
                  ".through{stroke:#06c}.blind{stroke:#d22}"
                  ".axis{stroke:#0a0;stroke-width:1;stroke-dasharray:5 2}</style>\n",
-                 kPictureSize, kPictureSize);
+                 kPictureSize, std::ceil(view.height));
     DrawFarToNear(part, view, [&](std::size_t triangle, const Vec3d& normal) {
         DrawFilled(svg.File(), view, part, triangle, normal);
     });

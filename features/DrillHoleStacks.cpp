@@ -1,6 +1,6 @@
 // Holes of several diameters on one axis: walls and shoulders between circles, joined to paths.
 //
-// 1. The circles of the mesh's sharp edges, and which of them share an axis.
+// 1. The circles of the mesh's sharp edges, axis by axis.
 // 2. For each circle the wall on either side of it, to the nearest circle that has one with it.
 // 3. Shoulders: flat rings between a wide wall on one side and a narrow one on the other.
 // 4. A circle has at most one wall on each side, or one wall and one shoulder, so what they join
@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
 #include <optional>
 #include <tuple>
 
@@ -37,6 +38,9 @@ constexpr int kFloorLines = 6;
 constexpr double kPointDepth = 0.05;
 /// Directions within this angle (radians) of the axis are along it, for the flat of a shoulder.
 constexpr double kFlatShoulder = 0.3;
+
+/// So many circles are tried on either side of one, and at its height.
+constexpr std::size_t kMostCircles = 16;
 
 constexpr int kNone = -1;
 
@@ -60,23 +64,10 @@ struct Circles {
     double Same() const { return 2 * tolerance; }
 };
 
-/// What joins a circle to others. The two sides are that of its normal and the other one.
+/// What joins a circle to others. The two sides are those of its axis.
 struct Links {
     std::array<int, 2> wall{kNone, kNone};
     int shoulder = kNone;
-};
-
-/// Another circle on the axis of a circle, as seen from it.
-struct OnAxis {
-    int number;
-    double height; // along the normal
-    double radiusChange;
-
-    friend bool operator<(const OnAxis& a, const OnAxis& b)
-    {
-        return std::tie(a.height, a.radiusChange, a.number) <
-               std::tie(b.height, b.radiusChange, b.number);
-    }
 };
 
 bool ShareAxis(const MeshArc& a, const MeshArc& b, double axisTolerance)
@@ -94,7 +85,9 @@ bool HasWall(const WallSurface& surface, const Circles& circles, const MeshArc& 
 {
     const Vec3d between = to.center - from.center;
     const auto directions = Impl::CircleDirections(from.normal);
+    const double wanted = circles.fraction * (Impl::kWallCircles * Impl::kCirclePoints);
     int found = 0;
+    int left = Impl::kWallCircles * Impl::kCirclePoints;
     for (int circle = 1; circle <= Impl::kWallCircles; ++circle) {
         const double part = circle / 5.0;
         const Vec3d center = from.center + part * between;
@@ -103,47 +96,94 @@ bool HasWall(const WallSurface& surface, const Circles& circles, const MeshArc& 
             const auto nearest =
                 surface.NearestTo(center + radius * direction, circles.WallReach(radius), center);
             found += nearest.facesWatcher ? 1 : 0;
+            --left;
+            if (!(found + left >= wanted)) {
+                return false;
+            }
         }
     }
-    return found >= circles.fraction * (Impl::kWallCircles * Impl::kCirclePoints);
+    return true;
 }
 
-/// The other circles on the axis of circle i: those at its height, and those on either side,
-/// nearest first.
-struct Company {
-    std::vector<OnAxis> level;
-    std::array<std::vector<OnAxis>, 2> sides;
+/// A circle on an axis that it shares with others.
+struct OnAxis {
+    int number;
+    double height; // along the normal of the lowest of them
 };
-Company CompanyOf(const Circles& circles, const Impl::ArcAxes& axes, int i)
+using Axis = std::vector<OnAxis>;
+
+/// The circles of each axis, by height. A circle is of the axis of the lowest one that it shares an
+/// axis with.
+std::vector<Axis> AxesOf(const Circles& circles)
 {
-    const MeshArc& arc = circles[i];
-    Company company;
-    for (const int j : axes.MetByAxisOf(i)) {
-        const MeshArc& other = circles[j];
-        if (j == i || !ShareAxis(arc, other, circles.axisTolerance)) {
+    const Impl::ArcAxes lines(circles.arcs);
+    std::vector<bool> isTaken(circles.arcs.size());
+    std::vector<Axis> axes;
+    for (int i = 0; i < static_cast<int>(circles.arcs.size()); ++i) {
+        if (isTaken[static_cast<std::size_t>(i)]) {
             continue;
         }
-        const double height = (other.center - arc.center) * arc.normal;
-        const OnAxis seen{j, std::fabs(height), std::fabs(other.radius - arc.radius)};
-        if (seen.height > circles.Same()) {
-            company.sides[height > 0 ? 0 : 1].push_back(seen);
-        } else {
-            company.level.push_back(seen);
+        const MeshArc& lowest = circles[i];
+        Axis& axis = axes.emplace_back(Axis{{i, 0.0}});
+        isTaken[static_cast<std::size_t>(i)] = true;
+        for (const int j : lines.MetByAxisOf(i)) {
+            if (!isTaken[static_cast<std::size_t>(j)] &&
+                ShareAxis(lowest, circles[j], circles.axisTolerance)) {
+                isTaken[static_cast<std::size_t>(j)] = true;
+                axis.push_back({j, (circles[j].center - lowest.center) * lowest.normal});
+            }
         }
+        std::sort(axis.begin(), axis.end(), [](const OnAxis& a, const OnAxis& b) {
+            return std::tie(a.height, a.number) < std::tie(b.height, b.number);
+        });
     }
-    for (auto& side : company.sides) {
+    return axes;
+}
+
+/// The circles that may be joined to one: those at its height, of the most similar radius first,
+/// and those on either side, nearest first. Side 0 is that of the normal of the axis.
+struct Company {
+    std::vector<int> level;
+    std::array<std::vector<int>, 2> sides;
+};
+Company CompanyOf(const Circles& circles, const Axis& axis, std::size_t place)
+{
+    const double own = axis[place].height;
+    const double radius = circles[axis[place].number].radius;
+    const auto bySimilarity = [&](const OnAxis& a, const OnAxis& b) {
+        return std::fabs(circles[a.number].radius - radius) <
+               std::fabs(circles[b.number].radius - radius);
+    };
+    Axis level;
+    std::array<Axis, 2> sides;
+    for (const int step : {1, -1}) {
+        Axis& side = sides[step > 0 ? 0 : 1];
+        for (std::size_t at = place + static_cast<std::size_t>(step);
+             at < axis.size() && side.size() < kMostCircles; // before the first is behind the last
+             at += static_cast<std::size_t>(step)) {
+            const bool isLevel = std::fabs(axis[at].height - own) <= circles.Same();
+            (isLevel ? level : side).push_back(axis[at]);
+        }
         // Circles at one height differ in it by rounding: these go by their radius.
-        std::sort(side.begin(), side.end());
         for (auto first = side.begin(); first != side.end();) {
             const auto last = std::find_if(first, side.end(), [&](const OnAxis& other) {
-                return other.height > first->height + circles.Same();
+                return std::fabs(other.height - first->height) > circles.Same();
             });
-            std::stable_sort(first, last, [](const OnAxis& a, const OnAxis& b) {
-                return a.radiusChange < b.radiusChange;
-            });
+            std::stable_sort(first, last, bySimilarity);
             first = last;
         }
     }
+    std::stable_sort(level.begin(), level.end(), bySimilarity);
+    level.resize(std::min(level.size(), kMostCircles));
+
+    Company company;
+    const auto numbers = [](const Axis& from, std::vector<int>& to) {
+        std::transform(from.begin(), from.end(), std::back_inserter(to),
+                       [](const OnAxis& circle) { return circle.number; });
+    };
+    numbers(level, company.level);
+    numbers(sides[0], company.sides[0]);
+    numbers(sides[1], company.sides[1]);
     return company;
 }
 
@@ -174,15 +214,22 @@ public:
         : circles_(&circles), surface_(&surface)
     {
         const int count = static_cast<int>(circles.arcs.size());
-        const Impl::ArcAxes axes(circles.arcs);
+        const std::vector<Axis> axes = AxesOf(circles);
+        std::vector<std::pair<const Axis*, std::size_t>> places(circles.arcs.size());
+        for (const Axis& axis : axes) {
+            for (std::size_t place = 0; place < axis.size(); ++place) {
+                places[static_cast<std::size_t>(axis[place].number)] = {&axis, place};
+            }
+        }
         std::vector<Links> wishes(circles.arcs.size());
-        std::vector<std::vector<OnAxis>> levels(circles.arcs.size());
+        std::vector<std::vector<int>> levels(circles.arcs.size());
         Parallel::Impl::ApplyParallel(0, count, [&](int i) {
-            const Company company = CompanyOf(circles, axes, i);
+            const auto& [axis, place] = places[static_cast<std::size_t>(i)];
+            Company company = CompanyOf(circles, *axis, place);
             for (std::size_t side = 0; side < 2; ++side) {
                 wishes[static_cast<std::size_t>(i)].wall[side] = WallTo(i, company.sides[side]);
             }
-            levels[static_cast<std::size_t>(i)] = company.level;
+            levels[static_cast<std::size_t>(i)] = std::move(company.level);
         });
         links_.resize(circles.arcs.size());
         for (int i = 0; i < count; ++i) {
@@ -197,8 +244,8 @@ public:
             }
         }
         for (int i = 0; i < count; ++i) {
-            for (const OnAxis& other : levels[static_cast<std::size_t>(i)]) {
-                JoinAcrossShoulder(i, other.number);
+            for (const int other : levels[static_cast<std::size_t>(i)]) {
+                JoinAcrossShoulder(i, other);
             }
         }
     }
@@ -222,12 +269,12 @@ public:
     }
 
 private:
-    int WallTo(int i, const std::vector<OnAxis>& others) const
+    int WallTo(int i, const std::vector<int>& others) const
     {
-        const auto found = std::find_if(others.begin(), others.end(), [&](const OnAxis& other) {
-            return HasWall(*surface_, *circles_, (*circles_)[i], (*circles_)[other.number]);
+        const auto found = std::find_if(others.begin(), others.end(), [&](int other) {
+            return HasWall(*surface_, *circles_, (*circles_)[i], (*circles_)[other]);
         });
-        return found != others.end() ? found->number : kNone;
+        return found != others.end() ? *found : kNone;
     }
 
     /// The direction from a circle along its only wall; none for a circle of no wall, or two.
@@ -237,8 +284,9 @@ private:
         if ((wall[0] == kNone) == (wall[1] == kNone)) {
             return {};
         }
-        const Vec3d& normal = (*circles_)[i].normal;
-        return wall[0] != kNone ? normal : -normal;
+        const MeshArc& arc = (*circles_)[i];
+        const MeshArc& other = (*circles_)[wall[0] != kNone ? wall[0] : wall[1]];
+        return (other.center - arc.center) * arc.normal > 0 ? arc.normal : -arc.normal;
     }
 
     void JoinAcrossShoulder(int wide, int narrow)

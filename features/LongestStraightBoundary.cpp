@@ -5,6 +5,7 @@
 // whole runs of them, so that a straight line of many points does not cost the square of their
 // number.
 
+#include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Velk/Math/Tolerances_E.h>
@@ -39,10 +40,12 @@ double DistanceTo(const Vec3d& a, const Vec3d& b, const Vec3d& point)
 
 /// Answers whether all points of a run of a line lie near a segment.
 ///
-/// A binary tree over the points: node n has the children 2n and 2n + 1, and keeps how far its
-/// points lie from the segment between the first and the last of them. The distance to a segment is
-/// a convex function, so on that chord it is greatest at an end, and a point's distance is at most
-/// that of an end plus the kept one.
+/// A binary tree over the points: node n has the children 2n and 2n + 1, and keeps a tube round its
+/// points: a segment and how far they lie from it at most. The distance to another segment is a
+/// convex function, so on the tube's segment it is greatest at an end, and a point's distance is at
+/// most that of an end plus the tube's radius. The segment is the chord from the first to the last
+/// point, moved into the middle of the points: the tube of a rough line is then hardly thicker than
+/// it must be, and the answer for it is known without its points.
 class RunsOfLine {
 public:
     explicit RunsOfLine(const Line& line) : line_(&line)
@@ -50,13 +53,11 @@ public:
         while (leaves_ < (line.size() + kLeaf - 1) / kLeaf) {
             leaves_ *= 2;
         }
-        bulge_.resize(2 * leaves_);
+        tubes_.resize(2 * leaves_);
         for (std::size_t node = 2 * leaves_; node-- > 1;) {
             const auto [first, last] = RangeOf(node);
-            // Measuring every node point by point is O(n log n).
-            for (std::size_t i = first; i < last; ++i) {
-                bulge_[node] =
-                    std::max(bulge_[node], DistanceTo(line[first], line[last - 1], line[i]));
+            if (first < last) {
+                tubes_[node] = TubeOf(first, last); // in all O(n log n)
             }
         }
     }
@@ -71,6 +72,30 @@ public:
 private:
     /// Points that are tested one by one.
     static constexpr std::size_t kLeaf = 4;
+
+    struct Tube {
+        Vec3d from;
+        Vec3d to;
+        double radius = 0;
+    };
+
+    Tube TubeOf(std::size_t first, std::size_t last) const
+    {
+        const Line& line = *line_;
+        const Vec3d& from = line[first];
+        const Vec3d along = Normalized(line[last - 1] - from, 0.0);
+        Bounding::AxisAlignedBoundingBox<3, double> offsets; // square to the chord
+        for (std::size_t i = first; i < last; ++i) {
+            const Vec3d offset = line[i] - from;
+            offsets.Grow(offset - (offset * along) * along);
+        }
+        const Vec3d middle = (offsets.min + offsets.max) / 2.0;
+        Tube tube{from + middle, line[last - 1] + middle};
+        for (std::size_t i = first; i < last; ++i) {
+            tube.radius = std::max(tube.radius, DistanceTo(tube.from, tube.to, line[i]));
+        }
+        return tube;
+    }
 
     /// The points below a node, the last one excluded.
     std::pair<std::size_t, std::size_t> RangeOf(std::size_t node) const
@@ -95,12 +120,13 @@ private:
         }
         const Line& line = *line_;
         if (from == begin && to == end) {
-            const double ends =
-                std::max(DistanceTo(a, b, line[begin]), DistanceTo(a, b, line[end - 1]));
-            if (ends > tolerance) {
+            if (DistanceTo(a, b, line[begin]) > tolerance ||
+                DistanceTo(a, b, line[end - 1]) > tolerance) {
                 return false;
             }
-            if ((ends + bulge_[node]) * kBoundSlack <= tolerance) {
+            const Tube& tube = tubes_[node];
+            const double ends = std::max(DistanceTo(a, b, tube.from), DistanceTo(a, b, tube.to));
+            if ((ends + tube.radius) * kBoundSlack <= tolerance) {
                 return true;
             }
         }
@@ -119,7 +145,7 @@ private:
 
     const Line* line_;
     std::size_t leaves_ = 1;
-    std::vector<double> bulge_; // of each node the greatest distance from its chord
+    std::vector<Tube> tubes_;
 };
 
 /// The places of the points at which the line bends, its ends included.

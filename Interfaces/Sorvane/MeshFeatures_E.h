@@ -171,8 +171,9 @@ struct SORVANE_API DrillHoleStack {
 /// The holes of a mesh, one record for each, however many diameters it has.
 ///
 /// Made of the circles of `DetectArcs`, not of `DetectDrillHoles`. Two circles are of one axis when their normals are
-/// parallel within `axisTolerance` and either center lies within 0.05 of the smaller radius of the other's axis.
-/// - A wall joins a circle to the next one along the axis, nearest first and of the most similar radius, when at
+/// parallel within `axisTolerance` and either center lies within 0.05 of the smaller radius of the other's axis; of several, those that
+/// share one with the first.
+/// - A wall joins a circle to one of the 16 next ones along the axis, nearest first and of the most similar radius, when at
 ///   least `fraction` of 32 points on the cone between them have the mesh near, facing the axis. Near is
 ///   twice `tolerance` and twice the height of the arc that a chord may cut off: its ends see each other
 ///   under less than `creaseAngle`, or the wall would have sharp edges of its own. A cross hole may thus
@@ -186,8 +187,7 @@ struct SORVANE_API DrillHoleStack {
 ///
 /// A hole is missed where a circle is: at a mouth on a curved or slanted face, which no circle bounds, at a
 /// fillet, which has no edge, and where fewer than `fraction` of a rim are left. What remains of the hole below is told with
-/// its own first circle as entry. Slots and pegs are no holes. In the order of the lowest of a hole's arcs. O(n log n) and, where m circles share an
-/// axis, m squared; the same result for any number of threads.
+/// its own first circle as entry. Slots and pegs are no holes. In the order of the lowest of a hole's arcs. About O(n log n); the same result for any number of threads.
 SORVANE_API std::vector<DrillHoleStack>
 DrillHoleStacks(const Mesh::IndexedPointsBase<3, double>& mesh, double creaseAngle, double tolerance,
                 double fraction, double axisTolerance);
