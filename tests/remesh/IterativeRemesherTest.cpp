@@ -1,9 +1,9 @@
 // The passes of a remesher on a class as a host would derive it: their order, what each of them
 // tests, and the small decisions that they are made of.
 
-#include <Sorvane/AnisotropicRemesher_E.h>
-#include <Sorvane/IsotropicRemesher_E.h>
+#include <Sorvane/IterativeRemesher_E.h>
 
+#include "tests/remesh/HostRemesher.h"
 #include "tests/support/CheckTopology.h"
 #include "tests/support/MeshMeasures.h"
 #include "tests/support/TestSupport.h"
@@ -19,7 +19,6 @@ using namespace Velk::Math::Sorvane;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-using ::Test::Anisotropic;
 using ::Test::Isotropic;
 using ::Test::Plane;
 
