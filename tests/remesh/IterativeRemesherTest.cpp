@@ -19,6 +19,7 @@ using namespace Velk::Math::Sorvane;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
+using ::Test::Anisotropic;
 using ::Test::Isotropic;
 using ::Test::Plane;
 
