@@ -32,8 +32,7 @@ public:
         if constexpr (D == 2) {
             weights.assign(ring.size(), 0.5);
         } else if (this->IsValidNode(node)) {
-            weights =
-                MeshUtils::MixedAreas(this->NodeAt(node).position, ring, kLengthFloor<double>);
+            MeshUtils::MixedAreas(this->NodeAt(node).position, ring, kLengthFloor<double>, weights);
         }
     }
 

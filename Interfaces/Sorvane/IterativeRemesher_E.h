@@ -118,7 +118,7 @@ bool IsFinitePoint(const VecBase<D, double>& p)
 ///
 /// Passes walk the arrays by subscript, from 0 to the count at their start, and use slots again as
 /// soon as they are free: the result depends on the order of the input, and on nothing else. They
-/// allocate only where the mesh grows. No pass runs twice; `RunPasses` ends at the first idle
+/// allocate only where the mesh changes. No pass runs twice; `RunPasses` ends at the first idle
 /// iteration, and at the given number of iterations in any case: features may slide to and fro
 /// between two places for ever.
 template <int D, class Node, class Edge, class Face>
