@@ -7,11 +7,11 @@
 namespace Velk::Math::Sorvane::MeshUtils {
 
 template <int N, class T>
-std::vector<T> MixedAreas(const VecBase<N, T>& node, const std::vector<VecBase<N, T>>& ring,
-                          T tolerance)
+void MixedAreas(const VecBase<N, T>& node, const std::vector<VecBase<N, T>>& ring, T tolerance,
+                std::vector<T>& areas)
 {
     // Two points make the same triangle both ways round.
-    std::vector<T> areas(ring.size() == 2 ? 1 : ring.size());
+    areas.resize(ring.size() == 2 ? 1 : ring.size());
     for (std::size_t i = 0; i < areas.size(); ++i) {
         const Impl::RingTriangle<N, T> triangle(node, ring[i], Impl::NextInRing(ring, i),
                                                 tolerance);
@@ -29,6 +29,14 @@ std::vector<T> MixedAreas(const VecBase<N, T>& node, const std::vector<VecBase<N
             break;
         }
     }
+}
+
+template <int N, class T>
+std::vector<T> MixedAreas(const VecBase<N, T>& node, const std::vector<VecBase<N, T>>& ring,
+                          T tolerance)
+{
+    std::vector<T> areas;
+    MixedAreas(node, ring, tolerance, areas);
     return areas;
 }
 
@@ -37,6 +45,10 @@ template std::vector<float>  MixedAreas(const VecBase<2, float>&,  const std::ve
 template std::vector<double> MixedAreas(const VecBase<2, double>&, const std::vector<VecBase<2, double>>&, double);
 template std::vector<float>  MixedAreas(const VecBase<3, float>&,  const std::vector<VecBase<3, float>>&,  float);
 template std::vector<double> MixedAreas(const VecBase<3, double>&, const std::vector<VecBase<3, double>>&, double);
+template void MixedAreas(const VecBase<2, float>&, const std::vector<VecBase<2, float>>&, float, std::vector<float>&);
+template void MixedAreas(const VecBase<2, double>&, const std::vector<VecBase<2, double>>&, double, std::vector<double>&);
+template void MixedAreas(const VecBase<3, float>&, const std::vector<VecBase<3, float>>&, float, std::vector<float>&);
+template void MixedAreas(const VecBase<3, double>&, const std::vector<VecBase<3, double>>&, double, std::vector<double>&);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::MeshUtils

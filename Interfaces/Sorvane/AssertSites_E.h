@@ -61,6 +61,15 @@ inline constexpr AssertSite kChainFileHasNoElements{
 inline constexpr AssertSite kChainFileHasAnotherCount{
     "PolyArcSeg", 171, "Velk::Math::Sorvane::Planar::ReadPolySegArcFromFile"};
 
+/// `Mesh::IsotropicRemesh` could not remove a star of three triangles; it goes on.
+inline constexpr AssertSite kStarIsNotRemoved{
+    "Remesher_Impl", 286,
+    "Velk::Math::Sorvane::Mesh::IsotropicRemesh::Remesher::RemoveTriangleStars"};
+/// It could not put a triangle in the star's place, which stays a hole.
+inline constexpr AssertSite kStarIsNotClosed{
+    "Remesher_Impl", 293,
+    "Velk::Math::Sorvane::Mesh::IsotropicRemesh::Remesher::RemoveTriangleStars"};
+
 /// Tells the handler of the moment.
 inline void Report(const AssertSite& site)
 {

@@ -80,11 +80,20 @@ DiscreteCurvaturesAtNodes(const Mesh::IndexedPointsBase<3, double>& mesh, double
 template <int N, class T>
 std::vector<T> MixedAreas(const VecBase<N, T>& node, const std::vector<VecBase<N, T>>& ring, T tolerance);
 
+/// The same into a list that keeps its room, for those who ask node by node.
+template <int N, class T>
+void MixedAreas(const VecBase<N, T>& node, const std::vector<VecBase<N, T>>& ring, T tolerance,
+                std::vector<T>& areas);
+
 // clang-format off
 extern template SORVANE_API std::vector<float>  MixedAreas(const VecBase<2, float>&,  const std::vector<VecBase<2, float>>&,  float);
 extern template SORVANE_API std::vector<double> MixedAreas(const VecBase<2, double>&, const std::vector<VecBase<2, double>>&, double);
 extern template SORVANE_API std::vector<float>  MixedAreas(const VecBase<3, float>&,  const std::vector<VecBase<3, float>>&,  float);
 extern template SORVANE_API std::vector<double> MixedAreas(const VecBase<3, double>&, const std::vector<VecBase<3, double>>&, double);
+extern template SORVANE_API void MixedAreas(const VecBase<2, float>&, const std::vector<VecBase<2, float>>&, float, std::vector<float>&);
+extern template SORVANE_API void MixedAreas(const VecBase<2, double>&, const std::vector<VecBase<2, double>>&, double, std::vector<double>&);
+extern template SORVANE_API void MixedAreas(const VecBase<3, float>&, const std::vector<VecBase<3, float>>&, float, std::vector<float>&);
+extern template SORVANE_API void MixedAreas(const VecBase<3, double>&, const std::vector<VecBase<3, double>>&, double, std::vector<double>&);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::MeshUtils
@@ -94,6 +103,7 @@ extern template SORVANE_API std::vector<double> MixedAreas(const VecBase<3, doub
 // clang-format off
 namespace Velk::Math::Sorvane::MeshUtils {
 template <int N, class T> requires(!SupportedPoint<N, T>) std::vector<T> MixedAreas(const VecBase<N, T>&, const std::vector<VecBase<N, T>>&, T) = delete;
+template <int N, class T> requires(!SupportedPoint<N, T>) void MixedAreas(const VecBase<N, T>&, const std::vector<VecBase<N, T>>&, T, std::vector<T>&) = delete;
 } // namespace Velk::Math::Sorvane::MeshUtils
 // clang-format on
 /// @endcond

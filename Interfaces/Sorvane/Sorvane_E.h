@@ -2,6 +2,7 @@
 // family headers that they use.
 #pragma once
 
+#include <Sorvane/AnisotropicRemesher_E.h>
 #include <Sorvane/ArcSegChain_E.h>
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
@@ -13,6 +14,8 @@
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/IsotropicRemesher_E.h>
+#include <Sorvane/IterativeRemesher_E.h>
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
@@ -21,6 +24,7 @@
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/QuadtreeArcSegTree_E.h>
+#include <Sorvane/Remesh_E.h>
 #include <Sorvane/SegmentTree_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/TreeAddress_E.h>

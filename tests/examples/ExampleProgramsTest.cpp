@@ -38,6 +38,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"part_section", {"37%", "section.svg"}, 1, {0, 1, 3}},
         {"part_picture", {"picture.svg"}, 1, {0, 2}},
         {"drill_holes", {"picture.svg"}, 1, {0}},
+        {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
     };
     return programs;
 }
@@ -60,7 +61,8 @@ protected:
             const ProgramRun run = RunOn(program, folder_ / name, Folder());
             EXPECT_EQ(run.code, program.refusal) << run.output << run.errors;
             EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
-            for (const char* product : {"out", "report.svg", "section.svg", "picture.svg"}) {
+            for (const char* product :
+                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
@@ -211,6 +213,9 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"part_section", {bracket, "50%", noFolder}, 1, noFolder + ": can't be written"},
         {"part_picture", {bracket, "/dev/full"}, 1, "/dev/full: can't be written"},
         {"part_picture", {bracket, noFolder}, 1, noFolder + ": can't be written"},
+        {"remesh", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
+        {"remesh", {bracket, noFolder}, 1, noFolder + ": its folder is not there"},
+        {"remesh", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
         {"mesh_report", {bracket, "--svg", "/dev/full"}, 2, "/dev/full: can't be written"},
         {"mesh_report",
          {damaged, "--stl", "/dev/full"},

@@ -202,4 +202,20 @@ TEST(MixedAreas, FarFromTheOriginTheShareIsThatOfTheCoordinates)
     EXPECT_EQ(MixedAreas(far, farRing, 0.0), MixedAreas(Vec2d{}, ring, 0.0));
 }
 
+TYPED_TEST(MixedAreasOf, IntoAListTheyAreTheSame)
+{
+    using T = typename TypeParam::Real;
+    using Point = decltype(PointOf<TypeParam>(0, 0));
+    std::vector<T> areas(17, T{9});
+    std::vector<Point> ring;
+    for (const auto& [x, y] : {std::pair{1.0, 0.0}, {0.3, 1.0}, {-1.0, 0.2}, {-0.1, -1.0}}) {
+        ring.push_back(PointOf<TypeParam>(x, y));
+        const Point node = PointOf<TypeParam>(0.05, 0.02);
+        MixedAreas(node, ring, static_cast<T>(1e-8), areas);
+        EXPECT_EQ(areas, MixedAreas(node, ring, static_cast<T>(1e-8))) << ring.size();
+    }
+    MixedAreas(PointOf<TypeParam>(0, 0), {}, T{0}, areas);
+    EXPECT_TRUE(areas.empty());
+}
+
 } // namespace

@@ -31,6 +31,8 @@ TEST(AssertSites, KeepTheNumbersThatHostsEvaluate)
     EXPECT_EQ(place(AssertSites::kChainFileDoesNotOpen), "PolyArcSeg:124");
     EXPECT_EQ(place(AssertSites::kChainFileHasNoElements), "PolyArcSeg:134");
     EXPECT_EQ(place(AssertSites::kChainFileHasAnotherCount), "PolyArcSeg:171");
+    EXPECT_EQ(place(AssertSites::kStarIsNotRemoved), "Remesher_Impl:286");
+    EXPECT_EQ(place(AssertSites::kStarIsNotClosed), "Remesher_Impl:293");
 }
 
 } // namespace

@@ -1,0 +1,144 @@
+// What a remesher must keep: boundaries, creases, and the lines between differently tagged faces;
+// how they are found, how they are marked on nodes and half-edges, and the locks that follow from
+// the marks.
+//
+// Written on the queries of a half-edge mesh alone, so that every algorithm with
+// `Deco_bool_feature` on its records finds features in the same way.
+#pragma once
+
+#include <Sorvane/HalfEdgeMesh_E.h>
+#include <Velk/Math/Tolerances_E.h>
+#include <Velk/Math/Vector_E.h>
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+namespace Velk::Math::Sorvane::HalfEdge::Impl {
+
+/// Why an edge is a feature. The first reason that holds, in this order.
+enum class FeatureKind {
+    None,
+    Boundary,   ///< a side has no triangle
+    Crease,     ///< the normals differ by the angle or more; in space only
+    TagBoundary ///< the faces have different tags
+};
+
+/// The reason for which an edge that is alive is a feature. `angle` is in radians and is not looked
+/// at in the plane; with NaN nothing is a crease. Faces without tags are never told apart.
+template <int D, class Mesh>
+FeatureKind FeatureKindOf(const Mesh& mesh, int halfEdge, double angle)
+{
+    const std::array<int, 4> diamond = mesh.Diamond(halfEdge);
+    const auto [a, b, c, d] = diamond;
+    if (mesh.IsBoundaryEdge(halfEdge, true) || a < 0 || b < 0 || c < 0 || d < 0) {
+        return FeatureKind::Boundary;
+    }
+    if constexpr (D == 3) {
+        const auto at = [&](int node) { return mesh.NodeRecord(node)->position; };
+        const Vec3d pa = at(a);
+        const Vec3d ab = at(b) - pa;
+        const double turn =
+            Vector::AngleBetween(ab ^ (at(c) - pa), (at(d) - pa) ^ ab, kLengthFloor<double>);
+        if (turn >= angle) {
+            return FeatureKind::Crease;
+        }
+    }
+    if constexpr (requires { mesh.FaceRecord(0)->tag; }) {
+        const auto tagOf = [&](int e) { return mesh.FaceRecord(mesh.EdgeRecord(e)->face)->tag; };
+        if (tagOf(halfEdge) != tagOf(halfEdge ^ 1)) {
+            return FeatureKind::TagBoundary;
+        }
+    }
+    return FeatureKind::None;
+}
+
+/// Calls mark(half-edge, kind) for every edge that is a feature.
+template <int D, class Mesh, class Mark>
+void VisitFeatures(const Mesh& mesh, double angle, Mark mark)
+{
+    for (int e = 0; e < mesh.EdgeCount(); e += 2) {
+        if (mesh.IsValidEdge(e)) {
+            const FeatureKind kind = FeatureKindOf<D>(mesh, e, angle);
+            if (kind != FeatureKind::None) {
+                mark(e, kind);
+            }
+        }
+    }
+}
+
+/// The locks of a remesher: a half-edge is locked by its mark, a node by its own or by a locked
+/// half-edge that leaves it.
+template <class Remesher>
+class FeatureMarked : public Remesher {
+public:
+    void SetNodeFeature(int node, bool isFeature) override
+    {
+        if (this->IsValidNode(node)) {
+            this->NodeAt(node).feature = isFeature;
+        }
+    }
+
+    void SetEdgeFeature(int halfEdge, bool isFeature) override
+    {
+        if (this->IsValidEdge(halfEdge)) {
+            this->EdgeAt(halfEdge).feature = isFeature;
+            this->EdgeAt(this->Twin(halfEdge)).feature = isFeature;
+            MarkEnd(this->EdgeAt(halfEdge).node, isFeature);
+            MarkEnd(this->EdgeAt(this->Twin(halfEdge)).node, isFeature);
+        }
+    }
+
+    bool IsNodeLocked(int node) const override
+    {
+        return this->IsValidNode(node) && (this->NodeAt(node).feature ||
+                                           (static_cast<std::size_t>(node) < isFeatureEnd_.size() &&
+                                            isFeatureEnd_[static_cast<std::size_t>(node)]));
+    }
+
+    bool IsEdgeLocked(int halfEdge) const override
+    {
+        return this->IsValidEdge(halfEdge) && this->EdgeAt(halfEdge).feature;
+    }
+
+    /// A collapse without force is refused wherever an end is locked; here before the triangles
+    /// round it are measured.
+    bool TryCollapseEdge(int halfEdge) override
+    {
+        return this->IsValidEdge(halfEdge) && !IsNodeLocked(this->EdgeAt(halfEdge).node) &&
+               !IsNodeLocked(this->EdgeAt(this->Twin(halfEdge)).node) &&
+               Remesher::TryCollapseEdge(halfEdge);
+    }
+
+protected:
+    /// Marks the features of the mesh as it stands; `angle` in radians.
+    template <int D>
+    void DetectFeatures(double angle)
+    {
+        VisitFeatures<D>(*this, angle, [&](int e, FeatureKind) { SetEdgeFeature(e, true); });
+    }
+
+private:
+    // Of one end of an edge whose mark has changed.
+    void MarkEnd(int node, bool isFeature)
+    {
+        if (!this->IsValidNode(node)) {
+            return;
+        }
+        if (static_cast<std::size_t>(node) >= isFeatureEnd_.size()) {
+            isFeatureEnd_.resize(this->Nodes().size(), 0);
+        }
+        if (!isFeature) {
+            this->VisitNodeEdges(
+                node, [&](int e) { isFeature = isFeature || (e >= 0 && this->EdgeAt(e).feature); });
+        }
+        isFeatureEnd_[static_cast<std::size_t>(node)] = isFeature ? 1 : 0;
+    }
+
+    // Is a marked edge at the node? No edit takes a marked edge from a node or removes a node that
+    // has one, so that only the marks themselves change it, and no pass needs to walk round a node
+    // to know.
+    std::vector<unsigned char> isFeatureEnd_;
+};
+
+} // namespace Velk::Math::Sorvane::HalfEdge::Impl

@@ -1,0 +1,120 @@
+// Stars of three triangles taken out of an indexed mesh, by the angles between their normals.
+
+#include <Sorvane/MeshQueries_E.h>
+#include <Sorvane/Remesh_E.h>
+#include <Velk/Math/Vector_E.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+
+namespace Velk::Math::Sorvane::Mesh {
+namespace {
+
+using IndexedMesh = IndexedPointsBase<3, double>;
+
+constexpr int kPasses = 10;
+/// What stands for the corners of a triangle that is gone, until the end of a pass.
+constexpr int kGone = -1;
+
+/// The corners of one triangle in the list of all.
+std::array<int*, 3> CornersOf(IndexedMesh& mesh, int triangle)
+{
+    int* first = &mesh.indices[3 * static_cast<std::size_t>(triangle)];
+    return {first, first + 1, first + 2};
+}
+
+/// Unit normal, against the side from which the corners run counter-clockwise; zero for no area.
+Vec3d NormalOf(const IndexedMesh& mesh, int a, int b, int c)
+{
+    const auto at = [&](int point) { return mesh.points[static_cast<std::size_t>(point)]; };
+    const Vec3d origin = at(a);
+    return Normalized(((at(c) - origin) ^ (at(b) - origin)) / 2.0, kLengthFloor<double>);
+}
+
+/// Replaces the three triangles of a point by one, if they are flat enough.
+bool ReplaceStar(IndexedMesh& mesh, int point, const std::vector<int>& facets, double angle)
+{
+    std::array<int, 9> corners;
+    std::array<Vec3d, 3> normals;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const auto [a, b, c] = CornersOf(mesh, facets[i]);
+        if (*a < 0 || *b < 0 || *c < 0) {
+            return false; // changed in this pass
+        }
+        corners[3 * i] = *a;
+        corners[3 * i + 1] = *b;
+        corners[3 * i + 2] = *c;
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        normals[i] = NormalOf(mesh, corners[3 * i], corners[3 * i + 1], corners[3 * i + 2]);
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        const double turn =
+            Vector::AngleBetween(normals[i], normals[(i + 1) % 3], kLengthFloor<double>);
+        if (!(turn <= angle)) {
+            return false;
+        }
+    }
+    // The others in ascending order. On a boundary there may be four of them: the lowest three
+    // count.
+    std::sort(corners.begin(), corners.end());
+    auto last = std::unique(corners.begin(), corners.end());
+    last = std::remove(corners.begin(), last, point);
+    if (last - corners.begin() < 3) {
+        return false;
+    }
+    const auto [a, b, c] = CornersOf(mesh, facets[0]);
+    *a = corners[0];
+    *b = corners[1];
+    *c = corners[2];
+    if (NormalOf(mesh, *a, *b, *c) * normals[0] < 0.0) {
+        std::swap(*b, *c);
+    }
+    for (std::size_t i = 1; i < 3; ++i) {
+        for (int* corner : CornersOf(mesh, facets[i])) {
+            *corner = kGone;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+bool RemoveTriangleStars(const IndexedPointsBase<3, double>& mesh,
+                         IndexedPointsBase<3, double>& out, double maxAngle)
+{
+    if (&out != &mesh) {
+        out = mesh;
+    }
+    const auto isPoint = [&](int index) {
+        return index >= 0 && static_cast<std::size_t>(index) < out.points.size();
+    };
+    if (IsEmpty(out) || !std::all_of(out.indices.begin(), out.indices.end(), isPoint)) {
+        return false;
+    }
+    const double angle = maxAngle * kRadiansPerDegree;
+    bool hasChanged = false;
+    for (int pass = 0; pass < kPasses; ++pass) {
+        const std::vector<std::vector<int>> facets = NodeFacets(out);
+        bool isChanging = false;
+        for (std::size_t point = 0; point < facets.size(); ++point) {
+            if (facets[point].size() == 3) {
+                isChanging =
+                    ReplaceStar(out, static_cast<int>(point), facets[point], angle) || isChanging;
+            }
+        }
+        if (!isChanging) {
+            break;
+        }
+        hasChanged = true;
+        std::erase(out.indices, kGone);
+    }
+    if (hasChanged) {
+        FilterForUniqueness(out, kLengthFloor<double>);
+    }
+    return hasChanged;
+}
+
+} // namespace Velk::Math::Sorvane::Mesh

@@ -1,0 +1,40 @@
+// Indexed meshes with a tag for each triangle, into and out of half-edge meshes whose faces carry
+// tags.
+#pragma once
+
+#include <Sorvane/HalfEdgeMesh_E.h>
+#include <Velk/Math/Tolerances_E.h>
+
+#include <cstddef>
+#include <vector>
+
+namespace Velk::Math::Sorvane::HalfEdge::Impl {
+
+/// `TriangleMesh::LoadIndexedPoints`, which gives each face the tag of its triple; 0 where tags are
+/// missing.
+template <class HalfEdgeMesh, class IndexedMesh>
+bool LoadTagged(HalfEdgeMesh& mesh, const IndexedMesh& source,
+                const std::vector<unsigned char>& tags)
+{
+    return mesh.LoadIndexedPoints(source.points, source.indices, [&](int triangle, int face) {
+        const auto t = static_cast<std::size_t>(triangle);
+        mesh.FaceRecord(face)->tag = t < tags.size() ? tags[t] : static_cast<unsigned char>(0);
+    });
+}
+
+/// `TriangleMesh::ExportIndexedPoints`, welded within the length floor, with the tags of the
+/// triangles.
+template <class HalfEdgeMesh, class IndexedMesh>
+void ExportTagged(const HalfEdgeMesh& mesh, IndexedMesh& out, std::vector<unsigned char>& outTags)
+{
+    mesh.ExportIndexedPoints(out, kLengthFloor<double>);
+    outTags.clear();
+    outTags.reserve(out.indices.size() / 3);
+    for (int f = 0; f < mesh.FaceCount(); ++f) {
+        if (const auto* face = mesh.FaceRecord(f)) {
+            outTags.push_back(face->tag);
+        }
+    }
+}
+
+} // namespace Velk::Math::Sorvane::HalfEdge::Impl

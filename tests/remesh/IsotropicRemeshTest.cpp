@@ -1,0 +1,749 @@
+// Remeshing of indexed meshes toward one edge length: its lengths, its features, its stars, what it
+// promises on real parts and scans, and hostile input.
+
+#include <Sorvane/Remesh_E.h>
+
+#include "tests/support/MeshMeasures.h"
+#include "tests/support/StlFile.h"
+#include "tests/support/TestSupport.h"
+#include "tests/support/ThreadLimit.h"
+
+#include <limits>
+#include <string>
+
+namespace {
+
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane;
+using Support::IndexedMesh;
+using Support::PlaneMesh;
+using Support::Tags;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+PlaneMesh InThePlane(const IndexedMesh& mesh)
+{
+    PlaneMesh plane;
+    for (const Vec3d& p : mesh.points) {
+        plane.points.push_back({p[0], p[1]});
+    }
+    plane.indices = mesh.indices;
+    return plane;
+}
+
+IndexedMesh Remeshed(const IndexedMesh& mesh, double angle, double length, unsigned iterations,
+                     bool keepBoundary)
+{
+    IndexedMesh out;
+    Mesh::IsotropicRemesh(mesh, out, angle, length, iterations, keepBoundary);
+    return out;
+}
+
+bool HasPoint(const IndexedMesh& mesh, const Vec3d& p, double tolerance)
+{
+    return std::any_of(mesh.points.begin(), mesh.points.end(),
+                       [&](const Vec3d& q) { return Matches(p, q, tolerance); });
+}
+
+/// The same points and triangles in whatever order.
+std::vector<std::array<std::array<double, 3>, 3>> SetOf(const IndexedMesh& mesh)
+{
+    return Support::TriangleSet(mesh);
+}
+
+// --- lengths ------------------------------------------------------------------------------------
+
+TEST(IsotropicRemesh, ALengthOfZeroIsTheMeanEdgeOfTheInput)
+{
+    const IndexedMesh square = Support::Grid(12, 12);
+    const double mean = Support::MeanEdge(square);
+    const IndexedMesh out = Remeshed(square, 10, 0, 10, false);
+    EXPECT_EQ(SetOf(out), SetOf(Remeshed(square, 10, mean, 10, false)));
+    EXPECT_EQ(SetOf(out), SetOf(Remeshed(square, 10, -1, 10, false)));
+    EXPECT_NE(SetOf(out), SetOf(Remeshed(square, 10, 0.7 * mean, 10, false)));
+    EXPECT_GT(Support::ShareWithin(out, 0.8 * mean, 4.0 / 3 * mean), 0.9);
+}
+
+TEST(IsotropicRemesh, ANegativeLengthIsAFactorOfTheMean)
+{
+    const IndexedMesh square = Support::Grid(12, 12);
+    const double half = 0.5 * Support::MeanEdge(square);
+    const IndexedMesh out = Remeshed(square, 10, -0.5, 10, false);
+    EXPECT_EQ(SetOf(out), SetOf(Remeshed(square, 10, half, 10, false)));
+    EXPECT_NEAR(Support::MeanEdge(out), half, 0.15 * half);
+}
+
+TEST(IsotropicRemesh, EdgesComeToTheLengthInBothDirections)
+{
+    const IndexedMesh sphere = Support::Sphere(4); // edges of about 0.07
+    for (const double length : {0.035, 0.07, 0.2}) {
+        const IndexedMesh out = Remeshed(sphere, 60, length, 20, true);
+        EXPECT_GT(Support::ShareWithin(out, 0.8 * length, 4.0 / 3 * length), 0.95) << length;
+        EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
+        EXPECT_EQ(Support::EulerOf(out), 2);
+    }
+}
+
+TEST(IsotropicRemesh, CountsTheIterationsTheIdleOneToo)
+{
+    // A regular sheet of six-valent nodes at its own length: one iteration, in which nothing
+    // happens.
+    IndexedMesh sheet = Support::Grid(6, 6);
+    for (Vec3d& p : sheet.points) {
+        p = {p[0] - p[1] / 2, p[1] * std::sqrt(3.0) / 2, 0};
+    }
+    IndexedMesh out;
+    EXPECT_EQ(Mesh::IsotropicRemesh(sheet, out, 10, 1.0, 10, true), 1U);
+    EXPECT_EQ(SetOf(out), SetOf(sheet));
+    EXPECT_EQ(Mesh::IsotropicRemesh(sheet, out, 10, 0.4, 3, true), 3U);
+    EXPECT_EQ(Mesh::IsotropicRemesh(sheet, out, 10, 0.4, 0, true), 0U);
+}
+
+TEST(IsotropicRemesh, WithoutIterationsTheMeshIsRebuilt)
+{
+    // Two corners in one place are joined, unused points go, a star within 4/3 of the length goes.
+    IndexedMesh mesh = Support::Octahedron();
+    const Vec3d centroid =
+        (Support::PointOf(mesh, 0) + Support::PointOf(mesh, 1) + Support::PointOf(mesh, 2)) / 3.0;
+    const std::vector<int> first(mesh.indices.begin(), mesh.indices.begin() + 3);
+    mesh.points.push_back({9, 9, 9}); // unused
+    mesh.points.push_back(centroid);
+    const int n = 7;
+    mesh.indices.erase(mesh.indices.begin(), mesh.indices.begin() + 3);
+    mesh.indices.insert(mesh.indices.end(),
+                        {n, first[0], first[1], n, first[1], first[2], n, first[2], first[0]});
+    // The spokes are sqrt(2 / 3) = 0.8165 long.
+    const IndexedMesh near = Remeshed(mesh, 10, 0.62, 0, true); // 4/3 of it is 0.827
+    EXPECT_EQ(SetOf(near), SetOf(Support::Octahedron()));
+    const IndexedMesh far = Remeshed(mesh, 10, 0.61, 0, true); // 0.813
+    EXPECT_EQ(far.indices.size(), mesh.indices.size()) << "farther than 4/3 of the length: stays";
+    EXPECT_EQ(far.points.size(), 7U);
+}
+
+// --- features -----------------------------------------------------------------------------------
+
+TEST(IsotropicRemesh, ACubeKeepsItsTwelveEdges)
+{
+    for (const bool keepBoundary : {true, false}) {
+        const IndexedMesh out = Remeshed(Support::Cube(), 10, 0.2, 12, keepBoundary);
+        EXPECT_NEAR(Support::VolumeOf(out), 1, 1e-12);
+        for (const Vec3d& corner : Support::Cube().points) {
+            EXPECT_TRUE(HasPoint(out, corner, 0));
+        }
+        // Every crease of the result is a stretch of an edge of the cube, and they cover all 12.
+        double creased = 0;
+        for (const auto& [a, b] : Support::FeatureSegments(out, 10)) {
+            int constant = 0;
+            for (int axis = 0; axis < 3; ++axis) {
+                constant += std::fabs(a[axis] - b[axis]) < 1e-12 &&
+                                    std::fabs(a[axis] - std::round(a[axis])) < 1e-12
+                                ? 1
+                                : 0;
+            }
+            EXPECT_EQ(constant, 2);
+            creased += Length(b - a);
+        }
+        EXPECT_NEAR(creased, 12, 1e-9);
+        EXPECT_GT(Support::ShareWithin(out, 0.16, 0.2667), 0.85);
+    }
+}
+
+TEST(IsotropicRemesh, TheCreaseAngleIncludesItself)
+{
+    // A roof of two squares folded by an angle: the ridge stays straight from that angle on.
+    const auto ridgeIsKept = [](double fold, double limit) {
+        const double c = std::cos(fold * kRadiansPerDegree);
+        const double s = std::sin(fold * kRadiansPerDegree);
+        const IndexedMesh roof = Support::GridMesh<double>(8, 6, [&](int x, int y) {
+            const double d = x - 4;
+            return d <= 0 ? Vec3d(d, 0.9 * y, 0) : Vec3d(d * c, 0.9 * y, -d * s);
+        });
+        const IndexedMesh out = Remeshed(roof, limit, 1.6, 10, true);
+        double onRidge = 0;
+        for (const auto& [a, b] : Support::FeatureSegments(out, fold / 2)) {
+            onRidge += std::fabs(a[0]) < 1e-12 && std::fabs(b[0]) < 1e-12 ? Length(b - a) : 0;
+        }
+        return std::fabs(onRidge - 5.4) < 1e-9;
+    };
+    EXPECT_TRUE(ridgeIsKept(30, 29.999));
+    EXPECT_FALSE(ridgeIsKept(30, 40));
+}
+
+TEST(IsotropicRemesh, TagsKeepTheirAreas)
+{
+    // A disc of tag 1 in a square of tag 0, both flat: its outline is a feature.
+    const IndexedMesh grid = Support::Grid(20, 20);
+    const auto isInside = [](const Vec3d& p) { return Length(p - Vec3d(10, 10, 0)) < 6; };
+    Tags tags;
+    double insideArea = 0;
+    for (std::size_t i = 0; i < grid.indices.size(); i += 3) {
+        const Vec3d center = (Support::PointOf(grid, i) + Support::PointOf(grid, i + 1) +
+                              Support::PointOf(grid, i + 2)) /
+                             3.0;
+        tags.push_back(isInside(center) ? 1 : 0);
+        insideArea += isInside(center) ? 0.5 : 0;
+    }
+    const auto areaOfTag = [](const auto& mesh, const Tags& outTags, unsigned char tag) {
+        double area = 0;
+        for (std::size_t t = 0; t < outTags.size(); ++t) {
+            if (outTags[t] == tag) {
+                const auto u = Support::PointOf(mesh, 3 * t + 1) - Support::PointOf(mesh, 3 * t);
+                const auto v = Support::PointOf(mesh, 3 * t + 2) - Support::PointOf(mesh, 3 * t);
+                area += std::fabs(u[0] * v[1] - u[1] * v[0]) / 2;
+            }
+        }
+        return area;
+    };
+    for (const double length : {0.5, 1.0, 3.0}) {
+        SCOPED_TRACE(length);
+        IndexedMesh out;
+        Tags outTags;
+        Mesh::IsotropicRemesh(grid, tags, out, outTags, 10, length, 8, true);
+        ASSERT_EQ(outTags.size(), out.indices.size() / 3);
+        EXPECT_NEAR(areaOfTag(out, outTags, 1), insideArea, 1e-9);
+        EXPECT_NEAR(areaOfTag(out, outTags, 0), 400 - insideArea, 1e-9);
+
+        PlaneMesh plane;
+        Mesh::IsotropicRemesh(InThePlane(grid), tags, plane, outTags, length, 8, true);
+        ASSERT_EQ(outTags.size(), plane.indices.size() / 3);
+        EXPECT_NEAR(areaOfTag(plane, outTags, 1), insideArea, 1e-9);
+        EXPECT_NEAR(areaOfTag(plane, outTags, 0), 400 - insideArea, 1e-9);
+    }
+}
+
+TEST(IsotropicRemesh, MissingTagsAreZeroAndTheFormsWithoutTagsAgree)
+{
+    const IndexedMesh sphere = Support::Sphere(3);
+    IndexedMesh out;
+    Tags outTags{9, 9};
+    EXPECT_EQ(Mesh::IsotropicRemesh(sphere, {}, out, outTags, 60, 0.2, 4, true), 4U);
+    EXPECT_EQ(outTags, Tags(out.indices.size() / 3, 0));
+    EXPECT_EQ(SetOf(out), SetOf(Remeshed(sphere, 60, 0.2, 4, true)));
+    PlaneMesh tagged;
+    PlaneMesh plain;
+    const PlaneMesh grid = InThePlane(Support::Grid(5, 5));
+    Mesh::IsotropicRemesh(grid, Tags(3, 0), tagged, outTags, 0.6, 4, true);
+    Mesh::IsotropicRemesh(grid, plain, 0.6, 4, true);
+    EXPECT_EQ(tagged, plain);
+    EXPECT_EQ(outTags.size(), plain.indices.size() / 3);
+}
+
+TEST(IsotropicRemesh, KeepBoundaryNeitherSplitsNorLosesBoundaryPoints)
+{
+    for (const double length : {0.4, 3.0}) {
+        const IndexedMesh grid = Support::Grid(6, 6);
+        const PlaneMesh plane = InThePlane(grid);
+        PlaneMesh out;
+        Mesh::IsotropicRemesh(plane, out, length, 10, true);
+        EXPECT_EQ(Support::FaultsOf(out).open, 24) << "no boundary edge is split, none is lost";
+        Mesh::IsotropicRemesh(plane, out, length, 10, false);
+        // With 4/3 of 0.4 below 1 the boundary is split, once: 4/3 of it is above 0.5.
+        EXPECT_EQ(Support::FaultsOf(out).open, length < 1 ? 48 : 24);
+    }
+}
+
+TEST(IsotropicRemesh, APointOffItsFeatureLineStays)
+{
+    // A boundary with a kink of 1e-9: its point is no end and no corner to look at, but it stays.
+    IndexedMesh grid = Support::Grid(6, 6);
+    grid.points[3] = {3.2, 1e-9, 0};
+    grid.points[2] = {2.2, 0, 0}; // on the line between 1 and 3 up to 5e-10: stays
+    const IndexedMesh out = Remeshed(grid, 10, 1.2, 10, true);
+    EXPECT_TRUE(HasPoint(out, grid.points[3], 0));
+    EXPECT_TRUE(HasPoint(out, grid.points[2], 0));
+    // On the straight line a point slides.
+    IndexedMesh straight = Support::Grid(6, 6);
+    straight.points[3] = {3.2, 0, 0};
+    EXPECT_FALSE(HasPoint(Remeshed(straight, 10, 1.2, 10, true), straight.points[3], 1e-3));
+}
+
+// --- stars --------------------------------------------------------------------------------------
+
+/// The octahedron with a star in its first face, raised, and tags of the star's triangles; 7 for
+/// the rest.
+IndexedMesh Starred(double height, Tags tagsOfStar, Tags& tags)
+{
+    IndexedMesh mesh = Support::Octahedron();
+    const Vec3d a = Support::PointOf(mesh, 0);
+    const Vec3d b = Support::PointOf(mesh, 1);
+    const Vec3d c = Support::PointOf(mesh, 2);
+    const std::vector<int> first(mesh.indices.begin(), mesh.indices.begin() + 3);
+    // Nearer to a: the triangle across from a is the largest.
+    mesh.points.push_back(a * 0.4 + b * 0.3 + c * 0.3 + Normalized(a + b + c, 0.0) * height);
+    mesh.indices.erase(mesh.indices.begin(), mesh.indices.begin() + 3);
+    mesh.indices.insert(mesh.indices.end(),
+                        {6, first[0], first[1], 6, first[1], first[2], 6, first[2], first[0]});
+    tags = Tags(7, 7);
+    tags.insert(tags.end(), tagsOfStar.begin(), tagsOfStar.end());
+    return mesh;
+}
+std::size_t TrianglesWithoutIterations(double height, const Tags& tagsOfStar, double angle,
+                                       Tags& outTags)
+{
+    Tags tags;
+    const IndexedMesh mesh = Starred(height, tagsOfStar, tags);
+    IndexedMesh out;
+    Mesh::IsotropicRemesh(mesh, tags, out, outTags, angle, 2, 0, true);
+    EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
+    EXPECT_EQ(Support::EulerOf(out), 2);
+    return out.indices.size() / 3;
+}
+
+TEST(IsotropicRemeshStars, GoWhereTheyAreFlat)
+{
+    Tags outTags;
+    EXPECT_EQ(TrianglesWithoutIterations(0, {7, 7, 7}, 10, outTags), 8U);
+    EXPECT_EQ(outTags, Tags(8, 7));
+    EXPECT_EQ(TrianglesWithoutIterations(0, {3, 3, 3}, 10, outTags), 8U);
+    EXPECT_EQ(std::count(outTags.begin(), outTags.end(), 3), 1);
+}
+
+TEST(IsotropicRemeshStars, StayWhereACreaseOrATagBoundaryMeetsThem)
+{
+    Tags outTags;
+    EXPECT_EQ(TrianglesWithoutIterations(0.5, {7, 7, 7}, 10, outTags), 10U) << "a spike";
+    EXPECT_EQ(TrianglesWithoutIterations(0, {7, 7, 3}, 10, outTags), 10U) << "a tag's corner";
+}
+
+TEST(IsotropicRemeshStars, WithoutCreasesTheGreatestAreaNamesTheTag)
+{
+    Tags outTags;
+    EXPECT_EQ(TrianglesWithoutIterations(0.5, {7, 7, 7}, 180, outTags), 8U);
+    // Areas 0.3, 0.4 and 0.3 of the face, for the triangles across from c, a and b.
+    EXPECT_EQ(TrianglesWithoutIterations(0, {3, 4, 5}, 180, outTags), 8U);
+    EXPECT_EQ(std::count(outTags.begin(), outTags.end(), 4), 1);
+    EXPECT_EQ(TrianglesWithoutIterations(0, {3, 4, 3}, 180, outTags), 8U);
+    EXPECT_EQ(std::count(outTags.begin(), outTags.end(), 3), 1) << "0.6 in two triangles";
+}
+
+TEST(IsotropicRemeshStars, ATetrahedronStays)
+{
+    // Each of its points is the middle of a star; without one it would be two triangles back to
+    // back.
+    const IndexedMesh out = Remeshed(Support::Tetrahedron(), 180, 10, 0, true);
+    EXPECT_EQ(SetOf(out), SetOf(Support::Tetrahedron()));
+}
+
+TEST(IsotropicRemeshStars, StarsInStarsGoWithinFivePasses)
+{
+    // In descending order of their numbers one goes in each pass: of seven two stay.
+    for (const int levels : {4, 5, 7}) {
+        IndexedMesh mesh = Support::Octahedron();
+        for (int level = 0; level < levels; ++level) {
+            const int n = static_cast<int>(mesh.points.size());
+            const int a = mesh.indices[0];
+            const int b = mesh.indices[1];
+            const int c = mesh.indices[2];
+            mesh.points.push_back((Support::PointOf(mesh, 0) + Support::PointOf(mesh, 1) +
+                                   Support::PointOf(mesh, 2)) /
+                                  3.0);
+            mesh.indices.erase(mesh.indices.begin(), mesh.indices.begin() + 3);
+            mesh.indices.insert(mesh.indices.begin(), {n, a, b, n, b, c, n, c, a});
+        }
+        const IndexedMesh out = Remeshed(mesh, 10, 5, 0, true);
+        EXPECT_EQ(out.indices.size() / 3,
+                  static_cast<std::size_t>(8 + 2 * std::max(0, levels - 5)));
+    }
+}
+
+TEST(IsotropicRemeshStars, TheirCornersMoveAfterward)
+{
+    // A point whose own half-edge was a spoke takes part in the passes like any other.
+    IndexedMesh fan = Support::Fan(6, true);
+    fan.points[0] = {0.3, 0.1, 0};
+    const Vec3d center = (fan.points[0] + fan.points[1] + fan.points[2]) / 3.0;
+    fan.points.push_back(center);
+    fan.indices.erase(fan.indices.begin(), fan.indices.begin() + 3);
+    fan.indices.insert(fan.indices.begin(), {7, 0, 1, 7, 1, 2, 7, 2, 0});
+    const IndexedMesh out = Remeshed(fan, 10, 1, 60, true);
+    ASSERT_EQ(out.points.size(), 7U);
+    EXPECT_TRUE(HasPoint(out, {0, 0, 0}, 1e-6));
+}
+
+TEST(IsotropicRemeshStars, GoInThePlaneToo)
+{
+    const PlaneMesh star{{{0, 0}, {3, 0}, {0, 3}, {1, 1}}, {3, 0, 1, 3, 1, 2, 3, 2, 0}};
+    PlaneMesh out;
+    Mesh::IsotropicRemesh(star, out, 2, 0, true); // the longest spoke is 2.236
+    EXPECT_EQ(out.indices.size(), 3U);
+    EXPECT_EQ(out.points.size(), 3U);
+    Mesh::IsotropicRemesh(star, out, 1.6, 0, true);
+    EXPECT_EQ(out.indices.size(), 9U);
+}
+
+// --- in the plane -------------------------------------------------------------------------------
+
+TEST(IsotropicRemeshPlane, NoTriangleTurnsOver)
+{
+    for (int trial = 0; trial < 20; ++trial) {
+        SCOPED_TRACE(trial);
+        Support::Random random(static_cast<std::uint64_t>(trial));
+        PlaneMesh mesh = InThePlane(Support::Grid(14, 14));
+        for (Vec2d& p : mesh.points) {
+            const bool isInner = p[0] > 0 && p[0] < 14 && p[1] > 0 && p[1] < 14;
+            p += isInner ? random.Vector<2, double>(-0.3, 0.3) : Vec2d{};
+        }
+        const double sign = trial % 2 == 0 ? 1 : -1;
+        if (sign < 0) { // clockwise throughout
+            for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+                std::swap(mesh.indices[i], mesh.indices[i + 1]);
+            }
+        }
+        PlaneMesh out;
+        Mesh::IsotropicRemesh(mesh, out, random.Between(0.5, 2.5), 10, trial % 3 == 0);
+        double area = 0;
+        for (const double a : Support::AreasOf(out)) {
+            EXPECT_GT(sign * a, 0);
+            area += a;
+        }
+        EXPECT_NEAR(sign * area, 196, 1e-9);
+        EXPECT_EQ(Support::EulerOf(out), 1);
+    }
+}
+
+// --- thin sheets --------------------------------------------------------------------------------
+
+TEST(IsotropicRemeshThinSheet, NodesReturnToTheirOwnWall)
+{
+    // A shell of two spheres, radii 1 and 0.97, and an edge length whose chords bend away by 0.04.
+    IndexedMesh shell = Support::Sphere(4);
+    IndexedMesh inner = shell;
+    for (Vec3d& p : inner.points) {
+        p *= 0.97;
+    }
+    for (std::size_t i = 0; i < inner.indices.size(); i += 3) {
+        std::swap(inner.indices[i], inner.indices[i + 1]);
+    }
+    shell = Support::Together(shell, inner);
+    const IndexedMesh out = Remeshed(shell, 60, 0.55, 10, true);
+    EXPECT_EQ(Support::EulerOf(out), 4);
+    int wrong = 0;
+    for (std::size_t i = 0; i < out.indices.size(); i += 3) {
+        const Vec3d a = Support::PointOf(out, i);
+        const Vec3d normal =
+            (Support::PointOf(out, i + 1) - a) ^ (Support::PointOf(out, i + 2) - a);
+        const bool isOuter = normal * a > 0;
+        for (std::size_t corner = 0; corner < 3; ++corner) {
+            const double radius = Length(Support::PointOf(out, i + corner));
+            wrong += isOuter == (radius > 0.985) ? 0 : 1;
+        }
+    }
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST(IsotropicRemeshThinSheet, ATubeKeepsItsWall)
+{
+    const auto file = Support::SharedData("meshes_cad/round.stl");
+    SORVANE_NEED_DATA(file);
+    const IndexedMesh tube = Support::WeldedStl<double>(file);
+    // A wall of 0.3 and a radius of 2.5: chords of 2 bend away by 0.2.
+    const double drift =
+        Support::VolumeOf(Remeshed(tube, 40, 2, 5, true)) / Support::VolumeOf(tube) - 1;
+    EXPECT_LT(std::fabs(drift), 0.05) << "by the nearest facet alone it is -0.12";
+}
+
+// --- real parts ---------------------------------------------------------------------------------
+
+struct PartCase {
+    const char* name;
+    const char* file;
+    double angle;
+    double factor; ///< of the mean edge
+    double
+        drift; ///< share of the volume that may change: on CAD parts the edges are as long as radii
+    double within; ///< share of edges between 0.8 and 4/3 of the length, at least
+};
+
+class IsotropicRemeshPart : public testing::TestWithParam<PartCase> {};
+
+TEST_P(IsotropicRemeshPart, KeepsWhatItPromises)
+{
+    const PartCase& part = GetParam();
+    const auto file = Support::SharedData(part.file);
+    SORVANE_NEED_DATA(file);
+    const IndexedMesh source = Support::WeldedStl<double>(file);
+    const double length = part.factor * Support::MeanEdge(source);
+    IndexedMesh out;
+    const unsigned iterations = Mesh::IsotropicRemesh(source, out, part.angle, length, 5, true);
+    EXPECT_LE(iterations, 5U);
+
+    // The result is welded within 1e-12, which closes cracks of a part in meters: so is what it is
+    // compared with.
+    IndexedMesh welded = source;
+    Mesh::FilterForUniqueness(welded, 1e-12);
+    EXPECT_EQ(Support::FaultsOf(out).overfull, 0);
+    EXPECT_EQ(Support::FaultsOf(out).open, Support::FaultsOf(welded).open);
+    EXPECT_EQ(Support::EulerOf(out), Support::EulerOf(welded));
+    EXPECT_NEAR(Support::VolumeOf(out) / Support::VolumeOf(source), 1, part.drift);
+    EXPECT_GE(Support::ShareWithin(out, 0.8 * length, 4.0 / 3 * length), part.within);
+
+    // Every point lies on the source.
+    double extent = 0;
+    for (const Vec3d& p : source.points) {
+        extent = std::max(extent, Length(p - source.points.front()));
+    }
+    EXPECT_LE(Support::GreatestDistance(out, source, 200), 1e-12 * extent);
+
+    // Creases and boundaries are where they were.
+    const auto features = Support::FeatureSegments(source, part.angle);
+    const auto edges = Support::EdgeUses(out);
+    const std::size_t step = features.size() / 60 + 1;
+    for (std::size_t i = 0; i < features.size(); i += step) {
+        const auto& [a, b] = features[i];
+        for (const double t : {0.0, 0.3, 0.5, 1.0}) {
+            const Vec3d p = a + (b - a) * t;
+            double nearest = kInfinity;
+            for (const auto& [edge, count] : edges) {
+                const Vec3d& u = out.points[static_cast<std::size_t>(edge.first)];
+                const Vec3d& v = out.points[static_cast<std::size_t>(edge.second)];
+                // Far ones are left out by their box.
+                bool isNear = true;
+                for (int axis = 0; axis < 3; ++axis) {
+                    isNear = isNear && p[axis] >= std::min(u[axis], v[axis]) - 1e-3 * extent &&
+                             p[axis] <= std::max(u[axis], v[axis]) + 1e-3 * extent;
+                }
+                if (isNear) {
+                    nearest = std::min(nearest, Support::DistanceToTriangle(p, u, v, v));
+                }
+            }
+            EXPECT_LE(nearest, 1e-9) << p;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shared, IsotropicRemeshPart,
+    testing::Values(
+        PartCase{"Spot", "meshes_organic/spot.stl", 60, 1, 0.002, 0.95},
+        PartCase{"Fish", "meshes_organic/fish.stl", 60, 1.5, 0.01, 0.9},
+        PartCase{"PlateHoles", "meshes_cad/plate_holes.STL", 30, 0.3, 0.01, 0.4},
+        PartCase{"IdlerRiser", "meshes_cad/idler_riser.STL", 30, 0.5, 0.01, 0.3},
+        PartCase{"NistCtc01", "meshes_nist/nist_ctc_01_asme1_rd.stl", 30, 0.5, 0.01, 0.4},
+        PartCase{"NistFtc11", "meshes_nist/nist_ftc_11_asme1_rb.stl", 30, 0.5, 0.01, 0.4}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST(IsotropicRemesh, NeedlesAlongFeaturesAreNoEndlessWork)
+{
+    // Feature chords far shorter than the length: what remeshers that protect them never finish.
+    // The result is as long as the surface asks for, about area over the area of an equilateral
+    // triangle, and what the features hold besides.
+    const auto file = Support::SharedData("meshes_nist/nist_ftc_06_asme1_rd.stl");
+    SORVANE_NEED_DATA(file);
+    const IndexedMesh source = Support::WeldedStl<double>(file);
+    IndexedMesh out;
+    EXPECT_LE(Mesh::IsotropicRemesh(source, out, 40, 5, 30, true), 30U);
+    double area = 0;
+    for (std::size_t i = 0; i < source.indices.size(); i += 3) {
+        area += Length((Support::PointOf(source, i + 1) - Support::PointOf(source, i)) ^
+                       (Support::PointOf(source, i + 2) - Support::PointOf(source, i))) /
+                2;
+    }
+    const double ideal = area / (std::sqrt(3.0) / 4 * 25);
+    EXPECT_LT(static_cast<double>(out.indices.size() / 3),
+              3 * ideal + 8 * static_cast<double>(Support::FeatureSegments(source, 40).size()));
+    EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
+}
+
+TEST(IsotropicRemesh, PartsWithDegenerateTrianglesAndPinches)
+{
+    for (const char* name :
+         {"with_degenerate/nist_ctc_05.stl", "with_degenerate/nist_ftc_06.stl"}) {
+        const auto file = Support::SharedData(name);
+        SORVANE_NEED_DATA(file);
+        const IndexedMesh source = Support::WeldedStl<double>(file);
+        // Without the triples that name a point twice, as a mesh takes them.
+        IndexedMesh clean = source;
+        clean.indices.clear();
+        for (std::size_t i = 0; i < source.indices.size(); i += 3) {
+            const int a = source.indices[i];
+            const int b = source.indices[i + 1];
+            const int c = source.indices[i + 2];
+            if (a != b && b != c && c != a) {
+                clean.indices.insert(clean.indices.end(), {a, b, c});
+            }
+        }
+        ASSERT_LT(clean.indices.size(), source.indices.size()) << "nothing degenerate in it";
+        const IndexedMesh out = Remeshed(source, 40, 0, 3, true);
+        EXPECT_EQ(Support::FaultsOf(out), Support::FaultsOf(clean)) << name;
+        EXPECT_EQ(Support::EulerOf(out), Support::EulerOf(clean)) << name;
+        EXPECT_NEAR(Support::VolumeOf(out) / Support::VolumeOf(clean), 1, 0.02) << name;
+    }
+}
+
+// --- threads ------------------------------------------------------------------------------------
+
+TEST(IsotropicRemesh, TheSameBitsForAnyNumberOfThreads)
+{
+    IndexedMesh one;
+    Support::WithThreads(1, [&] { one = Remeshed(Support::Sphere(5), 60, 0, 3, true); });
+    for (const int threads : {2, 4}) {
+        Support::WithThreads(threads, [&] {
+            EXPECT_EQ(Remeshed(Support::Sphere(5), 60, 0, 3, true), one) << threads;
+        });
+    }
+}
+
+// --- hostile input ------------------------------------------------------------------------------
+
+TEST(IsotropicRemeshHostile, EmptyMeshesAndNaNLengthsGiveNothing)
+{
+    IndexedMesh out = Support::Cube();
+    Tags outTags{1, 2};
+    const IndexedMesh incomplete{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {0, 1, 2, 0}};
+    for (const IndexedMesh& mesh : {IndexedMesh{}, IndexedMesh{{{1, 2, 3}}, {}}, incomplete}) {
+        out = Support::Cube();
+        outTags = {1, 2};
+        EXPECT_EQ(Mesh::IsotropicRemesh(mesh, {}, out, outTags, 10, 1, 3, true), 0U);
+        EXPECT_EQ(out, IndexedMesh{});
+        EXPECT_EQ(outTags, Tags{});
+    }
+    out = Support::Cube();
+    outTags = {1, 2};
+    EXPECT_EQ(Mesh::IsotropicRemesh(Support::Cube(), {}, out, outTags, 10, kNaN, 3, true), 0U);
+    EXPECT_EQ(out, IndexedMesh{});
+    EXPECT_EQ(outTags, Tags{});
+    PlaneMesh plane = InThePlane(Support::Grid(1, 1));
+    EXPECT_EQ(Mesh::IsotropicRemesh(PlaneMesh{}, plane, 1, 3, true), 0U);
+    EXPECT_EQ(plane, PlaneMesh{});
+}
+
+TEST(IsotropicRemeshHostile, InfiniteLengthsAndAnglesThatAreNoNumbersEnd)
+{
+    const IndexedMesh sphere = Support::Sphere(3);
+    for (const double length : {kInfinity, -kInfinity, 1e300, -1e300}) {
+        const IndexedMesh out = Remeshed(sphere, 60, length, 4, true);
+        EXPECT_LE(out.indices.size(), sphere.indices.size()) << length;
+        EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
+        EXPECT_EQ(Support::EulerOf(out), 2);
+    }
+    for (const double angle : {kNaN, kInfinity, -kInfinity, -5.0, 0.0, 400.0}) {
+        const IndexedMesh out = Remeshed(sphere, angle, 0.2, 4, true);
+        EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{}) << angle;
+        EXPECT_EQ(Support::EulerOf(out), 2) << angle;
+    }
+}
+
+TEST(IsotropicRemeshHostile, ACoordinateThatIsNoNumberSpoilsItsNeighborsOnly)
+{
+    for (const double bad : {kNaN, kInfinity, -kInfinity}) {
+        for (const double length : {0.0, 0.5}) {
+            IndexedMesh grid = Support::Grid(8, 8);
+            grid.points[40][1] = bad;
+            const IndexedMesh out = Remeshed(grid, 10, length, 4, true);
+            const auto notFinite =
+                std::count_if(out.points.begin(), out.points.end(),
+                              [](const Vec3d& p) { return !std::isfinite(p[0] + p[1] + p[2]); });
+            // An infinite edge is split, as long edges are; NaN has no length.
+            EXPECT_GE(notFinite, 1) << bad;
+            EXPECT_LT(out.indices.size() / 3, 20000U) << "no explosion";
+            EXPECT_EQ(Support::FaultsOf(out).overfull, 0);
+            for (const Vec3d& corner : {Vec3d(0, 0, 0), Vec3d(8, 8, 0)}) {
+                EXPECT_TRUE(HasPoint(out, corner, 0));
+            }
+        }
+    }
+    IndexedMesh all = Support::Cube();
+    for (Vec3d& p : all.points) {
+        p = {kNaN, kNaN, kNaN};
+    }
+    Remeshed(all, 10, 0.1, 3, true);
+    PlaneMesh plane = InThePlane(Support::Grid(4, 4));
+    plane.points[12] = {kNaN, 0};
+    PlaneMesh out;
+    Mesh::IsotropicRemesh(plane, out, 0.3, 4, true);
+    EXPECT_LT(out.indices.size() / 3, 5000U);
+}
+
+TEST(IsotropicRemeshHostile, WrongSubscriptsAreLeftOut)
+{
+    IndexedMesh grid = Support::Grid(3, 3);
+    grid.indices.insert(grid.indices.end(),
+                        {0, 1, 99, -1, 2, 3, 4, 4, 5, std::numeric_limits<int>::max(), 0, 1});
+    const Tags tags(grid.indices.size() / 3, 3);
+    IndexedMesh out;
+    Tags outTags;
+    Mesh::IsotropicRemesh(grid, tags, out, outTags, 10, 0, 0, true);
+    EXPECT_EQ(SetOf(out), SetOf(Support::Grid(3, 3)));
+    EXPECT_EQ(outTags, Tags(18, 3));
+    IndexedMesh none{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {0, 1, 7}};
+    EXPECT_EQ(Remeshed(none, 10, 0, 3, true), IndexedMesh{});
+}
+
+TEST(IsotropicRemeshHostile, ThirdTrianglesOfAnEdgeAreLeftOut)
+{
+    const IndexedMesh out = Remeshed(Support::Fins(5), 10, 0.2, 4, true);
+    EXPECT_EQ(Support::FaultsOf(out).overfull, 0);
+    Support::Random random(11);
+    for (int trial = 0; trial < 100; ++trial) {
+        const auto garbage = Support::GarbageMesh<3, double>(random, 20, 40);
+        const IndexedMesh remeshed = Remeshed(garbage, 40, 0.4, 3, trial % 2 == 0);
+        EXPECT_EQ(Support::FaultsOf(remeshed).overfull, 0) << trial;
+        const auto flat = Support::GarbageMesh<2, double>(random, 20, 40);
+        PlaneMesh plane;
+        Mesh::IsotropicRemesh({flat.points, flat.indices}, plane, 0.4, 3, trial % 2 == 0);
+    }
+}
+
+TEST(IsotropicRemeshHostile, BodiesThatTouchInAPointStayTogether)
+{
+    // Two cubes corner to corner: the point where both meet stays, with both fans.
+    IndexedMesh other = Support::Cube();
+    for (Vec3d& p : other.points) {
+        p += Vec3d(1, 1, 1);
+    }
+    IndexedMesh both = Support::Together(Support::Cube(), other);
+    Mesh::FilterForUniqueness(both, 0.0);
+    ASSERT_EQ(both.points.size(), 15U);
+    const IndexedMesh out = Remeshed(both, 30, 0.3, 6, true);
+    EXPECT_TRUE(HasPoint(out, {1, 1, 1}, 0));
+    EXPECT_NEAR(Support::VolumeOf(out), 2, 1e-12);
+    EXPECT_EQ(Support::EulerOf(out), 3);
+    EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
+}
+
+TEST(IsotropicRemeshHostile, SmallAndFarBodiesAreRemeshedAlike)
+{
+    const IndexedMesh sphere = Support::Sphere(3);
+    const std::size_t expected = Remeshed(sphere, 60, 0.25, 6, true).indices.size();
+    IndexedMesh far = sphere;
+    for (Vec3d& p : far.points) {
+        p += Vec3d(1e6, -1e6, 1e6);
+    }
+    const IndexedMesh farOut = Remeshed(far, 60, 0.25, 6, true);
+    EXPECT_EQ(Support::EulerOf(farOut), 2);
+    EXPECT_NEAR(static_cast<double>(farOut.indices.size()), static_cast<double>(expected),
+                0.05 * static_cast<double>(expected));
+    IndexedMesh small = sphere;
+    for (Vec3d& p : small.points) {
+        p *= 1e-3; // a model in meters
+    }
+    EXPECT_EQ(Remeshed(small, 60, 0.25e-3, 6, true).indices.size(), expected);
+}
+
+TEST(IsotropicRemeshHostile, CollapsedBodiesEnd)
+{
+    IndexedMesh line = Support::Sphere(2);
+    for (Vec3d& p : line.points) {
+        p = {p[0], 0, 0};
+    }
+    Remeshed(line, 40, 0.1, 4, true);
+    IndexedMesh point = Support::Sphere(2);
+    for (Vec3d& p : point.points) {
+        p = {1, 2, 3};
+    }
+    const IndexedMesh out = Remeshed(point, 40, 0, 4, true);
+    EXPECT_LE(out.points.size(), 1U) << "welded";
+}
+
+TEST(IsotropicRemeshHostile, AMeshMayBeItsOwnOutput)
+{
+    IndexedMesh mesh = Support::Sphere(3);
+    Tags tags(mesh.indices.size() / 3, 4);
+    const IndexedMesh expected = Remeshed(mesh, 60, 0.2, 3, true);
+    EXPECT_EQ(Mesh::IsotropicRemesh(mesh, tags, mesh, tags, 60, 0.2, 3, true), 3U);
+    EXPECT_EQ(mesh, expected);
+    EXPECT_EQ(tags, Tags(mesh.indices.size() / 3, 4));
+}
+
+} // namespace
