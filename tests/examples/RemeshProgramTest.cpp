@@ -1,7 +1,7 @@
 // The remeshing program as a user runs it: what it writes, what it says, and when it warns.
 
 #include "tests/examples/ProgramRun.h"
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/MeshMeasures.h"
 #include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
