@@ -58,8 +58,9 @@ SORVANE_API bool LineLine(const VecBase<2, double>& a0, const VecBase<2, double>
 /// end that is itself that near the other element, the end is the hit (the bits of s0, s1 or
 /// `start`). With `boundedSegment` false the segment stands for its whole line. An arc whose radius
 /// or length, or a bounded segment whose length, is at most `tolerance` is a point: its start, or
-/// s0. An arc longer than a turn gives places of the first turn. Unused outputs are zero; with NaN
-/// or infinity all are.
+/// s0. An arc longer than a turn gives places of the first turn. A crossing that is no finite point,
+/// as of sizes that differ by more than some 1e150, is no hit. Unused outputs are zero; with NaN or
+/// infinity all are.
 template <class T>
 int ArcSegment(const VecBase<2, T>& center, const VecBase<2, T>& start, T length,
                const VecBase<2, T>& s0, const VecBase<2, T>& s1, VecBase<2, T>& hit0,
