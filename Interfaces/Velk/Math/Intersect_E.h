@@ -168,8 +168,12 @@ SORVANE_API bool SphereTriangle(const VecBase<3, double>& center, double radius,
 ///
 /// The corners of triangles in a tilted plane are off it by their own rounding. Triangles that lie in
 /// one plane as far as that rounding can tell are taken to lie in it, and whether they overlap there
-/// is decided exactly: a tolerance below the rounding, 0 included, finds every overlap. The result
-/// does not depend on the order of the triangles or of their corners.
+/// is decided exactly: a tolerance below the rounding, 0 included, finds every overlap of triangles
+/// with area whose coordinates were each rounded once. Corners that gathered several roundings may
+/// lie farther off the plane; a triangle no wider than about a thousand times its rounding has no
+/// plane of its own; and one without any area is a segment or a point. Such pairs are decided
+/// exactly, as their coordinates stand. The result does not depend on the order of the triangles or
+/// of their corners, nor on their common size.
 SORVANE_API bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1,
                                   const VecBase<3, double>& a2, const VecBase<3, double>& b0,
                                   const VecBase<3, double>& b1, const VecBase<3, double>& b2,
