@@ -66,6 +66,8 @@ struct Meeting {
 };
 
 /// The box around both triangles; nothing when their own boxes are farther apart than `tolerance`.
+/// A type of its own, as the library's box of points stands above the math base, and as one pass
+/// over the corners here tells a gap too and bounds the rounding.
 struct CommonBox {
     Vec3d low;
     Vec3d high;
