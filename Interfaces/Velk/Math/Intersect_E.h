@@ -157,8 +157,10 @@ SORVANE_API bool SegmentTriangleHitPoint(const VecBase<3, double>& a, const VecB
                                          const VecBase<3, double>& s1, VecBase<3, double>* hit,
                                          double tolerance);
 
-/// Does the closed ball meet the filled triangle? Touching counts; a ball of negative radius is
-/// empty.
+/// Does the closed ball meet the filled triangle: is their distance at most `radius`? Touching
+/// counts. The comparison is taken as it stands, and no distance is at most a negative radius: such
+/// a ball is empty here, whereas the search trees, which compare squares, take a radius by its
+/// magnitude.
 SORVANE_API bool SphereTriangle(const VecBase<3, double>& center, double radius,
                                 const VecBase<3, double>& a, const VecBase<3, double>& b,
                                 const VecBase<3, double>& c);
