@@ -800,6 +800,15 @@ TEST(SphereTriangle, TouchingCounts)
     EXPECT_TRUE(Intersect::SphereTriangle({1, 2, 0}, 2, {0, 0, 0}, {2, 0, 0}, {1, 0, 0}));
 }
 
+TEST(SphereTriangle, ABallOfNegativeRadiusIsEmpty)
+{
+    const Corners t{Vec3d{0, 0, 0}, Vec3d{4, 0, 0}, Vec3d{0, 4, 0}};
+    EXPECT_TRUE(Intersect::SphereTriangle({1, 1, 0}, 0, t[0], t[1], t[2]));
+    for (const double radius : {-1e-300, -1.0, -9.0, -kInf}) {
+        EXPECT_FALSE(Intersect::SphereTriangle({1, 1, 0}, radius, t[0], t[1], t[2])) << radius;
+    }
+}
+
 TEST(SphereTriangle, AgreesWithSampling)
 {
     ::Test::Random random(51);
