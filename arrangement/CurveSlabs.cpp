@@ -405,7 +405,9 @@ private:
         return -1;
     }
 
-    /// The box of what a curve has of its surroundings in a slab.
+    /// The box of what a curve has of its surroundings in a slab: an interval of places along the
+    /// sweep and one of heights, which are asked separately. Not a box of points: where the slab
+    /// lies beyond the curve, its interval of places is empty and its heights mean nothing.
     struct Box {
         double from, to, bottom, top;
     };

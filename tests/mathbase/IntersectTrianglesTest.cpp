@@ -800,6 +800,15 @@ TEST(SphereTriangle, TouchingCounts)
     EXPECT_TRUE(Intersect::SphereTriangle({1, 2, 0}, 2, {0, 0, 0}, {2, 0, 0}, {1, 0, 0}));
 }
 
+TEST(SphereTriangle, ABallOfNegativeRadiusIsEmpty)
+{
+    const Corners t{Vec3d{0, 0, 0}, Vec3d{4, 0, 0}, Vec3d{0, 4, 0}};
+    EXPECT_TRUE(Intersect::SphereTriangle({1, 1, 0}, 0, t[0], t[1], t[2]));
+    for (const double radius : {-1e-300, -1.0, -9.0, -kInf}) {
+        EXPECT_FALSE(Intersect::SphereTriangle({1, 1, 0}, radius, t[0], t[1], t[2])) << radius;
+    }
+}
+
 TEST(SphereTriangle, AgreesWithSampling)
 {
     Support::Random random(51);
@@ -1280,6 +1289,199 @@ TEST(TriangleTriangle, OverlapInATiltedPlaneWithAToleranceBelowRounding)
     }
     EXPECT_GT(met, 500);
     EXPECT_GT(apart, 300);
+}
+
+// Triangles of length 2 about a common center in a tilted plane. There differences are larger than
+// coordinates, so that plain heights above a thin triangle lose more than its corners did.
+TEST(TriangleTriangle, OverlapOfThinTiltedTrianglesAboutACommonCenter)
+{
+    using Flat = std::array<Vec2d, 3>;
+    // How far the second triangle reaches over the side of the first that it reaches over least.
+    const auto leastReach = [](const Flat& a, const Flat& b) {
+        const double turn = ((a[1] - a[0]) ^ (a[2] - a[0])) > 0 ? 1 : -1;
+        double least = kInf;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const Vec2d side = a[(i + 1) % 3] - a[i];
+            double reach = -kInf;
+            for (const Vec2d& p : b) {
+                reach = std::max(reach, turn * (side ^ (p - a[i])) / Vector::Length(side));
+            }
+            least = std::min(least, reach);
+        }
+        return least;
+    };
+    ::Test::Random random(1301);
+    int met = 0;
+    int apart = 0;
+    for (int trial = 0; trial < 30'000; ++trial) {
+        const double width = std::array{0.1, 0.03, 0.01}[static_cast<std::size_t>(trial % 3)];
+        const Vec3d u = Vector::Normalized(random.Vector<3, double>(-1, 1), 0.0);
+        const Vec3d v = Vector::Normalized(u ^ random.Vector<3, double>(-1, 1), 0.0);
+        std::array<Flat, 2> flat;
+        std::array<Corners, 2> t;
+        for (std::size_t k = 0; k < 2; ++k) {
+            const double angle = random.Between(-M_PI, M_PI);
+            const Vec2d along{std::cos(angle), std::sin(angle)};
+            const std::array<double, 3> place{1.0, -1.0, random.Between(-1, 1)};
+            for (std::size_t i = 0; i < 3; ++i) {
+                flat[k][i] = along * place[i] +
+                             Vec2d(-along.y(), along.x()) * (width * random.Between(-1, 1));
+                for (int axis = 0; axis < 3; ++axis) { // rounded once
+                    using L = long double;
+                    t[k][i][axis] = static_cast<double>(L(u[axis]) * L(flat[k][i].x()) +
+                                                        L(v[axis]) * L(flat[k][i].y()));
+                }
+            }
+        }
+        const double reach = std::min(leastReach(flat[0], flat[1]), leastReach(flat[1], flat[0]));
+        if (std::fabs(reach) < 1e-6) {
+            continue;
+        }
+        (reach > 0 ? met : apart) += 1;
+        ASSERT_EQ(Meet(t[0], t[1], 0.0).found, reach > 0) << trial;
+        ASSERT_EQ(Meet(t[1], t[0], 0.0).found, reach > 0) << trial;
+    }
+    EXPECT_GT(met, 10'000);
+    EXPECT_GT(apart, 100);
+    const Corners a{Vec3d{0.24932403534916098, -0.39640738752644167, 0.67020658120522658},
+                    {-0.44992855260358489, 0.62297509892907976, -0.90202278009965131},
+                    {0.20060451725442391, -0.22656771140263821, 0.23181619889442481}};
+    const Corners b{Vec3d{-0.43980479339429651, 0.60762302053683626, -0.87728502564391531},
+                    {0.38252756385860698, -0.47612081636248427, 0.58875344254648909},
+                    {0.057277229525689546, -0.13150220417435199, 0.28853158309742644}};
+    EXPECT_TRUE(MeetInEveryOrder(a, b, 0.0));
+}
+
+TEST(TriangleTriangle, SizesAtTheEndsOfTheNumberRange)
+{
+    ::Test::Random random(1302);
+    int met = 0;
+    for (int trial = 0; trial < 1500; ++trial) {
+        const WholeCorners a = RandomWholeTriangle(random, 50);
+        const WholeCorners b = RandomWholeTriangle(random, 50);
+        const bool overlap = WholeOverlap(a, b);
+        met += overlap ? 1 : 0;
+        for (const int exponent : {240, 280, 310, 500, 900, -230, -290, -310, -500, -900}) {
+            const auto lifted = [&](const WholeCorners& t, bool tilted) {
+                Corners corners;
+                for (std::size_t i = 0; i < 3; ++i) {
+                    const double x = std::ldexp(static_cast<double>(t[i][0]), exponent);
+                    const double y = std::ldexp(static_cast<double>(t[i][1]), exponent);
+                    corners[i] = {x, y, tilted ? x + 2 * y : 0};
+                }
+                return corners;
+            };
+            for (const bool tilted : {false, true}) {
+                const TrianglesMeet r = Meet(lifted(a, tilted), lifted(b, tilted), 0.0);
+                ASSERT_EQ(r.found, overlap) << trial << ' ' << exponent << ' ' << tilted;
+                ASSERT_EQ(r.coplanar, overlap) << trial << ' ' << exponent << ' ' << tilted;
+            }
+        }
+    }
+    EXPECT_GT(met, 300);
+    // An upright triangle through a lying one: the common segment has the size of both.
+    for (const int exponent : {300, 600, -300, -600}) {
+        const auto sized = [&](Corners t) {
+            for (Vec3d& p : t) {
+                p = p * std::ldexp(1.0, exponent);
+            }
+            return t;
+        };
+        const TrianglesMeet r = Meet(sized({Vec3d{0, 0, 0}, {4, 0, 0}, {0, 4, 0}}),
+                                     sized({Vec3d{1, 1, -1}, {2, 1, 0}, {1, 1, 1}}), 0.0);
+        EXPECT_TRUE(r.found);
+        EXPECT_EQ(r.p + r.q, Vec3d(3, 2, 0) * std::ldexp(1.0, exponent));
+    }
+}
+
+// A triangle without area is a segment or a point. Oracle: no direction separates two plane figures
+// exactly when none along or across one of their sides does, in whole numbers.
+TEST(TriangleTriangle, TrianglesWithoutAreaMeetExactly)
+{
+    const auto separates = [](const WholeCorners& a, const WholeCorners& b, long long x,
+                              long long y) {
+        const auto range = [&](const WholeCorners& t) {
+            std::array<long long, 3> at{};
+            for (std::size_t i = 0; i < 3; ++i) {
+                at[i] = t[i][0] * x + t[i][1] * y;
+            }
+            return std::pair{*std::min_element(at.begin(), at.end()),
+                             *std::max_element(at.begin(), at.end())};
+        };
+        const auto [lowA, highA] = range(a);
+        const auto [lowB, highB] = range(b);
+        return highA < lowB || highB < lowA;
+    };
+    const auto meet = [&](const WholeCorners& a, const WholeCorners& b) {
+        if (separates(a, b, 1, 0) || separates(a, b, 0, 1)) {
+            return false;
+        }
+        for (const WholeCorners* t : {&a, &b}) {
+            for (std::size_t i = 0; i < 3; ++i) {
+                const long long x = (*t)[(i + 1) % 3][0] - (*t)[i][0];
+                const long long y = (*t)[(i + 1) % 3][1] - (*t)[i][1];
+                if (separates(a, b, x, y) || separates(a, b, -y, x)) {
+                    return false;
+                }
+            }
+        }
+        return true;
+    };
+    ::Test::Random random(1303);
+    std::array<int, 2> seen{};
+    for (int trial = 0; trial < 6000; ++trial) {
+        const int size = trial % 2 == 0 ? 4 : 1'000'000;
+        const auto whole = [&] { return random.Below(2 * size + 1) - size; };
+        WholeCorners line{};
+        line[0] = {whole(), whole()};
+        line[1] = {whole(), whole()};
+        line[2] = line[static_cast<std::size_t>(trial % 3 == 0)];
+        if (trial % 7 == 0) { // three on a line
+            line[2] = {2 * line[1][0] - line[0][0], 2 * line[1][1] - line[0][1]};
+        } else if (trial % 11 == 0) {
+            line[1] = line[2] = line[0];
+        }
+        WholeCorners other{};
+        for (auto& p : other) {
+            p = {whole(), whole()};
+        }
+        if (trial % 5 == 0) {
+            other[2] = other[1];
+        }
+        const bool expected = meet(line, other);
+        for (int axis = 0; axis < 4; ++axis) { // 3: a tilted plane
+            const auto lifted = [&](const WholeCorners& t) {
+                Corners corners;
+                for (std::size_t i = 0; i < 3; ++i) {
+                    const auto x = static_cast<double>(t[i][0]);
+                    const auto y = static_cast<double>(t[i][1]);
+                    if (axis == 3) {
+                        corners[i] = {x, y, x + 2 * y};
+                    } else {
+                        corners[i][axis] = 0.1;
+                        corners[i][(axis + 1) % 3] = x;
+                        corners[i][(axis + 2) % 3] = y;
+                    }
+                }
+                return corners;
+            };
+            const Corners a = lifted(line);
+            const Corners b = lifted(other);
+            ASSERT_EQ(MeetInEveryOrder(a, b, 0.0), expected) << trial << ' ' << axis;
+            const TrianglesMeet r = Meet(a, b, 0.0);
+            ++seen[expected ? 1 : 0];
+            if (expected) {
+                for (const Vec3d& p : {r.p, r.q}) {
+                    ASSERT_LE(Distance(p, NearestOn(a, p)), 1e-14 * size) << trial;
+                    ASSERT_LE(Distance(p, NearestOn(b, p)), 1e-14 * size) << trial;
+                }
+            }
+        }
+    }
+    EXPECT_GT(seen[0], 3000);
+    EXPECT_GT(seen[1], 1500);
+    EXPECT_TRUE(MeetInEveryOrder({Vec3d{2, 0, 0}, {-3, 2, 0}, {-3, 2, 0}},
+                                 {Vec3d{3, -2, 0}, {-1, 3, 0}, {-3, -4, 0}}, 0.0));
 }
 
 // --- FindCircumsphere ---------------------------------------------------------------------------
