@@ -1310,7 +1310,7 @@ TEST(TriangleTriangle, OverlapOfThinTiltedTrianglesAboutACommonCenter)
         }
         return least;
     };
-    ::Test::Random random(1301);
+    Support::Random random(1301);
     int met = 0;
     int apart = 0;
     for (int trial = 0; trial < 30'000; ++trial) {
@@ -1354,7 +1354,7 @@ TEST(TriangleTriangle, OverlapOfThinTiltedTrianglesAboutACommonCenter)
 
 TEST(TriangleTriangle, SizesAtTheEndsOfTheNumberRange)
 {
-    ::Test::Random random(1302);
+    Support::Random random(1302);
     int met = 0;
     for (int trial = 0; trial < 1500; ++trial) {
         const WholeCorners a = RandomWholeTriangle(random, 50);
@@ -1427,7 +1427,7 @@ TEST(TriangleTriangle, TrianglesWithoutAreaMeetExactly)
         }
         return true;
     };
-    ::Test::Random random(1303);
+    Support::Random random(1303);
     std::array<int, 2> seen{};
     for (int trial = 0; trial < 6000; ++trial) {
         const int size = trial % 2 == 0 ? 4 : 1'000'000;
