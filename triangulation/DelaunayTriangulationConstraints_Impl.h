@@ -8,8 +8,10 @@
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <new>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
@@ -81,7 +83,13 @@ bool MesherSteps<Mesher>::InsertSegment(int a, int b)
     const std::vector<std::array<int, 3>> onRight = CavityFaces(right);
     triangles.insert(triangles.end(), onRight.begin(), onRight.end());
 
+    // Nor can memory run out while the mesh is changed: as many edges come as go.
+    const int greatest = std::max(*std::max_element(left.begin(), left.end()),
+                                  *std::max_element(right.begin(), right.end()));
+    mesher_.PrepareFor(0, channel.crossed.size(), triangles.size(), greatest);
+    mesher_.HoldFreeSlots(0, channel.crossed.size(), channel.crossed.size() + 1);
     ClearChannel(channel.crossed);
+    mesher_.DropFreeSlots();
     const int constraint = mesher_.FindOrAddEdge(a, b);
     if (constraint < 0) {
         AssertSites::Report(AssertSites::kInsertEdge);
@@ -95,8 +103,11 @@ bool MesherSteps<Mesher>::InsertSegment(int a, int b)
         }
     }
     mesher_.hintFace = EdgeAt(constraint).face;
-    mesher_.Legalize(a);
-    mesher_.Legalize(b);
+    try {
+        mesher_.Legalize(a);
+        mesher_.Legalize(b);
+    } catch (const std::bad_alloc&) { // the edge is there; only flips beside it are not
+    }
     return true;
 }
 

@@ -25,8 +25,10 @@ void DelaunayMesher<Node, Edge, Facet>::ExtractMesh(std::vector<Point>& resultPo
             Impl::MesherSteps(*this).CloseHullPockets();
         }
         ClassifyRegions();
-        RemoveOuterTriangle();
-        RemoveNonInterior();
+        Impl::MesherSteps steps(*this);
+        steps.RemoveOuterTriangle(steps.NonInteriorCount());
+        steps.RemoveNonInterior();
+        this->DropFreeSlots();
     }
     resultPoints.clear();
     resultIndices.clear();
@@ -59,13 +61,18 @@ void DelaunayMesher<Node, Edge, Facet>::ClassifyRegions()
 template <class Node, class Edge, class Facet>
 void DelaunayMesher<Node, Edge, Facet>::RemoveOuterTriangle()
 {
-    Impl::MesherSteps(*this).RemoveOuterTriangle();
+    Impl::MesherSteps(*this).RemoveOuterTriangle(0);
+    this->DropFreeSlots();
 }
 
 template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::RemoveNonInterior()
 {
-    return Impl::MesherSteps(*this).RemoveNonInterior();
+    Impl::MesherSteps steps(*this);
+    this->HoldFreeSlots(0, 0, steps.NonInteriorCount());
+    const bool any = steps.RemoveNonInterior();
+    this->DropFreeSlots();
+    return any;
 }
 
 namespace Impl {
@@ -120,7 +127,7 @@ void MesherSteps<Mesher>::ClassifyRegions()
 }
 
 template <class Mesher>
-void MesherSteps<Mesher>::RemoveOuterTriangle()
+void MesherSteps<Mesher>::RemoveOuterTriangle(std::size_t furtherFaces)
 {
     std::vector<int> faces;
     std::vector<int> edges;
@@ -138,6 +145,8 @@ void MesherSteps<Mesher>::RemoveOuterTriangle()
     for (const int node : OuterRing()) {
         substitutes.emplace_back(node, FirstInnerEdge(node));
     }
+    // From here on no memory is needed.
+    mesher_.HoldFreeSlots(kOuterNodes, edges.size(), faces.size() + furtherFaces);
     for (const int face : faces) {
         if (mesher_.IsValidFace(face)) {
             Detach(face);
@@ -185,6 +194,14 @@ int MesherSteps<Mesher>::FirstInnerEdge(int node) const
         }
     });
     return lowest;
+}
+
+template <class Mesher>
+std::size_t MesherSteps<Mesher>::NonInteriorCount() const
+{
+    return static_cast<std::size_t>(
+        std::count_if(mesher_.faces_.begin(), mesher_.faces_.end(),
+                      [](const auto& face) { return face.region != 1; }));
 }
 
 template <class Mesher>

@@ -75,8 +75,13 @@ public:
     // --- regions --------------------------------------------------------------------------------
 
     void ClassifyRegions();
-    void RemoveOuterTriangle();
+    /// Both work in room on the lists of free records, which the caller drops after them:
+    /// `RemoveOuterTriangle` makes it, for so many faces more than it removes by itself, and
+    /// changes nothing where there is no memory for it; `RemoveNonInterior` finds it made.
+    void RemoveOuterTriangle(std::size_t furtherFaces);
     bool RemoveNonInterior();
+    /// Faces, deleted ones included, that are not inside.
+    std::size_t NonInteriorCount() const;
     void CloseHullPockets();
 
 private:

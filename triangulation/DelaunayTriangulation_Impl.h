@@ -30,23 +30,31 @@ template <class Node, class Edge, class Facet>
 bool DelaunayMesher<Node, Edge, Facet>::Triangulate()
 {
     const std::size_t count = points.size();
-    this->Clear();
-    // Three edges a node in the end, those of the outer triangle included.
-    this->Reserve(2 * count, 6 * (count + 1), 3 * count);
-    hasOuterTriangle = false;
-    hintFace = -1;
-    if (!Math::Impl::AreUsable(points)) {
-        return false;
+    const auto empty = [&] {
+        this->Clear();
+        hasOuterTriangle = false;
+        hintFace = -1;
+    };
+    empty();
+    try {
+        // Three edges a node in the end, those of the outer triangle included.
+        this->Reserve(2 * count, 6 * (count + 1), 3 * count);
+        if (!Math::Impl::AreUsable(points)) {
+            return false;
+        }
+        Impl::MesherSteps steps(*this);
+        steps.MakeOuterTriangle();
+        // A derived mesher may look edges up, edit the mesh in its hook, and override the edits.
+        if (typeid(*this) == typeid(DelaunayMesher) && steps.TakeOverDelaunay()) {
+            return true;
+        }
+        const bool hasHints = count >= Impl::kFewPoints;
+        return steps.InsertInOrder(hasHints ? Impl::EarlierNeighbors(points)
+                                            : std::vector<int>(count, -1));
+    } catch (...) { // memory has run out, or a derived mesher's hook has thrown
+        empty();
+        throw;
     }
-    Impl::MesherSteps steps(*this);
-    steps.MakeOuterTriangle();
-    // A derived mesher may look edges up, edit the mesh in its hook, and override the edits.
-    if (typeid(*this) == typeid(DelaunayMesher) && steps.TakeOverDelaunay()) {
-        return true;
-    }
-    const bool hasHints = count >= Impl::kFewPoints;
-    return steps.InsertInOrder(hasHints ? Impl::EarlierNeighbors(points)
-                                        : std::vector<int>(count, -1));
 }
 
 template <class Node, class Edge, class Facet>

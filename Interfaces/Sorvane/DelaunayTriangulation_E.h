@@ -84,6 +84,9 @@ struct SORVANE_API DelaunayLocation {
 /// that. Products are calculated in `double` for both types. The result is the same in every run.
 /// All loops are bounded, whatever the input.
 ///
+/// Where memory runs out, each call tells what is left. The steps for derived meshers leave a sound
+/// mesh: `InsertPoint` may have put the point in and `Legalize` may have flipped some of the edges.
+///
 /// The library has compiled the two forms named below; a host derives from them.
 template <class Node, class Edge, class Facet>
 class DelaunayMesher : public TriangleMesh<Node, Edge, Facet> {
@@ -117,11 +120,17 @@ public:
     /// outer nodes, and the numbers of faces and half-edges, may be others. It takes more time,
     /// expected O(n log n) for points that are spread somehow evenly at some scale; points in order
     /// along a bow toward others can take O(n^2) flips: mix their order if it is free.
+    ///
+    /// Where memory runs out, or `OnPointInserted` throws, the mesh is left empty.
     bool Triangulate();
 
     /// Makes the segment between two nodes an edge and marks it constrained. False, with nothing
     /// changed, when a node does not exist, or when the segment passes through a third node within
     /// the floor. An edge that it crosses goes, constrained or not. O(edges crossed) in general.
+    ///
+    /// When memory runs out it has changed nothing and throws `std::bad_alloc`. Should it run out as late
+    /// as in the flips that restore the Delaunay property beside the new edge, the edge is there, the
+    /// result is true, and those flips are left out.
     bool InsertEdge(int a, int b);
 
     /// The result: points without the outer nodes, all of them whether used or not, and three
@@ -130,6 +139,10 @@ public:
     /// With `noConstraints` the inside is the convex hull of the points; otherwise it is what an
     /// odd number of constraints separates from the outer nodes at the least. The mesh loses the
     /// outer triangle and all that lies outside; a second call writes the same.
+    ///
+    /// Where memory runs out the mesh has its outer triangle as before, or none and nothing that lies
+    /// outside; a second call gives the result. With `noConstraints` some of its triangles at the hull may then
+    /// be not Delaunay.
     void ExtractMesh(std::vector<Point>& resultPoints, std::vector<int>& resultIndices);
 
     /// Made from the input, or with a locked edge.

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <new>
 #include <string>
+#include <type_traits>
 
 namespace Support {
 
@@ -74,6 +75,20 @@ std::size_t FailEachAllocation(const Prepare& prepare, const Call& call, const C
         EXPECT_TRUE(hasThrown) << "the call went on as if nothing had happened";
         check(state);
     });
+}
+
+/// The same for a call that changes nothing and returns its result: whichever allocation fails, it
+/// throws or gives the result that it gives with all of its memory, and it gives that afterwards.
+template <class Call>
+std::size_t FailEachAllocationOfResult(const Call& call)
+{
+    const auto expected = call();
+    return FailEachAllocationOfEither([] { return std::decay_t<decltype(expected)>(); },
+                                      [&](auto& result) { result = call(); },
+                                      [&](const auto& result, bool hasThrown) {
+                                          EXPECT_TRUE(hasThrown || result == expected);
+                                          EXPECT_TRUE(call() == expected);
+                                      });
 }
 
 } // namespace Support

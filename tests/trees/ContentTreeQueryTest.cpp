@@ -3,7 +3,9 @@
 
 #include "tests/trees/ContentTreeSupport.h"
 
+#include <array>
 #include <cmath>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <thread>
@@ -347,6 +349,80 @@ TEST(ContentTreeQuery, LineQueriesAreTheRayTestFromOutsideTheTree)
         });
         EXPECT_EQ(Ids(tree.GetPossibleRayCollisions(origin, direction, true)), expected);
     }
+}
+
+/// Unit boxes side by side far from the origin, and lines through their centers. All coordinates
+/// are halves of whole numbers, exact in `float` as well, so that it is known without rounding
+/// which boxes a line goes through: moved along itself by rounded steps it would miss some.
+template <int D, class T>
+void CheckLinesFarFromTheOrigin()
+{
+    using V = VecBase<D, T>;
+    constexpr int kFar = 2'000'000;
+    constexpr int kSide = 24;
+    OpenTree<D, T, 0> tree;
+    tree.storage.SetBlockSize(kSide * kSide);
+    for (int i = 0; i < kSide * kSide; ++i) {
+        V min = Velk::Math::Sorvane::Bounding::Impl::Uniform<D, T>(T(kFar));
+        min[0] += static_cast<T>(i % kSide);
+        min[1] += static_cast<T>(i / kSide);
+        V max = min;
+        for (T& coordinate : max) {
+            coordinate += T(1);
+        }
+        tree.storage.Add({min, max, i});
+    }
+    tree.Build();
+    Random random(17);
+    for (int query = 0; query < 2000; ++query) {
+        const int target = random.Below(kSide * kSide);
+        const auto* box = tree.storage.Find(target);
+        std::array<int, 3> direction{};
+        for (int axis = 0; axis < D; ++axis) {
+            direction[static_cast<std::size_t>(axis)] = random.Below(19) - 9;
+        }
+        direction[D - 1] = direction[D - 1] == 0 ? 5 : direction[D - 1];
+        const int steps = random.Below(2001) - 1000;
+        V origin;
+        V along;
+        for (int axis = 0; axis < D; ++axis) {
+            const int step = direction[static_cast<std::size_t>(axis)];
+            along[axis] = static_cast<T>(step);
+            origin[axis] = box->min[axis] + T(0.5) + static_cast<T>(steps * step);
+        }
+        const std::vector<int> found = Ids(tree.GetPossibleRayCollisions(origin, along, true));
+        ASSERT_TRUE(std::binary_search(found.begin(), found.end(), target)) << query;
+        // In whole numbers of half units: the areas between the line and a box, seen along each
+        // axis. Beyond three units there is no doubt.
+        for (const auto& item : tree.storage) {
+            bool isMet = true;
+            bool isFar = false;
+            for (int u = 0; u < D; ++u) {
+                for (int v = u + 1; v < D; ++v) {
+                    const auto away = [&](int axis) {
+                        return static_cast<long long>(
+                            2 * (item.min[axis] - box->min[axis])); // to the target's center
+                    };
+                    const long long du = direction[static_cast<std::size_t>(u)];
+                    const long long dv = direction[static_cast<std::size_t>(v)];
+                    const long long area = std::abs(away(u) * dv - away(v) * du);
+                    const long long reach = std::abs(du) + std::abs(dv);
+                    isMet = isMet && area < reach;
+                    isFar = isFar || area > 7 * reach;
+                }
+            }
+            const bool isFound = std::binary_search(found.begin(), found.end(), item.id);
+            ASSERT_TRUE(!isMet || isFound) << query;
+            ASSERT_FALSE(isFar && isFound) << query;
+        }
+    }
+}
+
+TEST(ContentTreeQuery, LinesFarFromTheOriginMissNothing)
+{
+    CheckLinesFarFromTheOrigin<3, double>();
+    CheckLinesFarFromTheOrigin<2, double>();
+    CheckLinesFarFromTheOrigin<2, float>();
 }
 
 TEST(ContentTreeQuery, DirectionsOfAnyLengthTellTheSameLine)
