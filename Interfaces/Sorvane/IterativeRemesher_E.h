@@ -113,8 +113,9 @@ bool IsFinitePoint(const VecBase<D, double>& p)
 /// degrees, so that any limit below 180 keeps triangles from turning over.
 ///
 /// Nodes whose ring does not show all that is at them stay where they are: nodes that join several
-/// closed fans, and nodes at a boundary that could not be linked. NaN is inert: a comparison with
-/// it neither splits nor collapses, and no node moves to a position that is not finite.
+/// closed fans, and nodes at a boundary that could not be linked. NaN and infinity are inert: an
+/// edge whose length is not finite, or is compared with a NaN, is neither split nor collapsed, and
+/// no node moves to a position that is not finite.
 ///
 /// Passes walk the arrays by subscript, from 0 to the count at their start, and use slots again as
 /// soon as they are free: the result depends on the order of the input, and on nothing else. They
@@ -374,7 +375,10 @@ bool IterativeRemesher<D, Node, Edge, Face>::SplitLongEdges()
             continue;
         }
         EdgeLengthBounds(bounds, e);
-        if (SquaredEdgeLength(e) > bounds[1] * bounds[1]) {
+        // A length that is not finite halves for ever.
+        const double squaredLength = SquaredEdgeLength(e);
+        if (squaredLength > bounds[1] * bounds[1] &&
+            squaredLength <= std::numeric_limits<double>::max()) {
             hasSplit = SplitEdgeAtMiddle(e) || hasSplit;
         }
     }
