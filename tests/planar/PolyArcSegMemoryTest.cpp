@@ -25,8 +25,8 @@ TYPED_TEST_SUITE(ChainsWithoutMemory, Scalars);
 TYPED_TEST(ChainsWithoutMemory, AppendLeavesTheChainAsItWas)
 {
     using T = TypeParam;
-    ::Test::Random random(4);
-    const PolyArcSegBase<T> chain = ::Test::RandomChain<T>(random, 8);
+    Support::Random random(4);
+    const PolyArcSegBase<T> chain = Support::RandomChain<T>(random, 8);
     const VecBase<2, T> end = chain.elements.back().EndPoint();
     const auto failures = [&](const auto& append) {
         return FailEachAllocation(
@@ -40,8 +40,8 @@ TYPED_TEST(ChainsWithoutMemory, AppendLeavesTheChainAsItWas)
 TYPED_TEST(ChainsWithoutMemory, QuestionsPassTheExceptionOn)
 {
     using T = TypeParam;
-    ::Test::Random random(4);
-    const PolyArcSegBase<T> chain = ::Test::RandomChain<T>(random, 40);
+    Support::Random random(4);
+    const PolyArcSegBase<T> chain = Support::RandomChain<T>(random, 40);
     std::vector<VecBase<2, T>> points;
     for (const auto& element : chain.elements) {
         points.push_back(element.StartPoint());
