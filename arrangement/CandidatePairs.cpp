@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <span>
 
 namespace Velk::Math::Intersect::Impl {
 namespace {
@@ -85,8 +86,8 @@ std::vector<Region> BoxesOf(const std::vector<PaddedSpan>& spans, std::size_t el
         Region& box = boxes[static_cast<std::size_t>(span.element)];
         for (int axis = 0; axis < 2; ++axis) {
             const auto [least, most] = std::minmax(span.first[axis], span.last[axis]);
-            box.low[axis] = std::min(box.low[axis], least - span.padding);
-            box.high[axis] = std::max(box.high[axis], most + span.padding);
+            box.min[axis] = std::min(box.min[axis], least - span.padding);
+            box.max[axis] = std::max(box.max[axis], most + span.padding);
         }
     }
     return boxes;
@@ -94,8 +95,8 @@ std::vector<Region> BoxesOf(const std::vector<PaddedSpan>& spans, std::size_t el
 
 bool Overlap(const Region& a, const Region& b)
 {
-    return a.low.x() <= b.high.x() && b.low.x() <= a.high.x() && a.low.y() <= b.high.y() &&
-           b.low.y() <= a.high.y();
+    return a.min.x() <= b.max.x() && b.min.x() <= a.max.x() && a.min.y() <= b.max.y() &&
+           b.min.y() <= a.max.y();
 }
 
 } // namespace
@@ -107,8 +108,7 @@ CandidatePairs::CandidatePairs(const std::vector<Element>& elements)
 
 CandidatePairs::CandidatePairs(const std::vector<Element>& elements,
                                const std::vector<PaddedSpan>& spans)
-    : grid_(spans, static_cast<int>(elements.size())), boxes_(BoxesOf(spans, elements.size())),
-      firstPartner_(elements.size() + 1, 0)
+    : grid_(spans, static_cast<int>(elements.size())), boxes_(BoxesOf(spans, elements.size()))
 {
     const std::vector<Crowd>& crowds = grid_.Crowds();
     std::vector<ElementPairs> found(crowds.size());
@@ -117,43 +117,34 @@ CandidatePairs::CandidatePairs(const std::vector<Element>& elements,
     });
     for (const ElementPairs& part : found) {
         comparisons_ += part.comparisons;
-        for (const auto& [first, second] : part.pairs) {
-            ++firstPartner_[static_cast<std::size_t>(first) + 1];
-        }
     }
-    for (std::size_t e = 0; e < elements.size(); ++e) {
-        firstPartner_[e + 1] += firstPartner_[e];
-    }
-    partners_.resize(firstPartner_.back());
-    std::vector<std::size_t> next(firstPartner_.begin(), firstPartner_.end() - 1);
-    for (ElementPairs& part : found) {
-        for (const auto& [first, second] : part.pairs) {
-            partners_[next[static_cast<std::size_t>(first)]++] = second;
-        }
-        std::vector<std::pair<int, int>>().swap(part.pairs);
-    }
+    partners_ = {elements.size(), [&](const auto& put) {
+                     for (const ElementPairs& part : found) {
+                         for (const auto& [first, second] : part.pairs) {
+                             put(first, second);
+                         }
+                     }
+                 }};
 }
 
 void CandidatePairs::Of(int element, std::vector<int>& candidates) const
 {
     grid_.Sharers(element, candidates);
-    const auto e = static_cast<std::size_t>(element);
-    if (firstPartner_[e + 1] > firstPartner_[e]) {
-        const auto partners = partners_.begin();
-        candidates.insert(candidates.end(),
-                          partners + static_cast<std::ptrdiff_t>(firstPartner_[e]),
-                          partners + static_cast<std::ptrdiff_t>(firstPartner_[e + 1]));
+    const std::span<const int> partners = partners_[element];
+    if (!partners.empty()) {
+        candidates.insert(candidates.end(), partners.begin(), partners.end());
         std::sort(candidates.begin(), candidates.end());
         candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
     }
     std::erase_if(candidates, [&](int other) {
-        return !Overlap(boxes_[e], boxes_[static_cast<std::size_t>(other)]);
+        return !Overlap(boxes_[static_cast<std::size_t>(element)],
+                        boxes_[static_cast<std::size_t>(other)]);
     });
 }
 
 long long CandidatePairs::PairCount() const
 {
-    return grid_.PairCount() + static_cast<long long>(partners_.size());
+    return grid_.PairCount() + static_cast<long long>(partners_.Items().size());
 }
 
 } // namespace Velk::Math::Intersect::Impl

@@ -7,6 +7,7 @@
 
 #include "arrangement/ElementCrossings_Impl.h"
 #include "arrangement/SegmentGrid_Impl.h"
+#include "mathbase/Buckets_Impl.h"
 
 #include <vector>
 
@@ -30,11 +31,8 @@ private:
     CandidatePairs(const std::vector<Element>& elements, const std::vector<PaddedSpan>& spans);
 
     SegmentGrid grid_;
-    std::vector<Region> boxes_; // of the elements with their padding
-    // Candidates of element e from the crowds: partners_[firstPartner_[e]] up to
-    // firstPartner_[e + 1], some repeatedly.
-    std::vector<std::size_t> firstPartner_;
-    std::vector<int> partners_;
+    std::vector<Region> boxes_;         // of the elements with their padding
+    Math::Impl::Buckets<int> partners_; // of each element from the crowds, some repeatedly
     long long comparisons_ = 0;
 };
 

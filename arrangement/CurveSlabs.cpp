@@ -405,7 +405,9 @@ private:
         return -1;
     }
 
-    /// The box of what a curve has of its surroundings in a slab.
+    /// The box of what a curve has of its surroundings in a slab: an interval of places along the
+    /// sweep and one of heights, which are asked separately. Not a box of points: where the slab
+    /// lies beyond the curve, its interval of places is empty and its heights mean nothing.
     struct Box {
         double from, to, bottom, top;
     };
@@ -479,8 +481,8 @@ private:
         const Region box{{slab.low - margin, strip_->low - margin},
                          {slab.high + margin, strip_->high + margin}};
         const auto isInBox = [&](const Vec2d& p) {
-            return p.x() >= box.low.x() && p.x() <= box.high.x() && p.y() >= box.low.y() &&
-                   p.y() <= box.high.y();
+            return p.x() >= box.min.x() && p.x() <= box.max.x() && p.y() >= box.min.y() &&
+                   p.y() <= box.max.y();
         };
         struct Member {
             int joint;
@@ -491,7 +493,7 @@ private:
         for (std::size_t i = begin; i < stack_.size(); ++i) {
             const MonotoneCurve& curve = Curve(stack_[i]);
             const Box surroundings = SurroundingsIn(slab, curve);
-            if (surroundings.bottom > box.high.y() || surroundings.top < box.low.y()) {
+            if (surroundings.bottom > box.max.y() || surroundings.top < box.min.y()) {
                 continue;
             }
             members.push_back({MonotoneCurve::kNoJoint, stack_[i]});
@@ -572,7 +574,7 @@ Tolerances SetWideOnesApart(const std::vector<Element>& elements, const Region& 
     }
     const auto usual = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 4);
     std::nth_element(sorted.begin(), usual, sorted.end());
-    const Vec2d extent = region.high - region.low;
+    const Vec2d extent = region.max - region.min;
     const double widest =
         std::max(kUnusualTolerance * *usual, kWideTolerance * std::max(extent.x(), extent.y()));
     std::vector<int> kept;
@@ -674,7 +676,7 @@ void FindPairsOfCrowd(const std::vector<Element>& elements, const std::vector<in
     curves.reserve(members.size());
     int nextJoint = joints.Count();
     const Vec2d margin(kPad * pad, kPad * pad);
-    const Region reach{region.low - margin, region.high + margin};
+    const Region reach{region.min - margin, region.max + margin};
     for (std::size_t i = 0; i < members.size(); ++i) {
         const Element& element = elements[static_cast<std::size_t>(members[i])];
         AppendCurvesOf(element, members[i], jointsOf[i], reach, nextJoint, curves);

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <utility>
 
 namespace Velk::Math::Intersect {
@@ -141,10 +142,11 @@ void AppendPieces(const ArcBase<T>& arc, const std::vector<Impl::CutPlan::Cut>& 
     pieces.push_back(piece);
 }
 
-/// Replaces each element of the list that has cuts by its pieces. True when one had.
+/// The list with each element that has cuts replaced by its pieces; nothing when none has.
 template <class Item>
-bool CarryOut(const Impl::CutPlan& plan, const std::vector<Repetition>& repetitions,
-              std::vector<Item>& items)
+std::optional<std::vector<Item>> Pieces(const Impl::CutPlan& plan,
+                                        const std::vector<Repetition>& repetitions,
+                                        const std::vector<Item>& items)
 {
     const auto cutRange = [&](std::size_t item) {
         const auto element = static_cast<std::size_t>(repetitions[item].element);
@@ -156,7 +158,7 @@ bool CarryOut(const Impl::CutPlan& plan, const std::vector<Repetition>& repetiti
         pieceCount += static_cast<std::size_t>(to - from);
     }
     if (pieceCount == items.size()) {
-        return false;
+        return std::nullopt;
     }
     std::vector<Item> pieces;
     pieces.reserve(pieceCount);
@@ -168,14 +170,13 @@ bool CarryOut(const Impl::CutPlan& plan, const std::vector<Repetition>& repetiti
             AppendPieces(items[i], plan.cuts, from, to, repetitions[i].reversed, pieces);
         }
     }
-    items = std::move(pieces);
-    return true;
+    return pieces;
 }
 
 template <class T>
 void NarrowTo(Vec2d& point)
 {
-    point = Vec2d(VecBase<2, T>(point));
+    point = Math::Impl::Widened(Math::Impl::Narrowed<T>(point));
 }
 
 } // namespace
@@ -197,9 +198,16 @@ bool CutAtIntersections(std::vector<SegBase<T>>& segments, std::vector<ArcBase<T
         FindRepetitions(segments, tolerance, elements);
     const std::vector<Repetition> arcRepetitions = FindRepetitions(arcs, tolerance, elements);
     const Impl::CutPlan plan = Impl::PlanCuts(elements, &NarrowTo<T>);
-    const bool anySegment = CarryOut(plan, segmentRepetitions, segments);
-    const bool anyArc = CarryOut(plan, arcRepetitions, arcs);
-    return anySegment || anyArc;
+    // Both lists are complete before either changes: memory may end in the second.
+    auto segmentPieces = Pieces(plan, segmentRepetitions, segments);
+    auto arcPieces = Pieces(plan, arcRepetitions, arcs);
+    if (segmentPieces) {
+        segments = *std::move(segmentPieces);
+    }
+    if (arcPieces) {
+        arcs = *std::move(arcPieces);
+    }
+    return segmentPieces.has_value() || arcPieces.has_value();
 }
 
 // clang-format off

@@ -12,12 +12,16 @@
 
 #include "arrangement/CandidatePairs_Impl.h"
 #include "arrangement/CutAtIntersections_Impl.h"
+#include "mathbase/Buckets_Impl.h"
+#include "mathbase/DisjointSets_Impl.h"
 #include "mathbase/Parallel_Impl.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <numeric>
+#include <span>
+#include <utility>
+#include <vector>
 
 namespace Velk::Math::Intersect::Impl {
 namespace {
@@ -73,7 +77,7 @@ std::vector<PairMeeting> FindMeetings(const std::vector<Element>& elements)
 /// The points of all meetings: 2e and 2e + 1 are the ends of element e, crossings follow.
 class MetPoints {
 public:
-    explicit MetPoints(const std::vector<Element>& elements)
+    explicit MetPoints(const std::vector<Element>& elements) : groups_(2 * elements.size())
     {
         positions_.reserve(2 * elements.size());
         farthest_.reserve(2 * elements.size());
@@ -82,66 +86,39 @@ public:
             positions_.push_back(element.end);
             farthest_.insert(farthest_.end(), 2, kFarthestMove * element.tolerance);
         }
-        lowest_.resize(positions_.size());
-        std::iota(lowest_.begin(), lowest_.end(), 0);
     }
 
     int AddCrossing(const Vec2d& point, double tolerance)
     {
-        const int number = static_cast<int>(positions_.size());
         positions_.push_back(point);
         farthest_.push_back(kFarthestMove * tolerance);
-        lowest_.push_back(number);
-        return number;
+        return groups_.Add();
     }
 
-    void Unite(int a, int b)
+    void Unite(int a, int b) { groups_.Join(a, b); }
+
+    /// Moves each point to where it is to lie for all its elements: to the lowest of its group
+    /// unless that is too far. A group is named by its lowest point, which itself stays.
+    void MoveToGroups()
     {
-        const int lowestOfA = Lowest(a);
-        const int lowestOfB = Lowest(b);
-        lowest_[static_cast<std::size_t>(std::max(lowestOfA, lowestOfB))] =
-            std::min(lowestOfA, lowestOfB);
+        for (std::size_t point = 0; point < positions_.size(); ++point) {
+            Vec2d& own = positions_[point];
+            const int lowest = groups_.Find(static_cast<int>(point));
+            const Vec2d& common = positions_[static_cast<std::size_t>(lowest)];
+            own = Vector::Length(common - own) <= farthest_[point] ? common : own;
+        }
     }
 
-    /// Where a point has come to lie, for all its elements: at the lowest of its group unless that
-    /// is too far.
-    Vec2d Position(int point) const
-    {
-        const Vec2d& own = positions_[static_cast<std::size_t>(point)];
-        const Vec2d& common = positions_[static_cast<std::size_t>(LowestOf(point))];
-        const double farthest = farthest_[static_cast<std::size_t>(point)];
-        return Vector::Length(common - own) <= farthest ? common : own;
-    }
+    const Vec2d& Position(int point) const { return positions_[static_cast<std::size_t>(point)]; }
 
 private:
-    int LowestOf(int point) const
-    {
-        while (lowest_[static_cast<std::size_t>(point)] != point) {
-            point = lowest_[static_cast<std::size_t>(point)];
-        }
-        return point;
-    }
-
-    int Lowest(int point)
-    {
-        while (lowest_[static_cast<std::size_t>(point)] != point) {
-            int& above = lowest_[static_cast<std::size_t>(point)];
-            above = lowest_[static_cast<std::size_t>(above)]; // halves the way for the next time
-            point = above;
-        }
-        return point;
-    }
-
     std::vector<Vec2d> positions_;
     std::vector<double> farthest_;
-    std::vector<int> lowest_;
+    Math::Impl::DisjointSets groups_;
 };
 
-/// The visits of element e, in travel order: visits[first[e]] up to visits[first[e + 1]].
-struct Visits {
-    std::vector<int> first;
-    std::vector<Visit> visits;
-};
+/// The visits of each element, in travel order.
+using Visits = Math::Impl::Buckets<Visit, int>;
 
 /// Numbers the crossings among the meetings, and lists what each element visits.
 Visits SortedVisits(const std::vector<PairMeeting>& meetings, const std::vector<Element>& elements,
@@ -168,28 +145,18 @@ Visits SortedVisits(const std::vector<PairMeeting>& meetings, const std::vector<
         }
     }
 
-    Visits sorted;
-    sorted.first.assign(elementCount + 1, 0);
-    for (const Visit& visit : unsorted) {
-        ++sorted.first[static_cast<std::size_t>(visit.element) + 1];
-    }
-    for (std::size_t e = 0; e < elementCount; ++e) {
-        sorted.first[e + 1] += sorted.first[e];
-    }
-    sorted.visits.resize(unsorted.size());
-    std::vector<int> next(sorted.first.begin(), sorted.first.end() - 1);
-    for (const Visit& visit : unsorted) {
-        int& slot = next[static_cast<std::size_t>(visit.element)];
-        sorted.visits[static_cast<std::size_t>(slot++)] = visit;
-    }
+    Visits sorted(elementCount, [&](const auto& put) {
+        for (const Visit& visit : unsorted) {
+            put(visit.element, visit);
+        }
+    });
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, elementCount, [&](std::size_t from, std::size_t to) {
             for (std::size_t e = from; e < to; ++e) {
-                std::sort(sorted.visits.begin() + sorted.first[e],
-                          sorted.visits.begin() + sorted.first[e + 1],
-                          [](const Visit& a, const Visit& b) {
-                              return a.place != b.place ? a.place < b.place : a.point < b.point;
-                          });
+                const std::span<Visit> own = sorted[e];
+                std::sort(own.begin(), own.end(), [](const Visit& a, const Visit& b) {
+                    return a.place != b.place ? a.place < b.place : a.point < b.point;
+                });
             }
         });
     return sorted;
@@ -203,8 +170,7 @@ void UniteNeighbors(const std::vector<Element>& elements, const Visits& visits, 
         const int startPoint = 2 * static_cast<int>(e);
         int leader = startPoint;
         double leaderPlace = 0;
-        for (int i = visits.first[e]; i < visits.first[e + 1]; ++i) {
-            const Visit& visit = visits.visits[static_cast<std::size_t>(i)];
+        for (const Visit& visit : visits[e]) {
             if (element.length - visit.place <= element.tolerance) {
                 points.Unite(visit.point, startPoint + 1);
             } else if (visit.place - leaderPlace <= element.tolerance) {
@@ -219,12 +185,12 @@ void UniteNeighbors(const std::vector<Element>& elements, const Visits& visits, 
 
 /// The cuts of one element, from its own visits; they take the front of `cuts`, which has room for
 /// one a visit. Returns their number.
-int CutsOf(const Element& element, const Visit* begin, const Visit* end, const MetPoints& points,
+int CutsOf(const Element& element, std::span<const Visit> visits, const MetPoints& points,
            CutPlan::Cut* cuts)
 {
     CutPlan::Cut* last = cuts;
-    for (const Visit* visit = begin; visit != end; ++visit) {
-        const Vec2d point = points.Position(visit->point);
+    for (const Visit& visit : visits) {
+        const Vec2d& point = points.Position(visit.point);
         *last++ = {point, PlaceAlong(element, point)};
     }
     const auto earlier = [](const CutPlan::Cut& a, const CutPlan::Cut& b) {
@@ -263,19 +229,20 @@ CutPlan PlanCuts(const std::vector<Element>& elements, void (*narrow)(Vec2d& poi
         visits = SortedVisits(meetings, elements, points, narrow);
     }
     UniteNeighbors(elements, visits, points);
+    points.MoveToGroups();
 
-    std::vector<CutPlan::Cut> cuts(visits.visits.size());
+    std::vector<CutPlan::Cut> cuts(visits.Items().size());
+    const std::vector<int>& firstVisit = visits.Offsets();
     std::vector<int> counts(elements.size(), 0);
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, elements.size(), [&](std::size_t from, std::size_t to) {
             for (std::size_t e = from; e < to; ++e) {
-                const Visit* begin = visits.visits.data() + visits.first[e];
-                const Visit* end = visits.visits.data() + visits.first[e + 1];
-                counts[e] = CutsOf(elements[e], begin, end, points, cuts.data() + visits.first[e]);
+                counts[e] = CutsOf(elements[e], std::as_const(visits)[e], points,
+                                   cuts.data() + firstVisit[e]);
             }
         });
     for (std::size_t e = 0; e < elements.size(); ++e) {
-        const auto from = cuts.begin() + visits.first[e];
+        const auto from = cuts.begin() + firstVisit[e];
         plan.first[e + 1] = plan.first[e] + counts[e];
         std::move(from, from + counts[e], cuts.begin() + plan.first[e]);
     }

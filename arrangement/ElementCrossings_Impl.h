@@ -10,9 +10,11 @@
 #pragma once
 
 #include "mathbase/GeometryArc_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Geometry_E.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -25,8 +27,9 @@ inline constexpr double kSegmentRounding = 4;
 /// The end of an arc passes through an angle of up to 2 pi.
 inline constexpr double kArcRounding = 8;
 
-/// Coordinates beyond this are left alone, so that squares and products of lengths stay finite.
-inline constexpr double kLargestCoordinate = 1e150;
+using Math::Impl::kLargestCoordinate;
+using Math::Impl::LargestMagnitude;
+using Math::Impl::Widened;
 
 /// A segment or an arc, prepared for meeting others.
 struct Element {
@@ -105,21 +108,16 @@ double BearableTolerance(T tolerance, double size, double rounding)
     return tolerance > floor ? static_cast<double>(tolerance) : floor;
 }
 
-inline double LargestCoordinate(const Vec2d& v)
-{
-    return std::fmax(std::fabs(v.x()), std::fabs(v.y()));
-}
-
 template <class T>
 Element MakeElement(const Geometry::SegBase<T>& segment, T tolerance)
 {
     Element element;
-    element.start = Vec2d(segment.start);
-    element.end = Vec2d(segment.end);
+    element.start = Widened(segment.start);
+    element.end = Widened(segment.end);
     const Vec2d along = element.end - element.start;
     element.length = Vector::Length(along);
     element.direction = element.length > 0 ? along * (1 / element.length) : Vec2d();
-    const double size = std::fmax(LargestCoordinate(element.start), LargestCoordinate(element.end));
+    const double size = std::max(LargestMagnitude(element.start), LargestMagnitude(element.end));
     element.tolerance = BearableTolerance(tolerance, size, kSegmentRounding);
     // A NaN length reveals the NaN coordinate that the largest one passes over.
     element.active = size <= kLargestCoordinate && element.length <= 4 * kLargestCoordinate &&
@@ -132,20 +130,20 @@ Element MakeElement(const Geometry::ArcBase<T>& arc, T tolerance)
 {
     Element element;
     element.isArc = true;
-    element.start = Vec2d(arc.start);
-    element.center = Vec2d(arc.center);
+    element.start = Widened(arc.start);
+    element.center = Widened(arc.center);
     const Vec2d radial = element.start - element.center;
     element.radius = Vector::Length(radial);
     element.length = std::fabs(static_cast<double>(arc.length));
     element.sense = arc.length < 0 ? -1 : 1;
-    const double size = LargestCoordinate(element.center) + element.radius;
+    const double size = LargestMagnitude(element.center) + element.radius;
     element.tolerance = BearableTolerance(tolerance, size, kArcRounding);
     element.active = size <= kLargestCoordinate && element.length <= 4 * kLargestCoordinate &&
                      element.tolerance <= kLargestCoordinate;
     if (element.active) {
-        element.end = Vec2d(Geometry::EndPoint(arc));
+        element.end = Widened(Geometry::EndPoint(arc));
         // A float arc near the limit of its type may end beyond it.
-        element.active = LargestCoordinate(element.end) <= kLargestCoordinate;
+        element.active = Math::Impl::IsUsable(element.end);
     }
     return element;
 }

@@ -6,7 +6,9 @@
 // rounding of the coordinates, cells hold runs of numbers instead and their few distinct points are
 // compared one by one.
 
+#include "mathbase/DisjointSets_Impl.h"
 #include "mathbase/PointCells_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Intersect_E.h>
 
@@ -14,43 +16,14 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <numeric>
 #include <vector>
 
 namespace Velk::Math::Intersect {
 namespace {
 
+using Math::Impl::DisjointSets;
 using Vector::Impl::CellRule;
 using PlaneCell = Vector::Impl::Cell<2>;
-
-/// Groups of numbers; the lowest member stands for the group.
-class Groups {
-public:
-    explicit Groups(std::size_t count) : lowest_(count)
-    {
-        std::iota(lowest_.begin(), lowest_.end(), 0);
-    }
-
-    int Lowest(int member)
-    {
-        while (lowest_[static_cast<std::size_t>(member)] != member) {
-            int& above = lowest_[static_cast<std::size_t>(member)];
-            above = lowest_[static_cast<std::size_t>(above)];
-            member = above;
-        }
-        return member;
-    }
-
-    void Unite(int a, int b)
-    {
-        a = Lowest(a);
-        b = Lowest(b);
-        lowest_[static_cast<std::size_t>(std::max(a, b))] = std::min(a, b);
-    }
-
-private:
-    std::vector<int> lowest_;
-};
 
 struct HashOfCell {
     std::size_t operator()(const PlaneCell& cell) const
@@ -75,7 +48,7 @@ public:
         }
     }
 
-    Groups& Result() { return groups_; }
+    DisjointSets& Result() { return groups_; }
 
 private:
     /// In tolerances: points that match are then some 4/3 cells apart at most, which no rounding,
@@ -101,7 +74,7 @@ private:
     {
         numbers_.reserve(points_.size());
         for (int vertex = 0; vertex < static_cast<int>(points_.size()); ++vertex) {
-            if (!Vector::Impl::IsFinite(Point(vertex))) {
+            if (!Math::Impl::IsFinite(Point(vertex))) {
                 continue;
             }
             const PlaneCell cell = Vector::Impl::CellOf(Point(vertex), rule_);
@@ -127,7 +100,7 @@ private:
             const auto newEnd = std::unique(vertices.begin(), vertices.end(), [this](int a, int b) {
                 const bool equal = Point(a) == Point(b);
                 if (equal) {
-                    groups_.Unite(a, b);
+                    groups_.Join(a, b);
                 }
                 return equal;
             });
@@ -147,7 +120,7 @@ private:
                 continue;
             }
             for (const int vertex : vertices) {
-                groups_.Unite(vertices.front(), vertex);
+                groups_.Join(vertices.front(), vertex);
             }
         }
     }
@@ -180,9 +153,8 @@ private:
                 return;
             }
         }
-        const bool areOne =
-            a.isNarrow && b.isNarrow &&
-            groups_.Lowest(a.vertices.front()) == groups_.Lowest(b.vertices.front());
+        const bool areOne = a.isNarrow && b.isNarrow &&
+                            groups_.Find(a.vertices.front()) == groups_.Find(b.vertices.front());
         if (!areOne) {
             UniteMatching(a, b);
         }
@@ -194,7 +166,7 @@ private:
         for (const int p : a.vertices) {
             for (const int q : b.vertices) {
                 if (Vector::Matches(Point(p), Point(q), tolerance_)) {
-                    groups_.Unite(p, q);
+                    groups_.Join(p, q);
                     if (a.isNarrow && b.isNarrow) {
                         return;
                     }
@@ -206,7 +178,7 @@ private:
     const std::vector<VecBase<2, T>>& points_;
     T tolerance_;
     CellRule rule_;
-    Groups groups_;
+    DisjointSets groups_; // named by their lowest members
     std::vector<Crowd> crowds_;
     boost::unordered_flat_map<PlaneCell, int, HashOfCell> numbers_;
 };
@@ -234,16 +206,16 @@ IntersectPolylines(const std::vector<std::vector<VecBase<2, T>>>& polylines,
     }
 
     VertexGroups<T> vertexGroups(points, tolerance);
-    Groups& groups = vertexGroups.Result();
+    DisjointSets& groups = vertexGroups.Result();
     // The lowest member of a group with members of both lists is one of the first list.
     std::vector<char> isShared(points.size(), 0);
     for (std::size_t vertex = firstOfSecond; vertex < points.size(); ++vertex) {
-        isShared[static_cast<std::size_t>(groups.Lowest(static_cast<int>(vertex)))] = 1;
+        isShared[static_cast<std::size_t>(groups.Find(static_cast<int>(vertex)))] = 1;
     }
     std::vector<std::vector<PolyNodeDescriptor>> crossings;
     std::vector<int> crossingOf(firstOfSecond, -1);
     for (std::size_t vertex = 0; vertex < points.size(); ++vertex) {
-        const auto lowest = static_cast<std::size_t>(groups.Lowest(static_cast<int>(vertex)));
+        const auto lowest = static_cast<std::size_t>(groups.Find(static_cast<int>(vertex)));
         if (lowest >= firstOfSecond || isShared[lowest] == 0) {
             continue;
         }

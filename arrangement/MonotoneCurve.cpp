@@ -76,9 +76,8 @@ constexpr double kRoundings = 4;
 
 double SizeOf(const Element& element)
 {
-    return element.isArc
-               ? LargestCoordinate(element.center) + element.radius
-               : std::fmax(LargestCoordinate(element.start), LargestCoordinate(element.end));
+    return element.isArc ? LargestMagnitude(element.center) + element.radius
+                         : std::max(LargestMagnitude(element.start), LargestMagnitude(element.end));
 }
 
 /// A circle, perhaps but for rounding, or more.
@@ -103,15 +102,15 @@ MonotoneCurve MonotoneCurve::Turned() const
 
 bool MonotoneCurve::RestrictTo(const Region& region)
 {
-    if (!RestrictPlaces(*this, region.low.x(), region.high.x())) {
+    if (!RestrictPlaces(*this, region.min.x(), region.max.x())) {
         return false;
     }
     const auto [lowest, highest] = std::minmax({HeightFromLeft(from), HeightFromRight(to)});
-    if (lowest >= region.low.y() && highest <= region.high.y()) {
+    if (lowest >= region.min.y() && highest <= region.max.y()) {
         return true;
     }
     MonotoneCurve turned = Turned();
-    if (!RestrictPlaces(turned, region.low.y(), region.high.y())) {
+    if (!RestrictPlaces(turned, region.min.y(), region.max.y())) {
         return false;
     }
     std::tie(from, to) =

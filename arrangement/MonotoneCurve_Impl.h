@@ -8,6 +8,8 @@
 // "below" is transitive and a row of parts can be searched like a sorted list.
 #pragma once
 
+#include <Sorvane/BoundingVolumes_E.h>
+
 #include "arrangement/ElementCrossings_Impl.h"
 
 #include <array>
@@ -16,11 +18,8 @@
 
 namespace Velk::Math::Intersect::Impl {
 
-/// Lower and upper corner.
-struct Region {
-    Vec2d low;
-    Vec2d high;
-};
+/// A part of the plane.
+using Region = Sorvane::Bounding::AxisAlignedBoundingBox<2, double>;
 
 struct MonotoneCurve {
     static constexpr int kNoJoint = -1;

@@ -2,6 +2,7 @@
 
 #include "arrangement/SegmentGrid_Impl.h"
 
+#include "mathbase/Buckets_Impl.h"
 #include "mathbase/Parallel_Impl.h"
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <span>
 
 namespace Velk::Math::Intersect::Impl {
 namespace {
@@ -128,16 +130,16 @@ Region RegionOfCell(const Grid& grid, std::size_t cell)
     return {corner - slack, corner + Vec2d(grid.cell, grid.cell) + slack};
 }
 
-Spans ClippedTo(const Region& region, const Spans& spans, const int* begin, const int* end)
+Spans ClippedTo(const Region& region, const Spans& spans, std::span<const int> numbers)
 {
     Spans clipped;
-    clipped.reserve(static_cast<std::size_t>(end - begin));
-    for (const int* number = begin; number != end; ++number) {
-        PaddedSpan span = spans[static_cast<std::size_t>(*number)];
+    clipped.reserve(numbers.size());
+    for (const int number : numbers) {
+        PaddedSpan span = spans[static_cast<std::size_t>(number)];
         for (int axis = 0; axis < 2; ++axis) {
             const Vec2d unit(axis == 0 ? 1 : 0, axis == 0 ? 0 : 1);
-            Clip(span, unit, region.high[axis], 1);
-            Clip(span, unit, region.low[axis], -1);
+            Clip(span, unit, region.max[axis], 1);
+            Clip(span, unit, region.min[axis], -1);
         }
         clipped.push_back(span);
     }
@@ -252,41 +254,27 @@ void SplitCrowd(Spans spans, const Region& region, int depth, Leaves& leaves)
     Region regionAbove = region;
     for (int axis = 0; axis < 2; ++axis) {
         if (best.axis[axis] == 1) {
-            regionBelow.high[axis] = best.place;
-            regionAbove.low[axis] = best.place;
+            regionBelow.max[axis] = best.place;
+            regionAbove.min[axis] = best.place;
         }
     }
     SplitCrowd(std::move(below), regionBelow, depth + 1, leaves);
     SplitCrowd(std::move(above), regionAbove, depth + 1, leaves);
 }
 
-/// The spans of each cell, as a list of runs: those of cell c are numbers[first[c]] to first[c +
-/// 1].
-struct Cells {
-    std::vector<std::size_t> first;
-    std::vector<int> numbers;
-};
+/// The numbers of the spans that pass each cell.
+using Cells = Math::Impl::Buckets<int>;
 
 Cells Rasterize(const Spans& spans, const Grid& grid)
 {
-    Cells cells;
     const std::size_t cellCount =
         static_cast<std::size_t>(grid.columns) * static_cast<std::size_t>(grid.rows);
-    cells.first.assign(cellCount + 1, 0);
-    for (const PaddedSpan& span : spans) {
-        VisitCells(grid, span, [&](std::size_t cell) { ++cells.first[cell + 1]; });
-    }
-    for (std::size_t cell = 0; cell < cellCount; ++cell) {
-        cells.first[cell + 1] += cells.first[cell];
-    }
-    cells.numbers.resize(cells.first.back());
-    std::vector<std::size_t> next(cells.first.begin(), cells.first.end() - 1);
-    for (std::size_t number = 0; number < spans.size(); ++number) {
-        VisitCells(grid, spans[number], [&](std::size_t cell) {
-            cells.numbers[next[cell]++] = static_cast<int>(number);
-        });
-    }
-    return cells;
+    return Cells(cellCount, [&](const auto& put) {
+        for (std::size_t number = 0; number < spans.size(); ++number) {
+            VisitCells(grid, spans[number],
+                       [&](std::size_t cell) { put(cell, static_cast<int>(number)); });
+        }
+    });
 }
 
 } // namespace
@@ -297,8 +285,8 @@ SegmentGrid::SegmentGrid(const Spans& spans, int elementCount)
         const Grid grid = GridFor(spans);
         const Cells cells = Rasterize(spans, grid);
         std::vector<std::size_t> crowded;
-        for (std::size_t cell = 0; cell + 1 < cells.first.size(); ++cell) {
-            if (cells.first[cell + 1] - cells.first[cell] > kCrowded) {
+        for (std::size_t cell = 0; cell < cells.BucketCount(); ++cell) {
+            if (cells[cell].size() > kCrowded) {
                 crowded.push_back(cell);
             }
         }
@@ -306,14 +294,12 @@ SegmentGrid::SegmentGrid(const Spans& spans, int elementCount)
         Parallel::Impl::ApplyParallel(std::size_t{0}, crowded.size(), [&](std::size_t i) {
             const std::size_t cell = crowded[i];
             const Region region = RegionOfCell(grid, cell);
-            SplitCrowd(ClippedTo(region, spans, cells.numbers.data() + cells.first[cell],
-                                 cells.numbers.data() + cells.first[cell + 1]),
-                       region, 0, leaves[i]);
+            SplitCrowd(ClippedTo(region, spans, cells[cell]), region, 0, leaves[i]);
         });
 
         std::vector<int> bucket;
         std::size_t nextCrowded = 0;
-        for (std::size_t cell = 0; cell + 1 < cells.first.size(); ++cell) {
+        for (std::size_t cell = 0; cell < cells.BucketCount(); ++cell) {
             if (nextCrowded < crowded.size() && crowded[nextCrowded] == cell) {
                 Leaves& split = leaves[nextCrowded++];
                 auto from = split.members.begin();
@@ -326,8 +312,8 @@ SegmentGrid::SegmentGrid(const Spans& spans, int elementCount)
                 continue;
             }
             bucket.clear();
-            for (std::size_t i = cells.first[cell]; i < cells.first[cell + 1]; ++i) {
-                bucket.push_back(spans[static_cast<std::size_t>(cells.numbers[i])].element);
+            for (const int number : cells[cell]) {
+                bucket.push_back(spans[static_cast<std::size_t>(number)].element);
             }
             AddBucket(bucket);
         }
@@ -350,41 +336,31 @@ void SegmentGrid::AddBucket(std::vector<int>& members)
 
 void SegmentGrid::NumberBucketsByElement(int elementCount)
 {
-    firstBucket_.assign(static_cast<std::size_t>(elementCount) + 1, 0);
-    for (const int element : members_) {
-        ++firstBucket_[static_cast<std::size_t>(element) + 1];
-    }
-    for (std::size_t e = 0; e + 1 < firstBucket_.size(); ++e) {
-        firstBucket_[e + 1] += firstBucket_[e];
-    }
-    buckets_.resize(members_.size());
-    std::vector<int> next(firstBucket_.begin(), firstBucket_.end() - 1);
-    for (std::size_t bucket = 0; bucket + 1 < firstMember_.size(); ++bucket) {
-        for (int i = firstMember_[bucket]; i < firstMember_[bucket + 1]; ++i) {
-            const auto element = static_cast<std::size_t>(members_[static_cast<std::size_t>(i)]);
-            buckets_[static_cast<std::size_t>(next[element]++)] = static_cast<int>(bucket);
-        }
-    }
+    buckets_ = {static_cast<std::size_t>(elementCount), [this](const auto& put) {
+                    for (std::size_t bucket = 0; bucket + 1 < firstMember_.size(); ++bucket) {
+                        for (int i = firstMember_[bucket]; i < firstMember_[bucket + 1]; ++i) {
+                            put(members_[static_cast<std::size_t>(i)], static_cast<int>(bucket));
+                        }
+                    }
+                }};
 }
 
 void SegmentGrid::Sharers(int element, std::vector<int>& sharers) const
 {
-    constexpr int kFewRuns = 8; // merging them costs less than sorting all over again
+    constexpr std::size_t kFewRuns = 8; // merging them costs less than sorting all over again
     sharers.clear();
-    const int firstBucket = firstBucket_[static_cast<std::size_t>(element)];
-    const int lastBucket = firstBucket_[static_cast<std::size_t>(element) + 1];
-    const int runs = lastBucket - firstBucket;
-    for (int i = firstBucket; i < lastBucket; ++i) {
-        const auto bucket = static_cast<std::size_t>(buckets_[static_cast<std::size_t>(i)]);
+    const std::span<const int> buckets = buckets_[element];
+    for (const int number : buckets) {
+        const auto bucket = static_cast<std::size_t>(number);
         const auto begin = members_.begin() + firstMember_[bucket];
         const auto end = members_.begin() + firstMember_[bucket + 1];
         const auto before = static_cast<std::ptrdiff_t>(sharers.size());
         sharers.insert(sharers.end(), std::upper_bound(begin, end, element), end);
-        if (runs <= kFewRuns) {
+        if (buckets.size() <= kFewRuns) {
             std::inplace_merge(sharers.begin(), sharers.begin() + before, sharers.end());
         }
     }
-    if (runs > kFewRuns) {
+    if (buckets.size() > kFewRuns) {
         std::sort(sharers.begin(), sharers.end());
     }
     sharers.erase(std::unique(sharers.begin(), sharers.end()), sharers.end());

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "arrangement/MonotoneCurve_Impl.h"
+#include "mathbase/Buckets_Impl.h"
 
 #include <Velk/Math/VecBase_E.h>
 
@@ -52,9 +53,7 @@ private:
     // Members of bucket b, ascending: members_[firstMember_[b]] up to firstMember_[b + 1].
     std::vector<int> members_;
     std::vector<int> firstMember_{0};
-    // Buckets of element e: buckets_[firstBucket_[e]] up to firstBucket_[e + 1].
-    std::vector<int> buckets_;
-    std::vector<int> firstBucket_;
+    Math::Impl::Buckets<int, int> buckets_; // of each element
     std::vector<Crowd> crowds_;
 };
 

@@ -8,8 +8,10 @@
 //   4. A node with a single edge is a dead end: then the path on both sides of the starting node is
 //   given.
 
+#include "mathbase/Buckets_Impl.h"
 #include "mathbase/PointCells_Impl.h"
-#include "mathbase/TurnSign_Impl.h"
+#include "mathbase/Predicates_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Intersect_E.h>
 
@@ -18,6 +20,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -25,16 +28,8 @@ namespace Velk::Math::Intersect {
 namespace {
 
 using Geometry::SegBase;
-
-/// Coordinates beyond this are left out, so that turns can be told without overflow.
-constexpr double kLargestCoordinate = 1e150;
-
-template <class T>
-bool IsUsable(const VecBase<2, T>& point)
-{
-    return std::fabs(static_cast<double>(point.x())) <= kLargestCoordinate &&
-           std::fabs(static_cast<double>(point.y())) <= kLargestCoordinate;
-}
+using Math::Impl::IsUsable;
+using Math::Impl::Widened;
 
 /// Numbers points so that those which match share a node: the nearest that was there before, then
 /// the lower number. A node stays where its first point was.
@@ -50,7 +45,7 @@ public:
         near_.VisitNear(point, [&](int node) {
             const VecBase<2, T>& position = positions_[static_cast<std::size_t>(node)];
             if (Vector::Matches(position, point, tolerance_)) {
-                const double distance = Vector::Length(Vec2d(position) - Vec2d(point));
+                const double distance = Vector::Length(Widened(position) - Widened(point));
                 if (nearest < 0 || distance < leastDistance ||
                     (distance == leastDistance && node < nearest)) {
                     nearest = node;
@@ -115,26 +110,18 @@ class Drawing {
 public:
     Drawing(std::vector<Edge> edges, std::vector<Vec2d> positions)
         : edges_(std::move(edges)), positions_(std::move(positions)),
-          firstAt_(positions_.size() + 1, 0), around_(2 * edges_.size()), slot_(2 * edges_.size())
+          around_(Math::Impl::NumbersInBuckets(
+              positions_.size(), 2 * edges_.size(),
+              [this](std::size_t directed) { return Origin(static_cast<int>(directed)); })),
+          slot_(2 * edges_.size())
     {
-        const int directedCount = static_cast<int>(around_.size());
-        for (int directed = 0; directed < directedCount; ++directed) {
-            ++firstAt_[static_cast<std::size_t>(Origin(directed)) + 1];
-        }
         for (std::size_t node = 0; node < positions_.size(); ++node) {
-            firstAt_[node + 1] += firstAt_[node];
-        }
-        std::vector<int> next(firstAt_.begin(), firstAt_.end() - 1);
-        for (int directed = 0; directed < directedCount; ++directed) {
-            int& place = next[static_cast<std::size_t>(Origin(directed))];
-            around_[static_cast<std::size_t>(place++)] = directed;
-        }
-        for (std::size_t node = 0; node < positions_.size(); ++node) {
-            std::sort(around_.begin() + firstAt_[node], around_.begin() + firstAt_[node + 1],
+            const std::span<int> around = around_[node];
+            std::sort(around.begin(), around.end(),
                       [this](int a, int b) { return IsEarlier(a, b); });
-        }
-        for (std::size_t place = 0; place < around_.size(); ++place) {
-            slot_[static_cast<std::size_t>(around_[place])] = static_cast<int>(place);
+            for (std::size_t place = 0; place < around.size(); ++place) {
+                slot_[static_cast<std::size_t>(around[place])] = static_cast<int>(place);
+            }
         }
     }
 
@@ -144,11 +131,7 @@ public:
         return directed % 2 == 0 ? edge.from : edge.to;
     }
     int Target(int directed) const { return Origin(directed ^ 1); }
-    bool IsDeadEnd(int node) const
-    {
-        const auto n = static_cast<std::size_t>(node);
-        return firstAt_[n + 1] - firstAt_[n] == 1;
-    }
+    bool IsDeadEnd(int node) const { return around_[node].size() == 1; }
 
     /// Of the edges out of the lowest, then leftmost node the one farthest to the right: all run
     /// upwards or to the right, and they are sorted from there on.
@@ -164,7 +147,7 @@ public:
                 lowest = node;
             }
         }
-        return around_[static_cast<std::size_t>(firstAt_[lowest])];
+        return around_[lowest].front();
     }
 
     /// The edge that follows on the boundary, the rightmost one at the target, and the one before.
@@ -172,19 +155,15 @@ public:
     int Previous(int directed) const { return Neighbor(directed, -1) ^ 1; }
 
 private:
-    bool HasEdges(std::size_t node) const { return firstAt_[node + 1] > firstAt_[node]; }
+    bool HasEdges(std::size_t node) const { return !around_[node].empty(); }
 
     /// The directed edge beside this one at its origin, counter-clockwise for step 1.
     int Neighbor(int directed, int step) const
     {
-        const auto node = static_cast<std::size_t>(Origin(directed));
-        int place = slot_[static_cast<std::size_t>(directed)] + step;
-        if (place == firstAt_[node + 1]) {
-            place = firstAt_[node];
-        } else if (place < firstAt_[node]) {
-            place = firstAt_[node + 1] - 1;
-        }
-        return around_[static_cast<std::size_t>(place)];
+        const std::span<const int> around = around_[Origin(directed)];
+        const int count = static_cast<int>(around.size());
+        const int place = slot_[static_cast<std::size_t>(directed)] + step;
+        return around[static_cast<std::size_t>(place < 0 ? count - 1 : place == count ? 0 : place)];
     }
 
     /// Order by direction about a common origin, counter-clockwise from the X axis. Of two edges in
@@ -199,7 +178,7 @@ private:
         if (aPointsDown != PointsDown(origin, endOfB)) {
             return !aPointsDown;
         }
-        const int turn = Vector::Impl::TurnSign(origin, endOfA, endOfB);
+        const int turn = Math::Impl::Orientation(origin, endOfA, endOfB);
         if (turn != 0) {
             return turn > 0;
         }
@@ -216,10 +195,8 @@ private:
 
     std::vector<Edge> edges_;
     std::vector<Vec2d> positions_;
-    // Directed edges out of node n, by direction: around_[firstAt_[n]] up to firstAt_[n + 1].
-    std::vector<int> firstAt_;
-    std::vector<int> around_;
-    std::vector<int> slot_; // place of each directed edge in around_
+    Math::Impl::Buckets<int, int> around_; // directed edges out of each node, by direction
+    std::vector<int> slot_;                // place of each directed edge among those of its origin
 };
 
 /// The whole boundary from `first` on; `closed` tells whether it meets no dead end.
@@ -289,7 +266,7 @@ bool TraceOuterLoop(const std::vector<SegBase<T>>& segments, std::vector<VecBase
     std::vector<Vec2d> wide;
     wide.reserve(positions.size());
     for (const VecBase<2, T>& position : positions) {
-        wide.push_back(Vec2d(position));
+        wide.push_back(Widened(position));
     }
     const Drawing drawing(std::move(edges), std::move(wide));
     const int first = drawing.FirstOfOuterBoundary();

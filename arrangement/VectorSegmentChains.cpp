@@ -6,6 +6,7 @@
 // loses no segment.
 
 #include "mathbase/PointCells_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -43,7 +44,7 @@ public:
             used_[static_cast<std::size_t>(segment)] =
                 Matches(End(segment, 0), End(segment, 1), tolerance);
             for (int end = 1; end >= 0; --end) {
-                if (!IsUsed(segment) && Impl::IsFinite(End(segment, end))) {
+                if (!IsUsed(segment) && Math::Impl::IsFinite(End(segment, end))) {
                     ends_.Add(End(segment, end), 2 * segment + end);
                 }
             }
@@ -102,7 +103,7 @@ private:
     int NextAt(const Point& place)
     {
         int lowest = -1;
-        if (!Impl::IsFinite(place)) {
+        if (!Math::Impl::IsFinite(place)) {
             return lowest;
         }
         ends_.VisitNear(place, [&](int number) {

@@ -71,14 +71,16 @@ bool IsConvex(const Points<T>& hull)
     if (count < 5) {
         return true;
     }
-    for (std::size_t i = 0; i < count; ++i) {
-        const VecBase<2, T>& next = hull[(i + 1) % count];
-        const VecBase<2, T>& third = hull[(i + 3) % count];
-        if (((hull[i] - next) ^ (third - next)) > 0) {
+    const auto isDent = [&](std::size_t i, std::size_t next, std::size_t third) {
+        return ((hull[i] - hull[next]) ^ (hull[third] - hull[next])) > 0;
+    };
+    for (std::size_t i = 0; i + 3 < count; ++i) {
+        if (isDent(i, i + 1, i + 3)) {
             return false;
         }
     }
-    return true;
+    return !isDent(count - 3, count - 2, 0) && !isDent(count - 2, count - 1, 1) &&
+           !isDent(count - 1, 0, 2);
 }
 
 template <class T>
@@ -151,8 +153,11 @@ Points<T> HullOfUnique(const Points<T>& points, int turnsLeft)
     if (points.size() == 3) {
         return HullOfThree(points);
     }
-    const Points<T> hull = Impl::MonotoneChain(points);
-    return IsConvex(hull) || turnsLeft == 0 ? hull : HullOfTurned(hull, turnsLeft);
+    Points<T> hull = Impl::MonotoneChain(points);
+    if (!IsConvex(hull) && turnsLeft > 0) {
+        return HullOfTurned(hull, turnsLeft);
+    }
+    return hull;
 }
 
 template <class T>

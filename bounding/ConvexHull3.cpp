@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <utility>
 
 namespace Velk::Math::Sorvane::Bounding {
 namespace {
@@ -82,36 +83,34 @@ template <class T>
 bool ConvexHull(const std::vector<VecBase<3, T>>& points, std::vector<VecBase<3, T>>& hullPoints,
                 std::vector<int>& indices, bool sortedUnique, bool indicesOnly)
 {
-    // `points` may be one of the outputs: those are cleared when it is no longer needed.
+    // `points` may be one of the outputs, and memory may end anywhere: those change last.
     const T mergeTolerance = sortedUnique ? T{0} : kLengthFloor<T>;
     const std::vector<int> candidates =
         Impl::HullCandidates(points, static_cast<double>(mergeTolerance));
     std::vector<VecBase<3, T>> distinct = Gather(points, candidates);
-    hullPoints.clear();
-    indices.clear();
     if (!sortedUnique) {
         Vector::FilterForUniqueness(distinct, mergeTolerance);
     }
 
-    indices = HullTriangles(distinct);
-    if (indices.empty()) {
-        return false;
-    }
+    std::vector<int> triangles = HullTriangles(distinct);
+    std::vector<VecBase<3, T>> vertices;
     if (sortedUnique && indicesOnly) {
-        for (int& index : indices) {
+        for (int& index : triangles) {
             index = candidates[index];
         }
-        return true;
-    }
-    hullPoints = Gather(distinct, CompactNodes(indices, distinct.size()));
-    if (sortedUnique) { // the caller's word, which costs little to check on what is left
-        const std::vector<int> survivorOf =
-            Vector::FilterForUniquenessAndIndex(hullPoints, kLengthFloor<T>);
-        for (int& index : indices) {
-            index = survivorOf[index];
+    } else if (!triangles.empty()) {
+        vertices = Gather(distinct, CompactNodes(triangles, distinct.size()));
+        if (sortedUnique) { // the caller's word, which costs little to check on what is left
+            const std::vector<int> survivorOf =
+                Vector::FilterForUniquenessAndIndex(vertices, kLengthFloor<T>);
+            for (int& index : triangles) {
+                index = survivorOf[index];
+            }
         }
     }
-    return true;
+    hullPoints = std::move(vertices);
+    indices = std::move(triangles);
+    return !indices.empty();
 }
 
 template bool ConvexHull(const std::vector<VecBase<3, float>>&, std::vector<VecBase<3, float>>&,

@@ -11,6 +11,7 @@
 #include "bounding/HullCandidates_Impl.h"
 
 #include "bounding/QHullMesh_Impl.h"
+#include "mathbase/SegmentPoint_Impl.h"
 #include "mathbase/Values_Impl.h"
 
 #include <algorithm>
@@ -282,22 +283,24 @@ double ReachTable::LeastDistance(const QHullMesh& hull, const QHullFace& face) c
     if (HasPlane(face)) {
         return Height(face);
     }
-    VecBase<3, double> from;
+    VecBase<3, double> start;
+    VecBase<3, double> end;
     VecBase<3, double> side;
     VecBase<3, double> other;
     for (int k = 0; k < 3; ++k) {
         const VecBase<3, double>& a = hull.points[face.node[k]];
         const VecBase<3, double>& b = hull.points[face.node[(k + 1) % 3]];
         if (SquaredLength(b - a) > SquaredLength(side)) {
-            from = a - workCenter_;
+            start = a;
+            end = b;
             side = b - a;
             other = hull.points[face.node[(k + 2) % 3]] - a;
         }
     }
-    const double squared = SquaredLength(side);
-    const double nearest = std::clamp(-(from * side) / squared, 0.0, 1.0);
-    const double width = Length(side ^ other) / std::sqrt(squared);
-    return Length(from + side * nearest) - width;
+    const double width = Length(side ^ other) / Length(side);
+    const double toSide = std::sqrt(
+        Math::Impl::SquaredDistanceToSegment(start, end, workCenter_, Math::Impl::kPointsAreShort));
+    return toSide - width;
 }
 
 } // namespace

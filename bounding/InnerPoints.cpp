@@ -71,11 +71,11 @@ public:
         }
         std::array<T, kCount + 1> lower;
         std::array<T, kCount + 1> upper;
-        Heights(Points<T>(polygon.begin(), last + 1), lower);
+        FindHeights(Points<T>(polygon.begin(), last + 1), lower);
         Points<T> back(last, polygon.end());
         back.push_back(polygon.front());
         std::reverse(back.begin(), back.end());
-        Heights(back, upper);
+        FindHeights(back, upper);
         // The lower boundary is convex and the upper one concave, so that each box lies inside when
         // its corners do. A box is made to lie inside with its neighbors on both sides, which
         // keeps it one width from the boundary in x; the first and the last one have only one
@@ -92,7 +92,7 @@ public:
         if (!(place >= 0 && place < static_cast<T>(kCount))) {
             return false;
         }
-        const Box& box = boxes_[static_cast<std::size_t>(place)];
+        const Heights& box = boxes_[static_cast<std::size_t>(place)];
         return point[1] > box.low && point[1] < box.high;
     }
 
@@ -103,13 +103,15 @@ public:
 private:
     static constexpr std::size_t kCount = 1024;
 
-    struct Box {
+    /// Of a box only its heights: all are of one width, and the number tells the place. Half the
+    /// size of an `AxisAlignedBoundingBox`, in the loop over all points.
+    struct Heights {
         T low = 1; // empty
         T high = 0;
     };
 
     /// Height of a boundary, given from left to right, at both ends of every box.
-    void Heights(const Points<T>& boundary, std::array<T, kCount + 1>& heights) const
+    void FindHeights(const Points<T>& boundary, std::array<T, kCount + 1>& heights) const
     {
         std::size_t next = 1;
         for (std::size_t i = 0; i <= kCount; ++i) {
@@ -129,11 +131,12 @@ private:
     T width_;
     T perWidth_;
     T margin_;
-    std::array<Box, kCount> boxes_;
+    std::array<Heights, kCount> boxes_;
 };
 
+/// One point of every few, in order; none when one of them is not finite.
 template <class T>
-Points<T> HullOfSample(const Points<T>& points)
+Points<T> SortedSample(const Points<T>& points)
 {
     Points<T> sample(std::min(points.size() / 8, std::size_t{4096}));
     for (std::size_t i = 0; i < sample.size(); ++i) {
@@ -143,7 +146,7 @@ Points<T> HullOfSample(const Points<T>& points)
         }
     }
     std::sort(sample.begin(), sample.end(), Less<T>);
-    return MonotoneChain(sample);
+    return sample;
 }
 
 /// None when that would be more than half of the points: then nothing is won.
@@ -173,8 +176,8 @@ template <class T>
 std::vector<VecBase<2, T>> MonotoneChain(const std::vector<VecBase<2, T>>& sorted)
 {
     Points<T> chain;
-    chain.reserve(2 * sorted.size());
-    std::size_t kept = 0; // leading vertices that can't be popped any more
+    chain.reserve(sorted.size() + 1); // more only while points that go in the end are in it
+    std::size_t kept = 0;             // leading vertices that can't be popped any more
     const auto push = [&](const VecBase<2, T>& p) {
         while (chain.size() >= kept + 2) {
             const VecBase<2, T>& before = chain[chain.size() - 2];
@@ -203,12 +206,19 @@ WithoutInnerPoints(const std::vector<VecBase<2, T>>& points)
     if (points.size() < kWorthThinning) {
         return std::nullopt;
     }
-    const Points<T> polygon = HullOfSample(points);
+    const Points<T> sample = SortedSample(points);
+    const Points<T> polygon = sample.empty() ? Points<T>() : MonotoneChain(sample);
     if (polygon.size() < 3) {
         return std::nullopt;
     }
     const InnerBoxes<T> boxes(polygon);
     if (!(boxes.Margin() > 0)) {
+        return std::nullopt;
+    }
+    // Where the sample has hardly anything inside the points have not either.
+    const auto inside = std::count_if(sample.begin(), sample.end(),
+                                      [&](const VecBase<2, T>& p) { return boxes.Hold(p); });
+    if (4 * static_cast<std::size_t>(inside) < sample.size()) {
         return std::nullopt;
     }
     Points<T> outside = Outside(boxes, points);

@@ -19,9 +19,10 @@ endif()
 set(SORVANE_LINK_OPTIONS)
 set(SORVANE_DEFINITIONS)
 if(SORVANE_SANITIZE STREQUAL "address")
-  list(APPEND SORVANE_COMPILE_OPTIONS -fsanitize=address,undefined -fno-sanitize-recover=all
-       -fno-omit-frame-pointer)
-  list(APPEND SORVANE_LINK_OPTIONS -fsanitize=address,undefined)
+  # NaN or a number too large made an integer is undefined as well, and not in g++'s list of that.
+  set(checks -fsanitize=address,undefined,float-cast-overflow)
+  list(APPEND SORVANE_COMPILE_OPTIONS ${checks} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  list(APPEND SORVANE_LINK_OPTIONS ${checks})
   list(APPEND SORVANE_DEFINITIONS _GLIBCXX_ASSERTIONS)
 elseif(SORVANE_SANITIZE STREQUAL "thread")
   list(APPEND SORVANE_COMPILE_OPTIONS -fsanitize=thread -fno-omit-frame-pointer)

@@ -13,7 +13,7 @@ namespace {
 
 using Math::Impl::DisjointSets;
 
-int EndOfSide(const std::vector<int>& indices, int place)
+int EndOfHalfEdge(const std::vector<int>& indices, int place)
 {
     return indices[static_cast<std::size_t>(place % 3 == 2 ? place - 2 : place + 1)];
 }
@@ -23,9 +23,9 @@ void JoinAcrossEdges(const std::vector<int>& indices, DisjointSets& sets)
     const Impl::EdgeUses edges(indices);
     for (std::size_t bucket = 0; bucket < edges.BucketCount(); ++bucket) {
         edges.ForEachEdge(bucket, [&](const Impl::EdgeUse* first, const Impl::EdgeUse* last) {
-            // A side from a point to itself is no edge.
+            // A half-edge from a point to itself is no edge.
             if (indices[static_cast<std::size_t>(first->place)] ==
-                EndOfSide(indices, first->place)) {
+                EndOfHalfEdge(indices, first->place)) {
                 return;
             }
             for (const Impl::EdgeUse* use = first + 1; use != last; ++use) {

@@ -1,4 +1,4 @@
-// Triangle sides gathered by edge.
+// Half-edges of triangles gathered by edge.
 
 #include "foundation/EdgeUses_Impl.h"
 
@@ -34,9 +34,9 @@ std::vector<int> Ranks(const std::vector<int>& indices)
     return ranks;
 }
 
-/// Calls fn(smaller, larger, place) for each side of each triangle, in order.
+/// Calls fn(smaller, larger, place) for each half-edge of each triangle, in order.
 template <class Fn>
-void ForEachSide(const std::vector<int>& indices, const Fn& fn)
+void ForEachHalfEdge(const std::vector<int>& indices, const Fn& fn)
 {
     const std::size_t whole = indices.size() / 3 * 3;
     for (std::size_t first = 0; first < whole; first += 3) {
@@ -78,7 +78,7 @@ EdgeUses::EdgeUses(const std::vector<int>& indices)
 
     const int greatest = *std::max_element(nodes.begin(), nodes.end());
     uses_ = {static_cast<std::size_t>(greatest) + 1, [&](const auto& put) {
-                 ForEachSide(nodes, [&](std::size_t smaller, int larger, int place) {
+                 ForEachHalfEdge(nodes, [&](std::size_t smaller, int larger, int place) {
                      put(smaller, EdgeUse{larger, place});
                  });
              }};
@@ -96,7 +96,7 @@ EdgeUses::EdgeUses(const std::vector<int>& indices)
 std::vector<std::array<int, 3>> NeighborsAcross(const EdgeUses& edges, std::size_t triangleCount)
 {
     std::vector<std::array<int, 3>> neighbors(triangleCount);
-    // Each side belongs to one edge and each edge to one bucket: no slot is written twice.
+    // Each half-edge belongs to one edge and each edge to one bucket: no slot is written twice.
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, edges.BucketCount(), [&](std::size_t from, std::size_t to) {
             for (std::size_t bucket = from; bucket < to; ++bucket) {

@@ -10,7 +10,7 @@
 
 namespace Velk::Math::Sorvane::Impl {
 
-/// One triangle side: the larger of its two nodes, and its place 3t + k among the indices.
+/// One half-edge of a triangle: the larger of its two nodes, and its place 3t + k among the indices.
 struct EdgeUse {
     int larger;
     int place;
@@ -18,10 +18,10 @@ struct EdgeUse {
     int Triangle() const { return place / 3; }
 };
 
-/// All sides of the triangles, gathered by undirected edge.
+/// All half-edges of the triangles, gathered by undirected edge.
 ///
-/// The sides are dealt into a bucket for each smaller node, a counting sort that keeps triangle
-/// order, and each bucket, of a handful of sides in a usual mesh, is sorted by the larger node.
+/// The half-edges are dealt into a bucket for each smaller node, a counting sort that keeps triangle
+/// order, and each bucket, of a handful of half-edges in a usual mesh, is sorted by the larger node.
 /// That takes no memory for an edge by itself and two passes over the indices.
 class EdgeUses {
 public:
@@ -50,7 +50,7 @@ private:
     Math::Impl::Buckets<EdgeUse> uses_;
 };
 
-/// For each triangle its neighbors across its three sides, -1 for none: the first triangle at the
+/// For each triangle its neighbors across its three edges, -1 for none: the first triangle at the
 /// edge that is another one. Parallel.
 std::vector<std::array<int, 3>> NeighborsAcross(const EdgeUses& edges, std::size_t triangleCount);
 

@@ -16,13 +16,13 @@ namespace {
 /// side.
 using Marks = std::vector<unsigned char>;
 
-std::pair<int, int> Side(const std::vector<int>& indices, std::size_t triangle, std::size_t k)
+std::pair<int, int> DirectedEdge(const std::vector<int>& indices, std::size_t triangle, std::size_t k)
 {
     return {indices[3 * triangle + k], indices[3 * triangle + (k + 1) % 3]};
 }
 
 /// 1 for each triangle found to run against the first. First in, first out: on a mesh that can't
-/// be oriented the order decides. A mark once set stays, and a triangle's own sides are compared as
+/// be oriented the order decides. A mark once set stays, and a triangle's own half-edges are compared as
 /// they stand in the mesh.
 Marks FlippedTriangles(const std::vector<int>& indices,
                        const std::vector<std::array<int, 3>>& neighbors)
@@ -37,7 +37,7 @@ Marks FlippedTriangles(const std::vector<int>& indices,
         const std::size_t t = queue[head];
         visited[t] = 1;
         for (std::size_t k = 0; k < 3; ++k) {
-            std::pair<int, int> side = Side(indices, t, k);
+            std::pair<int, int> halfEdge = DirectedEdge(indices, t, k);
             if (neighbors[t][k] < 0) {
                 continue;
             }
@@ -46,11 +46,11 @@ Marks FlippedTriangles(const std::vector<int>& indices,
                 continue;
             }
             if (flipped[t] != 0) {
-                std::swap(side.first, side.second);
+                std::swap(halfEdge.first, halfEdge.second);
             }
             for (std::size_t j = 0; j < 3; ++j) {
-                // Both run the side the same way: they can't both be right.
-                if (neighbors[n][j] == static_cast<int>(t) && Side(indices, n, j) == side) {
+                // Both run the edge the same way: they can't both be right.
+                if (neighbors[n][j] == static_cast<int>(t) && DirectedEdge(indices, n, j) == halfEdge) {
                     flipped[n] = 1;
                 }
             }

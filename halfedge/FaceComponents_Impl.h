@@ -1,4 +1,4 @@
-// The connected pieces of a half-edge mesh of triangles.
+// The connected components of a half-edge mesh of triangles.
 #pragma once
 
 #include <array>
@@ -9,14 +9,14 @@ namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
 /// The half-edges of a face of three, from the face's own on.
 template <class TriangleMesh>
-std::array<int, 3> FaceSides(const TriangleMesh& mesh, int face)
+std::array<int, 3> FaceEdges(const TriangleMesh& mesh, int face)
 {
     const int first = mesh.Faces()[static_cast<std::size_t>(face)].edge;
     const auto& edge = mesh.Edges()[static_cast<std::size_t>(first)];
     return {first, edge.next, edge.prev};
 }
 
-/// Faces that are connected across edges, not through single nodes, in lists: the pieces in the
+/// Faces that are connected across edges, not through single nodes, in lists: the components in the
 /// order of their lowest face, each from that face on in the order of a flood whose latest find
 /// goes on first. O(faces). The faces are sound triangles, or deleted.
 template <class TriangleMesh>
@@ -44,8 +44,8 @@ std::vector<std::vector<int>> FaceComponents(const TriangleMesh& mesh)
             const int face = pending.back();
             pending.pop_back();
             component.push_back(face);
-            for (const int side : FaceSides(mesh, face)) {
-                find(mesh.Edges()[static_cast<std::size_t>(side ^ 1)].face);
+            for (const int halfEdge : FaceEdges(mesh, face)) {
+                find(mesh.Edges()[static_cast<std::size_t>(halfEdge ^ 1)].face);
             }
         }
     }

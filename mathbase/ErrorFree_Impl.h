@@ -72,6 +72,24 @@ inline DoubleWord operator*(const DoubleWord& a, const DoubleWord& b)
     return FastTwoSum(product.high, product.low + std::fma(a.low, b.high, mixed));
 }
 
+/// a b - c d within 1.5 units of the last place, whatever cancels (W. Kahan; bound by C.-P.
+/// Jeannerod, N. Louvet, J.-M. Muller, "Further Analysis of Kahan's Algorithm for the Accurate
+/// Computation of 2 x 2 Determinants", 2013).
+inline double DifferenceOfProducts(double a, double b, double c, double d)
+{
+    const double cd = c * d;
+    const double roundingOfCd = std::fma(-c, d, cd);
+    return std::fma(a, b, -cd) + roundingOfCd;
+}
+
+/// The same in twice the precision: the relative error of each product is gone, that of the
+/// difference is below 3 * 2^-106. Several times the work of the form above, for sums of such
+/// differences that cancel in their turn.
+inline DoubleWord WideDifferenceOfProducts(double a, double b, double c, double d)
+{
+    return TwoProduct(a, b) - TwoProduct(c, d);
+}
+
 /// A number kept without rounding, as a sum of at most `Capacity` doubles of growing magnitude that
 /// do not overlap: none of them is 0, and the last one is larger than all the others together, so
 /// that it has the sign of the whole.

@@ -231,8 +231,7 @@ std::vector<VecBase<2, T>> Tessellate(const ArcBase<T>& arc, T tolerance)
     const double sweep = static_cast<double>(arc.length) / radius;
 
     // Chords cannot follow the arc closer than the rounding of their own ends.
-    const double resolution =
-        2 * epsilon * (std::max(std::abs(center.x()), std::abs(center.y())) + radius);
+    const double resolution = 2 * epsilon * (Math::Impl::LargestMagnitude(center) + radius);
     const double kept = tolerance > 0 ? std::max<double>(tolerance, resolution) : 0;
     const double chords = ChordCount(radius, sweep, kept, epsilon);
 

@@ -231,6 +231,21 @@ ArcHits IntersectArc(const Arc<T>& arc, const Vec2d& s0, const Vec2d& s1, bool b
     return HitsOfChord(arc, Chord(s0, s1, arc.center, boundedSegment), tolerance);
 }
 
+/// Drops hits that are no points: where the sizes of arc and segment differ by so much that their
+/// products overflow or vanish, or where the caller's type can't hold the crossing.
+template <class T>
+void KeepFiniteHits(ArcHits& hits)
+{
+    ArcHits kept;
+    for (int i = 0; i < hits.count; ++i) {
+        const ArcHit& hit = hits.hit[static_cast<std::size_t>(i)];
+        if (IsFinite(Narrowed<T>(hit.point)) && std::isfinite(hit.parameter)) {
+            kept.hit[static_cast<std::size_t>(kept.count++)] = hit;
+        }
+    }
+    hits = kept;
+}
+
 template <class T>
 ArcPlace NearestOnArc(const Arc<T>& arc, const Vec2d& p)
 {
@@ -263,8 +278,9 @@ int ArcSegment(const VecBase<2, T>& center, const VecBase<2, T>& start, T length
                VecBase<2, T>& hit1, T& parameter1, bool boundedSegment, T tolerance)
 {
     const Arc<T> arc(ArcBase<T>{center, start, length});
-    const ArcHits hits = IntersectArc(arc, Widened(s0), Widened(s1), boundedSegment,
-                                      AtLeastZero(static_cast<double>(tolerance)));
+    ArcHits hits = IntersectArc(arc, Widened(s0), Widened(s1), boundedSegment,
+                                AtLeastZero(static_cast<double>(tolerance)));
+    KeepFiniteHits<T>(hits);
     hit0 = Narrowed<T>(hits.hit[0].point);
     parameter0 = static_cast<T>(hits.hit[0].parameter);
     hit1 = Narrowed<T>(hits.hit[1].point);

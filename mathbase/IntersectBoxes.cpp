@@ -19,7 +19,8 @@ namespace {
 /// Bound of the rounding of a difference and a sum of two products, relative to their magnitudes.
 constexpr double kProjectionRounding = 4.0 * std::numeric_limits<double>::epsilon();
 
-/// A box seen from a corner of the triangle.
+/// A box seen from a corner of the triangle. The library's box of points stands above the math
+/// base, and this one may be unbounded: two vectors that travel together, and no operation.
 struct RelativeBox {
     Vec3d low;
     Vec3d high;

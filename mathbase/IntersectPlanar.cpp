@@ -7,6 +7,7 @@
 
 #include <Velk/Math/Intersect_E.h>
 
+#include "mathbase/ErrorFree_Impl.h"
 #include "mathbase/Intersect_Impl.h"
 
 #include <array>
@@ -70,11 +71,26 @@ bool Touches(const Vec2d& p, const Directed& segment, double side, double tolera
     return std::fabs(side) <= tolerance * segment.length;
 }
 
+/// `Directed::Side` without rounding until the end, as long as no product of two differences
+/// underflows.
+double AccurateSide(const Directed& segment, const Vec2d& p)
+{
+    using Math::Impl::TwoSum;
+    using Number = Math::Impl::Expansion<2>;
+    const Number alongX(TwoSum(segment.end.x(), -segment.start.x()));
+    const Number alongY(TwoSum(segment.end.y(), -segment.start.y()));
+    const Number toX(TwoSum(p.x(), -segment.start.x()));
+    const Number toY(TwoSum(p.y(), -segment.start.y()));
+    return (alongX * toY - alongY * toX).Estimate();
+}
+
 /// Crossing of two segments whose ends lie on opposite sides of each other.
 ///
 /// Interpolated on the shorter one, where a rounding of the parameter moves the point least. The
 /// segments are put in an order of their own first: the point has the same bits whichever comes
-/// first and whichever way each runs.
+/// first and whichever way each runs. Seen from the other end of a segment, sides are rounded in
+/// another way: where the ends of a segment are of very different size, sides that were opposite
+/// may both vanish. They are then taken without rounding.
 Vec2d ProperCrossing(Directed a, Directed b)
 {
     for (Directed* segment : {&a, &b}) {
@@ -85,8 +101,16 @@ Vec2d ProperCrossing(Directed a, Directed b)
     if (b.length < a.length || (b.length == a.length && Precedes(b.start, a.start))) {
         std::swap(a, b);
     }
-    const double startSide = b.Side(a.start);
-    const double share = startSide / (startSide - b.Side(a.end)); // opposite signs: nothing cancels
+    double startSide = b.Side(a.start);
+    double endSide = b.Side(a.end);
+    if (startSide == endSide) {
+        startSide = AccurateSide(b, a.start);
+        endSide = AccurateSide(b, a.end);
+    }
+    // Of opposite sides nothing cancels. Equal ones are left where products have underflowed: then
+    // all of the segment is as near to the other one's line as numbers can tell.
+    const double drop = startSide - endSide;
+    const double share = drop != 0.0 ? startSide / drop : 0.5;
     return a.start + a.direction * std::clamp(share, 0.0, 1.0);
 }
 

@@ -4,6 +4,7 @@
 
 #include <Velk/Math/VecBase_E.h>
 
+#include "mathbase/ErrorFree_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 #include "mathbase/Values_Impl.h"
 
@@ -12,6 +13,7 @@
 
 namespace Velk::Math::Intersect::Impl {
 
+using Math::Impl::DifferenceOfProducts;
 using Math::Impl::IsFinite;
 using Math::Impl::kPointsAreShort;
 using Math::Impl::Narrowed;
@@ -53,16 +55,6 @@ inline bool IsInTriangle(const Vec2d& a, const Vec2d& b, const Vec2d& c, const V
     const double bc = SideOfLine(b, c, p);
     const double ca = SideOfLine(c, a, p);
     return (ab >= 0.0 && bc >= 0.0 && ca >= 0.0) || (ab <= 0.0 && bc <= 0.0 && ca <= 0.0);
-}
-
-/// a b - c d within 1.5 units of the last place, whatever cancels (W. Kahan; bound by C.-P.
-/// Jeannerod, N. Louvet, J.-M. Muller, "Further Analysis of Kahan's Algorithm for the Accurate
-/// Computation of 2 x 2 Determinants", 2013).
-inline double DifferenceOfProducts(double a, double b, double c, double d)
-{
-    const double cd = c * d;
-    const double roundingOfCd = std::fma(-c, d, cd);
-    return std::fma(a, b, -cd) + roundingOfCd;
 }
 
 /// u ^ v, accurate in every component also for vectors that are almost parallel, as the sides of a

@@ -21,7 +21,7 @@ using Impl::DoubleWord;
 /// a d - b c
 DoubleWord Minor(double a, double b, double c, double d)
 {
-    return Impl::TwoProduct(a, d) - Impl::TwoProduct(b, c);
+    return Impl::WideDifferenceOfProducts(a, d, b, c);
 }
 
 /// The matrix `entry` that times the given one is `determinant` times the identity.

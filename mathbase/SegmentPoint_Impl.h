@@ -55,8 +55,9 @@ inline SegmentPlace<N> NearestPlace(const VecBase<N, T>& a, const VecBase<N, T>&
         return {0.0, start};
     }
     if (squaredLength <= rule.squaredLength) {
+        // Told from `projected`, which is positive here or NaN.
         const double zeroOrNaN = projected - projected;
-        return {zeroOrNaN, start + along * zeroOrNaN};
+        return {zeroOrNaN, zeroOrNaN == 0.0 ? start : start + along * zeroOrNaN};
     }
     if (projected >= squaredLength) {
         return {1.0, Widened(b)};

@@ -66,6 +66,8 @@ struct Meeting {
 };
 
 /// The box around both triangles; nothing when their own boxes are farther apart than `tolerance`.
+/// A type of its own, as the library's box of points stands above the math base, and as one pass
+/// over the corners here tells a gap too and bounds the rounding.
 struct CommonBox {
     Vec3d low;
     Vec3d high;
@@ -221,9 +223,9 @@ Verdict CompareIntervals(const Triangle& a, const Triangle& b, std::array<Pierci
 // --- by distance --------------------------------------------------------------------------------
 
 /// Points that lie on one triangle and within the tolerance of the other: 6 from corners, 9 from
-/// pairs of sides, 6 from sides that pierce.
+/// pairs of sides, 6 from sides that pierce, 8 from a triangle that is a line.
 struct Contacts {
-    std::array<Vec3d, 21> point;
+    std::array<Vec3d, 29> point;
     std::size_t count = 0;
 
     void Add(const Vec3d& p) { point[count++] = p; }
@@ -363,6 +365,145 @@ void AddPiercings(const Triangle& from, const Triangle& to, Contacts& contacts)
     }
 }
 
+bool LexicographicallyLess(const Vec3d& p, const Vec3d& q)
+{
+    return std::lexicographical_compare(p.begin(), p.end(), q.begin(), q.end());
+}
+
+bool AreCollinear(const Vec3d& p, const Vec3d& q, const Vec3d& r)
+{
+    return Projection(0).Turn(p, q, r) == 0 && Projection(1).Turn(p, q, r) == 0 &&
+           Projection(2).Turn(p, q, r) == 0;
+}
+
+/// Has the triangle no area at all?
+bool IsLine(const Triangle& t)
+{
+    return BestViewOf(t).Turn(t[0], t[1], t[2]) == 0 && AreCollinear(t[0], t[1], t[2]);
+}
+
+/// A side of a triangle, or the segment that is left of a triangle without area. Points of a line
+/// follow each other in it in their lexicographic order, which tells its ends.
+struct Side {
+    Vec3d start;
+    Vec3d end;
+
+    Side(const Vec3d& p, const Vec3d& q) : start(p), end(q)
+    {
+        if (LexicographicallyLess(end, start)) {
+            std::swap(start, end);
+        }
+    }
+
+    explicit Side(const Triangle& line)
+    {
+        const auto [least, greatest] =
+            std::minmax_element(line.corner.begin(), line.corner.end(), LexicographicallyLess);
+        start = *least;
+        end = *greatest;
+    }
+
+    bool Holds(const Vec3d& p) const
+    {
+        return !LexicographicallyLess(p, start) && !LexicographicallyLess(end, p) &&
+               AreCollinear(start, end, p);
+    }
+};
+
+bool HoldsInItsPlane(const Triangle& t, const Vec3d& p)
+{
+    if (Orientation(t[0], t[1], t[2], p) != 0) {
+        return false;
+    }
+    const Projection view = BestViewOf(t);
+    const int turn = view.Turn(t[0], t[1], t[2]);
+    return view.Turn(t[0], t[1], p) != -turn && view.Turn(t[1], t[2], p) != -turn &&
+           view.Turn(t[2], t[0], p) != -turn;
+}
+
+/// Adds the point in which the insides of two segments cross, if there is one. A view in which they
+/// cross shows their common plane as a plane. Exact as a decision.
+void AddCrossing(const Side& a, const Side& b, Contacts& contacts)
+{
+    for (int axis = 0; axis < 3; ++axis) {
+        const Projection view(axis);
+        if (view.Turn(a.start, a.end, b.start) * view.Turn(a.start, a.end, b.end) < 0 &&
+            view.Turn(b.start, b.end, a.start) * view.Turn(b.start, b.end, a.end) < 0) {
+            if (Orientation(a.start, a.end, b.start, b.end) == 0) {
+                const auto distance = [&](const Vec3d& p) {
+                    return std::fabs(
+                        Math::Impl::AccurateDoubleArea(view(b.start), view(b.end), view(p)));
+                };
+                const double before = distance(a.start);
+                const double behind = distance(a.end);
+                contacts.Add(
+                    Math::Impl::PointOnSegment(a.start, a.end, before / (before + behind)));
+            }
+            return;
+        }
+    }
+}
+
+/// Adds what a triangle without area, a segment or a point, has in common with a triangle whose
+/// plane it lies in, or with another such segment. Exact as a decision; where the segment leaves
+/// the plane, `AddPiercings` finds it.
+void AddLineContacts(const Triangle& line, const Triangle& other, bool otherIsLine,
+                     Contacts& contacts)
+{
+    const Side segment(line);
+    std::array<Side, 3> sides{Side(other[0], other[1]), Side(other[1], other[2]),
+                              Side(other[2], other[0])};
+    if (otherIsLine) {
+        sides[0] = Side(other);
+    }
+    for (const Vec3d& corner : other.corner) {
+        if (segment.Holds(corner)) {
+            contacts.Add(corner);
+        }
+    }
+    for (const Vec3d& end : {segment.start, segment.end}) {
+        if (otherIsLine ? sides[0].Holds(end) : HoldsInItsPlane(other, end)) {
+            contacts.Add(end);
+        }
+    }
+    for (std::size_t i = 0; i < (otherIsLine ? 1 : 3); ++i) {
+        AddCrossing(segment, sides[i], contacts);
+    }
+}
+
+/// Signed distances of the corners of `other` from the plane of `plane`, from differences and
+/// products of twice the precision: exact to the last digits also above a needle, where plain
+/// arithmetic loses as much as the rounding of the coordinates, or more when the triangles lie
+/// around the origin and differences are larger than coordinates.
+std::array<double, 3> AccurateHeights(const Triangle& other, const Triangle& plane)
+{
+    using Math::Impl::DoubleWord;
+    using Math::Impl::TwoSum;
+    const auto between = [](const Vec3d& from, const Vec3d& to) {
+        std::array<DoubleWord, 3> difference;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const int axis = static_cast<int>(i);
+            difference[i] = TwoSum(to[axis], -from[axis]);
+        }
+        return difference;
+    };
+    const auto u = between(plane[0], plane[1]);
+    const auto v = between(plane[0], plane[2]);
+    std::array<DoubleWord, 3> normal;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::size_t j = (i + 1) % 3;
+        const std::size_t k = (i + 2) % 3;
+        normal[i] = u[j] * v[k] - u[k] * v[j];
+    }
+    const double length = Vector::Length(Vec3d(normal[0].high, normal[1].high, normal[2].high));
+    std::array<double, 3> height{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const auto w = between(plane[0], other[i]);
+        height[i] = (normal[0] * w[0] + normal[1] * w[1] + normal[2] * w[2]).high / length;
+    }
+    return height;
+}
+
 /// Do the triangles lie in one plane as far as the rounding of their coordinates can tell?
 ///
 /// The corners of triangles in a tilted plane are off it by their rounding, half a unit of each
@@ -397,14 +538,15 @@ bool AreCoplanarByRounding(const Triangle& a, const Triangle& b, const CommonBox
     const double weightA = weightOf(a, b);
     const double weightB = weightOf(b, a);
     const bool aIsBetter = weightA <= weightB;
+    // Twice what one rounding of each coordinate makes: computed ones were rounded more often.
+    constexpr double kRoundings = 2.0;
     const Triangle& plane = aIsBetter ? a : b;
     const Triangle& other = aIsBetter ? b : a;
-    // Twice: the evaluation is off by about as much again.
-    const double reach = 2.0 * roundingOf(plane) * (aIsBetter ? weightA : weightB);
+    const double reach = kRoundings * roundingOf(plane) * (aIsBetter ? weightA : weightB);
     // Where rounding is not far below the triangle's width, it has no plane to be in.
     constexpr double kPlanarShare = 0x1p-10;
     return reach * plane.LongestSide() < kPlanarShare * plane.doubledArea &&
-           AllWithin(plane.HeightsOf(other), reach);
+           AllWithin(AccurateHeights(other, plane), reach);
 }
 
 /// What the caller asks for: whether the triangles meet, for which one contact is enough, or where.
@@ -432,6 +574,11 @@ Meeting MeetCarefully(const Triangle& a, const Triangle& b, Wanted wanted, doubl
         AddPiercings(a, b, contacts);
         AddPiercings(b, a, contacts);
     }
+    const bool aIsLine = !enough() && !meeting.coplanar && IsLine(a);
+    const bool bIsLine = !enough() && !meeting.coplanar && IsLine(b);
+    if (aIsLine || bIsLine) {
+        AddLineContacts(aIsLine ? a : b, aIsLine ? b : a, aIsLine && bIsLine, contacts);
+    }
     if (!enough()) {
         AddSides(a, b, tolerance, contacts);
     }
@@ -457,9 +604,7 @@ Meeting MeetCarefully(const Triangle& a, const Triangle& b, Wanted wanted, doubl
 /// Its corners in lexicographic order.
 std::array<Vec3d, 3> Sorted(std::array<Vec3d, 3> corner)
 {
-    std::sort(corner.begin(), corner.end(), [](const Vec3d& p, const Vec3d& q) {
-        return std::lexicographical_compare(p.begin(), p.end(), q.begin(), q.end());
-    });
+    std::sort(corner.begin(), corner.end(), LexicographicallyLess);
     return corner;
 }
 
@@ -467,7 +612,7 @@ bool Precede(const std::array<Vec3d, 3>& a, const std::array<Vec3d, 3>& b)
 {
     for (std::size_t i = 0; i < 3; ++i) {
         if (!(a[i] == b[i])) {
-            return std::lexicographical_compare(a[i].begin(), a[i].end(), b[i].begin(), b[i].end());
+            return LexicographicallyLess(a[i], b[i]);
         }
     }
     return true;
@@ -480,11 +625,31 @@ bool HaveCommonCorner(const Triangle& a, const Triangle& b)
            a.corner.end();
 }
 
+/// The scale at which the fourth powers of the coordinates, which is what squared areas are,
+/// neither overflow nor vanish: 1 for usual sizes.
+double WorkScale(double largestCoordinate)
+{
+    constexpr double kLeastUsual = 0x1p-200;
+    constexpr double kLargestUsual = 0x1p200;
+    const bool isUsual = largestCoordinate >= kLeastUsual && largestCoordinate <= kLargestUsual;
+    return isUsual ? 1.0 : Math::Impl::ScaleToOne(largestCoordinate);
+}
+
 Meeting MeetTriangles(const Triangle& a, const Triangle& b, Wanted wanted, double tolerance)
 {
     const CommonBox box(a, b, tolerance);
     if (box.isEmpty) {
         return {};
+    }
+    const double scale = WorkScale(box.LargestCoordinate());
+    if (scale != 1.0) {
+        const auto scaled = [&](const Triangle& t) {
+            return Triangle(t[0] * scale, t[1] * scale, t[2] * scale);
+        };
+        Meeting meeting = MeetTriangles(scaled(a), scaled(b), wanted, tolerance * scale);
+        meeting.p = meeting.p * (1.0 / scale);
+        meeting.q = meeting.q * (1.0 / scale);
+        return meeting;
     }
     bool coplanar = false;
     const double longestOfA = a.LongestSide();

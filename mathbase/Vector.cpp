@@ -17,6 +17,7 @@ namespace {
 
 using Math::Impl::IsFinite;
 using Math::Impl::SafelyScaled;
+using Math::Impl::Widened;
 
 double SquaredMagnitude(double cross) { return cross * cross; }
 
@@ -65,8 +66,8 @@ T AngleBetween(const VecBase<N, T>& a, const VecBase<N, T>& b, T /*tolerance*/)
     if (!IsFinite(a) || !IsFinite(b)) {
         return std::numeric_limits<T>::quiet_NaN();
     }
-    const auto p = SafelyScaled(VecBase<N, double>(a));
-    const auto q = SafelyScaled(VecBase<N, double>(b));
+    const auto p = SafelyScaled(Widened(a));
+    const auto q = SafelyScaled(Widened(b));
     double sine = 0.0;
     if constexpr (N == 2) {
         sine = (p ^ q) + 0.0; // a half turn is +pi: -0 would make it -pi
@@ -133,7 +134,7 @@ SphericalToCartesian(const std::vector<VecBase<3, double>>& spherical)
 template <class T>
 VecBase<2, T> Reflect(const VecBase<2, T>& v, const VecBase<2, T>& axis)
 {
-    const auto normal = SafelyScaled(VecBase<2, double>(axis));
+    const auto normal = SafelyScaled(Widened(axis));
     const double squaredLength = SquaredLength(normal);
     if (!(squaredLength > 0.0)) {
         return v;
@@ -149,7 +150,7 @@ T Length(const std::vector<VecBase<2, T>>& polyline)
 {
     Math::Impl::CompensatedSum length;
     for (std::size_t i = 1; i < polyline.size(); ++i) {
-        length.Add(Length(VecBase<2, double>(polyline[i]) - VecBase<2, double>(polyline[i - 1])));
+        length.Add(Length(Widened(polyline[i]) - Widened(polyline[i - 1])));
     }
     return static_cast<T>(length.Value());
 }
@@ -168,7 +169,7 @@ T SignedArea(const std::vector<VecBase<2, T>>& loop)
     Math::Impl::CompensatedSum doubledArea;
     for (std::size_t i = 1; i + 1 < loop.size(); ++i) {
         const VecBase<2, double> from(loop[i]);
-        doubledArea.Add((from - first) ^ (VecBase<2, double>(loop[i + 1]) - from));
+        doubledArea.Add((from - first) ^ (Widened(loop[i + 1]) - from));
     }
     return static_cast<T>(0.5 * doubledArea.Value());
 }
@@ -178,10 +179,10 @@ bool BarycentricCoordinates(const VecBase<N, T>& a, const VecBase<N, T>& b, cons
                             const VecBase<N, T>& p, T& u, T& v, T& w, T tolerance)
 {
     const VecBase<N, double> origin(a);
-    const VecBase<N, double> ab = VecBase<N, double>(b) - origin;
-    const VecBase<N, double> ac = VecBase<N, double>(c) - origin;
-    const VecBase<N, double> bc = VecBase<N, double>(c) - VecBase<N, double>(b);
-    const VecBase<N, double> ap = VecBase<N, double>(p) - origin;
+    const VecBase<N, double> ab = Widened(b) - origin;
+    const VecBase<N, double> ac = Widened(c) - origin;
+    const VecBase<N, double> bc = Widened(c) - Widened(b);
+    const VecBase<N, double> ap = Widened(p) - origin;
 
     const auto normal = ab ^ ac;
     const double squaredNormal = SquaredMagnitude(normal);

@@ -14,6 +14,7 @@
 #include <array>
 #include <cstddef>
 #include <limits>
+#include <new>
 #include <numeric>
 
 namespace Velk::Math::Vector {
@@ -55,36 +56,53 @@ SortedRecords<N, T> SortRecords(DistinctPoints<N, T>& distinct)
     return all;
 }
 
-/// Writes the survivors to the front of `points` and cuts it off behind them. Returns the rank of
-/// each record's survivor among the survivors; `survivorOf` may be null when all are survivors.
+/// The rank of each record's survivor among the survivors.
 template <int N, class T>
-std::vector<int> WriteSurvivors(const SortedRecords<N, T>& sorted, const std::uint32_t* survivorOf,
-                                std::vector<VecBase<N, T>>& points)
+std::vector<int> RanksOfSurvivors(const SortedRecords<N, T>& sorted,
+                                  const std::uint32_t* survivorOf)
 {
     const auto count = static_cast<std::size_t>(sorted.count);
-    std::vector<int> rank;
+    std::vector<int> rank(count);
+    int survivorCount = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (survivorOf[i] == i) {
+            rank[i] = survivorCount++;
+        }
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        rank[i] = rank[survivorOf[i]];
+    }
+    return rank;
+}
+
+/// Writes the survivors to the front of `points` and cuts it off behind them; `survivorOf` may be
+/// null when all records are survivors.
+template <int N, class T>
+void WriteSurvivors(const SortedRecords<N, T>& sorted, const std::uint32_t* survivorOf,
+                    std::vector<VecBase<N, T>>& points)
+{
+    const auto count = static_cast<std::size_t>(sorted.count);
     std::size_t survivorCount = count;
     if (survivorOf != nullptr) {
-        rank.resize(count);
         survivorCount = 0;
         for (std::size_t i = 0; i < count; ++i) {
             if (survivorOf[i] == i) {
-                points[survivorCount] = sorted.data[i].point;
-                rank[i] = static_cast<int>(survivorCount++);
+                points[survivorCount++] = sorted.data[i].point;
             }
         }
-        for (std::size_t i = 0; i < count; ++i) {
-            rank[i] = rank[survivorOf[i]];
-        }
     } else {
-        ApplyParallelChunks(std::size_t{0}, count, [&](std::size_t from, std::size_t to) {
+        const auto write = [&](std::size_t from, std::size_t to) {
             for (std::size_t i = from; i < to; ++i) {
                 points[i] = sorted.data[i].point;
             }
-        });
+        };
+        try {
+            ApplyParallelChunks(std::size_t{0}, count, write);
+        } catch (const std::bad_alloc&) { // tasks take memory, the caller's thread needs none
+            write(0, count);
+        }
     }
     points.resize(survivorCount);
-    return rank;
 }
 
 /// Turns the place of each point's first occurrence in its chunk into the rank of its survivor.
@@ -139,10 +157,13 @@ void FilterWithin(std::vector<VecBase<N, T>>& points, T tolerance, std::vector<i
             survivorOf = survivors.data();
         }
     }
-    const std::vector<int> rank = WriteSurvivors(sorted, survivorOf, points);
+    // The points change last, when no more memory is needed.
     if (indices != nullptr) {
+        const std::vector<int> rank =
+            survivorOf == nullptr ? std::vector<int>{} : RanksOfSurvivors(sorted, survivorOf);
         PlacesToRanks(sorted, rank, distinct, *indices);
     }
+    WriteSurvivors(sorted, survivorOf, points);
 }
 
 /// Sorts the points, equal ones in input order, and tells where each went.
@@ -192,10 +213,10 @@ public:
             return LexicographicallyLess(input[static_cast<std::size_t>(a)],
                                          input[static_cast<std::size_t>(b)]);
         });
-        points.clear();
         std::array<int, kClassCount> lowest; // index of the first survivor of each class
         lowest.fill(-1);
         std::vector<int> index(input.size(), -1);
+        points.clear(); // no memory is needed from here on: there is room for the survivors
         for (const int survivor : survivors) {
             const VecBase<N, T>& point = input[static_cast<std::size_t>(survivor)];
             const int rank = static_cast<int>(points.size());

@@ -10,6 +10,7 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
+#include "mathbase/Values_Impl.h"
 #include "meshfiles/AvailableMemory_Impl.h"
 #include "meshfiles/MeshFiles_Impl.h"
 
@@ -275,12 +276,6 @@ VecBase<3, T> LoadPoint(const std::byte* bytes)
     return point;
 }
 
-template <class T>
-bool IsFinitePoint(const VecBase<3, T>& p)
-{
-    return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
-}
-
 /// Looks for a point that does not become a finite one of type T among the `count` points of
 /// Scalars at `bytes`, of which the first has the number `firstNumber`.
 template <class Scalar, class T>
@@ -292,7 +287,7 @@ BlockOutcome CheckPoints(const std::byte* bytes, std::size_t firstNumber, std::s
     }
     BlockOutcome outcome;
     for (std::size_t i = 0; i < count; ++i) {
-        if (!IsFinitePoint(LoadPoint<Scalar, T>(bytes + 3 * sizeof(Scalar) * i))) {
+        if (!Math::Impl::IsFinite(LoadPoint<Scalar, T>(bytes + 3 * sizeof(Scalar) * i))) {
             outcome.error = MeshFileError::NotFinite;
             outcome.place = firstNumber + i;
             break;

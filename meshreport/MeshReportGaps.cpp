@@ -31,7 +31,7 @@ struct BoundaryLine {
 bool HasBoundary(const ComponentMesh& mesh, const std::vector<int>& faces)
 {
     return std::any_of(faces.begin(), faces.end(), [&](int face) {
-        const std::array<int, 3> halfEdges = HalfEdge::Impl::FaceSides(mesh, face);
+        const std::array<int, 3> halfEdges = HalfEdge::Impl::FaceEdges(mesh, face);
         return std::any_of(halfEdges.begin(), halfEdges.end(),
                            [&](int halfEdge) { return mesh.IsBoundaryEdge(halfEdge ^ 1, false); });
     });
@@ -47,7 +47,7 @@ ComponentMesh Extracted(const ComponentMesh& mesh, const std::vector<int>& faces
     std::vector<int> indices;
     indices.reserve(3 * faces.size());
     for (const int face : faces) {
-        for (const int halfEdge : HalfEdge::Impl::FaceSides(mesh, face)) {
+        for (const int halfEdge : HalfEdge::Impl::FaceEdges(mesh, face)) {
             const int node = mesh.Edges()[static_cast<std::size_t>(halfEdge)].node;
             int& number = newNumber[static_cast<std::size_t>(node)];
             if (number < 0) {
@@ -122,7 +122,7 @@ Impl::BoundaryTree TreeOf(const std::vector<BoundaryLine>& lines)
             segments.push_back({line.points[i - 1], line.points[i], line.component});
         }
     }
-    return Impl::BoundaryTree(std::move(segments));
+    return Impl::BoundaryTree(segments);
 }
 
 } // namespace

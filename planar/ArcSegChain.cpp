@@ -43,8 +43,8 @@ Vec2d TangentAtStart(const SegBase<T>& segment)
 template <class T>
 Vec2d TangentAtStart(const ArcBase<T>& arc)
 {
-    return TangentAt(
-        arc, Normalized(Wide(arc.start) - Wide(arc.center), static_cast<double>(kLengthFloor<T>)));
+    return TangentAt(arc, Normalized(Widened(arc.start) - Widened(arc.center),
+                                     static_cast<double>(kLengthFloor<T>)));
 }
 
 template <class T>
@@ -56,7 +56,7 @@ Vec2d TangentAtEnd(const SegBase<T>& segment)
 template <class T>
 Vec2d TangentAtEnd(const ArcBase<T>& arc)
 {
-    const Vec2d spoke = Wide(arc.start) - Wide(arc.center);
+    const Vec2d spoke = Widened(arc.start) - Widened(arc.center);
     const double angle =
         Geometry::Impl::EndAngle(spoke, Vector::Length(spoke), static_cast<double>(arc.length));
     return TangentAt(arc, Geometry::Impl::UnitAt(angle));
@@ -88,13 +88,13 @@ void ArcSegBase<T>::Reverse()
 template <class T>
 VecBase<2, T> ArcSegBase<T>::StartTangent() const
 {
-    return Narrow<T>(Visit([](const auto& e) { return TangentAtStart(e); }));
+    return Narrowed<T>(Visit([](const auto& e) { return TangentAtStart(e); }));
 }
 
 template <class T>
 VecBase<2, T> ArcSegBase<T>::EndTangent() const
 {
-    return Narrow<T>(Visit([](const auto& e) { return TangentAtEnd(e); }));
+    return Narrowed<T>(Visit([](const auto& e) { return TangentAtEnd(e); }));
 }
 
 template <class T>

@@ -5,7 +5,8 @@
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
-#include "mathbase/Wide_Impl.h"
+#include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <cmath>
 #include <limits>
@@ -14,13 +15,13 @@ namespace Velk::Math::Sorvane::Planar::Impl {
 
 using Geometry::ArcBase;
 using Geometry::SegBase;
-using Geometry::Impl::Narrow;
-using Geometry::Impl::Wide;
+using Math::Impl::Narrowed;
+using Math::Impl::Widened;
 
 template <class T>
 double Distance(const VecBase<2, T>& a, const VecBase<2, T>& b)
 {
-    return Vector::Length(Wide(b) - Wide(a));
+    return Vector::Length(Widened(b) - Widened(a));
 }
 
 /// Length before it is rounded to T, so that sums of many are rounded once.
@@ -46,7 +47,7 @@ double WideLength(const ArcSegBase<T>& element)
 template <class T>
 Vec2d Direction(const SegBase<T>& segment)
 {
-    return Normalized(Wide(segment.end) - Wide(segment.start),
+    return Normalized(Widened(segment.end) - Widened(segment.start),
                       static_cast<double>(kLengthFloor<T>));
 }
 
@@ -60,7 +61,7 @@ VecBase<2, T> NearestOn(const ArcBase<T>& arc, const VecBase<2, T>& point, T& fr
 template <class T>
 double SquaredDistance(const VecBase<2, T>& a, const VecBase<2, T>& b)
 {
-    return Vector::SquaredLength(Wide(b) - Wide(a));
+    return Vector::SquaredLength(Widened(b) - Widened(a));
 }
 
 /// Nearest point of an element, in the strict sense: the other end of an arc is never nearer, not
@@ -90,16 +91,8 @@ VecBase<2, T> NearestOn(const ArcBase<T>& arc, const VecBase<2, T>& point)
 template <class T>
 VecBase<2, T> NearestOn(const SegBase<T>& segment, const VecBase<2, T>& point)
 {
-    const Vec2d along = Wide(segment.end) - Wide(segment.start);
-    const double squaredLength = along * along;
-    if (!(squaredLength > static_cast<double>(kSquaredLengthFloor<T>))) {
-        return segment.start;
-    }
-    const double place = ((Wide(point) - Wide(segment.start)) * along) / squaredLength;
-    if (place >= 1) {
-        return segment.end;
-    }
-    return place > 0 ? Narrow<T>(Wide(segment.start) + place * along) : segment.start;
+    return Math::Impl::NearestOnSegment(segment.start, segment.end, point,
+                                        Math::Impl::kShortByFloor<T>);
 }
 
 /// A distance that `point` surely has from what `NearestOn` gives on the arc: the gap between it

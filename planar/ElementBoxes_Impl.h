@@ -1,19 +1,21 @@
 // Boxes over the elements of a chain, for many questions of the kind "the first element that holds
 // this point".
 //
-// Neighbors along a chain are neighbors in the plane, so that boxes of 2, 4, 8, ... consecutive
-// elements make a good hierarchy without any sorting, and a walk from left to right through it
-// meets the candidates in the chain's own order.
+// Neighbors along a chain are neighbors in the plane, so that boxes of consecutive elements make a
+// good hierarchy without any sorting, and a walk from left to right through it meets the candidates
+// in the chain's own order.
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
 
-#include "mathbase/Wide_Impl.h"
+#include "mathbase/Values_Impl.h"
+#include "trees/BoxHierarchy_Impl.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -25,16 +27,8 @@ public:
     /// Boxes of everything that matches a point of an element within `reach`, which is not
     /// negative.
     ElementBoxes(const std::vector<ArcSegBase<T>>& elements, T reach)
+        : boxes_(BoxesOf(elements, static_cast<double>(reach)), Tree::Impl::HierarchyCut::Order)
     {
-        std::vector<Box> boxes;
-        boxes.reserve(elements.size());
-        for (const ArcSegBase<T>& element : elements) {
-            boxes.push_back(BoxOf(element, static_cast<double>(reach)));
-        }
-        levels_.push_back(std::move(boxes));
-        while (levels_.back().size() > 1) {
-            levels_.push_back(JoinedPairs(levels_.back()));
-        }
     }
 
     /// Calls visit(number) for elements whose boxes hold `point`, by ascending numbers, until it
@@ -42,44 +36,14 @@ public:
     template <class Visitor>
     void VisitInOrder(const VecBase<2, T>& point, const Visitor& visit) const
     {
-        const Vec2d p = Geometry::Impl::Wide(point);
-        const std::size_t top = levels_.size() - 1;
-        std::size_t level = top;
-        std::size_t number = 0;
-        for (;;) {
-            const std::vector<Box>& boxes = levels_[level];
-            if (number < boxes.size() && boxes[number].Holds(p)) {
-                if (level > 0) {
-                    --level;
-                    number *= 2;
-                    continue;
-                }
-                if (visit(number)) {
-                    return;
-                }
-            }
-            // To the right; where a pair ends, on from its parent.
-            ++number;
-            while (number % 2 == 0 && level < top) {
-                number /= 2;
-                ++level;
-            }
-            if (level == top) {
-                return;
-            }
-        }
+        const Vec2d p = Math::Impl::Widened(point);
+        boxes_.VisitMeeting({p, p}, [&](std::int32_t number) -> bool {
+            return visit(static_cast<std::size_t>(number));
+        });
     }
 
 private:
-    struct Box {
-        Vec2d low;
-        Vec2d high;
-
-        bool Holds(const Vec2d& p) const
-        {
-            return p.x() >= low.x() && p.x() <= high.x() && p.y() >= low.y() && p.y() <= high.y();
-        }
-    };
+    using Box = Bounding::AxisAlignedBoundingBox<2, double>;
 
     static std::array<VecBase<2, T>, 2> Corners(const Geometry::SegBase<T>& segment)
     {
@@ -97,11 +61,11 @@ private:
     static double Size(const Vec2d& v) { return std::fabs(v.x()) + std::fabs(v.y()); }
     static double Size(const Geometry::SegBase<T>& segment)
     {
-        return Size(Geometry::Impl::Wide(segment.start)) + Size(Geometry::Impl::Wide(segment.end));
+        return Size(Math::Impl::Widened(segment.start)) + Size(Math::Impl::Widened(segment.end));
     }
     static double Size(const Geometry::ArcBase<T>& arc)
     {
-        return Size(Geometry::Impl::Wide(arc.center)) + Size(Geometry::Impl::Wide(arc.start)) +
+        return Size(Math::Impl::Widened(arc.center)) + Size(Math::Impl::Widened(arc.start)) +
                std::fabs(static_cast<double>(arc.length));
     }
 
@@ -113,29 +77,27 @@ private:
             const auto corners = Corners(e);
             const double margin = reach + kRounding * Size(e);
             const Vec2d widen(margin, margin);
-            const Box box{Geometry::Impl::Wide(corners[0]) - widen,
-                          Geometry::Impl::Wide(corners[1]) + widen};
+            const Box box{Math::Impl::Widened(corners[0]) - widen,
+                          Math::Impl::Widened(corners[1]) + widen};
             // An element that is not finite is asked itself.
             constexpr double kFar = std::numeric_limits<double>::infinity();
-            const bool isFinite = std::isfinite(Size(e)) && std::isfinite(Size(box.low)) &&
-                                  std::isfinite(Size(box.high));
+            const bool isFinite = std::isfinite(Size(e)) && std::isfinite(Size(box.min)) &&
+                                  std::isfinite(Size(box.max));
             return isFinite ? box : Box{{-kFar, -kFar}, {kFar, kFar}};
         });
     }
 
-    static std::vector<Box> JoinedPairs(const std::vector<Box>& boxes)
+    static std::vector<Box> BoxesOf(const std::vector<ArcSegBase<T>>& elements, double reach)
     {
-        std::vector<Box> joined((boxes.size() + 1) / 2);
-        for (std::size_t i = 0; i < joined.size(); ++i) {
-            const Box& a = boxes[2 * i];
-            const Box& b = boxes[std::min(2 * i + 1, boxes.size() - 1)];
-            joined[i] = {{std::min(a.low.x(), b.low.x()), std::min(a.low.y(), b.low.y())},
-                         {std::max(a.high.x(), b.high.x()), std::max(a.high.y(), b.high.y())}};
+        std::vector<Box> boxes;
+        boxes.reserve(elements.size());
+        for (const ArcSegBase<T>& element : elements) {
+            boxes.push_back(BoxOf(element, reach));
         }
-        return joined;
+        return boxes;
     }
 
-    std::vector<std::vector<Box>> levels_; // single elements first, the whole chain last
+    Tree::Impl::BoxHierarchy<2, double> boxes_;
 };
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

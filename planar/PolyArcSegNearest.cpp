@@ -61,7 +61,7 @@ template <class T>
 Vec2d RightNormalAt(const ArcBase<T>& arc, const VecBase<2, T>& point)
 {
     const Vec2d spoke =
-        Normalized(Wide(point) - Wide(arc.center), static_cast<double>(kLengthFloor<T>));
+        Normalized(Widened(point) - Widened(arc.center), static_cast<double>(kLengthFloor<T>));
     return arc.length < T{0} ? -spoke : spoke;
 }
 
@@ -189,7 +189,7 @@ ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<
                                   bool right)
 {
     const Nearest<T> nearest = NearestOnChain(chain, point);
-    return {nearest.point, Narrow<T>(NormalOf(nearest, right))};
+    return {nearest.point, Narrowed<T>(NormalOf(nearest, right))};
 }
 
 template <class T>
@@ -202,7 +202,7 @@ bool PointInPolyArcSegSpace(const PolyArcSegBase<T>& chain, const VecBase<2, T>&
     }
     if (nearest.element == nullptr) {
         // Nothing bounds the space; a point that is nowhere isn't in it all the same.
-        return Geometry::Impl::IsFinite(Wide(point));
+        return Math::Impl::IsFinite(point);
     }
 
     Vec2d normal = NormalOf(nearest, right);
@@ -216,7 +216,7 @@ bool PointInPolyArcSegSpace(const PolyArcSegBase<T>& chain, const VecBase<2, T>&
         normal = CornerNormal(chain.elements[before], chain.elements[after], point, right);
     }
 
-    const double side = (Wide(point) - Wide(nearest.point)) * normal;
+    const double side = (Widened(point) - Widened(nearest.point)) * normal;
     return std::fabs(side) <= static_cast<double>(kLengthFloor<T>) || side < 0;
 }
 

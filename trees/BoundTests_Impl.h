@@ -22,6 +22,20 @@ using BoxOf = Bounding::AxisAlignedBoundingBox<D, T>;
 template <int D, class T>
 using BallOf = Bounding::BoundingBall<D, T>;
 
+/// How far a ball reaches: a negative radius counts by its magnitude, in every query of every tree.
+template <class T>
+T Reach(T radius)
+{
+    return std::fabs(radius);
+}
+
+/// The same squared, for comparison with squared distances. The sign is lost by itself.
+template <class T>
+T SquaredReach(T radius)
+{
+    return radius * radius;
+}
+
 template <int D, class T>
 bool HasNaN(const VecBase<D, T>& point)
 {
@@ -72,12 +86,10 @@ BoxOf<D, T> Around(const BoxOf<D, T>& box)
     return box;
 }
 
-/// Of a ball with negative radius as if it were positive, which is how the squares in its tests
-/// take it.
 template <int D, class T>
 BoxOf<D, T> Around(const BallOf<D, T>& ball)
 {
-    const VecBase<D, T> reach = Bounding::Impl::Uniform<D, T>(std::fabs(ball.radius));
+    const VecBase<D, T> reach = Bounding::Impl::Uniform<D, T>(Reach(ball.radius));
     return {ball.center - reach, ball.center + reach};
 }
 
@@ -87,13 +99,13 @@ BoxOf<D, T> Around(const BallOf<D, T>& ball)
 template <int D, class T>
 bool BallReaches(const BallOf<D, T>& query, const BoxOf<D, T>& box)
 {
-    return query.radius * query.radius > SquaredDistance(box, query.center);
+    return SquaredReach(query.radius) > SquaredDistance(box, query.center);
 }
 
 template <int D, class T>
 bool BallReaches(const BallOf<D, T>& query, const BallOf<D, T>& ball)
 {
-    const T reach = query.radius + ball.radius + static_cast<T>(kTouchTolerance);
+    const T reach = Reach(query.radius) + Reach(ball.radius) + static_cast<T>(kTouchTolerance);
     return reach * reach >= SquaredLength(query.center - ball.center);
 }
 
@@ -104,12 +116,12 @@ template <int D, class T>
 bool BallMayReachBalls(const BallOf<D, T>& query, const BoxOf<D, T>& box)
 {
     constexpr T kRounding = 16 * std::numeric_limits<T>::epsilon();
-    T largest = std::fabs(query.radius);
+    T largest = Reach(query.radius);
     for (int i = 0; i < D; ++i) {
         largest = std::max(
             {largest, std::fabs(query.center[i]), std::fabs(box.min[i]), std::fabs(box.max[i])});
     }
-    const T reach = std::fabs(query.radius) + static_cast<T>(kTouchTolerance) + kRounding * largest;
+    const T reach = Reach(query.radius) + static_cast<T>(kTouchTolerance) + kRounding * largest;
     return !IsInverted(box) && reach * reach >= SquaredDistance(box, query.center);
 }
 
@@ -124,7 +136,7 @@ bool BoxMeets(const BoxOf<D, T>& query, const BoxOf<D, T>& box)
 template <int D, class T>
 bool BoxMeets(const BoxOf<D, T>& query, const BallOf<D, T>& ball)
 {
-    return ball.radius * ball.radius > SquaredDistance(query, ball.center);
+    return SquaredReach(ball.radius) > SquaredDistance(query, ball.center);
 }
 
 /// Can a ball within `box` fulfill `BoxMeets`? With room for the rounding of the box around the

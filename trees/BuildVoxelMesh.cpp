@@ -162,6 +162,10 @@ void BuildVoxelMesh(const std::vector<unsigned long long>& codes, const VecBase<
     const CornerLattice lattice(level);
     const Surface surface = MergeCorners(PlacesOfCells(codes, lattice), lattice);
 
+    constexpr std::array<std::size_t, 6> kCutOfSquare{0, 1, 2, 0, 2, 3};
+    // Room for both before either is filled: where memory ends both are empty.
+    points.reserve(surface.pointPlaces.size());
+    triangles.reserve(kCutOfSquare.size() * surface.faces.size());
     points.resize(surface.pointPlaces.size());
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, points.size(), [&](std::size_t from, std::size_t to) {
@@ -173,7 +177,6 @@ void BuildVoxelMesh(const std::vector<unsigned long long>& codes, const VecBase<
             }
         });
 
-    constexpr std::array<std::size_t, 6> kCutOfSquare{0, 1, 2, 0, 2, 3};
     triangles.resize(kCutOfSquare.size() * surface.faces.size());
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, surface.faces.size(), [&](std::size_t from, std::size_t to) {

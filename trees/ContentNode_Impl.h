@@ -155,8 +155,10 @@ template <int D, class T, int K>
 void QOFNode<D, T, K>::AllocateChild(unsigned int index, const Cell& cell)
 {
     if (index < static_cast<unsigned int>(kChildCount)) {
+        // The child first: a node whose list of children is there but empty would be no leaf.
+        auto child = std::make_shared<QOFNode>(this, cell);
         children.resize(kChildCount);
-        children[index] = std::make_shared<QOFNode>(this, cell);
+        children[index] = std::move(child);
     }
 }
 
@@ -220,18 +222,53 @@ void QOFNode<D, T, K>::Place(QOFNode& node, const Content* content, const Bound&
                              unsigned int capacity, bool isNew)
 {
     QOFNode* home = &node;
-    home->GrowContentBox(bound);
     while (QOFNode* child = home->ChildFor(bound)) {
         home = child;
-        home->GrowContentBox(bound);
     }
-    if (isNew) {
-        home->content.append(content, bound);
+    QOFContentSet<D, T, K>& set = home->content;
+    const std::size_t place = isNew ? set.size() : set.Position(content);
+    const bool wasThere = place != set.size();
+    const Bound boundBefore = wasThere ? set.BoundAt(place) : bound;
+    if (wasThere) {
+        set.RenewBound(place, bound);
     } else {
-        home->content.insert(content);
+        set.append(content, bound);
+        if (!isNew) {
+            set.ArrangeWhenStale();
+        }
     }
-    if (home->children.empty() && home->content.size() > capacity && !home->IsOnePointForever()) {
-        Split(*home, capacity);
+    if (home->children.empty() && set.size() > capacity) {
+        // Whether the split leads anywhere is told by the boxes of the leaf and of the node above,
+        // the content included.
+        QOFNode* above = home == &node ? nullptr : home->parent;
+        const Box homeBefore = home->contentBox;
+        const Box aboveBefore = above == nullptr ? Box{} : above->contentBox;
+        home->GrowContentBox(bound);
+        if (above != nullptr) {
+            above->GrowContentBox(bound);
+        }
+        try {
+            if (!home->IsOnePointForever()) {
+                Split(*home, capacity);
+            }
+        } catch (...) { // out of memory: as if the content had never come
+            home->contentBox = homeBefore;
+            if (above != nullptr) {
+                above->contentBox = aboveBefore;
+            }
+            if (wasThere) {
+                set.RenewBound(set.FindPosition(content), boundBefore);
+            } else {
+                set.erase(content);
+            }
+            throw;
+        }
+    }
+    for (QOFNode* around = home; around != nullptr; around = around->parent) {
+        around->GrowContentBox(bound);
+        if (around == &node) {
+            break;
+        }
     }
 }
 
@@ -268,21 +305,26 @@ void QOFNode<D, T, K>::Split(QOFNode& node, unsigned int capacity)
     if (!node.children.empty() || !node.CanSplit(capacity) || node.SplitIsFutile()) {
         return;
     }
-    for (int i = 0; i < kChildCount; ++i) {
-        node.AllocateChild(static_cast<unsigned int>(i), node.ChildCell(i));
-    }
-    QOFContentSet<D, T, K> kept;
-    for (std::size_t i = 0; i < node.content.size(); ++i) {
-        const Content* item = node.content[i];
-        const Bound bound = node.content.BoundAt(i);
-        if (QOFNode* child = node.ChildFor(bound)) {
-            Place(*child, item, bound, capacity, true);
-        } else {
-            kept.append(item, bound);
+    try {
+        for (int i = 0; i < kChildCount; ++i) {
+            node.AllocateChild(static_cast<unsigned int>(i), node.ChildCell(i));
         }
+        QOFContentSet<D, T, K> kept;
+        for (std::size_t i = 0; i < node.content.size(); ++i) {
+            const Content* item = node.content[i];
+            const Bound bound = node.content.BoundAt(i);
+            if (QOFNode* child = node.ChildFor(bound)) {
+                Place(*child, item, bound, capacity, true);
+            } else {
+                kept.append(item, bound);
+            }
+        }
+        node.AfterSplit(capacity);
+        node.content.swap(kept);
+    } catch (...) { // out of memory: the contents are still the node's own, which stays a leaf
+        node.children.clear();
+        throw;
     }
-    node.AfterSplit(capacity);
-    node.content.swap(kept);
 }
 
 // --- nodes with addresses -----------------------------------------------------------------------
@@ -324,8 +366,9 @@ template <int D, class T, int K>
 void QOFAddressableNode<D, T, K>::AllocateChild(unsigned int index, const Cell& cell)
 {
     if (index < static_cast<unsigned int>(Base::kChildCount)) {
+        auto child = std::make_shared<QOFAddressableNode>(this, cell, index);
         this->children.resize(Base::kChildCount);
-        this->children[index] = std::make_shared<QOFAddressableNode>(this, cell, index);
+        this->children[index] = std::move(child);
     }
 }
 

@@ -3,11 +3,13 @@
 
 #include <Sorvane/TreeContent_E.h>
 
+#include "mathbase/RoomForMore_Impl.h"
 #include "trees/BoundTests_Impl.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <new>
 
 namespace Velk::Math::Sorvane::Tree {
 
@@ -84,14 +86,20 @@ std::size_t QOFContentSet<D, T, K>::FindPosition(const Content* content) const
                                     items_.begin());
 }
 
+/// Makes the table for look-ups when the set is large enough for it. Without memory for a table the
+/// set is scanned, and the next look-up tries again.
 template <int D, class T, int K>
 std::size_t QOFContentSet<D, T, K>::Position(const Content* content)
 {
     if (!positions_ && size() > kLargestScan) {
-        positions_ = std::make_unique<std::unordered_map<const Content*, std::size_t>>();
-        positions_->reserve(2 * size());
-        for (std::size_t i = 0; i < size(); ++i) {
-            positions_->emplace(items_[i], i);
+        try {
+            auto positions = std::make_unique<std::unordered_map<const Content*, std::size_t>>();
+            positions->reserve(2 * size());
+            for (std::size_t i = 0; i < size(); ++i) {
+                positions->emplace(items_[i], i);
+            }
+            positions_ = std::move(positions);
+        } catch (const std::bad_alloc&) {
         }
     }
     return FindPosition(content);
@@ -100,6 +108,8 @@ std::size_t QOFContentSet<D, T, K>::Position(const Content* content)
 template <int D, class T, int K>
 void QOFContentSet<D, T, K>::append(const Content* content, const Bound& bound)
 {
+    // All that can run out of memory comes first: the three lists change together or not at all.
+    Velk::Math::Impl::MakeRoomForOneMore(items_, bounds_);
     if (positions_) {
         positions_->emplace(content, size());
     }
@@ -167,12 +177,17 @@ bool QOFContentSet<D, T, K>::erase(const Content* content)
 
 // --- groups -------------------------------------------------------------------------------------
 
-/// So seldom that arranging costs no more than a logarithm for each change.
+/// So seldom that arranging costs no more than a logarithm for each change. The contents are found
+/// in any arrangement: without memory for a new one the set keeps its old one until the next
+/// change.
 template <int D, class T, int K>
 void QOFContentSet<D, T, K>::ArrangeWhenStale()
 {
     if (changes_ > std::max(2 * kLargestUngrouped, size() / 2)) {
-        Arrange();
+        try {
+            Arrange();
+        } catch (const std::bad_alloc&) {
+        }
     }
 }
 
@@ -182,16 +197,17 @@ void QOFContentSet<D, T, K>::Arrange()
     if (changes_ == 0) {
         return;
     }
-    changes_ = 0;
-    groupedCount_ = 0;
-    groupBoxes_.clear();
-    levelCount_ = 0;
     if (size() > kLargestUngrouped) {
         SortIntoGroups();
-        MakeGroupBoxes();
+    } else {
+        groupedCount_ = 0;
+        groupBoxes_.clear();
+        levelCount_ = 0;
     }
+    changes_ = 0;
 }
 
+/// Makes the new order and its groups beside the old ones, and exchanges them when all is there.
 template <int D, class T, int K>
 void QOFContentSet<D, T, K>::SortIntoGroups()
 {
@@ -210,29 +226,32 @@ void QOFContentSet<D, T, K>::SortIntoGroups()
         items[i] = items_[order[i].position];
         bounds[i] = bounds_[order[i].position];
     }
-    items_.swap(items);
-    bounds_.swap(bounds);
-    positions_.reset(); // made again when it is needed
-}
 
-template <int D, class T, int K>
-void QOFContentSet<D, T, K>::MakeGroupBoxes()
-{
-    groupedCount_ = size();
-    std::size_t below = groupedCount_; // members of the groups of this level
+    std::vector<Box> boxes;
+    std::array<std::uint32_t, kMaxLevels> levelBegins{};
+    std::size_t levelCount = 0;
+    std::size_t below = size(); // members of the groups of this level
     do {
-        const std::size_t begin = groupBoxes_.size();
+        const std::size_t begin = boxes.size();
         const std::size_t count = (below + kGroupSize - 1) / kGroupSize;
-        groupBoxes_.resize(begin + count);
+        boxes.resize(begin + count);
         for (std::size_t i = 0; i < below; ++i) {
             const Box member =
-                levelCount_ == 0 ? Impl::Around(bounds_[i]) : GroupBox(levelCount_ - 1, i);
-            groupBoxes_[begin + i / kGroupSize].Grow(member.min);
-            groupBoxes_[begin + i / kGroupSize].Grow(member.max);
+                levelCount == 0 ? Impl::Around(bounds[i]) : boxes[levelBegins[levelCount - 1] + i];
+            boxes[begin + i / kGroupSize].Grow(member.min);
+            boxes[begin + i / kGroupSize].Grow(member.max);
         }
-        levelBegins_[static_cast<std::size_t>(levelCount_++)] = static_cast<std::uint32_t>(begin);
+        levelBegins[levelCount++] = static_cast<std::uint32_t>(begin);
         below = count;
     } while (below > kGroupSize);
+
+    items_.swap(items);
+    bounds_.swap(bounds);
+    groupBoxes_.swap(boxes);
+    levelBegins_ = levelBegins;
+    levelCount_ = static_cast<int>(levelCount);
+    groupedCount_ = size();
+    positions_.reset(); // made again when it is needed
 }
 
 /// The groups around a place that another content has come to still hold what they held: larger

@@ -52,27 +52,32 @@ void MakeRoomForRounding(Bounding::RegularBoundingBox<D, T>& cell)
 
 /// Passes those of the contents [first, last) on whose box `isWanted` at its squared distance from
 /// `point`: the nearest of each run first, so that the limit behind `isWanted` falls early.
-template <int D, class T, class IsWanted, class Sink>
-void VisitNearestContents(const QOFContentSet<D, T, 0>& contents, std::size_t first,
+///
+/// Contents of a tree of balls have no box, and such a tree has no such query; clang 14 compiles
+/// its body all the same.
+template <int D, class T, int K, class IsWanted, class Sink>
+void VisitNearestContents(const QOFContentSet<D, T, K>& contents, std::size_t first,
                           std::size_t last, const VecBase<D, T>& point, const IsWanted& isWanted,
                           const Sink& sink)
 {
-    constexpr std::size_t kRun = 64;
-    std::array<T, kRun> squaredDistances;
-    for (; first < last; first += kRun) {
-        const std::size_t count = std::min(kRun, last - first);
-        std::size_t nearest = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            squaredDistances[i] = SquaredDistance(contents.BoundAt(first + i), point);
-            nearest = squaredDistances[i] < squaredDistances[nearest] ? i : nearest;
-        }
-        if (!isWanted(squaredDistances[nearest])) {
-            continue;
-        }
-        sink(contents[first + nearest]);
-        for (std::size_t i = 0; i < count; ++i) {
-            if (i != nearest && isWanted(squaredDistances[i])) {
-                sink(contents[first + i]);
+    if constexpr (K == 0) {
+        constexpr std::size_t kRun = 64;
+        std::array<T, kRun> squaredDistances;
+        for (; first < last; first += kRun) {
+            const std::size_t count = std::min(kRun, last - first);
+            std::size_t nearest = 0;
+            for (std::size_t i = 0; i < count; ++i) {
+                squaredDistances[i] = SquaredDistance(contents.BoundAt(first + i), point);
+                nearest = squaredDistances[i] < squaredDistances[nearest] ? i : nearest;
+            }
+            if (!isWanted(squaredDistances[nearest])) {
+                continue;
+            }
+            sink(contents[first + nearest]);
+            for (std::size_t i = 0; i < count; ++i) {
+                if (i != nearest && isWanted(squaredDistances[i])) {
+                    sink(contents[first + i]);
+                }
             }
         }
     }
@@ -245,38 +250,50 @@ template <int D, class T, int K, class Node>
 void QOFTree<D, T, K, Node>::PrepareRoot(const std::vector<const Content*>& contents,
                                          std::size_t count)
 {
-    SetCapacity(LeafCapacity(count));
-    SetRoot(FittedRoot(contents, count));
-    InsertAll(contents);
+    // The tree as it is now is kept until the new one stands: memory may run out.
+    Node before;
+    const unsigned int capacityBefore = capacity_;
+    const T slackBefore = slack_;
+    root_.TransferTo(before, true);
+    try {
+        SetCapacity(LeafCapacity(count));
+        SetRoot(FittedRoot(contents, count));
+        InsertAll(contents);
+    } catch (...) {
+        SetRoot({});
+        before.TransferTo(root_, true);
+        capacity_ = capacityBefore;
+        slack_ = slackBefore;
+        throw;
+    }
 }
 
 // --- traversals ---------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
-template <class BoxPredicate, class ContentPredicate, class Sink>
-void QOFTree<D, T, K, Node>::VisitCandidates(const BoxPredicate& boxPredicate,
-                                             const ContentPredicate& contentPredicate,
-                                             const Sink& sink) const
+template <class IsBoxWanted, class IsContentWanted, class Show>
+void QOFTree<D, T, K, Node>::Walk(const IsBoxWanted& isBoxWanted,
+                                  const IsContentWanted& isContentWanted, const Show& show) const
 {
     struct Step {
         const QOFNode<D, T, K>* node;
         bool childrenDone;
     };
     Impl::TraversalStack<Step> stack;
-    if (boxPredicate(root_.contentBox)) {
+    if (isBoxWanted(root_.contentBox)) {
         stack.Push({&root_, false});
     }
     while (!stack.IsEmpty()) {
         const auto [node, childrenDone] = stack.Pop();
         if (childrenDone || node->children.empty()) {
-            Impl::SetVisit(node->content, boxPredicate, contentPredicate, sink).Run();
+            Impl::SetVisit(node->content, isBoxWanted, isContentWanted, show).Run();
             continue;
         }
         if (!node->content.empty()) {
             stack.Push({node, true});
         }
         for (auto child = node->children.rbegin(); child != node->children.rend(); ++child) {
-            if (*child && boxPredicate((*child)->contentBox)) {
+            if (*child && isBoxWanted((*child)->contentBox)) {
                 stack.Push({child->get(), false});
             }
         }
@@ -284,9 +301,8 @@ void QOFTree<D, T, K, Node>::VisitCandidates(const BoxPredicate& boxPredicate,
 }
 
 template <int D, class T, int K, class Node>
-template <class Sink>
 void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredRadius,
-                                          const Sink& sink) const requires(K == 0)
+                                          const NearestSink& sink) const requires(K == 0)
 {
     // A node, or with a level that isn't negative a group of its contents.
     struct Step {
@@ -364,14 +380,14 @@ void QOFTree<D, T, K, Node>::VisitNearest(const VecBase<D, T>& point, T squaredR
 // --- queries ------------------------------------------------------------------------------------
 
 template <int D, class T, int K, class Node>
-template <class Sink>
-void QOFTree<D, T, K, Node>::VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball,
-                                                 const Sink& sink) const
+template <class Show>
+void QOFTree<D, T, K, Node>::WalkInBall(const Bounding::BoundingBall<D, T>& ball,
+                                        const Show& show) const
 {
     if (Impl::HasNaN(ball.center)) {
         return;
     }
-    VisitCandidates(
+    Walk(
         [&](const Box& around) {
             if constexpr (K == 0) {
                 return Impl::BallReaches(ball, around);
@@ -379,7 +395,7 @@ void QOFTree<D, T, K, Node>::VisitBallCollisions(const Bounding::BoundingBall<D,
                 return Impl::BallMayReachBalls(ball, around);
             }
         },
-        [&](const Bound& bound) { return Impl::BallReaches(ball, bound); }, sink);
+        [&](const Bound& bound) { return Impl::BallReaches(ball, bound); }, show);
 }
 
 template <int D, class T, int K, class Node>
@@ -387,7 +403,7 @@ std::vector<const QOFTreeContent<D, T, K>*>
 QOFTree<D, T, K, Node>::GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const
 {
     std::vector<const Content*> found;
-    VisitBallCollisions(ball, Impl::CollectInto<Content>(found));
+    WalkInBall(ball, Impl::CollectInto<Content>(found));
     return found;
 }
 
@@ -396,7 +412,7 @@ std::vector<const QOFTreeContent<D, T, K>*>
 QOFTree<D, T, K, Node>::GetPossibleBoxCollisions(const Box& box) const
 {
     std::vector<const Content*> found;
-    VisitCandidates(
+    Walk(
         [&](const Box& around) {
             if constexpr (K == 0) {
                 return Impl::BoxMeets(box, around);
@@ -410,10 +426,9 @@ QOFTree<D, T, K, Node>::GetPossibleBoxCollisions(const Box& box) const
 }
 
 template <int D, class T, int K, class Node>
-template <class Sink>
-void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
-                                                const VecBase<D, T>& direction,
-                                                const Sink& sink) const
+template <class Show>
+void QOFTree<D, T, K, Node>::WalkOnLine(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
+                                        const Show& show) const
 {
     if (!Intersect::Impl::IsRayDirection(direction)) {
         return;
@@ -421,8 +436,8 @@ void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
     const Intersect::Impl::LineBoxTest<D, T> line(origin, direction, root_.contentBox.min,
                                                   root_.contentBox.max, T{0});
     const auto meets = [&](const Box& box) { return line.Meets(box.min, box.max); };
-    VisitCandidates(
-        meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); }, sink);
+    Walk(
+        meets, [&](const Bound& bound) { return meets(Impl::Around(bound)); }, show);
 }
 
 template <int D, class T, int K, class Node>
@@ -430,8 +445,33 @@ std::vector<const QOFTreeContent<D, T, K>*> QOFTree<D, T, K, Node>::GetPossibleR
     const VecBase<D, T>& origin, const VecBase<D, T>& direction, bool /*flag*/) const
 {
     std::vector<const Content*> found;
-    VisitRayCollisions(origin, direction, Impl::CollectInto<Content>(found));
+    WalkOnLine(origin, direction, Impl::CollectInto<Content>(found));
     return found;
+}
+
+// --- the same for a host's functions -------------------------------------------------------------
+
+template <int D, class T, int K, class Node>
+void QOFTree<D, T, K, Node>::VisitCandidates(const BoxPredicate& boxPredicate,
+                                             const ContentPredicate& contentPredicate,
+                                             const Sink& sink) const
+{
+    Walk(boxPredicate, contentPredicate, sink);
+}
+
+template <int D, class T, int K, class Node>
+void QOFTree<D, T, K, Node>::VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball,
+                                                 const Sink& sink) const
+{
+    WalkInBall(ball, sink);
+}
+
+template <int D, class T, int K, class Node>
+void QOFTree<D, T, K, Node>::VisitRayCollisions(const VecBase<D, T>& origin,
+                                                const VecBase<D, T>& direction,
+                                                const Sink& sink) const
+{
+    WalkOnLine(origin, direction, sink);
 }
 
 } // namespace Velk::Math::Sorvane::Tree

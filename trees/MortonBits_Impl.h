@@ -1,8 +1,12 @@
-// Inline core of the Morton codes: spreading and gathering of bits, and the scalar operations that
-// the loops of this folder run by the million. The exported functions of the same names call these.
+// Inline core of the Morton codes: the scalar operations that the loops of this folder run by the
+// million. The exported functions of the same names call these.
 #pragma once
 
+#include "mathbase/BitSpread_Impl.h"
+
 #include <Velk/Math/VecBase_E.h>
+
+#include "mathbase/BitSpread_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -58,49 +62,18 @@ struct CellEdges {
     }();
 };
 
-/// Moves bit i of `value` to bit D i; bits of no level fall away. Each step doubles the number of
-/// gaps between the groups of bits that are still together.
+/// Moves bit i of `value` to bit D i; bits of no level fall away.
 template <int D>
 constexpr Code Spread(unsigned int value)
 {
-    Code bits = value;
-    if constexpr (D == 2) {
-        bits = (bits ^ (bits << 16U)) & 0x00007FFF0000FFFFU;
-        bits = (bits ^ (bits << 8U)) & 0x007F00FF00FF00FFU;
-        bits = (bits ^ (bits << 4U)) & 0x070F0F0F0F0F0F0FU;
-        bits = (bits ^ (bits << 2U)) & 0x1333333333333333U;
-        bits = (bits ^ (bits << 1U)) & 0x1555555555555555U;
-    } else {
-        bits = (bits ^ (bits << 32U)) & 0x001F00000000FFFFU;
-        bits = (bits ^ (bits << 16U)) & 0x001F0000FF0000FFU;
-        bits = (bits ^ (bits << 8U)) & 0x100F00F00F00F00FU;
-        bits = (bits ^ (bits << 4U)) & 0x10C30C30C30C30C3U;
-        bits = (bits ^ (bits << 2U)) & 0x1249249249249249U;
-    }
-    return bits;
+    return Math::Impl::SpreadBits<D>(value & kLargestAxisValue<D>);
 }
 
 /// Inverse of `Spread`: gathers the bits D i of `code`; all others are ignored.
 template <int D>
 constexpr unsigned int Gather(Code code)
 {
-    Code bits = code;
-    if constexpr (D == 2) {
-        bits &= 0x1555555555555555U;
-        bits = (bits ^ (bits >> 1U)) & 0x1333333333333333U;
-        bits = (bits ^ (bits >> 2U)) & 0x070F0F0F0F0F0F0FU;
-        bits = (bits ^ (bits >> 4U)) & 0x007F00FF00FF00FFU;
-        bits = (bits ^ (bits >> 8U)) & 0x00007FFF0000FFFFU;
-        bits = (bits ^ (bits >> 16U)) & 0x000000007FFFFFFFU;
-    } else {
-        bits &= 0x1249249249249249U;
-        bits = (bits ^ (bits >> 2U)) & 0x10C30C30C30C30C3U;
-        bits = (bits ^ (bits >> 4U)) & 0x100F00F00F00F00FU;
-        bits = (bits ^ (bits >> 8U)) & 0x001F0000FF0000FFU;
-        bits = (bits ^ (bits >> 16U)) & 0x001F00000000FFFFU;
-        bits = (bits ^ (bits >> 32U)) & 0x00000000001FFFFFU;
-    }
-    return static_cast<unsigned int>(bits);
+    return Math::Impl::GatherBits<D>(code) & kLargestAxisValue<D>;
 }
 
 template <int D, int A>

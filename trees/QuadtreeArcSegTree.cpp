@@ -7,6 +7,7 @@
 #include <Velk/Math/Intersect_E.h>
 
 #include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 #include "trees/BoxHierarchy_Impl.h"
 #include "trees/SearchTree_Impl.h"
 
@@ -24,7 +25,7 @@ namespace {
 template <class T>
 Tree::Impl::BoxOf<2, T> SearchBox(const Geometry::SegBase<T>& segment)
 {
-    if (!Tree::Impl::IsSearchable(segment.start) || !Tree::Impl::IsSearchable(segment.end)) {
+    if (!Math::Impl::IsUsable(segment.start) || !Math::Impl::IsUsable(segment.end)) {
         return {};
     }
     return Tree::Impl::MarginBox(std::array{segment.start, segment.end});
@@ -35,12 +36,12 @@ Tree::Impl::BoxOf<2, T> SearchBox(const Geometry::SegBase<T>& segment)
 template <class T>
 Tree::Impl::BoxOf<2, T> SearchBox(const Geometry::ArcBase<T>& arc)
 {
-    if (!std::isfinite(arc.length) || !Tree::Impl::IsSearchable(arc.center) ||
-        !Tree::Impl::IsSearchable(arc.start)) {
+    if (!std::isfinite(arc.length) || !Math::Impl::IsUsable(arc.center) ||
+        !Math::Impl::IsUsable(arc.start)) {
         return {};
     }
     const std::array<VecBase<2, T>, 2> corners = arc.Bounds();
-    if (!Tree::Impl::IsSearchable(corners[0]) || !Tree::Impl::IsSearchable(corners[1])) {
+    if (!Math::Impl::IsUsable(corners[0]) || !Math::Impl::IsUsable(corners[1])) {
         return {};
     }
     return Tree::Impl::MarginBox(corners);
@@ -106,7 +107,7 @@ std::vector<int> ArcSegTree<T>::ItemsWithin(const VecBase<2, T>& point, T radius
     std::erase_if(numbers, [&](int number) {
         const Element& element = state_->elements[static_cast<std::size_t>(number)];
         const VecBase<2, T> nearest = ClosestPointOnContent(element, point);
-        return !(radius * radius > SquaredLength(nearest - point));
+        return !(Tree::Impl::SquaredReach(radius) > SquaredLength(nearest - point));
     });
     return numbers;
 }
@@ -117,7 +118,7 @@ ArcSegTree<T>::GetPossibleBallCollisions(const Bounding::BoundingBall<2, T>& bal
 {
     std::vector<int> numbers;
     if (state_) {
-        state_->boxes.VisitWithin(ball.center, ball.radius * ball.radius,
+        state_->boxes.VisitWithin(ball.center, Tree::Impl::SquaredReach(ball.radius),
                                   [&](std::int32_t number) { numbers.push_back(number); });
         std::sort(numbers.begin(), numbers.end());
     }

@@ -14,7 +14,7 @@ namespace Velk::Math::Sorvane::Tree::Impl {
 /// above 0.002, so that boxes may be flat, and a mere point.
 inline constexpr double kBoxMargin = 1e-10;
 
-/// Box of the points with the margin. The points are usable (`IsSearchable`).
+/// Box of the points with the margin. The points are usable (`IsUsable`).
 template <int D, class T, std::size_t N>
 BoxOf<D, T> MarginBox(const std::array<VecBase<D, T>, N>& points)
 {
@@ -31,20 +31,6 @@ BoxOf<D, T> MarginBox(const std::array<VecBase<D, T>, N>& points)
         box.max[axis] = high + kMargin;
     }
     return box;
-}
-
-/// Is the point one that a tree holds? With coordinates that aren't finite there are no distances,
-/// and with larger ones they overflow.
-template <int D, class T>
-bool IsSearchable(const VecBase<D, T>& point)
-{
-    /// `double` coordinates beyond this have squares that overflow, or nearly so. Every finite
-    /// `float` is below: roots are fitted in `double`, and distances that overflow in `float` are
-    /// infinite and within no radius.
-    constexpr double kLargest = 1e150;
-    return std::all_of(point.begin(), point.end(), [](T coordinate) {
-        return std::fabs(static_cast<double>(coordinate)) <= kLargest;
-    });
 }
 
 } // namespace Velk::Math::Sorvane::Tree::Impl

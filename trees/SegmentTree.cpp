@@ -4,6 +4,7 @@
 
 #include "mathbase/RoomForMore_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 #include "trees/BoxHierarchy_Impl.h"
 #include "trees/SearchTree_Impl.h"
 
@@ -35,7 +36,7 @@ VecBase<2, T> NearestOn(const Geometry::SegBase<T>& segment, const VecBase<2, T>
 template <class T>
 Impl::BoxOf<2, T> SearchBox(const Geometry::SegBase<T>& segment)
 {
-    if (!Impl::IsSearchable(segment.start) || !Impl::IsSearchable(segment.end)) {
+    if (!Math::Impl::IsUsable(segment.start) || !Math::Impl::IsUsable(segment.end)) {
         return {};
     }
     return Impl::MarginBox(std::array{segment.start, segment.end});
@@ -113,7 +114,7 @@ QOFSegmentTree<2, T>::ClosestPoint(const VecBase<2, T>& point, T radius) const
     if (!state_) {
         return closest;
     }
-    const T squaredRadius = radius * radius;
+    const T squaredRadius = Impl::SquaredReach(radius);
     T least = std::numeric_limits<T>::infinity();
     std::int32_t best = std::numeric_limits<std::int32_t>::max();
     state_->boxes.VisitNearest(
@@ -142,7 +143,7 @@ QOFSegmentTree<2, T>::GetPossibleBallCollisions(const Bounding::BoundingBall<2, 
     if (!state_) {
         return numbers;
     }
-    state_->boxes.VisitWithin(ball.center, ball.radius * ball.radius,
+    state_->boxes.VisitWithin(ball.center, Impl::SquaredReach(ball.radius),
                               [&](std::int32_t place) { numbers.push_back(place); });
     std::sort(numbers.begin(), numbers.end());
     for (int& number : numbers) {

@@ -52,7 +52,7 @@ TriangleHierarchy::TriangleHierarchy(const std::vector<RankedTriangle>& triangle
     if (triangles.empty()) {
         return;
     }
-    BoxOf<3, double> whole;
+    BoxOf<3, double>& whole = whole_;
     for (const RankedTriangle& triangle : triangles) {
         Join(whole, MarginBox(triangle.corner));
     }
@@ -303,12 +303,13 @@ private:
 NearestTriangle TriangleHierarchy::Nearest(const Vec3d& point, double radius,
                                            std::size_t guess) const
 {
-    const double squaredRadius = radius * radius;
+    const double squaredRadius = SquaredReach(radius);
     if (triangles_.empty() || !(squaredRadius > 0) || HasNaN(point)) {
         return {};
     }
-    const double reach = std::max(1.0, LargestCoordinate(frame_(point)));
-    const double largest = std::max(frame_.largest, LargestCoordinate(point)) * frame_.scale;
+    const double reach = std::max(1.0, Math::Impl::LargestMagnitude(frame_(point)));
+    const double largest =
+        std::max(frame_.largest, Math::Impl::LargestMagnitude(point)) * frame_.scale;
     const bool isFar = !(reach <= kFarthest);
     const double error =
         reach * (isFine_ || isFar ? kDoubleError : kFloatError) + largest * kCoordinateError;

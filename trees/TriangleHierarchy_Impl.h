@@ -7,6 +7,7 @@
 // sort out: every answer is decided in the caller's own coordinates.
 #pragma once
 
+#include "mathbase/Values_Impl.h"
 #include "trees/BoxHierarchy_Impl.h"
 #include "trees/SearchTree_Impl.h"
 
@@ -24,12 +25,6 @@ struct RankedTriangle {
     int id = -1;
     int rank = std::numeric_limits<int>::max();
 };
-
-/// Largest |coordinate|.
-inline double LargestCoordinate(const Vec3d& point)
-{
-    return std::max(std::fabs(point[0]), std::max(std::fabs(point[1]), std::fabs(point[2])));
-}
 
 /// The nearest triangle so far: none has number -1 and lies at infinity.
 struct NearestTriangle {
@@ -49,6 +44,8 @@ public:
 
     /// The triangles, leaf by leaf.
     const std::vector<RankedTriangle>& Triangles() const { return triangles_; }
+    /// Around the boxes of all triangles; the default (inverted) box when there is none.
+    const BoxOf<3, double>& Whole() const { return whole_; }
 
     /// The triangle with the least pair (squared distance, rank) of those that the closed ball
     /// meets (`Intersect::SphereTriangle`) and whose box, with its margin, is nearer than the
@@ -143,6 +140,7 @@ private:
     }
 
     std::vector<RankedTriangle> triangles_;
+    BoxOf<3, double> whole_;
     Frame frame_;
     bool isFine_ = false;
     BoxHierarchy<3, float> coarse_; // boxes in the frame, rounded outwards; one of the two is used
@@ -159,7 +157,7 @@ void TriangleHierarchy::VisitWithin(const Vec3d& center, double squaredRadius,
     constexpr double kRoundUp = 1 + 0x1p-20;
     constexpr double kRounding = 0x1p-50;
     const Vec3d local = frame_(center);
-    const double reach = std::max(1.0, LargestCoordinate(local));
+    const double reach = std::max(1.0, Math::Impl::LargestMagnitude(local));
     const double limit = std::sqrt(squaredRadius) * frame_.scale * kRoundUp + reach * kRounding;
     const auto test = [&](const RankedTriangle& triangle) {
         if (SquaredDistance(MarginBox(triangle.corner), center) < squaredRadius) {

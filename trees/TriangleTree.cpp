@@ -7,6 +7,7 @@
 #include "mathbase/BitSpread_Impl.h"
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/RadixSort_Impl.h"
+#include "mathbase/Values_Impl.h"
 #include "trees/TriangleHierarchy_Impl.h"
 
 #include <algorithm>
@@ -100,7 +101,7 @@ std::vector<BatchPoint> AlongTheCurve(const std::vector<Vec3d>& points)
     constexpr double kCells = 1024;
     Impl::BoxOf<3, double> box;
     for (const Vec3d& point : points) {
-        if (Impl::IsSearchable(point)) {
+        if (Math::Impl::IsUsable(point)) {
             box.Grow(point);
         }
     }
@@ -186,7 +187,7 @@ void QOFTriangleTree<3, double>::AddTriangle(const Vec3d& a, const Vec3d& b, con
     if (!state_) {
         state_ = std::make_unique<State>();
     }
-    if (Impl::IsSearchable(a) && Impl::IsSearchable(b) && Impl::IsSearchable(c)) {
+    if (Math::Impl::IsUsable(a) && Math::Impl::IsUsable(b) && Math::Impl::IsUsable(c)) {
         state_->added.push_back({{a, b, c}, id, state_->nextRank});
         ++state_->nextRank;
     }
@@ -214,15 +215,10 @@ std::size_t QOFTriangleTree<3, double>::TriangleCount() const
 
 double QOFTriangleTree<3, double>::RootHalfSize() const
 {
-    Impl::BoxOf<3, double> whole;
     if (TriangleCount() == 0) {
         return 0;
     }
-    for (const RankedTriangle& triangle : state_->triangles.Triangles()) {
-        const Impl::BoxOf<3, double> box = Impl::MarginBox(triangle.corner);
-        whole.Grow(box.min);
-        whole.Grow(box.max);
-    }
+    const Impl::BoxOf<3, double>& whole = state_->triangles.Whole();
     return Vector::Length(whole.min - (whole.min + whole.max) * 0.5);
 }
 
@@ -298,7 +294,7 @@ std::vector<int> QOFTriangleTree<3, double>::TrianglesInBall(const Vec3d& center
 {
     NumbersByRank found;
     if (state_) {
-        state_->triangles.VisitWithin(center, radius * radius,
+        state_->triangles.VisitWithin(center, Impl::SquaredReach(radius),
                                       [&](const RankedTriangle& t) { found(t); });
     }
     return found.Numbers();

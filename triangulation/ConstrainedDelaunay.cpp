@@ -2,6 +2,7 @@
 
 #include "triangulation/ConstrainedDelaunay_Impl.h"
 
+#include "mathbase/RadixSort_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 #include "triangulation/CrossingLevels_Impl.h"
 #include "triangulation/PointDelaunay_Impl.h"
@@ -38,17 +39,58 @@ ConstrainedDelaunay::ConstrainedDelaunay(const std::vector<Vec2d>& points, doubl
 void ConstrainedDelaunay::InsertSegment(int start, int end)
 {
     hasSegments_ = true;
+    if (!nodes_.empty()) {
+        InsertBetween({NodeOf(start), NodeOf(end)});
+    }
+}
+
+void ConstrainedDelaunay::InsertSegments(std::span<const std::pair<int, int>> segments)
+{
+    hasSegments_ = hasSegments_ || !segments.empty();
     if (nodes_.empty()) {
         return;
     }
-    const auto node = [&](int place) { return nodes_[static_cast<std::size_t>(place)]; };
-    open_.assign(1, {node(start), node(end)});
+    std::vector<Segment> sorted; // nodes are numbered along a space-filling curve
+    sorted.reserve(segments.size());
+    for (const auto& [start, end] : segments) {
+        sorted.emplace_back(std::minmax(NodeOf(start), NodeOf(end)));
+    }
+    Math::Impl::StableSortByKey(
+        sorted, [](const Segment& segment) { return static_cast<unsigned>(segment.first); });
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        PrefetchAhead(std::span<const Segment>(sorted).subspan(i + 1));
+        InsertBetween(sorted[i]);
+    }
+}
+
+/// Asks the memory for the triangles where segments that are soon due begin: first for one
+/// triangle, then for those beside it. Few of them have ever been looked at.
+void ConstrainedDelaunay::PrefetchAhead(std::span<const Segment> due) const
+{
+    constexpr std::size_t kFirstTriangle = 8;
+    constexpr std::size_t kNeighbors = 4;
+    const auto triangleAt = [&](const Segment& segment) {
+        return &table_.At(TriangleTable::TriangleOf(table_.Leaving(segment.first)));
+    };
+    if (due.size() > kFirstTriangle) {
+        __builtin_prefetch(triangleAt(due[kFirstTriangle]));
+    }
+    if (due.size() > kNeighbors) {
+        for (const int twin : triangleAt(due[kNeighbors])->twins) {
+            __builtin_prefetch(&table_.At(TriangleTable::TriangleOf(twin)));
+        }
+    }
+}
+
+void ConstrainedDelaunay::InsertBetween(const Segment& segment)
+{
+    open_.assign(1, segment);
     // Each joint brings a chain nearer to edges that exist; should rounding ever lead it round in a
     // circle, this ends it.
     for (int left = 1000 + 4 * table_.NodeCount(); left > 0 && !open_.empty(); --left) {
-        const Segment segment = open_.back();
+        const Segment next = open_.back();
         open_.pop_back();
-        InsertOpen(segment);
+        InsertOpen(next);
     }
 }
 
@@ -119,10 +161,10 @@ void ConstrainedDelaunay::Rebuild()
         slots_.push_back(TriangleTable::TriangleOf(table_.Twin(half)));
     }
     std::reverse(channel_.left.begin(), channel_.left.end()); // counter-clockwise, from b to a
-    border_.clear();
+    boundary_.clear();
     for (const std::vector<int>* side : {&channel_.left, &channel_.right}) {
         for (const int half : *side) {
-            border_.push_back(
+            boundary_.push_back(
                 {half, table_.Twin(half), table_.Origin(half), table_.IsConstrained(half), kNone});
         }
     }
@@ -130,17 +172,17 @@ void ConstrainedDelaunay::Rebuild()
 
     const std::size_t leftCount = channel_.left.size();
     const std::span<const int> slots(slots_);
-    const std::span<Border> border(border_);
-    const int b = border[0].node;
-    const int a = border[leftCount].node;
-    const int leftBase = FillSide(border.first(leftCount), a, slots.first(leftCount - 1));
-    const int rightBase = FillSide(border.subspan(leftCount), b, slots.subspan(leftCount - 1));
+    const std::span<BoundaryEdge> boundary(boundary_);
+    const int b = boundary[0].node;
+    const int a = boundary[leftCount].node;
+    const int leftBase = FillSide(boundary.first(leftCount), a, slots.first(leftCount - 1));
+    const int rightBase = FillSide(boundary.subspan(leftCount), b, slots.subspan(leftCount - 1));
     table_.Join(leftBase, rightBase);
     table_.SetConstrained(leftBase, true);
-    for (const Border& edge : border_) {
+    for (const BoundaryEdge& edge : boundary_) {
         table_.Join(edge.half, edge.partner == kNone
                                    ? edge.beyond
-                                   : border_[static_cast<std::size_t>(edge.partner)].half);
+                                   : boundary_[static_cast<std::size_t>(edge.partner)].half);
         if (edge.isConstrained) {
             table_.SetConstrained(edge.half, true);
         }
@@ -148,30 +190,31 @@ void ConstrainedDelaunay::Rebuild()
 }
 
 /// An edge that hangs into the channel has triangles of it on both sides, and is twice in its
-/// border. Each of the two learns where the other is.
+/// boundary. Each of the two learns where the other is.
 void ConstrainedDelaunay::FindHangingEdges()
 {
     for (const int slot : slots_) {
         table_.At(slot).stamp = kCleared;
     }
     // The triangles go; in place of their neighbors they may hold where their edges are listed.
-    for (std::size_t i = 0; i < border_.size(); ++i) {
-        table_.SetTwin(border_[i].half, static_cast<int>(i));
+    for (std::size_t i = 0; i < boundary_.size(); ++i) {
+        table_.SetTwin(boundary_[i].half, static_cast<int>(i));
     }
-    for (Border& edge : border_) {
+    for (BoundaryEdge& edge : boundary_) {
         if (table_.At(TriangleTable::TriangleOf(edge.beyond)).stamp == kCleared) {
             edge.partner = table_.Twin(edge.beyond);
         }
     }
 }
 
-/// Triangulates the cavity on one side, whose border begins and ends at the segment, into the
-/// slots; `last` is the node where it ends. Each entry of the border learns its new half-edge. The
-/// half-edge along the segment.
-int ConstrainedDelaunay::FillSide(std::span<Border> border, int last, std::span<const int> slots)
+/// Triangulates the cavity on one side, whose boundary begins and ends at the segment, into the
+/// slots; `last` is the node where it ends. Each entry of the boundary learns its new half-edge.
+/// The half-edge along the segment.
+int ConstrainedDelaunay::FillSide(std::span<BoundaryEdge> boundary, int last,
+                                  std::span<const int> slots)
 {
     chain_.clear();
-    for (const Border& edge : border) {
+    for (const BoundaryEdge& edge : boundary) {
         chain_.push_back(table_.Position(edge.node));
     }
     chain_.push_back(table_.Position(last));
@@ -185,15 +228,15 @@ int ConstrainedDelaunay::FillSide(std::span<Border> border, int last, std::span<
         for (std::size_t k = 0; k < 3; ++k) {
             const int half = TriangleTable::Half(slots[t], static_cast<int>(k));
             const auto place = static_cast<std::size_t>(triangles[t].nodes[k]);
-            const int node = place < border.size() ? border[place].node : last;
+            const int node = place < boundary.size() ? boundary[place].node : last;
             const int twin = triangles[t].twins[k];
             triangle.nodes[k] = node;
             table_.leaving[static_cast<std::size_t>(node)] = half;
             if (twin >= 0) {
                 triangle.twins[k] = TriangleTable::Half(slots[static_cast<std::size_t>(twin >> 2)],
                                                         TriangleTable::PlaceOf(twin));
-            } else if (place < border.size()) {
-                border[place].half = half;
+            } else if (place < boundary.size()) {
+                boundary[place].half = half;
             } else {
                 base = half;
             }
@@ -211,19 +254,20 @@ std::vector<int> ConstrainedDelaunay::InsideTriangles() &&
     table_.leaving = {};
     nodes_ = {};
     const int count = table_.TriangleCount();
-    std::vector<int> indices;
+    std::vector<int> indices(3 * table_.triangles.size());
+    std::size_t written = 0;
     const auto write = [&](int t) {
         for (const int node : table_.At(t).nodes) {
-            indices.push_back(table_.NumberOf(node));
+            indices[written++] = table_.NumberOf(node);
         }
     };
     if (!hasSegments_) {
-        indices.reserve(3 * table_.triangles.size());
         for (int t = 0; t < count; ++t) {
             if (table_.IsReal(t)) {
                 write(t);
             }
         }
+        indices.resize(written);
         return indices;
     }
     const auto visitEdges = [&](const auto& visit) {
@@ -245,12 +289,12 @@ std::vector<int> ConstrainedDelaunay::InsideTriangles() &&
         }
     };
     CrossingLevels levels(table_.triangles.size(), visitEdges, visitOutside);
-    indices.reserve(3 * table_.triangles.size());
     for (int t = 0; t < count; ++t) {
         if (levels.Of(t) % 2 == 1) {
             write(t);
         }
     }
+    indices.resize(written);
     return indices;
 }
 

@@ -26,6 +26,9 @@ public:
     /// Segments should not cross. Those that do by rounding have an end next to the other segment:
     /// that end becomes a joint of the other, so that chains stay closed.
     void InsertSegment(int start, int end);
+    /// All of them, in an order in which neighbors follow each other: what one looks at the next
+    /// one finds in the cache.
+    void InsertSegments(std::span<const std::pair<int, int>> segments);
 
     /// Three places in the list for each triangle that an odd number of constraints, the fewest
     /// that can be, separates from what lies outside of the hull, counter-clockwise. Without any
@@ -38,13 +41,13 @@ public:
 private:
     using Segment = std::pair<int, int>; // nodes
 
-    /// An edge of the border of a channel.
-    struct Border {
+    /// An edge of the boundary of a channel.
+    struct BoundaryEdge {
         int half;   ///< with the channel's triangle on its left
         int beyond; ///< its twin before the channel was cleared
         int node;   ///< where it starts
         bool isConstrained;
-        int partner; ///< place in the border of its other side, when that is there as well
+        int partner; ///< place in the boundary of its other side, when that is there as well
     };
 
     /// The table as `FollowSegment` knows meshes.
@@ -65,12 +68,15 @@ private:
         }
     };
 
+    void PrefetchAhead(std::span<const Segment> due) const;
+    void InsertBetween(const Segment& segment);
     void InsertOpen(const Segment& segment);
     bool GiveWay(const Segment& segment);
     double SquaredDistance(const Segment& segment, int node) const;
+    int NodeOf(int place) const { return nodes_[static_cast<std::size_t>(place)]; }
     void Rebuild();
     void FindHangingEdges();
-    int FillSide(std::span<Border> border, int last, std::span<const int> slots);
+    int FillSide(std::span<BoundaryEdge> boundary, int last, std::span<const int> slots);
 
     TriangleTable table_;
     std::vector<int> nodes_; // by place in the list
@@ -81,7 +87,7 @@ private:
     CavityTriangles cavity_;
     std::vector<Vec2d> chain_;
     std::vector<int> slots_;
-    std::vector<Border> border_;
+    std::vector<BoundaryEdge> boundary_;
     std::size_t work_ = 0;
 };
 

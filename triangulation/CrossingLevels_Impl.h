@@ -27,13 +27,22 @@ public:
         : components_(count)
     {
         std::vector<std::pair<int, int>> crossings; // triangles, later components
+        // The name of the component of the triangle last asked for: its edges come one by one.
+        int current = -1;
+        int name = -1;
         visitEdges([&](int triangle, int other, bool constrained) {
             if (constrained) {
                 crossings.emplace_back(triangle, other);
                 crossings.emplace_back(other, triangle);
-            } else {
-                components_.Join(triangle, other);
+                return;
             }
+            if (triangle != current) {
+                current = triangle;
+                name = components_.Find(triangle);
+            }
+            const int otherName = components_.Find(other);
+            components_.Join(name, otherName);
+            name = std::min(name, otherName);
         });
         for (auto& [triangle, other] : crossings) {
             triangle = components_.Find(triangle);

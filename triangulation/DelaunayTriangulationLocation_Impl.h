@@ -1,6 +1,7 @@
 // DelaunayMesher: where in the mesh a point lies.
 #pragma once
 
+#include "triangulation/DelaunayTriangulationSteps_Impl.h"
 #include "triangulation/PlanePredicates_Impl.h"
 
 #include <Sorvane/DelaunayTriangulation_E.h>
@@ -17,30 +18,34 @@ namespace Velk::Math::Sorvane::HalfEdge {
 template <class Node, class Edge, class Facet>
 DelaunayLocation DelaunayMesher<Node, Edge, Facet>::Locate(const Point& point) const
 {
-    const DelaunayLocation straight = WalkStraight(ToDouble(point));
-    return straight.kind != DelaunayLocation::Kind::Nowhere ? straight : WalkByClosestPoints(point);
+    const Impl::MesherSteps steps(*this);
+    const DelaunayLocation straight = steps.WalkStraight(Vec2d(point.x(), point.y()));
+    return straight.kind != DelaunayLocation::Kind::Nowhere ? straight
+                                                            : steps.WalkByClosestPoints(point);
 }
+
+namespace Impl {
 
 // Across a side that the point lies beyond, from face to face. In a Delaunay triangulation such a
 // walk can't come back to a face. The side that is tried first changes from step to step, which in
 // other meshes breaks cycles of three.
-template <class Node, class Edge, class Facet>
-DelaunayLocation DelaunayMesher<Node, Edge, Facet>::WalkStraight(const Vec2d& p) const
+template <class Mesher>
+DelaunayLocation MesherSteps<Mesher>::WalkStraight(const Vec2d& p) const
 {
-    const std::array<int, 3> sides = this->Sides(hintFace);
+    const std::array<int, 3> sides = mesher_.Sides(mesher_.hintFace);
     if (sides[0] < 0) {
         return {};
     }
     const auto isBeyond = [&](int side) {
-        return Impl::Side(At(EdgeAt(side).node), At(EdgeAt(Twin(side)).node), p) < 0;
+        return Orientation(At(EdgeAt(side).node), At(EdgeAt(Twin(side)).node), p) < 0;
     };
     const auto leaving = std::find_if(sides.begin(), sides.end(), isBeyond);
     if (leaving == sides.end()) {
-        return Classify(hintFace, p);
+        return Classify(mesher_.hintFace, p);
     }
     int leaveBy = *leaving;
-    for (int step = 0; step <= this->FaceCount(); ++step) {
-        const Edge& entered = EdgeAt(Twin(leaveBy));
+    for (int step = 0; step <= mesher_.FaceCount(); ++step) {
+        const auto& entered = EdgeAt(Twin(leaveBy));
         if (entered.face < 0) {
             break;
         }
@@ -58,20 +63,21 @@ DelaunayLocation DelaunayMesher<Node, Edge, Facet>::WalkStraight(const Vec2d& p)
 }
 
 // The slow walk for where the quick one fails: by the nearest point of each face. It may meet
-// anything, from faces without area to points outside of the mesh, and ends by its count of steps.
-template <class Node, class Edge, class Facet>
-DelaunayLocation DelaunayMesher<Node, Edge, Facet>::WalkByClosestPoints(const Point& point) const
+// anything, from faces without area to mesher_.points outside of the mesh, and ends by its count of
+// steps.
+template <class Mesher>
+DelaunayLocation MesherSteps<Mesher>::WalkByClosestPoints(const Point& point) const
 {
     const Vec2d p = ToDouble(point);
     const double floor = kLengthFloor<T>;
     const double squaredFloor = kSquaredLengthFloor<T>;
-    int face = hintFace;
-    for (int step = 0; step <= this->FaceCount(); ++step) {
-        const std::array<int, 3> sides = this->Sides(face);
+    int face = mesher_.hintFace;
+    for (int step = 0; step <= mesher_.FaceCount(); ++step) {
+        const std::array<int, 3> sides = mesher_.Sides(face);
         if (sides[0] < 0) {
             break;
         }
-        const std::array<int, 3> corners = this->Corners(face);
+        const std::array<int, 3> corners = mesher_.Corners(face);
         const Point& a = NodeAt(corners[0]).position;
         const Point& b = NodeAt(corners[1]).position;
         const Point& c = NodeAt(corners[2]).position;
@@ -89,8 +95,9 @@ DelaunayLocation DelaunayMesher<Node, Edge, Facet>::WalkByClosestPoints(const Po
             }
         }
         for (const int side : sides) {
-            const double squared = Impl::SquaredDistanceToSegment(
-                At(EdgeAt(side).node), At(EdgeAt(Twin(side)).node), nearest, floor);
+            const double squared = Math::Impl::SquaredDistanceToSegment(
+                At(EdgeAt(side).node), At(EdgeAt(Twin(side)).node), nearest,
+                Math::Impl::kShortByFloor<T>);
             if (next < 0 && squared <= squaredFloor && EdgeAt(Twin(side)).face >= 0) {
                 next = EdgeAt(Twin(side)).face;
                 break;
@@ -102,8 +109,8 @@ DelaunayLocation DelaunayMesher<Node, Edge, Facet>::WalkByClosestPoints(const Po
 }
 
 // Of the other faces round a corner the first whose angle there holds the direction of the point.
-template <class Node, class Edge, class Facet>
-int DelaunayMesher<Node, Edge, Facet>::PivotFace(int node, int face, const Vec2d& p) const
+template <class Mesher>
+int MesherSteps<Mesher>::PivotFace(int node, int face, const Vec2d& p) const
 {
     const double floor = kLengthFloor<T>;
     const Vec2d from = At(node);
@@ -112,12 +119,12 @@ int DelaunayMesher<Node, Edge, Facet>::PivotFace(int node, int face, const Vec2d
     };
     const double sought = sweepTo(p);
     int found = -1;
-    this->VisitNodeEdges(node, [&](int leaving) {
-        if (found >= 0 || !this->IsValidEdge(leaving)) {
+    mesher_.VisitNodeEdges(node, [&](int leaving) {
+        if (found >= 0 || !mesher_.IsValidEdge(leaving)) {
             return;
         }
         const int other = EdgeAt(leaving).face;
-        if (other < 0 || other == face || !this->IsValidEdge(EdgeAt(leaving).prev)) {
+        if (other < 0 || other == face || !mesher_.IsValidEdge(EdgeAt(leaving).prev)) {
             return;
         }
         const double first = sweepTo(At(EdgeAt(Twin(leaving)).node));
@@ -129,33 +136,34 @@ int DelaunayMesher<Node, Edge, Facet>::PivotFace(int node, int face, const Vec2d
     return found;
 }
 
-template <class Node, class Edge, class Facet>
-DelaunayLocation DelaunayMesher<Node, Edge, Facet>::Classify(int face, const Vec2d& p) const
+template <class Mesher>
+DelaunayLocation MesherSteps<Mesher>::Classify(int face, const Vec2d& p) const
 {
     using Kind = DelaunayLocation::Kind;
-    using Place = Impl::PlaceInTriangle::Kind;
-    const std::array<int, 3> corners = this->Corners(face);
-    const Impl::PlaceInTriangle place =
-        Impl::Classify({At(corners[0]), At(corners[1]), At(corners[2])}, p, Impl::kFloor<T>);
+    using Place = PlaceInTriangle::Kind;
+    const std::array<int, 3> corners = mesher_.Corners(face);
+    const PlaceInTriangle place =
+        Impl::Classify({At(corners[0]), At(corners[1]), At(corners[2])}, p, kFloor<T>);
     if (place.kind == Place::Inside) {
         return {Kind::Face, face};
     }
     const auto number = static_cast<std::size_t>(place.number);
     return place.kind == Place::Corner ? DelaunayLocation{Kind::Node, corners[number]}
-                                       : DelaunayLocation{Kind::Edge, this->Sides(face)[number]};
+                                       : DelaunayLocation{Kind::Edge, mesher_.Sides(face)[number]};
 }
 
 // Some other face, by a fixed hash of the current one in 32-bit arithmetic.
-template <class Node, class Edge, class Facet>
-int DelaunayMesher<Node, Edge, Facet>::PseudoRandomFace(int face) const
+template <class Mesher>
+int MesherSteps<Mesher>::PseudoRandomFace(int face) const
 {
-    if (this->FaceCount() == 0) {
+    if (mesher_.FaceCount() == 0) {
         return -1;
     }
     const auto h = static_cast<std::uint32_t>(face);
     const std::uint32_t hash = (h ^ 0x814CDDU) - 0x500230F9U + h * 192837465U;
     const auto magnitude = std::llabs(static_cast<std::int64_t>(static_cast<std::int32_t>(hash)));
-    return static_cast<int>(magnitude % this->FaceCount());
+    return static_cast<int>(magnitude % mesher_.FaceCount());
 }
 
+} // namespace Impl
 } // namespace Velk::Math::Sorvane::HalfEdge

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "triangulation/CrossingLevels_Impl.h"
+#include "triangulation/DelaunayTriangulationSteps_Impl.h"
 #include "triangulation/PlanePredicates_Impl.h"
 
 #include <Sorvane/DelaunayTriangulation_E.h>
@@ -9,6 +10,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <utility>
+#include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
 
@@ -19,11 +22,13 @@ void DelaunayMesher<Node, Edge, Facet>::ExtractMesh(std::vector<Point>& resultPo
     const bool keepsAll = !hasOuterTriangle;
     if (hasOuterTriangle) {
         if (noConstraints) {
-            CloseHullPockets();
+            Impl::MesherSteps(*this).CloseHullPockets();
         }
         ClassifyRegions();
-        RemoveOuterTriangle();
-        RemoveNonInterior();
+        Impl::MesherSteps steps(*this);
+        steps.RemoveOuterTriangle(steps.NonInteriorCount());
+        steps.RemoveNonInterior();
+        this->DropFreeSlots();
     }
     resultPoints.clear();
     resultIndices.clear();
@@ -31,14 +36,15 @@ void DelaunayMesher<Node, Edge, Facet>::ExtractMesh(std::vector<Point>& resultPo
     resultIndices.reserve(3 * this->faces_.size());
     const bool outerAreGone =
         !this->IsValidNode(0) && !this->IsValidNode(1) && !this->IsValidNode(2);
-    const int offset = this->NodeCount() >= kOuterNodes && outerAreGone ? kOuterNodes : 0;
+    const int offset =
+        this->NodeCount() >= Impl::kOuterNodes && outerAreGone ? Impl::kOuterNodes : 0;
     for (int n = offset; n < this->NodeCount(); ++n) {
-        resultPoints.push_back(NodeAt(n).position);
+        resultPoints.push_back(this->NodeAt(n).position);
     }
     for (int f = 0; f < this->FaceCount(); ++f) {
         const std::array<int, 3> corners = this->Corners(f);
         if (*std::min_element(corners.begin(), corners.end()) >= offset &&
-            (keepsAll || FaceAt(f).region == 1)) {
+            (keepsAll || this->FaceAt(f).region == 1)) {
             for (const int node : corners) {
                 resultIndices.push_back(node - offset);
             }
@@ -46,60 +52,91 @@ void DelaunayMesher<Node, Edge, Facet>::ExtractMesh(std::vector<Point>& resultPo
     }
 }
 
-// --- regions ------------------------------------------------------------------------------------
-
 template <class Node, class Edge, class Facet>
 void DelaunayMesher<Node, Edge, Facet>::ClassifyRegions()
 {
-    for (Facet& face : this->faces_) {
-        face.region = noConstraints ? 1 : 0;
-    }
-    if (noConstraints) {
-        for (int outer = 0; outer < kOuterNodes; ++outer) {
-            for (const int face : this->NodeFaces(outer)) {
-                FaceAt(face).region = 2;
-            }
-        }
-        for (int e = 0; e < this->EdgeCount(); e += 2) {
-            const bool hasFaces =
-                this->IsValidEdge(e) && EdgeAt(e).face >= 0 && EdgeAt(Twin(e)).face >= 0;
-            if (hasFaces && FaceAt(EdgeAt(e).face).region != FaceAt(EdgeAt(Twin(e)).face).region) {
-                SetConstrained(e, true);
-            }
-        }
-        return;
-    }
-
-    const auto visitEdges = [&](const auto& visit) {
-        for (int e = 0; e < this->EdgeCount(); e += 2) {
-            if (this->IsValidEdge(e) && EdgeAt(e).face >= 0 && EdgeAt(Twin(e)).face >= 0) {
-                visit(EdgeAt(e).face, EdgeAt(Twin(e)).face, IsConstrained(e));
-            }
-        }
-    };
-    const auto visitOutside = [&](const auto& visit) {
-        for (const int face : this->NodeFaces(0)) {
-            visit(face);
-        }
-    };
-    Impl::CrossingLevels levels(this->faces_.size(), visitEdges, visitOutside);
-    for (int f = 0; f < this->FaceCount(); ++f) {
-        const int level = levels.Of(f);
-        FaceAt(f).region = level < 0 ? 0 : 2 - level % 2;
-    }
+    Impl::MesherSteps(*this).ClassifyRegions();
 }
 
 template <class Node, class Edge, class Facet>
 void DelaunayMesher<Node, Edge, Facet>::RemoveOuterTriangle()
 {
+    Impl::MesherSteps(*this).RemoveOuterTriangle(0);
+    this->DropFreeSlots();
+}
+
+template <class Node, class Edge, class Facet>
+bool DelaunayMesher<Node, Edge, Facet>::RemoveNonInterior()
+{
+    Impl::MesherSteps steps(*this);
+    this->HoldFreeSlots(0, 0, steps.NonInteriorCount());
+    const bool any = steps.RemoveNonInterior();
+    this->DropFreeSlots();
+    return any;
+}
+
+namespace Impl {
+
+// --- regions ------------------------------------------------------------------------------------
+
+// The convex hull of the points bounds the inside.
+template <class Mesher>
+void MesherSteps<Mesher>::ClassifyHull()
+{
+    for (auto& face : mesher_.faces_) {
+        face.region = 1;
+    }
+    for (int outer = 0; outer < kOuterNodes; ++outer) {
+        for (const int face : mesher_.NodeFaces(outer)) {
+            FaceAt(face).region = 2;
+        }
+    }
+    for (int e = 0; e < mesher_.EdgeCount(); e += 2) {
+        const bool hasFaces =
+            mesher_.IsValidEdge(e) && EdgeAt(e).face >= 0 && EdgeAt(Twin(e)).face >= 0;
+        if (hasFaces && FaceAt(EdgeAt(e).face).region != FaceAt(EdgeAt(Twin(e)).face).region) {
+            SetConstrained(e, true);
+        }
+    }
+}
+
+template <class Mesher>
+void MesherSteps<Mesher>::ClassifyRegions()
+{
+    if (mesher_.noConstraints) {
+        ClassifyHull();
+        return;
+    }
+    const auto visitEdges = [&](const auto& visit) {
+        for (int e = 0; e < mesher_.EdgeCount(); e += 2) {
+            if (mesher_.IsValidEdge(e) && EdgeAt(e).face >= 0 && EdgeAt(Twin(e)).face >= 0) {
+                visit(EdgeAt(e).face, EdgeAt(Twin(e)).face, IsConstrained(e));
+            }
+        }
+    };
+    const auto visitOutside = [&](const auto& visit) {
+        for (const int face : mesher_.NodeFaces(0)) {
+            visit(face);
+        }
+    };
+    CrossingLevels levels(mesher_.faces_.size(), visitEdges, visitOutside);
+    for (int f = 0; f < mesher_.FaceCount(); ++f) {
+        const int level = levels.Of(f);
+        FaceAt(f).region = level < 0 ? 0 : 2 - level % 2;
+    }
+}
+
+template <class Mesher>
+void MesherSteps<Mesher>::RemoveOuterTriangle(std::size_t furtherFaces)
+{
     std::vector<int> faces;
     std::vector<int> edges;
     for (int outer = 0; outer < kOuterNodes; ++outer) {
-        for (const int face : this->NodeFaces(outer)) {
+        for (const int face : mesher_.NodeFaces(outer)) {
             faces.push_back(face);
         }
-        for (const int edge : this->NodeEdges(outer)) {
-            if (this->IsValidEdge(edge)) {
+        for (const int edge : mesher_.NodeEdges(outer)) {
+            if (mesher_.IsValidEdge(edge)) {
                 edges.push_back(edge);
             }
         }
@@ -108,60 +145,71 @@ void DelaunayMesher<Node, Edge, Facet>::RemoveOuterTriangle()
     for (const int node : OuterRing()) {
         substitutes.emplace_back(node, FirstInnerEdge(node));
     }
+    // From here on no memory is needed.
+    mesher_.HoldFreeSlots(kOuterNodes, edges.size(), faces.size() + furtherFaces);
     for (const int face : faces) {
-        if (this->IsValidFace(face)) {
+        if (mesher_.IsValidFace(face)) {
             Detach(face);
         }
     }
     for (const int edge : edges) {
-        if (this->IsValidEdge(edge)) {
+        if (mesher_.IsValidEdge(edge)) {
             // Along the boundary an edge that stays may follow one that goes.
             for (const int half : {edge, Twin(edge)}) {
-                this->Link(EdgeAt(half).prev, kNotSet);
-                this->Link(kNotSet, EdgeAt(half).next);
+                mesher_.Link(EdgeAt(half).prev, kNotSet);
+                mesher_.Link(kNotSet, EdgeAt(half).next);
             }
-            this->RemoveEdge(edge);
+            mesher_.RemoveEdge(edge);
         }
     }
     // A node that named an edge that went names another of its own, or none.
     for (const auto& [node, edge] : substitutes) {
-        if (!this->IsValidEdge(NodeAt(node).edge)) {
+        if (!mesher_.IsValidEdge(NodeAt(node).edge)) {
             NodeAt(node).edge = edge;
         }
     }
     for (int outer = 0; outer < kOuterNodes; ++outer) {
-        if (this->IsValidNode(outer) && !this->IsValidEdge(NodeAt(outer).edge)) {
+        if (mesher_.IsValidNode(outer) && !mesher_.IsValidEdge(NodeAt(outer).edge)) {
             NodeAt(outer).edge = kNotSet;
         }
     }
     for (int outer = 0; outer < kOuterNodes; ++outer) {
-        if (this->IsValidNode(outer) && NodeAt(outer).edge == kNotSet) {
-            this->RemoveNode(outer);
+        if (mesher_.IsValidNode(outer) && NodeAt(outer).edge == kNotSet) {
+            mesher_.RemoveNode(outer);
         }
     }
-    hasOuterTriangle = false;
-    hintFace = -1;
+    mesher_.hasOuterTriangle = false;
+    mesher_.hintFace = -1;
 }
 
 // The lowest of the half-edges from a node to other nodes than the outer ones, or `kNotSet`.
-template <class Node, class Edge, class Facet>
-int DelaunayMesher<Node, Edge, Facet>::FirstInnerEdge(int node) const
+template <class Mesher>
+int MesherSteps<Mesher>::FirstInnerEdge(int node) const
 {
     int lowest = kNotSet;
-    this->VisitNodeEdges(node, [&](int e) {
-        if (this->IsValidEdge(e) && !IsOuter(EdgeAt(Twin(e)).node) && (lowest < 0 || e < lowest)) {
+    mesher_.VisitNodeEdges(node, [&](int e) {
+        if (mesher_.IsValidEdge(e) && !IsOuter(EdgeAt(Twin(e)).node) &&
+            (lowest < 0 || e < lowest)) {
             lowest = e;
         }
     });
     return lowest;
 }
 
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::RemoveNonInterior()
+template <class Mesher>
+std::size_t MesherSteps<Mesher>::NonInteriorCount() const
+{
+    return static_cast<std::size_t>(
+        std::count_if(mesher_.faces_.begin(), mesher_.faces_.end(),
+                      [](const auto& face) { return face.region != 1; }));
+}
+
+template <class Mesher>
+bool MesherSteps<Mesher>::RemoveNonInterior()
 {
     bool any = false;
-    for (int f = 0; f < this->FaceCount(); ++f) {
-        if (this->IsValidFace(f) && FaceAt(f).region != 1) {
+    for (int f = 0; f < mesher_.FaceCount(); ++f) {
+        if (mesher_.IsValidFace(f) && FaceAt(f).region != 1) {
             Detach(f);
             any = true;
         }
@@ -175,30 +223,34 @@ bool DelaunayMesher<Node, Edge, Facet>::RemoveNonInterior()
 // triangle between it and its neighbors may still be theirs. Such pockets are closed by flips of
 // the edges that lead out of them, and the triangles won become Delaunay with the rest. Every
 // pocket closed takes its node from the sight of the outer ones for good.
-template <class Node, class Edge, class Facet>
-void DelaunayMesher<Node, Edge, Facet>::CloseHullPockets()
+template <class Mesher>
+void MesherSteps<Mesher>::CloseHullPockets()
 {
     std::vector<int> nodes = OuterRing();
-    std::vector<int> won;
+    std::vector<int>& won = mesher_.openEdges_;
+    won.clear();
     while (!nodes.empty()) {
         const int node = nodes.back();
         nodes.pop_back();
         std::vector<int> neighbors;
         if (ClosePocketAt(node, neighbors)) {
-            won.push_back(this->FindEdge(node, neighbors.front()));
-            won.push_back(this->FindEdge(node, neighbors.back()));
+            won.push_back(mesher_.FindEdge(node, neighbors.front()));
+            won.push_back(mesher_.FindEdge(node, neighbors.back()));
             nodes.insert(nodes.end(), neighbors.begin(), neighbors.end());
         }
     }
-    LegalizeEdges(won);
+    FlipOpenEdges(Reopened::AllRound, [&](int edge) {
+        const std::array<int, 4> quad = QuadOf(edge);
+        return std::none_of(quad.begin(), quad.end(), IsOuter) && MustFlip(edge);
+    });
 }
 
-template <class Node, class Edge, class Facet>
-std::vector<int> DelaunayMesher<Node, Edge, Facet>::OuterRing() const
+template <class Mesher>
+std::vector<int> MesherSteps<Mesher>::OuterRing() const
 {
     std::vector<int> nodes;
     for (int outer = 0; outer < kOuterNodes; ++outer) {
-        for (const int node : this->NodeNodes(outer)) {
+        for (const int node : mesher_.NodeNodes(outer)) {
             if (!IsOuter(node)) {
                 nodes.push_back(node);
             }
@@ -211,10 +263,10 @@ std::vector<int> DelaunayMesher<Node, Edge, Facet>::OuterRing() const
 
 // Looks for outer nodes in a row in the ring, between two neighbors that see each other past the
 // node, and flips the edges to them away. `neighbors` receives the two.
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::ClosePocketAt(int node, std::vector<int>& neighbors)
+template <class Mesher>
+bool MesherSteps<Mesher>::ClosePocketAt(int node, std::vector<int>& neighbors)
 {
-    const std::vector<int> ring = this->NodeNodes(node);
+    const std::vector<int> ring = mesher_.NodeNodes(node);
     const std::size_t count = ring.size();
     const auto at = [&](std::size_t k) { return ring[k % count]; };
     for (std::size_t start = 0; start < count; ++start) {
@@ -227,13 +279,13 @@ bool DelaunayMesher<Node, Edge, Facet>::ClosePocketAt(int node, std::vector<int>
         }
         const int from = at(start);
         const int to = at(end);
-        if (from == to || Impl::Side(At(node), At(from), At(to)) <= 0) {
+        if (from == to || Orientation(At(node), At(from), At(to)) <= 0) {
             continue;
         }
         bool closes = true;
         for (std::size_t k = start + 1; k < end && closes; ++k) {
-            const int edge = this->FindEdge(node, at(k));
-            closes = edge >= 0 && IsStrictlyFlippable(edge) && this->FlipEdge(edge, true);
+            const int edge = mesher_.FindEdge(node, at(k));
+            closes = edge >= 0 && IsStrictlyFlippable(edge) && mesher_.FlipEdge(edge, true);
         }
         if (closes) {
             neighbors = {from, to};
@@ -244,36 +296,13 @@ bool DelaunayMesher<Node, Edge, Facet>::ClosePocketAt(int node, std::vector<int>
 }
 
 /// A flip leaves two triangles of positive area and makes no edge that exists.
-template <class Node, class Edge, class Facet>
-bool DelaunayMesher<Node, Edge, Facet>::IsStrictlyFlippable(int halfEdge) const
+template <class Mesher>
+bool MesherSteps<Mesher>::IsStrictlyFlippable(int halfEdge) const
 {
-    const auto [a, b, c, d] = this->Diamond(halfEdge);
-    return c >= 0 && d >= 0 && c != d && this->FindEdge(c, d) < 0 &&
-           Impl::Side(At(d), At(c), At(a)) > 0 && Impl::Side(At(c), At(d), At(b)) > 0;
+    const auto [a, b, c, d] = mesher_.Diamond(halfEdge);
+    return c >= 0 && d >= 0 && c != d && mesher_.FindEdge(c, d) < 0 &&
+           Orientation(At(d), At(c), At(a)) > 0 && Orientation(At(c), At(d), At(b)) > 0;
 }
 
-// Lawson's flips among the input points. They end by themselves but for rounding on circles, hence
-// the cap.
-template <class Node, class Edge, class Facet>
-void DelaunayMesher<Node, Edge, Facet>::LegalizeEdges(std::vector<int>& halfEdges)
-{
-    constexpr int kFlipsPerEdge = 16;
-    for (int flips = kFlipsPerEdge * this->EdgeCount(); !halfEdges.empty() && flips > 0;) {
-        const int edge = halfEdges.back();
-        halfEdges.pop_back();
-        const std::array<int, 4> quad = this->Diamond(edge);
-        if (!this->IsValidEdge(edge) || this->IsEdgeLocked(edge) ||
-            std::any_of(quad.begin(), quad.end(), IsOuter) ||
-            IsLocallyDelaunay(edge, flipTolerance) || !IsConvexQuad(edge)) {
-            continue;
-        }
-        const std::array<int, 4> sides{EdgeAt(edge).next, EdgeAt(edge).prev,
-                                       EdgeAt(Twin(edge)).next, EdgeAt(Twin(edge)).prev};
-        if (this->FlipEdge(edge, true)) {
-            halfEdges.insert(halfEdges.end(), sides.begin(), sides.end());
-            --flips;
-        }
-    }
-}
-
+} // namespace Impl
 } // namespace Velk::Math::Sorvane::HalfEdge

@@ -2,7 +2,8 @@
 
 #include "triangulation/MonotonePartitioner_Impl.h"
 
-#include "mathbase/TurnSign_Impl.h"
+#include "mathbase/Predicates_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -16,7 +17,7 @@ namespace Velk::Math::Sorvane::Mesh {
 
 using Impl::SweepClass;
 using Impl::SweepHelper;
-using Vector::Impl::TurnSign;
+using Math::Impl::Orientation;
 
 template <class T>
 MonotonePartitioner<T>::MonotonePartitioner() = default;
@@ -46,7 +47,7 @@ void MonotonePartitioner<T>::Load(const std::vector<VecBase<2, T>>& outline, Out
     for (std::size_t i = 0; i < count; ++i) {
         const VecBase<2, T>& point = outline[reversed_ ? count - 1 - i : i];
         this->AddNode(HalfEdge::HVertex<2, T>(point));
-        positions_.push_back(Vec2d(point.x(), point.y()));
+        positions_.push_back(Math::Impl::Widened(point));
     }
     MakeRing();
     SortEntries(order);
@@ -62,7 +63,7 @@ bool MonotonePartitioner<T>::IsReversed(const std::vector<VecBase<2, T>>& outlin
     std::vector<Vec2d> loop;
     loop.reserve(outline.size());
     for (const VecBase<2, T>& point : outline) {
-        loop.push_back(Vec2d(point.x(), point.y()));
+        loop.push_back(Math::Impl::Widened(point));
     }
     return Vector::SignedArea(loop) < 0;
 }
@@ -138,7 +139,7 @@ SweepClass MonotonePartitioner<T>::ClassifyBetween(int before, int node, int aft
     if (afterBefore != afterAfter) {
         return SweepClass::Regular;
     }
-    const bool isReflex = TurnSign(At(node), At(after), At(before)) < 0;
+    const bool isReflex = Orientation(At(node), At(after), At(before)) < 0;
     if (afterBefore) {
         return isReflex ? SweepClass::Merge : SweepClass::End;
     }
@@ -396,7 +397,7 @@ bool MonotonePartitioner<T>::TriangulateFace(int face)
         while (!changesChain && stack_.size() > 1 && nodesLeft_ > 3) {
             const int top = nodeAt(stack_.back());
             const int under = nodeAt(stack_[stack_.size() - 2]);
-            const int turn = TurnSign(At(under), At(top), At(nodeAt(place)));
+            const int turn = Orientation(At(under), At(top), At(nodeAt(place)));
             if (turn == 0 || (turn > 0) == isUpper) {
                 break;
             }
@@ -418,7 +419,7 @@ bool MonotonePartitioner<T>::TurnsOver(int a, int b, int c) const
     const Vec2d in = At(b) - At(a);
     const Vec2d out = At(c) - At(b);
     const double rounding = kLengthFloor<T> * (Length(in) + Length(out));
-    return (in ^ out) < -rounding && TurnSign(At(a), At(b), At(c)) < 0;
+    return (in ^ out) < -rounding && Orientation(At(a), At(b), At(c)) < 0;
 }
 
 // Makes a triangle of a node of the face at hand and its two neighbors; the face goes on without
@@ -475,7 +476,8 @@ bool MonotonePartitioner<T>::IsWorthFlipping(int halfEdge) const
         return Vec3d(v.x(), v.y(), v * v);
     };
     const double inCircle = lifted(a) * (lifted(b) ^ lifted(c));
-    return inCircle >= 0 && TurnSign(At(d), At(c), At(a)) > 0 && TurnSign(At(c), At(d), At(b)) > 0;
+    return inCircle >= 0 && Orientation(At(d), At(c), At(a)) > 0 &&
+           Orientation(At(c), At(d), At(b)) > 0;
 }
 
 template <class T>

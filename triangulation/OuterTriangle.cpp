@@ -11,8 +11,6 @@
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 namespace {
 
-constexpr int kOuterNodes = 3;
-
 /// Of the corners the one farthest left of the line.
 int FarthestLeft(const std::array<Vec2d, 3>& corners, const Vec2d& from, const Vec2d& to)
 {

@@ -7,6 +7,9 @@
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
+/// Nodes 0 to 2 of a mesh in an outer triangle are its corners.
+inline constexpr int kOuterNodes = 3;
+
 /// Is any edge between two points at most that long? The shortest distance of all is that of an
 /// edge.
 bool HasEdgeWithin(const TriangleTable& table, double length);

@@ -2,7 +2,7 @@
 
 #include "triangulation/OutlineCrossing_Impl.h"
 
-#include "mathbase/TurnSign_Impl.h"
+#include "mathbase/Predicates_Impl.h"
 #include "triangulation/SweepStatus_Impl.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 namespace Velk::Math::Sorvane::Mesh::Impl {
 namespace {
 
-using Vector::Impl::TurnSign;
+using Math::Impl::Orientation;
 
 struct Edge {
     Vec2d start; // the lower end in the order of the sweep
@@ -54,9 +54,9 @@ bool IsClearlyPassed(const Edge& edge, const Edge& other, double clearance)
     const double least = clearance * Length(d);
     const bool isClear = std::fabs(d ^ (other.start - edge.start)) > least &&
                          std::fabs(d ^ (other.end - edge.start)) > least;
-    return isClear &&
-           TurnSign(edge.start, edge.end, other.start) * TurnSign(edge.start, edge.end, other.end) <
-               0;
+    return isClear && Orientation(edge.start, edge.end, other.start) *
+                              Orientation(edge.start, edge.end, other.end) <
+                          0;
 }
 
 } // namespace

@@ -16,17 +16,12 @@
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
 using Math::Impl::AccurateDoubleArea;
+using Math::Impl::Orientation;
 
 /// Twice the signed area of a, b, c, in plain `double`.
 inline double DoubleArea(const Vec2d& a, const Vec2d& b, const Vec2d& c)
 {
     return (a - c) ^ (b - c);
-}
-
-/// Exact side of `p` beside the line from `a` to `b`: 1 on the left, -1 on the right, 0 on it.
-inline int Side(const Vec2d& a, const Vec2d& b, const Vec2d& p)
-{
-    return Math::Impl::Orientation(a, b, p);
 }
 
 /// The sine of the sum of the angles at `c` and `d` opposite the edge a-b, times the lengths of
@@ -98,12 +93,6 @@ inline bool IsLocallyDelaunay(const Vec2d& a, const Vec2d& b, const Vec2d& c, co
     return ((d - c) ^ (b - c)) > least && ((c - d) ^ (a - d)) > least;
 }
 
-/// Squared distance of `p` to the segment a-b. A segment not longer than `floor` is its start.
-inline double SquaredDistanceToSegment(const Vec2d& a, const Vec2d& b, const Vec2d& p, double floor)
-{
-    return Math::Impl::SquaredDistanceToSegment(a, b, p, Math::Impl::ShorterThan(floor));
-}
-
 // --- where a point goes -------------------------------------------------------------------------
 
 /// Distance at and below which there is none.
@@ -144,7 +133,9 @@ inline PlaceInTriangle Classify(const std::array<Vec2d, 3>& at, const Vec2d& p, 
         }
     }
     for (std::size_t k = 0; k < 3; ++k) {
-        if (SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p, floor.length) <= floor.squared) {
+        if (Math::Impl::SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p,
+                                                 Math::Impl::ShorterThan(floor.length)) <=
+            floor.squared) {
             return {Kind::Side, static_cast<int>(k)};
         }
     }
@@ -185,7 +176,8 @@ inline PlaceInTriangle InsertionPlace(const std::array<Vec2d, 3>& at, const Vec2
     int nearest = -1;
     double least = 0;
     for (std::size_t k = 0; k < 3; ++k) {
-        const double squared = SquaredDistanceToSegment(at[k], at[(k + 1) % 3], p, floor.length);
+        const double squared = Math::Impl::SquaredDistanceToSegment(
+            at[k], at[(k + 1) % 3], p, Math::Impl::ShorterThan(floor.length));
         if (nearest < 0 || squared < least) {
             nearest = static_cast<int>(k);
             least = squared;
@@ -197,7 +189,8 @@ inline PlaceInTriangle InsertionPlace(const std::array<Vec2d, 3>& at, const Vec2
 /// Is `p` strictly inside the triangle? Exact.
 inline bool IsStrictlyInside(const std::array<Vec2d, 3>& at, const Vec2d& p)
 {
-    return Side(at[0], at[1], p) > 0 && Side(at[1], at[2], p) > 0 && Side(at[2], at[0], p) > 0;
+    return Orientation(at[0], at[1], p) > 0 && Orientation(at[1], at[2], p) > 0 &&
+           Orientation(at[2], at[0], p) > 0;
 }
 
 /// Does `p` see all sides of the quad of the triangles a, b, c and b, a, d from within? Exact: the
@@ -205,7 +198,8 @@ inline bool IsStrictlyInside(const std::array<Vec2d, 3>& at, const Vec2d& p)
 inline bool FillsQuad(const Vec2d& a, const Vec2d& b, const Vec2d& c, const Vec2d& d,
                       const Vec2d& p)
 {
-    return Side(b, c, p) > 0 && Side(c, a, p) > 0 && Side(a, d, p) > 0 && Side(d, b, p) > 0;
+    return Orientation(b, c, p) > 0 && Orientation(c, a, p) > 0 && Orientation(a, d, p) > 0 &&
+           Orientation(d, b, p) > 0;
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge::Impl

@@ -69,12 +69,12 @@ class Merger {
 public:
     Merger(const std::vector<Vec2d>& points, TriangleTable& table) : table_(table)
     {
-        const std::vector<CurvePlace> places = PlacesAlongCurve(points);
+        const auto places = PlacesAlongCurve<std::uint32_t>(points);
         const double least = LeastMagnitude(points);
         table.positions.reserve(points.size());
         table.numbers.reserve(points.size());
         codes_.reserve(points.size());
-        for (const CurvePlace& place : places) {
+        for (const CurvePlace<std::uint32_t>& place : places) {
             const Vec2d& p = points[static_cast<std::size_t>(place.point)];
             table.positions.push_back(
                 {std::fabs(p.x()) < least ? 0 : p.x(), std::fabs(p.y()) < least ? 0 : p.y()});

@@ -14,7 +14,7 @@ namespace Velk::Math::Sorvane::HalfEdge::Impl {
 /// What a segment from node a to node b runs through, in order along it.
 struct SegmentChannel {
     std::vector<int> crossed; ///< half-edges, from right of the segment to left, triangle behind
-    std::vector<int> left;    ///< half-edges of the channel's border on the left, b to a
+    std::vector<int> left;    ///< half-edges of the channel's boundary on the left, b to a
     std::vector<int> right; ///< on the right, a to b; both have their channel triangle on the left
 
     void Clear()

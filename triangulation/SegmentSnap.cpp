@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
@@ -123,7 +124,7 @@ std::vector<int> OrderAlongCurve(const std::vector<Box>& boxes)
     }
     std::vector<int> order;
     order.reserve(boxes.size());
-    for (const HalfEdge::Impl::CurvePlace& place : HalfEdge::Impl::PlacesAlongCurve(middles)) {
+    for (const auto& place : HalfEdge::Impl::PlacesAlongCurve<std::uint32_t>(middles)) {
         order.push_back(place.point);
     }
     return order;

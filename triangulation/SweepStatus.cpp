@@ -2,21 +2,21 @@
 
 #include "triangulation/SweepStatus_Impl.h"
 
-#include "mathbase/TurnSign_Impl.h"
+#include "mathbase/Predicates_Impl.h"
 
 #include <iterator>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
 namespace {
 
-using Vector::Impl::TurnSign;
+using Math::Impl::Orientation;
 
 } // namespace
 
 bool SweepStatus::Lower::operator()(int edge, const Vec2d& point) const
 {
     const Entry& entry = status->Slot(edge);
-    return TurnSign(entry.start, entry.end, point) > 0;
+    return Orientation(entry.start, entry.end, point) > 0;
 }
 
 // The edge that was entered later is looked at from the other, whose ends the sweep line lies
@@ -31,9 +31,9 @@ bool SweepStatus::IsLower(int a, int b) const
     const bool firstIsOlder = first.turn < second.turn;
     const Entry& older = firstIsOlder ? first : second;
     const Entry& newer = firstIsOlder ? second : first;
-    int side = TurnSign(older.start, older.end, newer.start);
+    int side = Orientation(older.start, older.end, newer.start);
     if (side == 0) {
-        side = TurnSign(older.start, older.end, newer.end);
+        side = Orientation(older.start, older.end, newer.end);
     }
     if (side == 0) {
         return a < b;

@@ -4,11 +4,11 @@
 
 #include <Sorvane/Tessellation_E.h>
 
+#include "mathbase/Values_Impl.h"
 #include "mathbase/VectorUniqueness_Impl.h"
 #include "triangulation/ConstrainedDelaunay_Impl.h"
 #include "triangulation/PlaneMap_Impl.h"
 #include "triangulation/SegmentSnap_Impl.h"
-#include "triangulation/UsablePoints_Impl.h"
 
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Intersect_E.h>
@@ -149,9 +149,7 @@ PlaneGraph GraphOf(const std::vector<Loop>& boundaries, Points<2> points, double
 std::vector<int> InsideTriangles(const PlaneGraph& graph, double floor)
 {
     HalfEdge::Impl::ConstrainedDelaunay delaunay(graph.vertices, floor);
-    for (const auto& [start, end] : graph.constraints) {
-        delaunay.InsertSegment(start, end);
-    }
+    delaunay.InsertSegments(graph.constraints);
     return std::move(delaunay).InsideTriangles();
 }
 
@@ -325,7 +323,7 @@ IndexedPointsBase<D, T>
 TessellateFlatBoundaries(const std::vector<std::vector<VecBase<D, T>>>& boundaries,
                          const std::vector<VecBase<D, T>>& interior, T tolerance)
 {
-    const auto isUsable = [](const auto& points) { return Impl::AreUsable(points); };
+    const auto isUsable = [](const auto& points) { return Math::Impl::AreUsable(points); };
     if (!isUsable(interior) || !std::all_of(boundaries.begin(), boundaries.end(), isUsable)) {
         return {};
     }

@@ -2,10 +2,10 @@
 
 #include <Sorvane/Tessellation_E.h>
 
+#include "mathbase/Values_Impl.h"
 #include "triangulation/MonotonePartitioner_Impl.h"
 #include "triangulation/OutlineCrossing_Impl.h"
 #include "triangulation/PlaneMap_Impl.h"
-#include "triangulation/UsablePoints_Impl.h"
 
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Intersect_E.h>
@@ -41,9 +41,9 @@ std::vector<int> DistinctCorners(const std::vector<VecBase<2, T>>& outline)
 template <class T>
 std::vector<int> TriangleIndices(const std::vector<VecBase<2, T>>& p)
 {
-    const Vec2d last(p[2].x(), p[2].y());
-    const Vec2d a = Vec2d(p[0].x(), p[0].y()) - last;
-    const Vec2d b = Vec2d(p[1].x(), p[1].y()) - last;
+    const Vec2d last = Math::Impl::Widened(p[2]);
+    const Vec2d a = Math::Impl::Widened(p[0]) - last;
+    const Vec2d b = Math::Impl::Widened(p[1]) - last;
     const double area = 0.5 * (a ^ b);
     if (!(std::fabs(area) > kLengthFloor<T>)) {
         return {};
@@ -59,7 +59,7 @@ bool CrossesItselfClearly(const std::vector<VecBase<2, T>>& outline)
     points.reserve(outline.size());
     double largest = 0;
     for (const VecBase<2, T>& point : outline) {
-        points.push_back(Vec2d(point.x(), point.y()));
+        points.push_back(Math::Impl::Widened(point));
         largest = std::max({largest, std::fabs(points.back().x()), std::fabs(points.back().y())});
     }
     constexpr double kFloors = 8; // cutting moves a point by no more than two, and rounding
@@ -122,7 +122,7 @@ std::vector<int> SimplePolygonIndices(const std::vector<VecBase<2, T>>& outline)
 template <class T>
 std::vector<int> Tessellated(const std::vector<VecBase<2, T>>& boundary)
 {
-    if (!Impl::AreUsable(boundary)) {
+    if (!Math::Impl::AreUsable(boundary)) {
         return {};
     }
     const std::vector<int> corners = DistinctCorners(boundary);
@@ -141,7 +141,7 @@ std::vector<int> Tessellated(const std::vector<VecBase<2, T>>& boundary)
 template <class T>
 std::vector<int> Tessellated(const std::vector<VecBase<3, T>>& boundary)
 {
-    if (boundary.size() < 3 || !Impl::AreUsable(boundary)) {
+    if (boundary.size() < 3 || !Math::Impl::AreUsable(boundary)) {
         return {};
     }
     const Impl::PlaneMap plane = Impl::PlaneMap::OfPolygon(boundary);

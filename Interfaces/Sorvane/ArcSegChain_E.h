@@ -6,6 +6,7 @@
 #pragma once
 
 #include <Velk/Math/Geometry_E.h>
+#include <Velk/Math/Supported_E.h>
 
 #include <utility>
 #include <variant>
@@ -19,6 +20,8 @@ namespace Velk::Math::Sorvane::Planar {
 /// `double` and rounded once. Results for coordinates that are not finite are not finite or zero, never
 /// a fault.
 template <class T> class SORVANE_API ArcSegBase {
+    static_assert(SupportedReal<T>, "elements of chains are compiled for float and double");
+
 public:
     /// What an element can be.
     using Segment = Geometry::SegBase<T>;
@@ -89,6 +92,8 @@ private:
 /// The end of each element and the start of the next lie within `tolerance` of each other; the append
 /// operations keep it so, and code that writes to `elements` itself has to.
 template <class T> class SORVANE_API PolyArcSegBase {
+    static_assert(SupportedReal<T>, "chains are compiled for float and double");
+
 public:
     std::vector<ArcSegBase<T>> elements; ///< in the order of travel
     /// Distance (Euclidean) within which two element ends count as joined; 1e-12 for `float` too, where

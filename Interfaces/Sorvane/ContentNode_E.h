@@ -25,6 +25,9 @@ template <int D, class T, int K, class Node> class QOFTree;
 /// Reading is safe from many threads while nobody inserts, removes or splits. A node is not copied or
 /// moved: its children and whoever looks at it know its address.
 template <int D, class T, int K> class QOFNode {
+    static_assert(SupportedContent<D, T, K>,
+                  "content trees are compiled for double, and for float with boxes in the plane");
+
 public:
     /// The types of what a node holds and of its boxes.
     using Content = QOFTreeContent<D, T, K>;
@@ -97,6 +100,9 @@ public:
     /// one and the same point from which the split above got no other away. A content that is there
     /// already stays once, with the bound that it has now. O(depth), and O(`capacity`) for one that
     /// splits.
+    ///
+    /// When memory runs out, nothing has changed, except that neighbors which addressable nodes have
+    /// asked for by then stay. Taking out needs no memory.
     static bool Insert(QOFNode& node, const Content* content, bool insert, unsigned int capacity);
 
     /// Gives a leaf children and hands its contents on to those that hold them; children that overflow
@@ -104,6 +110,7 @@ public:
     ///
     /// Does nothing when the node has children, when `CanSplit` is false, and when splitting leads
     /// nowhere: the node has contents and its cell can't be halved any more in T or is without bounds.
+    /// When memory runs out, the node is still the leaf that it was.
     static void Split(QOFNode& node, unsigned int capacity);
 
 private:
@@ -124,7 +131,12 @@ public:
     virtual void EnsureNode(const QOFAddress<D>& wanted, unsigned int capacity) = 0;
 
 protected:
-    ~QOFNodeOwner() = default;
+    QOFNodeOwner() = default;
+    QOFNodeOwner(const QOFNodeOwner&) = default;
+    QOFNodeOwner& operator=(const QOFNodeOwner&) = default;
+    /// Nobody deletes an owner as such; virtual for the sake of the classes that derive from it, which
+    /// would otherwise draw a warning about theirs.
+    virtual ~QOFNodeOwner() = default;
 };
 
 /// Node that knows its address, and sees to it that a split leaves no neighbor far behind in depth.

@@ -12,6 +12,7 @@
 #include <Sorvane/DataPool_E.h>
 
 #include <cstddef>
+#include <functional>
 #include <type_traits>
 #include <vector>
 
@@ -27,8 +28,6 @@ namespace Velk::Math::Sorvane::Tree {
 /// Each content that a query selects comes once. The order is that of the tree (contents of children 0,
 /// 1, ... before the node's own, in a node as its set has them): the same in each run, and otherwise
 /// without meaning.
-///
-/// The visitors are the library's own; their bodies are in `trees/ContentTree_Impl.h`.
 template <int D, class T, int K, class Node> class QOFTree {
     static_assert(std::is_base_of_v<QOFNode<D, T, K>, Node>, "a node of the tree's own kind");
 
@@ -68,7 +67,8 @@ protected:
     ///
     /// Afterward items that join the storage are not in the tree unless they are inserted. An item
     /// that the root refuses stays out: all of them when they are one and the same point, or when a
-    /// bound is not finite or so large that the size of the whole overflows. O(n log n).
+    /// bound is not finite or so large that the size of the whole overflows. O(n log n). When memory runs
+    /// out, the tree is as it was before.
     template <class Item> void PrepareRoot(const Bins::DataPool<Item>& storage)
     {
         PrepareRoot(ContentsOf(storage), static_cast<std::size_t>(storage.LastIndex() + 1));
@@ -93,7 +93,8 @@ protected:
     void SetRoot(const Cell& cell);
     void SetCapacity(unsigned int capacity) { capacity_ = capacity; }
 
-    /// Inserts all items of the storage, none of which is in the tree. They keep their order.
+    /// Inserts all items of the storage, none of which is in the tree. They keep their order. When memory
+    /// runs out, those that came first stay.
     template <class Item> void InsertAll(const Bins::DataPool<Item>& storage)
     {
         InsertAll(ContentsOf(storage));
@@ -113,6 +114,7 @@ protected:
     ///
     /// K = 0: those nearer to the center than the radius, strictly, so that a ball of radius 0 has none.
     /// K = 1: those whose ball comes as near as 1e-12, or touches, or overlaps.
+    /// A radius counts by its magnitude, as in every tree: that of the ball and that of a content.
     std::vector<const Content*>
     GetPossibleBallCollisions(const Bounding::BoundingBall<D, T>& ball) const;
 
@@ -127,23 +129,28 @@ protected:
                                                          const VecBase<D, T>& direction,
                                                          bool flag) const;
 
-    /// The same without a list: calls `sink(content)` for what these queries give, in their order.
-    template <class Sink>
-    SORVANE_LOCAL void VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball,
-                                           const Sink& sink) const;
-    template <class Sink>
-    SORVANE_LOCAL void VisitRayCollisions(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
-                                          const Sink& sink) const;
+    /// Asked about a box around several contents, about the bound of a content, and told of a content. A
+    /// function larger than two pointers costs memory when it is made from a lambda: pass `std::ref` of it
+    /// where that matters.
+    using BoxPredicate = std::function<bool(const Box&)>;
+    using ContentPredicate = std::function<bool(const Bound&)>;
+    using Sink = std::function<void(const Content*)>;
+    /// Told of a content; the answer is a limit, see `VisitNearest`.
+    using NearestSink = std::function<T(const Content*)>;
+
+    /// `GetPossibleBallCollisions` without a list: calls `sink` for each, in that order.
+    void VisitBallCollisions(const Bounding::BoundingBall<D, T>& ball, const Sink& sink) const;
+    /// `GetPossibleRayCollisions` in the same way.
+    void VisitRayCollisions(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
+                            const Sink& sink) const;
 
     /// Calls `sink(content)` for each content whose bound fulfills `contentPredicate(bound)`.
     ///
     /// `boxPredicate(box)` is asked about boxes around several contents: of a subtree, of a group of
     /// contents in a node. Where it is false all of them are passed over; so it must be true for any box
     /// around a bound that fulfills `contentPredicate`.
-    template <class BoxPredicate, class ContentPredicate, class Sink>
-    SORVANE_LOCAL void VisitCandidates(const BoxPredicate& boxPredicate,
-                                       const ContentPredicate& contentPredicate,
-                                       const Sink& sink) const;
+    void VisitCandidates(const BoxPredicate& boxPredicate, const ContentPredicate& contentPredicate,
+                         const Sink& sink) const;
 
     /// Visits contents near `point`, the near ones first as far as the tree tells, and fewer the nearer
     /// a result has been found.
@@ -152,12 +159,20 @@ protected:
     /// d < `squaredRadius` and d <= limit, where the limit is infinite at first. A sink that looks for
     /// the nearest content returns the least squared distance found so far: contents at exactly that
     /// distance are still shown, so that it can settle ties by a rule of its own.
-    template <class Sink>
-    SORVANE_LOCAL void VisitNearest(const VecBase<D, T>& point, T squaredRadius,
-                                    const Sink& sink) const
+    void VisitNearest(const VecBase<D, T>& point, T squaredRadius, const NearestSink& sink) const
         requires(K == 0);
 
 private:
+    // The walks behind the queries, for any kind of function; their bodies are the library's own.
+    template <class IsBoxWanted, class IsContentWanted, class Show>
+    SORVANE_LOCAL void Walk(const IsBoxWanted& isBoxWanted, const IsContentWanted& isContentWanted,
+                            const Show& show) const;
+    template <class Show>
+    SORVANE_LOCAL void WalkInBall(const Bounding::BoundingBall<D, T>& ball, const Show& show) const;
+    template <class Show>
+    SORVANE_LOCAL void WalkOnLine(const VecBase<D, T>& origin, const VecBase<D, T>& direction,
+                                  const Show& show) const;
+
     /// The occupied slots, ascending.
     template <class Item>
     static std::vector<const Content*> ContentsOf(const Bins::DataPool<Item>& storage)

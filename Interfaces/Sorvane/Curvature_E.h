@@ -37,10 +37,9 @@ struct SORVANE_API DiscreteCurvatures {
 ///
 /// All zero where the mixed area is at most `tolerance` in magnitude, and for an empty ring. The tolerance
 /// also guards the cotangents: a triangle whose doubled area is not greater than it adds nothing to the
-/// mean curvature. A triangle whose doubled area is not greater than 1e-12 adds nothing to
-/// the normal. A coordinate that is not finite gives curvatures and an area that are NaN. Only differences
-/// from `node` are used, so that a part far from the origin loses no more than its coordinates have lost.
-/// O(ring).
+/// mean curvature. A triangle whose doubled area is not greater than 1e-12 adds nothing to the normal. A
+/// coordinate that is not finite gives curvatures that are NaN. Only differences from `node` are used, so
+/// that a part far from the origin loses no more than its coordinates have lost. O(ring).
 SORVANE_API DiscreteCurvatures
 DiscreteCurvaturesAtNode(const VecBase<3, double>& node, const std::vector<VecBase<3, double>>& ring,
                          double tolerance);

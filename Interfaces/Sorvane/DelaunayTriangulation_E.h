@@ -10,12 +10,18 @@
 #pragma once
 
 #include <Sorvane/TriangleMesh_E.h>
+#include <Velk/Math/Supported_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
-#include <array>
-#include <cstddef>
-#include <utility>
+#include <concepts>
 #include <vector>
+
+/// @cond
+namespace Velk::Math::Sorvane::HalfEdge::Impl {
+template <class Mesher>
+class MesherSteps;
+}
+/// @endcond
 
 namespace Velk::Math::Sorvane::HalfEdge {
 
@@ -78,6 +84,9 @@ struct SORVANE_API DelaunayLocation {
 /// that. Products are calculated in `double` for both types. The result is the same in every run.
 /// All loops are bounded, whatever the input.
 ///
+/// Where memory runs out, each call tells what is left. The steps for derived meshers leave a sound
+/// mesh: `InsertPoint` may have put the point in and `Legalize` may have flipped some of the edges.
+///
 /// The library has compiled the two forms named below; a host derives from them.
 template <class Node, class Edge, class Facet>
 class DelaunayMesher : public TriangleMesh<Node, Edge, Facet> {
@@ -87,8 +96,12 @@ public:
     using Point = decltype(Node{}.position);
     using T = typename Point::value_type;
 
+    static_assert(SupportedReal<T> && std::same_as<Node, DelaunayNode<T>> &&
+                      std::same_as<Edge, DelaunayEdge> && std::same_as<Facet, DelaunayFacet>,
+                  "the mesher is compiled for its own records, in float and in double");
+
     DelaunayMesher() = default;
-    ~DelaunayMesher() override = default;
+    ~DelaunayMesher() override;
 
     bool hasOuterTriangle = false;         ///< the three outer nodes are present
     bool noConstraints = true;             ///< the hull bounds the result; for the caller to clear
@@ -98,18 +111,26 @@ public:
     std::vector<Point> points;             ///< the input
     int hintFace = -1;                     ///< where the next location begins
 
-    /// Triangulates `points`, in their order. False as soon as a point can't be placed: it repeats
-    /// another, lies in a sliver below the tolerances, or is not finite. What was built until then
-    /// stays. Expected O(n log n) for n points that are spread somehow evenly at some scale; sorted
-    /// input costs no more. Points in order along a bow toward others can take O(n^2) flips: mix
-    /// their order if it is free. A mesher of a derived type goes through the virtual edits and
-    /// keeps `FindEdge` up to date all along, which takes more time and gives the same mesh; only
-    /// half-edges may have other numbers.
+    /// Triangulates `points`. False as soon as one can't be placed: it repeats another, lies in a
+    /// sliver below the tolerances, or is not finite. What was built until then stays, in the order
+    /// of the list. O(n log n) for n points whatever their arrangement.
+    ///
+    /// A mesher of a derived type inserts point by point through the virtual edits and keeps
+    /// `FindEdge` up to date all along. This gives the same triangles between points; those at the
+    /// outer nodes, and the numbers of faces and half-edges, may be others. It takes more time,
+    /// expected O(n log n) for points that are spread somehow evenly at some scale; points in order
+    /// along a bow toward others can take O(n^2) flips: mix their order if it is free.
+    ///
+    /// Where memory runs out, or `OnPointInserted` throws, the mesh is left empty.
     bool Triangulate();
 
     /// Makes the segment between two nodes an edge and marks it constrained. False, with nothing
     /// changed, when a node does not exist, or when the segment passes through a third node within
     /// the floor. An edge that it crosses goes, constrained or not. O(edges crossed) in general.
+    ///
+    /// When memory runs out it has changed nothing and throws `std::bad_alloc`. Should it run out as late
+    /// as in the flips that restore the Delaunay property beside the new edge, the edge is there, the
+    /// result is true, and those flips are left out.
     bool InsertEdge(int a, int b);
 
     /// The result: points without the outer nodes, all of them whether used or not, and three
@@ -118,6 +139,10 @@ public:
     /// With `noConstraints` the inside is the convex hull of the points; otherwise it is what an
     /// odd number of constraints separates from the outer nodes at the least. The mesh loses the
     /// outer triangle and all that lies outside; a second call writes the same.
+    ///
+    /// Where memory runs out the mesh has its outer triangle as before, or none and nothing that lies
+    /// outside; a second call gives the result. With `noConstraints` some of its triangles at the hull may then
+    /// be not Delaunay.
     void ExtractMesh(std::vector<Point>& resultPoints, std::vector<int>& resultIndices);
 
     /// Made from the input, or with a locked edge.
@@ -148,64 +173,11 @@ public:
     /// Deletes the faces of other regions than 1; true when there were any.
     bool RemoveNonInterior();
 
-protected:
-    using Base::EdgeAt;
-    using Base::FaceAt;
-    using Base::NodeAt;
-    using Base::Twin;
+private:
+    template <class Mesher>
+    friend class Impl::MesherSteps;
 
-    struct View;
-
-    /// A step of the library's own.
-    static constexpr int kOuterNodes = 3;
-    static bool IsOuter(int node) { return node >= 0 && node < kOuterNodes; }
-
-    /// A step of the library's own.
-    Vec2d At(int node) const { return ToDouble(NodeAt(node).position); }
-    static Vec2d ToDouble(const Point& p) { return Vec2d(p.x(), p.y()); }
-
-    /// A step of the library's own.
-    void MakeOuterTriangle();
-    bool InsertInOrder(const std::vector<int>& near);
-    bool TakeOverDelaunay();
-    template <class Triangles>
-    void TakeOver(const Triangles& triangles);
-    void AddSide(int origin, int destination);
-    void StartFrom(int node);
-    void EnterNodePairs();
-    int PseudoRandomFace(int face) const;
-
-    /// A step of the library's own.
-    DelaunayLocation WalkStraight(const Vec2d& p) const;
-    DelaunayLocation WalkByClosestPoints(const Point& point) const;
-    DelaunayLocation Classify(int face, const Vec2d& p) const;
-    int PivotFace(int node, int face, const Vec2d& p) const;
-
-    /// A step of the library's own.
-    int InsertInFace(int face, const Point& point);
-    int InsertOnEdge(int halfEdge, const Point& point);
-    bool IsStrictlyInside(int face, const Point& point) const;
-    int SplitFaceAtPoint(int face, const Point& point);
-    int SplitEdgeAtPoint(int halfEdge, const Point& point);
-    bool MustFlip(int halfEdge) const;
-    void LinkTriangle(int face, int first, int second, int third);
-    std::array<int, 4> QuadOf(int halfEdge) const;
-    bool IsStrictlyFlippable(int halfEdge) const;
-
-    /// A step of the library's own.
-    bool IsConstrained(int halfEdge) const;
-    void SetConstrained(int halfEdge, bool constrained);
-    std::vector<std::array<int, 3>> CavityFaces(const std::vector<int>& nodes) const;
-    void ClearChannel(const std::vector<int>& crossed);
-
-    void CloseHullPockets();
-    bool ClosePocketAt(int node, std::vector<int>& neighbors);
-    void LegalizeEdges(std::vector<int>& halfEdges);
-    std::vector<int> OuterRing() const;
-    int FirstInnerEdge(int node) const;
-    void Detach(int face);
-
-    std::vector<std::pair<int, int>> edgesToCheck_; ///< of `Legalize`: half-edge, face
+    std::vector<int> openEdges_; // half-edges that may have to be flipped
 };
 
 // clang-format off

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <span>
 #include <tuple>
@@ -22,6 +23,21 @@
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge {
+namespace Impl {
+
+// Whoever walks rings one after another mostly goes through the half-edges in their order, too, and
+// takes about two lines of them for each ring. They are fetched some rings before their turn;
+// processors don't see the order by themselves, because a ring hops to and fro in it.
+inline void FetchAhead(const void* halfEdge)
+{
+    constexpr std::uintptr_t kBytesAhead = 1536;
+    constexpr std::uintptr_t kLine = 64;
+    const auto address = reinterpret_cast<std::uintptr_t>(halfEdge) + kBytesAhead;
+    __builtin_prefetch(reinterpret_cast<const void*>(address)); // any address will do
+    __builtin_prefetch(reinterpret_cast<const void*>(address + kLine));
+}
+
+} // namespace Impl
 
 /// How a walk round a node or a face came to its end.
 enum class WalkEnd {
@@ -509,21 +525,24 @@ template <class Node, class Edge, class Face>
 template <class Visit>
 WalkEnd HMesh<Node, Edge, Face>::VisitNodeNodes(int node, Visit visit) const
 {
-    const std::size_t limit = RunawayLimit(nodes_.size());
     const int outgoing = IsValidNode(node) ? NodeAt(node).edge : kNotSet;
-    const int first = IsValidEdge(outgoing) ? EdgeAt(outgoing).twin : kNotSet;
-    if (!IsValidEdge(first)) {
+    if (!IsValidEdge(outgoing) || !IsValidEdge(Twin(outgoing))) {
         return WalkEnd::Cut;
     }
-    std::size_t count = 0;
-    int current = first;
+    Impl::FetchAhead(&EdgeAt(outgoing));
+    // Subscripts without a sign: a negative one becomes large and fails the test of the range, and
+    // the address of a record takes one instruction less.
+    const auto first = static_cast<unsigned int>(Twin(outgoing));
+    std::size_t left = RunawayLimit(nodes_.size());
+    unsigned int current = first;
     do {
-        visit(EdgeAt(current).node);
-        if (++count > limit) {
+        visit(edges_[current].node);
+        if (left-- == 0) {
             return WalkEnd::Runaway;
         }
-        current = EdgeAt(Twin(current)).prev; // of a deleted twin: deleted as well
-        if (!IsValidEdge(current)) {
+        current =
+            static_cast<unsigned int>(edges_[current ^ 1U].prev); // of a deleted twin: deleted
+        if (current >= edges_.size() || edges_[current].Edge::IsInvalid()) {
             return WalkEnd::Cut;
         }
     } while (current != first);

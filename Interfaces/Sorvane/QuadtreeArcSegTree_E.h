@@ -7,6 +7,7 @@
 #include <Sorvane/ArcSegChain_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/Export_E.h>
+#include <Velk/Math/Supported_E.h>
 
 #include <memory>
 #include <vector>
@@ -26,6 +27,8 @@ namespace Velk::Math::Sorvane::Tree::Quadtree {
 ///
 /// Queries change nothing and may run in many threads at once.
 template <class T> class ArcSegTree {
+    static_assert(SupportedReal<T>, "trees of chain elements are compiled for float and double");
+
 public:
     /// What the tree stores.
     using Element = Planar::ArcSegBase<T>;

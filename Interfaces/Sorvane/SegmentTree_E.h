@@ -8,6 +8,7 @@
 #include <Sorvane/ClosestPoint_E.h>
 #include <Sorvane/Export_E.h>
 #include <Velk/Math/Geometry_E.h>
+#include <Velk/Math/Supported_E.h>
 
 #include <cstddef>
 #include <memory>
@@ -31,6 +32,8 @@ template <int D, class T> class QOFSegmentTree;
 /// Queries change nothing and may run in many threads at once, while nobody adds or builds. Adding and
 /// building either happen or, when memory runs out, leave the tree as it was.
 template <class T> class QOFSegmentTree<2, T> {
+    static_assert(SupportedReal<T>, "segment trees are compiled for float and double");
+
 public:
     /// What `ClosestPoint` answers with.
     using Closest = ClosestPointRecord<2, T>;

@@ -18,6 +18,8 @@ namespace Velk::Math::Sorvane::Tree {
 /// code are the same number. Depth 0 with path 0 is the root and at once the null address, which has no
 /// parent and no neighbors. Ordered by depth, then path.
 template <int D> struct SORVANE_API QOFAddress {
+    static_assert(D == 2 || D == 3, "trees divide the plane or space");
+
     unsigned int depth = 0;      ///< levels below the root
     unsigned long long path = 0; ///< which child on each level
 

@@ -5,6 +5,7 @@
 #include <Sorvane/BoundingVolumes_E.h>
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -14,6 +15,11 @@
 #include <vector>
 
 namespace Velk::Math::Sorvane::Tree {
+
+/// The contents that trees are compiled for: bounded by a box (K = 0) or by a ball (K = 1).
+template <int D, class T, int K>
+concept SupportedContent = (D == 2 || D == 3) && (K == 0 || K == 1) &&
+                           (std::same_as<T, double> || (std::same_as<T, float> && D == 2 && K == 0));
 
 /// Content bounded by an axis-parallel box; whoever makes it adds the margin it needs.
 template <int D, class T> struct QOFTreeContentBox {
@@ -81,7 +87,13 @@ struct QOFTreeContent
 /// in groups of eight, groups in groups of eight, and so on, each group with the box around it. What
 /// came later stands behind, in the order in which it came, until the set is arranged again; a removal
 /// moves the last content into the gap. The order is thus the same in each run, and has no meaning.
+///
+/// When memory runs out a call that throws `std::bad_alloc` has changed nothing. A removal needs none: it
+/// never throws.
 template <int D, class T, int K> class QOFContentSet {
+    static_assert(SupportedContent<D, T, K>,
+                  "content trees are compiled for double, and for float with boxes in the plane");
+
 public:
     /// The types of what the set holds and of its boxes.
     using Content = QOFTreeContent<D, T, K>;
@@ -158,6 +170,8 @@ public:
     }
 
 private:
+    template <int, class, int> friend class QOFNode; // undoes an insertion
+
     /// Above this size a scan for one pointer takes longer than a look-up in a hash table, which is
     /// made when the first pointer is looked for.
     static constexpr std::size_t kLargestScan = 512;
@@ -176,7 +190,6 @@ private:
     void RenewBound(std::size_t position, const Bound& bound);
     void ArrangeWhenStale();
     void SortIntoGroups();
-    void MakeGroupBoxes();
     void GrowGroupsOf(std::size_t position);
 
     std::vector<const Content*> items_;

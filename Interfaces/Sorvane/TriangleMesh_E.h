@@ -9,6 +9,7 @@
 #pragma once
 
 #include <Sorvane/HMesh_E.h>
+#include <Velk/Export_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Velk/Math/Vector_E.h>
 
@@ -278,7 +279,7 @@ private:
     }
 
     template <int D, class T>
-    void AddPoints(const std::vector<VecBase<D, T>>& points, std::size_t triangles);
+    SORVANE_LOCAL void AddPoints(const std::vector<VecBase<D, T>>& points, std::size_t triangles);
     void AdjustBoundaryNodes();
     void LinkBoundaryAt(std::span<const BoundaryEnd> outgoing,
                         std::span<const BoundaryEnd> incoming);

@@ -56,7 +56,7 @@ public:
     /// Triangles that queries search: those stored at the last `Build`, without those that stay out.
     std::size_t TriangleCount() const;
     /// Half the diagonal of the box around the boxes of these triangles, 0 for none: a length beyond
-    /// which everything lies as soon as it is tripled. O(n).
+    /// which everything lies as soon as it is tripled. O(1).
     double RootHalfSize() const;
 
     /// Nearest point on the triangles that the closed ball meets; {`point`, -1} when there is none. Of

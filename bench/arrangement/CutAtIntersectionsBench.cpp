@@ -1,16 +1,18 @@
 // Cutting at intersections: sparse and dense random segments, mixed arcs, the collinear multitude
-// of a Minkowski sum, giants among tiny ones, hatching in a slanted direction.
+// of a Minkowski sum, giants among tiny ones, hatching in a slanted direction; and sets that a grid leaves to be
+// compared all with all.
 
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
-#include "tests/support/Random.h"
+#include "tests/support/PlanarSets.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -181,22 +183,27 @@ BENCHMARK(BM_SlantedHatch)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 
-void BM_FanAboutOnePoint(benchmark::State& state)
+/// A planar set by its name, each size twice the one before: time has to double, or little more.
+/// What all of them have in common is that a grid, a tree of boxes or both leave most pairs of them
+/// to be compared.
+void BM_Set(benchmark::State& state, const Support::NamedPlanarSet& named)
 {
-    // All share an end: every pair is near, none is cut. The one arrangement known to cost n^2.
-    const int count = static_cast<int>(state.range(0));
-    Segments segments;
-    for (int i = 0; i < count; ++i) {
-        const double angle = kTwoPi<double> * i / count;
-        segments.push_back({{0, 0}, {std::cos(angle), std::sin(angle)}});
-    }
-    Run(state, segments, {});
+    const Support::PlanarSet set = named.make(static_cast<int>(state.range(0)));
+    Run(state, set.segments, set.arcs);
 }
-BENCHMARK(BM_FanAboutOnePoint)
-    ->RangeMultiplier(10)
-    ->Range(100, 10'000)
-    ->Complexity()
-    ->UseRealTime()
-    ->Unit(benchmark::kMillisecond);
+
+const bool kSetsAreRegistered = [] {
+    for (const Support::NamedPlanarSet& named : Support::kPlanarSets) {
+        benchmark::RegisterBenchmark((std::string("BM_Set/") + named.name).c_str(), BM_Set, named)
+            ->Arg(8000)
+            ->Arg(16'000)
+            ->Arg(32'000)
+            ->Arg(64'000)
+            ->Arg(128'000)
+            ->MeasureProcessCPUTime()
+            ->Unit(benchmark::kMillisecond);
+    }
+    return true;
+}();
 
 } // namespace

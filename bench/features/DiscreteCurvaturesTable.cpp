@@ -25,6 +25,7 @@ using namespace Velk::Math::Sorvane;
 
 constexpr double kTolerance = 1e-12;
 constexpr double kApart = 0.05;
+/// An error of no more than that is rounding, and is shown as 0.
 constexpr double kExact = 1e-9;
 constexpr double kNone = -1; // no curvatures that are apart
 constexpr double kJitter = 0.25;
@@ -60,27 +61,29 @@ std::array<double, 3> ErrorsOn(const Support::CurvedSheet& sheet, int cells, dou
 
 int main()
 {
-    std::printf("surface,mesh,squares an edge,error of H,order,error of K,order,"
-                "error of principal curvatures,order\n");
+    constexpr std::array<const char*, 3> kMeasures{"H", "K", "principal curvatures"};
+    std::printf("date,machine,program,library,operation,input,size,value,unit\n");
     for (const double jitter : {0.0, kJitter}) {
+        const char* const kind = jitter == 0 ? "regular" : "irregular";
         for (const Support::CurvedSheet& sheet : Support::CurvedSheets()) {
             std::array<double, 3> before{};
             for (const int cells : {16, 32, 64, 128, 256}) {
                 const std::array<double, 3> errors = ErrorsOn(sheet, cells, jitter);
-                std::printf("\"%s\",%s,%d", sheet.name.c_str(),
-                            jitter == 0 ? "regular" : "irregular", cells);
                 for (std::size_t k = 0; k < 3; ++k) {
+                    const auto print = [&](const char* what, double value, const char* unit) {
+                        std::printf("2026-11-22,any,discrete_curvatures_table,Sorvane,"
+                                    "\"%s of %s, %s\",\"%s\",%d,%.*f,%s\n",
+                                    what, kMeasures[k], kind, sheet.name.c_str(), cells,
+                                    value < 10 ? 1 : 0, value, unit);
+                    };
                     if (errors[k] == kNone) {
-                        std::printf(",-,");
-                    } else if (errors[k] < kExact) {
-                        std::printf(",exact,");
-                    } else if (before[k] < kExact) {
-                        std::printf(",%.2g,", errors[k]);
-                    } else {
-                        std::printf(",%.2g,%.1f", errors[k], std::log2(before[k] / errors[k]));
+                        continue;
+                    }
+                    print("error", errors[k] < kExact ? 0.0 : 1e6 * errors[k], "1e-6");
+                    if (jitter == 0 && errors[k] >= kExact && before[k] >= kExact) {
+                        print("order", std::log2(before[k] / errors[k]), "1");
                     }
                 }
-                std::printf("\n");
                 before = errors;
             }
         }

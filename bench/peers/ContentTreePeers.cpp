@@ -1,7 +1,8 @@
-// Box queries: the content tree beside Boost.Geometry's R-tree, both over the same boxes in space and
-// with the same answers, at ten thousand to a million boxes.
+// Box queries: the content tree and the flat hierarchy beside Boost.Geometry's R-tree, all over the
+// same boxes in space and with the same answers, at ten thousand to a million boxes.
 
 #include "tests/support/Random.h"
+#include "trees/BoxHierarchy_Impl.h"
 #include "trees/ContentTree_Impl.h"
 
 #include <benchmark/benchmark.h>
@@ -21,8 +22,6 @@ using namespace Velk::Math::Sorvane;
 using Box = Bounding::AxisAlignedBoundingBox<3, double>;
 
 constexpr int kQueries = 1000;
-
-;
 
 double UsualSize(std::int64_t count) { return 100 / std::cbrt(static_cast<double>(count)); }
 
@@ -81,6 +80,25 @@ public:
 
 private:
     Tree::QOFStorage<Wrap> storage_;
+};
+
+/// Boxes that do not move, as the R-tree has them.
+class FlatHierarchy {
+public:
+    explicit FlatHierarchy(const std::vector<Box>& boxes)
+        : boxes_(boxes, Tree::Impl::HierarchyCut::Area)
+    {
+    }
+
+    std::size_t Query(const Box& box, std::vector<int>& ids) const
+    {
+        ids.clear();
+        boxes_.VisitMeeting(box, [&](std::int32_t number) { ids.push_back(number); });
+        return ids.size();
+    }
+
+private:
+    Tree::Impl::BoxHierarchy<3, double> boxes_;
 };
 
 // --- Boost.Geometry -----------------------------------------------------------------------------
@@ -170,6 +188,7 @@ using BoostQuadratic16 = BoostTree<bg::index::quadratic<16>>;
         ->Arg(1'000'000)                        \
         ->Unit(benchmark::kMillisecond)
 SORVANE_PEERS(OurTree);
+SORVANE_PEERS(FlatHierarchy);
 SORVANE_PEERS(BoostStar16);
 SORVANE_PEERS(BoostQuadratic16);
 #undef SORVANE_PEERS

@@ -45,15 +45,16 @@ Region RegionOf(const std::vector<Element>& elements)
     double reach = 0;
     for (const Element& element : elements) {
         if (element.active) {
-            reach =
-                std::max({reach, LargestCoordinate(element.start), LargestCoordinate(element.end),
-                          LargestCoordinate(element.center) + element.radius});
+            reach = std::max({reach, LargestMagnitude(element.start), LargestMagnitude(element.end),
+                              LargestMagnitude(element.center) + element.radius});
         }
     }
     return {Vec2d(-reach, -reach), Vec2d(reach, reach)};
 }
 
-/// Expects every pair that meets among the pairs of the crowd of all; returns how many meet.
+/// Expects every pair that meets among the pairs of the crowd of all; returns how many meet. What
+/// meets is told by `MeetingsOf`, which looks at two elements alone: the search of pairs has no
+/// part in it, and it has none in the search.
 int ExpectNoMeetingMissing(const std::vector<Element>& elements)
 {
     std::vector<int> crowd;

@@ -264,7 +264,7 @@ TYPED_TEST(CutSegments, ToleranceIsALengthWhateverTheElementsLength)
 TYPED_TEST(CutSegments, ThreeThroughOnePointShareIt)
 {
     using T = TypeParam;
-    ::Test::Random random(11);
+    Support::Random random(11);
     for (int trial = 0; trial < 200; ++trial) {
         SCOPED_TRACE(trial);
         const Vec2d hub = random.Vector<2, double>(-3, 3);
@@ -318,7 +318,7 @@ TYPED_TEST(CutSegments, AThicketOfCrossingsMovesNoCutFar)
     // Sixty lines in all directions through a disc of ten tolerances: nearly every crossing is near
     // another, in chains right across the disc. No cut may leave its line by more than two
     // tolerances.
-    ::Test::Random random(23);
+    Support::Random random(23);
     const double tolerance = 1e-3;
     for (int trial = 0; trial < 20; ++trial) {
         SCOPED_TRACE(trial);
@@ -351,7 +351,7 @@ TYPED_TEST(CutSegments, OnesBehindEachOtherOnALineAreNotCut)
     using T = TypeParam;
     // One line in any direction, and a gap of some tolerances. All heights over the line are
     // rounding, of either sign, so that it may look as if the two crossed somewhere.
-    ::Test::Random random(37);
+    Support::Random random(37);
     const double tolerance = std::is_same_v<T, float> ? 1e-4 : 1e-9;
     for (int trial = 0; trial < 5000; ++trial) {
         const double angle = random.Between(0, 7);
@@ -574,7 +574,7 @@ std::vector<Fraction> ExactCuts(const std::vector<LatticeSegment>& all, std::siz
 TYPED_TEST(CutSegments, MatchesExactArithmeticOnALattice)
 {
     using T = TypeParam;
-    ::Test::Random random(2026);
+    Support::Random random(2026);
     for (int trial = 0; trial < 3000; ++trial) {
         SCOPED_TRACE(trial);
         // A small lattice makes touches, overlaps, repetitions and common crossings plentiful.
@@ -661,7 +661,7 @@ int ProperCrossings(const Segments<double>& segments, double margin)
 
 TEST(CutManySegments, RandomOnesCrossNoMoreAndKeepTheirLength)
 {
-    ::Test::Random random(5);
+    Support::Random random(5);
     for (const double length : {0.02, 0.2, 2.0}) { // beside a square of side 2
         Segments<double> s;
         for (int i = 0; i < 600; ++i) {
@@ -686,7 +686,7 @@ TEST(CutManySegments, RandomOnesCrossNoMoreAndKeepTheirLength)
 TEST(CutManySegments, MixedLengthsFindTheSameCrossingsAsAllPairs)
 {
     // Lengths over five decades, clustered: every level of the grid and its splits takes part.
-    ::Test::Random random(77);
+    Support::Random random(77);
     for (int trial = 0; trial < 20; ++trial) {
         SCOPED_TRACE(trial);
         Segments<double> s;
@@ -836,7 +836,7 @@ TYPED_TEST(CutArcs, SmoothJointIsNotCut)
     using T = TypeParam;
     // A slot in any position: two lines that run into half circles tangentially, up to rounding.
     // Near the joints line and circle stay within the tolerance of each other for long.
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int trial = 0; trial < 500; ++trial) {
         SCOPED_TRACE(trial);
         const double turn = random.Between(0, 7);
@@ -931,7 +931,7 @@ TEST(CutArcsOfDifferentSize, CrossingsLieOnBothCircles)
     // A circle of radius about 1 and an arc of a much larger one right through it. From the center
     // of the large one a crossing would come out with the rounding of its radius times the ratio of
     // the two. The crossings of the small circle, in long double, tell how far off a cut is.
-    ::Test::Random random(41);
+    Support::Random random(41);
     for (int trial = 0; trial < 2000; ++trial) {
         SCOPED_TRACE(trial);
         const double radius = random.Between(0.5, 3);
@@ -976,17 +976,20 @@ TEST(CutArcsOfDifferentSize, ArcsThatEndShortOfEachOtherAreNotCut)
 
 TEST(CutArcsNearTheLimit, FloatArcsThatEndBeyondTheirTypeAreLeftAlone)
 {
-    // The first begins within the range of float and ends beyond; its end counts as not finite.
+    // The first arc begins within the range of float and ends beyond: its end is not finite, and
+    // the third segment, which crosses it near its start, is not cut by it.
     const float most = std::numeric_limits<float>::max();
-    Segments<float> s{{{-4, 0}, {4, 0}}, {{0, -4}, {0, 4}}};
+    Segments<float> s{{{-4, 0}, {4, 0}},
+                      {{0, -4}, {0, 4}},
+                      {{0.94F * most, 0.4F * most}, {0.94F * most, 0.6F * most}}};
     Arcs<float> a{{{0.9F * most, 0}, {0.9F * most, 0.5F * most}, -0.7F * most},
                   {{0, 0}, {2, 0}, 12}};
     const Arcs<float> before = a;
     EXPECT_TRUE(CutAtIntersections(s, a, 1e-8F));
     EXPECT_TRUE(SameBits(Arcs<float>{a[0]}, Arcs<float>{before[0]}));
-    EXPECT_EQ(s.size(), 8U); // both lines at each other and twice at the circle
+    EXPECT_EQ(s.size(), 9U); // both lines at each other and twice at the circle
     EXPECT_EQ(a.size(), 5U);
-    ::Test::Random random(43);
+    Support::Random random(43);
     for (int trial = 0; trial < 500; ++trial) {
         Segments<float> t;
         Arcs<float> b;
@@ -1042,7 +1045,7 @@ TYPED_TEST(CutArcs, MoreThanAWholeTurnIsCutOnItsFirst)
 TYPED_TEST(CutArcs, BothFormsAgreeWithoutArcs)
 {
     using T = TypeParam;
-    ::Test::Random random(8);
+    Support::Random random(8);
     Segments<T> s;
     for (int i = 0; i < 200; ++i) {
         s.push_back({random.Vector<2, T>(-1, 1), random.Vector<2, T>(-1, 1)});
@@ -1122,7 +1125,7 @@ std::vector<Vec2d> CarrierCrossings(const Curve& a, const Curve& b, bool& clear)
 TYPED_TEST(CutArcs, MatchesPlainFormulasOnRandomSets)
 {
     using T = TypeParam;
-    ::Test::Random random(99);
+    Support::Random random(99);
     int examined = 0;
     for (int trial = 0; trial < 3000; ++trial) {
         SCOPED_TRACE(trial);

@@ -32,7 +32,7 @@ struct Elements {
 template <class T>
 Elements<T> Thicket()
 {
-    ::Test::Random random(31);
+    Support::Random random(31);
     Elements<T> elements;
     for (int i = 0; i < 3000; ++i) {
         const double scale = i % 3 == 0 ? 0.2 : 5;
@@ -84,7 +84,7 @@ TYPED_TEST(CutThreads, SegmentsAndArcsAreCutAlikeForAnyNumberOfThreads)
             for (int repetition = 0; repetition < (threads == 1 ? 1 : 3); ++repetition) {
                 Elements<T> cut = input;
                 bool anyCut = false;
-                ::Test::WithThreads(threads, [&] {
+                Support::WithThreads(threads, [&] {
                     anyCut = Intersect::CutAtIntersections(cut.segments, cut.arcs, tolerance);
                 });
                 EXPECT_TRUE(anyCut);
@@ -107,8 +107,8 @@ TYPED_TEST(CutThreads, SegmentsAloneAreCutAlikeForAnyNumberOfThreads)
     std::vector<SegBase<T>> reference;
     for (const int threads : {1, 2, 4}) {
         std::vector<SegBase<T>> cut = input.segments;
-        ::Test::WithThreads(threads,
-                            [&] { EXPECT_TRUE(Intersect::CutAtIntersections(cut, T(1e-6))); });
+        Support::WithThreads(threads,
+                             [&] { EXPECT_TRUE(Intersect::CutAtIntersections(cut, T(1e-6))); });
         if (threads == 1) {
             reference = cut;
         }

@@ -120,7 +120,7 @@ TYPED_TEST(CommonVertices, BadInputMatchesNothing)
 TYPED_TEST(CommonVertices, MatchesAllPairsInCrowds)
 {
     using T = TypeParam;
-    ::Test::Random random(21);
+    Support::Random random(21);
     // The tolerance from far below the spacing to far above, at the origin and far from it, and
     // below the rounding of the coordinates.
     for (int trial = 0; trial < 300; ++trial) {

@@ -69,7 +69,7 @@ void ExpectNoPairMissing(const std::vector<PaddedSpan>& spans)
 
 TEST(SegmentGrid, MissesNoPairOfRandomSpans)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 60; ++trial) {
         SCOPED_TRACE(trial);
         std::vector<PaddedSpan> spans;
@@ -89,7 +89,7 @@ TEST(SegmentGrid, MissesNoPairOfRandomSpans)
 
 TEST(SegmentGrid, MissesNoPairOfPoints)
 {
-    ::Test::Random random(2);
+    Support::Random random(2);
     std::vector<PaddedSpan> spans;
     for (int i = 0; i < 400; ++i) {
         const Vec2d p(random.Below(12), random.Below(12));
@@ -138,7 +138,7 @@ TEST(SegmentGrid, HatchInAnyDirectionStaysNearLinear)
 TEST(SegmentGrid, TinyOnesBesideGiantsStayNearLinear)
 {
     // Ten spans of length 1e6 set the mean; 20 000 of length 1 crowd into a corner of a few cells.
-    ::Test::Random random(4);
+    Support::Random random(4);
     std::vector<PaddedSpan> spans;
     for (int i = 0; i < 10; ++i) {
         spans.push_back(

@@ -46,7 +46,7 @@ double Area(const Points<T>& loop)
 }
 
 template <class T>
-void Shuffle(Segments<T>& segments, ::Test::Random& random)
+void Shuffle(Segments<T>& segments, Support::Random& random)
 {
     for (std::size_t i = segments.size(); i > 1; --i) {
         std::swap(segments[i - 1],
@@ -292,7 +292,7 @@ TYPED_TEST(OuterLoop, FiveRayedStar)
 
 /// Corners of a convex polygon on an ellipse, counter-clockwise, closed.
 template <class T>
-Points<T> Convex(int corners, double a, double b, double turn, ::Test::Random& random)
+Points<T> Convex(int corners, double a, double b, double turn, Support::Random& random)
 {
     std::vector<double> angles;
     for (int i = 0; i < corners; ++i) {
@@ -341,7 +341,7 @@ double MinkowskiArea(const Points<T>& p, const Points<T>& q)
 TYPED_TEST(OuterLoop, MinkowskiSumsOfConvexPolygons)
 {
     using T = TypeParam;
-    ::Test::Random random(17);
+    Support::Random random(17);
     for (int trial = 0; trial < 60; ++trial) {
         SCOPED_TRACE(trial);
         const Points<T> p = Convex<T>(3 + random.Below(9), 3, 2, random.Between(0, 6), random);
@@ -375,7 +375,7 @@ TYPED_TEST(OuterLoop, FansOfNearlyCollinearEdgesAreSortedRight)
 {
     // Edges from one corner whose directions differ by less than rounding of their product would
     // tell: the outline must be that of the outermost two, whatever the order of the list.
-    ::Test::Random random(19);
+    Support::Random random(19);
     for (int trial = 0; trial < 200; ++trial) {
         SCOPED_TRACE(trial);
         const Vec2d hub(0.1, 0.1);

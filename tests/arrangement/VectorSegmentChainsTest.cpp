@@ -183,7 +183,7 @@ TYPED_TEST(SegmentChains, EndsWithinTheToleranceLinkWhereverTheyLie)
     using Pairs = typename TestFixture::PairList;
     // Corners some ten tolerances apart, their ends up to a whole tolerance, in every direction and
     // on both sides of any grid that the linker may lay.
-    ::Test::Random random(32);
+    Support::Random random(32);
     const T tolerance = T(0.25);
     for (int trial = 0; trial < 200; ++trial) {
         SCOPED_TRACE(trial);
@@ -271,7 +271,7 @@ std::vector<std::array<Point, 2>> SortedPieces(std::vector<std::array<Point, 2>>
 TYPED_TEST(SegmentChains, EverySegmentIsUsedExactlyOnceOnRandomGraphs)
 {
     using Pairs = typename TestFixture::PairList;
-    ::Test::Random random(31);
+    Support::Random random(31);
     for (int trial = 0; trial < 400; ++trial) {
         SCOPED_TRACE(trial);
         const int side = 1 + random.Below(6);
@@ -306,7 +306,7 @@ TYPED_TEST(SegmentChains, EverySegmentIsUsedExactlyOnceOnRandomGraphs)
 TYPED_TEST(SegmentChains, LongShuffledLoopComesBackWhole)
 {
     using Pairs = typename TestFixture::PairList;
-    ::Test::Random random(13);
+    Support::Random random(13);
     const int count = 5000;
     Pairs pairs;
     const auto corner = [&](int i) {

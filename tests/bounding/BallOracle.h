@@ -10,7 +10,7 @@
 #include <cmath>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 /// Smallest ball of up to D + 1 points in `long double`, by trying the circumscribed ball of every
 /// subset within the subset's own flat.
@@ -203,4 +203,4 @@ long double ReachOf(const std::vector<Velk::Math::VecBase<D, T>>& points,
     return reach;
 }
 
-} // namespace Test
+} // namespace Support

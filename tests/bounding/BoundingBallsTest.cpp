@@ -19,7 +19,7 @@ using namespace Velk::Math::Sorvane::Bounding;
 template <class K>
 class BoundingBallsOf : public testing::Test {
 };
-TYPED_TEST_SUITE(BoundingBallsOf, Test::BoundingForms);
+TYPED_TEST_SUITE(BoundingBallsOf, Support::BoundingForms);
 
 template <int D, class T>
 void ExpectSmallest(const BoundingBall<D, T>& ball, const std::vector<VecBase<D, T>>& points)
@@ -27,7 +27,7 @@ void ExpectSmallest(const BoundingBall<D, T>& ball, const std::vector<VecBase<D,
     for (const auto& p : points) {
         ASSERT_LE(Vector::Length(p - ball.center), ball.radius);
     }
-    const long double smallest = Test::SmallestRadius(points);
+    const long double smallest = Support::SmallestRadius(points);
     const long double accuracy = std::is_same_v<T, double> ? 1e-9L : 2e-6L;
     // The hull may leave out points by 2e-9 of the size, and the center is rounded to T.
     const long double slack = 1e-9L * smallest + 2 * kLengthFloor<T> +
@@ -47,11 +47,12 @@ TYPED_TEST(BoundingBallsOf, NoneOneAndTwoPoints)
     V middle = a;
     middle[1] = T(2);
     for (const bool skipHull : {false, true}) {
-        EXPECT_EQ(Test::BallOf(std::vector<V>{}, skipHull), (BoundingBall<D, T>{}));
-        EXPECT_EQ(Test::BallOf(std::vector<V>{a}, skipHull), (BoundingBall<D, T>{a, T(0)}));
-        EXPECT_EQ(Test::BallOf(std::vector<V>{a, b}, skipHull), (BoundingBall<D, T>{middle, T(2)}));
+        EXPECT_EQ(Support::BallOf(std::vector<V>{}, skipHull), (BoundingBall<D, T>{}));
+        EXPECT_EQ(Support::BallOf(std::vector<V>{a}, skipHull), (BoundingBall<D, T>{a, T(0)}));
+        EXPECT_EQ(Support::BallOf(std::vector<V>{a, b}, skipHull),
+                  (BoundingBall<D, T>{middle, T(2)}));
         // Two coincident points stay at the origin, and the ball does not hold them.
-        EXPECT_EQ(Test::BallOf(std::vector<V>{a, a}, skipHull), (BoundingBall<D, T>{}));
+        EXPECT_EQ(Support::BallOf(std::vector<V>{a, a}, skipHull), (BoundingBall<D, T>{}));
     }
 }
 
@@ -69,8 +70,8 @@ TYPED_TEST(BoundingBallsOf, TheHullComesInAboveTenPoints)
     const BoundingBall<D, T> onePoint{a, T(0)};
     for (const std::size_t count : {3U, 10U, 11U, 5000U}) {
         const std::vector<V> points(count, a);
-        EXPECT_EQ(Test::BallOf(points, true), aboutOrigin);
-        EXPECT_EQ(Test::BallOf(points, false), D == 2 && count > 10 ? onePoint : aboutOrigin);
+        EXPECT_EQ(Support::BallOf(points, true), aboutOrigin);
+        EXPECT_EQ(Support::BallOf(points, false), D == 2 && count > 10 ? onePoint : aboutOrigin);
     }
 }
 
@@ -83,7 +84,7 @@ TYPED_TEST(BoundingBallsOf, CornersOfACube)
     std::array<unsigned int, D> counts;
     counts.fill(1);
     for (const bool skipHull : {false, true}) {
-        const auto ball = Test::BallOf(GridOfPoints(box, counts), skipHull);
+        const auto ball = Support::BallOf(GridOfPoints(box, counts), skipHull);
         EXPECT_NEAR(ball.radius, std::sqrt(T(D)), 8 * std::numeric_limits<T>::epsilon());
         for (const T x : ball.center) {
             EXPECT_NEAR(x, 2, 8 * std::numeric_limits<T>::epsilon());
@@ -95,14 +96,14 @@ TYPED_TEST(BoundingBallsOf, HoldsAllPointsAndIsSmallest)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(41);
-    for (const Test::PointSet set : Test::kPointSets) {
+    Support::Random random(41);
+    for (const Support::PointSet set : Support::kPointSets) {
         for (int trial = 0; trial < 40; ++trial) {
-            SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(trial));
+            SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(trial));
             const auto points =
-                Test::MakePoints<D, T>(set, 11 + random.Below(trial < 4 ? 2000 : 200), random);
-            ExpectSmallest(Test::BallOf(points, false), points);
-            ExpectSmallest(Test::BallOf(points, true), points);
+                Support::MakePoints<D, T>(set, 11 + random.Below(trial < 4 ? 2000 : 200), random);
+            ExpectSmallest(Support::BallOf(points, false), points);
+            ExpectSmallest(Support::BallOf(points, true), points);
             if (this->HasFatalFailure()) {
                 return;
             }
@@ -114,14 +115,14 @@ TYPED_TEST(BoundingBallsOf, FlatSetsOfAllSizes)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(42);
+    Support::Random random(42);
     for (const int count : {5, 10, 11, 50, 200, 1000}) {
-        auto points = Test::MakePoints<D, T>(Test::PointSet::Ball, count, random);
+        auto points = Support::MakePoints<D, T>(Support::PointSet::Ball, count, random);
         for (auto& p : points) {
             p[D - 1] = T(7); // in a plane, and for D = 2 on a line
         }
-        ExpectSmallest(Test::BallOf(points, false), points);
-        ExpectSmallest(Test::BallOf(points, true), points);
+        ExpectSmallest(Support::BallOf(points, false), points);
+        ExpectSmallest(Support::BallOf(points, true), points);
     }
 }
 
@@ -130,30 +131,31 @@ TYPED_TEST(BoundingBallsOf, HugeCoordinates)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(44);
+    Support::Random random(44);
     const std::vector<int> exponents = std::is_same_v<T, float> ? std::vector<int>{64, 65, 100, 124}
                                                                 : std::vector<int>{512, 700, 1020};
     for (const int exponent : exponents) {
         for (const int count : {4, 10, 11, 60, 257, 3000}) {
             SCOPED_TRACE(exponent);
             SCOPED_TRACE(count);
-            const auto points = Test::MakePoints<D, T>(Test::PointSet::Ball, count, random);
+            const auto points = Support::MakePoints<D, T>(Support::PointSet::Ball, count, random);
             auto huge = points;
             for (auto& p : huge) {
                 for (T& x : p) {
                     x = std::ldexp(x, exponent);
                 }
             }
-            const long double smallest = Test::SmallestRadius(points);
+            const long double smallest = Support::SmallestRadius(points);
             for (const bool skipHull : {false, true}) {
-                const auto ball = Test::BallOf(huge, skipHull);
+                const auto ball = Support::BallOf(huge, skipHull);
                 const long double radius =
                     std::ldexp(static_cast<long double>(ball.radius), -exponent);
                 VecBase<D, T> center;
                 for (int axis = 0; axis < D; ++axis) {
                     center[axis] = std::ldexp(ball.center[axis], -exponent);
                 }
-                EXPECT_GE(radius, Test::ReachOf(points, center) * (1 - 2 * std::numeric_limits<T>::epsilon()));
+                EXPECT_GE(radius, Support::ReachOf(points, center) *
+                                      (1 - 2 * std::numeric_limits<T>::epsilon()));
                 EXPECT_LE(radius, smallest * (std::is_same_v<T, double> ? 1 + 1e-8L : 1 + 1e-5L));
             }
         }
@@ -165,7 +167,7 @@ TYPED_TEST(BoundingBallsOf, PointsWhoseSquaresVanish)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(45);
+    Support::Random random(45);
     const std::vector<int> exponents = std::is_same_v<T, float>
                                            ? std::vector<int>{-64, -70, -120}
                                            : std::vector<int>{-511, -540, -1000};
@@ -173,14 +175,14 @@ TYPED_TEST(BoundingBallsOf, PointsWhoseSquaresVanish)
         for (const int count : {3, 7, 11, 20, 400}) {
             SCOPED_TRACE(exponent);
             SCOPED_TRACE(count);
-            auto points = Test::MakePoints<D, T>(Test::PointSet::Cube, count, random);
+            auto points = Support::MakePoints<D, T>(Support::PointSet::Cube, count, random);
             for (auto& p : points) {
                 for (T& x : p) {
                     x = std::ldexp(x, exponent);
                 }
             }
-            const auto ball = Test::BallOf(points, true);
-            EXPECT_GE(ball.radius, Test::ReachOf(points, ball.center) * (1 - 1e-6L));
+            const auto ball = Support::BallOf(points, true);
+            EXPECT_GE(ball.radius, Support::ReachOf(points, ball.center) * (1 - 1e-6L));
             EXPECT_LE(ball.radius, std::ldexp(T(4), exponent));
         }
     }
@@ -190,14 +192,14 @@ TYPED_TEST(BoundingBallsOf, PointsThatAreNotFiniteEnd)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(43);
+    Support::Random random(43);
     for (const T bad : {std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::infinity(),
                         std::numeric_limits<T>::max()}) {
         for (const int count : {3, 8, 100, 3000}) {
             for (const bool skipHull : {false, true}) {
-                auto points = Test::MakePoints<D, T>(Test::PointSet::Ball, count, random);
+                auto points = Support::MakePoints<D, T>(Support::PointSet::Ball, count, random);
                 points[1][0] = bad;
-                std::ignore = Test::BallOf(points, skipHull);
+                std::ignore = Support::BallOf(points, skipHull);
             }
         }
     }

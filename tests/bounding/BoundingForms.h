@@ -8,7 +8,7 @@
 
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 template <int Dimension, class Scalar>
 struct BoundingForm {
@@ -29,4 +29,4 @@ BallOf(const std::vector<Velk::Math::VecBase<D, T>>& points, bool skipHull)
     }
 }
 
-} // namespace Test
+} // namespace Support

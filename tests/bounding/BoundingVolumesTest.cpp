@@ -20,7 +20,7 @@ using namespace Velk::Math::Sorvane::Bounding;
 template <class K>
 class BoxesOf : public testing::Test {
 };
-TYPED_TEST_SUITE(BoxesOf, Test::BoundingForms);
+TYPED_TEST_SUITE(BoxesOf, Support::BoundingForms);
 
 template <int D, class T>
 VecBase<D, T> All(T value)
@@ -52,7 +52,7 @@ TYPED_TEST(BoxesOf, GrowTakesMinimumAndMaximumOnEachAxis)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(1);
+    Support::Random random(1);
     AxisAlignedBoundingBox<D, T> box;
     std::vector<VecBase<D, T>> points;
     for (int i = 0; i < 100; ++i) {

@@ -74,7 +74,7 @@ std::vector<Vec3d> Turned(std::vector<Vec3d> points)
     return points;
 }
 
-Vec3d OnSphere(::Test::Random& random)
+Vec3d OnSphere(Support::Random& random)
 {
     for (;;) {
         const Vec3d p = random.Vector<3, double>(-1, 1);
@@ -117,7 +117,7 @@ TYPED_TEST(ConvexHull3, EqualPointsAreNoSolid)
 
 TYPED_TEST(ConvexHull3, PointsOnAnAxisPlaneOrLineAreNoSolid)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     std::vector<VecBase<3, TypeParam>> plane;
     std::vector<VecBase<3, TypeParam>> line;
     for (int i = 0; i < 5000; ++i) {
@@ -132,7 +132,7 @@ TYPED_TEST(ConvexHull3, PointsOnAnAxisPlaneOrLineAreNoSolid)
 // Rounding lifts the points of a slanted plane off it, by some 1e-16 of their coordinates.
 TEST(ConvexHull3Flat, SlantedPlanesAndLinesAreNoSolid)
 {
-    ::Test::Random random(2);
+    Support::Random random(2);
     for (int trial = 0; trial < 300; ++trial) {
         SCOPED_TRACE(trial);
         const double away = std::pow(10.0, trial % 5) * (trial % 2);
@@ -152,7 +152,7 @@ TEST(ConvexHull3Flat, SlantedPlanesAndLinesAreNoSolid)
 
 TEST(ConvexHull3Flat, SlantedPlanesInFloatAreNoSolid)
 {
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int trial = 0; trial < 100; ++trial) {
         const Vec3d u = OnSphere(random);
         const Vec3d v = Vector::Normalized(u ^ OnSphere(random), 0.0);
@@ -175,8 +175,8 @@ TEST(ConvexHull3Flat, ThinPlatesAreSolid)
         }
         const auto hull = HullOf(plate);
         ASSERT_TRUE(hull.isSolid);
-        ::Test::ExpectHull(plate, hull.points, hull.indices);
-        EXPECT_NEAR(::Test::MeasureHull(hull.points, hull.indices).volume / thickness, 1, 1e-12);
+        Support::ExpectHull(plate, hull.points, hull.indices);
+        EXPECT_NEAR(Support::MeasureHull(hull.points, hull.indices).volume / thickness, 1, 1e-12);
         EXPECT_TRUE(HullOf(Turned(plate)).isSolid);
     }
 }
@@ -191,8 +191,8 @@ TYPED_TEST(ConvexHull3, CubeHasItsCornersOnly)
         ASSERT_TRUE(hull.isSolid);
         EXPECT_EQ(hull.points.size(), 8U);
         EXPECT_EQ(hull.indices.size(), 36U);
-        ::Test::ExpectHull(points, hull.points, hull.indices);
-        const auto [volume, area] = ::Test::MeasureHull(hull.points, hull.indices);
+        Support::ExpectHull(points, hull.points, hull.indices);
+        const auto [volume, area] = Support::MeasureHull(hull.points, hull.indices);
         EXPECT_DOUBLE_EQ(volume, std::pow(side - 1, 3));
         EXPECT_DOUBLE_EQ(area, 6 * std::pow(side - 1, 2));
     }
@@ -204,13 +204,13 @@ TYPED_TEST(ConvexHull3, TetrahedronHasFourOutwardFaces)
     const auto hull = HullOf(points);
     ASSERT_TRUE(hull.isSolid);
     EXPECT_EQ(hull.indices.size(), 12U);
-    ::Test::ExpectHull(points, hull.points, hull.indices);
-    EXPECT_NEAR(::Test::MeasureHull(hull.points, hull.indices).volume, 1.0 / 6, 1e-15);
+    Support::ExpectHull(points, hull.points, hull.indices);
+    EXPECT_NEAR(Support::MeasureHull(hull.points, hull.indices).volume, 1.0 / 6, 1e-15);
 }
 
 TYPED_TEST(ConvexHull3, EveryPointOfASphereIsANode)
 {
-    ::Test::Random random(4);
+    Support::Random random(4);
     std::vector<VecBase<3, TypeParam>> points;
     for (int i = 0; i < 20'000; ++i) {
         points.emplace_back(OnSphere(random) * 100.0);
@@ -220,7 +220,7 @@ TYPED_TEST(ConvexHull3, EveryPointOfASphereIsANode)
     if (sizeof(TypeParam) == sizeof(double)) {
         EXPECT_EQ(hull.points.size(), points.size());
     }
-    ::Test::ExpectHull(points, hull.points, hull.indices);
+    Support::ExpectHull(points, hull.points, hull.indices);
 }
 
 // Two nodes that see the whole rim: what is linear there must not become quadratic.
@@ -235,10 +235,10 @@ TEST(ConvexHull3Solids, DoubleConeOverAWideRim)
     const auto hull = HullOf(points);
     ASSERT_TRUE(hull.isSolid);
     EXPECT_EQ(hull.points.size(), points.size());
-    ::Test::ExpectHull(points, hull.points, hull.indices);
+    Support::ExpectHull(points, hull.points, hull.indices);
     // Base a regular polygon of the unit circle, height 1 twice.
     const double base = 0.5 * kRim * std::sin(kTwoPi<double> / kRim);
-    EXPECT_NEAR(::Test::MeasureHull(hull.points, hull.indices).volume, base * 2 / 3, 1e-12);
+    EXPECT_NEAR(Support::MeasureHull(hull.points, hull.indices).volume, base * 2 / 3, 1e-12);
 }
 
 TEST(ConvexHull3Solids, CylinderWithRowsOfPointsOnItsSide)
@@ -255,9 +255,9 @@ TEST(ConvexHull3Solids, CylinderWithRowsOfPointsOnItsSide)
         }
         const auto hull = HullOf(points);
         ASSERT_TRUE(hull.isSolid);
-        ::Test::ExpectHull(points, hull.points, hull.indices);
+        Support::ExpectHull(points, hull.points, hull.indices);
         const double base = 0.5 * kRim * std::sin(kTwoPi<double> / kRim);
-        EXPECT_NEAR(::Test::MeasureHull(hull.points, hull.indices).volume, base * 4.75, 1e-9);
+        EXPECT_NEAR(Support::MeasureHull(hull.points, hull.indices).volume, base * 4.75, 1e-9);
         if (!isTurned) {
             EXPECT_EQ(hull.points.size(), 2U * kRim);
         }
@@ -268,7 +268,7 @@ TEST(ConvexHull3Solids, CylinderWithRowsOfPointsOnItsSide)
 
 TYPED_TEST(ConvexHull3, IndicesOnlyReferToTheSortedInput)
 {
-    ::Test::Random random(5);
+    Support::Random random(5);
     for (const int count : {60, 10'000}) {
         std::vector<VecBase<3, TypeParam>> points;
         for (int i = 0; i < count; ++i) {
@@ -283,13 +283,13 @@ TYPED_TEST(ConvexHull3, IndicesOnlyReferToTheSortedInput)
         for (std::size_t i = 0; i < own.indices.size(); ++i) {
             EXPECT_EQ(points[shared.indices[i]], own.points[own.indices[i]]);
         }
-        ::Test::ExpectHull(points, own.points, own.indices);
+        Support::ExpectHull(points, own.points, own.indices);
     }
 }
 
 TYPED_TEST(ConvexHull3, IndicesOnlyNeedsSortedUnique)
 {
-    ::Test::Random random(6);
+    Support::Random random(6);
     std::vector<VecBase<3, TypeParam>> points;
     for (int i = 0; i < 100; ++i) {
         points.push_back(random.Vector<3, TypeParam>(-1, 1));
@@ -304,7 +304,7 @@ TYPED_TEST(ConvexHull3, IndicesOnlyNeedsSortedUnique)
 
 TYPED_TEST(ConvexHull3, OrderAndRepeatsOfTheInputChangeNothing)
 {
-    ::Test::Random random(7);
+    Support::Random random(7);
     for (const int count : {50, 8000}) {
         std::vector<VecBase<3, TypeParam>> points;
         for (int i = 0; i < count; ++i) {
@@ -326,7 +326,7 @@ TYPED_TEST(ConvexHull3, OrderAndRepeatsOfTheInputChangeNothing)
 
 TYPED_TEST(ConvexHull3, NodesComeInLexicographicOrder)
 {
-    ::Test::Random random(8);
+    Support::Random random(8);
     std::vector<VecBase<3, TypeParam>> points;
     for (int i = 0; i < 6000; ++i) {
         points.push_back(random.Vector<3, TypeParam>(-1, 1));
@@ -341,7 +341,7 @@ TYPED_TEST(ConvexHull3, NodesComeInLexicographicOrder)
 TEST(ConvexHull3Flags, PointsWithinTheLengthFloorAreOne)
 {
     // The corners of the cube twice, 5e-13 apart: the first of each pair stays.
-    std::vector<Vec3d> points = ::Test::Cube().points;
+    std::vector<Vec3d> points = Support::Cube().points;
     for (int i = 0; i < 8; ++i) {
         points.push_back(points[i] + Vec3d(5e-13, 5e-13, 5e-13));
     }
@@ -376,7 +376,7 @@ TEST(ConvexHull3Flags, OwnPointsAreUniqueWhateverTheCallerVouchesFor)
 
 TYPED_TEST(ConvexHull3, ResultMayReplaceTheInput)
 {
-    ::Test::Random random(9);
+    Support::Random random(9);
     std::vector<VecBase<3, TypeParam>> points;
     for (int i = 0; i < 200; ++i) {
         points.push_back(random.Vector<3, TypeParam>(-1, 1));
@@ -393,7 +393,7 @@ TYPED_TEST(ConvexHull3, ResultMayReplaceTheInput)
 // In general position a triple is a face exactly when all other points are on one side.
 TYPED_TEST(ConvexHull3, FacesOfSmallSetsAreThoseOfBruteForce)
 {
-    ::Test::Random random(10);
+    Support::Random random(10);
     for (int trial = 0; trial < 150; ++trial) {
         SCOPED_TRACE(trial);
         std::vector<VecBase<3, TypeParam>> points;
@@ -406,8 +406,8 @@ TYPED_TEST(ConvexHull3, FacesOfSmallSetsAreThoseOfBruteForce)
         for (int a = 0; a < count; ++a) {
             for (int b = a + 1; b < count; ++b) {
                 for (int c = b + 1; c < count; ++c) {
-                    const ::Test::FaceHeights heights{Vec3d(points[a]), Vec3d(points[b]),
-                                                      Vec3d(points[c])};
+                    const Support::FaceHeights heights{Vec3d(points[a]), Vec3d(points[b]),
+                                                       Vec3d(points[c])};
                     int above = 0;
                     int below = 0;
                     for (int d = 0; d < count; ++d) {
@@ -441,7 +441,7 @@ TYPED_TEST(ConvexHull3, FacesOfSmallSetsAreThoseOfBruteForce)
 TYPED_TEST(ConvexHull3, CornersOfLatticeSetsAreThoseOfBruteForce)
 {
     using Whole = VecBase<3, long long>;
-    ::Test::Random random(11);
+    Support::Random random(11);
     for (int trial = 0; trial < 200; ++trial) {
         SCOPED_TRACE(trial);
         const int side = 2 + trial % 4;
@@ -498,7 +498,7 @@ TYPED_TEST(ConvexHull3, CornersOfLatticeSetsAreThoseOfBruteForce)
         ASSERT_EQ(hull.isSolid, !corners.empty());
         EXPECT_EQ(hull.points, corners);
         if (hull.isSolid) {
-            ::Test::ExpectHull(input, hull.points, hull.indices);
+            Support::ExpectHull(input, hull.points, hull.indices);
         }
     }
 }
@@ -508,7 +508,7 @@ TYPED_TEST(ConvexHull3, CornersOfLatticeSetsAreThoseOfBruteForce)
 // Sides and edges that are flat but for noise: slivers everywhere whose planes rounding decides.
 TEST(ConvexHull3Hostile, NoisyTurnedGridsStayClosed)
 {
-    ::Test::Random random(12);
+    Support::Random random(12);
     for (int decade = 5; decade <= 16; ++decade) {
         for (int trial = 0; trial < 8; ++trial) {
             SCOPED_TRACE(testing::Message() << "noise 1e-" << decade << " trial " << trial);
@@ -519,8 +519,8 @@ TEST(ConvexHull3Hostile, NoisyTurnedGridsStayClosed)
             }
             const auto hull = HullOf(points);
             ASSERT_TRUE(hull.isSolid);
-            ::Test::ExpectHull(points, hull.points, hull.indices);
-            EXPECT_NEAR(::Test::MeasureHull(hull.points, hull.indices).volume, 64,
+            Support::ExpectHull(points, hull.points, hull.indices);
+            EXPECT_NEAR(Support::MeasureHull(hull.points, hull.indices).volume, 64,
                         1e-8 + 400 * noise);
         }
     }
@@ -528,7 +528,7 @@ TEST(ConvexHull3Hostile, NoisyTurnedGridsStayClosed)
 
 TEST(ConvexHull3Hostile, NoisyTurnedGridsInFloatStayClosed)
 {
-    ::Test::Random random(13);
+    Support::Random random(13);
     for (int trial = 0; trial < 20; ++trial) {
         SCOPED_TRACE(trial);
         const double noise = std::pow(10.0, -2 - trial % 7);
@@ -538,13 +538,13 @@ TEST(ConvexHull3Hostile, NoisyTurnedGridsInFloatStayClosed)
         }
         const auto hull = HullOf(points);
         ASSERT_TRUE(hull.isSolid);
-        ::Test::ExpectHull(points, hull.points, hull.indices);
+        Support::ExpectHull(points, hull.points, hull.indices);
     }
 }
 
 TEST(ConvexHull3Hostile, NearlyCollinearSetsStayClosed)
 {
-    ::Test::Random random(14);
+    Support::Random random(14);
     for (int decade = 1; decade <= 10; ++decade) {
         for (int trial = 0; trial < 4; ++trial) {
             SCOPED_TRACE(testing::Message() << "width 1e-" << decade << " trial " << trial);
@@ -556,14 +556,14 @@ TEST(ConvexHull3Hostile, NearlyCollinearSetsStayClosed)
             }
             const auto hull = HullOf(points);
             ASSERT_TRUE(hull.isSolid);
-            ::Test::ExpectHull(points, hull.points, hull.indices);
+            Support::ExpectHull(points, hull.points, hull.indices);
         }
     }
 }
 
 TEST(ConvexHull3Hostile, NearlyCoplanarSetsStayClosed)
 {
-    ::Test::Random random(15);
+    Support::Random random(15);
     for (int decade = 1; decade <= 10; ++decade) {
         for (int trial = 0; trial < 10; ++trial) {
             SCOPED_TRACE(testing::Message() << "height 1e-" << decade << " trial " << trial);
@@ -575,7 +575,7 @@ TEST(ConvexHull3Hostile, NearlyCoplanarSetsStayClosed)
             }
             const auto hull = HullOf(points);
             ASSERT_TRUE(hull.isSolid);
-            ::Test::ExpectHull(points, hull.points, hull.indices);
+            Support::ExpectHull(points, hull.points, hull.indices);
         }
     }
 }
@@ -583,7 +583,7 @@ TEST(ConvexHull3Hostile, NearlyCoplanarSetsStayClosed)
 // Clusters far narrower than their distances, and nodes as crowded as the tolerance.
 TEST(ConvexHull3Hostile, CrowdedCornersStayClosed)
 {
-    ::Test::Random random(16);
+    Support::Random random(16);
     for (int decade = 6; decade <= 14; ++decade) {
         SCOPED_TRACE(decade);
         const double crowd = std::pow(10.0, -decade);
@@ -595,14 +595,14 @@ TEST(ConvexHull3Hostile, CrowdedCornersStayClosed)
         }
         const auto hull = HullOf(points);
         ASSERT_TRUE(hull.isSolid);
-        ::Test::ExpectHull(points, hull.points, hull.indices);
+        Support::ExpectHull(points, hull.points, hull.indices);
     }
 }
 
 // Powers of two change no digit: the same triangles from the smallest to the largest numbers.
 TEST(ConvexHull3Hostile, UnitsDoNotMatter)
 {
-    ::Test::Random random(17);
+    Support::Random random(17);
     std::vector<Vec3d> points;
     for (int i = 0; i < 5000; ++i) {
         points.push_back(random.Vector<3, double>(-1, 1));
@@ -623,7 +623,7 @@ TEST(ConvexHull3Hostile, UnitsDoNotMatter)
 // Coordinates from 1 down to where products underflow.
 TEST(ConvexHull3Hostile, MixedMagnitudesStayClosed)
 {
-    ::Test::Random random(21);
+    Support::Random random(21);
     for (int trial = 0; trial < 50; ++trial) {
         SCOPED_TRACE(trial);
         const double decades = trial % 2 == 0 ? 300 : 20;
@@ -638,15 +638,15 @@ TEST(ConvexHull3Hostile, MixedMagnitudesStayClosed)
         Vector::FilterForUniqueness(points, 0.0);
         const auto hull = HullOf(points, true);
         ASSERT_TRUE(hull.isSolid);
-        EXPECT_EQ(::Test::SurfaceFault(hull.indices, hull.points.size()), "");
-        const double limit = 1e-11 * ::Test::Diagonal(points);
-        EXPECT_LE(::Test::WorstHeight(points, hull.points, hull.indices, limit, 100'000), limit);
+        EXPECT_EQ(Support::SurfaceFault(hull.indices, hull.points.size()), "");
+        const double limit = 1e-11 * Support::Diagonal(points);
+        EXPECT_LE(Support::WorstHeight(points, hull.points, hull.indices, limit, 100'000), limit);
     }
 }
 
 TEST(ConvexHull3Hostile, SetsNoWiderThanTheLengthFloorAreOnePoint)
 {
-    std::vector<Vec3d> points = ::Test::Cube().points;
+    std::vector<Vec3d> points = Support::Cube().points;
     for (Vec3d& p : points) {
         p = p * 1e-13;
     }
@@ -656,7 +656,7 @@ TEST(ConvexHull3Hostile, SetsNoWiderThanTheLengthFloorAreOnePoint)
 
 TYPED_TEST(ConvexHull3, FarFromTheOriginStaysClosed)
 {
-    ::Test::Random random(18);
+    Support::Random random(18);
     const double away = sizeof(TypeParam) == sizeof(double) ? 1e8 : 1e3;
     std::vector<VecBase<3, TypeParam>> points;
     for (int i = 0; i < 6000; ++i) {
@@ -664,7 +664,7 @@ TYPED_TEST(ConvexHull3, FarFromTheOriginStaysClosed)
     }
     const auto hull = HullOf(points);
     ASSERT_TRUE(hull.isSolid);
-    ::Test::ExpectHull(points, hull.points, hull.indices);
+    Support::ExpectHull(points, hull.points, hull.indices);
 }
 
 TYPED_TEST(ConvexHull3, PointsThatAreNotFiniteAreLeftOut)
@@ -694,14 +694,14 @@ TEST(ConvexHull3Hostile, LargestNumbersDoNotOverflow)
     const auto hull = HullOf(points);
     EXPECT_TRUE(hull.isSolid);
     EXPECT_EQ(hull.points.size(), 8U);
-    EXPECT_EQ(::Test::SurfaceFault(hull.indices, hull.points.size()), "");
+    EXPECT_EQ(Support::SurfaceFault(hull.indices, hull.points.size()), "");
 }
 
 // --- large sets ---------------------------------------------------------------------------------
 
 TYPED_TEST(ConvexHull3, LargeSetsWithMostPointsInside)
 {
-    ::Test::Random random(19);
+    Support::Random random(19);
     std::vector<VecBase<3, TypeParam>> ball;
     std::vector<VecBase<3, TypeParam>> box;
     for (int i = 0; i < 60'000; ++i) {
@@ -713,14 +713,14 @@ TYPED_TEST(ConvexHull3, LargeSetsWithMostPointsInside)
     for (const auto& points : {ball, box}) {
         const auto hull = HullOf(points);
         ASSERT_TRUE(hull.isSolid);
-        ::Test::ExpectHull(points, hull.points, hull.indices);
+        Support::ExpectHull(points, hull.points, hull.indices);
     }
 }
 
 // The faces between the circles form fans of thousands on either side.
 TEST(ConvexHull3Large, TwoCirclesAcrossEachOther)
 {
-    ::Test::Random random(20);
+    Support::Random random(20);
     std::vector<Vec3d> points;
     for (int i = 0; i < 30'000; ++i) {
         const double a = random.Between(0, kTwoPi<double>);
@@ -729,7 +729,7 @@ TEST(ConvexHull3Large, TwoCirclesAcrossEachOther)
     }
     const auto hull = HullOf(points);
     ASSERT_TRUE(hull.isSolid);
-    ::Test::ExpectHull(points, hull.points, hull.indices);
+    Support::ExpectHull(points, hull.points, hull.indices);
 }
 
 TEST(ConvexHull3Large, TurnedLatticeOfManyPoints)
@@ -737,8 +737,8 @@ TEST(ConvexHull3Large, TurnedLatticeOfManyPoints)
     const std::vector<Vec3d> points = Turned(Lattice(40));
     const auto hull = HullOf(points);
     ASSERT_TRUE(hull.isSolid);
-    ::Test::ExpectHull(points, hull.points, hull.indices);
-    EXPECT_NEAR(::Test::MeasureHull(hull.points, hull.indices).volume, 39.0 * 39 * 39, 1e-5);
+    Support::ExpectHull(points, hull.points, hull.indices);
+    EXPECT_NEAR(Support::MeasureHull(hull.points, hull.indices).volume, 39.0 * 39 * 39, 1e-5);
 }
 
 // --- real parts ---------------------------------------------------------------------------------
@@ -761,8 +761,8 @@ class ConvexHull3Parts : public testing::TestWithParam<const char*> {};
 // The reference figures are another program's, on the same float vertices.
 TEST_P(ConvexHull3Parts, VolumeAndAreaAreTheReference)
 {
-    const auto reference = ::Test::SharedData("reference_figures.json");
-    const auto file = ::Test::SharedData(GetParam());
+    const auto reference = Support::SharedData("reference_figures.json");
+    const auto file = Support::SharedData(GetParam());
     SORVANE_NEED_DATA(reference);
     SORVANE_NEED_DATA(file);
     std::ifstream stream(reference);
@@ -772,16 +772,16 @@ TEST_P(ConvexHull3Parts, VolumeAndAreaAreTheReference)
     ASSERT_FALSE(points.empty());
     const auto hull = HullOf(points);
     ASSERT_TRUE(hull.isSolid);
-    ::Test::ExpectHull(points, hull.points, hull.indices);
-    const auto [volume, area] = ::Test::MeasureHull(hull.points, hull.indices);
+    Support::ExpectHull(points, hull.points, hull.indices);
+    const auto [volume, area] = Support::MeasureHull(hull.points, hull.indices);
     EXPECT_NEAR(volume / HullFigure(text, GetParam(), "volume"), 1, 1e-9);
     EXPECT_NEAR(area / HullFigure(text, GetParam(), "area"), 1, 1e-9);
 
     const auto pointsInFloat = Support::WeldedStl<float>(file).points;
     const auto hullInFloat = HullOf(pointsInFloat);
     ASSERT_TRUE(hullInFloat.isSolid);
-    ::Test::ExpectHull(pointsInFloat, hullInFloat.points, hullInFloat.indices);
-    EXPECT_NEAR(::Test::MeasureHull(hullInFloat.points, hullInFloat.indices).volume / volume, 1,
+    Support::ExpectHull(pointsInFloat, hullInFloat.points, hullInFloat.indices);
+    EXPECT_NEAR(Support::MeasureHull(hullInFloat.points, hullInFloat.indices).volume / volume, 1,
                 1e-5);
 }
 

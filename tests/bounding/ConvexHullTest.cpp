@@ -190,11 +190,11 @@ TYPED_TEST(PlaneHullOf, PointsOnEdgesAndInsideAreLeftOut)
 TYPED_TEST(PlaneHullOf, IsConvexCounterClockwiseAndAroundAllPoints)
 {
     using T = TypeParam;
-    Test::Random random(21);
-    for (const Test::PointSet set : Test::kPointSets) {
+    Support::Random random(21);
+    for (const Support::PointSet set : Support::kPointSets) {
         for (int trial = 0; trial < 150; ++trial) {
-            SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(trial));
-            const auto points = Test::MakePoints<2, T>(set, 4 + random.Below(150), random);
+            SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(trial));
+            const auto points = Support::MakePoints<2, T>(set, 4 + random.Below(150), random);
             const auto hull = ConvexHull(points, false);
             if (hull.size() < 3) {
                 continue; // collinear or coincident; cases of their own
@@ -210,11 +210,11 @@ TYPED_TEST(PlaneHullOf, IsConvexCounterClockwiseAndAroundAllPoints)
 TYPED_TEST(PlaneHullOf, HugeTinyAndFarOff)
 {
     using T = TypeParam;
-    Test::Random random(22);
+    Support::Random random(22);
     for (const T scale : {T(1e-6), T(1e-3), T(1e4), T(1e9)}) {
         for (const T offset : {T(0), T(3)}) {
             for (int trial = 0; trial < 30; ++trial) {
-                auto points = Test::MakePoints<2, T>(Test::PointSet::Ball, 200, random);
+                auto points = Support::MakePoints<2, T>(Support::PointSet::Ball, 200, random);
                 for (auto& p : points) {
                     p = {p[0] * scale + offset * scale * 10, p[1] * scale - offset * scale};
                 }
@@ -232,13 +232,13 @@ TYPED_TEST(PlaneHullOf, DentsOfRoundingAreTurnedAway)
 {
     using T = TypeParam;
     // Points next to a long slanted line, in float by about its rounding: chains have dents there.
-    Test::Random random(23);
+    Support::Random random(23);
     int turned = 0;
     for (int trial = 0; trial < 2000; ++trial) {
         // Steep ones, whose least end is another one after the turn: there the turn can be seen.
         const double angle = random.Between(1.46, 1.56);
         const Vec2d direction = trial % 2 == 0 ? Vec2d(std::cos(angle), std::sin(angle))
-                                               : Test::RandomDirection<2, double>(random);
+                                               : Support::RandomDirection<2, double>(random);
         Points<T> points;
         for (int i = 0; i < 40; ++i) {
             const double along = random.Between(-1, 1);
@@ -264,17 +264,18 @@ TYPED_TEST(PlaneHullOf, DentsOfRoundingAreTurnedAway)
 TYPED_TEST(PlaneHullOf, IsThatOfTheSlowTwinAndAfterTurnsUpToRounding)
 {
     using T = TypeParam;
-    Test::Random random(26);
+    Support::Random random(26);
     int turnedSets = 0;
     for (int trial = 0; trial < 1500; ++trial) {
         SCOPED_TRACE(trial);
         Points<T> points;
         if (trial % 2 == 0) {
-            const auto set = Test::kPointSets[trial / 2 % std::size(Test::kPointSets)];
-            points = Test::MakePoints<2, T>(set, 4 + random.Below(trial % 20 == 0 ? 3000 : 60), random);
+            const auto set = Support::kPointSets[trial / 2 % std::size(Support::kPointSets)];
+            points = Support::MakePoints<2, T>(set, 4 + random.Below(trial % 20 == 0 ? 3000 : 60),
+                                               random);
         } else {
             // Next to a slanted line by about the rounding: chains have dents there.
-            const auto direction = Test::RandomDirection<2, double>(random);
+            const auto direction = Support::RandomDirection<2, double>(random);
             for (int i = 0; i < 40; ++i) {
                 const double across = random.Between(-4, 4) * std::numeric_limits<T>::epsilon();
                 points.push_back(VecBase<2, T>(direction * random.Between(-1, 1) +
@@ -287,7 +288,7 @@ TYPED_TEST(PlaneHullOf, IsThatOfTheSlowTwinAndAfterTurnsUpToRounding)
             continue;
         }
         int turns = 0;
-        const Points<T> plain = Test::PlainHull(points, turns);
+        const Points<T> plain = Support::PlainHull(points, turns);
         const Points<T> hull = ConvexHull(points, false);
         ASSERT_EQ(hull.size(), plain.size());
         turnedSets += turns > 0 ? 1 : 0;
@@ -302,11 +303,11 @@ TYPED_TEST(PlaneHullOf, IsThatOfTheSlowTwinAndAfterTurnsUpToRounding)
 TYPED_TEST(PlaneHullOf, PointsThatAreNotFiniteEnd)
 {
     using T = TypeParam;
-    Test::Random random(24);
+    Support::Random random(24);
     for (const T bad : {std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::infinity(),
                         std::numeric_limits<T>::max()}) {
         for (const int count : {3, 4, 100, 30'000}) {
-            auto points = Test::MakePoints<2, T>(Test::PointSet::Ball, count, random);
+            auto points = Support::MakePoints<2, T>(Support::PointSet::Ball, count, random);
             points[1][0] = bad;
             points[static_cast<std::size_t>(count) / 2][1] = -bad;
             std::ignore = ConvexHull(points, false);
@@ -358,14 +359,14 @@ TYPED_TEST(PlaneHullOf, MergeOfPointsAndSegments)
 TYPED_TEST(PlaneHullOf, MergeIsTheHullOfAllPoints)
 {
     using T = TypeParam;
-    Test::Random random(25);
+    Support::Random random(25);
     for (int trial = 0; trial < 1000; ++trial) {
         SCOPED_TRACE(trial);
         // Apart, overlapping, and one inside the other.
         const T apart = static_cast<T>(random.Between(0, 3));
         const T size = static_cast<T>(random.Between(0.05, 2));
-        auto a = Test::MakePoints<2, T>(Test::PointSet::Ball, 4 + random.Below(60), random);
-        auto b = Test::MakePoints<2, T>(Test::PointSet::Cube, 4 + random.Below(60), random);
+        auto a = Support::MakePoints<2, T>(Support::PointSet::Ball, 4 + random.Below(60), random);
+        auto b = Support::MakePoints<2, T>(Support::PointSet::Cube, 4 + random.Below(60), random);
         for (auto& p : b) {
             p = p * size;
             p[0] += apart;

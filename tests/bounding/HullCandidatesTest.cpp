@@ -23,7 +23,7 @@ using namespace Velk::Math::Sorvane::Bounding;
 
 namespace {
 
-Vec3d InBall(::Test::Random& random)
+Vec3d InBall(Support::Random& random)
 {
     for (;;) {
         const auto p = random.Vector<3, double>(-1, 1);
@@ -49,7 +49,7 @@ struct NamedSet {
 
 std::vector<NamedSet> Sets()
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     std::vector<NamedSet> sets = {{"ball", {}},      {"box", {}},           {"needle", {}},
                                   {"plate", {}},     {"lattice", {}},       {"turned lattice", {}},
                                   {"far ball", {}},  {"tiny ball", {}},     {"huge ball", {}},
@@ -112,10 +112,10 @@ TEST(HullCandidates, HullIsThatOfAllPoints)
         Impl::QHullMesh reduced(candidates);
         ASSERT_TRUE(reduced.Build());
         // Both are the true hull up to a layer as thick as the tolerance.
-        const auto [volume, area] = ::Test::MeasureHull(whole.points, whole.Triangles());
+        const auto [volume, area] = Support::MeasureHull(whole.points, whole.Triangles());
         const double scale = std::pow(reduced.Scale() / whole.Scale(), 3);
-        EXPECT_NEAR(::Test::MeasureHull(reduced.points, reduced.Triangles()).volume / scale, volume,
-                    whole.tolerance * area + 1e-12 * volume);
+        EXPECT_NEAR(Support::MeasureHull(reduced.points, reduced.Triangles()).volume / scale,
+                    volume, whole.tolerance * area + 1e-12 * volume);
     }
 }
 
@@ -124,7 +124,7 @@ TEST(HullCandidates, ThrownAwayPointsAreDeepInside)
 {
     for (const auto& [name, points] : Sets()) {
         SCOPED_TRACE(name);
-        const double tolerance = 1e-8 * ::Test::Diagonal(points) / 40;
+        const double tolerance = 1e-8 * Support::Diagonal(points) / 40;
         const std::vector<int> indices = Impl::HullCandidates(points, tolerance);
         std::vector<bool> isKept(points.size());
         for (const int i : indices) {

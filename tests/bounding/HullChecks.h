@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 using Velk::Math::Vec3d;
 using Velk::Math::VecBase;
@@ -205,4 +205,4 @@ void ExpectHull(const std::vector<VecBase<3, T>>& points,
     EXPECT_LE(WorstHeight(points, hullPoints, indices, limit, kTests), limit);
 }
 
-} // namespace Test
+} // namespace Support

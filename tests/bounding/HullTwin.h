@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 class HullTwin {
 public:
@@ -311,4 +311,4 @@ private:
     bool isTorn_ = false;
 };
 
-} // namespace Test
+} // namespace Support

@@ -22,7 +22,7 @@ namespace {
 /// A turn by `angle` about a random axis.
 class Turn {
 public:
-    Turn(::Test::Random& random, double angle)
+    Turn(Support::Random& random, double angle)
         : axis_(Vector::Normalized(random.Vector<3, double>(-1, 1), 0.0)), cos_(std::cos(angle)),
           sin_(std::sin(angle))
     {
@@ -41,7 +41,7 @@ private:
 
 /// Sorted points of a small lattice, some moved out of its sides by up to three tolerances,
 /// flattened along z and turned.
-std::vector<Vec3d> BumpyLattice(::Test::Random& random, double flatness, double angle)
+std::vector<Vec3d> BumpyLattice(Support::Random& random, double flatness, double angle)
 {
     const Turn turn(random, angle);
     const int side = 2 + random.Below(5);
@@ -69,9 +69,9 @@ double WorstOf(const std::vector<Vec3d>& points)
     if (!mesh.Build() || !ConvexHull(points, hullPoints, indices, true, false)) {
         return 0;
     }
-    EXPECT_EQ(::Test::SurfaceFault(indices, hullPoints.size()), "");
+    EXPECT_EQ(Support::SurfaceFault(indices, hullPoints.size()), "");
     const double tolerance = mesh.tolerance / mesh.Scale();
-    return ::Test::WorstHeight(points, hullPoints, indices, tolerance, 1'000'000) / tolerance;
+    return Support::WorstHeight(points, hullPoints, indices, tolerance, 1'000'000) / tolerance;
 }
 
 template <class T>
@@ -85,7 +85,7 @@ TYPED_TEST_SUITE(HullTwinTest, Coordinates);
 // No four points near one plane: nothing is left to tolerances.
 TYPED_TEST(HullTwinTest, NodesAreTheSameInGeneralPosition)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 60; ++trial) {
         SCOPED_TRACE(trial);
         std::vector<VecBase<3, TypeParam>> points;
@@ -108,7 +108,7 @@ TYPED_TEST(HullTwinTest, NodesAreTheSameInGeneralPosition)
         }
         Vector::FilterForUniqueness(points, kLengthFloor<TypeParam>);
         const std::vector<Vec3d> wide(points.begin(), points.end());
-        const ::Test::HullTwin twin(wide, static_cast<double>(kLengthFloor<TypeParam>));
+        const Support::HullTwin twin(wide, static_cast<double>(kLengthFloor<TypeParam>));
         Impl::QHullMesh mesh(points);
         ASSERT_TRUE(mesh.Build());
         EXPECT_NEAR(mesh.tolerance / mesh.Scale() / twin.Tolerance(), 1, 1e-12);
@@ -117,15 +117,15 @@ TYPED_TEST(HullTwinTest, NodesAreTheSameInGeneralPosition)
         std::vector<int> indices;
         ASSERT_TRUE(ConvexHull(points, none, indices, true, true));
         EXPECT_EQ(std::set<int>(indices.begin(), indices.end()), twin.Nodes());
-        const double volume = ::Test::MeasureHull(wide, twin.Triangles()).volume;
-        EXPECT_NEAR(::Test::MeasureHull(wide, indices).volume / volume, 1, 1e-12);
+        const double volume = Support::MeasureHull(wide, twin.Triangles()).volume;
+        EXPECT_NEAR(Support::MeasureHull(wide, indices).volume / volume, 1, 1e-12);
     }
 }
 
 // Ties decide about nodes on flat sides, but not about the solid.
 TEST(HullTwinTies, VolumesAreTheSameOfFlatSides)
 {
-    ::Test::Random random(2);
+    Support::Random random(2);
     for (int trial = 0; trial < 20; ++trial) {
         SCOPED_TRACE(trial);
         const Turn turn(random, 0.1 * trial);
@@ -136,12 +136,12 @@ TEST(HullTwinTies, VolumesAreTheSameOfFlatSides)
             points.push_back(turn(p));
         }
         Vector::FilterForUniqueness(points, 1e-12);
-        const ::Test::HullTwin twin(points, 1e-12);
+        const Support::HullTwin twin(points, 1e-12);
         std::vector<Vec3d> none;
         std::vector<int> indices;
         ASSERT_TRUE(ConvexHull(points, none, indices, true, true));
-        const auto [volume, area] = ::Test::MeasureHull(points, twin.Triangles());
-        EXPECT_NEAR(::Test::MeasureHull(points, indices).volume, volume,
+        const auto [volume, area] = Support::MeasureHull(points, twin.Triangles());
+        EXPECT_NEAR(Support::MeasureHull(points, indices).volume, volume,
                     2 * twin.Tolerance() * area);
     }
 }
@@ -150,7 +150,7 @@ TEST(HullTwinTies, VolumesAreTheSameOfFlatSides)
 // may be far out for another one.
 TEST(HullTolerance, HoldsForPlatesOfAFewTolerances)
 {
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int trial = 0; trial < 2000; ++trial) {
         const double flatness = std::pow(10.0, -random.Between(6, 10));
         const auto points = BumpyLattice(random, flatness, random.Between(0.1, 6));
@@ -161,7 +161,7 @@ TEST(HullTolerance, HoldsForPlatesOfAFewTolerances)
 // Nodes inside flat sides are taken out afterward: that must not cost corners.
 TEST(HullTolerance, HoldsWhereFlatNodesAreTakenOut)
 {
-    ::Test::Random random(4);
+    Support::Random random(4);
     for (int trial = 0; trial < 2000; ++trial) {
         ASSERT_LE(WorstOf(BumpyLattice(random, 1, 0)), 1.001) << trial;
     }

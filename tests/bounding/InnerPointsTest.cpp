@@ -37,7 +37,7 @@ std::size_t LeftOf(const Points<T>& points)
     if (!outer) {
         return points.size();
     }
-    EXPECT_EQ(Test::PlainChain(*outer), Test::PlainChain(points));
+    EXPECT_EQ(Support::PlainChain(*outer), Support::PlainChain(points));
     return outer->size();
 }
 
@@ -46,11 +46,11 @@ constexpr int kCount = 40'000;
 TYPED_TEST(InnerPointsOf, HullsOfEveryKindStayTheSame)
 {
     using T = TypeParam;
-    Test::Random random(31);
-    for (const Test::PointSet set : Test::kPointSets) {
+    Support::Random random(31);
+    for (const Support::PointSet set : Support::kPointSets) {
         for (const double offset : {0.0, 7.0, 1000.0}) {
-            SCOPED_TRACE(Test::NameOf(set));
-            auto points = Test::MakePoints<2, T>(set, kCount, random);
+            SCOPED_TRACE(Support::NameOf(set));
+            auto points = Support::MakePoints<2, T>(set, kCount, random);
             for (auto& p : points) {
                 p = {(p[0] + static_cast<T>(offset)) * 100, (p[1] - static_cast<T>(offset)) * 50};
             }
@@ -62,8 +62,8 @@ TYPED_TEST(InnerPointsOf, HullsOfEveryKindStayTheSame)
 TYPED_TEST(InnerPointsOf, MostPointsOfADiscGo)
 {
     using T = TypeParam;
-    Test::Random random(32);
-    auto points = Test::MakePoints<2, T>(Test::PointSet::Ball, kCount, random);
+    Support::Random random(32);
+    auto points = Support::MakePoints<2, T>(Support::PointSet::Ball, kCount, random);
     for (auto& p : points) {
         p = p * T(100);
     }
@@ -75,7 +75,7 @@ TYPED_TEST(InnerPointsOf, NearTiesOnTheBoundaryStayTheSame)
     using T = TypeParam;
     // A filled polygon of few sides, each with a thousand points within some roundings of it: the
     // chain's answers along them hang on the last bit.
-    Test::Random random(33);
+    Support::Random random(33);
     for (int trial = 0; trial < 20; ++trial) {
         SCOPED_TRACE(trial);
         const int sides = 3 + trial % 5;
@@ -113,8 +113,8 @@ TYPED_TEST(InnerPointsOf, RowsAndColumnsStayTheSame)
 TEST(InnerPoints, PointsWithinTheToleranceOfEachOtherStayTheSame)
 {
     // Chains of points a little less than the tolerance apart lead in from the boundary.
-    ::Test::Random random(34);
-    auto points = ::Test::MakePoints<2, double>(::Test::PointSet::Ball, kCount, random);
+    Support::Random random(34);
+    auto points = Support::MakePoints<2, double>(Support::PointSet::Ball, kCount, random);
     for (int i = 0; i < 2000; ++i) {
         const Vec2d start = points[static_cast<std::size_t>(random.Below(kCount))];
         for (int k = 0; k < 10; ++k) {
@@ -134,11 +134,11 @@ TEST(InnerPoints, PointsWithinTheToleranceOfEachOtherStayTheSame)
 TYPED_TEST(InnerPointsOf, SmallInputsOfEveryKindStayTheSame)
 {
     using T = TypeParam;
-    Test::Random random(37);
-    for (const Test::PointSet set : Test::kPointSets) {
+    Support::Random random(37);
+    for (const Support::PointSet set : Support::kPointSets) {
         for (int trial = 0; trial < 20; ++trial) {
-            SCOPED_TRACE(Test::NameOf(set));
-            auto points = Test::MakePoints<2, T>(set, 2048 + 100 * trial, random);
+            SCOPED_TRACE(Support::NameOf(set));
+            auto points = Support::MakePoints<2, T>(set, 2048 + 100 * trial, random);
             for (auto& p : points) {
                 p = p * T(10);
             }
@@ -150,8 +150,8 @@ TYPED_TEST(InnerPointsOf, SmallInputsOfEveryKindStayTheSame)
 TYPED_TEST(InnerPointsOf, DoubtfulInputsAreLeftAlone)
 {
     using T = TypeParam;
-    Test::Random random(35);
-    auto points = Test::MakePoints<2, T>(Test::PointSet::Ball, kCount, random);
+    Support::Random random(35);
+    auto points = Support::MakePoints<2, T>(Support::PointSet::Ball, kCount, random);
     const auto scaled = [&](T x, T y) {
         Points<T> result = points;
         for (auto& p : result) {
@@ -177,14 +177,14 @@ TYPED_TEST(InnerPointsOf, DoubtfulInputsAreLeftAlone)
 TYPED_TEST(InnerPointsOf, ThePublicHullIsThePlainOne)
 {
     using T = TypeParam;
-    Test::Random random(36);
-    auto points = Test::MakePoints<2, T>(Test::PointSet::Ball, 200'000, random);
+    Support::Random random(36);
+    auto points = Support::MakePoints<2, T>(Support::PointSet::Ball, 200'000, random);
     for (auto& p : points) {
         p = p * T(100);
     }
-    EXPECT_EQ(ConvexHull(points, false), Test::PlainChain(points));
+    EXPECT_EQ(ConvexHull(points, false), Support::PlainChain(points));
     Vector::FilterForUniqueness(points, kLengthFloor<T>);
-    EXPECT_EQ(ConvexHull(points, true), Test::PlainChain(points));
+    EXPECT_EQ(ConvexHull(points, true), Support::PlainChain(points));
 }
 
 } // namespace

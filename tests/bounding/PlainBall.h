@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 /// With the tolerance of the coordinate type `Input`, computed in T.
 template <int D, class Input, class T = Input>
@@ -199,4 +199,4 @@ private:
     }
 };
 
-} // namespace Test
+} // namespace Support

@@ -22,12 +22,12 @@ using namespace Velk::Math::Sorvane::Bounding;
 template <class K>
 class PlainBallOf : public testing::Test {
 };
-TYPED_TEST_SUITE(PlainBallOf, Test::BoundingForms);
+TYPED_TEST_SUITE(PlainBallOf, Support::BoundingForms);
 
 template <class Real, int D, class T>
 BoundingBall<D, Real> PlainBallOfAll(const std::vector<VecBase<D, T>>& points, bool skipHull)
 {
-    using Plain = Test::PlainBall<D, T, Real>;
+    using Plain = Support::PlainBall<D, T, Real>;
     return skipHull ? Plain::Of(points) : Plain::OfHull(points);
 }
 
@@ -37,7 +37,7 @@ void ExpectSame(const std::vector<VecBase<D, T>>& points, double accuracy)
 {
     for (const bool skipHull : {false, true}) {
         SCOPED_TRACE(skipHull ? "all points" : "vertices of the hull");
-        const auto ball = Test::BallOf(points, skipHull);
+        const auto ball = Support::BallOf(points, skipHull);
         const auto plain = PlainBallOfAll<Real>(points, skipHull);
         // The twin reaches all that it has seen, the vertices of the hull; the ball all points.
         const Real size = plain.radius;
@@ -65,14 +65,14 @@ TYPED_TEST(PlainBallOf, SetsOfManyKindsSizesAndScales)
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
     constexpr bool isDouble = std::is_same_v<T, double>;
-    Test::Random random(51);
+    Support::Random random(51);
     for (const T scale : {T(1e-5), T(1e-3), T(1), T(1000)}) {
-        for (const Test::PointSet set : Test::kPointSets) {
+        for (const Support::PointSet set : Support::kPointSets) {
             for (const int count : {3, 5, 10, 11, 40, 256, 257, 400, 2000}) {
                 for (int trial = 0; trial < 4; ++trial) {
-                    SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(count) + " of size " +
+                    SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(count) + " of size " +
                                  std::to_string(scale));
-                    auto points = Test::MakePoints<D, T>(set, count, random);
+                    auto points = Support::MakePoints<D, T>(set, count, random);
                     for (auto& p : points) {
                         p = p * scale;
                     }
@@ -104,11 +104,11 @@ TYPED_TEST(PlainBallOf, CoincidentPointsInEverySizeClass)
         for (const bool skipHull : {false, true}) {
             SCOPED_TRACE(std::to_string(count) + (skipHull ? " without hull" : ""));
             std::vector<VecBase<D, T>> points(count, a);
-            EXPECT_EQ(Test::BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
+            EXPECT_EQ(Support::BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
             for (std::size_t i = 0; i < count; i += 3) {
                 points[i] = b;
             }
-            EXPECT_EQ(Test::BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
+            EXPECT_EQ(Support::BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
             if (count > 40) {
                 continue; // O(n^4) steps of the twin in space
             }
@@ -116,7 +116,7 @@ TYPED_TEST(PlainBallOf, CoincidentPointsInEverySizeClass)
                 points[i] = a;
                 points[i][1] += kLengthFloor<T> * static_cast<T>(i * 7 % 10) / 10;
             }
-            EXPECT_EQ(Test::BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
+            EXPECT_EQ(Support::BallOf(points, skipHull), PlainBallOfAll<T>(points, skipHull));
         }
     }
 }
@@ -130,19 +130,19 @@ TYPED_TEST(PlainBallOf, ManyCoincidentPointsTakeNoLongSolve)
     a[0] = T(0.05);
     std::vector<VecBase<D, T>> points(1'000'000, a);
     const BoundingBall<D, T> aboutOrigin{{}, T(0.05)};
-    EXPECT_EQ(Test::BallOf(points, true), aboutOrigin);
-    EXPECT_EQ(Test::BallOf(points, false), D == 2 ? (BoundingBall<D, T>{a, T(0)}) : aboutOrigin);
+    EXPECT_EQ(Support::BallOf(points, true), aboutOrigin);
+    EXPECT_EQ(Support::BallOf(points, false), D == 2 ? (BoundingBall<D, T>{a, T(0)}) : aboutOrigin);
     for (std::size_t i = 0; i < points.size(); ++i) { // on a line along an axis
         points[i][1] = kLengthFloor<T> * static_cast<T>(i * 7 % 10) / 10;
     }
-    EXPECT_EQ(Test::BallOf(points, true), aboutOrigin);
+    EXPECT_EQ(Support::BallOf(points, true), aboutOrigin);
     VecBase<D, T> b = a;
     b[0] = std::nextafter(b[0], T(0));
     b[1] = kLengthFloor<T> / 2;
     for (std::size_t i = 0; i < points.size(); ++i) {
         points[i] = i % 2 == 0 ? a : b;
     }
-    EXPECT_EQ(Test::BallOf(points, true), aboutOrigin);
+    EXPECT_EQ(Support::BallOf(points, true), aboutOrigin);
 }
 
 } // namespace

@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 /// Of more than three distinct points; without the guard against dents.
 template <class T>
@@ -69,4 +69,4 @@ PlainHull(const std::vector<Velk::Math::VecBase<2, T>>& points, int& turns)
     return hull;
 }
 
-} // namespace Test
+} // namespace Support

@@ -17,7 +17,7 @@ using namespace Velk::Math::Sorvane::Bounding;
 
 TEST(QHullMesh, WorkCoordinatesAreExact)
 {
-    ::Test::Random random(2);
+    Support::Random random(2);
     for (const Vec3d& away : {Vec3d(0, 0, 0), Vec3d(1e6, -3, 0.1), Vec3d(1e12, 1e12, 7)}) {
         std::vector<Vec3d> points;
         for (int i = 0; i < 100; ++i) {

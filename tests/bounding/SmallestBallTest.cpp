@@ -21,7 +21,7 @@ using namespace Velk::Math::Sorvane::Bounding;
 template <class K>
 class SmallestBallOf : public testing::Test {
 };
-TYPED_TEST_SUITE(SmallestBallOf, Test::BoundingForms);
+TYPED_TEST_SUITE(SmallestBallOf, Support::BoundingForms);
 
 /// Relative accuracy of the radius: 1e-9, or what the coordinate type can hold.
 template <class T>
@@ -33,7 +33,7 @@ void ExpectSmallest(const BoundingBall<D, T>& ball, const std::vector<VecBase<D,
     for (const auto& p : points) {
         ASSERT_LE(Vector::Length(p - ball.center), ball.radius);
     }
-    const long double bound = Test::SmallestRadius(points);
+    const long double bound = Support::SmallestRadius(points);
     // The tolerance within which points count as inside is absolute, and the center is rounded to
     // T.
     const long double rounding =
@@ -132,14 +132,14 @@ TYPED_TEST(SmallestBallOf, HoldsAllPointsAndIsSmallestOnThousandsOfSets)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(11);
-    for (const Test::PointSet set : Test::kPointSets) {
+    Support::Random random(11);
+    for (const Support::PointSet set : Support::kPointSets) {
         for (int trial = 0; trial < 250; ++trial) {
-            SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(trial));
+            SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(trial));
             const int count = 3 + random.Below(trial % 5 == 0 ? 60 : 9);
-            const auto points = Test::MakePoints<D, T>(set, count, random);
+            const auto points = Support::MakePoints<D, T>(set, count, random);
             // All equal points are a case of their own.
-            if (Test::ReachOf(points, points[0]) == 0) {
+            if (Support::ReachOf(points, points[0]) == 0) {
                 continue;
             }
             ExpectSmallest(Impl::SmallestBall(points), points);
@@ -154,14 +154,14 @@ TYPED_TEST(SmallestBallOf, ScalesAndOffsets)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(12);
+    Support::Random random(12);
     for (const T scale : {T(1e-3), T(1), T(28848.4), T(1e6)}) {
         for (int trial = 0; trial < 300; ++trial) {
             SCOPED_TRACE(trial);
             // Of a lattice many points are on one sphere, by rounding just inside or outside.
-            const Test::PointSet sets[] = {Test::PointSet::Cube, Test::PointSet::Sphere,
-                                           Test::PointSet::Lattice};
-            auto points = Test::MakePoints<D, T>(sets[trial % 3], 3 + random.Below(60), random);
+            const Support::PointSet sets[] = {Support::PointSet::Cube, Support::PointSet::Sphere,
+                                              Support::PointSet::Lattice};
+            auto points = Support::MakePoints<D, T>(sets[trial % 3], 3 + random.Below(60), random);
             const auto offset = random.Vector<D, T>(-10, 10);
             for (auto& p : points) {
                 p = (p + offset) * scale;
@@ -180,7 +180,7 @@ TYPED_TEST(SmallestBallOf, AHeapWithinTheToleranceAndAFarPoint)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(21);
+    Support::Random random(21);
     const double tolerance = static_cast<double>(kLengthFloor<T>);
     for (int trial = 0; trial < 3000; ++trial) {
         SCOPED_TRACE(trial);
@@ -211,7 +211,7 @@ TYPED_TEST(SmallestBallOf, SizesAtTheEndsOfTheNumberRange)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(22);
+    Support::Random random(22);
     const std::vector<int> exponents = std::is_same_v<T, float>
                                            ? std::vector<int>{62, 66, 100, 124}
                                            : std::vector<int>{500, 512, 700, 1020};
@@ -220,7 +220,8 @@ TYPED_TEST(SmallestBallOf, SizesAtTheEndsOfTheNumberRange)
             for (const int count : {3, 8, 40, 300}) {
                 SCOPED_TRACE(exponent * sign);
                 SCOPED_TRACE(count);
-                const auto points = Test::MakePoints<D, T>(Test::PointSet::Cube, count, random);
+                const auto points =
+                    Support::MakePoints<D, T>(Support::PointSet::Cube, count, random);
                 std::vector<VecBase<D, T>> scaled = points;
                 for (auto& p : scaled) {
                     for (T& x : p) {
@@ -236,8 +237,9 @@ TYPED_TEST(SmallestBallOf, SizesAtTheEndsOfTheNumberRange)
                 for (int axis = 0; axis < D; ++axis) {
                     center[axis] = std::ldexp(ball.center[axis], -sign * exponent);
                 }
-                const long double bound = Test::SmallestRadius(points);
-                EXPECT_GE(radius, Test::ReachOf(points, center) * (1 - 2 * std::numeric_limits<T>::epsilon()));
+                const long double bound = Support::SmallestRadius(points);
+                EXPECT_GE(radius, Support::ReachOf(points, center) *
+                                      (1 - 2 * std::numeric_limits<T>::epsilon()));
                 EXPECT_LE(radius, bound * (1 + 4 * kAccuracy<T>));
             }
         }
@@ -247,17 +249,17 @@ TYPED_TEST(SmallestBallOf, SizesAtTheEndsOfTheNumberRange)
 TYPED_TEST(SmallestBallOf, ByExchangeIsSmallestOnAllSets)
 {
     constexpr int D = TypeParam::D;
-    Test::Random random(23);
-    for (const Test::PointSet set : Test::kPointSets) {
+    Support::Random random(23);
+    for (const Support::PointSet set : Support::kPointSets) {
         for (int trial = 0; trial < 40; ++trial) {
-            SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(trial));
-            const auto points = Test::MakePoints<D, double>(
+            SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(trial));
+            const auto points = Support::MakePoints<D, double>(
                 set, 1 + random.Below(trial % 5 == 0 ? 300 : 12), random);
             const auto ball =
                 Impl::SmallestBallByExchange<D>(std::span<const VecBase<D, double>>(points));
-            const long double reach = Test::ReachOf(points, ball.center);
+            const long double reach = Support::ReachOf(points, ball.center);
             ASSERT_NEAR(static_cast<double>(reach), ball.radius, 1e-15 * (1 + ball.radius));
-            ASSERT_LE(reach, Test::SmallestRadius(points) * (1 + 1e-12L) + 1e-300L);
+            ASSERT_LE(reach, Support::SmallestRadius(points) * (1 + 1e-12L) + 1e-300L);
         }
     }
 }
@@ -266,8 +268,8 @@ TYPED_TEST(SmallestBallOf, IsAPureFunctionOfTheOrder)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(13);
-    const auto points = Test::MakePoints<D, T>(Test::PointSet::Sphere, 200, random);
+    Support::Random random(13);
+    const auto points = Support::MakePoints<D, T>(Support::PointSet::Sphere, 200, random);
     const auto ball = Impl::SmallestBall(points);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(Impl::SmallestBall(points), ball);
@@ -278,14 +280,14 @@ TYPED_TEST(SmallestBallOf, PointsThatAreNotFiniteEnd)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(14);
+    Support::Random random(14);
     for (const T bad : {std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::infinity(),
                         std::numeric_limits<T>::max()}) {
-        auto points = Test::MakePoints<D, T>(Test::PointSet::Ball, 50, random);
+        auto points = Support::MakePoints<D, T>(Support::PointSet::Ball, 50, random);
         points[7][1] = bad;
         points[30][0] = -bad;
         std::ignore = Impl::SmallestBall(points);
-        auto many = Test::MakePoints<D, T>(Test::PointSet::Ball, 3000, random);
+        auto many = Support::MakePoints<D, T>(Support::PointSet::Ball, 3000, random);
         many[1234][0] = bad;
         std::ignore = Impl::SmallestBallOfMany(many);
     }
@@ -295,12 +297,12 @@ TYPED_TEST(SmallestBallOf, ManyPointsAsTheSolverHasThem)
 {
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
-    Test::Random random(15);
-    for (const Test::PointSet set : Test::kPointSets) {
+    Support::Random random(15);
+    for (const Support::PointSet set : Support::kPointSets) {
         for (const T offset : {T(0), T(100)}) {
             for (const int count : {257, 1000, 2001, 20000}) {
-                SCOPED_TRACE(Test::NameOf(set) + " " + std::to_string(count));
-                auto points = Test::MakePoints<D, T>(set, count, random);
+                SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(count));
+                auto points = Support::MakePoints<D, T>(set, count, random);
                 for (auto& p : points) {
                     p[0] += offset;
                 }
@@ -329,8 +331,8 @@ TYPED_TEST(SmallestBallOf, ManyPointsWithTheFarOnesOutsideTheSample)
     constexpr int D = TypeParam::D;
     using T = typename TypeParam::T;
     // A dense heap that the sample sees and two far points that it doesn't: half their distance.
-    Test::Random random(16);
-    auto points = Test::MakePoints<D, T>(Test::PointSet::Ball, 100'000, random);
+    Support::Random random(16);
+    auto points = Support::MakePoints<D, T>(Support::PointSet::Ball, 100'000, random);
     points[50'001] = {};
     points[50'001][0] = T(300);
     points[77'777] = {};

@@ -10,7 +10,7 @@
 #include <Sorvane/MeshFiles_E.h>
 
 #include "tests/examples/ProgramRun.h"
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -23,8 +23,8 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Test::ProgramRun;
-using Test::RunExample;
+using Support::ProgramRun;
+using Support::RunExample;
 using Soup = std::vector<std::array<Velk::Math::Vec3d, 3>>;
 
 Soup PartOf(const fs::path& path)
@@ -115,9 +115,9 @@ class PartSectionInAPlaneOfFaces : public testing::TestWithParam<PlaneCase> {};
 TEST_P(PartSectionInAPlaneOfFaces, HasTheAreaOfThePartJustAbove)
 {
     const PlaneCase& c = GetParam();
-    const fs::path part = ::Test::SharedData(c.part);
+    const fs::path part = Support::SharedData(c.part);
     SORVANE_NEED_DATA(part);
-    const ::Test::TemporaryFolder folder;
+    const Support::TemporaryFolder folder;
     const ProgramRun run =
         RunExample("part_section", {part.string(), Written(c.height)}, folder / "");
     EXPECT_EQ(run.code, 0) << run.errors;
@@ -134,15 +134,17 @@ INSTANTIATE_TEST_SUITE_P(
                     PlaneCase{"IdlerRiser", "meshes_cad/idler_riser.STL", 0, 1e-9},
                     PlaneCase{"AngleBlock", "meshes_cad/angle_block.STL", -0.12074072659015656, 0},
                     PlaneCase{"OctagonalPocket", "meshes_cad/octagonal_pocket.stl", 0, 1e-9},
+                    // The floor of the pocket, beside which two outlines nearly share a side.
+                    PlaneCase{"OctagonalPocketFloor", "meshes_cad/octagonal_pocket.stl", 0.00635, 1e-8},
                     PlaneCase{"ZJoint", "meshes_cad/voron_z_joint_upper_x4.stl", 0, 1e-6}),
     [](const auto& test) { return std::string(test.param.name); });
 
 TEST(PartSection, AHeightTypedWithFewDigitsIsThatOfTheFacesBesideIt)
 {
     // The faces lie at 76.19999694824219, the float nearest to 76.2.
-    const fs::path part = ::Test::SharedData("meshes_nist/nist_ctc_03_asme1_rc.stl");
+    const fs::path part = Support::SharedData("meshes_nist/nist_ctc_03_asme1_rc.stl");
     SORVANE_NEED_DATA(part);
-    const ::Test::TemporaryFolder folder;
+    const Support::TemporaryFolder folder;
     const double exact =
         AreaSaid(RunExample("part_section", {part.string(), "76.19999694824219"}, folder / ""));
     const ProgramRun run = RunExample("part_section", {part.string(), "76.199997"}, folder / "");
@@ -157,9 +159,9 @@ TEST(PartSection, AHeightTypedWithFewDigitsIsThatOfTheFacesBesideIt)
 
 TEST(PartSection, EveryPlaneOfCornersOfAPart)
 {
-    const fs::path part = ::Test::SharedData("meshes_nist/nist_ctc_01_asme1_rd.stl");
+    const fs::path part = Support::SharedData("meshes_nist/nist_ctc_01_asme1_rd.stl");
     SORVANE_NEED_DATA(part);
-    const ::Test::TemporaryFolder folder;
+    const Support::TemporaryFolder folder;
     const Soup soup = PartOf(part);
     std::set<double> heights;
     for (const auto& triangle : soup) {
@@ -186,7 +188,7 @@ TEST(PartSection, EveryPlaneOfCornersOfAPart)
 // --------------------------------------------------------------------------------------
 
 /// A box, wound outward.
-void AddBox(::Test::SmallMesh& mesh, std::array<float, 3> low, std::array<float, 3> high)
+void AddBox(Support::SmallMesh& mesh, std::array<float, 3> low, std::array<float, 3> high)
 {
     const int first = static_cast<int>(mesh.points.size());
     for (int corner = 0; corner < 8; ++corner) {
@@ -204,20 +206,20 @@ void AddBox(::Test::SmallMesh& mesh, std::array<float, 3> low, std::array<float,
 
 class PartSectionByHand : public testing::Test {
 protected:
-    ProgramRun Section(const ::Test::SmallMesh& mesh, const std::string& height)
+    ProgramRun Section(const Support::SmallMesh& mesh, const std::string& height)
     {
-        ::Test::WriteBytes(folder_ / "part.stl", ::Test::BinaryStlBytes(mesh, "by hand"));
+        Support::WriteBytes(folder_ / "part.stl", Support::BinaryStlBytes(mesh, "by hand"));
         return RunExample("part_section", {"part.stl", height, "section.svg"}, folder_ / "");
     }
 
-    ::Test::TemporaryFolder folder_;
+    Support::TemporaryFolder folder_;
 };
 
 TEST_F(PartSectionByHand, AStepIsCutAboveItsFace)
 {
     // Two blocks beside each other, as one body would have them: at the height of the lower one
     // their common wall has chords in both directions, which cancel below the step.
-    ::Test::SmallMesh mesh;
+    Support::SmallMesh mesh;
     AddBox(mesh, {0, 0, 0}, {2, 3, 1});
     AddBox(mesh, {2, 0, 0}, {7, 3, 2});
     for (const auto& [height, area] : std::initializer_list<std::pair<const char*, double>>{
@@ -235,7 +237,7 @@ TEST_F(PartSectionByHand, AStepIsCutAboveItsFace)
 
 TEST_F(PartSectionByHand, AnOpenOutlineIsToldAndNoSuccess)
 {
-    ::Test::SmallMesh mesh;
+    Support::SmallMesh mesh;
     AddBox(mesh, {0, 0, 0}, {2, 3, 1});
     mesh.indices.erase(mesh.indices.begin() + 12, mesh.indices.begin() + 18); // a wall
     const ProgramRun run = Section(mesh, "0.5");
@@ -247,7 +249,7 @@ TEST_F(PartSectionByHand, AnOpenOutlineIsToldAndNoSuccess)
 TEST_F(PartSectionByHand, BodiesThatOverlapAreToldAndNoSuccess)
 {
     // 4 + 4 of which 1 is in both; an odd number of outlines leaves that out.
-    ::Test::SmallMesh mesh;
+    Support::SmallMesh mesh;
     AddBox(mesh, {0, 0, 0}, {2, 2, 1});
     AddBox(mesh, {1, 1, 0}, {3, 3, 1});
     const ProgramRun run = Section(mesh, "0.5");
@@ -258,10 +260,10 @@ TEST_F(PartSectionByHand, BodiesThatOverlapAreToldAndNoSuccess)
 
 TEST_F(PartSectionByHand, OneTurnedTriangleDoesNotSpoilTheSection)
 {
-    ::Test::SmallMesh mesh;
+    Support::SmallMesh mesh;
     AddBox(mesh, {0, 0, 0}, {2, 3, 1});
     for (std::size_t t = 4; t < 12; ++t) { // the walls
-        ::Test::SmallMesh turned = mesh;
+        Support::SmallMesh turned = mesh;
         std::swap(turned.indices[3 * t], turned.indices[3 * t + 1]);
         const ProgramRun run = Section(turned, "0.5");
         EXPECT_EQ(run.code, 0) << t << run.errors;
@@ -272,7 +274,7 @@ TEST_F(PartSectionByHand, OneTurnedTriangleDoesNotSpoilTheSection)
 TEST_F(PartSectionByHand, TwoBlocksOnOneEdge)
 {
     // They touch along an upright edge: two outlines with a common corner.
-    ::Test::SmallMesh mesh;
+    Support::SmallMesh mesh;
     AddBox(mesh, {0, 0, 0}, {1, 1, 1});
     AddBox(mesh, {1, 1, 0}, {3, 3, 1});
     const ProgramRun run = Section(mesh, "0.5");

@@ -9,7 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace Test {
+namespace Support {
 namespace {
 
 namespace fs = std::filesystem;
@@ -66,4 +66,4 @@ ProgramRun RunExample(const std::string& name, const std::vector<std::string>& a
     return run;
 }
 
-} // namespace Test
+} // namespace Support

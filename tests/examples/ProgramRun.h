@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 /// What a program came to: its exit code, or minus the number of the signal that ended it, and all
 /// it said.
@@ -21,4 +21,4 @@ ProgramRun RunExample(const std::string& name, const std::vector<std::string>& a
                       const std::filesystem::path& folder,
                       const std::filesystem::path& outputFile = {});
 
-} // namespace Test
+} // namespace Support

@@ -1,7 +1,7 @@
 // The remeshing program as a user runs it: what it writes, what it says, and when it warns.
 
 #include "tests/examples/ProgramRun.h"
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/MeshMeasures.h"
 #include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
@@ -11,8 +11,8 @@
 namespace {
 
 namespace fs = std::filesystem;
-using ::Test::ProgramRun;
-using ::Test::RunExample;
+using Support::ProgramRun;
+using Support::RunExample;
 
 /// The number after the last place where the output has these words.
 double NumberAfter(const std::string& output, const std::string& words)
@@ -24,8 +24,8 @@ double NumberAfter(const std::string& output, const std::string& words)
 
 TEST(RemeshProgram, WritesWhatItSays)
 {
-    const ::Test::TemporaryFolder folder;
-    const std::string bracket = ::Test::ExampleData("bracket.stl").string();
+    const Support::TemporaryFolder folder;
+    const std::string bracket = Support::ExampleData("bracket.stl").string();
     for (const std::string& chord : {std::string(), std::string("0.02")}) {
         SCOPED_TRACE(chord);
         std::vector<std::string> arguments{bracket, "out.stl", "--length",
@@ -52,8 +52,8 @@ TEST(RemeshProgram, WritesWhatItSays)
 
 TEST(RemeshProgram, ExitsWithThreeWhereTheVolumeDrifts)
 {
-    const ::Test::TemporaryFolder folder;
-    const std::string bracket = ::Test::ExampleData("bracket.stl").string();
+    const Support::TemporaryFolder folder;
+    const std::string bracket = Support::ExampleData("bracket.stl").string();
     const ProgramRun strict =
         RunExample("remesh", {bracket, "out.stl", "--length", "5", "--drift", "0"}, folder / "");
     EXPECT_EQ(strict.code, 3);
@@ -61,7 +61,7 @@ TEST(RemeshProgram, ExitsWithThreeWhereTheVolumeDrifts)
     EXPECT_TRUE(fs::exists(folder / "out.stl")) << "to look at";
 
     // A tube of radius 2.5 with a wall of 0.3, at its mean edge length of 5.
-    const fs::path tube = ::Test::SharedData("meshes_cad/round.stl");
+    const fs::path tube = Support::SharedData("meshes_cad/round.stl");
     SORVANE_NEED_DATA(tube);
     EXPECT_EQ(RunExample("remesh", {tube.string(), "out.stl"}, folder / "").code, 3);
     EXPECT_EQ(RunExample("remesh", {tube.string(), "out.stl", "--length", "0.5"}, folder / "").code,
@@ -70,11 +70,11 @@ TEST(RemeshProgram, ExitsWithThreeWhereTheVolumeDrifts)
 
 TEST(RemeshProgram, AnOpenPartHasNoVolumeToDrift)
 {
-    const ::Test::TemporaryFolder folder;
-    ::Test::SmallMesh sheet;
+    const Support::TemporaryFolder folder;
+    Support::SmallMesh sheet;
     sheet.points = {{0, 0, 0}, {4, 0, 0}, {4, 4, 0}, {0, 4, 0}};
     sheet.indices = {0, 1, 2, 0, 2, 3};
-    ::Test::WriteBytes(folder / "sheet.stl", ::Test::BinaryStlBytes(sheet, "sheet"));
+    Support::WriteBytes(folder / "sheet.stl", Support::BinaryStlBytes(sheet, "sheet"));
     const ProgramRun run = RunExample(
         "remesh", {"sheet.stl", "out.stl", "--length", "1", "--split-boundary"}, folder / "");
     EXPECT_EQ(run.code, 0) << run.errors;
@@ -84,8 +84,8 @@ TEST(RemeshProgram, AnOpenPartHasNoVolumeToDrift)
 
 TEST(RemeshProgram, WrongUseIsToldWithTheRightOne)
 {
-    const ::Test::TemporaryFolder folder;
-    ::Test::WriteBytes(folder / "part", ::Test::SolidText(::Test::TetrahedronAndFin(), "x"));
+    const Support::TemporaryFolder folder;
+    Support::WriteBytes(folder / "part", Support::SolidText(Support::TetrahedronAndFin(), "x"));
     const std::vector<std::vector<std::string>> wrong{
         {},
         {"part"},

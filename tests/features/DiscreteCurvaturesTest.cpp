@@ -140,12 +140,14 @@ TEST(DiscreteCurvatures, FlatBoundaryNodeHasAMeanCurvature)
 
 TEST(DiscreteCurvatures, NonFiniteCoordinatesShow)
 {
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const std::vector<Vec3d> ring{{1, 0, 0}, {0, 1, 0}, {-1, 0, nan}, {0, -1, 0}};
-    const DiscreteCurvatures bad = DiscreteCurvaturesAtNode(Vec3d{}, ring, kTolerance);
-    EXPECT_TRUE(std::isnan(bad.area));
-    EXPECT_TRUE(std::isnan(bad.maxCurvature));
-    EXPECT_TRUE(std::isnan(bad.minCurvature));
+    for (const double value :
+         {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
+        const std::vector<Vec3d> ring{{1, 0, 0}, {0, 1, 0}, {-1, 0, value}, {0, -1, 0}};
+        const DiscreteCurvatures bad = DiscreteCurvaturesAtNode(Vec3d{}, ring, kTolerance);
+        EXPECT_FALSE(std::isfinite(bad.area)) << value;
+        EXPECT_TRUE(std::isnan(bad.maxCurvature)) << value;
+        EXPECT_TRUE(std::isnan(bad.minCurvature)) << value;
+    }
 }
 
 TEST(DiscreteCurvatures, FarFromTheOriginNothingIsLost)

@@ -47,7 +47,7 @@ struct Form {
     static Soup Square() { return {{P(0, 0), P(1, 0), P(1, 1)}, {P(0, 0), P(1, 1), P(0, 1)}}; }
 
     /// `count` triangles with corners on a grid of 20 positions a coordinate: many coincide.
-    static Soup GridSoup(Test::Random& random, int count)
+    static Soup GridSoup(Support::Random& random, int count)
     {
         Soup soup;
         for (int t = 0; t < count; ++t) {
@@ -216,7 +216,7 @@ TYPED_TEST(IndexedMeshOf, FilterForUniquenessIsTheWayThroughASoup)
     SORVANE_FORM;
     for (int trial = 0; trial < 50; ++trial) {
         SCOPED_TRACE(trial);
-        Test::Random random(static_cast<std::uint64_t>(trial) + 100);
+        Support::Random random(static_cast<std::uint64_t>(trial) + 100);
         Indexed mesh;
         for (int i = 0; i < 60; ++i) {
             mesh.points.push_back(P(random.Below(6) * 0.25, random.Below(6) * 0.25));
@@ -237,7 +237,7 @@ TYPED_TEST(IndexedMeshOf, FilterForUniquenessIsTheWayThroughASoup)
 TYPED_TEST(IndexedMeshOf, FilterForUniquenessOfALargeMeshIsTheWayThroughASoup)
 {
     SORVANE_FORM;
-    Test::Random random(31);
+    Support::Random random(31);
     Indexed mesh;
     for (int i = 0; i < 20'000; ++i) {
         mesh.points.push_back(P(random.Below(400) * 0.25, random.Below(40) * 0.25));
@@ -274,7 +274,7 @@ TYPED_TEST(IndexedMeshOf, PointsThatMatchNothingStayApartAsInASoup)
 TYPED_TEST(IndexedMeshOf, WeldKeepsTheTrianglesWithinTolerance)
 {
     SORVANE_FORM;
-    Test::Random random(7);
+    Support::Random random(7);
     const Soup soup = TypeParam::GridSoup(random, 300);
     Soup noisy = soup;
     for (auto& triangle : noisy) {
@@ -412,7 +412,7 @@ TYPED_TEST(IndexedMeshOf, TransformedSoupIsMappedCornerByCorner)
     // Around the chunk size of the parallel loop: the last chunk of an exact multiple is empty.
     for (const int count : {0, 1, 511, 512, 513, 1024, 1500}) {
         SCOPED_TRACE(count);
-        Test::Random random(static_cast<std::uint64_t>(count) + 1);
+        Support::Random random(static_cast<std::uint64_t>(count) + 1);
         Soup soup = TypeParam::GridSoup(random, count);
         Soup expected = soup;
         for (auto& triangle : expected) {

@@ -120,7 +120,7 @@ TYPED_TEST(IsoSegmentOf, EndsAreWeighedMeansFromTheSmallerValueToTheGreater)
 {
     using V = TypeParam;
     using T = typename V::value_type;
-    Test::Random random(15);
+    Support::Random random(15);
     const auto mean = [](const V& low, const V& high, T s, T t, T level) {
         const T weight = (level - s) / (t - s);
         return low * (1 - weight) + high * weight;
@@ -152,7 +152,7 @@ TYPED_TEST(IsoSegmentOf, EndsLieOnTheLevelAndNeighborsAgreeBitForBit)
 {
     using V = TypeParam;
     using T = typename V::value_type;
-    Test::Random random(14);
+    Support::Random random(14);
     const T close = std::is_same_v<T, float> ? T(2e-5F) : T(1e-13);
     for (int trial = 0; trial < 1000; ++trial) {
         // A linear field on four points; the triangles 0 1 2 and 2 1 3 share an edge.

@@ -64,10 +64,10 @@ void CheckReordered(const IndexedPointsBase<D, double>& mesh)
 
 TYPED_TEST(MeshMortonOrder, IsTheSameMeshUnderOtherNumbers)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     // Below and above the size from which the sort runs in parallel.
     for (const int count : {1, 2, 100, 2048, 2049, 10'000}) {
-        CheckReordered(::Test::GarbageMesh<TypeParam::D, double>(random, count, 2 * count));
+        CheckReordered(Support::GarbageMesh<TypeParam::D, double>(random, count, 2 * count));
     }
 }
 
@@ -147,8 +147,8 @@ TEST(MeshMortonOrderSquare, CornersComeAsAZ)
 TEST(MeshMortonOrderSheet, NeighborsComeCloserInMemory)
 {
     // A sheet whose points are in random order: corners of a triangle lie n / 3 apart on average.
-    ::Test::Random random(2);
-    auto mesh = ::Test::Grid(60, 60);
+    Support::Random random(2);
+    auto mesh = Support::Grid(60, 60);
     std::vector<int> number(mesh.points.size());
     std::iota(number.begin(), number.end(), 0);
     for (std::size_t i = number.size() - 1; i > 0; --i) {

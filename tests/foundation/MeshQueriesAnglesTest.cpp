@@ -5,6 +5,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/TestSupport.h"
 
 #include <cmath>
 #include <limits>
@@ -239,7 +240,7 @@ TYPED_TEST(QueryAnglesOf, LargeMeshAgreesWithTheDefinitionInEveryEntry)
     // A bumpy grid of 3,200 triangles, beyond the chunk size; each crease from its own two
     // triangles.
     const int side = 40;
-    Test::Random random(40);
+    Support::Random random(40);
     IndexedPointsBase<3, T> mesh;
     for (int i = 0; i <= side; ++i) {
         for (int j = 0; j <= side; ++j) {
@@ -331,10 +332,10 @@ std::vector<T> CreasesOneByOne(const IndexedPointsBase<3, T>& mesh, bool isSigne
 
 TYPED_TEST(QueryAnglesOf, GarbageMeshesAgreeWithTheDefinition)
 {
-    Test::Random random(41);
+    Support::Random random(41);
     for (int trial = 0; trial < 60; ++trial) {
         SCOPED_TRACE(trial);
-        const auto mesh = Test::GarbageMesh<3, TypeParam>(
+        const auto mesh = Support::GarbageMesh<3, TypeParam>(
             random, 3 + random.Below(40), random.Below(trial % 10 == 0 ? 2000 : 80));
         for (const bool isSigned : {false, true}) {
             ASSERT_EQ(Mesh::CreaseAngles(mesh, isSigned), CreasesOneByOne(mesh, isSigned));

@@ -3,6 +3,7 @@
 #include <Sorvane/MeshQueries_E.h>
 
 #include "tests/support/StlFile.h"
+#include "tests/support/TestSupport.h"
 
 #include <algorithm>
 #include <cmath>
@@ -60,7 +61,7 @@ class MeshQueriesOnParts : public testing::TestWithParam<PartCase> {};
 TEST_P(MeshQueriesOnParts, AgreeWithSlowTwinsAndKnownBoundary)
 {
     const PartCase& part = GetParam();
-    const auto file = ::Test::SharedData(part.file);
+    const auto file = Support::SharedData(part.file);
     SORVANE_NEED_DATA(file);
     const auto mesh = Support::WeldedStl<double>(file);
     ASSERT_EQ(mesh.indices.size(), 3 * part.triangles);
@@ -107,14 +108,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(MatchNormalsOnParts, RealPartFromRandomlyTurnedTriangles)
 {
-    const auto file = ::Test::SharedData("meshes_cad/voron_z_joint_upper_x4.stl");
+    const auto file = Support::SharedData("meshes_cad/voron_z_joint_upper_x4.stl");
     SORVANE_NEED_DATA(file);
     const auto part = Support::WeldedStl<double>(file); // one closed, oriented component
     ASSERT_EQ(part.indices.size(), 3U * 26442);
     ASSERT_EQ(MisorientedEdges(part.indices), 0);
     auto mesh = part;
     EXPECT_FALSE(Mesh::MatchNormals(mesh));
-    ::Test::Random random(29);
+    Support::Random random(29);
     for (std::size_t t = 0; t < part.indices.size() / 3; ++t) {
         if (random.Below(5) < 2) {
             std::swap(mesh.indices[3 * t + 1], mesh.indices[3 * t + 2]);
@@ -140,7 +141,7 @@ class MatchNormalsOnDegenerateParts : public testing::TestWithParam<DegenerateCa
 TEST_P(MatchNormalsOnDegenerateParts, SoundTrianglesAreThoseOfThePartWithoutTheOthers)
 {
     const DegenerateCase& part = GetParam();
-    const auto file = ::Test::SharedData(part.file);
+    const auto file = Support::SharedData(part.file);
     SORVANE_NEED_DATA(file);
     const auto whole = Support::WeldedStl<double>(file);
     ASSERT_EQ(whole.indices.size(), 3 * part.triangles);
@@ -165,7 +166,7 @@ TEST_P(MatchNormalsOnDegenerateParts, SoundTrianglesAreThoseOfThePartWithoutTheO
     EXPECT_FALSE(Mesh::MatchNormals(mesh)); // the part is wound well and nothing may be turned
     EXPECT_TRUE(mesh.indices == whole.indices);
 
-    ::Test::Random random(31);
+    Support::Random random(31);
     for (const std::size_t t : sound) {
         if (random.Below(3) == 0) {
             std::swap(mesh.indices[3 * t + 1], mesh.indices[3 * t + 2]);
@@ -189,7 +190,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CreaseAnglesOnParts, EdgesOfARealPartAgreeFromBothSides)
 {
-    const auto file = ::Test::SharedData("meshes_cad/plate_holes.STL");
+    const auto file = Support::SharedData("meshes_cad/plate_holes.STL");
     SORVANE_NEED_DATA(file);
     const auto mesh = Support::WeldedStl<double>(file); // closed, every edge of two triangles
     ASSERT_EQ(mesh.indices.size(), 3U * 1252);

@@ -63,7 +63,7 @@ std::vector<int> Grid(int side) { return Support::GridIndices(side, side); }
 
 std::vector<int> RandomTriples(std::uint64_t seed, int triangles, int nodes)
 {
-    Test::Random random(seed);
+    Support::Random random(seed);
     std::vector<int> indices;
     for (int i = 0; i < 3 * triangles; ++i) {
         indices.push_back(random.Below(nodes));
@@ -544,7 +544,7 @@ TYPED_TEST(MeshQueriesOf, MatchNormalsSoundTrianglesComeOutAsIfTheOthersWereNotT
 {
     for (std::uint64_t seed = 1; seed <= 30; ++seed) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
-        Test::Random random(seed);
+        Support::Random random(seed);
         auto sound = Grid(6);
         for (int t = 0; t < 72; ++t) {
             if (random.Below(3) == 0) {

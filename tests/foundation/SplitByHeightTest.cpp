@@ -293,7 +293,7 @@ TYPED_TEST(SplitByHeightOf, EveryHeightInReachHasItsNodeAndThePathStays)
     SORVANE_FORM;
     for (int trial = 0; trial < 200; ++trial) {
         SCOPED_TRACE(trial);
-        Test::Random random(static_cast<std::uint64_t>(trial) + 1);
+        Support::Random random(static_cast<std::uint64_t>(trial) + 1);
         Nodes line;
         double y = random.Between(-2, 2);
         for (int i = 0; i < 12; ++i) {

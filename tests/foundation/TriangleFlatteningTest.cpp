@@ -126,7 +126,7 @@ TYPED_TEST(FlatteningOf, StarOfSixPlanarPointsIsTheirOwnPicture)
 {
     using T = TypeParam;
     using V = VecBase<2, T>;
-    Test::Random random(4);
+    Support::Random random(4);
     for (int trial = 0; trial < 300; ++trial) {
         SCOPED_TRACE(trial);
         // The triangle in its flattened position, and a point beyond each edge.
@@ -153,7 +153,7 @@ TYPED_TEST(FlatteningOf, StarOfSixPlanarPointsIsTheirOwnPicture)
 TYPED_TEST(FlatteningOf, StarKeepsAllNineLengthsOfABentOne)
 {
     using T = TypeParam;
-    Test::Random random(6);
+    Support::Random random(6);
     int counted = 0;
     for (int trial = 0; trial < 300; ++trial) {
         SCOPED_TRACE(trial);

@@ -23,7 +23,7 @@ template <class T>
 constexpr double kClose = std::is_same_v<T, float> ? 2e-5 : 1e-13;
 
 template <class T>
-Triangle<3, T> RandomTriangle(Test::Random& random)
+Triangle<3, T> RandomTriangle(Support::Random& random)
 {
     Triangle<3, T> triangle;
     do {
@@ -50,7 +50,7 @@ TYPED_TEST(TriangleFrameOf, CornersTakeTheirPlaces)
 TYPED_TEST(TriangleFrameOf, MapIsRigid)
 {
     using T = TypeParam;
-    Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 100; ++trial) {
         const auto triangle = RandomTriangle<T>(random);
         const TransformBase<3> space = Mesh::TriangleSpace(triangle);
@@ -66,7 +66,7 @@ TYPED_TEST(TriangleFrameOf, MapIsRigid)
 TYPED_TEST(TriangleFrameOf, ThereAndBackForPointsOfThePlane)
 {
     using T = TypeParam;
-    Test::Random random(2);
+    Support::Random random(2);
     for (int trial = 0; trial < 100; ++trial) {
         const auto triangle = RandomTriangle<T>(random);
         const auto& [a, b, c] = triangle;
@@ -155,7 +155,7 @@ TYPED_TEST(TriangleFrameOf, WeightsAreThoseOfTheFirstTwoCorners)
 TYPED_TEST(TriangleFrameOf, BarycentricThereAndBack)
 {
     using T = TypeParam;
-    Test::Random random(12);
+    Support::Random random(12);
     for (int trial = 0; trial < 100; ++trial) {
         const auto triangle = RandomTriangle<T>(random);
         std::vector<VecBase<2, T>> weights;
@@ -176,11 +176,11 @@ TYPED_TEST(TriangleFrameOf, DegenerateTriangleReportsEachPointAndGivesZero)
     using V = VecBase<3, T>;
     using W = VecBase<2, T>;
     const Triangle<3, T> collinear{V{1, 2, 3}, V{3, 2, 3}, V{2, 2, 3}};
-    Test::ExpectAssertions(3);
+    Support::ExpectAssertions(3);
     EXPECT_EQ(Mesh::MapPointsToTriangleBarycentric(collinear, {V{1, 2, 3}, V{2, 2, 3}, V{9, 9, 9}}),
               (std::vector<W>(3)));
-    EXPECT_EQ(Test::AssertionCount(), 3);
-    EXPECT_EQ(Test::LastAssertion(),
+    EXPECT_EQ(Support::AssertionCount(), 3);
+    EXPECT_EQ(Support::LastAssertion(),
               "Triangle_Impl:330 Velk::Math::Sorvane::Mesh::MapPointsToTriangleBarycentric::"
               "<lambda_1>::operator ()");
 }
@@ -195,7 +195,7 @@ TYPED_TEST(TriangleFrameOf, BarycentricDegeneracyIsRelativeToTheLongestEdge)
         const Triangle<3, T> triangle{V{}, V{base, T{0}, T{0}}, apex};
         return Mesh::MapPointsToTriangleBarycentric(triangle, {V{}})[0];
     };
-    Test::ExpectAssertions(3);
+    Support::ExpectAssertions(3);
     for (const T base : {T(1.0 / 1024), T{1}, T{1024}}) {
         EXPECT_EQ(weight(base, 2 * kLengthFloor<T>), (VecBase<2, T>{1, 0}));
         EXPECT_EQ(weight(base, kLengthFloor<T> / 2), (VecBase<2, T>{}));

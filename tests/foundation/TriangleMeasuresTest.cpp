@@ -60,7 +60,7 @@ std::vector<IntegerTriangle> Shapes()
         {1, 4'000'000, 4'000'000},
         {1'000'000, 3'000'001, 4'000'000},
     };
-    Test::Random random(21);
+    Support::Random random(21);
     for (int i = 0; i < 2000; ++i) {
         const long long a = 1 + random.Below(2'000'000);
         const long long b = 1 + random.Below(2'000'000);
@@ -173,7 +173,7 @@ TYPED_TEST(AspectRatioOf, SameForEveryOrderOfCorners)
 {
     using V = TypeParam;
     using T = typename V::value_type;
-    Test::Random random(5);
+    Support::Random random(5);
     for (int i = 0; i < 500; ++i) {
         std::array<V, 3> corner;
         for (V& c : corner) {
@@ -204,7 +204,7 @@ TYPED_TEST(AspectRatioOf, EveryStepIsTakenInTheTypeOfTheCorners)
 {
     using V = TypeParam;
     using T = typename V::value_type;
-    Test::Random random(18);
+    Support::Random random(18);
     for (int i = 0; i < 500; ++i) {
         std::array<V, 3> corner;
         for (V& p : corner) {
@@ -316,7 +316,7 @@ TYPED_TEST(TriangleMeasuresOf, OppositeEdgeLengthInvertsTheAngle)
     const T tiny = static_cast<T>(1e-6);
     const double chord = 2 * std::sin(static_cast<double>(tiny) / 2);
     EXPECT_NEAR(Mesh::OppositeEdgeLength(T{1}, T{1}, tiny) / chord, 1.0, 4 * kEpsilon<T>);
-    Test::Random random(2);
+    Support::Random random(2);
     for (int i = 0; i < 500; ++i) {
         const T a = static_cast<T>(random.Between(0.1, 10));
         const T b = static_cast<T>(random.Between(0.1, 10));
@@ -331,7 +331,7 @@ TYPED_TEST(TriangleMeasuresOf, OppositeEdgeLengthInvertsTheAngle)
 TYPED_TEST(TriangleMeasuresOf, EveryStepIsTakenInTheTypeOfTheLengths)
 {
     using T = TypeParam;
-    Test::Random random(17);
+    Support::Random random(17);
     for (int i = 0; i < 500; ++i) {
         const T a = static_cast<T>(random.Between(3, 4));
         const T b = static_cast<T>(random.Between(2, 3));
@@ -394,7 +394,7 @@ TYPED_TEST(TriangleMeasuresOf, LocallyDelaunayEdgeAgreesWithTheCircle)
 {
     using T = TypeParam;
     // p3 outside the circumcircle of p0 p1 p2 exactly when the edge p0p1 is Delaunay.
-    Test::Random random(8);
+    Support::Random random(8);
     int decided = 0;
     for (int i = 0; i < 1000; ++i) {
         const Vec2d p0{-1, 0};

@@ -24,7 +24,7 @@ using Scalars = testing::Types<float, double>;
 TYPED_TEST_SUITE(TriangleNormalsOf, Scalars);
 
 template <class Scalar>
-TriangleSoup<3, Scalar> RandomSoup(Test::Random& random, int count)
+TriangleSoup<3, Scalar> RandomSoup(Support::Random& random, int count)
 {
     TriangleSoup<3, Scalar> soup;
     for (int t = 0; t < count; ++t) {
@@ -81,7 +81,7 @@ TYPED_TEST(TriangleNormalsOf, NormalThresholdIsOnTheAreaAndNotOnTheCrossProduct)
 TYPED_TEST(TriangleNormalsOf, NormalsAreUnitAndPerpendicular)
 {
     using T = TypeParam;
-    Test::Random random(3);
+    Support::Random random(3);
     const auto soup = RandomSoup<T>(random, 1000);
     const auto normals = Mesh::Normals(soup);
     const auto areas = Mesh::Areas(soup);
@@ -135,7 +135,7 @@ TYPED_TEST(TriangleNormalsOf, MeshAndSoupFormsAgreeWithTheSingleTriangleBitForBi
     // Around the chunk size of the parallel loop, and well beyond it.
     for (const int count : {1, 511, 512, 513, 1024, 5000}) {
         SCOPED_TRACE(count);
-        Test::Random random(static_cast<std::uint64_t>(count));
+        Support::Random random(static_cast<std::uint64_t>(count));
         const auto soup = RandomSoup<T>(random, count);
         const auto mesh = Mesh::IndexedPointsFromSoup<3, T>(soup, false, T{0});
         std::vector<V> areaNormals;
@@ -204,7 +204,7 @@ TYPED_TEST(TriangleNormalsOf, VertexSumsRunInTriangleOrder)
 {
     using T = TypeParam;
     using V = VecBase<3, T>;
-    Test::Random random(9);
+    Support::Random random(9);
     IndexedPointsBase<3, T> mesh;
     for (int i = 0; i < 700; ++i) {
         mesh.points.push_back(random.Vector<3, T>(-5, 5));

@@ -97,7 +97,7 @@ TYPED_TEST(SplittingOf, PiecesSumToTheAreaAndKeepTheOrientation)
 {
     using V = TypeParam;
     using T = typename V::value_type;
-    Test::Random random(33);
+    Support::Random random(33);
     const double close = std::is_same_v<T, float> ? 1e-4 : 1e-12;
     for (int trial = 0; trial < 200; ++trial) {
         Triangle<V::size(), T> triangle;

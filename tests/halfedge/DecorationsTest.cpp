@@ -125,10 +125,10 @@ TEST(Decorations, PacketMayBeEmpty)
     packet.Reset();
     packet.ResetAll();
     TriangleMesh<DHVertex<3>, DecoratedTopology<HEdge>, DecoratedTopology<HFace>> mesh;
-    ASSERT_TRUE(mesh.LoadIndexedPoints(::Test::Octahedron()));
+    ASSERT_TRUE(mesh.LoadIndexedPoints(Support::Octahedron()));
     ASSERT_TRUE(mesh.CollapseEdge(mesh.FindEdge(0, 2), false, false));
     EXPECT_TRUE(mesh.Nodes()[2].IsInvalid());
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
 }
 
 TEST(Decorations, InvalidateThroughTheBaseResetsOnce)
@@ -206,7 +206,7 @@ TEST(Decorations, RecycledEdgesAndFacesAreClean)
 TEST(Decorations, RecycledRecordCountsAsOld)
 {
     SubdivisionMesh mesh;
-    ASSERT_TRUE(mesh.LoadIndexedPoints(::Test::Octahedron()));
+    ASSERT_TRUE(mesh.LoadIndexedPoints(Support::Octahedron()));
     const int edge = mesh.FindEdge(0, 2);
     mesh.EdgeRecord(edge)->old = false;
     mesh.NodeRecord(2)->old = false;
@@ -216,13 +216,13 @@ TEST(Decorations, RecycledRecordCountsAsOld)
     EXPECT_EQ(middle, 2);
     EXPECT_TRUE(mesh.NodeRecord(2)->old);
     EXPECT_TRUE(mesh.EdgeRecord(edge)->old);
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
 }
 
 TEST(Decorations, CollapseClearsTheErrorOfTheNodeThatGoes)
 {
     QuadricMesh mesh;
-    ASSERT_TRUE(mesh.LoadIndexedPoints(::Test::Octahedron()));
+    ASSERT_TRUE(mesh.LoadIndexedPoints(Support::Octahedron()));
     mesh.NodeRecord(0)->qef = SomeQuadric();
     mesh.NodeRecord(2)->qef = SomeQuadric();
     ASSERT_TRUE(mesh.CollapseEdge(mesh.FindEdge(0, 2), false, false));
@@ -234,7 +234,7 @@ TEST(Decorations, CollapseClearsTheErrorOfTheNodeThatGoes)
 TEST(Decorations, EditsLeaveSurvivorsAndNewRecordsAlone)
 {
     FeatureMesh mesh;
-    ASSERT_TRUE(mesh.LoadIndexedPoints(::Test::Octahedron()));
+    ASSERT_TRUE(mesh.LoadIndexedPoints(Support::Octahedron()));
     const int edge = mesh.FindEdge(0, 4);
     mesh.EdgeRecord(edge)->feature = true;
     mesh.EdgeRecord(edge ^ 1)->feature = true;
@@ -278,7 +278,7 @@ TEST(Decorations, HostsComposeTheirOwn)
     mesh.NodeRecord(0)->group = 0;
     EXPECT_FALSE(mesh.CollapseEdge(mesh.FindEdge(0, middle), false, true)); // either end locks
     EXPECT_TRUE(mesh.CollapseEdge(mesh.FindEdge(0, middle), true, true));
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
 }
 
 TEST(Decorations, LoadGivesTagsToTheFacesThatWereAdded)

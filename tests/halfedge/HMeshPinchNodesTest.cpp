@@ -19,11 +19,11 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::HalfEdge;
-using ::Test::CheckTopology;
-using ::Test::CountTopology;
-using ::Test::IndexedMesh;
-using ::Test::Random;
-using ::Test::TopologyCounts;
+using Support::CheckTopology;
+using Support::CountTopology;
+using Support::IndexedMesh;
+using Support::Random;
+using Support::TopologyCounts;
 
 using Triangles = TriangleMesh<HVertex<3, double>, HEdge, HFace>;
 using Edge = std::pair<int, int>;
@@ -41,7 +41,7 @@ Triangles Loaded(const IndexedMesh& indexed)
 IndexedMesh Joined(const IndexedMesh& a, int first, const IndexedMesh& b, int second)
 {
     const int shift = static_cast<int>(a.points.size());
-    IndexedMesh mesh = ::Test::Together(a, b);
+    IndexedMesh mesh = Support::Together(a, b);
     for (std::size_t i = a.indices.size(); i < mesh.indices.size(); ++i) {
         const int number = mesh.indices[i] - shift;
         mesh.indices[i] = number == second ? first : mesh.indices[i] - (number > second ? 1 : 0);
@@ -51,7 +51,7 @@ IndexedMesh Joined(const IndexedMesh& a, int first, const IndexedMesh& b, int se
 }
 
 // Node 0 of the first octahedron is node 1 of the second.
-IndexedMesh TwoOctahedra() { return Joined(::Test::Octahedron(), 0, ::Test::Octahedron(), 1); }
+IndexedMesh TwoOctahedra() { return Joined(Support::Octahedron(), 0, Support::Octahedron(), 1); }
 
 // --- the complex ---------------------------------------------------------------------------------
 
@@ -169,7 +169,7 @@ bool MayCollapse(const Complex& complex, int a, int b, bool relaxed)
 // Meshes with every kind of node.
 std::vector<std::pair<const char*, IndexedMesh>> Shapes()
 {
-    using namespace ::Test;
+    using namespace Support;
     IndexedMesh withDebris = Octahedron(); // an edge 0-6 and another 6-1, left by a refused face
     withDebris.points.push_back({3, 3, 3});
     withDebris.indices.insert(withDebris.indices.end(), {0, 6, 1, 6, 0, 2});
@@ -252,7 +252,7 @@ TEST(PinchNodes, NeighborInAFanOutOfSightCountsAsCommon)
 {
     IndexedMesh mesh;
     mesh.points.resize(10);
-    const IndexedMesh octahedron = ::Test::Octahedron();
+    const IndexedMesh octahedron = Support::Octahedron();
     // In the first body 0 and 1 are next to each other, in the second they are opposite, and 2 is
     // next to both.
     const int first[] = {0, 6, 1, 7, 8, 9};
@@ -279,7 +279,7 @@ TEST(PinchNodes, NeighborInAFanOutOfSightCountsAsCommon)
 // behind.
 TEST(PinchNodes, EdgeWithoutFacesKeepsItsNode)
 {
-    IndexedMesh indexed = ::Test::Octahedron();
+    IndexedMesh indexed = Support::Octahedron();
     indexed.points.push_back({3, 3, 3});
     indexed.indices.insert(indexed.indices.end(), {6, 0, 2}); // 6-0 is made, 0-2 is taken
     Triangles mesh = Loaded(indexed);
@@ -405,7 +405,7 @@ TEST(SplitPinchNodes, OneNodeForEachFanOfEveryShape)
         }
         IndexedMesh exportedAfter;
         mesh.ExportIndexedPoints(exportedAfter, 0.0); // welds them together again
-        EXPECT_EQ(::Test::TriangleSet(exportedAfter), ::Test::TriangleSet(exportedBefore));
+        EXPECT_EQ(Support::TriangleSet(exportedAfter), Support::TriangleSet(exportedBefore));
         EXPECT_EQ(exportedAfter.points.size(), exportedBefore.points.size());
     }
 }
@@ -452,13 +452,13 @@ TEST(SplitPinchNodes, RandomSoups)
         ASSERT_TRUE(mesh.LinkBoundaryEdges());
         IndexedMesh after;
         mesh.ExportIndexedPoints(after, 0.0);
-        ASSERT_EQ(::Test::TriangleSet(after), ::Test::TriangleSet(before));
+        ASSERT_EQ(Support::TriangleSet(after), Support::TriangleSet(before));
     }
 }
 
 TEST(RecountDegrees, ServesWhoeverWritesOrigins)
 {
-    Triangles mesh = Loaded(::Test::Grid(1, 1)); // triangles 0 1 3 and 0 3 2
+    Triangles mesh = Loaded(Support::Grid(1, 1)); // triangles 0 1 3 and 0 3 2
     const int added = mesh.AddNode(HVertex<3, double>({5, 5, 5}));
     const int e = mesh.FindEdge(0, 1);
     mesh.EdgeRecord(e)->node = added; // by hand: only the count is of interest here

@@ -171,7 +171,7 @@ TEST(HMesh, FirstFaceTakesPairsInOrder)
     EXPECT_EQ(mesh.EdgeNodes(3), (List{2, 1}));
     EXPECT_EQ(mesh.EdgeFaces(2), (List{0, -1}));
     EXPECT_EQ(mesh.EdgeFaces(3), (List{-1, 0}));
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
 }
 
 TEST(HMesh, RepeatedDirectedEdgeFailsAndLeavesTheFirstFaceIntact)
@@ -182,7 +182,7 @@ TEST(HMesh, RepeatedDirectedEdgeFailsAndLeavesTheFirstFaceIntact)
     EXPECT_EQ(mesh.FaceCount(), 1);
     EXPECT_EQ(mesh.FaceNodes(0), (List{0, 1, 2}));
     EXPECT_EQ(mesh.FaceEdges(0), (List{0, 2, 4}));
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
 }
 
 TEST(HMesh, FailedFaceLeavesItsFirstEdges)
@@ -196,7 +196,7 @@ TEST(HMesh, FailedFaceLeavesItsFirstEdges)
     EXPECT_EQ(mesh.NodeRecord(0)->edge, 7);  // redirected to the debris
     EXPECT_EQ(mesh.NodeEdges(0), (List{7})); // whose links are missing: one entry
     EXPECT_EQ(mesh.NodeNodes(0), (List{3}));
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
 }
 
 TEST(HMesh, RefusedListsChangeNothing)
@@ -232,7 +232,7 @@ TEST(HMesh, FaceThatRunsAnEdgeTwiceIsRefused)
     EXPECT_EQ(mesh.AddFace({1, 0, 1, 0}), -1);
     EXPECT_EQ(mesh.EdgeCount(), 0);           // nothing was changed
     EXPECT_EQ(mesh.AddFace({0, 1, 2, 1}), 0); // there and back is no repetition
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
 
     PolygonMesh fromEdges = WithNodes(4);
     List loop;
@@ -245,7 +245,7 @@ TEST(HMesh, FaceThatRunsAnEdgeTwiceIsRefused)
     EXPECT_EQ(fromEdges.AddFaceFromEdges(twice), -1);
     EXPECT_EQ(Fingerprint(fromEdges), before);
     EXPECT_EQ(fromEdges.AddFaceFromEdges(loop), 0);
-    EXPECT_EQ(::Test::CheckTopology(fromEdges), "");
+    EXPECT_EQ(Support::CheckTopology(fromEdges), "");
 }
 
 TEST(HMesh, FaceFromEdgesTakesHalfEdgesOverFromAnotherFace)
@@ -257,7 +257,7 @@ TEST(HMesh, FaceFromEdgesTakesHalfEdgesOverFromAnotherFace)
     mesh.RemoveFace(0);
     EXPECT_EQ(mesh.AddFaceFromEdges({2, 4, 0}), 0); // the free face is used again
     EXPECT_EQ(mesh.FaceNodes(0), (List{1, 2, 0}));
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
     EXPECT_EQ(mesh.AddFaceFromEdges({0, 2, 4}), 2); // and a live face may be robbed
     EXPECT_EQ(mesh.EdgeFaces(0), (List{2, 1}));
 }
@@ -279,7 +279,7 @@ TEST(HMesh, FaceFromEdgesGivesStrayNodesTheirHalfEdge)
     }
     mesh.RemoveNode(0);
     EXPECT_GE(mesh.AddFaceFromEdges(rim), 0);
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
     EXPECT_EQ(mesh.NodeNodes(1).size(), 2U);
 }
 
@@ -639,7 +639,7 @@ TEST(HMesh, BadSubscriptsGiveNothing)
         }
         mesh.RemoveNode(bad);
     }
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
     EXPECT_EQ(mesh.FreeNodes().size(), 1U);
 }
 
@@ -710,7 +710,7 @@ TEST(HMesh, ReverseOrientationTurnsFacesAndPairs)
     EXPECT_EQ(mesh.FindOrAddEdge(1, 2), e ^ 1);
     EXPECT_EQ(mesh.NodeNodes(0), (List{4, 3, 2, 1})); // was 4, 1, 2, 3
     EXPECT_EQ(mesh.FaceNodes(0), (List{1, 0, 2}));    // its half-edge 0 now runs from 1 to 0
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
 }
 
 TEST(HMesh, ReverseOrientationTwiceRestoresEverything)
@@ -721,7 +721,7 @@ TEST(HMesh, ReverseOrientationTwiceRestoresEverything)
     EXPECT_NE(Fingerprint(mesh), before);
     mesh.ReverseOrientation();
     EXPECT_EQ(Fingerprint(mesh), before);
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
 }
 
 TEST(HMesh, ReverseOrientationLeavesDeletedRecordsDeleted)
@@ -736,7 +736,7 @@ TEST(HMesh, ReverseOrientationLeavesDeletedRecordsDeleted)
     EXPECT_FALSE(mesh.IsValidNode(gone));
     EXPECT_FALSE(mesh.IsValidEdge(edge));
     EXPECT_EQ(mesh.NodeRecord(spare)->edge, -2); // its half-edge is no more
-    EXPECT_EQ(::Test::CheckTopology(mesh), "");
+    EXPECT_EQ(Support::CheckTopology(mesh), "");
     EXPECT_EQ(mesh.AddNode({}), gone);
     EXPECT_EQ(mesh.AddNode({}), gone + 1); // the slot was handed out once
 }
@@ -752,20 +752,20 @@ TEST(HMesh, RotateNodeStepsCounterClockwise)
 
 TEST(HMesh, RotateNodeReportsAMissingLink)
 {
-    ::Test::ExpectAssertions(1);
+    Support::ExpectAssertions(1);
     PolygonMesh mesh = ClosedFan();
     const int rim = mesh.FindEdge(1, 4); // outside, unlinked
     ASSERT_EQ(mesh.EdgeRecord(rim)->prev, -2);
     mesh.NodeRecord(1)->edge = rim;
     mesh.RotateNode(1);
     EXPECT_EQ(mesh.NodeRecord(1)->edge, rim);
-    EXPECT_EQ(::Test::LastAssertion(),
+    EXPECT_EQ(Support::LastAssertion(),
               "HalfEdgeMesh_E:921 Velk::Math::Sorvane::HalfEdge::HMesh::RotateNode");
 }
 
 TEST(HMesh, RotateNodeReportsAForeignHalfEdgeAndGoesOn)
 {
-    ::Test::ExpectAssertions(1);
+    Support::ExpectAssertions(1);
     PolygonMesh mesh = ClosedFan();
     const int first = mesh.NodeRecord(0)->edge;
     mesh.EdgeRecord(first)->prev = mesh.FindEdge(1, 2); // its twin leaves node 2
@@ -775,7 +775,7 @@ TEST(HMesh, RotateNodeReportsAForeignHalfEdgeAndGoesOn)
 
 TEST(HMesh, GetVertexReportsABadSubscript)
 {
-    ::Test::ExpectAssertions(3);
+    Support::ExpectAssertions(3);
     PolygonMesh mesh;
     mesh.AddNode(HVertex<3, double>({1, 2, 3}));
     EXPECT_EQ(mesh.GetVertex(0), (Vec3d{1, 2, 3}));
@@ -783,7 +783,7 @@ TEST(HMesh, GetVertexReportsABadSubscript)
     EXPECT_EQ(mesh.GetVertex(-2), (Vec3d{0, 0, 0}));
     mesh.RemoveNode(0);
     EXPECT_EQ(mesh.GetVertex(0), (Vec3d{0, 0, 0}));
-    EXPECT_EQ(::Test::LastAssertion(),
+    EXPECT_EQ(Support::LastAssertion(),
               "HalfEdgeMesh_E:1276 Velk::Math::Sorvane::HalfEdge::HMesh::GetVertex");
 }
 
@@ -886,9 +886,9 @@ TEST(CheckTopology, FindsEachKindOfFault)
         BrokenMesh mesh;
         mesh.PolygonMesh::Assign(ClosedFan());
         mesh.AddNode({});
-        ASSERT_EQ(::Test::CheckTopology(mesh), "");
+        ASSERT_EQ(Support::CheckTopology(mesh), "");
         breakIt(mesh);
-        EXPECT_NE(::Test::CheckTopology(mesh), "") << what;
+        EXPECT_NE(Support::CheckTopology(mesh), "") << what;
     }
 }
 

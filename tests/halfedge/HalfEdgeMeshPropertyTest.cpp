@@ -18,11 +18,11 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::HalfEdge;
-using ::Test::CheckTopology;
-using ::Test::CountTopology;
-using ::Test::IndexedMesh;
-using ::Test::Random;
-using ::Test::TopologyCounts;
+using Support::CheckTopology;
+using Support::CountTopology;
+using Support::IndexedMesh;
+using Support::Random;
+using Support::TopologyCounts;
 
 using Triangles = TriangleMesh<HVertex<3, double>, HEdge, HFace>;
 using Triple = std::array<int, 3>;
@@ -436,7 +436,7 @@ void PrintTo(const MeshCase& c, std::ostream* os) { *os << c.name; }
 IndexedMesh Joined(const IndexedMesh& first, int at, const IndexedMesh& second)
 {
     const int shift = static_cast<int>(first.points.size());
-    IndexedMesh mesh = ::Test::Together(first, second);
+    IndexedMesh mesh = Support::Together(first, second);
     for (std::size_t i = first.indices.size(); i < mesh.indices.size(); ++i) {
         mesh.indices[i] = mesh.indices[i] == shift ? at : mesh.indices[i] - 1;
     }
@@ -444,12 +444,15 @@ IndexedMesh Joined(const IndexedMesh& first, int at, const IndexedMesh& second)
     return mesh;
 }
 
-IndexedMesh OctahedraAtOnePoint() { return Joined(::Test::Octahedron(), 0, ::Test::Octahedron()); }
+IndexedMesh OctahedraAtOnePoint()
+{
+    return Joined(Support::Octahedron(), 0, Support::Octahedron());
+}
 
 // Two octahedra with the opposite points 0 and 1 in common.
 IndexedMesh BodiesThatTouchTwice()
 {
-    IndexedMesh mesh = ::Test::Together(::Test::Octahedron(), ::Test::Octahedron());
+    IndexedMesh mesh = Support::Together(Support::Octahedron(), Support::Octahedron());
     for (int& i : mesh.indices) {
         i = i == 6 || i == 7 ? i - 6 : i > 7 ? i - 2 : i;
     }
@@ -459,7 +462,7 @@ IndexedMesh BodiesThatTouchTwice()
 
 std::vector<MeshCase> Cases()
 {
-    using namespace ::Test;
+    using namespace Support;
     return {
         {"Tetrahedron", Tetrahedron(), {4, 6, 4, 0}},
         {"Cube", Cube(), {8, 18, 12, 0}},
@@ -548,7 +551,7 @@ TEST(HalfEdgePropertyCoverage, EveryEditHappensOften)
 {
     Triangles mesh;
     ASSERT_TRUE(
-        mesh.LoadIndexedPoints(::Test::Together(::Test::Torus(20, 12), ::Test::Grid(20, 20))));
+        mesh.LoadIndexedPoints(Support::Together(Support::Torus(20, 12), Support::Grid(20, 20))));
     Policy policy;
     policy.isSmall = false;
     policy.checkEvery = 500;
@@ -568,7 +571,7 @@ TEST(HalfEdgePropertyCoverage, EveryEditHappensOften)
 TEST(HalfEdgePropertyCoverage, EditsHappenAtPinches)
 {
     Triangles mesh;
-    ASSERT_TRUE(mesh.LoadIndexedPoints(Joined(::Test::Sphere(2), 0, ::Test::Torus(7, 5))));
+    ASSERT_TRUE(mesh.LoadIndexedPoints(Joined(Support::Sphere(2), 0, Support::Torus(7, 5))));
     ASSERT_EQ(mesh.PinchNodes(), (std::vector<int>{0}));
     Policy policy;
     policy.edits = 3000;
@@ -634,7 +637,7 @@ TEST(HalfEdgeDefective, CorruptedLinksNeverHangOrCrash)
     for (std::uint64_t seed = 1; seed <= 300; ++seed) {
         Random random(seed);
         Triangles mesh;
-        mesh.LoadIndexedPoints(seed % 2 == 0 ? ::Test::Sphere(1) : ::Test::Grid(4, 4));
+        mesh.LoadIndexedPoints(seed % 2 == 0 ? Support::Sphere(1) : Support::Grid(4, 4));
         for (int k = 0; k < 6; ++k) {
             auto* edge = mesh.EdgeRecord(random.Below(mesh.EdgeCount()));
             const int value =
@@ -690,15 +693,15 @@ TEST(HalfEdgeRoundTrip, GeneratedMeshesComeBackTheSame)
 {
     Random random(3);
     for (const IndexedMesh& mesh :
-         {::Test::Tetrahedron(), ::Test::Cube(), ::Test::Sphere(3), ::Test::Torus(20, 11),
-          ::Test::Grid(30, 20), ::Test::Fan(6, false), ::Test::TrianglesAtOnePoint(5),
-          ::Test::Without(::Test::Sphere(3), {5, 6, 200})}) {
-        for (const IndexedMesh& input : {mesh, ::Test::Shuffled(mesh, random)}) {
+         {Support::Tetrahedron(), Support::Cube(), Support::Sphere(3), Support::Torus(20, 11),
+          Support::Grid(30, 20), Support::Fan(6, false), Support::TrianglesAtOnePoint(5),
+          Support::Without(Support::Sphere(3), {5, 6, 200})}) {
+        for (const IndexedMesh& input : {mesh, Support::Shuffled(mesh, random)}) {
             Triangles loaded;
             loaded.LoadIndexedPoints(input);
             IndexedMesh exported;
             loaded.ExportIndexedPoints(exported, 1e-12);
-            EXPECT_EQ(::Test::TriangleSet(exported), ::Test::TriangleSet(input));
+            EXPECT_EQ(Support::TriangleSet(exported), Support::TriangleSet(input));
             EXPECT_LE(exported.points.size(), input.points.size());
         }
     }
@@ -719,7 +722,7 @@ class HalfEdgeParts : public testing::TestWithParam<PartCase> {};
 
 TEST_P(HalfEdgeParts, LoadsExportsAndTakesEdits)
 {
-    const auto path = ::Test::SharedData(GetParam().file);
+    const auto path = Support::SharedData(GetParam().file);
     SORVANE_NEED_DATA(path);
     const IndexedMesh input = Support::WeldedStl<double>(path);
     ASSERT_EQ(static_cast<int>(input.points.size()), GetParam().vertices);
@@ -737,7 +740,7 @@ TEST_P(HalfEdgeParts, LoadsExportsAndTakesEdits)
 
     IndexedMesh exported;
     mesh.ExportIndexedPoints(exported, 0.0);
-    EXPECT_EQ(::Test::TriangleSet(exported), ::Test::TriangleSet(input));
+    EXPECT_EQ(Support::TriangleSet(exported), Support::TriangleSet(input));
 
     Policy policy;
     policy.isSmall = false;
@@ -777,7 +780,7 @@ class HalfEdgeWeldedParts : public testing::TestWithParam<WeldedCase> {};
 
 TEST_P(HalfEdgeWeldedParts, EditsAtPinchesKeepTheTopology)
 {
-    const auto path = ::Test::SharedData(GetParam().file);
+    const auto path = Support::SharedData(GetParam().file);
     SORVANE_NEED_DATA(path);
     IndexedMesh part = Support::WeldedStl<double>(path);
     Velk::Math::Sorvane::Mesh::FilterForUniqueness(part, GetParam().tolerance);

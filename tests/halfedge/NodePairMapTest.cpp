@@ -81,7 +81,7 @@ TEST(NodePairMap, MoveLeavesAnEmptyTable)
 TEST(NodePairMap, AgreesWithAnOrderedMap)
 {
     for (const int nodes : {4, 30, 1000}) {
-        ::Test::Random random(static_cast<std::uint64_t>(nodes));
+        Support::Random random(static_cast<std::uint64_t>(nodes));
         NodePairMap map;
         std::map<std::pair<int, int>, int> oracle;
         const auto expected = [&](int a, int b) {

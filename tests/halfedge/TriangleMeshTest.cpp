@@ -17,17 +17,17 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::HalfEdge;
-using ::Test::CheckTopology;
+using Support::CheckTopology;
+using Support::CountTopology;
 using Support::Fingerprint;
-using ::Test::CountTopology;
-using ::Test::TopologyCounts;
+using Support::TopologyCounts;
 using Velk::Math::Sorvane::Mesh::IndexedPointsBase;
 
 using Triangles = TriangleMesh<HVertex<3, double>, HEdge, HFace>;
 using List = std::vector<int>;
 
 template <class Mesh = Triangles>
-Mesh Loaded(const ::Test::IndexedMesh& indexed)
+Mesh Loaded(const Support::IndexedMesh& indexed)
 {
     Mesh mesh;
     EXPECT_TRUE(mesh.LoadIndexedPoints(indexed));
@@ -94,7 +94,7 @@ TEST(TriangleMesh, PolygonsGoThroughTheQualifiedForms)
 
 TEST(TriangleMesh, FaceListsAreEmptyWhereALinkIsMissing)
 {
-    Triangles mesh = Loaded(::Test::Octahedron());
+    Triangles mesh = Loaded(Support::Octahedron());
     EXPECT_EQ(mesh.FaceEdges(0).size(), 3U);
     mesh.EdgeRecord(mesh.FaceRecord(0)->edge)->prev = -2;
     EXPECT_TRUE(mesh.FaceEdges(0).empty());
@@ -105,14 +105,14 @@ TEST(TriangleMesh, FaceListsAreEmptyWhereALinkIsMissing)
 
 TEST(TriangleMesh, NeighborsAcrossABoundaryAreMinusOne)
 {
-    const Triangles mesh = Loaded(::Test::Grid(1, 1)); // (0, 1, 3) and (0, 3, 2)
+    const Triangles mesh = Loaded(Support::Grid(1, 1)); // (0, 1, 3) and (0, 3, 2)
     EXPECT_EQ(mesh.FaceNeighbors(0), (List{-1, -1, 1}));
     EXPECT_EQ(mesh.FaceNeighbors(1), (List{0, -1, -1}));
 }
 
 TEST(TriangleMesh, DiamondOfAnEdge)
 {
-    Triangles mesh = Loaded(::Test::Grid(1, 1));
+    Triangles mesh = Loaded(Support::Grid(1, 1));
     const int diagonal = mesh.FindEdge(0, 3);
     EXPECT_EQ(mesh.EdgeDiamond(diagonal), (List{0, 3, 2, 1}));
     EXPECT_EQ(mesh.EdgeDiamond(diagonal ^ 1), (List{3, 0, 1, 2}));
@@ -135,7 +135,7 @@ TEST(TriangleMesh, DiamondOfAnEdge)
 
 TEST(TriangleMesh, FlipTurnsTheDiagonal)
 {
-    Triangles mesh = Loaded(::Test::Grid(1, 1));
+    Triangles mesh = Loaded(Support::Grid(1, 1));
     const int e = mesh.FindEdge(3, 0); // a = 3, b = 0, c = 1, d = 2
     const int left = mesh.EdgeRecord(e)->face;
     const int right = mesh.EdgeRecord(e ^ 1)->face;
@@ -157,7 +157,7 @@ TEST(TriangleMesh, FlipTurnsTheDiagonal)
 
 TEST(TriangleMesh, FlipOnABoundaryFailsEvenWithForce)
 {
-    Triangles mesh = Loaded(::Test::Grid(2, 2));
+    Triangles mesh = Loaded(Support::Grid(2, 2));
     const List before = Fingerprint(mesh);
     for (const int e : {mesh.FindEdge(0, 1), mesh.FindEdge(1, 0)}) {
         EXPECT_FALSE(mesh.FlipEdge(e, true));
@@ -170,7 +170,7 @@ TEST(TriangleMesh, FlipOnABoundaryFailsEvenWithForce)
 
 TEST(TriangleMesh, TwoFlipsExchangeTheHalvesFourRestoreThem)
 {
-    Triangles mesh = Loaded(::Test::Octahedron());
+    Triangles mesh = Loaded(Support::Octahedron());
     const int e = mesh.FindEdge(0, 2);
     const List faces = mesh.EdgeFaces(e);
     ASSERT_TRUE(mesh.FlipEdge(e, false)); // a flipped octahedron has no edge twice
@@ -191,7 +191,7 @@ TEST(TriangleMesh, TwoFlipsExchangeTheHalvesFourRestoreThem)
 TEST(TriangleMesh, FlipDoesNotAskForAnExistingEdge)
 {
     // On a tetrahedron the other diagonal is there already.
-    Triangles mesh = Loaded(::Test::Tetrahedron());
+    Triangles mesh = Loaded(Support::Tetrahedron());
     const int e = mesh.FindEdge(0, 1);
     const auto [a, b, c, d] = mesh.Diamond(e);
     const int existing = mesh.FindEdge(c, d);
@@ -230,7 +230,7 @@ TEST(TriangleMesh, NoEditOfTwoTrianglesBackToBack)
 
 TEST(TriangleMesh, LocksHoldOffFlipsUnlessForced)
 {
-    const ::Test::IndexedMesh octahedron = ::Test::Octahedron();
+    const Support::IndexedMesh octahedron = Support::Octahedron();
     for (int lock = 0; lock < 4; ++lock) {
         LockedMesh mesh = Loaded<LockedMesh>(octahedron);
         const int e = mesh.FindEdge(0, 2);
@@ -248,7 +248,7 @@ TEST(TriangleMesh, LocksHoldOffFlipsUnlessForced)
 
 TEST(TriangleMesh, SplitFaceMakesThreeOfOne)
 {
-    Triangles mesh = Loaded(::Test::Grid(1, 1)); // 5 edges, 2 faces
+    Triangles mesh = Loaded(Support::Grid(1, 1)); // 5 edges, 2 faces
     const List sides = mesh.FaceEdges(0);
     ASSERT_EQ(mesh.FaceNodes(0), (List{0, 1, 3}));
     int m = 0;
@@ -271,7 +271,7 @@ TEST(TriangleMesh, SplitFaceMakesThreeOfOne)
 
 TEST(TriangleMesh, SplitFaceRefusals)
 {
-    LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+    LockedMesh mesh = Loaded<LockedMesh>(Support::Octahedron());
     mesh.face = 3;
     const List before = Fingerprint(mesh);
     int m = 17;
@@ -290,7 +290,7 @@ TEST(TriangleMesh, SplitFaceRefusals)
 
 TEST(TriangleMesh, SplitEdgeInside)
 {
-    Triangles mesh = Loaded(::Test::Grid(1, 1)); // 5 edges, faces (0, 1, 3) and (0, 3, 2)
+    Triangles mesh = Loaded(Support::Grid(1, 1)); // 5 edges, faces (0, 1, 3) and (0, 3, 2)
     const int e = mesh.FindEdge(0, 3);           // a = 0, b = 3, c = 2, d = 1
     const int left = mesh.EdgeRecord(e)->face;
     const int right = mesh.EdgeRecord(e ^ 1)->face;
@@ -319,7 +319,7 @@ TEST(TriangleMesh, SplitEdgeInside)
 TEST(TriangleMesh, SplitEdgeOnTheBoundaryAddsOneFace)
 {
     for (const bool fromOutside : {false, true}) {
-        Triangles mesh = Loaded(::Test::Grid(1, 1));
+        Triangles mesh = Loaded(Support::Grid(1, 1));
         const int e = fromOutside ? mesh.FindEdge(1, 0) : mesh.FindEdge(0, 1);
         const List before = Fingerprint(mesh);
         int m = 17;
@@ -378,7 +378,7 @@ TEST(TriangleMesh, SplitEdgeNeedsALinkedBoundary)
 TEST(TriangleMesh, LocksHoldOffSplitsUnlessForced)
 {
     for (int lock = 0; lock < 4; ++lock) {
-        LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+        LockedMesh mesh = Loaded<LockedMesh>(Support::Octahedron());
         const int e = mesh.FindEdge(0, 2);
         (lock < 2 ? mesh.edge : mesh.face) =
             lock < 2 ? (lock == 0 ? e : e ^ 1)
@@ -394,7 +394,7 @@ TEST(TriangleMesh, LocksHoldOffSplitsUnlessForced)
 
 TEST(TriangleMesh, CollapseKeepsTheOriginInPlace)
 {
-    Triangles mesh = Loaded(::Test::Octahedron());
+    Triangles mesh = Loaded(Support::Octahedron());
     const int e = mesh.FindEdge(0, 2); // 0 stays, 2 goes; apexes 4 and 5
     const int survivorC = mesh.FindEdge(2, 4);
     const int survivorD = mesh.FindEdge(5, 2);
@@ -423,7 +423,7 @@ TEST(TriangleMesh, CollapseKeepsTheOriginInPlace)
 
 TEST(TriangleMesh, CollapseOfATetrahedronFails)
 {
-    Triangles mesh = Loaded(::Test::Tetrahedron());
+    Triangles mesh = Loaded(Support::Tetrahedron());
     const List before = Fingerprint(mesh);
     for (int e = 0; e < mesh.EdgeCount(); ++e) {
         EXPECT_FALSE(mesh.CollapseEdge(e, true, true)); // the mesh would fold onto itself
@@ -435,7 +435,7 @@ TEST(TriangleMesh, CollapseOfATetrahedronFails)
 TEST(TriangleMesh, CollapseNextToATetrahedralCornerFails)
 {
     // A node in a triangle: its three spokes are fine, but a rim edge has three common neighbors.
-    Triangles mesh = Loaded(::Test::Octahedron());
+    Triangles mesh = Loaded(Support::Octahedron());
     int m = 0;
     ASSERT_TRUE(mesh.SplitFace(0, m, false));
     const List corners = mesh.NodeNodes(m);
@@ -450,7 +450,7 @@ TEST(TriangleMesh, CollapseNextToATetrahedralCornerFails)
 TEST(TriangleMesh, ThreeNeighborsAloneMakeNoTetrahedron)
 {
     // The middle of a split triangle keeps its place and takes in a corner of higher valence.
-    Triangles closed = Loaded(::Test::Octahedron());
+    Triangles closed = Loaded(Support::Octahedron());
     int m = 0;
     ASSERT_TRUE(closed.SplitFace(0, m, false));
     EXPECT_TRUE(closed.CollapseEdge(closed.NodeRecord(m)->edge, false, false));
@@ -488,7 +488,7 @@ TEST(TriangleMesh, CollapseOfAClosedPairOfPyramids)
 TEST(TriangleMesh, CollapseNearTheBoundaryNeedsRelaxed)
 {
     // A strip of three rows: the middle nodes are inside, one step from the rim.
-    const ::Test::IndexedMesh grid = ::Test::Grid(4, 2); // nodes 5 y + x
+    const Support::IndexedMesh grid = Support::Grid(4, 2); // nodes 5 y + x
     Triangles mesh = Loaded(grid);
     const int inside = 6; // (1, 1)
     ASSERT_FALSE(mesh.IsBoundaryNode(inside));
@@ -512,7 +512,7 @@ TEST(TriangleMesh, CollapseNearTheBoundaryNeedsRelaxed)
 
 TEST(TriangleMesh, CollapseOfABoundaryEdgeFails)
 {
-    Triangles mesh = Loaded(::Test::Grid(3, 3));
+    Triangles mesh = Loaded(Support::Grid(3, 3));
     for (const bool relaxed : {false, true}) {
         EXPECT_FALSE(mesh.CollapseEdge(mesh.FindEdge(0, 1), true, relaxed));
         EXPECT_FALSE(mesh.CollapseEdge(mesh.FindEdge(1, 0), true, relaxed));
@@ -524,14 +524,14 @@ TEST(TriangleMesh, AnyLockHoldsOffACollapseUnlessForced)
 {
     // Either end, any half-edge of the two triangles, either face, any half-edge out of the node
     // that goes: 2 + 6 + 2 + the other 1 of valence 4 (three of which belong to the six).
-    Triangles plain = Loaded(::Test::Octahedron());
+    Triangles plain = Loaded(Support::Octahedron());
     const int e = plain.FindEdge(0, 2);
     const auto* left = plain.EdgeRecord(e);
     const auto* right = plain.EdgeRecord(e ^ 1);
     const List six = {e, e ^ 1, left->next, left->prev, right->next, right->prev};
     const int far = plain.FindEdge(2, 1);
     for (const int node : {0, 2}) {
-        LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+        LockedMesh mesh = Loaded<LockedMesh>(Support::Octahedron());
         mesh.node = node;
         EXPECT_FALSE(mesh.CollapseEdge(e, false, true)) << "node " << node;
         EXPECT_TRUE(mesh.CollapseEdge(e, true, true));
@@ -539,7 +539,7 @@ TEST(TriangleMesh, AnyLockHoldsOffACollapseUnlessForced)
     List locking = six;
     locking.push_back(far);
     for (const int edge : locking) {
-        LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+        LockedMesh mesh = Loaded<LockedMesh>(Support::Octahedron());
         mesh.edge = edge;
         const List before = Fingerprint(mesh);
         EXPECT_FALSE(mesh.CollapseEdge(e, false, true)) << "edge " << edge;
@@ -547,12 +547,12 @@ TEST(TriangleMesh, AnyLockHoldsOffACollapseUnlessForced)
         EXPECT_TRUE(mesh.CollapseEdge(e, true, true));
     }
     for (const int face : {left->face, right->face}) {
-        LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+        LockedMesh mesh = Loaded<LockedMesh>(Support::Octahedron());
         mesh.face = face;
         EXPECT_FALSE(mesh.CollapseEdge(e, false, true)) << "face " << face;
         EXPECT_TRUE(mesh.CollapseEdge(e, true, true));
     }
-    LockedMesh mesh = Loaded<LockedMesh>(::Test::Octahedron());
+    LockedMesh mesh = Loaded<LockedMesh>(Support::Octahedron());
     mesh.edge = far ^ 1; // into the node: not asked
     EXPECT_TRUE(mesh.CollapseEdge(e, false, true));
 }
@@ -574,7 +574,7 @@ public:
 TEST(TriangleMesh, CollapseAsksTheHostForBoundaries)
 {
     const auto collapses = [](int wallFrom, int wallTo, int post, bool relaxed) {
-        WalledMesh mesh = Loaded<WalledMesh>(::Test::Octahedron());
+        WalledMesh mesh = Loaded<WalledMesh>(Support::Octahedron());
         if (wallFrom >= 0) {
             mesh.wall = mesh.FindEdge(wallFrom, wallTo);
             EXPECT_GE(mesh.wall, 0);
@@ -610,14 +610,14 @@ public:
 // boundary loop goes, and every live half-edge keeps its entry among the node pairs.
 TEST(TriangleMesh, ForcedCollapsesKeepOneNodePairPerHalfEdge)
 {
-    const std::vector<::Test::IndexedMesh> shapes = {
-        ::Test::Sphere(2),
-        ::Test::Torus(8, 7),
-        ::Test::Grid(7, 6),
-        ::Test::Without(::Test::Sphere(2), {0, 77}),
-        ::Test::Without(::Test::Grid(6, 5), {14, 29}), // two holes that touch
-        ::Test::Together(::Test::Octahedron(), ::Test::Strip(6)),
-        ::Test::Fan(70, true)}; // a ring that outgrows the short list
+    const std::vector<Support::IndexedMesh> shapes = {
+        Support::Sphere(2),
+        Support::Torus(8, 7),
+        Support::Grid(7, 6),
+        Support::Without(Support::Sphere(2), {0, 77}),
+        Support::Without(Support::Grid(6, 5), {14, 29}), // two holes that touch
+        Support::Together(Support::Octahedron(), Support::Strip(6)),
+        Support::Fan(70, true)}; // a ring that outgrows the short list
     for (std::size_t k = 0; k < shapes.size(); ++k) {
         for (const bool relaxed : {false, true}) {
             SCOPED_TRACE(std::to_string(k) + (relaxed ? " relaxed" : ""));
@@ -652,7 +652,7 @@ TEST(TriangleMesh, ForcedCollapsesKeepOneNodePairPerHalfEdge)
 
 TEST(TriangleMesh, SlotsOfACollapseServeTheNextSplit)
 {
-    Triangles mesh = Loaded(::Test::Octahedron());
+    Triangles mesh = Loaded(Support::Octahedron());
     const int e = mesh.FindEdge(0, 2);
     ASSERT_TRUE(mesh.CollapseEdge(e, false, false));
     const auto freeEdges = mesh.FreeEdges();
@@ -672,7 +672,7 @@ TEST(TriangleMesh, SlotsOfACollapseServeTheNextSplit)
 
 TEST(TriangleMesh, LinkedBoundaryRunsRound)
 {
-    const Triangles mesh = Loaded(::Test::Grid(2, 1)); // 0 1 2 below, 3 4 5 above
+    const Triangles mesh = Loaded(Support::Grid(2, 1)); // 0 1 2 below, 3 4 5 above
     const int outer = mesh.FindEdge(1, 0);
     const List loop = mesh.EdgeLoop(outer);
     List nodes;
@@ -701,18 +701,18 @@ TEST(TriangleMesh, UnevenBoundaryIsNotLinked)
 
 TEST(TriangleMesh, ClosedMeshHasNothingToLink)
 {
-    Triangles mesh = Loaded(::Test::Cube());
+    Triangles mesh = Loaded(Support::Cube());
     EXPECT_TRUE(mesh.LinkBoundaryEdges());
     Triangles empty;
     EXPECT_TRUE(empty.LinkBoundaryEdges());
-    EXPECT_TRUE(empty.LoadIndexedPoints(::Test::IndexedMesh{}));
+    EXPECT_TRUE(empty.LoadIndexedPoints(Support::IndexedMesh{}));
 }
 
 TEST(TriangleMesh, TwoFansAtOneNodeAreLinkedCrosswise)
 {
     // The shared node has the highest number: the case that a walk the wrong way round never
     // leaves.
-    const Triangles mesh = Loaded(::Test::TrianglesAtOnePoint(2)); // (0, 1, 4) and (2, 3, 4)
+    const Triangles mesh = Loaded(Support::TrianglesAtOnePoint(2)); // (0, 1, 4) and (2, 3, 4)
     EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(0, 4))->next,
               mesh.FindEdge(4, 3)); // into the other fan
     EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(2, 4))->next, mesh.FindEdge(4, 1));
@@ -735,7 +735,7 @@ TEST(TriangleMesh, TwoFansAtOneNodeAreLinkedCrosswise)
 TEST(TriangleMesh, ThreeFansAtOneNodeStayUnlinked)
 {
     Triangles mesh;
-    EXPECT_FALSE(mesh.LoadIndexedPoints(::Test::TrianglesAtOnePoint(3)));
+    EXPECT_FALSE(mesh.LoadIndexedPoints(Support::TrianglesAtOnePoint(3)));
     EXPECT_EQ(CheckTopology(mesh), "");
     EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(6, 1))->prev, -2);
     EXPECT_EQ(mesh.EdgeRecord(mesh.FindEdge(6, 1))->next,
@@ -746,10 +746,11 @@ TEST(TriangleMesh, ThreeFansAtOneNodeStayUnlinked)
 TEST(TriangleMesh, FailedLinkingAdjustsNoNodeAtAll)
 {
     // A grid beside the pinch: its corner nodes would be adjusted if the pinch were not there.
-    const ::Test::IndexedMesh grid = ::Test::Grid(2, 2);
+    const Support::IndexedMesh grid = Support::Grid(2, 2);
     Triangles adjusted = Loaded(grid);
     Triangles spoiled;
-    EXPECT_FALSE(spoiled.LoadIndexedPoints(::Test::Together(grid, ::Test::TrianglesAtOnePoint(3))));
+    EXPECT_FALSE(
+        spoiled.LoadIndexedPoints(Support::Together(grid, Support::TrianglesAtOnePoint(3))));
     Triangles plain;
     for (const Vec3d& p : grid.points) {
         plain.AddNode(HVertex<3, double>(p));
@@ -790,7 +791,7 @@ TEST(TriangleMesh, AdjustedNodeBeginsItsFan)
 
     mesh.AdjustBoundaryNode(-2);
     mesh.AdjustBoundaryNode(99);
-    Triangles closed = Loaded(::Test::Octahedron());
+    Triangles closed = Loaded(Support::Octahedron());
     const List before = Fingerprint(closed);
     for (int n = 0; n < 6; ++n) {
         closed.AdjustBoundaryNode(n);
@@ -800,7 +801,7 @@ TEST(TriangleMesh, AdjustedNodeBeginsItsFan)
 
 TEST(TriangleMesh, AdjustedNodeOfTwoFansGoesOnToTheOther)
 {
-    Triangles mesh = Loaded(::Test::TrianglesAtOnePoint(2)); // (0, 1, 4) and (2, 3, 4)
+    Triangles mesh = Loaded(Support::TrianglesAtOnePoint(2)); // (0, 1, 4) and (2, 3, 4)
     mesh.NodeRecord(4)->edge = mesh.FindEdge(4, 0);
     mesh.AdjustBoundaryNode(4);
     EXPECT_EQ(mesh.NodeRecord(4)->edge, mesh.FindEdge(4, 2));
@@ -819,7 +820,7 @@ TEST(TriangleMesh, FaceAddedToALinkedBoundaryLeavesALinkedBoundary)
         }
         return nodes;
     };
-    Triangles mesh = Loaded(::Test::Grid(2, 1));
+    Triangles mesh = Loaded(Support::Grid(2, 1));
     mesh.AddNode({});
     EXPECT_EQ(loopFrom(mesh, 0, 3), (List{0, 3, 4, 5, 2, 1}));
     ASSERT_GE(mesh.AddTriangle({3, 4, 6}), 0);
@@ -835,7 +836,7 @@ TEST(TriangleMesh, FaceAddedToALinkedBoundaryLeavesALinkedBoundary)
     EXPECT_TRUE(mesh.LinkBoundaryEdges());
     EXPECT_EQ(CheckTopology(mesh), "");
 
-    Triangles hole = Loaded(::Test::Without(::Test::Octahedron(), {3}));
+    Triangles hole = Loaded(Support::Without(Support::Octahedron(), {3}));
     ASSERT_GE(hole.AddTriangle({3, 0, 4}), 0);
     EXPECT_EQ(CheckTopology(hole), "");
     EXPECT_EQ(CountTopology(hole), (TopologyCounts{6, 12, 8, 0}));
@@ -844,7 +845,7 @@ TEST(TriangleMesh, FaceAddedToALinkedBoundaryLeavesALinkedBoundary)
 TEST(TriangleMesh, DebrisOfARefusedFaceIsLinkedAsItsOwnFan)
 {
     // The second fin leaves an edge 3-0 without a face: at node 0 it is a fan by itself.
-    const Triangles mesh = Loaded(::Test::Fins(2));
+    const Triangles mesh = Loaded(Support::Fins(2));
     EXPECT_EQ(mesh.FaceCount(), 1);
     const int debris = mesh.FindEdge(3, 0);
     ASSERT_GE(debris, 0);
@@ -853,7 +854,7 @@ TEST(TriangleMesh, DebrisOfARefusedFaceIsLinkedAsItsOwnFan)
     EXPECT_TRUE(mesh.IsBoundaryEdge(debris, false));
 
     Triangles three;
-    EXPECT_FALSE(three.LoadIndexedPoints(::Test::Fins(3))); // three fans at node 0
+    EXPECT_FALSE(three.LoadIndexedPoints(Support::Fins(3))); // three fans at node 0
     EXPECT_EQ(three.FaceCount(), 1);
     EXPECT_EQ(CheckTopology(three), "");
 }
@@ -862,9 +863,9 @@ TEST(TriangleMesh, DebrisOfARefusedFaceIsLinkedAsItsOwnFan)
 
 TEST(TriangleMesh, LoadIsTheSameAsAddingOneByOne)
 {
-    for (const ::Test::IndexedMesh& indexed :
-         {::Test::Grid(5, 4), ::Test::Cube(), ::Test::Fins(2), ::Test::MoebiusStrip(6),
-          ::Test::TrianglesAtOnePoint(2), ::Test::Fan(5, false)}) {
+    for (const Support::IndexedMesh& indexed :
+         {Support::Grid(5, 4), Support::Cube(), Support::Fins(2), Support::MoebiusStrip(6),
+          Support::TrianglesAtOnePoint(2), Support::Fan(5, false)}) {
         Triangles loaded;
         const bool isLinked = loaded.LoadIndexedPoints(indexed);
         Triangles built;
@@ -895,7 +896,7 @@ TEST(TriangleMesh, LoadDropsWhatCannotBeAdded)
     EXPECT_EQ(triples,
               (List{1, 5})); // repeated, -, taken edge, out of range, negative, -, incomplete
     EXPECT_EQ(CheckTopology(mesh), "");
-    EXPECT_TRUE(mesh.LoadIndexedPoints(::Test::Cube())); // what was there before is gone
+    EXPECT_TRUE(mesh.LoadIndexedPoints(Support::Cube())); // what was there before is gone
     EXPECT_EQ(CountTopology(mesh), (TopologyCounts{8, 18, 12, 0}));
 }
 
@@ -903,7 +904,7 @@ TEST(TriangleMesh, MoebiusStripLosesOneTriangle)
 {
     // Its last square is glued on with a half turn: of its two triangles one finds a side taken.
     Triangles mesh;
-    mesh.LoadIndexedPoints(::Test::MoebiusStrip(7));
+    mesh.LoadIndexedPoints(Support::MoebiusStrip(7));
     EXPECT_EQ(CountTopology(mesh).faces, 13);
     EXPECT_EQ(CheckTopology(mesh), "");
 }
@@ -1046,7 +1047,7 @@ TEST(TriangleMesh, ExportOfADeletedCornerIsZero)
     }
     mesh.AddFace({0, 1, 2});
     mesh.RemoveNode(1); // the caller left a face on it
-    ::Test::IndexedMesh exported;
+    Support::IndexedMesh exported;
     mesh.ExportIndexedPoints(exported, 1e-12);
     ASSERT_EQ(exported.indices.size(), 3U);
     EXPECT_EQ(exported.points[static_cast<std::size_t>(exported.indices[1])], (Vec3d{0, 0, 0}));
@@ -1054,23 +1055,23 @@ TEST(TriangleMesh, ExportOfADeletedCornerIsZero)
 
 TEST(TriangleMesh, ExportOfAnEmptyMeshIsEmpty)
 {
-    ::Test::IndexedMesh exported = ::Test::Cube();
+    Support::IndexedMesh exported = Support::Cube();
     Triangles().ExportIndexedPoints(exported, 1e-12);
     EXPECT_TRUE(exported.points.empty() && exported.indices.empty());
     Triangles mesh;
     mesh.AddNode({});
-    exported = ::Test::Cube();
+    exported = Support::Cube();
     mesh.ExportIndexedPoints(exported, 1e-12);
     EXPECT_TRUE(exported.points.empty() && exported.indices.empty());
 }
 
 TEST(TriangleMesh, AssignBothWays)
 {
-    const Triangles source = Loaded(::Test::Cube());
+    const Triangles source = Loaded(Support::Cube());
     Triangles copy;
     copy.Assign(source);
     EXPECT_EQ(Fingerprint(copy), Fingerprint(source));
-    Triangles taker = Loaded(::Test::Octahedron());
+    Triangles taker = Loaded(Support::Octahedron());
     taker.Assign(std::move(copy));
     EXPECT_EQ(Fingerprint(taker), Fingerprint(source));
     EXPECT_EQ(copy.EdgeCount(), 0); // NOLINT: what it promises

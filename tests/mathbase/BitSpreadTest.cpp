@@ -13,7 +13,7 @@ namespace {
 template <int D>
 void ExpectBitByBit()
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 2000; ++trial) {
         const auto value =
             trial == 0 ? ~std::uint32_t{0} : static_cast<std::uint32_t>(random.Bits());

@@ -29,7 +29,7 @@ TEST(Buckets, EmptyOnes)
 
 TEST(Buckets, KeepTheOrderInWhichItemsAreDealt)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 200; ++trial) {
         const int bucketCount = 1 + random.Below(20);
         const int itemCount = random.Below(100);
@@ -73,11 +73,11 @@ TEST(Buckets, ItemsMayBeChangedInPlace)
 
 TEST(Buckets, KeepIfLeavesTheOthersInOrder)
 {
-    ::Test::Random random(2);
+    Support::Random random(2);
     for (int trial = 0; trial < 50; ++trial) {
         std::vector<std::vector<std::string>> lists(6);
         Buckets<std::string, int> buckets(6, [&](const auto& put) {
-            ::Test::Random same(static_cast<std::uint64_t>(trial));
+            Support::Random same(static_cast<std::uint64_t>(trial));
             for (auto& list : lists) {
                 list.clear();
             }

@@ -65,7 +65,7 @@ TEST(Diagnostics, DefaultIsSilentAndAnswersFalse)
     EXPECT_FALSE(InvokeCurrentAssertHandler("File.cpp", 12, "Function"));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    EXPECT_EQ(::Test::AssertionCount(), 0); // the handler of the tests is out
+    EXPECT_EQ(Support::AssertionCount(), 0); // the handler of the tests is out
 }
 
 TEST(Diagnostics, InstallingReturnsTheOneReplaced)
@@ -174,11 +174,11 @@ TEST(Diagnostics, InstallingWhileOthersReportReachesOneOfTheHandlers)
 
 TEST(Diagnostics, TheHandlerOfTheTestsCountsWhatATestAnnounces)
 {
-    ::Test::ExpectAssertions(2);
+    Support::ExpectAssertions(2);
     EXPECT_FALSE(InvokeCurrentAssertHandler("File.cpp", 12, "Function"));
     EXPECT_FALSE(InvokeCurrentAssertHandler("Other.cpp", 3, "Elsewhere"));
-    EXPECT_EQ(::Test::AssertionCount(), 2);
-    EXPECT_EQ(::Test::LastAssertion(), "Other.cpp:3 Elsewhere");
+    EXPECT_EQ(Support::AssertionCount(), 2);
+    EXPECT_EQ(Support::LastAssertion(), "Other.cpp:3 Elsewhere");
 }
 
 } // namespace

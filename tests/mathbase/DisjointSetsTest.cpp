@@ -30,7 +30,7 @@ TEST(DisjointSets, StartAsSetsOfOne)
 
 TEST(DisjointSets, MatchRewrittenLabelsAfterEveryJoin)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 50; ++trial) {
         const int count = 1 + random.Below(60);
         DisjointSets sets(static_cast<std::size_t>(count));

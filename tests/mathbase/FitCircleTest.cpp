@@ -56,7 +56,7 @@ std::vector<VecBase<2, T>> Sampled(const Vec2d& center, double radius, double fr
 }
 
 /// A value of mean 0 and deviation 1, near enough normal: twelve uniform ones.
-double Noise(::Test::Random& random)
+double Noise(Support::Random& random)
 {
     double sum = -6;
     for (int i = 0; i < 12; ++i) {
@@ -79,7 +79,7 @@ double SumOfSquares(const std::vector<VecBase<2, T>>& points, Vec2d c, double r)
 TYPED_TEST(CircleFitOf, RecoversASampledCircle)
 {
     using T = typename TypeParam::Scalar;
-    ::Test::Random random(41);
+    Support::Random random(41);
     for (int i = 0; i < 500; ++i) {
         SCOPED_TRACE(i);
         const Vec2d center = random.Vector<2, double>(-10, 10);
@@ -161,7 +161,7 @@ TYPED_TEST(CircleFitOf, SymmetricCrossHasAClosedForm)
 TYPED_TEST(CircleFitOf, StartsTowardsTheFirstPointAndGoesOnceRound)
 {
     using T = typename TypeParam::Scalar;
-    ::Test::Random random(42);
+    Support::Random random(42);
     for (int i = 0; i < 200; ++i) {
         auto points = Sampled<T>({3, 4}, 2, 0.1 * i, 5, 40);
         for (auto& p : points) {
@@ -195,7 +195,7 @@ TYPED_TEST(CircleFitOf, NoiseMovesTheCenterByItsShareOnly)
     // them leave a chance of 1e-6 a trial, and the seed is fixed.
     const double sigma = 0.05;
     const int count = 1000;
-    ::Test::Random random(43);
+    Support::Random random(43);
     double squares = 0;
     const int trials = 100;
     for (int i = 0; i < trials; ++i) {
@@ -219,7 +219,7 @@ TYPED_TEST(CircleFitOf, NoiseMovesTheCenterByItsShareOnly)
 TYPED_TEST(CircleFitOf, DeviationsAreThoseOfTheReturnedCircle)
 {
     using T = typename TypeParam::Scalar;
-    ::Test::Random random(44);
+    Support::Random random(44);
     for (int i = 0; i < 100; ++i) {
         std::vector<VecBase<2, T>> points;
         for (int k = 0; k < 20; ++k) {
@@ -242,7 +242,7 @@ TYPED_TEST(CircleFitOf, DeviationsAreThoseOfTheReturnedCircle)
 TYPED_TEST(CircleFitOf, FollowsRotationScaleAndShift)
 {
     using T = typename TypeParam::Scalar;
-    ::Test::Random random(45);
+    Support::Random random(45);
     std::vector<VecBase<2, T>> points = Sampled<T>({0, 0}, 1, 0, 2, 30);
     for (auto& p : points) {
         p += {0.02 * Noise(random), 0.02 * Noise(random)};
@@ -339,7 +339,7 @@ TYPED_TEST(CircleFitOf, RepeatedPointsDoNotDisturb)
 
 TEST(CircleFit, GeometricFitIsALocalMinimum)
 {
-    ::Test::Random random(46);
+    Support::Random random(46);
     for (int i = 0; i < 200; ++i) {
         SCOPED_TRACE(i);
         const double sweep = random.Between(0.5, 6);
@@ -369,7 +369,7 @@ TEST(CircleFit, GeometricFitIsALocalMinimum)
 
 TEST(CircleFit, GeometricFitIsNoWorseThanTheAlgebraicOne)
 {
-    ::Test::Random random(47);
+    Support::Random random(47);
     for (int i = 0; i < 2000; ++i) {
         SCOPED_TRACE(i);
         const int count = 4 + random.Below(40);
@@ -399,7 +399,7 @@ TEST(CircleFit, ShortNoisyArcKeepsItsSizeOnAverage)
 {
     // A twelfth of a turn with noise of a tenth of its sagitta: a fit that only minimizes the
     // algebraic form without Taubin's constraint halves the radius here. Mean over 400 trials.
-    ::Test::Random random(48);
+    Support::Random random(48);
     const double sagitta = 1 - std::cos(kPi<double> / 12);
     double sum[2] = {};
     for (int i = 0; i < 400; ++i) {

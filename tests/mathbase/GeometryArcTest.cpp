@@ -68,7 +68,7 @@ Vec2d ExactEnd(const ArcBase<T>& arc)
 }
 
 template <class T>
-ArcBase<T> RandomArc(::Test::Random& random, double offset)
+ArcBase<T> RandomArc(Support::Random& random, double offset)
 {
     const double angle = random.Between(0, 7);
     const double radius = std::pow(10.0, random.Between(-2, 2));
@@ -121,7 +121,7 @@ TYPED_TEST(ArcOf, EndPointOfQuarterAndHalfTurns)
 TYPED_TEST(ArcOf, EndPointOfZeroLengthIsTheStart)
 {
     using T = TypeParam;
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int i = 0; i < 200; ++i) {
         ArcBase<T> arc = RandomArc<T>(random, 1e4);
         arc.length = 0;
@@ -156,7 +156,7 @@ TYPED_TEST(ArcOf, RadiusOfTheFloorKeepsTheAngleAndAboveItTurns)
 TYPED_TEST(ArcOf, EndPointAgreesWithTheFormulaInHigherPrecision)
 {
     using T = TypeParam;
-    ::Test::Random random(2);
+    Support::Random random(2);
     for (int i = 0; i < 5000; ++i) {
         SCOPED_TRACE(i);
         const auto arc = RandomArc<T>(random, i % 2 == 0 ? 0.0 : 1e5);
@@ -178,7 +178,7 @@ TYPED_TEST(ArcOf, EndPointAfterManyTurns)
 TYPED_TEST(ArcOf, EndPointOfTheReversedArcIsTheStart)
 {
     using T = TypeParam;
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int i = 0; i < 1000; ++i) {
         const auto arc = RandomArc<T>(random, 100);
         const ArcBase<T> reversed{arc.center, EndPoint(arc), -arc.length};
@@ -262,7 +262,7 @@ TYPED_TEST(ArcOf, BoundsOfArcsThatStartAtAQuadrantPoint)
 TYPED_TEST(ArcOf, BoundsHoldTheArcAndTouchIt)
 {
     using T = TypeParam;
-    ::Test::Random random(4);
+    Support::Random random(4);
     for (int i = 0; i < 500; ++i) {
         SCOPED_TRACE(i);
         const auto arc = RandomArc<T>(random, 10);
@@ -379,7 +379,7 @@ TYPED_TEST(ArcOf, ThroughFlatButNotCollinearPoints)
 TYPED_TEST(ArcOf, ThroughPointsReturnsToItsPoints)
 {
     using T = TypeParam;
-    ::Test::Random random(5);
+    Support::Random random(5);
     for (int i = 0; i < 20000; ++i) {
         SCOPED_TRACE(i);
         const double offset = i % 4 == 0 ? 0.0 : std::pow(10.0, i % 4 * 2);
@@ -456,7 +456,7 @@ TYPED_TEST(ArcOf, ApparentRadiusIsThatOfChordAndSagitta)
 TYPED_TEST(ArcOf, ApparentRadiusUndoesTheSagitta)
 {
     using T = TypeParam;
-    ::Test::Random random(6);
+    Support::Random random(6);
     for (int i = 0; i < 1000; ++i) {
         const double radius = random.Between(0.1, 100);
         const double halfSweep = random.Between(0.01, 1.5);
@@ -473,7 +473,7 @@ TYPED_TEST(ArcOf, ApparentToleranceIsTheLongerChordsSagitta)
     const auto at = [](double radius, double angle) {
         return P{3 + radius * std::cos(angle), -2 + radius * std::sin(angle)};
     };
-    ::Test::Random random(7);
+    Support::Random random(7);
     for (int i = 0; i < 1000; ++i) {
         SCOPED_TRACE(i);
         const double radius = random.Between(0.5, 20);
@@ -572,7 +572,7 @@ TYPED_TEST(ArcOf, DiscreteCurvatureIsSignedReciprocalRadius)
 TYPED_TEST(ArcOf, DiscreteCurvatureAgreesWithTheArcThroughThePoints)
 {
     using T = TypeParam;
-    ::Test::Random random(8);
+    Support::Random random(8);
     for (int i = 0; i < 1000; ++i) {
         const auto a = random.Vector<2, T>(-5, 5);
         const auto b = random.Vector<2, T>(-5, 5);
@@ -606,7 +606,7 @@ double ChordDeviation(const ArcBase<T>& arc, const std::vector<VecBase<2, T>>& p
 TYPED_TEST(ArcOf, TessellateKeepsTheToleranceWithTheLeastChords)
 {
     using T = TypeParam;
-    ::Test::Random random(9);
+    Support::Random random(9);
     for (int i = 0; i < 400; ++i) {
         SCOPED_TRACE(i);
         const auto arc = RandomArc<T>(random, 10);
@@ -634,7 +634,7 @@ TYPED_TEST(ArcOf, TessellateKeepsTheToleranceWithTheLeastChords)
 TYPED_TEST(ArcOf, TessellatePointsLieOnTheArcInEqualSteps)
 {
     using T = TypeParam;
-    ::Test::Random random(10);
+    Support::Random random(10);
     for (int i = 0; i < 100; ++i) {
         SCOPED_TRACE(i);
         const auto arc = RandomArc<T>(random, 100);
@@ -670,7 +670,7 @@ TYPED_TEST(ArcOf, TessellateWithoutUsableToleranceKeepsToQuarterTurns)
 TYPED_TEST(ArcOf, TessellateWholeTurnsDoNotGainAChordByRounding)
 {
     using T = TypeParam;
-    ::Test::Random random(11);
+    Support::Random random(11);
     for (int i = 0; i < 1000; ++i) {
         const auto center = random.Vector<2, T>(-100, 100);
         const auto radius = static_cast<T>(random.Between(0.01, 100));
@@ -746,7 +746,7 @@ TEST(ArcData, ArcsOfRealPartsKeepTheirLength)
 {
     int arcs = 0;
     for (const char* name : {"1002_tray_bottom", "125_cycloidal", "apu-mount", "wrench"}) {
-        const auto file = ::Test::SharedData(std::string("arc_chains/") + name + ".json");
+        const auto file = Support::SharedData(std::string("arc_chains/") + name + ".json");
         SORVANE_NEED_DATA(file);
         std::ifstream stream(file);
         const std::string text{std::istreambuf_iterator<char>(stream), {}};

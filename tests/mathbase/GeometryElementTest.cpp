@@ -43,7 +43,7 @@ template <class T>
 constexpr T kInf = std::numeric_limits<T>::infinity();
 
 template <class T>
-ArcBase<T> RandomArc(::Test::Random& random)
+ArcBase<T> RandomArc(Support::Random& random)
 {
     const double angle = random.Between(0, 7);
     const double radius = std::pow(10.0, random.Between(-1, 2));
@@ -124,7 +124,7 @@ TYPED_TEST(ElementOf, SplitBeyondAnEndOrNowhereGivesOneElement)
 TYPED_TEST(ElementOf, SplitSegmentPiecesJoinUp)
 {
     using T = TypeParam;
-    ::Test::Random random(21);
+    Support::Random random(21);
     for (int i = 0; i < 2000; ++i) {
         const double offset = i % 2 == 0 ? 1 : 1e4;
         const SegBase<T> segment{random.Vector<2, T>(-offset, offset),
@@ -157,7 +157,7 @@ TYPED_TEST(ElementOf, SplitArcHalfTurn)
 TYPED_TEST(ElementOf, SplitArcPiecesJoinUpAndTheirLengthsSumExactly)
 {
     using T = TypeParam;
-    ::Test::Random random(22);
+    Support::Random random(22);
     for (int i = 0; i < 5000; ++i) {
         SCOPED_TRACE(i);
         const auto arc = RandomArc<T>(random);
@@ -264,7 +264,7 @@ TYPED_TEST(ElementOf, OffsetOfTangentElementsStaysJoined)
 {
     using T = TypeParam;
     // A segment that runs into an arc without a corner: the parallels meet again.
-    ::Test::Random random(23);
+    Support::Random random(23);
     for (int i = 0; i < 1000; ++i) {
         SCOPED_TRACE(i);
         const auto arc = RandomArc<T>(random);

@@ -119,7 +119,7 @@ TYPED_TEST(FilletOf, TouchesBothLegs)
 {
     using T = TypeParam;
     using P = VecBase<2, T>;
-    ::Test::Random random(31);
+    Support::Random random(31);
     int found = 0;
     for (int i = 0; i < 5000; ++i) {
         SCOPED_TRACE(i);
@@ -220,7 +220,7 @@ TYPED_TEST(FilletOf, FilletOfTheFoundRadiusPassesThroughThePoint)
 {
     using T = TypeParam;
     using P = VecBase<2, T>;
-    ::Test::Random random(32);
+    Support::Random random(32);
     int built = 0;
     for (int i = 0; i < 3000; ++i) {
         SCOPED_TRACE(i);

@@ -24,7 +24,7 @@ struct Box {
     Vec3d max;
 };
 
-Box RandomBox(::Test::Random& random, double extent)
+Box RandomBox(Support::Random& random, double extent)
 {
     const auto p = random.Vector<3, double>(-extent, extent);
     const auto q = random.Vector<3, double>(-extent, extent);
@@ -140,7 +140,7 @@ bool MeetsByClipping(const Vec3d& a, const Vec3d& b, const Vec3d& c, const Box& 
 
 TEST(TriangleAABB, AgreesWithClipping)
 {
-    ::Test::Random random(31);
+    Support::Random random(31);
     int met = 0;
     int decided = 0;
     for (int trial = 0; trial < 20'000; ++trial) {
@@ -165,7 +165,7 @@ TEST(TriangleAABB, AgreesWithClipping)
 TEST(TriangleAABB, NoTouchOnALatticeIsLost)
 {
     // Small integers: clipping is exact up to divisions, and what it finds may not be missed.
-    ::Test::Random random(32);
+    Support::Random random(32);
     int touches = 0;
     for (int trial = 0; trial < 20'000; ++trial) {
         const auto point = [&] {
@@ -268,7 +268,7 @@ TEST(RayAABB, OddBoxesAndHostileInput)
 
 TEST(RayAABB, AgreesWithSamplingAlongTheRay)
 {
-    ::Test::Random random(33);
+    Support::Random random(33);
     int hits = 0;
     for (int trial = 0; trial < 4000; ++trial) {
         const Box box = RandomBox(random, 1);
@@ -298,7 +298,7 @@ TEST(RayAABB, GrazingRaysAreNotLost)
 {
     // Rays aimed at a corner of the box from afar, past everything else of it: rounding must not
     // lose them, since what lies in the box may touch that corner.
-    ::Test::Random random(34);
+    Support::Random random(34);
     for (int trial = 0; trial < 50'000; ++trial) {
         const Box box = RandomBox(random, 1);
         const Vec3d corner{box.max[0], box.min[1], random.Between(box.min[2], box.max[2])};
@@ -383,7 +383,7 @@ TYPED_TEST(DistanceToAABB, InvertedAndUnboundedBoxes)
 TYPED_TEST(DistanceToAABB, IsTheDistanceToTheNearestPoint)
 {
     using T = TypeParam;
-    ::Test::Random random(35);
+    Support::Random random(35);
     for (int trial = 0; trial < 5000; ++trial) {
         const auto p = random.Vector<3, T>(-1, 1);
         const auto q = random.Vector<3, T>(-1, 1);

@@ -5,6 +5,8 @@
 
 #include "tests/support/TestSupport.h"
 
+#include <boost/multiprecision/cpp_int.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -222,7 +224,7 @@ TYPED_TEST(IntersectPlanar, SegmentSegmentOnHostileInput)
 // crossing point a power of two away.
 TEST(SegmentSegment, SizesAtTheEndsOfTheNumberRange)
 {
-    ::Test::Random random(71);
+    Support::Random random(71);
     for (const int exponent : {505, 512, 700, 1020, -505, -540, -800}) {
         int met = 0;
         for (int trial = 0; trial < 500; ++trial) {
@@ -257,6 +259,93 @@ TEST(SegmentSegment, SizesAtTheEndsOfTheNumberRange)
                                Vec2d(-largest, largest), Vec2d(largest, -largest), true, 1e-12);
     EXPECT_TRUE(crossing.found);
     EXPECT_EQ(crossing.hit, Vec2d(0, 0));
+}
+
+/// Distance of `p` from the segment, without rounding until the end.
+double ExactDistance(const Vec2d& p, const Vec2d& start, const Vec2d& end)
+{
+    using Fraction = boost::multiprecision::cpp_rational;
+    const Fraction px(p.x()), py(p.y()), sx(start.x()), sy(start.y());
+    const Fraction alongX = Fraction(end.x()) - sx;
+    const Fraction alongY = Fraction(end.y()) - sy;
+    const Fraction squared = alongX * alongX + alongY * alongY;
+    Fraction share = 0;
+    if (squared != 0) {
+        share = ((px - sx) * alongX + (py - sy) * alongY) / squared;
+        share = share < 0 ? Fraction(0) : share > 1 ? Fraction(1) : share;
+    }
+    return std::hypot(static_cast<double>(Fraction(px - sx - share * alongX)),
+                      static_cast<double>(Fraction(py - sy - share * alongY)));
+}
+
+TYPED_TEST(IntersectPlanar, SegmentsWithEndsOfMixedSizeMeetInAPointOfBoth)
+{
+    using T = TypeParam;
+    using V = VecBase<2, T>;
+    const auto check = [](const std::array<V, 4>& p, T tolerance) {
+        const auto met = Meet(p[0], p[1], p[2], p[3], true, tolerance);
+        if (!met.found) {
+            EXPECT_EQ(met.hit, V{});
+            return 0;
+        }
+        const std::array<Vec2d, 4> wide{Vec2d(p[0]), Vec2d(p[1]), Vec2d(p[2]), Vec2d(p[3])};
+        double largest = 0;
+        for (const Vec2d& q : wide) {
+            largest = std::max({largest, std::fabs(q.x()), std::fabs(q.y())});
+        }
+        EXPECT_TRUE(std::isfinite(met.hit.x()) && std::isfinite(met.hit.y()));
+        if (std::isfinite(met.hit.x()) && std::isfinite(met.hit.y())) {
+            const double allowed =
+                static_cast<double>(tolerance) +
+                4 * static_cast<double>(std::numeric_limits<T>::epsilon()) * largest;
+            EXPECT_LE(ExactDistance(Vec2d(met.hit), wide[0], wide[1]), allowed);
+            EXPECT_LE(ExactDistance(Vec2d(met.hit), wide[2], wide[3]), allowed);
+            for (const auto& other : {Meet(p[2], p[3], p[0], p[1], true, tolerance),
+                                      Meet(p[1], p[0], p[2], p[3], true, tolerance)}) {
+                EXPECT_TRUE(std::isfinite(other.hit.x()) && std::isfinite(other.hit.y()));
+            }
+        }
+        return 1;
+    };
+    EXPECT_EQ(
+        check({V{T(1e-30), T(2e-30)}, V{-1, -1}, V{T(-2e-30), T(1e-30)}, V{T(1e-20), T(-3e-20)}},
+              0),
+        1);
+    check({V{T(2.09e-11), T(2.21e-11)}, V{T(-4.94e7), T(8.91e7)}, V{T(5.72e-10), T(1.83e-9)},
+           V{T(-8.23e-11), T(6.83e-11)}},
+          T(1e-12));
+
+    Support::Random random(1201);
+    int met = 0;
+    for (const double decades : {12.0, 36.0}) {
+        for (int trial = 0; trial < 10000; ++trial) {
+            std::array<V, 4> p;
+            for (V& q : p) {
+                const double size = std::pow(10.0, random.Between(-decades, decades));
+                q = V(random.Vector<2, double>(-1, 1) * size);
+            }
+            met += check(p, trial % 2 == 0 ? T{0} : T(1e-12));
+        }
+    }
+    EXPECT_GT(met, 3000);
+}
+
+/// Ends of all sizes that a `double` has.
+TEST(SegmentSegment, NoHitIsNanWhateverTheSizes)
+{
+    Support::Random random(1202);
+    int met = 0;
+    for (int trial = 0; trial < 40000; ++trial) {
+        std::array<Vec2d, 4> p;
+        for (Vec2d& q : p) {
+            const double size = std::pow(10.0, random.Between(-300, 300));
+            q = random.Vector<2, double>(-1, 1) * size;
+        }
+        const auto meeting = Meet(p[0], p[1], p[2], p[3], true, 0.0);
+        ASSERT_TRUE(std::isfinite(meeting.hit.x()) && std::isfinite(meeting.hit.y())) << trial;
+        met += meeting.found ? 1 : 0;
+    }
+    EXPECT_GT(met, 3000);
 }
 
 /// The same questions on integer points, decided exactly.
@@ -299,7 +388,7 @@ TYPED_TEST(IntersectPlanar, SegmentSegmentAgreesWithExactArithmeticOnALattice)
 {
     using T = TypeParam;
     using V = VecBase<2, T>;
-    ::Test::Random random(21);
+    Support::Random random(21);
     int crossings = 0;
     int overlaps = 0;
     for (int trial = 0; trial < 40'000; ++trial) {
@@ -335,7 +424,7 @@ TYPED_TEST(IntersectPlanar, CrossingsHaveTheSameBitsInAnyOrderAndLieOnBoth)
 {
     using T = TypeParam;
     using V = VecBase<2, T>;
-    ::Test::Random random(22);
+    Support::Random random(22);
     int crossings = 0;
     for (int trial = 0; trial < 20'000; ++trial) {
         const double offset = trial % 2 == 0 ? 0.0 : 1000.0;
@@ -380,7 +469,7 @@ TEST(SegmentSegment, MeetingsFollowTheDistanceOnRandomSegments)
     const auto cross = [](const Vec2d& a, const Vec2d& b, const Vec2d& p) {
         return (L(b[0]) - a[0]) * (L(p[1]) - a[1]) - (L(b[1]) - a[1]) * (L(p[0]) - a[0]);
     };
-    ::Test::Random random(23);
+    Support::Random random(23);
     int near = 0;
     for (int trial = 0; trial < 30'000; ++trial) {
         const auto point = [&] { return random.Vector<2, double>(-1, 1); };
@@ -407,7 +496,7 @@ TEST(SegmentSegment, NoPathSlipsThroughAVertexOfAPolyline)
 {
     // A polyline from left to right and a segment from far below to far above one of its vertices:
     // one of the two segments at the vertex is met, however the rounding falls.
-    ::Test::Random random(24);
+    Support::Random random(24);
     for (const double offset : {0.0, 1e3, 1e6}) {
         for (int trial = 0; trial < 5000; ++trial) {
             const Vec2d origin = random.Vector<2, double>(-offset, offset);
@@ -465,7 +554,7 @@ TEST(LineLine, TheToleranceIsASineWhateverTheLengths)
 
 TEST(LineLine, TheHitLiesOnBothLines)
 {
-    ::Test::Random random(25);
+    Support::Random random(25);
     for (int trial = 0; trial < 10'000; ++trial) {
         const auto a0 = random.Vector<2, double>(-1, 1);
         const auto a1 = random.Vector<2, double>(-1, 1);
@@ -527,7 +616,7 @@ TYPED_TEST(IntersectPlanar, DegenerateTrianglesAreSegmentsOrPoints)
 TEST(PointInOrOnTriangle, AgreesWithIntegerArithmetic)
 {
     using P = VecBase<2, int>;
-    ::Test::Random random(26);
+    Support::Random random(26);
     int inside = 0;
     for (int trial = 0; trial < 40'000; ++trial) {
         const auto point = [&] { return P{random.Below(7), random.Below(7)}; };
@@ -553,7 +642,7 @@ TEST(PointInOrOnTriangle, AgreesWithIntegerArithmetic)
 
 TEST(PointInOrOnTriangle, NoPointOfACommonSideIsDisownedByBothTriangles)
 {
-    ::Test::Random random(27);
+    Support::Random random(27);
     for (int trial = 0; trial < 50'000; ++trial) {
         const double offset = trial % 2 == 0 ? 0.0 : 1e5;
         const Vec2d origin = random.Vector<2, double>(-offset, offset);
@@ -684,7 +773,7 @@ TYPED_TEST(IntersectPlanar, SnappingTakesPointsAtTheEndsToTheEnds)
 TYPED_TEST(IntersectPlanar, NearestOnArcAgreesWithSampling)
 {
     using T = TypeParam;
-    ::Test::Random random(28);
+    Support::Random random(28);
     for (int trial = 0; trial < 3000; ++trial) {
         ArcBase<T> arc;
         arc.center = random.Vector<2, T>(-2, 2);
@@ -883,6 +972,61 @@ TYPED_TEST(IntersectPlanar, ArcSegmentOnHostileInput)
     (void)Meet(ArcBase<T>{{huge, 0}, {-huge, 0}, huge}, V{0, -huge}, V{huge, huge});
 }
 
+TYPED_TEST(IntersectPlanar, ArcSegmentOfAnySizesHasFiniteHits)
+{
+    using T = TypeParam;
+    using V = VecBase<2, T>;
+    const double mostDecades = std::numeric_limits<T>::max_exponent10 - 1;
+    Support::Random random(1203);
+    int met = 0;
+    for (int trial = 0; trial < 40000; ++trial) {
+        const auto size = [&] { return std::pow(10.0, random.Between(-mostDecades, mostDecades)); };
+        const auto point = [&] { return V(random.Vector<2, double>(-1, 1) * size()); };
+        ArcBase<T> arc{point(), point(), 0};
+        if (trial % 4 == 0) {
+            arc.center = V{};
+        }
+        const double radians = trial % 5 == 0 ? random.Between(-6, 6) : 6.2;
+        arc.length = static_cast<T>(radians * double(Geometry::Radius(arc)));
+        if (!std::isfinite(arc.length)) {
+            continue;
+        }
+        V s0 = trial % 3 == 0 ? arc.start : point();
+        V s1 = point();
+        if (trial % 2 == 0) { // both ends of one size
+            const double common = size();
+            s0 = V(random.Vector<2, double>(-1, 1) * common);
+            s1 = V(random.Vector<2, double>(-1, 1) * common);
+        }
+        const auto hits = Meet(arc, s0, s1, trial % 4 < 2, T{0});
+        for (std::size_t i = 0; i < 2; ++i) {
+            ASSERT_TRUE(std::isfinite(hits.hit[i].x()) && std::isfinite(hits.hit[i].y())) << trial;
+            ASSERT_TRUE(hits.parameter[i] >= 0 && hits.parameter[i] <= 1) << trial;
+        }
+        if (hits.count < 2) {
+            ASSERT_EQ(hits.hit[1], V{}) << trial;
+            ASSERT_EQ(hits.parameter[1], T{0}) << trial;
+        }
+        met += hits.count;
+    }
+    EXPECT_GT(met, 3000);
+}
+
+// Products of these sizes overflow on the way to the crossings.
+TEST(ArcSegment, CrossingsThatAreNoFinitePointsAreNoHits)
+{
+    const ArcBase<double> large{{-4.8e-174, -4.7e-174}, {5.83e247, 4.67e247}, 4.6e248};
+    const ArcBase<double> far{{-6.09e283, -4.44e282}, {2.4e-175, 6.2e-175}, 3.788e284};
+    for (const ArcBase<double>& arc : {large, far}) {
+        const auto hits = Meet(arc, Vec2d{5.36e-156, 8.93e-156}, Vec2d{-7.35e-156, 3.28e-156},
+                               false, 0.0);
+        for (std::size_t i = 0; i < 2; ++i) {
+            EXPECT_TRUE(std::isfinite(hits.hit[i].x()) && std::isfinite(hits.hit[i].y()));
+            EXPECT_TRUE(i < static_cast<std::size_t>(hits.count) || hits.hit[i] == Vec2d{});
+        }
+    }
+}
+
 // Over the radius such a length is no angle at all; the arc is its start.
 TYPED_TEST(IntersectPlanar, ArcSegmentOfADenormalLengthHasAPlaceAtTheStart)
 {
@@ -905,7 +1049,7 @@ TYPED_TEST(IntersectPlanar, ArcSegmentAgreesWithChordsOfTheArc)
     // Twin: the arc as 20,000 chords, crossings by sign. Cases near tangency or an end are left out
     // by the distance to both, which the fine chords (sagitta 5e-8 and less) can't tell.
     using T = TypeParam;
-    ::Test::Random random(29);
+    Support::Random random(29);
     std::array<int, 3> seen{};
     for (int trial = 0; trial < 300; ++trial) {
         ArcBase<T> arc;
@@ -963,7 +1107,7 @@ TYPED_TEST(IntersectPlanar, ArcSegmentAgreesWithChordsOfTheArc)
 TYPED_TEST(IntersectPlanar, ArcSegmentHitsLieOnBoth)
 {
     using T = TypeParam;
-    ::Test::Random random(30);
+    Support::Random random(30);
     int hits = 0;
     for (int trial = 0; trial < 20'000; ++trial) {
         ArcBase<T> arc;

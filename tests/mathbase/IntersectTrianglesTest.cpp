@@ -21,7 +21,7 @@ constexpr double kInf = std::numeric_limits<double>::infinity();
 
 using Corners = std::array<Vec3d, 3>;
 
-Corners RandomTriangle(::Test::Random& random, double extent)
+Corners RandomTriangle(Support::Random& random, double extent)
 {
     return {random.Vector<3, double>(-extent, extent), random.Vector<3, double>(-extent, extent),
             random.Vector<3, double>(-extent, extent)};
@@ -79,7 +79,7 @@ void ExpectNearestWithinBox(const std::array<VecBase<N, T>, 3>& t, const VecBase
 }
 
 template <int N, class T>
-void ExpectNearestWithinBoxes(::Test::Random& random)
+void ExpectNearestWithinBoxes(Support::Random& random)
 {
     for (int trial = 0; trial < 20000; ++trial) {
         const double thinness = std::exp2(-random.Below(56)); // needles of all degrees
@@ -98,7 +98,7 @@ void ExpectNearestWithinBoxes(::Test::Random& random)
 
 TEST(ClosestPointOnTriangle, LiesInTheBoxOfTheCorners)
 {
-    ::Test::Random random(52);
+    Support::Random random(52);
     ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBoxes<2, float>(random)));
     ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBoxes<2, double>(random)));
     ASSERT_NO_FATAL_FAILURE((ExpectNearestWithinBoxes<3, double>(random)));
@@ -150,7 +150,7 @@ double FarthestCornerBeyond(const Corners& t, const Vec3d& p, const Vec3d& q)
 
 TEST(ClosestPointOnTriangle, SatisfiesTheConditionOfANearestPoint)
 {
-    ::Test::Random random(41);
+    Support::Random random(41);
     for (int trial = 0; trial < 50'000; ++trial) {
         const double offset = trial % 2 == 0 ? 0.0 : 1000.0;
         const Vec3d shift = random.Vector<3, double>(-offset, offset);
@@ -183,7 +183,7 @@ TEST(ClosestPointOnTriangle, ThinTrianglesKeepTheirDigits)
 {
     // Needles and caps down to a width of 1e-13 of their length, turned at random. A point built
     // from the normal of the unturned triangle has a known foot.
-    ::Test::Random random(42);
+    Support::Random random(42);
     for (const double width : {1e-2, 1e-4, 1e-6, 1e-8, 1e-10, 1e-13}) {
         for (int trial = 0; trial < 2000; ++trial) {
             // A frame by Gram-Schmidt; its rounding of 1e-16 is that of the expectation.
@@ -287,7 +287,7 @@ TYPED_TEST(IntersectTriangles, NearestPairOfParallelsAndPoints)
 TYPED_TEST(IntersectTriangles, NoPairOfTwoSegmentsIsNearer)
 {
     using T = TypeParam;
-    Test::Random random(43);
+    Support::Random random(43);
     for (int trial = 0; trial < 20'000; ++trial) {
         const auto a0 = random.Vector<3, T>(-1, 1);
         auto a1 = random.Vector<3, T>(-1, 1);
@@ -333,7 +333,7 @@ TYPED_TEST(IntersectTriangles, NoPairOfTwoSegmentsIsNearer)
 TYPED_TEST(IntersectTriangles, NearestPairOfLinesIsPerpendicularToBoth)
 {
     using T = TypeParam;
-    Test::Random random(44);
+    Support::Random random(44);
     for (int trial = 0; trial < 10'000; ++trial) {
         const auto a0 = random.Vector<3, T>(-1, 1);
         const auto a1 = random.Vector<3, T>(-1, 1);
@@ -414,7 +414,7 @@ TEST(ProjectZAxisOnTriangle, VerticalDegenerateAndHostileTriangles)
 
 TEST(ProjectZAxisOnTriangle, ExitsLieOnTheOutlineAlongTheGradient)
 {
-    ::Test::Random random(45);
+    Support::Random random(45);
     int found = 0;
     for (int trial = 0; trial < 20'000; ++trial) {
         const Corners t = RandomTriangle(random, 1);
@@ -527,7 +527,7 @@ TEST(RayTriangleHitPoint, AgreesWithWeightsByDeterminants)
 {
     // Twin: Cramer's rule for origin + d t = a + v ab + w ac in long double.
     using L = long double;
-    ::Test::Random random(46);
+    Support::Random random(46);
     int hits = 0;
     for (int trial = 0; trial < 50'000; ++trial) {
         const Corners t = RandomTriangle(random, 1);
@@ -562,7 +562,7 @@ TEST(RayTriangleHitPoint, AgreesWithWeightsByDeterminants)
 }
 
 /// A closed surface: a bumpy ball of 8 * 4^levels triangles about the origin, star-shaped.
-std::vector<Corners> BumpyBall(::Test::Random& random, int levels, const Vec3d& center)
+std::vector<Corners> BumpyBall(Support::Random& random, int levels, const Vec3d& center)
 {
     std::vector<Corners> triangles;
     const std::array<Vec3d, 6> p{Vec3d{1, 0, 0},  Vec3d{0, 1, 0}, Vec3d{-1, 0, 0},
@@ -595,7 +595,7 @@ TEST(RayTriangleHitPoint, NoRaySlipsThroughASideOrACornerOfAClosedSurface)
     // From the center every ray leaves through the surface exactly once; aimed at sides and corners
     // it must hit at least one of the triangles there. With tolerance 0 nothing but the signs holds
     // it.
-    ::Test::Random random(47);
+    Support::Random random(47);
     for (const double offset : {0.0, 1e3}) {
         const Vec3d center = random.Vector<3, double>(-offset, offset);
         const auto ball = BumpyBall(random, 2, center);
@@ -626,7 +626,7 @@ TEST(RayTriangleHitPoint, NoRaySlipsThroughASideOrACornerOfAClosedSurface)
 
 TEST(RayTriangleHitPoint, VerticalRaysKeepXAndYAndTakeZFromTheTriangle)
 {
-    ::Test::Random random(48);
+    Support::Random random(48);
     for (int trial = 0; trial < 5000; ++trial) {
         Corners t = RandomTriangle(random, 1);
         const double u = random.Between(0.1, 0.4);
@@ -723,7 +723,7 @@ TEST(RayTriangleHitPoint, ADirectionOfInfiniteLengthHitsNothing)
 
 TEST(SegmentTriangle, AgreesWithTheRay)
 {
-    ::Test::Random random(49);
+    Support::Random random(49);
     int crossings = 0;
     for (int trial = 0; trial < 50'000; ++trial) {
         const Corners t = RandomTriangle(random, 1);
@@ -748,7 +748,7 @@ TEST(SegmentTriangle, AgreesWithTheRay)
 TEST(SegmentTriangle, NoPathSlipsThroughAVertexOnTheSurface)
 {
     // A path of two segments whose joint lies in the triangle up to rounding: one of them crosses.
-    ::Test::Random random(50);
+    Support::Random random(50);
     for (const double offset : {0.0, 1e3, 1e6}) {
         for (int trial = 0; trial < 10'000; ++trial) {
             const Vec3d shift = random.Vector<3, double>(-offset, offset);
@@ -800,9 +800,18 @@ TEST(SphereTriangle, TouchingCounts)
     EXPECT_TRUE(Intersect::SphereTriangle({1, 2, 0}, 2, {0, 0, 0}, {2, 0, 0}, {1, 0, 0}));
 }
 
+TEST(SphereTriangle, ABallOfNegativeRadiusIsEmpty)
+{
+    const Corners t{Vec3d{0, 0, 0}, Vec3d{4, 0, 0}, Vec3d{0, 4, 0}};
+    EXPECT_TRUE(Intersect::SphereTriangle({1, 1, 0}, 0, t[0], t[1], t[2]));
+    for (const double radius : {-1e-300, -1.0, -9.0, -kInf}) {
+        EXPECT_FALSE(Intersect::SphereTriangle({1, 1, 0}, radius, t[0], t[1], t[2])) << radius;
+    }
+}
+
 TEST(SphereTriangle, AgreesWithSampling)
 {
-    ::Test::Random random(51);
+    Support::Random random(51);
     int met = 0;
     for (int trial = 0; trial < 2000; ++trial) {
         const Corners t = RandomTriangle(random, 1);
@@ -976,7 +985,7 @@ int PiercesByDeterminants(const Corners& from, const Corners& to)
 
 TEST(TriangleTriangle, AgreesWithPiercingSidesAndIsSymmetric)
 {
-    ::Test::Random random(52);
+    Support::Random random(52);
     int met = 0;
     for (int trial = 0; trial < 50'000; ++trial) {
         const Corners a = RandomTriangle(random, 1);
@@ -1041,7 +1050,7 @@ double DistanceByParts(const Corners& a, const Corners& b)
 
 TEST(TriangleTriangle, MeetsExactlyWithinTheTolerance)
 {
-    ::Test::Random random(53);
+    Support::Random random(53);
     int near = 0;
     int far = 0;
     for (int trial = 0; trial < 30'000; ++trial) {
@@ -1081,7 +1090,7 @@ TEST(TriangleTriangle, MeetsExactlyWithinTheTolerance)
 TEST(TriangleTriangle, NoMeetingOnALatticeIsLost)
 {
     // Small integers: touches of every kind. The distance tells, to rounding, whether they meet.
-    ::Test::Random random(54);
+    Support::Random random(54);
     int touches = 0;
     for (int trial = 0; trial < 30'000; ++trial) {
         const auto point = [&] {
@@ -1158,7 +1167,7 @@ bool WholeOverlap(const WholeCorners& a, const WholeCorners& b)
     return false;
 }
 
-WholeCorners RandomWholeTriangle(::Test::Random& random, int size)
+WholeCorners RandomWholeTriangle(Support::Random& random, int size)
 {
     WholeCorners t{};
     do {
@@ -1185,7 +1194,7 @@ bool MeetInEveryOrder(const Corners& a, const Corners& b, double tolerance)
 // Coordinates with up to 30 digits: a product has more than a double holds.
 TEST(TriangleTriangle, CoplanarOverlapIsExactAlsoWithoutATolerance)
 {
-    ::Test::Random random(61);
+    Support::Random random(61);
     int met = 0;
     int touched = 0;
     for (int trial = 0; trial < 3000; ++trial) {
@@ -1232,7 +1241,7 @@ TEST(TriangleTriangle, CoplanarOverlapIsExactAlsoWithoutATolerance)
 // clearly overlap there meet, those that are clearly beside each other don't.
 TEST(TriangleTriangle, OverlapInATiltedPlaneWithAToleranceBelowRounding)
 {
-    ::Test::Random random(62);
+    Support::Random random(62);
     int met = 0;
     int apart = 0;
     for (int trial = 0; trial < 4000; ++trial) {
@@ -1280,6 +1289,199 @@ TEST(TriangleTriangle, OverlapInATiltedPlaneWithAToleranceBelowRounding)
     }
     EXPECT_GT(met, 500);
     EXPECT_GT(apart, 300);
+}
+
+// Triangles of length 2 about a common center in a tilted plane. There differences are larger than
+// coordinates, so that plain heights above a thin triangle lose more than its corners did.
+TEST(TriangleTriangle, OverlapOfThinTiltedTrianglesAboutACommonCenter)
+{
+    using Flat = std::array<Vec2d, 3>;
+    // How far the second triangle reaches over the side of the first that it reaches over least.
+    const auto leastReach = [](const Flat& a, const Flat& b) {
+        const double turn = ((a[1] - a[0]) ^ (a[2] - a[0])) > 0 ? 1 : -1;
+        double least = kInf;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const Vec2d side = a[(i + 1) % 3] - a[i];
+            double reach = -kInf;
+            for (const Vec2d& p : b) {
+                reach = std::max(reach, turn * (side ^ (p - a[i])) / Vector::Length(side));
+            }
+            least = std::min(least, reach);
+        }
+        return least;
+    };
+    Support::Random random(1301);
+    int met = 0;
+    int apart = 0;
+    for (int trial = 0; trial < 30'000; ++trial) {
+        const double width = std::array{0.1, 0.03, 0.01}[static_cast<std::size_t>(trial % 3)];
+        const Vec3d u = Vector::Normalized(random.Vector<3, double>(-1, 1), 0.0);
+        const Vec3d v = Vector::Normalized(u ^ random.Vector<3, double>(-1, 1), 0.0);
+        std::array<Flat, 2> flat;
+        std::array<Corners, 2> t;
+        for (std::size_t k = 0; k < 2; ++k) {
+            const double angle = random.Between(-M_PI, M_PI);
+            const Vec2d along{std::cos(angle), std::sin(angle)};
+            const std::array<double, 3> place{1.0, -1.0, random.Between(-1, 1)};
+            for (std::size_t i = 0; i < 3; ++i) {
+                flat[k][i] = along * place[i] +
+                             Vec2d(-along.y(), along.x()) * (width * random.Between(-1, 1));
+                for (int axis = 0; axis < 3; ++axis) { // rounded once
+                    using L = long double;
+                    t[k][i][axis] = static_cast<double>(L(u[axis]) * L(flat[k][i].x()) +
+                                                        L(v[axis]) * L(flat[k][i].y()));
+                }
+            }
+        }
+        const double reach = std::min(leastReach(flat[0], flat[1]), leastReach(flat[1], flat[0]));
+        if (std::fabs(reach) < 1e-6) {
+            continue;
+        }
+        (reach > 0 ? met : apart) += 1;
+        ASSERT_EQ(Meet(t[0], t[1], 0.0).found, reach > 0) << trial;
+        ASSERT_EQ(Meet(t[1], t[0], 0.0).found, reach > 0) << trial;
+    }
+    EXPECT_GT(met, 10'000);
+    EXPECT_GT(apart, 100);
+    const Corners a{Vec3d{0.24932403534916098, -0.39640738752644167, 0.67020658120522658},
+                    {-0.44992855260358489, 0.62297509892907976, -0.90202278009965131},
+                    {0.20060451725442391, -0.22656771140263821, 0.23181619889442481}};
+    const Corners b{Vec3d{-0.43980479339429651, 0.60762302053683626, -0.87728502564391531},
+                    {0.38252756385860698, -0.47612081636248427, 0.58875344254648909},
+                    {0.057277229525689546, -0.13150220417435199, 0.28853158309742644}};
+    EXPECT_TRUE(MeetInEveryOrder(a, b, 0.0));
+}
+
+TEST(TriangleTriangle, SizesAtTheEndsOfTheNumberRange)
+{
+    Support::Random random(1302);
+    int met = 0;
+    for (int trial = 0; trial < 1500; ++trial) {
+        const WholeCorners a = RandomWholeTriangle(random, 50);
+        const WholeCorners b = RandomWholeTriangle(random, 50);
+        const bool overlap = WholeOverlap(a, b);
+        met += overlap ? 1 : 0;
+        for (const int exponent : {240, 280, 310, 500, 900, -230, -290, -310, -500, -900}) {
+            const auto lifted = [&](const WholeCorners& t, bool tilted) {
+                Corners corners;
+                for (std::size_t i = 0; i < 3; ++i) {
+                    const double x = std::ldexp(static_cast<double>(t[i][0]), exponent);
+                    const double y = std::ldexp(static_cast<double>(t[i][1]), exponent);
+                    corners[i] = {x, y, tilted ? x + 2 * y : 0};
+                }
+                return corners;
+            };
+            for (const bool tilted : {false, true}) {
+                const TrianglesMeet r = Meet(lifted(a, tilted), lifted(b, tilted), 0.0);
+                ASSERT_EQ(r.found, overlap) << trial << ' ' << exponent << ' ' << tilted;
+                ASSERT_EQ(r.coplanar, overlap) << trial << ' ' << exponent << ' ' << tilted;
+            }
+        }
+    }
+    EXPECT_GT(met, 300);
+    // An upright triangle through a lying one: the common segment has the size of both.
+    for (const int exponent : {300, 600, -300, -600}) {
+        const auto sized = [&](Corners t) {
+            for (Vec3d& p : t) {
+                p = p * std::ldexp(1.0, exponent);
+            }
+            return t;
+        };
+        const TrianglesMeet r = Meet(sized({Vec3d{0, 0, 0}, {4, 0, 0}, {0, 4, 0}}),
+                                     sized({Vec3d{1, 1, -1}, {2, 1, 0}, {1, 1, 1}}), 0.0);
+        EXPECT_TRUE(r.found);
+        EXPECT_EQ(r.p + r.q, Vec3d(3, 2, 0) * std::ldexp(1.0, exponent));
+    }
+}
+
+// A triangle without area is a segment or a point. Oracle: no direction separates two plane figures
+// exactly when none along or across one of their sides does, in whole numbers.
+TEST(TriangleTriangle, TrianglesWithoutAreaMeetExactly)
+{
+    const auto separates = [](const WholeCorners& a, const WholeCorners& b, long long x,
+                              long long y) {
+        const auto range = [&](const WholeCorners& t) {
+            std::array<long long, 3> at{};
+            for (std::size_t i = 0; i < 3; ++i) {
+                at[i] = t[i][0] * x + t[i][1] * y;
+            }
+            return std::pair{*std::min_element(at.begin(), at.end()),
+                             *std::max_element(at.begin(), at.end())};
+        };
+        const auto [lowA, highA] = range(a);
+        const auto [lowB, highB] = range(b);
+        return highA < lowB || highB < lowA;
+    };
+    const auto meet = [&](const WholeCorners& a, const WholeCorners& b) {
+        if (separates(a, b, 1, 0) || separates(a, b, 0, 1)) {
+            return false;
+        }
+        for (const WholeCorners* t : {&a, &b}) {
+            for (std::size_t i = 0; i < 3; ++i) {
+                const long long x = (*t)[(i + 1) % 3][0] - (*t)[i][0];
+                const long long y = (*t)[(i + 1) % 3][1] - (*t)[i][1];
+                if (separates(a, b, x, y) || separates(a, b, -y, x)) {
+                    return false;
+                }
+            }
+        }
+        return true;
+    };
+    Support::Random random(1303);
+    std::array<int, 2> seen{};
+    for (int trial = 0; trial < 6000; ++trial) {
+        const int size = trial % 2 == 0 ? 4 : 1'000'000;
+        const auto whole = [&] { return random.Below(2 * size + 1) - size; };
+        WholeCorners line{};
+        line[0] = {whole(), whole()};
+        line[1] = {whole(), whole()};
+        line[2] = line[static_cast<std::size_t>(trial % 3 == 0)];
+        if (trial % 7 == 0) { // three on a line
+            line[2] = {2 * line[1][0] - line[0][0], 2 * line[1][1] - line[0][1]};
+        } else if (trial % 11 == 0) {
+            line[1] = line[2] = line[0];
+        }
+        WholeCorners other{};
+        for (auto& p : other) {
+            p = {whole(), whole()};
+        }
+        if (trial % 5 == 0) {
+            other[2] = other[1];
+        }
+        const bool expected = meet(line, other);
+        for (int axis = 0; axis < 4; ++axis) { // 3: a tilted plane
+            const auto lifted = [&](const WholeCorners& t) {
+                Corners corners;
+                for (std::size_t i = 0; i < 3; ++i) {
+                    const auto x = static_cast<double>(t[i][0]);
+                    const auto y = static_cast<double>(t[i][1]);
+                    if (axis == 3) {
+                        corners[i] = {x, y, x + 2 * y};
+                    } else {
+                        corners[i][axis] = 0.1;
+                        corners[i][(axis + 1) % 3] = x;
+                        corners[i][(axis + 2) % 3] = y;
+                    }
+                }
+                return corners;
+            };
+            const Corners a = lifted(line);
+            const Corners b = lifted(other);
+            ASSERT_EQ(MeetInEveryOrder(a, b, 0.0), expected) << trial << ' ' << axis;
+            const TrianglesMeet r = Meet(a, b, 0.0);
+            ++seen[expected ? 1 : 0];
+            if (expected) {
+                for (const Vec3d& p : {r.p, r.q}) {
+                    ASSERT_LE(Distance(p, NearestOn(a, p)), 1e-14 * size) << trial;
+                    ASSERT_LE(Distance(p, NearestOn(b, p)), 1e-14 * size) << trial;
+                }
+            }
+        }
+    }
+    EXPECT_GT(seen[0], 3000);
+    EXPECT_GT(seen[1], 1500);
+    EXPECT_TRUE(MeetInEveryOrder({Vec3d{2, 0, 0}, {-3, 2, 0}, {-3, 2, 0}},
+                                 {Vec3d{3, -2, 0}, {-1, 3, 0}, {-3, -4, 0}}, 0.0));
 }
 
 // --- FindCircumsphere ---------------------------------------------------------------------------
@@ -1345,7 +1547,7 @@ TYPED_TEST(IntersectTriangles, ThicknessMustExceedTheToleranceStrictly)
 TYPED_TEST(IntersectTriangles, TheCircumcenterIsAsFarFromEachCornerAndInThePlane)
 {
     using T = TypeParam;
-    Test::Random random(55);
+    Support::Random random(55);
     for (const double offset : {0.0, 1e3, 1e6}) {
         for (int trial = 0; trial < 5000; ++trial) {
             const auto shift = random.Vector<3, T>(-offset, offset);

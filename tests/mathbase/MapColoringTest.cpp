@@ -28,7 +28,7 @@ void Join(Lists& lists, int a, int b)
 }
 
 /// The same graph with its nodes numbered anew, so that the order of their making is of no help.
-Lists Shuffled(const Lists& lists, ::Test::Random& random)
+Lists Shuffled(const Lists& lists, Support::Random& random)
 {
     std::vector<int> name(lists.size());
     std::iota(name.begin(), name.end(), 0);
@@ -130,7 +130,7 @@ TEST(MapColoring, TreesTakeTwoColorsAndOddCyclesThree)
 {
     // Both are optimal: every subgraph of a tree has a node of degree 1, of a cycle one of
     // degree 2.
-    ::Test::Random random(51);
+    Support::Random random(51);
     Lists tree(1000);
     for (int node = 1; node < 1000; ++node) {
         Join(tree, node, random.Below(node));
@@ -175,7 +175,7 @@ TEST(MapColoring, RepeatedEdgesCountOnce)
 {
     Lists once(30);
     Lists often(30);
-    ::Test::Random random(52);
+    Support::Random random(52);
     for (int i = 0; i < 60; ++i) {
         const int a = random.Below(30);
         const int b = random.Below(30);
@@ -192,7 +192,7 @@ TEST(MapColoring, RepeatedEdgesCountOnce)
 TEST(MapColoring, NeverMoreColorsThanDegeneracyAllows)
 {
     // Smallest-last gives at most one color more than the degeneracy, on every graph.
-    ::Test::Random random(53);
+    Support::Random random(53);
     for (int trial = 0; trial < 300; ++trial) {
         SCOPED_TRACE(trial);
         const int nodes = 2 + random.Below(40);
@@ -214,7 +214,7 @@ TEST(MapColoring, NeverMoreColorsThanDegeneracyAllows)
 TEST(MapColoring, PlanarTriangulationsTakeSixColorsAtMost)
 {
     // A grid with one diagonal in each cell at random.
-    ::Test::Random random(54);
+    Support::Random random(54);
     for (int trial = 0; trial < 20; ++trial) {
         const int side = 2 + random.Below(30);
         Lists lists(static_cast<std::size_t>(side * side));
@@ -243,7 +243,7 @@ TEST(MapColoring, StackedTriangulationTakesFourColors)
 {
     // Each new node inside a triangle of the ones before: every subgraph has a node of degree 3, so
     // four colors suffice, and a tetrahedron needs them.
-    ::Test::Random random(55);
+    Support::Random random(55);
     Lists lists(2000);
     std::vector<std::array<int, 3>> triangles = {{0, 1, 2}};
     Join(lists, 0, 1);
@@ -288,7 +288,7 @@ TEST(MapColoring, FacetsOfAMeshTakeFourColorsAtMost)
 
 TEST(MapColoring, SameGraphSameColors)
 {
-    ::Test::Random random(56);
+    Support::Random random(56);
     Lists lists(200);
     for (int i = 0; i < 800; ++i) {
         Join(lists, random.Below(200), random.Below(200));

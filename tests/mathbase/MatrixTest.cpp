@@ -15,7 +15,7 @@
 namespace {
 
 using namespace Velk::Math;
-using Test::Random;
+using Support::Random;
 __extension__ typedef __int128 Int128; // `using` can not be marked
 template <int N>
 using Square = MatBase<N, N, double>;

@@ -30,7 +30,7 @@ bool KeyLess(const Item& a, const Item& b) { return a.key < b.key; }
 
 std::vector<Item> RandomItems(int count, int keys, std::uint64_t seed)
 {
-    ::Test::Random random(seed);
+    Support::Random random(seed);
     std::vector<Item> items;
     for (int i = 0; i < count; ++i) {
         items.push_back({random.Below(keys), i});
@@ -80,7 +80,7 @@ TEST(ParallelSort, SameOrderForAnyNumberOfThreads)
     std::stable_sort(expected.begin(), expected.end(), KeyLess);
     for (const int threads : {1, 2, 4}) {
         std::vector<Item> sorted = items;
-        ::Test::WithThreads(threads, [&] { ParallelSort(sorted.begin(), sorted.end(), KeyLess); });
+        Support::WithThreads(threads, [&] { ParallelSort(sorted.begin(), sorted.end(), KeyLess); });
         EXPECT_TRUE(sorted == expected) << threads << " threads";
     }
 }
@@ -97,7 +97,7 @@ TEST(ParallelSort, UpTo2048ElementsOrWithOneThreadTheCallerSorts)
         });
         return elsewhere.load();
     };
-    ::Test::WithThreads(4, [&] {
+    Support::WithThreads(4, [&] {
         for (int repetition = 0; repetition < 100; ++repetition) {
             EXPECT_EQ(comparedElsewhere(2048), 0);
         }
@@ -109,7 +109,7 @@ TEST(ParallelSort, UpTo2048ElementsOrWithOneThreadTheCallerSorts)
 
 TEST(ParallelSort, MovesElementsThatOwnMemory)
 {
-    ::Test::Random random(5);
+    Support::Random random(5);
     std::vector<std::string> texts;
     for (int i = 0; i < 40'000; ++i) {
         // Long enough for the heap; a text that is moved from is empty and would sort first.
@@ -125,7 +125,7 @@ TEST(ParallelSort, MovesElementsThatOwnMemory)
 TEST(ParallelSort, AnyRandomAccessRange)
 {
     std::deque<int> values;
-    ::Test::Random random(6);
+    Support::Random random(6);
     for (int i = 0; i < 20'000; ++i) {
         values.push_back(random.Below(1 << 20));
     }

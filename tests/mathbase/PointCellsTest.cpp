@@ -56,7 +56,7 @@ TYPED_TEST(NearPointsOf, VisitsAllThatMatch)
     using V = TypeParam;
     using T = typename V::value_type;
     constexpr int kDimension = std::is_same_v<V, Vec2f> || std::is_same_v<V, Vec2d> ? 2 : 3;
-    ::Test::Random random(11);
+    Support::Random random(11);
     const int exponents = std::numeric_limits<T>::max_exponent;
     for (int trial = 0; trial < 400; ++trial) {
         SCOPED_TRACE(trial);
@@ -72,11 +72,13 @@ TYPED_TEST(NearPointsOf, VisitsAllThatMatch)
                 const double whole = std::floor(random.Between(-3, 3)) * scale;
                 p[axis] = static_cast<T>(i % 2 == 0 ? whole : random.Between(-1, 1) * scale);
             }
-            const bool isFinite = Vector::Impl::IsFinite(p);
-            if (isFinite) {
+            const auto isFinite = [&p] {
+                return std::all_of(p.begin(), p.end(), [](T x) { return std::isfinite(x); });
+            };
+            if (isFinite()) {
                 points.push_back(p);
                 p[0] += tolerance;
-                if (Vector::Impl::IsFinite(p)) {
+                if (isFinite()) {
                     points.push_back(p);
                 }
             }

@@ -85,14 +85,14 @@ int WholeInCircle(const VecBase<2, T>& a, const VecBase<2, T>& b, const VecBase<
 }
 
 /// A number of full length whose size varies over 2^-`range` to 1.
-double RandomSize(::Test::Random& random, int range)
+double RandomSize(Support::Random& random, int range)
 {
     return std::ldexp(random.Between(-1, 1), -random.Below(range + 1));
 }
 
 /// The vector one unit in the last place on, or back, or as it is, in each component.
 template <int N, class T>
-VecBase<N, T> Nudged(VecBase<N, T> v, ::Test::Random& random)
+VecBase<N, T> Nudged(VecBase<N, T> v, Support::Random& random)
 {
     for (T& x : v) {
         switch (random.Below(3)) {
@@ -140,7 +140,7 @@ TYPED_TEST(PredicatesOf, TellTheSidesOfPlainFigures)
 TYPED_TEST(PredicatesOf, MatchWholeNumbersWhereProductsCancel)
 {
     using T = TypeParam;
-    ::Test::Random random(1);
+    Support::Random random(1);
     int zeros = 0;
     int undecided = 0;
     for (int trial = 0; trial < 4000; ++trial) {
@@ -200,7 +200,7 @@ TYPED_TEST(PredicatesOf, MatchWholeNumbersWhereProductsCancel)
 TEST(Predicates, MatchIntegersOnNearlyCollinearPoints)
 {
     __extension__ using Wide = __int128; // holds a product of two 60-bit differences
-    ::Test::Random random(6);
+    Support::Random random(6);
     int undecided = 0;
     for (int trial = 0; trial < 100'000; ++trial) {
         std::array<long long, 6> v{};
@@ -231,7 +231,7 @@ TEST(Predicates, MatchIntegersOnNearlyCollinearPoints)
 // Coordinates of a call that differ in size by up to 2^460, near either end of the number range.
 TEST(Predicates, MatchWholeNumbersForAllSizes)
 {
-    ::Test::Random random(2);
+    Support::Random random(2);
     for (const int exponent : {0, 1000, 480, 260, -300, -500, -600}) {
         for (int trial = 0; trial < 300; ++trial) {
             const int range = trial % 3 == 0 ? 5 : (trial % 3 == 1 ? 60 : 455);
@@ -292,7 +292,7 @@ TEST(Predicates, NoSideOfWhatIsNotFinite)
 
 TEST(Predicates, RepeatedPointsHaveNoSide)
 {
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int trial = 0; trial < 200; ++trial) {
         const auto a = random.Vector<2, double>(-1e6, 1e6);
         const auto b = random.Vector<2, double>(-1e6, 1e6);
@@ -343,7 +343,7 @@ TEST(Expansion, SumsAndProductsAreNotRounded)
     using Impl::Expansion;
     using Impl::TwoSum;
     const Whole unit = Whole(1) << 1074U; // 1 in units of 2^-1074
-    ::Test::Random random(4);
+    Support::Random random(4);
     for (int trial = 0; trial < 3000; ++trial) {
         const int range = trial % 2 == 0 ? 4 : 100;
         std::array<double, 8> x{};
@@ -381,7 +381,7 @@ TEST(Expansion, SumsAndProductsAreNotRounded)
 
 TEST(AccurateArea, KeepsItsDigitsOnNeedles)
 {
-    ::Test::Random random(5);
+    Support::Random random(5);
     const Whole unit = Whole(1) << 1074U;
     for (int trial = 0; trial < 2000; ++trial) {
         const auto o = random.Vector<3, double>(-1e3, 1e3);

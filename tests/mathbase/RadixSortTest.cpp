@@ -18,7 +18,7 @@ template <class Key>
 void ExpectStable(std::size_t count, std::uint64_t mask, std::uint64_t seed)
 {
     using Element = std::pair<Key, std::size_t>;
-    ::Test::Random random(seed);
+    Support::Random random(seed);
     std::vector<Element> elements(count);
     for (std::size_t i = 0; i < count; ++i) {
         elements[i] = {static_cast<Key>(random.Bits() & mask), i};

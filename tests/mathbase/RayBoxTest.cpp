@@ -14,7 +14,7 @@
 namespace {
 
 using namespace Velk::Math;
-using ::Test::Random;
+using Support::Random;
 using Velk::Math::Intersect::Impl::IsRayDirection;
 using Velk::Math::Intersect::Impl::LineBoxTest;
 

@@ -70,7 +70,7 @@ TYPED_TEST(SegmentPoint, MatchesFractions)
 {
     using T = typename TypeParam::T;
     constexpr int N = TypeParam::kDimension;
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 1500; ++trial) {
         const double size = trial % 3 == 0 ? 1e6 : 1;
         const auto far = random.template Vector<N, T>(-size, size);
@@ -92,12 +92,30 @@ TYPED_TEST(SegmentPoint, MatchesFractions)
     }
 }
 
+// A negative zero keeps its sign where the start stands for a short segment, too.
+TYPED_TEST(SegmentPoint, AShortSegmentHasTheBitsOfItsStart)
+{
+    using T = typename TypeParam::T;
+    constexpr int N = TypeParam::kDimension;
+    VecBase<N, T> a;
+    a[0] = T{-0.0F};
+    a[1] = T{-0.0F};
+    VecBase<N, T> b;
+    b[1] = static_cast<T>(1e-13); // below both floors
+    VecBase<N, T> p;
+    p[1] = T{1};
+    EXPECT_EQ(NearestParameter(a, b, p, kShortByFloor<T>), 0.0);
+    ExpectBits(NearestOnSegment(a, b, p, kShortByFloor<T>), a);
+    p[1] = std::numeric_limits<T>::quiet_NaN();
+    EXPECT_TRUE(std::isnan(NearestOnSegment(a, b, p, kShortByFloor<T>)[1]));
+}
+
 // A fraction of the length that is added to the start misses the end by rounding in most cases.
 TYPED_TEST(SegmentPoint, EndsHaveTheirOwnBits)
 {
     using T = typename TypeParam::T;
     constexpr int N = TypeParam::kDimension;
-    ::Test::Random random(2);
+    Support::Random random(2);
     int missed = 0;
     for (int trial = 0; trial < 2000; ++trial) {
         auto a = random.template Vector<N, T>(-1e5, 1e5);

@@ -13,7 +13,7 @@
 namespace {
 
 using namespace Velk::Math;
-using Test::Random;
+using Support::Random;
 
 template <class T>
 constexpr T kEpsilon = std::numeric_limits<T>::epsilon();

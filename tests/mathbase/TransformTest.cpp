@@ -12,7 +12,7 @@
 namespace {
 
 using namespace Velk::Math;
-using Test::Random;
+using Support::Random;
 using namespace Velk::Math::Transform;
 
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
@@ -444,7 +444,7 @@ TEST(InflateDimension, KeepsTheMapInThePlaneAndLeavesZAlone)
 
 TEST(BuildRotationFromAxisAngle, CoordinateAxisKeepsItsCoordinateToTheBit)
 {
-    ::Test::Random random(77);
+    Support::Random random(77);
     for (int trial = 0; trial < 1000; ++trial) {
         const auto p = random.Vector<3, double>(-1e3, 1e3);
         const double radians = random.Between(-10, 10);

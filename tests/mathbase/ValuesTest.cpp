@@ -97,7 +97,7 @@ TEST(ScaleToOne, BringsEverySizeNearOne)
 TYPED_TEST(Values, WideningAndBackChangesNothing)
 {
     using T = TypeParam;
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 100; ++trial) {
         const auto v = random.Vector<3, T>(-1e6, 1e6);
         EXPECT_EQ(Impl::Narrowed<T>(Impl::Widened(v)), v);
@@ -111,7 +111,7 @@ TYPED_TEST(Values, WideningAndBackChangesNothing)
 // components at once, which vectors keep them from.
 TEST(NarrowedValues, AreRoundedAlsoWhenTheyAreWidenedAgain)
 {
-    ::Test::Random random(2);
+    Support::Random random(2);
     int rounded = 0;
     for (int trial = 0; trial < 100; ++trial) {
         const auto v = random.Vector<2, double>(-1e6, 1e6);

@@ -105,7 +105,7 @@ TYPED_TEST(VecBaseOf, DivisionDividesEachComponent)
     using T = TypeParam;
     using V = VecBase<2, T>;
     // x * (1 / d) is the neighbor of x / d for one quotient in four.
-    Test::Random random(13);
+    Support::Random random(13);
     for (int i = 0; i < 1000; ++i) {
         const auto v = random.Vector<2, T>(-100, 100);
         const auto divisor = static_cast<T>(random.Between(0.1, 100));
@@ -142,7 +142,7 @@ TEST(VecBase, IntegerDivisionByZeroDoesNotFault)
 
 TYPED_TEST(VecBaseOf, CrossIsExactlyAntisymmetric)
 {
-    Test::Random random(11);
+    Support::Random random(11);
     for (int i = 0; i < 1000; ++i) {
         const auto a = random.Vector<3, TypeParam>(-1e3, 1e3);
         const auto b = random.Vector<3, TypeParam>(-1e-3, 1e3);
@@ -188,7 +188,7 @@ TYPED_TEST(VecBaseOf, NormalizingAtTheToleranceGivesZero)
 TYPED_TEST(VecBaseOf, NormalizingMultipliesByTheReciprocal)
 {
     using T = TypeParam;
-    Test::Random random(12);
+    Support::Random random(12);
     for (int i = 0; i < 1000; ++i) {
         const auto v = random.Vector<3, T>(-100, 100);
         EXPECT_EQ(Vector::Normalized(v, kLengthFloor<T>), v * (T{1} / Vector::Length(v)));

@@ -14,7 +14,7 @@
 namespace {
 
 using namespace Velk::Math;
-using Test::Random;
+using Support::Random;
 using Stream = std::vector<Vec3d>;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();

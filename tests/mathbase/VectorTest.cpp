@@ -15,7 +15,7 @@
 namespace {
 
 using namespace Velk::Math;
-using Test::Random;
+using Support::Random;
 
 template <class T>
 constexpr T kEpsilon = std::numeric_limits<T>::epsilon();

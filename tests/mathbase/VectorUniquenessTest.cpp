@@ -462,7 +462,7 @@ TEST(SearchInUniqueVector, FlagTellsFromIndexZero)
 
 /// Small sets of many kinds; coordinates of all kinds but the continuous ones give ties in plenty.
 template <class V>
-std::vector<V> MakeSet(::Test::Random& random, int kind, ScalarOf<V> unit)
+std::vector<V> MakeSet(Support::Random& random, int kind, ScalarOf<V> unit)
 {
     using T = ScalarOf<V>;
     const T special[] = {0,
@@ -513,7 +513,7 @@ std::vector<V> MakeSet(::Test::Random& random, int kind, ScalarOf<V> unit)
 TYPED_TEST(Uniqueness, AgreesWithTheSlowTwin)
 {
     using T = ScalarOf<TypeParam>;
-    ::Test::Random random(17);
+    Support::Random random(17);
     const T large = std::is_same_v<T, float> ? T{1e30F} : static_cast<T>(1e300);
     const T small = std::is_same_v<T, float> ? T{1e-40F} : static_cast<T>(1e-310);
     for (int trial = 0; trial < 3000; ++trial) {
@@ -535,7 +535,7 @@ TYPED_TEST(Uniqueness, AgreesWithTheSlowTwin)
 TYPED_TEST(Uniqueness, SearchesAgreeWithTheSlowTwinOffTheMembers)
 {
     using T = ScalarOf<TypeParam>;
-    ::Test::Random random(18);
+    Support::Random random(18);
     for (int trial = 0; trial < 1200; ++trial) {
         SCOPED_TRACE("trial " + std::to_string(trial));
         auto members = MakeSet<TypeParam>(random, trial % 6, T{1});
@@ -587,7 +587,7 @@ TYPED_TEST(Uniqueness, LargeSetsAreConsistent)
 {
     using V = TypeParam;
     using T = ScalarOf<V>;
-    ::Test::Random random(19);
+    Support::Random random(19);
     // More points than one chunk of any step, with repeats near and far, coarse and fine
     // tolerances.
     std::vector<V> points;

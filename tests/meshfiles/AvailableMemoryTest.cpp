@@ -61,10 +61,10 @@ TYPED_TEST(HugeCount, BinaryStl)
     // 0x55555556 is the first count whose threefold does not fit 32 bits: it wraps to 2.
     for (const std::uint32_t count : {0x55555556U, 0x80000000U, 0xFFFFFFFFU}) {
         SORVANE_NEED_LESS_MEMORY_THAN(std::uint64_t{3} * count * sizeof(VecBase<3, TypeParam>));
-        ::Test::TemporaryFolder folder;
+        Support::TemporaryFolder folder;
         const auto path = folder / "lying.stl";
-        ::Test::WriteBytes(path, std::string(80, ' ') + ::Test::LittleEndianBytes(count) +
-                                     std::string(120, '\x01'));
+        Support::WriteBytes(path, std::string(80, ' ') + Support::LittleEndianBytes(count) +
+                                      std::string(120, '\x01'));
         std::vector<VecBase<3, TypeParam>> points;
         std::vector<int> indices;
         ExpectAllocationError([&] { Files::ReadFromBinarySTL(points, indices, path); });
@@ -85,10 +85,10 @@ TEST_P(HugeCountTipc, IsAnAllocationError)
     const auto& [name, vertexCount, triangleCount, tagFlag] = GetParam();
     const std::uint64_t tagBytes = tagFlag > 0 ? 8 : 0;
     SORVANE_NEED_LESS_MEMORY_THAN((24 + tagBytes) * vertexCount + (12 + tagBytes) * triangleCount);
-    ::Test::TemporaryFolder folder;
+    Support::TemporaryFolder folder;
     const auto path = folder / "lying.tipc";
-    ::Test::WriteBytes(
-        path, ::Test::LittleEndianBytes(vertexCount) + ::Test::LittleEndianBytes(triangleCount) +
+    Support::WriteBytes(
+        path, Support::LittleEndianBytes(vertexCount) + Support::LittleEndianBytes(triangleCount) +
                   std::string(2, static_cast<char>(tagFlag)) + std::string(48, '\x02'));
     std::vector<VecBase<3, double>> points;
     std::vector<int> indices;

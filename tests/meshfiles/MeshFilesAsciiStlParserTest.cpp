@@ -112,16 +112,16 @@ void ExpectReadLikeStreams(const std::string& text, std::size_t blockBytes, std:
     actual.success =
         Impl::ReadAsciiStl(bytes, actual.points, actual.indices, blockBytes, pieceBytes);
     ASSERT_EQ(actual.success, expected.success) << text;
-    ASSERT_EQ(::Test::Bits(actual.points), ::Test::Bits(expected.points)) << text;
+    ASSERT_EQ(Support::Bits(actual.points), Support::Bits(expected.points)) << text;
     ASSERT_EQ(actual.indices, expected.indices) << text;
 }
 
-std::string PickFrom(::Test::Random& random, std::initializer_list<const char*> choices)
+std::string PickFrom(Support::Random& random, std::initializer_list<const char*> choices)
 {
     return choices.begin()[random.Below(static_cast<int>(choices.size()))];
 }
 
-std::string RandomCoordinate(::Test::Random& random)
+std::string RandomCoordinate(Support::Random& random)
 {
     if (random.Below(30) == 0) {
         return PickFrom(random, {"nan", "inf", "1e", "1e400", "-1e-400", "abc", "--1", "1.5.2",
@@ -134,7 +134,7 @@ std::string RandomCoordinate(::Test::Random& random)
     return text.str();
 }
 
-std::string RandomFile(::Test::Random& random)
+std::string RandomFile(Support::Random& random)
 {
     const std::string lineEnd = random.Below(4) == 0 ? "\r\n" : "\n";
     const std::string indent = random.Below(2) == 0 ? "  " : "";
@@ -152,7 +152,7 @@ std::string RandomFile(::Test::Random& random)
 }
 
 /// Replaces, inserts, removes or doubles something somewhere.
-void Spoil(std::string& text, ::Test::Random& random)
+void Spoil(std::string& text, Support::Random& random)
 {
     const auto at = static_cast<std::size_t>(random.Below(static_cast<int>(text.size())));
     const auto length = std::min(text.size() - at, static_cast<std::size_t>(random.Below(40)));
@@ -199,7 +199,7 @@ TYPED_TEST_SUITE(AsciiStlParser, Scalars);
 
 TYPED_TEST(AsciiStlParser, SoundAndSpoiltFilesReadLikeStreams)
 {
-    ::Test::Random random(21);
+    Support::Random random(21);
     constexpr std::size_t kBlocks[] = {1, 7, 64, 300, 1000, 1U << 20U};
     constexpr std::size_t kPieces[] = {1, 30, 200, 1U << 20U};
     for (int trial = 0; trial < 10'000 && !this->HasFatalFailure(); ++trial) {

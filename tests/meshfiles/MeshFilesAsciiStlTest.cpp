@@ -17,7 +17,7 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::MeshUtils::ReadFromASCIISTL;
 using Sorvane::MeshUtils::WriteToASCIISTL;
-using Test::Bits;
+using Support::Bits;
 
 template <class T>
 struct ReadResult {
@@ -32,7 +32,7 @@ protected:
     ReadResult<T> Read(const std::string& text)
     {
         const auto path = folder_ / "in.stl";
-        ::Test::WriteBytes(path, text);
+        Support::WriteBytes(path, text);
         return ReadFile(path);
     }
 
@@ -50,10 +50,10 @@ protected:
     {
         const auto path = folder_ / "out.stl";
         EXPECT_TRUE(WriteToASCIISTL(points, indices, path));
-        return ::Test::ReadBytes(path);
+        return Support::ReadBytes(path);
     }
 
-    ::Test::TemporaryFolder folder_;
+    Support::TemporaryFolder folder_;
 };
 using Scalars = testing::Types<float, double>;
 TYPED_TEST_SUITE(AsciiStl, Scalars);
@@ -286,7 +286,7 @@ TYPED_TEST(AsciiStl, LinesLongerThanAnyBlock)
 
 TYPED_TEST(AsciiStl, OutputsKeepTheirRoom)
 {
-    ::Test::WriteBytes(this->folder_ / "in.stl", "solid\n" + kFacet + "endsolid\n");
+    Support::WriteBytes(this->folder_ / "in.stl", "solid\n" + kFacet + "endsolid\n");
     std::vector<VecBase<3, TypeParam>> points(100);
     std::vector<int> indices(100);
     const auto* const pointsAt = points.data();
@@ -313,7 +313,7 @@ TYPED_TEST(AsciiStl, WhatCannotBeOpenedFailsWithEmptyOutputs)
 TYPED_TEST(AsciiStl, UnreadableFileFails)
 {
     const auto path = this->folder_ / "secret.stl";
-    ::Test::WriteBytes(path, "solid\nendsolid\n");
+    Support::WriteBytes(path, "solid\nendsolid\n");
     ASSERT_EQ(chmod(path.c_str(), 0), 0);
     const bool isRoot = geteuid() == 0; // who may read everything, unless it steps back
     if (isRoot) {
@@ -332,7 +332,7 @@ TYPED_TEST(AsciiStl, ReadsFromAPipe)
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     const pid_t writer = fork();
     if (writer == 0) {
-        ::Test::WriteBytes(path, "solid\n" + kFacet + "endsolid\n");
+        Support::WriteBytes(path, "solid\n" + kFacet + "endsolid\n");
         _exit(0);
     }
     ASSERT_GT(writer, 0);
@@ -398,11 +398,11 @@ TYPED_TEST(AsciiStl, DegenerateFacetsHaveAZeroNormal)
 TEST(AsciiStlNormal, DoubleComparesTheAreaWithItsFloor)
 {
     // Legs 1 and h span a triangle of area h / 2: zero normal as long as h / 2 <= 1e-12.
-    ::Test::TemporaryFolder folder;
+    Support::TemporaryFolder folder;
     const auto normal = [&](double h) {
         EXPECT_TRUE(
             WriteToASCIISTL<double>({{0, 0, 0}, {1, 0, 0}, {0, h, 0}}, {0, 1, 2}, folder / "x"));
-        return FirstNormal(::Test::ReadBytes(folder / "x"));
+        return FirstNormal(Support::ReadBytes(folder / "x"));
     };
     EXPECT_EQ(normal(2e-12), "0 0 0"); // exactly the floor is not more than it
     EXPECT_EQ(normal(2.0000001e-12), "0 0 1");
@@ -411,11 +411,11 @@ TEST(AsciiStlNormal, DoubleComparesTheAreaWithItsFloor)
 
 TEST(AsciiStlNormal, FloatComparesTwiceTheAreaWithItsFloor)
 {
-    ::Test::TemporaryFolder folder;
+    Support::TemporaryFolder folder;
     const auto normal = [&](float h) {
         EXPECT_TRUE(
             WriteToASCIISTL<float>({{0, 0, 0}, {1, 0, 0}, {0, h, 0}}, {0, 1, 2}, folder / "x"));
-        return FirstNormal(::Test::ReadBytes(folder / "x"));
+        return FirstNormal(Support::ReadBytes(folder / "x"));
     };
     EXPECT_EQ(normal(1e-8F), "0 0 0"); // exactly the floor is not more than it
     EXPECT_NE(normal(std::nextafter(1e-8F, 1.0F)), "0 0 0");
@@ -434,7 +434,7 @@ TYPED_TEST(AsciiStl, TheHostsLocaleHasNoInfluence)
 {
     const std::vector<VecBase<3, TypeParam>> points{{1234567.5, 0.25, -1e-7}, {2, 0, 0}, {0, 3, 0}};
     const std::string expected = this->Write(points, {0, 1, 2});
-    const ::Test::CommaLocale comma;
+    const Support::CommaLocale comma;
     ASSERT_EQ((std::ostringstream() << 1234.5).str(), "1.234,5") << "the locale of this test works";
     EXPECT_EQ(this->Write(points, {0, 1, 2}), expected);
     const auto result = this->Read("solid\n" + kFacet + "endsolid\n");
@@ -445,7 +445,7 @@ TYPED_TEST(AsciiStl, TheHostsLocaleHasNoInfluence)
 template <class T>
 std::vector<VecBase<3, T>> ShortDecimals(int count)
 {
-    ::Test::Random random(11);
+    Support::Random random(11);
     std::vector<VecBase<3, T>> points;
     for (int i = 0; i < count; ++i) {
         const auto coordinate = [&] {
@@ -506,7 +506,7 @@ TYPED_TEST(AsciiStl, RealFiles)
              SharedFile{"meshes_defective/conveyor_nearby-bad.stl", 856},
              SharedFile{"meshes_defective/conveyor_remove-unconnected-bad.stl", 857},
          }) {
-        const auto path = ::Test::SharedData(name);
+        const auto path = Support::SharedData(name);
         SORVANE_NEED_DATA(path);
         const auto result = this->ReadFile(path);
         EXPECT_TRUE(result.success) << name;
@@ -529,7 +529,7 @@ TYPED_TEST(AsciiStl, RealFiles)
 TYPED_TEST(AsciiStl, RealBinaryFilesAreRefused)
 {
     for (const char* name : {"meshes_cad/round.stl", "meshes_defective/soup.stl"}) {
-        const auto path = ::Test::SharedData(name);
+        const auto path = Support::SharedData(name);
         SORVANE_NEED_DATA(path);
         EXPECT_FALSE(this->ReadFile(path).success) << name;
     }

@@ -15,9 +15,9 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::MeshUtils::ReadFromBinarySTL;
 using Sorvane::MeshUtils::WriteToBinarySTL;
-using Test::Bits;
-using Test::FloatBytes;
-using Test::LittleEndianBytes;
+using Support::Bits;
+using Support::FloatBytes;
+using Support::LittleEndianBytes;
 
 template <class T>
 struct ReadResult {
@@ -32,7 +32,7 @@ protected:
     ReadResult<T> Read(const std::string& bytes)
     {
         const auto path = folder_ / "in.stl";
-        ::Test::WriteBytes(path, bytes);
+        Support::WriteBytes(path, bytes);
         return ReadFile(path);
     }
 
@@ -48,10 +48,10 @@ protected:
     {
         const auto path = folder_ / "out.stl";
         EXPECT_TRUE(WriteToBinarySTL(points, indices, path));
-        return ::Test::ReadBytes(path);
+        return Support::ReadBytes(path);
     }
 
-    ::Test::TemporaryFolder folder_;
+    Support::TemporaryFolder folder_;
 };
 using Scalars = testing::Types<float, double>;
 TYPED_TEST_SUITE(BinaryStl, Scalars);
@@ -91,16 +91,16 @@ TYPED_TEST(BinaryStl, WritesAnEmptyMesh)
 TEST(BinaryStlRounding, NormalsComeFromTheRoundedCorners)
 {
     // In double the corners are 1e-9 apart and span an area; as floats they are one point.
-    ::Test::TemporaryFolder folder;
+    Support::TemporaryFolder folder;
     ASSERT_TRUE(WriteToBinarySTL<double>({{1, 1, 1}, {1 + 1e-9, 1, 1}, {1, 1 + 1e-9, 1}}, {0, 1, 2},
                                          folder / "x"));
-    EXPECT_EQ(::Test::ReadBytes(folder / "x").substr(84, 48),
+    EXPECT_EQ(Support::ReadBytes(folder / "x").substr(84, 48),
               Floats({0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1}));
 
     // Rounding to float tilts this one: z = 2^-26 beside 1 is kept, y = 1 + 2^-26 is not.
     ASSERT_TRUE(WriteToBinarySTL<double>({{0, 1, 0}, {1, 1 + 0x1p-26, 0}, {0, 1, 1}}, {0, 1, 2},
                                          folder / "x"));
-    EXPECT_EQ(::Test::ReadBytes(folder / "x").substr(84, 12), Floats({0, -1, 0}));
+    EXPECT_EQ(Support::ReadBytes(folder / "x").substr(84, 12), Floats({0, -1, 0}));
 }
 
 TYPED_TEST(BinaryStl, TheNormalsFloorIsThatOfADoubledArea)
@@ -128,11 +128,11 @@ TYPED_TEST(BinaryStl, DegenerateFacetsHaveAZeroNormal)
 TYPED_TEST(BinaryStl, IncompleteTripleFailsBeforeTheFileIsTouched)
 {
     const auto path = this->folder_ / "kept.stl";
-    ::Test::WriteBytes(path, "precious");
+    Support::WriteBytes(path, "precious");
     const std::vector<VecBase<3, TypeParam>> points{{0, 0, 0}};
     EXPECT_FALSE(WriteToBinarySTL(points, {0, 0}, path));
     EXPECT_FALSE(WriteToBinarySTL(points, {0, 0, 0, 0}, path));
-    EXPECT_EQ(::Test::ReadBytes(path), "precious");
+    EXPECT_EQ(Support::ReadBytes(path), "precious");
     EXPECT_FALSE(WriteToBinarySTL(points, {0, 0}, this->folder_ / "new.stl"));
     EXPECT_FALSE(std::filesystem::exists(this->folder_ / "new.stl"));
 }
@@ -239,8 +239,8 @@ TYPED_TEST(BinaryStl, ALyingCountIsFilledWithZeros)
 
 TYPED_TEST(BinaryStl, OutputsKeepTheirRoom)
 {
-    ::Test::WriteBytes(this->folder_ / "in.stl",
-                       Header() + LittleEndianBytes(std::uint32_t{1}) + std::string(50, '\0'));
+    Support::WriteBytes(this->folder_ / "in.stl",
+                        Header() + LittleEndianBytes(std::uint32_t{1}) + std::string(50, '\0'));
     std::vector<VecBase<3, TypeParam>> points(100);
     std::vector<int> indices(100);
     const auto* const pointsAt = points.data();
@@ -267,7 +267,7 @@ TYPED_TEST(BinaryStl, WhatCannotBeOpenedFailsWithEmptyOutputs)
 TYPED_TEST(BinaryStl, ManyTrianglesKeepEveryFloat)
 {
     // 30,000 triangles are 1.5 MB: several blocks, the last one broken.
-    ::Test::Random random(5);
+    Support::Random random(5);
     std::vector<VecBase<3, TypeParam>> points;
     for (int i = 0; i < 90'000; ++i) {
         points.push_back({static_cast<float>(random.Between(-1e6, 1e6)),
@@ -286,7 +286,7 @@ TYPED_TEST(BinaryStl, ManyTrianglesKeepEveryFloat)
 TYPED_TEST(BinaryStl, TheHostsLocaleHasNoInfluence)
 {
     const std::string expected = this->Write({{0, 0, 0}, {2, 0, 0}, {0, 3, 0.5}}, {0, 1, 2});
-    const ::Test::CommaLocale comma;
+    const Support::CommaLocale comma;
     EXPECT_EQ(this->Write({{0, 0, 0}, {2, 0, 0}, {0, 3, 0.5}}, {0, 1, 2}), expected);
     EXPECT_EQ(this->Read(expected).points[2], (VecBase<3, TypeParam>(0, 3, 0.5)));
 }
@@ -321,7 +321,7 @@ TYPED_TEST(BinaryStl, RealFiles)
              SharedFile{"meshes_nist/nist_ftc_09_asme1_rd.stl", 6628},
              SharedFile{"meshes_nist/nist_ftc_11_asme1_rb.stl", 4996},
          }) {
-        const auto path = ::Test::SharedData(name);
+        const auto path = Support::SharedData(name);
         SORVANE_NEED_DATA(path);
         const auto result = this->ReadFile(path);
         EXPECT_TRUE(result.success) << name;
@@ -339,7 +339,7 @@ TYPED_TEST(BinaryStl, TheVolumeOfARealFile)
 {
     // 767362.1 is the table's figure for the plate, from a computation of its own on the same
     // floats.
-    const auto path = ::Test::SharedData("meshes_cad/plate_holes.STL");
+    const auto path = Support::SharedData("meshes_cad/plate_holes.STL");
     SORVANE_NEED_DATA(path);
     const auto points = this->ReadFile(path).points;
     double volume = 0;

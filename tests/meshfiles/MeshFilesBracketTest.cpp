@@ -87,7 +87,7 @@ std::vector<Vec3d> ReadBracket()
 {
     std::vector<Vec3d> points;
     std::vector<int> indices;
-    EXPECT_TRUE(Files::ReadFromBinarySTL(points, indices, ::Test::ExampleData("bracket.stl")));
+    EXPECT_TRUE(Files::ReadFromBinarySTL(points, indices, Support::ExampleData("bracket.stl")));
     return points;
 }
 
@@ -155,7 +155,7 @@ TEST(Bracket, TheTextFileIsTheSamePart)
     const std::vector<Vec3d> binary = ReadBracket();
     std::vector<Vec3d> text;
     std::vector<int> indices;
-    ASSERT_TRUE(Files::ReadFromASCIISTL(text, indices, ::Test::ExampleData("bracket_ascii.stl")));
+    ASSERT_TRUE(Files::ReadFromASCIISTL(text, indices, Support::ExampleData("bracket_ascii.stl")));
     ASSERT_EQ(text.size(), binary.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         // As many digits as tell the floats of the binary file from each other.

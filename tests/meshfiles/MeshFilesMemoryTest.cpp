@@ -3,8 +3,8 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
-#include "tests/meshfiles/FileSupport.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/TestSupport.h"
 
 namespace {
@@ -28,8 +28,8 @@ protected:
     void ExpectNothingIsLeft(const std::string& bytes, const Read& read)
     {
         const auto path = folder_ / "in";
-        ::Test::WriteBytes(path, bytes);
-        const std::size_t failures = ::Test::FailEachAllocation(
+        Support::WriteBytes(path, bytes);
+        const std::size_t failures = Support::FailEachAllocation(
             [] { return Outputs<T>(); }, [&](Outputs<T>& outputs) { read(outputs, path); },
             [](const Outputs<T>& outputs) {
                 // The name of a file that is passed by value is copied before the call begins.
@@ -43,7 +43,7 @@ protected:
         EXPECT_GT(failures, 0U);
     }
 
-    ::Test::TemporaryFolder folder_;
+    Support::TemporaryFolder folder_;
 };
 using Scalars = testing::Types<float, double>;
 TYPED_TEST_SUITE(FilesWithoutMemory, Scalars);
@@ -51,15 +51,15 @@ TYPED_TEST_SUITE(FilesWithoutMemory, Scalars);
 TYPED_TEST(FilesWithoutMemory, ReadersLeaveNothing)
 {
     using Result = Outputs<TypeParam>;
-    const ::Test::SmallMesh small = ::Test::TetrahedronAndFin();
-    this->ExpectNothingIsLeft(::Test::SolidText(small, "x"), [](Result& r, const auto& path) {
+    const Support::SmallMesh small = Support::TetrahedronAndFin();
+    this->ExpectNothingIsLeft(Support::SolidText(small, "x"), [](Result& r, const auto& path) {
         EXPECT_TRUE(ReadFromASCIISTL(r.points, r.indices, path));
     });
-    this->ExpectNothingIsLeft(::Test::BinaryStlBytes(small, "x"), [](Result& r, const auto& path) {
+    this->ExpectNothingIsLeft(Support::BinaryStlBytes(small, "x"), [](Result& r, const auto& path) {
         EXPECT_TRUE(ReadFromBinarySTL(r.points, r.indices, path));
     });
     if constexpr (std::is_same_v<TypeParam, double>) {
-        this->ExpectNothingIsLeft(::Test::TipcBytes(small, {1, 2, 3, 4, 5}, {1, 2, 3, 4, 5}),
+        this->ExpectNothingIsLeft(Support::TipcBytes(small, {1, 2, 3, 4, 5}, {1, 2, 3, 4, 5}),
                                   [](Result& r, const auto& path) {
                                       EXPECT_TRUE(ReadFromTIPC(r.points, r.indices, r.vertexTags,
                                                                r.triangleTags, path.string()));
@@ -70,8 +70,8 @@ TYPED_TEST(FilesWithoutMemory, ReadersLeaveNothing)
 TYPED_TEST(FilesWithoutMemory, AFileWithAnErrorStillGivesWhatWasRead)
 {
     // What an exception does not leave, a false result does.
-    ::Test::WriteBytes(this->folder_ / "in",
-                       ::Test::SolidText(::Test::TetrahedronAndFin(), "x").substr(0, 300));
+    Support::WriteBytes(this->folder_ / "in",
+                        Support::SolidText(Support::TetrahedronAndFin(), "x").substr(0, 300));
     Outputs<TypeParam> outputs;
     EXPECT_FALSE(ReadFromASCIISTL(outputs.points, outputs.indices, this->folder_ / "in"));
     EXPECT_FALSE(outputs.points.empty());
@@ -79,7 +79,7 @@ TYPED_TEST(FilesWithoutMemory, AFileWithAnErrorStillGivesWhatWasRead)
 
 TYPED_TEST(FilesWithoutMemory, WritersPassTheExceptionOn)
 {
-    const auto corners = ::Test::CornersOf<TypeParam>(::Test::TetrahedronAndFin());
+    const auto corners = Support::CornersOf<TypeParam>(Support::TetrahedronAndFin());
     std::vector<int> indices;
     for (std::size_t i = 0; i < corners.size(); ++i) {
         indices.push_back(static_cast<int>(i));
@@ -88,12 +88,12 @@ TYPED_TEST(FilesWithoutMemory, WritersPassTheExceptionOn)
     // Once before: the task library does not recover when its own first allocations fail.
     EXPECT_TRUE(WriteToBinarySTL(corners, indices, path));
     const auto failures = [](const auto& write) {
-        return ::Test::FailEachAllocation([] { return 0; }, [&](int) { write(); }, [](int) {});
+        return Support::FailEachAllocation([] { return 0; }, [&](int) { write(); }, [](int) {});
     };
     EXPECT_GT(failures([&] { (void)WriteToASCIISTL(corners, indices, path); }), 0U);
     EXPECT_GT(failures([&] { (void)WriteToBinarySTL(corners, indices, path); }), 0U);
     EXPECT_TRUE(WriteToBinarySTL(corners, indices, path));
-    EXPECT_EQ(::Test::ReadBytes(path).size(), 84U + 50U * (corners.size() / 3));
+    EXPECT_EQ(Support::ReadBytes(path).size(), 84U + 50U * (corners.size() / 3));
 }
 
 } // namespace

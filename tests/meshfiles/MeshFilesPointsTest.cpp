@@ -18,10 +18,10 @@ protected:
     std::string Write(const std::vector<VecBase<N, double>>& points)
     {
         EXPECT_TRUE(WriteArdenwickPointsFile<N>(points, (folder_ / "out.txt").string()));
-        return ::Test::ReadBytes(folder_ / "out.txt");
+        return Support::ReadBytes(folder_ / "out.txt");
     }
 
-    ::Test::TemporaryFolder folder_;
+    Support::TemporaryFolder folder_;
 };
 
 TEST_F(PointsFile, WritesExactlyTheseBytes)
@@ -48,9 +48,9 @@ TEST_F(PointsFile, NoPointsMakeNoFile)
     EXPECT_FALSE(WriteArdenwickPointsFile<3>({}, path));
     EXPECT_FALSE(WriteArdenwickPointsFile<2>({}, path));
     EXPECT_FALSE(std::filesystem::exists(path));
-    ::Test::WriteBytes(path, "precious");
+    Support::WriteBytes(path, "precious");
     EXPECT_FALSE(WriteArdenwickPointsFile<3>({}, path));
-    EXPECT_EQ(::Test::ReadBytes(path), "precious");
+    EXPECT_EQ(Support::ReadBytes(path), "precious");
 }
 
 TEST_F(PointsFile, OnlyOpeningCanFail)
@@ -63,7 +63,7 @@ TEST_F(PointsFile, OnlyOpeningCanFail)
 
 TEST_F(PointsFile, ManyPointsLikeAStream)
 {
-    ::Test::Random random(4);
+    Support::Random random(4);
     std::vector<Vec3d> points;
     std::ostringstream expected;
     expected.imbue(std::locale::classic());
@@ -79,7 +79,7 @@ TEST_F(PointsFile, ManyPointsLikeAStream)
 
 TEST_F(PointsFile, TheHostsLocaleHasNoInfluence)
 {
-    const ::Test::CommaLocale comma;
+    const Support::CommaLocale comma;
     EXPECT_EQ(Write<2>({{1234567.5, 0.25}}), "1234567.5 0.25\n");
 }
 

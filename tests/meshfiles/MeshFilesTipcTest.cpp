@@ -12,9 +12,9 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::MeshUtils::ReadFromTIPC;
 using Sorvane::MeshUtils::WriteToTIPC;
-using Test::Bits;
-using Test::DoubleBytes;
-using Test::LittleEndianBytes;
+using Support::Bits;
+using Support::DoubleBytes;
+using Support::LittleEndianBytes;
 
 using Tags = std::vector<unsigned long long>;
 
@@ -39,7 +39,7 @@ protected:
     {
         EXPECT_TRUE(WriteToTIPC(model.points, model.indices, model.vertexTags, model.triangleTags,
                                 (folder_ / "out.tipc").string()));
-        return ::Test::ReadBytes(folder_ / "out.tipc");
+        return Support::ReadBytes(folder_ / "out.tipc");
     }
 
     /// Outputs hold something before, which must go.
@@ -52,11 +52,11 @@ protected:
 
     bool Read(Model& model, const std::string& bytes)
     {
-        ::Test::WriteBytes(folder_ / "in.tipc", bytes);
+        Support::WriteBytes(folder_ / "in.tipc", bytes);
         return ReadFile(model, folder_ / "in.tipc");
     }
 
-    ::Test::TemporaryFolder folder_;
+    Support::TemporaryFolder folder_;
 };
 
 std::string Header(std::uint32_t vertexCount, std::uint32_t triangleCount, int vertexFlag,
@@ -103,7 +103,7 @@ TEST_F(Tipc, TheShortFormHasNoTags)
 {
     const Model model = Quad();
     ASSERT_TRUE(WriteToTIPC(model.points, model.indices, (folder_ / "x").string()));
-    const std::string bytes = ::Test::ReadBytes(folder_ / "x");
+    const std::string bytes = Support::ReadBytes(folder_ / "x");
     EXPECT_EQ(bytes.substr(0, 10), Header(4, 2, 0, 0));
     EXPECT_EQ(bytes.size(), 10U + 96 + 24);
     EXPECT_EQ(bytes.substr(10), Write(model).substr(10, 96 + 24));
@@ -113,9 +113,9 @@ TEST_F(Tipc, TheShortFormOfAnEmptyMeshFlagsItsEmptyTags)
 {
     // No tags are as many as no points or no triangles.
     ASSERT_TRUE(WriteToTIPC({}, {}, (folder_ / "x").string()));
-    EXPECT_EQ(::Test::ReadBytes(folder_ / "x"), Header(0, 0, 1, 1));
+    EXPECT_EQ(Support::ReadBytes(folder_ / "x"), Header(0, 0, 1, 1));
     ASSERT_TRUE(WriteToTIPC({{1, 2, 3}}, {}, (folder_ / "x").string()));
-    EXPECT_EQ(::Test::ReadBytes(folder_ / "x").substr(0, 10), Header(1, 0, 0, 1));
+    EXPECT_EQ(Support::ReadBytes(folder_ / "x").substr(0, 10), Header(1, 0, 0, 1));
 }
 
 TEST_F(Tipc, TagsOfAnyOtherNumberAreLeftOut)
@@ -149,10 +149,10 @@ TEST_F(Tipc, PointsWithoutTriangles)
 
 TEST_F(Tipc, IncompleteTripleFailsBeforeTheFileIsTouched)
 {
-    ::Test::WriteBytes(folder_ / "kept", "precious");
+    Support::WriteBytes(folder_ / "kept", "precious");
     EXPECT_FALSE(WriteToTIPC({{0, 0, 0}}, {0, 0}, (folder_ / "kept").string()));
     EXPECT_FALSE(WriteToTIPC({{0, 0, 0}}, {0, 0, 0, 0}, {}, {}, (folder_ / "kept").string()));
-    EXPECT_EQ(::Test::ReadBytes(folder_ / "kept"), "precious");
+    EXPECT_EQ(Support::ReadBytes(folder_ / "kept"), "precious");
     EXPECT_FALSE(WriteToTIPC({{0, 0, 0}}, {0, 0}, (folder_ / "new").string()));
     EXPECT_FALSE(std::filesystem::exists(folder_ / "new"));
 }
@@ -186,7 +186,7 @@ TEST_F(Tipc, RoundTripKeepsEveryBit)
 TEST_F(Tipc, LargeRoundTrip)
 {
     // More than one block of each array.
-    ::Test::Random random(9);
+    Support::Random random(9);
     Model model;
     for (int i = 0; i < 100'000; ++i) {
         model.points.push_back(
@@ -295,7 +295,7 @@ TEST_F(Tipc, OutputsKeepTheirRoom)
 
 TEST_F(Tipc, TheShortReaderFailsWithEmptyOutputs)
 {
-    ::Test::WriteBytes(folder_ / "lying", Header(0, 1, 0, 0));
+    Support::WriteBytes(folder_ / "lying", Header(0, 1, 0, 0));
     for (const std::string name : {"missing", "lying"}) {
         std::vector<Vec3d> points{{9, 9, 9}};
         std::vector<int> indices{9};
@@ -317,7 +317,7 @@ TEST_F(Tipc, WhatCannotBeOpenedFailsWithEmptyOutputs)
 TEST_F(Tipc, TheHostsLocaleHasNoInfluence)
 {
     const std::string expected = Write(Quad());
-    const ::Test::CommaLocale comma;
+    const Support::CommaLocale comma;
     EXPECT_EQ(Write(Quad()), expected);
     Model model;
     EXPECT_TRUE(Read(model, expected));

@@ -178,7 +178,7 @@ TYPED_TEST(NumberText, OddTokensReadLikeAStream)
 }
 
 /// Characters that numbers are made of, with odd ones now and then.
-std::string RandomLine(::Test::Random& random)
+std::string RandomLine(Support::Random& random)
 {
     constexpr std::string_view kLikely = "0123456789012345678901234567890123456789..eE+-- ";
     constexpr std::string_view kOdd = "xXnaifp,_'\t\v\f\r\0\x80\xff/:gGdD";
@@ -193,7 +193,7 @@ std::string RandomLine(::Test::Random& random)
 }
 
 /// A value of any magnitude with 1 to 20 digits, sometimes near the limits of the types.
-std::string RandomNumber(::Test::Random& random)
+std::string RandomNumber(Support::Random& random)
 {
     std::string text = random.Below(2) == 0 ? "-" : "";
     const int digits = 1 + random.Below(20);
@@ -221,7 +221,7 @@ std::string RandomNumber(::Test::Random& random)
 
 TYPED_TEST(NumberText, RandomTokensReadLikeAStream)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     LineTwin<TypeParam> twin;
     for (int trial = 0; trial < 300'000 && !this->HasFatalFailure(); ++trial) {
         twin.ExpectSame(RandomLine(random));
@@ -233,7 +233,7 @@ TYPED_TEST(NumberText, HalfwayBetweenFloatsReadsLikeAStream)
 {
     // Decimal expansions of midpoints of neighboring floats, cut to 9 to 20 digits: where rounding
     // to double first and to float then goes wrong.
-    ::Test::Random random(2);
+    Support::Random random(2);
     LineTwin<TypeParam> twin;
     for (int trial = 0; trial < 100'000 && !this->HasFatalFailure(); ++trial) {
         const float low =
@@ -318,7 +318,7 @@ TEST(NumberTextWriting, SpecialValuesLikeAStream)
 
 TEST(NumberTextWriting, RandomValuesLikeAStream)
 {
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int trial = 0; trial < 200'000 && !testing::Test::HasFatalFailure(); ++trial) {
         const auto bits = random.Bits();
         ExpectWrittenLikeAStream(std::bit_cast<double>(bits)); // any magnitude

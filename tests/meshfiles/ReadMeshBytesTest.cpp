@@ -3,9 +3,9 @@
 
 #include "meshfiles/MeshFiles_Impl.h"
 
-#include "tests/mathbase/ThreadLimit.h"
-#include "tests/meshfiles/FileSupport.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/ThreadLimit.h"
 
 namespace {
 
@@ -14,9 +14,9 @@ using namespace Sorvane::MeshUtils;
 using Mesh = Sorvane::Mesh::IndexedPointsBase<3, double>;
 
 /// So many triangles that every form takes several blocks.
-::Test::SmallMesh LargeMesh()
+Support::SmallMesh LargeMesh()
 {
-    ::Test::SmallMesh mesh;
+    Support::SmallMesh mesh;
     for (int i = 0; i < 90'000; ++i) {
         const auto x = static_cast<float>(i);
         mesh.points.push_back({x, 0.37F * x, 1 / (x + 1)});
@@ -32,14 +32,14 @@ MeshFileResult Read(Impl::ByteReader& file, Mesh& mesh)
 
 TEST(ReadMeshBytes, AFileThatIsCutWhileItIsReadIsNotWhole)
 {
-    const ::Test::TemporaryFolder folder;
-    const ::Test::SmallMesh large = LargeMesh();
+    const Support::TemporaryFolder folder;
+    const Support::SmallMesh large = LargeMesh();
     for (const std::string& bytes :
-         {::Test::BinaryStlBytes(large, "x"), ::Test::TipcBytes(large, {}, {}),
-          ::Test::SolidText(large, "x")}) {
+         {Support::BinaryStlBytes(large, "x"), Support::TipcBytes(large, {}, {}),
+          Support::SolidText(large, "x")}) {
         for (const double share : {0.0001, 0.3, 0.7, 0.9999}) {
             const auto path = folder / "part";
-            ::Test::WriteBytes(path, bytes);
+            Support::WriteBytes(path, bytes);
             Impl::ByteReader file(path); // knows the size that the file has now
             std::filesystem::resize_file(
                 path, static_cast<std::uintmax_t>(share * static_cast<double>(bytes.size())));
@@ -52,31 +52,31 @@ TEST(ReadMeshBytes, AFileThatIsCutWhileItIsReadIsNotWhole)
 
 TEST(ReadMeshBytes, AFileThatIsReplacedIsReadAsItWasWhenItWasOpened)
 {
-    const ::Test::TemporaryFolder folder;
+    const Support::TemporaryFolder folder;
     const auto path = folder / "part";
-    const ::Test::SmallMesh large = LargeMesh();
-    ::Test::WriteBytes(path, ::Test::BinaryStlBytes(large, "x"));
+    const Support::SmallMesh large = LargeMesh();
+    Support::WriteBytes(path, Support::BinaryStlBytes(large, "x"));
     Impl::ByteReader file(path);
     ASSERT_TRUE(WriteMesh(Mesh{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {0, 1, 2}}, path,
                           MeshFileForm::BinaryStl));
     Mesh mesh;
     EXPECT_TRUE(Read(file, mesh));
-    EXPECT_EQ(::Test::Bits(mesh.points), ::Test::Bits(::Test::CornersOf<double>(large)));
+    EXPECT_EQ(Support::Bits(mesh.points), Support::Bits(Support::CornersOf<double>(large)));
 }
 
 TEST(ReadMeshBytes, TheSameOnAnyNumberOfThreads)
 {
-    const ::Test::SmallMesh large = LargeMesh();
+    const Support::SmallMesh large = LargeMesh();
     for (const std::string& bytes :
-         {::Test::BinaryStlBytes(large, "x"), ::Test::TipcBytes(large, {}, {}),
-          ::Test::SolidText(large, "x")}) {
+         {Support::BinaryStlBytes(large, "x"), Support::TipcBytes(large, {}, {}),
+          Support::SolidText(large, "x")}) {
         for (const int threads : {1, 2, 4}) {
-            ::Test::WithThreads(threads, [&] {
+            Support::WithThreads(threads, [&] {
                 Impl::ByteReader file(std::as_bytes(std::span(bytes)));
                 Mesh mesh;
                 EXPECT_TRUE(Read(file, mesh));
-                EXPECT_EQ(::Test::Bits(mesh.points),
-                          ::Test::Bits(::Test::CornersOf<double>(large)));
+                EXPECT_EQ(Support::Bits(mesh.points),
+                          Support::Bits(Support::CornersOf<double>(large)));
                 EXPECT_EQ(mesh.indices, large.indices);
             });
         }
@@ -87,9 +87,10 @@ TEST(ReadMeshBytes, ATextIsTheSameHoweverItIsCut)
 {
     // Sound and with an error in every line in turn: the same points, the same reason, the same
     // line.
-    ::Test::SmallMesh small = ::Test::TetrahedronAndFin();
+    Support::SmallMesh small = Support::TetrahedronAndFin();
     small.indices.resize(6);
-    const std::string sound = ::Test::SolidText(small, "a") + "\n" + ::Test::SolidText(small, "b");
+    const std::string sound =
+        Support::SolidText(small, "a") + "\n" + Support::SolidText(small, "b");
     std::vector<std::string> texts{sound};
     for (std::size_t begin = 0; begin < sound.size(); begin = sound.find('\n', begin) + 1) {
         std::string bad = sound;

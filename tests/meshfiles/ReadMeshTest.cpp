@@ -28,14 +28,14 @@ using Sorvane::MeshUtils::MeshFileForm;
 using Sorvane::MeshUtils::MeshFileResult;
 using Sorvane::MeshUtils::MeshFileText;
 using Sorvane::MeshUtils::ReadMesh;
-using Test::BinaryStlBytes;
-using Test::Bits;
-using Test::CornersOf;
-using Test::LittleEndianBytes;
-using Test::SmallMesh;
-using Test::SolidText;
-using Test::TetrahedronAndFin;
-using Test::TipcBytes;
+using Support::BinaryStlBytes;
+using Support::Bits;
+using Support::CornersOf;
+using Support::LittleEndianBytes;
+using Support::SmallMesh;
+using Support::SolidText;
+using Support::TetrahedronAndFin;
+using Support::TipcBytes;
 
 using Tags = std::vector<unsigned long long>;
 
@@ -58,7 +58,7 @@ protected:
     {
         fs::remove(folder_ /
                    name); // some file systems bring a file that is overwritten to the disk
-        ::Test::WriteBytes(folder_ / name, bytes);
+        Support::WriteBytes(folder_ / name, bytes);
         return ReadPath(folder_ / name);
     }
 
@@ -96,7 +96,7 @@ protected:
         EXPECT_EQ(mesh_.indices, Counting(corners.size()));
     }
 
-    ::Test::TemporaryFolder folder_;
+    Support::TemporaryFolder folder_;
     Mesh mesh_;
 };
 using Scalars = testing::Types<float, double>;
@@ -178,7 +178,7 @@ TYPED_TEST(ReadMeshOf, TagsOfATipcFile)
     }
     // An STL has none, and a refusal leaves none.
     for (const std::string& bytes : {SolidText(small, ""), std::string("nothing")}) {
-        ::Test::WriteBytes(this->folder_ / "b", bytes);
+        Support::WriteBytes(this->folder_ / "b", bytes);
         Tags vertexTags{7};
         Tags triangleTags{7, 7};
         (void)ReadMesh(this->mesh_, vertexTags, triangleTags, this->folder_ / "b");
@@ -443,7 +443,7 @@ TYPED_TEST(ReadMeshOf, RefusesBinaryNumbersThatAreNotFinite)
 TYPED_TEST(ReadMeshOf, ADoubleOfATipcFileMayBeTooLargeForFloat)
 {
     std::string bytes = TipcBytes(TetrahedronAndFin(), {}, {});
-    const std::string large = Test::DoubleBytes(1e39);
+    const std::string large = Support::DoubleBytes(1e39);
     std::copy(large.begin(), large.end(), bytes.begin() + 10 + 2 * 24 + 8);
     const MeshFileResult result = this->Read(bytes);
     if (std::is_same_v<TypeParam, float>) {
@@ -622,7 +622,7 @@ TYPED_TEST(ReadMeshOf, RefusesWhatIsNoMeshFile)
         EXPECT_EQ(this->Read(bytes), unknown);
     }
     // Noise of any kind is refused as one or the other.
-    Test::Random random(7);
+    Support::Random random(7);
     for (int trial = 0; trial < 500; ++trial) {
         std::string noise(static_cast<std::size_t>(random.Below(700)), '\0');
         for (char& c : noise) {
@@ -637,7 +637,7 @@ TYPED_TEST(ReadMeshOf, DamagedFilesAreRefusedOrReadAsMeshes)
     const SmallMesh small = TetrahedronAndFin();
     const std::string files[] = {SolidText(small, "a"), BinaryStlBytes(small, "solid"),
                                  TipcBytes(small, {1, 2, 3, 4, 5}, {})};
-    Test::Random random(11);
+    Support::Random random(11);
     for (int trial = 0; trial < 3000; ++trial) {
         std::string bytes = files[trial % 3];
         for (int damage = random.Below(3); damage >= 0; --damage) {
@@ -663,8 +663,8 @@ TYPED_TEST(ReadMeshOf, MoreCornersThanIndicesCanCount)
     // A file of holes, as long as its count says, that is never read.
     constexpr std::uint64_t kTriangles = 715'827'883; // three times that is 2^31 + 1
     const auto path = this->folder_ / "huge.stl";
-    ::Test::WriteBytes(path, std::string(80, ' ') +
-                                 LittleEndianBytes(static_cast<std::uint32_t>(kTriangles)));
+    Support::WriteBytes(path, std::string(80, ' ') +
+                                  LittleEndianBytes(static_cast<std::uint32_t>(kTriangles)));
     std::error_code error;
     fs::resize_file(path, 84 + 50 * kTriangles, error);
     if (error) {
@@ -685,7 +685,7 @@ TYPED_TEST(ReadMeshOf, SaysWhyAFileIsNotOpened)
               MeshFileError::NoSuchFile);
     EXPECT_EQ(this->ReadPath("").error, MeshFileError::NoSuchFile);
     EXPECT_EQ(this->ReadPath(this->folder_ / "").error, MeshFileError::IsFolder);
-    ::Test::WriteBytes(this->folder_ / "file", "x");
+    Support::WriteBytes(this->folder_ / "file", "x");
     EXPECT_EQ(this->ReadPath(this->folder_ / "file/part.stl").error, MeshFileError::NoSuchFile);
 
     fs::create_symlink("b", this->folder_ / "a");
@@ -698,9 +698,9 @@ TYPED_TEST(ReadMeshOf, SaysWhyAFileIsNotOpened)
 TYPED_TEST(ReadMeshOf, SaysWhenAFileMayNotBeRead)
 {
     const auto path = this->folder_ / "closed.stl";
-    ::Test::WriteBytes(path, SolidText(TetrahedronAndFin(), "x"));
+    Support::WriteBytes(path, SolidText(TetrahedronAndFin(), "x"));
     fs::permissions(path, fs::perms::none);
-    const ::Test::WithoutPrivileges nobody;
+    const Support::WithoutPrivileges nobody;
     const MeshFileResult result = this->ReadPath(path);
     EXPECT_EQ(result.error, MeshFileError::NotOpened);
     EXPECT_EQ(result.system, std::errc::permission_denied);
@@ -719,7 +719,7 @@ TYPED_TEST(ReadMeshOf, SaysWhenTheSystemFailsToRead)
 
 TYPED_TEST(ReadMeshOf, FollowsSymbolicLinks)
 {
-    ::Test::WriteBytes(this->folder_ / "part.stl", SolidText(TetrahedronAndFin(), "x"));
+    Support::WriteBytes(this->folder_ / "part.stl", SolidText(TetrahedronAndFin(), "x"));
     fs::create_symlink("part.stl", this->folder_ / "link");
     EXPECT_TRUE(this->ReadPath(this->folder_ / "link"));
 }
@@ -798,7 +798,7 @@ TYPED_TEST(ReadMeshOf, RealPartsComeAsTheReadersOfTheirFormGiveThem)
     };
     for (const auto& [name, expected] : parts) {
         SCOPED_TRACE(name);
-        const fs::path path = Test::SharedData(name);
+        const fs::path path = Support::SharedData(name);
         SORVANE_NEED_DATA(path);
         EXPECT_EQ(this->ReadPath(path), Success(expected.second));
         EXPECT_EQ(this->mesh_.indices.size(), 3 * expected.first);

@@ -29,8 +29,8 @@ using Sorvane::MeshUtils::MeshFileResult;
 using Sorvane::MeshUtils::MeshFileText;
 using Sorvane::MeshUtils::ReadMesh;
 using Sorvane::MeshUtils::WriteMesh;
-using Test::Bits;
-using Test::ReadBytes;
+using Support::Bits;
+using Support::ReadBytes;
 
 using Tags = std::vector<unsigned long long>;
 
@@ -96,7 +96,7 @@ protected:
         return corners;
     }
 
-    ::Test::TemporaryFolder folder_;
+    Support::TemporaryFolder folder_;
 };
 using Scalars = testing::Types<float, double>;
 TYPED_TEST_SUITE(WriteMeshOf, Scalars);
@@ -118,7 +118,7 @@ TYPED_TEST(WriteMeshOf, WhatIsWrittenComesBack)
     // Numbers of all magnitudes that the type has, with all their digits.
     using T = TypeParam;
     using Bits = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
-    Test::Random random(3);
+    Support::Random random(3);
     IndexedPointsBase<3, T> mesh;
     while (mesh.points.size() < 3000) {
         VecBase<3, T> point;
@@ -140,12 +140,12 @@ TYPED_TEST(WriteMeshOf, WhatIsWrittenComesBack)
 
     const fs::path path = this->folder_ / "mesh";
     ASSERT_TRUE(WriteMesh(mesh, path, MeshFileForm::AsciiStl));
-    EXPECT_EQ(::Test::Bits(this->CornersIn(path)), ::Test::Bits(this->CornersOf(mesh)));
+    EXPECT_EQ(Support::Bits(this->CornersIn(path)), Support::Bits(this->CornersOf(mesh)));
 
     ASSERT_TRUE(WriteMesh(mesh, path, MeshFileForm::Tipc));
     IndexedPointsBase<3, T> read;
     ASSERT_TRUE(ReadMesh(read, path));
-    EXPECT_EQ(::Test::Bits(read.points), ::Test::Bits(mesh.points));
+    EXPECT_EQ(Support::Bits(read.points), Support::Bits(mesh.points));
     EXPECT_EQ(read.indices, mesh.indices);
 
     // A binary STL holds the nearest floats.
@@ -253,7 +253,7 @@ TYPED_TEST(WriteMeshOf, RefusesAMeshThatCouldNotBeReadAndTouchesNothing)
 {
     using T = TypeParam;
     const fs::path path = this->folder_ / "old";
-    ::Test::WriteBytes(path, "old");
+    Support::WriteBytes(path, "old");
     for (const MeshFileForm form : kForms) {
         const auto refused = [&](const IndexedPointsBase<3, T>& mesh, MeshFileError error,
                                  std::uint64_t place) {
@@ -287,7 +287,7 @@ TYPED_TEST(WriteMeshOf, RefusesAMeshThatCouldNotBeReadAndTouchesNothing)
 
 TEST(WriteMeshTooLarge, ADoubleThatIsNoFloatFitsIntoTwoFormsOnly)
 {
-    ::Test::TemporaryFolder folder;
+    Support::TemporaryFolder folder;
     auto mesh = Tetrahedron<double>();
     mesh.points[1].x() = 3.5e38;
     EXPECT_EQ(WriteMesh(mesh, folder / "a.stl"),
@@ -437,7 +437,7 @@ TYPED_TEST(WriteMeshOf, SaysWhyNoFileCanBeMade)
     const auto mesh = Tetrahedron<TypeParam>();
     EXPECT_EQ(WriteMesh(mesh, this->folder_ / "no_folder/part.stl").error,
               MeshFileError::NoSuchFolder);
-    ::Test::WriteBytes(this->folder_ / "file", "x");
+    Support::WriteBytes(this->folder_ / "file", "x");
     EXPECT_EQ(WriteMesh(mesh, this->folder_ / "file/part.stl").error, MeshFileError::NoSuchFolder);
     fs::create_directory(this->folder_ / "folder.stl");
     EXPECT_EQ(WriteMesh(mesh, this->folder_ / "folder.stl").error, MeshFileError::IsFolder);
@@ -460,7 +460,7 @@ TYPED_TEST(WriteMeshOf, SaysWhenItMayNotWrite)
         fs::permissions(this->Folder(), fs::perms::owner_read | fs::perms::owner_exec);
     }
     {
-        const ::Test::WithoutPrivileges nobody;
+        const Support::WithoutPrivileges nobody;
         for (const char* name : {"old.stl", "new.stl"}) {
             const MeshFileResult result = WriteMesh(mesh, this->folder_ / name);
             EXPECT_EQ(result.error, MeshFileError::NotOpened);
@@ -476,12 +476,12 @@ TYPED_TEST(WriteMeshOf, AProtectedFileIsNotReplaced)
 {
     // Renaming over it would need no leave of the file, only of the folder.
     const fs::path path = this->folder_ / "protected.stl";
-    ::Test::WriteBytes(path, "keep me");
+    Support::WriteBytes(path, "keep me");
     fs::permissions(path, fs::perms::owner_read | fs::perms::others_read);
     fs::permissions(this->Folder(), fs::perms::all);
     MeshFileResult result;
     {
-        const ::Test::WithoutPrivileges nobody;
+        const Support::WithoutPrivileges nobody;
         result = WriteMesh(Tetrahedron<TypeParam>(), path);
     }
     EXPECT_EQ(result.error, MeshFileError::NotOpened);
@@ -496,7 +496,7 @@ TYPED_TEST(WriteMeshOf, SymbolicLinksStay)
 {
     const auto mesh = Tetrahedron<TypeParam>();
     fs::create_directory(this->folder_ / "store");
-    ::Test::WriteBytes(this->folder_ / "store/part.bin", "old");
+    Support::WriteBytes(this->folder_ / "store/part.bin", "old");
     fs::create_symlink("store/part.bin", this->folder_ / "one.stl");
     fs::create_symlink("one.stl", this->folder_ / "two.stl");
     ASSERT_TRUE(WriteMesh(mesh, this->folder_ / "two.stl"));
@@ -537,7 +537,7 @@ TYPED_TEST(WriteMeshOf, PermissionsOfTheOldFileAreKept)
 TYPED_TEST(WriteMeshOf, WhoeverHasTheOldFileKeepsIt)
 {
     const fs::path path = this->folder_ / "part.stl";
-    ::Test::WriteBytes(path, "old");
+    Support::WriteBytes(path, "old");
     fs::create_hard_link(path, this->folder_ / "other name");
     std::ifstream open(path, std::ios::binary);
     ASSERT_TRUE(WriteMesh(Tetrahedron<TypeParam>(), path));
@@ -623,9 +623,9 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesTheOldFileAndNothingElse)
     const std::string before = ReadBytes(path);
     const auto mesh = Strip<TypeParam>(100);
     for (const MeshFileForm form : kForms) {
-        const std::size_t failures = ::Test::FailEachAllocation(
+        const std::size_t failures = Support::FailEachAllocation(
             [&] {
-                ::Test::WriteBytes(path, before);
+                Support::WriteBytes(path, before);
                 return 0;
             },
             [&](int) { (void)WriteMesh(mesh, path, form); },
@@ -652,13 +652,13 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryWhileReadingLeavesNothing)
         ASSERT_TRUE(form == MeshFileForm::Tipc ? WriteMesh(mesh, tags, Tags(100, 6), path)
                                                : WriteMesh(mesh, path, form));
         const auto fresh = [] { return State(); };
-        EXPECT_GT(::Test::FailEachAllocation(
+        EXPECT_GT(Support::FailEachAllocation(
                       fresh, [&](State& s) { (void)ReadMesh(s.mesh, path); },
                       [](const State& s) {
                           EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty());
                       }),
                   0U);
-        EXPECT_GT(::Test::FailEachAllocation(
+        EXPECT_GT(Support::FailEachAllocation(
                       fresh,
                       [&](State& s) { (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, path); },
                       [](const State& s) {
@@ -666,7 +666,7 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryWhileReadingLeavesNothing)
                                       s.vertexTags.empty() && s.triangleTags.empty());
                       }),
                   0U);
-        EXPECT_GT(::Test::FailEachAllocation(
+        EXPECT_GT(Support::FailEachAllocation(
                       fresh, [&](State& s) { (void)ReadMesh(s.soup, path); },
                       [](const State& s) { EXPECT_TRUE(s.soup.empty()); }),
                   0U);

@@ -17,8 +17,8 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::MeshUtils::CheckGaps;
 using Sorvane::MeshUtils::CheckMesh;
-using ::Test::SharedData;
-using ::Test::Soup;
+using Support::SharedData;
+using Support::Soup;
 
 /// A row of the README's table of meshes.
 struct MeshRow {
@@ -119,7 +119,7 @@ TEST(MeshReportData, EveryMeshAgreesWithPlainLoops)
                 continue; // for time
             }
             const auto report = CheckMesh(soup, tolerance);
-            const auto twin = ::Test::TwinReport(soup, tolerance);
+            const auto twin = Support::TwinReport(soup, tolerance);
             EXPECT_EQ(report.openSlots, twin.openSlots);
             EXPECT_EQ(report.nonManifoldSlots, twin.nonManifoldSlots);
             EXPECT_EQ(report.misorientedTriangles, twin.misorientedTriangles);

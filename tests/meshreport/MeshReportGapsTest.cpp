@@ -2,6 +2,7 @@
 // segments.
 
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/TestSupport.h"
 
 #include <Sorvane/MeshReport_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -15,11 +16,11 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::MeshUtils::CheckGaps;
 using Sorvane::MeshUtils::GapReport;
-using ::Test::Cube;
-using ::Test::Grid;
-using ::Test::IndexedMesh;
-using ::Test::Random;
-using ::Test::Together;
+using Support::Cube;
+using Support::Grid;
+using Support::IndexedMesh;
+using Support::Random;
+using Support::Together;
 
 constexpr double kMax = std::numeric_limits<double>::max();
 constexpr double kNoPartner = 1.3407807929942596e154; // root of the greatest finite number
@@ -157,7 +158,7 @@ TEST(GapCheck, PinchIsNoConnectionAndGivesDistanceZeroThere)
 TEST(GapCheck, HolesOfOneComponentAreNotPartnersOfEachOther)
 {
     // A sheet with a hole in it is one component with two loops.
-    const auto sheet = ::Test::Without(Grid(5, 5), {24, 25});
+    const auto sheet = Support::Without(Grid(5, 5), {24, 25});
     EXPECT_EQ(GapsOf(sheet).gap, kNoPartner);
 }
 
@@ -177,7 +178,7 @@ TEST(GapCheck, IncompleteTripleAndThreeFansAtAPointAreInvalid)
 {
     const GapReport invalid{{0, 0, 0}, 0, true};
     EXPECT_EQ(CheckGaps({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {0, 1, 2, 0}), invalid);
-    EXPECT_EQ(GapsOf(::Test::TrianglesAtOnePoint(3)), invalid);
+    EXPECT_EQ(GapsOf(Support::TrianglesAtOnePoint(3)), invalid);
 }
 
 TEST(GapCheck, TriplesThatCanNotBeTakenAreLeftOut)
@@ -294,7 +295,7 @@ TEST(GapCheck, RandomComponentsAgreeWithPlainLoops)
 TEST(GapCheck, TornSphereAgreesWithPlainLoops)
 {
     Random random(42);
-    const IndexedMesh sphere = ::Test::Sphere(4);
+    const IndexedMesh sphere = Support::Sphere(4);
     int validCount = 0;
     for (int trial = 0; trial < 12; ++trial) {
         SCOPED_TRACE(trial);

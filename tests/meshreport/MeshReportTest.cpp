@@ -2,6 +2,7 @@
 
 #include "tests/meshreport/MeshReportTwin.h"
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/TestSupport.h"
 
 #include <Velk/Math/Vector_E.h>
 
@@ -14,9 +15,9 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::MeshUtils::CheckMesh;
 using Sorvane::MeshUtils::MeshReport;
-using ::Test::Random;
-using ::Test::Soup;
-using ::Test::SoupOf;
+using Support::Random;
+using Support::Soup;
+using Support::SoupOf;
 using Numbers = std::vector<int>;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -83,7 +84,7 @@ TYPED_TEST(MeshReportTyped, EmptySoupHasNoMeansAndNoVolume)
 TYPED_TEST(MeshReportTyped, TetrahedronWoundOutwardIsSound)
 {
     // Every second corner of a cube with edges of 2: edges sqrt 8, faces 2 sqrt 3, volume 8 / 3.
-    const auto report = CheckMesh(SoupOf<TypeParam>(::Test::Tetrahedron()), TypeParam(1e-6));
+    const auto report = CheckMesh(SoupOf<TypeParam>(Support::Tetrahedron()), TypeParam(1e-6));
     const double eps = std::is_same_v<TypeParam, float> ? 1e-6 : 1e-14;
     ExpectSound(report);
     EXPECT_NEAR(report.meanEdgeLength, std::sqrt(8.0), 4 * eps);
@@ -96,7 +97,7 @@ TYPED_TEST(MeshReportTyped, TetrahedronWoundOutwardIsSound)
 
 TYPED_TEST(MeshReportTyped, InsideOutHasTheSameCenterAndANegativeVolume)
 {
-    auto cube = ::Test::Cube();
+    auto cube = Support::Cube();
     const auto report = CheckMesh(SoupOf<TypeParam>(cube), TypeParam(1e-6));
     for (std::size_t i = 0; i < cube.indices.size(); i += 3) {
         std::swap(cube.indices[i], cube.indices[i + 1]);
@@ -112,7 +113,7 @@ TYPED_TEST(MeshReportTyped, InsideOutHasTheSameCenterAndANegativeVolume)
 
 TEST(MeshReport, VolumeAndCenterKeepTheirDigitsFarFromTheOrigin)
 {
-    auto cube = ::Test::Cube();
+    auto cube = Support::Cube();
     for (Vec3d& p : cube.points) {
         p += Vec3d(1 << 20, 1 << 20, -(1 << 20));
     }
@@ -125,7 +126,7 @@ TEST(MeshReport, VolumeAndCenterKeepTheirDigitsFarFromTheOrigin)
 
 TYPED_TEST(MeshReportTyped, FlatSoupHasNoCenter)
 {
-    const auto report = CheckMesh(SoupOf<TypeParam>(::Test::Grid(3, 2)), TypeParam(1e-6));
+    const auto report = CheckMesh(SoupOf<TypeParam>(Support::Grid(3, 2)), TypeParam(1e-6));
     EXPECT_EQ(report.volume, 0);
     EXPECT_TRUE(std::isnan(report.centroid.x()));
     EXPECT_TRUE(std::isnan(report.centroid.y()));
@@ -314,7 +315,7 @@ TYPED_TEST(MeshReportTyped, EdgeOfThreeTrianglesHasThreeSlotsAndOneOpenSlot)
 {
     // Triangle t is (2 + t, 0, 1): the common edge is its edge 1. All three run it alike, and yet
     // none is misoriented.
-    const auto report = CheckMesh(SoupOf<TypeParam>(::Test::Fins(3)), TypeParam(1e-6));
+    const auto report = CheckMesh(SoupOf<TypeParam>(Support::Fins(3)), TypeParam(1e-6));
     EXPECT_EQ(report.nonManifoldSlots, (Numbers{1, 4, 7}));
     EXPECT_EQ(report.openSlots, (Numbers{0, 1, 2, 3, 5, 6, 8}));
     EXPECT_EQ(report.misorientedTriangles, Numbers());
@@ -334,7 +335,7 @@ TEST(MeshReport, NonManifoldSlotsGoEdgeByEdgeInOrderOfFirstAppearance)
 
 TEST(MeshReport, OneTurnedTriangleBringsItsThreeNeighbors)
 {
-    auto octahedron = ::Test::Octahedron();
+    auto octahedron = Support::Octahedron();
     std::swap(octahedron.indices[3 * 5], octahedron.indices[3 * 5 + 1]);
     // Triangle 5 is (1, 2, 5); across its edges lie 1 at 1-2, 4 at 2-5 and 6 at 1-5.
     const auto report = CheckMesh(SoupOf<double>(octahedron), 1e-6);
@@ -384,7 +385,7 @@ TEST(MeshReport, TriangleOfNoAreaIsNotFolded)
 TYPED_TEST(MeshReportTyped, CornersThatAreNotFiniteStayWithTheirTriangle)
 {
     for (const double bad : {kNaN, kInfinity, -kInfinity}) {
-        auto soup = SoupOf<TypeParam>(::Test::Tetrahedron());
+        auto soup = SoupOf<TypeParam>(Support::Tetrahedron());
         soup.push_back({{{0, 0, 10}, {1, 0, 10}, {0, TypeParam(bad), 10}}});
         const auto report = CheckMesh(soup, TypeParam(1e-6));
         EXPECT_EQ(report.openSlots, (Numbers{12, 13, 14})) << bad;
@@ -415,7 +416,7 @@ TYPED_TEST(MeshReportTyped, ToleranceBeyondAllSizesMakesOnePointOfThem)
 {
     for (const TypeParam tolerance : {TypeParam(1e30), std::numeric_limits<TypeParam>::max(),
                                       std::numeric_limits<TypeParam>::infinity()}) {
-        const auto report = CheckMesh(SoupOf<TypeParam>(::Test::Cube()), tolerance);
+        const auto report = CheckMesh(SoupOf<TypeParam>(Support::Cube()), tolerance);
         EXPECT_EQ(report.tolerance, tolerance);
         EXPECT_EQ(report.degenerateTriangles.size(), 12U);
         EXPECT_EQ(report.nonManifoldSlots.size(), 36U);
@@ -426,7 +427,7 @@ TYPED_TEST(MeshReportTyped, ToleranceBeyondAllSizesMakesOnePointOfThem)
 TEST(MeshReport, HugeAndTinyCoordinatesKeepTheirEdges)
 {
     for (const double scale : {1e150, 1e-150}) {
-        auto cube = ::Test::Cube();
+        auto cube = Support::Cube();
         for (Vec3d& p : cube.points) {
             p *= scale;
         }
@@ -440,7 +441,7 @@ template <class T>
 void ExpectSameAsTwin(const Soup<T>& soup, T tolerance)
 {
     const auto report = CheckMesh(soup, tolerance);
-    const auto twin = ::Test::TwinReport(soup, tolerance);
+    const auto twin = Support::TwinReport(soup, tolerance);
     EXPECT_EQ(report.tolerance, twin.tolerance);
     EXPECT_EQ(report.unassigned, Numbers());
     EXPECT_EQ(report.nonManifoldSlots, twin.nonManifoldSlots);
@@ -487,7 +488,7 @@ TYPED_TEST(MeshReportTyped, DamagedSpheresAgreeWithPlainLoops)
     Random random(32);
     for (int trial = 0; trial < 8; ++trial) {
         SCOPED_TRACE(trial);
-        auto soup = SoupOf<TypeParam>(::Test::Sphere(4));
+        auto soup = SoupOf<TypeParam>(Support::Sphere(4));
         for (int fault = 0; fault < 40; ++fault) {
             const auto t = static_cast<std::size_t>(random.Below(static_cast<int>(soup.size())));
             switch (random.Below(5)) {
@@ -514,7 +515,7 @@ TYPED_TEST(MeshReportTyped, DamagedSpheresAgreeWithPlainLoops)
 
 TEST(MeshReport, SphereApproachesItsFormulas)
 {
-    const auto report = CheckMesh(SoupOf<double>(::Test::Sphere(6)), 1e-9);
+    const auto report = CheckMesh(SoupOf<double>(Support::Sphere(6)), 1e-9);
     ExpectSound(report);
     // 32,768 triangles inscribed in the unit sphere: short of its volume and area by about h^2 / 4,
     // with edges of h = 0.02.

@@ -3,6 +3,7 @@
 #include "tests/support/ThreadLimit.h"
 #include "tests/meshreport/MeshReportTwin.h"
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/TestSupport.h"
 
 #include <bit>
 
@@ -12,17 +13,17 @@ using namespace Velk::Math;
 using Sorvane::MeshUtils::CheckMesh;
 using Sorvane::MeshUtils::MeshReport;
 
-MeshReport<double> ReportOf(const ::Test::Soup<double>& soup, int threads)
+MeshReport<double> ReportOf(const Support::Soup<double>& soup, int threads)
 {
     MeshReport<double> report;
-    ::Test::WithThreads(threads, [&] { report = CheckMesh(soup, 1e-9); });
+    Support::WithThreads(threads, [&] { report = CheckMesh(soup, 1e-9); });
     return report;
 }
 
 TEST(MeshReportThreads, SameBitsOnAnyNumber)
 {
-    ::Test::Random random(61);
-    auto soup = ::Test::SoupOf<double>(::Test::Sphere(6));
+    Support::Random random(61);
+    auto soup = Support::SoupOf<double>(Support::Sphere(6));
     for (int fault = 0; fault < 600; ++fault) {
         const auto t = static_cast<std::size_t>(random.Below(static_cast<int>(soup.size())));
         switch (random.Below(4)) {

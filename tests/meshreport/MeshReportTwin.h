@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 template <class T>
 using Soup = Velk::Math::Sorvane::Mesh::TriangleSoup<3, T>;
@@ -164,4 +164,4 @@ Soup<T> SoupOf(const Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>& me
     return soup;
 }
 
-} // namespace Test
+} // namespace Support

@@ -76,7 +76,7 @@ Chains ConcatenateTwin(const Pairs& pairs)
     return chains;
 }
 
-Pairs RandomPairs(::Test::Random& random, int count, int low, int high)
+Pairs RandomPairs(Support::Random& random, int count, int low, int high)
 {
     Pairs pairs;
     for (int i = 0; i < count; ++i) {
@@ -148,8 +148,8 @@ TEST(RemoveCancelledPairs, AgreesWithTheLiteralTwin)
     for (const int count : {10, 100, 2047, 2048, 20'000}) {
         for (const int range : {3, 40, 5000, 1'000'000'000}) {
             SCOPED_TRACE(testing::Message() << count << " pairs within " << range);
-            ::Test::Random random(static_cast<std::uint64_t>(count) * 31 +
-                                  static_cast<std::uint64_t>(range));
+            Support::Random random(static_cast<std::uint64_t>(count) * 31 +
+                                   static_cast<std::uint64_t>(range));
             const Pairs pairs = RandomPairs(random, count, -range / 3, range);
             EXPECT_EQ(RemoveCancelledPairs(pairs), RemoveCancelledPairsTwin(pairs));
         }
@@ -218,8 +218,8 @@ TEST(ConcatenateOderedPairs, AgreesWithTheLiteralTwin)
     for (const int count : {10, 100, 2048, 20'000}) {
         for (const int high : {4, 50, 5000, 1'000'000'000}) {
             SCOPED_TRACE(testing::Message() << count << " pairs up to " << high);
-            ::Test::Random random(static_cast<std::uint64_t>(count) * 17 +
-                                  static_cast<std::uint64_t>(high));
+            Support::Random random(static_cast<std::uint64_t>(count) * 17 +
+                                   static_cast<std::uint64_t>(high));
             Pairs pairs = RandomPairs(random, count, -1 - high / 50, high);
             // Chains need pairs that meet also where numbers are spread widely.
             for (std::size_t i = 1; i < pairs.size(); i += 2) {

@@ -12,7 +12,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Planar;
-using namespace ::Test;
+using namespace Support;
 
 template <class T>
 class ChainOf : public testing::Test {

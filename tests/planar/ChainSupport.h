@@ -14,7 +14,7 @@
 #include <type_traits>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 using Velk::Math::Vec2d;
 using Velk::Math::VecBase;
@@ -211,4 +211,4 @@ bool IsInside(const Vec2d& p, const std::vector<VecBase<2, T>>& loop)
     return inside;
 }
 
-} // namespace Test
+} // namespace Support

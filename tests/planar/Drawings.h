@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 inline Vec2d PointOf(const JsonValue& value) { return {value[0].number, value[1].number}; }
 
@@ -50,4 +50,4 @@ inline std::vector<ArcSegBase<double>> ElementsOfDrawing(const JsonValue& drawin
     return elements;
 }
 
-} // namespace Test
+} // namespace Support

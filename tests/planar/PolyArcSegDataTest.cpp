@@ -12,7 +12,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Planar;
-using namespace ::Test;
+using namespace Support;
 using Chain = PolyArcSegBase<double>;
 using Element = ArcSegBase<double>;
 

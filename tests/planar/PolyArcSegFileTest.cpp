@@ -16,7 +16,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Planar;
-using namespace ::Test;
+using namespace Support;
 using Chain = PolyArcSegBase<double>;
 
 constexpr const char* kReader = " Velk::Math::Sorvane::Planar::ReadPolySegArcFromFile";

@@ -12,7 +12,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Planar;
-using namespace ::Test;
+using namespace Support;
 
 template <class T>
 class ChainLength : public testing::Test {
@@ -242,7 +242,7 @@ TYPED_TEST(ChainLength, SameBitsOnAnyNumberOfThreads)
     ASSERT_GT(points.size(), 2000u);
     std::vector<T> reference;
     for (const int threads : {1, 2, 4}) {
-        ::Test::WithThreads(threads, [&] {
+        Support::WithThreads(threads, [&] {
             const auto parameters = PointParametersOnPolyArcSeg(chain, points, T(1e-4));
             if (reference.empty()) {
                 reference = parameters;

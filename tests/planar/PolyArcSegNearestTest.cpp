@@ -12,7 +12,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Planar;
-using namespace ::Test;
+using namespace Support;
 
 template <class T>
 class ChainNearest : public testing::Test {
@@ -92,6 +92,19 @@ std::vector<VecBase<2, T>> TellingPoints(Random& random, const PolyArcSegBase<T>
 }
 
 // --- nearest points -----------------------------------------------------------------------------
+
+TYPED_TEST(ChainNearest, ASegmentWithAnEndThatIsNoNumberHasNoPoint)
+{
+    using T = TypeParam;
+    const T nan = TestFixture::kNaN;
+    PolyArcSegBase<T> chain;
+    chain.elements = {SegBase<T>{{0, 0}, {1, 0}}, SegBase<T>{{5, 0}, {nan, 0}},
+                      SegBase<T>{{7, nan}, {7, 1}}};
+    this->ExpectNear(ClosestPointOnPolyArcSeg<T>(chain, {5, 1}), 1, 0);
+    this->ExpectNear(ClosestPointOnPolyArcSeg<T>(chain, {7, 2}), 1, 0);
+    EXPECT_EQ(PointParameterOnPolyArcSeg<T>(chain, {5, 0}, T{1}), T{-1});
+    EXPECT_EQ(PointParameterOnPolyArcSeg<T>(chain, {T(0.5), 0}, T(1e-6)), T(0.5));
+}
 
 TYPED_TEST(ChainNearest, AgreesWithDenseSampling)
 {

@@ -11,7 +11,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Planar;
-using namespace ::Test;
+using namespace Support;
 using Spans = std::vector<std::pair<unsigned int, unsigned int>>;
 
 template <class T>

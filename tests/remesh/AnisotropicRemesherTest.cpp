@@ -12,7 +12,7 @@
 namespace {
 
 using namespace Velk::Math;
-using ::Test::Anisotropic;
+using Support::Anisotropic;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();

@@ -4,7 +4,7 @@
 #include <Sorvane/AnisotropicRemesher_E.h>
 #include <Sorvane/IsotropicRemesher_E.h>
 
-namespace Test {
+namespace Support {
 
 /// A remesher whose features are what a test marks, and whose inner decisions a test may ask.
 template <class Base>
@@ -56,4 +56,4 @@ using Plane = Host<Velk::Math::Sorvane::HalfEdge::IsotropicRemesher<
 using Anisotropic = Host<Velk::Math::Sorvane::HalfEdge::AnisotropicRemesher<
     Records::CurvatureVertex, Records::CurvatureEdge, Records::TaggedFace>>;
 
-} // namespace Test
+} // namespace Support

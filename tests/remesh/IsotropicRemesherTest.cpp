@@ -9,8 +9,8 @@
 namespace {
 
 using namespace Velk::Math;
-using ::Test::Isotropic;
-using ::Test::Plane;
+using Support::Isotropic;
+using Support::Plane;
 
 TEST(IsotropicRemesher, BoundsAreFourFifthsAndFourThirdsWhateverTheEdge)
 {

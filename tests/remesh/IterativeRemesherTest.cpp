@@ -19,9 +19,9 @@ using namespace Velk::Math::Sorvane;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-using ::Test::Anisotropic;
-using ::Test::Isotropic;
-using ::Test::Plane;
+using Support::Anisotropic;
+using Support::Isotropic;
+using Support::Plane;
 
 Support::PlaneMesh InThePlane(const Support::IndexedMesh& mesh)
 {

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <new>
 #include <string>
+#include <type_traits>
 
 namespace Support {
 
@@ -36,12 +37,12 @@ public:
 /// Fails every allocation of a call, one after the other.
 ///
 /// For k = 1, 2, ...: makes a fresh state by `prepare()`, runs `call(state)` with its k-th
-/// allocation failing, and where that left by `std::bad_alloc` runs `check(state)`, which expects
-/// what must hold then. Ends with the first k that the call does not reach, and returns the number
-/// of failures met; a call that comes to its end although an allocation was refused counts as a
-/// failure of the test.
+/// allocation failing, and where one was refused runs `check(state, hasThrown)`, which expects what
+/// must hold then: `hasThrown` tells whether the call left by `std::bad_alloc` or came to its end
+/// without that memory. Ends with the first k that the call does not reach, and returns the number
+/// of failures met.
 template <class Prepare, class Call, class Check>
-std::size_t FailEachAllocation(const Prepare& prepare, const Call& call, const Check& check)
+std::size_t FailEachAllocationOfEither(const Prepare& prepare, const Call& call, const Check& check)
 {
     for (std::size_t k = 1;; ++k) {
         SCOPED_TRACE("allocation " + std::to_string(k) + " of the call fails");
@@ -61,9 +62,33 @@ std::size_t FailEachAllocation(const Prepare& prepare, const Call& call, const C
             EXPECT_FALSE(hasThrown) << "bad_alloc although no allocation was refused";
             return k - 1;
         }
+        check(state, hasThrown);
+    }
+}
+
+/// The same for a call that can't do without any of its memory: one that comes to its end although
+/// an allocation was refused counts as a failure of the test. `check(state)` is run otherwise.
+template <class Prepare, class Call, class Check>
+std::size_t FailEachAllocation(const Prepare& prepare, const Call& call, const Check& check)
+{
+    return FailEachAllocationOfEither(prepare, call, [&](auto& state, bool hasThrown) {
         EXPECT_TRUE(hasThrown) << "the call went on as if nothing had happened";
         check(state);
-    }
+    });
+}
+
+/// The same for a call that changes nothing and returns its result: whichever allocation fails, it
+/// throws or gives the result that it gives with all of its memory, and it gives that afterwards.
+template <class Call>
+std::size_t FailEachAllocationOfResult(const Call& call)
+{
+    const auto expected = call();
+    return FailEachAllocationOfEither([] { return std::decay_t<decltype(expected)>(); },
+                                      [&](auto& result) { result = call(); },
+                                      [&](const auto& result, bool hasThrown) {
+                                          EXPECT_TRUE(hasThrown || result == expected);
+                                          EXPECT_TRUE(call() == expected);
+                                      });
 }
 
 } // namespace Support

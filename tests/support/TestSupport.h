@@ -37,11 +37,6 @@ private:
 
 } // namespace Support
 
-/// Headers of single test folders add their own names here.
-namespace Test {
-using namespace Support;
-}
-
 /// `file` must be a non-empty path from SharedData; otherwise the test ends, marked as skipped.
 #define SORVANE_NEED_DATA(file)                                                                    \
     if ((file).empty())                                                                            \

@@ -11,7 +11,7 @@
 #include <set>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 template <int D>
 using Address = Velk::Math::Sorvane::Tree::QOFAddress<D>;
@@ -163,4 +163,4 @@ std::vector<Address<D>> RandomAddresses(Random& random, int count, const Address
     return addresses;
 }
 
-} // namespace Test
+} // namespace Support

@@ -118,7 +118,7 @@ TEST(AddressableNode, ASplitMakesFaceNeighborsExist)
 
 TEST(AddressableNode, RandomSplitsStayBalanced)
 {
-    using ::Test::Random;
+    using Support::Random;
     Random random(3);
     Root root;
     for (int i = 0; i < 60; ++i) {
@@ -265,7 +265,7 @@ TEST(AddressableNode, CoincidentPointsDoNotKeepANeighborFromBeingMade)
 
 TEST(AddressableNode, ContentsSplitItAsAnyNode)
 {
-    using ::Test::Random;
+    using Support::Random;
     Random random(8);
     Root root;
     std::deque<QOFTreeContent<3, double, 1>> balls;

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace Test {
+namespace Support {
 
 inline constexpr int BitsPerAxis(int dimension) { return dimension == 2 ? 31 : 21; }
 
@@ -57,4 +57,4 @@ inline unsigned int AxisValueOf(double coordinate, int dimension)
     return static_cast<unsigned int>(std::fmin(wrapped, largest));
 }
 
-} // namespace Test
+} // namespace Support

@@ -17,7 +17,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Tree::Impl;
-using ::Test::Random;
+using Support::Random;
 using Velk::Math::Sorvane::Bounding::AxisAlignedBoundingBox;
 
 template <int N, class Scalar>
@@ -433,8 +433,8 @@ TYPED_TEST(BoxHierarchies, NearestShowsEverythingToWhoNeverCloses)
 TYPED_TEST(BoxHierarchies, FoldedPayloadsGuideVisits)
 {
     SORVANE_USE_FORM
-    constexpr int kMixed = -1;
-    constexpr int kNone = -2;
+    static constexpr int kMixed = -1;
+    static constexpr int kNone = -2;
     lists.ForEachHierarchy([&](const std::vector<Box>& boxes, const Hierarchy& hierarchy,
                                HierarchyCut) {
         const auto colorOf = [](int number) { return number / 20 % 3; };
@@ -612,7 +612,7 @@ TYPED_TEST(BoxHierarchies, QueriesLookAtFewAndTakeNoMemory)
     for (int i = 0; i < 100; ++i) {
         points.push_back(lists.random_.template Vector<Lists<TypeParam>::D, T>(0, 100));
     }
-    const std::size_t before = ::Test::AllocationCount();
+    const std::size_t before = Support::AllocationCount();
     std::size_t asked = 0;
     std::size_t shown = 0;
     for (const Point& point : points) {
@@ -635,7 +635,7 @@ TYPED_TEST(BoxHierarchies, QueriesLookAtFewAndTakeNoMemory)
             },
             [](int) {});
     }
-    EXPECT_EQ(::Test::AllocationCount(), before);
+    EXPECT_EQ(Support::AllocationCount(), before);
     // A path from the root is 8 nodes of four; a few of them a query, not 20,000 boxes.
     EXPECT_LT(asked / points.size(), 400U);
     EXPECT_LT(shown / points.size(), 20U);

@@ -53,7 +53,7 @@ std::vector<Code> CodesOf(const std::set<Cell>& cells, unsigned int depth)
     return codes;
 }
 
-std::set<Cell> RandomCells(::Test::Random& random, int count, int side)
+std::set<Cell> RandomCells(Support::Random& random, int count, int side)
 {
     std::set<Cell> cells;
     for (int i = 0; i < count; ++i) {
@@ -131,7 +131,7 @@ BlockMesh PlainBuild(std::vector<Code> codes, unsigned int depth, const Vec3d& s
 
 TEST(VoxelMesh, EqualsThePlainWayForAnyCodes)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 300; ++trial) {
         // All depths and some beyond the last; crowded near both ends of the cube or anywhere.
         const auto depth = static_cast<unsigned int>(trial % 26);
@@ -330,7 +330,7 @@ std::size_t OuterSquares(const std::set<Cell>& cells)
 
 TEST(VoxelMesh, ClosedAndOutwardForAnySetOfCells)
 {
-    ::Test::Random random(2);
+    Support::Random random(2);
     int manifold = 0;
     for (int trial = 0; trial < 120; ++trial) {
         const auto depth = static_cast<unsigned int>(1 + trial % 6);
@@ -369,7 +369,7 @@ TEST(VoxelMesh, CellsThatTouchAlongAnEdgeOrInACorner)
 
 TEST(VoxelMesh, NegativeScaleTurnsTheSurfaceInsideOut)
 {
-    ::Test::Random random(3);
+    Support::Random random(3);
     const std::vector<Code> codes = CodesOf(RandomCells(random, 40, 8), 3);
     const double volume = SignedVolume(Build(codes, 3));
     EXPECT_NEAR(SignedVolume(Build(codes, 3, {-1, 1, 1})), -volume, 1e-12);

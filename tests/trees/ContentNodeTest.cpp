@@ -212,7 +212,7 @@ template <class T>
 void ExpectInsertGoesByTheSquaredDistance()
 {
     // Gaps whose squares are numbers, and gaps whose squares vanish.
-    using ::Test::Random;
+    using Support::Random;
     Random random(4);
     const double vanishing = std::sqrt(static_cast<double>(std::numeric_limits<T>::denorm_min()));
     int taken = 0;
@@ -719,7 +719,7 @@ TEST(ContentSet, AMovedSetIsEmptyAndNullIsNoMember)
 
 TEST(ContentSet, BehavesAsASetAtEverySize)
 {
-    using ::Test::Random;
+    using Support::Random;
     constexpr int kItems = 3000;
     std::deque<BoxContent> items;
     for (int i = 0; i < kItems; ++i) {

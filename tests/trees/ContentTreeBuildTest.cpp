@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace ::Test;
+using namespace Support;
 
 using BoxTree2 = OpenTree<2, double, 0>;
 using BoxTree3 = OpenTree<3, double, 0>;
@@ -368,7 +368,7 @@ TEST(ContentTreeBuild, EveryNodeKeepsTheRules)
             EXPECT_TRUE(node.Holds(bound));
             EXPECT_TRUE(seen.insert(node.content[i]).second);
             for (const auto* above = &node; above != nullptr; above = above->parent) {
-                EXPECT_TRUE(Impl::LiesWithin(bound, above->contentBox));
+                EXPECT_TRUE(Velk::Math::Sorvane::Tree::Impl::LiesWithin(bound, above->contentBox));
             }
             if (!node.children.empty()) {
                 EXPECT_FALSE(node.GetChild(node.ChildIndex(bound))->Holds(bound));

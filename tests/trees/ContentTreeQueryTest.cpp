@@ -3,14 +3,16 @@
 
 #include "tests/trees/ContentTreeSupport.h"
 
+#include <array>
 #include <cmath>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <thread>
 
 namespace {
 
-using namespace ::Test;
+using namespace Support;
 
 // --- inputs -------------------------------------------------------------------------------------
 
@@ -92,7 +94,7 @@ bool BallSelects(const BoundingBall<D, T>& ball, const Item<D, T, K>& item)
         return ball.radius * ball.radius >
                Intersect::DistanceToAABB(item.min, item.max, ball.center, true);
     } else {
-        const T reach = ball.radius + item.radius + T(1e-12);
+        const T reach = std::fabs(ball.radius) + std::fabs(item.radius) + T(1e-12);
         return reach * reach >= SquaredLength(ball.center - item.center);
     }
 }
@@ -176,6 +178,40 @@ TYPED_TEST(ContentTreeProperty, BallQueriesMissNothing)
         }
         EXPECT_GT(hits, 40U) << "the queries must meet something";
     });
+}
+
+/// Of the ball that asks and of a ball that is a content.
+TYPED_TEST(ContentTreeProperty, ARadiusCountsByItsMagnitude)
+{
+    using T = typename TypeParam::T;
+    constexpr int D = TypeParam::D;
+    Random random(18);
+    for (const Shape shape : kShapes) {
+        typename TypeParam::Tree tree;
+        Fill(tree, shape, 500, random);
+        typename TypeParam::Tree turned;
+        for (auto item : tree.storage) {
+            if constexpr (TypeParam::K == 1) {
+                item.radius = -item.radius;
+            }
+            turned.storage.Add(item);
+        }
+        tree.Build();
+        turned.Build();
+        std::size_t found = 0;
+        for (int i = 0; i < 100; ++i) {
+            const VecBase<D, T> center = QueryPoint(tree, random);
+            const T radius = static_cast<T>(std::exp2(random.Between(-8, 6)));
+            const std::vector<int> expected = BruteForce(tree, [&](const auto& item) {
+                return BallSelects(BoundingBall<D, T>{center, radius}, item);
+            });
+            found += expected.size();
+            ASSERT_EQ(Ids(tree.GetPossibleBallCollisions({center, -radius})), expected);
+            ASSERT_EQ(Ids(turned.GetPossibleBallCollisions({center, radius})), expected);
+            ASSERT_EQ(Ids(turned.GetPossibleBallCollisions({center, -radius})), expected);
+        }
+        EXPECT_GT(found, 0U);
+    }
 }
 
 TYPED_TEST(ContentTreeProperty, RemovedContentsAreGoneAndInsertedOnesAreThere)
@@ -313,6 +349,80 @@ TEST(ContentTreeQuery, LineQueriesAreTheRayTestFromOutsideTheTree)
         });
         EXPECT_EQ(Ids(tree.GetPossibleRayCollisions(origin, direction, true)), expected);
     }
+}
+
+/// Unit boxes side by side far from the origin, and lines through their centers. All coordinates
+/// are halves of whole numbers, exact in `float` as well, so that it is known without rounding
+/// which boxes a line goes through: moved along itself by rounded steps it would miss some.
+template <int D, class T>
+void CheckLinesFarFromTheOrigin()
+{
+    using V = VecBase<D, T>;
+    constexpr int kFar = 2'000'000;
+    constexpr int kSide = 24;
+    OpenTree<D, T, 0> tree;
+    tree.storage.SetBlockSize(kSide * kSide);
+    for (int i = 0; i < kSide * kSide; ++i) {
+        V min = Velk::Math::Sorvane::Bounding::Impl::Uniform<D, T>(T(kFar));
+        min[0] += static_cast<T>(i % kSide);
+        min[1] += static_cast<T>(i / kSide);
+        V max = min;
+        for (T& coordinate : max) {
+            coordinate += T(1);
+        }
+        tree.storage.Add({min, max, i});
+    }
+    tree.Build();
+    Random random(17);
+    for (int query = 0; query < 2000; ++query) {
+        const int target = random.Below(kSide * kSide);
+        const auto* box = tree.storage.Find(target);
+        std::array<int, 3> direction{};
+        for (int axis = 0; axis < D; ++axis) {
+            direction[static_cast<std::size_t>(axis)] = random.Below(19) - 9;
+        }
+        direction[D - 1] = direction[D - 1] == 0 ? 5 : direction[D - 1];
+        const int steps = random.Below(2001) - 1000;
+        V origin;
+        V along;
+        for (int axis = 0; axis < D; ++axis) {
+            const int step = direction[static_cast<std::size_t>(axis)];
+            along[axis] = static_cast<T>(step);
+            origin[axis] = box->min[axis] + T(0.5) + static_cast<T>(steps * step);
+        }
+        const std::vector<int> found = Ids(tree.GetPossibleRayCollisions(origin, along, true));
+        ASSERT_TRUE(std::binary_search(found.begin(), found.end(), target)) << query;
+        // In whole numbers of half units: the areas between the line and a box, seen along each
+        // axis. Beyond three units there is no doubt.
+        for (const auto& item : tree.storage) {
+            bool isMet = true;
+            bool isFar = false;
+            for (int u = 0; u < D; ++u) {
+                for (int v = u + 1; v < D; ++v) {
+                    const auto away = [&](int axis) {
+                        return static_cast<long long>(
+                            2 * (item.min[axis] - box->min[axis])); // to the target's center
+                    };
+                    const long long du = direction[static_cast<std::size_t>(u)];
+                    const long long dv = direction[static_cast<std::size_t>(v)];
+                    const long long area = std::abs(away(u) * dv - away(v) * du);
+                    const long long reach = std::abs(du) + std::abs(dv);
+                    isMet = isMet && area < reach;
+                    isFar = isFar || area > 7 * reach;
+                }
+            }
+            const bool isFound = std::binary_search(found.begin(), found.end(), item.id);
+            ASSERT_TRUE(!isMet || isFound) << query;
+            ASSERT_FALSE(isFar && isFound) << query;
+        }
+    }
+}
+
+TEST(ContentTreeQuery, LinesFarFromTheOriginMissNothing)
+{
+    CheckLinesFarFromTheOrigin<3, double>();
+    CheckLinesFarFromTheOrigin<2, double>();
+    CheckLinesFarFromTheOrigin<2, float>();
 }
 
 TEST(ContentTreeQuery, DirectionsOfAnyLengthTellTheSameLine)
@@ -611,12 +721,13 @@ TEST(ContentTreeVisit, BoxesThatAreDeniedHideWhatTheyHold)
     int shown = 0;
     int asked = 0;
     const AxisAlignedBoundingBox<2, double> lowerHalf{{-200, -200}, {200, 0}};
-    tree.VisitCandidates([&](const auto& box) { return Impl::Overlaps(box, lowerHalf); },
-                         [&](const auto& bound) {
-                             ++asked;
-                             return Impl::Overlaps(bound, lowerHalf);
-                         },
-                         [&](const auto*) { ++shown; });
+    tree.VisitCandidates(
+        [&](const auto& box) { return Velk::Math::Sorvane::Tree::Impl::Overlaps(box, lowerHalf); },
+        [&](const auto& bound) {
+            ++asked;
+            return Velk::Math::Sorvane::Tree::Impl::Overlaps(bound, lowerHalf);
+        },
+        [&](const auto*) { ++shown; });
     const std::size_t expected =
         BruteForce(tree, [](const auto& item) { return item.min[1] <= 0; }).size();
     EXPECT_EQ(static_cast<std::size_t>(shown), expected);

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Tree;
@@ -114,4 +114,4 @@ std::vector<int> Ids(const std::vector<const QOFTreeContent<D, T, K>*>& contents
 inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-} // namespace Test
+} // namespace Support

@@ -17,19 +17,19 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Sorvane::Tree::MortonCurve;
-using ::Test::Axes;
-using ::Test::Code;
-using ::Test::Interleaved;
-using ::Test::kTop3;
-using ::Test::LowerCorner;
-using ::Test::RandomAxes;
+using Support::Axes;
+using Support::Code;
+using Support::Interleaved;
+using Support::kTop3;
+using Support::LowerCorner;
+using Support::RandomAxes;
 
 constexpr int kManyValues = 1'000'000;
 
 template <class F>
 class MortonCells : public testing::Test {
 };
-using Forms = testing::Types<::Test::MortonForm<2>, ::Test::MortonForm<3>>;
+using Forms = testing::Types<Support::MortonForm<2>, Support::MortonForm<3>>;
 TYPED_TEST_SUITE(MortonCells, Forms);
 
 TYPED_TEST(MortonCells, GridHoldsEachCellOnceInOrder)
@@ -66,7 +66,7 @@ TEST(MortonGrid, CountOf32BitsMakesDeepGridsEmpty)
 TYPED_TEST(MortonCells, CellCornersAreStepsOfTheEdge)
 {
     using F = TypeParam;
-    ::Test::Random random(12);
+    Support::Random random(12);
     int inside = 0;
     for (int i = 0; i < 100'000; ++i) {
         const Axes<F::D> values = RandomAxes<F::D>(random, true);
@@ -138,7 +138,7 @@ TYPED_TEST(MortonCells, OnlyTheFirstCornerKeepsBitsAboveTheLevels)
 TYPED_TEST(MortonCells, SampledCornersSpanTheCell)
 {
     using F = TypeParam;
-    ::Test::Random random(13);
+    Support::Random random(13);
     for (int i = 0; i < 20'000; ++i) {
         const Code code = F::EncodeAxes(RandomAxes<F::D>(random, true));
         const int depth = random.Below(static_cast<int>(F::kDepth) + 1);
@@ -165,7 +165,7 @@ TYPED_TEST(MortonCells, SampledCornersSpanTheCell)
 TYPED_TEST(MortonCells, StepsMatchWrappingArithmetic)
 {
     using F = TypeParam;
-    ::Test::Random random(14);
+    Support::Random random(14);
     int taken = 0;
     for (int i = 0; i < kManyValues / 5; ++i) {
         const Axes<F::D> values = RandomAxes<F::D>(random, true);

@@ -18,14 +18,14 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Sorvane::Tree::MortonCurve;
-using ::Test::Axes;
-using ::Test::Code;
-using ::Test::Interleaved;
-using ::Test::kTop2;
-using ::Test::kTop3;
-using ::Test::LowerCorner;
-using ::Test::RandomAxes;
-using ::Test::Separated;
+using Support::Axes;
+using Support::Code;
+using Support::Interleaved;
+using Support::kTop2;
+using Support::kTop3;
+using Support::LowerCorner;
+using Support::RandomAxes;
+using Support::Separated;
 
 constexpr int kManyValues = 1'000'000;
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
@@ -37,13 +37,13 @@ constexpr Code kAll3 = 0x7FFFFFFFFFFFFFFFU; // 63 bits
 template <class F>
 class MortonCodes : public testing::Test {
 };
-using Forms = testing::Types<::Test::MortonForm<2>, ::Test::MortonForm<3>>;
+using Forms = testing::Types<Support::MortonForm<2>, Support::MortonForm<3>>;
 TYPED_TEST_SUITE(MortonCodes, Forms);
 
 TYPED_TEST(MortonCodes, EncodeAndDecodeMatchTheLayoutBitByBit)
 {
     using F = TypeParam;
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int i = 0; i < kManyValues; ++i) {
         const Axes<F::D> values = RandomAxes<F::D>(random, true);
         const Code code = F::EncodeAxes(values);
@@ -57,7 +57,7 @@ TYPED_TEST(MortonCodes, EncodeAndDecodeMatchTheLayoutBitByBit)
 TYPED_TEST(MortonCodes, EncodeLimitsEachAxis)
 {
     using F = TypeParam;
-    ::Test::Random random(2);
+    Support::Random random(2);
     for (int i = 0; i < kManyValues / 4; ++i) {
         Axes<F::D> values = RandomAxes<F::D>(random, false);
         const Code code = F::EncodeAxes(values);
@@ -70,7 +70,7 @@ TYPED_TEST(MortonCodes, EncodeLimitsEachAxis)
 
 TEST(MortonAxis, EncodeOfOneAxisDropsHighBits)
 {
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int i = 0; i < kManyValues; ++i) {
         const auto v = static_cast<unsigned int>(random.Bits());
         ASSERT_EQ((Encode<2, 0>(v)), (Interleaved<2>({v, 0})));
@@ -87,7 +87,7 @@ TEST(MortonAxis, EncodeOfOneAxisDropsHighBits)
 
 /// Coordinates of all kinds: inside, around the boundaries, far outside, far beyond 64 bits, not
 /// finite.
-double AnyCoordinate(::Test::Random& random)
+double AnyCoordinate(Support::Random& random)
 {
     switch (random.Below(8)) {
     case 0:
@@ -111,14 +111,14 @@ double AnyCoordinate(::Test::Random& random)
 TYPED_TEST(MortonCodes, PointsMatchTheReferenceInsideAndOutsideUnitSpace)
 {
     using F = TypeParam;
-    ::Test::Random random(4);
+    Support::Random random(4);
     std::vector<VecBase<F::D, double>> points(kManyValues);
     std::vector<Code> expected(points.size());
     for (std::size_t i = 0; i < points.size(); ++i) {
         Axes<F::D> values{};
         for (int axis = 0; axis < F::D; ++axis) {
             points[i][axis] = AnyCoordinate(random);
-            values[static_cast<std::size_t>(axis)] = ::Test::AxisValueOf(points[i][axis], F::D);
+            values[static_cast<std::size_t>(axis)] = Support::AxisValueOf(points[i][axis], F::D);
         }
         expected[i] = Interleaved<F::D>(values);
         ASSERT_EQ(F::EncodePoints(points[i]), expected[i]) << points[i];
@@ -129,7 +129,7 @@ TYPED_TEST(MortonCodes, PointsMatchTheReferenceInsideAndOutsideUnitSpace)
 TYPED_TEST(MortonCodes, DecodeGivesTheLowerCornerAtEveryDepth)
 {
     using F = TypeParam;
-    ::Test::Random random(5);
+    Support::Random random(5);
     for (int i = 0; i < kManyValues / 10; ++i) {
         const Code code = F::EncodeAxes(RandomAxes<F::D>(random, true));
         const int depth = random.Below(static_cast<int>(F::kDepth) + 1);
@@ -140,7 +140,7 @@ TYPED_TEST(MortonCodes, DecodeGivesTheLowerCornerAtEveryDepth)
 TYPED_TEST(MortonCodes, DecodeOutsideTheDepthsDoesNotTruncate)
 {
     using F = TypeParam;
-    ::Test::Random random(6);
+    Support::Random random(6);
     for (int i = 0; i < 1000; ++i) {
         const Code code = F::EncodeAxes(RandomAxes<F::D>(random, true));
         const auto whole = LowerCorner<F::D>(code, F::kDepth);
@@ -155,7 +155,7 @@ TYPED_TEST(MortonCodes, DecodeOutsideTheDepthsDoesNotTruncate)
 TYPED_TEST(MortonCodes, VectorsDecodeLikeSingleCodes)
 {
     using F = TypeParam;
-    ::Test::Random random(7);
+    Support::Random random(7);
     std::vector<Code> codes(10'000);
     for (Code& code : codes) {
         code = random.Bits();
@@ -175,7 +175,7 @@ TYPED_TEST(MortonCodes, VectorsDecodeLikeSingleCodes)
 TYPED_TEST(MortonCodes, CornersDecodeRowByRow)
 {
     using F = TypeParam;
-    ::Test::Random random(8);
+    Support::Random random(8);
     typename F::Corners codes;
     for (Code& code : codes) {
         code = F::EncodeAxes(RandomAxes<F::D>(random, true));
@@ -189,7 +189,7 @@ TYPED_TEST(MortonCodes, CornersDecodeRowByRow)
 TYPED_TEST(MortonCodes, TruncateClearsLowGroupsOnly)
 {
     using F = TypeParam;
-    ::Test::Random random(9);
+    Support::Random random(9);
     for (int i = 0; i < kManyValues / 10; ++i) {
         const Code code = random.Bits();
         const auto depth = static_cast<unsigned int>(random.Below(static_cast<int>(F::kDepth) + 3));
@@ -261,7 +261,7 @@ TEST(MortonOrder, CodesRunThroughQuadrantsInZOrder)
 
 TEST(MortonConvert, SpaceToPlaneAndBackKeepsXAndY)
 {
-    ::Test::Random random(10);
+    Support::Random random(10);
     for (int i = 0; i < kManyValues / 10; ++i) {
         const Axes<3> values = RandomAxes<3>(random, true);
         unsigned int z = 0;
@@ -275,7 +275,7 @@ TEST(MortonConvert, SpaceToPlaneAndBackKeepsXAndY)
 
 TEST(MortonConvert, PlaneToSpaceAndBackLosesTenBits)
 {
-    ::Test::Random random(11);
+    Support::Random random(11);
     for (int i = 0; i < kManyValues / 10; ++i) {
         const Axes<2> values = RandomAxes<2>(random, true);
         const Code back = Convert3Dto2D(Convert2Dto3D(Interleaved<2>(values), 0.5), nullptr);
@@ -304,7 +304,7 @@ TEST(MortonConvert, HeightIsLimitedToUnitSpace)
 template <class F>
 std::vector<VecBase<F::D, double>> Cloud(int count, double low, double high)
 {
-    ::Test::Random random(15);
+    Support::Random random(15);
     std::vector<VecBase<F::D, double>> points;
     for (int i = 0; i < count; ++i) {
         points.push_back(random.Vector<F::D, double>(low, high));
@@ -405,7 +405,7 @@ TEST(MortonMapToCurve, BoxTooLargeToScaleWraps)
     const auto codes = MapToCurve<3>(points, 21);
     for (std::size_t i = 0; i < 2; ++i) {
         const double place = points[i][0] - 1e5 + 0.5;
-        const unsigned int value = ::Test::AxisValueOf(place, 3);
+        const unsigned int value = Support::AxisValueOf(place, 3);
         EXPECT_EQ(codes[i], (Interleaved<3>({value, value, value})));
     }
 }

@@ -11,7 +11,7 @@
 #include <cmath>
 #include <cstddef>
 
-namespace Test {
+namespace Support {
 
 namespace MortonCurve = Velk::Math::Sorvane::Tree::MortonCurve;
 using Velk::Math::MatBase;
@@ -129,4 +129,4 @@ VecBase<D, double> LowerCorner(Code code, int depth)
     return corner;
 }
 
-} // namespace Test
+} // namespace Support

@@ -21,12 +21,12 @@ TYPED_TEST_SUITE(ArcSegTrees, Scalars);
 TYPED_TEST(ArcSegTrees, ElementThatIsNeitherIsReported)
 {
     using T = TypeParam;
-    ::Test::ExpectAssertions(1);
+    Support::ExpectAssertions(1);
     const VecBase<2, T> answer = Impl::ClosestPointOnContent<T>(nullptr, nullptr, {1, 2});
     constexpr T kLargest = std::numeric_limits<T>::max();
     EXPECT_EQ(answer, (VecBase<2, T>(kLargest, kLargest)));
     const std::string scalar = std::is_same_v<T, float> ? "float" : "double";
-    EXPECT_EQ(::Test::LastAssertion(),
+    EXPECT_EQ(Support::LastAssertion(),
               "QuadtreeArcSegTree_E:338 Velk::Math::Sorvane::Tree::Quadtree::ArcSegTree<" + scalar +
                   ">::ClosestPointOnContent");
 }

@@ -15,7 +15,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Tree::Quadtree;
-using ::Test::Random;
+using Support::Random;
 
 template <class T>
 class ArcSegTrees : public testing::Test {
@@ -28,7 +28,7 @@ TYPED_TEST(ArcSegTrees, ItemsWithinAreThoseOfBruteForce)
     using T = TypeParam;
     Random random(21);
     for (const int count : {1, 2, 7, 60, 400}) {
-        const auto chain = ::Test::RandomChain<T>(random, count);
+        const auto chain = Support::RandomChain<T>(random, count);
         const ArcSegTree<T> tree(chain);
         for (int i = 0; i < 250; ++i) {
             const VecBase<2, T> q =
@@ -57,7 +57,7 @@ TYPED_TEST(ArcSegTrees, ItemsWithinAgreeWithDenseSamples)
     Random random(22);
     constexpr double kStep = 0.004;
     for (int round = 0; round < 10; ++round) {
-        const auto chain = ::Test::RandomChain<T>(random, 20);
+        const auto chain = Support::RandomChain<T>(random, 20);
         const ArcSegTree<T> tree(chain);
         for (int i = 0; i < 20; ++i) {
             const VecBase<2, T> q = random.Vector<2, T>(-5, 5);
@@ -65,10 +65,11 @@ TYPED_TEST(ArcSegTrees, ItemsWithinAgreeWithDenseSamples)
             const std::vector<int> ids = tree.ItemsWithin(q, static_cast<T>(r));
             for (std::size_t e = 0; e < chain.elements.size(); ++e) {
                 double least = std::numeric_limits<double>::infinity();
-                const int steps = static_cast<int>(::Test::LengthOf(chain.elements[e]) / kStep) + 1;
+                const int steps =
+                    static_cast<int>(Support::LengthOf(chain.elements[e]) / kStep) + 1;
                 for (int s = 0; s <= steps; ++s) {
                     const Vec2d p =
-                        ::Test::PointOf(chain.elements[e], static_cast<double>(s) / steps);
+                        Support::PointOf(chain.elements[e], static_cast<double>(s) / steps);
                     least = std::min(least, std::hypot(p[0] - q[0], p[1] - q[1]));
                 }
                 if (std::fabs(least - r) > kStep) {
@@ -85,26 +86,26 @@ TYPED_TEST(ArcSegTrees, ArcsAreFoundWhereTheyBulge)
 {
     using T = TypeParam;
     for (const int sense : {1, -1}) {
-        const ArcSegTree<T> circle(::Test::Circle<T>(T{5}, sense));
+        const ArcSegTree<T> circle(Support::Circle<T>(T{5}, sense));
         for (const VecBase<2, T>& q : {VecBase<2, T>(-5, 0), VecBase<2, T>(0, 5),
                                        VecBase<2, T>(0, -5), VecBase<2, T>(5, 0)}) {
             EXPECT_EQ(circle.ItemsWithin(q, T(0.1)), std::vector<int>{0}) << sense;
         }
         EXPECT_TRUE(circle.ItemsWithin({0, 0}, T(4.9)).empty()); // in the box, far from the arc
     }
-    const ArcSegTree<T> hairpin(::Test::Hairpin<T>());
+    const ArcSegTree<T> hairpin(Support::Hairpin<T>());
     EXPECT_EQ(hairpin.ItemsWithin({5, 1}, T(0.01)), std::vector<int>{1}); // beyond both ends
 }
 
 TYPED_TEST(ArcSegTrees, AnElementAtExactlyTheRadiusIsOut)
 {
     using T = TypeParam;
-    const ArcSegTree<T> square(::Test::Square<T>());
+    const ArcSegTree<T> square(Support::Square<T>());
     EXPECT_TRUE(square.ItemsWithin({1, 1}, T{1}).empty());
     EXPECT_EQ(square.ItemsWithin({1, 1}, std::nextafter(T{1}, T{2})),
               (std::vector<int>{0, 1, 2, 3}));
     EXPECT_TRUE(square.ItemsWithin({1, 0}, T{0}).empty());
-    const ArcSegTree<T> circle(::Test::Circle<T>(T{5}, 1));
+    const ArcSegTree<T> circle(Support::Circle<T>(T{5}, 1));
     EXPECT_TRUE(circle.ItemsWithin({7, 0}, T{2}).empty());
     EXPECT_EQ(circle.ItemsWithin({7, 0}, T(2.001)), std::vector<int>{0});
 }
@@ -113,7 +114,7 @@ TYPED_TEST(ArcSegTrees, NearestPointOfAnElement)
 {
     using T = TypeParam;
     using Tree = ArcSegTree<T>;
-    const auto chain = ::Test::Hairpin<T>();
+    const auto chain = Support::Hairpin<T>();
     EXPECT_EQ(Tree::ClosestPointOnContent(chain.elements[0], {1, 3}), (VecBase<2, T>(1, 0)));
     EXPECT_EQ(Tree::ClosestPointOnContent(chain.elements[0], {9, 3}), (VecBase<2, T>(4, 0)));
     EXPECT_EQ(Tree::ClosestPointOnContent(chain.elements[1], {9, 1}), (VecBase<2, T>(5, 1)));
@@ -158,7 +159,7 @@ TYPED_TEST(ArcSegTrees, BoxesHaveTheirMargin)
     Sorvane::Planar::PolyArcSegBase<T> segment;
     segment.elements = {Geometry::SegBase<T>{{2, 0}, {4, 4}}};
     Sorvane::Planar::PolyArcSegBase<T> arc; // from (2, 0) through (4, 2) to (2, 4): the same box
-    arc.elements = {Geometry::ArcBase<T>{{2, 2}, {2, 0}, T(2 * ::Test::kHalfTurn)}};
+    arc.elements = {Geometry::ArcBase<T>{{2, 2}, {2, 0}, T(2 * Support::kHalfTurn)}};
     for (const auto* chain : {&segment, &arc}) {
         const ArcSegTree<T> tree(*chain);
         const auto isInReach = [&](const VecBase<2, T>& q, double r) {
@@ -176,7 +177,7 @@ TYPED_TEST(ArcSegTrees, CandidatesAreAllWhoseBoxIsInReachInAscendingOrder)
 {
     using T = TypeParam;
     Random random(23);
-    const auto chain = ::Test::RandomChain<T>(random, 300);
+    const auto chain = Support::RandomChain<T>(random, 300);
     const ArcSegTree<T> tree(chain);
     for (int i = 0; i < 100; ++i) {
         const VecBase<2, T> q = random.Vector<2, T>(-10, 10);

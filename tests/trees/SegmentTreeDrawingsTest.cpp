@@ -18,9 +18,9 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Tree::Quadtree;
-using ::Test::ArcSegBase;
-using ::Test::PolyArcSegBase;
-using ::Test::Random;
+using Support::ArcSegBase;
+using Support::PolyArcSegBase;
+using Support::Random;
 
 template <class T>
 double PlainDistance(const Geometry::SegBase<T>& segment, const Vec2d& q)
@@ -43,13 +43,13 @@ double PlainDistance(const Geometry::ArcBase<T>& arc, const Vec2d& q)
     const double sense = arc.length < 0 ? -1 : 1;
     const double sweep = std::fabs(static_cast<double>(arc.length)) / radius;
     double turn = sense * std::atan2(spoke ^ outward, spoke * outward);
-    turn += turn < 0 ? 2 * ::Test::kHalfTurn : 0;
+    turn += turn < 0 ? 2 * Support::kHalfTurn : 0;
     if (turn <= sweep) {
         return std::fabs(Vector::Length(outward) - radius);
     }
     const ArcSegBase<T> element(arc);
-    return std::min(Vector::Length(::Test::PointOf(element, 0) - q),
-                    Vector::Length(::Test::PointOf(element, 1) - q));
+    return std::min(Vector::Length(Support::PointOf(element, 0) - q),
+                    Vector::Length(Support::PointOf(element, 1) - q));
 }
 
 template <class T>
@@ -73,9 +73,10 @@ class DrawingTrees : public testing::TestWithParam<const char*> {
 protected:
     void SetUp() override
     {
-        const auto path = ::Test::SharedData(std::string("arc_chains/") + GetParam());
+        const auto path = Support::SharedData(std::string("arc_chains/") + GetParam());
         SORVANE_NEED_DATA(path);
-        elements_ = ::Test::ElementsOfDrawing(::Test::JsonReader(::Test::ReadBytes(path)).Value());
+        elements_ =
+            Support::ElementsOfDrawing(Support::JsonReader(Support::ReadBytes(path)).Value());
         ASSERT_GE(elements_.size(), 30U);
         low_ = high_ = elements_[0].StartPoint();
         for (const ArcSegBase<double>& element : elements_) {
@@ -109,7 +110,7 @@ protected:
             for (std::size_t e = 0; e < chain.elements.size(); ++e) {
                 const double distance = chain.elements[e].Visit(
                     [&](const auto& shape) { return PlainDistance(shape, Vec2d(q)); });
-                if (std::fabs(distance - static_cast<double>(r)) > size_ * ::Test::kNear<T>) {
+                if (std::fabs(distance - static_cast<double>(r)) > size_ * Support::kNear<T>) {
                     ASSERT_EQ(std::binary_search(ids.begin(), ids.end(), static_cast<int>(e)),
                               distance < static_cast<double>(r))
                         << e << " from " << q << " radius " << r;
@@ -126,8 +127,8 @@ protected:
         std::vector<Geometry::SegBase<T>> segments;
         for (const ArcSegBase<double>& element : elements_) {
             for (int i = 0; i < 25; ++i) {
-                segments.push_back({VecBase<2, T>(::Test::PointOf(element, i / 25.0)),
-                                    VecBase<2, T>(::Test::PointOf(element, (i + 1) / 25.0))});
+                segments.push_back({VecBase<2, T>(Support::PointOf(element, i / 25.0)),
+                                    VecBase<2, T>(Support::PointOf(element, (i + 1) / 25.0))});
             }
         }
         const SegmentTree<T> tree(segments);
@@ -139,7 +140,7 @@ protected:
             }
             const auto closest = tree.ClosestPoint(q, static_cast<T>(2 * size_));
             ASSERT_GE(closest.id, 0);
-            const double near = size_ * ::Test::kNear<T>;
+            const double near = size_ * Support::kNear<T>;
             EXPECT_NEAR(Vector::Length(Vec2d(closest.point) - Vec2d(q)), least, near);
             const auto& segment = segments[static_cast<std::size_t>(closest.id)];
             EXPECT_NEAR(PlainDistance(segment, Vec2d(closest.point)), 0, near);

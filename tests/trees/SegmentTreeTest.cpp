@@ -18,7 +18,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Tree;
-using ::Test::Random;
+using Support::Random;
 
 template <class T>
 using Segments = std::vector<Geometry::SegBase<T>>;
@@ -146,7 +146,7 @@ TYPED_TEST(SegmentTrees, ClosestPointIsThatOfBruteForce)
             }
             const auto closest = tree.ClosestPoint(q, T{100});
             ASSERT_GE(closest.id, 0);
-            const double near = 10 * ::Test::kNear<T>;
+            const double near = 10 * Support::kNear<T>;
             const auto& segment = segments[static_cast<std::size_t>(closest.id)];
             EXPECT_NEAR(static_cast<double>(PlainDistance(segment, q)), static_cast<double>(least),
                         near);
@@ -352,14 +352,14 @@ TYPED_TEST(SegmentTrees, LackOfMemoryLeavesTheTreeAsItWas)
         EXPECT_EQ(tree.ClosestPoint({T(63), T(0.5)}, T(0.1)).id, 163);
         EXPECT_EQ(tree.GetPossibleBallCollisions({{0, 0}, T{1000}}).size(), 64U);
     };
-    EXPECT_GE(::Test::FailEachAllocation(
+    EXPECT_GE(Support::FailEachAllocation(
                   prepare,
                   [](auto& tree) {
                       tree.AddSegment({{T{99}, T{0}}, {T{99}, T{1}}}, 7);
                   },
                   check),
               1U);
-    EXPECT_GE(::Test::FailEachAllocation(
+    EXPECT_GE(Support::FailEachAllocation(
                   prepare, [](auto& tree) { tree.Build(); }, check),
               3U);
 }

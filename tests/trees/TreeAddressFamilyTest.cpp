@@ -21,7 +21,7 @@ TYPED_TEST_SUITE(AddressFamily, Forms);
 TYPED_TEST(AddressFamily, ChildrenComeBackToTheirParent)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (unsigned int depth = 0; depth < Impl::kMaxDepth<D>; ++depth) {
         const unsigned int bits = D * depth;
         const QOFAddress<D> address{depth, bits == 0 ? 0 : random.Bits() >> (64 - bits)};

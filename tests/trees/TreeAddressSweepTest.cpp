@@ -46,19 +46,19 @@ bool Contains(const List& list, const typename List::value_type& address)
 TYPED_TEST(AddressSweep, AllModesMatchTheSetsOnRandomLists)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int trial = 0; trial < 400; ++trial) {
         // Few and many, near the root and deep down, spread over all or crowded into one cell.
         typename TypeParam::Address within;
         if (trial % 2 == 1) {
             const int depth = random.Below(static_cast<int>(TypeParam::kFullDepth) - 4);
-            within = ::Test::RandomAddresses<D>(random, 1, {}, depth, depth)[0];
+            within = Support::RandomAddresses<D>(random, 1, {}, depth, depth)[0];
         }
-        const auto list = ::Test::RandomAddresses<D>(random, 1 + random.Below(30), within, 0,
-                                                     1 + random.Below(4));
+        const auto list = Support::RandomAddresses<D>(random, 1 + random.Below(30), within, 0,
+                                                      1 + random.Below(4));
         for (int mode = 0; mode < kModes; ++mode) {
-            const auto swept = ::Test::Swept<D>(list, mode);
-            ASSERT_EQ(swept, ::Test::SweptLevels<D>(list, mode))
+            const auto swept = Support::Swept<D>(list, mode);
+            ASSERT_EQ(swept, Support::SweptLevels<D>(list, mode))
                 << "trial " << trial << " mode " << mode;
             ASSERT_TRUE(IsSortedUnique(swept));
         }
@@ -68,24 +68,25 @@ TYPED_TEST(AddressSweep, AllModesMatchTheSetsOnRandomLists)
 TYPED_TEST(AddressSweep, AllModesMatchTheSetsOnALargeCrowd)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(2);
-    const auto crowd = ::Test::RandomAddresses<D>(random, 4000, {}, D == 2 ? 5 : 3, D == 2 ? 7 : 5);
+    Support::Random random(2);
+    const auto crowd =
+        Support::RandomAddresses<D>(random, 4000, {}, D == 2 ? 5 : 3, D == 2 ? 7 : 5);
     for (int mode = 0; mode < kModes; ++mode) {
-        ASSERT_EQ(::Test::Swept<D>(crowd, mode), ::Test::SweptLevels<D>(crowd, mode)) << mode;
+        ASSERT_EQ(Support::Swept<D>(crowd, mode), Support::SweptLevels<D>(crowd, mode)) << mode;
     }
 }
 
 TYPED_TEST(AddressSweep, EmptyListStaysEmpty)
 {
     for (int mode = 0; mode < kModes; ++mode) {
-        EXPECT_TRUE(::Test::Swept<TypeParam::D>({}, mode).empty()) << mode;
+        EXPECT_TRUE(Support::Swept<TypeParam::D>({}, mode).empty()) << mode;
     }
 }
 
 TYPED_TEST(AddressSweep, RootAloneIsTheNullAddress)
 {
     for (int mode = 0; mode < kModes; ++mode) {
-        EXPECT_EQ(::Test::Swept<TypeParam::D>({{0, 0}, {0, 0}}, mode),
+        EXPECT_EQ(Support::Swept<TypeParam::D>({{0, 0}, {0, 0}}, mode),
                   (typename TypeParam::List{{0, 0}}))
             << mode;
     }
@@ -108,9 +109,9 @@ TYPED_TEST(AddressSweep, CompleteAddsAncestorsWhateverBalanceSays)
 TYPED_TEST(AddressSweep, BalanceWithoutSiblingsHasNoEffect)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int trial = 0; trial < 100; ++trial) {
-        const auto list = ::Test::RandomAddresses<D>(random, 20, {}, 0, 5);
+        const auto list = Support::RandomAddresses<D>(random, 20, {}, 0, 5);
         ASSERT_EQ(CompleteTree<D>(list, false, true), CompleteTree<D>(list, false, false));
     }
 }
@@ -132,9 +133,9 @@ TYPED_TEST(AddressSweep, SiblingsOfACellAndOfItsAncestors)
 TYPED_TEST(AddressSweep, LeavesOfACompletedTreeTileUnitSpace)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(4);
+    Support::Random random(4);
     for (int trial = 0; trial < 50; ++trial) {
-        const auto list = ::Test::RandomAddresses<D>(random, 1 + random.Below(20), {}, 1, 6);
+        const auto list = Support::RandomAddresses<D>(random, 1 + random.Below(20), {}, 1, 6);
         const auto tree = CompleteTree<D>(list, true, false);
         double volume = 0; // of the cells without children; powers of two, so exact
         for (const auto& address : tree) {
@@ -199,8 +200,8 @@ TYPED_TEST(AddressSweep, FullDepthAndBeyondAreLeftOut)
     constexpr int D = TypeParam::D;
     constexpr unsigned int kFull = TypeParam::kFullDepth;
     for (int mode = 0; mode < kModes; ++mode) {
-        EXPECT_TRUE(::Test::Swept<D>({{kFull, 0}, {kFull + 1, 1}, {~0U, 2}}, mode).empty());
-        EXPECT_EQ(::Test::Swept<D>({{kFull, 0}, {3, 1}}, mode), ::Test::Swept<D>({{3, 1}}, mode));
+        EXPECT_TRUE(Support::Swept<D>({{kFull, 0}, {kFull + 1, 1}, {~0U, 2}}, mode).empty());
+        EXPECT_EQ(Support::Swept<D>({{kFull, 0}, {3, 1}}, mode), Support::Swept<D>({{3, 1}}, mode));
     }
     EXPECT_EQ(CompleteTree<D>({{kFull - 1, 0}}, false, false).size(), std::size_t{kFull});
 }
@@ -208,13 +209,13 @@ TYPED_TEST(AddressSweep, FullDepthAndBeyondAreLeftOut)
 TYPED_TEST(AddressSweep, UnsortedInputWithRepeatsGivesTheSame)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(5);
-    auto list = ::Test::RandomAddresses<D>(random, 300, {}, 1, 6);
+    Support::Random random(5);
+    auto list = Support::RandomAddresses<D>(random, 300, {}, 1, 6);
     auto shuffled = list;
     shuffled.insert(shuffled.end(), list.begin(), list.end());
     std::reverse(shuffled.begin(), shuffled.end());
     for (int mode = 0; mode < kModes; ++mode) {
-        EXPECT_EQ(::Test::Swept<D>(shuffled, mode), ::Test::Swept<D>(list, mode));
+        EXPECT_EQ(Support::Swept<D>(shuffled, mode), Support::Swept<D>(list, mode));
     }
 }
 
@@ -228,7 +229,7 @@ TYPED_TEST(AddressSweep, PathsBesideTheRootTakePartLikeAnyOther)
                                                  {{0, 5}, {1, child}},
                                                  {{0, 5}, {2, 1}}}) {
         for (int mode = 0; mode < kModes; ++mode) {
-            EXPECT_EQ(::Test::Swept<D>(list, mode), ::Test::SweptLevels<D>(list, mode)) << mode;
+            EXPECT_EQ(Support::Swept<D>(list, mode), Support::SweptLevels<D>(list, mode)) << mode;
         }
     }
     EXPECT_EQ(CompleteTree<D>({{0, 5}}, true, true), (typename TypeParam::List{{0, 5}}));
@@ -237,13 +238,13 @@ TYPED_TEST(AddressSweep, PathsBesideTheRootTakePartLikeAnyOther)
 TYPED_TEST(AddressSweep, PathsOfNoCellDoNoHarm)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(6);
+    Support::Random random(6);
     typename TypeParam::List list;
     for (int i = 0; i < 500; ++i) {
         list.push_back({static_cast<unsigned int>(random.Below(40)), random.Bits()});
     }
     for (int mode = 0; mode < kModes; ++mode) {
-        EXPECT_TRUE(IsSortedUnique(::Test::Swept<D>(list, mode)));
+        EXPECT_TRUE(IsSortedUnique(Support::Swept<D>(list, mode)));
     }
 }
 

@@ -17,8 +17,8 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Sorvane::Tree;
-using ::Test::AddressOf;
-using ::Test::CellOf;
+using Support::AddressOf;
+using Support::CellOf;
 
 using Square = QOFAddress<2>;
 using Cube = QOFAddress<3>;
@@ -27,7 +27,7 @@ template <int D>
 constexpr unsigned int kFullDepth = D == 2 ? 31 : 21;
 
 template <int D>
-QOFAddress<D> RandomCell(::Test::Random& random, unsigned int depth)
+QOFAddress<D> RandomCell(Support::Random& random, unsigned int depth)
 {
     const unsigned int bits = static_cast<unsigned int>(D) * depth;
     return {depth, bits == 0 ? 0 : random.Bits() >> (64 - bits)};
@@ -60,7 +60,7 @@ TYPED_TEST(TreeAddresses, OrderIsDepthThenPathUnsigned)
 TYPED_TEST(TreeAddresses, CellOfAPointIsItsCodeAtFullDepth)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(1);
+    Support::Random random(1);
     for (int i = 0; i < 1000; ++i) {
         const auto point = random.Vector<D, double>(-0.5, 2.5);
         const auto address = QOFAddress<D>::AtPoint(point);
@@ -76,7 +76,7 @@ TYPED_TEST(TreeAddresses, CellOfAPointIsItsCodeAtFullDepth)
 TYPED_TEST(TreeAddresses, PointIsTheLowerCornerFromTheOwnDepthOn)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(2);
+    Support::Random random(2);
     for (int i = 0; i < 20'000; ++i) {
         const auto depth = static_cast<unsigned int>(random.Below(kFullDepth<D> + 1));
         const QOFAddress<D> address = RandomCell<D>(random, depth);
@@ -95,7 +95,7 @@ TYPED_TEST(TreeAddresses, PointIsTheLowerCornerFromTheOwnDepthOn)
 TYPED_TEST(TreeAddresses, PointOfAFullDepthAddressIsThatOfItsAncestor)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int i = 0; i < 5000; ++i) {
         const QOFAddress<D> address = RandomCell<D>(random, kFullDepth<D>);
         const auto level = static_cast<unsigned int>(random.Below(kFullDepth<D> + 1));
@@ -123,7 +123,7 @@ TEST(TreeAddressPoint, DepthBeyondTheLastIsTakenForIt)
 TYPED_TEST(TreeAddresses, NeighborsMatchWholeCoordinates)
 {
     constexpr int D = TypeParam::D;
-    ::Test::Random random(4);
+    Support::Random random(4);
     for (int i = 0; i < 5000; ++i) {
         // Half of them in the first levels, where most cells touch the boundary.
         const int deepest = i % 2 == 0 ? 3 : static_cast<int>(kFullDepth<D>);
@@ -133,7 +133,7 @@ TYPED_TEST(TreeAddresses, NeighborsMatchWholeCoordinates)
             const auto neighbors = address.NeighborAddresses(facesOnly);
             const std::set<QOFAddress<D>> found(neighbors.begin(), neighbors.end());
             ASSERT_EQ(found.size(), neighbors.size());
-            ASSERT_EQ(found, ::Test::NeighborsOf<D>(address, facesOnly));
+            ASSERT_EQ(found, Support::NeighborsOf<D>(address, facesOnly));
         }
     }
 }

@@ -26,14 +26,14 @@ void ExpectSameOnAnyThreads(const Make& make)
     for (const int threads : {1, 2, 3, 8}) {
         auto found = expected;
         found.clear();
-        ::Test::WithThreads(threads, [&] { found = make(); });
+        Support::WithThreads(threads, [&] { found = make(); });
         EXPECT_TRUE(found == expected) << threads;
     }
 }
 
 std::vector<Vec3d> Cloud(int count)
 {
-    ::Test::Random random(1);
+    Support::Random random(1);
     std::vector<Vec3d> points;
     for (int i = 0; i < count; ++i) {
         // Rounded, so that some codes are equal and their order counts.
@@ -54,10 +54,10 @@ TEST(TreesThreads, VectorsOfCodes)
 template <int D>
 void ExpectSameSweeps()
 {
-    ::Test::Random random(2);
-    const auto list = ::Test::RandomAddresses<D>(random, 20'000, {}, 3, D == 2 ? 9 : 6);
+    Support::Random random(2);
+    const auto list = Support::RandomAddresses<D>(random, 20'000, {}, 3, D == 2 ? 9 : 6);
     for (int mode = 0; mode < 6; ++mode) {
-        ExpectSameOnAnyThreads([&] { return ::Test::Swept<D>(list, mode); });
+        ExpectSameOnAnyThreads([&] { return Support::Swept<D>(list, mode); });
     }
 }
 
@@ -98,7 +98,7 @@ TEST(TreesThreads, NearestTrianglesOfABatch)
 TEST(TreesThreads, MeshAlongTheCurve)
 {
     Mesh::IndexedPointsBase<3, double> mesh{Cloud(20'000), {}};
-    ::Test::Random random(3);
+    Support::Random random(3);
     for (int i = 0; i < 30'000; ++i) {
         mesh.indices.push_back(random.Below(20'000));
     }

@@ -8,6 +8,7 @@
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/MeshGenerators.h"
 #include "tests/support/StlFile.h"
+#include "tests/support/TestSupport.h"
 
 #include <algorithm>
 #include <array>
@@ -225,7 +226,7 @@ class RealMeshes : public testing::TestWithParam<const char*> {
 protected:
     void SetUp() override
     {
-        const auto file = ::Test::SharedData(GetParam());
+        const auto file = Support::SharedData(GetParam());
         SORVANE_NEED_DATA(file);
         mesh_ = Support::WeldedStl<double>(file);
         ASSERT_FALSE(mesh_.indices.empty());
@@ -544,6 +545,9 @@ TEST_F(OneTriangle, ARadiusCountsByItsMagnitude)
     EXPECT_TRUE(tree_.TrianglesInBall(above_, kNaN).empty());
     EXPECT_TRUE(tree_.TrianglesInBall(above_, -1.9).empty());
     EXPECT_EQ(tree_.ClosestPoint(above_, 1e200).id, 0);
+    EXPECT_EQ(tree_.ClosestPoints({above_, {9, 9, 9}}, -2.5, {}),
+              tree_.ClosestPoints({above_, {9, 9, 9}}, 2.5, {}));
+    EXPECT_EQ(tree_.ClosestPoints({above_}, -2.5, {}).front().id, 0);
 }
 
 TEST_F(OneTriangle, RangeOfTwoZerosGivesTheOrigin)

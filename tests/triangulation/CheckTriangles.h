@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace Test {
+namespace Support {
 
 /// Directed sides of triangles with the number of their uses.
 using SideCounts = std::map<std::pair<int, int>, int>;
@@ -134,4 +134,4 @@ std::string CheckPolygonTriangles(const std::vector<Velk::Math::VecBase<2, T>>& 
     return "";
 }
 
-} // namespace Test
+} // namespace Support

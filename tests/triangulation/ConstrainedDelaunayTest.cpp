@@ -9,6 +9,7 @@
 #include "tests/triangulation/ExactTurn.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <set>
@@ -18,8 +19,8 @@ namespace {
 using namespace Velk::Math;
 using Sorvane::HalfEdge::Impl::CavityTriangles;
 using Sorvane::HalfEdge::Impl::ConstrainedDelaunay;
-using ::Test::ExactTurn;
-using ::Test::Random;
+using Support::ExactTurn;
+using Support::Random;
 using Points = std::vector<Vec2d>;
 using Segment = std::pair<int, int>;
 
@@ -57,10 +58,9 @@ Scene MakeScene(Random& random, int count, int tries, bool onLattice)
         const int b = random.Below(static_cast<int>(scene.points.size()));
         const bool isFree =
             a != b &&
-            std::none_of(scene.segments.begin(), scene.segments.end(),
-                         [&](const Segment& s) {
-                             return Cross(at(a), at(b), at(s.first), at(s.second));
-                         }) &&
+            std::none_of(
+                scene.segments.begin(), scene.segments.end(),
+                [&](const Segment& s) { return Cross(at(a), at(b), at(s.first), at(s.second)); }) &&
             std::none_of(scene.points.begin(), scene.points.end(), [&](const Vec2d& p) {
                 return p != at(a) && p != at(b) && ExactTurn(at(a), at(b), p) == 0;
             });
@@ -90,7 +90,7 @@ TEST(ConstrainedDelaunay, EdgesAreSegmentsOrDelaunay)
             delaunay.InsertSegment(a, b);
         }
         const std::vector<int> indices = std::move(delaunay).InsideTriangles();
-        ASSERT_EQ(::Test::CheckTriangles(scene.points, indices, 0), "");
+        ASSERT_EQ(Support::CheckTriangles(scene.points, indices, 0), "");
         std::set<Segment> constrained;
         for (const auto& [a, b] : scene.segments) {
             constrained.insert({std::min(a, b), std::max(a, b)});
@@ -119,6 +119,35 @@ TEST(ConstrainedDelaunay, EdgesAreSegmentsOrDelaunay)
     }
 }
 
+// A constrained triangulation with one answer to ties is one and no more: the order in which
+// segments go in does not show.
+TEST(ConstrainedDelaunay, TheOrderOfSegmentsDoesNotMatter)
+{
+    const auto inOrder = [](const std::vector<int>& indices) {
+        std::set<std::array<int, 3>> triangles;
+        for (std::size_t t = 0; t < indices.size(); t += 3) {
+            std::array<int, 3> corners{indices[t], indices[t + 1], indices[t + 2]};
+            std::rotate(corners.begin(), std::min_element(corners.begin(), corners.end()),
+                        corners.end());
+            triangles.insert(corners);
+        }
+        return triangles;
+    };
+    Random random(12);
+    for (int round = 0; round < 60; ++round) {
+        const Scene scene = MakeScene(random, 10 + random.Below(80), 60, round % 3 == 2);
+        ConstrainedDelaunay together(scene.points, 1e-12);
+        together.InsertSegments(scene.segments);
+        ConstrainedDelaunay apart(scene.points, 1e-12);
+        for (auto segment = scene.segments.rbegin(); segment != scene.segments.rend(); ++segment) {
+            apart.InsertSegment(segment->second, segment->first);
+        }
+        const auto triangles = inOrder(std::move(together).InsideTriangles());
+        EXPECT_FALSE(triangles.empty());
+        EXPECT_EQ(triangles, inOrder(std::move(apart).InsideTriangles())) << round;
+    }
+}
+
 // Segments that cross make one corner of one of their ends only where that is what rounding did;
 // otherwise chains stay closed and the triangles sound.
 TEST(ConstrainedDelaunay, SegmentsThatCrossStayChains)
@@ -137,7 +166,7 @@ TEST(ConstrainedDelaunay, SegmentsThatCrossStayChains)
             delaunay.InsertSegment(4 + random.Below(30), 4 + random.Below(30));
         }
         const std::vector<int> indices = std::move(delaunay).InsideTriangles();
-        ASSERT_EQ(::Test::CheckTriangles(points, indices, 0), "") << round;
+        ASSERT_EQ(Support::CheckTriangles(points, indices, 0), "") << round;
         ASSERT_GT(indices.size(), 0U) << round;
     }
 }
@@ -154,8 +183,8 @@ TEST(ConstrainedDelaunay, ASegmentThroughPointsHasThemAsJoints)
         delaunay.InsertSegment(k, (k + 1) % 4);
     }
     const std::vector<int> indices = std::move(delaunay).InsideTriangles();
-    EXPECT_EQ(::Test::CheckTriangles(points, indices, 0), "");
-    EXPECT_NEAR(::Test::SumOfAreas(points, indices), 100, 1e-10);
+    EXPECT_EQ(Support::CheckTriangles(points, indices, 0), "");
+    EXPECT_NEAR(Support::SumOfAreas(points, indices), 100, 1e-10);
     EXPECT_EQ(indices.size(), 3 * (points.size() - 2));
     EXPECT_EQ(std::set<int>(indices.begin(), indices.end()).size(), points.size());
 }
@@ -225,7 +254,7 @@ void ExpectFills(const Points& chain, std::span<const CavityTriangles::Triangle>
         }
     }
     ASSERT_EQ(boundaries.size(), chain.size());
-    ASSERT_NEAR(sum, ::Test::AreaOf(chain), 1e-9 * std::fabs(sum));
+    ASSERT_NEAR(sum, Support::AreaOf(chain), 1e-9 * std::fabs(sum));
 }
 
 // Chains that rise and fall over the segment, from right to left.
@@ -251,8 +280,8 @@ TEST(CavityTriangles, FillsRoundAHangingEdge)
     CavityTriangles cavity;
     const Points chain{{4, 0}, {4, 3}, {2, 4}, {2, 1}, {2, 4}, {0, 3}, {0, 0}};
     ExpectFills(chain, cavity.Fill(chain));
-    const Points twoEdges{{6, 0}, {6, 3}, {4, 4}, {4, 1}, {4, 4}, {2, 4}, {2, 1}, {2, 4}, {0, 3},
-                          {0, 0}};
+    const Points twoEdges{{6, 0}, {6, 3}, {4, 4}, {4, 1}, {4, 4},
+                          {2, 4}, {2, 1}, {2, 4}, {0, 3}, {0, 0}};
     ExpectFills(twoEdges, cavity.Fill(twoEdges));
 }
 

@@ -8,7 +8,7 @@
 
 #include <cmath>
 
-namespace Test {
+namespace Support {
 
 /// 1 when a, b, c run counter-clockwise, -1 when they run clockwise, 0 when they are on one line.
 /// Exact for coordinates whose binary exponents differ by less than 300.
@@ -31,4 +31,4 @@ inline int ExactTurn(const Velk::Math::Vec2d& a, const Velk::Math::Vec2d& b,
     return left > right ? 1 : (left < right ? -1 : 0);
 }
 
-} // namespace Test
+} // namespace Support

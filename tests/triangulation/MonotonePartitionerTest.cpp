@@ -16,8 +16,8 @@ using namespace Velk::Math;
 using Sorvane::Mesh::MonotonePartitioner;
 using Sorvane::Mesh::OutlineTurn;
 using Sorvane::Mesh::Impl::SweepClass;
-using ::Test::Polygon;
-using ::Test::Random;
+using Support::Polygon;
+using Support::Random;
 
 std::vector<int> SweepOrder(const Polygon& outline)
 {
@@ -98,7 +98,7 @@ TEST(MonotonePartitioner, SimpleBoundariesAreImprovedTwice)
     Random random(8);
     int changed = 0;
     for (int round = 0; round < 50; ++round) {
-        const Polygon polygon = ::Test::StarPolygon(30, random);
+        const Polygon polygon = Support::StarPolygon(30, random);
         MonotonePartitioner<double> partitioner(polygon);
         partitioner.Partition();
         ASSERT_TRUE(partitioner.TriangulateFaces());
@@ -119,10 +119,10 @@ TEST(MonotonePartitioner, LeavesMonotoneFacesOnly)
     Random random(11);
     for (int round = 0; round < 200; ++round) {
         const Polygon polygon =
-            round % 2 == 0 ? ::Test::MazePolygon(5, random) : ::Test::StarPolygon(40, random);
+            round % 2 == 0 ? Support::MazePolygon(5, random) : Support::StarPolygon(40, random);
         MonotonePartitioner<double> partitioner(polygon);
         partitioner.Partition();
-        ASSERT_EQ(::Test::CheckTopology(partitioner), "");
+        ASSERT_EQ(Support::CheckTopology(partitioner), "");
         for (int face = 0; face < partitioner.FaceCount(); ++face) {
             int splits = 0;
             partitioner.VisitEdgeLoop(partitioner.FaceRecord(face)->edge, [&](int e) {
@@ -133,14 +133,14 @@ TEST(MonotonePartitioner, LeavesMonotoneFacesOnly)
             EXPECT_EQ(splits, 0) << "round " << round << ", face " << face;
         }
         ASSERT_TRUE(partitioner.TriangulateFaces());
-        ASSERT_EQ(::Test::CheckTopology(partitioner), "");
+        ASSERT_EQ(Support::CheckTopology(partitioner), "");
         for (int pass = 0; pass < 2; ++pass) {
             partitioner.ImproveDelaunay();
-            ASSERT_EQ(::Test::CheckTopology(partitioner), "");
+            ASSERT_EQ(Support::CheckTopology(partitioner), "");
         }
         std::vector<int> indices;
         partitioner.WriteIndices(indices);
-        ASSERT_EQ(::Test::CheckPolygonTriangles(polygon, indices), "");
+        ASSERT_EQ(Support::CheckPolygonTriangles(polygon, indices), "");
     }
 }
 
@@ -149,7 +149,7 @@ TEST(MonotonePartitioner, ServesAgainForAnotherOutline)
     Random random(2);
     MonotonePartitioner<double> reused;
     for (int round = 0; round < 20; ++round) {
-        const Polygon polygon = ::Test::StarPolygon(5 + random.Below(30), random);
+        const Polygon polygon = Support::StarPolygon(5 + random.Below(30), random);
         reused.Load(polygon, OutlineTurn::MakeCounterClockwise);
         MonotonePartitioner<double> fresh(polygon);
         std::vector<int> indices[2];
@@ -204,7 +204,7 @@ TEST(MonotonePartitioner, EndsOnOutlinesThatAreNotSimple)
         partitioner.Partition();
         partitioner.TriangulateFaces();
         partitioner.ImproveDelaunay();
-        EXPECT_EQ(::Test::CheckTopology(partitioner), "");
+        EXPECT_EQ(Support::CheckTopology(partitioner), "");
         EXPECT_LE(partitioner.FaceCount(), count - 2);
     }
 }

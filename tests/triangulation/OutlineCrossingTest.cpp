@@ -13,9 +13,9 @@ namespace {
 
 using namespace Velk::Math;
 using Sorvane::Mesh::Impl::FindClearCrossing;
-using ::Test::ExactTurn;
-using ::Test::Polygon;
-using ::Test::Random;
+using Support::ExactTurn;
+using Support::Polygon;
+using Support::Random;
 
 bool AnyPairCrosses(const Polygon& outline)
 {
@@ -37,7 +37,7 @@ TEST(OutlineCrossing, AgreesWithALookAtAllPairs)
     int found = 0;
     for (int round = 0; round < 2000; ++round) {
         // A star with a few corners moved about: some cross, some do not.
-        Polygon outline = ::Test::StarPolygon(4 + random.Below(30), random);
+        Polygon outline = Support::StarPolygon(4 + random.Below(30), random);
         for (int moves = random.Below(3); moves > 0; --moves) {
             const auto corner =
                 static_cast<std::size_t>(random.Below(static_cast<int>(outline.size())));
@@ -59,11 +59,11 @@ TEST(OutlineCrossing, NoneInOutlinesThatTouchOrRunAlongThemselves)
     EXPECT_FALSE(FindClearCrossing({{0, 0}, {1, 0}}, 0).isFound);
     EXPECT_FALSE(FindClearCrossing({{0, 0}, {4, 0}, {4, 4}, {2, 0}, {0, 4}}, 0).isFound);
     EXPECT_FALSE(FindClearCrossing({{0, 0}, {4, 0}, {2, 0}, {6, 0}, {6, 1}, {0, 1}}, 0).isFound);
-    EXPECT_FALSE(FindClearCrossing(::Test::SkylinePolygon(40, random), 0).isFound);
-    EXPECT_FALSE(FindClearCrossing(::Test::MazePolygon(20, random), 0).isFound);
-    EXPECT_FALSE(FindClearCrossing(::Test::SpiralPolygon(500), 0).isFound);
+    EXPECT_FALSE(FindClearCrossing(Support::SkylinePolygon(40, random), 0).isFound);
+    EXPECT_FALSE(FindClearCrossing(Support::MazePolygon(20, random), 0).isFound);
+    EXPECT_FALSE(FindClearCrossing(Support::SpiralPolygon(500), 0).isFound);
     for (const double turn : {0.0, 0.7, 1.5707963267948966}) {
-        const Polygon comb = ::Test::Turned(::Test::CombPolygon(100, random), turn);
+        const Polygon comb = Support::Turned(Support::CombPolygon(100, random), turn);
         EXPECT_FALSE(FindClearCrossing(comb, 0).isFound);
     }
 }

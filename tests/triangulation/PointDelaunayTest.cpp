@@ -15,8 +15,8 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::HalfEdge::Impl;
-using ::Test::ExactTurn;
-using ::Test::Random;
+using Support::ExactTurn;
+using Support::Random;
 using Points = std::vector<Vec2d>;
 using Outcome = PointDelaunay::Outcome;
 using Wide = boost::multiprecision::number<
@@ -220,8 +220,8 @@ TEST(PointDelaunay, TheOrderOfThePointsDoesNotMatter)
 // Of four corners of a square the last by x, then y, has no diagonal.
 TEST(PointDelaunay, ATieLeavesTheLastCornerAlone)
 {
-    const auto triples = TriplesOf(DelaunayOfPoints({{0, 0}, {1, 0}, {1, 1}, {0, 1}}).table,
-                                   {0, 1, 2, 3});
+    const auto triples =
+        TriplesOf(DelaunayOfPoints({{0, 0}, {1, 0}, {1, 1}, {0, 1}}).table, {0, 1, 2, 3});
     EXPECT_EQ(triples, (std::set<std::array<int, 3>>{{0, 1, 3}, {1, 2, 3}}));
 }
 

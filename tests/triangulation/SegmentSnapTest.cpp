@@ -13,7 +13,7 @@ using namespace Velk::Math;
 using Sorvane::Mesh::Impl::NearestOnSegment;
 using Sorvane::Mesh::Impl::NearestSegments;
 using Segment = Geometry::SegBase<double>;
-using ::Test::Random;
+using Support::Random;
 
 /// By the end that is nearer, or by the height over the segment where its foot is between the ends.
 long double DistanceTo(const Segment& segment, const Vec2d& p)

@@ -18,8 +18,8 @@ using namespace Velk::Math;
 using Sorvane::Mesh::IndexedPointsBase;
 using Sorvane::Mesh::TessellateFlatBoundaries;
 using Sorvane::Mesh::TessellateFlatBoundary;
-using ::Test::Polygon;
-using ::Test::Random;
+using Support::Polygon;
+using Support::Random;
 using Loops = std::vector<Polygon>;
 template <class T>
 using PlaneMesh = IndexedPointsBase<2, T>;
@@ -48,7 +48,7 @@ Vec2d Wide(const VecBase<2, T>& p)
 template <class T>
 ::testing::AssertionResult IsSound(const PlaneMesh<T>& mesh)
 {
-    const std::string fault = ::Test::CheckTriangles(mesh.points, mesh.indices, 0);
+    const std::string fault = Support::CheckTriangles(mesh.points, mesh.indices, 0);
     if (!fault.empty()) {
         return ::testing::AssertionFailure() << fault;
     }
@@ -56,7 +56,7 @@ template <class T>
         const auto corner = [&](std::size_t k) {
             return Wide(mesh.points[static_cast<std::size_t>(mesh.indices[t + k])]);
         };
-        if (::Test::ExactTurn(corner(0), corner(1), corner(2)) <= 0) {
+        if (Support::ExactTurn(corner(0), corner(1), corner(2)) <= 0) {
             return ::testing::AssertionFailure()
                    << "triangle " << t / 3 << " is turned over: " << corner(0) << " " << corner(1)
                    << " " << corner(2);
@@ -68,7 +68,7 @@ template <class T>
 template <class T>
 double AreaOf(const PlaneMesh<T>& mesh)
 {
-    return ::Test::SumOfAreas(mesh.points, mesh.indices);
+    return Support::SumOfAreas(mesh.points, mesh.indices);
 }
 
 template <class T>
@@ -95,7 +95,7 @@ TYPED_TEST(FlatLimits, TwoParallelogramsThatNearlyShareASide)
                          {-13.531707, 4.110083}};
     const auto mesh = TessellateFlatBoundaries(As<TypeParam>({first, second}));
     EXPECT_TRUE(IsSound(mesh));
-    EXPECT_NEAR(AreaOf(mesh), ::Test::AreaOf(first) + ::Test::AreaOf(second), 2e-4);
+    EXPECT_NEAR(AreaOf(mesh), Support::AreaOf(first) + Support::AreaOf(second), 2e-4);
     EXPECT_EQ(UsedPoints(mesh), mesh.points.size());
 }
 
@@ -118,7 +118,7 @@ TYPED_TEST(FlatLimits, SquaresWithAJitteredCommonSide)
             left.push_back(near(1, 1));
             left.push_back({0, 1});
             const double angle = round % 2 == 0 ? 0 : random.Between(0, 6.3);
-            const Loops loops{::Test::Turned(left, angle), ::Test::Turned(right, angle)};
+            const Loops loops{Support::Turned(left, angle), Support::Turned(right, angle)};
             const auto mesh = TessellateFlatBoundaries(As<TypeParam>(loops));
             ASSERT_TRUE(IsSound(mesh)) << jitter << " " << round;
             const double rounding = sizeof(TypeParam) == 4 ? 1e-6 : 1e-11;
@@ -135,7 +135,7 @@ TYPED_TEST(FlatLimits, NestedOutlinesThatNearlyTouch)
         for (int round = 0; round < 40; ++round) {
             const double angle = random.Between(0, 6.3);
             const auto square = [&](double half) {
-                return ::Test::Turned(
+                return Support::Turned(
                     Polygon{{-half, -half}, {half, -half}, {half, half}, {-half, half}}, angle);
             };
             const auto mesh =
@@ -193,8 +193,8 @@ TYPED_TEST(FlatLimits, InteriorPointsCloseToAnOutline)
                                                 : Vec2d(1 - distance * random.Unit(), along));
                 }
                 const auto mesh = TessellateFlatBoundaries(
-                    As<TypeParam>({::Test::Turned(square, angle)}),
-                    As<TypeParam>({::Test::Turned(points, angle)}).front(), TypeParam(tolerance));
+                    As<TypeParam>({Support::Turned(square, angle)}),
+                    As<TypeParam>({Support::Turned(points, angle)}).front(), TypeParam(tolerance));
                 ASSERT_TRUE(IsSound(mesh)) << distance << " " << tolerance << " " << round;
                 const double rounding = sizeof(TypeParam) == 4 ? 1e-6 : 1e-11;
                 ASSERT_NEAR(AreaOf(mesh), 1, 4 * rounding)
@@ -268,7 +268,7 @@ TEST(FlatLimitsCorners, APointBeyondACornerBecomesTheCorner)
         const Vec2d outwards(corner == 1 || corner == 2 ? 1e-6 : -1e-6, corner >= 2 ? 1e-6 : -1e-6);
         const auto mesh = TessellateFlatBoundary(rectangle, {rectangle[corner] + outwards}, 1e-4);
         ASSERT_EQ(mesh.points.size(), 4U) << round;
-        const double area = ::Test::AreaOf(rectangle);
+        const double area = Support::AreaOf(rectangle);
         ASSERT_NEAR(AreaOf(mesh), area, 1e-15 * area) << round;
     }
 }
@@ -283,9 +283,10 @@ TEST(FlatLimitsFloat, TrianglesAreCounterClockwiseInTheCoordinatesReturned)
     for (int round = 0; round < 400; ++round) {
         const double size = std::pow(10.0, round % 5 - 1);
         const Vec2d offset = random.Vector<2, double>(-1000, 1000) * (round % 3 == 0 ? 0.0 : 1.0);
-        Loops loops{::Test::StarPolygon(3 + random.Below(12), random)};
+        Loops loops{Support::StarPolygon(3 + random.Below(12), random)};
         if (round % 2 == 0) {
-            loops.push_back(::Test::StarPolygon(3 + random.Below(12), random)); // crosses the first
+            loops.push_back(
+                Support::StarPolygon(3 + random.Below(12), random)); // crosses the first
         }
         for (Polygon& loop : loops) {
             for (Vec2d& p : loop) {
@@ -322,7 +323,7 @@ TEST(FlatLimitsFloat, CounterClockwiseInATiltedPlaneToo)
         const double angle = random.Between(0, 6.3);
         const auto turned = [&](const Polygon& polygon) {
             std::vector<VecBase<3, float>> points;
-            for (const Vec2d& p : ::Test::Turned(polygon, angle)) {
+            for (const Vec2d& p : Support::Turned(polygon, angle)) {
                 points.push_back(lifted(p));
             }
             return points;
@@ -383,7 +384,7 @@ TYPED_TEST(FlatLimits, AreasOfNestedAndAdjacentOutlinesAtAllSizesAndPlaces)
                     }
                 }
                 for (Polygon& loop : loops) {
-                    loop = ::Test::Turned(loop, angle);
+                    loop = Support::Turned(loop, angle);
                     for (Vec2d& p : loop) {
                         p = unit * p + offset;
                     }
@@ -391,7 +392,7 @@ TYPED_TEST(FlatLimits, AreasOfNestedAndAdjacentOutlinesAtAllSizesAndPlaces)
                 std::vector<VecBase<2, T>> points;
                 for (int i = 0; i < 30; ++i) {
                     const Vec2d p =
-                        ::Test::Turned({random.Vector<2, double>(-0.5, 3.5)}, angle).front();
+                        Support::Turned({random.Vector<2, double>(-0.5, 3.5)}, angle).front();
                     const Vec2d q = unit * p + offset;
                     points.push_back(VecBase<2, T>(q.x(), q.y()));
                 }

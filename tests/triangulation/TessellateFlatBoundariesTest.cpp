@@ -17,8 +17,8 @@ using Sorvane::Mesh::IndexedPointsBase;
 using Sorvane::Mesh::TessellateFlatBoundaries;
 using Sorvane::Mesh::TessellateFlatBoundary;
 using Sorvane::Mesh::TessellateSimpleBoundary;
-using ::Test::Polygon;
-using ::Test::Random;
+using Support::Polygon;
+using Support::Random;
 using Loops = std::vector<Polygon>;
 using PlaneMesh = IndexedPointsBase<2, double>;
 
@@ -58,13 +58,13 @@ Polygon Reversed(Polygon polygon)
 template <class T>
 void ExpectArea(const IndexedPointsBase<2, T>& mesh, double area, double slack = 1e-12)
 {
-    EXPECT_EQ(::Test::CheckTriangles(mesh.points, mesh.indices, slack), "");
-    EXPECT_NEAR(::Test::SumOfAreas(mesh.points, mesh.indices), area,
+    EXPECT_EQ(Support::CheckTriangles(mesh.points, mesh.indices, slack), "");
+    EXPECT_NEAR(Support::SumOfAreas(mesh.points, mesh.indices), area,
                 slack * std::max(1.0, std::fabs(area)));
 }
 
 /// Is every stretch between two points an edge of a triangle? Points on the stretch divide it.
-::testing::AssertionResult HasStretch(const PlaneMesh& mesh, const ::Test::SideCounts& sides,
+::testing::AssertionResult HasStretch(const PlaneMesh& mesh, const Support::SideCounts& sides,
                                       const Vec2d& from, const Vec2d& to)
 {
     std::vector<std::pair<double, int>> on;
@@ -91,7 +91,7 @@ void ExpectArea(const IndexedPointsBase<2, T>& mesh, double area, double slack =
 
 void ExpectBoundaries(const PlaneMesh& mesh, const Loops& loops)
 {
-    const ::Test::SideCounts sides = ::Test::CountSides(mesh.indices);
+    const Support::SideCounts sides = Support::CountSides(mesh.indices);
     for (const Polygon& loop : loops) {
         for (std::size_t i = 0; i < loop.size(); ++i) {
             EXPECT_TRUE(HasStretch(mesh, sides, loop[i], loop[(i + 1) % loop.size()]));
@@ -151,7 +151,7 @@ TYPED_TEST(Flat, AnyToleranceEnds)
          {Limits::quiet_NaN(), Limits::infinity(), TypeParam(-1), Limits::max()}) {
         const auto mesh =
             TessellateFlatBoundary(As<TypeParam>(Square(1)), {{TypeParam(0.5), 0}}, tolerance);
-        EXPECT_EQ(::Test::CheckTriangles(mesh.points, mesh.indices, 0), "");
+        EXPECT_EQ(Support::CheckTriangles(mesh.points, mesh.indices, 0), "");
     }
 }
 
@@ -345,29 +345,29 @@ TYPED_TEST(Flat, RandomOutlinesAgreeWithTheShoelaceArea)
         Polygon outline;
         switch (round % 5) {
         case 0:
-            outline = ::Test::StarPolygon(5 + random.Below(40), random);
+            outline = Support::StarPolygon(5 + random.Below(40), random);
             break;
         case 1:
-            outline = ::Test::CombPolygon(2 + random.Below(10), random);
+            outline = Support::CombPolygon(2 + random.Below(10), random);
             break;
         case 2:
-            outline = ::Test::SpiralPolygon(40 + 2 * random.Below(40));
+            outline = Support::SpiralPolygon(40 + 2 * random.Below(40));
             break;
         case 3:
-            outline = ::Test::SkylinePolygon(2 + random.Below(8), random);
+            outline = Support::SkylinePolygon(2 + random.Below(8), random);
             break;
         default:
-            outline = ::Test::MazePolygon(2 + random.Below(4), random);
+            outline = Support::MazePolygon(2 + random.Below(4), random);
             break;
         }
         if (round % 2 == 0 && round % 5 != 0 && sizeof(T) == 8) {
-            outline = ::Test::Turned(outline, random.Between(0, 6.3));
+            outline = Support::Turned(outline, random.Between(0, 6.3));
         }
         const auto given = As<T>(outline);
         const auto mesh = TessellateFlatBoundary(given);
         ASSERT_EQ(mesh.points.size(), outline.size());
         ASSERT_EQ(mesh.indices.size(), 3 * (outline.size() - 2)) << "round " << round;
-        ExpectArea(mesh, ::Test::AreaOf(given), 1e-11);
+        ExpectArea(mesh, Support::AreaOf(given), 1e-11);
         if constexpr (sizeof(T) == 8) {
             ExpectBoundaries(mesh, {outline});
         }
@@ -381,18 +381,18 @@ TEST(FlatRandom, OutlinesWithHolesAndInteriorPoints)
 {
     Random random(33);
     for (int round = 0; round < 25; ++round) {
-        Loops loops{::Test::StarPolygon(30, random)};
+        Loops loops{Support::StarPolygon(30, random)};
         for (Vec2d& p : loops.front()) {
             p *= 50 / Length(p); // on a circle of radius 50, which holds the lattice of holes
         }
-        double area = ::Test::AreaOf(loops.front());
+        double area = Support::AreaOf(loops.front());
         for (int i = -2; i <= 2; ++i) {
             for (int k = -2; k <= 2; ++k) {
-                Polygon hole = ::Test::StarPolygon(3 + random.Below(12), random);
+                Polygon hole = Support::StarPolygon(3 + random.Below(12), random);
                 for (Vec2d& p : hole) {
                     p = 4.5 * p + Vec2d(10 * i, 10 * k);
                 }
-                area -= ::Test::AreaOf(hole);
+                area -= Support::AreaOf(hole);
                 loops.push_back(random.Below(2) == 0 ? hole : Reversed(hole));
             }
         }
@@ -423,7 +423,7 @@ TEST(FlatRandom, TanglesOfSegmentsGiveSoundTriangles)
             loops.push_back(loop);
         }
         const PlaneMesh mesh = TessellateFlatBoundaries(loops);
-        EXPECT_EQ(::Test::CheckTriangles(mesh.points, mesh.indices, 1e-12), "") << round;
+        EXPECT_EQ(Support::CheckTriangles(mesh.points, mesh.indices, 1e-12), "") << round;
     }
 }
 

@@ -14,8 +14,8 @@ namespace {
 
 using namespace Velk::Math;
 using Sorvane::Mesh::TessellateSimpleBoundary;
-using ::Test::Polygon;
-using ::Test::Random;
+using Support::Polygon;
+using Support::Random;
 
 using Indices = std::vector<int>;
 
@@ -69,14 +69,14 @@ TYPED_TEST(SimpleBoundary, ATriangleWithoutAreaGivesNothing)
 TYPED_TEST(SimpleBoundary, AClockwiseSquareGivesCounterClockwiseTriangles)
 {
     const PlaneOutline<TypeParam> square{{0, 0}, {0, 1}, {1, 1}, {1, 0}};
-    EXPECT_EQ(::Test::CheckPolygonTriangles(square, TessellateSimpleBoundary(square)), "");
+    EXPECT_EQ(Support::CheckPolygonTriangles(square, TessellateSimpleBoundary(square)), "");
 }
 
 TYPED_TEST(SimpleBoundary, ARepeatedLastPointChangesNothing)
 {
     PlaneOutline<TypeParam> outline{{0, 0}, {4, 0}, {4, 3}, {2, 1}, {0, 3}};
     const Indices open = TessellateSimpleBoundary(outline);
-    EXPECT_EQ(::Test::CheckPolygonTriangles(outline, open), "");
+    EXPECT_EQ(Support::CheckPolygonTriangles(outline, open), "");
     outline.push_back(outline.front());
     EXPECT_EQ(TessellateSimpleBoundary(outline), open);
     const PlaneOutline<TypeParam> triangle{{0, 0}, {1, 0}, {0, 1}, {0, 0}};
@@ -89,8 +89,8 @@ TYPED_TEST(SimpleBoundary, ARepeatedPointWithinGetsNoTriangle)
                                           {2, 1}, {2, 1}, {0, 3}, {0, 3}};
     const Indices indices = TessellateSimpleBoundary(outline);
     EXPECT_EQ(indices.size(), 9U);
-    EXPECT_EQ(::Test::CheckTriangles(outline, indices, 0), "");
-    EXPECT_DOUBLE_EQ(::Test::SumOfAreas(outline, indices), 8);
+    EXPECT_EQ(Support::CheckTriangles(outline, indices, 0), "");
+    EXPECT_DOUBLE_EQ(Support::SumOfAreas(outline, indices), 8);
 }
 
 TYPED_TEST(SimpleBoundary, ABowTieGivesNothing)
@@ -123,8 +123,8 @@ TYPED_TEST(SimpleBoundary, CornersInOnePlace)
                           {3, 3}, {3, 6},  {6, 6},   {6, 3},  {3, 3}};
     const Indices indices = TessellateSimpleBoundary(bridged);
     EXPECT_EQ(indices.size(), 8U * 3);
-    EXPECT_EQ(::Test::CheckTriangles(bridged, indices, 0), "");
-    EXPECT_DOUBLE_EQ(::Test::SumOfAreas(bridged, indices), 91);
+    EXPECT_EQ(Support::CheckTriangles(bridged, indices, 0), "");
+    EXPECT_DOUBLE_EQ(Support::SumOfAreas(bridged, indices), 91);
 }
 
 TYPED_TEST(SimpleBoundary, NonFiniteCoordinatesGiveNothing)
@@ -151,7 +151,7 @@ TEST(SimpleBoundaryExtremes, HugeAndTinyOutlines)
         for (Vec2d& p : scaled) {
             p *= scale;
         }
-        EXPECT_EQ(::Test::CheckPolygonTriangles(scaled, TessellateSimpleBoundary(scaled)), "");
+        EXPECT_EQ(Support::CheckPolygonTriangles(scaled, TessellateSimpleBoundary(scaled)), "");
     }
     Polygon beyond = shape;
     for (Vec2d& p : beyond) {
@@ -167,7 +167,7 @@ TYPED_TEST(SimpleBoundary, APointWithinAnUprightWall)
     const PlaneOutline<TypeParam> outline{{0, 0}, {1, -3}, {2, -4}, {2, -2}, {2, 0},
                                           {5, 0}, {4, 1},  {6, 2},  {5, 3},  {2, 3},
                                           {1, 5}, {3, 6},  {0, 7},  {-1, 3}};
-    EXPECT_EQ(::Test::CheckPolygonTriangles(outline, TessellateSimpleBoundary(outline)), "");
+    EXPECT_EQ(Support::CheckPolygonTriangles(outline, TessellateSimpleBoundary(outline)), "");
 }
 
 template <class T>
@@ -179,7 +179,7 @@ void ExpectSound(const Polygon& polygon, Random& random)
     if (random.Below(2) == 0) {
         std::reverse(outline.begin(), outline.end());
     }
-    EXPECT_EQ(::Test::CheckPolygonTriangles(outline, TessellateSimpleBoundary(outline)), "")
+    EXPECT_EQ(Support::CheckPolygonTriangles(outline, TessellateSimpleBoundary(outline)), "")
         << outline.size() << " points, first " << outline.front();
 }
 
@@ -193,12 +193,13 @@ struct Kind {
 class RandomPolygons : public testing::TestWithParam<int> {};
 
 const std::array<Kind, 6> kKinds{{
-    {"star", [](int n, Random& r) { return ::Test::StarPolygon(n + 4, r); }, 60, false},
-    {"comb", [](int n, Random& r) { return ::Test::CombPolygon(n + 1, r); }, 40, false},
-    {"spiral", [](int n, Random&) { return ::Test::SpiralPolygon(2 * n + 40); }, 60, false},
-    {"monotone", [](int n, Random& r) { return ::Test::MonotonePolygon(2 * n + 4, r); }, 30, false},
-    {"skyline", [](int n, Random& r) { return ::Test::SkylinePolygon(n + 1, r); }, 12, true},
-    {"maze", [](int n, Random& r) { return ::Test::MazePolygon(n + 1, r); }, 7, true},
+    {"star", [](int n, Random& r) { return Support::StarPolygon(n + 4, r); }, 60, false},
+    {"comb", [](int n, Random& r) { return Support::CombPolygon(n + 1, r); }, 40, false},
+    {"spiral", [](int n, Random&) { return Support::SpiralPolygon(2 * n + 40); }, 60, false},
+    {"monotone", [](int n, Random& r) { return Support::MonotonePolygon(2 * n + 4, r); }, 30,
+     false},
+    {"skyline", [](int n, Random& r) { return Support::SkylinePolygon(n + 1, r); }, 12, true},
+    {"maze", [](int n, Random& r) { return Support::MazePolygon(n + 1, r); }, 7, true},
 }};
 
 TEST_P(RandomPolygons, AreCoveredOnce)
@@ -209,7 +210,7 @@ TEST_P(RandomPolygons, AreCoveredOnce)
         const Polygon polygon = kind.make(random.Below(kind.sizes), random);
         ExpectSound<double>(polygon, random);
         const double angle = round % 3 == 0 ? 1.5707963267948966 : random.Between(0, 6.3);
-        ExpectSound<double>(::Test::Turned(polygon, angle), random);
+        ExpectSound<double>(Support::Turned(polygon, angle), random);
         if (!kind.onLattice || round % 3 == 0) {
             ExpectSound<float>(polygon, random);
         }
@@ -230,9 +231,9 @@ void ExpectSoundLeaning(double scale, double angle)
 {
     Random random(99);
     for (int round = 0; round < 60; ++round) {
-        const Polygon plain = round % 2 == 0 ? ::Test::SkylinePolygon(3 + random.Below(9), random)
-                                             : ::Test::MazePolygon(1 + random.Below(7), random);
-        Polygon polygon = ::Test::Turned(plain, angle);
+        const Polygon plain = round % 2 == 0 ? Support::SkylinePolygon(3 + random.Below(9), random)
+                                             : Support::MazePolygon(1 + random.Below(7), random);
+        Polygon polygon = Support::Turned(plain, angle);
         for (Vec2d& p : polygon) {
             p *= scale;
         }
@@ -283,12 +284,12 @@ TEST(SimpleBoundaryLeaning, LargeOutlinesOfAnyDirection)
 TEST(SimpleBoundaryLarge, ManyCornersOfEveryKind)
 {
     Random random(5);
-    ExpectSound<double>(::Test::CombPolygon(10000, random), random);
-    ExpectSound<double>(::Test::Turned(::Test::CombPolygon(10000, random), 1.5707963267948966),
+    ExpectSound<double>(Support::CombPolygon(10000, random), random);
+    ExpectSound<double>(Support::Turned(Support::CombPolygon(10000, random), 1.5707963267948966),
                         random);
-    ExpectSound<double>(::Test::SpiralPolygon(4000), random);
-    ExpectSound<double>(::Test::MazePolygon(40, random), random);
-    ExpectSound<double>(::Test::Turned(::Test::MazePolygon(40, random), 0.3), random);
+    ExpectSound<double>(Support::SpiralPolygon(4000), random);
+    ExpectSound<double>(Support::MazePolygon(40, random), random);
+    ExpectSound<double>(Support::Turned(Support::MazePolygon(40, random), 0.3), random);
 }
 
 // In space: the same triangles as in the plane, seen from the side of the outline's normal.
@@ -296,7 +297,7 @@ TYPED_TEST(SimpleBoundary, InSpaceByTheOutlinesPlane)
 {
     using T = TypeParam;
     Random random(3);
-    const Polygon polygon = ::Test::StarPolygon(30, random);
+    const Polygon polygon = Support::StarPolygon(30, random);
     std::vector<VecBase<3, T>> outline;
     for (const Vec2d& p : polygon) {
         outline.push_back(VecBase<3, T>(5 + p.x(), 2 * p.x() - p.y(), p.y() + 7));
@@ -316,7 +317,7 @@ TYPED_TEST(SimpleBoundary, InSpaceByTheOutlinesPlane)
         EXPECT_GE(along, -1e-6);
         area += 0.5 * along;
     }
-    EXPECT_NEAR(area, std::sqrt(6.0) * ::Test::AreaOf(polygon), sizeof(T) == 4 ? 1e-4 : 1e-12);
+    EXPECT_NEAR(area, std::sqrt(6.0) * Support::AreaOf(polygon), sizeof(T) == 4 ? 1e-4 : 1e-12);
 }
 
 // The plane looks to where the outline runs counter-clockwise, so a triangle keeps its order

@@ -19,7 +19,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
-using ::Test::Polygon;
+using Support::Polygon;
 using Loops = std::vector<Polygon>;
 
 // --- polygons with holes ------------------------------------------------------------------------
@@ -105,7 +105,7 @@ double Extent(const Loops& rings)
 
 TEST(RealOutlines, PolygonsWithHolesAreCovered)
 {
-    const std::filesystem::path file = ::Test::SharedData("triangulation/earcut_fixtures.json");
+    const std::filesystem::path file = Support::SharedData("triangulation/earcut_fixtures.json");
     SORVANE_NEED_DATA(file);
     const std::vector<Fixture> fixtures = ReadFixtures(file);
     ASSERT_EQ(fixtures.size(), 30U);
@@ -113,16 +113,16 @@ TEST(RealOutlines, PolygonsWithHolesAreCovered)
     for (const Fixture& fixture : fixtures) {
         const auto mesh = Mesh::TessellateFlatBoundaries(fixture.rings);
         const double extent = Extent(fixture.rings);
-        EXPECT_EQ(::Test::CheckTriangles(mesh.points, mesh.indices, 1e-12 * extent * extent), "")
+        EXPECT_EQ(Support::CheckTriangles(mesh.points, mesh.indices, 1e-12 * extent * extent), "")
             << fixture.name;
-        const double area = ::Test::SumOfAreas(mesh.points, mesh.indices);
+        const double area = Support::SumOfAreas(mesh.points, mesh.indices);
         if (fixture.isValid) {
             EXPECT_NEAR(area, fixture.area, 1e-9 * fixture.area) << fixture.name;
             ++valid;
         }
         if (fixture.isValid && fixture.rings.size() == 1) {
             const std::vector<int> indices = Mesh::TessellateSimpleBoundary(fixture.rings.front());
-            EXPECT_NEAR(::Test::SumOfAreas(fixture.rings.front(), indices), fixture.area,
+            EXPECT_NEAR(Support::SumOfAreas(fixture.rings.front(), indices), fixture.area,
                         1e-9 * fixture.area)
                 << fixture.name;
         }
@@ -157,7 +157,7 @@ ConstraintSet ReadConstraints(const std::filesystem::path& file)
 
 int ExpectedCount(const std::string& name)
 {
-    std::ifstream stream(::Test::SharedData("cdt/expected/" + name + ".txt"));
+    std::ifstream stream(Support::SharedData("cdt/expected/" + name + ".txt"));
     int count = -1;
     stream >> count;
     return count;
@@ -185,7 +185,7 @@ class RealConstraints : public testing::TestWithParam<ConstraintCase> {};
 TEST_P(RealConstraints, TheInsideHasAsManyTriangles)
 {
     const std::filesystem::path file =
-        ::Test::SharedData(std::string("cdt/inputs/") + GetParam().input + ".txt");
+        Support::SharedData(std::string("cdt/inputs/") + GetParam().input + ".txt");
     SORVANE_NEED_DATA(file);
     // One set has a boundary twice, which that library counts as two. Here it is one: the ring
     // outside of it, 8 triangles, and the square within its hole, 2.
@@ -194,7 +194,7 @@ TEST_P(RealConstraints, TheInsideHasAsManyTriangles)
     ASSERT_GE(expected, 0);
     const ConstraintSet set = ReadConstraints(file);
     const auto mesh = Mesh::TessellateFlatBoundaries(EdgeLoops(set), set.points, 0.0);
-    EXPECT_EQ(::Test::CheckTriangles(mesh.points, mesh.indices, 1e-12), "");
+    EXPECT_EQ(Support::CheckTriangles(mesh.points, mesh.indices, 1e-12), "");
     EXPECT_EQ(static_cast<int>(mesh.indices.size() / 3), expected);
 }
 
@@ -204,7 +204,7 @@ TEST_P(RealConstraints, TheWholeHullWithAllEdges)
 {
     using namespace HalfEdge;
     const std::filesystem::path file =
-        ::Test::SharedData(std::string("cdt/inputs/") + GetParam().input + ".txt");
+        Support::SharedData(std::string("cdt/inputs/") + GetParam().input + ".txt");
     SORVANE_NEED_DATA(file);
     const ConstraintSet set = ReadConstraints(file);
     const Polygon vertices = Mesh::TessellateFlatBoundaries(EdgeLoops(set), set.points, 0.0).points;
@@ -234,9 +234,9 @@ TEST_P(RealConstraints, TheWholeHullWithAllEdges)
     std::vector<int> indices;
     mesher.ExtractMesh(points, indices);
     EXPECT_EQ(points, vertices);
-    EXPECT_EQ(::Test::CheckTriangles(points, indices, 0), "");
+    EXPECT_EQ(Support::CheckTriangles(points, indices, 0), "");
     int hullSides = 0;
-    const ::Test::SideCounts sides = ::Test::CountSides(indices);
+    const Support::SideCounts sides = Support::CountSides(indices);
     for (const auto& [side, uses] : sides) {
         hullSides += sides.count({side.second, side.first}) == 0 ? 1 : 0;
     }
@@ -270,7 +270,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(RealConstraintsCrossing, TwoCrossingEdgesMeetInANewVertex)
 {
-    const std::filesystem::path file = ::Test::SharedData("cdt/inputs/crossing-edges.txt");
+    const std::filesystem::path file = Support::SharedData("cdt/inputs/crossing-edges.txt");
     SORVANE_NEED_DATA(file);
     const ConstraintSet set = ReadConstraints(file);
     const auto mesh = Mesh::TessellateFlatBoundaries(EdgeLoops(set), set.points, 0.0);

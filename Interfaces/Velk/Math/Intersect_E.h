@@ -58,8 +58,9 @@ SORVANE_API bool LineLine(const VecBase<2, double>& a0, const VecBase<2, double>
 /// end that is itself that near the other element, the end is the hit (the bits of s0, s1 or
 /// `start`). With `boundedSegment` false the segment stands for its whole line. An arc whose radius
 /// or length, or a bounded segment whose length, is at most `tolerance` is a point: its start, or
-/// s0. An arc longer than a turn gives places of the first turn. Unused outputs are zero; with NaN
-/// or infinity all are.
+/// s0. An arc longer than a turn gives places of the first turn. A crossing that is no finite point,
+/// as of sizes that differ by more than some 1e150, is no hit. Unused outputs are zero; with NaN or
+/// infinity all are.
 template <class T>
 int ArcSegment(const VecBase<2, T>& center, const VecBase<2, T>& start, T length,
                const VecBase<2, T>& s0, const VecBase<2, T>& s1, VecBase<2, T>& hit0,
@@ -156,8 +157,10 @@ SORVANE_API bool SegmentTriangleHitPoint(const VecBase<3, double>& a, const VecB
                                          const VecBase<3, double>& s1, VecBase<3, double>* hit,
                                          double tolerance);
 
-/// Does the closed ball meet the filled triangle? Touching counts; a ball of negative radius is
-/// empty.
+/// Does the closed ball meet the filled triangle: is their distance at most `radius`? Touching
+/// counts. The comparison is taken as it stands, and no distance is at most a negative radius: such
+/// a ball is empty here, whereas the search trees, which compare squares, take a radius by its
+/// magnitude.
 SORVANE_API bool SphereTriangle(const VecBase<3, double>& center, double radius,
                                 const VecBase<3, double>& a, const VecBase<3, double>& b,
                                 const VecBase<3, double>& c);
@@ -167,8 +170,12 @@ SORVANE_API bool SphereTriangle(const VecBase<3, double>& center, double radius,
 ///
 /// The corners of triangles in a tilted plane are off it by their own rounding. Triangles that lie in
 /// one plane as far as that rounding can tell are taken to lie in it, and whether they overlap there
-/// is decided exactly: a tolerance below the rounding, 0 included, finds every overlap. The result
-/// does not depend on the order of the triangles or of their corners.
+/// is decided exactly: a tolerance below the rounding, 0 included, finds every overlap of triangles
+/// with area whose coordinates were each rounded once. Corners that gathered several roundings may
+/// lie farther off the plane; a triangle no wider than about a thousand times its rounding has no
+/// plane of its own; and one without any area is a segment or a point. Such pairs are decided
+/// exactly, as their coordinates stand. The result does not depend on the order of the triangles or
+/// of their corners, nor on their common size.
 SORVANE_API bool TriangleTriangle(const VecBase<3, double>& a0, const VecBase<3, double>& a1,
                                   const VecBase<3, double>& a2, const VecBase<3, double>& b0,
                                   const VecBase<3, double>& b1, const VecBase<3, double>& b2,
@@ -248,9 +255,9 @@ T DistanceToAABB(const VecBase<N, T>& min, const VecBase<N, T>& max, const VecBa
 /// that.
 ///
 /// Elements with coordinates that are not finite or beyond 1e150, and an infinite tolerance, cut
-/// nothing. Expected O((n + k) log n) for k cuts, whatever the mixture of lengths; only elements
-/// crowded into one place (a fan about a common end) are compared all with all. Runs in parallel,
-/// with the same result for any number of threads.
+/// nothing. Expected O((n + k) log n) for k cuts, whatever the mixture of lengths; a further log n
+/// for elements nested in each other, long ones that converge and fans about a common end. Runs in
+/// parallel, with the same result for any number of threads.
 template <class T> bool CutAtIntersections(std::vector<Geometry::SegBase<T>>& segments, T tolerance);
 
 /// The same for segments and arcs together: segment against segment, segment against arc, arc
