@@ -571,22 +571,23 @@ TEST(IterativeRemesher, AFeatureNodeTakesAQuarterWhereTheMiddleTurnsATriangle)
 
 TEST(IterativeRemesher, TheGapOfABoundaryIsNoTriangle)
 {
-    // A node of a straight boundary in a direction in which its line is straight up to rounding
-    // only: the gap between its two neighbors has an area of rounding, and a normal of chance.
+    // The same without the lower triangle, so that the line is a boundary, in directions in which
+    // it is straight up to rounding only: the gap between the two neighbors has an area of rounding
+    // then, and a normal of chance.
     int moved = 0;
     for (int trial = 0; trial < 200; ++trial) {
         Support::Random random(static_cast<std::uint64_t>(trial) + 1);
-        Isotropic mesh;
-        Support::IndexedMesh fan = Support::Fan(3, false);
         const Vec3d along = Normalized(random.Vector<3, double>(-1, 1), 0.0);
         const Vec3d up = Normalized(along ^ random.Vector<3, double>(-1, 1), 0.0);
-        for (Vec3d& p : fan.points) {
-            p = along * p[0] + up * p[1];
+        std::vector<Vec3d> points;
+        for (const Vec2d& p : {Vec2d{0.1, 0}, {1, 0}, {0, 0}, {0.3, 1}, {0.4, 0.02}}) {
+            points.push_back(along * p[0] + up * p[1]);
         }
-        fan.points[0] = fan.points[1] * 0.2;
-        mesh.LoadIndexedPoints(fan);
+        Isotropic mesh;
+        mesh.LoadIndexedPoints(points, std::vector<int>{0, 4, 3, 0, 1, 4, 0, 3, 2},
+                               [](int, int) {});
         mesh.LockBoundary();
-        moved += mesh.RelaxFeatureNode(0) ? 1 : 0;
+        moved += mesh.RelaxFeatureNode(0) && Matches(mesh.At(0), along * 0.25, 1e-12) ? 1 : 0;
     }
     EXPECT_EQ(moved, 200);
 }
