@@ -25,7 +25,7 @@ constexpr double kFirstShare = 1.0 / 64.0;
 SourceSurface::SourceSurface(const std::vector<Vec3d>& points, const std::vector<int>& triples)
     : points_(points), triples_(triples), tree_(points, triples)
 {
-    // Twice the diagonal of the box around all triangles.
+    // More than the diagonal of the box around all triangles.
     reach_ = 2.0 * std::sqrt(3.0) * tree_.RootHalfSize();
 }
 

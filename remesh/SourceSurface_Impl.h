@@ -15,7 +15,7 @@ struct StrayPoint {
     /// Normal of the mesh there, of any length; zero where it has none or where it is of no
     /// account.
     Vec3d normal;
-    /// Is it on the surface already, and to stay where it is?
+    /// Is it on the surface already? Then no other takes its place.
     bool isFixed = false;
 };
 
@@ -55,7 +55,8 @@ private:
     double reach_ = 0.0; // a radius round any point near the surface that holds all of it
 };
 
-/// Takes the nodes of a mesh in space back to the surface; nodes without edges stay where they are.
+/// Takes the nodes of a mesh in space back to the surface. Nodes without edges stay where they are, and so do
+/// those with a neighbor that is not finite: their triangles are no part of the surface.
 ///
 /// A locked node lies on a feature of the surface, where several normals meet, and comes without
 /// one.
@@ -66,6 +67,14 @@ void ProjectNodesOnto(const SourceSurface& surface, Mesh& mesh, double facingRea
     std::vector<StrayPoint> strays;
     for (int n = 0; n < mesh.NodeCount(); ++n) {
         if (mesh.Degree(n) == 0) {
+            continue;
+        }
+        bool isFinite = true;
+        mesh.VisitNodeNodes(n, [&](int neighbor) {
+            isFinite = isFinite && (!mesh.IsValidNode(neighbor) ||
+                                    IsFinitePoint(mesh.NodeRecord(neighbor)->position));
+        });
+        if (!isFinite) {
             continue;
         }
         StrayPoint stray{mesh.NodeRecord(n)->position, {}, mesh.IsNodeLocked(n)};

@@ -492,6 +492,11 @@ bool IterativeRemesher<D, Node, Edge, Face>::CanMove(int a, int b, const Point& 
     if (end == WalkEnd::Runaway || static_cast<int>(nodes_.size()) != this->Degree(a)) {
         return false; // some of its triangles are not in this ring
     }
+    for (const int n : nodes_) {
+        if (n >= 0 && !Impl::IsFinitePoint(NodeAt(n).position)) {
+            return false; // beside a node that is not finite nothing moves
+        }
+    }
     int dying = 0;
     VecBase<2, double> bounds;
     for (std::size_t i = 0; i + 1 < nodes_.size(); ++i) {
@@ -515,7 +520,10 @@ bool IterativeRemesher<D, Node, Edge, Face>::TriangleStable(const Point& pa, con
 {
     const Vec3d before = Impl::AreaVector(pa, p1, p2);
     const Vec3d after = Impl::AreaVector(q, p1, p2);
-    // A vector no longer than the floor, or not finite, has no direction.
+    if (!Impl::IsFinitePoint(before) || !Impl::IsFinitePoint(after)) {
+        return false; // at a corner that is not finite nothing moves
+    }
+    // A vector no longer than the floor, or too long for a number, has no direction.
     const auto hasDirection = [](const Vec3d& v) {
         const double length = Length(v);
         return length > kLengthFloor<double> && length <= std::numeric_limits<double>::max();

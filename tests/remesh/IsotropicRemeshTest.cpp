@@ -654,6 +654,49 @@ TEST(IsotropicRemeshHostile, ACoordinateThatIsNoNumberSpoilsItsNeighborsOnly)
     EXPECT_LT(out.indices.size() / 3, 5000U);
 }
 
+TEST(IsotropicRemeshHostile, NeighborsOfACoordinateThatIsNoNumberStay)
+{
+    for (const double bad : {kNaN, kInfinity}) {
+        for (const double length : {1.5, 2.0, 3.0}) {
+            for (const unsigned iterations : {0U, 1U, 12U}) {
+                SCOPED_TRACE(length);
+                SCOPED_TRACE(iterations);
+                // Oblique, so that no other triangle of the surface has these points.
+                IndexedMesh grid = Support::Grid(8, 8);
+                for (Vec3d& p : grid.points) {
+                    p = {p[0] + 0.23 * p[1], p[1], 0.1 * p[0] * p[1]};
+                }
+                const IndexedMesh before = grid;
+                grid.points[40][1] = bad;
+                const IndexedMesh out = Remeshed(grid, 10, length, iterations, true);
+                for (std::size_t t = 0; t < grid.indices.size(); t += 3) {
+                    const auto* corners = &grid.indices[t];
+                    if (std::find(corners, corners + 3, 40) == corners + 3) {
+                        continue;
+                    }
+                    for (std::size_t k = 0; k < 3; ++k) {
+                        if (corners[k] != 40) {
+                            EXPECT_TRUE(HasPoint(out, before.points[static_cast<std::size_t>(corners[k])], 0))
+                                << corners[k];
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(IsotropicRemeshHostile, CornersOfATriangleThatIsNotFiniteAreNotProjectedElsewhere)
+{
+    IndexedMesh grid = Support::Grid(4, 4);
+    const int first = static_cast<int>(grid.points.size());
+    grid.points.insert(grid.points.end(), {{1.3, 2.2, 3}, {3.4, 2.2, 3}, {2, kNaN, 3}});
+    grid.indices.insert(grid.indices.end(), {first, first + 1, first + 2});
+    const IndexedMesh out = Remeshed(grid, 10, 1, 0, true);
+    EXPECT_TRUE(HasPoint(out, {1.3, 2.2, 3}, 0));
+    EXPECT_TRUE(HasPoint(out, {3.4, 2.2, 3}, 0));
+}
+
 TEST(IsotropicRemeshHostile, WrongSubscriptsAreLeftOut)
 {
     IndexedMesh grid = Support::Grid(3, 3);
