@@ -9,6 +9,8 @@
 
 #include <Sorvane/MeshReport_E.h>
 
+#include "fuzz/FuzzInput.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -23,48 +25,8 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::MeshUtils;
 
-void Require(bool condition)
-{
-    if (!condition) {
-        std::abort();
-    }
-}
-
-class Input {
-public:
-    Input(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}
-
-    std::size_t Left() const { return left_; }
-
-    int Byte()
-    {
-        if (left_ == 0) {
-            return 0;
-        }
-        --left_;
-        return static_cast<std::int8_t>(*data_++);
-    }
-
-    double Coordinate(bool isRaw)
-    {
-        if (isRaw) {
-            double value = 0;
-            const std::size_t count = std::min(left_, sizeof value);
-            std::memcpy(&value, data_, count);
-            data_ += count;
-            left_ -= count;
-            return value;
-        }
-        const int value = Byte();
-        return value == 127    ? std::numeric_limits<double>::quiet_NaN()
-               : value == -128 ? std::numeric_limits<double>::infinity()
-                               : value * 0.25;
-    }
-
-private:
-    const std::uint8_t* data_;
-    std::size_t left_;
-};
+using Fuzz::Input;
+using Fuzz::Require;
 
 bool AreNumbersBelow(const std::vector<int>& numbers, std::size_t end)
 {

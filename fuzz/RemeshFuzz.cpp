@@ -8,6 +8,8 @@
 
 #include <Sorvane/Remesh_E.h>
 
+#include "fuzz/FuzzInput.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -22,40 +24,8 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 
-void Require(bool condition)
-{
-    if (!condition) {
-        std::abort();
-    }
-}
-
-class Input {
-public:
-    Input(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}
-
-    std::size_t Left() const { return left_; }
-
-    int Byte()
-    {
-        if (left_ == 0) {
-            return 0;
-        }
-        --left_;
-        return static_cast<std::int8_t>(*data_++);
-    }
-
-    double Coordinate()
-    {
-        const int value = Byte();
-        return value == 127    ? std::numeric_limits<double>::quiet_NaN()
-               : value == -128 ? std::numeric_limits<double>::infinity()
-                               : value * 0.25;
-    }
-
-private:
-    const std::uint8_t* data_;
-    std::size_t left_;
-};
+using Fuzz::Input;
+using Fuzz::Require;
 
 void RequireSubscripts(const Mesh::IndexedPointsBase<3, double>& mesh)
 {
@@ -78,9 +48,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Mesh::IndexedPointsBase<3, double> mesh;
     const int count = input.Byte() & 63;
     for (int i = 0; i < count; ++i) {
-        const double x = input.Coordinate();
-        const double y = input.Coordinate();
-        mesh.points.push_back({x, y, input.Coordinate()});
+        const double x = input.Coordinate(false);
+        const double y = input.Coordinate(false);
+        mesh.points.push_back({x, y, input.Coordinate(false)});
     }
     std::vector<unsigned char> tags;
     while (input.Left() > 0) {
