@@ -24,6 +24,13 @@ enum class FeatureKind {
     TagBoundary ///< the faces have different tags
 };
 
+/// How far the normals of the triangles a b c and b a d turn at their edge a b, in radians.
+inline double EdgeTurn(const Vec3d& a, const Vec3d& b, const Vec3d& c, const Vec3d& d)
+{
+    const Vec3d ab = b - a;
+    return Vector::AngleBetween(ab ^ (c - a), (d - a) ^ ab, kLengthFloor<double>);
+}
+
 /// The reason for which an edge that is alive is a feature. `angle` is in radians and is not looked
 /// at in the plane; with NaN nothing is a crease. Faces without tags are never told apart.
 template <int D, class Mesh>
@@ -36,11 +43,7 @@ FeatureKind FeatureKindOf(const Mesh& mesh, int halfEdge, double angle)
     }
     if constexpr (D == 3) {
         const auto at = [&](int node) { return mesh.NodeRecord(node)->position; };
-        const Vec3d pa = at(a);
-        const Vec3d ab = at(b) - pa;
-        const double turn =
-            Vector::AngleBetween(ab ^ (at(c) - pa), (at(d) - pa) ^ ab, kLengthFloor<double>);
-        if (turn >= angle) {
+        if (EdgeTurn(at(a), at(b), at(c), at(d)) >= angle) {
             return FeatureKind::Crease;
         }
     }

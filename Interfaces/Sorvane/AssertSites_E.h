@@ -70,6 +70,12 @@ inline constexpr AssertSite kStarIsNotClosed{
     "Remesher_Impl", 293,
     "Velk::Math::Sorvane::Mesh::IsotropicRemesh::Remesher::RemoveTriangleStars"};
 
+/// `SubdivisionMesh::UpdateNodePositions` was given another number of positions than there are nodes;
+/// nothing moves.
+inline constexpr AssertSite kUpdateNodePositions{
+    "MeshSubdivision_Impl", 788,
+    "Velk::Math::Sorvane::HalfEdge::Impl::SubdivisionMesh::UpdateNodePositions"};
+
 /// Tells the handler of the moment.
 inline void Report(const AssertSite& site)
 {

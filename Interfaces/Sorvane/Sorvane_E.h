@@ -26,6 +26,8 @@
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/Remesh_E.h>
 #include <Sorvane/SegmentTree_E.h>
+#include <Sorvane/SubdivisionMesh_E.h>
+#include <Sorvane/Subdivision_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/TreeAddress_E.h>
 #include <Sorvane/TriangleTree_E.h>
