@@ -40,15 +40,15 @@ public:
     /// edges with another.
     bool Load(const Mesh::IndexedPointsBase<3, double>& mesh);
     void DetectFeatures(double angle);
-    /// Does every node have one fan only?
-    bool HasNoPinch() const;
-    /// A step. After the last one only points and corners are good.
-    void Refine(bool isLast);
+    /// Does every node on a feature line have one fan only? Of the others `Refine` finds out.
+    bool HasNoLockedPinch() const;
+    /// A step. After the last one only points and corners are good. False when a node has a second
+    /// fan, and then nothing is good.
+    bool Refine(bool isLast);
 
     int PairCount() const { return static_cast<int>(slots_.size() / 2); }
     int FaceCount() const { return static_cast<int>(corners_.size() / 3); }
     int NodeCount() const { return static_cast<int>(points_.size()); }
-    bool IsUsed(int node) const { return outgoing_[At(node)] >= 0; }
 
     std::vector<Vec3d> points_;
     std::vector<int> corners_; // three a face, from the face's half-edge on
@@ -102,14 +102,24 @@ private:
     }
     Parts PartsOf(int face) const;
     void CountSides();
-    std::vector<Vec3d> FinerPoints() const;
+    template <class MateOf>
+    void SetSpokes(const std::vector<int>& corners, const MateOf& mateOf);
+    bool SetFinerPoints(std::vector<Vec3d>& finer) const;
     std::vector<int> FinerCorners() const;
-    void RefineLinks(std::size_t pointCount);
+    void RefineLinks(const std::vector<int>& corners, std::size_t pointCount);
+
+    /// A side as one of those round its origin: where it leads, and the place of the next one
+    /// counter-clockwise, -1 after the last. A walk round a node meets nothing else.
+    struct RingSpoke {
+        int neighbor;
+        int next;
+    };
 
     std::vector<int> sides_;    // the half-edge from each corner to the next
+    std::vector<RingSpoke> spokes_; // of each of these sides
     std::vector<int> slots_;    // of each half-edge: its place in corners_, -1 along a boundary
     std::vector<int> outgoing_; // of each node: the half-edge with which its ring begins, or -1
-    std::vector<int> degrees_;  // of each node of the mesh as it was loaded: its edges
+    std::vector<int> degrees_;  // of each node of the mesh as it was loaded: its edges; later empty
     std::vector<unsigned char> isLockedNode_;
     std::vector<unsigned char> isLockedPair_;
     std::vector<int> sidesBefore_; // of each edge: the sides of triangles at edges of lower number
@@ -174,7 +184,22 @@ bool LoopMesh::Load(const Mesh::IndexedPointsBase<3, double>& mesh)
     }
     points_ = mesh.points;
     corners_ = indices;
+    SetSpokes(corners_, [&](std::size_t place) { return mates[place]; });
     return true;
+}
+
+// `mateOf` tells the place of the other side of an edge.
+template <class MateOf>
+void LoopMesh::SetSpokes(const std::vector<int>& corners, const MateOf& mateOf)
+{
+    spokes_.resize(corners.size());
+    ApplyParallelChunks(std::size_t{0}, corners.size() / 3, [&](std::size_t from, std::size_t to) {
+        for (std::size_t i = 3 * from; i < 3 * to; i += 3) {
+            spokes_[i] = {corners[i + 1], mateOf(i + 2)};
+            spokes_[i + 1] = {corners[i + 2], mateOf(i)};
+            spokes_[i + 2] = {corners[i], mateOf(i + 1)};
+        }
+    });
 }
 
 void LoopMesh::DetectFeatures(double angle)
@@ -217,22 +242,20 @@ int LoopMesh::FanSize(int node) const
     return size;
 }
 
-bool LoopMesh::HasNoPinch() const
+bool LoopMesh::HasNoLockedPinch() const
 {
-    std::atomic<bool> hasPinch = false;
-    ApplyParallelChunks(0, NodeCount(), [&](int from, int to) {
-        for (int n = from; n < to; ++n) {
-            if (IsUsed(n) && FanSize(n) != degrees_[At(n)]) {
-                hasPinch = true;
-            }
+    for (int n = 0; n < NodeCount(); ++n) {
+        if (isLockedNode_[At(n)] != 0 && FanSize(n) != degrees_[At(n)]) {
+            return false;
         }
-    });
-    return !hasPinch;
+    }
+    return true;
 }
 
-std::vector<Vec3d> LoopMesh::FinerPoints() const
+// The points after a step. False when a ring does not show all edges of its node.
+bool LoopMesh::SetFinerPoints(std::vector<Vec3d>& finer) const
 {
-    std::vector<Vec3d> finer(points_.size() + At(PairCount()));
+    finer.resize(points_.size() + At(PairCount()));
     // Where feature lines run through a node: two neighbors on them at most matter.
     std::vector<Vec3d> lineSums(points_.size());
     std::vector<int> lineCounts(points_.size(), 0);
@@ -246,23 +269,29 @@ std::vector<Vec3d> LoopMesh::FinerPoints() const
             ++lineCounts[b];
         }
     }
-    ApplyParallelChunks(0, NodeCount(), [&](int from, int to) {
-        for (int n = from; n < to; ++n) {
-            const Vec3d& p = points_[At(n)];
-            if (!IsUsed(n) || (isLockedNode_[At(n)] != 0 && lineCounts[At(n)] != 2)) {
-                finer[At(n)] = p;
-            } else if (isLockedNode_[At(n)] != 0) {
-                finer[At(n)] = CurveNode(p, lineSums[At(n)]);
+    std::atomic<bool> hasPinch = false;
+    ApplyParallelChunks(std::size_t{0}, points_.size(), [&](std::size_t from, std::size_t to) {
+        for (std::size_t n = from; n < to; ++n) {
+            const Vec3d& p = points_[n];
+            if (outgoing_[n] < 0 || (isLockedNode_[n] != 0 && lineCounts[n] != 2)) {
+                finer[n] = p;
+            } else if (isLockedNode_[n] != 0) {
+                finer[n] = CurveNode(p, lineSums[n]);
             } else {
                 Vec3d ring;
                 int count = 0;
-                int halfEdge = outgoing_[At(n)];
+                const int first = slots_[At(outgoing_[n])];
+                int place = first;
                 do {
-                    ring += points_[At(corners_[At(After(slots_[At(halfEdge)]))])];
+                    const RingSpoke& spoke = spokes_[At(place)];
+                    ring += points_[At(spoke.neighbor)];
                     ++count;
-                    halfEdge = Around(halfEdge);
-                } while (halfEdge != outgoing_[At(n)]);
-                finer[At(n)] = LoopNode(p, ring, count);
+                    place = spoke.next;
+                } while (place != first);
+                finer[n] = LoopNode(p, ring, count);
+                if (!degrees_.empty() && count != degrees_[n]) {
+                    hasPinch = true;
+                }
             }
         }
     });
@@ -277,7 +306,7 @@ std::vector<Vec3d> LoopMesh::FinerPoints() const
                     : LoopEdgePoint(at(left), at(right), at(Before(left)), at(Before(right)));
         }
     });
-    return finer;
+    return !hasPinch;
 }
 
 void LoopMesh::CountSides()
@@ -337,20 +366,25 @@ std::vector<int> LoopMesh::FinerCorners() const
     return finer;
 }
 
-void LoopMesh::Refine(bool isLast)
+bool LoopMesh::Refine(bool isLast)
 {
     CountSides();
-    std::vector<Vec3d> points = FinerPoints();
+    std::vector<Vec3d> points;
+    if (!SetFinerPoints(points)) {
+        return false;
+    }
+    degrees_.clear(); // no node has got another fan
     std::vector<int> corners = FinerCorners();
     if (!isLast) {
-        RefineLinks(points.size());
+        RefineLinks(corners, points.size());
     }
     points_.swap(points);
     corners_.swap(corners);
+    return true;
 }
 
-// All but points and corners, which are still those before the step.
-void LoopMesh::RefineLinks(std::size_t pointCount)
+// All but points and corners, which are still those before the step; `corners` are those after it.
+void LoopMesh::RefineLinks(const std::vector<int>& corners, std::size_t pointCount)
 {
     std::vector<int> sides(4 * corners_.size());
     std::vector<int> slots(4 * At(PairCount()) + 2 * corners_.size(), -1);
@@ -407,6 +441,7 @@ void LoopMesh::RefineLinks(std::size_t pointCount)
 
     sides_.swap(sides);
     slots_.swap(slots);
+    SetSpokes(corners, [&](std::size_t place) { return slots_[At(sides_[place] ^ 1)]; });
     outgoing_.swap(outgoing);
     isLockedNode_.swap(isLockedNode);
     isLockedPair_.swap(isLockedPair);
@@ -448,13 +483,15 @@ bool LoopOnArrays(const Mesh::IndexedPointsBase<3, double>& mesh, double degrees
     }
     if (iterations > 0) {
         loop.DetectFeatures(degrees * kRadiansPerDegree);
-        if (!loop.HasNoPinch()) {
+        if (!loop.HasNoLockedPinch()) {
             return false;
         }
         RequireLoopSubscripts(At(loop.PairCount()), At(loop.FaceCount()), iterations);
     }
     for (unsigned i = 0; i < iterations; ++i) {
-        loop.Refine(i + 1 == iterations);
+        if (!loop.Refine(i + 1 == iterations)) {
+            return false;
+        }
     }
     MoveUsed(loop, fine);
     return true;
