@@ -33,13 +33,19 @@ std::size_t PartCount(SimpleRefineMethod method)
 void SimpleRefine(const IndexedPointsBase<3, double>& mesh, IndexedPointsBase<3, double>& out,
                   SimpleRefineMethod method, unsigned iterations)
 {
+    const auto clear = [&] {
+        out.points.clear();
+        out.indices.clear();
+    };
+    if (&out != &mesh) {
+        clear();
+    }
     const std::size_t parts = PartCount(method);
     TriangleSoup<3, double> soup;
     if (parts != 0) {
         soup = SoupFromIndexedPoints(mesh);
     }
-    out.points.clear();
-    out.indices.clear();
+    clear(); // an output that is the input as well has been read
     HalfEdge::Impl::RequireGrownSubscripts(3 * soup.size(), parts, iterations);
 
     const bool hasCenter = method != SimpleRefineMethod::Midpoints;

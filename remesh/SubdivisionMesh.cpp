@@ -229,11 +229,14 @@ bool SubdivisionMesh::SplitAllEdges()
     // The apexes that count are those before any split; a split changes none of the edges that wait.
     const int pairs = EdgeCount() / 2;
     std::vector<Vec3d> points(static_cast<std::size_t>(pairs));
+    // Slots that are free now may hold new edges before their turn comes.
+    std::vector<unsigned char> isEdge(static_cast<std::size_t>(pairs), 0);
     ApplyParallelChunks(0, pairs, [&](int from, int to) {
         for (int pair = from; pair < to; ++pair) {
             if (!IsValidEdge(2 * pair)) {
                 continue;
             }
+            isEdge[static_cast<std::size_t>(pair)] = 1;
             const int c = Diamond(2 * pair)[2];
             const int d = Diamond(2 * pair)[3];
             const Vec3d& a = NodeAt(EdgeAt(2 * pair).node).position;
@@ -247,7 +250,7 @@ bool SubdivisionMesh::SplitAllEdges()
 
     bool hasSplit = false;
     for (int e = 0; e < 2 * pairs; e += 2) {
-        if (!IsValidEdge(e)) {
+        if (isEdge[static_cast<std::size_t>(e / 2)] == 0) {
             continue;
         }
         const int a = EdgeAt(e).node;
@@ -281,8 +284,15 @@ bool SubdivisionMesh::Sqrt3Step(unsigned step)
     MarkOld();
     RequireRoom(6 * Faces().size());
     std::vector<Vec3d> positions = SmoothedNodes(Sqrt3Node);
+    // Slots that are free now are going to hold new faces.
+    std::vector<int> faces;
+    for (int f = 0; f < FaceCount(); ++f) {
+        if (IsValidFace(f)) {
+            faces.push_back(f);
+        }
+    }
     bool hasSplit = false;
-    for (int f = 0, count = FaceCount(); f < count; ++f) {
+    for (const int f : faces) {
         const std::array<int, 3> corners = Corners(f);
         int center = kNoNode;
         const auto isNode = [&](int n) { return IsValidNode(n); };
