@@ -41,6 +41,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"part_picture", {"picture.svg"}, 1, {0, 2}},
         {"drill_holes", {"picture.svg"}, 1, {0}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
+        {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
     };
     return programs;
 }
@@ -64,7 +65,7 @@ protected:
             EXPECT_EQ(run.code, program.refusal) << run.output << run.errors;
             EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
             for (const char* product :
-                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl"}) {
+                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl", "finer.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
@@ -218,6 +219,8 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"remesh", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
         {"remesh", {bracket, noFolder}, 1, noFolder + ": its folder is not there"},
         {"remesh", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
+        {"subdivide", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
+        {"subdivide", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
         {"mesh_report", {bracket, "--svg", "/dev/full"}, 2, "/dev/full: can't be written"},
         {"mesh_report",
          {damaged, "--stl", "/dev/full"},
