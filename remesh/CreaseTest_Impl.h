@@ -23,8 +23,8 @@ public:
         const Vec3d right = (d - a) ^ ab;
         const double dot = left * right;
         const double squared = (left * left) * (right * right);
-        // Within these bounds nothing has become too large or too small for the cosine to be good to
-        // the margin, which is far above its rounding. Comparisons are false for NaN.
+        // Within these bounds nothing has become too large or too small for the cosine to be good
+        // to the margin, which is far above its rounding. Comparisons are false for NaN.
         if (hasCosine_ && squared > kLeast && squared < kGreatest) {
             const double lengths = std::sqrt(squared);
             if (dot > (cosine_ + kMargin) * lengths) {

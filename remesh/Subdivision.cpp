@@ -25,7 +25,8 @@ void Clear(Points& mesh)
     mesh.indices.clear();
 }
 
-// An output that is the input as well is read before it is replaced. False when there is nothing to do.
+// An output that is the input as well is read before it is replaced. False when there is nothing to
+// do.
 bool Begin(const Points& mesh, Points& out)
 {
     if (&out != &mesh) {
@@ -69,8 +70,8 @@ void SubdivideMesh(const Points& mesh, Points& out, double featureAngle, unsigne
     }
     const bool isSqrt3 = method == SubdivisionMethod::Sqrt3;
     const unsigned steps = isSqrt3 || method == SubdivisionMethod::Loop ? iterations : 0;
-    if (Points fine; (!isSqrt3 || steps == 0) &&
-                     HalfEdge::Impl::LoopOnArrays(mesh, featureAngle, steps, fine)) {
+    if (Points fine;
+        (!isSqrt3 || steps == 0) && HalfEdge::Impl::LoopOnArrays(mesh, featureAngle, steps, fine)) {
         Weld(fine);
         out = std::move(fine);
         return;

@@ -1,12 +1,13 @@
-// Loop's steps on plain arrays. The half-edges, faces and rings that the edits of a step would leave
-// follow from those before it by arithmetic, triangle by triangle:
+// Loop's steps on plain arrays. The half-edges, faces and rings that the edits of a step would
+// leave follow from those before it by arithmetic, triangle by triangle:
 //
-// Edge number p, split as the p-th, gives its node the number p after the old ones, and one new edge for
-// its second half, then one for the spoke into its right and one for that into its left triangle; each
-// triangle beside it gets a second face, the right one first. Of a triangle A B C whose edge A B has the
-// lowest number, that split's spoke runs to C, the spokes of the other two to the middle of A B, and the
-// first spoke is turned at the end. So which half-edge is where depends on the lowest edge and on the
-// side from which each edge sees the triangle, and on nothing else.
+// Edge number p, split as the p-th, gives its node the number p after the old ones, and one new
+// edge for its second half, then one for the spoke into its right and one for that into its left
+// triangle; each triangle beside it gets a second face, the right one first. Of a triangle A B C
+// whose edge A B has the lowest number, that split's spoke runs to C, the spokes of the other two
+// to the middle of A B, and the first spoke is turned at the end. So which half-edge is where
+// depends on the lowest edge and on the side from which each edge sees the triangle, and on nothing
+// else.
 
 #include "remesh/SubdivisionLoop_Impl.h"
 
@@ -36,8 +37,8 @@ int After(int place) { return place % 3 == 2 ? place - 2 : place + 1; }
 
 class LoopMesh {
 public:
-    /// False unless every triple becomes a face, runs its edges as no other one does, and shares no two
-    /// edges with another.
+    /// False unless every triple becomes a face, runs its edges as no other one does, and shares no
+    /// two edges with another.
     bool Load(const Mesh::IndexedPointsBase<3, double>& mesh);
     void DetectFeatures(double angle);
     /// Does every node on a feature line have one fan only? Of the others `Refine` finds out.
@@ -54,8 +55,8 @@ public:
     std::vector<int> corners_; // three a face, from the face's half-edge on
 
 private:
-    /// A triangle A B C turned so that A B is its edge of the lowest number, with the numbers that the
-    /// step gives to what is in it.
+    /// A triangle A B C turned so that A B is its edge of the lowest number, with the numbers that
+    /// the step gives to what is in it.
     struct Parts {
         std::array<int, 3> corner; // A, B, C
         std::array<int, 3> side;   // A to B, B to C, C to A
@@ -73,7 +74,8 @@ private:
     int Around(int halfEdge) const { return sides_[At(Before(slots_[At(halfEdge)]))] ^ 1; }
     int FanSize(int node) const;
 
-    /// What an edge adds: the even half-edge of its second half, the spoke on a side, the face there.
+    /// What an edge adds: the even half-edge of its second half, the spoke on a side, the face
+    /// there.
     int SecondHalf(int pair) const { return 2 * (PairCount() + pair + sidesBefore_[At(pair)]); }
     int Spoke(int side) const
     {
@@ -115,11 +117,11 @@ private:
         int next;
     };
 
-    std::vector<int> sides_;    // the half-edge from each corner to the next
+    std::vector<int> sides_;        // the half-edge from each corner to the next
     std::vector<RingSpoke> spokes_; // of each of these sides
-    std::vector<int> slots_;    // of each half-edge: its place in corners_, -1 along a boundary
-    std::vector<int> outgoing_; // of each node: the half-edge with which its ring begins, or -1
-    std::vector<int> degrees_;  // of each node of the mesh as it was loaded: its edges; later empty
+    std::vector<int> slots_;        // of each half-edge: its place in corners_, -1 along a boundary
+    std::vector<int> outgoing_;     // of each node: the half-edge with which its ring begins, or -1
+    std::vector<int> degrees_; // of each node of the mesh as it was loaded: its edges; later empty
     std::vector<unsigned char> isLockedNode_;
     std::vector<unsigned char> isLockedPair_;
     std::vector<int> sidesBefore_; // of each edge: the sides of triangles at edges of lower number
@@ -211,9 +213,12 @@ void LoopMesh::DetectFeatures(double angle)
         for (int pair = from; pair < to; ++pair) {
             const int left = slots_[At(2 * pair)];
             const int right = slots_[At(2 * pair + 1)];
-            const auto at = [&](int place) -> const Vec3d& { return points_[At(corners_[At(place)])]; };
+            const auto at = [&](int place) -> const Vec3d& {
+                return points_[At(corners_[At(place)])];
+            };
             isLockedPair_[At(pair)] =
-                right < 0 || isCrease(at(left), at(right), at(Before(left)), at(Before(right))) ? 1 : 0;
+                right < 0 || isCrease(at(left), at(right), at(Before(left)), at(Before(right))) ? 1
+                                                                                                : 0;
         }
     });
     for (int pair = 0; pair < PairCount(); ++pair) {
@@ -224,7 +229,8 @@ void LoopMesh::DetectFeatures(double angle)
     }
 }
 
-// Edges in the fan of the node's half-edge: on from it, and if that ends at a boundary, back from it.
+// Edges in the fan of the node's half-edge: on from it, and if that ends at a boundary, back from
+// it.
 int LoopMesh::FanSize(int node) const
 {
     const int first = outgoing_[At(node)];
@@ -299,7 +305,9 @@ bool LoopMesh::SetFinerPoints(std::vector<Vec3d>& finer) const
         for (int pair = from; pair < to; ++pair) {
             const int left = slots_[At(2 * pair)];
             const int right = slots_[At(2 * pair + 1)];
-            const auto at = [&](int place) -> const Vec3d& { return points_[At(corners_[At(place)])]; };
+            const auto at = [&](int place) -> const Vec3d& {
+                return points_[At(corners_[At(place)])];
+            };
             finer[points_.size() + At(pair)] =
                 isLockedPair_[At(pair)] != 0
                     ? EdgeMiddle(at(left), at(After(left)))
@@ -331,8 +339,8 @@ auto LoopMesh::PartsOf(int face) const -> Parts
         newFace[k] = NewFace(parts.side[k]);
         place = After(place);
     }
-    // A split leaves the old number to the part at the origin of the even half-edge, which is the side's
-    // own origin where the side is the even one.
+    // A split leaves the old number to the part at the origin of the even half-edge, which is the
+    // side's own origin where the side is the even one.
     const bool isEven[3] = {parts.side[0] % 2 == 0, parts.side[1] % 2 == 0, parts.side[2] % 2 == 0};
     const int towardA = isEven[0] ? face : newFace[0];
     const int towardB = isEven[0] ? newFace[0] : face;
@@ -406,8 +414,9 @@ void LoopMesh::RefineLinks(const std::vector<int>& corners, std::size_t pointCou
         for (int face = from; face < to; ++face) {
             const Parts parts = PartsOf(face);
             const auto& [ab, bc, ca] = parts.side;
-            // The spokes of the second and third edge run from their middles to that of the first; the
-            // first one's is turned, and then runs from the second's to the third's where it ran outward.
+            // The spokes of the second and third edge run from their middles to that of the first;
+            // the first one's is turned, and then runs from the second's to the third's where it
+            // ran outward.
             const int turned = SpokeOut(ab);
             const auto set = [&](int part, int first, int second, int third) {
                 int place = 3 * part;
@@ -474,8 +483,8 @@ void MoveUsed(LoopMesh& mesh, Mesh::IndexedPointsBase<3, double>& fine)
 
 } // namespace
 
-bool LoopOnArrays(const Mesh::IndexedPointsBase<3, double>& mesh, double degrees, unsigned iterations,
-                  Mesh::IndexedPointsBase<3, double>& fine)
+bool LoopOnArrays(const Mesh::IndexedPointsBase<3, double>& mesh, double degrees,
+                  unsigned iterations, Mesh::IndexedPointsBase<3, double>& fine)
 {
     LoopMesh loop;
     if (!loop.Load(mesh)) {

@@ -1,5 +1,5 @@
-// The steps of subdivision as edits of a half-edge mesh. Positions of a step are calculated before its
-// first edit, side by side; the edits themselves run one after another.
+// The steps of subdivision as edits of a half-edge mesh. Positions of a step are calculated before
+// its first edit, side by side; the edits themselves run one after another.
 
 #include <Sorvane/SubdivisionMesh_E.h>
 
@@ -42,8 +42,8 @@ bool HasSameBits(const Vec3d& a, const Vec3d& b)
     return isSame(0) && isSame(1) && isSame(2);
 }
 
-/// Where on the edge from 0 to 1 the other diagonal crosses it, when the two triangles a b c and b a d
-/// are unfolded; the middle where it doesn't.
+/// Where on the edge from 0 to 1 the other diagonal crosses it, when the two triangles a b c and b
+/// a d are unfolded; the middle where it doesn't.
 double CrossingOfDiagonals(const Vec3d& a, const Vec3d& b, const Vec3d& c, const Vec3d& d)
 {
     constexpr double kLeast = 0.125;
@@ -57,7 +57,8 @@ double CrossingOfDiagonals(const Vec3d& a, const Vec3d& b, const Vec3d& c, const
     }
     const Vec2d along = flat[1] - flat[0];
     const double squared = along * along;
-    const double t = squared > kSquaredLengthFloor<double> ? (hit - flat[0]) * along / squared : 0.0;
+    const double t =
+        squared > kSquaredLengthFloor<double> ? (hit - flat[0]) * along / squared : 0.0;
     return std::clamp(t, kLeast, 1.0 - kLeast);
 }
 
@@ -144,8 +145,8 @@ void SubdivisionMesh::UpdateNodePositions(const std::vector<Vec3d>& positions)
     }
 }
 
-// Where the nodes go: free ones by the given rule, those on feature lines by the curve's, and corners
-// and pinches nowhere.
+// Where the nodes go: free ones by the given rule, those on feature lines by the curve's, and
+// corners and pinches nowhere.
 std::vector<Vec3d> SubdivisionMesh::SmoothedNodes(Vec3d (*smoothed)(const Vec3d&, const Vec3d&,
                                                                     int)) const
 {
@@ -213,8 +214,8 @@ bool SubdivisionMesh::LoopStep()
     RequireRoom(3 * Edges().size());
     std::vector<Vec3d> positions = SmoothedNodes(LoopNode);
     const bool hasSplit = SplitAllEdges();
-    // A new edge from a new node to an old one turns to join two new ones: the four parts of a triangle
-    // are then its corners and its middle, whichever of its edges was split first.
+    // A new edge from a new node to an old one turns to join two new ones: the four parts of a
+    // triangle are then its corners and its middle, whichever of its edges was split first.
     for (int e = 0; e < EdgeCount(); e += 2) {
         if (IsValidEdge(e) && !EdgeAt(e).feature && !EdgeAt(e).old &&
             NodeAt(EdgeAt(e).node).old != NodeAt(EdgeAt(Twin(e)).node).old) {
@@ -226,7 +227,8 @@ bool SubdivisionMesh::LoopStep()
 
 bool SubdivisionMesh::SplitAllEdges()
 {
-    // The apexes that count are those before any split; a split changes none of the edges that wait.
+    // The apexes that count are those before any split; a split changes none of the edges that
+    // wait.
     const int pairs = EdgeCount() / 2;
     std::vector<Vec3d> points(static_cast<std::size_t>(pairs));
     // Slots that are free now may hold new edges before their turn comes.
@@ -307,8 +309,7 @@ bool SubdivisionMesh::Sqrt3Step(unsigned step)
         NodeAt(center).old = false;
         NodeAt(center).feature = false;
         NodeAt(center).position = sum / 3.0;
-        VisitNodeEdges(center,
-                       [&](int e) { EdgeAt(e).old = EdgeAt(Twin(e)).old = false; });
+        VisitNodeEdges(center, [&](int e) { EdgeAt(e).old = EdgeAt(Twin(e)).old = false; });
     }
     for (int e = 0; e < EdgeCount(); e += 2) {
         if (!IsValidEdge(e) || IsEdgeLocked(e)) {

@@ -1,5 +1,6 @@
-// SubdivisionMesh: the half-edge mesh that `Mesh::SubdivideMesh` and `Mesh::SplitLongMeshEdges` edit,
-// one step at a time, for whoever marks features of his own or looks at the mesh between steps.
+// SubdivisionMesh: the half-edge mesh that `Mesh::SubdivideMesh` and `Mesh::SplitLongMeshEdges`
+// edit, one step at a time, for whoever marks features of his own or looks at the mesh between
+// steps.
 #pragma once
 
 #include <Sorvane/Decorations_E.h>
@@ -22,14 +23,14 @@ public:
     /// The mesh beneath.
     using Base = TriangleMesh<Records::SubdivisionVertex, Records::SubdivisionEdge, HFace>;
 
-    /// From which angle between the normals on an edge was made a feature, in radians; negative until
-    /// `DetectFeatures` was called.
+    /// From which angle between the normals on an edge was made a feature, in radians; negative
+    /// until `DetectFeatures` was called.
     double featureAngle = -1.0;
 
     /// Without nodes.
     SubdivisionMesh() = default;
-    /// As `LoadIndexedPoints`, with room for two steps. Where three or more fans of triangles meet in
-    /// a node, so that their boundaries can't be linked, every fan gets a node of its own
+    /// As `LoadIndexedPoints`, with room for two steps. Where three or more fans of triangles meet
+    /// in a node, so that their boundaries can't be linked, every fan gets a node of its own
     /// (`SplitPinchNodes`).
     explicit SubdivisionMesh(const Mesh::IndexedPointsBase<3, double>& mesh);
     SubdivisionMesh(const SubdivisionMesh&) = default;
@@ -45,8 +46,8 @@ public:
 
     /// Marks an edge as a feature: both its half-edges, and its two nodes.
     void MarkFeature(int halfEdge);
-    /// Marks boundaries and the edges whose normals differ by `degrees` or more; what was marked stays
-    /// so.
+    /// Marks boundaries and the edges whose normals differ by `degrees` or more; what was marked
+    /// stays so.
     void DetectFeatures(double degrees);
 
     /// Everything that is there counts as old: the beginning of a step.
@@ -60,8 +61,8 @@ public:
     /// when there were none.
     bool SplitPass(double length, bool atMiddle);
 
-    /// Moves every node to the position in its place. Another number of positions than of node slots
-    /// is reported to the assert handler, and nothing moves.
+    /// Moves every node to the position in its place. Another number of positions than of node
+    /// slots is reported to the assert handler, and nothing moves.
     void UpdateNodePositions(const std::vector<Vec3d>& positions);
 
 private:

@@ -1,5 +1,6 @@
-// Subdivision of a wavy sheet: one step of each rule, long edges split once, triangles cut, and Loop's
-// step as edits of the half-edge mesh, which is what other libraries do. Items are triangles of the input.
+// Subdivision of a wavy sheet: one step of each rule, long edges split once, triangles cut, and
+// Loop's step as edits of the half-edge mesh, which is what other libraries do. Items are triangles
+// of the input.
 
 #include <Sorvane/SubdivisionMesh_E.h>
 #include <Sorvane/Subdivision_E.h>
@@ -36,7 +37,8 @@ void Measure(benchmark::State& state, const Run& run)
         run(input, out);
         benchmark::DoNotOptimize(out.points.data());
     }
-    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(input.indices.size() / 3));
+    state.SetItemsProcessed(state.iterations() *
+                            static_cast<std::int64_t>(input.indices.size() / 3));
     state.counters["out"] = static_cast<double>(out.indices.size() / 3);
 }
 

@@ -1,5 +1,5 @@
-// Subdivision with every allocation refused once: what is written is all or nothing, and a mesh that was in
-// the middle of a step is sound.
+// Subdivision with every allocation refused once: what is written is all or nothing, and a mesh
+// that was in the middle of a step is sound.
 
 #include "tests/support/CheckTopology.h"
 #include "tests/support/FailingAllocation.h"
@@ -41,8 +41,7 @@ TEST(SubdivisionMemory, TheFreeFunctionsWriteAllOrNothing)
             IndexedMesh expected;
             call(mesh, expected);
             const std::size_t failures = Support::FailEachAllocationOfEither(
-                [] { return Support::Tetrahedron(); },
-                [&](IndexedMesh& out) { call(mesh, out); },
+                [] { return Support::Tetrahedron(); }, [&](IndexedMesh& out) { call(mesh, out); },
                 [&](const IndexedMesh& out, bool hasThrown) {
                     EXPECT_TRUE(hasThrown ? out.points.empty() && out.indices.empty()
                                           : out == expected);

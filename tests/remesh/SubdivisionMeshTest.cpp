@@ -1,5 +1,6 @@
-// The steps of subdivision on a half-edge mesh: topology, masks from first principles, features, corners,
-// and the same results by the free functions, which for Loop's rule make no half-edge mesh at all.
+// The steps of subdivision on a half-edge mesh: topology, masks from first principles, features,
+// corners, and the same results by the free functions, which for Loop's rule make no half-edge mesh
+// at all.
 
 #include "tests/support/CheckTopology.h"
 #include "tests/support/MeshGenerators.h"
@@ -278,8 +279,8 @@ TEST(SubdivisionMesh, AnotherNumberOfPositionsIsReported)
 
 TEST(SubdivisionMesh, SlotsThatWereFreeAreUsedAndStepsAreRight)
 {
-    // A host takes a node out, and its slots come back in the step: numbers of new nodes and edges are
-    // then below those of old ones.
+    // A host takes a node out, and its slots come back in the step: numbers of new nodes and edges
+    // are then below those of old ones.
     SubdivisionMesh mesh(Support::Sphere(1));
     ASSERT_TRUE(mesh.CollapseEdge(mesh.NodeRecord(0)->edge, false, false));
     ASSERT_FALSE(mesh.FreeNodes().empty());

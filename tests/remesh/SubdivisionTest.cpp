@@ -1,5 +1,6 @@
-// Smooth subdivision and the splitting of long edges as a host calls them: the rules from first principles
-// and against a slow twin, features and corners, what must not change, and what no file should break.
+// Smooth subdivision and the splitting of long edges as a host calls them: the rules from first
+// principles and against a slow twin, features and corners, what must not change, and what no file
+// should break.
 
 #include "tests/support/MeshGenerators.h"
 #include "tests/support/MeshMeasures.h"
@@ -114,10 +115,11 @@ struct Neighborhoods {
     }
 };
 
-/// Old points by their neighbors, weighed with 1 - weight(n) and weight(n) / n each; along the boundary
-/// with 3/4 and 1/8, and where two boundaries meet not at all.
+/// Old points by their neighbors, weighed with 1 - weight(n) and weight(n) / n each; along the
+/// boundary with 3/4 and 1/8, and where two boundaries meet not at all.
 template <class Weight>
-std::vector<Vec3d> SmoothedPoints(const IndexedMesh& mesh, const Neighborhoods& around, Weight weight)
+std::vector<Vec3d> SmoothedPoints(const IndexedMesh& mesh, const Neighborhoods& around,
+                                  Weight weight)
 {
     std::vector<Vec3d> points = mesh.points;
     const auto at = [&](int n) { return mesh.points[static_cast<std::size_t>(n)]; };
@@ -149,9 +151,8 @@ IndexedMesh SlowLoop(const IndexedMesh& mesh)
     for (const auto& [edge, apexes] : around.apexes) {
         middles[edge] = static_cast<int>(fine.points.size());
         const Vec3d ends = at(edge.first) + at(edge.second);
-        fine.points.push_back(apexes.size() == 1
-                                  ? ends / 2.0
-                                  : (ends * 3.0 + at(apexes[0]) + at(apexes[1])) / 8.0);
+        fine.points.push_back(
+            apexes.size() == 1 ? ends / 2.0 : (ends * 3.0 + at(apexes[0]) + at(apexes[1])) / 8.0);
     }
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
         const int a = mesh.indices[i];
@@ -165,15 +166,14 @@ IndexedMesh SlowLoop(const IndexedMesh& mesh)
     return fine;
 }
 
-/// A first sqrt(3) step where only boundaries are features: each directed edge makes a triangle with the
-/// centers on both sides of it, or of the boundary edge and the one center.
+/// A first sqrt(3) step where only boundaries are features: each directed edge makes a triangle
+/// with the centers on both sides of it, or of the boundary edge and the one center.
 IndexedMesh SlowSqrt3(const IndexedMesh& mesh)
 {
     const Neighborhoods around(mesh);
     IndexedMesh fine;
-    fine.points = SmoothedPoints(mesh, around, [](int n) {
-        return (4 - 2 * std::cos(2 * std::acos(-1.0) / n)) / 9;
-    });
+    fine.points = SmoothedPoints(
+        mesh, around, [](int n) { return (4 - 2 * std::cos(2 * std::acos(-1.0) / n)) / 9; });
     std::map<std::pair<int, int>, int> centers; // of the triangle that runs an edge so
     for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
         if (i % 3 == 0) {
@@ -237,9 +237,9 @@ TEST(Subdivision, TheSecondSqrt3StepOfAClosedSurfaceIsTheSlowTwin)
 
 using Matrix = std::vector<std::vector<double>>;
 
-/// What a step makes of the heights of a node of `valence` neighbors and of those neighbors: its own new
-/// height, and those of the new nodes round it. From the step itself: one node is raised at a time, in a
-/// wheel of two rings that keeps the boundary away.
+/// What a step makes of the heights of a node of `valence` neighbors and of those neighbors: its
+/// own new height, and those of the new nodes round it. From the step itself: one node is raised at
+/// a time, in a wheel of two rings that keeps the boundary away.
 Matrix LocalMatrix(int valence, SubdivisionMethod method)
 {
     IndexedMesh wheel = Support::Fan(valence, true);
@@ -257,8 +257,8 @@ Matrix LocalMatrix(int valence, SubdivisionMethod method)
         IndexedMesh hill = wheel;
         hill.points[static_cast<std::size_t>(raised)] += Vec3d(0, 0, 1);
         const IndexedMesh out = Subdivided(hill, kBoundariesOnly, 1, method);
-        // Triangles are in the same order as on the flat wheel, points by their places in the plane:
-        // the center, and its neighbors by their angle.
+        // Triangles are in the same order as on the flat wheel, points by their places in the
+        // plane: the center, and its neighbors by their angle.
         std::map<long, double> ring;
         double top = kNaN;
         const auto isCenter = [](const Vec3d& p) { return std::hypot(p.x(), p.y()) < 1e-9; };
@@ -331,7 +331,8 @@ TEST(Subdivision, LimitOfLoopAtANodeIsTheKnownMask)
     for (int valence = 3; valence <= 9; ++valence) {
         SCOPED_TRACE(valence);
         const Matrix step = LocalMatrix(valence, SubdivisionMethod::Loop);
-        // The first row is the rule for an old node: beta each, 3/16 at three neighbors, 1/16 at six.
+        // The first row is the rule for an old node: beta each, 3/16 at three neighbors, 1/16 at
+        // six.
         const double beta = valence == 3 ? 3.0 / 16 : 3.0 / (8.0 * valence);
         EXPECT_NEAR(step[0][1], beta, 1e-14);
         EXPECT_NEAR(step[0][0], 1 - valence * beta, 1e-14);
@@ -343,8 +344,8 @@ TEST(Subdivision, LimitOfLoopAtANodeIsTheKnownMask)
                 EXPECT_NEAR(row[static_cast<std::size_t>(i)], weight, 1e-10);
             }
         }
-        // Known: two equal eigenvalues 3/8 + cos(2 pi / n) / 4 below 1 shape the tangent plane. A power
-        // of 512 leaves a factor of about n^(1/512) beside it.
+        // Known: two equal eigenvalues 3/8 + cos(2 pi / n) / 4 below 1 shape the tangent plane. A
+        // power of 512 leaves a factor of about n^(1/512) beside it.
         EXPECT_NEAR(SecondEigenvalue(step), 0.375 + std::cos(kTwoPi<double> / valence) / 4, 3e-3);
     }
 }
@@ -365,8 +366,8 @@ TEST(Subdivision, LimitOfSqrt3AtANodeIsTheKnownMask)
 
 // --- feature lines ------------------------------------------------------------------------------
 
-/// A closed polygon after a step of cubic B-spline subdivision: every edge halved, then every point drawn
-/// to the middle with the next, twice over.
+/// A closed polygon after a step of cubic B-spline subdivision: every edge halved, then every point
+/// drawn to the middle with the next, twice over.
 std::vector<Vec3d> SplineStep(const std::vector<Vec3d>& polygon)
 {
     std::vector<Vec3d> fine;
@@ -427,8 +428,9 @@ TEST(Subdivision, Sqrt3CutsBoundaryEdgesInThreeAfterEverySecondStep)
         EXPECT_EQ(Support::FaultsOf(out), (Support::EdgeFaults{open, 0})) << steps;
         EXPECT_EQ(Support::EulerOf(out), 1);
     }
-    // Points of the trisection on a straight stretch of equal edges lie at its thirds, after a smoothing
-    // that leaves such a stretch alone: along y = 0 from x = 1 to x = 3, two edges from the corners.
+    // Points of the trisection on a straight stretch of equal edges lie at its thirds, after a
+    // smoothing that leaves such a stretch alone: along y = 0 from x = 1 to x = 3, two edges from
+    // the corners.
     const IndexedMesh two = Sqrt3(Support::Grid(8, 8), 30.0, 2);
     EXPECT_TRUE(HasPoint(two, {3 + 1.0 / 3, 0, 0}));
     EXPECT_TRUE(HasPoint(two, {3 + 2.0 / 3, 0, 0}));
@@ -454,8 +456,8 @@ TEST(Subdivision, LoopLeavesACubeACubeAndSqrt3BulgesAtItsCorners)
     const IndexedMesh cube = Support::Cube();
     EXPECT_NEAR(Support::VolumeOf(Loop(cube, 30.0, 3)), 1.0, 1e-12);
 
-    // The third neighbor of a corner takes the place of the continuation of the edge: the new node next
-    // to it leaves the edge by 5/81, and by 4/81 for that at the other end, outward.
+    // The third neighbor of a corner takes the place of the continuation of the edge: the new node
+    // next to it leaves the edge by 5/81, and by 4/81 for that at the other end, outward.
     const IndexedMesh out = Sqrt3(cube, 30.0, 2);
     EXPECT_NEAR(Support::VolumeOf(out), 1.0335, 0.005);
     int found = 0;
@@ -535,8 +537,8 @@ TEST(Subdivision, ACreaseIsTheSameCurveWhateverTheFacesBesideItDo)
 
 TEST(Subdivision, FeaturesAreFoundBeforeTheFirstStepOnly)
 {
-    // The turn at the poles' edges of an octahedron falls below the angle with the first step: lines
-    // that were found stay all the same, and each of its nodes has four of them.
+    // The turn at the poles' edges of an octahedron falls below the angle with the first step:
+    // lines that were found stay all the same, and each of its nodes has four of them.
     const IndexedMesh out = Loop(Support::Octahedron(), 60.0, 3);
     for (const Vec3d& corner : Support::Octahedron().points) {
         EXPECT_TRUE(HasPoint(out, corner, 0.0));
@@ -571,9 +573,9 @@ TEST(Subdivision, CountsFollowFromTheInput)
 
 TEST(Subdivision, RealPartsStayClosed)
 {
-    for (const auto& [name, steps] :
-         {std::pair("meshes_cad/round.stl", 2U), {"meshes_nist/nist_ftc_11_asme1_rb.stl", 1U},
-          {"with_degenerate/nist_ftc_06.stl", 1U}}) {
+    for (const auto& [name, steps] : {std::pair("meshes_cad/round.stl", 2U),
+                                      {"meshes_nist/nist_ftc_11_asme1_rb.stl", 1U},
+                                      {"with_degenerate/nist_ftc_06.stl", 1U}}) {
         const auto path = Support::SharedData(name);
         SORVANE_NEED_DATA(path);
         // Rebuilt first: a file of triangles without area has edges of three triangles when welded.
@@ -606,11 +608,10 @@ TEST(Subdivision, WithoutStepsTheInputIsRebuilt)
     const IndexedMesh mesh = Shaken(Support::Torus(6, 5), 5, 0.1);
     const auto isRebuilt = [&](const IndexedMesh& out) {
         EXPECT_EQ(Support::TriangleSet(out), Support::TriangleSet(mesh));
-        EXPECT_TRUE(std::is_sorted(out.points.begin(), out.points.end(),
-                                   [](const Vec3d& a, const Vec3d& b) {
-                                       return std::lexicographical_compare(a.begin(), a.end(),
-                                                                           b.begin(), b.end());
-                                   }));
+        EXPECT_TRUE(std::is_sorted(
+            out.points.begin(), out.points.end(), [](const Vec3d& a, const Vec3d& b) {
+                return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
+            }));
     };
     isRebuilt(Loop(mesh, 30.0, 0));
     isRebuilt(Sqrt3(mesh, 30.0, 0));
@@ -723,7 +724,8 @@ TEST(Subdivision, TrianglesBackToBackAreNotTornOrCrowded)
     IndexedMesh pillow;
     pillow.points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
     pillow.indices = {0, 1, 2, 0, 2, 1};
-    // Nothing can be split, and all iterations asked for come to an end when nothing moves any more.
+    // Nothing can be split, and all iterations asked for come to an end when nothing moves any
+    // more.
     const IndexedMesh loop = Loop(pillow, kBoundariesOnly, 4'000'000'000U);
     EXPECT_EQ(loop.indices.size(), 6U);
     EXPECT_EQ(Sqrt3(pillow, kBoundariesOnly, 1).indices.size(), 18U);
@@ -867,7 +869,8 @@ TEST(Subdivision, LengthZeroSplitsEveryEdgeOfAnyLength)
     EXPECT_EQ(Split(sheet, 0.0, true, 1).indices.size(), 4 * sheet.indices.size());
     EXPECT_EQ(Split(sheet, 0.0, true, 2).indices.size(), 16 * sheet.indices.size());
     IndexedMesh flat = Support::Grid(1, 1);
-    flat.points[1] = flat.points[0]; // an edge without length; its triangle is halved by the other two
+    flat.points[1] =
+        flat.points[0]; // an edge without length; its triangle is halved by the other two
     EXPECT_EQ(Split(flat, 0.0, true, 1).indices.size(), 3U * (4 + 3));
 }
 
@@ -910,9 +913,9 @@ TEST(Subdivision, AnEdgeIsSplitWhereTheOtherDiagonalCrossesIt)
 
 TEST(Subdivision, AnApexMayBeANodeOfTheSamePass)
 {
-    // 0-1 goes first, where the line from (1, 3) to (2, -2) crosses it: (1.6, 0). Then 1-2, whose left
-    // apex is that node by now: the line from it to (4, 3) meets 1-2 at 4/9, the one from (0, 0) would
-    // at 4/7.
+    // 0-1 goes first, where the line from (1, 3) to (2, -2) crosses it: (1.6, 0). Then 1-2, whose
+    // left apex is that node by now: the line from it to (4, 3) meets 1-2 at 4/9, the one from (0,
+    // 0) would at 4/7.
     IndexedMesh mesh;
     mesh.points = {{0, 0, 0}, {4, 0, 0}, {1, 3, 0}, {2, -2, 0}, {4, 3, 0}};
     mesh.indices = {0, 1, 2, 1, 0, 3, 2, 1, 4};
