@@ -25,6 +25,18 @@ double NumberAfter(const std::string& output, const std::string& words)
     return at == std::string::npos ? 0 : std::stod(output.substr(at + words.size()));
 }
 
+/// A mesh of small whole coordinates as the bytes of a file.
+std::string StlBytes(const Support::IndexedMesh& mesh)
+{
+    Support::SmallMesh small;
+    for (const auto& p : mesh.points) {
+        small.points.push_back(
+            {static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z())});
+    }
+    small.indices = mesh.indices;
+    return Support::BinaryStlBytes(small, "mesh");
+}
+
 TEST(SubdivideProgram, WritesWhatItSays)
 {
     const Support::TemporaryFolder folder;
@@ -68,7 +80,7 @@ TEST(SubdivideProgram, WritesWhatItSays)
 TEST(SubdivideProgram, ExitsWithThreeWhereTheVolumeDrifts)
 {
     const Support::TemporaryFolder folder;
-    Support::WriteBytes(folder / "cube.stl", Support::BinaryStlBytes(Support::Cube(), "cube"));
+    Support::WriteBytes(folder / "cube.stl", StlBytes(Support::Cube()));
     // Its creases kept a cube stays one; taken for a blob it shrinks.
     const ProgramRun kept = RunExample("subdivide", {"cube.stl", "out.stl"}, folder / "");
     EXPECT_EQ(kept.code, 0) << kept.errors;
@@ -83,8 +95,7 @@ TEST(SubdivideProgram, ExitsWithThreeWhereTheVolumeDrifts)
 TEST(SubdivideProgram, AnOpenPartHasNoVolumeToDrift)
 {
     const Support::TemporaryFolder folder;
-    Support::WriteBytes(folder / "sheet.stl",
-                        Support::BinaryStlBytes(Support::Grid(2, 2), "sheet"));
+    Support::WriteBytes(folder / "sheet.stl", StlBytes(Support::Grid(2, 2)));
     const ProgramRun run =
         RunExample("subdivide", {"sheet.stl", "out.stl", "--iterations", "2"}, folder / "");
     EXPECT_EQ(run.code, 0) << run.errors;
