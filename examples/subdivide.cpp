@@ -147,10 +147,13 @@ int main(int argc, char** argv)
     if (!ReadWeldedPart(part, options->input, 1e-12)) {
         return 1;
     }
-    // The result is binary STL, whose corners have 7 digits.
     const Part finer = Finer(part, *options);
     Tell("before", part);
     Tell("after", finer);
+    if (finer.indices.empty()) {
+        std::fprintf(stderr, "%s: nothing is left of the part\n", options->input.string().c_str());
+        return 3;
+    }
     if (!Tell(MeshUtils::WriteMesh(finer, options->output, MeshUtils::MeshFileForm::BinaryStl),
               options->output)) {
         return 1;
