@@ -19,6 +19,7 @@
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/Subdivision_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Intersect_E.h>
@@ -200,6 +201,18 @@ Digest Triangulate()
     return Digest().Add(mesh.points).Add(mesh.indices);
 }
 
+/// There is no form for `float`. The other smooth rule takes a cosine.
+Digest Subdivide()
+{
+    Indexed<double> input = RoughSheet<double>();
+    Sorvane::Mesh::MatchNormals(input);
+    Indexed<double> smooth;
+    Indexed<double> split;
+    Sorvane::Mesh::SubdivideMesh(input, smooth, 170.0, 2, Sorvane::Mesh::SubdivisionMethod::Loop);
+    Sorvane::Mesh::SplitLongMeshEdges(input, split, 1.25, false, 2);
+    return Digest().Add(smooth.points).Add(smooth.indices).Add(split.points).Add(split.indices);
+}
+
 template <class T>
 Digest FlattenAChain()
 {
@@ -282,6 +295,7 @@ const std::vector<Operation>& Operations()
         {"trees.along_the_curve", nullptr, &AlongTheCurve},
         SORVANE_OPERATION("triangulation.tessellate", Triangulate),
         SORVANE_OPERATION("planar.flatten", FlattenAChain),
+        {"remesh.subdivide", nullptr, &Subdivide},
         SORVANE_OPERATION("meshfiles.write", WriteFiles),
         SORVANE_OPERATION("meshreport.check", Report),
         SORVANE_OPERATION("meshutils.chain_pairs", ChainPairs),
