@@ -51,6 +51,30 @@ TEST(SubdivisionMemory, TheFreeFunctionsWriteAllOrNothing)
     }
 }
 
+TEST(SubdivisionMemory, RoomForWhatIsToComeIsNotNeeded)
+{
+    // Of a large mesh the room for two steps may be more than there is, and a pass that splits
+    // nothing needs none of it.
+    std::size_t withoutRoom = 0;
+    const IndexedMesh cube = Support::Cube();
+    const IndexedMesh expected = [&] {
+        IndexedMesh out;
+        Mesh::SplitLongMeshEdges(cube, out, 10.0, true, 1);
+        return out;
+    }();
+    ASSERT_EQ(expected.indices.size(), cube.indices.size());
+    Support::FailEachAllocationOfEither(
+        [] { return IndexedMesh(); },
+        [&](IndexedMesh& out) { Mesh::SplitLongMeshEdges(cube, out, 10.0, true, 1); },
+        [&](const IndexedMesh& out, bool hasThrown) {
+            if (!hasThrown) {
+                EXPECT_TRUE(out == expected);
+                ++withoutRoom;
+            }
+        });
+    EXPECT_GE(withoutRoom, 3U) << "nodes, half-edges, faces";
+}
+
 TEST(SubdivisionMemory, AMeshIsSoundAfterAStepThatFailed)
 {
     const std::vector<std::function<void(SubdivisionMesh&)>> steps{

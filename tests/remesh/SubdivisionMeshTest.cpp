@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <limits>
 #include <set>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -225,6 +226,66 @@ TEST(SubdivisionMesh, AMarkOfOnesOwnKeepsALine)
     EXPECT_EQ(corner.z(), 0.0);
     // A pole has four neighbors, all in the plane: 1 - 4 * 3/32.
     EXPECT_NEAR(mesh.GetVertex(4).z(), 0.625, 1e-15);
+}
+
+TEST(SubdivisionMesh, AtACornerTheLastOtherLineInRingOrderContinuesAnEdge)
+{
+    // The odd step is the even one and the cuts after it, so that the mesh after the even one has
+    // the rings in which they look for continuations.
+    SubdivisionMesh uncut = Detected(Support::Cube());
+    SubdivisionMesh cut = uncut;
+    uncut.Sqrt3Step(0);
+    cut.Sqrt3Step(1);
+    ASSERT_EQ(cut.NodeCount(), uncut.NodeCount() + 24);
+    for (int n = uncut.NodeCount(); n < cut.NodeCount(); ++n) {
+        const Vec3d p = cut.GetVertex(n);
+        for (const int corner : cut.NodeNodes(n)) {
+            if (corner >= 8 || !cut.IsEdgeLocked(cut.FindEdge(n, corner))) {
+                continue; // of the cube's corners the one at the end of the edge that was cut
+            }
+            // The far end lies along the axis along which the new node has gone inward.
+            const Vec3d at = cut.GetVertex(corner);
+            std::vector<Vec3d> others;
+            for (const int e : uncut.NodeEdges(corner)) {
+                const Vec3d along = uncut.GetVertex(uncut.EdgeRecord(e ^ 1)->node) - at;
+                if (uncut.IsEdgeLocked(e) && along * (p - at) < 0.2) {
+                    others.push_back(along);
+                }
+            }
+            ASSERT_EQ(others.size(), 2U);
+            // By 5/81 away from the last one; by 4/81 at most for the corner at the far end.
+            EXPECT_LT(others[1] * (p - at), -4.5 / 81);
+            EXPECT_GT(others[0] * (p - at), -4.5 / 81);
+        }
+    }
+}
+
+TEST(SubdivisionMesh, OneEdgeJoinsTheCentersOfTrianglesBackToBack)
+{
+    // Each of their three edges would turn into one from center to center.
+    SubdivisionMesh mesh(IndexedMesh{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {0, 1, 2, 0, 2, 1}});
+    mesh.Sqrt3Step(0);
+    std::set<std::pair<int, int>> joined;
+    for (int e = 0; e < mesh.EdgeCount(); e += 2) {
+        EXPECT_TRUE(
+            joined.insert(std::minmax(mesh.EdgeRecord(e)->node, mesh.EdgeRecord(e + 1)->node))
+                .second);
+    }
+    EXPECT_EQ(joined.size(), 9U);
+    EXPECT_EQ(joined.count({3, 4}), 1U);
+}
+
+TEST(SubdivisionMesh, AMarkOnTheOddHalfAloneLocksAnEdgeThatIsNotCut)
+{
+    SubdivisionMesh mesh(Support::Sphere(1));
+    const int faces = mesh.FaceCount();
+    const int nodes = mesh.NodeCount();
+    mesh.EdgeRecord(1)->feature = true;
+    const int a = mesh.EdgeRecord(0)->node;
+    const int b = mesh.EdgeRecord(1)->node;
+    mesh.Sqrt3Step(1);
+    EXPECT_GE(mesh.FindEdge(a, b), 0) << "a locked edge is not turned";
+    EXPECT_EQ(mesh.NodeCount(), nodes + faces) << "only the mark of the even half has it cut";
 }
 
 TEST(SubdivisionMesh, ASplitEdgeAndANewNodeAreNotOld)

@@ -704,6 +704,40 @@ TEST(Subdivision, WhereTwoSolidsTouchInAPointItStays)
     }
 }
 
+TEST(Subdivision, WhereASolidTouchesAFeatureLineInAPointItStays)
+{
+    // A lens, whose rim is a crease, and an octahedron, which has none, with a node of the rim in
+    // common: two edges of a line, and not all that is at the node.
+    constexpr int kRim = 12;
+    IndexedMesh lens = Support::Fan(kRim, true);
+    const int below = static_cast<int>(lens.points.size());
+    lens.points.push_back({0, 0, -0.3});
+    for (int i = 0; i < kRim; ++i) {
+        lens.indices.insert(lens.indices.end(), {below, 1 + (i + 1) % kRim, 1 + i});
+    }
+    lens.points[0] = Vec3d(0, 0, 0.3);
+    const Vec3d shared(1, 0, 0);
+    ASSERT_TRUE(HasPoint(lens, shared, 0.0));
+    IndexedMesh solid = Support::Octahedron();
+    for (Vec3d& p : solid.points) {
+        p += Vec3d(2, 0, 0);
+    }
+    for (IndexedMesh pair : {Support::Together(lens, solid), Support::Together(solid, lens)}) {
+        for (int& n : pair.indices) {
+            const auto same = std::find(pair.points.begin(), pair.points.end(),
+                                        pair.points[static_cast<std::size_t>(n)]);
+            n = static_cast<int>(same - pair.points.begin());
+        }
+        ASSERT_EQ(Support::EulerOf(Loop(pair, 100.0, 0)), 3);
+        for (const SubdivisionMethod method : kBothMethods) {
+            const IndexedMesh out = Subdivided(pair, 100.0, 1, method);
+            EXPECT_TRUE(HasPoint(out, shared, 0.0));
+            EXPECT_FALSE(HasPoint(out, {-1, 0, 0})) << "as other nodes of the rim do not";
+            EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
+        }
+    }
+}
+
 TEST(Subdivision, WhereManyFansMeetEveryEdgeIsSplitAllTheSame)
 {
     for (const int fans : {2, 3, 5}) {
