@@ -22,11 +22,14 @@ public:
         const Vec3d left = ab ^ (c - a);
         const Vec3d right = (d - a) ^ ab;
         const double dot = left * right;
-        const double squared = (left * left) * (right * right);
+        const double leftSquared = left * left;
+        const double rightSquared = right * right;
         // Within these bounds nothing has become too large or too small for the cosine to be good
-        // to the margin, which is far above its rounding. Comparisons are false for NaN.
-        if (hasCosine_ && squared > kLeast && squared < kGreatest) {
-            const double lengths = std::sqrt(squared);
+        // to the margin, which is far above its rounding. Comparisons are false for NaN. Each by
+        // itself: of a tiny and a huge one the product is in between.
+        if (hasCosine_ && leftSquared > kLeast && leftSquared < kGreatest &&
+            rightSquared > kLeast && rightSquared < kGreatest) {
+            const double lengths = std::sqrt(leftSquared * rightSquared);
             if (dot > (cosine_ + kMargin) * lengths) {
                 return false;
             }
@@ -39,8 +42,8 @@ public:
 
 private:
     static constexpr double kMargin = 1e-12;
-    static constexpr double kLeast = 1e-200;
-    static constexpr double kGreatest = 1e200;
+    static constexpr double kLeast = 1e-100;
+    static constexpr double kGreatest = 1e100;
 
     double angle_;
     double cosine_;
