@@ -11,6 +11,7 @@
 #include <Sorvane/SubdivisionMesh_E.h>
 #include <Sorvane/Subdivision_E.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -109,6 +110,31 @@ TEST(SubdivisionMesh, LoopOfTheFreeFunctionIsThatOfTheClassBitForBit)
             }
         }
         ++number;
+    }
+}
+
+TEST(SubdivisionMesh, CreasesBesideTinyAndHugeTrianglesAreThoseOfTheAngle)
+{
+    // The square of one normal is too small for all its digits, that of the other makes up for it.
+    for (const double tiny : {1e-160, 3e-161}) {
+        for (double turn = 20.0; turn < 170.0; turn += 10.0) {
+            const double t = turn / 180 * kPi<double>;
+            const IndexedMesh kite{{{0, 0, 0},
+                                    {1, 0, 0},
+                                    {0.3, tiny, 0},
+                                    {0.3, -1e110 * std::cos(t), 1e110 * std::sin(t)}},
+                                   {0, 1, 2, 1, 0, 3}};
+            for (const bool isCrease : {false, true}) {
+                const double angle = isCrease ? turn - 1e-3 : turn + 1e-3;
+                SubdivisionMesh work = Detected(kite, angle);
+                ASSERT_EQ(work.IsEdgeLocked(work.FindEdge(0, 1)), isCrease);
+                IndexedMesh out;
+                Mesh::SubdivideMesh(kite, out, angle, 1, SubdivisionMethod::Loop);
+                const bool hasMiddle = std::find(out.points.begin(), out.points.end(),
+                                                 Vec3d(0.5, 0, 0)) != out.points.end();
+                EXPECT_EQ(hasMiddle, isCrease) << turn;
+            }
+        }
     }
 }
 
