@@ -337,15 +337,33 @@ void SubdivisionMesh::TrisectFeatures()
         Vec3d p0, p1, p2, p3; // along the feature line, the edge from p1 to p2
     };
     std::vector<Curve> curves;
-    // The continuation at an end. Where several lines meet it is the last of them in ring order.
-    const auto beyond = [&](int node, int other) {
-        int last = node;
-        VisitNodeEdges(node, [&](int e) {
-            if (IsEdgeLocked(e) && EdgeAt(Twin(e)).node != other) {
-                last = EdgeAt(Twin(e)).node;
+    // The continuation at an end. Where several lines meet it is the last of them in ring order,
+    // other than the edge itself. A node is walked round once: at the hub of a fan every edge would
+    // walk round all others.
+    struct Lines {
+        int last = kNoNode;
+        int lastOther = kNoNode;
+    };
+    std::vector<Lines> lines(Nodes().size());
+    ApplyParallelChunks(0, NodeCount(), [&](int from, int to) {
+        for (int n = from; n < to; ++n) {
+            if (!IsValidNode(n)) {
+                continue;
             }
-        });
-        return NodeAt(last).position;
+            Lines& found = lines[static_cast<std::size_t>(n)];
+            VisitNodeEdges(n, [&](int e) {
+                const int far = IsEdgeLocked(e) ? EdgeAt(Twin(e)).node : found.last;
+                if (far != found.last) {
+                    found.lastOther = found.last;
+                    found.last = far;
+                }
+            });
+        }
+    });
+    const auto beyond = [&](int node, int other) {
+        const Lines& at = lines[static_cast<std::size_t>(node)];
+        const int far = at.last != other ? at.last : at.lastOther;
+        return NodeAt(far != kNoNode ? far : node).position;
     };
     for (int e = 0; e < EdgeCount(); e += 2) {
         if (IsValidEdge(e) && EdgeAt(e).feature) {
