@@ -436,6 +436,18 @@ TEST(Subdivision, Sqrt3CutsBoundaryEdgesInThreeAfterEverySecondStep)
     EXPECT_TRUE(HasPoint(two, {3 + 2.0 / 3, 0, 0}));
 }
 
+TEST(Subdivision, ThousandsOfLinesMayMeetInANode)
+{
+    // Work that grew with the square of their number would not end within the time of a test.
+    constexpr std::size_t kLines = 10'000;
+    IndexedMesh cone = Support::Fan(kLines, true);
+    cone.points[0] = Vec3d(0, 0, 1);
+    const IndexedMesh out = Sqrt3(cone, 0.0, 2); // every edge is a line
+    // Nine of each triangle, two more on each side of an edge that is cut in three.
+    EXPECT_EQ(out.indices.size(), 3 * (9 + 4 + 2) * kLines);
+    EXPECT_TRUE(HasPoint(out, {0, 0, 1}, 0.0));
+}
+
 TEST(Subdivision, CornersOfACubeStayWithBothMethods)
 {
     const IndexedMesh cube = Support::Cube();
