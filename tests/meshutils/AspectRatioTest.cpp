@@ -212,7 +212,9 @@ TYPED_TEST(AspectRatioForms, SmallQuadrilateralsOfThePlaneStay)
     EXPECT_NE(TypeParam::Improved(TypeParam::Rhombus(large)), TypeParam::Rhombus(large));
     EXPECT_EQ(TypeParam::Improved(TypeParam::Rhombus(small)) == TypeParam::Rhombus(small),
               TypeParam::D == 2);
-    // Areas of 1e-14 give no normal.
+    // Areas of 1e-10 give a normal, of either type, and areas of 1e-14 don't.
+    EXPECT_EQ(TypeParam::Improved(TypeParam::Rhombus(1e-5)) == TypeParam::Rhombus(1e-5),
+              TypeParam::D == 2);
     EXPECT_EQ(TypeParam::Improved(TypeParam::Rhombus(1e-7)), TypeParam::Rhombus(1e-7));
 }
 
