@@ -10,7 +10,8 @@
 namespace Velk::Math::Sorvane::MeshUtils {
 
 /// Replaces the shared edge of two triangles by the other diagonal of their quadrilateral wherever
-/// that raises the worse of their two aspect ratios (`Mesh::AspectRatio`), until no flip does.
+/// that raises the worse of their two aspect ratios (`Mesh::AspectRatio`), until no edge is left to
+/// try.
 ///
 /// The points of the result are those of the mesh with their numbers, used or not. Its triangles
 /// are those of the mesh in order, without those that name a point twice or a point that is not
@@ -20,33 +21,38 @@ namespace Velk::Math::Sorvane::MeshUtils {
 /// coordinate that is not finite. The least aspect ratio of the mesh never falls.
 ///
 /// `creaseAngle`, in degrees, counts in space only: an edge whose two triangles, as the mesh comes
-/// in, have normals that differ by more is never flipped. Its cosine decides, so that angles mean
-/// something from 0 to 180, and NaN makes nothing a crease. With 0 only flat places are treated,
-/// and on a tilted plane not all of them: the cosine of two equal normals may round to less than 1.
-/// Choose some small angle. A triangle without area (at most 1e-12, in `float` as well) has no
-/// normal, and counts as standing at a right angle: up to 90 degrees its edges stay, above they may
-/// be flipped. Triangles that run their common edge the same way count as folded back.
+/// in, have normals that differ by more is never flipped. It is compared by its cosine, so that
+/// angles mean something from 0 to 180; an angle without a cosine makes nothing a crease. With 0
+/// not even a flat mesh is treated throughout, since the cosine between two equal normals may round
+/// to less than 1: choose some small angle. A triangle without area (at most 1e-12, in `float` as
+/// well) has no normal, and counts as standing at a right angle: up to 90 degrees its edges stay,
+/// above they may be flipped. Triangles that run their common edge the same way are folded back on
+/// each other.
 ///
 /// `maxDrift`, in the unit of the points, counts for each triangle number: the distances between
-/// the two diagonals of all flips that a number has taken part in, added up, don't pass it. In the
-/// plane they are 0, and only a negative bound, which forbids every flip, has an effect; NaN is no
-/// bound. This is no bound on how far the surface moves: a flip passes the place on to two numbers
-/// that may have spent less. With 0 a tilted plane stays as it is, since its diagonals miss each
-/// other by rounding.
+/// the two diagonals of all flips that a number has taken part in, added up, don't pass it. This is
+/// no bound on how far the surface moves: a flip hands the place on to two numbers that may have
+/// spent less before, so that a place can drift again and again. With 0 most flips of a flat mesh
+/// in space are refused as well, since its diagonals miss each other by rounding: choose the part's
+/// accuracy. In the plane the distances are 0, and only a negative bound, which forbids every flip,
+/// has an effect. NaN is no bound.
 ///
 /// What a flip asks of its four points: in space, that the normals of the two new triangles differ
 /// by less than a right angle; how they stand to the triangles around is not looked at. In the
-/// plane, that the product of the two doubled areas (signed, so that the quadrilateral is convex)
-/// is greater than 1e-12, in `float` 1e-8: that is absolute, so quadrilaterals with edges of about
-/// a thousandth and less stay as they are in the plane, and not in space. The gain has to be more
-/// than 1e-12, in `float` 1e-8. An edge that another edge of the mesh would have to double is left,
-/// and that other one, once it is tried or not, is not tried again for the sake of its neighbors.
+/// plane, that the product of the two doubled areas, with their signs, is greater than 1e-12, in
+/// `float` 1e-8: that is absolute, so that quadrilaterals of edges below about a thousandth
+/// (`float`: a hundredth) stay as they are, in the plane only. The lesser ratio has to gain more
+/// than 1e-12, in `float` 1e-8. An edge is not flipped into one that the mesh has already; that
+/// other edge is then not tried again when triangles beside it change.
 ///
-/// Edges are tried in ascending order of their larger, then of their smaller point number, then the
-/// edges of flipped triangles again in the order of the flips. The result depends on that order and
-/// is the same on every platform. Each flip raises the lesser ratio of its pair, so it ends;
-/// expected O(n) for n triangles and O(1) for each flip, of which usual meshes need fewer than
-/// triangles. Runs on the calling thread. For the dimensions 2 and 3 and for `float` and `double`.
+/// Edges are tried in ascending order of their larger, then of their smaller point number; after a
+/// flip the edges of its two triangles wait again, behind those that wait already. The result
+/// depends on this order and is the same on every platform. It comes to an end since every flip
+/// raises the lesser ratio of its pair. O(n) for n triangles to begin with and O(1) expected for
+/// each flip; usual meshes need fewer flips than triangles. Runs on the calling thread.
+///
+/// For D = 2 and 3 and for `float` and `double`; the `float` forms compute in `float` but for the
+/// nearest points of the diagonals and the cosine of the angle, which are rounded to it.
 template <int D, class T>
 Mesh::IndexedPointsBase<D, T> MaximizeAspectRatio(const Mesh::IndexedPointsBase<D, T>& mesh,
                                                   T creaseAngle, T maxDrift);
