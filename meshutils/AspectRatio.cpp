@@ -51,7 +51,7 @@ public:
         auto& waits = waits_[static_cast<std::size_t>(edge)];
         if (waits == 0) {
             waits = 1;
-            ring_[(first_ + size_) % ring_.size()] = edge;
+            ring_[Wrapped(first_ + size_)] = edge;
             ++size_;
         }
     }
@@ -59,13 +59,18 @@ public:
     int TakeFirst()
     {
         const int edge = ring_[first_];
-        first_ = (first_ + 1) % ring_.size();
+        first_ = Wrapped(first_ + 1);
         --size_;
         waits_[static_cast<std::size_t>(edge)] = 0;
         return edge;
     }
 
 private:
+    std::size_t Wrapped(std::size_t place) const
+    {
+        return place < ring_.size() ? place : place - ring_.size();
+    }
+
     std::vector<int> ring_;
     std::vector<unsigned char> waits_;
     std::size_t first_ = 0;
