@@ -59,8 +59,6 @@ void Flip(Input& input, T angle, T drift)
             const int* c = &mesh.indices[mesh.indices.size() - 3];
             const auto [least, greatest] = std::minmax({c[0], c[1], c[2]});
             if (c[0] != c[1] && c[1] != c[2] && c[2] != c[0] && least >= 0 && greatest < count) {
-                c[0], c[1], c[2]
-            }) < count) {
                 sound.insert(sound.end(), c, c + 3);
             }
         }
