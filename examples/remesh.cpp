@@ -15,11 +15,11 @@
 
 #include "Arguments.h"
 #include "PartFiles.h"
+#include "PartMeasures.h"
 #include "TextOutput.h"
 
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/Remesh_E.h>
-#include <Sorvane/TriangleTree_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Vector_E.h>
 
@@ -101,27 +101,11 @@ std::optional<Options> ParseOptions(int argc, char** argv)
     return options;
 }
 
-const Vec3d& Corner(const Part& part, std::size_t place)
-{
-    return part.points[static_cast<std::size_t>(part.indices[place])];
-}
-
-double Volume(const Part& part)
-{
-    const Vec3d origin = part.points.empty() ? Vec3d{} : part.points.front();
-    double volume = 0;
-    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        volume += (Corner(part, i) - origin) *
-                  ((Corner(part, i + 1) - origin) ^ (Corner(part, i + 2) - origin)) / 6;
-    }
-    return volume;
-}
-
 double MeanEdge(const Part& part)
 {
     double sum = 0; // every edge of a closed part counts twice, and the mean is the same
     for (std::size_t i = 0; i < part.indices.size(); ++i) {
-        sum += Length(Corner(part, i / 3 * 3 + (i + 1) % 3) - Corner(part, i));
+        sum += Length(CornerOf(part, i / 3 * 3 + (i + 1) % 3) - CornerOf(part, i));
     }
     return part.indices.empty() ? 0 : sum / static_cast<double>(part.indices.size());
 }
@@ -134,12 +118,12 @@ void TellQuality(const char* when, const Part& part, double length)
     double sum = 0;
     for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
         const double ratio =
-            Mesh::AspectRatio(Corner(part, i), Corner(part, i + 1), Corner(part, i + 2));
+            Mesh::AspectRatio(CornerOf(part, i), CornerOf(part, i + 1), CornerOf(part, i + 2));
         worst = std::min(worst, ratio);
         sum += ratio;
     }
     std::printf("%-7s %zu triangles, %zu open edges, volume %.9g\n", when, triangles,
-                Mesh::BoundaryEdges(part).size(), Volume(part));
+                Mesh::BoundaryEdges(part).size(), VolumeOf(part));
     std::printf("        aspect ratio: worst %.4f, mean %.4f\n", worst,
                 triangles == 0 ? 1 : sum / static_cast<double>(triangles));
 
@@ -148,7 +132,7 @@ void TellQuality(const char* when, const Part& part, double length)
                                                 "to 2",      "to 4",   "above"};
     std::array<std::size_t, 7> counts{};
     for (std::size_t i = 0; i < part.indices.size(); ++i) {
-        const double edge = Length(Corner(part, i / 3 * 3 + (i + 1) % 3) - Corner(part, i));
+        const double edge = Length(CornerOf(part, i / 3 * 3 + (i + 1) % 3) - CornerOf(part, i));
         const auto bound = std::upper_bound(kBounds.begin(), kBounds.end(), edge / length);
         ++counts[static_cast<std::size_t>(bound - kBounds.begin())];
     }
@@ -160,31 +144,6 @@ void TellQuality(const char* when, const Part& part, double length)
                                                static_cast<double>(part.indices.size()));
     }
     std::printf("\n");
-}
-
-/// The greatest and the mean distance of a mesh from a surface, at its points and at the middles of
-/// its edges and triangles.
-void TellDeviation(const char* what, const Part& from, const Part& surface)
-{
-    std::vector<Vec3d> samples = from.points;
-    for (std::size_t i = 0; i + 2 < from.indices.size(); i += 3) {
-        const Vec3d& a = Corner(from, i);
-        const Vec3d& b = Corner(from, i + 1);
-        const Vec3d& c = Corner(from, i + 2);
-        samples.insert(samples.end(),
-                       {(a + b + c) / 3.0, (a + b) / 2.0, (b + c) / 2.0, (c + a) / 2.0});
-    }
-    const Tree::QOFTriangleTree<3, double> tree(surface.points, surface.indices);
-    const auto nearest = tree.ClosestPoints(samples, 1e100, {});
-    double greatest = 0;
-    double sum = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const double distance = Length(nearest[i].point - samples[i]);
-        greatest = std::max(greatest, distance);
-        sum += distance;
-    }
-    std::printf("        %s: %.6g at most, %.6g in the mean\n", what, greatest,
-                samples.empty() ? 0 : sum / static_cast<double>(samples.size()));
 }
 
 // --- the picture --------------------------------------------------------------------------------
@@ -225,9 +184,9 @@ void Draw(std::FILE* svg, const Part& part, const View& view, double offset)
     };
     std::vector<Face> faces;
     for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        const Vec3d& a = Corner(part, i);
-        const Vec3d& b = Corner(part, i + 1);
-        const Vec3d& c = Corner(part, i + 2);
+        const Vec3d& a = CornerOf(part, i);
+        const Vec3d& b = CornerOf(part, i + 1);
+        const Vec3d& c = CornerOf(part, i + 2);
         const double facing = Vector::Normalized((b - a) ^ (c - a), 0.0) * view.toward;
         if (facing > 0) {
             faces.push_back({i, (a + b + c) * view.toward, facing});
@@ -241,7 +200,7 @@ void Draw(std::FILE* svg, const Part& part, const View& view, double offset)
         // In tenths, the second and third corner relative to the one before: pictures stay small.
         std::array<long, 2> last{};
         for (std::size_t k = 0; k < 3; ++k) {
-            const Vec3d& p = Corner(part, face.first + k);
+            const Vec3d& p = CornerOf(part, face.first + k);
             const std::array<long, 2> at{
                 std::lround(10 * (offset + kMargin + (p * view.right - view.left) * view.scale)),
                 std::lround(10 * (kMargin + (-(p * view.up) - view.top) * view.scale))};
@@ -320,8 +279,8 @@ int main(int argc, char** argv)
         std::printf("        the part is open: its volume says nothing\n");
         return 0;
     }
-    const double volume = Volume(part);
-    const double drift = volume == 0 ? 0 : 100 * (Volume(result) / volume - 1);
+    const double volume = VolumeOf(part);
+    const double drift = volume == 0 ? 0 : 100 * (VolumeOf(result) / volume - 1);
     std::printf("        the volume has drifted by %.4f %%\n", drift);
     if (!Mesh::BoundaryEdges(result).empty()) {
         std::fprintf(stderr, "%s: the part was closed, the result is open\n",

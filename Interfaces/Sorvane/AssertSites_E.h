@@ -70,6 +70,11 @@ inline constexpr AssertSite kStarIsNotClosed{
     "Remesher_Impl", 293,
     "Velk::Math::Sorvane::Mesh::IsotropicRemesh::Remesher::RemoveTriangleStars"};
 
+/// `MeshUtils::MaximizeAspectRatio` came to an edge that does not have two triangles; the edge
+/// stays.
+inline constexpr AssertSite kMaximizeAspectRatio{
+    "MeshUtilities", 1252, "Velk::Math::Sorvane::MeshUtils::MaximizeAspectRatio"};
+
 /// Tells the handler of the moment.
 inline void Report(const AssertSite& site)
 {

@@ -4,6 +4,7 @@
 
 #include <Sorvane/AnisotropicRemesher_E.h>
 #include <Sorvane/ArcSegChain_E.h>
+#include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ClosestPoint_E.h>

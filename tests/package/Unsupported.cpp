@@ -157,3 +157,11 @@ void Curvatures(const VecBase<3, double>& point, const VecBase<4, double>& point
     (void)MeshUtils::MixedAreas(point, {point}, 0.0);
     (void)MeshUtils::MixedAreas(point4, {point4}, 0.0); // refused: MixedAreas
 }
+
+// --- aspect ratio ---------------------------------------------------------------------------------
+
+void Flips(const Mesh::IndexedPointsBase<2, float>& mesh, const Mesh::IndexedPointsBase<4, double>& mesh4)
+{
+    (void)MeshUtils::MaximizeAspectRatio(mesh, 1.0F, 1.0F);
+    (void)MeshUtils::MaximizeAspectRatio(mesh4, 1.0, 1.0); // refused: MaximizeAspectRatio
+}
