@@ -896,6 +896,19 @@ TYPED_TEST(Prisms, WithoutTrianglesTheSpreadDirectionsAreSearched)
     EXPECT_EQ(same.transform, report.transform);
 }
 
+TYPED_TEST(Prisms, OfATinyPartStandOnItsFaces)
+{
+    // A cube of some micrometers in meters: the cross products of its edges are next to nothing.
+    using T = TypeParam;
+    std::vector<Vec3d> tiny;
+    for (const Vec3d& p : CubeCorners()) {
+        tiny.push_back(Askew() * p * 0x1p-21 - Askew() * Vec3d{} * 0x1p-21);
+    }
+    const auto report =
+        MinimalHullPrism(this->Cast(tiny), CubeTriangles(false), VecBase<3, T>{}, true, false);
+    EXPECT_NEAR(report.area / 0x1p-42, 1, std::is_same_v<T, float> ? 1e-4 : 1e-9);
+}
+
 TYPED_TEST(Prisms, OfHardlyAnythingAreZero)
 {
     using T = TypeParam;
