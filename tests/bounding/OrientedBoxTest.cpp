@@ -662,6 +662,30 @@ TEST(MinimalOrientedBox, IsNoLargerThanADenseSearchOverAllRotations)
     }
 }
 
+TEST(MinimalOrientedBox, NoSmallTurnMakesItSmaller)
+{
+    Support::Random random(23);
+    for (const PointSet set : {PointSet::Cube, PointSet::Ball, PointSet::Sphere}) {
+        SCOPED_TRACE(NameOf(set));
+        for (const int count : {6, 10, 20, 60}) {
+            const auto points = Support::MakePoints<3, double>(set, count, random);
+            const Box<3> box = MinimalBoxOf(points);
+            double least = kInfinity;
+            for (int i = 0; i < 1500; ++i) {
+                const Vec3d axis = Support::RandomDirection<3, double>(random);
+                const double angle = std::pow(10, random.Between(-5, -0.5));
+                const auto turn = Transform::BuildRotationFromAxisAngle(axis, angle);
+                double volume = 1;
+                for (int k = 0; k < 3; ++k) {
+                    volume *= Extent(points, turn * Column(box.transform, k));
+                }
+                least = std::min(least, volume);
+            }
+            EXPECT_GE(least, box.Measure() * (1 - 1e-9)) << count;
+        }
+    }
+}
+
 TEST(MinimalOrientedBox, IsNoSmallerThanTheHull)
 {
     Support::Random random(2);
