@@ -236,12 +236,13 @@ private:
 
     void TryFlat(const std::vector<Vec3d>& points, const Axes& axes)
     {
-        const auto [low, high] = Extent(points, axes);
+        const std::array<Vec3d, 2> extent = Extent(points, axes);
+        const Vec3d middle = (extent[0] + extent[1]) * 0.5;
         const double both = 2 * options_.allowance;
-        const Vec3d needed = high - low + Vec3d(both, both, both);
+        const Vec3d needed = extent[1] - extent[0] + Vec3d(both, both, both);
         const auto tryIn = [&](Kind kind, const Vec3d& size) {
             if (size[0] >= needed[0] && size[1] >= needed[1] && size[2] >= needed[2]) {
-                Try(kind, size, size[0] * size[1] * size[2], axes, (size - low - high) * 0.5);
+                Try(kind, size, size[0] * size[1] * size[2], axes, size * 0.5 - middle);
             }
         };
         if (needed[0] >= needed[1] && needed[1] >= needed[2]) {
