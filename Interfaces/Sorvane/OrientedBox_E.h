@@ -103,7 +103,7 @@ template <class T> struct SORVANE_API HullPrismReport {
 /// Triangles without a normal, or with an index out of range, add no direction. No points, or a value
 /// that is not finite: a report of zeros. One point, and points on a line: area 0, any direction.
 ///
-/// A few microseconds a direction for a hull of some hundred triangles: areas are summed over its
+/// Less than a microsecond a direction for a hull of some hundred triangles: areas are summed over its
 /// triangles (A. Cauchy, 1841), only what may be the least is measured by the outline. Parallel, with the
 /// same result for any number of threads.
 template <class T>
