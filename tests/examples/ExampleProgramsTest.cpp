@@ -41,6 +41,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"part_picture", {"picture.svg"}, 1, {0, 2}},
         {"drill_holes", {"picture.svg"}, 1, {0}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
+        {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
     };
     return programs;
 }

@@ -114,6 +114,12 @@ void Bounds(const Points<2, double>& points, const Points<2, int>& whole)
     (void)Bounding::ConvexHull(whole, false);              // refused: ConvexHull
 }
 
+void Prisms(const Points<3, double>& points, const Points<3, long double>& wide)
+{
+    (void)Bounding::MinimalHullPrism(points, {}, VecBase<3, double>{}, false, false);
+    (void)Bounding::MinimalHullPrism(wide, {}, VecBase<3, long double>{}, false, false); // refused: MinimalHullPrism
+}
+
 void Codes(const Points<4, double>& points)
 {
     (void)Tree::MortonCurve::Encode<3, 2>(7);
