@@ -16,6 +16,7 @@
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/IterativeRemesher_E.h>
+#include <Sorvane/MaterialTree_E.h>
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
