@@ -26,6 +26,7 @@
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/Remesh_E.h>
+#include <Sorvane/SegmentLinking_E.h>
 #include <Sorvane/SegmentTree_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/TreeAddress_E.h>
