@@ -429,7 +429,7 @@ CornerSets(const std::vector<std::vector<Vec2d>>& chains)
         for (const Vec2d& point : chain) {
             corners.emplace(point[0], point[1]);
         }
-        if (chain.front() == chain.back()) {
+        if (chain.size() > 1 && chain.front() == chain.back()) {
             sets.insert(corners);
         }
     }
@@ -606,6 +606,25 @@ TEST(SegmentLinking, ADrawingAtMinusTenHasNoSquareToLinkIn)
     }
     const Vec2d corner(-11, -11);
     EXPECT_EQ(linked(corner), (Polylines<double>{{corner, corner}, {corner}, {corner}}));
+}
+
+TEST(SegmentLinking, WithoutASquareAJunctionIsLinkedOnceOnly)
+{
+    // Two triangles that touch in a corner, the middle of the box. Four ends meet there; the square
+    // of no size would hold them at tolerance 0, but nothing is searched in it, and of those at one
+    // point the pairing links two.
+    const auto chains = [](const Vec2d& middle) {
+        const auto at = [&](double x, double y) { return middle + Vec2d(x, y); };
+        return LinkSegments(Segments<double>{{middle, at(-1, -1)},
+                                             {at(-1, -1), at(-1, 1)},
+                                             {at(-1, 1), middle},
+                                             {middle, at(1, -1)},
+                                             {at(1, -1), at(1, 1)},
+                                             {at(1, 1), middle}},
+                            0.0);
+    };
+    EXPECT_EQ(CornerSets(chains({50, 50})).size(), 2U);
+    EXPECT_EQ(CornerSets(chains({-10, -10})).size(), 1U);
 }
 
 TEST(SegmentLinking, EndsThatAreNotFiniteTakeTheirSegmentAlong)
