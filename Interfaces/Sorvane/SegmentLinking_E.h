@@ -9,51 +9,50 @@
 
 namespace Velk::Math::Sorvane::Tree {
 
-/// Links segments whose ends coincide or lie close, such as the cuts of a mesh by a plane, and reads off the
+/// Links segments whose ends coincide or lie close, such as the cuts of a mesh by a plane, and reads off
 /// polylines. The direction of the segments is lost.
 ///
-/// Made for closed loops: each loop of linked segments comes out as one polyline that repeats its first
-/// point at the end. **Of open polylines parts are lost**, see below; where they matter, and where ends
-/// match within a tolerance everywhere, call `Vector::SegmentsToPolyPointStream`, which uses each segment
-/// once.
+/// Made for closed loops: each loop of linked segments comes out, as one polyline that repeats its first
+/// point at the end. **Of open polylines parts are lost**, see below. `Vector::SegmentsToPolyPointStream`
+/// loses none: it uses each segment once and links what matches within one tolerance.
 ///
-/// Ends within 1e-12 on each axis are one point. Segments between the same two points count once, and
-/// one within a point, or with an end that is not finite, not at all. In what follows points are in
-/// ascending order of x, then y, and segments in that of their lower, then their upper point: "first"
-/// and "lowest" say no more about the caller's list than that. Two ends are linked, each once:
+/// Ends within 1e-12 of each other on both axes are one point. Segments between the same two points count once;
+/// those within one point, or with an end that is not finite, do not count. Points are in ascending order
+/// of x, then y, segments in that of their lower, then of their upper point, and ends in that of their
+/// segments, the lower one first; the order of the list says nothing. Ends are linked two by two, each
+/// once:
 ///
-/// 1. When they are the only two at their point.
-/// 2. Otherwise each free end in turn takes the nearest other one (of equally near ones the lowest) that
-///    is free, of another segment, within `tolerance`, and no nearer to the other end of its own
-///    segment. The sign of the tolerance is ignored. An end is never taken, though it may take, when its
-///    ball of radius `tolerance` does not lie in the square around the center c of the box of all
-///    ends whose half edge is |min - 1.1 c|, where min is the lower corner of that box. **This depends on
-///    where the drawing lies**: around the origin the square is a little more than the drawing, far to
-///    its lower left and near c = 11 min / 10... it can be small or nothing. With a half edge of 0
-///    this step is passed over.
-/// 3. What is still free is paired once, **at any distance**: an end links with the nearest other when
-///    that one's nearest is this end, provided the *square* of their distance is at most the *length* of
-///    its segment. So the result depends on the unit of length. An end that is refused looks, when a later one
-///    finds it, at its next farther neighbor instead.
+/// 1. The two ends at a point that has no others.
+/// 2. Each free end in turn with the nearest free end of another segment (the first of several) that is
+///    no farther than `tolerance`, whose sign is ignored, and no nearer to the other end of this segment. An
+///    end can be taken, not take, only if the ball of radius `tolerance` around it lies in the square
+///    around the center c of the drawing's box with the half edge |min - 1.1 c|, where min is the box's
+///    lower corner. **That depends on where the drawing lies.** For a box from (-11, -11) to (-9, -9) the
+///    half edge is 0, and this step is passed over; a tolerance of the size of the drawing fits nowhere.
+/// 3. What is then free, **at any distance**: each end in turn looks at the nearest free end of another
+///    segment, and links with it if it is that one's nearest too. It does not unless the *square* of the
+///    distance of that one to its nearest is at most the *length* of this end's segment, so that
+///    the result depends on the unit of length. Nearest means of all that came to this step: an end whose
+///    nearest has been linked to another stays free. One that was turned down, because it was not the nearest of
+///    its nearest, counts from then on as having its neighbor at the next greater distance as nearest.
 ///
-/// Each segment is then walked from end to end at most once. The first polyline begins at the lower
-/// point of the first segment; every other one begins at the lowest end of a segment that no polyline
-/// has used and that is linked at both ends. A polyline ends where a link is missing, after the last
-/// point, or where it meets a segment that has been used. At a gap that steps 2 or 3 bridged, only the
-/// point at which the next segment is entered is told.
+/// Then the links are walked. The first polyline begins at the lower point of the first segment and runs
+/// to its upper one; any other at the first end of a segment that no polyline has used and that is
+/// linked at both ends, and runs to that segment's other end. A polyline ends where a link is missing, or with
+/// the point at which it enters a segment that has been used. Of two ends that were linked across a gap only the
+/// one that is entered is told.
 ///
-/// What follows from that, and is kept: a segment with a free end never begins a polyline, unless it is
-/// the first of all; so an open polyline of one or two segments is lost, and of a longer one the part
-/// that lies behind its first linked segment is lost or comes as a polyline of its own. The first
-/// segment alone gives its lower point twice, or is told from the middle of its polyline. As many
-/// further polylines of one point follow as segments were not reached. For closed loops none of this
-/// occurs.
+/// So a segment with a free end begins no polyline but the first. An open polyline of one or two segments
+/// is lost unless it holds the first segment; of a longer one, the part behind the segment at which its
+/// walk began is lost or comes as a polyline of its own. For each segment that was not walked there is a
+/// polyline of one point at the end. The first segment alone gives its lower point twice.
 ///
-/// Deterministic: neither the order nor the direction of the given segments matters, unless
-/// ends differ by less than 1e-12. Time O(n log n), memory O(n) for n segments, also where any number of
-/// ends share a point; a bridge within `tolerance` over crowds of ends that are nearer to the other end
-/// of the same segment costs more. Fewer than 2^30 segments. Coordinates beyond 1e150 have no meaningful distances.
-/// `float` is widened and calculated in `double`; every coordinate of the result is one that was given.
+/// The same result for any order and direction of the segments, as long as points that differ do so by
+/// more than 1e-12. Empty for an empty list. A NaN tolerance and an infinite one pass step 2 over.
+/// Time O(n log n), memory O(n) for n segments, any number of which may share a point; an end in step 2 that
+/// has crowds within its tolerance just nearer to the other end of its segment costs more. Fewer than 2^30
+/// segments. Beyond coordinates of 1e150 squared distances overflow and are all equal. `float` is calculated in
+/// `double`; each coordinate of the result is one that was given.
 template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 LinkSegments(const std::vector<Geometry::SegBase<T>>& segments, T tolerance);

@@ -1,6 +1,7 @@
 // Linking of segments: equal, point by point, to the same steps over all pairs of ends with tables
 // and widening searches, on thousands of small drawings; and the known answers.
 
+#include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/SegmentLinking_E.h>
 #include <Velk/Math/Vector_E.h>
 
@@ -380,7 +381,7 @@ TEST(SegmentLinking, EqualsTheStepsOverAllPairsOnCrowds)
 {
     // More ends than a leaf of the search holds, short segments among long ones.
     Support::Random random(5);
-    for (int trial = 0; trial < 60; ++trial) {
+    for (int trial = 0; trial < 25; ++trial) {
         Segments<double> segments;
         for (int i = 0; i < 100; ++i) {
             const Vec2d start = random.Vector<2, double>(-10, 10);
@@ -460,6 +461,68 @@ TEST(SegmentLinking, EveryClosedLoopComesOut)
             }
         }
     }
+}
+
+/// Where the triangles of a mesh cross a height, with the same bits for an edge from both sides.
+Segments<double> Section(const Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>& mesh,
+                         double height)
+{
+    Segments<double> segments;
+    for (std::size_t t = 0; t + 2 < mesh.indices.size(); t += 3) {
+        std::vector<Vec2d> crossings;
+        for (std::size_t k = 0; k < 3; ++k) {
+            const auto [low, high] =
+                std::minmax(mesh.indices[t + k], mesh.indices[t + (k + 1) % 3]);
+            const auto& a = mesh.points[static_cast<std::size_t>(low)];
+            const auto& b = mesh.points[static_cast<std::size_t>(high)];
+            if ((a[2] > height) != (b[2] > height)) {
+                const auto crossing = a + (b - a) * ((height - a[2]) / (b[2] - a[2]));
+                crossings.emplace_back(crossing[0], crossing[1]);
+            }
+        }
+        if (crossings.size() == 2) {
+            segments.push_back({crossings[0], crossings[1]});
+        }
+    }
+    return segments;
+}
+
+double LengthOf(const Polylines<double>& chains)
+{
+    double length = 0;
+    for (const std::vector<Vec2d>& chain : chains) {
+        for (std::size_t i = 1; i < chain.size(); ++i) {
+            length += std::sqrt(Squared(chain[i - 1], chain[i]));
+        }
+    }
+    return length;
+}
+
+TEST(SegmentLinking, SectionsOfAPartAreClosedLoops)
+{
+    Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double> mesh;
+    ASSERT_TRUE(
+        Velk::Math::Sorvane::MeshUtils::ReadMesh(mesh, Support::ExampleData("bracket.stl")));
+    const auto [lowest, highest] =
+        std::minmax_element(mesh.points.begin(), mesh.points.end(),
+                            [](const auto& a, const auto& b) { return a[2] < b[2]; });
+    std::size_t loops = 0;
+    for (const double share : {0.0717, 0.2931, 0.5113, 0.7333, 0.9171}) {
+        const double height = (*lowest)[2] + share * ((*highest)[2] - (*lowest)[2]);
+        const Segments<double> segments = Section(mesh, height);
+        ASSERT_FALSE(segments.empty());
+        const Polylines<double> chains = LinkSegments(segments, 1e-6);
+        for (const std::vector<Vec2d>& chain : chains) {
+            EXPECT_GE(chain.size(), 4U);
+            EXPECT_EQ(chain.front(), chain.back());
+        }
+        const Polylines<double> strings =
+            Velk::Math::Vector::SegmentsToPolyPointStream(segments, 1e-12);
+        EXPECT_EQ(chains.size(), strings.size());
+        EXPECT_NEAR(LengthOf(chains), LengthOf(strings), 1e-9 * LengthOf(strings));
+        loops += chains.size();
+    }
+    EXPECT_GT(loops, 5U); // holes too
 }
 
 TEST(SegmentLinking, LoopsWithGapsClose)
