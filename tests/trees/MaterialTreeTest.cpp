@@ -300,13 +300,28 @@ std::vector<Address<D>> ShellOf(Grid<D>& body)
     return shell;
 }
 
+/// The cells of `depth` within a cell.
+template <int D, class Fn>
+void ForEachFinest(const Address<D>& address, unsigned int depth, const Fn& fn)
+{
+    const Cell<D> corner = Support::CellOf<D>(address);
+    Grid<D>(depth - address.depth).ForEach([&](Cell<D> cell) {
+        for (std::size_t axis = 0; axis < D; ++axis) {
+            cell[axis] += corner[axis] << (depth - address.depth);
+        }
+        fn(cell);
+    });
+}
+
 /// The class of each finest cell by a flood over all of them from the border.
 template <int D>
 Grid<D> FloodedGrid(const std::vector<Address<D>>& shell, unsigned int depth)
 {
     Grid<D> states(depth);
     for (const Address<D>& address : shell) {
-        states[Support::CellOf<D>(address)] = static_cast<char>(State::Surface);
+        ForEachFinest<D>(address, depth, [&](const Cell<D>& cell) {
+            states[cell] = static_cast<char>(State::Surface);
+        });
     }
     std::vector<Cell<D>> reached;
     const auto wet = [&](const Cell<D>& cell) {
@@ -354,13 +369,7 @@ LeafMap<D> MapOfLeaves(const std::vector<Node<D>>& leaves, unsigned int depth)
     LeafMap<D> map{Grid<D>(depth), Grid<D>(depth), true, true};
     std::size_t covered = 0;
     for (const Node<D>& leaf : leaves) {
-        const Cell<D> corner = Support::CellOf<D>(leaf.address);
-        Grid<D> inner(depth - leaf.address.depth);
-        inner.ForEach([&](const Cell<D>& within) {
-            Cell<D> cell = within;
-            for (std::size_t axis = 0; axis < D; ++axis) {
-                cell[axis] += corner[axis] << (depth - leaf.address.depth);
-            }
+        ForEachFinest<D>(leaf.address, depth, [&](const Cell<D>& cell) {
             map.tiles = map.tiles && map.states[cell] == 0;
             map.states[cell] = static_cast<char>(leaf.state);
             map.depths[cell] = static_cast<char>(leaf.address.depth);
@@ -378,40 +387,73 @@ LeafMap<D> MapOfLeaves(const std::vector<Node<D>>& leaves, unsigned int depth)
     return map;
 }
 
-/// How many of `trials` random bodies gave a proper tree; on those the classes are compared.
+/// 1 when the tree of the list is a proper one, on which the classes are compared; otherwise 0.
 template <int D>
-int CompareProperTrees(int trials, unsigned int depth)
+int CompareIfProper(const std::vector<Address<D>>& list, unsigned int depth)
+{
+    const std::vector<Node<D>> leaves = SolidVoxelizationFromLeaves<D>(list, true);
+    LeafMap<D> map = MapOfLeaves(leaves, depth);
+    const auto surfaces = std::count_if(leaves.begin(), leaves.end(), [](const Node<D>& leaf) {
+        return leaf.state == State::Surface;
+    });
+    if (!map.tiles || !map.balanced || static_cast<std::size_t>(surfaces) != list.size()) {
+        return 0;
+    }
+    Grid<D> expected = FloodedGrid(list, depth);
+    int wrong = 0;
+    expected.ForEach(
+        [&](const Cell<D>& cell) { wrong += expected[cell] != map.states[cell] ? 1 : 0; });
+    EXPECT_EQ(wrong, 0);
+    return 1;
+}
+
+/// How many of `trials` random bodies gave a proper tree.
+template <int D>
+int CompareBodies(int trials, unsigned int depth)
 {
     Support::Random random(7);
     int compared = 0;
     for (int trial = 0; trial < trials; ++trial) {
         Grid<D> body = RandomBody<D>(random, depth);
         const std::vector<Address<D>> shell = ShellOf(body);
-        if (shell.empty()) {
-            continue;
-        }
-        const std::vector<Node<D>> leaves = SolidVoxelizationFromLeaves<D>(shell, true);
-        LeafMap<D> map = MapOfLeaves(leaves, depth);
-        const auto surfaces = std::count_if(leaves.begin(), leaves.end(), [](const Node<D>& leaf) {
-            return leaf.state == State::Surface;
+        compared += shell.empty() ? 0 : CompareIfProper<D>(shell, depth);
+    }
+    return compared;
+}
+
+/// The same of random lists of cells of several depths, none within another.
+template <int D>
+int CompareMixedLists(int trials, unsigned int depth)
+{
+    Support::Random random(8);
+    int compared = 0;
+    for (int trial = 0; trial < trials; ++trial) {
+        const int count = 1 + random.Below(8) * random.Below(8);
+        std::vector<Address<D>> list =
+            Support::RandomAddresses<D>(random, count, {}, 1, static_cast<int>(depth));
+        std::sort(list.begin(), list.end());
+        list.erase(std::unique(list.begin(), list.end()), list.end());
+        const std::set<Address<D>> all(list.begin(), list.end());
+        std::erase_if(list, [&](Address<D> address) {
+            while (address.depth > 0) {
+                address = {address.depth - 1, address.path >> D};
+                if (all.count(address) > 0) {
+                    return true;
+                }
+            }
+            return false;
         });
-        if (!map.tiles || !map.balanced || static_cast<std::size_t>(surfaces) != shell.size()) {
-            continue;
-        }
-        ++compared;
-        Grid<D> expected = FloodedGrid(shell, depth);
-        int wrong = 0;
-        expected.ForEach(
-            [&](const Cell<D>& cell) { wrong += expected[cell] != map.states[cell] ? 1 : 0; });
-        EXPECT_EQ(wrong, 0) << "trial " << trial;
+        compared += CompareIfProper<D>(list, depth);
     }
     return compared;
 }
 
 TEST(MaterialTree, ProperTreesEqualAFloodOverTheFinestCells)
 {
-    EXPECT_GT(CompareProperTrees<2>(150, 5), 50);
-    EXPECT_GT(CompareProperTrees<3>(25, 4), 5);
+    EXPECT_GT(CompareBodies<2>(150, 5), 50);
+    EXPECT_GT(CompareBodies<3>(25, 4), 5);
+    EXPECT_GT(CompareMixedLists<2>(1000, 4), 100);
+    EXPECT_GT(CompareMixedLists<3>(100, 2), 10);
 }
 
 // --- known answers ------------------------------------------------------------------------------
