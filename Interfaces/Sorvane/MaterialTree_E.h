@@ -28,28 +28,29 @@ template <int D> struct SORVANE_API Node {
 /// inside.
 ///
 /// The tree is `CompleteTree(leaves, true, true)`, and a leaf of it is a node without a child in it. Empty
-/// space begins in the leaves at the border of unit space that are not in `leaves` and floods through faces:
-/// into the neighbor of the same depth, or else into the nearest ancestor of that place which is in the
-/// tree; where that one is no leaf, into those of its children on the side entered that are leaves, one
+/// space begins in the leaves at the border of unit space that are not in `leaves` and floods through
+/// faces: into the neighbor of the same depth, or else into the nearest ancestor of that place which is in
+/// the tree; where that one is no leaf, into those of its children on the side entered that are leaves, one
 /// level down and no further. A cell of `leaves` stops the flood, an inner one for its whole size. Leaves
 /// that the flood misses are `Interior`. Cells that meet only along an edge or in a corner seal.
 ///
-/// The result is ascending by depth, then path, and holds all nodes, or with `leavesOnly` the leaves
-/// alone. Cells at full depth (31 in the plane, 21 in space) and beyond have no level in the tree and are
-/// left out. Empty for an empty list and for one that has no other cells. The order of `leaves` and
-/// repeats in it make no difference. The root alone gives one node, `Surface`.
+/// The result is ascending by depth, then path, and holds all nodes, or with `leavesOnly` the leaves alone.
+/// Cells at full depth (31 in the plane, 21 in space) and beyond have no level in the tree and are left
+/// out. Empty for an empty list and for one that has no other cells. The order of `leaves` and repeats in
+/// it make no difference. The root alone gives one node, `Surface`.
 ///
 /// Completing with balance replaces each level of parents by its neighbors (see `CompleteTree`), and this
-/// operation follows it. Cells of a list with more than one depth can therefore be missing from
-/// the result: (3, 0) together with (2, 15) in the plane leaves no node for (2, 15). So can whole
-/// families, so that the leaves of a result need not tile the square or cube, also where all
-/// cells have one depth: a ring along a slanted line may come out with gaps, through which the flood does not
-/// step or steps too far. Where every cell of the list is a leaf of the result, the leaves tile, and leaves
-/// that share a face differ by one level at most, the classes are exactly those of a flood over the
-/// finest cells; a host that relies on them checks this.
+/// operation follows it. Cells of a list with more than one depth can therefore be missing from the result:
+/// (3, 0) together with (2, 15) in the plane leaves no node for (2, 15). So can whole families, so that the
+/// leaves of a result need not tile the square or cube, also where all cells have one depth: a ring along a
+/// slanted line may come out with gaps, through which the flood does not step or steps too far. Where every
+/// cell of the list is a leaf of the result, the leaves tile, and leaves that share a face differ by one
+/// level at most, the classes are exactly those of a flood over the finest cells; a host that relies on
+/// them checks this.
 ///
-/// Time O(n log n), memory O(n) for n nodes of the tree. The tree of scattered deep cells is far larger than the list: see
-/// `CompleteTree`. Parallel except for the flood; the same result for any number of threads.
+/// Time O(n log n), memory O(n) for n nodes of the tree. The tree of scattered deep cells is far larger
+/// than the list: see `CompleteTree`. Parallel except for the flood; the same result for any number of
+/// threads.
 template <int D>
 std::vector<Node<D>> SolidVoxelizationFromLeaves(const std::vector<QOFAddress<D>>& leaves,
                                                  bool leavesOnly);

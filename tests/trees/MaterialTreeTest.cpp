@@ -9,6 +9,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <map>
 #include <set>
 #include <vector>
@@ -588,6 +589,27 @@ TEST(MaterialTree, KeepsTheLossesOfBalance)
     for (const Node<2>& node : SolidVoxelizationFromLeaves<2>({{2, 15}, {3, 0}}, false)) {
         EXPECT_NE(node.address, (Address<2>{2, 15}));
     }
+}
+
+TEST(MaterialTree, ADiagonalRingOfOneDepthLeavesGaps)
+{
+    // Cells of a diamond: balance drops parents of cells that touch only in corners, and with them
+    // the siblings that would have filled the square.
+    std::vector<Address<2>> diamond;
+    for (long long x = 0; x < 16; ++x) {
+        for (long long y = 0; y < 16; ++y) {
+            if (std::abs(x - 7) + std::abs(y - 7) == 6) {
+                diamond.push_back(At(x, y, 4));
+            }
+        }
+    }
+    std::sort(diamond.begin(), diamond.end());
+    ExpectEqualsTwin<2>(diamond);
+    double area = 0;
+    for (const Node<2>& leaf : SolidVoxelizationFromLeaves<2>(diamond, true)) {
+        area += 1.0 / static_cast<double>(1ULL << 2 * leaf.address.depth);
+    }
+    EXPECT_LT(area, 1);
 }
 
 TEST(MaterialTree, RootEmptyAndCellsWithoutLevel)
