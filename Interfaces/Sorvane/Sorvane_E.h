@@ -17,6 +17,7 @@
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/IterativeRemesher_E.h>
+#include <Sorvane/MaterialTree_E.h>
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
@@ -27,6 +28,7 @@
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/Remesh_E.h>
+#include <Sorvane/SegmentLinking_E.h>
 #include <Sorvane/SegmentTree_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/TreeAddress_E.h>
