@@ -280,6 +280,11 @@ protected:
     /// The ring is that of the node's `NodeNodes`, and runs round: its last point is next to its
     /// first. Where two points in a row have no triangle of the node between them (the gap of a
     /// boundary) nothing is tested.
+    ///
+    /// A triangle whose edge from the node is no longer than 1e-12, or whose area vector is zero, is
+    /// at no angle to any other. There is no other floor: a sliver whose area is that of rounding
+    /// has a normal of chance, and may hold its node where it is. False where a coordinate is not
+    /// finite.
     bool NormalsStable(int node, const Point& p, const std::vector<Point>& ring, const Point& t);
 
 private:
@@ -671,6 +676,9 @@ bool IterativeRemesher<D, Node, Edge, Face>::RelaxNode(int node)
         return false;
     }
     const Point p = NodeAt(node).position;
+    if (!Impl::IsFinitePoint(p)) {
+        return false; // in the plane its ring would draw it to a number, and its neighbors after it
+    }
     NodeStar(node, ring_, weights_);
     const Point target = TangentialCentroid(p, ring_, weights_);
     if (Matches(target, p, kLengthFloor<double>) || !Impl::IsFinitePoint(target) ||
@@ -771,12 +779,13 @@ bool IterativeRemesher<D, Node, Edge, Face>::NormalsStable(int node, const Point
     const auto isGap = [&](std::size_t i) {
         return isRingOfNode && outgoing_[i] >= 0 && EdgeAt(outgoing_[i]).face < 0;
     };
-    // An edge no longer than the floor has no direction, and its triangle no normal.
+    // An edge no longer than the floor has no direction, and its triangle no normal. One that is
+    // not finite has a normal that is not, and is at no angle that the limit holds for.
     const auto normalFrom = [](const Point& corner, const Point& q, const Point& r) {
         const Vec3d along = Impl::InSpace(q - corner);
-        return SquaredLength(along) > kSquaredLengthFloor<double>
-                   ? along ^ Impl::InSpace(r - corner)
-                   : Vec3d{};
+        return SquaredLength(along) <= kSquaredLengthFloor<double>
+                   ? Vec3d{}
+                   : along ^ Impl::InSpace(r - corner);
     };
     const Impl::AngleLimit& limit = NormalLimits().whole;
     for (std::size_t i = 0; i < ring.size(); ++i) {

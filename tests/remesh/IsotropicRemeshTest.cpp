@@ -686,6 +686,41 @@ TEST(IsotropicRemeshHostile, NeighborsOfACoordinateThatIsNoNumberStay)
     }
 }
 
+TEST(IsotropicRemeshHostile, InThePlaneNeighborsOfACoordinateThatIsNoNumberStay)
+{
+    // The centroid of the ring is a number also where the node is none: it must not go there, or
+    // its neighbors follow.
+    constexpr int kBad = 40;
+    for (const double bad : {kNaN, kInfinity, -kInfinity}) {
+        for (const int axis : {0, 1}) {
+            for (const double length : {0.6, 1.5, 2.0}) {
+                for (const unsigned iterations : {1U, 2U, 12U}) {
+                    SCOPED_TRACE(testing::Message() << bad << " in " << axis << ", length "
+                                                    << length << ", " << iterations);
+                    PlaneMesh grid = InThePlane(Support::Grid(8, 8));
+                    for (Vec2d& p : grid.points) {
+                        p = {p[0] + 0.23 * p[1], p[1]};
+                    }
+                    const PlaneMesh before = grid;
+                    grid.points[kBad][axis] = bad;
+                    PlaneMesh out;
+                    Mesh::IsotropicRemesh(grid, out, length, iterations, true);
+                    EXPECT_EQ(std::count_if(out.points.begin(), out.points.end(),
+                                            [](const Vec2d& p) {
+                                                return !std::isfinite(p[0] + p[1]);
+                                            }),
+                              1);
+                    for (const int neighbor : {30, 31, 39, 41, 49, 50}) {
+                        const Vec2d& p = before.points[static_cast<std::size_t>(neighbor)];
+                        EXPECT_EQ(std::count(out.points.begin(), out.points.end(), p), 1)
+                            << neighbor;
+                    }
+                }
+            }
+        }
+    }
+}
+
 TEST(IsotropicRemeshHostile, CornersOfATriangleThatIsNotFiniteAreNotProjectedElsewhere)
 {
     IndexedMesh grid = Support::Grid(4, 4);

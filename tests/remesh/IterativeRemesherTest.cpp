@@ -534,6 +534,51 @@ TEST(IterativeRemesher, AllTrianglesRoundANodeAreTestedTheLastOneToo)
     }
 }
 
+TEST(IterativeRemesher, NoNormalIsStableWhereACoordinateIsNoNumber)
+{
+    Isotropic mesh;
+    mesh.LoadIndexedPoints(Support::Fan(6, true));
+    std::vector<Vec3d> ring;
+    for (const int n : mesh.NodeNodes(0)) {
+        ring.push_back(mesh.At(n));
+    }
+    for (const double bad : {kNaN, kInfinity, -kInfinity}) {
+        for (int axis = 0; axis < 3; ++axis) {
+            Vec3d spoiled;
+            spoiled[axis] = bad;
+            EXPECT_FALSE(mesh.NormalsStable(0, spoiled, ring, {0.1, 0, 0}));
+            EXPECT_FALSE(mesh.NormalsStable(0, {}, ring, spoiled));
+            for (std::size_t i = 0; i < ring.size(); ++i) {
+                std::vector<Vec3d> spoiledRing = ring;
+                spoiledRing[i][axis] = bad;
+                EXPECT_FALSE(mesh.NormalsStable(0, {}, spoiledRing, {0.1, 0, 0})) << i;
+            }
+        }
+    }
+}
+
+TEST(IterativeRemesher, ASliverTurnsUnlessItHasNoAreaAtAll)
+{
+    // Three neighbors, the first two in line with the node up to a height: moved across that line
+    // the sliver between them turns over. However small its area is, it has a normal; without area
+    // or with an edge below the floor it has none.
+    Isotropic mesh;
+    mesh.LoadIndexedPoints(Support::Fan(3, true));
+    mesh.maxNormalAngle = 60;
+    const auto isStable = [&](double height) {
+        const std::vector<Vec3d> ring{{1, 0, 0}, {2, height, 0}, {-1, 9, 0}};
+        return mesh.NormalsStable(0, {}, ring, {-0.25, -0.5, 0});
+    };
+    EXPECT_FALSE(isStable(1e-3));
+    EXPECT_FALSE(isStable(1e-13));
+    EXPECT_FALSE(isStable(1e-100));
+    EXPECT_TRUE(isStable(0));
+    const std::vector<Vec3d> near{{1e-12, 0, 0}, {2, 1, 0}, {-1, 9, 0}};
+    EXPECT_TRUE(mesh.NormalsStable(0, {}, near, {-0.25, -0.5, 0}));
+    const std::vector<Vec3d> farther{{1.01e-12, 0, 0}, {2, 1, 0}, {-1, 9, 0}};
+    EXPECT_FALSE(mesh.NormalsStable(0, {}, farther, {-0.25, -0.5, 0}));
+}
+
 TEST(IterativeRemesher, AFeatureNodeSlidesToTheMiddleOfAStraightLine)
 {
     Isotropic mesh;
