@@ -528,11 +528,9 @@ bool IterativeRemesher<D, Node, Edge, Face>::TriangleStable(const Point& pa, con
     if (!Impl::IsFinitePoint(before) || !Impl::IsFinitePoint(after)) {
         return false; // at a corner that is not finite nothing moves
     }
-    // A vector no longer than the floor, or too long for a number, has no direction.
-    const auto hasDirection = [](const Vec3d& v) {
-        const double length = Length(v);
-        return length > kLengthFloor<double> && length <= std::numeric_limits<double>::max();
-    };
+    // A vector no longer than the floor has no direction. One whose squares overflow has a length
+    // of infinity here, and a direction.
+    const auto hasDirection = [](const Vec3d& v) { return Length(v) > kLengthFloor<double>; };
     const bool hadNormal = hasDirection(before);
     if (hadNormal != hasDirection(after)) {
         return false;

@@ -56,7 +56,9 @@ namespace Velk::Math::Sorvane::Mesh {
 /// does, are left out. Nodes at a coordinate that is not finite stay, and so do their neighbors;
 /// nodes where several fans of triangles meet stay as well. No edge of the result has more than two
 /// triangles, unless by the weld; a closed surface stays closed and keeps its Euler characteristic.
-/// A mesh may be its own output.
+/// A mesh may be its own output. On a surface that reaches beyond about 1e75 squared areas are no
+/// longer numbers: its nodes stay where the passes have left them, off the source, some of them in
+/// one place with others.
 ///
 /// Expected O(n) for each iteration, serial but for the last step; the same bits for any number of
 /// threads.

@@ -798,6 +798,25 @@ TEST(IsotropicRemeshHostile, SmallAndFarBodiesAreRemeshedAlike)
     EXPECT_EQ(Remeshed(small, 60, 0.25e-3, 6, true).indices.size(), expected);
 }
 
+TEST(IsotropicRemeshHostile, SurfacesWhoseSquaredAreasAreNoNumbersKeepTheirTopology)
+{
+    for (const double size : {1e80, 1e150}) {
+        for (const double angle : {10.0, 60.0}) {
+            for (const bool isClosed : {true, false}) {
+                SCOPED_TRACE(testing::Message() << size << ", angle " << angle);
+                IndexedMesh mesh = isClosed ? Support::Sphere(3) : Support::Grid(3, 3);
+                for (Vec3d& p : mesh.points) {
+                    p *= size;
+                }
+                const IndexedMesh out = Remeshed(mesh, angle, 0.1 * size, 5, true);
+                EXPECT_GT(out.indices.size(), 2 * mesh.indices.size());
+                EXPECT_EQ(Support::FaultsOf(out), Support::FaultsOf(mesh));
+                EXPECT_EQ(Support::EulerOf(out), Support::EulerOf(mesh));
+            }
+        }
+    }
+}
+
 TEST(IsotropicRemeshHostile, CollapsedBodiesEnd)
 {
     IndexedMesh line = Support::Sphere(2);

@@ -325,6 +325,14 @@ TEST(IterativeRemesher, ATriangleIsStableWhenItKeepsItsNormalAndItsArea)
     EXPECT_TRUE(isStable(origin, {0, 0, std::tan(9.99 * kRadiansPerDegree) / std::sqrt(2.0)}));
     EXPECT_FALSE(isStable(origin, {0, 0, std::tan(10.01 * kRadiansPerDegree) / std::sqrt(2.0)}));
     EXPECT_FALSE(isStable(origin, {kNaN, 0, 0}));
+    // Also where the squares of areas are no numbers.
+    constexpr double kHuge = 1e80;
+    const auto isStableAt = [&](const Vec3d& to) {
+        return mesh.TriangleStable(origin, p1 * kHuge, p2 * kHuge, to * kHuge);
+    };
+    EXPECT_TRUE(isStableAt({0.2, 0.2, 0}));
+    EXPECT_FALSE(isStableAt({0.8, 0.8, 0})) << "turned over";
+    EXPECT_FALSE(isStableAt({0.5, 0.5, 0})) << "no area any more";
 }
 
 TEST(IterativeRemesher, InThePlaneATriangleIsStableUnlessItTurnsOver)
