@@ -172,7 +172,9 @@ public:
 
     /// The passes. Each tells whether it has changed anything.
     virtual bool RelaxNodes();
-    /// With `force` the valences need not improve.
+    /// With `force` the valences need not improve. Boundary edges and locked ones stay, and so does
+    /// an edge whose other diagonal is an edge of the mesh already: a second edge between the same
+    /// two nodes would be one edge of four triangles as soon as the mesh is written.
     virtual bool FlipEdges(bool force);
     virtual bool CollapseShortEdges();
     virtual bool SplitLongEdges();
@@ -556,8 +558,6 @@ bool IterativeRemesher<D, Node, Edge, Face>::FlipEdges(bool force)
             continue;
         }
         diamond_.assign(diamond.begin(), diamond.end());
-        // A second edge between the same two nodes would have four faces as soon as the mesh is
-        // written.
         if (ShouldFlip(e, diamond_) && this->FindEdge(c, d) < 0) {
             hasFlipped = this->FlipEdge(e, false) || hasFlipped;
         }

@@ -133,7 +133,9 @@ SORVANE_API unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh,
 /// there are more, become the new triangle. A boundary point with three triangles is therefore
 /// taken out with a part of the area: a square of 2 x 2 cells cut along its diagonals loses a
 /// quarter. A point whose triangles have fewer than three other corners (repeated or folded
-/// triangles) stays. The new triangle faces the way the first of the three did.
+/// triangles) stays. The new triangle faces the way the first of the three did. Where a triangle
+/// with the same corners is there already, on either side, the point stays as well: a tetrahedron
+/// would become two triangles back to back, a body without volume.
 ///
 /// Where anything was replaced the mesh is welded within 1e-12 at the end, which sorts the points
 /// and drops those that no triangle uses; where nothing was, `out` is a copy. Triples with a
