@@ -317,6 +317,80 @@ TEST(IsotropicRemeshStars, WithoutCreasesTheGreatestAreaNamesTheTag)
     EXPECT_EQ(std::count(outTags.begin(), outTags.end(), 3), 1) << "0.6 in two triangles";
 }
 
+TEST(IsotropicRemeshStars, CreasesAreKeptBelowHalfATurn)
+{
+    // At 180 degrees the line between tags is none to keep a star for, just below it is.
+    Tags outTags;
+    EXPECT_EQ(TrianglesWithoutIterations(0, {7, 7, 3}, 179.9, outTags), 10U);
+    EXPECT_EQ(TrianglesWithoutIterations(0, {7, 7, 3}, 180, outTags), 8U);
+    EXPECT_EQ(TrianglesWithoutIterations(0, {7, 7, 3}, 200, outTags), 8U);
+}
+
+TEST(IsotropicRemeshStars, InThePlaneATagBoundaryKeepsThem)
+{
+    const PlaneMesh star{{{0, 0}, {3, 0}, {0, 3}, {1, 1}}, {3, 0, 1, 3, 1, 2, 3, 2, 0}};
+    PlaneMesh out;
+    Tags outTags;
+    Mesh::IsotropicRemesh(star, {4, 4, 4}, out, outTags, 2, 0, true);
+    EXPECT_EQ(outTags, Tags{4});
+    Mesh::IsotropicRemesh(star, {4, 4, 5}, out, outTags, 2, 0, true);
+    EXPECT_EQ(outTags, Tags({4, 4, 5}));
+}
+
+TEST(IsotropicRemeshStars, GoByTheMeanOfAllEdgesTheRestByTheMeanWithoutThem)
+{
+    // Every second triangle of a sheet is a star. Edges of the sheet are 1 and 1.414 long, spokes
+    // 0.47 and 0.75: with them the mean is lower, and 4/3 of it reach across a star.
+    const IndexedMesh sheet = Support::Grid(10, 10);
+    IndexedMesh starred = sheet;
+    for (std::size_t i = 0; i < sheet.indices.size(); i += 6) {
+        const int a = sheet.indices[i];
+        const int b = sheet.indices[i + 1];
+        const int c = sheet.indices[i + 2];
+        const int n = static_cast<int>(starred.points.size());
+        starred.points.push_back(
+            (Support::PointOf(sheet, i) + Support::PointOf(sheet, i + 1) +
+             Support::PointOf(sheet, i + 2)) /
+            3.0);
+        starred.indices[i + 2] = n;
+        starred.indices.insert(starred.indices.end(), {b, c, n, c, a, n});
+    }
+    ASSERT_LT(Support::MeanEdge(starred), 0.9 * Support::MeanEdge(sheet));
+    ASSERT_GT(Support::MeanEdge(starred), 0.7);
+    const auto trianglesOf = [](const IndexedMesh& mesh, double length, unsigned iterations) {
+        return Remeshed(mesh, 10, length, iterations, false).indices.size() / 3;
+    };
+    EXPECT_EQ(trianglesOf(starred, 0, 0), sheet.indices.size() / 3) << "all of them go";
+    // Without its stars it is the sheet, whose edges are within 0.8 and 4/3 of their own mean; the
+    // diagonals are longer than 4/3 of the mean with stars.
+    for (const double factor : {-1.0, -1.5, 0.0}) {
+        EXPECT_NEAR(Support::MeanEdge(Remeshed(starred, 10, factor, 8, false)),
+                    Support::MeanEdge(Remeshed(sheet, 10, factor, 8, false)), 0.03)
+            << factor;
+    }
+
+    // A point near a corner of its triangle, with spokes of 0.1, 1.63 and 1.65, and 8 smaller
+    // triangles elsewhere: 4/3 of the mean of all do not reach that far. In any unit of length.
+    for (const double unit : {1e-3, 1.0, 1e3}) {
+        IndexedMesh lopsided{{{0, 0, 0}, {1.73, 0, 0}, {0.865, 1.5, 0}, {0.08, 0.05, 0}},
+                             {3, 0, 1, 3, 1, 2, 3, 2, 0}};
+        IndexedMesh small = Support::Grid(2, 2);
+        for (Vec3d& p : small.points) {
+            p = p * 0.5 + Vec3d(10, 0, 0);
+        }
+        lopsided = Support::Together(lopsided, small);
+        for (Vec3d& p : lopsided.points) {
+            p *= unit;
+        }
+        const double reach = 4.0 / 3 * Support::MeanEdge(lopsided);
+        const double longest = Length(lopsided.points[3] - lopsided.points[1]);
+        ASSERT_GT(longest, 1.2 * reach);
+        EXPECT_EQ(trianglesOf(lopsided, 0, 0), 11U);
+        EXPECT_EQ(trianglesOf(lopsided, -0.99 * longest / reach, 0), 11U);
+        EXPECT_EQ(trianglesOf(lopsided, -1.01 * longest / reach, 0), 9U);
+    }
+}
+
 TEST(IsotropicRemeshStars, ATetrahedronStays)
 {
     // Each of its points is the middle of a star; without one it would be two triangles back to
