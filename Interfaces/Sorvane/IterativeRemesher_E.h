@@ -317,6 +317,13 @@ private:
         return this->Valence(node) - (this->IsBoundaryNode(node) ? 4 : 6);
     }
     void FindOddNodes();
+    // Is there no telling, without a walk, that triangles are all round the node? While nodes are
+    // relaxed the marks of `FindOddNodes` tell.
+    bool MayHaveGap(int node) const
+    {
+        const auto n = static_cast<std::size_t>(node);
+        return !areGapsKnown_ || n >= isOdd_.size() || isOdd_[n];
+    }
     void SetPosition(int node, const Point& at, bool onFeature)
     {
         NodeAt(node).position = at;
@@ -341,6 +348,7 @@ private:
     // For the flips: nodes of several fans, and these together with the nodes of boundaries.
     std::vector<int> pinches_;
     bool arePinchesKnown_ = false;
+    bool areGapsKnown_ = false;
     std::vector<unsigned char> isOdd_;
     // What the passes list, kept for its room.
     std::vector<Point> ring_;
@@ -659,11 +667,14 @@ template <int D, class Node, class Edge, class Face>
 bool IterativeRemesher<D, Node, Edge, Face>::RelaxNodes()
 {
     bool hasMoved = false;
+    FindOddNodes();
+    areGapsKnown_ = true; // no move makes or closes one
     for (int n = 0; n < this->NodeCount(); ++n) {
         if (this->IsValidNode(n)) {
             hasMoved = (this->IsNodeLocked(n) ? RelaxFeatureNode(n) : RelaxNode(n)) || hasMoved;
         }
     }
+    areGapsKnown_ = false;
     return hasMoved;
 }
 
@@ -772,7 +783,9 @@ bool IterativeRemesher<D, Node, Edge, Face>::NormalsStable(int node, const Point
                                                            const Point& t)
 {
     outgoing_.clear();
-    this->VisitNodeEdges(node, [&](int e) { outgoing_.push_back(e); });
+    if (MayHaveGap(node)) {
+        this->VisitNodeEdges(node, [&](int e) { outgoing_.push_back(e); });
+    }
     const bool isRingOfNode = outgoing_.size() == ring.size();
     const auto isGap = [&](std::size_t i) {
         return isRingOfNode && outgoing_[i] >= 0 && EdgeAt(outgoing_[i]).face < 0;
