@@ -131,8 +131,7 @@ bool RemoveTriangleStars(const IndexedPointsBase<3, double>& mesh,
         bool isChanging = false;
         for (std::size_t point = 0; point < facets.size(); ++point) {
             if (facets[point].size() == 3) {
-                isChanging =
-                    ReplaceStar(out, static_cast<int>(point), facets, angle) || isChanging;
+                isChanging = ReplaceStar(out, static_cast<int>(point), facets, angle) || isChanging;
             }
         }
         if (!isChanging) {

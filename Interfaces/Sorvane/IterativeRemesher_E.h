@@ -283,10 +283,10 @@ protected:
     /// first. Where two points in a row have no triangle of the node between them (the gap of a
     /// boundary) nothing is tested.
     ///
-    /// A triangle whose edge from the node is no longer than 1e-12, or whose area vector is zero, is
-    /// at no angle to any other. There is no other floor: a sliver whose area is that of rounding
-    /// has a normal of chance, and may hold its node where it is. False where a coordinate is not
-    /// finite.
+    /// A triangle whose edge from the node is no longer than 1e-12, or whose area vector is zero,
+    /// is at no angle to any other. There is no other floor: a sliver whose area is that of
+    /// rounding has a normal of chance, and may hold its node where it is. False where a coordinate
+    /// is not finite.
     bool NormalsStable(int node, const Point& p, const std::vector<Point>& ring, const Point& t);
 
 private:

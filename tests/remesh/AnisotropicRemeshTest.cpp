@@ -53,8 +53,8 @@ TEST(AnisotropicRemesh, OnAPlaneEdgesGrowToFiveTimesTheLength)
 }
 
 /// A sheet of square cells without the two corners that have one triangle only: every point of its
-/// boundary has a neighbor inside, and angles round the points inside add up to a whole turn without
-/// rounding.
+/// boundary has a neighbor inside, and angles round the points inside add up to a whole turn
+/// without rounding.
 IndexedMesh SheetOfExactAngles(int side)
 {
     IndexedMesh sheet = Support::Grid(side, side);
@@ -77,8 +77,9 @@ IndexedMesh SheetOfExactAngles(int side)
 
 TEST(AnisotropicRemesh, OnAPlaneAnExponentLeavesTheStageAsItIs)
 {
-    // All curvatures are 0 there and become 0 / 0: nothing is split or collapsed for its length, and
-    // no weight tells where to move. At 1.1 a sheet of edges between 1 and 1.414 is its own stage.
+    // All curvatures are 0 there and become 0 / 0: nothing is split or collapsed for its length,
+    // and no weight tells where to move. At 1.1 a sheet of edges between 1 and 1.414 is its own
+    // stage.
     const IndexedMesh sheet = SheetOfExactAngles(8);
     const double length = 1.1 * 3 / 2;
     IndexedMesh stage;
@@ -316,8 +317,7 @@ TEST(AnisotropicRemesh, AZeroOrNegativeLengthIsAFactorOfTheMean)
         const double stageLength = length > -0.5 ? 0 : 2 * length / 3;
         IndexedMesh stage;
         ASSERT_GT(Mesh::IsotropicRemesh(sphere, stage, 60, stageLength, 8, true), 0U);
-        const double wanted =
-            0.25 * (length > -0.5 ? 1 : -length) * Support::MeanEdge(stage);
+        const double wanted = 0.25 * (length > -0.5 ? 1 : -length) * Support::MeanEdge(stage);
         const LengthFit fit = FitOf(Remeshed(sphere, 60, length, 1, -1, 8, true), wanted);
         EXPECT_GT(fit.within, 0.95);
         EXPECT_NEAR(fit.mean, 1, 0.06);

@@ -348,10 +348,9 @@ TEST(IsotropicRemeshStars, GoByTheMeanOfAllEdgesTheRestByTheMeanWithoutThem)
         const int b = sheet.indices[i + 1];
         const int c = sheet.indices[i + 2];
         const int n = static_cast<int>(starred.points.size());
-        starred.points.push_back(
-            (Support::PointOf(sheet, i) + Support::PointOf(sheet, i + 1) +
-             Support::PointOf(sheet, i + 2)) /
-            3.0);
+        starred.points.push_back((Support::PointOf(sheet, i) + Support::PointOf(sheet, i + 1) +
+                                  Support::PointOf(sheet, i + 2)) /
+                                 3.0);
         starred.indices[i + 2] = n;
         starred.indices.insert(starred.indices.end(), {b, c, n, c, a, n});
     }
@@ -779,11 +778,10 @@ TEST(IsotropicRemeshHostile, InThePlaneNeighborsOfACoordinateThatIsNoNumberStay)
                     grid.points[kBad][axis] = bad;
                     PlaneMesh out;
                     Mesh::IsotropicRemesh(grid, out, length, iterations, true);
-                    EXPECT_EQ(std::count_if(out.points.begin(), out.points.end(),
-                                            [](const Vec2d& p) {
-                                                return !std::isfinite(p[0] + p[1]);
-                                            }),
-                              1);
+                    EXPECT_EQ(
+                        std::count_if(out.points.begin(), out.points.end(),
+                                      [](const Vec2d& p) { return !std::isfinite(p[0] + p[1]); }),
+                        1);
                     for (const int neighbor : {30, 31, 39, 41, 49, 50}) {
                         const Vec2d& p = before.points[static_cast<std::size_t>(neighbor)];
                         EXPECT_EQ(std::count(out.points.begin(), out.points.end(), p), 1)

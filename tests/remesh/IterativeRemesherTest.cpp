@@ -729,8 +729,7 @@ TEST(IterativeRemesher, NeighborsInOnePlaceHaveNoTriangleBetweenThem)
     // count, and neither does their centroid.
     const Vec3d p{0.5, 0.5, 0};
     for (const double gap : {0.0, 0.9e-12}) {
-        const std::vector<Vec3d> ring{
-            {3, 0, 0}, {0, 3, 0}, {-gap, 3, 0}, {-1, 0, 0}, {0, -1, 0}};
+        const std::vector<Vec3d> ring{{3, 0, 0}, {0, 3, 0}, {-gap, 3, 0}, {-1, 0, 0}, {0, -1, 0}};
         const Vec3d target = Isotropic::TangentialCentroid(p, ring, {1, 70, 5, 1, 2});
         // Triangles round p with the weights 1, 5, 1 and 2, in thirds of the corners' sums:
         // (3.5, 3.5), (-0.5, 3.5), (-0.5, -0.5) and (3.5, -0.5).

@@ -1,5 +1,5 @@
-// The way back to a source surface: the nearest facet, or the nearest that faces the same way within
-// a reach, and points that stay apart.
+// The way back to a source surface: the nearest facet, or the nearest that faces the same way
+// within a reach, and points that stay apart.
 
 #include "remesh/SourceSurface_Impl.h"
 
