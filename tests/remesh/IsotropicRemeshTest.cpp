@@ -8,7 +8,9 @@
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
+#include <array>
 #include <limits>
+#include <map>
 #include <string>
 
 namespace {
@@ -641,6 +643,132 @@ TEST(IsotropicRemesh, PartsWithDegenerateTrianglesAndPinches)
         EXPECT_EQ(Support::FaultsOf(out), Support::FaultsOf(clean)) << name;
         EXPECT_EQ(Support::EulerOf(out), Support::EulerOf(clean)) << name;
         EXPECT_NEAR(Support::VolumeOf(out) / Support::VolumeOf(clean), 1, 0.02) << name;
+    }
+}
+
+// --- bodies of any genus, far from the origin -------------------------------------------------
+
+/// The surface of the cells of a lattice for which `isSolid` holds, in a box of so many cells, with
+/// one tag for each of the six directions. A cell's corner is moved as `place` says.
+template <class IsSolid, class Place>
+IndexedMesh SurfaceOfCells(const std::array<int, 3>& cells, IsSolid isSolid, Place place,
+                           Tags& tags)
+{
+    IndexedMesh mesh;
+    tags.clear();
+    std::map<std::array<int, 3>, int> number;
+    const auto corner = [&](const std::array<int, 3>& at) {
+        const auto [entry, isNew] = number.try_emplace(at, static_cast<int>(mesh.points.size()));
+        if (isNew) {
+            mesh.points.push_back(place(Vec3d(at[0], at[1], at[2])));
+        }
+        return entry->second;
+    };
+    const auto isInside = [&](const std::array<int, 3>& cell) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            if (cell[i] < 0 || cell[i] >= cells[i]) {
+                return false;
+            }
+        }
+        return isSolid(cell);
+    };
+    for (int x = 0; x < cells[0]; ++x) {
+        for (int y = 0; y < cells[1]; ++y) {
+            for (int z = 0; z < cells[2]; ++z) {
+                const std::array<int, 3> cell{x, y, z};
+                for (std::size_t axis = 0; isInside(cell) && axis < 3; ++axis) {
+                    for (const int side : {0, 1}) {
+                        std::array<int, 3> beyond = cell;
+                        beyond[axis] += side == 1 ? 1 : -1;
+                        if (isInside(beyond)) {
+                            continue;
+                        }
+                        // Counter-clockwise as seen from outside.
+                        std::array<int, 4> loop;
+                        for (std::size_t k = 0; k < 4; ++k) {
+                            std::array<int, 3> at = cell;
+                            at[axis] += side;
+                            at[(axis + 1) % 3] += k == 1 || k == 2 ? 1 : 0;
+                            at[(axis + 2) % 3] += k >= 2 ? 1 : 0;
+                            loop[side == 1 ? k : 3 - k] = corner(at);
+                        }
+                        const auto& [a, b, c, d] = loop;
+                        mesh.indices.insert(mesh.indices.end(), {a, b, c, a, c, d});
+                        const auto tag = static_cast<unsigned char>(2 * axis) + side;
+                        tags.insert(tags.end(), 2, static_cast<unsigned char>(tag));
+                    }
+                }
+            }
+        }
+    }
+    return mesh;
+}
+
+TEST(IsotropicRemeshFar, BodiesOfAnyGenusKeepFacesVolumeAndTags)
+{
+    // Plates with up to three square holes and a step, stretched and moved away. All faces are
+    // flat, so that nothing may be lost of the area that faces each way; were one triangle turned
+    // over, more than that would face its way. The second round has coordinates that are those of
+    // floats.
+    for (int trial = 0; trial < 16; ++trial) {
+        Support::Random random(static_cast<std::uint64_t>(trial) + 100);
+        const int holes = trial % 4;
+        const bool isFloat = trial >= 8;
+        const double far = trial % 8 < 4 ? 1e6 : 0;
+        SCOPED_TRACE(testing::Message() << trial << ": " << holes << " holes, " << far);
+        const Vec3d scale(random.Between(0.5, 2), random.Between(0.5, 2), random.Between(0.5, 2));
+        const auto isSolid = [&](const std::array<int, 3>& cell) {
+            const bool isHole = cell[1] == 1 && cell[0] % 2 == 1 && cell[0] < 2 * holes;
+            return !isHole && (cell[2] == 0 || cell[0] < 1);
+        };
+        const auto place = [&](const Vec3d& p) {
+            Vec3d moved(p[0] * scale[0] + far, p[1] * scale[1] - far, p[2] * scale[2] + far);
+            for (int i = 0; isFloat && i < 3; ++i) {
+                moved[i] = static_cast<double>(static_cast<float>(moved[i]));
+            }
+            return moved;
+        };
+        Tags tags;
+        const IndexedMesh body = SurfaceOfCells({8, 3, 2}, isSolid, place, tags);
+        ASSERT_EQ(Support::FaultsOf(body), Support::EdgeFaults{});
+        ASSERT_EQ(Support::EulerOf(body), 2 - 2 * holes);
+
+        IndexedMesh out;
+        Tags outTags;
+        const double length = random.Between(0.25, 1.2);
+        Mesh::IsotropicRemesh(body, tags, out, outTags, 40, length, 5, trial % 2 == 0);
+        EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
+        EXPECT_EQ(Support::EulerOf(out), 2 - 2 * holes);
+        ASSERT_EQ(outTags.size(), out.indices.size() / 3);
+        // For each tag the sum of areas, and of their shares along the tag's own direction.
+        const auto measure = [](const IndexedMesh& mesh, const Tags& tagOf) {
+            std::array<std::array<double, 2>, 6> sums{};
+            for (std::size_t t = 0; t < tagOf.size(); ++t) {
+                const Vec3d a = Support::PointOf(mesh, 3 * t);
+                const Vec3d normal = (Support::PointOf(mesh, 3 * t + 1) - a) ^
+                                     (Support::PointOf(mesh, 3 * t + 2) - a);
+                const double sense = tagOf[t] % 2 == 1 ? 1 : -1;
+                sums[tagOf[t]][0] += Length(normal) / 2;
+                sums[tagOf[t]][1] += sense * normal[tagOf[t] / 2] / 2;
+            }
+            return sums;
+        };
+        const auto before = measure(body, tags);
+        const auto after = measure(out, outTags);
+        const double close = far > 0 ? 1e-6 : 1e-9;
+        for (std::size_t tag = 0; tag < 6; ++tag) {
+            EXPECT_NEAR(before[tag][0], before[tag][1], 1e-9);
+            EXPECT_NEAR(after[tag][0], before[tag][0], close) << tag;
+            EXPECT_NEAR(after[tag][1], before[tag][1], close) << tag;
+        }
+        IndexedMesh near = body;
+        IndexedMesh nearOut = out;
+        for (IndexedMesh* mesh : {&near, &nearOut}) {
+            for (Vec3d& p : mesh->points) {
+                p = p - Vec3d(far, -far, far);
+            }
+        }
+        EXPECT_NEAR(Support::VolumeOf(nearOut), Support::VolumeOf(near), close);
     }
 }
 
