@@ -56,10 +56,11 @@ ClusterFacets(const std::vector<std::array<VecBase<3, double>, 3>>& soup, double
 /// boundary then. A stretch is straight when no boundary point between its ends lies farther from the
 /// segment between them than 100 times `tolerance`; it is grown from one end as far as that holds, from
 /// the first triangle's edge on along each boundary line. Where a line is closed, the stretches on both
-/// sides of the point that it began at count as one as well if that is straight. The first of equally
-/// long ones, in the direction in which the boundary was linked. A triangle of which two corners are
-/// joined is passed over, and a point that is not finite ends a line. Both zero for a tolerance that is
-/// NaN. About O(n log n).
+/// sides of the point that it began at count as one as well if that is straight. A tolerance so large
+/// that a closed line is one stretch, back to where it began, ends that stretch at its point farthest
+/// from there. The first of equally long ones, in the direction in which the boundary was linked. A
+/// triangle of which two corners are joined is passed over; edges at a point that is not finite belong
+/// to no stretch. Both zero for a tolerance that is NaN. About O(n log n).
 SORVANE_API std::array<VecBase<3, double>, 2>
 LongestStraightBoundary(const std::vector<std::array<VecBase<3, double>, 3>>& soup, double tolerance);
 
