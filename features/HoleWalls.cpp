@@ -55,7 +55,9 @@ WallSurface::Nearest WallSurface::NearestTo(const Vec3d& from, double reach,
     }
     Nearest nearest;
     nearest.isFound = true;
-    nearest.normal = Mesh::AreaNormal(TriangleOf(*mesh_, closest.id));
+    nearest.point = closest.point;
+    nearest.triangle = TriangleOf(*mesh_, closest.id);
+    nearest.normal = Mesh::AreaNormal(nearest.triangle);
     nearest.facesWatcher = (watcher - closest.point) * nearest.normal > 0;
     nearest.distance = Length(closest.point - from);
     return nearest;

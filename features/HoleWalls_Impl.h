@@ -31,7 +31,9 @@ public:
         bool isFound = false;
         bool facesWatcher = false;
         double distance = 0;
+        Vec3d point;
         Vec3d normal; ///< of the triangle, as long as its area
+        Mesh::Triangle<3, double> triangle;
     };
     Nearest NearestTo(const Vec3d& from, double reach, const Vec3d& watcher) const;
 
