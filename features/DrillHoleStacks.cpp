@@ -97,18 +97,23 @@ public:
         axis_ = (to.center - from.center) * from.normal < 0 ? -from.normal : from.normal;
         const double height = (to.center - from.center) * axis_;
         const double widening = to.radius - from.radius;
-        length_ = std::hypot(height, widening);
-        height_ = height / length_;
-        widening_ = widening / length_;
+        const double length = std::hypot(height, widening);
+        height_ = height / length;
+        widening_ = widening / length;
         drift_ = (to.center - from.center - height * axis_) / height;
     }
 
+    /// Along the axis, toward the second circle, from the first one.
+    double HeightOf(const Vec3d& point) const { return (point - from_->center) * axis_; }
+
     /// How far off the cone a point is.
+    double DistanceTo(double height, double distanceFromAxis) const
+    {
+        return std::fabs((distanceFromAxis - from_->radius) * height_ - height * widening_);
+    }
     double DistanceTo(const Vec3d& point) const
     {
-        const double height = (point - from_->center) * axis_;
-        const double distance = Length(FromAxis(point));
-        return std::fabs((distance - from_->radius) * height_ - height * widening_);
+        return DistanceTo(HeightOf(point), Length(FromAxis(point)));
     }
 
     /// Unit normal of the cone toward its axis, where it is nearest to the point; zero on the axis.
@@ -122,15 +127,13 @@ private:
     /// From the axis to the point, square to it.
     Vec3d FromAxis(const Vec3d& point) const
     {
-        const Vec3d offset = point - from_->center;
-        const double height = offset * axis_;
-        return offset - height * axis_ - height * drift_;
+        const double height = HeightOf(point);
+        return point - from_->center - height * axis_ - height * drift_;
     }
 
     const MeshArc* from_;
     Vec3d axis_;
-    Vec3d drift_; // of the center sideways, for each unit of height
-    double length_;
+    Vec3d drift_;   // of the center sideways, for each unit of height
     double height_; // and the widening, for each unit of a line from rim to rim
     double widening_;
 };
@@ -351,12 +354,27 @@ public:
     }
 
 private:
+    /// The first of the others, nearest first, that has a wall with circle i.
     int WallTo(int i, const std::vector<int>& others) const
     {
         const auto found = std::find_if(others.begin(), others.end(), [&](int other) {
-            return HasWall(*surface_, *circles_, (*circles_)[i], (*circles_)[other]);
+            return !IsInterrupted(i, other, others) &&
+                   HasWall(*surface_, *circles_, (*circles_)[i], (*circles_)[other]);
         });
         return found != others.end() ? *found : kNone;
+    }
+
+    /// Does a nearer circle lie on the cone from i to the other? Something ends there, and the
+    /// points at which a wall is looked for may all be on what comes before and behind it.
+    bool IsInterrupted(int i, int other, const std::vector<int>& others) const
+    {
+        const Cone cone((*circles_)[i], (*circles_)[other]);
+        const double height = cone.HeightOf((*circles_)[other].center);
+        return std::any_of(others.begin(), others.end(), [&](int between) {
+            const MeshArc& arc = (*circles_)[between];
+            return cone.HeightOf(arc.center) < height - circles_->Same() &&
+                   cone.DistanceTo(cone.HeightOf(arc.center), arc.radius) <= circles_->Same();
+        });
     }
 
     /// The direction from a circle along its only wall; none for a circle of no wall, or two.

@@ -187,7 +187,8 @@ struct SORVANE_API DrillHoleStack {
 ///   off: its ends see each other under less than `creaseAngle`, or the wall would have sharp edges of
 ///   its own. The corners of what is near must lie on the cone, within twice `tolerance`, so that a
 ///   groove is no part of the bore that it interrupts, however narrow and shallow. A cross hole may
-///   take some of the wall away. Both circles must choose each other.
+///   take some of the wall away. No wall goes past a third circle on its cone, which is where
+///   something ends. Both circles must choose each other.
 /// - A shoulder joins two circles at one height when the wall of the wider one goes to one side, that
 ///   of the narrower to the other, and the ring between them is flat and faces to the side of the wider
 ///   wall.

@@ -281,6 +281,25 @@ TEST(DrillHoleStacks, TwoPlatesInLineHaveAHoleEach)
     EXPECT_EQ(stacks[0].end, HoleEnd::Through);
 }
 
+TEST(DrillHoleStacks, ManyPlatesInLineHaveAHoleEach)
+{
+    // Between the first rim and the last one of three plates of 30 with gaps of 10 every fifth part
+    // of the way is within a plate: no gap shows there.
+    for (const int count : {3, 5, 12}) {
+        IndexedMesh plates;
+        for (int i = 0; i < count; ++i) {
+            plates = Support::Together(
+                plates, Support::Mapped(Support::DrilledRing(3, 30, 24),
+                                        [i](const Vec3d& p) { return p + Vec3d(0, 0, 40.0 * i); }));
+        }
+        const auto stacks = StacksOf(plates);
+        ASSERT_EQ(stacks.size(), static_cast<std::size_t>(count));
+        for (const DrillHoleStack& stack : stacks) {
+            ExpectSteps(stack, {{6, 6, 0, 30}});
+        }
+    }
+}
+
 TEST(DrillHoleStacks, AnyDirectionFarFromTheOriginAndAnyScale)
 {
     const std::vector<Vec2d> profile{{2, 0}, {10, 0}, {10, 30}, {5, 30}, {4, 29}, {4, 20}, {2, 20}};
