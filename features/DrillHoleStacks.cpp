@@ -433,14 +433,11 @@ std::optional<double> FloorBelow(const WallSurface& surface, const Circles& circ
                                  const MeshArc& arc, const Vec3d& outward)
 {
     const auto depthAt = [&](const Vec3d& point, double reach) -> std::optional<double> {
-        for (const auto& crossing : surface.Crossings(point, outward)) {
-            if (crossing.distance >= -circles.Same() && crossing.facesStart) {
-                return crossing.distance <= reach + circles.Same()
-                           ? std::optional<double>(crossing.distance)
-                           : std::nullopt;
-            }
-        }
-        return std::nullopt;
+        const auto crossings =
+            surface.Crossings(point, outward, -circles.Same(), reach + circles.Same());
+        const auto floor = std::find_if(crossings.begin(), crossings.end(),
+                                        [](const auto& crossing) { return crossing.facesStart; });
+        return floor != crossings.end() ? std::optional<double>(floor->distance) : std::nullopt;
     };
     int floors = 0;
     for (const Vec3d& direction : Impl::CircleDirections(arc.normal)) {

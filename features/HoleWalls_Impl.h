@@ -42,8 +42,9 @@ public:
         double distance = 0;     ///< from the line's origin, negative behind it
         bool facesStart = false; ///< does its triangle face against the line's direction?
     };
-    /// All of them, by distance. `direction` is a unit vector.
-    std::vector<Crossing> Crossings(const Vec3d& origin, const Vec3d& direction) const;
+    /// Those at a distance of `from` to `to`, by distance. `direction` is a unit vector.
+    std::vector<Crossing> Crossings(const Vec3d& origin, const Vec3d& direction, double from,
+                                    double to) const;
 
 private:
     const IndexedMesh* mesh_;
