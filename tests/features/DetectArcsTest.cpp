@@ -194,6 +194,44 @@ TEST(DetectArcs, ACircleInThreeChainsBecomesOneArc)
     EXPECT_EQ(all[2].length, arcs[0].length);
 }
 
+TEST(DetectArcs, WholeCirclesInOnePlaceStayTwo)
+{
+    // Two thin disks, one on the other: together they are longer than the whole.
+    IndexedMesh disks;
+    for (const double z : {0.0, 0.02}) {
+        IndexedMesh disk;
+        for (int k = 0; k < 12; ++k) {
+            const double angle = kTwoPi<double> * k / 12;
+            disk.points.push_back({std::cos(angle), std::sin(angle), z});
+            if (k > 1) {
+                disk.indices.insert(disk.indices.end(), {0, k - 1, k});
+            }
+        }
+        disks = Support::Together(disks, disk);
+    }
+    disks.points.push_back({5, 0, 0}); // makes the box large, as points of no triangle do
+    const auto arcs = DetectArcs(disks, kCrease, kFit, 0.5);
+    ASSERT_EQ(arcs.size(), 2U);
+    EXPECT_NEAR(arcs[0].length, kTwoPi<double> * 11 / 12, 1e-9);
+    EXPECT_NEAR(arcs[1].length, kTwoPi<double> * 11 / 12, 1e-9);
+}
+
+TEST(DetectArcs, CirclesAreOneWithinATwentiethOfTheRadius)
+{
+    // Arcs of 150 degrees of two bodies, the second moved sideways.
+    const double half = 75 * kRadiansPerDegree;
+    const SkirtedDisk disk = MakeSkirtedDisk(OnceRound(180, 90), [half](double angle) {
+        return kCrease + 0.5 * (std::cos(angle) - std::cos(half));
+    });
+    for (const auto& [apart, isOne] : {std::pair{0.049, true}, {0.051, false}}) {
+        const IndexedMesh both = Support::Together(
+            disk.mesh, Support::Mapped(disk.mesh, [apart = apart](const Vec3d& p) {
+                return p + Vec3d(0, apart, 0);
+            }));
+        EXPECT_EQ(DetectArcs(both, kCrease, kFit, 0.6).size(), isOne ? 1U : 0U) << apart;
+    }
+}
+
 TEST(DetectArcs, LengthComesFromEndsAndMiddle)
 {
     // Sharp over so many degrees, and what is reported: between 180 and 240 the middle is nearer to

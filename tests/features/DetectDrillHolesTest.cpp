@@ -100,6 +100,20 @@ TEST(DetectDrillHoles, AWallThatSlantsMoreThanTheAxisToleranceIsNoHole)
     }
 }
 
+TEST(DetectDrillHoles, EachOfTheTwoCirclesMustBeSquareToTheAxis)
+{
+    // One rim after the other cut at a slant of 0.1; its circle is an ellipse within the tolerance.
+    for (const bool isUpper : {false, true}) {
+        const IndexedMesh mesh =
+            Support::Mapped(Support::DrilledRing(3, 30, 24), [&](const Vec3d& p) {
+                const double part = isUpper ? p.z() / 30 : 1 - p.z() / 30;
+                return Vec3d(p.x(), p.y(), p.z() + part * 0.1 * p.x());
+            });
+        EXPECT_EQ(DetectDrillHoles(mesh, 0.4, 0.1, 0.8, 0.02).size(), 0U) << isUpper;
+        EXPECT_EQ(DetectDrillHoles(mesh, 0.4, 0.1, 0.8, 0.2).size(), 1U) << isUpper;
+    }
+}
+
 TEST(DetectDrillHoles, WithoutAWallThereIsNoHole)
 {
     // Two thin plates with a hole each, in line: each hole by itself, and nothing between them.

@@ -181,6 +181,25 @@ TEST(DiscreteCurvatures, ShortAndDegenerateRings)
     EXPECT_EQ(twice.meanCurvatureNormal, Vec3d{});
 }
 
+TEST(DiscreteCurvatures, NormalIsWeightedByTheSharesOfTheArea)
+{
+    // Right angles at the node: half of the areas 1 and 3 is its own.
+    const DiscreteCurvatures corner =
+        DiscreteCurvaturesAtBoundaryNode(Vec3d{}, {{1, 0, 0}, {0, 2, 0}, {0, 0, 3}}, kTolerance);
+    EXPECT_NEAR(corner.area, 2, 1e-14);
+    EXPECT_NEAR(Length(corner.normal - Vec3d(3, 0, 1) / std::sqrt(10.0)), 0, 1e-14);
+}
+
+TEST(DiscreteCurvatures, ATriangleTooSmallForItsCircumcenterIsSharedByItsCentroid)
+{
+    // The top of an octahedron of edge 1e-7: the areas are below the guard of the circumcenter. A
+    // third of each is the node's.
+    const double tiny = 1e-7;
+    const std::vector<Vec3d> ring{{tiny, 0, 0}, {0, tiny, 0}, {-tiny, 0, 0}, {0, -tiny, 0}};
+    const DiscreteCurvatures top = DiscreteCurvaturesAtNode(Vec3d(0, 0, tiny), ring, 1e-30);
+    EXPECT_NEAR(top.area / (tiny * tiny), 2 / std::sqrt(3.0), 1e-9);
+}
+
 TEST(DiscreteCurvatures, FlatBoundaryNodeHasAMeanCurvature)
 {
     const DiscreteCurvatures edge =

@@ -55,6 +55,14 @@ TEST(LongestStraightBoundary, WhereverTheBoundaryLineBegins)
     }
 }
 
+TEST(LongestStraightBoundary, OfEquallyLongOnesTheFirst)
+{
+    // The boundary is linked from the first triangle's edge on, along y = 0.
+    const auto ends = LongestStraightBoundary(SoupOf(Support::Grid(10, 10)), 1e-6);
+    EXPECT_EQ(ends[0], Vec3d(0, 0, 0));
+    EXPECT_EQ(ends[1], Vec3d(10, 0, 0));
+}
+
 TEST(LongestStraightBoundary, ClosedMeshHasNone)
 {
     EXPECT_EQ(LongestStraightBoundary(SoupOf(Support::Cube()), 1e-6), Ends{});
