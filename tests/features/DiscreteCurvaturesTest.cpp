@@ -190,10 +190,9 @@ TEST(DiscreteCurvatures, NormalIsWeightedByTheSharesOfTheArea)
     EXPECT_NEAR(Length(corner.normal - Vec3d(3, 0, 1) / std::sqrt(10.0)), 0, 1e-14);
 }
 
-TEST(DiscreteCurvatures, ATriangleTooSmallForItsCircumcenterIsSharedByItsCentroid)
+TEST(DiscreteCurvatures, TinyTrianglesAreSharedAsLargeOnesAre)
 {
-    // The top of an octahedron of edge 1e-7: the areas are below the guard of the circumcenter. A
-    // third of each is the node's.
+    // The top of an octahedron of edge 1e-7: a third of each area is the node's, as of a large one.
     const double tiny = 1e-7;
     const std::vector<Vec3d> ring{{tiny, 0, 0}, {0, tiny, 0}, {-tiny, 0, 0}, {0, -tiny, 0}};
     const DiscreteCurvatures top = DiscreteCurvaturesAtNode(Vec3d(0, 0, tiny), ring, 1e-30);
