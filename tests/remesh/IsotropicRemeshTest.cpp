@@ -151,6 +151,67 @@ TEST(IsotropicRemesh, ACubeKeepsItsTwelveEdges)
     }
 }
 
+/// A cube one of whose edges has more points in it on one side than on the other, with triangles
+/// without area between: a fan from one end of the edge, or ears cut off in the middle.
+IndexedMesh CubeWithTJoints(const std::vector<double>& places, bool isFan)
+{
+    // Tops y = 0 and z = 0 meet in the edge along x. The face y = 0 is a fan from its far corner.
+    IndexedMesh mesh;
+    mesh.points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0},
+                   {0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}};
+    mesh.indices = {0, 3, 2, 0, 2, 1, 4, 5, 6, 4, 6, 7, 3, 7, 6, 3, 6, 2, // z = 0, z = 1, y = 1
+                    0, 4, 7, 0, 7, 3, 1, 2, 6, 1, 6, 5, 4, 1, 5};         // x = 0, x = 1, y = 0
+    std::vector<int> onEdge{0};
+    for (const double x : places) {
+        onEdge.push_back(static_cast<int>(mesh.points.size()));
+        mesh.points.push_back({x, 0, 0});
+    }
+    onEdge.push_back(1);
+    for (std::size_t i = 0; i + 1 < onEdge.size(); ++i) {
+        mesh.indices.insert(mesh.indices.end(), {4, onEdge[i], onEdge[i + 1]});
+    }
+    // What is between 0-1 and the points on it: a fan from its beginning, or ears.
+    while (onEdge.size() > 2) {
+        const std::size_t ear = isFan ? onEdge.size() - 2 : onEdge.size() / 2;
+        const std::size_t at = std::max<std::size_t>(1, std::min(ear, onEdge.size() - 2));
+        mesh.indices.insert(mesh.indices.end(), {onEdge[at], onEdge[at - 1], onEdge[at + 1]});
+        onEdge.erase(onEdge.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    return mesh;
+}
+
+TEST(IsotropicRemesh, TrianglesWithoutAreaOnACreaseDoNotHideIt)
+{
+    // One point on the edge, several, one on an end of it (a needle), far from the origin as well.
+    for (const auto& places :
+         {std::vector<double>{0.5}, {0.3}, {0.1, 0.35, 0.6, 0.7, 0.9}, {0.0}, {1.0}, {0.0, 0.4}}) {
+        for (const bool isFan : {true, false}) {
+            // Turned, the points on the edge are on it but for the rounding of their coordinates.
+            for (const auto& [far, turn] : {std::pair{Vec3d(), 0.0},
+                                            {Vec3d(1e6, -2e6, 1e6), 0.0},
+                                            {Vec3d(), 0.7},
+                                            {Vec3d(1e6, -2e6, 1e6), 0.7}}) {
+                const Vec3d u(std::cos(turn), std::sin(turn), 0);
+                const Vec3d v =
+                    Vec3d(-u.y(), u.x(), 0) * std::cos(turn) + Vec3d(0, 0, 1) * std::sin(turn);
+                IndexedMesh cube = CubeWithTJoints(places, isFan);
+                ASSERT_NEAR(Support::VolumeOf(cube), 1, 1e-12);
+                for (Vec3d& p : cube.points) {
+                    p = far + p.x() * u + p.y() * v + p.z() * (u ^ v);
+                }
+                for (const double length : {0.17, 0.3, 0.8}) {
+                    IndexedMesh out = Remeshed(cube, 30, length, 8, true);
+                    for (Vec3d& point : out.points) {
+                        point -= far;
+                    }
+                    EXPECT_NEAR(Support::VolumeOf(out), 1, far == Vec3d() ? 1e-12 : 1e-8)
+                        << places.front() << ' ' << places.size() << ' ' << length << ' ' << turn;
+                }
+            }
+        }
+    }
+}
+
 TEST(IsotropicRemesh, TheCreaseAngleIncludesItself)
 {
     // A roof of two squares folded by an angle: the ridge stays straight from that angle on.
@@ -877,7 +938,8 @@ TEST(IsotropicRemeshHostile, NeighborsOfACoordinateThatIsNoNumberStay)
                     }
                     for (std::size_t k = 0; k < 3; ++k) {
                         if (corners[k] != 40) {
-                            EXPECT_TRUE(HasPoint(out, before.points[static_cast<std::size_t>(corners[k])], 0))
+                            EXPECT_TRUE(HasPoint(
+                                out, before.points[static_cast<std::size_t>(corners[k])], 0))
                                 << corners[k];
                         }
                     }
