@@ -143,9 +143,15 @@ void QEFDecimator::PushEdge(int halfEdge)
     const int a = EdgeAt(halfEdge).node;
     const int b = EdgeAt(Twin(halfEdge)).node;
     if ((keepBoundary && IsBoundaryEdge(halfEdge, true)) || !IsValidNode(a) || !IsValidNode(b) ||
-        !MayCollapse(halfEdge, a, b) || IsTooLong(a, b)) {
+        !MayCollapse(halfEdge, a, b)) {
         return;
     }
+    double& known = CostOf(halfEdge);
+    known = std::numeric_limits<double>::quiet_NaN();
+    if (IsTooLong(a, b)) {
+        return; // it may still go by an entry from when it was shorter
+    }
+    known = std::numeric_limits<double>::max();
     Quadric sum = Quadrics::Merge(NodeAt(a).qef, NodeAt(b).qef);
     if (sum.count == 0) {
         return;
@@ -154,6 +160,7 @@ void QEFDecimator::PushEdge(int halfEdge)
     double cost = 0.0;
     Quadrics::Solve(sum, x, cost, kCollapseRankTolerance);
     if (cost < maxError_) { // not for NaN, which has no place in an order
+        known = cost;
         queue_.Push(cost, halfEdge);
     }
 }
@@ -186,6 +193,8 @@ void QEFDecimator::RemoveTriangles(double keepPercent, double tolerance)
     target_ = initialFaces - std::floor(initialFaces * keepPercent / 100.0);
     removed_ = 0.0;
     queue_ = {};
+    costs_.assign(static_cast<std::size_t>(EdgeCount()) / 2 + 1,
+                  std::numeric_limits<double>::quiet_NaN());
     BuildQuadrics();
     if (removed_ < target_) {
         queue_.Reserve(static_cast<std::size_t>(EdgeCount()));
@@ -194,8 +203,10 @@ void QEFDecimator::RemoveTriangles(double keepPercent, double tolerance)
         }
     }
     CollapseQueue::Entry entry;
-    const auto isDead = [&](int e) { return !IsValidEdge(e); };
-    while (removed_ < target_ && queue_.Pop(entry, isDead)) {
+    const auto isGone = [&](int e) {
+        return CostOf(e) == std::numeric_limits<double>::infinity();
+    };
+    while (removed_ < target_ && queue_.Pop(entry, isGone)) {
         TryCollapse(entry);
     }
     RemoveTriangleStars();
@@ -207,8 +218,8 @@ void QEFDecimator::RemoveTriangles(double keepPercent, double tolerance)
 bool QEFDecimator::TryCollapse(const CollapseQueue::Entry& entry)
 {
     const int e = entry.edge;
-    if (!IsValidEdge(e)) {
-        return false;
+    if (CostOf(e) > entry.cost || !IsValidEdge(e)) {
+        return false; // it has become dearer since, and has come to wait again then
     }
     const int a = EdgeAt(e).node;
     const int b = EdgeAt(Twin(e)).node;
@@ -226,7 +237,7 @@ bool QEFDecimator::TryCollapse(const CollapseQueue::Entry& entry)
     double error = 0.0;
     Quadrics::Solve(sum, x, error, kCollapseRankTolerance);
     if (!(error < maxError_) || error > entry.cost) {
-        return false; // it has become dearer since, and has come to wait again then
+        return false;
     }
     // The optimum goes to the nearest place on the edge.
     const Vec3d pa = NodeAt(a).position;
@@ -260,12 +271,25 @@ bool QEFDecimator::TryCollapse(const CollapseQueue::Entry& entry)
             EdgeAt(Twin(survivors[i])).feature = true;
         }
     }
+    for (const int gone : {collapsed, lost[0], lost[1]}) {
+        CostOf(gone) = std::numeric_limits<double>::infinity();
+    }
     removed_ += 2.0;
     greatestError = std::max(greatestError, error);
     NodeAt(kept).position = x;
     NodeAt(kept).qef = sum;
     NodeAt(kept).feature = isCrease;
-    VisitNodeEdges(kept, [&](int out) { PushEdge(out); });
+    ring_.clear();
+    VisitNodeEdges(kept, [&](int out) {
+        const auto* neighbor =
+            reinterpret_cast<const char*>(&NodeAt(EdgeAt(Twin(out)).node).qef);
+        __builtin_prefetch(neighbor);
+        __builtin_prefetch(neighbor + 64);
+        ring_.push_back(out);
+    });
+    for (const int out : ring_) {
+        PushEdge(out);
+    }
     return true;
 }
 

@@ -9,6 +9,7 @@
 #include "remesh/CollapseQueue_Impl.h"
 
 #include <array>
+#include <cstddef>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
@@ -65,6 +66,7 @@ private:
     using Quadric = Decorations::QuadricErrorFunction;
 
     void BuildQuadrics();
+    double& CostOf(int halfEdge) { return costs_[static_cast<std::size_t>(halfEdge) / 2]; }
     void PushEdge(int halfEdge);
     /// Is the edge one that a collapse could ever take, by the marks of its ends? These don't
     /// change as long as the edge is there, except by a collapse that pushes it anew.
@@ -88,6 +90,10 @@ private:
     double squaredLengthLimit_ = 0.0;
     double target_ = 0.0;  // faces to remove
     double removed_ = 0.0; // two for each collapse
+    // The present cost of each edge, by which stale entries of the queue are told without a look at
+    // the mesh: infinite for edges that are gone, the greatest number for those that cost too much,
+    // NaN where it is not known.
+    std::vector<double> costs_;
     std::vector<unsigned char> isBoundaryNode_;
     std::vector<int> ring_;
 };
