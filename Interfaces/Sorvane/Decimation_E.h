@@ -2,7 +2,8 @@
 //
 //     IndexedPointsBase<3, double> coarse;
 //     DecimationReport report;
-//     DecimateInBatches(part, coarse, {.keepPercent = 10, .tolerance = 0.01}, report);
+//     DecimateInBatches(part, coarse, 40.0, 10.0, 0.01, report); // creases from 40 degrees on, to
+//                                                                // 10 percent, within 0.01
 //     // report.stop tells why there are not fewer
 //
 // Two operations. `DecimateInBatches` takes a distance as its tolerance and is the one to call.
@@ -98,5 +99,47 @@ SORVANE_API double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
                                 std::vector<unsigned char>& outTags, double featureAngle,
                                 double keepPercent, double tolerance, bool keepBoundary,
                                 DecimationReport& report);
+
+/// Decimates a surface within a distance, many edges at a time, until `keepPercent` percent of the
+/// triangles are left or nothing more can go; the percentage that is left.
+///
+/// `tolerance` is a distance, in the unit of the points. With a finite one the result is measured:
+/// the points of the source against the result, and the points, edge middles and centroids of the
+/// result against the source. Where one is farther off, the run is repeated with a lower limit, so
+/// that what comes out has been found within the tolerance at all these places; `deviation` tells
+/// how far off it is. Between them it may be off by a little more. An infinite tolerance asks for
+/// the target alone, measures nothing, and takes a quarter of the time. `greatestError` is the
+/// greatest root of the mean squared distance, by area, from the planes of the source that a point
+/// stands for.
+///
+/// Kept are boundaries, creases of at least `featureAngle` degrees and the lines between different
+/// tags: their points go along the line only, as far as it is straight within the tolerance, and
+/// where three or more such lines meet, or one ends, the point stays where it is. `tags` has one for
+/// each triangle, what is missing counts as 0; `outTags` one for each triangle of the result. No
+/// collapse turns a triangle by more than 60 degrees. A closed surface stays closed, keeps its Euler
+/// characteristic, and its volume to a few parts in a million where curved parts are finely meshed.
+/// Points of edges that have more than two triangles, or two of one direction, of several fans of
+/// triangles, and of triangles that are not finite stay where they are.
+///
+/// Triples with equal or invalid subscripts are left out and don't count. Points keep their order;
+/// those that no triangle uses are left out, and nothing is welded. A target of 100 percent or more,
+/// or NaN, and a tolerance that is not above 0 leave the triangles as they are. An empty mesh gives
+/// NaN. A mesh may be its own output.
+///
+/// Expected O(n log n); costs are found by many threads, with the same bits for any number of them.
+/// Passes instead of a queue: all edges are ranked, the cheaper ones go in their order, as long as
+/// no end has been part of a collapse before, and those that are left are ranked again.
+SORVANE_API double DecimateInBatches(const IndexedPointsBase<3, double>& mesh,
+                                     const std::vector<unsigned char>& tags,
+                                     IndexedPointsBase<3, double>& out,
+                                     std::vector<unsigned char>& outTags, double featureAngle,
+                                     double keepPercent, double tolerance,
+                                     DecimationReport& report);
+
+/// The same for a surface without tags.
+SORVANE_API double DecimateInBatches(const IndexedPointsBase<3, double>& mesh,
+                                     IndexedPointsBase<3, double>& out, double featureAngle,
+                                     double keepPercent, double tolerance,
+                                     DecimationReport& report);
 
 } // namespace Velk::Math::Sorvane::Mesh
