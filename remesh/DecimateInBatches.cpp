@@ -44,9 +44,7 @@ constexpr double kDamping = 1e-4;
 constexpr float kErrorSlack = 1.5F;
 /// Share of the vertices that a pass counts on to go.
 constexpr std::size_t kPassShare = 5;
-/// The first limit of the mean error, in terms of the greatest deviation asked for, and how often a
-/// lower one is tried.
-constexpr double kMeanOfGreatest = 0.6;
+/// How often a lower limit is tried, where the result is farther off than the tolerance.
 constexpr int kTries = 6;
 
 constexpr float kNoCost = std::numeric_limits<float>::infinity();
@@ -139,8 +137,8 @@ public:
     BatchDecimator(const IndexedMesh& mesh, const Tags& tags, double featureAngle);
 
     int TriangleCount() const { return static_cast<int>(triangles_.size()); }
-    /// Collapses until no more than `target` triangles are left, or every edge that is left has a
-    /// mean squared error of more than `limit` or can't go.
+    /// Collapses until no more than `target` triangles are left, or every edge that is left would
+    /// take the surface farther off than `limit`, by estimate, or can't go.
     void Run(double target, double limit);
     void Export(IndexedMesh& out, Tags& outTags) const;
     /// Counts the edges that are left by what keeps them from going within the limit.
@@ -180,18 +178,27 @@ private:
     double Place(int a, int b, Vec3d& x) const;
     void FindCosts();
     std::size_t RunPass(std::size_t goal, double limit);
-    bool TryCollapse(int a, int b, double limit);
+    bool TryCollapse(int a, int b, double limit, bool& isTooFar);
     bool KeepsTopology(int from, int to);
-    bool TurnsTooFar(int v, int other, const Vec3d& x) const;
+    bool TurnsTooFar(int v, int other, const Vec3d& x, double& step) const;
+    double DriftOf(int a, int b, double step) const
+    {
+        return std::max(drifts_[At(a)], drifts_[At(b)]) + step;
+    }
     void Compact();
 
     const IndexedMesh& source_;
     Vec3d middle_;
-    std::vector<Vec3d> points_; // about the middle
+    std::vector<int> pointOf_;  // of the source, for each vertex
+    std::vector<Vec3d> points_; // of the vertices, about the middle
     std::vector<unsigned char> hasMoved_;
     std::vector<Triangle> triangles_; // a dead one begins with -1
     Tags tags_;
     std::vector<AreaQuadric> quadrics_;
+    // How far the surface at a vertex may have come off the source: the sum over the collapses that
+    // it comes from, one upon the other, of the distances between the planes of the triangles and
+    // the places that their corners went to.
+    std::vector<double> drifts_;
     std::vector<Role> roles_;
     std::vector<std::array<int, 2>> lines_; // the neighbors along the line
     std::vector<unsigned char> isOpen_;     // on a boundary
@@ -215,19 +222,33 @@ BatchDecimator::BatchDecimator(const IndexedMesh& mesh, const Tags& tags, double
 {
     const auto count = mesh.points.size();
     const auto isPoint = [&](int i) { return i >= 0 && static_cast<std::size_t>(i) < count; };
+    // Vertices are the points that are used, in the order of their first use: neighbors are
+    // mostly near to each other in memory then, however the points were sorted.
+    std::vector<int> vertices(count, -1);
+    const auto vertexOf = [&](int point) {
+        int& vertex = vertices[static_cast<std::size_t>(point)];
+        if (vertex < 0) {
+            vertex = static_cast<int>(pointOf_.size());
+            pointOf_.push_back(point);
+        }
+        return vertex;
+    };
+    pointOf_.reserve(count);
     triangles_.reserve(mesh.indices.size() / 3);
+    tags_.reserve(mesh.indices.size() / 3);
     for (std::size_t i = 0; i + 2 < mesh.indices.size(); i += 3) {
         const Triangle t = {mesh.indices[i], mesh.indices[i + 1], mesh.indices[i + 2]};
         if (isPoint(t[0]) && isPoint(t[1]) && isPoint(t[2]) && t[0] != t[1] && t[1] != t[2] &&
             t[2] != t[0]) {
-            triangles_.push_back(t);
+            triangles_.push_back({vertexOf(t[0]), vertexOf(t[1]), vertexOf(t[2])});
             tags_.push_back(i / 3 < tags.size() ? tags[i / 3] : static_cast<unsigned char>(0));
         }
     }
     live_ = triangles_.size();
     Vec3d low = Vec3d(1, 1, 1) * std::numeric_limits<double>::max();
     Vec3d high = low * -1.0;
-    for (const Vec3d& p : mesh.points) {
+    for (const int point : pointOf_) {
+        const Vec3d& p = mesh.points[At(point)];
         if (IsFinitePoint(p)) {
             for (int i = 0; i < 3; ++i) {
                 low[i] = std::min(low[i], p[i]);
@@ -236,18 +257,20 @@ BatchDecimator::BatchDecimator(const IndexedMesh& mesh, const Tags& tags, double
         }
     }
     middle_ = low[0] <= high[0] ? low * 0.5 + high * 0.5 : Vec3d{};
-    points_.reserve(count);
-    for (const Vec3d& p : mesh.points) {
-        points_.push_back(p - middle_);
+    points_.reserve(pointOf_.size());
+    for (const int point : pointOf_) {
+        points_.push_back(mesh.points[At(point)] - middle_);
     }
-    hasMoved_.assign(count, 0);
-    quadrics_.resize(count);
-    roles_.assign(count, Role::Free);
-    lines_.assign(count, {-1, -1});
-    isOpen_.assign(count, 0);
-    isStale_.assign(count, 1);
-    isTaken_.assign(count, 0);
-    seen_.assign(count, 0);
+    const std::size_t vertexCount = points_.size();
+    hasMoved_.assign(vertexCount, 0);
+    quadrics_.resize(vertexCount);
+    drifts_.assign(vertexCount, 0.0);
+    roles_.assign(vertexCount, Role::Free);
+    lines_.assign(vertexCount, {-1, -1});
+    isOpen_.assign(vertexCount, 0);
+    isStale_.assign(vertexCount, 1);
+    isTaken_.assign(vertexCount, 0);
+    seen_.assign(vertexCount, 0);
     costs_.assign(3 * triangles_.size(), kNoCost);
     ListTrianglesOfVertices();
     GatherQuadrics();
@@ -432,12 +455,12 @@ double BatchDecimator::Place(int a, int b, Vec3d& x) const
         return sum.ErrorAt(x);
     }
     const Vec3d middle = (pa + pb) * 0.5;
-    x = sum.LeastNear(middle);
-    double error = sum.ErrorAt(x);
-    // Nearly parallel planes meet far away.
-    if (!(SquaredLength(x - middle) <= SquaredLength(pb - pa)) || !IsFinitePoint(x)) {
-        error = std::numeric_limits<double>::infinity();
+    x = sum.LeastNear(middle); // no dearer than the middle
+    if (SquaredLength(x - middle) <= SquaredLength(pb - pa)) {
+        return sum.ErrorAt(x);
     }
+    // Nearly parallel planes meet far away.
+    double error = std::numeric_limits<double>::infinity();
     for (const Vec3d& place : {middle, pa, pb}) {
         const double other = sum.ErrorAt(place);
         if (other < error) {
@@ -521,11 +544,14 @@ bool BatchDecimator::KeepsTopology(int from, int to)
     return (shared == 2 || isOpenEdge) && common == shared && ring >= (isOpenEdge ? 2 : 3);
 }
 
-bool BatchDecimator::TurnsTooFar(int v, int other, const Vec3d& x) const
+// Whether moving v to x turns a triangle over, those shared with `other` left out. `step` grows to
+// the greatest distance of x from the planes as they are, and of v from those that will be.
+bool BatchDecimator::TurnsTooFar(int v, int other, const Vec3d& x, double& step) const
 {
+    double squaredStep = step * step;
     for (int j = firstOf_[At(v)]; j < firstOf_[At(v) + 1]; ++j) {
         const Triangle& t = triangles_[At(listOf_[At(j)])];
-        if (IsDead(t) || t[0] == other || t[1] == other || t[2] == other) {
+        if (IsDead(t)) {
             continue;
         }
         const std::size_t k = t[0] == v ? 0 : t[1] == v ? 1 : 2;
@@ -533,25 +559,36 @@ bool BatchDecimator::TurnsTooFar(int v, int other, const Vec3d& x) const
         const Vec3d& r = PointAt(t[(k + 2) % 3]);
         const Vec3d along = r - q;
         const Vec3d before = along ^ (PointAt(v) - q);
-        const Vec3d after = along ^ (x - q);
         const double beforeSquared = SquaredLength(before);
+        const double off = before * (x - q);
+        if (off * off > squaredStep * beforeSquared && beforeSquared > 0.0) {
+            squaredStep = off * off / beforeSquared;
+        }
+        if (t[0] == other || t[1] == other || t[2] == other) {
+            continue;
+        }
+        const Vec3d after = along ^ (x - q);
         const double afterSquared = SquaredLength(after);
-        const double edge = std::max(
-            {SquaredLength(along), SquaredLength(x - q), SquaredLength(x - r)});
+        const double edge =
+            std::max({SquaredLength(along), SquaredLength(x - q), SquaredLength(x - r)});
         if (!(afterSquared > kNeedle * kNeedle * edge * edge)) {
             return true;
         }
+        const double back = after * (PointAt(v) - q);
+        if (back * back > squaredStep * afterSquared) {
+            squaredStep = back * back / afterSquared;
+        }
         const double dot = before * after;
         const double least = kLeastTurnCosine * kLeastTurnCosine * beforeSquared * afterSquared;
-        if (!(dot > 0.0 && dot * dot >= least) &&
-            beforeSquared > kNeedle * kNeedle * edge * edge) {
+        if (!(dot > 0.0 && dot * dot >= least) && beforeSquared > kNeedle * kNeedle * edge * edge) {
             return true;
         }
     }
+    step = std::sqrt(squaredStep);
     return false;
 }
 
-bool BatchDecimator::TryCollapse(int a, int b, double limit)
+bool BatchDecimator::TryCollapse(int a, int b, double limit, bool& isTooFar)
 {
     int from = a;
     int to = b;
@@ -572,10 +609,17 @@ bool BatchDecimator::TryCollapse(int a, int b, double limit)
     }
     Vec3d x;
     const double error = Place(a, b, x);
-    if (!(error <= limit) || !KeepsTopology(from, to) || TurnsTooFar(from, to, x) ||
-        (x != PointAt(to) && TurnsTooFar(to, from, x))) {
+    double step = 0.0;
+    if (!KeepsTopology(from, to) || TurnsTooFar(from, to, x, step) ||
+        (x != PointAt(to) && TurnsTooFar(to, from, x, step))) {
         return false;
     }
+    const double drift = DriftOf(a, b, step);
+    if (!(drift <= limit)) {
+        isTooFar = true;
+        return false;
+    }
+    drifts_[At(to)] = drift;
     greatestError_ = std::max(greatestError_, error);
     for (int j = firstOf_[At(from)]; j < firstOf_[At(from) + 1]; ++j) {
         Triangle& t = triangles_[At(listOf_[At(j)])];
@@ -617,7 +661,9 @@ std::size_t BatchDecimator::RunPass(std::size_t goal, double limit)
     FindCosts();
     // Ranked by the upper half of the cost's bits, to a part in a hundred; equal ones stay in the
     // order of their triangles.
-    const auto highest = static_cast<float>(std::min(limit, 3e38));
+    // The mean error is below the greatest.
+    constexpr float kHighest = std::numeric_limits<float>::max();
+    const auto highest = static_cast<float>(std::min<double>(limit * limit, kHighest));
     const auto keyOf = [](float cost) { return std::bit_cast<std::uint32_t>(cost) >> 16U; };
     std::vector<int> starts((std::size_t{1} << 16U) + 1, 0);
     std::size_t count = 0;
@@ -652,7 +698,11 @@ std::size_t BatchDecimator::RunPass(std::size_t goal, double limit)
         if (IsDead(t) || isTaken_[At(a)] || isTaken_[At(b)]) {
             continue;
         }
-        collapsed += TryCollapse(a, b, limit) ? 1 : 0;
+        bool isTooFar = false;
+        collapsed += TryCollapse(a, b, limit, isTooFar) ? 1 : 0;
+        if (isTooFar) {
+            costs_[At(slot)] = kNoCost; // until an end of it changes
+        }
     }
     Compact();
     return collapsed;
@@ -691,24 +741,26 @@ void BatchDecimator::Run(double target, double limit)
 
 void BatchDecimator::Export(IndexedMesh& out, Tags& outTags) const
 {
-    std::vector<int> numberOf(points_.size(), -1);
+    // Points in the order of the source; -1 stands for those that are gone.
+    std::vector<int> numberOf(source_.points.size(), -1);
     for (const Triangle& t : triangles_) {
         for (const int v : t) {
-            numberOf[At(v)] = 0;
+            numberOf[At(pointOf_[At(v)])] = v;
         }
     }
     IndexedMesh result;
-    for (std::size_t v = 0; v < points_.size(); ++v) {
-        if (numberOf[v] == 0) {
-            numberOf[v] = static_cast<int>(result.points.size());
+    for (std::size_t i = 0; i < numberOf.size(); ++i) {
+        if (numberOf[i] >= 0) {
+            const auto v = At(numberOf[i]);
+            numberOf[i] = static_cast<int>(result.points.size());
             // What has not moved keeps its bits.
-            result.points.push_back(hasMoved_[v] ? points_[v] + middle_ : source_.points[v]);
+            result.points.push_back(hasMoved_[v] ? points_[v] + middle_ : source_.points[i]);
         }
     }
     result.indices.reserve(3 * triangles_.size());
     for (const Triangle& t : triangles_) {
         for (const int v : t) {
-            result.indices.push_back(numberOf[At(v)]);
+            result.indices.push_back(numberOf[At(pointOf_[At(v)])]);
         }
     }
     Tags tags = tags_;
@@ -730,11 +782,13 @@ void BatchDecimator::CountEdges(double limit, DecimationReport& report) const
             }
             if (!MayGo(a, b)) {
                 ++report.lockedEdges;
-            } else if (!(Place(a, b, x) <= limit)) {
-                ++report.deviatingEdges;
-            } else {
-                ++report.foldingEdges;
+                continue;
             }
+            double step = 0.0;
+            const bool isMeanBelow = Place(a, b, x) <= limit * limit;
+            const bool turns = TurnsTooFar(a, b, x, step) || TurnsTooFar(b, a, x, step);
+            ++(!isMeanBelow || (!turns && DriftOf(a, b, step) > limit) ? report.deviatingEdges
+                                                                       : report.foldingEdges);
         }
     }
 }
@@ -820,7 +874,7 @@ double DecimateInBatches(const IndexedPointsBase<3, double>& mesh, const Tags& t
         source.Run(target, tolerance);
         finish(source, tolerance);
     } else {
-        double meanLimit = kMeanOfGreatest * tolerance;
+        double limit = tolerance;
         for (int i = 0;; ++i) {
             if (i == kTries) { // what can't be held is left alone
                 finish(source, 0.0);
@@ -829,14 +883,14 @@ double DecimateInBatches(const IndexedPointsBase<3, double>& mesh, const Tags& t
                 break;
             }
             BatchDecimator decimator = source;
-            decimator.Run(target, meanLimit * meanLimit);
+            decimator.Run(target, limit);
             decimator.Export(result, resultTags);
             report.deviation = DeviationOf(mesh, result);
             if (report.deviation <= tolerance) {
-                finish(decimator, meanLimit * meanLimit);
+                finish(decimator, limit);
                 break;
             }
-            meanLimit *= std::clamp(0.9 * tolerance / report.deviation, 0.1, 0.8);
+            limit *= std::clamp(0.9 * tolerance / report.deviation, 0.1, 0.8);
         }
     }
     out.points.swap(result.points);
