@@ -39,11 +39,11 @@ constexpr double kNeedle = 1e-9;
 constexpr double kFeatureWeight = 1.0;
 /// Share of a quadric's trace that ties its least point to the middle of the edge, where the planes
 /// leave it free.
-constexpr double kDamping = 1e-4;
+constexpr double kDamping = 1e-6;
 /// A pass takes edges up to so many times the error of the edge that would be the last one needed.
 constexpr float kErrorSlack = 1.5F;
 /// Share of the vertices that a pass counts on to go.
-constexpr std::size_t kPassShare = 5;
+constexpr std::size_t kPassShare = 3;
 /// How often a lower limit is tried, where the result is farther off than the tolerance.
 constexpr int kTries = 6;
 
