@@ -47,6 +47,18 @@ inline void Scale(IndexedMesh& mesh, double factor)
     }
 }
 
+/// The mesh without triples that name a point twice.
+inline IndexedMesh WithoutRepeats(const IndexedMesh& mesh)
+{
+    std::set<int> repeats;
+    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
+        if (mesh.indices[i] == mesh.indices[i / 3 * 3 + (i + 1) % 3]) {
+            repeats.insert(static_cast<int>(i / 3));
+        }
+    }
+    return Without(mesh, repeats);
+}
+
 /// Normal of a triangle, of any length.
 inline Vec3d NormalOf(const IndexedMesh& mesh, std::size_t first)
 {
