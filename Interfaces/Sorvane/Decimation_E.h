@@ -108,16 +108,16 @@ SORVANE_API double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
 /// result against the source. Where one is farther off, the run is repeated with a lower limit, so
 /// that what comes out has been found within the tolerance at all these places; `deviation` tells
 /// how far off it is. Between them it may be off by a little more. An infinite tolerance asks for
-/// the target alone, measures nothing, and takes a quarter of the time. `greatestError` is the
-/// greatest root of the mean squared distance, by area, from the planes of the source that a point
-/// stands for.
+/// the target alone, measures nothing, and takes a third of the time; single places may then be
+/// far off. `greatestError` is the greatest root of the mean squared distance, by area, from the
+/// planes of the source that a point stands for.
 ///
 /// Kept are boundaries, creases of at least `featureAngle` degrees and the lines between different
 /// tags: their points go along the line only, as far as it is straight within the tolerance, and
 /// where three or more such lines meet, or one ends, the point stays where it is. `tags` has one for
 /// each triangle, what is missing counts as 0; `outTags` one for each triangle of the result. No
-/// collapse turns a triangle by more than 60 degrees. A closed surface stays closed, keeps its Euler
-/// characteristic, and its volume to a few parts in a million where curved parts are finely meshed.
+/// collapse turns a triangle by more than 60 degrees. A closed surface stays closed and keeps its
+/// Euler characteristic.
 /// Points of edges that have more than two triangles, or two of one direction, of several fans of
 /// triangles, and of triangles that are not finite stay where they are.
 ///

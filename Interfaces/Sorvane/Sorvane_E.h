@@ -10,6 +10,7 @@
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/Curvature_E.h>
+#include <Sorvane/Decimation_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
@@ -23,6 +24,7 @@
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/QuadricErrorFunction_E.h>
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/Remesh_E.h>
 #include <Sorvane/SegmentTree_E.h>
