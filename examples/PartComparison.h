@@ -1,5 +1,5 @@
-// What the programs that change a part tell of it: volumes, how far the result is off, and a picture
-// of before and after.
+// What the programs that change a part tell of it: volumes, how far the result is off, and a
+// picture of before and after.
 #pragma once
 
 #include "TextOutput.h"

@@ -1,5 +1,5 @@
-// Decimates a part, to a share of its triangles or within a tolerance, tells what that did to it and
-// why it ended, and writes it.
+// Decimates a part, to a share of its triangles or within a tolerance, tells what that did to it
+// and why it ended, and writes it.
 //
 //   decimate PART OUT.stl [--keep PERCENT] [--tolerance DISTANCE] [--angle DEGREES] [--one-by-one]
 //            [--drift PERCENT] [--svg PICTURE.svg]

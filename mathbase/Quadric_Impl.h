@@ -136,8 +136,8 @@ struct Characteristic3 {
         const double xy = m.xx * m.yy - m.xy * m.xy;
         trace = m.xx + m.yy + m.zz;
         minors = yz + xz + xy;
-        determinant = m.xx * yz - m.xy * (m.xy * m.zz - m.yz * m.xz) +
-                      m.xz * (m.xy * m.yz - m.yy * m.xz);
+        determinant =
+            m.xx * yz - m.xy * (m.xy * m.zz - m.yz * m.xz) + m.xz * (m.xy * m.yz - m.yy * m.xz);
     }
     double At(double x) const { return ((x - trace) * x + minors) * x - determinant; }
     double SlopeAt(double x) const { return (3.0 * x - 2.0 * trace) * x + minors; }

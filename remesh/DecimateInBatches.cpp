@@ -363,8 +363,7 @@ void BatchDecimator::FindRoles(const Tags& tags, double featureAngle)
     std::vector<Vec3d> units;
     units.reserve(triangles_.size());
     for (const Triangle& t : triangles_) {
-        const Vec3d normal =
-            (PointAt(t[1]) - PointAt(t[0])) ^ (PointAt(t[2]) - PointAt(t[0]));
+        const Vec3d normal = (PointAt(t[1]) - PointAt(t[0])) ^ (PointAt(t[2]) - PointAt(t[0]));
         const double length = Length(normal);
         units.push_back(length > 0.0 && std::isfinite(length) ? normal * (1.0 / length) : Vec3d{});
     }
@@ -602,8 +601,8 @@ bool BatchDecimator::TryCollapse(int a, int b, double limit, bool& isTooFar)
         const std::array<int, 2>& line = lines_[At(from)];
         beyond = line[0] == to ? line[1] : line[0];
         const std::array<int, 2>& toLine = lines_[At(to)];
-        if (beyond == to || (roles_[At(to)] == Role::OnLine &&
-                             (toLine[0] == beyond || toLine[1] == beyond))) {
+        if (beyond == to ||
+            (roles_[At(to)] == Role::OnLine && (toLine[0] == beyond || toLine[1] == beyond))) {
             return false;
         }
     }
@@ -862,11 +861,10 @@ double DecimateInBatches(const IndexedPointsBase<3, double>& mesh, const Tags& t
             return;
         }
         decimator.CountEdges(limit, report);
-        report.stop =
-            report.deviatingEdges >= std::max(report.lockedEdges, report.foldingEdges)
-                ? DecimationStop::Tolerance
-            : report.lockedEdges >= report.foldingEdges ? DecimationStop::Locked
-                                                        : DecimationStop::Folds;
+        report.stop = report.deviatingEdges >= std::max(report.lockedEdges, report.foldingEdges)
+                          ? DecimationStop::Tolerance
+                      : report.lockedEdges >= report.foldingEdges ? DecimationStop::Locked
+                                                                  : DecimationStop::Folds;
     };
     if (initial == 0 || !(target < initial) || !(tolerance > 0.0)) {
         finish(source, 0.0);

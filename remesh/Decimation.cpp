@@ -1,5 +1,5 @@
-// Decimation by quadric errors, one edge at a time: the collapses, the stars and flips that clean up
-// after them, and the exported operation.
+// Decimation by quadric errors, one edge at a time: the collapses, the stars and flips that clean
+// up after them, and the exported operation.
 
 #include "remesh/Decimation_Impl.h"
 
@@ -22,7 +22,8 @@ namespace {
 
 namespace Quadrics = Decorations::Impl;
 
-/// Share of the greatest singular value up to which one counts as zero, in a collapse and in a flip.
+/// Share of the greatest singular value up to which one counts as zero, in a collapse and in a
+/// flip.
 constexpr double kCollapseRankTolerance = 0.005;
 constexpr double kFlipRankTolerance = 0.1;
 /// Least area that a collapse leaves a triangle, and a flip.
@@ -109,9 +110,8 @@ void QEFDecimator::BuildQuadrics()
     }
     for (int f = 0; f < FaceCount(); ++f) {
         const std::array<int, 3> corners = Corners(f);
-        if (!IsValidFace(f) || std::any_of(corners.begin(), corners.end(), [&](int n) {
-                return n < 0 || IsBoundaryNode(n);
-            })) {
+        if (!IsValidFace(f) || std::any_of(corners.begin(), corners.end(),
+                                           [&](int n) { return n < 0 || IsBoundaryNode(n); })) {
             continue;
         }
         const Vec3d p0 = NodeAt(corners[0]).position - middle_;
@@ -203,9 +203,7 @@ void QEFDecimator::RemoveTriangles(double keepPercent, double tolerance)
         }
     }
     CollapseQueue::Entry entry;
-    const auto isGone = [&](int e) {
-        return CostOf(e) == std::numeric_limits<double>::infinity();
-    };
+    const auto isGone = [&](int e) { return CostOf(e) == std::numeric_limits<double>::infinity(); };
     while (removed_ < target_ && queue_.Pop(entry, isGone)) {
         TryCollapse(entry);
     }
@@ -281,8 +279,7 @@ bool QEFDecimator::TryCollapse(const CollapseQueue::Entry& entry)
     NodeAt(kept).feature = isCrease;
     ring_.clear();
     VisitNodeEdges(kept, [&](int out) {
-        const auto* neighbor =
-            reinterpret_cast<const char*>(&NodeAt(EdgeAt(Twin(out)).node).qef);
+        const auto* neighbor = reinterpret_cast<const char*>(&NodeAt(EdgeAt(Twin(out)).node).qef);
         __builtin_prefetch(neighbor);
         __builtin_prefetch(neighbor + 64);
         ring_.push_back(out);
@@ -352,9 +349,9 @@ void QEFDecimator::RemoveTriangleStars()
                 continue;
             }
             const unsigned char tag = FaceAt(star.faces[0]).tag;
-            const int face = ReplaceStar(*this, n, star, corners,
-                                         AssertSites::kDecimatedStarIsNotRemoved,
-                                         AssertSites::kDecimatedStarIsNotClosed);
+            const int face =
+                ReplaceStar(*this, n, star, corners, AssertSites::kDecimatedStarIsNotRemoved,
+                            AssertSites::kDecimatedStarIsNotClosed);
             if (face >= 0) {
                 FaceAt(face).tag = tag;
             }
@@ -372,8 +369,8 @@ bool QEFDecimator::IsLocallyDelaunay(const std::array<int, 4>& diamond) const
     const auto distance = [&](int from, int to) {
         return Length(NodeAt(to).position - NodeAt(from).position);
     };
-    return Mesh::LocallyDelaunayEdge(distance(a, b), distance(b, c), distance(c, a),
-                                     distance(a, d), distance(d, b), 0.0);
+    return Mesh::LocallyDelaunayEdge(distance(a, b), distance(b, c), distance(c, a), distance(a, d),
+                                     distance(d, b), 0.0);
 }
 
 void QEFDecimator::FlipToDelaunay(double maxError)
@@ -419,8 +416,8 @@ bool QEFDecimator::TryFlip(int halfEdge)
         return false;
     }
     if (NodeAt(a).feature && NodeAt(b).feature) {
-        const double cosine = Normalized(first, kLengthFloor<double>) *
-                              Normalized(second, kLengthFloor<double>);
+        const double cosine =
+            Normalized(first, kLengthFloor<double>) * Normalized(second, kLengthFloor<double>);
         if (!(std::fabs(cosine - 1.0) <= 1.0 - std::cos(kFlatAngle))) {
             return false;
         }
@@ -470,17 +467,17 @@ void QEFDecimator::Report(Mesh::DecimationReport& report) const
         Vec3d x;
         double error = 0.0;
         Quadrics::Solve(sum, x, error, kCollapseRankTolerance);
-        ++(IsTooLong(a, b)           ? report.longEdges
-           : !(error < maxError_)    ? report.deviatingEdges
-                                     : report.foldingEdges);
+        ++(IsTooLong(a, b)        ? report.longEdges
+           : !(error < maxError_) ? report.deviatingEdges
+                                  : report.foldingEdges);
     }
     const std::array<int, 4> counts = {report.deviatingEdges, report.lockedEdges, report.longEdges,
                                        report.foldingEdges};
     constexpr std::array<Mesh::DecimationStop, 4> kReasons = {
         Mesh::DecimationStop::Tolerance, Mesh::DecimationStop::Locked,
         Mesh::DecimationStop::TooLong, Mesh::DecimationStop::Folds};
-    report.stop = kReasons[static_cast<std::size_t>(
-        std::max_element(counts.begin(), counts.end()) - counts.begin())];
+    report.stop = kReasons[static_cast<std::size_t>(std::max_element(counts.begin(), counts.end()) -
+                                                    counts.begin())];
 }
 
 } // namespace Velk::Math::Sorvane::HalfEdge::Impl

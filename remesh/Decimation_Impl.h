@@ -19,8 +19,8 @@ namespace Velk::Math::Sorvane::HalfEdge::Impl {
 ///
 /// Quadrics are gathered about the middle of the points' box, where positions have the digits that
 /// squares of coordinates far from the origin lack.
-class QEFDecimator : public TriangleMesh<Records::QuadricVertex, Records::FeatureEdge,
-                                         Records::TaggedFace> {
+class QEFDecimator
+    : public TriangleMesh<Records::QuadricVertex, Records::FeatureEdge, Records::TaggedFace> {
 public:
     QEFDecimator(const std::vector<Vec3d>& sourcePoints, const std::vector<int>& sourceIndices,
                  const std::vector<unsigned char>& tags, bool keepsBoundary);

@@ -61,11 +61,11 @@ struct DecimationReport {
 /// edges between different tags: `tags` has one for each triangle, what is missing counts as 0;
 /// `outTags` one for each triangle of the result. Nodes on a crease move along it only where two
 /// crease edges meet. Within one triangle of a crease nothing else moves, and edges next to a tag
-/// boundary don't either; a node of such a boundary may move, together with an interior edge that it
-/// ends. Boundaries stay whatever `keepBoundary` says, with the triangles that touch them: it has no
-/// effect. Edges longer than a tenth of the diagonal of the points' box never go, so that meshes of
-/// few triangles stay as they are. Neither does an edge whose collapse would leave a triangle of an
-/// area below 5e-10, absolute, or turn one by more than 80 degrees.
+/// boundary don't either; a node of such a boundary may move, together with an interior edge that
+/// it ends. Boundaries stay whatever `keepBoundary` says, with the triangles that touch them: it
+/// has no effect. Edges longer than a tenth of the diagonal of the points' box never go, so that
+/// meshes of few triangles stay as they are. Neither does an edge whose collapse would leave a
+/// triangle of an area below 5e-10, absolute, or turn one by more than 80 degrees.
 ///
 /// At the end stars of three triangles whose node lies near the plane of the others become one
 /// triangle, and edges are flipped toward Delaunay triangles as long as the error stays below the
@@ -73,13 +73,14 @@ struct DecimationReport {
 /// the order of `Vector::FilterForUniqueness`.
 ///
 /// With a target of 100 percent or more, and with a tolerance of 0, no edge collapses. A NaN target
-/// or tolerance counts as those, an infinite tolerance as no limit. An empty mesh gives NaN. Triples
-/// with equal or invalid subscripts, and those that run an edge as another one does, are left out
-/// and don't count. Nothing moves beside a point that is not finite. A node where several fans of
-/// triangles meet neither moves nor goes. A closed surface stays closed and no edge gets a third
-/// triangle, unless by the weld. A mesh may be its own output.
+/// or tolerance counts as those, an infinite tolerance as no limit. An empty mesh gives NaN.
+/// Triples with equal or invalid subscripts, and those that run an edge as another one does, are
+/// left out and don't count. Nothing moves beside a point that is not finite. A node where several
+/// fans of triangles meet neither moves nor goes. A closed surface stays closed and no edge gets a
+/// third triangle, unless by the weld. A mesh may be its own output.
 ///
-/// Serial, expected O(n log n); the same bits everywhere. Equal errors go by the number of the edge.
+/// Serial, expected O(n log n); the same bits everywhere. Equal errors go by the number of the
+/// edge.
 SORVANE_API double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
                                 const std::vector<unsigned char>& tags,
                                 IndexedPointsBase<3, double>& out,
@@ -114,17 +115,17 @@ SORVANE_API double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
 ///
 /// Kept are boundaries, creases of at least `featureAngle` degrees and the lines between different
 /// tags: their points go along the line only, as far as it is straight within the tolerance, and
-/// where three or more such lines meet, or one ends, the point stays where it is. `tags` has one for
-/// each triangle, what is missing counts as 0; `outTags` one for each triangle of the result. No
-/// collapse turns a triangle by more than 60 degrees. A closed surface stays closed and keeps its
-/// Euler characteristic.
-/// Points of edges that have more than two triangles, or two of one direction, of several fans of
-/// triangles, and of triangles that are not finite stay where they are.
+/// where three or more such lines meet, or one ends, the point stays where it is. `tags` has one
+/// for each triangle, what is missing counts as 0; `outTags` one for each triangle of the result.
+/// No collapse turns a triangle by more than 60 degrees. A closed surface stays closed and keeps
+/// its Euler characteristic. Points of edges that have more than two triangles, or two of one
+/// direction, of several fans of triangles, and of triangles that are not finite stay where they
+/// are.
 ///
 /// Triples with equal or invalid subscripts are left out and don't count. Points keep their order;
-/// those that no triangle uses are left out, and nothing is welded. A target of 100 percent or more,
-/// or NaN, and a tolerance that is not above 0 leave the triangles as they are. An empty mesh gives
-/// NaN. A mesh may be its own output.
+/// those that no triangle uses are left out, and nothing is welded. A target of 100 percent or
+/// more, or NaN, and a tolerance that is not above 0 leave the triangles as they are. An empty mesh
+/// gives NaN. A mesh may be its own output.
 ///
 /// Expected O(n log n); costs are found by many threads, with the same bits for any number of them.
 /// Passes instead of a queue: all edges are ranked, the cheaper ones go in their order, as long as

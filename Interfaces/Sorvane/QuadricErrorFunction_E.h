@@ -54,7 +54,8 @@ SORVANE_API QuadricErrorFunction Merge(const QuadricErrorFunction& q1,
 SORVANE_API void Solve(QuadricErrorFunction& q, VecBase<3, double>& x, double& error,
                        double tolerance);
 
-/// The error at a point, clamped at 0 from below; 1.7976931348623157e+308 when the quadric is empty.
+/// The error at a point, clamped at 0 from below; 1.7976931348623157e+308 when the quadric is
+/// empty.
 SORVANE_API double ErrorAt(const QuadricErrorFunction& q, const VecBase<3, double>& x);
 
 /// The pseudo-inverse of a symmetric matrix. Singular values of which `tolerance` times the

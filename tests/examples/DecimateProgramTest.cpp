@@ -28,8 +28,8 @@ TEST(DecimateProgram, WritesWhatItSays)
     const std::string bracket = Support::ExampleData("bracket.stl").string();
     const auto source = Support::WeldedStl<double>(bracket);
     for (const bool isOneByOne : {false, true}) {
-        std::vector<std::string> arguments{bracket, "out.stl", "--tolerance", "0.5", "--keep", "20",
-                                           "--svg", "picture.svg"};
+        std::vector<std::string> arguments{bracket,  "out.stl", "--tolerance", "0.5",
+                                           "--keep", "20",      "--svg",       "picture.svg"};
         if (isOneByOne) {
             arguments.push_back("--one-by-one");
         }

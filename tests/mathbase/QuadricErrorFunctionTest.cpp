@@ -112,8 +112,7 @@ TEST(QuadricErrorFunction, SolvesAsAFullDecompositionDoes)
         Solve(q, x, error, tolerance);
         ASSERT_EQ(q.rank, rank) << trial << ": " << s.transpose() / s(0);
         // What the singular value next to the limit does to its vectors is no one's fault.
-        const double gap =
-            rank == 3 ? 1 : std::max(1e-3, (least - s(rank)) / s(0));
+        const double gap = rank == 3 ? 1 : std::max(1e-3, (least - s(rank)) / s(0));
         const double size = scale + y.norm();
         for (int i = 0; i < 3; ++i) {
             ASSERT_NEAR(x[i], mass(i) + y(i), 1e-8 * size / gap) << trial << " rank " << rank;

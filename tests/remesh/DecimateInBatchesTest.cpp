@@ -28,7 +28,7 @@ struct Decimated {
 };
 
 Decimated Decimate(const IndexedMesh& mesh, double angle, double keep, double tolerance,
-              const Tags& tags = {})
+                   const Tags& tags = {})
 {
     Decimated result;
     result.percent = Mesh::DecimateInBatches(mesh, tags, result.mesh, result.tags, angle, keep,
@@ -41,8 +41,8 @@ Decimated Decimate(const IndexedMesh& mesh, double angle, double keep, double to
 TEST(DecimateInBatches, ACubeComesDownToItsTwelveTriangles)
 {
     for (const double tolerance : {1e-6, kInfinity}) {
-        const Decimated result = Decimate(Support::FineCube(16), 40, 12.0 / (12 * 16 * 16) * 100 + 1e-9,
-                                     tolerance);
+        const Decimated result =
+            Decimate(Support::FineCube(16), 40, 12.0 / (12 * 16 * 16) * 100 + 1e-9, tolerance);
         EXPECT_EQ(result.mesh.indices.size() / 3, 12U) << tolerance;
         EXPECT_EQ(result.mesh.points.size(), 8U);
         EXPECT_EQ(Support::FaultsOf(result.mesh), Support::EdgeFaults{});
@@ -82,10 +82,10 @@ TEST(DecimateInBatches, ASphereWithinATolerance)
             EXPECT_NEAR(Length(p), 1, tolerance + 0.002); // the source itself lies inside
         }
         for (std::size_t i = 0; i < result.mesh.indices.size(); i += 3) {
-            const Vec3d center = (Support::PointOf(result.mesh, i) +
-                                  Support::PointOf(result.mesh, i + 1) +
-                                  Support::PointOf(result.mesh, i + 2)) /
-                                 3.0;
+            const Vec3d center =
+                (Support::PointOf(result.mesh, i) + Support::PointOf(result.mesh, i + 1) +
+                 Support::PointOf(result.mesh, i + 2)) /
+                3.0;
             EXPECT_GT(Support::NormalOf(result.mesh, i) * center, 0);
         }
     }
@@ -104,7 +104,9 @@ TEST(DecimateInBatches, ATargetAlone)
         EXPECT_EQ(Support::EulerOf(result.mesh), 0);
         EXPECT_EQ(Support::FaultsOf(result.mesh), Support::EdgeFaults{});
         EXPECT_NEAR(Support::VolumeOf(result.mesh) / Support::VolumeOf(torus), 1,
-                    keep > 20 ? 1e-3 : keep > 5 ? 1e-2 : 3e-2);
+                    keep > 20  ? 1e-3
+                    : keep > 5 ? 1e-2
+                               : 3e-2);
     }
 }
 
@@ -129,9 +131,8 @@ TEST(DecimateInBatches, TagsKeepTheirAreas)
 TEST(DecimateInBatches, WhatLeavesAMeshAsItIs)
 {
     IndexedMesh sphere = Support::Sphere(3);
-    for (const auto& [keep, tolerance] :
-         std::vector<std::pair<double, double>>{{100, 1}, {1e300, 1}, {kNan, 1}, {kInfinity, 1},
-                                                {10, 0}, {10, -1}, {10, kNan}}) {
+    for (const auto& [keep, tolerance] : std::vector<std::pair<double, double>>{
+             {100, 1}, {1e300, 1}, {kNan, 1}, {kInfinity, 1}, {10, 0}, {10, -1}, {10, kNan}}) {
         const Decimated result = Decimate(sphere, 60, keep, tolerance);
         EXPECT_EQ(result.mesh.indices, sphere.indices);
         EXPECT_EQ(result.mesh.points, sphere.points);
@@ -196,10 +197,10 @@ TEST(DecimateInBatches, OddTopologyStays)
     EXPECT_EQ(Support::FaultsOf(result.mesh), Support::EdgeFaults{});
     EXPECT_EQ(Support::EulerOf(result.mesh), 3) << "two spheres with one point in common";
 
-    for (const IndexedMesh& odd : {Support::MoebiusStrip(30), Support::Fins(5),
-                                   Support::TrianglesAtOnePoint(6), Support::Tetrahedron(),
-                                   Support::Octahedron(), Support::Fan(50, true),
-                                   Support::Fan(50, false), Support::Strip(50)}) {
+    for (const IndexedMesh& odd :
+         {Support::MoebiusStrip(30), Support::Fins(5), Support::TrianglesAtOnePoint(6),
+          Support::Tetrahedron(), Support::Octahedron(), Support::Fan(50, true),
+          Support::Fan(50, false), Support::Strip(50)}) {
         for (const double tolerance : {0.1, kInfinity}) {
             const Decimated left = Decimate(odd, 60, 0, tolerance);
             EXPECT_FALSE(left.mesh.indices.empty());

@@ -74,14 +74,12 @@ inline int FlippedTriangles(const IndexedMesh& mesh, const IndexedMesh& source, 
     const std::size_t step = 3 * std::max<std::size_t>(1, mesh.indices.size() / 3 / samples);
     for (std::size_t i = 0; i + 2 < mesh.indices.size(); i += step) {
         const Vec3d normal = NormalOf(mesh, i);
-        const Vec3d center =
-            (PointOf(mesh, i) + PointOf(mesh, i + 1) + PointOf(mesh, i + 2)) / 3.0;
+        const Vec3d center = (PointOf(mesh, i) + PointOf(mesh, i + 1) + PointOf(mesh, i + 2)) / 3.0;
         double least = std::numeric_limits<double>::infinity();
         bool faces = false;
         for (std::size_t j = 0; j < source.indices.size(); j += 3) {
-            const double distance = DistanceToTriangle(center, PointOf(source, j),
-                                                       PointOf(source, j + 1),
-                                                       PointOf(source, j + 2));
+            const double distance = DistanceToTriangle(
+                center, PointOf(source, j), PointOf(source, j + 1), PointOf(source, j + 2));
             // Of several as near as that any one will do: the point lies on their common edge.
             if (distance <= least * (1 + 1e-9) + 1e-12) {
                 const bool facesThis = NormalOf(source, j) * normal >= 0;

@@ -28,7 +28,7 @@ struct Decimated {
 };
 
 Decimated Decimate(const IndexedMesh& mesh, double angle, double keep, double tolerance,
-              const Tags& tags = {})
+                   const Tags& tags = {})
 {
     Decimated result;
     result.percent = Mesh::DecimateMesh(mesh, tags, result.mesh, result.tags, angle, keep,
@@ -370,9 +370,9 @@ TEST(Decimation, HostileInput)
         EXPECT_EQ(Support::FaultsOf(Decimate(Support::Torus(40, 20), angle, 30, 1).mesh),
                   Support::EdgeFaults{});
     }
-    for (const IndexedMesh& odd : {Support::MoebiusStrip(30), Support::Fins(5),
-                                   Support::TrianglesAtOnePoint(6), Support::Tetrahedron(),
-                                   Support::Fan(50, true)}) {
+    for (const IndexedMesh& odd :
+         {Support::MoebiusStrip(30), Support::Fins(5), Support::TrianglesAtOnePoint(6),
+          Support::Tetrahedron(), Support::Fan(50, true)}) {
         EXPECT_EQ(Support::FaultsOf(Decimate(odd, 60, 0, kInfinity).mesh).overfull, 0);
     }
 }
