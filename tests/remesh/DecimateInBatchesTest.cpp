@@ -196,6 +196,8 @@ TEST(DecimateInBatches, OddTopologyStays)
     EXPECT_LE(result.percent, 10);
     EXPECT_EQ(Support::FaultsOf(result.mesh), Support::EdgeFaults{});
     EXPECT_EQ(Support::EulerOf(result.mesh), 3) << "two spheres with one point in common";
+    EXPECT_EQ(std::count(result.mesh.points.begin(), result.mesh.points.end(), Vec3d(1, 0, 0)), 1)
+        << "which stays";
 
     for (const IndexedMesh& odd :
          {Support::MoebiusStrip(30), Support::Fins(5), Support::TrianglesAtOnePoint(6),

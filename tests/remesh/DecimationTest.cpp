@@ -343,12 +343,47 @@ TEST(Decimation, NodesOfSeveralFansStayWhereTheyAre)
     solids = Support::Together(solids, other);
     Mesh::FilterForUniqueness(solids, 1e-12);
     ASSERT_EQ(PointsWhere(solids, [](const Vec3d& p) { return p == Vec3d(1, 0, 0); }).size(), 1U);
-    const Decimated result = Decimate(solids, 60, 20, 1);
-    EXPECT_LT(result.percent, 25);
+    const Decimated result = Decimate(solids, 180.5, 0, kInfinity);
+    EXPECT_LT(result.percent, 10);
     EXPECT_EQ(Support::FaultsOf(result.mesh), Support::EdgeFaults{});
     EXPECT_EQ(Support::EulerOf(result.mesh), 3) << "two spheres with one point in common";
     EXPECT_EQ(PointsWhere(result.mesh, [](const Vec3d& p) { return p == Vec3d(1, 0, 0); }).size(),
               1U);
+}
+
+TEST(Decimation, CornersOfCreasesStay)
+{
+    // Four creases along the axes meet in a corner so shallow that nothing folds when it moves.
+    const auto roof = [](const Vec3d& p) { return 0.3 * (std::fabs(p[0]) + std::fabs(p[1])); };
+    IndexedMesh sheet = Support::Grid(40, 40);
+    for (Vec3d& p : sheet.points) {
+        p = p - Vec3d(20, 20, 0);
+        p[2] = roof(p);
+    }
+    const Decimated result = Decimate(sheet, 10, 5, 100);
+    EXPECT_LT(result.percent, 80);
+    const auto corner = [](const Vec3d& p) { return p == Vec3d(0, 0, 0); };
+    EXPECT_EQ(PointsWhere(result.mesh, corner).size(), 1U);
+    const auto isCrease = [](const Vec3d& p) { return p[0] == 0 || p[1] == 0; };
+    EXPECT_LT(PointsWhere(result.mesh, isCrease).size(), 60U) << "others go along their crease";
+}
+
+TEST(Decimation, NoFlipMakesAnEdgeASecondTime)
+{
+    // A tall node of three triangles that leans away from one of its neighbors: the edge to that
+    // one is not Delaunay, and its flip would join two nodes that are joined already.
+    IndexedMesh sheet = Support::Grid(12, 12);
+    const int a = sheet.indices[0 + 3 * 130];
+    const int b = sheet.indices[1 + 3 * 130];
+    const int c = sheet.indices[2 + 3 * 130];
+    const auto at = [&](int n) { return sheet.points[static_cast<std::size_t>(n)]; };
+    const int n = static_cast<int>(sheet.points.size());
+    sheet.points.push_back((at(b) + at(c)) * 0.5 + ((at(b) + at(c)) * 0.5 - at(a)) +
+                           Vec3d(0, 0, 1.5));
+    sheet.indices[2 + 3 * 130] = n;
+    sheet.indices.insert(sheet.indices.end(), {b, c, n, c, a, n});
+    const Decimated result = Decimate(sheet, 180.5, 100, 1e6);
+    EXPECT_EQ(Support::FaultsOf(result.mesh), (Support::EdgeFaults{48, 0}));
 }
 
 TEST(Decimation, HostileInput)
