@@ -1,11 +1,10 @@
-// What the programs that change a part tell of it: volumes, how far the result is off, and a
-// picture of before and after.
+// A picture of a part before and after, for the programs that change one.
 #pragma once
 
+#include "PartMeasures.h"
 #include "TextOutput.h"
 
 #include <Sorvane/IndexedMesh_E.h>
-#include <Sorvane/TriangleTree_E.h>
 #include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
@@ -21,47 +20,6 @@ namespace PartComparison {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 using Part = Mesh::IndexedPointsBase<3, double>;
-
-inline const Vec3d& Corner(const Part& part, std::size_t place)
-{
-    return part.points[static_cast<std::size_t>(part.indices[place])];
-}
-
-inline double Volume(const Part& part)
-{
-    const Vec3d origin = part.points.empty() ? Vec3d{} : part.points.front();
-    double volume = 0;
-    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        volume += (Corner(part, i) - origin) *
-                  ((Corner(part, i + 1) - origin) ^ (Corner(part, i + 2) - origin)) / 6;
-    }
-    return volume;
-}
-
-/// The greatest and the mean distance of a mesh from a surface, at its points and at the middles of
-/// its edges and triangles.
-inline void TellDeviation(const char* what, const Part& from, const Part& surface)
-{
-    std::vector<Vec3d> samples = from.points;
-    for (std::size_t i = 0; i + 2 < from.indices.size(); i += 3) {
-        const Vec3d& a = Corner(from, i);
-        const Vec3d& b = Corner(from, i + 1);
-        const Vec3d& c = Corner(from, i + 2);
-        samples.insert(samples.end(),
-                       {(a + b + c) / 3.0, (a + b) / 2.0, (b + c) / 2.0, (c + a) / 2.0});
-    }
-    const Tree::QOFTriangleTree<3, double> tree(surface.points, surface.indices);
-    const auto nearest = tree.ClosestPoints(samples, 1e100, {});
-    double greatest = 0;
-    double sum = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const double distance = Length(nearest[i].point - samples[i]);
-        greatest = std::max(greatest, distance);
-        sum += distance;
-    }
-    std::printf("        %s: %.6g at most, %.6g in the mean\n", what, greatest,
-                samples.empty() ? 0 : sum / static_cast<double>(samples.size()));
-}
 
 inline constexpr double kPictureSide = 620;
 inline constexpr double kMargin = 12;
@@ -99,9 +57,9 @@ inline void Draw(std::FILE* svg, const Part& part, const View& view, double offs
     };
     std::vector<Face> faces;
     for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        const Vec3d& a = Corner(part, i);
-        const Vec3d& b = Corner(part, i + 1);
-        const Vec3d& c = Corner(part, i + 2);
+        const Vec3d& a = CornerOf(part, i);
+        const Vec3d& b = CornerOf(part, i + 1);
+        const Vec3d& c = CornerOf(part, i + 2);
         const double facing = Vector::Normalized((b - a) ^ (c - a), 0.0) * view.toward;
         if (facing > 0) {
             faces.push_back({i, (a + b + c) * view.toward, facing});
@@ -115,7 +73,7 @@ inline void Draw(std::FILE* svg, const Part& part, const View& view, double offs
         // In tenths, the second and third corner relative to the one before: pictures stay small.
         std::array<long, 2> last{};
         for (std::size_t k = 0; k < 3; ++k) {
-            const Vec3d& p = Corner(part, face.first + k);
+            const Vec3d& p = CornerOf(part, face.first + k);
             const std::array<long, 2> at{
                 std::lround(10 * (offset + kMargin + (p * view.right - view.left) * view.scale)),
                 std::lround(10 * (kMargin + (-(p * view.up) - view.top) * view.scale))};

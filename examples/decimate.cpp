@@ -15,6 +15,7 @@
 #include "Arguments.h"
 #include "PartComparison.h"
 #include "PartFiles.h"
+#include "PartMeasures.h"
 
 #include <Sorvane/Decimation_E.h>
 #include <Sorvane/MeshQueries_E.h>
@@ -96,7 +97,7 @@ std::optional<Options> ParseOptions(int argc, char** argv)
 void TellSize(const char* when, const Part& part)
 {
     std::printf("%-7s %zu triangles, %zu open edges, volume %.9g\n", when, part.indices.size() / 3,
-                Mesh::BoundaryEdges(part).size(), Volume(part));
+                Mesh::BoundaryEdges(part).size(), VolumeOf(part));
 }
 
 const char* TextOf(Mesh::DecimationStop stop)
@@ -176,8 +177,8 @@ int main(int argc, char** argv)
         std::printf("        the part is open: its volume says nothing\n");
         return 0;
     }
-    const double volume = Volume(part);
-    const double drift = volume == 0 ? 0 : 100 * (Volume(result) / volume - 1);
+    const double volume = VolumeOf(part);
+    const double drift = volume == 0 ? 0 : 100 * (VolumeOf(result) / volume - 1);
     std::printf("        the volume has drifted by %.4f %%\n", drift);
     if (!Mesh::BoundaryEdges(result).empty()) {
         std::fprintf(stderr, "%s: the part was closed, the result is open\n",

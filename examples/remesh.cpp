@@ -16,10 +16,12 @@
 #include "Arguments.h"
 #include "PartComparison.h"
 #include "PartFiles.h"
+#include "PartMeasures.h"
 
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/Remesh_E.h>
 #include <Sorvane/Triangle_E.h>
+#include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
 #include <array>
@@ -101,7 +103,7 @@ double MeanEdge(const Part& part)
 {
     double sum = 0; // every edge of a closed part counts twice, and the mean is the same
     for (std::size_t i = 0; i < part.indices.size(); ++i) {
-        sum += Length(Corner(part, i / 3 * 3 + (i + 1) % 3) - Corner(part, i));
+        sum += Length(CornerOf(part, i / 3 * 3 + (i + 1) % 3) - CornerOf(part, i));
     }
     return part.indices.empty() ? 0 : sum / static_cast<double>(part.indices.size());
 }
@@ -114,12 +116,12 @@ void TellQuality(const char* when, const Part& part, double length)
     double sum = 0;
     for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
         const double ratio =
-            Mesh::AspectRatio(Corner(part, i), Corner(part, i + 1), Corner(part, i + 2));
+            Mesh::AspectRatio(CornerOf(part, i), CornerOf(part, i + 1), CornerOf(part, i + 2));
         worst = std::min(worst, ratio);
         sum += ratio;
     }
     std::printf("%-7s %zu triangles, %zu open edges, volume %.9g\n", when, triangles,
-                Mesh::BoundaryEdges(part).size(), Volume(part));
+                Mesh::BoundaryEdges(part).size(), VolumeOf(part));
     std::printf("        aspect ratio: worst %.4f, mean %.4f\n", worst,
                 triangles == 0 ? 1 : sum / static_cast<double>(triangles));
 
@@ -128,7 +130,7 @@ void TellQuality(const char* when, const Part& part, double length)
                                                 "to 2",      "to 4",   "above"};
     std::array<std::size_t, 7> counts{};
     for (std::size_t i = 0; i < part.indices.size(); ++i) {
-        const double edge = Length(Corner(part, i / 3 * 3 + (i + 1) % 3) - Corner(part, i));
+        const double edge = Length(CornerOf(part, i / 3 * 3 + (i + 1) % 3) - CornerOf(part, i));
         const auto bound = std::upper_bound(kBounds.begin(), kBounds.end(), edge / length);
         ++counts[static_cast<std::size_t>(bound - kBounds.begin())];
     }
@@ -192,8 +194,8 @@ int main(int argc, char** argv)
         std::printf("        the part is open: its volume says nothing\n");
         return 0;
     }
-    const double volume = Volume(part);
-    const double drift = volume == 0 ? 0 : 100 * (Volume(result) / volume - 1);
+    const double volume = VolumeOf(part);
+    const double drift = volume == 0 ? 0 : 100 * (VolumeOf(result) / volume - 1);
     std::printf("        the volume has drifted by %.4f %%\n", drift);
     if (!Mesh::BoundaryEdges(result).empty()) {
         std::fprintf(stderr, "%s: the part was closed, the result is open\n",

@@ -82,6 +82,11 @@ inline constexpr AssertSite kDecimatedStarIsNotClosed{
     "Decimation_Impl", 598,
     "Velk::Math::Sorvane::HalfEdge::Impl::QEFDecimator::RemoveTriangleStars"};
 
+/// `MeshUtils::MaximizeAspectRatio` came to an edge that does not have two triangles; the edge
+/// stays.
+inline constexpr AssertSite kMaximizeAspectRatio{
+    "MeshUtilities", 1252, "Velk::Math::Sorvane::MeshUtils::MaximizeAspectRatio"};
+
 /// Tells the handler of the moment.
 inline void Report(const AssertSite& site)
 {

@@ -4,6 +4,7 @@
 
 #include <Sorvane/AnisotropicRemesher_E.h>
 #include <Sorvane/ArcSegChain_E.h>
+#include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ClosestPoint_E.h>
@@ -17,16 +18,19 @@
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/IterativeRemesher_E.h>
+#include <Sorvane/MaterialTree_E.h>
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
+#include <Sorvane/OrientedBox_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/QuadricErrorFunction_E.h>
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/Remesh_E.h>
+#include <Sorvane/SegmentLinking_E.h>
 #include <Sorvane/SegmentTree_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/TreeAddress_E.h>
