@@ -42,6 +42,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"part_section", {"37%", "section.svg"}, 1, {0, 1, 3}},
         {"part_picture", {"picture.svg"}, 1, {0, 2}},
         {"drill_holes", {"picture.svg"}, 1, {0}},
+        {"decimate", {"decimated.stl", "--keep", "30", "--svg", "picture.svg"}, 1, {0, 3}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
         {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
         {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
@@ -68,7 +69,8 @@ protected:
             EXPECT_EQ(run.code, program.refusal) << run.output << run.errors;
             EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
             for (const char* product :
-                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl"}) {
+                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl",
+                  "decimated.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
@@ -223,6 +225,10 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"part_section", {bracket, "50%", noFolder}, 1, noFolder + ": can't be written"},
         {"part_picture", {bracket, "/dev/full"}, 1, "/dev/full: can't be written"},
         {"part_picture", {bracket, noFolder}, 1, noFolder + ": can't be written"},
+        {"decimate",
+         {bracket, "/dev/full", "--keep", "50"},
+         1,
+         "/dev/full: can't be written (No space"},
         {"remesh", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
         {"remesh", {bracket, noFolder}, 1, noFolder + ": its folder is not there"},
         {"remesh", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
