@@ -52,6 +52,16 @@ inline bool IsWithoutArea(const std::array<Vec3d, 3>& corners, const Vec3d& norm
     return Length(normal) <= kRounding * extent * longest;
 }
 
+/// False only where `IsWithoutArea` is false of the triangle a b c as well, whose coordinates are not
+/// greater than `extent`; without a root. An edge is no longer than 4 extents.
+inline bool MayLackArea(const Vec3d& a, const Vec3d& b, const Vec3d& c, double extent)
+{
+    constexpr double kRounding = 16 * std::numeric_limits<double>::epsilon();
+    const Vec3d normal = (b - a) ^ (c - a);
+    const double bound = kRounding * extent * extent;
+    return !(normal * normal > 2 * bound * bound);
+}
+
 /// Calls visit(normal) for the surface beside a half-edge: its triangle, or where that has no area,
 /// and so no normal, those behind it.
 ///
@@ -105,6 +115,13 @@ double TurnAcross(const Mesh& mesh, int halfEdge)
     return turn;
 }
 
+/// How far the normals of the triangles a b c and b a d turn at their edge a b, in radians.
+inline double EdgeTurn(const Vec3d& a, const Vec3d& b, const Vec3d& c, const Vec3d& d)
+{
+    const Vec3d ab = b - a;
+    return Vector::AngleBetween(ab ^ (c - a), (d - a) ^ ab, kLengthFloor<double>);
+}
+
 /// The reason for which an edge that is alive is a feature. `angle` is in radians and is not looked
 /// at in the plane; with NaN nothing is a crease. Faces without tags are never told apart.
 template <int D, class Mesh>
@@ -124,7 +141,7 @@ FeatureKind FeatureKindOf(const Mesh& mesh, int halfEdge, double angle)
         const double turn =
             IsWithoutArea({pa, at(b), at(c)}, left) || IsWithoutArea({pa, at(b), at(d)}, right)
                 ? TurnAcross(mesh, halfEdge)
-                : Vector::AngleBetween(left, right, kLengthFloor<double>);
+                : EdgeTurn(pa, at(b), at(c), at(d));
         if (turn >= angle) {
             return FeatureKind::Crease;
         }

@@ -87,6 +87,12 @@ inline constexpr AssertSite kDecimatedStarIsNotClosed{
 inline constexpr AssertSite kMaximizeAspectRatio{
     "MeshUtilities", 1252, "Velk::Math::Sorvane::MeshUtils::MaximizeAspectRatio"};
 
+/// `SubdivisionMesh::UpdateNodePositions` was given another number of positions than there are nodes;
+/// nothing moves.
+inline constexpr AssertSite kUpdateNodePositions{
+    "MeshSubdivision_Impl", 788,
+    "Velk::Math::Sorvane::HalfEdge::Impl::SubdivisionMesh::UpdateNodePositions"};
+
 /// Tells the handler of the moment.
 inline void Report(const AssertSite& site)
 {

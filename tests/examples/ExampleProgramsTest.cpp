@@ -46,6 +46,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
         {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
         {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
+        {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
     };
     return programs;
 }
@@ -71,6 +72,7 @@ protected:
             for (const char* product :
                  {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl",
                   "decimated.stl"}) {
+                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl", "finer.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
@@ -232,6 +234,8 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"remesh", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
         {"remesh", {bracket, noFolder}, 1, noFolder + ": its folder is not there"},
         {"remesh", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
+        {"subdivide", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
+        {"subdivide", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
         {"mesh_report", {bracket, "--svg", "/dev/full"}, 2, "/dev/full: can't be written"},
         {"mesh_report",
          {damaged, "--stl", "/dev/full"},
