@@ -7,7 +7,7 @@
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Transform_E.h>
 
-#include "mathbase/QuadricErrorFunction_Impl.h"
+#include "halfedge/QuadricErrorFunction_Impl.h"
 #include "remesh/FeatureMarks_Impl.h"
 #include "remesh/TaggedMesh_Impl.h"
 #include "remesh/TriangleStar_Impl.h"

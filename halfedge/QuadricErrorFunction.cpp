@@ -1,6 +1,6 @@
 // Quadric error functions: the exported forms of the inline operations.
 
-#include "mathbase/QuadricErrorFunction_Impl.h"
+#include "halfedge/QuadricErrorFunction_Impl.h"
 
 namespace Velk::Math::Sorvane::HalfEdge::Decorations {
 
