@@ -44,6 +44,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"drill_holes", {"picture.svg"}, 1, {0}},
         {"decimate", {"decimated.stl", "--keep", "30", "--svg", "picture.svg"}, 1, {0, 3}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
+        {"aspect_ratio", {"better.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
         {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
         {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
         {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
@@ -70,9 +71,8 @@ protected:
             EXPECT_EQ(run.code, program.refusal) << run.output << run.errors;
             EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
             for (const char* product :
-                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl",
-                  "decimated.stl"}) {
-                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl", "finer.stl"}) {
+                 {"out", "report.svg", "section.svg", "picture.svg", "stock.svg", "remeshed.stl",
+                  "decimated.stl", "finer.stl", "better.stl", "laid.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
