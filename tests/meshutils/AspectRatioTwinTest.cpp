@@ -557,20 +557,16 @@ TEST(AspectRatioPromise, NoFlipIsLeftThatWouldHelp)
     }
 }
 
-// The bound holds for each triangle number and not for the surface. Of four triangles the first flip,
-// of the edge 0-5, lifts its place by nearly the whole bound. The second one, of 0-2, lifts nothing
-// and hands a part of that place over to the number 0, which has spent nothing. So the third one may
-// lift it by nearly the whole bound again.
+// The bound holds for each triangle number and not for the surface. Of four triangles the first
+// flip, of the edge 0-5, lifts its place by nearly the whole bound. The second one, of 0-2, lifts
+// nothing and hands a part of that place over to the number 0, which has spent nothing. So the
+// third one may lift it by nearly the whole bound again.
 TEST(AspectRatioPromise, TheBoundOfTheDriftIsNoBoundOfTheSurface)
 {
     constexpr double kBound = 0.01;
-    const IndexedMesh before{{{11, 10, 0},
-                              {12, 7, 0.0175},
-                              {6, 3, 0.01235},
-                              {4, 8, 0},
-                              {12, 6, 0.0095},
-                              {12, 2, 0}},
-                             {3, 2, 0, 0, 2, 5, 0, 5, 4, 0, 4, 1}};
+    const IndexedMesh before{
+        {{11, 10, 0}, {12, 7, 0.0175}, {6, 3, 0.01235}, {4, 8, 0}, {12, 6, 0.0095}, {12, 2, 0}},
+        {3, 2, 0, 0, 2, 5, 0, 5, 4, 0, 4, 1}};
     Events sum;
     const IndexedMesh after = LikeTheTwin(before, 10.0, kBound, sum);
     EXPECT_EQ(sum.flips, 3);
