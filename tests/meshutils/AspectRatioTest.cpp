@@ -170,6 +170,22 @@ TYPED_TEST(AspectRatioForms, NoEdgeIsMadeTwice)
     EXPECT_NE(TypeParam::Improved(open, 180), open);
 }
 
+// The edge 0-1 is tried first, and 2-3 is in the way. Its flip would have cost 1, after which the
+// edge 0-2 couldn't pay for its own.
+TYPED_TEST(AspectRatioForms, AFlipThatIsNotMadeCostsNothing)
+{
+    typename TypeParam::Mesh mesh{{TypeParam::At(-8, 0), TypeParam::At(8, 0),
+                                   TypeParam::At(0, 4, 1), TypeParam::At(0, -4, 1),
+                                   TypeParam::At(3, 0, 8), TypeParam::At(-4.2, 2.4, 1)},
+                                  {0, 1, 2, 1, 0, 3, 0, 2, 5}};
+    EXPECT_TRUE(Support::EdgeUses(TypeParam::Improved(mesh, 180, 1.01)).contains({2, 3}));
+    EXPECT_EQ(TypeParam::Improved(mesh, 180, 0.01) == mesh, TypeParam::D == 3);
+    mesh.indices.insert(mesh.indices.end(), {2, 3, 4});
+    const auto result = TypeParam::Improved(mesh, 180, 1.01);
+    EXPECT_FALSE(Support::EdgeUses(result).contains({0, 2}));
+    EXPECT_TRUE(Support::EdgeUses(result).contains({1, 5}));
+}
+
 TYPED_TEST(AspectRatioForms, AnEdgeOfThreeTrianglesStays)
 {
     auto mesh = TypeParam::Rhombus(1);
