@@ -4,12 +4,14 @@
 //
 // The inputs are made by integer arithmetic, so that they are the same on every machine, and the
 // operations take nothing from the mathematical library but square roots, which are exact in the last
-// digit everywhere. The chain is the exception: its points come from sines and cosines.
+// digit everywhere. There are two exceptions: the points of the chain come from sines and cosines, and edge
+// flips compare with the cosine of an angle, which no angle of the sheet comes near.
 
 #include "tests/support/Digest.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
+#include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
@@ -262,6 +264,25 @@ Digest ChainPairs()
     return Digest().Add(pairs).Add(Sorvane::MeshUtils::ConcatenateOderedPairs(pairs));
 }
 
+/// Cells three times as long as high, in space and seen from above.
+template <class T>
+Digest FlipEdges()
+{
+    Indexed<T> sheet = RoughSheet<T>();
+    Sorvane::Mesh::IndexedPointsBase<2, T> plane;
+    plane.indices = sheet.indices;
+    for (auto& p : sheet.points) {
+        p = {3 * p[0] + p[2], p[1], p[2]};
+        plane.points.push_back({p[0], p[1]});
+    }
+    const auto inSpace = Sorvane::MeshUtils::MaximizeAspectRatio(sheet, T(40), T(0.25));
+    const auto inPlane = Sorvane::MeshUtils::MaximizeAspectRatio(plane, T(0), T(0));
+    EXPECT_NE(inSpace.indices, sheet.indices);
+    EXPECT_NE(inPlane.indices, plane.indices);
+    EXPECT_NE(inPlane.indices, inSpace.indices);
+    return DigestOf(inSpace).Add(inPlane.points).Add(inPlane.indices);
+}
+
 // --- the list -------------------------------------------------------------------------------------
 
 struct Operation {
@@ -285,6 +306,7 @@ const std::vector<Operation>& Operations()
         SORVANE_OPERATION("meshfiles.write", WriteFiles),
         SORVANE_OPERATION("meshreport.check", Report),
         SORVANE_OPERATION("meshutils.chain_pairs", ChainPairs),
+        SORVANE_OPERATION("meshutils.flip_edges", FlipEdges),
     };
 #undef SORVANE_OPERATION
     return operations;
