@@ -38,7 +38,7 @@ struct DecimationReport {
     double percentLeft = 0.0;   ///< 100 triangles / initialTriangles; NaN without any
     double greatestError = 0.0; ///< greatest error accepted, in the operation's own measure
     double deviation = 0.0;     ///< as measured on the result, where it was measured; else NaN
-    DecimationStop stop = DecimationStop::Empty;
+    DecimationStop stop = DecimationStop::Empty; ///< why it ended
     int lockedEdges = 0;    ///< on or beside a feature
     int longEdges = 0;      ///< longer than the limit
     int deviatingEdges = 0; ///< beyond the tolerance
