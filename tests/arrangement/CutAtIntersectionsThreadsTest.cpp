@@ -82,7 +82,7 @@ TYPED_TEST(CutThreads, SegmentsAndArcsAreCutAlikeForAnyNumberOfThreads)
         SCOPED_TRACE(tolerance);
         Elements<T> reference;
         for (const int threads : {1, 2, 4}) {
-            for (int repetition = 0; repetition < (threads == 1 ? 1 : Support::FullOr(3, 1));
+            for (int repetition = 0; repetition < (threads == 1 ? 1 : Support::FullOr(2, 1));
                  ++repetition) {
                 Elements<T> cut = input;
                 bool anyCut = false;

@@ -7,6 +7,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "tests/bounding/HullChecks.h"
+#include "tests/support/Rounds.h"
 
 #include <gtest/gtest.h>
 

@@ -7,6 +7,7 @@
 
 #include "tests/bounding/HullChecks.h"
 #include "tests/bounding/HullTwin.h"
+#include "tests/support/Rounds.h"
 
 #include <gtest/gtest.h>
 
