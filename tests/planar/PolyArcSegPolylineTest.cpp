@@ -3,6 +3,7 @@
 #include <Sorvane/PolyArcSeg_E.h>
 
 #include "tests/planar/ChainSupport.h"
+#include "tests/support/Rounds.h"
 
 #include <limits>
 #include <utility>
