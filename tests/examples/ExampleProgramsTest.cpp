@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <limits>
 #include <set>
+#include <sstream>
+#include <string>
 
 namespace {
 
@@ -41,7 +43,12 @@ const std::vector<PartProgram>& PartPrograms()
         {"part_section", {"37%", "section.svg"}, 1, {0, 1, 3}},
         {"part_picture", {"picture.svg"}, 1, {0, 2}},
         {"drill_holes", {"picture.svg"}, 1, {0}},
+        {"decimate", {"decimated.stl", "--keep", "30", "--svg", "picture.svg"}, 1, {0, 3}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
+        {"aspect_ratio", {"better.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
+        {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
+        {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
+        {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
     };
     return programs;
 }
@@ -65,7 +72,8 @@ protected:
             EXPECT_EQ(run.code, program.refusal) << run.output << run.errors;
             EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
             for (const char* product :
-                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl"}) {
+                 {"out", "report.svg", "section.svg", "picture.svg", "stock.svg", "remeshed.stl",
+                  "decimated.stl", "finer.stl", "better.stl", "laid.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
@@ -181,6 +189,10 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"chain_picture", {"chain", "0"}},
         {"chain_picture", {"chain", "x"}},
         {"content_tree_picture", {}},
+        {"solid_cells", {"part", "1", "4"}},
+        {"solid_cells", {"part", "1", "13", "x.svg"}},
+        {"solid_cells", {"part", "1", "nan", "x.svg"}},
+        {"solid_cells", {"part", "high", "4", "x.svg"}},
         {"tessellate_plate", {}},
         {"make_bracket", {}},
     };
@@ -216,9 +228,15 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"part_section", {bracket, "50%", noFolder}, 1, noFolder + ": can't be written"},
         {"part_picture", {bracket, "/dev/full"}, 1, "/dev/full: can't be written"},
         {"part_picture", {bracket, noFolder}, 1, noFolder + ": can't be written"},
+        {"decimate",
+         {bracket, "/dev/full", "--keep", "50"},
+         1,
+         "/dev/full: can't be written (No space"},
         {"remesh", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
         {"remesh", {bracket, noFolder}, 1, noFolder + ": its folder is not there"},
         {"remesh", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
+        {"subdivide", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
+        {"subdivide", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
         {"mesh_report", {bracket, "--svg", "/dev/full"}, 2, "/dev/full: can't be written"},
         {"mesh_report",
          {damaged, "--stl", "/dev/full"},
@@ -230,6 +248,8 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"halfedge_walk", {bracket, "0", "/dev/full"}, 1, "/dev/full: has an extension"},
         {"halfedge_walk", {bracket, "0", "file/x.stl"}, 1, "file/x.stl: its folder is not there"},
         {"content_tree_picture", {"/dev/full"}, 1, "/dev/full: can't be written"},
+        {"solid_cells", {bracket, "4", "3", "/dev/full"}, 1, "/dev/full: can't be written"},
+        {"solid_cells", {bracket, "99", "3", "x.svg"}, 1, "nothing lies at that height"},
         {"tessellate_plate", {"/dev/full"}, 1, "write /dev/full"},
         {"make_bracket", {"file"}, 1, "file is not a folder"},
     };
@@ -243,6 +263,30 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
         EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;
+    }
+}
+
+TEST_F(ExamplePrograms, SolidCellsEncloseTheAreaOfAnOutline)
+{
+    // The base of the bracket is a plate of 60 x 80 with two holes, which are closed and so within.
+    const std::string bracket = Support::ExampleData("bracket.stl").string();
+    double widest = 1e9;
+    for (const char* depth : {"4", "6", "8"}) {
+        const ProgramRun run = RunExample("solid_cells", {bracket, "4", depth, "x.svg"}, Folder());
+        EXPECT_EQ(run.code, 0) << run.errors;
+        const std::string words = "outlines: ";
+        const std::size_t place = run.output.find(words);
+        ASSERT_NE(place, std::string::npos) << run.output;
+        std::istringstream figures(run.output.substr(place + words.size()));
+        double low = 0;
+        double high = 0;
+        std::string to;
+        ASSERT_TRUE(figures >> low >> to >> high) << run.output;
+        EXPECT_LE(low, 60 * 80);
+        EXPECT_GE(high, 60 * 80);
+        EXPECT_LT(high - low, widest / 2); // finer cells, narrower bounds
+        widest = high - low;
+        EXPECT_TRUE(fs::exists(folder_ / "x.svg"));
     }
 }
 
