@@ -110,4 +110,41 @@ TEST(SegmentLinkingSearch, StrokesThatStandOnACurveDoNotLookAtAllOthers)
     EXPECT_LT(looks, outer.size() * outer.size() / 20);
 }
 
+TEST(SegmentLinkingSearch, WhatHasDroppedOutIsNotLookedAtAgain)
+{
+    // A crowd of which all drop out but one; then that one as well.
+    constexpr int kCount = 1000;
+    Support::Random random(2);
+    std::vector<Vec2d> points;
+    for (int i = 0; i < kCount; ++i) {
+        points.push_back(random.Vector<2, double>(-1, 1));
+    }
+    std::vector<int> numbers(points.size());
+    std::iota(numbers.begin(), numbers.end(), 0);
+    NumberedPoints search(points, numbers);
+    std::size_t boxes = 0;
+    const auto nearest = [&] {
+        boxes = 0;
+        return search
+            .Nearest(
+                {0, 0}, std::numeric_limits<double>::infinity(),
+                [&](const NumberedPoints::Box&) {
+                    ++boxes;
+                    return true;
+                },
+                [](const Vec2d&, double, int number) { return number; })
+            .number;
+    };
+    for (int i = 0; i < kCount; ++i) {
+        if (i != 500) {
+            search.SetNumber(i, NumberedPoints::kNone);
+        }
+    }
+    EXPECT_EQ(nearest(), 500);
+    EXPECT_LT(boxes, 20U); // one path from the root
+    search.SetNumber(500, NumberedPoints::kNone);
+    EXPECT_EQ(nearest(), NumberedPoints::kNone);
+    EXPECT_EQ(boxes, 0U);
+}
+
 } // namespace
