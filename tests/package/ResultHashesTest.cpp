@@ -16,11 +16,13 @@
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/MaterialTree_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/SegmentLinking_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Intersect_E.h>
@@ -192,6 +194,58 @@ Digest AlongTheCurve()
     return DigestOf(mesh).Add(newToOld);
 }
 
+/// Addresses have no coordinates. The shell of a box of 12 cells and cells anywhere.
+Digest Flood()
+{
+    namespace Tree = Sorvane::Tree;
+    const auto path = [](int x, int y, int z) {
+        unsigned long long code = 0;
+        for (unsigned int level = 0; level < 5; ++level) {
+            for (const int axis : {2, 1, 0}) {
+                const int number = axis == 0 ? x : axis == 1 ? y : z;
+                code |= static_cast<unsigned long long>((number >> level) & 1)
+                        << (3 * level + static_cast<unsigned int>(axis));
+            }
+        }
+        return code;
+    };
+    Random random(8);
+    std::vector<Tree::QOFAddress<3>> cells;
+    for (int i = 0; i < 12; ++i) {
+        for (int j = 0; j < 12; ++j) {
+            for (const int k : {0, 11}) {
+                cells.push_back({5, path(9 + i, 8 + j, 7 + k)});
+                cells.push_back({5, path(9 + i, 8 + k, 7 + j)});
+                cells.push_back({5, path(9 + k, 8 + i, 7 + j)});
+            }
+        }
+        cells.push_back({4, random.Bits() % 4096});
+    }
+    Digest digest;
+    for (const auto& node : Tree::MaterialTree::SolidVoxelizationFromLeaves<3>(cells, false)) {
+        digest.Add(node.address.depth).Add(node.address.path).Add(node.state);
+    }
+    return digest;
+}
+
+template <class T>
+Digest LinkLooseSegments()
+{
+    Random random(9);
+    std::vector<Geometry::SegBase<T>> segments;
+    for (int i = 0; i < 3000; ++i) {
+        const auto start = LatticePoint<2, T>(random);
+        segments.push_back({start, start + LatticePoint<2, T>(random) * T(0.125)});
+    }
+    Digest digest;
+    for (const T tolerance : {T(0), T(0.0625), T(2)}) {
+        for (const auto& chain : Sorvane::Tree::LinkSegments(segments, tolerance)) {
+            digest.Add(chain);
+        }
+    }
+    return digest;
+}
+
 template <class T>
 Digest Triangulate()
 {
@@ -301,6 +355,8 @@ const std::vector<Operation>& Operations()
         SORVANE_OPERATION("halfedge.edits", EditHalfEdges),
         SORVANE_OPERATION("bounding.hull_and_ball", HullAndBall),
         {"trees.along_the_curve", nullptr, &AlongTheCurve},
+        {"trees.flood", nullptr, &Flood},
+        SORVANE_OPERATION("trees.link", LinkLooseSegments),
         SORVANE_OPERATION("triangulation.tessellate", Triangulate),
         SORVANE_OPERATION("planar.flatten", FlattenAChain),
         SORVANE_OPERATION("meshfiles.write", WriteFiles),
