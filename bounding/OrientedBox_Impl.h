@@ -136,7 +136,8 @@ bool FlatBoxOrHull(const std::vector<Vec3d>& points, TransformBase<3>& transform
 // --- farthest points ----------------------------------------------------------------------------
 
 /// Farthest points of a convex mesh by climbing along its edges, from where a table over directions
-/// says.
+/// says. A corner with many triangles, the tip of a cone or one that a flat cap is fanned from, isn't
+/// compared with each of its neighbors, so that climbing past it costs no more than their logarithm.
 class SupportGraph {
 public:
     /// Every index must be that of a point. Both are used only while the object lives.
@@ -147,12 +148,29 @@ public:
     double Reach(const Vec3d& direction) const;
 
 private:
+    /// The neighbors of a corner with many, in order around it. From a corner of a convex mesh they
+    /// are seen as a convex polygon in a plane across: `slopes` are its corners, each the way to the
+    /// neighbor divided by how far that goes along one common axis. So slope * direction rises and
+    /// falls once around.
+    struct Ring {
+        int corner;
+        std::vector<int> neighbors;
+        std::vector<Vec3d> slopes;
+    };
+
+    void AddRings(const std::vector<int>& triangles);
+    /// Nothing where the neighbors are not seen so: the mesh isn't convex there.
+    std::optional<Ring> RingAround(int corner, const Vec3d& inward) const;
+    static int SteepestOf(const Ring& ring, const Vec3d& direction);
+    const Ring* RingOf(int corner) const;
+
     int Climb(const Vec3d& direction, int from) const;
     std::size_t CellOf(const Vec3d& direction) const;
     Vec3d CenterOf(std::size_t cell) const;
 
     const std::vector<Vec3d>& points_;
     Math::Impl::Buckets<int, int> neighbors_;
+    std::vector<Ring> rings_; // by corner
     std::size_t cellsPerEdge_;
     std::vector<int> start_; // by cell of a cube about the origin
 };
