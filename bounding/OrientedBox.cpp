@@ -11,6 +11,7 @@
 #include <Velk/Math/Matrix_E.h>
 
 #include <cmath>
+#include <numeric>
 
 namespace Velk::Math::Sorvane::Bounding {
 
@@ -256,21 +257,40 @@ constexpr std::size_t kManyNeighbors = 32;
 } // namespace
 
 SupportGraph::SupportGraph(const std::vector<Vec3d>& points, const std::vector<int>& triangles)
-    : points_(points), neighbors_(points.size(), [&](const auto& put) {
-          for (std::size_t i = 0; i + 2 < triangles.size(); i += 3) {
-              put(triangles[i], triangles[i + 1]);
-              put(triangles[i + 1], triangles[i + 2]);
-              put(triangles[i + 2], triangles[i]);
-          }
-      })
 {
-    AddRings(triangles);
     // About eight points to a cell, so that what is left to climb doesn't grow with the hull.
     const double wanted = std::sqrt(static_cast<double>(points.size()) / 48.0);
     cellsPerEdge_ = static_cast<std::size_t>(std::clamp(wanted, 1.0, 128.0));
-    start_.assign(6 * cellsPerEdge_ * cellsPerEdge_, triangles.empty() ? 0 : triangles.front());
+    const std::size_t cellCount = 6 * cellsPerEdge_ * cellsPerEdge_;
+
+    // A hull comes in the order in which it was made, in which neighbors are far apart: climbing
+    // large ones would be no more than waiting for memory.
+    const Vec3d middle =
+        std::accumulate(points.begin(), points.end(), Vec3d{}) / static_cast<double>(points.size());
+    const auto byCell = Math::Impl::NumbersInBuckets(
+        cellCount, points.size(), [&](std::size_t i) { return CellOf(points[i] - middle); });
+    std::vector<int> places(points.size());
+    points_.reserve(points.size());
+    for (const int i : byCell.Items()) {
+        places[static_cast<std::size_t>(i)] = static_cast<int>(points_.size());
+        points_.push_back(points[static_cast<std::size_t>(i)]);
+    }
+    std::vector<int> corners;
+    corners.reserve(triangles.size());
+    for (const int i : triangles) {
+        corners.push_back(places[static_cast<std::size_t>(i)]);
+    }
+    neighbors_ = {points.size(), [&](const auto& put) {
+                      for (std::size_t i = 0; i + 2 < corners.size(); i += 3) {
+                          put(corners[i], corners[i + 1]);
+                          put(corners[i + 1], corners[i + 2]);
+                          put(corners[i + 2], corners[i]);
+                      }
+                  }};
+    AddRings(corners);
+    start_.assign(cellCount, corners.empty() ? 0 : corners.front());
     int from = start_.front();
-    for (std::size_t cell = 0; cell < start_.size(); ++cell) {
+    for (std::size_t cell = 0; cell < cellCount; ++cell) {
         from = Climb(CenterOf(cell), from);
         start_[cell] = from;
     }

@@ -140,7 +140,7 @@ bool FlatBoxOrHull(const std::vector<Vec3d>& points, TransformBase<3>& transform
 /// compared with each of its neighbors, so that climbing past it costs no more than their logarithm.
 class SupportGraph {
 public:
-    /// Every index must be that of a point. Both are used only while the object lives.
+    /// Every index must be that of a point. Takes over what it needs of both.
     SupportGraph(const std::vector<Vec3d>& points, const std::vector<int>& triangles);
 
     /// The greatest p * direction that climbing finds: for a convex mesh the greatest, for any mesh
@@ -168,11 +168,11 @@ private:
     std::size_t CellOf(const Vec3d& direction) const;
     Vec3d CenterOf(std::size_t cell) const;
 
-    const std::vector<Vec3d>& points_;
+    std::size_t cellsPerEdge_;
+    std::vector<Vec3d> points_; // those that are near each other lie near each other in memory
     Math::Impl::Buckets<int, int> neighbors_;
     std::vector<Ring> rings_; // by corner
-    std::size_t cellsPerEdge_;
-    std::vector<int> start_; // by cell of a cube about the origin
+    std::vector<int> start_;  // by cell of a cube about the origin
 };
 
 // --- choosing -----------------------------------------------------------------------------------
