@@ -304,8 +304,8 @@ void SupportGraph::AddRings(const std::vector<int>& triangles)
             corners.push_back(static_cast<int>(i));
         }
     }
-    // The whole of a convex mesh lies on the inner side of every triangle, so that against the sum of
-    // the normals around a corner all neighbors are on the same side of it.
+    // The whole of a convex mesh lies on the inner side of every triangle, so that against the sum
+    // of the normals around a corner all neighbors are on the same side of it.
     std::vector<Vec3d> normals(corners.size());
     for (std::size_t i = 0; !corners.empty() && i + 2 < triangles.size(); i += 3) {
         const auto corner = [&](std::size_t k) -> const Vec3d& {

@@ -19,8 +19,9 @@
 namespace Velk::Math::Sorvane::Bounding::Impl {
 
 /// Points relative to the first of them and scaled by a power of two, so that products of lengths
-/// stay within the numbers: q = (p - points[0]) scale. Sets of less than 1 are brought to that
-/// size, since the length floors of the hulls are meant for coordinates of about that.
+/// stay within the numbers, those of `float` too: q = (p - points[0]) scale. Sets of less than 1
+/// are brought to that size, since the length floors of the hulls are meant for coordinates of
+/// about that; huge ones stay large, so that those floors are less than a rounding of theirs.
 template <int N>
 struct LocalPoints {
     std::vector<VecBase<N, double>> points;
@@ -50,11 +51,12 @@ LocalPoints<N> Localized(const std::vector<VecBase<N, T>>& points)
                                Math::Impl::Widened(points.front()) * local.scale);
         size = std::max(size, Math::Impl::LargestMagnitude(local.points.back()));
     }
-    if ((size < 1.0 && size > 0.0) || size > 0x1p100) {
-        const double toOne = Math::Impl::ScaleToOne(size);
-        local.scale *= toOne;
+    constexpr double kLargest = 0x1p40;
+    if ((size < 1.0 && size > 0.0) || size > kLargest) {
+        const double change = Math::Impl::ScaleToOne(size) * (size < 1.0 ? 1.0 : 0.5 * kLargest);
+        local.scale *= change;
         for (auto& q : local.points) {
-            q *= toOne;
+            q *= change;
         }
     }
     return local;
@@ -136,8 +138,9 @@ bool FlatBoxOrHull(const std::vector<Vec3d>& points, TransformBase<3>& transform
 // --- farthest points ----------------------------------------------------------------------------
 
 /// Farthest points of a convex mesh by climbing along its edges, from where a table over directions
-/// says. A corner with many triangles, the tip of a cone or one that a flat cap is fanned from, isn't
-/// compared with each of its neighbors, so that climbing past it costs no more than their logarithm.
+/// says. A corner with many triangles, the tip of a cone or one that a flat cap is fanned from,
+/// isn't compared with each of its neighbors, so that climbing past it costs no more than their
+/// logarithm.
 class SupportGraph {
 public:
     /// Every index must be that of a point. Takes over what it needs of both.
@@ -149,9 +152,9 @@ public:
 
 private:
     /// The neighbors of a corner with many, in order around it. From a corner of a convex mesh they
-    /// are seen as a convex polygon in a plane across: `slopes` are its corners, each the way to the
-    /// neighbor divided by how far that goes along one common axis. So slope * direction rises and
-    /// falls once around.
+    /// are seen as a convex polygon in a plane across: `slopes` are its corners, each the way to
+    /// the neighbor divided by how far that goes along one common axis. So slope * direction rises
+    /// and falls once around.
     struct Ring {
         int corner;
         std::vector<int> neighbors;

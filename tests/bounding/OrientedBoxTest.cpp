@@ -513,6 +513,29 @@ TEST(OrientedBoxOnATriangle, TrianglesThatAreNoHullAreMeasuredInFull)
     }
 }
 
+TEST(OrientedBoxOnATriangle, OfConesAndSpindlesIsTheLeastOfMeasuringAll)
+{
+    // Bounds come from climbing past corners that hundreds of triangles meet at.
+    for (const double tip : {0.2, 5.0}) {
+        for (const bool isDouble : {false, true}) {
+            std::vector<Vec3d> points{{0.1, 0.2, tip}};
+            if (isDouble) {
+                points.push_back({0.3, -0.1, -2 * tip});
+            }
+            for (int i = 0; i < 500; ++i) {
+                const double angle = 2 * M_PI * i / 500;
+                points.push_back({3 * std::cos(angle), 2 * std::sin(angle), 0});
+            }
+            points = Askew() * points;
+            const Hull hull = HullOf(points);
+            const Box<3> box = BoxOfHull(hull.points, hull.triangles);
+            ExpectTightAround(box, hull.points);
+            const double least = LeastOnTriangles(hull.points, hull.triangles);
+            EXPECT_NEAR(box.Measure(), least, 1e-11 * least);
+        }
+    }
+}
+
 TEST(OrientedBoxOnATriangle, DegenerateTrianglesDoNotWin)
 {
     // A needle on an edge of the cube, a point three times, and one with collinear corners.
@@ -1043,6 +1066,30 @@ TYPED_TEST(Prisms, HugeTinyAndFarAwayKeepTheirShape)
     }
     EXPECT_EQ(area(moved, {}), unscaled);
     EXPECT_EQ(area(moved, far), unscaled);
+    // The origin says where low and high are counted from, and nothing about the shape.
+    const auto prism = [&](const std::vector<Vec3d>& points, const Vec3d& origin) {
+        return MinimalHullPrism(this->Cast(points), hull.triangles, Point(origin), true, true);
+    };
+    const auto near = prism(coarse, {});
+    for (const Vec3d& origin : {Vec3d{}, far, far * -4}) {
+        EXPECT_EQ(prism(moved, origin).volume, near.volume);
+        EXPECT_EQ(prism(moved, origin).high, near.high);
+    }
+}
+
+TYPED_TEST(Prisms, OfHugePartsAreFoundEvenIfTheirVolumeIsNoNumber)
+{
+    using T = TypeParam;
+    const double scale = std::is_same_v<T, float> ? 0x1p50 : 0x1p400;
+    std::vector<Vec3d> slab;
+    for (const Vec3d& p : CubeCorners()) {
+        slab.push_back(Vec3d{p.x() * 2, p.y() * 3, p.z() * 16} * scale);
+    }
+    const auto report = MinimalHullPrism(this->Cast(slab), CubeTriangles(false), VecBase<3, T>{},
+                                         true, /*byVolume=*/true);
+    EXPECT_EQ(report.area, T(6 * scale * scale));
+    EXPECT_EQ(report.volume, std::numeric_limits<T>::infinity());
+    EXPECT_EQ(report.high, T(16 * scale));
 }
 
 } // namespace
