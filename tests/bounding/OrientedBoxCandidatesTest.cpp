@@ -158,6 +158,15 @@ TEST(OrientedBoxCandidates, ClimbingPastACornerWithManyTrianglesGoesTheRightWay)
                     check(direction);
                     check(-direction);
                 }
+                // Hardly off a facet: of all the neighbors of a corner one alone lies farther.
+                for (std::size_t k = 0; k < 3; ++k) {
+                    const Vec3d toLower = corner((k + 1) % 3) - corner(k);
+                    const Vec3d toHigher = corner((k + 2) % 3) - corner(k);
+                    const Vec3d way =
+                        toHigher - toLower * ((toHigher * toLower) / (toLower * toLower));
+                    check(normal + way * 1e-5);
+                    check(normal + way * 1e-3);
+                }
             }
         }
     }

@@ -18,6 +18,7 @@
 #include <limits>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -457,6 +458,17 @@ TEST(OrientedBoxInThePlane, TiesRepeat)
     } while (std::next_permutation(square.begin(), square.end(), [](auto& a, auto& b) {
         return std::pair(a.x(), a.y()) < std::pair(b.x(), b.y());
     }));
+}
+
+TEST(OrientedBoxInThePlane, OfEqualAreasTheShorterPerimeter)
+{
+    // Right triangles with whole sides: each side has the same rectangle area, without a rounding,
+    // and the hull begins with the longest side.
+    for (const auto& [a, b] : std::vector<std::pair<double, double>>{{4, 3}, {8, 15}, {20, 21}}) {
+        const Box<2> box = BoxOf<2>({{0, 0}, {-a, 0}, {0, -b}});
+        EXPECT_EQ(box.Measure(), a * b);
+        EXPECT_EQ(box.size.x() + box.size.y(), a + b);
+    }
 }
 
 // --- space: the box on a triangle ---------------------------------------------------------------
