@@ -933,6 +933,23 @@ TYPED_TEST(Prisms, AreTheLeastOverAllDirections)
     }
 }
 
+TYPED_TEST(Prisms, OfEqualAreasTheLeastVolume)
+{
+    // A bar 3.5 long in Y; its section is a rectangle of 4 by 3 without a corner of 2 by 1.5. Along
+    // Y the section is seen, 10.5, along X a rectangle of 3.5 by 3, which is as much; but the bar
+    // is 3.5 high there and 4 here.
+    using T = TypeParam;
+    std::vector<Vec3d> bar;
+    for (const double y : {0.0, 3.5}) {
+        bar.insert(bar.end(), {{0, y, 0}, {4, y, 0}, {4, y, 1.5}, {2, y, 3}, {0, y, 3}});
+    }
+    const Hull hull = HullOf(bar);
+    const auto report =
+        MinimalHullPrism(this->Cast(hull.points), hull.triangles, VecBase<3, T>{}, false, false);
+    EXPECT_EQ(report.area, T(10.5));
+    EXPECT_EQ(report.volume, T(36.75));
+}
+
 TYPED_TEST(Prisms, OfATetrahedronIsTheFaceOrTheSquare)
 {
     using T = TypeParam;
