@@ -21,6 +21,7 @@
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/OrderedPairs_E.h>
+#include <Sorvane/OrientedBox_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/SegmentLinking_E.h>
 #include <Sorvane/Tessellation_E.h>
@@ -183,6 +184,25 @@ Digest HullAndBall()
     const auto sphere = Sorvane::Bounding::BoundingSphereOfPoints(points, false);
     const auto outline = Sorvane::Bounding::ConvexHull(LatticePoints<2, T>(6, 5000), false);
     return digest.Add(sphere.center).Add(sphere.radius).Add(outline);
+}
+
+/// There is no form for `float`. The other searches for boxes, and that for prisms, take sines and cosines.
+Digest OrientedBoxes()
+{
+    std::vector<Vec3d> shell = LatticePoints<3, double>(8, 20'000);
+    std::erase_if(shell, [](const Vec3d& p) { return p * p < 7.5 * 7.5 || p * p > 8 * 8; });
+    TransformBase<3> transform;
+    Vec3d size;
+    Digest digest;
+    digest.Add(Sorvane::Bounding::OrientedBoundingBox(shell, transform, size)).Add(size);
+    for (const Vec3d& corner : {Vec3d{0, 0, 0}, Vec3d{1, 0, 0}, Vec3d{0, 1, 0}, Vec3d{0, 0, 1}}) {
+        digest.Add(transform * corner);
+    }
+    TransformBase<2> inPlane;
+    Vec2d edges;
+    const auto outline = LatticePoints<2, double>(9, 300);
+    digest.Add(Sorvane::Bounding::OrientedBoundingBox(outline, inPlane, edges)).Add(edges);
+    return digest.Add(inPlane * Vec2d{0, 0}).Add(inPlane * Vec2d{1, 0});
 }
 
 /// There is no form for `float`.
@@ -354,6 +374,7 @@ const std::vector<Operation>& Operations()
         SORVANE_OPERATION("foundation.orient_and_normals", OrientAndNormals),
         SORVANE_OPERATION("halfedge.edits", EditHalfEdges),
         SORVANE_OPERATION("bounding.hull_and_ball", HullAndBall),
+        {"bounding.oriented_boxes", nullptr, &OrientedBoxes},
         {"trees.along_the_curve", nullptr, &AlongTheCurve},
         {"trees.flood", nullptr, &Flood},
         SORVANE_OPERATION("trees.link", LinkLooseSegments),
