@@ -4,7 +4,6 @@
 
 #include "bounding/InnerPoints_Impl.h"
 #include "bounding/SmallestBall_Impl.h"
-#include "mathbase/Predicates_Impl.h"
 #include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Transform_E.h>
@@ -116,27 +115,6 @@ bool AreTooLargeForProducts(const Points<T>& points)
     });
 }
 
-/// The monotone chain with turns that are decided exactly, for coordinates of any size.
-template <class T>
-Points<T> ExactChain(const Points<T>& sorted)
-{
-    Points<T> chain;
-    const auto addHalf = [&chain](auto first, auto last) {
-        const std::size_t kept = chain.size();
-        for (; first != last; ++first) {
-            while (chain.size() >= kept + 2 &&
-                   Math::Impl::Orientation(chain[chain.size() - 2], chain.back(), *first) <= 0) {
-                chain.pop_back();
-            }
-            chain.push_back(*first);
-        }
-        chain.pop_back(); // the other half begins with it
-    };
-    addHalf(sorted.begin(), sorted.end());
-    addHalf(sorted.rbegin(), sorted.rend());
-    return chain;
-}
-
 template <class T>
 Points<T> HullOfUnique(const Points<T>& points, int turnsLeft)
 {
@@ -148,7 +126,7 @@ Points<T> HullOfUnique(const Points<T>& points, int turnsLeft)
         std::sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) {
             return a[0] < b[0] || (a[0] == b[0] && a[1] < b[1]);
         });
-        return ExactChain(sorted);
+        return Impl::ExactChain(sorted);
     }
     if (points.size() == 3) {
         return HullOfThree(points);

@@ -26,6 +26,7 @@
 
 #include "bounding/InnerPoints_Impl.h"
 
+#include "mathbase/Predicates_Impl.h"
 #include "mathbase/Values_Impl.h"
 
 #include <algorithm>
@@ -200,6 +201,26 @@ std::vector<VecBase<2, T>> MonotoneChain(const std::vector<VecBase<2, T>>& sorte
 }
 
 template <class T>
+std::vector<VecBase<2, T>> ExactChain(const std::vector<VecBase<2, T>>& sorted)
+{
+    std::vector<VecBase<2, T>> chain;
+    const auto addHalf = [&chain](auto first, auto last) {
+        const std::size_t kept = chain.size();
+        for (; first != last; ++first) {
+            while (chain.size() >= kept + 2 &&
+                   Math::Impl::Orientation(chain[chain.size() - 2], chain.back(), *first) <= 0) {
+                chain.pop_back();
+            }
+            chain.push_back(*first);
+        }
+        chain.pop_back(); // the other half begins with it
+    };
+    addHalf(sorted.begin(), sorted.end());
+    addHalf(sorted.rbegin(), sorted.rend());
+    return chain;
+}
+
+template <class T>
 std::optional<std::vector<VecBase<2, T>>>
 WithoutInnerPoints(const std::vector<VecBase<2, T>>& points)
 {
@@ -244,6 +265,7 @@ WithoutInnerPoints(const std::vector<VecBase<2, T>>& points)
 
 #define SORVANE_INSTANTIATE(T)                                                            \
     template std::vector<VecBase<2, T>> MonotoneChain(const std::vector<VecBase<2, T>>&); \
+    template std::vector<VecBase<2, T>> ExactChain(const std::vector<VecBase<2, T>>&);    \
     template std::optional<std::vector<VecBase<2, T>>> WithoutInnerPoints(                \
         const std::vector<VecBase<2, T>>&);
 SORVANE_INSTANTIATE(float)

@@ -19,7 +19,7 @@ endif()
 set(SORVANE_LINK_OPTIONS)
 set(SORVANE_DEFINITIONS)
 if(SORVANE_SANITIZE STREQUAL "address")
-  # NaN or a number too large made an integer is undefined as well, and not in g++'s list of that.
+  # NaN or a number too large made an integer is undefined as well, and not in every compiler's list of that.
   set(checks -fsanitize=address,undefined,float-cast-overflow)
   list(APPEND SORVANE_COMPILE_OPTIONS ${checks} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   list(APPEND SORVANE_LINK_OPTIONS ${checks})

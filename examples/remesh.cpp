@@ -14,12 +14,12 @@
 // area. The result is written in that case too, if there is one.
 
 #include "Arguments.h"
+#include "PartComparison.h"
 #include "PartFiles.h"
-#include "PartPair.h"
+#include "PartMeasures.h"
 
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/Remesh_E.h>
-#include <Sorvane/TriangleTree_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Vector_E.h>
 
@@ -35,9 +35,7 @@
 
 namespace {
 
-using namespace Velk::Math;
-using namespace Velk::Math::Sorvane;
-using Part = Mesh::IndexedPointsBase<3, double>;
+using namespace PartComparison;
 
 struct Options {
     std::filesystem::path input;
@@ -105,7 +103,7 @@ double MeanEdge(const Part& part)
 {
     double sum = 0; // every edge of a closed part counts twice, and the mean is the same
     for (std::size_t i = 0; i < part.indices.size(); ++i) {
-        sum += Length(PartCorner(part, i / 3 * 3 + (i + 1) % 3) - PartCorner(part, i));
+        sum += Length(CornerOf(part, i / 3 * 3 + (i + 1) % 3) - CornerOf(part, i));
     }
     return part.indices.empty() ? 0 : sum / static_cast<double>(part.indices.size());
 }
@@ -118,12 +116,12 @@ void TellQuality(const char* when, const Part& part, double length)
     double sum = 0;
     for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
         const double ratio =
-            Mesh::AspectRatio(PartCorner(part, i), PartCorner(part, i + 1), PartCorner(part, i + 2));
+            Mesh::AspectRatio(CornerOf(part, i), CornerOf(part, i + 1), CornerOf(part, i + 2));
         worst = std::min(worst, ratio);
         sum += ratio;
     }
     std::printf("%-7s %zu triangles, %zu open edges, volume %.9g\n", when, triangles,
-                Mesh::BoundaryEdges(part).size(), PartVolume(part));
+                Mesh::BoundaryEdges(part).size(), VolumeOf(part));
     std::printf("        aspect ratio: worst %.4f, mean %.4f\n", worst,
                 triangles == 0 ? 1 : sum / static_cast<double>(triangles));
 
@@ -132,7 +130,7 @@ void TellQuality(const char* when, const Part& part, double length)
                                                 "to 2",      "to 4",   "above"};
     std::array<std::size_t, 7> counts{};
     for (std::size_t i = 0; i < part.indices.size(); ++i) {
-        const double edge = Length(PartCorner(part, i / 3 * 3 + (i + 1) % 3) - PartCorner(part, i));
+        const double edge = Length(CornerOf(part, i / 3 * 3 + (i + 1) % 3) - CornerOf(part, i));
         const auto bound = std::upper_bound(kBounds.begin(), kBounds.end(), edge / length);
         ++counts[static_cast<std::size_t>(bound - kBounds.begin())];
     }
@@ -144,31 +142,6 @@ void TellQuality(const char* when, const Part& part, double length)
                                                static_cast<double>(part.indices.size()));
     }
     std::printf("\n");
-}
-
-/// The greatest and the mean distance of a mesh from a surface, at its points and at the middles of
-/// its edges and triangles.
-void TellDeviation(const char* what, const Part& from, const Part& surface)
-{
-    std::vector<Vec3d> samples = from.points;
-    for (std::size_t i = 0; i + 2 < from.indices.size(); i += 3) {
-        const Vec3d& a = PartCorner(from, i);
-        const Vec3d& b = PartCorner(from, i + 1);
-        const Vec3d& c = PartCorner(from, i + 2);
-        samples.insert(samples.end(),
-                       {(a + b + c) / 3.0, (a + b) / 2.0, (b + c) / 2.0, (c + a) / 2.0});
-    }
-    const Tree::QOFTriangleTree<3, double> tree(surface.points, surface.indices);
-    const auto nearest = tree.ClosestPoints(samples, 1e100, {});
-    double greatest = 0;
-    double sum = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const double distance = Length(nearest[i].point - samples[i]);
-        greatest = std::max(greatest, distance);
-        sum += distance;
-    }
-    std::printf("        %s: %.6g at most, %.6g in the mean\n", what, greatest,
-                samples.empty() ? 0 : sum / static_cast<double>(samples.size()));
 }
 
 } // namespace
@@ -212,7 +185,7 @@ int main(int argc, char** argv)
               options->output)) {
         return 1;
     }
-    if (!options->picture.empty() && !WritePartPair(part, result, options->picture)) {
+    if (!options->picture.empty() && !WritePicture(part, result, options->picture)) {
         return 1;
     }
 
@@ -221,8 +194,8 @@ int main(int argc, char** argv)
         std::printf("        the part is open: its volume says nothing\n");
         return 0;
     }
-    const double volume = PartVolume(part);
-    const double drift = volume == 0 ? 0 : 100 * (PartVolume(result) / volume - 1);
+    const double volume = VolumeOf(part);
+    const double drift = volume == 0 ? 0 : 100 * (VolumeOf(result) / volume - 1);
     std::printf("        the volume has drifted by %.4f %%\n", drift);
     if (!Mesh::BoundaryEdges(result).empty()) {
         std::fprintf(stderr, "%s: the part was closed, the result is open\n",

@@ -14,8 +14,9 @@
 // too.
 
 #include "Arguments.h"
+#include "PartComparison.h"
 #include "PartFiles.h"
-#include "PartPair.h"
+#include "PartMeasures.h"
 
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/Subdivision_E.h>
@@ -36,7 +37,7 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
-using Part = Mesh::IndexedPointsBase<3, double>;
+using namespace PartComparison;
 
 constexpr std::array<std::string_view, 6> kMethods{"loop",     "sqrt3", "midpoints",
                                                    "centroid", "six",   "split"};
@@ -122,12 +123,12 @@ void Tell(const char* when, const Part& part)
     double longest = 0;
     for (std::size_t i = 0; i < part.indices.size(); ++i) {
         longest = std::max(longest,
-                           Length(PartCorner(part, i / 3 * 3 + (i + 1) % 3) - PartCorner(part, i)));
+                           Length(CornerOf(part, i / 3 * 3 + (i + 1) % 3) - CornerOf(part, i)));
     }
     std::printf("%-7s %zu points, %zu triangles, %zu open edges, area %.9g, volume %.9g, longest "
                 "edge %.6g\n",
                 when, part.points.size(), part.indices.size() / 3, Mesh::BoundaryEdges(part).size(),
-                area, PartVolume(part), longest);
+                area, VolumeOf(part), longest);
 }
 
 } // namespace
@@ -158,14 +159,14 @@ int main(int argc, char** argv)
               options->output)) {
         return 1;
     }
-    if (!options->picture.empty() && !WritePartPair(part, finer, options->picture)) {
+    if (!options->picture.empty() && !WritePicture(part, finer, options->picture)) {
         return 1;
     }
     if (!Mesh::BoundaryEdges(part).empty() || part.indices.empty()) {
         std::printf("        the part is open: its volume says nothing\n");
         return 0;
     }
-    const double drift = 100 * (PartVolume(finer) / PartVolume(part) - 1);
+    const double drift = 100 * (VolumeOf(finer) / VolumeOf(part) - 1);
     std::printf("        the volume has drifted by %.4f %%\n", drift);
     if (!Mesh::BoundaryEdges(finer).empty()) {
         std::fprintf(stderr, "%s: the part was closed, the result is open\n",

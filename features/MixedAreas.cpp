@@ -13,19 +13,22 @@ void MixedAreas(const VecBase<N, T>& node, const std::vector<VecBase<N, T>>& rin
     // Two points make the same triangle both ways round.
     areas.resize(ring.size() == 2 ? 1 : ring.size());
     for (std::size_t i = 0; i < areas.size(); ++i) {
-        const Impl::RingTriangle<N, T> triangle(node, ring[i], Impl::NextInRing(ring, i),
-                                                tolerance);
-        switch (triangle.share) {
+        const VecBase<N, T>& q = ring[i];
+        const VecBase<N, T>& r = Impl::NextInRing(ring, i);
+        const VecBase<N, T> xq = q - node;
+        const VecBase<N, T> qr = r - q;
+        const VecBase<N, T> rx = node - r;
+        switch (Impl::ShareOf(node, q, r, tolerance)) {
         case Impl::Share::Nearest:
-            areas[i] = (triangle.cotangentAtR * SquaredLength(triangle.xq) +
-                        triangle.cotangentAtQ * SquaredLength(triangle.rx)) /
+            areas[i] = (Vector::Cotangent(rx, -qr, tolerance) * SquaredLength(xq) +
+                        Vector::Cotangent(-xq, qr, tolerance) * SquaredLength(rx)) /
                        8;
             break;
         case Impl::Share::Half:
-            areas[i] = Impl::DoubledArea(triangle.rx, triangle.xq) / 4;
+            areas[i] = Impl::DoubledArea(rx, xq) / 4;
             break;
         case Impl::Share::Quarter:
-            areas[i] = Impl::DoubledArea(triangle.rx, triangle.xq) / 8;
+            areas[i] = Impl::DoubledArea(rx, xq) / 8;
             break;
         }
     }

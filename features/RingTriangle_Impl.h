@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 namespace Velk::Math::Sorvane::MeshUtils::Impl {
@@ -45,8 +46,46 @@ struct RingTriangle {
         } else {
             share = angleAtX >= kRight ? Share::Half : Share::Quarter;
         }
+        if (qr == VecBase<N, T>{}) {
+            // Two ring points in one place: there is no angle at either of them, which leaves half
+            // a turn for the node, and the node sees them under none.
+            angleAtX = 0;
+        }
     }
 };
+
+/// The share that `RingTriangle` finds for the triangle x q r, without its angles where the cosines
+/// are too far from that of a right angle for rounding to matter.
+template <int N, class T>
+Share ShareOf(const VecBase<N, T>& x, const VecBase<N, T>& q, const VecBase<N, T>& r, T tolerance)
+{
+    const VecBase<N, T> xq = q - x;
+    const VecBase<N, T> qr = r - q;
+    const VecBase<N, T> rx = x - r;
+    // -1, 1 or, too near to tell, 0: the sign of the cosine between two edges.
+    const auto signOf = [](const VecBase<N, T>& a, const VecBase<N, T>& b) {
+        constexpr T kMargin = 4096 * std::numeric_limits<T>::epsilon();
+        constexpr T kSmallest = static_cast<T>(1e-25);
+        constexpr T kLargest = static_cast<T>(1e25);
+        const T dot = a * b;
+        const T squares = SquaredLength(a) * SquaredLength(b);
+        if (!(squares > kSmallest && squares < kLargest) ||
+            !(dot * dot > kMargin * kMargin * squares)) {
+            return 0;
+        }
+        return dot > 0 ? 1 : -1;
+    };
+    const int atX = -signOf(rx, xq);
+    const int atQ = -signOf(xq, qr);
+    const int atR = -signOf(qr, rx);
+    if (atX == 0 || atQ == 0 || atR == 0) {
+        return RingTriangle<N, T>(x, q, r, tolerance).share;
+    }
+    if (atX > 0 && atQ > 0 && atR > 0) {
+        return Share::Nearest;
+    }
+    return atX < 0 ? Share::Half : Share::Quarter;
+}
 
 /// Twice the area of the triangle between two of its edges.
 template <class T>

@@ -1,46 +1,20 @@
 // Area, shape quality, angles and the flip criterion from edge lengths.
 //
-// After W. Kahan, "Miscalculating Area and Angles of a Needle-like Triangle", 2014: lengths are
-// sorted first, and the parentheses stand so that every difference is taken between lengths close
-// in size, where it is exact. They are not to be moved.
+// After W. Kahan, "Miscalculating Area and Angles of a Needle-like Triangle", 2014: the parentheses
+// stand so that every difference is taken between lengths close in size, where it is exact. They
+// are not to be moved.
 
 #include <Sorvane/Triangle_E.h>
 
+#include "foundation/TriangleMeasures_Impl.h"
+
 #include <cmath>
-#include <utility>
 
 namespace Velk::Math::Sorvane::Mesh {
-namespace {
-
-/// Three lengths with a >= b >= c.
-template <class T>
-struct DescendingLengths {
-    T a;
-    T b;
-    T c;
-};
-
-template <class T>
-DescendingLengths<T> Descending(T a, T b, T c)
-{
-    if (a < b) {
-        std::swap(a, b);
-    }
-    if (b < c) {
-        std::swap(b, c);
-    }
-    if (a < b) {
-        std::swap(a, b);
-    }
-    return {a, b, c};
-}
-
-} // namespace
-
 template <class T>
 T IntrinsicArea(T first, T second, T third)
 {
-    const auto [a, b, c] = Descending(first, second, third);
+    const auto [a, b, c] = Impl::Descending(first, second, third);
     const T product = (a + (b + c)) * (c - (a - b)) * (c + (a - b)) * (a + (b - c));
     return product > 0 ? std::sqrt(product) / 4 : T{0};
 }
@@ -48,9 +22,7 @@ T IntrinsicArea(T first, T second, T third)
 template <int D, class T>
 T AspectRatio(const VecBase<D, T>& p0, const VecBase<D, T>& p1, const VecBase<D, T>& p2)
 {
-    const auto [a, b, c] = Descending(Length(p1 - p0), Length(p2 - p1), Length(p0 - p2));
-    const T product = (b - c + a) * (a - b + c) * (c - (a - b));
-    return product > 0 ? product / (a * b * c) : T{0};
+    return Impl::AspectRatioOfLengths(Length(p1 - p0), Length(p2 - p1), Length(p0 - p2));
 }
 
 template <class T>

@@ -69,8 +69,9 @@ public:
 private:
     using Star = HalfEdge::Impl::TriangleStar;
 
-    // From half a turn on no crease is asked for, and stars go whatever they lie on.
-    bool KeepsFeatures() const { return D == 2 || !(this->maxNormalAngle >= 180.0); }
+    // From half a turn on no crease is asked for, and stars go whatever they lie on. Never so in
+    // the plane.
+    bool KeepsFeatures() const { return !(this->maxNormalAngle >= 180.0); }
 
     void RemoveTriangleStars()
     {

@@ -33,9 +33,38 @@ Vec3d NormalOf(const IndexedMesh& mesh, int a, int b, int c)
     return Normalized(((at(c) - origin) ^ (at(b) - origin)) / 2.0, kLengthFloor<double>);
 }
 
-/// Replaces the three triangles of a point by one, if they are flat enough.
-bool ReplaceStar(IndexedMesh& mesh, int point, const std::vector<int>& facets, double angle)
+/// Is there a triangle with these three corners, which way round soever?
+///
+/// It is in the list of each of its corners, or, when it has taken the place of a star in this
+/// pass, of at least two of them: the longest list, which may be that of a hub, is not looked at.
+bool HasTriangle(IndexedMesh& mesh, const std::vector<std::vector<int>>& facets,
+                 std::array<int, 3> corners)
 {
+    const auto listOf = [&](int point) -> const std::vector<int>& {
+        return facets[static_cast<std::size_t>(point)];
+    };
+    std::array<int, 3> byLength = corners;
+    std::sort(byLength.begin(), byLength.end(),
+              [&](int a, int b) { return listOf(a).size() < listOf(b).size(); });
+    std::sort(corners.begin(), corners.end());
+    for (std::size_t i = 0; i < 2; ++i) {
+        for (const int facet : listOf(byLength[i])) {
+            const auto [a, b, c] = CornersOf(mesh, facet);
+            std::array<int, 3> other{*a, *b, *c};
+            std::sort(other.begin(), other.end());
+            if (other == corners) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+/// Replaces the three triangles of a point by one, if they are flat enough.
+bool ReplaceStar(IndexedMesh& mesh, int point, const std::vector<std::vector<int>>& facetsOf,
+                 double angle)
+{
+    const std::vector<int>& facets = facetsOf[static_cast<std::size_t>(point)];
     std::array<int, 9> corners;
     std::array<Vec3d, 3> normals;
     for (std::size_t i = 0; i < 3; ++i) {
@@ -62,7 +91,8 @@ bool ReplaceStar(IndexedMesh& mesh, int point, const std::vector<int>& facets, d
     std::sort(corners.begin(), corners.end());
     auto last = std::unique(corners.begin(), corners.end());
     last = std::remove(corners.begin(), last, point);
-    if (last - corners.begin() < 3) {
+    if (last - corners.begin() < 3 ||
+        HasTriangle(mesh, facetsOf, {corners[0], corners[1], corners[2]})) {
         return false;
     }
     const auto [a, b, c] = CornersOf(mesh, facets[0]);
@@ -101,8 +131,7 @@ bool RemoveTriangleStars(const IndexedPointsBase<3, double>& mesh,
         bool isChanging = false;
         for (std::size_t point = 0; point < facets.size(); ++point) {
             if (facets[point].size() == 3) {
-                isChanging =
-                    ReplaceStar(out, static_cast<int>(point), facets[point], angle) || isChanging;
+                isChanging = ReplaceStar(out, static_cast<int>(point), facets, angle) || isChanging;
             }
         }
         if (!isChanging) {

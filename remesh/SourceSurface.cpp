@@ -19,6 +19,9 @@ namespace {
 /// of the nearest triangle, and at least this share of the whole reach.
 constexpr double kFirstRadius = 2.0;
 constexpr double kFirstShare = 1.0 / 64.0;
+/// On a surface that reaches farther than this the squared areas of triangles overflow, and with
+/// them all that tells where a nearest point is.
+constexpr double kGreatestReach = 1e75;
 
 } // namespace
 
@@ -83,7 +86,7 @@ std::vector<Vec3d> SourceSurface::Projected(const std::vector<StrayPoint>& point
     for (const StrayPoint& point : points) {
         positions.push_back(point.position);
     }
-    if (tree_.TriangleCount() == 0) {
+    if (tree_.TriangleCount() == 0 || !(reach_ <= kGreatestReach)) {
         return positions;
     }
     // One search within all of the reach: of growing searches the first that finds anything finds

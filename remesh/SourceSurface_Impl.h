@@ -32,8 +32,8 @@ public:
     SourceSurface(const std::vector<Vec3d>& points, const std::vector<int>& triples);
 
     /// The places of the points on the surface, in their order. A point that is not finite stays
-    /// where it is, and so do all when there are no triangles. Parallel, with the same bits for any
-    /// number of threads.
+    /// where it is, and so do all when there are no triangles, or when these reach beyond 1e75.
+    /// Parallel, with the same bits for any number of threads.
     ///
     /// Points that were apart stay apart: of those that would meet in one place, as the tip of a
     /// cone is nearest to all around it, one goes there, a fixed one if there is any, and the

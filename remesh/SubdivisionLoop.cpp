@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cmath>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -40,7 +41,7 @@ public:
     /// False unless every triple becomes a face, runs its edges as no other one does, and shares no
     /// two edges with another.
     bool Load(const Mesh::IndexedPointsBase<3, double>& mesh);
-    void DetectFeatures(double angle);
+    bool DetectFeatures(double angle);
     /// Does every node on a feature line have one fan only? Of the others `Refine` finds out.
     bool HasNoLockedPinch() const;
     /// A step. After the last one only points and corners are good. False when a node has a second
@@ -204,11 +205,18 @@ void LoopMesh::SetSpokes(const std::vector<int>& corners, const MateOf& mateOf)
     });
 }
 
-void LoopMesh::DetectFeatures(double angle)
+// False when a triangle may be without area: what turns at its edges is decided by triangles farther
+// on, which takes a half-edge mesh.
+bool LoopMesh::DetectFeatures(double angle)
 {
     isLockedNode_.assign(points_.size(), 0);
     isLockedPair_.assign(At(PairCount()), 0);
+    double extent = 0;
+    for (const Vec3d& p : points_) {
+        extent = std::max({extent, std::fabs(p.x()), std::fabs(p.y()), std::fabs(p.z())});
+    }
     const CreaseTest isCrease(angle);
+    std::atomic<bool> isThin = false;
     ApplyParallelChunks(0, PairCount(), [&](int from, int to) {
         for (int pair = from; pair < to; ++pair) {
             const int left = slots_[At(2 * pair)];
@@ -216,17 +224,27 @@ void LoopMesh::DetectFeatures(double angle)
             const auto at = [&](int place) -> const Vec3d& {
                 return points_[At(corners_[At(place)])];
             };
-            isLockedPair_[At(pair)] =
-                right < 0 || isCrease(at(left), at(right), at(Before(left)), at(Before(right))) ? 1
-                                                                                                : 0;
+            if (right < 0) {
+                isLockedPair_[At(pair)] = 1;
+                continue;
+            }
+            const std::array<Vec3d, 4> d{at(left), at(right), at(Before(left)), at(Before(right))};
+            if (MayLackArea(d[0], d[1], d[2], extent) || MayLackArea(d[1], d[0], d[3], extent)) {
+                isThin = true;
+            }
+            isLockedPair_[At(pair)] = isCrease(d[0], d[1], d[2], d[3]) ? 1 : 0;
         }
     });
+    if (isThin) {
+        return false;
+    }
     for (int pair = 0; pair < PairCount(); ++pair) {
         if (isLockedPair_[At(pair)] != 0) {
             isLockedNode_[At(Origin(2 * pair))] = 1;
             isLockedNode_[At(Destination(2 * pair))] = 1;
         }
     }
+    return true;
 }
 
 // Edges in the fan of the node's half-edge: on from it, and if that ends at a boundary, back from
@@ -491,8 +509,7 @@ bool LoopOnArrays(const Mesh::IndexedPointsBase<3, double>& mesh, double degrees
         return false;
     }
     if (iterations > 0) {
-        loop.DetectFeatures(degrees * kRadiansPerDegree);
-        if (!loop.HasNoLockedPinch()) {
+        if (!loop.DetectFeatures(degrees * kRadiansPerDegree) || !loop.HasNoLockedPinch()) {
             return false;
         }
         RequireLoopSubscripts(At(loop.PairCount()), At(loop.FaceCount()), iterations);

@@ -172,7 +172,9 @@ public:
 
     /// The passes. Each tells whether it has changed anything.
     virtual bool RelaxNodes();
-    /// With `force` the valences need not improve.
+    /// With `force` the valences need not improve. Boundary edges and locked ones stay, and so does
+    /// an edge whose other diagonal is an edge of the mesh already: a second edge between the same
+    /// two nodes would be one edge of four triangles as soon as the mesh is written.
     virtual bool FlipEdges(bool force);
     virtual bool CollapseShortEdges();
     virtual bool SplitLongEdges();
@@ -280,6 +282,11 @@ protected:
     /// The ring is that of the node's `NodeNodes`, and runs round: its last point is next to its
     /// first. Where two points in a row have no triangle of the node between them (the gap of a
     /// boundary) nothing is tested.
+    ///
+    /// A triangle whose edge from the node is no longer than 1e-12, or whose area vector is zero,
+    /// is at no angle to any other. There is no other floor: a sliver whose area is that of
+    /// rounding has a normal of chance, and may hold its node where it is. False where a coordinate
+    /// is not finite.
     bool NormalsStable(int node, const Point& p, const std::vector<Point>& ring, const Point& t);
 
 private:
@@ -310,6 +317,13 @@ private:
         return this->Valence(node) - (this->IsBoundaryNode(node) ? 4 : 6);
     }
     void FindOddNodes();
+    // Is there no telling, without a walk, that triangles are all round the node? While nodes are
+    // relaxed the marks of `FindOddNodes` tell.
+    bool MayHaveGap(int node) const
+    {
+        const auto n = static_cast<std::size_t>(node);
+        return !areGapsKnown_ || n >= isOdd_.size() || isOdd_[n];
+    }
     void SetPosition(int node, const Point& at, bool onFeature)
     {
         NodeAt(node).position = at;
@@ -334,6 +348,7 @@ private:
     // For the flips: nodes of several fans, and these together with the nodes of boundaries.
     std::vector<int> pinches_;
     bool arePinchesKnown_ = false;
+    bool areGapsKnown_ = false;
     std::vector<unsigned char> isOdd_;
     // What the passes list, kept for its room.
     std::vector<Point> ring_;
@@ -523,11 +538,9 @@ bool IterativeRemesher<D, Node, Edge, Face>::TriangleStable(const Point& pa, con
     if (!Impl::IsFinitePoint(before) || !Impl::IsFinitePoint(after)) {
         return false; // at a corner that is not finite nothing moves
     }
-    // A vector no longer than the floor, or too long for a number, has no direction.
-    const auto hasDirection = [](const Vec3d& v) {
-        const double length = Length(v);
-        return length > kLengthFloor<double> && length <= std::numeric_limits<double>::max();
-    };
+    // A vector no longer than the floor has no direction. One whose squares overflow has a length
+    // of infinity here, and a direction.
+    const auto hasDirection = [](const Vec3d& v) { return Length(v) > kLengthFloor<double>; };
     const bool hadNormal = hasDirection(before);
     if (hadNormal != hasDirection(after)) {
         return false;
@@ -553,8 +566,6 @@ bool IterativeRemesher<D, Node, Edge, Face>::FlipEdges(bool force)
             continue;
         }
         diamond_.assign(diamond.begin(), diamond.end());
-        // A second edge between the same two nodes would have four faces as soon as the mesh is
-        // written.
         if (ShouldFlip(e, diamond_) && this->FindEdge(c, d) < 0) {
             hasFlipped = this->FlipEdge(e, false) || hasFlipped;
         }
@@ -656,11 +667,14 @@ template <int D, class Node, class Edge, class Face>
 bool IterativeRemesher<D, Node, Edge, Face>::RelaxNodes()
 {
     bool hasMoved = false;
+    FindOddNodes();
+    areGapsKnown_ = true; // no move makes or closes one
     for (int n = 0; n < this->NodeCount(); ++n) {
         if (this->IsValidNode(n)) {
             hasMoved = (this->IsNodeLocked(n) ? RelaxFeatureNode(n) : RelaxNode(n)) || hasMoved;
         }
     }
+    areGapsKnown_ = false;
     return hasMoved;
 }
 
@@ -671,6 +685,9 @@ bool IterativeRemesher<D, Node, Edge, Face>::RelaxNode(int node)
         return false;
     }
     const Point p = NodeAt(node).position;
+    if (!Impl::IsFinitePoint(p)) {
+        return false; // in the plane its ring would draw it to a number, and its neighbors after it
+    }
     NodeStar(node, ring_, weights_);
     const Point target = TangentialCentroid(p, ring_, weights_);
     if (Matches(target, p, kLengthFloor<double>) || !Impl::IsFinitePoint(target) ||
@@ -766,17 +783,20 @@ bool IterativeRemesher<D, Node, Edge, Face>::NormalsStable(int node, const Point
                                                            const Point& t)
 {
     outgoing_.clear();
-    this->VisitNodeEdges(node, [&](int e) { outgoing_.push_back(e); });
+    if (MayHaveGap(node)) {
+        this->VisitNodeEdges(node, [&](int e) { outgoing_.push_back(e); });
+    }
     const bool isRingOfNode = outgoing_.size() == ring.size();
     const auto isGap = [&](std::size_t i) {
         return isRingOfNode && outgoing_[i] >= 0 && EdgeAt(outgoing_[i]).face < 0;
     };
-    // An edge no longer than the floor has no direction, and its triangle no normal.
+    // An edge no longer than the floor has no direction, and its triangle no normal. One that is
+    // not finite has a normal that is not, and is at no angle that the limit holds for.
     const auto normalFrom = [](const Point& corner, const Point& q, const Point& r) {
         const Vec3d along = Impl::InSpace(q - corner);
-        return SquaredLength(along) > kSquaredLengthFloor<double>
-                   ? along ^ Impl::InSpace(r - corner)
-                   : Vec3d{};
+        return SquaredLength(along) <= kSquaredLengthFloor<double>
+                   ? Vec3d{}
+                   : along ^ Impl::InSpace(r - corner);
     };
     const Impl::AngleLimit& limit = NormalLimits().whole;
     for (std::size_t i = 0; i < ring.size(); ++i) {

@@ -34,8 +34,9 @@ namespace Velk::Math::Sorvane::Mesh {
 /// stretches only; the ends of short feature edges stay, and keep the edges around them short. The
 /// same angle bounds how far a normal may turn in one edit or move, so that a small angle leaves a
 /// bent surface as it is. Above 180 nothing is a crease; at 180 only an
-/// edge that is folded back on itself. A triangle without area has no normal and hides a crease beside
-/// it. In the default manner of CAD parts 30 to 60 keep edges and let faces be remeshed.
+/// edge that is folded back on itself. A triangle without area has no normal: its edges are creases
+/// where the triangles behind it, on either side, make one. In the default manner of CAD parts 30 to
+/// 60 keep edges and let faces be remeshed.
 ///
 /// Tags stay on their areas: a boundary between tags is a feature. `tags` has one for each
 /// triangle; what is missing counts as 0. `outTags` has one for each triangle of the result.
@@ -56,7 +57,9 @@ namespace Velk::Math::Sorvane::Mesh {
 /// does, are left out. Nodes at a coordinate that is not finite stay, and so do their neighbors;
 /// nodes where several fans of triangles meet stay as well. No edge of the result has more than two
 /// triangles, unless by the weld; a closed surface stays closed and keeps its Euler characteristic.
-/// A mesh may be its own output.
+/// A mesh may be its own output. On a surface that reaches beyond about 1e75 squared areas are no
+/// longer numbers: its nodes stay where the passes have left them, off the source, some of them in
+/// one place with others.
 ///
 /// Expected O(n) for each iteration, serial but for the last step; the same bits for any number of
 /// threads.
@@ -131,7 +134,9 @@ SORVANE_API unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh,
 /// there are more, become the new triangle. A boundary point with three triangles is therefore
 /// taken out with a part of the area: a square of 2 x 2 cells cut along its diagonals loses a
 /// quarter. A point whose triangles have fewer than three other corners (repeated or folded
-/// triangles) stays. The new triangle faces the way the first of the three did.
+/// triangles) stays. The new triangle faces the way the first of the three did. Where a triangle
+/// with the same corners is there already, on either side, the point stays as well: a tetrahedron
+/// would become two triangles back to back, a body without volume.
 ///
 /// Where anything was replaced the mesh is welded within 1e-12 at the end, which sorts the points
 /// and drops those that no triangle uses; where nothing was, `out` is a copy. Triples with a

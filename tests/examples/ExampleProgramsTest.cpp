@@ -5,11 +5,14 @@
 
 #include "tests/examples/ProgramRun.h"
 #include "tests/support/FileSupport.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
 #include <limits>
 #include <set>
+#include <sstream>
+#include <string>
 
 namespace {
 
@@ -40,7 +43,11 @@ const std::vector<PartProgram>& PartPrograms()
         {"part_section", {"37%", "section.svg"}, 1, {0, 1, 3}},
         {"part_picture", {"picture.svg"}, 1, {0, 2}},
         {"drill_holes", {"picture.svg"}, 1, {0}},
+        {"decimate", {"decimated.stl", "--keep", "30", "--svg", "picture.svg"}, 1, {0, 3}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
+        {"aspect_ratio", {"better.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
+        {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
+        {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
         {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
     };
     return programs;
@@ -65,7 +72,8 @@ protected:
             EXPECT_EQ(run.code, program.refusal) << run.output << run.errors;
             EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
             for (const char* product :
-                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl", "finer.stl"}) {
+                 {"out", "report.svg", "section.svg", "picture.svg", "stock.svg", "remeshed.stl",
+                  "decimated.stl", "finer.stl", "better.stl", "laid.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
@@ -181,6 +189,10 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"chain_picture", {"chain", "0"}},
         {"chain_picture", {"chain", "x"}},
         {"content_tree_picture", {}},
+        {"solid_cells", {"part", "1", "4"}},
+        {"solid_cells", {"part", "1", "13", "x.svg"}},
+        {"solid_cells", {"part", "1", "nan", "x.svg"}},
+        {"solid_cells", {"part", "high", "4", "x.svg"}},
         {"tessellate_plate", {}},
         {"make_bracket", {}},
     };
@@ -216,6 +228,10 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"part_section", {bracket, "50%", noFolder}, 1, noFolder + ": can't be written"},
         {"part_picture", {bracket, "/dev/full"}, 1, "/dev/full: can't be written"},
         {"part_picture", {bracket, noFolder}, 1, noFolder + ": can't be written"},
+        {"decimate",
+         {bracket, "/dev/full", "--keep", "50"},
+         1,
+         "/dev/full: can't be written (No space"},
         {"remesh", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
         {"remesh", {bracket, noFolder}, 1, noFolder + ": its folder is not there"},
         {"remesh", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
@@ -232,6 +248,8 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"halfedge_walk", {bracket, "0", "/dev/full"}, 1, "/dev/full: has an extension"},
         {"halfedge_walk", {bracket, "0", "file/x.stl"}, 1, "file/x.stl: its folder is not there"},
         {"content_tree_picture", {"/dev/full"}, 1, "/dev/full: can't be written"},
+        {"solid_cells", {bracket, "4", "3", "/dev/full"}, 1, "/dev/full: can't be written"},
+        {"solid_cells", {bracket, "99", "3", "x.svg"}, 1, "nothing lies at that height"},
         {"tessellate_plate", {"/dev/full"}, 1, "write /dev/full"},
         {"make_bracket", {"file"}, 1, "file is not a folder"},
     };
@@ -245,6 +263,30 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
         EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;
+    }
+}
+
+TEST_F(ExamplePrograms, SolidCellsEncloseTheAreaOfAnOutline)
+{
+    // The base of the bracket is a plate of 60 x 80 with two holes, which are closed and so within.
+    const std::string bracket = Support::ExampleData("bracket.stl").string();
+    double widest = 1e9;
+    for (const char* depth : {"4", "6", "8"}) {
+        const ProgramRun run = RunExample("solid_cells", {bracket, "4", depth, "x.svg"}, Folder());
+        EXPECT_EQ(run.code, 0) << run.errors;
+        const std::string words = "outlines: ";
+        const std::size_t place = run.output.find(words);
+        ASSERT_NE(place, std::string::npos) << run.output;
+        std::istringstream figures(run.output.substr(place + words.size()));
+        double low = 0;
+        double high = 0;
+        std::string to;
+        ASSERT_TRUE(figures >> low >> to >> high) << run.output;
+        EXPECT_LE(low, 60 * 80);
+        EXPECT_GE(high, 60 * 80);
+        EXPECT_LT(high - low, widest / 2); // finer cells, narrower bounds
+        widest = high - low;
+        EXPECT_TRUE(fs::exists(folder_ / "x.svg"));
     }
 }
 
@@ -270,6 +312,15 @@ TEST_F(ExamplePrograms, TheBracketIsMadeAsItIsKept)
 // --- every file of the shared inputs
 // --------------------------------------------------------------
 
+/// The programs, with what they are compiled of, take minutes under a sanitizer: there they are run
+/// on the parts of at most so many bytes, and in a folder of nothing but larger ones on the
+/// smallest.
+constexpr std::uintmax_t kMostBytes =
+    Support::FullOr(std::numeric_limits<std::uintmax_t>::max(), std::uintmax_t{300'000});
+
+/// Parts of more bytes are given to one program each, in turn.
+constexpr std::uintmax_t kMostBytesForAll = 1'000'000;
+
 class ExampleProgramsOnShared : public testing::TestWithParam<const char*> {};
 
 TEST_P(ExampleProgramsOnShared, EndWithAPromisedCodeAndSayWhy)
@@ -284,15 +335,26 @@ TEST_P(ExampleProgramsOnShared, EndWithAPromisedCodeAndSayWhy)
             paths.insert(entry.path());
         }
     }
+    const auto isMeshFile = [](const fs::path& path) {
+        return path.extension() == ".stl" || path.extension() == ".STL";
+    };
+    std::uintmax_t least = std::numeric_limits<std::uintmax_t>::max();
+    for (const fs::path& path : paths) {
+        least = isMeshFile(path) ? std::min(least, fs::file_size(path)) : least;
+    }
     std::set<std::string> seen;
     for (const fs::path& path : paths) {
         ++count;
         const std::string extension = path.extension().string();
-        const bool isMesh = extension == ".stl" || extension == ".STL";
+        const bool isMesh = isMeshFile(path);
+        if (isMesh && fs::file_size(path) > std::max(kMostBytes, least)) {
+            continue;
+        }
         // All programs read by `ReadMesh`. To start one takes longer than to refuse a file, above
         // all under a sanitizer: every file that is no mesh is refused here and by one of the
-        // programs, each in its turn, and the first of each extension by all of them.
-        const bool isFirst = seen.insert(extension).second;
+        // programs, each in its turn, and without a sanitizer the first of each extension by all of
+        // them.
+        const bool isFirst = !Support::kSanitized && seen.insert(extension).second;
         if (!isMesh) {
             Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double> mesh;
             const auto result = Velk::Math::Sorvane::MeshUtils::ReadMesh(mesh, path);
@@ -300,8 +362,9 @@ TEST_P(ExampleProgramsOnShared, EndWithAPromisedCodeAndSayWhy)
             EXPECT_TRUE(mesh.points.empty() && mesh.indices.empty()) << path;
         }
         const std::size_t programCount = PartPrograms().size() + 1; // with chain_picture
+        const bool isForAll = isMesh ? fs::file_size(path) <= kMostBytesForAll : isFirst;
         const auto hasTurn = [&](std::size_t number) {
-            return isMesh || isFirst || count % programCount == number;
+            return isForAll || count % programCount == number;
         };
         for (std::size_t number = 0; number < PartPrograms().size(); ++number) {
             if (!hasTurn(number)) {

@@ -2,9 +2,11 @@
 
 #include <Sorvane/Curvature_E.h>
 
+#include "features/RingTriangle_Impl.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -200,6 +202,39 @@ TEST(MixedAreas, FarFromTheOriginTheShareIsThatOfTheCoordinates)
         farRing.push_back(p + far);
     }
     EXPECT_EQ(MixedAreas(far, farRing, 0.0), MixedAreas(Vec2d{}, ring, 0.0));
+}
+
+TYPED_TEST(MixedAreasOf, TheShareByCosinesIsThatByAngles)
+{
+    // Triangles of any shape, with an angle next to a right one at each of the corners, without
+    // area, and of any size.
+    namespace Impl = Sorvane::MeshUtils::Impl;
+    using T = typename TypeParam::Real;
+    Support::Random random(41);
+    int shares[3] = {0, 0, 0};
+    for (int trial = 0; trial < 20000; ++trial) {
+        const double size = std::pow(10.0, random.Between(-25, 25));
+        const double off = std::pow(10.0, random.Between(-17, 0)) * (trial % 2 == 0 ? 1 : -1);
+        const double height = trial % 10 == 0 ? 0 : random.Between(0.01, 3);
+        // The right angle is at the first corner, but for a slant.
+        std::array<Vec2d, 3> corner{{{0, 0}, {1, off}, {0, height}}};
+        if (trial % 3 == 0) {
+            corner[2] = {random.Between(-2, 2), height};
+        }
+        std::array<decltype(PointOf<TypeParam>(0, 0)), 3> at;
+        for (std::size_t i = 0; i < 3; ++i) {
+            at[(i + static_cast<std::size_t>(trial)) % 3] =
+                PointOf<TypeParam>(size * corner[i][0], size * corner[i][1]);
+        }
+        const T tolerance = static_cast<T>(1e-12);
+        const Impl::Share expected =
+            Impl::RingTriangle<TypeParam::kDimension, T>(at[0], at[1], at[2], tolerance).share;
+        EXPECT_EQ(Impl::ShareOf(at[0], at[1], at[2], tolerance), expected) << trial;
+        ++shares[static_cast<int>(expected)];
+    }
+    for (const int count : shares) {
+        EXPECT_GT(count, 1000);
+    }
 }
 
 TYPED_TEST(MixedAreasOf, IntoAListTheyAreTheSame)

@@ -33,6 +33,7 @@ TEST(AssertSites, KeepTheNumbersThatHostsEvaluate)
     EXPECT_EQ(place(AssertSites::kChainFileHasAnotherCount), "PolyArcSeg:171");
     EXPECT_EQ(place(AssertSites::kStarIsNotRemoved), "Remesher_Impl:286");
     EXPECT_EQ(place(AssertSites::kStarIsNotClosed), "Remesher_Impl:293");
+    EXPECT_EQ(place(AssertSites::kMaximizeAspectRatio), "MeshUtilities:1252");
 }
 
 } // namespace

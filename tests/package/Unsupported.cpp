@@ -114,6 +114,12 @@ void Bounds(const Points<2, double>& points, const Points<2, int>& whole)
     (void)Bounding::ConvexHull(whole, false);              // refused: ConvexHull
 }
 
+void Prisms(const Points<3, double>& points, const Points<3, long double>& wide)
+{
+    (void)Bounding::MinimalHullPrism(points, {}, VecBase<3, double>{}, false, false);
+    (void)Bounding::MinimalHullPrism(wide, {}, VecBase<3, long double>{}, false, false); // refused: MinimalHullPrism
+}
+
 void Codes(const Points<4, double>& points)
 {
     (void)Tree::MortonCurve::Encode<3, 2>(7);
@@ -156,4 +162,12 @@ void Curvatures(const VecBase<3, double>& point, const VecBase<4, double>& point
 {
     (void)MeshUtils::MixedAreas(point, {point}, 0.0);
     (void)MeshUtils::MixedAreas(point4, {point4}, 0.0); // refused: MixedAreas
+}
+
+// --- aspect ratio ---------------------------------------------------------------------------------
+
+void Flips(const Mesh::IndexedPointsBase<2, float>& mesh, const Mesh::IndexedPointsBase<4, double>& mesh4)
+{
+    (void)MeshUtils::MaximizeAspectRatio(mesh, 1.0F, 1.0F);
+    (void)MeshUtils::MaximizeAspectRatio(mesh4, 1.0, 1.0); // refused: MaximizeAspectRatio
 }

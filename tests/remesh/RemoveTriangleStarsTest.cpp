@@ -108,6 +108,41 @@ TEST(RemoveTriangleStars, ABoundaryPointOfThreeTrianglesLosesArea)
     EXPECT_NEAR(area, 3, 1e-12) << "of 4";
 }
 
+TEST(RemoveTriangleStars, NoBodyBecomesTwoTrianglesBackToBack)
+{
+    // A tetrahedron, flat ones too: each of its points is the middle of a star.
+    for (const double height : {1.0, 0.01, 0.0}) {
+        IndexedMesh mesh = Support::Tetrahedron();
+        for (Vec3d& p : mesh.points) {
+            p[2] *= height;
+        }
+        IndexedMesh out;
+        EXPECT_FALSE(Mesh::RemoveTriangleStars(mesh, out, 180)) << height;
+        EXPECT_EQ(out, mesh);
+    }
+    // Two tips over the same three points: one of them goes, in whatever order they are numbered,
+    // and a tetrahedron remains. So it does where nested stars have led to it.
+    for (int turn = 0; turn < 5; ++turn) {
+        for (const int nested : {0, 1, 3}) {
+            SCOPED_TRACE(testing::Message() << turn << " " << nested);
+            IndexedMesh tips{{{0, 0, 1}, {0, 0, -1}, {3, 0, 0}, {-2, 2, 0}, {-2, -2, 0}},
+                             {0, 2, 3, 0, 3, 4, 0, 4, 2, 1, 3, 2, 1, 4, 3, 1, 2, 4}};
+            for (int& index : tips.indices) {
+                index = (index + turn) % 5;
+            }
+            std::rotate(tips.points.begin(), tips.points.end() - turn, tips.points.end());
+            const double volume = Support::VolumeOf(tips);
+            IndexedMesh out;
+            ASSERT_TRUE(Mesh::RemoveTriangleStars(WithNestedStars(tips, nested, 0), out, 180));
+            EXPECT_EQ(out.indices.size(), 12U);
+            if (nested == 0) {
+                EXPECT_NEAR(Support::VolumeOf(out), volume / 2, 1e-12);
+            }
+            EXPECT_EQ(Support::FaultsOf(out), Support::EdgeFaults{});
+        }
+    }
+}
+
 TEST(RemoveTriangleStars, TooFewOthersMakeNoTriangle)
 {
     // Three facets of one point with two others: one of them thrice, and a point named twice.

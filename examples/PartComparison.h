@@ -1,6 +1,7 @@
-// A part before and after: its volume, and both side by side in a picture (SVG).
+// A picture of a part before and after, for the programs that change one.
 #pragma once
 
+#include "PartMeasures.h"
 #include "TextOutput.h"
 
 #include <Sorvane/IndexedMesh_E.h>
@@ -14,42 +15,27 @@
 #include <filesystem>
 #include <vector>
 
-using PartMesh = Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>;
+namespace PartComparison {
 
-/// The point at a place of the indices.
-inline const Velk::Math::Vec3d& PartCorner(const PartMesh& part, std::size_t place)
-{
-    return part.points[static_cast<std::size_t>(part.indices[place])];
-}
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane;
+using Part = Mesh::IndexedPointsBase<3, double>;
 
-/// Of a closed part.
-inline double PartVolume(const PartMesh& part)
-{
-    const Velk::Math::Vec3d origin =
-        part.points.empty() ? Velk::Math::Vec3d{} : part.points.front();
-    double volume = 0;
-    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        volume += (PartCorner(part, i) - origin) *
-                  ((PartCorner(part, i + 1) - origin) ^ (PartCorner(part, i + 2) - origin)) / 6;
-    }
-    return volume;
-}
+inline constexpr double kPictureSide = 620;
+inline constexpr double kMargin = 12;
 
 /// A parallel view along (-1, -2, -1.5), fitted to a part.
-struct PartView {
-    static constexpr double kPictureSide = 620;
-    static constexpr double kMargin = 12;
-
-    Velk::Math::Vec3d toward = Velk::Math::Vector::Normalized(Velk::Math::Vec3d(1, 2, 1.5), 1e-12);
-    Velk::Math::Vec3d right = Velk::Math::Vector::Normalized(Velk::Math::Vec3d(-2, 1, 0), 1e-12);
-    Velk::Math::Vec3d up = toward ^ right;
+struct View {
+    Vec3d toward = Vector::Normalized(Vec3d(1, 2, 1.5), 1e-12);
+    Vec3d right = Vector::Normalized(Vec3d(-2, 1, 0), 1e-12);
+    Vec3d up = toward ^ right;
     double left = 1e300, top = 1e300, width = 0, height = 0, scale = 1;
 
-    explicit PartView(const PartMesh& part)
+    explicit View(const Part& part)
     {
         double rightmost = -1e300;
         double lowest = -1e300;
-        for (const Velk::Math::Vec3d& p : part.points) {
+        for (const Vec3d& p : part.points) {
             left = std::min(left, p * right);
             rightmost = std::max(rightmost, p * right);
             top = std::min(top, -(p * up));
@@ -62,7 +48,7 @@ struct PartView {
 };
 
 /// The triangles that face the viewer, from far to near, each with its edges.
-inline void DrawPart(std::FILE* svg, const PartMesh& part, const PartView& view, double offset)
+inline void Draw(std::FILE* svg, const Part& part, const View& view, double offset)
 {
     struct Face {
         std::size_t first;
@@ -71,10 +57,10 @@ inline void DrawPart(std::FILE* svg, const PartMesh& part, const PartView& view,
     };
     std::vector<Face> faces;
     for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        const Velk::Math::Vec3d& a = PartCorner(part, i);
-        const Velk::Math::Vec3d& b = PartCorner(part, i + 1);
-        const Velk::Math::Vec3d& c = PartCorner(part, i + 2);
-        const double facing = Velk::Math::Vector::Normalized((b - a) ^ (c - a), 0.0) * view.toward;
+        const Vec3d& a = CornerOf(part, i);
+        const Vec3d& b = CornerOf(part, i + 1);
+        const Vec3d& c = CornerOf(part, i + 2);
+        const double facing = Vector::Normalized((b - a) ^ (c - a), 0.0) * view.toward;
         if (facing > 0) {
             faces.push_back({i, (a + b + c) * view.toward, facing});
         }
@@ -87,11 +73,10 @@ inline void DrawPart(std::FILE* svg, const PartMesh& part, const PartView& view,
         // In tenths, the second and third corner relative to the one before: pictures stay small.
         std::array<long, 2> last{};
         for (std::size_t k = 0; k < 3; ++k) {
-            const Velk::Math::Vec3d& p = PartCorner(part, face.first + k);
+            const Vec3d& p = CornerOf(part, face.first + k);
             const std::array<long, 2> at{
-                std::lround(
-                    10 * (offset + PartView::kMargin + (p * view.right - view.left) * view.scale)),
-                std::lround(10 * (PartView::kMargin + (-(p * view.up) - view.top) * view.scale))};
+                std::lround(10 * (offset + kMargin + (p * view.right - view.left) * view.scale)),
+                std::lround(10 * (kMargin + (-(p * view.up) - view.top) * view.scale))};
             std::fprintf(svg, "%s%ld %ld", k == 0 ? "M" : "l", at[0] - last[0], at[1] - last[1]);
             last = at;
         }
@@ -99,22 +84,22 @@ inline void DrawPart(std::FILE* svg, const PartMesh& part, const PartView& view,
     }
 }
 
-/// The picture of a part before and after, side by side. False when the file can't be written.
-inline bool WritePartPair(const PartMesh& before, const PartMesh& after,
-                          const std::filesystem::path& path)
+inline bool WritePicture(const Part& before, const Part& after, const std::filesystem::path& path)
 {
     TextOutput svg(path.string());
     if (!svg.IsOpen()) {
         return false;
     }
-    const PartView view(before);
+    const View view(before);
     std::fprintf(svg.File(),
                  "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %.0f %.0f'>\n"
                  "<rect width='100%%' height='100%%' fill='white'/>\n"
                  "<g stroke='#3b4252' stroke-width='3.5' stroke-linejoin='round'>\n",
                  20 * view.width, 10 * view.height);
-    DrawPart(svg.File(), before, view, 0);
-    DrawPart(svg.File(), after, view, view.width);
+    Draw(svg.File(), before, view, 0);
+    Draw(svg.File(), after, view, view.width);
     std::fprintf(svg.File(), "</g>\n</svg>\n");
     return svg.Finish();
 }
+
+} // namespace PartComparison
