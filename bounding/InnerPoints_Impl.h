@@ -24,8 +24,8 @@ WithoutInnerPoints(const std::vector<VecBase<2, T>>& points);
 template <class T>
 std::vector<VecBase<2, T>> MonotoneChain(const std::vector<VecBase<2, T>>& sorted);
 
-/// The same with turns that are decided exactly, for coordinates of any size. Of points on a line the
-/// two ends, of one point nothing.
+/// The same with turns that are decided exactly, for coordinates of any size. Of points on a line
+/// the two ends, of one point nothing.
 template <class T>
 std::vector<VecBase<2, T>> ExactChain(const std::vector<VecBase<2, T>>& sorted);
 

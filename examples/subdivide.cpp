@@ -122,8 +122,8 @@ void Tell(const char* when, const Part& part)
     }
     double longest = 0;
     for (std::size_t i = 0; i < part.indices.size(); ++i) {
-        longest = std::max(longest,
-                           Length(CornerOf(part, i / 3 * 3 + (i + 1) % 3) - CornerOf(part, i)));
+        longest =
+            std::max(longest, Length(CornerOf(part, i / 3 * 3 + (i + 1) % 3) - CornerOf(part, i)));
     }
     std::printf("%-7s %zu points, %zu triangles, %zu open edges, area %.9g, volume %.9g, longest "
                 "edge %.6g\n",

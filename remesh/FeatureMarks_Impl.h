@@ -52,8 +52,8 @@ inline bool IsWithoutArea(const std::array<Vec3d, 3>& corners, const Vec3d& norm
     return Length(normal) <= kRounding * extent * longest;
 }
 
-/// False only where `IsWithoutArea` is false of the triangle a b c as well, whose coordinates are not
-/// greater than `extent`; without a root. An edge is no longer than 4 extents.
+/// False only where `IsWithoutArea` is false of the triangle a b c as well, whose coordinates are
+/// not greater than `extent`; without a root. An edge is no longer than 4 extents.
 inline bool MayLackArea(const Vec3d& a, const Vec3d& b, const Vec3d& c, double extent)
 {
     constexpr double kRounding = 16 * std::numeric_limits<double>::epsilon();

@@ -55,8 +55,8 @@ private:
     double reach_ = 0.0; // a radius round any point near the surface that holds all of it
 };
 
-/// Takes the nodes of a mesh in space back to the surface. Nodes without edges stay where they are, and so do
-/// those with a neighbor that is not finite: their triangles are no part of the surface.
+/// Takes the nodes of a mesh in space back to the surface. Nodes without edges stay where they are,
+/// and so do those with a neighbor that is not finite: their triangles are no part of the surface.
 ///
 /// A locked node lies on a feature of the surface, where several normals meet, and comes without
 /// one.

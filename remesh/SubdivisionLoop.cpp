@@ -205,8 +205,8 @@ void LoopMesh::SetSpokes(const std::vector<int>& corners, const MateOf& mateOf)
     });
 }
 
-// False when a triangle may be without area: what turns at its edges is decided by triangles farther
-// on, which takes a half-edge mesh.
+// False when a triangle may be without area: what turns at its edges is decided by triangles
+// farther on, which takes a half-edge mesh.
 bool LoopMesh::DetectFeatures(double angle)
 {
     isLockedNode_.assign(points_.size(), 0);

@@ -129,15 +129,15 @@ TEST_P(PartSectionInAPlaneOfFaces, HasTheAreaOfThePartJustAbove)
 
 INSTANTIATE_TEST_SUITE_P(
     Planes, PartSectionInAPlaneOfFaces,
-    testing::Values(PlaneCase{"NistCtc03", "meshes_nist/nist_ctc_03_asme1_rc.stl",
-                              76.19999694824219, 0},
-                    PlaneCase{"NistCtc03Bottom", "meshes_nist/nist_ctc_03_asme1_rc.stl", 0, 1e-6},
-                    PlaneCase{"IdlerRiser", "meshes_cad/idler_riser.STL", 0, 1e-9},
-                    PlaneCase{"AngleBlock", "meshes_cad/angle_block.STL", -0.12074072659015656, 0},
-                    PlaneCase{"OctagonalPocket", "meshes_cad/octagonal_pocket.stl", 0, 1e-9},
-                    // The floor of the pocket, beside which two outlines nearly share a side.
-                    PlaneCase{"OctagonalPocketFloor", "meshes_cad/octagonal_pocket.stl", 0.00635, 1e-8},
-                    PlaneCase{"ZJoint", "meshes_cad/voron_z_joint_upper_x4.stl", 0, 1e-6}),
+    testing::Values(
+        PlaneCase{"NistCtc03", "meshes_nist/nist_ctc_03_asme1_rc.stl", 76.19999694824219, 0},
+        PlaneCase{"NistCtc03Bottom", "meshes_nist/nist_ctc_03_asme1_rc.stl", 0, 1e-6},
+        PlaneCase{"IdlerRiser", "meshes_cad/idler_riser.STL", 0, 1e-9},
+        PlaneCase{"AngleBlock", "meshes_cad/angle_block.STL", -0.12074072659015656, 0},
+        PlaneCase{"OctagonalPocket", "meshes_cad/octagonal_pocket.stl", 0, 1e-9},
+        // The floor of the pocket, beside which two outlines nearly share a side.
+        PlaneCase{"OctagonalPocketFloor", "meshes_cad/octagonal_pocket.stl", 0.00635, 1e-8},
+        PlaneCase{"ZJoint", "meshes_cad/voron_z_joint_upper_x4.stl", 0, 1e-6}),
     [](const auto& test) { return std::string(test.param.name); });
 
 TEST(PartSection, AHeightTypedWithFewDigitsIsThatOfTheFacesBesideIt)

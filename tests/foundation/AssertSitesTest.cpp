@@ -1,4 +1,5 @@
-// What a handler receives of the places that report. Which call reports which place is tested with that call.
+// What a handler receives of the places that report. Which call reports which place is tested with
+// that call.
 
 #include <Sorvane/AssertSites_E.h>
 

@@ -1019,8 +1019,8 @@ TEST(ArcSegment, CrossingsThatAreNoFinitePointsAreNoHits)
     const ArcBase<double> large{{-4.8e-174, -4.7e-174}, {5.83e247, 4.67e247}, 4.6e248};
     const ArcBase<double> far{{-6.09e283, -4.44e282}, {2.4e-175, 6.2e-175}, 3.788e284};
     for (const ArcBase<double>& arc : {large, far}) {
-        const auto hits = Meet(arc, Vec2d{5.36e-156, 8.93e-156}, Vec2d{-7.35e-156, 3.28e-156},
-                               false, 0.0);
+        const auto hits =
+            Meet(arc, Vec2d{5.36e-156, 8.93e-156}, Vec2d{-7.35e-156, 3.28e-156}, false, 0.0);
         for (std::size_t i = 0; i < 2; ++i) {
             EXPECT_TRUE(std::isfinite(hits.hit[i].x()) && std::isfinite(hits.hit[i].y()));
             EXPECT_TRUE(i < static_cast<std::size_t>(hits.count) || hits.hit[i] == Vec2d{});

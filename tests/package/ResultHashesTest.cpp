@@ -1,11 +1,12 @@
-// One operation of each family on inputs of thousands of elements, with any number of threads: the result
-// has the same bits as ever. A change that alters results on purpose records the new ones with
-// scripts/record-hashes, and the difference in result_hashes.txt is looked at like any other.
+// One operation of each family on inputs of thousands of elements, with any number of threads: the
+// result has the same bits as ever. A change that alters results on purpose records the new ones
+// with scripts/record-hashes, and the difference in result_hashes.txt is looked at like any other.
 //
 // The inputs are made by integer arithmetic, so that they are the same on every machine, and the
-// operations take nothing from the mathematical library but square roots, which are exact in the last
-// digit everywhere. There are two exceptions: the points of the chain come from sines and cosines, and edge
-// flips compare with the cosine of an angle, which no angle of the sheet comes near.
+// operations take nothing from the mathematical library but square roots, which are exact in the
+// last digit everywhere. There are two exceptions: the points of the chain come from sines and
+// cosines, and edge flips compare with the cosine of an angle, which no angle of the sheet comes
+// near.
 
 #include "tests/support/Digest.h"
 #include "tests/support/TestSupport.h"
@@ -49,7 +50,8 @@ namespace Sorvane = Velk::Math::Sorvane;
 template <class T>
 using Indexed = Sorvane::Mesh::IndexedPointsBase<3, T>;
 
-// --- inputs: multiples of 1/64, exact in float ----------------------------------------------------
+// --- inputs: multiples of 1/64, exact in float
+// ----------------------------------------------------
 
 /// In [-8, 8).
 template <int D, class T>
@@ -108,7 +110,8 @@ Digest DigestOf(const Indexed<T>& mesh)
     return Digest().Add(mesh.points).Add(mesh.indices);
 }
 
-// --- the operations -------------------------------------------------------------------------------
+// --- the operations
+// -------------------------------------------------------------------------------
 
 template <class T>
 Digest Weld()
@@ -187,7 +190,8 @@ Digest HullAndBall()
     return digest.Add(sphere.center).Add(sphere.radius).Add(outline);
 }
 
-/// There is no form for `float`. The other searches for boxes, and that for prisms, take sines and cosines.
+/// There is no form for `float`. The other searches for boxes, and that for prisms, take sines and
+/// cosines.
 Digest OrientedBoxes()
 {
     std::vector<Vec3d> shell = LatticePoints<3, double>(8, 20'000);
@@ -210,8 +214,7 @@ Digest OrientedBoxes()
 Digest AlongTheCurve()
 {
     std::vector<int> newToOld;
-    const auto mesh =
-        Sorvane::Mesh::MapMeshToMortonCurve(RoughSheet<double>(), &newToOld, nullptr);
+    const auto mesh = Sorvane::Mesh::MapMeshToMortonCurve(RoughSheet<double>(), &newToOld, nullptr);
     return DigestOf(mesh).Add(newToOld);
 }
 
@@ -270,8 +273,8 @@ Digest LinkLooseSegments()
 template <class T>
 Digest Triangulate()
 {
-    const std::vector<std::vector<VecBase<2, T>>> boundaries{
-        {{-9, -9}, {9, -9}, {9, 9}, {-9, 9}}, {{-3, -2}, {-3, 2}, {3, 2}, {3, -2}}};
+    const std::vector<std::vector<VecBase<2, T>>> boundaries{{{-9, -9}, {9, -9}, {9, 9}, {-9, 9}},
+                                                             {{-3, -2}, {-3, 2}, {3, 2}, {3, -2}}};
     const auto mesh = Sorvane::Mesh::TessellateFlatBoundaries(
         boundaries, LatticePoints<2, T>(7, 3000), static_cast<T>(kLengthFloor<T>));
     return Digest().Add(mesh.points).Add(mesh.indices);
@@ -345,8 +348,8 @@ template <class T>
 Digest ChainPairs()
 {
     const Indexed<T> mesh = RoughSheet<T>();
-    const auto pairs = Sorvane::MeshUtils::RemoveCancelledPairs(
-        Sorvane::MeshUtils::OrderedPairsFromTriangles(
+    const auto pairs =
+        Sorvane::MeshUtils::RemoveCancelledPairs(Sorvane::MeshUtils::OrderedPairsFromTriangles(
             Sorvane::Mesh::TripleIndexWrapper(mesh.indices.data(), mesh.indices.size())));
     return Digest().Add(pairs).Add(Sorvane::MeshUtils::ConcatenateOderedPairs(pairs));
 }
@@ -370,7 +373,8 @@ Digest FlipEdges()
     return DigestOf(inSpace).Add(inPlane.points).Add(inPlane.indices);
 }
 
-// --- the list -------------------------------------------------------------------------------------
+// --- the list
+// -------------------------------------------------------------------------------------
 
 struct Operation {
     const char* name;
@@ -380,7 +384,10 @@ struct Operation {
 
 const std::vector<Operation>& Operations()
 {
-#define SORVANE_OPERATION(name, function) {name, &function<float>, &function<double>}
+#define SORVANE_OPERATION(name, function)         \
+    {                                             \
+        name, &function<float>, &function<double> \
+    }
     static const std::vector<Operation> operations{
         SORVANE_OPERATION("mathbase.weld", Weld),
         SORVANE_OPERATION("arrangement.cut", Cut),

@@ -659,8 +659,7 @@ constexpr std::array kParts{
     PartCase{"Fish", "meshes_organic/fish.stl", 60, 1.5, 0.01, 0.9}};
 
 INSTANTIATE_TEST_SUITE_P(Shared, IsotropicRemeshPart,
-                         testing::ValuesIn(kParts.begin(),
-                                           kParts.begin() + Support::FullOr(6, 4)),
+                         testing::ValuesIn(kParts.begin(), kParts.begin() + Support::FullOr(6, 4)),
                          [](const auto& test) { return std::string(test.param.name); });
 
 TEST(IsotropicRemesh, NeedlesAlongFeaturesAreNoEndlessWork)
