@@ -147,6 +147,60 @@ TEST(DetectArcs, AChainOfThreePointsIsNoArc)
     }
 }
 
+/// A flat regular polygon with the corners on a circle.
+IndexedMesh Polygon(int sides, double radius, const Vec3d& center)
+{
+    IndexedMesh polygon;
+    for (int k = 0; k < sides; ++k) {
+        const double angle = kTwoPi<double> * k / sides;
+        polygon.points.push_back(center + radius * Vec3d(std::cos(angle), std::sin(angle), 0));
+        if (k > 1) {
+            polygon.indices.insert(polygon.indices.end(), {0, k - 1, k});
+        }
+    }
+    return polygon;
+}
+
+TEST(DetectArcs, ABoundaryIsThereWhateverTheCreaseAngle)
+{
+    // Above 2 pi no edge is sharp, not even that of a boundary: it comes as a boundary.
+    const IndexedMesh disk = Polygon(24, 2, {1, 0, 0});
+    for (const double angle : {0.4, 7.0, std::numeric_limits<double>::infinity(),
+                               std::numeric_limits<double>::quiet_NaN()}) {
+        const auto arcs = DetectArcs(disk, angle, kFit, 0.8);
+        ASSERT_EQ(arcs.size(), 1U) << angle;
+        ExpectCircle(arcs[0], {1, 0, 0}, {0, 0, 1}, 2);
+    }
+}
+
+TEST(DetectArcs, OrderTakesTheTwentiethOfTheLargerRadius)
+{
+    // By x the small circle is first, by 0.3: more than a twentieth of its own radius and less than
+    // that of the other, so that y decides. Whichever of the two is found first.
+    const IndexedMesh small = Polygon(24, 1, {0, 5, 0});
+    const IndexedMesh large = Polygon(24, 10, {0.3, -5, 0});
+    for (const bool isSmallFirst : {true, false}) {
+        const auto arcs = DetectArcs(isSmallFirst ? Support::Together(small, large)
+                                                  : Support::Together(large, small),
+                                     kCrease, kFit, 0.8);
+        ASSERT_EQ(arcs.size(), 2U);
+        EXPECT_NEAR(arcs[0].radius, 10, 1e-9) << isSmallFirst;
+        EXPECT_NEAR(arcs[1].radius, 1, 1e-9) << isSmallFirst;
+    }
+}
+
+TEST(DetectArcs, AChainThatCrossesItselfWithoutAreaHasNoPlane)
+{
+    // The corners of a square, with two opposite edges and both diagonals for a boundary: on one
+    // circle, and as much to the left as to the right. In the plane z = 0 and tilted.
+    for (const double tilt : {0.0, 0.7}) {
+        const Vec3d across(0, std::cos(tilt), std::sin(tilt));
+        const Vec3d along(1, 0, 0);
+        const IndexedMesh bow{{{}, along + across, along, across, {9, 9, 9}}, {0, 1, 2, 0, 2, 3}};
+        EXPECT_TRUE(DetectArcs(bow, 7, 1e9, 0).empty()) << tilt;
+    }
+}
+
 TEST(DetectArcs, ArcsOfLessThanTheFractionAreDropped)
 {
     // Of n corners the chain has (n - 1) / n of the circle.

@@ -145,6 +145,19 @@ TEST(DetectDrillHoles, BestIsASquaredDistanceComparedWithDistances)
     EXPECT_NEAR(deepest(5.0), 2.2, 1e-9);
 }
 
+TEST(DetectDrillHoles, AHoleIsAtLeastATenThousandthOfItsRadiusDeep)
+{
+    for (const auto& [part, isHole] :
+         {std::pair{0.00005, false}, {0.00009, false}, {0.00011, true}, {0.0005, true}}) {
+        const auto holes = HolesOf(Support::DrilledRing(3, 3 * part, 24));
+        const auto count = std::count_if(holes.begin(), holes.end(), [](const MeshHole& hole) {
+            return std::fabs(hole.top.radius - 3) < 1e-6 &&
+                   std::fabs(hole.bottom.radius - 3) < 1e-6;
+        });
+        EXPECT_EQ(count, isHole ? 1 : 0) << part;
+    }
+}
+
 TEST(DetectDrillHoles, DefectiveTriplesCostNoHole)
 {
     const IndexedMesh ring = Support::DrilledRing(3, 30, 16);
