@@ -1,9 +1,11 @@
 // Runs every C++ block of the guide pages, on the data that its page gives it.
 // Usage: code_blocks COUNT      the number of blocks that the pages have, lest one get lost
+// Blocks may write files: they go beside this program, wherever it is started.
 #include "tests/docs/CodeBlocks.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <vector>
 
 namespace CodeBlocks {
@@ -33,6 +35,11 @@ bool Register(const char* page, int line, void (*run)())
 
 int main(int argc, char** argv)
 {
+    // Where the program was found by its name alone there is no folder to go to.
+    if (const auto folder = std::filesystem::path(argc > 0 ? argv[0] : "").parent_path();
+        !folder.empty()) {
+        std::filesystem::current_path(folder);
+    }
     const std::size_t expected =
         argc == 2 ? static_cast<std::size_t>(std::strtoul(argv[1], nullptr, 10)) : 0;
     for (const auto& [page, line, run] : CodeBlocks::Blocks()) {
