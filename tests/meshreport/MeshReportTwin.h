@@ -4,12 +4,12 @@
 
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshReport_E.h>
-#include <Sorvane/Triangle_E.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -44,6 +44,16 @@ inline long double DistanceToSegment(const LongPoint& c, const LongPoint& a, con
     long double t = Dot(along, along) <= 1e-24L ? 0 : Dot(Minus(c, a), along) / Dot(along, along);
     t = t < 0 ? 0 : t > 1 ? 1 : t;
     return Norm(Minus(c, {a[0] + t * along[0], a[1] + t * along[1], a[2] + t * along[2]}));
+}
+
+/// Unit normal of a triangle; zero for an area that is at most `least`.
+inline LongPoint UnitNormal(const LongPoint& a, const LongPoint& b, const LongPoint& c,
+                            long double least)
+{
+    const LongPoint n = Cross(Minus(b, a), Minus(c, a));
+    const long double length = Norm(n);
+    return length / 2 > least ? LongPoint{n[0] / length, n[1] / length, n[2] / length}
+                              : LongPoint{};
 }
 
 /// Lists and measures of the report on a soup. Misoriented triangles by the definition: those that
@@ -86,8 +96,11 @@ Velk::Math::Sorvane::MeshUtils::MeshReport<T> TwinReport(const Soup<T>& soup, T 
     long double edgeLength = 0;
     long double volume = 0;
     LongPoint moment{};
-    const auto normals = Mesh::Normals(mesh);
-    const auto areas = Mesh::Areas(mesh);
+    long double area = 0;
+    const long double leastArea = std::is_same_v<T, float> ? 1e-8L : 1e-12L;
+    const auto normal = [&](int t) {
+        return UnitNormal(corner(t, 0), corner(t, 1), corner(t, 2), leastArea);
+    };
     for (int t = 0; t < triangleCount; ++t) {
         bool isDegenerate = false;
         bool isFolded = false;
@@ -113,10 +126,8 @@ Velk::Math::Sorvane::MeshUtils::MeshReport<T> TwinReport(const Soup<T>& soup, T 
                                2 * static_cast<long double>(tolerance);
             const auto other =
                 std::find_if(slots.begin(), slots.end(), [&](int use) { return use / 3 != t; });
-            if (other != slots.end() && !normals.empty()) {
-                const auto& n = normals[static_cast<std::size_t>(t)];
-                const auto& m = normals[static_cast<std::size_t>(*other / 3)];
-                const long double cosine = Dot({n.x(), n.y(), n.z()}, {m.x(), m.y(), m.z()});
+            if (other != slots.end()) {
+                const long double cosine = Dot(normal(t), normal(*other / 3));
                 isFolded = isFolded || cosine <= -std::cos(0.04363323129985824L);
             }
             edgeLength += Norm(Minus(corner(t, k), corner(t, k + 1)));
@@ -130,18 +141,16 @@ Velk::Math::Sorvane::MeshUtils::MeshReport<T> TwinReport(const Soup<T>& soup, T 
         if (isDoubled && !isCrowded) {
             report.misorientedTriangles.push_back(t);
         }
+        area +=
+            Norm(Cross(Minus(corner(t, 1), corner(t, 0)), Minus(corner(t, 2), corner(t, 0)))) / 2;
         const long double v = Dot(corner(t, 0), Cross(corner(t, 1), corner(t, 2))) / 6;
         volume += v;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             moment[axis] += (corner(t, 0)[axis] + corner(t, 1)[axis] + corner(t, 2)[axis]) / 4 * v;
         }
     }
-    long double area = 0;
-    for (const T a : areas) {
-        area += a;
-    }
     report.meanEdgeLength = static_cast<T>(edgeLength / (3 * triangleCount));
-    report.meanTriangleArea = static_cast<T>(area / static_cast<long double>(areas.size()));
+    report.meanTriangleArea = static_cast<T>(area / triangleCount);
     report.volume = static_cast<T>(volume);
     for (int axis = 0; axis < 3; ++axis) {
         report.centroid[axis] = static_cast<T>(moment[static_cast<std::size_t>(axis)] / volume);
