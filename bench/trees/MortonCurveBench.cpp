@@ -3,10 +3,11 @@
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MortonCurve_E.h>
 
+#include "tests/support/Random.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
-#include <random>
 #include <vector>
 
 namespace {
@@ -17,13 +18,10 @@ namespace MortonCurve = Sorvane::Tree::MortonCurve;
 template <int D>
 std::vector<VecBase<D, double>> Cloud(std::int64_t count)
 {
-    std::mt19937_64 engine(1);
-    std::uniform_real_distribution<double> unit(0, 1);
+    Support::Random random(1);
     std::vector<VecBase<D, double>> points(static_cast<std::size_t>(count));
     for (auto& point : points) {
-        for (double& coordinate : point) {
-            coordinate = unit(engine);
-        }
+        point = random.Vector<D, double>(0, 1);
     }
     return points;
 }
@@ -70,10 +68,9 @@ void BM_MapToCurve(benchmark::State& state)
 void BM_MapMeshToMortonCurve(benchmark::State& state)
 {
     Sorvane::Mesh::IndexedPointsBase<3, double> mesh{Cloud<3>(state.range(0)), {}};
-    std::mt19937 engine(2);
-    std::uniform_int_distribution<int> number(0, static_cast<int>(state.range(0)) - 1);
+    Support::Random random(2);
     for (std::int64_t i = 0; i < 6 * state.range(0); ++i) {
-        mesh.indices.push_back(number(engine));
+        mesh.indices.push_back(random.Below(static_cast<int>(state.range(0))));
     }
     Run(state, [&] { return Sorvane::Mesh::MapMeshToMortonCurve(mesh, nullptr, nullptr); });
 }

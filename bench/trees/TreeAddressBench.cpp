@@ -4,12 +4,14 @@
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/TreeAddress_E.h>
 
+#include "tests/support/PointSets.h"
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <random>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -30,9 +32,7 @@ struct Cells {
 /// 0.8.
 Cells MakeCells(Shape shape, std::int64_t count)
 {
-    std::mt19937_64 engine(1);
-    std::normal_distribution<double> normal;
-    std::uniform_real_distribution<double> unit(0, 1);
+    Support::Random random(1);
     const double cells = static_cast<double>(count);
     const double fraction = shape == kShell ? std::sqrt(cells / 3.0) : std::cbrt(cells / 0.268);
     Cells result{{},
@@ -41,12 +41,11 @@ Cells MakeCells(Shape shape, std::int64_t count)
     std::vector<Code>& codes = result.codes;
     while (static_cast<std::int64_t>(codes.size()) < count) {
         for (std::int64_t i = 0; i < 4 * count; ++i) {
-            Vec3d point(normal(engine), normal(engine), normal(engine));
-            const double radius = shape == kSolid ? 0.4 * std::cbrt(unit(engine)) : 0.4;
-            point = Vec3d(0.5, 0.5, 0.5) + Normalized(point, 0.0) * radius;
-            if (shape == kScattered) {
-                point = {unit(engine), unit(engine), unit(engine)};
-            }
+            const double radius = shape == kSolid ? 0.4 * std::cbrt(random.Unit()) : 0.4;
+            const Vec3d point =
+                shape == kScattered
+                    ? random.Vector<3, double>(0, 1)
+                    : Vec3d(0.5, 0.5, 0.5) + Support::RandomDirection<3, double>(random) * radius;
             codes.push_back(MortonCurve::Truncate<3>(MortonCurve::Encode3D(point), result.depth));
         }
         std::sort(codes.begin(), codes.end());
@@ -58,7 +57,9 @@ Cells MakeCells(Shape shape, std::int64_t count)
         codes.erase(end, codes.end());
         result.depth += static_cast<std::int64_t>(codes.size()) < count ? 1 : 0;
     }
-    std::shuffle(codes.begin(), codes.end(), engine);
+    for (std::size_t i = codes.size(); i > 1; --i) {
+        std::swap(codes[i - 1], codes[random.Bits() % i]);
+    }
     codes.resize(std::min(codes.size(), static_cast<std::size_t>(count)));
     return result;
 }
