@@ -1,5 +1,6 @@
-// Sharp edges, arcs, holes and hole stacks on plates of more and more counterbored holes, and on
-// one bar with more and more grooves, whose circles all have one axis.
+// Sharp edges, arcs, holes and hole stacks on plates of more and more counterbored holes, on one
+// bar with more and more grooves and on more and more rings in line, whose circles all have one
+// axis.
 
 #include <Sorvane/MeshFeatures_E.h>
 
@@ -53,6 +54,25 @@ IndexedMesh GroovedBore(std::int64_t triangles)
     return Support::TurnedBody(profile, 32);
 }
 
+/// Rings in line, apart from one another, with so many circles in all; 4 circles and 128 triangles
+/// each.
+IndexedMesh RingsInLine(std::int64_t circles)
+{
+    const std::int64_t count = circles / 4;
+    const IndexedMesh ring = Support::DrilledRing(3, 2, 16);
+    IndexedMesh all;
+    for (std::int64_t i = 0; i < count; ++i) {
+        const int first = static_cast<int>(all.points.size());
+        for (const Vec3d& point : ring.points) {
+            all.points.push_back(point + Vec3d(0, 0, 3.0 * static_cast<double>(i)));
+        }
+        for (const int index : ring.indices) {
+            all.indices.push_back(first + index);
+        }
+    }
+    return all;
+}
+
 template <class Call>
 void Run(benchmark::State& state, const IndexedMesh& mesh, const Call& call)
 {
@@ -93,6 +113,12 @@ void DetectDrillHolesOnOneAxis(benchmark::State& state)
         return MeshUtils::DetectDrillHoles(mesh, 0.4, 0.02, 0.8, 0.02).size();
     });
 }
+void DetectDrillHolesOfRingsInLine(benchmark::State& state)
+{
+    Run(state, RingsInLine(state.range(0)), [](const IndexedMesh& mesh) {
+        return MeshUtils::DetectDrillHoles(mesh, 0.4, 0.02, 0.8, 0.02).size();
+    });
+}
 void DrillHoleStacks(benchmark::State& state)
 {
     Run(state, Plates(state.range(0)), [](const IndexedMesh& mesh) {
@@ -117,11 +143,17 @@ void SizesOfSquares(benchmark::internal::Benchmark* bench)
     bench->Arg(3'000)->Arg(10'000)->Arg(30'000);
     bench->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->UseRealTime();
 }
+void Circles(benchmark::internal::Benchmark* bench)
+{
+    bench->Arg(400)->Arg(800)->Arg(1'600);
+    bench->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->UseRealTime();
+}
 BENCHMARK(DetectSharpEdges)->Apply(Sizes);
 BENCHMARK(DetectArcs)->Apply(Sizes);
 BENCHMARK(DetectArcsAllEdges)->Apply(Sizes);
 BENCHMARK(DetectDrillHoles)->Apply(Sizes);
 BENCHMARK(DetectDrillHolesOnOneAxis)->Apply(SizesOfSquares);
+BENCHMARK(DetectDrillHolesOfRingsInLine)->Apply(Circles);
 BENCHMARK(DrillHoleStacks)->Apply(Sizes);
 BENCHMARK(DrillHoleStacksOnOneAxis)->Apply(Sizes);
 
