@@ -1,10 +1,11 @@
-// Slow twin of the smallest enclosing balls: the incremental method word by word, over all the points
-// or all the vertices of the hull, without narrowing anything down.
+// Slow twin of the smallest enclosing balls: the incremental method word by word, over all the
+// points or all the vertices of the hull, without narrowing anything down. Lengths, boxes and
+// circles are written out here; only which points are vertices is the library's answer, which has
+// tests of its own.
 #pragma once
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
-#include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
@@ -62,20 +63,43 @@ public:
         }
     }
 
+    /// Of coordinates divided by a power of two, which rounds nothing, so that squares neither
+    /// vanish nor overflow.
+    static T LengthOf(const Point& v)
+    {
+        T largest = 0;
+        for (int i = 0; i < D; ++i) {
+            largest = std::max(largest, std::abs(v[i]));
+        }
+        if (largest == 0) {
+            return 0;
+        }
+        const int exponent = std::ilogb(largest);
+        T squares = 0;
+        for (int i = 0; i < D; ++i) {
+            const T part = std::scalbn(v[i], -exponent);
+            squares += part * part;
+        }
+        return std::scalbn(std::sqrt(squares), exponent);
+    }
+
 private:
     static constexpr T kTolerance = std::is_same_v<Input, double> ? T(1e-12) : T(1e-8F);
 
-    static T Distance(const Point& a, const Point& b) { return Velk::Math::Vector::Length(a - b); }
+    static T Distance(const Point& a, const Point& b) { return LengthOf(a - b); }
 
     static Ball BeforeSweep(const Points& points)
     {
-        Velk::Math::Sorvane::Bounding::AxisAlignedBoundingBox<D, T> box;
-        for (const Point& p : points) {
-            box.Grow(p);
+        Point middle;
+        for (int i = 0; i < D; ++i) {
+            const auto [low, high] =
+                std::minmax_element(points.begin(), points.end(),
+                                    [i](const Point& a, const Point& b) { return a[i] < b[i]; });
+            middle[i] = ((*low)[i] + (*high)[i]) / 2;
         }
         T cap = 0;
         for (const Point& p : points) {
-            cap = std::max(cap, Distance(p, (box.min + box.max) * T(0.5)));
+            cap = std::max(cap, Distance(p, middle));
         }
         Points copy = points;
         for (std::size_t restarts = 0;;) {
@@ -154,11 +178,7 @@ private:
     static Ball WithThreePoints(const Points& list, std::size_t count, const Point& p,
                                 const Point& q, const Point& r)
     {
-        Ball ball;
-        if (!Velk::Math::Intersect::FindCircumsphere(p, q, r, ball.center, ball.radius, false,
-                                                     T(0))) {
-            ball = {};
-        }
+        Ball ball = AcrossCircle(p, q, r);
         for (std::size_t k = 0; k < count; ++k) {
             const Point& s = list[k];
             if (!IsInside(s, ball) && s != p && s != q && s != r) {
@@ -180,7 +200,23 @@ private:
         const T uu = u * u;
         const T vv = v * v;
         const Point offset((uu * v[1] - u[1] * vv) * f, (u[0] * vv - uu * v[0]) * f);
-        return {c + offset, Velk::Math::Vector::Length(offset)};
+        return {c + offset, LengthOf(offset)};
+    }
+
+    /// The smallest ball with three points of space on it: the center is in their plane, as far
+    /// from each of them. In `double`, since the normal of a needle keeps few digits.
+    static Ball AcrossCircle(const Point& a, const Point& b, const Point& c)
+    {
+        using Wide = Velk::Math::VecBase<D, double>;
+        const Wide u = Wide(a) - Wide(c);
+        const Wide v = Wide(b) - Wide(c);
+        const Wide normal = u ^ v;
+        const double square = normal * normal;
+        if (square == 0) {
+            return {};
+        }
+        const Wide offset = ((v * (u * u) - u * (v * v)) ^ normal) * (0.5 / square);
+        return {Point(Wide(c) + offset), static_cast<T>(std::sqrt(offset * offset))};
     }
 
     /// By Cramer's rule.
@@ -193,9 +229,9 @@ private:
         if (volume == 0) {
             return {};
         }
-        const Point offset = ((v ^ w) * (u * u) + (w ^ u) * (v * v) + (u ^ v) * (w * w)) *
-                             (T(0.5) / volume);
-        return {d + offset, Velk::Math::Vector::Length(offset)};
+        const Point offset =
+            ((v ^ w) * (u * u) + (w ^ u) * (v * v) + (u ^ v) * (w * w)) * (T(0.5) / volume);
+        return {d + offset, LengthOf(offset)};
     }
 };
 

@@ -44,7 +44,8 @@ void ExpectSame(const std::vector<VecBase<D, T>>& points, double accuracy)
         const Real size = plain.radius;
         Real reach = size;
         for (const auto& p : points) {
-            reach = std::max(reach, Vector::Length(VecBase<D, Real>(p) - plain.center));
+            reach = std::max(reach, Support::PlainBall<D, T, Real>::LengthOf(VecBase<D, Real>(p) -
+                                                                             plain.center));
         }
         // That adds nothing but the tolerance within which points are one. Only a tiny hull may
         // have lost a vertex more: of three with next to no area the two farthest apart are left.
