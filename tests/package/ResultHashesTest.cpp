@@ -12,6 +12,7 @@
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
+#include <Sorvane/Decimation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
@@ -264,6 +265,26 @@ Digest ChainPairs()
 
 // --- the list -------------------------------------------------------------------------------------
 
+/// Both forms; there are none for `float`.
+Digest Decimate()
+{
+    Indexed<double> sheet = RoughSheet<double>();
+    Sorvane::Mesh::MatchNormals(sheet);
+    std::vector<unsigned char> tags;
+    for (std::size_t t = 0; t < sheet.indices.size() / 3; ++t) {
+        tags.push_back(static_cast<unsigned char>(t / 2000));
+    }
+    Indexed<double> result;
+    std::vector<unsigned char> resultTags;
+    Sorvane::Mesh::DecimationReport report;
+    Digest digest;
+    Sorvane::Mesh::DecimateMesh(sheet, tags, result, resultTags, 180.5, 60, 4, true, report);
+    digest.Add(result.points).Add(result.indices).Add(resultTags).Add(report.greatestError);
+    Sorvane::Mesh::DecimateInBatches(sheet, tags, result, resultTags, 180.5, 30, 0.5, report);
+    digest.Add(result.points).Add(result.indices).Add(resultTags).Add(report.greatestError);
+    return digest.Add(report.deviation);
+}
+
 struct Operation {
     const char* name;
     std::function<Digest()> inFloat;
@@ -285,6 +306,7 @@ const std::vector<Operation>& Operations()
         SORVANE_OPERATION("meshfiles.write", WriteFiles),
         SORVANE_OPERATION("meshreport.check", Report),
         SORVANE_OPERATION("meshutils.chain_pairs", ChainPairs),
+        {"remesh.decimate", nullptr, &Decimate},
     };
 #undef SORVANE_OPERATION
     return operations;
