@@ -23,10 +23,10 @@ using Support::Tags;
 constexpr double kSmall = 1e-12;
 constexpr double kMost = std::numeric_limits<double>::max();
 
-class Twin : public HalfEdge::TriangleMesh<Records::QuadricVertex, Records::FeatureEdge,
-                                           Records::TaggedFace> {
+class SlowDecimator : public HalfEdge::TriangleMesh<Records::QuadricVertex, Records::FeatureEdge,
+                                                    Records::TaggedFace> {
 public:
-    Twin(const IndexedMesh& mesh, const Tags& tags)
+    SlowDecimator(const IndexedMesh& mesh, const Tags& tags)
     {
         LoadIndexedPoints(mesh);
         initial_ = FaceCount();
@@ -348,9 +348,10 @@ std::set<std::array<int, 4>> TriangleSet(const IndexedMesh& mesh, const Tags& ta
 }
 
 /// What the twin did, when both agree.
-Twin Compare(const IndexedMesh& mesh, const Tags& tags, double angle, double keep, double tolerance)
+SlowDecimator Compare(const IndexedMesh& mesh, const Tags& tags, double angle, double keep,
+                      double tolerance)
 {
-    Twin twin(mesh, tags);
+    SlowDecimator twin(mesh, tags);
     twin.Run(angle, keep, tolerance);
     IndexedMesh expected;
     twin.ExportIndexedPoints(expected, kSmall);
@@ -392,7 +393,7 @@ TEST(DecimationModel, RoughSheets)
             const IndexedMesh sheet = Shaken(Support::Grid(24, 24), 0.25, height, seed);
             for (const double keep : {20.0, 80.0}) {
                 for (const double tolerance : {0.3, 1.0, 5.0}) {
-                    const Twin twin = Compare(sheet, {}, 180.5, keep, tolerance);
+                    const SlowDecimator twin = Compare(sheet, {}, 180.5, keep, tolerance);
                     stars += twin.stars;
                     flips += twin.flips;
                 }
@@ -412,7 +413,7 @@ TEST(DecimationModel, CreasesAndTags)
         Tags tags(cube.indices.size() / 3, 1);
         std::fill(tags.begin() + 500, tags.begin() + 800, static_cast<unsigned char>(2));
         for (const double tolerance : {0.05, 0.3, 2.0}) {
-            const Twin twin = Compare(cube, tags, 40, 10, tolerance);
+            const SlowDecimator twin = Compare(cube, tags, 40, 10, tolerance);
             creases += twin.collapsedCreases;
             refused += twin.flatRefusals;
         }
