@@ -404,6 +404,20 @@ TEST(DecimationModel, RoughSheets)
     EXPECT_GT(flips, 50);
 }
 
+TEST(DecimationModel, TrianglesAboutTheAbsoluteAreas)
+{
+    // Half of a square of 3e-5 and of 5e-5: below and above what a collapse and a flip must leave.
+    int flips = 0;
+    for (const double size : {2e-5, 3e-5, 4e-5, 5e-5}) {
+        IndexedMesh sheet = Shaken(Support::Grid(20, 20), 0.25, 0.02, 9);
+        Support::Scale(sheet, size);
+        for (const double keep : {50.0, 100.0}) {
+            flips += Compare(sheet, {}, 180.5, keep, 1.0).flips;
+        }
+    }
+    EXPECT_GT(flips, 20);
+}
+
 TEST(DecimationModel, CreasesAndTags)
 {
     int creases = 0;
