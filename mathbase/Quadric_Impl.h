@@ -228,10 +228,16 @@ inline int SolveSemidefinite(const Symmetric3& m, const Vec3d& r, double toleran
             break;
         }
     }
+    // The root errs by the polynomial's rounding over the slope there, and the projection by that over
+    // the distance to the next root: where both are near the limit, the digits are gone.
+    constexpr double kLeastGap = 1e-3;
+    const double slope = p.SlopeAt(least);
+    if (!(std::fabs(slope) > kLeastGap * greatest * greatest)) {
+        return SolveByEigenvalues(m, r, tolerance, floor, y);
+    }
     const double sum = p.trace - least;
     const double product = p.minors - least * sum;
-    const Vec3d inPlane =
-        r - (mmr - mr * sum + r * product) * (1.0 / p.SlopeAt(least)); // without the least
+    const Vec3d inPlane = r - (mmr - mr * sum + r * product) * (1.0 / slope); // without the least
     y = (inPlane * sum - m * inPlane) * (1.0 / product);
     return 2;
 }

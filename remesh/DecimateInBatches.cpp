@@ -100,11 +100,31 @@ struct AreaQuadric {
     /// anchor itself where there is none.
     Vec3d LeastNear(const Vec3d& anchor) const
     {
+        Vec3d step;
+        const bool isFound = SolveDamped({bx - (xx * anchor[0] + xy * anchor[1] + xz * anchor[2]),
+                                          by - (xy * anchor[0] + yy * anchor[1] + yz * anchor[2]),
+                                          bz - (xz * anchor[0] + yz * anchor[1] + zz * anchor[2])},
+                                         step);
+        return isFound ? anchor + step : anchor;
+    }
+    /// From `least`, the point of least error, to that of least error on the plane g (x - least) =
+    /// d. False where there is none.
+    bool StepToPlane(const Vec3d& g, double d, Vec3d& step) const
+    {
+        if (!SolveDamped(g, step)) {
+            return false;
+        }
+        const double rise = g * step;
+        step = step * (d / rise);
+        return rise > 0.0;
+    }
+
+private:
+    /// y = (A + damping)^-1 r; false unless that is positive definite.
+    bool SolveDamped(const Vec3d& r, Vec3d& y) const
+    {
         const double damping = kDamping * (xx + yy + zz);
-        const double rx = bx - (xx * anchor[0] + xy * anchor[1] + xz * anchor[2]);
-        const double ry = by - (xy * anchor[0] + yy * anchor[1] + yz * anchor[2]);
-        const double rz = bz - (xz * anchor[0] + yz * anchor[1] + zz * anchor[2]);
-        // L D L' of A + damping: positive definite.
+        // L D L'.
         const double dx = xx + damping;
         const double ix = 1.0 / dx;
         const double lxy = xy * ix;
@@ -115,12 +135,13 @@ struct AreaQuadric {
         const double lyz = cyz * iy;
         const double dz = zz + damping - xz * lxz - cyz * lyz;
         if (!(dx > 0.0) || !(dy > 0.0) || !(dz > 0.0)) {
-            return anchor;
+            return false;
         }
-        const double u = ry - lxy * rx;
-        const double z = (rz - lxz * rx - lyz * u) / dz;
-        const double y = u * iy - lyz * z;
-        return anchor + Vec3d(rx * ix - lxy * y - lxz * z, y, z);
+        const double u = r[1] - lxy * r[0];
+        y[2] = (r[2] - lxz * r[0] - lyz * u) / dz;
+        y[1] = u * iy - lyz * y[2];
+        y[0] = r[0] * ix - lxy * y[1] - lxz * y[2];
+        return true;
     }
 };
 
@@ -176,6 +197,7 @@ private:
     }
     /// The place and the error of the vertex that takes the place of both.
     double Place(int a, int b, Vec3d& x) const;
+    void KeepVolume(int a, int b, Vec3d& x, double& error) const;
     void FindCosts();
     std::size_t RunPass(std::size_t goal, double limit);
     bool TryCollapse(int a, int b, double limit, bool& isTooFar);
@@ -470,6 +492,40 @@ double BatchDecimator::Place(int a, int b, Vec3d& x) const
     return error;
 }
 
+// Moves the place for the vertex that takes the place of both to the plane on which the volume
+// below the surface stays what it is. The points of least error lie too far inside of a bend:
+// triangles between them would take something off a convex part with every collapse. Neither vertex
+// is on a boundary.
+void BatchDecimator::KeepVolume(int a, int b, Vec3d& x, double& error) const
+{
+    // Of the triangles round both, as long as twice their area. The sum of the normals depends on
+    // their rim alone, so that it is that of the triangles from x to the rim as well.
+    Vec3d normals;
+    double volume = 0.0; // six times what lies between the triangles and x
+    for (const int v : {a, b}) {
+        for (int j = firstOf_[At(v)]; j < firstOf_[At(v) + 1]; ++j) {
+            const Triangle& t = triangles_[At(listOf_[At(j)])];
+            if (IsDead(t) || (v == b && (t[0] == a || t[1] == a || t[2] == a))) {
+                continue;
+            }
+            const Vec3d& p = PointAt(t[0]);
+            const Vec3d normal = (PointAt(t[1]) - p) ^ (PointAt(t[2]) - p);
+            normals += normal;
+            volume += normal * (p - x);
+        }
+    }
+    AreaQuadric quadric = quadrics_[At(a)];
+    quadric += quadrics_[At(b)];
+    Vec3d step;
+    // Where the rim encloses next to no area, the plane may be anywhere.
+    if (!quadric.StepToPlane(normals, volume, step) ||
+        !(SquaredLength(step) <= SquaredLength(PointAt(b) - PointAt(a)))) {
+        return;
+    }
+    x += step;
+    error = quadric.ErrorAt(x);
+}
+
 void BatchDecimator::FindCosts()
 {
     Parallel::Impl::ApplyParallelChunks(
@@ -607,7 +663,10 @@ bool BatchDecimator::TryCollapse(int a, int b, double limit, bool& isTooFar)
         }
     }
     Vec3d x;
-    const double error = Place(a, b, x);
+    double error = Place(a, b, x);
+    if (roles_[At(a)] == roles_[At(b)] && !isOpen_[At(a)] && !isOpen_[At(b)]) {
+        KeepVolume(a, b, x, error);
+    }
     double step = 0.0;
     if (!KeepsTopology(from, to) || TurnsTooFar(from, to, x, step) ||
         (x != PointAt(to) && TurnsTooFar(to, from, x, step))) {

@@ -118,9 +118,11 @@ SORVANE_API double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
 /// where three or more such lines meet, or one ends, the point stays where it is. `tags` has one
 /// for each triangle, what is missing counts as 0; `outTags` one for each triangle of the result.
 /// No collapse turns a triangle by more than 60 degrees. A closed surface stays closed and keeps
-/// its Euler characteristic. Points of edges that have more than two triangles, or two of one
-/// direction, of several fans of triangles, and of triangles that are not finite stay where they
-/// are.
+/// its Euler characteristic, and its volume but for what edges add up to that end on a line or at
+/// a point that stays: a point that takes the place of two free ones, or of two on a crease, goes
+/// to the place of least error among those that keep the volume. Points of edges that have more
+/// than two triangles, or two of one direction, of several fans of triangles, and of triangles that
+/// are not finite stay where they are.
 ///
 /// Triples with equal or invalid subscripts are left out and don't count. Points keep their order;
 /// those that no triangle uses are left out, and nothing is welded. A target of 100 percent or

@@ -765,9 +765,6 @@ TEST(MinimalOrientedBox, RealPartsLieInTheirBoxes)
 
 TEST(OrientedBoxes, AreTheSameForAnyNumberOfThreads)
 {
-    if (!Support::CanLimitThreads()) {
-        GTEST_SKIP() << "the number of threads can't be set";
-    }
     Support::Random random(4);
     const auto points = Support::MakePoints<3, double>(PointSet::Ball, 3000, random);
     const Hull hull = HullOf(points);

@@ -127,6 +127,46 @@ TEST(QuadricErrorFunction, SolvesAsAFullDecompositionDoes)
     }
 }
 
+TEST(QuadricErrorFunction, SingularValuesOnBothSidesOfTheLimitStayApart)
+{
+    // A matrix with known vectors and values: 1, and two that lie about the limit.
+    Support::Random random(3);
+    for (const double away : {0.3, 0.1, 0.03, 0.01, 0.003}) {
+        for (int trial = 0; trial < 200; ++trial) {
+            const Vec3d u = RandomDirection(random);
+            const Vec3d across = u ^ RandomDirection(random);
+            if (Length(across) < 0.1) {
+                continue;
+            }
+            const Vec3d v = across / Length(across);
+            const Vec3d w = u ^ v;
+            const double limit = 0.005;
+            const std::array<double, 3> values{1.0, limit * (1 + away), limit * (1 - away)};
+            const std::array<Vec3d, 3> vectors{u, v, w};
+            QuadricErrorFunction q;
+            q.count = 1;
+            // What has to come out: 3 along u, 2 along v, nothing along w, where b pulls as well.
+            Vec3d b;
+            for (std::size_t k = 0; k < 3; ++k) {
+                const double pull = k == 0 ? 3 : k == 1 ? 2 : 7;
+                b += vectors[k] * (values[k] * pull);
+                for (int i = 0; i < 3; ++i) {
+                    for (int j = 0; j < 3; ++j) {
+                        q.A.value[static_cast<std::size_t>(3 * i + j)] +=
+                            values[k] * vectors[k][i] * vectors[k][j];
+                    }
+                }
+            }
+            q.b = b;
+            Vec3d x;
+            double error = 0;
+            Solve(q, x, error, limit);
+            ASSERT_EQ(q.rank, 2);
+            ASSERT_LT(Length(x - (u * 3 + v * 2)), 1e-8) << away;
+        }
+    }
+}
+
 TEST(QuadricErrorFunction, DoubleAndZeroSingularValues)
 {
     // One plane, two at a right angle, three: the point of least error next to the mass point.

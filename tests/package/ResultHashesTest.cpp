@@ -15,6 +15,7 @@
 #include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
+#include <Sorvane/Decimation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MaterialTree_E.h>
@@ -373,6 +374,26 @@ Digest FlipEdges()
     return DigestOf(inSpace).Add(inPlane.points).Add(inPlane.indices);
 }
 
+/// Both forms; there are none for `float`.
+Digest Decimate()
+{
+    Indexed<double> sheet = RoughSheet<double>();
+    Sorvane::Mesh::MatchNormals(sheet);
+    std::vector<unsigned char> tags;
+    for (std::size_t t = 0; t < sheet.indices.size() / 3; ++t) {
+        tags.push_back(static_cast<unsigned char>(t / 2000));
+    }
+    Indexed<double> result;
+    std::vector<unsigned char> resultTags;
+    Sorvane::Mesh::DecimationReport report;
+    Digest digest;
+    Sorvane::Mesh::DecimateMesh(sheet, tags, result, resultTags, 180.5, 60, 4, true, report);
+    digest.Add(result.points).Add(result.indices).Add(resultTags).Add(report.greatestError);
+    Sorvane::Mesh::DecimateInBatches(sheet, tags, result, resultTags, 180.5, 30, 0.5, report);
+    digest.Add(result.points).Add(result.indices).Add(resultTags).Add(report.greatestError);
+    return digest.Add(report.deviation);
+}
+
 // --- the list
 // -------------------------------------------------------------------------------------
 
@@ -405,6 +426,7 @@ const std::vector<Operation>& Operations()
         SORVANE_OPERATION("meshreport.check", Report),
         SORVANE_OPERATION("meshutils.chain_pairs", ChainPairs),
         SORVANE_OPERATION("meshutils.flip_edges", FlipEdges),
+        {"remesh.decimate", nullptr, &Decimate},
     };
 #undef SORVANE_OPERATION
     return operations;

@@ -351,6 +351,48 @@ TEST(Decimation, NodesOfSeveralFansStayWhereTheyAre)
               1U);
 }
 
+TEST(Decimation, ANodeOfTwoSheetsIsNotMovedAlongOneOfThem)
+{
+    // A flat sheet and a bowl on it, one node in common: an edge of it may be the cheapest of all,
+    // and would take the other sheet along.
+    const IndexedMesh flat = Support::Grid(40, 40);
+    IndexedMesh bowl = flat;
+    for (Vec3d& p : bowl.points) {
+        p[2] = 0.02 * SquaredLength(p - Vec3d(20, 20, 0));
+    }
+    IndexedMesh both = Support::Together(flat, bowl);
+    Mesh::FilterForUniqueness(both, 1e-12);
+    ASSERT_EQ(both.points.size(), 2 * flat.points.size() - 1);
+    const Decimated result = Decimate(both, 180.5, 5, 10);
+    EXPECT_LT(result.percent, 60);
+    const auto isCommon = [](const Vec3d& p) { return p == Vec3d(20, 20, 0); };
+    EXPECT_EQ(PointsWhere(result.mesh, isCommon).size(), 1U);
+    EXPECT_EQ(Support::EulerOf(result.mesh), 1) << "two disks with one point in common";
+}
+
+TEST(Decimation, AStarOfNeighborsOnALineStays)
+{
+    // An edge with a point in its middle on one side, and a star in the slit: the triangle in its
+    // place would have no area.
+    IndexedMesh sheet = Support::Grid(12, 12);
+    const std::size_t right = 3 * 130;
+    const int b = sheet.indices[right];
+    const int a = sheet.indices[right + 1];
+    const int r = sheet.indices[right + 2];
+    const auto at = [&](int n) { return sheet.points[static_cast<std::size_t>(n)]; };
+    const Vec3d middle = (at(a) + at(b)) * 0.5;
+    const int c = static_cast<int>(sheet.points.size());
+    const int n = c + 1;
+    sheet.points.push_back(middle);
+    sheet.points.push_back(middle + Vec3d(0, 0, 0.2));
+    sheet.indices[right + 1] = c;
+    sheet.indices.insert(sheet.indices.end(), {c, a, r, b, a, n, a, c, n, c, b, n});
+    ASSERT_EQ(Support::FaultsOf(sheet), (Support::EdgeFaults{48, 0}));
+    const Decimated result = Decimate(sheet, 180.5, 100, 0);
+    EXPECT_EQ(result.mesh.indices.size(), sheet.indices.size());
+    EXPECT_EQ(PointsWhere(result.mesh, [](const Vec3d& p) { return p[2] > 0; }).size(), 1U);
+}
+
 TEST(Decimation, CornersOfCreasesStay)
 {
     // Four creases along the axes meet in a corner so shallow that nothing folds when it moves.
