@@ -1,6 +1,7 @@
 // Arc fitting: polylines thinned, and turned into chains of segments and arcs.
 //
-// 1. Thin the polyline: its ends and the points that bend more than an arc which leaves the diagonal
+// 1. Thin the polyline: its ends and the points that bend more than an arc which leaves the
+// diagonal
 //    of the box by the tolerance (ArcFittingRuns.cpp, as are 2 and 3).
 // 2. Runs of points where the curvature stays the same, and single steps between them.
 // 3. Runs reach for the neighbors that lie on their circle: the ends of arcs.
@@ -204,8 +205,8 @@ private:
             return;
         }
         // Too flat to tell from its chord, or all but closed, and then the chord won't do.
-        if (!ProlongTo(arc.start, end, stretch) &&
-            !AppendSegmentTo(Thinned(run.last), stretch) && !AppendArc(arc, stretch)) {
+        if (!ProlongTo(arc.start, end, stretch) && !AppendSegmentTo(Thinned(run.last), stretch) &&
+            !AppendArc(arc, stretch)) {
             Divide(stretch);
         }
     }
@@ -324,8 +325,8 @@ private:
         const auto arc = ArcThrough(from, Point((stretch.first + stretch.last) / 2),
                                     Point(stretch.last), floor_);
         if (Geometry::Radius(arc) == 0 ||
-            !FitsArc(stretch, {Narrowed<T>(arc.center), Narrowed<T>(from),
-                               static_cast<T>(arc.length)})) {
+            !FitsArc(stretch,
+                     {Narrowed<T>(arc.center), Narrowed<T>(from), static_cast<T>(arc.length)})) {
             return {};
         }
         const DistanceFromArc distance(arc);

@@ -8,8 +8,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <iterator>
-#include <numeric>
+#include <utility>
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
@@ -22,9 +21,11 @@ using Geometry::ArcBase;
 constexpr double kChordAllowance = 10.0 / 9.0;
 /// Curvature below which a circle has no radius to compare with.
 constexpr double kStraight = 1e-12;
-/// Largest part of a curvature that rounding is believed to explain. Half of what a run's radius may
-/// be off its mean radius of curvature.
+/// Largest part of a curvature that rounding is believed to explain. Half of what a run's radius
+/// may be off its mean radius of curvature.
 constexpr double kMostRounding = 0.05;
+/// Looks at doubtful points. Each leaves out every second one, and no input has 2^64 of them.
+constexpr int kMostLooks = 64;
 
 enum class Bend { Yes, No, Unclear };
 
@@ -42,16 +43,13 @@ Bend BendAt(const Vec2d& a, const Vec2d& b, const Vec2d& c, double curvatureTole
     return isSure ? Bend::Yes : Bend::Unclear;
 }
 
-/// The bend at each of the points with these numbers; the ends count as bends.
-std::vector<Bend> Bends(const std::vector<Vec2d>& points, const std::vector<int>& numbers,
-                        double curvatureTolerance, const PointAccuracy& accuracy)
+/// The bend at each of the points; the ends count as bends.
+std::vector<Bend> Bends(const std::vector<Vec2d>& points, double curvatureTolerance,
+                        const PointAccuracy& accuracy)
 {
-    const auto point = [&](std::size_t i) -> const Vec2d& {
-        return points[static_cast<std::size_t>(numbers[i])];
-    };
-    std::vector<Bend> bends(numbers.size(), Bend::Yes);
-    for (std::size_t i = 1; i + 1 < numbers.size(); ++i) {
-        bends[i] = BendAt(point(i - 1), point(i), point(i + 1), curvatureTolerance, accuracy);
+    std::vector<Bend> bends(points.size(), Bend::Yes);
+    for (std::size_t i = 1; i + 1 < points.size(); ++i) {
+        bends[i] = BendAt(points[i - 1], points[i], points[i + 1], curvatureTolerance, accuracy);
     }
     return bends;
 }
@@ -85,6 +83,43 @@ std::vector<Kept> Spaced(const std::vector<Vec2d>& points, const std::vector<Ben
     return kept;
 }
 
+/// Decides about the points that are not sure, with the neighbors that they have among those kept;
+/// true when one was dropped. Where the rounding still hides the bend, every second point goes, so
+/// that the next look is at chords twice as long, of which rounding hides a quarter of the bend. It
+/// shows before the chords leave the curve by as much as rounding does.
+bool DropDoubtful(const std::vector<Vec2d>& points, double curvatureTolerance,
+                  const PointAccuracy& accuracy, std::vector<Kept>& kept)
+{
+    const auto point = [&](std::size_t i) -> const Vec2d& {
+        return points[static_cast<std::size_t>(kept[i].number)];
+    };
+    std::vector<Kept> left;
+    bool keptDoubtful = false; // the one before
+    for (std::size_t i = 0; i < kept.size(); ++i) {
+        Kept here = kept[i];
+        bool isHidden = false;
+        if (!here.isSure && i > 0 && i + 1 < kept.size()) {
+            const Bend bend =
+                BendAt(point(i - 1), point(i), point(i + 1), curvatureTolerance, accuracy);
+            if (bend == Bend::No) {
+                continue;
+            }
+            here.isSure = bend == Bend::Yes;
+            isHidden = !here.isSure &&
+                       !IsWithoutBend(point(i - 1), point(i), point(i + 1), accuracy.floor);
+        }
+        if (isHidden && keptDoubtful) {
+            keptDoubtful = false;
+            continue;
+        }
+        keptDoubtful = isHidden;
+        left.push_back(here);
+    }
+    const bool isChanged = left.size() < kept.size();
+    kept = std::move(left);
+    return isChanged;
+}
+
 /// Is the curvature at point i that at point i + 1, and are the chords at i short enough for it?
 bool GoesOnAlike(const std::vector<Vec2d>& points, const std::vector<double>& curvatures,
                  std::size_t i, double tol, const PointAccuracy& accuracy)
@@ -98,7 +133,8 @@ bool GoesOnAlike(const std::vector<Vec2d>& points, const std::vector<double>& cu
     };
     addRounding(i);
     addRounding(i + 1);
-    const double allowed = std::max(here * std::fabs(tol), std::min(rounding, kMostRounding * here));
+    const double allowed =
+        std::max(here * std::fabs(tol), std::min(rounding, kMostRounding * here));
     if (!(allowed >= std::fabs(curvatures[i] - curvatures[i + 1]))) {
         return false;
     }
@@ -197,8 +233,7 @@ private:
     {
         const double curvature = std::fabs(curvatures_[static_cast<std::size_t>(at)]);
         const auto arc = ArcThrough(Point(three[0]), Point(three[1]), Point(three[2]), floor_);
-        return curvature > kStraight &&
-               std::fabs(Geometry::Radius(arc) - 1 / curvature) <= tol_;
+        return curvature > kStraight && std::fabs(Geometry::Radius(arc) - 1 / curvature) <= tol_;
     }
     /// Are both chords at point i within the tolerance of an arc?
     bool IsShort(int i) const
@@ -230,27 +265,17 @@ bool IsWithoutBend(const Vec2d& a, const Vec2d& b, const Vec2d& c, double floor)
 std::vector<int> KeptPoints(const std::vector<Vec2d>& points, double curvatureTolerance,
                             double pointTolerance, const PointAccuracy& accuracy)
 {
-    std::vector<int> numbers(points.size());
-    std::iota(numbers.begin(), numbers.end(), 0);
-    const auto bends = Bends(points, numbers, curvatureTolerance, accuracy);
-    const std::vector<Kept> spaced = Spaced(points, bends, pointTolerance);
-
-    // Points without a bend of their own are decided among those that were kept.
-    numbers.clear();
-    std::transform(spaced.begin(), spaced.end(), std::back_inserter(numbers),
-                   [](const Kept& kept) { return kept.number; });
-    const auto point = [&](std::size_t i) -> const Vec2d& {
-        return points[static_cast<std::size_t>(numbers[i])];
-    };
-    std::vector<int> result;
-    for (std::size_t i = 0; i < numbers.size(); ++i) {
-        const bool isEnd = i == 0 || i + 1 == numbers.size();
-        if (isEnd || spaced[i].isSure ||
-            IsWithoutBend(point(i - 1), point(i), point(i + 1), accuracy.floor) ||
-            std::fabs(Geometry::DiscreteCurvature(point(i - 1), point(i), point(i + 1))) >
-                curvatureTolerance) {
-            result.push_back(numbers[i]);
+    std::vector<Kept> kept =
+        Spaced(points, Bends(points, curvatureTolerance, accuracy), pointTolerance);
+    for (int look = 0; look < kMostLooks; ++look) {
+        if (!DropDoubtful(points, curvatureTolerance, accuracy, kept)) {
+            break;
         }
+    }
+    std::vector<int> result;
+    result.reserve(kept.size() + 1);
+    for (const Kept& one : kept) {
+        result.push_back(one.number);
     }
     if (!points.empty() && Matches(points.front(), points.back(), accuracy.floor)) {
         const auto place = [&](int number) { return points[static_cast<std::size_t>(number)]; };

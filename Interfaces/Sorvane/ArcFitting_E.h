@@ -24,8 +24,9 @@ namespace Velk::Math::Sorvane::Planar {
 /// with the neighbors that they have then: a point that matches a neighbor within the floor, so that a
 /// corner drawn twice is kept once; one that lies beyond either neighbor, seen along the line through
 /// both, so that the tip of a path out and back is kept; and one whose curvature exceeds the tolerance by
-/// no more than the rounding of the coordinates explains, so that a straight stretch of very many points
-/// or far from the origin is thinned too. O(n).
+/// no more than the rounding of the coordinates explains. Of the last kind every second one is left out
+/// until the others show whether they bend, so that a straight stretch of very many points or far from
+/// the origin is thinned too. Time O(n), or O(n log n) where rounding hides the bends.
 template <class T>
 std::vector<VecBase<2, T>> FilterZeroCurvature(const std::vector<VecBase<2, T>>& points,
                                                T curvatureTolerance, T pointTolerance);
