@@ -432,7 +432,8 @@ std::string SvgWriter::Text() const
     constexpr double kLegendWidth = 320;
     const double width =
         std::max(2 * kMargin + extent.x() * frame.scale, legend_.empty() ? 0 : kLegendWidth);
-    const double height = bottom + kLegendLine * static_cast<double>(legend_.size());
+    const double height = bottom + (legend_.empty() ? 0 : kMargin) +
+                          kLegendLine * static_cast<double>(legend_.size());
 
     std::string text = "<svg xmlns=\"http://www.w3.org/2000/svg\"";
     AppendAttribute("width", width, text);
@@ -445,7 +446,7 @@ std::string SvgWriter::Text() const
     for (const Item& item : items_) {
         WriteItem(item, frame, text);
     }
-    double y = bottom;
+    double y = bottom + kMargin;
     for (const Item& line : legend_) {
         text += "<path";
         AppendStyle(line.style, text);
