@@ -84,36 +84,35 @@ std::vector<Kept> Spaced(const std::vector<Vec2d>& points, const std::vector<Ben
 }
 
 /// Decides about the points that are not sure, with the neighbors that they have among those kept;
-/// true when one was dropped. Where the rounding still hides the bend, every second point goes, so
-/// that the next look is at chords twice as long, of which rounding hides a quarter of the bend. It
-/// shows before the chords leave the curve by as much as rounding does.
+/// true when one was dropped. Where the rounding still hides the bend, every second point of a
+/// sequence goes, so that the next look is at chords twice as long, of which rounding hides a
+/// quarter of the bend. It shows before the chords leave the curve by as much as rounding does. A
+/// hidden bend between two that are known is no more than rounding, and goes too.
 bool DropDoubtful(const std::vector<Vec2d>& points, double curvatureTolerance,
                   const PointAccuracy& accuracy, std::vector<Kept>& kept)
 {
+    enum class Look { Stays, Goes, Hidden };
     const auto point = [&](std::size_t i) -> const Vec2d& {
         return points[static_cast<std::size_t>(kept[i].number)];
     };
-    std::vector<Kept> left;
-    bool keptDoubtful = false; // the one before
-    for (std::size_t i = 0; i < kept.size(); ++i) {
-        Kept here = kept[i];
-        bool isHidden = false;
-        if (!here.isSure && i > 0 && i + 1 < kept.size()) {
-            const Bend bend =
-                BendAt(point(i - 1), point(i), point(i + 1), curvatureTolerance, accuracy);
-            if (bend == Bend::No) {
-                continue;
-            }
-            here.isSure = bend == Bend::Yes;
-            isHidden = !here.isSure &&
-                       !IsWithoutBend(point(i - 1), point(i), point(i + 1), accuracy.floor);
-        }
-        if (isHidden && keptDoubtful) {
-            keptDoubtful = false;
+    std::vector<Look> looks(kept.size(), Look::Stays);
+    for (std::size_t i = 1; i + 1 < kept.size(); ++i) {
+        const Vec2d &a = point(i - 1), &b = point(i), &c = point(i + 1);
+        if (kept[i].isSure || IsWithoutBend(a, b, c, accuracy.floor)) {
             continue;
         }
-        keptDoubtful = isHidden;
-        left.push_back(here);
+        const Bend bend = BendAt(a, b, c, curvatureTolerance, accuracy);
+        looks[i] = bend == Bend::No ? Look::Goes : bend == Bend::Yes ? Look::Stays : Look::Hidden;
+    }
+    std::vector<Kept> left;
+    bool keptHidden = false; // the one before
+    for (std::size_t i = 0; i < kept.size(); ++i) {
+        const bool isHidden = looks[i] == Look::Hidden;
+        const bool staysHidden = isHidden && !keptHidden && looks[i + 1] == Look::Hidden;
+        if (looks[i] == Look::Stays || staysHidden) {
+            left.push_back(kept[i]);
+        }
+        keptHidden = staysHidden;
     }
     const bool isChanged = left.size() < kept.size();
     kept = std::move(left);

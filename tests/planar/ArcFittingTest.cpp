@@ -81,6 +81,16 @@ TYPED_TEST(ArcFitting, ArcOfAnyDensityIsOneArc)
     }
 }
 
+// At a million from the origin points 0.006 apart bend by 1/10, give or take 2e-5 by the rounding
+// of their coordinates. The tolerance, a pure number here, allows for 1e-5.
+TEST(ArcFittingProfiles, DenseArcFarFromTheOriginIsOneArc)
+{
+    const auto points = OnArc<double>({1e6, 1e6}, 10, 0.3, 2.4, 4000);
+    const Chain chain = FilterArcsAndSegs(points, 1e-4);
+    ASSERT_EQ(Kinds(chain), "A");
+    EXPECT_NEAR(chain.elements[0].AsArc()->length, 24, 1e-3);
+}
+
 TYPED_TEST(ArcFitting, ClosedCircleIsOneFullCircle)
 {
     using T = TypeParam;
@@ -384,6 +394,15 @@ TEST(ArcFittingProfiles, CrowdedPointsStayWithinTheTolerance)
         const Chain chain = FilterArcsAndSegs(points, tol);
         EXPECT_LE(FarthestFromChain(points, chain), tol + 1e-12);
     }
+}
+
+// The last point matches the one before per coordinate, and is 1.4 tolerances away.
+TEST(ArcFittingProfiles, LastPointIsReached)
+{
+    const Points points{{0, 0}, {4, 0}, {4.0009, 0.0009}};
+    const Chain chain = FilterArcsAndSegs(points, 1e-3);
+    EXPECT_LE(FarthestFromChain(points, chain), 1e-3);
+    EXPECT_EQ(Kinds(chain), "LL");
 }
 
 TEST(ArcFittingProfiles, GivenDiagonalDecidesWhatIsStraight)

@@ -129,6 +129,21 @@ TYPED_TEST(Thinning, RoundingOfVeryManyPointsIsNoBend)
     }
 }
 
+// The corner of two such lines is a point of its own, not one of its doubtful neighbors.
+TYPED_TEST(Thinning, CornerOfVeryManyPointsIsKeptExactly)
+{
+    using T = TypeParam;
+    const int count = std::is_same_v<T, float> ? 3000 : 100'000;
+    std::vector<VecBase<2, T>> points;
+    const Vec2d corner(10.3, 7.7);
+    for (int i = -count; i <= count; ++i) {
+        const double along = static_cast<double>(i) / count;
+        points.emplace_back(corner + (i < 0 ? Vec2d(10.2, 7.5) : Vec2d(-3.3, 9.1)) * along);
+    }
+    const auto kept = FilterZeroCurvature(points, T(1e-6), T(1e-2));
+    EXPECT_EQ(kept, (PointsOf<T>{points.front(), VecBase<2, T>(corner), points.back()}));
+}
+
 TYPED_TEST(Thinning, ArcOfVeryManyPointsIsNotThinnedToItsEnds)
 {
     using T = TypeParam;

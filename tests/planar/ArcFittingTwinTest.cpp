@@ -298,6 +298,36 @@ TEST(ArcFittingTwin, WavyCurves)
     EXPECT_GT(compared, 30);
 }
 
+// Radii that grow up to sixfold along the run. Where the twin's one arc is too far off the
+// mean radius of curvature the run is lost; where it is not the run is divided, and reaches the
+// end.
+TEST(ArcFittingTwin, RunsAreLostWhereTheTwinLosesThem)
+{
+    int lost = 0;
+    for (int growth = 1; growth <= 90; ++growth) {
+        SCOPED_TRACE(growth);
+        Points points;
+        for (int i = 0; i <= 1000; ++i) {
+            const double place = i / 1000.0;
+            const double radius = 10 * (1 + 0.055 * growth * place);
+            points.push_back({radius * std::cos(5 * place), radius * std::sin(5 * place)});
+        }
+        const auto reachesEnd = [&](const Chain& chain) {
+            return !chain.elements.empty() &&
+                   Gap(PointOf(chain.elements.back(), 1), points.back()) <= 0.02;
+        };
+        const bool isReached = reachesEnd(Twin(points, 0.02));
+        const Chain chain = FilterArcsAndSegs(points, 0.02);
+        EXPECT_EQ(reachesEnd(chain), isReached);
+        if (isReached) {
+            EXPECT_LE(FarthestFromChain(points, chain), 0.02 + 1e-12);
+        }
+        lost += isReached ? 0 : 1;
+    }
+    EXPECT_GT(lost, 10);
+    EXPECT_LT(lost, 80);
+}
+
 TEST(ArcFittingTwin, ArcsAndCircles)
 {
     Random random(24);
