@@ -7,6 +7,7 @@
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
+#include <Sorvane/Export_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Velk/Math/VecBase_E.h>
 
@@ -34,39 +35,40 @@ struct SORVANE_API SvgView {
 };
 
 /// A picture under construction. A value: pictures may be copied and continued.
-class SORVANE_API SvgWriter {
+class SvgWriter {
 public:
     /// `size`: the longer side of the drawing in pixels, without margin and legend; 640 for one that is
     /// not positive and finite.
-    explicit SvgWriter(double size);
+    SORVANE_API explicit SvgWriter(double size);
 
     /// The elements of a chain as true arcs and lines, joints with gaps as they are.
-    void AddChain(const Planar::PolyArcSegBase<double>& chain, const SvgStyle& style);
+    SORVANE_API void AddChain(const Planar::PolyArcSegBase<double>& chain, const SvgStyle& style);
     /// Lines from point to point.
-    void AddPolyline(const std::vector<Vec2d>& points, const SvgStyle& style);
+    SORVANE_API void AddPolyline(const std::vector<Vec2d>& points, const SvgStyle& style);
     /// Closed loops filled together: what an odd number of them enclose is inside.
-    void AddRegion(const std::vector<std::vector<Vec2d>>& loops, const SvgStyle& style);
+    SORVANE_API void AddRegion(const std::vector<std::vector<Vec2d>>& loops, const SvgStyle& style);
     /// Each triangle of a triangulation. Triangles with indices out of range are left out.
-    void AddTriangles(const Mesh::IndexedPointsBase<2, double>& mesh, const SvgStyle& style);
+    SORVANE_API void AddTriangles(const Mesh::IndexedPointsBase<2, double>& mesh,
+                                  const SvgStyle& style);
     /// The triangles of a mesh that face the eye, what is nearer over what is farther. A fill of the form
     /// "#rrggbb" is darker the more a triangle turns away. All meshes of a picture share its plane, the
     /// first coordinate to the right of the view and the second upward.
-    void AddMesh(const Mesh::IndexedPointsBase<3, double>& mesh, const SvgView& view,
-                 const SvgStyle& style);
+    SORVANE_API void AddMesh(const Mesh::IndexedPointsBase<3, double>& mesh, const SvgView& view,
+                             const SvgStyle& style);
     /// A disc at each point, of twice the style's width in radius whatever the picture's scale.
-    void AddPoints(const std::vector<Vec2d>& points, const SvgStyle& style);
+    SORVANE_API void AddPoints(const std::vector<Vec2d>& points, const SvgStyle& style);
     /// Text that begins beside a point, in the style's stroke color.
-    void AddLabel(const Vec2d& point, std::string_view text, const SvgStyle& style);
+    SORVANE_API void AddLabel(const Vec2d& point, std::string_view text, const SvgStyle& style);
     /// A line of the legend below the drawing: a sample of the style, and what it means.
-    void AddLegend(std::string_view text, const SvgStyle& style);
+    SORVANE_API void AddLegend(std::string_view text, const SvgStyle& style);
 
     /// Where a point of space lies in the plane of a picture with this view.
-    static Vec2d Projected(const Vec3d& point, const SvgView& view);
+    SORVANE_API static Vec2d Projected(const Vec3d& point, const SvgView& view);
 
     /// The picture as an SVG document.
-    std::string Text() const;
+    SORVANE_API std::string Text() const;
     /// Writes it; false when the file can't be opened, or not be written completely.
-    bool Write(const std::string& path) const;
+    SORVANE_API bool Write(const std::string& path) const;
 
 private:
     enum class Verb : unsigned char { Move, Line, Arc, Close };
