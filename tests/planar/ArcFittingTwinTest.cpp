@@ -278,6 +278,22 @@ TEST(ArcFittingTwin, PolylinesWithCorners)
     EXPECT_GT(compared, 150);
 }
 
+// Paths that nowhere turn back and have no point twice, so that every point has a circle.
+TEST(ArcFittingTwin, ThinnedPolylines)
+{
+    Random random(25);
+    for (int trial = 0; trial < 300; ++trial) {
+        SCOPED_TRACE(trial);
+        Points points{{0, 0}};
+        for (int i = random.Below(100); i >= 0; --i) {
+            points.push_back(points.back() + Vec2d(random.Between(0.5, 1), random.Between(-1, 1)));
+        }
+        const double curvature = random.Between(0, 2);
+        const double near = random.Below(2) * random.Between(0, 2);
+        EXPECT_EQ(FilterZeroCurvature(points, curvature, near), Thinned(points, curvature, near));
+    }
+}
+
 // Gentle curves: runs of drifting curvature, shallow arcs, chords in their place.
 TEST(ArcFittingTwin, WavyCurves)
 {
