@@ -11,6 +11,7 @@
 #include <Velk/Math/Matrix_E.h>
 
 #include <cmath>
+#include <numeric>
 
 namespace Velk::Math::Sorvane::Bounding {
 
@@ -248,24 +249,151 @@ bool FlatBoxOrHull(const std::vector<Vec3d>& points, TransformBase<3>& transform
 
 // --- farthest points ----------------------------------------------------------------------------
 
+namespace {
+
+/// Neighbors that are rather compared one by one.
+constexpr std::size_t kManyNeighbors = 32;
+
+} // namespace
+
 SupportGraph::SupportGraph(const std::vector<Vec3d>& points, const std::vector<int>& triangles)
-    : points_(points), neighbors_(points.size(), [&](const auto& put) {
-          for (std::size_t i = 0; i + 2 < triangles.size(); i += 3) {
-              put(triangles[i], triangles[i + 1]);
-              put(triangles[i + 1], triangles[i + 2]);
-              put(triangles[i + 2], triangles[i]);
-          }
-      })
 {
     // About eight points to a cell, so that what is left to climb doesn't grow with the hull.
     const double wanted = std::sqrt(static_cast<double>(points.size()) / 48.0);
     cellsPerEdge_ = static_cast<std::size_t>(std::clamp(wanted, 1.0, 128.0));
-    start_.assign(6 * cellsPerEdge_ * cellsPerEdge_, triangles.empty() ? 0 : triangles.front());
+    const std::size_t cellCount = 6 * cellsPerEdge_ * cellsPerEdge_;
+
+    // A hull comes in the order in which it was made, in which neighbors are far apart: climbing
+    // large ones would be no more than waiting for memory.
+    const Vec3d middle =
+        std::accumulate(points.begin(), points.end(), Vec3d{}) / static_cast<double>(points.size());
+    const auto byCell = Math::Impl::NumbersInBuckets(
+        cellCount, points.size(), [&](std::size_t i) { return CellOf(points[i] - middle); });
+    std::vector<int> places(points.size());
+    points_.reserve(points.size());
+    for (const int i : byCell.Items()) {
+        places[static_cast<std::size_t>(i)] = static_cast<int>(points_.size());
+        points_.push_back(points[static_cast<std::size_t>(i)]);
+    }
+    std::vector<int> corners;
+    corners.reserve(triangles.size());
+    for (const int i : triangles) {
+        corners.push_back(places[static_cast<std::size_t>(i)]);
+    }
+    neighbors_ = {points.size(), [&](const auto& put) {
+                      for (std::size_t i = 0; i + 2 < corners.size(); i += 3) {
+                          put(corners[i], corners[i + 1]);
+                          put(corners[i + 1], corners[i + 2]);
+                          put(corners[i + 2], corners[i]);
+                      }
+                  }};
+    AddRings(corners);
+    start_.assign(cellCount, corners.empty() ? 0 : corners.front());
     int from = start_.front();
-    for (std::size_t cell = 0; cell < start_.size(); ++cell) {
+    for (std::size_t cell = 0; cell < cellCount; ++cell) {
         from = Climb(CenterOf(cell), from);
         start_[cell] = from;
     }
+}
+
+void SupportGraph::AddRings(const std::vector<int>& triangles)
+{
+    std::vector<int> corners;
+    for (std::size_t i = 0; i < neighbors_.BucketCount(); ++i) {
+        if (neighbors_[i].size() > kManyNeighbors) {
+            corners.push_back(static_cast<int>(i));
+        }
+    }
+    // The whole of a convex mesh lies on the inner side of every triangle, so that against the sum
+    // of the normals around a corner all neighbors are on the same side of it.
+    std::vector<Vec3d> normals(corners.size());
+    for (std::size_t i = 0; !corners.empty() && i + 2 < triangles.size(); i += 3) {
+        const auto corner = [&](std::size_t k) -> const Vec3d& {
+            return points_[static_cast<std::size_t>(triangles[i + k])];
+        };
+        const Vec3d normal = (corner(1) - corner(0)) ^ (corner(2) - corner(0));
+        for (std::size_t k = 0; k < 3; ++k) {
+            const auto found = std::lower_bound(corners.begin(), corners.end(), triangles[i + k]);
+            if (found != corners.end() && *found == triangles[i + k]) {
+                normals[static_cast<std::size_t>(found - corners.begin())] += normal;
+            }
+        }
+    }
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        if (auto ring = RingAround(corners[i], -normals[i])) {
+            rings_.push_back(std::move(*ring));
+        }
+    }
+}
+
+std::optional<SupportGraph::Ring> SupportGraph::RingAround(int corner, const Vec3d& inward) const
+{
+    const Vec3d& tip = points_[static_cast<std::size_t>(corner)];
+    const Frame across = FrameOf(Matrix::RotationFromZ(Math::Impl::UnitDirection(inward)));
+    struct Spoke {
+        double angle;
+        int neighbor;
+        Vec3d slope;
+    };
+    std::vector<Spoke> spokes;
+    Vec3d middle;
+    for (const int neighbor : neighbors_[corner]) {
+        const Vec3d way = points_[static_cast<std::size_t>(neighbor)] - tip;
+        const Vec3d slope = way / (way * across.z);
+        if (!(way * across.z > 0) || !Math::Impl::IsFinite(slope)) {
+            return std::nullopt;
+        }
+        spokes.push_back({0.0, neighbor, slope});
+        middle += slope;
+    }
+    middle /= static_cast<double>(spokes.size());
+    for (Spoke& spoke : spokes) {
+        const Vec3d place = spoke.slope - middle;
+        spoke.angle = std::atan2(place * across.y, place * across.x);
+    }
+    std::sort(spokes.begin(), spokes.end(), [](const Spoke& a, const Spoke& b) {
+        return std::pair(a.angle, a.neighbor) < std::pair(b.angle, b.neighbor);
+    });
+    Ring ring{corner, {}, {}};
+    for (const Spoke& spoke : spokes) {
+        ring.neighbors.push_back(spoke.neighbor);
+        ring.slopes.push_back(spoke.slope);
+    }
+    return ring;
+}
+
+const SupportGraph::Ring* SupportGraph::RingOf(int corner) const
+{
+    const auto found = std::partition_point(rings_.begin(), rings_.end(),
+                                            [&](const Ring& ring) { return ring.corner < corner; });
+    return found != rings_.end() && found->corner == corner ? &*found : nullptr;
+}
+
+int SupportGraph::SteepestOf(const Ring& ring, const Vec3d& direction)
+{
+    // The greatest of a cyclic sequence that rises and falls once is less than a step away from the
+    // greatest of those that are a step apart.
+    const std::size_t count = ring.slopes.size();
+    std::size_t best = 0;
+    double steepest = ring.slopes[0] * direction;
+    const auto look = [&](std::size_t i) {
+        const double slope = ring.slopes[i % count] * direction;
+        if (slope > steepest) {
+            steepest = slope;
+            best = i % count;
+        }
+    };
+    std::size_t step = std::max<std::size_t>(count / 8, 1);
+    for (std::size_t i = step; i < count; i += step) {
+        look(i);
+    }
+    while (step > 1) {
+        step = (step + 1) / 2;
+        const std::size_t middle = best;
+        look(middle + step);
+        look(middle + count - step);
+    }
+    return ring.neighbors[best];
 }
 
 double SupportGraph::Reach(const Vec3d& direction) const
@@ -280,11 +408,20 @@ int SupportGraph::Climb(const Vec3d& direction, int from) const
     double height = points_[static_cast<std::size_t>(from)] * direction;
     for (;;) {
         int higher = from;
-        for (const int neighbor : neighbors_[from]) {
+        const auto look = [&](int neighbor) {
             const double next = points_[static_cast<std::size_t>(neighbor)] * direction;
             if (next > height) {
                 height = next;
                 higher = neighbor;
+            }
+        };
+        const auto& neighbors = neighbors_[from];
+        const Ring* ring = neighbors.size() > kManyNeighbors ? RingOf(from) : nullptr;
+        if (ring != nullptr) {
+            look(SteepestOf(*ring, direction));
+        } else {
+            for (const int neighbor : neighbors) {
+                look(neighbor);
             }
         }
         if (higher == from) {
@@ -341,6 +478,36 @@ bool FrameOnTriangle(const std::vector<Vec3d>& points, const std::vector<int>& t
     frame =
         Impl::FrameOf(Transform::BuildTransformThreePoints(corner(0), corner(1), corner(2)).matrix);
     return frame.x != Vec3d{};
+}
+
+/// Extents along the axes of a frame, found by climbing.
+Vec3d ReachAlong(const Impl::SupportGraph& graph, const Impl::Frame& frame)
+{
+    const auto extent = [&](const Vec3d& axis) { return graph.Reach(axis) + graph.Reach(-axis); };
+    return {extent(frame.x), extent(frame.y), extent(frame.z)};
+}
+
+/// Does climbing find the extents of all points, as it does on a hull? Tried on a few triangles.
+bool ReachesAll(const Impl::SupportGraph& graph, const std::vector<Vec3d>& points,
+                const std::vector<int>& triangles)
+{
+    constexpr std::size_t kTried = 16;
+    constexpr double kAll = 1.0 - 1e-9;
+    const std::size_t count = triangles.size() / 3;
+    for (std::size_t i = 0; i < count; i += count / kTried + 1) {
+        Impl::Frame frame;
+        if (!FrameOnTriangle(points, triangles, i, frame)) {
+            continue;
+        }
+        const Vec3d reach = ReachAlong(graph, frame);
+        const Vec3d size = Impl::BoxAlong(frame, points).Size();
+        for (int k = 0; k < 3; ++k) {
+            if (reach[k] < kAll * size[k]) {
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 /// Products of points and triangles below which climbing has nothing to save.
@@ -414,15 +581,19 @@ bool OrientedBoundingBoxOfHull(const std::vector<VecBase<3, double>>& hullPoints
             bounds[i] = meritOf(i);
         }
     } else {
-        const Impl::SupportGraph graph(points, triangles);
+        // Climbing goes astray on what is no hull, and nearly every triangle would be measured.
+        std::optional<Impl::SupportGraph> graph(std::in_place, points, triangles);
+        std::vector<Vec3d> corners;
+        std::vector<int> facets;
+        if (!ReachesAll(*graph, points, triangles) &&
+            ConvexHull(points, corners, facets, false, false)) {
+            graph.emplace(corners, facets);
+        }
         Parallel::Impl::ApplyParallelChunks(std::size_t{0}, count, [&](auto from, auto to) {
             Impl::Frame frame;
             for (auto i = from; i < to; ++i) {
                 if (FrameOnTriangle(points, triangles, i, frame)) {
-                    const auto extent = [&](const Vec3d& axis) {
-                        return graph.Reach(axis) + graph.Reach(-axis);
-                    };
-                    bounds[i] = Impl::MeritOf({extent(frame.x), extent(frame.y), extent(frame.z)});
+                    bounds[i] = Impl::MeritOf(ReachAlong(*graph, frame));
                 }
             }
         });

@@ -8,7 +8,7 @@
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/OrientedBox_E.h>
 
-#include "bounding/OrientedBox_Impl.h"
+#include "bounding/OrientedBoxPrism_Impl.h"
 #include "mathbase/Direction_Impl.h"
 #include "mathbase/Predicates_Impl.h"
 
@@ -95,94 +95,82 @@ std::vector<Vec3d> FlatHull(std::vector<Vec3d> points)
     return corners;
 }
 
-/// What is measured along each direction.
-class Body {
-public:
-    explicit Body(const std::vector<Vec3d>& points) : all_(points)
-    {
-        if (ConvexHull(points, corners_, triangles_, false, false)) {
-            for (std::size_t i = 0; i < triangles_.size(); i += 3) {
-                const Vec3d& a = Corner(i);
-                AddArea((Corner(i + 1) - a) ^ (Corner(i + 2) - a));
-            }
-            graph_.emplace(corners_, triangles_);
-        } else {
-            corners_ = FlatHull(points);
-            Vec3d doubledArea;
-            for (std::size_t i = 2; i < corners_.size(); ++i) {
-                doubledArea += (corners_[i - 1] - corners_[0]) ^ (corners_[i] - corners_[0]);
-            }
-            AddArea(doubledArea);
-            AddArea(-doubledArea);
+} // namespace
+
+namespace Impl {
+
+PrismBody::PrismBody(const std::vector<Vec3d>& points) : all_(points)
+{
+    if (ConvexHull(points, corners_, triangles_, false, false)) {
+        for (std::size_t i = 0; i < triangles_.size(); i += 3) {
+            const Vec3d& a = Corner(i);
+            AddArea((Corner(i + 1) - a) ^ (Corner(i + 2) - a));
         }
-        // A rounding in each product and each sum.
-        areaError_ *=
-            static_cast<double>(areas_.size() + 16) * std::numeric_limits<double>::epsilon();
-    }
-
-    /// Area and height along a direction, or less, by no more than rounding.
-    std::pair<double, double> LowerBound(const Vec3d& direction) const
-    {
-        std::array<double, 4> sums{};
-        std::size_t i = 0;
-        for (; i + 4 <= areas_.size(); i += 4) {
-            for (std::size_t k = 0; k < 4; ++k) {
-                sums[k] += std::fabs(areas_[i + k] * direction);
-            }
+        graph_.emplace(corners_, triangles_);
+    } else {
+        corners_ = FlatHull(points);
+        Vec3d doubledArea;
+        for (std::size_t i = 2; i < corners_.size(); ++i) {
+            doubledArea += (corners_[i - 1] - corners_[0]) ^ (corners_[i] - corners_[0]);
         }
-        for (; i < areas_.size(); ++i) {
-            sums[0] += std::fabs(areas_[i] * direction);
+        AddArea(doubledArea);
+        AddArea(-doubledArea);
+    }
+    // A rounding in each product and each sum.
+    areaError_ *= static_cast<double>(areas_.size() + 16) * std::numeric_limits<double>::epsilon();
+}
+
+std::pair<double, double> PrismBody::LowerBound(const Vec3d& direction) const
+{
+    std::array<double, 4> sums{};
+    std::size_t i = 0;
+    for (; i + 4 <= areas_.size(); i += 4) {
+        for (std::size_t k = 0; k < 4; ++k) {
+            sums[k] += std::fabs(areas_[i + k] * direction);
         }
-        const double area = (sums[0] + sums[1]) + (sums[2] + sums[3]) - areaError_;
-        const double height =
-            graph_ ? graph_->Reach(direction) + graph_->Reach(-direction) : Height(direction);
-        return {std::max(area, 0.0), height};
     }
-
-    /// The same, measured.
-    std::pair<double, double> Measured(const Vec3d& direction) const
-    {
-        const Impl::Frame frame = Impl::FrameOf(Matrix::RotationFromZ(direction));
-        std::vector<Vec2d> projected;
-        projected.reserve(corners_.size());
-        for (const Vec3d& p : corners_) {
-            projected.push_back({p * frame.x, p * frame.y});
-        }
-        return {Impl::PolygonArea(Impl::PlainHull(projected)), Height(direction)};
+    for (; i < areas_.size(); ++i) {
+        sums[0] += std::fabs(areas_[i] * direction);
     }
+    const double area = (sums[0] + sums[1]) + (sums[2] + sums[3]) - areaError_;
+    const double height =
+        graph_ ? graph_->Reach(direction) + graph_->Reach(-direction) : Height(direction);
+    return {std::max(area, 0.0), height};
+}
 
-private:
-    const Vec3d& Corner(std::size_t i) const
-    {
-        return corners_[static_cast<std::size_t>(triangles_[i])];
+std::pair<double, double> PrismBody::Measured(const Vec3d& direction) const
+{
+    const Frame frame = FrameOf(Matrix::RotationFromZ(direction));
+    std::vector<Vec2d> projected;
+    projected.reserve(corners_.size());
+    for (const Vec3d& p : corners_) {
+        projected.push_back({p * frame.x, p * frame.y});
     }
+    return {PolygonArea(PlainHull(projected)), Height(direction)};
+}
 
-    /// Half of a triangle counts for each of the two ways it is seen from.
-    void AddArea(const Vec3d& doubledArea)
-    {
-        areas_.push_back(doubledArea * 0.25);
-        areaError_ += Vector::Length(areas_.back());
+/// Half of a triangle counts for each of the two ways it is seen from.
+void PrismBody::AddArea(const Vec3d& doubledArea)
+{
+    areas_.push_back(doubledArea * 0.25);
+    areaError_ += Vector::Length(areas_.back());
+}
+
+double PrismBody::Height(const Vec3d& direction) const
+{
+    double low = all_.front() * direction;
+    double high = low;
+    for (const Vec3d& p : all_) {
+        const double z = p * direction;
+        low = z < low ? z : low;
+        high = z > high ? z : high;
     }
+    return high - low;
+}
 
-    double Height(const Vec3d& direction) const
-    {
-        double low = all_.front() * direction;
-        double high = low;
-        for (const Vec3d& p : all_) {
-            const double z = p * direction;
-            low = z < low ? z : low;
-            high = z > high ? z : high;
-        }
-        return high - low;
-    }
+} // namespace Impl
 
-    const std::vector<Vec3d>& all_;
-    std::vector<Vec3d> corners_;
-    std::vector<int> triangles_;
-    std::vector<Vec3d> areas_; // quarter the cross products
-    double areaError_ = 0.0;
-    std::optional<Impl::SupportGraph> graph_;
-};
+namespace {
 
 /// What candidates are compared by: the numbers as the caller is going to see them.
 template <class T>
@@ -207,7 +195,7 @@ HullPrismReport<T> MinimalHullPrism(const std::vector<VecBase<3, T>>& hullPoints
     }
     const auto local = Impl::Localized(hullPoints);
     const std::vector<Vec3d> directions = Directions(local.points, triangles);
-    const Body body(local.points);
+    const Impl::PrismBody body(local.points);
 
     std::vector<Merit> bounds(directions.size());
     const auto measureChunk = [&](std::size_t from, std::size_t to) {
@@ -232,19 +220,22 @@ HullPrismReport<T> MinimalHullPrism(const std::vector<VecBase<3, T>>& hullPoints
         low = std::min(low, z);
         high = std::max(high, z);
     }
-    const double area = local.Unscaled(local.Unscaled(body.Measured(axis).first));
+    // Measured near the points, since far from the origin low and high are known to fewer digits.
+    const auto [localArea, localHeight] = body.Measured(axis);
+    const double area = local.Unscaled(local.Unscaled(localArea));
+    const double height = local.Unscaled(localHeight);
     report.transform =
         Transform::BuildRotationTransform(Matrix::Transposed(Matrix::RotationFromZ(axis))) *
         Transform::BuildTranslationTransform(-start);
     report.area = static_cast<T>(area);
-    report.volume = static_cast<T>(area * (high - low));
+    report.volume = static_cast<T>(area * height);
     report.low = static_cast<T>(low);
     report.high = static_cast<T>(high);
     if (based) {
         report.transform =
             Transform::BuildTranslationTransform({0.0, 0.0, -low}) * report.transform;
         report.low = 0;
-        report.high = static_cast<T>(high - low);
+        report.high = static_cast<T>(height);
     }
     return report;
 }

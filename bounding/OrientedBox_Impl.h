@@ -19,8 +19,9 @@
 namespace Velk::Math::Sorvane::Bounding::Impl {
 
 /// Points relative to the first of them and scaled by a power of two, so that products of lengths
-/// stay within the numbers: q = (p - points[0]) scale. Sets of less than 1 are brought to that
-/// size, since the length floors of the hulls are meant for coordinates of about that.
+/// stay within the numbers, those of `float` too: q = (p - points[0]) scale. Sets of less than 1
+/// are brought to that size, since the length floors of the hulls are meant for coordinates of
+/// about that; huge ones stay large, so that those floors are less than a rounding of theirs.
 template <int N>
 struct LocalPoints {
     std::vector<VecBase<N, double>> points;
@@ -50,11 +51,12 @@ LocalPoints<N> Localized(const std::vector<VecBase<N, T>>& points)
                                Math::Impl::Widened(points.front()) * local.scale);
         size = std::max(size, Math::Impl::LargestMagnitude(local.points.back()));
     }
-    if ((size < 1.0 && size > 0.0) || size > 0x1p100) {
-        const double toOne = Math::Impl::ScaleToOne(size);
-        local.scale *= toOne;
+    constexpr double kLargest = 0x1p40;
+    if ((size < 1.0 && size > 0.0) || size > kLargest) {
+        const double change = Math::Impl::ScaleToOne(size) * (size < 1.0 ? 1.0 : 0.5 * kLargest);
+        local.scale *= change;
         for (auto& q : local.points) {
-            q *= toOne;
+            q *= change;
         }
     }
     return local;
@@ -136,10 +138,12 @@ bool FlatBoxOrHull(const std::vector<Vec3d>& points, TransformBase<3>& transform
 // --- farthest points ----------------------------------------------------------------------------
 
 /// Farthest points of a convex mesh by climbing along its edges, from where a table over directions
-/// says.
+/// says. A corner with many triangles, the tip of a cone or one that a flat cap is fanned from,
+/// isn't compared with each of its neighbors, so that climbing past it costs no more than their
+/// logarithm.
 class SupportGraph {
 public:
-    /// Every index must be that of a point. Both are used only while the object lives.
+    /// Every index must be that of a point. Takes over what it needs of both.
     SupportGraph(const std::vector<Vec3d>& points, const std::vector<int>& triangles);
 
     /// The greatest p * direction that climbing finds: for a convex mesh the greatest, for any mesh
@@ -147,14 +151,31 @@ public:
     double Reach(const Vec3d& direction) const;
 
 private:
+    /// The neighbors of a corner with many, in order around it. From a corner of a convex mesh they
+    /// are seen as a convex polygon in a plane across: `slopes` are its corners, each the way to
+    /// the neighbor divided by how far that goes along one common axis. So slope * direction rises
+    /// and falls once around.
+    struct Ring {
+        int corner;
+        std::vector<int> neighbors;
+        std::vector<Vec3d> slopes;
+    };
+
+    void AddRings(const std::vector<int>& triangles);
+    /// Nothing where the neighbors are not seen so: the mesh isn't convex there.
+    std::optional<Ring> RingAround(int corner, const Vec3d& inward) const;
+    static int SteepestOf(const Ring& ring, const Vec3d& direction);
+    const Ring* RingOf(int corner) const;
+
     int Climb(const Vec3d& direction, int from) const;
     std::size_t CellOf(const Vec3d& direction) const;
     Vec3d CenterOf(std::size_t cell) const;
 
-    const std::vector<Vec3d>& points_;
-    Math::Impl::Buckets<int, int> neighbors_;
     std::size_t cellsPerEdge_;
-    std::vector<int> start_; // by cell of a cube about the origin
+    std::vector<Vec3d> points_; // those that are near each other lie near each other in memory
+    Math::Impl::Buckets<int, int> neighbors_;
+    std::vector<Ring> rings_; // by corner
+    std::vector<int> start_;  // by cell of a cube about the origin
 };
 
 // --- choosing -----------------------------------------------------------------------------------

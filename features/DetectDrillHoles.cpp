@@ -10,6 +10,7 @@
 #include "mathbase/Parallel_Impl.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -27,35 +28,67 @@ bool IsAlong(const Vec3d& direction, const Vec3d& axis, double tolerance)
     return angle <= tolerance || angle >= kPi<double> - tolerance;
 }
 
-/// Is there a wall on the cone between the two circles, facing the center of the first?
+/// The walls that begin at one circle.
 ///
-/// The points are tried one after the other: the first that fails decides, as it does for most
-/// pairs that are no hole, and the arcs are what runs side by side.
-bool HasWall(const WallSurface& surface, const MeshArc& from, const MeshArc& to)
-{
-    const Vec3d between = to.center - from.center;
-    const double reach = Length(between) / 5;
-    const auto directions = Impl::CircleDirections(from.normal);
-    for (int circle = 1; circle <= Impl::kWallCircles; ++circle) {
-        const double part = circle / 5.0;
-        const Vec3d center = from.center + part * between;
-        const double radius = from.radius + part * (to.radius - from.radius);
-        for (const Vec3d& direction : directions) {
-            if (!surface.NearestTo(center + radius * direction, reach, from.center).facesWatcher) {
+/// All points on the cone must find a wall, so the first that does not decides, whichever it is.
+/// Where there is no wall to one circle there is mostly none to the next one at the same place, and
+/// that is where the search begins.
+class WallsFrom {
+public:
+    WallsFrom(const WallSurface& surface, const MeshArc& from)
+        : surface_(&surface), from_(&from), directions_(Impl::CircleDirections(from.normal))
+    {
+    }
+
+    /// Is there a wall on the cone to the other circle, facing the center of this one?
+    bool HasWallTo(const MeshArc& to)
+    {
+        const Vec3d between = to.center - from_->center;
+        const double reach = Length(between) / 5;
+        const auto faces = [&](int place) {
+            const double part = (place / Impl::kCirclePoints + 1) / 5.0;
+            const Vec3d center = from_->center + part * between;
+            const double radius = from_->radius + part * (to.radius - from_->radius);
+            const Vec3d& direction = directions_[static_cast<std::size_t>(place) % kDirections];
+            return surface_->NearestTo(center + radius * direction, reach, from_->center)
+                .facesWatcher;
+        };
+        if (!faces(lastGap_)) {
+            return false;
+        }
+        for (int place = 0; place < kPlaces; ++place) {
+            if (place != lastGap_ && !faces(place)) {
+                lastGap_ = place;
                 return false;
             }
         }
+        return true;
     }
-    return true;
-}
 
-/// The other end of the hole that begins at arc i, or -1.
-int PartnerOf(const Impl::ArcAxes& axes, const WallSurface& surface,
-              const std::vector<MeshArc>& arcs, int i, double axisTolerance)
+private:
+    static constexpr std::size_t kDirections = Impl::kCirclePoints;
+    static constexpr int kPlaces = Impl::kWallCircles * Impl::kCirclePoints;
+
+    const WallSurface* surface_;
+    const MeshArc* from_;
+    std::array<Vec3d, kDirections> directions_;
+    int lastGap_ = 0; // place at which the last wall was not
+};
+
+/// A circle that may be the other end of a hole.
+struct Candidate {
+    int number;
+    double distance;
+    double squaredDistance;
+};
+
+/// The circles that may be the other end of the hole that begins at arc i, but for the wall;
+/// ascending.
+std::vector<Candidate> CandidatesFor(const Impl::ArcAxes& axes, const std::vector<MeshArc>& arcs,
+                                     int i, double axisTolerance)
 {
     const MeshArc& arc = arcs[static_cast<std::size_t>(i)];
-    int partner = -1;
-    double best = std::numeric_limits<double>::max();
+    std::vector<Candidate> candidates;
     for (const int j : axes.MetByAxisOf(i)) {
         if (j <= i) {
             continue;
@@ -63,15 +96,46 @@ int PartnerOf(const Impl::ArcAxes& axes, const WallSurface& surface,
         const MeshArc& other = arcs[static_cast<std::size_t>(j)];
         const Vec3d between = other.center - arc.center;
         const double distance = Length(between);
-        if (distance < kLeastDepth * arc.radius || distance > best ||
-            !IsAlong(between, arc.normal, axisTolerance) ||
-            !IsAlong(between, other.normal, axisTolerance)) {
+        if (distance >= kLeastDepth * arc.radius && IsAlong(between, arc.normal, axisTolerance) &&
+            IsAlong(between, other.normal, axisTolerance)) {
+            candidates.push_back({j, distance, SquaredLength(between)});
+        }
+    }
+    return candidates;
+}
+
+/// The other end of the hole that begins at arc i, or -1.
+///
+/// Candidates are taken in ascending order; one with a wall takes the place of the one before if
+/// its distance is not greater than `best`, the square of that one's distance (see the header). The
+/// walls are what costs, and not all matter. In a run of candidates none of which is farther than
+/// `best`, nor than the square of any distance before it in the run, each one with a wall is taken,
+/// and the last one of them stays. So each run is searched from its end.
+int PartnerOf(const Impl::ArcAxes& axes, const WallSurface& surface,
+              const std::vector<MeshArc>& arcs, int i, double axisTolerance)
+{
+    WallsFrom walls(surface, arcs[static_cast<std::size_t>(i)]);
+    const std::vector<Candidate> candidates = CandidatesFor(axes, arcs, i, axisTolerance);
+    int partner = -1;
+    double best = std::numeric_limits<double>::max();
+    for (auto first = candidates.begin(); first != candidates.end();) {
+        double farthest = best;
+        auto last = first;
+        for (; last != candidates.end() && last->distance <= farthest; ++last) {
+            farthest = std::min(farthest, last->squaredDistance);
+        }
+        if (last == first) {
+            ++first; // too far
             continue;
         }
-        if (HasWall(surface, arc, other)) {
-            partner = j;
-            best = SquaredLength(between); // and is compared with distances: see the header
+        for (auto candidate = last; candidate-- != first;) {
+            if (walls.HasWallTo(arcs[static_cast<std::size_t>(candidate->number)])) {
+                partner = candidate->number;
+                best = candidate->squaredDistance;
+                break;
+            }
         }
+        first = last;
     }
     return partner;
 }

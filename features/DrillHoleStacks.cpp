@@ -39,6 +39,12 @@ constexpr double kPointDepth = 0.05;
 /// Directions within this angle (radians) of the axis are along it, for the flat of a shoulder.
 constexpr double kFlatShoulder = 0.3;
 
+/// Cosine of 60 degrees, within which a facet of a wall faces the axis: one flat of five is turned
+/// away from the round wall by 36 degrees at its edges.
+constexpr double kFacesAxis = 0.5;
+/// Part of the radius by which rounding may take a corner off a wall.
+constexpr double kRounding = 1e-9;
+
 /// So many circles are tried on either side of one, and at its height.
 constexpr std::size_t kMostCircles = 16;
 
@@ -54,12 +60,14 @@ struct Circles {
 
     const MeshArc& operator[](int i) const { return arcs[static_cast<std::size_t>(i)]; }
 
-    /// Distance between a wall and its ideal that facets and fit account for.
-    double WallReach(double radius) const
+    /// Height of the arc that a facet of a wall cuts off at most.
+    double Sagitta(double radius) const
     {
         const double half = std::clamp(creaseAngle, 0.0, kPi<double> / 2) / 2;
-        return 2 * (radius * (1 - std::cos(half)) + tolerance);
+        return radius * (1 - std::cos(half));
     }
+    /// Distance between a wall and its ideal that facets and fit account for.
+    double WallReach(double radius) const { return 2 * (Sagitta(radius) + tolerance); }
     /// Below this two lengths are the same.
     double Same() const { return 2 * tolerance; }
 };
@@ -79,12 +87,79 @@ bool ShareAxis(const MeshArc& a, const MeshArc& b, double axisTolerance)
            offAxis <= kOffAxis * std::min(a.radius, b.radius);
 }
 
+/// The cone through two circles of one axis, as a wall is to lie on it.
+class Cone {
+public:
+    Cone(const MeshArc& from, const MeshArc& to) : from_(&from)
+    {
+        // The line of the centers leans as much as the circles are off their axis, so that it is
+        // no axis for two circles next to each other. The normal is, and heights go along it.
+        axis_ = (to.center - from.center) * from.normal < 0 ? -from.normal : from.normal;
+        const double height = (to.center - from.center) * axis_;
+        const double widening = to.radius - from.radius;
+        const double length = std::hypot(height, widening);
+        height_ = height / length;
+        widening_ = widening / length;
+        drift_ = (to.center - from.center - height * axis_) / height;
+    }
+
+    /// Along the axis, toward the second circle, from the first one.
+    double HeightOf(const Vec3d& point) const { return (point - from_->center) * axis_; }
+
+    /// How far off the cone a point is.
+    double DistanceTo(double height, double distanceFromAxis) const
+    {
+        return std::fabs((distanceFromAxis - from_->radius) * height_ - height * widening_);
+    }
+    double DistanceTo(const Vec3d& point) const
+    {
+        return DistanceTo(HeightOf(point), Length(FromAxis(point)));
+    }
+
+    /// Unit normal of the cone toward its axis, where it is nearest to the point; zero on the axis.
+    Vec3d InwardAt(const Vec3d& point) const
+    {
+        const Vec3d out = Normalized(FromAxis(point), 0.0);
+        return out == Vec3d{} ? out : widening_ * axis_ - height_ * out;
+    }
+
+private:
+    /// From the axis to the point, square to it.
+    Vec3d FromAxis(const Vec3d& point) const
+    {
+        const double height = HeightOf(point);
+        return point - from_->center - height * axis_ - height * drift_;
+    }
+
+    const MeshArc* from_;
+    Vec3d axis_;
+    Vec3d drift_;   // of the center sideways, for each unit of height
+    double height_; // and the widening, for each unit of a line from rim to rim
+    double widening_;
+};
+
 /// Is there a wall between the circles that faces the axis, most of the way round?
+///
+/// A facet near the cone need not be of it: the flanks and the floor of a narrow or shallow groove
+/// are near the bore that it interrupts. Those of the cone have their corners on it. Between them a
+/// facet is nearer to the axis than the cone by up to its sagitta, and what begins at a rim of the
+/// wall may be nearer to the point on the cone: then the point by so much inward is asked.
 bool HasWall(const WallSurface& surface, const Circles& circles, const MeshArc& from,
              const MeshArc& to)
 {
     const Vec3d between = to.center - from.center;
     const auto directions = Impl::CircleDirections(from.normal);
+    const Cone cone(from, to);
+    const double slack = circles.Same() + kRounding * std::max(from.radius, to.radius);
+    const auto isOfCone = [&](const Vec3d& center, const Vec3d& spoke) {
+        const Vec3d point = center + spoke;
+        const double reach = circles.WallReach(Length(spoke));
+        const auto nearest = surface.NearestTo(point, reach, center);
+        return nearest.isFound &&
+               nearest.normal * cone.InwardAt(point) >= kFacesAxis * Length(nearest.normal) &&
+               std::all_of(nearest.triangle.begin(), nearest.triangle.end(),
+                           [&](const Vec3d& corner) { return cone.DistanceTo(corner) <= slack; });
+    };
     const double wanted = circles.fraction * (Impl::kWallCircles * Impl::kCirclePoints);
     int found = 0;
     int left = Impl::kWallCircles * Impl::kCirclePoints;
@@ -93,9 +168,10 @@ bool HasWall(const WallSurface& surface, const Circles& circles, const MeshArc& 
         const Vec3d center = from.center + part * between;
         const double radius = from.radius + part * (to.radius - from.radius);
         for (const Vec3d& direction : directions) {
-            const auto nearest =
-                surface.NearestTo(center + radius * direction, circles.WallReach(radius), center);
-            found += nearest.facesWatcher ? 1 : 0;
+            found += isOfCone(center, radius * direction) ||
+                             isOfCone(center, (radius - circles.Sagitta(radius)) * direction)
+                         ? 1
+                         : 0;
             --left;
             if (!(found + left >= wanted)) {
                 return false;
@@ -188,15 +264,24 @@ Company CompanyOf(const Circles& circles, const Axis& axis, std::size_t place)
 }
 
 /// Is the ring between two circles at one height flat, facing along `up`?
+///
+/// Between the vertices of its rim the ring is nearer to the axis than the circle, perhaps by more
+/// than it is wide, so its points are counted inward from the rim itself.
 bool HasShoulder(const WallSurface& surface, const Circles& circles, const MeshArc& wide,
                  const MeshArc& narrow, const Vec3d& up)
 {
     int found = 0;
-    for (const double part : {1.0 / 3, 2.0 / 3}) {
-        const Vec3d center = narrow.center + part * (wide.center - narrow.center);
-        const double radius = narrow.radius + part * (wide.radius - narrow.radius);
-        for (const Vec3d& direction : Impl::CircleDirections(wide.normal)) {
-            const Vec3d point = center + radius * direction;
+    for (const Vec3d& direction : Impl::CircleDirections(wide.normal)) {
+        const auto rim = surface.NearestTo(wide.center + wide.radius * direction,
+                                           circles.WallReach(wide.radius), wide.center);
+        if (!rim.isFound) {
+            continue;
+        }
+        const Vec3d outer = wide.center + ((rim.point - wide.center) * direction) * direction;
+        const Vec3d inward =
+            narrow.center - wide.center - (wide.radius - narrow.radius) * direction;
+        for (const double part : {1.0 / 3, 2.0 / 3}) {
+            const Vec3d point = outer + part * inward;
             const auto nearest = surface.NearestTo(point, circles.WallReach(0), point + up);
             found += nearest.isFound && Vector::AngleBetween(nearest.normal, up,
                                                              kLengthFloor<double>) < kFlatShoulder
@@ -269,12 +354,27 @@ public:
     }
 
 private:
+    /// The first of the others, nearest first, that has a wall with circle i.
     int WallTo(int i, const std::vector<int>& others) const
     {
         const auto found = std::find_if(others.begin(), others.end(), [&](int other) {
-            return HasWall(*surface_, *circles_, (*circles_)[i], (*circles_)[other]);
+            return !IsInterrupted(i, other, others) &&
+                   HasWall(*surface_, *circles_, (*circles_)[i], (*circles_)[other]);
         });
         return found != others.end() ? *found : kNone;
+    }
+
+    /// Does a nearer circle lie on the cone from i to the other? Something ends there, and the
+    /// points at which a wall is looked for may all be on what comes before and behind it.
+    bool IsInterrupted(int i, int other, const std::vector<int>& others) const
+    {
+        const Cone cone((*circles_)[i], (*circles_)[other]);
+        const double height = cone.HeightOf((*circles_)[other].center);
+        return std::any_of(others.begin(), others.end(), [&](int between) {
+            const MeshArc& arc = (*circles_)[between];
+            return cone.HeightOf(arc.center) < height - circles_->Same() &&
+                   cone.DistanceTo(cone.HeightOf(arc.center), arc.radius) <= circles_->Same();
+        });
     }
 
     /// The direction from a circle along its only wall; none for a circle of no wall, or two.
@@ -333,14 +433,11 @@ std::optional<double> FloorBelow(const WallSurface& surface, const Circles& circ
                                  const MeshArc& arc, const Vec3d& outward)
 {
     const auto depthAt = [&](const Vec3d& point, double reach) -> std::optional<double> {
-        for (const auto& crossing : surface.Crossings(point, outward)) {
-            if (crossing.distance >= -circles.Same() && crossing.facesStart) {
-                return crossing.distance <= reach + circles.Same()
-                           ? std::optional<double>(crossing.distance)
-                           : std::nullopt;
-            }
-        }
-        return std::nullopt;
+        const auto crossings =
+            surface.Crossings(point, outward, -circles.Same(), reach + circles.Same());
+        const auto floor = std::find_if(crossings.begin(), crossings.end(),
+                                        [](const auto& crossing) { return crossing.facesStart; });
+        return floor != crossings.end() ? std::optional<double>(floor->distance) : std::nullopt;
     };
     int floors = 0;
     for (const Vec3d& direction : Impl::CircleDirections(arc.normal)) {

@@ -2,6 +2,7 @@
 
 #include "features/HoleWalls_Impl.h"
 
+#include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Tolerances_E.h>
@@ -12,6 +13,9 @@
 
 namespace Velk::Math::Sorvane::MeshUtils::Impl {
 namespace {
+
+/// Part of the coordinates by which a box is larger than what is looked for in it.
+constexpr double kBoxMargin = 1e-9;
 
 Mesh::Triangle<3, double> TriangleOf(const IndexedMesh& mesh, int number)
 {
@@ -55,21 +59,37 @@ WallSurface::Nearest WallSurface::NearestTo(const Vec3d& from, double reach,
     }
     Nearest nearest;
     nearest.isFound = true;
-    nearest.normal = Mesh::AreaNormal(TriangleOf(*mesh_, closest.id));
+    nearest.point = closest.point;
+    nearest.triangle = TriangleOf(*mesh_, closest.id);
+    nearest.normal = Mesh::AreaNormal(nearest.triangle);
     nearest.facesWatcher = (watcher - closest.point) * nearest.normal > 0;
     nearest.distance = Length(closest.point - from);
     return nearest;
 }
 
-std::vector<WallSurface::Crossing> WallSurface::Crossings(const Vec3d& origin,
-                                                          const Vec3d& direction) const
+std::vector<WallSurface::Crossing>
+WallSurface::Crossings(const Vec3d& origin, const Vec3d& direction, double from, double to) const
 {
+    // The stretch's own box, larger than any rounding of what lies on it: a line through all of a
+    // row of plates would meet them all.
+    Bounding::AxisAlignedBoundingBox<3, double> box;
+    box.Grow(origin + from * direction);
+    box.Grow(origin + to * direction);
+    double size = to - from;
+    for (int i = 0; i < 3; ++i) {
+        size = std::max({size, std::fabs(box.min[i]), std::fabs(box.max[i])});
+    }
+    const double margin = kBoxMargin * size;
+    const Vec3d corner(margin, margin, margin);
+    box.Grow(box.min - corner);
+    box.Grow(box.max + corner);
     std::vector<Crossing> crossings;
-    for (const int number : tree_.LineHits(origin, direction)) {
+    for (const int number : tree_.GetPossibleBoxCollisions(box)) {
         const auto triangle = TriangleOf(*mesh_, number);
         double distance = 0;
         if (Intersect::RayTriangleHitPoint(triangle[0], triangle[1], triangle[2], origin, direction,
-                                           nullptr, &distance, true, kLengthFloor<double>)) {
+                                           nullptr, &distance, true, kLengthFloor<double>) &&
+            distance >= from && distance <= to) {
             crossings.push_back({distance, direction * Mesh::AreaNormal(triangle) < 0});
         }
     }

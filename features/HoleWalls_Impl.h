@@ -31,7 +31,9 @@ public:
         bool isFound = false;
         bool facesWatcher = false;
         double distance = 0;
+        Vec3d point;
         Vec3d normal; ///< of the triangle, as long as its area
+        Mesh::Triangle<3, double> triangle;
     };
     Nearest NearestTo(const Vec3d& from, double reach, const Vec3d& watcher) const;
 
@@ -40,8 +42,9 @@ public:
         double distance = 0;     ///< from the line's origin, negative behind it
         bool facesStart = false; ///< does its triangle face against the line's direction?
     };
-    /// All of them, by distance. `direction` is a unit vector.
-    std::vector<Crossing> Crossings(const Vec3d& origin, const Vec3d& direction) const;
+    /// Those at a distance of `from` to `to`, by distance. `direction` is a unit vector.
+    std::vector<Crossing> Crossings(const Vec3d& origin, const Vec3d& direction, double from,
+                                    double to) const;
 
 private:
     const IndexedMesh* mesh_;

@@ -13,6 +13,7 @@
 
 #include "features/SoundTriples_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -148,17 +149,34 @@ private:
     std::vector<Tube> tubes_;
 };
 
-/// The places of the points at which the line bends, its ends included.
-std::vector<std::size_t> BendsOf(const Line& line, const RunsOfLine& runs, double tolerance)
+/// Adds the places behind the last one in `bends` at which the line bends, and its end.
+void AppendBends(const Line& line, const RunsOfLine& runs, double tolerance,
+                 std::vector<std::size_t>& bends)
 {
-    std::vector<std::size_t> bends{0};
-    for (std::size_t m = 1; m + 1 < line.size(); ++m) {
+    for (std::size_t m = bends.back() + 1; m + 1 < line.size(); ++m) {
         const std::size_t anchor = bends.back();
         if (!runs.AreNear(anchor + 1, m + 1, line[anchor], line[m + 1], tolerance)) {
             bends.push_back(m);
         }
     }
     bends.push_back(line.size() - 1);
+}
+
+/// The places of the points at which the line bends, its ends included.
+std::vector<std::size_t> BendsOf(const Line& line, const RunsOfLine& runs, double tolerance)
+{
+    std::vector<std::size_t> bends{0};
+    AppendBends(line, runs, tolerance, bends);
+    if (bends.size() == 2 && line.front() == line.back()) {
+        // To this tolerance the closed line is one stretch, back to where it began. It was straight
+        // to each of its points on the way, so also to the one that is farthest from there.
+        const auto isNearer = [&](const Vec3d& a, const Vec3d& b) {
+            return Length(a - line.front()) < Length(b - line.front());
+        };
+        const auto farthest = std::max_element(line.begin(), line.end(), isNearer);
+        bends = {0, static_cast<std::size_t>(farthest - line.begin())};
+        AppendBends(line, runs, tolerance, bends);
+    }
     return bends;
 }
 
@@ -207,7 +225,10 @@ LongestStraightBoundary(const std::vector<std::array<VecBase<3, double>, 3>>& so
         const auto pointAt = [&](int i) {
             return mesh.points[static_cast<std::size_t>(indices[static_cast<std::size_t>(i)])];
         };
-        segments.push_back({pointAt(place), pointAt(next)});
+        const Segment edge{pointAt(place), pointAt(next)};
+        if (Math::Impl::IsFinite(edge[0]) && Math::Impl::IsFinite(edge[1])) {
+            segments.push_back(edge);
+        }
     }
 
     Segment longest{};

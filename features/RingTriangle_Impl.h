@@ -46,6 +46,11 @@ struct RingTriangle {
         } else {
             share = angleAtX >= kRight ? Share::Half : Share::Quarter;
         }
+        if (qr == VecBase<N, T>{}) {
+            // Two ring points in one place: there is no angle at either of them, which leaves half
+            // a turn for the node, and the node sees them under none.
+            angleAtX = 0;
+        }
     }
 };
 

@@ -244,19 +244,12 @@ int SegmentLinker::Partner(int end, const NumberedPoints& search, const FreeEnds
     const Point& here = CenterOf(end);
     const Point& there = CenterOf(OtherEnd(end));
     const auto mayHold = [&](const NumberedPoints::Box& box) {
-        // The nearest point as seen from here may be no nearer to `there` than the farthest as seen
-        // from there.
-        double farthest = 0.0;
-        for (int axis = 0; axis < 2; ++axis) {
-            const double gap = std::max(std::fabs(box.min[axis] - there[axis]),
-                                        std::fabs(box.max[axis] - there[axis]));
-            farthest += gap * gap;
-        }
-        return Impl::SquaredDistance(box, here) <= farthest;
+        return Impl::MayHoldNoNearerTo(there, here, box);
     };
     return search
         .Nearest(here, tolerance_ * tolerance_, mayHold,
                  [&](const Point& position, double squaredDistance, int lowest) {
+                     // What `MayHoldNoNearerTo` rules boxes out for.
                      return squaredDistance <= SquaredLength(position - there)
                                 ? free.LowestOfOthers(lowest, SegmentOf(end))
                                 : FreeEnds::kNone;

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 #include <utility>
@@ -74,6 +75,33 @@ private:
     std::vector<Node> nodes_;
     std::size_t leafCount_ = 0; // a power of two
 };
+
+/// False only where each point of the box is nearer to `there` than to `here`, as their squared
+/// distances are rounded.
+///
+/// The corner that lies deepest on the side of `here` tells: the difference of the two squared
+/// distances is linear in the coordinates. To compare the nearest distance from `here` with the
+/// farthest from `there` would not do: of short strokes that stand on a curve each has all others
+/// just beyond its bisector, and would have to look into every box of them.
+inline bool MayHoldNoNearerTo(const VecBase<2, double>& there, const VecBase<2, double>& here,
+                              const BoxOf<2, double>& box)
+{
+    double difference = 0.0;
+    double squares = 0.0;
+    for (int axis = 0; axis < 2; ++axis) {
+        const double step = there[axis] - here[axis];
+        const double corner = step > 0.0 ? box.min[axis] : box.max[axis];
+        difference += step * ((corner - here[axis]) + (corner - there[axis]));
+        for (const double from : {here[axis], there[axis]}) {
+            const double gap =
+                std::max(std::fabs(box.min[axis] - from), std::fabs(box.max[axis] - from));
+            squares += gap * gap;
+        }
+    }
+    // Both the difference and the squared distances of a point are off by a few roundings of the
+    // squares. Where those overflow, nothing is ruled out.
+    return !(difference > 16.0 * std::numeric_limits<double>::epsilon() * squares);
+}
 
 // --- bodies -------------------------------------------------------------------------------------
 

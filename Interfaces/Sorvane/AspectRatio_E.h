@@ -32,10 +32,10 @@ namespace Velk::Math::Sorvane::MeshUtils {
 /// `maxDrift`, in the unit of the points, counts for each triangle number: the distances between
 /// the two diagonals of all flips that a number has taken part in, added up, don't pass it. This is
 /// no bound on how far the surface moves: a flip hands the place on to two numbers that may have
-/// spent less before, so that a place can drift again and again. With 0 most flips of a flat mesh
-/// in space are refused as well, since its diagonals miss each other by rounding: choose the part's
-/// accuracy. In the plane the distances are 0, and only a negative bound, which forbids every flip,
-/// has an effect. NaN is no bound.
+/// spent less before, so that a place can drift again and again (of four triangles already to 1.6
+/// times the bound). With 0 most flips of a flat mesh in space are refused as well, since its
+/// diagonals miss each other by rounding: choose the part's accuracy. In the plane the distances
+/// are 0, and only a negative bound, which forbids every flip, has an effect. NaN is no bound.
 ///
 /// What a flip asks of its four points: in space, that the normals of the two new triangles differ
 /// by less than a right angle; how they stand to the triangles around is not looked at. In the
@@ -48,8 +48,9 @@ namespace Velk::Math::Sorvane::MeshUtils {
 /// Edges are tried in ascending order of their larger, then of their smaller point number; after a
 /// flip the edges of its two triangles wait again, behind those that wait already. The result
 /// depends on this order and is the same on every platform. It comes to an end since every flip
-/// raises the lesser ratio of its pair. O(n) for n triangles to begin with and O(1) expected for
-/// each flip; usual meshes need fewer flips than triangles. Runs on the calling thread.
+/// raises the lesser ratio of its pair. O(n) for n triangles and points to begin with and O(1)
+/// expected for each flip; usual meshes need fewer flips than triangles. Runs on the calling
+/// thread.
 ///
 /// For D = 2 and 3 and for `float` and `double`; the `float` forms compute in `float` but for the
 /// nearest points of the diagonals and the cosine of the angle, which are rounded to it.

@@ -70,10 +70,28 @@ inline constexpr AssertSite kStarIsNotClosed{
     "Remesher_Impl", 293,
     "Velk::Math::Sorvane::Mesh::IsotropicRemesh::Remesher::RemoveTriangleStars"};
 
+/// `Mesh::DecimateMesh` took an edge from its queue whose ends are not there; it goes on with the next.
+inline constexpr AssertSite kEndsOfEdgeAreMissing{
+    "Decimation_Impl", 342, "Velk::Math::Sorvane::HalfEdge::Impl::QEFDecimator::RemoveTriangles"};
+/// It could not remove a star of three triangles; it goes on.
+inline constexpr AssertSite kDecimatedStarIsNotRemoved{
+    "Decimation_Impl", 591,
+    "Velk::Math::Sorvane::HalfEdge::Impl::QEFDecimator::RemoveTriangleStars"};
+/// It could not put a triangle in the star's place, which stays a hole.
+inline constexpr AssertSite kDecimatedStarIsNotClosed{
+    "Decimation_Impl", 598,
+    "Velk::Math::Sorvane::HalfEdge::Impl::QEFDecimator::RemoveTriangleStars"};
+
 /// `MeshUtils::MaximizeAspectRatio` came to an edge that does not have two triangles; the edge
 /// stays.
 inline constexpr AssertSite kMaximizeAspectRatio{
     "MeshUtilities", 1252, "Velk::Math::Sorvane::MeshUtils::MaximizeAspectRatio"};
+
+/// `SubdivisionMesh::UpdateNodePositions` was given another number of positions than there are nodes;
+/// nothing moves.
+inline constexpr AssertSite kUpdateNodePositions{
+    "MeshSubdivision_Impl", 788,
+    "Velk::Math::Sorvane::HalfEdge::Impl::SubdivisionMesh::UpdateNodePositions"};
 
 /// Tells the handler of the moment.
 inline void Report(const AssertSite& site)

@@ -37,7 +37,8 @@ struct SORVANE_API DiscreteCurvatures {
 ///
 /// All zero where the mixed area is at most `tolerance` in magnitude, and for an empty ring. The tolerance
 /// also guards the cotangents: a triangle whose doubled area is not greater than it adds nothing to the
-/// mean curvature. A triangle whose doubled area is not greater than 1e-12 adds nothing to the normal. A
+/// mean curvature. A triangle whose doubled area is not greater than 1e-12 adds nothing to the normal. Two ring
+/// points in a row at one place make a triangle that adds nothing at all, as if there were one of them. A
 /// coordinate that is not finite gives curvatures that are NaN. Only differences from `node` are used, so
 /// that a part far from the origin loses no more than its coordinates have lost. O(ring).
 SORVANE_API DiscreteCurvatures

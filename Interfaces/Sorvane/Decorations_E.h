@@ -4,7 +4,7 @@
 #pragma once
 
 #include <Sorvane/HalfEdgeMesh_E.h>
-#include <Velk/Math/Matrix_E.h>
+#include <Sorvane/QuadricErrorFunction_E.h>
 
 namespace Velk::Math::Sorvane::HalfEdge {
 
@@ -42,20 +42,6 @@ struct SORVANE_API Deco_double_maxk : ITopologyDecoration {
     double maxk = 0.0; ///< curvature, one over the unit of length
     /// Curvature 0.
     void Reset() override { maxk = 0.0; }
-};
-
-/// A sum of squared distances to planes, and the samples that it is made of. For a plane through p
-/// with the normal n (of any length) and d = n * p, the error at x is x * A x - 2 x * b + c. Empty
-/// when `count` is 0.
-struct SORVANE_API QuadricErrorFunction {
-    MatBase<3, 3, double> A;      ///< sum of n n'
-    VecBase<3, double> b;         ///< sum of n d
-    double c = 0.0;               ///< sum of d d
-    VecBase<3, double> massPoint; ///< sum of the sample points
-    int count = 0;                ///< number of samples
-    int rank = 0;                 ///< rank found by the last solution, 0 until there was one
-
-    friend bool operator==(const QuadricErrorFunction&, const QuadricErrorFunction&) = default;
 };
 
 /// Accumulated error quadric of a node.

@@ -7,8 +7,10 @@
 // Tessellations come with triples that name a point twice, once equal points are joined. Such a triple is
 // passed over, as is one with a number that is no point's: as neighbor across an edge it would hide the
 // triangle behind it, and with that a sharp edge, an arc and a hole. A point in which several fans of
-// triangles meet, as where two bodies touch, counts as one point for each fan, so that a rim on one body
-// does not go on along a rim of the other.
+// triangles meet, as where two bodies touch, counts as one point for each fan where sharp edges lead from
+// it to more than two points, so that a rim on one body does not go on along a rim of the other. With two
+// such edges or one there is nothing to choose: a chain that ends in the point on one body goes on along
+// one that ends there on the other.
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>
@@ -56,10 +58,11 @@ ClusterFacets(const std::vector<std::array<VecBase<3, double>, 3>>& soup, double
 /// boundary then. A stretch is straight when no boundary point between its ends lies farther from the
 /// segment between them than 100 times `tolerance`; it is grown from one end as far as that holds, from
 /// the first triangle's edge on along each boundary line. Where a line is closed, the stretches on both
-/// sides of the point that it began at count as one as well if that is straight. The first of equally
-/// long ones, in the direction in which the boundary was linked. A triangle of which two corners are
-/// joined is passed over, and a point that is not finite ends a line. Both zero for a tolerance that is
-/// NaN. About O(n log n).
+/// sides of the point that it began at count as one as well if that is straight. A tolerance so large
+/// that a closed line is one stretch, back to where it began, ends that stretch at its point farthest
+/// from there. The first of equally long ones, in the direction in which the boundary was linked. A
+/// triangle of which two corners are joined is passed over; edges at a point that is not finite belong
+/// to no stretch. Both zero for a tolerance that is NaN. About O(n log n).
 SORVANE_API std::array<VecBase<3, double>, 2>
 LongestStraightBoundary(const std::vector<std::array<VecBase<3, double>, 3>>& soup, double tolerance);
 
@@ -96,8 +99,9 @@ struct SORVANE_API MeshArc {
 ///
 /// A chain is an arc when it has more than 3 points, not all on one line, its points lie within
 /// `tolerance` of the circle that `Geometry::FitCircle<0>` fits in their plane (measured in that
-/// plane), and the radius is at most the largest component of half the diagonal of the mesh's box. Its
-/// length comes from the angle between first and last point, the long way round when the middle one is
+/// plane), and the radius is at most the largest component of half the diagonal of the mesh's box: that
+/// of all its points, whether a triangle uses them or not, but for those with a coordinate that is not
+/// finite or beyond 1e150. Its length comes from the angle between first and last point, the long way round when the middle one is
 /// farther from the first; so a whole rim of n points has (n - 1) / n of the circle's length, and an
 /// arc of between 180 and 240 degrees is taken for the rest of the circle.
 ///
@@ -107,7 +111,8 @@ struct SORVANE_API MeshArc {
 /// than `fraction` of the circle are dropped: 0.8 keeps rims of 5 points and more, 1 drops all.
 ///
 /// Nothing for a mesh that `IsEmpty` and for a tolerance or fraction that is NaN. Points that are not
-/// finite belong to no arc. O(n log n).
+/// finite belong to no arc, and neither do those so far out that squares of their distances overflow.
+/// O(n log n).
 SORVANE_API std::vector<MeshArc> DetectArcs(const Mesh::IndexedPointsBase<3, double>& mesh,
                                             double creaseAngle, double tolerance, double fraction);
 
@@ -138,8 +143,10 @@ struct SORVANE_API MeshHole {
 /// With distances below 1 that is the nearest as a rule, with greater ones a hole in several steps may
 /// be told as one from its first circle to one farther on. `DrillHoleStacks` tells the steps. Holes
 /// come in the order of their lower arc; two circles at the same height have the lower arc for `top`.
-/// Triangles without area (at most 1e-12) are left out of the walls: they face nowhere. Parallel; about
-/// O(n log n) and, where m circles share an axis, m squared.
+/// Triangles without area (at most 1e-12) are left out of the walls: they face nowhere. Nothing for an
+/// `axisTolerance` that is NaN or negative, and where `DetectArcs` gives nothing. Parallel; about
+/// O(n log n) and, where m circles share an axis, one search for a nearest triangle for most of their
+/// m^2 / 2 pairs.
 SORVANE_API std::vector<MeshHole> DetectDrillHoles(const Mesh::IndexedPointsBase<3, double>& mesh,
                                                    double creaseAngle, double tolerance,
                                                    double fraction, double axisTolerance);
@@ -184,7 +191,10 @@ struct SORVANE_API DrillHoleStack {
 ///   similar radius, when at least `fraction` of 32 points on the cone between them have the mesh near,
 ///   facing the axis. Near is twice `tolerance` and twice the height of the arc that a chord may cut
 ///   off: its ends see each other under less than `creaseAngle`, or the wall would have sharp edges of
-///   its own. A cross hole may thus take some of the wall away. Both circles must choose each other.
+///   its own. The corners of what is near must lie on the cone, within twice `tolerance`, so that a
+///   groove is no part of the bore that it interrupts, however narrow and shallow. A cross hole may
+///   take some of the wall away. No wall goes past a third circle on its cone, which is where
+///   something ends. Both circles must choose each other.
 /// - A shoulder joins two circles at one height when the wall of the wider one goes to one side, that
 ///   of the narrower to the other, and the ring between them is flat and faces to the side of the wider
 ///   wall.
@@ -196,8 +206,8 @@ struct SORVANE_API DrillHoleStack {
 ///
 /// A hole is missed where a circle is: at a mouth on a curved or slanted face, which no circle bounds,
 /// at a fillet, which has no edge, and where fewer than `fraction` of a rim are left. What remains of
-/// the hole below is told with its own first circle as entry. Slots and pegs are no holes. In the order
-/// of the lowest of a hole's arcs. About O(n log n); the same result for any number of threads.
+/// the hole below is told with its own first circle as entry. Slots and pegs are no holes. Nothing for
+/// an argument that is NaN. In the order of the lowest of a hole's arcs. About O(n log n); the same result for any number of threads.
 SORVANE_API std::vector<DrillHoleStack>
 DrillHoleStacks(const Mesh::IndexedPointsBase<3, double>& mesh, double creaseAngle, double tolerance,
                 double fraction, double axisTolerance);

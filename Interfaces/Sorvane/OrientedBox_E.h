@@ -18,8 +18,9 @@ namespace Velk::Math::Sorvane::Bounding {
 ///
 /// One edge of it runs along an edge of the hull (H. Freeman and R. Shapira, 1975). Of equal areas, as
 /// computed, the one with the shorter perimeter, then the one on the earlier edge of
-/// `ConvexHull(points, false)`, whose view of coinciding points and tiny triangles this shares. Points
-/// that are not finite are left out. False for fewer than three points, coincident and collinear ones.
+/// `ConvexHull(points, false)`, whose view of coinciding points and tiny triangles this shares. X is the
+/// direction of that edge itself, not that of a rounded angle of it, so that an upright rectangle comes
+/// back with its own coordinates. Points that are not finite are left out. False for fewer than three points, coincident and collinear ones.
 /// O(n log n).
 SORVANE_API bool OrientedBoundingBox(const std::vector<VecBase<2, double>>& points,
                                      TransformBase<2>& transform, VecBase<2, double>& size);
@@ -52,10 +53,12 @@ SORVANE_API bool OrientedBoundingBox(const std::vector<VecBase<3, double>>& poin
 /// of range, for a point that is not finite, and where no triangle has a normal. Holds all points whether
 /// they are a hull or not.
 ///
-/// About O(n) for the triangles of a hull, whose extents are looked for by climbing along its edges;
-/// what that finds is a lower bound for any triangles, and only candidates that may be the smallest are
-/// measured in full. So the result is always that of measuring all of them. Parallel, with the same
-/// result for any number of threads.
+/// About O(n) for the triangles of a hull, whose extents are looked for by climbing along its edges; a
+/// hull that outgrows the cache takes up to twice as long for each triangle. What climbing finds is a
+/// lower bound for any triangles, and only candidates that may be the smallest are measured in full. So
+/// the result is always that of measuring all of them. Where climbing goes astray, since the triangles
+/// are no hull, it is done on the hull of the points: O(n log n) more. Parallel, with the same result for
+/// any number of threads.
 SORVANE_API bool OrientedBoundingBoxOfHull(const std::vector<VecBase<3, double>>& hullPoints,
                                            const std::vector<int>& triangles,
                                            TransformBase<3>& transform, VecBase<3, double>& size);
@@ -100,12 +103,16 @@ template <class T> struct SORVANE_API HullPrismReport {
 /// same number in T: everything is computed in `double` and rounded once.
 ///
 /// Points need not be vertices of their hull, and without triangles the 4,096 directions are searched.
-/// Triangles without a normal, or with an index out of range, add no direction. No points, or a value
-/// that is not finite: a report of zeros. One point, and points on a line: area 0, any direction.
+/// Each triangle adds its normal however small it is, so that a part of micrometers given in meters
+/// stands on its faces like any other: no length is taken for nothing, but directions within 1e-12 of
+/// each other are one. Triangles without a normal, or with an index out of range, add none. No points, or
+/// a value that is not finite: a report of zeros. One point, and points on a line: area 0, any direction.
+/// A volume or an area too large for T is infinite.
 ///
 /// Less than a microsecond a direction for a hull of some hundred triangles: areas are summed over its
-/// triangles (A. Cauchy, 1841), only what may be the least is measured by the outline. Parallel, with the
-/// same result for any number of threads.
+/// triangles (A. Cauchy, 1841), only what may be the least is measured by the outline. So the time grows
+/// with the square of a hull of more triangles than the spiral has directions. Parallel, with the same
+/// result for any number of threads.
 template <class T>
 HullPrismReport<T> MinimalHullPrism(const std::vector<VecBase<3, T>>& hullPoints,
                                     const std::vector<int>& triangles, const VecBase<3, T>& origin,

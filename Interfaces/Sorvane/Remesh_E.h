@@ -34,8 +34,9 @@ namespace Velk::Math::Sorvane::Mesh {
 /// stretches only; the ends of short feature edges stay, and keep the edges around them short. The
 /// same angle bounds how far a normal may turn in one edit or move, so that a small angle leaves a
 /// bent surface as it is. Above 180 nothing is a crease; at 180 only an
-/// edge that is folded back on itself. A triangle without area has no normal and hides a crease
-/// beside it. In the default manner of CAD parts 30 to 60 keep edges and let faces be remeshed.
+/// edge that is folded back on itself. A triangle without area has no normal: its edges are creases
+/// where the triangles behind it, on either side, make one. In the default manner of CAD parts 30 to
+/// 60 keep edges and let faces be remeshed.
 ///
 /// Tags stay on their areas: a boundary between tags is a feature. `tags` has one for each
 /// triangle; what is missing counts as 0. `outTags` has one for each triangle of the result.

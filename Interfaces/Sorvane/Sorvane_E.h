@@ -12,6 +12,7 @@
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/Curvature_E.h>
+#include <Sorvane/Decimation_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
@@ -27,10 +28,13 @@
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/OrientedBox_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/QuadricErrorFunction_E.h>
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/Remesh_E.h>
 #include <Sorvane/SegmentLinking_E.h>
 #include <Sorvane/SegmentTree_E.h>
+#include <Sorvane/SubdivisionMesh_E.h>
+#include <Sorvane/Subdivision_E.h>
 #include <Sorvane/SvgWriter_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/TreeAddress_E.h>

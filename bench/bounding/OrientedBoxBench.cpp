@@ -1,6 +1,6 @@
 // Oriented boxes and prisms: how the cost grows for the hulls of points in a ball, where hardly
-// any of the points are vertices, and on a sphere, where all of them are. Set SORVANE_BENCH_STL to
-// a binary STL file for a real part as well.
+// any of the points are vertices, and on a sphere, where all of them are, or on a cone. Set
+// SORVANE_BENCH_STL to a binary STL file for a real part as well.
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
@@ -16,6 +16,17 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 using Points = std::vector<Vec3d>;
+
+/// A tip over points on a circle: half of the triangles meet there, the others in a corner that the
+/// base is fanned from.
+Points OnCone(std::int64_t count)
+{
+    Points points{{0, 0, 5}};
+    for (const Vec2d& p : Bench::PointsOnSphere<2, double>(count - 1)) {
+        points.push_back({p[0], p[1], 0});
+    }
+    return points;
+}
 
 struct Hull {
     Points points;
@@ -82,6 +93,9 @@ void Prism(benchmark::State& state, const Points& points)
     state.counters["triangles"] = static_cast<double>(hull.triangles.size() / 3);
 }
 
+using Bench::InBall;
+using Bench::OnSphere;
+
 template <void (*Run)(benchmark::State&, const Points&), Points (*MakePoints)(std::int64_t)>
 void BM_On(benchmark::State& state)
 {
@@ -100,12 +114,13 @@ void BM_OfFile(benchmark::State& state)
 }
 
 #define SORVANE_BOXES(Run, name, arrangement, most) \
-    BENCHMARK(BM_On<Run, Bench::arrangement>)       \
+    BENCHMARK(BM_On<Run, arrangement>)              \
         ->Name(name "/" #arrangement)               \
         ->RangeMultiplier(10)                       \
         ->Range(100, most)                          \
         ->Unit(benchmark::kMillisecond)
 SORVANE_BOXES(BoxOfHull, "OrientedBoundingBoxOfHull", OnSphere, 100'000);
+SORVANE_BOXES(BoxOfHull, "OrientedBoundingBoxOfHull", OnCone, 100'000);
 SORVANE_BOXES(MinimalBox, "MinimalOrientedBox", OnSphere, 10'000);
 SORVANE_BOXES(MinimalBox, "MinimalOrientedBox", InBall, 1'000'000);
 SORVANE_BOXES(Prism, "MinimalHullPrism", OnSphere, 10'000);

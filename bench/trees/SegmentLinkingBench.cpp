@@ -1,5 +1,5 @@
-// Linking of segments: loose ones, loops as a section has them, one hub, and a crowd of ends that
-// are all taken when others look for a partner there.
+// Linking of segments: loose ones, loops as a section has them, one hub, a crowd of ends that are
+// all taken when others look for a partner there, and one of ends that none may have.
 
 #include <Sorvane/SegmentLinking_E.h>
 
@@ -86,6 +86,23 @@ Segments Crowd(std::int64_t count)
     return segments;
 }
 
+/// Short strokes inward from a circle: each outer end has all others within its tolerance, just
+/// nearer to its inner end.
+Segments Strokes(std::int64_t count)
+{
+    constexpr double kRadius = 1e4;
+    const double step = 6.283185307179586 / static_cast<double>(count);
+    Segments segments;
+    for (std::int64_t i = 0; i < count; ++i) {
+        const double angle = step * static_cast<double>(i);
+        const Vec2d direction(std::cos(angle), std::sin(angle));
+        const Vec2d middle(2 * kRadius, kRadius); // where the square around the drawing holds it
+        segments.push_back({middle + direction * kRadius,
+                            middle + direction * (kRadius * (1 - 0.2 * step * step))});
+    }
+    return segments;
+}
+
 void Run(benchmark::State& state, const Segments& segments, double tolerance)
 {
     for (auto _ : state) {
@@ -100,6 +117,8 @@ void BM_LinkLoops(benchmark::State& state) { Run(state, Loops(state.range(0)), 1
 void BM_LinkHub(benchmark::State& state) { Run(state, Hub(state.range(0)), 0.0); }
 void BM_LinkCrowd(benchmark::State& state) { Run(state, Crowd(state.range(0)), 1.5); }
 
+void BM_LinkStrokes(benchmark::State& state) { Run(state, Strokes(state.range(0)), 3e3); }
+
 void Sizes(benchmark::internal::Benchmark* benchmark)
 {
     benchmark->Arg(10'000)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
@@ -110,5 +129,6 @@ BENCHMARK(BM_LinkLooseFarTolerance)->Apply(Sizes);
 BENCHMARK(BM_LinkLoops)->Apply(Sizes);
 BENCHMARK(BM_LinkHub)->Apply(Sizes);
 BENCHMARK(BM_LinkCrowd)->Apply(Sizes);
+BENCHMARK(BM_LinkStrokes)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "arrangement/CurveSlabs_Impl.h"
 
 #include "tests/support/PlanarSets.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -97,9 +98,9 @@ double WorkPerElement(const PlanarSet& set)
 TEST_P(CandidatePairsOf, WorkGrowsHardlyFasterThanTheirNumber)
 {
     // All pairs would be half the number for each element, and sixteen times that at the last size.
-    const double few = WorkPerElement(GetParam().make(1000));
-    const double more = WorkPerElement(GetParam().make(4000));
-    const double many = WorkPerElement(GetParam().make(16'000));
+    const double few = WorkPerElement(GetParam().make(Support::FullOr(1000, 300)));
+    const double more = WorkPerElement(GetParam().make(Support::FullOr(4000, 1200)));
+    const double many = WorkPerElement(GetParam().make(Support::FullOr(16'000, 4800)));
     EXPECT_LT(more, 1.7 * few + 10);
     EXPECT_LT(many, 1.5 * more + 10);
     // A circle is four curves in each of several cells, which makes it the dearest of all.
@@ -293,11 +294,11 @@ TYPED_TEST_SUITE(CrowdPairs, Coordinates);
 TYPED_TEST(CrowdPairs, OfATangleMissNoneThatMeets)
 {
     int meeting = 0;
-    for (std::uint64_t seed = 0; seed < 400; ++seed) {
+    for (std::uint64_t seed = 0; seed < Support::Rounds(400U); ++seed) {
         SCOPED_TRACE(seed);
         meeting += ExpectNoMeetingMissing(Tangle<TypeParam>(seed).Elements());
     }
-    EXPECT_GT(meeting, 50'000);
+    EXPECT_GT(meeting, Support::Rounds(50'000, 1));
 }
 
 // --- what is special about common ends ---------------------------------------------------------

@@ -3,6 +3,7 @@
 
 #include <Velk/Math/Intersect_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -575,7 +576,7 @@ TYPED_TEST(CutSegments, MatchesExactArithmeticOnALattice)
 {
     using T = TypeParam;
     Support::Random random(2026);
-    for (int trial = 0; trial < 3000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(3000); ++trial) {
         SCOPED_TRACE(trial);
         // A small lattice makes touches, overlaps, repetitions and common crossings plentiful.
         const int side = 3 + random.Below(6);
@@ -664,7 +665,7 @@ TEST(CutManySegments, RandomOnesCrossNoMoreAndKeepTheirLength)
     Support::Random random(5);
     for (const double length : {0.02, 0.2, 2.0}) { // beside a square of side 2
         Segments<double> s;
-        for (int i = 0; i < 600; ++i) {
+        for (int i = 0; i < Support::Rounds(600, 150); ++i) {
             const Vec2d middle = random.Vector<2, double>(-1, 1);
             const Vec2d half = random.Vector<2, double>(-length, length);
             s.push_back({middle - half, middle + half});
@@ -687,7 +688,7 @@ TEST(CutManySegments, MixedLengthsFindTheSameCrossingsAsAllPairs)
 {
     // Lengths over five decades, clustered: every level of the grid and its splits takes part.
     Support::Random random(77);
-    for (int trial = 0; trial < 20; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(20); ++trial) {
         SCOPED_TRACE(trial);
         Segments<double> s;
         for (int i = 0; i < 500; ++i) {
@@ -1127,7 +1128,7 @@ TYPED_TEST(CutArcs, MatchesPlainFormulasOnRandomSets)
     using T = TypeParam;
     Support::Random random(99);
     int examined = 0;
-    for (int trial = 0; trial < 3000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(3000); ++trial) {
         SCOPED_TRACE(trial);
         Segments<T> s;
         Arcs<T> a;
@@ -1222,7 +1223,7 @@ TYPED_TEST(CutArcs, MatchesPlainFormulasOnRandomSets)
         EXPECT_TRUE(SameBits(segmentsAgain, s));
         EXPECT_TRUE(SameBits(arcsAgain, a));
     }
-    EXPECT_GT(examined, 1000);
+    EXPECT_GT(examined, Support::Rounds(1000, 1));
 }
 
 TEST(CutManyArcs, GiantArcAmongTinySegments)

@@ -2,6 +2,7 @@
 
 #include <Velk/Math/Intersect_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
@@ -81,7 +82,8 @@ TYPED_TEST(CutThreads, SegmentsAndArcsAreCutAlikeForAnyNumberOfThreads)
         SCOPED_TRACE(tolerance);
         Elements<T> reference;
         for (const int threads : {1, 2, 4}) {
-            for (int repetition = 0; repetition < (threads == 1 ? 1 : 3); ++repetition) {
+            for (int repetition = 0; repetition < (threads == 1 ? 1 : Support::FullOr(2, 1));
+                 ++repetition) {
                 Elements<T> cut = input;
                 bool anyCut = false;
                 Support::WithThreads(threads, [&] {

@@ -3,6 +3,7 @@
 
 #include "arrangement/SegmentGrid_Impl.h"
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -70,7 +71,7 @@ void ExpectNoPairMissing(const std::vector<PaddedSpan>& spans)
 TEST(SegmentGrid, MissesNoPairOfRandomSpans)
 {
     Support::Random random(1);
-    for (int trial = 0; trial < 60; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(60); ++trial) {
         SCOPED_TRACE(trial);
         std::vector<PaddedSpan> spans;
         const double decades = trial % 6;

@@ -5,6 +5,7 @@
 #include "tests/bounding/BallOracle.h"
 #include "tests/bounding/BoundingForms.h"
 #include "tests/support/PointSets.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -98,7 +99,7 @@ TYPED_TEST(BoundingBallsOf, HoldsAllPointsAndIsSmallest)
     using T = typename TypeParam::T;
     Support::Random random(41);
     for (const Support::PointSet set : Support::kPointSets) {
-        for (int trial = 0; trial < 40; ++trial) {
+        for (int trial = 0; trial < Support::Rounds(40); ++trial) {
             SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(trial));
             const auto points =
                 Support::MakePoints<D, T>(set, 11 + random.Below(trial < 4 ? 2000 : 200), random);

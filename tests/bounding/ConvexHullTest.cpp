@@ -4,6 +4,7 @@
 
 #include "tests/bounding/PlainHull.h"
 #include "tests/support/PointSets.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <Velk/Math/Vector_E.h>
@@ -192,7 +193,7 @@ TYPED_TEST(PlaneHullOf, IsConvexCounterClockwiseAndAroundAllPoints)
     using T = TypeParam;
     Support::Random random(21);
     for (const Support::PointSet set : Support::kPointSets) {
-        for (int trial = 0; trial < 150; ++trial) {
+        for (int trial = 0; trial < Support::Rounds(150); ++trial) {
             SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(trial));
             const auto points = Support::MakePoints<2, T>(set, 4 + random.Below(150), random);
             const auto hull = ConvexHull(points, false);
@@ -213,7 +214,7 @@ TYPED_TEST(PlaneHullOf, HugeTinyAndFarOff)
     Support::Random random(22);
     for (const T scale : {T(1e-6), T(1e-3), T(1e4), T(1e9)}) {
         for (const T offset : {T(0), T(3)}) {
-            for (int trial = 0; trial < 30; ++trial) {
+            for (int trial = 0; trial < Support::Rounds(30); ++trial) {
                 auto points = Support::MakePoints<2, T>(Support::PointSet::Ball, 200, random);
                 for (auto& p : points) {
                     p = {p[0] * scale + offset * scale * 10, p[1] * scale - offset * scale};
@@ -266,7 +267,7 @@ TYPED_TEST(PlaneHullOf, IsThatOfTheSlowTwinAndAfterTurnsUpToRounding)
     using T = TypeParam;
     Support::Random random(26);
     int turnedSets = 0;
-    for (int trial = 0; trial < 1500; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(1500); ++trial) {
         SCOPED_TRACE(trial);
         Points<T> points;
         if (trial % 2 == 0) {

@@ -7,6 +7,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "tests/bounding/HullChecks.h"
+#include "tests/support/Rounds.h"
 
 #include <gtest/gtest.h>
 
@@ -134,7 +135,7 @@ TEST(HullCandidates, ThrownAwayPointsAreDeepInside)
         ASSERT_TRUE(hull.Build());
         const double depth =
             std::sqrt(3.0) * tolerance * static_cast<double>(points.size()) * hull.Scale();
-        for (std::size_t i = 0; i < points.size(); i += 7) {
+        for (std::size_t i = 0; i < points.size(); i += Support::FullOr(7U, 56U)) {
             const Vec3d p = (points[i] - hull.Center()) * hull.Scale();
             double height = -std::numeric_limits<double>::infinity();
             for (const Impl::QHullFace& face : hull.faces) {

@@ -7,6 +7,7 @@
 
 #include "tests/bounding/HullChecks.h"
 #include "tests/bounding/HullTwin.h"
+#include "tests/support/Rounds.h"
 
 #include <gtest/gtest.h>
 
@@ -86,7 +87,7 @@ TYPED_TEST_SUITE(HullTwinTest, Coordinates);
 TYPED_TEST(HullTwinTest, NodesAreTheSameInGeneralPosition)
 {
     Support::Random random(1);
-    for (int trial = 0; trial < 60; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(60); ++trial) {
         SCOPED_TRACE(trial);
         std::vector<VecBase<3, TypeParam>> points;
         for (int i = 0; i < 120; ++i) {
@@ -151,7 +152,7 @@ TEST(HullTwinTies, VolumesAreTheSameOfFlatSides)
 TEST(HullTolerance, HoldsForPlatesOfAFewTolerances)
 {
     Support::Random random(3);
-    for (int trial = 0; trial < 2000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(2000); ++trial) {
         const double flatness = std::pow(10.0, -random.Between(6, 10));
         const auto points = BumpyLattice(random, flatness, random.Between(0.1, 6));
         ASSERT_LE(WorstOf(points), 1.001) << trial;
@@ -162,7 +163,7 @@ TEST(HullTolerance, HoldsForPlatesOfAFewTolerances)
 TEST(HullTolerance, HoldsWhereFlatNodesAreTakenOut)
 {
     Support::Random random(4);
-    for (int trial = 0; trial < 2000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(2000); ++trial) {
         ASSERT_LE(WorstOf(BumpyLattice(random, 1, 0)), 1.001) << trial;
     }
 }

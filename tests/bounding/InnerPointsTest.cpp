@@ -6,6 +6,7 @@
 
 #include "tests/bounding/PlainHull.h"
 #include "tests/support/PointSets.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <Velk/Math/Vector_E.h>
@@ -76,7 +77,7 @@ TYPED_TEST(InnerPointsOf, NearTiesOnTheBoundaryStayTheSame)
     // A filled polygon of few sides, each with a thousand points within some roundings of it: the
     // chain's answers along them hang on the last bit.
     Support::Random random(33);
-    for (int trial = 0; trial < 20; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(20); ++trial) {
         SCOPED_TRACE(trial);
         const int sides = 3 + trial % 5;
         const double turn = random.Between(0, 1);
@@ -136,7 +137,7 @@ TYPED_TEST(InnerPointsOf, SmallInputsOfEveryKindStayTheSame)
     using T = TypeParam;
     Support::Random random(37);
     for (const Support::PointSet set : Support::kPointSets) {
-        for (int trial = 0; trial < 20; ++trial) {
+        for (int trial = 0; trial < Support::Rounds(20); ++trial) {
             SCOPED_TRACE(Support::NameOf(set));
             auto points = Support::MakePoints<2, T>(set, 2048 + 100 * trial, random);
             for (auto& p : points) {

@@ -1,14 +1,16 @@
 // The choice among candidates by lower bounds, and the farthest points that bounds come from.
 
-#include "bounding/OrientedBox_Impl.h"
+#include "bounding/OrientedBoxPrism_Impl.h"
 
 #include <Sorvane/ConvexHull_E.h>
+#include <Velk/Math/Transform_E.h>
 
 #include "tests/support/PointSets.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -94,6 +96,82 @@ TEST(OrientedBoxCandidates, ClimbingReachesTheFarthestPointOfAHull)
     }
 }
 
+std::vector<Vec3d> OnCircle(int count, double z)
+{
+    std::vector<Vec3d> points;
+    for (int i = 0; i < count; ++i) {
+        const double angle = 2 * M_PI * i / count;
+        points.push_back({3 * std::cos(angle), 2 * std::sin(angle), z});
+    }
+    return points;
+}
+
+double Farthest(const std::vector<Vec3d>& points, const Vec3d& direction)
+{
+    double farthest = -std::numeric_limits<double>::infinity();
+    for (const Vec3d& p : points) {
+        farthest = std::max(farthest, p * direction);
+    }
+    return farthest;
+}
+
+TEST(OrientedBoxCandidates, ClimbingPastACornerWithManyTrianglesGoesTheRightWay)
+{
+    // A cone, a double cone, one cut off flat and a leaning one: tips and the corners that flat
+    // caps are fanned from, which are as wide as they are flat.
+    std::vector<std::vector<Vec3d>> solids;
+    for (const double tip : {0.01, 5.0, 400.0}) {
+        solids.push_back(OnCircle(700, 0));
+        solids.back().push_back({0, 0, tip});
+        solids.push_back(solids.back());
+        solids.back().push_back({0.5, -0.3, -0.2});
+        solids.push_back(OnCircle(300, 0));
+        const std::vector<Vec3d> top = OnCircle(300, tip);
+        solids.back().insert(solids.back().end(), top.begin(), top.end());
+        solids.push_back(OnCircle(500, 0));
+        solids.back().push_back({4, 1, tip});
+    }
+    Support::Random random(12);
+    const auto turn = Transform::BuildRotationFromAxisAngle({1, 2, -0.7}, 0.83);
+    for (const auto& solid : solids) {
+        for (const bool isTurned : {false, true}) {
+            const std::vector<Vec3d> points = isTurned ? turn * solid : solid;
+            std::vector<Vec3d> corners;
+            std::vector<int> triangles;
+            ASSERT_TRUE(Sorvane::Bounding::ConvexHull(points, corners, triangles, false, false));
+            const Impl::SupportGraph graph(corners, triangles);
+            const auto check = [&](const Vec3d& direction) {
+                const double farthest = Farthest(corners, direction);
+                EXPECT_LE(graph.Reach(direction), farthest);
+                EXPECT_GE(graph.Reach(direction), farthest - 1e-12);
+            };
+            for (int i = 0; i < 200; ++i) {
+                check(Support::RandomDirection<3, double>(random));
+            }
+            for (std::size_t i = 0; i + 2 < triangles.size(); i += 3 * 17) {
+                const auto corner = [&](std::size_t k) {
+                    return corners[static_cast<std::size_t>(triangles[i + k])];
+                };
+                const Vec3d along = Normalized(corner(1) - corner(0), 0.0);
+                const Vec3d normal = Normalized(along ^ (corner(2) - corner(0)), 0.0);
+                for (const Vec3d& direction : {along, normal, normal ^ along}) {
+                    check(direction);
+                    check(-direction);
+                }
+                // Hardly off a facet: of all the neighbors of a corner one alone lies farther.
+                for (std::size_t k = 0; k < 3; ++k) {
+                    const Vec3d toLower = corner((k + 1) % 3) - corner(k);
+                    const Vec3d toHigher = corner((k + 2) % 3) - corner(k);
+                    const Vec3d way =
+                        toHigher - toLower * ((toHigher * toLower) / (toLower * toLower));
+                    check(normal + way * 1e-5);
+                    check(normal + way * 1e-3);
+                }
+            }
+        }
+    }
+}
+
 TEST(OrientedBoxCandidates, ClimbingNeverReachesTooFarOnAnyTriangles)
 {
     Support::Random random(3);
@@ -110,6 +188,36 @@ TEST(OrientedBoxCandidates, ClimbingNeverReachesTooFarOnAnyTriangles)
                                 [&](const Vec3d& p) { return p * direction == reach; }));
     }
     EXPECT_EQ(graph.Reach({}), 0);
+}
+
+TEST(OrientedBoxCandidates, BoundsOfPrismsAreHardlyBelowWhatIsMeasured)
+{
+    // What is left out because of its bound is never measured: a bound that is too high would lose
+    // the least prism, and one that is too low would measure nearly all.
+    Support::Random random(4);
+    std::vector<std::vector<Vec3d>> solids;
+    for (const PointSet set : {PointSet::Cube, PointSet::Sphere, PointSet::Lattice,
+                               PointSet::Clusters, PointSet::Antipodal}) {
+        for (const int count : {4, 5, 30, 600}) {
+            solids.push_back(Support::MakePoints<3, double>(set, count, random));
+        }
+    }
+    solids.push_back({{0, 0, 5}, {4, 0, 5}, {4, 3, 5}, {0, 3, 5}, {2, 1, 5}}); // flat
+    solids.push_back({{0, 0, 0}, {1, 2, 3}, {2, 4, 6}});
+    solids.push_back({{7, 8, 9}});
+    for (const auto& points : solids) {
+        const Impl::PrismBody body(points);
+        for (int i = 0; i < 200; ++i) {
+            const Vec3d direction = Support::RandomDirection<3, double>(random);
+            const auto [boundOfArea, boundOfHeight] = body.LowerBound(direction);
+            const auto [area, height] = body.Measured(direction);
+            EXPECT_LE(boundOfArea, area);
+            EXPECT_GE(boundOfArea, area * (1 - 1e-9) - 1e-9);
+            EXPECT_LE(boundOfHeight, height);
+            EXPECT_GE(boundOfHeight, height * (1 - 1e-12));
+            EXPECT_NEAR(height, Farthest(points, direction) + Farthest(points, -direction), 1e-14);
+        }
+    }
 }
 
 } // namespace

@@ -7,7 +7,9 @@
 #include "tests/support/Random.h"
 #include "tests/support/ThreadLimit.h"
 
+#include <new>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -15,6 +17,33 @@ namespace {
 using namespace Velk::Math;
 namespace Bounding = Sorvane::Bounding;
 using Support::FailEachAllocationOfResult;
+
+/// `FailEachAllocationOfResult` for calls with thousands of allocations: after the first dozen only
+/// every so many of them. Returns how many were refused.
+template <class Call>
+std::size_t FailManyAllocationsOf(const Call& call)
+{
+    const auto expected = call();
+    std::size_t refused = 0;
+    for (std::size_t k = 1;; k += 1 + k / 12) {
+        SCOPED_TRACE(k);
+        bool hasThrown = false;
+        {
+            const Support::FailingAllocation failure(k);
+            try {
+                EXPECT_EQ(call(), expected);
+            } catch (const std::bad_alloc&) {
+                hasThrown = true;
+            }
+            if (!failure.HasFailed()) {
+                return refused;
+            }
+        }
+        ++refused;
+        EXPECT_TRUE(hasThrown) << "nothing of it can be done without memory";
+        EXPECT_EQ(call(), expected);
+    }
+}
 
 TEST(OrientedBoxesWithoutMemory, PassTheExceptionOn)
 {
@@ -44,6 +73,38 @@ TEST(OrientedBoxesWithoutMemory, PassTheExceptionOn)
                       }),
                       5U);
         }
+    });
+}
+
+TEST(OrientedBoxesWithoutMemory, PassTheExceptionOnFromTheLeastBoxAndPrisms)
+{
+    Support::Random random(5);
+    std::vector<Vec3d> points;
+    std::vector<Vec3f> narrow;
+    for (int i = 0; i < 7; ++i) {
+        points.push_back(random.Vector<3, double>(-1, 1));
+        narrow.emplace_back(points.back());
+    }
+    Support::WithThreads(1, [&] {
+        EXPECT_GT(FailManyAllocationsOf([&] {
+                      TransformBase<3> transform;
+                      Vec3d size;
+                      Bounding::MinimalOrientedBox(points, transform, size);
+                      return std::pair(transform, size);
+                  }),
+                  40U);
+        EXPECT_GT(FailManyAllocationsOf([&] {
+                      const auto report =
+                          Bounding::MinimalHullPrism(points, {0, 1, 2}, Vec3d{}, true, true);
+                      return std::tuple(report.transform, report.volume, report.high);
+                  }),
+                  20U);
+        EXPECT_GT(FailManyAllocationsOf([&] {
+                      const auto report =
+                          Bounding::MinimalHullPrism(narrow, {0, 1, 2}, Vec3f{}, false, false);
+                      return std::tuple(report.transform, report.area, report.low);
+                  }),
+                  20U);
     });
 }
 

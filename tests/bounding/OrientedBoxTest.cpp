@@ -18,6 +18,7 @@
 #include <limits>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -459,6 +460,17 @@ TEST(OrientedBoxInThePlane, TiesRepeat)
     }));
 }
 
+TEST(OrientedBoxInThePlane, OfEqualAreasTheShorterPerimeter)
+{
+    // Right triangles with whole sides: each side has the same rectangle area, without a rounding,
+    // and the hull begins with the longest side.
+    for (const auto& [a, b] : std::vector<std::pair<double, double>>{{4, 3}, {8, 15}, {20, 21}}) {
+        const Box<2> box = BoxOf<2>({{0, 0}, {-a, 0}, {0, -b}});
+        EXPECT_EQ(box.Measure(), a * b);
+        EXPECT_EQ(box.size.x() + box.size.y(), a + b);
+    }
+}
+
 // --- space: the box on a triangle ---------------------------------------------------------------
 
 TEST(OrientedBoxOnATriangle, OfACubeDependsOnTheFirstEdges)
@@ -510,6 +522,29 @@ TEST(OrientedBoxOnATriangle, TrianglesThatAreNoHullAreMeasuredInFull)
         ExpectTightAround(box, points);
         const double least = LeastOnTriangles(points, triangles);
         EXPECT_NEAR(box.Measure(), least, 1e-11 * least);
+    }
+}
+
+TEST(OrientedBoxOnATriangle, OfConesAndSpindlesIsTheLeastOfMeasuringAll)
+{
+    // Bounds come from climbing past corners that hundreds of triangles meet at.
+    for (const double tip : {0.2, 5.0}) {
+        for (const bool isDouble : {false, true}) {
+            std::vector<Vec3d> points{{0.1, 0.2, tip}};
+            if (isDouble) {
+                points.push_back({0.3, -0.1, -2 * tip});
+            }
+            for (int i = 0; i < 500; ++i) {
+                const double angle = 2 * M_PI * i / 500;
+                points.push_back({3 * std::cos(angle), 2 * std::sin(angle), 0});
+            }
+            points = Askew() * points;
+            const Hull hull = HullOf(points);
+            const Box<3> box = BoxOfHull(hull.points, hull.triangles);
+            ExpectTightAround(box, hull.points);
+            const double least = LeastOnTriangles(hull.points, hull.triangles);
+            EXPECT_NEAR(box.Measure(), least, 1e-11 * least);
+        }
     }
 }
 
@@ -898,6 +933,23 @@ TYPED_TEST(Prisms, AreTheLeastOverAllDirections)
     }
 }
 
+TYPED_TEST(Prisms, OfEqualAreasTheLeastVolume)
+{
+    // A bar 3.5 long in Y; its section is a rectangle of 4 by 3 without a corner of 2 by 1.5. Along
+    // Y the section is seen, 10.5, along X a rectangle of 3.5 by 3, which is as much; but the bar
+    // is 3.5 high there and 4 here.
+    using T = TypeParam;
+    std::vector<Vec3d> bar;
+    for (const double y : {0.0, 3.5}) {
+        bar.insert(bar.end(), {{0, y, 0}, {4, y, 0}, {4, y, 1.5}, {2, y, 3}, {0, y, 3}});
+    }
+    const Hull hull = HullOf(bar);
+    const auto report =
+        MinimalHullPrism(this->Cast(hull.points), hull.triangles, VecBase<3, T>{}, false, false);
+    EXPECT_EQ(report.area, T(10.5));
+    EXPECT_EQ(report.volume, T(36.75));
+}
+
 TYPED_TEST(Prisms, OfATetrahedronIsTheFaceOrTheSquare)
 {
     using T = TypeParam;
@@ -1043,6 +1095,30 @@ TYPED_TEST(Prisms, HugeTinyAndFarAwayKeepTheirShape)
     }
     EXPECT_EQ(area(moved, {}), unscaled);
     EXPECT_EQ(area(moved, far), unscaled);
+    // The origin says where low and high are counted from, and nothing about the shape.
+    const auto prism = [&](const std::vector<Vec3d>& points, const Vec3d& origin) {
+        return MinimalHullPrism(this->Cast(points), hull.triangles, Point(origin), true, true);
+    };
+    const auto near = prism(coarse, {});
+    for (const Vec3d& origin : {Vec3d{}, far, far * -4}) {
+        EXPECT_EQ(prism(moved, origin).volume, near.volume);
+        EXPECT_EQ(prism(moved, origin).high, near.high);
+    }
+}
+
+TYPED_TEST(Prisms, OfHugePartsAreFoundEvenIfTheirVolumeIsNoNumber)
+{
+    using T = TypeParam;
+    const double scale = std::is_same_v<T, float> ? 0x1p50 : 0x1p400;
+    std::vector<Vec3d> slab;
+    for (const Vec3d& p : CubeCorners()) {
+        slab.push_back(Vec3d{p.x() * 2, p.y() * 3, p.z() * 16} * scale);
+    }
+    const auto report = MinimalHullPrism(this->Cast(slab), CubeTriangles(false), VecBase<3, T>{},
+                                         true, /*byVolume=*/true);
+    EXPECT_EQ(report.area, T(6 * scale * scale));
+    EXPECT_EQ(report.volume, std::numeric_limits<T>::infinity());
+    EXPECT_EQ(report.high, T(16 * scale));
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "tests/bounding/BoundingForms.h"
 #include "tests/bounding/PlainBall.h"
 #include "tests/support/PointSets.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -69,7 +70,7 @@ TYPED_TEST(PlainBallOf, SetsOfManyKindsSizesAndScales)
     for (const T scale : {T(1e-5), T(1e-3), T(1), T(1000)}) {
         for (const Support::PointSet set : Support::kPointSets) {
             for (const int count : {3, 5, 10, 11, 40, 256, 257, 400, 2000}) {
-                for (int trial = 0; trial < 4; ++trial) {
+                for (int trial = 0; trial < Support::Rounds(4, 1); ++trial) {
                     SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(count) + " of size " +
                                  std::to_string(scale));
                     auto points = Support::MakePoints<D, T>(set, count, random);
@@ -128,7 +129,7 @@ TYPED_TEST(PlainBallOf, ManyCoincidentPointsTakeNoLongSolve)
     using T = typename TypeParam::T;
     VecBase<D, T> a;
     a[0] = T(0.05);
-    std::vector<VecBase<D, T>> points(1'000'000, a);
+    std::vector<VecBase<D, T>> points(Support::Rounds(1'000'000U), a);
     const BoundingBall<D, T> aboutOrigin{{}, T(0.05)};
     EXPECT_EQ(Support::BallOf(points, true), aboutOrigin);
     EXPECT_EQ(Support::BallOf(points, false), D == 2 ? (BoundingBall<D, T>{a, T(0)}) : aboutOrigin);

@@ -6,6 +6,7 @@
 #include "tests/bounding/BallOracle.h"
 #include "tests/bounding/BoundingForms.h"
 #include "tests/support/PointSets.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -134,7 +135,7 @@ TYPED_TEST(SmallestBallOf, HoldsAllPointsAndIsSmallestOnThousandsOfSets)
     using T = typename TypeParam::T;
     Support::Random random(11);
     for (const Support::PointSet set : Support::kPointSets) {
-        for (int trial = 0; trial < 250; ++trial) {
+        for (int trial = 0; trial < Support::Rounds(250); ++trial) {
             SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(trial));
             const int count = 3 + random.Below(trial % 5 == 0 ? 60 : 9);
             const auto points = Support::MakePoints<D, T>(set, count, random);
@@ -156,7 +157,7 @@ TYPED_TEST(SmallestBallOf, ScalesAndOffsets)
     using T = typename TypeParam::T;
     Support::Random random(12);
     for (const T scale : {T(1e-3), T(1), T(28848.4), T(1e6)}) {
-        for (int trial = 0; trial < 300; ++trial) {
+        for (int trial = 0; trial < Support::Rounds(300); ++trial) {
             SCOPED_TRACE(trial);
             // Of a lattice many points are on one sphere, by rounding just inside or outside.
             const Support::PointSet sets[] = {Support::PointSet::Cube, Support::PointSet::Sphere,
@@ -182,7 +183,7 @@ TYPED_TEST(SmallestBallOf, AHeapWithinTheToleranceAndAFarPoint)
     using T = typename TypeParam::T;
     Support::Random random(21);
     const double tolerance = static_cast<double>(kLengthFloor<T>);
-    for (int trial = 0; trial < 3000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(3000); ++trial) {
         SCOPED_TRACE(trial);
         const int count = 3 + random.Below(trial % 4 == 0 ? 40 : 7);
         const double size = tolerance * std::pow(10.0, -random.Between(-0.5, 25));
@@ -251,7 +252,7 @@ TYPED_TEST(SmallestBallOf, ByExchangeIsSmallestOnAllSets)
     constexpr int D = TypeParam::D;
     Support::Random random(23);
     for (const Support::PointSet set : Support::kPointSets) {
-        for (int trial = 0; trial < 40; ++trial) {
+        for (int trial = 0; trial < Support::Rounds(40); ++trial) {
             SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(trial));
             const auto points = Support::MakePoints<D, double>(
                 set, 1 + random.Below(trial % 5 == 0 ? 300 : 12), random);
@@ -300,7 +301,7 @@ TYPED_TEST(SmallestBallOf, ManyPointsAsTheSolverHasThem)
     Support::Random random(15);
     for (const Support::PointSet set : Support::kPointSets) {
         for (const T offset : {T(0), T(100)}) {
-            for (const int count : {257, 1000, 2001, 20000}) {
+            for (const int count : {257, 1000, 2001, Support::FullOr(20000, 4000)}) {
                 SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(count));
                 auto points = Support::MakePoints<D, T>(set, count, random);
                 for (auto& p : points) {

@@ -5,6 +5,7 @@
 
 #include "tests/examples/ProgramRun.h"
 #include "tests/support/FileSupport.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -43,9 +44,12 @@ const std::vector<PartProgram>& PartPrograms()
         {"part_section", {"37%", "section.svg"}, 1, {0, 1, 3}},
         {"part_picture", {"picture.svg"}, 1, {0, 2}},
         {"drill_holes", {"picture.svg"}, 1, {0}},
+        {"decimate", {"decimated.stl", "--keep", "30", "--svg", "picture.svg"}, 1, {0, 3}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
+        {"aspect_ratio", {"better.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
         {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
         {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
+        {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
     };
     return programs;
 }
@@ -69,7 +73,8 @@ protected:
             EXPECT_EQ(run.code, program.refusal) << run.output << run.errors;
             EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
             for (const char* product :
-                 {"out", "report.svg", "section.svg", "picture.svg", "remeshed.stl"}) {
+                 {"out", "report.svg", "section.svg", "picture.svg", "stock.svg", "remeshed.stl",
+                  "decimated.stl", "finer.stl", "better.stl", "laid.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
@@ -226,9 +231,15 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"part_section", {bracket, "50%", noFolder}, 1, noFolder + ": can't be written"},
         {"part_picture", {bracket, "/dev/full"}, 1, "/dev/full: can't be written"},
         {"part_picture", {bracket, noFolder}, 1, noFolder + ": can't be written"},
+        {"decimate",
+         {bracket, "/dev/full", "--keep", "50"},
+         1,
+         "/dev/full: can't be written (No space"},
         {"remesh", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
         {"remesh", {bracket, noFolder}, 1, noFolder + ": its folder is not there"},
         {"remesh", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
+        {"subdivide", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
+        {"subdivide", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
         {"mesh_report", {bracket, "--svg", "/dev/full"}, 2, "/dev/full: can't be written"},
         {"mesh_report",
          {damaged, "--stl", "/dev/full"},
@@ -325,6 +336,15 @@ TEST_F(ExamplePrograms, TheBracketIsMadeAsItIsKept)
 // --- every file of the shared inputs
 // --------------------------------------------------------------
 
+/// The programs, with what they are compiled of, take minutes under a sanitizer: there they are run
+/// on the parts of at most so many bytes, and in a folder of nothing but larger ones on the
+/// smallest.
+constexpr std::uintmax_t kMostBytes =
+    Support::FullOr(std::numeric_limits<std::uintmax_t>::max(), std::uintmax_t{300'000});
+
+/// Parts of more bytes are given to one program each, in turn.
+constexpr std::uintmax_t kMostBytesForAll = 1'000'000;
+
 class ExampleProgramsOnShared : public testing::TestWithParam<const char*> {};
 
 TEST_P(ExampleProgramsOnShared, EndWithAPromisedCodeAndSayWhy)
@@ -339,15 +359,26 @@ TEST_P(ExampleProgramsOnShared, EndWithAPromisedCodeAndSayWhy)
             paths.insert(entry.path());
         }
     }
+    const auto isMeshFile = [](const fs::path& path) {
+        return path.extension() == ".stl" || path.extension() == ".STL";
+    };
+    std::uintmax_t least = std::numeric_limits<std::uintmax_t>::max();
+    for (const fs::path& path : paths) {
+        least = isMeshFile(path) ? std::min(least, fs::file_size(path)) : least;
+    }
     std::set<std::string> seen;
     for (const fs::path& path : paths) {
         ++count;
         const std::string extension = path.extension().string();
-        const bool isMesh = extension == ".stl" || extension == ".STL";
+        const bool isMesh = isMeshFile(path);
+        if (isMesh && fs::file_size(path) > std::max(kMostBytes, least)) {
+            continue;
+        }
         // All programs read by `ReadMesh`. To start one takes longer than to refuse a file, above
         // all under a sanitizer: every file that is no mesh is refused here and by one of the
-        // programs, each in its turn, and the first of each extension by all of them.
-        const bool isFirst = seen.insert(extension).second;
+        // programs, each in its turn, and without a sanitizer the first of each extension by all of
+        // them.
+        const bool isFirst = !Support::kSanitized && seen.insert(extension).second;
         if (!isMesh) {
             Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double> mesh;
             const auto result = Velk::Math::Sorvane::MeshUtils::ReadMesh(mesh, path);
@@ -355,8 +386,9 @@ TEST_P(ExampleProgramsOnShared, EndWithAPromisedCodeAndSayWhy)
             EXPECT_TRUE(mesh.points.empty() && mesh.indices.empty()) << path;
         }
         const std::size_t programCount = PartPrograms().size() + 1; // with chain_picture
+        const bool isForAll = isMesh ? fs::file_size(path) <= kMostBytesForAll : isFirst;
         const auto hasTurn = [&](std::size_t number) {
-            return isMesh || isFirst || count % programCount == number;
+            return isForAll || count % programCount == number;
         };
         for (std::size_t number = 0; number < PartPrograms().size(); ++number) {
             if (!hasTurn(number)) {

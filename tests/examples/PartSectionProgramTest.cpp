@@ -11,6 +11,7 @@
 
 #include "tests/examples/ProgramRun.h"
 #include "tests/support/FileSupport.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -172,7 +173,7 @@ TEST(PartSection, EveryPlaneOfCornersOfAPart)
     int sections = 0;
     for (auto h = heights.begin(); std::next(h) != heights.end(); std::advance(h, 1)) {
         // Planes that have no corners within the weld length but above it.
-        if (*std::next(h) - *h < 1e-3 || ++sections % 8 != 1) {
+        if (*std::next(h) - *h < 1e-3 || ++sections % Support::FullOr(8, 32) != 1) {
             continue;
         }
         const ProgramRun run =

@@ -7,6 +7,8 @@
 #include "tests/support/ThreadLimit.h"
 #include "tests/support/TurnedBodies.h"
 
+#include <Velk/Math/Vector_E.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -191,6 +193,34 @@ TEST(ClusterFacets, NonFiniteCornersDoNotDisturbTheOthers)
         EXPECT_NEAR(clusters[i].area, 1, 1e-15);
     }
     EXPECT_TRUE(std::isnan(clusters[6].area));
+}
+
+TEST(ClusterFacets, EqualAreasKeepTheOrderOfTheirDirections)
+{
+    const Soup cube = SoupOf(Support::Cube());
+    std::vector<Vec3d> directions;
+    for (const auto& [a, b, c] : cube) {
+        directions.push_back((b - a) ^ (c - a));
+    }
+    Vector::FilterForUniquenessAndIndex(directions, 1e-6);
+    const auto clusters = ClusterFacets(cube, 1e-6, 1);
+    ASSERT_EQ(clusters.size(), 6U);
+    for (std::size_t i = 0; i < clusters.size(); ++i) {
+        EXPECT_EQ(clusters[i].area, clusters[0].area);
+        EXPECT_EQ(clusters[i].normal, directions[i]);
+    }
+}
+
+TEST(ClusterFacets, NormalIsWeightedByArea)
+{
+    // Along the edge of y = 0 a triangle of area 1 lies flat, and one of area 10 leans by 0.05.
+    const double lean = 0.05;
+    const Soup soup{{{{0, 0, 0}, {2, 0, 0}, {1, 1, 0}}},
+                    {{{2, 0, 0}, {0, 0, 0}, {1, -10 * std::cos(lean), 10 * std::sin(lean)}}}};
+    const auto clusters = ClusterFacets(soup, 0.1, 1);
+    ASSERT_EQ(clusters.size(), 1U);
+    const Vec3d sum(0, 10 * std::sin(lean), 1 + 10 * std::cos(lean));
+    EXPECT_NEAR(Length(clusters[0].normal - sum / Length(sum)), 0, 1e-14);
 }
 
 TEST(ClusterFacets, NothingForNothing)

@@ -2,6 +2,7 @@
 
 #include <Sorvane/MeshFeatures_E.h>
 
+#include "tests/support/DrilledSolid.h"
 #include "tests/support/MeshGenerators.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
@@ -11,6 +12,9 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <map>
+#include <set>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -190,6 +194,44 @@ TEST(DetectArcs, ACircleInThreeChainsBecomesOneArc)
     EXPECT_EQ(all[2].length, arcs[0].length);
 }
 
+TEST(DetectArcs, WholeCirclesInOnePlaceStayTwo)
+{
+    // Two thin disks, one on the other: together they are longer than the whole.
+    IndexedMesh disks;
+    for (const double z : {0.0, 0.02}) {
+        IndexedMesh disk;
+        for (int k = 0; k < 12; ++k) {
+            const double angle = kTwoPi<double> * k / 12;
+            disk.points.push_back({std::cos(angle), std::sin(angle), z});
+            if (k > 1) {
+                disk.indices.insert(disk.indices.end(), {0, k - 1, k});
+            }
+        }
+        disks = Support::Together(disks, disk);
+    }
+    disks.points.push_back({5, 0, 0}); // makes the box large, as points of no triangle do
+    const auto arcs = DetectArcs(disks, kCrease, kFit, 0.5);
+    ASSERT_EQ(arcs.size(), 2U);
+    EXPECT_NEAR(arcs[0].length, kTwoPi<double> * 11 / 12, 1e-9);
+    EXPECT_NEAR(arcs[1].length, kTwoPi<double> * 11 / 12, 1e-9);
+}
+
+TEST(DetectArcs, CirclesAreOneWithinATwentiethOfTheRadius)
+{
+    // Arcs of 150 degrees of two bodies, the second moved sideways.
+    const double half = 75 * kRadiansPerDegree;
+    const SkirtedDisk disk = MakeSkirtedDisk(OnceRound(180, 90), [half](double angle) {
+        return kCrease + 0.5 * (std::cos(angle) - std::cos(half));
+    });
+    for (const auto& [apart, isOne] : {std::pair{0.049, true}, {0.051, false}}) {
+        const IndexedMesh both = Support::Together(
+            disk.mesh, Support::Mapped(disk.mesh, [apart = apart](const Vec3d& p) {
+                return p + Vec3d(0, apart, 0);
+            }));
+        EXPECT_EQ(DetectArcs(both, kCrease, kFit, 0.6).size(), isOne ? 1U : 0U) << apart;
+    }
+}
+
 TEST(DetectArcs, LengthComesFromEndsAndMiddle)
 {
     // Sharp over so many degrees, and what is reported: between 180 and 240 the middle is nearer to
@@ -283,6 +325,335 @@ TEST(DetectArcs, RimsOfBodiesThatTouchInAPointStayApart)
         ASSERT_EQ(both.points.size(), ring.points.size() + peg.points.size() - 1);
         const auto arcs = DetectArcs(both, 0.4, kFit, 0.8);
         EXPECT_EQ(arcs.size(), 6U);
+    }
+}
+
+// --- against the text itself, with no kernel in common -------------------------------------------
+
+/// Arcs straight from what the header says of them, on plain containers: the edges from angles of
+/// normals of its own, the chains on a map, the circle by its normal equations.
+class LiteralArcs {
+public:
+    explicit LiteralArcs(const IndexedMesh& mesh) : mesh_(mesh)
+    {
+        for (std::size_t i = 0; i + 2 < mesh.indices.size(); i += 3) {
+            for (std::size_t k = 0; k < 3; ++k) {
+                ends_.push_back({mesh.indices[i + k], mesh.indices[i + (k + 1) % 3]});
+            }
+        }
+    }
+
+    /// Does a point belong to more than one fan? Such points have rules that this does not follow.
+    bool HasSeveralFans() const
+    {
+        std::map<int, std::map<int, int>>
+            after; // of each point: of each triangle's second the third
+        for (std::size_t i = 0; i < mesh_.indices.size(); ++i) {
+            const std::size_t first = i / 3 * 3;
+            if (!after[mesh_.indices[i]]
+                     .insert(
+                         {mesh_.indices[first + (i + 1) % 3], mesh_.indices[first + (i + 2) % 3]})
+                     .second) {
+                return true; // an edge run twice
+            }
+        }
+        for (const auto& [point, next] : after) {
+            std::set<int> starts;
+            for (const auto& [second, third] : next) {
+                starts.insert(second);
+            }
+            for (const auto& [second, third] : next) {
+                starts.erase(third);
+            }
+            // From the only start, or from anywhere in a ring, every triangle must be reached.
+            if (starts.size() > 1) {
+                return true;
+            }
+            int at = starts.empty() ? next.begin()->first : *starts.begin();
+            std::size_t reached = 0;
+            while (reached <= next.size() && next.count(at) != 0) {
+                at = next.at(at);
+                ++reached;
+                if (starts.empty() && at == next.begin()->first) {
+                    break;
+                }
+            }
+            if (reached != next.size()) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /// Edges that are sharp by at least `angle`, and the boundary, twice.
+    std::vector<std::pair<int, int>> Edges(double angle) const
+    {
+        std::map<std::pair<int, int>, std::size_t> placeOf;
+        for (std::size_t i = 0; i < ends_.size(); ++i) {
+            placeOf[ends_[i]] = i;
+        }
+        std::vector<std::pair<int, int>> edges;
+        std::vector<std::pair<int, int>> boundary;
+        for (std::size_t i = 0; i < ends_.size(); ++i) {
+            const auto twin = placeOf.find({ends_[i].second, ends_[i].first});
+            if (twin == placeOf.end()) {
+                edges.push_back(ends_[i]);
+                boundary.push_back(ends_[i]);
+            } else {
+                const Vec3d n = NormalAt(i / 3);
+                const Vec3d m = NormalAt(twin->second / 3);
+                // The half angle from chord and sum is exact at both ends of its range.
+                const double turn = 2 * std::atan2(Length(n - m), Length(n + m));
+                if (turn >= angle) {
+                    edges.push_back(ends_[i]);
+                }
+            }
+        }
+        std::sort(boundary.begin(), boundary.end());
+        edges.insert(edges.end(), boundary.begin(), boundary.end());
+        return edges;
+    }
+
+    static std::vector<std::vector<int>> Chains(const std::vector<std::pair<int, int>>& edges)
+    {
+        std::vector<int> keys;
+        std::map<int, std::vector<int>> neighbors;
+        for (const auto& [a, b] : edges) {
+            for (const auto& [from, to] : {std::pair{a, b}, {b, a}}) {
+                if (neighbors.count(from) == 0) {
+                    keys.push_back(from);
+                }
+                neighbors[from].push_back(to);
+            }
+        }
+        std::set<int> visited;
+        std::vector<std::vector<int>> chains;
+        for (const int key : keys) {
+            if (!visited.insert(key).second) {
+                continue;
+            }
+            std::vector<int> chain{key};
+            int current = neighbors[key].front();
+            while (current >= 0 && visited.insert(current).second) {
+                chain.push_back(current);
+                int next = -1;
+                for (const int neighbor : neighbors[current]) {
+                    if (next < 0 && visited.count(neighbor) == 0) {
+                        next = neighbor;
+                    }
+                }
+                current = next;
+            }
+            if (chain.size() > 3) {
+                chains.push_back(chain);
+            }
+        }
+        return chains;
+    }
+
+    struct Circle {
+        Vec3d center;
+        Vec3d normal;
+        double radius = 0;
+        double length = 0;
+        double error = 0;
+        bool isSettled = false; // the iteration has come to the least one
+    };
+
+    /// The circle of the least variance of |p - c|^2 over its mean (G. Taubin, 1991) in the plane
+    /// of the chain's summed areas.
+    Circle Fitted(const std::vector<int>& chain) const
+    {
+        std::vector<Vec3d> points;
+        Vec3d middle;
+        for (const int i : chain) {
+            points.push_back(mesh_.points[static_cast<std::size_t>(i)]);
+            middle += points.back();
+        }
+        middle = middle / static_cast<double>(points.size());
+        Vec3d area;
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            area += (points[i] - middle) ^ (points[(i + 1) % points.size()] - middle);
+        }
+        Circle circle;
+        circle.normal = Normalized(area, 0.0);
+        const Vec3d& n = circle.normal;
+        const Vec3d u =
+            Normalized(n ^ (std::fabs(n.x()) < 0.6 ? Vec3d(1, 0, 0) : Vec3d(0, 1, 0)), 0.0);
+        const Vec3d v = n ^ u;
+        double xx = 0, xy = 0, yy = 0, xz = 0, yz = 0, z = 0;
+        for (const Vec3d& p : points) {
+            const double x = (p - middle) * u;
+            const double y = (p - middle) * v;
+            const double square = x * x + y * y;
+            xx += x * x;
+            xy += x * y;
+            yy += y * y;
+            xz += x * square;
+            yz += y * square;
+            z += square;
+        }
+        // Where the gradient is zero the center solves (4 M - g) c = 2 m with g the minimum itself.
+        const double n4 = 4 / static_cast<double>(points.size());
+        double cx = 0, cy = 0, g = 0;
+        for (int step = 0; step < 300; ++step) {
+            const double a = n4 * xx - g, b = n4 * xy, c = n4 * yy - g;
+            const double det = a * c - b * b;
+            const double beforeX = cx;
+            const double beforeY = cy;
+            cx = n4 / 2 * (xz * c - yz * b) / det;
+            cy = n4 / 2 * (yz * a - xz * b) / det;
+            circle.isSettled =
+                a > 0 && det > 0 &&
+                std::hypot(cx - beforeX, cy - beforeY) <= 1e-9 * (1 + std::hypot(cx, cy));
+            double mean = 0;
+            double squares = 0;
+            for (const Vec3d& p : points) {
+                const double x = (p - middle) * u - cx;
+                const double y = (p - middle) * v - cy;
+                mean += (x * x + y * y) / static_cast<double>(points.size());
+                squares += (x * x + y * y) * (x * x + y * y) / static_cast<double>(points.size());
+            }
+            g = (squares - mean * mean) / mean;
+        }
+        circle.center = middle + cx * u + cy * v;
+        circle.radius = std::sqrt(z / static_cast<double>(points.size()) + cx * cx + cy * cy);
+        const auto flat = [&](const Vec3d& p) {
+            const Vec3d offset = p - circle.center;
+            return offset - (offset * n) * n;
+        };
+        for (const Vec3d& p : points) {
+            circle.error = std::max(circle.error, std::fabs(Length(flat(p)) - circle.radius));
+        }
+        const auto angleTo = [&](const Vec3d& p) {
+            const Vec3d a = Normalized(flat(points.front()), 0.0);
+            const Vec3d b = Normalized(flat(p), 0.0);
+            return 2 * std::atan2(Length(a - b), Length(a + b));
+        };
+        const double toLast = angleTo(points.back());
+        const double toMiddle = angleTo(points[points.size() / 2]);
+        circle.length = circle.radius * (toMiddle > toLast ? 2 * kPi<double> - toLast : toLast);
+        return circle;
+    }
+
+    /// Half the largest extent of the box of all points.
+    double LargestRadius() const
+    {
+        double largest = 0;
+        for (int k = 0; k < 3; ++k) {
+            double low = mesh_.points.front()[k];
+            double high = low;
+            for (const Vec3d& p : mesh_.points) {
+                low = std::min(low, p[k]);
+                high = std::max(high, p[k]);
+            }
+            largest = std::max(largest, (high - low) / 2);
+        }
+        return largest;
+    }
+
+private:
+    Vec3d NormalAt(std::size_t triangle) const
+    {
+        const auto at = [&](std::size_t k) {
+            return mesh_.points[static_cast<std::size_t>(mesh_.indices[3 * triangle + k])];
+        };
+        return Normalized((at(1) - at(0)) ^ (at(2) - at(0)), 0.0);
+    }
+
+    IndexedMesh mesh_;
+    std::vector<std::pair<int, int>> ends_;
+};
+
+/// Compares the arcs before any is added up (which is where the order comes in) with the model's as
+/// a set; arcs at the edge of the tolerance or of the largest radius may be in one and not in the
+/// other. Returns how many were compared. Only where no two arcs share a circle.
+std::size_t ExpectLiteralArcs(const IndexedMesh& mesh, double crease, double tolerance)
+{
+    const LiteralArcs literal(mesh);
+    if (literal.HasSeveralFans()) {
+        return 0;
+    }
+    std::vector<LiteralArcs::Circle> sure;
+    std::vector<LiteralArcs::Circle> unsure;
+    std::size_t unsettled = 0;
+    const double largest = literal.LargestRadius();
+    for (const auto& chain : LiteralArcs::Chains(literal.Edges(crease))) {
+        const auto circle = literal.Fitted(chain);
+        if (!circle.isSettled) { // mostly a straight chain
+            ++unsettled;
+            continue;
+        }
+        if (circle.error <= 0.99 * tolerance && circle.radius <= (1 - 1e-9) * largest) {
+            sure.push_back(circle);
+        } else if (circle.error <= 1.01 * tolerance && circle.radius <= (1 + 1e-9) * largest) {
+            unsure.push_back(circle);
+        }
+    }
+    // Lengths move from an arc to the next of its circle: what is compared are sums by circle.
+    const auto isAt = [&](const auto& a, const auto& b) {
+        return Length(a.center - b.center) <= 1e-6 * (1 + b.radius) &&
+               std::fabs(a.radius - b.radius) <= 1e-6 * (1 + b.radius);
+    };
+    auto found = DetectArcs(mesh, crease, tolerance, 0);
+    double total = 0;
+    for (const MeshArc& arc : found) {
+        total += arc.length;
+    }
+    double expectedTotal = 0;
+    for (const auto& circle : sure) {
+        expectedTotal += circle.length;
+        const auto same = std::find_if(found.begin(), found.end(),
+                                       [&](const MeshArc& arc) { return isAt(arc, circle); });
+        if (same == found.end()) {
+            ADD_FAILURE() << "no arc of radius " << circle.radius;
+            continue;
+        }
+        EXPECT_NEAR(std::fabs(same->normal * circle.normal), 1, 1e-6);
+        found.erase(same);
+    }
+    std::erase_if(found, [&](const MeshArc& arc) {
+        return std::any_of(unsure.begin(), unsure.end(),
+                           [&](const auto& circle) { return isAt(arc, circle); });
+    });
+    EXPECT_LE(found.size(), unsettled);
+    if (unsure.empty() && found.empty()) {
+        EXPECT_NEAR(total, expectedTotal, 1e-6 * (1 + expectedTotal));
+    }
+    return sure.size();
+}
+
+TEST(DetectArcs, ArcsOfRandomGraphsAreThoseOfTheLiteralModel)
+{
+    // Sheets with random heights and holes where triangles are missing, every edge sharp or few:
+    // graphs with junctions, cycles and ends, and chains of any four points or more that a loose
+    // tolerance takes for circles.
+    Support::Random random(301);
+    std::size_t compared = 0;
+    for (int round = 0; round < 1500; ++round) {
+        const int size = 3 + random.Below(6);
+        const double rough = random.Between(0, 0.6);
+        const IndexedMesh sheet = Support::GridMesh<double>(size, size, [&](int x, int y) {
+            return Vec3d(x + random.Between(-0.3, 0.3), y + random.Between(-0.3, 0.3),
+                         random.Between(-rough, rough));
+        });
+        std::set<int> dropped;
+        for (int i = random.Below(5); i > 0; --i) {
+            dropped.insert(random.Below(2 * size * size));
+        }
+        compared += ExpectLiteralArcs(Support::Shuffled(Support::Without(sheet, dropped), random),
+                                      random.Between(0.05, 1.2), random.Between(0.05, 0.5));
+    }
+    EXPECT_GT(compared, 60U);
+}
+
+TEST(DetectArcs, ArcsOfPartsAreThoseOfTheLiteralModel)
+{
+    for (const char* part :
+         {"meshes_nist/nist_ctc_01_asme1_rd.stl", "meshes_nist/nist_ftc_09_asme1_rd.stl"}) {
+        const auto file = Support::SharedData(part);
+        SORVANE_NEED_DATA(file);
+        EXPECT_GT(ExpectLiteralArcs(Support::ReadPartMesh(file), 0.4, 0.02), 20U) << part;
     }
 }
 

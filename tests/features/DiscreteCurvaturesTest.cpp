@@ -58,6 +58,60 @@ TEST(DiscreteCurvatures, FlatRingsOfAnyShapeAndTiltAreFlat)
     }
 }
 
+TEST(DiscreteCurvatures, RingPointsInOnePlaceCountOnce)
+{
+    // A ring with one of its points, or all of them, named again, and again: the surface round the
+    // node is the same, so its curvatures are.
+    Support::Random random(6);
+    for (int round = 0; round < 40; ++round) {
+        const Vec3d node = random.Vector<3, double>(-5, 5);
+        std::vector<Vec3d> ring;
+        std::vector<Vec3d> doubled;
+        const int valence = 3 + random.Below(6);
+        for (int i = 0; i < valence; ++i) {
+            const double angle = kTwoPi<double> * (i + random.Between(0, 0.4)) / valence;
+            const double height = round < 20 ? 0 : random.Between(-0.5, 0.5);
+            ring.push_back(node + Vec3d(std::cos(angle), std::sin(angle), height));
+            doubled.insert(doubled.end(), static_cast<std::size_t>(1 + random.Below(3)),
+                           ring.back());
+        }
+        doubled.push_back(ring.back());
+        for (const auto& curvaturesOf :
+             {DiscreteCurvaturesAtNode, DiscreteCurvaturesAtBoundaryNode}) {
+            const DiscreteCurvatures once = curvaturesOf(node, ring, kTolerance);
+            const DiscreteCurvatures twice = curvaturesOf(node, doubled, kTolerance);
+            EXPECT_NEAR(once.maxCurvature, twice.maxCurvature, 1e-12) << round;
+            EXPECT_NEAR(once.minCurvature, twice.minCurvature, 1e-12) << round;
+            EXPECT_NEAR(once.area, twice.area, 1e-14) << round;
+            EXPECT_NEAR(Length(once.normal - twice.normal), 0, 1e-14) << round;
+            EXPECT_NEAR(Length(once.meanCurvatureNormal - twice.meanCurvatureNormal), 0, 1e-12);
+        }
+        if (round < 20) {
+            EXPECT_NEAR(DiscreteCurvaturesAtNode(node, doubled, kTolerance).maxCurvature, 0, 1e-6);
+        }
+    }
+}
+
+TEST(DiscreteCurvatures, AFlatMeshWithPointsInOnePlaceIsFlat)
+{
+    // One point of a sheet moved onto its neighbor: the two triangles on the edge between them have
+    // no area any more, and all others still cover the sheet once.
+    const auto isMoved = [](int x, int y) { return x == 4 && y == 3; };
+    const Support::IndexedMesh sheet = Support::GridMesh<double>(
+        7, 6, [&](int x, int y) { return Vec3d(isMoved(x, y) ? 3 : x, y, 0); });
+    const auto curvatures = DiscreteCurvaturesAtNodes(sheet, kTolerance);
+    for (int y = 1; y < 6; ++y) {
+        for (int x = 1; x < 7; ++x) {
+            if (y == 3 && (x == 3 || x == 4)) {
+                continue; // of the two the neighbors in one direction are the other's
+            }
+            const DiscreteCurvatures& c = curvatures[static_cast<std::size_t>(8 * y + x)];
+            EXPECT_NEAR(c.maxCurvature, 0, 1e-7) << x << ' ' << y;
+            EXPECT_NEAR(c.minCurvature, 0, 1e-7) << x << ' ' << y;
+        }
+    }
+}
+
 TEST(DiscreteCurvatures, TopOfAnOctahedron)
 {
     // Four equilateral triangles of edge sqrt 2: a third of each area is the node's, the missing
@@ -125,6 +179,24 @@ TEST(DiscreteCurvatures, ShortAndDegenerateRings)
     EXPECT_NEAR(twice.area, 0.5, 1e-15);
     EXPECT_EQ(twice.normal, Vec3d{});
     EXPECT_EQ(twice.meanCurvatureNormal, Vec3d{});
+}
+
+TEST(DiscreteCurvatures, NormalIsWeightedByTheSharesOfTheArea)
+{
+    // Right angles at the node: half of the areas 1 and 3 is its own.
+    const DiscreteCurvatures corner =
+        DiscreteCurvaturesAtBoundaryNode(Vec3d{}, {{1, 0, 0}, {0, 2, 0}, {0, 0, 3}}, kTolerance);
+    EXPECT_NEAR(corner.area, 2, 1e-14);
+    EXPECT_NEAR(Length(corner.normal - Vec3d(3, 0, 1) / std::sqrt(10.0)), 0, 1e-14);
+}
+
+TEST(DiscreteCurvatures, TinyTrianglesAreSharedAsLargeOnesAre)
+{
+    // The top of an octahedron of edge 1e-7: a third of each area is the node's, as of a large one.
+    const double tiny = 1e-7;
+    const std::vector<Vec3d> ring{{tiny, 0, 0}, {0, tiny, 0}, {-tiny, 0, 0}, {0, -tiny, 0}};
+    const DiscreteCurvatures top = DiscreteCurvaturesAtNode(Vec3d(0, 0, tiny), ring, 1e-30);
+    EXPECT_NEAR(top.area / (tiny * tiny), 2 / std::sqrt(3.0), 1e-9);
 }
 
 TEST(DiscreteCurvatures, FlatBoundaryNodeHasAMeanCurvature)

@@ -175,6 +175,82 @@ TEST(DrillHoleStacks, BoredFromBothSidesAndUndercut)
     ExpectSteps(grooved[0], {{6, 6, 0, 10}, {8, 8, 10, 15}, {6, 6, 15, 30}});
 }
 
+/// A groove, or a land where `groove` is the smaller one, in a bore through a tube; radii and
+/// width.
+struct Groove {
+    double bore;
+    double groove;
+    double width;
+};
+void PrintTo(const Groove& g, std::ostream* os)
+{
+    *os << g.bore << " / " << g.groove << " x " << g.width;
+}
+class NarrowGroove : public testing::TestWithParam<Groove> {};
+
+TEST_P(NarrowGroove, IsASectionOfTheOneHole)
+{
+    const auto& [bore, groove, width] = GetParam();
+    const double length = 3 * bore;
+    const double upper = 2 * bore;
+    const double lower = upper - width;
+    const double out = 2 * std::max(bore, groove);
+    for (const int sides : {17, 24, 48}) {
+        const IndexedMesh tube = TurnedBody({{bore, 0},
+                                             {out, 0},
+                                             {out, length},
+                                             {bore, length},
+                                             {bore, upper},
+                                             {groove, upper},
+                                             {groove, lower},
+                                             {bore, lower}},
+                                            sides);
+        // Along z, and leaning far from the origin.
+        const Vec3d axis = Normalized(Vec3d(1, 2, 3), 0.0);
+        const Vec3d across = Normalized(Vec3d(2, -1, 0), 0.0);
+        const Vec3d third = axis ^ across;
+        const IndexedMesh leaning = Support::Mapped(tube, [&](const Vec3d& p) {
+            return Vec3d(1e4, -2e4, 1e4) + p.x() * across + p.y() * third + p.z() * axis;
+        });
+        for (const IndexedMesh& mesh : {tube, leaning}) {
+            const auto stacks = DrillHoleStacks(mesh, 0.4, 0.02, 0.8, 0.02);
+            ASSERT_EQ(stacks.size(), 1U) << sides;
+            ExpectSteps(stacks[0], {{2 * bore, 2 * bore, 0, length - upper},
+                                    {2 * groove, 2 * groove, length - upper, length - lower},
+                                    {2 * bore, 2 * bore, length - lower, length}});
+            EXPECT_EQ(stacks[0].end, HoleEnd::Through);
+        }
+    }
+}
+
+// Grooves for retaining rings by their standard, and lands and grooves of no standard: so narrow
+// and so shallow that all of them is nearer to the bore than a facet of it may be.
+INSTANTIATE_TEST_SUITE_P(Sizes, NarrowGroove,
+                         testing::Values(Groove{10, 10.5, 1.1}, Groove{10, 10.5, 1},
+                                         Groove{4, 4.2, 0.9}, Groove{5, 5.2, 1.1},
+                                         Groove{25, 26.5, 2.15}, Groove{50, 51.75, 3.15},
+                                         Groove{25, 26.5, 1.6}, Groove{3, 4, 0.2},
+                                         Groove{50, 50.1, 3}, Groove{10, 9.8, 3},
+                                         Groove{10, 9.5, 0.6}));
+
+TEST(DrillHoleStacks, AWebOfNoThicknessToSpeakOfIsNoWall)
+{
+    // Two blind holes, floor to floor, with a thin web between them, and two tubes with a narrow
+    // gap between: the floors, and the faces at the gap, are near the rims and are not the wall.
+    const auto stacks = StacksOf(TurnedBody(
+        {{0, 20}, {3, 20}, {3, 0}, {10, 0}, {10, 40}, {3, 40}, {3, 20.3}, {0, 20.3}}, 24));
+    ASSERT_EQ(stacks.size(), 2U);
+    for (const DrillHoleStack& stack : stacks) {
+        ASSERT_EQ(stack.steps.size(), 1U);
+        EXPECT_EQ(stack.end, HoleEnd::Flat);
+    }
+    IndexedMesh tubes = Support::DrilledRing(3, 20, 24);
+    tubes = Support::Together(
+        tubes, Support::Mapped(tubes, [](const Vec3d& p) { return p + Vec3d(0, 0, 20.3); }));
+    ASSERT_EQ(StacksOf(tubes).size(), 2U);
+    EXPECT_EQ(StacksOf(tubes)[0].steps.size(), 1U);
+}
+
 TEST(DrillHoleStacks, ABossRoundTheMouthIsNoPartOfTheHole)
 {
     const auto stacks =
@@ -203,6 +279,25 @@ TEST(DrillHoleStacks, TwoPlatesInLineHaveAHoleEach)
     ExpectSteps(stacks[0], {{6, 6, 0, 4}});
     ExpectSteps(stacks[1], {{6, 6, 0, 4}});
     EXPECT_EQ(stacks[0].end, HoleEnd::Through);
+}
+
+TEST(DrillHoleStacks, ManyPlatesInLineHaveAHoleEach)
+{
+    // Between the first rim and the last one of three plates of 30 with gaps of 10 every fifth part
+    // of the way is within a plate: no gap shows there.
+    for (const int count : {3, 5, 12}) {
+        IndexedMesh plates;
+        for (int i = 0; i < count; ++i) {
+            plates = Support::Together(
+                plates, Support::Mapped(Support::DrilledRing(3, 30, 24),
+                                        [i](const Vec3d& p) { return p + Vec3d(0, 0, 40.0 * i); }));
+        }
+        const auto stacks = StacksOf(plates);
+        ASSERT_EQ(stacks.size(), static_cast<std::size_t>(count));
+        for (const DrillHoleStack& stack : stacks) {
+            ExpectSteps(stack, {{6, 6, 0, 30}});
+        }
+    }
 }
 
 TEST(DrillHoleStacks, AnyDirectionFarFromTheOriginAndAnyScale)

@@ -55,6 +55,14 @@ TEST(LongestStraightBoundary, WhereverTheBoundaryLineBegins)
     }
 }
 
+TEST(LongestStraightBoundary, OfEquallyLongOnesTheFirst)
+{
+    // The boundary is linked from the first triangle's edge on, along y = 0.
+    const auto ends = LongestStraightBoundary(SoupOf(Support::Grid(10, 10)), 1e-6);
+    EXPECT_EQ(ends[0], Vec3d(0, 0, 0));
+    EXPECT_EQ(ends[1], Vec3d(10, 0, 0));
+}
+
 TEST(LongestStraightBoundary, ClosedMeshHasNone)
 {
     EXPECT_EQ(LongestStraightBoundary(SoupOf(Support::Cube()), 1e-6), Ends{});
@@ -152,6 +160,41 @@ TEST(LongestStraightBoundary, ALongStraightLineIsNotQuadratic)
             50000, 1, [rough](int x, int y) { return Vec3d(x, y + rough * std::sin(1.7 * x), 0); });
         const auto ends = LongestStraightBoundary(SoupOf(strip), 1e-6);
         EXPECT_NEAR(Length(ends[1] - ends[0]), 50000, 1e-6);
+    }
+}
+
+TEST(LongestStraightBoundary, APointThatIsNotFiniteEndsNoStretch)
+{
+    const double inf = std::numeric_limits<double>::infinity();
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    // The plate's longest side is from x = 0 to 40 at y = 0; one of its points is spoiled.
+    for (const Vec3d& bad : {Vec3d(5, inf, 0), Vec3d(-inf, 0, 0), Vec3d(5, 0, nan)}) {
+        for (const double tolerance : {1e-6, 1e300, inf}) {
+            Support::IndexedMesh plate = Support::Mapped(Support::Grid(40, 8), [](const Vec3d& p) {
+                return Vec3d(p.x() * (1 - p.y() / 20), p.y(), 0);
+            });
+            plate.points[5] = bad;
+            const auto ends = Sorted(LongestStraightBoundary(SoupOf(plate), tolerance));
+            if (tolerance == 1e-6) {
+                EXPECT_EQ(ends[0], Vec3d(6, 0, 0));
+                EXPECT_EQ(ends[1], Vec3d(40, 0, 0));
+            } else {
+                // Whatever it is, it is between points of the plate, and not of length zero.
+                EXPECT_TRUE(std::isfinite(Length(ends[0]) + Length(ends[1])));
+                EXPECT_GT(Length(ends[1] - ends[0]), 1);
+            }
+        }
+    }
+}
+
+TEST(LongestStraightBoundary, AToleranceBeyondThePartGivesALongStretch)
+{
+    // All points are near every line, so the stretch from the first corner on ends at what is
+    // farthest from it: the corner across.
+    const double inf = std::numeric_limits<double>::infinity();
+    for (const double tolerance : {1.0, 1e10, 1e300, inf}) {
+        const auto ends = LongestStraightBoundary(SoupOf(Support::Grid(40, 15)), tolerance);
+        EXPECT_NEAR(Length(ends[1] - ends[0]), std::hypot(40, 15), 1e-12) << tolerance;
     }
 }
 

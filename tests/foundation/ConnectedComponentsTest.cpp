@@ -4,6 +4,7 @@
 #include <Sorvane/MeshQueries_E.h>
 
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
 
@@ -100,7 +101,7 @@ TYPED_TEST(ConnectedComponentsOf, TriangleWithARepeatedPointJoinsNoOthers)
 
 TYPED_TEST(ConnectedComponentsOf, RandomTriplesAgreeWithLabelsSpreadSlowly)
 {
-    for (std::uint64_t seed = 1; seed <= 60; ++seed) {
+    for (std::uint64_t seed = 1; seed <= Support::Rounds(60U); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Support::Random random(seed);
         const int points = 5 + random.Below(60);

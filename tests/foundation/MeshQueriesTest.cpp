@@ -3,6 +3,7 @@
 #include <Sorvane/MeshQueries_E.h>
 
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -615,7 +616,7 @@ TYPED_TEST(MeshQueriesOf, MatchNormalsAgreesWithTheLiteralWalkAlsoWhereNoOrienta
 {
     const int sizes[][2] = {{4, 3}, {20, 8}, {100, 12}, {600, 300}};
     for (const auto& [triangles, nodes] : sizes) {
-        for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        for (std::uint64_t seed = 1; seed <= Support::Rounds(20U); ++seed) {
             SCOPED_TRACE(testing::Message() << triangles << " on " << nodes << ", seed " << seed);
             auto indices = RandomTriples(seed, triangles, nodes);
             auto mesh = TypeParam::Of(indices);

@@ -6,6 +6,7 @@
 
 #include "tests/support/CheckTopology.h"
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
 
@@ -521,7 +522,7 @@ TEST_P(HalfEdgeProperty, RandomEditsKeepTheTopology)
         Triangles mesh;
         mesh.LoadIndexedPoints(GetParam().mesh);
         Policy policy;
-        policy.edits = 500;
+        policy.edits = Support::Rounds(500);
         policy.focus = mesh.PinchNodes();
         Editor(mesh, seed, policy).Run();
         if (HasFatalFailure()) {
@@ -538,7 +539,7 @@ TEST_P(HalfEdgeProperty, EditsAfterReversing)
     mesh.ReverseOrientation();
     EXPECT_EQ(CountTopology(mesh), before);
     Policy policy;
-    policy.edits = 400;
+    policy.edits = Support::Rounds(400);
     policy.focus = mesh.PinchNodes();
     Editor(mesh, 99, policy).Run();
 }
@@ -555,15 +556,15 @@ TEST(HalfEdgePropertyCoverage, EveryEditHappensOften)
     Policy policy;
     policy.isSmall = false;
     policy.checkEvery = 500;
-    policy.edits = 60'000;
+    policy.edits = Support::Rounds(60'000);
     Editor editor(mesh, 7, policy);
     editor.Run();
     for (const char* edit : {"flip", "split edge", "split face", "collapse"}) {
-        EXPECT_GT(editor.done[edit], 1000) << edit;
+        EXPECT_GT(editor.done[edit], Support::Rounds(1000, 1)) << edit;
     }
     for (const char* edit : {"split boundary edge", "remove star", "open face", "close hole",
                              "add triangle", "refused triangle"}) {
-        EXPECT_GT(editor.done[edit], 100) << edit;
+        EXPECT_GT(editor.done[edit], Support::Rounds(100, 1)) << edit;
     }
 }
 
@@ -574,13 +575,13 @@ TEST(HalfEdgePropertyCoverage, EditsHappenAtPinches)
     ASSERT_TRUE(mesh.LoadIndexedPoints(Joined(Support::Sphere(2), 0, Support::Torus(7, 5))));
     ASSERT_EQ(mesh.PinchNodes(), (std::vector<int>{0}));
     Policy policy;
-    policy.edits = 3000;
+    policy.edits = Support::Rounds(3000);
     policy.focus = {0};
     Editor editor(mesh, 5, policy);
     editor.Run();
     for (const char* edit :
          {"flip", "split edge", "collapse", "refused collapse", "refused collapse of a pinch"}) {
-        EXPECT_GT(editor.done[edit], 100) << edit;
+        EXPECT_GT(editor.done[edit], Support::Rounds(100, 1)) << edit;
     }
 }
 
@@ -590,7 +591,7 @@ TEST(HalfEdgePropertyCoverage, EditsHappenAtPinches)
 // points differ and no accepted one runs a directed edge of it.
 TEST(HalfEdgeDefective, RandomTriplesAreTakenOrDroppedByDirectedEdge)
 {
-    for (std::uint64_t seed = 1; seed <= 200; ++seed) {
+    for (std::uint64_t seed = 1; seed <= Support::Rounds(200U); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         Random random(seed);
         const int points = 4 + random.Below(12);
@@ -745,7 +746,7 @@ TEST_P(HalfEdgeParts, LoadsExportsAndTakesEdits)
     Policy policy;
     policy.isSmall = false;
     policy.checkEvery = 500;
-    policy.edits = 20'000;
+    policy.edits = Support::Rounds(20'000);
     Editor(mesh, 11, policy).Run();
 }
 
@@ -789,7 +790,7 @@ TEST_P(HalfEdgeWeldedParts, EditsAtPinchesKeepTheTopology)
     ASSERT_EQ(CheckTopology(mesh), "");
     Policy policy;
     policy.isSmall = false;
-    policy.edits = 250;
+    policy.edits = Support::Rounds(250);
     policy.focus = mesh.PinchNodes();
     ASSERT_FALSE(policy.focus.empty());
     Editor(mesh, 17, policy).Run();

@@ -2,6 +2,7 @@
 
 #include <Sorvane/NodePairMap_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <limits>
@@ -88,7 +89,7 @@ TEST(NodePairMap, AgreesWithAnOrderedMap)
             const auto entry = oracle.find({std::min(a, b), std::max(a, b)});
             return entry == oracle.end() ? NodePairMap::kNone : entry->second ^ (a < b ? 0 : 1);
         };
-        for (int step = 0; step < 60'000; ++step) {
+        for (int step = 0; step < Support::Rounds(24'000, 8'000); ++step) {
             const int a = random.Below(nodes);
             const int b = random.Below(nodes);
             if (a == b) {

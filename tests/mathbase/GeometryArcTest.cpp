@@ -3,6 +3,7 @@
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -263,7 +264,7 @@ TYPED_TEST(ArcOf, BoundsHoldTheArcAndTouchIt)
 {
     using T = TypeParam;
     Support::Random random(4);
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < Support::Rounds(500); ++i) {
         SCOPED_TRACE(i);
         const auto arc = RandomArc<T>(random, 10);
         const auto [low, high] = arc.Bounds();

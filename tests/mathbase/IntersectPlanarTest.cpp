@@ -3,6 +3,7 @@
 
 #include <Velk/Math/Intersect_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <boost/multiprecision/cpp_int.hpp>
@@ -318,7 +319,7 @@ TYPED_TEST(IntersectPlanar, SegmentsWithEndsOfMixedSizeMeetInAPointOfBoth)
     Support::Random random(1201);
     int met = 0;
     for (const double decades : {12.0, 36.0}) {
-        for (int trial = 0; trial < 10000; ++trial) {
+        for (int trial = 0; trial < Support::Rounds(10000); ++trial) {
             std::array<V, 4> p;
             for (V& q : p) {
                 const double size = std::pow(10.0, random.Between(-decades, decades));
@@ -327,7 +328,7 @@ TYPED_TEST(IntersectPlanar, SegmentsWithEndsOfMixedSizeMeetInAPointOfBoth)
             met += check(p, trial % 2 == 0 ? T{0} : T(1e-12));
         }
     }
-    EXPECT_GT(met, 3000);
+    EXPECT_GT(met, Support::Rounds(3000, 1));
 }
 
 /// Ends of all sizes that a `double` has.
@@ -391,7 +392,7 @@ TYPED_TEST(IntersectPlanar, SegmentSegmentAgreesWithExactArithmeticOnALattice)
     Support::Random random(21);
     int crossings = 0;
     int overlaps = 0;
-    for (int trial = 0; trial < 40'000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(40'000); ++trial) {
         const auto point = [&] { return VecBase<2, int>{random.Below(6), random.Below(6)}; };
         const LatticeTwin twin{point(), point(), point(), point()};
         SCOPED_TRACE(testing::Message()
@@ -416,8 +417,8 @@ TYPED_TEST(IntersectPlanar, SegmentSegmentAgreesWithExactArithmeticOnALattice)
         crossings += twin.Crosses();
         overlaps += overlap;
     }
-    EXPECT_GT(crossings, 1000);
-    EXPECT_GT(overlaps, 100);
+    EXPECT_GT(crossings, Support::Rounds(1000, 1));
+    EXPECT_GT(overlaps, Support::Rounds(100, 1));
 }
 
 TYPED_TEST(IntersectPlanar, CrossingsHaveTheSameBitsInAnyOrderAndLieOnBoth)
@@ -1051,7 +1052,7 @@ TYPED_TEST(IntersectPlanar, ArcSegmentAgreesWithChordsOfTheArc)
     using T = TypeParam;
     Support::Random random(29);
     std::array<int, 3> seen{};
-    for (int trial = 0; trial < 300; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(300); ++trial) {
         ArcBase<T> arc;
         arc.center = random.Vector<2, T>(-1, 1);
         arc.start = random.Vector<2, T>(-1, 1);
@@ -1099,9 +1100,9 @@ TYPED_TEST(IntersectPlanar, ArcSegmentAgreesWithChordsOfTheArc)
             ASSERT_NEAR(((hit - p) * d) / (d * d), expected[i].first, 1e-4) << trial;
         }
     }
-    EXPECT_GT(seen[0], 20);
-    EXPECT_GT(seen[1], 20);
-    EXPECT_GT(seen[2], 5);
+    EXPECT_GT(seen[0], Support::Rounds(20, 1));
+    EXPECT_GT(seen[1], Support::Rounds(20, 1));
+    EXPECT_GT(seen[2], Support::Rounds(5, 1));
 }
 
 TYPED_TEST(IntersectPlanar, ArcSegmentHitsLieOnBoth)

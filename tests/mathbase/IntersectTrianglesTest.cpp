@@ -3,6 +3,7 @@
 
 #include <Velk/Math/Intersect_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -288,7 +289,7 @@ TYPED_TEST(IntersectTriangles, NoPairOfTwoSegmentsIsNearer)
 {
     using T = TypeParam;
     Support::Random random(43);
-    for (int trial = 0; trial < 20'000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(20'000); ++trial) {
         const auto a0 = random.Vector<3, T>(-1, 1);
         auto a1 = random.Vector<3, T>(-1, 1);
         const auto b0 = random.Vector<3, T>(-1, 1);
@@ -813,7 +814,7 @@ TEST(SphereTriangle, AgreesWithSampling)
 {
     Support::Random random(51);
     int met = 0;
-    for (int trial = 0; trial < 2000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(2000); ++trial) {
         const Corners t = RandomTriangle(random, 1);
         const auto center = random.Vector<3, double>(-1.5, 1.5);
         const double radius = random.Between(0, 1.5);
@@ -832,7 +833,7 @@ TEST(SphereTriangle, AgreesWithSampling)
         met += nearest <= radius;
         ASSERT_EQ(Intersect::SphereTriangle(center, radius, t[0], t[1], t[2]), nearest <= radius);
     }
-    EXPECT_GT(met, 300);
+    EXPECT_GT(met, Support::Rounds(300, 1));
 }
 
 // --- TriangleTriangle ---------------------------------------------------------------------------
@@ -987,7 +988,7 @@ TEST(TriangleTriangle, AgreesWithPiercingSidesAndIsSymmetric)
 {
     Support::Random random(52);
     int met = 0;
-    for (int trial = 0; trial < 50'000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(50'000); ++trial) {
         const Corners a = RandomTriangle(random, 1);
         const Corners b = RandomTriangle(random, 1);
         const int aPierces = PiercesByDeterminants(a, b);
@@ -1025,7 +1026,7 @@ TEST(TriangleTriangle, AgreesWithPiercingSidesAndIsSymmetric)
             }
         }
     }
-    EXPECT_GT(met, 5000);
+    EXPECT_GT(met, Support::Rounds(5000, 1));
 }
 
 /// Distance of two triangles that don't pierce each other: corners to faces and sides to sides.
@@ -1053,7 +1054,7 @@ TEST(TriangleTriangle, MeetsExactlyWithinTheTolerance)
     Support::Random random(53);
     int near = 0;
     int far = 0;
-    for (int trial = 0; trial < 30'000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(30'000); ++trial) {
         const Corners a = RandomTriangle(random, 1);
         Corners b = RandomTriangle(random, 1);
         if (trial % 4 == 0) { // almost coplanar
@@ -1083,8 +1084,8 @@ TEST(TriangleTriangle, MeetsExactlyWithinTheTolerance)
             }
         }
     }
-    EXPECT_GT(near, 2000);
-    EXPECT_GT(far, 2000);
+    EXPECT_GT(near, Support::Rounds(2000, 1));
+    EXPECT_GT(far, Support::Rounds(2000, 1));
 }
 
 TEST(TriangleTriangle, NoMeetingOnALatticeIsLost)
@@ -1092,7 +1093,7 @@ TEST(TriangleTriangle, NoMeetingOnALatticeIsLost)
     // Small integers: touches of every kind. The distance tells, to rounding, whether they meet.
     Support::Random random(54);
     int touches = 0;
-    for (int trial = 0; trial < 30'000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(30'000); ++trial) {
         const auto point = [&] {
             return Vec3d{double(random.Below(3)), double(random.Below(3)), double(random.Below(3))};
         };
@@ -1113,7 +1114,7 @@ TEST(TriangleTriangle, NoMeetingOnALatticeIsLost)
             }
         }
     }
-    EXPECT_GT(touches, 10'000);
+    EXPECT_GT(touches, Support::Rounds(10'000, 1));
 }
 
 // --- triangles in one plane
@@ -1197,7 +1198,7 @@ TEST(TriangleTriangle, CoplanarOverlapIsExactAlsoWithoutATolerance)
     Support::Random random(61);
     int met = 0;
     int touched = 0;
-    for (int trial = 0; trial < 3000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(3000); ++trial) {
         const int size = trial % 3 == 0 ? 5 : (trial % 3 == 1 ? 1000 : 1 << 30);
         const WholeCorners a = RandomWholeTriangle(random, size);
         WholeCorners b = RandomWholeTriangle(random, size);
@@ -1233,8 +1234,8 @@ TEST(TriangleTriangle, CoplanarOverlapIsExactAlsoWithoutATolerance)
             }
         }
     }
-    EXPECT_GT(met, 5000);
-    EXPECT_GT(touched, 300);
+    EXPECT_GT(met, Support::Rounds(5000, 1));
+    EXPECT_GT(touched, Support::Rounds(300, 1));
 }
 
 // In a tilted plane corners are off the plane by the rounding of their coordinates. Triangles that
@@ -1244,7 +1245,7 @@ TEST(TriangleTriangle, OverlapInATiltedPlaneWithAToleranceBelowRounding)
     Support::Random random(62);
     int met = 0;
     int apart = 0;
-    for (int trial = 0; trial < 4000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(4000); ++trial) {
         const WholeCorners a = RandomWholeTriangle(random, 1000);
         const WholeCorners b = RandomWholeTriangle(random, 1000);
         // Grown and shrunk about their centers: the answer is clear when neither changes it.
@@ -1287,8 +1288,8 @@ TEST(TriangleTriangle, OverlapInATiltedPlaneWithAToleranceBelowRounding)
         const double gap = 1e-13 * (1.0 + offset);
         ASSERT_FALSE(Meet(cornersA, tilted(b, gap), 0.0).found) << trial;
     }
-    EXPECT_GT(met, 500);
-    EXPECT_GT(apart, 300);
+    EXPECT_GT(met, Support::Rounds(500, 1));
+    EXPECT_GT(apart, Support::Rounds(300, 1));
 }
 
 // Triangles of length 2 about a common center in a tilted plane. There differences are larger than
@@ -1313,7 +1314,7 @@ TEST(TriangleTriangle, OverlapOfThinTiltedTrianglesAboutACommonCenter)
     Support::Random random(1301);
     int met = 0;
     int apart = 0;
-    for (int trial = 0; trial < 30'000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(30'000); ++trial) {
         const double width = std::array{0.1, 0.03, 0.01}[static_cast<std::size_t>(trial % 3)];
         const Vec3d u = Vector::Normalized(random.Vector<3, double>(-1, 1), 0.0);
         const Vec3d v = Vector::Normalized(u ^ random.Vector<3, double>(-1, 1), 0.0);
@@ -1341,8 +1342,8 @@ TEST(TriangleTriangle, OverlapOfThinTiltedTrianglesAboutACommonCenter)
         ASSERT_EQ(Meet(t[0], t[1], 0.0).found, reach > 0) << trial;
         ASSERT_EQ(Meet(t[1], t[0], 0.0).found, reach > 0) << trial;
     }
-    EXPECT_GT(met, 10'000);
-    EXPECT_GT(apart, 100);
+    EXPECT_GT(met, Support::Rounds(10'000, 1));
+    EXPECT_GT(apart, Support::Rounds(100, 1));
     const Corners a{Vec3d{0.24932403534916098, -0.39640738752644167, 0.67020658120522658},
                     {-0.44992855260358489, 0.62297509892907976, -0.90202278009965131},
                     {0.20060451725442391, -0.22656771140263821, 0.23181619889442481}};
@@ -1356,7 +1357,7 @@ TEST(TriangleTriangle, SizesAtTheEndsOfTheNumberRange)
 {
     Support::Random random(1302);
     int met = 0;
-    for (int trial = 0; trial < 1500; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(1500); ++trial) {
         const WholeCorners a = RandomWholeTriangle(random, 50);
         const WholeCorners b = RandomWholeTriangle(random, 50);
         const bool overlap = WholeOverlap(a, b);
@@ -1378,7 +1379,7 @@ TEST(TriangleTriangle, SizesAtTheEndsOfTheNumberRange)
             }
         }
     }
-    EXPECT_GT(met, 300);
+    EXPECT_GT(met, Support::Rounds(300, 1));
     // An upright triangle through a lying one: the common segment has the size of both.
     for (const int exponent : {300, 600, -300, -600}) {
         const auto sized = [&](Corners t) {
@@ -1429,7 +1430,7 @@ TEST(TriangleTriangle, TrianglesWithoutAreaMeetExactly)
     };
     Support::Random random(1303);
     std::array<int, 2> seen{};
-    for (int trial = 0; trial < 6000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(6000); ++trial) {
         const int size = trial % 2 == 0 ? 4 : 1'000'000;
         const auto whole = [&] { return random.Below(2 * size + 1) - size; };
         WholeCorners line{};
@@ -1478,8 +1479,8 @@ TEST(TriangleTriangle, TrianglesWithoutAreaMeetExactly)
             }
         }
     }
-    EXPECT_GT(seen[0], 3000);
-    EXPECT_GT(seen[1], 1500);
+    EXPECT_GT(seen[0], Support::Rounds(3000, 1));
+    EXPECT_GT(seen[1], Support::Rounds(1500, 1));
     EXPECT_TRUE(MeetInEveryOrder({Vec3d{2, 0, 0}, {-3, 2, 0}, {-3, 2, 0}},
                                  {Vec3d{3, -2, 0}, {-1, 3, 0}, {-3, -4, 0}}, 0.0));
 }

@@ -3,6 +3,7 @@
 
 #include "mathbase/PointCells_Impl.h"
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -58,7 +59,7 @@ TYPED_TEST(NearPointsOf, VisitsAllThatMatch)
     constexpr int kDimension = std::is_same_v<V, Vec2f> || std::is_same_v<V, Vec2d> ? 2 : 3;
     Support::Random random(11);
     const int exponents = std::numeric_limits<T>::max_exponent;
-    for (int trial = 0; trial < 400; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(400); ++trial) {
         SCOPED_TRACE(trial);
         const T tolerance =
             static_cast<T>(std::ldexp(1 + random.Unit(), random.Below(2 * exponents) - exponents));

@@ -2,6 +2,7 @@
 
 #include "mathbase/Predicates_Impl.h"
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <boost/multiprecision/cpp_int.hpp>
@@ -143,7 +144,7 @@ TYPED_TEST(PredicatesOf, MatchWholeNumbersWhereProductsCancel)
     Support::Random random(1);
     int zeros = 0;
     int undecided = 0;
-    for (int trial = 0; trial < 4000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(4000); ++trial) {
         const double far = trial % 4 == 0 ? 1e6 : (trial % 4 == 1 ? 0 : 1);
         const auto o = random.Vector<3, double>(-far, far);
         const auto u = random.Vector<3, double>(-1, 1);
@@ -191,8 +192,8 @@ TYPED_TEST(PredicatesOf, MatchWholeNumbersWhereProductsCancel)
         ASSERT_EQ(InCircle(circle[1], circle[0], circle[2], circle[3]), -depth) << trial;
         ASSERT_EQ(InCircle(circle[3], circle[1], circle[2], circle[0]), -depth) << trial;
     }
-    EXPECT_GT(zeros, 1000);
-    EXPECT_GT(undecided, 100); // the plain product does fail here
+    EXPECT_GT(zeros, Support::Rounds(1000, 1));
+    EXPECT_GT(undecided, Support::Rounds(100, 1)); // the plain product does fail here
 }
 
 // Points a few units off a common line, with coordinates of 53 bits: the rounded cross product has
@@ -233,7 +234,7 @@ TEST(Predicates, MatchWholeNumbersForAllSizes)
 {
     Support::Random random(2);
     for (const int exponent : {0, 1000, 480, 260, -300, -500, -600}) {
-        for (int trial = 0; trial < 300; ++trial) {
+        for (int trial = 0; trial < Support::Rounds(300); ++trial) {
             const int range = trial % 3 == 0 ? 5 : (trial % 3 == 1 ? 60 : 455);
             std::array<Vec2d, 4> p;
             std::array<Vec3d, 4> q;
@@ -344,7 +345,7 @@ TEST(Expansion, SumsAndProductsAreNotRounded)
     using Impl::TwoSum;
     const Whole unit = Whole(1) << 1074U; // 1 in units of 2^-1074
     Support::Random random(4);
-    for (int trial = 0; trial < 3000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(3000); ++trial) {
         const int range = trial % 2 == 0 ? 4 : 100;
         std::array<double, 8> x{};
         for (double& value : x) {

@@ -6,6 +6,7 @@
 #include "mathbase/PointRecords_Impl.h"
 #include "mathbase/VectorUniqueness_Impl.h"
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
@@ -199,7 +200,7 @@ TYPED_TEST(UniquenessInside, ArrangementsAreFilteredByTheRule)
     constexpr ScalarOf<V> kTolerance{0.25};
     for (const auto& [name, arrange] : Arrangements<V>()) {
         SCOPED_TRACE(name);
-        const std::vector<V> input = arrange(4000);
+        const std::vector<V> input = arrange(Support::FullOr(4000, 1000));
         std::vector<V> points = input;
         std::vector<int> index;
         Impl::FilterForUniqueness(points, kTolerance, &index, nullptr);
@@ -229,7 +230,7 @@ TYPED_TEST(UniquenessInside, WorkGrowsWithThePointsWhateverTheArrangement)
         SCOPED_TRACE(name);
         double perPoint[2];
         for (const int doubled : {0, 1}) {
-            const int count = doubled == 0 ? 20'000 : 40'000;
+            const int count = Support::FullOr(20'000, 5'000) * (1 + doubled);
             std::vector<V> points = arrange(count);
             Impl::UniquenessWork work;
             Impl::FilterForUniqueness(points, ScalarOf<V>{0.25}, nullptr, &work);
@@ -238,7 +239,8 @@ TYPED_TEST(UniquenessInside, WorkGrowsWithThePointsWhateverTheArrangement)
             // formula for linear probing.
             EXPECT_LT(work.tableProbes, 8 * count);
         }
-        // At most 27 cells (3D) that hold at most 27 kept points each; all pairs would be 20,000.
+        // At most 27 cells (3D) that hold at most 27 kept points each; all pairs would be
+        // thousands.
         EXPECT_LT(perPoint[0], 27 * 27);
         EXPECT_LT(perPoint[1], 1.5 * perPoint[0] + 4);
     }
@@ -327,7 +329,7 @@ TYPED_TEST(UniquenessInside, LookupAnswersAsTheSearchDoes)
     using T = ScalarOf<V>;
     Support::Random random(8);
     for (const auto& [name, arrange] : Arrangements<V>()) {
-        const std::vector<V> input = arrange(1500);
+        const std::vector<V> input = arrange(Support::FullOr(1500, 400));
         for (const T filterTolerance : {T{0.25}, T{0}, T{-1}}) {
             std::vector<V> members = input;
             Vector::FilterForUniqueness(members, filterTolerance);
@@ -394,8 +396,9 @@ TYPED_TEST(UniquenessInside, SameBitsForAnyNumberOfThreads)
     using V = TypeParam;
     using T = ScalarOf<V>;
     for (const auto& [name, arrange] : Arrangements<V>()) {
-        // Five chunks of exact repeats and eighty of loops: more than there are threads.
-        const std::vector<V> input = arrange(40'000);
+        // Five chunks of exact repeats and eighty of loops: more than there are threads. Three and
+        // forty under a sanitizer.
+        const std::vector<V> input = arrange(Support::FullOr(40'000, 20'000));
         for (const T tolerance : {T{0.25}, T{0}, T{-1}}) {
             SCOPED_TRACE(name + ", tolerance " + std::to_string(tolerance));
             std::vector<V> reference;

@@ -3,6 +3,7 @@
 
 #include <Velk/Math/Vector_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -516,7 +517,7 @@ TYPED_TEST(Uniqueness, AgreesWithTheSlowTwin)
     Support::Random random(17);
     const T large = std::is_same_v<T, float> ? T{1e30F} : static_cast<T>(1e300);
     const T small = std::is_same_v<T, float> ? T{1e-40F} : static_cast<T>(1e-310);
-    for (int trial = 0; trial < 3000; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(3000); ++trial) {
         const int kind = trial % 6;
         const T units[] = {1, static_cast<T>(0.1), large, small};
         const T unit = units[random.Below(4)];
@@ -536,7 +537,7 @@ TYPED_TEST(Uniqueness, SearchesAgreeWithTheSlowTwinOffTheMembers)
 {
     using T = ScalarOf<TypeParam>;
     Support::Random random(18);
-    for (int trial = 0; trial < 1200; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(1200); ++trial) {
         SCOPED_TRACE("trial " + std::to_string(trial));
         auto members = MakeSet<TypeParam>(random, trial % 6, T{1});
         FilterForUniqueness(members, T{0.5});
@@ -590,12 +591,13 @@ TYPED_TEST(Uniqueness, LargeSetsAreConsistent)
     Support::Random random(19);
     // More points than one chunk of any step, with repeats near and far, coarse and fine
     // tolerances.
+    constexpr int kHalf = Support::FullOr(30'000, 10'000);
     std::vector<V> points;
-    for (int i = 0; i < 30'000; ++i) {
+    for (int i = 0; i < kHalf; ++i) {
         points.push_back(random.Vector<V::size(), T>(-100, 100));
     }
-    for (int i = 0; i < 30'000; ++i) {
-        V point = points[static_cast<std::size_t>(random.Below(30'000))];
+    for (int i = 0; i < kHalf; ++i) {
+        V point = points[static_cast<std::size_t>(random.Below(kHalf))];
         if (i % 2 == 0) {
             point += random.Vector<V::size(), T>(-0.001, 0.001);
         }

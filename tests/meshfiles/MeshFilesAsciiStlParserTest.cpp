@@ -5,6 +5,7 @@
 #include "meshfiles/MeshFiles_Impl.h"
 
 #include "tests/support/FileSupport.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <cctype>
@@ -202,7 +203,7 @@ TYPED_TEST(AsciiStlParser, SoundAndSpoiltFilesReadLikeStreams)
     Support::Random random(21);
     constexpr std::size_t kBlocks[] = {1, 7, 64, 300, 1000, 1U << 20U};
     constexpr std::size_t kPieces[] = {1, 30, 200, 1U << 20U};
-    for (int trial = 0; trial < 10'000 && !this->HasFatalFailure(); ++trial) {
+    for (int trial = 0; trial < Support::Rounds(10'000) && !this->HasFatalFailure(); ++trial) {
         SCOPED_TRACE(trial);
         std::string text = RandomFile(random);
         for (int spoils = random.Below(4); spoils > 0 && !text.empty(); --spoils) {

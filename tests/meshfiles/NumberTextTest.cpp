@@ -2,6 +2,7 @@
 
 #include "meshfiles/NumberText_Impl.h"
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -223,7 +224,7 @@ TYPED_TEST(NumberText, RandomTokensReadLikeAStream)
 {
     Support::Random random(1);
     LineTwin<TypeParam> twin;
-    for (int trial = 0; trial < 300'000 && !this->HasFatalFailure(); ++trial) {
+    for (int trial = 0; trial < Support::Rounds(300'000) && !this->HasFatalFailure(); ++trial) {
         twin.ExpectSame(RandomLine(random));
         twin.ExpectSame(RandomNumber(random));
     }
@@ -235,7 +236,7 @@ TYPED_TEST(NumberText, HalfwayBetweenFloatsReadsLikeAStream)
     // to double first and to float then goes wrong.
     Support::Random random(2);
     LineTwin<TypeParam> twin;
-    for (int trial = 0; trial < 100'000 && !this->HasFatalFailure(); ++trial) {
+    for (int trial = 0; trial < Support::Rounds(100'000) && !this->HasFatalFailure(); ++trial) {
         const float low =
             std::bit_cast<float>(static_cast<std::uint32_t>(random.Below(0x7f000000)));
         const double middle =
@@ -319,7 +320,8 @@ TEST(NumberTextWriting, SpecialValuesLikeAStream)
 TEST(NumberTextWriting, RandomValuesLikeAStream)
 {
     Support::Random random(3);
-    for (int trial = 0; trial < 200'000 && !testing::Test::HasFatalFailure(); ++trial) {
+    for (int trial = 0; trial < Support::Rounds(100'000) && !testing::Test::HasFatalFailure();
+         ++trial) {
         const auto bits = random.Bits();
         ExpectWrittenLikeAStream(std::bit_cast<double>(bits)); // any magnitude
         ExpectWrittenLikeAStream(std::ldexp(random.Unit() - 0.5, random.Below(120) - 60));

@@ -3,6 +3,7 @@
 
 #include "meshreport/BoundaryTree_Impl.h"
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -136,7 +137,7 @@ TEST(BoundaryTree, OwnComponentAloneIsNone)
 TEST(BoundaryTree, RandomSegmentsNearAndFarFromTheOrigin)
 {
     Random random(51);
-    for (int trial = 0; trial < 60; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(60); ++trial) {
         SCOPED_TRACE(trial);
         const int count = 1 + random.Below(300);
         const int componentCount = 1 + random.Below(trial % 2 == 0 ? 3 : 100);

@@ -2,6 +2,7 @@
 // segments.
 
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <Sorvane/MeshReport_E.h>
@@ -275,7 +276,7 @@ double GapByLoops(const IndexedMesh& mesh)
 TEST(GapCheck, RandomComponentsAgreeWithPlainLoops)
 {
     Random random(41);
-    for (int trial = 0; trial < 60; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(60); ++trial) {
         SCOPED_TRACE(trial);
         IndexedMesh mesh;
         const int componentCount = 1 + random.Below(trial % 3 == 0 ? 40 : 4);
@@ -333,7 +334,7 @@ TEST(GapCheck, ManySingleTrianglesAgreeWithPlainLoops)
 {
     Random random(43);
     IndexedMesh mesh;
-    for (int i = 0; i < 600; ++i) {
+    for (int i = 0; i < Support::Rounds(600, 150); ++i) {
         const Vec3d at = random.Vector<3, double>(-1, 1);
         for (int k = 0; k < 3; ++k) {
             mesh.indices.push_back(static_cast<int>(mesh.points.size()));

@@ -126,6 +126,36 @@ TYPED_TEST(AspectRatioForms, AnEqualDiagonalIsNoBetter)
     EXPECT_NE(TypeParam::Improved(square), square);
 }
 
+// A rhombus so thin that to the last digit its edges are as long as half of its long axis: cut
+// along this one the ratios are 0, cut along the short axis they are twice the short axis by the
+// edge.
+TYPED_TEST(AspectRatioForms, TheLeastGainOfTheLesserRatio)
+{
+    const double least = sizeof(typename TypeParam::T) == sizeof(float) ? 1e-8 : 1e-12;
+    constexpr double kHalfAxis = 1e6;
+    for (const double gain : {0.5 * least, 2 * least}) {
+        auto thin = TypeParam::Rhombus(kHalfAxis / 2);
+        thin.points[2][1] = static_cast<typename TypeParam::T>(gain / 4 * kHalfAxis);
+        thin.points[3][1] = -thin.points[2][1];
+        EXPECT_EQ(TypeParam::Improved(thin) == thin, gain < least) << gain;
+    }
+}
+
+// The new edge on the z-axis, its triangles in two planes at nearly a right angle.
+TYPED_TEST(AspectRatioForms, NewTrianglesAtARightAngleAreFolded)
+{
+    if constexpr (TypeParam::D == 3) {
+        const double least = sizeof(typename TypeParam::T) == sizeof(float) ? 1e-8 : 1e-12;
+        for (const double cosine : {-2 * least, 0.0, 0.5 * least, 2 * least, 0.5}) {
+            const typename TypeParam::Mesh bent{{TypeParam::At(4, 0, 0),
+                                                 TypeParam::At(-4 * cosine, 4, 0),
+                                                 TypeParam::At(0, 0, 2), TypeParam::At(0, 0, -2)},
+                                                {0, 1, 2, 1, 0, 3}};
+            EXPECT_EQ(TypeParam::Improved(bent, 180) == bent, cosine <= least) << cosine;
+        }
+    }
+}
+
 // All four quadrilaterals of a tetrahedron have their other diagonal in the mesh. Flat, its outline
 // is convex at none or at one pair of edges.
 TYPED_TEST(AspectRatioForms, NoEdgeIsMadeTwice)
@@ -138,6 +168,22 @@ TYPED_TEST(AspectRatioForms, NoEdgeIsMadeTwice)
     auto open = flat;
     open.indices.resize(6);
     EXPECT_NE(TypeParam::Improved(open, 180), open);
+}
+
+// The edge 0-1 is tried first, and 2-3 is in the way. Its flip would have cost 1, after which the
+// edge 0-2 couldn't pay for its own.
+TYPED_TEST(AspectRatioForms, AFlipThatIsNotMadeCostsNothing)
+{
+    typename TypeParam::Mesh mesh{{TypeParam::At(-8, 0), TypeParam::At(8, 0),
+                                   TypeParam::At(0, 4, 1), TypeParam::At(0, -4, 1),
+                                   TypeParam::At(3, 0, 8), TypeParam::At(-4.2, 2.4, 1)},
+                                  {0, 1, 2, 1, 0, 3, 0, 2, 5}};
+    EXPECT_TRUE(Support::EdgeUses(TypeParam::Improved(mesh, 180, 1.01)).contains({2, 3}));
+    EXPECT_EQ(TypeParam::Improved(mesh, 180, 0.01) == mesh, TypeParam::D == 3);
+    mesh.indices.insert(mesh.indices.end(), {2, 3, 4});
+    const auto result = TypeParam::Improved(mesh, 180, 1.01);
+    EXPECT_FALSE(Support::EdgeUses(result).contains({0, 2}));
+    EXPECT_TRUE(Support::EdgeUses(result).contains({1, 5}));
 }
 
 TYPED_TEST(AspectRatioForms, AnEdgeOfThreeTrianglesStays)
@@ -211,6 +257,10 @@ TYPED_TEST(AspectRatioForms, SmallQuadrilateralsOfThePlaneStay)
     const double small = isFloat ? 5e-3 : 5e-4;
     EXPECT_NE(TypeParam::Improved(TypeParam::Rhombus(large)), TypeParam::Rhombus(large));
     EXPECT_EQ(TypeParam::Improved(TypeParam::Rhombus(small)) == TypeParam::Rhombus(small),
+              TypeParam::D == 2);
+    // Two triangles of area s^2: of their area, and not of the doubled one, 1e-12 is asked.
+    EXPECT_EQ(TypeParam::Improved(TypeParam::Rhombus(0.9e-6)), TypeParam::Rhombus(0.9e-6));
+    EXPECT_EQ(TypeParam::Improved(TypeParam::Rhombus(1.1e-6)) == TypeParam::Rhombus(1.1e-6),
               TypeParam::D == 2);
     // Areas of 1e-10 give a normal, of either type, and areas of 1e-14 don't.
     EXPECT_EQ(TypeParam::Improved(TypeParam::Rhombus(1e-5)) == TypeParam::Rhombus(1e-5),

@@ -557,6 +557,32 @@ TEST(AspectRatioPromise, NoFlipIsLeftThatWouldHelp)
     }
 }
 
+// The bound holds for each triangle number and not for the surface. Of four triangles the first
+// flip, of the edge 0-5, lifts its place by nearly the whole bound. The second one, of 0-2, lifts
+// nothing and hands a part of that place over to the number 0, which has spent nothing. So the
+// third one may lift it by nearly the whole bound again.
+TEST(AspectRatioPromise, TheBoundOfTheDriftIsNoBoundOfTheSurface)
+{
+    constexpr double kBound = 0.01;
+    const IndexedMesh before{
+        {{11, 10, 0}, {12, 7, 0.0175}, {6, 3, 0.01235}, {4, 8, 0}, {12, 6, 0.0095}, {12, 2, 0}},
+        {3, 2, 0, 0, 2, 5, 0, 5, 4, 0, 4, 1}};
+    Events sum;
+    const IndexedMesh after = LikeTheTwin(before, 10.0, kBound, sum);
+    EXPECT_EQ(sum.flips, 3);
+    EXPECT_EQ(sum.driftStops, 0);
+    // Seen from above the new edge 1-3 crosses the old edge 0-5, which is at height 0, here.
+    EXPECT_TRUE(Support::EdgeUses(after).contains({1, 3}));
+    const Vec3d& from = before.points[1];
+    const Vec3d place = from + (before.points[3] - from) * (5.0 / 63.0);
+    EXPECT_NEAR(place[0] * 8 + place[1], 98, 1e-9);
+    const double off = Support::DistanceToMesh(place, before);
+    EXPECT_GT(off, 1.59 * kBound);
+    EXPECT_NEAR(off, place[2], 0.02 * kBound); // nearly straight above
+    // A number that couldn't pay for its own flips alone stops them.
+    EXPECT_EQ(MeshUtils::MaximizeAspectRatio(before, 10.0, 0.0097), before);
+}
+
 /// The real parts: the edges that were creases are edges still, and the body is the same.
 void ExpectAPartKept(const std::string& name, double creaseAngle, double maxDrift, bool isClosed)
 {

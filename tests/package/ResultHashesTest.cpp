@@ -4,21 +4,28 @@
 //
 // The inputs are made by integer arithmetic, so that they are the same on every machine, and the
 // operations take nothing from the mathematical library but square roots, which are exact in the last
-// digit everywhere. The chain is the exception: its points come from sines and cosines.
+// digit everywhere. There are two exceptions: the points of the chain come from sines and cosines, and edge
+// flips compare with the cosine of an angle, which no angle of the sheet comes near.
 
 #include "tests/support/Digest.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
+#include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
+#include <Sorvane/Decimation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/MaterialTree_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/OrderedPairs_E.h>
+#include <Sorvane/OrientedBox_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/SegmentLinking_E.h>
+#include <Sorvane/Subdivision_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Intersect_E.h>
@@ -181,6 +188,25 @@ Digest HullAndBall()
     return digest.Add(sphere.center).Add(sphere.radius).Add(outline);
 }
 
+/// There is no form for `float`. The other searches for boxes, and that for prisms, take sines and cosines.
+Digest OrientedBoxes()
+{
+    std::vector<Vec3d> shell = LatticePoints<3, double>(8, 20'000);
+    std::erase_if(shell, [](const Vec3d& p) { return p * p < 7.5 * 7.5 || p * p > 8 * 8; });
+    TransformBase<3> transform;
+    Vec3d size;
+    Digest digest;
+    digest.Add(Sorvane::Bounding::OrientedBoundingBox(shell, transform, size)).Add(size);
+    for (const Vec3d& corner : {Vec3d{0, 0, 0}, Vec3d{1, 0, 0}, Vec3d{0, 1, 0}, Vec3d{0, 0, 1}}) {
+        digest.Add(transform * corner);
+    }
+    TransformBase<2> inPlane;
+    Vec2d edges;
+    const auto outline = LatticePoints<2, double>(9, 300);
+    digest.Add(Sorvane::Bounding::OrientedBoundingBox(outline, inPlane, edges)).Add(edges);
+    return digest.Add(inPlane * Vec2d{0, 0}).Add(inPlane * Vec2d{1, 0});
+}
+
 /// There is no form for `float`.
 Digest AlongTheCurve()
 {
@@ -188,6 +214,58 @@ Digest AlongTheCurve()
     const auto mesh =
         Sorvane::Mesh::MapMeshToMortonCurve(RoughSheet<double>(), &newToOld, nullptr);
     return DigestOf(mesh).Add(newToOld);
+}
+
+/// Addresses have no coordinates. The shell of a box of 12 cells and cells anywhere.
+Digest Flood()
+{
+    namespace Tree = Sorvane::Tree;
+    const auto path = [](int x, int y, int z) {
+        unsigned long long code = 0;
+        for (unsigned int level = 0; level < 5; ++level) {
+            for (const int axis : {2, 1, 0}) {
+                const int number = axis == 0 ? x : axis == 1 ? y : z;
+                code |= static_cast<unsigned long long>((number >> level) & 1)
+                        << (3 * level + static_cast<unsigned int>(axis));
+            }
+        }
+        return code;
+    };
+    Random random(8);
+    std::vector<Tree::QOFAddress<3>> cells;
+    for (int i = 0; i < 12; ++i) {
+        for (int j = 0; j < 12; ++j) {
+            for (const int k : {0, 11}) {
+                cells.push_back({5, path(9 + i, 8 + j, 7 + k)});
+                cells.push_back({5, path(9 + i, 8 + k, 7 + j)});
+                cells.push_back({5, path(9 + k, 8 + i, 7 + j)});
+            }
+        }
+        cells.push_back({4, random.Bits() % 4096});
+    }
+    Digest digest;
+    for (const auto& node : Tree::MaterialTree::SolidVoxelizationFromLeaves<3>(cells, false)) {
+        digest.Add(node.address.depth).Add(node.address.path).Add(node.state);
+    }
+    return digest;
+}
+
+template <class T>
+Digest LinkLooseSegments()
+{
+    Random random(9);
+    std::vector<Geometry::SegBase<T>> segments;
+    for (int i = 0; i < 3000; ++i) {
+        const auto start = LatticePoint<2, T>(random);
+        segments.push_back({start, start + LatticePoint<2, T>(random) * T(0.125)});
+    }
+    Digest digest;
+    for (const T tolerance : {T(0), T(0.0625), T(2)}) {
+        for (const auto& chain : Sorvane::Tree::LinkSegments(segments, tolerance)) {
+            digest.Add(chain);
+        }
+    }
+    return digest;
 }
 
 template <class T>
@@ -198,6 +276,18 @@ Digest Triangulate()
     const auto mesh = Sorvane::Mesh::TessellateFlatBoundaries(
         boundaries, LatticePoints<2, T>(7, 3000), static_cast<T>(kLengthFloor<T>));
     return Digest().Add(mesh.points).Add(mesh.indices);
+}
+
+/// There is no form for `float`. The other smooth rule takes a cosine.
+Digest Subdivide()
+{
+    Indexed<double> input = RoughSheet<double>();
+    Sorvane::Mesh::MatchNormals(input);
+    Indexed<double> smooth;
+    Indexed<double> split;
+    Sorvane::Mesh::SubdivideMesh(input, smooth, 170.0, 2, Sorvane::Mesh::SubdivisionMethod::Loop);
+    Sorvane::Mesh::SplitLongMeshEdges(input, split, 1.25, false, 2);
+    return Digest().Add(smooth.points).Add(smooth.indices).Add(split.points).Add(split.indices);
 }
 
 template <class T>
@@ -262,6 +352,45 @@ Digest ChainPairs()
     return Digest().Add(pairs).Add(Sorvane::MeshUtils::ConcatenateOderedPairs(pairs));
 }
 
+/// Cells three times as long as high, in space and seen from above.
+template <class T>
+Digest FlipEdges()
+{
+    Indexed<T> sheet = RoughSheet<T>();
+    Sorvane::Mesh::IndexedPointsBase<2, T> plane;
+    plane.indices = sheet.indices;
+    for (auto& p : sheet.points) {
+        p = {3 * p[0] + p[2], p[1], p[2]};
+        plane.points.push_back({p[0], p[1]});
+    }
+    const auto inSpace = Sorvane::MeshUtils::MaximizeAspectRatio(sheet, T(40), T(0.25));
+    const auto inPlane = Sorvane::MeshUtils::MaximizeAspectRatio(plane, T(0), T(0));
+    EXPECT_NE(inSpace.indices, sheet.indices);
+    EXPECT_NE(inPlane.indices, plane.indices);
+    EXPECT_NE(inPlane.indices, inSpace.indices);
+    return DigestOf(inSpace).Add(inPlane.points).Add(inPlane.indices);
+}
+
+/// Both forms; there are none for `float`.
+Digest Decimate()
+{
+    Indexed<double> sheet = RoughSheet<double>();
+    Sorvane::Mesh::MatchNormals(sheet);
+    std::vector<unsigned char> tags;
+    for (std::size_t t = 0; t < sheet.indices.size() / 3; ++t) {
+        tags.push_back(static_cast<unsigned char>(t / 2000));
+    }
+    Indexed<double> result;
+    std::vector<unsigned char> resultTags;
+    Sorvane::Mesh::DecimationReport report;
+    Digest digest;
+    Sorvane::Mesh::DecimateMesh(sheet, tags, result, resultTags, 180.5, 60, 4, true, report);
+    digest.Add(result.points).Add(result.indices).Add(resultTags).Add(report.greatestError);
+    Sorvane::Mesh::DecimateInBatches(sheet, tags, result, resultTags, 180.5, 30, 0.5, report);
+    digest.Add(result.points).Add(result.indices).Add(resultTags).Add(report.greatestError);
+    return digest.Add(report.deviation);
+}
+
 // --- the list -------------------------------------------------------------------------------------
 
 struct Operation {
@@ -279,12 +408,18 @@ const std::vector<Operation>& Operations()
         SORVANE_OPERATION("foundation.orient_and_normals", OrientAndNormals),
         SORVANE_OPERATION("halfedge.edits", EditHalfEdges),
         SORVANE_OPERATION("bounding.hull_and_ball", HullAndBall),
+        {"bounding.oriented_boxes", nullptr, &OrientedBoxes},
         {"trees.along_the_curve", nullptr, &AlongTheCurve},
+        {"trees.flood", nullptr, &Flood},
+        SORVANE_OPERATION("trees.link", LinkLooseSegments),
         SORVANE_OPERATION("triangulation.tessellate", Triangulate),
         SORVANE_OPERATION("planar.flatten", FlattenAChain),
+        {"remesh.subdivide", nullptr, &Subdivide},
         SORVANE_OPERATION("meshfiles.write", WriteFiles),
         SORVANE_OPERATION("meshreport.check", Report),
         SORVANE_OPERATION("meshutils.chain_pairs", ChainPairs),
+        SORVANE_OPERATION("meshutils.flip_edges", FlipEdges),
+        {"remesh.decimate", nullptr, &Decimate},
     };
 #undef SORVANE_OPERATION
     return operations;

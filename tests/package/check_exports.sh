@@ -11,14 +11,14 @@ list=$2
 # "address type name": the type tells only how the compiler merges copies, so it is left out.
 # Copies of templates for a function object have no name that a host could call, and which of them are
 # kept changes with every inlining.
-symbols=$(nm -DC --defined-only "$library" | cut -d' ' -f3- | grep -v '{lambda' | LC_ALL=C sort -u)
+symbols=$(nm -DC --defined-only "$library" | cut -d' ' -f3- | grep -vE '\{lambda|^_Z.*Ul[A-Za-z0-9_]*E_' | LC_ALL=C sort -u)
 if [ "${3:-}" = --update ]; then
   printf '%s\n' "$symbols" >"$list"
   exit 0
 fi
 if [ "${3:-}" = --weak-extras ]; then
   strong=$(nm -DC --defined-only "$library" | awk '$2 !~ /^[VWu]$/' | cut -d' ' -f3- |
-    grep -v '{lambda' | LC_ALL=C sort -u)
+    grep -vE '\{lambda|^_Z.*Ul[A-Za-z0-9_]*E_' | LC_ALL=C sort -u)
   # Everything promised, and of the rest what is strong.
   symbols=$({ LC_ALL=C comm -12 <(LC_ALL=C sort -u "$list") <(printf '%s\n' "$symbols")
     printf '%s\n' "$strong"; } | LC_ALL=C sort -u)

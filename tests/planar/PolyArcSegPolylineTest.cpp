@@ -3,6 +3,7 @@
 #include <Sorvane/PolyArcSeg_E.h>
 
 #include "tests/planar/ChainSupport.h"
+#include "tests/support/Rounds.h"
 
 #include <limits>
 #include <utility>
@@ -25,7 +26,7 @@ TYPED_TEST(ChainPolyline, LiesWithinToleranceOfTheChainBothWays)
     using T = TypeParam;
     Random random(41);
     for (const double tol : {0.1, 0.01, 0.001}) {
-        for (int trial = 0; trial < 10; ++trial) {
+        for (int trial = 0; trial < Support::Rounds(10); ++trial) {
             SCOPED_TRACE(trial);
             const auto chain = RandomChain<T>(random, 1 + random.Below(8));
             const auto polyline = Tessellate(chain, static_cast<T>(tol));

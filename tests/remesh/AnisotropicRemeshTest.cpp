@@ -4,6 +4,7 @@
 #include <Sorvane/Remesh_E.h>
 
 #include "tests/support/MeshMeasures.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
@@ -449,7 +450,7 @@ TEST(AnisotropicRemesh, AnExponentAboveOneSparesTriangles)
         const double r = 1 + 3 * v;
         return Vec3d(r * std::cos(3 * u), r * std::sin(3 * u), 8 * v);
     };
-    const IndexedMesh sheet = Sheet(90, 120, cone);
+    const IndexedMesh sheet = Sheet(Support::FullOr(90, 60), Support::FullOr(120, 80), cone);
     const auto triangles = [&](double exponent) {
         return Remeshed(sheet, 60, 0.25, exponent, 0.003, 8, true).indices.size() / 3;
     };
@@ -472,6 +473,9 @@ TEST(AnisotropicRemeshPart, StaysClosedAndNearTheSource)
 {
     for (const char* name : {"meshes_nist/nist_ctc_01_asme1_rd.stl", "meshes_organic/spot.stl"}) {
         SCOPED_TRACE(name);
+        if (Support::kSanitized && std::string(name) == "meshes_organic/spot.stl") {
+            continue; // half a minute there, for the same steps
+        }
         const auto file = Support::SharedData(name);
         SORVANE_NEED_DATA(file);
         const IndexedMesh source = Support::WeldedStl<double>(file);

@@ -6,6 +6,7 @@
 #include <Sorvane/TreeAddress_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -378,26 +379,29 @@ TEST(VoxelMesh, NegativeScaleTurnsTheSurfaceInsideOut)
 
 TEST(VoxelMesh, DigitalBall)
 {
-    // Cells of depth 6 whose center lies in the ball that touches the cube's faces.
-    constexpr unsigned int kDepth = 6;
+    // Cells whose center lies in the ball that touches the cube's faces.
+    constexpr unsigned int kDepth = Support::FullOr(6U, 5U);
+    constexpr int kCells = 1 << kDepth;
+    constexpr double kRadius = kCells / 2.0;
     std::set<Cell> cells;
-    for (int x = 0; x < 64; ++x) {
-        for (int y = 0; y < 64; ++y) {
-            for (int z = 0; z < 64; ++z) {
-                const Vec3d center(x - 31.5, y - 31.5, z - 31.5);
-                if (SquaredLength(center) <= 32.0 * 32.0) {
+    for (int x = 0; x < kCells; ++x) {
+        for (int y = 0; y < kCells; ++y) {
+            for (int z = 0; z < kCells; ++z) {
+                const Vec3d center =
+                    Vec3d(x + 0.5, y + 0.5, z + 0.5) - Vec3d(kRadius, kRadius, kRadius);
+                if (SquaredLength(center) <= kRadius * kRadius) {
                     cells.insert({x, y, z});
                 }
             }
         }
     }
-    const BlockMesh mesh = Build(CodesOf(cells, kDepth), kDepth, {64, 64, 64});
+    const BlockMesh mesh = Build(CodesOf(cells, kDepth), kDepth, {kCells, kCells, kCells});
     EXPECT_NEAR(SignedVolume(mesh), static_cast<double>(cells.size()), 1e-6);
     EXPECT_EQ(mesh.indices.size(), 6 * OuterSquares(cells));
     EXPECT_TRUE(Mesh::BoundaryEdges(mesh).empty());
-    // A ball shows 64 x 64 views, each the disc of its cells: 6 discs of area pi 32^2, give or
-    // take.
-    EXPECT_NEAR(static_cast<double>(OuterSquares(cells)), 6 * 3.14159 * 32 * 32, 300);
+    // From each of the six directions the ball shows a disc of cells, of the area of a circle, give
+    // or take.
+    EXPECT_NEAR(static_cast<double>(OuterSquares(cells)), 6 * 3.14159 * kRadius * kRadius, 300);
 }
 
 } // namespace

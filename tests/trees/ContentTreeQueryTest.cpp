@@ -1,6 +1,7 @@
 // The queries against a loop over all contents: nothing missed that the definition selects, nothing
 // twice, and the definitions at their edges.
 
+#include "tests/support/Rounds.h"
 #include "tests/trees/ContentTreeSupport.h"
 
 #include <array>
@@ -140,7 +141,8 @@ using Cases = testing::Types<Case<2, double, 0>, Case<2, float, 0>, Case<3, doub
 TYPED_TEST_SUITE(ContentTreeProperty, Cases);
 
 /// Few queries of many contents, and many queries of few.
-constexpr std::pair<int, int> kContentsAndQueries[] = {{100'000, 12}, {3'000, 150}};
+constexpr std::pair<int, int> kContentsAndQueries[] = {
+    {Support::Rounds(100'000), Support::FullOr(12, 30)}, {3'000, Support::Rounds(150)}};
 
 template <class Tree, class Check>
 void ForEachInput(const Check& check)
@@ -176,7 +178,7 @@ TYPED_TEST(ContentTreeProperty, BallQueriesMissNothing)
             ASSERT_EQ(Ids(tree.GetPossibleBallCollisions(ball)), expected) << query;
             hits += expected.size();
         }
-        EXPECT_GT(hits, 40U) << "the queries must meet something";
+        EXPECT_GT(hits, Support::Rounds(40U)) << "the queries must meet something";
     });
 }
 
@@ -199,7 +201,7 @@ TYPED_TEST(ContentTreeProperty, ARadiusCountsByItsMagnitude)
         tree.Build();
         turned.Build();
         std::size_t found = 0;
-        for (int i = 0; i < 100; ++i) {
+        for (int i = 0; i < Support::Rounds(100); ++i) {
             const VecBase<D, T> center = QueryPoint(tree, random);
             const T radius = static_cast<T>(std::exp2(random.Between(-8, 6)));
             const std::vector<int> expected = BruteForce(tree, [&](const auto& item) {
@@ -259,7 +261,7 @@ void CheckBoxQueries()
             hits += expected.size();
         }
         const bool canHit = K == 0 || shape != Shape::Points; // a ball without radius never does
-        EXPECT_EQ(hits > 40, canHit) << hits;
+        EXPECT_EQ(hits > Support::Rounds(40U), canHit) << hits;
     });
 }
 
@@ -374,7 +376,7 @@ void CheckLinesFarFromTheOrigin()
     }
     tree.Build();
     Random random(17);
-    for (int query = 0; query < 2000; ++query) {
+    for (int query = 0; query < Support::Rounds(2000); ++query) {
         const int target = random.Below(kSide * kSide);
         const auto* box = tree.storage.Find(target);
         std::array<int, 3> direction{};
@@ -644,13 +646,14 @@ T SquaredGap(const Item<2, T, 0>& item, const VecBase<2, T>& point)
 
 TEST(ContentTreeNearest, FindsWhatALoopOverAllFindsTiesIncluded)
 {
+    constexpr int kContents = Support::FullOr(20'000, 5'000);
     for (const Shape shape : kShapes) {
         SCOPED_TRACE(static_cast<int>(shape));
         Random random(16);
         OpenTree<2, double, 0> tree;
-        Fill(tree, shape, 20'000, random);
+        Fill(tree, shape, kContents, random);
         tree.Build();
-        for (int query = 0; query < 100; ++query) {
+        for (int query = 0; query < Support::Rounds(100); ++query) {
             const Vec2d point = QueryPoint(tree, random);
             const double squaredRadius = query % 4 == 0 ? random.Between(0, 4) : kInfinity;
             double nearest = kInfinity;
@@ -684,7 +687,7 @@ TEST(ContentTreeNearest, FindsWhatALoopOverAllFindsTiesIncluded)
             });
             ASSERT_EQ(nearestIds, ties) << "all at the least distance are shown";
             if (shape == Shape::Small && nearest > 0) {
-                EXPECT_LT(shown, 1000) << "of 20000: most are never touched";
+                EXPECT_LT(shown, kContents / 20) << "most are never touched";
             }
         }
     }

@@ -3,6 +3,8 @@
 
 #include <Sorvane/MaterialTree_E.h>
 
+#include "tests/support/FailingAllocation.h"
+#include "tests/support/ThreadLimit.h"
 #include "tests/trees/AddressReference.h"
 
 #include <algorithm>
@@ -12,6 +14,7 @@
 #include <cstdlib>
 #include <map>
 #include <set>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -658,6 +661,49 @@ TEST(MaterialTree, AHollowBallOfManyCells)
     EXPECT_GT(nodes.size(), 5000U);
     EXPECT_EQ(nodes, MapTwin<3>(shell).Run(false));
     EXPECT_EQ(StateOf(nodes, Support::AddressOf<3>({0, 0, 0}, 2)), State::Exterior);
+}
+
+// --- threads and memory
+// ---------------------------------------------------------------------------
+
+/// A thousand cells of a few depths, in no order.
+std::vector<Address<3>> ScatteredCells()
+{
+    Support::Random random(6);
+    return Support::RandomAddresses<3>(random, 1000, {}, 3, 5);
+}
+
+TEST(MaterialTree, AnyNumberOfThreadsGivesTheSame)
+{
+    const std::vector<Address<3>> cells = ScatteredCells();
+    std::vector<Node<3>> expected;
+    Support::WithThreads(1, [&] { expected = SolidVoxelizationFromLeaves<3>(cells, true); });
+    EXPECT_GT(expected.size(), 5000U);
+    for (const int threads : {2, 4}) {
+        Support::WithThreads(threads, [&] {
+            EXPECT_EQ(SolidVoxelizationFromLeaves<3>(cells, true), expected) << threads;
+        });
+    }
+}
+
+TEST(MaterialTreeWithoutMemory, PassesTheExceptionOn)
+{
+    const auto expectExceptionPasses = [](const auto& cells, auto dimension) {
+        for (const bool leavesOnly : {false, true}) {
+            EXPECT_GT(Support::FailEachAllocationOfResult([&] {
+                          return SolidVoxelizationFromLeaves<decltype(dimension)::value>(
+                              cells, leavesOnly);
+                      }),
+                      8U);
+        }
+    };
+    std::vector<Address<2>> unsorted = Ring();
+    std::reverse(unsorted.begin(), unsorted.end());
+    Support::WithThreads(1, [&] {
+        expectExceptionPasses(unsorted, std::integral_constant<int, 2>());
+        expectExceptionPasses(std::vector<Address<3>>{{1, 3}, {3, 70}, {3, 300}},
+                              std::integral_constant<int, 3>());
+    });
 }
 
 } // namespace

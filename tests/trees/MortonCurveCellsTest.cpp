@@ -2,6 +2,7 @@
 
 #include <Sorvane/MortonCurve_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/trees/BitReference.h"
 #include "tests/trees/MortonForms.h"
@@ -24,7 +25,7 @@ using Support::kTop3;
 using Support::LowerCorner;
 using Support::RandomAxes;
 
-constexpr int kManyValues = 1'000'000;
+constexpr int kManyValues = Support::Rounds(1'000'000);
 
 template <class F>
 class MortonCells : public testing::Test {

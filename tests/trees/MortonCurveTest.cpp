@@ -2,6 +2,7 @@
 
 #include <Sorvane/MortonCurve_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/trees/BitReference.h"
 #include "tests/trees/MortonForms.h"
@@ -27,7 +28,7 @@ using Support::LowerCorner;
 using Support::RandomAxes;
 using Support::Separated;
 
-constexpr int kManyValues = 1'000'000;
+constexpr int kManyValues = Support::Rounds(1'000'000);
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kLargest = std::numeric_limits<double>::max();

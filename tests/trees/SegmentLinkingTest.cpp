@@ -5,7 +5,9 @@
 #include <Sorvane/SegmentLinking_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/ThreadLimit.h"
 
 #include <algorithm>
 #include <array>
@@ -752,6 +754,37 @@ TEST(SegmentLinking, ACrowdWhoseEndsAreAllTakenCostsLaterEndsNothing)
     }
     const Polylines<double> chains = LinkSegments(segments, 1.5);
     EXPECT_FALSE(chains.empty());
+}
+
+// --- without memory
+// -------------------------------------------------------------------------------
+
+template <class T>
+void ExpectExceptionPasses()
+{
+    // Loops, a junction, and loose ends that reach each step.
+    Support::Random random(4);
+    Segments<T> segments{{{0, 0}, {1, 5}}, {{0, 0}, {5, 1}}, {{0, 0}, {-4, -4}}};
+    for (int i = 0; i < 40; ++i) {
+        const auto start = random.Vector<2, T>(-50, 50);
+        segments.push_back({start, start + random.Vector<2, T>(-9, 9)});
+    }
+    for (int i = 0; i < 20; ++i) {
+        const auto x = static_cast<T>(100 + i);
+        segments.push_back({{x, 100}, {x + 1, 100}});
+        segments.push_back({{x, i == 0 ? T{100} : T{101}}, {x + 1, i == 19 ? T{100} : T{101}}});
+    }
+    Support::WithThreads(1, [&] {
+        EXPECT_GT(Support::FailEachAllocationOfResult(
+                      [&] { return LinkSegments(segments, static_cast<T>(3)); }),
+                  20U);
+    });
+}
+
+TEST(SegmentLinkingWithoutMemory, PassesTheExceptionOn)
+{
+    ExpectExceptionPasses<double>();
+    ExpectExceptionPasses<float>();
 }
 
 } // namespace

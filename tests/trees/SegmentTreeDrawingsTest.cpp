@@ -4,8 +4,9 @@
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/SegmentTree_E.h>
 
-#include "tests/support/FileSupport.h"
 #include "tests/planar/Drawings.h"
+#include "tests/support/FileSupport.h"
+#include "tests/support/Rounds.h"
 
 #include <algorithm>
 #include <cctype>
@@ -101,7 +102,7 @@ protected:
         const auto chain = ChainOf<T>(elements_);
         const ArcSegTree<T> tree(chain);
         std::size_t found = 0;
-        for (int i = 0; i < 500; ++i) {
+        for (int i = 0; i < Support::Rounds(500); ++i) {
             const auto q = RandomPoint<T>();
             const T r = static_cast<T>(size_ * std::exp2(random_.Between(-7, -1)));
             std::vector<int> ids = tree.ItemsWithin(q, r);
@@ -117,7 +118,7 @@ protected:
                 }
             }
         }
-        EXPECT_GT(found, 500U);
+        EXPECT_GT(found, Support::Rounds(500U));
     }
 
     /// The outlines as many short segments.
@@ -132,7 +133,7 @@ protected:
             }
         }
         const SegmentTree<T> tree(segments);
-        for (int i = 0; i < 300; ++i) {
+        for (int i = 0; i < Support::Rounds(300); ++i) {
             const auto q = RandomPoint<T>();
             double least = std::numeric_limits<double>::infinity();
             for (const auto& segment : segments) {

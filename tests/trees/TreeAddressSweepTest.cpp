@@ -3,6 +3,7 @@
 
 #include <Sorvane/TreeAddress_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/trees/AddressReference.h"
 
@@ -47,7 +48,7 @@ TYPED_TEST(AddressSweep, AllModesMatchTheSetsOnRandomLists)
 {
     constexpr int D = TypeParam::D;
     Support::Random random(1);
-    for (int trial = 0; trial < 400; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(400); ++trial) {
         // Few and many, near the root and deep down, spread over all or crowded into one cell.
         typename TypeParam::Address within;
         if (trial % 2 == 1) {

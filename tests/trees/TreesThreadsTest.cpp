@@ -6,8 +6,9 @@
 #include <Sorvane/TreeAddress_E.h>
 #include <Sorvane/TriangleTree_E.h>
 
-#include "tests/support/ThreadLimit.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
+#include "tests/support/ThreadLimit.h"
 #include "tests/trees/AddressReference.h"
 
 #include <vector>
@@ -91,7 +92,7 @@ TEST(TreesThreads, NearestTrianglesOfABatch)
         triples.push_back(i);
     }
     const QOFTriangleTree<3, double> tree(corners, triples);
-    const std::vector<Vec3d> points = Cloud(40'000);
+    const std::vector<Vec3d> points = Cloud(Support::FullOr(40'000, 10'000));
     ExpectSameOnAnyThreads([&] { return tree.ClosestPoints(points, 9, {}); });
 }
 

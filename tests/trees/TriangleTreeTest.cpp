@@ -7,6 +7,7 @@
 
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
 
@@ -241,7 +242,7 @@ protected:
 TEST_P(RealMeshes, SearchesAreAsDefinedToTheBit)
 {
     const OpenTree tree(mesh_.points, mesh_.indices);
-    ExpectSearchesAsDefined(tree, mesh_, random_, 250);
+    ExpectSearchesAsDefined(tree, mesh_, random_, Support::Rounds(250));
 }
 
 TEST_P(RealMeshes, ClosestPointIsThatOfBruteForce)
@@ -249,7 +250,7 @@ TEST_P(RealMeshes, ClosestPointIsThatOfBruteForce)
     const TriangleTree tree(mesh_.points, mesh_.indices);
     const auto box = BoxOf(mesh_);
     const double size = Vector::Length(box.max - box.min);
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < Support::Rounds(100); ++i) {
         const Vec3d q = RandomPoint(random_, mesh_, box);
         double least = kInfinity;
         for (std::size_t t = 0; t < TriangleCount(); ++t) {
@@ -269,7 +270,7 @@ TEST_P(RealMeshes, TrianglesInBallAreThoseWithABoxInReach)
     const TriangleTree tree(mesh_.points, mesh_.indices);
     const auto box = BoxOf(mesh_);
     const double size = Vector::Length(box.max - box.min);
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < Support::Rounds(100); ++i) {
         const Vec3d q = RandomPoint(random_, mesh_, box);
         const double r = size * std::exp2(random_.Between(-10, -2));
         std::vector<int> expected;
@@ -294,7 +295,7 @@ TEST_P(RealMeshes, LineHitsAreThoseOfBruteForce)
 {
     const TriangleTree tree(mesh_.points, mesh_.indices);
     const auto box = BoxOf(mesh_);
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < Support::Rounds(200); ++i) {
         const Vec3d origin = RandomPoint(random_, mesh_, box);
         const Vec3d direction = i % 2 == 0
                                     ? Vec3d{0, 0, -1}
@@ -315,7 +316,7 @@ TEST_P(RealMeshes, PossibleBoxCollisionsAreThoseOfBruteForce)
 {
     const OpenTree tree(mesh_.points, mesh_.indices);
     const auto box = BoxOf(mesh_);
-    for (int i = 0; i < 100; ++i) {
+    for (int i = 0; i < Support::Rounds(100); ++i) {
         AxisAlignedBoundingBox<3, double> query;
         query.Grow(RandomPoint(random_, mesh_, box));
         query.Grow(i % 4 == 0 ? query.min : RandomPoint(random_, mesh_, box));
@@ -456,7 +457,7 @@ TEST(TriangleTreeTies, AreSettledByTheOrderOfAdding)
     const Mesh3 mesh = Support::Grid(12, 12);
     const OpenTree tree(mesh.points, mesh.indices);
     int ties = 0;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < Support::Rounds(2000); ++i) {
         const Vec3d q{random.Below(14) - 1, random.Below(14) - 1, random.Below(4)};
         const double r = random.Below(5) * 0.5;
         ASSERT_NO_FATAL_FAILURE(
@@ -467,7 +468,7 @@ TEST(TriangleTreeTies, AreSettledByTheOrderOfAdding)
                                            SlowClosestPointInRange(tree, q, 0.25, 4 * r), q, r));
         ties += tree.tree.ClosestPoint(q, 10).id >= 0 ? 1 : 0;
     }
-    EXPECT_EQ(ties, 2000);
+    EXPECT_EQ(ties, Support::Rounds(2000));
 }
 
 /// Where the margin of the boxes is lost, a triangle's box may be exactly as far as a radius of the
@@ -739,7 +740,7 @@ TEST(TriangleTreeBuild, CrowdedTowardsAPointStaysShallow)
     }
     const OpenTree tree(mesh.points, mesh.indices);
     Random random(6);
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < Support::Rounds(200); ++i) {
         const double r = std::pow(0.9, random.Below(200));
         const Vec3d q{-r, r, 0};
         ASSERT_NO_FATAL_FAILURE(
@@ -788,7 +789,7 @@ TEST(TriangleTreeLines, AreNotLostFarFromZero)
     const TriangleTree tree(mesh.points, mesh.indices);
     Random random(10);
     int hits = 0;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < Support::Rounds(2000); ++i) {
         const Vec3d target =
             corner + Vec3d{random.Between(1, kSide - 1), random.Between(1, kSide - 1), 0};
         Vec3d direction = random.Vector<3, double>(-1, 1);
@@ -806,7 +807,7 @@ TEST(TriangleTreeLines, AreNotLostFarFromZero)
         ASSERT_EQ(tree.LineHits(origin, direction), expected) << i;
         hits += static_cast<int>(expected.size());
     }
-    EXPECT_GE(hits, 2000);
+    EXPECT_GE(hits, Support::Rounds(2000));
 }
 
 /// Weights of the corners may be as low as -1e-12, which on a large triangle is farther out than

@@ -4,6 +4,7 @@
 #include "triangulation/ConstrainedDelaunay_Impl.h"
 
 #include "tests/support/Polygons.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/triangulation/CheckTriangles.h"
 #include "tests/triangulation/ExactTurn.h"
@@ -83,7 +84,7 @@ double Angle(const Vec2d& a, const Vec2d& apex, const Vec2d& b)
 TEST(ConstrainedDelaunay, EdgesAreSegmentsOrDelaunay)
 {
     Random random(11);
-    for (int round = 0; round < 120; ++round) {
+    for (int round = 0; round < Support::Rounds(120); ++round) {
         const Scene scene = MakeScene(random, 10 + random.Below(80), 60, round % 3 == 2);
         ConstrainedDelaunay delaunay(scene.points, 1e-12);
         for (const auto& [a, b] : scene.segments) {

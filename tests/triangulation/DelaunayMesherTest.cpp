@@ -4,6 +4,7 @@
 #include <Sorvane/DelaunayTriangulation_E.h>
 
 #include "tests/support/CheckTopology.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/triangulation/CheckTriangles.h"
 
@@ -458,7 +459,7 @@ TEST(DelaunayMesher, HullPocketsAreClosed)
     // The corner (5, 0.001) sees two outer nodes below; the hull runs straight past it.
     ExpectDelaunay<double>({{5, 0.001}, {0, 0}, {10, 0}, {5, 10}}, 1e-12);
     Random random(31);
-    for (int round = 0; round < 400; ++round) {
+    for (int round = 0; round < Support::Rounds(400); ++round) {
         Points points;
         for (int i = 0; i < 60; ++i) {
             points.push_back(random.Vector<2, double>(-1, 1));
@@ -972,7 +973,7 @@ TYPED_TEST(DelaunaySmall, LongConstraintsBecomeEdges)
     using T = TypeParam;
     Random random(77);
     for (int round = 0; round < 30; ++round) {
-        const int count = round < 25 ? 80 : 1500;
+        const int count = round < 25 ? 80 : Support::FullOr(1500, 300);
         Mesher<T> mesher;
         const bool onLattice = round % 5 == 4;
         mesher.points = Made<T>(count, [&](int) {

@@ -3,6 +3,7 @@
 #include "triangulation/OutlineCrossing_Impl.h"
 
 #include "tests/support/Polygons.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/triangulation/ExactTurn.h"
 
@@ -35,7 +36,7 @@ TEST(OutlineCrossing, AgreesWithALookAtAllPairs)
 {
     Random random(3);
     int found = 0;
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < Support::Rounds(2000); ++round) {
         // A star with a few corners moved about: some cross, some do not.
         Polygon outline = Support::StarPolygon(4 + random.Below(30), random);
         for (int moves = random.Below(3); moves > 0; --moves) {
@@ -47,8 +48,8 @@ TEST(OutlineCrossing, AgreesWithALookAtAllPairs)
         ASSERT_EQ(FindClearCrossing(outline, 0).isFound, expected) << round;
         found += expected ? 1 : 0;
     }
-    EXPECT_GT(found, 200);
-    EXPECT_LT(found, 1800);
+    EXPECT_GT(found, Support::Rounds(200, 1));
+    EXPECT_LT(found, Support::Rounds(1800));
 }
 
 TEST(OutlineCrossing, NoneInOutlinesThatTouchOrRunAlongThemselves)

@@ -3,6 +3,7 @@
 
 #include "triangulation/PointDelaunay_Impl.h"
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/triangulation/ExactTurn.h"
 
@@ -97,7 +98,7 @@ Points Unique(Points points)
 TEST(PointDelaunay, PointsOfAllKinds)
 {
     Random random(1);
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 0; round < Support::Rounds(300); ++round) {
         Points points;
         const int count = 3 + random.Below(60);
         for (int i = 0; i < count; ++i) {

@@ -2,6 +2,7 @@
 
 #include "triangulation/SegmentSnap_Impl.h"
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -54,7 +55,7 @@ TEST(SegmentSnap, AgreesWithALookAtAllSegments)
 {
     Random random(6);
     int found = 0;
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < Support::Rounds(20); ++round) {
         std::vector<Segment> segments;
         const double spread = round % 2 == 0 ? 1.0 : 10.0;
         const bool onLattice = round % 4 == 3; // brings ties
@@ -102,7 +103,7 @@ TEST(SegmentSnap, AgreesWithALookAtAllSegments)
             }
         }
     }
-    EXPECT_GT(found, 10000);
+    EXPECT_GT(found, Support::Rounds(10000));
 }
 
 TEST(SegmentSnap, ARadiusOfZeroFindsNothing)

@@ -2,6 +2,7 @@
 
 #include <Sorvane/Tessellation_E.h>
 
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/triangulation/CheckTriangles.h"
 
@@ -206,7 +207,7 @@ TEST_P(RandomPolygons, AreCoveredOnce)
 {
     const Kind& kind = kKinds[static_cast<std::size_t>(GetParam())];
     Random random(17);
-    for (int round = 0; round < 600; ++round) {
+    for (int round = 0; round < Support::Rounds(600); ++round) {
         const Polygon polygon = kind.make(random.Below(kind.sizes), random);
         ExpectSound<double>(polygon, random);
         const double angle = round % 3 == 0 ? 1.5707963267948966 : random.Between(0, 6.3);
@@ -230,7 +231,7 @@ template <class T>
 void ExpectSoundLeaning(double scale, double angle)
 {
     Random random(99);
-    for (int round = 0; round < 60; ++round) {
+    for (int round = 0; round < Support::Rounds(60); ++round) {
         const Polygon plain = round % 2 == 0 ? Support::SkylinePolygon(3 + random.Below(9), random)
                                              : Support::MazePolygon(1 + random.Below(7), random);
         Polygon polygon = Support::Turned(plain, angle);
