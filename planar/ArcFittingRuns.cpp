@@ -19,8 +19,6 @@ using Geometry::ArcBase;
 /// Part of the tolerance by which the chords of a run may leave the circle through their points and
 /// the next one, so that a polyline tessellated at the tolerance is surely taken.
 constexpr double kChordAllowance = 10.0 / 9.0;
-/// Curvature below which a circle has no radius to compare with.
-constexpr double kStraight = 1e-12;
 /// Largest part of a curvature that rounding is believed to explain. Half of what a run's radius
 /// may be off its mean radius of curvature.
 constexpr double kMostRounding = 0.05;
@@ -227,12 +225,13 @@ private:
         return std::fabs(OffCircle(arc, Point(i))) <= tol_;
     }
     /// Two points alone have no circle yet: does the one through them and their neighbor have the
-    /// radius of curvature at `at`? Of either sense: a clockwise arc has a negative curvature.
+    /// radius of curvature at `at`? Of either sense: a clockwise arc has a negative curvature. A
+    /// curvature within the floor has no radius.
     bool HasRadius(const std::array<int, 3>& three, int at) const
     {
         const double curvature = std::fabs(curvatures_[static_cast<std::size_t>(at)]);
         const auto arc = ArcThrough(Point(three[0]), Point(three[1]), Point(three[2]), floor_);
-        return curvature > kStraight && std::fabs(Geometry::Radius(arc) - 1 / curvature) <= tol_;
+        return curvature > floor_ && std::fabs(Geometry::Radius(arc) - 1 / curvature) <= tol_;
     }
     /// Are both chords at point i within the tolerance of an arc?
     bool IsShort(int i) const
