@@ -3,6 +3,7 @@
 #pragma once
 
 #include <Sorvane/AnisotropicRemesher_E.h>
+#include <Sorvane/ArcFitting_E.h>
 #include <Sorvane/ArcSegChain_E.h>
 #include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/AssertSites_E.h>
@@ -34,6 +35,7 @@
 #include <Sorvane/SegmentTree_E.h>
 #include <Sorvane/SubdivisionMesh_E.h>
 #include <Sorvane/Subdivision_E.h>
+#include <Sorvane/SvgWriter_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/TreeAddress_E.h>
 #include <Sorvane/TriangleTree_E.h>

@@ -9,6 +9,7 @@
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <set>
 #include <sstream>
@@ -189,6 +190,8 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"chain_picture", {"chain", "0"}},
         {"chain_picture", {"chain", "x"}},
         {"content_tree_picture", {}},
+        {"fit_arcs", {"points", "0"}},
+        {"fit_arcs", {"points", "1", "2"}},
         {"solid_cells", {"part", "1", "4"}},
         {"solid_cells", {"part", "1", "13", "x.svg"}},
         {"solid_cells", {"part", "1", "nan", "x.svg"}},
@@ -259,11 +262,32 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         EXPECT_EQ(run.code, c.code);
         EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     }
-    for (const char* program : {"chain_picture", "z_curve"}) {
+    for (const char* program : {"chain_picture", "fit_arcs", "z_curve"}) {
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
         EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;
     }
+}
+
+// A spiral of two turns drifts too far for one run, and is fitted in halves.
+TEST_F(ExamplePrograms, FitArcsFitsWhatIsLeftOutInHalves)
+{
+    const ProgramRun lever = RunExample("fit_arcs", {}, Folder());
+    EXPECT_EQ(lever.code, 0);
+    EXPECT_NE(lever.errors.find("2 segments, 5 arcs"), std::string::npos) << lever.errors;
+
+    std::ostringstream spiral;
+    for (int i = 0; i <= 2000; ++i) {
+        const double angle = 6.28e-3 * i;
+        spiral << (10 + angle) * std::cos(angle) << ' ' << (10 + angle) * std::sin(angle) << '\n';
+    }
+    Support::WriteBytes(folder_ / "spiral.txt", spiral.str());
+    const ProgramRun run = RunExample("fit_arcs", {"spiral.txt", "0.02"}, Folder());
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(run.errors.find(" 0 arcs"), std::string::npos) << run.errors;
+
+    Support::WriteBytes(folder_ / "words.txt", "no points here");
+    EXPECT_EQ(RunExample("fit_arcs", {"words.txt"}, Folder()).code, 1);
 }
 
 TEST_F(ExamplePrograms, SolidCellsEncloseTheAreaOfAnOutline)

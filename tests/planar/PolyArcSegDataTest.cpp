@@ -1,9 +1,11 @@
 // Outlines of real parts, as segments and arcs in the order of a drawing, joined to chains.
 
+#include <Sorvane/ArcFitting_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 
 #include "tests/planar/ChainSupport.h"
 #include "tests/planar/Drawings.h"
+#include "tests/planar/SampledProfiles.h"
 #include "tests/support/FileSupport.h"
 #include "tests/support/Rounds.h"
 
@@ -71,6 +73,27 @@ protected:
     JsonValue drawing_;
     std::vector<Chain> chains_;
 };
+
+// As points whose chords leave the arcs by half the tolerance, and back: no point is lost, and not many
+// more elements are found than were drawn. Arcs of fewer than four points come back as segments.
+TEST_P(RealChains, AreFittedFromTheirPoints)
+{
+    constexpr double kTol = 1e-3;
+    std::size_t drawn = 0;
+    std::size_t found = 0;
+    for (const Chain& chain : chains_) {
+        const auto points = Support::Sampled<double>(chain, 0.5 * kTol, 0.5);
+        const Chain fitted = FilterArcsAndSegs(points, kTol);
+        ASSERT_FALSE(fitted.elements.empty());
+        drawn += chain.elements.size();
+        found += fitted.elements.size();
+        EXPECT_LE(Gap(End(fitted), points.back()), 2 * kTol);
+        for (std::size_t i = 0; i < points.size(); i += 1 + points.size() / 2000) {
+            EXPECT_LE(Support::DistanceToChain(points[i], fitted), kTol + 1e-9);
+        }
+    }
+    EXPECT_LE(found, 2 * drawn);
+}
 
 TEST_P(RealChains, LengthIsThatOfTheDrawing)
 {

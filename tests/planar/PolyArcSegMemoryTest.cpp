@@ -1,6 +1,7 @@
 // Chains of arcs and segments with every allocation refused once: one that is appended to is then
 // as it was, and what only asks passes the exception on.
 
+#include <Sorvane/ArcFitting_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 
 #include "tests/planar/ChainSupport.h"
@@ -53,6 +54,8 @@ TYPED_TEST(ChainsWithoutMemory, QuestionsPassTheExceptionOn)
                       [&] { return PointParametersOnPolyArcSeg(chain, points, T(1e-6)); }),
                   2U);
         EXPECT_GT(FailEachAllocationOfResult([&] { return ToPolyline(chain, T(0.01)); }), 0U);
+        EXPECT_GT(FailEachAllocationOfResult([&] { return FilterArcsAndSegs(points, T(0.01)); }),
+                  5U);
     });
 }
 
