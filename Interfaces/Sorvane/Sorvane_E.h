@@ -7,6 +7,7 @@
 #include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
+#include <Sorvane/ChainBreaking_E.h>
 #include <Sorvane/ClosestPoint_E.h>
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>

@@ -1,0 +1,207 @@
+// The chain as offsets see it. Distances are compared by their squares; whether a point lies beside
+// an arc is told from cross products with its two spokes.
+
+#include "planar/PlanarOffsetSource_Impl.h"
+
+#include "planar/ChainElement_Impl.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace Velk::Math::Sorvane::Planar::Impl {
+
+namespace {
+
+ArcSegBase<double> Moved(const SegBase<double>& segment, const Vec2d& by)
+{
+    return SegBase<double>{segment.start + by, segment.end + by};
+}
+ArcSegBase<double> Moved(const ArcBase<double>& arc, const Vec2d& by)
+{
+    return ArcBase<double>{arc.center + by, arc.start + by, arc.length};
+}
+template <class T>
+SegBase<double> Wide(const SegBase<T>& segment)
+{
+    return {Widened(segment.start), Widened(segment.end)};
+}
+template <class T>
+ArcBase<double> Wide(const ArcBase<T>& arc)
+{
+    return {Widened(arc.center), Widened(arc.start), static_cast<double>(arc.length)};
+}
+
+using Box = Bounding::AxisAlignedBoundingBox<2, double>;
+
+Box BoxOf(const SegBase<double>& segment)
+{
+    const Vec2d& a = segment.start;
+    const Vec2d& b = segment.end;
+    return {{std::min(a.x(), b.x()), std::min(a.y(), b.y())},
+            {std::max(a.x(), b.x()), std::max(a.y(), b.y())}};
+}
+Box BoxOf(const ArcBase<double>& arc)
+{
+    const std::array<Vec2d, 2> corners = arc.Bounds();
+    return {corners[0], corners[1]};
+}
+
+/// Middle of the box round the starts of usable elements.
+template <class T>
+Vec2d MiddleOf(const std::vector<ArcSegBase<T>>& elements)
+{
+    constexpr double kFar = std::numeric_limits<double>::infinity();
+    Vec2d low(kFar, kFar);
+    Vec2d high(-kFar, -kFar);
+    for (const ArcSegBase<T>& element : elements) {
+        if (SizeOf(element) <= Math::Impl::kLargestCoordinate) {
+            const Vec2d start = Widened(element.StartPoint());
+            for (int axis = 0; axis < 2; ++axis) {
+                low[axis] = std::min(low[axis], start[axis]);
+                high[axis] = std::max(high[axis], start[axis]);
+            }
+        }
+    }
+    return low.x() <= high.x() ? (low + high) * 0.5 : Vec2d();
+}
+
+} // namespace
+
+bool OffsetSource::Shape::Spans(const Vec2d& spoke) const
+{
+    if (isWhole) {
+        return true;
+    }
+    const bool isAfterFrom = (fromSpoke ^ spoke) >= 0;
+    const bool isBeforeTo = (spoke ^ toSpoke) >= 0;
+    return isMoreThanHalf ? isAfterFrom || isBeforeTo : isAfterFrom && isBeforeTo;
+}
+
+bool OffsetSource::Shape::IsNearerThan(double distance, const Vec2d& p) const
+{
+    const double squared = distance * distance;
+    const auto isNear = [&](const Vec2d& q) { return Vector::SquaredLength(p - q) < squared; };
+    if (radius == 0.0) {
+        const Vec2d along = end - start;
+        const double place = (p - start) * along;
+        const double squaredLength = along * along;
+        if (place <= 0.0) {
+            return isNear(start);
+        }
+        if (place >= squaredLength) {
+            return isNear(end);
+        }
+        const double area = along ^ (p - start);
+        return area * area < squared * squaredLength;
+    }
+    const Vec2d spoke = p - center;
+    const double far = radius + distance;
+    const double near = radius - distance;
+    const double squaredSpoke = spoke * spoke;
+    if (!(squaredSpoke < far * far) || (near > 0 && squaredSpoke <= near * near)) {
+        return false; // not even the circle
+    }
+    return Spans(spoke) || isNear(start) || isNear(end);
+}
+
+OffsetSource::Shape OffsetSource::ShapeOf(const ArcSegBase<double>& element)
+{
+    Shape shape;
+    shape.isUsable = SizeOf(element) <= Math::Impl::kLargestCoordinate;
+    shape.start = element.StartPoint();
+    shape.end = element.EndPoint();
+    if (const ArcBase<double>* arc = element.AsArc()) {
+        shape.isUsable = shape.isUsable && Math::Impl::IsUsable(shape.end);
+        shape.center = arc->center;
+        shape.radius = Vector::Length(arc->start - arc->center);
+        const double sweep = std::fabs(arc->length) / shape.radius;
+        shape.isMoreThanHalf = sweep > kPi<double>;
+        shape.isWhole = sweep >= kTwoPi<double>;
+        shape.fromSpoke = (arc->length < 0 ? shape.end : shape.start) - arc->center;
+        shape.toSpoke = (arc->length < 0 ? shape.start : shape.end) - arc->center;
+        if (!(sweep >= 0)) { // a point, whatever its length
+            shape.radius = 0.0;
+        }
+    }
+    return shape;
+}
+
+template <class T>
+OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T tol)
+    : center_(MiddleOf(chain.elements))
+{
+    elements_.reserve(chain.elements.size());
+    double farthest = 0.0;
+    for (const ArcSegBase<T>& element : chain.elements) {
+        elements_.push_back(element.Visit([&](const auto& e) { return Moved(Wide(e), -center_); }));
+        const double own = SizeOf(element);
+        farthest = own <= Math::Impl::kLargestCoordinate ? std::max(farthest, own) : farthest;
+    }
+    if (isReversed) {
+        std::reverse(elements_.begin(), elements_.end());
+        for (ArcSegBase<double>& element : elements_) {
+            element.Reverse();
+        }
+    }
+
+    std::vector<Box> boxes;
+    boxes.reserve(elements_.size());
+    shapes_.reserve(elements_.size());
+    for (const ArcSegBase<double>& element : elements_) {
+        shapes_.push_back(ShapeOf(element));
+        if (shapes_.back().isUsable) {
+            size_ = std::max(size_, SizeOf(element));
+            boxes.push_back(element.Visit([](const auto& e) { return BoxOf(e); }));
+        } else {
+            boxes.emplace_back();
+        }
+    }
+    const double rounding = RoundingAt<double>(size_);
+    for (std::size_t i = 0; i < boxes.size(); ++i) {
+        if (shapes_[i].isUsable) {
+            boxes[i].min -= Vec2d(rounding, rounding);
+            boxes[i].max += Vec2d(rounding, rounding);
+        }
+    }
+    boxes_ = Tree::Impl::BoxHierarchy<2, double>(boxes, Tree::Impl::HierarchyCut::Order);
+
+    // Ends of arcs are derived in T by whoever laid the chain, where the chain itself is.
+    const double closing =
+        std::max(static_cast<double>(AtLeastZero(chain.tolerance)), RoundingAt<T>(farthest));
+    const double reach = std::max(static_cast<double>(AtLeastZero(tol)), closing);
+    isClosed_ = !elements_.empty();
+    for (std::size_t i = 0; i < elements_.size(); ++i) {
+        const std::size_t before = i > 0 ? i - 1 : elements_.size() - 1;
+        const double gap = Distance(shapes_[before].end, shapes_[i].start);
+        shapes_[i].isJoined =
+            shapes_[before].isUsable && shapes_[i].isUsable && gap <= (i > 0 ? reach : closing);
+        isClosed_ = isClosed_ && shapes_[i].isJoined;
+        if (shapes_[i].isJoined) {
+            jointGap_ = std::max(jointGap_, gap);
+        }
+    }
+}
+
+bool OffsetSource::IsNearerThan(double distance, const Vec2d& p, std::size_t& hint) const
+{
+    if (!(distance > 0)) {
+        return false;
+    }
+    if (hint < Count() && IsShapeNearer(hint, distance, p)) {
+        return true;
+    }
+    return boxes_.VisitWithin(p, distance * distance, [&](std::int32_t number) -> bool {
+        const auto i = static_cast<std::size_t>(number);
+        if (!shapes_[i].IsNearerThan(distance, p)) {
+            return false;
+        }
+        hint = i;
+        return true;
+    });
+}
+
+template OffsetSource::OffsetSource(const PolyArcSegBase<float>&, bool, float);
+template OffsetSource::OffsetSource(const PolyArcSegBase<double>&, bool, double);
+
+} // namespace Velk::Math::Sorvane::Planar::Impl
