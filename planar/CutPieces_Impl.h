@@ -58,18 +58,4 @@ void ForPiecesOf(const std::vector<Element>& elements, const std::vector<Element
     }
 }
 
-/// How many pieces the first `count` elements have.
-template <class Element>
-std::size_t PieceCount(const std::vector<Element>& elements, std::size_t count,
-                       const std::vector<Element>& pieces)
-{
-    std::size_t number = 0;
-    std::size_t pieceCount = 0;
-    ForPiecesOf(elements, pieces, [&](const Element&, std::size_t, std::size_t end) {
-        pieceCount = number < count ? end : pieceCount;
-        ++number;
-    });
-    return pieceCount;
-}
-
 } // namespace Velk::Math::Sorvane::Planar::Impl

@@ -52,29 +52,58 @@ Vec2d MiddleOf(const ArcBase<double>& piece)
     return piece.center + Vec2d(c * spoke.x() - s * spoke.y(), s * spoke.x() + c * spoke.y());
 }
 
+SegBase<double> Joined(const std::vector<SegBase<double>>& pieces, std::size_t first,
+                       std::size_t last)
+{
+    return {pieces[first].start, pieces[last].end};
+}
+
+ArcBase<double> Joined(const std::vector<ArcBase<double>>& pieces, std::size_t first,
+                       std::size_t last)
+{
+    ArcBase<double> joined = pieces[first];
+    for (std::size_t i = first + 1; i <= last; ++i) {
+        joined.length += pieces[i].length;
+    }
+    return joined;
+}
+
 /// Tells which pieces the chain comes too near to.
 class Trim {
 public:
     Trim(const OffsetSource& source, double limit) : source_(source), limit_(limit) {}
 
-    /// Appends those of the first `count` pieces that stay, in order.
+    /// Appends the pieces that stay of the first `count` elements, in order. Where neighbors of one
+    /// element stay both, they are one again.
     template <class Piece>
-    void AppendKept(const std::vector<Piece>& pieces, std::size_t count,
-                    std::vector<ArcSegBase<double>>& kept) const
+    void AppendKept(const std::vector<Piece>& elements, std::size_t count,
+                    const std::vector<Piece>& pieces, std::vector<ArcSegBase<double>>& kept) const
     {
-        std::vector<char> isKept(count, 0);
-        Parallel::Impl::ApplyParallelChunks(std::size_t{0}, count,
+        std::vector<char> isKept(pieces.size(), 0);
+        Parallel::Impl::ApplyParallelChunks(std::size_t{0}, pieces.size(),
                                             [&](std::size_t from, std::size_t to) {
                                                 std::size_t hint = 0;
                                                 for (std::size_t i = from; i < to; ++i) {
                                                     isKept[i] = Stays(pieces[i], hint) ? 1 : 0;
                                                 }
                                             });
-        for (std::size_t i = 0; i < count; ++i) {
-            if (isKept[i] != 0) {
-                kept.emplace_back(pieces[i]);
+        std::size_t number = 0;
+        ForPiecesOf(elements, pieces, [&](const Piece& element, std::size_t from, std::size_t to) {
+            if (number++ >= count) {
+                return;
             }
-        }
+            for (std::size_t i = from; i < to; ++i) {
+                if (isKept[i] == 0) {
+                    continue;
+                }
+                const std::size_t first = i;
+                while (i + 1 < to && isKept[i + 1] != 0) {
+                    ++i;
+                }
+                const bool isAll = first == from && i + 1 == to;
+                kept.emplace_back(isAll ? element : Joined(pieces, first, i));
+            }
+        });
     }
 
 private:
@@ -131,18 +160,27 @@ Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol)
     const double limit = distance - (kTrimFloor + 2 * source.JointGap() + rounding);
 
     RawOffset raw = BuildRawOffset(source, distance, limit);
+    Intersect::CutAtIntersections(raw.segments, raw.arcs, kLengthFloor<double>);
+
+    // The others cut what is cut already, so that a cut that changes nothing can be taken back.
     const std::size_t segmentCount = raw.segments.size();
     const std::size_t arcCount = raw.arcs.size();
-    raw.segments.insert(raw.segments.end(), raw.cuttingSegments.begin(), raw.cuttingSegments.end());
-    raw.arcs.insert(raw.arcs.end(), raw.cuttingArcs.begin(), raw.cuttingArcs.end());
-    std::vector<SegBase<double>> segments = raw.segments;
-    std::vector<ArcBase<double>> arcs = raw.arcs;
-    Intersect::CutAtIntersections(segments, arcs, kLengthFloor<double>);
+    const bool hasOthers = !raw.cuttingSegments.empty() || !raw.cuttingArcs.empty();
+    std::vector<SegBase<double>> segments;
+    std::vector<ArcBase<double>> arcs;
+    if (hasOthers) {
+        raw.segments.insert(raw.segments.end(), raw.cuttingSegments.begin(),
+                            raw.cuttingSegments.end());
+        raw.arcs.insert(raw.arcs.end(), raw.cuttingArcs.begin(), raw.cuttingArcs.end());
+        segments = raw.segments;
+        arcs = raw.arcs;
+        Intersect::CutAtIntersections(segments, arcs, kLengthFloor<double>);
+    }
 
     const Trim trim(source, limit);
     std::vector<ArcSegBase<double>> kept;
-    trim.AppendKept(segments, PieceCount(raw.segments, segmentCount, segments), kept);
-    trim.AppendKept(arcs, PieceCount(raw.arcs, arcCount, arcs), kept);
+    trim.AppendKept(raw.segments, segmentCount, hasOthers ? segments : raw.segments, kept);
+    trim.AppendKept(raw.arcs, arcCount, hasOthers ? arcs : raw.arcs, kept);
     const double link = std::max({kLinkFraction * tol, 4 * source.JointGap(), rounding});
     return PlacedChains<T>(CombineArcsSegs(kept, link), source.Center());
 }

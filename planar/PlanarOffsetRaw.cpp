@@ -15,7 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <optional>
+#include <utility>
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
@@ -43,15 +43,15 @@ public:
     RawOffset Build()
     {
         const std::size_t count = source_.Count();
-        std::optional<Parallel> first;
-        std::optional<Parallel> previous;
+        Parallel first;
+        Parallel previous;
         for (std::size_t i = 0; i < count; ++i) {
-            const std::optional<Parallel> own = AddParallel(i, distance_, raw_.segments, raw_.arcs);
-            const bool isJoined = i > 0 && source_.IsJoined(i);
-            if (isJoined && previous && own) {
-                AddCorner(i, *previous, *own);
-            } else if (!(i == 0 && source_.IsClosed())) {
-                AddEnds(i, i > 0 && !isJoined);
+            const Parallel own = AddParallel(i, distance_, raw_.segments, raw_.arcs);
+            if (i > 0 && source_.IsJoined(i)) {
+                AddCorner(i, previous, own);
+            } else if (i > 0) {
+                AddTurn(source_.End(i - 1), source_[i - 1].EndTangent(), i - 1);
+                AddTurn(source_.Start(i), source_[i].StartTangent(), i);
             }
             if (!source_.IsClosed()) {
                 AddParallel(i, -distance_, raw_.cuttingSegments, raw_.cuttingArcs);
@@ -60,35 +60,29 @@ public:
             first = i == 0 ? own : first;
         }
         if (source_.IsClosed()) {
-            if (count > 1 && first && previous) {
-                AddCorner(0, *previous, *first);
-            } else if (!first || !previous) {
-                AddEnds(0, false);
-            }
+            AddCorner(0, previous, first);
         } else if (count > 0) {
+            AddTurn(source_.Start(0), source_[0].StartTangent(), 0);
             AddTurn(source_.End(count - 1), source_[count - 1].EndTangent(), count - 1);
         }
         return std::move(raw_);
     }
 
 private:
-    /// The ends of a parallel element.
+    /// The ends of a parallel element. An arc whose radius would not be positive has none, but the
+    /// corners at its ends are rounded as if it had: their arcs meet where the arc is bridged.
     struct Parallel {
         Vec2d start;
         Vec2d end;
     };
 
-    /// The parallel of element i, put into one of the lists unless it is ruled out; nothing when
-    /// there is none.
-    std::optional<Parallel> AddParallel(std::size_t i, double distance,
-                                        std::vector<SegBase<double>>& segments,
-                                        std::vector<ArcBase<double>>& arcs)
+    /// The parallel of element i, put into one of the lists unless it is ruled out.
+    Parallel AddParallel(std::size_t i, double distance, std::vector<SegBase<double>>& segments,
+                         std::vector<ArcBase<double>>& arcs)
     {
         if (const auto* segment = source_[i].AsSegment()) {
             SegBase<double> parallel;
-            if (!Geometry::Offset(*segment, distance, parallel, kLengthFloor<double>)) {
-                return std::nullopt;
-            }
+            Geometry::Offset(*segment, distance, parallel, kLengthFloor<double>);
             const auto isRuledOut = [&](const Vec2d& witness) {
                 return IsWithin(witness, reach_, parallel.start) &&
                        IsWithin(witness, reach_, parallel.end);
@@ -96,17 +90,21 @@ private:
             if (!HasWitness(i, i, isRuledOut)) {
                 segments.push_back(parallel);
             }
-            return Parallel{parallel.start, parallel.end};
+            return {parallel.start, parallel.end};
         }
+        const ArcBase<double>& arc = *source_[i].AsArc();
         ArcBase<double> parallel;
-        if (!Geometry::Offset(*source_[i].AsArc(), distance, parallel, kLengthFloor<double>)) {
-            return std::nullopt;
+        if (!Geometry::Offset(arc, distance, parallel, kLengthFloor<double>)) {
+            const double outward = arc.length < 0 ? -distance : distance;
+            const double radius = Vector::Length(arc.start - arc.center);
+            return {source_.Start(i) + (source_.Start(i) - arc.center) * (outward / radius),
+                    source_.End(i) + (source_.End(i) - arc.center) * (outward / radius)};
         }
         const Vec2d end = Geometry::EndPoint(parallel);
         if (!IsArcRuledOut(parallel, end, i, i)) {
             arcs.push_back(parallel);
         }
-        return Parallel{parallel.start, end};
+        return {parallel.start, end};
     }
 
     /// The arc about the start of element i from the parallel before to its own. It is made on the
@@ -226,26 +224,12 @@ private:
         return false;
     }
 
-    /// Circles about the end of the element before and the start of element i, where no corner
-    /// joins them.
-    void AddEnds(std::size_t i, bool isTorn)
-    {
-        if (isTorn) {
-            AddTurn(source_.End(i - 1), source_[i - 1].EndTangent(), i - 1);
-        }
-        AddTurn(source_.Start(i), source_[i].StartTangent(), i);
-    }
-
-    /// Quarter circles about a point of the chain: the right half, and the left one too where the
-    /// chain is open.
+    /// The circle about a loose end of the chain, in quarters, to cut with.
     void AddTurn(const Vec2d& center, const Vec2d& tangent, std::size_t element)
     {
-        if (!Math::Impl::IsUsable(center) || !(Vector::SquaredLength(tangent) > 0.5)) {
-            return;
-        }
         const double length = 0.5 * kPi<double> * distance_;
         Vec2d spoke = -tangent * distance_;
-        for (int quarter = 0; quarter < (source_.IsClosed() ? 2 : 4); ++quarter) {
+        for (int quarter = 0; quarter < 4; ++quarter) {
             const Vec2d next(-spoke.y(), spoke.x());
             const ArcBase<double> arc{center, center + spoke, length};
             if (!IsArcRuledOut(arc, center + next, element, element)) {

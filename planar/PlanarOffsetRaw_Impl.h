@@ -11,7 +11,7 @@ namespace Velk::Math::Sorvane::Planar::Impl {
 struct RawOffset {
     std::vector<SegBase<double>> segments;
     std::vector<ArcBase<double>> arcs;
-    /// Only cut the others, behind the segments and the arcs.
+    /// Only cut the others.
     std::vector<SegBase<double>> cuttingSegments;
     std::vector<ArcBase<double>> cuttingArcs;
 };

@@ -47,6 +47,18 @@ Box BoxOf(const ArcBase<double>& arc)
     return {corners[0], corners[1]};
 }
 
+/// Is the element finite, and does it lead anywhere?
+template <class T>
+bool IsCurve(const ArcSegBase<T>& element)
+{
+    const ArcBase<T>* const arc = element.AsArc();
+    return SizeOf(element) <= Math::Impl::kLargestCoordinate &&
+           WideLength(element) > kLengthFloor<double> &&
+           WideLength(element) <= Math::Impl::kLargestCoordinate &&
+           Math::Impl::IsUsable(element.EndPoint()) &&
+           (arc == nullptr || Distance(arc->center, arc->start) > kLengthFloor<double>);
+}
+
 /// Middle of the box round the starts of usable elements.
 template <class T>
 Vec2d MiddleOf(const std::vector<ArcSegBase<T>>& elements)
@@ -55,7 +67,7 @@ Vec2d MiddleOf(const std::vector<ArcSegBase<T>>& elements)
     Vec2d low(kFar, kFar);
     Vec2d high(-kFar, -kFar);
     for (const ArcSegBase<T>& element : elements) {
-        if (SizeOf(element) <= Math::Impl::kLargestCoordinate) {
+        if (IsCurve(element)) {
             const Vec2d start = Widened(element.StartPoint());
             for (int axis = 0; axis < 2; ++axis) {
                 low[axis] = std::min(low[axis], start[axis]);
@@ -108,11 +120,9 @@ bool OffsetSource::Shape::IsNearerThan(double distance, const Vec2d& p) const
 OffsetSource::Shape OffsetSource::ShapeOf(const ArcSegBase<double>& element)
 {
     Shape shape;
-    shape.isUsable = SizeOf(element) <= Math::Impl::kLargestCoordinate;
     shape.start = element.StartPoint();
     shape.end = element.EndPoint();
     if (const ArcBase<double>* arc = element.AsArc()) {
-        shape.isUsable = shape.isUsable && Math::Impl::IsUsable(shape.end);
         shape.center = arc->center;
         shape.radius = Vector::Length(arc->start - arc->center);
         const double sweep = std::fabs(arc->length) / shape.radius;
@@ -120,9 +130,6 @@ OffsetSource::Shape OffsetSource::ShapeOf(const ArcSegBase<double>& element)
         shape.isWhole = sweep >= kTwoPi<double>;
         shape.fromSpoke = (arc->length < 0 ? shape.end : shape.start) - arc->center;
         shape.toSpoke = (arc->length < 0 ? shape.start : shape.end) - arc->center;
-        if (!(sweep >= 0)) { // a point, whatever its length
-            shape.radius = 0.0;
-        }
     }
     return shape;
 }
@@ -134,9 +141,11 @@ OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T to
     elements_.reserve(chain.elements.size());
     double farthest = 0.0;
     for (const ArcSegBase<T>& element : chain.elements) {
-        elements_.push_back(element.Visit([&](const auto& e) { return Moved(Wide(e), -center_); }));
-        const double own = SizeOf(element);
-        farthest = own <= Math::Impl::kLargestCoordinate ? std::max(farthest, own) : farthest;
+        if (IsCurve(element)) {
+            elements_.push_back(
+                element.Visit([&](const auto& e) { return Moved(Wide(e), -center_); }));
+            farthest = std::max(farthest, SizeOf(element));
+        }
     }
     if (isReversed) {
         std::reverse(elements_.begin(), elements_.end());
@@ -150,19 +159,13 @@ OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T to
     shapes_.reserve(elements_.size());
     for (const ArcSegBase<double>& element : elements_) {
         shapes_.push_back(ShapeOf(element));
-        if (shapes_.back().isUsable) {
-            size_ = std::max(size_, SizeOf(element));
-            boxes.push_back(element.Visit([](const auto& e) { return BoxOf(e); }));
-        } else {
-            boxes.emplace_back();
-        }
+        size_ = std::max(size_, SizeOf(element));
+        boxes.push_back(element.Visit([](const auto& e) { return BoxOf(e); }));
     }
     const double rounding = RoundingAt<double>(size_);
-    for (std::size_t i = 0; i < boxes.size(); ++i) {
-        if (shapes_[i].isUsable) {
-            boxes[i].min -= Vec2d(rounding, rounding);
-            boxes[i].max += Vec2d(rounding, rounding);
-        }
+    for (Box& box : boxes) {
+        box.min -= Vec2d(rounding, rounding);
+        box.max += Vec2d(rounding, rounding);
     }
     boxes_ = Tree::Impl::BoxHierarchy<2, double>(boxes, Tree::Impl::HierarchyCut::Order);
 
@@ -174,8 +177,7 @@ OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T to
     for (std::size_t i = 0; i < elements_.size(); ++i) {
         const std::size_t before = i > 0 ? i - 1 : elements_.size() - 1;
         const double gap = Distance(shapes_[before].end, shapes_[i].start);
-        shapes_[i].isJoined =
-            shapes_[before].isUsable && shapes_[i].isUsable && gap <= (i > 0 ? reach : closing);
+        shapes_[i].isJoined = gap <= (i > 0 ? reach : closing);
         isClosed_ = isClosed_ && shapes_[i].isJoined;
         if (shapes_[i].isJoined) {
             jointGap_ = std::max(jointGap_, gap);
@@ -188,7 +190,7 @@ bool OffsetSource::IsNearerThan(double distance, const Vec2d& p, std::size_t& hi
     if (!(distance > 0)) {
         return false;
     }
-    if (hint < Count() && IsShapeNearer(hint, distance, p)) {
+    if (hint < Count() && shapes_[hint].IsNearerThan(distance, p)) {
         return true;
     }
     return boxes_.VisitWithin(p, distance * distance, [&](std::int32_t number) -> bool {

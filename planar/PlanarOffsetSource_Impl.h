@@ -12,6 +12,7 @@
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
+/// Elements that aren't finite, or so short that they have no direction, are left out.
 class OffsetSource {
 public:
     /// `tol`: how far apart ends may lie that are nevertheless one joint, if the chain's own
@@ -49,7 +50,6 @@ private:
         double radius = 0.0; // 0 for a segment
         bool isMoreThanHalf = false;
         bool isWhole = false;
-        bool isUsable = false;
         bool isJoined = false;
 
         bool Spans(const Vec2d& spoke) const;
@@ -57,10 +57,6 @@ private:
     };
 
     static Shape ShapeOf(const ArcSegBase<double>& element);
-    bool IsShapeNearer(std::size_t i, double distance, const Vec2d& p) const
-    {
-        return shapes_[i].isUsable && shapes_[i].IsNearerThan(distance, p);
-    }
 
     std::vector<ArcSegBase<double>> elements_;
     std::vector<Shape> shapes_;

@@ -21,8 +21,9 @@ namespace Velk::Math::Sorvane::Planar {
 ///
 /// A distance not above `tol` in magnitude, and an empty chain, give one curve, a copy of the chain, in its
 /// own direction also for a negative distance. A distance that is not finite gives none. `tol` counts as 0
-/// when it is negative or NaN. Elements that are not finite, shorter than 1e-12, or arcs whose radius would
-/// not be positive have no parallel and leave a gap, at which curves may end.
+/// when it is negative or NaN. Elements that are not finite or
+/// no longer than 1e-12 count as not there. An arc whose radius would not be positive has no parallel, but
+/// the corners at its ends are rounded all the same, so that the curve is bridged there.
 ///
 /// The linking (`CombineArcsSegs`) loses elements between whose ends another one runs, and so a full
 /// circle has no offset, two half circles give one half circle, and of a D the inner offset is its chord

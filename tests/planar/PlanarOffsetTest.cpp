@@ -321,7 +321,7 @@ TYPED_TEST(PlanarOffsetTest, OutlinesOfSegmentsAndArcsAreClosedAndAtTheDistance)
         auto outline = RandomOutline<T>(random, trial % 2 == 0 ? 1 : -1);
         outline.tolerance = T(1e-5);
         ASSERT_TRUE(outline.IsClosed());
-        const double outer = (trial % 2 == 0 ? 1 : -1) * random.Between(0.05, 3);
+        const double outer = (trial % 2 == 0 ? 1 : -1) * random.Between(0.05, 1.2);
         const auto grown = PlanarOffset(outline, static_cast<T>(outer), kTol<T>);
         ExpectClosed(grown, 1);
         ExpectAtDistance(grown, outline, std::fabs(static_cast<double>(static_cast<T>(outer))),
@@ -353,7 +353,7 @@ TEST(PlanarOffsetDouble, SameShapeInEverySizeAndPlace)
             const double tol = 1e-5 * size;
             const auto grown = PlanarOffset(chain, 1.5 * size, tol);
             ExpectClosed(grown, 1);
-            EXPECT_EQ(grown[0].elements.size(), 10U) << size << " " << place[0];
+            EXPECT_EQ(grown[0].elements.size(), 9U) << size << " " << place[0];
             const auto shrunk = PlanarOffset(chain, -0.5 * size, tol);
             ExpectClosed(shrunk, 1);
             ExpectAtDistance(grown, chain, 1.5 * size, 1e-9 * size + 1e-10);
@@ -383,11 +383,38 @@ TEST(PlanarOffsetDouble, OpenChainsAreAtTheDistanceToo)
 TYPED_TEST(PlanarOffsetTest, HairpinGetsTheCapOfItsTip)
 {
     using T = TypeParam;
-    const auto chain = Lines<T>({{0, 0}, {5, 0}, {0, 0}});
+    const auto chain = Lines<T>({{0, 0}, {5, 0}, {1, 0}});
     const auto offset = PlanarOffset(chain, T(1), kTol<T>);
     ASSERT_EQ(offset.size(), 1U);
     ASSERT_EQ(offset[0].elements.size(), 3U);
     EXPECT_NEAR(PointOf(offset[0].elements[1], 0.5)[0], 6, kNear<T>);
+}
+
+// A notch whose arc is too narrow for the tool has no parallel: the tool rolls over both its edges.
+TYPED_TEST(PlanarOffsetTest, NotchTooNarrowForTheToolIsBridged)
+{
+    using T = TypeParam;
+    PolyArcSegBase<T> chain;
+    chain.tolerance = T(1e-5);
+    chain.AppendSegment({0, 0}, {4, 0});
+    chain.AppendArc({5, 0}, {4, 0}, static_cast<T>(-kHalfTurn)); // up and over to (6, 0)
+    chain.AppendSegment(End(chain), {10, 0});
+    const auto bridged = PlanarOffset(chain, T(2), kTol<T>);
+    ASSERT_EQ(bridged.size(), 1U);
+    EXPECT_EQ(bridged[0].elements.size(), 4U);
+    // Two arcs of radius 2 about (4, 0) and (6, 0), from straight below to where they meet at x
+    // = 5.
+    EXPECT_NEAR(TotalLength(bridged), 8 + 2 * 2 * std::asin(0.5), 1e-4);
+    EXPECT_EQ(PlanarOffset(chain, T(0.5), kTol<T>).size(), 1U);
+}
+
+// A segment of no length, as trimming gives one, is no corner.
+TYPED_TEST(PlanarOffsetTest, ElementsOfNoLengthCountAsNotThere)
+{
+    using T = TypeParam;
+    auto square = Square<T>();
+    square.elements.insert(square.elements.begin() + 2, SegBase<T>{{2, 2}, {2, 2}});
+    EXPECT_EQ(PlanarOffset(square, T(1), kTol<T>), PlanarOffset(Square<T>(), T(1), kTol<T>));
 }
 
 // --- gaps and bad input -------------------------------------------------------------------------
