@@ -11,6 +11,7 @@
 #include "mathbase/Buckets_Impl.h"
 #include "mathbase/CellGrid_Impl.h"
 #include "mathbase/VectorUniqueness_Impl.h"
+#include "planar/ChainBreaking_Impl.h"
 #include "planar/ChainElement_Impl.h"
 
 #include <algorithm>
@@ -168,20 +169,25 @@ class GrowingChain {
 public:
     explicit GrowingChain(T tolerance) : tolerance_(tolerance) {}
 
-    /// Appends the element where and how it fits, or leaves it out.
-    void Add(const ArcSegBase<T>& element)
+    /// Appends the element, which ends at `end`, where and how it fits, or leaves it out.
+    void Add(const ArcSegBase<T>& element, const VecBase<2, T>& end)
     {
         if (ahead_.empty() && behind_.empty()) {
             ahead_.push_back({element, false});
+            front_ = end;
+            return;
+        }
+        if (AppendAtFront(element, end)) {
             return;
         }
         const ArcSegBase<T> turned = Reversed(element);
-        if (AppendAtFront(element) || AppendAtFront(turned)) {
+        const VecBase<2, T> turnedEnd = turned.EndPoint();
+        if (AppendAtFront(turned, turnedEnd)) {
             return;
         }
-        isTurned_ = !isTurned_;
-        if (!AppendAtFront(element) && !AppendAtFront(turned)) {
-            isTurned_ = !isTurned_;
+        Turn();
+        if (!AppendAtFront(element, end) && !AppendAtFront(turned, turnedEnd)) {
+            Turn();
         }
     }
 
@@ -207,33 +213,38 @@ private:
         bool isTurned; // appended while the chain was turned round, and runs that way
     };
 
-    /// Where the chain ends, as it is turned now.
-    VecBase<2, T> Front() const
+    /// Turns the chain round: its end is what was its start.
+    void Turn()
     {
+        isTurned_ = !isTurned_;
         const auto& own = isTurned_ ? behind_ : ahead_;
         const auto& other = isTurned_ ? ahead_ : behind_;
         const Placed& last = own.empty() ? other.front() : own.back();
-        return last.isTurned == isTurned_ ? last.element.EndPoint()
-                                          : Reversed(last.element).EndPoint();
+        front_ = last.isTurned == isTurned_ ? last.element.EndPoint()
+                                            : Reversed(last.element).EndPoint();
     }
 
     /// By the rules of `AppendSegment` and `AppendArc`.
-    bool AppendAtFront(const ArcSegBase<T>& element)
+    bool AppendAtFront(const ArcSegBase<T>& element, const VecBase<2, T>& end)
     {
-        const VecBase<2, T> front = Front();
-        const double reach =
-            std::max(static_cast<double>(tolerance_), RoundingAt<T>(SizeOf(element)));
-        if (!(Distance(element.StartPoint(), front) <= reach)) {
+        const double gap = Distance(element.StartPoint(), front_);
+        const bool isNear = gap <= static_cast<double>(tolerance_);
+        if (!isNear && !(gap <= RoundingAt<T>(SizeOf(element)))) {
             return false;
         }
-        ArcSegBase<T> joined = element;
-        if (SegBase<T>* segment = joined.AsSegment()) {
-            if (!(Distance(segment->end, front) > reach)) {
+        const SegBase<T>* const segment = element.AsSegment();
+        if (segment != nullptr) {
+            const double reach =
+                std::max(static_cast<double>(tolerance_), RoundingAt<T>(SizeOf(element)));
+            if (!(Distance(end, front_) > reach)) {
                 return false;
             }
-            segment->start = front;
+            (isTurned_ ? behind_ : ahead_)
+                .push_back({ArcSegBase<T>(SegBase<T>{front_, end}), isTurned_});
+        } else {
+            (isTurned_ ? behind_ : ahead_).push_back({element, isTurned_});
         }
-        (isTurned_ ? behind_ : ahead_).push_back({joined, isTurned_});
+        front_ = end;
         return true;
     }
 
@@ -241,22 +252,23 @@ private:
     std::vector<Placed> ahead_;  // from the first element on, in the direction it was given
     std::vector<Placed> behind_; // away from it, the other way
     bool isTurned_ = false;
+    VecBase<2, T> front_; // where the chain ends, as it is turned now
 };
 
 /// Elements that connect two different vertices.
 template <class T>
-std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements, VertexNumbers<T>& vertices)
+std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
+                          const std::vector<VecBase<2, T>>& ends, VertexNumbers<T>& vertices)
 {
     std::vector<Link> links;
     links.reserve(elements.size());
     for (std::size_t i = 0; i < elements.size(); ++i) {
-        const ArcSegBase<T>& element = elements[i];
-        const VecBase<2, T> end = element.EndPoint();
-        if (!(SizeOf(element) <= Math::Impl::kLargestCoordinate) || !Math::Impl::IsFinite(end)) {
+        if (!(SizeOf(elements[i]) <= Math::Impl::kLargestCoordinate) ||
+            !Math::Impl::IsFinite(ends[i])) {
             continue;
         }
-        const int from = vertices.Of(element.StartPoint());
-        const int to = vertices.Of(end);
+        const int from = vertices.Of(elements[i].StartPoint());
+        const int to = vertices.Of(ends[i]);
         if (from != to) {
             links.push_back({static_cast<int>(i), from, to});
         }
@@ -267,28 +279,44 @@ std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements, VertexNumb
 } // namespace
 
 template <class T>
-std::vector<PolyArcSegBase<T>> CombineArcsSegs(const std::vector<ArcSegBase<T>>& elements, T tol)
+std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
+                                                     const std::vector<VecBase<2, T>>& ends, T tol)
 {
     const T reach = AtLeastZero(tol);
     if (!Math::Impl::IsFinite(reach)) {
         return {}; // all ends are one vertex
     }
     VertexNumbers<T> vertices(2 * elements.size(), reach);
-    const std::vector<Link> links = LinksOf(elements, vertices);
+    const std::vector<Link> links = LinksOf(elements, ends, vertices);
     VertexGraph graph(links, vertices.Count(), elements.size());
     std::vector<PolyArcSegBase<T>> chains;
     for (int start = graph.NextStart(); start >= 0; start = graph.NextStart()) {
         GrowingChain<T> chain(reach);
-        graph.Walk(start,
-                   [&](int element) { chain.Add(elements[static_cast<std::size_t>(element)]); });
+        graph.Walk(start, [&](int number) {
+            const auto i = static_cast<std::size_t>(number);
+            chain.Add(elements[i], ends[i]);
+        });
         chains.push_back(chain.Finished());
     }
     return chains;
 }
 
+template <class T>
+std::vector<PolyArcSegBase<T>> CombineArcsSegs(const std::vector<ArcSegBase<T>>& elements, T tol)
+{
+    std::vector<VecBase<2, T>> ends;
+    ends.reserve(elements.size());
+    for (const ArcSegBase<T>& element : elements) {
+        ends.push_back(element.EndPoint());
+    }
+    return Impl::CombineWithEnds(elements, ends, tol);
+}
+
 // clang-format off
 template std::vector<PolyArcSegBase<float>>  CombineArcsSegs(const std::vector<ArcSegBase<float>>&,  float);
 template std::vector<PolyArcSegBase<double>> CombineArcsSegs(const std::vector<ArcSegBase<double>>&, double);
+template std::vector<PolyArcSegBase<float>>  Impl::CombineWithEnds(const std::vector<ArcSegBase<float>>&,  const std::vector<VecBase<2, float>>&,  float);
+template std::vector<PolyArcSegBase<double>> Impl::CombineWithEnds(const std::vector<ArcSegBase<double>>&, const std::vector<VecBase<2, double>>&, double);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar

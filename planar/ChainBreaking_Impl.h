@@ -1,4 +1,4 @@
-// Breaking and splitting at points that the library itself computed.
+// Forms of breaking, splitting and combining for callers in the library, which know more.
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
@@ -16,5 +16,11 @@ template <class T>
 std::vector<PolyArcSegBase<T>> SplitAtComputedPoints(const PolyArcSegBase<T>& chain,
                                                      const std::vector<VecBase<2, T>>& points,
                                                      T tol);
+
+/// `CombineArcsSegs` of elements whose ends (`EndPoint`) are known: those of arcs are dear to
+/// derive.
+template <class T>
+std::vector<PolyArcSegBase<T>> CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
+                                               const std::vector<VecBase<2, T>>& ends, T tol);
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

@@ -9,11 +9,11 @@
 // The chain lies about its own center meanwhile and in `double`, so that the coordinates round as
 // finely for a part far from the origin as for one at the origin.
 
-#include <Sorvane/ChainBreaking_E.h>
 #include <Sorvane/PlanarOffset_E.h>
 #include <Velk/Math/Intersect_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "planar/ChainBreaking_Impl.h"
 #include "planar/ChainElement_Impl.h"
 #include "planar/CutPieces_Impl.h"
 #include "planar/PlanarOffsetRaw_Impl.h"
@@ -68,6 +68,12 @@ ArcBase<double> Joined(const std::vector<ArcBase<double>>& pieces, std::size_t f
     return joined;
 }
 
+/// Pieces, and where each ends.
+struct KeptPieces {
+    std::vector<ArcSegBase<double>> elements;
+    std::vector<Vec2d> ends;
+};
+
 /// Tells which pieces the chain comes too near to.
 class Trim {
 public:
@@ -77,16 +83,22 @@ public:
     /// element stay both, they are one again.
     template <class Piece>
     void AppendKept(const std::vector<Piece>& elements, std::size_t count,
-                    const std::vector<Piece>& pieces, std::vector<ArcSegBase<double>>& kept) const
+                    const std::vector<Piece>& pieces, KeptPieces& kept) const
     {
         std::vector<char> isKept(pieces.size(), 0);
-        Parallel::Impl::ApplyParallelChunks(std::size_t{0}, pieces.size(),
-                                            [&](std::size_t from, std::size_t to) {
-                                                std::size_t hint = 0;
-                                                for (std::size_t i = from; i < to; ++i) {
-                                                    isKept[i] = Stays(pieces[i], hint) ? 1 : 0;
-                                                }
-                                            });
+        std::vector<Vec2d> ends(pieces.size());
+        Parallel::Impl::ApplyParallelChunks(
+            std::size_t{0}, pieces.size(), [&](std::size_t from, std::size_t to) {
+                std::size_t hint = 0;
+                for (std::size_t i = from; i < to; ++i) {
+                    const Piece& piece = pieces[i];
+                    ends[i] = Geometry::EndPoint(piece);
+                    isKept[i] =
+                        source_.IsNearerThan(limit_, piece.start, MiddleOf(piece), ends[i], hint)
+                            ? 0
+                            : 1;
+                }
+            });
         std::size_t number = 0;
         ForPiecesOf(elements, pieces, [&](const Piece& element, std::size_t from, std::size_t to) {
             if (number++ >= count) {
@@ -101,21 +113,13 @@ public:
                     ++i;
                 }
                 const bool isAll = first == from && i + 1 == to;
-                kept.emplace_back(isAll ? element : Joined(pieces, first, i));
+                kept.elements.emplace_back(isAll ? element : Joined(pieces, first, i));
+                kept.ends.push_back(isAll ? ends[i] : kept.elements.back().EndPoint());
             }
         });
     }
 
 private:
-    /// The middle first, which decides most often.
-    template <class Piece>
-    bool Stays(const Piece& piece, std::size_t& hint) const
-    {
-        return !source_.IsNearerThan(limit_, MiddleOf(piece), hint) &&
-               !source_.IsNearerThan(limit_, piece.start, hint) &&
-               !source_.IsNearerThan(limit_, Geometry::EndPoint(piece), hint);
-    }
-
     const OffsetSource& source_;
     double limit_;
 };
@@ -178,11 +182,11 @@ Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol)
     }
 
     const Trim trim(source, limit);
-    std::vector<ArcSegBase<double>> kept;
+    KeptPieces kept;
     trim.AppendKept(raw.segments, segmentCount, hasOthers ? segments : raw.segments, kept);
     trim.AppendKept(raw.arcs, arcCount, hasOthers ? arcs : raw.arcs, kept);
     const double link = std::max({kLinkFraction * tol, 4 * source.JointGap(), rounding});
-    return PlacedChains<T>(CombineArcsSegs(kept, link), source.Center());
+    return PlacedChains<T>(CombineWithEnds(kept.elements, kept.ends, link), source.Center());
 }
 
 template <class T>

@@ -185,17 +185,25 @@ OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T to
     }
 }
 
-bool OffsetSource::IsNearerThan(double distance, const Vec2d& p, std::size_t& hint) const
+bool OffsetSource::IsNearerThan(double distance, const Vec2d& start, const Vec2d& middle,
+                                const Vec2d& end, std::size_t& hint) const
 {
     if (!(distance > 0)) {
         return false;
     }
-    if (hint < Count() && shapes_[hint].IsNearerThan(distance, p)) {
+    if (hint < Count() && shapes_[hint].IsNearerThan(distance, middle)) {
         return true;
     }
-    return boxes_.VisitWithin(p, distance * distance, [&](std::int32_t number) -> bool {
+    // One look at the hierarchy serves the three: what is near an end is not much farther from the
+    // middle.
+    const double half = std::sqrt(
+        std::max(Vector::SquaredLength(start - middle), Vector::SquaredLength(end - middle)));
+    const double reach = distance + half + RoundingAt<double>(size_ + distance);
+    return boxes_.VisitWithin(middle, reach * reach, [&](std::int32_t number) -> bool {
         const auto i = static_cast<std::size_t>(number);
-        if (!shapes_[i].IsNearerThan(distance, p)) {
+        const Shape& shape = shapes_[i];
+        if (!shape.IsNearerThan(distance, middle) && !shape.IsNearerThan(distance, start) &&
+            !shape.IsNearerThan(distance, end)) {
             return false;
         }
         hint = i;

@@ -35,9 +35,11 @@ public:
     /// Widest gap of a joint.
     double JointGap() const { return jointGap_; }
 
-    /// Is a point of the chain nearer to `p` than `distance`? The hint is the number of an element
-    /// to begin with, and becomes that of the one found; the answer doesn't depend on it.
-    bool IsNearerThan(double distance, const Vec2d& p, std::size_t& hint) const;
+    /// Is a point of the chain nearer than `distance` to the middle or one of the ends of a piece?
+    /// The hint is the number of an element to begin with, and becomes that of the one found; the
+    /// answer doesn't depend on it.
+    bool IsNearerThan(double distance, const Vec2d& start, const Vec2d& middle, const Vec2d& end,
+                      std::size_t& hint) const;
 
 private:
     /// An element as distances are measured to it.
