@@ -22,7 +22,8 @@ namespace Velk::Math::Sorvane::Planar::Impl {
 namespace {
 
 /// How far away along the chain, in elements, witnesses are looked for, on both sides.
-constexpr std::array<std::size_t, 9> kWitnessSteps{1, 2, 3, 4, 6, 9, 13, 19, 28};
+constexpr std::array<std::size_t, 14> kWitnessSteps{1,  2,  3,  4,  5,  6,  8,
+                                                    10, 13, 17, 22, 28, 36, 48};
 
 bool IsWithin(const Vec2d& witness, double reach, const Vec2d& point)
 {
@@ -87,7 +88,7 @@ private:
                 return IsWithin(witness, reach_, parallel.start) &&
                        IsWithin(witness, reach_, parallel.end);
             };
-            if (!HasWitness(i, i, isRuledOut)) {
+            if (!HasWitness(i, i, parallel.start, isRuledOut)) {
                 segments.push_back(parallel);
             }
             return {parallel.start, parallel.end};
@@ -189,7 +190,7 @@ private:
         if (!(std::fabs(arc.length) < 3.0 * radius)) {
             return false; // less than half a turn, so that two cross products tell what it spans
         }
-        return HasWitness(before, after, [&](const Vec2d& witness) {
+        return HasWitness(before, after, arc.start, [&](const Vec2d& witness) {
             if (!IsWithin(witness, reach_, arc.start) || !IsWithin(witness, reach_, end)) {
                 return false;
             }
@@ -200,9 +201,13 @@ private:
         });
     }
 
+    /// `near`: a point of the element in question. Neighbors that are both far from it end the
+    /// search, which only saves time.
     template <class IsRuledOut>
-    bool HasWitness(std::size_t before, std::size_t after, const IsRuledOut& isRuledOut) const
+    bool HasWitness(std::size_t before, std::size_t after, const Vec2d& near,
+                    const IsRuledOut& isRuledOut) const
     {
+        constexpr double kFarAway = 12.0;
         const std::size_t count = source_.Count();
         if (!(reach_ > 0)) {
             return false;
@@ -212,13 +217,23 @@ private:
                 return false;
             }
             // Ends of elements: of one step back the start, of one step on the end.
-            const bool hasBefore = before >= step || source_.IsClosed();
-            if (hasBefore && isRuledOut(source_.Start((before + count - step) % count))) {
-                return true;
+            bool isFar = true;
+            if (before >= step || source_.IsClosed()) {
+                const Vec2d& witness = source_.Start((before + count - step) % count);
+                if (isRuledOut(witness)) {
+                    return true;
+                }
+                isFar = !IsWithin(witness, kFarAway * reach_, near);
             }
-            const bool hasAfter = after + step < count || source_.IsClosed();
-            if (hasAfter && isRuledOut(source_.End((after + step) % count))) {
-                return true;
+            if (after + step < count || source_.IsClosed()) {
+                const Vec2d& witness = source_.End((after + step) % count);
+                if (isRuledOut(witness)) {
+                    return true;
+                }
+                isFar = isFar && !IsWithin(witness, kFarAway * reach_, near);
+            }
+            if (isFar) {
+                return false;
             }
         }
         return false;
