@@ -183,6 +183,7 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"part_picture", {"part", "x.svg", "1e"}},
         {"chain_picture", {"chain", "0"}},
         {"chain_picture", {"chain", "x"}},
+        {"chain_picture", {"-", "0.1", "far"}},
         {"content_tree_picture", {}},
         {"solid_cells", {"part", "1", "4"}},
         {"solid_cells", {"part", "1", "13", "x.svg"}},
