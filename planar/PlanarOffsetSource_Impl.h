@@ -23,6 +23,9 @@ public:
     std::size_t Count() const { return elements_.size(); }
     const ArcSegBase<double>& operator[](std::size_t i) const { return elements_[i]; }
     bool IsClosed() const { return isClosed_; }
+    /// Is the chain closed, and does its direction turn once in all, as that of a chain does that
+    /// doesn't cross itself? Its two sides are the inside and the outside then.
+    bool TurnsOnce() const { return isClosed_ && (turnCount_ == 1 || turnCount_ == -1); }
     /// Does element i start where the one before ends? Of the first: is the chain closed?
     bool IsJoined(std::size_t i) const { return shapes_[i].isJoined; }
     const Vec2d& Start(std::size_t i) const { return shapes_[i].start; }
@@ -59,6 +62,7 @@ private:
     };
 
     static Shape ShapeOf(const ArcSegBase<double>& element);
+    int TurnCount() const;
 
     std::vector<ArcSegBase<double>> elements_;
     std::vector<Shape> shapes_;
@@ -66,6 +70,7 @@ private:
     Vec2d center_;
     double size_ = 0.0;
     double jointGap_ = 0.0;
+    int turnCount_ = 0; // counter-clockwise
     bool isClosed_ = false;
 };
 
