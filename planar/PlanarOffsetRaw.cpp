@@ -54,7 +54,7 @@ public:
                 AddTurn(source_.End(i - 1), source_[i - 1].EndTangent(), i - 1);
                 AddTurn(source_.Start(i), source_[i].StartTangent(), i);
             }
-            if (!source_.TurnsOnce()) {
+            if (!source_.IsSimple()) {
                 AddParallel(i, -distance_, raw_.cuttingSegments, raw_.cuttingArcs);
             }
             previous = own;
@@ -125,7 +125,7 @@ private:
         const double length = angle * Vector::Length(from);
         const std::size_t last = i > 0 ? i - 1 : source_.Count() - 1;
         if (angle < 0) {
-            if (!source_.TurnsOnce()) {
+            if (!source_.IsSimple()) {
                 raw_.cuttingArcs.push_back({corner, corner - from, length});
             }
             if (IsInnerCornerRuledOut(i, last, corner, from, to)) {

@@ -3,6 +3,7 @@
 
 #include "planar/PlanarOffsetSource_Impl.h"
 
+#include "arrangement/ElementCrossings_Impl.h"
 #include "planar/ChainElement_Impl.h"
 
 #include <algorithm>
@@ -80,61 +81,30 @@ Vec2d MiddleOf(const std::vector<ArcSegBase<T>>& elements)
 
 } // namespace
 
-namespace {
-
-/// 1 when a direction turns over the x axis on its way from `a` to `b`, counter-clockwise, -1 when
-/// it does clockwise. `sense` has the sign of the turn, which is less than half a turn.
-int CrossesAxis(const Vec2d& a, const Vec2d& b, double sense)
+bool OffsetSource::MeetsItself(const std::vector<Box>& boxes) const
 {
-    const bool isBelow = a.y() < 0;
-    if (isBelow == (b.y() < 0)) {
-        return 0;
-    }
-    return isBelow ? (sense > 0 ? 1 : 0) : (sense < 0 ? -1 : 0);
-}
-
-/// Directions of travel, of any length.
-Vec2d Tangent(const ArcBase<double>& arc, const Vec2d& spoke)
-{
-    return arc.length < 0 ? Vec2d(spoke.y(), -spoke.x()) : Vec2d(-spoke.y(), spoke.x());
-}
-
-} // namespace
-
-/// How often the direction of travel turns counter-clockwise over the direction of the x axis.
-int OffsetSource::TurnCount() const
-{
-    const auto startTangent = [&](std::size_t i) {
-        const auto* arc = elements_[i].AsArc();
-        return arc != nullptr ? Tangent(*arc, shapes_[i].start - arc->center)
-                              : shapes_[i].end - shapes_[i].start;
+    // Neighbors that share an end may meet once more when one of them is bent enough.
+    constexpr double kBent = 1.0;
+    const auto isBent = [&](std::size_t i) {
+        return shapes_[i].radius > 0 && WideLength(elements_[i]) > kBent * shapes_[i].radius;
     };
-    int turns = 0;
-    for (std::size_t i = 0; i < elements_.size(); ++i) {
-        const Vec2d start = startTangent(i);
-        Vec2d end = start;
-        if (const auto* arc = elements_[i].AsArc()) {
-            // In thirds of a turn at most.
-            end = Tangent(*arc, shapes_[i].end - arc->center);
-            const double sweep = arc->length / shapes_[i].radius;
-            const int steps = static_cast<int>(std::min(std::fabs(sweep) / 2.0, 64.0)) + 1;
-            Vec2d before = start;
-            for (int step = 1; step <= steps; ++step) {
-                Vec2d next = end;
-                if (step < steps) {
-                    const double angle = sweep * step / steps;
-                    const double c = std::cos(angle);
-                    const double s = std::sin(angle);
-                    next = {c * start.x() - s * start.y(), s * start.x() + c * start.y()};
-                }
-                turns += CrossesAxis(before, next, sweep);
-                before = next;
-            }
+    const auto prepared = [&](std::size_t i) {
+        return elements_[i].Visit(
+            [](const auto& e) { return Intersect::Impl::MakeElement(e, kLengthFloor<double>); });
+    };
+    const std::size_t count = elements_.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const bool hasMet = boxes_.VisitMeeting(boxes[i], [&](std::int32_t number) -> bool {
+            const auto j = static_cast<std::size_t>(number);
+            const bool areNeighbors = j == i + 1 || (i == 0 && j + 1 == count);
+            return j > i && (!areNeighbors || isBent(i) || isBent(j)) &&
+                   Intersect::Impl::MeetingsOf(prepared(i), prepared(j)).count > 0;
+        });
+        if (hasMet) {
+            return true;
         }
-        const Vec2d after = startTangent(i + 1 < elements_.size() ? i + 1 : 0);
-        turns += CrossesAxis(end, after, end ^ after);
     }
-    return turns;
+    return false;
 }
 
 bool OffsetSource::Shape::Spans(const Vec2d& spoke) const
@@ -240,7 +210,7 @@ OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T to
             jointGap_ = std::max(jointGap_, gap);
         }
     }
-    turnCount_ = isClosed_ ? TurnCount() : 0;
+    isSimple_ = isClosed_ && !MeetsItself(boxes);
 }
 
 bool OffsetSource::IsNearerThan(double distance, const Vec2d& start, const Vec2d& middle,

@@ -23,9 +23,9 @@ public:
     std::size_t Count() const { return elements_.size(); }
     const ArcSegBase<double>& operator[](std::size_t i) const { return elements_[i]; }
     bool IsClosed() const { return isClosed_; }
-    /// Is the chain closed, and does its direction turn once in all, as that of a chain does that
-    /// doesn't cross itself? Its two sides are the inside and the outside then.
-    bool TurnsOnce() const { return isClosed_ && (turnCount_ == 1 || turnCount_ == -1); }
+    /// Is the chain closed and without places where it crosses or touches itself? Its two sides are
+    /// the inside and the outside then.
+    bool IsSimple() const { return isSimple_; }
     /// Does element i start where the one before ends? Of the first: is the chain closed?
     bool IsJoined(std::size_t i) const { return shapes_[i].isJoined; }
     const Vec2d& Start(std::size_t i) const { return shapes_[i].start; }
@@ -62,7 +62,7 @@ private:
     };
 
     static Shape ShapeOf(const ArcSegBase<double>& element);
-    int TurnCount() const;
+    bool MeetsItself(const std::vector<Bounding::AxisAlignedBoundingBox<2, double>>& boxes) const;
 
     std::vector<ArcSegBase<double>> elements_;
     std::vector<Shape> shapes_;
@@ -70,8 +70,8 @@ private:
     Vec2d center_;
     double size_ = 0.0;
     double jointGap_ = 0.0;
-    int turnCount_ = 0; // counter-clockwise
     bool isClosed_ = false;
+    bool isSimple_ = false;
 };
 
 extern template OffsetSource::OffsetSource(const PolyArcSegBase<float>&, bool, float);

@@ -31,10 +31,6 @@ namespace Velk::Math::Sorvane::Planar {
 /// corner turned by less than some 1e-6 radians may keep a loop of three tiny elements on its inner side;
 /// a wider `tol` takes it away.
 ///
-/// A closed chain that crosses itself and whose direction turns once in all nevertheless, in loops of both
-/// senses, may keep curves that come too near to its left side between the three points (ends and middle)
-/// by which each piece is judged.
-///
 /// `float` chains are calculated in `double`. Expected O((n + k) log n), with k for the crossings of the
 /// parallel elements that are left when those near the chain's own neighborhood are dropped; parallel,
 /// with the same result for any number of threads.
