@@ -357,7 +357,7 @@ TEST(CombineArcsSegs, LargeSetsOfEveryArrangement)
     Elements<double> same(kCount, Line<double>(0, 0, 1, 0));
     Elements<double> loops;
     for (int i = 0; i < kCount; ++i) {
-        const double x = (i * 7919LL % kCount) * 0.01;
+        const double x = static_cast<double>(i * 7919LL % kCount) * 0.01;
         row.push_back(Line<double>(x, 0, x + 0.01, 0));
         const double angle = 2 * kHalfTurn * i / kCount;
         hub.push_back(Line<double>(100 * std::cos(angle), 100 * std::sin(angle), 0, 0));
