@@ -24,8 +24,8 @@ Vec2d RingPoint(double turn)
     return {radius * std::cos(angle), radius * std::sin(angle)};
 }
 
-/// Closed and counter-clockwise; every second element an arc of bulge 0.25, the tangent of a quarter
-/// of its sweep.
+/// Closed and counter-clockwise; every second element an arc of bulge 0.25, the tangent of a
+/// quarter of its sweep.
 Chain Ring(int count)
 {
     Chain chain;
