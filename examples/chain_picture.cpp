@@ -2,14 +2,17 @@
 // tolerance of it, and a grid of points, each joined to its nearest point on the chain and colored
 // by the side it lies on.
 //
-//   chain_picture [chain.txt [tolerance]] > picture.svg
+//   chain_picture [chain.txt [tolerance [distance ...]]] > picture.svg
 //
-// Without arguments a slot with a hook, and a tolerance coarse enough to be seen. Exit codes: 0
-// done, 1 the file can't be read, holds no chain, or the picture can't be written, 2 wrong use.
+// With distances the chain and its offsets at these instead, negative ones to the left of travel.
+// Without arguments, or with - for the file, a slot with a hook, and a tolerance coarse enough to
+// be seen. Exit codes: 0 done, 1 the file can't be read, holds no chain, or the picture can't be
+// written, 2 wrong use.
 
 #include "Arguments.h"
 #include "TextOutput.h"
 
+#include <Sorvane/PlanarOffset_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Velk/Math/Vector_E.h>
 
@@ -17,6 +20,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <set>
 #include <vector>
 
 namespace {
@@ -58,10 +64,10 @@ void DrawTo(const Geometry::ArcBase<double>& arc)
     }
 }
 
-void DrawChain(const Chain& chain, double width)
+void DrawChain(const Chain& chain, double width, const char* color)
 {
     const Vec2d start = chain.elements.front().StartPoint();
-    std::printf("<path fill=\"none\" stroke=\"#1f4e79\" stroke-width=\"%.6g\" d=\"M%.6g %.6g ",
+    std::printf("<path fill=\"none\" stroke=\"%s\" stroke-width=\"%.6g\" d=\"M%.6g %.6g ", color,
                 width, start.x(), start.y());
     for (const auto& element : chain.elements) {
         element.Visit([](const auto& e) { DrawTo(e); });
@@ -94,28 +100,65 @@ void DrawQuery(const Chain& chain, const Vec2d& p, double width)
                 1.8 * width, color);
 }
 
+/// Lower and upper corner of what the points reach.
+struct Frame {
+    Vec2d low{1e300, 1e300};
+    Vec2d high{-1e300, -1e300};
+
+    void Include(const std::vector<Vec2d>& points)
+    {
+        for (const Vec2d& p : points) {
+            low = {std::min(low.x(), p.x()), std::min(low.y(), p.y())};
+            high = {std::max(high.x(), p.x()), std::max(high.y(), p.y())};
+        }
+    }
+};
+
+/// The numbers from the third argument on; nothing when one is none.
+std::optional<std::set<double>> DistancesOf(int argc, char** argv)
+{
+    std::set<double> distances;
+    for (int i = 3; i < argc; ++i) {
+        const std::optional<double> distance = NumberOf(argv[i]);
+        if (!distance) {
+            return std::nullopt;
+        }
+        distances.insert(*distance);
+    }
+    return distances;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     const auto tolerance = argc > 2 ? LengthOf(argv[2]) : std::optional(0.1);
-    if (argc > 3 || !tolerance || *tolerance == 0) {
-        std::fprintf(stderr, "usage: chain_picture [chain.txt [tolerance]] > picture.svg\n");
+    const auto distances = DistancesOf(argc, argv);
+    if (!tolerance || *tolerance == 0 || !distances) {
+        std::fprintf(stderr, "usage: chain_picture [chain.txt [tolerance [distance ...]]] > "
+                             "picture.svg\n");
         return 2;
     }
-    const Chain chain = argc > 1 ? ReadPolySegArcFromFile(argv[1]) : Slot();
+    const bool isFile = argc > 1 && std::strcmp(argv[1], "-") != 0;
+    const Chain chain = isFile ? ReadPolySegArcFromFile(argv[1]) : Slot();
     if (chain.elements.empty()) {
         std::fprintf(stderr, "%s: is no file with a chain in it, or can't be read\n", argv[1]);
         return 1;
     }
     const std::vector<Vec2d> polyline = Tessellate(chain, *tolerance);
 
-    Vec2d low = polyline.front();
-    Vec2d high = polyline.front();
-    for (const Vec2d& p : polyline) {
-        low = {std::min(low.x(), p.x()), std::min(low.y(), p.y())};
-        high = {std::max(high.x(), p.x()), std::max(high.y(), p.y())};
+    Frame frame;
+    frame.Include(polyline);
+    std::vector<Chain> offsets;
+    constexpr double kLinkTolerance = 1e-6; // for parts of any usual size
+    for (const auto& curves : PlanarOffsets(chain, *distances, kLinkTolerance)) {
+        for (const Chain& curve : curves) {
+            frame.Include(Tessellate(curve, *tolerance));
+            offsets.push_back(curve);
+        }
     }
+    Vec2d low = frame.low;
+    Vec2d high = frame.high;
     const double extent = std::max(high.x() - low.x(), high.y() - low.y());
     const double width = 0.004 * extent;
     const Vec2d margin(0.1 * extent, 0.1 * extent);
@@ -127,16 +170,23 @@ int main(int argc, char** argv)
     std::printf("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"900\" viewBox=\"%.6g %.6g %.6g "
                 "%.6g\">\n<g transform=\"scale(1,-1)\">\n",
                 low.x(), -high.y(), size.x(), size.y());
-    constexpr int kAcross = 13;
-    const double spacing = size.x() / kAcross;
-    const int up = static_cast<int>(size.y() / spacing) + 1;
-    for (int i = 0; i < kAcross; ++i) {
-        for (int j = 0; j < up; ++j) {
-            DrawQuery(chain, low + Vec2d(i + 0.5, j + 0.5) * spacing, width);
+    if (distances->empty()) {
+        constexpr int kAcross = 13;
+        const double spacing = size.x() / kAcross;
+        const int up = static_cast<int>(size.y() / spacing) + 1;
+        for (int i = 0; i < kAcross; ++i) {
+            for (int j = 0; j < up; ++j) {
+                DrawQuery(chain, low + Vec2d(i + 0.5, j + 0.5) * spacing, width);
+            }
         }
     }
-    DrawChain(chain, 2 * width);
-    DrawPolyline(polyline, width);
+    for (const Chain& offset : offsets) {
+        DrawChain(offset, width, "#2e8b57");
+    }
+    DrawChain(chain, 2 * width, "#1f4e79");
+    if (distances->empty()) {
+        DrawPolyline(polyline, width);
+    }
     std::printf("</g>\n</svg>\n");
     std::fprintf(stderr, "%zu elements, length %.6g, %s; %zu points within %g\n",
                  chain.elements.size(), PolyArcSegParameters(chain, false).back(),

@@ -8,8 +8,10 @@
 #include "mathbase/SegmentPoint_Impl.h"
 #include "mathbase/Values_Impl.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
@@ -41,6 +43,18 @@ template <class T>
 double WideLength(const ArcSegBase<T>& element)
 {
     return element.Visit([](const auto& e) { return WideLength(e); });
+}
+
+/// Running lengths at the joints, unrounded.
+template <class T>
+std::vector<double> RunningLengths(const PolyArcSegBase<T>& chain)
+{
+    std::vector<double> lengths{0.0};
+    lengths.reserve(chain.elements.size() + 1);
+    for (const ArcSegBase<T>& element : chain.elements) {
+        lengths.push_back(lengths.back() + WideLength(element));
+    }
+    return lengths;
 }
 
 /// Unit direction of a segment; zero when it is no longer than the floor.
@@ -114,6 +128,36 @@ template <class T>
 double LeastDistance(const SegBase<T>&, const VecBase<2, T>&)
 {
     return -1.0;
+}
+
+/// How far a point that is computed from coordinates of this size may be off by their rounding. A
+/// tolerance below it could not tell a point on an element from one beside it.
+template <class T>
+double RoundingAt(double size)
+{
+    constexpr double kRoundings = 8.0;
+    return kRoundings * static_cast<double>(std::numeric_limits<T>::epsilon()) * size;
+}
+
+/// Largest coordinate that an element is computed with; infinite where one is not finite.
+template <class T>
+double SizeOf(const ArcSegBase<T>& element)
+{
+    const auto size = [](const VecBase<2, T>& v) {
+        return Math::Impl::IsFinite(v) ? static_cast<double>(Math::Impl::LargestMagnitude(v))
+                                       : std::numeric_limits<double>::infinity();
+    };
+    if (const ArcBase<T>* arc = element.AsArc()) {
+        return std::max(size(arc->center) + Distance(arc->center, arc->start), size(arc->start));
+    }
+    return std::max(size(element.AsSegment()->start), size(element.AsSegment()->end));
+}
+
+/// A caller's tolerance as it is used: 0 for a negative one and NaN.
+template <class T>
+T AtLeastZero(T tol)
+{
+    return tol > T{0} ? tol : T{0};
 }
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

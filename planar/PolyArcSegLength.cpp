@@ -19,18 +19,6 @@ using namespace Impl;
 
 constexpr int kMiss = -1;
 
-/// Running lengths at the joints, unrounded.
-template <class T>
-std::vector<double> RunningLengths(const PolyArcSegBase<T>& chain)
-{
-    std::vector<double> lengths{0.0};
-    lengths.reserve(chain.elements.size() + 1);
-    for (const ArcSegBase<T>& element : chain.elements) {
-        lengths.push_back(lengths.back() + WideLength(element));
-    }
-    return lengths;
-}
-
 /// Whether `point` is on an element, and then its `place`, a length from the element's start.
 template <class T>
 bool PlaceOn(const SegBase<T>& segment, const VecBase<2, T>& point, T tol, double& place)

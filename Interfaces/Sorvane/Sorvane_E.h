@@ -8,6 +8,7 @@
 #include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
+#include <Sorvane/ChainBreaking_E.h>
 #include <Sorvane/ClosestPoint_E.h>
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
@@ -27,6 +28,7 @@
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/OrientedBox_E.h>
+#include <Sorvane/PlanarOffset_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/QuadricErrorFunction_E.h>
 #include <Sorvane/QuadtreeArcSegTree_E.h>

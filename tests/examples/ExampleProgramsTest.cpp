@@ -189,6 +189,7 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"part_picture", {"part", "x.svg", "1e"}},
         {"chain_picture", {"chain", "0"}},
         {"chain_picture", {"chain", "x"}},
+        {"chain_picture", {"-", "0.1", "far"}},
         {"content_tree_picture", {}},
         {"fit_arcs", {"points", "0"}},
         {"fit_arcs", {"points", "1", "2"}},

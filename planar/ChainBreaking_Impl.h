@@ -1,0 +1,26 @@
+// Forms of breaking, splitting and combining for callers in the library, which know more.
+#pragma once
+
+#include <Sorvane/ArcSegChain_E.h>
+
+#include <vector>
+
+namespace Velk::Math::Sorvane::Planar::Impl {
+
+/// `BreakAtPoints` and `SplitAtPoints` for points that were computed from the chain: they are off
+/// it by rounding, which `tol` may be below, and are looked for within that rounding at least.
+template <class T>
+PolyArcSegBase<T> BreakAtComputedPoints(const PolyArcSegBase<T>& chain,
+                                        const std::vector<VecBase<2, T>>& points, T tol);
+template <class T>
+std::vector<PolyArcSegBase<T>> SplitAtComputedPoints(const PolyArcSegBase<T>& chain,
+                                                     const std::vector<VecBase<2, T>>& points,
+                                                     T tol);
+
+/// `CombineArcsSegs` of elements whose ends (`EndPoint`) are known: those of arcs are dear to
+/// derive.
+template <class T>
+std::vector<PolyArcSegBase<T>> CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
+                                               const std::vector<VecBase<2, T>>& ends, T tol);
+
+} // namespace Velk::Math::Sorvane::Planar::Impl

@@ -1,0 +1,264 @@
+// Offsets of chains, by trimming.
+//
+//   1. The raw parallel: every element moved, every corner filled with an arc about it.
+//   2. All of it is cut wherever it meets itself.
+//   3. A piece stays when it comes nowhere nearer to the chain than the distance; a piece that
+//      is cut wherever that can change is judged by three of its points.
+//   4. What stays is linked to chains.
+//
+// The chain lies about its own center meanwhile and in `double`, so that the coordinates round as
+// finely for a part far from the origin as for one at the origin.
+
+#include <Sorvane/PlanarOffset_E.h>
+#include <Velk/Math/Intersect_E.h>
+
+#include "mathbase/Parallel_Impl.h"
+#include "planar/ChainBreaking_Impl.h"
+#include "planar/ChainElement_Impl.h"
+#include "planar/CutPieces_Impl.h"
+#include "planar/PlanarOffsetRaw_Impl.h"
+#include "planar/PlanarOffsetSource_Impl.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <memory>
+#include <utility>
+
+namespace Velk::Math::Sorvane::Planar {
+
+namespace {
+
+using namespace Impl;
+
+/// How much nearer than the distance a point may be by what nobody means: beside the rounding of
+/// its coordinates and the gaps of the joints.
+constexpr double kTrimFloor = 1e-12;
+/// Part of the tolerance within which ends of pieces are linked.
+constexpr double kLinkFraction = 0.1;
+
+template <class T>
+using Chains = std::vector<PolyArcSegBase<T>>;
+
+Vec2d MiddleOf(const SegBase<double>& piece) { return (piece.start + piece.end) * 0.5; }
+
+Vec2d MiddleOf(const ArcBase<double>& piece)
+{
+    const Vec2d spoke = piece.start - piece.center;
+    const double radius = Vector::Length(spoke);
+    const double angle = radius <= kLengthFloor<double> ? 0.0 : 0.5 * piece.length / radius;
+    const double c = std::cos(angle);
+    const double s = std::sin(angle);
+    return piece.center + Vec2d(c * spoke.x() - s * spoke.y(), s * spoke.x() + c * spoke.y());
+}
+
+SegBase<double> Joined(const std::vector<SegBase<double>>& pieces, std::size_t first,
+                       std::size_t last)
+{
+    return {pieces[first].start, pieces[last].end};
+}
+
+ArcBase<double> Joined(const std::vector<ArcBase<double>>& pieces, std::size_t first,
+                       std::size_t last)
+{
+    ArcBase<double> joined = pieces[first];
+    for (std::size_t i = first + 1; i <= last; ++i) {
+        joined.length += pieces[i].length;
+    }
+    return joined;
+}
+
+/// Pieces, and where each ends.
+struct KeptPieces {
+    std::vector<ArcSegBase<double>> elements;
+    std::vector<Vec2d> ends;
+};
+
+/// Tells which pieces the chain comes too near to.
+class Trim {
+public:
+    Trim(const OffsetSource& source, double limit) : source_(source), limit_(limit) {}
+
+    /// Appends the pieces that stay of the first `count` elements, in order. Where neighbors of one
+    /// element stay both, they are one again.
+    template <class Piece>
+    void AppendKept(const std::vector<Piece>& elements, std::size_t count,
+                    const std::vector<Piece>& pieces, KeptPieces& kept) const
+    {
+        std::vector<char> isKept(pieces.size(), 0);
+        std::vector<Vec2d> ends(pieces.size());
+        Parallel::Impl::ApplyParallelChunks(
+            std::size_t{0}, pieces.size(), [&](std::size_t from, std::size_t to) {
+                std::size_t hint = 0;
+                for (std::size_t i = from; i < to; ++i) {
+                    const Piece& piece = pieces[i];
+                    ends[i] = Geometry::EndPoint(piece);
+                    isKept[i] =
+                        source_.IsNearerThan(limit_, piece.start, MiddleOf(piece), ends[i], hint)
+                            ? 0
+                            : 1;
+                }
+            });
+        std::size_t number = 0;
+        ForPiecesOf(elements, pieces, [&](const Piece& element, std::size_t from, std::size_t to) {
+            if (number++ >= count) {
+                return;
+            }
+            for (std::size_t i = from; i < to; ++i) {
+                if (isKept[i] == 0) {
+                    continue;
+                }
+                const std::size_t first = i;
+                while (i + 1 < to && isKept[i + 1] != 0) {
+                    ++i;
+                }
+                const bool isAll = first == from && i + 1 == to;
+                kept.elements.emplace_back(isAll ? element : Joined(pieces, first, i));
+                kept.ends.push_back(isAll ? ends[i] : kept.elements.back().EndPoint());
+            }
+        });
+    }
+
+private:
+    const OffsetSource& source_;
+    double limit_;
+};
+
+template <class T>
+ArcSegBase<T> Placed(const SegBase<double>& segment, const Vec2d& origin)
+{
+    return SegBase<T>{Narrowed<T>(segment.start + origin), Narrowed<T>(segment.end + origin)};
+}
+
+template <class T>
+ArcSegBase<T> Placed(const ArcBase<double>& arc, const Vec2d& origin)
+{
+    return ArcBase<T>{Narrowed<T>(arc.center + origin), Narrowed<T>(arc.start + origin),
+                      static_cast<T>(arc.length)};
+}
+
+/// The elements where the caller's chain is, in T.
+template <class T>
+Chains<T> PlacedChains(const Chains<double>& chains, const Vec2d& origin)
+{
+    Chains<T> result(chains.size());
+    for (std::size_t i = 0; i < chains.size(); ++i) {
+        PolyArcSegBase<T>& chain = result[i];
+        double size = 0.0;
+        chain.elements.reserve(chains[i].elements.size());
+        for (const ArcSegBase<double>& element : chains[i].elements) {
+            chain.elements.push_back(
+                element.Visit([&](const auto& e) { return Placed<T>(e, origin); }));
+            size = std::max(size, SizeOf(chain.elements.back()));
+        }
+        chain.tolerance = static_cast<T>(std::max(chains[i].tolerance, RoundingAt<T>(size)));
+    }
+    return result;
+}
+
+/// The offset at `distance` > 0.
+template <class T>
+Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol)
+{
+    const double rounding = RoundingAt<double>(source.Size() + distance);
+    const double limit = distance - (kTrimFloor + 2 * source.JointGap() + rounding);
+
+    RawOffset raw = BuildRawOffset(source, distance, limit);
+    Intersect::CutAtIntersections(raw.segments, raw.arcs, kLengthFloor<double>);
+
+    // The others cut what is cut already, so that a cut that changes nothing can be taken back.
+    const std::size_t segmentCount = raw.segments.size();
+    const std::size_t arcCount = raw.arcs.size();
+    const bool hasOthers = !raw.cuttingSegments.empty() || !raw.cuttingArcs.empty();
+    std::vector<SegBase<double>> segments;
+    std::vector<ArcBase<double>> arcs;
+    if (hasOthers) {
+        raw.segments.insert(raw.segments.end(), raw.cuttingSegments.begin(),
+                            raw.cuttingSegments.end());
+        raw.arcs.insert(raw.arcs.end(), raw.cuttingArcs.begin(), raw.cuttingArcs.end());
+        segments = raw.segments;
+        arcs = raw.arcs;
+        Intersect::CutAtIntersections(segments, arcs, kLengthFloor<double>);
+    }
+
+    const Trim trim(source, limit);
+    KeptPieces kept;
+    trim.AppendKept(raw.segments, segmentCount, hasOthers ? segments : raw.segments, kept);
+    trim.AppendKept(raw.arcs, arcCount, hasOthers ? arcs : raw.arcs, kept);
+    const double link = std::max({kLinkFraction * tol, 4 * source.JointGap(), rounding});
+    return PlacedChains<T>(CombineWithEnds(kept.elements, kept.ends, link), source.Center());
+}
+
+template <class T>
+PolyArcSegBase<T> Reversed(PolyArcSegBase<T> chain)
+{
+    std::reverse(chain.elements.begin(), chain.elements.end());
+    for (ArcSegBase<T>& element : chain.elements) {
+        element.Reverse();
+    }
+    return chain;
+}
+
+} // namespace
+
+template <class T>
+std::vector<PolyArcSegBase<T>> PlanarOffset(const PolyArcSegBase<T>& chain, T distance, T tol)
+{
+    const T reach = AtLeastZero(tol);
+    if (!std::isfinite(distance)) {
+        return {};
+    }
+    if (std::fabs(distance) <= reach || chain.elements.empty()) {
+        return {chain};
+    }
+    const OffsetSource source(chain, distance < T{0}, reach);
+    return TrimmedOffset<T>(source, std::fabs(static_cast<double>(distance)),
+                            static_cast<double>(reach));
+}
+
+template <class T>
+std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T>& chain,
+                                                          std::set<T> distances, T tol)
+{
+    const T reach = AtLeastZero(tol);
+    const std::vector<T> ascending(distances.begin(), distances.end());
+    std::vector<Chains<T>> result(ascending.size());
+    const auto isWorkedOn = [&](T distance, bool isNegative) {
+        return std::isfinite(distance) && (distance < T{0}) == isNegative &&
+               std::fabs(distance) > reach && !chain.elements.empty();
+    };
+    std::unique_ptr<const OffsetSource> sources[2];
+    for (const bool isNegative : {false, true}) {
+        if (std::any_of(ascending.begin(), ascending.end(),
+                        [&](T distance) { return isWorkedOn(distance, isNegative); })) {
+            sources[isNegative ? 1 : 0] =
+                std::make_unique<const OffsetSource>(chain, isNegative, reach);
+        }
+    }
+    Parallel::Impl::ApplyParallel(std::size_t{0}, ascending.size(), [&](std::size_t i) {
+        const T distance = ascending[i];
+        if (!std::isfinite(distance)) {
+            return;
+        }
+        const bool isNegative = distance < T{0};
+        if (isWorkedOn(distance, isNegative)) {
+            result[i] = TrimmedOffset<T>(*sources[isNegative ? 1 : 0],
+                                         std::fabs(static_cast<double>(distance)),
+                                         static_cast<double>(reach));
+        } else {
+            result[i].push_back(isNegative ? Reversed(chain) : chain);
+        }
+    });
+    return result;
+}
+
+// clang-format off
+#define SORVANE_INSTANTIATE(T) \
+    template std::vector<PolyArcSegBase<T>> PlanarOffset(const PolyArcSegBase<T>&, T, T); \
+    template std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T>&, std::set<T>, T);
+// clang-format on
+SORVANE_INSTANTIATE(float)
+SORVANE_INSTANTIATE(double)
+#undef SORVANE_INSTANTIATE
+
+} // namespace Velk::Math::Sorvane::Planar

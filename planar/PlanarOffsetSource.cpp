@@ -1,0 +1,245 @@
+// The chain as offsets see it. Distances are compared by their squares; whether a point lies beside
+// an arc is told from cross products with its two spokes.
+
+#include "planar/PlanarOffsetSource_Impl.h"
+
+#include "arrangement/ElementCrossings_Impl.h"
+#include "planar/ChainElement_Impl.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace Velk::Math::Sorvane::Planar::Impl {
+
+namespace {
+
+ArcSegBase<double> Moved(const SegBase<double>& segment, const Vec2d& by)
+{
+    return SegBase<double>{segment.start + by, segment.end + by};
+}
+ArcSegBase<double> Moved(const ArcBase<double>& arc, const Vec2d& by)
+{
+    return ArcBase<double>{arc.center + by, arc.start + by, arc.length};
+}
+template <class T>
+SegBase<double> Wide(const SegBase<T>& segment)
+{
+    return {Widened(segment.start), Widened(segment.end)};
+}
+template <class T>
+ArcBase<double> Wide(const ArcBase<T>& arc)
+{
+    return {Widened(arc.center), Widened(arc.start), static_cast<double>(arc.length)};
+}
+
+using Box = Bounding::AxisAlignedBoundingBox<2, double>;
+
+Box BoxOf(const SegBase<double>& segment)
+{
+    const Vec2d& a = segment.start;
+    const Vec2d& b = segment.end;
+    return {{std::min(a.x(), b.x()), std::min(a.y(), b.y())},
+            {std::max(a.x(), b.x()), std::max(a.y(), b.y())}};
+}
+Box BoxOf(const ArcBase<double>& arc)
+{
+    const std::array<Vec2d, 2> corners = arc.Bounds();
+    return {corners[0], corners[1]};
+}
+
+/// Is the element finite, and does it lead anywhere?
+template <class T>
+bool IsCurve(const ArcSegBase<T>& element)
+{
+    const ArcBase<T>* const arc = element.AsArc();
+    return SizeOf(element) <= Math::Impl::kLargestCoordinate &&
+           WideLength(element) > kLengthFloor<double> &&
+           WideLength(element) <= Math::Impl::kLargestCoordinate &&
+           Math::Impl::IsUsable(element.EndPoint()) &&
+           (arc == nullptr || Distance(arc->center, arc->start) > kLengthFloor<double>);
+}
+
+/// Middle of the box round the starts of usable elements.
+template <class T>
+Vec2d MiddleOf(const std::vector<ArcSegBase<T>>& elements)
+{
+    constexpr double kFar = std::numeric_limits<double>::infinity();
+    Vec2d low(kFar, kFar);
+    Vec2d high(-kFar, -kFar);
+    for (const ArcSegBase<T>& element : elements) {
+        if (IsCurve(element)) {
+            const Vec2d start = Widened(element.StartPoint());
+            for (int axis = 0; axis < 2; ++axis) {
+                low[axis] = std::min(low[axis], start[axis]);
+                high[axis] = std::max(high[axis], start[axis]);
+            }
+        }
+    }
+    return low.x() <= high.x() ? (low + high) * 0.5 : Vec2d();
+}
+
+} // namespace
+
+bool OffsetSource::MeetsItself(const std::vector<Box>& boxes) const
+{
+    // Neighbors that share an end may meet once more when one of them is bent enough.
+    constexpr double kBent = 1.0;
+    const auto isBent = [&](std::size_t i) {
+        return shapes_[i].radius > 0 && WideLength(elements_[i]) > kBent * shapes_[i].radius;
+    };
+    const auto prepared = [&](std::size_t i) {
+        return elements_[i].Visit(
+            [](const auto& e) { return Intersect::Impl::MakeElement(e, kLengthFloor<double>); });
+    };
+    const std::size_t count = elements_.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const bool hasMet = boxes_.VisitMeeting(boxes[i], [&](std::int32_t number) -> bool {
+            const auto j = static_cast<std::size_t>(number);
+            const bool areNeighbors = j == i + 1 || (i == 0 && j + 1 == count);
+            return j > i && (!areNeighbors || isBent(i) || isBent(j)) &&
+                   Intersect::Impl::MeetingsOf(prepared(i), prepared(j)).count > 0;
+        });
+        if (hasMet) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool OffsetSource::Shape::Spans(const Vec2d& spoke) const
+{
+    if (isWhole) {
+        return true;
+    }
+    const bool isAfterFrom = (fromSpoke ^ spoke) >= 0;
+    const bool isBeforeTo = (spoke ^ toSpoke) >= 0;
+    return isMoreThanHalf ? isAfterFrom || isBeforeTo : isAfterFrom && isBeforeTo;
+}
+
+bool OffsetSource::Shape::IsNearerThan(double distance, const Vec2d& p) const
+{
+    const double squared = distance * distance;
+    const auto isNear = [&](const Vec2d& q) { return Vector::SquaredLength(p - q) < squared; };
+    if (radius == 0.0) {
+        const Vec2d along = end - start;
+        const double place = (p - start) * along;
+        const double squaredLength = along * along;
+        if (place <= 0.0) {
+            return isNear(start);
+        }
+        if (place >= squaredLength) {
+            return isNear(end);
+        }
+        const double area = along ^ (p - start);
+        return area * area < squared * squaredLength;
+    }
+    const Vec2d spoke = p - center;
+    const double far = radius + distance;
+    const double near = radius - distance;
+    const double squaredSpoke = spoke * spoke;
+    if (!(squaredSpoke < far * far) || (near > 0 && squaredSpoke <= near * near)) {
+        return false; // not even the circle
+    }
+    return Spans(spoke) || isNear(start) || isNear(end);
+}
+
+OffsetSource::Shape OffsetSource::ShapeOf(const ArcSegBase<double>& element)
+{
+    Shape shape;
+    shape.start = element.StartPoint();
+    shape.end = element.EndPoint();
+    if (const ArcBase<double>* arc = element.AsArc()) {
+        shape.center = arc->center;
+        shape.radius = Vector::Length(arc->start - arc->center);
+        const double sweep = std::fabs(arc->length) / shape.radius;
+        shape.isMoreThanHalf = sweep > kPi<double>;
+        shape.isWhole = sweep >= kTwoPi<double>;
+        shape.fromSpoke = (arc->length < 0 ? shape.end : shape.start) - arc->center;
+        shape.toSpoke = (arc->length < 0 ? shape.start : shape.end) - arc->center;
+    }
+    return shape;
+}
+
+template <class T>
+OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T tol)
+    : center_(MiddleOf(chain.elements))
+{
+    elements_.reserve(chain.elements.size());
+    double farthest = 0.0;
+    for (const ArcSegBase<T>& element : chain.elements) {
+        if (IsCurve(element)) {
+            elements_.push_back(
+                element.Visit([&](const auto& e) { return Moved(Wide(e), -center_); }));
+            farthest = std::max(farthest, SizeOf(element));
+        }
+    }
+    if (isReversed) {
+        std::reverse(elements_.begin(), elements_.end());
+        for (ArcSegBase<double>& element : elements_) {
+            element.Reverse();
+        }
+    }
+
+    std::vector<Box> boxes;
+    boxes.reserve(elements_.size());
+    shapes_.reserve(elements_.size());
+    for (const ArcSegBase<double>& element : elements_) {
+        shapes_.push_back(ShapeOf(element));
+        size_ = std::max(size_, SizeOf(element));
+        boxes.push_back(element.Visit([](const auto& e) { return BoxOf(e); }));
+    }
+    const double rounding = RoundingAt<double>(size_);
+    for (Box& box : boxes) {
+        box.min -= Vec2d(rounding, rounding);
+        box.max += Vec2d(rounding, rounding);
+    }
+    boxes_ = Tree::Impl::BoxHierarchy<2, double>(boxes, Tree::Impl::HierarchyCut::Order);
+
+    // Ends of arcs are derived in T by whoever laid the chain, where the chain itself is.
+    const double closing =
+        std::max(static_cast<double>(AtLeastZero(chain.tolerance)), RoundingAt<T>(farthest));
+    const double reach = std::max(static_cast<double>(AtLeastZero(tol)), closing);
+    isClosed_ = !elements_.empty();
+    for (std::size_t i = 0; i < elements_.size(); ++i) {
+        const std::size_t before = i > 0 ? i - 1 : elements_.size() - 1;
+        const double gap = Distance(shapes_[before].end, shapes_[i].start);
+        shapes_[i].isJoined = gap <= (i > 0 ? reach : closing);
+        isClosed_ = isClosed_ && shapes_[i].isJoined;
+        if (shapes_[i].isJoined) {
+            jointGap_ = std::max(jointGap_, gap);
+        }
+    }
+    isSimple_ = isClosed_ && !MeetsItself(boxes);
+}
+
+bool OffsetSource::IsNearerThan(double distance, const Vec2d& start, const Vec2d& middle,
+                                const Vec2d& end, std::size_t& hint) const
+{
+    if (!(distance > 0)) {
+        return false;
+    }
+    if (hint < Count() && shapes_[hint].IsNearerThan(distance, middle)) {
+        return true;
+    }
+    // One look at the hierarchy serves the three: what is near an end is not much farther from the
+    // middle.
+    const double half = std::sqrt(
+        std::max(Vector::SquaredLength(start - middle), Vector::SquaredLength(end - middle)));
+    const double reach = distance + half + RoundingAt<double>(size_ + distance);
+    return boxes_.VisitWithin(middle, reach * reach, [&](std::int32_t number) -> bool {
+        const auto i = static_cast<std::size_t>(number);
+        const Shape& shape = shapes_[i];
+        if (!shape.IsNearerThan(distance, middle) && !shape.IsNearerThan(distance, start) &&
+            !shape.IsNearerThan(distance, end)) {
+            return false;
+        }
+        hint = i;
+        return true;
+    });
+}
+
+template OffsetSource::OffsetSource(const PolyArcSegBase<float>&, bool, float);
+template OffsetSource::OffsetSource(const PolyArcSegBase<double>&, bool, double);
+
+} // namespace Velk::Math::Sorvane::Planar::Impl

@@ -1,0 +1,297 @@
+// Where chains meet, and chains broken and split there.
+
+#include <Sorvane/ChainBreaking_E.h>
+
+#include "tests/planar/ChainSupport.h"
+#include "tests/support/FailingAllocation.h"
+#include "tests/support/ThreadLimit.h"
+
+#include <limits>
+
+namespace {
+
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane::Planar;
+using namespace Support;
+
+template <class T>
+class ChainIntersections : public testing::Test {
+};
+using Coordinates = testing::Types<float, double>;
+TYPED_TEST_SUITE(ChainIntersections, Coordinates);
+
+/// Expects exactly these points, in any order.
+template <class T>
+void ExpectPoints(const std::vector<VecBase<2, T>>& points, const std::vector<Vec2d>& expected,
+                  double near = 10 * kNear<T>)
+{
+    EXPECT_EQ(points.size(), expected.size());
+    std::vector<Vec2d> wide;
+    for (const auto& point : points) {
+        wide.emplace_back(point[0], point[1]);
+    }
+    for (const Vec2d& point : expected) {
+        EXPECT_LT(DistanceToPoints(point, wide), near) << point[0] << ", " << point[1];
+    }
+}
+
+template <class T>
+PolyArcSegBase<T> ArcChain(const VecBase<2, T>& center, const VecBase<2, T>& start, double length)
+{
+    PolyArcSegBase<T> chain;
+    chain.tolerance = T(1e-5);
+    chain.AppendArc(center, start, static_cast<T>(length));
+    return chain;
+}
+
+TYPED_TEST(ChainIntersections, CrossingsOfSegmentsAndArcs)
+{
+    using T = TypeParam;
+    const T tol = T(1e-5);
+    ExpectPoints(IntersectionPoints(Lines<T>({{0, 0}, {4, 4}}), Lines<T>({{0, 4}, {4, 0}}), tol),
+                 {{2, 2}});
+    const auto circle = Circle<T>(5, 1);
+    ExpectPoints(IntersectionPoints(circle, Lines<T>({{-9, 3}, {9, 3}}), tol), {{-4, 3}, {4, 3}});
+    ExpectPoints(IntersectionPoints(circle, ArcChain<T>({6, 0}, {11, 0}, 10 * kHalfTurn), tol),
+                 {{3, 4}, {3, -4}});
+    ExpectPoints(IntersectionPoints(circle, Lines<T>({{-9, 5}, {9, 5}}), tol), {{0, 5}}, 1e-2);
+    ExpectPoints(IntersectionPoints(circle, Lines<T>({{7, 0}, {9, 3}}), tol), {});
+}
+
+TYPED_TEST(ChainIntersections, SharedEndsAndTouches)
+{
+    using T = TypeParam;
+    const T tol = T(1e-5);
+    ExpectPoints(IntersectionPoints(Lines<T>({{0, 0}, {4, 0}}), Lines<T>({{4, 0}, {5, 3}}), tol),
+                 {{4, 0}});
+    ExpectPoints(IntersectionPoints(Lines<T>({{0, 0}, {4, 0}}), Lines<T>({{1, 0}, {1, 3}}), tol),
+                 {{1, 0}});
+}
+
+TYPED_TEST(ChainIntersections, EndsOfOverlaps)
+{
+    using T = TypeParam;
+    const T tol = T(1e-5);
+    ExpectPoints(IntersectionPoints(Lines<T>({{0, 0}, {4, 0}}), Lines<T>({{6, 0}, {1, 0}}), tol),
+                 {{4, 0}, {1, 0}});
+    const double quarter = 2.5 * kHalfTurn;
+    ExpectPoints(IntersectionPoints(ArcChain<T>({0, 0}, {5, 0}, 2 * quarter),
+                                    ArcChain<T>({0, 0}, {-3, 4}, 2 * quarter), tol),
+                 {{-3, 4}, {-5, 0}});
+    ExpectPoints(IntersectionPoints(ArcChain<T>({0, 0}, {5, 0}, 2 * quarter),
+                                    ArcChain<T>({0, 0}, {-3, 4}, -quarter / 2), tol),
+                 {{-3, 4},
+                  {5 * std::cos(std::atan2(4, -3) - kHalfTurn / 4),
+                   5 * std::sin(std::atan2(4, -3) - kHalfTurn / 4)}});
+    // One within the other, and equal ones.
+    ExpectPoints(IntersectionPoints(Lines<T>({{0, 0}, {9, 0}}), Lines<T>({{2, 0}, {3, 0}}), tol),
+                 {{2, 0}, {3, 0}});
+    ExpectPoints(IntersectionPoints(Lines<T>({{0, 0}, {9, 0}}), Lines<T>({{9, 0}, {0, 0}}), tol),
+                 {{0, 0}, {9, 0}});
+}
+
+// Both chains are cut together.
+TYPED_TEST(ChainIntersections, CrossingsOfAChainWithItselfAreAmongThem)
+{
+    using T = TypeParam;
+    const auto loop = Lines<T>({{0, 0}, {4, 0}, {4, 4}, {2, 4}, {2, -4}});
+    ExpectPoints(IntersectionPoints(loop, Lines<T>({{50, 50}, {51, 51}}), T(1e-5)), {{2, 0}});
+}
+
+// The derived end of a full circle misses its start by rounding, which is no crossing.
+TYPED_TEST(ChainIntersections, StartOfACircleIsNone)
+{
+    using T = TypeParam;
+    for (const double tol : {1e-4, 1e-7, 0.0}) {
+        ExpectPoints(
+            IntersectionPoints(Circle<T>(5, 1), Lines<T>({{-9, 3}, {9, 3}}), static_cast<T>(tol)),
+            {{-4, 3}, {4, 3}});
+        ExpectPoints(IntersectionPoints(Circle<T>(5, -1), Lines<T>({{-9, 30}, {9, 30}}),
+                                        static_cast<T>(tol)),
+                     {});
+    }
+}
+
+// Where a joint overshoots, the two elements cross a hair before their common end.
+TEST(ChainIntersectionsDouble, JointsThatOvershootAreNone)
+{
+    PolyArcSegBase<double> chain;
+    chain.tolerance = 1e-6;
+    chain.elements.emplace_back(SegBase<double>{{0, 0}, {4 + 1e-8, 0}});
+    chain.elements.emplace_back(SegBase<double>{{4, -1e-8}, {4, 5}});
+    ExpectPoints(IntersectionPoints(chain, Lines<double>({{0, 9}, {9, 9}}), 1e-6), {});
+    ExpectPoints(IntersectionPoints(chain, Lines<double>({{0, 3}, {9, 3}}), 1e-6), {{4, 3}});
+}
+
+TYPED_TEST(ChainIntersections, OfNothingAndOfWhatIsNotFinite)
+{
+    using T = TypeParam;
+    const T nan = std::numeric_limits<T>::quiet_NaN();
+    const T inf = std::numeric_limits<T>::infinity();
+    EXPECT_TRUE(IntersectionPoints(PolyArcSegBase<T>(), PolyArcSegBase<T>(), T(1e-5)).empty());
+    EXPECT_TRUE(IntersectionPoints(Square<T>(), PolyArcSegBase<T>(), T(1e-5)).empty());
+    auto broken = Lines<T>({{-1, 1}, {3, 1}});
+    broken.elements.emplace_back(SegBase<T>{{nan, 1}, {3, inf}});
+    broken.elements.emplace_back(ArcBase<T>{{1, 1}, {1, 2}, nan});
+    broken.elements.emplace_back(ArcBase<T>{{1, 1}, {1, 1}, 3});
+    for (const T tol : {T(1e-5), T(0), T(-1), nan}) {
+        EXPECT_GE(IntersectionPoints(Square<T>(), broken, tol).size(), 2U) << tol;
+    }
+}
+
+TYPED_TEST(ChainIntersections, BreakGivesBothChainsTheJoints)
+{
+    using T = TypeParam;
+    auto a = Circle<T>(5, 1);
+    auto b = Lines<T>({{-9, 3}, {9, 3}});
+    std::vector<VecBase<2, T>> points{{7, 7}};
+    ASSERT_TRUE(BreakAtIntersections(a, b, points, T(1e-5)));
+    EXPECT_EQ(points.size(), 2U);
+    EXPECT_EQ(a.elements.size(), 3U);
+    EXPECT_EQ(b.elements.size(), 3U);
+
+    auto far = Lines<T>({{50, 50}, {51, 51}});
+    const auto before = b;
+    EXPECT_FALSE(BreakAtIntersections(b, far, points, T(1e-5)));
+    EXPECT_TRUE(points.empty());
+    EXPECT_EQ(b, before);
+}
+
+TYPED_TEST(ChainIntersections, SplitGivesThePiecesOfBoth)
+{
+    using T = TypeParam;
+    const auto a = Circle<T>(5, 1);
+    const auto b = Lines<T>({{-9, 3}, {9, 3}});
+    std::vector<PolyArcSegBase<T>> ofA(4);
+    std::vector<PolyArcSegBase<T>> ofB(4);
+    ASSERT_TRUE(SplitAtIntersections(a, b, ofA, ofB, T(1e-5)));
+    EXPECT_EQ(ofA.size(), 3U);
+    EXPECT_EQ(ofB.size(), 3U);
+    EXPECT_FALSE(SplitAtIntersections(a, Lines<T>({{50, 50}, {51, 51}}), ofA, ofB, T(1e-5)));
+    EXPECT_TRUE(ofA.empty());
+    EXPECT_TRUE(ofB.empty());
+}
+
+/// Points in which polylines close by cross, found pair by pair.
+std::vector<Vec2d> CrossingsOfPolylines(const std::vector<Vec2d>& a, const std::vector<Vec2d>& b)
+{
+    std::vector<Vec2d> points;
+    for (std::size_t i = 1; i < a.size(); ++i) {
+        for (std::size_t j = 1; j < b.size(); ++j) {
+            const Vec2d p = a[i - 1];
+            const Vec2d r = a[i] - p;
+            const Vec2d q = b[j - 1];
+            const Vec2d s = b[j] - q;
+            const double cross = r ^ s;
+            const double t = ((q - p) ^ s) / cross;
+            const double u = ((q - p) ^ r) / cross;
+            if (t >= 0 && t <= 1 && u >= 0 && u <= 1) {
+                points.push_back(p + r * t);
+            }
+        }
+    }
+    return points;
+}
+
+TYPED_TEST(ChainIntersections, AreThoseOfFinePolylines)
+{
+    using T = TypeParam;
+    Random random(41);
+    for (int trial = 0; trial < 12; ++trial) {
+        const auto a = RandomOutline<T>(random, 1);
+        const auto b = RandomOutline<T>(random, -1);
+        std::vector<Vec2d> points;
+        for (const auto& point : IntersectionPoints(a, b, T(1e-5))) {
+            points.emplace_back(point[0], point[1]);
+        }
+        const auto expected = CrossingsOfPolylines(Samples(a, 0.01), Samples(b, 0.01));
+        for (const Vec2d& point : expected) {
+            EXPECT_LT(DistanceToPoints(point, points), 2e-2);
+        }
+        for (const Vec2d& point : points) {
+            EXPECT_LT(DistanceToPoints(point, expected), 2e-2);
+        }
+        auto brokenA = a;
+        auto brokenB = b;
+        std::vector<VecBase<2, T>> joints;
+        if (BreakAtIntersections(brokenA, brokenB, joints, T(1e-5))) {
+            EXPECT_EQ(brokenA.elements.size(), a.elements.size() + joints.size());
+            EXPECT_EQ(brokenB.elements.size(), b.elements.size() + joints.size());
+        }
+    }
+}
+
+TEST(ChainIntersectionsDouble, SameNearAndFarSmallAndLarge)
+{
+    for (const double far : {0.0, 1e5, 1e6}) {
+        for (const double size : {1e-3, 1.0, 1e3}) {
+            PolyArcSegBase<double> a;
+            a.tolerance = 1e-9;
+            const Vec2d o(far, far);
+            a.AppendArc(o, o + Vec2d(5, 0) * size, 10 * kHalfTurn * size);
+            PolyArcSegBase<double> b;
+            b.AppendSegment(o + Vec2d(-9, 3) * size, o + Vec2d(9, 3) * size);
+            std::vector<Vec2d> points;
+            ASSERT_TRUE(BreakAtIntersections(a, b, points, 1e-12));
+            EXPECT_EQ(points.size(), 2U) << far << " " << size;
+            EXPECT_EQ(a.elements.size(), 3U) << far << " " << size;
+            EXPECT_EQ(b.elements.size(), 3U) << far << " " << size;
+        }
+    }
+}
+
+TEST(ChainIntersectionsDouble, LargeChainsOfEveryArrangement)
+{
+    constexpr int kCount = 20'000;
+    std::vector<Vec2d> teeth;
+    std::vector<Vec2d> row;
+    for (int i = 0; i <= kCount; ++i) {
+        teeth.push_back({i * 0.5, i % 2 == 0 ? -1.0 : 1.0});
+        row.push_back({i * 0.3, 0.0});
+    }
+    // One crossing each 0.5 from 0.25 on, up to 6000.
+    EXPECT_EQ(IntersectionPoints(Lines(teeth), Lines(row), 1e-9).size(), 12'000U);
+    EXPECT_EQ(IntersectionPoints(Lines(row), Lines(row), 1e-9).size(), row.size());
+    PolyArcSegBase<double> hub;
+    for (int i = 0; i < kCount; ++i) {
+        const double angle = kHalfTurn * i / kCount;
+        hub.elements.emplace_back(SegBase<double>{{0, 0}, {std::cos(angle), std::sin(angle)}});
+    }
+    EXPECT_EQ(IntersectionPoints(hub, hub, 1e-9).size(), static_cast<std::size_t>(kCount + 1));
+}
+
+TEST(ChainIntersectionsDouble, SameForAnyNumberOfThreads)
+{
+    Random random(6);
+    const auto a = RandomChain<double>(random, 900);
+    const auto b = RandomChain<double>(random, 900);
+    std::vector<Vec2d> one;
+    std::vector<Vec2d> two;
+    WithThreads(1, [&] { one = IntersectionPoints(a, b, 1e-9); });
+    WithThreads(2, [&] { two = IntersectionPoints(a, b, 1e-9); });
+    EXPECT_EQ(one, two);
+}
+
+TEST(ChainIntersectionsDouble, WithoutMemoryBothChainsStayAsTheyWere)
+{
+    struct Chains {
+        PolyArcSegBase<double> a = Circle<double>(5, 1);
+        PolyArcSegBase<double> b = Lines<double>({{-9, 3}, {9, 3}});
+        std::vector<Vec2d> points;
+    };
+    const Chains before;
+    WithThreads(1, [&] {
+        EXPECT_GT(FailEachAllocationOfEither(
+                      [] { return Chains(); },
+                      [](Chains& c) { BreakAtIntersections(c.a, c.b, c.points, 1e-9); },
+                      [&](const Chains& c, bool hasThrown) {
+                          // Some allocation can be done without; then all is as ever.
+                          EXPECT_EQ(c.a.elements.size(), hasThrown ? 1U : 3U);
+                          EXPECT_EQ(c.b.elements.size(), hasThrown ? 1U : 3U);
+                          EXPECT_EQ(hasThrown, c.a == before.a);
+                      }),
+                  10U);
+    });
+}
+
+} // namespace
