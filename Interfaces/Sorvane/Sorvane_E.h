@@ -26,6 +26,7 @@
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/OrientedBox_E.h>
+#include <Sorvane/PlanarRegions_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/QuadricErrorFunction_E.h>
 #include <Sorvane/QuadtreeArcSegTree_E.h>
