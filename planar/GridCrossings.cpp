@@ -144,6 +144,10 @@ void CutPair(const std::vector<GridEdge>& edges, int first, int second, Cuts& cu
                  std::min(b.low.y(), b.high.y()), std::max(b.low.y(), b.high.y()))) {
         return;
     }
+    // Edges with a common end meet nowhere else: none overlap.
+    if (a.low == b.low || a.low == b.high || a.high == b.low || a.high == b.high) {
+        return;
+    }
     const int lowOfB = SideOf(b.low, a);
     const int highOfB = SideOf(b.high, a);
     const int lowOfA = SideOf(a.low, b);
