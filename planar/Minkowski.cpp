@@ -200,9 +200,15 @@ Loops<double> ContractAreas(const Polygon& tool, const Loops<double>& areas, dou
     complement.insert(complement.begin(), {low, {high.x(), low.y()}, high, {low.x(), high.y()}, low});
 
     Loops<double> result = DilateAreas(tool, complement, floor, resolution);
+    // The grown frame falls away. Its corners are those of the frame moved by the tool, all others those of
+    // the areas, which are farther in by the margin; halfway between lies a line that parts them, for a tool
+    // anywhere in its frame.
+    const Vec2d inward = (Vec2d(margin, margin) + toolBox[1] - toolBox[0]) * 0.5;
+    const Vec2d from = low + toolBox[0] + inward;
+    const Vec2d to = high + toolBox[1] - inward;
     std::erase_if(result, [&](const Polygon& loop) {
-        return loop.empty() || !(low.x() < loop[0].x() && loop[0].x() < high.x() &&
-                                 low.y() < loop[0].y() && loop[0].y() < high.y());
+        return loop.empty() || !(from.x() < loop[0].x() && loop[0].x() < to.x() &&
+                                 from.y() < loop[0].y() && loop[0].y() < to.y());
     });
     for (Polygon& loop : result) {
         std::reverse(loop.begin(), loop.end());

@@ -52,9 +52,8 @@ DilateArea(const std::vector<VecBase<2, T>>& tool, const std::vector<VecBase<2, 
 /// The region less the Minkowski sum of the tool and everything outside it.
 ///
 /// The tool isn't reflected: with the tool [0, 2] x [0, 2] the square [0, 12] x [0, 12] becomes [2, 12] x [2, 12].
-/// So for a tool that is not symmetric about its origin this does not undo a dilation. For a tool that
-/// lies farther from its origin than its own diagonal the frame in which the complement is taken may come back as
-/// a loop. Loops as for `DilateMultipleAreas`.
+/// So for a tool that is not symmetric about its origin this does not undo a dilation. Loops as
+/// for `DilateMultipleAreas`.
 template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 ContractMultipleAreas(const std::vector<VecBase<2, T>>& tool,
