@@ -14,7 +14,6 @@ public:
         : Tree::Quadtree::SegmentTree<T>(segments)
     {
     }
-    virtual ~SegmentOverlapTree() = default;
 };
 
 } // namespace Velk::Math::Sorvane::Planar::Impl
