@@ -13,8 +13,8 @@ using GridPoint = VecBase<2, long long>;
 using GridLoop = std::vector<GridPoint>;
 
 /// Largest difference of two coordinates on one axis that `GridEdges` takes. The scanline compares slopes by
-/// 64-bit products without a sign.
-inline constexpr long long kLargestGridSpan = 1LL << 32;
+/// 64-bit products without a sign, also for points one cell beyond.
+inline constexpr long long kLargestGridSpan = (1LL << 32) - 2;
 
 /// Rounds of cutting after which the rest is left to the scanline library's own search for crossings, which
 /// compares all edges side by side. Three or four rounds are usual.

@@ -40,7 +40,7 @@ namespace Velk::Math::Sorvane::Planar {
 /// holes together with what they are in.
 ///
 /// The grid has 2^30 cells along each axis of the box. Points outside it get grid numbers beyond, and that
-/// works while all numbers of an axis span no more than 2^32. Beyond that the next interval can't be united: the
+/// works while all numbers of an axis span less than 2^32 - 1. Beyond that the next interval can't be united: the
 /// object is invalid from then on, as it is after an interval for which memory did not suffice.
 ///
 /// An object serves one thread. Copies are independent. One that was moved from reports each use to the assert
