@@ -87,6 +87,21 @@ inline constexpr AssertSite kDecimatedStarIsNotClosed{
 inline constexpr AssertSite kMaximizeAspectRatio{
     "MeshUtilities", 1252, "Velk::Math::Sorvane::MeshUtils::MaximizeAspectRatio"};
 
+/// `Planar::BufferredUnion::GetUnfilteredPolylines` was called on an object that was moved from; it gives
+/// nothing.
+inline constexpr AssertSite kUnfilteredOfMovedFrom{
+    "PlanarBoundaries_Impl", 816,
+    "Velk::Math::Sorvane::Planar::BufferredUnion::GetUnfilteredPolylines"};
+/// `Append` of segments was; it gives false.
+inline constexpr AssertSite kAppendSegmentsToMovedFrom{
+    "PlanarBoundaries_Impl", 861, "Velk::Math::Sorvane::Planar::BufferredUnion::Append"};
+/// `Append` of polylines was; it gives false.
+inline constexpr AssertSite kAppendPolylinesToMovedFrom{
+    "PlanarBoundaries_Impl", 920, "Velk::Math::Sorvane::Planar::BufferredUnion::Append"};
+/// `Process` was; it gives nothing.
+inline constexpr AssertSite kProcessOfMovedFrom{
+    "PlanarBoundaries_Impl", 975, "Velk::Math::Sorvane::Planar::BufferredUnion::Process"};
+
 /// `SubdivisionMesh::UpdateNodePositions` was given another number of positions than there are nodes;
 /// nothing moves.
 inline constexpr AssertSite kUpdateNodePositions{

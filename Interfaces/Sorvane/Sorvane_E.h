@@ -25,10 +25,12 @@
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
+#include <Sorvane/Minkowski_E.h>
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/OrientedBox_E.h>
 #include <Sorvane/PlanarOffset_E.h>
+#include <Sorvane/PlanarRegions_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/QuadricErrorFunction_E.h>
 #include <Sorvane/QuadtreeArcSegTree_E.h>

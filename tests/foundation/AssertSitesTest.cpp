@@ -23,6 +23,10 @@ TEST(AssertSites, KeepTheNumbersThatHostsEvaluate)
     const auto place = [](const AssertSites::AssertSite& site) {
         return std::string(site.sourceFile) + ":" + std::to_string(site.line);
     };
+    EXPECT_EQ(place(AssertSites::kUnfilteredOfMovedFrom), "PlanarBoundaries_Impl:816");
+    EXPECT_EQ(place(AssertSites::kAppendSegmentsToMovedFrom), "PlanarBoundaries_Impl:861");
+    EXPECT_EQ(place(AssertSites::kAppendPolylinesToMovedFrom), "PlanarBoundaries_Impl:920");
+    EXPECT_EQ(place(AssertSites::kProcessOfMovedFrom), "PlanarBoundaries_Impl:975");
     EXPECT_EQ(place(AssertSites::kGetVertex), "HalfEdgeMesh_E:1276");
     EXPECT_EQ(place(AssertSites::kRotateNode), "HalfEdgeMesh_E:921");
     EXPECT_EQ(place(AssertSites::kInsertEdge), "DelaunayTriangulation_E:833");

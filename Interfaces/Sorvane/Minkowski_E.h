@@ -1,0 +1,125 @@
+// Regions and paths swept by the outline of a tool: dilation, contraction, closing of gaps; the loop that one
+// outline can't cross around another; and what two outlines have in common.
+//
+//     const auto reached = Planar::DilatePaths(tool, {path}, &resolution);       // what the tool sweeps
+//     const auto grown = Planar::DilateArea(tool, outer, holes, &resolution);
+//     const auto positions = Planar::ContractArea(tool, outer, holes, &resolution);
+//
+// The tool is a polygon in its own frame and **runs counter-clockwise**; what a clockwise one gives is no
+// Minkowski sum. Its sum with a set is taken about the origin of that frame, wherever its first point is, and
+// it is not reflected: the dilation of A by the tool T is the set of all a + t, and the contraction the set of
+// all points that are no a + t with an a outside of A. A closed tool may repeat its first point; tools and areas may touch and cross themselves as far
+// as winding numbers bear it (`PlanarRegions_E.h` tells how they count).
+//
+// `resolution` may be null and receives the accuracy of the grid of the last union, 0 when there was none.
+// Paths and areas with a point that is not finite are passed over; a tool with one gives nothing. `float` is
+// calculated in `double` and rounded at the end. All are pure functions.
+#pragma once
+
+#include <Sorvane/Export_E.h>
+#include <Velk/Math/Supported_E.h>
+#include <Velk/Math/VecBase_E.h>
+
+#include <vector>
+
+namespace Velk::Math::Sorvane::Planar {
+
+/// What the tool covers when its origin follows the paths. An open path is not closed. Empty for a tool of fewer
+/// than three points. O(n t) for n path points and t tool points, and the union of what that leaves, which is
+/// about as many edges as the result of each path edge has.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+DilatePaths(const std::vector<VecBase<2, T>>& tool, std::vector<std::vector<VecBase<2, T>>> paths,
+            T* resolution);
+
+/// Minkowski sum of the tool and a region whose outer loops run counter-clockwise and whose holes run clockwise.
+///
+/// The loops are taken as they are: an area that is not closed is swept along its edges without the
+/// closing one, and one that runs the wrong way is a hole: a clockwise square comes out *contracted*, since the
+/// areas add up to less than 0. `DilateArea` turns loops. A tool of one point moves the areas; one of two
+/// points does no more than move them by its first; an empty one gives nothing.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+DilateMultipleAreas(const std::vector<VecBase<2, T>>& tool,
+                    const std::vector<std::vector<VecBase<2, T>>>& areas, T* resolution);
+
+/// The same for an outer loop and holes, each turned to run the right way.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+DilateArea(const std::vector<VecBase<2, T>>& tool, const std::vector<VecBase<2, T>>& outer,
+           const std::vector<std::vector<VecBase<2, T>>>& holes, T* resolution);
+
+/// The region less the Minkowski sum of the tool and everything outside it.
+///
+/// The tool isn't reflected: with the tool [0, 2] x [0, 2] the square [0, 12] x [0, 12] becomes [2, 12] x [2, 12].
+/// So for a tool that is not symmetric about its origin this does not undo a dilation. Loops as
+/// for `DilateMultipleAreas`.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+ContractMultipleAreas(const std::vector<VecBase<2, T>>& tool,
+                      const std::vector<std::vector<VecBase<2, T>>>& areas, T* resolution);
+
+/// The same for an outer loop and holes, each turned to run the right way.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+ContractArea(const std::vector<VecBase<2, T>>& tool, const std::vector<VecBase<2, T>>& outer,
+             const std::vector<std::vector<VecBase<2, T>>>& holes, T* resolution);
+
+/// Dilation, then contraction: with one symmetric tool for both, gaps and notches that the tool can't enter are
+/// closed. `resolution` receives the sum of both.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+MinkowskiFilterMultipleAreas(const std::vector<VecBase<2, T>>& dilatingTool,
+                             const std::vector<VecBase<2, T>>& contractingTool,
+                             const std::vector<std::vector<VecBase<2, T>>>& areas, T* resolution);
+
+/// The loop that the origin of polyline `a` can't cross while `a` moves around polyline `b` without turning: the
+/// outer boundary of the sum of b and -a. It repeats its first point; empty when either is empty. `tol` is that
+/// of the cuts between the swept edges. An `a` of one point gives b moved by -a[0]. Both may be open or closed.
+///
+/// For n and m points nm tests and the cutting of what passes: of a convex `a` around a convex `b`
+/// n + m edges.
+template <class T>
+std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>& a,
+                                           const std::vector<VecBase<2, T>>& b, T tol);
+
+/// The stretches on which two polylines coincide, in the direction of `a`, each once. A stretch no longer than
+/// `tol` is none. Of a polyline and itself it is the polyline.
+///
+/// Both are cut where they meet within `tol`; a piece is common when both its ends lie on one segment of
+/// each within 1e-12, 1e-8 in `float`, and the rounding of their coordinates. Expected O((n + k) log n).
+template <class T>
+std::vector<std::vector<VecBase<2, T>>> KeepCommonRegions(const std::vector<VecBase<2, T>>& a,
+                                                          const std::vector<VecBase<2, T>>& b,
+                                                          T tol);
+
+/// Parts the outer boundary of two outlines that overlap into the stretches that come from each: `aPart` and
+/// `bPart`, which are cleared first. What both have is in `bPart`. True when the boundary is closed; false, with
+/// nothing or the parts of an open path, otherwise.
+///
+/// The boundary is the one that `Intersect::TraceOuterLoop` walks, from the lowest point: of outlines that lie
+/// apart that of the lower one. A stretch ends where the two cross or touch; a vertex of one on an edge of the
+/// other counts as such a place. `tol` is a distance per coordinate within which points are the same.
+template <class T>
+bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a,
+                           const std::vector<VecBase<2, T>>& b,
+                           std::vector<std::vector<VecBase<2, T>>>& aPart,
+                           std::vector<std::vector<VecBase<2, T>>>& bPart, T tol);
+
+// clang-format off
+#define SORVANE_DECLARE(T) \
+extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> DilatePaths(const std::vector<VecBase<2, T>>&, std::vector<std::vector<VecBase<2, T>>>, T*); \
+extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> DilateMultipleAreas(const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
+extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> DilateArea(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
+extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> ContractMultipleAreas(const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
+extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> ContractArea(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
+extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> MinkowskiFilterMultipleAreas(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
+extern template SORVANE_API std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, T); \
+extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> KeepCommonRegions(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, T); \
+extern template SORVANE_API bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, std::vector<std::vector<VecBase<2, T>>>&, std::vector<std::vector<VecBase<2, T>>>&, T)
+SORVANE_DECLARE(float);
+SORVANE_DECLARE(double);
+#undef SORVANE_DECLARE
+// clang-format on
+
+} // namespace Velk::Math::Sorvane::Planar

@@ -1,0 +1,85 @@
+// Unions of many loops: overlapping stars, and the arrangements that make a plain sweep quadratic.
+
+#include <Sorvane/PlanarRegions_E.h>
+
+#include "tests/support/Random.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace {
+
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane::Planar;
+using Loops = std::vector<std::vector<Vec2d>>;
+
+std::vector<Vec2d> Square(double x, double y, double size)
+{
+    return {{x, y}, {x + size, y}, {x + size, y + size}, {x, y + size}, {x, y}};
+}
+
+Loops Overlapping(int count)
+{
+    Support::Random random(1);
+    const double size = std::sqrt(count);
+    Loops loops(static_cast<std::size_t>(count));
+    for (auto& loop : loops) {
+        const Vec2d center(random.Between(0, size), random.Between(0, size));
+        const double radius = random.Between(0.5, 1.5);
+        for (int k = 0; k < 12; ++k) {
+            const double angle = kTwoPi<double> * k / 12;
+            const double reach = radius * (k % 2 == 0 ? 1 : 0.6);
+            loop.push_back(center + Vec2d(std::cos(angle), std::sin(angle)) * reach);
+        }
+    }
+    return loops;
+}
+
+Loops Disjoint(int count)
+{
+    const int across = static_cast<int>(std::sqrt(count));
+    Loops loops;
+    for (int i = 0; i < count; ++i) {
+        loops.push_back(Square(i % across * 2.0, i / across * 2.0, 1));
+    }
+    return loops;
+}
+
+Loops Nested(int count)
+{
+    Loops loops;
+    for (int i = 0; i < count; ++i) {
+        loops.push_back(Square(i, i, 2.0 * (count - i)));
+        if (i % 2 == 1) {
+            std::reverse(loops.back().begin(), loops.back().end());
+        }
+    }
+    return loops;
+}
+
+Loops Checkerboard(int count)
+{
+    const int across = static_cast<int>(std::sqrt(2 * count));
+    Loops loops;
+    for (int i = 0; i < across * across; i += 2) {
+        loops.push_back(Square((i + i / across * (across + 1) % 2) % across, i / across, 1));
+    }
+    return loops;
+}
+
+void BM_Union(benchmark::State& state, Loops (*make)(int))
+{
+    const Loops loops = make(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Union<double>(loops, nullptr));
+    }
+}
+BENCHMARK_CAPTURE(BM_Union, Overlapping, Overlapping)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Union, Disjoint, Disjoint)->Arg(30000)->Arg(130000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Union, Nested, Nested)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Union, Checkerboard, Checkerboard)->Arg(5000)->Arg(45000)->Unit(benchmark::kMillisecond);
+
+} // namespace

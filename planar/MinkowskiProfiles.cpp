@@ -1,0 +1,445 @@
+// Two outlines: the loop that one can't cross around the other, what they have in common, and which stretches of
+// their outer boundary come from each.
+
+#include <Sorvane/Minkowski_E.h>
+
+#include <Velk/Math/Intersect_E.h>
+#include <Velk/Math/Tolerances_E.h>
+#include <Velk/Math/Vector_E.h>
+
+#include "planar/MinkowskiLoops_Impl.h"
+#include "planar/SegmentOverlapTree_Impl.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <iterator>
+#include <limits>
+#include <set>
+#include <utility>
+
+namespace Velk::Math::Sorvane::Planar {
+
+namespace {
+
+using namespace Impl;
+using Polyline = std::vector<Vec2d>;
+using Segment = Geometry::SegBase<double>;
+using Segments = std::vector<Segment>;
+
+/// Distance within which the search looks for segments under a point.
+constexpr double kSearchRadius = 1e-8;
+/// Rounding of a cut, in epsilons of its coordinates.
+constexpr double kCutRounding = 8;
+
+bool Matches(const Vec2d& a, const Vec2d& b, double tol)
+{
+    return std::fabs(a.x() - b.x()) <= tol && std::fabs(a.y() - b.y()) <= tol;
+}
+
+double DistanceTo(const Segment& segment, const Vec2d& point)
+{
+    const Vec2d along = segment.end - segment.start;
+    const double square = along * along;
+    const double place =
+        square > 0 ? std::clamp(((point - segment.start) * along) / square, 0.0, 1.0) : 0.0;
+    return Vector::Length(point - segment.start - along * place);
+}
+
+// --- the loop around -------------------------------------------------------------------------------
+
+/// Neighbors of each point of a polyline as vectors: one at the ends of an open one.
+std::vector<Polyline> WaysToNeighbors(const Polyline& line)
+{
+    const bool isClosed = line.size() > 2 && line.front() == line.back();
+    std::vector<Polyline> ways(line.size());
+    for (std::size_t i = 0; i + 1 < line.size(); ++i) {
+        ways[i].push_back(line[i + 1] - line[i]);
+        ways[i + 1].push_back(line[i] - line[i + 1]);
+    }
+    if (isClosed) {
+        ways.front().push_back(ways.back()[0]);
+        ways.back().push_back(ways.front()[0]);
+    }
+    return ways;
+}
+
+/// Can an edge along `along`, moved to a point with these neighbors, bound the sum? Not when there is a neighbor to
+/// either side of it: between the two the moving edge covers both of its own sides.
+bool CanBound(const Vec2d& along, const Polyline& ways)
+{
+    constexpr double kRounding = 1e-12;
+    bool isToLeft = false;
+    bool isToRight = false;
+    for (const Vec2d& way : ways) {
+        const double side = along ^ way;
+        const double clear = kRounding * Vector::Length(along) * Vector::Length(way);
+        isToLeft = isToLeft || side > clear;
+        isToRight = isToRight || side < -clear;
+    }
+    return !(isToLeft && isToRight);
+}
+
+/// Edges of `edges` moved to the points of `points`.
+void AppendSums(const Polyline& edges, const Polyline& points, Segments& sums)
+{
+    const std::vector<Polyline> ways = WaysToNeighbors(points);
+    const bool isClosed = points.size() > 2 && points.front() == points.back();
+    const std::size_t count = points.size() - (isClosed ? 1 : 0);
+    for (std::size_t p = 0; p < count; ++p) {
+        for (std::size_t e = 0; e + 1 < edges.size(); ++e) {
+            if (CanBound(edges[e + 1] - edges[e], ways[p])) {
+                sums.push_back({points[p] + edges[e], points[p] + edges[e + 1]});
+            }
+        }
+    }
+}
+
+Polyline OuterLoop(const Polyline& a, const Polyline& b, double tol)
+{
+    if (a.empty() || b.empty()) {
+        return {};
+    }
+    Polyline reflected;
+    reflected.reserve(a.size());
+    for (const Vec2d& point : a) {
+        reflected.push_back(-point);
+    }
+    if (a.size() == 1) {
+        Polyline moved = b;
+        for (Vec2d& point : moved) {
+            point += reflected[0];
+        }
+        return moved;
+    }
+    Segments sums;
+    AppendSums(reflected, b, sums);
+    AppendSums(b, reflected, sums);
+    Intersect::CutAtIntersections(sums, tol);
+    Polyline loop;
+    Intersect::TraceOuterLoop(sums, loop, tol);
+    return loop;
+}
+
+// --- what is common --------------------------------------------------------------------------------
+
+/// Two polylines, whole and cut where they meet.
+struct CutPair {
+    Segments a;
+    Segments b;
+    Segments pieces; // of a, then of b
+
+    CutPair(const Polyline& first, const Polyline& second, double tol)
+        : a(Vector::PointStreamToSegments(first)), b(Vector::PointStreamToSegments(second)),
+          pieces(a)
+    {
+        pieces.insert(pieces.end(), b.begin(), b.end());
+        Intersect::CutAtIntersections(pieces, tol);
+    }
+};
+
+/// Does one of the tree's segments lie under both ends of `piece`?
+bool Holds(const SegmentOverlapTree<double>& tree, const Segment& piece, double floor)
+{
+    const double radius = std::max(kSearchRadius, 2 * floor);
+    const std::vector<int> atStart = tree.GetPossibleBallCollisions({piece.start, radius});
+    const std::vector<int> atEnd = tree.GetPossibleBallCollisions({piece.end, radius});
+    std::vector<int> atBoth;
+    std::set_intersection(atStart.begin(), atStart.end(), atEnd.begin(), atEnd.end(),
+                          std::back_inserter(atBoth));
+    return std::any_of(atBoth.begin(), atBoth.end(), [&](int number) {
+        const Segment& under = tree.Segments()[static_cast<std::size_t>(number)];
+        return DistanceTo(under, piece.start) <= floor && DistanceTo(under, piece.end) <= floor;
+    });
+}
+
+double LargestCoordinate(const Segments& segments)
+{
+    double largest = 0;
+    for (const Segment& segment : segments) {
+        largest = std::max({largest, Math::Impl::LargestMagnitude(segment.start),
+                            Math::Impl::LargestMagnitude(segment.end)});
+    }
+    return largest;
+}
+
+/// Each piece once, whichever way it runs: a common stretch comes from both polylines.
+Segments WithoutRepeats(const Segments& pieces, double floor)
+{
+    Polyline ends;
+    for (const Segment& piece : pieces) {
+        ends.push_back(piece.start);
+        ends.push_back(piece.end);
+    }
+    const std::vector<int> numbers = Vector::FilterForUniquenessAndIndex(ends, floor);
+    std::set<std::pair<int, int>> seen;
+    Segments result;
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+        if (seen.insert(std::minmax({numbers[2 * i], numbers[2 * i + 1]})).second) {
+            result.push_back(pieces[i]);
+        }
+    }
+    return result;
+}
+
+Loops<double> CommonStretches(const CutPair& pair, double tol, double floor)
+{
+    if (pair.a.empty() || pair.b.empty()) {
+        return {};
+    }
+    // At large coordinates a cut is off its segment by more than the floor.
+    const double bearable =
+        std::max(floor, kCutRounding * std::numeric_limits<double>::epsilon() *
+                            LargestCoordinate(pair.pieces));
+    const SegmentOverlapTree<double> treeOfA(pair.a);
+    const SegmentOverlapTree<double> treeOfB(pair.b);
+    Segments common;
+    for (const Segment& piece : pair.pieces) {
+        if (Vector::Length(piece.end - piece.start) > tol && Holds(treeOfA, piece, bearable) &&
+            Holds(treeOfB, piece, bearable)) {
+            common.push_back(piece);
+        }
+    }
+    return Vector::SegmentsToPolyPointStream(WithoutRepeats(common, bearable), bearable);
+}
+
+// --- which stretch comes from which ----------------------------------------------------------------
+
+/// Where a point of the boundary comes from.
+enum Label { kOfA = 0, kOfB = 1, kTransition = 2 };
+
+/// Points looked up within a tolerance per coordinate.
+class PointSet {
+public:
+    PointSet(Polyline points, double tol) : points_(std::move(points)), tol_(tol)
+    {
+        Vector::FilterForUniqueness(points_, tol_);
+    }
+
+    bool Has(const Vec2d& point) const
+    {
+        return Vector::SearchInUniqueVector(points_, point, tol_).valid;
+    }
+
+private:
+    Polyline points_;
+    double tol_;
+};
+
+/// Vertices of `line` on the segments of `tree`.
+void AppendTouching(const Polyline& line, const SegmentOverlapTree<double>& tree, double tol,
+                    Polyline& points)
+{
+    for (const Vec2d& point : line) {
+        const auto nearest = tree.ClosestPoint(point, std::max(2 * tol, kSearchRadius));
+        if (nearest.id >= 0 && Matches(nearest.point, point, tol)) {
+            points.push_back(point);
+        }
+    }
+}
+
+/// Points at which the outlines are together: common stretches, common vertices, vertices of one on the other.
+Polyline CommonPoints(const Polyline& a, const Polyline& b, const CutPair& pair, double tol,
+                      double floor)
+{
+    Polyline points;
+    for (const Polyline& stretch : CommonStretches(pair, tol, floor)) {
+        points.insert(points.end(), stretch.begin(), stretch.end());
+    }
+    for (const auto& group : Intersect::IntersectPolylines<double>({a}, {b}, tol)) {
+        for (const PolyNodeDescriptor& node : group) {
+            points.push_back((node.polyline == 0 ? a : b)[static_cast<std::size_t>(node.node)]);
+        }
+    }
+    if (!pair.a.empty() && !pair.b.empty()) {
+        AppendTouching(a, SegmentOverlapTree<double>(pair.b), tol, points);
+        AppendTouching(b, SegmentOverlapTree<double>(pair.a), tol, points);
+    }
+    return points;
+}
+
+/// Gives runs of transitions to the second outline, but for the ends of a run towards the first one. In index
+/// order, on labels as they have become.
+void SmoothLabels(std::vector<int>& labels, bool isClosed)
+{
+    const std::size_t n = labels.size();
+    if (std::count(labels.begin(), labels.end(), kTransition) == static_cast<std::ptrdiff_t>(n)) {
+        return; // the outlines are the same all round
+    }
+    const auto set = [&](std::size_t first, std::size_t end) {
+        for (std::size_t k = first; k < end; ++k) {
+            labels[k % n] = kOfB;
+        }
+    };
+    for (std::size_t i = 0; i + (isClosed ? 0 : 1) < n; ++i) {
+        if (labels[i] != kTransition) {
+            continue;
+        }
+        std::size_t next = i + 1;
+        while (labels[next % n] == kTransition) {
+            ++next;
+        }
+        const int before = labels[(i + n - 1) % n];
+        const int behind = labels[next % n];
+        const std::size_t further = next - i - 1;
+        if (before == kOfA && behind == kOfB) {
+            set(i + 1, next);
+        } else if (before == kOfB && behind == kOfA) {
+            set(i, next - 1);
+        } else if (before == kOfB && behind == kOfB) {
+            set(i, next);
+        } else if (before == kOfA && behind == kOfA && further >= 2) {
+            set(i + 1, next - 1);
+        }
+    }
+}
+
+/// One of the two results while the boundary is walked.
+class Stretches {
+public:
+    Stretches(Loops<double>& lines, double tol) : lines_(lines), tol_(tol) {}
+
+    void AppendOnce(const Vec2d& point)
+    {
+        Polyline& line = lines_.back();
+        if (line.empty() || !Matches(line.back(), point, tol_)) {
+            line.push_back(point);
+        }
+    }
+
+    /// Ends the stretch of the moment at `point`, and begins another.
+    void Turn(const Vec2d& point)
+    {
+        if (!lines_.empty() && !lines_.back().empty()) {
+            lines_.back().push_back(point);
+        }
+        if (lines_.empty() || !lines_.back().empty()) {
+            lines_.emplace_back();
+        }
+    }
+
+    void DropEmptyEnd()
+    {
+        while (!lines_.empty() && lines_.back().empty()) {
+            lines_.pop_back();
+        }
+    }
+
+private:
+    Loops<double>& lines_;
+    double tol_;
+};
+
+/// Deals the points out, from the transition `start` on.
+void Deal(const Polyline& loop, const std::vector<int>& labels, std::size_t start, bool isClosed,
+          double tol, Loops<double>& aPart, Loops<double>& bPart)
+{
+    constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    Stretches ofA(aPart, tol);
+    Stretches ofB(bPart, tol);
+    const std::size_t n = loop.size();
+    std::size_t pending = kNone;
+    for (std::size_t k = 0; k < n + (isClosed ? 1 : 0); ++k) {
+        const std::size_t i = (start + k) % n;
+        if (labels[i] == kTransition) {
+            if (pending != kNone) {
+                ofB.AppendOnce(loop[pending]);
+            }
+            pending = i;
+            ofA.Turn(loop[i]);
+            ofB.Turn(loop[i]);
+            continue;
+        }
+        Stretches& part = labels[i] == kOfA ? ofA : ofB;
+        if (pending != kNone) {
+            part.AppendOnce(loop[pending]);
+            pending = kNone;
+        }
+        part.AppendOnce(loop[i]);
+    }
+    ofA.DropEmptyEnd();
+    ofB.DropEmptyEnd();
+}
+
+bool Clip(const Polyline& a, const Polyline& b, Loops<double>& aPart, Loops<double>& bPart,
+          double tol, double floor)
+{
+    const CutPair pair(a, b, tol);
+    Polyline loop;
+    const bool isClosed = Intersect::TraceOuterLoop(pair.pieces, loop, tol);
+    if (loop.empty()) {
+        return false;
+    }
+    const Polyline whole = loop;
+    if (isClosed) {
+        loop.pop_back();
+    }
+    const PointSet ofA(a, tol);
+    const PointSet ofB(b, tol);
+    const PointSet common(CommonPoints(a, b, pair, tol, floor), tol);
+    std::vector<int> labels(loop.size(), kTransition);
+    for (std::size_t i = 0; i < loop.size(); ++i) {
+        const bool isOfA = ofA.Has(loop[i]);
+        if (!common.Has(loop[i]) && isOfA != ofB.Has(loop[i])) {
+            labels[i] = isOfA ? kOfA : kOfB;
+        }
+    }
+    SmoothLabels(labels, isClosed);
+    const auto first = std::find(labels.begin(), labels.end(), kTransition);
+    if (first == labels.end()) {
+        (labels.front() != kOfA ? bPart : aPart).push_back(whole);
+        return isClosed;
+    }
+    Deal(loop, labels, static_cast<std::size_t>(first - labels.begin()), isClosed, tol, aPart, bPart);
+    return isClosed;
+}
+
+} // namespace
+
+template <class T>
+std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>& a,
+                                           const std::vector<VecBase<2, T>>& b, T tol)
+{
+    return NarrowedLoop<T>(OuterLoop(WidenedLoop(a), WidenedLoop(b), static_cast<double>(tol)));
+}
+
+template <class T>
+std::vector<std::vector<VecBase<2, T>>> KeepCommonRegions(const std::vector<VecBase<2, T>>& a,
+                                                          const std::vector<VecBase<2, T>>& b,
+                                                          T tol)
+{
+    if (a.empty() || b.empty()) {
+        return {};
+    }
+    const auto tolerance = static_cast<double>(tol);
+    const CutPair pair(WidenedLoop(a), WidenedLoop(b), tolerance);
+    return NarrowedLoops<T>(CommonStretches(pair, tolerance, kLengthFloor<T>));
+}
+
+template <class T>
+bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a,
+                           const std::vector<VecBase<2, T>>& b,
+                           std::vector<std::vector<VecBase<2, T>>>& aPart,
+                           std::vector<std::vector<VecBase<2, T>>>& bPart, T tol)
+{
+    // Into results of their own: an input may be an element of an output.
+    Loops<double> ofA;
+    Loops<double> ofB;
+    const bool isClosed = Clip(WidenedLoop(a), WidenedLoop(b), ofA, ofB, static_cast<double>(tol),
+                               kLengthFloor<T>);
+    aPart = NarrowedLoops<T>(ofA);
+    bPart = NarrowedLoops<T>(ofB);
+    return isClosed;
+}
+
+// clang-format off
+#define SORVANE_INSTANTIATE(T) \
+template std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, T); \
+template std::vector<std::vector<VecBase<2, T>>> KeepCommonRegions(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, T); \
+template bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, std::vector<std::vector<VecBase<2, T>>>&, std::vector<std::vector<VecBase<2, T>>>&, T);
+SORVANE_INSTANTIATE(float)
+SORVANE_INSTANTIATE(double)
+#undef SORVANE_INSTANTIATE
+// clang-format on
+
+} // namespace Velk::Math::Sorvane::Planar
