@@ -568,6 +568,17 @@ TYPED_TEST(ArcFitting, ZeroToleranceKeepsThePolyline)
     EXPECT_EQ(chain.elements.back().EndPoint(), points.back());
 }
 
+// The points of a slanted line are off it by their rounding, which no tolerance is needed for.
+TYPED_TEST(ArcFitting, ZeroToleranceKeepsASlantedLineWhole)
+{
+    using T = TypeParam;
+    std::vector<VecBase<2, T>> points;
+    for (int i = 0; i <= 100; ++i) {
+        points.emplace_back(Vec2d(0.1, 0.2) + Vec2d(10.2, 7.5) * (i / 100.0));
+    }
+    EXPECT_EQ(Kinds(FilterArcsAndSegs(points, T(0))), "L");
+}
+
 TYPED_TEST(ArcFitting, HugeAndTinyCoordinatesAreNoFault)
 {
     using T = TypeParam;
