@@ -7,7 +7,7 @@
 // done, 1 the file can't be read, holds no polyline, or the picture can't be written, 2 wrong use.
 
 #include "Arguments.h"
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/ArcFitting_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
@@ -76,10 +76,10 @@ int main(int argc, char** argv)
     }
     const Chain chain = Planar::FilterArcsAndSegs(points, *tolerance);
 
-    const Drawing::SvgStyle arcStyle{"#d1491b", "none", 3, false};
-    const Drawing::SvgStyle segmentStyle{"#1f4e79", "none", 3, false};
-    const Drawing::SvgStyle jointStyle{"#222222", "#222222", 2, false};
-    const Drawing::SvgStyle pointStyle{"#888888", "#888888", 1.2, false};
+    const Drawing::SvgStyle arcStyle{"#d1491b", "none", 3};
+    const Drawing::SvgStyle segmentStyle{"#1f4e79", "none", 3};
+    const Drawing::SvgStyle jointStyle{"#222222", "#222222", 2};
+    const Drawing::SvgStyle pointStyle{"#888888", "#888888", 1.2};
     Drawing::SvgWriter picture(800);
     std::size_t arcs = 0;
     std::size_t segments = 0;
@@ -98,8 +98,7 @@ int main(int argc, char** argv)
     picture.AddLegend(std::to_string(points.size()) + " points in", pointStyle);
     picture.AddLegend(std::to_string(segments) + " segments out", segmentStyle);
     picture.AddLegend(std::to_string(arcs) + " arcs out", arcStyle);
-    std::fputs(picture.Text().c_str(), stdout);
     std::fprintf(stderr, "%zu points, %zu segments, %zu arcs within %g\n", points.size(), segments,
                  arcs, *tolerance);
-    return FinishStandardOutput();
+    return PrintPicture(picture);
 }

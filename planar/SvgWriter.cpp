@@ -165,12 +165,20 @@ double UsableWidth(double width)
     return width > 0 && Math::Impl::IsFinite(width) ? std::min(width, kLargestWidth) : 0;
 }
 
-/// All of a style but the color of the fill. "none" is what the document begins with.
+// "none" is what the document begins with, for fills and strokes.
+
+void AppendStroke(const SvgStyle& style, std::string& text)
+{
+    if (style.stroke != "none" && UsableWidth(style.width) > 0) {
+        AppendAttribute("stroke", style.stroke, text);
+    }
+}
+
+/// All of a style but the colors.
 void AppendLineStyle(const SvgStyle& style, std::string& text)
 {
     const double width = UsableWidth(style.width);
     if (style.stroke != "none" && width > 0) {
-        AppendAttribute("stroke", style.stroke, text);
         AppendAttribute("stroke-width", width, text);
         if (style.isDashed) {
             AppendAttribute("stroke-dasharray", 4 * width, text);
@@ -189,10 +197,14 @@ void AppendFill(const SvgStyle& style, std::string& text)
     }
 }
 
-/// May items of these styles stand in one group?
+bool IsOneColor(const SvgStyle& style) { return style.stroke == style.fill; }
+
+/// May items of these styles stand in one group? What is of one color names its own stroke there.
 bool HaveSameLines(const SvgStyle& a, const SvgStyle& b)
 {
-    return a.stroke == b.stroke && a.width == b.width && a.isDashed == b.isDashed &&
+    const bool haveSameStroke =
+        IsOneColor(a) ? IsOneColor(b) : a.stroke == b.stroke && !IsOneColor(b);
+    return haveSameStroke && a.width == b.width && a.isDashed == b.isDashed &&
            a.opacity == b.opacity;
 }
 
@@ -299,7 +311,10 @@ struct SvgWriter::Frame {
 /// out.
 class SvgWriter::Pen {
 public:
-    Pen(const Frame& frame, std::string& text) : frame_(frame), text_(text) {}
+    Pen(const Frame& frame, bool isCoarse, std::string& text)
+        : frame_(frame), text_(text), grain_(isCoarse ? 10 : 1)
+    {
+    }
 
     void MoveTo(const Vec2d& point)
     {
@@ -348,8 +363,8 @@ public:
 private:
     void SetPlace(const Vec2d& point)
     {
-        x_ = Hundredths(frame_.X(point));
-        y_ = Hundredths(frame_.Y(point));
+        x_ = grain_ * std::round(frame_.X(point) * 100 / grain_);
+        y_ = grain_ * std::round(frame_.Y(point) * 100 / grain_);
     }
     /// A command that follows itself need not be told again.
     void Command(char command, double next)
@@ -364,6 +379,7 @@ private:
 
     const Frame& frame_;
     std::string& text_;
+    double grain_; // in hundredths of a pixel
     double x_ = 0;
     double y_ = 0;
     double beginX_ = 0;
@@ -538,6 +554,7 @@ void SvgWriter::AddMesh(const Mesh::IndexedPointsBase<3, double>& mesh, const Sv
     std::stable_sort(lines.begin(), lines.end(),
                      [&](std::size_t a, std::size_t b) { return triangleOf(a) < triangleOf(b); });
 
+    bool mergeable = false; // is the last item a triangle of one color?
     for (const Facing& one : facing) {
         const auto corners = Corners(mesh, one.triangle);
         const int number = static_cast<int>(one.triangle);
@@ -552,8 +569,19 @@ void SvgWriter::AddMesh(const Mesh::IndexedPointsBase<3, double>& mesh, const Sv
             }
         }
         const auto seen = [&](const Vec3d& point) { return Seen(point, axes, view); };
-        AppendLoop({seen((*corners)[0]), seen((*corners)[1]), seen((*corners)[2])}, true, item);
-        Append(std::move(item));
+        const std::vector<Vec2d> loop{seen((*corners)[0]), seen((*corners)[1]),
+                                      seen((*corners)[2])};
+        // Of one color, lines and all, it does not matter which of them is painted first.
+        const bool isOneColor = IsOneColor(item.style) && item.style.opacity == 1;
+        if (isOneColor && mergeable && items_.back().style == item.style) {
+            AppendLoop(loop, true, items_.back());
+        } else {
+            item.isWinding = isOneColor; // those that face the eye run the same way
+            item.isCoarse = true;
+            AppendLoop(loop, true, item);
+            Append(std::move(item));
+        }
+        mergeable = isOneColor;
         const auto first = std::partition_point(lines.begin(), lines.end(), [&](std::size_t line) {
             return triangleOf(line) < number;
         });
@@ -562,6 +590,7 @@ void SvgWriter::AddMesh(const Mesh::IndexedPointsBase<3, double>& mesh, const Sv
             if (const SvgStyle* const lineStyle = styleAt(mark.style);
                 lineStyle != nullptr && IsDrawable(mark.start) && IsDrawable(mark.end)) {
                 AddPolyline({seen(mark.start), seen(mark.end)}, *lineStyle);
+                mergeable = false;
             }
         }
     }
@@ -606,15 +635,19 @@ void SvgWriter::WritePath(const Item& item, const Frame& frame, bool isAlone, st
     const std::size_t before = text.size();
     text += "<path";
     AppendFill(item.style, text);
+    if (isAlone || IsOneColor(item.style)) {
+        AppendStroke(item.style, text);
+    }
     if (isAlone) {
         AppendLineStyle(item.style, text);
     }
-    if (item.isWinding) {
+    const auto isClose = [](const Step& step) { return step.verb == Verb::Close; };
+    if (item.isWinding && std::count_if(item.steps.begin(), item.steps.end(), isClose) > 1) {
         text += " fill-rule=\"nonzero\"";
     }
     text += " d=\"";
     const std::size_t begin = text.size();
-    Pen pen(frame, text);
+    Pen pen(frame, item.isCoarse, text);
     for (const Step& step : item.steps) {
         switch (step.verb) {
         case Verb::Move:
@@ -740,6 +773,9 @@ std::string SvgWriter::Text() const
         const bool isAlone = last == first + 1;
         if (!isAlone) {
             text += "<g";
+            if (!IsOneColor(items_[first].style)) {
+                AppendStroke(items_[first].style, text);
+            }
             AppendLineStyle(items_[first].style, text);
             text += ">\n";
         }
@@ -755,6 +791,7 @@ std::string SvgWriter::Text() const
     for (const Item& line : legend_) {
         text += "<path";
         AppendFill(line.style, text);
+        AppendStroke(line.style, text);
         AppendLineStyle(line.style, text);
         text += " d=\"M";
         AppendPair(Hundredths(kMargin), Hundredths(y), text);

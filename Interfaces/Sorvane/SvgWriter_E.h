@@ -1,5 +1,6 @@
 // Pictures of results as SVG: chains, regions, triangulations, meshes in a view, points and labels, with
-// a legend. For looking at, not for machines: coordinates are rounded to a hundredth of a pixel.
+// a legend. For looking at, not for machines: coordinates are rounded to a hundredth of a pixel, those of
+// meshes to a tenth.
 //
 // A writer collects what it is given, in the order in which it is to be painted, and fits the picture to
 // it at the end, with a margin that holds labels, points and lines as well. y runs upward in the plane.
@@ -74,8 +75,8 @@ public:
     SORVANE_API void AddTriangles(const Mesh::IndexedPointsBase<2, double>& mesh,
                                   const SvgStyle& style);
     /// The triangles of a mesh that face the eye, what is nearer over what is farther. A fill of the form
-    /// "#rrggbb" is darker the more a triangle turns away, and so is a stroke that equals it. All meshes of a picture share its plane, the
-    /// first coordinate to the right of the view and the second upward.
+    /// "#rrggbb" is darker the more a triangle turns away, and so is a stroke that equals it. All meshes
+    /// of a picture share its plane, the first coordinate to the right of the view and the second upward.
     SORVANE_API void AddMesh(const Mesh::IndexedPointsBase<3, double>& mesh, const SvgView& view,
                              const SvgStyle& style);
     /// The same, with triangles of other styles and with lines on them.
@@ -113,6 +114,7 @@ private:
         SvgStyle style;
         std::vector<Step> steps;
         std::string text;
+        bool isCoarse = false;  // in tenths of a pixel: meshes are many triangles
         bool isWinding = false; // what loops of one sense wind round is inside, not what an odd number does
     };
     struct Frame;
