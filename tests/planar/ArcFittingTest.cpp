@@ -241,7 +241,7 @@ TEST(ArcFittingElements, ShallowArcAfterACornerIsASegment)
 // In a box of less than two tolerances no arc tells what is straight.
 TEST(ArcFittingElements, PartOfTheSizeOfTheToleranceKeepsItsCorner)
 {
-    const Points corner{{0, 0}, {0.012, 0}, {0.012, 0.011}};
+    const Points corner{{0, 0}, {0.0101, 0.005}, {0.0101, 0.0151}};
     EXPECT_EQ(Kinds(FilterArcsAndSegs(corner, 1e-2)), "LL");
 }
 
