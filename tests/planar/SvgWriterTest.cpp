@@ -363,7 +363,8 @@ TEST(SvgWriter, SizesStayWithinWhatCanBeShown)
     SvgWriter writer(100);
     SvgStyle style = Style("none", "tan");
     style.opacity = 0.5;
-    writer.AddRegion({{{0, 0}, {1e100, 0}, {1e100, 1e100}}, {{0, -1e101}, {1e101, 0}, {0, 1e101}}}, style);
+    writer.AddRegion({{{0, 0}, {1e100, 0}, {1e100, 1e100}}, {{0, -1e101}, {1e101, 0}, {0, 1e101}}},
+                     style);
     EXPECT_EQ(Paths(writer.Text()), (std::vector<std::string>{"M14 114L114 114L114 14z"}));
     EXPECT_EQ(Count(writer.Text(), "fill-opacity=\"0.5\""), 1);
     style.width = 1e300;
