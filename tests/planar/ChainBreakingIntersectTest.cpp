@@ -172,6 +172,69 @@ TYPED_TEST(ChainIntersections, SplitGivesThePiecesOfBoth)
     EXPECT_TRUE(ofB.empty());
 }
 
+// Two meetings that are no one point, and still one place on a slanted line: (0, 0) on it, and one
+// beside it, further off than the tolerance in y.
+TYPED_TEST(ChainIntersections, MeetingsSideBySideDoNotKeepAChainWhole)
+{
+    using T = TypeParam;
+    const T tol = T(0.01);
+    const VecBase<2, T> beside(T(-0.0071), T(0.0113));
+    const auto along = VecBase<2, T>(1, 1);
+    auto a = Lines<T>({{-5, -5}, {5, 5}});
+    auto b =
+        Lines<T>({beside * T(300), beside * T(-300), beside - along * T(4), beside + along * T(4)});
+    std::vector<PolyArcSegBase<T>> ofA;
+    std::vector<PolyArcSegBase<T>> ofB;
+    ASSERT_TRUE(SplitAtIntersections(a, b, ofA, ofB, tol));
+    std::vector<VecBase<2, T>> points;
+    ASSERT_TRUE(BreakAtIntersections(a, b, points, tol));
+    EXPECT_EQ(points.size(), 3U); // the third where b comes back over a
+    EXPECT_EQ(a.elements.size(), 3U);
+    EXPECT_EQ(ofA.size(), 3U);
+    EXPECT_EQ(b.elements.size(), 6U); // the second pass of `beside` gets no joint
+    EXPECT_EQ(ofB.size(), 4U);
+}
+
+// Every meeting of chains that nearly run along each other becomes a joint of both.
+TYPED_TEST(ChainIntersections, NearlyEqualChainsAreBrokenWhereTheyMeet)
+{
+    using T = TypeParam;
+    const T tol = T(1e-3);
+    Random random(51);
+    for (int trial = 0; trial < 60; ++trial) {
+        const auto a = RandomChain<T>(random, 6);
+        const auto b = Moved(a, random.Vector<2, T>(-3 * tol, 3 * tol));
+        auto brokenA = a;
+        auto brokenB = b;
+        std::vector<VecBase<2, T>> points;
+        BreakAtIntersections(brokenA, brokenB, points, tol);
+        for (const auto& point : points) {
+            const Vec2d wide(point[0], point[1]);
+            for (const auto& [whole, broken] : {std::pair(a, brokenA), std::pair(b, brokenB)}) {
+                const auto nearest = ClosestPointOnPolyArcSeg(whole, point);
+                if (std::fabs(nearest[0] - point[0]) > T(0.99) * tol ||
+                    std::fabs(nearest[1] - point[1]) > T(0.99) * tol) {
+                    continue; // where the other chain crosses itself
+                }
+                std::vector<Vec2d> joints;
+                for (const auto& element : broken.elements) {
+                    joints.push_back(PointOf(element, 0));
+                    joints.push_back(PointOf(element, 1));
+                }
+                EXPECT_LT(DistanceToPoints(wide, joints), 3 * static_cast<double>(tol));
+            }
+        }
+    }
+}
+
+TYPED_TEST(ChainIntersections, AStrayElementDoesNotCoarsenTheOthers)
+{
+    using T = TypeParam;
+    auto line = Lines<T>({{-9, 3}, {0, 3}, {9, 3}});
+    line.elements.emplace_back(SegBase<T>{{T(1e18), 0}, {T(1e18), T(1e15)}});
+    ExpectPoints(IntersectionPoints(Circle<T>(5, 1), line, T(1e-5)), {{-4, 3}, {4, 3}}, 1e-4);
+}
+
 /// Points in which polylines close by cross, found pair by pair.
 std::vector<Vec2d> CrossingsOfPolylines(const std::vector<Vec2d>& a, const std::vector<Vec2d>& b)
 {

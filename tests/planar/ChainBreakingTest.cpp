@@ -247,6 +247,95 @@ TYPED_TEST(ChainBreaking, ElementsWithoutLengthDoNotStopTheOthers)
     }
 }
 
+/// How far from the origin outlines of size 5 still have digits.
+template <class T>
+std::vector<T> Positions()
+{
+    return std::is_same_v<T, float> ? std::vector<T>{0, 300}
+                                    : std::vector<T>{0, T(1e3), T(1e5), T(1e6)};
+}
+
+// Ends of arcs are derived, and so a joint may seem to lie a rounding before or behind itself.
+TYPED_TEST(ChainBreaking, OwnJointsAddNoneWhateverTheTolerance)
+{
+    using T = TypeParam;
+    Random random(12);
+    for (const T far : Positions<T>()) {
+        for (const T tol : {T(0), T(1e-12), T(1e-9), T(-1)}) {
+            for (int trial = 0; trial < 30; ++trial) {
+                const auto chain = Moved(RandomOutline<T>(random, 1), {far, -far});
+                std::vector<VecBase<2, T>> joints;
+                for (const auto& element : chain.elements) {
+                    joints.push_back(element.StartPoint());
+                    joints.push_back(element.EndPoint());
+                }
+                EXPECT_EQ(BreakAtPoints(chain, joints, tol), chain) << far << " " << tol;
+                EXPECT_EQ(SplitAtPoints(chain, joints, tol).size(), chain.elements.size());
+                auto lengths = PolyArcSegParameters(chain, true);
+                EXPECT_EQ(BreakAtParams(chain, lengths, true, tol), chain) << far << " " << tol;
+            }
+        }
+    }
+}
+
+// Where a computed point lies is rounded; no tolerance makes it lie off the chain for that.
+TYPED_TEST(ChainBreaking, ComputedPointsAreFoundWhateverTheTolerance)
+{
+    using T = TypeParam;
+    Random random(13);
+    for (const T far : Positions<T>()) {
+        for (const T tol : {T(0), T(1e-12), T(-1), kNaN<T>}) {
+            for (int trial = 0; trial < 30; ++trial) {
+                const auto chain = Moved(RandomOutline<T>(random, -1), {far, -far});
+                std::vector<VecBase<2, T>> points;
+                for (const auto& element : chain.elements) {
+                    points.emplace_back(PointOf(element, random.Between(0.2, 0.8)));
+                }
+                EXPECT_EQ(BreakAtPoints(chain, points, tol).elements.size(),
+                          2 * chain.elements.size())
+                    << far << " " << tol;
+                EXPECT_EQ(SplitAtPoints(chain, points, tol).size(), points.size() + 1);
+            }
+        }
+    }
+}
+
+// A parameter right at the tolerance from a joint is dropped or cut, and never stops the others.
+TYPED_TEST(ChainBreaking, ParametersAtTheEdgeOfTheToleranceDoNotStopTheOthers)
+{
+    using T = TypeParam;
+    std::vector<VecBase<2, T>> corners;
+    for (int i = 0; i <= 1000; ++i) {
+        corners.push_back({static_cast<T>(i * 0.7), static_cast<T>(i % 2 * 0.4)});
+    }
+    const auto chain = Lines(corners);
+    const auto joints = PolyArcSegParameters(chain, false);
+    const T tol = T(0.01);
+    for (std::size_t i = 1; i < 999; ++i) {
+        for (const T side : {T{1}, T{-1}}) {
+            const T edge = joints[i] + side * tol;
+            for (const T p : {edge, std::nextafter(edge, T{0}), std::nextafter(edge, T(1000))}) {
+                ASSERT_GE(
+                    BreakAtParams(chain, {p, joints[999] + T(0.3)}, false, tol).elements.size(),
+                    1001U)
+                    << i;
+            }
+        }
+    }
+}
+
+// One element out of all proportion has no part in what counts as rounding for the others.
+TYPED_TEST(ChainBreaking, AStrayElementDoesNotCoarsenTheOthers)
+{
+    using T = TypeParam;
+    auto chain = Tens<T>(4);
+    chain.elements.emplace_back(SegBase<T>{{T(1e18), 0}, {T(1e18), T(1e13)}});
+    const std::vector<VecBase<2, T>> points{{5, 0}, {5, T(0.5)}, {25, 0}};
+    EXPECT_EQ(BreakAtPoints(chain, points, T(1e-3)).elements.size(), 7U);
+    auto part = TrimToPoints<T>(chain, {5, T(0.5)}, {25, 0}, T(1e-3));
+    EXPECT_TRUE(part.elements.empty());
+}
+
 TYPED_TEST(ChainBreaking, PointsGetAJointOnTheFirstPassAlone)
 {
     using T = TypeParam;
@@ -469,6 +558,44 @@ TEST(ChainBreakingFar, TrimmedArcsJoinFarFromTheOriginToo)
         chain.tolerance = 1e-12;
         const auto part = TrimToPoints<double>(chain, {far + 4, far + 3}, {far, far + 10}, 1e-6);
         EXPECT_EQ(part.elements.size(), 2U) << far;
+    }
+}
+
+// Points of the chain itself are on it at any tolerance, and the part between them is as long as it
+// should be.
+TYPED_TEST(ChainBreaking, TrimFindsComputedPointsWhateverTheTolerance)
+{
+    using T = TypeParam;
+    const double near = std::is_same_v<T, float> ? 1e-3 : 1e-8;
+    Random random(14);
+    for (const T far : Positions<T>()) {
+        for (const T tol : {T(0), T(1e-12), kNaN<T>}) {
+            for (int trial = 0; trial < 30; ++trial) {
+                const auto chain = Moved(RandomOutline<T>(random, 1), {far, -far});
+                const std::size_t count = chain.elements.size();
+                const auto first = static_cast<std::size_t>(random.Below(static_cast<int>(count)));
+                const std::size_t last =
+                    (first + 1 + static_cast<std::size_t>(random.Below(3))) % count;
+                const double from = random.Between(0.1, 0.9);
+                const double to = random.Between(0.1, 0.9);
+                double length = (to - 1) * LengthOf(chain.elements[last]) +
+                                (1 - from) * LengthOf(chain.elements[first]);
+                for (std::size_t i = first; i != last;) {
+                    i = (i + 1) % count;
+                    length += LengthOf(chain.elements[i]);
+                }
+                auto closed = chain;
+                closed.tolerance = std::is_same_v<T, float> ? T(1e-3) : T(1e-8);
+                const auto part =
+                    TrimToPoints(closed, VecBase<2, T>(PointOf(chain.elements[first], from)),
+                                 VecBase<2, T>(PointOf(chain.elements[last], to)), tol);
+                double trimmed = 0;
+                for (const auto& element : part.elements) {
+                    trimmed += LengthOf(element);
+                }
+                EXPECT_NEAR(trimmed, length, near) << far << " " << tol;
+            }
+        }
     }
 }
 
