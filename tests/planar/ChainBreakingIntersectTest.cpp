@@ -112,6 +112,50 @@ TYPED_TEST(ChainIntersections, StartOfACircleIsNone)
     }
 }
 
+// At the start of a full circle: a line through it, a tangent, an end; the circle itself.
+TYPED_TEST(ChainIntersections, AtTheSeamOfACircle)
+{
+    using T = TypeParam;
+    const T tol = T(1e-5);
+    for (const int sense : {1, -1}) {
+        const auto circle = Circle<T>(5, sense);
+        ExpectPoints(IntersectionPoints(circle, Lines<T>({{0, 0}, {9, 0}}), tol), {{5, 0}});
+        ExpectPoints(IntersectionPoints(circle, Lines<T>({{5, -9}, {5, 9}}), tol), {{5, 0}}, 1e-2);
+        ExpectPoints(IntersectionPoints(circle, Lines<T>({{0, 0}, {5, 0}}), tol), {{5, 0}});
+        ExpectPoints(IntersectionPoints(circle, Circle<T>(5, 1), tol), {{5, 0}});
+        ExpectPoints(
+            IntersectionPoints(circle, ArcChain<T>({0, 0}, {0, 5}, sense * 10 * kHalfTurn), tol),
+            {{5, 0}, {0, 5}});
+    }
+}
+
+// Short of the other by more than rounding is no touch, however wide the tolerance.
+TEST(ChainIntersectionsDouble, GapsAreNotClosed)
+{
+    const auto line = Lines<double>({{0, 0}, {9, 0}});
+    ExpectPoints(IntersectionPoints(line, Lines<double>({{4, 1e-5}, {4, 3}}), 1e-3), {});
+    ExpectPoints(IntersectionPoints(line, Lines<double>({{4, 1e-14}, {4, 3}}), 1e-3), {{4, 0}});
+}
+
+// The points of a wide tolerance are no two within it, in any of the lists they come from.
+TYPED_TEST(ChainIntersections, NoTwoPointsMatch)
+{
+    using T = TypeParam;
+    Random random(52);
+    for (const T tol : {T(1e-2), T(0.2)}) {
+        for (int trial = 0; trial < 20; ++trial) {
+            const auto points =
+                IntersectionPoints(RandomChain<T>(random, 9), RandomChain<T>(random, 9), tol);
+            for (std::size_t i = 0; i < points.size(); ++i) {
+                for (std::size_t j = 0; j < i; ++j) {
+                    EXPECT_TRUE(std::fabs(points[i][0] - points[j][0]) > tol ||
+                                std::fabs(points[i][1] - points[j][1]) > tol);
+                }
+            }
+        }
+    }
+}
+
 // Where a joint overshoots, the two elements cross a hair before their common end.
 TEST(ChainIntersectionsDouble, JointsThatOvershootAreNone)
 {
@@ -333,6 +377,28 @@ TEST(ChainIntersectionsDouble, SameForAnyNumberOfThreads)
     WithThreads(1, [&] { one = IntersectionPoints(a, b, 1e-9); });
     WithThreads(2, [&] { two = IntersectionPoints(a, b, 1e-9); });
     EXPECT_EQ(one, two);
+}
+
+TEST(ChainIntersectionsDouble, WithoutMemoryBothListsAreEmpty)
+{
+    struct Lists {
+        std::vector<PolyArcSegBase<double>> a{3};
+        std::vector<PolyArcSegBase<double>> b{3};
+    };
+    const auto circle = Circle<double>(5, 1);
+    const auto line = Lines<double>({{-9, 3}, {9, 3}});
+    WithThreads(1, [&] {
+        EXPECT_GT(FailEachAllocationOfEither([] { return Lists(); },
+                                             [&](Lists& lists) {
+                                                 SplitAtIntersections(circle, line, lists.a,
+                                                                      lists.b, 1e-9);
+                                             },
+                                             [](const Lists& lists, bool hasThrown) {
+                                                 EXPECT_EQ(lists.a.size(), hasThrown ? 0U : 3U);
+                                                 EXPECT_EQ(lists.b.size(), hasThrown ? 0U : 3U);
+                                             }),
+                  10U);
+    });
 }
 
 TEST(ChainIntersectionsDouble, WithoutMemoryBothChainsStayAsTheyWere)

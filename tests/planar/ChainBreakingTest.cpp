@@ -198,6 +198,30 @@ TYPED_TEST(ChainBreaking, ParameterNearAJointAddsNone)
     EXPECT_EQ(BreakAtParams(chain, {}, false, tol), chain);
 }
 
+// "Within" includes the tolerance itself.
+TYPED_TEST(ChainBreaking, AWholeToleranceFromAJointIsAtIt)
+{
+    using T = TypeParam;
+    const auto chain = Tens<T>(3);
+    for (const T at : {T(10.25), T(9.75), T(0.25), T(29.75)}) {
+        EXPECT_EQ(BreakAtParams(chain, {at}, false, T(0.25)), chain) << at;
+    }
+    EXPECT_EQ(Split(chain, {T(0.25)}, false, T(0.25)).size(), 1U);
+    EXPECT_EQ(Split(chain, {T(29.75)}, false, T(0.25)).size(), 1U);
+    EXPECT_EQ(LengthsOf(Split(chain, {T(10.25)}, false, T(0.25))), (std::vector<T>{10, 20}));
+}
+
+// Elements at the ends that are themselves shorter than the tolerance don't come off.
+TYPED_TEST(ChainBreaking, NothingComesOffWithinTheToleranceOfTheEnds)
+{
+    using T = TypeParam;
+    const auto chain = Lines<T>({{0, 0}, {T(0.1), 0}, {10, 0}, {T(10.1), 0}});
+    for (const T at : {T(0.05), T(0.1), T(10), T(10.05)}) {
+        EXPECT_EQ(Split(chain, {at}, false, T(0.25)).size(), 1U) << at;
+        EXPECT_EQ(LengthsOf(Split(chain, {at, T(5)}, false, T(0.25))).size(), 2U) << at;
+    }
+}
+
 TYPED_TEST(ChainBreaking, ParametersOutsideOrNotFiniteAreIgnored)
 {
     using T = TypeParam;
@@ -231,6 +255,9 @@ TYPED_TEST(ChainBreaking, NormalizedToleranceIsAFractionThenALength)
     EXPECT_EQ(BreakAtParams(tiny, {T(0.05), T(0.5)}, true, T(2e-3)).elements.size(), 3U);
     // Where it stayed whole the chain comes apart at the joint behind it.
     EXPECT_EQ(Split(tiny, {T(0.05)}, true, T(2e-3)).size(), 2U);
+    // There also for several parameters.
+    const auto three = Lines<T>({{0, 0}, {T(0.001), 0}, {T(0.005), 0}, {T(0.01), 0}});
+    EXPECT_EQ(Split(three, {T(0.05), T(0.06)}, true, T(2e-3)).size(), 2U);
 }
 
 TYPED_TEST(ChainBreaking, ElementsWithoutLengthDoNotStopTheOthers)
@@ -459,6 +486,36 @@ TYPED_TEST(ChainBreaking, AParallelElementPartsAtBothItsEnds)
     EXPECT_EQ(LengthsOf(SplitAtTangent(chain, {1, 0}, T(1e-6))).size(), 3U);
 }
 
+// Sides are told with the tolerance included: within 1 of a unit direction everything is parallel.
+TYPED_TEST(ChainBreaking, ToleranceOfTangentsIsInclusive)
+{
+    using T = TypeParam;
+    const auto chain = Lines<T>({{0, 0}, {0, 1}, {1, 1}, {1, 0}});
+    EXPECT_EQ(SplitAtTangent(chain, {1, 0}, T(1)).size(), 1U);
+    EXPECT_EQ(SplitAtTangent(chain, {1, 0}, T(0.999)).size(), 3U);
+}
+
+// An arc that turns past the direction once comes apart there, also if it is longer than half a
+// turn; one that turns past it twice ends on the side on which it starts, and stays whole.
+TYPED_TEST(ChainBreaking, ArcsOfMoreThanHalfATurn)
+{
+    using T = TypeParam;
+    EXPECT_EQ(SplitAtTangent(Circle<T>(2, 1), {1, 0}, T(1e-5)).size(), 1U);
+    const VecBase<2, T> start(static_cast<T>(std::sqrt(3.0)), T{1}); // at 30 degrees
+    const double degree = 2 * kHalfTurn / 180;                       // as a length
+    for (const T sense : {T{1}, T{-1}}) {
+        PolyArcSegBase<T> once;
+        once.AppendArc({0, 0}, start, sense * static_cast<T>(200 * degree));
+        const auto parts = SplitAtTangent(once, {1, 0}, T(1e-5));
+        ASSERT_EQ(parts.size(), 2U);
+        EXPECT_NEAR(static_cast<double>(LengthsOf(parts)[0]), (sense > 0 ? 60 : 120) * degree,
+                    1e-5);
+        PolyArcSegBase<T> twice;
+        twice.AppendArc({0, 0}, start, sense * static_cast<T>(330 * degree));
+        EXPECT_EQ(SplitAtTangent(twice, {1, 0}, T(1e-5)).size(), 1U);
+    }
+}
+
 TEST(ChainBreakingFar, TangentsArePartedFarFromTheOriginToo)
 {
     for (const double far : {0.0, 1e5, 1e6}) {
@@ -527,6 +584,24 @@ TYPED_TEST(ChainBreaking, TrimOnOneArcNeedsBothPointsInsideIt)
     EXPECT_TRUE(TrimToPoints<T>(arc, first, {-5, 0}, tol).elements.empty());
     // The tolerance finds the element; the piece has to match far better.
     EXPECT_TRUE(TrimToPoints<T>(arc, {T(4.00005), 3}, second, tol).elements.empty());
+}
+
+// A full circle is one arc: from point to point inside it, and to its end for points the other way
+// round. Of two half circles the part may run over the seam.
+TYPED_TEST(ChainBreaking, TrimOfCircles)
+{
+    using T = TypeParam;
+    const T tol = T(1e-4);
+    const auto whole = Circle<T>(5, 1);
+    const auto turnOf = [](const PolyArcSegBase<T>& part) {
+        return static_cast<double>(PolyArcSegParameters(part, false).back()) / (10 * kHalfTurn);
+    };
+    const double third = std::atan2(4, 3) / (2 * kHalfTurn);
+    EXPECT_NEAR(turnOf(TrimToPoints<T>(whole, {3, 4}, {-3, -4}, tol)), 0.5, 1e-6);
+    EXPECT_NEAR(turnOf(TrimToPoints<T>(whole, {-3, -4}, {3, 4}, tol)), 0.5 - third, 1e-6);
+    const auto halves = TwoHalfCircles<T>({5, 0});
+    EXPECT_NEAR(turnOf(TrimToPoints<T>(halves, {3, 4}, {-3, -4}, tol)), 0.5, 1e-6);
+    EXPECT_NEAR(turnOf(TrimToPoints<T>(halves, {-3, -4}, {3, 4}, tol)), 0.5, 1e-6);
 }
 
 TYPED_TEST(ChainBreaking, TrimCutsArcsAtBothEnds)
@@ -603,6 +678,7 @@ TYPED_TEST(ChainBreaking, TrimFindsComputedPointsWhateverTheTolerance)
 
 TEST(ChainBreakingWithoutMemory, PassesTheExceptionOn)
 {
+    const auto circle = TwoHalfCircles<double>({2, 0});
     Random random(8);
     const auto chain = RandomChain<double>(random, 12);
     const double length = PolyArcSegParameters(chain, false).back();
@@ -612,6 +688,14 @@ TEST(ChainBreakingWithoutMemory, PassesTheExceptionOn)
                       [&] { return BreakAtParams(chain, parameters, false, 1e-9); }),
                   5U);
         EXPECT_GT(FailEachAllocationOfResult([&] { return Split(chain, parameters, false, 1e-9); }),
+                  8U);
+        EXPECT_GT(FailEachAllocationOfResult([&] {
+                      return SplitAtTangent<double>(circle, {1, 0}, 1e-9);
+                  }),
+                  8U);
+        EXPECT_GT(FailEachAllocationOfResult([&] {
+                      return SplitAtPoints<double>(circle, {{0, 2}, {0, -2}}, 1e-9);
+                  }),
                   8U);
         EXPECT_GT(FailEachAllocationOfResult([&] {
                       return TrimToPoints(chain, chain.elements[2].StartPoint(),
