@@ -305,6 +305,24 @@ TYPED_TEST(ChainBreaking, OwnJointsAddNoneWhateverTheTolerance)
     }
 }
 
+// Fractions of a short chain round by more than those of a long one at the same place.
+TEST(ChainBreakingFar, FractionsNearAJointOfAShortChainAddNone)
+{
+    for (const double size : {0.01, 1.0, 1e5}) {
+        std::vector<Vec2d> corners;
+        for (int i = 0; i <= 5; ++i) {
+            corners.push_back({1e6 + i * size, 1e6});
+        }
+        const auto chain = Lines(corners);
+        for (const double off : {1e-9, -1e-9}) { // coordinates round by 1e-10
+            const double fraction = 0.4 + off / (5 * size);
+            EXPECT_EQ(BreakAtParams(chain, {fraction}, true, 0.0), chain) << size;
+        }
+        const double fraction = 0.4 + 1e-7 / (5 * size);
+        EXPECT_EQ(BreakAtParams(chain, {fraction}, true, 0.0).elements.size(), 6U) << size;
+    }
+}
+
 // Where a computed point lies is rounded; no tolerance makes it lie off the chain for that.
 TYPED_TEST(ChainBreaking, ComputedPointsAreFoundWhateverTheTolerance)
 {
@@ -513,6 +531,23 @@ TYPED_TEST(ChainBreaking, ArcsOfMoreThanHalfATurn)
         PolyArcSegBase<T> twice;
         twice.AppendArc({0, 0}, start, sense * static_cast<T>(330 * degree));
         EXPECT_EQ(SplitAtTangent(twice, {1, 0}, T(1e-5)).size(), 1U);
+    }
+}
+
+// An arc that starts parallel and ends otherwise comes apart where it is parallel again.
+TYPED_TEST(ChainBreaking, ArcThatStartsParallel)
+{
+    using T = TypeParam;
+    for (const T sense : {T{1}, T{-1}}) {
+        PolyArcSegBase<T> arc;
+        arc.AppendArc({0, 0}, {0, -2}, sense * static_cast<T>(3 * kHalfTurn));
+        const auto parts = SplitAtTangent(arc, {1, 0}, T(1e-5));
+        ASSERT_EQ(parts.size(), 2U);
+        EXPECT_NEAR(static_cast<double>(LengthsOf(parts)[0]), 2 * kHalfTurn, 1e-5);
+        // A quarter has but the place at its start, which is no place to come apart.
+        PolyArcSegBase<T> quarter;
+        quarter.AppendArc({0, 0}, {0, -2}, sense * static_cast<T>(kHalfTurn));
+        EXPECT_EQ(SplitAtTangent(quarter, {1, 0}, T(1e-5)).size(), 1U);
     }
 }
 
