@@ -231,7 +231,7 @@ private:
     /// By the rules of `AppendSegment` and `AppendArc`.
     bool AppendAtFront(const ArcSegBase<T>& element, const VecBase<2, T>& end)
     {
-        const double reach = std::max(static_cast<double>(reach_), RoundingAt<T>(SizeOf(element)));
+        const double reach = reach_;
         if (!(Distance(element.StartPoint(), front_) <= reach)) {
             return false;
         }

@@ -356,7 +356,7 @@ TYPED_TEST(ChainBreaking, ParametersAtTheEdgeOfTheToleranceDoNotStopTheOthers)
     const auto chain = Lines(corners);
     const auto joints = PolyArcSegParameters(chain, false);
     const T tol = T(0.01);
-    for (std::size_t i = 1; i < 999; ++i) {
+    for (std::size_t i = 1; i < 999; i += 11) {
         for (const T side : {T{1}, T{-1}}) {
             const T edge = joints[i] + side * tol;
             for (const T p : {edge, std::nextafter(edge, T{0}), std::nextafter(edge, T(1000))}) {
