@@ -347,6 +347,24 @@ TEST(ChainIntersectionsDouble, SameNearAndFarSmallAndLarge)
     }
 }
 
+// Ends that ought to be one point, computed in two ways.
+TEST(ChainIntersectionsDouble, SharedEndsAnywhereAtAnyTolerance)
+{
+    for (const double far : {0.0, 1e5, 1e6}) {
+        for (const double tol : {0.0, 1e-12, 1e-9}) {
+            for (int i = 1; i < 40; ++i) {
+                const double angle = 0.1 * i;
+                PolyArcSegBase<double> a;
+                a.AppendArc({far, -far}, {far + 3, -far}, 3 * angle);
+                const Vec2d spoke(std::cos(angle), std::sin(angle));
+                const auto b =
+                    Lines<double>({Vec2d(far, -far) + spoke * 3, Vec2d(far, -far) + spoke * 5});
+                EXPECT_EQ(IntersectionPoints(a, b, tol).size(), 1U) << far << " " << angle;
+            }
+        }
+    }
+}
+
 TEST(ChainIntersectionsDouble, LargeChainsOfEveryArrangement)
 {
     constexpr int kCount = 20'000;

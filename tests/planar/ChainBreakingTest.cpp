@@ -305,6 +305,22 @@ TYPED_TEST(ChainBreaking, OwnJointsAddNoneWhateverTheTolerance)
     }
 }
 
+// Lengths along a chain round by more than coordinates where it is much longer than wide.
+TYPED_TEST(ChainBreaking, JointsOfLongChainsAddNoneByTheirParameters)
+{
+    using T = TypeParam;
+    std::vector<VecBase<2, T>> corners;
+    for (int i = 0; i <= 1000; ++i) {
+        corners.push_back({static_cast<T>(i % 2 * 9.7), static_cast<T>(i % 3 * 0.7)});
+    }
+    const auto chain = Lines(corners);
+    for (const bool normalized : {false, true}) {
+        const auto joints = PolyArcSegParameters(chain, normalized);
+        EXPECT_EQ(BreakAtParams(chain, joints, normalized, T(0)), chain);
+        EXPECT_EQ(Split(chain, joints, normalized, T(0)).size(), 1000U);
+    }
+}
+
 // Fractions of a short chain round by more than those of a long one at the same place.
 TEST(ChainBreakingFar, FractionsNearAJointOfAShortChainAddNone)
 {
