@@ -140,7 +140,8 @@ double RoundingAt(double size)
     return kRoundings * static_cast<double>(std::numeric_limits<T>::epsilon()) * size;
 }
 
-/// Largest coordinate that an element is computed with; infinite where one is not finite.
+/// Largest coordinate that an element is computed with; infinite where one, or a length, is not
+/// finite.
 template <class T>
 double SizeOf(const ArcSegBase<T>& element)
 {
@@ -149,6 +150,9 @@ double SizeOf(const ArcSegBase<T>& element)
                                        : std::numeric_limits<double>::infinity();
     };
     if (const ArcBase<T>* arc = element.AsArc()) {
+        if (!std::isfinite(arc->length)) {
+            return std::numeric_limits<double>::infinity();
+        }
         return std::max(size(arc->center) + Distance(arc->center, arc->start), size(arc->start));
     }
     return std::max(size(element.AsSegment()->start), size(element.AsSegment()->end));

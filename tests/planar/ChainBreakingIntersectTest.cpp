@@ -183,6 +183,23 @@ TYPED_TEST(ChainIntersections, OfNothingAndOfWhatIsNotFinite)
     }
 }
 
+// What is not finite stands before elements that are cut, and takes none of their pieces.
+TYPED_TEST(ChainIntersections, WhatIsNotFiniteHidesNothingBehindIt)
+{
+    using T = TypeParam;
+    for (const T wrong :
+         {std::numeric_limits<T>::quiet_NaN(), std::numeric_limits<T>::infinity()}) {
+        PolyArcSegBase<T> a;
+        a.elements.emplace_back(ArcBase<T>{{1, 1}, {1, 2}, wrong});
+        a.elements.emplace_back(SegBase<T>{{1, 1}, {1, wrong}});
+        a.elements.push_back(Circle<T>(5, 1).elements[0]);
+        a.elements.emplace_back(ArcBase<T>{{1, 1}, {1, 2}, -wrong});
+        const auto b = ArcChain<T>({6, 0}, {11, 0}, 10 * kHalfTurn);
+        ExpectPoints(IntersectionPoints(a, b, T(1e-5)), {{3, 4}, {3, -4}});
+        ExpectPoints(IntersectionPoints(b, a, T(1e-5)), {{3, 4}, {3, -4}});
+    }
+}
+
 TYPED_TEST(ChainIntersections, BreakGivesBothChainsTheJoints)
 {
     using T = TypeParam;
