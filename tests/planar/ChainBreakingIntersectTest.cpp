@@ -200,6 +200,79 @@ TYPED_TEST(ChainIntersections, WhatIsNotFiniteHidesNothingBehindIt)
     }
 }
 
+// Every call comes back whatever the numbers are, with chains that hold something and, of loose
+// elements, nothing that isn't finite.
+TYPED_TEST(ChainIntersections, AnyNumbersAtAll)
+{
+    using T = TypeParam;
+    using Limits = std::numeric_limits<T>;
+    const T odd[] = {T(0),
+                     T(1e-12),
+                     T(1e-30),
+                     T(1e18),
+                     Limits::max(),
+                     T(0.1),
+                     T(-1),
+                     Limits::infinity(),
+                     Limits::quiet_NaN(),
+                     Limits::denorm_min()};
+    Random random(53);
+    const auto number = [&] {
+        return random.Below(3) > 0 ? static_cast<T>(random.Between(-2, 2)) : odd[random.Below(10)];
+    };
+    const auto point = [&] {
+        const T x = number();
+        return VecBase<2, T>(x, number());
+    };
+    const auto chain = [&] {
+        PolyArcSegBase<T> result;
+        result.tolerance = odd[random.Below(10)];
+        for (int i = random.Below(6); i > 0; --i) {
+            const auto first = point();
+            const auto second = point();
+            if (random.Below(2) == 0) {
+                result.elements.emplace_back(SegBase<T>{first, second});
+            } else {
+                result.elements.emplace_back(ArcBase<T>{first, second, 3 * number()});
+            }
+        }
+        return result;
+    };
+    for (int trial = 0; trial < 1500; ++trial) {
+        auto a = chain();
+        auto b = chain();
+        const T tol = odd[random.Below(10)];
+        const std::vector<T> places{number(), number()};
+        const std::vector<VecBase<2, T>> points{point(), point()};
+        const bool normalized = random.Below(2) == 0;
+        EXPECT_GE(BreakAtParams(a, places, normalized, tol).elements.size(), a.elements.size());
+        EXPECT_GE(BreakAtPoints(a, points, tol).elements.size(), a.elements.size());
+        const std::size_t least = a.elements.empty() ? 0 : 1;
+        for (const auto& parts : {Split(a, places, normalized, tol), SplitAtPoints(a, points, tol),
+                                  SplitAtTangent(a, points[0], tol)}) {
+            for (const auto& part : parts) {
+                EXPECT_GE(part.elements.size(), least);
+            }
+        }
+        const auto trimmed = TrimToPoints(a, points[0], points[1], tol);
+        EXPECT_LE(trimmed.elements.size(), a.elements.size() + 1);
+        for (const auto& joined : CombineArcsSegs(a.elements, tol)) {
+            EXPECT_GE(joined.tolerance, T(0));
+            for (const auto& element : joined.elements) {
+                EXPECT_TRUE(std::isfinite(element.EndPoint()[0]) &&
+                            std::isfinite(element.EndPoint()[1]));
+            }
+        }
+        std::vector<PolyArcSegBase<T>> ofA;
+        std::vector<PolyArcSegBase<T>> ofB;
+        std::vector<VecBase<2, T>> meetings;
+        const bool isSplit = SplitAtIntersections(a, b, ofA, ofB, tol);
+        EXPECT_EQ(BreakAtIntersections(a, b, meetings, tol), isSplit);
+        EXPECT_EQ(meetings.empty(), !isSplit);
+        EXPECT_EQ(ofA.empty(), !isSplit);
+    }
+}
+
 TYPED_TEST(ChainIntersections, BreakGivesBothChainsTheJoints)
 {
     using T = TypeParam;
