@@ -54,7 +54,7 @@ TYPED_TEST(ChainIntersections, CrossingsOfSegmentsAndArcs)
     ExpectPoints(IntersectionPoints(circle, Lines<T>({{-9, 3}, {9, 3}}), tol), {{-4, 3}, {4, 3}});
     ExpectPoints(IntersectionPoints(circle, ArcChain<T>({6, 0}, {11, 0}, 10 * kHalfTurn), tol),
                  {{3, 4}, {3, -4}});
-    ExpectPoints(IntersectionPoints(circle, Lines<T>({{-9, 5}, {9, 5}}), tol), {{0, 5}}, 1e-2);
+    ExpectPoints(IntersectionPoints(circle, Lines<T>({{-9, 5}, {9, 5}}), tol), {{0, 5}});
     ExpectPoints(IntersectionPoints(circle, Lines<T>({{7, 0}, {9, 3}}), tol), {});
 }
 
@@ -120,7 +120,7 @@ TYPED_TEST(ChainIntersections, AtTheSeamOfACircle)
     for (const int sense : {1, -1}) {
         const auto circle = Circle<T>(5, sense);
         ExpectPoints(IntersectionPoints(circle, Lines<T>({{0, 0}, {9, 0}}), tol), {{5, 0}});
-        ExpectPoints(IntersectionPoints(circle, Lines<T>({{5, -9}, {5, 9}}), tol), {{5, 0}}, 1e-2);
+        ExpectPoints(IntersectionPoints(circle, Lines<T>({{5, -9}, {5, 9}}), tol), {{5, 0}});
         ExpectPoints(IntersectionPoints(circle, Lines<T>({{0, 0}, {5, 0}}), tol), {{5, 0}});
         ExpectPoints(IntersectionPoints(circle, Circle<T>(5, 1), tol), {{5, 0}});
         ExpectPoints(
