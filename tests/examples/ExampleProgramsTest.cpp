@@ -343,8 +343,9 @@ TEST_F(ExamplePrograms, TheBracketIsMadeAsItIsKept)
 constexpr std::uintmax_t kMostBytes =
     Support::FullOr(std::numeric_limits<std::uintmax_t>::max(), std::uintmax_t{300'000});
 
-/// Parts of more bytes are given to one program each, in turn.
-constexpr std::uintmax_t kMostBytesForAll = 1'000'000;
+/// Parts of more bytes are given to one program each, in turn: all parts under a sanitizer.
+constexpr std::uintmax_t kMostBytesForAll =
+    Support::FullOr(std::uintmax_t{1'000'000}, std::uintmax_t{0});
 
 class ExampleProgramsOnShared : public testing::TestWithParam<const char*> {};
 
