@@ -83,21 +83,40 @@ Vec2d MiddleOf(const std::vector<ArcSegBase<T>>& elements)
 
 bool OffsetSource::MeetsItself(const std::vector<Box>& boxes) const
 {
-    // Neighbors that share an end may meet once more when one of them is bent enough.
-    constexpr double kBent = 1.0;
-    const auto isBent = [&](std::size_t i) {
-        return shapes_[i].radius > 0 && WideLength(elements_[i]) > kBent * shapes_[i].radius;
+    // Seen from its end, an arc strays from its tangent by half of its sweep. Neighbors that part
+    // at a wider angle do not meet once more.
+    constexpr double kSweeps = 1.0;
+    const double leastCosine = -std::cos(0.5 * kSweeps);
+    const auto sweepOf = [&](std::size_t i) {
+        return shapes_[i].radius > 0 ? WideLength(elements_[i]) / shapes_[i].radius : 0.0;
+    };
+    const auto partForGood = [&](std::size_t before, std::size_t after) {
+        return sweepOf(before) + sweepOf(after) < kSweeps &&
+               elements_[before].EndTangent() * elements_[after].StartTangent() > leastCosine;
     };
     const auto prepared = [&](std::size_t i) {
         return elements_[i].Visit(
             [](const auto& e) { return Intersect::Impl::MakeElement(e, kLengthFloor<double>); });
     };
+    // Where two joints lie in one place the chain may cross itself between the elements, and no two
+    // of those do.
+    const double samePlace = 2 * jointGap_ + RoundingAt<double>(size_);
     const std::size_t count = elements_.size();
     for (std::size_t i = 0; i < count; ++i) {
-        const bool hasMet = boxes_.VisitMeeting(boxes[i], [&](std::int32_t number) -> bool {
+        Box box = boxes[i];
+        box.min -= Vec2d(samePlace, samePlace);
+        box.max += Vec2d(samePlace, samePlace);
+        const bool hasMet = boxes_.VisitMeeting(box, [&](std::int32_t number) -> bool {
             const auto j = static_cast<std::size_t>(number);
+            if (j <= i) {
+                return false;
+            }
+            if (Distance(shapes_[i].start, shapes_[j].start) <= samePlace) {
+                return true;
+            }
             const bool areNeighbors = j == i + 1 || (i == 0 && j + 1 == count);
-            return j > i && (!areNeighbors || isBent(i) || isBent(j)) &&
+            const bool isBehind = areNeighbors && j != i + 1;
+            return !(areNeighbors && partForGood(isBehind ? j : i, isBehind ? i : j)) &&
                    Intersect::Impl::MeetingsOf(prepared(i), prepared(j)).count > 0;
         });
         if (hasMet) {

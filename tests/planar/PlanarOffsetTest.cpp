@@ -236,12 +236,15 @@ TYPED_TEST(PlanarOffsetTest, OutlinesOfSegmentsAndArcsAreClosedAndAtTheDistance)
         ExpectClosed(grown, 1);
         ExpectAtDistance(grown, outline, std::fabs(static_cast<double>(static_cast<T>(outer))),
                          std::is_same_v<T, float> ? 2e-5 : 1e-9);
+        const double near = std::is_same_v<T, float> ? 2e-2 : 1e-4;
+        ExpectNothingMissing(grown, outline, static_cast<double>(static_cast<T>(outer)), near);
         EXPECT_GT(std::fabs(AreaOf(grown[0])), std::fabs(AreaOf(outline)));
         const double inner = (trial % 2 == 0 ? -1 : 1) * random.Between(0.05, 0.6);
         const auto shrunk = PlanarOffset(outline, static_cast<T>(inner), kTol<T>);
         ExpectClosed(shrunk, shrunk.size());
         ExpectAtDistance(shrunk, outline, std::fabs(static_cast<double>(static_cast<T>(inner))),
                          std::is_same_v<T, float> ? 2e-5 : 1e-9);
+        ExpectNothingMissing(shrunk, outline, static_cast<double>(static_cast<T>(inner)), near);
     }
 }
 
@@ -278,6 +281,7 @@ TEST(PlanarOffsetDouble, OpenChainsAreAtTheDistanceToo)
 {
     Random random(19);
     int chainCount = 0;
+    int wholeCount = 0;
     for (int trial = 0; trial < 60; ++trial) {
         auto chain = RandomChain<double>(random, 2 + random.Below(6));
         chain.tolerance = 1e-9;
@@ -285,8 +289,15 @@ TEST(PlanarOffsetDouble, OpenChainsAreAtTheDistanceToo)
         const auto offset = PlanarOffset(chain, distance, 1e-7);
         chainCount += static_cast<int>(offset.size());
         ExpectAtDistance(offset, chain, distance, 1e-9, 23);
+        // A chain of one element may have had another between its ends.
+        if (std::none_of(offset.begin(), offset.end(),
+                         [](const auto& curve) { return curve.elements.size() == 1; })) {
+            ExpectNothingMissing(offset, chain, distance, 1e-4);
+            ++wholeCount;
+        }
     }
     EXPECT_GT(chainCount, 60);
+    EXPECT_GT(wholeCount, 20);
 }
 
 // A closed chain that crosses itself once, and so doesn't turn once: its right side is the inside
@@ -299,6 +310,55 @@ TEST(PlanarOffsetDouble, FiguresOfEightAreAtTheDistanceToo)
         const auto offset = PlanarOffset(eight, distance, 1e-7);
         EXPECT_FALSE(offset.empty());
         ExpectAtDistance(offset, eight, std::fabs(distance), 1e-9, 40);
+        ExpectNothingMissing(offset, eight, distance, 1e-4);
+    }
+}
+
+// Chains that come back to one of their joints: through it to the other side, or from it out and
+// back. No two elements cross there.
+TEST(PlanarOffsetDouble, ChainsThroughOneOfTheirJointsKeepAllOfTheirOffset)
+{
+    const std::vector<std::vector<Vec2d>> outlines = {
+        {{0, 0}, {6, 3}, {12, 0}, {12, 6}, {6, 3}, {0, 6}, {0, 0}},
+        {{0, 0}, {6, 5}, {12, 8}, {14, 0}, {6, 5}, {0, 9}, {0, 0}},
+        {{0, 0}, {2, 0}, {2, 2}, {2, 4}, {4, 4}, {4, 2}, {2, 2}, {0, 2}, {0, 0}},
+        {{0, 0}, {4, 0}, {4, 2}, {6, 2}, {4, 2}, {4, 4}, {0, 4}, {0, 0}},
+        {{0, 0}, {6, 0}, {6, 3}, {3, 3}, {6, 3}, {6, 6}, {0, 6}, {0, 0}}};
+    for (std::size_t i = 0; i < outlines.size(); ++i) {
+        SCOPED_TRACE(i);
+        const auto chain = Lines(outlines[i]);
+        ASSERT_TRUE(chain.IsClosed());
+        for (const double distance : {-0.8, -0.2, 0.2, 0.8}) {
+            SCOPED_TRACE(distance);
+            const auto offset = PlanarOffset(chain, distance, 1e-7);
+            ExpectAtDistance(offset, chain, std::fabs(distance), 1e-9, 40);
+            ExpectNothingMissing(offset, chain, distance, 1e-4);
+        }
+    }
+}
+
+// Two neighbors, both bent little, may cross a second time when they part at a small angle: here
+// between x = 5, where the upper one is below, and x = 12.
+TEST(PlanarOffsetDouble, NeighborsThatCrossOnceMoreKeepAllOfTheirOffset)
+{
+    const auto bow = [](const Vec2d& from, const Vec2d& top, const Vec2d& to) {
+        return Geometry::ArcThroughPoints(from, top, to);
+    };
+    const auto below = bow({12, -2}, {5, -0.4}, {0, 0});
+    const auto above = bow({0, 0}, {5, -0.6}, {12, 2});
+    PolyArcSegBase<double> chain;
+    chain.tolerance = 1e-9;
+    chain.elements.emplace_back(below);
+    chain.elements.emplace_back(above);
+    chain.AppendSegment({12, 2}, {14, 0});
+    chain.AppendSegment({14, 0}, {12, -2});
+    ASSERT_TRUE(chain.IsClosed());
+    // To the left less than 0.1 would leave two arcs between two points in the lens.
+    for (const double distance : {-1.0, -0.3, 0.1, 0.3, 1.0}) {
+        SCOPED_TRACE(distance);
+        const auto offset = PlanarOffset(chain, distance, 1e-7);
+        ExpectAtDistance(offset, chain, std::fabs(distance), 1e-9, 40);
+        ExpectNothingMissing(offset, chain, distance, 1e-4);
     }
 }
 
