@@ -59,9 +59,11 @@ private:
 
         bool Spans(const Vec2d& spoke) const;
         bool IsNearerThan(double distance, const Vec2d& p) const;
+        Bounding::AxisAlignedBoundingBox<2, double> Bounds() const;
     };
 
     static Shape ShapeOf(const ArcSegBase<double>& element);
+    Vec2d TangentAt(std::size_t i, const Vec2d& end) const;
     bool MeetsItself(const std::vector<Bounding::AxisAlignedBoundingBox<2, double>>& boxes) const;
 
     std::vector<ArcSegBase<double>> elements_;
