@@ -155,18 +155,23 @@ BrokenChain<T> Break(const PolyArcSegBase<T>& chain, const Knots<T>& knots,
     return broken;
 }
 
-/// Number of the element of the broken chain at which the chain comes apart for `parameter`.
+/// Number of the element of the broken chain at which the chain comes apart for `parameter`, which
+/// is inside: the one after the first joint, old or new, that isn't below it by more than the
+/// reach.
 template <class T>
 std::size_t CutOf(T parameter, const BrokenChain<T>& broken, const Knots<T>& knots)
 {
     const std::size_t knot = knots.NotBefore(parameter);
     const std::size_t cut = broken.firstPiece[knot];
-    if (knots.IsAt(knot, parameter) || knot == 0 || cut == broken.firstPiece[knot - 1] + 1) {
+    const auto& fresh = broken.fresh;
+    const double reach = knots.Reach(parameter);
+    const auto own = std::partition_point(fresh.begin(), fresh.end(),
+                                          [&](double place) { return parameter - place > reach; });
+    if (own == fresh.end() || *own >= knots[knot] || knot == 0 ||
+        cut == broken.firstPiece[knot - 1] + 1) {
         return cut; // an old joint, or the one that ends an element left whole
     }
-    const auto& fresh = broken.fresh;
-    const auto first = std::upper_bound(fresh.begin(), fresh.end(), knots[knot - 1]);
-    const auto own = std::lower_bound(first, fresh.end(), parameter);
+    const auto first = std::upper_bound(fresh.begin(), own, knots[knot - 1]);
     return broken.firstPiece[knot - 1] + 1 + static_cast<std::size_t>(own - first);
 }
 

@@ -52,10 +52,11 @@ PolyArcSegBase<T> BreakAtPoints(const PolyArcSegBase<T>& chain,
 /// The chains between `parameters`, in order, each with the chain's tolerance. One chain, a copy, when no
 /// parameter is farther than `tol` from both ends of the chain.
 ///
-/// The chain is broken as by `BreakAtParams` and comes apart where each parameter got its joint, or at the
-/// joint within `tol` of it; a closed chain comes apart at its start too. When the breaking gives up, each
-/// parameter still parts the chain, at the first old joint that is not before it: {3, 3} on joints at 0,
-/// 10, 20 gives the chains 0 to 10 and 10 to 20. No chain of the result is empty.
+/// The chain is broken as by `BreakAtParams` and comes apart, for each parameter, at the first joint that
+/// is not before it by more than `tol`: its own, or one within `tol` of it, also if another parameter made
+/// that. A closed chain comes apart at its start too. When the breaking gives up, each parameter still
+/// parts the chain, at the first old joint that is not before it: {3, 3} on joints at 0, 10, 20 gives the
+/// chains 0 to 10 and 10 to 20. No chain of the result is empty.
 template <class T>
 std::vector<PolyArcSegBase<T>> Split(const PolyArcSegBase<T>& chain,
                                      const std::vector<T>& parameters, bool normalized, T tol);

@@ -198,6 +198,21 @@ TYPED_TEST(ChainBreaking, ParameterNearAJointAddsNone)
     EXPECT_EQ(BreakAtParams(chain, {}, false, tol), chain);
 }
 
+// A parameter comes apart at the first joint that isn't before it by more than the tolerance, also
+// if that is one that another parameter made: no chain of the result is shorter than that for it.
+TYPED_TEST(ChainBreaking, ParametersWithinTheToleranceOfEachOtherPartOnce)
+{
+    using T = TypeParam;
+    const auto chain = Tens<T>(3);
+    // The second is at the joint, and as near to the first.
+    EXPECT_EQ(LengthsOf(Split(chain, {T(9.6875), T(9.875)}, false, T(0.25))),
+              (std::vector<T>{T(9.6875), T(20.3125)}));
+    // Half a percent apart, which as a length is more than the tolerance: both get a joint.
+    EXPECT_EQ(BreakAtParams(chain, {T(0.5), T(0.505)}, true, T(0.01)).elements.size(), 5U);
+    EXPECT_EQ(LengthsOf(Split(chain, {T(0.5), T(0.505)}, true, T(0.01))), (std::vector<T>{15, 15}));
+    EXPECT_EQ(Split(chain, {T(0.5), T(0.515)}, true, T(0.01)).size(), 3U);
+}
+
 // "Within" includes the tolerance itself.
 TYPED_TEST(ChainBreaking, AWholeToleranceFromAJointIsAtIt)
 {
