@@ -16,6 +16,7 @@
 #include <cstddef>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Planar {
@@ -226,12 +227,21 @@ std::vector<T> PlacesOf(const PolyArcSegBase<T>& chain, const std::vector<VecBas
     return places;
 }
 
+/// By how much the rounding of coordinates may turn the tangents of an element, as a sine.
+template <class T>
+double TangentRounding(const ArcSegBase<T>& element)
+{
+    const ArcBase<T>* const arc = element.AsArc();
+    const double extent = arc != nullptr ? Distance(arc->center, arc->start) : WideLength(element);
+    return extent > 0.0 ? RoundingAt<T>(SizeOf(element)) / extent : 0.0;
+}
+
 /// On which side of a direction a tangent points: the sign of their cross product.
 template <class T>
-int SideOf(const VecBase<2, T>& tangent, const VecBase<2, T>& direction, T tol)
+int SideOf(const VecBase<2, T>& tangent, const VecBase<2, T>& direction, double tol)
 {
     const double cross = Widened(tangent) ^ Widened(direction);
-    if (std::fabs(cross) <= static_cast<double>(tol)) {
+    if (std::fabs(cross) <= tol) {
         return 0;
     }
     return cross > 0 ? 1 : -1;
@@ -349,11 +359,12 @@ std::vector<PolyArcSegBase<T>> SplitAtTangent(const PolyArcSegBase<T>& chain,
     }
     const T reach = AtLeastZero(tol);
     std::vector<VecBase<2, T>> turns;
-    int previous = SideOf(chain.elements.front().StartTangent(), direction, reach);
+    std::optional<int> previous; // nothing turns before the first element
     for (const ArcSegBase<T>& element : chain.elements) {
-        const int start = SideOf(element.StartTangent(), direction, reach);
-        const int end = SideOf(element.EndTangent(), direction, reach);
-        if (previous != start) {
+        const double within = std::max(static_cast<double>(reach), TangentRounding(element));
+        const int start = SideOf(element.StartTangent(), direction, within);
+        const int end = SideOf(element.EndTangent(), direction, within);
+        if (previous && *previous != start) {
             turns.push_back(element.StartPoint());
         }
         if (const ArcBase<T>* arc = element.AsArc(); arc != nullptr && start != end) {

@@ -69,11 +69,12 @@ std::vector<PolyArcSegBase<T>> SplitAtPoints(const PolyArcSegBase<T>& chain,
 /// The chains between the places at which the tangent becomes parallel to the unit vector `direction`:
 /// inside arcs, and at corners that turn past it.
 ///
-/// Told from the sign of the cross product of tangent and direction, 0 within `tol`, at the start and the
-/// end of each element. So an arc that starts and ends on one side of the direction stays whole even if
-/// it turns past it twice, as half circles do that begin and end parallel to it: begin such circles
-/// elsewhere. The corner from the last element of a closed chain to the first isn't looked at. An empty
-/// chain gives one chain, a copy. O((n + m) log n).
+/// Told from the sign of the cross product of tangent and direction at the start and the end of each
+/// element, 0 within `tol`, or within what the rounding of its coordinates may turn the element by. So an
+/// arc that starts and ends on one side of the direction stays whole even if it turns past it twice, as
+/// half circles do that begin and end parallel to it: begin such circles elsewhere. The corner from the
+/// last element of a closed chain to the first isn't looked at. An empty chain gives one chain, a copy.
+/// O((n + m) log n).
 template <class T>
 std::vector<PolyArcSegBase<T>> SplitAtTangent(const PolyArcSegBase<T>& chain,
                                               const VecBase<2, T>& direction, T tol);

@@ -582,6 +582,28 @@ TYPED_TEST(ChainBreaking, ArcThatStartsParallel)
     }
 }
 
+// Sides along the direction, but for the rounding of their corners.
+TYPED_TEST(ChainBreaking, SidesAreParallelAnywhereAtAnyTolerance)
+{
+    using T = TypeParam;
+    for (const T far : Positions<T>()) {
+        for (const double angle : {0.1, 0.7, 1.3, 2.9}) {
+            const Vec2d along(std::cos(angle), std::sin(angle));
+            const Vec2d across(-along.y(), along.x());
+            std::vector<VecBase<2, T>> corners;
+            for (const Vec2d& corner :
+                 {Vec2d(0, 0), along * 3, along * 3 + across, across, Vec2d(0, 0)}) {
+                corners.push_back(VecBase<2, T>(corner) + VecBase<2, T>(far, -far));
+            }
+            for (const T tol : {T(0), T(1e-12), kNaN<T>}) {
+                // All corners but the closing one.
+                EXPECT_EQ(SplitAtTangent(Lines(corners), VecBase<2, T>(along), tol).size(), 4U)
+                    << far << " " << angle;
+            }
+        }
+    }
+}
+
 TEST(ChainBreakingFar, TangentsArePartedFarFromTheOriginToo)
 {
     for (const double far : {0.0, 1e5, 1e6}) {
