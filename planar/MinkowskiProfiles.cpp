@@ -1,5 +1,5 @@
-// Two outlines: the loop that one can't cross around the other, what they have in common, and which stretches of
-// their outer boundary come from each.
+// Two outlines: the loop that one can't cross around the other, what they have in common, and which
+// stretches of their outer boundary come from each.
 
 #include <Sorvane/Minkowski_E.h>
 
@@ -46,7 +46,28 @@ double DistanceTo(const Segment& segment, const Vec2d& point)
     return Vector::Length(point - segment.start - along * place);
 }
 
-// --- the loop around -------------------------------------------------------------------------------
+/// By how much a cut may be off a segment that has these coordinates.
+double RoundingOn(const Segment& segment)
+{
+    return kCutRounding * std::numeric_limits<double>::epsilon() *
+           std::max(Math::Impl::LargestMagnitude(segment.start),
+                    Math::Impl::LargestMagnitude(segment.end));
+}
+
+/// `tol`, or the rounding of cuts at these coordinates where that is more. `CutAtIntersections`
+/// widens its own tolerance likewise; what follows it has to match the same points.
+double NoLessThanRounding(double tol, const Segments& segments)
+{
+    double rounding = 0;
+    for (const Segment& segment : segments) {
+        if (Math::Impl::IsUsable(segment.start) && Math::Impl::IsUsable(segment.end)) {
+            rounding = std::max(rounding, RoundingOn(segment));
+        }
+    }
+    return std::max(rounding, tol);
+}
+
+// --- the loop around ---
 
 /// Neighbors of each point of a polyline as vectors: one at the ends of an open one.
 std::vector<Polyline> WaysToNeighbors(const Polyline& line)
@@ -64,8 +85,9 @@ std::vector<Polyline> WaysToNeighbors(const Polyline& line)
     return ways;
 }
 
-/// Can an edge along `along`, moved to a point with these neighbors, bound the sum? Not when there is a neighbor to
-/// either side of it: between the two the moving edge covers both of its own sides.
+/// Can an edge along `along`, moved to a point with these neighbors, bound the sum? Not when there
+/// is a neighbor to either side of it: between the two the moving edge covers both of its own
+/// sides.
 bool CanBound(const Vec2d& along, const Polyline& ways)
 {
     constexpr double kRounding = 1e-12;
@@ -115,13 +137,14 @@ Polyline OuterLoop(const Polyline& a, const Polyline& b, double tol)
     Segments sums;
     AppendSums(reflected, b, sums);
     AppendSums(b, reflected, sums);
-    Intersect::CutAtIntersections(sums, tol);
+    const double wide = NoLessThanRounding(tol, sums);
+    Intersect::CutAtIntersections(sums, wide);
     Polyline loop;
-    Intersect::TraceOuterLoop(sums, loop, tol);
+    Intersect::TraceOuterLoop(sums, loop, wide);
     return loop;
 }
 
-// --- what is common --------------------------------------------------------------------------------
+// --- what is common ---
 
 /// Two polylines, whole and cut where they meet.
 struct CutPair {
@@ -149,18 +172,10 @@ bool Holds(const SegmentOverlapTree<double>& tree, const Segment& piece, double 
                           std::back_inserter(atBoth));
     return std::any_of(atBoth.begin(), atBoth.end(), [&](int number) {
         const Segment& under = tree.Segments()[static_cast<std::size_t>(number)];
-        return DistanceTo(under, piece.start) <= floor && DistanceTo(under, piece.end) <= floor;
+        const double bearable = std::max(floor, RoundingOn(under));
+        return DistanceTo(under, piece.start) <= bearable &&
+               DistanceTo(under, piece.end) <= bearable;
     });
-}
-
-double LargestCoordinate(const Segments& segments)
-{
-    double largest = 0;
-    for (const Segment& segment : segments) {
-        largest = std::max({largest, Math::Impl::LargestMagnitude(segment.start),
-                            Math::Impl::LargestMagnitude(segment.end)});
-    }
-    return largest;
 }
 
 /// Each piece once, whichever way it runs: a common stretch comes from both polylines.
@@ -182,28 +197,31 @@ Segments WithoutRepeats(const Segments& pieces, double floor)
     return result;
 }
 
-Loops<double> CommonStretches(const CutPair& pair, double tol, double floor)
+Loops<double> CommonStretches(const CutPair& pair, double floor)
 {
     if (pair.a.empty() || pair.b.empty()) {
         return {};
     }
-    // At large coordinates a cut is off its segment by more than the floor.
-    const double bearable =
-        std::max(floor, kCutRounding * std::numeric_limits<double>::epsilon() *
-                            LargestCoordinate(pair.pieces));
     const SegmentOverlapTree<double> treeOfA(pair.a);
     const SegmentOverlapTree<double> treeOfB(pair.b);
     Segments common;
+    double widest = floor;
     for (const Segment& piece : pair.pieces) {
-        if (Vector::Length(piece.end - piece.start) > tol && Holds(treeOfA, piece, bearable) &&
+        if (!Math::Impl::IsUsable(piece.start) || !Math::Impl::IsUsable(piece.end)) {
+            continue;
+        }
+        // At large coordinates a cut is off its segment by more than the floor.
+        const double bearable = std::max(floor, RoundingOn(piece));
+        if (Vector::Length(piece.end - piece.start) > bearable && Holds(treeOfA, piece, bearable) &&
             Holds(treeOfB, piece, bearable)) {
             common.push_back(piece);
+            widest = std::max(widest, bearable);
         }
     }
-    return Vector::SegmentsToPolyPointStream(WithoutRepeats(common, bearable), bearable);
+    return Vector::SegmentsToPolyPointStream(WithoutRepeats(common, widest), widest);
 }
 
-// --- which stretch comes from which ----------------------------------------------------------------
+// --- which stretch comes from which ---
 
 /// Where a point of the boundary comes from.
 enum Label { kOfA = 0, kOfB = 1, kTransition = 2 };
@@ -238,12 +256,13 @@ void AppendTouching(const Polyline& line, const SegmentOverlapTree<double>& tree
     }
 }
 
-/// Points at which the outlines are together: common stretches, common vertices, vertices of one on the other.
+/// Points at which the outlines are together: common stretches, common vertices, vertices of one on
+/// the other.
 Polyline CommonPoints(const Polyline& a, const Polyline& b, const CutPair& pair, double tol,
                       double floor)
 {
     Polyline points;
-    for (const Polyline& stretch : CommonStretches(pair, tol, floor)) {
+    for (const Polyline& stretch : CommonStretches(pair, floor)) {
         points.insert(points.end(), stretch.begin(), stretch.end());
     }
     for (const auto& group : Intersect::IntersectPolylines<double>({a}, {b}, tol)) {
@@ -258,8 +277,8 @@ Polyline CommonPoints(const Polyline& a, const Polyline& b, const CutPair& pair,
     return points;
 }
 
-/// Gives runs of transitions to the second outline, but for the ends of a run towards the first one. In index
-/// order, on labels as they have become.
+/// Gives runs of transitions to the second outline, but for the ends of a run towards the first
+/// one. In index order, on labels as they have become.
 void SmoothLabels(std::vector<int>& labels, bool isClosed)
 {
     const std::size_t n = labels.size();
@@ -362,9 +381,10 @@ void Deal(const Polyline& loop, const std::vector<int>& labels, std::size_t star
 }
 
 bool Clip(const Polyline& a, const Polyline& b, Loops<double>& aPart, Loops<double>& bPart,
-          double tol, double floor)
+          double givenTol, double floor)
 {
-    const CutPair pair(a, b, tol);
+    const CutPair pair(a, b, givenTol);
+    const double tol = NoLessThanRounding(givenTol, pair.pieces);
     Polyline loop;
     const bool isClosed = Intersect::TraceOuterLoop(pair.pieces, loop, tol);
     if (loop.empty()) {
@@ -390,7 +410,8 @@ bool Clip(const Polyline& a, const Polyline& b, Loops<double>& aPart, Loops<doub
         (labels.front() != kOfA ? bPart : aPart).push_back(whole);
         return isClosed;
     }
-    Deal(loop, labels, static_cast<std::size_t>(first - labels.begin()), isClosed, tol, aPart, bPart);
+    Deal(loop, labels, static_cast<std::size_t>(first - labels.begin()), isClosed, tol, aPart,
+         bPart);
     return isClosed;
 }
 
@@ -404,29 +425,27 @@ std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>& a,
 }
 
 template <class T>
-std::vector<std::vector<VecBase<2, T>>> KeepCommonRegions(const std::vector<VecBase<2, T>>& a,
-                                                          const std::vector<VecBase<2, T>>& b,
-                                                          T tol)
+std::vector<std::vector<VecBase<2, T>>>
+KeepCommonRegions(const std::vector<VecBase<2, T>>& a, const std::vector<VecBase<2, T>>& b, T tol)
 {
     if (a.empty() || b.empty()) {
         return {};
     }
     const auto tolerance = static_cast<double>(tol);
     const CutPair pair(WidenedLoop(a), WidenedLoop(b), tolerance);
-    return NarrowedLoops<T>(CommonStretches(pair, tolerance, kLengthFloor<T>));
+    return NarrowedLoops<T>(CommonStretches(pair, kLengthFloor<T>));
 }
 
 template <class T>
-bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a,
-                           const std::vector<VecBase<2, T>>& b,
+bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a, const std::vector<VecBase<2, T>>& b,
                            std::vector<std::vector<VecBase<2, T>>>& aPart,
                            std::vector<std::vector<VecBase<2, T>>>& bPart, T tol)
 {
     // Into results of their own: an input may be an element of an output.
     Loops<double> ofA;
     Loops<double> ofB;
-    const bool isClosed = Clip(WidenedLoop(a), WidenedLoop(b), ofA, ofB, static_cast<double>(tol),
-                               kLengthFloor<T>);
+    const bool isClosed =
+        Clip(WidenedLoop(a), WidenedLoop(b), ofA, ofB, static_cast<double>(tol), kLengthFloor<T>);
     aPart = NarrowedLoops<T>(ofA);
     bPart = NarrowedLoops<T>(ofB);
     return isClosed;
