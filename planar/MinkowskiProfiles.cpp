@@ -151,10 +151,12 @@ struct CutPair {
     Segments a;
     Segments b;
     Segments pieces; // of a, then of b
+    SegmentOverlapTree<double> treeOfA;
+    SegmentOverlapTree<double> treeOfB;
 
     CutPair(const Polyline& first, const Polyline& second, double tol)
         : a(Vector::PointStreamToSegments(first)), b(Vector::PointStreamToSegments(second)),
-          pieces(a)
+          pieces(a), treeOfA(a), treeOfB(b)
     {
         pieces.insert(pieces.end(), b.begin(), b.end());
         Intersect::CutAtIntersections(pieces, tol);
@@ -199,11 +201,6 @@ Segments WithoutRepeats(const Segments& pieces, double floor)
 
 Loops<double> CommonStretches(const CutPair& pair, double floor)
 {
-    if (pair.a.empty() || pair.b.empty()) {
-        return {};
-    }
-    const SegmentOverlapTree<double> treeOfA(pair.a);
-    const SegmentOverlapTree<double> treeOfB(pair.b);
     Segments common;
     double widest = floor;
     for (const Segment& piece : pair.pieces) {
@@ -212,8 +209,8 @@ Loops<double> CommonStretches(const CutPair& pair, double floor)
         }
         // At large coordinates a cut is off its segment by more than the floor.
         const double bearable = std::max(floor, RoundingOn(piece));
-        if (Vector::Length(piece.end - piece.start) > bearable && Holds(treeOfA, piece, bearable) &&
-            Holds(treeOfB, piece, bearable)) {
+        if (Vector::Length(piece.end - piece.start) > bearable &&
+            Holds(pair.treeOfA, piece, bearable) && Holds(pair.treeOfB, piece, bearable)) {
             common.push_back(piece);
             widest = std::max(widest, bearable);
         }
@@ -244,17 +241,26 @@ private:
     double tol_;
 };
 
-/// Vertices of `line` on the segments of `tree`.
-void AppendTouching(const Polyline& line, const SegmentOverlapTree<double>& tree, double tol,
-                    Polyline& points)
+bool IsOn(const SegmentOverlapTree<double>& tree, const Vec2d& point, double tol)
 {
-    for (const Vec2d& point : line) {
-        const auto nearest = tree.ClosestPoint(point, std::max(2 * tol, kSearchRadius));
-        if (nearest.id >= 0 && Matches(nearest.point, point, tol)) {
-            points.push_back(point);
-        }
-    }
+    const auto nearest = tree.ClosestPoint(point, std::max(2 * tol, kSearchRadius));
+    return nearest.id >= 0 && Matches(nearest.point, point, tol);
 }
+
+/// The outer boundary with the label of each point.
+struct Boundary {
+    Polyline points;
+    std::vector<int> labels;
+    std::vector<char> isStandIn; // a point that is no vertex, and not part of the result
+    bool isClosed = false;
+
+    void Append(const Vec2d& point, int label, bool standsIn)
+    {
+        points.push_back(point);
+        labels.push_back(label);
+        isStandIn.push_back(standsIn ? 1 : 0);
+    }
+};
 
 /// Points at which the outlines are together: common stretches, common vertices, vertices of one on
 /// the other.
@@ -270,10 +276,10 @@ Polyline CommonPoints(const Polyline& a, const Polyline& b, const CutPair& pair,
             points.push_back((node.polyline == 0 ? a : b)[static_cast<std::size_t>(node.node)]);
         }
     }
-    if (!pair.a.empty() && !pair.b.empty()) {
-        AppendTouching(a, SegmentOverlapTree<double>(pair.b), tol, points);
-        AppendTouching(b, SegmentOverlapTree<double>(pair.a), tol, points);
-    }
+    std::copy_if(a.begin(), a.end(), std::back_inserter(points),
+                 [&](const Vec2d& point) { return IsOn(pair.treeOfB, point, tol); });
+    std::copy_if(b.begin(), b.end(), std::back_inserter(points),
+                 [&](const Vec2d& point) { return IsOn(pair.treeOfA, point, tol); });
     return points;
 }
 
@@ -349,35 +355,76 @@ private:
     double tol_;
 };
 
-/// Deals the points out, from the transition `start` on.
-void Deal(const Polyline& loop, const std::vector<int>& labels, std::size_t start, bool isClosed,
-          double tol, Loops<double>& aPart, Loops<double>& bPart)
+/// Deals the points out, from the first transition on; an open boundary from its own beginning.
+void Deal(const Boundary& boundary, double tol, Loops<double>& aPart, Loops<double>& bPart)
 {
     constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    const std::vector<int>& labels = boundary.labels;
+    const std::size_t n = labels.size();
+    const auto start = boundary.isClosed
+                           ? std::find(labels.begin(), labels.end(), kTransition) - labels.begin()
+                           : 0;
+    aPart.emplace_back();
+    bPart.emplace_back();
     Stretches ofA(aPart, tol);
     Stretches ofB(bPart, tol);
-    const std::size_t n = loop.size();
     std::size_t pending = kNone;
-    for (std::size_t k = 0; k < n + (isClosed ? 1 : 0); ++k) {
-        const std::size_t i = (start + k) % n;
+    for (std::size_t k = 0; k < n + (boundary.isClosed ? 1 : 0); ++k) {
+        const std::size_t i = (static_cast<std::size_t>(start) + k) % n;
+        const Vec2d& point = boundary.points[i];
         if (labels[i] == kTransition) {
             if (pending != kNone) {
-                ofB.AppendOnce(loop[pending]);
+                ofB.AppendOnce(boundary.points[pending]);
             }
             pending = i;
-            ofA.Turn(loop[i]);
-            ofB.Turn(loop[i]);
+            ofA.Turn(point);
+            ofB.Turn(point);
             continue;
         }
         Stretches& part = labels[i] == kOfA ? ofA : ofB;
         if (pending != kNone) {
-            part.AppendOnce(loop[pending]);
+            part.AppendOnce(boundary.points[pending]);
             pending = kNone;
         }
-        part.AppendOnce(loop[i]);
+        if (boundary.isStandIn[i] == 0) {
+            part.AppendOnce(point);
+        }
     }
     ofA.DropEmptyEnd();
     ofB.DropEmptyEnd();
+}
+
+/// Labels the points of the loop. An edge of A alone from one place where the outlines are together
+/// to the next has no vertex to tell it by: its middle stands in for one.
+Boundary Labeled(const Polyline& loop, bool isClosed, const Polyline& a, const Polyline& b,
+                 const CutPair& pair, double tol, double floor)
+{
+    const PointSet ofA(a, tol);
+    const PointSet ofB(b, tol);
+    const PointSet common(CommonPoints(a, b, pair, tol, floor), tol);
+    const auto labelOf = [&](const Vec2d& point) -> int {
+        const bool isOfA = ofA.Has(point);
+        return common.Has(point) || isOfA == ofB.Has(point) ? kTransition : isOfA ? kOfA : kOfB;
+    };
+    Boundary boundary;
+    boundary.isClosed = isClosed;
+    for (const Vec2d& point : loop) {
+        const int label = labelOf(point);
+        if (label == kTransition && !boundary.labels.empty() &&
+            boundary.labels.back() == kTransition) {
+            const Vec2d middle = (boundary.points.back() + point) * 0.5;
+            if (!IsOn(pair.treeOfB, middle, tol)) {
+                boundary.Append(middle, kOfA, true);
+            }
+        }
+        boundary.Append(point, label, false);
+    }
+    if (isClosed) { // the repeat of the first point has done its work
+        boundary.points.pop_back();
+        boundary.labels.pop_back();
+        boundary.isStandIn.pop_back();
+    }
+    return boundary;
 }
 
 bool Clip(const Polyline& a, const Polyline& b, Loops<double>& aPart, Loops<double>& bPart,
@@ -390,28 +437,14 @@ bool Clip(const Polyline& a, const Polyline& b, Loops<double>& aPart, Loops<doub
     if (loop.empty()) {
         return false;
     }
-    const Polyline whole = loop;
-    if (isClosed) {
-        loop.pop_back();
+    Boundary boundary = Labeled(loop, isClosed, a, b, pair, tol, floor);
+    SmoothLabels(boundary.labels, isClosed);
+    const std::vector<int>& labels = boundary.labels;
+    if (std::find(labels.begin(), labels.end(), kTransition) == labels.end()) {
+        (labels.front() != kOfA ? bPart : aPart).push_back(loop);
+    } else {
+        Deal(boundary, tol, aPart, bPart);
     }
-    const PointSet ofA(a, tol);
-    const PointSet ofB(b, tol);
-    const PointSet common(CommonPoints(a, b, pair, tol, floor), tol);
-    std::vector<int> labels(loop.size(), kTransition);
-    for (std::size_t i = 0; i < loop.size(); ++i) {
-        const bool isOfA = ofA.Has(loop[i]);
-        if (!common.Has(loop[i]) && isOfA != ofB.Has(loop[i])) {
-            labels[i] = isOfA ? kOfA : kOfB;
-        }
-    }
-    SmoothLabels(labels, isClosed);
-    const auto first = std::find(labels.begin(), labels.end(), kTransition);
-    if (first == labels.end()) {
-        (labels.front() != kOfA ? bPart : aPart).push_back(whole);
-        return isClosed;
-    }
-    Deal(loop, labels, static_cast<std::size_t>(first - labels.begin()), isClosed, tol, aPart,
-         bPart);
     return isClosed;
 }
 
