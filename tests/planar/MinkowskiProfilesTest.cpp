@@ -410,6 +410,45 @@ double LengthAround(const StarPair& stars)
     return LengthOf({line});
 }
 
+/// Compares the parts of two outlines that are stars about `center` with rays from there.
+void ExpectPartedRayByRay(const Polyline& a, const Polyline& b, const Vec2d& center, double tol,
+                          double close)
+{
+    const StarPair stars{Moved(a, Vec2d() - center), Moved(b, Vec2d() - center)};
+    Loops ofA;
+    Loops ofB;
+    ASSERT_TRUE(ClipOverlappedRegions(a, b, ofA, ofB, tol));
+    const Loops common = KeepCommonRegions(a, b, tol);
+    constexpr int kRays = 360;
+    for (int i = 0; i < kRays; ++i) {
+        const double angle = 6.283185307179586 * (i + 0.1234) / kRays;
+        const Vec2d direction(std::cos(angle), std::sin(angle));
+        const double radiusOfA = RadiusOf(stars.a, direction);
+        const double radiusOfB = RadiusOf(stars.b, direction);
+        const Vec2d place = center + direction * std::max(radiusOfA, radiusOfB);
+        const bool isCommon = std::fabs(radiusOfA - radiusOfB) < close;
+        const bool isOfA = !isCommon && radiusOfA > radiusOfB;
+        EXPECT_EQ(DistanceToLines(ofA, place) < close, isOfA) << angle;
+        EXPECT_EQ(DistanceToLines(ofB, place) < close, !isOfA) << angle;
+        EXPECT_EQ(DistanceToLines(common, place) < close, isCommon) << angle;
+    }
+    // And nothing else: the middle of each edge is on the boundary, and none is there twice.
+    for (const Loops* part : {&ofA, &ofB}) {
+        for (const Polyline& line : *part) {
+            EXPECT_GE(line.size(), 2U);
+            for (std::size_t i = 0; i + 1 < line.size(); ++i) {
+                const Vec2d middle = (line[i] + line[i + 1]) * 0.5 - center;
+                const double radius = std::hypot(middle.x(), middle.y());
+                const Vec2d direction = middle * (1 / radius);
+                EXPECT_NEAR(radius,
+                            std::max(RadiusOf(stars.a, direction), RadiusOf(stars.b, direction)),
+                            close);
+            }
+        }
+    }
+    EXPECT_NEAR(LengthOf(ofA) + LengthOf(ofB), LengthAround(stars), 100 * close);
+}
+
 TEST(ClipOverlappedRegions, OfStarsWithExactContactsRayByRay)
 {
     Random random(31);
@@ -417,42 +456,55 @@ TEST(ClipOverlappedRegions, OfStarsWithExactContactsRayByRay)
         SCOPED_TRACE(round);
         const StarPair stars = RandomStars(random);
         const double far = round % 3 == 0 ? 1e6 : 0;
-        const double close = far == 0 ? 1e-9 : 1e-7;
-        const Polyline a = Moved(stars.a, {far, far});
-        const Polyline b = Moved(round % 2 == 0 ? stars.b : Reversed(stars.b), {far, far});
-        const double tol = round % 4 < 2 ? 1e-12 : 1e-8;
-        Loops ofA;
-        Loops ofB;
-        ASSERT_TRUE(ClipOverlappedRegions(a, b, ofA, ofB, tol));
-        const Loops common = KeepCommonRegions(a, b, tol);
-        for (int i = 0; i < 720; ++i) {
-            const double angle = 6.283185307179586 * (i + 0.1234) / 720;
-            const Vec2d direction(std::cos(angle), std::sin(angle));
-            const double radiusOfA = RadiusOf(stars.a, direction);
-            const double radiusOfB = RadiusOf(stars.b, direction);
-            const Vec2d place = Vec2d(far, far) + direction * std::max(radiusOfA, radiusOfB);
-            const bool isCommon = std::fabs(radiusOfA - radiusOfB) < close;
-            const bool isOfA = !isCommon && radiusOfA > radiusOfB;
-            EXPECT_EQ(DistanceToLines(ofA, place) < close, isOfA) << angle;
-            EXPECT_EQ(DistanceToLines(ofB, place) < close, !isOfA) << angle;
-            EXPECT_EQ(DistanceToLines(common, place) < close, isCommon) << angle;
+        const Vec2d center(far, far);
+        ExpectPartedRayByRay(Moved(stars.a, center),
+                             Moved(round % 2 == 0 ? stars.b : Reversed(stars.b), center), center,
+                             round % 4 < 2 ? 1e-12 : 1e-8, far == 0 ? 1e-9 : 1e-7);
+    }
+}
+
+/// A body of turning: symmetric steps about the origin, as a tool, a holder or a bar has them.
+Polyline Steps(Random& random, double size, double angle)
+{
+    double width = size * (1 + random.Below(3));
+    double height = size;
+    Polyline line;
+    for (int step = 0; step < 3; ++step) {
+        line.push_back({width, height});
+        width -= size * 0.25 * (1 + random.Below(2));
+        if (width <= 0) {
+            break;
         }
-        // And nothing else: the middle of each edge is on the boundary.
-        for (const Loops* part : {&ofA, &ofB}) {
-            for (const Polyline& line : *part) {
-                EXPECT_GE(line.size(), 2U);
-                for (std::size_t i = 0; i + 1 < line.size(); ++i) {
-                    const Vec2d middle = (line[i] + line[i + 1]) * 0.5 - Vec2d(far, far);
-                    const double radius = std::hypot(middle.x(), middle.y());
-                    const Vec2d direction = middle * (1 / radius);
-                    EXPECT_NEAR(
-                        radius,
-                        std::max(RadiusOf(stars.a, direction), RadiusOf(stars.b, direction)),
-                        close);
-                }
-            }
+        line.push_back({width, height});
+        height += size * 0.5 * random.Below(3);
+        if (random.Below(2) == 0) {
+            line.push_back({width - 0.2 * size, height}); // a chamfer
+            break;
         }
-        EXPECT_NEAR(LengthOf(ofA) + LengthOf(ofB), LengthAround(stars), 100 * close);
+    }
+    line.push_back({-size, line.back().y()});
+    line.push_back({-size, -size});
+    line.push_back({line.front().x(), -size});
+    line.push_back(line.front());
+    return Turned(line, angle);
+}
+
+TEST(ClipOverlappedRegions, OfToolAndHolderRayByRay)
+{
+    // The sum of two stars about their origins is one again. The loops come calculated, so that
+    // places they have in common differ by their rounding.
+    Random random(8);
+    for (int round = 0; round < 40; ++round) {
+        SCOPED_TRACE(round);
+        const double angle = round % 2 == 0 ? 0 : 0.37 * round;
+        const double far = round % 4 < 2 ? 0 : 1e6;
+        const Vec2d center(far, -far);
+        const Polyline tool = Steps(random, 1, angle);
+        const Polyline holder = Steps(random, round % 5 == 0 ? 1 : 0.75, angle);
+        const Polyline bar = Moved(Steps(random, 4, angle), center);
+        const Polyline ofTool = OuterOffsetLoop(tool, bar, 1e-12);
+        const Polyline ofHolder = OuterOffsetLoop(holder, bar, 1e-12);
+        ExpectPartedRayByRay(ofTool, ofHolder, center, 1e-12, far == 0 ? 1e-9 : 1e-7);
     }
 }
 
