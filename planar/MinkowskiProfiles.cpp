@@ -11,6 +11,7 @@
 #include "planar/SegmentOverlapTree_Impl.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <iterator>
@@ -199,18 +200,39 @@ Segments WithoutRepeats(const Segments& pieces, double floor)
     return result;
 }
 
+/// By how much the ends of a piece may be off the segments under it: at large coordinates a cut is
+/// off by more than the floor.
+double BearableOn(const Segment& piece, double floor) { return std::max(floor, RoundingOn(piece)); }
+
+/// Pieces that can be stretches, each once: `CutAtIntersections` gives the same bits to pieces that
+/// lie on each other, and outlines that run to and fro a thousand times would be searched for a
+/// thousand times.
+Segments DistinctPieces(const Segments& pieces, double floor)
+{
+    std::set<std::array<double, 4>> seen;
+    Segments result;
+    for (const Segment& piece : pieces) {
+        if (!Math::Impl::IsUsable(piece.start) || !Math::Impl::IsUsable(piece.end) ||
+            !(Vector::Length(piece.end - piece.start) > BearableOn(piece, floor))) {
+            continue;
+        }
+        const std::array<double, 2> start{piece.start.x(), piece.start.y()};
+        const std::array<double, 2> end{piece.end.x(), piece.end.y()};
+        const auto [low, high] = std::minmax(start, end);
+        if (seen.insert({low[0], low[1], high[0], high[1]}).second) {
+            result.push_back(piece);
+        }
+    }
+    return result;
+}
+
 Loops<double> CommonStretches(const CutPair& pair, double floor)
 {
     Segments common;
     double widest = floor;
-    for (const Segment& piece : pair.pieces) {
-        if (!Math::Impl::IsUsable(piece.start) || !Math::Impl::IsUsable(piece.end)) {
-            continue;
-        }
-        // At large coordinates a cut is off its segment by more than the floor.
-        const double bearable = std::max(floor, RoundingOn(piece));
-        if (Vector::Length(piece.end - piece.start) > bearable &&
-            Holds(pair.treeOfA, piece, bearable) && Holds(pair.treeOfB, piece, bearable)) {
+    for (const Segment& piece : DistinctPieces(pair.pieces, floor)) {
+        const double bearable = BearableOn(piece, floor);
+        if (Holds(pair.treeOfA, piece, bearable) && Holds(pair.treeOfB, piece, bearable)) {
             common.push_back(piece);
             widest = std::max(widest, bearable);
         }
@@ -230,6 +252,8 @@ public:
     {
         Vector::FilterForUniqueness(points_, tol_);
     }
+
+    const Polyline& Points() const { return points_; }
 
     bool Has(const Vec2d& point) const
     {
@@ -264,8 +288,8 @@ struct Boundary {
 
 /// Points at which the outlines are together: common stretches, common vertices, vertices of one on
 /// the other.
-Polyline CommonPoints(const Polyline& a, const Polyline& b, const CutPair& pair, double tol,
-                      double floor)
+Polyline CommonPoints(const Polyline& a, const Polyline& b, const PointSet& ofA,
+                      const PointSet& ofB, const CutPair& pair, double tol, double floor)
 {
     Polyline points;
     for (const Polyline& stretch : CommonStretches(pair, floor)) {
@@ -276,10 +300,13 @@ Polyline CommonPoints(const Polyline& a, const Polyline& b, const CutPair& pair,
             points.push_back((node.polyline == 0 ? a : b)[static_cast<std::size_t>(node.node)]);
         }
     }
-    std::copy_if(a.begin(), a.end(), std::back_inserter(points),
-                 [&](const Vec2d& point) { return IsOn(pair.treeOfB, point, tol); });
-    std::copy_if(b.begin(), b.end(), std::back_inserter(points),
-                 [&](const Vec2d& point) { return IsOn(pair.treeOfA, point, tol); });
+    const auto appendTouching = [&](const PointSet& vertices,
+                                    const SegmentOverlapTree<double>& tree) {
+        std::copy_if(vertices.Points().begin(), vertices.Points().end(), std::back_inserter(points),
+                     [&](const Vec2d& point) { return IsOn(tree, point, tol); });
+    };
+    appendTouching(ofA, pair.treeOfB);
+    appendTouching(ofB, pair.treeOfA);
     return points;
 }
 
@@ -401,7 +428,7 @@ Boundary Labeled(const Polyline& loop, bool isClosed, const Polyline& a, const P
 {
     const PointSet ofA(a, tol);
     const PointSet ofB(b, tol);
-    const PointSet common(CommonPoints(a, b, pair, tol, floor), tol);
+    const PointSet common(CommonPoints(a, b, ofA, ofB, pair, tol, floor), tol);
     const auto labelOf = [&](const Vec2d& point) -> int {
         const bool isOfA = ofA.Has(point);
         return common.Has(point) || isOfA == ofB.Has(point) ? kTransition : isOfA ? kOfA : kOfB;
