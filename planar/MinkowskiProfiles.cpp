@@ -324,14 +324,14 @@ void SmoothLabels(std::vector<int>& labels, bool isClosed)
         }
     };
     for (std::size_t i = 0; i + (isClosed ? 0 : 1) < n; ++i) {
-        if (labels[i] != kTransition) {
-            continue;
+        const int before = labels[(i + n - 1) % n];
+        if (labels[i] != kTransition || before == kTransition) {
+            continue; // a run is dealt with at its first point
         }
         std::size_t next = i + 1;
         while (labels[next % n] == kTransition) {
             ++next;
         }
-        const int before = labels[(i + n - 1) % n];
         const int behind = labels[next % n];
         const std::size_t further = next - i - 1;
         if (before == kOfA && behind == kOfB) {
