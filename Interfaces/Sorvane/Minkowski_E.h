@@ -72,8 +72,8 @@ std::vector<std::vector<VecBase<2, T>>>
 ContractArea(const std::vector<VecBase<2, T>>& tool, const std::vector<VecBase<2, T>>& outer,
              const std::vector<std::vector<VecBase<2, T>>>& holes, T* resolution);
 
-/// Dilation, then contraction: with one symmetric tool for both, gaps and notches that the tool can't enter are
-/// closed. `resolution` receives the sum of both.
+/// Dilation, then contraction: with one symmetric tool for both, or an asymmetric one and its reflection through
+/// the origin, gaps and notches that the tool can't enter are closed. `resolution` receives the sum of both.
 template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 MinkowskiFilterMultipleAreas(const std::vector<VecBase<2, T>>& dilatingTool,
