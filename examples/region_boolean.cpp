@@ -92,6 +92,20 @@ struct Box {
     double Size() const { return std::max(high.x() - low.x(), high.y() - low.y()); }
 };
 
+/// What is not in `b`, as far as a frame around both. What `a` has in common with `b` is `a` without it. (To take from
+/// `a` what is left of it without `b` would leave slivers along its edges, as these are cut and rounded on the way.)
+Loops Outside(const Loops& a, const Loops& b)
+{
+    Loops both = a;
+    both.insert(both.end(), b.begin(), b.end());
+    const Box box(both);
+    const Vec2d margin(0.01 * box.Size(), 0.01 * box.Size());
+    const Vec2d low = box.low - margin;
+    const Vec2d high = box.high + margin;
+    return Planar::Difference<double>({{low, {high.x(), low.y()}, high, {low.x(), high.y()}}}, b,
+                                      nullptr);
+}
+
 /// Where the tool is put down: along each path, in steps no longer than `step`.
 std::vector<Vec2d> Positions(const Loops& paths, double step)
 {
@@ -187,10 +201,8 @@ int main(int argc, char** argv)
         both.insert(both.end(), second.begin(), second.end());
         result = Planar::Union(both, &resolution);
     } else {
-        result = Planar::Difference(*a, *b, &resolution);
-        if (operation == "intersection") {
-            result = Planar::Difference(*a, result, &resolution);
-        }
+        const Loops taken = operation == "difference" ? *b : Outside(*a, *b);
+        result = Planar::Difference(*a, taken, &resolution);
     }
     std::printf("%s: %zu loops, area %.9g\n", operation.c_str(), result.size(), AreaOf(result));
     if (!isSweep) {

@@ -250,8 +250,8 @@ TEST(BufferredUnion, AStreamOfSmallLoopsCoversWhatTheyCover)
     EXPECT_EQ(WindingNumber(region, 20, 9.8), 0);
 }
 
-// A hundred thousand loops of a band that turns in circles: what is held between batches is the band's outline and one
-// interval, told by what a copy of the object allocates.
+// A hundred thousand loops of a tool that goes round and round: what is held between batches is the outline of the ring
+// and one interval, told by what a copy of the object allocates.
 TEST(BufferredUnion, AStreamOfAHundredThousandLoopsHoldsWhatItsUnionNeeds)
 {
     constexpr int kBatch = 100;
@@ -261,7 +261,7 @@ TEST(BufferredUnion, AStreamOfAHundredThousandLoopsHoldsWhatItsUnionNeeds)
     Loops batch;
     std::size_t most = 0;
     for (int i = 0; i < steps; ++i) {
-        const double angle = 0.0137 * i;
+        const double angle = 0.0157079633 * (i % 400);
         const double x = 10 * std::cos(angle);
         const double y = 10 * std::sin(angle);
         batch.push_back(Rectangle(x - 0.5, y - 0.5, x + 0.5, y + 0.5));
