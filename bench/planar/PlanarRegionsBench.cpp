@@ -2,7 +2,7 @@
 
 #include <Sorvane/PlanarRegions_E.h>
 
-#include "tests/support/Random.h"
+#include "bench/support/OverlappingStars.h"
 
 #include <benchmark/benchmark.h>
 
@@ -20,23 +20,6 @@ using Loops = std::vector<std::vector<Vec2d>>;
 std::vector<Vec2d> Square(double x, double y, double size)
 {
     return {{x, y}, {x + size, y}, {x + size, y + size}, {x, y + size}, {x, y}};
-}
-
-Loops Overlapping(int count)
-{
-    Support::Random random(1);
-    const double size = std::sqrt(count);
-    Loops loops(static_cast<std::size_t>(count));
-    for (auto& loop : loops) {
-        const Vec2d center(random.Between(0, size), random.Between(0, size));
-        const double radius = random.Between(0.5, 1.5);
-        for (int k = 0; k < 12; ++k) {
-            const double angle = kTwoPi<double> * k / 12;
-            const double reach = radius * (k % 2 == 0 ? 1 : 0.6);
-            loop.push_back(center + Vec2d(std::cos(angle), std::sin(angle)) * reach);
-        }
-    }
-    return loops;
 }
 
 Loops Disjoint(int count)
@@ -114,7 +97,7 @@ void BM_Union(benchmark::State& state, Loops (*make)(int))
         benchmark::DoNotOptimize(Union<double>(loops, nullptr));
     }
 }
-BENCHMARK_CAPTURE(BM_Union, Overlapping, Overlapping)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Union, Overlapping, Support::OverlappingStars)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Union, Disjoint, Disjoint)->Arg(30000)->Arg(130000)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Union, Nested, Nested)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Union, Checkerboard, Checkerboard)->Arg(5000)->Arg(45000)->Unit(benchmark::kMillisecond);
