@@ -9,7 +9,7 @@
 // the picture can't be written, 2 wrong use.
 
 #include "Arguments.h"
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/ChainBreaking_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
