@@ -390,6 +390,16 @@ TEST(SvgWriter, SizesStayWithinWhatCanBeShown)
     EXPECT_LT(SizeOf(writer.Text()).x(), 1200);
 }
 
+// A path of no visible length is left out, and what is relative begins where a loop began.
+TEST(SvgWriter, WhatIsTooSmallToSeeIsLeftOut)
+{
+    SvgWriter writer(100);
+    writer.AddPolyline({{0, 0}, {1e-9, 0}, {0, 1e-9}}, {});
+    writer.AddRegion({{{0, 0}, {4, 0}, {4, 4}}, {{1, 1}, {2, 1}, {2, 2}}}, {});
+    EXPECT_EQ(Paths(writer.Text()),
+              (std::vector<std::string>{"M14 114L114 114L114 14zM39 89L64 89L64 64z"}));
+}
+
 // Round ends would fill the gaps of wide dashes.
 TEST(SvgWriter, DashesHaveFlatEnds)
 {
