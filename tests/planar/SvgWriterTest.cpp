@@ -265,6 +265,7 @@ TEST(SvgWriter, SmoothTrianglesOfOneShadeAreOnePath)
     EXPECT_EQ(Count(text, "fill=\"#c8c8c8\" stroke=\"#c8c8c8\""), 1);
     EXPECT_EQ(Count(text, "fill=\"#"), 2);
     EXPECT_EQ(Count(text, "stroke=\"#"), 2);
+    EXPECT_EQ(Count(text, "stroke=\"#c8c8c8\""), 1);
 }
 
 TEST(SvgWriter, ViewsSideBySide)
@@ -390,6 +391,16 @@ TEST(SvgWriter, SizesStayWithinWhatCanBeShown)
     EXPECT_LT(SizeOf(writer.Text()).x(), 1200);
 }
 
+// A path of no visible length is left out; a second loop begins where it is.
+TEST(SvgWriter, WhatIsTooSmallToSeeIsLeftOut)
+{
+    SvgWriter writer(100);
+    writer.AddPolyline({{0, 0}, {1e-9, 0}, {0, 1e-9}}, {});
+    writer.AddRegion({{{0, 0}, {4, 0}, {4, 4}}, {{1, 1}, {2, 1}, {2, 2}}}, {});
+    EXPECT_EQ(Paths(writer.Text()),
+              (std::vector<std::string>{"M14 114L114 114L114 14zM39 89L64 89L64 64z"}));
+}
+
 // Round ends would fill the gaps of wide dashes.
 TEST(SvgWriter, DashesHaveFlatEnds)
 {
@@ -414,18 +425,21 @@ TEST(SvgWriter, NeighborsOfOneStyleShareIt)
     SvgStyle clear = Style("red", "tan");
     clear.opacity = 0.5;
     SvgWriter writer(100);
-    for (const SvgStyle& style : {Style("red", "none"), Style("red", "tan"), wide, wide, clear,
-                                  Style("tan", "tan"), Style("red", "tan")}) {
+    SvgStyle dashed = Style("red", "tan");
+    dashed.isDashed = true;
+    for (const SvgStyle& style : {Style("red", "none"), Style("red", "tan"), clear, wide, wide,
+                                  Style("tan", "tan"), Style("red", "tan"), dashed}) {
         writer.AddPolyline({{0, 0}, {4, 0}}, style);
     }
     const std::string text = writer.Text();
     EXPECT_EQ(Count(text, "<g"), 2);
     EXPECT_EQ(Count(text, "</g>"), 2);
-    EXPECT_EQ(Count(text, "stroke=\"red\""), 4);
+    EXPECT_EQ(Count(text, "stroke=\"red\""), 5);
     EXPECT_EQ(Count(text, "stroke=\"tan\""), 1);
     EXPECT_EQ(Count(text, "stroke-width=\"9\""), 1);
     EXPECT_EQ(Count(text, "fill-opacity=\"0.5\""), 1);
-    EXPECT_EQ(Paths(text).size(), 7U);
+    EXPECT_EQ(Count(text, "stroke-dasharray"), 1);
+    EXPECT_EQ(Paths(text).size(), 8U);
 }
 
 TEST(SvgWriter, BadInputIsLeftOut)
