@@ -5,7 +5,7 @@
 //
 // Exit codes: 0 done, 1 the picture can't be written, 2 wrong use.
 
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/Minkowski_E.h>
 #include <Sorvane/SvgWriter_E.h>
@@ -150,6 +150,5 @@ int main(int argc, char** argv)
         return 2;
     }
     const Drawing::SvgWriter picture = isPlate ? DrawPlate() : DrawTurning();
-    std::fputs(picture.Text().c_str(), stdout);
-    return FinishStandardOutput();
+    return PrintPicture(picture);
 }
