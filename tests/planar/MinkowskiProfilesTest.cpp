@@ -208,7 +208,12 @@ TEST(OuterOffsetLoop, OfShapesOnALattice)
         const Polyline a = Turned(staircase(1 + round % 3), angle);
         const Polyline b =
             Turned(staircase(2 + round % 5), angle + (round % 3 == 0 ? kPi<double> : 0));
-        ExpectOuterLoop(a, b, OuterOffsetLoop(a, b, 1e-12), 1e-9, random);
+        // Far away the sums that meet differ by their rounding.
+        for (const double far : {0.0, 1e6}) {
+            const Polyline moved = Moved(b, {far / 3, -far});
+            ExpectOuterLoop(a, moved, OuterOffsetLoop(a, moved, 1e-12), far == 0 ? 1e-9 : 1e-7,
+                            random);
+        }
     }
 }
 
@@ -552,6 +557,39 @@ TEST(ClipOverlappedRegions, AStretchOfBothIsOfTheSecond)
         ClipOverlappedRegions(Rectangle(0, 0, 4, 4), Rectangle(2, 0, 6, 2), ofA, ofB, 1e-9));
     EXPECT_NEAR(LengthOf(ofA) + LengthOf(ofB), 4 + 4 + 2 + 2 + 2 + 6, 1e-9);
     EXPECT_NEAR(LengthOf(ofA), 2 + 4 + 4 + 2, 1e-9);
+}
+
+TEST(ClipOverlappedRegions, AStretchOfBothJoinsTheSecondInOnePolyline)
+{
+    const auto expectParts = [](const Polyline& a, const Polyline& b, const Loops& expectedOfA,
+                                const Loops& expectedOfB) {
+        Loops ofA;
+        Loops ofB;
+        EXPECT_TRUE(ClipOverlappedRegions(a, b, ofA, ofB, 1e-9));
+        EXPECT_TRUE(ofA == expectedOfA);
+        EXPECT_TRUE(ofB == expectedOfB);
+    };
+    // From A through what is common, with two corners within, into B; and the other way round.
+    const Polyline square = Rectangle(0, 0, 4, 4);
+    expectParts(square, {{1, 0}, {2, 0}, {3, 0}, {6, 0}, {6, 2}, {1, 2}, {1, 0}},
+                {{{4, 2}, {4, 4}, {0, 4}, {0, 0}, {1, 0}}},
+                {{{1, 0}, {2, 0}, {3, 0}, {4, 0}, {6, 0}, {6, 2}, {4, 2}}});
+    expectParts(square, {{3, 0}, {3, 2}, {-2, 2}, {-2, 0}, {1, 0}, {2, 0}, {3, 0}},
+                {{{3, 0}, {4, 0}, {4, 4}, {0, 4}, {0, 2}}},
+                {{{0, 2}, {-2, 2}, {-2, 0}, {0, 0}, {1, 0}, {2, 0}, {3, 0}}});
+    // Within A, with corners and without.
+    expectParts(Rectangle(0, 0, 9, 4), {{2, 0}, {3, 0}, {4, 0}, {5, 0}, {5, 1}, {2, 1}, {2, 0}},
+                {{{5, 0}, {9, 0}, {9, 4}, {0, 4}, {0, 0}, {2, 0}}},
+                {{{2, 0}, {3, 0}, {4, 0}, {5, 0}}});
+    expectParts(Rectangle(0, 0, 9, 4), Rectangle(2, 0, 5, 1),
+                {{{5, 0}, {9, 0}, {9, 4}, {0, 4}, {0, 0}, {2, 0}}}, {{{2, 0}, {5, 0}}});
+    // Within B nothing parts it.
+    expectParts({{2, 0}, {3, 0}, {5, 0}, {5, 1}, {2, 1}, {2, 0}}, Rectangle(0, 0, 9, 4), {},
+                {{{0, 0}, {2, 0}, {3, 0}, {5, 0}, {9, 0}, {9, 4}, {0, 4}, {0, 0}}});
+    // Over the seam of the walk, which begins at the lowest corner.
+    expectParts({{0, 0}, {1, 0}, {2, 0}, {2, 4}, {-2, 4}, {-2, 0}, {-1, 0}, {0, 0}},
+                {{-1, 0}, {0, 0}, {1, 0}, {1, 2}, {-1, 2}, {-1, 0}},
+                {{{1, 0}, {2, 0}, {2, 4}, {-2, 4}, {-2, 0}, {-1, 0}}}, {{{-1, 0}, {0, 0}, {1, 0}}});
 }
 
 TEST(ClipOverlappedRegions, AVertexOnAnEdgeOfTheOtherEndsAStretch)
