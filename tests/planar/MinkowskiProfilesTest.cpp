@@ -312,6 +312,14 @@ TEST(KeepCommonRegions, WhatIsBesideByMoreThanTheFloorIsNotCommon)
     }
 }
 
+TEST(KeepCommonRegions, CornersThatDifferByLessThanTheFloorAreOne)
+{
+    const Polyline a{{0, 0}, {10, 0}, {10, 5}};
+    const Loops common = KeepCommonRegions(a, Moved(a, {4e-13, -4e-13}), 1e-12);
+    ASSERT_EQ(common.size(), 1U);
+    EXPECT_TRUE(common[0] == a);
+}
+
 TEST(KeepCommonRegions, PiecesShorterThanTheToleranceAreKept)
 {
     Polyline fine;

@@ -260,6 +260,9 @@ TEST(Dilation, TakesLoopsOfManyAreasAsTheyRun)
     open.pop_back();
     const Polyline turned{kSquareTool[2], kSquareTool[3], kSquareTool[0], kSquareTool[1]};
     EXPECT_NEAR(AreaUnder(DilateMultipleAreas<double>(turned, {open}, nullptr)), 144 - 16, 1e-6);
+    // With a first point to the left the copy covers what the missing edge would have swept.
+    const Polyline left{kSquareTool[3], kSquareTool[0], kSquareTool[1], kSquareTool[2]};
+    EXPECT_NEAR(AreaUnder(DilateMultipleAreas<double>(left, {open}, nullptr)), 144, 1e-6);
 }
 
 TEST(Dilation, OfAClockwiseToolIsNotASum)
