@@ -5,6 +5,7 @@
 #include <Sorvane/Minkowski_E.h>
 
 #include "tests/planar/RegionSupport.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -707,6 +708,30 @@ TYPED_TEST(ProfilesOf, FloatsAndDoublesGiveTheSame)
     const auto loop =
         OuterOffsetLoop<T>(Rectangle<T>(0, 0, 1, 1), Rectangle<T>(0, 0, 2, 2), T(1e-6));
     EXPECT_NEAR(AreaUnder<T>({loop}), 9, 1e-6);
+}
+
+TEST(ClipOverlappedRegions, WithoutMemoryBothPartsStayAsTheyWere)
+{
+    struct Parts {
+        Loops ofA{{{1, 2}}};
+        Loops ofB{{{3, 4}}};
+    };
+    const Polyline a = Rectangle(0, 0, 4, 4);
+    const Polyline b = Rectangle(2, 2, 6, 6);
+    const std::size_t failures = FailEachAllocationOfEither(
+        [] { return Parts{}; },
+        [&](Parts& parts) { ClipOverlappedRegions(a, b, parts.ofA, parts.ofB, 1e-9); },
+        [&](const Parts& parts, bool hasThrown) {
+            if (hasThrown) {
+                EXPECT_TRUE(parts.ofA == Parts{}.ofA && parts.ofB == Parts{}.ofB);
+            } else {
+                EXPECT_NEAR(LengthOf(parts.ofA), 12, 1e-9);
+                EXPECT_NEAR(LengthOf(parts.ofB), 12, 1e-9);
+            }
+        });
+    EXPECT_GT(failures, 8U);
+    EXPECT_GT(FailEachAllocationOfResult([&] { return KeepCommonRegions(a, a, 1e-9); }), 8U);
+    EXPECT_GT(FailEachAllocationOfResult([&] { return OuterOffsetLoop(a, b, 1e-9); }), 8U);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <Sorvane/Minkowski_E.h>
 
 #include "tests/planar/RegionSupport.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -455,6 +456,23 @@ TEST(Dilation, RepeatedPointsAndSignsOfZeroChangeNothing)
     EXPECT_NEAR(AreaUnder(DilatePaths<double>({{-0.0, 0.0}, {2, 0}, {0.0, 2}}, {{{0, 0}, {0, -3}}},
                                               nullptr)),
                 2 + 6, 1e-6);
+}
+
+TEST(Dilation, PassesTheExceptionOn)
+{
+    const Loops area{Rectangle(0, 0, 4, 4)};
+    const Polyline path{{0, 0}, {3, 1}};
+    EXPECT_GT(FailEachAllocationOfResult(
+                  [&] { return DilatePaths<double>(kSquareTool, {path}, nullptr); }),
+              8U);
+    EXPECT_GT(FailEachAllocationOfResult(
+                  [&] { return ContractArea<double>(kSquareTool, area[0], {}, nullptr); }),
+              8U);
+    EXPECT_GT(FailEachAllocationOfResult([&] {
+                  return MinkowskiFilterMultipleAreas<double>(kSquareTool, kSquareTool, area,
+                                                              nullptr);
+              }),
+              8U);
 }
 
 } // namespace
