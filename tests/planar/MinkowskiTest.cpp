@@ -357,6 +357,14 @@ double Extent(const Polyline& line, int axis)
     return (*high)[axis] - (*low)[axis];
 }
 
+TEST(Contraction, TellsTheGridOfItsFrame)
+{
+    double resolution = 0;
+    ContractArea(kSquareTool, Rectangle(0, 0, 10, 8), {}, &resolution);
+    // The longer side, the diagonal of the tool on both ends, and what the frame grows by.
+    EXPECT_NEAR(resolution, std::sqrt(8.0) * (10 + 2 * std::sqrt(8.0) + 2) * 0x1p-30, 1e-16);
+}
+
 TEST(Contraction, ByToolsOfLittleExtent)
 {
     const Polyline lShape{{0, 0}, {10, 0}, {10, 4}, {4, 4}, {4, 10}, {0, 10}, {0, 0}};
