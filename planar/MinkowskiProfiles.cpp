@@ -501,13 +501,15 @@ bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a, const std::vecto
                            std::vector<std::vector<VecBase<2, T>>>& aPart,
                            std::vector<std::vector<VecBase<2, T>>>& bPart, T tol)
 {
-    // Into results of their own: an input may be an element of an output.
+    // Into results of their own: an input may be an element of an output, and memory may run out.
     Loops<double> ofA;
     Loops<double> ofB;
     const bool isClosed =
         Clip(WidenedLoop(a), WidenedLoop(b), ofA, ofB, static_cast<double>(tol), kLengthFloor<T>);
-    aPart = NarrowedLoops<T>(ofA);
-    bPart = NarrowedLoops<T>(ofB);
+    auto narrowedOfA = NarrowedLoops<T>(ofA);
+    auto narrowedOfB = NarrowedLoops<T>(ofB);
+    aPart = std::move(narrowedOfA);
+    bPart = std::move(narrowedOfB);
     return isClosed;
 }
 

@@ -12,7 +12,9 @@
 // in `float`); tools and areas may touch and cross themselves as far as winding numbers bear it
 // (`PlanarRegions_E.h` tells how they count).
 //
-// `resolution` may be null and receives the accuracy of the grid of the last union, 0 when there was none.
+// `resolution` may be null and receives the accuracy of the grid of the last union, 0 when there was none: sqrt(8)
+// times the longer side of the box of tool plus paths or areas, times 2^-30. Tool and paths are rounded to that grid
+// each by itself, so that their sums are exact.
 // Paths and areas with a point that is not finite are passed over; a tool with one gives nothing. `float` is
 // calculated in `double` and rounded at the end. All are pure functions.
 #pragma once
