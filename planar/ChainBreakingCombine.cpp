@@ -15,8 +15,10 @@
 #include "planar/ChainElement_Impl.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <utility>
 
@@ -167,7 +169,11 @@ ArcSegBase<T> Reversed(ArcSegBase<T> element)
 template <class T>
 class GrowingChain {
 public:
-    explicit GrowingChain(T tolerance) : tolerance_(tolerance) {}
+    /// `reach`: what fits nowhere within the tolerance may bridge a gap of that size.
+    GrowingChain(T tolerance, double reach)
+        : tolerance_(tolerance), reach_(std::max(static_cast<double>(tolerance), reach))
+    {
+    }
 
     /// Appends the element, which ends at `end`, where and how it fits, or leaves it out.
     void Add(const ArcSegBase<T>& element, const VecBase<2, T>& end)
@@ -177,24 +183,28 @@ public:
             front_ = end;
             return;
         }
-        if (AppendAtFront(element, end)) {
+        const auto tolerance = static_cast<double>(tolerance_);
+        if (AppendAtFront(element, end, tolerance)) {
             return;
         }
         const ArcSegBase<T> turned = Reversed(element);
         const VecBase<2, T> turnedEnd = turned.EndPoint();
-        if (AppendAtFront(turned, turnedEnd)) {
+        if (AppendAtFront(turned, turnedEnd, tolerance)) {
             return;
         }
         Turn();
-        if (!AppendAtFront(element, end) && !AppendAtFront(turned, turnedEnd)) {
-            Turn();
+        if (AppendAtFront(element, end, tolerance) || AppendAtFront(turned, turnedEnd, tolerance)) {
+            return;
+        }
+        Turn();
+        if (reach_ > tolerance && !AppendAtFront(element, end, reach_)) {
+            AppendAtFront(turned, turnedEnd, reach_);
         }
     }
 
     PolyArcSegBase<T> Finished() const
     {
         PolyArcSegBase<T> chain;
-        chain.tolerance = tolerance_;
         chain.elements.reserve(ahead_.size() + behind_.size());
         const auto put = [&](const Placed& placed) {
             chain.elements.push_back(placed.isTurned == isTurned_ ? placed.element
@@ -204,6 +214,15 @@ public:
         const auto& front = isTurned_ ? behind_ : ahead_;
         std::for_each(back.rbegin(), back.rend(), put);
         std::for_each(front.begin(), front.end(), put);
+        double widest = widestGap_;
+        if (reach_ > static_cast<double>(tolerance_)) {
+            const double gap = Distance(chain.elements.front().StartPoint(), front_);
+            widest = gap <= reach_ ? std::max(widest, gap) : widest;
+        }
+        chain.tolerance =
+            widest > static_cast<double>(tolerance_)
+                ? std::nextafter(static_cast<T>(widest), std::numeric_limits<T>::infinity())
+                : tolerance_;
         return chain;
     }
 
@@ -225,30 +244,33 @@ private:
     }
 
     /// By the rules of `AppendSegment` and `AppendArc`.
-    bool AppendAtFront(const ArcSegBase<T>& element, const VecBase<2, T>& end)
+    bool AppendAtFront(const ArcSegBase<T>& element, const VecBase<2, T>& end, double reach)
     {
         const double gap = Distance(element.StartPoint(), front_);
-        const bool isNear = gap <= static_cast<double>(tolerance_);
+        const bool isNear = gap <= reach;
         if (!isNear && !(gap <= RoundingAt<T>(SizeOf(element)))) {
             return false;
         }
         const SegBase<T>* const segment = element.AsSegment();
         if (segment != nullptr) {
-            const double reach =
+            const double shortest =
                 std::max(static_cast<double>(tolerance_), RoundingAt<T>(SizeOf(element)));
-            if (!(Distance(end, front_) > reach)) {
+            if (!(Distance(end, front_) > shortest)) {
                 return false;
             }
             (isTurned_ ? behind_ : ahead_)
                 .push_back({ArcSegBase<T>(SegBase<T>{front_, end}), isTurned_});
         } else {
             (isTurned_ ? behind_ : ahead_).push_back({element, isTurned_});
+            widestGap_ = std::max(widestGap_, isNear ? gap : 0.0);
         }
         front_ = end;
         return true;
     }
 
     T tolerance_;
+    double reach_;
+    double widestGap_ = 0.0;     // of those that are left before arcs
     std::vector<Placed> ahead_;  // from the first element on, in the direction it was given
     std::vector<Placed> behind_; // away from it, the other way
     bool isTurned_ = false;
@@ -280,18 +302,19 @@ std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
 
 template <class T>
 std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
-                                                     const std::vector<VecBase<2, T>>& ends, T tol)
+                                                     const std::vector<VecBase<2, T>>& ends, T tol,
+                                                     double reach)
 {
-    const T reach = AtLeastZero(tol);
-    if (!Math::Impl::IsFinite(reach)) {
+    const T tolerance = AtLeastZero(tol);
+    if (!Math::Impl::IsFinite(tolerance)) {
         return {}; // all ends are one vertex
     }
-    VertexNumbers<T> vertices(2 * elements.size(), reach);
+    VertexNumbers<T> vertices(2 * elements.size(), tolerance);
     const std::vector<Link> links = LinksOf(elements, ends, vertices);
     VertexGraph graph(links, vertices.Count(), elements.size());
     std::vector<PolyArcSegBase<T>> chains;
     for (int start = graph.NextStart(); start >= 0; start = graph.NextStart()) {
-        GrowingChain<T> chain(reach);
+        GrowingChain<T> chain(tolerance, reach);
         graph.Walk(start, [&](int number) {
             const auto i = static_cast<std::size_t>(number);
             chain.Add(elements[i], ends[i]);
@@ -309,14 +332,14 @@ std::vector<PolyArcSegBase<T>> CombineArcsSegs(const std::vector<ArcSegBase<T>>&
     for (const ArcSegBase<T>& element : elements) {
         ends.push_back(element.EndPoint());
     }
-    return Impl::CombineWithEnds(elements, ends, tol);
+    return Impl::CombineWithEnds(elements, ends, tol, 0.0);
 }
 
 // clang-format off
 template std::vector<PolyArcSegBase<float>>  CombineArcsSegs(const std::vector<ArcSegBase<float>>&,  float);
 template std::vector<PolyArcSegBase<double>> CombineArcsSegs(const std::vector<ArcSegBase<double>>&, double);
-template std::vector<PolyArcSegBase<float>>  Impl::CombineWithEnds(const std::vector<ArcSegBase<float>>&,  const std::vector<VecBase<2, float>>&,  float);
-template std::vector<PolyArcSegBase<double>> Impl::CombineWithEnds(const std::vector<ArcSegBase<double>>&, const std::vector<VecBase<2, double>>&, double);
+template std::vector<PolyArcSegBase<float>>  Impl::CombineWithEnds(const std::vector<ArcSegBase<float>>&,  const std::vector<VecBase<2, float>>&,  float,  double);
+template std::vector<PolyArcSegBase<double>> Impl::CombineWithEnds(const std::vector<ArcSegBase<double>>&, const std::vector<VecBase<2, double>>&, double, double);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar
