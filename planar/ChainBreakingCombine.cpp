@@ -169,9 +169,11 @@ ArcSegBase<T> Reversed(ArcSegBase<T> element)
 template <class T>
 class GrowingChain {
 public:
-    /// `reach`: what fits nowhere within the tolerance may bridge a gap of that size.
-    GrowingChain(T tolerance, double reach)
-        : tolerance_(tolerance), reach_(std::max(static_cast<double>(tolerance), reach))
+    /// `reach`: the tolerance, or the rounding of the coordinates where that is larger. What fits
+    /// nowhere within it may bridge a gap of the size of `bridge`.
+    GrowingChain(T tolerance, T reach, double bridge)
+        : tolerance_(tolerance), reach_(reach),
+          bridge_(std::max(static_cast<double>(reach), bridge))
     {
     }
 
@@ -183,25 +185,27 @@ public:
             front_ = end;
             return;
         }
-        const auto tolerance = static_cast<double>(tolerance_);
-        if (AppendAtFront(element, end, tolerance)) {
+        const double reach = reach_;
+        if (AppendAtFront(element, end, reach)) {
             return;
         }
         const ArcSegBase<T> turned = Reversed(element);
         const VecBase<2, T> turnedEnd = turned.EndPoint();
-        if (AppendAtFront(turned, turnedEnd, tolerance)) {
+        if (AppendAtFront(turned, turnedEnd, reach)) {
             return;
         }
         Turn();
-        if (AppendAtFront(element, end, tolerance) || AppendAtFront(turned, turnedEnd, tolerance)) {
+        if (AppendAtFront(element, end, reach) || AppendAtFront(turned, turnedEnd, reach)) {
             return;
         }
         Turn();
-        if (reach_ > tolerance && !AppendAtFront(element, end, reach_)) {
-            AppendAtFront(turned, turnedEnd, reach_);
+        if (bridge_ > reach) {
+            hasBridged_ = AppendAtFront(element, end, bridge_) ||
+                          AppendAtFront(turned, turnedEnd, bridge_) || hasBridged_;
         }
     }
 
+    /// Its tolerance is the one given, unless rounding or a bridge keeps joints farther apart.
     PolyArcSegBase<T> Finished() const
     {
         PolyArcSegBase<T> chain;
@@ -214,15 +218,7 @@ public:
         const auto& front = isTurned_ ? behind_ : ahead_;
         std::for_each(back.rbegin(), back.rend(), put);
         std::for_each(front.begin(), front.end(), put);
-        double widest = widestGap_;
-        if (reach_ > static_cast<double>(tolerance_)) {
-            const double gap = Distance(chain.elements.front().StartPoint(), front_);
-            widest = gap <= reach_ ? std::max(widest, gap) : widest;
-        }
-        chain.tolerance =
-            widest > static_cast<double>(tolerance_)
-                ? std::nextafter(static_cast<T>(widest), std::numeric_limits<T>::infinity())
-                : tolerance_;
+        chain.tolerance = ToleranceOf(chain.elements);
         return chain;
     }
 
@@ -246,31 +242,49 @@ private:
     /// By the rules of `AppendSegment` and `AppendArc`.
     bool AppendAtFront(const ArcSegBase<T>& element, const VecBase<2, T>& end, double reach)
     {
-        const double gap = Distance(element.StartPoint(), front_);
-        const bool isNear = gap <= reach;
-        if (!isNear && !(gap <= RoundingAt<T>(SizeOf(element)))) {
+        if (!(Distance(element.StartPoint(), front_) <= reach)) {
             return false;
         }
-        const SegBase<T>* const segment = element.AsSegment();
-        if (segment != nullptr) {
-            const double shortest =
-                std::max(static_cast<double>(tolerance_), RoundingAt<T>(SizeOf(element)));
-            if (!(Distance(end, front_) > shortest)) {
+        if (element.AsSegment() != nullptr) {
+            if (!(Distance(end, front_) > static_cast<double>(reach_))) {
                 return false;
             }
             (isTurned_ ? behind_ : ahead_)
                 .push_back({ArcSegBase<T>(SegBase<T>{front_, end}), isTurned_});
         } else {
             (isTurned_ ? behind_ : ahead_).push_back({element, isTurned_});
-            widestGap_ = std::max(widestGap_, isNear ? gap : 0.0);
         }
         front_ = end;
         return true;
     }
 
+    /// The tolerance that holds the joints together, the last one too where the chain closes.
+    T ToleranceOf(const std::vector<ArcSegBase<T>>& elements) const
+    {
+        const double closing = Distance(elements.front().StartPoint(), front_);
+        const bool isBridged =
+            hasBridged_ || (closing > static_cast<double>(reach_) && closing <= bridge_);
+        if (tolerance_ >= reach_ && !isBridged) {
+            return tolerance_;
+        }
+        double widest = 0.0;
+        for (std::size_t i = 0; i < elements.size(); ++i) {
+            const bool isLast = i + 1 == elements.size();
+            const double gap =
+                Distance(elements[i].EndPoint(), elements[isLast ? 0 : i + 1].StartPoint());
+            widest = std::max(widest, isLast && gap > bridge_ ? 0.0 : gap);
+        }
+        return widest > static_cast<double>(tolerance_)
+                   ? std::max(reach_, std::nextafter(static_cast<T>(widest), kLargest))
+                   : tolerance_;
+    }
+
+    static constexpr T kLargest = std::numeric_limits<T>::max();
+
     T tolerance_;
-    double reach_;
-    double widestGap_ = 0.0;     // of those that are left before arcs
+    T reach_;
+    double bridge_;
+    bool hasBridged_ = false;
     std::vector<Placed> ahead_;  // from the first element on, in the direction it was given
     std::vector<Placed> behind_; // away from it, the other way
     bool isTurned_ = false;
@@ -303,18 +317,19 @@ std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
 template <class T>
 std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
                                                      const std::vector<VecBase<2, T>>& ends, T tol,
-                                                     double reach)
+                                                     double bridge)
 {
     const T tolerance = AtLeastZero(tol);
-    if (!Math::Impl::IsFinite(tolerance)) {
+    const T reach = Reach(tol, elements);
+    if (!Math::Impl::IsFinite(reach)) {
         return {}; // all ends are one vertex
     }
-    VertexNumbers<T> vertices(2 * elements.size(), tolerance);
+    VertexNumbers<T> vertices(2 * elements.size(), reach);
     const std::vector<Link> links = LinksOf(elements, ends, vertices);
     VertexGraph graph(links, vertices.Count(), elements.size());
     std::vector<PolyArcSegBase<T>> chains;
     for (int start = graph.NextStart(); start >= 0; start = graph.NextStart()) {
-        GrowingChain<T> chain(tolerance, reach);
+        GrowingChain<T> chain(tolerance, reach, bridge);
         graph.Walk(start, [&](int number) {
             const auto i = static_cast<std::size_t>(number);
             chain.Add(elements[i], ends[i]);

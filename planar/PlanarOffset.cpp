@@ -38,7 +38,7 @@ constexpr double kTrimFloor = 1e-12;
 constexpr double kLinkFraction = 0.1;
 /// How far apart ends at one vertex may lie, in parts of that: each matches the vertex per
 /// coordinate, and an element may be missing between them that was no longer itself.
-constexpr double kLinkReach = 4.0;
+constexpr double kLinkBridge = 4.0;
 
 template <class T>
 using Chains = std::vector<PolyArcSegBase<T>>;
@@ -189,7 +189,7 @@ Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol)
     trim.AppendKept(raw.segments, segmentCount, hasOthers ? segments : raw.segments, kept);
     trim.AppendKept(raw.arcs, arcCount, hasOthers ? arcs : raw.arcs, kept);
     const double link = std::max({kLinkFraction * tol, 4 * source.JointGap(), rounding});
-    return PlacedChains<T>(CombineWithEnds(kept.elements, kept.ends, link, kLinkReach * link),
+    return PlacedChains<T>(CombineWithEnds(kept.elements, kept.ends, link, kLinkBridge * link),
                            source.Center());
 }
 
