@@ -5,6 +5,7 @@
 #include "planar/GridBoolean_Impl.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
@@ -18,12 +19,17 @@ struct RegionGrid {
     Vec2d origin;
     Vec2d extent;
 
-    /// Rounded toward zero. False for a point that has no grid numbers.
+    /// Rounded toward zero. False for a point that is not finite, or when the grid is not.
     bool Snap(const Vec2d& point, GridPoint& result) const
     {
+        if (!Math::Impl::IsFinite(point) || !Math::Impl::IsFinite(origin) ||
+            !Math::Impl::IsFinite(extent)) {
+            return false;
+        }
         for (int axis = 0; axis < 2; ++axis) {
+            // May be infinite for a point that is not: that is far outside, like many others.
             const double number = (point[axis] - origin[axis]) / extent[axis] * kCells;
-            if (!Math::Impl::IsFinite(number)) {
+            if (std::isnan(number)) {
                 return false;
             }
             result[axis] =

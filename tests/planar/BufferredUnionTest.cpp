@@ -156,7 +156,7 @@ TEST(BufferredUnion, PassesOverWhatIsNotFinite)
 
 TEST(BufferredUnion, IsInvalidOnceNumbersSpanTooMuch)
 {
-    for (const double far : {50.0, 1e6, 1e300}) {
+    for (const double far : {50.0, 1e6, 1e300, 1e306}) {
         BufferredUnion united({0, 0}, {10, 10}, 2);
         EXPECT_TRUE(united.Append(Loops{Rectangle(1, 1, 2, 2)}));
         EXPECT_FALSE(united.Append(Loops{Rectangle(1, 1, far, 2)}));
