@@ -12,8 +12,8 @@ namespace Velk::Math::Sorvane::Planar::Impl {
 /// 2^30 cells along each axis of a box.
 struct RegionGrid {
     static constexpr double kCells = 1073741824.0;
-    /// Grid numbers stay within this, which is far beyond `kLargestGridSpan`, and so do their differences within
-    /// 64 bits.
+    /// Grid numbers stay within this, which is far beyond `kLargestGridSpan`, and so do their
+    /// differences within 64 bits.
     static constexpr double kLargestNumber = 1099511627776.0;
 
     Vec2d origin;
@@ -43,8 +43,7 @@ struct RegionGrid {
     {
         Vec2d result;
         for (int axis = 0; axis < 2; ++axis) {
-            result[axis] =
-                static_cast<double>(point[axis]) / kCells * extent[axis] + origin[axis];
+            result[axis] = static_cast<double>(point[axis]) / kCells * extent[axis] + origin[axis];
         }
         return result;
     }

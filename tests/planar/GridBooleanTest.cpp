@@ -71,7 +71,8 @@ TEST(GridBoolean, AgreesWithTheLibrarysOwnSearchForCrossings)
 TEST(GridBoolean, RefusesSpansThatTheScanlineCannotBear)
 {
     for (const long long size : {kLargestGridSpan, kLargestGridSpan + 1}) {
-        const GridLoop square{{-5, -5}, {size - 5, -5}, {size - 5, size - 5}, {-5, size - 5}, {-5, -5}};
+        const GridLoop square{
+            {-5, -5}, {size - 5, -5}, {size - 5, size - 5}, {-5, size - 5}, {-5, -5}};
         std::vector<GridEdge> edges;
         AppendEdges({square}, 0, edges);
         std::vector<GridLoop> loops{{}};
