@@ -12,8 +12,9 @@ using GridPoint = VecBase<2, long long>;
 /// Closed by repeating its first point.
 using GridLoop = std::vector<GridPoint>;
 
-/// Largest difference of two coordinates on one axis that `GridEdges` takes. The scanline compares
-/// slopes by 64-bit products without a sign, also for points one cell beyond.
+/// Largest difference of two coordinates on one axis that `GridBoolean` takes: those of a point fit
+/// 64 bits together, and the search for crossings of Boost.Polygon compares slopes by 64-bit
+/// products without a sign, also for points one cell beyond.
 inline constexpr long long kLargestGridSpan = (1LL << 32) - 2;
 
 /// Who cuts edges where they cross: this library, or the search for crossings of Boost.Polygon,

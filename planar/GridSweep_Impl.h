@@ -32,9 +32,8 @@ inline GridPoint PointOf(std::uint64_t key)
 }
 
 /// The graph of edges between points given by subscripts into `keys`, which may repeat. Edges of no
-/// length vanish, edges between the same points become one, and those that nothing runs along in
-/// the end vanish. O(n log n), and the square of the number of edges out of one point where it is
-/// below a dozen.
+/// length vanish, edges between the same points become one, and those vanish along which nothing
+/// is run in the end. O(n log n).
 GridGraph MakeGraph(const std::vector<std::uint64_t>& keys, std::vector<GridGraph::Edge> edges);
 GridGraph MakeGraph(const std::vector<GridEdge>& edges);
 std::vector<GridEdge> EdgesOf(const GridGraph& graph);

@@ -201,6 +201,11 @@ TEST(BufferredUnion, IsInvalidOnceNumbersSpanTooMuch)
         EXPECT_FALSE(united.Append(EdgesOf(Rectangle(1, 1, 2, 2))));
         EXPECT_TRUE(united.Process().empty());
     }
+    // The other axis counts as well.
+    BufferredUnion high({0, 0}, {10, 10}, 1);
+    EXPECT_FALSE(high.Append(Loops{Rectangle(1, 1, 2, 50)}));
+    EXPECT_TRUE(high.Process().empty());
+    EXPECT_FALSE(high.IsValid());
     // Four boxes wide is not too much.
     BufferredUnion wide({0, 0}, {10, 10}, 1);
     EXPECT_FALSE(wide.Append(Loops{Rectangle(-10, 1, 29, 2)}));
@@ -358,6 +363,23 @@ TEST(BufferredUnion, WithoutMemoryABatchIsAddedWholeOrNotAtAll)
                 EXPECT_FALSE(hasThrown);
                 EXPECT_EQ(loops, united.IsValid() ? 1U : 0U);
             });
+    });
+}
+
+TEST(Regions, WithoutMemoryTheyThrowOrAreWhole)
+{
+    WithThreads(1, [] {
+        const std::size_t failures = FailEachAllocationOfEither(
+            [] { return Loops{}; },
+            [](Loops& region) {
+                region = Difference<double>({Rectangle(0, 0, 3, 3), Rectangle(1, 1, 4, 4)},
+                                            {Rectangle(0, 0, 1, 2)}, nullptr);
+            },
+            [](Loops& region, bool hasThrown) {
+                // Sorting does without the memory that it asks for.
+                EXPECT_NEAR(AreaUnder(region), hasThrown ? 0 : 12, 1e-6);
+            });
+        EXPECT_GT(failures, 20U);
     });
 }
 
