@@ -120,6 +120,21 @@ TEST(Regions, TheResolutionIsTwoCellsAcrossOfTheLargerExtent)
     EXPECT_DOUBLE_EQ(resolution, std::sqrt(8.0) * 1024 * 9.313225746154785e-10);
 }
 
+// A box of 2^30 units has cells of one unit: numbers are cut to whole ones, and come back as these.
+TEST(Regions, PointsAreRoundedDownToTheGrid)
+{
+    const double size = 0x1p30;
+    const Loops region = Union<double>(
+        {Rectangle(0, 0, size, size), Reversed(Rectangle(10.75, 20.25, 30.999, 40))}, nullptr);
+    ASSERT_EQ(region.size(), 2U);
+    EXPECT_EQ(AreaUnder<double>({region[0]}), size * size);
+    EXPECT_EQ(AreaUnder<double>({region[1]}), -20 * 20);
+    for (const Vec2d& p : region[1]) {
+        EXPECT_TRUE((p.x() == 10 || p.x() == 30) && (p.y() == 20 || p.y() == 40))
+            << p.x() << " " << p.y();
+    }
+}
+
 TEST(Regions, LoopsThatAreNotFiniteArePassedOver)
 {
     const auto square = Rectangle(0, 0, 2, 2);
