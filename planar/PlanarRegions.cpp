@@ -26,10 +26,7 @@ constexpr double kBoxMargin = 1e-12;
 /// Within this, per coordinate, the ends of a loop match.
 constexpr double kLoopEnds = 1e-12;
 
-Vec2d Shifted(const Vec2d& point, double by)
-{
-    return {point.x() + by, point.y() + by};
-}
+Vec2d Shifted(const Vec2d& point, double by) { return {point.x() + by, point.y() + by}; }
 
 BufferredUnion::Polylines FromGrid(const std::vector<GridLoop>& loops, const RegionGrid& grid)
 {
@@ -116,7 +113,8 @@ struct BufferredUnion::State {
                 return loops;
             }
         } catch (...) {
-            // Memory, or the 128-bit arithmetic of the scanline: the caller learns it from `isValid`.
+            // Memory, or the 128-bit arithmetic of the scanline: the caller learns it from
+            // `isValid`.
         }
         isValid = false;
         return {};
@@ -249,9 +247,6 @@ BufferredUnion::Polylines BufferredUnion::Process()
     return {};
 }
 
-bool BufferredUnion::IsValid() const
-{
-    return state_ && state_->isValid;
-}
+bool BufferredUnion::IsValid() const { return state_ && state_->isValid; }
 
 } // namespace Velk::Math::Sorvane::Planar

@@ -27,9 +27,8 @@ using Loops = std::vector<std::vector<VecBase<2, T>>>;
 template <class T>
 bool IsUsableLoop(const std::vector<VecBase<2, T>>& loop)
 {
-    return !loop.empty() && std::all_of(loop.begin(), loop.end(), [](const VecBase<2, T>& point) {
-        return IsFinite(point);
-    });
+    return !loop.empty() && std::all_of(loop.begin(), loop.end(),
+                                        [](const VecBase<2, T>& point) { return IsFinite(point); });
 }
 
 /// The grid over the box of all points of usable loops; without extent when there are none.
@@ -109,8 +108,8 @@ Loops<T> FromGrid(const std::vector<GridLoop>& loops, const RegionGrid& grid)
     return result;
 }
 
-/// Brings a large loop to the front. The area to exceed stays that of the loop that was first: hosts count
-/// on this very order.
+/// Brings a large loop to the front. The area to exceed stays that of the loop that was first:
+/// hosts count on this very order.
 template <class T>
 void PutLargeLoopFirst(Loops<T>& loops)
 {
@@ -159,9 +158,9 @@ Union(const std::vector<std::vector<VecBase<2, T>>>& polylines, T* resolution)
 }
 
 template <class T>
-std::vector<std::vector<VecBase<2, T>>>
-Difference(const std::vector<std::vector<VecBase<2, T>>>& a,
-           const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution)
+std::vector<std::vector<VecBase<2, T>>> Difference(const std::vector<std::vector<VecBase<2, T>>>& a,
+                                                   const std::vector<std::vector<VecBase<2, T>>>& b,
+                                                   T* resolution)
 {
     return Boolean(a, b, Keep::FirstSetWithoutSecond, resolution);
 }
