@@ -48,7 +48,9 @@ namespace Velk::Math::Sorvane::Planar {
 /// the exported one.
 class SORVANE_API BufferredUnion {
 public:
+    /// Loops, and what they become.
     using Polylines = std::vector<std::vector<VecBase<2, double>>>;
+    /// Start and end of each segment; the region is on the left.
     using DirectedSegments = std::vector<std::array<VecBase<2, double>, 2>>;
 
     /// Over the box from `lower` to `upper`, enlarged by 1e-12; `batchLimit` batches, at least 1, wait before
