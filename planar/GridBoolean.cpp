@@ -1,11 +1,14 @@
 // Booleans on an integer grid.
 //
-// 1. The directed edges of all loops, each for itself. To join the loops by bridges that are run forth and back
-//    bounds the same region; but a bridge is cut by every edge that it crosses, and each cut is rounded.
+// 1. The directed edges of all loops, each for itself. To join the loops by bridges that are run
+// forth and back
+//    bounds the same region; but a bridge is cut by every edge that it crosses, and each cut is
+//    rounded.
 // 2. Edges are cut until they meet at their ends only (GridCrossings.cpp).
-// 3. Boost.Polygon's scanline adds the winding numbers up and tells the edges between inside and outside, with
-//    the inside on their left. They are chained into loops as they come: to have polygons made of them first would
-//    slit holes, and round the ends of the slits.
+// 3. Boost.Polygon's scanline adds the winding numbers up and tells the edges between inside and
+// outside, with
+//    the inside on their left. They are chained into loops as they come: to have polygons made of
+//    them first would slit holes, and round the ends of the slits.
 
 #include "planar/GridBoolean_Impl.h"
 
@@ -62,7 +65,8 @@ Wide DoubledArea(const std::vector<GridLoop>& loops)
     return area;
 }
 
-/// In the order in which the scanline takes them: by the lower end, then by slope, upright ones last.
+/// In the order in which the scanline takes them: by the lower end, then by slope, upright ones
+/// last.
 bool IsScannedBefore(const ScanEdge& a, const ScanEdge& b)
 {
     const auto& [lowA, highA] = a.first;
@@ -96,7 +100,8 @@ std::vector<ScanEdge> ScanEdges(const std::vector<GridEdge>& edges)
     return result;
 }
 
-/// Takes edges from the scanline and keeps those of the boundary, directed, by numbers of their ends.
+/// Takes edges from the scanline and keeps those of the boundary, directed, by numbers of their
+/// ends.
 class BoundaryEdges {
 public:
     explicit BoundaryEdges(Keep keep) : keep_(keep) {}
@@ -145,6 +150,17 @@ private:
 
 } // namespace
 
+void AppendEdge(const GridPoint& from, const GridPoint& to, int runs, int set,
+                std::vector<GridEdge>& edges)
+{
+    if (from == to) {
+        return;
+    }
+    const bool isUp = from.x() != to.x() ? from.x() < to.x() : from.y() < to.y();
+    GridEdge& edge = edges.emplace_back(GridEdge{isUp ? from : to, isUp ? to : from, {0, 0}});
+    edge.runs[static_cast<std::size_t>(set)] = isUp ? runs : -runs;
+}
+
 void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEdge>& edges)
 {
     const int sense = DoubledArea(loops) < 0 ? -1 : 1;
@@ -152,12 +168,7 @@ void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEd
         for (std::size_t i = 0; i < loop.size(); ++i) {
             const GridPoint& from = loop[i];
             const GridPoint& to = loop[i + 1 < loop.size() ? i + 1 : 0];
-            const bool isUp = from.x() != to.x() ? from.x() < to.x() : from.y() < to.y();
-            GridEdge edge{isUp ? from : to, isUp ? to : from, {0, 0}};
-            edge.runs[static_cast<std::size_t>(set)] = isUp ? sense : -sense;
-            if (from != to) {
-                edges.push_back(edge);
-            }
+            AppendEdge(from, to, sense, set, edges);
         }
     }
 }

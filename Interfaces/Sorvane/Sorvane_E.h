@@ -36,6 +36,7 @@
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/Remesh_E.h>
 #include <Sorvane/SegmentLinking_E.h>
+#include <Sorvane/Silhouette_E.h>
 #include <Sorvane/SegmentTree_E.h>
 #include <Sorvane/SubdivisionMesh_E.h>
 #include <Sorvane/Subdivision_E.h>
