@@ -6,11 +6,13 @@ namespace Velk::Math::Sorvane::Mill::Impl {
 
 namespace {
 
-/// The stretch of a facet's line of steepest slope, relative to the axis that the line passes below.
+/// The stretch of a facet's line of steepest slope, relative to the axis that the line passes
+/// below.
 struct Stretch {
     Vec3d foot; // the place nearest to the axis
-    Vec3d p;    // where the line leaves the facet on either side; one of them the foot itself when the axis
-    Vec3d q;    // misses the facet
+    Vec3d p; // where the line leaves the facet on either side; one of them the foot itself when the
+             // axis
+    Vec3d q; // misses the facet
 };
 
 /// False for a facet that the line misses, and for an upright one, which stops a tool by its edges.
@@ -22,7 +24,8 @@ bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
     }
     const double steepness = std::sqrt(normal.x() * normal.x() + normal.y() * normal.y());
     // On a level facet every line is as steep: the one along X.
-    const Vec2d along = steepness > 0.0 ? Vec2d{normal.x() / steepness, normal.y() / steepness} : Vec2d{1.0, 0.0};
+    const Vec2d along =
+        steepness > 0.0 ? Vec2d{normal.x() / steepness, normal.y() / steepness} : Vec2d{1.0, 0.0};
     const auto besideLine = [&](const Vec3d& p) { return along[0] * p.y() - along[1] * p.x(); };
     const auto onLine = [&](const Vec3d& p) { return along[0] * p.x() + along[1] * p.y(); };
 
@@ -37,7 +40,8 @@ bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
             last = {place, z};
         }
     };
-    const std::array<double, 3> beside{besideLine(corner[0]), besideLine(corner[1]), besideLine(corner[2])};
+    const std::array<double, 3> beside{besideLine(corner[0]), besideLine(corner[1]),
+                                       besideLine(corner[2])};
     for (std::size_t i = 0; i < 3; ++i) {
         const std::size_t j = (i + 1) % 3;
         if (beside[i] == 0.0) {
@@ -53,7 +57,9 @@ bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
     if (!(first[0] <= last[0])) {
         return false;
     }
-    const auto pointAt = [&](const Vec2d& exit) { return Vec3d{along[0] * exit[0], along[1] * exit[0], exit[1]}; };
+    const auto pointAt = [&](const Vec2d& exit) {
+        return Vec3d{along[0] * exit[0], along[1] * exit[0], exit[1]};
+    };
     stretch.p = pointAt(first);
     stretch.q = pointAt(last);
     if (first[0] >= 0.0) {
@@ -70,7 +76,8 @@ bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
 
 } // namespace
 
-ProfileContact::ProfileContact(const Planar::PolyArcSegBase<double>& profile, const std::vector<Vec2d>& ranges)
+ProfileContact::ProfileContact(const Planar::PolyArcSegBase<double>& profile,
+                               const std::vector<Vec2d>& ranges)
 {
     const std::size_t elementCount = std::min(profile.elements.size(), ranges.size());
     for (std::size_t i = 0; i < elementCount && count_ < kMostElements; ++i) {
@@ -94,7 +101,8 @@ ProfileContact::ProfileContact(const Planar::PolyArcSegBase<double>& profile, co
     }
 }
 
-void ProfileContact::DropOnHyperbola(const SpunHyperbola& spun, int triangle, ContactReport& report) const
+void ProfileContact::DropOnHyperbola(const SpunHyperbola& spun, int triangle,
+                                     ContactReport& report) const
 {
     if (spun.b2 > 0.0) {
         const HyperbolaTarget target(spun);
@@ -105,18 +113,24 @@ void ProfileContact::DropOnHyperbola(const SpunHyperbola& spun, int triangle, Co
     }
     const Vec3d& low = spun.lowPoint;
     const Vec3d& high = spun.highPoint;
-    const auto place = Math::Impl::NearestPlace(Vec2d{low.x(), low.y()}, Vec2d{high.x(), high.y()}, Vec2d{},
-                                                Math::Impl::ShorterThan(kMatch));
+    if (low == high) {
+        DropOnStretch({spun.lowEnd, spun.highEnd}, triangle, report);
+        return;
+    }
+    const auto place = Math::Impl::NearestPlace(Vec2d{low.x(), low.y()}, Vec2d{high.x(), high.y()},
+                                                Vec2d{}, Math::Impl::ShorterThan(kMatch));
     Vec3d foot = place.parameter == 1.0 ? high : low + (high - low) * place.parameter;
     if (place.parameter > 0.0 && place.parameter < 1.0 && spun.a2 <= kMeetsAxisSquared) {
-        // A line that all but meets the axis counts as meeting it. The straight stretch from the vertex
-        // itself would lie below the hyperbola by up to a millionth of the slope, all along a steep edge.
+        // A line that all but meets the axis counts as meeting it. The straight stretch from the
+        // vertex itself would lie below the hyperbola by up to a millionth of the slope, all along
+        // a steep edge.
         foot = {0.0, 0.0, foot.z()};
     }
     DropOnSeg(foot, low, high, triangle, report);
 }
 
-void ProfileContact::DropOnFacet(const std::array<Vec3d, 3>& corner, int triangle, ContactReport& report) const
+void ProfileContact::DropOnFacet(const std::array<Vec3d, 3>& corner, int triangle,
+                                 ContactReport& report) const
 {
     Stretch stretch;
     if (SteepestStretch(corner, stretch)) {

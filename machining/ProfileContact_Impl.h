@@ -1,14 +1,16 @@
-// A tool's half profile against the curves of a triangle in the half plane (r, z): the kernel of every drop.
+// A tool's half profile against the curves of a triangle in the half plane (r, z): the kernel of
+// every drop.
 //
-// A profile is convex and rises outward; a stretch of a facet along its steepest line is straight, the upper
-// branch of a spun edge bends the other way. So the height of the tip, target z less profile z as a function
-// of r, is concave on every overlap of an element with a target: its greatest value lies where their slopes
-// agree, or else at an end of the overlap. Three places are looked at, and the greatest height wins.
+// A profile is convex and rises outward; a stretch of a facet along its steepest line is straight,
+// the upper branch of a spun edge bends the other way. So the height of the tip, target z less
+// profile z as a function of r, is concave on every overlap of an element with a target: its
+// greatest value lies where their slopes agree, or else at an end of the overlap. Three places are
+// looked at, and the greatest height wins.
 //
-// What comes out never exceeds the exact height by more than rounding: target heights are held between the
-// ends of the target, profile heights at or above the lowest of the overlap. So a bound from the top of a
-// triangle and the radius at which it begins holds for the computed numbers too, and skipping by such bounds
-// changes no bit of a result.
+// What comes out never exceeds the exact height by more than rounding: target heights are held
+// between the ends of the target, profile heights at or above the lowest of the overlap. So a bound
+// from the top of a triangle and the radius at which it begins holds for the computed numbers too,
+// and skipping by such bounds changes no bit of a result.
 #pragma once
 
 #include "machining/SpunHyperbola_Impl.h"
@@ -29,11 +31,12 @@ namespace Velk::Math::Sorvane::Mill::Impl {
 
 using ContactReport = ConvexToolContact::ContactReport;
 
-/// Profile points closer than this in r and z are the same point, and a stretch narrower is upright.
+/// Profile points closer than this in r and z are the same point, and a stretch narrower is
+/// upright.
 inline constexpr double kMatch = 1e-12;
 
-/// Coordinates relative to the axis, and z, beyond which a triangle is passed over: the fourth powers of
-/// radii and the squares of normals stay finite below it.
+/// Coordinates relative to the axis, and z, beyond which a triangle is passed over: the fourth
+/// powers of radii and the squares of normals stay finite below it.
 inline constexpr double kLargestReach = 1e70;
 
 /// A triangle, or an edge, that can be dropped on. False for NaN.
@@ -59,7 +62,8 @@ inline RadialRange Overlap(const RadialRange& a, const RadialRange& b)
 }
 
 /// Takes a place of contact into the report if it holds the tool higher than what stands there.
-inline void Offer(double targetZ, double profileZ, double r, int triangle, int element, ContactReport& report)
+inline void Offer(double targetZ, double profileZ, double r, int triangle, int element,
+                  ContactReport& report)
 {
     const double height = targetZ - profileZ;
     if (height > report.height) {
@@ -73,7 +77,8 @@ inline void Offer(double targetZ, double profileZ, double r, int triangle, int e
 /// A straight stretch from a to b in the half plane.
 class StraightTarget {
 public:
-    StraightTarget(const Vec2d& a, const Vec2d& b) : low_(b.x() < a.x() ? b : a), high_(b.x() < a.x() ? a : b)
+    StraightTarget(const Vec2d& a, const Vec2d& b)
+        : low_(b.x() < a.x() ? b : a), high_(b.x() < a.x() ? a : b)
     {
         isUpright_ = high_.x() - low_.x() <= kMatch;
         top_ = std::max(a.y(), b.y());
@@ -112,10 +117,12 @@ private:
 /// The part of a spun edge that can be hit from above.
 class HyperbolaTarget {
 public:
-    /// Of the two branches that meet in the vertex, the upper one: it falls toward the axis. What is left
-    /// of an edge that ends below its vertex falls away from the axis; its higher end alone can be hit.
+    /// Of the two branches that meet in the vertex, the upper one: it falls toward the axis. What
+    /// is left of an edge that ends below its vertex falls away from the axis; its higher end alone
+    /// can be hit.
     explicit HyperbolaTarget(const SpunHyperbola& spun)
-        : squaredSlope_(spun.b2 / spun.a2), vertex_(spun.vertex), low_(spun.lowEnd), high_(spun.highEnd)
+        : squaredSlope_(spun.b2 / spun.a2), vertex_(spun.vertex), low_(spun.lowEnd),
+          high_(spun.highEnd)
     {
         const bool lowIsBelow = spun.lowEnd[1] < vertex_[1];
         if (lowIsBelow) {
@@ -131,7 +138,8 @@ public:
     RadialRange Range() const { return {low_[0], high_[0]}; }
     double Top() const { return top_; }
 
-    /// At an r of its range, the ends' own z at the ends. (r - v) (r + v) keeps digits that r^2 - v^2 loses.
+    /// At an r of its range, the ends' own z at the ends. (r - v) (r + v) keeps digits that r^2 -
+    /// v^2 loses.
     double HeightAt(double r) const
     {
         if (r <= low_[0]) {
@@ -170,7 +178,10 @@ public:
 
     RadialRange Range() const { return range_; }
     /// No lower than this anywhere in the overlap.
-    double Bottom(const RadialRange& overlap) const { return slope_ >= 0.0 ? HeightAt(overlap.low) : bottom_; }
+    double Bottom(const RadialRange& overlap) const
+    {
+        return slope_ >= 0.0 ? HeightAt(overlap.low) : bottom_;
+    }
 
     /// An upright one begins with its lower end.
     double HeightAt(double r) const
@@ -213,10 +224,11 @@ private:
 class RoundElement {
 public:
     RoundElement() = default;
-    /// `range` is that of `RangeOf`. An arc that begins above its center is left out: what it covers lies
-    /// above what comes before it.
+    /// `range` is that of `RangeOf`. An arc that begins above its center is left out: what it
+    /// covers lies above what comes before it.
     RoundElement(const Geometry::ArcBase<double>& arc, const Vec2d& range)
-        : range_(arc.start.y() > arc.center.y() ? RadialRange{1.0, 0.0} : Ascending(range[0], range[1])),
+        : range_(arc.start.y() > arc.center.y() ? RadialRange{1.0, 0.0}
+                                                : Ascending(range[0], range[1])),
           center_(arc.center), radius_(Geometry::Radius(arc))
     {
     }
@@ -245,11 +257,13 @@ public:
 
     /// Where circle and hyperbola have the same slope:
     ///     b2 / a2 * r / sqrt(b2 / a2 (r^2 - a2)) = (r - c) / sqrt(R^2 - (r - c)^2),
-    /// squared and cleared of fractions a quartic in r. Left of the center the circle falls, so that both
-    /// agree only to the right of it; there the left side is the greater one up to the root and the smaller
-    /// one beyond it, and a root exists if and only if the quartic changes its sign.
+    /// squared and cleared of fractions a quartic in r. Left of the center the circle falls, so
+    /// that both agree only to the right of it; there the left side is the greater one up to the
+    /// root and the smaller one beyond it, and a root exists if and only if the quartic changes its
+    /// sign.
     ///
-    /// In units of the overlap's outer end, so that the tolerance means the same for a tool in meters.
+    /// In units of the overlap's outer end, so that the tolerance means the same for a tool in
+    /// meters.
     bool TouchesInside(const SpunHyperbola& spun, const RadialRange& overlap, double& r) const
     {
         constexpr double kRootTolerance = 1e-15;
@@ -287,14 +301,16 @@ private:
     double radius_ = 0.0;
 };
 
-/// The x of an element's start and end; of an arc that goes on above its center only as far as it widens the
-/// tool.
+/// The x of an element's start and end; of an arc that goes on above its center only as far as it
+/// widens the tool.
 inline Vec2d RangeOf(const Planar::ArcSegBase<double>& element)
 {
     const Vec2d end = element.EndPoint();
     const Geometry::ArcBase<double>* const arc = element.AsArc();
-    const bool goesBack = arc != nullptr && end.y() > arc->center.y() && !(arc->start.y() > arc->center.y());
-    return {element.StartPoint().x(), goesBack ? arc->center.x() + Geometry::Radius(*arc) : end.x()};
+    const bool goesBack =
+        arc != nullptr && end.y() > arc->center.y() && !(arc->start.y() > arc->center.y());
+    return {element.StartPoint().x(),
+            goesBack ? arc->center.x() + Geometry::Radius(*arc) : end.x()};
 }
 
 /// Contact of an element with a straight stretch.
@@ -320,8 +336,8 @@ void TouchStretch(const Element& element, const StraightTarget& target, int tria
 
 /// Contact of an element with a spun edge that is no straight stretch.
 template <class Element>
-void TouchHyperbola(const Element& element, const HyperbolaTarget& target, const SpunHyperbola& spun,
-                    int triangle, int number, ContactReport& report)
+void TouchHyperbola(const Element& element, const HyperbolaTarget& target,
+                    const SpunHyperbola& spun, int triangle, int number, ContactReport& report)
 {
     const RadialRange overlap = Overlap(element.Range(), target.Range());
     if (overlap.IsEmpty() || !(target.Top() - element.Bottom(overlap) > report.height)) {
@@ -363,12 +379,17 @@ public:
         return bottom;
     }
 
-    /// Lowers the tool on the two stretches from `foot` to p and to q, all three relative to the axis.
-    void DropOnSeg(const Vec3d& foot, const Vec3d& p, const Vec3d& q, int triangle, ContactReport& report) const
+    /// Lowers the tool on the two stretches from `foot` to p and to q, all three relative to the
+    /// axis.
+    void DropOnSeg(const Vec3d& foot, const Vec3d& p, const Vec3d& q, int triangle,
+                   ContactReport& report) const
     {
         const Vec2d footPoint = ProfilePoint(foot);
-        DropOnStretch(footPoint, ProfilePoint(p), triangle, report);
-        DropOnStretch(footPoint, ProfilePoint(q), triangle, report);
+        for (const Vec2d& end : {ProfilePoint(p), ProfilePoint(q)}) {
+            if (!Match(footPoint, end)) {
+                DropOnStretch({footPoint, end}, triangle, report);
+            }
+        }
     }
     /// On a spun edge, which is two straight stretches where it is no hyperbola.
     void DropOnHyperbola(const SpunHyperbola& spun, int triangle, ContactReport& report) const;
@@ -378,11 +399,12 @@ public:
             DropOnHyperbola(SpunAroundZ(p, q), triangle, report);
         }
     }
-    /// On the facet's line of steepest slope that passes below the axis, or whose extension does: a tool of
-    /// revolution touches the inside of a facet nowhere else.
+    /// On the facet's line of steepest slope that passes below the axis, or whose extension does: a
+    /// tool of revolution touches the inside of a facet nowhere else.
     void DropOnFacet(const std::array<Vec3d, 3>& corner, int triangle, ContactReport& report) const;
     /// Facet and edges.
-    void DropOnTriangle(const std::array<Vec3d, 3>& corner, int triangle, ContactReport& report) const
+    void DropOnTriangle(const std::array<Vec3d, 3>& corner, int triangle,
+                        ContactReport& report) const
     {
         DropOnFacet(corner, triangle, report);
         for (std::size_t i = 0; i < 3; ++i) {
@@ -401,15 +423,21 @@ private:
         RoundElement round;
     };
 
-    static Vec2d ProfilePoint(const Vec3d& p) { return {std::sqrt(p.x() * p.x() + p.y() * p.y()), p.z()}; }
-
-    void DropOnStretch(const Vec2d& a, const Vec2d& b, int triangle, ContactReport& report) const
+    static Vec2d ProfilePoint(const Vec3d& p)
     {
-        if (std::fabs(a.x() - b.x()) <= kMatch && std::fabs(a.y() - b.y()) <= kMatch) {
-            return;
-        }
-        const StraightTarget target(a, b);
-        ForEach([&](const auto& element, int number) { TouchStretch(element, target, triangle, number, report); });
+        return {std::sqrt(p.x() * p.x() + p.y() * p.y()), p.z()};
+    }
+
+    static bool Match(const Vec2d& a, const Vec2d& b)
+    {
+        return std::fabs(a.x() - b.x()) <= kMatch && std::fabs(a.y() - b.y()) <= kMatch;
+    }
+
+    void DropOnStretch(const StraightTarget& target, int triangle, ContactReport& report) const
+    {
+        ForEach([&](const auto& element, int number) {
+            TouchStretch(element, target, triangle, number, report);
+        });
     }
 
     /// use(element, number) for each element, in the order of the profile.

@@ -36,10 +36,12 @@ inline SpunHyperbola SpunAroundZ(const VecBase<3, double>& p, const VecBase<3, d
     spun.lowEnd = {radius(low.x(), low.y()), low.z()};
     spun.highEnd = {radius(high.x(), high.y()), high.z()};
 
-    // With s the distance in plan of a point from the vertex, r^2 = a2 + s^2 and z - vertex.z = slope * s,
-    // so that b2 = a2 * slope^2. Formed from an end beside the vertex it would lose all its digits.
+    // With s the distance in plan of a point from the vertex, r^2 = a2 + s^2 and z - vertex.z =
+    // slope * s, so that b2 = a2 * slope^2. Formed from an end beside the vertex it would lose all
+    // its digits.
     spun.a2 = spun.vertex[0] * spun.vertex[0];
-    spun.b2 = spun.a2 <= kMeetsAxisSquared || isUpright ? 0.0 : spun.a2 * (rise * rise / squaredPlan);
+    spun.b2 =
+        spun.a2 <= kMeetsAxisSquared || isUpright ? 0.0 : spun.a2 * (rise * rise / squaredPlan);
     spun.flat = std::fabs(spun.b2) <= kFlatB2;
     return spun;
 }

@@ -44,12 +44,14 @@ std::optional<double> RootBetween(const Quartic& quartic, double low, double hig
     if (!HaveOppositeSigns(a.value, b.value)) {
         return std::nullopt;
     }
-    const auto replaceEnd = [&](const Sample& s) { (HaveOppositeSigns(a.value, s.value) ? b : a) = s; };
+    const auto replaceEnd = [&](const Sample& s) {
+        (HaveOppositeSigns(a.value, s.value) ? b : a) = s;
+    };
 
     for (int round = 0; round < kMostRounds; ++round) {
         const double width = b.r - a.r;
-        if (std::fabs(a.value) <= tolerance || std::fabs(b.value) <= tolerance || width <= tolerance ||
-            width <= tolerance * std::fabs(a.r + b.r) / 2.0) {
+        if (std::fabs(a.value) <= tolerance || std::fabs(b.value) <= tolerance ||
+            width <= tolerance || width <= tolerance * std::fabs(a.r + b.r) / 2.0) {
             return std::fabs(a.value) <= std::fabs(b.value) ? a.r : b.r;
         }
         const Sample middle = sampleAt(a.r + width / 2.0);

@@ -45,7 +45,8 @@ ContactReport FreshReport(const Vec2d& xy)
 
 /// Lowers the tool on items of N points in their order: drop(corners, number, report).
 template <std::size_t N, class Drop>
-ContactReport DropInOrder(double limit, const Vec2d& xy, const std::vector<Vec3d>& points, const Drop& drop)
+ContactReport DropInOrder(double limit, const Vec2d& xy, const std::vector<Vec3d>& points,
+                          const Drop& drop)
 {
     ContactReport report = FreshReport(xy);
     if (points.size() % N != 0) {
@@ -84,7 +85,8 @@ ContactReport ConvexToolContact::DropAt(const VecBase<2, double>& xy,
     return DropToHeight(std::numeric_limits<double>::max(), xy, soup);
 }
 
-bool ConvexToolContact::DropTo(const VecBase<3, double>& point, const std::vector<VecBase<3, double>>& soup) const
+bool ConvexToolContact::DropTo(const VecBase<3, double>& point,
+                               const std::vector<VecBase<3, double>>& soup) const
 {
     return point.z() >= DropToHeight(point.z(), {point.x(), point.y()}, soup).height;
 }
@@ -96,8 +98,8 @@ ContactReport ConvexToolContact::DropToHeight(double limit, const VecBase<2, dou
     if (soup.size() % 3 != 0) {
         return report;
     }
-    // From the highest top on down, and of equal tops in the order of the soup. A heap, since the drop ends
-    // at the first triangle that lies below the height found; the rest is never sorted.
+    // From the highest top on down, and of equal tops in the order of the soup. A heap, since the
+    // drop ends at the first triangle that lies below the height found; the rest is never sorted.
     using Candidate = std::pair<double, int>;
     std::vector<Candidate> heap;
     heap.reserve(soup.size() / 3);
@@ -123,17 +125,20 @@ ContactReport ConvexToolContact::DropToHeight(double limit, const VecBase<2, dou
     return report;
 }
 
-ContactReport ConvexToolContact::DropFacesToHeight(double limit, const VecBase<2, double>& xy,
-                                                   const std::vector<VecBase<3, double>>& soup) const
+ContactReport
+ConvexToolContact::DropFacesToHeight(double limit, const VecBase<2, double>& xy,
+                                     const std::vector<VecBase<3, double>>& soup) const
 {
     const Impl::ProfileContact profile(profile_, ranges_);
-    return DropInOrder<3>(limit, xy, soup, [&](const Corners& corner, int triangle, ContactReport& report) {
-        profile.DropOnFacet(corner, triangle, report);
-    });
+    return DropInOrder<3>(limit, xy, soup,
+                          [&](const Corners& corner, int triangle, ContactReport& report) {
+                              profile.DropOnFacet(corner, triangle, report);
+                          });
 }
 
-ContactReport ConvexToolContact::DropEdgesToHeight(double limit, const VecBase<2, double>& xy,
-                                                   const std::vector<VecBase<3, double>>& pairs) const
+ContactReport
+ConvexToolContact::DropEdgesToHeight(double limit, const VecBase<2, double>& xy,
+                                     const std::vector<VecBase<3, double>>& pairs) const
 {
     const Impl::ProfileContact profile(profile_, ranges_);
     return DropInOrder<2>(limit, xy, pairs,
@@ -142,42 +147,46 @@ ContactReport ConvexToolContact::DropEdgesToHeight(double limit, const VecBase<2
                           });
 }
 
-void ConvexToolContact::DropOnHyperbola(const SpunHyperbola& hyperbola, int triangle, ContactReport& report) const
+void ConvexToolContact::DropOnHyperbola(const SpunHyperbola& hyperbola, int triangle,
+                                        ContactReport& report) const
 {
     Impl::ProfileContact(profile_, ranges_).DropOnHyperbola(hyperbola, triangle, report);
 }
 
 void ConvexToolContact::DropOnSeg(const VecBase<3, double>& foot, const VecBase<3, double>& p,
-                                  const VecBase<3, double>& q, int triangle, ContactReport& report) const
+                                  const VecBase<3, double>& q, int triangle,
+                                  ContactReport& report) const
 {
     Impl::ProfileContact(profile_, ranges_).DropOnSeg(foot, p, q, triangle, report);
 }
 
 void ConvexToolContact::UpdateContact(int element, const Geometry::SegBase<double>& segment,
-                                      const VecBase<2, double>& a, const VecBase<2, double>& b, int triangle,
-                                      ContactReport& report) const
+                                      const VecBase<2, double>& a, const VecBase<2, double>& b,
+                                      int triangle, ContactReport& report) const
 {
-    Impl::TouchStretch(Impl::StraightElement(segment),
-                       Impl::StraightTarget(a, b), triangle, element, report);
+    Impl::TouchStretch(Impl::StraightElement(segment), Impl::StraightTarget(a, b), triangle,
+                       element, report);
 }
 
 void ConvexToolContact::UpdateContact(int element, const Geometry::ArcBase<double>& arc,
-                                      const VecBase<2, double>& a, const VecBase<2, double>& b, int triangle,
-                                      ContactReport& report) const
+                                      const VecBase<2, double>& a, const VecBase<2, double>& b,
+                                      int triangle, ContactReport& report) const
 {
     Impl::TouchStretch(Impl::RoundElement(arc, Impl::RangeOf(arc)), Impl::StraightTarget(a, b),
                        triangle, element, report);
 }
 
 void ConvexToolContact::UpdateContact(int element, const Geometry::SegBase<double>& segment,
-                                      const SpunHyperbola& hyperbola, int triangle, ContactReport& report) const
+                                      const SpunHyperbola& hyperbola, int triangle,
+                                      ContactReport& report) const
 {
-    Impl::TouchHyperbola(Impl::StraightElement(segment),
-                         Impl::HyperbolaTarget(hyperbola), hyperbola, triangle, element, report);
+    Impl::TouchHyperbola(Impl::StraightElement(segment), Impl::HyperbolaTarget(hyperbola),
+                         hyperbola, triangle, element, report);
 }
 
 void ConvexToolContact::UpdateContact(int element, const Geometry::ArcBase<double>& arc,
-                                      const SpunHyperbola& hyperbola, int triangle, ContactReport& report) const
+                                      const SpunHyperbola& hyperbola, int triangle,
+                                      ContactReport& report) const
 {
     Impl::TouchHyperbola(Impl::RoundElement(arc, Impl::RangeOf(arc)),
                          Impl::HyperbolaTarget(hyperbola), hyperbola, triangle, element, report);

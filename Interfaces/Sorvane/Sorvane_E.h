@@ -38,10 +38,12 @@
 #include <Sorvane/SegmentLinking_E.h>
 #include <Sorvane/Silhouette_E.h>
 #include <Sorvane/SegmentTree_E.h>
+#include <Sorvane/SpunHyperbola_E.h>
 #include <Sorvane/SubdivisionMesh_E.h>
 #include <Sorvane/Subdivision_E.h>
 #include <Sorvane/SvgWriter_E.h>
 #include <Sorvane/Tessellation_E.h>
+#include <Sorvane/ToolContact_E.h>
 #include <Sorvane/Tools_E.h>
 #include <Sorvane/TreeAddress_E.h>
 #include <Sorvane/TriangleTree_E.h>
