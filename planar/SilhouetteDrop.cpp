@@ -43,7 +43,9 @@ T HeightAs(double height)
 double Drop(double x, Outline tool, const Outline& target)
 {
     double height = std::numeric_limits<double>::lowest();
-    if (tool.empty() || target.empty()) {
+    const auto isFinite = [](const Vec2d& point) { return Math::Impl::IsFinite(point); };
+    if (tool.empty() || target.empty() || !std::all_of(tool.begin(), tool.end(), isFinite) ||
+        !std::all_of(target.begin(), target.end(), isFinite)) {
         return height;
     }
     const Vec2d gap = tool.back() - tool.front();

@@ -47,9 +47,9 @@ std::vector<VecBase<2, T>> SilhouetteBoundary(const Mesh::IndexedPointsBase<3, T
 /// no more than `step`; samples on one straight line, to a quarter degree from one to the next, are
 /// left out, and then points within `step` of the chord across them. So the outline is exact at the
 /// samples that it keeps, and a neck or rim narrower than `step` may be missed. Edges that are
-/// alike within `step` count once, as the first of them in order of (radius and z of the point
-/// nearest to the axis, of the low end, of the high end): the radius may fall short by up to
-/// `step`. A bore is not seen: the body is taken for solid.
+/// alike within `step` count once when they follow each other in order of (radius and z of the
+/// point nearest to the axis, of the low end, of the high end), as the first of them: the outline
+/// may fall short by up to `step`. A bore is not seen: the body is taken for solid.
 ///
 /// An edge that passes through the axis, or lies in a plane with it, is the straight line between
 /// its two ends: one that crosses the axis counts as if it did not come nearer than its ends tell.
@@ -65,7 +65,8 @@ std::vector<VecBase<2, T>> SpinBoundary(const Mesh::IndexedPointsBase<3, T>& mes
 /// The height at which the origin of the tool's frame comes to rest when the tool, at `x`, is
 /// lowered along the y axis onto the target: the topmost crossing of x with the loop that the
 /// origin can't cross
-/// (`OuterOffsetLoop` of `Minkowski_E.h`). The most negative number when nothing lies under it.
+/// (`OuterOffsetLoop` of `Minkowski_E.h`). The most negative number when nothing lies under it, and
+/// for outlines with a point that is not finite.
 ///
 /// The tool is closed: when its ends match within 1e-12 per coordinate, the first takes the place
 /// of the last; otherwise they are joined. The target is taken as it is, open or closed. Upright

@@ -122,8 +122,8 @@ TEST(SilhouetteDrop, AgreesWithAllVerticesOfBoth)
     Support::Random random(3);
     for (const double offset : {0.0, 1e5}) {
         for (int round = 0; round < Support::Rounds(300); ++round) {
-            const Outline tool = RandomOutline(random, random.Integer(3, 8), 2);
-            Outline target = RandomOutline(random, random.Integer(2, 12), 6);
+            const Outline tool = RandomOutline(random, 3 + random.Below(6), 2);
+            Outline target = RandomOutline(random, 2 + random.Below(11), 6);
             for (Vec2d& p : target) {
                 p += Vec2d(offset, -offset);
             }
@@ -175,21 +175,26 @@ TEST(SilhouetteDropProfile, AFlatTopCountsUnlessItIsTrimmed)
     const Outline rod{{0, 0}, {1, 0}, {1, 7}, {0.5, 7}, {0, 7}};
     EXPECT_NEAR(DropProfileOfRevolution<double>(cone, rod, false), 7, 1e-9);
     EXPECT_NEAR(DropProfileOfRevolution<double>(cone, rod, true), 6, 1e-9);
-    // Two points stay, however flat.
-    EXPECT_NEAR(DropProfileOfRevolution<double>(cone, {{2, 7}, {1, 7}, {0, 7}}, true), 6, 1e-9);
+    // Two points stay, however flat: a disk, which the tip meets in its center.
+    EXPECT_NEAR(DropProfileOfRevolution<double>(cone, {{0, 7}, {1, 7}, {0.5, 7}}, true), 7, 1e-9);
 }
 
 // The last point of the tool has no mirror image: beside the axis it makes the tool lopsided.
 TEST(SilhouetteDropProfile, TheLastPointOfTheToolIsNotMirrored)
 {
-    const Outline tool{{0, 0}, {2, 0}, {2, 3}};
-    // Its corners: (0, 0), (2, 0), (2, 3), (-2, 0): left of the axis it slants up.
-    EXPECT_NEAR(VerticalDropOnTarget<double>(0, {{0, 0}, {2, 0}, {2, 3}, {-2, 0}, {0, 0}},
-                                             {{-3, 1}, {3, 1}}),
-                DropProfileOfRevolution<double>(tool, {{3, 1}}, false) > 0 ? 1 : 1, 1e-9);
-    EXPECT_NEAR(DropProfileOfRevolution<double>({{0, 0}, {2, 0}, {2, 3}, {0, 3}},
-                                                {{0, 2}, {1.5, 2}}, false),
-                2, 1e-9);
+    // The corners (0, 0), (2, 2), (-2, 2)... without the mirror image of (3, 0): a blade that hangs
+    // down to 0 on the right and ends at 2 on the left.
+    const Outline tool{{0, 2}, {2, 2}, {3, 0}};
+    const Outline left{{-3.5, 1}, {-2.5, 1}};
+    const Outline right{{2.5, 1}, {3.5, 1}};
+    const auto lowered = [&](const Outline& whole, const Outline& target) {
+        return VerticalDropOnTarget<double>(0, whole, target);
+    };
+    EXPECT_NEAR(lowered({{0, 2}, {2, 2}, {3, 0}, {2, 2}, {0, 2}}, right), 1, 1e-9);
+    // Of revolution: both rims would rest on a ring; the one on the right does alone.
+    const Outline ring{{0, -9}, {2.9, -9}, {2.9, 1}, {3.1, 1}, {3.1, -9}};
+    EXPECT_NEAR(DropProfileOfRevolution<double>(tool, ring, false), 1, 1e-9);
+    EXPECT_EQ(lowered({{0, 2}, {2, 2}, {3, 0}, {-2, 2}, {0, 2}}, left), kNothing);
 }
 
 TEST(SilhouetteDropProfile, FewerThanTwoToolPointsGiveZero)
