@@ -18,6 +18,7 @@
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/Lathe_E.h>
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/IterativeRemesher_E.h>
 #include <Sorvane/MaterialTree_E.h>
