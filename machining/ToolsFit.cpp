@@ -200,12 +200,15 @@ public:
         const Vec2d& corner = outline_.corner;
         const WideTool cylinder{corner.x(), 0, kPi<double> / 2, corner.y(), 0, 0, 0};
         FitCandidate best(outline_, ToolAs(cylinder, T{}), tolerance);
-        WideTool fromChain;
-        if (best.IsWithinTolerance() ||
-            !ToolFromChain(outline_.profile.Points(), Length(corner), tolerance, fromChain)) {
+        if (best.IsWithinTolerance()) {
             return best.Measured();
         }
-        Consider(best, fromChain, tolerance);
+        WideTool fromChain;
+        if (ToolFromChain(outline_.profile.Points(), Length(corner), tolerance, fromChain)) {
+            Consider(best, fromChain, tolerance);
+        } else if (!(tolerance > T{0})) {
+            return best.Measured();
+        } // else the filter gave a long drift up, which says nothing of the tool
         const Tool& found = best.Measured().tool;
         const bool hasNoCorner = found.lowerCornerRadius == T{0} && found.upperCornerRadius == T{0};
         // What lies over the top is as far from any tool, and its share in the mean is the less the

@@ -367,18 +367,29 @@ TEST(ConvexToolFromPolyline, HostileTolerancesEndInSomeTool)
     }
 }
 
-// Hundreds of elements must be merged here, at a tolerance that no tool meets.
-TEST(ConvexToolFromPolyline, SpiralWithFarTooManyElementsIsFitted)
+Points QuarterEllipse(int count)
 {
     Points points{{0, 0}};
-    for (int i = 1; i <= 4000; ++i) {
-        const double angle = kHalfPi * i / 4000;
-        points.push_back(
-            {10 * std::sin(angle), 6 * (1 - std::cos(angle))}); // a quarter of an ellipse
+    for (int i = 1; i <= count; ++i) {
+        const double angle = kHalfPi * i / count;
+        points.push_back({10 * std::sin(angle), 6 * (1 - std::cos(angle))});
     }
-    const auto report = Mill::ConvexToolFromPolyline(points, 1e-7);
+    return points;
+}
+
+// Hundreds of elements must be merged here, at a tolerance that no tool meets.
+TEST(ConvexToolFromPolyline, FarTooManyElementsAreMerged)
+{
+    const auto report = Mill::ConvexToolFromPolyline(QuarterEllipse(1000), 1e-6);
     EXPECT_LT(report.hullDeviation, 0.2); // two arcs in the places of an ellipse
-    EXPECT_GT(report.hullDeviation, 1e-7);
+    EXPECT_GT(report.hullDeviation, 1e-6);
+}
+
+// So dense that the filter takes all of it for one run, whose arc it then drops: no chain, and yet
+// a tool.
+TEST(ConvexToolFromPolyline, DenseCurveWithoutAChainIsFitted)
+{
+    EXPECT_LT(Mill::ConvexToolFromPolyline(QuarterEllipse(10000), 0.01).hullDeviation, 0.2);
 }
 
 // --- cylindrical tools --------------------------------------------------------------------------
