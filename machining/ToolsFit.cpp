@@ -310,11 +310,16 @@ GenericToolFitReport<CylindricalToolBase<T>, T> FitCylindrical(const Outline& ou
             candidates[i].emplace(outline, tool, tolerance);
         }
     });
-    std::erase(candidates, std::nullopt);
-    std::stable_sort(candidates.begin(), candidates.end(), [](const auto& a, const auto& b) {
+    std::vector<Candidate<Tool, T>*> containing;
+    for (auto& candidate : candidates) {
+        if (candidate) {
+            containing.push_back(&*candidate);
+        }
+    }
+    std::stable_sort(containing.begin(), containing.end(), [](const auto* a, const auto* b) {
         return a->HullDeviation() < b->HullDeviation();
     });
-    for (auto& candidate : candidates) {
+    for (Candidate<Tool, T>* const candidate : containing) {
         if (candidate->Replaces(best)) {
             best = std::move(*candidate);
         }
