@@ -193,6 +193,9 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"content_tree_picture", {}},
         {"fit_arcs", {"points", "0"}},
         {"fit_arcs", {"points", "1", "2"}},
+        {"fit_tool", {"points", "0"}},
+        {"fit_tool", {"points", "1", "2"}},
+        {"tool_positions", {"x.svg"}},
         {"solid_cells", {"part", "1", "4"}},
         {"solid_cells", {"part", "1", "13", "x.svg"}},
         {"solid_cells", {"part", "1", "nan", "x.svg"}},
@@ -265,7 +268,7 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         EXPECT_EQ(run.code, c.code);
         EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     }
-    for (const char* program : {"chain_picture", "fit_arcs", "join_outlines", "svg_sampler",
+    for (const char* program : {"chain_picture", "fit_arcs", "fit_tool", "tool_positions", "join_outlines", "svg_sampler",
                                 "sweep_tool", "z_curve"}) {
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
@@ -310,6 +313,23 @@ TEST_F(ExamplePrograms, SweepToolTellsWhatItDraws)
     EXPECT_EQ(turning.code, 0);
     EXPECT_NE(turning.errors.find("of these both touch: 0.00"), std::string::npos)
         << turning.errors;
+}
+
+// A plain cylinder of radius 4 and height 9, and the scan that the program makes itself.
+TEST_F(ExamplePrograms, FitToolTellsTheToolOfAnOutline)
+{
+    Support::WriteBytes(folder_ / "cylinder.txt", "10 0\n14 0\n14 9\n");
+    const ProgramRun cylinder = RunExample("fit_tool", {"cylinder.txt", "0.01"}, Folder());
+    EXPECT_EQ(cylinder.code, 0);
+    EXPECT_NE(cylinder.errors.find("tip radius 4.0000"), std::string::npos) << cylinder.errors;
+    EXPECT_NE(cylinder.errors.find("taper height 9.0000"), std::string::npos) << cylinder.errors;
+
+    const ProgramRun scan = RunExample("fit_tool", {}, Folder());
+    EXPECT_EQ(scan.code, 0);
+    EXPECT_NE(scan.errors.find("angle 0.40"), std::string::npos) << scan.errors; // of its taper, drawn as 0.4
+
+    Support::WriteBytes(folder_ / "words.txt", "no points here");
+    EXPECT_EQ(RunExample("fit_tool", {"words.txt"}, Folder()).code, 1);
 }
 
 TEST_F(ExamplePrograms, SolidCellsEncloseTheAreaOfAnOutline)
