@@ -68,12 +68,10 @@ ContactReport DropInOrder(double limit, const Vec2d& xy, const std::vector<Vec3d
 } // namespace
 
 ConvexToolContact::ConvexToolContact(const ConvexStandardToolBase<double>& tool)
-    : tool_(tool), profile_(PolyArcSegFromTool(tool))
+    : tool_(tool), profile_(PolyArcSegFromTool(tool)), ranges_(Impl::RangesOf(profile_))
 {
-    ranges_.reserve(profile_.elements.size());
-    for (const Planar::ArcSegBase<double>& element : profile_.elements) {
-        ranges_.push_back(Impl::RangeOf(element));
-        radius_ = std::max({radius_, ranges_.back()[0], ranges_.back()[1]});
+    for (const Vec2d& range : ranges_) {
+        radius_ = std::max({radius_, range[0], range[1]});
     }
 }
 
