@@ -48,7 +48,7 @@ Box BoxOf(const Corners& corner)
 struct Facet {
     Corners corner;
     Vec3d normal;  // unit and upward; zero when the facet is upright or has no area
-    double offset; // of the plane along the normal, from the middle of the whole
+    double offset; // along the normal, from the middle of the whole: no corner lies beyond it
     int number;
 };
 
@@ -57,12 +57,9 @@ Facet FacetOf(const Corners& corner, int number, const Vec3d& middle)
     Facet facet{corner, {}, 0.0, number};
     const Vec3d normal = (corner[1] - corner[0]) ^ (corner[2] - corner[0]);
     const double length = std::sqrt(normal * normal);
-    // A needle's normal has no digits; its edges are bounded one by one.
-    const double longest = std::max({(corner[1] - corner[0]) * (corner[1] - corner[0]),
-                                     (corner[2] - corner[1]) * (corner[2] - corner[1]),
-                                     (corner[0] - corner[2]) * (corner[0] - corner[2])});
-    constexpr double kLeastShare = 1e-6;
-    if (normal.z() != 0.0 && length > kLeastShare * longest && std::isfinite(length)) {
+    // A needle's normal has no digits, and serves all the same: whatever the direction, the corners
+    // lie below the plane of this offset.
+    if (normal.z() != 0.0 && length > 0.0) {
         facet.normal = normal * ((normal.z() < 0.0 ? -1.0 : 1.0) / length);
         facet.offset =
             std::max({facet.normal * (corner[0] - middle), facet.normal * (corner[1] - middle),

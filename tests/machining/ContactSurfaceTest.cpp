@@ -1,4 +1,5 @@
-// Drops on a prepared mesh: the same heights as single drops, whatever the mesh, the order and the threads.
+// Drops on a prepared mesh: the same heights as single drops, whatever the mesh, the order and the
+// threads.
 
 #include "tests/machining/DropTables.h"
 #include "tests/support/ContactOracle.h"
@@ -85,7 +86,8 @@ TEST(ContactSurface, RandomSoupsGiveTheBitsOfSingleDrops)
         const ConvexToolContact contact(tool.record);
         const Soup soup = Support::RandomSoup(random, 200, 20.0);
         const std::vector<Vec2d> positions = RandomPositions(random, 60, 25.0);
-        ExpectSingleDrops(ContactSurface(soup).DropAtPoints(contact, positions, {}), contact, soup, positions);
+        ExpectSingleDrops(ContactSurface(soup).DropAtPoints(contact, positions, {}), contact, soup,
+                          positions);
     }
 }
 
@@ -94,22 +96,26 @@ TEST(ContactSurface, ArrangementsFullOfTiesGiveTheBitsOfSingleDrops)
     const std::vector<std::pair<const char*, Soup>> soups{
         {"level", Grid(20, 20, [](double, double) { return 1.5; })},
         {"slope", Grid(20, 20, [](double x, double y) { return 0.3 * x - 0.7 * y; })},
-        {"bowl of the ball", Grid(24, 5, [](double x, double y) {
-             return 5 - std::sqrt(std::max(25 - x * x - y * y, 0.0));
-         })},
-        {"spikes", Grid(20, 20, [](double x, double y) {
-             return std::fmod(std::fabs(std::round(x / 2) + std::round(y / 2)), 2.0) * 9;
-         })},
+        {"bowl of the ball",
+         Grid(24, 5,
+              [](double x, double y) { return 5 - std::sqrt(std::max(25 - x * x - y * y, 0.0)); })},
+        {"spikes",
+         Grid(20, 20,
+              [](double x, double y) {
+                  return std::fmod(std::fabs(std::round(x / 2) + std::round(y / 2)), 2.0) * 9;
+              })},
         {"stairs", Grid(20, 20, [](double x, double) { return std::floor(x / 4); })}};
     Support::Random random(102);
     for (const auto& [name, soup] : soups) {
         const ContactSurface surface(soup);
         std::vector<Vec2d> positions = RandomPositions(random, 15, 21.0);
-        positions.insert(positions.end(), {{0, 0}, {2, 2}, {1, 0}, {-20, -20}, {25, 0}, {24.999, 0}});
+        positions.insert(positions.end(),
+                         {{0, 0}, {2, 2}, {1, 0}, {-20, -20}, {25, 0}, {24.999, 0}});
         for (const ShapedTool& tool : Support::ToolsOfAllKinds()) {
             SCOPED_TRACE(name + (" " + tool.name));
             const ConvexToolContact contact(tool.record);
-            ExpectSingleDrops(surface.DropAtPoints(contact, positions, {}), contact, soup, positions);
+            ExpectSingleDrops(surface.DropAtPoints(contact, positions, {}), contact, soup,
+                              positions);
         }
     }
 }
@@ -130,7 +136,8 @@ TEST(ContactSurface, FarFromTheOriginGivesTheBitsOfSingleDrops)
         for (const ShapedTool& tool : Support::ToolsOfAllKinds()) {
             SCOPED_TRACE(tool.name);
             const ConvexToolContact contact(tool.record);
-            ExpectSingleDrops(surface.DropAtPoints(contact, positions, {}), contact, soup, positions);
+            ExpectSingleDrops(surface.DropAtPoints(contact, positions, {}), contact, soup,
+                              positions);
         }
     }
 }
@@ -154,11 +161,14 @@ TEST(ContactSurface, MeshesWithDegenerateTrianglesGiveTheBitsOfSingleDrops)
     for (int i = 0; i < 20; ++i) {
         positions.push_back({random.Between(low[0], high[0]), random.Between(low[1], high[1])});
     }
-    const ConvexToolContact contact(Support::BullTool((high[0] - low[0]) / 40, (high[0] - low[0]) / 80).record);
-    ExpectSingleDrops(ContactSurface(soup).DropAtPoints(contact, positions, {}), contact, soup, positions);
+    const ConvexToolContact contact(
+        Support::BullTool((high[0] - low[0]) / 40, (high[0] - low[0]) / 80).record);
+    ExpectSingleDrops(ContactSurface(soup).DropAtPoints(contact, positions, {}), contact, soup,
+                      positions);
 }
 
-// --- tables of drops that another program made -----------------------------------------------------
+// --- tables of drops that another program made
+// -----------------------------------------------------
 
 class ContactSurfaceTable : public testing::TestWithParam<Support::DropTable> {};
 
@@ -176,7 +186,8 @@ TEST_P(ContactSurfaceTable, EveryRow)
     for (const Vec3d& row : rows) {
         positions.push_back({row.x(), row.y()});
     }
-    const SurfaceDrops drops = ContactSurface(soup).DropAtPoints(ConvexToolContact(param.tool.record), positions, {});
+    const SurfaceDrops drops =
+        ContactSurface(soup).DropAtPoints(ConvexToolContact(param.tool.record), positions, {});
     const double missed = Support::BottomOf(soup) - 1000;
     for (std::size_t i = 0; i < rows.size(); ++i) {
         EXPECT_NEAR(drops.triangles[i] < 0 ? missed : drops.heights[i], rows[i].z(), 1e-4) << i;
@@ -186,7 +197,8 @@ TEST_P(ContactSurfaceTable, EveryRow)
 INSTANTIATE_TEST_SUITE_P(Parts, ContactSurfaceTable, testing::ValuesIn(Support::DropTables()),
                          [](const auto& test) { return Support::NameOf(test.param); });
 
-// --- the batch --------------------------------------------------------------------------------------
+// --- the batch
+// --------------------------------------------------------------------------------------
 
 TEST(ContactSurface, SameBitsOnAnyThreadCount)
 {
@@ -194,11 +206,13 @@ TEST(ContactSurface, SameBitsOnAnyThreadCount)
         GTEST_SKIP() << "the number of threads is not ours to set";
     }
     // Level stretches, so that the triangle told is one of many.
-    const Soup soup = Grid(40, 20, [](double x, double y) { return std::round(std::sin(x) + std::cos(y)); });
+    const Soup soup =
+        Grid(40, 20, [](double x, double y) { return std::round(std::sin(x) + std::cos(y)); });
     const ContactSurface surface(soup);
     const ConvexToolContact contact(Support::FlatTool(3).record);
     const DropRaster raster{{-20, -20}, {0.4, 0.4}, 101, 101};
-    const std::vector<Mill::ToolPart> parts{{Support::FlatTool(3).record, 0}, {Support::FlatTool(6).record, 2}};
+    const std::vector<Mill::ToolPart> parts{{Support::FlatTool(3).record, 0},
+                                            {Support::FlatTool(6).record, 2}};
     std::vector<Vec3d> tips;
     for (int i = 0; i < 3000; ++i) {
         tips.push_back({0.013 * (i - 1500), std::sin(0.01 * i) * 20, -0.5});
@@ -241,8 +255,10 @@ TEST(ContactSurface, RastersWithoutPositionsGiveNothing)
     }
     EXPECT_EQ(surface.DropAtPoints(ball, {}, {}), SurfaceDrops{});
     // All at one place, or nowhere.
-    EXPECT_EQ(surface.DropOnRaster(ball, {{0, 0}, {0, 0}, 2, 2}, {}).heights, std::vector<double>(4, 0.0));
-    EXPECT_EQ(surface.DropOnRaster(ball, {{0, kNaN}, {1, 1}, 2, 2}, {}).triangles, std::vector<int>(4, -1));
+    EXPECT_EQ(surface.DropOnRaster(ball, {{0, 0}, {0, 0}, 2, 2}, {}).heights,
+              std::vector<double>(4, 0.0));
+    EXPECT_EQ(surface.DropOnRaster(ball, {{0, kNaN}, {1, 1}, 2, 2}, {}).triangles,
+              std::vector<int>(4, -1));
 }
 
 TEST(ContactSurface, TheOrderOfPositionsChangesNoHeight)
@@ -276,7 +292,8 @@ TEST(ContactSurface, ProgressAscendsToOne)
     EXPECT_EQ(shares.back(), 1.0);
     const std::vector<Vec3d> tips(20000, Vec3d{0, 0, 0});
     shares.clear();
-    EXPECT_EQ(surface.FindGouges({{Support::BallTool(5).record, 0}}, tips, 0.0, note).size(), tips.size());
+    EXPECT_EQ(surface.FindGouges({{Support::BallTool(5).record, 0}}, tips, 0.0, note).size(),
+              tips.size());
     EXPECT_EQ(shares.back(), 1.0);
 }
 
@@ -286,7 +303,8 @@ TEST(ContactSurface, CancelEndsWithNothing)
     const ConvexToolContact ball(Support::BallTool(5).record);
     int calls = 0;
     const auto cancel = [&](double) { return ++calls < 2; };
-    EXPECT_EQ(surface.DropOnRaster(ball, {{-50, -50}, {0.5, 0.5}, 200, 100}, cancel), SurfaceDrops{});
+    EXPECT_EQ(surface.DropOnRaster(ball, {{-50, -50}, {0.5, 0.5}, 200, 100}, cancel),
+              SurfaceDrops{});
     EXPECT_EQ(calls, 2);
     calls = 1;
     const std::vector<Vec3d> tips(20000, Vec3d{0, 0, 0});
@@ -294,7 +312,8 @@ TEST(ContactSurface, CancelEndsWithNothing)
     EXPECT_EQ(calls, 2);
 }
 
-// --- what a surface is made of ----------------------------------------------------------------------
+// --- what a surface is made of
+// ----------------------------------------------------------------------
 
 TEST(ContactSurface, IndexedMeshesAreTheirSoups)
 {
@@ -312,11 +331,14 @@ TEST(ContactSurface, IndexedMeshesAreTheirSoups)
 
 TEST(ContactSurface, TrianglesThatAreNoneStayOutAndKeepTheNumbers)
 {
-    const std::vector<Vec3d> points{{-50, -50, 1}, {50, -50, 1}, {0, 50, 1}, {0, 0, kNaN}, {kInfinity, 0, 9}, {0, 1e80, 9}};
-    const std::vector<int> triples{0, 1, 3, 0, 1, 4, 0, 1, 5, 0, 1, -1, 0, 1, 6, 0, 1, 2147483647, 0, 1, 2, 0, 1};
+    const std::vector<Vec3d> points{{-50, -50, 1}, {50, -50, 1},      {0, 50, 1},
+                                    {0, 0, kNaN},  {kInfinity, 0, 9}, {0, 1e80, 9}};
+    const std::vector<int> triples{0, 1, 3, 0, 1, 4,          0, 1, 5, 0, 1, -1,
+                                   0, 1, 6, 0, 1, 2147483647, 0, 1, 2, 0, 1};
     const ContactSurface surface(points, triples);
     EXPECT_EQ(surface.TriangleCount(), 1U);
-    const SurfaceDrops drops = surface.DropAtPoints(ConvexToolContact(Support::BallTool(5).record), {{0, 0}}, {});
+    const SurfaceDrops drops =
+        surface.DropAtPoints(ConvexToolContact(Support::BallTool(5).record), {{0, 0}}, {});
     EXPECT_EQ(drops.heights, std::vector<double>{1.0});
     EXPECT_EQ(drops.triangles, std::vector<int>{6});
 }
@@ -330,12 +352,15 @@ TEST(ContactSurface, SurfacesWithoutTrianglesTouchNothing)
     const Soup four(4, Vec3d{0, 0, 0});
     const ContactSurface wrongSize(four);
     const ContactSurface none;
-    for (const ContactSurface* surface : {&none, &wrongSize, static_cast<const ContactSurface*>(&moved)}) {
+    for (const ContactSurface* surface :
+         {&none, &wrongSize, static_cast<const ContactSurface*>(&moved)}) {
         EXPECT_EQ(surface->TriangleCount(), 0U);
         const SurfaceDrops drops = surface->DropAtPoints(ball, {{0, 0}}, {});
         EXPECT_EQ(drops.heights, std::vector<double>{kNothing});
         EXPECT_EQ(drops.triangles, std::vector<int>{-1});
-        EXPECT_EQ(surface->FindGouges({{Support::BallTool(5).record, 0}}, {{0, 0, 0}}, 0.0, {}).size(), 1U);
+        EXPECT_EQ(
+            surface->FindGouges({{Support::BallTool(5).record, 0}}, {{0, 0, 0}}, 0.0, {}).size(),
+            1U);
     }
     moved = ContactSurface(Grid(1, 9, [](double, double) { return 0.0; }));
     EXPECT_EQ(moved.TriangleCount(), 2U);
@@ -344,7 +369,8 @@ TEST(ContactSurface, SurfacesWithoutTrianglesTouchNothing)
 TEST(ContactSurface, ToolsWithoutAProfileTouchNothing)
 {
     const ContactSurface surface(Grid(1, 9, [](double, double) { return 0.0; }));
-    EXPECT_EQ(surface.DropAtPoints(ConvexToolContact({}), {{0, 0}}, {}).triangles, std::vector<int>{-1});
+    EXPECT_EQ(surface.DropAtPoints(ConvexToolContact({}), {{0, 0}}, {}).triangles,
+              std::vector<int>{-1});
 }
 
 TEST(ContactSurface, ToolsLargerThanThePartAndSmallerThanAnything)
@@ -354,10 +380,12 @@ TEST(ContactSurface, ToolsLargerThanThePartAndSmallerThanAnything)
     const ContactSurface surface(soup);
     const std::vector<Vec2d> positions = RandomPositions(random, 20, 2.0);
     for (const double size : {1e-9, 1e-6, 1e3, 1e9}) {
-        for (const ShapedTool& tool : {Support::BallTool(size), Support::FlatTool(size), Support::BullTool(size, size / 3)}) {
+        for (const ShapedTool& tool : {Support::BallTool(size), Support::FlatTool(size),
+                                       Support::BullTool(size, size / 3)}) {
             SCOPED_TRACE(tool.name + std::to_string(size));
             const ConvexToolContact contact(tool.record);
-            ExpectSingleDrops(surface.DropAtPoints(contact, positions, {}), contact, soup, positions);
+            ExpectSingleDrops(surface.DropAtPoints(contact, positions, {}), contact, soup,
+                              positions);
         }
     }
 }
@@ -366,8 +394,8 @@ TEST(ContactSurface, PositionsThatAreNotFiniteTouchNothing)
 {
     const ContactSurface surface(Grid(1, 9, [](double, double) { return 0.0; }));
     const ConvexToolContact ball(Support::BallTool(5).record);
-    const SurfaceDrops drops =
-        surface.DropAtPoints(ball, {{kNaN, 0}, {0, kInfinity}, {0, 0}, {-kInfinity, kNaN}, {1e300, 0}}, {});
+    const SurfaceDrops drops = surface.DropAtPoints(
+        ball, {{kNaN, 0}, {0, kInfinity}, {0, 0}, {-kInfinity, kNaN}, {1e300, 0}}, {});
     EXPECT_EQ(drops.triangles.at(0), -1);
     EXPECT_EQ(drops.triangles.at(1), -1);
     EXPECT_EQ(drops.heights.at(2), 0.0);

@@ -38,7 +38,8 @@ inline std::string NameOf(const DropTable& table)
     return name.substr(0, name.find("_40x40"));
 }
 
-/// x, y and height of the tip, row by row. Where nothing is touched the height is 1000 below the part.
+/// x, y and height of the tip, row by row. Where nothing is touched the height is 1000 below the
+/// part.
 inline std::vector<Velk::Math::Vec3d> RowsOf(const std::filesystem::path& file)
 {
     std::vector<Velk::Math::Vec3d> rows;

@@ -151,7 +151,8 @@ TEST(ToolContactOracle, NowhereBelowItselfWithMoreTriangles)
     }
 }
 
-// --- tables of drops that another program made -----------------------------------------------------
+// --- tables of drops that another program made
+// -----------------------------------------------------
 
 class ToolContactTable : public testing::TestWithParam<Support::DropTable> {};
 
