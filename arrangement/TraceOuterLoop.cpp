@@ -2,13 +2,16 @@
 //
 //   1. Ends within the tolerance of each other become one node, repeated segments one edge.
 //   2. The edges of each node are sorted by direction, with an exact comparison of turns.
-//   3. From the lowest node the walk leaves by the first edge, and at each node takes the next edge
-//      counter-clockwise from the one it came by: the rightmost turn. As "next" is a permutation of
-//      the directed edges, the walk comes back to its first one.
-//   4. A node with a single edge is a dead end: then the path on both sides of the starting node is
-//   given.
+//   3. From the lowest node of each connected component the walk leaves by the first edge, and at
+//   each
+//      node takes the next edge counter-clockwise from the one it came by: the rightmost turn. As
+//      "next" is a permutation of the directed edges, the walk comes back to its first one.
+//   4. The walk around the largest area is the result. A node with a single edge is a dead end:
+//   where
+//      that walk meets one, the path on both sides of its starting node is given.
 
 #include "mathbase/Buckets_Impl.h"
+#include "mathbase/DisjointSets_Impl.h"
 #include "mathbase/PointCells_Impl.h"
 #include "mathbase/Predicates_Impl.h"
 #include "mathbase/Values_Impl.h"
@@ -18,6 +21,7 @@
 #include <boost/unordered/unordered_flat_set.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -133,21 +137,41 @@ public:
     int Target(int directed) const { return Origin(directed ^ 1); }
     bool IsDeadEnd(int node) const { return around_[node].size() == 1; }
 
-    /// Of the edges out of the lowest, then leftmost node the one farthest to the right: all run
-    /// upwards or to the right, and they are sorted from there on.
-    int FirstOfOuterBoundary() const
+    /// An edge of the outer boundary of each component: of the edges out of its lowest, then
+    /// leftmost node the one farthest to the right, since all run upwards or to the right and are
+    /// sorted from there on. The components come in the order of these nodes.
+    std::vector<int> FirstsOfOuterBoundaries() const
     {
-        std::size_t lowest = 0;
-        for (std::size_t node = 1; node < positions_.size(); ++node) {
-            const Vec2d& best = positions_[lowest];
-            const Vec2d& other = positions_[node];
-            const bool isLower =
-                other.y() != best.y() ? other.y() < best.y() : other.x() < best.x();
-            if (HasEdges(node) && (isLower || !HasEdges(lowest))) {
-                lowest = node;
+        Math::Impl::DisjointSets components(positions_.size());
+        for (const Edge& edge : edges_) {
+            components.Join(edge.from, edge.to);
+        }
+        std::vector<int> lowest(positions_.size(), -1); // by the number of the component
+        for (int node = 0; node < static_cast<int>(positions_.size()); ++node) {
+            int& least = lowest[static_cast<std::size_t>(components.Find(node))];
+            if (HasEdges(node) && (least < 0 || IsLower(node, least))) {
+                least = node;
             }
         }
-        return around_[lowest].front();
+        std::erase(lowest, -1);
+        std::sort(lowest.begin(), lowest.end(), [this](int a, int b) { return IsLower(a, b); });
+        for (int& first : lowest) {
+            first = around_[first].front();
+        }
+        return lowest;
+    }
+
+    /// Twice the area to the left of the edge and of the lines from its ends to `origin`.
+    double TwiceAreaFrom(const Vec2d& origin, int directed) const
+    {
+        const Vec2d from = positions_[static_cast<std::size_t>(Origin(directed))] - origin;
+        const Vec2d to = positions_[static_cast<std::size_t>(Target(directed))] - origin;
+        return from ^ to;
+    }
+
+    const Vec2d& PositionOfOrigin(int directed) const
+    {
+        return positions_[static_cast<std::size_t>(Origin(directed))];
     }
 
     /// The edge that follows on the boundary, the rightmost one at the target, and the one before.
@@ -155,7 +179,14 @@ public:
     int Previous(int directed) const { return Neighbor(directed, -1) ^ 1; }
 
 private:
-    bool HasEdges(std::size_t node) const { return !around_[node].empty(); }
+    bool HasEdges(int node) const { return !around_[node].empty(); }
+
+    bool IsLower(int node, int other) const
+    {
+        const Vec2d& a = positions_[static_cast<std::size_t>(node)];
+        const Vec2d& b = positions_[static_cast<std::size_t>(other)];
+        return a.y() != b.y() ? a.y() < b.y() : a.x() < b.x();
+    }
 
     /// The directed edge beside this one at its origin, counter-clockwise for step 1.
     int Neighbor(int directed, int step) const
@@ -199,18 +230,50 @@ private:
     std::vector<int> slot_;                // place of each directed edge among those of its origin
 };
 
-/// The whole boundary from `first` on; `closed` tells whether it meets no dead end.
-std::vector<int> WalkAround(const Drawing& drawing, int first, bool& closed)
+/// A walk along the outer boundary of a component.
+struct Walk {
+    std::vector<int> passed; // directed edges
+    bool isClosed = true;    // without a dead end
+    double twiceArea = 0;    // within
+};
+
+/// The whole boundary from `first` on, bridges and ways into dead ends there and back. `wasPassed`,
+/// of every directed edge, is shared by all walks: no edge is on two of them.
+void WalkAround(const Drawing& drawing, int first, std::vector<char>& wasPassed, Walk& walk)
 {
-    std::vector<int> walk;
-    closed = true;
+    walk.passed.clear();
+    walk.isClosed = true;
     int directed = first;
     do {
-        walk.push_back(directed);
-        closed = closed && !drawing.IsDeadEnd(drawing.Target(directed));
+        walk.passed.push_back(directed);
+        wasPassed[static_cast<std::size_t>(directed)] = 1;
+        walk.isClosed = walk.isClosed && !drawing.IsDeadEnd(drawing.Target(directed));
         directed = drawing.Next(directed);
-    } while (closed && directed != first);
-    return walk;
+    } while (directed != first);
+    // What is passed both ways bounds nothing, and is left out so that it adds no rounding either.
+    double twiceArea = 0;
+    const Vec2d& origin = drawing.PositionOfOrigin(first);
+    for (const int passed : walk.passed) {
+        if (wasPassed[static_cast<std::size_t>(passed ^ 1)] == 0) {
+            twiceArea += drawing.TwiceAreaFrom(origin, passed);
+        }
+    }
+    walk.twiceArea = std::fabs(twiceArea);
+}
+
+/// The walk around the largest area, of equal ones the first.
+Walk LargestWalk(const Drawing& drawing, std::size_t edgeCount)
+{
+    std::vector<char> wasPassed(2 * edgeCount, 0);
+    Walk largest;
+    Walk walk;
+    for (const int first : drawing.FirstsOfOuterBoundaries()) {
+        WalkAround(drawing, first, wasPassed, walk);
+        if (largest.passed.empty() || walk.twiceArea > largest.twiceArea) {
+            std::swap(walk, largest);
+        }
+    }
+    return largest;
 }
 
 /// The part of the boundary around `first` that runs into dead ends on both sides. Where it has no
@@ -269,18 +332,15 @@ bool TraceOuterLoop(const std::vector<SegBase<T>>& segments, std::vector<VecBase
         wide.push_back(Widened(position));
     }
     const Drawing drawing(std::move(edges), std::move(wide));
-    const int first = drawing.FirstOfOuterBoundary();
-    bool closed = false;
-    std::vector<int> walk = WalkAround(drawing, first, closed);
-    if (!closed) {
-        walk = OpenPath(drawing, first, edgeCount);
-    }
+    const Walk largest = LargestWalk(drawing, edgeCount);
+    const std::vector<int> walk =
+        largest.isClosed ? largest.passed : OpenPath(drawing, largest.passed.front(), edgeCount);
     loop.reserve(walk.size() + 1);
     loop.push_back(positions[static_cast<std::size_t>(drawing.Origin(walk.front()))]);
     for (const int directed : walk) {
         loop.push_back(positions[static_cast<std::size_t>(drawing.Target(directed))]);
     }
-    return closed;
+    return largest.isClosed;
 }
 
 // clang-format off

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/SvgWriter_E.h>
 
 #include <array>
-#include <filesystem>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,10 +33,9 @@ struct Findings {
     std::array<Velk::Math::Vec3d, 2> Box() const;
 };
 
-/// The part seen from the front right and above, with its faults in colors on top. False when the
-/// file can't be written.
-bool WriteSvg(const Findings& findings, const std::string& title,
-              const std::filesystem::path& path);
+/// The part seen from the front right and above, with its faults in colors on top.
+Velk::Math::Sorvane::Drawing::SvgWriter PictureOf(const Findings& findings,
+                                                  const std::string& title);
 
 /// The triangles with faults, and the edges with faults, and slivers, as thin rods. Empty without
 /// faults.

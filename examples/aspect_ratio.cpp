@@ -14,7 +14,6 @@
 #include "PartDrawing.h"
 #include "PartFiles.h"
 #include "PartMeasures.h"
-#include "TextOutput.h"
 
 #include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/MeshQueries_E.h>
@@ -34,9 +33,7 @@
 
 namespace {
 
-using namespace Velk::Math;
-using namespace Velk::Math::Sorvane;
-using Part = Mesh::IndexedPointsBase<3, double>;
+using namespace PartDrawing;
 
 struct Options {
     std::filesystem::path input;
@@ -120,55 +117,43 @@ void TellShapes(const char* when, const Part& part)
 
 // --- the picture --------------------------------------------------------------------------------
 
+constexpr int kShades = 24;
+
 /// Yellow for a good shape, red for none.
-void DrawShape(std::FILE* svg, const View& view, const Part& part, std::size_t triangle)
+int ShadeOf(const Part& part, std::size_t triangle)
 {
-    const int green = static_cast<int>(230 * std::pow(RatioOf(part, triangle), 0.4));
-    std::fprintf(svg, "<path class='changed' fill='#e6%02x28' d='M", green);
-    for (std::size_t k = 0; k < 3; ++k) {
-        const Vec3d& point = CornerOf(part, 3 * triangle + k);
-        std::fprintf(svg, "%.1f %.1f ", view.X(point), view.Y(point));
-    }
-    std::fprintf(svg, "z'/>\n");
+    return static_cast<int>(kShades * std::pow(RatioOf(part, triangle), 0.4));
+}
+
+SvgStyle StyleOfShade(int shade)
+{
+    std::array<char, 8> color{};
+    std::snprintf(color.data(), color.size(), "#e6%02x28",
+                  static_cast<unsigned int>(230 * shade / kShades) & 0xFFU);
+    return {"#222", color.data(), 0.4};
 }
 
 bool WritePicture(const Part& before, const Part& after, const std::filesystem::path& path)
 {
-    TextOutput svg(path.string());
-    if (!svg.IsOpen()) {
-        return false;
-    }
-    const View view(before.points);
-    std::fprintf(svg.File(),
-                 "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %g %.0f'><style>"
-                 "path{stroke-width:.5;stroke-linejoin:round}"
-                 ".changed{stroke:#222;stroke-width:.4}.crease{stroke:#667}</style>\n"
-                 "<rect width='100%%' height='100%%' fill='white'/>\n",
-                 2 * kPictureSize, view.height);
     constexpr double kCreaseAngle = 0.3;
+    SvgWriter picture(2 * kPictureSize);
     for (const Part* part : {&before, &after}) {
-        const std::vector<double> creases = Mesh::CreaseAngles(*part, false);
-        std::fprintf(svg.File(), "<g transform='translate(%g 0)'>\n",
-                     part == &before ? 0.0 : kPictureSize);
-        DrawFarToNear(*part, view, [&](std::size_t triangle, const Vec3d& normal) {
-            const std::size_t first = 3 * triangle;
-            if (std::equal(&before.indices[first], &before.indices[first] + 3,
-                           &after.indices[first])) {
-                DrawFilled(svg.File(), view, *part, triangle, normal);
-            } else {
-                DrawShape(svg.File(), view, *part, triangle);
-            }
-            for (std::size_t k = 0; k < 3; ++k) {
-                if (creases[first + k] > kCreaseAngle) {
-                    DrawLine(svg.File(), view, CornerOf(*part, first + k),
-                             CornerOf(*part, first + (k + 1) % 3), "crease");
-                }
-            }
-        });
-        std::fprintf(svg.File(), "</g>\n");
+        SvgMeshMarks marks;
+        for (int shade = 0; shade <= kShades; ++shade) {
+            marks.styles.push_back(StyleOfShade(shade));
+        }
+        marks.styles.push_back({"#667", "none", 0.5});
+        for (std::size_t first = 0; first + 2 < part->indices.size(); first += 3) {
+            const bool isKept = std::equal(&before.indices[first], &before.indices[first] + 3,
+                                           &after.indices[first]);
+            marks.triangles.push_back(isKept ? -1 : ShadeOf(*part, first / 3));
+        }
+        MarkCreases(*part, kCreaseAngle, kShades + 1, marks);
+        picture.AddMesh(*part, part == &before ? kView : ViewBeside(before), FacetStyle(), marks);
     }
-    std::fprintf(svg.File(), "</svg>\n");
-    return svg.Finish();
+    picture.AddLegend("changed, badly shaped", StyleOfShade(0));
+    picture.AddLegend("changed, well shaped", StyleOfShade(kShades));
+    return SavePicture(picture, path.string());
 }
 
 } // namespace

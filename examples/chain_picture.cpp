@@ -10,10 +10,11 @@
 // written, 2 wrong use.
 
 #include "Arguments.h"
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/PlanarOffset_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/SvgWriter_E.h>
 #include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
@@ -29,9 +30,19 @@ namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane::Planar;
+using Velk::Math::Sorvane::Drawing::SvgStyle;
+using Velk::Math::Sorvane::Drawing::SvgWriter;
 using Chain = PolyArcSegBase<double>;
 
 constexpr double kHalfTurn = kPi<double>;
+
+const SvgStyle kChain{"#1f4e79", "none", 5};
+const SvgStyle kOffset{"#2e8b57", "none", 2.5};
+const SvgStyle kPolyline{"#d1491b", "none", 2.5};
+const SvgStyle kLeft{"#2e8b57", "none", 1.2};
+const SvgStyle kLeftPoint{"#2e8b57", "none", 2.5};
+const SvgStyle kRight{"#999999", "none", 1.2};
+const SvgStyle kRightPoint{"#999999", "none", 2.5};
 
 /// Closed, counter-clockwise: flat, rounded end, flat, a notch turning the other way, rounded end.
 Chain Slot()
@@ -47,72 +58,31 @@ Chain Slot()
     return chain;
 }
 
-void DrawTo(const Geometry::SegBase<double>& segment)
+/// A grid of points over the picture, each joined to its nearest point of the chain.
+void DrawQueries(const Chain& chain, const std::vector<Vec2d>& polyline, SvgWriter& picture)
 {
-    std::printf("L%.6g %.6g ", segment.end.x(), segment.end.y());
-}
-
-// By halves: SVG can't draw an arc whose ends are the same point.
-void DrawTo(const Geometry::ArcBase<double>& arc)
-{
-    const double radius = Geometry::Radius(arc);
-    for (const auto& half : Geometry::Split(arc, 0.5, true, 1e-12)) {
-        const Vec2d end = Geometry::EndPoint(half);
-        const bool isLarge = std::fabs(half.length) > kHalfTurn * radius;
-        std::printf("A%.6g %.6g 0 %d %d %.6g %.6g ", radius, radius, isLarge ? 1 : 0,
-                    arc.length > 0 ? 1 : 0, end.x(), end.y());
+    Vec2d low = polyline.front();
+    Vec2d high = low;
+    for (const Vec2d& p : polyline) {
+        low = {std::min(low.x(), p.x()), std::min(low.y(), p.y())};
+        high = {std::max(high.x(), p.x()), std::max(high.y(), p.y())};
     }
-}
-
-void DrawChain(const Chain& chain, double width, const char* color)
-{
-    const Vec2d start = chain.elements.front().StartPoint();
-    std::printf("<path fill=\"none\" stroke=\"%s\" stroke-width=\"%.6g\" d=\"M%.6g %.6g ", color,
-                width, start.x(), start.y());
-    for (const auto& element : chain.elements) {
-        element.Visit([](const auto& e) { DrawTo(e); });
-    }
-    std::printf("\"/>\n");
-}
-
-void DrawPolyline(const std::vector<Vec2d>& points, double width)
-{
-    std::printf("<polyline fill=\"none\" stroke=\"#d1491b\" stroke-width=\"%.6g\" points=\"",
-                width);
-    for (const Vec2d& p : points) {
-        std::printf("%.6g,%.6g ", p.x(), p.y());
-    }
-    std::printf("\"/>\n");
-    for (const Vec2d& p : points) {
-        std::printf("<circle cx=\"%.6g\" cy=\"%.6g\" r=\"%.6g\" fill=\"#d1491b\"/>\n", p.x(), p.y(),
-                    1.5 * width);
-    }
-}
-
-void DrawQuery(const Chain& chain, const Vec2d& p, double width)
-{
-    Vec2d closest;
-    const bool isLeft = PointInPolyArcSegSpace(chain, p, true, &closest);
-    const char* const color = isLeft ? "#2e8b57" : "#999999";
-    std::printf("<path stroke=\"%s\" stroke-width=\"%.6g\" d=\"M%.6g %.6g L%.6g %.6g\"/>"
-                "<circle cx=\"%.6g\" cy=\"%.6g\" r=\"%.6g\" fill=\"%s\"/>\n",
-                color, 0.5 * width, p.x(), p.y(), closest.x(), closest.y(), p.x(), p.y(),
-                1.8 * width, color);
-}
-
-/// Lower and upper corner of what the points reach.
-struct Frame {
-    Vec2d low{1e300, 1e300};
-    Vec2d high{-1e300, -1e300};
-
-    void Include(const std::vector<Vec2d>& points)
-    {
-        for (const Vec2d& p : points) {
-            low = {std::min(low.x(), p.x()), std::min(low.y(), p.y())};
-            high = {std::max(high.x(), p.x()), std::max(high.y(), p.y())};
+    const double margin = 0.1 * std::max(high.x() - low.x(), high.y() - low.y());
+    low -= Vec2d(margin, margin);
+    high += Vec2d(margin, margin);
+    constexpr int kAcross = 13;
+    const double spacing = (high.x() - low.x()) / kAcross;
+    const int up = static_cast<int>((high.y() - low.y()) / spacing) + 1;
+    for (int i = 0; i < kAcross; ++i) {
+        for (int j = 0; j < up; ++j) {
+            const Vec2d p = low + Vec2d(i + 0.5, j + 0.5) * spacing;
+            Vec2d closest;
+            const bool isLeft = PointInPolyArcSegSpace(chain, p, true, &closest);
+            picture.AddPolyline({p, closest}, isLeft ? kLeft : kRight);
+            picture.AddPoints({p}, isLeft ? kLeftPoint : kRightPoint);
         }
     }
-};
+}
 
 /// The numbers from the third argument on; nothing when one is none.
 std::optional<std::set<double>> DistancesOf(int argc, char** argv)
@@ -147,49 +117,29 @@ int main(int argc, char** argv)
     }
     const std::vector<Vec2d> polyline = Tessellate(chain, *tolerance);
 
-    Frame frame;
-    frame.Include(polyline);
-    std::vector<Chain> offsets;
+    SvgWriter picture(900);
+    if (distances->empty()) {
+        DrawQueries(chain, polyline, picture);
+    }
     constexpr double kLinkTolerance = 1e-6; // for parts of any usual size
     for (const auto& curves : PlanarOffsets(chain, *distances, kLinkTolerance)) {
         for (const Chain& curve : curves) {
-            frame.Include(Tessellate(curve, *tolerance));
-            offsets.push_back(curve);
+            picture.AddChain(curve, kOffset);
         }
     }
-    Vec2d low = frame.low;
-    Vec2d high = frame.high;
-    const double extent = std::max(high.x() - low.x(), high.y() - low.y());
-    const double width = 0.004 * extent;
-    const Vec2d margin(0.1 * extent, 0.1 * extent);
-    low -= margin;
-    high += margin;
-
-    // y runs upward in the plane and downward in SVG.
-    const Vec2d size = high - low;
-    std::printf("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"900\" viewBox=\"%.6g %.6g %.6g "
-                "%.6g\">\n<g transform=\"scale(1,-1)\">\n",
-                low.x(), -high.y(), size.x(), size.y());
+    picture.AddChain(chain, kChain);
+    picture.AddLegend("chain", kChain);
     if (distances->empty()) {
-        constexpr int kAcross = 13;
-        const double spacing = size.x() / kAcross;
-        const int up = static_cast<int>(size.y() / spacing) + 1;
-        for (int i = 0; i < kAcross; ++i) {
-            for (int j = 0; j < up; ++j) {
-                DrawQuery(chain, low + Vec2d(i + 0.5, j + 0.5) * spacing, width);
-            }
-        }
+        picture.AddPolyline(polyline, kPolyline);
+        picture.AddPoints(polyline, kPolyline);
+        picture.AddLegend("polyline within the tolerance", kPolyline);
+        picture.AddLegend("to the nearest point, from the left of travel", kLeft);
+        picture.AddLegend("the same from the right", kRight);
+    } else {
+        picture.AddLegend("offsets", kOffset);
     }
-    for (const Chain& offset : offsets) {
-        DrawChain(offset, width, "#2e8b57");
-    }
-    DrawChain(chain, 2 * width, "#1f4e79");
-    if (distances->empty()) {
-        DrawPolyline(polyline, width);
-    }
-    std::printf("</g>\n</svg>\n");
     std::fprintf(stderr, "%zu elements, length %.6g, %s; %zu points within %g\n",
                  chain.elements.size(), PolyArcSegParameters(chain, false).back(),
                  chain.IsClosed() ? "closed" : "open", polyline.size(), *tolerance);
-    return FinishStandardOutput();
+    return PrintPicture(picture);
 }

@@ -4,21 +4,26 @@
 //
 // Each box has the color of the level where it sits; the loose cell of one node is dashed.
 
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/ContentNode_E.h>
+#include <Sorvane/SvgWriter_E.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace {
 
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
+using Drawing::SvgStyle;
+using Drawing::SvgWriter;
 using Node = Tree::QOFNode<2, double, 0>;
 using Content = Tree::QOFTreeContent<2, double, 0>;
 
@@ -58,24 +63,21 @@ std::vector<Content> MakeBoxes()
     return boxes;
 }
 
-void DrawBox(std::FILE* svg, const Vec2d& low, const Vec2d& high, const char* style)
+void DrawBox(SvgWriter& picture, const Vec2d& low, const Vec2d& high, const SvgStyle& style)
 {
-    std::fprintf(svg, "<rect x='%.1f' y='%.1f' width='%.1f' height='%.1f' %s/>\n", low.x(), low.y(),
-                 high.x() - low.x(), high.y() - low.y(), style);
+    picture.AddRegion({{low, {high.x(), low.y()}, high, {low.x(), high.y()}}}, style);
 }
 
-void DrawNode(std::FILE* svg, const Node& node, std::size_t level)
+void DrawNode(SvgWriter& picture, const Node& node, std::size_t level)
 {
     const Vec2d reach(node.halfSize, node.halfSize);
-    DrawBox(svg, node.center - reach, node.center + reach, "stroke='#bbb'");
-    char style[64];
-    std::snprintf(style, sizeof style, "stroke='%s' stroke-width='1.5'",
-                  kLevelColors[level < kLevelColors.size() ? level : kLevelColors.size() - 1]);
+    DrawBox(picture, node.center - reach, node.center + reach, {"#bbb", "none", 1});
+    const char* const color = kLevelColors[std::min(level, kLevelColors.size() - 1)];
     for (const Content* box : node.content) {
-        DrawBox(svg, box->min, box->max, style);
+        DrawBox(picture, box->min, box->max, {color, "none", 1.5});
     }
     for (const std::shared_ptr<Node>& child : node.children) {
-        DrawNode(svg, *child, level + 1);
+        DrawNode(picture, *child, level + 1);
     }
 }
 
@@ -95,18 +97,17 @@ int main(int argc, char** argv)
             return 1;
         }
     }
-    TextOutput svg(argv[1]);
-    if (!svg.IsOpen()) {
-        return 1;
-    }
-    std::fprintf(svg.File(), "<svg xmlns='http://www.w3.org/2000/svg' viewBox='-330 -330 660 660' "
-                             "fill='none'>\n");
-    DrawNode(svg.File(), root, 0);
+    SvgWriter picture(2 * kHalfSize);
+    DrawNode(picture, root, 0);
     const Node* leaf = root.GetChild(2);
     const double looseReach = leaf->halfSize * (1 + leaf->slack);
-    DrawBox(svg.File(), leaf->center - Vec2d(looseReach, looseReach),
-            leaf->center + Vec2d(looseReach, looseReach),
-            "stroke='#000' stroke-width='1.5' stroke-dasharray='6 4'");
-    std::fprintf(svg.File(), "</svg>\n");
-    return svg.Finish() ? 0 : 1;
+    const SvgStyle loose{"#000", "none", 1.5, true};
+    DrawBox(picture, leaf->center - Vec2d(looseReach, looseReach),
+            leaf->center + Vec2d(looseReach, looseReach), loose);
+    for (std::size_t level = 0; level < kLevelColors.size(); ++level) {
+        picture.AddLegend("boxes of level " + std::to_string(level),
+                          {kLevelColors[level], "none", 1.5});
+    }
+    picture.AddLegend("loose cell of a node", loose);
+    return SavePicture(picture, argv[1]) ? 0 : 1;
 }

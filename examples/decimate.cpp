@@ -13,7 +13,7 @@
 // case too.
 
 #include "Arguments.h"
-#include "PartComparison.h"
+#include "PartDrawing.h"
 #include "PartFiles.h"
 #include "PartMeasures.h"
 
@@ -33,7 +33,7 @@
 
 namespace {
 
-using namespace PartComparison;
+using namespace PartDrawing;
 
 struct Options {
     std::filesystem::path input;
@@ -168,7 +168,7 @@ int main(int argc, char** argv)
               options->output)) {
         return 1;
     }
-    if (!options->picture.empty() && !WritePicture(part, result, options->picture)) {
+    if (!options->picture.empty() && !WriteComparison(part, result, options->picture.string())) {
         return 1;
     }
 

@@ -11,7 +11,6 @@
 
 #include "PartDrawing.h"
 #include "PartFiles.h"
-#include "TextOutput.h"
 
 #include <Sorvane/MeshFeatures_E.h>
 #include <Velk/Math/Tolerances_E.h>
@@ -23,9 +22,7 @@
 
 namespace {
 
-using namespace Velk::Math;
-using namespace Velk::Math::Sorvane;
-using Part = Mesh::IndexedPointsBase<3, double>;
+using namespace PartDrawing;
 
 constexpr double kCreaseAngle = 0.4;
 constexpr double kFitTolerance = 0.02;
@@ -56,51 +53,44 @@ void Print(const MeshUtils::DrillHoleStack& hole)
     }
 }
 
-/// A circle of the hole as a closed path.
-void DrawCircle(std::FILE* svg, const View& view, const MeshUtils::DrillHoleStack& hole,
-                double depth, double diameter, const char* kind)
+/// A circle of the hole, as the view shows it.
+std::vector<Vec2d> CircleOf(const MeshUtils::DrillHoleStack& hole, double depth, double diameter)
 {
     constexpr int kCorners = 36;
     const TransformBase<3> frame =
         Transform::BuildTransformAxisOrigin(hole.axis, hole.entry + depth * hole.axis);
-    std::fprintf(svg, "<path class='%s' d='M", kind);
+    std::vector<Vec2d> circle;
     for (int k = 0; k < kCorners; ++k) {
         const double angle = kTwoPi<double> * k / kCorners;
         const Vec3d point =
             frame * Vec3d(diameter / 2 * std::cos(angle), diameter / 2 * std::sin(angle), 0);
-        std::fprintf(svg, "%.1f %.1f ", view.X(point), view.Y(point));
+        circle.push_back(SvgWriter::Projected(point, kView));
     }
-    std::fprintf(svg, "z'/>\n");
+    return circle;
 }
 
 bool DrawPicture(const Part& part, const std::vector<MeshUtils::DrillHoleStack>& holes,
                  const char* path)
 {
-    TextOutput svg(path);
-    if (!svg.IsOpen()) {
-        return false;
-    }
-    const View view(part.points);
-    std::fprintf(svg.File(),
-                 "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %g %g'><style>"
-                 "path{stroke-width:.5;stroke-linejoin:round}"
-                 ".through,.blind,.axis{fill:none;stroke-width:1.6}"
-                 ".through{stroke:#06c}.blind{stroke:#d22}"
-                 ".axis{stroke:#0a0;stroke-width:1;stroke-dasharray:5 2}</style>\n",
-                 kPictureSize, std::ceil(view.height));
-    DrawFarToNear(part, view, [&](std::size_t triangle, const Vec3d& normal) {
-        DrawFilled(svg.File(), view, part, triangle, normal);
-    });
+    const SvgStyle through{"#06c", "none", 1.6};
+    const SvgStyle blind{"#d22", "none", 1.6};
+    const SvgStyle axis{"#0a0", "none", 1, true};
+    SvgWriter picture(kPictureSize);
+    picture.AddMesh(part, kView, FacetStyle());
     for (const MeshUtils::DrillHoleStack& hole : holes) {
-        const char* kind = hole.end == MeshUtils::HoleEnd::Through ? "through" : "blind";
-        DrawLine(svg.File(), view, hole.entry, hole.entry + hole.tipDepth * hole.axis, "axis");
-        DrawCircle(svg.File(), view, hole, 0, hole.steps.front().diameter, kind);
+        const SvgStyle& style = hole.end == MeshUtils::HoleEnd::Through ? through : blind;
+        picture.AddPolyline({SvgWriter::Projected(hole.entry, kView),
+                             SvgWriter::Projected(hole.entry + hole.tipDepth * hole.axis, kView)},
+                            axis);
+        picture.AddRegion({CircleOf(hole, 0, hole.steps.front().diameter)}, style);
         for (const MeshUtils::HoleStep& step : hole.steps) {
-            DrawCircle(svg.File(), view, hole, step.to, step.endDiameter, kind);
+            picture.AddRegion({CircleOf(hole, step.to, step.endDiameter)}, style);
         }
     }
-    std::fprintf(svg.File(), "</svg>\n");
-    return svg.Finish();
+    picture.AddLegend("through", through);
+    picture.AddLegend("blind", blind);
+    picture.AddLegend("axis, as deep as the hole", axis);
+    return SavePicture(picture, path);
 }
 
 } // namespace

@@ -3,28 +3,23 @@
 //
 //   fit_arcs [points.txt [tolerance]] > picture.svg
 //
-// The file holds two numbers to a line. Without arguments the outline of a lever. What the fit
-// leaves out (see its notes on runs of drifting curvature) is fitted again in halves, as a host
-// would do. Exit codes: 0 done, 1 the file can't be read, holds no polyline, or the picture can't
-// be written, 2 wrong use.
+// The file holds two numbers to a line. Without arguments the outline of a lever. Exit codes: 0
+// done, 1 the file can't be read, holds no polyline, or the picture can't be written, 2 wrong use.
 
 #include "Arguments.h"
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/ArcFitting_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/SvgWriter_E.h>
-#include <Velk/Math/Vector_E.h>
+#include <Velk/Math/Geometry_E.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <fstream>
 #include <locale>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -65,32 +60,6 @@ Points PointsOfFile(const char* name)
     return points;
 }
 
-double LengthAlong(const Points& points) { return Vector::Length(points); }
-
-/// Is the chain as long as the points are, and does it end where they end?
-bool IsWhole(const Chain& chain, const Points& points, double tolerance)
-{
-    if (chain.elements.empty()) {
-        return LengthAlong(points) <= tolerance;
-    }
-    const double length = Planar::PolyArcSegParameters(chain, false).back();
-    const Vec2d gap = chain.elements.back().EndPoint() - points.back();
-    return Vector::Length(gap) <= 2 * tolerance && length > 0.9 * LengthAlong(points);
-}
-
-/// Chains along the points, one unless a part has to be fitted in halves.
-void Fit(const Points& points, double tolerance, std::vector<Chain>& chains)
-{
-    Chain chain = Planar::FilterArcsAndSegs(points, tolerance);
-    if (IsWhole(chain, points, tolerance) || points.size() < 4) {
-        chains.push_back(std::move(chain));
-        return;
-    }
-    const auto middle = points.begin() + static_cast<std::ptrdiff_t>(points.size() / 2);
-    Fit({points.begin(), middle + 1}, tolerance, chains);
-    Fit({middle, points.end()}, tolerance, chains);
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -105,35 +74,31 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "%s: holds no polyline, or can't be read\n", argv[1]);
         return 1;
     }
-    std::vector<Chain> chains;
-    Fit(points, *tolerance, chains);
+    const Chain chain = Planar::FilterArcsAndSegs(points, *tolerance);
 
-    const Drawing::SvgStyle arcStyle{"#d1491b", "none", 3, false};
-    const Drawing::SvgStyle segmentStyle{"#1f4e79", "none", 3, false};
-    const Drawing::SvgStyle jointStyle{"#222222", "#222222", 2, false};
-    const Drawing::SvgStyle pointStyle{"#888888", "#888888", 1.2, false};
+    const Drawing::SvgStyle arcStyle{"#d1491b", "none", 3};
+    const Drawing::SvgStyle segmentStyle{"#1f4e79", "none", 3};
+    const Drawing::SvgStyle jointStyle{"#222222", "#222222", 2};
+    const Drawing::SvgStyle pointStyle{"#888888", "#888888", 1.2};
     Drawing::SvgWriter picture(800);
     std::size_t arcs = 0;
     std::size_t segments = 0;
     Points joints;
-    for (const Chain& chain : chains) {
-        for (const auto& element : chain.elements) {
-            const bool isArc = element.AsArc() != nullptr;
-            Chain one;
-            one.elements = {element};
-            picture.AddChain(one, isArc ? arcStyle : segmentStyle);
-            joints.push_back(element.StartPoint());
-            joints.push_back(element.EndPoint());
-            ++(isArc ? arcs : segments);
-        }
+    for (const auto& element : chain.elements) {
+        const bool isArc = element.AsArc() != nullptr;
+        Chain one;
+        one.elements = {element};
+        picture.AddChain(one, isArc ? arcStyle : segmentStyle);
+        joints.push_back(element.StartPoint());
+        joints.push_back(element.EndPoint());
+        ++(isArc ? arcs : segments);
     }
     picture.AddPoints(points, pointStyle);
     picture.AddPoints(joints, jointStyle);
     picture.AddLegend(std::to_string(points.size()) + " points in", pointStyle);
     picture.AddLegend(std::to_string(segments) + " segments out", segmentStyle);
     picture.AddLegend(std::to_string(arcs) + " arcs out", arcStyle);
-    std::fputs(picture.Text().c_str(), stdout);
     std::fprintf(stderr, "%zu points, %zu segments, %zu arcs within %g\n", points.size(), segments,
                  arcs, *tolerance);
-    return FinishStandardOutput();
+    return PrintPicture(picture);
 }

@@ -15,6 +15,7 @@
 
 #include "Arguments.h"
 #include "PartFiles.h"
+#include "PictureOutput.h"
 #include "ReportPictures.h"
 
 #include <algorithm>
@@ -224,8 +225,8 @@ int PrintDefects(const Findings& findings, const Report& report)
 bool WritePictures(const Findings& findings, const Options& options)
 {
     if (!options.svg.empty()) {
-        if (!WriteSvg(findings, options.input.filename().string(), options.svg)) {
-            std::fprintf(stderr, "%s: can't be written\n", options.svg.string().c_str());
+        if (!SavePicture(PictureOf(findings, options.input.filename().string()),
+                         options.svg.string())) {
             return false;
         }
         std::printf("wrote         %s\n", options.svg.string().c_str());

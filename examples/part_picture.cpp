@@ -10,7 +10,6 @@
 #include "Arguments.h"
 #include "PartDrawing.h"
 #include "PartFiles.h"
-#include "TextOutput.h"
 
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshQueries_E.h>
@@ -27,35 +26,27 @@
 
 namespace {
 
-using namespace Velk::Math;
-using namespace Velk::Math::Sorvane;
-using Part = Mesh::IndexedPointsBase<3, double>;
+using namespace PartDrawing;
 
 constexpr double kCreaseAngle = std::numbers::pi / 6;
+constexpr double kNoNeighbor = 6; // below 2 pi, the angle told for an edge that has none
 constexpr double kLevelDistance = 5;
 constexpr int kMostLevels = 10'000;
 
-void DrawTriangle(std::FILE* svg, const View& view, const Part& part, std::size_t triangle,
-                  const Vec3d& normal, const std::vector<double>& creases, double levelDistance)
+/// Level lines of the height.
+void MarkLevels(const Part& part, double levelDistance, int style, SvgMeshMarks& marks)
 {
-    std::array<Vec3d, 3> corner;
-    for (std::size_t k = 0; k < 3; ++k) {
-        corner[k] = part.points[static_cast<std::size_t>(part.indices[3 * triangle + k])];
-    }
-    DrawFilled(svg, view, part, triangle, normal);
-
-    const auto [low, high] = std::minmax({corner[0][2], corner[1][2], corner[2][2]});
-    for (double step = std::ceil(low / levelDistance); step * levelDistance < high; ++step) {
-        std::array<Vec3d, 2> chord;
-        if (Mesh::IsoSegmentFromTriangle(corner[0], corner[1], corner[2], corner[0][2],
-                                         corner[1][2], corner[2][2], step * levelDistance, chord)) {
-            DrawLine(svg, view, chord[0], chord[1], "level");
-        }
-    }
-    for (std::size_t k = 0; k < 3; ++k) {
-        const double angle = creases[3 * triangle + k];
-        if (angle > kCreaseAngle) { // 2 pi where there is no neighbor
-            DrawLine(svg, view, corner[k], corner[(k + 1) % 3], angle > 6 ? "open" : "crease");
+    for (std::size_t t = 0; t < part.indices.size() / 3; ++t) {
+        const Vec3d& a = CornerOf(part, 3 * t);
+        const Vec3d& b = CornerOf(part, 3 * t + 1);
+        const Vec3d& c = CornerOf(part, 3 * t + 2);
+        const auto [low, high] = std::minmax({a[2], b[2], c[2]});
+        for (double step = std::ceil(low / levelDistance); step * levelDistance < high; ++step) {
+            std::array<Vec3d, 2> chord;
+            if (Mesh::IsoSegmentFromTriangle(a, b, c, a[2], b[2], c[2], step * levelDistance,
+                                             chord)) {
+                marks.lines.push_back({static_cast<int>(t), chord[0], chord[1], style});
+            }
         }
     }
 }
@@ -82,22 +73,12 @@ int main(int argc, char** argv)
         return 2;
     }
 
-    TextOutput svg(argv[2]);
-    if (!svg.IsOpen()) {
-        return 1;
-    }
-    const View view(part.points);
-    const std::vector<double> creases = Mesh::CreaseAngles(part, false);
-
-    std::fprintf(svg.File(),
-                 "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %g %g'><style>"
-                 "path{stroke-width:.5;stroke-linejoin:round}"
-                 ".crease{stroke:#222;stroke-width:1.2}.open{stroke:#d22;stroke-width:2.5}"
-                 ".level{stroke:#27c;stroke-width:.8}</style>\n",
-                 kPictureSize, kPictureSize);
-    DrawFarToNear(part, view, [&](std::size_t triangle, const Vec3d& normal) {
-        DrawTriangle(svg.File(), view, part, triangle, normal, creases, *levelDistance);
-    });
-    std::fprintf(svg.File(), "</svg>\n");
-    return svg.Finish() ? 0 : 1;
+    SvgMeshMarks marks;
+    marks.styles = {{"#27c", "none", 0.8}, {"#222", "none", 1.2}, {"#d22", "none", 2.5}};
+    MarkLevels(part, *levelDistance, 0, marks);
+    MarkCreases(part, kCreaseAngle, 1, marks);
+    MarkCreases(part, kNoNeighbor, 2, marks);
+    SvgWriter picture(kPictureSize);
+    picture.AddMesh(part, kView, FacetStyle(), marks);
+    return SavePicture(picture, argv[2]) ? 0 : 1;
 }

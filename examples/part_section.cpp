@@ -18,11 +18,12 @@
 
 #include "Arguments.h"
 #include "PartFiles.h"
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshQueries_E.h>
+#include <Sorvane/SvgWriter_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -214,41 +215,21 @@ bool AreEqualAreas(double fill, double enclosed, const std::vector<Chord>& chord
 bool WriteSvg(const Section& section, const std::vector<std::vector<Vec2d>>& outlines,
               const std::string& path)
 {
-    TextOutput svg(path);
-    if (!svg.IsOpen()) {
-        return false;
-    }
-    std::vector<Vec2d> points = section.points;
+    const Drawing::SvgStyle fill{"#79b", "#cde", 1};
+    const Drawing::SvgStyle closed{"#222", "none", 2};
+    const Drawing::SvgStyle open{"#d22", "none", 2};
+    Drawing::SvgWriter picture(640);
+    picture.AddTriangles(section, fill);
+    bool areAllClosed = true;
     for (const std::vector<Vec2d>& outline : outlines) {
-        points.insert(points.end(), outline.begin(), outline.end());
+        const bool isClosed = outline.front() == outline.back();
+        picture.AddPolyline(outline, isClosed ? closed : open);
+        areAllClosed = areAllClosed && isClosed;
     }
-    const auto box = Bounding::BoxOfPoints(points);
-    const Vec2d extent = box.max - box.min;
-    const double stroke = std::max(extent[0], extent[1]) / 600;
-    std::fprintf(svg.File(),
-                 "<svg xmlns='http://www.w3.org/2000/svg' viewBox='%g %g %g %g' stroke-width='%g' "
-                 "stroke-linejoin='round'>\n<g fill='#cde' stroke='#79b'>\n",
-                 box.min[0] - 4 * stroke, -box.max[1] - 4 * stroke, extent[0] + 8 * stroke,
-                 extent[1] + 8 * stroke, stroke);
-    for (std::size_t i = 0; i + 2 < section.indices.size(); i += 3) {
-        std::fprintf(svg.File(), "<path d='M");
-        for (std::size_t k = 0; k < 3; ++k) {
-            const Vec2d& corner = section.points[static_cast<std::size_t>(section.indices[i + k])];
-            std::fprintf(svg.File(), "%.7g %.7g ", corner[0], -corner[1]);
-        }
-        std::fprintf(svg.File(), "z'/>\n");
+    if (!areAllClosed) {
+        picture.AddLegend("outlines that do not close", open);
     }
-    std::fprintf(svg.File(), "</g><g fill='none' stroke='#222' stroke-width='%g'>\n", 2 * stroke);
-    for (const std::vector<Vec2d>& outline : outlines) {
-        const bool isOpen = !(outline.front() == outline.back());
-        std::fprintf(svg.File(), "<polyline%s points='", isOpen ? " stroke='#d22'" : "");
-        for (const Vec2d& point : outline) {
-            std::fprintf(svg.File(), "%.7g,%.7g ", point[0], -point[1]);
-        }
-        std::fprintf(svg.File(), "'/>\n");
-    }
-    std::fprintf(svg.File(), "</g></svg>\n");
-    return svg.Finish();
+    return SavePicture(picture, path);
 }
 
 } // namespace

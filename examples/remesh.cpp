@@ -14,7 +14,7 @@
 // area. The result is written in that case too, if there is one.
 
 #include "Arguments.h"
-#include "PartComparison.h"
+#include "PartDrawing.h"
 #include "PartFiles.h"
 #include "PartMeasures.h"
 
@@ -35,7 +35,7 @@
 
 namespace {
 
-using namespace PartComparison;
+using namespace PartDrawing;
 
 struct Options {
     std::filesystem::path input;
@@ -185,7 +185,7 @@ int main(int argc, char** argv)
               options->output)) {
         return 1;
     }
-    if (!options->picture.empty() && !WritePicture(part, result, options->picture)) {
+    if (!options->picture.empty() && !WriteComparison(part, result, options->picture.string())) {
         return 1;
     }
 

@@ -14,12 +14,13 @@
 
 #include "Arguments.h"
 #include "PartFiles.h"
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/MaterialTree_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/SegmentLinking_E.h>
+#include <Sorvane/SvgWriter_E.h>
 
 #include <algorithm>
 #include <array>
@@ -27,6 +28,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <optional>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -99,25 +101,24 @@ double AreaOf(const Cells& cells, State state)
 
 bool Draw(const char* path, const Cells& cells)
 {
-    TextOutput svg(path);
-    if (!svg.IsOpen()) {
-        return false;
+    Drawing::SvgWriter picture(kPictureSize);
+    for (const auto& [state, color, name] : {std::tuple(State::Exterior, "#fff", "outside"),
+                                             std::tuple(State::Interior, "#8bd", "inside"),
+                                             std::tuple(State::Surface, "#e80", "on an outline")}) {
+        const Drawing::SvgStyle style{"#999", color, 0.7};
+        std::vector<std::vector<Vec2d>> squares;
+        for (const auto& cell : cells) {
+            if (cell.state == state) {
+                const double edge = EdgeOf(cell.address);
+                const Vec2d low = cell.address.UnitSpacePoint(cell.address.depth);
+                squares.push_back(
+                    {low, low + Vec2d(edge, 0), low + Vec2d(edge, edge), low + Vec2d(0, edge)});
+            }
+        }
+        picture.AddRegion(squares, style);
+        picture.AddLegend(name, style);
     }
-    std::fprintf(svg.File(),
-                 "<svg xmlns='http://www.w3.org/2000/svg' viewBox='-2 -2 %.0f %.0f' "
-                 "stroke='#999' stroke-width='0.7'>\n",
-                 kPictureSize + 4, kPictureSize + 4);
-    for (const auto& cell : cells) {
-        const double edge = EdgeOf(cell.address) * kPictureSize;
-        const Vec2d low = cell.address.UnitSpacePoint(cell.address.depth) * kPictureSize;
-        const char* color = cell.state == State::Surface    ? "#e80"
-                            : cell.state == State::Interior ? "#8bd"
-                                                            : "#fff";
-        std::fprintf(svg.File(), "<rect x='%.5g' y='%.5g' width='%.5g' height='%.5g' fill='%s'/>\n",
-                     low.x(), kPictureSize - low.y() - edge, edge, edge, color);
-    }
-    std::fprintf(svg.File(), "</svg>\n");
-    return svg.Finish();
+    return SavePicture(picture, path);
 }
 
 } // namespace

@@ -16,7 +16,6 @@
 #include "Arguments.h"
 #include "PartDrawing.h"
 #include "PartFiles.h"
-#include "TextOutput.h"
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
@@ -38,9 +37,7 @@
 
 namespace {
 
-using namespace Velk::Math;
-using namespace Velk::Math::Sorvane;
-using Part = Mesh::IndexedPointsBase<3, double>;
+using namespace PartDrawing;
 
 enum class Kind { Block, Plate, Bar, Round };
 constexpr std::array<const char*, 4> kKinds{"block", "plate", "bar", "round"};
@@ -387,12 +384,12 @@ std::vector<std::array<Vec3d, 2>> EdgesOf(Kind kind, const Vec3d& size)
 }
 
 /// Is an edge on the side of the stock that faces the eye? Those are drawn over the part.
-bool IsInFront(Kind kind, const Vec3d& size, const View& view, const std::array<Vec3d, 2>& edge)
+bool IsInFront(Kind kind, const Vec3d& size, const std::array<Vec3d, 2>& edge)
 {
     const Vec3d middle = (edge[0] + edge[1]) * 0.5;
     if (kind == Kind::Round) {
         const Vec3d across(middle[0], middle[1], 0);
-        return middle[2] > 0.75 * size[2] || across * view.toward > 0;
+        return middle[2] > 0.75 * size[2] || across * kView.toward > 0;
     }
     for (int k = 0; k < 3; ++k) { // the eye looks from above all three
         if (middle[k] == size[k]) {
@@ -404,47 +401,25 @@ bool IsInFront(Kind kind, const Vec3d& size, const View& view, const std::array<
 
 bool WritePicture(const Part& part, Kind kind, const Vec3d& size, const std::filesystem::path& path)
 {
-    TextOutput svg(path.string());
-    if (!svg.IsOpen()) {
-        return false;
-    }
-    const auto edges = EdgesOf(kind, size);
-    std::vector<Vec3d> corners;
-    for (const auto& edge : edges) {
-        corners.insert(corners.end(), edge.begin(), edge.end());
-    }
-    const View view(corners);
-    std::fprintf(svg.File(),
-                 "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 %.0f %.0f'>\n"
-                 "<style>path{stroke-linejoin:round} .back{stroke:#b48a5a;stroke-dasharray:4 3;"
-                 "fill:none} .front{stroke:#8a5a20;stroke-width:1.5;fill:none} "
-                 ".crease{stroke:#3b4252;fill:none}</style>\n"
-                 "<rect width='100%%' height='100%%' fill='white'/>\n",
-                 kPictureSize, view.height);
+    const SvgStyle back{"#b48a5a", "none", 1, true};
+    const SvgStyle front{"#8a5a20", "none", 1.5};
+    SvgWriter picture(kPictureSize);
     for (const bool isFront : {false, true}) {
-        for (const auto& edge : edges) {
-            if (IsInFront(kind, size, view, edge) == isFront) {
-                DrawLine(svg.File(), view, edge[0], edge[1], isFront ? "front" : "back");
+        for (const auto& edge : EdgesOf(kind, size)) {
+            if (IsInFront(kind, size, edge) == isFront) {
+                picture.AddPolyline(
+                    {SvgWriter::Projected(edge[0], kView), SvgWriter::Projected(edge[1], kView)},
+                    isFront ? front : back);
             }
         }
         if (!isFront) {
-            const std::vector<double> creases = Mesh::CreaseAngles(part, false);
-            DrawFarToNear(part, view, [&](std::size_t triangle, const Vec3d& normal) {
-                DrawFilled(svg.File(), view, part, triangle, normal);
-                for (std::size_t k = 0; k < 3; ++k) {
-                    if (creases[3 * triangle + k] > std::numbers::pi / 6) {
-                        const auto corner = [&](std::size_t c) {
-                            return part.points[static_cast<std::size_t>(
-                                part.indices[3 * triangle + c % 3])];
-                        };
-                        DrawLine(svg.File(), view, corner(k), corner(k + 1), "crease");
-                    }
-                }
-            });
+            SvgMeshMarks marks;
+            marks.styles = {{"#3b4252", "none", 1}};
+            MarkCreases(part, std::numbers::pi / 6, 0, marks);
+            picture.AddMesh(part, kView, FacetStyle(), marks);
         }
     }
-    std::fprintf(svg.File(), "</svg>\n");
-    return svg.Finish();
+    return SavePicture(picture, path.string());
 }
 
 } // namespace

@@ -14,7 +14,7 @@
 // too.
 
 #include "Arguments.h"
-#include "PartComparison.h"
+#include "PartDrawing.h"
 #include "PartFiles.h"
 #include "PartMeasures.h"
 
@@ -35,9 +35,7 @@
 
 namespace {
 
-using namespace Velk::Math;
-using namespace Velk::Math::Sorvane;
-using namespace PartComparison;
+using namespace PartDrawing;
 
 constexpr std::array<std::string_view, 6> kMethods{"loop",     "sqrt3", "midpoints",
                                                    "centroid", "six",   "split"};
@@ -159,7 +157,7 @@ int main(int argc, char** argv)
               options->output)) {
         return 1;
     }
-    if (!options->picture.empty() && !WritePicture(part, finer, options->picture)) {
+    if (!options->picture.empty() && !WriteComparison(part, finer, options->picture.string())) {
         return 1;
     }
     if (!Mesh::BoundaryEdges(part).empty() || part.indices.empty()) {

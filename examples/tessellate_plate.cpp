@@ -5,6 +5,9 @@
 //
 // Prints the triangle count and the area beside the area of the outlines.
 
+#include "PictureOutput.h"
+
+#include <Sorvane/SvgWriter_E.h>
 #include <Sorvane/Tessellation_E.h>
 
 #include <cmath>
@@ -54,41 +57,6 @@ double SignedArea(const Loop& loop)
     return sum;
 }
 
-void WritePath(std::FILE* file, const Loop& loop, const char* style)
-{
-    std::fprintf(file, "<path %s d=\"", style);
-    for (std::size_t i = 0; i < loop.size(); ++i) {
-        std::fprintf(file, "%c%.1f %.1f", i == 0 ? 'M' : 'L', loop[i].x(), -loop[i].y());
-    }
-    std::fprintf(file, "Z\"/>\n");
-}
-
-bool WriteSvg(const char* name, const Mesh::IndexedPointsBase<2, double>& mesh,
-              const std::vector<Loop>& outlines)
-{
-    std::FILE* file = std::fopen(name, "w");
-    if (file == nullptr) {
-        return false;
-    }
-    std::fprintf(file, "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"-66 -46 132 92\" "
-                       "width=\"792\" height=\"552\">\n"
-                       "<rect x=\"-66\" y=\"-46\" width=\"132\" height=\"92\" fill=\"#fff\"/>\n"
-                       "<g fill=\"#d9e6f2\" stroke=\"#5b84ad\" stroke-width=\"0.2\">\n");
-    for (std::size_t t = 0; t < mesh.indices.size(); t += 3) {
-        Loop corners;
-        for (std::size_t k = 0; k < 3; ++k) {
-            corners.push_back(mesh.points[static_cast<std::size_t>(mesh.indices[t + k])]);
-        }
-        WritePath(file, corners, "");
-    }
-    std::fprintf(file, "</g>\n");
-    for (const Loop& outline : outlines) {
-        WritePath(file, outline, "fill=\"none\" stroke=\"#b03a2e\" stroke-width=\"0.6\"");
-    }
-    std::fprintf(file, "</svg>\n");
-    return std::fclose(file) == 0;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -127,9 +95,8 @@ int main(int argc, char** argv)
     }
     std::printf("%zu triangles, area %.6f, outlines %.6f\n", mesh.indices.size() / 3, covered,
                 area);
-    if (!WriteSvg(argv[1], mesh, outlines)) {
-        std::fprintf(stderr, "cannot write %s\n", argv[1]);
-        return 1;
-    }
-    return 0;
+    Velk::Math::Sorvane::Drawing::SvgWriter picture(720);
+    picture.AddTriangles(mesh, {"#5b84ad", "#d9e6f2", 1.2});
+    picture.AddRegion(outlines, {"#b03a2e", "none", 3.6});
+    return SavePicture(picture, argv[1]) ? 0 : 1;
 }

@@ -3,14 +3,14 @@
 //
 //   z_curve > z-curve.svg
 
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/MortonCurve_E.h>
+#include <Sorvane/SvgWriter_E.h>
 #include <Sorvane/TreeAddress_E.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <vector>
 
 namespace {
@@ -18,17 +18,15 @@ namespace {
 using namespace Velk::Math;
 using namespace Sorvane::Tree;
 
-constexpr double kPicture = 256; // units of the drawing for the unit square
-
 /// The curve visits cells in the order of their codes.
-void DrawCurve(unsigned int depth)
+std::vector<Vec2d> Curve(unsigned int depth)
 {
     const double half = std::ldexp(0.5, -static_cast<int>(depth));
-    std::printf("<polyline fill='none' stroke='#2060a0' stroke-width='1.5' points='");
+    std::vector<Vec2d> middles;
     for (const Vec2d& corner : MortonCurve::Decode2D(MortonCurve::CodeGridAtDepth2D(depth), -1)) {
-        std::printf("%g,%g ", (corner.x() + half) * kPicture, (1 - corner.y() - half) * kPicture);
+        middles.push_back(corner + Vec2d(half, half));
     }
-    std::printf("'/>\n");
+    return middles;
 }
 
 /// The cells of a level that the circle passes through, found by sampling it densely.
@@ -44,31 +42,30 @@ std::vector<QOFAddress<2>> CellsOnCircle(unsigned int depth)
     return cells;
 }
 
-void DrawTree(const std::vector<QOFAddress<2>>& tree)
+/// The leaves of the tree as squares, moved by `shift`.
+std::vector<std::vector<Vec2d>> Leaves(const std::vector<QOFAddress<2>>& tree, const Vec2d& shift)
 {
-    std::printf("<path fill='none' stroke='#a04020' d='");
+    std::vector<std::vector<Vec2d>> squares;
     for (const QOFAddress<2>& cell : tree) {
         if (std::binary_search(tree.begin(), tree.end(),
                                QOFAddress<2>{cell.depth + 1, cell.path << 2})) {
             continue; // divided
         }
-        const Vec2d corner = cell.UnitSpacePoint(cell.depth);
+        const Vec2d low = cell.UnitSpacePoint(cell.depth) + shift;
         const double edge = std::ldexp(1.0, -static_cast<int>(cell.depth));
-        std::printf("M%g %gh%gv%gh%gz", corner.x() * kPicture, (1 - corner.y()) * kPicture,
-                    edge * kPicture, -edge * kPicture, -edge * kPicture);
+        squares.push_back(
+            {low, low + Vec2d(edge, 0), low + Vec2d(edge, edge), low + Vec2d(0, edge)});
     }
-    std::printf("'/>\n");
+    return squares;
 }
 
 } // namespace
 
 int main()
 {
-    std::printf("<svg xmlns='http://www.w3.org/2000/svg' viewBox='-4 -4 536 264' width='536'>\n"
-                "<rect x='-4' y='-4' width='536' height='264' fill='white'/>\n");
-    DrawCurve(4);
-    std::printf("<g transform='translate(272)'>\n");
-    DrawTree(CompleteTree<2>(CellsOnCircle(5), true, false));
-    std::printf("</g>\n</svg>\n");
-    return FinishStandardOutput();
+    Sorvane::Drawing::SvgWriter picture(528);
+    picture.AddPolyline(Curve(4), {"#2060a0", "none", 1.5});
+    picture.AddRegion(Leaves(CompleteTree<2>(CellsOnCircle(5), true, false), {1.0625, 0}),
+                      {"#a04020", "none", 1});
+    return PrintPicture(picture);
 }

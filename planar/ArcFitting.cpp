@@ -42,6 +42,8 @@ constexpr double kMeanShare = 0.1;
 constexpr double kTurnShare = 0.1;
 /// Part of an arc's sweep by which the points may run round its center more or less.
 constexpr double kSweepShare = 0.1;
+/// Between points that make an arc: any three lie on one.
+constexpr int kFewestSteps = 3;
 /// Roundings of a coordinate by which a point may be off an element beyond the tolerance: the
 /// element's own numbers are rounded too.
 constexpr double kRoundings = 8;
@@ -191,11 +193,12 @@ private:
         }
         const double radius = Geometry::Radius(arc);
         const double meanRadius = std::fabs(1 / MeanCurvature(run, curvatures));
-        // In this form, so that NaN gives nothing either.
+        const Stretch stretch = StretchOf(run);
+        // In this form, so that NaN is off as well.
         if (!(std::fabs(radius - meanRadius) <= kMeanShare * radius)) {
+            Divide(stretch); // no one arc: an ellipse, a spiral, a circle after a lead-in
             return;
         }
-        const Stretch stretch = StretchOf(run);
         const Vec2d end = Geometry::EndPoint(arc);
         const double step = Geometry::AngleStep(radius, static_cast<double>(tol_));
         if (isTurn || std::sin(step) * radius < Length(end - arc.start)) {
@@ -315,15 +318,28 @@ private:
         return true;
     }
 
-    /// The arc through first, middle and last point of a stretch, if it fits. Between the points
-    /// too: with no curvatures asked, few points on a circle are not enough.
+    /// The arc through `from`, the middle and the last point of a stretch; the whole circle where
+    /// the stretch comes back to where it began.
+    ArcBase<double> ArcAlong(const Stretch& stretch, const Vec2d& from) const
+    {
+        const int count = stretch.last - stretch.first;
+        if (!Matches(Point(stretch.first), Point(stretch.last), floor_)) {
+            return ArcThrough(from, Point(stretch.first + count / 2), Point(stretch.last), floor_);
+        }
+        auto arc = ArcThrough(from, Point(stretch.first + count / 3),
+                              Point(stretch.first + count / 3 * 2), floor_);
+        arc.length = std::copysign(kTwoPi<double> * Geometry::Radius(arc), arc.length);
+        return arc;
+    }
+
+    /// `ArcAlong`, if it fits. Between the points too: with no curvatures asked, few points on a
+    /// circle are not enough.
     std::optional<ArcBase<double>> ArcOver(const Stretch& stretch, const Vec2d& from) const
     {
-        if (stretch.last - stretch.first < 3) {
+        if (stretch.last - stretch.first < kFewestSteps) {
             return {};
         }
-        const auto arc = ArcThrough(from, Point((stretch.first + stretch.last) / 2),
-                                    Point(stretch.last), floor_);
+        const auto arc = ArcAlong(stretch, from);
         if (Geometry::Radius(arc) == 0 ||
             !FitsArc(stretch,
                      {Narrowed<T>(arc.center), Narrowed<T>(from), static_cast<T>(arc.length)})) {
@@ -338,47 +354,57 @@ private:
         return arc;
     }
 
-    bool HasElement(const Stretch& stretch, const Vec2d& from) const
+    /// Last point of the stretch that one element reaches, of which `fits` tells for a given last
+    /// point; the first one if it does not reach over the `fewest` steps. Doubling steps, then
+    /// halved ones, so that the points looked at are of the order of the points reached.
+    template <class Fits>
+    static int FarthestReached(const Stretch& stretch, int fewest, const Fits& fits)
     {
-        return FitsSegment(stretch, from, Point(stretch.last)) ||
-               ArcOver(stretch, from).has_value();
-    }
-
-    /// Last point, from `first` to `last`, that one element from `from` reaches. Doubling steps,
-    /// then halved ones, so that the points looked at are of the order of the points reached.
-    int FarthestReached(const Stretch& stretch, const Vec2d& from) const
-    {
-        int reached = stretch.first + 1;
-        int step = 1;
-        const auto reaches = [&](int last) {
-            return last <= stretch.last && HasElement({stretch.first, last}, from);
+        int reached = stretch.first;
+        const auto goesOnBy = [&](int steps) {
+            if (steps > stretch.last - reached || !fits(reached + steps)) {
+                return false;
+            }
+            reached += steps;
+            return true;
         };
-        while (step <= stretch.last - reached && reaches(reached + step)) {
-            reached += step;
+        if (!goesOnBy(fewest)) {
+            return stretch.first;
+        }
+        int step = 1;
+        while (goesOnBy(step)) {
             step *= 2;
         }
         for (; step > 0; step /= 2) {
-            if (step <= stretch.last - reached && reaches(reached + step)) {
-                reached += step;
-            }
+            goesOnBy(step);
         }
         return reached;
     }
 
-    /// Elements over a stretch that none fits alone.
+    /// Elements over a stretch that none fits alone. Arcs are sought from their fewest points on:
+    /// on the way there no element may fit.
     void Divide(const Stretch& stretch)
     {
         for (int first = stretch.first; first < stretch.last;) {
             const Vec2d from = ChainEndOr(Point(first));
-            const Stretch part{first, FarthestReached({first, stretch.last}, from)};
+            const Stretch rest{first, stretch.last};
+            const int straight = FarthestReached(rest, 1, [&](int last) {
+                return FitsSegment({first, last}, from, Point(last));
+            });
+            const int curved = FarthestReached(rest, kFewestSteps, [&](int last) {
+                return ArcOver({first, last}, from).has_value();
+            });
+            if (curved > straight) {
+                const auto arc = ArcAlong({first, curved}, from);
+                chain_.AppendArc(Narrowed<T>(arc.center), Narrowed<T>(from),
+                                 static_cast<T>(arc.length));
+                first = curved;
+                continue;
+            }
+            const Stretch part{first, std::max(straight, first + 1)};
             if (!AppendSegmentTo(Point(part.last), part)) {
-                if (const auto arc = ArcOver(part, from)) {
-                    chain_.AppendArc(Narrowed<T>(arc->center), Narrowed<T>(from),
-                                     static_cast<T>(arc->length));
-                } else {
-                    chain_.AppendSegment(Narrowed<T>(from), Narrowed<T>(Point(part.last)));
-                    lastDistance_ = limit_;
-                }
+                chain_.AppendSegment(Narrowed<T>(from), Narrowed<T>(Point(part.last)));
+                lastDistance_ = limit_;
             }
             first = part.last;
         }

@@ -15,8 +15,10 @@
 #include "planar/ChainElement_Impl.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <utility>
 
@@ -167,7 +169,8 @@ ArcSegBase<T> Reversed(ArcSegBase<T> element)
 template <class T>
 class GrowingChain {
 public:
-    explicit GrowingChain(T tolerance) : tolerance_(tolerance) {}
+    /// `reach`: the tolerance, or the rounding of the coordinates where that is larger.
+    GrowingChain(T tolerance, T reach) : tolerance_(tolerance), reach_(reach) {}
 
     /// Appends the element, which ends at `end`, where and how it fits, or leaves it out.
     void Add(const ArcSegBase<T>& element, const VecBase<2, T>& end)
@@ -191,10 +194,10 @@ public:
         }
     }
 
+    /// Its tolerance is the one given, unless rounding keeps joints farther apart.
     PolyArcSegBase<T> Finished() const
     {
         PolyArcSegBase<T> chain;
-        chain.tolerance = tolerance_;
         chain.elements.reserve(ahead_.size() + behind_.size());
         const auto put = [&](const Placed& placed) {
             chain.elements.push_back(placed.isTurned == isTurned_ ? placed.element
@@ -204,6 +207,7 @@ public:
         const auto& front = isTurned_ ? behind_ : ahead_;
         std::for_each(back.rbegin(), back.rend(), put);
         std::for_each(front.begin(), front.end(), put);
+        chain.tolerance = ToleranceOf(chain.elements);
         return chain;
     }
 
@@ -227,15 +231,11 @@ private:
     /// By the rules of `AppendSegment` and `AppendArc`.
     bool AppendAtFront(const ArcSegBase<T>& element, const VecBase<2, T>& end)
     {
-        const double gap = Distance(element.StartPoint(), front_);
-        const bool isNear = gap <= static_cast<double>(tolerance_);
-        if (!isNear && !(gap <= RoundingAt<T>(SizeOf(element)))) {
+        const double reach = reach_;
+        if (!(Distance(element.StartPoint(), front_) <= reach)) {
             return false;
         }
-        const SegBase<T>* const segment = element.AsSegment();
-        if (segment != nullptr) {
-            const double reach =
-                std::max(static_cast<double>(tolerance_), RoundingAt<T>(SizeOf(element)));
+        if (element.AsSegment() != nullptr) {
             if (!(Distance(end, front_) > reach)) {
                 return false;
             }
@@ -248,7 +248,28 @@ private:
         return true;
     }
 
+    /// The tolerance that holds the joints together, the last one too where the chain closes.
+    T ToleranceOf(const std::vector<ArcSegBase<T>>& elements) const
+    {
+        if (tolerance_ >= reach_) {
+            return tolerance_;
+        }
+        double widest = 0.0;
+        for (std::size_t i = 0; i < elements.size(); ++i) {
+            const bool isLast = i + 1 == elements.size();
+            const double gap =
+                Distance(elements[i].EndPoint(), elements[isLast ? 0 : i + 1].StartPoint());
+            widest = std::max(widest, isLast && gap > static_cast<double>(reach_) ? 0.0 : gap);
+        }
+        return widest > static_cast<double>(tolerance_)
+                   ? std::max(reach_, std::nextafter(static_cast<T>(widest), kLargest))
+                   : tolerance_;
+    }
+
+    static constexpr T kLargest = std::numeric_limits<T>::max();
+
     T tolerance_;
+    T reach_;
     std::vector<Placed> ahead_;  // from the first element on, in the direction it was given
     std::vector<Placed> behind_; // away from it, the other way
     bool isTurned_ = false;
@@ -282,7 +303,8 @@ template <class T>
 std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
                                                      const std::vector<VecBase<2, T>>& ends, T tol)
 {
-    const T reach = AtLeastZero(tol);
+    const T tolerance = AtLeastZero(tol);
+    const T reach = Reach(tol, elements);
     if (!Math::Impl::IsFinite(reach)) {
         return {}; // all ends are one vertex
     }
@@ -291,7 +313,7 @@ std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBas
     VertexGraph graph(links, vertices.Count(), elements.size());
     std::vector<PolyArcSegBase<T>> chains;
     for (int start = graph.NextStart(); start >= 0; start = graph.NextStart()) {
-        GrowingChain<T> chain(reach);
+        GrowingChain<T> chain(tolerance, reach);
         graph.Walk(start, [&](int number) {
             const auto i = static_cast<std::size_t>(number);
             chain.Add(elements[i], ends[i]);

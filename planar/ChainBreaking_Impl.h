@@ -7,8 +7,9 @@
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
-/// `BreakAtPoints` and `SplitAtPoints` for points that were computed from the chain: they are off
-/// it by rounding, which `tol` may be below, and are looked for within that rounding at least.
+/// `BreakAtPoints` and `SplitAtPoints` for points that no host has listed: of those that have
+/// places on the chain within `tol` of each other one makes the joint, and the breaking doesn't
+/// give up.
 template <class T>
 PolyArcSegBase<T> BreakAtComputedPoints(const PolyArcSegBase<T>& chain,
                                         const std::vector<VecBase<2, T>>& points, T tol);

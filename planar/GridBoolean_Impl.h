@@ -16,9 +16,9 @@ using GridLoop = std::vector<GridPoint>;
 /// 64-bit products without a sign, also for points one cell beyond.
 inline constexpr long long kLargestGridSpan = (1LL << 32) - 2;
 
-/// Rounds of cutting after which the rest is left to the scanline library's own search for crossings, which
-/// compares all edges side by side. Three or four rounds are usual.
-inline constexpr int kMostCuttingRounds = 40;
+/// Who cuts edges where they cross: this library, or the search for crossings of Boost.Polygon, which compares all
+/// edges side by side.
+enum class Cutting { Own, ByLibrary };
 
 /// An edge between two grid points, the lower (by x, then y) first, with how often each of two sets of loops
 /// runs it from `low` to `high`, minus how often it runs it back.
@@ -43,7 +43,7 @@ enum class Keep {
 ///
 /// Crossings are rounded to the grid; nothing moves by more than the rounding of the crossings on it. False, with
 /// `loops` empty, when a span is beyond `kLargestGridSpan`. O((n + k) log n) for k crossings.
-bool GridBoolean(std::vector<GridEdge> edges, Keep keep, int mostCuttingRounds,
+bool GridBoolean(std::vector<GridEdge> edges, Keep keep, Cutting cutting,
                  std::vector<GridLoop>& loops);
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

@@ -1,10 +1,11 @@
-// Dilation and contraction by the convolution of edges (L. Guibas, L. Ramshaw, J. Stolfi, "A Kinetic Framework for
-// Computational Geometry", 1983).
+// Dilation and contraction by the convolution of edges (L. Guibas, L. Ramshaw, J. Stolfi, "A
+// Kinetic Framework for Computational Geometry", 1983).
 //
-// While the tool moves along a path edge, it sweeps new ground on the side that it moves to: what bounds the sweep
-// are its edges there, and the tracks of the vertices between front and back. Where the direction of the path
-// changes, the edges that change from front to back or the other way bound it. Together these segments are closed
-// curves that wind at least once about what is swept, and nowhere negatively; the union of regions does the rest.
+// While the tool moves along a path edge, it sweeps new ground on the side that it moves to: what
+// bounds the sweep are its edges there, and the tracks of the vertices between front and back.
+// Where the direction of the path changes, the edges that change from front to back or the other
+// way bound it. Together these segments are closed curves that wind at least once about what is
+// swept, and nowhere negatively; the union of regions does the rest.
 
 #include <Sorvane/Minkowski_E.h>
 
@@ -29,6 +30,10 @@ namespace {
 using namespace Impl;
 using Polygon = std::vector<Vec2d>;
 
+/// Of the frame around areas that are contracted, in their extent: a thousand cells of the grid, so
+/// that the frame stays apart from them, however small the tool.
+constexpr double kLeastMargin = 0x1p-20;
+
 bool IsFiniteLoop(const Polygon& loop)
 {
     return std::all_of(loop.begin(), loop.end(),
@@ -38,8 +43,7 @@ bool IsFiniteLoop(const Polygon& loop)
 /// Without paths that have no point, or one that is not finite.
 Loops<double> UsablePaths(Loops<double> paths)
 {
-    std::erase_if(paths,
-                  [](const Polygon& path) { return path.empty() || !IsFiniteLoop(path); });
+    std::erase_if(paths, [](const Polygon& path) { return path.empty() || !IsFiniteLoop(path); });
     return paths;
 }
 
@@ -186,26 +190,32 @@ Loops<double> ContractAreas(const Polygon& tool, const Loops<double>& areas, dou
     }
     const auto toolBox =
         BoxOf(tool.front(), [&](const auto& add) { std::for_each(tool.begin(), tool.end(), add); });
-    const double margin = Vector::Length(toolBox[1] - toolBox[0]);
     auto [low, high] = BoxOf(complement.front().front(), [&](const auto& add) {
         for (const Polygon& area : complement) {
             std::for_each(area.begin(), area.end(), add);
         }
     });
+    const double margin = std::max(Vector::Length(toolBox[1] - toolBox[0]),
+                                   kLeastMargin * std::max(high.x() - low.x(), high.y() - low.y()));
     low -= Vec2d(margin, margin);
     high += Vec2d(margin, margin);
     for (Polygon& area : complement) {
         std::reverse(area.begin(), area.end());
     }
-    complement.insert(complement.begin(), {low, {high.x(), low.y()}, high, {low.x(), high.y()}, low});
+    complement.insert(complement.begin(),
+                      {low, {high.x(), low.y()}, high, {low.x(), high.y()}, low});
 
     Loops<double> result = DilateAreas(tool, complement, floor, resolution);
-    // The grown frame falls away. Its corners are those of the frame moved by the tool, all others those of
-    // the areas, which are farther in by the margin; halfway between lies a line that parts them, for a tool
-    // anywhere in its frame.
-    const Vec2d inward = (Vec2d(margin, margin) + toolBox[1] - toolBox[0]) * 0.5;
-    const Vec2d from = low + toolBox[0] + inward;
-    const Vec2d to = high + toolBox[1] - inward;
+    // The grown frame falls away. Its corners are those of the frame moved by the tool, all others
+    // those of the areas, which are farther in by the margin; halfway between lies a line that
+    // parts them, for a tool anywhere in its frame. What is too small to be swept only moves by its
+    // first point.
+    const bool isSwept = tool.size() >= 3;
+    const Vec2d least = isSwept ? toolBox[0] : tool.front();
+    const Vec2d greatest = isSwept ? toolBox[1] : tool.front();
+    const Vec2d inward = (Vec2d(margin, margin) + greatest - least) * 0.5;
+    const Vec2d from = low + least + inward;
+    const Vec2d to = high + greatest - inward;
     std::erase_if(result, [&](const Polygon& loop) {
         return loop.empty() || !(from.x() < loop[0].x() && loop[0].x() < to.x() &&
                                  from.y() < loop[0].y() && loop[0].y() < to.y());
@@ -246,16 +256,16 @@ void Write(T* resolution, double value)
 } // namespace
 
 template <class T>
-std::vector<std::vector<VecBase<2, T>>>
-DilatePaths(const std::vector<VecBase<2, T>>& tool, std::vector<std::vector<VecBase<2, T>>> paths,
-            T* resolution)
+std::vector<std::vector<VecBase<2, T>>> DilatePaths(const std::vector<VecBase<2, T>>& tool,
+                                                    std::vector<std::vector<VecBase<2, T>>> paths,
+                                                    T* resolution)
 {
     const Polygon wideTool = WidenedLoop(tool);
     double accuracy = 0;
     Loops<double> result;
     if (IsFiniteLoop(wideTool)) {
-        result = Union(Convolve(wideTool, UsablePaths(WidenedLoops(paths)), kLengthFloor<T>),
-                       &accuracy);
+        result =
+            Union(Convolve(wideTool, UsablePaths(WidenedLoops(paths)), kLengthFloor<T>), &accuracy);
     }
     Write(resolution, accuracy);
     return NarrowedLoops<T>(result);

@@ -1,5 +1,5 @@
-// Two outlines: the loop that one can't cross around the other, what they have in common, and which stretches of
-// their outer boundary come from each.
+// Two outlines: the loop that one can't cross around the other, what they have in common, and which
+// stretches of their outer boundary come from each.
 
 #include <Sorvane/Minkowski_E.h>
 
@@ -11,6 +11,7 @@
 #include "planar/SegmentOverlapTree_Impl.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <iterator>
@@ -46,7 +47,28 @@ double DistanceTo(const Segment& segment, const Vec2d& point)
     return Vector::Length(point - segment.start - along * place);
 }
 
-// --- the loop around -------------------------------------------------------------------------------
+/// By how much a cut may be off a segment that has these coordinates.
+double RoundingOn(const Segment& segment)
+{
+    return kCutRounding * std::numeric_limits<double>::epsilon() *
+           std::max(Math::Impl::LargestMagnitude(segment.start),
+                    Math::Impl::LargestMagnitude(segment.end));
+}
+
+/// `tol`, or the rounding of cuts at these coordinates where that is more. `CutAtIntersections`
+/// widens its own tolerance likewise; what follows it has to match the same points.
+double NoLessThanRounding(double tol, const Segments& segments)
+{
+    double rounding = 0;
+    for (const Segment& segment : segments) {
+        if (Math::Impl::IsUsable(segment.start) && Math::Impl::IsUsable(segment.end)) {
+            rounding = std::max(rounding, RoundingOn(segment));
+        }
+    }
+    return std::max(rounding, tol);
+}
+
+// --- the loop around ---
 
 /// Neighbors of each point of a polyline as vectors: one at the ends of an open one.
 std::vector<Polyline> WaysToNeighbors(const Polyline& line)
@@ -64,8 +86,9 @@ std::vector<Polyline> WaysToNeighbors(const Polyline& line)
     return ways;
 }
 
-/// Can an edge along `along`, moved to a point with these neighbors, bound the sum? Not when there is a neighbor to
-/// either side of it: between the two the moving edge covers both of its own sides.
+/// Can an edge along `along`, moved to a point with these neighbors, bound the sum? Not when there
+/// is a neighbor to either side of it: between the two the moving edge covers both of its own
+/// sides.
 bool CanBound(const Vec2d& along, const Polyline& ways)
 {
     constexpr double kRounding = 1e-12;
@@ -115,23 +138,26 @@ Polyline OuterLoop(const Polyline& a, const Polyline& b, double tol)
     Segments sums;
     AppendSums(reflected, b, sums);
     AppendSums(b, reflected, sums);
-    Intersect::CutAtIntersections(sums, tol);
+    const double wide = NoLessThanRounding(tol, sums);
+    Intersect::CutAtIntersections(sums, wide);
     Polyline loop;
-    Intersect::TraceOuterLoop(sums, loop, tol);
+    Intersect::TraceOuterLoop(sums, loop, wide);
     return loop;
 }
 
-// --- what is common --------------------------------------------------------------------------------
+// --- what is common ---
 
 /// Two polylines, whole and cut where they meet.
 struct CutPair {
     Segments a;
     Segments b;
     Segments pieces; // of a, then of b
+    SegmentOverlapTree<double> treeOfA;
+    SegmentOverlapTree<double> treeOfB;
 
     CutPair(const Polyline& first, const Polyline& second, double tol)
         : a(Vector::PointStreamToSegments(first)), b(Vector::PointStreamToSegments(second)),
-          pieces(a)
+          pieces(a), treeOfA(a), treeOfB(b)
     {
         pieces.insert(pieces.end(), b.begin(), b.end());
         Intersect::CutAtIntersections(pieces, tol);
@@ -149,18 +175,10 @@ bool Holds(const SegmentOverlapTree<double>& tree, const Segment& piece, double 
                           std::back_inserter(atBoth));
     return std::any_of(atBoth.begin(), atBoth.end(), [&](int number) {
         const Segment& under = tree.Segments()[static_cast<std::size_t>(number)];
-        return DistanceTo(under, piece.start) <= floor && DistanceTo(under, piece.end) <= floor;
+        const double bearable = std::max(floor, RoundingOn(under));
+        return DistanceTo(under, piece.start) <= bearable &&
+               DistanceTo(under, piece.end) <= bearable;
     });
-}
-
-double LargestCoordinate(const Segments& segments)
-{
-    double largest = 0;
-    for (const Segment& segment : segments) {
-        largest = std::max({largest, Math::Impl::LargestMagnitude(segment.start),
-                            Math::Impl::LargestMagnitude(segment.end)});
-    }
-    return largest;
 }
 
 /// Each piece once, whichever way it runs: a common stretch comes from both polylines.
@@ -182,28 +200,47 @@ Segments WithoutRepeats(const Segments& pieces, double floor)
     return result;
 }
 
-Loops<double> CommonStretches(const CutPair& pair, double tol, double floor)
+/// By how much the ends of a piece may be off the segments under it: at large coordinates a cut is
+/// off by more than the floor.
+double BearableOn(const Segment& piece, double floor) { return std::max(floor, RoundingOn(piece)); }
+
+/// Pieces that can be stretches, each once: `CutAtIntersections` gives the same bits to pieces that
+/// lie on each other, and outlines that run to and fro a thousand times would be searched for a
+/// thousand times.
+Segments DistinctPieces(const Segments& pieces, double floor)
 {
-    if (pair.a.empty() || pair.b.empty()) {
-        return {};
-    }
-    // At large coordinates a cut is off its segment by more than the floor.
-    const double bearable =
-        std::max(floor, kCutRounding * std::numeric_limits<double>::epsilon() *
-                            LargestCoordinate(pair.pieces));
-    const SegmentOverlapTree<double> treeOfA(pair.a);
-    const SegmentOverlapTree<double> treeOfB(pair.b);
-    Segments common;
-    for (const Segment& piece : pair.pieces) {
-        if (Vector::Length(piece.end - piece.start) > tol && Holds(treeOfA, piece, bearable) &&
-            Holds(treeOfB, piece, bearable)) {
-            common.push_back(piece);
+    std::set<std::array<double, 4>> seen;
+    Segments result;
+    for (const Segment& piece : pieces) {
+        if (!Math::Impl::IsUsable(piece.start) || !Math::Impl::IsUsable(piece.end) ||
+            !(Vector::Length(piece.end - piece.start) > BearableOn(piece, floor))) {
+            continue;
+        }
+        const std::array<double, 2> start{piece.start.x(), piece.start.y()};
+        const std::array<double, 2> end{piece.end.x(), piece.end.y()};
+        const auto [low, high] = std::minmax(start, end);
+        if (seen.insert({low[0], low[1], high[0], high[1]}).second) {
+            result.push_back(piece);
         }
     }
-    return Vector::SegmentsToPolyPointStream(WithoutRepeats(common, bearable), bearable);
+    return result;
 }
 
-// --- which stretch comes from which ----------------------------------------------------------------
+Loops<double> CommonStretches(const CutPair& pair, double floor)
+{
+    Segments common;
+    double widest = floor;
+    for (const Segment& piece : DistinctPieces(pair.pieces, floor)) {
+        const double bearable = BearableOn(piece, floor);
+        if (Holds(pair.treeOfA, piece, bearable) && Holds(pair.treeOfB, piece, bearable)) {
+            common.push_back(piece);
+            widest = std::max(widest, bearable);
+        }
+    }
+    return Vector::SegmentsToPolyPointStream(WithoutRepeats(common, widest), widest);
+}
+
+// --- which stretch comes from which ---
 
 /// Where a point of the boundary comes from.
 enum Label { kOfA = 0, kOfB = 1, kTransition = 2 };
@@ -216,6 +253,8 @@ public:
         Vector::FilterForUniqueness(points_, tol_);
     }
 
+    const Polyline& Points() const { return points_; }
+
     bool Has(const Vec2d& point) const
     {
         return Vector::SearchInUniqueVector(points_, point, tol_).valid;
@@ -226,24 +265,34 @@ private:
     double tol_;
 };
 
-/// Vertices of `line` on the segments of `tree`.
-void AppendTouching(const Polyline& line, const SegmentOverlapTree<double>& tree, double tol,
-                    Polyline& points)
+bool IsOn(const SegmentOverlapTree<double>& tree, const Vec2d& point, double tol)
 {
-    for (const Vec2d& point : line) {
-        const auto nearest = tree.ClosestPoint(point, std::max(2 * tol, kSearchRadius));
-        if (nearest.id >= 0 && Matches(nearest.point, point, tol)) {
-            points.push_back(point);
-        }
-    }
+    const auto nearest = tree.ClosestPoint(point, std::max(2 * tol, kSearchRadius));
+    return nearest.id >= 0 && Matches(nearest.point, point, tol);
 }
 
-/// Points at which the outlines are together: common stretches, common vertices, vertices of one on the other.
-Polyline CommonPoints(const Polyline& a, const Polyline& b, const CutPair& pair, double tol,
-                      double floor)
+/// The outer boundary with the label of each point.
+struct Boundary {
+    Polyline points;
+    std::vector<int> labels;
+    std::vector<char> isStandIn; // a point that is no vertex, and not part of the result
+    bool isClosed = false;
+
+    void Append(const Vec2d& point, int label, bool standsIn)
+    {
+        points.push_back(point);
+        labels.push_back(label);
+        isStandIn.push_back(standsIn ? 1 : 0);
+    }
+};
+
+/// Points at which the outlines are together: common stretches, common vertices, vertices of one on
+/// the other.
+Polyline CommonPoints(const Polyline& a, const Polyline& b, const PointSet& ofA,
+                      const PointSet& ofB, const CutPair& pair, double tol, double floor)
 {
     Polyline points;
-    for (const Polyline& stretch : CommonStretches(pair, tol, floor)) {
+    for (const Polyline& stretch : CommonStretches(pair, floor)) {
         points.insert(points.end(), stretch.begin(), stretch.end());
     }
     for (const auto& group : Intersect::IntersectPolylines<double>({a}, {b}, tol)) {
@@ -251,15 +300,18 @@ Polyline CommonPoints(const Polyline& a, const Polyline& b, const CutPair& pair,
             points.push_back((node.polyline == 0 ? a : b)[static_cast<std::size_t>(node.node)]);
         }
     }
-    if (!pair.a.empty() && !pair.b.empty()) {
-        AppendTouching(a, SegmentOverlapTree<double>(pair.b), tol, points);
-        AppendTouching(b, SegmentOverlapTree<double>(pair.a), tol, points);
-    }
+    const auto appendTouching = [&](const PointSet& vertices,
+                                    const SegmentOverlapTree<double>& tree) {
+        std::copy_if(vertices.Points().begin(), vertices.Points().end(), std::back_inserter(points),
+                     [&](const Vec2d& point) { return IsOn(tree, point, tol); });
+    };
+    appendTouching(ofA, pair.treeOfB);
+    appendTouching(ofB, pair.treeOfA);
     return points;
 }
 
-/// Gives runs of transitions to the second outline, but for the ends of a run towards the first one. In index
-/// order, on labels as they have become.
+/// Gives runs of transitions to the second outline, but for the ends of a run towards the first
+/// one. In index order, on labels as they have become.
 void SmoothLabels(std::vector<int>& labels, bool isClosed)
 {
     const std::size_t n = labels.size();
@@ -272,14 +324,14 @@ void SmoothLabels(std::vector<int>& labels, bool isClosed)
         }
     };
     for (std::size_t i = 0; i + (isClosed ? 0 : 1) < n; ++i) {
-        if (labels[i] != kTransition) {
-            continue;
+        const int before = labels[(i + n - 1) % n];
+        if (labels[i] != kTransition || before == kTransition) {
+            continue; // a run is dealt with at its first point
         }
         std::size_t next = i + 1;
         while (labels[next % n] == kTransition) {
             ++next;
         }
-        const int before = labels[(i + n - 1) % n];
         const int behind = labels[next % n];
         const std::size_t further = next - i - 1;
         if (before == kOfA && behind == kOfB) {
@@ -330,67 +382,96 @@ private:
     double tol_;
 };
 
-/// Deals the points out, from the transition `start` on.
-void Deal(const Polyline& loop, const std::vector<int>& labels, std::size_t start, bool isClosed,
-          double tol, Loops<double>& aPart, Loops<double>& bPart)
+/// Deals the points out, from the first transition on; an open boundary from its own beginning.
+void Deal(const Boundary& boundary, double tol, Loops<double>& aPart, Loops<double>& bPart)
 {
     constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    const std::vector<int>& labels = boundary.labels;
+    const std::size_t n = labels.size();
+    const auto start = boundary.isClosed
+                           ? std::find(labels.begin(), labels.end(), kTransition) - labels.begin()
+                           : 0;
+    aPart.emplace_back();
+    bPart.emplace_back();
     Stretches ofA(aPart, tol);
     Stretches ofB(bPart, tol);
-    const std::size_t n = loop.size();
     std::size_t pending = kNone;
-    for (std::size_t k = 0; k < n + (isClosed ? 1 : 0); ++k) {
-        const std::size_t i = (start + k) % n;
+    for (std::size_t k = 0; k < n + (boundary.isClosed ? 1 : 0); ++k) {
+        const std::size_t i = (static_cast<std::size_t>(start) + k) % n;
+        const Vec2d& point = boundary.points[i];
         if (labels[i] == kTransition) {
             if (pending != kNone) {
-                ofB.AppendOnce(loop[pending]);
+                ofB.AppendOnce(boundary.points[pending]);
             }
             pending = i;
-            ofA.Turn(loop[i]);
-            ofB.Turn(loop[i]);
+            ofA.Turn(point);
+            ofB.Turn(point);
             continue;
         }
         Stretches& part = labels[i] == kOfA ? ofA : ofB;
         if (pending != kNone) {
-            part.AppendOnce(loop[pending]);
+            part.AppendOnce(boundary.points[pending]);
             pending = kNone;
         }
-        part.AppendOnce(loop[i]);
+        if (boundary.isStandIn[i] == 0) {
+            part.AppendOnce(point);
+        }
     }
     ofA.DropEmptyEnd();
     ofB.DropEmptyEnd();
 }
 
-bool Clip(const Polyline& a, const Polyline& b, Loops<double>& aPart, Loops<double>& bPart,
-          double tol, double floor)
+/// Labels the points of the loop. An edge of A alone from one place where the outlines are together
+/// to the next has no vertex to tell it by: its middle stands in for one.
+Boundary Labeled(const Polyline& loop, bool isClosed, const Polyline& a, const Polyline& b,
+                 const CutPair& pair, double tol, double floor)
 {
-    const CutPair pair(a, b, tol);
+    const PointSet ofA(a, tol);
+    const PointSet ofB(b, tol);
+    const PointSet common(CommonPoints(a, b, ofA, ofB, pair, tol, floor), tol);
+    const auto labelOf = [&](const Vec2d& point) -> int {
+        const bool isOfA = ofA.Has(point);
+        return common.Has(point) || isOfA == ofB.Has(point) ? kTransition : isOfA ? kOfA : kOfB;
+    };
+    Boundary boundary;
+    boundary.isClosed = isClosed;
+    for (const Vec2d& point : loop) {
+        const int label = labelOf(point);
+        if (label == kTransition && !boundary.labels.empty() &&
+            boundary.labels.back() == kTransition) {
+            const Vec2d middle = (boundary.points.back() + point) * 0.5;
+            if (!IsOn(pair.treeOfB, middle, tol)) {
+                boundary.Append(middle, kOfA, true);
+            }
+        }
+        boundary.Append(point, label, false);
+    }
+    if (isClosed) { // the repeat of the first point has done its work
+        boundary.points.pop_back();
+        boundary.labels.pop_back();
+        boundary.isStandIn.pop_back();
+    }
+    return boundary;
+}
+
+bool Clip(const Polyline& a, const Polyline& b, Loops<double>& aPart, Loops<double>& bPart,
+          double givenTol, double floor)
+{
+    const CutPair pair(a, b, givenTol);
+    const double tol = NoLessThanRounding(givenTol, pair.pieces);
     Polyline loop;
     const bool isClosed = Intersect::TraceOuterLoop(pair.pieces, loop, tol);
     if (loop.empty()) {
         return false;
     }
-    const Polyline whole = loop;
-    if (isClosed) {
-        loop.pop_back();
+    Boundary boundary = Labeled(loop, isClosed, a, b, pair, tol, floor);
+    SmoothLabels(boundary.labels, isClosed);
+    const std::vector<int>& labels = boundary.labels;
+    if (std::find(labels.begin(), labels.end(), kTransition) == labels.end()) {
+        (labels.front() != kOfA ? bPart : aPart).push_back(loop);
+    } else {
+        Deal(boundary, tol, aPart, bPart);
     }
-    const PointSet ofA(a, tol);
-    const PointSet ofB(b, tol);
-    const PointSet common(CommonPoints(a, b, pair, tol, floor), tol);
-    std::vector<int> labels(loop.size(), kTransition);
-    for (std::size_t i = 0; i < loop.size(); ++i) {
-        const bool isOfA = ofA.Has(loop[i]);
-        if (!common.Has(loop[i]) && isOfA != ofB.Has(loop[i])) {
-            labels[i] = isOfA ? kOfA : kOfB;
-        }
-    }
-    SmoothLabels(labels, isClosed);
-    const auto first = std::find(labels.begin(), labels.end(), kTransition);
-    if (first == labels.end()) {
-        (labels.front() != kOfA ? bPart : aPart).push_back(whole);
-        return isClosed;
-    }
-    Deal(loop, labels, static_cast<std::size_t>(first - labels.begin()), isClosed, tol, aPart, bPart);
     return isClosed;
 }
 
@@ -404,29 +485,27 @@ std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>& a,
 }
 
 template <class T>
-std::vector<std::vector<VecBase<2, T>>> KeepCommonRegions(const std::vector<VecBase<2, T>>& a,
-                                                          const std::vector<VecBase<2, T>>& b,
-                                                          T tol)
+std::vector<std::vector<VecBase<2, T>>>
+KeepCommonRegions(const std::vector<VecBase<2, T>>& a, const std::vector<VecBase<2, T>>& b, T tol)
 {
     if (a.empty() || b.empty()) {
         return {};
     }
     const auto tolerance = static_cast<double>(tol);
     const CutPair pair(WidenedLoop(a), WidenedLoop(b), tolerance);
-    return NarrowedLoops<T>(CommonStretches(pair, tolerance, kLengthFloor<T>));
+    return NarrowedLoops<T>(CommonStretches(pair, kLengthFloor<T>));
 }
 
 template <class T>
-bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a,
-                           const std::vector<VecBase<2, T>>& b,
+bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a, const std::vector<VecBase<2, T>>& b,
                            std::vector<std::vector<VecBase<2, T>>>& aPart,
                            std::vector<std::vector<VecBase<2, T>>>& bPart, T tol)
 {
     // Into results of their own: an input may be an element of an output.
     Loops<double> ofA;
     Loops<double> ofB;
-    const bool isClosed = Clip(WidenedLoop(a), WidenedLoop(b), ofA, ofB, static_cast<double>(tol),
-                               kLengthFloor<T>);
+    const bool isClosed =
+        Clip(WidenedLoop(a), WidenedLoop(b), ofA, ofB, static_cast<double>(tol), kLengthFloor<T>);
     aPart = NarrowedLoops<T>(ofA);
     bPart = NarrowedLoops<T>(ofB);
     return isClosed;

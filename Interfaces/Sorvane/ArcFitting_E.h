@@ -36,24 +36,27 @@ std::vector<VecBase<2, T>> FilterZeroCurvature(const std::vector<VecBase<2, T>>&
 ///
 /// The points are thinned by `FilterZeroCurvature`, with the curvature of an arc that leaves the diagonal
 /// of the points' box by `tol`, and with `tol`. Runs of points of one curvature become arcs through their
-/// first, middle and last point, and reach for a neighboring point that lies on their circle; a polyline
-/// that is one closed run becomes the circle that fits best, a whole turn. What is left are segments. An
-/// arc whose chord is within `tol` of it is a segment, and prolongs a tangent one before it. Four points
-/// of an arc are the fewest that give one.
+/// first, middle and last point, and reach for a neighboring point that lies on their circle; a run
+/// begins where the farthest one before it ends. A polyline that is one closed run becomes the circle
+/// that fits best, a whole turn. What is left are segments. An arc whose chord is within `tol` of it is a
+/// segment, and prolongs a tangent one before it as long as the tolerance holds for all of the segment's
+/// points: counted is how far its end has moved in sum, which may end it early but never late. Four
+/// points of an arc are the fewest that give one.
 ///
 /// Curvatures are one as long as from point to point they change by no more than the fraction `tol`, a
-/// pure number here, or than rounding explains. So a run may drift. It is then divided into as few arcs
-/// and segments as keep within `tol` of its points, and so is every run of which the arc, or the segment
-/// in its place, would leave a point by more or run another number of turns. But *a run whose radius is
-/// off its mean radius of curvature by more than a tenth gives nothing at all*: a long spiral, or a whole
-/// circle in the midst of a longer polyline. Later elements do not join across the gap and are left out
-/// with it. A chain that does not end at the last point tells of the one, its length of the other; the
-/// way round is to pass such a polyline in parts.
+/// pure number here, or than rounding explains. So a run may drift. It is divided into arcs and
+/// segments, each as long as it keeps within `tol` of the points, where its radius is off its mean radius
+/// of curvature by more than a tenth (ellipses, spirals), where it closes in the midst of a polyline (a
+/// circle after a lead-in, which becomes a whole turn), and where its arc, or the segment in its place,
+/// would leave a point by more than `tol` or run another number of turns. Curves that are sampled too
+/// coarsely to be runs, and noisy points, stay segments.
 ///
-/// Fewer than two points that differ by more than `tol`, a negative or infinite `tol`, and bad input give
-/// the empty chain. With `tol` 0, or one below the rounding of the coordinates, derived ends of arcs need
-/// not join, and what follows may be lost. Time O(n) for n points, O(n log n) for what has to be divided.
-/// The runs are sought from the first point on: a reversed polyline need not give the reversed chain.
+/// Of an open polyline the chain may end within `tol` of the last point. Fewer than two points that
+/// differ by more than `tol`, a negative or infinite `tol`, and bad input give the empty chain. With
+/// `tol` 0, or one below the rounding of the coordinates, derived ends of arcs need not join, and *what
+/// follows is left out*: a chain that does not end near the last point tells of it. Time O(n) for n
+/// points, O(n log n) for what has to be divided. The runs are sought from the first point on: a reversed
+/// polyline need not give the reversed chain.
 template <class T>
 PolyArcSegBase<T> FilterArcsAndSegs(const std::vector<VecBase<2, T>>& points, T tol);
 

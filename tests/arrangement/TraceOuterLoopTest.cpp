@@ -122,15 +122,96 @@ TYPED_TEST(OuterLoop, ABridgeIsRunBothWays)
                   {0, 0}, {1, 0}, {1, 1}, {3, 2}, {4, 2}, {4, 3}, {3, 2}, {1, 1}, {0, 1}, {0, 0}}));
 }
 
-TYPED_TEST(OuterLoop, OnlyWhatIsConnectedToTheLowestPoint)
+TYPED_TEST(OuterLoop, OfSeveralComponentsTheOneOfLargestArea)
+{
+    using T = TypeParam;
+    const Points<T> large{{-9, 5}, {9, 5}, {0, 9}, {-9, 5}};
+    const Points<T> low{{0, 0}, {1, 0}, {0, 1}, {0, 0}}; // lower, and smaller
+    const Points<T> within{{-1, 6}, {1, 6}, {0, 7}, {-1, 6}};
+    const Points<T> longLine{{-50, -1}, {50, -2}, {70, 40}}; // bounds nothing
+    for (const bool isReversed : {false, true}) {
+        Segments<T> s;
+        for (const Points<T>* line : {&low, &longLine, &large, &within}) {
+            Append<T>(s, *line);
+        }
+        if (isReversed) {
+            std::reverse(s.begin(), s.end());
+        }
+        Points<T> loop;
+        EXPECT_TRUE(TraceOuterLoop(s, loop, kTolerance<T>));
+        EXPECT_EQ(loop, large);
+    }
+}
+
+TYPED_TEST(OuterLoop, OfEqualComponentsTheLowest)
+{
+    using T = TypeParam;
+    for (const Points<T>& corners :
+         {Points<T>{{5, 3}, {1, 7}, {2, 4}}, Points<T>{{5, 3}, {-4, 3}, {2, 4}}}) {
+        Segments<T> s;
+        for (const VecBase<2, T>& corner : corners) {
+            Append<T>(s,
+                      {corner, corner + VecBase<2, T>(1, 0), corner + VecBase<2, T>(0, 1), corner});
+        }
+        Points<T> loop;
+        EXPECT_TRUE(TraceOuterLoop(s, loop, kTolerance<T>));
+        EXPECT_EQ(loop.front(), corners[1].y() == T(3) ? corners[1] : corners[0]);
+    }
+    // Also of lines that bound nothing; there and back they leave no rounding that could decide.
+    Support::Random random(23);
+    Segments<T> s;
+    for (int line = 0; line < 20; ++line) {
+        VecBase<2, T> at(T(10 * line), T(0.1));
+        for (int step = 0; step < 5; ++step) {
+            const VecBase<2, T> to =
+                at + VecBase<2, T>(T(random.Unit()), T(random.Unit()) + T(0.1));
+            s.push_back({at, to});
+            at = to;
+        }
+    }
+    Points<T> loop;
+    EXPECT_FALSE(TraceOuterLoop(s, loop, kTolerance<T>));
+    ASSERT_EQ(loop.size(), 6U);
+    EXPECT_EQ(loop.front(), s.front().start);
+}
+
+TYPED_TEST(OuterLoop, AnOpenComponentCountsByWhatItBounds)
 {
     using T = TypeParam;
     Segments<T> s;
-    Append<T>(s, {{-9, 5}, {9, 5}, {0, 9}, {-9, 5}});
-    Append<T>(s, {{0, 0}, {1, 0}, {0, 1}, {0, 0}});
+    Append<T>(s, {{0, 0}, {2, 0}, {2, 2}, {0, 2}, {0, 0}}); // closed
+    Append<T>(s, {{9, 9}, {12, 9}, {12, 12}, {9, 12}, {9, 9}});
+    s.push_back({{12, 12}, {13, 13}}); // the larger one has a spur
     Points<T> loop;
+    EXPECT_FALSE(TraceOuterLoop(s, loop, kTolerance<T>));
+    EXPECT_EQ(loop.size(), 6U);
+    s.pop_back();
     EXPECT_TRUE(TraceOuterLoop(s, loop, kTolerance<T>));
-    EXPECT_EQ(loop, (Points<T>{{0, 0}, {1, 0}, {0, 1}, {0, 0}}));
+    EXPECT_EQ(loop, (Points<T>{{9, 9}, {12, 9}, {12, 12}, {9, 12}, {9, 9}}));
+    // Far from the origin areas are compared all the same.
+    Segments<T> far;
+    const VecBase<2, T> away(T(1 << 20), -T(1 << 20));
+    Append<T>(far, {away, away + VecBase<2, T>(1, 0), away + VecBase<2, T>(0, 1), away});
+    Append<T>(far, {{0, 0}, {1, 0}, {0, 2}, {0, 0}});
+    EXPECT_TRUE(TraceOuterLoop(far, loop, kTolerance<T>));
+    EXPECT_EQ(loop.front(), (VecBase<2, T>(0, 0)));
+}
+
+TYPED_TEST(OuterLoop, HugeCoordinatesLeaveALoop)
+{
+    using T = TypeParam;
+    const T large = std::is_same_v<T, float> ? T(3e38) : T(9e149); // areas beyond all numbers
+    Segments<T> s;
+    for (const T x : {-large, T(0)}) {
+        Append<T>(s, {{x, -large},
+                      {x + large / 2, -large},
+                      {x + large / 2, large},
+                      {x, large},
+                      {x, -large}});
+    }
+    Points<T> loop;
+    EXPECT_TRUE(TraceOuterLoop(s, loop, T(0)));
+    EXPECT_EQ(loop.size(), 5U);
 }
 
 TYPED_TEST(OuterLoop, OpenPolylineComesBackInItsOwnDirection)

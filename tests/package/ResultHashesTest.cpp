@@ -4,14 +4,16 @@
 //
 // The inputs are made by integer arithmetic, so that they are the same on every machine, and the
 // operations take nothing from the mathematical library but square roots, which are exact in the
-// last digit everywhere. There are two exceptions: the points of the chain come from sines and
-// cosines, and edge flips compare with the cosine of an angle, which no angle of the sheet comes
-// near.
+// last digit everywhere. There are four exceptions: the points of the chain come from sines and
+// cosines, the lengths of fitted arcs from arc tangents, edge flips compare with the cosine of an
+// angle, which no angle of the sheet comes near, and the eigenvalues that decimation falls back on
+// take a hypotenuse.
 
 #include "tests/support/Digest.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
+#include <Sorvane/ArcFitting_E.h>
 #include <Sorvane/AspectRatio_E.h>
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
@@ -310,6 +312,32 @@ Digest FlattenAChain()
         .Add(Sorvane::Planar::Tessellate(chain, T(1) / T(512)));
 }
 
+/// A staircase of quarter circles with lines between them, of the rational points of the circle.
+template <class T>
+Digest FitArcs()
+{
+    std::vector<VecBase<2, T>> points{{0, 0}};
+    for (int step = 0; step < 200; ++step) {
+        const bool isLeft = step % 2 == 0;
+        const VecBase<2, T> along = isLeft ? VecBase<2, T>{1, 0} : VecBase<2, T>{0, 1};
+        const VecBase<2, T> across = isLeft ? VecBase<2, T>{0, 1} : VecBase<2, T>{1, 0};
+        const VecBase<2, T> center = points.back() + T(2) * along + T(4) * across;
+        for (int i = 0; i <= 8; ++i) {
+            const T t = T(i) / T(8);
+            const T scale = T(4) / (1 + t * t);
+            points.push_back(center - (scale * (1 - t * t)) * across + (scale * 2 * t) * along);
+        }
+    }
+    Digest digest;
+    const auto chain = Sorvane::Planar::FilterArcsAndSegs(points, T(1) / T(16));
+    EXPECT_GE(chain.elements.size(), 300U);
+    for (const auto& element : chain.elements) {
+        digest.Add(element.StartPoint()).Add(element.EndPoint());
+        digest.Add(element.AsArc() != nullptr ? element.AsArc()->length : T(0));
+    }
+    return digest.Add(Sorvane::Planar::FilterZeroCurvature(points, T(0.125), T(0.125)));
+}
+
 template <class T>
 Digest WriteFiles()
 {
@@ -421,6 +449,7 @@ const std::vector<Operation>& Operations()
         SORVANE_OPERATION("trees.link", LinkLooseSegments),
         SORVANE_OPERATION("triangulation.tessellate", Triangulate),
         SORVANE_OPERATION("planar.flatten", FlattenAChain),
+        SORVANE_OPERATION("planar.fit_arcs", FitArcs),
         {"remesh.subdivide", nullptr, &Subdivide},
         SORVANE_OPERATION("meshfiles.write", WriteFiles),
         SORVANE_OPERATION("meshreport.check", Report),

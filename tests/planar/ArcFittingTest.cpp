@@ -238,6 +238,13 @@ TEST(ArcFittingElements, ShallowArcAfterACornerIsASegment)
     EXPECT_EQ(Kinds(FilterArcsAndSegs(points, 1e-2)), "LLL");
 }
 
+// In a box of less than two tolerances no arc tells what is straight.
+TEST(ArcFittingElements, PartOfTheSizeOfTheToleranceKeepsItsCorner)
+{
+    const Points corner{{0, 0}, {0.0101, 0.005}, {0.0101, 0.0151}};
+    EXPECT_EQ(Kinds(FilterArcsAndSegs(corner, 1e-2)), "LL");
+}
+
 // Shallow arcs one after the other, all of them tangent to the one before, with a corner too slight
 // to be one between them. Each prolongation is within the tolerance; of all of them none is.
 TEST(ArcFittingElements, ProlongedSegmentDoesNotDrift)
@@ -311,48 +318,167 @@ TEST(ArcFittingElements, DriftingRunIsDividedWithinTheTolerance)
     }
 }
 
-TEST(ArcFittingElements, RunOffItsMeanRadiusGivesNothing)
+/// `count` steps of a curve over [0, 1].
+template <class Curve>
+Points OnCurve(int count, const Curve& curve)
 {
     Points points;
-    for (int i = 0; i <= 4000; ++i) {
-        const double angle = 5e-3 * i;
-        points.push_back({(1 + angle) * std::cos(angle), (1 + angle) * std::sin(angle)});
+    for (int i = 0; i <= count; ++i) {
+        points.push_back(curve(static_cast<double>(i) / count));
     }
-    // The first step is a segment; the run from there to the end is lost.
-    const Chain chain = FilterArcsAndSegs(points, 2e-2);
-    EXPECT_EQ(Kinds(chain), "L");
-    EXPECT_LT(LengthOf(chain.elements[0]), 0.2);
+    return points;
 }
 
-// The line before stays; the circle is lost; what follows begins where the line ends and joins.
-TEST(ArcFittingElements, CircleInTheMidstOfAPolylineGivesNothing)
+/// From its first point to its last, within the tolerance of all of them, and as long as they are.
+void ExpectNothingLost(const Chain& chain, const Points& points, double tol)
 {
-    Points points{{-20, 0}};
-    auto circle = OnArc<double>({0, 10}, 10, -kHalfTurn / 2, 2 * kHalfTurn, 400);
-    circle.front() = circle.back() = {0, 0};
-    points.insert(points.end(), circle.begin(), circle.end());
-    points.push_back({20, -8});
-    const Chain chain = FilterArcsAndSegs(points, 1e-2);
-    EXPECT_EQ(Kinds(chain), "LL");
-    EXPECT_GT(FarthestFromChain(points, chain), 10.0);
-    // The way round: in parts.
-    EXPECT_EQ(Kinds(FilterArcsAndSegs(circle, 1e-2)), "A");
+    ASSERT_FALSE(chain.elements.empty());
+    EXPECT_LE(Vector::Length(PointOf(chain.elements.front(), 0) - points.front()), tol);
+    EXPECT_LE(Vector::Length(PointOf(chain.elements.back(), 1) - points.back()), tol);
+    Points some;
+    for (std::size_t i = 0; i < points.size(); i += 1 + points.size() / 500) {
+        some.push_back(points[i]);
+    }
+    EXPECT_LE(FarthestFromChain(some, chain), tol + 1e-9);
+    double length = 0;
+    for (const auto& element : chain.elements) {
+        length += std::fabs(LengthOf(element));
+    }
+    EXPECT_NEAR(length, Vector::Length(points), 2e-3 * length);
 }
 
-// After a gap nothing joins any more.
-TEST(ArcFittingElements, ElementsAfterAGapAreLeftOut)
+// Sampled so finely that neighbors have one curvature, each of these is one run or a few, and no
+// arc has the mean radius of all of it. The arcs are as few as the curve needs.
+TEST(ArcFittingElements, FinelySampledCurvesLoseNothing)
+{
+    constexpr double kTurn = 2 * kHalfTurn;
+    const auto ellipse = [](double t) {
+        return Vec2d(20 * std::cos(kTurn * t), 10 * std::sin(kTurn * t));
+    };
+    const auto halfEllipse = [&](double t) { return ellipse(t / 2); };
+    const auto parabola = [](double t) { return Vec2d(10 * t - 5, (10 * t - 5) * (2 * t - 1)); };
+    const auto spiral = [](double t) {
+        return Vec2d(std::cos(3 * kTurn * t), std::sin(3 * kTurn * t)) * (5 + 38 * t);
+    };
+    const auto expectFew = [](const Points& points, double tol, std::size_t most) {
+        const Chain chain = FilterArcsAndSegs(points, tol);
+        ExpectNothingLost(chain, points, tol);
+        EXPECT_LE(chain.elements.size(), most);
+        EXPECT_EQ(chain.IsClosed(), Vector::Length(points.front() - points.back()) < 1e-9);
+    };
+    expectFew(OnCurve(3600, ellipse), 1e-2, 20);
+    expectFew(OnCurve(20'000, ellipse), 1e-3, 40);
+    expectFew(OnCurve(3600, halfEllipse), 1e-2, 12);
+    expectFew(OnCurve(3600, parabola), 1e-2, 8);
+    expectFew(OnCurve(3600, spiral), 1e-2, 30);
+    Points far = OnCurve(3600, ellipse);
+    for (Vec2d& p : far) {
+        p += Vec2d(1e6, -1e6);
+    }
+    expectFew(far, 1e-2, 20);
+}
+
+TYPED_TEST(ArcFitting, SpiralOfThreeTurnsIsDivided)
+{
+    using T = TypeParam;
+    std::vector<VecBase<2, T>> points;
+    for (int i = 0; i <= 1000; ++i) {
+        const double angle = 0.02 * i;
+        points.emplace_back(Vec2d(std::cos(angle), std::sin(angle)) * (10 + angle));
+    }
+    const auto chain = FilterArcsAndSegs(points, T(5e-2));
+    ASSERT_FALSE(chain.elements.empty());
+    EXPECT_LE(chain.elements.size(), 25U);
+    EXPECT_LE(FarthestFromChain(points, chain), 5e-2 + kRounding<T>);
+    EXPECT_LE(static_cast<double>(Vector::Length(chain.elements.back().EndPoint() - points.back())),
+              5e-2);
+}
+
+// A closed run is no arc through its ends, and here it is not the whole polyline either.
+TEST(ArcFittingElements, CircleInTheMidstOfAPolylineIsAWholeTurn)
+{
+    for (const double sense : {1.0, -1.0}) {
+        Points points{{-20, 0}};
+        auto circle =
+            OnArc<double>({0, sense * 10}, 10, -sense * kHalfTurn / 2, sense * 2 * kHalfTurn, 400);
+        circle.front() = circle.back() = {0, 0};
+        points.insert(points.end(), circle.begin(), circle.end());
+        points.push_back({20, sense * -8});
+        const Chain chain = FilterArcsAndSegs(points, 1e-2);
+        ASSERT_EQ(Kinds(chain), "LAL");
+        EXPECT_NEAR(chain.elements[1].AsArc()->length, sense * 20 * kHalfTurn, 1e-9);
+        ExpectNothingLost(chain, points, 1e-2);
+        EXPECT_EQ(Kinds(FilterArcsAndSegs(circle, 1e-2)), "A");
+    }
+}
+
+TEST(ArcFittingElements, WhatFollowsADividedRunJoinsIt)
 {
     Points points{{-40, 0}};
     for (int i = 0; i <= 4000; ++i) {
         const double angle = 5e-3 * i;
-        points.push_back({(1 + angle) * std::cos(angle), (1 + angle) * std::sin(angle)});
+        points.push_back(Vec2d(std::cos(angle), std::sin(angle)) * (1 + angle));
     }
     points.push_back(points.back() + Vec2d(30, 0));
     points.push_back(points.back() + Vec2d(0, 30));
     const Chain chain = FilterArcsAndSegs(points, 2e-2);
-    ASSERT_FALSE(chain.elements.empty());
-    const Vec2d end = PointOf(chain.elements.back(), 1);
-    EXPECT_GT(std::hypot((end - points.back())[0], (end - points.back())[1]), 20.0);
+    ExpectNothingLost(chain, points, 2e-2);
+    EXPECT_EQ(PointOf(chain.elements.back(), 1), points.back());
+    EXPECT_LE(chain.elements.size(), 25U);
+}
+
+// The second point lies behind the first on the circle of the others, by 1.3 tolerances: within the
+// tolerance per coordinate, and yet not near the arc.
+TEST(ArcFittingElements, PointBehindTheStartOfAnArcIsNotOnIt)
+{
+    constexpr double kWide = 1e-2;
+    auto points = OnArc<double>({0, 0}, 10, -kHalfTurn / 4, 1.5, 100);
+    points.insert(points.begin() + 1,
+                  OnArc<double>({0, 0}, 10, -kHalfTurn / 4, -0.13 * kWide, 1).back());
+    const Chain chain = FilterArcsAndSegs(points, kWide);
+    EXPECT_LE(FarthestFromChain(points, chain), kWide + 1e-12);
+}
+
+// Three points never make an arc, in what is divided either, nor do points that its chords leave by
+// more than the tolerance.
+TEST(ArcFittingElements, ArcsOfDividedRunsHaveFourPoints)
+{
+    int arcs = 0;
+    for (int growth = 10; growth <= 45; ++growth) {
+        for (const double tol : {0.1, 0.2, 0.45}) {
+            Points points{{0, 0}};
+            double heading = 0;
+            double radius = 1000;
+            for (int i = 0; i < 40 && radius > 5 * tol; ++i) {
+                // Chords of each arc leave it by nine tenths of the tolerance.
+                const double turn = 2 * std::acos(1 - 0.9 * tol / radius);
+                heading += turn;
+                points.push_back(points.back() + Vec2d(std::cos(heading), std::sin(heading)) *
+                                                     (2 * radius * std::sin(turn / 2)));
+                radius *= 1 - 0.01 * growth * tol;
+            }
+            const Chain chain = FilterArcsAndSegs(points, tol);
+            Points middles;
+            for (std::size_t i = 1; i < points.size(); ++i) {
+                middles.push_back((points[i - 1] + points[i]) * 0.5);
+            }
+            EXPECT_LE(FarthestFromChain(middles, chain), tol + 1e-9);
+            for (const auto& element : chain.elements) {
+                if (element.AsArc() == nullptr) {
+                    continue;
+                }
+                ++arcs;
+                const auto at = [&](const Vec2d& end) {
+                    return std::min_element(
+                        points.begin(), points.end(), [&](const Vec2d& p, const Vec2d& q) {
+                            return Vector::Length(p - end) < Vector::Length(q - end);
+                        });
+                };
+                EXPECT_GE(at(PointOf(element, 1)) - at(PointOf(element, 0)), 3);
+            }
+        }
+    }
+    EXPECT_GT(arcs, 50);
 }
 
 TEST(ArcFittingElements, TipOfAPathOutAndBackIsKept)
@@ -453,6 +579,17 @@ TYPED_TEST(ArcFitting, ZeroToleranceKeepsThePolyline)
     const auto chain = FilterArcsAndSegs(points, T(0));
     EXPECT_EQ(Kinds(chain), "LLL");
     EXPECT_EQ(chain.elements.back().EndPoint(), points.back());
+}
+
+// The points of a slanted line are off it by their rounding, which no tolerance is needed for.
+TYPED_TEST(ArcFitting, ZeroToleranceKeepsASlantedLineWhole)
+{
+    using T = TypeParam;
+    std::vector<VecBase<2, T>> points;
+    for (int i = 0; i <= 100; ++i) {
+        points.emplace_back(Vec2d(0.1, 0.2) + Vec2d(10.2, 7.5) * (i / 100.0));
+    }
+    EXPECT_EQ(Kinds(FilterArcsAndSegs(points, T(0))), "L");
 }
 
 TYPED_TEST(ArcFitting, HugeAndTinyCoordinatesAreNoFault)

@@ -4,6 +4,7 @@
 
 #include "tests/planar/RegionSupport.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
@@ -247,6 +248,49 @@ TEST(BufferredUnion, AStreamOfSmallLoopsCoversWhatTheyCover)
     }
     EXPECT_EQ(WindingNumber(region, 20, -0.8), 0);
     EXPECT_EQ(WindingNumber(region, 20, 9.8), 0);
+}
+
+// A hundred thousand loops of a tool that goes round and round: what is held between batches is the outline of the ring
+// and one interval, told by what a copy of the object allocates.
+TEST(BufferredUnion, AStreamOfAHundredThousandLoopsHoldsWhatItsUnionNeeds)
+{
+    constexpr int kBatch = 100;
+    constexpr int kLimit = 5;
+    const int steps = Rounds(100000);
+    BufferredUnion united({-12, -12}, {12, 12}, kLimit);
+    Loops batch;
+    std::size_t most = 0;
+    for (int i = 0; i < steps; ++i) {
+        const double angle = 0.0157079633 * (i % 400);
+        const double x = 10 * std::cos(angle);
+        const double y = 10 * std::sin(angle);
+        batch.push_back(Rectangle(x - 0.5, y - 0.5, x + 0.5, y + 0.5));
+        if (batch.size() == kBatch) {
+            ASSERT_TRUE(united.Append(batch));
+            batch.clear();
+        }
+        if (i % 5000 == 4999) {
+            // One allocation for each loop held, and two for the object.
+            const std::size_t before = AllocationCount();
+            const BufferredUnion copy = united;
+            most = std::max(most, AllocationCount() - before);
+        }
+    }
+    EXPECT_LE(most, static_cast<std::size_t>((kLimit + 1) * kBatch + 50));
+    united.Append(batch);
+    const Loops region = united.Process();
+    ASSERT_EQ(region.size(), 2U); // the ring and its hole
+    // Squares all round: out to where a corner comes, in to where an edge comes.
+    for (int i = 0; i < 200; ++i) {
+        const double angle = 0.0314159 * i + 0.001;
+        const auto winding = [&](double radius) {
+            return WindingNumber(region, radius * std::cos(angle), radius * std::sin(angle));
+        };
+        EXPECT_EQ(winding(10), 1);
+        EXPECT_EQ(winding(9.2), 0);
+        EXPECT_EQ(winding(10.8), 0);
+        EXPECT_EQ(winding(10.4), 1);
+    }
 }
 
 TEST(BufferredUnion, WithoutMemoryABatchIsAddedWholeOrNotAtAll)

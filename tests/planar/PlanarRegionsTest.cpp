@@ -282,6 +282,34 @@ TEST(Regions, PointsInAnyOrderOnALineBoundNothing)
     }
 }
 
+// Rounding puts the points on both sides of the line, and every edge crosses every other.
+TEST(Regions, EdgesToAndFroAlongASlantedLineInALargerBoxBoundNothing)
+{
+    Random random(2);
+    for (const int points : {12, 60, 500, 20000}) {
+        for (const Vec2d& along : {Vec2d(3, 7), Vec2d(7, -3), Vec2d(5, 5)}) {
+            std::vector<Vec2d> line;
+            for (int i = 0; i < points; ++i) {
+                line.push_back(Vec2d(10, -20) + along * random.Unit());
+            }
+            double resolution = 0;
+            const std::vector<Vec2d> farAway{{40, 30}, {50, 30.3}, {49, 40}, {40, 30}};
+            const Loops region = Union<double>({farAway, line}, &resolution);
+            const double triangle = AreaUnder<double>({farAway});
+            EXPECT_NEAR(AreaUnder(region), triangle, 100 * resolution) << points;
+            for (const auto& loop : region) {
+                for (const Vec2d& p : loop) {
+                    if (p.x() < 30) {
+                        ASSERT_LE(DistanceToLoops<double>({{Vec2d(10, -20), Vec2d(10, -20) + along}},
+                                                          p.x(), p.y()),
+                                  resolution);
+                    }
+                }
+            }
+        }
+    }
+}
+
 TEST(Regions, RepeatedLoopsCountAsOneOrAsNone)
 {
     Loops loops(50, Rectangle(0, 0, 2, 1));
