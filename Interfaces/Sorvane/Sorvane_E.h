@@ -44,6 +44,7 @@
 #include <Sorvane/SvgWriter_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/ToolContact_E.h>
+#include <Sorvane/ToolOffset_E.h>
 #include <Sorvane/Tools_E.h>
 #include <Sorvane/TreeAddress_E.h>
 #include <Sorvane/TriangleTree_E.h>
