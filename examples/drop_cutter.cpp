@@ -25,7 +25,7 @@
 
 #include "Arguments.h"
 #include "PartFiles.h"
-#include "TextOutput.h"
+#include "PictureOutput.h"
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ContactSurface_E.h>
@@ -36,7 +36,10 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
+#include <fstream>
+#include <iomanip>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -223,26 +226,35 @@ struct Passes {
     }
 };
 
+/// False, and said so, when the file can't be written.
+bool SaveText(const std::ostringstream& text, const std::string& path)
+{
+    std::ofstream file(path, std::ios::binary);
+    file << text.str();
+    file.close();
+    if (!file) {
+        std::fprintf(stderr, "%s: can't be written\n", path.c_str());
+    }
+    return static_cast<bool>(file);
+}
+
 bool WriteTable(const Passes& passes, const std::string& path)
 {
-    TextOutput table(path);
-    if (!table.IsOpen()) {
-        return false;
-    }
-    std::fprintf(table.File(), "x,y,z,triangle\n");
+    std::ostringstream table;
+    table << std::setprecision(9) << "x,y,z,triangle\n";
     for (int row = 0; row < passes.raster.rows; ++row) {
         for (int column = 0; column < passes.raster.columns; ++column) {
             const Vec3d tip = passes.Tip(row, column);
-            std::fprintf(table.File(), "%.9g,%.9g,", tip[0], tip[1]);
+            table << tip[0] << ',' << tip[1] << ',';
             if (passes.IsTouched(row, column)) {
-                std::fprintf(table.File(), "%.9g,%d\n", tip[2],
-                             passes.drops.triangles[passes.Number(row, column)]);
+                table << tip[2] << ',' << passes.drops.triangles[passes.Number(row, column)]
+                      << '\n';
             } else {
-                std::fprintf(table.File(), ",\n");
+                table << ",\n";
             }
         }
     }
-    return table.Finish();
+    return SaveText(table, path);
 }
 
 /// Seen from the front and above, from the farthest pass to the nearest; each hides what is behind
@@ -277,37 +289,29 @@ bool WritePicture(const Passes& passes, double bottom, const std::string& path)
         picture.AddRegion({loop}, curtain);
         picture.AddPolyline(points, line);
     }
-    if (!picture.Write(path)) {
-        std::fprintf(stderr, "%s: can't be written\n", path.c_str());
-        return false;
-    }
-    return true;
+    return SavePicture(picture, path);
 }
 
 bool WriteProgram(const Passes& passes, double top, const Options& options)
 {
-    TextOutput program(options.gcode);
-    if (!program.IsOpen()) {
-        return false;
-    }
     const double clear = top + options.diameter / 2;
-    std::fprintf(program.File(), "G90\nG0 Z%.4f\n", clear);
+    std::ostringstream program;
+    program << std::fixed << std::setprecision(4) << "G90\nG0 Z" << clear << '\n';
     passes.ForEachRun([&](int row, int first, int end) {
         const bool isBackward = row % 2 == 1;
         for (int i = 0; i < end - first; ++i) {
-            const int column = isBackward ? end - 1 - i : first + i;
-            const Vec3d tip = passes.Tip(row, column);
+            const Vec3d tip = passes.Tip(row, isBackward ? end - 1 - i : first + i);
             if (i == 0) {
-                std::fprintf(program.File(), "G0 X%.4f Y%.4f\nG1 Z%.4f F%g\n", tip[0], tip[1],
-                             tip[2], options.feed);
+                program << "G0 X" << tip[0] << " Y" << tip[1] << "\nG1 Z" << tip[2] << " F"
+                        << options.feed << '\n';
             } else {
-                std::fprintf(program.File(), "X%.4f Z%.4f\n", tip[0], tip[2]);
+                program << 'X' << tip[0] << " Z" << tip[2] << '\n';
             }
         }
-        std::fprintf(program.File(), "G0 Z%.4f\n", clear);
+        program << "G0 Z" << clear << '\n';
     });
-    std::fprintf(program.File(), "M30\n");
-    return program.Finish();
+    program << "M30\n";
+    return SaveText(program, options.gcode);
 }
 
 /// The number of positions at which holder or shank gouge; the deepest is told.

@@ -292,8 +292,8 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         EXPECT_EQ(run.code, c.code);
         EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     }
-    for (const char* program : {"chain_picture", "fit_arcs", "join_outlines", "svg_sampler",
-                                "sweep_tool", "z_curve"}) {
+    for (const char* program : {"chain_picture", "contact_picture", "fit_arcs", "join_outlines",
+                                "svg_sampler", "sweep_tool", "z_curve"}) {
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
         EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;
