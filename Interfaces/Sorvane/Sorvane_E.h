@@ -10,6 +10,7 @@
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ChainBreaking_E.h>
 #include <Sorvane/ClosestPoint_E.h>
+#include <Sorvane/ContactSurface_E.h>
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/Curvature_E.h>
