@@ -159,6 +159,17 @@ std::vector<GridLoop> LoopsOf(std::vector<std::array<int, 2>> pairs, const GridG
 
 } // namespace
 
+void AppendEdge(const GridPoint& from, const GridPoint& to, int runs, int set,
+                std::vector<GridEdge>& edges)
+{
+    if (from == to) {
+        return;
+    }
+    const bool isUp = from.x() != to.x() ? from.x() < to.x() : from.y() < to.y();
+    GridEdge& edge = edges.emplace_back(GridEdge{isUp ? from : to, isUp ? to : from, {0, 0}});
+    edge.runs[static_cast<std::size_t>(set)] = isUp ? runs : -runs;
+}
+
 void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEdge>& edges)
 {
     const int sense = DoubledArea(loops) < 0 ? -1 : 1;
@@ -166,12 +177,7 @@ void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEd
         for (std::size_t i = 0; i < loop.size(); ++i) {
             const GridPoint& from = loop[i];
             const GridPoint& to = loop[i + 1 < loop.size() ? i + 1 : 0];
-            const bool isUp = from.x() != to.x() ? from.x() < to.x() : from.y() < to.y();
-            GridEdge edge{isUp ? from : to, isUp ? to : from, {0, 0}};
-            edge.runs[static_cast<std::size_t>(set)] = isUp ? sense : -sense;
-            if (from != to) {
-                edges.push_back(edge);
-            }
+            AppendEdge(from, to, sense, set, edges);
         }
     }
 }

@@ -29,6 +29,10 @@ struct GridEdge {
     std::array<int, 2> runs{};
 };
 
+/// The edge from `from` to `to`, run `runs` times, of set number `set`; nothing when both are one point.
+void AppendEdge(const GridPoint& from, const GridPoint& to, int runs, int set,
+                std::vector<GridEdge>& edges);
+
 /// Edges of `loops`, as set number `set` (0 or 1), turned so that their signed areas sum up to no
 /// less than 0. Points behind the last of a loop that is not closed are not invented: its ends are
 /// joined.
