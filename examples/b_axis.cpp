@@ -143,7 +143,9 @@ int main(int argc, char** argv)
             return 1;
         }
     }
-    const auto& [profile, tool, holder] = outlines;
+    const Outline& profile = outlines[0];
+    const Outline& tool = outlines[1];
+    const Outline& holder = outlines[2];
     std::vector<double> angles;
     for (int i = 0; *range[0] + i * *range[2] <= *range[1] + 1e-9; ++i) {
         angles.push_back(*range[0] + i * *range[2]);

@@ -4,8 +4,9 @@
 //
 // The inputs are made by integer arithmetic, so that they are the same on every machine, and the
 // operations take nothing from the mathematical library but square roots, which are exact in the
-// last digit everywhere. There are four exceptions: the points of the chain come from sines and
-// cosines, the lengths of fitted arcs from arc tangents, edge flips compare with the cosine of an
+// last digit everywhere. There are five exceptions: the points of the chain come from sines and
+// cosines, the lengths of fitted arcs from arc tangents, the ends of the arcs of offsets from sines
+// and cosines, edge flips compare with the cosine of an
 // angle, which no angle of the sheet comes near, and the eigenvalues that decimation falls back on
 // take a hypotenuse.
 
@@ -24,8 +25,11 @@
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
+#include <Sorvane/Minkowski_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/OrientedBox_E.h>
+#include <Sorvane/PlanarOffset_E.h>
+#include <Sorvane/PlanarRegions_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/SegmentLinking_E.h>
 #include <Sorvane/Subdivision_E.h>
@@ -338,6 +342,63 @@ Digest FitArcs()
     return digest.Add(Sorvane::Planar::FilterZeroCurvature(points, T(0.125), T(0.125)));
 }
 
+/// Stars of 9 corners across each other, united, one half taken from the other, swept by a kite and
+/// contracted.
+template <class T>
+Digest UniteRegions()
+{
+    using Points = std::vector<VecBase<2, T>>;
+    const Points star{{0, 0},    {64, 16}, {80, 80},   {16, 64}, {-40, 96},
+                      {-24, 32}, {-80, 0}, {-16, -16}, {8, -72}};
+    std::vector<Points> stars;
+    for (int i = 0; i < 40; ++i) {
+        Points moved = star;
+        for (VecBase<2, T>& point : moved) {
+            point = point / T(16) + VecBase<2, T>(T(i % 7 * 5), T(i / 7 * 4 + i % 3));
+        }
+        stars.push_back(moved);
+    }
+    const auto united = Sorvane::Planar::Union<T>(stars, nullptr);
+    EXPECT_FALSE(united.empty());
+    const std::vector<Points> some(stars.begin(), stars.begin() + 20);
+    const Points kite{{0, -1}, {2, 0}, {0, 3}, {-2, 0}};
+    return Digest()
+        .Add(united)
+        .Add(Sorvane::Planar::Difference<T>(united, some, nullptr))
+        .Add(Sorvane::Planar::DilateMultipleAreas<T>(kite, united, nullptr))
+        .Add(Sorvane::Planar::ContractMultipleAreas<T>(kite, united, nullptr));
+}
+
+/// A comb, offset to both sides: its corners become arcs.
+template <class T>
+Digest OffsetAChain()
+{
+    Sorvane::Planar::PolyArcSegBase<T> comb;
+    comb.tolerance = T(1) / T(4096);
+    VecBase<2, T> at{0, 0};
+    const auto lineTo = [&](T x, T y) {
+        comb.AppendSegment(at, {x, y});
+        at = {x, y};
+    };
+    for (int i = 0; i < 60; ++i) {
+        lineTo(T(4 * i + 1), T(8 + i % 5));
+        lineTo(T(4 * i + 3), T(i % 3));
+    }
+    lineTo(240, -10);
+    lineTo(0, -10);
+    lineTo(0, 0);
+    Digest digest;
+    for (const T distance : {T(0.25), T(-0.5), T(2)}) {
+        for (const auto& chain : Sorvane::Planar::PlanarOffset<T>(comb, distance, comb.tolerance)) {
+            digest.Add(chain.elements.size());
+            for (const auto& element : chain.elements) {
+                digest.Add(element.StartPoint());
+            }
+        }
+    }
+    return digest;
+}
+
 template <class T>
 Digest WriteFiles()
 {
@@ -450,6 +511,8 @@ const std::vector<Operation>& Operations()
         SORVANE_OPERATION("triangulation.tessellate", Triangulate),
         SORVANE_OPERATION("planar.flatten", FlattenAChain),
         SORVANE_OPERATION("planar.fit_arcs", FitArcs),
+        SORVANE_OPERATION("planar.regions", UniteRegions),
+        SORVANE_OPERATION("planar.offset", OffsetAChain),
         {"remesh.subdivide", nullptr, &Subdivide},
         SORVANE_OPERATION("meshfiles.write", WriteFiles),
         SORVANE_OPERATION("meshreport.check", Report),
