@@ -311,16 +311,26 @@ TEST(ConvexToolFromPolyline, FloatKeepsItsDigits)
     EXPECT_NEAR(report.tool.upperCornerRadius, 3, 1e-3);
 }
 
-// A corner whose chords say no more than a chamfer does: the cone alone is within the tolerance,
-// the arc is nearer.
+// The chamfer alone is within the tolerance, and so the chain has no corner; the arc contains the
+// hull and is nearer.
 TEST(ConvexToolFromPolyline, ContainingShapeIsPreferredToOneWithoutCorners)
 {
     const ConvexTool drawn{4, 0.1, kHalfPi, 0, 0, 0, 10};
     const Points points = Planar::ToPolyline(drawn, 1e-4).points;
-    const auto report = Mill::ConvexToolFromPolyline(points, 0.02);
-    EXPECT_LE(report.hullDeviation, 0.02);
-    EXPECT_GT(report.tool.lowerCornerRadius + report.tool.upperCornerRadius, 0);
+    const auto report = Mill::ConvexToolFromPolyline(points, 0.035);
+    EXPECT_NEAR(report.tool.lowerCornerRadius, 0.1, 1e-6);
+    EXPECT_NEAR(report.tool.tipRadius, 4, 1e-6);
     ExpectHonest(report, points);
+}
+
+// The corner of the box is 0.1 (sqrt 2 - 1) off the arc: at a tolerance of 0.05 no arc is looked
+// for.
+TEST(ConvexToolFromPolyline, CylinderWithinTheToleranceIsTakenThoughACornerIsNearer)
+{
+    const ConvexTool drawn{4, 0.1, kHalfPi, 0, 0, 0, 10};
+    const auto report = Mill::ConvexToolFromPolyline(Planar::ToPolyline(drawn, 1e-4).points, 0.05);
+    ExpectTool(report.tool, {4.1, 0, kHalfPi, 10.1, 0, 0, 0}, 1e-12);
+    EXPECT_NEAR(report.hullDeviation, 0.1 * (std::sqrt(2.0) - 1), 1e-4);
 }
 
 TEST(ConvexToolFromPolyline, EmptyAndBadInputLeaveTheReportAsItBegins)
