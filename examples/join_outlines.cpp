@@ -140,11 +140,10 @@ int main(int argc, char** argv)
     picture.AddLegend("kept of the second outline", keptStyles[1]);
     picture.AddLegend("dropped", droppedStyle);
     picture.AddLegend(std::to_string(meetings.size()) + " places at which they meet", meetingStyle);
-    std::fputs(picture.Text().c_str(), stdout);
     for (const Chain& chain : joined) {
         std::fprintf(stderr, "%zu elements, length %.6g, %s\n", chain.elements.size(),
                      Planar::PolyArcSegParameters(chain, false).back(),
                      chain.IsClosed() ? "closed" : "open");
     }
-    return FinishStandardOutput();
+    return PrintPicture(picture);
 }

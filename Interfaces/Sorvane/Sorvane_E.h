@@ -10,6 +10,7 @@
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ChainBreaking_E.h>
 #include <Sorvane/ClosestPoint_E.h>
+#include <Sorvane/ContactSurface_E.h>
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/Curvature_E.h>
@@ -18,6 +19,7 @@
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/Lathe_E.h>
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/IterativeRemesher_E.h>
 #include <Sorvane/MaterialTree_E.h>
@@ -36,11 +38,14 @@
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/Remesh_E.h>
 #include <Sorvane/SegmentLinking_E.h>
+#include <Sorvane/Silhouette_E.h>
 #include <Sorvane/SegmentTree_E.h>
+#include <Sorvane/SpunHyperbola_E.h>
 #include <Sorvane/SubdivisionMesh_E.h>
 #include <Sorvane/Subdivision_E.h>
 #include <Sorvane/SvgWriter_E.h>
 #include <Sorvane/Tessellation_E.h>
+#include <Sorvane/ToolContact_E.h>
 #include <Sorvane/ToolOffset_E.h>
 #include <Sorvane/Tools_E.h>
 #include <Sorvane/TreeAddress_E.h>
