@@ -260,6 +260,25 @@ TEST(ConvexToolFromPolyline, RandomToolsComeBackWithinTheToleranceTheyWereFlatte
     }
 }
 
+// Coordinates up to 60 are off by 2e-6 here.
+TEST(ConvexToolFromPolyline, RandomFloatToolsComeBackWithinToleranceAndRounding)
+{
+    Random random(6);
+    for (int trial = 0; trial < Support::Rounds(500); ++trial) {
+        SCOPED_TRACE(trial);
+        const ConvexTool drawn = RandomTool(random);
+        const Mill::ConvexStandardToolBase<float> tool{
+            float(drawn.tipRadius),        float(drawn.lowerCornerRadius),
+            float(drawn.lowerCornerAngle), float(drawn.taperHeight),
+            float(drawn.taperAngle),       float(drawn.upperCornerRadius),
+            float(drawn.shankLength)};
+        const auto points = Planar::ToPolyline(tool, 0.01F).points;
+        if (points.size() > 1) {
+            EXPECT_LE(Mill::ConvexToolFromPolyline(points, 0.01F).hullDeviation, 0.01F + 1e-5F);
+        }
+    }
+}
+
 // The hull of a scan is out by the noise, chords of the flattened tool are in by the tolerance.
 TEST(ConvexToolFromPolyline, ScannedToolsComeBackWithinToleranceAndNoise)
 {
