@@ -115,8 +115,8 @@ private:
         // A turn to the left by more than half is one to the right.
         const bool turnsLeft = entries_.empty() || (fan.first >= last_ - slack &&
                                                     fan.first <= last_ + kPi<double> + slack);
-        isConvex_ = turnsLeft && (arc == nullptr || arc->length >= 0) &&
-                    fan.last <= kPi<double> + slack && std::isfinite(fan.rounding);
+        isConvex_ =
+            turnsLeft && (arc == nullptr || arc->length >= 0) && fan.last <= kPi<double> + slack;
         if (!isConvex_) {
             return;
         }

@@ -36,10 +36,6 @@ using Math::Impl::IsFinite;
 using Math::Impl::IsUsable;
 using Math::Impl::Widened;
 
-/// Parts of the tolerance by which a better candidate may be worse in the hull's and the input's
-/// deviation.
-constexpr double kHullShare = 0.01;
-constexpr double kPointShare = 0.5;
 /// Part of the hull's deviation of a tool that is not within the tolerance at which another is
 /// preferred whatever its mean.
 constexpr double kFarNearer = 0.5;
@@ -161,17 +157,16 @@ public:
         return report_;
     }
 
-    /// Is this candidate to be taken instead of the best so far? Where the means are equal, or one
-    /// is not a number, the best stays.
+    /// Is this candidate to be taken instead of the best so far? The input is measured only where
+    /// the rest speaks for the candidate.
     bool Replaces(Candidate& best)
     {
         const double tolerance = report_.tolerance;
-        const auto isNoWorse = [&](double mine, double others, double share) {
-            return mine < others || mine - others <= share * tolerance;
-        };
-        return MeanDeviation() < best.MeanDeviation() &&
-               isNoWorse(HullDeviation(), best.HullDeviation(), kHullShare) &&
-               isNoWorse(PointDeviation(), best.PointDeviation(), kPointShare);
+        const FitMeasures mine{0, HullDeviation(), MeanDeviation()};
+        const FitMeasures others{0, best.HullDeviation(), best.MeanDeviation()};
+        return IsBetterFit(mine, others, tolerance) &&
+               IsBetterFit({PointDeviation(), mine.hull, mine.mean},
+                           {best.PointDeviation(), others.hull, others.mean}, tolerance);
     }
 
 private:
@@ -221,11 +216,7 @@ public:
         } // else the filter gave a long drift up, which says nothing of the tool
         const Tool& found = best.Measured().tool;
         const bool hasNoCorner = found.lowerCornerRadius == T{0} && found.upperCornerRadius == T{0};
-        // What lies over the top is as far from any tool, and its share in the mean is the less the
-        // more points the tool's polyline has: no measure for a choice between tools that are near
-        // enough.
-        const bool isFound = best.FollowsProfile();
-        if (isFound && (!hasNoCorner || outline_.IsClosedOverTop())) {
+        if (best.FollowsProfile() && !hasNoCorner) {
             return best.Measured();
         }
         const std::vector<WideTool> made =

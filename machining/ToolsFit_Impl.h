@@ -58,6 +58,18 @@ struct Deviations {
 };
 Deviations DeviationsOf(const PolylineDistance& a, const PolylineDistance& b);
 
+/// The three measures by which tools are compared.
+struct FitMeasures {
+    double point = 0; ///< largest distance between tool and input
+    double hull = 0;  ///< largest distance between tool and hull
+    double mean = 0;  ///< mean over the points of tool and hull
+};
+
+/// Is the candidate the better tool? Its mean is lower; its hull deviation is lower, or within a
+/// hundredth of the tolerance of the best one's; and so is its point deviation, within half of the
+/// tolerance. Where means are equal, or one is not a number, the best stays.
+bool IsBetterFit(const FitMeasures& candidate, const FitMeasures& best, double tolerance);
+
 /// Margin by which a hull may leave the profile of a tool that contains it: 1e-10, or the rounding
 /// of coordinates of that size where this is more. `epsilon` is that of the tool's coordinate type.
 double ContainmentMargin(const Vec2d& corner, double epsilon);

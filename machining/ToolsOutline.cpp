@@ -1,4 +1,5 @@
-// Drawn outlines put where a tool stands, and distances between polylines.
+// Drawn outlines put where a tool stands, distances between polylines, and what makes one fit
+// better than another.
 
 #include <Sorvane/ConvexHull_E.h>
 #include <Velk/Math/Geometry_E.h>
@@ -106,6 +107,17 @@ Deviations DeviationsOf(const PolylineDistance& a, const PolylineDistance& b)
     measure(a, b);
     measure(b, a);
     return {largest, sum / static_cast<double>(a.Points().size() + b.Points().size())};
+}
+
+bool IsBetterFit(const FitMeasures& candidate, const FitMeasures& best, double tolerance)
+{
+    constexpr double kHullShare = 0.01;
+    constexpr double kPointShare = 0.5;
+    const auto isNoWorse = [&](double mine, double others, double share) {
+        return mine < others || mine - others <= share * tolerance;
+    };
+    return candidate.mean < best.mean && isNoWorse(candidate.hull, best.hull, kHullShare) &&
+           isNoWorse(candidate.point, best.point, kPointShare);
 }
 
 } // namespace Velk::Math::Sorvane::Mill::Impl

@@ -260,6 +260,25 @@ TEST(ConvexToolFromPolyline, RandomToolsComeBackWithinTheToleranceTheyWereFlatte
     }
 }
 
+// Coordinates up to 60 are off by 2e-6 here.
+TEST(ConvexToolFromPolyline, RandomFloatToolsComeBackWithinToleranceAndRounding)
+{
+    Random random(6);
+    for (int trial = 0; trial < Support::Rounds(500); ++trial) {
+        SCOPED_TRACE(trial);
+        const ConvexTool drawn = RandomTool(random);
+        const Mill::ConvexStandardToolBase<float> tool{
+            float(drawn.tipRadius),        float(drawn.lowerCornerRadius),
+            float(drawn.lowerCornerAngle), float(drawn.taperHeight),
+            float(drawn.taperAngle),       float(drawn.upperCornerRadius),
+            float(drawn.shankLength)};
+        const auto points = Planar::ToPolyline(tool, 0.01F).points;
+        if (points.size() > 1) {
+            EXPECT_LE(Mill::ConvexToolFromPolyline(points, 0.01F).hullDeviation, 0.01F + 1e-5F);
+        }
+    }
+}
+
 // The hull of a scan is out by the noise, chords of the flattened tool are in by the tolerance.
 TEST(ConvexToolFromPolyline, ScannedToolsComeBackWithinToleranceAndNoise)
 {
@@ -311,16 +330,51 @@ TEST(ConvexToolFromPolyline, FloatKeepsItsDigits)
     EXPECT_NEAR(report.tool.upperCornerRadius, 3, 1e-3);
 }
 
-// A corner whose chords say no more than a chamfer does: the cone alone is within the tolerance,
-// the arc is nearer.
-TEST(ConvexToolFromPolyline, ContainingShapeIsPreferredToOneWithoutCorners)
+TEST(ConvexToolFromPolyline, SmallCornerComesBackWithItsRadius)
 {
     const ConvexTool drawn{4, 0.1, kHalfPi, 0, 0, 0, 10};
     const Points points = Planar::ToPolyline(drawn, 1e-4).points;
-    const auto report = Mill::ConvexToolFromPolyline(points, 0.02);
-    EXPECT_LE(report.hullDeviation, 0.02);
-    EXPECT_GT(report.tool.lowerCornerRadius + report.tool.upperCornerRadius, 0);
+    const auto report = Mill::ConvexToolFromPolyline(points, 0.035);
+    EXPECT_NEAR(report.tool.lowerCornerRadius, 0.1, 1e-6);
+    EXPECT_NEAR(report.tool.tipRadius, 4, 1e-6);
     ExpectHonest(report, points);
+}
+
+// Hull of a scan, off by up to 0.003, of a bull nose: a flat of 6.678 and a corner of 5.567. The
+// chain's arc begins at more than a quarter turn and dips below the tip, 0.059 off. Its mean is the
+// lower one all the same.
+TEST(ConvexToolFromPolyline, ToolFarNearerToTheHullIsPreferredToOneOfLowerMean)
+{
+    const Points hull{{0.0000, 0.0000},  {6.6261, 0.0000},  {6.8839, 0.0053},  {7.0411, 0.0132},
+                      {7.2987, 0.0355},  {7.5081, 0.0642},  {7.8159, 0.1185},  {7.9153, 0.1416},
+                      {8.1191, 0.1903},  {8.3199, 0.2479},  {8.4187, 0.2808},  {8.6631, 0.3682},
+                      {8.8570, 0.4448},  {8.9504, 0.4870},  {9.0894, 0.5516},  {9.2796, 0.6460},
+                      {9.3690, 0.6966},  {9.5063, 0.7776},  {9.5920, 0.8284},  {9.8137, 0.9674},
+                      {10.1058, 1.1838}, {10.1441, 1.2147}, {10.2661, 1.3147}, {10.3066, 1.3488},
+                      {10.4263, 1.4518}, {10.5760, 1.5980}, {10.6863, 1.7069}, {10.8627, 1.8993},
+                      {10.8986, 1.9393}, {11.0292, 2.0962}, {11.1237, 2.2213}, {11.1850, 2.3048},
+                      {11.2759, 2.4339}, {11.3340, 2.5184}, {11.4183, 2.6528}, {11.5238, 2.8324},
+                      {11.6000, 2.9671}, {11.6918, 3.1536}, {11.7804, 3.3438}, {11.7990, 3.3893},
+                      {11.9317, 3.7283}, {11.9800, 3.8789}, {12.0112, 3.9799}, {12.0410, 4.0802},
+                      {12.0925, 4.2827}, {12.1146, 4.3806}, {12.1369, 4.4868}, {12.1462, 4.5356},
+                      {12.1744, 4.6864}, {12.1891, 4.7938}, {12.2100, 4.9479}, {12.2149, 5.0001},
+                      {12.2229, 5.1010}, {12.2346, 5.2592}, {12.2400, 5.3631}, {12.2435, 5.5180},
+                      {12.2438, 5.5689}, {12.2452, 5.9197}, {12.2457, 6.6681}, {12.2460, 10.1234},
+                      {12.2460, 17.3027}};
+    const auto report = Mill::ConvexToolFromPolyline(hull, 0.01);
+    EXPECT_LT(report.hullDeviation, 0.015);
+    EXPECT_NEAR(report.tool.tipRadius, 6.678, 0.05);
+    ExpectHonest(report, hull);
+}
+
+// The corner of the box is 0.1 (sqrt 2 - 1) off the arc: at a tolerance of 0.05 no arc is looked
+// for.
+TEST(ConvexToolFromPolyline, CylinderWithinTheToleranceIsTakenThoughACornerIsNearer)
+{
+    const ConvexTool drawn{4, 0.1, kHalfPi, 0, 0, 0, 10};
+    const auto report = Mill::ConvexToolFromPolyline(Planar::ToPolyline(drawn, 1e-4).points, 0.05);
+    ExpectTool(report.tool, {4.1, 0, kHalfPi, 10.1, 0, 0, 0}, 1e-12);
+    EXPECT_NEAR(report.hullDeviation, 0.1 * (std::sqrt(2.0) - 1), 1e-4);
 }
 
 TEST(ConvexToolFromPolyline, EmptyAndBadInputLeaveTheReportAsItBegins)
