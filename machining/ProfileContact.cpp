@@ -6,6 +6,9 @@ namespace Velk::Math::Sorvane::Mill::Impl {
 
 namespace {
 
+/// Rounding of a place on a circle of radius 1.
+constexpr double kBend = 1e-12;
+
 /// The stretch of a facet's line of steepest slope, relative to the axis that the line passes
 /// below.
 struct Stretch {
@@ -80,6 +83,8 @@ ProfileContact::ProfileContact(const Planar::PolyArcSegBase<double>& profile,
                                const std::vector<Vec2d>& ranges)
 {
     const std::size_t elementCount = std::min(profile.elements.size(), ranges.size());
+    double endHeight = 0.0; // of the profile so far
+    double endSlope = 0.0;
     for (std::size_t i = 0; i < elementCount && count_ < kMostElements; ++i) {
         Slot slot;
         slot.number = static_cast<int>(i);
@@ -96,6 +101,21 @@ ProfileContact::ProfileContact(const Planar::PolyArcSegBase<double>& profile,
         }
         const double bottom = slot.isRound ? slot.round.Bottom(range) : slot.straight.Bottom(range);
         bottom_ = count_ == 0 ? bottom : std::min(bottom_, bottom);
+        const auto slopeAt = [&slot](double r) {
+            return slot.isRound ? slot.round.SlopeAt(r) : slot.straight.Slope();
+        };
+        const auto heightAt = [&slot](double r) {
+            return slot.isRound ? slot.round.HeightAt(r) : slot.straight.HeightAt(r);
+        };
+        // The slope at a joint that is smooth has the rounding of an arc's end.
+        const double fall = slopeAt(range.low) >= endSlope ? 0.0 : endSlope - slopeAt(range.low);
+        const bool isSteeper = fall <= kBend * std::pow(1.0 + endSlope * endSlope, 1.5);
+        bend_ = std::max(bend_, fall);
+        isConvex_ = isConvex_ && std::fabs(range.low - radius_) <= kMatch * (1.0 + radius_) &&
+                    std::fabs(heightAt(range.low) - endHeight) <= kMatch * (1.0 + endHeight) &&
+                    isSteeper;
+        endHeight = heightAt(range.high);
+        endSlope = slopeAt(range.high);
         radius_ = std::max(radius_, range.high);
         slots_[count_++] = slot;
     }

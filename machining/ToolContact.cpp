@@ -66,7 +66,7 @@ ContactReport FreshReport(const Vec2d& xy)
 
 /// Lowers the tool on items of N points in their order: drop(corners, number, report).
 template <std::size_t N, class Drop>
-ContactReport DropInOrder(double radius, double limit, const Vec2d& xy,
+ContactReport DropInOrder(const Impl::ProfileContact& profile, double limit, const Vec2d& xy,
                           const std::vector<Vec3d>& points, const Drop& drop)
 {
     ContactReport report = FreshReport(xy);
@@ -75,8 +75,8 @@ ContactReport DropInOrder(double radius, double limit, const Vec2d& xy,
     }
     std::array<Vec3d, N> corner;
     for (std::size_t first = 0; first < points.size(); first += N) {
-        if (!RelativeTo(xy, &points[first], corner) || !IsBelow(corner, radius) ||
-            TopOf(corner) < report.height) {
+        if (!RelativeTo(xy, &points[first], corner) || !IsBelow(corner, profile.Radius()) ||
+            TopOf(corner) - profile.Bottom() < report.height) {
             continue;
         }
         drop(corner, static_cast<int>(first / N), report);
@@ -118,20 +118,20 @@ ContactReport ConvexToolContact::DropToHeight(double limit, const VecBase<2, dou
     if (soup.size() % 3 != 0) {
         return report;
     }
+    const Impl::ProfileContact profile(profile_, ranges_);
     // From the highest top on down, and of equal tops in the order of the soup. A heap, since the
     // drop ends at the first triangle that lies below the height found; the rest is never sorted.
     using Candidate = std::pair<double, int>;
     std::vector<Candidate> heap;
     Corners corner;
     for (std::size_t first = 0; first < soup.size(); first += 3) {
-        if (RelativeTo(xy, &soup[first], corner) && IsBelow(corner, radius_)) {
+        if (RelativeTo(xy, &soup[first], corner) && IsBelow(corner, profile.Radius())) {
             heap.emplace_back(-TopOf(corner), static_cast<int>(first / 3));
         }
     }
     std::make_heap(heap.begin(), heap.end(), std::greater<>{});
 
-    const Impl::ProfileContact profile(profile_, ranges_);
-    while (!heap.empty() && !(-heap.front().first < report.height)) {
+    while (!heap.empty() && !(-heap.front().first - profile.Bottom() < report.height)) {
         const int triangle = heap.front().second;
         RelativeTo(xy, &soup[3 * static_cast<std::size_t>(triangle)], corner);
         profile.DropOnTriangle(corner, triangle, report);
@@ -149,7 +149,7 @@ ConvexToolContact::DropFacesToHeight(double limit, const VecBase<2, double>& xy,
                                      const std::vector<VecBase<3, double>>& soup) const
 {
     const Impl::ProfileContact profile(profile_, ranges_);
-    return DropInOrder<3>(radius_, limit, xy, soup,
+    return DropInOrder<3>(profile, limit, xy, soup,
                           [&](const Corners& corner, int triangle, ContactReport& report) {
                               profile.DropOnFacet(corner, triangle, report);
                           });
@@ -160,7 +160,7 @@ ConvexToolContact::DropEdgesToHeight(double limit, const VecBase<2, double>& xy,
                                      const std::vector<VecBase<3, double>>& pairs) const
 {
     const Impl::ProfileContact profile(profile_, ranges_);
-    return DropInOrder<2>(radius_, limit, xy, pairs,
+    return DropInOrder<2>(profile, limit, xy, pairs,
                           [&](const std::array<Vec3d, 2>& end, int edge, ContactReport& report) {
                               profile.DropOnEdge(end[0], end[1], edge, report);
                           });
