@@ -10,8 +10,9 @@
 
 #include "machining/ProfileContact_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Values_Impl.h"
 #include "trees/BoxHierarchy_Impl.h"
-#include "trees/CurveOrder_Impl.h"
+#include "triangulation/CurveOrder_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -281,18 +282,30 @@ struct ContactSurface::State {
 
 namespace {
 
-/// Runs `answer(number of a position, guess)` for each of them, in parallel. False when canceled.
+/// Runs `answer(number of a position, guess)` in parallel, neighbors in the plane one after the
+/// other. Positions out of reach of any triangle, and those that are not finite, are passed over.
+/// False when canceled.
 template <class Answer>
 bool RunBatch(const std::vector<Vec2d>& positions, const Tree::ProgressCallback& progress,
               const Answer& answer)
 {
-    const std::vector<Tree::Impl::BatchPoint> batch = Tree::Impl::AlongTheCurve(positions);
+    std::vector<Vec2d> usable;
+    std::vector<std::size_t> numbers;
+    usable.reserve(positions.size());
+    numbers.reserve(positions.size());
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+        if (Math::Impl::IsUsable(positions[i])) {
+            usable.push_back(positions[i]);
+            numbers.push_back(i);
+        }
+    }
+    const auto batch = HalfEdge::Impl::PlacesAlongCurve<std::uint32_t>(usable);
     for (std::size_t first = 0; first < batch.size(); first += kPositionsPerReport) {
         const std::size_t last = std::min(first + kPositionsPerReport, batch.size());
         Parallel::Impl::ApplyParallelChunks(first, last, [&](std::size_t from, std::size_t to) {
             std::size_t guess = std::numeric_limits<std::size_t>::max();
             for (std::size_t i = from; i < to; ++i) {
-                answer(static_cast<std::size_t>(batch[i].number), guess);
+                answer(numbers[static_cast<std::size_t>(batch[i].point)], guess);
             }
         });
         if (progress && !progress(static_cast<double>(last) / static_cast<double>(batch.size()))) {
