@@ -225,6 +225,18 @@ bool AreClosed(const std::vector<Chain>& curves)
                        [](const Chain& curve) { return curve.IsClosed(); });
 }
 
+/// No point of a pocket is farther from its outline than that.
+double FarthestFromWalls(const Chain& outline, double tolerance)
+{
+    Vec2d low(1e300, 1e300);
+    Vec2d high(-1e300, -1e300);
+    for (const Vec2d& p : Planar::Tessellate(outline, tolerance)) {
+        low = {std::min(low.x(), p.x()), std::min(low.y(), p.y())};
+        high = {std::max(high.x(), p.x()), std::max(high.y(), p.y())};
+    }
+    return 0.5 * std::max(high.x() - low.x(), high.y() - low.y()) + tolerance;
+}
+
 /// Rings at the radius, a step more, and so on until one is empty.
 std::vector<Ring> RingsOf(const Pocket& pocket, double radius, double step)
 {
@@ -234,8 +246,9 @@ std::vector<Ring> RingsOf(const Pocket& pocket, double radius, double step)
     constexpr int kMostHalvings = 8;
 
     const Chain walls = JoinedWalls(pocket, kHalvings);
+    const double farthest = FarthestFromWalls(pocket.outline, 0.1 * radius);
     std::vector<Ring> rings;
-    for (;;) {
+    while (radius + step * static_cast<double>(rings.size()) <= farthest) {
         std::set<double> distances; // to the left, so negative: the farthest comes first
         const auto next = static_cast<double>(rings.size());
         for (int i = 0; i < kAtOnce; ++i) {
@@ -261,6 +274,7 @@ std::vector<Ring> RingsOf(const Pocket& pocket, double radius, double step)
             rings.push_back({-*distance, std::move(curves)});
         }
     }
+    return rings;
 }
 
 // --- output -------------------------------------------------------------------------------------

@@ -1,13 +1,14 @@
-// Unites, subtracts or intersects the regions of two files, or sweeps the first along the second, and tells the
-// areas.
+// Unites, subtracts or intersects the regions of two files, or sweeps the first along the second,
+// and tells the areas.
 //
 //   region_boolean union|difference|intersection a.txt b.txt [picture.svg]
 //   region_boolean sweep tool.txt path.txt [picture.svg]
 //
-// A file holds loops of points, two numbers to a line, with an empty line between loops. Loops need not repeat
-// their first point; those that run against the others are holes. `sweep` takes the second file as open paths, puts the
-// tool, about the origin, down every eighth of its size along them, and unites that stream of loops.
-// Exit codes: 0 done, 1 a file can't be read, holds no loop, or the picture can't be written, 2 wrong use.
+// A file holds loops of points, two numbers to a line, with an empty line between loops. Loops need
+// not repeat their first point; those that run against the others are holes. `sweep` takes the
+// second file as open paths, puts the tool, about the origin, down every eighth of its size along
+// them, and unites that stream of loops. Exit codes: 0 done, 1 a file can't be read, holds no loop,
+// or the picture can't be written, 2 wrong use.
 
 #include "Arguments.h"
 
@@ -48,8 +49,8 @@ std::optional<Loops> LoopsOfFile(const char* name)
         const std::size_t next = line.find_first_not_of(" \t", gap);
         const std::size_t end = line.find_last_not_of(" \t\r") + 1;
         const auto x = NumberOf(std::string_view(line).substr(from, gap - from));
-        const auto y = next < end ? NumberOf(std::string_view(line).substr(next, end - next))
-                                  : std::nullopt;
+        const auto y =
+            next < end ? NumberOf(std::string_view(line).substr(next, end - next)) : std::nullopt;
         isSound = x && y;
         if (isSound) {
             if (!isInLoop) {
@@ -92,8 +93,9 @@ struct Box {
     double Size() const { return std::max(high.x() - low.x(), high.y() - low.y()); }
 };
 
-/// What is not in `b`, as far as a frame around both. What `a` has in common with `b` is `a` without it. (To take from
-/// `a` what is left of it without `b` would leave slivers along its edges, as these are cut and rounded on the way.)
+/// What is not in `b`, as far as a frame around both. What `a` has in common with `b` is `a`
+/// without it. (To take from `a` what is left of it without `b` would leave slivers along its
+/// edges, as these are cut and rounded on the way.)
 Loops Outside(const Loops& a, const Loops& b)
 {
     Loops both = a;
@@ -115,7 +117,8 @@ std::vector<Vec2d> Positions(const Loops& paths, double step)
         positions.push_back(path.front());
         for (std::size_t i = 1; i < path.size(); ++i) {
             const Vec2d along = path[i] - path[i - 1];
-            const double count = std::clamp(std::ceil(Vector::Length(along) / step), 1.0, kMostSteps);
+            const double count =
+                std::clamp(std::ceil(Vector::Length(along) / step), 1.0, kMostSteps);
             for (double k = 1; k <= count; ++k) {
                 positions.push_back(path[i - 1] + along * (k / count));
             }
@@ -124,7 +127,8 @@ std::vector<Vec2d> Positions(const Loops& paths, double step)
     return positions;
 }
 
-/// The union of the tool in all positions, as they come: fifty at a time, united every eight batches.
+/// The union of the tool in all positions, as they come: fifty at a time, united every eight
+/// batches.
 Loops Swept(const Loops& tool, const Loops& paths)
 {
     const Box toolBox(tool);
@@ -177,8 +181,8 @@ int main(int argc, char** argv)
 {
     const std::string operation = argc > 1 ? argv[1] : "";
     const bool isSweep = operation == "sweep";
-    const bool isKnown = isSweep || operation == "union" || operation == "difference" ||
-                         operation == "intersection";
+    const bool isKnown =
+        isSweep || operation == "union" || operation == "difference" || operation == "intersection";
     if (argc < 4 || argc > 5 || !isKnown) {
         std::fprintf(stderr, "usage: region_boolean union|difference|intersection a.txt b.txt "
                              "[picture.svg]\n"

@@ -43,6 +43,8 @@ constexpr double kPointShare = 0.5;
 /// Part of the hull's deviation of a tool that is not within the tolerance at which another is
 /// preferred whatever its mean.
 constexpr double kFarNearer = 0.5;
+/// Part of the diagonal of an outline below which a tolerance makes no finer chords.
+constexpr double kLeastChordShare = 1e-11;
 /// Heights of the hull's vertices that are tried as radii of a cylindrical tool's corner.
 constexpr std::size_t kMostRadii = 64;
 /// Bounds of the number of fits among which the best is chosen, and the lower bound that stands for
@@ -121,7 +123,7 @@ public:
     {
         report_.tool = tool;
         report_.tolerance = tolerance;
-        const std::vector<Vec2d> points = WidenedPoints(Planar::ToPolyline(tool, tolerance).points);
+        const std::vector<Vec2d> points = Flattened(tool, tolerance);
         if (!points.empty()) {
             polyline_.emplace(points);
             const Deviations deviations = DeviationsOf(*polyline_, outline.hull);
@@ -138,8 +140,7 @@ public:
         if (IsWithinTolerance() || !outline_->IsClosedOverTop()) {
             return IsWithinTolerance();
         }
-        const std::vector<Vec2d> points =
-            WidenedPoints(Planar::ToPolyline(report_.tool, report_.tolerance).points);
+        const std::vector<Vec2d> points = Flattened(report_.tool, report_.tolerance);
         return !points.empty() && LargestDistance(PolylineDistance(points), outline_->profile) <=
                                       static_cast<double>(report_.tolerance);
     }
@@ -174,6 +175,15 @@ public:
     }
 
 private:
+    /// Points of the tool's polyline. A positive tolerance below what the outline's own size can
+    /// tell would take millions of them.
+    std::vector<Vec2d> Flattened(const Tool& tool, T tolerance) const
+    {
+        const T least = static_cast<T>(kLeastChordShare * Length(outline_->corner));
+        const T chords = tolerance > T{0} ? std::max(tolerance, least) : tolerance;
+        return WidenedPoints(Planar::ToPolyline(tool, chords).points);
+    }
+
     const Outline* outline_;
     Report report_;
     std::optional<PolylineDistance> polyline_; ///< as long as the input has not been measured
@@ -386,7 +396,7 @@ BestConvexToolFromPolyline(const std::vector<VecBase<2, T>>& polyline, T oneBoun
     }
     const Sweep<T> sweep = SweepBetween(oneBound, otherBound);
     const std::optional<Outline> outline = OutlineFrom(polyline);
-    if (!outline) {
+    if (!outline || !IsFinite(sweep.step)) {
         return {{}, sweep.low};
     }
     ConvexFit<T> fit(*outline);

@@ -1,14 +1,17 @@
 // Booleans on an integer grid.
 //
-// 1. The directed edges of all loops, each for itself. To join the loops by bridges that are run forth and back
-//    bounds the same region; but a bridge is cut by every edge that it crosses, and each cut is rounded.
+// 1. The directed edges of all loops, each for itself. To join the loops by bridges that are run
+// forth and back
+//    bounds the same region; but a bridge is cut by every edge that it crosses, and each cut is
+//    rounded.
 // 2. Edges are cut until they meet at their ends only (GridCrossings.cpp).
-// 3. A sweep adds the winding numbers up and tells the edges between inside and outside, with the inside on their
-//    left (GridSweep.cpp). They are chained into loops as they are: to have polygons made of them first would slit
-//    holes, and round the ends of the slits.
+// 3. A sweep adds the winding numbers up and tells the edges between inside and outside, with the
+// inside on their
+//    left (GridSweep.cpp). They are chained into loops as they are: to have polygons made of them
+//    first would slit holes, and round the ends of the slits.
 //
-// Boost.Polygon stands behind it: its own search for crossings is what tests compare with, and what would be used if
-// edges still crossed.
+// Boost.Polygon stands behind it: its own search for crossings is what tests compare with, and what
+// would be used if edges still crossed.
 
 #include "planar/GridBoolean_Impl.h"
 
@@ -68,7 +71,9 @@ GridGraph CutByLibrary(const std::vector<GridEdge>& edges)
     std::vector<Scanline::vertex_property> scanned;
     scanned.reserve(2 * edges.size());
     // Upright edges count against their direction there.
-    const auto sense = [](const auto& low, const auto& high) { return low.x() == high.x() ? -1 : 1; };
+    const auto sense = [](const auto& low, const auto& high) {
+        return low.x() == high.x() ? -1 : 1;
+    };
     for (const GridEdge& edge : edges) {
         for (int set = 0; set < 2; ++set) {
             const int runs = edge.runs[static_cast<std::size_t>(set)];
@@ -91,9 +96,10 @@ GridGraph CutByLibrary(const std::vector<GridEdge>& edges)
     return MakeGraph(result);
 }
 
-/// The edges between what is kept and what is not, as pairs of points of `graph`, which is made here.
-std::vector<std::array<int, 2>> BoundaryPairs(std::vector<GridEdge> edges, Keep keep, Cutting cutting,
-                                              GridGraph& graph)
+/// The edges between what is kept and what is not, as pairs of points of `graph`, which is made
+/// here.
+std::vector<std::array<int, 2>> BoundaryPairs(std::vector<GridEdge> edges, Keep keep,
+                                              Cutting cutting, GridGraph& graph)
 {
     std::vector<std::array<int, 2>> pairs;
     ResolveOverlaps(edges);
@@ -117,7 +123,8 @@ std::vector<std::array<int, 2>> BoundaryPairs(std::vector<GridEdge> edges, Keep 
     return pairs;
 }
 
-/// Loops of directed pairs of points, with `origin` added. Points are numbered anew by those that occur.
+/// Loops of directed pairs of points, with `origin` added. Points are numbered anew by those that
+/// occur.
 std::vector<GridLoop> LoopsOf(std::vector<std::array<int, 2>> pairs, const GridGraph& graph,
                               const GridPoint& origin)
 {
@@ -152,6 +159,17 @@ std::vector<GridLoop> LoopsOf(std::vector<std::array<int, 2>> pairs, const GridG
 
 } // namespace
 
+void AppendEdge(const GridPoint& from, const GridPoint& to, int runs, int set,
+                std::vector<GridEdge>& edges)
+{
+    if (from == to) {
+        return;
+    }
+    const bool isUp = from.x() != to.x() ? from.x() < to.x() : from.y() < to.y();
+    GridEdge& edge = edges.emplace_back(GridEdge{isUp ? from : to, isUp ? to : from, {0, 0}});
+    edge.runs[static_cast<std::size_t>(set)] = isUp ? runs : -runs;
+}
+
 void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEdge>& edges)
 {
     const int sense = DoubledArea(loops) < 0 ? -1 : 1;
@@ -159,12 +177,7 @@ void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEd
         for (std::size_t i = 0; i < loop.size(); ++i) {
             const GridPoint& from = loop[i];
             const GridPoint& to = loop[i + 1 < loop.size() ? i + 1 : 0];
-            const bool isUp = from.x() != to.x() ? from.x() < to.x() : from.y() < to.y();
-            GridEdge edge{isUp ? from : to, isUp ? to : from, {0, 0}};
-            edge.runs[static_cast<std::size_t>(set)] = isUp ? sense : -sense;
-            if (from != to) {
-                edges.push_back(edge);
-            }
+            AppendEdge(from, to, sense, set, edges);
         }
     }
 }

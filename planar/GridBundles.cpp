@@ -1,6 +1,6 @@
-// Bundles are told by two looks. Edges of like length, slope and place fall under one key: where eight do, there is a
-// bundle, and its longest edge is the line of reference. All edges, short ones too, that have both ends near this
-// line join it.
+// Bundles are told by two looks. Edges of like length, slope and place fall under one key: where
+// eight do, there is a bundle, and its longest edge is the line of reference. All edges, short ones
+// too, that have both ends near this line join it.
 
 #include "planar/GridBundles_Impl.h"
 
@@ -22,10 +22,7 @@ constexpr std::size_t kBundleSize = 8;
 /// Edges shorter than this, in cells, make no bundle, but may join one: not many lie side by side.
 constexpr double kShortest = 64;
 
-double Extent(const Vec2d& along)
-{
-    return std::max(std::fabs(along.x()), std::fabs(along.y()));
-}
+double Extent(const Vec2d& along) { return std::max(std::fabs(along.x()), std::fabs(along.y())); }
 
 std::uint64_t Mixed(std::uint64_t key, double number)
 {
@@ -35,8 +32,9 @@ std::uint64_t Mixed(std::uint64_t key, double number)
     return key ^ (key >> 33U);
 }
 
-/// Alike for many edges of a bundle that are alike in length, and hardly ever for others. Edges that fall under one key
-/// by chance are no bundle when their ends are not near the line of reference.
+/// Alike for many edges of a bundle that are alike in length, and hardly ever for others. Edges
+/// that fall under one key by chance are no bundle when their ends are not near the line of
+/// reference.
 std::uint64_t BundleKey(const GridEdge& edge)
 {
     const Vec2d low(edge.low);
@@ -108,8 +106,7 @@ void AppendPath(std::vector<Change>& changes, std::vector<GridEdge>& edges)
             continue;
         }
         const bool isUp = from.x() != to.x() ? from.x() < to.x() : from.y() < to.y();
-        edges.push_back(isUp ? GridEdge{from, to, runs}
-                             : GridEdge{to, from, {-runs[0], -runs[1]}});
+        edges.push_back(isUp ? GridEdge{from, to, runs} : GridEdge{to, from, {-runs[0], -runs[1]}});
     }
 }
 
@@ -124,8 +121,8 @@ bool MergeBundles(std::vector<GridEdge>& edges)
     std::vector<GridPointTree::Item> middles;
     middles.reserve(edges.size());
     for (const GridEdge& edge : edges) {
-        middles.push_back({0.5 * (Vec2d(edge.low) + Vec2d(edge.high)),
-                           static_cast<int>(middles.size())});
+        middles.push_back(
+            {0.5 * (Vec2d(edge.low) + Vec2d(edge.high)), static_cast<int>(middles.size())});
     }
     const GridPointTree tree(std::move(middles));
     std::vector<char> isInBundle(edges.size(), 0);
@@ -164,7 +161,8 @@ bool MergeBundles(std::vector<GridEdge>& edges)
         for (const int member : members) {
             const GridEdge& edge = edges[static_cast<std::size_t>(member)];
             isInBundle[static_cast<std::size_t>(member)] = 1;
-            // The path runs along the line of reference, edges from their lower to their higher end.
+            // The path runs along the line of reference, edges from their lower to their higher
+            // end.
             changes.push_back({along(edge.low), edge.low, edge.runs});
             changes.push_back({along(edge.high), edge.high, {-edge.runs[0], -edge.runs[1]}});
         }

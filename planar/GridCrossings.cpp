@@ -1,12 +1,15 @@
 // Cutting of edges on an integer grid. Every decision is made on whole numbers of 128 bits.
 //
 // 1. Edges on one line are added up along it, so that no two overlap.
-// 2. Pairs that may meet come from the search that serves all sets of segments. A pair that crosses is cut at
+// 2. Pairs that may meet come from the search that serves all sets of segments. A pair that crosses
+// is cut at
 //    the grid point nearest to its crossing, an edge with the end of another on it at that end.
-// 3. Cuts bend edges, and bent edges may cross anew. The sweep that follows finds that out. Then all edges are cut once
-//    more, at every end and crossing whose cell they pass (J. D. Hobby, "Practical segment intersection with finite
-//    precision output", 1999), which leaves none that cross. This is rarely needed: edges within a cell of a point
-//    are few, except where many lie nearly on one line.
+// 3. Cuts bend edges, and bent edges may cross anew. The sweep that follows finds that out. Then
+// all edges are cut once
+//    more, at every end and crossing whose cell they pass (J. D. Hobby, "Practical segment
+//    intersection with finite precision output", 1999), which leaves none that cross. This is
+//    rarely needed: edges within a cell of a point are few, except where many lie nearly on one
+//    line.
 
 #include "planar/GridCrossings_Impl.h"
 
@@ -17,6 +20,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Planar::Impl {
@@ -40,17 +44,14 @@ bool IsRun(const GridEdge& edge)
     return edge.low != edge.high && (edge.runs[0] != 0 || edge.runs[1] != 0);
 }
 
-/// An edge with the slope of its line, infinite for an upright one. Quotients are rounded correctly, so that equal
-/// slopes are equal numbers.
+/// An edge with the slope of its line, infinite for an upright one. Quotients are rounded
+/// correctly, so that equal slopes are equal numbers.
 struct SlopedEdge {
     double slope;
     int number;
 };
 
-Wide Turn(const GridEdge& a, const GridEdge& b)
-{
-    return Cross(a.high - a.low, b.high - b.low);
-}
+Wide Turn(const GridEdge& a, const GridEdge& b) { return Cross(a.high - a.low, b.high - b.low); }
 
 /// A place on a line where what is run there changes.
 struct Change {
@@ -119,8 +120,8 @@ GridPoint CrossingOf(const GridEdge& a, const GridEdge& b)
             a.low.y() + RoundedQuotient(alongA.y() * numerator, denominator)};
 }
 
-/// Places to cut edges at: numbers of edges and of points. The ends of edge i are points 2 i and 2 i + 1,
-/// crossings are numbered after them.
+/// Places to cut edges at: numbers of edges and of points. The ends of edge i are points 2 i and 2
+/// i + 1, crossings are numbered after them.
 struct Cuts {
     std::vector<std::uint64_t> points;
     std::vector<std::pair<int, int>> places;
@@ -193,8 +194,8 @@ void FindCuts(const std::vector<GridEdge>& edges, Cuts& cuts)
     }
 }
 
-/// Where a value that grows or falls along an edge is from -1 up to 1, as parts of the edge: whole numbers
-/// for the limits' numerators, and what they are divided by.
+/// Where a value that grows or falls along an edge is from -1 up to 1, as parts of the edge: whole
+/// numbers for the limits' numerators, and what they are divided by.
 struct Stretch {
     Wide from = 0;
     Wide to = 1;
@@ -217,7 +218,8 @@ Stretch StretchOf(long long start, long long change)
     return all;
 }
 
-/// Does an edge pass the cell about a point, half a unit to all sides? Its lower sides belong to the cell. Exact.
+/// Does an edge pass the cell about a point, half a unit to all sides? Its lower sides belong to
+/// the cell. Exact.
 bool PassesCell(const GridEdge& edge, const GridPoint& point)
 {
     // In half units about the point.
@@ -237,52 +239,85 @@ bool PassesCell(const GridEdge& edge, const GridPoint& point)
     return true;
 }
 
-/// The ends of all edges.
-Cuts NoCuts(const std::vector<GridEdge>& edges)
+/// The ends of all edges, one edge after the other.
+std::vector<std::uint64_t> EndsOf(const std::vector<GridEdge>& edges)
 {
-    Cuts cuts;
-    cuts.points.reserve(3 * edges.size());
+    std::vector<std::uint64_t> ends;
+    ends.reserve(3 * edges.size());
     for (const GridEdge& edge : edges) {
-        cuts.points.push_back(KeyOf(edge.low));
-        cuts.points.push_back(KeyOf(edge.high));
+        ends.push_back(KeyOf(edge.low));
+        ends.push_back(KeyOf(edge.high));
     }
-    return cuts;
+    return ends;
 }
 
-GridGraph Pieces(const std::vector<GridEdge>& edges, const Cuts& cuts)
-{
-    const Math::Impl::Buckets<int> placesOf(edges.size(), [&cuts](const auto& put) {
-        for (const auto& [edge, point] : cuts.places) {
-            put(edge, point);
-        }
-    });
-    std::vector<GridGraph::Edge> pieces;
-    pieces.reserve(edges.size() + cuts.places.size());
-    std::vector<std::pair<Wide, int>> along; // places on an edge, by how far they are along it
-    for (std::size_t i = 0; i < edges.size(); ++i) {
-        const GridEdge& edge = edges[i];
+/// The pieces of edges as numbers of points. Where many edges run through the same points, as they
+/// do when more cross than there are cells, the pieces are added up on the way: memory stays near
+/// that of the result.
+class Pieces {
+public:
+    explicit Pieces(const std::vector<std::uint64_t>& points) : points_(points) {}
+
+    void Reserve(std::size_t count) { pieces_.reserve(std::min(count, mostPieces_)); }
+
+    /// Edge `number`, whose ends are points 2 `number` and 2 `number` + 1, cut at points in any
+    /// order.
+    void Add(int number, const GridEdge& edge, std::span<const int> places)
+    {
         const GridPoint direction = edge.high - edge.low;
-        along.clear();
-        for (const int point : placesOf[i]) {
-            const GridPoint from = PointOf(cuts.points[static_cast<std::size_t>(point)]) - edge.low;
-            along.push_back({static_cast<Wide>(direction.x()) * from.x() +
-                                 static_cast<Wide>(direction.y()) * from.y(),
-                             point});
+        along_.clear();
+        for (const int point : places) {
+            const GridPoint from = PointOf(KeyAt(point)) - edge.low;
+            along_.push_back({static_cast<Wide>(direction.x()) * from.x() +
+                                  static_cast<Wide>(direction.y()) * from.y(),
+                              point});
         }
-        std::sort(along.begin(), along.end(), [&cuts](const auto& a, const auto& b) {
-            return a.first != b.first ? a.first < b.first
-                                      : cuts.points[static_cast<std::size_t>(a.second)] <
-                                            cuts.points[static_cast<std::size_t>(b.second)];
+        std::sort(along_.begin(), along_.end(), [this](const auto& a, const auto& b) {
+            return a.first != b.first ? a.first < b.first : KeyAt(a.second) < KeyAt(b.second);
         });
-        int from = static_cast<int>(2 * i);
-        for (const auto& [place, point] : along) {
-            pieces.push_back({from, point, edge.runs});
+        int from = 2 * number;
+        for (const auto& [place, point] : along_) {
+            pieces_.push_back({from, point, edge.runs});
             from = point;
         }
-        pieces.push_back({from, static_cast<int>(2 * i + 1), edge.runs});
+        pieces_.push_back({from, 2 * number + 1, edge.runs});
+        if (pieces_.size() > mostPieces_) {
+            pieces_ = EdgesBetween(MakeGraph(points_, std::move(pieces_)));
+            mostPieces_ = std::max(mostPieces_, 2 * pieces_.size());
+        }
     }
-    return MakeGraph(cuts.points, std::move(pieces));
-}
+
+    GridGraph Graph() { return MakeGraph(points_, std::move(pieces_)); }
+
+private:
+    std::uint64_t KeyAt(int point) const { return points_[static_cast<std::size_t>(point)]; }
+
+    /// The edges of a graph with the numbers that its points have here, any of those that are
+    /// alike.
+    std::vector<GridGraph::Edge> EdgesBetween(GridGraph graph)
+    {
+        if (numberOf_.empty()) {
+            numberOf_.resize(graph.points.size());
+            for (std::size_t i = 0; i < points_.size(); ++i) {
+                const auto at =
+                    std::lower_bound(graph.points.begin(), graph.points.end(), points_[i]);
+                numberOf_[static_cast<std::size_t>(at - graph.points.begin())] =
+                    static_cast<int>(i);
+            }
+        }
+        for (GridGraph::Edge& edge : graph.edges) {
+            edge.low = numberOf_[static_cast<std::size_t>(edge.low)];
+            edge.high = numberOf_[static_cast<std::size_t>(edge.high)];
+        }
+        return std::move(graph.edges);
+    }
+
+    const std::vector<std::uint64_t>& points_;
+    std::vector<GridGraph::Edge> pieces_;
+    std::size_t mostPieces_ = std::size_t{1} << 22U;
+    std::vector<int> numberOf_;               // of the points of graphs
+    std::vector<std::pair<Wide, int>> along_; // places on an edge, by how far they are along it
+};
 
 } // namespace
 
@@ -318,8 +353,8 @@ void ResolveOverlaps(std::vector<GridEdge>& edges)
         }
         parallel.clear();
         for (; from < to; ++from) {
-            parallel.push_back({Cross(leader.high - leader.low, edgeOf(sloped[from]).low),
-                                sloped[from].number});
+            parallel.push_back(
+                {Cross(leader.high - leader.low, edgeOf(sloped[from]).low), sloped[from].number});
         }
         std::sort(parallel.begin(), parallel.end());
         for (std::size_t i = 0; i < parallel.size();) {
@@ -343,9 +378,19 @@ void ResolveOverlaps(std::vector<GridEdge>& edges)
 
 GridGraph CutAtCrossings(const std::vector<GridEdge>& edges)
 {
-    Cuts cuts = NoCuts(edges);
+    Cuts cuts{EndsOf(edges), {}};
     FindCuts(edges, cuts);
-    return Pieces(edges, cuts);
+    const Math::Impl::Buckets<int> placesOf(edges.size(), [&cuts](const auto& put) {
+        for (const auto& [edge, point] : cuts.places) {
+            put(edge, point);
+        }
+    });
+    Pieces pieces(cuts.points);
+    pieces.Reserve(edges.size() + cuts.places.size());
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        pieces.Add(static_cast<int>(i), edges[i], placesOf[i]);
+    }
+    return pieces.Graph();
 }
 
 GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::uint64_t>& points)
@@ -356,18 +401,23 @@ GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::
         items.push_back({Vec2d(PointOf(point)), static_cast<int>(items.size())});
     }
     const GridPointTree tree(std::move(items));
-    Cuts cuts = NoCuts(edges);
-    const int firstPoint = static_cast<int>(cuts.points.size());
-    cuts.points.insert(cuts.points.end(), points.begin(), points.end());
+    std::vector<std::uint64_t> keys = EndsOf(edges);
+    const int firstPoint = static_cast<int>(keys.size());
+    keys.insert(keys.end(), points.begin(), points.end());
+    Pieces pieces(keys);
+    std::vector<int> places;
     for (std::size_t i = 0; i < edges.size(); ++i) {
         const GridEdge& edge = edges[i];
+        places.clear();
         tree.Near(Vec2d(edge.low), Vec2d(edge.high), 0.5, [&](const GridPointTree::Item& item) {
-            if (PassesCell(edge, PointOf(points[static_cast<std::size_t>(item.number)]))) {
-                cuts.Add(static_cast<int>(i), firstPoint + item.number);
+            const GridPoint point = PointOf(points[static_cast<std::size_t>(item.number)]);
+            if (point != edge.low && point != edge.high && PassesCell(edge, point)) {
+                places.push_back(firstPoint + item.number);
             }
         });
+        pieces.Add(static_cast<int>(i), edge, places);
     }
-    return Pieces(edges, cuts);
+    return pieces.Graph();
 }
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

@@ -11,7 +11,8 @@
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
-/// A tree over points that halves them along the longer side of their box. A search takes O(sqrt(n) + hits).
+/// A tree over points that halves them along the longer side of their box. A search takes O(sqrt(n)
+/// + hits).
 class GridPointTree {
 public:
     /// Each point carries a number.
@@ -25,7 +26,8 @@ public:
         Build(0, items_.size());
     }
 
-    /// Calls visit(item) for all points within `reach` of the segment on both axes, and for some a little farther off.
+    /// Calls visit(item) for all points within `reach` of the segment on both axes, and for some a
+    /// little farther off.
     template <class Visit>
     void Near(const Vec2d& start, const Vec2d& end, double reach, const Visit& visit) const
     {
@@ -65,10 +67,11 @@ private:
         const Vec2d size = node.high - node.low;
         const int axis = size.x() >= size.y() ? 0 : 1;
         const std::size_t middle = from + (to - from) / 2;
-        const auto at = [this](std::size_t i) { return items_.begin() + static_cast<std::ptrdiff_t>(i); };
-        std::nth_element(at(from), at(middle), at(to), [axis](const Item& a, const Item& b) {
-            return a.at[axis] < b.at[axis];
-        });
+        const auto at = [this](std::size_t i) {
+            return items_.begin() + static_cast<std::ptrdiff_t>(i);
+        };
+        std::nth_element(at(from), at(middle), at(to),
+                         [axis](const Item& a, const Item& b) { return a.at[axis] < b.at[axis]; });
         Build(from, middle);
         nodes_[number].right = static_cast<int>(nodes_.size());
         Build(middle, to);

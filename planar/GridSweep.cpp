@@ -1,7 +1,7 @@
-// The sweep goes from point to point, by x and then y, over edges that meet at their ends only. Which edges cross the
-// sweep line, from the bottom up, is kept in a balanced tree with the winding numbers above each. At a point the edges
-// that end there give way to those that start there: they take their places in the tree, so that only a point
-// where nothing ends has to be searched for.
+// The sweep goes from point to point, by x and then y, over edges that meet at their ends only.
+// Which edges cross the sweep line, from the bottom up, is kept in a balanced tree with the winding
+// numbers above each. At a point the edges that end there give way to those that start there: they
+// take their places in the tree, so that only a point where nothing ends has to be searched for.
 
 #include "planar/GridSweep_Impl.h"
 
@@ -56,7 +56,8 @@ public:
 private:
     using Winding = std::array<int, 2>;
 
-    /// An edge on the sweep line. Its place among the others never changes, but the edge gives way to its successor.
+    /// An edge on the sweep line. Its place among the others never changes, but the edge gives way
+    /// to its successor.
     struct Place {
         mutable int edge = 0;
         mutable Winding above{};
@@ -87,7 +88,10 @@ private:
         return graph_.edges[static_cast<std::size_t>(place.edge)];
     }
 
-    std::uint64_t Point(int number) const { return graph_.points[static_cast<std::size_t>(number)]; }
+    std::uint64_t Point(int number) const
+    {
+        return graph_.points[static_cast<std::size_t>(number)];
+    }
 
     /// Positive above the edge.
     int SideOf(std::uint64_t point, const GridGraph::Edge& edge) const
@@ -122,7 +126,8 @@ private:
         endingAt_[static_cast<std::size_t>(EdgeAt(*place).high)] = place;
     }
 
-    /// Moves the sweep line past a point. False when it showed that edges meet elsewhere than at their ends.
+    /// Moves the sweep line past a point. False when it showed that edges meet elsewhere than at
+    /// their ends.
     bool Pass(int point)
     {
         const int first = graph_.firstEdge[static_cast<std::size_t>(point)];
@@ -146,8 +151,8 @@ private:
         }
         const bool hasLower = from != line_.begin();
         const Iterator lower = hasLower ? std::prev(from) : from;
-        bool isSound = from != upper || upper == line_.end() ||
-                       SideOf(Point(point), EdgeAt(*upper)) != 0;
+        bool isSound =
+            from != upper || upper == line_.end() || SideOf(Point(point), EdgeAt(*upper)) != 0;
 
         Winding winding = hasLower ? lower->above : Winding{};
         Iterator last = lower;
@@ -180,7 +185,8 @@ private:
     bool isForced_;
     std::vector<std::array<int, 2>>& boundary_;
     Line line_;
-    std::vector<Iterator> endingAt_; // of each point: a place on the sweep line that ends there, or the end
+    std::vector<Iterator>
+        endingAt_; // of each point: a place on the sweep line that ends there, or the end
 };
 
 /// Numbers of the keys by their order, equal ones alike; `points` becomes the distinct keys.
@@ -231,7 +237,9 @@ GridGraph MakeGraph(const std::vector<std::uint64_t>& keys, std::vector<GridGrap
             if (a.high == b.high) {
                 return false;
             }
-            const auto point = [&](int number) { return graph.points[static_cast<std::size_t>(number)]; };
+            const auto point = [&](int number) {
+                return graph.points[static_cast<std::size_t>(number)];
+            };
             const int turn = TurnOf(point(low), point(a.high), point(b.high));
             return turn != 0 ? turn > 0 : a.high < b.high;
         });

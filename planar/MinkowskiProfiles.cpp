@@ -8,6 +8,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "planar/MinkowskiLoops_Impl.h"
+#include "planar/MinkowskiProfiles_Impl.h"
 #include "planar/SegmentOverlapTree_Impl.h"
 
 #include <algorithm>
@@ -53,19 +54,6 @@ double RoundingOn(const Segment& segment)
     return kCutRounding * std::numeric_limits<double>::epsilon() *
            std::max(Math::Impl::LargestMagnitude(segment.start),
                     Math::Impl::LargestMagnitude(segment.end));
-}
-
-/// `tol`, or the rounding of cuts at these coordinates where that is more. `CutAtIntersections`
-/// widens its own tolerance likewise; what follows it has to match the same points.
-double NoLessThanRounding(double tol, const Segments& segments)
-{
-    double rounding = 0;
-    for (const Segment& segment : segments) {
-        if (Math::Impl::IsUsable(segment.start) && Math::Impl::IsUsable(segment.end)) {
-            rounding = std::max(rounding, RoundingOn(segment));
-        }
-    }
-    return std::max(rounding, tol);
 }
 
 // --- the loop around ---
@@ -147,7 +135,7 @@ Polyline OuterLoop(const Polyline& a, const Polyline& b, double tol)
 
 // --- what is common ---
 
-/// Two polylines, whole and cut where they meet.
+/// A polyline and others, whole and cut where they meet.
 struct CutPair {
     Segments a;
     Segments b;
@@ -155,8 +143,8 @@ struct CutPair {
     SegmentOverlapTree<double> treeOfA;
     SegmentOverlapTree<double> treeOfB;
 
-    CutPair(const Polyline& first, const Polyline& second, double tol)
-        : a(Vector::PointStreamToSegments(first)), b(Vector::PointStreamToSegments(second)),
+    CutPair(const Polyline& first, const Loops<double>& others, double tol)
+        : a(Vector::PointStreamToSegments(first)), b(Vector::PolyPointStreamToSegments(others)),
           pieces(a), treeOfA(a), treeOfB(b)
     {
         pieces.insert(pieces.end(), b.begin(), b.end());
@@ -288,16 +276,18 @@ struct Boundary {
 
 /// Points at which the outlines are together: common stretches, common vertices, vertices of one on
 /// the other.
-Polyline CommonPoints(const Polyline& a, const Polyline& b, const PointSet& ofA,
+Polyline CommonPoints(const Polyline& a, const Loops<double>& others, const PointSet& ofA,
                       const PointSet& ofB, const CutPair& pair, double tol, double floor)
 {
     Polyline points;
     for (const Polyline& stretch : CommonStretches(pair, floor)) {
         points.insert(points.end(), stretch.begin(), stretch.end());
     }
-    for (const auto& group : Intersect::IntersectPolylines<double>({a}, {b}, tol)) {
+    for (const auto& group : Intersect::IntersectPolylines<double>({a}, others, tol)) {
         for (const PolyNodeDescriptor& node : group) {
-            points.push_back((node.polyline == 0 ? a : b)[static_cast<std::size_t>(node.node)]);
+            const Polyline& line =
+                node.polyline == 0 ? a : others[static_cast<std::size_t>(node.polyline - 1)];
+            points.push_back(line[static_cast<std::size_t>(node.node)]);
         }
     }
     const auto appendTouching = [&](const PointSet& vertices,
@@ -423,12 +413,16 @@ void Deal(const Boundary& boundary, double tol, Loops<double>& aPart, Loops<doub
 
 /// Labels the points of the loop. An edge of A alone from one place where the outlines are together
 /// to the next has no vertex to tell it by: its middle stands in for one.
-Boundary Labeled(const Polyline& loop, bool isClosed, const Polyline& a, const Polyline& b,
-                 const CutPair& pair, double tol, double floor)
+Boundary Labeled(const Polyline& loop, bool isClosed, const Polyline& a,
+                 const Loops<double>& others, const CutPair& pair, double tol, double floor)
 {
+    Polyline pointsOfB;
+    for (const Polyline& b : others) {
+        pointsOfB.insert(pointsOfB.end(), b.begin(), b.end());
+    }
     const PointSet ofA(a, tol);
-    const PointSet ofB(b, tol);
-    const PointSet common(CommonPoints(a, b, ofA, ofB, pair, tol, floor), tol);
+    const PointSet ofB(std::move(pointsOfB), tol);
+    const PointSet common(CommonPoints(a, others, ofA, ofB, pair, tol, floor), tol);
     const auto labelOf = [&](const Vec2d& point) -> int {
         const bool isOfA = ofA.Has(point);
         return common.Has(point) || isOfA == ofB.Has(point) ? kTransition : isOfA ? kOfA : kOfB;
@@ -454,17 +448,32 @@ Boundary Labeled(const Polyline& loop, bool isClosed, const Polyline& a, const P
     return boundary;
 }
 
-bool Clip(const Polyline& a, const Polyline& b, Loops<double>& aPart, Loops<double>& bPart,
-          double givenTol, double floor)
+} // namespace
+
+namespace Impl {
+
+double NoLessThanRounding(double tol, const Segments& segments)
 {
-    const CutPair pair(a, b, givenTol);
+    double rounding = 0;
+    for (const Segment& segment : segments) {
+        if (Math::Impl::IsUsable(segment.start) && Math::Impl::IsUsable(segment.end)) {
+            rounding = std::max(rounding, RoundingOn(segment));
+        }
+    }
+    return std::max(rounding, tol);
+}
+
+bool ClipOverlapped(const Polyline& a, const Loops<double>& others, Loops<double>& aPart,
+                    Loops<double>& bPart, double givenTol, double floor)
+{
+    const CutPair pair(a, others, givenTol);
     const double tol = NoLessThanRounding(givenTol, pair.pieces);
     Polyline loop;
     const bool isClosed = Intersect::TraceOuterLoop(pair.pieces, loop, tol);
     if (loop.empty()) {
         return false;
     }
-    Boundary boundary = Labeled(loop, isClosed, a, b, pair, tol, floor);
+    Boundary boundary = Labeled(loop, isClosed, a, others, pair, tol, floor);
     SmoothLabels(boundary.labels, isClosed);
     const std::vector<int>& labels = boundary.labels;
     if (std::find(labels.begin(), labels.end(), kTransition) == labels.end()) {
@@ -475,7 +484,7 @@ bool Clip(const Polyline& a, const Polyline& b, Loops<double>& aPart, Loops<doub
     return isClosed;
 }
 
-} // namespace
+} // namespace Impl
 
 template <class T>
 std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>& a,
@@ -492,7 +501,7 @@ KeepCommonRegions(const std::vector<VecBase<2, T>>& a, const std::vector<VecBase
         return {};
     }
     const auto tolerance = static_cast<double>(tol);
-    const CutPair pair(WidenedLoop(a), WidenedLoop(b), tolerance);
+    const CutPair pair(WidenedLoop(a), {WidenedLoop(b)}, tolerance);
     return NarrowedLoops<T>(CommonStretches(pair, kLengthFloor<T>));
 }
 
@@ -501,13 +510,15 @@ bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a, const std::vecto
                            std::vector<std::vector<VecBase<2, T>>>& aPart,
                            std::vector<std::vector<VecBase<2, T>>>& bPart, T tol)
 {
-    // Into results of their own: an input may be an element of an output.
+    // Into results of their own: an input may be an element of an output, and memory may run out.
     Loops<double> ofA;
     Loops<double> ofB;
-    const bool isClosed =
-        Clip(WidenedLoop(a), WidenedLoop(b), ofA, ofB, static_cast<double>(tol), kLengthFloor<T>);
-    aPart = NarrowedLoops<T>(ofA);
-    bPart = NarrowedLoops<T>(ofB);
+    const bool isClosed = ClipOverlapped(WidenedLoop(a), {WidenedLoop(b)}, ofA, ofB,
+                                         static_cast<double>(tol), kLengthFloor<T>);
+    auto narrowedOfA = NarrowedLoops<T>(ofA);
+    auto narrowedOfB = NarrowedLoops<T>(ofB);
+    aPart = std::move(narrowedOfA);
+    bPart = std::move(narrowedOfB);
     return isClosed;
 }
 

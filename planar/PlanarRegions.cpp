@@ -7,7 +7,7 @@
 
 #include "planar/FilterData_Impl.h"
 #include "planar/GridBoolean_Impl.h"
-#include "planar/RegionGrid_Impl.h"
+#include "planar/RegionLoops_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -26,24 +26,7 @@ constexpr double kBoxMargin = 1e-12;
 /// Within this, per coordinate, the ends of a loop match.
 constexpr double kLoopEnds = 1e-12;
 
-Vec2d Shifted(const Vec2d& point, double by)
-{
-    return {point.x() + by, point.y() + by};
-}
-
-BufferredUnion::Polylines FromGrid(const std::vector<GridLoop>& loops, const RegionGrid& grid)
-{
-    BufferredUnion::Polylines result;
-    result.reserve(loops.size());
-    for (const GridLoop& loop : loops) {
-        auto& polyline = result.emplace_back();
-        polyline.reserve(loop.size());
-        for (const GridPoint& point : loop) {
-            polyline.push_back(grid.PointAt(point));
-        }
-    }
-    return result;
-}
+Vec2d Shifted(const Vec2d& point, double by) { return {point.x() + by, point.y() + by}; }
 
 /// Segments as loops on the grid. `areAllSound` becomes false when a chain was closed by force or a
 /// segment passed over.
@@ -116,7 +99,8 @@ struct BufferredUnion::State {
                 return loops;
             }
         } catch (...) {
-            // Memory, or the 128-bit arithmetic of the scanline: the caller learns it from `isValid`.
+            // Memory, or the 128-bit arithmetic of the scanline: the caller learns it from
+            // `isValid`.
         }
         isValid = false;
         return {};
@@ -223,7 +207,7 @@ BufferredUnion::GetUnfilteredPolylines(const DirectedSegments& segments) const
         return {};
     }
     bool areAllSound = true;
-    return FromGrid(LinkedLoops(segments, state_->grid, areAllSound), state_->grid);
+    return FromGrid<double>(LinkedLoops(segments, state_->grid, areAllSound), state_->grid);
 }
 
 BufferredUnion::Polylines BufferredUnion::Process()
@@ -239,7 +223,7 @@ BufferredUnion::Polylines BufferredUnion::Process()
     try {
         const std::vector<GridLoop> united = state_->United();
         if (state_->isValid) {
-            Polylines result = FromGrid(united, state_->grid);
+            Polylines result = FromGrid<double>(united, state_->grid);
             state_->buffer.clear();
             return result;
         }
@@ -249,9 +233,6 @@ BufferredUnion::Polylines BufferredUnion::Process()
     return {};
 }
 
-bool BufferredUnion::IsValid() const
-{
-    return state_ && state_->isValid;
-}
+bool BufferredUnion::IsValid() const { return state_ && state_->isValid; }
 
 } // namespace Velk::Math::Sorvane::Planar

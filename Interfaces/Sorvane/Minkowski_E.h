@@ -12,7 +12,9 @@
 // in `float`); tools and areas may touch and cross themselves as far as winding numbers bear it
 // (`PlanarRegions_E.h` tells how they count).
 //
-// `resolution` may be null and receives the accuracy of the grid of the last union, 0 when there was none.
+// `resolution` may be null and receives the accuracy of the grid of the last union, 0 when there was none: sqrt(8)
+// times the longer side of the box of tool plus paths or areas, times 2^-30. Tool and paths are rounded to that grid
+// each by itself, so that their sums are exact.
 // Paths and areas with a point that is not finite are passed over; a tool with one gives nothing. `float` is
 // calculated in `double` and rounded at the end. All are pure functions.
 #pragma once
@@ -124,19 +126,41 @@ bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a,
                            std::vector<std::vector<VecBase<2, T>>>& bPart, T tol);
 
 // clang-format off
-#define SORVANE_DECLARE(T) \
-extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> DilatePaths(const std::vector<VecBase<2, T>>&, std::vector<std::vector<VecBase<2, T>>>, T*); \
-extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> DilateMultipleAreas(const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
-extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> DilateArea(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
-extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> ContractMultipleAreas(const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
-extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> ContractArea(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
-extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> MinkowskiFilterMultipleAreas(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*); \
-extern template SORVANE_API std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, T); \
-extern template SORVANE_API std::vector<std::vector<VecBase<2, T>>> KeepCommonRegions(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, T); \
-extern template SORVANE_API bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, std::vector<std::vector<VecBase<2, T>>>&, std::vector<std::vector<VecBase<2, T>>>&, T)
-SORVANE_DECLARE(float);
-SORVANE_DECLARE(double);
-#undef SORVANE_DECLARE
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>> DilatePaths(const std::vector<VecBase<2, float>>&, std::vector<std::vector<VecBase<2, float>>>, float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> DilatePaths(const std::vector<VecBase<2, double>>&, std::vector<std::vector<VecBase<2, double>>>, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>> DilateMultipleAreas(const std::vector<VecBase<2, float>>&, const std::vector<std::vector<VecBase<2, float>>>&, float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> DilateMultipleAreas(const std::vector<VecBase<2, double>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>> DilateArea(const std::vector<VecBase<2, float>>&, const std::vector<VecBase<2, float>>&, const std::vector<std::vector<VecBase<2, float>>>&, float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> DilateArea(const std::vector<VecBase<2, double>>&, const std::vector<VecBase<2, double>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>> ContractMultipleAreas(const std::vector<VecBase<2, float>>&, const std::vector<std::vector<VecBase<2, float>>>&, float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> ContractMultipleAreas(const std::vector<VecBase<2, double>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>> ContractArea(const std::vector<VecBase<2, float>>&, const std::vector<VecBase<2, float>>&, const std::vector<std::vector<VecBase<2, float>>>&, float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> ContractArea(const std::vector<VecBase<2, double>>&, const std::vector<VecBase<2, double>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>> MinkowskiFilterMultipleAreas(const std::vector<VecBase<2, float>>&, const std::vector<VecBase<2, float>>&, const std::vector<std::vector<VecBase<2, float>>>&, float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> MinkowskiFilterMultipleAreas(const std::vector<VecBase<2, double>>&, const std::vector<VecBase<2, double>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<VecBase<2, float>> OuterOffsetLoop(const std::vector<VecBase<2, float>>&, const std::vector<VecBase<2, float>>&, float);
+extern template SORVANE_API std::vector<VecBase<2, double>> OuterOffsetLoop(const std::vector<VecBase<2, double>>&, const std::vector<VecBase<2, double>>&, double);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>> KeepCommonRegions(const std::vector<VecBase<2, float>>&, const std::vector<VecBase<2, float>>&, float);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> KeepCommonRegions(const std::vector<VecBase<2, double>>&, const std::vector<VecBase<2, double>>&, double);
+extern template SORVANE_API bool ClipOverlappedRegions(const std::vector<VecBase<2, float>>&, const std::vector<VecBase<2, float>>&, std::vector<std::vector<VecBase<2, float>>>&, std::vector<std::vector<VecBase<2, float>>>&, float);
+extern template SORVANE_API bool ClipOverlappedRegions(const std::vector<VecBase<2, double>>&, const std::vector<VecBase<2, double>>&, std::vector<std::vector<VecBase<2, double>>>&, std::vector<std::vector<VecBase<2, double>>>&, double);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar
+
+// Other types are refused by the compiler and not by the linker: see Supported_E.h.
+/// @cond
+// clang-format off
+namespace Velk::Math::Sorvane::Planar {
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> DilatePaths(const std::vector<VecBase<2, T>>&, std::vector<std::vector<VecBase<2, T>>>, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> DilateMultipleAreas(const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> DilateArea(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> ContractMultipleAreas(const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> ContractArea(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> MinkowskiFilterMultipleAreas(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> KeepCommonRegions(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>&, const std::vector<VecBase<2, T>>&, std::vector<std::vector<VecBase<2, T>>>&, std::vector<std::vector<VecBase<2, T>>>&, T) = delete;
+} // namespace Velk::Math::Sorvane::Planar
+// clang-format on
+/// @endcond

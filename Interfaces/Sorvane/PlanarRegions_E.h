@@ -48,7 +48,9 @@ namespace Velk::Math::Sorvane::Planar {
 /// the exported one.
 class SORVANE_API BufferredUnion {
 public:
+    /// Loops, and what they become.
     using Polylines = std::vector<std::vector<VecBase<2, double>>>;
+    /// Start and end of each segment; the region is on the left.
     using DirectedSegments = std::vector<std::array<VecBase<2, double>, 2>>;
 
     /// Over the box from `lower` to `upper`, enlarged by 1e-12; `batchLimit` batches, at least 1, wait before
@@ -106,7 +108,8 @@ private:
 /// Expected O((n + k) log n) for n points and k crossings, overlaps counted once for each end in them; nested,
 /// disjoint and adjoining loops cost no more than any others. Points in any order on one line cancel before crossings
 /// are sought; where rounding puts them on both sides of the line, eight edges and more become one path through all of
-/// them.
+/// them. Edges that rounding makes cross anew are cut at each of the c cells with an end or crossing that they pass,
+/// O(n c): much only where hundreds of edges cross one another within few cells.
 template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 Union(const std::vector<std::vector<VecBase<2, T>>>& polylines, T* resolution);

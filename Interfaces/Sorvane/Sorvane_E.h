@@ -19,6 +19,7 @@
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/Lathe_E.h>
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/IterativeRemesher_E.h>
 #include <Sorvane/MaterialTree_E.h>
@@ -37,6 +38,7 @@
 #include <Sorvane/QuadtreeArcSegTree_E.h>
 #include <Sorvane/Remesh_E.h>
 #include <Sorvane/SegmentLinking_E.h>
+#include <Sorvane/Silhouette_E.h>
 #include <Sorvane/SegmentTree_E.h>
 #include <Sorvane/SpunHyperbola_E.h>
 #include <Sorvane/SubdivisionMesh_E.h>

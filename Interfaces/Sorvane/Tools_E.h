@@ -138,7 +138,7 @@ namespace Velk::Math::Sorvane::Mill {
 /// chain.
 ///
 /// O(n log n) for n points, and for the points of tools flattened at the tolerance, which grow with 1 /
-/// sqrt(tolerance).
+/// sqrt(tolerance). Chords get no finer than 1e-11 of the outline's diagonal.
 template <class T>
 GenericToolFitReport<ConvexStandardToolBase<T>, T>
 ConvexToolFromPolyline(const std::vector<VecBase<2, T>>& polyline, T tolerance);

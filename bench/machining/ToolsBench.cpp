@@ -75,7 +75,6 @@ void RunFit(benchmark::State& state, const Points& points, Fit fit)
         deviation = report.hullDeviation;
     }
     state.counters["deviation"] = deviation;
-    state.SetComplexityN(static_cast<std::int64_t>(points.size()));
 }
 
 const auto kConvex = [](const Points& points) {
@@ -90,7 +89,11 @@ const auto kBest = [](const Points& points) {
 
 void Sizes(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->Complexity();
+    benchmark->Arg(1000)
+        ->Arg(10000)
+        ->Arg(100000)
+        ->Unit(benchmark::kMillisecond)
+        ->MeasureProcessCPUTime();
 }
 
 void BM_ConvexToolDrawn(benchmark::State& state)

@@ -33,7 +33,8 @@ void BM_BoostPolygon(benchmark::State& state)
         for (const auto& loop : loops) {
             std::vector<bp::point_data<long long>> points;
             for (const Vec2d& p : loop) {
-                points.push_back({static_cast<long long>(p.x() * 0x1p23), static_cast<long long>(p.y() * 0x1p23)});
+                points.push_back({static_cast<long long>(p.x() * 0x1p23),
+                                  static_cast<long long>(p.y() * 0x1p23)});
             }
             set.insert_vertex_sequence(points.begin(), points.end(), bp::COUNTERCLOCKWISE, false);
         }

@@ -1,4 +1,5 @@
-// Tools swept along a wavy ring, and outlines compared: growth with the points of the contour and of the tool.
+// Tools swept along a wavy ring, and outlines compared: growth with the points of the contour and
+// of the tool.
 
 #include <Sorvane/Minkowski_E.h>
 

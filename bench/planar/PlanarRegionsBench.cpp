@@ -1,4 +1,5 @@
-// Unions of many loops: overlapping stars, the arrangements that make a plain sweep quadratic, and a stream.
+// Unions of many loops: overlapping stars, the arrangements that make a plain sweep quadratic, and
+// a stream.
 
 #include <Sorvane/PlanarRegions_E.h>
 
@@ -97,11 +98,23 @@ void BM_Union(benchmark::State& state, Loops (*make)(int))
         benchmark::DoNotOptimize(Union<double>(loops, nullptr));
     }
 }
-BENCHMARK_CAPTURE(BM_Union, Overlapping, Support::OverlappingStars)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Union, Disjoint, Disjoint)->Arg(30000)->Arg(130000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Union, Overlapping, Support::OverlappingStars)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Union, Disjoint, Disjoint)
+    ->Arg(30000)
+    ->Arg(130000)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Union, Nested, Nested)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Union, Checkerboard, Checkerboard)->Arg(5000)->Arg(45000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_Union, ToAndFro, ToAndFro)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Union, Checkerboard, Checkerboard)
+    ->Arg(5000)
+    ->Arg(45000)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Union, ToAndFro, ToAndFro)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Stream)->Arg(25000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -208,6 +208,9 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"content_tree_picture", {}},
         {"fit_arcs", {"points", "0"}},
         {"fit_arcs", {"points", "1", "2"}},
+        {"fit_tool", {"points", "0"}},
+        {"fit_tool", {"points", "1", "2"}},
+        {"tool_positions", {"x.svg"}},
         {"solid_cells", {"part", "1", "4"}},
         {"solid_cells", {"part", "1", "13", "x.svg"}},
         {"solid_cells", {"part", "1", "nan", "x.svg"}},
@@ -283,7 +286,7 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"content_tree_picture", {"/dev/full"}, 1, "/dev/full: can't be written"},
         {"solid_cells", {bracket, "4", "3", "/dev/full"}, 1, "/dev/full: can't be written"},
         {"solid_cells", {bracket, "99", "3", "x.svg"}, 1, "nothing lies at that height"},
-        {"tessellate_plate", {"/dev/full"}, 1, "write /dev/full"},
+        {"tessellate_plate", {"/dev/full"}, 1, "/dev/full: can't be written"},
         {"make_bracket", {"file"}, 1, "file is not a folder"},
     };
     for (const Case& c : cases) {
@@ -292,8 +295,9 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         EXPECT_EQ(run.code, c.code);
         EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     }
-    for (const char* program : {"chain_picture", "contact_picture", "fit_arcs", "join_outlines",
-                                "svg_sampler", "sweep_tool", "z_curve"}) {
+    for (const char* program :
+         {"chain_picture", "contact_picture", "fit_arcs", "fit_tool", "join_outlines",
+          "svg_sampler", "sweep_tool", "tool_positions", "z_curve"}) {
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
         EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;
@@ -307,6 +311,7 @@ TEST_F(ExamplePrograms, FitArcsTurnsPointsOfAFileIntoArcs)
     EXPECT_NE(lever.errors.find("2 segments, 5 arcs"), std::string::npos) << lever.errors;
 
     std::ostringstream spiral;
+    spiral.precision(12); // in six digits the bend of a step of 0.1 is lost
     for (int i = 0; i <= 2000; ++i) {
         const double angle = 6.28e-3 * i;
         spiral << (10 + angle) * std::cos(angle) << ' ' << (10 + angle) * std::sin(angle) << '\n';
@@ -336,6 +341,23 @@ TEST_F(ExamplePrograms, SweepToolTellsWhatItDraws)
     EXPECT_EQ(turning.code, 0);
     EXPECT_NE(turning.errors.find("of these both touch: 0.00"), std::string::npos)
         << turning.errors;
+}
+
+// A plain cylinder of radius 4 and height 9, and the scan that the program makes itself.
+TEST_F(ExamplePrograms, FitToolTellsTheToolOfAnOutline)
+{
+    Support::WriteBytes(folder_ / "cylinder.txt", "10 0\n14 0\n14 9\n");
+    const ProgramRun cylinder = RunExample("fit_tool", {"cylinder.txt", "0.01"}, Folder());
+    EXPECT_EQ(cylinder.code, 0);
+    EXPECT_NE(cylinder.errors.find("tip radius 4.0000"), std::string::npos) << cylinder.errors;
+    EXPECT_NE(cylinder.errors.find("taper height 9.0000"), std::string::npos) << cylinder.errors;
+
+    const ProgramRun scan = RunExample("fit_tool", {}, Folder());
+    EXPECT_EQ(scan.code, 0);
+    EXPECT_NE(scan.errors.find("angle 0.40"), std::string::npos) << scan.errors; // of its taper, drawn as 0.4
+
+    Support::WriteBytes(folder_ / "words.txt", "no points here");
+    EXPECT_EQ(RunExample("fit_tool", {"words.txt"}, Folder()).code, 1);
 }
 
 TEST_F(ExamplePrograms, SolidCellsEncloseTheAreaOfAnOutline)

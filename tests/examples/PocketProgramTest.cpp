@@ -161,6 +161,11 @@ TEST_F(PocketProgram, RingsOfOneAndTwoElementsAreNotLost)
     ASSERT_TRUE(lens.IsClosed());
     ExpectCleared({lens}, 0.9, 0.7);
     ExpectCleared({CircleAt({3, 1}, 7), CircleAt({4.5, 1}, 1.5)}, 0.6, 0.5);
+    // Rings that end as crescents, away from where the circles are likely to have joints.
+    for (const double angle : {0.3, 0.7, 1.1}) {
+        const Vec2d boss(3 + 2.5 * std::cos(angle), 1 + 2.5 * std::sin(angle));
+        ExpectCleared({CircleAt({3, 1}, 7), CircleAt(boss, 1.5)}, 0.3, 0.19);
+    }
 }
 
 TEST_F(PocketProgram, ClearsTheBuiltInSeat)

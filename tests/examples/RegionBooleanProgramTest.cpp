@@ -63,9 +63,11 @@ TEST_F(RegionBooleanProgram, RefusesWhatIsNoRegion)
         EXPECT_NE(run.errors.find("b.txt: holds no loops"), std::string::npos) << run.errors;
     }
     EXPECT_EQ(Run({"union", "a.txt", "none.txt"}).code, 1);
-    for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{}, {"union"}, {"union", "a.txt"}, {"cut", "a.txt", "a.txt"},
-          {"union", "a.txt", "a.txt", "x.svg", "y"}}) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{},
+                                                      {"union"},
+                                                      {"union", "a.txt"},
+                                                      {"cut", "a.txt", "a.txt"},
+                                                      {"union", "a.txt", "a.txt", "x.svg", "y"}}) {
         const ProgramRun run = Run(arguments);
         EXPECT_EQ(run.code, 2);
         EXPECT_NE(run.errors.find("usage: region_boolean"), std::string::npos);

@@ -358,8 +358,9 @@ TEST(ConvexToolFromPolyline, DegenerateOutlines)
 TEST(ConvexToolFromPolyline, HostileTolerancesEndInSomeTool)
 {
     const Points points = Planar::ToPolyline(ConvexTool{4, 1, kHalfPi, 6, 0.7, 3, 20}, 0.01).points;
-    for (const double tolerance : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(), 1e-9, 1.0,
-                                   2.0, 1e3, std::numeric_limits<double>::infinity()}) {
+    for (const double tolerance :
+         {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(), 1e-9, 1e-300, 1.0, 2.0, 1e3,
+          std::numeric_limits<double>::infinity()}) {
         SCOPED_TRACE(tolerance);
         const auto report = Mill::ConvexToolFromPolyline(points, tolerance);
         EXPECT_LE(report.hullDeviation, 10);
@@ -511,6 +512,8 @@ TEST(BestConvexToolFromPolyline, HostileBoundsSurvive)
         EXPECT_EQ(report.hullDeviation, std::numeric_limits<double>::max());
     }
     EXPECT_LE(Mill::BestConvexToolFromPolyline(points, -1.0, -1.0).hullDeviation, 10);
+    // A hundred times this is infinite.
+    EXPECT_EQ(Mill::BestConvexToolFromPolyline(points, 1e307, 1e307).tool, ConvexTool{});
     EXPECT_LE(Mill::BestConvexToolFromPolyline(points, -0.5, 0.5).hullDeviation, 0.5);
 }
 

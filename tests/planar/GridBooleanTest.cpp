@@ -71,7 +71,8 @@ TEST(GridBoolean, AgreesWithTheLibrarysOwnSearchForCrossings)
 TEST(GridBoolean, RefusesSpansThatTheScanlineCannotBear)
 {
     for (const long long size : {kLargestGridSpan, kLargestGridSpan + 1}) {
-        const GridLoop square{{-5, -5}, {size - 5, -5}, {size - 5, size - 5}, {-5, size - 5}, {-5, -5}};
+        const GridLoop square{
+            {-5, -5}, {size - 5, -5}, {size - 5, size - 5}, {-5, size - 5}, {-5, -5}};
         std::vector<GridEdge> edges;
         AppendEdges({square}, 0, edges);
         std::vector<GridLoop> loops{{}};
@@ -172,6 +173,10 @@ TEST(CutAtCells, CutsWhereTheCellIsPassedAndItsUpperSidesAreNotPartOfIt)
     // Through the corner (1/2, 1/2), which belongs to the cell of (1, 1) alone.
     const GridEdge falling{{0, 1}, {1, 0}, {1, 0}};
     EXPECT_EQ(pieces(falling, {1, 1}), 2U);
+    EXPECT_EQ(pieces(falling, {0, 0}), 1U);
+    const GridEdge rising{{0, 0}, {1, 1}, {1, 0}};
+    EXPECT_EQ(pieces(rising, {0, 1}), 1U);
+    EXPECT_EQ(pieces(rising, {1, 0}), 1U);
     EXPECT_EQ(pieces({{4, 4}, {9, 4}, {1, 0}}, {6, 5}), 1U);
     EXPECT_EQ(pieces({{4, 4}, {4, 9}, {1, 0}}, {4, 6}), 2U);
 }
@@ -192,6 +197,16 @@ TEST(SweepGraph, FindsEdgesThatMeetElsewhereThanAtTheirEnds)
     }
     EXPECT_GT(found, 50);
     EXPECT_LT(found, 299);
+}
+
+TEST(SweepGraph, FindsEdgesThatLieOnEachOther)
+{
+    std::vector<std::array<int, 2>> pairs;
+    for (const GridPoint& end : {GridPoint(4, 4), GridPoint(0, 5), GridPoint(5, 0)}) {
+        const GridPoint half(end.x() * 2, end.y() * 2);
+        const GridGraph graph = MakeGraph({{{0, 0}, end, {1, 0}}, {{0, 0}, half, {1, 0}}});
+        EXPECT_FALSE(SweepGraph(graph, Keep::FirstSet, false, pairs));
+    }
 }
 
 TEST(MergeBundles, AddsUpWhatRunsAlongALineButForRounding)

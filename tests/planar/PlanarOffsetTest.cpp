@@ -615,6 +615,30 @@ TYPED_TEST(PlanarOffsetTest, BadInputGivesNothing)
     PlanarOffset(hostile, T(1), kTol<T>);
 }
 
+// Sides and arcs that come out shorter than what ends are linked by leave gaps a little wider than
+// that. The curve goes on behind them.
+TEST(PlanarOffsetDouble, NoisyOutlinesStayWhole)
+{
+    Random random(5);
+    for (int trial = 0; trial < 12; ++trial) {
+        SCOPED_TRACE(trial);
+        std::vector<Vec2d> corners;
+        for (int i = 0; i < 1000; ++i) {
+            const double angle = 2 * kHalfTurn * i / 1000;
+            const double radius = 10 + random.Between(-0.01, 0.01);
+            corners.push_back({radius * std::cos(angle), radius * std::sin(angle)});
+        }
+        corners.push_back(corners.front());
+        const auto outline = Lines(corners);
+        for (const double distance : {-0.05, 0.05}) {
+            SCOPED_TRACE(distance);
+            const auto offset = PlanarOffset(outline, distance, 1e-3);
+            ExpectClosed(offset, 1);
+            EXPECT_NEAR(std::fabs(AreaOf(offset[0])), kHalfTurn * std::pow(10 + distance, 2), 0.6);
+        }
+    }
+}
+
 /// Closed and counter-clockwise, `count` sides of a wave round a circle of radius 100.
 PolyArcSegBase<double> Wave(int count)
 {
