@@ -18,6 +18,12 @@ struct Stretch {
     Vec3d q; // misses the facet
 };
 
+/// A height between two others that rounding may have put beyond them.
+double Between(double z, double a, double b)
+{
+    return std::clamp(z, std::min(a, b), std::max(a, b));
+}
+
 /// False for a facet that the line misses, and for an upright one, which stops a tool by its edges.
 bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
 {
@@ -53,8 +59,7 @@ bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
         if ((beside[i] < 0.0 && beside[j] > 0.0) || (beside[i] > 0.0 && beside[j] < 0.0)) {
             const double share = beside[i] / (beside[i] - beside[j]);
             const Vec3d crossing = corner[i] + (corner[j] - corner[i]) * share;
-            const auto [bottom, top] = std::minmax(corner[i].z(), corner[j].z());
-            extend(onLine(crossing), std::clamp(crossing.z(), bottom, top));
+            extend(onLine(crossing), Between(crossing.z(), corner[i].z(), corner[j].z()));
         }
     }
     if (!(first[0] <= last[0])) {
@@ -71,8 +76,8 @@ bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
         stretch.foot = stretch.q;
     } else {
         const double share = -first[0] / (last[0] - first[0]);
-        const auto [bottom, top] = std::minmax(first[1], last[1]);
-        stretch.foot = {0.0, 0.0, std::clamp(first[1] + (last[1] - first[1]) * share, bottom, top)};
+        stretch.foot = {0.0, 0.0,
+                        Between(first[1] + (last[1] - first[1]) * share, first[1], last[1])};
     }
     return true;
 }
