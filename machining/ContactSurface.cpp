@@ -294,7 +294,7 @@ bool RunBatch(const std::vector<Vec2d>& positions, const Tree::ProgressCallback&
     usable.reserve(positions.size());
     numbers.reserve(positions.size());
     for (std::size_t i = 0; i < positions.size(); ++i) {
-        if (Math::Impl::IsUsable(positions[i])) {
+        if (Impl::IsWithinReach(positions[i])) {
             usable.push_back(positions[i]);
             numbers.push_back(i);
         }

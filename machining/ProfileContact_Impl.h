@@ -35,15 +35,19 @@ using ContactReport = ConvexToolContact::ContactReport;
 /// upright.
 inline constexpr double kMatch = 1e-12;
 
-/// Coordinates relative to the axis, and z, beyond which a triangle is passed over: the fourth
-/// powers of radii and the squares of normals stay finite below it.
+/// Coordinates beyond which a triangle is passed over, and so is a position: the fourth powers of
+/// radii and the squares of normals stay finite below it.
 inline constexpr double kLargestReach = 1e70;
 
-/// A triangle, or an edge, that can be dropped on. False for NaN.
-inline bool IsWithinReach(const Vec3d& p)
+/// False for NaN.
+template <int N>
+bool IsWithinReach(const VecBase<N, double>& p)
 {
-    return std::fabs(p.x()) <= kLargestReach && std::fabs(p.y()) <= kLargestReach &&
-           std::fabs(p.z()) <= kLargestReach;
+    bool isWithin = true;
+    for (int axis = 0; axis < N; ++axis) {
+        isWithin &= std::fabs(p[axis]) <= kLargestReach;
+    }
+    return isWithin;
 }
 
 /// A closed interval of r; empty when low > high.

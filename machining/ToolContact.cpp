@@ -21,30 +21,28 @@ bool RelativeTo(const Vec2d& axis, const Vec3d* corner, std::array<Vec3d, N>& re
     bool isUsable = true;
     for (std::size_t i = 0; i < N; ++i) {
         relative[i] = corner[i] - origin;
-        isUsable &= Impl::IsWithinReach(relative[i]);
+        isUsable &= Impl::IsWithinReach(corner[i]);
     }
     return isUsable;
 }
 
 /// False when all of it lies beside the tool. With a margin for places between the corners, which
-/// are rounded.
+/// are rounded, and for radii whose squares vanish.
 template <std::size_t N>
 bool IsBelow(const std::array<Vec3d, N>& corner, double radius)
 {
     constexpr double kMargin = 1e-12;
-    for (int axis = 0; axis < 2; ++axis) {
-        double low = corner[0][axis];
-        double high = low;
-        for (std::size_t i = 1; i < N; ++i) {
-            low = std::min(low, corner[i][axis]);
-            high = std::max(high, corner[i][axis]);
-        }
-        const double reach = radius + kMargin * (radius + (high - low));
-        if (low > reach || high < -reach) {
-            return false;
+    Vec3d low = corner[0];
+    Vec3d high = corner[0];
+    for (const Vec3d& p : corner) {
+        for (int axis = 0; axis < 3; ++axis) {
+            low[axis] = std::min(low[axis], p[axis]);
+            high[axis] = std::max(high[axis], p[axis]);
         }
     }
-    return true;
+    const double size = Math::Impl::LargestMagnitude(high - low);
+    const double reach = radius + Impl::kMatch + kMargin * (radius + size);
+    return low.x() <= reach && high.x() >= -reach && low.y() <= reach && high.y() >= -reach;
 }
 
 template <std::size_t N>
@@ -70,7 +68,7 @@ ContactReport DropInOrder(const Impl::ProfileContact& profile, double limit, con
                           const std::vector<Vec3d>& points, const Drop& drop)
 {
     ContactReport report = FreshReport(xy);
-    if (points.size() % N != 0) {
+    if (points.size() % N != 0 || !Impl::IsWithinReach(xy)) {
         return report;
     }
     std::array<Vec3d, N> corner;
@@ -115,7 +113,7 @@ ContactReport ConvexToolContact::DropToHeight(double limit, const VecBase<2, dou
                                               const std::vector<VecBase<3, double>>& soup) const
 {
     ContactReport report = FreshReport(xy);
-    if (soup.size() % 3 != 0) {
+    if (soup.size() % 3 != 0 || !Impl::IsWithinReach(xy)) {
         return report;
     }
     const Impl::ProfileContact profile(profile_, ranges_);
