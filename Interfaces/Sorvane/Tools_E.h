@@ -197,7 +197,13 @@ extern template SORVANE_API PolylineDataBase<double> ToPolyline<Mill::Cylindrica
 // Other types are refused by the compiler and not by the linker: see Supported_E.h.
 /// @cond
 // clang-format off
+namespace Velk::Math::Sorvane::Planar {
+template <class T> requires(!SupportedReal<T>) void ToPolyline(const Mill::ConvexStandardToolBase<T>&, T) = delete;
+template <class T> requires(!SupportedReal<T>) void ToPolyline(const Mill::CylindricalToolBase<T>&, T) = delete;
+} // namespace Velk::Math::Sorvane::Planar
 namespace Velk::Math::Sorvane::Mill {
+template <class T> requires(!SupportedReal<T>) void PolyArcSegFromTool(const ConvexStandardToolBase<T>&) = delete;
+template <class T> requires(!SupportedReal<T>) void PolyArcSegFromTool(const CylindricalToolBase<T>&) = delete;
 template <class T> requires(!SupportedReal<T>) void ConvexToolFromPolyline(const std::vector<VecBase<2, T>>&, T) = delete;
 template <class T> requires(!SupportedReal<T>) void CylindricalToolFromPolyline(const std::vector<VecBase<2, T>>&, T) = delete;
 template <class T> requires(!SupportedReal<T>) void BestConvexToolFromPolyline(const std::vector<VecBase<2, T>>&, T, T) = delete;
