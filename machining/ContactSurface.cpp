@@ -239,7 +239,7 @@ struct ContactSurface::State {
             });
     }
 
-    /// The deepest offence of the parts with the tip at a position, if it is deeper than
+    /// The deepest offense of the parts with the tip at a position, if it is deeper than
     /// `allowance`.
     GougeReport Gouge(const std::vector<PreparedPart>& parts, const Vec3d& tip,
                       double allowance) const
