@@ -1,17 +1,18 @@
 // Drops on a prepared mesh.
 //
-// Three bounds tell that a triangle cannot hold the tool higher than it stands, from the cheapest
-// to the dearest: the top of a box less the profile at the box's distance from the axis, the height
-// of the tool on the triangle's plane, and the top of an edge. Each holds for the numbers as they
-// are computed, so that no bit of a height depends on the order in which triangles are tried, nor
-// on the one that comes first: that which stopped the tool at the position before.
+// Three bounds tell that a triangle cannot hold the tool higher than it stands: the top of a box
+// less the profile at the box's distance from the axis, the triangle against a cone that touches
+// the profile, and the top of an edge. Each holds for the numbers as they are computed, so that no
+// bit of a height depends on the order in which triangles are tried, nor on the one that comes
+// first: that which stopped the tool at the position before.
 
 #include <Sorvane/ContactSurface_E.h>
 
 #include "machining/ProfileContact_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Values_Impl.h"
 #include "trees/BoxHierarchy_Impl.h"
-#include "trees/CurveOrder_Impl.h"
+#include "triangulation/CurveOrder_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -44,29 +45,11 @@ Box BoxOf(const Corners& corner)
     return box;
 }
 
-/// A triangle in the order of the leaves, with what its plane's bound needs.
+/// A triangle in the order of the leaves.
 struct Facet {
     Corners corner;
-    Vec3d normal;  // unit and upward; zero when the facet is upright or has no area
-    double offset; // along the normal, from the middle of the whole: no corner lies beyond it
     int number;
 };
-
-Facet FacetOf(const Corners& corner, int number, const Vec3d& middle)
-{
-    Facet facet{corner, {}, 0.0, number};
-    const Vec3d normal = (corner[1] - corner[0]) ^ (corner[2] - corner[0]);
-    const double length = std::sqrt(normal * normal);
-    // A needle's normal has no digits, and serves all the same: whatever the direction, the corners
-    // lie below the plane of this offset.
-    if (normal.z() != 0.0 && length > 0.0) {
-        facet.normal = normal * ((normal.z() < 0.0 ? -1.0 : 1.0) / length);
-        facet.offset =
-            std::max({facet.normal * (corner[0] - middle), facet.normal * (corner[1] - middle),
-                      facet.normal * (corner[2] - middle)});
-    }
-    return facet;
-}
 
 /// The lowest point of a profile at a distance from the axis or beyond, or somewhat lower: by the
 /// squared distance, from a table.
@@ -206,7 +189,6 @@ void AddUsable(const Corners& corner, std::size_t number, std::vector<Corners>& 
 struct ContactSurface::State {
     std::vector<Facet> facets; // in the order of the leaves
     Hierarchy boxes;
-    Vec3d middle;
     double slack = 0; // what bounds may be off by, for a surface of this size
 
     State(const std::vector<Corners>& triangles, const std::vector<int>& numbers)
@@ -220,28 +202,12 @@ struct ContactSurface::State {
         if (boxes.IsEmpty()) {
             return;
         }
-        const Vec3d low = boxes.Whole().min;
-        const Vec3d high = boxes.Whole().max;
-        middle = low * 0.5 + high * 0.5;
-        slack = kRounding * Math::Impl::LargestMagnitude(high - low);
+        slack = kRounding * Math::Impl::LargestMagnitude(boxes.Whole().max - boxes.Whole().min);
         facets.reserve(triangles.size());
         for (const std::int32_t place : boxes.Order()) {
             const auto i = static_cast<std::size_t>(place);
-            facets.push_back(FacetOf(triangles[i], numbers[i], middle));
+            facets.push_back({triangles[i], numbers[i]});
         }
-    }
-
-    /// Can the plane of the facet hold the tool higher than `height`?
-    bool MayHold(const Facet& facet, const PreparedTool& tool, const Vec2d& xy, double height) const
-    {
-        if (facet.normal.z() == 0.0) {
-            return true;
-        }
-        const Vec3d tip = Vec3d{xy.x(), xy.y(), height} - middle;
-        const double above = facet.normal * tip - facet.offset;
-        const double reach = tool.profile.Reach(facet.normal);
-        const double rounding = slack + kRounding * (tool.profile.Radius() + std::fabs(above));
-        return above - reach <= rounding;
     }
 
     /// Lowers the tool at `report.position`, from the height that the report tells. `guess` is the
@@ -252,8 +218,9 @@ struct ContactSurface::State {
         const auto dropOn = [&](std::size_t place) {
             const Facet& facet = facets[place];
             const double before = report.height;
-            if (before == kNothing || MayHold(facet, tool, xy, before)) {
-                tool.profile.DropOnTriangle(RelativeTo(xy, facet.corner), facet.number, report);
+            const Corners corner = RelativeTo(xy, facet.corner);
+            if (before == kNothing || !tool.profile.IsBelowCone(corner, before, slack)) {
+                tool.profile.DropOnTriangle(corner, facet.number, report);
                 guess = report.height > before ? place : guess;
             }
         };
@@ -272,7 +239,7 @@ struct ContactSurface::State {
             });
     }
 
-    /// The deepest offence of the parts with the tip at a position, if it is deeper than
+    /// The deepest offense of the parts with the tip at a position, if it is deeper than
     /// `allowance`.
     GougeReport Gouge(const std::vector<PreparedPart>& parts, const Vec3d& tip,
                       double allowance) const
@@ -299,9 +266,9 @@ struct ContactSurface::State {
                 },
                 [&](const Tree::Impl::HierarchyLeaf& leaf) {
                     const Facet& facet = facets[leaf.first];
-                    if (MayHold(facet, part.tool, report.position, report.height)) {
-                        DropOnPartBelow(top, RelativeTo(report.position, facet.corner),
-                                        facet.number, part.tool.profile, report);
+                    const Corners corner = RelativeTo(report.position, facet.corner);
+                    if (!part.tool.profile.IsBelowCone(corner, report.height, slack)) {
+                        DropOnPartBelow(top, corner, facet.number, part.tool.profile, report);
                     }
                 });
             if (report.triangle >= 0) {
@@ -315,18 +282,30 @@ struct ContactSurface::State {
 
 namespace {
 
-/// Runs `answer(number of a position, guess)` for each of them, in parallel. False when canceled.
+/// Runs `answer(number of a position, guess)` in parallel, neighbors in the plane one after the
+/// other. Positions out of reach of any triangle, and those that are not finite, are passed over.
+/// False when canceled.
 template <class Answer>
 bool RunBatch(const std::vector<Vec2d>& positions, const Tree::ProgressCallback& progress,
               const Answer& answer)
 {
-    const std::vector<Tree::Impl::BatchPoint> batch = Tree::Impl::AlongTheCurve(positions);
+    std::vector<Vec2d> usable;
+    std::vector<std::size_t> numbers;
+    usable.reserve(positions.size());
+    numbers.reserve(positions.size());
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+        if (Impl::IsWithinReach(positions[i])) {
+            usable.push_back(positions[i]);
+            numbers.push_back(i);
+        }
+    }
+    const auto batch = HalfEdge::Impl::PlacesAlongCurve<std::uint32_t>(usable);
     for (std::size_t first = 0; first < batch.size(); first += kPositionsPerReport) {
         const std::size_t last = std::min(first + kPositionsPerReport, batch.size());
         Parallel::Impl::ApplyParallelChunks(first, last, [&](std::size_t from, std::size_t to) {
             std::size_t guess = std::numeric_limits<std::size_t>::max();
             for (std::size_t i = from; i < to; ++i) {
-                answer(static_cast<std::size_t>(batch[i].number), guess);
+                answer(numbers[static_cast<std::size_t>(batch[i].point)], guess);
             }
         });
         if (progress && !progress(static_cast<double>(last) / static_cast<double>(batch.size()))) {

@@ -6,6 +6,9 @@ namespace Velk::Math::Sorvane::Mill::Impl {
 
 namespace {
 
+/// Rounding of a place on a circle of radius 1.
+constexpr double kBend = 1e-12;
+
 /// The stretch of a facet's line of steepest slope, relative to the axis that the line passes
 /// below.
 struct Stretch {
@@ -14,6 +17,12 @@ struct Stretch {
              // axis
     Vec3d q; // misses the facet
 };
+
+/// A height between two others that rounding may have put beyond them.
+double Between(double z, double a, double b)
+{
+    return std::clamp(z, std::min(a, b), std::max(a, b));
+}
 
 /// False for a facet that the line misses, and for an upright one, which stops a tool by its edges.
 bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
@@ -50,8 +59,7 @@ bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
         if ((beside[i] < 0.0 && beside[j] > 0.0) || (beside[i] > 0.0 && beside[j] < 0.0)) {
             const double share = beside[i] / (beside[i] - beside[j]);
             const Vec3d crossing = corner[i] + (corner[j] - corner[i]) * share;
-            const auto [bottom, top] = std::minmax(corner[i].z(), corner[j].z());
-            extend(onLine(crossing), std::clamp(crossing.z(), bottom, top));
+            extend(onLine(crossing), Between(crossing.z(), corner[i].z(), corner[j].z()));
         }
     }
     if (!(first[0] <= last[0])) {
@@ -68,8 +76,8 @@ bool SteepestStretch(const std::array<Vec3d, 3>& corner, Stretch& stretch)
         stretch.foot = stretch.q;
     } else {
         const double share = -first[0] / (last[0] - first[0]);
-        const auto [bottom, top] = std::minmax(first[1], last[1]);
-        stretch.foot = {0.0, 0.0, std::clamp(first[1] + (last[1] - first[1]) * share, bottom, top)};
+        stretch.foot = {0.0, 0.0,
+                        Between(first[1] + (last[1] - first[1]) * share, first[1], last[1])};
     }
     return true;
 }
@@ -80,6 +88,8 @@ ProfileContact::ProfileContact(const Planar::PolyArcSegBase<double>& profile,
                                const std::vector<Vec2d>& ranges)
 {
     const std::size_t elementCount = std::min(profile.elements.size(), ranges.size());
+    double endHeight = 0.0; // of the profile so far
+    double endSlope = 0.0;
     for (std::size_t i = 0; i < elementCount && count_ < kMostElements; ++i) {
         Slot slot;
         slot.number = static_cast<int>(i);
@@ -96,6 +106,21 @@ ProfileContact::ProfileContact(const Planar::PolyArcSegBase<double>& profile,
         }
         const double bottom = slot.isRound ? slot.round.Bottom(range) : slot.straight.Bottom(range);
         bottom_ = count_ == 0 ? bottom : std::min(bottom_, bottom);
+        const auto slopeAt = [&slot](double r) {
+            return slot.isRound ? slot.round.SlopeAt(r) : slot.straight.Slope();
+        };
+        const auto heightAt = [&slot](double r) {
+            return slot.isRound ? slot.round.HeightAt(r) : slot.straight.HeightAt(r);
+        };
+        // The slope at a joint that is smooth has the rounding of an arc's end.
+        const double fall = slopeAt(range.low) >= endSlope ? 0.0 : endSlope - slopeAt(range.low);
+        const bool isSteeper = fall <= kBend * std::pow(1.0 + endSlope * endSlope, 1.5);
+        bend_ = std::max(bend_, fall);
+        isConvex_ = isConvex_ && std::fabs(range.low - radius_) <= kMatch * (1.0 + radius_) &&
+                    std::fabs(heightAt(range.low) - endHeight) <= kMatch * (1.0 + endHeight) &&
+                    isSteeper;
+        endHeight = heightAt(range.high);
+        endSlope = slopeAt(range.high);
         radius_ = std::max(radius_, range.high);
         slots_[count_++] = slot;
     }

@@ -35,15 +35,19 @@ using ContactReport = ConvexToolContact::ContactReport;
 /// upright.
 inline constexpr double kMatch = 1e-12;
 
-/// Coordinates relative to the axis, and z, beyond which a triangle is passed over: the fourth
-/// powers of radii and the squares of normals stay finite below it.
+/// Coordinates beyond which a triangle is passed over, and so is a position: the fourth powers of
+/// radii and the squares of normals stay finite below it.
 inline constexpr double kLargestReach = 1e70;
 
-/// A triangle, or an edge, that can be dropped on. False for NaN.
-inline bool IsWithinReach(const Vec3d& p)
+/// False for NaN.
+template <int N>
+bool IsWithinReach(const VecBase<N, double>& p)
 {
-    return std::fabs(p.x()) <= kLargestReach && std::fabs(p.y()) <= kLargestReach &&
-           std::fabs(p.z()) <= kLargestReach;
+    bool isWithin = true;
+    for (int axis = 0; axis < N; ++axis) {
+        isWithin &= std::fabs(p[axis]) <= kLargestReach;
+    }
+    return isWithin;
 }
 
 /// A closed interval of r; empty when low > high.
@@ -198,13 +202,8 @@ public:
         return low_.y() + slope_ * (r - low_.x());
     }
 
-    /// Greatest s r - c z of its points.
-    double Reach(double s, double c) const
-    {
-        const double lowReach = s * low_.x() - c * (isUpright_ ? bottom_ : low_.y());
-        return isUpright_ ? lowReach : std::max(lowReach, s * high_.x() - c * high_.y());
-    }
-
+    /// Infinite for an upright one.
+    double Slope() const { return isUpright_ ? std::numeric_limits<double>::infinity() : slope_; }
     /// Where the straight stretch would touch within both: nowhere but at an end.
     bool TouchesInside(const StraightTarget&, double&) const { return false; }
     /// Where a hyperbola has the slope of the element.
@@ -251,13 +250,12 @@ public:
         return center_.y() - std::sqrt(std::max((radius_ - beside) * (radius_ + beside), 0.0));
     }
 
-    /// Greatest s r - c z of its points, for s^2 + c^2 = 1.
-    double Reach(double s, double c) const
+    /// Infinite at the rim of the circle.
+    double SlopeAt(double r) const
     {
-        const double r = std::clamp(center_.x() + radius_ * s, range_.low, range_.high);
-        return s * r - c * HeightAt(r);
+        const double beside = r - center_.x();
+        return beside / std::sqrt(std::max((radius_ - beside) * (radius_ + beside), 0.0));
     }
-
     /// Where the circle has the slope of the stretch.
     bool TouchesInside(const StraightTarget& target, double& r) const
     {
@@ -403,15 +401,37 @@ public:
         return bottom;
     }
 
-    /// How far the tool reaches beyond its tip against an upward unit normal: the tip of a tool
-    /// that rests on a plane is that far from it, along the normal.
-    double Reach(const Vec3d& normal) const
+    /// Is no triangle with these corners, relative to the axis, able to hold the tool above
+    /// `height`? Told from a cone: the profile lies above its tangent at the middle's distance r0
+    /// from the axis,
+    ///     z(r) >= z(r0) + slope (r - r0),
+    /// and r is no smaller than the distance along the direction of the middle. So the tip's height
+    /// is below a linear function over the triangle, which has its greatest value at a corner.
+    /// False is no answer. `slack` is what coordinates may be off by.
+    bool IsBelowCone(const std::array<Vec3d, 3>& corner, double height, double slack) const
     {
-        const double s = std::sqrt(normal.x() * normal.x() + normal.y() * normal.y());
-        const double c = normal.z();
-        double reach = -std::numeric_limits<double>::infinity();
-        ForEach([&](const auto& element, int) { reach = std::max(reach, element.Reach(s, c)); });
-        return reach;
+        const double x = (corner[0].x() + corner[1].x() + corner[2].x()) / 3.0;
+        const double y = (corner[0].y() + corner[1].y() + corner[2].y()) / 3.0;
+        const double r0 = std::sqrt(x * x + y * y);
+        double z0 = 0.0;
+        double slope = -1.0;
+        if (!isConvex_ || !TangentAt(r0, z0, slope) || !(slope >= 0.0)) {
+            return false;
+        }
+        const double ux = r0 > 0.0 ? x / r0 : 0.0;
+        const double uy = r0 > 0.0 ? y / r0 : 0.0;
+        double bound = -std::numeric_limits<double>::infinity();
+        double farthest = 0.0;
+        for (const Vec3d& p : corner) {
+            const double along = ux * p.x() + uy * p.y();
+            bound = std::max(bound, p.z() - z0 - slope * (along - r0));
+            farthest = std::max(farthest, std::fabs(along));
+        }
+        constexpr double kRounding = 1e-12;
+        const double reach = r0 + farthest;
+        const double rounding =
+            slack + bend_ * reach + kRounding * (z0 + std::fabs(height) + (slope + 1.0) * reach);
+        return bound + rounding < height;
     }
 
     /// Lowers the tool on the two stretches from `foot` to p and to q, all three relative to the
@@ -458,6 +478,21 @@ private:
         RoundElement round;
     };
 
+    /// Height and slope of the profile at r; false beyond it.
+    bool TangentAt(double r, double& height, double& slope) const
+    {
+        for (std::size_t i = 0; i < count_; ++i) {
+            const Slot& slot = slots_[i];
+            const RadialRange range = slot.isRound ? slot.round.Range() : slot.straight.Range();
+            if (r >= range.low && r <= range.high) {
+                height = slot.isRound ? slot.round.HeightAt(r) : slot.straight.HeightAt(r);
+                slope = slot.isRound ? slot.round.SlopeAt(r) : slot.straight.Slope();
+                return true;
+            }
+        }
+        return false;
+    }
+
     static Vec2d ProfilePoint(const Vec3d& p)
     {
         return {std::sqrt(p.x() * p.x() + p.y() * p.y()), p.z()};
@@ -493,6 +528,8 @@ private:
     std::size_t count_ = 0;
     double radius_ = 0.0;
     double bottom_ = 0.0;
+    bool isConvex_ = true; // its elements follow each other outward, none flatter than the last
+    double bend_ = 0.0;    // by which a slope falls all the same, by rounding
 };
 
 } // namespace Velk::Math::Sorvane::Mill::Impl

@@ -21,30 +21,28 @@ bool RelativeTo(const Vec2d& axis, const Vec3d* corner, std::array<Vec3d, N>& re
     bool isUsable = true;
     for (std::size_t i = 0; i < N; ++i) {
         relative[i] = corner[i] - origin;
-        isUsable &= Impl::IsWithinReach(relative[i]);
+        isUsable &= Impl::IsWithinReach(corner[i]);
     }
     return isUsable;
 }
 
 /// False when all of it lies beside the tool. With a margin for places between the corners, which
-/// are rounded.
+/// are rounded, and for radii whose squares vanish.
 template <std::size_t N>
 bool IsBelow(const std::array<Vec3d, N>& corner, double radius)
 {
     constexpr double kMargin = 1e-12;
-    for (int axis = 0; axis < 2; ++axis) {
-        double low = corner[0][axis];
-        double high = low;
-        for (std::size_t i = 1; i < N; ++i) {
-            low = std::min(low, corner[i][axis]);
-            high = std::max(high, corner[i][axis]);
-        }
-        const double reach = radius + kMargin * (radius + (high - low));
-        if (low > reach || high < -reach) {
-            return false;
+    Vec3d low = corner[0];
+    Vec3d high = corner[0];
+    for (const Vec3d& p : corner) {
+        for (int axis = 0; axis < 3; ++axis) {
+            low[axis] = std::min(low[axis], p[axis]);
+            high[axis] = std::max(high[axis], p[axis]);
         }
     }
-    return true;
+    const double size = Math::Impl::LargestMagnitude(high - low);
+    const double reach = radius + Impl::kMatch + kMargin * (radius + size);
+    return low.x() <= reach && high.x() >= -reach && low.y() <= reach && high.y() >= -reach;
 }
 
 template <std::size_t N>
@@ -66,17 +64,17 @@ ContactReport FreshReport(const Vec2d& xy)
 
 /// Lowers the tool on items of N points in their order: drop(corners, number, report).
 template <std::size_t N, class Drop>
-ContactReport DropInOrder(double radius, double limit, const Vec2d& xy,
+ContactReport DropInOrder(const Impl::ProfileContact& profile, double limit, const Vec2d& xy,
                           const std::vector<Vec3d>& points, const Drop& drop)
 {
     ContactReport report = FreshReport(xy);
-    if (points.size() % N != 0) {
+    if (points.size() % N != 0 || !Impl::IsWithinReach(xy)) {
         return report;
     }
     std::array<Vec3d, N> corner;
     for (std::size_t first = 0; first < points.size(); first += N) {
-        if (!RelativeTo(xy, &points[first], corner) || !IsBelow(corner, radius) ||
-            TopOf(corner) < report.height) {
+        if (!RelativeTo(xy, &points[first], corner) || !IsBelow(corner, profile.Radius()) ||
+            TopOf(corner) - profile.Bottom() < report.height) {
             continue;
         }
         drop(corner, static_cast<int>(first / N), report);
@@ -115,23 +113,23 @@ ContactReport ConvexToolContact::DropToHeight(double limit, const VecBase<2, dou
                                               const std::vector<VecBase<3, double>>& soup) const
 {
     ContactReport report = FreshReport(xy);
-    if (soup.size() % 3 != 0) {
+    if (soup.size() % 3 != 0 || !Impl::IsWithinReach(xy)) {
         return report;
     }
+    const Impl::ProfileContact profile(profile_, ranges_);
     // From the highest top on down, and of equal tops in the order of the soup. A heap, since the
     // drop ends at the first triangle that lies below the height found; the rest is never sorted.
     using Candidate = std::pair<double, int>;
     std::vector<Candidate> heap;
     Corners corner;
     for (std::size_t first = 0; first < soup.size(); first += 3) {
-        if (RelativeTo(xy, &soup[first], corner) && IsBelow(corner, radius_)) {
+        if (RelativeTo(xy, &soup[first], corner) && IsBelow(corner, profile.Radius())) {
             heap.emplace_back(-TopOf(corner), static_cast<int>(first / 3));
         }
     }
     std::make_heap(heap.begin(), heap.end(), std::greater<>{});
 
-    const Impl::ProfileContact profile(profile_, ranges_);
-    while (!heap.empty() && !(-heap.front().first < report.height)) {
+    while (!heap.empty() && !(-heap.front().first - profile.Bottom() < report.height)) {
         const int triangle = heap.front().second;
         RelativeTo(xy, &soup[3 * static_cast<std::size_t>(triangle)], corner);
         profile.DropOnTriangle(corner, triangle, report);
@@ -149,7 +147,7 @@ ConvexToolContact::DropFacesToHeight(double limit, const VecBase<2, double>& xy,
                                      const std::vector<VecBase<3, double>>& soup) const
 {
     const Impl::ProfileContact profile(profile_, ranges_);
-    return DropInOrder<3>(radius_, limit, xy, soup,
+    return DropInOrder<3>(profile, limit, xy, soup,
                           [&](const Corners& corner, int triangle, ContactReport& report) {
                               profile.DropOnFacet(corner, triangle, report);
                           });
@@ -160,7 +158,7 @@ ConvexToolContact::DropEdgesToHeight(double limit, const VecBase<2, double>& xy,
                                      const std::vector<VecBase<3, double>>& pairs) const
 {
     const Impl::ProfileContact profile(profile_, ranges_);
-    return DropInOrder<2>(radius_, limit, xy, pairs,
+    return DropInOrder<2>(profile, limit, xy, pairs,
                           [&](const std::array<Vec3d, 2>& end, int edge, ContactReport& report) {
                               profile.DropOnEdge(end[0], end[1], edge, report);
                           });

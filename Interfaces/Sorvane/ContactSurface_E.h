@@ -3,9 +3,8 @@
 //
 //     const Mill::ContactSurface part(mesh.points, mesh.indices);
 //     const Mill::ConvexToolContact ball({.lowerCornerRadius = 5, .lowerCornerAngle = pi / 2});
-//     const auto drops = part.DropOnRaster(ball, {.origin = low, .step = {0.5, 0.5}, .columns =
-//     100, .rows = 100}, {});
-//     // drops.heights[row * 100 + column]
+//     const Mill::DropRaster raster{low, {0.5, 0.5}, 100, 100};
+//     const auto drops = part.DropOnRaster(ball, raster, {});     // heights[row * 100 + column]
 //
 // Triangles lie in a hierarchy of boxes. Under a tool whole boxes are passed over: those beside it,
 // and those of which no triangle can hold it higher than it stands already. A few triangles are
@@ -34,9 +33,8 @@ struct SORVANE_API DropRaster {
 
 /// Where a tool stops at each of many positions, by the number of the position.
 struct SORVANE_API SurfaceDrops {
-    std::vector<double>
-        heights; ///< of the tip; the most negative finite value where nothing is touched
-    std::vector<int> triangles; ///< the one that stops the tool; -1: none
+    std::vector<double> heights; ///< of the tip; the most negative finite value: nothing is touched
+    std::vector<int> triangles;  ///< the one that stops the tool; -1: none
 
     friend bool operator==(const SurfaceDrops&, const SurfaceDrops&) = default;
 };
@@ -52,8 +50,7 @@ struct SORVANE_API ToolPart {
 /// How a tool stands at one position.
 struct SORVANE_API GougeReport {
     bool isClear = true; ///< no part of the tool is in the mesh by more than was allowed
-    double depth =
-        0; ///< of the deepest offence: how far the part would have to be lifted; 0 when clear
+    double depth = 0; ///< by which the part that offends most would have to be lifted; 0 when clear
     int triangle = -1; ///< the one that reaches in so far; -1 when clear
     int part = -1;     ///< the number of the part; -1 when clear
 
@@ -87,10 +84,11 @@ public:
     /// Triangles that can be touched.
     std::size_t TriangleCount() const;
 
-    /// Lowers the tool at each position. The heights have the bits of `ConvexToolContact::DropAt`;
-    /// of triangles that stop the tool at exactly the same height any one is told, the same in
-    /// every run. About O(log n) for each position of a tool that covers few triangles. Neighbors
-    /// in space are dropped one after the other, whatever their order in the list.
+    /// Lowers the tool at each of up to 2^31 - 1 positions. The heights have the bits of
+    /// `ConvexToolContact::DropAt`; of triangles that stop the tool at exactly the same height any
+    /// one is told, the same in every run. About O(log n) for each position of a tool that covers
+    /// few triangles. Neighbors in space are dropped one after the other, whatever their order in
+    /// the list.
     SurfaceDrops DropAtPoints(const ConvexToolContact& tool,
                               const std::vector<VecBase<2, double>>& positions,
                               const Tree::ProgressCallback& progress) const;
@@ -110,7 +108,7 @@ public:
     /// A part offends by as much as it would have to be lifted to stand on the triangles that are
     /// in its reach (up to its own end): depth 0 is a touch. A position is clear when no part
     /// offends by more than `allowance`; a negative one asks for as much clearance, upward. NaN
-    /// counts as 0. Of offences of equal depth the one of the first part is told, and of its
+    /// counts as 0. Of offenses of equal depth the one of the first part is told, and of its
     /// triangles any one, the same in every run. A position that is not finite is clear: nothing is
     /// there.
     std::vector<GougeReport> FindGouges(const std::vector<ToolPart>& parts,

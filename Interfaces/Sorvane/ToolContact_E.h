@@ -27,12 +27,12 @@ namespace Velk::Math::Sorvane::Mill {
 
 /// A convex tool that is dropped on triangles and edges.
 ///
-/// A value; drops read it only, so that one object serves many threads. Triangles and edges are
-/// passed over when a coordinate is not finite or farther than 1e70 from the axis or from z = 0; so
-/// nothing is touched at a position that is not finite. A tool without a profile touches nothing.
+/// A value; drops read it only, so that one object serves many threads. Triangles and edges are passed over
+/// when a coordinate is not finite or beyond 1e70, and at such a position nothing is touched. A tool without
+/// a profile touches nothing.
 ///
-/// Of a profile that turns back toward the axis above its widest place (a taper angle below 0) the
-/// part below that place counts: what comes down from above meets nothing else.
+/// Of a profile that turns back toward the axis above its widest place (a taper angle below 0) the part
+/// below that place counts: what comes down from above meets nothing else.
 class SORVANE_API ConvexToolContact {
 public:
     /// Where the tool stopped.

@@ -77,7 +77,7 @@ TEST_F(DropCutterProgram, TheTableHoldsTheHeightsOfEachTool)
     for (const Case& c : cases) {
         SCOPED_TRACE(c.tool.name);
         std::vector<std::string> words = c.words;
-        words.insert(words.end(), {"--step", "19", "--stepover", "23", "--table", "heights.csv"});
+        words.insert(words.end(), {"--step", "27", "--stepover", "31", "--table", "heights.csv"});
         const ProgramRun run = Run(words);
         EXPECT_EQ(run.code, 0) << run.errors;
         const std::vector<Row> rows = RowsOf(folder_ / "heights.csv");

@@ -120,6 +120,64 @@ TEST(ContactSurface, ArrangementsFullOfTiesGiveTheBitsOfSingleDrops)
     }
 }
 
+TEST(ContactSurface, FineMeshesGiveTheBitsOfSingleDrops)
+{
+    // Neighbors hold the tool up by next to nothing more or less than the one that stops it.
+    const Soup soup = Grid(
+        50, 1.5, [](double x, double y) { return 0.1 * std::sin(3 * x + 1) * std::cos(2 * y); });
+    const ContactSurface surface(soup);
+    Support::Random random(107);
+    const std::vector<Vec2d> positions = RandomPositions(random, 25, 0.25);
+    for (const ShapedTool& tool : Support::ToolsOfAllKinds()) {
+        SCOPED_TRACE(tool.name);
+        auto record = tool.record;
+        for (double* length : {&record.tipRadius, &record.lowerCornerRadius, &record.taperHeight,
+                               &record.upperCornerRadius}) {
+            *length *= 0.02;
+        }
+        const ConvexToolContact contact(record);
+        ExpectSingleDrops(surface.DropAtPoints(contact, positions, {}), contact, soup, positions);
+    }
+}
+
+TEST(ContactSurface, ToolsThatAreNotConvexGiveTheBitsOfSingleDrops)
+{
+    const std::vector<Mill::ConvexStandardToolBase<double>> records{
+        // A dovetail, a lollipop, a corner that is hollow, a cone of negative height, a steep cone
+        // in front
+        // of a flat round.
+        {.tipRadius = 4, .taperHeight = 3, .taperAngle = -0.6, .shankLength = 9},
+        {.lowerCornerRadius = 4,
+         .lowerCornerAngle = M_PI / 2,
+         .taperAngle = -0.7,
+         .shankLength = 9},
+        {.tipRadius = 1,
+         .lowerCornerRadius = 3,
+         .lowerCornerAngle = 0.3,
+         .taperHeight = 1,
+         .taperAngle = 1.3},
+        {.tipRadius = 1, .taperHeight = -2, .taperAngle = -0.9, .shankLength = 9},
+        {.taperHeight = 3, .taperAngle = 0.4, .upperCornerRadius = 9, .shankLength = 2},
+        {.tipRadius = 1,
+         .lowerCornerRadius = 2,
+         .lowerCornerAngle = 3,
+         .taperHeight = 1,
+         .taperAngle = 0.5}};
+    Support::Random random(108);
+    for (std::size_t i = 0; i < records.size(); ++i) {
+        SCOPED_TRACE(i);
+        const ConvexToolContact contact(records[i]);
+        const Soup soup = Support::RandomSoup(random, 300, 12.0);
+        const std::vector<Vec2d> positions = RandomPositions(random, 40, 14.0);
+        ExpectSingleDrops(ContactSurface(soup).DropAtPoints(contact, positions, {}), contact, soup,
+                          positions);
+        const Soup waves =
+            Grid(25, 10, [](double x, double y) { return 3 * std::sin(x) * std::cos(y); });
+        ExpectSingleDrops(ContactSurface(waves).DropAtPoints(contact, positions, {}), contact,
+                          waves, positions);
+    }
+}
+
 TEST(ContactSurface, FarFromTheOriginGivesTheBitsOfSingleDrops)
 {
     Support::Random random(103);

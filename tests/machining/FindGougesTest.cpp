@@ -211,7 +211,7 @@ TEST(FindGouges, RandomStacksAgainstASearchOverTheTriangles)
     Support::Random random(112);
     const std::vector<ShapedTool> shapes = Support::ToolsOfAllKinds();
     int clear = 0;
-    int offences = 0;
+    int offenses = 0;
     for (int trial = 0; trial < 150; ++trial) {
         SCOPED_TRACE(trial);
         const Soup soup = Support::RandomSoup(random, 8, 15.0);
@@ -252,7 +252,7 @@ TEST(FindGouges, RandomStacksAgainstASearchOverTheTriangles)
             continue; // a touch: either is right
         }
         ASSERT_EQ(gouge.isClear, deepest < 0);
-        (gouge.isClear ? clear : offences) += 1;
+        (gouge.isClear ? clear : offenses) += 1;
         if (!gouge.isClear) {
             // The search comes to the greatest depth from below, within 1e-4 where the profile is
             // steep.
@@ -264,7 +264,7 @@ TEST(FindGouges, RandomStacksAgainstASearchOverTheTriangles)
         }
     }
     EXPECT_GT(clear, 10);
-    EXPECT_GT(offences, 10);
+    EXPECT_GT(offenses, 10);
 }
 
 TEST(FindGouges, HostileInputIsClearOrLeftOut)

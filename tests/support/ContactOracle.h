@@ -171,6 +171,12 @@ double GreatestOf(const Function& function, double low, double high)
 inline double LowestTipOver(const TriangleCorners& corner, const ShapedTool& tool)
 {
     using Velk::Math::Vec3d;
+    for (int axis = 0; axis < 2; ++axis) {
+        const auto [low, high] = std::minmax({corner[0][axis], corner[1][axis], corner[2][axis]});
+        if (low > tool.radius || high < -tool.radius) {
+            return Oracle::kNothing;
+        }
+    }
     const auto overChord = [&](double s) {
         const Vec3d p = corner[0] + (corner[1] - corner[0]) * s;
         const Vec3d q = corner[0] + (corner[2] - corner[0]) * s;
