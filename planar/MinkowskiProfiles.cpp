@@ -438,6 +438,12 @@ double NoLessThanRounding(double tol, const Segments& segments)
     return std::max(rounding, tol);
 }
 
+Loops<double> CommonRegions(const Polyline& a, const Loops<double>& others, double tol,
+                            double floor)
+{
+    return CommonStretches(CutPair(a, others, tol), floor);
+}
+
 bool ClipOverlapped(const Polyline& a, const Loops<double>& others, Loops<double>& aPart,
                     Loops<double>& bPart, double givenTol, double floor)
 {
