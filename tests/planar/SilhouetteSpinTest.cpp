@@ -13,6 +13,8 @@
 #include <limits>
 #include <new>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -221,9 +223,13 @@ TEST(SilhouetteSpin, ManyThreadsGiveTheSameOutline)
 // rounds to more than that of the rim it would have no radius.
 TEST(SilhouetteSpin, TheTopmostCornerIsKept)
 {
-    for (const double top : {0.7, 1.1, 2.3, 5.9, 1e-3, 1e5 / 3}) {
+    const std::vector<std::pair<double, double>> cases{
+        {0.7, 0.02}, {1e5 / 3, 1e3}, // whole parts of the height, or not
+        {0.2, 0.07}, {0.4, 0.07},    {1.3, 0.1}, {1.9, 0.05}};
+    EXPECT_GT(3 * 0.2 / 3, 0.2); // rounds to more, as those that follow do
+    for (const auto& [top, step] : cases) {
         const auto outline = SpinBoundary<double>(
-            TurnedBody({{0, 0}, {top, 0}, {3 * top, top}, {0, top}}, 40), top / 37);
+            TurnedBody({{0, 0}, {top, 0}, {3 * top, top}, {0, top}}, 40), step);
         EXPECT_NEAR(outline[outline.size() - 3].x() / top, 3, 1e-9) << top;
         EXPECT_EQ(outline[outline.size() - 3].y(), top);
     }
