@@ -32,20 +32,25 @@ constexpr double kSlack = 1e-6;
 struct Grid {
     Vec2d corner;
     double cell = 1;
+    double perCell = 1; // 1 / cell
     int columns = 1;
     int rows = 1;
 
+    /// Rounding moves a border between cells by less than the slack that paddings have.
     int Clamped(double offset, int count) const
     {
-        const double number = std::floor(offset / cell);
+        const double number = offset * perCell;
         return number > 0 ? static_cast<int>(std::min(number, static_cast<double>(count - 1))) : 0;
     }
     int Column(double x) const { return Clamped(x - corner.x(), columns); }
     int Row(double y) const { return Clamped(y - corner.y(), rows); }
 };
 
+/// Cells for each span. Spans often lie along curves, which leave most cells empty.
+constexpr double kCellsPerSpan = 4;
+
 /// Cells as large as the mean extent, so that the spans enter O(n) of them in all, and no more
-/// cells than about three for each span.
+/// cells than a few for each span.
 Grid GridFor(const Spans& spans)
 {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -65,10 +70,12 @@ Grid GridFor(const Spans& spans)
     const double width = high.x() - low.x();
     const double height = high.y() - low.y();
     grid.corner = low;
-    grid.cell = std::max({meanExtent, std::sqrt(width / count) * std::sqrt(height),
-                          std::max(width, height) / count, std::numeric_limits<double>::min()});
-    grid.columns = static_cast<int>(std::min(width / grid.cell, count)) + 1;
-    grid.rows = static_cast<int>(std::min(height / grid.cell, count)) + 1;
+    const double most = std::min(kCellsPerSpan * count, 1e9); // they are counted in int
+    grid.cell = std::max({meanExtent, std::sqrt(width / most) * std::sqrt(height),
+                          std::max(width, height) / most, std::numeric_limits<double>::min()});
+    grid.perCell = 1 / grid.cell;
+    grid.columns = static_cast<int>(std::min(width / grid.cell, most)) + 1;
+    grid.rows = static_cast<int>(std::min(height / grid.cell, most)) + 1;
     return grid;
 }
 
@@ -269,10 +276,21 @@ Cells Rasterize(const Spans& spans, const Grid& grid)
 {
     const std::size_t cellCount =
         static_cast<std::size_t>(grid.columns) * static_cast<std::size_t>(grid.rows);
+    // Sorting into buckets goes over everything twice.
+    struct Entry {
+        std::size_t cell;
+        int number;
+    };
+    std::vector<Entry> entries;
+    entries.reserve(2 * spans.size());
+    for (std::size_t number = 0; number < spans.size(); ++number) {
+        VisitCells(grid, spans[number], [&](std::size_t cell) {
+            entries.push_back({cell, static_cast<int>(number)});
+        });
+    }
     return Cells(cellCount, [&](const auto& put) {
-        for (std::size_t number = 0; number < spans.size(); ++number) {
-            VisitCells(grid, spans[number],
-                       [&](std::size_t cell) { put(cell, static_cast<int>(number)); });
+        for (const Entry& entry : entries) {
+            put(entry.cell, entry.number);
         }
     });
 }

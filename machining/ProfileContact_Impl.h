@@ -198,6 +198,13 @@ public:
         return low_.y() + slope_ * (r - low_.x());
     }
 
+    /// Greatest s r - c z of its points.
+    double Reach(double s, double c) const
+    {
+        const double lowReach = s * low_.x() - c * (isUpright_ ? bottom_ : low_.y());
+        return isUpright_ ? lowReach : std::max(lowReach, s * high_.x() - c * high_.y());
+    }
+
     /// Where the straight stretch would touch within both: nowhere but at an end.
     bool TouchesInside(const StraightTarget&, double&) const { return false; }
     /// Where a hyperbola has the slope of the element.
@@ -242,6 +249,13 @@ public:
     {
         const double beside = r - center_.x();
         return center_.y() - std::sqrt(std::max((radius_ - beside) * (radius_ + beside), 0.0));
+    }
+
+    /// Greatest s r - c z of its points, for s^2 + c^2 = 1.
+    double Reach(double s, double c) const
+    {
+        const double r = std::clamp(center_.x() + radius_ * s, range_.low, range_.high);
+        return s * r - c * HeightAt(r);
     }
 
     /// Where the circle has the slope of the stretch.
@@ -313,6 +327,16 @@ inline Vec2d RangeOf(const Planar::ArcSegBase<double>& element)
             goesBack ? arc->center.x() + Geometry::Radius(*arc) : end.x()};
 }
 
+inline std::vector<Vec2d> RangesOf(const Planar::PolyArcSegBase<double>& profile)
+{
+    std::vector<Vec2d> ranges;
+    ranges.reserve(profile.elements.size());
+    for (const Planar::ArcSegBase<double>& element : profile.elements) {
+        ranges.push_back(RangeOf(element));
+    }
+    return ranges;
+}
+
 /// Contact of an element with a straight stretch.
 template <class Element>
 void TouchStretch(const Element& element, const StraightTarget& target, int triangle, int number,
@@ -377,6 +401,17 @@ public:
             }
         });
         return bottom;
+    }
+
+    /// How far the tool reaches beyond its tip against an upward unit normal: the tip of a tool
+    /// that rests on a plane is that far from it, along the normal.
+    double Reach(const Vec3d& normal) const
+    {
+        const double s = std::sqrt(normal.x() * normal.x() + normal.y() * normal.y());
+        const double c = normal.z();
+        double reach = -std::numeric_limits<double>::infinity();
+        ForEach([&](const auto& element, int) { reach = std::max(reach, element.Reach(s, c)); });
+        return reach;
     }
 
     /// Lowers the tool on the two stretches from `foot` to p and to q, all three relative to the

@@ -26,6 +26,27 @@ bool RelativeTo(const Vec2d& axis, const Vec3d* corner, std::array<Vec3d, N>& re
     return isUsable;
 }
 
+/// False when all of it lies beside the tool. With a margin for places between the corners, which
+/// are rounded.
+template <std::size_t N>
+bool IsBelow(const std::array<Vec3d, N>& corner, double radius)
+{
+    constexpr double kMargin = 1e-12;
+    for (int axis = 0; axis < 2; ++axis) {
+        double low = corner[0][axis];
+        double high = low;
+        for (std::size_t i = 1; i < N; ++i) {
+            low = std::min(low, corner[i][axis]);
+            high = std::max(high, corner[i][axis]);
+        }
+        const double reach = radius + kMargin * (radius + (high - low));
+        if (low > reach || high < -reach) {
+            return false;
+        }
+    }
+    return true;
+}
+
 template <std::size_t N>
 double TopOf(const std::array<Vec3d, N>& corner)
 {
@@ -45,8 +66,8 @@ ContactReport FreshReport(const Vec2d& xy)
 
 /// Lowers the tool on items of N points in their order: drop(corners, number, report).
 template <std::size_t N, class Drop>
-ContactReport DropInOrder(double limit, const Vec2d& xy, const std::vector<Vec3d>& points,
-                          const Drop& drop)
+ContactReport DropInOrder(double radius, double limit, const Vec2d& xy,
+                          const std::vector<Vec3d>& points, const Drop& drop)
 {
     ContactReport report = FreshReport(xy);
     if (points.size() % N != 0) {
@@ -54,7 +75,8 @@ ContactReport DropInOrder(double limit, const Vec2d& xy, const std::vector<Vec3d
     }
     std::array<Vec3d, N> corner;
     for (std::size_t first = 0; first < points.size(); first += N) {
-        if (!RelativeTo(xy, &points[first], corner) || TopOf(corner) < report.height) {
+        if (!RelativeTo(xy, &points[first], corner) || !IsBelow(corner, radius) ||
+            TopOf(corner) < report.height) {
             continue;
         }
         drop(corner, static_cast<int>(first / N), report);
@@ -68,12 +90,10 @@ ContactReport DropInOrder(double limit, const Vec2d& xy, const std::vector<Vec3d
 } // namespace
 
 ConvexToolContact::ConvexToolContact(const ConvexStandardToolBase<double>& tool)
-    : tool_(tool), profile_(PolyArcSegFromTool(tool))
+    : tool_(tool), profile_(PolyArcSegFromTool(tool)), ranges_(Impl::RangesOf(profile_))
 {
-    ranges_.reserve(profile_.elements.size());
-    for (const Planar::ArcSegBase<double>& element : profile_.elements) {
-        ranges_.push_back(Impl::RangeOf(element));
-        radius_ = std::max({radius_, ranges_.back()[0], ranges_.back()[1]});
+    for (const Vec2d& range : ranges_) {
+        radius_ = std::max({radius_, range[0], range[1]});
     }
 }
 
@@ -102,10 +122,9 @@ ContactReport ConvexToolContact::DropToHeight(double limit, const VecBase<2, dou
     // drop ends at the first triangle that lies below the height found; the rest is never sorted.
     using Candidate = std::pair<double, int>;
     std::vector<Candidate> heap;
-    heap.reserve(soup.size() / 3);
     Corners corner;
     for (std::size_t first = 0; first < soup.size(); first += 3) {
-        if (RelativeTo(xy, &soup[first], corner)) {
+        if (RelativeTo(xy, &soup[first], corner) && IsBelow(corner, radius_)) {
             heap.emplace_back(-TopOf(corner), static_cast<int>(first / 3));
         }
     }
@@ -130,7 +149,7 @@ ConvexToolContact::DropFacesToHeight(double limit, const VecBase<2, double>& xy,
                                      const std::vector<VecBase<3, double>>& soup) const
 {
     const Impl::ProfileContact profile(profile_, ranges_);
-    return DropInOrder<3>(limit, xy, soup,
+    return DropInOrder<3>(radius_, limit, xy, soup,
                           [&](const Corners& corner, int triangle, ContactReport& report) {
                               profile.DropOnFacet(corner, triangle, report);
                           });
@@ -141,7 +160,7 @@ ConvexToolContact::DropEdgesToHeight(double limit, const VecBase<2, double>& xy,
                                      const std::vector<VecBase<3, double>>& pairs) const
 {
     const Impl::ProfileContact profile(profile_, ranges_);
-    return DropInOrder<2>(limit, xy, pairs,
+    return DropInOrder<2>(radius_, limit, xy, pairs,
                           [&](const std::array<Vec3d, 2>& end, int edge, ContactReport& report) {
                               profile.DropOnEdge(end[0], end[1], edge, report);
                           });

@@ -21,11 +21,13 @@
 #include <Velk/Math/Tolerances_E.h>
 
 #include "mathbase/GeometryArc_Impl.h"
+#include "mathbase/SymmetricEigen_Impl.h"
 #include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <optional>
 
@@ -34,11 +36,10 @@ namespace Velk::Math::Geometry {
 namespace {
 
 using Impl::LeftNormal;
+using Math::Impl::Matrix3;
 using Math::Impl::Narrowed;
 using Math::Impl::Widened;
 
-/// Sweeps of Jacobi rotations: convergence is quadratic and takes about five for a 3x3 matrix.
-constexpr int kJacobiSweeps = 30;
 /// Gauss-Newton steps: three to six are usual, noise comparable with the radius takes tens.
 constexpr int kGaussNewtonSteps = 100;
 /// Step, in units of the points' rms distance, at which the geometric fit has come to rest.
@@ -156,54 +157,12 @@ std::optional<Normalized> Normalize(const std::vector<VecBase<2, T>>& source)
     return thickness > rounding ? std::optional(std::move(local)) : std::nullopt;
 }
 
-using Matrix3 = std::array<std::array<double, 3>, 3>;
-
-/// Turns the symmetric matrix `m`, and the columns of `vectors` with it, in the plane of axes p and
-/// q such that m[p][q] vanishes.
-void JacobiRotation(Matrix3& m, Matrix3& vectors, int p, int q)
+/// Unit eigenvector of the least eigenvalue of a symmetric matrix.
+Vec3d LeastEigenvector(const Matrix3& m)
 {
-    if (m[p][q] == 0) {
-        return;
-    }
-    const double theta = (m[q][q] - m[p][p]) / (2 * m[p][q]);
-    const double t = std::copysign(1.0, theta) / (std::abs(theta) + std::hypot(theta, 1.0));
-    const double c = 1 / std::sqrt(t * t + 1);
-    const double s = t * c;
-    const int other = 3 - p - q;
-    const double change = t * m[p][q];
-    m[p][p] -= change;
-    m[q][q] += change;
-    m[p][q] = m[q][p] = 0;
-    const double toP = m[other][p];
-    const double toQ = m[other][q];
-    m[other][p] = m[p][other] = c * toP - s * toQ;
-    m[other][q] = m[q][other] = s * toP + c * toQ;
-    for (auto& row : vectors) {
-        const double atP = row[p];
-        const double atQ = row[q];
-        row[p] = c * atP - s * atQ;
-        row[q] = s * atP + c * atQ;
-    }
-}
-
-/// Unit eigenvector of the least eigenvalue of a symmetric matrix, by cyclic Jacobi rotations,
-/// which find small eigenvalues of a positive matrix to their own relative precision.
-std::array<double, 3> LeastEigenvector(Matrix3 m)
-{
-    Matrix3 vectors{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
-    for (int sweep = 0; sweep < kJacobiSweeps; ++sweep) {
-        if (m[0][1] == 0 && m[0][2] == 0 && m[1][2] == 0) {
-            break;
-        }
-        JacobiRotation(m, vectors, 0, 1);
-        JacobiRotation(m, vectors, 0, 2);
-        JacobiRotation(m, vectors, 1, 2);
-    }
-    int least = 0;
-    for (int i = 1; i < 3; ++i) {
-        least = m[i][i] < m[least][least] ? i : least;
-    }
-    return {vectors[0][least], vectors[1][least], vectors[2][least]};
+    const Math::Impl::Eigen3 eigen = Math::Impl::EigenOf(m);
+    const auto least = std::min_element(eigen.values.begin(), eigen.values.end());
+    return eigen.vectors[static_cast<std::size_t>(least - eigen.values.begin())];
 }
 
 /// Taubin's circle in the points' own frame, where the mean of x^2 + y^2 is 1. The radius is not
@@ -224,9 +183,9 @@ Circle TaubinCircle(const std::vector<Vec2d>& points)
             m[i][j] = m[j][i];
         }
     }
-    // The first component is 2 A; D is -A, because the mean of the whole form vanishes.
-    const auto [twiceA, b, c] = LeastEigenvector(m);
-    const Vec2d center = Vec2d{-b, -c} / twiceA; // NaN for a line
+    // Components 2 A, B and C; D is -A, because the mean of the whole form vanishes.
+    const Vec3d form = LeastEigenvector(m);
+    const Vec2d center = Vec2d{-form[1], -form[2]} / form[0]; // NaN for a line
     return {center, std::hypot(Length(center), 1.0)};
 }
 

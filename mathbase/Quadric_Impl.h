@@ -1,12 +1,13 @@
-// Symmetric 3 x 3 matrices: their eigenvalues, pseudo-inverses and least-squares solutions, without
-// allocation. The kernels behind quadric error functions.
+// Symmetric 3 x 3 matrices: pseudo-inverses and least-squares solutions, without allocation. The
+// kernels behind quadric error functions.
 //
-// Eigenvalues by cyclic Jacobi rotations (C. G. J. Jacobi, 1846), which lose no digits however the
-// values lie. Where the rank alone is asked for and no singular value lies near the limit, the
-// characteristic polynomial tells it at a tenth of the cost: Newton's method brackets its greatest
-// root, and the signs of its derivatives at the limit count the roots beyond (F. Budan, 1807; exact
-// since all roots are real).
+// By eigenvalues (`SymmetricEigen_Impl.h`), which lose no digits however they lie. Where the rank
+// alone is asked for and no singular value lies near the limit, the characteristic polynomial tells
+// it at a tenth of the cost: Newton's method brackets its greatest root, and the signs of its
+// derivatives at the limit count the roots beyond (F. Budan, 1807; exact since all roots are real).
 #pragma once
+
+#include "mathbase/SymmetricEigen_Impl.h"
 
 #include <Velk/Math/Matrix_E.h>
 
@@ -14,7 +15,6 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <utility>
 
 namespace Velk::Math::Impl {
 
@@ -37,53 +37,9 @@ inline Symmetric3 UpperTriangle(const MatBase<3, 3, double>& m)
 /// What counts as the greatest singular value where it is smaller, so that a zero matrix divides.
 inline constexpr double kSingularFloor = 1e-24;
 
-/// Eigenvalues and unit eigenvectors, in no order.
-struct Eigen3 {
-    std::array<double, 3> values;
-    std::array<Vec3d, 3> vectors;
-};
-
 inline Eigen3 EigenOf(const Symmetric3& m)
 {
-    double a[3][3] = {{m.xx, m.xy, m.xz}, {m.xy, m.yy, m.yz}, {m.xz, m.yz, m.zz}};
-    Eigen3 result;
-    result.vectors = {Vec3d{1, 0, 0}, Vec3d{0, 1, 0}, Vec3d{0, 0, 1}};
-    // Each sweep squares what is left beside the diagonal, four or five leave nothing. The cap ends
-    // it for matrices that are not finite, too.
-    constexpr int kSweeps = 12;
-    for (int sweep = 0; sweep < kSweeps; ++sweep) {
-        for (int p = 0; p < 2; ++p) {
-            for (int q = p + 1; q < 3; ++q) {
-                if (a[p][q] == 0.0) {
-                    continue;
-                }
-                const double theta = (a[q][q] - a[p][p]) / (2.0 * a[p][q]);
-                const double t = (theta >= 0.0 ? 1.0 : -1.0) /
-                                 (std::fabs(theta) + std::sqrt(theta * theta + 1.0));
-                const double c = 1.0 / std::sqrt(t * t + 1.0);
-                const double s = t * c;
-                const int r = 3 - p - q;
-                const double along = t * a[p][q];
-                a[p][p] -= along;
-                a[q][q] += along;
-                a[p][q] = a[q][p] = 0.0;
-                const double rp = a[r][p];
-                const double rq = a[r][q];
-                a[r][p] = a[p][r] = c * rp - s * rq;
-                a[r][q] = a[q][r] = s * rp + c * rq;
-                Vec3d& vp = result.vectors[static_cast<std::size_t>(p)];
-                Vec3d& vq = result.vectors[static_cast<std::size_t>(q)];
-                const Vec3d before = vp;
-                vp = vp * c - vq * s;
-                vq = before * s + vq * c;
-            }
-        }
-        if (a[0][1] == 0.0 && a[0][2] == 0.0 && a[1][2] == 0.0) {
-            break;
-        }
-    }
-    result.values = {a[0][0], a[1][1], a[2][2]};
-    return result;
+    return EigenOf(Matrix3{{{m.xx, m.xy, m.xz}, {m.xy, m.yy, m.yz}, {m.xz, m.yz, m.zz}}});
 }
 
 /// The singular values of `m`, each with its reciprocal, 0 for those that count as zero: of which
@@ -228,8 +184,8 @@ inline int SolveSemidefinite(const Symmetric3& m, const Vec3d& r, double toleran
             break;
         }
     }
-    // The root errs by the polynomial's rounding over the slope there, and the projection by that over
-    // the distance to the next root: where both are near the limit, the digits are gone.
+    // The root errs by the polynomial's rounding over the slope there, and the projection by that
+    // over the distance to the next root: where both are near the limit, the digits are gone.
     constexpr double kLeastGap = 1e-3;
     const double slope = p.SlopeAt(least);
     if (!(std::fabs(slope) > kLeastGap * greatest * greatest)) {

@@ -15,6 +15,8 @@
 #include <cmath>
 #include <cstddef>
 #include <functional>
+#include <limits>
+#include <optional>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Planar {
@@ -32,41 +34,67 @@ std::vector<T> Sorted(std::vector<T> parameters)
     return parameters;
 }
 
-/// The joints of a chain by their parameters.
+/// The joints of a chain by their parameters, as they are before they are rounded to T.
 template <class T>
 class Knots {
 public:
+    /// `tol` not negative.
     Knots(const PolyArcSegBase<T>& chain, bool normalized, T tol)
-        : places_(PolyArcSegParameters(chain, normalized)), tol_(tol)
+        : places_(RunningLengths(chain)), tol_(tol), coordinateRounding_(RoundingOf(chain.elements))
     {
+        if (!normalized) {
+            return;
+        }
+        unit_ = places_.back();
+        if (unit_ != 0.0) {
+            for (double& place : places_) {
+                place /= unit_;
+            }
+            coordinateRounding_ /= unit_;
+        }
     }
 
     std::size_t Count() const { return places_.size(); }
-    T operator[](std::size_t knot) const { return places_[knot]; }
-
-    /// Number of the first knot that isn't below the parameter by more than the tolerance.
-    std::size_t NotBefore(T parameter) const
+    double operator[](std::size_t knot) const { return places_[knot]; }
+    /// Length of the chain by which parameters are multiples of it, 1 for lengths.
+    double Unit() const { return unit_; }
+    /// What is no farther from a parameter is the same place: the tolerance or, where it is larger,
+    /// the rounding.
+    double Reach(double parameter) const
     {
-        const auto knot = std::partition_point(places_.begin(), places_.end(),
-                                               [&](T place) { return parameter - place > tol_; });
+        // What is a rounding beyond the tolerance here may be within it where an element is cut.
+        constexpr double kRounding = static_cast<double>(std::numeric_limits<T>::epsilon());
+        const double size = std::fabs(parameter);
+        return std::max({tol_ + kRounding * size, coordinateRounding_, RoundingAt<T>(size)});
+    }
+
+    /// Number of the first knot that isn't below the parameter by more than the reach.
+    std::size_t NotBefore(double parameter) const
+    {
+        const double reach = Reach(parameter);
+        const auto knot = std::partition_point(places_.begin(), places_.end(), [&](double place) {
+            return parameter - place > reach;
+        });
         return static_cast<std::size_t>(knot - places_.begin());
     }
 
-    bool IsAt(std::size_t knot, T parameter) const
+    bool IsAt(std::size_t knot, double parameter) const
     {
-        return knot < Count() && std::fabs(parameter - places_[knot]) <= tol_;
+        return knot < Count() && std::fabs(parameter - places_[knot]) <= Reach(parameter);
     }
 
     /// Is the parameter on the chain, and neither at its start nor at its end?
-    bool IsInside(T parameter) const
+    bool IsInside(double parameter) const
     {
         return parameter > places_.front() && parameter < places_.back() && !IsAt(0, parameter) &&
                !IsAt(Count() - 1, parameter);
     }
 
 private:
-    std::vector<T> places_;
-    T tol_;
+    std::vector<double> places_;
+    double unit_ = 1.0;
+    double tol_;
+    double coordinateRounding_;
 };
 
 /// A chain with more joints, and what became of the old ones.
@@ -92,7 +120,7 @@ BrokenChain<T> Unbroken(const PolyArcSegBase<T>& chain)
 /// `sorted` as from `Sorted`, `tol` not negative.
 template <class T>
 BrokenChain<T> Break(const PolyArcSegBase<T>& chain, const Knots<T>& knots,
-                     const std::vector<T>& sorted, bool normalized, T tol)
+                     const std::vector<T>& sorted, T tol)
 {
     BrokenChain<T> broken;
     broken.chain.tolerance = chain.tolerance;
@@ -103,7 +131,6 @@ BrokenChain<T> Break(const PolyArcSegBase<T>& chain, const Knots<T>& knots,
     }
 
     const std::vector<double> lengths = RunningLengths(chain);
-    const double unit = normalized ? lengths.back() : 1.0;
     broken.chain.elements.reserve(chain.elements.size() + broken.fresh.size());
     broken.firstPiece.reserve(knots.Count());
     auto next = std::upper_bound(broken.fresh.begin(), broken.fresh.end(), knots[0]);
@@ -111,7 +138,7 @@ BrokenChain<T> Break(const PolyArcSegBase<T>& chain, const Knots<T>& knots,
     for (std::size_t i = 0; i < chain.elements.size(); ++i) {
         local.clear();
         for (; next != broken.fresh.end() && *next < knots[i + 1]; ++next) {
-            local.push_back(static_cast<T>(static_cast<double>(*next) * unit - lengths[i]));
+            local.push_back(static_cast<T>(static_cast<double>(*next) * knots.Unit() - lengths[i]));
         }
         std::vector<ArcSegBase<T>>& elements = broken.chain.elements;
         broken.firstPiece.push_back(elements.size());
@@ -129,18 +156,23 @@ BrokenChain<T> Break(const PolyArcSegBase<T>& chain, const Knots<T>& knots,
     return broken;
 }
 
-/// Number of the element of the broken chain at which the chain comes apart for `parameter`.
+/// Number of the element of the broken chain at which the chain comes apart for `parameter`, which
+/// is inside: the one after the first joint, old or new, that isn't below it by more than the
+/// reach.
 template <class T>
 std::size_t CutOf(T parameter, const BrokenChain<T>& broken, const Knots<T>& knots)
 {
     const std::size_t knot = knots.NotBefore(parameter);
     const std::size_t cut = broken.firstPiece[knot];
-    if (knots.IsAt(knot, parameter) || knot == 0 || cut == broken.firstPiece[knot - 1] + 1) {
+    const auto& fresh = broken.fresh;
+    const double reach = knots.Reach(parameter);
+    const auto own = std::partition_point(fresh.begin(), fresh.end(),
+                                          [&](double place) { return parameter - place > reach; });
+    if (own == fresh.end() || *own >= knots[knot] || knot == 0 ||
+        cut == broken.firstPiece[knot - 1] + 1) {
         return cut; // an old joint, or the one that ends an element left whole
     }
-    const auto& fresh = broken.fresh;
-    const auto first = std::upper_bound(fresh.begin(), fresh.end(), knots[knot - 1]);
-    const auto own = std::lower_bound(first, fresh.end(), parameter);
+    const auto first = std::upper_bound(fresh.begin(), own, knots[knot - 1]);
     return broken.firstPiece[knot - 1] + 1 + static_cast<std::size_t>(own - first);
 }
 
@@ -167,31 +199,49 @@ std::vector<PolyArcSegBase<T>> Parted(const PolyArcSegBase<T>& chain,
 /// Length parameters of the points that lie on the chain.
 template <class T>
 std::vector<T> ParametersOf(const PolyArcSegBase<T>& chain,
-                            const std::vector<VecBase<2, T>>& points, T reach)
+                            const std::vector<VecBase<2, T>>& points, T tol)
 {
-    std::vector<T> parameters = PointParametersOnPolyArcSeg(chain, points, reach);
+    std::vector<T> parameters =
+        PointParametersOnPolyArcSeg(chain, points, Reach(tol, chain.elements));
     std::erase(parameters, T{-1});
     return parameters;
 }
 
-/// `tol`, or the rounding of the chain's coordinates where that is larger.
+/// The same, ascending, and of those that are one place the first alone: where a chain meets
+/// several others in nearly one point, one joint serves all.
 template <class T>
-T ReachOfComputed(const PolyArcSegBase<T>& chain, T tol)
+std::vector<T> PlacesOf(const PolyArcSegBase<T>& chain, const std::vector<VecBase<2, T>>& points,
+                        T tol)
 {
-    double size = 0.0;
-    for (const ArcSegBase<T>& element : chain.elements) {
-        const double own = SizeOf(element);
-        size = own <= Math::Impl::kLargestCoordinate ? std::max(size, own) : size;
+    const Knots<T> knots(chain, false, AtLeastZero(tol));
+    std::vector<T> places;
+    double last = -std::numeric_limits<double>::infinity();
+    for (const T place : Sorted(ParametersOf(chain, points, tol))) {
+        if (knots.IsAt(knots.NotBefore(place), place)) {
+            places.push_back(place);
+        } else if (place - last > knots.Reach(place)) {
+            places.push_back(place);
+            last = place;
+        }
     }
-    return std::max(AtLeastZero(tol), static_cast<T>(RoundingAt<T>(size)));
+    return places;
+}
+
+/// By how much the rounding of coordinates may turn the tangents of an element, as a sine.
+template <class T>
+double TangentRounding(const ArcSegBase<T>& element)
+{
+    const ArcBase<T>* const arc = element.AsArc();
+    const double extent = arc != nullptr ? Distance(arc->center, arc->start) : WideLength(element);
+    return extent > 0.0 ? RoundingAt<T>(SizeOf(element)) / extent : 0.0;
 }
 
 /// On which side of a direction a tangent points: the sign of their cross product.
 template <class T>
-int SideOf(const VecBase<2, T>& tangent, const VecBase<2, T>& direction, T tol)
+int SideOf(const VecBase<2, T>& tangent, const VecBase<2, T>& direction, double tol)
 {
     const double cross = Widened(tangent) ^ Widened(direction);
-    if (std::fabs(cross) <= static_cast<double>(tol)) {
+    if (std::fabs(cross) <= tol) {
         return 0;
     }
     return cross > 0 ? 1 : -1;
@@ -248,14 +298,14 @@ PolyArcSegBase<T> BreakAtParams(const PolyArcSegBase<T>& chain, const std::vecto
 {
     const T reach = AtLeastZero(tol);
     const Knots<T> knots(chain, normalized, reach);
-    return Break(chain, knots, Sorted(parameters), normalized, reach).chain;
+    return Break(chain, knots, Sorted(parameters), reach).chain;
 }
 
 template <class T>
 PolyArcSegBase<T> BreakAtPoints(const PolyArcSegBase<T>& chain,
                                 const std::vector<VecBase<2, T>>& points, T tol)
 {
-    return BreakAtParams(chain, ParametersOf(chain, points, AtLeastZero(tol)), false, tol);
+    return BreakAtParams(chain, ParametersOf(chain, points, tol), false, tol);
 }
 
 template <class T>
@@ -268,7 +318,7 @@ std::vector<PolyArcSegBase<T>> Split(const PolyArcSegBase<T>& chain,
     if (std::none_of(sorted.begin(), sorted.end(), [&](T p) { return knots.IsInside(p); })) {
         return {chain};
     }
-    const BrokenChain<T> broken = Break(chain, knots, sorted, normalized, reach);
+    const BrokenChain<T> broken = Break(chain, knots, sorted, reach);
     std::vector<std::size_t> cuts;
     for (const T parameter : sorted) {
         if (knots.IsInside(parameter)) {
@@ -282,15 +332,14 @@ template <class T>
 std::vector<PolyArcSegBase<T>> SplitAtPoints(const PolyArcSegBase<T>& chain,
                                              const std::vector<VecBase<2, T>>& points, T tol)
 {
-    return Split(chain, ParametersOf(chain, points, AtLeastZero(tol)), false, tol);
+    return Split(chain, ParametersOf(chain, points, tol), false, tol);
 }
 
 template <class T>
 PolyArcSegBase<T> Impl::BreakAtComputedPoints(const PolyArcSegBase<T>& chain,
                                               const std::vector<VecBase<2, T>>& points, T tol)
 {
-    return BreakAtParams(chain, ParametersOf(chain, points, ReachOfComputed(chain, tol)), false,
-                         tol);
+    return BreakAtParams(chain, PlacesOf(chain, points, tol), false, tol);
 }
 
 template <class T>
@@ -298,7 +347,7 @@ std::vector<PolyArcSegBase<T>> Impl::SplitAtComputedPoints(const PolyArcSegBase<
                                                            const std::vector<VecBase<2, T>>& points,
                                                            T tol)
 {
-    return Split(chain, ParametersOf(chain, points, ReachOfComputed(chain, tol)), false, tol);
+    return Split(chain, PlacesOf(chain, points, tol), false, tol);
 }
 
 template <class T>
@@ -310,11 +359,12 @@ std::vector<PolyArcSegBase<T>> SplitAtTangent(const PolyArcSegBase<T>& chain,
     }
     const T reach = AtLeastZero(tol);
     std::vector<VecBase<2, T>> turns;
-    int previous = SideOf(chain.elements.front().StartTangent(), direction, reach);
+    std::optional<int> previous; // nothing turns before the first element
     for (const ArcSegBase<T>& element : chain.elements) {
-        const int start = SideOf(element.StartTangent(), direction, reach);
-        const int end = SideOf(element.EndTangent(), direction, reach);
-        if (previous != start) {
+        const double within = std::max(static_cast<double>(reach), TangentRounding(element));
+        const int start = SideOf(element.StartTangent(), direction, within);
+        const int end = SideOf(element.EndTangent(), direction, within);
+        if (previous && *previous != start) {
             turns.push_back(element.StartPoint());
         }
         if (const ArcBase<T>* arc = element.AsArc(); arc != nullptr && start != end) {

@@ -15,8 +15,10 @@
 #include "planar/ChainElement_Impl.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <utility>
 
@@ -167,7 +169,13 @@ ArcSegBase<T> Reversed(ArcSegBase<T> element)
 template <class T>
 class GrowingChain {
 public:
-    explicit GrowingChain(T tolerance) : tolerance_(tolerance) {}
+    /// `reach`: the tolerance, or the rounding of the coordinates where that is larger. What fits
+    /// nowhere within it may bridge a gap of the size of `bridge`.
+    GrowingChain(T tolerance, T reach, double bridge)
+        : tolerance_(tolerance), reach_(reach),
+          bridge_(std::max(static_cast<double>(reach), bridge))
+    {
+    }
 
     /// Appends the element, which ends at `end`, where and how it fits, or leaves it out.
     void Add(const ArcSegBase<T>& element, const VecBase<2, T>& end)
@@ -177,24 +185,30 @@ public:
             front_ = end;
             return;
         }
-        if (AppendAtFront(element, end)) {
+        const double reach = reach_;
+        if (AppendAtFront(element, end, reach)) {
             return;
         }
         const ArcSegBase<T> turned = Reversed(element);
         const VecBase<2, T> turnedEnd = turned.EndPoint();
-        if (AppendAtFront(turned, turnedEnd)) {
+        if (AppendAtFront(turned, turnedEnd, reach)) {
             return;
         }
         Turn();
-        if (!AppendAtFront(element, end) && !AppendAtFront(turned, turnedEnd)) {
-            Turn();
+        if (AppendAtFront(element, end, reach) || AppendAtFront(turned, turnedEnd, reach)) {
+            return;
+        }
+        Turn();
+        if (bridge_ > reach) {
+            hasBridged_ = AppendAtFront(element, end, bridge_) ||
+                          AppendAtFront(turned, turnedEnd, bridge_) || hasBridged_;
         }
     }
 
+    /// Its tolerance is the one given, unless rounding or a bridge keeps joints farther apart.
     PolyArcSegBase<T> Finished() const
     {
         PolyArcSegBase<T> chain;
-        chain.tolerance = tolerance_;
         chain.elements.reserve(ahead_.size() + behind_.size());
         const auto put = [&](const Placed& placed) {
             chain.elements.push_back(placed.isTurned == isTurned_ ? placed.element
@@ -204,6 +218,7 @@ public:
         const auto& front = isTurned_ ? behind_ : ahead_;
         std::for_each(back.rbegin(), back.rend(), put);
         std::for_each(front.begin(), front.end(), put);
+        chain.tolerance = ToleranceOf(chain.elements);
         return chain;
     }
 
@@ -225,18 +240,13 @@ private:
     }
 
     /// By the rules of `AppendSegment` and `AppendArc`.
-    bool AppendAtFront(const ArcSegBase<T>& element, const VecBase<2, T>& end)
+    bool AppendAtFront(const ArcSegBase<T>& element, const VecBase<2, T>& end, double reach)
     {
-        const double gap = Distance(element.StartPoint(), front_);
-        const bool isNear = gap <= static_cast<double>(tolerance_);
-        if (!isNear && !(gap <= RoundingAt<T>(SizeOf(element)))) {
+        if (!(Distance(element.StartPoint(), front_) <= reach)) {
             return false;
         }
-        const SegBase<T>* const segment = element.AsSegment();
-        if (segment != nullptr) {
-            const double reach =
-                std::max(static_cast<double>(tolerance_), RoundingAt<T>(SizeOf(element)));
-            if (!(Distance(end, front_) > reach)) {
+        if (element.AsSegment() != nullptr) {
+            if (!(Distance(end, front_) > static_cast<double>(reach_))) {
                 return false;
             }
             (isTurned_ ? behind_ : ahead_)
@@ -248,7 +258,33 @@ private:
         return true;
     }
 
+    /// The tolerance that holds the joints together, the last one too where the chain closes.
+    T ToleranceOf(const std::vector<ArcSegBase<T>>& elements) const
+    {
+        const double closing = Distance(elements.front().StartPoint(), front_);
+        const bool isBridged =
+            hasBridged_ || (closing > static_cast<double>(reach_) && closing <= bridge_);
+        if (tolerance_ >= reach_ && !isBridged) {
+            return tolerance_;
+        }
+        double widest = 0.0;
+        for (std::size_t i = 0; i < elements.size(); ++i) {
+            const bool isLast = i + 1 == elements.size();
+            const double gap =
+                Distance(elements[i].EndPoint(), elements[isLast ? 0 : i + 1].StartPoint());
+            widest = std::max(widest, isLast && gap > bridge_ ? 0.0 : gap);
+        }
+        return widest > static_cast<double>(tolerance_)
+                   ? std::max(reach_, std::nextafter(static_cast<T>(widest), kLargest))
+                   : tolerance_;
+    }
+
+    static constexpr T kLargest = std::numeric_limits<T>::max();
+
     T tolerance_;
+    T reach_;
+    double bridge_;
+    bool hasBridged_ = false;
     std::vector<Placed> ahead_;  // from the first element on, in the direction it was given
     std::vector<Placed> behind_; // away from it, the other way
     bool isTurned_ = false;
@@ -280,9 +316,11 @@ std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
 
 template <class T>
 std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
-                                                     const std::vector<VecBase<2, T>>& ends, T tol)
+                                                     const std::vector<VecBase<2, T>>& ends, T tol,
+                                                     double bridge)
 {
-    const T reach = AtLeastZero(tol);
+    const T tolerance = AtLeastZero(tol);
+    const T reach = Reach(tol, elements);
     if (!Math::Impl::IsFinite(reach)) {
         return {}; // all ends are one vertex
     }
@@ -291,7 +329,7 @@ std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBas
     VertexGraph graph(links, vertices.Count(), elements.size());
     std::vector<PolyArcSegBase<T>> chains;
     for (int start = graph.NextStart(); start >= 0; start = graph.NextStart()) {
-        GrowingChain<T> chain(reach);
+        GrowingChain<T> chain(tolerance, reach, bridge);
         graph.Walk(start, [&](int number) {
             const auto i = static_cast<std::size_t>(number);
             chain.Add(elements[i], ends[i]);
@@ -309,14 +347,14 @@ std::vector<PolyArcSegBase<T>> CombineArcsSegs(const std::vector<ArcSegBase<T>>&
     for (const ArcSegBase<T>& element : elements) {
         ends.push_back(element.EndPoint());
     }
-    return Impl::CombineWithEnds(elements, ends, tol);
+    return Impl::CombineWithEnds(elements, ends, tol, 0.0);
 }
 
 // clang-format off
 template std::vector<PolyArcSegBase<float>>  CombineArcsSegs(const std::vector<ArcSegBase<float>>&,  float);
 template std::vector<PolyArcSegBase<double>> CombineArcsSegs(const std::vector<ArcSegBase<double>>&, double);
-template std::vector<PolyArcSegBase<float>>  Impl::CombineWithEnds(const std::vector<ArcSegBase<float>>&,  const std::vector<VecBase<2, float>>&,  float);
-template std::vector<PolyArcSegBase<double>> Impl::CombineWithEnds(const std::vector<ArcSegBase<double>>&, const std::vector<VecBase<2, double>>&, double);
+template std::vector<PolyArcSegBase<float>>  Impl::CombineWithEnds(const std::vector<ArcSegBase<float>>&,  const std::vector<VecBase<2, float>>&,  float,  double);
+template std::vector<PolyArcSegBase<double>> Impl::CombineWithEnds(const std::vector<ArcSegBase<double>>&, const std::vector<VecBase<2, double>>&, double, double);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar

@@ -40,7 +40,6 @@ ArcBase<double> Wide(const ArcBase<float>& arc)
 struct Meeting {
     std::vector<SegBase<double>> segments;
     std::vector<ArcBase<double>> arcs;
-    double size = 0.0;
 
     /// Takes the usable elements of a chain; returns their ends.
     template <class T>
@@ -49,11 +48,9 @@ struct Meeting {
         std::vector<Vec2d> ends;
         ends.reserve(2 * chain.elements.size());
         for (const ArcSegBase<T>& element : chain.elements) {
-            const double own = SizeOf(element);
-            if (!(own <= Math::Impl::kLargestCoordinate)) {
+            if (!(SizeOf(element) <= Math::Impl::kLargestCoordinate)) {
                 continue;
             }
-            size = std::max(size, own);
             element.Visit([&](const auto& e) {
                 const auto wide = Wide(e);
                 ends.push_back(wide.start);
@@ -103,8 +100,8 @@ std::vector<VecBase<2, T>> IntersectionPoints(const PolyArcSegBase<T>& a,
     Meeting meeting;
     std::vector<Vec2d> verticesOfA = meeting.Take(a);
     std::vector<Vec2d> verticesOfB = meeting.Take(b);
-    const double reach =
-        std::max(static_cast<double>(AtLeastZero(tol)), RoundingAt<T>(meeting.size));
+    const double reach = std::max(
+        {static_cast<double>(AtLeastZero(tol)), RoundingOf(a.elements), RoundingOf(b.elements)});
     Vector::FilterForUniqueness(verticesOfA, reach);
     Vector::FilterForUniqueness(verticesOfB, reach);
 

@@ -97,7 +97,7 @@ PolyArcSegBase<T> TrimToPoints(const PolyArcSegBase<T>& chain, const VecBase<2, 
 {
     PolyArcSegBase<T> part;
     part.tolerance = chain.tolerance;
-    const T reach = AtLeastZero(tol);
+    const T reach = Reach(tol, chain.elements);
     const std::size_t count = chain.elements.size();
     std::optional<std::size_t> first;
     std::optional<std::size_t> last;

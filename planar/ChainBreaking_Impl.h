@@ -7,8 +7,9 @@
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
-/// `BreakAtPoints` and `SplitAtPoints` for points that were computed from the chain: they are off
-/// it by rounding, which `tol` may be below, and are looked for within that rounding at least.
+/// `BreakAtPoints` and `SplitAtPoints` for points that no host has listed: of those that have
+/// places on the chain within `tol` of each other one makes the joint, and the breaking doesn't
+/// give up.
 template <class T>
 PolyArcSegBase<T> BreakAtComputedPoints(const PolyArcSegBase<T>& chain,
                                         const std::vector<VecBase<2, T>>& points, T tol);
@@ -19,8 +20,13 @@ std::vector<PolyArcSegBase<T>> SplitAtComputedPoints(const PolyArcSegBase<T>& ch
 
 /// `CombineArcsSegs` of elements whose ends (`EndPoint`) are known: those of arcs are dear to
 /// derive.
+///
+/// Ends that match one vertex may lie farther apart than `tol`, as when an element between them was
+/// too short to connect two; `CombineArcsSegs` then ends the chain there and loses what follows.
+/// Gaps up to `bridge` are bridged instead, and the chain gets the tolerance that they need.
 template <class T>
 std::vector<PolyArcSegBase<T>> CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
-                                               const std::vector<VecBase<2, T>>& ends, T tol);
+                                               const std::vector<VecBase<2, T>>& ends, T tol,
+                                               double bridge);
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

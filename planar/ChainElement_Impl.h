@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <vector>
 
@@ -139,7 +140,8 @@ double RoundingAt(double size)
     return kRoundings * static_cast<double>(std::numeric_limits<T>::epsilon()) * size;
 }
 
-/// Largest coordinate that an element is computed with; infinite where one is not finite.
+/// Largest coordinate that an element is computed with; infinite where one, or a length, is not
+/// finite.
 template <class T>
 double SizeOf(const ArcSegBase<T>& element)
 {
@@ -148,9 +150,35 @@ double SizeOf(const ArcSegBase<T>& element)
                                        : std::numeric_limits<double>::infinity();
     };
     if (const ArcBase<T>* arc = element.AsArc()) {
+        if (!std::isfinite(arc->length)) {
+            return std::numeric_limits<double>::infinity();
+        }
         return std::max(size(arc->center) + Distance(arc->center, arc->start), size(arc->start));
     }
     return std::max(size(element.AsSegment()->start), size(element.AsSegment()->end));
+}
+
+/// `RoundingAt` the coordinates of a whole set of elements, those that are not finite aside. A few
+/// elements beyond all proportion to the usual ones don't make the others coarse.
+template <class T>
+double RoundingOf(const std::vector<ArcSegBase<T>>& elements)
+{
+    constexpr double kStray = sizeof(T) == sizeof(float) ? 1e2 : 1e5;
+    std::vector<double> sizes;
+    sizes.reserve(elements.size());
+    for (const ArcSegBase<T>& element : elements) {
+        const double size = SizeOf(element);
+        if (size <= Math::Impl::kLargestCoordinate) {
+            sizes.push_back(size);
+        }
+    }
+    if (sizes.empty()) {
+        return 0.0;
+    }
+    const auto usual = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
+    std::nth_element(sizes.begin(), usual, sizes.end());
+    const double largest = *std::max_element(usual, sizes.end());
+    return RoundingAt<T>(std::min(largest, kStray * *usual));
 }
 
 /// A caller's tolerance as it is used: 0 for a negative one and NaN.
@@ -158,6 +186,13 @@ template <class T>
 T AtLeastZero(T tol)
 {
     return tol > T{0} ? tol : T{0};
+}
+
+/// The same, and not below the rounding of the elements' coordinates.
+template <class T>
+T Reach(T tol, const std::vector<ArcSegBase<T>>& elements)
+{
+    return std::max(AtLeastZero(tol), static_cast<T>(RoundingOf(elements)));
 }
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

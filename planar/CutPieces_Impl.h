@@ -45,8 +45,9 @@ void ForPiecesOf(const std::vector<Element>& elements, const std::vector<Element
     std::size_t first = 0;
     for (const Element& element : elements) {
         std::size_t last = first;
-        // An element that wasn't cut may be NaN, which equals no end.
-        if (pieces.size() > elements.size() && !(pieces[first] == element)) {
+        // One that is NaN, which equals nothing, isn't cut.
+        const bool isNumber = element == element;
+        if (isNumber && pieces.size() > elements.size() && !(pieces[first] == element)) {
             LastPiece isLast(element);
             const std::size_t most = first + (pieces.size() - elements.size());
             while (last < most && !isLast(pieces[last])) {

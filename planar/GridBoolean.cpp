@@ -5,16 +5,19 @@
 //    bounds the same region; but a bridge is cut by every edge that it crosses, and each cut is
 //    rounded.
 // 2. Edges are cut until they meet at their ends only (GridCrossings.cpp).
-// 3. Boost.Polygon's scanline adds the winding numbers up and tells the edges between inside and
-// outside, with
-//    the inside on their left. They are chained into loops as they come: to have polygons made of
-//    them first would slit holes, and round the ends of the slits.
+// 3. A sweep adds the winding numbers up and tells the edges between inside and outside, with the
+// inside on their
+//    left (GridSweep.cpp). They are chained into loops as they are: to have polygons made of them
+//    first would slit holes, and round the ends of the slits.
+//
+// Boost.Polygon stands behind it: its own search for crossings is what tests compare with, and what
+// would be used if edges still crossed.
 
 #include "planar/GridBoolean_Impl.h"
 
 #include <Sorvane/OrderedPairs_E.h>
 
-#include "planar/FilterData_Impl.h"
+#include "planar/GridBundles_Impl.h"
 #include "planar/GridCrossings_Impl.h"
 #include "planar/GridPolygons_Impl.h"
 
@@ -27,12 +30,6 @@ namespace Velk::Math::Sorvane::Planar::Impl {
 namespace {
 
 __extension__ typedef __int128 Wide;
-
-namespace bp = boost::polygon;
-using Scanline = bp::scanline<long long, int, std::vector<int>>;
-using ScanPoint = Scanline::Point;
-using HalfEdge = Scanline::half_edge;
-using ScanEdge = Scanline::vertex_property;
 
 /// Low and high corner of the box round all edges.
 struct GridBox {
@@ -65,88 +62,100 @@ Wide DoubledArea(const std::vector<GridLoop>& loops)
     return area;
 }
 
-/// In the order in which the scanline takes them: by the lower end, then by slope, upright ones
-/// last.
-bool IsScannedBefore(const ScanEdge& a, const ScanEdge& b)
+/// The edges cut by the search for crossings of Boost.Polygon, which compares all side by side.
+GridGraph CutByLibrary(const std::vector<GridEdge>& edges)
 {
-    const auto& [lowA, highA] = a.first;
-    const auto& [lowB, highB] = b.first;
-    if (lowA.x() != lowB.x()) {
-        return lowA.x() < lowB.x();
-    }
-    if (lowA.y() != lowB.y()) {
-        return lowA.y() < lowB.y();
-    }
-    const Wide cross = static_cast<Wide>(highA.x() - lowA.x()) * (highB.y() - lowB.y()) -
-                       static_cast<Wide>(highA.y() - lowA.y()) * (highB.x() - lowB.x());
-    return cross != 0 ? cross > 0 : a.second.first < b.second.first;
-}
-
-std::vector<ScanEdge> ScanEdges(const std::vector<GridEdge>& edges)
-{
-    std::vector<ScanEdge> result;
-    result.reserve(edges.size());
+    namespace bp = boost::polygon;
+    // An edge between two points with the number of another.
+    using Scanline = bp::scanline<long long, int, std::vector<int>>;
+    std::vector<Scanline::vertex_property> scanned;
+    scanned.reserve(2 * edges.size());
+    // Upright edges count against their direction there.
+    const auto sense = [](const auto& low, const auto& high) {
+        return low.x() == high.x() ? -1 : 1;
+    };
     for (const GridEdge& edge : edges) {
-        const HalfEdge half{{edge.low.x(), edge.low.y()}, {edge.high.x(), edge.high.y()}};
-        // An upright edge counts against its direction: "above" is to the left of all others.
-        const int sense = edge.low.x() == edge.high.x() ? -1 : 1;
         for (int set = 0; set < 2; ++set) {
             const int runs = edge.runs[static_cast<std::size_t>(set)];
             if (runs != 0) {
-                result.push_back({half, {set, sense * runs}});
+                scanned.push_back({{{edge.low.x(), edge.low.y()}, {edge.high.x(), edge.high.y()}},
+                                   {set, sense(edge.low, edge.high) * runs}});
             }
         }
     }
-    return result;
+    std::vector<Scanline::vertex_property> pieces;
+    bp::line_intersection<long long>::validate_scan(pieces, scanned.begin(), scanned.end());
+    std::vector<GridEdge> result;
+    result.reserve(pieces.size());
+    for (const auto& [ends, property] : pieces) {
+        GridEdge edge{{ends.first.x(), ends.first.y()}, {ends.second.x(), ends.second.y()}, {0, 0}};
+        edge.runs[static_cast<std::size_t>(property.first)] =
+            sense(edge.low, edge.high) * property.second;
+        result.push_back(edge);
+    }
+    return MakeGraph(result);
 }
 
-/// Takes edges from the scanline and keeps those of the boundary, directed, by numbers of their
-/// ends.
-class BoundaryEdges {
-public:
-    explicit BoundaryEdges(Keep keep) : keep_(keep) {}
-
-    void Take(const HalfEdge& edge, const std::vector<int>& setsOnLeft,
-              const std::vector<int>& setsOnRight)
-    {
-        const bool isKeptLeft = IsKept(setsOnLeft);
-        if (isKeptLeft == IsKept(setsOnRight)) {
-            return;
+/// The edges between what is kept and what is not, as pairs of points of `graph`, which is made
+/// here.
+std::vector<std::array<int, 2>> BoundaryPairs(std::vector<GridEdge> edges, Keep keep,
+                                              Cutting cutting, GridGraph& graph)
+{
+    std::vector<std::array<int, 2>> pairs;
+    ResolveOverlaps(edges);
+    if (cutting == Cutting::Own) {
+        if (MergeBundles(edges)) {
+            ResolveOverlaps(edges);
         }
-        const int low = numbers_.Index({edge.first.x(), edge.first.y()});
-        const int high = numbers_.Index({edge.second.x(), edge.second.y()});
-        pairs_.push_back(isKeptLeft ? std::array{low, high} : std::array{high, low});
-    }
-
-    /// `origin` is added to all points.
-    std::vector<GridLoop> Loops(const GridPoint& origin) const
-    {
-        const auto chains =
-            MeshUtils::ConcatenateOderedPairs(MeshUtils::RemoveCancelledPairs(pairs_));
-        std::vector<GridLoop> loops;
-        loops.reserve(chains.size());
-        for (const std::vector<int>& chain : chains) {
-            GridLoop& loop = loops.emplace_back();
-            loop.reserve(chain.size());
-            for (const int number : chain) {
-                loop.push_back(numbers_.Points()[static_cast<std::size_t>(number)] + origin);
-            }
+        graph = CutAtCrossings(edges);
+        if (SweepGraph(graph, keep, false, pairs)) {
+            return pairs;
         }
-        return loops;
+        pairs.clear();
+        graph = CutAtCells(edges, graph.points);
+        if (SweepGraph(graph, keep, false, pairs)) {
+            return pairs;
+        }
+        pairs.clear();
     }
+    graph = CutByLibrary(edges);
+    SweepGraph(graph, keep, true, pairs);
+    return pairs;
+}
 
-private:
-    /// `sets`: those with positive winding, ascending.
-    bool IsKept(const std::vector<int>& sets) const
-    {
-        const bool isInFirst = !sets.empty() && sets.front() == 0;
-        return isInFirst && (keep_ == Keep::FirstSet || sets.size() == 1);
+/// Loops of directed pairs of points, with `origin` added. Points are numbered anew by those that
+/// occur.
+std::vector<GridLoop> LoopsOf(std::vector<std::array<int, 2>> pairs, const GridGraph& graph,
+                              const GridPoint& origin)
+{
+    std::vector<int> numbers(graph.points.size(), 0);
+    for (const auto& [from, to] : pairs) {
+        numbers[static_cast<std::size_t>(from)] = numbers[static_cast<std::size_t>(to)] = 1;
     }
-
-    Keep keep_;
-    FilterData<2, long long> numbers_;
-    std::vector<std::array<int, 2>> pairs_;
-};
+    std::vector<GridPoint> points;
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        if (numbers[i] != 0) {
+            numbers[i] = static_cast<int>(points.size());
+            points.push_back(PointOf(graph.points[i]) + origin);
+        }
+    }
+    for (auto& [from, to] : pairs) {
+        from = numbers[static_cast<std::size_t>(from)];
+        to = numbers[static_cast<std::size_t>(to)];
+    }
+    const std::vector<std::vector<int>> chains =
+        MeshUtils::ConcatenateOderedPairs(MeshUtils::RemoveCancelledPairs(pairs));
+    std::vector<GridLoop> loops;
+    loops.reserve(chains.size());
+    for (const std::vector<int>& chain : chains) {
+        GridLoop& loop = loops.emplace_back();
+        loop.reserve(chain.size());
+        for (const int number : chain) {
+            loop.push_back(points[static_cast<std::size_t>(number)]);
+        }
+    }
+    return loops;
+}
 
 } // namespace
 
@@ -173,7 +182,7 @@ void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEd
     }
 }
 
-bool GridBoolean(std::vector<GridEdge> edges, Keep keep, int mostCuttingRounds,
+bool GridBoolean(std::vector<GridEdge> edges, Keep keep, Cutting cutting,
                  std::vector<GridLoop>& loops)
 {
     loops.clear();
@@ -189,24 +198,10 @@ bool GridBoolean(std::vector<GridEdge> edges, Keep keep, int mostCuttingRounds,
         edge.low -= box.low;
         edge.high -= box.low;
     }
-    ResolveOverlaps(edges, true);
-    const bool isCut = CutGridEdges(edges, mostCuttingRounds);
-
-    std::vector<ScanEdge> scanned = ScanEdges(edges);
-    edges = {};
-    if (!isCut && !scanned.empty()) {
-        std::vector<ScanEdge> pieces;
-        bp::line_intersection<long long>::validate_scan(pieces, scanned.begin(), scanned.end());
-        scanned = std::move(pieces);
-    }
-    std::sort(scanned.begin(), scanned.end(), IsScannedBefore);
-    BoundaryEdges boundary(keep);
-    Scanline().scan(
-        boundary,
-        [](BoundaryEdges& result, const HalfEdge& edge, const std::vector<int>& left,
-           const std::vector<int>& right) { result.Take(edge, left, right); },
-        scanned.begin(), scanned.end());
-    loops = boundary.Loops(box.low);
+    GridGraph graph;
+    const std::vector<std::array<int, 2>> pairs =
+        BoundaryPairs(std::move(edges), keep, cutting, graph);
+    loops = LoopsOf(pairs, graph, box.low);
     return true;
 }
 

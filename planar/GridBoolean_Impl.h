@@ -12,16 +12,17 @@ using GridPoint = VecBase<2, long long>;
 /// Closed by repeating its first point.
 using GridLoop = std::vector<GridPoint>;
 
-/// Largest difference of two coordinates on one axis that `GridEdges` takes. The scanline compares slopes by
-/// 64-bit products without a sign, also for points one cell beyond.
+/// Largest difference of two coordinates on one axis that `GridBoolean` takes: those of a point fit
+/// 64 bits together, and the search for crossings of Boost.Polygon compares slopes by 64-bit
+/// products without a sign, also for points one cell beyond.
 inline constexpr long long kLargestGridSpan = (1LL << 32) - 2;
 
-/// Rounds of cutting after which the rest is left to the scanline library's own search for crossings, which
-/// compares all edges side by side. Three or four rounds are usual.
-inline constexpr int kMostCuttingRounds = 40;
+/// Who cuts edges where they cross: this library, or the search for crossings of Boost.Polygon,
+/// which compares all edges side by side.
+enum class Cutting { Own, ByLibrary };
 
-/// An edge between two grid points, the lower (by x, then y) first, with how often each of two sets of loops
-/// runs it from `low` to `high`, minus how often it runs it back.
+/// An edge between two grid points, the lower (by x, then y) first, with how often each of two sets
+/// of loops runs it from `low` to `high`, minus how often it runs it back.
 struct GridEdge {
     GridPoint low;
     GridPoint high;
@@ -32,8 +33,9 @@ struct GridEdge {
 void AppendEdge(const GridPoint& from, const GridPoint& to, int runs, int set,
                 std::vector<GridEdge>& edges);
 
-/// Edges of `loops`, as set number `set` (0 or 1), turned so that their signed areas sum up to no less than 0.
-/// Points behind the last of a loop that is not closed are not invented: its ends are joined.
+/// Edges of `loops`, as set number `set` (0 or 1), turned so that their signed areas sum up to no
+/// less than 0. Points behind the last of a loop that is not closed are not invented: its ends are
+/// joined.
 void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEdge>& edges);
 
 /// Which part of the plane a boolean keeps: W is the winding number.
@@ -42,12 +44,14 @@ enum class Keep {
     FirstSetWithoutSecond // and that of the second is not
 };
 
-/// The loops around what is kept, which is on their left: outer loops run counter-clockwise, holes clockwise. A
-/// loop repeats its first point. Loops that touch in a point may be one loop that passes it twice.
+/// The loops around what is kept, which is on their left: outer loops run counter-clockwise, holes
+/// clockwise. A loop repeats its first point. Loops that touch in a point may be one loop that
+/// passes it twice.
 ///
-/// Crossings are rounded to the grid; nothing moves by more than the rounding of the crossings on it. False, with
-/// `loops` empty, when a span is beyond `kLargestGridSpan`. O((n + k) log n) for k crossings.
-bool GridBoolean(std::vector<GridEdge> edges, Keep keep, int mostCuttingRounds,
+/// Crossings are rounded to the grid; nothing moves by more than the rounding of the crossings on
+/// it. False, with `loops` empty, when a span is beyond `kLargestGridSpan`. O((n + k) log n) for k
+/// crossings.
+bool GridBoolean(std::vector<GridEdge> edges, Keep keep, Cutting cutting,
                  std::vector<GridLoop>& loops);
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

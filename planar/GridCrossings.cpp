@@ -1,20 +1,26 @@
 // Cutting of edges on an integer grid. Every decision is made on whole numbers of 128 bits.
 //
 // 1. Edges on one line are added up along it, so that no two overlap.
-// 2. Pairs that may meet come from the search that serves all sets of segments. A pair that crosses is cut at
+// 2. Pairs that may meet come from the search that serves all sets of segments. A pair that crosses
+// is cut at
 //    the grid point nearest to its crossing, an edge with the end of another on it at that end.
-// 3. From the start, until there is nothing to cut: cuts bend edges. (Rounds instead of the search for all edges
-//    that pass the cell of a crossing, as in J. D. Hobby, "Practical segment intersection with finite precision
-//    output", 1999: the pairs that rounding makes cross are few.)
+// 3. Cuts bend edges, and bent edges may cross anew. The sweep that follows finds that out. Then
+// all edges are cut once
+//    more, at every end and crossing whose cell they pass (J. D. Hobby, "Practical segment
+//    intersection with finite precision output", 1999), which leaves none that cross. This is
+//    rarely needed: edges within a cell of a point are few, except where many lie nearly on one
+//    line.
 
 #include "planar/GridCrossings_Impl.h"
 
 #include "arrangement/CandidatePairs_Impl.h"
+#include "mathbase/Buckets_Impl.h"
+#include "planar/GridPointTree_Impl.h"
 
 #include <algorithm>
 #include <cstddef>
-#include <numeric>
-#include <tuple>
+#include <cstdint>
+#include <span>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Planar::Impl {
@@ -38,22 +44,14 @@ bool IsRun(const GridEdge& edge)
     return edge.low != edge.high && (edge.runs[0] != 0 || edge.runs[1] != 0);
 }
 
-/// An edge with the line that it lies on.
-struct EdgeOnLine {
-    GridPoint direction; // in lowest terms
-    Wide offset = 0;     // of the line from the origin, times the length of `direction`
-    GridEdge edge;
+/// An edge with the slope of its line, infinite for an upright one. Quotients are rounded
+/// correctly, so that equal slopes are equal numbers.
+struct SlopedEdge {
+    double slope;
+    int number;
 };
 
-EdgeOnLine OnItsLine(const GridEdge& edge)
-{
-    GridPoint along = edge.high - edge.low;
-    const long long common = along.x() == 0   ? along.y()
-                             : along.y() == 0 ? along.x()
-                                              : std::gcd(along.x(), along.y());
-    along = {along.x() / common, along.y() / common};
-    return {along, Cross(along, edge.low), edge};
-}
+Wide Turn(const GridEdge& a, const GridEdge& b) { return Cross(a.high - a.low, b.high - b.low); }
 
 /// A place on a line where what is run there changes.
 struct Change {
@@ -62,7 +60,7 @@ struct Change {
 };
 
 /// Adds the changes of one line up, in their order along it.
-void AppendRuns(std::vector<Change>& changes, bool mergeRuns, std::vector<GridEdge>& edges)
+void AppendRuns(std::vector<Change>& changes, std::vector<GridEdge>& edges)
 {
     std::sort(changes.begin(), changes.end(),
               [](const Change& a, const Change& b) { return IsBefore(a.at, b.at); });
@@ -74,7 +72,7 @@ void AppendRuns(std::vector<Change>& changes, bool mergeRuns, std::vector<GridEd
             runs[0] += changes[i].runs[0];
             runs[1] += changes[i].runs[1];
         }
-        if (mergeRuns && runs == current.runs) {
+        if (runs == current.runs) {
             continue;
         }
         current.high = at;
@@ -122,15 +120,21 @@ GridPoint CrossingOf(const GridEdge& a, const GridEdge& b)
             a.low.y() + RoundedQuotient(alongA.y() * numerator, denominator)};
 }
 
-/// Places to cut edges at.
-using Cuts = std::vector<std::pair<int, GridPoint>>;
+/// Places to cut edges at: numbers of edges and of points. The ends of edge i are points 2 i and 2
+/// i + 1, crossings are numbered after them.
+struct Cuts {
+    std::vector<std::uint64_t> points;
+    std::vector<std::pair<int, int>> places;
 
-void CutAt(const GridPoint& point, int number, const GridEdge& edge, Cuts& cuts)
-{
-    if (point != edge.low && point != edge.high) {
-        cuts.push_back({number, point});
+    void Add(int edge, int point)
+    {
+        const std::uint64_t key = points[static_cast<std::size_t>(point)];
+        const auto end = points.begin() + 2 * static_cast<std::ptrdiff_t>(edge);
+        if (key != end[0] && key != end[1]) {
+            places.push_back({edge, point});
+        }
     }
-}
+};
 
 void CutPair(const std::vector<GridEdge>& edges, int first, int second, Cuts& cuts)
 {
@@ -153,25 +157,25 @@ void CutPair(const std::vector<GridEdge>& edges, int first, int second, Cuts& cu
     const int lowOfA = SideOf(a.low, b);
     const int highOfA = SideOf(a.high, b);
     if (lowOfB * highOfB < 0 && lowOfA * highOfA < 0) {
-        const GridPoint crossing = CrossingOf(a, b);
-        CutAt(crossing, first, a, cuts);
-        CutAt(crossing, second, b, cuts);
+        const int point = static_cast<int>(cuts.points.size());
+        cuts.points.push_back(KeyOf(CrossingOf(a, b)));
+        cuts.Add(first, point);
+        cuts.Add(second, point);
         return;
     }
-    const auto cutWhereOn = [&cuts](int side, const GridPoint& end, int number,
+    const auto cutWhereOn = [&cuts](int side, const GridPoint& end, int point, int number,
                                     const GridEdge& edge) {
         if (side == 0 && IsInside(end, edge)) {
-            cuts.push_back({number, end});
+            cuts.Add(number, point);
         }
     };
-    cutWhereOn(lowOfB, b.low, first, a);
-    cutWhereOn(highOfB, b.high, first, a);
-    cutWhereOn(lowOfA, a.low, second, b);
-    cutWhereOn(highOfA, a.high, second, b);
+    cutWhereOn(lowOfB, b.low, 2 * second, first, a);
+    cutWhereOn(highOfB, b.high, 2 * second + 1, first, a);
+    cutWhereOn(lowOfA, a.low, 2 * first, second, b);
+    cutWhereOn(highOfA, a.high, 2 * first + 1, second, b);
 }
 
-/// One round: true when something was cut.
-bool CutOnce(std::vector<GridEdge>& edges)
+void FindCuts(const std::vector<GridEdge>& edges, Cuts& cuts)
 {
     std::vector<Intersect::Impl::Element> elements;
     elements.reserve(edges.size());
@@ -180,107 +184,240 @@ bool CutOnce(std::vector<GridEdge>& edges)
         const Geometry::SegBase<double> segment{Vec2d(edge.low), Vec2d(edge.high)};
         elements.push_back(Intersect::Impl::MakeElement(segment, 0.0));
     }
-    Cuts cuts;
-    {
-        const Intersect::Impl::CandidatePairs pairs(elements);
-        std::vector<int> candidates;
-        for (int i = 0; i < static_cast<int>(edges.size()); ++i) {
-            pairs.Of(i, candidates);
-            for (const int j : candidates) {
-                CutPair(edges, i, j, cuts);
-            }
-        }
-    }
-    if (cuts.empty()) {
-        return false;
-    }
-    std::sort(cuts.begin(), cuts.end(), [&edges](const auto& a, const auto& b) {
-        if (a.first != b.first) {
-            return a.first < b.first;
-        }
-        const GridEdge& edge = edges[static_cast<std::size_t>(a.first)];
-        const GridPoint along = edge.high - edge.low;
-        const auto place = [&](const GridPoint& p) {
-            const GridPoint from = p - edge.low;
-            return static_cast<Wide>(along.x()) * from.x() +
-                   static_cast<Wide>(along.y()) * from.y();
-        };
-        const Wide placeA = place(a.second);
-        const Wide placeB = place(b.second);
-        return placeA != placeB ? placeA < placeB : IsBefore(a.second, b.second);
-    });
-    cuts.erase(std::unique(cuts.begin(), cuts.end()), cuts.end());
-
-    std::vector<GridEdge> pieces;
-    pieces.reserve(edges.size() + cuts.size());
-    auto cut = cuts.begin();
+    const Intersect::Impl::CandidatePairs pairs(elements);
+    std::vector<int> candidates;
     for (int i = 0; i < static_cast<int>(edges.size()); ++i) {
-        const GridEdge& edge = edges[static_cast<std::size_t>(i)];
-        GridPoint from = edge.low;
-        const auto append = [&](const GridPoint& to) {
-            // Rounding may turn a piece round.
-            if (IsBefore(from, to)) {
-                pieces.push_back({from, to, edge.runs});
-            } else {
-                pieces.push_back({to, from, {-edge.runs[0], -edge.runs[1]}});
-            }
-            from = to;
-        };
-        for (; cut != cuts.end() && cut->first == i; ++cut) {
-            append(cut->second);
+        pairs.Of(i, candidates);
+        for (const int j : candidates) {
+            CutPair(edges, i, j, cuts);
         }
-        append(edge.high);
     }
-    edges = std::move(pieces);
+}
+
+/// Where a value that grows or falls along an edge is from -1 up to 1, as parts of the edge: whole
+/// numbers for the limits' numerators, and what they are divided by.
+struct Stretch {
+    Wide from = 0;
+    Wide to = 1;
+    Wide divisor = 1;
+    bool hasFrom = true; // or begins just behind `from`
+    bool hasTo = true;
+    bool isEmpty = false;
+};
+
+Stretch StretchOf(long long start, long long change)
+{
+    if (change > 0) {
+        return {-1 - start, 1 - start, change, true, false, false};
+    }
+    if (change < 0) {
+        return {start - 1, start + 1, -change, false, true, false};
+    }
+    Stretch all;
+    all.isEmpty = start < -1 || start >= 1;
+    return all;
+}
+
+/// Does an edge pass the cell about a point, half a unit to all sides? Its lower sides belong to
+/// the cell. Exact.
+bool PassesCell(const GridEdge& edge, const GridPoint& point)
+{
+    // In half units about the point.
+    const GridPoint start = (edge.low - point) * 2LL;
+    const GridPoint change = (edge.high - edge.low) * 2LL;
+    const std::array<Stretch, 3> stretches{Stretch{}, StretchOf(start.x(), change.x()),
+                                           StretchOf(start.y(), change.y())};
+    for (const Stretch& a : stretches) {
+        for (const Stretch& b : stretches) {
+            const Wide from = a.from * b.divisor;
+            const Wide to = b.to * a.divisor;
+            if (a.isEmpty || from > to || (from == to && !(a.hasFrom && b.hasTo))) {
+                return false;
+            }
+        }
+    }
     return true;
 }
 
-} // namespace
-
-void ResolveOverlaps(std::vector<GridEdge>& edges, bool mergeRuns)
+/// The ends of all edges, one edge after the other.
+std::vector<std::uint64_t> EndsOf(const std::vector<GridEdge>& edges)
 {
-    std::vector<EdgeOnLine> onLines;
-    onLines.reserve(edges.size());
+    std::vector<std::uint64_t> ends;
+    ends.reserve(3 * edges.size());
     for (const GridEdge& edge : edges) {
-        if (IsRun(edge)) {
-            onLines.push_back(OnItsLine(edge));
-        }
+        ends.push_back(KeyOf(edge.low));
+        ends.push_back(KeyOf(edge.high));
     }
-    const auto lineOf = [](const EdgeOnLine& e) {
-        return std::tuple(e.direction.x(), e.direction.y(), e.offset);
-    };
-    std::sort(onLines.begin(), onLines.end(), [&](const EdgeOnLine& a, const EdgeOnLine& b) {
-        return lineOf(a) < lineOf(b);
-    });
-    edges.clear();
-    std::vector<Change> changes;
-    for (std::size_t i = 0; i < onLines.size();) {
-        const std::size_t first = i;
-        while (i < onLines.size() && lineOf(onLines[i]) == lineOf(onLines[first])) {
-            ++i;
-        }
-        if (i == first + 1) {
-            edges.push_back(onLines[first].edge);
-            continue;
-        }
-        for (std::size_t k = first; k < i; ++k) {
-            const GridEdge& edge = onLines[k].edge;
-            changes.push_back({edge.low, edge.runs});
-            changes.push_back({edge.high, {-edge.runs[0], -edge.runs[1]}});
-        }
-        AppendRuns(changes, mergeRuns, edges);
-    }
+    return ends;
 }
 
-bool CutGridEdges(std::vector<GridEdge>& edges, int mostRounds)
-{
-    for (int round = 0; round < mostRounds; ++round) {
-        if (!CutOnce(edges)) {
-            return true;
+/// The pieces of edges as numbers of points. Where many edges run through the same points, as they
+/// do when more cross than there are cells, the pieces are added up on the way: memory stays near
+/// that of the result.
+class Pieces {
+public:
+    explicit Pieces(const std::vector<std::uint64_t>& points) : points_(points) {}
+
+    void Reserve(std::size_t count) { pieces_.reserve(std::min(count, mostPieces_)); }
+
+    /// Edge `number`, whose ends are points 2 `number` and 2 `number` + 1, cut at points in any
+    /// order.
+    void Add(int number, const GridEdge& edge, std::span<const int> places)
+    {
+        const GridPoint direction = edge.high - edge.low;
+        along_.clear();
+        for (const int point : places) {
+            const GridPoint from = PointOf(KeyAt(point)) - edge.low;
+            along_.push_back({static_cast<Wide>(direction.x()) * from.x() +
+                                  static_cast<Wide>(direction.y()) * from.y(),
+                              point});
         }
-        ResolveOverlaps(edges, false);
+        std::sort(along_.begin(), along_.end(), [this](const auto& a, const auto& b) {
+            return a.first != b.first ? a.first < b.first : KeyAt(a.second) < KeyAt(b.second);
+        });
+        int from = 2 * number;
+        for (const auto& [place, point] : along_) {
+            pieces_.push_back({from, point, edge.runs});
+            from = point;
+        }
+        pieces_.push_back({from, 2 * number + 1, edge.runs});
+        if (pieces_.size() > mostPieces_) {
+            pieces_ = EdgesBetween(MakeGraph(points_, std::move(pieces_)));
+            mostPieces_ = std::max(mostPieces_, 2 * pieces_.size());
+        }
     }
-    return false;
+
+    GridGraph Graph() { return MakeGraph(points_, std::move(pieces_)); }
+
+private:
+    std::uint64_t KeyAt(int point) const { return points_[static_cast<std::size_t>(point)]; }
+
+    /// The edges of a graph with the numbers that its points have here, any of those that are
+    /// alike.
+    std::vector<GridGraph::Edge> EdgesBetween(GridGraph graph)
+    {
+        if (numberOf_.empty()) {
+            numberOf_.resize(graph.points.size());
+            for (std::size_t i = 0; i < points_.size(); ++i) {
+                const auto at =
+                    std::lower_bound(graph.points.begin(), graph.points.end(), points_[i]);
+                numberOf_[static_cast<std::size_t>(at - graph.points.begin())] =
+                    static_cast<int>(i);
+            }
+        }
+        for (GridGraph::Edge& edge : graph.edges) {
+            edge.low = numberOf_[static_cast<std::size_t>(edge.low)];
+            edge.high = numberOf_[static_cast<std::size_t>(edge.high)];
+        }
+        return std::move(graph.edges);
+    }
+
+    const std::vector<std::uint64_t>& points_;
+    std::vector<GridGraph::Edge> pieces_;
+    std::size_t mostPieces_ = std::size_t{1} << 22U;
+    std::vector<int> numberOf_;               // of the points of graphs
+    std::vector<std::pair<Wide, int>> along_; // places on an edge, by how far they are along it
+};
+
+} // namespace
+
+void ResolveOverlaps(std::vector<GridEdge>& edges)
+{
+    std::erase_if(edges, [](const GridEdge& edge) { return !IsRun(edge); });
+    std::vector<SlopedEdge> sloped;
+    sloped.reserve(edges.size());
+    for (const GridEdge& edge : edges) {
+        const GridPoint along = edge.high - edge.low;
+        // Upright edges run upward.
+        sloped.push_back({static_cast<double>(along.y()) / static_cast<double>(along.x()),
+                          static_cast<int>(sloped.size())});
+    }
+    const auto edgeOf = [&](const SlopedEdge& item) -> const GridEdge& {
+        return edges[static_cast<std::size_t>(item.number)];
+    };
+    // Different slopes may be one number, too: then they are compared as fractions.
+    std::sort(sloped.begin(), sloped.end(), [&](const SlopedEdge& a, const SlopedEdge& b) {
+        return a.slope != b.slope ? a.slope < b.slope : Turn(edgeOf(a), edgeOf(b)) > 0;
+    });
+
+    std::vector<GridEdge> result;
+    result.reserve(edges.size());
+    std::vector<std::pair<Wide, int>> parallel; // by their distance from the origin, times a length
+    std::vector<Change> changes;
+    for (std::size_t from = 0; from < sloped.size();) {
+        const GridEdge& leader = edgeOf(sloped[from]);
+        std::size_t to = from + 1;
+        while (to < sloped.size() && sloped[to].slope == sloped[from].slope &&
+               Turn(leader, edgeOf(sloped[to])) == 0) {
+            ++to;
+        }
+        parallel.clear();
+        for (; from < to; ++from) {
+            parallel.push_back(
+                {Cross(leader.high - leader.low, edgeOf(sloped[from]).low), sloped[from].number});
+        }
+        std::sort(parallel.begin(), parallel.end());
+        for (std::size_t i = 0; i < parallel.size();) {
+            const std::size_t first = i;
+            while (i < parallel.size() && parallel[i].first == parallel[first].first) {
+                const GridEdge& edge = edges[static_cast<std::size_t>(parallel[i].second)];
+                changes.push_back({edge.low, edge.runs});
+                changes.push_back({edge.high, {-edge.runs[0], -edge.runs[1]}});
+                ++i;
+            }
+            if (i == first + 1) {
+                result.push_back(edges[static_cast<std::size_t>(parallel[first].second)]);
+                changes.clear();
+            } else {
+                AppendRuns(changes, result);
+            }
+        }
+    }
+    edges = std::move(result);
+}
+
+GridGraph CutAtCrossings(const std::vector<GridEdge>& edges)
+{
+    Cuts cuts{EndsOf(edges), {}};
+    FindCuts(edges, cuts);
+    const Math::Impl::Buckets<int> placesOf(edges.size(), [&cuts](const auto& put) {
+        for (const auto& [edge, point] : cuts.places) {
+            put(edge, point);
+        }
+    });
+    Pieces pieces(cuts.points);
+    pieces.Reserve(edges.size() + cuts.places.size());
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        pieces.Add(static_cast<int>(i), edges[i], placesOf[i]);
+    }
+    return pieces.Graph();
+}
+
+GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::uint64_t>& points)
+{
+    std::vector<GridPointTree::Item> items;
+    items.reserve(points.size());
+    for (const std::uint64_t point : points) {
+        items.push_back({Vec2d(PointOf(point)), static_cast<int>(items.size())});
+    }
+    const GridPointTree tree(std::move(items));
+    std::vector<std::uint64_t> keys = EndsOf(edges);
+    const int firstPoint = static_cast<int>(keys.size());
+    keys.insert(keys.end(), points.begin(), points.end());
+    Pieces pieces(keys);
+    std::vector<int> places;
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        const GridEdge& edge = edges[i];
+        places.clear();
+        tree.Near(Vec2d(edge.low), Vec2d(edge.high), 0.5, [&](const GridPointTree::Item& item) {
+            const GridPoint point = PointOf(points[static_cast<std::size_t>(item.number)]);
+            if (point != edge.low && point != edge.high && PassesCell(edge, point)) {
+                places.push_back(firstPoint + item.number);
+            }
+        });
+        pieces.Add(static_cast<int>(i), edge, places);
+    }
+    return pieces.Graph();
 }
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

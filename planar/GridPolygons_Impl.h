@@ -1,9 +1,9 @@
 // The polygon scanline of Boost.Polygon for 64-bit coordinates with 128-bit arithmetic.
 //
-// The one place that includes Boost.Polygon: which number type its scanline calculates with is a choice for the
-// whole program, made here by two specializations. Whoever included Boost.Polygon without this header would
-// compile other code under the same names. The library hides all symbols of Boost, so that a host that uses
-// those templates itself meets its own.
+// The one place that includes Boost.Polygon: which number type its scanline calculates with is a
+// choice for the whole program, made here by two specializations. Whoever included Boost.Polygon
+// without this header would compile other code under the same names. The library hides all symbols
+// of Boost, so that a host that uses those templates itself meets its own.
 #pragma once
 
 #include <boost/multiprecision/cpp_int.hpp>

@@ -15,12 +15,14 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "planar/FilterData_Impl.h"
+#include "planar/GridBoolean_Impl.h"
 #include "planar/MinkowskiLoops_Impl.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Planar {
@@ -47,126 +49,8 @@ Loops<double> UsablePaths(Loops<double> paths)
     return paths;
 }
 
-/// Sums the edges of one tool with paths.
-class Convolution {
-public:
-    /// The tool's last point becomes its first, exactly, where they match within `floor`.
-    Convolution(Polygon tool, double floor) : tool_(std::move(tool))
-    {
-        const Vec2d gap = tool_.back() - tool_.front();
-        if (std::fabs(gap.x()) <= floor && std::fabs(gap.y()) <= floor) {
-            tool_.back() = tool_.front();
-        } else {
-            tool_.push_back(tool_.front());
-        }
-        for (std::size_t e = 0; e + 1 < tool_.size(); ++e) {
-            const Vec2d along = tool_[e + 1] - tool_[e];
-            normals_.push_back({along.y(), -along.x()});
-        }
-        isFront_.resize(normals_.size());
-        wasFront_.resize(normals_.size());
-    }
-
-    void Add(const Polygon& path)
-    {
-        std::fill(isFront_.begin(), isFront_.end(), true);
-        for (std::size_t j = 0; j + 1 < path.size(); ++j) {
-            AddPathEdge(path[j], path[j + 1]);
-        }
-        for (std::size_t e = 0; e < normals_.size(); ++e) {
-            if (isFront_[e]) {
-                Emit(tool_[e] + path.back(), tool_[e + 1] + path.back());
-            }
-        }
-    }
-
-    Loops<double> TakeLoops() const
-    {
-        Loops<double> loops;
-        for (const std::vector<int>& chain : MeshUtils::ConcatenateOderedPairs(pairs_)) {
-            Polygon& loop = loops.emplace_back();
-            loop.reserve(chain.size());
-            for (const int number : chain) {
-                loop.push_back(points_.Points()[static_cast<std::size_t>(number)]);
-            }
-        }
-        return loops;
-    }
-
-private:
-    void AddPathEdge(const Vec2d& from, const Vec2d& to)
-    {
-        isFront_.swap(wasFront_);
-        const Vec2d along = to - from;
-        const std::size_t count = normals_.size();
-        for (std::size_t e = 0; e < count; ++e) {
-            isFront_[e] = along * normals_[e] > 0;
-        }
-        for (std::size_t i = 0, before = count - 1; i < count; before = i++) {
-            if (isFront_[before] != isFront_[i]) {
-                EmitEitherWay(tool_[i] + from, tool_[i] + to, isFront_[i] != 0);
-            }
-        }
-        for (std::size_t e = 0; e < count; ++e) {
-            if (isFront_[e] != wasFront_[e]) {
-                EmitEitherWay(tool_[e] + from, tool_[e + 1] + from, wasFront_[e] != 0);
-            }
-        }
-    }
-
-    void EmitEitherWay(const Vec2d& from, const Vec2d& to, bool isForward)
-    {
-        isForward ? Emit(from, to) : Emit(to, from);
-    }
-
-    /// Ends are told apart by their bits: they are always the same sum of the same two points.
-    void Emit(const Vec2d& from, const Vec2d& to)
-    {
-        const int first = points_.Index(from);
-        pairs_.push_back({first, points_.Index(to)});
-    }
-
-    Polygon tool_;
-    std::vector<Vec2d> normals_;
-    std::vector<char> isFront_;  // of each tool edge, for the path edge of the moment
-    std::vector<char> wasFront_; // and for the one before
-    FilterData<2, double> points_;
-    std::vector<std::array<int, 2>> pairs_;
-};
-
-/// Empty for a tool of fewer than three points.
-Loops<double> Convolve(const Polygon& tool, const Loops<double>& paths, double floor)
-{
-    if (tool.size() < 3) {
-        return {};
-    }
-    Convolution convolution(tool, floor);
-    for (const Polygon& path : paths) {
-        convolution.Add(path);
-    }
-    return convolution.TakeLoops();
-}
-
-Loops<double> DilateAreas(const Polygon& tool, const Loops<double>& areas, double floor,
-                          double& resolution)
-{
-    resolution = 0;
-    if (tool.empty() || !IsFiniteLoop(tool)) {
-        return {};
-    }
-    const Loops<double> usable = UsablePaths(areas);
-    Loops<double> loops = Convolve(tool, usable, floor);
-    // The convolution follows the boundary; a copy of the area fills what that leaves out.
-    for (const Polygon& area : usable) {
-        Polygon& moved = loops.emplace_back(area);
-        for (Vec2d& point : moved) {
-            point += tool.front();
-        }
-    }
-    return Union(loops, &resolution);
-}
-
-/// Low and high corner.
+/// Low and high corner of points that `each` hands to a function; of `first` alone when it hands
+/// none.
 template <class Each>
 std::array<Vec2d, 2> BoxOf(const Vec2d& first, const Each& each)
 {
@@ -180,6 +64,235 @@ std::array<Vec2d, 2> BoxOf(const Vec2d& first, const Each& each)
     return box;
 }
 
+std::array<Vec2d, 2> BoxOfTool(const Polygon& tool)
+{
+    return BoxOf(tool.front(),
+                 [&](const auto& add) { std::for_each(tool.begin(), tool.end(), add); });
+}
+
+std::array<Vec2d, 2> BoxOfPaths(const Loops<double>& paths)
+{
+    return BoxOf(paths.front().front(), [&](const auto& add) {
+        for (const Polygon& path : paths) {
+            std::for_each(path.begin(), path.end(), add);
+        }
+    });
+}
+
+/// The grid of a sum. Tool and paths are rounded to it each by itself, and so sums of their points
+/// are exact, and so is what the convolution says about windings. Sums that were rounded themselves
+/// would tear open where the curve runs to and fro on one line, as it does in a hollow that fits
+/// the tool: slits of a cell's width, which a contraction then widens to the size of the tool.
+class SumGrid {
+public:
+    /// Cells along each axis of the union's grid.
+    static constexpr double kCells = 0x1p30;
+
+    SumGrid(const std::array<Vec2d, 2>& tool, const std::array<Vec2d, 2>& paths)
+        : lowOfTool_(tool[0]), lowOfPaths_(paths[0]),
+          extent_((tool[1] - tool[0]) + (paths[1] - paths[0]))
+    {
+        // Two points rounded upward stay within the last cell.
+        scale_ = {(kCells - 4) / extent_.x(), (kCells - 4) / extent_.y()};
+    }
+
+    /// Can points be told apart on both axes?
+    bool HasCells() const
+    {
+        return extent_.x() > 0 && extent_.y() > 0 && Math::Impl::IsFinite(extent_) &&
+               Math::Impl::IsFinite(scale_);
+    }
+
+    /// As `Union` tells it of a box of this extent.
+    double Resolution() const
+    {
+        return std::sqrt(8.0) * std::max(extent_.x(), extent_.y()) / kCells;
+    }
+
+    GridPoint OfTool(const Vec2d& point) const { return Rounded(point - lowOfTool_); }
+    GridPoint OfPath(const Vec2d& point) const { return Rounded(point - lowOfPaths_); }
+
+    /// Of a sum of two such points.
+    Vec2d PointAt(const Vec2d& sum) const
+    {
+        return Vec2d(sum.x() / scale_.x(), sum.y() / scale_.y()) + (lowOfTool_ + lowOfPaths_);
+    }
+
+private:
+    GridPoint Rounded(const Vec2d& fromLow) const
+    {
+        return {std::llround(fromLow.x() * scale_.x()), std::llround(fromLow.y() * scale_.y())};
+    }
+
+    Vec2d lowOfTool_;
+    Vec2d lowOfPaths_;
+    Vec2d extent_;
+    Vec2d scale_;
+};
+
+/// Sums the edges of one tool with paths, on a grid.
+class Convolution {
+public:
+    Convolution(const Polygon& tool, const SumGrid& grid)
+    {
+        for (const Vec2d& point : tool) {
+            tool_.push_back(grid.OfTool(point));
+        }
+        tool_.push_back(tool_.front());
+        for (std::size_t e = 0; e + 1 < tool_.size(); ++e) {
+            const GridPoint along = tool_[e + 1] - tool_[e];
+            normals_.push_back({along.y(), -along.x()});
+        }
+        isFront_.resize(normals_.size());
+        wasFront_.resize(normals_.size());
+    }
+
+    void Add(const GridLoop& path)
+    {
+        std::fill(isFront_.begin(), isFront_.end(), true);
+        for (std::size_t j = 0; j + 1 < path.size(); ++j) {
+            AddPathEdge(path[j], path[j + 1]);
+        }
+        for (std::size_t e = 0; e < normals_.size(); ++e) {
+            if (isFront_[e]) {
+                Emit(tool_[e] + path.back(), tool_[e + 1] + path.back());
+            }
+        }
+    }
+
+    std::vector<GridLoop> TakeLoops() const
+    {
+        std::vector<GridLoop> loops;
+        for (const std::vector<int>& chain : MeshUtils::ConcatenateOderedPairs(pairs_)) {
+            GridLoop& loop = loops.emplace_back();
+            loop.reserve(chain.size());
+            for (const int number : chain) {
+                loop.push_back(points_.Points()[static_cast<std::size_t>(number)]);
+            }
+        }
+        return loops;
+    }
+
+private:
+    /// Coordinates are below 2^30, so that the products are exact.
+    void AddPathEdge(const GridPoint& from, const GridPoint& to)
+    {
+        isFront_.swap(wasFront_);
+        const GridPoint along = to - from;
+        const std::size_t count = normals_.size();
+        for (std::size_t e = 0; e < count; ++e) {
+            isFront_[e] = along.x() * normals_[e].x() + along.y() * normals_[e].y() > 0;
+        }
+        for (std::size_t i = 0, before = count - 1; i < count; before = i++) {
+            if (isFront_[before] != isFront_[i]) {
+                EmitEitherWay(tool_[i] + from, tool_[i] + to, isFront_[i] != 0);
+            }
+        }
+        for (std::size_t e = 0; e < count; ++e) {
+            if (isFront_[e] != wasFront_[e]) {
+                EmitEitherWay(tool_[e] + from, tool_[e + 1] + from, wasFront_[e] != 0);
+            }
+        }
+    }
+
+    void EmitEitherWay(const GridPoint& from, const GridPoint& to, bool isForward)
+    {
+        isForward ? Emit(from, to) : Emit(to, from);
+    }
+
+    void Emit(const GridPoint& from, const GridPoint& to)
+    {
+        const int first = points_.Index(from);
+        pairs_.push_back({first, points_.Index(to)});
+    }
+
+    GridLoop tool_;
+    std::vector<GridPoint> normals_;
+    std::vector<char> isFront_;  // of each tool edge, for the path edge of the moment
+    std::vector<char> wasFront_; // and for the one before
+    FilterData<2, long long> points_;
+    std::vector<std::array<int, 2>> pairs_;
+};
+
+/// Do the ends of the tool match within `floor`? Then the last is a repeat of the first.
+bool IsClosed(const Polygon& tool, double floor)
+{
+    const Vec2d gap = tool.back() - tool.front();
+    return std::fabs(gap.x()) <= floor && std::fabs(gap.y()) <= floor;
+}
+
+/// The union of what the tool sweeps along the paths, of which there is one; and, with `areFilled`,
+/// of what they enclose, moved by the tool's first point. The tool has three points or more.
+Loops<double> Sum(Polygon tool, const Loops<double>& paths, bool areFilled, double floor,
+                  double& resolution)
+{
+    const SumGrid grid(BoxOfTool(tool), BoxOfPaths(paths));
+    resolution = grid.Resolution();
+    if (!grid.HasCells()) {
+        return {};
+    }
+    if (IsClosed(tool, floor)) {
+        tool.pop_back();
+    }
+    Convolution convolution(tool, grid);
+    std::vector<GridLoop> filling;
+    for (const Polygon& path : paths) {
+        GridLoop onGrid;
+        onGrid.reserve(path.size());
+        for (const Vec2d& point : path) {
+            onGrid.push_back(grid.OfPath(point));
+        }
+        convolution.Add(onGrid);
+        if (areFilled) {
+            for (GridPoint& point : onGrid) {
+                point += grid.OfTool(tool.front());
+            }
+            filling.push_back(std::move(onGrid));
+        }
+    }
+    std::vector<GridLoop> onGrid = convolution.TakeLoops();
+    std::move(filling.begin(), filling.end(), std::back_inserter(onGrid));
+
+    // The union over a box of 2^30 by 2^30 has these very cells. It is told by two points that
+    // bound nothing.
+    Loops<double> loops{{{0, 0}}, {{SumGrid::kCells, SumGrid::kCells}}};
+    loops.reserve(onGrid.size() + 2);
+    for (const GridLoop& loop : onGrid) {
+        Polygon& centers = loops.emplace_back();
+        centers.reserve(loop.size());
+        for (const GridPoint& point : loop) {
+            centers.push_back(
+                {static_cast<double>(point.x()) + 0.5, static_cast<double>(point.y()) + 0.5});
+        }
+    }
+    Loops<double> result = Union<double>(loops, nullptr);
+    for (Polygon& loop : result) {
+        for (Vec2d& point : loop) {
+            point = grid.PointAt(point);
+        }
+    }
+    return result;
+}
+
+Loops<double> DilateAreas(const Polygon& tool, const Loops<double>& areas, double floor,
+                          double& resolution)
+{
+    resolution = 0;
+    Loops<double> usable = UsablePaths(areas);
+    if (tool.empty() || !IsFiniteLoop(tool) || usable.empty()) {
+        return {};
+    }
+    if (tool.size() >= 3) {
+        return Sum(tool, usable, true, floor, resolution);
+    }
+    for (Polygon& area : usable) { // nothing to sweep
+        for (Vec2d& point : area) {
+            point += tool.front();
+        }
+    }
+    return Union(usable, &resolution);
+}
+
 Loops<double> ContractAreas(const Polygon& tool, const Loops<double>& areas, double floor,
                             double& resolution)
 {
@@ -188,13 +301,8 @@ Loops<double> ContractAreas(const Polygon& tool, const Loops<double>& areas, dou
     if (tool.empty() || !IsFiniteLoop(tool) || complement.empty()) {
         return {};
     }
-    const auto toolBox =
-        BoxOf(tool.front(), [&](const auto& add) { std::for_each(tool.begin(), tool.end(), add); });
-    auto [low, high] = BoxOf(complement.front().front(), [&](const auto& add) {
-        for (const Polygon& area : complement) {
-            std::for_each(area.begin(), area.end(), add);
-        }
-    });
+    const auto toolBox = BoxOfTool(tool);
+    auto [low, high] = BoxOfPaths(complement);
     const double margin = std::max(Vector::Length(toolBox[1] - toolBox[0]),
                                    kLeastMargin * std::max(high.x() - low.x(), high.y() - low.y()));
     low -= Vec2d(margin, margin);
@@ -261,11 +369,11 @@ std::vector<std::vector<VecBase<2, T>>> DilatePaths(const std::vector<VecBase<2,
                                                     T* resolution)
 {
     const Polygon wideTool = WidenedLoop(tool);
+    const Loops<double> usable = UsablePaths(WidenedLoops(paths));
     double accuracy = 0;
     Loops<double> result;
-    if (IsFiniteLoop(wideTool)) {
-        result =
-            Union(Convolve(wideTool, UsablePaths(WidenedLoops(paths)), kLengthFloor<T>), &accuracy);
+    if (wideTool.size() >= 3 && IsFiniteLoop(wideTool) && !usable.empty()) {
+        result = Sum(wideTool, usable, false, kLengthFloor<T>, accuracy);
     }
     Write(resolution, accuracy);
     return NarrowedLoops<T>(result);

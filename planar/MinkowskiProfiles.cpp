@@ -12,6 +12,7 @@
 #include "planar/SegmentOverlapTree_Impl.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <iterator>
@@ -187,18 +188,39 @@ Segments WithoutRepeats(const Segments& pieces, double floor)
     return result;
 }
 
+/// By how much the ends of a piece may be off the segments under it: at large coordinates a cut is
+/// off by more than the floor.
+double BearableOn(const Segment& piece, double floor) { return std::max(floor, RoundingOn(piece)); }
+
+/// Pieces that can be stretches, each once: `CutAtIntersections` gives the same bits to pieces that
+/// lie on each other, and outlines that run to and fro a thousand times would be searched for a
+/// thousand times.
+Segments DistinctPieces(const Segments& pieces, double floor)
+{
+    std::set<std::array<double, 4>> seen;
+    Segments result;
+    for (const Segment& piece : pieces) {
+        if (!Math::Impl::IsUsable(piece.start) || !Math::Impl::IsUsable(piece.end) ||
+            !(Vector::Length(piece.end - piece.start) > BearableOn(piece, floor))) {
+            continue;
+        }
+        const std::array<double, 2> start{piece.start.x(), piece.start.y()};
+        const std::array<double, 2> end{piece.end.x(), piece.end.y()};
+        const auto [low, high] = std::minmax(start, end);
+        if (seen.insert({low[0], low[1], high[0], high[1]}).second) {
+            result.push_back(piece);
+        }
+    }
+    return result;
+}
+
 Loops<double> CommonStretches(const CutPair& pair, double floor)
 {
     Segments common;
     double widest = floor;
-    for (const Segment& piece : pair.pieces) {
-        if (!Math::Impl::IsUsable(piece.start) || !Math::Impl::IsUsable(piece.end)) {
-            continue;
-        }
-        // At large coordinates a cut is off its segment by more than the floor.
-        const double bearable = std::max(floor, RoundingOn(piece));
-        if (Vector::Length(piece.end - piece.start) > bearable &&
-            Holds(pair.treeOfA, piece, bearable) && Holds(pair.treeOfB, piece, bearable)) {
+    for (const Segment& piece : DistinctPieces(pair.pieces, floor)) {
+        const double bearable = BearableOn(piece, floor);
+        if (Holds(pair.treeOfA, piece, bearable) && Holds(pair.treeOfB, piece, bearable)) {
             common.push_back(piece);
             widest = std::max(widest, bearable);
         }
@@ -218,6 +240,8 @@ public:
     {
         Vector::FilterForUniqueness(points_, tol_);
     }
+
+    const Polyline& Points() const { return points_; }
 
     bool Has(const Vec2d& point) const
     {
@@ -252,8 +276,8 @@ struct Boundary {
 
 /// Points at which the outlines are together: common stretches, common vertices, vertices of one on
 /// the other.
-Polyline CommonPoints(const Polyline& a, const Loops<double>& others, const CutPair& pair,
-                      double tol, double floor)
+Polyline CommonPoints(const Polyline& a, const Loops<double>& others, const PointSet& ofA,
+                      const PointSet& ofB, const CutPair& pair, double tol, double floor)
 {
     Polyline points;
     for (const Polyline& stretch : CommonStretches(pair, floor)) {
@@ -266,12 +290,13 @@ Polyline CommonPoints(const Polyline& a, const Loops<double>& others, const CutP
             points.push_back(line[static_cast<std::size_t>(node.node)]);
         }
     }
-    std::copy_if(a.begin(), a.end(), std::back_inserter(points),
-                 [&](const Vec2d& point) { return IsOn(pair.treeOfB, point, tol); });
-    for (const Polyline& b : others) {
-        std::copy_if(b.begin(), b.end(), std::back_inserter(points),
-                     [&](const Vec2d& point) { return IsOn(pair.treeOfA, point, tol); });
-    }
+    const auto appendTouching = [&](const PointSet& vertices,
+                                    const SegmentOverlapTree<double>& tree) {
+        std::copy_if(vertices.Points().begin(), vertices.Points().end(), std::back_inserter(points),
+                     [&](const Vec2d& point) { return IsOn(tree, point, tol); });
+    };
+    appendTouching(ofA, pair.treeOfB);
+    appendTouching(ofB, pair.treeOfA);
     return points;
 }
 
@@ -289,14 +314,14 @@ void SmoothLabels(std::vector<int>& labels, bool isClosed)
         }
     };
     for (std::size_t i = 0; i + (isClosed ? 0 : 1) < n; ++i) {
-        if (labels[i] != kTransition) {
-            continue;
+        const int before = labels[(i + n - 1) % n];
+        if (labels[i] != kTransition || before == kTransition) {
+            continue; // a run is dealt with at its first point
         }
         std::size_t next = i + 1;
         while (labels[next % n] == kTransition) {
             ++next;
         }
-        const int before = labels[(i + n - 1) % n];
         const int behind = labels[next % n];
         const std::size_t further = next - i - 1;
         if (before == kOfA && behind == kOfB) {
@@ -397,7 +422,7 @@ Boundary Labeled(const Polyline& loop, bool isClosed, const Polyline& a,
     }
     const PointSet ofA(a, tol);
     const PointSet ofB(std::move(pointsOfB), tol);
-    const PointSet common(CommonPoints(a, others, pair, tol, floor), tol);
+    const PointSet common(CommonPoints(a, others, ofA, ofB, pair, tol, floor), tol);
     const auto labelOf = [&](const Vec2d& point) -> int {
         const bool isOfA = ofA.Has(point);
         return common.Has(point) || isOfA == ofB.Has(point) ? kTransition : isOfA ? kOfA : kOfB;
@@ -491,13 +516,15 @@ bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a, const std::vecto
                            std::vector<std::vector<VecBase<2, T>>>& aPart,
                            std::vector<std::vector<VecBase<2, T>>>& bPart, T tol)
 {
-    // Into results of their own: an input may be an element of an output.
+    // Into results of their own: an input may be an element of an output, and memory may run out.
     Loops<double> ofA;
     Loops<double> ofB;
     const bool isClosed = ClipOverlapped(WidenedLoop(a), {WidenedLoop(b)}, ofA, ofB,
                                          static_cast<double>(tol), kLengthFloor<T>);
-    aPart = NarrowedLoops<T>(ofA);
-    bPart = NarrowedLoops<T>(ofB);
+    auto narrowedOfA = NarrowedLoops<T>(ofA);
+    auto narrowedOfB = NarrowedLoops<T>(ofB);
+    aPart = std::move(narrowedOfA);
+    bPart = std::move(narrowedOfB);
     return isClosed;
 }
 

@@ -36,6 +36,9 @@ using namespace Impl;
 constexpr double kTrimFloor = 1e-12;
 /// Part of the tolerance within which ends of pieces are linked.
 constexpr double kLinkFraction = 0.1;
+/// How far apart ends at one vertex may lie, in parts of that: each matches the vertex per
+/// coordinate, and an element may be missing between them that was no longer itself.
+constexpr double kLinkBridge = 4.0;
 
 template <class T>
 using Chains = std::vector<PolyArcSegBase<T>>;
@@ -186,7 +189,8 @@ Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol)
     trim.AppendKept(raw.segments, segmentCount, hasOthers ? segments : raw.segments, kept);
     trim.AppendKept(raw.arcs, arcCount, hasOthers ? arcs : raw.arcs, kept);
     const double link = std::max({kLinkFraction * tol, 4 * source.JointGap(), rounding});
-    return PlacedChains<T>(CombineWithEnds(kept.elements, kept.ends, link), source.Center());
+    return PlacedChains<T>(CombineWithEnds(kept.elements, kept.ends, link, kLinkBridge * link),
+                           source.Center());
 }
 
 template <class T>

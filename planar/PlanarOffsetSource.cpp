@@ -7,8 +7,8 @@
 #include "planar/ChainElement_Impl.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
+#include <limits>
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
@@ -35,28 +35,33 @@ ArcBase<double> Wide(const ArcBase<T>& arc)
 
 using Box = Bounding::AxisAlignedBoundingBox<2, double>;
 
-Box BoxOf(const SegBase<double>& segment)
+bool Overlap(const Box& a, const Box& b)
 {
-    const Vec2d& a = segment.start;
-    const Vec2d& b = segment.end;
-    return {{std::min(a.x(), b.x()), std::min(a.y(), b.y())},
-            {std::max(a.x(), b.x()), std::max(a.y(), b.y())}};
+    return a.min.x() <= b.max.x() && b.min.x() <= a.max.x() && a.min.y() <= b.max.y() &&
+           b.min.y() <= a.max.y();
 }
-Box BoxOf(const ArcBase<double>& arc)
+
+void Include(const Vec2d& point, Box& box)
 {
-    const std::array<Vec2d, 2> corners = arc.Bounds();
-    return {corners[0], corners[1]};
+    for (int axis = 0; axis < 2; ++axis) {
+        box.min[axis] = std::min(box.min[axis], point[axis]);
+        box.max[axis] = std::max(box.max[axis], point[axis]);
+    }
 }
 
 /// Is the element finite, and does it lead anywhere?
 template <class T>
 bool IsCurve(const ArcSegBase<T>& element)
 {
+    // The end of an arc is no farther out than that, which decides unless T itself may overflow.
+    constexpr double kFarOut = std::min(Math::Impl::kLargestCoordinate,
+                                        static_cast<double>(std::numeric_limits<T>::max())) /
+                               4;
     const ArcBase<T>* const arc = element.AsArc();
-    return SizeOf(element) <= Math::Impl::kLargestCoordinate &&
-           WideLength(element) > kLengthFloor<double> &&
+    const double size = SizeOf(element);
+    return size <= Math::Impl::kLargestCoordinate && WideLength(element) > kLengthFloor<double> &&
            WideLength(element) <= Math::Impl::kLargestCoordinate &&
-           Math::Impl::IsUsable(element.EndPoint()) &&
+           (size <= kFarOut || Math::Impl::IsUsable(element.EndPoint())) &&
            (arc == nullptr || Distance(arc->center, arc->start) > kLengthFloor<double>);
 }
 
@@ -83,28 +88,74 @@ Vec2d MiddleOf(const std::vector<ArcSegBase<T>>& elements)
 
 bool OffsetSource::MeetsItself(const std::vector<Box>& boxes) const
 {
-    // Neighbors that share an end may meet once more when one of them is bent enough.
-    constexpr double kBent = 1.0;
-    const auto isBent = [&](std::size_t i) {
-        return shapes_[i].radius > 0 && WideLength(elements_[i]) > kBent * shapes_[i].radius;
+    // Seen from its end, an arc strays from its tangent by half of its sweep. Neighbors that part
+    // at a wider angle do not meet once more.
+    constexpr double kSweeps = 1.0;
+    const double leastCosine = -std::cos(0.5 * kSweeps);
+    const auto sweepOf = [&](std::size_t i) {
+        return shapes_[i].radius > 0 ? WideLength(elements_[i]) / shapes_[i].radius : 0.0;
+    };
+    const auto partForGood = [&](std::size_t before, std::size_t after) {
+        return sweepOf(before) + sweepOf(after) < kSweeps &&
+               TangentAt(before, shapes_[before].end) * TangentAt(after, shapes_[after].start) >
+                   leastCosine;
     };
     const auto prepared = [&](std::size_t i) {
         return elements_[i].Visit(
             [](const auto& e) { return Intersect::Impl::MakeElement(e, kLengthFloor<double>); });
     };
+    // Where two joints lie in one place the chain may cross itself between the elements, and no two
+    // of those do.
+    const double samePlace = 2 * jointGap_ + RoundingAt<double>(size_);
     const std::size_t count = elements_.size();
-    for (std::size_t i = 0; i < count; ++i) {
-        const bool hasMet = boxes_.VisitMeeting(boxes[i], [&](std::int32_t number) -> bool {
+    const auto meet = [&](std::size_t i, std::size_t j) {
+        if (Distance(shapes_[i].start, shapes_[j].start) <= samePlace) {
+            return true;
+        }
+        const bool areNeighbors = j == i + 1 || (i == 0 && j + 1 == count);
+        const bool isBehind = areNeighbors && j != i + 1;
+        return !(areNeighbors && partForGood(isBehind ? j : i, isBehind ? i : j)) &&
+               Intersect::Impl::MeetingsOf(prepared(i), prepared(j)).count > 0;
+    };
+    const Vec2d margin(samePlace, samePlace);
+    const auto widened = [&](std::size_t i) {
+        return Box{boxes[i].min - margin, boxes[i].max + margin};
+    };
+    // Neighbors have neighbors in common: one look at the hierarchy serves a run of elements.
+    constexpr std::size_t kRun = 8;
+    for (std::size_t first = 0; first < count; first += kRun) {
+        const std::size_t last = std::min(first + kRun, count);
+        Box run = widened(first);
+        for (std::size_t i = first + 1; i < last; ++i) {
+            const Box box = widened(i);
+            Include(box.min, run);
+            Include(box.max, run);
+        }
+        const bool hasMet = boxes_.VisitMeeting(run, [&](std::int32_t number) -> bool {
             const auto j = static_cast<std::size_t>(number);
-            const bool areNeighbors = j == i + 1 || (i == 0 && j + 1 == count);
-            return j > i && (!areNeighbors || isBent(i) || isBent(j)) &&
-                   Intersect::Impl::MeetingsOf(prepared(i), prepared(j)).count > 0;
+            for (std::size_t i = first; i < std::min(last, j); ++i) {
+                if (Overlap(widened(i), boxes[j]) && meet(i, j)) {
+                    return true;
+                }
+            }
+            return false;
         });
         if (hasMet) {
             return true;
         }
     }
     return false;
+}
+
+/// At one of the ends of element i.
+Vec2d OffsetSource::TangentAt(std::size_t i, const Vec2d& end) const
+{
+    const Shape& shape = shapes_[i];
+    const ArcBase<double>* const arc = elements_[i].AsArc();
+    if (arc == nullptr) {
+        return (shape.end - shape.start) * (1 / Distance(shape.start, shape.end));
+    }
+    return Vector::RightNormal(end - shape.center) * ((arc->length < 0 ? 1 : -1) / shape.radius);
 }
 
 bool OffsetSource::Shape::Spans(const Vec2d& spoke) const
@@ -142,6 +193,22 @@ bool OffsetSource::Shape::IsNearerThan(double distance, const Vec2d& p) const
         return false; // not even the circle
     }
     return Spans(spoke) || isNear(start) || isNear(end);
+}
+
+Box OffsetSource::Shape::Bounds() const
+{
+    Box box{start, start};
+    Include(end, box);
+    for (int axis = 0; axis < 2 && radius > 0; ++axis) {
+        for (const double sense : {-1.0, 1.0}) {
+            Vec2d spoke;
+            spoke[axis] = sense * radius;
+            if (Spans(spoke)) {
+                Include(center + spoke, box);
+            }
+        }
+    }
+    return box;
 }
 
 OffsetSource::Shape OffsetSource::ShapeOf(const ArcSegBase<double>& element)
@@ -187,7 +254,7 @@ OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T to
     for (const ArcSegBase<double>& element : elements_) {
         shapes_.push_back(ShapeOf(element));
         size_ = std::max(size_, SizeOf(element));
-        boxes.push_back(element.Visit([](const auto& e) { return BoxOf(e); }));
+        boxes.push_back(shapes_.back().Bounds());
     }
     const double rounding = RoundingAt<double>(size_);
     for (Box& box : boxes) {

@@ -23,8 +23,8 @@ public:
     std::size_t Count() const { return elements_.size(); }
     const ArcSegBase<double>& operator[](std::size_t i) const { return elements_[i]; }
     bool IsClosed() const { return isClosed_; }
-    /// Is the chain closed and without places where it crosses or touches itself? Its two sides are
-    /// the inside and the outside then.
+    /// Is the chain closed and without places where it crosses or touches itself, joints included?
+    /// Its two sides are the inside and the outside then.
     bool IsSimple() const { return isSimple_; }
     /// Does element i start where the one before ends? Of the first: is the chain closed?
     bool IsJoined(std::size_t i) const { return shapes_[i].isJoined; }
@@ -59,9 +59,11 @@ private:
 
         bool Spans(const Vec2d& spoke) const;
         bool IsNearerThan(double distance, const Vec2d& p) const;
+        Bounding::AxisAlignedBoundingBox<2, double> Bounds() const;
     };
 
     static Shape ShapeOf(const ArcSegBase<double>& element);
+    Vec2d TangentAt(std::size_t i, const Vec2d& end) const;
     bool MeetsItself(const std::vector<Bounding::AxisAlignedBoundingBox<2, double>>& boxes) const;
 
     std::vector<ArcSegBase<double>> elements_;

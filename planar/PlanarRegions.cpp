@@ -95,7 +95,7 @@ struct BufferredUnion::State {
             std::vector<GridEdge> edges;
             AppendEdges(buffer, 0, edges);
             std::vector<GridLoop> loops;
-            if (GridBoolean(std::move(edges), Keep::FirstSet, kMostCuttingRounds, loops)) {
+            if (GridBoolean(std::move(edges), Keep::FirstSet, Cutting::Own, loops)) {
                 return loops;
             }
         } catch (...) {

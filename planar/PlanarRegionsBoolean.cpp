@@ -74,7 +74,7 @@ Loops<T> Boolean(const Loops<T>& a, const Loops<T>& b, Keep keep, T* resolution)
     AppendEdges(OnGrid(a, grid), 0, edges);
     AppendEdges(OnGrid(b, grid), 1, edges);
     std::vector<GridLoop> united;
-    GridBoolean(std::move(edges), keep, kMostCuttingRounds, united);
+    GridBoolean(std::move(edges), keep, Cutting::Own, united);
     Loops<T> result = FromGrid<T>(united, grid);
     PutLargeLoopFirst(result);
     return result;

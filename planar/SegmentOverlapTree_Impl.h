@@ -14,6 +14,7 @@ public:
         : Tree::Quadtree::SegmentTree<T>(segments)
     {
     }
+    virtual ~SegmentOverlapTree() = default;
 };
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

@@ -125,7 +125,7 @@ SilhouetteBoundaries(const Mesh::IndexedPointsBase<3, T>& mesh, T* resolution)
         }
     }
     std::vector<GridLoop> united;
-    GridBoolean(std::move(edges), Keep::FirstSet, kMostCuttingRounds, united);
+    GridBoolean(std::move(edges), Keep::FirstSet, Cutting::Own, united);
     auto result = FromGrid<T>(united, grid);
     PutLargeLoopFirst(result);
     return result;

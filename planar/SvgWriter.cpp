@@ -319,8 +319,6 @@ public:
     void MoveTo(const Vec2d& point)
     {
         SetPlace(point);
-        beginX_ = x_;
-        beginY_ = y_;
         text_ += 'M';
         AppendPair(x_, y_, text_);
         last_ = 'M';
@@ -352,12 +350,11 @@ public:
         text_ += x_ < fromX ? "" : " ";
         AppendPair(x_ - fromX, y_ - fromY, text_);
     }
+    /// What comes next begins with a move, which is absolute.
     void Close()
     {
         text_ += 'z';
         last_ = 'z';
-        x_ = beginX_;
-        y_ = beginY_;
     }
 
 private:
@@ -382,8 +379,6 @@ private:
     double grain_; // in hundredths of a pixel
     double x_ = 0;
     double y_ = 0;
-    double beginX_ = 0;
-    double beginY_ = 0;
     char last_ = ' ';
 };
 

@@ -4,10 +4,9 @@
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Vector_E.h>
 
-#include "mathbase/BitSpread_Impl.h"
 #include "mathbase/Parallel_Impl.h"
-#include "mathbase/RadixSort_Impl.h"
 #include "mathbase/Values_Impl.h"
+#include "trees/CurveOrder_Impl.h"
 #include "trees/TriangleHierarchy_Impl.h"
 
 #include <algorithm>
@@ -89,47 +88,13 @@ Closest NearestInRange(const TriangleHierarchy& triangles, const Vec3d& point,
 
 // --- batches ------------------------------------------------------------------------------------
 
-/// A point of a batch, and its place in a curve through their cells.
-struct BatchPoint {
-    std::uint32_t code;
-    std::int32_t number;
-};
-
-/// The points in the order of a Z-curve (G. M. Morton, 1966) through 1024 cells an axis.
-std::vector<BatchPoint> AlongTheCurve(const std::vector<Vec3d>& points)
-{
-    constexpr double kCells = 1024;
-    Impl::BoxOf<3, double> box;
-    for (const Vec3d& point : points) {
-        if (Math::Impl::IsUsable(point)) {
-            box.Grow(point);
-        }
-    }
-    std::vector<BatchPoint> batch;
-    batch.reserve(points.size());
-    for (const Vec3d& point : points) {
-        std::uint64_t code = 0;
-        for (int axis = 0; axis < 3; ++axis) {
-            const double cell =
-                (point[axis] - box.min[axis]) / (box.max[axis] - box.min[axis]) * kCells;
-            // In this form also for what is no number.
-            const double inside = cell > 0 ? std::min(cell, kCells - 1) : 0.0;
-            code |= Velk::Math::Impl::SpreadBits<3>(static_cast<std::uint32_t>(inside)) << axis;
-        }
-        batch.push_back(
-            {static_cast<std::uint32_t>(code), static_cast<std::int32_t>(batch.size())});
-    }
-    Velk::Math::Impl::StableSortByKey(batch, [](const BatchPoint& p) { return p.code; });
-    return batch;
-}
-
 /// `answer(point, guess)` for each point; nothing when canceled.
 template <class Answer>
 std::vector<Closest> Batch(const std::vector<Vec3d>& points, const ProgressCallback& progress,
                            const Answer& answer)
 {
     std::vector<Closest> closest(points.size());
-    const std::vector<BatchPoint> batch = AlongTheCurve(points);
+    const std::vector<Impl::BatchPoint> batch = Impl::AlongTheCurve(points);
     for (std::size_t first = 0; first < batch.size(); first += kPointsPerReport) {
         const std::size_t last = std::min(first + kPointsPerReport, batch.size());
         Parallel::Impl::ApplyParallelChunks(first, last, [&](std::size_t from, std::size_t to) {

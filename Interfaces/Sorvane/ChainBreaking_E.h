@@ -6,9 +6,11 @@
 // memory, and nothing is reported: failure is the quiet result that each function names.
 //
 // Parameters are lengths from the start, or fractions of the whole with `normalized`, as in
-// PolyArcSeg_E.h. A tolerance that is negative or NaN counts as 0. The floor is 1e-12 for `double`, 1e-8
-// for `float`; where the coordinates round more coarsely than that, their rounding takes its place.
-// Below n is the number of elements and m that of parameters, points or pieces.
+// PolyArcSeg_E.h. A tolerance that is negative or NaN counts as 0, and where points and joints are
+// compared, one below the rounding of the coordinates counts as that rounding (8 epsilon times their
+// size; a few elements beyond all proportion aside): a point that was computed from a chain is on it, and
+// the chain's own joints are joints of it, wherever it lies. The floor is 1e-12 for `double`, 1e-8 for
+// `float`, or that rounding. Below n is the number of elements and m that of parameters, points or pieces.
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
@@ -50,10 +52,11 @@ PolyArcSegBase<T> BreakAtPoints(const PolyArcSegBase<T>& chain,
 /// The chains between `parameters`, in order, each with the chain's tolerance. One chain, a copy, when no
 /// parameter is farther than `tol` from both ends of the chain.
 ///
-/// The chain is broken as by `BreakAtParams` and comes apart where each parameter got its joint, or at the
-/// joint within `tol` of it. When the breaking gives up, each parameter still parts the chain, at the
-/// first old joint that is not before it: {3, 3} on joints at 0, 10, 20 gives the chains 0 to 10 and 10 to
-/// 20. No chain of the result is empty.
+/// The chain is broken as by `BreakAtParams` and comes apart, for each parameter, at the first joint that
+/// is not before it by more than `tol`: its own, or one within `tol` of it, also if another parameter made
+/// that. A closed chain comes apart at its start too. When the breaking gives up, each parameter still
+/// parts the chain, at the first old joint that is not before it: {3, 3} on joints at 0, 10, 20 gives the
+/// chains 0 to 10 and 10 to 20. No chain of the result is empty.
 template <class T>
 std::vector<PolyArcSegBase<T>> Split(const PolyArcSegBase<T>& chain,
                                      const std::vector<T>& parameters, bool normalized, T tol);
@@ -66,11 +69,12 @@ std::vector<PolyArcSegBase<T>> SplitAtPoints(const PolyArcSegBase<T>& chain,
 /// The chains between the places at which the tangent becomes parallel to the unit vector `direction`:
 /// inside arcs, and at corners that turn past it.
 ///
-/// Told from the sign of the cross product of tangent and direction, 0 within `tol`, at the start and the
-/// end of each element. So an arc that starts and ends on one side of the direction stays whole even if
-/// it turns past it twice, as half circles do that begin and end parallel to it: begin such circles
-/// elsewhere. The corner from the last element of a closed chain to the first isn't looked at. An empty
-/// chain gives one chain, a copy. O((n + m) log n).
+/// Told from the sign of the cross product of tangent and direction at the start and the end of each
+/// element, 0 within `tol`, or within what the rounding of its coordinates may turn the element by. So an
+/// arc that starts and ends on one side of the direction stays whole even if it turns past it twice, as
+/// half circles do that begin and end parallel to it: begin such circles elsewhere. The corner from the
+/// last element of a closed chain to the first isn't looked at. An empty chain gives one chain, a copy.
+/// O((n + m) log n).
 template <class T>
 std::vector<PolyArcSegBase<T>> SplitAtTangent(const PolyArcSegBase<T>& chain,
                                               const VecBase<2, T>& direction, T tol);
@@ -91,7 +95,8 @@ PolyArcSegBase<T> TrimToPoints(const PolyArcSegBase<T>& chain, const VecBase<2, 
 
 // --- loose elements -----------------------------------------------------------------------------
 
-/// Chains of tolerance `tol` out of loose elements, in whatever order and direction they come.
+/// Chains of tolerance `tol` out of loose elements, in whatever order and direction they come. Where
+/// rounding keeps their joints farther apart the tolerance is that rounding.
 ///
 /// Ends that match within `tol` are one vertex; vertices are numbered as they first occur. Paths begin at
 /// vertices with an odd number of neighbors while there are some, then at any, the lowest number first, go
@@ -112,6 +117,9 @@ std::vector<PolyArcSegBase<T>> CombineArcsSegs(const std::vector<ArcSegBase<T>>&
 /// Where two chains meet: their crossings and touches, the ends of their overlaps, and vertices (ends of
 /// elements) that they share. Sorted by x, then y; no two match within `tol`.
 ///
+/// An element that ends short of another touches it within the floor only, be `tol` as wide as it may;
+/// `tol` decides which vertices are shared and which points are one.
+///
 /// Both chains are cut together, so that points at which one of them crosses or touches itself are among
 /// the result. A crossing within `tol` of an end of each element that it is on, as at a joint that
 /// overshoots, is none of its own. `float` chains are calculated in `double`. Expected
@@ -122,11 +130,15 @@ std::vector<VecBase<2, T>> IntersectionPoints(const PolyArcSegBase<T>& a,
 
 /// Breaks both chains at `points`, which become their `IntersectionPoints`. False, and the chains are as
 /// they were, when there are none.
+///
+/// Points that have places on a chain within `tol` of each other, as where three elements nearly meet in
+/// one point, share the joint of the first: unlike `BreakAtPoints` this never gives up for them.
 template <class T>
 bool BreakAtIntersections(PolyArcSegBase<T>& a, PolyArcSegBase<T>& b,
                           std::vector<VecBase<2, T>>& points, T tol);
 
-/// Splits both chains at their `IntersectionPoints`. False, with both lists empty, when there are none.
+/// Splits both chains at their `IntersectionPoints`, as `BreakAtIntersections` breaks them. False, with both
+/// lists empty, when there are none. A closed chain comes apart at its start too.
 template <class T>
 bool SplitAtIntersections(const PolyArcSegBase<T>& a, const PolyArcSegBase<T>& b,
                           std::vector<PolyArcSegBase<T>>& piecesOfA,

@@ -14,10 +14,14 @@ namespace Velk::Math::Sorvane::Planar {
 ///
 /// A positive distance lies to the right of travel, (d.y, -d.x): a counter-clockwise outline grows. A
 /// negative one lies to the left, and its curves run against the chain. Corners on the outside are rounded
-/// by arcs about them; the ends of an open chain get no caps. The profile may fall apart into several
-/// curves, or into none. What is smaller than `tol` makes no difference: elements are linked where their
-/// ends match within a tenth of it, or within the gaps of the chain's own joints and the rounding of
-/// coordinates where those are wider, and that is the tolerance of the result.
+/// by arcs about them; the ends of an open chain get no caps. Elements may lie apart, which makes ends
+/// without corners: so several walls in one chain are offset together and trimmed by each other. The
+/// profile may fall apart into several curves, or into none.
+///
+/// What is smaller than `tol` makes no difference: elements are linked where their ends match within a
+/// tenth of it, or within the gaps of the chain's own joints and the rounding of coordinates where those
+/// are wider, and that is the tolerance of the result. Where an element between two others is no longer
+/// than that itself, they may lie up to four times as far apart, and the tolerance may be as wide.
 ///
 /// A distance not above `tol` in magnitude, and an empty chain, give one curve, a copy of the chain, in its
 /// own direction also for a negative distance. A distance that is not finite gives none. `tol` counts as 0

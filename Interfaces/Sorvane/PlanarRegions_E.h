@@ -14,8 +14,8 @@
 // clockwise; loops that touch in a point may come as one loop that passes it twice. Which corner a loop starts at,
 // the order of the loops, and the points on a straight stretch where another loop touched it are not promised.
 //
-// Points are rounded down to the grid: the result of exact input differs from the exact result by a cell or
-// two, see `Union` for how large one is.
+// Points are rounded down to the grid, and crossings to its nearest points: the result differs from the exact one by no
+// more than the resolution that `Union` tells.
 #pragma once
 
 #include <Sorvane/Export_E.h>
@@ -48,7 +48,9 @@ namespace Velk::Math::Sorvane::Planar {
 /// the exported one.
 class SORVANE_API BufferredUnion {
 public:
+    /// Loops, and what they become.
     using Polylines = std::vector<std::vector<VecBase<2, double>>>;
+    /// Start and end of each segment; the region is on the left.
     using DirectedSegments = std::vector<std::array<VecBase<2, double>, 2>>;
 
     /// Over the box from `lower` to `upper`, enlarged by 1e-12; `batchLimit` batches, at least 1, wait before
@@ -104,9 +106,10 @@ private:
 /// the one in front.
 ///
 /// Expected O((n + k) log n) for n points and k crossings, overlaps counted once for each end in them; nested,
-/// disjoint and adjoining loops cost no more than any others, and points in any order on one line cancel before
-/// crossings are sought. On a line aslant within a larger box points round to both sides of it; then edges that
-/// run to and fro along it cross in as many points as it looks.
+/// disjoint and adjoining loops cost no more than any others. Points in any order on one line cancel before crossings
+/// are sought; where rounding puts them on both sides of the line, eight edges and more become one path through all of
+/// them. Edges that rounding makes cross anew are cut at each of the c cells with an end or crossing that they pass,
+/// O(n c): much only where hundreds of edges cross one another within few cells.
 template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 Union(const std::vector<std::vector<VecBase<2, T>>>& polylines, T* resolution);

@@ -10,6 +10,7 @@
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ChainBreaking_E.h>
 #include <Sorvane/ClosestPoint_E.h>
+#include <Sorvane/ContactSurface_E.h>
 #include <Sorvane/ContentTree_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/Curvature_E.h>
@@ -45,6 +46,7 @@
 #include <Sorvane/SvgWriter_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/ToolContact_E.h>
+#include <Sorvane/ToolOffset_E.h>
 #include <Sorvane/Tools_E.h>
 #include <Sorvane/TreeAddress_E.h>
 #include <Sorvane/TriangleTree_E.h>

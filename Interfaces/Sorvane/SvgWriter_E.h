@@ -46,15 +46,15 @@ struct SORVANE_API SvgMeshMarks {
     /// A line on a triangle, such as an edge or a level line. It is painted right after the triangle, if
     /// that faces the eye, and like it hidden by what is nearer.
     struct Line {
-        int triangle = -1;
-        Vec3d start;
-        Vec3d end;
-        int style = -1;
+        int triangle = -1; ///< number of the triangle of the mesh that it lies on
+        Vec3d start;       ///< where it begins
+        Vec3d end;         ///< where it ends
+        int style = -1;    ///< place in `styles`
     };
 
-    std::vector<SvgStyle> styles;
-    std::vector<int> triangles; ///< one for each triangle, or fewer; painted as they are, not shaded
-    std::vector<Line> lines;
+    std::vector<SvgStyle> styles; ///< what `triangles` and `lines` name by their places
+    std::vector<int> triangles;   ///< style of each triangle, of the first ones only if it is shorter; not shaded
+    std::vector<Line> lines;      ///< in any order
 };
 
 /// A picture under construction. A value: pictures may be copied and continued.

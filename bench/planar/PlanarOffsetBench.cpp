@@ -62,7 +62,11 @@ void Offset(benchmark::State& state, double distance)
 
 void Sizes(benchmark::internal::Benchmark* b)
 {
-    b->Arg(2500)->Arg(10'000)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime();
+    b->Arg(10'000)
+        ->Arg(20'000)
+        ->Arg(40'000)
+        ->Unit(benchmark::kMillisecond)
+        ->MeasureProcessCPUTime();
 }
 // Negative: to the inside.
 BENCHMARK_CAPTURE(Offset, inside_0p05, -0.05)->Apply(Sizes);

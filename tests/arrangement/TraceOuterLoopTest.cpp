@@ -189,12 +189,18 @@ TYPED_TEST(OuterLoop, AnOpenComponentCountsByWhatItBounds)
     EXPECT_TRUE(TraceOuterLoop(s, loop, kTolerance<T>));
     EXPECT_EQ(loop, (Points<T>{{9, 9}, {12, 9}, {12, 12}, {9, 12}, {9, 9}}));
     // Far from the origin areas are compared all the same.
-    Segments<T> far;
-    const VecBase<2, T> away(T(1 << 20), -T(1 << 20));
-    Append<T>(far, {away, away + VecBase<2, T>(1, 0), away + VecBase<2, T>(0, 1), away});
-    Append<T>(far, {{0, 0}, {1, 0}, {0, 2}, {0, 0}});
-    EXPECT_TRUE(TraceOuterLoop(far, loop, kTolerance<T>));
-    EXPECT_EQ(loop.front(), (VecBase<2, T>(0, 0)));
+    const T distance = std::is_same_v<T, float> ? T(1 << 20) : T(1LL << 40);
+    const VecBase<2, T> away(distance + 3, -distance - 5);
+    const VecBase<2, T> home(0, 0);
+    for (const bool isFarLarger : {false, true}) {
+        Segments<T> far;
+        for (const VecBase<2, T>& at : {away, home}) {
+            const T height = isFarLarger == (at == away) ? T(2) : T(1);
+            Append<T>(far, {at, at + VecBase<2, T>(1, 0), at + VecBase<2, T>(0, height), at});
+        }
+        EXPECT_TRUE(TraceOuterLoop(far, loop, kTolerance<T>));
+        EXPECT_EQ(loop.front(), isFarLarger ? away : home);
+    }
 }
 
 TYPED_TEST(OuterLoop, HugeCoordinatesLeaveALoop)

@@ -26,7 +26,7 @@ awk '
     return line
   }
   /^  <compound / { kind = $2; gsub(/kind="|".*/, "", kind); scope = ""; inMember = 0 }
-  /^    <name>/ { scope = Text($0) }
+  /^    <name>/ { scope = Text($0); if (kind == "class" || kind == "struct") { print "-", scope } }
   /^    <class / && kind == "group" { familyOf[Text($0)] = scope; print scope, Text($0) }
   /^    <class / && kind == "namespace" { print "-", Text($0) }
   /^    <member / { inMember = 1 }

@@ -20,7 +20,7 @@ TEST(BAxisProgram, TellsTheTiltsAlongTheProfile)
     // which a plate of a holder stands 5 above the tip: upright it reaches the top and half of each
     // side.
     Support::WriteBytes(folder / "profile.txt", "10 0\n0 0\n0 10\n20 10\n20 0\n10 0\n");
-    Support::WriteBytes(folder / "tool.txt", "0 0\n0.01 5\n-0.01 5\n0 0\n");
+    Support::WriteBytes(folder / "tool.txt", "0 0\n0.01 0\n0.01 5\n-0.01 5\n-0.01 0\n0 0\n");
     Support::WriteBytes(folder / "holder.txt", "-50 5\n50 5\n50 6\n-50 6\n-50 5\n");
     const auto run = RunExample(
         "b_axis", {"picture.svg", "profile.txt", "tool.txt", "holder.txt", "0", "0", "1"},

@@ -1,5 +1,6 @@
 // Drops of all kinds of tools on random triangles, against a search over the triangles.
 
+#include "tests/machining/DropTables.h"
 #include "tests/support/ContactOracle.h"
 #include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
@@ -8,9 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <map>
-#include <sstream>
 #include <string>
 
 namespace {
@@ -156,66 +154,27 @@ TEST(ToolContactOracle, NowhereBelowItselfWithMoreTriangles)
 // --- tables of drops that another program made
 // -----------------------------------------------------
 
-struct TableCase {
-    const char* table;
-    const char* mesh;
-    ShapedTool tool;
-};
-void PrintTo(const TableCase& c, std::ostream* os) { *os << c.table; }
-
-class ToolContactTable : public testing::TestWithParam<TableCase> {};
+class ToolContactTable : public testing::TestWithParam<Support::DropTable> {};
 
 TEST_P(ToolContactTable, EveryThirtySeventhRow)
 {
-    // One drop goes over all triangles; a sample of rows does here, all rows are tried on the
-    // prepared mesh.
+    // One drop goes over all triangles: a sample of the rows; the prepared mesh tries all of them.
     const auto table = Support::SharedData(std::string("drop_cutter/") + GetParam().table);
     const auto mesh = Support::SharedData(GetParam().mesh);
     SORVANE_NEED_DATA(table);
     SORVANE_NEED_DATA(mesh);
     const std::vector<Vec3d> soup = Support::StlCorners<double>(mesh);
-    ASSERT_FALSE(soup.empty());
-    double bottom = std::numeric_limits<double>::max();
-    for (const Vec3d& p : soup) {
-        bottom = std::min(bottom, p.z());
-    }
+    const std::vector<Vec3d> rows = Support::RowsOf(table);
+    ASSERT_EQ(rows.size(), 1600U);
     const ConvexToolContact contact(GetParam().tool.record);
-    std::ifstream stream(table);
-    std::string line;
-    std::getline(stream, line);
-    int tried = 0;
-    for (int row = 0; std::getline(stream, line); ++row) {
-        if (row % 37 != 0) {
-            continue;
-        }
-        std::replace(line.begin(), line.end(), ',', ' ');
-        std::istringstream numbers(line);
-        double x = 0;
-        double y = 0;
-        double z = 0;
-        numbers >> x >> y >> z;
-        const Report report = contact.DropAt({x, y}, soup);
-        EXPECT_NEAR(report.triangle < 0 ? bottom - 1000 : report.height, z, 1e-4) << line;
-        ++tried;
+    const double missed = Support::BottomOf(soup) - 1000;
+    for (std::size_t i = 0; i < rows.size(); i += 37) {
+        const Report report = contact.DropAt({rows[i].x(), rows[i].y()}, soup);
+        EXPECT_NEAR(report.triangle < 0 ? missed : report.height, rows[i].z(), 1e-4) << i;
     }
-    EXPECT_EQ(tried, 44); // of 1600
 }
 
-constexpr const char* kFtc06 = "meshes_nist/nist_ftc_06_asme1_rd.stl";
-constexpr const char* kVoron = "meshes_cad/voron_z_joint_upper_x4.stl";
-
-INSTANTIATE_TEST_SUITE_P(
-    Parts, ToolContactTable,
-    testing::Values(TableCase{"ftc06_ball_d10_40x40.csv", kFtc06, Support::BallTool(5)},
-                    TableCase{"ftc06_cyl_d10_40x40.csv", kFtc06, Support::FlatTool(5)},
-                    TableCase{"ftc06_bull_d12_40x40.csv", kFtc06, Support::BullTool(4.5, 1.5)},
-                    TableCase{"voron_z_joint_ball_d3_40x40.csv", kVoron, Support::BallTool(1.5)},
-                    TableCase{"voron_z_joint_cyl_d3_40x40.csv", kVoron, Support::FlatTool(1.5)},
-                    TableCase{"voron_z_joint_bull_d3_40x40.csv", kVoron,
-                              Support::BullTool(1.125, 0.375)}),
-    [](const auto& test) {
-        std::string name = test.param.table;
-        return name.substr(0, name.find("_40x40"));
-    });
+INSTANTIATE_TEST_SUITE_P(Parts, ToolContactTable, testing::ValuesIn(Support::DropTables()),
+                         [](const auto& test) { return Support::NameOf(test.param); });
 
 } // namespace

@@ -4,9 +4,10 @@
 //
 // The inputs are made by integer arithmetic, so that they are the same on every machine, and the
 // operations take nothing from the mathematical library but square roots, which are exact in the
-// last digit everywhere. There are three exceptions: the points of the chain come from sines and
-// cosines, the lengths of fitted arcs from arc tangents, and edge flips compare with the cosine of
-// an angle, which no angle of the sheet comes near.
+// last digit everywhere. There are four exceptions: the points of the chain come from sines and
+// cosines, the lengths of fitted arcs from arc tangents, edge flips compare with the cosine of an
+// angle, which no angle of the sheet comes near, and the eigenvalues that decimation falls back on
+// take a hypotenuse.
 
 #include "tests/support/Digest.h"
 #include "tests/support/TestSupport.h"

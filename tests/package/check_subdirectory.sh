@@ -1,15 +1,15 @@
 #!/usr/bin/env bash
 # A host takes the library in with add_subdirectory: its build type and settings stay what they were, the
 # README's program runs with the shared and with the static library, and the host's installation does
-# not become the library's. The library is compiled with the options of the build that runs this test,
-# so that ccache, where it is used, has it already.
-# Usage: check_subdirectory.sh CMAKE SOURCE_FOLDER COMPILER THREADS WARNINGS_AS_ERRORS
+# not become the library's. The library is configured with the options of the build that runs this test,
+# whose objects are taken wherever the host's build would run the same command (same_compile.py): that all
+# of them are is tested as well.
+# Usage: check_subdirectory.sh CMAKE SOURCE_FOLDER BUILD_FOLDER OPTION...     (of both builds)
 set -euo pipefail
 cmake=$1
 source=$2
-compiler=$3
-threads=$4
-warnings=$5
+build=$3
+shift 3
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 run() {
@@ -22,8 +22,7 @@ cp "$source/tests/package/subdirectory/CMakeLists.txt" "$scratch/host/"
 awk '/^```cpp$/ {inside = 1; next} /^```$/ {if (inside) exit} inside' "$source/README.md" \
   >"$scratch/host/main.cpp"
 cp "$source/examples/data/bracket.stl" "$scratch/part.stl"
-options=(-S "$scratch/host" -G Ninja "-DSORVANE_SOURCE=$source" "-DCMAKE_CXX_COMPILER=$compiler"
-  "-DSORVANE_THREADS=$threads" "-DSORVANE_WARNINGS_AS_ERRORS=$warnings")
+options=(-S "$scratch/host" -G Ninja "-DSORVANE_SOURCE=$source" "$@")
 
 echo "--- without a build type"
 run "$cmake" "${options[@]}" -B "$scratch/plain"
@@ -33,8 +32,15 @@ if ! grep -q '^CMAKE_BUILD_TYPE:[A-Z]*=$' "$scratch/plain/CMakeCache.txt"; then
 fi
 
 echo "--- built"
-run "$cmake" "${options[@]}" -B "$scratch/build" -DCMAKE_BUILD_TYPE=Release
+same=$source/tests/package/same_compile.py
+"$same" --table "$build" "$scratch/table"
+run "$cmake" "${options[@]}" -B "$scratch/build" -DCMAKE_BUILD_TYPE=Release \
+  "-DCMAKE_CXX_COMPILER_LAUNCHER=$same;$scratch/table"
 run "$cmake" --build "$scratch/build" --parallel 2 --target host_Sorvane host_static
+if [ "$(cat "$scratch/table")" != '{}' ] && grep -v '/main\.cpp$' "$scratch/table.compiled"; then
+  echo "these sources of the library are compiled otherwise in a host's build than in its own"
+  exit 1
+fi
 (cd "$scratch" && build/host_Sorvane part.stl) | tee "$scratch/shared"
 (cd "$scratch" && build/host_static part.stl) | tee "$scratch/static"
 cmp "$scratch/shared" "$scratch/static"

@@ -51,7 +51,7 @@ while read -r header name; do
   fi
 done < <(cd "$interfaces" && grep -r --include='*_E.h' 'extern template' . |
   grep -vE 'extern template (class|struct)|>::[A-Za-z]+\(' |
-  sed -E 's/:.*extern template [^(]*[ *&>]([A-Za-z]+|operator[^ (]+)(<[^<>()]*>)?\(.*/ \1/' | sort -u)
+  sed -E 's/:.*extern template [^(]*[ *&>]([A-Za-z]+|operator[^ (]+)(<[^()]*>)?\(.*/ \1/' | sort -u)
 if [ "$lines" -eq 0 ] || [ "$faults" -ne 0 ]; then
   printf '%s\n' "$errors" | head -40
   exit 1

@@ -238,6 +238,13 @@ TEST(ArcFittingElements, ShallowArcAfterACornerIsASegment)
     EXPECT_EQ(Kinds(FilterArcsAndSegs(points, 1e-2)), "LLL");
 }
 
+// In a box of less than two tolerances no arc tells what is straight.
+TEST(ArcFittingElements, PartOfTheSizeOfTheToleranceKeepsItsCorner)
+{
+    const Points corner{{0, 0}, {0.0101, 0.005}, {0.0101, 0.0151}};
+    EXPECT_EQ(Kinds(FilterArcsAndSegs(corner, 1e-2)), "LL");
+}
+
 // Shallow arcs one after the other, all of them tangent to the one before, with a corner too slight
 // to be one between them. Each prolongation is within the tolerance; of all of them none is.
 TEST(ArcFittingElements, ProlongedSegmentDoesNotDrift)
@@ -432,7 +439,8 @@ TEST(ArcFittingElements, PointBehindTheStartOfAnArcIsNotOnIt)
     EXPECT_LE(FarthestFromChain(points, chain), kWide + 1e-12);
 }
 
-// Three points never make an arc, in what is divided either.
+// Three points never make an arc, in what is divided either, nor do points that its chords leave by
+// more than the tolerance.
 TEST(ArcFittingElements, ArcsOfDividedRunsHaveFourPoints)
 {
     int arcs = 0;
@@ -441,7 +449,7 @@ TEST(ArcFittingElements, ArcsOfDividedRunsHaveFourPoints)
             Points points{{0, 0}};
             double heading = 0;
             double radius = 1000;
-            for (int i = 0; i < 40; ++i) {
+            for (int i = 0; i < 40 && radius > 5 * tol; ++i) {
                 // Chords of each arc leave it by nine tenths of the tolerance.
                 const double turn = 2 * std::acos(1 - 0.9 * tol / radius);
                 heading += turn;
@@ -450,6 +458,11 @@ TEST(ArcFittingElements, ArcsOfDividedRunsHaveFourPoints)
                 radius *= 1 - 0.01 * growth * tol;
             }
             const Chain chain = FilterArcsAndSegs(points, tol);
+            Points middles;
+            for (std::size_t i = 1; i < points.size(); ++i) {
+                middles.push_back((points[i - 1] + points[i]) * 0.5);
+            }
+            EXPECT_LE(FarthestFromChain(middles, chain), tol + 1e-9);
             for (const auto& element : chain.elements) {
                 if (element.AsArc() == nullptr) {
                     continue;

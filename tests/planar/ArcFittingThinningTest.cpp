@@ -152,6 +152,9 @@ TYPED_TEST(Thinning, ArcOfVeryManyPointsIsNotThinnedToItsEnds)
     const auto kept = FilterZeroCurvature(points, T(1e-4), T(1e-2));
     EXPECT_GT(kept.size(), 300U); // 10 long, by steps of 0.01 per coordinate
     EXPECT_LT(kept.size(), 1500U);
+    // Rounding hides the bends of neighbors in `float`, and every second point goes until they
+    // show.
+    EXPECT_GT(FilterZeroCurvature(points, T(1e-4), T(0)).size(), 100U);
 }
 
 TYPED_TEST(Thinning, SmallAndBadInput)

@@ -314,6 +314,31 @@ TEST(ArcFittingTwin, WavyCurves)
     EXPECT_GT(compared, 30);
 }
 
+// Few points on a circle, some of their chords longer than the tolerance allows, between corners.
+TEST(ArcFittingTwin, UnevenChordsBetweenCorners)
+{
+    Random random(26);
+    int compared = 0;
+    for (int trial = 0; trial < 400; ++trial) {
+        SCOPED_TRACE(trial);
+        constexpr double kRadius = 10;
+        constexpr double kTol = 1e-2;
+        Points points{{kRadius + 5, -1}};
+        double angle = 0;
+        for (int i = 3 + random.Below(4); i >= 0; --i) {
+            points.push_back({kRadius * std::cos(angle), kRadius * std::sin(angle)});
+            const double sagitta = kTol * random.Between(0.7, 1.15);
+            angle += 2 * std::acos(1 - sagitta / kRadius);
+        }
+        points.push_back(points.back() + Vec2d(4, 1));
+        if (random.Below(2) == 0) {
+            std::reverse(points.begin(), points.end());
+        }
+        compared += AgreesWhereTheTwinIsRight(points, kTol) ? 1 : 0;
+    }
+    EXPECT_GT(compared, 300);
+}
+
 // Radii that grow up to sixfold along the run. Where the twin's one arc is too far off the mean
 // radius of curvature it loses the run; the filter divides it.
 TEST(ArcFittingTwin, RunsThatTheTwinLosesAreDivided)

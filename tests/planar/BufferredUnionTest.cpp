@@ -4,6 +4,7 @@
 
 #include "tests/planar/RegionSupport.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
@@ -86,12 +87,36 @@ TEST(BufferredUnion, WhatAnIntervalHoldsDecidesWhatIsAHole)
         united.Append(Loops{Rectangle(30, 30, 60, 60)});
         EXPECT_NEAR(AreaUnder(united.Process()), 900, 1e-4) << limit;
     }
+    // A limit below 1 counts as 1: two batches are united together.
+    for (const int limit : {-5, 0, 1}) {
+        BufferredUnion united = HundredSquare(limit);
+        united.Append(Loops{hole});
+        united.Append(Loops{Rectangle(30, 30, 60, 60)});
+        EXPECT_NEAR(AreaUnder(united.Process()), 800, 1e-4) << limit;
+    }
     // With one batch more in the interval it still is a hole.
     BufferredUnion united = HundredSquare(2);
     united.Append(Loops{hole});
     united.Append(Loops{});
     united.Append(Loops{Rectangle(30, 30, 60, 60)});
     EXPECT_NEAR(AreaUnder(united.Process()), 800, 1e-4);
+}
+
+TEST(BufferredUnion, AnIntervalBeginsAfterEachUnion)
+{
+    BufferredUnion united = HundredSquare(2);
+    for (int i = 0; i < 3; ++i) { // the third makes the union
+        united.Append(Loops{Rectangle(1, 1, 2, 2)});
+    }
+    // A hole with nothing around it yet: a union now would drop it.
+    united.Append(Loops{Reversed(Rectangle(40, 40, 50, 50))});
+    united.Append(Loops{Rectangle(30, 30, 60, 60)});
+    EXPECT_NEAR(AreaUnder(united.Process()), 801, 1e-4);
+    // The last call did not begin another: two batches were waiting, and the next one makes a
+    // union.
+    united.Append(Loops{Rectangle(1, 1, 3, 2), Reversed(Rectangle(40, 40, 41, 41))});
+    united.Append(Loops{Rectangle(30, 30, 60, 60)});
+    EXPECT_NEAR(AreaUnder(united.Process()), 902, 1e-4);
 }
 
 TEST(BufferredUnion, AdvisesOfWhatWasNotSound)
@@ -113,6 +138,16 @@ TEST(BufferredUnion, ClosesPolylinesByOverwritingTheirFirstPoint)
     open.pop_back();
     EXPECT_FALSE(united.Append(Loops{open}));
     EXPECT_NEAR(AreaUnder(united.Process()), 0.5, 1e-6);
+    // The triangle (1, 3), (4, 0), (4, 1).
+    EXPECT_FALSE(united.Append(Loops{{{0, 0}, {4, 0}, {4, 1}, {1, 3}}}));
+    EXPECT_NEAR(AreaUnder(united.Process()), 1.5, 1e-6);
+    // Ends match within 1e-12 on each axis.
+    for (const Vec2d& gap : {Vec2d(5e-13, 0), Vec2d(0, 5e-13), Vec2d(1e-11, 0), Vec2d(0, -1e-11)}) {
+        std::vector<Vec2d> nearly = Rectangle(1, 1, 2, 2);
+        nearly.back() += gap;
+        EXPECT_EQ(united.Append(Loops{nearly}), std::fabs(gap.x() + gap.y()) < 1e-12);
+    }
+    united.Process();
     // Segments are closed from end to start instead.
     Segments three = EdgesOf(Rectangle(1, 1, 2, 2));
     three.pop_back();
@@ -155,7 +190,7 @@ TEST(BufferredUnion, PassesOverWhatIsNotFinite)
 
 TEST(BufferredUnion, IsInvalidOnceNumbersSpanTooMuch)
 {
-    for (const double far : {50.0, 1e6, 1e300}) {
+    for (const double far : {50.0, 1e6, 1e300, 1e306}) {
         BufferredUnion united({0, 0}, {10, 10}, 2);
         EXPECT_TRUE(united.Append(Loops{Rectangle(1, 1, 2, 2)}));
         EXPECT_FALSE(united.Append(Loops{Rectangle(1, 1, far, 2)}));
@@ -166,6 +201,11 @@ TEST(BufferredUnion, IsInvalidOnceNumbersSpanTooMuch)
         EXPECT_FALSE(united.Append(EdgesOf(Rectangle(1, 1, 2, 2))));
         EXPECT_TRUE(united.Process().empty());
     }
+    // The other axis counts as well.
+    BufferredUnion high({0, 0}, {10, 10}, 1);
+    EXPECT_FALSE(high.Append(Loops{Rectangle(1, 1, 2, 50)}));
+    EXPECT_TRUE(high.Process().empty());
+    EXPECT_FALSE(high.IsValid());
     // Four boxes wide is not too much.
     BufferredUnion wide({0, 0}, {10, 10}, 1);
     EXPECT_FALSE(wide.Append(Loops{Rectangle(-10, 1, 29, 2)}));
@@ -218,8 +258,8 @@ TEST(BufferredUnion, AnObjectThatWasMovedFromReportsItsUse)
 
 TEST(BufferredUnion, AStreamOfSmallLoopsCoversWhatTheyCover)
 {
-    // A tool of eight corners that goes to and fro: as many loops, in batches of different sizes, as would
-    // take long to unite at once for an object that kept them all.
+    // A tool of eight corners that goes to and fro: as many loops, in batches of different sizes,
+    // as would take long to unite at once for an object that kept them all.
     BufferredUnion united({-2, -2}, {42, 12}, 20);
     Loops batch;
     constexpr int kSteps = 1200;
@@ -247,6 +287,49 @@ TEST(BufferredUnion, AStreamOfSmallLoopsCoversWhatTheyCover)
     }
     EXPECT_EQ(WindingNumber(region, 20, -0.8), 0);
     EXPECT_EQ(WindingNumber(region, 20, 9.8), 0);
+}
+
+// A hundred thousand loops of a tool that goes round and round: what is held between batches is the
+// outline of the ring and one interval, told by what a copy of the object allocates.
+TEST(BufferredUnion, AStreamOfAHundredThousandLoopsHoldsWhatItsUnionNeeds)
+{
+    constexpr int kBatch = 100;
+    constexpr int kLimit = 5;
+    const int steps = Rounds(100000);
+    BufferredUnion united({-12, -12}, {12, 12}, kLimit);
+    Loops batch;
+    std::size_t most = 0;
+    for (int i = 0; i < steps; ++i) {
+        const double angle = 0.0157079633 * (i % 400);
+        const double x = 10 * std::cos(angle);
+        const double y = 10 * std::sin(angle);
+        batch.push_back(Rectangle(x - 0.5, y - 0.5, x + 0.5, y + 0.5));
+        if (batch.size() == kBatch) {
+            ASSERT_TRUE(united.Append(batch));
+            batch.clear();
+        }
+        if (i % 5000 == 4999) {
+            // One allocation for each loop held, and two for the object.
+            const std::size_t before = AllocationCount();
+            const BufferredUnion copy = united;
+            most = std::max(most, AllocationCount() - before);
+        }
+    }
+    EXPECT_LE(most, static_cast<std::size_t>((kLimit + 1) * kBatch + 50));
+    united.Append(batch);
+    const Loops region = united.Process();
+    ASSERT_EQ(region.size(), 2U); // the ring and its hole
+    // Squares all round: out to where a corner comes, in to where an edge comes.
+    for (int i = 0; i < 200; ++i) {
+        const double angle = 0.0314159 * i + 0.001;
+        const auto winding = [&](double radius) {
+            return WindingNumber(region, radius * std::cos(angle), radius * std::sin(angle));
+        };
+        EXPECT_EQ(winding(10), 1);
+        EXPECT_EQ(winding(9.2), 0);
+        EXPECT_EQ(winding(10.8), 0);
+        EXPECT_EQ(winding(10.4), 1);
+    }
 }
 
 TEST(BufferredUnion, WithoutMemoryABatchIsAddedWholeOrNotAtAll)
@@ -280,6 +363,23 @@ TEST(BufferredUnion, WithoutMemoryABatchIsAddedWholeOrNotAtAll)
                 EXPECT_FALSE(hasThrown);
                 EXPECT_EQ(loops, united.IsValid() ? 1U : 0U);
             });
+    });
+}
+
+TEST(Regions, WithoutMemoryTheyThrowOrAreWhole)
+{
+    WithThreads(1, [] {
+        const std::size_t failures = FailEachAllocationOfEither(
+            [] { return Loops{}; },
+            [](Loops& region) {
+                region = Difference<double>({Rectangle(0, 0, 3, 3), Rectangle(1, 1, 4, 4)},
+                                            {Rectangle(0, 0, 1, 2)}, nullptr);
+            },
+            [](Loops& region, bool hasThrown) {
+                // Sorting does without the memory that it asks for.
+                EXPECT_NEAR(AreaUnder(region), hasThrown ? 0 : 12, 1e-6);
+            });
+        EXPECT_GT(failures, 20U);
     });
 }
 

@@ -326,26 +326,49 @@ TEST(CombineArcsSegs, IsTheSlowMethodOnLooseJointsToo)
     }
 }
 
-TEST(CombineArcsSegs, LoopsFarFromTheOriginClose)
+// Ends of arcs are derived: far out they miss the next start by more than many a tolerance.
+TYPED_TEST(CombineArcsSegsTest, LoopsCloseAnywhereAtAnyTolerance)
 {
-    for (const double far : {0.0, 1e5, 1e6}) {
+    using T = TypeParam;
+    const std::vector<double> positions =
+        std::is_same_v<T, float> ? std::vector<double>{0, 100} : std::vector<double>{0, 1e5, 1e6};
+    Random random(15);
+    for (const double far : positions) {
         for (const double size : {1e-3, 1.0, 1e3}) {
-            Elements<double> loose;
-            const Vec2d center(far, -far);
-            Vec2d from = center + Vec2d(size, 0);
-            for (int i = 0; i < 3; ++i) {
-                const ArcBase<double> arc{center, from, size * kHalfTurn * 2 / 3};
-                from = Geometry::EndPoint(arc);
-                loose.emplace_back(arc);
-                if (i == 1) {
-                    loose.back().Reverse();
-                }
+            if (std::is_same_v<T, float> && size < 1e-3 * far) {
+                continue; // no digits are left
             }
-            const auto chains = CombineArcsSegs(loose, 1e-9);
-            ASSERT_EQ(chains.size(), 1U) << far << " " << size;
-            EXPECT_EQ(chains[0].elements.size(), 3U);
+            for (const T tol : {T(0), T(1e-12), T(1e-9), T(-1)}) {
+                Elements<T> loose;
+                const Vec2d center(far, -far);
+                for (int i = 0; i < 5; ++i) {
+                    const double angle = 2 * kHalfTurn * i / 5;
+                    const Vec2d spoke(std::cos(angle), std::sin(angle));
+                    loose.emplace_back(ArcBase<T>{VecBase<2, T>(center),
+                                                  VecBase<2, T>(center + spoke * size),
+                                                  static_cast<T>(size * kHalfTurn * 2 / 5)});
+                    if (random.Below(2) == 0) {
+                        loose.back().Reverse();
+                    }
+                }
+                const auto chains = CombineArcsSegs(loose, tol);
+                ASSERT_EQ(chains.size(), 1U) << far << " " << size << " " << tol;
+                EXPECT_EQ(chains[0].elements.size(), 5U);
+                EXPECT_TRUE(chains[0].IsClosed()) << far << " " << size << " " << tol;
+            }
         }
     }
+}
+
+TYPED_TEST(CombineArcsSegsTest, AStrayElementDoesNotCoarsenTheOthers)
+{
+    using T = TypeParam;
+    Elements<T> loose = Square<T>().elements;
+    loose.push_back(Line<T>(T(1e18), 0, T(1e18), T(1e15)));
+    const auto chains = CombineArcsSegs(loose, T(1e-4));
+    ASSERT_EQ(chains.size(), 2U);
+    EXPECT_EQ(chains[1].elements, Square<T>().elements);
+    EXPECT_EQ(chains[1].tolerance, T(1e-4));
 }
 
 // Sizes at which anything but linear steps would take minutes.

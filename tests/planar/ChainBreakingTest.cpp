@@ -198,6 +198,45 @@ TYPED_TEST(ChainBreaking, ParameterNearAJointAddsNone)
     EXPECT_EQ(BreakAtParams(chain, {}, false, tol), chain);
 }
 
+// A parameter comes apart at the first joint that isn't before it by more than the tolerance, also
+// if that is one that another parameter made: no chain of the result is shorter than that for it.
+TYPED_TEST(ChainBreaking, ParametersWithinTheToleranceOfEachOtherPartOnce)
+{
+    using T = TypeParam;
+    const auto chain = Tens<T>(3);
+    // The second is at the joint, and as near to the first.
+    EXPECT_EQ(LengthsOf(Split(chain, {T(9.6875), T(9.875)}, false, T(0.25))),
+              (std::vector<T>{T(9.6875), T(20.3125)}));
+    // Half a percent apart, which as a length is more than the tolerance: both get a joint.
+    EXPECT_EQ(BreakAtParams(chain, {T(0.5), T(0.505)}, true, T(0.01)).elements.size(), 5U);
+    EXPECT_EQ(LengthsOf(Split(chain, {T(0.5), T(0.505)}, true, T(0.01))), (std::vector<T>{15, 15}));
+    EXPECT_EQ(Split(chain, {T(0.5), T(0.515)}, true, T(0.01)).size(), 3U);
+}
+
+// "Within" includes the tolerance itself.
+TYPED_TEST(ChainBreaking, AWholeToleranceFromAJointIsAtIt)
+{
+    using T = TypeParam;
+    const auto chain = Tens<T>(3);
+    for (const T at : {T(10.25), T(9.75), T(0.25), T(29.75)}) {
+        EXPECT_EQ(BreakAtParams(chain, {at}, false, T(0.25)), chain) << at;
+    }
+    EXPECT_EQ(Split(chain, {T(0.25)}, false, T(0.25)).size(), 1U);
+    EXPECT_EQ(Split(chain, {T(29.75)}, false, T(0.25)).size(), 1U);
+    EXPECT_EQ(LengthsOf(Split(chain, {T(10.25)}, false, T(0.25))), (std::vector<T>{10, 20}));
+}
+
+// Elements at the ends that are themselves shorter than the tolerance don't come off.
+TYPED_TEST(ChainBreaking, NothingComesOffWithinTheToleranceOfTheEnds)
+{
+    using T = TypeParam;
+    const auto chain = Lines<T>({{0, 0}, {T(0.1), 0}, {10, 0}, {T(10.1), 0}});
+    for (const T at : {T(0.05), T(0.1), T(10), T(10.05)}) {
+        EXPECT_EQ(Split(chain, {at}, false, T(0.25)).size(), 1U) << at;
+        EXPECT_EQ(LengthsOf(Split(chain, {at, T(5)}, false, T(0.25))).size(), 2U) << at;
+    }
+}
+
 TYPED_TEST(ChainBreaking, ParametersOutsideOrNotFiniteAreIgnored)
 {
     using T = TypeParam;
@@ -231,6 +270,9 @@ TYPED_TEST(ChainBreaking, NormalizedToleranceIsAFractionThenALength)
     EXPECT_EQ(BreakAtParams(tiny, {T(0.05), T(0.5)}, true, T(2e-3)).elements.size(), 3U);
     // Where it stayed whole the chain comes apart at the joint behind it.
     EXPECT_EQ(Split(tiny, {T(0.05)}, true, T(2e-3)).size(), 2U);
+    // There also for several parameters.
+    const auto three = Lines<T>({{0, 0}, {T(0.001), 0}, {T(0.005), 0}, {T(0.01), 0}});
+    EXPECT_EQ(Split(three, {T(0.05), T(0.06)}, true, T(2e-3)).size(), 2U);
 }
 
 TYPED_TEST(ChainBreaking, ElementsWithoutLengthDoNotStopTheOthers)
@@ -245,6 +287,129 @@ TYPED_TEST(ChainBreaking, ElementsWithoutLengthDoNotStopTheOthers)
         EXPECT_EQ(broken.elements.size(), 5U) << tol;
         EXPECT_EQ(LengthsOf(Split(chain, {4, 15}, false, tol)), (std::vector<T>{4, 11, 5}));
     }
+}
+
+/// How far from the origin outlines of size 5 still have digits.
+template <class T>
+std::vector<T> Positions()
+{
+    return std::is_same_v<T, float> ? std::vector<T>{0, 300}
+                                    : std::vector<T>{0, T(1e3), T(1e5), T(1e6)};
+}
+
+// Ends of arcs are derived, and so a joint may seem to lie a rounding before or behind itself.
+TYPED_TEST(ChainBreaking, OwnJointsAddNoneWhateverTheTolerance)
+{
+    using T = TypeParam;
+    Random random(12);
+    for (const T far : Positions<T>()) {
+        for (const T tol : {T(0), T(1e-12), T(1e-9), T(-1)}) {
+            for (int trial = 0; trial < 30; ++trial) {
+                const auto chain = Moved(RandomOutline<T>(random, 1), {far, -far});
+                std::vector<VecBase<2, T>> joints;
+                for (const auto& element : chain.elements) {
+                    joints.push_back(element.StartPoint());
+                    joints.push_back(element.EndPoint());
+                }
+                EXPECT_EQ(BreakAtPoints(chain, joints, tol), chain) << far << " " << tol;
+                EXPECT_EQ(SplitAtPoints(chain, joints, tol).size(), chain.elements.size());
+                auto lengths = PolyArcSegParameters(chain, true);
+                EXPECT_EQ(BreakAtParams(chain, lengths, true, tol), chain) << far << " " << tol;
+            }
+        }
+    }
+}
+
+// Lengths along a chain round by more than coordinates where it is much longer than wide.
+TYPED_TEST(ChainBreaking, JointsOfLongChainsAddNoneByTheirParameters)
+{
+    using T = TypeParam;
+    std::vector<VecBase<2, T>> corners;
+    for (int i = 0; i <= 1000; ++i) {
+        corners.push_back({static_cast<T>(i % 2 * 9.7), static_cast<T>(i % 3 * 0.7)});
+    }
+    const auto chain = Lines(corners);
+    for (const bool normalized : {false, true}) {
+        const auto joints = PolyArcSegParameters(chain, normalized);
+        EXPECT_EQ(BreakAtParams(chain, joints, normalized, T(0)), chain);
+        EXPECT_EQ(Split(chain, joints, normalized, T(0)).size(), 1000U);
+    }
+}
+
+// Fractions of a short chain round by more than those of a long one at the same place.
+TEST(ChainBreakingFar, FractionsNearAJointOfAShortChainAddNone)
+{
+    for (const double size : {0.01, 1.0, 1e5}) {
+        std::vector<Vec2d> corners;
+        for (int i = 0; i <= 5; ++i) {
+            corners.push_back({1e6 + i * size, 1e6});
+        }
+        const auto chain = Lines(corners);
+        for (const double off : {1e-9, -1e-9}) { // coordinates round by 1e-10
+            const double fraction = 0.4 + off / (5 * size);
+            EXPECT_EQ(BreakAtParams(chain, {fraction}, true, 0.0), chain) << size;
+        }
+        const double fraction = 0.4 + 1e-7 / (5 * size);
+        EXPECT_EQ(BreakAtParams(chain, {fraction}, true, 0.0).elements.size(), 6U) << size;
+    }
+}
+
+// Where a computed point lies is rounded; no tolerance makes it lie off the chain for that.
+TYPED_TEST(ChainBreaking, ComputedPointsAreFoundWhateverTheTolerance)
+{
+    using T = TypeParam;
+    Random random(13);
+    for (const T far : Positions<T>()) {
+        for (const T tol : {T(0), T(1e-12), T(-1), kNaN<T>}) {
+            for (int trial = 0; trial < 30; ++trial) {
+                const auto chain = Moved(RandomOutline<T>(random, -1), {far, -far});
+                std::vector<VecBase<2, T>> points;
+                for (const auto& element : chain.elements) {
+                    points.emplace_back(PointOf(element, random.Between(0.2, 0.8)));
+                }
+                EXPECT_EQ(BreakAtPoints(chain, points, tol).elements.size(),
+                          2 * chain.elements.size())
+                    << far << " " << tol;
+                EXPECT_EQ(SplitAtPoints(chain, points, tol).size(), points.size() + 1);
+            }
+        }
+    }
+}
+
+// A parameter right at the tolerance from a joint is dropped or cut, and never stops the others.
+TYPED_TEST(ChainBreaking, ParametersAtTheEdgeOfTheToleranceDoNotStopTheOthers)
+{
+    using T = TypeParam;
+    std::vector<VecBase<2, T>> corners;
+    for (int i = 0; i <= 1000; ++i) {
+        corners.push_back({static_cast<T>(i * 0.7), static_cast<T>(i % 2 * 0.4)});
+    }
+    const auto chain = Lines(corners);
+    const auto joints = PolyArcSegParameters(chain, false);
+    const T tol = T(0.01);
+    for (std::size_t i = 1; i < 999; i += 11) {
+        for (const T side : {T{1}, T{-1}}) {
+            const T edge = joints[i] + side * tol;
+            for (const T p : {edge, std::nextafter(edge, T{0}), std::nextafter(edge, T(1000))}) {
+                ASSERT_GE(
+                    BreakAtParams(chain, {p, joints[999] + T(0.3)}, false, tol).elements.size(),
+                    1001U)
+                    << i;
+            }
+        }
+    }
+}
+
+// One element out of all proportion has no part in what counts as rounding for the others.
+TYPED_TEST(ChainBreaking, AStrayElementDoesNotCoarsenTheOthers)
+{
+    using T = TypeParam;
+    auto chain = Tens<T>(4);
+    chain.elements.emplace_back(SegBase<T>{{T(1e18), 0}, {T(1e18), T(1e13)}});
+    const std::vector<VecBase<2, T>> points{{5, 0}, {5, T(0.5)}, {25, 0}};
+    EXPECT_EQ(BreakAtPoints(chain, points, T(1e-3)).elements.size(), 7U);
+    auto part = TrimToPoints<T>(chain, {5, T(0.5)}, {25, 0}, T(1e-3));
+    EXPECT_TRUE(part.elements.empty());
 }
 
 TYPED_TEST(ChainBreaking, PointsGetAJointOnTheFirstPassAlone)
@@ -370,6 +535,75 @@ TYPED_TEST(ChainBreaking, AParallelElementPartsAtBothItsEnds)
     EXPECT_EQ(LengthsOf(SplitAtTangent(chain, {1, 0}, T(1e-6))).size(), 3U);
 }
 
+// Sides are told with the tolerance included: within 1 of a unit direction everything is parallel.
+TYPED_TEST(ChainBreaking, ToleranceOfTangentsIsInclusive)
+{
+    using T = TypeParam;
+    const auto chain = Lines<T>({{0, 0}, {0, 1}, {1, 1}, {1, 0}});
+    EXPECT_EQ(SplitAtTangent(chain, {1, 0}, T(1)).size(), 1U);
+    EXPECT_EQ(SplitAtTangent(chain, {1, 0}, T(0.999)).size(), 3U);
+}
+
+// An arc that turns past the direction once comes apart there, also if it is longer than half a
+// turn; one that turns past it twice ends on the side on which it starts, and stays whole.
+TYPED_TEST(ChainBreaking, ArcsOfMoreThanHalfATurn)
+{
+    using T = TypeParam;
+    EXPECT_EQ(SplitAtTangent(Circle<T>(2, 1), {1, 0}, T(1e-5)).size(), 1U);
+    const VecBase<2, T> start(static_cast<T>(std::sqrt(3.0)), T{1}); // at 30 degrees
+    const double degree = 2 * kHalfTurn / 180;                       // as a length
+    for (const T sense : {T{1}, T{-1}}) {
+        PolyArcSegBase<T> once;
+        once.AppendArc({0, 0}, start, sense * static_cast<T>(200 * degree));
+        const auto parts = SplitAtTangent(once, {1, 0}, T(1e-5));
+        ASSERT_EQ(parts.size(), 2U);
+        EXPECT_NEAR(static_cast<double>(LengthsOf(parts)[0]), (sense > 0 ? 60 : 120) * degree,
+                    1e-5);
+        PolyArcSegBase<T> twice;
+        twice.AppendArc({0, 0}, start, sense * static_cast<T>(330 * degree));
+        EXPECT_EQ(SplitAtTangent(twice, {1, 0}, T(1e-5)).size(), 1U);
+    }
+}
+
+// An arc that starts parallel and ends otherwise comes apart where it is parallel again.
+TYPED_TEST(ChainBreaking, ArcThatStartsParallel)
+{
+    using T = TypeParam;
+    for (const T sense : {T{1}, T{-1}}) {
+        PolyArcSegBase<T> arc;
+        arc.AppendArc({0, 0}, {0, -2}, sense * static_cast<T>(3 * kHalfTurn));
+        const auto parts = SplitAtTangent(arc, {1, 0}, T(1e-5));
+        ASSERT_EQ(parts.size(), 2U);
+        EXPECT_NEAR(static_cast<double>(LengthsOf(parts)[0]), 2 * kHalfTurn, 1e-5);
+        // A quarter has but the place at its start, which is no place to come apart.
+        PolyArcSegBase<T> quarter;
+        quarter.AppendArc({0, 0}, {0, -2}, sense * static_cast<T>(kHalfTurn));
+        EXPECT_EQ(SplitAtTangent(quarter, {1, 0}, T(1e-5)).size(), 1U);
+    }
+}
+
+// Sides along the direction, but for the rounding of their corners.
+TYPED_TEST(ChainBreaking, SidesAreParallelAnywhereAtAnyTolerance)
+{
+    using T = TypeParam;
+    for (const T far : Positions<T>()) {
+        for (const double angle : {0.1, 0.7, 1.3, 2.9}) {
+            const Vec2d along(std::cos(angle), std::sin(angle));
+            const Vec2d across(-along.y(), along.x());
+            std::vector<VecBase<2, T>> corners;
+            for (const Vec2d& corner :
+                 {Vec2d(0, 0), along * 3, along * 3 + across, across, Vec2d(0, 0)}) {
+                corners.push_back(VecBase<2, T>(corner) + VecBase<2, T>(far, -far));
+            }
+            for (const T tol : {T(0), T(1e-12), kNaN<T>}) {
+                // All corners but the closing one.
+                EXPECT_EQ(SplitAtTangent(Lines(corners), VecBase<2, T>(along), tol).size(), 4U)
+                    << far << " " << angle;
+            }
+        }
+    }
+}
+
 TEST(ChainBreakingFar, TangentsArePartedFarFromTheOriginToo)
 {
     for (const double far : {0.0, 1e5, 1e6}) {
@@ -440,6 +674,24 @@ TYPED_TEST(ChainBreaking, TrimOnOneArcNeedsBothPointsInsideIt)
     EXPECT_TRUE(TrimToPoints<T>(arc, {T(4.00005), 3}, second, tol).elements.empty());
 }
 
+// A full circle is one arc: from point to point inside it, and to its end for points the other way
+// round. Of two half circles the part may run over the seam.
+TYPED_TEST(ChainBreaking, TrimOfCircles)
+{
+    using T = TypeParam;
+    const T tol = T(1e-4);
+    const auto whole = Circle<T>(5, 1);
+    const auto turnOf = [](const PolyArcSegBase<T>& part) {
+        return static_cast<double>(PolyArcSegParameters(part, false).back()) / (10 * kHalfTurn);
+    };
+    const double third = std::atan2(4, 3) / (2 * kHalfTurn);
+    EXPECT_NEAR(turnOf(TrimToPoints<T>(whole, {3, 4}, {-3, -4}, tol)), 0.5, 1e-6);
+    EXPECT_NEAR(turnOf(TrimToPoints<T>(whole, {-3, -4}, {3, 4}, tol)), 0.5 - third, 1e-6);
+    const auto halves = TwoHalfCircles<T>({5, 0});
+    EXPECT_NEAR(turnOf(TrimToPoints<T>(halves, {3, 4}, {-3, -4}, tol)), 0.5, 1e-6);
+    EXPECT_NEAR(turnOf(TrimToPoints<T>(halves, {-3, -4}, {3, 4}, tol)), 0.5, 1e-6);
+}
+
 TYPED_TEST(ChainBreaking, TrimCutsArcsAtBothEnds)
 {
     using T = TypeParam;
@@ -472,10 +724,49 @@ TEST(ChainBreakingFar, TrimmedArcsJoinFarFromTheOriginToo)
     }
 }
 
+// Points of the chain itself are on it at any tolerance, and the part between them is as long as it
+// should be.
+TYPED_TEST(ChainBreaking, TrimFindsComputedPointsWhateverTheTolerance)
+{
+    using T = TypeParam;
+    const double near = std::is_same_v<T, float> ? 1e-3 : 1e-8;
+    Random random(14);
+    for (const T far : Positions<T>()) {
+        for (const T tol : {T(0), T(1e-12), kNaN<T>}) {
+            for (int trial = 0; trial < 30; ++trial) {
+                const auto chain = Moved(RandomOutline<T>(random, 1), {far, -far});
+                const std::size_t count = chain.elements.size();
+                const auto first = static_cast<std::size_t>(random.Below(static_cast<int>(count)));
+                const std::size_t last =
+                    (first + 1 + static_cast<std::size_t>(random.Below(3))) % count;
+                const double from = random.Between(0.1, 0.9);
+                const double to = random.Between(0.1, 0.9);
+                double length = (to - 1) * LengthOf(chain.elements[last]) +
+                                (1 - from) * LengthOf(chain.elements[first]);
+                for (std::size_t i = first; i != last;) {
+                    i = (i + 1) % count;
+                    length += LengthOf(chain.elements[i]);
+                }
+                auto closed = chain;
+                closed.tolerance = std::is_same_v<T, float> ? T(1e-3) : T(1e-8);
+                const auto part =
+                    TrimToPoints(closed, VecBase<2, T>(PointOf(chain.elements[first], from)),
+                                 VecBase<2, T>(PointOf(chain.elements[last], to)), tol);
+                double trimmed = 0;
+                for (const auto& element : part.elements) {
+                    trimmed += LengthOf(element);
+                }
+                EXPECT_NEAR(trimmed, length, near) << far << " " << tol;
+            }
+        }
+    }
+}
+
 // --- memory -------------------------------------------------------------------------------------
 
 TEST(ChainBreakingWithoutMemory, PassesTheExceptionOn)
 {
+    const auto circle = TwoHalfCircles<double>({2, 0});
     Random random(8);
     const auto chain = RandomChain<double>(random, 12);
     const double length = PolyArcSegParameters(chain, false).back();
@@ -485,6 +776,14 @@ TEST(ChainBreakingWithoutMemory, PassesTheExceptionOn)
                       [&] { return BreakAtParams(chain, parameters, false, 1e-9); }),
                   5U);
         EXPECT_GT(FailEachAllocationOfResult([&] { return Split(chain, parameters, false, 1e-9); }),
+                  8U);
+        EXPECT_GT(FailEachAllocationOfResult([&] {
+                      return SplitAtTangent<double>(circle, {1, 0}, 1e-9);
+                  }),
+                  8U);
+        EXPECT_GT(FailEachAllocationOfResult([&] {
+                      return SplitAtPoints<double>(circle, {{0, 2}, {0, -2}}, 1e-9);
+                  }),
                   8U);
         EXPECT_GT(FailEachAllocationOfResult([&] {
                       return TrimToPoints(chain, chain.elements[2].StartPoint(),

@@ -129,6 +129,23 @@ PolyArcSegBase<T> RandomOutline(Random& random, int sense)
     return chain;
 }
 
+/// The chain elsewhere. Coordinates round there, so that joints may come to gape by that.
+template <class T>
+PolyArcSegBase<T> Moved(PolyArcSegBase<T> chain, const VecBase<2, T>& by)
+{
+    for (ArcSegBase<T>& element : chain.elements) {
+        if (const auto* segment = element.AsSegment()) {
+            element = ArcSegBase<T>(
+                Velk::Math::Geometry::SegBase<T>{segment->start + by, segment->end + by});
+        } else {
+            const auto arc = *element.AsArc();
+            element = ArcSegBase<T>(
+                Velk::Math::Geometry::ArcBase<T>{arc.center + by, arc.start + by, arc.length});
+        }
+    }
+    return chain;
+}
+
 /// Point of an element at a fraction of its length, by turning the spoke of an arc.
 template <class T>
 Vec2d PointOf(const ArcSegBase<T>& element, double fraction)

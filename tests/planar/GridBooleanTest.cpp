@@ -1,9 +1,11 @@
 // The integer core of regions: cutting, against the search for crossings of the scanline library.
 
+#include "planar/GridBundles_Impl.h"
 #include "planar/GridCrossings_Impl.h"
 
 #include "tests/support/TestSupport.h"
 
+#include <array>
 #include <cstdlib>
 #include <vector>
 
@@ -50,8 +52,8 @@ TEST(GridBoolean, AgreesWithTheLibrarysOwnSearchForCrossings)
             AppendEdges(RandomLoops(random, 2, 5, size), 1, edges);
             std::vector<GridLoop> own;
             std::vector<GridLoop> library;
-            ASSERT_TRUE(GridBoolean(edges, keep, kMostCuttingRounds, own));
-            ASSERT_TRUE(GridBoolean(edges, keep, 0, library));
+            ASSERT_TRUE(GridBoolean(edges, keep, Cutting::Own, own));
+            ASSERT_TRUE(GridBoolean(edges, keep, Cutting::ByLibrary, library));
             for (const GridLoop& loop : own) {
                 EXPECT_TRUE(loop.front() == loop.back());
             }
@@ -60,7 +62,7 @@ TEST(GridBoolean, AgreesWithTheLibrarysOwnSearchForCrossings)
             std::vector<GridEdge> again;
             AppendEdges(own, 0, again);
             std::vector<GridLoop> same;
-            ASSERT_TRUE(GridBoolean(again, Keep::FirstSet, kMostCuttingRounds, same));
+            ASSERT_TRUE(GridBoolean(again, Keep::FirstSet, Cutting::Own, same));
             EXPECT_EQ(Area(own), Area(same));
         }
     }
@@ -69,11 +71,12 @@ TEST(GridBoolean, AgreesWithTheLibrarysOwnSearchForCrossings)
 TEST(GridBoolean, RefusesSpansThatTheScanlineCannotBear)
 {
     for (const long long size : {kLargestGridSpan, kLargestGridSpan + 1}) {
-        const GridLoop square{{-5, -5}, {size - 5, -5}, {size - 5, size - 5}, {-5, size - 5}, {-5, -5}};
+        const GridLoop square{
+            {-5, -5}, {size - 5, -5}, {size - 5, size - 5}, {-5, size - 5}, {-5, -5}};
         std::vector<GridEdge> edges;
         AppendEdges({square}, 0, edges);
         std::vector<GridLoop> loops{{}};
-        EXPECT_EQ(GridBoolean(edges, Keep::FirstSet, kMostCuttingRounds, loops),
+        EXPECT_EQ(GridBoolean(edges, Keep::FirstSet, Cutting::Own, loops),
                   size == kLargestGridSpan);
         EXPECT_EQ(loops.size(), size == kLargestGridSpan ? 1U : 0U);
     }
@@ -86,7 +89,7 @@ TEST(ResolveOverlaps, AddsUpWhatLiesOnOneLine)
                                 {{4, 2}, {8, 4}, {1, 0}},
                                 {{0, 1}, {6, 4}, {0, 1}}, // parallel, beside it
                                 {{3, 3}, {3, 3}, {1, 1}}};
-    ResolveOverlaps(edges, true);
+    ResolveOverlaps(edges);
     std::vector<std::array<long long, 3>> found;
     for (const GridEdge& edge : edges) {
         if (edge.runs[0] != 0) {
@@ -98,32 +101,146 @@ TEST(ResolveOverlaps, AddsUpWhatLiesOnOneLine)
     EXPECT_EQ(edges.size(), 4U);
 }
 
-TEST(CutGridEdges, LeavesEdgesThatMeetAtTheirEndsOnly)
+/// Positive where `p` is on the left of the line from `a` to `b`.
+int SideOf(const GridPoint& a, const GridPoint& b, const GridPoint& p)
 {
-    Random random(4);
-    for (int round = 0; round < 30; ++round) {
-        std::vector<GridEdge> edges;
-        AppendEdges(RandomLoops(random, 2, 9, round % 2 == 0 ? 60 : 100000), 0, edges);
-        ResolveOverlaps(edges, true);
-        ASSERT_TRUE(CutGridEdges(edges, kMostCuttingRounds));
-        const auto side = [](const GridEdge& e, const GridPoint& p) {
-            const long long cross = (e.high.x() - e.low.x()) * (p.y() - e.low.y()) -
-                                    (e.high.y() - e.low.y()) * (p.x() - e.low.x());
-            return cross > 0 ? 1 : cross < 0 ? -1 : 0;
-        };
-        const auto isInside = [&](const GridEdge& e, const GridPoint& p) {
-            const long long dot = (p.x() - e.low.x()) * (p.x() - e.high.x()) +
-                                  (p.y() - e.low.y()) * (p.y() - e.high.y());
-            return side(e, p) == 0 && dot < 0;
-        };
-        for (const GridEdge& a : edges) {
-            for (const GridEdge& b : edges) {
-                ASSERT_FALSE(isInside(a, b.low) || isInside(a, b.high));
-                ASSERT_FALSE(side(a, b.low) * side(a, b.high) < 0 &&
-                             side(b, a.low) * side(b, a.high) < 0);
+    const long long cross = (b.x() - a.x()) * (p.y() - a.y()) - (b.y() - a.y()) * (p.x() - a.x());
+    return cross > 0 ? 1 : cross < 0 ? -1 : 0;
+}
+
+/// Do two edges meet elsewhere than at a common end?
+bool Collide(const GridEdge& a, const GridEdge& b)
+{
+    const auto isInside = [](const GridEdge& e, const GridPoint& p) {
+        const GridPoint from = p - e.low;
+        const GridPoint to = p - e.high;
+        return SideOf(e.low, e.high, p) == 0 && from.x() * to.x() + from.y() * to.y() < 0;
+    };
+    return isInside(a, b.low) || isInside(a, b.high) || isInside(b, a.low) || isInside(b, a.high) ||
+           (SideOf(a.low, a.high, b.low) * SideOf(a.low, a.high, b.high) < 0 &&
+            SideOf(b.low, b.high, a.low) * SideOf(b.low, b.high, a.high) < 0);
+}
+
+bool AnyCollide(const std::vector<GridEdge>& edges)
+{
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            if (Collide(edges[i], edges[j])) {
+                return true;
             }
         }
     }
+    return false;
+}
+
+std::vector<GridEdge> RandomEdges(Random& random, int count, int size)
+{
+    std::vector<GridEdge> edges;
+    AppendEdges(RandomLoops(random, 2, count, size), 0, edges);
+    ResolveOverlaps(edges);
+    return edges;
+}
+
+// On a grid of few cells nearly every crossing is rounded onto or across another edge.
+TEST(CutAtCells, LeavesEdgesThatMeetAtTheirEndsOnly)
+{
+    Random random(4);
+    int mended = 0;
+    for (int round = 0; round < 100; ++round) {
+        const std::vector<GridEdge> edges =
+            RandomEdges(random, 4 + round % 9, round % 2 == 0 ? 24 : 300);
+        const GridGraph crossed = CutAtCrossings(edges);
+        const GridGraph cut = CutAtCells(edges, crossed.points);
+        EXPECT_FALSE(AnyCollide(EdgesOf(cut)));
+        mended += AnyCollide(EdgesOf(crossed)) ? 1 : 0;
+        // Nothing moves farther than a cell: each point is one that was there.
+        EXPECT_EQ(cut.points, crossed.points);
+    }
+    EXPECT_GT(mended, 10);
+}
+
+TEST(CutAtCells, CutsWhereTheCellIsPassedAndItsUpperSidesAreNotPartOfIt)
+{
+    const auto pieces = [](const GridEdge& edge, const GridPoint& point) {
+        return CutAtCells({edge}, {KeyOf(point)}).edges.size();
+    };
+    // y = x / 4 is at 1/2 for x = 2 and just below it before.
+    const GridEdge slow{{0, 0}, {8, 2}, {1, 0}};
+    EXPECT_EQ(pieces(slow, {1, 1}), 1U);
+    EXPECT_EQ(pieces(slow, {2, 1}), 2U); // from x = 2 to 2.5 it is in the cell of (2, 1)
+    EXPECT_EQ(pieces(slow, {2, 0}), 2U); // and before in that of (2, 0)
+    EXPECT_EQ(pieces(slow, {3, 0}), 1U);
+    // Through the corner (1/2, 1/2), which belongs to the cell of (1, 1) alone.
+    const GridEdge falling{{0, 1}, {1, 0}, {1, 0}};
+    EXPECT_EQ(pieces(falling, {1, 1}), 2U);
+    EXPECT_EQ(pieces(falling, {0, 0}), 1U);
+    const GridEdge rising{{0, 0}, {1, 1}, {1, 0}};
+    EXPECT_EQ(pieces(rising, {0, 1}), 1U);
+    EXPECT_EQ(pieces(rising, {1, 0}), 1U);
+    EXPECT_EQ(pieces({{4, 4}, {9, 4}, {1, 0}}, {6, 5}), 1U);
+    EXPECT_EQ(pieces({{4, 4}, {4, 9}, {1, 0}}, {4, 6}), 2U);
+}
+
+TEST(SweepGraph, FindsEdgesThatMeetElsewhereThanAtTheirEnds)
+{
+    Random random(12);
+    int found = 0;
+    for (int round = 0; round < 300; ++round) {
+        const std::vector<GridEdge> edges = RandomEdges(random, 3, 6 + round % 20);
+        const GridGraph graph = MakeGraph(edges);
+        std::vector<std::array<int, 2>> pairs;
+        const bool isSound = SweepGraph(graph, Keep::FirstSet, false, pairs);
+        EXPECT_EQ(isSound, !AnyCollide(EdgesOf(graph)));
+        found += isSound ? 0 : 1;
+        // Forced, it comes to an end all the same.
+        SweepGraph(graph, Keep::FirstSet, true, pairs);
+    }
+    EXPECT_GT(found, 50);
+    EXPECT_LT(found, 299);
+}
+
+TEST(SweepGraph, FindsEdgesThatLieOnEachOther)
+{
+    std::vector<std::array<int, 2>> pairs;
+    for (const GridPoint& end : {GridPoint(4, 4), GridPoint(0, 5), GridPoint(5, 0)}) {
+        const GridPoint half(end.x() * 2, end.y() * 2);
+        const GridGraph graph = MakeGraph({{{0, 0}, end, {1, 0}}, {{0, 0}, half, {1, 0}}});
+        EXPECT_FALSE(SweepGraph(graph, Keep::FirstSet, false, pairs));
+    }
+}
+
+TEST(MergeBundles, AddsUpWhatRunsAlongALineButForRounding)
+{
+    // Points rounded from a line of slope 3 / 7, each joined with each other: 40 points, 780 edges.
+    Random random(3);
+    std::vector<GridPoint> points;
+    for (int i = 0; i < 40; ++i) {
+        const long long x = 7 * random.Below(100000000) + random.Below(7);
+        points.push_back({x, 3 * x / 7});
+    }
+    std::vector<GridEdge> edges;
+    GridPoint sum(0, 0);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            const bool isUp = points[j].x() < points[i].x();
+            edges.push_back({isUp ? points[j] : points[i], isUp ? points[i] : points[j], {1, -2}});
+            sum += edges.back().high - edges.back().low;
+        }
+    }
+    // One that is apart, and one across.
+    edges.push_back({{0, 900}, {700000000, 300000900}, {1, 0}});
+    edges.push_back({{300000000, 0}, {300000000, 300000000}, {1, 0}});
+    EXPECT_TRUE(MergeBundles(edges));
+    EXPECT_LE(edges.size(), 41U);
+    GridPoint merged(0, 0);
+    for (const GridEdge& edge : edges) {
+        if (edge.runs[1] != 0) {
+            EXPECT_EQ(edge.runs[1], -2 * edge.runs[0]);
+            merged += (edge.high - edge.low) * static_cast<long long>(edge.runs[0]);
+        }
+    }
+    EXPECT_TRUE(merged == sum);
+    EXPECT_FALSE(MergeBundles(edges));
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <Sorvane/Minkowski_E.h>
 
 #include "tests/planar/RegionSupport.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -208,7 +209,12 @@ TEST(OuterOffsetLoop, OfShapesOnALattice)
         const Polyline a = Turned(staircase(1 + round % 3), angle);
         const Polyline b =
             Turned(staircase(2 + round % 5), angle + (round % 3 == 0 ? kPi<double> : 0));
-        ExpectOuterLoop(a, b, OuterOffsetLoop(a, b, 1e-12), 1e-9, random);
+        // Far away the sums that meet differ by their rounding.
+        for (const double far : {0.0, 1e6}) {
+            const Polyline moved = Moved(b, {far / 3, -far});
+            ExpectOuterLoop(a, moved, OuterOffsetLoop(a, moved, 1e-12), far == 0 ? 1e-9 : 1e-7,
+                            random);
+        }
     }
 }
 
@@ -305,6 +311,14 @@ TEST(KeepCommonRegions, WhatIsBesideByMoreThanTheFloorIsNotCommon)
         EXPECT_NEAR(LengthOf(KeepCommonRegions<double>(withFar, {{2, 0}, {8, 0}}, 1e-6)), 6, 1e-9)
             << far;
     }
+}
+
+TEST(KeepCommonRegions, CornersThatDifferByLessThanTheFloorAreOne)
+{
+    const Polyline a{{0, 0}, {10, 0}, {10, 5}};
+    const Loops common = KeepCommonRegions(a, Moved(a, {4e-13, -4e-13}), 1e-12);
+    ASSERT_EQ(common.size(), 1U);
+    EXPECT_TRUE(common[0] == a);
 }
 
 TEST(KeepCommonRegions, PiecesShorterThanTheToleranceAreKept)
@@ -554,6 +568,39 @@ TEST(ClipOverlappedRegions, AStretchOfBothIsOfTheSecond)
     EXPECT_NEAR(LengthOf(ofA), 2 + 4 + 4 + 2, 1e-9);
 }
 
+TEST(ClipOverlappedRegions, AStretchOfBothJoinsTheSecondInOnePolyline)
+{
+    const auto expectParts = [](const Polyline& a, const Polyline& b, const Loops& expectedOfA,
+                                const Loops& expectedOfB) {
+        Loops ofA;
+        Loops ofB;
+        EXPECT_TRUE(ClipOverlappedRegions(a, b, ofA, ofB, 1e-9));
+        EXPECT_TRUE(ofA == expectedOfA);
+        EXPECT_TRUE(ofB == expectedOfB);
+    };
+    // From A through what is common, with two corners within, into B; and the other way round.
+    const Polyline square = Rectangle(0, 0, 4, 4);
+    expectParts(square, {{1, 0}, {2, 0}, {3, 0}, {6, 0}, {6, 2}, {1, 2}, {1, 0}},
+                {{{4, 2}, {4, 4}, {0, 4}, {0, 0}, {1, 0}}},
+                {{{1, 0}, {2, 0}, {3, 0}, {4, 0}, {6, 0}, {6, 2}, {4, 2}}});
+    expectParts(square, {{3, 0}, {3, 2}, {-2, 2}, {-2, 0}, {1, 0}, {2, 0}, {3, 0}},
+                {{{3, 0}, {4, 0}, {4, 4}, {0, 4}, {0, 2}}},
+                {{{0, 2}, {-2, 2}, {-2, 0}, {0, 0}, {1, 0}, {2, 0}, {3, 0}}});
+    // Within A, with corners and without.
+    expectParts(Rectangle(0, 0, 9, 4), {{2, 0}, {3, 0}, {4, 0}, {5, 0}, {5, 1}, {2, 1}, {2, 0}},
+                {{{5, 0}, {9, 0}, {9, 4}, {0, 4}, {0, 0}, {2, 0}}},
+                {{{2, 0}, {3, 0}, {4, 0}, {5, 0}}});
+    expectParts(Rectangle(0, 0, 9, 4), Rectangle(2, 0, 5, 1),
+                {{{5, 0}, {9, 0}, {9, 4}, {0, 4}, {0, 0}, {2, 0}}}, {{{2, 0}, {5, 0}}});
+    // Within B nothing parts it.
+    expectParts({{2, 0}, {3, 0}, {5, 0}, {5, 1}, {2, 1}, {2, 0}}, Rectangle(0, 0, 9, 4), {},
+                {{{0, 0}, {2, 0}, {3, 0}, {5, 0}, {9, 0}, {9, 4}, {0, 4}, {0, 0}}});
+    // Over the seam of the walk, which begins at the lowest corner.
+    expectParts({{0, 0}, {1, 0}, {2, 0}, {2, 4}, {-2, 4}, {-2, 0}, {-1, 0}, {0, 0}},
+                {{-1, 0}, {0, 0}, {1, 0}, {1, 2}, {-1, 2}, {-1, 0}},
+                {{{1, 0}, {2, 0}, {2, 4}, {-2, 4}, {-2, 0}, {-1, 0}}}, {{{-1, 0}, {0, 0}, {1, 0}}});
+}
+
 TEST(ClipOverlappedRegions, AVertexOnAnEdgeOfTheOtherEndsAStretch)
 {
     // The corners of B lie inside edges of A, and the other way round nowhere.
@@ -661,6 +708,30 @@ TYPED_TEST(ProfilesOf, FloatsAndDoublesGiveTheSame)
     const auto loop =
         OuterOffsetLoop<T>(Rectangle<T>(0, 0, 1, 1), Rectangle<T>(0, 0, 2, 2), T(1e-6));
     EXPECT_NEAR(AreaUnder<T>({loop}), 9, 1e-6);
+}
+
+TEST(ClipOverlappedRegions, WithoutMemoryBothPartsStayAsTheyWere)
+{
+    struct Parts {
+        Loops ofA{{{1, 2}}};
+        Loops ofB{{{3, 4}}};
+    };
+    const Polyline a = Rectangle(0, 0, 4, 4);
+    const Polyline b = Rectangle(2, 2, 6, 6);
+    const std::size_t failures = FailEachAllocationOfEither(
+        [] { return Parts{}; },
+        [&](Parts& parts) { ClipOverlappedRegions(a, b, parts.ofA, parts.ofB, 1e-9); },
+        [&](const Parts& parts, bool hasThrown) {
+            if (hasThrown) {
+                EXPECT_TRUE(parts.ofA == Parts{}.ofA && parts.ofB == Parts{}.ofB);
+            } else {
+                EXPECT_NEAR(LengthOf(parts.ofA), 12, 1e-9);
+                EXPECT_NEAR(LengthOf(parts.ofB), 12, 1e-9);
+            }
+        });
+    EXPECT_GT(failures, 8U);
+    EXPECT_GT(FailEachAllocationOfResult([&] { return KeepCommonRegions(a, a, 1e-9); }), 8U);
+    EXPECT_GT(FailEachAllocationOfResult([&] { return OuterOffsetLoop(a, b, 1e-9); }), 8U);
 }
 
 } // namespace

@@ -1,8 +1,10 @@
-// Dilation and contraction by a tool, against Minkowski sums counted point by point; outlines compared.
+// Dilation and contraction by a tool, against Minkowski sums counted point by point; outlines
+// compared.
 
 #include <Sorvane/Minkowski_E.h>
 
 #include "tests/planar/RegionSupport.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -99,11 +101,12 @@ const Polyline kSquareTool{{-1, -1}, {1, -1}, {1, 1}, {-1, 1}};
 
 std::vector<Polyline> Tools()
 {
-    return {kSquareTool,
-            {{0.2, 0.1}, {1.4, 0.3}, {0.5, 1.6}},                                  // beside its origin
-            RegularPolygon(48, 1.3),
-            {{-1, -1}, {1, -1}, {1, 1}, {0.3, 1}, {0.3, -0.4}, {-0.3, -0.4}, {-0.3, 1}, {-1, 1}}, // a U
-            Rectangle(-0.5, -2, 0.25, 0.5)};                                       // closed
+    return {
+        kSquareTool,
+        {{0.2, 0.1}, {1.4, 0.3}, {0.5, 1.6}}, // beside its origin
+        RegularPolygon(48, 1.3),
+        {{-1, -1}, {1, -1}, {1, 1}, {0.3, 1}, {0.3, -0.4}, {-0.3, -0.4}, {-0.3, 1}, {-1, 1}}, // a U
+        Rectangle(-0.5, -2, 0.25, 0.5)}; // closed
 }
 
 TEST(Dilation, OfPathsIsWhatTheToolSweeps)
@@ -248,15 +251,19 @@ TEST(Dilation, IsTakenAboutTheOriginOfTheTool)
 TEST(Dilation, TakesLoopsOfManyAreasAsTheyRun)
 {
     // The sum of areas is negative, which turns all of them: a clockwise square comes out smaller.
-    const Loops region = DilateMultipleAreas<double>(
-        kSquareTool, {Reversed(Rectangle(0, 0, 10, 10))}, nullptr);
+    const Loops region =
+        DilateMultipleAreas<double>(kSquareTool, {Reversed(Rectangle(0, 0, 10, 10))}, nullptr);
     EXPECT_NEAR(AreaUnder(region), 64, 1e-6);
     // The closing edge of an open loop isn't swept.
-    // The copy of the area, moved by the tool's first point to [1, 11] x [1, 11], leaves a strip of 2 by 8 bare.
+    // The copy of the area, moved by the tool's first point to [1, 11] x [1, 11], leaves a strip of
+    // 2 by 8 bare.
     Polyline open = Rectangle(0, 0, 10, 10);
     open.pop_back();
     const Polyline turned{kSquareTool[2], kSquareTool[3], kSquareTool[0], kSquareTool[1]};
     EXPECT_NEAR(AreaUnder(DilateMultipleAreas<double>(turned, {open}, nullptr)), 144 - 16, 1e-6);
+    // With a first point to the left the copy covers what the missing edge would have swept.
+    const Polyline left{kSquareTool[3], kSquareTool[0], kSquareTool[1], kSquareTool[2]};
+    EXPECT_NEAR(AreaUnder(DilateMultipleAreas<double>(left, {open}, nullptr)), 144, 1e-6);
 }
 
 TEST(Dilation, OfAClockwiseToolIsNotASum)
@@ -282,9 +289,198 @@ TEST(MinkowskiFilter, ClosesGapsAndTellsTheErrorOfBothSteps)
     EXPECT_DOUBLE_EQ(resolution, ofDilation + ofContraction);
     // A gap that the tool fits into stays.
     const Loops apart{Rectangle(0, 0, 4, 10), Rectangle(7, 0, 9, 10)};
-    EXPECT_NEAR(AreaUnder(MinkowskiFilterMultipleAreas<double>(kSquareTool, kSquareTool, apart,
-                                                               nullptr)),
-                60, 1e-6);
+    EXPECT_NEAR(
+        AreaUnder(MinkowskiFilterMultipleAreas<double>(kSquareTool, kSquareTool, apart, nullptr)),
+        60, 1e-6);
+}
+
+Polyline ReflectedTool(const Polyline& tool) { return ReflectedAt(tool, 0, 0); }
+
+TEST(MinkowskiFilter, WithTheReflectedToolHoldsTheAreaAndClosesOnce)
+{
+    const Loops area{
+        {{0, 0}, {30, 0}, {30, 18}, {19, 18}, {19, 10}, {17.5, 10}, {17.5, 18}, {0, 18}, {0, 0}},
+        Reversed(Rectangle(5, 4, 12, 12)),
+        Reversed(Rectangle(22, 4, 23, 5))};
+    for (const Polyline& tool :
+         {Polyline{{0, 0}, {2, 0.5}, {2.5, 2}, {0.5, 2}}, RegularPolygon(31, 1.1)}) {
+        double resolution = 0;
+        const Loops closed =
+            MinkowskiFilterMultipleAreas(tool, ReflectedTool(tool), area, &resolution);
+        // The slot and the small window are gone, the large window is not.
+        EXPECT_EQ(WindingNumber(closed, 18.2, 12), 1);
+        EXPECT_EQ(WindingNumber(closed, 22.5, 4.5), 1);
+        EXPECT_EQ(WindingNumber(closed, 8, 8), 0);
+        ExpectRegion(area, -1, 31, resolution, [&](double x, double y) {
+            return IsIn(area, {x, y}) && IsIn(closed, {x, y});
+        });
+        const Loops again =
+            MinkowskiFilterMultipleAreas<double>(tool, ReflectedTool(tool), closed, nullptr);
+        EXPECT_NEAR(AreaUnder(again), AreaUnder(closed), 1e-4);
+    }
+}
+
+TEST(Contraction, ByTheReflectedToolIsWhereTheToolFits)
+{
+    const Polyline tool{{0.2, 0.1}, {1.4, 0.3}, {0.5, 1.6}};
+    const Loops area{Rectangle(0, 0, 12, 9), Reversed(Rectangle(4, 3, 6, 6))};
+    double resolution = 0;
+    const Loops left = ContractMultipleAreas(ReflectedTool(tool), area, &resolution);
+    ExpectRegion(left, -1, 13, resolution, [&](double x, double y) {
+        // Neither does an edge of the tool cross one of the area, nor is the area's window in the
+        // tool.
+        Polyline placed;
+        for (const Vec2d& point : tool) {
+            placed.push_back({point.x() + x, point.y() + y});
+            if (!IsIn(area, placed.back())) {
+                return false;
+            }
+        }
+        for (std::size_t i = 0; i < placed.size(); ++i) {
+            for (const Polyline& loop : area) {
+                for (std::size_t j = 0; j + 1 < loop.size(); ++j) {
+                    if (Cross(placed[i], placed[(i + 1) % placed.size()], loop[j], loop[j + 1])) {
+                        return false;
+                    }
+                }
+            }
+        }
+        return true;
+    });
+}
+
+double Extent(const Polyline& line, int axis)
+{
+    const auto [low, high] =
+        std::minmax_element(line.begin(), line.end(),
+                            [axis](const Vec2d& p, const Vec2d& q) { return p[axis] < q[axis]; });
+    return (*high)[axis] - (*low)[axis];
+}
+
+TEST(Contraction, TellsTheGridOfItsFrame)
+{
+    double resolution = 0;
+    ContractArea(kSquareTool, Rectangle(0, 0, 10, 8), {}, &resolution);
+    // The longer side, the diagonal of the tool on both ends, and what the frame grows by.
+    EXPECT_NEAR(resolution, std::sqrt(8.0) * (10 + 2 * std::sqrt(8.0) + 2) * 0x1p-30, 1e-16);
+}
+
+TEST(Contraction, ByToolsOfLittleExtent)
+{
+    const Polyline lShape{{0, 0}, {10, 0}, {10, 4}, {4, 4}, {4, 10}, {0, 10}, {0, 0}};
+    // One point moves the area, two move it by their first.
+    for (const Polyline& tool :
+         {Polyline{{3, 4}}, Polyline{{3, 4}, {5, 4}}, Polyline{{3, 4}, {3, 4}, {3, 4}}}) {
+        const Loops left = ContractMultipleAreas<double>(tool, {lShape}, nullptr);
+        ASSERT_EQ(left.size(), 1U);
+        EXPECT_NEAR(AreaUnder(left), 64, 1e-6);
+        EXPECT_EQ(WindingNumber(left, 12.9, 7.9), 1);
+        EXPECT_EQ(WindingNumber(left, 3.1, 4.1), 1);
+        EXPECT_EQ(WindingNumber(left, 8, 9), 0);
+    }
+    // Off a rectangle goes the box of the tool, however small, narrow or far away it is.
+    Random random(4);
+    for (int round = 0; round < 200; ++round) {
+        const double size = std::pow(10.0, random.Between(-12, 1));
+        const double squeeze = std::pow(10.0, random.Between(-3, 0));
+        const Vec2d away(size * random.Between(-1000, 1000), random.Between(-40, 40));
+        Polyline tool = RegularPolygon(3 + random.Below(9), size);
+        for (Vec2d& point : tool) {
+            point.y() *= squeeze;
+        }
+        for (Vec2d& point : tool) {
+            point += away;
+        }
+        const Loops left = ContractArea<double>(tool, Rectangle(0, 0, 40, 30), {}, nullptr);
+        const double expected =
+            std::max(0.0, 40 - Extent(tool, 0)) * std::max(0.0, 30 - Extent(tool, 1));
+        EXPECT_NEAR(AreaUnder(left), expected, 1e-5) << round;
+    }
+}
+
+/// Area of the sum of two convex polygons that run counter-clockwise: theirs, and for each edge of
+/// the first its length times how far the second reaches outward from it.
+double AreaOfConvexSum(const Polyline& a, const Polyline& b)
+{
+    double area = AreaUnder<double>({a}) + AreaUnder<double>({b});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        const Vec2d& from = a[i];
+        const Vec2d& to = a[(i + 1) % a.size()];
+        double reach = -1e300;
+        for (const Vec2d& point : b) {
+            reach =
+                std::max(reach, point.x() * (to.y() - from.y()) - point.y() * (to.x() - from.x()));
+        }
+        area += reach;
+    }
+    return area;
+}
+
+TEST(Dilation, OfConvexShapesHasTheMixedArea)
+{
+    for (const int corners : {3, 32, 400}) {
+        for (const int points : {4, 60, 3000}) {
+            const Polyline tool = RegularPolygon(corners, 2);
+            Polyline area = RegularPolygon(points, 20);
+            area.push_back(area.front());
+            for (const double far : {0.0, 1e6}) {
+                Polyline moved = area;
+                for (Vec2d& point : moved) {
+                    point += Vec2d(far, -far);
+                }
+                double resolution = 0;
+                const Loops sum = DilateArea(tool, moved, {}, &resolution);
+                ASSERT_EQ(sum.size(), 1U);
+                // Each point within a cell: the area to the resolution times the length around.
+                EXPECT_NEAR(AreaUnder(sum), AreaOfConvexSum(tool, area), 150 * resolution);
+                const double longer =
+                    std::max(Extent(tool, 0) + Extent(area, 0), Extent(tool, 1) + Extent(area, 1));
+                EXPECT_NEAR(resolution, std::sqrt(8.0) * longer * 0x1p-30, 1e-16);
+            }
+        }
+    }
+}
+
+TEST(Dilation, RepeatedPointsAndSignsOfZeroChangeNothing)
+{
+    const Polyline square{{-1, -1}, {1, -1}, {1, 1}, {-1, 1}};
+    const Polyline repeats{{-1, -1}, {-1, -1}, {0, -1}, {1, -1},
+                           {1, 1},   {1, 1},   {-1, 1}, {-1, -1 + 5e-13}};
+    const Polyline path{{0, 0}, {10, -0.0}, {10, 10}};
+    const Polyline slowPath{{0, 0}, {0, 0}, {5, 0.0}, {10, -0.0}, {10, 0.0}, {10, 10}, {10, 10}};
+    for (const Polyline& tool : {square, repeats}) {
+        for (const Polyline& each : {path, slowPath}) {
+            const Loops swept = DilatePaths<double>(tool, {each}, nullptr);
+            ASSERT_EQ(swept.size(), 1U);
+            EXPECT_NEAR(AreaUnder(swept), 44, 1e-6);
+        }
+    }
+    // A path of one point is the tool there; there and back is as good as there.
+    EXPECT_NEAR(AreaUnder(DilatePaths<double>(square, {{{5, 5}}}, nullptr)), 4, 1e-6);
+    EXPECT_NEAR(AreaUnder(DilatePaths<double>(square, {{{0, 0}, {5, 0}, {0, 0}}}, nullptr)), 14,
+                1e-6);
+    // A point on the left edge of the result, and none beside it, from a tool that is -0 wide
+    // there.
+    EXPECT_NEAR(AreaUnder(DilatePaths<double>({{-0.0, 0.0}, {2, 0}, {0.0, 2}}, {{{0, 0}, {0, -3}}},
+                                              nullptr)),
+                2 + 6, 1e-6);
+}
+
+TEST(Dilation, PassesTheExceptionOn)
+{
+    const Loops area{Rectangle(0, 0, 4, 4)};
+    const Polyline path{{0, 0}, {3, 1}};
+    EXPECT_GT(FailEachAllocationOfResult(
+                  [&] { return DilatePaths<double>(kSquareTool, {path}, nullptr); }),
+              8U);
+    EXPECT_GT(FailEachAllocationOfResult(
+                  [&] { return ContractArea<double>(kSquareTool, area[0], {}, nullptr); }),
+              8U);
+    EXPECT_GT(FailEachAllocationOfResult([&] {
+                  return MinkowskiFilterMultipleAreas<double>(kSquareTool, kSquareTool, area,
+                                                              nullptr);
+              }),
+              8U);
 }
 
 } // namespace

@@ -90,6 +90,76 @@ void ExpectAtDistance(const Chains<T>& offset, const PolyArcSegBase<T>& source, 
     }
 }
 
+/// Unit vector to the right of travel at a fraction of an element's length.
+template <class T>
+Vec2d RightOf(const ArcSegBase<T>& element, double fraction)
+{
+    Vec2d right;
+    if (const auto* segment = element.AsSegment()) {
+        const double x = static_cast<double>(segment->end[0]) - segment->start[0];
+        const double y = static_cast<double>(segment->end[1]) - segment->start[1];
+        right = {y, -x};
+    } else {
+        const auto& arc = *element.AsArc();
+        right = PointOf(element, fraction) - Vec2d(arc.center[0], arc.center[1]);
+        right = arc.length < 0 ? -right : right;
+    }
+    return right * (1 / std::hypot(right[0], right[1]));
+}
+
+/// Points at the signed distance from the chain, straight beside its elements and round its joints,
+/// that no part of the chain is nearer to than `near` less than that.
+template <class T>
+std::vector<Vec2d> ExactOffsetPoints(const PolyArcSegBase<T>& source, double distance, double near)
+{
+    std::vector<Vec2d> points;
+    const auto consider = [&](const Vec2d& p) {
+        if (DistanceToChain(p, source) > std::fabs(distance) - near) {
+            points.push_back(p);
+        }
+    };
+    constexpr int kSamples = 19;
+    const std::size_t count = source.elements.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto& own = source.elements[i];
+        for (int k = 0; k < kSamples; ++k) {
+            const double fraction = (k + 0.5) / kSamples;
+            consider(PointOf(own, fraction) + RightOf(own, fraction) * distance);
+        }
+        if (i + 1 == count && !source.IsClosed()) {
+            break;
+        }
+        const auto& next = source.elements[(i + 1) % count];
+        const Vec2d from = RightOf(own, 1);
+        const Vec2d to = RightOf(next, 0);
+        const double turn = std::atan2(from ^ to, from * to);
+        // The side that the chain turns away from.
+        for (int k = 0; k < kSamples && turn * distance > 1e-3; ++k) {
+            const double angle = turn * (k + 0.5) / kSamples;
+            const double c = std::cos(angle);
+            const double s = std::sin(angle);
+            consider(PointOf(next, 0) +
+                     Vec2d(c * from[0] - s * from[1], s * from[0] + c * from[1]) * distance);
+        }
+    }
+    return points;
+}
+
+/// Every point that belongs to the offset lies on it. Its curves come out whole where no two of
+/// their elements connect the same two vertices.
+template <class T>
+void ExpectNothingMissing(const Chains<T>& offset, const PolyArcSegBase<T>& source, double distance,
+                          double near)
+{
+    for (const Vec2d& p : ExactOffsetPoints(source, distance, 1e-3 * near)) {
+        double least = std::numeric_limits<double>::infinity();
+        for (const auto& chain : offset) {
+            least = std::min(least, DistanceToChain(p, chain));
+        }
+        ASSERT_LT(least, near) << p[0] << ", " << p[1];
+    }
+}
+
 template <class T>
 void ExpectClosed(const Chains<T>& chains, std::size_t count)
 {

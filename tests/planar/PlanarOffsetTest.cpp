@@ -236,12 +236,15 @@ TYPED_TEST(PlanarOffsetTest, OutlinesOfSegmentsAndArcsAreClosedAndAtTheDistance)
         ExpectClosed(grown, 1);
         ExpectAtDistance(grown, outline, std::fabs(static_cast<double>(static_cast<T>(outer))),
                          std::is_same_v<T, float> ? 2e-5 : 1e-9);
+        const double near = std::is_same_v<T, float> ? 2e-2 : 1e-4;
+        ExpectNothingMissing(grown, outline, static_cast<double>(static_cast<T>(outer)), near);
         EXPECT_GT(std::fabs(AreaOf(grown[0])), std::fabs(AreaOf(outline)));
         const double inner = (trial % 2 == 0 ? -1 : 1) * random.Between(0.05, 0.6);
         const auto shrunk = PlanarOffset(outline, static_cast<T>(inner), kTol<T>);
         ExpectClosed(shrunk, shrunk.size());
         ExpectAtDistance(shrunk, outline, std::fabs(static_cast<double>(static_cast<T>(inner))),
                          std::is_same_v<T, float> ? 2e-5 : 1e-9);
+        ExpectNothingMissing(shrunk, outline, static_cast<double>(static_cast<T>(inner)), near);
     }
 }
 
@@ -278,6 +281,7 @@ TEST(PlanarOffsetDouble, OpenChainsAreAtTheDistanceToo)
 {
     Random random(19);
     int chainCount = 0;
+    int wholeCount = 0;
     for (int trial = 0; trial < 60; ++trial) {
         auto chain = RandomChain<double>(random, 2 + random.Below(6));
         chain.tolerance = 1e-9;
@@ -285,8 +289,15 @@ TEST(PlanarOffsetDouble, OpenChainsAreAtTheDistanceToo)
         const auto offset = PlanarOffset(chain, distance, 1e-7);
         chainCount += static_cast<int>(offset.size());
         ExpectAtDistance(offset, chain, distance, 1e-9, 23);
+        // A chain of one element may have had another between its ends.
+        if (std::none_of(offset.begin(), offset.end(),
+                         [](const auto& curve) { return curve.elements.size() == 1; })) {
+            ExpectNothingMissing(offset, chain, distance, 1e-4);
+            ++wholeCount;
+        }
     }
     EXPECT_GT(chainCount, 60);
+    EXPECT_GT(wholeCount, 20);
 }
 
 // A closed chain that crosses itself once, and so doesn't turn once: its right side is the inside
@@ -299,7 +310,137 @@ TEST(PlanarOffsetDouble, FiguresOfEightAreAtTheDistanceToo)
         const auto offset = PlanarOffset(eight, distance, 1e-7);
         EXPECT_FALSE(offset.empty());
         ExpectAtDistance(offset, eight, std::fabs(distance), 1e-9, 40);
+        ExpectNothingMissing(offset, eight, distance, 1e-4);
     }
+}
+
+// Chains that come back to one of their joints: through it to the other side, or from it out and
+// back. No two elements cross there.
+TEST(PlanarOffsetDouble, ChainsThroughOneOfTheirJointsKeepAllOfTheirOffset)
+{
+    const std::vector<std::vector<Vec2d>> outlines = {
+        {{0, 0}, {6, 3}, {12, 0}, {12, 6}, {6, 3}, {0, 6}, {0, 0}},
+        {{0, 0}, {6, 5}, {12, 8}, {14, 0}, {6, 5}, {0, 9}, {0, 0}},
+        {{0, 0}, {2, 0}, {2, 2}, {2, 4}, {4, 4}, {4, 2}, {2, 2}, {0, 2}, {0, 0}},
+        {{0, 0}, {4, 0}, {4, 2}, {6, 2}, {4, 2}, {4, 4}, {0, 4}, {0, 0}},
+        {{0, 0}, {6, 0}, {6, 3}, {3, 3}, {6, 3}, {6, 6}, {0, 6}, {0, 0}}};
+    for (std::size_t i = 0; i < outlines.size(); ++i) {
+        SCOPED_TRACE(i);
+        const auto chain = Lines(outlines[i]);
+        ASSERT_TRUE(chain.IsClosed());
+        for (const double distance : {-0.8, -0.2, 0.2, 0.8}) {
+            SCOPED_TRACE(distance);
+            const auto offset = PlanarOffset(chain, distance, 1e-7);
+            ExpectAtDistance(offset, chain, std::fabs(distance), 1e-9, 40);
+            ExpectNothingMissing(offset, chain, distance, 1e-4);
+        }
+    }
+}
+
+// Two neighbors, both bent little, may cross a second time when they part at a small angle: here
+// between x = 5, where the upper one is below, and x = 12.
+TEST(PlanarOffsetDouble, NeighborsThatCrossOnceMoreKeepAllOfTheirOffset)
+{
+    const auto bow = [](const Vec2d& from, const Vec2d& top, const Vec2d& to) {
+        return Geometry::ArcThroughPoints(from, top, to);
+    };
+    const auto below = bow({12, -2}, {5, -0.4}, {0, 0});
+    const auto above = bow({0, 0}, {5, -0.6}, {12, 2});
+    PolyArcSegBase<double> chain;
+    chain.tolerance = 1e-9;
+    chain.elements.emplace_back(below);
+    chain.elements.emplace_back(above);
+    chain.AppendSegment({12, 2}, {14, 0});
+    chain.AppendSegment({14, 0}, {12, -2});
+    ASSERT_TRUE(chain.IsClosed());
+    // To the left less than 0.1 would leave two arcs between two points in the lens.
+    for (const double distance : {-1.0, -0.3, 0.1, 0.3, 1.0}) {
+        SCOPED_TRACE(distance);
+        const auto offset = PlanarOffset(chain, distance, 1e-7);
+        ExpectAtDistance(offset, chain, std::fabs(distance), 1e-9, 40);
+        ExpectNothingMissing(offset, chain, distance, 1e-4);
+    }
+}
+
+// What is near only to the left side of a corner that turns right is cut by an arc about that
+// corner.
+TEST(PlanarOffsetDouble, CornersOfTheLeftSideCut)
+{
+    const auto chain =
+        Lines<double>({{-2, -4}, {0, 0}, {2, -4}, {9, -4}, {9, 4}, {-9, 4}, {-9, 1.5}, {7, 1.5}});
+    const auto offset = PlanarOffset(chain, 1.0, 1e-7);
+    ExpectAtDistance(offset, chain, 1, 1e-9, 40);
+    ExpectNothingMissing(offset, chain, 1, 1e-4);
+}
+
+// A neighbor that is bent by more than half a turn crosses what comes after it.
+TEST(PlanarOffsetDouble, ArcsThatCrossTheirNeighborAreMeetingsToo)
+{
+    PolyArcSegBase<double> chain;
+    chain.tolerance = 1e-9;
+    chain.AppendArc({4, 1.5}, {6, 0}, 2.5 * 1.1);
+    chain.AppendArc({4, 1.5}, End(chain), 2.5 * 3.7);
+    chain.AppendSegment(End(chain), {6.5, -0.5});
+    chain.AppendSegment({6.5, -0.5}, {6, 0});
+    ASSERT_TRUE(chain.IsClosed());
+    for (const double distance : {-0.7, -0.2, 0.2, 0.7}) {
+        SCOPED_TRACE(distance);
+        const auto offset = PlanarOffset(chain, distance, 1e-7);
+        ExpectAtDistance(offset, chain, std::fabs(distance), 1e-9, 40);
+        ExpectNothingMissing(offset, chain, distance, 1e-4);
+    }
+}
+
+// The parallel of the hollow is an arc of radius 0.5 whose ends are too near to the flat tip of the
+// tooth above it, and its middle isn't: a ring of four elements 0.02 high.
+TEST(PlanarOffsetDouble, MiddleOfAnArcStaysWhereBothEndsGo)
+{
+    PolyArcSegBase<double> chain;
+    chain.tolerance = 1e-9;
+    const double from = kHalfTurn * 220 / 180;
+    chain.AppendArc({0, 0}, {1.5 * std::cos(from), 1.5 * std::sin(from)},
+                    1.5 * kHalfTurn * 100 / 180);
+    chain.AppendSegment(End(chain), {3, 1});
+    chain.AppendSegment({3, 1}, {0.05, 0.52});
+    chain.AppendSegment({0.05, 0.52}, {-0.05, 0.52});
+    chain.AppendSegment({-0.05, 0.52}, {-3, 1});
+    chain.AppendSegment({-3, 1}, chain.elements.front().StartPoint());
+    ASSERT_TRUE(chain.IsClosed());
+    const auto offset = PlanarOffset(chain, -1.0, 1e-7);
+    ExpectAtDistance(offset, chain, 1, 1e-9, 40);
+    ExpectNothingMissing(offset, chain, -1, 1e-4);
+    ASSERT_FALSE(offset.empty());
+    EXPECT_TRUE(std::any_of(offset.begin(), offset.end(), [](const auto& curve) {
+        return curve.IsClosed() && curve.elements.size() == 4;
+    }));
+}
+
+// Elements that lie apart are one chain with ends between: what comes near an end, or near a circle
+// smaller than the distance, is cut there.
+TEST(PlanarOffsetDouble, ElementsApartTrimEachOther)
+{
+    PolyArcSegBase<double> ends;
+    ends.tolerance = 1e-9;
+    for (const double x : {-6.0, 0.0, 6.0}) {
+        ends.elements.emplace_back(SegBase<double>{{x, -3}, {x + 1, 0}});
+    }
+    ends.elements.emplace_back(SegBase<double>{{-12, 1.5}, {12, 1.5}});
+    const auto beside = PlanarOffset(ends, 1.0, 1e-7);
+    ExpectAtDistance(beside, ends, 1, 1e-9, 40);
+    ExpectNothingMissing(beside, ends, 1, 1e-4);
+
+    PolyArcSegBase<double> circle;
+    circle.tolerance = 1e-9;
+    circle.elements.emplace_back(SegBase<double>{{-10, 3}, {10, 3}});
+    for (int third = 0; third < 3; ++third) {
+        const double angle = -2 * kHalfTurn * third / 3;
+        circle.elements.emplace_back(
+            ArcBase<double>{{0, 0}, {std::cos(angle), std::sin(angle)}, -2 * kHalfTurn / 3});
+    }
+    const auto about = PlanarOffset(circle, 3.0, 1e-7);
+    ExpectAtDistance(about, circle, 3, 1e-9, 40);
+    // Straight below the segment, outside of a circle of radius 4.
+    EXPECT_NEAR(TotalLength(about), 2 * (10 - 4), 1e-9);
 }
 
 // A chain that runs back on itself: the raw parallel goes round the tip.
@@ -360,6 +501,82 @@ TEST(PlanarOffsetDouble, JointGapsOfDrawingsDoNoHarm)
     }
 }
 
+// A joint is what lies within the chain's tolerance, or within that of the call but for the last
+// one, which the chain itself must call closed. Its curves link over the gaps whatever the
+// tolerance.
+TEST(PlanarOffsetDouble, GapsAreJointsWithinEitherTolerance)
+{
+    auto bent = Lines<double>({{0, 0}, {5, 0}, {5, 5}});
+    bent.tolerance = 1e-9;
+    bent.elements[1].AsSegment()->start = {5 + 1e-5, 0};
+    EXPECT_EQ(PlanarOffset(bent, 1.0, 1e-3).size(), 1U);
+    EXPECT_EQ(PlanarOffset(bent, 1.0, 1e-6).size(), 2U);
+
+    auto square = Square<double>();
+    square.tolerance = 1e-9;
+    square.elements[3].AsSegment()->end = {0, 1e-5};
+    ASSERT_FALSE(square.IsClosed());
+    const auto open = PlanarOffset(square, 1.0, 1e-3);
+    ASSERT_EQ(open.size(), 1U);
+    EXPECT_EQ(open[0].elements.size(), 7U);
+    square.elements[3].AsSegment()->end = {1e-5, 1e-5};
+    square.tolerance = 1e-4;
+    const auto closed = PlanarOffset(square, 1.0, 1e-9);
+    ExpectClosed(closed, 1);
+    EXPECT_EQ(closed[0].elements.size(), 8U);
+}
+
+// Moved by a power of two, what is given and the middle of its box stay exact: so the offset is the
+// same one, moved and rounded once.
+TEST(PlanarOffsetDouble, FarFromTheOriginOnlyTheLastDigitDiffers)
+{
+    const double far = 131072; // 2^17
+    const auto at = [](double by) {
+        PolyArcSegBase<double> chain;
+        const auto put = [&](double x, double y) { return Vec2d(by + x, by + y); };
+        chain.elements.emplace_back(SegBase<double>{put(0, 0), put(6, 0)});
+        chain.elements.emplace_back(ArcBase<double>{put(6, 2), put(6, 0), kHalfTurn * 2});
+        chain.elements.emplace_back(SegBase<double>{put(6, 4), put(3, 4)});
+        chain.elements.emplace_back(SegBase<double>{put(3, 4), put(2.5, 1.75)});
+        chain.elements.emplace_back(SegBase<double>{put(2.5, 1.75), put(0, 3.5)});
+        chain.elements.emplace_back(SegBase<double>{put(0, 3.5), put(0, 0)});
+        return chain;
+    };
+    for (const double distance : {-1.75, -0.5, 0.75}) {
+        SCOPED_TRACE(distance);
+        const auto here = PlanarOffset(at(0), distance, 1e-6);
+        const auto there = PlanarOffset(at(far), distance, 1e-6);
+        ASSERT_EQ(here.size(), there.size());
+        for (std::size_t i = 0; i < here.size(); ++i) {
+            EXPECT_TRUE(there[i].IsClosed());
+            ASSERT_EQ(here[i].elements.size(), there[i].elements.size());
+            for (std::size_t k = 0; k < here[i].elements.size(); ++k) {
+                const Vec2d moved = here[i].elements[k].StartPoint() + Vec2d(far, far);
+                EXPECT_EQ(there[i].elements[k].StartPoint(), moved);
+            }
+        }
+    }
+}
+
+// Ends of arcs far out are derived with the rounding of their coordinates, which the tolerance of
+// this chain does not cover.
+TEST(PlanarOffsetDouble, JointsFarFromTheOriginAreJoints)
+{
+    const Vec2d at(1e5, 3e4);
+    PolyArcSegBase<double> chain;
+    chain.tolerance = 0;
+    chain.elements.emplace_back(SegBase<double>{at, at + Vec2d(6, 0)});
+    for (int i = 0; i < 3; ++i) {
+        chain.elements.emplace_back(ArcBase<double>{at + Vec2d(6.1, 2), End(chain), 1.9});
+    }
+    chain.elements.emplace_back(SegBase<double>{End(chain), at});
+    for (const double distance : {-0.6, 0.7}) {
+        const auto offset = PlanarOffset(chain, distance, 1e-7);
+        ExpectClosed(offset, 1);
+        ExpectNothingMissing(offset, chain, distance, 1e-4);
+    }
+}
+
 TYPED_TEST(PlanarOffsetTest, BadInputGivesNothing)
 {
     using T = TypeParam;
@@ -396,6 +613,30 @@ TYPED_TEST(PlanarOffsetTest, BadInputGivesNothing)
     }
     hostile.elements.emplace_back(SegBase<T>{{0, 0}, {largest, -largest}});
     PlanarOffset(hostile, T(1), kTol<T>);
+}
+
+// Sides and arcs that come out shorter than what ends are linked by leave gaps a little wider than
+// that. The curve goes on behind them.
+TEST(PlanarOffsetDouble, NoisyOutlinesStayWhole)
+{
+    Random random(5);
+    for (int trial = 0; trial < 12; ++trial) {
+        SCOPED_TRACE(trial);
+        std::vector<Vec2d> corners;
+        for (int i = 0; i < 1000; ++i) {
+            const double angle = 2 * kHalfTurn * i / 1000;
+            const double radius = 10 + random.Between(-0.01, 0.01);
+            corners.push_back({radius * std::cos(angle), radius * std::sin(angle)});
+        }
+        corners.push_back(corners.front());
+        const auto outline = Lines(corners);
+        for (const double distance : {-0.05, 0.05}) {
+            SCOPED_TRACE(distance);
+            const auto offset = PlanarOffset(outline, distance, 1e-3);
+            ExpectClosed(offset, 1);
+            EXPECT_NEAR(std::fabs(AreaOf(offset[0])), kHalfTurn * std::pow(10 + distance, 2), 0.6);
+        }
+    }
 }
 
 /// Closed and counter-clockwise, `count` sides of a wave round a circle of radius 100.

@@ -28,8 +28,7 @@ TYPED_TEST(RegionsOf, OverlappingSquaresBecomeOneLoop)
 {
     using T = TypeParam;
     T resolution{0};
-    const auto region =
-        Union<T>({Rectangle<T>(0, 0, 2, 2), Rectangle<T>(1, 1, 3, 3)}, &resolution);
+    const auto region = Union<T>({Rectangle<T>(0, 0, 2, 2), Rectangle<T>(1, 1, 3, 3)}, &resolution);
     ASSERT_EQ(region.size(), 1U);
     EXPECT_EQ(region[0].size(), 9U);
     EXPECT_TRUE(region[0].front() == region[0].back());
@@ -121,6 +120,21 @@ TEST(Regions, TheResolutionIsTwoCellsAcrossOfTheLargerExtent)
     EXPECT_DOUBLE_EQ(resolution, std::sqrt(8.0) * 1024 * 9.313225746154785e-10);
 }
 
+// A box of 2^30 units has cells of one unit: numbers are cut to whole ones, and come back as these.
+TEST(Regions, PointsAreRoundedDownToTheGrid)
+{
+    const double size = 0x1p30;
+    const Loops region = Union<double>(
+        {Rectangle(0, 0, size, size), Reversed(Rectangle(10.75, 20.25, 30.999, 40))}, nullptr);
+    ASSERT_EQ(region.size(), 2U);
+    EXPECT_EQ(AreaUnder<double>({region[0]}), size * size);
+    EXPECT_EQ(AreaUnder<double>({region[1]}), -20 * 20);
+    for (const Vec2d& p : region[1]) {
+        EXPECT_TRUE((p.x() == 10 || p.x() == 30) && (p.y() == 20 || p.y() == 40))
+            << p.x() << " " << p.y();
+    }
+}
+
 TEST(Regions, LoopsThatAreNotFiniteArePassedOver)
 {
     const auto square = Rectangle(0, 0, 2, 2);
@@ -167,10 +181,17 @@ TEST(Regions, TheLoopInFrontExceedsTheOneThatWasThereFirst)
     const auto region = Union<double>(squares, nullptr);
     ASSERT_EQ(region.size(), 20U);
     EXPECT_NEAR(AreaUnder<double>({region[0]}), 2.4, 1e-6);
+
+    // Small, large, middling from left to right: the middling one is the last that exceeds the
+    // small one.
+    const auto three = Union<double>(
+        {Rectangle(0, 0, 1, 1), Rectangle(2, 0, 5, 1), Rectangle(6, 0, 8, 1)}, nullptr);
+    ASSERT_EQ(three.size(), 3U);
+    EXPECT_NEAR(AreaUnder<double>({three[0]}), 2, 1e-6);
 }
 
-/// Loops of all kinds within the square from `low` to `high`: stars, runs of random points, rectangles
-/// on whole numbers that share edges and corners.
+/// Loops of all kinds within the square from `low` to `high`: stars, runs of random points,
+/// rectangles on whole numbers that share edges and corners.
 Loops RandomLoops(Random& random, int count, double low, double high)
 {
     Loops loops;
@@ -244,9 +265,8 @@ TEST(Regions, HoldThePointsWithPositiveWinding)
         const Loops b = RandomLoops(random, 2 + round, low, high);
         const int senseOfA = AreaUnder(a) < 0 ? -1 : 1;
         const int senseOfB = AreaUnder(b) < 0 ? -1 : 1;
-        ExpectRegion(Union<double>(a, nullptr), a, low, high, [&](double x, double y) {
-            return senseOfA * WindingNumber(a, x, y) > 0;
-        });
+        ExpectRegion(Union<double>(a, nullptr), a, low, high,
+                     [&](double x, double y) { return senseOfA * WindingNumber(a, x, y) > 0; });
         ExpectRegion(Difference<double>(a, b, nullptr), Joined(a, b), low, high,
                      [&](double x, double y) {
                          return senseOfA * WindingNumber(a, x, y) > 0 &&
@@ -279,6 +299,34 @@ TEST(Regions, PointsInAnyOrderOnALineBoundNothing)
         // What is left of the rounding of points lies within a few cells of the line.
         EXPECT_LE(std::fabs(AreaUnder(region)),
                   1e-8 * (std::fabs(along.x()) + 20) * (std::fabs(along.y()) + 20));
+    }
+}
+
+// Rounding puts the points on both sides of the line, and every edge crosses every other.
+TEST(Regions, EdgesToAndFroAlongASlantedLineInALargerBoxBoundNothing)
+{
+    Random random(2);
+    for (const int points : {12, 60, 500, 20000}) {
+        for (const Vec2d& along : {Vec2d(3, 7), Vec2d(7, -3), Vec2d(5, 5)}) {
+            std::vector<Vec2d> line;
+            for (int i = 0; i < points; ++i) {
+                line.push_back(Vec2d(10, -20) + along * random.Unit());
+            }
+            double resolution = 0;
+            const std::vector<Vec2d> farAway{{40, 30}, {50, 30.3}, {49, 40}, {40, 30}};
+            const Loops region = Union<double>({farAway, line}, &resolution);
+            const double triangle = AreaUnder<double>({farAway});
+            EXPECT_NEAR(AreaUnder(region), triangle, 100 * resolution) << points;
+            for (const auto& loop : region) {
+                for (const Vec2d& p : loop) {
+                    if (p.x() < 30) {
+                        ASSERT_LE(DistanceToLoops<double>(
+                                      {{Vec2d(10, -20), Vec2d(10, -20) + along}}, p.x(), p.y()),
+                                  resolution);
+                    }
+                }
+            }
+        }
     }
 }
 

@@ -251,6 +251,23 @@ TEST(SvgWriter, MarksOfAMeshArePaintedWithTheirTriangles)
     EXPECT_LT(text.find("stroke=\"red\""), text.find("#c8c8c8"));
 }
 
+// Two triangles that face the eye alike and a third one that is tilted, all without edges.
+TEST(SvgWriter, SmoothTrianglesOfOneShadeAreOnePath)
+{
+    Sorvane::Mesh::IndexedPointsBase<3, double> mesh;
+    mesh.points = {{0, 0, 0}, {2, 0, 0}, {0, 2, 0}, {2, 2, 0}, {4, 0, 3}, {4, 2, 3}};
+    mesh.indices = {0, 1, 2, 1, 3, 2, 1, 4, 3};
+    SvgWriter writer(100);
+    writer.AddMesh(mesh, {{0, 0, 1}, {0, 1, 0}}, Style("#c8c8c8", "#c8c8c8"));
+    const std::string text = writer.Text();
+    EXPECT_EQ(Paths(text), (std::vector<std::string>{"M14 64L64 64L14 14zM64 64L64 14L14 14z",
+                                                     "M64 64L114 64L64 14z"}));
+    EXPECT_EQ(Count(text, "fill=\"#c8c8c8\" stroke=\"#c8c8c8\""), 1);
+    EXPECT_EQ(Count(text, "fill=\"#"), 2);
+    EXPECT_EQ(Count(text, "stroke=\"#"), 2);
+    EXPECT_EQ(Count(text, "stroke=\"#c8c8c8\""), 1);
+}
+
 TEST(SvgWriter, ViewsSideBySide)
 {
     Sorvane::Mesh::IndexedPointsBase<3, double> mesh;
@@ -344,6 +361,7 @@ TEST(SvgWriter, TextThatIsNoUtf8IsReplaced)
     EXPECT_EQ(written("a\xE4z"), "a" + replaced + "z"); // Latin-1
     EXPECT_EQ(written("a\xC3"), "a" + replaced);
     EXPECT_EQ(written("\xC0\xAF"), replaced + replaced);                // a slash, too long
+    EXPECT_EQ(written("\xE0\x80\xAF"), replaced + replaced + replaced); // longer still
     EXPECT_EQ(written("\xED\xA0\x80"), replaced + replaced + replaced); // half of a pair
     EXPECT_EQ(written("\xEF\xBF\xBF"), replaced + replaced + replaced); // no character of XML
     EXPECT_EQ(written("\xF4\x90\x80\x80").size(), 12U);                 // beyond the last one
@@ -363,13 +381,65 @@ TEST(SvgWriter, SizesStayWithinWhatCanBeShown)
     SvgWriter writer(100);
     SvgStyle style = Style("none", "tan");
     style.opacity = 0.5;
-    writer.AddRegion({{{0, 0}, {1e100, 0}, {1e100, 1e100}}, {{0, -1e101}, {1e101, 0}, {0, 1e101}}}, style);
+    writer.AddRegion({{{0, 0}, {1e100, 0}, {1e100, 1e100}}, {{0, -1e101}, {1e101, 0}, {0, 1e101}}},
+                     style);
     EXPECT_EQ(Paths(writer.Text()), (std::vector<std::string>{"M14 114L114 114L114 14z"}));
     EXPECT_EQ(Count(writer.Text(), "fill-opacity=\"0.5\""), 1);
     style.width = 1e300;
     style.stroke = "tan";
     writer.AddPolyline({{0, 0}, {1, 1e100}}, style);
     EXPECT_LT(SizeOf(writer.Text()).x(), 1200);
+}
+
+// A path of no visible length is left out; a second loop begins where it is.
+TEST(SvgWriter, WhatIsTooSmallToSeeIsLeftOut)
+{
+    SvgWriter writer(100);
+    writer.AddPolyline({{0, 0}, {1e-9, 0}, {0, 1e-9}}, {});
+    writer.AddRegion({{{0, 0}, {4, 0}, {4, 4}}, {{1, 1}, {2, 1}, {2, 2}}}, {});
+    EXPECT_EQ(Paths(writer.Text()),
+              (std::vector<std::string>{"M14 114L114 114L114 14zM39 89L64 89L64 64z"}));
+}
+
+// Round ends would fill the gaps of wide dashes.
+TEST(SvgWriter, DashesHaveFlatEnds)
+{
+    SvgWriter writer(100);
+    SvgStyle dashed;
+    dashed.width = 5;
+    dashed.isDashed = true;
+    writer.AddPolyline({{0, 0}, {4, 0}}, dashed);
+    EXPECT_EQ(Count(writer.Text(), "stroke-dasharray=\"20\" stroke-linecap=\"butt\""), 1);
+    dashed.isDashed = false;
+    SvgWriter plain(100);
+    plain.AddPolyline({{0, 0}, {4, 0}}, dashed);
+    EXPECT_EQ(Count(plain.Text(), "dash"), 0);
+}
+
+// Lines of one style stand in a group that tells it once; what lies between them in another style
+// keeps its place.
+TEST(SvgWriter, NeighborsOfOneStyleShareIt)
+{
+    SvgStyle wide = Style("red", "none");
+    wide.width = 9;
+    SvgStyle clear = Style("red", "tan");
+    clear.opacity = 0.5;
+    SvgWriter writer(100);
+    SvgStyle dashed = Style("red", "tan");
+    dashed.isDashed = true;
+    for (const SvgStyle& style : {Style("red", "none"), Style("red", "tan"), clear, wide, wide,
+                                  Style("tan", "tan"), Style("red", "tan"), dashed}) {
+        writer.AddPolyline({{0, 0}, {4, 0}}, style);
+    }
+    const std::string text = writer.Text();
+    EXPECT_EQ(Count(text, "<g"), 2);
+    EXPECT_EQ(Count(text, "</g>"), 2);
+    EXPECT_EQ(Count(text, "stroke=\"red\""), 5);
+    EXPECT_EQ(Count(text, "stroke=\"tan\""), 1);
+    EXPECT_EQ(Count(text, "stroke-width=\"9\""), 1);
+    EXPECT_EQ(Count(text, "fill-opacity=\"0.5\""), 1);
+    EXPECT_EQ(Count(text, "stroke-dasharray"), 1);
+    EXPECT_EQ(Paths(text).size(), 8U);
 }
 
 TEST(SvgWriter, BadInputIsLeftOut)

@@ -2,6 +2,7 @@
 // uses, since builds with SORVANE_PRECOMPILE_TESTS=OFF do without this header.
 #pragma once
 
+#include "tests/support/Instantiations.h"
 #include "tests/support/TestSupport.h"
 
 #include <Velk/Math/Vector_E.h>

@@ -274,10 +274,11 @@ bool CutAtIntersections(std::vector<Geometry::SegBase<T>>& segments,
 ///
 /// The walk begins at the lowest, then leftmost point and takes the rightmost turn at each junction
 /// (exactly evaluated), so that `loop` runs counter-clockwise around everything connected to that
-/// point; the direction and repetition of segments do not matter. Where the boundary touches itself
-/// it passes the point and goes on, and it runs a bridge both ways; it ends when it would repeat
-/// its first step. A closed loop repeats its first point, with the same bits, and the result is
-/// true.
+/// point; the direction and repetition of segments do not matter. Of several connected components the
+/// one whose boundary encloses the largest area is walked around, of equal ones that with the lowest,
+/// then leftmost point; the others are left out. Where the boundary touches itself it passes the point
+/// and goes on, and it runs a bridge both ways; it ends when it would repeat its first step. A closed
+/// loop repeats its first point, with the same bits, and the result is true.
 ///
 /// A boundary with a dead end can't close: the result is false and `loop` holds the open path
 /// through the starting point, along the boundary in both directions to a dead end or to where it

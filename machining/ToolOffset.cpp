@@ -1,0 +1,214 @@
+// Where a tool's tip stands when the tool touches a surface at a given point.
+
+#include <Sorvane/ToolOffset_E.h>
+#include <Velk/Math/Tolerances_E.h>
+#include <Velk/Math/Vector_E.h>
+
+#include "mathbase/Values_Impl.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace Velk::Math::Sorvane::Mill {
+
+namespace {
+
+using Element = Planar::ArcSegBase<double>;
+
+/// Angles that differ by no more are equal, and a corner begins by as much beyond the element
+/// before it.
+constexpr double kAngleFloor = 1e-12;
+/// Length of the sliver between an arc that ends a profile and the flat over the top.
+constexpr double kSliver = 2e-12;
+
+/// Polar angle in (-pi, pi]: one routine for the profile and for queries, so that they meet bit for
+/// bit.
+double PolarAngle(const Vec2d& v)
+{
+    const double angle = std::atan2(v.y(), v.x());
+    return angle <= -kPi<double> ? kPi<double> : angle;
+}
+
+/// The normal to the right of travel.
+Vec2d RightNormal(const Vec2d& direction) { return {direction.y(), -direction.x()}; }
+
+/// From the normal at the start of an element to that at its end; how far off their coordinates'
+/// rounding may have put them.
+struct Fan {
+    double first = 0;
+    double last = 0;
+    double rounding = 0;
+};
+
+Fan FanOf(const Element& element)
+{
+    constexpr double kRoundings = 8 * std::numeric_limits<double>::epsilon();
+    if (const auto* arc = element.AsArc()) {
+        const double radius = Geometry::Radius(*arc);
+        const double first = PolarAngle(arc->start - arc->center);
+        const double size = Math::Impl::LargestMagnitude(arc->center) + radius;
+        return {first, first + arc->length / radius, kRoundings * size / radius};
+    }
+    const Geometry::SegBase<double>& segment = *element.AsSegment();
+    const double angle = PolarAngle(RightNormal(element.StartTangent()));
+    const double size = std::max(Math::Impl::LargestMagnitude(segment.start),
+                                 Math::Impl::LargestMagnitude(segment.end));
+    return {angle, angle, kRoundings * size / element.Length()};
+}
+
+/// Has the element no direction?
+bool IsShort(const Element& element)
+{
+    const auto* const arc = element.AsArc();
+    return (arc != nullptr ? Geometry::Radius(*arc) : element.Length()) <= kLengthFloor<double>;
+}
+
+} // namespace
+
+/// Makes the entries of a profile, one element after the other.
+class ConvexToolOffset::Builder {
+public:
+    std::vector<Entry> Build(const Planar::PolyArcSegBase<double>& profile)
+    {
+        Planar::PolyArcSegBase<double> chain = profile;
+        std::erase_if(chain.elements, IsShort);
+        if (chain.elements.empty()) {
+            return {};
+        }
+        const std::size_t capFrom = chain.elements.size();
+        AppendCap(chain);
+        for (std::size_t i = 0; i < chain.elements.size() && isConvex_; ++i) {
+            const Element& element = chain.elements[i];
+            // The sliver goes on as the arc ends; its own two points are too near to tell.
+            const bool isSliver = i == capFrom && chain.elements.size() > i + 1;
+            Append(element, isSliver ? Fan{last_, last_, 0} : FanOf(element));
+        }
+        // A flat alone has its rim.
+        if (isConvex_ && entries_.size() == 1 && isTipFlat_) {
+            AddCorner(last_ + kAngleFloor, chain.elements.front().EndPoint());
+        }
+        return isConvex_ ? std::move(entries_) : std::vector<Entry>{};
+    }
+
+private:
+    static void AppendCap(Planar::PolyArcSegBase<double>& chain)
+    {
+        const auto* const arc = chain.elements.back().AsArc();
+        if (arc == nullptr) {
+            return;
+        }
+        const Vec2d end = chain.elements.back().EndPoint();
+        const Vec2d spoke = Normalized(end - arc->center, kLengthFloor<double>);
+        const Vec2d beyond = end + Vec2d{-spoke.y(), spoke.x()} * kSliver;
+        // Refused where the chain's tolerance or its coordinates' rounding is wider; the flat then
+        // starts at the arc.
+        chain.AppendSegment(end, beyond);
+        chain.AppendSegment(beyond, {0, beyond.y()});
+    }
+
+    void Append(const Element& element, const Fan& fan)
+    {
+        const auto* const arc = element.AsArc();
+        const double slack = kAngleFloor + fan.rounding + rounding_;
+        // A turn to the left by more than half is one to the right.
+        const bool turnsLeft = entries_.empty() || (fan.first >= last_ - slack &&
+                                                    fan.first <= last_ + kPi<double> + slack);
+        isConvex_ = turnsLeft && (arc == nullptr || arc->length >= 0) &&
+                    fan.last <= kPi<double> + slack && std::isfinite(fan.rounding);
+        if (!isConvex_) {
+            return;
+        }
+        const bool isFirst = entries_.empty();
+        const double start = isFirst ? fan.first : std::max(fan.first, last_);
+        if (!isFirst && start > last_ + kAngleFloor) {
+            AddCornerBefore(element.StartPoint());
+        }
+        Add(start, element);
+        isTipFlat_ = isFirst && arc == nullptr &&
+                     std::fabs(element.EndPoint().y() - element.StartPoint().y()) <= kAngleFloor;
+        wasArc_ = arc != nullptr;
+        last_ = std::max(start, fan.last);
+        rounding_ = fan.rounding;
+    }
+
+    /// A slanted segment stands for the corner at its end, since it is its end that it is asked
+    /// for. The tip flat and an arc don't.
+    void AddCornerBefore(const Vec2d& point)
+    {
+        if (isTipFlat_) {
+            AddCorner(last_ + kAngleFloor, point);
+        } else if (wasArc_) {
+            AddCorner(last_, point);
+        }
+    }
+
+    void AddCorner(double angle, const Vec2d& point)
+    {
+        Add(angle > kPi<double> ? angle - kTwoPi<double> : angle,
+            Geometry::SegBase<double>{point, point});
+    }
+
+    void Add(double angle, const Element& element)
+    {
+        entries_.push_back({static_cast<int>(entries_.size()), angle, element});
+    }
+
+    std::vector<Entry> entries_;
+    double last_ = 0; ///< angle of the normal where the profile ends so far
+    double rounding_ = 0;
+    bool isTipFlat_ = false; ///< of the last element: is it the flat at the tip?
+    bool wasArc_ = false;    ///< is it an arc?
+    bool isConvex_ = true;
+};
+
+ConvexToolOffset::ConvexToolOffset(const Planar::PolyArcSegBase<double>& profile)
+    : entries_(Builder().Build(profile))
+{
+}
+
+ConvexToolOffset::ConvexToolOffset(const ConvexStandardToolBase<double>& tool)
+    : ConvexToolOffset(PolyArcSegFromTool(tool))
+{
+}
+
+ConvexToolOffset::ConvexToolOffset(ConvexToolOffset&& other) noexcept
+    : entries_(std::exchange(other.entries_, {}))
+{
+}
+
+ConvexToolOffset& ConvexToolOffset::operator=(ConvexToolOffset&& other) noexcept
+{
+    entries_ = std::exchange(other.entries_, {});
+    return *this;
+}
+
+ConvexToolOffset::~ConvexToolOffset() = default;
+
+Vec3d ConvexToolOffset::OffsetFrom(const Vec3d& point, const Vec3d& normal) const
+{
+    if (entries_.empty()) {
+        return {};
+    }
+    const Vec3d u = Normalized(Vec3d{-normal.x(), -normal.y(), 0}, kLengthFloor<double>);
+    const double aside = std::sqrt(normal.x() * normal.x() + normal.y() * normal.y());
+    const double angle = PolarAngle(Normalized(Vec2d{aside, -normal.z()}, kLengthFloor<double>));
+
+    auto entry = std::lower_bound(entries_.begin(), entries_.end(), angle,
+                                  [](const Entry& e, double value) { return e.angle < value; });
+    if (entry == entries_.end() || (entry->angle > angle && entry != entries_.begin())) {
+        --entry;
+    }
+    const Element& element = entry->element;
+    if (const auto* const arc = element.AsArc()) {
+        const Vec2d& c = arc->center;
+        return point + normal * Geometry::Radius(*arc) - Vec3d{c.x() * u.x(), c.x() * u.y(), c.y()};
+    }
+    const Geometry::SegBase<double>& segment = *element.AsSegment();
+    const bool isSlanted = element.StartTangent().y() > kLengthFloor<double>;
+    const Vec2d& s = isSlanted ? segment.end : segment.start;
+    return point - Vec3d{s.x() * u.x(), s.x() * u.y(), s.y()};
+}
+
+} // namespace Velk::Math::Sorvane::Mill

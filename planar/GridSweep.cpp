@@ -1,0 +1,293 @@
+// The sweep goes from point to point, by x and then y, over edges that meet at their ends only.
+// Which edges cross the sweep line, from the bottom up, is kept in a balanced tree with the winding
+// numbers above each. At a point the edges that end there give way to those that start there: they
+// take their places in the tree, so that only a point where nothing ends has to be searched for.
+
+#include "planar/GridSweep_Impl.h"
+
+#include "mathbase/RadixSort_Impl.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <iterator>
+#include <numeric>
+#include <set>
+#include <utility>
+
+namespace Velk::Math::Sorvane::Planar::Impl {
+
+namespace {
+
+__extension__ typedef __int128 Wide;
+
+/// Positive where `a`, `b`, `c` turn left.
+int TurnOf(std::uint64_t a, std::uint64_t b, std::uint64_t c)
+{
+    const GridPoint origin = PointOf(a);
+    const GridPoint first = PointOf(b) - origin;
+    const GridPoint second = PointOf(c) - origin;
+    const Wide left = static_cast<Wide>(first.x()) * second.y();
+    const Wide right = static_cast<Wide>(first.y()) * second.x();
+    return left > right ? 1 : left < right ? -1 : 0;
+}
+
+class Sweep {
+public:
+    Sweep(const GridGraph& graph, Keep keep, bool isForced,
+          std::vector<std::array<int, 2>>& boundary)
+        : graph_(graph), keep_(keep), isForced_(isForced), boundary_(boundary),
+          line_(IsLower{this}), endingAt_(graph.points.size(), line_.end())
+    {
+    }
+    Sweep(const Sweep&) = delete;
+    Sweep& operator=(const Sweep&) = delete;
+
+    bool Run()
+    {
+        for (int point = 0; point < static_cast<int>(graph_.points.size()); ++point) {
+            if (!Pass(point) && !isForced_) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    using Winding = std::array<int, 2>;
+
+    /// An edge on the sweep line. Its place among the others never changes, but the edge gives way
+    /// to its successor.
+    struct Place {
+        mutable int edge = 0;
+        mutable Winding above{};
+    };
+
+    struct IsLower {
+        using is_transparent = void;
+        const Sweep* sweep;
+
+        bool operator()(const Place& a, const Place& b) const
+        {
+            return sweep->IsEdgeLower(sweep->EdgeAt(a), sweep->EdgeAt(b));
+        }
+        bool operator()(const Place& place, std::uint64_t point) const
+        {
+            return sweep->SideOf(point, sweep->EdgeAt(place)) > 0;
+        }
+        bool operator()(std::uint64_t point, const Place& place) const
+        {
+            return sweep->SideOf(point, sweep->EdgeAt(place)) < 0;
+        }
+    };
+    using Line = std::multiset<Place, IsLower>;
+    using Iterator = Line::iterator;
+
+    const GridGraph::Edge& EdgeAt(const Place& place) const
+    {
+        return graph_.edges[static_cast<std::size_t>(place.edge)];
+    }
+
+    std::uint64_t Point(int number) const
+    {
+        return graph_.points[static_cast<std::size_t>(number)];
+    }
+
+    /// Positive above the edge.
+    int SideOf(std::uint64_t point, const GridGraph::Edge& edge) const
+    {
+        return TurnOf(Point(edge.low), Point(edge.high), point);
+    }
+
+    bool IsEdgeLower(const GridGraph::Edge& a, const GridGraph::Edge& b) const
+    {
+        const bool aIsFirst = a.low <= b.low;
+        const int side = aIsFirst ? SideOf(Point(b.low), a) : -SideOf(Point(a.low), b);
+        return side != 0 ? side > 0 : TurnOf(Point(a.low), Point(a.high), Point(b.high)) > 0;
+    }
+
+    /// Of an edge and the next one above it on the sweep line: do they stay apart to their ends?
+    bool AreApart(const GridGraph::Edge& lower, const GridGraph::Edge& upper) const
+    {
+        return lower.high == upper.high ||
+               (lower.high < upper.high ? SideOf(Point(lower.high), upper) < 0
+                                        : SideOf(Point(upper.high), lower) > 0);
+    }
+
+    bool IsKept(const Winding& winding) const
+    {
+        return winding[0] > 0 && (keep_ == Keep::FirstSet || winding[1] <= 0);
+    }
+
+    void Put(Iterator place, int edge, const Winding& above)
+    {
+        place->edge = edge;
+        place->above = above;
+        endingAt_[static_cast<std::size_t>(EdgeAt(*place).high)] = place;
+    }
+
+    /// Moves the sweep line past a point. False when it showed that edges meet elsewhere than at
+    /// their ends.
+    bool Pass(int point)
+    {
+        const int first = graph_.firstEdge[static_cast<std::size_t>(point)];
+        const int end = graph_.firstEdge[static_cast<std::size_t>(point) + 1];
+        // The places of the edges that end here, from `from` up to `upper`.
+        Iterator from = endingAt_[static_cast<std::size_t>(point)];
+        Iterator upper = from;
+        if (from == line_.end()) {
+            if (first == end) {
+                return true; // an end of edges that canceled
+            }
+            from = upper = line_.lower_bound(Point(point));
+        } else {
+            const auto endsHere = [&](Iterator place) { return EdgeAt(*place).high == point; };
+            while (from != line_.begin() && endsHere(std::prev(from))) {
+                --from;
+            }
+            while (upper != line_.end() && endsHere(upper)) {
+                ++upper;
+            }
+        }
+        const bool hasLower = from != line_.begin();
+        const Iterator lower = hasLower ? std::prev(from) : from;
+        bool isSound =
+            from != upper || upper == line_.end() || SideOf(Point(point), EdgeAt(*upper)) != 0;
+
+        Winding winding = hasLower ? lower->above : Winding{};
+        Iterator last = lower;
+        for (int number = first; number < end; ++number) {
+            const GridGraph::Edge& edge = graph_.edges[static_cast<std::size_t>(number)];
+            const bool isKeptBelow = IsKept(winding);
+            winding = {winding[0] + edge.runs[0], winding[1] + edge.runs[1]};
+            if (isKeptBelow != IsKept(winding)) {
+                boundary_.push_back(isKeptBelow ? std::array{edge.high, point}
+                                                : std::array{point, edge.high});
+            }
+            last = from != upper ? from++ : line_.emplace_hint(upper, Place{number, winding});
+            Put(last, number, winding);
+            if (number > first) {
+                const GridGraph::Edge& before = graph_.edges[static_cast<std::size_t>(number) - 1];
+                isSound = isSound && SideOf(Point(edge.high), before) > 0;
+            } else if (hasLower) {
+                isSound = isSound && AreApart(EdgeAt(*lower), edge);
+            }
+        }
+        line_.erase(from, upper);
+        if (upper != line_.end() && (hasLower || first < end)) {
+            isSound = isSound && AreApart(EdgeAt(*last), EdgeAt(*upper));
+        }
+        return isSound;
+    }
+
+    const GridGraph& graph_;
+    Keep keep_;
+    bool isForced_;
+    std::vector<std::array<int, 2>>& boundary_;
+    Line line_;
+    std::vector<Iterator>
+        endingAt_; // of each point: a place on the sweep line that ends there, or the end
+};
+
+/// Numbers of the keys by their order, equal ones alike; `points` becomes the distinct keys.
+std::vector<int> NumberedKeys(const std::vector<std::uint64_t>& keys,
+                              std::vector<std::uint64_t>& points)
+{
+    std::vector<std::pair<std::uint64_t, int>> sorted;
+    sorted.reserve(keys.size());
+    for (const std::uint64_t key : keys) {
+        sorted.push_back({key, static_cast<int>(sorted.size())});
+    }
+    Math::Impl::StableSortByKey(sorted, [](const auto& item) { return item.first; });
+    std::vector<int> numbers(keys.size());
+    for (const auto& [key, subscript] : sorted) {
+        if (points.empty() || points.back() != key) {
+            points.push_back(key);
+        }
+        numbers[static_cast<std::size_t>(subscript)] = static_cast<int>(points.size()) - 1;
+    }
+    return numbers;
+}
+
+} // namespace
+
+GridGraph MakeGraph(const std::vector<std::uint64_t>& keys, std::vector<GridGraph::Edge> edges)
+{
+    GridGraph graph;
+    const std::vector<int> numbers = NumberedKeys(keys, graph.points);
+    std::erase_if(edges, [&](GridGraph::Edge& edge) {
+        edge.low = numbers[static_cast<std::size_t>(edge.low)];
+        edge.high = numbers[static_cast<std::size_t>(edge.high)];
+        if (edge.low > edge.high) {
+            std::swap(edge.low, edge.high);
+            edge.runs = {-edge.runs[0], -edge.runs[1]};
+        }
+        return edge.low == edge.high;
+    });
+    Math::Impl::StableSortByKey(
+        edges, [](const GridGraph::Edge& edge) { return static_cast<std::uint32_t>(edge.low); });
+
+    graph.firstEdge.assign(graph.points.size() + 1, 0);
+    graph.edges.reserve(edges.size());
+    for (auto from = edges.begin(); from != edges.end();) {
+        const int low = from->low;
+        const auto to = std::find_if(from, edges.end(),
+                                     [&](const GridGraph::Edge& edge) { return edge.low != low; });
+        std::sort(from, to, [&](const GridGraph::Edge& a, const GridGraph::Edge& b) {
+            if (a.high == b.high) {
+                return false;
+            }
+            const auto point = [&](int number) {
+                return graph.points[static_cast<std::size_t>(number)];
+            };
+            const int turn = TurnOf(point(low), point(a.high), point(b.high));
+            return turn != 0 ? turn > 0 : a.high < b.high;
+        });
+        for (; from != to;) {
+            GridGraph::Edge sum = *from;
+            for (++from; from != to && from->high == sum.high; ++from) {
+                sum.runs = {sum.runs[0] + from->runs[0], sum.runs[1] + from->runs[1]};
+            }
+            if (sum.runs[0] != 0 || sum.runs[1] != 0) {
+                graph.edges.push_back(sum);
+                ++graph.firstEdge[static_cast<std::size_t>(low) + 1];
+            }
+        }
+    }
+    std::partial_sum(graph.firstEdge.begin(), graph.firstEdge.end(), graph.firstEdge.begin());
+    return graph;
+}
+
+GridGraph MakeGraph(const std::vector<GridEdge>& edges)
+{
+    std::vector<std::uint64_t> keys;
+    std::vector<GridGraph::Edge> numbered;
+    keys.reserve(2 * edges.size());
+    numbered.reserve(edges.size());
+    for (const GridEdge& edge : edges) {
+        const int number = static_cast<int>(keys.size());
+        keys.push_back(KeyOf(edge.low));
+        keys.push_back(KeyOf(edge.high));
+        numbered.push_back({number, number + 1, edge.runs});
+    }
+    return MakeGraph(keys, std::move(numbered));
+}
+
+std::vector<GridEdge> EdgesOf(const GridGraph& graph)
+{
+    std::vector<GridEdge> edges;
+    edges.reserve(graph.edges.size());
+    for (const GridGraph::Edge& edge : graph.edges) {
+        edges.push_back({PointOf(graph.points[static_cast<std::size_t>(edge.low)]),
+                         PointOf(graph.points[static_cast<std::size_t>(edge.high)]), edge.runs});
+    }
+    return edges;
+}
+
+bool SweepGraph(const GridGraph& graph, Keep keep, bool isForced,
+                std::vector<std::array<int, 2>>& boundary)
+{
+    return Sweep(graph, keep, isForced, boundary).Run();
+}
+
+} // namespace Velk::Math::Sorvane::Planar::Impl

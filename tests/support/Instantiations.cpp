@@ -1,0 +1,3 @@
+#include "tests/support/Instantiations.h"
+
+SORVANE_TEST_INSTANTIATIONS()
