@@ -526,6 +526,9 @@ TEST(LatheSequence, TouchingIntervalsAreJoinedAndOverlappingOnesAreNot)
 {
     ExpectSteps(Lathe::SequenceBAxisAngleSweep(kLine, {Reaching(0, {{5, 8}, {1, 5}})}, {}), {1, 8},
                 {{true}, {false}});
+    // Apart by little is apart.
+    ExpectSteps(Lathe::SequenceBAxisAngleSweep(kLine, {Reaching(0, {{1, 5}, {5 + 1e-7, 8}})}, {}),
+                {1, 5, 5 + 1e-7, 8}, {{true}, {false}, {true}, {false}});
     // The end of the first switches the angle off for good, until another begins.
     ExpectSteps(Lathe::SequenceBAxisAngleSweep(kLine, {Reaching(0, {{0, 5}, {3, 8}})}, {}),
                 {0, 3, 5, 8}, {{true}, {true}, {false}, {false}});
