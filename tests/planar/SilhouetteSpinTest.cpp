@@ -219,6 +219,24 @@ TEST(SilhouetteSpin, SamplesAreNoFartherApartThanTheStep)
     EXPECT_LT(DistanceToOutline(outline, {5, 0.5}), 1e-12);
 }
 
+// Off the chord by half a step and by one and a half.
+TEST(SilhouetteSpin, WhatIsWithinTheStepOfTheChordIsLeftOut)
+{
+    const auto outlineOf = [](double bump) {
+        return SpinBoundary<double>(Fin({{10, 0}, {10, 4}, {10 + bump, 5}, {10, 6}, {10, 10}}),
+                                    0.1);
+    };
+    EXPECT_EQ(outlineOf(0.05).size(), 5u);
+    EXPECT_LT(DistanceToOutline(outlineOf(0.15), {10.15, 5}), 0.1 + 1e-9);
+}
+
+TEST(SilhouetteSpin, StepsBelowTheLeastCountAsTheLeast)
+{
+    EXPECT_FALSE(SpinBoundary<double>(Fin({{1, 0}, {1, 2e-4}, {1, 5e-4}}), 1e-4).empty());
+    EXPECT_FALSE(SpinBoundary<double>(Fin({{1, 0}, {1, 1e-8}, {1, 2e-8}}), 0).empty());
+    EXPECT_TRUE(SpinBoundary<double>(Fin({{1, 0}, {1, 2e-9}, {1, 5e-9}}), 0).empty());
+}
+
 // From one end of the bar to a point a third of a turn on at the height of its other end: both
 // edges have their ends at the same (radius, z), but this one has a waist.
 TEST(SilhouetteSpin, EdgesOfTheSameEndsAreToldApartByTheirWaist)
