@@ -3,10 +3,13 @@
 #include <Sorvane/Lathe_E.h>
 
 #include <Sorvane/Minkowski_E.h>
+#include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Transform_E.h>
+#include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/Values_Impl.h"
+#include "planar/MinkowskiProfiles_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,6 +21,7 @@ namespace Velk::Math::Sorvane::Lathe {
 namespace {
 
 using Outline = std::vector<Vec2d>;
+using Outlines = std::vector<Outline>;
 using Transform::TransformBase;
 
 constexpr double kTolerance = 1e-12;
@@ -46,6 +50,74 @@ bool IsUsableTool(const Outline& tool)
     return !tool.empty() && std::all_of(tool.begin(), tool.end(), [](const Vec2d& point) {
         return Math::Impl::IsFinite(point);
     });
+}
+
+/// The directions of a path, as long as all of them look to one side of some line.
+class DirectionCone {
+public:
+    explicit DirectionCone(const Vec2d& way) : right_(way), left_(way) {}
+
+    /// False, and nothing changed, when `way` would open the cone to a straight angle. Ways to and
+    /// fro along one line are told apart from those to one side of it by more than their rounding.
+    bool Extend(const Vec2d& way)
+    {
+        constexpr double kStraight = 1e-9;
+        const double fromRight = right_ ^ way;
+        const double toLeft = way ^ left_;
+        if (fromRight >= 0 && toLeft >= 0) {
+            return way * right_ > 0 || way * left_ > 0;
+        }
+        const double length = Vector::Length(way);
+        if (fromRight > kStraight * length * Vector::Length(right_)) {
+            left_ = way;
+            return true;
+        }
+        if (toLeft > kStraight * length * Vector::Length(left_)) {
+            right_ = way;
+            return true;
+        }
+        return false;
+    }
+
+private:
+    Vec2d right_;
+    Vec2d left_;
+};
+
+/// Stretches of a path that run to one side each. What a convex tool sweeps along one of them has
+/// no hole: across its direction the tool covers one stretch at every place.
+Outlines StretchesOfOneDirection(const Outline& path)
+{
+    Outlines stretches{{path.front()}};
+    DirectionCone cone({0, 0});
+    for (std::size_t i = 1; i < path.size(); ++i) {
+        const Vec2d way = path[i] - path[i - 1];
+        if (stretches.back().size() == 1) {
+            cone = DirectionCone(way);
+        } else if (!cone.Extend(way)) {
+            stretches.push_back({path[i - 1]});
+            cone = DirectionCone(way);
+        }
+        stretches.back().push_back(path[i]);
+    }
+    return stretches;
+}
+
+/// What a tool touches of the target on its way along a path. All that it sweeps has one outer
+/// boundary, but around the target, or where ends of the path come near each other, that is not
+/// where the target is: stretch by stretch there is nothing but outer boundary.
+Outlines Touched(const Outline& tool, const Outline& positions, const Outline& target)
+{
+    if (positions.empty()) {
+        return {};
+    }
+    Outlines swept;
+    for (const Outline& stretch : StretchesOfOneDirection(positions)) {
+        swept.push_back(Planar::OuterOffsetLoop(tool, stretch, kTolerance));
+    }
+    return swept.size() == 1
+               ? Planar::KeepCommonRegions(swept.front(), target, kTolerance)
+               : Planar::Impl::CommonRegions(target, swept, kTolerance, kLengthFloor<double>);
 }
 
 } // namespace
@@ -87,8 +159,7 @@ BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, 
             Transform::BuildRotationFromAngle(angles[i] * kRadiansPerDegree) * reflect;
         const Outline turnedTool = Turned(turn, tool, pivot);
         for (const Outline& positions : report.toolRegions) {
-            const Outline swept = Planar::OuterOffsetLoop(turnedTool, positions, kTolerance);
-            auto common = Planar::KeepCommonRegions(swept, target, kTolerance);
+            auto common = Touched(turnedTool, positions, target);
             report.reachable.insert(report.reachable.end(), std::make_move_iterator(common.begin()),
                                     std::make_move_iterator(common.end()));
         }

@@ -76,7 +76,9 @@ std::vector<Polyline> WaysToNeighbors(const Polyline& line)
 
 /// Can an edge along `along`, moved to a point with these neighbors, bound the sum? Not when there
 /// is a neighbor to either side of it: between the two the moving edge covers both of its own
-/// sides.
+/// sides. Nor, for a point in the midst of a straight stretch along the edge, is it needed: the
+/// stretch moved to the ends of the edge, and the edge moved to the ends of the stretch, cover the
+/// same line. Many points on one line would each bring an edge over all the others.
 bool CanBound(const Vec2d& along, const Polyline& ways)
 {
     constexpr double kRounding = 1e-12;
@@ -88,7 +90,8 @@ bool CanBound(const Vec2d& along, const Polyline& ways)
         isToLeft = isToLeft || side > clear;
         isToRight = isToRight || side < -clear;
     }
-    return !(isToLeft && isToRight);
+    const bool isPassedAlong = ways.size() == 2 && !isToLeft && !isToRight && ways[0] * ways[1] < 0;
+    return !(isToLeft && isToRight) && !isPassedAlong;
 }
 
 /// Edges of `edges` moved to the points of `points`.
@@ -461,6 +464,12 @@ double NoLessThanRounding(double tol, const Segments& segments)
         }
     }
     return std::max(rounding, tol);
+}
+
+Loops<double> CommonRegions(const Polyline& a, const Loops<double>& others, double tol,
+                            double floor)
+{
+    return CommonStretches(CutPair(a, others, tol), floor);
 }
 
 bool ClipOverlapped(const Polyline& a, const Loops<double>& others, Loops<double>& aPart,

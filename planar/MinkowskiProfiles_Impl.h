@@ -18,4 +18,9 @@ bool ClipOverlapped(const std::vector<Vec2d>& a, const std::vector<std::vector<V
                     std::vector<std::vector<Vec2d>>& aPart,
                     std::vector<std::vector<Vec2d>>& othersPart, double tol, double floor);
 
+/// `KeepCommonRegions` of an outline and any number of others.
+std::vector<std::vector<Vec2d>> CommonRegions(const std::vector<Vec2d>& a,
+                                              const std::vector<std::vector<Vec2d>>& others,
+                                              double tol, double floor);
+
 } // namespace Velk::Math::Sorvane::Planar::Impl

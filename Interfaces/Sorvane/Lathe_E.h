@@ -3,8 +3,9 @@
 //
 //     const auto reports = Lathe::BAxisAngleSweep(angles, tool, holder, pivot, target, obstacles);
 //     const auto sequence = Lathe::SequenceBAxisAngleSweep(target, reports, {});
-//     for (const auto& step : sequence.steps) { ... }     // step.valid[i]: may angles[i] be used
-//     from here on?
+//     for (const auto& step : sequence.steps) {
+//         // step.valid[i]: may angles[i] be used from step.parameter on?
+//     }
 //
 // The plane is that of the profile, x along the spindle and y across it, as a host likes. Outlines
 // of tool and holder are closed polygons that repeat their first point; of both, of the target and
@@ -33,11 +34,12 @@ namespace Velk::Math::Sorvane::Lathe {
 /// lie apart from it, which nothing runs into while the tool touches the target, are left out and
 /// appear in neither result.
 ///
-/// True when all boundaries close. An open one, as of holder and target that are both single lines,
-/// gives false and what could be told. **Without a holder and without obstacles** there is no L:
-/// false, with all of A in `toolRegions`; pass an outline well behind the tool for a tool without a
-/// holder. An empty target gives false, or the positions of obstacles alone. An outline with a
-/// point that is not finite gives false and nothing.
+/// True when all boundaries close. An open one, as of a tool of one point or a holder that is a
+/// line and a target that is a line, gives false, and regions not to be relied on. **Without a
+/// holder and without obstacles** there is no L: false, with all of A in `toolRegions`; pass an
+/// outline well behind the tool for a tool without a holder. An empty target gives false, or the
+/// positions of obstacles alone. An outline with a point that is not finite gives false and
+/// nothing.
 ///
 /// For outlines of n, m and k points nm + nk tests and the cutting of what passes, as
 /// `OuterOffsetLoop` says.
@@ -51,7 +53,8 @@ SORVANE_API bool OuterOffsetRegions(const std::vector<VecBase<2, double>>& tool,
 /// What tool and holder reach at one tilt.
 struct SORVANE_API BAngleReport {
     double angle = 0; ///< in degrees
-    /// stretches of the target that the tool can touch
+    /// stretches of the target that the tool can touch, those from one of `toolRegions` after
+    /// those from another; where it is in touch with a corner alone there is no stretch
     std::vector<std::vector<VecBase<2, double>>> reachable;
     std::vector<std::vector<VecBase<2, double>>>
         toolRegions; ///< first result of `OuterOffsetRegions`
@@ -99,6 +102,10 @@ struct SORVANE_API BAngleSequence {
 /// be empty, which fails as `OuterOffsetRegions` says unless there are obstacles. An outline whose
 /// ends differ by more than 1e-12 in a coordinate fails, and what can be told is told all the same;
 /// an empty tool outline, or one that is not finite, leaves its reports empty.
+///
+/// What the tool sweeps along a tool region is bounded piece by piece, each piece running to one
+/// side: the outer boundary of the whole sweep would miss the target where the region runs all
+/// around it, and the reports would tell of nothing that can be reached.
 ///
 /// Angles are worked on side by side; results do not depend on the number of threads.
 SORVANE_API std::vector<BAngleReport>

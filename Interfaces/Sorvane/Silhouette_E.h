@@ -2,10 +2,9 @@
 // outline lowered onto another.
 //
 //     T resolution;
-//     const auto shadow = Planar::SilhouetteBoundaries(mesh, &resolution);    // seen along the z
-//     axis const auto turned = Planar::SpinBoundary(mesh, 0.01);                   // spun about
-//     the z axis const auto height = Planar::VerticalDropOnTarget(x, tool, target);      // lowered
-//     along the y axis
+//     const auto shadow = Planar::SilhouetteBoundaries(mesh, &resolution); // seen along z
+//     const auto turned = Planar::SpinBoundary(mesh, 0.01);                // spun about z
+//     const auto height = Planar::VerticalDropOnTarget(x, tool, target);   // lowered along y
 //
 // All are pure functions. `float` is calculated in `double` and rounded at the end.
 #pragma once

@@ -161,6 +161,29 @@ TEST(LatheRegions, WithoutTargetNothingIsTouched)
     EXPECT_TRUE(regions.holder.empty());
 }
 
+// Of obstacles alone the largest counts: 26 by 24 for the holder, and 22 by 2 above it for the
+// tool.
+TEST(LatheRegions, WithoutTargetTheLargestOfTheObstaclesIsLeft)
+{
+    const Outline large = Box(100, 100, 120, 120);
+    const Outline small = Box(0, 0, 1, 1);
+    for (const Outlines& obstacles : {Outlines{large, small}, Outlines{small, large}}) {
+        const auto regions = RegionsOf(kTool, kHolder, {}, obstacles);
+        EXPECT_TRUE(regions.tool.empty());
+        EXPECT_NEAR(LengthOf(regions.holder), 2 * (26 + 24) + 2 * 2, 1e-9);
+    }
+}
+
+// The positions of a tip at an open line are that line: no boundary goes around it.
+TEST(LatheRegions, BoundariesThatDoNotCloseAreToldOf)
+{
+    const Outline tip{{0, 0}};
+    const Outline line{{40, 0}, {41, 1}};
+    EXPECT_TRUE(RegionsOf(tip, kHolder, kTarget).isWhole);
+    EXPECT_FALSE(RegionsOf(tip, kHolder, line).isWhole);
+    EXPECT_FALSE(RegionsOf(tip, kHolder, kTarget, {line}).isWhole);
+}
+
 // A chuck beside the work: what it takes away from the tool is in the holder's regions.
 TEST(LatheRegions, AnObstacleLimitsTheTool)
 {
@@ -503,6 +526,9 @@ TEST(LatheSequence, TouchingIntervalsAreJoinedAndOverlappingOnesAreNot)
 {
     ExpectSteps(Lathe::SequenceBAxisAngleSweep(kLine, {Reaching(0, {{5, 8}, {1, 5}})}, {}), {1, 8},
                 {{true}, {false}});
+    // Apart by little is apart.
+    ExpectSteps(Lathe::SequenceBAxisAngleSweep(kLine, {Reaching(0, {{1, 5}, {5 + 1e-7, 8}})}, {}),
+                {1, 5, 5 + 1e-7, 8}, {{true}, {false}, {true}, {false}});
     // The end of the first switches the angle off for good, until another begins.
     ExpectSteps(Lathe::SequenceBAxisAngleSweep(kLine, {Reaching(0, {{0, 5}, {3, 8}})}, {}),
                 {0, 3, 5, 8}, {{true}, {true}, {false}, {false}});

@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -214,6 +215,39 @@ TEST(OuterOffsetLoop, OfShapesOnALattice)
             const Polyline moved = Moved(b, {far / 3, -far});
             ExpectOuterLoop(a, moved, OuterOffsetLoop(a, moved, 1e-12), far == 0 ? 1e-9 : 1e-7,
                             random);
+        }
+    }
+}
+
+// Points along straight edges, on the one, on the other and on both, with edges that are parallel:
+// the loop is the same line.
+TEST(OuterOffsetLoop, PointsAlongStraightEdgesChangeNothing)
+{
+    const auto divided = [](const Polyline& line, int count) {
+        Polyline result{line.front()};
+        for (std::size_t i = 1; i < line.size(); ++i) {
+            for (int k = 1; k <= count; ++k) {
+                const double t = static_cast<double>(k) / count;
+                result.push_back({line[i - 1].x() + t * (line[i].x() - line[i - 1].x()),
+                                  line[i - 1].y() + t * (line[i].y() - line[i - 1].y())});
+            }
+        }
+        return result;
+    };
+    const Polyline bay{{0, 0}, {12, 0}, {12, 8}, {8, 8}, {8, 3}, {4, 3}, {4, 8}, {0, 8}, {0, 0}};
+    const Polyline tee{{-1, 0}, {1, 0}, {1, 4}, {3, 4}, {3, 6}, {-3, 6}, {-3, 4}, {-1, 4}, {-1, 0}};
+    const Polyline wall{{0, 0}, {6, 0}, {6, 4}, {10, 8}};
+    for (const auto& target : {bay, wall}) {
+        const Loops plain{OuterOffsetLoop<double>(tee, target, 1e-12)};
+        for (const auto& [onTool, onTarget] : {std::pair(1, 8), std::pair(8, 1), std::pair(4, 8)}) {
+            const Loops loop{
+                OuterOffsetLoop<double>(divided(tee, onTool), divided(target, onTarget), 1e-12)};
+            ASSERT_FALSE(loop[0].empty());
+            EXPECT_EQ(loop[0].front(), loop[0].back());
+            EXPECT_NEAR(LengthOf(loop), LengthOf(plain), 1e-9);
+            for (const Vec2d& p : plain[0]) {
+                EXPECT_LT(DistanceToLines(loop, p), 1e-9);
+            }
         }
     }
 }

@@ -197,6 +197,32 @@ TEST(SilhouetteDropProfile, TheLastPointOfTheToolIsNotMirrored)
     EXPECT_EQ(lowered({{0, 2}, {2, 2}, {3, 0}, {-2, 2}, {0, 2}}, left), kNothing);
 }
 
+// A rod under the skew edge from the rim on the right to the shoulder on the left: the rod's corner
+// at 0.1 meets it 2 - 0.4 * 2.1 above the tool's origin. A mirrored rim would close the tool
+// straight across, at 0.
+TEST(SilhouetteDropProfile, ALopsidedToolRestsOnItsSkewEdge)
+{
+    EXPECT_NEAR(DropProfileOfRevolution<double>({{0, 2}, {2, 2}, {3, 0}},
+                                                {{0, 0}, {0.1, 0}, {0.1, 7}}, false),
+                7 - (2 - 0.4 * 2.1), 1e-9);
+}
+
+// A bell over a disk rests on its rim; over the middle point alone it would come down by its
+// hollow. The disk has two points left, however flat it is.
+TEST(SilhouetteDropProfile, TrimmingLeavesTwoPoints)
+{
+    const Outline bell{{0, 2}, {0.8, 0}, {0.9, 0}, {0.9, 3}, {0, 3}};
+    EXPECT_NEAR(DropProfileOfRevolution<double>(bell, {{0, 7}, {1, 7}, {0.5, 7}}, true), 7, 1e-9);
+}
+
+// Of a target that begins beside the axis the mirror image of the first point is there once, and
+// the line from it runs to the second: (-2, 0) to (3, 5), which passes the axis at 2.
+TEST(SilhouetteDropProfile, TheFirstPointOfTheTargetIsThereOnce)
+{
+    const Outline needle{{0, 0}, {0.001, 9}, {0, 9}};
+    EXPECT_NEAR(DropProfileOfRevolution<double>(needle, {{2, 0}, {3, 5}}, false), 2, 0.01);
+}
+
 TEST(SilhouetteDropProfile, FewerThanTwoToolPointsGiveZero)
 {
     EXPECT_EQ(DropProfileOfRevolution<double>({}, {{0, 0}, {1, 5}}, false), 0);

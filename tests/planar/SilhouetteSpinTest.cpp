@@ -13,6 +13,8 @@
 #include <limits>
 #include <new>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -178,6 +180,72 @@ TEST(SilhouetteSpin, EdgesInAPlaneWithTheAxisAreStraight)
     EXPECT_LT(DistanceToOutline(outline, {3, 3}), 1e-9);
 }
 
+namespace {
+
+/// Upright in the plane of x and z: spun, it is as wide at each height as the polyline tells.
+MeshD Fin(const std::vector<Vec2d>& radii)
+{
+    MeshD fin;
+    for (const Vec2d& p : radii) {
+        fin.points.push_back({p.x(), 0, p.y()});
+    }
+    for (int i = 1; i < static_cast<int>(radii.size()); ++i) {
+        fin.indices.insert(fin.indices.end(), {i - 1, i, i - 1});
+    }
+    return fin;
+}
+
+} // namespace
+
+// A turn by 1 degree is a corner; one by a tenth of a degree is a straight line, though the corner
+// is farther off the chord than a step.
+TEST(SilhouetteSpin, TurnsByMoreThanAQuarterDegreeAreCorners)
+{
+    const double pi = std::acos(-1.0);
+    const auto outlineOf = [&](double degrees) {
+        return SpinBoundary<double>(
+            Fin({{10, 0}, {10, 100}, {10 + 100 * std::tan(degrees * pi / 180), 200}}), 0.05);
+    };
+    EXPECT_LT(DistanceToOutline(outlineOf(1), {10, 100}), 0.06);
+    EXPECT_LT(DistanceToOutline(outlineOf(0.3), {10, 100}), 0.06);
+    EXPECT_EQ(outlineOf(0.1).size(), 5u);
+    EXPECT_NEAR(DistanceToOutline(outlineOf(0.1), {10, 100}), 50 * std::tan(0.1 * pi / 180), 1e-3);
+}
+
+// 1 by 0.6 are two stretches: the sample in the middle sees the rim.
+TEST(SilhouetteSpin, SamplesAreNoFartherApartThanTheStep)
+{
+    const auto outline = SpinBoundary<double>(Fin({{1, 0}, {5, 0.5}, {1, 1}}), 0.6);
+    EXPECT_LT(DistanceToOutline(outline, {5, 0.5}), 1e-12);
+}
+
+// Off the chord by half a step and by one and a half.
+TEST(SilhouetteSpin, WhatIsWithinTheStepOfTheChordIsLeftOut)
+{
+    const auto outlineOf = [](double bump) {
+        return SpinBoundary<double>(Fin({{10, 0}, {10, 4}, {10 + bump, 5}, {10, 6}, {10, 10}}),
+                                    0.1);
+    };
+    EXPECT_EQ(outlineOf(0.05).size(), 5u);
+    EXPECT_LT(DistanceToOutline(outlineOf(0.15), {10.15, 5}), 0.1 + 1e-9);
+}
+
+TEST(SilhouetteSpin, StepsBelowTheLeastCountAsTheLeast)
+{
+    EXPECT_FALSE(SpinBoundary<double>(Fin({{1, 0}, {1, 2e-4}, {1, 5e-4}}), 1e-4).empty());
+    EXPECT_FALSE(SpinBoundary<double>(Fin({{1, 0}, {1, 1e-8}, {1, 2e-8}}), 0).empty());
+    EXPECT_TRUE(SpinBoundary<double>(Fin({{1, 0}, {1, 2e-9}, {1, 5e-9}}), 0).empty());
+}
+
+// From one end of the bar to a point a third of a turn on at the height of its other end: both
+// edges have their ends at the same (radius, z), but this one has a waist.
+TEST(SilhouetteSpin, EdgesOfTheSameEndsAreToldApartByTheirWaist)
+{
+    const double half = std::sqrt(0.75);
+    const MeshD twisted{{{1, 0, 0}, {1, 0, 5}, {-0.5, half, 5}}, {0, 1, 2}};
+    EXPECT_LT(DistanceToOutline(SpinBoundary<double>(twisted, 0.1), {1, 2.5}), 1e-9);
+}
+
 // Upright bars at one radius, the second higher by a gap: within the step its edges are those of
 // the first, and what it has above them is not there.
 TEST(SilhouetteSpin, EdgesAlikeWithinTheStepCountOnce)
@@ -221,9 +289,13 @@ TEST(SilhouetteSpin, ManyThreadsGiveTheSameOutline)
 // rounds to more than that of the rim it would have no radius.
 TEST(SilhouetteSpin, TheTopmostCornerIsKept)
 {
-    for (const double top : {0.7, 1.1, 2.3, 5.9, 1e-3, 1e5 / 3}) {
+    const std::vector<std::pair<double, double>> cases{
+        {0.7, 0.02}, {1e5 / 3, 1e3}, // whole parts of the height, or not
+        {0.2, 0.07}, {0.4, 0.07},    {1.3, 0.1}, {1.9, 0.05}};
+    EXPECT_GT(3 * 0.2 / 3, 0.2); // rounds to more, as those that follow do
+    for (const auto& [top, step] : cases) {
         const auto outline = SpinBoundary<double>(
-            TurnedBody({{0, 0}, {top, 0}, {3 * top, top}, {0, top}}, 40), top / 37);
+            TurnedBody({{0, 0}, {top, 0}, {3 * top, top}, {0, top}}, 40), step);
         EXPECT_NEAR(outline[outline.size() - 3].x() / top, 3, 1e-9) << top;
         EXPECT_EQ(outline[outline.size() - 3].y(), top);
     }

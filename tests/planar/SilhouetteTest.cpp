@@ -9,7 +9,10 @@
 #include "tests/support/ThreadLimit.h"
 #include "tests/support/TurnedBodies.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -240,6 +243,46 @@ TEST(Silhouette, RunsOutOfMemoryWithAnException)
                       [&] { return SilhouetteBoundaries<double>(mesh, nullptr); }),
                   5U);
     });
+}
+
+// Real parts, seen along each axis from both ends, near the origin and far away, against all of
+// their triangles.
+TEST(Silhouette, OfRealPartsFromSixSides)
+{
+    Random random(8);
+    for (const char* name : {"meshes_cad/angle_block.STL", "meshes_cad/round.stl",
+                             "meshes_cad/plate_holes.STL", "meshes_cad/prusa_extruder_idler.stl"}) {
+        const auto file = SharedData(name);
+        SORVANE_NEED_DATA(file);
+        const auto part = WeldedStl<double>(file);
+        for (std::size_t side = 0; side < 6; ++side) {
+            const double offset = side < 3 ? 0 : 1e6;
+            MeshD mesh = part;
+            for (Vec3d& p : mesh.points) {
+                const std::array<double, 3> at{p.x(), p.y(), p.z()};
+                const double across = at[(side + 1) % 3];
+                const double up = at[(side + 2) % 3];
+                p = side < 3 ? Vec3d(across, up, at[side])
+                             : Vec3d(up + offset, across - offset, -at[side % 3]);
+            }
+            double resolution = 0;
+            const auto loops = SilhouetteBoundaries<double>(mesh, &resolution);
+            Vec3d low = mesh.points[0];
+            Vec3d high = low;
+            for (const Vec3d& p : mesh.points) {
+                low = Vec3d(std::min(low.x(), p.x()), std::min(low.y(), p.y()), 0);
+                high = Vec3d(std::max(high.x(), p.x()), std::max(high.y(), p.y()), 0);
+            }
+            for (int i = 0; i < Rounds(100); ++i) {
+                const double x = random.Between(low.x(), high.x());
+                const double y = random.Between(low.y(), high.y());
+                if (DistanceToLoops(loops, x, y) > 4 * resolution + 1e-9) {
+                    ASSERT_EQ(WindingNumber(loops, x, y), IsUnder(mesh, x, y) ? 1 : 0)
+                        << name << " from side " << side << " at " << x << ' ' << y;
+                }
+            }
+        }
+    }
 }
 
 namespace {
