@@ -13,6 +13,7 @@
 
 #include "Arguments.h"
 #include "PictureOutput.h"
+#include "PointsFile.h"
 
 #include <Sorvane/Lathe_E.h>
 #include <Sorvane/SvgWriter_E.h>
@@ -24,8 +25,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
-#include <fstream>
-#include <locale>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,17 +34,6 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 using Outline = std::vector<Vec2d>;
-
-Outline PointsOfFile(const char* name)
-{
-    Outline points;
-    std::ifstream file(name);
-    file.imbue(std::locale::classic());
-    for (Vec2d point; file >> point.x() >> point.y();) {
-        points.push_back(point);
-    }
-    return points;
-}
 
 /// The upper half of a shaft. It starts on the spindle's axis, where no tool gets: what is reached
 /// across the start of a closed profile would be two ends without a middle.

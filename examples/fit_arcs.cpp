@@ -8,6 +8,7 @@
 
 #include "Arguments.h"
 #include "PictureOutput.h"
+#include "PointsFile.h"
 
 #include <Sorvane/ArcFitting_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
@@ -16,8 +17,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <fstream>
-#include <locale>
 #include <optional>
 #include <string>
 #include <vector>
@@ -47,17 +46,6 @@ Points Lever()
     append({-4.6, 0}, {-4, -2});
     append({-2.3, -2.9}, {0, -3});
     return Planar::Tessellate(chain, 0.02);
-}
-
-Points PointsOfFile(const char* name)
-{
-    Points points;
-    std::ifstream file(name);
-    file.imbue(std::locale::classic());
-    for (Vec2d point; file >> point.x() >> point.y();) {
-        points.push_back(point);
-    }
-    return points;
 }
 
 } // namespace

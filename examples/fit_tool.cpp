@@ -9,6 +9,7 @@
 
 #include "Arguments.h"
 #include "PictureOutput.h"
+#include "PointsFile.h"
 
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/SvgWriter_E.h>
@@ -18,8 +19,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <locale>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,17 +51,6 @@ Points Scan()
         left -= length;
     }
     points.push_back(profile.back());
-    return points;
-}
-
-Points PointsOfFile(const char* name)
-{
-    Points points;
-    std::ifstream file(name);
-    file.imbue(std::locale::classic());
-    for (Vec2d point; file >> point.x() >> point.y();) {
-        points.push_back(point);
-    }
     return points;
 }
 

@@ -3,6 +3,7 @@
 
 #include <Sorvane/Lathe_E.h>
 
+#include "tests/machining/LatheOutlines.h"
 #include "tests/support/FileSupport.h"
 #include "tests/support/JsonText.h"
 #include "tests/support/Random.h"
@@ -22,19 +23,9 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 using namespace Support;
-using Outline = std::vector<Vec2d>;
-using Outlines = std::vector<Outline>;
 constexpr double kNever = std::numeric_limits<double>::infinity();
 
 double Cross(const Vec2d& a, const Vec2d& b) { return a.x() * b.y() - a.y() * b.x(); }
-
-Outline MovedBy(Outline outline, const Vec2d& by)
-{
-    for (Vec2d& p : outline) {
-        p = Vec2d(p.x() + by.x(), p.y() + by.y());
-    }
-    return outline;
-}
 
 Outline Turned(Outline outline, double degrees)
 {
@@ -44,20 +35,6 @@ Outline Turned(Outline outline, double degrees)
         p = Vec2d(c * p.x() - s * p.y(), s * p.x() + c * p.y());
     }
     return outline;
-}
-
-double DistanceToLine(const Outline& line, const Vec2d& p)
-{
-    double least = kNever;
-    for (std::size_t i = 1; i < line.size(); ++i) {
-        const Vec2d d = line[i] - line[i - 1];
-        const double square = d.x() * d.x() + d.y() * d.y();
-        const Vec2d way = p - line[i - 1];
-        const double t =
-            square > 0 ? std::clamp((way.x() * d.x() + way.y() * d.y()) / square, 0.0, 1.0) : 0.0;
-        least = std::min(least, std::hypot(way.x() - t * d.x(), way.y() - t * d.y()));
-    }
-    return least;
 }
 
 double DistanceToLines(const Outlines& lines, const Vec2d& p)

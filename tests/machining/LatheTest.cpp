@@ -1,6 +1,7 @@
 #include <Sorvane/Lathe_E.h>
 #include <Sorvane/Minkowski_E.h>
 
+#include "tests/machining/LatheOutlines.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/Random.h"
 #include "tests/support/Rounds.h"
@@ -17,8 +18,6 @@ namespace {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 using namespace Support;
-using Outline = std::vector<Vec2d>;
-using Outlines = std::vector<Outline>;
 
 Outline Box(double x0, double y0, double x1, double y1)
 {
@@ -41,14 +40,6 @@ Outline RandomConvex(Random& random, const Vec2d& center, double radius)
     return outline;
 }
 
-Outline MovedBy(Outline outline, const Vec2d& by)
-{
-    for (Vec2d& p : outline) {
-        p += by;
-    }
-    return outline;
-}
-
 double LengthOf(const Outlines& lines)
 {
     double length = 0;
@@ -58,20 +49,6 @@ double LengthOf(const Outlines& lines)
         }
     }
     return length;
-}
-
-double DistanceToLine(const Outline& line, const Vec2d& p)
-{
-    double least = std::numeric_limits<double>::infinity();
-    for (std::size_t i = 1; i < line.size(); ++i) {
-        const Vec2d d = line[i] - line[i - 1];
-        const double square = d.x() * d.x() + d.y() * d.y();
-        const Vec2d way = p - line[i - 1];
-        const double t =
-            square > 0 ? std::clamp((way.x() * d.x() + way.y() * d.y()) / square, 0.0, 1.0) : 0.0;
-        least = std::min(least, std::hypot(way.x() - t * d.x(), way.y() - t * d.y()));
-    }
-    return least;
 }
 
 /// How deep two convex bodies are in each other, below 0 how far apart at least: by the edges that
