@@ -282,6 +282,27 @@ TEST(ToolContact, ASteepEdgeThatAllButMeetsTheAxis)
     EXPECT_NEAR(Tool(FlatTool(5)).DropEdgesToHeight(kMost, kOrigin, edge).height, 5000.0, 1e-8);
 }
 
+TEST(ToolContact, ABallOnAnEdgeThatPassesCloseToTheAxis)
+{
+    // Coordinates of single precision put edges a few millionths beside positions of double
+    // precision. The center of the ball is R from the edge, whose distance from the axis is far too
+    // small to matter: R sqrt(1 + s^2) above the place of the edge below it.
+    for (const double radius : {0.5, 5.0, 50.0}) {
+        const Exposed ball = Tool(BallTool(radius));
+        for (const double beside : {1.1e-6, 2e-6, 5e-6, 2e-5}) {
+            for (const double slope : {1e-4, 0.01, 0.16, 1.0}) {
+                SCOPED_TRACE(testing::Message() << radius << ' ' << beside << ' ' << slope);
+                const double far = 2 * radius;
+                const std::vector<Vec3d> edge{{-far, beside, -slope * far},
+                                              {far, beside, slope * far}};
+                const double expected = radius * (std::sqrt(1 + slope * slope) - 1);
+                EXPECT_NEAR(ball.DropEdgesToHeight(kInfinity, kOrigin, edge).height, expected,
+                            1e-9);
+            }
+        }
+    }
+}
+
 TEST(ToolContact, ANearlyLevelEdgeIsTheHyperbolaAllTheSame)
 {
     // b2 = 0.81e-10: told as flat, but the chord from its vertex to its end lies below it by 5e-6.
