@@ -70,8 +70,9 @@ public:
                          const std::vector<VecBase<3, double>>& soup) const;
 
     /// Can the tip stand at `point`, with the soup nowhere above the profile? True when the point's
-    /// z is at least the height of the drop there, and where nothing is touched. Ends early where
-    /// it can. NaN gives false.
+    /// z is at least the height of the drop there, and where nothing is touched. Ends at the first
+    /// triangle that holds the tool above the point; one that holds it at the point's very height
+    /// leaves the others to be asked. A z of NaN gives false.
     bool DropTo(const VecBase<3, double>& point, const std::vector<VecBase<3, double>>& soup) const;
 
     /// The same for the facets alone, without their edges, in the order of the soup. Ends with the

@@ -394,6 +394,21 @@ TEST(ToolContact, DropToComparesWithTheHeightFound)
     EXPECT_FALSE(ball.DropTo({0, 0, -kInfinity}, slope));
 }
 
+TEST(ToolContact, DropToAsksOnBeyondATriangleThatHoldsTheToolAtJustThatHeight)
+{
+    // The top edge of the wall, at z = 10, grazes the ball's widest place and holds its tip at 5.
+    // The floor below the tip has the lower top and holds it at 6.
+    const Exposed ball = Tool(BallTool(5));
+    const Soup wall{{5, -50, 10}, {5, 50, 10}, {5, 0, 0}};
+    ASSERT_EQ(ball.DropAt(kOrigin, wall).height, 5.0);
+    EXPECT_TRUE(ball.DropTo({0, 0, 5}, wall));
+    Soup both = wall;
+    both.insert(both.end(), {{-1, -1, 6}, {1, -1, 6}, {0, 2, 6}});
+    ASSERT_EQ(ball.DropAt(kOrigin, both).height, 6.0);
+    EXPECT_FALSE(ball.DropTo({0, 0, 5}, both));
+    EXPECT_TRUE(ball.DropTo({0, 0, 6}, both));
+}
+
 TEST(ToolContact, ConstDropsAreDeclaredConst)
 {
     const ConvexToolContact ball(BallTool(5).record);
