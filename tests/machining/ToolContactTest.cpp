@@ -529,6 +529,32 @@ TEST(ToolContact, ACornerThatBeginsBeyondItsLowestPoint)
     EXPECT_NEAR(contact.DropAt(kOrigin, Plane(0, 0.25)).height, 0.5, 1e-13);
 }
 
+TEST(ToolContact, ACornerThatTurnsBackFromTheTipIsNotTouchedFromAbove)
+{
+    // It begins above its center and goes up and inward: the flat of the tip is all there is below.
+    const ConvexToolContact tool(
+        {.tipRadius = 2, .lowerCornerRadius = 1, .lowerCornerAngle = -0.5, .taperAngle = -1});
+    EXPECT_EQ(tool.DropAt(kOrigin, Plane(0, 0)).height, 0.0);
+}
+
+TEST(ToolContact, EdgesAsFarFromTheAxisAtBothEndsBlockWithTheHigherOne)
+{
+    // They run across the direction to the axis, so that the distance of their ends from it differs
+    // by the square of their length: by no digit, or by the last one to either side.
+    const Exposed flat = Tool(FlatTool(50));
+    Support::Random random(92);
+    for (int trial = 0; trial < 2000; ++trial) {
+        SCOPED_TRACE(trial);
+        const double r = random.Between(1, 40);
+        const double angle = random.Between(0, 6);
+        const Vec3d across{-std::sin(angle), std::cos(angle), random.Between(-1e8, 1e8)};
+        const Vec3d p{r * std::cos(angle), r * std::sin(angle), 3};
+        const Vec3d q = p + across * random.Between(-1e-7, 1e-7);
+        EXPECT_EQ(flat.DropEdgesToHeight(kInfinity, kOrigin, {p, q}).height,
+                  std::max(p.z(), q.z()));
+    }
+}
+
 // --- hostile input
 // ---------------------------------------------------------------------------------
 
