@@ -33,6 +33,10 @@ namespace Velk::Math::Sorvane::Mill {
 ///
 /// Of a profile that turns back toward the axis above its widest place (a taper angle below 0) the part
 /// below that place counts: what comes down from above meets nothing else.
+///
+/// A lower corner angle above pi / 2 makes a tool that is hollow at its tip and not convex. Of an edge
+/// that falls outward, into the part of the corner that falls too, only the higher end counts, and
+/// the tip may come out too low.
 class SORVANE_API ConvexToolContact {
 public:
     /// Where the tool stopped.
