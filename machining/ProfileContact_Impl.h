@@ -135,6 +135,9 @@ public:
         if (high_[0] < low_[0]) {
             std::swap(low_, high_); // by rounding of an edge that is short
         }
+        if (high_[0] == low_[0]) {
+            low_[1] = high_[1] = std::max(low_[1], high_[1]); // it blocks with its higher end
+        }
         bottom_ = std::min(low_[1], high_[1]);
         top_ = std::max(low_[1], high_[1]);
     }

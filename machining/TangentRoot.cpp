@@ -1,5 +1,6 @@
 #include "machining/TangentRoot_Impl.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace Velk::Math::Sorvane::Mill::Impl {
@@ -11,7 +12,24 @@ constexpr int kMostRounds = 200;
 struct Sample {
     double r;
     double value;
+    double noise; // up to which the value counts as 0
+
+    bool IsRoot() const { return std::fabs(value) <= noise; }
 };
+
+/// Do two values differ by more than what they may be off by?
+bool Differ(const Sample& a, const Sample& b)
+{
+    return std::fabs(a.value - b.value) > std::max(a.noise, b.noise);
+}
+
+/// Sum of the magnitudes of the quartic's terms.
+double SizeAt(const Quartic& c, double r)
+{
+    const auto size = [](double x) { return std::fabs(x); };
+    const double at = size(r);
+    return (((size(c[4]) * at + size(c[3])) * at + size(c[2])) * at + size(c[1])) * at + size(c[0]);
+}
 
 bool HaveOppositeSigns(double a, double b) { return (a < 0.0) != (b < 0.0); }
 
@@ -32,13 +50,18 @@ double SecantStep(const Sample& a, const Sample& b)
 
 std::optional<double> RootBetween(const Quartic& quartic, double low, double high, double tolerance)
 {
-    const auto sampleAt = [&](double r) { return Sample{r, ValueAt(quartic, r)}; };
+    // What a value may be off by is a share of the terms it is the sum of. Below the tip of a ball
+    // all terms are small, since the quartic has r^2 for a factor there: measured by a fixed bound
+    // every place near the axis would count as a root.
+    const auto sampleAt = [&](double r) {
+        return Sample{r, ValueAt(quartic, r), tolerance * SizeAt(quartic, r)};
+    };
     Sample a = sampleAt(low);
     Sample b = sampleAt(high);
-    if (std::fabs(a.value) <= tolerance) {
+    if (a.IsRoot()) {
         return a.r;
     }
-    if (std::fabs(b.value) <= tolerance) {
+    if (b.IsRoot()) {
         return b.r;
     }
     if (!HaveOppositeSigns(a.value, b.value)) {
@@ -50,14 +73,11 @@ std::optional<double> RootBetween(const Quartic& quartic, double low, double hig
 
     for (int round = 0; round < kMostRounds; ++round) {
         const double width = b.r - a.r;
-        if (std::fabs(a.value) <= tolerance || std::fabs(b.value) <= tolerance ||
-            width <= tolerance || width <= tolerance * std::fabs(a.r + b.r) / 2.0) {
+        if (a.IsRoot() || b.IsRoot() || width <= tolerance * std::fabs(a.r + b.r) / 2.0) {
             return std::fabs(a.value) <= std::fabs(b.value) ? a.r : b.r;
         }
         const Sample middle = sampleAt(a.r + width / 2.0);
-        const bool allDiffer = std::fabs(a.value - b.value) > tolerance &&
-                               std::fabs(a.value - middle.value) > tolerance &&
-                               std::fabs(b.value - middle.value) > tolerance;
+        const bool allDiffer = Differ(a, b) && Differ(a, middle) && Differ(b, middle);
         double step = allDiffer ? InverseQuadraticStep(a, middle, b) : a.r;
         replaceEnd(middle);
         if (!(step > a.r && step < b.r)) {

@@ -20,7 +20,8 @@ inline double ValueAt(const Quartic& c, double r)
 }
 
 /// A root of the quartic in [low, high]; none when the values at both ends have the same sign, or
-/// after 200 rounds that did not narrow it down to `tolerance`.
+/// after 200 rounds that did not narrow it down to `tolerance`: as a share of r, or a value as a
+/// share of the sum of the magnitudes of its terms.
 std::optional<double> RootBetween(const Quartic& quartic, double low, double high,
                                   double tolerance);
 

@@ -3,6 +3,7 @@
 #include "mathbase/Values_Impl.h"
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <utility>
 
@@ -106,7 +107,10 @@ ContactReport ConvexToolContact::DropAt(const VecBase<2, double>& xy,
 bool ConvexToolContact::DropTo(const VecBase<3, double>& point,
                                const std::vector<VecBase<3, double>>& soup) const
 {
-    return point.z() >= DropToHeight(point.z(), {point.x(), point.y()}, soup).height;
+    // A triangle that holds the tool at just this height answers nothing: one with a lower top may
+    // hold it higher. Only a height above it ends the drop.
+    const double limit = std::nextafter(point.z(), std::numeric_limits<double>::infinity());
+    return point.z() >= DropToHeight(limit, {point.x(), point.y()}, soup).height;
 }
 
 ContactReport ConvexToolContact::DropToHeight(double limit, const VecBase<2, double>& xy,

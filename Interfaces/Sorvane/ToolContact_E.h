@@ -33,6 +33,10 @@ namespace Velk::Math::Sorvane::Mill {
 ///
 /// Of a profile that turns back toward the axis above its widest place (a taper angle below 0) the part
 /// below that place counts: what comes down from above meets nothing else.
+///
+/// A lower corner angle above pi / 2 makes a tool that is hollow at its tip and not convex. Of an edge
+/// that falls outward, into the part of the corner that falls too, only the higher end counts, and
+/// the tip may come out too low.
 class SORVANE_API ConvexToolContact {
 public:
     /// Where the tool stopped.
@@ -70,8 +74,9 @@ public:
                          const std::vector<VecBase<3, double>>& soup) const;
 
     /// Can the tip stand at `point`, with the soup nowhere above the profile? True when the point's
-    /// z is at least the height of the drop there, and where nothing is touched. Ends early where
-    /// it can. NaN gives false.
+    /// z is at least the height of the drop there, and where nothing is touched. Ends at the first
+    /// triangle that holds the tool above the point; one that holds it at the point's very height
+    /// leaves the others to be asked. A z of NaN gives false.
     bool DropTo(const VecBase<3, double>& point, const std::vector<VecBase<3, double>>& soup) const;
 
     /// The same for the facets alone, without their edges, in the order of the soup. Ends with the

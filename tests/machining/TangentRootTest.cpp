@@ -62,6 +62,19 @@ TEST(TangentRoot, AFlatStartIsCrossedAllTheSame)
     EXPECT_NEAR(*found, std::sqrt(std::sqrt(1e-9)), 1e-9);
 }
 
+TEST(TangentRoot, SmallValuesAreNoRoots)
+{
+    // r^2 (r^2 - d^2): near 0 all values are small, and none of them is 0 but at 0 and d.
+    for (const double low : {1e-12, 1e-9, 2.5e-7, 1e-5}) {
+        for (const double d : {1e-4, 0.01, 0.1, 0.5}) {
+            SCOPED_TRACE(testing::Message() << low << ' ' << d);
+            const auto found = RootBetween(WithRoots(d, -d, 0.0, 0.0), low, 1.0, kTolerance);
+            ASSERT_TRUE(found);
+            EXPECT_NEAR(*found, d, 1e-14 * d);
+        }
+    }
+}
+
 TEST(TangentRoot, HostileNumbersEnd)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();

@@ -282,6 +282,27 @@ TEST(ToolContact, ASteepEdgeThatAllButMeetsTheAxis)
     EXPECT_NEAR(Tool(FlatTool(5)).DropEdgesToHeight(kMost, kOrigin, edge).height, 5000.0, 1e-8);
 }
 
+TEST(ToolContact, ABallOnAnEdgeThatPassesCloseToTheAxis)
+{
+    // Coordinates of single precision put edges a few millionths beside positions of double
+    // precision. The center of the ball is R from the edge, whose distance from the axis is far too
+    // small to matter: R sqrt(1 + s^2) above the place of the edge below it.
+    for (const double radius : {0.5, 5.0, 50.0}) {
+        const Exposed ball = Tool(BallTool(radius));
+        for (const double beside : {1.1e-6, 2e-6, 5e-6, 2e-5}) {
+            for (const double slope : {1e-4, 0.01, 0.16, 1.0}) {
+                SCOPED_TRACE(testing::Message() << radius << ' ' << beside << ' ' << slope);
+                const double far = 2 * radius;
+                const std::vector<Vec3d> edge{{-far, beside, -slope * far},
+                                              {far, beside, slope * far}};
+                const double expected = radius * (std::sqrt(1 + slope * slope) - 1);
+                EXPECT_NEAR(ball.DropEdgesToHeight(kInfinity, kOrigin, edge).height, expected,
+                            1e-9);
+            }
+        }
+    }
+}
+
 TEST(ToolContact, ANearlyLevelEdgeIsTheHyperbolaAllTheSame)
 {
     // b2 = 0.81e-10: told as flat, but the chord from its vertex to its end lies below it by 5e-6.
@@ -371,6 +392,21 @@ TEST(ToolContact, DropToComparesWithTheHeightFound)
     EXPECT_FALSE(ball.DropTo({0, 0, std::nextafter(height, -1.0)}, slope));
     EXPECT_FALSE(ball.DropTo({0, 0, kNaN}, slope));
     EXPECT_FALSE(ball.DropTo({0, 0, -kInfinity}, slope));
+}
+
+TEST(ToolContact, DropToAsksOnBeyondATriangleThatHoldsTheToolAtJustThatHeight)
+{
+    // The top edge of the wall, at z = 10, grazes the ball's widest place and holds its tip at 5.
+    // The floor below the tip has the lower top and holds it at 6.
+    const Exposed ball = Tool(BallTool(5));
+    const Soup wall{{5, -50, 10}, {5, 50, 10}, {5, 0, 0}};
+    ASSERT_EQ(ball.DropAt(kOrigin, wall).height, 5.0);
+    EXPECT_TRUE(ball.DropTo({0, 0, 5}, wall));
+    Soup both = wall;
+    both.insert(both.end(), {{-1, -1, 6}, {1, -1, 6}, {0, 2, 6}});
+    ASSERT_EQ(ball.DropAt(kOrigin, both).height, 6.0);
+    EXPECT_FALSE(ball.DropTo({0, 0, 5}, both));
+    EXPECT_TRUE(ball.DropTo({0, 0, 6}, both));
 }
 
 TEST(ToolContact, ConstDropsAreDeclaredConst)
@@ -491,6 +527,32 @@ TEST(ToolContact, ACornerThatBeginsBeyondItsLowestPoint)
     EXPECT_NEAR(contact.DropAt(kOrigin, Plane(0, 1)).height, r - z, 1e-13);
     // A gentler slope meets the kink.
     EXPECT_NEAR(contact.DropAt(kOrigin, Plane(0, 0.25)).height, 0.5, 1e-13);
+}
+
+TEST(ToolContact, ACornerThatTurnsBackFromTheTipIsNotTouchedFromAbove)
+{
+    // It begins above its center and goes up and inward: the flat of the tip is all there is below.
+    const ConvexToolContact tool(
+        {.tipRadius = 2, .lowerCornerRadius = 1, .lowerCornerAngle = -0.5, .taperAngle = -1});
+    EXPECT_EQ(tool.DropAt(kOrigin, Plane(0, 0)).height, 0.0);
+}
+
+TEST(ToolContact, EdgesAsFarFromTheAxisAtBothEndsBlockWithTheHigherOne)
+{
+    // They run across the direction to the axis, so that the distance of their ends from it differs
+    // by the square of their length: by no digit, or by the last one to either side.
+    const Exposed flat = Tool(FlatTool(50));
+    Support::Random random(92);
+    for (int trial = 0; trial < 2000; ++trial) {
+        SCOPED_TRACE(trial);
+        const double r = random.Between(1, 40);
+        const double angle = random.Between(0, 6);
+        const Vec3d across{-std::sin(angle), std::cos(angle), random.Between(-1e8, 1e8)};
+        const Vec3d p{r * std::cos(angle), r * std::sin(angle), 3};
+        const Vec3d q = p + across * random.Between(-1e-7, 1e-7);
+        EXPECT_EQ(flat.DropEdgesToHeight(kInfinity, kOrigin, {p, q}).height,
+                  std::max(p.z(), q.z()));
+    }
 }
 
 // --- hostile input
