@@ -181,7 +181,7 @@ TEST(ToolOffset, CornerAtTheEndOfAnArcHasItsOwnNormals)
 {
     const ConvexToolOffset offset(Tool{2, 4, kHalfPi, 0, 30 * kRadians, 0, 20});
     const double x = 2 + 4 * std::cos(30 * kRadians);
-    for (const double degrees : {61.0, 75.0, 89.0}) {
+    for (const double degrees : {60.001, 61.0, 75.0, 89.0}) {
         ExpectPoint(offset.OffsetFrom({0, 0, 0}, NormalAt(degrees * kRadians, 0)), {x, 0, -2});
     }
 }
@@ -194,6 +194,28 @@ TEST(ToolOffset, NormalsAreNotNormalizedOnArcs)
     EXPECT_EQ(flat.OffsetFrom({0, 0, 0}, {0, 0, 2}), (Vec3d{}));
     // A zero normal has the polar angle 0, that of an upright wall.
     EXPECT_EQ(flat.OffsetFrom({0, 0, 0}, {0, 0, 0}), (Vec3d{0, 0, -10}));
+}
+
+// An outline that goes on over the top and down the axis ends with a normal of pi, not of -pi.
+TEST(ToolOffset, OutlineClosedAlongTheAxisIsConvex)
+{
+    const ConvexToolOffset offset(ChainThrough({{0, 0}, {4, 0}, {4, 10}, {0, 10}, {0, 0}}));
+    ASSERT_FALSE(offset.IsEmpty());
+    ExpectPoint(offset.OffsetFrom({1, 2, 3}, NormalAt(0.3, 0)), {5, 2, 3});
+    ExpectPoint(offset.OffsetFrom({1, 2, 3}, {1, 0, 0}), {5, 2, -7});
+}
+
+// A corner over no angle is an arc of length 0 in the chain, and a vertex of the tool.
+TEST(ToolOffset, CornersOverNoAngle)
+{
+    const ConvexToolOffset lower(Tool{4, 2, 0.5, 3, 0.5, 0, 0});
+    const ConvexToolOffset upper(Tool{4, 0, 0, 9, 0, 2, 0});
+    ASSERT_FALSE(lower.IsEmpty());
+    ASSERT_FALSE(upper.IsEmpty());
+    for (const double steepness : {1e-6, 0.2, 1.0}) { // the rim's as far as pi / 2 - 0.5
+        ExpectPoint(lower.OffsetFrom({}, NormalAt(steepness, 0)), {4, 0, 0});
+        ExpectPoint(upper.OffsetFrom({}, NormalAt(steepness, 0)), {4, 0, 0});
+    }
 }
 
 // --- empty ones ---------------------------------------------------------------------------------
