@@ -58,6 +58,9 @@ Fan FanOf(const Element& element)
     return {angle, angle, kRoundings * size / element.Length()};
 }
 
+/// Does a query take the segment's end, and not its start?
+bool IsSlanted(const Element& segment) { return segment.StartTangent().y() > kLengthFloor<double>; }
+
 /// Has the element no direction?
 bool IsShort(const Element& element)
 {
@@ -85,9 +88,9 @@ public:
             const bool isSliver = i == capFrom && chain.elements.size() > i + 1;
             Append(element, isSliver ? Fan{last_, last_, 0} : FanOf(element));
         }
-        // A flat alone has its rim.
-        if (isConvex_ && entries_.size() == 1 && isTipFlat_) {
-            AddCorner(last_ + kAngleFloor, chain.elements.front().EndPoint());
+        // Flats alone have their rim.
+        if (isConvex_ && endsInFlat_ && last_ < 0) {
+            AddCorner(last_ + kAngleFloor, chain.elements.back().EndPoint());
         }
         return isConvex_ ? std::move(entries_) : std::vector<Entry>{};
     }
@@ -126,20 +129,19 @@ private:
             AddCornerBefore(element.StartPoint());
         }
         Add(start, element);
-        isTipFlat_ = isFirst && arc == nullptr &&
-                     std::fabs(element.EndPoint().y() - element.StartPoint().y()) <= kAngleFloor;
-        wasArc_ = arc != nullptr;
+        endsInFlat_ = arc == nullptr && !IsSlanted(element);
+        endsInArc_ = arc != nullptr;
         last_ = std::max(start, fan.last);
         rounding_ = fan.rounding;
     }
 
     /// A slanted segment stands for the corner at its end, since it is its end that it is asked
-    /// for. The tip flat and an arc don't.
+    /// for. A flat, of which a tip may have several, and an arc don't.
     void AddCornerBefore(const Vec2d& point)
     {
-        if (isTipFlat_) {
+        if (endsInFlat_) {
             AddCorner(last_ + kAngleFloor, point);
-        } else if (wasArc_) {
+        } else if (endsInArc_) {
             AddCorner(last_, point);
         }
     }
@@ -158,8 +160,8 @@ private:
     std::vector<Entry> entries_;
     double last_ = 0; ///< angle of the normal where the profile ends so far
     double rounding_ = 0;
-    bool isTipFlat_ = false; ///< of the last element: is it the flat at the tip?
-    bool wasArc_ = false;    ///< is it an arc?
+    bool endsInFlat_ = false; ///< is the last element a segment of which its start is asked for?
+    bool endsInArc_ = false;  ///< is it an arc?
     bool isConvex_ = true;
 };
 
@@ -206,8 +208,7 @@ Vec3d ConvexToolOffset::OffsetFrom(const Vec3d& point, const Vec3d& normal) cons
         return point + normal * Geometry::Radius(*arc) - Vec3d{c.x() * u.x(), c.x() * u.y(), c.y()};
     }
     const Geometry::SegBase<double>& segment = *element.AsSegment();
-    const bool isSlanted = element.StartTangent().y() > kLengthFloor<double>;
-    const Vec2d& s = isSlanted ? segment.end : segment.start;
+    const Vec2d& s = IsSlanted(element) ? segment.end : segment.start;
     return point - Vec3d{s.x() * u.x(), s.x() * u.y(), s.y()};
 }
 

@@ -27,6 +27,9 @@ using Element = Planar::ArcSegBase<double>;
 /// Vertices that a merged element is measured at: a merge then costs the same however long it is.
 constexpr int kMostMeasured = 24;
 
+/// Part of the tolerance by which a tool may be moved to make it convex.
+constexpr double kSlightShare = 0.01;
+
 /// An element and the vertices of the hull that it stands for.
 struct Stretch {
     Element element;
@@ -215,6 +218,7 @@ public:
             }
             lastTangent_ = element.EndTangent();
         }
+        TurnBackToConvex();
         return tool_;
     }
 
@@ -225,6 +229,22 @@ private:
     static double FromAxis(const Vec2d& direction)
     {
         return std::atan2(direction.x(), direction.y());
+    }
+
+    /// Rounding and noise of the points leave the start of a corner below the level, or a wall
+    /// leaning inward: a right turn, which makes the profile none of a convex tool. Where it is so
+    /// slight that a hundredth of the tolerance can't tell, it is taken out.
+    void TurnBackToConvex()
+    {
+        const double slight = kSlightShare * tolerance_;
+        const double dip = tool_.lowerCornerAngle - kPi<double> / 2;
+        if (dip > 0 && dip * tool_.lowerCornerRadius <= slight) {
+            tool_.lowerCornerAngle = kPi<double> / 2;
+        }
+        const double lean = -tool_.taperAngle;
+        if (lean > 0 && lean * (tool_.lowerCornerRadius + tool_.taperHeight) <= slight) {
+            tool_.taperAngle = 0;
+        }
     }
 
     bool AreEqual(const Vec2d& a, const Vec2d& b) const { return Matches(a, b, tolerance_); }

@@ -131,6 +131,11 @@ namespace Velk::Math::Sorvane::Mill {
 /// of an outline that goes on over the top counts in the deviations only, so that it can spoil these (a
 /// closed rectangle misses by the lesser of width and height) but not the tool.
 ///
+/// Where rounding or noise would have the tool turn right, at the start of the lower corner or along a
+/// wall that leans inward, this is taken out as long as it moves the profile by no more than a hundredth
+/// of the tolerance. What leans more is left: rarely, and mostly in scans, the angle A of the result is
+/// a little above pi/2.
+///
 /// A fit never fails: the deviations of the report tell how good it is. An empty polyline, coordinates
 /// that are not finite or whose squares overflow give a tool of all zeros and the largest finite T as
 /// deviations; a single point, of which no tool has a profile, gives these deviations too. Without

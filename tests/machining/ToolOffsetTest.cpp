@@ -82,6 +82,44 @@ TEST(ToolOffset, FlatEndOnATiltedPlaneTouchesWithItsRim)
     }
 }
 
+Chain ChainThrough(const std::vector<Vec2d>& points)
+{
+    Chain chain;
+    for (std::size_t i = 1; i < points.size(); ++i) {
+        chain.AppendSegment(points[i - 1], points[i]);
+    }
+    return chain;
+}
+
+// Drawn in two, level but for the rounding of its coordinates, or falling outward as the face of a
+// cutter that is ground hollow.
+TEST(ToolOffset, RimOfATipThatIsNotOneLevelSegment)
+{
+    for (const std::vector<Vec2d>& tip :
+         {std::vector<Vec2d>{{0, 0}, {2, 0}, {4, 0}}, std::vector<Vec2d>{{0, 0}, {4, -3e-12}},
+          std::vector<Vec2d>{{0, 0}, {4, 3e-12}},
+          std::vector<Vec2d>{{0, 0}, {1, 0}, {2, 0}, {4, 0}},
+          std::vector<Vec2d>{{0, 0.25}, {4, 0}}}) {
+        for (const bool hasWall : {true, false}) {
+            std::vector<Vec2d> points = tip;
+            if (hasWall) {
+                points.push_back({4, 10});
+            }
+            const ConvexToolOffset offset(ChainThrough(points));
+            ASSERT_FALSE(offset.IsEmpty());
+            for (const double steepness : {1e-9, 0.01, 0.5, 1.5}) {
+                ExpectPoint(offset.OffsetFrom({1, 2, 3}, NormalAt(steepness, 0)), {5, 2, 3}, 1e-11);
+            }
+        }
+    }
+    // The lowest points of the hollow one are on its rim.
+    const ConvexToolOffset hollow(ChainThrough({{0, 0.25}, {4, 0}, {4, 10}}));
+    EXPECT_EQ(hollow.OffsetFrom({1, 2, 3}, {0, 0, 1}), (Vec3d{1, 2, 3}));
+    // A level plane touches a tip in two like one in one, at its center.
+    const ConvexToolOffset split(ChainThrough({{0, 0}, {2, 0}, {4, 0}, {4, 10}}));
+    EXPECT_EQ(split.OffsetFrom({1, 2, 3}, {0, 0, 1}), (Vec3d{1, 2, 3}));
+}
+
 // Center of the corner's circle at radius 3 and height 2: the tip is at p + 2 n + 3 toward the axis
 // - 2 up.
 TEST(ToolOffset, BullNoseTouchesWithItsCorner)
@@ -143,7 +181,7 @@ TEST(ToolOffset, CornerAtTheEndOfAnArcHasItsOwnNormals)
 {
     const ConvexToolOffset offset(Tool{2, 4, kHalfPi, 0, 30 * kRadians, 0, 20});
     const double x = 2 + 4 * std::cos(30 * kRadians);
-    for (const double degrees : {61.0, 75.0, 89.0}) {
+    for (const double degrees : {60.001, 61.0, 75.0, 89.0}) {
         ExpectPoint(offset.OffsetFrom({0, 0, 0}, NormalAt(degrees * kRadians, 0)), {x, 0, -2});
     }
 }
@@ -158,6 +196,28 @@ TEST(ToolOffset, NormalsAreNotNormalizedOnArcs)
     EXPECT_EQ(flat.OffsetFrom({0, 0, 0}, {0, 0, 0}), (Vec3d{0, 0, -10}));
 }
 
+// An outline that goes on over the top and down the axis ends with a normal of pi, not of -pi.
+TEST(ToolOffset, OutlineClosedAlongTheAxisIsConvex)
+{
+    const ConvexToolOffset offset(ChainThrough({{0, 0}, {4, 0}, {4, 10}, {0, 10}, {0, 0}}));
+    ASSERT_FALSE(offset.IsEmpty());
+    ExpectPoint(offset.OffsetFrom({1, 2, 3}, NormalAt(0.3, 0)), {5, 2, 3});
+    ExpectPoint(offset.OffsetFrom({1, 2, 3}, {1, 0, 0}), {5, 2, -7});
+}
+
+// A corner over no angle is an arc of length 0 in the chain, and a vertex of the tool.
+TEST(ToolOffset, CornersOverNoAngle)
+{
+    const ConvexToolOffset lower(Tool{4, 2, 0.5, 3, 0.5, 0, 0});
+    const ConvexToolOffset upper(Tool{4, 0, 0, 9, 0, 2, 0});
+    ASSERT_FALSE(lower.IsEmpty());
+    ASSERT_FALSE(upper.IsEmpty());
+    for (const double steepness : {1e-6, 0.2, 1.0}) { // the rim's as far as pi / 2 - 0.5
+        ExpectPoint(lower.OffsetFrom({}, NormalAt(steepness, 0)), {4, 0, 0});
+        ExpectPoint(upper.OffsetFrom({}, NormalAt(steepness, 0)), {4, 0, 0});
+    }
+}
+
 // --- empty ones ---------------------------------------------------------------------------------
 
 TEST(ToolOffset, EmptyObjects)
@@ -167,15 +227,6 @@ TEST(ToolOffset, EmptyObjects)
         EXPECT_TRUE(offset.IsEmpty());
         EXPECT_EQ(offset.OffsetFrom({1, 2, 3}, {0, 0, 1}), (Vec3d{}));
     }
-}
-
-Chain ChainThrough(const std::vector<Vec2d>& points)
-{
-    Chain chain;
-    for (std::size_t i = 1; i < points.size(); ++i) {
-        chain.AppendSegment(points[i - 1], points[i]);
-    }
-    return chain;
 }
 
 TEST(ToolOffset, ProfilesThatTurnRightAreEmpty)

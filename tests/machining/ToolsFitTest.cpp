@@ -2,6 +2,7 @@
 // containment are computed by brute force, without the library's.
 
 #include <Sorvane/PolyArcSeg_E.h>
+#include <Sorvane/ToolOffset_E.h>
 #include <Sorvane/Tools_E.h>
 
 #include "tests/support/FailingAllocation.h"
@@ -315,6 +316,27 @@ TEST(ConvexToolFromPolyline, FarFromTheOriginAndAnySize)
             EXPECT_NEAR(report.tool.lowerCornerRadius / size, 1, 1e-5);
             EXPECT_NEAR(report.tool.upperCornerRadius / size, 3, 1e-5);
         }
+    }
+}
+
+// One outline of seven gave a corner that began 1e-9 beyond the quarter turn, to the right of the
+// flat: a tool of which the offset was empty.
+TEST(ConvexToolFromPolyline, ToolsOfOutlinesFarFromTheOriginAreConvex)
+{
+    Random random(3);
+    for (int trial = 0; trial < Support::Rounds(500); ++trial) {
+        SCOPED_TRACE(trial);
+        ConvexTool drawn = RandomTool(random);
+        drawn.shankLength += 1;
+        Points points = Planar::ToPolyline(drawn, 1e-3).points;
+        for (Vec2d& p : points) {
+            p += Vec2d{1e6, -1e6};
+        }
+        const auto report = Mill::ConvexToolFromPolyline(points, 0.01);
+        EXPECT_LE(report.hullDeviation, 0.01);
+        EXPECT_LE(report.tool.lowerCornerAngle, kHalfPi);
+        EXPECT_GE(report.tool.taperAngle, 0);
+        EXPECT_FALSE(Mill::ConvexToolOffset(report.tool).IsEmpty());
     }
 }
 

@@ -108,6 +108,20 @@ TYPED_TEST(Tools, AllElementsInTheirPlaces)
     ExpectPoint(chain.elements[4].EndPoint(), 4 + 2 * root, 11);
 }
 
+// From a start at 0.3 below the level of its center to an end at 0.8 below: downward, and no convex
+// tool.
+TYPED_TEST(Tools, CornerThatStartsAboveItsEndRunsClockwise)
+{
+    using T = TypeParam;
+    const auto chain =
+        Mill::PolyArcSegFromTool(Mill::ConvexStandardToolBase<T>{4, 2, T(0.3), 0, T(0.8), 0, 0});
+    ASSERT_EQ(chain.elements.size(), 2U);
+    EXPECT_NEAR(chain.elements[1].AsArc()->length, -1, kRounding<T>);
+    const auto end = chain.elements[1].EndPoint();
+    EXPECT_LT(end.y(), -0.8);
+    EXPECT_LT(end.x(), 4);
+}
+
 TYPED_TEST(Tools, CylindricalElementsInTheirPlaces)
 {
     using T = TypeParam;
