@@ -20,6 +20,10 @@ using Element = Planar::ArcSegBase<double>;
 /// Angles that differ by no more are equal, and a corner begins by as much beyond the element
 /// before it.
 constexpr double kAngleFloor = 1e-12;
+/// A corner drawn as 1.5708, or with an angle kept in `float`, starts this much below the level of
+/// the flat before it at most. It dips below the flat by 5e-11 of its radius, which is no other
+/// tool.
+constexpr double kDrawnAngle = 1e-5;
 /// Length of the sliver between an arc that ends a profile and the flat over the top.
 constexpr double kSliver = 2e-12;
 
@@ -116,7 +120,8 @@ private:
         const auto* const arc = element.AsArc();
         const double slack = kAngleFloor + fan.rounding + rounding_;
         // A turn to the left by more than half is one to the right.
-        const bool turnsLeft = entries_.empty() || (fan.first >= last_ - slack &&
+        const double backward = arc != nullptr ? std::max(slack, kDrawnAngle) : slack;
+        const bool turnsLeft = entries_.empty() || (fan.first >= last_ - backward &&
                                                     fan.first <= last_ + kPi<double> + slack);
         isConvex_ =
             turnsLeft && (arc == nullptr || arc->length >= 0) && fan.last <= kPi<double> + slack;

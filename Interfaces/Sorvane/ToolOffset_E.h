@@ -1,7 +1,8 @@
 // Where a tool's tip stands when the tool touches a surface at a given point.
 //
 //     const Mill::ConvexToolOffset offset(tool);
-//     const Vec3d tip = offset.OffsetFrom(contact, normal);     // cutter contact to cutter location
+//     const Vec3d tip = offset.OffsetFrom(contact, normal);     // cutter contact to cutter
+//     location
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
@@ -13,11 +14,11 @@
 
 namespace Velk::Math::Sorvane::Mill {
 
-/// The half profile of a convex tool by the directions of its normals. The tool's axis is that of z,
-/// upward.
+/// The half profile of a convex tool by the directions of its normals. The tool's axis is that of
+/// z, upward.
 ///
-/// A profile is convex, so that each normal belongs to one element of it or to one corner: a query is
-/// a binary search. One object may serve many threads.
+/// A profile is convex, so that each normal belongs to one element of it or to one corner: a query
+/// is a binary search. One object may serve many threads.
 class SORVANE_API ConvexToolOffset {
 public:
     /// Empty.
@@ -25,8 +26,9 @@ public:
 
     /// Of a profile in (radius, height), from the axis outward and upward. Empty for an empty chain
     /// and for one that turns right somewhere, by more than 1e-12 radians and the rounding of its
-    /// coordinates, runs an arc clockwise, goes round by more than a normal can, or has coordinates
-    /// that are not finite. O(n) for n elements.
+    /// coordinates (where an arc begins by more than 1e-5, so that a corner angle of 1.5708 or of
+    /// the `float` next to pi / 2 is a quarter turn), runs an arc clockwise, goes round by more
+    /// than a normal can, or has coordinates that are not finite. O(n) for n elements.
     ///
     /// A profile that ends in an arc is closed over the top, by a flat to the axis. Segments no
     /// longer than 1e-12, and arcs of such a radius, have no direction and count as not there.
@@ -51,11 +53,11 @@ public:
     ///
     /// Of flat parts of the tool a definite point touches: of a flat tip its center, of slanted and
     /// upright parts the upper end. Normals steeper than all of the profile's, at a tip without a
-    /// flat, belong to the first element: of a cone that is its upper end too, of an arc its circle.
-    /// Downward ones that it does not reach belong to the last. A normal of another length is taken
-    /// as it is on arcs, which then are out by the radius times what it is too long. A vertical one
-    /// has no direction in plan; shorter ones than 1e-12 have none at all and touch as if at the
-    /// side. O(log n), without an allocation.
+    /// flat, belong to the first element: of a cone that is its upper end too, of an arc its
+    /// circle. Downward ones that it does not reach belong to the last. A normal of another length
+    /// is taken as it is on arcs, which then are out by the radius times what it is too long. A
+    /// vertical one has no direction in plan; shorter ones than 1e-12 have none at all and touch as
+    /// if at the side. O(log n), without an allocation.
     Vec3d OffsetFrom(const Vec3d& point, const Vec3d& normal) const;
 
 private:

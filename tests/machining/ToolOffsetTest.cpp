@@ -218,6 +218,24 @@ TEST(ToolOffset, CornersOverNoAngle)
     }
 }
 
+// Four decimals of pi / 2, and the nearest float, are a hair more than it: the quarter turn that
+// they mean. A hundredth of a degree more is meant as it is, and turns right.
+TEST(ToolOffset, QuarterTurnsThatWereRoundedUp)
+{
+    const ConvexToolOffset exact(Tool{3, 2, kHalfPi, 0, 0, 0, 9});
+    for (const double angle : {1.5708, static_cast<double>(static_cast<float>(kHalfPi))}) {
+        const ConvexToolOffset rounded(Tool{3, 2, angle, 0, 0, 0, 9});
+        ASSERT_FALSE(rounded.IsEmpty());
+        for (const double steepness : {0.0, 1e-6, 0.01, 0.7, 1.5}) {
+            ExpectPoint(rounded.OffsetFrom({1, 2, 3}, NormalAt(steepness, 0.4)),
+                        exact.OffsetFrom({1, 2, 3}, NormalAt(steepness, 0.4)), 2 * 1e-5);
+        }
+        // No lower than the tip on a level face.
+        EXPECT_GE(rounded.OffsetFrom({}, {0, 0, 1}).z(), -1e-9);
+    }
+    EXPECT_TRUE(ConvexToolOffset(Tool{3, 2, kHalfPi + 2e-4, 0, 0, 0, 9}).IsEmpty());
+}
+
 // --- empty ones ---------------------------------------------------------------------------------
 
 TEST(ToolOffset, EmptyObjects)
