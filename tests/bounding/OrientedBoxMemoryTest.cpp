@@ -19,12 +19,14 @@ namespace Bounding = Sorvane::Bounding;
 using Support::FailEachAllocationOfResult;
 
 /// `FailEachAllocationOfResult` for calls with thousands of allocations: after the first dozen only
-/// every so many of them. Returns how many were refused.
+/// every so many of them. Returns how many were refused and ended the call. A stable sort does
+/// without its buffer; then the result must be the same. Which allocation is that buffer's depends
+/// on the threads.
 template <class Call>
 std::size_t FailManyAllocationsOf(const Call& call)
 {
     const auto expected = call();
-    std::size_t refused = 0;
+    std::size_t ended = 0;
     for (std::size_t k = 1;; k += 1 + k / 12) {
         SCOPED_TRACE(k);
         bool hasThrown = false;
@@ -36,11 +38,10 @@ std::size_t FailManyAllocationsOf(const Call& call)
                 hasThrown = true;
             }
             if (!failure.HasFailed()) {
-                return refused;
+                return ended;
             }
         }
-        ++refused;
-        EXPECT_TRUE(hasThrown) << "nothing of it can be done without memory";
+        ended += hasThrown ? 1 : 0;
         EXPECT_EQ(call(), expected);
     }
 }
