@@ -241,11 +241,18 @@ void SmoothSeams(std::vector<Vec2d>& points, std::size_t i, std::size_t j)
 bool Untangle(std::vector<Vec2d>& points)
 {
     // Nothing proves that the number of crossings falls; curves of some points on a coarse grid are
-    // done after a few dozens of mirrorings. Where a layout comes back to the bit, as with a
-    // repeated point inside of another segment, which mirroring does not move, it would go on in
-    // that circle: a layout from before is kept, the latest whose number is a power of two, so that
-    // any circle is met.
+    // done after a few dozens of mirrorings. Where a layout comes back, as with a repeated point
+    // inside of another segment, which mirroring does not move, it would go on in that circle: a
+    // layout from before is kept, the latest whose number is a power of two, so that any circle is
+    // met. What rounding makes of a point that is mirrored there and back is far below the bound.
     const std::size_t mostMirrorings = 10'000 + 100 * points.size();
+    double size = 0;
+    for (const Vec2d& point : points) {
+        size = std::max(size, Math::Impl::LargestMagnitude(point));
+    }
+    const auto isSame = [same = kTolerance * size](const Vec2d& a, const Vec2d& b) {
+        return Vector::Matches(a, b, same);
+    };
     std::vector<Vec2d> before = points;
     Crossing crossing{};
     for (std::size_t count = 1; FindFirstCrossing(points, crossing); ++count) {
@@ -258,7 +265,8 @@ bool Untangle(std::vector<Vec2d>& points)
         const Vec2d bisector = ((points[j - 1] - points[j]) + (points[i] - points[i - 1])) * 0.5;
         Mirror(std::span(points).subspan(i, j - i), crossing.hit, bisector);
         SmoothSeams(points, i, j);
-        if (!AreUsable(points) || points == before) {
+        if (!AreUsable(points) ||
+            std::equal(points.begin(), points.end(), before.begin(), isSame)) {
             return false;
         }
         if (std::has_single_bit(count)) {

@@ -33,9 +33,10 @@ namespace Velk::Math::Sorvane::MeshUtils {
 /// Smoothing levels out what the curve has there: only a curve that crosses nothing keeps its shape.
 ///
 /// Empty: fewer than four points; an open curve; points that lie on one line, are not finite or lie
-/// beyond 1e150; segments that run along each other at the first crossing that is found. Nothing
-/// proves that the mirroring comes to its end (no curve is known for which it does not): after 10,000
-/// mirrorings and 100 for each point the result is empty, too.
+/// beyond 1e150; segments that run along each other at the first crossing that is found; and a curve
+/// whose mirroring comes to no end. That is one with a repeated point inside of another of its segments,
+/// which no mirroring moves away: drop repeats first (`Vector::RemoveRepeats`). It is known by a layout
+/// that comes back, and for the rest by 10,000 mirrorings and 100 for each point.
 ///
 /// For n points a mirroring takes O(n) steps for the smoothing, some 200 for each point, and a search
 /// for the next crossing in O(n log^2 n), whatever the arrangement; usual curves need none or a few.
