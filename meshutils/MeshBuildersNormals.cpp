@@ -127,60 +127,86 @@ struct NearPair {
     }
 };
 
-/// For each direction the one that it is dropped for, -1 for those that are kept: of pairs within
-/// `reach` the later one, nearest pairs first, until more than a quarter of all are dropped.
-///
-/// Pairs are gathered in shells of growing distance. Where directions are dense the quarter is full
-/// after the first of them, long before all pairs within reach have been listed.
-std::vector<int> DroppedFor(const std::vector<Vec3d>& directions, double reach)
-{
-    constexpr double kFirstShell = 0x1p-36;
-    constexpr double kGrowth = 64;
-    constexpr double kRounding = 1e-14; // more than arc and rounded cosine can differ by
-    const Representatives representatives(directions);
-    const std::size_t most = directions.size() / 4;
-    std::vector<int> droppedFor(directions.size(), -1);
-    std::size_t count = 0;
-    // What lies within reach has a dot product of at least this.
-    const double least = reach < kPi<double> ? std::cos(std::max(reach, 0.0)) - kRounding
-                                             : -std::numeric_limits<double>::infinity();
-    const double widest = 1 - std::max(least, -2.0);
-    double inner = -std::numeric_limits<double>::infinity();
-    std::vector<NearPair> pairs;
-    for (double share = kFirstShell;; share *= kGrowth) {
-        const bool isLast = share >= 1;
-        const double outer =
-            isLast ? std::numeric_limits<double>::infinity() : std::min(1.0, share) * widest;
-        pairs.clear();
-        for (int i = 0; i < static_cast<int>(directions.size()); ++i) {
-            // The dot product of a gap is found again but for a rounding.
-            const double leastOfShell = isLast ? least : 1 - outer - kRounding;
-            representatives.VisitBehind(i, leastOfShell, [&](int other, double dot) {
-                const double gap = 1 - dot;
-                if (gap > inner && gap <= outer) {
-                    pairs.push_back({gap, i, other});
+/// Finds out which directions to drop: of pairs within `reach` the later one, nearest pairs first,
+/// until more than a quarter of all are dropped.
+class Dropping {
+public:
+    Dropping(const std::vector<Vec3d>& directions, double reach)
+        : count_(static_cast<int>(directions.size())), reach_(reach), representatives_(directions),
+          droppedFor_(directions.size(), -1)
+    {
+    }
+
+    /// For each direction the one that it is dropped for, -1 for those that are kept.
+    std::vector<int> Run()
+    {
+        constexpr double kRounding = 1e-14; // more than arc and rounded cosine can differ by
+        constexpr double kWidest = 3.0;     // beyond all gaps
+        const double widest =
+            reach_ < kPi<double> ? 1 - std::cos(std::max(reach_, 0.0)) + kRounding : kWidest;
+        DropBetween(-kWidest, widest);
+        return std::move(droppedFor_);
+    }
+
+private:
+    /// Takes the pairs whose gap is in (inner, outer], the nearest first. False when it is over.
+    ///
+    /// Where directions are dense these may be nearly all pairs, and the quarter is dropped long
+    /// before the last of them: more than a few for each direction are taken in parts.
+    bool DropBetween(double inner, double outer)
+    {
+        constexpr double kPart = 1.0 / 64;
+        constexpr double kLeastPart = 1e-15;
+        std::vector<NearPair> pairs;
+        const std::size_t most = 1024 + 16 * droppedFor_.size();
+        const bool canPart = outer > kLeastPart;
+        for (int i = 0; i < count_; ++i) {
+            AddPairsOf(i, inner, outer, pairs);
+            if (pairs.size() > most && canPart) {
+                const double middle = std::max(inner, 0.0) + (outer - std::max(inner, 0.0)) * kPart;
+                if (!(middle > inner && middle < outer)) {
+                    continue;
                 }
-            });
+                pairs = {};
+                return DropBetween(inner, middle) && DropBetween(middle, outer);
+            }
         }
         std::sort(pairs.begin(), pairs.end());
-        for (const NearPair& pair : pairs) {
-            // The arc cosine of a dot product that rounding has made more than 1 is NaN: within
-            // reach.
-            if (std::acos(1 - pair.gap) > reach || count > most) {
-                return droppedFor;
-            }
-            int& dropped = droppedFor[static_cast<std::size_t>(pair.second)];
-            if (dropped < 0) {
-                dropped = pair.first;
-                ++count;
-            }
-        }
-        if (isLast) {
-            return droppedFor;
-        }
-        inner = outer;
+        return std::all_of(pairs.begin(), pairs.end(), [&](const NearPair& p) { return Drop(p); });
     }
-}
+
+    void AddPairsOf(int i, double inner, double outer, std::vector<NearPair>& pairs) const
+    {
+        // A gap stands for a dot product, but for a rounding.
+        constexpr double kRounding = 1e-15;
+        representatives_.VisitBehind(i, 1 - outer - kRounding, [&](int other, double dot) {
+            const double gap = 1 - dot;
+            if (gap > inner && gap <= outer) {
+                pairs.push_back({gap, i, other});
+            }
+        });
+    }
+
+    bool Drop(const NearPair& pair)
+    {
+        // The arc cosine of a dot product that rounding has made more than 1 is NaN: within reach.
+        if (std::acos(1 - pair.gap) > reach_ || dropped_ > count_ / 4) {
+            return false;
+        }
+        int& droppedFor = droppedFor_[static_cast<std::size_t>(pair.second)];
+        if (droppedFor < 0) {
+            droppedFor = pair.first;
+            ++dropped_;
+        }
+        return true;
+    }
+
+    int count_;
+    double reach_;
+    Representatives representatives_;
+    std::vector<int> droppedFor_;
+    int dropped_ = 0;
+};
 
 /// The normals rounded to the grid of directions with a step of half the resolution.
 std::vector<Vec3d> OnGrid(const std::vector<Vec3d>& normals, double resolution)
@@ -286,7 +312,7 @@ private:
     /// for.
     void DropNear()
     {
-        const std::vector<int> droppedFor = DroppedFor(directions_, reach_);
+        const std::vector<int> droppedFor = Dropping(directions_, reach_).Run();
         std::vector<int> numbers(directions_.size());
         std::size_t kept = 0;
         for (std::size_t i = 0; i < directions_.size(); ++i) {
