@@ -1,0 +1,340 @@
+// Points and polylines against a triangle mesh: signed distances, projection, crossings, and the
+// farthest points of two meshes. Each function makes a tree of the mesh and asks it side by side.
+
+#include <Sorvane/MeshDistances_E.h>
+#include <Sorvane/TriangleTree_E.h>
+#include <Velk/Math/Intersect_E.h>
+#include <Velk/Math/Vector_E.h>
+
+#include "mathbase/Intersect_Impl.h"
+#include "mathbase/NearestOnTriangle_Impl.h"
+#include "mathbase/Parallel_Impl.h"
+#include "mathbase/Values_Impl.h"
+#include "meshutils/MeshDistances_Impl.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <tuple>
+#include <vector>
+
+namespace Velk::Math::Sorvane::MeshUtils {
+namespace {
+
+using Impl::TriangleAt;
+using TriangleTree = Tree::QOFTriangleTree<3, double>;
+using Closest = TriangleTree::Closest;
+
+/// Within this a point counts as on its triangle, or level with its plane (as a sine).
+constexpr double kFrontTolerance = 1e-12;
+/// Widening of a triangle within which a line or a segment hits it.
+constexpr double kHitTolerance = 1e-12;
+/// By how much the box of a segment is grown on every side.
+constexpr double kBoxMargin = 1e-10;
+/// What the distances of one point to two triangles with a common edge may differ by in rounding,
+/// as a fraction of the distance.
+constexpr double kSameDistance = 1e-12;
+/// The same as a fraction of the largest coordinate.
+constexpr double kSamePlace = 64 * std::numeric_limits<double>::epsilon();
+/// z of a point that meets nothing.
+constexpr double kMissed = -std::numeric_limits<double>::max();
+/// Segments whose hits are gathered by one task.
+constexpr std::size_t kSegmentsPerTask = 256;
+
+bool IsEmptyMesh(const std::vector<Vec3d>& points, const std::vector<int>& indices)
+{
+    return indices.empty() || indices.size() % 3 != 0 || points.size() < 3;
+}
+
+/// A triangle that has a side to be on: the same question as that of `NearestOnTriangle`.
+bool HasPlane(const std::array<Vec3d, 3>& corner)
+{
+    const Vec3d ab = corner[1] - corner[0];
+    const Vec3d ac = corner[2] - corner[0];
+    const Vec3d normal = Intersect::Impl::NormalOf(ab, ac);
+    constexpr double kFlatSine = Intersect::Impl::kFlatSine;
+    return normal * normal > kFlatSine * kFlatSine * ((ab * ab) * (ac * ac));
+}
+
+/// Does `point`, whose nearest point on the triangle is `nearest`, lie behind the triangle?
+///
+/// The normal is scaled by the longest side before it is squared, so that neither very small nor
+/// very large triangles lose it.
+bool IsBehind(const std::array<Vec3d, 3>& corner, const Vec3d& point, const Vec3d& nearest)
+{
+    const double size = std::max({Math::Impl::LargestMagnitude(corner[1] - corner[0]),
+                                  Math::Impl::LargestMagnitude(corner[2] - corner[0]),
+                                  std::numeric_limits<double>::min()});
+    // Turned to the inside, as the way from the point to the surface is for a point outside.
+    const Vec3d inward =
+        Intersect::Impl::NormalOf((corner[2] - corner[0]) / size, (corner[1] - corner[0]) / size);
+    const Vec3d way = Vector::Normalized(nearest - point, kFrontTolerance);
+    return Vector::Normalized(inward, 0.0) * way < -kFrontTolerance;
+}
+
+/// The nearest triangle with area in place of each answer that has none, where it is as near. Such
+/// triangles are rare and mostly lie along the edges of others, which know their side.
+void PreferTrianglesWithArea(const std::vector<Vec3d>& points, const std::vector<int>& indices,
+                             const std::vector<Vec3d>& cloud, std::vector<Closest>& nearest)
+{
+    std::vector<std::size_t> flat;
+    for (std::size_t i = 0; i < nearest.size(); ++i) {
+        if (nearest[i].id >= 0 && !HasPlane(TriangleAt(points, indices, nearest[i].id))) {
+            flat.push_back(i);
+        }
+    }
+    if (flat.empty()) {
+        return;
+    }
+    TriangleTree tree;
+    for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
+        const int number = static_cast<int>(i / 3);
+        if (!Impl::AreSubscripts(points, indices, number)) {
+            continue;
+        }
+        const auto corner = TriangleAt(points, indices, number);
+        if (HasPlane(corner)) {
+            tree.AddTriangle(corner[0], corner[1], corner[2], number);
+        }
+    }
+    tree.Build();
+    std::vector<Vec3d> asked;
+    asked.reserve(flat.size());
+    for (const std::size_t i : flat) {
+        asked.push_back(cloud[i]);
+    }
+    const auto sided = tree.ClosestPoints(asked, std::numeric_limits<double>::infinity(), {});
+    for (std::size_t k = 0; k < flat.size(); ++k) {
+        const std::size_t i = flat[k];
+        const double distance = Length(nearest[i].point - cloud[i]);
+        const double largest = Math::Impl::LargestMagnitude(cloud[i]) + distance;
+        if (sided[k].id >= 0 && Length(sided[k].point - cloud[i]) <=
+                                    distance * (1 + kSameDistance) + largest * kSamePlace) {
+            nearest[i].id = sided[k].id;
+        }
+    }
+}
+
+/// The points of a polyline with those that are not usable replaced by the one before, at the
+/// beginning by the first one that is.
+std::vector<Vec3d> UsablePoints(const std::vector<Vec3d>& stream)
+{
+    std::vector<Vec3d> points = stream;
+    const auto first = std::find_if(points.begin(), points.end(),
+                                    [](const Vec3d& p) { return Math::Impl::IsUsable(p); });
+    Vec3d last = first == points.end() ? Vec3d{} : *first;
+    for (Vec3d& point : points) {
+        if (Math::Impl::IsUsable(point)) {
+            last = point;
+        } else {
+            point = last;
+        }
+    }
+    return points;
+}
+
+/// The crossings of the segment from `p` to `q`, which begins at `parameter`, in triangle order.
+void AddSegmentHits(const TriangleTree& tree, const Mesh::IndexedPointsBase<3, double>& mesh,
+                    const Vec3d& p, const Vec3d& q, double parameter,
+                    std::vector<PointStreamClip>& hits)
+{
+    if (!Math::Impl::IsUsable(p) || !Math::Impl::IsUsable(q)) {
+        return;
+    }
+    Bounding::AxisAlignedBoundingBox<3, double> box;
+    for (int axis = 0; axis < 3; ++axis) {
+        box.min[axis] = std::min(p[axis], q[axis]) - kBoxMargin;
+        box.max[axis] = std::max(p[axis], q[axis]) + kBoxMargin;
+    }
+    for (const int number : tree.GetPossibleBoxCollisions(box)) {
+        const auto [a, b, c] = TriangleAt(mesh.points, mesh.indices, number);
+        Vec3d hit;
+        if (Intersect::SegmentTriangleHitPoint(a, b, c, p, q, &hit, kHitTolerance)) {
+            hits.push_back({hit, parameter + Length(hit - p), number});
+        }
+    }
+}
+
+std::vector<PointStreamClip> ClipStream(const TriangleTree& tree,
+                                        const Mesh::IndexedPointsBase<3, double>& mesh,
+                                        const std::vector<Vec3d>& stream, double tolerance)
+{
+    std::vector<PointStreamClip> clips;
+    if (stream.size() == 1) {
+        const Closest nearest = tree.ClosestPoint(stream[0], tolerance);
+        if (nearest.id >= 0) {
+            clips.push_back({nearest.point, 0.0, nearest.id});
+        }
+        return clips;
+    }
+    if (stream.empty()) {
+        return clips;
+    }
+    const std::vector<double> parameters = Vector::PointStreamParameters(
+        Math::Impl::AreUsable(stream) ? stream : UsablePoints(stream), false);
+    const std::size_t segments = stream.size() - 1;
+    // Every task has a list of its own, and the lists come together in the order of the segments.
+    std::vector<std::vector<PointStreamClip>> found((segments + kSegmentsPerTask - 1) /
+                                                    kSegmentsPerTask);
+    Parallel::Impl::ApplyParallel(std::size_t{0}, found.size(), [&](std::size_t task) {
+        const std::size_t last = std::min((task + 1) * kSegmentsPerTask, segments);
+        for (std::size_t i = task * kSegmentsPerTask; i < last; ++i) {
+            AddSegmentHits(tree, mesh, stream[i], stream[i + 1], parameters[i], found[task]);
+        }
+    });
+    for (const auto& hits : found) {
+        clips.insert(clips.end(), hits.begin(), hits.end());
+    }
+    std::stable_sort(clips.begin(), clips.end(),
+                     [](const PointStreamClip& a, const PointStreamClip& b) {
+                         return std::tie(a.parameter, a.facet) < std::tie(b.parameter, b.facet);
+                     });
+    return clips;
+}
+
+/// Position of the first of the largest numbers; 0 where there is none. NaN is passed over.
+std::size_t FirstLargest(const std::vector<double>& numbers)
+{
+    std::size_t place = 0;
+    double largest = -1.0;
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        if (numbers[i] > largest) {
+            largest = numbers[i];
+            place = i;
+        }
+    }
+    return place;
+}
+
+} // namespace
+
+// --- points and a mesh --------------------------------------------------------------------------
+
+/// A search of unbounded radius: it finds what a search that begins with a small radius and widens
+/// it finds, without depending on how far away the other points of the cloud are.
+std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
+                                         const std::vector<int>& indices,
+                                         const std::vector<Vec3d>& cloud, bool squared)
+{
+    std::vector<double> distances(cloud.size(), 0.0);
+    if (IsEmptyMesh(points, indices)) {
+        return distances;
+    }
+    const TriangleTree tree(points, indices);
+    if (tree.TriangleCount() == 0) {
+        return distances;
+    }
+    auto nearest = tree.ClosestPoints(cloud, std::numeric_limits<double>::infinity(), {});
+    if (!squared) {
+        PreferTrianglesWithArea(points, indices, cloud, nearest);
+    }
+    Parallel::Impl::ApplyParallelChunks(
+        std::size_t{0}, cloud.size(), [&](std::size_t from, std::size_t to) {
+            for (std::size_t i = from; i < to; ++i) {
+                const Closest& record = nearest[i];
+                if (!Math::Impl::IsUsable(cloud[i]) || record.id < 0) {
+                    distances[i] = std::numeric_limits<double>::quiet_NaN();
+                    continue;
+                }
+                const double squaredDistance = SquaredLength(record.point - cloud[i]);
+                const bool isNegative = !squared && IsBehind(TriangleAt(points, indices, record.id),
+                                                             cloud[i], record.point);
+                const double distance = squared ? squaredDistance : std::sqrt(squaredDistance);
+                distances[i] = isNegative ? -distance : distance;
+            }
+        });
+    return distances;
+}
+
+std::vector<Vec3d> ProjectCloudOnMesh(const std::vector<Vec3d>& points,
+                                      const std::vector<int>& indices,
+                                      const std::vector<Vec3d>& cloud, bool closest)
+{
+    if (IsEmptyMesh(points, indices) || cloud.empty()) {
+        return {};
+    }
+    const TriangleTree tree(points, indices);
+    std::vector<Vec3d> projected = cloud;
+    if (closest) {
+        const auto nearest = tree.ClosestPoints(cloud, std::numeric_limits<double>::infinity(), {});
+        for (std::size_t i = 0; i < cloud.size(); ++i) {
+            if (Math::Impl::IsUsable(cloud[i]) && nearest[i].id >= 0) {
+                projected[i] = nearest[i].point;
+            } else {
+                projected[i][2] = kMissed;
+            }
+        }
+        return projected;
+    }
+    const Vec3d down{0, 0, -1};
+    Parallel::Impl::ApplyParallelChunks(
+        std::size_t{0}, cloud.size(), [&](std::size_t from, std::size_t to) {
+            for (std::size_t i = from; i < to; ++i) {
+                projected[i][2] = kMissed;
+                if (!Math::Impl::IsUsable(cloud[i])) {
+                    continue;
+                }
+                for (const int number : tree.LineHits(cloud[i], down)) {
+                    const auto [a, b, c] = TriangleAt(points, indices, number);
+                    Vec3d hit;
+                    if (Intersect::RayTriangleHitPoint(a, b, c, cloud[i], down, &hit, nullptr, true,
+                                                       kHitTolerance) &&
+                        hit[2] > projected[i][2]) {
+                        projected[i] = hit;
+                    }
+                }
+            }
+        });
+    return projected;
+}
+
+// --- polylines and a mesh -----------------------------------------------------------------------
+
+PolyPointStreamClips ClipPolyPointStreamAgainstMesh(const Mesh::IndexedPointsBase<3, double>& mesh,
+                                                    const std::vector<std::vector<Vec3d>>& streams,
+                                                    double tolerance)
+{
+    PolyPointStreamClips clips(streams.size());
+    if (IsEmpty(mesh) || streams.empty()) {
+        return clips;
+    }
+    const TriangleTree tree(mesh.points, mesh.indices);
+    // Long polylines are divided within `ClipStream`, many short ones here.
+    Parallel::Impl::ApplyParallel(std::size_t{0}, streams.size(), [&](std::size_t i) {
+        clips[i] = ClipStream(tree, mesh, streams[i], tolerance);
+    });
+    return clips;
+}
+
+// --- two meshes, at their points ----------------------------------------------------------------
+
+HausdorffReport HausdorffDistances(const std::vector<Vec3d>& pointsA,
+                                   const std::vector<int>& indicesA,
+                                   const std::vector<Vec3d>& pointsB,
+                                   const std::vector<int>& indicesB)
+{
+    HausdorffReport report;
+    if (IsEmptyMesh(pointsA, indicesA) || IsEmptyMesh(pointsB, indicesB)) {
+        return report;
+    }
+    const auto first = CloudDistancesToMesh(pointsB, indicesB, pointsA, true);
+    const auto second = CloudDistancesToMesh(pointsA, indicesA, pointsB, true);
+    report.firstIndex = FirstLargest(first);
+    report.secondIndex = FirstLargest(second);
+    // In this form also where no distance is a number.
+    const auto root = [](double squared) { return squared > 0 ? std::sqrt(squared) : 0.0; };
+    report.firstDistance = root(first[report.firstIndex]);
+    report.secondDistance = root(second[report.secondIndex]);
+    return report;
+}
+
+double HausdorffDistance(const std::vector<Vec3d>& pointsA, const std::vector<int>& indicesA,
+                         const std::vector<Vec3d>& pointsB, const std::vector<int>& indicesB)
+{
+    const HausdorffReport report = HausdorffDistances(pointsA, indicesA, pointsB, indicesB);
+    return std::max(report.firstDistance, report.secondDistance);
+}
+
+} // namespace Velk::Math::Sorvane::MeshUtils
