@@ -87,6 +87,15 @@ inline constexpr AssertSite kDecimatedStarIsNotClosed{
 inline constexpr AssertSite kMaximizeAspectRatio{
     "MeshUtilities", 1252, "Velk::Math::Sorvane::MeshUtils::MaximizeAspectRatio"};
 
+/// `Mesh::MeshTracer::CollectPath` came to a triangle whose corners are not there; the line ends.
+inline constexpr AssertSite kTracedTriangleHasNoCorners{
+    "ProjectionImprinting_Impl", 734,
+    "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned __int64>::CollectPath"};
+/// It found no way out of a triangle; the line ends.
+inline constexpr AssertSite kTracedLineLeavesNoSide{
+    "ProjectionImprinting_Impl", 781,
+    "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned __int64>::CollectPath"};
+
 /// `Planar::BufferredUnion::GetUnfilteredPolylines` was called on an object that was moved from; it gives
 /// nothing.
 inline constexpr AssertSite kUnfilteredOfMovedFrom{
