@@ -47,7 +47,6 @@ public:
 
 private:
     Tree::QOFStorage<TriWrap> wraps_;
-    std::size_t enteredOneByOne_ = 0; // since contents were last arranged
 };
 
 } // namespace Velk::Math::Sorvane::Mesh::Impl

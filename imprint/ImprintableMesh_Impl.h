@@ -10,6 +10,7 @@
 
 #include "imprint/ImprintRecords_Impl.h"
 #include "imprint/ImprintSearchTree_Impl.h"
+#include "imprint/SplitHistory_Impl.h"
 
 #include <Sorvane/HalfEdgeMesh_E.h>
 
@@ -97,7 +98,7 @@ public:
 
     /// Forgets which pieces edges were split into. For the end of a path: places found from then on
     /// need no history, and edges' numbers are used again.
-    void ForgetSplits() { splitHistory_.clear(); }
+    void ForgetSplits() { splitHistory_.Clear(); }
 
     // --- paths ----------------------------------------------------------------------------------
 
@@ -120,9 +121,73 @@ public:
     void CollapseShortEdges(double limit, NodeReplacements& replaced);
 
 private:
+    using Base::EdgeAt;
+    using Base::FaceAt;
+    using Base::NodeAt;
+    using Base::Twin;
+
+    // What the pieces of a facet take over from it.
+    struct FacetWords {
+        int paint = 0;
+        bool marked = false;
+        Tag tag = 0;
+        int treeSlot = -1;
+    };
+
+    // Building.
+    void AddTriples(const std::vector<int>& indices, const std::vector<Tag>& tags);
+    int AddTriple(const std::vector<int>& corners);
+    void LinkFansWithThemselves();
+    void RememberPinchFans();
+
+    // The tree and the history.
+    SearchTree::Corners CornerPoints(int facet) const;
+    void EnterTree(int facet);
+    void LeaveTree(int treeSlot);
+    template <class Update>
+    void Follow(Update update);
+
+    // Cutting.
+    FacetWords WordsOf(int facet) const;
+    void SetWords(int facet, const FacetWords& words);
+    void TouchPairsAround(int node);
+    int PresentPiece(int halfEdge, const Vec3d& point) const;
+    bool IsEndOf(int halfEdge, MeshLocation& location) const;
+    bool LiesWithin(int facet, const Vec3d& point) const;
+    bool SplitEdgeAt(MeshLocation& location);
+    bool SplitFacetAt(MeshLocation& location);
+    bool SplitWhereFoundAgain(MeshLocation& location);
+    void KeepFan(int node, int halfEdge);
+
+    // Walking.
+    template <class Visit>
+    void VisitOutgoing(int node, Visit visit) const;
+    template <class Visit>
+    void VisitFacets(int node, Visit visit) const;
+    Vec3d NormalAt(int node) const;
+    ImprintPlane PlaneOf(const MeshLocation& from, const MeshLocation& to) const;
+    bool IsSamePlace(const MeshLocation& here, const MeshLocation& target) const;
+    bool IsBeside(int node, const MeshLocation& target) const;
+    MeshLocation NextPlace(const MeshLocation& here, const MeshLocation& from,
+                           const MeshLocation& to, const ImprintPlane& plane) const;
+    void TraceStep(const MeshLocation& from, const MeshLocation& to,
+                   std::vector<MeshLocation>& passed);
+
+    // Collapsing.
+    void CollapseTouched(double limit, NodeReplacements& replaced);
+    bool IsShort(int halfEdge, double limit) const;
+    bool CollapseInto(int halfEdge, NodeReplacements& replaced, std::vector<int>& moved);
+
     std::unique_ptr<SearchTree> tree_;
     double tolerance_ = 0;
-    std::unordered_map<int, std::vector<int>> splitHistory_; // pair (its even half-edge) to pieces
+    SplitHistory splitHistory_; // of pairs by their even half-edges
+
+    // A node's ring shows one of its fans of facets. Of nodes with several: half-edges that leave
+    // them, at least one of each fan, among others that don't any more.
+    std::unordered_map<int, std::vector<int>> fanStarts_;
+    // Pairs that may be as short as `scannedLimit_`; negative before edges were first looked at.
+    std::vector<int> touchedPairs_;
+    double scannedLimit_ = -1;
 };
 
 } // namespace Velk::Math::Sorvane::Mesh::Impl

@@ -111,6 +111,21 @@ inline constexpr AssertSite kAppendPolylinesToMovedFrom{
 inline constexpr AssertSite kProcessOfMovedFrom{
     "PlanarBoundaries_Impl", 975, "Velk::Math::Sorvane::Planar::BufferredUnion::Process"};
 
+/// An imprintable mesh left out a triple of points that it can't have as a triangle; it goes on with the
+/// next. Tag: the word on its facets.
+template <class Tag>
+inline constexpr AssertSite kTripleIsNotAdded{};
+/// The same for the mesh of `MeshImprint`.
+template <>
+inline constexpr AssertSite kTripleIsNotAdded<unsigned char>{
+    "ProjectionImprinting_Impl", 145,
+    "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned char>::ImprintableMesh"};
+/// The same for the mesh of `MeshTracer`.
+template <>
+inline constexpr AssertSite kTripleIsNotAdded<unsigned long long>{
+    "ProjectionImprinting_Impl", 145,
+    "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned __int64>::ImprintableMesh"};
+
 /// `SubdivisionMesh::UpdateNodePositions` was given another number of positions than there are nodes;
 /// nothing moves.
 inline constexpr AssertSite kUpdateNodePositions{
