@@ -54,8 +54,9 @@ public:
     /// show it.
     bool StartAtNode(int node, int face, const Vec3d& direction);
 
-    /// Appends the points that follow the start, until the line is `length` long or ends.
-    void Walk(double length, std::vector<Vec3d>& points);
+    /// Appends the points that follow the start, until the line is `length` long or ends, or
+    /// `points` holds `most` points.
+    void Walk(double length, std::size_t most, std::vector<Vec3d>& points);
 
 private:
     // What the current position is known to lie on: the line can't leave the triangle there.
@@ -318,14 +319,14 @@ auto StraightestPath<SurfaceMesh>::CornerToward(int out, const Vec3d& direction)
 // --- the walk -----------------------------------------------------------------------------------
 
 template <class SurfaceMesh>
-void StraightestPath<SurfaceMesh>::Walk(double length, std::vector<Vec3d>& points)
+void StraightestPath<SurfaceMesh>::Walk(double length, std::size_t most,
+                                        std::vector<Vec3d>& points)
 {
     double remaining = length;
     // Passes that leave the rest as long as it was: through triangles without area, of which a ring
     // has no end, and while the rest is too long for a step to count.
     int passesInPlace = 0;
-    while (remaining > 0 && points.size() < kMostStraightestPoints &&
-           passesInPlace <= mesh_.FaceCount()) {
+    while (remaining > 0 && points.size() < most && passesInPlace <= mesh_.FaceCount()) {
         const Exit exit = FindExit();
         if (exit.side < 0) {
             AssertSites::Report(AssertSites::kTracedLineLeavesNoSide);
