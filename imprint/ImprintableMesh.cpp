@@ -642,8 +642,8 @@ bool ImprintableMesh<Tag>::IsBeside(int node, const MeshLocation& target) const
 // edge in the plane. Unset when there is no way on.
 template <class Tag>
 MeshLocation ImprintableMesh<Tag>::NextPlace(const MeshLocation& here, const MeshLocation& from,
-                                             const MeshLocation& to,
-                                             const ImprintPlane& plane) const
+                                             const MeshLocation& to, const ImprintPlane& plane,
+                                             const std::unordered_set<int>& avoided) const
 {
     MeshLocation next;
     if (!this->IsValidNode(here.node)) {
@@ -657,7 +657,7 @@ MeshLocation ImprintableMesh<Tag>::NextPlace(const MeshLocation& here, const Mes
     double least = std::numeric_limits<double>::infinity();
     const auto offer = [&](int node, int edge, const Vec3d& point) {
         const double distance = Vector::Length(to.point - point);
-        if (distance < least) {
+        if (distance < least && avoided.count(node) == 0) {
             least = distance;
             next = {here.pathIndex, node, edge, EdgeAt(edge).face, point};
         }
@@ -710,30 +710,53 @@ MeshLocation ImprintableMesh<Tag>::NextPlace(const MeshLocation& here, const Mes
     return next;
 }
 
+// One walk from a place to a target. In it each next place is the one nearest to the target, so
+// that it may come to a node from which the nearest one is that which it came from: it would go to
+// and fro until its passes are used up. Long thin facets do that, where a crossing near the end of
+// an edge has become the node there. When a walk comes to a node again, and no cut has changed the
+// mesh in between, it begins anew and passes by the nodes that it was on.
 template <class Tag>
 void ImprintableMesh<Tag>::TraceStep(const MeshLocation& from, const MeshLocation& to,
                                      std::vector<MeshLocation>& passed)
 {
     const ImprintPlane plane = PlaneOf(from, to);
+    const std::size_t begin = passed.size();
+    std::unordered_set<int> sinceLastCut = {from.node};
+    std::unordered_set<int> avoided;
+    bool avoids = false;
     MeshLocation here = from; // the first pass of the walk
     passed.push_back(here);
     for (int pass = 1; pass < kMostPasses; ++pass) {
         bool hasArrived = IsSamePlace(here, to);
         if (!hasArrived) {
-            here = NextPlace(here, from, to, plane);
+            here = NextPlace(here, from, to, plane, avoided);
             hasArrived = here.IsLocated() && IsSamePlace(here, to);
         }
         if (hasArrived) {
-            const int pathIndex = from.pathIndex;
             here = to;
-            here.pathIndex = pathIndex;
+            here.pathIndex = from.pathIndex;
         }
+        const std::size_t touched = touchedPairs_.size();
         if (!SplitAtLocation(here)) {
             SplitFacetAtLocation(here);
         }
+        const bool isCut = touchedPairs_.size() > touched;
         passed.push_back(here);
         if (hasArrived || !here.IsLocated()) {
             return;
+        }
+        if (avoids) {
+            avoided.insert(here.node);
+            continue;
+        }
+        if (isCut) {
+            sinceLastCut.clear();
+        }
+        if (!sinceLastCut.insert(here.node).second) {
+            avoids = true;
+            avoided.insert(from.node);
+            here = from;
+            passed.resize(begin + 1);
         }
     }
 }

@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <memory>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
@@ -169,7 +170,8 @@ private:
     bool IsSamePlace(const MeshLocation& here, const MeshLocation& target) const;
     bool IsBeside(int node, const MeshLocation& target) const;
     MeshLocation NextPlace(const MeshLocation& here, const MeshLocation& from,
-                           const MeshLocation& to, const ImprintPlane& plane) const;
+                           const MeshLocation& to, const ImprintPlane& plane,
+                           const std::unordered_set<int>& avoided) const;
     void TraceStep(const MeshLocation& from, const MeshLocation& to,
                    std::vector<MeshLocation>& passed);
 
