@@ -48,11 +48,12 @@ int PairOf(int halfEdge) { return halfEdge & ~1; }
 
 /// Distance up to which a point counts as on a plane: the length floor, and far from the origin a
 /// few units in the last place of the coordinates.
-double PlaneFloor(const Vec3d& a, const Vec3d& b)
+double PlaneFloor(const MeshLocation& a, const MeshLocation& b)
 {
     constexpr double kUnits = 8 * std::numeric_limits<double>::epsilon();
-    return std::max(kLengthFloor<double>, kUnits * std::max(Velk::Math::Impl::LargestMagnitude(a),
-                                                            Velk::Math::Impl::LargestMagnitude(b)));
+    const double largest = std::max(Velk::Math::Impl::LargestMagnitude(a.point),
+                                    Velk::Math::Impl::LargestMagnitude(b.point));
+    return std::max(kLengthFloor<double>, kUnits * largest);
 }
 
 /// Does the vector grow where it is pushed to? Doubles the room, so that many single entries cost
@@ -637,6 +638,31 @@ bool ImprintableMesh<Tag>::IsBeside(int node, const MeshLocation& target) const
     return isBeside;
 }
 
+// Signed distance of a node from the plane; exactly 0 up to the floor.
+template <class Tag>
+double ImprintableMesh<Tag>::Height(int node, const ImprintPlane& plane, double floor) const
+{
+    const double height = (NodeAt(node).position - plane.point) * plane.normal;
+    return std::fabs(height) <= floor ? 0.0 : height;
+}
+
+// The place at a parameter of a half-edge: the node there when it is near an end.
+template <class Tag>
+MeshLocation ImprintableMesh<Tag>::PlaceOnSide(int side, double parameter, const Vec3d& point,
+                                               int pathIndex) const
+{
+    MeshLocation place = {pathIndex, MeshLocation::kNoNode, side, EdgeAt(side).face, point};
+    if (std::fabs(parameter) <= kNodeFraction) {
+        place.node = EdgeAt(side).node;
+    } else if (std::fabs(parameter - 1) <= kNodeFraction) {
+        place.node = EdgeAt(Twin(side)).node;
+    }
+    if (place.node != MeshLocation::kNoNode) {
+        place.point = NodeAt(place.node).position;
+    }
+    return place;
+}
+
 // From a node towards the target: the target itself when it is beside the node, otherwise where the
 // plane leaves the facets around the node, as near to the target as it does, otherwise along an
 // edge in the plane. Unset when there is no way on.
@@ -655,27 +681,23 @@ MeshLocation ImprintableMesh<Tag>::NextPlace(const MeshLocation& here, const Mes
         return next;
     }
     double least = std::numeric_limits<double>::infinity();
-    const auto offer = [&](int node, int edge, const Vec3d& point) {
-        const double distance = Vector::Length(to.point - point);
+    const auto offer = [&](const MeshLocation& place) {
+        const double distance = Vector::Length(to.point - place.point);
         if (distance < least) {
             least = distance;
-            next = {here.pathIndex, node, edge, EdgeAt(edge).face, point};
+            next = place;
         }
     };
-    const double floor = PlaneFloor(from.point, to.point);
-    const auto height = [&](const Vec3d& point) {
-        const double h = (point - plane.point) * plane.normal;
-        return std::fabs(h) <= floor ? 0.0 : h;
-    };
+    const double floor = PlaneFloor(from, to);
     VisitFacets(here.node, [&](int, int outgoing) {
         const int side = EdgeAt(outgoing).next;
         const int startNode = EdgeAt(side).node;
         const int endNode = EdgeAt(Twin(side)).node;
-        const Vec3d start = NodeAt(startNode).position;
-        const Vec3d end = NodeAt(endNode).position;
-        if ((height(start) <= 0) == (height(end) <= 0)) {
+        if ((Height(startNode, plane, floor) <= 0) == (Height(endNode, plane, floor) <= 0)) {
             return;
         }
+        const Vec3d& start = NodeAt(startNode).position;
+        const Vec3d& end = NodeAt(endNode).position;
         double alongSide = 0;
         double alongChord = 0;
         Vec3d onSide;
@@ -686,15 +708,9 @@ MeshLocation ImprintableMesh<Tag>::NextPlace(const MeshLocation& here, const Mes
         }
         const Vec3d along = end - start;
         const double squared = along * along;
-        const double t =
+        const double parameter =
             squared > kSquaredLengthFloor<double> ? (onSide - start) * along / squared : 0.0;
-        if (std::fabs(t) <= kNodeFraction) {
-            offer(startNode, side, start);
-        } else if (std::fabs(t - 1) <= kNodeFraction) {
-            offer(endNode, side, end);
-        } else {
-            offer(MeshLocation::kNoNode, side, onSide);
-        }
+        offer(PlaceOnSide(side, parameter, onSide, here.pathIndex));
     });
     if (least < std::numeric_limits<double>::infinity()) {
         return next;
@@ -702,19 +718,27 @@ MeshLocation ImprintableMesh<Tag>::NextPlace(const MeshLocation& here, const Mes
     VisitOutgoing(here.node, [&](int e) {
         if (this->IsValidEdge(e)) {
             const int neighbor = EdgeAt(Twin(e)).node;
-            if (height(NodeAt(neighbor).position) == 0) {
-                offer(neighbor, e, NodeAt(neighbor).position);
+            if (Height(neighbor, plane, floor) == 0) {
+                offer({here.pathIndex, neighbor, e, EdgeAt(e).face, NodeAt(neighbor).position});
             }
         }
     });
     return next;
 }
 
+// The walk of one step. In it each next place is the one nearest to the target, so that it may come
+// to a node from which the nearest one is that which it came from: it would go to and fro until its
+// passes are used up. Long thin facets do that, where a crossing near the end of an edge has become
+// the node there, and surfaces on which the way to the target leads away from it at first. When a
+// walk comes to a node again, and no cut has changed the mesh in between, or to no next place, the
+// section of the surface with the plane is followed instead, if that leads to the target.
 template <class Tag>
 void ImprintableMesh<Tag>::TraceStep(const MeshLocation& from, const MeshLocation& to,
                                      std::vector<MeshLocation>& passed)
 {
     const ImprintPlane plane = PlaneOf(from, to);
+    const std::size_t begin = passed.size();
+    std::unordered_set<int> sinceLastCut = {from.node};
     MeshLocation here = from; // the first pass of the walk
     passed.push_back(here);
     for (int pass = 1; pass < kMostPasses; ++pass) {
@@ -724,18 +748,100 @@ void ImprintableMesh<Tag>::TraceStep(const MeshLocation& from, const MeshLocatio
             hasArrived = here.IsLocated() && IsSamePlace(here, to);
         }
         if (hasArrived) {
-            const int pathIndex = from.pathIndex;
             here = to;
-            here.pathIndex = pathIndex;
+            here.pathIndex = from.pathIndex;
         }
+        const std::size_t touched = touchedPairs_.size();
         if (!SplitAtLocation(here)) {
             SplitFacetAtLocation(here);
+        }
+        if (touchedPairs_.size() > touched) {
+            sinceLastCut.clear();
+        }
+        const bool turnsBack = !hasArrived && !sinceLastCut.insert(here.node).second;
+        if (turnsBack || !here.IsLocated()) {
+            std::vector<int> sides =
+                SectionBetween(from.node, to.node, plane, PlaneFloor(from, to));
+            if (!sides.empty()) {
+                passed.resize(begin + 1);
+                FollowSection(sides, from, to, plane, passed);
+                return;
+            }
+        }
+        if (turnsBack) {
+            passed.resize(begin + 1);
+            return;
         }
         passed.push_back(here);
         if (hasArrived || !here.IsLocated()) {
             return;
         }
     }
+}
+
+// The edges that the section of the surface with the plane crosses from one node to the other: each
+// by its half-edge in the facet that the section leaves there. Of the ways that lead there the one
+// of fewest edges; empty when none does within the passes of a walk. Nodes on the plane count as
+// below it, so that the section enters each facet once and leaves it once.
+template <class Tag>
+std::vector<int> ImprintableMesh<Tag>::SectionBetween(int from, int to, const ImprintPlane& plane,
+                                                      double floor) const
+{
+    std::vector<int> shortest;
+    if (!this->IsValidNode(from) || !this->IsValidNode(to)) {
+        return shortest;
+    }
+    const auto isAbove = [&](int node) { return Height(node, plane, floor) > 0; };
+    const auto isCrossed = [&](int e) {
+        return isAbove(EdgeAt(e).node) != isAbove(EdgeAt(Twin(e)).node);
+    };
+    VisitFacets(from, [&](int, int outgoing) {
+        std::vector<int> sides;
+        int side = EdgeAt(outgoing).next;
+        while (isCrossed(side) && sides.size() < kMostPasses) {
+            sides.push_back(side);
+            const int entry = Twin(side);
+            if (EdgeAt(entry).face < 0) {
+                return; // a boundary
+            }
+            if (EdgeAt(EdgeAt(entry).prev).node == to) {
+                if (shortest.empty() || sides.size() < shortest.size()) {
+                    shortest = std::move(sides);
+                }
+                return;
+            }
+            side = isCrossed(EdgeAt(entry).next) ? EdgeAt(entry).next : EdgeAt(entry).prev;
+        }
+    });
+    return shortest;
+}
+
+// Cuts the surface along a section; the places passed, and the target.
+template <class Tag>
+void ImprintableMesh<Tag>::FollowSection(const std::vector<int>& sides, const MeshLocation& from,
+                                         const MeshLocation& to, const ImprintPlane& plane,
+                                         std::vector<MeshLocation>& passed)
+{
+    for (const int side : sides) {
+        const int startNode = EdgeAt(side).node;
+        const int endNode = EdgeAt(Twin(side)).node;
+        const Vec3d start = NodeAt(startNode).position;
+        const Vec3d end = NodeAt(endNode).position;
+        const double above = (start - plane.point) * plane.normal;
+        const double t = std::clamp(above / (above - (end - plane.point) * plane.normal), 0.0, 1.0);
+        MeshLocation place = PlaceOnSide(side, t, start + (end - start) * t, from.pathIndex);
+        if (place.IsOnEdge() && !SplitEdgeAt(place)) {
+            place = {};
+        }
+        if (place.node != passed.back().node) {
+            passed.push_back(place);
+        }
+        if (!place.IsLocated()) {
+            return;
+        }
+    }
+    passed.push_back(to);
+    passed.back().pathIndex = from.pathIndex;
 }
 
 template <class Tag>

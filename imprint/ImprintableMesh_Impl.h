@@ -168,8 +168,15 @@ private:
     ImprintPlane PlaneOf(const MeshLocation& from, const MeshLocation& to) const;
     bool IsSamePlace(const MeshLocation& here, const MeshLocation& target) const;
     bool IsBeside(int node, const MeshLocation& target) const;
+    double Height(int node, const ImprintPlane& plane, double floor) const;
+    MeshLocation PlaceOnSide(int side, double parameter, const Vec3d& point, int pathIndex) const;
     MeshLocation NextPlace(const MeshLocation& here, const MeshLocation& from,
                            const MeshLocation& to, const ImprintPlane& plane) const;
+    std::vector<int> SectionBetween(int from, int to, const ImprintPlane& plane,
+                                    double floor) const;
+    void FollowSection(const std::vector<int>& sides, const MeshLocation& from,
+                       const MeshLocation& to, const ImprintPlane& plane,
+                       std::vector<MeshLocation>& passed);
     void TraceStep(const MeshLocation& from, const MeshLocation& to,
                    std::vector<MeshLocation>& passed);
 
