@@ -87,6 +87,15 @@ inline constexpr AssertSite kDecimatedStarIsNotClosed{
 inline constexpr AssertSite kMaximizeAspectRatio{
     "MeshUtilities", 1252, "Velk::Math::Sorvane::MeshUtils::MaximizeAspectRatio"};
 
+/// `Mesh::MeshTracer::CollectPath` came to a triangle whose corners are not there; the line ends.
+inline constexpr AssertSite kTracedTriangleHasNoCorners{
+    "ProjectionImprinting_Impl", 734,
+    "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned __int64>::CollectPath"};
+/// It found no way out of a triangle; the line ends.
+inline constexpr AssertSite kTracedLineLeavesNoSide{
+    "ProjectionImprinting_Impl", 781,
+    "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned __int64>::CollectPath"};
+
 /// `Planar::BufferredUnion::GetUnfilteredPolylines` was called on an object that was moved from; it gives
 /// nothing.
 inline constexpr AssertSite kUnfilteredOfMovedFrom{
@@ -101,6 +110,21 @@ inline constexpr AssertSite kAppendPolylinesToMovedFrom{
 /// `Process` was; it gives nothing.
 inline constexpr AssertSite kProcessOfMovedFrom{
     "PlanarBoundaries_Impl", 975, "Velk::Math::Sorvane::Planar::BufferredUnion::Process"};
+
+/// An imprintable mesh left out a triple of points that it can't have as a triangle; it goes on with the
+/// next. Tag: the word on its facets.
+template <class Tag>
+inline constexpr AssertSite kTripleIsNotAdded{};
+/// The same for the mesh of `MeshImprint`.
+template <>
+inline constexpr AssertSite kTripleIsNotAdded<unsigned char>{
+    "ProjectionImprinting_Impl", 145,
+    "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned char>::ImprintableMesh"};
+/// The same for the mesh of `MeshTracer`.
+template <>
+inline constexpr AssertSite kTripleIsNotAdded<unsigned long long>{
+    "ProjectionImprinting_Impl", 145,
+    "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned __int64>::ImprintableMesh"};
 
 /// `SubdivisionMesh::UpdateNodePositions` was given another number of positions than there are nodes;
 /// nothing moves.

@@ -25,6 +25,7 @@
 #include <Sorvane/MaterialTree_E.h>
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
+#include <Sorvane/MeshImprint_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/Minkowski_E.h>

@@ -1,0 +1,247 @@
+// The imprint: its mesh, and the two colors on either side of the imprinted paths.
+
+#include <Sorvane/MeshImprint_E.h>
+
+#include "imprint/MeshImprint_Impl.h"
+
+#include <cmath>
+#include <cstddef>
+
+namespace Velk::Math::Sorvane::Mesh {
+
+namespace {
+
+using Imprintable = Impl::ImprintableMesh<unsigned char>;
+
+constexpr int kUnpainted = 0;
+constexpr int kInside = 1;
+constexpr int kOutside = 2;
+
+/// The flood over a mesh. All the room that it takes is there before the mesh is changed.
+class Painting {
+public:
+    explicit Painting(Imprintable& mesh)
+        : mesh_(mesh), imprintedAt_(static_cast<std::size_t>(mesh.NodeCount()))
+    {
+        work_.reserve(static_cast<std::size_t>(mesh.FaceCount()));
+        frontier_.reserve(static_cast<std::size_t>(mesh.EdgeCount()));
+        reached_.reserve(static_cast<std::size_t>(mesh.EdgeCount()));
+    }
+
+    void ClearLooseEnds();
+    void Unpaint();
+    void FloodFromSeed();
+    bool ChangesAcrossEveryImprint() const;
+    void PaintMarked();
+
+private:
+    const Impl::ImprintEdge& EdgeAt(int halfEdge) const
+    {
+        return mesh_.Edges()[static_cast<std::size_t>(halfEdge)];
+    }
+    Impl::ImprintFacet<unsigned char>& FacetAt(int facet) { return *mesh_.FaceRecord(facet); }
+    int PaintBeside(int halfEdge) const
+    {
+        const int facet = EdgeAt(halfEdge).face;
+        return facet < 0 ? kUnpainted : mesh_.Faces()[static_cast<std::size_t>(facet)].paint;
+    }
+
+    int Seed() const;
+    void Paint(int facet, int color);
+    void Flood(int color);
+    void CrossFrontier(int from, int to);
+
+    Imprintable& mesh_;
+    std::vector<int> imprintedAt_; // imprinted half-edges that leave each node
+    std::vector<int> work_;        // facets painted whose neighbors have not been looked at
+    std::vector<int> frontier_;    // imprinted half-edges that the flood has come to
+    std::vector<int> reached_;
+};
+
+// A node with a single imprinted edge is the loose end of a curve, and bounds no region. Only such
+// edges as have one now: what becomes a loose end by that stays.
+void Painting::ClearLooseEnds()
+{
+    for (int e = 0; e < mesh_.EdgeCount(); ++e) {
+        if (mesh_.IsValidEdge(e) && EdgeAt(e).imprinted == 1) {
+            ++imprintedAt_[static_cast<std::size_t>(EdgeAt(e).node)];
+        }
+    }
+    for (int e = 0; e < mesh_.EdgeCount(); ++e) {
+        if (mesh_.IsValidEdge(e) && EdgeAt(e).imprinted == 1 &&
+            imprintedAt_[static_cast<std::size_t>(EdgeAt(e).node)] == 1) {
+            // Of one that is loose at both ends the other half has been cleared by its twin.
+            mesh_.EdgeRecord(e)->imprinted = 0;
+            mesh_.EdgeRecord(e ^ 1)->imprinted = 0;
+        }
+    }
+}
+
+void Painting::Unpaint()
+{
+    for (int f = 0; f < mesh_.FaceCount(); ++f) {
+        if (mesh_.IsValidFace(f)) {
+            FacetAt(f).marked = FacetAt(f).paint != kUnpainted;
+            FacetAt(f).paint = kUnpainted;
+        }
+    }
+}
+
+// The smallest node by x, then y, then z: on a closed body it is on the outer surface. Coordinates
+// within the floor of each other are equal, which is no order: the first that is not beaten stays.
+int Painting::Seed() const
+{
+    const auto isSmaller = [](const Vec3d& a, const Vec3d& b) {
+        for (int i = 0; i < 3; ++i) {
+            if (!(std::fabs(a[i] - b[i]) <= kLengthFloor<double>)) {
+                return a[i] < b[i];
+            }
+        }
+        return false;
+    };
+    int seed = HalfEdge::kNoNode;
+    for (int n = 0; n < mesh_.NodeCount(); ++n) {
+        const Impl::ImprintNode& node = mesh_.Nodes()[static_cast<std::size_t>(n)];
+        if (!node.IsInvalid() && mesh_.IsValidEdge(node.edge) &&
+            (seed < 0 || isSmaller(node.position,
+                                   mesh_.Nodes()[static_cast<std::size_t>(seed)].position))) {
+            seed = n;
+        }
+    }
+    return seed;
+}
+
+void Painting::Paint(int facet, int color)
+{
+    FacetAt(facet).paint = color;
+    work_.push_back(facet);
+}
+
+// Paints all that is reached from the facets on the stack without crossing an imprinted edge.
+void Painting::Flood(int color)
+{
+    while (!work_.empty()) {
+        const int facet = work_.back();
+        work_.pop_back();
+        int halfEdge = FacetAt(facet).edge;
+        for (int k = 0; k < 3; ++k) {
+            const int beyond = EdgeAt(halfEdge ^ 1).face;
+            if (EdgeAt(halfEdge).imprinted == 1) {
+                reached_.push_back(halfEdge);
+            } else if (beyond >= 0 && FacetAt(beyond).paint == kUnpainted) {
+                Paint(beyond, color);
+            }
+            halfEdge = EdgeAt(halfEdge).next;
+        }
+    }
+}
+
+void Painting::CrossFrontier(int from, int to)
+{
+    for (const int halfEdge : frontier_) {
+        for (const int h : {halfEdge, halfEdge ^ 1}) {
+            const int beyond = EdgeAt(h ^ 1).face;
+            if (PaintBeside(h) == from && beyond >= 0 && FacetAt(beyond).paint == kUnpainted) {
+                Paint(beyond, to);
+            }
+        }
+    }
+    frontier_.clear();
+}
+
+void Painting::FloodFromSeed()
+{
+    const int seed = Seed();
+    // Not by the node's ring: where several fans meet it shows one of them.
+    for (int e = 0; e < mesh_.EdgeCount() && seed >= 0; ++e) {
+        if (mesh_.IsValidEdge(e) && EdgeAt(e).node == seed && EdgeAt(e).face >= 0) {
+            Paint(EdgeAt(e).face, kOutside);
+        }
+    }
+    int color = kOutside;
+    int other = kInside;
+    Flood(color);
+    while (!reached_.empty()) {
+        frontier_.swap(reached_);
+        CrossFrontier(color, other);
+        Flood(other);
+        std::swap(color, other);
+    }
+}
+
+bool Painting::ChangesAcrossEveryImprint() const
+{
+    for (int e = 0; e + 1 < mesh_.EdgeCount(); e += 2) {
+        if (mesh_.IsValidEdge(e) && EdgeAt(e).imprinted == 1 && EdgeAt(e).face >= 0 &&
+            EdgeAt(e + 1).face >= 0 && PaintBeside(e) == PaintBeside(e + 1)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void Painting::PaintMarked()
+{
+    for (int f = 0; f < mesh_.FaceCount(); ++f) {
+        if (mesh_.IsValidFace(f) && FacetAt(f).marked) {
+            FacetAt(f).paint = kOutside;
+        }
+    }
+}
+
+} // namespace
+
+MeshImprint::MeshImprint(const IndexedPointsBase<3, double>& mesh,
+                         const std::vector<unsigned char>& tags, double tolerance)
+    : mesh_(std::make_unique<Imprintable>(mesh.points, mesh.indices, tags, tolerance)),
+      tolerance_(tolerance)
+{
+}
+
+MeshImprint::MeshImprint(const IndexedPointsBase<3, double>& mesh, double tolerance)
+    : MeshImprint(mesh, {}, tolerance)
+{
+}
+
+MeshImprint::~MeshImprint() = default;
+
+bool MeshImprint::ImprintPath(std::vector<VecBase<3, double>>& path, bool closed, bool collect)
+{
+    return Impl::ImprintPath(*mesh_, path, closed, collect);
+}
+
+bool MeshImprint::PaintInsideOutside()
+{
+    Painting painting(*mesh_);
+    painting.ClearLooseEnds();
+    painting.Unpaint();
+    painting.FloodFromSeed();
+    const bool changes = painting.ChangesAcrossEveryImprint();
+    painting.PaintMarked();
+    return changes;
+}
+
+bool MeshImprint::Export(IndexedPointsBase<3, double>& mesh,
+                         std::vector<unsigned char>& flags) const
+{
+    Impl::ExportFacets(*mesh_, mesh, flags);
+    return true;
+}
+
+bool MeshImprint::Export(IndexedPointsBase<3, double>& mesh, bool inner) const
+{
+    std::vector<unsigned char> flags;
+    Impl::ExportFacets(*mesh_, mesh, flags);
+    const unsigned char wanted = inner ? 0 : 1;
+    std::size_t kept = 0;
+    for (std::size_t t = 0; t < flags.size(); ++t) {
+        for (std::size_t k = 0; k < 3 && flags[t] == wanted; ++k) {
+            mesh.indices[kept++] = mesh.indices[3 * t + k];
+        }
+    }
+    mesh.indices.resize(kept);
+    FilterForUniqueness(mesh, kLengthFloor<double>);
+    return mesh.indices.size() >= 3;
+}
+
+} // namespace Velk::Math::Sorvane::Mesh

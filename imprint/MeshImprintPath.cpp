@@ -1,0 +1,221 @@
+// A path cut into a mesh, and the mesh handed out, for the imprint and the tracer alike.
+
+#include "imprint/MeshImprint_Impl.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace Velk::Math::Sorvane::Mesh::Impl {
+
+namespace {
+
+/// Part of the tolerance within which nodes are one.
+constexpr double kCollapseFraction = 0.5;
+/// How often stretches of a path that are no edges are walked anew.
+constexpr int kRepairRounds = 10;
+
+/// The split history serves one path, however that ends.
+template <class Tag>
+struct HistoryOfOnePath {
+    ImprintableMesh<Tag>& mesh;
+    explicit HistoryOfOnePath(ImprintableMesh<Tag>& m) : mesh(m) {}
+    HistoryOfOnePath(const HistoryOfOnePath&) = delete;
+    HistoryOfOnePath& operator=(const HistoryOfOnePath&) = delete;
+    ~HistoryOfOnePath() { mesh.ForgetSplits(); }
+};
+
+// Locates the points, moves those that snap, and makes nodes of all that were found.
+template <class Tag>
+std::vector<MeshLocation> NodesOfPath(ImprintableMesh<Tag>& mesh, std::vector<Vec3d>& path)
+{
+    std::vector<MeshLocation> places = mesh.LocatePath(path);
+    // First those inside facets. One whose facet has been cut for another point meanwhile is
+    // located again, and may come to lie on an edge or a node then.
+    for (MeshLocation& place : places) {
+        if (place.IsInFacet()) {
+            mesh.SplitFacetAtLocation(place);
+        }
+    }
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        mesh.SplitAtLocation(places[i]);
+        if (places[i].IsLocated()) {
+            path[i] = places[i].point;
+        }
+    }
+    return places;
+}
+
+// The path from node to node with all crossings. Where no point was found there is an unset entry,
+// across which nothing is ever joined.
+template <class Tag>
+std::vector<MeshLocation> Traced(ImprintableMesh<Tag>& mesh,
+                                 const std::vector<MeshLocation>& places, bool closed)
+{
+    const std::size_t count = places.size();
+    std::vector<MeshLocation> traced;
+    std::vector<MeshLocation> run;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!places[i].IsLocated()) {
+            traced.emplace_back();
+            continue;
+        }
+        run.clear();
+        for (; i < count && places[i].IsLocated(); ++i) {
+            run.push_back(places[i]);
+        }
+        if (i == count && closed && places.front().IsLocated()) {
+            run.push_back(places.front());
+        }
+        const std::vector<MeshLocation> passed = mesh.TracePath(run, false);
+        traced.insert(traced.end(), passed.begin(), passed.end());
+        traced.push_back(run.back());
+        traced.emplace_back();
+    }
+    return traced;
+}
+
+template <class Tag>
+void FollowReplacements(const ImprintableMesh<Tag>& mesh, const NodeReplacements& replaced,
+                        std::vector<MeshLocation>& traced)
+{
+    if (replaced.empty()) {
+        return;
+    }
+    for (MeshLocation& place : traced) {
+        const auto found = place.IsOnNode() ? replaced.find(place.node) : replaced.end();
+        if (found != replaced.end()) {
+            place.node = found->second;
+            place.point = mesh.GetVertex(place.node);
+        }
+    }
+}
+
+// Marks the edge between two neighbors of the path; false when there is none.
+template <class Tag>
+bool MarkLink(ImprintableMesh<Tag>& mesh, int from, int to)
+{
+    const int edge = mesh.FindEdge(from, to);
+    if (!mesh.IsValidEdge(edge) || !mesh.IsValidEdge(edge ^ 1)) {
+        return false;
+    }
+    mesh.EdgeRecord(edge)->imprinted = 1;
+    mesh.EdgeRecord(edge ^ 1)->imprinted = 1;
+    return true;
+}
+
+// Marks the edges of the path. Neighbors that no edge joins, because a later step has crossed the
+// earlier one, or a walk came to no end, are joined by a walk of their own, put in between them.
+// True when there were any.
+template <class Tag>
+bool MarkPath(ImprintableMesh<Tag>& mesh, std::vector<MeshLocation>& traced, bool mends)
+{
+    std::vector<MeshLocation> mended;
+    mended.reserve(traced.size());
+    bool isBroken = false;
+    for (std::size_t i = 0; i < traced.size(); ++i) {
+        mended.push_back(traced[i]);
+        if (i + 1 == traced.size() || !traced[i].IsOnNode() || !traced[i + 1].IsOnNode()) {
+            continue;
+        }
+        const MeshLocation& from = traced[i];
+        const MeshLocation& to = traced[i + 1];
+        if (from.node == to.node) {
+            mended.pop_back();
+            continue;
+        }
+        if (MarkLink(mesh, from.node, to.node)) {
+            continue;
+        }
+        isBroken = true;
+        if (mends) {
+            const std::vector<MeshLocation> passed = mesh.TracePath({from, to}, false);
+            mended.insert(mended.end(), passed.begin(), passed.end());
+        }
+    }
+    traced.swap(mended);
+    return isBroken;
+}
+
+} // namespace
+
+template <class Tag>
+bool ImprintPath(ImprintableMesh<Tag>& mesh, std::vector<Vec3d>& path, bool closed, bool collect)
+{
+    if (path.size() < 3) {
+        return false;
+    }
+    mesh.BuildSearchTree();
+    const HistoryOfOnePath<Tag> history(mesh);
+    std::vector<MeshLocation> traced = Traced(mesh, NodesOfPath(mesh, path), closed);
+
+    const double shortest = mesh.Tolerance() * kCollapseFraction;
+    NodeReplacements replaced;
+    for (int round = 1; round <= kRepairRounds; ++round) {
+        mesh.CollapseShortEdges(shortest, replaced);
+        FollowReplacements(mesh, replaced, traced);
+        if (!MarkPath(mesh, traced, round < kRepairRounds)) {
+            break;
+        }
+    }
+    mesh.CollapseShortEdges(shortest, replaced);
+    if (!collect) {
+        return true;
+    }
+
+    FollowReplacements(mesh, replaced, traced);
+    std::vector<Vec3d> collected;
+    collected.reserve(traced.size());
+    int last = MeshLocation::kNoNode;
+    for (const MeshLocation& place : traced) {
+        if (place.IsOnNode() && place.node != last && mesh.IsValidNode(place.node)) {
+            last = place.node;
+            collected.push_back(mesh.GetVertex(last));
+        }
+    }
+    if (!collected.empty()) {
+        path.swap(collected);
+    }
+    return true;
+}
+
+template <class Tag>
+void ExportFacets(const ImprintableMesh<Tag>& mesh, IndexedPointsBase<3, double>& out,
+                  std::vector<Tag>& flags)
+{
+    out.points.clear();
+    out.indices.clear();
+    flags.clear();
+    const auto nodes = static_cast<std::size_t>(mesh.NodeCount());
+    const auto facets = static_cast<std::size_t>(mesh.FaceCount());
+    std::vector<int> pointOf(nodes, -1);
+    out.points.reserve(nodes - mesh.FreeNodes().size());
+    out.indices.reserve(3 * (facets - mesh.FreeFaces().size()));
+    flags.reserve(facets - mesh.FreeFaces().size());
+    for (std::size_t n = 0; n < nodes; ++n) {
+        if (!mesh.Nodes()[n].IsInvalid()) {
+            pointOf[n] = static_cast<int>(out.points.size());
+            out.points.push_back(mesh.Nodes()[n].position);
+        }
+    }
+    for (const ImprintFacet<Tag>& facet : mesh.Faces()) {
+        if (facet.IsInvalid()) {
+            continue;
+        }
+        int halfEdge = facet.edge;
+        for (int k = 0; k < 3; ++k) {
+            const ImprintEdge& edge = mesh.Edges()[static_cast<std::size_t>(halfEdge)];
+            out.indices.push_back(pointOf[static_cast<std::size_t>(edge.node)]);
+            halfEdge = edge.next;
+        }
+        flags.push_back(facet.paint != 1 ? 1 : 0);
+    }
+}
+
+// clang-format off
+template bool ImprintPath(ImprintableMesh<unsigned char>&, std::vector<Vec3d>&, bool, bool);
+template bool ImprintPath(ImprintableMesh<unsigned long long>&, std::vector<Vec3d>&, bool, bool);
+template void ExportFacets(const ImprintableMesh<unsigned char>&, IndexedPointsBase<3, double>&, std::vector<unsigned char>&);
+template void ExportFacets(const ImprintableMesh<unsigned long long>&, IndexedPointsBase<3, double>&, std::vector<unsigned long long>&);
+// clang-format on
+
+} // namespace Velk::Math::Sorvane::Mesh::Impl

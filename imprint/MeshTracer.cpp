@@ -1,0 +1,75 @@
+// The tracer: a mesh with words of 64 bits, and straightest lines over it.
+
+#include <Sorvane/MeshImprint_E.h>
+
+#include "imprint/MeshImprint_Impl.h"
+#include "imprint/StraightestPath_Impl.h"
+
+#include "mathbase/Values_Impl.h"
+
+namespace Velk::Math::Sorvane::Mesh {
+
+namespace {
+
+using Traceable = Impl::ImprintableMesh<unsigned long long>;
+
+} // namespace
+
+MeshTracer::MeshTracer(const IndexedPointsBase<3, double>& mesh, double tolerance)
+    : MeshTracer(mesh, {}, tolerance)
+{
+}
+
+MeshTracer::MeshTracer(const IndexedPointsBase<3, double>& mesh,
+                       const std::vector<unsigned long long>& tags, double tolerance)
+    : mesh_(std::make_unique<Traceable>(mesh.points, mesh.indices, tags, tolerance)),
+      tolerance_(tolerance)
+{
+}
+
+MeshTracer::~MeshTracer() = default;
+
+std::vector<VecBase<3, double>> MeshTracer::CollectPath(const VecBase<3, double>& start,
+                                                        const VecBase<3, double>& direction,
+                                                        double length)
+{
+    std::vector<Vec3d> line;
+    if (!(length >= 0) || !Velk::Math::Impl::IsFinite(length)) {
+        return line;
+    }
+    mesh_->BuildSearchTree();
+    Vec3d point = start;
+    const Impl::MeshLocation place = mesh_->Locate(point, tolerance_, 0);
+    line.push_back(point);
+
+    Impl::StraightestPath<Traceable> path(*mesh_, tolerance_ / 2, tolerance_ / 2);
+    const bool leads =
+        place.IsOnNode()    ? path.StartAtNode(place.node, place.facet, direction)
+        : place.IsOnEdge()  ? path.StartOnEdge(place.edge, point, direction)
+        : place.IsInFacet() ? path.StartInFace(place.facet, point, direction)
+                            : false;
+    if (leads) {
+        path.Walk(length, Impl::kMostStraightestPoints, line);
+    }
+    return line;
+}
+
+bool MeshTracer::ImprintPath(std::vector<VecBase<3, double>>& path, bool closed, bool collect)
+{
+    return Impl::ImprintPath(*mesh_, path, closed, collect);
+}
+
+bool MeshTracer::Export(IndexedPointsBase<3, double>& mesh) const
+{
+    std::vector<unsigned long long> flags;
+    return Export(mesh, flags);
+}
+
+bool MeshTracer::Export(IndexedPointsBase<3, double>& mesh,
+                        std::vector<unsigned long long>& flags) const
+{
+    Impl::ExportFacets(*mesh_, mesh, flags);
+    return true;
+}
+
+} // namespace Velk::Math::Sorvane::Mesh
