@@ -1,5 +1,7 @@
-// Meshes built from curves and profiles, and facets grouped by color or by direction.
+// Curves cut into a mesh, meshes built from curves and profiles, and facets grouped by color or by
+// direction.
 //
+//     const auto nodes = MeshUtils::EmbedPolylines(part, curves, 1e-6, 0.5); // curves along edges
 //     const auto patch = MeshUtils::TessellatePointStream(rim);             // a surface into a hole
 //     const auto bar = MeshUtils::CreateExtrudedBodyFromProfile(outline, 0.0, 25.0, 1U);
 //     const auto group = MeshUtils::RepresentativeNormalGrouping(part, 0.2); // directions of facets
@@ -16,6 +18,39 @@
 #include <vector>
 
 namespace Velk::Math::Sorvane::MeshUtils {
+
+// --- polylines into a mesh -----------------------------------------------------------------------
+
+/// Cuts polylines into a mesh so that they run along its edges; for each polyline the numbers of the
+/// mesh's points that it runs through, in its order, its crossings with edges among them.
+///
+/// Each polyline loses its repeated points (`Vector::RemoveRepeats` with `repeatTolerance`), is taken at
+/// points `step` apart along it (`Vector::ResampleStream`, which leaves it as it is for a step that is
+/// not positive), and goes to the nearest points of the mesh as it came in (`ProjectCloudOnMesh`). From
+/// one of these points to the next it is imprinted as by `Mesh::MeshImprint` with a tolerance of 5e-8,
+/// absolute, which tells how far edges and nodes draw it. On curved surfaces the steps should not
+/// be much longer than edges are. A closed polyline, whose last point is its first, is imprinted as a
+/// loop, and its list ends with its first number.
+///
+/// The mesh is then welded within 1e-12: its points are sorted and numbered anew, and unused ones are
+/// gone, also where no polyline met it. Its surface is what it was, up to rounding and to edges that
+/// were no longer than 2.5e-8, which are collapsed. `MeshImprint` tells which triples are left out.
+///
+/// Consecutive points of a list share an edge as a rule. They don't where part of the polyline found no
+/// way over the surface; and where a later polyline crosses this one, whose list lacks the new point
+/// between them: embed the curve that counts last, or walk along the straight edges. A point that a
+/// later imprint has moved by more than 1e-12 or removed drops out of its list, without a report. A
+/// polyline of fewer than three points after the steps is not imprinted: its list has those of its
+/// points that happen to be points of the mesh. Points that are not finite are passed over.
+///
+/// Without polylines nothing happens and the list is empty. It is empty, too, where the imprint leaves
+/// no triangle; the mesh is then what is left of it. Where memory runs out the mesh is as it was. O((n +
+/// c) log n) for each polyline, with n triangles and c points and crossings. The same bits for any
+/// number of threads.
+SORVANE_API std::vector<std::vector<int>>
+EmbedPolylines(Mesh::IndexedPointsBase<3, double>& mesh,
+               const std::vector<std::vector<VecBase<3, double>>>& polylines,
+               double repeatTolerance, double step);
 
 // --- surfaces into closed curves -----------------------------------------------------------------
 

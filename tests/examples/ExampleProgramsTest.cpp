@@ -52,6 +52,8 @@ const std::vector<PartProgram>& PartPrograms()
         {"decimate", {"decimated.stl", "--keep", "30", "--svg", "picture.svg"}, 1, {0, 3}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
         {"aspect_ratio", {"better.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
+        {"patch_hole", {"patched.stl", "--svg", "picture.svg"}, 1, {0, 3}},
+        {"facet_groups", {"picture.svg", "25"}, 1, {0}},
         {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
         {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
         {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
@@ -79,7 +81,7 @@ protected:
             EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
             for (const char* product : {"out", "report.svg", "section.svg", "picture.svg",
                                         "stock.svg", "remeshed.stl", "decimated.stl", "finer.stl",
-                                        "better.stl", "laid.stl", "table.csv", "program.nc"}) {
+                                        "better.stl", "patched.stl", "laid.stl", "table.csv", "program.nc"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }

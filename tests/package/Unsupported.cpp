@@ -171,3 +171,11 @@ void Flips(const Mesh::IndexedPointsBase<2, float>& mesh, const Mesh::IndexedPoi
     (void)MeshUtils::MaximizeAspectRatio(mesh, 1.0F, 1.0F);
     (void)MeshUtils::MaximizeAspectRatio(mesh4, 1.0, 1.0); // refused: MaximizeAspectRatio
 }
+
+// --- mesh builders --------------------------------------------------------------------------------
+
+void Bodies(const Points<2, float>& profile, const Points<2, int>& whole)
+{
+    (void)MeshUtils::CreateExtrudedBodyFromProfile(profile, 0.0F, 1.0F, 1U);
+    (void)MeshUtils::CreateExtrudedBodyFromProfile(whole, 0, 1, 1U); // refused: CreateExtrudedBodyFromProfile
+}
