@@ -8,7 +8,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -91,6 +93,30 @@ void BM_SurfaceIntoRim(benchmark::State& state)
     state.counters["triangles"] = static_cast<double>(triangles);
 }
 
+/// Three circles over a wavy sheet, about a step for each row of triangles.
+void BM_EmbedPolylines(benchmark::State& state)
+{
+    const IndexedMesh mesh = Bench::WavySheet(state.range(0));
+    std::vector<Curve> circles;
+    for (const double x : {35.0, 50.0, 65.0}) {
+        circles.emplace_back();
+        for (int i = 0; i <= 90; ++i) {
+            const double t = kTwoPi<double> * (i % 90) / 90;
+            circles.back().push_back({x + 30 * std::cos(t), 50 + 30 * std::sin(t), 0});
+        }
+    }
+    const double step = 100 / std::sqrt(static_cast<double>(state.range(0)) / 2);
+    std::size_t nodes = 0;
+    for (auto _ : state) {
+        IndexedMesh cut = mesh;
+        nodes = 0;
+        for (const auto& list : MeshUtils::EmbedPolylines(cut, circles, 1e-9, step)) {
+            nodes += list.size();
+        }
+    }
+    state.counters["nodes"] = static_cast<double>(nodes);
+}
+
 void BM_ExtrudedBody(benchmark::State& state)
 {
     std::vector<Vec2d> profile;
@@ -158,6 +184,7 @@ BENCHMARK(BM_LayoutOfRim)->Apply(Sizes);
 BENCHMARK(BM_LayoutOfKnot)->Apply(Sizes);
 BENCHMARK(BM_LayoutOfTeeth)->Apply(Sizes);
 BENCHMARK(BM_SurfaceIntoRim)->Apply(SmallSizes);
+BENCHMARK(BM_EmbedPolylines)->Apply(Sizes);
 BENCHMARK(BM_ExtrudedBody)->Apply(Sizes);
 BENCHMARK(BM_ColorFacets)->Apply(Sizes);
 BENCHMARK(BM_NormalsCoarse)->Apply(Sizes);

@@ -127,7 +127,7 @@ TEST(NormalGroups, AreThoseOfLookingAtAllDirections)
 {
     Support::Random random(41);
     int several = 0;
-    for (int trial = 0; trial < Support::Rounds(120, 12); ++trial) {
+    for (int trial = 0; trial < Support::Rounds(48, 6); ++trial) {
         const double width = trial % 4 == 0 ? 1.0 : trial % 4 == 1 ? 0.3 : 0.05;
         const Normals normals = Bundles(random, 1 + random.Below(8), 1 + random.Below(180), width);
         for (const double resolution : {0.02, 0.1, 0.3, 0.8, 2.0, 7.0}) {
@@ -137,7 +137,7 @@ TEST(NormalGroups, AreThoseOfLookingAtAllDirections)
             several += CountOf(expected) > 3 ? 1 : 0;
         }
     }
-    EXPECT_GT(several, Support::Rounds(100, 5));
+    EXPECT_GT(several, Support::Rounds(60, 5));
 }
 
 TEST(NormalGroups, AreThoseOfLookingAtAllDirectionsOnBodies)
@@ -256,7 +256,7 @@ TEST(NormalGroups, HostileInput)
 TEST(NormalGroups, SameForAnyNumberOfThreads)
 {
     Support::Random random(45);
-    const Normals normals = Bundles(random, 40, 4000, 0.2);
+    const Normals normals = Bundles(random, 30, 2000, 0.2);
     Groups one;
     Support::WithThreads(1, [&] { one = RepresentativeNormalGrouping(normals, 0.15); });
     ASSERT_GT(CountOf(one), 20U);
@@ -265,8 +265,8 @@ TEST(NormalGroups, SameForAnyNumberOfThreads)
 
 TEST(NormalGroups, FineResolutionOfManyDirectionsNeedsNoTable)
 {
-    // Twenty thousand directions, none near another: a table of all pairs would take gigabytes.
-    const int count = Support::Rounds(20'000);
+    // Directions none of which is near another: a table of all pairs would take half a gigabyte.
+    const int count = Support::Rounds(8'000);
     Normals normals;
     for (int i = 0; i < count; ++i) {
         const double z = 1 - (2.0 * i + 1) / count;
