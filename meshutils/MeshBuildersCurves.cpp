@@ -51,122 +51,26 @@ struct Crossing {
     bool isOverlap;
 };
 
-/// Which segments of a curve have to be looked at together. All pairs that meet are among them.
-class SegmentPairs {
-public:
-    explicit SegmentPairs(const std::vector<Vec2d>& points)
-        : elements_(ElementsOf(points)), pairs_(elements_), isFolded_(elements_.size(), false)
-    {
-        FindFolds(points);
+std::vector<Element> SegmentsOf(const std::vector<Vec2d>& points)
+{
+    std::vector<Element> segments;
+    segments.reserve(points.size());
+    for (std::size_t i = 1; i < points.size(); ++i) {
+        segments.push_back(Intersect::Impl::MakeElement(
+            Geometry::SegBase<double>{points[i - 1], points[i]}, kTolerance));
     }
-
-    /// Replaces `partners` by the segments above `segment` that may meet it, ascending.
-    void Of(std::size_t segment, std::vector<int>& partners) const
-    {
-        pairs_.Of(static_cast<int>(segment), partners);
-        if (isFolded_[segment]) {
-            AddSharersOfEnds(segment, partners);
-        }
-    }
-
-private:
-    /// A segment as it leaves one of its ends.
-    struct Spoke {
-        int joint; // number of the place
-        double angle;
-        int segment;
-    };
-
-    static std::vector<Element> ElementsOf(const std::vector<Vec2d>& points)
-    {
-        std::vector<Element> elements;
-        elements.reserve(points.size());
-        for (std::size_t i = 1; i < points.size(); ++i) {
-            elements.push_back(Intersect::Impl::MakeElement(
-                Geometry::SegBase<double>{points[i - 1], points[i]}, kTolerance));
-        }
-        return elements;
-    }
-
-    /// Candidate pairs may leave out two segments that run along each other from a common end,
-    /// which are cut nowhere. Of the segments that leave one place in about the same direction,
-    /// each runs along the next one by angle: those are marked.
-    void FindFolds(const std::vector<Vec2d>& points)
-    {
-        std::vector<Vec2d> places = points;
-        joints_ = Vector::FilterForUniquenessAndIndex(places, kTolerance);
-        for (std::size_t s = 0; s < elements_.size(); ++s) {
-            const Vec2d along = elements_[s].direction;
-            if (!elements_[s].IsPoint()) {
-                const int segment = static_cast<int>(s);
-                spokes_.push_back({joints_[s], std::atan2(along.y(), along.x()), segment});
-                spokes_.push_back({joints_[s + 1], std::atan2(-along.y(), -along.x()), segment});
-            }
-        }
-        std::sort(spokes_.begin(), spokes_.end(), [](const Spoke& a, const Spoke& b) {
-            return a.joint != b.joint   ? a.joint < b.joint
-                   : a.angle != b.angle ? a.angle < b.angle
-                                        : a.segment < b.segment;
-        });
-        for (std::size_t first = 0; first < spokes_.size();) {
-            std::size_t last = first;
-            while (last < spokes_.size() && spokes_[last].joint == spokes_[first].joint) {
-                ++last;
-            }
-            for (std::size_t i = first; i < last; ++i) {
-                MarkIfFolded(spokes_[i], spokes_[i + 1 < last ? i + 1 : first]);
-            }
-            first = last;
-        }
-    }
-
-    void MarkIfFolded(const Spoke& a, const Spoke& b)
-    {
-        const auto p = static_cast<std::size_t>(a.segment);
-        const auto q = static_cast<std::size_t>(b.segment);
-        if (p == q) {
-            return;
-        }
-        const double gap = elements_[p].direction ^ elements_[q].direction;
-        const double length = std::min(elements_[p].length, elements_[q].length);
-        const double reach = 4 * std::max(elements_[p].tolerance, elements_[q].tolerance);
-        if (std::fabs(gap) * length <= reach && std::cos(a.angle - b.angle) > 0) {
-            isFolded_[p] = true;
-            isFolded_[q] = true;
-        }
-    }
-
-    void AddSharersOfEnds(std::size_t segment, std::vector<int>& partners) const
-    {
-        for (const int joint : {joints_[segment], joints_[segment + 1]}) {
-            auto spoke =
-                std::lower_bound(spokes_.begin(), spokes_.end(), joint,
-                                 [](const Spoke& s, int number) { return s.joint < number; });
-            for (; spoke != spokes_.end() && spoke->joint == joint; ++spoke) {
-                if (spoke->segment > static_cast<int>(segment)) {
-                    partners.push_back(spoke->segment);
-                }
-            }
-        }
-        std::sort(partners.begin(), partners.end());
-        partners.erase(std::unique(partners.begin(), partners.end()), partners.end());
-    }
-
-    std::vector<Element> elements_;
-    CandidatePairs pairs_;
-    std::vector<bool> isFolded_;
-    std::vector<int> joints_; // of each point
-    std::vector<Spoke> spokes_;
-};
+    return segments;
+}
 
 /// The first pair of segments that meet, by the lower, then by the higher number. Ends that touch
-/// ends are no meeting.
+/// ends are no meeting; the candidates may leave out pairs that have such an end in common and part
+/// from there, but none of which one runs back along the other.
 bool FindFirstCrossing(const std::vector<Vec2d>& points, Crossing& crossing)
 {
-    const SegmentPairs pairs(points);
+    const CandidatePairs pairs(SegmentsOf(points));
     std::vector<int> partners;
     for (std::size_t s = 0; s + 1 < points.size(); ++s) {
-        pairs.Of(s, partners);
+        pairs.Of(static_cast<int>(s), partners);
         for (const int partner : partners) {
             const auto t = static_cast<std::size_t>(partner);
             if (Intersect::SegmentSegment(points[s], points[s + 1], points[t], points[t + 1],

@@ -153,6 +153,20 @@ TEST(NormalGroups, AreThoseOfLookingAtAllDirectionsOnBodies)
     }
 }
 
+TEST(NormalGroups, ManyNormalsOfEachOfManyDirections)
+{
+    // Enough of both that directions have lists of those around them, and that the lists are cut
+    // off.
+    const IndexedMesh torus = Support::Torus(Support::FullOr(64, 32), Support::FullOr(32, 16));
+    Normals normals = Mesh::Normals(torus);
+    // Some that cancel each other in the mean, and one alone on the far side.
+    normals.insert(normals.end(), {{0, 0, 0}, {-0.6, 0.1, 0.3}, {0.6, -0.1, -0.3}});
+    const Groups groups = RepresentativeNormalGrouping(normals, 0.4);
+    EXPECT_GT(CountOf(groups), 40U);
+    EXPECT_LT(CountOf(groups), normals.size() / 8);
+    EXPECT_EQ(groups, GroupedOneByOne(normals, 0.4));
+}
+
 TEST(NormalGroups, ManyNearAPoleAndInItsRings)
 {
     // The grid of directions is dense at the poles: its first ring alone has a place for each step
