@@ -23,6 +23,7 @@
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/IterativeRemesher_E.h>
 #include <Sorvane/MaterialTree_E.h>
+#include <Sorvane/MeshDistances_E.h>
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>

@@ -136,6 +136,19 @@ struct RealMesh {
 void PrintTo(const RealMesh& mesh, std::ostream* os) { *os << mesh.file; }
 class DistancesOnRealMeshes : public testing::TestWithParam<RealMesh> {};
 
+/// Triangles as near as the nearest one.
+int NearestCount(const IndexedMesh& mesh, const Vec3d& p, double least)
+{
+    int count = 0;
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+        const double distance =
+            Support::DistanceToTriangle(p, Support::PointOf(mesh, i), Support::PointOf(mesh, i + 1),
+                                        Support::PointOf(mesh, i + 2));
+        count += distance <= least * (1 + 1e-9) + 1e-12 ? 1 : 0;
+    }
+    return count;
+}
+
 TEST_P(DistancesOnRealMeshes, AreThoseOfBruteForceAndTheirSignsThoseOfSolidAngles)
 {
     const auto file = Support::SharedData(GetParam().file);
@@ -145,23 +158,28 @@ TEST_P(DistancesOnRealMeshes, AreThoseOfBruteForceAndTheirSignsThoseOfSolidAngle
     const auto distances = Distances(mesh, cloud);
     const auto squared = Distances(mesh, cloud, true);
     int inside = 0;
+    int outside = 0;
     for (std::size_t i = 0; i < cloud.size(); ++i) {
         const double expected = Support::DistanceToMesh(cloud[i], mesh);
         EXPECT_NEAR(std::fabs(distances[i]), expected, 1e-10 * (1 + expected));
         EXPECT_NEAR(squared[i], expected * expected, 1e-9 * (1 + expected * expected));
-        const bool isInside = WindingNumber(mesh, cloud[i]) > 0.5;
-        EXPECT_EQ(distances[i] < 0, isInside) << i;
-        inside += isInside ? 1 : 0;
+        // Where an edge is nearest, one of its triangles decides, which may see the point from
+        // behind although it is outside: a rule with a test of its own.
+        if (NearestCount(mesh, cloud[i], expected) == 1) {
+            const bool isInside = WindingNumber(mesh, cloud[i]) > 0.5;
+            EXPECT_EQ(distances[i] < 0, isInside) << i;
+            ++(isInside ? inside : outside);
+        }
     }
     EXPECT_GT(inside, 0);
-    EXPECT_LT(inside, GetParam().points);
+    EXPECT_GT(outside, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Parts, DistancesOnRealMeshes,
-                         testing::Values(RealMesh{"meshes_cad/plate_holes.STL", 300},
-                                         RealMesh{"meshes_cad/octagonal_pocket.stl", 150},
-                                         RealMesh{"meshes_nist/nist_ftc_11_asme1_rb.stl", 100},
-                                         RealMesh{"meshes_organic/spot.stl", 30}));
+                         testing::Values(RealMesh{"meshes_cad/plate_holes.STL", 80},
+                                         RealMesh{"meshes_cad/octagonal_pocket.stl", 60},
+                                         RealMesh{"meshes_nist/nist_ftc_11_asme1_rb.stl", 40},
+                                         RealMesh{"meshes_organic/spot.stl", 15}));
 
 TEST(CloudDistancesToMesh, AtASharpEdgeTheLowerNumberOfTheNearestDecides)
 {
@@ -480,13 +498,13 @@ TEST(ClipPolyPointStreamAgainstMesh, CrossingsTurnInsideToOutside)
     // A long polyline through a closed body: between two hits it stays on one side, and each hit
     // lies on the body and on its segment.
     const IndexedMesh torus = Support::Torus(20, 10);
-    const std::vector<Vec3d> stream = CloudAround(torus, 1200, 77);
+    const std::vector<Vec3d> stream = CloudAround(torus, 300, 77);
     const auto clips = MeshUtils::ClipPolyPointStreamAgainstMesh(torus, {stream}, 0)[0];
     std::vector<double> lengths(stream.size(), 0.0);
     for (std::size_t i = 1; i < stream.size(); ++i) {
         lengths[i] = lengths[i - 1] + Length(stream[i] - stream[i - 1]);
     }
-    EXPECT_GT(clips.size(), 500U);
+    EXPECT_GT(clips.size(), 100U);
     std::size_t next = 0;
     bool isInside = WindingNumber(torus, stream[0]) > 0.5;
     for (std::size_t i = 1; i < stream.size(); ++i) {
@@ -548,13 +566,13 @@ TEST(HausdorffDistances, PointsOfNoTriangleCountAndPlacesBetweenPointsDoNot)
     withStray.points.push_back({0, 0, -4});
     report = Farthest(withStray, pyramid);
     EXPECT_EQ(report.firstIndex, 5U);
-    EXPECT_DOUBLE_EQ(report.firstDistance, std::sqrt(12.5)); // to the plane z = 1 - x and the like
+    EXPECT_DOUBLE_EQ(report.firstDistance, std::sqrt(17.0)); // the pyramid has no floor: to its rim
 }
 
 TEST(HausdorffDistances, AreThoseOfBruteForceOnRealMeshes)
 {
-    const auto fileA = Support::SharedData("meshes_cad/plate_holes.STL");
-    const auto fileB = Support::SharedData("meshes_cad/round.stl");
+    const auto fileA = Support::SharedData("meshes_cad/angle_block.STL");
+    const auto fileB = Support::SharedData("meshes_cad/idler_riser.STL");
     SORVANE_NEED_DATA(fileA);
     SORVANE_NEED_DATA(fileB);
     const IndexedMesh a = Support::WeldedStl<double>(fileA);
@@ -578,7 +596,7 @@ TEST(HausdorffDistances, AreThoseOfBruteForceOnRealMeshes)
 TEST(MeshDistances, AreTheSameBitsForAnyNumberOfThreads)
 {
     const IndexedMesh torus = Support::Torus(60, 30);
-    const auto cloud = CloudAround(torus, 5000, 21);
+    const auto cloud = CloudAround(torus, 1500, 21);
     const auto all = [&] {
         std::vector<double> numbers = Distances(torus, cloud);
         for (const bool closest : {true, false}) {
