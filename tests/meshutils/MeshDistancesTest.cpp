@@ -493,6 +493,26 @@ TEST(ClipPolyPointStreamAgainstMesh, UnusablePointsTakeTheirTwoSegmentsAlong)
                     .empty());
 }
 
+TEST(ClipPolyPointStreamAgainstMesh, LongSegmentsHitWhatTheirShortPiecesHit)
+{
+    const IndexedMesh torus = Support::Torus(40, 20);
+    const std::vector<Vec3d> stream = CloudAround(torus, 40, 31);
+    std::vector<Vec3d> fine{stream[0]};
+    for (std::size_t i = 1; i < stream.size(); ++i) {
+        for (int k = 1; k <= 101; ++k) {
+            fine.push_back(stream[i - 1] + (stream[i] - stream[i - 1]) * (k / 101.0));
+        }
+    }
+    const auto clips = MeshUtils::ClipPolyPointStreamAgainstMesh(torus, {stream, fine}, 0);
+    ASSERT_EQ(clips[0].size(), clips[1].size());
+    EXPECT_GT(clips[0].size(), 20U);
+    for (std::size_t i = 0; i < clips[0].size(); ++i) {
+        EXPECT_EQ(clips[0][i].facet, clips[1][i].facet);
+        EXPECT_NEAR(clips[0][i].parameter, clips[1][i].parameter, 1e-11);
+        EXPECT_NEAR(Length(clips[0][i].point - clips[1][i].point), 0, 1e-11);
+    }
+}
+
 TEST(ClipPolyPointStreamAgainstMesh, CrossingsTurnInsideToOutside)
 {
     // A long polyline through a closed body: between two hits it stays on one side, and each hit
