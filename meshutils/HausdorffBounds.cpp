@@ -54,7 +54,7 @@ constexpr double kRounding = 64 * std::numeric_limits<double>::epsilon();
 constexpr double kLeastAccuracy = 1e-9;
 constexpr double kLeastRoundings = 4;
 /// Halvings: so many, and so many for each triangle.
-constexpr std::size_t kMostHalvings = std::size_t{1} << 20;
+constexpr std::size_t kMostHalvings = std::size_t{1} << 18;
 constexpr std::size_t kHalvingsPerTriangle = 4;
 /// Triangles that are halved in one round. Few enough that those which a raised lower bound settles
 /// are not halved first, enough for a batch.
@@ -69,6 +69,8 @@ constexpr std::size_t kMostProbes = 256;
 constexpr std::size_t kItemsPerTask = 512;
 /// Parts of one triangle that wait to be certified.
 constexpr std::size_t kMostParts = 96;
+/// Ridges along which a part of a triangle is divided before it is halved in the middle.
+constexpr int kMostRidges = 4;
 /// Corners of a part.
 constexpr std::size_t kMostCorners = 12;
 /// Sine within which a corner lies on a cutting plane.
@@ -196,15 +198,22 @@ bool MayHold(const Candidate& candidate, const Part& part, double squaredLimit)
     return true;
 }
 
-/// Divides `part` along a plane. A corner within `tolerance` of the plane belongs to both
-/// divisions, which together are the part in any case. False when a division has too many corners.
-bool Divide(const Part& part, const Vec3d& origin, const Vec3d& inward, double tolerance,
-            Part& inside, Part& outside)
+/// Of each corner of a part the height over a line across it, or something like it.
+using Heights = std::array<double, kMostCorners>;
+
+Heights HeightsOver(const Part& part, const Vec3d& origin, const Vec3d& inward)
 {
-    std::array<double, kMostCorners> height;
+    Heights heights;
     for (std::size_t i = 0; i < part.count; ++i) {
-        height[i] = inward * (part.corner[i] - origin);
+        heights[i] = inward * (part.corner[i] - origin);
     }
+    return heights;
+}
+
+/// Divides `part` where its heights pass zero. A corner within `tolerance` of it belongs to both
+/// divisions, which together are the part in any case. False when a division has too many corners.
+bool Divide(const Part& part, const Heights& height, double tolerance, Part& inside, Part& outside)
+{
     inside.count = 0;
     outside.count = 0;
     bool hasRoom = true;
@@ -258,32 +267,32 @@ public:
             Close(item, squaredAtCorners, squaredLimit);
             return;
         }
-        // At first without cuts, whatever the limit: it is the upper bound of what stays open.
         Part whole;
         for (const Sample& corner : item.corner) {
             whole.Add(corner.point);
         }
         candidates_.clear();
         numbers_.clear();
-        double best = kInfinity;
         for (const Sample& corner : item.corner) {
-            if (AddCandidate(corner.id)) {
-                best =
-                    std::min(best, GreatestSquaredDistance(candidates_.back().corner, whole, best));
-            }
-        }
-        Close(item, best, squaredLimit);
-        if (!item.isOpen || squaredAtCorners > squaredLimit) {
-            return;
+            PlaceOf(corner.id);
         }
         Sample beyond;
-        const double certified = CertifyParts(whole, squaredLimit, limit, beyond);
+        const double certified = squaredAtCorners > squaredLimit
+                                     ? kInfinity
+                                     : CertifyParts(whole, squaredLimit, limit, beyond);
         if (beyond.id >= 0) {
             far.Offer(beyond, item.triangle);
         }
         if (certified <= squaredLimit) {
             Close(item, std::max(certified, squaredAtCorners), squaredLimit);
+            return;
         }
+        // Without cuts and whatever the limit: by this bound the open ones are ranked.
+        double best = kInfinity;
+        for (std::size_t k = 0; k < std::min<std::size_t>(3, candidates_.size()); ++k) {
+            best = std::min(best, GreatestSquaredDistance(candidates_[k].corner, whole, best));
+        }
+        Close(item, best, squaredLimit);
     }
 
 private:
@@ -291,6 +300,7 @@ private:
         Part part;
         std::size_t next = 0; // candidate to be cut with
         int hint = -1;        // triangle of B that may lie behind it, or -1
+        int ridges = 0;       // along which it has been divided
     };
 
     static void Close(Item& item, double squaredUpper, double squaredLimit)
@@ -299,21 +309,16 @@ private:
         item.isOpen = !(item.squaredUpper <= squaredLimit);
     }
 
-    std::size_t PlaceOf(int number) const
+    /// Where triangle `number` stands among the candidates, which it joins if it is new.
+    std::size_t PlaceOf(int number)
     {
-        return static_cast<std::size_t>(std::find(numbers_.begin(), numbers_.end(), number) -
-                                        numbers_.begin());
-    }
-
-    /// False for one that is there already.
-    bool AddCandidate(int number)
-    {
-        if (PlaceOf(number) != numbers_.size()) {
-            return false;
+        const auto found = std::find(numbers_.begin(), numbers_.end(), number);
+        const auto place = static_cast<std::size_t>(found - numbers_.begin());
+        if (found == numbers_.end()) {
+            numbers_.push_back(number);
+            candidates_.emplace_back(Impl::TriangleAt(surface_.points, surface_.indices, number));
         }
-        numbers_.push_back(number);
-        candidates_.emplace_back(Impl::TriangleAt(surface_.points, surface_.indices, number));
-        return true;
+        return place;
     }
 
     /// The first of the candidates that are tried again on a new part: the last few, which are
@@ -346,7 +351,7 @@ private:
                     return kInfinity;
                 }
                 ++probes;
-                if (!Probe(waiting.part, squaredLimit, limit, squared, far)) {
+                if (!Probe(waiting, squaredLimit, limit, squared, far)) {
                     return kInfinity;
                 }
             }
@@ -381,9 +386,10 @@ private:
     /// Tries triangle `number` of B in the same two ways; `squared` stays infinite in vain.
     void Settle(int number, const Part& part, double squaredLimit, double& squared)
     {
-        AddCandidate(number);
         const std::size_t place = PlaceOf(number);
-        squared = GreatestSquaredDistance(candidates_[place].corner, part, squaredLimit);
+        if (MayHold(candidates_[place], part, squaredLimit)) {
+            squared = GreatestSquaredDistance(candidates_[place].corner, part, squaredLimit);
+        }
         if (squared == kInfinity) {
             CutOut(place, part, candidates_.size(), squaredLimit, squared);
         }
@@ -404,8 +410,10 @@ private:
     /// Asks for the triangle nearest to the middle of a part, and settles with it at least the
     /// surroundings of the middle, or halves the part. False when a place of the part is beyond the
     /// limit.
-    bool Probe(const Part& part, double squaredLimit, double limit, double& squared, Sample& far)
+    bool Probe(const WaitingPart& waiting, double squaredLimit, double limit, double& squared,
+               Sample& far)
     {
+        const Part& part = waiting.part;
         Vec3d sum;
         for (std::size_t i = 0; i < part.count; ++i) {
             sum += part.corner[i] - part.corner[0];
@@ -420,44 +428,73 @@ private:
             return true;
         }
         squared = 0; // nothing is certified; the halves wait
-        return Halve(part, limit, far);
+        return Halve(waiting, limit, far);
     }
 
-    /// Puts the halves of a part across its greatest width to those that wait.
-    bool Halve(const Part& part, double limit, Sample& far)
+    /// Divides a part in two, which wait.
+    ///
+    /// Where its ends across its greatest width have different nearest triangles, the division is
+    /// along the ridge on which both are equally near, as far as it is straight: the greatest
+    /// distances lie on ridges, and halves of a part that a ridge passes can't be certified before
+    /// they are as small as the accuracy. Otherwise it is in the middle of the width.
+    bool Halve(const WaitingPart& waiting, double limit, Sample& far)
     {
+        const Part& part = waiting.part;
         double squaredWidth = -1;
-        std::size_t from = 0;
-        std::size_t to = 0;
+        std::array<std::size_t, 2> end{};
         for (std::size_t i = 0; i < part.count; ++i) {
             for (std::size_t k = i + 1; k < part.count; ++k) {
                 const double squared = SquaredLength(part.corner[k] - part.corner[i]);
                 if (squared > squaredWidth) {
                     squaredWidth = squared;
-                    from = i;
-                    to = k;
+                    end = {i, k};
                 }
             }
         }
         // A part that is cut no more reaches beyond the limit, if it does, at its ends.
-        for (const std::size_t end : {from, to}) {
-            const int atEnd = NearestTo(part.corner[end], limit, far);
+        std::array<std::size_t, 2> place{};
+        for (std::size_t k = 0; k < 2; ++k) {
+            const int atEnd = NearestTo(part.corner[end[k]], limit, far);
             if (atEnd < 0) {
                 return false;
             }
-            AddCandidate(atEnd);
+            place[k] = PlaceOf(atEnd);
         }
         Part& inside = within_[0];
         Part& outside = beyond_;
-        const Vec3d across = part.corner[to] - part.corner[from];
-        const Vec3d middle = part.corner[from] + across * 0.5;
-        if (!Divide(part, middle, across, 0.0, inside, outside) || inside.count == 0 ||
-            outside.count == 0) {
+        const auto push = [&](int ridges) {
+            parts_.push_back({inside, FirstRecent(), numbers_[place[1]], ridges});
+            parts_.push_back({outside, FirstRecent(), numbers_[place[0]], ridges});
+        };
+        if (place[0] != place[1] && waiting.ridges < kMostRidges) {
+            Heights height;
+            std::size_t changes = 0;
+            for (std::size_t i = 0; i < part.count; ++i) {
+                height[i] =
+                    DistanceTo(place[0], part.corner[i]) - DistanceTo(place[1], part.corner[i]);
+                changes += i > 0 && (height[i] < 0) != (height[i - 1] < 0) ? 1 : 0;
+            }
+            if (changes == 1 || changes == 2) {
+                if (Divide(part, height, 0.0, inside, outside) && inside.count > 0 &&
+                    outside.count > 0) {
+                    push(waiting.ridges + 1);
+                    return true;
+                }
+            }
+        }
+        const Vec3d across = part.corner[end[1]] - part.corner[end[0]];
+        const Vec3d middle = part.corner[end[0]] + across * 0.5;
+        if (!Divide(part, HeightsOver(part, middle, across), 0.0, inside, outside) ||
+            inside.count == 0 || outside.count == 0) {
             return false;
         }
-        parts_.push_back({inside, FirstRecent()});
-        parts_.push_back({outside, FirstRecent()});
+        push(waiting.ridges);
         return true;
+    }
+
+    double DistanceTo(std::size_t place, const Vec3d& point) const
+    {
+        return Length(Intersect::Impl::NearestOnTriangle(candidates_[place].corner, point) - point);
     }
 
     /// Cuts what lies in a candidate's prism out of the part, if there is any and the candidate
@@ -477,8 +514,8 @@ private:
             const double tolerance =
                 kOnPlane *
                 Math::Impl::LargestMagnitude(candidate.corner[(k + 1) % 3] - candidate.corner[k]);
-            if (!Divide(*inside, candidate.corner[k], candidate.inward[k], tolerance, within,
-                        beyond_) ||
+            if (!Divide(*inside, HeightsOver(*inside, candidate.corner[k], candidate.inward[k]),
+                        tolerance, within, beyond_) ||
                 within.count == 0) {
                 parts_.resize(waiting);
                 return;

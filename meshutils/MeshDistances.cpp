@@ -31,7 +31,9 @@ using Closest = TriangleTree::Closest;
 constexpr double kFrontTolerance = 1e-12;
 /// Widening of a triangle within which a line or a segment hits it.
 constexpr double kHitTolerance = 1e-12;
-/// By how much the box of a segment is grown on every side.
+/// Up to this share of half the mesh's diagonal the box of a segment is small.
+constexpr double kShortSegment = 1.0 / 32;
+/// By how much the boxes of a segment and of a triangle are grown on every side.
 constexpr double kBoxMargin = 1e-10;
 /// What the distances of one point to two triangles with a common edge may differ by in rounding,
 /// as a fraction of the distance.
@@ -135,7 +137,45 @@ std::vector<Vec3d> UsablePoints(const std::vector<Vec3d>& stream)
     return points;
 }
 
-/// The crossings of the segment from `p` to `q`, which begins at `parameter`, in triangle order.
+using Box = Bounding::AxisAlignedBoundingBox<3, double>;
+
+/// The box of `points`, grown by the margin.
+template <std::size_t N>
+Box BoxAround(const std::array<Vec3d, N>& points)
+{
+    Box box;
+    for (const Vec3d& point : points) {
+        box.Grow(point);
+    }
+    const Vec3d margin{kBoxMargin, kBoxMargin, kBoxMargin};
+    return {box.min - margin, box.max + margin};
+}
+
+bool Overlap(const Box& a, const Box& b)
+{
+    return Intersect::AABBAABB(a.min, a.max, b.min, b.max, true);
+}
+
+/// Triangles that the segment may cross, each once, in any order.
+///
+/// Those near the box of a long segment that runs askew are very many. All that it crosses are hit
+/// by its line, or touched by one of its ends, so that these are asked for.
+std::vector<int> CandidatesOf(const TriangleTree& tree, const Vec3d& p, const Vec3d& q)
+{
+    if (Length(q - p) < tree.RootHalfSize() * kShortSegment) {
+        return tree.GetPossibleBoxCollisions(BoxAround<2>({p, q}));
+    }
+    std::vector<int> numbers = tree.LineHits(p, q - p);
+    for (const Vec3d& end : {p, q}) {
+        const std::vector<int> touched = tree.TrianglesInBall(end, kBoxMargin);
+        numbers.insert(numbers.end(), touched.begin(), touched.end());
+    }
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    return numbers;
+}
+
+/// The crossings of the segment from `p` to `q`, which begins at `parameter`.
 void AddSegmentHits(const TriangleTree& tree, const Mesh::IndexedPointsBase<3, double>& mesh,
                     const Vec3d& p, const Vec3d& q, double parameter,
                     std::vector<PointStreamClip>& hits)
@@ -143,15 +183,13 @@ void AddSegmentHits(const TriangleTree& tree, const Mesh::IndexedPointsBase<3, d
     if (!Math::Impl::IsUsable(p) || !Math::Impl::IsUsable(q)) {
         return;
     }
-    Bounding::AxisAlignedBoundingBox<3, double> box;
-    for (int axis = 0; axis < 3; ++axis) {
-        box.min[axis] = std::min(p[axis], q[axis]) - kBoxMargin;
-        box.max[axis] = std::max(p[axis], q[axis]) + kBoxMargin;
-    }
-    for (const int number : tree.GetPossibleBoxCollisions(box)) {
-        const auto [a, b, c] = TriangleAt(mesh.points, mesh.indices, number);
+    const Box box = BoxAround<2>({p, q});
+    for (const int number : CandidatesOf(tree, p, q)) {
+        const std::array<Vec3d, 3> corner = TriangleAt(mesh.points, mesh.indices, number);
         Vec3d hit;
-        if (Intersect::SegmentTriangleHitPoint(a, b, c, p, q, &hit, kHitTolerance)) {
+        if (Overlap(BoxAround(corner), box) &&
+            Intersect::SegmentTriangleHitPoint(corner[0], corner[1], corner[2], p, q, &hit,
+                                               kHitTolerance)) {
             hits.push_back({hit, parameter + Length(hit - p), number});
         }
     }

@@ -143,7 +143,7 @@ struct HausdorffBoundsReport {
 /// Accuracy is bought with time where a surface is nearly as far away as the farthest place on whole
 /// lines between two parts of the other. One below a billionth of the diagonal of the box around both
 /// meshes, or of 256 units in the last place of the largest coordinate, counts as that, and so does 0
-/// or NaN. Where more than 2^20 divisions and four for each triangle are not enough, the search ends:
+/// or NaN. Where more than 2^18 divisions and four for each triangle are not enough, the search ends:
 /// the bounds hold, and are farther apart. A thousandth of the distance that you expect is cheap.
 ///
 /// Everything is zero and the triangles are -1 when one of the meshes has no triangles that count.

@@ -24,6 +24,7 @@
 #include <Sorvane/IterativeRemesher_E.h>
 #include <Sorvane/MaterialTree_E.h>
 #include <Sorvane/MeshBuilders_E.h>
+#include <Sorvane/MeshDistances_E.h>
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshImprint_E.h>

@@ -49,6 +49,11 @@ const std::vector<PartProgram>& PartPrograms()
           "table.csv", "--gcode", "program.nc"},
          1,
          {0, 2}},
+        {"compare_parts",
+         {Support::ExampleData("bracket.stl").string(), "--accuracy", "0.1", "--svg",
+          "picture.svg"},
+         1,
+         {0, 3}},
         {"decimate", {"decimated.stl", "--keep", "30", "--svg", "picture.svg"}, 1, {0, 3}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
         {"aspect_ratio", {"better.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
@@ -266,6 +271,10 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
          {bracket, "ball", "9", "--gcode", "/dev/full"},
          1,
          "/dev/full: can't be written"},
+        {"compare_parts",
+         {bracket, bracket, "--svg", noFolder},
+         1,
+         noFolder + ": can't be written"},
         {"decimate",
          {bracket, "/dev/full", "--keep", "50"},
          1,
@@ -356,7 +365,8 @@ TEST_F(ExamplePrograms, FitToolTellsTheToolOfAnOutline)
 
     const ProgramRun scan = RunExample("fit_tool", {}, Folder());
     EXPECT_EQ(scan.code, 0);
-    EXPECT_NE(scan.errors.find("angle 0.40"), std::string::npos) << scan.errors; // of its taper, drawn as 0.4
+    EXPECT_NE(scan.errors.find("angle 0.40"), std::string::npos)
+        << scan.errors; // of its taper, drawn as 0.4
 
     Support::WriteBytes(folder_ / "words.txt", "no points here");
     EXPECT_EQ(RunExample("fit_tool", {"words.txt"}, Folder()).code, 1);
