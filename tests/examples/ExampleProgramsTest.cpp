@@ -52,6 +52,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"decimate", {"decimated.stl", "--keep", "30", "--svg", "picture.svg"}, 1, {0, 3}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
         {"aspect_ratio", {"better.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
+        {"imprint_path", {"out.stl", "0", "0", "0", "5", "picture.svg"}, 1, {0, 3}},
         {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
         {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
         {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
