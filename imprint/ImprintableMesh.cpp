@@ -238,8 +238,9 @@ void ImprintableMesh<Tag>::EnterTree(int facet)
     }
     const int slot = tree_->Add(facet, CornerPoints(facet));
     FaceAt(facet).treeSlot = slot;
-    if (slot >= 0 && !tree_->Enter(slot)) {
-        tree_->Rebuild(); // a point off the surface has widened the mesh
+    // A point off the surface may widen the mesh.
+    if (slot >= 0 && (!tree_->Enter(slot) || tree_->IsOutgrown())) {
+        tree_->Rebuild();
     }
 }
 
