@@ -108,8 +108,8 @@ void ExpectSound(const Mesh& mesh)
     }
 }
 
-/// The closed polylines in which a plane cuts a closed mesh: one point on each edge it crosses, found
-/// by going over all triangles. A loop that ends at a boundary comes as far as it goes.
+/// The closed polylines in which a plane cuts a closed mesh: one point on each edge it crosses,
+/// found by going over all triangles. A loop that ends at a boundary comes as far as it goes.
 inline std::vector<std::vector<Vec3d>> PlaneLoops(const IndexedMesh& mesh, const Vec3d& origin,
                                                   const Vec3d& normal)
 {

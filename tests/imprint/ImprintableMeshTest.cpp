@@ -1,4 +1,5 @@
-// The imprintable mesh: how it is built, where points are located, what cutting and collapsing keep.
+// The imprintable mesh: how it is built, where points are located, what cutting and collapsing
+// keep.
 
 #include "tests/imprint/ImprintSupport.h"
 #include "tests/support/TestSupport.h"
@@ -112,8 +113,8 @@ TEST(ImprintableMeshBuild, NodesArePointsAndTagsPaint)
 TEST(ImprintableMeshBuild, BadTriplesAreReportedOnceEachAndTagsGoByTriple)
 {
     const IndexedMesh square = Square();
-    // Equal numbers, out of range on both sides, a directed edge that is taken, then one good triple
-    // and an incomplete one.
+    // Equal numbers, out of range on both sides, a directed edge that is taken, then one good
+    // triple and an incomplete one.
     const std::vector<int> indices = {0, 1, 2, 0, 0, 3, 0, 2, 9, 0, -1, 2, 3, 0, 1, 0, 2, 3, 1, 2};
     Support::ExpectAssertions(4);
     const ImprintMesh mesh(square.points, indices, {1, 2, 3, 4, 5, 6}, 1e-6);
@@ -130,11 +131,12 @@ TEST(ImprintableMeshBuild, WordsOf64BitsReportUnderTheirOwnName)
 {
     Support::ExpectAssertions(1);
     const IndexedMesh square = Square();
-    const Mesh::Impl::ImprintableMesh<unsigned long long> mesh(
-        square.points, {0, 1, 1, 0, 1, 2}, {7, 1ULL << 63U}, 1e-6);
-    EXPECT_EQ(Support::LastAssertion(),
-              "ProjectionImprinting_Impl:145 "
-              "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned __int64>::ImprintableMesh");
+    const Mesh::Impl::ImprintableMesh<unsigned long long> mesh(square.points, {0, 1, 1, 0, 1, 2},
+                                                               {7, 1ULL << 63U}, 1e-6);
+    EXPECT_EQ(
+        Support::LastAssertion(),
+        "ProjectionImprinting_Impl:145 "
+        "Velk::Math::Sorvane::Mesh::Impl::ImprintableMesh<unsigned __int64>::ImprintableMesh");
     EXPECT_EQ(mesh.FaceRecord(0)->tag, 1ULL << 63U);
     EXPECT_EQ(mesh.FaceRecord(0)->paint, 2);
     Support::ExpectSound(mesh);
@@ -324,8 +326,8 @@ TEST(ImprintableMeshLocate, NothingIsFoundWithoutATreeAndAllIsWithTheNextOne)
     EXPECT_TRUE(LocateAt(mesh, {0.75, 0.25, 0}, 1e-6).IsLocated());
 }
 
-// The facet by going over all of them with a distance of the test's own: the least number among those
-// whose boxes hold the point, otherwise among all.
+// The facet by going over all of them with a distance of the test's own: the least number among
+// those whose boxes hold the point, otherwise among all.
 int FacetByLooking(const IndexedMesh& mesh, const Vec3d& point, double radius)
 {
     for (const bool inBox : {true, false}) {
@@ -694,8 +696,8 @@ TEST(ImprintableMeshCollapse, WhatStaysShortIsWhatTheMeshRefuses)
     ImprintMesh mesh = Imprintable(Support::Sphere(2), 1e-9);
     for (int i = 0; i < 400; ++i) {
         const int e = random.Below(mesh.EdgeCount());
-        MeshLocation place = OnEdge(mesh, mesh.EdgeNodes(e)[0], mesh.EdgeNodes(e)[1],
-                                    random.Between(0.05, 0.95));
+        MeshLocation place =
+            OnEdge(mesh, mesh.EdgeNodes(e)[0], mesh.EdgeNodes(e)[1], random.Between(0.05, 0.95));
         ASSERT_TRUE(mesh.SplitAtLocation(place));
     }
     NodeReplacements replaced;
@@ -704,9 +706,8 @@ TEST(ImprintableMeshCollapse, WhatStaysShortIsWhatTheMeshRefuses)
     } while (!replaced.empty());
     Support::ExpectSound(mesh);
     for (int e = 0; e < mesh.EdgeCount(); ++e) {
-        if (mesh.IsValidEdge(e) &&
-            Vector::Length(NodePoint(mesh, mesh.EdgeNodes(e)[0]) -
-                           NodePoint(mesh, mesh.EdgeNodes(e)[1])) <= 0.05) {
+        if (mesh.IsValidEdge(e) && Vector::Length(NodePoint(mesh, mesh.EdgeNodes(e)[0]) -
+                                                  NodePoint(mesh, mesh.EdgeNodes(e)[1])) <= 0.05) {
             EXPECT_FALSE(mesh.CollapseEdge(e, true, true));
         }
     }
