@@ -58,26 +58,32 @@ public:
     ///
     /// A point within the tolerance of a node in each coordinate moves onto it, otherwise one within
     /// the tolerance of an edge onto the nearest point of the edge, and `path` is changed so; any
-    /// other stays and becomes a node in its triangle. Between two points the path follows the plane
-    /// through both that holds the mean of the surface's normals at them. A crossing within 0.5
-    /// percent of an edge's length from a node goes through the node, so that no slivers arise: the
-    /// imprint leaves the plane by that much. `closed` leads from the last point back to the first;
-    /// don't repeat the first point then.
+    /// other stays and becomes a node in its triangle. Between two points the path goes from edge to
+    /// edge along the plane that holds both and the mean of the surface's normals at them; it
+    /// crosses an edge where that is nearest to the straight line between the two, and where this is
+    /// within 0.5 percent of the edge's length from an end it goes through the node there, so that no
+    /// slivers arise. Give points on both sides of sharp edges, and a dense path on curved surfaces.
+    /// `closed` leads from the last point back to the first; don't repeat the first point then.
     ///
     /// A point farther than the tolerance from the surface is skipped, with the stretches to it and
-    /// from it. Between points where the surface is no connected way, or so far apart that the walk
-    /// along the plane leads elsewhere or takes more than 1024 crossings, nothing or part of the way
-    /// is imprinted: give dense paths on curved parts.
+    /// from it. A stretch that finds no way, or takes more than some ten thousand crossings, is
+    /// imprinted in part or not at all.
     ///
     /// With `collect` the path comes back as it stands in the mesh: the points of all its nodes, the
     /// crossings among them, in order. Consecutive ones are joined by an edge, except past points
     /// that were skipped and stretches that found no way. A closed path ends with its first point
-    /// again. A later path that crosses it cuts its edges. If nothing was imprinted `path` stays as
-    /// without `collect`: as given, but for points that have moved onto nodes and edges.
+    /// again. A later path that crosses it cuts its edges. Without `collect`, and if no point was
+    /// found, `path` stays as given but for the points that have moved.
     ///
-    /// Total area, volume and shape stay what they were, up to rounding: new nodes are on old
-    /// triangles. Edges no longer than half the tolerance, old or new, are collapsed at the end,
-    /// which moves the surface by no more than that. Tags stay with the pieces of their triangles.
+    /// An edge that the path runs twice within a few steps (64, and a third of the path at most)
+    /// is not imprinted: it bounds no region. Paths with points closer together than 0.5 percent of
+    /// the edges they cross come to that by themselves.
+    ///
+    /// Area, volume and shape stay what they were, up to rounding and to what points inside
+    /// triangles lie off them. Edges no longer than half the tolerance, old or new, are collapsed
+    /// where the mesh allows it, which moves the surface by no more than that. Tags stay with the
+    /// pieces of their triangles. Time in proportion to the path and its crossings, with O(log n)
+    /// for each point.
     bool ImprintPath(std::vector<VecBase<3, double>>& path, bool closed, bool collect);
 
     /// Colors the triangles so that the color changes across each imprinted path: outside (2) and
@@ -99,8 +105,9 @@ public:
     /// The mesh as it stands, with one flag for each triangle: 0 inside, 1 for all others; before
     /// `PaintInsideOutside` all are 1. Always true.
     ///
-    /// All nodes are written, unused ones too; those of the input that no edit concerned come first
-    /// and in their order. Nothing is welded. The arguments are cleared first.
+    /// All nodes are written, unused ones too: the points of the input first, in their order, as long
+    /// as none of them was collapsed, then those of the paths. Nothing is welded. The arguments are
+    /// cleared first.
     bool Export(IndexedPointsBase<3, double>& mesh, std::vector<unsigned char>& flags) const;
 
     /// The triangles inside (`inner`) or all others alone, without unused points, welded and sorted
@@ -139,17 +146,18 @@ public:
     /// `start` snaps to a node or an edge as a point of `ImprintPath` does. `direction` may have any
     /// length and is laid into the plane of a triangle at the start: of the one that holds the start;
     /// on an edge of the one of its two triangles whose apex lies farther ahead, if the direction
-    /// leads into that, otherwise of the other; at a node of the first around it whose corner holds
-    /// the direction, or, where the corners leave a gap between them as on a peak, of the one that
-    /// misses it least (by less than a right angle). A point where the line leaves a triangle within
+    /// leads into that, otherwise of the other; at a node of the one whose corner holds the direction
+    /// and whose plane comes nearest to it, or, where the corners leave a gap between them as on a
+    /// peak, of the one beside the gap that misses it least (by less than a right angle). A point where the line leaves a triangle within
     /// half the tolerance of a corner, along both axes of the triangle's own plane, moves there.
     ///
     /// The line ends early where it comes to the boundary, and where no triangle lies in its
     /// direction. Its start alone is the result for a length of 0, for a start farther than the
-    /// tolerance from the surface (as given, otherwise as snapped), and for a direction that has no
-    /// part along the surface or is not finite. A length that is negative or not finite gives an
-    /// empty line. It ends, too, where a further stretch is lost in the rounding of the length that
-    /// is left, and in any case after four million points.
+    /// tolerance from the surface (as given, otherwise as snapped), and for a direction whose part
+    /// along the surface is no longer than 1e-12 or not finite. A length that is negative or not
+    /// finite gives an empty line. The line ends, too, when it has passed as many triangles as the
+    /// mesh has without getting shorter by it, as a length of 1e300 does, and in any case after 2^22
+    /// points.
     ///
     /// O(log n) for the start and O(1) for each triangle, plus the triangles at each node that it
     /// passes. The first call after an `ImprintPath` builds a search tree, O(n log n), which is why

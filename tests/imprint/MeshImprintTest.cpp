@@ -358,6 +358,58 @@ TEST(MeshImprint, APathThatCrossesItselfIsMendedInPlace)
               2);
 }
 
+TEST(MeshImprint, DensePathsPastTheTipOfThinTrianglesHaveTwoSides)
+{
+    // A disc of long thin triangles: crossings within 0.5 of its center move there, so that a loop
+    // that passes by with points in every triangle runs to the center and back again and again.
+    // What it runs there and back bounds nothing.
+    constexpr int kSides = 720;
+    IndexedMesh disc;
+    disc.points.push_back({0, 0, 0});
+    for (int k = 0; k < kSides; ++k) {
+        const double a = kTwoPi<double> * k / kSides;
+        disc.points.push_back({100 * std::cos(a), 100 * std::sin(a), 0});
+        disc.indices.insert(disc.indices.end(), {0, 1 + k, 1 + (k + 1) % kSides});
+    }
+    for (const double distance : {0.1, 0.2, 0.3, 0.4, -0.1, -0.2, -0.3}) {
+        const Path loop = Support::Round({2 + distance, 0}, 2, 301, 0);
+        MeshImprint imprint(disc, kTolerance);
+        Imprinted(imprint, loop);
+        EXPECT_TRUE(imprint.PaintInsideOutside()) << distance;
+        const Exported out = Export(imprint);
+        // What lies beyond the moved crossings is within 0.5 of the center.
+        EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), AreaOfLoop(loop),
+                    kPi<double> * 0.25);
+        EXPECT_NEAR(SurfaceOf(out.mesh), SurfaceOf(disc), 1e-12 * SurfaceOf(disc));
+    }
+}
+
+TEST(MeshImprint, ALoopWhoseEndOverlapsItsBeginningIsOneLoop)
+{
+    const Path loop = Support::Round({5, 5}, 3.1, 60, 0);
+    for (const std::size_t overlap : {1U, 2U, 7U}) {
+        Path path = loop;
+        path.insert(path.end(), loop.begin(), loop.begin() + static_cast<std::ptrdiff_t>(overlap));
+        MeshImprint imprint(Sheet(10), kTolerance);
+        ASSERT_TRUE(imprint.ImprintPath(path, false, true));
+        EXPECT_TRUE(imprint.PaintInsideOutside()) << overlap;
+        const Exported out = Export(imprint);
+        EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), AreaOfLoop(loop), 0.05);
+    }
+}
+
+TEST(MeshImprint, AWayThereAndBackBoundsNothing)
+{
+    MeshImprint imprint(Sheet(10), kTolerance);
+    // A loop with a spur of several edges at a corner.
+    Path path{{2.2, 2.3, 0}, {7.4, 2.3, 0}, {7.4, 7.6, 0}, {9.3, 9.4, 0}, {7.4, 7.6, 0},
+              {2.2, 7.6, 0}};
+    Imprinted(imprint, path);
+    EXPECT_TRUE(imprint.PaintInsideOutside());
+    const Exported out = Export(imprint);
+    EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), 5.2 * 5.3, 1e-12);
+}
+
 TEST(MeshImprint, TheSameLoopAgainChangesNothing)
 {
     const IndexedMesh body = Support::Sphere(3);
