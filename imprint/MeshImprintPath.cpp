@@ -174,9 +174,9 @@ void MarkPath(ImprintableMesh<Tag>& mesh, const std::vector<MeshLocation>& trace
 {
     std::vector<int> stretch;
     for (const MeshLocation& place : traced) {
-        const bool goesOn = !stretch.empty() && place.IsOnNode() &&
-                            (place.node == stretch.back() ||
-                             IsEdge(mesh, stretch.back(), place.node));
+        const bool goesOn =
+            !stretch.empty() && place.IsOnNode() &&
+            (place.node == stretch.back() || IsEdge(mesh, stretch.back(), place.node));
         if (!goesOn) {
             MarkStretch(mesh, stretch);
             stretch.clear();

@@ -35,10 +35,9 @@ TEST(ImprintPathProgram, CutsADiscOutOfABracket)
     const Vec3d center =
         (Support::PointOf(part, 0) + Support::PointOf(part, 1) + Support::PointOf(part, 2)) / 3.0;
     const auto text = [&](int i) { return std::to_string(center[i]); };
-    const ProgramRun run =
-        RunExample("imprint_path",
-                   {bracket, "out.stl", text(0), text(1), text(2), "1.5", "picture.svg"},
-                   folder / "");
+    const ProgramRun run = RunExample(
+        "imprint_path", {bracket, "out.stl", text(0), text(1), text(2), "1.5", "picture.svg"},
+        folder / "");
     ASSERT_EQ(run.code, 0) << run.errors;
     // A polygon of 360 corners of radius 1.5.
     const double disc = 180 * 1.5 * 1.5 * std::sin(kTwoPi<double> / 360);

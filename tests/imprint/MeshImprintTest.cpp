@@ -27,8 +27,6 @@
 namespace {
 
 using namespace Velk::Math;
-using Velk::Math::Sorvane::Mesh::MeshImprint;
-using Velk::Math::Sorvane::Mesh::MeshTracer;
 using Support::AreaOfFlag;
 using Support::IndexedMesh;
 using Support::LinksWithoutEdge;
@@ -36,6 +34,8 @@ using Support::Path;
 using Support::Random;
 using Support::SurfaceOf;
 using Support::VolumeOf;
+using Velk::Math::Sorvane::Mesh::MeshImprint;
+using Velk::Math::Sorvane::Mesh::MeshTracer;
 using Flags = std::vector<unsigned char>;
 
 constexpr double kTolerance = 1e-9;
@@ -56,8 +56,8 @@ Exported Export(const MeshImprint& imprint)
 }
 
 // Round the unit cube at z = 0.4, by its edges, so that each stretch lies in one side.
-const Path kBelt{{0, 0, 0.4},    {0.6, 0, 0.4}, {1, 0, 0.4}, {1, 0.45, 0.4},
-                 {1, 1, 0.4},    {0.55, 1, 0.4}, {0, 1, 0.4}, {0, 0.3, 0.4}};
+const Path kBelt{{0, 0, 0.4}, {0.6, 0, 0.4},  {1, 0, 0.4}, {1, 0.45, 0.4},
+                 {1, 1, 0.4}, {0.55, 1, 0.4}, {0, 1, 0.4}, {0, 0.3, 0.4}};
 
 // Imprints a closed loop and expects it along the edges of the mesh, first node repeated.
 Path Imprinted(MeshImprint& imprint, Path loop)
@@ -270,8 +270,8 @@ TEST(MeshImprint, PaintsACapOfASphere)
         Path loop;
         for (int k = 0; k < 120; ++k) {
             const double a = kTwoPi<double> * k / 120;
-            const Vec3d d = axis * std::cos(opening) +
-                            (e * std::cos(a) + f * std::sin(a)) * std::sin(opening);
+            const Vec3d d =
+                axis * std::cos(opening) + (e * std::cos(a) + f * std::sin(a)) * std::sin(opening);
             loop.push_back(OnBody(body, d));
         }
         MeshImprint imprint(body, kTolerance);
@@ -402,8 +402,8 @@ TEST(MeshImprint, AWayThereAndBackBoundsNothing)
 {
     MeshImprint imprint(Sheet(10), kTolerance);
     // A loop with a spur of several edges at a corner.
-    Path path{{2.2, 2.3, 0}, {7.4, 2.3, 0}, {7.4, 7.6, 0}, {9.3, 9.4, 0}, {7.4, 7.6, 0},
-              {2.2, 7.6, 0}};
+    Path path{{2.2, 2.3, 0}, {7.4, 2.3, 0}, {7.4, 7.6, 0},
+              {9.3, 9.4, 0}, {7.4, 7.6, 0}, {2.2, 7.6, 0}};
     Imprinted(imprint, path);
     EXPECT_TRUE(imprint.PaintInsideOutside());
     const Exported out = Export(imprint);
@@ -581,10 +581,10 @@ TEST(MeshImprint, AClosedLoopOnAClosedBodyHasTwoSides)
     EXPECT_TRUE(imprint.PaintInsideOutside());
     const Exported out = Export(imprint);
     for (std::size_t t = 0; t < out.flags.size(); ++t) {
-        const double z = (Support::PointOf(out.mesh, 3 * t).z() +
-                          Support::PointOf(out.mesh, 3 * t + 1).z() +
-                          Support::PointOf(out.mesh, 3 * t + 2).z()) /
-                         3;
+        const double z =
+            (Support::PointOf(out.mesh, 3 * t).z() + Support::PointOf(out.mesh, 3 * t + 1).z() +
+             Support::PointOf(out.mesh, 3 * t + 2).z()) /
+            3;
         EXPECT_EQ(out.flags[t], z < 0.4 ? 1 : 0);
     }
     EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), 1 + 4 * 0.6, 1e-12);
@@ -650,8 +650,8 @@ TEST(MeshImprint, APathAcrossAnOpenSheetDividesIt)
     EXPECT_FALSE(imprint.PaintInsideOutside());
 
     MeshImprint closed(Sheet(4), kTolerance);
-    Path loop{{2.3, 0, 0}, {2.4, 2.2, 0}, {2.3, 4, 0}, {3, 4, 0}, {4, 4, 0},
-              {4, 2, 0},   {4, 0, 0},     {3, 0, 0}};
+    Path loop{{2.3, 0, 0}, {2.4, 2.2, 0}, {2.3, 4, 0}, {3, 4, 0},
+              {4, 4, 0},   {4, 2, 0},     {4, 0, 0},   {3, 0, 0}};
     Imprinted(closed, loop);
     EXPECT_TRUE(closed.PaintInsideOutside());
     const Exported out = Export(closed);
