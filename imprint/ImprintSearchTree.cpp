@@ -78,6 +78,7 @@ void SearchTree::Rebuild()
     root.slack = kSlack;
     SetRoot(root);
     SetCapacity(LeafCapacity(FacetCount()));
+    builtFor_ = FacetCount();
     InsertAll(wraps_);
 }
 

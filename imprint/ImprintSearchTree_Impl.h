@@ -36,6 +36,9 @@ public:
 
     /// Arranges all facets anew around the present extent of them.
     void Rebuild();
+    /// Are there so many more facets than `Rebuild` met that it should be called again? Its cost is
+    /// spread over those that came.
+    bool IsOutgrown() const { return FacetCount() / 4 > builtFor_; }
 
     /// Facets whose boxes meet the closed box, ascending.
     std::vector<int> FacetsInBox(const Vec3d& min, const Vec3d& max) const;
@@ -47,6 +50,7 @@ public:
 
 private:
     Tree::QOFStorage<TriWrap> wraps_;
+    std::size_t builtFor_ = 0; // facets
 };
 
 } // namespace Velk::Math::Sorvane::Mesh::Impl

@@ -238,8 +238,9 @@ void ImprintableMesh<Tag>::EnterTree(int facet)
     }
     const int slot = tree_->Add(facet, CornerPoints(facet));
     FaceAt(facet).treeSlot = slot;
-    if (slot >= 0 && !tree_->Enter(slot)) {
-        tree_->Rebuild(); // a point off the surface has widened the mesh
+    // A point off the surface may widen the mesh.
+    if (slot >= 0 && (!tree_->Enter(slot) || tree_->IsOutgrown())) {
+        tree_->Rebuild();
     }
 }
 
@@ -779,33 +780,58 @@ void ImprintableMesh<Tag>::TraceStep(const MeshLocation& from, const MeshLocatio
     }
 }
 
+// Where the plane crosses an edge that has an end on either side of it, as a fraction of the edge.
+template <class Tag>
+double ImprintableMesh<Tag>::CrossingOf(int side, const ImprintPlane& plane) const
+{
+    const Vec3d& start = NodeAt(EdgeAt(side).node).position;
+    const Vec3d& end = NodeAt(EdgeAt(Twin(side)).node).position;
+    const double above = (start - plane.point) * plane.normal;
+    return std::clamp(above / (above - (end - plane.point) * plane.normal), 0.0, 1.0);
+}
+
+template <class Tag>
+Vec3d ImprintableMesh<Tag>::PointOn(int side, double parameter) const
+{
+    const Vec3d& start = NodeAt(EdgeAt(side).node).position;
+    return start + (NodeAt(EdgeAt(Twin(side)).node).position - start) * parameter;
+}
+
 // The edges that the section of the surface with the plane crosses from one node to the other: each
-// by its half-edge in the facet that the section leaves there. Of the ways that lead there the one
-// of fewest edges; empty when none does within the passes of a walk. Nodes on the plane count as
-// below it, so that the section enters each facet once and leaves it once.
+// by its half-edge in the facet that the section leaves there. Of the ways that lead there the
+// shortest; empty when none does within the passes of a walk. Nodes on the plane count as below it,
+// so that the section enters each facet once and leaves it once.
 template <class Tag>
 std::vector<int> ImprintableMesh<Tag>::SectionBetween(int from, int to, const ImprintPlane& plane,
                                                       double floor) const
 {
     std::vector<int> shortest;
+    double least = std::numeric_limits<double>::infinity();
     if (!this->IsValidNode(from) || !this->IsValidNode(to)) {
         return shortest;
     }
-    const auto isAbove = [&](int node) { return Height(node, plane, floor) > 0; };
     const auto isCrossed = [&](int e) {
-        return isAbove(EdgeAt(e).node) != isAbove(EdgeAt(Twin(e)).node);
+        return (Height(EdgeAt(e).node, plane, floor) > 0) !=
+               (Height(EdgeAt(Twin(e)).node, plane, floor) > 0);
     };
     VisitFacets(from, [&](int, int outgoing) {
         std::vector<int> sides;
+        double length = 0;
+        Vec3d last = NodeAt(from).position;
         int side = EdgeAt(outgoing).next;
         while (isCrossed(side) && sides.size() < kMostPasses) {
+            const Vec3d point = PointOn(side, CrossingOf(side, plane));
+            length += Vector::Length(point - last);
+            last = point;
             sides.push_back(side);
             const int entry = Twin(side);
             if (EdgeAt(entry).face < 0) {
                 return; // a boundary
             }
             if (EdgeAt(EdgeAt(entry).prev).node == to) {
-                if (shortest.empty() || sides.size() < shortest.size()) {
+                length += Vector::Length(NodeAt(to).position - last);
+                if (length < least) {
+                    least = length;
                     shortest = std::move(sides);
                 }
                 return;
@@ -823,13 +849,8 @@ void ImprintableMesh<Tag>::FollowSection(const std::vector<int>& sides, const Me
                                          std::vector<MeshLocation>& passed)
 {
     for (const int side : sides) {
-        const int startNode = EdgeAt(side).node;
-        const int endNode = EdgeAt(Twin(side)).node;
-        const Vec3d start = NodeAt(startNode).position;
-        const Vec3d end = NodeAt(endNode).position;
-        const double above = (start - plane.point) * plane.normal;
-        const double t = std::clamp(above / (above - (end - plane.point) * plane.normal), 0.0, 1.0);
-        MeshLocation place = PlaceOnSide(side, t, start + (end - start) * t, from.pathIndex);
+        const double t = CrossingOf(side, plane);
+        MeshLocation place = PlaceOnSide(side, t, PointOn(side, t), from.pathIndex);
         if (place.IsOnEdge() && !SplitEdgeAt(place)) {
             place = {};
         }

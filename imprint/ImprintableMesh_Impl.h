@@ -172,6 +172,8 @@ private:
     MeshLocation PlaceOnSide(int side, double parameter, const Vec3d& point, int pathIndex) const;
     MeshLocation NextPlace(const MeshLocation& here, const MeshLocation& from,
                            const MeshLocation& to, const ImprintPlane& plane) const;
+    double CrossingOf(int side, const ImprintPlane& plane) const;
+    Vec3d PointOn(int side, double parameter) const;
     std::vector<int> SectionBetween(int from, int to, const ImprintPlane& plane,
                                     double floor) const;
     void FollowSection(const std::vector<int>& sides, const MeshLocation& from,

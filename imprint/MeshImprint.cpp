@@ -103,8 +103,8 @@ int Painting::Seed() const
     for (int n = 0; n < mesh_.NodeCount(); ++n) {
         const Impl::ImprintNode& node = mesh_.Nodes()[static_cast<std::size_t>(n)];
         if (!node.IsInvalid() && mesh_.IsValidEdge(node.edge) &&
-            (seed < 0 || isSmaller(node.position,
-                                   mesh_.Nodes()[static_cast<std::size_t>(seed)].position))) {
+            (seed < 0 ||
+             isSmaller(node.position, mesh_.Nodes()[static_cast<std::size_t>(seed)].position))) {
             seed = n;
         }
     }

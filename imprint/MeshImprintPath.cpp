@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
 
@@ -13,6 +14,8 @@ namespace {
 constexpr double kCollapseFraction = 0.5;
 /// How often stretches of a path that are no edges are walked anew.
 constexpr int kRepairRounds = 10;
+/// Steps of a path within which a second run along an edge undoes the first.
+constexpr std::size_t kNearSteps = 64;
 
 /// The split history serves one path, however that ends.
 template <class Tag>
@@ -90,24 +93,17 @@ void FollowReplacements(const ImprintableMesh<Tag>& mesh, const NodeReplacements
     }
 }
 
-// Marks the edge between two neighbors of the path; false when there is none.
 template <class Tag>
-bool MarkLink(ImprintableMesh<Tag>& mesh, int from, int to)
+bool IsEdge(const ImprintableMesh<Tag>& mesh, int from, int to)
 {
     const int edge = mesh.FindEdge(from, to);
-    if (!mesh.IsValidEdge(edge) || !mesh.IsValidEdge(edge ^ 1)) {
-        return false;
-    }
-    mesh.EdgeRecord(edge)->imprinted = 1;
-    mesh.EdgeRecord(edge ^ 1)->imprinted = 1;
-    return true;
+    return mesh.IsValidEdge(edge) && mesh.IsValidEdge(edge ^ 1);
 }
 
-// Marks the edges of the path. Neighbors that no edge joins, because a later step has crossed the
-// earlier one, or a walk came to no end, are joined by a walk of their own, put in between them.
-// True when there were any.
+// Joins neighbors that no edge joins, because a later step has crossed the earlier one, or a walk
+// came to no end, by a walk of their own, put in between them. True when there were any.
 template <class Tag>
-bool MarkPath(ImprintableMesh<Tag>& mesh, std::vector<MeshLocation>& traced, bool mends)
+bool MendPath(ImprintableMesh<Tag>& mesh, std::vector<MeshLocation>& traced)
 {
     std::vector<MeshLocation> mended;
     mended.reserve(traced.size());
@@ -121,19 +117,75 @@ bool MarkPath(ImprintableMesh<Tag>& mesh, std::vector<MeshLocation>& traced, boo
         const MeshLocation& to = traced[i + 1];
         if (from.node == to.node) {
             mended.pop_back();
-            continue;
-        }
-        if (MarkLink(mesh, from.node, to.node)) {
-            continue;
-        }
-        isBroken = true;
-        if (mends) {
+        } else if (!IsEdge(mesh, from.node, to.node)) {
+            isBroken = true;
             const std::vector<MeshLocation> passed = mesh.TracePath({from, to}, false);
             mended.insert(mended.end(), passed.begin(), passed.end());
         }
     }
     traced.swap(mended);
     return isBroken;
+}
+
+// Marks the edges of one stretch of the path, given by its nodes, but for those that it runs twice
+// within a few steps: they bound no region.
+//
+// A path comes to that where triangles are long and thin and its points close together. A crossing
+// moves to a node from as far as 0.5 percent of the edge, which may be many steps of the path: it
+// goes to the node and back, or ahead to a point of its own and passes there again. Steps far apart
+// are something else: a loop whose end overlaps its beginning is one loop all the same.
+template <class Tag>
+void MarkStretch(ImprintableMesh<Tag>& mesh, const std::vector<int>& nodes)
+{
+    const std::size_t steps = nodes.empty() ? 0 : nodes.size() - 1;
+    const std::size_t few = std::min(kNearSteps, steps / 3 + 1);
+    const bool isLoop = steps > 0 && nodes.front() == nodes.back();
+    std::vector<std::pair<int, std::size_t>> runs; // edge and step
+    runs.reserve(steps);
+    for (std::size_t i = 0; i < steps; ++i) {
+        runs.emplace_back(mesh.FindEdge(nodes[i], nodes[i + 1]) & ~1, i);
+    }
+    std::sort(runs.begin(), runs.end());
+    std::vector<std::size_t> left; // steps along one edge that are not undone by a later one
+    for (std::size_t first = 0; first < steps;) {
+        const int edge = runs[first].first;
+        left.clear();
+        for (; first < steps && runs[first].first == edge; ++first) {
+            const std::size_t step = runs[first].second;
+            if (!left.empty() && step - left.back() <= few) {
+                left.pop_back();
+            } else {
+                left.push_back(step);
+            }
+        }
+        if (isLoop && left.size() > 1 && left.front() + steps - left.back() <= few) {
+            left.erase(left.begin());
+            left.pop_back();
+        }
+        if (!left.empty()) {
+            mesh.EdgeRecord(edge)->imprinted = 1;
+            mesh.EdgeRecord(edge ^ 1)->imprinted = 1;
+        }
+    }
+}
+
+template <class Tag>
+void MarkPath(ImprintableMesh<Tag>& mesh, const std::vector<MeshLocation>& traced)
+{
+    std::vector<int> stretch;
+    for (const MeshLocation& place : traced) {
+        const bool goesOn =
+            !stretch.empty() && place.IsOnNode() &&
+            (place.node == stretch.back() || IsEdge(mesh, stretch.back(), place.node));
+        if (!goesOn) {
+            MarkStretch(mesh, stretch);
+            stretch.clear();
+        }
+        if (place.IsOnNode() && (stretch.empty() || stretch.back() != place.node)) {
+            stretch.push_back(place.node);
+        }
+    }
+    MarkStretch(mesh, stretch);
 }
 
 } // namespace
@@ -153,10 +205,11 @@ bool ImprintPath(ImprintableMesh<Tag>& mesh, std::vector<Vec3d>& path, bool clos
     for (int round = 1; round <= kRepairRounds; ++round) {
         mesh.CollapseShortEdges(shortest, replaced);
         FollowReplacements(mesh, replaced, traced);
-        if (!MarkPath(mesh, traced, round < kRepairRounds)) {
+        if (round == kRepairRounds || !MendPath(mesh, traced)) {
             break;
         }
     }
+    MarkPath(mesh, traced);
     mesh.CollapseShortEdges(shortest, replaced);
     if (!collect) {
         return true;

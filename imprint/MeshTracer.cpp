@@ -43,11 +43,10 @@ std::vector<VecBase<3, double>> MeshTracer::CollectPath(const VecBase<3, double>
     line.push_back(point);
 
     Impl::StraightestPath<Traceable> path(*mesh_, tolerance_ / 2, tolerance_ / 2);
-    const bool leads =
-        place.IsOnNode()    ? path.StartAtNode(place.node, place.facet, direction)
-        : place.IsOnEdge()  ? path.StartOnEdge(place.edge, point, direction)
-        : place.IsInFacet() ? path.StartInFace(place.facet, point, direction)
-                            : false;
+    const bool leads = place.IsOnNode()    ? path.StartAtNode(place.node, place.facet, direction)
+                       : place.IsOnEdge()  ? path.StartOnEdge(place.edge, point, direction)
+                       : place.IsInFacet() ? path.StartInFace(place.facet, point, direction)
+                                           : false;
     if (leads) {
         path.Walk(length, Impl::kMostStraightestPoints, line);
     }

@@ -27,7 +27,8 @@
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
 
-/// A line of more points than this is given up, so that no length, however absurd, fills the memory.
+/// A line of more points than this is given up, so that no length, however absurd, fills the
+/// memory.
 inline constexpr std::size_t kMostStraightestPoints = std::size_t{1} << 22U;
 
 /// One walk over `SurfaceMesh`, a `HalfEdge::TriangleMesh` whose nodes have positions in space. The
@@ -70,10 +71,7 @@ private:
         Vec3d across; // unit vector in the plane toward the apex; zero for a degenerate triangle
         std::array<Vec2d, 3> corner;
 
-        Vec2d Laid(const Vec3d& direction) const
-        {
-            return {direction * along, direction * across};
-        }
+        Vec2d Laid(const Vec3d& direction) const { return {direction * along, direction * across}; }
         Vec3d Raised(const Vec2d& position) const
         {
             return origin + along * position.x() + across * position.y();
@@ -242,7 +240,8 @@ bool StraightestPath<SurfaceMesh>::StartAtNode(int node, int face, const Vec3d& 
     }
     // A node that joins several fans shows one of them only.
     if (const auto* record = mesh_.FaceRecord(face); record != nullptr) {
-        for (int side = record->edge, k = 0; k < 3 && IsInFace(side); side = EdgeAt(side).next, ++k) {
+        for (int side = record->edge, k = 0; k < 3 && IsInFace(side);
+             side = EdgeAt(side).next, ++k) {
             if (OriginOf(side) == node && std::find(fan_.begin(), fan_.end(), side) == fan_.end()) {
                 fan_.push_back(side);
             }
@@ -319,8 +318,7 @@ auto StraightestPath<SurfaceMesh>::CornerToward(int out, const Vec3d& direction)
 // --- the walk -----------------------------------------------------------------------------------
 
 template <class SurfaceMesh>
-void StraightestPath<SurfaceMesh>::Walk(double length, std::size_t most,
-                                        std::vector<Vec3d>& points)
+void StraightestPath<SurfaceMesh>::Walk(double length, std::size_t most, std::vector<Vec3d>& points)
 {
     double remaining = length;
     // Passes that leave the rest as long as it was: through triangles without area, of which a ring
@@ -448,8 +446,7 @@ bool StraightestPath<SurfaceMesh>::CrossEdge(const Exit& exit)
     if (!IsInFace(beyond)) {
         return false;
     }
-    const Vec2d side =
-        Vector::Normalized(frame_.corner[(from + 1) % 3] - frame_.corner[from], 0.0);
+    const Vec2d side = Vector::Normalized(frame_.corner[(from + 1) % 3] - frame_.corner[from], 0.0);
     // The frames face each other across the edge: its unit vector is reversed, and what led out of
     // the one leads into the other.
     const Vec2d onward(-(direction_ * side), std::max(direction_ ^ side, 0.0));

@@ -15,7 +15,8 @@
 namespace Velk::Math::Sorvane::Mesh {
 
 namespace Impl {
-template <class Tag> class ImprintableMesh; // imprint/ImprintableMesh_Impl.h
+template <class Tag>
+class ImprintableMesh; // imprint/ImprintableMesh_Impl.h
 }
 
 /// A mesh that takes curves: `ImprintPath` cuts it so that a path runs along its edges,
@@ -26,9 +27,9 @@ template <class Tag> class ImprintableMesh; // imprint/ImprintableMesh_Impl.h
 /// that is not there, or that runs an edge in the direction in which another triangle runs it
 /// already, is left out and reported to the assert handler; an incomplete last triple is left out
 /// silently. Edges no longer than half the tolerance are collapsed where the mesh allows it (never
-/// so that its boundary moves). Surfaces that touch in points or edges only are separate there: weld
-/// first (`FilterForUniquenessAndIndex`), orient the triangles alike, and check with `CheckMesh`
-/// where in doubt.
+/// so that its boundary moves). Surfaces that touch in points or edges only are separate there:
+/// weld first (`FilterForUniquenessAndIndex`), orient the triangles alike, and check with
+/// `CheckMesh` where in doubt.
 ///
 /// `tolerance`, in the unit of the points, is how far a path's point may lie from the surface, and
 /// from a node or an edge that it snaps to. With 0 points must lie on the surface, to the last bit;
@@ -36,12 +37,13 @@ template <class Tag> class ImprintableMesh; // imprint/ImprintableMesh_Impl.h
 ///
 /// Neither copied nor moved. Calls on one object must not overlap, the const ones excepted.
 ///
-/// Where memory runs out an operation throws `std::bad_alloc`. The object is then sound, with all or
-/// part of the cuts of a path that was being imprinted; its surface is the same.
+/// Where memory runs out an operation throws `std::bad_alloc`. The object is then sound, with all
+/// or part of the cuts of a path that was being imprinted; its surface is the same.
 class SORVANE_API MeshImprint {
 public:
-    /// Takes the mesh in, with one tag for each of its triples. Triangles whose tag is not 0 count as
-    /// outside, whatever `PaintInsideOutside` finds. Missing tags are 0, and spare ones are ignored.
+    /// Takes the mesh in, with one tag for each of its triples. Triangles whose tag is not 0 count
+    /// as outside, whatever `PaintInsideOutside` finds. Missing tags are 0, and spare ones are
+    /// ignored.
     MeshImprint(const IndexedPointsBase<3, double>& mesh, const std::vector<unsigned char>& tags,
                 double tolerance);
     /// The same with all tags 0.
@@ -53,41 +55,48 @@ public:
     MeshImprint& operator=(MeshImprint&&) = delete;
     virtual ~MeshImprint();
 
-    /// Cuts the mesh along a path, whose points lie on the surface within the tolerance. False, with
-    /// nothing done, for fewer than three points; otherwise true.
+    /// Cuts the mesh along a path, whose points lie on the surface within the tolerance. False,
+    /// with nothing done, for fewer than three points; otherwise true.
     ///
-    /// A point within the tolerance of a node in each coordinate moves onto it, otherwise one within
-    /// the tolerance of an edge onto the nearest point of the edge, and `path` is changed so; any
-    /// other stays and becomes a node in its triangle. Between two points the path follows the plane
-    /// through both that holds the mean of the surface's normals at them. A crossing within 0.5
-    /// percent of an edge's length from a node goes through the node, so that no slivers arise: the
-    /// imprint leaves the plane by that much. `closed` leads from the last point back to the first;
-    /// don't repeat the first point then.
+    /// A point within the tolerance of a node in each coordinate moves onto it, otherwise one
+    /// within the tolerance of an edge onto the nearest point of the edge, and `path` is changed
+    /// so; any other stays and becomes a node in its triangle. Between two points the path goes
+    /// from edge to edge along the plane that holds both and the mean of the surface's normals at
+    /// them; it crosses an edge where that is nearest to the straight line between the two, and
+    /// where this is within 0.5 percent of the edge's length from an end it goes through the node
+    /// there, so that no slivers arise. Give points on both sides of sharp edges, and a dense path
+    /// on curved surfaces. `closed` leads from the last point back to the first; don't repeat the
+    /// first point then.
     ///
     /// A point farther than the tolerance from the surface is skipped, with the stretches to it and
-    /// from it. Between points where the surface is no connected way, or so far apart that the walk
-    /// along the plane leads elsewhere or takes more than 1024 crossings, nothing or part of the way
-    /// is imprinted: give dense paths on curved parts.
+    /// from it. A stretch that finds no way, or takes more than some ten thousand crossings, is
+    /// imprinted in part or not at all.
     ///
-    /// With `collect` the path comes back as it stands in the mesh: the points of all its nodes, the
-    /// crossings among them, in order. Consecutive ones are joined by an edge, except past points
-    /// that were skipped and stretches that found no way. A closed path ends with its first point
-    /// again. A later path that crosses it cuts its edges. If nothing was imprinted `path` stays as
-    /// without `collect`: as given, but for points that have moved onto nodes and edges.
+    /// With `collect` the path comes back as it stands in the mesh: the points of all its nodes,
+    /// the crossings among them, in order. Consecutive ones are joined by an edge, except past
+    /// points that were skipped and stretches that found no way. A closed path ends with its first
+    /// point again. A later path that crosses it cuts its edges. Without `collect`, and if no point
+    /// was found, `path` stays as given but for the points that have moved.
     ///
-    /// Total area, volume and shape stay what they were, up to rounding: new nodes are on old
-    /// triangles. Edges no longer than half the tolerance, old or new, are collapsed at the end,
-    /// which moves the surface by no more than that. Tags stay with the pieces of their triangles.
+    /// An edge that the path runs twice within a few steps (64, and a third of the path at most)
+    /// is not imprinted: it bounds no region. Paths with points closer together than 0.5 percent of
+    /// the edges they cross come to that by themselves.
+    ///
+    /// Area, volume and shape stay what they were, up to rounding and to what points inside
+    /// triangles lie off them. Edges no longer than half the tolerance, old or new, are collapsed
+    /// where the mesh allows it, which moves the surface by no more than that. Tags stay with the
+    /// pieces of their triangles. Time in proportion to the path and its crossings, with O(log n)
+    /// for each point.
     bool ImprintPath(std::vector<VecBase<3, double>>& path, bool closed, bool collect);
 
     /// Colors the triangles so that the color changes across each imprinted path: outside (2) and
     /// inside (1). True when it does so at each imprinted edge with two triangles.
     ///
-    /// The flood begins with the triangles round the node that is smallest by x, then y, then z; they
-    /// are outside, all of them, so that a path through this node gives false. Coordinates that
-    /// differ by no more than 1e-12 count as equal. A component that the flood can't reach across
-    /// edges keeps color 0, which is exported as outside; paths on it give false. Triangles with a
-    /// tag other than 0 end outside.
+    /// The flood begins with the triangles round the node that is smallest by x, then y, then z;
+    /// they are outside, all of them, so that a path through this node gives false. Coordinates
+    /// that differ by no more than 1e-12 count as equal. A component that the flood can't reach
+    /// across edges keeps color 0, which is exported as outside; paths on it give false. Triangles
+    /// with a tag other than 0 end outside.
     ///
     /// The last edge of a path that ends freely bounds nothing, and is no longer imprinted
     /// afterwards; the edge before it still is, and colors that meet across it give false.
@@ -99,8 +108,9 @@ public:
     /// The mesh as it stands, with one flag for each triangle: 0 inside, 1 for all others; before
     /// `PaintInsideOutside` all are 1. Always true.
     ///
-    /// All nodes are written, unused ones too; those of the input that no edit concerned come first
-    /// and in their order. Nothing is welded. The arguments are cleared first.
+    /// All nodes are written, unused ones too: the points of the input first, in their order, as
+    /// long as none of them was collapsed, then those of the paths. Nothing is welded. The
+    /// arguments are cleared first.
     bool Export(IndexedPointsBase<3, double>& mesh, std::vector<unsigned char>& flags) const;
 
     /// The triangles inside (`inner`) or all others alone, without unused points, welded and sorted
@@ -128,35 +138,36 @@ public:
     MeshTracer& operator=(MeshTracer&&) = delete;
     virtual ~MeshTracer();
 
-    /// The straightest line on the surface from `start` in `direction`, `length` long: its points in
-    /// order, one where it enters or leaves a triangle and one at its end.
+    /// The straightest line on the surface from `start` in `direction`, `length` long: its points
+    /// in order, one where it enters or leaves a triangle and one at its end.
     ///
     /// Within a triangle it is straight, across an edge it goes on as if both triangles lay in one
     /// plane, and at a node it leaves as much of the angle round the node on its left as on its
     /// right; so it is a shortest way as long as it passes no node of positive curvature. After K.
     /// Polthier and M. Schmies, "Straightest geodesics on polyhedral surfaces", 1998.
     ///
-    /// `start` snaps to a node or an edge as a point of `ImprintPath` does. `direction` may have any
-    /// length and is laid into the plane of a triangle at the start: of the one that holds the start;
-    /// on an edge of the one of its two triangles whose apex lies farther ahead, if the direction
-    /// leads into that, otherwise of the other; at a node of the first around it whose corner holds
-    /// the direction, or, where the corners leave a gap between them as on a peak, of the one that
-    /// misses it least (by less than a right angle). A point where the line leaves a triangle within
-    /// half the tolerance of a corner, along both axes of the triangle's own plane, moves there.
+    /// `start` snaps to a node or an edge as a point of `ImprintPath` does. `direction` may have
+    /// any length and is laid into the plane of a triangle at the start: of the one that holds the
+    /// start; on an edge of the one of its two triangles whose apex lies farther ahead, if the
+    /// direction leads into that, otherwise of the other; at a node of the one whose corner holds
+    /// the direction and whose plane comes nearest to it, or, where the corners leave a gap between
+    /// them as on a peak, of the one beside the gap that misses it least (by less than a right
+    /// angle). A point where the line leaves a triangle within half the tolerance of a corner,
+    /// along both axes of the triangle's own plane, moves there.
     ///
     /// The line ends early where it comes to the boundary, and where no triangle lies in its
     /// direction. Its start alone is the result for a length of 0, for a start farther than the
-    /// tolerance from the surface (as given, otherwise as snapped), and for a direction that has no
-    /// part along the surface or is not finite. A length that is negative or not finite gives an
-    /// empty line. It ends, too, where a further stretch is lost in the rounding of the length that
-    /// is left, and in any case after four million points.
+    /// tolerance from the surface (as given, otherwise as snapped), and for a direction whose part
+    /// along the surface is no longer than 1e-12 or not finite. A length that is negative or not
+    /// finite gives an empty line. The line ends, too, when it has passed as many triangles as the
+    /// mesh has without getting shorter by it, as a length of 1e300 does, and in any case after
+    /// 2^22 points.
     ///
     /// O(log n) for the start and O(1) for each triangle, plus the triangles at each node that it
     /// passes. The first call after an `ImprintPath` builds a search tree, O(n log n), which is why
     /// calls on one object must not overlap; the mesh itself is left as it is.
     std::vector<VecBase<3, double>> CollectPath(const VecBase<3, double>& start,
-                                                const VecBase<3, double>& direction,
-                                                double length);
+                                                const VecBase<3, double>& direction, double length);
 
     /// As `MeshImprint::ImprintPath`.
     bool ImprintPath(std::vector<VecBase<3, double>>& path, bool closed, bool collect);
@@ -164,8 +175,8 @@ public:
     /// The mesh as it stands, as by `MeshImprint::Export`.
     bool Export(IndexedPointsBase<3, double>& mesh) const;
 
-    /// The same with a flag for each triangle, which is 1: nothing here paints, and the words of the
-    /// constructor stay inside. Always true.
+    /// The same with a flag for each triangle, which is 1: nothing here paints, and the words of
+    /// the constructor stay inside. Always true.
     bool Export(IndexedPointsBase<3, double>& mesh, std::vector<unsigned long long>& flags) const;
 
 private:

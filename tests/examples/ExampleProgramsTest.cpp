@@ -59,6 +59,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"aspect_ratio", {"better.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
         {"patch_hole", {"patched.stl", "--svg", "picture.svg"}, 1, {0, 3}},
         {"facet_groups", {"picture.svg", "25"}, 1, {0}},
+        {"imprint_path", {"out.stl", "0", "0", "0", "5", "picture.svg"}, 1, {0, 3}},
         {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
         {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
         {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
@@ -84,9 +85,10 @@ protected:
             const ProgramRun run = RunOn(program, folder_ / name, Folder());
             EXPECT_EQ(run.code, program.refusal) << run.output << run.errors;
             EXPECT_NE(run.errors.find(name + ": " + reason), std::string::npos) << run.errors;
-            for (const char* product : {"out", "report.svg", "section.svg", "picture.svg",
-                                        "stock.svg", "remeshed.stl", "decimated.stl", "finer.stl",
-                                        "better.stl", "patched.stl", "laid.stl", "table.csv", "program.nc"}) {
+            for (const char* product :
+                 {"out", "report.svg", "section.svg", "picture.svg", "stock.svg", "remeshed.stl",
+                  "decimated.stl", "finer.stl", "better.stl", "patched.stl", "laid.stl",
+                  "table.csv", "program.nc"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }

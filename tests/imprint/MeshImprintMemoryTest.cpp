@@ -17,10 +17,10 @@
 namespace {
 
 using namespace Velk::Math;
-using Velk::Math::Sorvane::Mesh::MeshImprint;
-using Velk::Math::Sorvane::Mesh::MeshTracer;
 using Support::IndexedMesh;
 using Support::Path;
+using Velk::Math::Sorvane::Mesh::MeshImprint;
+using Velk::Math::Sorvane::Mesh::MeshTracer;
 using Flags = std::vector<unsigned char>;
 
 constexpr double kTolerance = 1e-9;

@@ -27,8 +27,6 @@
 namespace {
 
 using namespace Velk::Math;
-using Velk::Math::Sorvane::Mesh::MeshImprint;
-using Velk::Math::Sorvane::Mesh::MeshTracer;
 using Support::AreaOfFlag;
 using Support::IndexedMesh;
 using Support::LinksWithoutEdge;
@@ -36,6 +34,8 @@ using Support::Path;
 using Support::Random;
 using Support::SurfaceOf;
 using Support::VolumeOf;
+using Velk::Math::Sorvane::Mesh::MeshImprint;
+using Velk::Math::Sorvane::Mesh::MeshTracer;
 using Flags = std::vector<unsigned char>;
 
 constexpr double kTolerance = 1e-9;
@@ -56,8 +56,8 @@ Exported Export(const MeshImprint& imprint)
 }
 
 // Round the unit cube at z = 0.4, by its edges, so that each stretch lies in one side.
-const Path kBelt{{0, 0, 0.4},    {0.6, 0, 0.4}, {1, 0, 0.4}, {1, 0.45, 0.4},
-                 {1, 1, 0.4},    {0.55, 1, 0.4}, {0, 1, 0.4}, {0, 0.3, 0.4}};
+const Path kBelt{{0, 0, 0.4}, {0.6, 0, 0.4},  {1, 0, 0.4}, {1, 0.45, 0.4},
+                 {1, 1, 0.4}, {0.55, 1, 0.4}, {0, 1, 0.4}, {0, 0.3, 0.4}};
 
 // Imprints a closed loop and expects it along the edges of the mesh, first node repeated.
 Path Imprinted(MeshImprint& imprint, Path loop)
@@ -270,8 +270,8 @@ TEST(MeshImprint, PaintsACapOfASphere)
         Path loop;
         for (int k = 0; k < 120; ++k) {
             const double a = kTwoPi<double> * k / 120;
-            const Vec3d d = axis * std::cos(opening) +
-                            (e * std::cos(a) + f * std::sin(a)) * std::sin(opening);
+            const Vec3d d =
+                axis * std::cos(opening) + (e * std::cos(a) + f * std::sin(a)) * std::sin(opening);
             loop.push_back(OnBody(body, d));
         }
         MeshImprint imprint(body, kTolerance);
@@ -356,6 +356,58 @@ TEST(MeshImprint, APathThatCrossesItselfIsMendedInPlace)
     EXPECT_EQ(std::count_if(path.begin(), path.end(),
                             [&](const Vec3d& p) { return Vector::Length(p - middle) < 1e-12; }),
               2);
+}
+
+TEST(MeshImprint, DensePathsPastTheTipOfThinTrianglesHaveTwoSides)
+{
+    // A disc of long thin triangles: crossings within 0.5 of its center move there, so that a loop
+    // that passes by with points in every triangle runs to the center and back again and again.
+    // What it runs there and back bounds nothing.
+    constexpr int kSides = 720;
+    IndexedMesh disc;
+    disc.points.push_back({0, 0, 0});
+    for (int k = 0; k < kSides; ++k) {
+        const double a = kTwoPi<double> * k / kSides;
+        disc.points.push_back({100 * std::cos(a), 100 * std::sin(a), 0});
+        disc.indices.insert(disc.indices.end(), {0, 1 + k, 1 + (k + 1) % kSides});
+    }
+    for (const double distance : {0.1, 0.2, 0.3, 0.4, -0.1, -0.2, -0.3}) {
+        const Path loop = Support::Round({2 + distance, 0}, 2, 301, 0);
+        MeshImprint imprint(disc, kTolerance);
+        Imprinted(imprint, loop);
+        EXPECT_TRUE(imprint.PaintInsideOutside()) << distance;
+        const Exported out = Export(imprint);
+        // What lies beyond the moved crossings is within 0.5 of the center.
+        EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), AreaOfLoop(loop),
+                    kPi<double> * 0.25);
+        EXPECT_NEAR(SurfaceOf(out.mesh), SurfaceOf(disc), 1e-12 * SurfaceOf(disc));
+    }
+}
+
+TEST(MeshImprint, ALoopWhoseEndOverlapsItsBeginningIsOneLoop)
+{
+    const Path loop = Support::Round({5, 5}, 3.1, 60, 0);
+    for (const std::size_t overlap : {1U, 2U, 7U}) {
+        Path path = loop;
+        path.insert(path.end(), loop.begin(), loop.begin() + static_cast<std::ptrdiff_t>(overlap));
+        MeshImprint imprint(Sheet(10), kTolerance);
+        ASSERT_TRUE(imprint.ImprintPath(path, false, true));
+        EXPECT_TRUE(imprint.PaintInsideOutside()) << overlap;
+        const Exported out = Export(imprint);
+        EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), AreaOfLoop(loop), 0.05);
+    }
+}
+
+TEST(MeshImprint, AWayThereAndBackBoundsNothing)
+{
+    MeshImprint imprint(Sheet(10), kTolerance);
+    // A loop with a spur of several edges at a corner.
+    Path path{{2.2, 2.3, 0}, {7.4, 2.3, 0}, {7.4, 7.6, 0},
+              {9.3, 9.4, 0}, {7.4, 7.6, 0}, {2.2, 7.6, 0}};
+    Imprinted(imprint, path);
+    EXPECT_TRUE(imprint.PaintInsideOutside());
+    const Exported out = Export(imprint);
+    EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), 5.2 * 5.3, 1e-12);
 }
 
 TEST(MeshImprint, TheSameLoopAgainChangesNothing)
@@ -529,10 +581,10 @@ TEST(MeshImprint, AClosedLoopOnAClosedBodyHasTwoSides)
     EXPECT_TRUE(imprint.PaintInsideOutside());
     const Exported out = Export(imprint);
     for (std::size_t t = 0; t < out.flags.size(); ++t) {
-        const double z = (Support::PointOf(out.mesh, 3 * t).z() +
-                          Support::PointOf(out.mesh, 3 * t + 1).z() +
-                          Support::PointOf(out.mesh, 3 * t + 2).z()) /
-                         3;
+        const double z =
+            (Support::PointOf(out.mesh, 3 * t).z() + Support::PointOf(out.mesh, 3 * t + 1).z() +
+             Support::PointOf(out.mesh, 3 * t + 2).z()) /
+            3;
         EXPECT_EQ(out.flags[t], z < 0.4 ? 1 : 0);
     }
     EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), 1 + 4 * 0.6, 1e-12);
@@ -598,8 +650,8 @@ TEST(MeshImprint, APathAcrossAnOpenSheetDividesIt)
     EXPECT_FALSE(imprint.PaintInsideOutside());
 
     MeshImprint closed(Sheet(4), kTolerance);
-    Path loop{{2.3, 0, 0}, {2.4, 2.2, 0}, {2.3, 4, 0}, {3, 4, 0}, {4, 4, 0},
-              {4, 2, 0},   {4, 0, 0},     {3, 0, 0}};
+    Path loop{{2.3, 0, 0}, {2.4, 2.2, 0}, {2.3, 4, 0}, {3, 4, 0},
+              {4, 4, 0},   {4, 2, 0},     {4, 0, 0},   {3, 0, 0}};
     Imprinted(closed, loop);
     EXPECT_TRUE(closed.PaintInsideOutside());
     const Exported out = Export(closed);

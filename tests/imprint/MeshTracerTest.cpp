@@ -21,12 +21,12 @@
 namespace {
 
 using namespace Velk::Math;
-using Velk::Math::Sorvane::Mesh::MeshImprint;
-using Velk::Math::Sorvane::Mesh::MeshTracer;
 using Support::IndexedMesh;
 using Support::LengthOfPath;
 using Support::Path;
 using Support::Random;
+using Velk::Math::Sorvane::Mesh::MeshImprint;
+using Velk::Math::Sorvane::Mesh::MeshTracer;
 using Words = std::vector<unsigned long long>;
 
 constexpr double kTolerance = 1e-9;
@@ -73,8 +73,8 @@ TEST(MeshTracer, FromTheMiddleOfASquareALineEndsAtTheBorder)
 TEST(MeshTracer, AStartOffTheSurfaceIsAllThereIs)
 {
     MeshTracer tracer(Support::Grid(4, 4), kTolerance);
-    for (const Vec3d& start : {Vec3d(1.3, 1.2, 0.01), Vec3d(-1, 0, 0), Vec3d(kNan, 1, 0),
-                               Vec3d(1, kInfinity, 0)}) {
+    for (const Vec3d& start :
+         {Vec3d(1.3, 1.2, 0.01), Vec3d(-1, 0, 0), Vec3d(kNan, 1, 0), Vec3d(1, kInfinity, 0)}) {
         const Path line = tracer.CollectPath(start, {1, 0, 0}, 1.0);
         ASSERT_EQ(line.size(), 1U);
         EXPECT_TRUE(line[0] == start || std::isnan(start.x()));
@@ -245,8 +245,7 @@ TEST(MeshTracer, GarbageNeverHangs)
                                 Support::PointOf(taken, t + 1) * 0.3 +
                                 Support::PointOf(taken, t + 2) * 0.2;
             const double length = random.Between(0, 50);
-            const Path line =
-                tracer.CollectPath(start, random.Vector<3, double>(-1, 1), length);
+            const Path line = tracer.CollectPath(start, random.Vector<3, double>(-1, 1), length);
             EXPECT_LE(LengthOfPath(line), length + 1e-5);
         }
     }

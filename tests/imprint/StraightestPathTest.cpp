@@ -25,8 +25,8 @@ using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 using Support::IndexedMesh;
 using Support::Random;
-using HalfEdges = HalfEdge::TriangleMesh<HalfEdge::HVertex<3, double>, HalfEdge::HEdge,
-                                         HalfEdge::HFace>;
+using HalfEdges =
+    HalfEdge::TriangleMesh<HalfEdge::HVertex<3, double>, HalfEdge::HEdge, HalfEdge::HFace>;
 using Walk = Mesh::Impl::StraightestPath<HalfEdges>;
 using Line = std::vector<Vec3d>;
 
@@ -102,10 +102,7 @@ Vec3d PointAt(const Line& line, double s)
     return line.front();
 }
 
-Vec3d RandomTangent(Random& random)
-{
-    return random.Vector<3, double>(-1, 1);
-}
+Vec3d RandomTangent(Random& random) { return random.Vector<3, double>(-1, 1); }
 
 // --- in the plane -------------------------------------------------------------------------------
 
@@ -121,7 +118,8 @@ TEST(StraightestPath, IsStraightOverAFlatSheet)
         const Vec3d start = Center(sheet, face);
         const Line line = LineFrom(mesh, face, start, direction * 7.0, 4.0);
         for (const Vec3d& p : line) {
-            EXPECT_NEAR((p - start).x() * std::sin(angle), (p - start).y() * std::cos(angle), 1e-13);
+            EXPECT_NEAR((p - start).x() * std::sin(angle), (p - start).y() * std::cos(angle),
+                        1e-13);
         }
         // It is as long as asked for, or ends on the rim.
         const Vec3d end = line.back();
@@ -456,8 +454,7 @@ TEST(StraightestPath, ComesBackTheSameWay)
                 const Vec3d b = Corner(surface, f, 1);
                 const Vec3d c = Corner(surface, f, 2);
                 if (Vector::BarycentricCoordinates(a, b, c, turn, u, v, w, 1e-12) && u > 0 &&
-                    v > 0 && w > 0 &&
-                    Vector::Length(a * u + b * v + c * w - turn) < 1e-12 * size) {
+                    v > 0 && w > 0 && Vector::Length(a * u + b * v + c * w - turn) < 1e-12 * size) {
                     at = f;
                 }
             }
@@ -494,8 +491,8 @@ TEST(StraightestPath, NearsGreatCirclesOnASphere)
         double longest = 0;
         for (int k = 0; k < mesh.EdgeCount(); k += 2) {
             const std::vector<int> ends = mesh.EdgeNodes(k);
-            longest =
-                std::max(longest, Vector::Length(mesh.GetVertex(ends[0]) - mesh.GetVertex(ends[1])));
+            longest = std::max(longest,
+                               Vector::Length(mesh.GetVertex(ends[0]) - mesh.GetVertex(ends[1])));
         }
         EXPECT_LT(worst, longest) << "level " << level;
         EXPECT_GT(worst, 0.0);
@@ -534,9 +531,9 @@ TEST(StraightestPath, CrossesTrianglesWithoutArea)
     IndexedMesh sheet;
     constexpr int kCount = 9;
     for (int i = 0; i <= kCount; ++i) {
-        sheet.points.push_back({i, 0, 0});          // 4i
+        sheet.points.push_back({i, 0, 0});                                      // 4i
         sheet.points.push_back({i + (i > 0 && i < kCount ? 0.25 : 0.0), 1, 0}); // below the seam
-        sheet.points.push_back({i, 1, 0});          // above it
+        sheet.points.push_back({i, 1, 0});                                      // above it
         sheet.points.push_back({i, 2, 0});
     }
     for (int i = 0; i < kCount; ++i) {
