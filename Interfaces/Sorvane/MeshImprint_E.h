@@ -17,7 +17,7 @@ namespace Velk::Math::Sorvane::Mesh {
 namespace Impl {
 template <class Tag>
 class ImprintableMesh; // imprint/ImprintableMesh_Impl.h
-}
+} // namespace Impl
 
 /// A mesh that takes curves: `ImprintPath` cuts it so that a path runs along its edges,
 /// `PaintInsideOutside` tells the regions between the paths apart, and `Export` hands the mesh out,
