@@ -413,7 +413,7 @@ private:
 
 std::vector<int> RepresentativeNormalGrouping(const std::vector<Vec3d>& normals, double resolution)
 {
-    // From some 8 pi on all angles are rounded to 0, and all pairs are within reach.
+    // From 4 pi on all inclinations are rounded to 0, which leaves one direction.
     constexpr double kCoarsest = 16 * kPi<double>;
     if (normals.empty()) {
         return {};

@@ -60,18 +60,18 @@ EmbedPolylines(Mesh::IndexedPointsBase<3, double>& mesh,
 /// The points are projected to the plane that fits them best (`Transform::PlaneOfPoints`); a flat
 /// curve that does not cross itself is then done. Otherwise, for the first pair of segments in list
 /// order that cross, the stretch of curve between them is mirrored in the line through the crossing
-/// that halves the angle of the two, which undoes the crossing, and the curve about both
-/// segments, a tenth of its points to either side, is smoothed by 1,001 rounds in which each point goes
-/// to the middle of its two neighbors; and so on from the start, until nothing crosses. An end of a
-/// segment that touches the inside of another is a crossing; two ends that touch are none, so that a
-/// curve that passes one of its own points twice still does so in the plane.
-/// Smoothing levels out what the curve has there: only a curve that crosses nothing keeps its shape.
+/// that halves the angle of the two, which undoes the crossing, and the curve about both segments, a
+/// tenth of its points to either side, is smoothed by 1,001 rounds in which each point goes to the
+/// middle of its two neighbors; and so on from the start, until nothing crosses. Smoothing levels out
+/// what the curve has there: only one that crosses nothing keeps its shape. An end of a segment that
+/// touches the inside of another is a crossing; two ends that touch are none, so that a curve that
+/// passes one of its own points twice still does so in the plane.
 ///
 /// Empty: fewer than four points; an open curve; points that lie on one line, are not finite or lie
 /// beyond 1e150; segments that run along each other at the first crossing that is found; and a curve
-/// whose mirroring comes to no end. That is one with a repeated point inside of another of its segments,
+/// whose mirroring comes to no end, such as one with a repeated point inside of another of its segments,
 /// which no mirroring moves away: drop repeats first (`Vector::RemoveRepeats`). It is known by a layout
-/// that comes back, and for the rest by 10,000 mirrorings and 100 for each point.
+/// that comes back, and failing that by 10,000 mirrorings and 100 more for each point.
 ///
 /// For n points a mirroring takes O(n) steps for the smoothing, some 200 for each point, and a search
 /// for the next crossing in O(n log^2 n), whatever the arrangement; usual curves need none or a few.
@@ -155,11 +155,12 @@ ColorFacets(const HalfEdge::TriangleMesh<HalfEdge::HVertex<3, double>, HalfEdge:
 /// more than a millionth of itself, or after 2,000. Group numbers are those of the last round, before
 /// its dropping; they ascend with the directions' x, then y, then z, from 0 without gaps.
 ///
-/// Lengths of normals do not matter. One no longer than 1e-12, or not finite, has no direction and goes to group 0
-/// without having a say in it; alone such normals are one group. A resolution that is not positive, or
-/// NaN, groups directions within some 1e-12 only, and from 25 on there is one group for each
-/// half of directions at most: the grid has one direction then. Directions far apart may come out in one
-/// group, and near ones in two: the result is a compromise that depends on all normals.
+/// Lengths of normals do not matter. One no longer than 1e-12, or not finite, has no direction and
+/// goes with the first of the directions, group 0 as a rule; alone such normals are one group. A
+/// resolution of 0, or NaN, joins only directions whose dot product rounds to 1, which are some 1e-8
+/// apart, and a negative one hardly these; from 4 pi on all normals are one group. Directions far
+/// apart may come out in one group, and near ones in two: the result is a compromise that depends on
+/// all normals.
 ///
 /// For n normals and k directions each round takes O((n + k) log k) in the usual case. Runs in parallel;
 /// the same bits for any number of threads.

@@ -231,6 +231,21 @@ TEST(NormalGroups, AResolutionOfZeroDropsNothing)
     }
 }
 
+TEST(NormalGroups, AtAResolutionOfZeroADotProductThatRoundsToOneIsNoGap)
+{
+    const Normals near{{0.6, 0.8, 0}, {0.6 - 0.8e-9, 0.8 + 0.6e-9, 0}};
+    const Normals apart{{0.6, 0.8, 0}, {0.6 - 0.8e-6, 0.8 + 0.6e-6, 0}};
+    EXPECT_EQ(RepresentativeNormalGrouping(near, 0.0), (Groups{0, 0}));
+    EXPECT_EQ(RepresentativeNormalGrouping(apart, 0.0), (Groups{1, 0}));
+}
+
+TEST(NormalGroups, FromFourPiOnAllAreOneGroup)
+{
+    const Normals normals = Mesh::Normals(Support::Sphere(2));
+    EXPECT_EQ(CountOf(RepresentativeNormalGrouping(normals, 12.6)), 1U);
+    EXPECT_EQ(CountOf(RepresentativeNormalGrouping(normals, 100)), 1U);
+}
+
 TEST(NormalGroups, OfFewDirectionsOneMayStillBeDropped)
 {
     // Two directions 0.15 apart, on two places of the grid, become one: a quarter of two is none,
