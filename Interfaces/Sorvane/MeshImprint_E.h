@@ -4,6 +4,8 @@
 //     imprint.ImprintPath(loop, true, true);     // the loop runs along edges of the mesh now
 //     imprint.PaintInsideOutside();
 //     imprint.Export(inner, true);               // what lies inside
+//
+// The mesh in between is a half-edge mesh that is cut where the curves run.
 #pragma once
 
 #include <Sorvane/Export_E.h>
@@ -17,7 +19,7 @@ namespace Velk::Math::Sorvane::Mesh {
 namespace Impl {
 template <class Tag>
 class ImprintableMesh; // imprint/ImprintableMesh_Impl.h
-}
+} // namespace Impl
 
 /// A mesh that takes curves: `ImprintPath` cuts it so that a path runs along its edges,
 /// `PaintInsideOutside` tells the regions between the paths apart, and `Export` hands the mesh out,
