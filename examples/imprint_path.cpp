@@ -30,22 +30,9 @@ namespace {
 using namespace PartDrawing;
 using Path = std::vector<Vec3d>;
 
-constexpr double kTolerance = 1e-7; // of the length of the part's diagonal: rounding, and no more
+constexpr double kTolerance = 1e-7; // of the radius: rounding, and no more
 constexpr int kLines = 360;
 constexpr int kLinesToALineDrawn = 24;
-
-double DiagonalOf(const Part& part)
-{
-    Vec3d low = part.points.front();
-    Vec3d high = low;
-    for (const Vec3d& p : part.points) {
-        for (int i = 0; i < 3; ++i) {
-            low[i] = std::min(low[i], p[i]);
-            high[i] = std::max(high[i], p[i]);
-        }
-    }
-    return Length(high - low);
-}
 
 /// Straightest lines of one length from the point of the part nearest to `point`.
 std::vector<Path> LinesAround(const Part& part, const Vec3d& point, double length, double tolerance)
@@ -139,7 +126,7 @@ int main(int argc, char** argv)
     if (!ReadWeldedPart(part, argv[1], 0.0)) {
         return 1;
     }
-    const double tolerance = part.points.empty() ? 0 : kTolerance * DiagonalOf(part);
+    const double tolerance = kTolerance * numbers[3];
     const std::vector<Path> lines =
         LinesAround(part, {numbers[0], numbers[1], numbers[2]}, numbers[3], tolerance);
     Path curve;

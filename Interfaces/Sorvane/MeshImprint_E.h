@@ -4,6 +4,8 @@
 //     imprint.ImprintPath(loop, true, true);     // the loop runs along edges of the mesh now
 //     imprint.PaintInsideOutside();
 //     imprint.Export(inner, true);               // what lies inside
+//
+// The mesh in between is a half-edge mesh that is cut where the curves run.
 #pragma once
 
 #include <Sorvane/Export_E.h>
