@@ -17,11 +17,10 @@
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 
-#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -83,7 +82,7 @@ bool WritePicture(const Part& open, const Part& closed, const char* path)
     SvgWriter picture(2 * kPictureSize);
     picture.AddMesh(open, kView, WireStyle(), rims);
     picture.AddMesh(closed, ViewBeside(open), WireStyle(), covers);
-    picture.AddLegend("boundary", rims.styles[0]);
+    picture.AddLegend("boundary line", rims.styles[0]);
     picture.AddLegend("cover", covers.styles[0]);
     return SavePicture(picture, path);
 }
@@ -102,7 +101,7 @@ int main(int argc, char** argv)
         } else if (std::strcmp(argv[i], "--cut") == 0 && i + 4 < argc) {
             isCut = true;
             for (double& number : cut) {
-                const std::optional<double> value = NumberOf(argv[++i]);
+                const auto value = NumberOf(argv[++i]);
                 isRight = isRight && value.has_value();
                 number = value.value_or(0);
             }
@@ -122,9 +121,8 @@ int main(int argc, char** argv)
     if (isCut) {
         part = Without(part, {cut[0], cut[1], cut[2]}, cut[3]);
     }
-
     Part closed = part;
-    bool isComplete = true;
+    std::size_t uncovered = 0;
     for (const std::vector<int>& line : BoundaryLines(part)) {
         std::vector<Vec3d> curve;
         for (const int n : line) {
@@ -133,7 +131,7 @@ int main(int argc, char** argv)
         Part cover = MeshUtils::TessellatePointStream(curve);
         std::printf("boundary line of %zu points: %zu triangles\n", line.size() - 1,
                     cover.indices.size() / 3);
-        isComplete = isComplete && !cover.indices.empty();
+        uncovered += cover.indices.empty() ? 1 : 0;
         TurnToFit(cover, curve[0], curve[1]);
         Mesh::Append(closed, cover);
     }
@@ -144,5 +142,8 @@ int main(int argc, char** argv)
     const bool isWritten =
         Tell(MeshUtils::WriteMesh(closed, argv[2], MeshUtils::MeshFileForm::BinaryStl), argv[2]) &&
         (picture == nullptr || WritePicture(part, drawn, picture));
-    return !isWritten ? 1 : isComplete ? 0 : 3;
+    if (uncovered > 0) {
+        std::fprintf(stderr, "%s: %zu boundary lines without a cover\n", argv[1], uncovered);
+    }
+    return !isWritten ? 1 : uncovered == 0 ? 0 : 3;
 }

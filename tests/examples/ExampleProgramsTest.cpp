@@ -57,7 +57,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"decimate", {"decimated.stl", "--keep", "30", "--svg", "picture.svg"}, 1, {0, 3}},
         {"remesh", {"remeshed.stl", "--svg", "picture.svg"}, 1, {0, 3}},
         {"aspect_ratio", {"better.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
-        {"patch_hole", {"patched.stl", "--svg", "picture.svg"}, 1, {0, 3}},
+        {"patch_hole", {"patched.stl", "--svg", "picture.svg"}, 1, {0, 1, 3}},
         {"facet_groups", {"picture.svg", "25"}, 1, {0}},
         {"imprint_path", {"out.stl", "0", "0", "0", "5", "picture.svg"}, 1, {0, 3}},
         {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},

@@ -72,6 +72,7 @@ TEST(PatchHoleProgram, ExitsWithThreeWhereNoSurfaceFits)
     Support::WriteBytes(folder / "crack.stl", Support::BinaryStlBytes(Small(crack), "crack"));
     const ProgramRun run = RunExample("patch_hole", {"crack.stl", "out.stl"}, folder / "");
     EXPECT_EQ(run.code, 3) << run.output << run.errors;
+    EXPECT_NE(run.errors.find("1 boundary lines without a cover"), std::string::npos) << run.errors;
     EXPECT_TRUE(fs::exists(folder / "out.stl"));
 }
 
