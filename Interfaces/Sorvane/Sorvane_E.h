@@ -44,6 +44,7 @@
 #include <Sorvane/SubdivisionMesh_E.h>
 #include <Sorvane/Subdivision_E.h>
 #include <Sorvane/SvgWriter_E.h>
+#include <Sorvane/SweptVolume_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/ToolContact_E.h>
 #include <Sorvane/ToolOffset_E.h>
