@@ -53,6 +53,7 @@
 #include <Sorvane/TriangleTree_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Sorvane/Version_E.h>
+#include <Sorvane/VolumetricData_E.h>
 #include <Velk/Diagnostics_E.h>
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Intersect_E.h>
