@@ -16,7 +16,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <numeric>
 #include <utility>
@@ -29,6 +31,9 @@ using Body = Mesh::IndexedPointsBase<3, double>;
 /// So many triangles have their sides taken by one task. Of smaller ones it takes longer to start
 /// the task, and a body of no more is done by the caller's thread.
 constexpr std::size_t kTaskOfSides = 8192;
+
+/// In lists of numbers, for none.
+constexpr int kNone = -1;
 
 /// The mesh without the triangles that name a point twice, or one that is not there.
 Body SoundBody(const Body& mesh)
@@ -56,7 +61,6 @@ Body SoundBody(const Body& mesh)
 /// The two places of each edge of exactly two triangles, in the order of the first of them.
 std::vector<std::array<int, 2>> PairsOfPlaces(const std::vector<int>& indices)
 {
-    constexpr int kNone = -1;
     std::vector<int> partner(indices.size(), kNone); // at the first place the second one
     std::size_t count = 0;
     const Impl::EdgeUses edges(indices);
@@ -87,9 +91,10 @@ void TakeSides(const std::vector<VecBase<3, double>>& normals, const VecBase<3, 
     const std::size_t count = normals.size();
     Parallel::Impl::ApplyParallel(
         std::size_t{0}, (count + kTaskOfSides - 1) / kTaskOfSides, [&](std::size_t task) {
+            const VecBase<3, double> direction = step; // here no store to a side can change it
             const std::size_t to = std::min((task + 1) * kTaskOfSides, count);
             for (std::size_t t = task * kTaskOfSides; t < to; ++t) {
-                side[t] = normal[t] * step >= 0 ? 1 : -1;
+                side[t] = normal[t] * direction >= 0 ? 1 : -1;
             }
         });
 }
@@ -134,6 +139,29 @@ struct SweepList {
     std::size_t firstEnd = 0; // where these begin in the result
 };
 
+/// Which edges have a forward and a backward triangle: a bit for each, so that the few of them are
+/// found in ascending order without a look at all triangles.
+class Silhouette {
+public:
+    explicit Silhouette(std::size_t edgeCount) : words_((edgeCount + kBits - 1) / kBits) {}
+
+    void Change(std::size_t edge) { words_[edge / kBits] ^= std::uint64_t{1} << (edge % kBits); }
+
+    template <class Fn>
+    void ForEach(const Fn& fn) const
+    {
+        for (std::size_t i = 0; i < words_.size(); ++i) {
+            for (std::uint64_t left = words_[i]; left != 0; left &= left - 1) {
+                fn(i * kBits + static_cast<std::size_t>(std::countr_zero(left)));
+            }
+        }
+    }
+
+private:
+    static constexpr std::size_t kBits = 64;
+    std::vector<std::uint64_t> words_;
+};
+
 /// The place behind `place` in its triangle.
 int NextPlace(int place) { return place % 3 == 2 ? place - 2 : place + 1; }
 
@@ -145,14 +173,20 @@ struct DirtySweptVolume::SweepState {
         : shape(&body), triangles(body.indices.data(), body.indices.size()),
           normals(Mesh::AreaNormals(body)), sides{std::vector<signed char>(normals.size(), 1),
                                                   std::vector<signed char>(normals.size(), 1)},
-          edgePairs(PairsOfPlaces(body.indices))
+          edgePairs(PairsOfPlaces(body.indices)), pairAt(body.indices.size(), kNone)
     {
+        for (std::size_t pair = 0; pair < edgePairs.size(); ++pair) {
+            for (const int place : edgePairs[pair]) {
+                pairAt[static_cast<std::size_t>(place)] = static_cast<int>(pair);
+            }
+        }
     }
 
     /// A copy that serves a copy of the body, of which it borrows the triangles.
     SweepState(const SweepState& other, const Body& body)
         : shape(&body), triangles(body.indices.data(), body.indices.size()), normals(other.normals),
-          sides(other.sides), current(other.current), edgePairs(other.edgePairs)
+          sides(other.sides), current(other.current), edgePairs(other.edgePairs),
+          pairAt(other.pairAt)
     {
     }
 
@@ -160,16 +194,18 @@ struct DirtySweptVolume::SweepState {
     SweepState& operator=(const SweepState&) = delete;
     virtual ~SweepState() = default;
 
-    std::vector<signed char>& Sides() { return sides[static_cast<std::size_t>(current)]; }
-    std::vector<signed char>& SidesBefore() { return sides[static_cast<std::size_t>(1 - current)]; }
+    const std::vector<signed char>& Sides() const
+    {
+        return sides[static_cast<std::size_t>(current)];
+    }
 
     const VecBase<3, double>& Corner(int place) const
     {
         return shape->points[static_cast<std::size_t>(triangles.begin().indices[place])];
     }
 
-    void AppendCaps(SweepList& list);
-    void AppendWalls(SweepList& list);
+    void AppendCaps(Silhouette& silhouette, SweepList& list) const;
+    void AppendWalls(const Silhouette& silhouette, SweepList& list) const;
     SweepList ListOf(const std::vector<VecBase<3, double>>& path);
     void WriteStep(const SweepList& list, const Step& step, const VecBase<3, double>& p,
                    const VecBase<3, double>& q, VecBase<3, double>* out) const;
@@ -180,28 +216,34 @@ struct DirtySweptVolume::SweepState {
     std::array<std::vector<signed char>, 2> sides;
     int current = 1;                           // which of the two is that of this step
     std::vector<std::array<int, 2>> edgePairs; // places 3 t + k of the edge from corner k on
+    std::vector<int> pairAt;                   // number of the pair at each place, or kNone
 };
 
-/// The triangles that face another way than in the step before.
-void DirtySweptVolume::SweepState::AppendCaps(SweepList& list)
+/// The triangles that face another way than in the step before. With each of them its edges change
+/// between being part of the silhouette and not: those between two of them change twice.
+void DirtySweptVolume::SweepState::AppendCaps(Silhouette& silhouette, SweepList& list) const
 {
     const std::vector<signed char>& now = Sides();
-    ForEachTurned(now, SidesBefore(), [&](int t) {
+    const std::vector<signed char>& before = sides[static_cast<std::size_t>(1 - current)];
+    ForEachTurned(now, before, [&](int t) {
         list.caps.push_back(now[static_cast<std::size_t>(t)] > 0 ? ~t : t);
+        for (int place = 3 * t; place < 3 * t + 3; ++place) {
+            const int pair = pairAt[static_cast<std::size_t>(place)];
+            if (pair != kNone) {
+                silhouette.Change(static_cast<std::size_t>(pair));
+            }
+        }
     });
 }
 
-/// The edges between forward and backward.
-void DirtySweptVolume::SweepState::AppendWalls(SweepList& list)
+/// The edges between forward and backward, each in the triangle that faces forward.
+void DirtySweptVolume::SweepState::AppendWalls(const Silhouette& silhouette, SweepList& list) const
 {
     const std::vector<signed char>& now = Sides();
-    for (const auto& [first, second] : edgePairs) {
-        const int firstSide = now[static_cast<std::size_t>(first / 3)];
-        const int secondSide = now[static_cast<std::size_t>(second / 3)];
-        if (firstSide * secondSide < 0) {
-            list.walls.push_back(secondSide >= 1 ? second : first);
-        }
-    }
+    silhouette.ForEach([&](std::size_t pair) {
+        const auto [first, second] = edgePairs[pair];
+        list.walls.push_back(now[static_cast<std::size_t>(second / 3)] >= 1 ? second : first);
+    });
 }
 
 SweepList DirtySweptVolume::SweepState::ListOf(const std::vector<VecBase<3, double>>& path)
@@ -209,15 +251,16 @@ SweepList DirtySweptVolume::SweepState::ListOf(const std::vector<VecBase<3, doub
     for (std::vector<signed char>& each : sides) {
         std::fill(each.begin(), each.end(), static_cast<signed char>(1));
     }
+    Silhouette silhouette(edgePairs.size());
     SweepList list;
     list.steps.resize(path.size() - 1);
     for (std::size_t s = 0; s < list.steps.size(); ++s) {
         current = 1 - current;
-        TakeSides(normals, path[s + 1] - path[s], Sides());
+        TakeSides(normals, path[s + 1] - path[s], sides[static_cast<std::size_t>(current)]);
 
         Step& step = list.steps[s];
         step.firstCap = list.caps.size();
-        AppendCaps(list);
+        AppendCaps(silhouette, list);
         step.lastCap = list.caps.size();
         if (s > 0 && step.firstCap == step.lastCap) {
             // All face the same way as before: so the silhouette is the same.
@@ -225,7 +268,7 @@ SweepList DirtySweptVolume::SweepState::ListOf(const std::vector<VecBase<3, doub
             step.lastWall = list.steps[s - 1].lastWall;
         } else {
             step.firstWall = list.walls.size();
-            AppendWalls(list);
+            AppendWalls(silhouette, list);
             step.lastWall = list.walls.size();
         }
         step.firstTriangle = list.firstEnd;
