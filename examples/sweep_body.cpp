@@ -87,8 +87,8 @@ void DrawSection(const Body& shell, double height, Drawing::SvgWriter& picture)
     const Vec2d place(46, 0);
     std::vector<Vec2d> visitedOnce;
     std::vector<Vec2d> visitedAgain;
-    for (double x = -18.4; x < 18; x += 0.8) {
-        for (double y = -13.6; y < 14; y += 0.8) {
+    for (double x = -18.5; x < 18; x += 1) {
+        for (double y = -13.5; y < 14; y += 1) {
             const long winding = std::lround(WindingNumber(shell, {x, y, height}));
             if (winding > 0) {
                 (winding == 1 ? visitedOnce : visitedAgain).push_back(place + Vec2d(x, y));

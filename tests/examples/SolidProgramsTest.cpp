@@ -61,7 +61,7 @@ TEST(SweepBodyProgram, TellsWrongUseAndWhatItCanNotWrite)
 TEST(VolumeCsgProgram, TellsAreasThatAddUp)
 {
     const Support::TemporaryFolder folder;
-    for (const char* nodes : {"21", "72", "150"}) {
+    for (const char* nodes : {"21", "48", "72"}) {
         SCOPED_TRACE(nodes);
         const ProgramRun run = RunExample("volume_csg", {nodes}, folder / "");
         EXPECT_EQ(run.code, 0) << run.errors;
