@@ -27,6 +27,7 @@
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
+#include <Sorvane/MeshSections_E.h>
 #include <Sorvane/Minkowski_E.h>
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
