@@ -72,7 +72,7 @@ std::vector<MeshSection> EmptySections(const Vec3d& normal, const std::vector<do
 bool IsTriple(const int* corners, std::size_t pointCount)
 {
     const auto exists = [&](int corner) {
-        return corner >= 0 && static_cast<std::size_t>(corner) < pointCount;
+        return static_cast<std::size_t>(corner) < pointCount; // nor negative, then
     };
     return exists(corners[0]) && exists(corners[1]) && exists(corners[2]) &&
            corners[0] != corners[1] && corners[1] != corners[2] && corners[2] != corners[0];

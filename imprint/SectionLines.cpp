@@ -1,14 +1,12 @@
 // One plane through a mesh: a chord for each triangle that it cuts, and the lines that chords make.
 //
 // 1. Each chord runs from one edge of its triangle to another. Edges that are cut become places,
-// found
-//    by their two corners; a place has its point, calculated once.
+//    found by their two corners; a place has its point, calculated once.
 // 2. Ends of chords are partnered at their places: two of them by themselves, more of them in
-// wedges of
-//    material around the edge.
-// 3. In planes through corners chords shrink to a corner, and may run along each other. Both kinds
-// are
-//    spliced out: the neighbors before and behind become partners.
+//    wedges of material around the edge.
+// 3. In planes through corners chords may run along each other. Those of opposite sense are spliced
+//    out: the neighbors before and behind become partners. Others have shrunk to a corner; they
+//    pass lines on and have no point of their own.
 // 4. Lines are walked from partner to partner, chains first.
 //
 // Up to the third step the plane is one between the corners and those just beyond it, so that lines
@@ -80,9 +78,6 @@ public:
     {
         FindPlaces();
         PartnerAtCrowdedPlaces();
-        if (hasCorners_) {
-            SpliceOutShrunkChords();
-        }
         if (hasCorners_ || !extraEnds_.empty()) {
             CancelOppositeChords();
         }
@@ -291,23 +286,8 @@ private:
     /// Takes the ends `a` and `b`, which are at one point, out of the lines that go through them.
     void SpliceOut(int a, int b)
     {
-        const int beforeA = Partner(a);
-        const int beforeB = Partner(b);
-        if (beforeA != b) {
-            Join(beforeA, beforeB);
-        }
+        Join(Partner(a), Partner(b)); // of each other: nothing goes through them
         Partner(a) = Partner(b) = kNone;
-    }
-
-    void SpliceOutShrunkChords()
-    {
-        for (int chord = 0; chord < ChordCount(); ++chord) {
-            const int corner = PlaceOf(2 * chord).corner;
-            if (corner != kNone && corner == PlaceOf(2 * chord + 1).corner) {
-                SpliceOut(2 * chord, 2 * chord + 1);
-                Drop(chord);
-            }
-        }
     }
 
     bool IsDropped(int chord) const

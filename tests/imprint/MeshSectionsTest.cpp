@@ -810,6 +810,10 @@ TEST(MeshSections, ATriangleGivenTwiceLeavesTheLoopAsItIs)
 
 TEST(MeshSections, ASheetOfBothFacesHasNoSection)
 {
+    const IndexedMesh leaf{{{0, 0, 0}, {2, 1, 0}, {1, 3, 4}}, {0, 1, 2, 1, 0, 2}};
+    EXPECT_TRUE(MeshSectionAt(leaf, kUp, 1, {}).loops.empty());
+    EXPECT_EQ(MeshSectionAt(leaf, kUp, 1, {}).length, 0);
+    EXPECT_TRUE(MeshSectionAt(leaf, kUp, 1, {}).chains.empty());
     IndexedMesh sheet = Support::Grid(4, 4);
     for (Vec3d& p : sheet.points) {
         p = {p.x(), 0, p.y()};
@@ -861,15 +865,15 @@ TEST(MeshSections, TriplesThatAreNoTrianglesAreLeftOut)
     mesh.points.push_back({0, 1e200, 1});
     const IndexedMesh torus = mesh;
     for (const auto& bad :
-         std::initializer_list<std::array<int, 3>>{{0, 4, 4},
-                                                   {4, 0, 4},
-                                                   {0, 0, 4},
-                                                   {0, 4, n},
-                                                   {n + 1, 0, 4},
-                                                   {0, n + 2, 4},
-                                                   {0, 4, n + 3},
-                                                   {-1, 0, 4},
-                                                   {0, std::numeric_limits<int>::max(), 4}}) {
+         std::initializer_list<std::array<int, 3>>{{0, 2, 2},
+                                                   {2, 0, 2},
+                                                   {2, 2, 0},
+                                                   {0, 2, n},
+                                                   {n + 1, 0, 2},
+                                                   {0, n + 2, 2},
+                                                   {0, 2, n + 3},
+                                                   {-1, 0, 2},
+                                                   {0, std::numeric_limits<int>::max(), 2}}) {
         mesh.indices.insert(mesh.indices.begin(), bad.begin(), bad.end());
     }
     EXPECT_EQ(MeshSectionAt(mesh, kUp, height, {}), sound);
