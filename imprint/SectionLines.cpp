@@ -129,6 +129,7 @@ private:
         placeOf_.resize(2 * count);
         partner_.assign(2 * count, kNone);
         for (int chord = 0; chord < ChordCount(); ++chord) {
+            FetchAhead(chord);
             const int* corners = Corners(chord);
             std::size_t above = 0;
             for (std::size_t k = 0; k < 3; ++k) {
@@ -137,6 +138,20 @@ private:
             const auto [down, up] = kCutEdges[above];
             Arrive(2 * chord, corners[(down + 1) % 3], corners[down]);
             Arrive(2 * chord + 1, corners[up], corners[(up + 1) % 3]);
+        }
+    }
+
+    /// Triangles of a plane lie all over the mesh: what is soon to be read is on its way meanwhile.
+    void FetchAhead(int chord) const
+    {
+        constexpr int kIndicesAhead = 16;
+        constexpr int kPointsAhead = 8;
+        if (chord + kIndicesAhead < ChordCount()) {
+            __builtin_prefetch(Corners(chord + kIndicesAhead));
+            const int* corners = Corners(chord + kPointsAhead);
+            for (std::size_t k = 0; k < 3; ++k) {
+                __builtin_prefetch(&Point(corners[k]));
+            }
         }
     }
 
