@@ -5,9 +5,9 @@
 //         // section.loops, section.area, section.length; section.chains where the mesh is open
 //     }
 //
-// The planes have one normal and differ by their height, the distance from the origin of space along
-// the unit normal. A host that comes back to the same mesh, because the next height depends on the
-// last section, prepares it once: `PlaneSlicer`.
+// The planes have one normal and differ by their height, the distance from the origin of space
+// along the unit normal. A host that comes back to the same mesh, because the next height depends
+// on the last section, prepares it once: `PlaneSlicer`.
 #pragma once
 
 #include <Sorvane/Export_E.h>
@@ -53,7 +53,8 @@ struct SORVANE_API MeshSection {
     /// coordinates are those of space.
     TransformBase<3> toSpace;
 
-    std::vector<std::vector<Vec2d>> loops;  ///< closed, three points or more; the first is not repeated
+    /// Closed, three points or more; the first is not repeated.
+    std::vector<std::vector<Vec2d>> loops;
     std::vector<std::vector<Vec2d>> chains; ///< open at both ends, two points or more
     double area = 0;       ///< sum of the signed areas of the loops: that of the material
     double length = 0;     ///< of all loops
@@ -62,15 +63,15 @@ struct SORVANE_API MeshSection {
     friend bool operator==(const MeshSection&, const MeshSection&) = default;
 };
 
-/// The sections of a mesh with the planes of one normal at the given heights, one for each height in
-/// the order of `heights`, which may ascend, descend or repeat.
+/// The sections of a mesh with the planes of one normal at the given heights, one for each height
+/// in the order of `heights`, which may ascend, descend or repeat.
 ///
 /// Each section has one point for each edge that the plane cuts, calculated once from the lower end
-/// of the edge to the upper, and one for each corner in the plane; points equal to the one before are
-/// left out. Lines are linked through the edges of the mesh, never by the distance of points:
+/// of the edge to the upper, and one for each corner in the plane; points equal to the one before
+/// are left out. Lines are linked through the edges of the mesh, never by the distance of points:
 /// coincident points with different numbers make a seam, so a soup has to be welded first
-/// (`FilterForUniqueness`). Loops begin at the triangle of the lowest number and come in that order,
-/// chains in the order of the lower of their end triangles.
+/// (`FilterForUniqueness`). Loops begin at the triangle of the lowest number and come in that
+/// order, chains in the order of the lower of their end triangles.
 ///
 /// Planes through corners: corners in the plane count as lying on the side away from `side`, and a
 /// triangle that lies in the plane has no part in the section. An edge in the plane on which two
@@ -83,21 +84,22 @@ struct SORVANE_API MeshSection {
 /// Negative and NaN count as 0.
 ///
 /// Defects: a turned triangle is linked as its neighbors ask for, and the line runs as the greater
-/// part of its length tells. At an edge of more than two triangles lines are paired around the edge,
-/// in wedges of material, so that they touch there and don't cross; where the senses don't balance,
-/// what is left over is paired in twos, and an odd one ends there. A triangle given twice adds a
-/// chain beside the loop. Triples that name a point twice or a point that there is not, and those
-/// with a coordinate not finite or beyond 1e150, are left out. Loops that overlap because the mesh
-/// cuts itself, or because bodies overlap, stay as they are, and `area` counts what they share twice.
+/// part of its length tells. At an edge of more than two triangles lines are paired around the
+/// edge, in wedges of material, so that they touch there and don't cross; where the senses don't
+/// balance, what is left over is paired in twos, and an odd one ends there. A triangle given twice
+/// adds a chain beside the loop. Triples that name a point twice or a point that there is not, and
+/// those with a coordinate not finite or beyond 1e150, are left out. Loops that overlap because the
+/// mesh cuts itself, or because bodies overlap, stay as they are, and `area` counts what they share
+/// twice.
 ///
-/// A height that is not finite gives an empty section, as does a plane that meets nothing; so do all
-/// with a normal that is zero or not finite, with `toSpace` the identity. The normal need not be of
-/// unit length. A mesh that `IsEmpty` has empty sections. For a `float` mesh everything is calculated
-/// in `double`.
+/// A height that is not finite gives an empty section, as does a plane that meets nothing; so do
+/// all with a normal that is zero or not finite, with `toSpace` the identity. The normal need not
+/// be of unit length. A mesh that `IsEmpty` has empty sections. For a `float` mesh everything is
+/// calculated in `double`.
 ///
-/// O(n + k + m log m) expected for n triangles, m heights and k cuts of a triangle by a plane: every
-/// triangle is dealt once to the planes that cut it. Parallel, with the same bits for any number of
-/// threads, and for a plane alone, in a stack, or by a `PlaneSlicer`.
+/// O(n + k + m log m) expected for n triangles, m heights and k cuts of a triangle by a plane:
+/// every triangle is dealt once to the planes that cut it. Parallel, with the same bits for any
+/// number of threads, and for a plane alone, in a stack, or by a `PlaneSlicer`.
 SORVANE_API std::vector<MeshSection> MeshSections(const IndexedPointsBase<3, double>& mesh,
                                                   const Vec3d& normal,
                                                   const std::vector<double>& heights,
@@ -122,34 +124,36 @@ SectionInSpace(const MeshSection& section, const std::vector<std::vector<Vec2d>>
 ///
 /// A copy of the mesh in the frame of the planes, with its triangles in the order of their lowest
 /// corners. A value; const operations may run in many threads at once.
-class SORVANE_API PlaneSlicer {
+class PlaneSlicer {
 public:
     /// O(n log n), parallel.
-    PlaneSlicer(const IndexedPointsBase<3, double>& mesh, const Vec3d& normal);
-    PlaneSlicer(const IndexedPointsBase<3, float>& mesh, const Vec3d& normal);
+    SORVANE_API PlaneSlicer(const IndexedPointsBase<3, double>& mesh, const Vec3d& normal);
+    SORVANE_API PlaneSlicer(const IndexedPointsBase<3, float>& mesh, const Vec3d& normal);
 
-    /// Least and greatest height of a corner of a triangle; without triangles the first is above the
-    /// second.
+    /// Least and greatest height of a corner of a triangle; without triangles the first is above
+    /// the second.
     std::array<double, 2> HeightRange() const { return range_; }
 
     /// As `MeshSectionAt`, expected O(c log c + c log n) for c triangles that are cut.
-    MeshSection Section(double height, const SectionOptions& options) const;
+    SORVANE_API MeshSection Section(double height, const SectionOptions& options) const;
 
     /// As `MeshSections`, each plane by itself, in parallel.
-    std::vector<MeshSection> Sections(const std::vector<double>& heights,
-                                      const SectionOptions& options) const;
+    SORVANE_API std::vector<MeshSection> Sections(const std::vector<double>& heights,
+                                                  const SectionOptions& options) const;
 
 private:
-    template <class T> void Prepare(const std::vector<VecBase<3, T>>& points);
+    template <class T>
+    void Prepare(const std::vector<VecBase<3, T>>& points);
     std::vector<int> TrianglesAt(double height, const SectionOptions& options) const;
 
-    Vec3d normal_;                            // as given
-    std::vector<Vec3d> points_;               // in the frame of the planes, z the height
-    std::vector<int> indices_;                // as given
-    std::vector<int> order_;                  // usable triangles by their lowest corners
-    std::vector<double> lowest_;              // height of that corner, in that order
-    std::vector<std::vector<double>> peaks_;  // greatest heights of the triangles, then of 16 of those before
-    std::array<double, 2> range_;
+    Vec3d normal_;               // as given
+    std::vector<Vec3d> points_;  // in the frame of the planes, z the height
+    std::vector<int> indices_;   // as given
+    std::vector<int> order_;     // usable triangles by their lowest corners
+    std::vector<double> lowest_; // height of that corner, in that order
+    // Greatest heights of the triangles in that order, then of 16 entries before each.
+    std::vector<std::vector<double>> peaks_;
+    std::array<double, 2> range_{};
 };
 
 } // namespace Velk::Math::Sorvane::Mesh

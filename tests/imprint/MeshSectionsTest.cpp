@@ -800,10 +800,10 @@ TEST(MeshSections, ATriangleGivenTwiceLeavesTheLoopAsItIs)
                     ? sound
                     : MeshSectionAt(Support::Without(torus, {static_cast<int>(t / 3)}), kUp, height,
                                     {});
-            const MeshSection cancelled = MeshSectionAt(mirrored, kUp, height, {});
-            EXPECT_NEAR(cancelled.area, without.area, 1e-12) << height << " " << t / 3;
-            EXPECT_NEAR(cancelled.length, without.length, 1e-12);
-            EXPECT_NEAR(cancelled.openLength, without.openLength, 1e-12);
+            const MeshSection canceled = MeshSectionAt(mirrored, kUp, height, {});
+            EXPECT_NEAR(canceled.area, without.area, 1e-12) << height << " " << t / 3;
+            EXPECT_NEAR(canceled.length, without.length, 1e-12);
+            EXPECT_NEAR(canceled.openLength, without.openLength, 1e-12);
         }
     }
 }
