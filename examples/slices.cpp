@@ -1,15 +1,11 @@
 // Slices a part into layers of one thickness: a table of what each of them is, and a picture of the
 // stack.
 //
-//   slices PART COUNT [--axis x|y|z] [--svg PICTURE.svg] [--table TABLE.csv] [--weld LENGTH]
+//   slices PART COUNT [--axis x|y|z] [--svg PICTURE.svg] [--table TABLE.csv]
 //
 // Each of the COUNT layers (1 to 100000) along the axis, z unless told, is cut at its middle.
-// Corners within the weld length (1e-6 unless told) of each other are one, and those as near to a
-// plane lie in it. Exit codes:
-//   0 done
-//   1 a file can't be read or written, or the part has no height along the axis
-//   2 wrong use
-//   3 some outline is open: the mesh is not closed there, and the areas can't be trusted
+// Exit codes: 0 done, 1 a file can't be read or written, or the part has no height along the axis,
+// 2 wrong use, 3 some outline is open (red in the picture), and the areas can't be trusted.
 
 #include "Arguments.h"
 #include "PartDrawing.h"
@@ -20,7 +16,6 @@
 #include <Sorvane/SvgWriter_E.h>
 
 #include <cmath>
-#include <cstddef>
 #include <cstdio>
 #include <fstream>
 #include <iomanip>
@@ -34,40 +29,33 @@ namespace {
 using namespace PartDrawing;
 using Mesh::MeshSection;
 
+/// Corners within this of each other are one, and those as near to a plane lie in it.
+constexpr double kWeld = 1e-6;
+
 struct Options {
-    std::string part;
     int count = 0;
     int axis = 2;
     std::string picture;
     std::string table;
-    double weld = 1e-6;
 };
 
 std::optional<Options> ParseOptions(int argc, char** argv)
 {
-    constexpr double kMostLayers = 100'000;
     const auto count = argc > 2 ? NumberOf(argv[2]) : std::nullopt;
-    if (argc % 2 == 0 || !count || *count < 1 || *count > kMostLayers ||
-        *count != std::floor(*count)) {
+    if (argc % 2 == 0 || !count || *count < 1 || *count > 100'000 || *count != std::floor(*count)) {
         return std::nullopt;
     }
     Options options;
-    options.part = argv[1];
     options.count = static_cast<int>(*count);
     for (int i = 3; i < argc; i += 2) {
         const std::string_view name = argv[i];
         const std::string_view value = argv[i + 1];
-        const std::size_t axis =
-            value.size() == 1 ? std::string_view("xyz").find(value) : std::string_view::npos;
-        const auto length = LengthOf(value);
-        if (name == "--axis" && axis != std::string_view::npos) {
-            options.axis = static_cast<int>(axis);
+        if (name == "--axis" && (value == "x" || value == "y" || value == "z")) {
+            options.axis = value[0] - 'x';
         } else if (name == "--svg") {
             options.picture = value;
         } else if (name == "--table") {
             options.table = value;
-        } else if (name == "--weld" && length) {
-            options.weld = *length;
         } else {
             return std::nullopt;
         }
@@ -92,36 +80,26 @@ bool WriteTable(const std::vector<MeshSection>& layers, const std::string& path)
     return !file.fail();
 }
 
-std::vector<std::vector<Vec2d>> Seen(const MeshSection& layer,
-                                     const std::vector<std::vector<Vec2d>>& lines)
-{
-    std::vector<std::vector<Vec2d>> seen;
-    for (const std::vector<Vec3d>& line : Mesh::SectionInSpace(layer, lines)) {
-        seen.emplace_back();
-        for (const Vec3d& point : line) {
-            seen.back().push_back(SvgWriter::Projected(point, kView));
-        }
-    }
-    return seen;
-}
-
 /// The layers as sheets, seen from above: each hides what lies under it.
 bool WritePicture(const std::vector<MeshSection>& layers, const std::string& path)
 {
     const SvgStyle sheet{"#1f4e79", "#c9dcef", 0.6, false, 0.9};
     const SvgStyle open{"#d22", "none", 1.5};
     SvgWriter picture(kPictureSize);
-    picture.SetTitle("Slices");
-    bool isClosed = true;
     for (const MeshSection& layer : layers) {
-        picture.AddRegion(Seen(layer, layer.loops), sheet);
-        for (const std::vector<Vec2d>& chain : Seen(layer, layer.chains)) {
+        const auto seen = [&](std::vector<std::vector<Vec2d>> lines) {
+            for (std::vector<Vec2d>& line : lines) {
+                for (Vec2d& point : line) {
+                    point =
+                        SvgWriter::Projected(layer.toSpace * Vec3d(point.x(), point.y(), 0), kView);
+                }
+            }
+            return lines;
+        };
+        picture.AddRegion(seen(layer.loops), sheet);
+        for (const std::vector<Vec2d>& chain : seen(layer.chains)) {
             picture.AddPolyline(chain, open);
-            isClosed = false;
         }
-    }
-    if (!isClosed) {
-        picture.AddLegend("outlines that do not close", open);
     }
     return SavePicture(picture, path);
 }
@@ -132,12 +110,12 @@ int main(int argc, char** argv)
 {
     const std::optional<Options> options = ParseOptions(argc, argv);
     if (!options) {
-        std::fprintf(stderr, "usage: slices PART COUNT [--axis x|y|z] [--svg PICTURE.svg] "
-                             "[--table TABLE.csv] [--weld LENGTH]\n");
+        std::fputs("usage: slices PART COUNT [--axis x|y|z] [--svg PICTURE] [--table FILE]\n",
+                   stderr);
         return 2;
     }
     Part part;
-    if (!ReadWeldedPart(part, options->part, options->weld)) {
+    if (!ReadWeldedPart(part, argv[1], kWeld)) {
         return 1;
     }
     Vec3d normal;
@@ -145,7 +123,7 @@ int main(int argc, char** argv)
     const Mesh::PlaneSlicer slicer(part, normal);
     const auto [low, high] = slicer.HeightRange();
     if (!(high > low)) {
-        std::fprintf(stderr, "%s: has no height along that axis\n", options->part.c_str());
+        std::fprintf(stderr, "%s: has no height along that axis\n", argv[1]);
         return 1;
     }
     const double thickness = (high - low) / options->count;
@@ -153,10 +131,8 @@ int main(int argc, char** argv)
     for (int i = 0; i < options->count; ++i) {
         heights.push_back(low + (i + 0.5) * thickness);
     }
-    const auto layers = slicer.Sections(heights, {Mesh::SectionSide::Above, options->weld});
-
-    std::size_t loops = 0;
-    std::size_t chains = 0;
+    const auto layers = slicer.Sections(heights, {Mesh::SectionSide::Above, kWeld});
+    std::size_t loops = 0, chains = 0;
     double volume = 0;
     for (const MeshSection& layer : layers) {
         loops += layer.loops.size();

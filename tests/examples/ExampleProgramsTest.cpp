@@ -193,7 +193,6 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"slices", {"part", "2.5"}},
         {"slices", {"part", "3", "--axis", "w"}},
         {"slices", {"part", "3", "--axis"}},
-        {"slices", {"part", "3", "--weld", "-1"}},
         {"slices", {"part", "3", "--depth", "1"}},
         {"drill_holes", {}},
         {"drop_cutter", {}},
