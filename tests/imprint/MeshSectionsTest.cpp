@@ -606,6 +606,42 @@ TEST(MeshSections, LayersOfObliqueCubesFarAwayAreCountedWithATolerance)
     }
 }
 
+TEST(MeshSections, CubesThatTouchInEdgesKeepTheirOwnLoopsInObliquePlanes)
+{
+    // Every second cube of a block: four triangles at each inner edge, which the planes meet
+    // aslant.
+    IndexedMesh apart;
+    for (int z = 0; z < 3; ++z) {
+        for (int y = 0; y < 3; ++y) {
+            for (int x = (y + z) % 2; x < 3; x += 2) {
+                AppendBox(apart, {x, y, z}, {x + 1, y + 1, z + 1});
+            }
+        }
+    }
+    IndexedMesh joined = apart;
+    FilterForUniqueness(joined, 0.0);
+    ASSERT_LT(joined.points.size(), apart.points.size());
+    const auto areas = [](const MeshSection& section) {
+        std::vector<double> sorted;
+        for (const auto& loop : section.loops) {
+            sorted.push_back(Vector::SignedArea(loop));
+        }
+        std::sort(sorted.begin(), sorted.end());
+        return sorted;
+    };
+    Random random(6);
+    for (int round = 0; round < Support::Rounds(200, 30); ++round) {
+        const Vec3d normal = RandomFrame(random)[0];
+        const double height = normal * random.Vector<3, double>(0.5, 2.5);
+        const std::vector<double> expected = areas(MeshSectionAt(apart, normal, height, {}));
+        const std::vector<double> found = areas(MeshSectionAt(joined, normal, height, {}));
+        ASSERT_EQ(found.size(), expected.size()) << round;
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            EXPECT_NEAR(found[i], expected[i], 1e-12) << round;
+        }
+    }
+}
+
 // --- planes through faces, edges and corners, by hand
 // ------------------------------------------------
 
