@@ -92,10 +92,10 @@ struct SORVANE_API MeshSection {
 /// mesh cuts itself, or because bodies overlap, stay as they are, and `area` counts what they share
 /// twice.
 ///
-/// A height that is not finite gives an empty section, as does a plane that meets nothing; so do
-/// all with a normal that is zero or not finite, with `toSpace` the identity. The normal need not
-/// be of unit length. A mesh that `IsEmpty` has empty sections. For a `float` mesh everything is
-/// calculated in `double`.
+/// A plane that meets nothing gives a section without lines, and so does a mesh that `IsEmpty`. A
+/// height that is not finite, and a normal that is zero or not finite, do too, with `toSpace` the
+/// identity. The normal need not be of unit length. For a `float` mesh everything is calculated in
+/// `double`.
 ///
 /// O(n + k + m log m) expected for n triangles, m heights and k cuts of a triangle by a plane:
 /// every triangle is dealt once to the planes that cut it. Parallel, with the same bits for any
