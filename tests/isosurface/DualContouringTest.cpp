@@ -606,12 +606,13 @@ TEST(TakeSamples, AnUnsetValueGivesWayToTheNextOne)
 
 TEST(TakeSamples, OfAChildThatSharesTheSamplesOfTheNode)
 {
+    // Child 5 is the last with samples, and its corner 2 the center, which children 6 and 7 have.
     Block block(OneCorner());
-    block.sampleData = block.GetChild(3)->sampleData;
+    block.GetChild(6)->ReleaseDataSpace();
+    block.GetChild(7)->ReleaseDataSpace();
+    block.sampleData = block.GetChild(5)->sampleData;
     ASSERT_TRUE(block.TakeSamplesFromChildren());
-    for (std::size_t i = 0; i < 8; ++i) {
-        EXPECT_EQ(block.sampleData->sampleIndex[i], static_cast<int>(11 * i));
-    }
+    EXPECT_EQ(block.sampleData->sampleIndex, (std::array<int, 8>{0, 11, 22, 33, 44, 55, 52, 52}));
 }
 
 /// The decision, by coordinates of the grid. Null stands for a child without samples.
