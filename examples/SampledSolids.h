@@ -54,10 +54,9 @@ inline FieldSample Flange(const Vec3d& p)
     const FieldSample boss = Common(Cylinder(p, 0.3), Slab(p, 2, -0.15, 0.3));
     return Common(Union(plate, boss), Inverse(Cylinder(p, 0.17)));
 }
-inline constexpr double kPi = 3.14159265358979323846;
 inline constexpr double kFlangeVolume =
-    1.1 * 0.8 * 0.3 + kPi * (0.3 * 0.3 * 0.3 - 0.17 * 0.17 * 0.6);
-inline constexpr double kTorusVolume = 2 * kPi * kPi * kRing * kTube * kTube;
+    1.1 * 0.8 * 0.3 + kPi<double> * (0.3 * 0.3 * 0.3 - 0.17 * 0.17 * 0.6);
+inline constexpr double kTorusVolume = 2 * kPi<double> * kPi<double> * kRing * kTube * kTube;
 
 /// The same solid askew, so that none of its faces lies along the cells.
 inline Field Askew(FieldSample (*solid)(const Vec3d&))

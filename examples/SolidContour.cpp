@@ -27,9 +27,9 @@ namespace {
 /// face, or of an edge as blunt as 145 degrees.
 constexpr double kPlaneTolerance = 0.1;
 
-/// How far a vertex may lie from the center of its cell, in half edges of the cell. Where an edge of
-/// the solid only grazes a cell its planes meet a little outside. To keep the vertex within would
-/// notch the edge; so a few slivers beside it may fold over.
+/// How far a vertex may lie from the center of its cell, in half edges of the cell. Where an edge
+/// of the solid only grazes a cell its planes meet a little outside. To keep the vertex within
+/// would notch the edge; so a few slivers beside it may fold over.
 constexpr double kReach = 1.5;
 
 /// Of the cells with samples those that no surface passes through have no vertex.
@@ -42,6 +42,10 @@ bool HasVertex(const DCNode& node) { return node.IsMeshable() && node.sampleData
 struct Sheets {
     std::array<int, 12> ofEdge{};
     int count = 0;
+    bool hasTwistedFace = false; // of two corners inside across from each other, and two outside
+
+    /// One sheet, however its faces are looked at. Both sides hang together along edges then.
+    bool IsSimple() const { return count == 1 && !hasTwistedFace; }
 
     explicit Sheets(const DCNode& node)
     {
@@ -59,10 +63,11 @@ struct Sheets {
             const std::size_t u = std::size_t{1} << (axis + 1) % 3;
             const std::size_t v = std::size_t{1} << (axis + 2) % 3;
             for (const std::size_t low : {std::size_t{0}, std::size_t{1} << axis}) {
-                for (const auto& [a, b] :
-                     {std::pair(low, low + u + v), std::pair(low + u, low + v)}) {
+                for (const std::size_t a : {low, low + u}) {
+                    const std::size_t b = a ^ u ^ v; // across the face
                     if (value[a] == 0 && value[b] == 0) {
                         join(a, b);
+                        hasTwistedFace = hasTwistedFace || (value[a ^ u] < 0 && value[a ^ v] < 0);
                     }
                 }
             }
@@ -223,7 +228,7 @@ void Contour::MergeBelow(DCNode& node, double tolerance)
     }
     Quadric planes;
     bool areLeaves = true;
-    bool areSimple = true; // with one sheet at most
+    bool areSimple = true;
     for (int i = 0; i < 8; ++i) {
         DCNode& child = *node.GetChild(i);
         MergeBelow(child, tolerance);
@@ -232,7 +237,7 @@ void Contour::MergeBelow(DCNode& node, double tolerance)
             const Quadric& more =
                 vertices_[static_cast<std::size_t>(child.sampleData->meshVertex)].planes;
             planes = planes.count == 0 ? more : HalfEdge::Decorations::Merge(planes, more);
-            areSimple = areSimple && Sheets(child).count == 1;
+            areSimple = areSimple && Sheets(child).IsSimple();
         }
     }
     if (!areLeaves || !areSimple) {
@@ -275,7 +280,7 @@ bool Contour::MayStandForChildren(const DCNode& node)
     const int value = sampleValues_[static_cast<std::size_t>(middle)];
     return (value == corners[0] || value == corners[1] || value == corners[4] ||
             value == corners[5]) &&
-           Sheets(node).count == 1;
+           Sheets(node).IsSimple();
 }
 
 // --- the surface --------------------------------------------------------------------------------

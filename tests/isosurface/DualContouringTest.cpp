@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
@@ -692,7 +693,7 @@ TEST(TakeSamples, AgreesWithTheGeometryOfTheGrid)
 {
     Random random(41);
     int merged = 0;
-    constexpr int kRounds = 20'000;
+    constexpr int kRounds = Support::Rounds(20'000);
     for (int round = 0; round < kRounds; ++round) {
         SCOPED_TRACE(round);
         // A half-space or a ball, so that some pass, disturbed here and there.
