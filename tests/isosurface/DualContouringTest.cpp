@@ -18,6 +18,8 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -193,6 +195,10 @@ TEST(DualContouring, EdgeSampleIndicesComeInTableOrder)
     EXPECT_EQ(root.GetEdgeSampleIndices(6), std::make_pair(102, 106));
     EXPECT_EQ(root.GetEdgeSampleIndices(10), std::make_pair(105, 107));
 }
+
+// Children of a cell are cells, without a cast, and known as nodes to whoever knows no cells.
+static_assert(std::is_same_v<decltype(std::declval<const DCNode&>().GetChild(0)), DCNode*>);
+static_assert(std::is_same_v<decltype(std::declval<DCNode&>().EnsureChild(0, 1U)), DCNode*>);
 
 // --- children -----------------------------------------------------------------------------------
 
