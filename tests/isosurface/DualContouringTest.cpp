@@ -18,6 +18,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -752,6 +753,34 @@ TEST(TakeSamples, APlaneThroughTheCellIsAlwaysMerged)
             corners += grid[At(2 * (c & 1), 2 * (c >> 1 & 1), 2 * (c >> 2))] < 0 ? 1U : 0U;
         }
         ASSERT_EQ(Block(grid).TakeSamplesFromChildren(), corners > 0 && corners < 8) << round;
+    }
+}
+
+TEST(TakeSamples, InManyThreadsForNodesOfTheirOwn)
+{
+    // Sixteen blocks, each of them taken by one thread, while all threads read a shared one.
+    Block shared(OneCorner());
+    ASSERT_TRUE(shared.TakeSamplesFromChildren());
+    std::vector<std::unique_ptr<Block>> blocks;
+    for (int i = 0; i < 16; ++i) {
+        Grid grid = OneCorner();
+        grid[At(1, 1, 2)] = i % 3 == 0 ? -7 : 0;
+        blocks.push_back(std::make_unique<Block>(grid));
+    }
+    std::vector<int> crossings(blocks.size());
+    std::vector<std::thread> threads;
+    for (std::size_t t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (std::size_t i = t; i < blocks.size(); i += 4) {
+                crossings[i] = blocks[i]->TakeSamplesFromChildren() ? shared.CrossingCount() : 0;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        EXPECT_EQ(crossings[i], i % 3 == 0 ? 0 : 3) << i;
     }
 }
 
