@@ -17,6 +17,7 @@
 #include <Sorvane/Decimation_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
+#include <Sorvane/DualContouring_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/Lathe_E.h>
