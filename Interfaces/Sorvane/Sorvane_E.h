@@ -17,6 +17,7 @@
 #include <Sorvane/Decimation_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
+#include <Sorvane/DualContouring_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/Lathe_E.h>
@@ -28,6 +29,7 @@
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
+#include <Sorvane/MeshSections_E.h>
 #include <Sorvane/Minkowski_E.h>
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
