@@ -58,10 +58,10 @@ public:
     /// adds triangles that cancel each other in winding numbers and volumes. Empty for an empty
     /// path and for a body without an edge of two triangles.
     ///
-    /// Coordinates should stay within 1e75, so that volumes of three of them are numbers. Triangles
-    /// with a coordinate that is not finite face backward, and so do all of them along such a step;
-    /// they come out with what is not finite in them. A result of more than 2^31 - 1 points, which
-    /// indices could not number, ends in the standard container's length error.
+    /// Coordinates should stay within 1e100, so that the product of three is a number. Where one is
+    /// not finite a triangle may face either way, and comes out with what is not finite in it;
+    /// others are not concerned. A result of more than 2^31 - 1 points, which indices could not
+    /// number, ends in the standard container's length error.
     ///
     /// O(s (n + k)) for s steps, n triangles of the body, and k triangles that one step adds; k is
     /// in proportion to the square root of n for usual bodies. In parallel over the triangles of
