@@ -179,3 +179,11 @@ void Bodies(const Points<2, float>& profile, const Points<2, int>& whole)
     (void)MeshUtils::CreateExtrudedBodyFromProfile(profile, 0.0F, 1.0F, 1U);
     (void)MeshUtils::CreateExtrudedBodyFromProfile(whole, 0, 1, 1U); // refused: CreateExtrudedBodyFromProfile
 }
+
+// --- sampled volumes ------------------------------------------------------------------------------
+
+void Volumes()
+{
+    (void)IsoSurface::VolumetricData<IsoSurface::OrientedSample>(1, 2, 3);
+    (void)sizeof(IsoSurface::VolumetricData<float>); // refused type: volumetric data is compiled for OrientedSample
+}
