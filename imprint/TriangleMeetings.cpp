@@ -36,6 +36,16 @@ double LargestCoordinate(const SoupTriangle& t)
                      Math::Impl::LargestMagnitude(t[2])});
 }
 
+/// Do all corners of `other` lie within `reach` of the plane of `t`?
+bool IsInPlaneOf(const SoupTriangle& t, const SoupTriangle& other, double reach)
+{
+    const Vec3d normal = (t[1] - t[0]) ^ (t[2] - t[0]);
+    const double bound = reach * Length(normal);
+    return std::fabs(normal * (other[0] - t[0])) <= bound &&
+           std::fabs(normal * (other[1] - t[0])) <= bound &&
+           std::fabs(normal * (other[2] - t[0])) <= bound;
+}
+
 /// Does the segment lie along an edge of the triangle?
 bool IsAlongEdge(const std::array<Vec3d, 2>& segment, const SoupTriangle& t, double tolerance)
 {
@@ -52,10 +62,44 @@ bool IsAlongEdge(const std::array<Vec3d, 2>& segment, const SoupTriangle& t, dou
     return false;
 }
 
+/// Do two triangles with exactly one corner in common clearly meet nowhere else, or lie in one
+/// plane?
+///
+/// `plane` cuts `other` along a line from the corner at most. No, if that line doesn't leave the
+/// corner, or leaves it clearly beside the wedge of `plane`.
+bool PartAtCorner(const SoupTriangle& plane, std::size_t corner, const SoupTriangle& other,
+                  std::size_t otherCorner, double reach)
+{
+    const Vec3d u = plane[(corner + 1) % 3] - plane[corner];
+    const Vec3d v = plane[(corner + 2) % 3] - plane[corner];
+    const Vec3d normal = u ^ v;
+    const Vec3d p = other[(otherCorner + 1) % 3] - other[otherCorner];
+    const Vec3d q = other[(otherCorner + 2) % 3] - other[otherCorner];
+    // Differences from the common corner are exact to a rounding, so that the error of a height
+    // times the doubled area is a few roundings of these products.
+    constexpr double kRoundings = 32.0 * 0x1p-53;
+    const double bound = reach * Length(normal) + kRoundings * std::sqrt((u * u) * (v * v)) *
+                                                      std::sqrt(std::max(p * p, q * q));
+    const double heightOfP = normal * p;
+    const double heightOfQ = normal * q;
+    const bool isPIn = std::fabs(heightOfP) <= bound;
+    const bool isQIn = std::fabs(heightOfQ) <= bound;
+    if (isPIn && isQIn) {
+        const double narrow = reach * Length(normal);
+        return std::fabs(heightOfP) <= narrow && std::fabs(heightOfQ) <= narrow;
+    }
+    if (!isPIn && !isQIn && (heightOfP > 0.0) == (heightOfQ > 0.0)) {
+        return true;
+    }
+    const Vec3d line = isPIn ? p : isQIn ? q : p + (q - p) * (heightOfP / (heightOfP - heightOfQ));
+    constexpr double kClearSine = 1e-4;
+    const double size = kClearSine * Length(normal) * Length(line);
+    return normal * (u ^ line) < -size * Length(u) || normal * (line ^ v) < -size * Length(v);
+}
+
 /// Neighbors in a mesh have equal corners. With two in common, and the two triangles in different
 /// planes, they meet in that edge and nowhere else; in one plane they don't cut each other anyway.
-/// With one in common most of them are told apart by the planes: the two other corners of one lie
-/// clearly on one side of the other.
+/// With one in common nearly all of them can be told apart from there.
 bool AreApartNeighbors(const SoupTriangle& a, const SoupTriangle& b, double reach)
 {
     int common = 0;
@@ -73,24 +117,8 @@ bool AreApartNeighbors(const SoupTriangle& a, const SoupTriangle& b, double reac
     if (common != 1) {
         return common > 1;
     }
-    const auto areOnOneSide = [&](const SoupTriangle& plane, std::size_t hub,
-                                  const SoupTriangle& other, std::size_t otherHub) {
-        const Vec3d u = plane[(hub + 1) % 3] - plane[hub];
-        const Vec3d v = plane[(hub + 2) % 3] - plane[hub];
-        const Vec3d normal = u ^ v;
-        const Vec3d p = other[(otherHub + 1) % 3] - other[otherHub];
-        const Vec3d q = other[(otherHub + 2) % 3] - other[otherHub];
-        // Differences from the common corner are exact to a rounding, so that the error of a height
-        // times the doubled area is a few roundings of these products.
-        constexpr double kRoundings = 32.0 * 0x1p-53;
-        const double bound = reach * Length(normal) + kRoundings * std::sqrt((u * u) * (v * v)) *
-                                                          std::sqrt(std::max(p * p, q * q));
-        const double heightOfP = normal * p;
-        const double heightOfQ = normal * q;
-        return (heightOfP > bound && heightOfQ > bound) ||
-               (heightOfP < -bound && heightOfQ < -bound);
-    };
-    return areOnOneSide(a, cornerOfA, b, cornerOfB) || areOnOneSide(b, cornerOfB, a, cornerOfA);
+    return PartAtCorner(a, cornerOfA, b, cornerOfB, reach) ||
+           PartAtCorner(b, cornerOfB, a, cornerOfA, reach);
 }
 
 /// The segment in which two triangles cut each other.
@@ -98,7 +126,8 @@ std::optional<std::array<Vec3d, 2>> SegmentOf(const SoupTriangle& a, const SoupT
 {
     const double tolerance =
         AtLeastRounding(kTolerance, std::max(LargestCoordinate(a), LargestCoordinate(b)));
-    if (AreApartNeighbors(a, b, tolerance)) {
+    // Quick answers to most of the pairs of a mesh, which lie in one plane or have a common corner.
+    if (IsInPlaneOf(a, b, kTolerance) || AreApartNeighbors(a, b, tolerance)) {
         return std::nullopt;
     }
     std::array<Vec3d, 2> segment;
