@@ -140,7 +140,9 @@ Triangles PiecesOf(const SoupTriangle& triangle, std::vector<Cut> cuts,
         return flat;
     };
     for (Cut& cut : cuts) {
-        cut = std::minmax(cut.first, cut.second);
+        if (cut.second < cut.first) {
+            std::swap(cut.first, cut.second);
+        }
     }
     std::sort(cuts.begin(), cuts.end());
     cuts.erase(std::unique(cuts.begin(), cuts.end()), cuts.end());
