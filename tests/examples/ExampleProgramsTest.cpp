@@ -58,7 +58,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"split_part",
          {"below.stl", "above.stl", "0.1", "0.2", "1", "40%", "picture.svg"},
          1,
-         {0, 3}},
+         {0, 1, 3}},
     };
     return programs;
 }
