@@ -53,27 +53,63 @@ struct Arrangement {
     std::vector<Cut> cuts; // of each meeting; both ends the same when nothing is left of it
 };
 
+/// Makes points that lie within the tolerance of each other one; the number of each in what is
+/// left.
+///
+/// The tolerance follows the size of coordinates in steps of a thousand, each step by itself: one
+/// huge triangle does not swallow the detail of all others. Steps lie at no round number, so that
+/// the points of a face at one do not fall on both sides.
+std::vector<int> WeldBySize(std::vector<Vec3d>& points)
+{
+    constexpr double kStep = 1000.0;
+    const double first = kWeld / Impl::AtLeastRounding(0.0, 1.0); // up to here it is `kWeld`
+    std::vector<std::vector<int>> ofStep;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const double size = Math::Impl::LargestMagnitude(points[i]);
+        std::size_t step = 0;
+        for (double end = first; size > end; end *= kStep) {
+            ++step;
+        }
+        ofStep.resize(std::max(ofStep.size(), step + 1));
+        ofStep[step].push_back(static_cast<int>(i));
+    }
+    std::vector<int> number(points.size());
+    std::vector<Vec3d> welded;
+    double tolerance = kWeld;
+    for (const std::vector<int>& members : ofStep) {
+        std::vector<Vec3d> part;
+        part.reserve(members.size());
+        for (const int i : members) {
+            part.push_back(points[static_cast<std::size_t>(i)]);
+        }
+        const std::vector<int> place = Vector::FilterForUniquenessAndIndex(part, tolerance);
+        for (std::size_t k = 0; k < members.size(); ++k) {
+            number[static_cast<std::size_t>(members[k])] =
+                static_cast<int>(welded.size()) + place[k];
+        }
+        welded.insert(welded.end(), part.begin(), part.end());
+        tolerance *= kStep;
+    }
+    points = std::move(welded);
+    return number;
+}
+
 /// Corners of the triangles that are cut come first: they stay where they are.
 Arrangement Arrange(const std::vector<Meeting>& meetings, const std::vector<Vec3d>& corners)
 {
-    std::vector<Vec3d> ends = corners;
-    ends.reserve(corners.size() + 2 * meetings.size());
-    double largest = 0.0;
-    for (const Meeting& meeting : meetings) {
-        for (const Vec3d& end : meeting.segment) {
-            ends.push_back(end);
-            largest = std::max(largest, Math::Impl::LargestMagnitude(end));
-        }
-    }
     Arrangement arrangement;
-    arrangement.points = ends;
-    const std::vector<int> number = Vector::FilterForUniquenessAndIndex(
-        arrangement.points, Impl::AtLeastRounding(kWeld, largest));
+    arrangement.points = corners;
+    arrangement.points.reserve(corners.size() + 2 * meetings.size());
+    for (const Meeting& meeting : meetings) {
+        arrangement.points.insert(arrangement.points.end(), meeting.segment.begin(),
+                                  meeting.segment.end());
+    }
+    const std::vector<int> number = WeldBySize(arrangement.points);
     for (std::size_t i = corners.size(); i-- > 0;) {
         arrangement.points[static_cast<std::size_t>(number[i])] = corners[i];
     }
     arrangement.cuts.reserve(meetings.size());
-    for (std::size_t i = corners.size(); i + 1 < ends.size(); i += 2) {
+    for (std::size_t i = corners.size(); i + 1 < number.size(); i += 2) {
         arrangement.cuts.emplace_back(number[i], number[i + 1]);
     }
     return arrangement;

@@ -5,7 +5,9 @@
 
 #include <Sorvane/TriangleSlicer_E.h>
 
+#include <algorithm>
 #include <array>
+#include <vector>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
 

@@ -461,6 +461,31 @@ TEST(SliceByTriangles, RepeatedTrianglesAndHugeOnesAreCut)
     }
 }
 
+// A huge pair far away does not coarsen the rest.
+TEST(SliceByTriangles, DetailStaysBesideHugeTriangles)
+{
+    const Soup tube = Tube(1e-4, -1, 1, 64);
+    const auto expected = TriangleSlicer(Square(1)).SliceTriangles(tube);
+    const auto huge = [](const Vec3d& p) { return p * 1e15 + Vec3d(3e15, 0, 0); };
+    const auto cut = TriangleSlicer(Joined(Square(1), MappedSoup(Square(1), huge)))
+                         .SliceTriangles(Joined(tube, MappedSoup(Tube(0.5, -1, 1, 8), huge)));
+    EXPECT_EQ(cut.curves.size(), 2U);
+    ASSERT_GT(cut.first.size(), expected.first.size());
+    EXPECT_TRUE(std::equal(expected.first.begin(), expected.first.end(), cut.first.begin()));
+}
+
+// Corners that are meant to be equal, and are so but for a few roundings.
+TEST(SliceByTriangles, NeighborsThatAgreeWithinTheToleranceDoNotCutEachOther)
+{
+    Random random(9);
+    for (const Soup& clean : {SoupOf(Sphere(3)), SoupOf(Torus(24, 12)), SoupOf(Cube())}) {
+        const Soup noisy = MappedSoup(
+            clean, [&](const Vec3d& p) { return p + random.Vector<3, double>(-2e-16, 2e-16); });
+        ASSERT_NE(noisy, clean);
+        EXPECT_TRUE(TriangleSlicer(noisy).SegmentsAtSelfIntersection().empty());
+    }
+}
+
 // Neighbors at a corner where all triangles are needles, and parts with degenerate triangles.
 TEST(SliceByTriangles, PartsWithDegenerateTrianglesAreCutAndCovered)
 {
