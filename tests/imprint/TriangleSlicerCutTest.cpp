@@ -480,7 +480,7 @@ TEST(SliceByTriangles, NeighborsThatAgreeWithinTheToleranceDoNotCutEachOther)
     Random random(9);
     for (const Soup& clean : {SoupOf(Sphere(3)), SoupOf(Torus(24, 12)), SoupOf(Cube())}) {
         const Soup noisy = MappedSoup(
-            clean, [&](const Vec3d& p) { return p + random.Vector<3, double>(-2e-16, 2e-16); });
+            clean, [&](const Vec3d& p) { return p + random.Vector<3, double>(-3e-13, 3e-13); });
         ASSERT_NE(noisy, clean);
         EXPECT_TRUE(TriangleSlicer(noisy).SegmentsAtSelfIntersection().empty());
     }
