@@ -124,6 +124,18 @@ TEST(SliceByTriangles, TwoTrianglesCutEachOtherInASegment)
     }
 }
 
+// A segment that ends hardly beside a corner ends at it.
+TEST(SliceByTriangles, AnEndNextToACornerIsTheCorner)
+{
+    const Soup flat{{Vec3d(0, 0, 0), Vec3d(4, 0, 0), Vec3d(0, 4, 0)}};
+    for (const double gap : {0.0, 5e-12}) {
+        const Soup fin{{Vec3d(gap, gap, 0), Vec3d(1, 1, 1), Vec3d(1, 1, -1)}};
+        const auto cut = TriangleSlicer(flat).SliceTriangles(fin);
+        EXPECT_EQ(cut.first.size(), 3U); // one point inside
+        EXPECT_NEAR(SoupArea(cut.first), 8, 1e-14);
+    }
+}
+
 TEST(SliceByTriangles, SegmentsAreThoseOfAllPairs)
 {
     Random random(3);

@@ -322,17 +322,23 @@ TEST(SliceByPlane, TheCapOfAHoleFacesTheOtherWay)
 TEST(SliceByPlane, CurvesThatTouchRunHeadToTail)
 {
     // Two cubes with one vertical edge in common: at the point where the curves touch either may go
-    // on along the other, but not against its direction.
-    const Soup two = Joined(
-        CubeSoup(), MappedSoup(CubeSoup(), [](const Vec3d& p) { return p + Vec3d(1, 1, 0); }));
-    const Half half = CutAt(two, 0.25);
-    double area = 0;
-    for (const auto& section : half.sections) {
-        EXPECT_TRUE(IsClosedLine(section.polyline));
-        area += AreaAlong(kUp, section.polyline);
+    // on along the other, but not against its direction, whatever the order of the triangles.
+    Soup two = Joined(CubeSoup(),
+                      MappedSoup(CubeSoup(), [](const Vec3d& p) { return p + Vec3d(1, 1, 0); }));
+    Random random(8);
+    for (int trial = 0; trial < 30; ++trial) {
+        for (std::size_t i = two.size() - 1; i > 0; --i) {
+            std::swap(two[i], two[static_cast<std::size_t>(random.Below(static_cast<int>(i) + 1))]);
+        }
+        const Half half = CutAt(two, 0.25);
+        double area = 0;
+        for (const auto& section : half.sections) {
+            EXPECT_TRUE(IsClosedLine(section.polyline));
+            area += AreaAlong(kUp, section.polyline);
+        }
+        EXPECT_NEAR(area, 2, 1e-14);
+        ExpectClosed(half, 0.5, 1e-14);
     }
-    EXPECT_NEAR(area, 2, 1e-14);
-    ExpectClosed(half, 0.5, 1e-14);
 }
 
 // --- properties ---------------------------------------------------------------------------------
