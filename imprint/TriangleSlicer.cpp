@@ -23,6 +23,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <unordered_map>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Mesh {
@@ -270,11 +271,11 @@ std::vector<Class> Classify(const Triangles& soup, const CutPlane& plane, double
     return classes;
 }
 
-/// Each chord once where chords of equal ends don't cancel, in the order of the first of them.
+/// The chords without those that cancel: of chords with equal ends as many as run one way more
+/// often than the other, in the order of the first of them.
 ///
 /// A stretch that is run both ways is no end of the kept part: two kept triangles share it. Chords
-/// of triangles above count only when nothing at all is kept. What is left runs from the first to
-/// the second of its ends.
+/// of triangles above count only when nothing at all is kept.
 std::vector<Chord> Remaining(std::vector<Chord> chords, bool isAnythingKept)
 {
     std::erase_if(chords, [&](const Chord& chord) { return chord.isOfKept != isAnythingKept; });
@@ -312,7 +313,7 @@ std::vector<Chord> Remaining(std::vector<Chord> chords, bool isAnythingKept)
         for (std::size_t i = first; i < end && balance != 0; ++i) {
             if (isReversed(order[i]) == (balance < 0)) {
                 isKept[order[i]] = 1;
-                break;
+                balance += balance < 0 ? 1 : -1;
             }
         }
         first = end;
@@ -335,6 +336,39 @@ bool IsClosed(const Curve& curve)
     return curve.size() > 2 && curve.front().point == curve.back().point;
 }
 
+/// Appends the curve in parts that pass no point twice: closed ones, and at most one that is open.
+///
+/// Where curves touch in a point, or run along each other, one chain may go through several of
+/// them. Each has to have a cap of its own. The part with the curve's first point comes first.
+void AppendSimpleParts(const Curve& curve, std::vector<Curve>& parts)
+{
+    const std::size_t first = parts.size();
+    Curve open;
+    std::unordered_map<Vec3d, std::size_t> placeOf; // in `open`
+    for (const Vertex& vertex : curve) {
+        const auto [found, isNew] = placeOf.try_emplace(vertex.point, open.size());
+        if (isNew) {
+            open.push_back(vertex);
+            continue;
+        }
+        const auto begin = open.begin() + static_cast<std::ptrdiff_t>(found->second);
+        for (auto passed = begin + 1; passed != open.end(); ++passed) {
+            placeOf.erase(passed->point);
+        }
+        if (open.end() - begin > 2) { // otherwise there and back
+            parts.emplace_back(begin, open.end()).push_back(*begin);
+        }
+        open.erase(begin + 1, open.end());
+    }
+    if (open.size() > 1) {
+        parts.push_back(std::move(open));
+    }
+    if (parts.size() > first) {
+        std::rotate(parts.begin() + static_cast<std::ptrdiff_t>(first), parts.end() - 1,
+                    parts.end());
+    }
+}
+
 /// Chords linked at ends of equal coordinates.
 std::vector<Curve> LinkExactly(const std::vector<Chord>& chords)
 {
@@ -347,12 +381,13 @@ std::vector<Curve> LinkExactly(const std::vector<Chord>& chords)
         segments, 0.0, Vector::Impl::Running::HeadToTail);
     std::vector<Curve> curves;
     for (const Vector::Impl::SegmentChain& chain : linker.Link()) {
-        Curve& curve = curves.emplace_back();
+        Curve curve;
         curve.reserve(chain.points.size());
         for (const int end : chain.points) {
             const Chord& chord = chords[static_cast<std::size_t>(end / 2)];
             curve.push_back(end % 2 == 0 ? chord.start : chord.end);
         }
+        AppendSimpleParts(curve, curves);
     }
     return curves;
 }

@@ -98,9 +98,9 @@ public:
     /// an edge in the plane with both triangles below is no curve. Only where no part of the soup
     /// lies below, edges in the plane with triangles above them count: a cube cut at its bottom
     /// gives its square and no triangle. Curves are joined head to tail, first at ends of equal
-    /// bits, then those still open at ends within `tolerance` on each axis of the plane; they come
-    /// in the order of their first triangles. Soups that are open or turned give open curves or
-    /// such that turn either way. Triangles given twice give a curve once.
+    /// bits, then those still open at ends within `tolerance` on each axis of the plane. One that
+    /// would pass a point twice becomes several. Soups that are open or turned give open curves or
+    /// such that turn either way; triangles given twice give their curves twice.
     ///
     /// O(n) for the soup, O(k log k) for k triangles that the plane meets.
     HalfspaceTriangles SliceTriangles(const Vec3d& normal, const Vec3d& point, bool curvesOnly,

@@ -412,6 +412,82 @@ TEST(SliceByPlane, TwoHalvesAreClosedAndMakeUpTheWhole)
     }
 }
 
+/// The faces between filled and empty cells of a grid of unit cubes: closed, with edges of four
+/// triangles and corners where cubes touch.
+Soup CellSoup(const std::vector<char>& filled, int side)
+{
+    const auto isFilled = [&](int x, int y, int z) {
+        const bool isInside = std::min({x, y, z}) >= 0 && std::max({x, y, z}) < side;
+        return isInside && filled[static_cast<std::size_t>((z * side + y) * side + x)] != 0;
+    };
+    Soup soup;
+    for (int z = 0; z < side; ++z) {
+        for (int y = 0; y < side; ++y) {
+            for (int x = 0; x < side; ++x) {
+                if (!isFilled(x, y, z)) {
+                    continue;
+                }
+                for (const auto& t :
+                     MappedSoup(CubeSoup(), [&](const Vec3d& p) { return p + Vec3d(x, y, z); })) {
+                    const Vec3d normal = (t[1] - t[0]) ^ (t[2] - t[0]);
+                    if (!isFilled(x + static_cast<int>(normal[0]), y + static_cast<int>(normal[1]),
+                                  z + static_cast<int>(normal[2]))) {
+                        soup.push_back(t);
+                    }
+                }
+            }
+        }
+    }
+    return soup;
+}
+
+// Every plane here goes through faces, edges and corners, and curves touch each other all over.
+TEST(SliceByPlane, BodiesOfCellsAreClosedAtPlanesThroughTheirCorners)
+{
+    constexpr int kSide = 4;
+    Random random(12);
+    for (int trial = 0; trial < Rounds(24, 3); ++trial) {
+        std::vector<char> filled(kSide * kSide * kSide);
+        for (char& cell : filled) {
+            cell = random.Unit() < 0.5 ? 1 : 0;
+        }
+        const Soup soup = CellSoup(filled, kSide);
+        ASSERT_EQ(OpenEdges(soup), 0U);
+        const TriangleSlicer slicer(soup);
+        for (const Vec3d& normal : {Vec3d(0, 0, 1), Vec3d(0, 0, -1), Vec3d(1, 1, 0),
+                                    Vec3d(1, -1, 0), Vec3d(1, 1, 1), Vec3d(-1, 2, 1)}) {
+            const Vec3d point(random.Below(kSide), random.Below(kSide), 1 + random.Below(kSide));
+            SCOPED_TRACE(testing::Message() << "trial " << trial << ", normal " << normal[0] << ' '
+                                            << normal[1] << ' ' << normal[2]);
+            const Half half = slicer.SliceTriangles(normal, point, false, 1e-9);
+            if (half.triangles.empty()) {
+                continue;
+            }
+            EXPECT_EQ(OpenEdges(Joined(half.triangles, Caps(half))), 0U);
+            const Soup lid = SoupOf(Mesh::CapOfSections(half));
+            EXPECT_EQ(OpenEdges(Joined(half.triangles, lid)), 0U);
+            EXPECT_NEAR(CapAreaAlong(normal, lid), CapAreaAlong(normal, Caps(half)), 1e-12);
+            for (const auto& section : half.sections) {
+                EXPECT_TRUE(IsClosedLine(section.polyline));
+            }
+            if (normal[0] == 0) { // cells right below the plane, and all below
+                const int z = static_cast<int>(point[2]);
+                const bool isUp = normal[2] > 0;
+                int section = 0;
+                int volume = 0;
+                for (int i = 0; i < kSide * kSide * kSide; ++i) {
+                    const int layer = i / (kSide * kSide);
+                    const bool isFilled = filled[static_cast<std::size_t>(i)] != 0;
+                    section += isFilled && layer == (isUp ? z - 1 : z) ? 1 : 0;
+                    volume += isFilled && (isUp ? layer < z : layer >= z) ? 1 : 0;
+                }
+                EXPECT_NEAR(CapAreaAlong(normal, Caps(half)), section, 1e-12);
+                EXPECT_NEAR(SoupVolume(Joined(half.triangles, Caps(half))), volume, 1e-12);
+            }
+        }
+    }
+}
+
 // The loose segments against the crossings of each triangle, calculated one by one.
 TEST(SliceByPlane, SegmentsAreThoseOfEachTriangle)
 {
@@ -574,11 +650,16 @@ TEST(SliceByPlane, DegenerateTrianglesLeaveItClosed)
     ExpectClosed(CutAt(soup, 0.5), 0.5, 1e-14);
 }
 
-TEST(SliceByPlane, TrianglesGivenTwiceOrTurnedGiveTheCurveOnce)
+TEST(SliceByPlane, TrianglesGivenTwiceOrTurnedGiveClosedCurves)
 {
-    const Soup twice = Joined(CubeSoup(), CubeSoup());
-    ASSERT_EQ(CutAt(twice, 0.5).sections.size(), 1U);
-    EXPECT_NEAR(AreaAlong(kUp, CutAt(twice, 0.5).sections[0].polyline), 1, 1e-14);
+    const Half twice = CutAt(Joined(CubeSoup(), CubeSoup()), 0.5);
+    ASSERT_EQ(twice.sections.size(), 2U);
+    for (const auto& section : twice.sections) {
+        EXPECT_NEAR(AreaAlong(kUp, section.polyline), 1, 1e-14);
+    }
+    EXPECT_EQ(OpenEdges(Joined(twice.triangles, Caps(twice))), 0U);
+    EXPECT_NEAR(SoupVolume(Joined(twice.triangles, Caps(twice))), 1, 1e-14);
+    EXPECT_NEAR(SoupArea(SoupOf(Mesh::CapOfSections(twice))), 1, 1e-14); // the lid is one
     Soup turned = CubeSoup();
     for (std::size_t i = 0; i < turned.size(); i += 3) {
         std::swap(turned[i][0], turned[i][1]);
