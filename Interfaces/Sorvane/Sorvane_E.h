@@ -17,9 +17,11 @@
 #include <Sorvane/Decimation_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
+#include <Sorvane/DualContouring_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/Lathe_E.h>
+#include <Sorvane/LevelOfDetail_E.h>
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/IterativeRemesher_E.h>
 #include <Sorvane/MaterialTree_E.h>
@@ -27,6 +29,7 @@
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
+#include <Sorvane/MeshSections_E.h>
 #include <Sorvane/Minkowski_E.h>
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
