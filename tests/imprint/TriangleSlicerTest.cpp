@@ -341,6 +341,25 @@ TEST(SliceByPlane, CurvesThatTouchRunHeadToTail)
     }
 }
 
+// One cube in the other with a common edge: their curves have a point in common, where the chain of
+// one may go on along the other. Filled together, the inner one would be taken out.
+TEST(SliceByPlane, ACurveInsideAnotherThatTouchesItHasItsOwnCap)
+{
+    Soup two =
+        Joined(MappedSoup(CubeSoup(), [](const Vec3d& p) { return p * 2.0; }),
+               MappedSoup(CubeSoup(), [](const Vec3d& p) { return Vec3d(p[0], p[1], 2 * p[2]); }));
+    Random random(13);
+    for (int trial = 0; trial < 30; ++trial) {
+        for (std::size_t i = two.size() - 1; i > 0; --i) {
+            std::swap(two[i], two[static_cast<std::size_t>(random.Below(static_cast<int>(i) + 1))]);
+        }
+        const Half half = CutAt(two, 0.25);
+        EXPECT_EQ(half.sections.size(), 2U);
+        EXPECT_NEAR(CapAreaAlong(kUp, Caps(half)), 5, 1e-14);
+        EXPECT_EQ(OpenEdges(Joined(half.triangles, Caps(half))), 0U);
+    }
+}
+
 // --- properties ---------------------------------------------------------------------------------
 
 /// Bodies that are closed and cut by planes in general and in special position.
