@@ -47,6 +47,7 @@
 #include <Sorvane/SubdivisionMesh_E.h>
 #include <Sorvane/Subdivision_E.h>
 #include <Sorvane/SvgWriter_E.h>
+#include <Sorvane/SweptVolume_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/ToolContact_E.h>
 #include <Sorvane/ToolOffset_E.h>
@@ -56,6 +57,7 @@
 #include <Sorvane/TriangleTree_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Sorvane/Version_E.h>
+#include <Sorvane/VolumetricData_E.h>
 #include <Velk/Diagnostics_E.h>
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Intersect_E.h>
