@@ -249,6 +249,18 @@ int ConstrainedDelaunay::FillSide(std::span<BoundaryEdge> boundary, int last,
 
 std::vector<int> ConstrainedDelaunay::InsideTriangles() &&
 {
+    return TrianglesOfLevel([](int level) { return level % 2 == 1; });
+}
+
+std::vector<int> ConstrainedDelaunay::EnclosedTriangles() &&
+{
+    return TrianglesOfLevel([](int level) { return level > 0; });
+}
+
+/// The triangles whose number of constraints around them is wanted; without any segment all.
+template <class IsWanted>
+std::vector<int> ConstrainedDelaunay::TrianglesOfLevel(const IsWanted& isWanted)
+{
     // What only insertion needs goes before the result is made: less memory at a time.
     table_.positions = {};
     table_.leaving = {};
@@ -290,7 +302,7 @@ std::vector<int> ConstrainedDelaunay::InsideTriangles() &&
     };
     CrossingLevels levels(table_.triangles.size(), visitEdges, visitOutside);
     for (int t = 0; t < count; ++t) {
-        if (levels.Of(t) % 2 == 1) {
+        if (isWanted(levels.Of(t))) {
             write(t);
         }
     }

@@ -34,6 +34,9 @@ public:
     /// that can be, separates from what lies outside of the hull, counter-clockwise. Without any
     /// segment all triangles. Ends the work: nothing can be inserted afterwards.
     std::vector<int> InsideTriangles() &&;
+    /// The same for each triangle that any number of constraints, one or more, separates from what
+    /// lies outside: an outline with whatever there is in it.
+    std::vector<int> EnclosedTriangles() &&;
 
     /// What was done: edges, steps and triangles, for tests that hostile inputs stay cheap.
     std::size_t Work() const { return work_ + cavity_.Work(); }
@@ -77,6 +80,8 @@ private:
     void Rebuild();
     void FindHangingEdges();
     int FillSide(std::span<BoundaryEdge> boundary, int last, std::span<const int> slots);
+    template <class IsWanted>
+    std::vector<int> TrianglesOfLevel(const IsWanted& isWanted);
 
     TriangleTable table_;
     std::vector<int> nodes_; // by place in the list

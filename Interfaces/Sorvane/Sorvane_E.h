@@ -56,6 +56,7 @@
 #include <Sorvane/ToolOffset_E.h>
 #include <Sorvane/Tools_E.h>
 #include <Sorvane/TreeAddress_E.h>
+#include <Sorvane/TriangleSlicer_E.h>
 #include <Sorvane/TriangleTree_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Sorvane/Version_E.h>

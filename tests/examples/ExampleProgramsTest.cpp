@@ -64,6 +64,10 @@ const std::vector<PartProgram>& PartPrograms()
         {"stock_box", {"laid.stl", "--svg", "stock.svg"}, 1, {0, 3}},
         {"solid_cells", {"10", "6", "picture.svg"}, 1, {0, 1, 3}},
         {"subdivide", {"finer.stl", "--svg", "picture.svg"}, 1, {0, 3}},
+        {"split_part",
+         {"below.stl", "above.stl", "0.1", "0.2", "1", "40%", "picture.svg"},
+         1,
+         {0, 1, 3}},
     };
     return programs;
 }
@@ -90,6 +94,8 @@ protected:
                  {"out", "report.svg", "section.svg", "picture.svg", "stock.svg", "remeshed.stl",
                   "decimated.stl", "finer.stl", "better.stl", "patched.stl", "laid.stl",
                   "table.csv", "program.nc"}) {
+                  "decimated.stl", "finer.stl", "better.stl", "laid.stl", "table.csv", "program.nc",
+                  "below.stl", "above.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
@@ -239,6 +245,10 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"solid_cells", {"part", "1", "13", "x.svg"}},
         {"solid_cells", {"part", "1", "nan", "x.svg"}},
         {"solid_cells", {"part", "high", "4", "x.svg"}},
+        {"split_part", {"part", "a.stl", "b.stl", "0", "0", "1"}},
+        {"split_part", {"part", "a.stl", "b.stl", "0", "0", "0", "50%"}},
+        {"split_part", {"part", "a.stl", "b.stl", "0", "0", "up", "50%"}},
+        {"split_part", {"part", "a.stl", "b.stl", "0", "0", "1", "half"}},
         {"sweep_tool", {"elsewhere"}},
         {"sweep_tool", {"plate", "turning"}},
         {"tessellate_plate", {}},
@@ -324,6 +334,14 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"content_tree_picture", {"/dev/full"}, 1, "/dev/full: can't be written"},
         {"solid_cells", {bracket, "4", "3", "/dev/full"}, 1, "/dev/full: can't be written"},
         {"solid_cells", {bracket, "99", "3", "x.svg"}, 1, "nothing lies at that height"},
+        {"split_part",
+         {bracket, "/dev/full", "b.stl", "0", "0", "1", "50%"},
+         1,
+         "/dev/full: can't be written (No space"},
+        {"split_part",
+         {bracket, "a.stl", "b.stl", "0", "0", "1", "50%", noFolder},
+         1,
+         noFolder + ": can't be written"},
         {"tessellate_plate", {"/dev/full"}, 1, "/dev/full: can't be written"},
         {"make_bracket", {"file"}, 1, "file is not a folder"},
     };
