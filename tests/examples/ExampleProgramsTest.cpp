@@ -93,9 +93,7 @@ protected:
             for (const char* product :
                  {"out", "report.svg", "section.svg", "picture.svg", "stock.svg", "remeshed.stl",
                   "decimated.stl", "finer.stl", "better.stl", "patched.stl", "laid.stl",
-                  "table.csv", "program.nc"}) {
-                  "decimated.stl", "finer.stl", "better.stl", "laid.stl", "table.csv", "program.nc",
-                  "below.stl", "above.stl"}) {
+                  "table.csv", "program.nc", "below.stl", "above.stl"}) {
                 EXPECT_FALSE(fs::exists(folder_ / product)) << product;
             }
         }
