@@ -42,6 +42,7 @@ const std::vector<PartProgram>& PartPrograms()
         {"halfedge_walk", {}, 1, {0}},
         {"mesh_bounds", {"--depth", "3"}, 1, {0}},
         {"part_section", {"37%", "section.svg"}, 1, {0, 1, 3}},
+        {"slices", {"7", "--svg", "picture.svg", "--table", "table.csv"}, 1, {0, 1, 3}},
         {"part_picture", {"picture.svg"}, 1, {0, 2}},
         {"drill_holes", {"picture.svg"}, 1, {0}},
         {"drop_cutter",
@@ -192,6 +193,12 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"part_section", {"part", "1", "a", "b"}},
         {"part_section", {"part", "1", "--weld"}},
         {"part_section", {"part", "1", "--weld", "-1"}},
+        {"slices", {"part"}},
+        {"slices", {"part", "0"}},
+        {"slices", {"part", "2.5"}},
+        {"slices", {"part", "3", "--axis", "w"}},
+        {"slices", {"part", "3", "--axis"}},
+        {"slices", {"part", "3", "--depth", "1"}},
         {"drill_holes", {}},
         {"drop_cutter", {}},
         {"drop_cutter", {"part", "ball"}},
@@ -211,6 +218,14 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
         {"chain_picture", {"chain", "x"}},
         {"chain_picture", {"-", "0.1", "far"}},
         {"content_tree_picture", {}},
+        {"contour_solid", {"torus"}},
+        {"contour_solid", {"cube", "x.stl"}},
+        {"contour_solid", {"torus", "x.stl", "--level"}},
+        {"contour_solid", {"torus", "x.stl", "--level", "10"}},
+        {"contour_solid", {"torus", "x.stl", "--level", "0"}},
+        {"contour_solid", {"torus", "x.stl", "--tolerance", "-1"}},
+        {"contour_solid", {"torus", "x.stl", "--tolerance", "nan"}},
+        {"contour_solid", {"torus", "x.stl", "--far", "1"}},
         {"fit_arcs", {"points", "0"}},
         {"fit_arcs", {"points", "1", "2"}},
         {"fit_tool", {"points", "0"}},
@@ -255,6 +270,8 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
     const std::vector<Case> cases{
         {"part_section", {bracket, "50%", "/dev/full"}, 1, "/dev/full: can't be written"},
         {"part_section", {bracket, "50%", noFolder}, 1, noFolder + ": can't be written"},
+        {"slices", {bracket, "3", "--table", "/dev/full"}, 1, "/dev/full: can't be written"},
+        {"slices", {bracket, "3", "--svg", noFolder}, 1, noFolder + ": can't be written"},
         {"part_picture", {bracket, "/dev/full"}, 1, "/dev/full: can't be written"},
         {"part_picture", {bracket, noFolder}, 1, noFolder + ": can't be written"},
         {"drop_cutter",
@@ -282,6 +299,14 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
         {"remesh", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
         {"subdivide", {bracket, "/dev/full"}, 1, "/dev/full: can't be written (No space"},
         {"subdivide", {bracket, "x.stl", "--svg", noFolder}, 1, noFolder + ": can't be written"},
+        {"contour_solid",
+         {"torus", "/dev/full", "--level", "4"},
+         1,
+         "/dev/full: can't be written (No space"},
+        {"contour_solid",
+         {"torus", "x.stl", "--level", "4", "--svg", noFolder},
+         1,
+         noFolder + ": can't be written"},
         {"mesh_report", {bracket, "--svg", "/dev/full"}, 2, "/dev/full: can't be written"},
         {"mesh_report",
          {damaged, "--stl", "/dev/full"},
@@ -306,7 +331,7 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
     }
     for (const char* program :
          {"chain_picture", "contact_picture", "fit_arcs", "fit_tool", "join_outlines",
-          "svg_sampler", "sweep_tool", "tool_positions", "z_curve"}) {
+          "node_masks", "svg_sampler", "sweep_tool", "tool_positions", "z_curve"}) {
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
         EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;
