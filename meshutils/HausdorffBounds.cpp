@@ -67,6 +67,9 @@ constexpr std::size_t kRecent = 6;
 constexpr std::size_t kMostProbes = 256;
 /// Triangles that are certified by one task.
 constexpr std::size_t kItemsPerTask = 512;
+/// Parts of one triangle of A that are looked at. A triangle faces no more than that as a rule, and
+/// rounding can't keep the cuts going for ever.
+constexpr std::size_t kMostTaken = std::size_t{1} << 14;
 /// Parts of one triangle that wait to be certified.
 constexpr std::size_t kMostParts = 96;
 /// Ridges along which a part of a triangle is divided before it is halved in the middle.
@@ -336,7 +339,11 @@ private:
         parts_.push_back({whole, 0});
         double certified = 0;
         std::size_t probes = 0;
+        std::size_t taken = 0;
         while (!parts_.empty()) {
+            if (++taken > kMostTaken) {
+                return kInfinity;
+            }
             WaitingPart waiting = parts_.back();
             parts_.pop_back();
             double squared = kInfinity;

@@ -156,6 +156,26 @@ TEST(HausdorffBounds, SeeWhatLiesBetweenPoints)
     EXPECT_LT(Length(HausdorffBounds(square, pyramid, 1e-6).first.point), 1e-5);
 }
 
+TEST(HausdorffBounds, SeeAGapInTheOtherSurface)
+{
+    // A floor 1 under a plate, with a gap from x = 3 to x = 7. All corners of both are 1 away, and
+    // so are the places next to them on the other one; over the middle of the gap it is sqrt(5).
+    const auto rectangle = [](double low, double high, double z) {
+        return IndexedMesh{{{low, 0, z}, {high, 0, z}, {high, 4, z}, {low, 4, z}},
+                           {0, 1, 2, 0, 2, 3}};
+    };
+    const IndexedMesh plate = rectangle(0, 10, 1);
+    const IndexedMesh floor = Support::Together(rectangle(0, 3, 0), rectangle(7, 10, 0));
+    for (const double accuracy : {0.3, 1e-3, 1e-8}) {
+        const auto report = Checked(plate, floor, accuracy);
+        ExpectHolds(report.first, std::sqrt(5.0));
+        ExpectHolds(report.second, 1.0);
+    }
+    // Of a floor that is there but for a narrow strip, likewise.
+    const IndexedMesh cut = Support::Together(rectangle(0, 4.9, 0), rectangle(5.1, 10, 0));
+    ExpectHolds(Checked(plate, cut, 1e-6).first, std::sqrt(1.01));
+}
+
 TEST(HausdorffBounds, OfConcentricOctahedra)
 {
     const IndexedMesh small = Support::Octahedron();
