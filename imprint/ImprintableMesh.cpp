@@ -126,8 +126,10 @@ int ImprintableMesh<Tag>::AddTriple(const std::vector<int>& corners)
         return facet;
     }
     for (std::size_t i = 0; i < 3; ++i) {
-        const int e =
-            corners[i] < 0 ? HalfEdge::kNotSet : this->FindEdge(corners[i], corners[(i + 1) % 3]);
+        const int origin = corners[i];
+        const int destination = corners[(i + 1) % 3];
+        const bool areNodes = this->IsValidNode(origin) && this->IsValidNode(destination);
+        const int e = areNodes ? this->FindEdge(origin, destination) : HalfEdge::kNotSet;
         if (this->IsValidEdge(e) && EdgeAt(e).face < 0 && EdgeAt(Twin(e)).face < 0) {
             this->RemoveEdge(e);
         }
