@@ -666,7 +666,7 @@ MeshLocation ImprintableMesh<Tag>::PlaceOnSide(int side, double parameter, const
     return place;
 }
 
-// From a node towards the target: the target itself when it is beside the node, otherwise where the
+// From a node toward the target: the target itself when it is beside the node, otherwise where the
 // plane leaves the facets around the node, as near to the target as it does, otherwise along an
 // edge in the plane. Unset when there is no way on.
 template <class Tag>

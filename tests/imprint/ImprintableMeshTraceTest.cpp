@@ -146,7 +146,7 @@ TEST(ImprintableMeshTrace, StepsToAndFromAPlaceOffTheSurfaceAreSkipped)
 
 TEST(ImprintableMeshTrace, WhereNoWayLeadsOnAWalkEndsWithAnUnsetPlace)
 {
-    // From a corner away from its only facets, towards another component.
+    // From a corner away from its only facets, toward another component.
     const IndexedMesh grid = Support::Grid(1, 1);
     ImprintMesh mesh = Imprintable(Support::Together(grid, Moved(grid, {-6, 5, 0})), kTolerance);
     const Imprint imprint = Trace(mesh, {{0, 0, 0}, {-5, 5, 0}}, false);
