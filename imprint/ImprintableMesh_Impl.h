@@ -14,6 +14,7 @@
 
 #include <Sorvane/HalfEdgeMesh_E.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <unordered_map>
@@ -134,6 +135,9 @@ private:
     using Base::NodeAt;
     using Base::Twin;
 
+    /// Passes of a walk from one place of a path to the next.
+    static constexpr int kMostPasses = 1024;
+
     // What the pieces of a facet take over from it.
     struct FacetWords {
         int paint = 0;
@@ -156,6 +160,16 @@ private:
     void Follow(Update update);
 
     // Cutting.
+    // Of a pair of twins the half-edge that stands for both.
+    static int PairOf(int halfEdge) { return halfEdge & ~1; }
+    // Room for so many entries more, doubled where it grows, so that many single ones cost no more
+    // than their number.
+    static void MakeRoom(std::vector<int>& list, std::size_t more)
+    {
+        if (list.capacity() - list.size() < more) {
+            list.reserve(std::max(list.size() + more, 2 * list.capacity()));
+        }
+    }
     FacetWords WordsOf(int facet) const;
     void SetWords(int facet, const FacetWords& words);
     void TouchPairsAround(int node);
@@ -173,6 +187,7 @@ private:
     template <class Visit>
     void VisitFacets(int node, Visit visit) const;
     Vec3d NormalAt(int node) const;
+    static double PlaneFloor(const MeshLocation& a, const MeshLocation& b);
     ImprintPlane PlaneOf(const MeshLocation& from, const MeshLocation& to) const;
     bool IsSamePlace(const MeshLocation& here, const MeshLocation& target) const;
     bool IsBeside(int node, const MeshLocation& target) const;
