@@ -1,13 +1,12 @@
-// Cuts out of a part all that is within a distance of a point, measured along the surface, and
-// writes it.
+// Cuts out of a part all that is within a distance of a point along the surface, and writes it.
 //
 //   imprint_path PART OUT.stl X Y Z RADIUS [PICTURE.svg]
 //
 // From the point of the part nearest to X Y Z straightest lines run in all directions as far as
 // RADIUS; the curve through their ends is imprinted on the part, and the region inside goes to
 // OUT.stl. In the picture the region is yellow, the curve red and some of the lines blue. Exit
-// codes: 0 done, 1 a file can't be read or written, 2 wrong use, 3 there is no such region, because
-// the part has no triangles or the curve does not close or crosses itself.
+// codes: 0 done, 1 a file can't be read or written, 2 wrong use, 3 there is no such region: behind
+// a corner of the part neighboring lines part, and the curve finds no way between their ends.
 
 #include "Arguments.h"
 #include "PartDrawing.h"
@@ -15,6 +14,7 @@
 
 #include <Sorvane/MeshImprint_E.h>
 #include <Sorvane/TriangleTree_E.h>
+#include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Transform_E.h>
 
@@ -23,6 +23,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <map>
+#include <numeric>
 #include <vector>
 
 namespace {
@@ -53,9 +54,8 @@ std::vector<Path> LinesAround(const Part& part, const Vec3d& point, double lengt
     Mesh::MeshTracer tracer(part, tolerance);
     for (int i = 0; i < kLines; ++i) {
         const double angle = kTwoPi<double> * i / kLines;
-        const Vec3d direction =
-            frame * Vec3d(std::cos(angle), std::sin(angle), 0) - frame * Vec3d(0, 0, 0);
-        lines.push_back(tracer.CollectPath(start, direction, length));
+        const Vec3d ahead = frame * Vec3d(std::cos(angle), std::sin(angle), 0);
+        lines.push_back(tracer.CollectPath(start, ahead - a, length));
     }
     return lines;
 }
@@ -140,15 +140,10 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "%s: the curve does not bound a region\n", argv[1]);
         return 3;
     }
-    double area = 0;
-    for (std::size_t i = 0; i + 2 < inside.indices.size(); i += 3) {
-        area += Length((CornerOf(inside, i + 1) - CornerOf(inside, i)) ^
-                       (CornerOf(inside, i + 2) - CornerOf(inside, i))) /
-                2;
-    }
+    const std::vector<double> areas = Mesh::Areas(inside);
     std::printf("curve of %zu edges, %zu triangles inside, area %.9g\n", curve.size() - 1,
-                inside.indices.size() / 3, area);
-    const bool isWritten =
-        Tell(MeshUtils::WriteMesh(inside, argv[2], MeshUtils::MeshFileForm::BinaryStl), argv[2]);
-    return isWritten && (argc == 7 || DrawPicture(imprint, curve, lines, argv[7])) ? 0 : 1;
+                areas.size(), std::accumulate(areas.begin(), areas.end(), 0.0));
+    const auto written = MeshUtils::WriteMesh(inside, argv[2], MeshUtils::MeshFileForm::BinaryStl);
+    return Tell(written, argv[2]) && (argc == 7 || DrawPicture(imprint, curve, lines, argv[7])) ? 0
+                                                                                                : 1;
 }
