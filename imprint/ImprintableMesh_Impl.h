@@ -14,6 +14,7 @@
 
 #include <Sorvane/HalfEdgeMesh_E.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <unordered_map>
@@ -27,10 +28,10 @@ using NodeReplacements = std::unordered_map<int, int>;
 /// Triangle mesh that is cut along paths. Tag: the caller's word on each triangle (`unsigned char`
 /// or `unsigned long long`).
 ///
-/// Cutting an edge or a facet changes neither the surface nor its area: the new node lies on it,
-/// and the pieces carry the tag and the paint of what they were cut from, both halves of an
-/// imprinted edge its imprint. A point inside a facet stays where the caller has it, up to the
-/// tolerance off the facet; who wants the surface kept to the last digit gives points on it.
+/// The pieces of a facet carry its tag and its paint, and the halves of an imprinted edge its
+/// imprint. A cut changes neither the surface nor its area where the new node lies on it: on an
+/// edge it does. A point inside a facet becomes a node where the caller has it, up to the tolerance
+/// off the facet; who wants the surface kept to the last digit gives points on it.
 ///
 /// Where memory runs out an operation throws `std::bad_alloc`; the mesh is sound, cut as far as it
 /// was, and the search tree either knows its facets or is gone, to be built again.
@@ -103,12 +104,20 @@ public:
     // --- paths ----------------------------------------------------------------------------------
 
     /// Walks from each place to the next across the surface, n - 1 steps, or n when `closed`, and
-    /// makes nodes of the crossings; every place that was passed.
+    /// makes nodes of the places and of the crossings; every place that was passed.
     ///
     /// For each step from A to B: A, if it is located; if B is located, too, A again, the
-    /// crossings, and B. A step that comes to no next place ends with an unset one. A walk ends
-    /// after 1024 passes at the latest. O(length of the path in edges): the walk goes by the mesh's
-    /// links alone.
+    /// crossings, and B, with the path index of A. Neighbors among them are one node or joined by
+    /// an edge, until a later step cuts that edge.
+    ///
+    /// The walk runs in the plane of the chord and the mean normal at its ends. Each next place is
+    /// the target when it is beside; otherwise it is on an edge around that the plane crosses, at
+    /// the point nearest to the chord, and of several such places the one nearest to the target.
+    /// Within 0.5 % of an edge's length from its end it is the node there. A walk that turns back,
+    /// or finds no way on, gives way to the section of the surface with the plane, the shorter way
+    /// round. Where that does not lead to B either, a walk that turned back leaves A alone, and one
+    /// that found no way on ends with an unset place. It ends silently, too, after 1024 passes.
+    /// O(length of the path in edges): the walk goes by the mesh's links alone.
     std::vector<MeshLocation> TracePath(std::vector<MeshLocation> locations, bool closed);
 
     /// Collapses edges no longer than `limit`, in order of their numbers; `replaced` then maps each
@@ -125,6 +134,9 @@ private:
     using Base::FaceAt;
     using Base::NodeAt;
     using Base::Twin;
+
+    /// Passes of a walk from one place of a path to the next.
+    static constexpr int kMostPasses = 1024;
 
     // What the pieces of a facet take over from it.
     struct FacetWords {
@@ -148,6 +160,16 @@ private:
     void Follow(Update update);
 
     // Cutting.
+    // Of a pair of twins the half-edge that stands for both.
+    static int PairOf(int halfEdge) { return halfEdge & ~1; }
+    // Room for so many entries more, doubled where it grows, so that many single ones cost no more
+    // than their number.
+    static void MakeRoom(std::vector<int>& list, std::size_t more)
+    {
+        if (list.capacity() - list.size() < more) {
+            list.reserve(std::max(list.size() + more, 2 * list.capacity()));
+        }
+    }
     FacetWords WordsOf(int facet) const;
     void SetWords(int facet, const FacetWords& words);
     void TouchPairsAround(int node);
@@ -165,6 +187,7 @@ private:
     template <class Visit>
     void VisitFacets(int node, Visit visit) const;
     Vec3d NormalAt(int node) const;
+    static double PlaneFloor(const MeshLocation& a, const MeshLocation& b);
     ImprintPlane PlaneOf(const MeshLocation& from, const MeshLocation& to) const;
     bool IsSamePlace(const MeshLocation& here, const MeshLocation& target) const;
     bool IsBeside(int node, const MeshLocation& target) const;

@@ -298,7 +298,7 @@ TEST_F(ExamplePrograms, SayWhenTheyCanNotWrite)
     }
     for (const char* program :
          {"chain_picture", "contact_picture", "fit_arcs", "fit_tool", "join_outlines",
-          "svg_sampler", "sweep_tool", "tool_positions", "z_curve"}) {
+          "node_masks", "svg_sampler", "sweep_tool", "tool_positions", "z_curve"}) {
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
         EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;

@@ -35,6 +35,10 @@ Imprint Trace(ImprintMesh& mesh, const std::vector<Vec3d>& path, bool closed)
     }
     imprint.traced = mesh.TracePath(locations, closed);
     imprint.breaks = Support::Breaks(mesh, imprint.traced, closed);
+    if (!closed && !imprint.traced.empty() && locations.back().IsLocated() &&
+        imprint.traced.back().point != locations.back().point) {
+        ++imprint.breaks; // it came to an end before the last place
+    }
     mesh.ForgetSplits();
     return imprint;
 }
@@ -142,7 +146,7 @@ TEST(ImprintableMeshTrace, StepsToAndFromAPlaceOffTheSurfaceAreSkipped)
 
 TEST(ImprintableMeshTrace, WhereNoWayLeadsOnAWalkEndsWithAnUnsetPlace)
 {
-    // From a corner away from its only facets, towards another component.
+    // From a corner away from its only facets, toward another component.
     const IndexedMesh grid = Support::Grid(1, 1);
     ImprintMesh mesh = Imprintable(Support::Together(grid, Moved(grid, {-6, 5, 0})), kTolerance);
     const Imprint imprint = Trace(mesh, {{0, 0, 0}, {-5, 5, 0}}, false);
@@ -283,17 +287,22 @@ TEST(ImprintableMeshTrace, AlongABoundaryFarFromTheOrigin)
 TEST(ImprintableMeshTrace, TinyFacetsHaveNormalsToo)
 {
     // Facets of 1e-8 across: their areas are far below the floor at which a length counts as 0.
+    constexpr double kScale = 1e-7;
     IndexedMesh sphere = Support::Sphere(3);
     for (Vec3d& point : sphere.points) {
-        point = point * 1e-7;
+        point = point * kScale;
     }
     ImprintMesh mesh = Imprintable(sphere, 1e-14);
-    int loops = 0;
-    for (const auto& loop : Support::PlaneLoops(sphere, {1e-8, 2e-8, 3e-8}, {0.6, 0, 0.8})) {
-        EXPECT_EQ(Trace(mesh, Support::Thinned(loop, 4), true).breaks, 0);
-        ++loops;
+    const Vec3d origin = Vec3d{0.1, 0.2, 0.3} * kScale;
+    const Vec3d normal = {0.6, 0, 0.8};
+    const auto loops = Support::PlaneLoops(sphere, origin, normal);
+    ASSERT_EQ(loops.size(), 1U);
+    const Imprint imprint = Trace(mesh, Support::Thinned(loops[0], 4), true);
+    EXPECT_EQ(imprint.breaks, 0);
+    // In the plane, but for what the distance of a crossing from a node nearby allows.
+    for (const MeshLocation& place : imprint.traced) {
+        EXPECT_LE(std::fabs((place.point - origin) * normal), 0.02 * kScale);
     }
-    EXPECT_EQ(loops, 1);
     EXPECT_EQ(Support::CheckTopology(mesh), "");
 }
 
