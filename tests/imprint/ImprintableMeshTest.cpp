@@ -482,6 +482,9 @@ TEST(ImprintableMeshSplit, ConsecutivePointsOnOneEdgeReachTheRightPieces)
         for (int trial = 0; trial < 20; ++trial) {
             Support::Random random(static_cast<std::uint64_t>(trial));
             ImprintMesh mesh = Imprintable(Square(), 1e-6);
+            if (trial % 2 == 0) {
+                mesh.DropSearchTree(); // the history alone leads there
+            }
             const Support::SurfaceMeasures before = Support::MeasuresOf(mesh);
             std::vector<MeshLocation> places;
             for (int i = 0; i < 9; ++i) {
@@ -642,6 +645,23 @@ TEST(ImprintableMeshCollapse, BoundaryNodesNeverGo)
     EXPECT_TRUE(mesh.IsValidNode(onBoundary.node));
     EXPECT_EQ(NodesAlive(mesh), 5);
     Support::ExpectSound(mesh);
+}
+
+TEST(ImprintableMeshCollapse, AnInnerNodeGoesIntoTheBoundaryWhicheverEndIsFirst)
+{
+    // The spoke to the boundary node nearby begins at the new node or ends there, as the edge was
+    // split from one side or the other.
+    for (const auto& [from, to] : {std::pair{0, 2}, std::pair{2, 0}}) {
+        ImprintMesh mesh({{0, 0, 0}, {0.5, -0.01, 0}, {1, 0, 0}, {0.5, 1, 0}}, {0, 1, 2, 0, 2, 3},
+                         {}, 1e-9);
+        MeshLocation place = OnEdge(mesh, from, to, 0.5);
+        ASSERT_TRUE(mesh.SplitAtLocation(place));
+        NodeReplacements replaced;
+        mesh.CollapseShortEdges(0.02, replaced);
+        EXPECT_EQ(replaced, (NodeReplacements{{place.node, 1}}));
+        EXPECT_EQ(NodesAlive(mesh), 4);
+        Support::ExpectSound(mesh);
+    }
 }
 
 TEST(ImprintableMeshCollapse, NoLimitNoCollapse)

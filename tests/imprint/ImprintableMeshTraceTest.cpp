@@ -483,6 +483,11 @@ TEST(ImprintableMeshTrace, LongThinFacetsDontHoldAWalk)
             const Imprint imprint = Trace(mesh, loop, true);
             EXPECT_EQ(imprint.breaks, 0) << "loop " << i;
             EXPECT_LT(imprint.traced.size(), 100 * loop.size());
+            // A step spans a side of the prism at most: none goes the long way round.
+            for (const MeshLocation& place : imprint.traced) {
+                const Vec3d& start = loop[static_cast<std::size_t>(place.pathIndex)];
+                EXPECT_LT(Vector::Length(place.point - start), 1.0);
+            }
         }
     }
     Support::ExpectSound(mesh);
