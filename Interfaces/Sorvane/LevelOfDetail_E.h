@@ -52,6 +52,7 @@ public:
     unsigned long long word = 0; ///< the mask; 0 is a triangle without division that lies outside
 
     NodeMask() = default;
+    /// The mask of a stored word.
     explicit NodeMask(unsigned long long mask) : word(mask) {}
     /// The mask of a level and of its nodes: true for inside. A level above 7 counts as 7. Nodes
     /// beyond the end of the list lie outside, and entries beyond the last node are not looked at.

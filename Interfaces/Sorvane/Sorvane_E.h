@@ -17,6 +17,7 @@
 #include <Sorvane/Decimation_E.h>
 #include <Sorvane/Decorations_E.h>
 #include <Sorvane/DelaunayTriangulation_E.h>
+#include <Sorvane/DualContouring_E.h>
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/Lathe_E.h>
@@ -29,6 +30,7 @@
 #include <Sorvane/MeshImprint_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
+#include <Sorvane/MeshSections_E.h>
 #include <Sorvane/Minkowski_E.h>
 #include <Sorvane/MortonCurve_E.h>
 #include <Sorvane/OrderedPairs_E.h>
@@ -46,6 +48,7 @@
 #include <Sorvane/SubdivisionMesh_E.h>
 #include <Sorvane/Subdivision_E.h>
 #include <Sorvane/SvgWriter_E.h>
+#include <Sorvane/SweptVolume_E.h>
 #include <Sorvane/Tessellation_E.h>
 #include <Sorvane/ToolContact_E.h>
 #include <Sorvane/ToolOffset_E.h>
@@ -54,6 +57,7 @@
 #include <Sorvane/TriangleTree_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Sorvane/Version_E.h>
+#include <Sorvane/VolumetricData_E.h>
 #include <Velk/Diagnostics_E.h>
 #include <Velk/Math/Geometry_E.h>
 #include <Velk/Math/Intersect_E.h>

@@ -25,6 +25,7 @@
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
+#include <Sorvane/MeshSections_E.h>
 #include <Sorvane/Minkowski_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 #include <Sorvane/OrientedBox_E.h>
@@ -483,6 +484,24 @@ Digest Decimate()
     return digest.Add(report.deviation);
 }
 
+/// A rough sheet with a hole, at heights of its points and between them: chains, turned triangles.
+template <class T>
+Digest SlicePlanes()
+{
+    Digest digest;
+    std::size_t lines = 0;
+    for (const Vec3d& normal : {Vec3d(0, 0, 1), Vec3d(1, 2, 4)}) {
+        for (const auto& section : Sorvane::Mesh::MeshSections(
+                 RoughSheet<T>(), normal, {0.25, 0.2578125, 0.75, 40.0, 61.5},
+                 {Sorvane::Mesh::SectionSide::Above, 0x1p-10})) {
+            digest.Add(section.loops).Add(section.chains).Add(section.area).Add(section.length);
+            lines += section.loops.size() + section.chains.size();
+        }
+    }
+    EXPECT_GT(lines, 100U);
+    return digest;
+}
+
 // --- the list
 // -------------------------------------------------------------------------------------
 
@@ -519,6 +538,7 @@ const std::vector<Operation>& Operations()
         SORVANE_OPERATION("meshutils.chain_pairs", ChainPairs),
         SORVANE_OPERATION("meshutils.flip_edges", FlipEdges),
         {"remesh.decimate", nullptr, &Decimate},
+        SORVANE_OPERATION("imprint.slice_planes", SlicePlanes),
     };
 #undef SORVANE_OPERATION
     return operations;

@@ -171,3 +171,11 @@ void Flips(const Mesh::IndexedPointsBase<2, float>& mesh, const Mesh::IndexedPoi
     (void)MeshUtils::MaximizeAspectRatio(mesh, 1.0F, 1.0F);
     (void)MeshUtils::MaximizeAspectRatio(mesh4, 1.0, 1.0); // refused: MaximizeAspectRatio
 }
+
+// --- sampled volumes ------------------------------------------------------------------------------
+
+void Volumes()
+{
+    (void)IsoSurface::VolumetricData<IsoSurface::OrientedSample>(1, 2, 3);
+    (void)sizeof(IsoSurface::VolumetricData<float>); // refused type: volumetric data is compiled for OrientedSample
+}

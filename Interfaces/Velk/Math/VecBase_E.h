@@ -42,7 +42,7 @@ template <class T, class U> constexpr T Cast(U value)
 /// N values of T, contiguous and nothing else; all zero by default.
 ///
 /// A plain value: trivially copyable, no invariant, no heap. The library uses N = 2, 3, 4 and 8 over
-/// `float`, `double`, `int`, `long long` and `unsigned long long`.
+/// `float`, `double`, `int`, `unsigned int`, `long long` and `unsigned long long`.
 template <int N, class T> struct SORVANE_API VecBase {
     static_assert(N >= 2, "a single value is not a vector");
 

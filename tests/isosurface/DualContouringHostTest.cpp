@@ -1,0 +1,134 @@
+// A host on the nodes of dual contouring, that of the examples: solids in any place and any
+// position come out as closed manifolds, and merged cells leave their topology as it is.
+
+#include <Sorvane/DualContouring_E.h>
+
+#include <gtest/gtest.h>
+
+#include "examples/SampledSolids.h"
+#include "examples/SolidContour.h"
+#include "tests/support/MeshMeasures.h"
+#include "tests/support/Rounds.h"
+#include "tests/support/TestSupport.h"
+
+#include <cmath>
+#include <map>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace Velk::Math;
+using namespace Velk::Math::Sorvane;
+using SolidContour::Contour;
+using SolidContour::Field;
+using SolidContour::FieldSample;
+using Support::Random;
+using Part = SolidContour::Part;
+
+/// Points at which the triangles around them are not one closed fan.
+int PinchedPoints(const Part& mesh)
+{
+    std::vector<std::map<int, int>> next(mesh.points.size());
+    std::vector<std::size_t> counts(mesh.points.size());
+    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
+        const std::size_t base = i / 3 * 3;
+        const auto point = static_cast<std::size_t>(mesh.indices[i]);
+        next[point][mesh.indices[base + (i + 1) % 3]] = mesh.indices[base + (i + 2) % 3];
+        ++counts[point];
+    }
+    int pinched = 0;
+    for (std::size_t p = 0; p < next.size(); ++p) {
+        const int start = next[p].begin()->first;
+        int at = start;
+        std::size_t steps = 0;
+        do {
+            const auto step = next[p].find(at);
+            at = step == next[p].end() ? start : step->second;
+            ++steps;
+        } while (at != start && steps <= counts[p]);
+        pinched += steps == counts[p] ? 0 : 1;
+    }
+    return pinched;
+}
+
+long EulerNumber(const Part& mesh)
+{
+    return static_cast<long>(mesh.points.size()) -
+           static_cast<long>(Support::EdgeUses(mesh).size()) +
+           static_cast<long>(mesh.indices.size() / 3);
+}
+
+/// A solid turned and moved.
+Field Placed(FieldSample (*solid)(const Vec3d&), const Vec3d& up, const Vec3d& place)
+{
+    const MatBase<3, 3, double> turn = Matrix::RotationFromZ(up);
+    return [=](const Vec3d& p) {
+        const FieldSample sample = solid(Matrix::Transposed(turn) * (p - place));
+        return FieldSample{sample.distance, turn * sample.normal};
+    };
+}
+
+TEST(DualContouringHost, SolidsInAnyPositionAreClosedManifoldsAndStaySoWhenMerged)
+{
+    Random random(7);
+    for (int round = 0; round < Support::Rounds(24); ++round) {
+        SCOPED_TRACE(round);
+        const bool isTorus = round % 3 == 0;
+        const Vec3d up = random.Vector<3, double>(-1, 1);
+        const Vec3d place = random.Vector<3, double>(-0.1, 0.1);
+        Contour contour(Placed(isTorus ? SolidContour::Torus : SolidContour::Flange, up, place),
+                        {{0, 0, 0}, 1, 0}, 5);
+        const Part fine = contour.Surface();
+        contour.Merge(round % 2 == 0 ? 0.01 : 0.05);
+        const Part merged = contour.Surface();
+        const double volume = isTorus ? SolidContour::kTorusVolume : SolidContour::kFlangeVolume;
+        for (const Part& mesh : {fine, merged}) {
+            EXPECT_EQ(Support::FaultsOf(mesh), Support::EdgeFaults{});
+            EXPECT_EQ(PinchedPoints(mesh), 0);
+            EXPECT_NEAR(Support::VolumeOf(mesh), volume, 0.03 * volume);
+        }
+        EXPECT_EQ(EulerNumber(merged), EulerNumber(fine));
+        EXPECT_LT(merged.indices.size(), fine.indices.size());
+    }
+}
+
+TEST(DualContouringHost, WorksFarFromTheOriginAndInAnyUnit)
+{
+    const Field near = SolidContour::Askew(SolidContour::Flange);
+    Contour first(near, {{0, 0, 0}, 1, 0}, 5);
+    const Part expected = first.Surface();
+    for (const double unit : {1.0, 1e3, 0x1p-20}) {
+        SCOPED_TRACE(unit);
+        const Vec3d far = unit * Vec3d(1e6, -1e6, 1e6);
+        Contour contour(
+            [&](const Vec3d& p) {
+                const FieldSample sample = near((p - far) / unit);
+                return FieldSample{sample.distance * unit, sample.normal};
+            },
+            {far, unit, 0}, 5);
+        const Part mesh = contour.Surface();
+        ASSERT_EQ(mesh.indices, expected.indices);
+        for (std::size_t i = 0; i < mesh.points.size(); ++i) {
+            // Coordinates of 1e6 have ten digits behind the point; planes that meet at a flat angle
+            // lose some of them.
+            EXPECT_LT(Length((mesh.points[i] - far) / unit - expected.points[i]), 1e-7);
+        }
+    }
+}
+
+TEST(DualContouringHost, ASolidThatIsNotThereHasNoSurface)
+{
+    for (const double distance : {1.0, -1.0, 0.0, std::nan("")}) {
+        Contour contour(
+            [&](const Vec3d&) {
+                return FieldSample{distance, {1, 0, 0}};
+            },
+            {{0, 0, 0}, 1, 0}, 3);
+        contour.Merge(0.1);
+        EXPECT_TRUE(contour.Surface().indices.empty());
+        EXPECT_EQ(contour.CellCount(), 0U);
+    }
+}
+
+} // namespace
