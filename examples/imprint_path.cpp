@@ -1,13 +1,12 @@
-// Cuts out of a part all that is within a distance of a point, measured along the surface, and
-// writes it.
+// Cuts out of a part all that is within a distance of a point along the surface, and writes it.
 //
 //   imprint_path PART OUT.stl X Y Z RADIUS [PICTURE.svg]
 //
 // From the point of the part nearest to X Y Z straightest lines run in all directions as far as
 // RADIUS; the curve through their ends is imprinted on the part, and the region inside goes to
 // OUT.stl. In the picture the region is yellow, the curve red and some of the lines blue. Exit
-// codes: 0 done, 1 a file can't be read or written, 2 wrong use, 3 there is no such region, because
-// the part has no triangles or the curve does not close or crosses itself.
+// codes: 0 done, 1 a file can't be read or written, 2 wrong use, 3 there is no such region: behind
+// a corner of the part neighboring lines part, and the curve finds no way between their ends.
 
 #include "Arguments.h"
 #include "PartDrawing.h"
@@ -15,14 +14,15 @@
 
 #include <Sorvane/MeshImprint_E.h>
 #include <Sorvane/TriangleTree_E.h>
+#include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Transform_E.h>
 
 #include <array>
 #include <cmath>
-#include <cstddef>
 #include <cstdio>
 #include <map>
+#include <numeric>
 #include <vector>
 
 namespace {
@@ -31,8 +31,7 @@ using namespace PartDrawing;
 using Path = std::vector<Vec3d>;
 
 constexpr double kTolerance = 1e-7; // of the radius: rounding, and no more
-constexpr int kLines = 360;
-constexpr int kLinesToALineDrawn = 24;
+constexpr int kLines = 360;         // of which every 24th is drawn
 
 /// Straightest lines of one length from the point of the part nearest to `point`.
 std::vector<Path> LinesAround(const Part& part, const Vec3d& point, double length, double tolerance)
@@ -43,7 +42,7 @@ std::vector<Path> LinesAround(const Part& part, const Vec3d& point, double lengt
     if (nearest.id < 0) {
         return lines;
     }
-    const auto corner = 3 * static_cast<std::size_t>(nearest.id);
+    const auto corner = 3 * static_cast<unsigned>(nearest.id);
     const Vec3d& a = CornerOf(part, corner);
     const Vec3d& b = CornerOf(part, corner + 1);
     const Vec3d& c = CornerOf(part, corner + 2);
@@ -53,29 +52,21 @@ std::vector<Path> LinesAround(const Part& part, const Vec3d& point, double lengt
     Mesh::MeshTracer tracer(part, tolerance);
     for (int i = 0; i < kLines; ++i) {
         const double angle = kTwoPi<double> * i / kLines;
-        const Vec3d direction =
-            frame * Vec3d(std::cos(angle), std::sin(angle), 0) - frame * Vec3d(0, 0, 0);
-        lines.push_back(tracer.CollectPath(start, direction, length));
+        const Vec3d ahead = frame * Vec3d(std::cos(angle), std::sin(angle), 0);
+        lines.push_back(tracer.CollectPath(start, ahead - a, length));
     }
     return lines;
 }
 
-/// The edges of a path as lines on triangles of the mesh that it runs along.
-void MarkPath(const Part& mesh, const Path& path, int style, SvgMeshMarks& marks)
+using Place = std::array<double, 3>;
+using StyleOfEdge = std::map<std::pair<Place, Place>, int>;
+
+Place PlaceOf(const Vec3d& p) { return {p[0], p[1], p[2]}; }
+
+void AddPath(const Path& path, int style, StyleOfEdge& styles)
 {
-    using Key = std::array<double, 3>;
-    const auto key = [](const Vec3d& p) { return Key{p[0], p[1], p[2]}; };
-    std::map<std::pair<Key, Key>, int> triangles; // each edge has one that runs it this way
-    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
-        const std::size_t next = i % 3 == 2 ? i - 2 : i + 1;
-        triangles[{key(CornerOf(mesh, i)), key(CornerOf(mesh, next))}] = static_cast<int>(i / 3);
-    }
     for (std::size_t i = 1; i < path.size(); ++i) {
-        for (const auto& [a, b] : {std::pair(path[i - 1], path[i]), {path[i], path[i - 1]}}) {
-            if (const auto found = triangles.find({key(a), key(b)}); found != triangles.end()) {
-                marks.lines.push_back({found->second, a, b, style});
-            }
-        }
+        styles[std::minmax(PlaceOf(path[i - 1]), PlaceOf(path[i]))] = style;
     }
 }
 
@@ -84,7 +75,7 @@ bool DrawPicture(Mesh::MeshImprint& imprint, const Path& curve, const std::vecto
 {
     // The lines are imprinted, too, after the painting: pieces keep the color of their triangle.
     std::vector<Path> drawn;
-    for (std::size_t i = 0; i < lines.size(); i += kLinesToALineDrawn) {
+    for (std::size_t i = 0; i < lines.size(); i += 24) {
         drawn.push_back(lines[i]);
         imprint.ImprintPath(drawn.back(), false, true);
     }
@@ -96,10 +87,19 @@ bool DrawPicture(Mesh::MeshImprint& imprint, const Path& curve, const std::vecto
     for (const unsigned char flag : flags) {
         marks.triangles.push_back(flag == 0 ? 0 : -1);
     }
+    StyleOfEdge styles;
     for (const Path& line : drawn) {
-        MarkPath(mesh, line, 2, marks);
+        AddPath(line, 2, styles);
     }
-    MarkPath(mesh, curve, 1, marks);
+    AddPath(curve, 1, styles);
+    for (std::size_t i = 0; i < mesh.indices.size(); ++i) {
+        const Vec3d& from = CornerOf(mesh, i);
+        const Vec3d& to = CornerOf(mesh, i % 3 == 2 ? i - 2 : i + 1);
+        const auto found = styles.find(std::minmax(PlaceOf(from), PlaceOf(to)));
+        if (found != styles.end()) {
+            marks.lines.push_back({static_cast<int>(i / 3), from, to, found->second});
+        }
+    }
     SvgWriter picture(kPictureSize);
     picture.AddMesh(mesh, kView, FacetStyle(), marks);
     picture.AddLegend("imprinted curve", marks.styles[1]);
@@ -140,15 +140,10 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "%s: the curve does not bound a region\n", argv[1]);
         return 3;
     }
-    double area = 0;
-    for (std::size_t i = 0; i + 2 < inside.indices.size(); i += 3) {
-        area += Length((CornerOf(inside, i + 1) - CornerOf(inside, i)) ^
-                       (CornerOf(inside, i + 2) - CornerOf(inside, i))) /
-                2;
-    }
+    const auto areas = Mesh::Areas(inside);
     std::printf("curve of %zu edges, %zu triangles inside, area %.9g\n", curve.size() - 1,
-                inside.indices.size() / 3, area);
-    const bool isWritten =
-        Tell(MeshUtils::WriteMesh(inside, argv[2], MeshUtils::MeshFileForm::BinaryStl), argv[2]);
-    return isWritten && (argc == 7 || DrawPicture(imprint, curve, lines, argv[7])) ? 0 : 1;
+                areas.size(), std::accumulate(areas.begin(), areas.end(), 0.0));
+    const auto written = MeshUtils::WriteMesh(inside, argv[2], MeshUtils::MeshFileForm::BinaryStl);
+    return Tell(written, argv[2]) && (argc == 7 || DrawPicture(imprint, curve, lines, argv[7])) ? 0
+                                                                                                : 1;
 }

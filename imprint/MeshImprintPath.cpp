@@ -48,8 +48,8 @@ std::vector<MeshLocation> NodesOfPath(ImprintableMesh<Tag>& mesh, std::vector<Ve
     return places;
 }
 
-// The path from node to node with all crossings. Where no point was found there is an unset entry,
-// across which nothing is ever joined.
+// The path from node to node with all crossings. Each run of points that were found ends with an
+// unset entry, across which nothing is ever joined.
 template <class Tag>
 std::vector<MeshLocation> Traced(ImprintableMesh<Tag>& mesh,
                                  const std::vector<MeshLocation>& places, bool closed)
@@ -59,7 +59,6 @@ std::vector<MeshLocation> Traced(ImprintableMesh<Tag>& mesh,
     std::vector<MeshLocation> run;
     for (std::size_t i = 0; i < count; ++i) {
         if (!places[i].IsLocated()) {
-            traced.emplace_back();
             continue;
         }
         run.clear();
