@@ -52,13 +52,6 @@ int PinchedPoints(const Part& mesh)
     return pinched;
 }
 
-long EulerNumber(const Part& mesh)
-{
-    return static_cast<long>(mesh.points.size()) -
-           static_cast<long>(Support::EdgeUses(mesh).size()) +
-           static_cast<long>(mesh.indices.size() / 3);
-}
-
 /// A solid turned and moved.
 Field Placed(FieldSample (*solid)(const Vec3d&), const Vec3d& up, const Vec3d& place)
 {
@@ -88,8 +81,54 @@ TEST(DualContouringHost, SolidsInAnyPositionAreClosedManifoldsAndStaySoWhenMerge
             EXPECT_EQ(PinchedPoints(mesh), 0);
             EXPECT_NEAR(Support::VolumeOf(mesh), volume, 0.03 * volume);
         }
-        EXPECT_EQ(EulerNumber(merged), EulerNumber(fine));
+        EXPECT_EQ(Support::EulerOf(merged), Support::EulerOf(fine));
         EXPECT_LT(merged.indices.size(), fine.indices.size());
+    }
+}
+
+/// From -0.5 to 0.5 on each axis.
+FieldSample Cube(const Vec3d& p)
+{
+    using namespace SolidContour;
+    return Common(Slab(p, 0, -0.5, 0.5), Common(Slab(p, 1, -0.5, 0.5), Slab(p, 2, -0.5, 0.5)));
+}
+
+TEST(DualContouringHost, SolidsThatLieAlongTheCellsAreNoWorse)
+{
+    // Faces of the cube, and the flange's at z = 0, pass through corners of cells, and so do the
+    // axes of the flange and the torus.
+    struct Solid {
+        FieldSample (*field)(const Vec3d&);
+        double volume;
+        int euler;
+        double precision; // of the volume, for cells of 1 / 16
+    };
+    const std::vector<Solid> solids{{Cube, 1, 2, 1e-9},
+                                    {SolidContour::Torus, SolidContour::kTorusVolume, 0, 0.02},
+                                    {SolidContour::Flange, SolidContour::kFlangeVolume, 0, 0.02}};
+    for (std::size_t i = 0; i < solids.size(); ++i) {
+        for (const unsigned int level : {3U, 4U, 5U}) {
+            SCOPED_TRACE(testing::Message() << i << ", level " << level);
+            Contour contour(solids[i].field, {{0, 0, 0}, 1, 0}, level);
+            const Part fine = contour.Surface();
+            contour.Merge(1e-3);
+            const Part merged = contour.Surface();
+            for (const Part& mesh : {fine, merged}) {
+                EXPECT_EQ(Support::FaultsOf(mesh), Support::EdgeFaults{});
+                EXPECT_EQ(PinchedPoints(mesh), 0);
+                EXPECT_EQ(Support::EulerOf(mesh), solids[i].euler);
+                if (level == 5) {
+                    EXPECT_NEAR(Support::VolumeOf(mesh), solids[i].volume, solids[i].precision);
+                }
+            }
+        }
+    }
+}
+
+TEST(DualContouringHost, ThePointsOnTheAxisOfATorusLieOutsideOfIt)
+{
+    for (const double z : {0.0, 0.1, -0.2, 3.0}) {
+        EXPECT_DOUBLE_EQ(SolidContour::Torus({0, 0, z}).distance, std::hypot(0.55, z) - 0.23);
     }
 }
 
