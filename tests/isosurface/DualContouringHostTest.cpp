@@ -132,6 +132,35 @@ TEST(DualContouringHost, ThePointsOnTheAxisOfATorusLieOutsideOfIt)
     }
 }
 
+TEST(DualContouringHost, ADetailInTheMiddleOfAFaceOfLargeCellsIsNotMergedAway)
+{
+    // A plate and a small ball before it. The ball is as large as one point of the grid, which is
+    // the middle of a face between blocks of eight cells; the plate passes through one of these.
+    using namespace SolidContour;
+    for (int axis = 0; axis < 3; ++axis) {
+        for (const double side : {-1.0, 1.0}) {
+            SCOPED_TRACE(testing::Message() << axis << ' ' << side);
+            Vec3d middle(0.125, 0.125, 0.125);
+            middle[axis] = 0;
+            const auto field = [&](const Vec3d& p) {
+                const double low = side < 0 ? -0.6 : 0.2;
+                const FieldSample plate = Common(Slab(p, axis, low, low + 0.4),
+                                                 Common(Slab(p, (axis + 1) % 3, -0.51, 0.51),
+                                                        Slab(p, (axis + 2) % 3, -0.51, 0.51)));
+                const Vec3d away = p - middle;
+                return Union(plate, {Length(away) - 0.06, Normalized(away, 1e-12)});
+            };
+            Contour contour(field, {{0, 0, 0}, 1, 0}, 4);
+            ASSERT_EQ(Support::EulerOf(contour.Surface()), 4) << "two balls, as one may say";
+            contour.Merge(10); // whatever the planes are
+            const Part merged = contour.Surface();
+            EXPECT_EQ(Support::EulerOf(merged), 4);
+            EXPECT_EQ(Support::FaultsOf(merged), Support::EdgeFaults{});
+            EXPECT_EQ(PinchedPoints(merged), 0);
+        }
+    }
+}
+
 TEST(DualContouringHost, WorksFarFromTheOriginAndInAnyUnit)
 {
     const Field near = SolidContour::Askew(SolidContour::Flange);
