@@ -2,6 +2,7 @@
 // position come out as closed manifolds, and merged cells leave their topology as it is.
 
 #include <Sorvane/DualContouring_E.h>
+#include <Sorvane/MeshReport_E.h>
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,7 @@
 #include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
+#include <array>
 #include <cmath>
 #include <map>
 #include <utility>
@@ -157,6 +159,37 @@ TEST(DualContouringHost, ADetailInTheMiddleOfAFaceOfLargeCellsIsNotMergedAway)
             EXPECT_EQ(Support::EulerOf(merged), 4);
             EXPECT_EQ(Support::FaultsOf(merged), Support::EdgeFaults{});
             EXPECT_EQ(PinchedPoints(merged), 0);
+        }
+    }
+}
+
+TEST(DualContouringHost, FacesOfFourVerticesAreCutAlongSharpEdgesAlsoOfMergedCells)
+{
+    // The straight edges of the flange's plate, as the guide says of level 6 and 0.005: a face that
+    // is cut across such an edge would bevel it, or leave a triangle without height in it.
+    const MatBase<3, 3, double> turn = Matrix::RotationFromZ({0.3, -0.2, 1.0});
+    const Vec3d place(0.0171, -0.0113, 0.0079);
+    const std::array<double, 3> low{-0.55, -0.4, -0.3};
+    const std::array<double, 3> high{0.55, 0.4, 0};
+    Contour contour(SolidContour::Askew(SolidContour::Flange), {{0, 0, 0}, 1, 0}, 6);
+    const Part fine = contour.Surface();
+    contour.Merge(0.005);
+    const Part merged = contour.Surface();
+    for (const Part& mesh : {fine, merged}) {
+        const auto report = MeshUtils::CheckMesh(Mesh::SoupFromIndexedPoints(mesh), 0.0);
+        EXPECT_TRUE(report.degenerateTriangles.empty());
+        for (int edge = 0; edge < 12; ++edge) {
+            const std::size_t axis = static_cast<std::size_t>(edge) % 3;
+            for (int k = 0; k <= 16; ++k) {
+                Vec3d p;
+                for (std::size_t i = 1; i < 3; ++i) {
+                    const std::size_t other = (axis + i) % 3;
+                    p[static_cast<int>(other)] =
+                        (edge / 3 >> (i - 1) & 1) != 0 ? high[other] : low[other];
+                }
+                p[static_cast<int>(axis)] = low[axis] + (high[axis] - low[axis]) * k / 16;
+                EXPECT_LT(Support::DistanceToMesh(turn * p + place, mesh), 1e-12);
+            }
         }
     }
 }
