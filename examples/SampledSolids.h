@@ -41,7 +41,9 @@ inline constexpr double kTube = 0.23;
 
 inline FieldSample Torus(const Vec3d& p)
 {
-    const Vec3d onRing = kRing * Normalized(Vec3d(p.x(), p.y(), 0), 1e-12);
+    const Vec3d out = Normalized(Vec3d(p.x(), p.y(), 0), 1e-12);
+    // On the axis all points of the ring are equally near.
+    const Vec3d onRing = kRing * (out == Vec3d() ? Vec3d(1, 0, 0) : out);
     return {Length(p - onRing) - kTube, Normalized(p - onRing, 1e-12)};
 }
 

@@ -4,11 +4,10 @@
 //  1. Cells that the surface may pass through are split down to the finest level, and the solid is
 //     sampled at their corners.
 //  2. Where an edge of a cell crosses the surface the place and the normal are searched for, once
-//  for
-//     the four cells around the edge.
+//     for the four cells around the edge.
 //  3. Each cell with crossings gets a vertex, or one for each sheet of surface in it, where the
-//  planes through its crossings come nearest to
-//     meeting: on edges and in corners of the solid, where it has some.
+//     planes through its crossings come nearest to meeting: on edges and in corners of the solid,
+//     where it has some.
 //  4. Cells are merged from below where that keeps the topology and the planes.
 //  5. Around each crossing edge the vertices of its four cells make two triangles, or one where a
 //     larger cell lies on two of the four sides.

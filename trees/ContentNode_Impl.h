@@ -396,14 +396,29 @@ void QOFAddressableNode<D, T, K>::EnsurePath(const QOFAddress<D>& wanted, unsign
     if (wanted.depth == 0 || wanted.depth > kMaxDepth) {
         return;
     }
+    // The addresses on the way tell where each node of it is. A tree whose root has an address of
+    // its own, and one that was handed over from elsewhere, have other addresses than their places
+    // tell: along a full path from their root cells would be split at the wrong places, which ask
+    // for neighbors in turn that lie deeper still.
+    constexpr unsigned long long kAllBits = ~0ULL;
+    const unsigned long long path = wanted.path & (kAllBits >> (64U - D * wanted.depth));
+    const auto onTheWay = [&](unsigned int depth) {
+        return QOFAddress<D>{depth, path >> (D * (wanted.depth - depth))};
+    };
+    const auto leadsThere = [&](const QOFAddress<D>& place) {
+        return place.depth <= wanted.depth && place == onTheWay(place.depth);
+    };
     QOFAddressableNode* node = this;
-    while (auto* above = dynamic_cast<QOFAddressableNode*>(node->parent)) {
-        node = above;
+    while (node != nullptr && !leadsThere(node->address)) {
+        node = dynamic_cast<QOFAddressableNode*>(node->parent);
     }
     constexpr unsigned long long kLastChild = Base::kChildCount - 1;
-    for (unsigned int level = wanted.depth; level-- > 0 && node != nullptr;) {
-        node = node->EnsureChild(static_cast<int>((wanted.path >> (D * level)) & kLastChild),
-                                 capacity);
+    while (node != nullptr && node->address.depth < wanted.depth) {
+        const QOFAddress<D> next = onTheWay(node->address.depth + 1);
+        node = node->EnsureChild(static_cast<int>(next.path & kLastChild), capacity);
+        if (node != nullptr && !(node->address == next)) {
+            return;
+        }
     }
 }
 

@@ -175,9 +175,11 @@ public:
     /// too large.
     virtual QOFAddressableNode* EnsureChild(int index, unsigned int capacity);
 
-    /// Goes down from the root of the tree that this node belongs to, along the address, and makes what
-    /// is missing. Ends early where a child can't be made. The null address and one beyond the deepest
-    /// level are ignored.
+    /// Goes down along the address, from the nearest node above whose own address leads there (the root
+    /// of the tree, at last), and makes what is missing. Ends early where a child can't be made, and where
+    /// a child has not the address that belongs to its place, as after `TransferTo` from elsewhere. So
+    /// below a root that has an address of its own only what lies below that address is made. The null
+    /// address and one beyond the deepest level are ignored.
     virtual void EnsurePath(const QOFAddress<D>& wanted, unsigned int capacity);
 };
 

@@ -25,7 +25,7 @@ namespace Velk::Math::Sorvane::IsoSurface {
 /// two calls below, whatever becomes of the children, and they stay behind when `TransferTo` hands the
 /// children over.
 ///
-/// A node asks an owner, or else the tree from its topmost node on, for its face neighbors when it is
+/// A node asks an owner, or else the tree that it belongs to, for its face neighbors when it is
 /// split: see `Tree::QOFAddressableNode`. Reading is safe from many threads while nobody changes the
 /// tree; `TakeSamplesFromChildren` changes its own node only.
 class SORVANE_API DCNode : public Tree::QOFAddressableNode<3, double, 1> {

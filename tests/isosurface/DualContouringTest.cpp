@@ -287,6 +287,39 @@ TEST(DualContouring, NodesOfAHostsClassAreAskedThroughTheirVirtualOperations)
               (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
 }
 
+/// Notes the capacities that come with the wishes for neighbors, and grants none.
+struct NotingOwner : Tree::QOFNodeOwner<3> {
+    std::set<unsigned int> capacities;
+    void EnsureNode(const Address&, unsigned int capacity) override { capacities.insert(capacity); }
+};
+
+TEST(DualContouring, TheFlagIsTheCapacityOfTheSplit)
+{
+    NotingOwner owner;
+    Root root;
+    root.owner = &owner;
+    root.SubdivideToLevel(2, 5);
+    EXPECT_EQ(owner.capacities, (std::set<unsigned int>{5}));
+    root.SubdivideToLevel(3, -1);
+    EXPECT_EQ(owner.capacities, (std::set<unsigned int>{5, 0xFFFFFFFFU}));
+    DCNode& leaf = *root.GetChild(1)->GetChild(1)->GetChild(1);
+    leaf.Propagate(17);
+    leaf.EnsureChild(3, 18)->EnsureChild(3, 19);
+    EXPECT_EQ(owner.capacities, (std::set<unsigned int>{5, 17, 19, 0xFFFFFFFFU}))
+        << "18 splits nothing";
+    // Contents are handed on to children, and these are split where they have more than the flag.
+    const Tree::QOFTreeContent<3, double, 1> low({0.1, 0.1, 0.1}, 0.0);
+    const Tree::QOFTreeContent<3, double, 1> high({0.4, 0.4, 0.4}, 0.0);
+    for (const unsigned int flag : {1U, 2U}) {
+        Root holder;
+        ASSERT_TRUE(Root::Insert(holder, &low, true, 100));
+        ASSERT_TRUE(Root::Insert(holder, &high, true, 100));
+        holder.Propagate(flag);
+        EXPECT_TRUE(holder.content.empty());
+        EXPECT_EQ(holder.GetChild(0)->children.empty(), flag == 2);
+    }
+}
+
 TEST(DualContouring, AChildOfAnotherClassCountsAsMissing)
 {
     Root root;
@@ -295,7 +328,10 @@ TEST(DualContouring, AChildOfAnotherClassCountsAsMissing)
     EXPECT_EQ(root.GetChild(3), nullptr);
     EXPECT_EQ(root.EnsureChild(3, 1), nullptr);
     EXPECT_FALSE(root.TakeSamplesFromChildren());
-    root.children.resize(2); // a list that somebody cut
+    root.children.resize(9); // a list that somebody made longer
+    root.children[8] = std::make_shared<DCNode>(&root, kUnitCell, 0);
+    EXPECT_EQ(root.GetChild(8), nullptr);
+    root.children.resize(2); // or cut
     EXPECT_NE(root.GetChild(1), nullptr);
     EXPECT_EQ(root.GetChild(2), nullptr);
 }
@@ -469,6 +505,28 @@ TEST(TakeSamples, OfFourChildrenAtLeast)
     three.AllocateDataSpace();
     EXPECT_FALSE(three.TakeSamplesFromChildren());
     EXPECT_EQ(*three.sampleData, Data()) << "samples of before stay";
+}
+
+/// Keeps one child to itself.
+struct HidingBlock : Block {
+    using Block::Block;
+    int hidden = -1;
+    DCNode* GetChild(int index) const override
+    {
+        return index == hidden ? nullptr : Block::GetChild(index);
+    }
+};
+
+TEST(TakeSamples, AsksAHostsNodeForItsChildren)
+{
+    HidingBlock block(OneCorner());
+    EXPECT_TRUE(block.TakeSamplesFromChildren());
+    block.ReleaseDataSpace();
+    for (int hidden = 0; hidden < 8; ++hidden) {
+        block.hidden = hidden;
+        EXPECT_FALSE(block.TakeSamplesFromChildren()) << hidden;
+        EXPECT_EQ(block.sampleData, nullptr);
+    }
 }
 
 TEST(TakeSamples, AUniformBlockHoldsNoSamplesAfterward)

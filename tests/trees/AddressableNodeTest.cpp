@@ -153,6 +153,54 @@ TEST(AddressableNode, EnsurePathStartsAtTheRootWhereverItIsAsked)
     EXPECT_TRUE(Child(*Child(root, 7), 7)->children.empty());
 }
 
+/// Splits cell 0 of a node with eight leaves, then cell 7 in it, which touches cells 1, 2 and 4.
+void SplitTowardTheCenter(Node& node)
+{
+    Node::Split(*Child(node, 0), 1);
+    Node::Split(*Child(*Child(node, 0), 7), 1);
+}
+
+TEST(AddressableNode, BelowARootWithAnAddressOfItsOwnOnlyItsCellsAreMade)
+{
+    // Addresses of neighbors begin with that of the root; a full path from it leads elsewhere.
+    for (const unsigned int depth : {1U, 2U, 5U, 17U}) {
+        SCOPED_TRACE(depth);
+        Root root;
+        root.address = {depth, (1ULL << (3 * depth)) - 2}; // has neighbors on all levels
+        Node::Split(root, 1);
+        EXPECT_EQ(NodesByAddress(root).size(), 9U) << "those of the root lie outside";
+        SplitTowardTheCenter(root);
+        EXPECT_EQ(NodesByAddress(root).size(), 9U + 5 * 8);
+        for (int i = 0; i < 8; ++i) {
+            const bool touches = i == 0 || i == 1 || i == 2 || i == 4;
+            EXPECT_EQ(Child(root, i)->children.empty(), !touches) << i;
+        }
+        root.EnsurePath({depth, 3}, 1);
+        root.EnsurePath({depth + 1, 9}, 1);
+        EXPECT_EQ(NodesByAddress(root).size(), 9U + 5 * 8) << "of other branches";
+    }
+}
+
+TEST(AddressableNode, ATreeHandedOverKeepsItsAddressesAndMakesNoCellsElsewhere)
+{
+    for (const int depth : {1, 2, 3, 10}) {
+        SCOPED_TRACE(depth);
+        Root source;
+        Node* node = &source;
+        for (int level = 0; level < depth; ++level) {
+            node = dynamic_cast<Node*>(node->EnsureChild(level == 0 ? 0 : 7, 1));
+        }
+        Node::Split(*node, 1);
+        Root target;
+        ASSERT_TRUE(node->TransferTo(target, true));
+        Node::Split(*Child(target, 0), 1);
+        EXPECT_EQ(NodesByAddress(target).size(), 17U) << "no child has the address of its place";
+        SplitTowardTheCenter(*Child(target, 0));
+        // Within the child all is as in any tree.
+        EXPECT_EQ(NodesByAddress(target).size(), 17U + 5 * 8);
+    }
+}
+
 TEST(AddressableNode, NullAndImpossibleAddressesAreIgnored)
 {
     Root root;
