@@ -1061,6 +1061,49 @@ TEST(MeshSections, ASheetOfBothFacesHasNoSection)
     EXPECT_NEAR(rest.openLength, 4, 1e-12);
 }
 
+TEST(MeshSections, TetrahedraThatShareCornersHaveClosedSections)
+{
+    // On the points of a small grid: they overlap, share edges, faces and single corners, and each
+    // plane through grid points meets some of their corners. Their surfaces balance at every edge.
+    Random random(9);
+    int loops = 0;
+    for (int round = 0; round < Support::Rounds(2000, 200); ++round) {
+        IndexedMesh mesh;
+        for (int i = 0; i < 27; ++i) {
+            mesh.points.push_back(Vec3d(i % 3, i / 3 % 3, i / 9));
+        }
+        for (int k = random.Below(10); k >= 0; --k) {
+            std::array<int, 4> c{};
+            for (int& corner : c) {
+                corner = random.Below(27);
+            }
+            const auto at = [&](std::size_t i) -> const Vec3d& {
+                return mesh.points[static_cast<std::size_t>(c[i])];
+            };
+            const double volume = ((at(1) - at(0)) ^ (at(2) - at(0))) * (at(3) - at(0));
+            if (volume < 0) {
+                std::swap(c[0], c[1]);
+            }
+            if (volume != 0) {
+                mesh.indices.insert(mesh.indices.end(), {c[0], c[2], c[1], c[0], c[1], c[3], c[1],
+                                                         c[2], c[3], c[2], c[0], c[3]});
+            }
+        }
+        for (const double height : {0.0, 0.5, 1.0, 1.75, 2.0}) {
+            for (const SectionOptions& options : {SectionOptions{}, kBelow}) {
+                // A plane by a hair beside that meets no corner.
+                const double hair = options.side == SectionSide::Above ? 1e-9 : -1e-9;
+                const MeshSection section = MeshSectionAt(mesh, kUp, height, options);
+                EXPECT_TRUE(section.chains.empty()) << round << ' ' << height;
+                EXPECT_NEAR(section.area, SumChords(mesh, height + hair).area, 1e-7)
+                    << round << ' ' << height;
+                loops += static_cast<int>(section.loops.size());
+            }
+        }
+    }
+    EXPECT_GT(loops, 1000);
+}
+
 TEST(MeshSections, BlocksThatShareAnEdgeTouchThereAndDoNotCross)
 {
     for (const bool isSwapped : {false, true}) {
