@@ -88,11 +88,10 @@ struct SORVANE_API MeshSection {
 /// edge, in wedges of material, so that they touch there and don't cross; two walls that lie on
 /// each other, up to rounding of their corners to `float`, have no material between them, and each
 /// body keeps its outline. Where the senses don't balance, what is left over is paired in twos, and
-/// an odd one ends there. A triangle given twice
-/// adds a chain beside the loop. Triples that name a point twice or a point that there is not, and
-/// those with a coordinate not finite or beyond 1e150, are left out. Loops that overlap because the
-/// mesh cuts itself, or because bodies overlap, stay as they are, and `area` counts what they share
-/// twice.
+/// an odd one ends there. A triangle given twice adds a chain beside the loop. Triples that name a
+/// point twice or a point that there is not, and those with a coordinate not finite or beyond
+/// 1e150, are left out. Loops that overlap because the mesh cuts itself, or because bodies overlap,
+/// stay as they are, and `area` counts what they share twice.
 ///
 /// A plane that meets nothing gives a section without lines, and so does a mesh that `IsEmpty`. A
 /// height that is not finite, and a normal that is zero or not finite, do too, with `toSpace` the
