@@ -145,5 +145,10 @@ int main(int argc, char** argv)
         (!options->picture.empty() && !WritePicture(layers, options->picture))) {
         return 1;
     }
-    return chains > 0 ? 3 : 0;
+    if (chains > 0) {
+        std::fprintf(stderr, "%s: %zu outlines are open, so the areas can't be trusted\n", argv[1],
+                     chains);
+        return 3;
+    }
+    return 0;
 }

@@ -38,16 +38,19 @@ TransformBase<3> FrameOf(const Vec3d& normal)
     return Transform::BuildTransformAxisOrigin(normal, {0, 0, 0});
 }
 
-/// The points in the frame, their height as third coordinate.
+/// The points in the frame, their height as third coordinate. A frame that is that of space leaves
+/// them as they are, to the sign of a zero.
 template <class T>
 std::vector<Vec3d> PointsInFrame(const std::vector<VecBase<3, T>>& points, const Vec3d& normal)
 {
     const TransformBase<3> frame = FrameOf(normal);
+    const bool isFrameOfSpace = frame == TransformBase<3>();
     std::vector<Vec3d> inFrame(points.size());
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, points.size(), [&](std::size_t from, std::size_t to) {
             for (std::size_t i = from; i < to; ++i) {
-                inFrame[i] = IntoFrame(frame, Math::Impl::Widened(points[i]));
+                const Vec3d point = Math::Impl::Widened(points[i]);
+                inFrame[i] = isFrameOfSpace ? point : IntoFrame(frame, point);
             }
         });
     return inFrame;

@@ -23,6 +23,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <numbers>
 #include <tuple>
 #include <vector>
 
@@ -91,6 +92,7 @@ private:
     };
     struct Spoke {
         double angle;
+        double doubt; // how far from it the direction may be, by the rounding of coordinates
         int end;
     };
     struct Stretch {
@@ -218,11 +220,11 @@ private:
             const Place& place = places_[static_cast<std::size_t>(extraEnds_[i].place)];
             spokes.clear();
             for (const int end : place.ends) {
-                spokes.push_back({AngleOf(place, end), end});
+                spokes.push_back(SpokeOf(place, end));
             }
             for (const int number = extraEnds_[i].place;
                  i < extraEnds_.size() && extraEnds_[i].place == number; ++i) {
-                spokes.push_back({AngleOf(place, extraEnds_[i].end), extraEnds_[i].end});
+                spokes.push_back(SpokeOf(place, extraEnds_[i].end));
             }
             PartnerAround(spokes);
         }
@@ -230,18 +232,33 @@ private:
 
     /// Direction, seen along the edge, in which the triangle of the chord lies from the edge.
     /// Unlike the direction of the chord it is the same for every plane through the edge.
-    double AngleOf(const Place& place, int end) const
+    Spoke SpokeOf(const Place& place, int end) const
     {
         const int* corners = Corners(ChordOf(end));
         int third = corners[0];
         for (std::size_t k = 1; third == place.below || third == place.above; ++k) {
             third = corners[k];
         }
-        const Vec3d along = Point(place.above) - Point(place.below);
-        const Vec3d aside = Point(third) - Point(place.below);
+        const Vec3d& low = Point(place.below);
+        const Vec3d along = Point(place.above) - low;
+        const Vec3d aside = Point(third) - low;
         const double t = aside.z() / along.z();
-        const double angle = std::atan2(aside.y() - t * along.y(), aside.x() - t * along.x());
-        return Math::Impl::IsFinite(angle) ? angle : 0.0;
+        const double x = aside.x() - t * along.x();
+        const double y = aside.y() - t * along.y();
+        // Coordinates are known to a rounding of the largest of them, of `float` as many files have
+        // it. Along the edge it counts as the height and the slope of the edge have it.
+        constexpr double kRounding = 0x1p-23;
+        constexpr double kMostDoubt = 1e-4;
+        const double size = std::max({LargestOf(low), LargestOf(along), LargestOf(aside)});
+        const double slope = (std::fabs(along.x()) + std::fabs(along.y())) / std::fabs(along.z());
+        const double doubt = kRounding * size * (1 + std::fabs(t)) * (1 + slope) / std::hypot(x, y);
+        const double angle = std::atan2(y, x);
+        return {Math::Impl::IsFinite(angle) ? angle : 0.0, doubt < kMostDoubt ? doubt : kMostDoubt,
+                end}; // NaN too
+    }
+    static double LargestOf(const Vec3d& v)
+    {
+        return std::max({std::fabs(v.x()), std::fabs(v.y()), std::fabs(v.z())});
     }
 
     /// Material lies counter-clockwise from a chord that starts here, up to one that ends here.
@@ -249,13 +266,7 @@ private:
     /// are partnered, at both of their ends.
     void PartnerAround(std::vector<Spoke>& spokes)
     {
-        std::sort(spokes.begin(), spokes.end(), [](const Spoke& a, const Spoke& b) {
-            const bool isStart = IsStart(a.end);
-            if (a.angle != b.angle || isStart != IsStart(b.end)) {
-                return std::tuple(a.angle, isStart) < std::tuple(b.angle, IsStart(b.end));
-            }
-            return isStart ? a.end > b.end : a.end < b.end;
-        });
+        SortAround(spokes);
         for (const Spoke& spoke : spokes) {
             Partner(spoke.end) = kNone;
         }
@@ -284,6 +295,53 @@ private:
                 Join(waiting, spoke.end);
                 waiting = kNone;
             }
+        }
+    }
+
+    /// By direction, from behind the widest gap on, and in one direction ends before starts. There
+    /// bodies touch that have a wall in common: the material of one ends where that of the other
+    /// starts, and between the two is none, even if rounding of their corners tells that they
+    /// overlap by a hair. What starts and ends within a hair is still whole, as the brackets of all
+    /// others are closed first.
+    static void SortAround(std::vector<Spoke>& spokes)
+    {
+        std::sort(spokes.begin(), spokes.end(), [](const Spoke& a, const Spoke& b) {
+            return std::tie(a.angle, a.end) < std::tie(b.angle, b.end);
+        });
+        const auto gapBehind = [&](std::size_t i) {
+            return i + 1 < spokes.size()
+                       ? spokes[i + 1].angle - spokes[i].angle
+                       : spokes.front().angle + 2 * std::numbers::pi - spokes[i].angle;
+        };
+        std::size_t widest = 0;
+        for (std::size_t i = 1; i < spokes.size(); ++i) {
+            if (gapBehind(i) > gapBehind(widest)) {
+                widest = i;
+            }
+        }
+        std::rotate(spokes.begin(), spokes.begin() + static_cast<std::ptrdiff_t>(widest) + 1,
+                    spokes.end());
+        const auto isOneDirection = [](const Spoke& a, const Spoke& b) {
+            const double turn = b.angle - a.angle;
+            return (turn < 0 ? turn + 2 * std::numbers::pi : turn) <= a.doubt + b.doubt;
+        };
+        for (auto first = spokes.begin(); first != spokes.end();) {
+            auto last = first + 1;
+            while (last != spokes.end() && isOneDirection(*(last - 1), *last)) {
+                ++last;
+            }
+            // Stable: within ends, and within starts, by direction. Those of equal direction are in
+            // ascending order; starts are to be in descending order, so that the first is closed
+            // first.
+            const auto starts = std::stable_partition(
+                first, last, [](const Spoke& spoke) { return !IsStart(spoke.end); });
+            for (auto same = starts; same != last;) {
+                const auto next = std::find_if(
+                    same, last, [&](const Spoke& spoke) { return spoke.angle != same->angle; });
+                std::reverse(same, next);
+                same = next;
+            }
+            first = last;
         }
     }
 

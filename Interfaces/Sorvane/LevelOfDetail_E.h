@@ -30,7 +30,8 @@ SORVANE_API std::vector<VecBase<2, double>> TriangleXYs(unsigned int level);
 
 /// The nodes by their weights (u, v) of corners 0 and 1, to an ulp or so; corner 2 weighs 1 - u -
 /// v. So corner 0 is (1, 0), corner 1 is (0, 1), corner 2 is (0, 0), and orientation is that of
-/// `TriangleXYs`. The nodes of the lattice's edges have weights of exactly 0.
+/// `TriangleXYs`. On the edges across from corners 0 and 1 the weight of that corner is exactly 0;
+/// on the edge between them 1 - u - v is 0 up to rounding.
 SORVANE_API std::vector<VecBase<2, double>> TriangleUVs(unsigned int level);
 
 /// The lattice's triangles: three node numbers for each, counter-clockwise, row by row. They are

@@ -85,21 +85,23 @@ struct SORVANE_API MeshSection {
 ///
 /// Defects: a turned triangle is linked as its neighbors ask for, and the line runs as the greater
 /// part of its length tells. At an edge of more than two triangles lines are paired around the
-/// edge, in wedges of material, so that they touch there and don't cross; where the senses don't
-/// balance, what is left over is paired in twos, and an odd one ends there. A triangle given twice
-/// adds a chain beside the loop. Triples that name a point twice or a point that there is not, and
-/// those with a coordinate not finite or beyond 1e150, are left out. Loops that overlap because the
-/// mesh cuts itself, or because bodies overlap, stay as they are, and `area` counts what they share
-/// twice.
+/// edge, in wedges of material, so that they touch there and don't cross; two walls that lie on
+/// each other, up to rounding of their corners to `float`, have no material between them, and each
+/// body keeps its outline. Where the senses don't balance, what is left over is paired in twos, and
+/// an odd one ends there. A triangle given twice adds a chain beside the loop. Triples that name a
+/// point twice or a point that there is not, and those with a coordinate not finite or beyond
+/// 1e150, are left out. Loops that overlap because the mesh cuts itself, or because bodies overlap,
+/// stay as they are, and `area` counts what they share twice.
 ///
 /// A plane that meets nothing gives a section without lines, and so does a mesh that `IsEmpty`. A
 /// height that is not finite, and a normal that is zero or not finite, do too, with `toSpace` the
 /// identity. The normal need not be of unit length. For a `float` mesh everything is calculated in
 /// `double`.
 ///
-/// O(n + k + m log m) expected for n triangles, m heights and k cuts of a triangle by a plane:
-/// every triangle is dealt once to the planes that cut it. Parallel, with the same bits for any
-/// number of threads, and for a plane alone, in a stack, or by a `PlaneSlicer`.
+/// O(n + k + m log m) expected for n triangles, m heights and k cuts of a triangle by a plane, with
+/// heights at even distances, and O(n log m + k + m log m) with any: every triangle is dealt once
+/// to the planes that cut it. Parallel, with the same bits for any number of threads, and for a
+/// plane alone, in a stack, or by a `PlaneSlicer`.
 SORVANE_API std::vector<MeshSection> MeshSections(const IndexedPointsBase<3, double>& mesh,
                                                   const Vec3d& normal,
                                                   const std::vector<double>& heights,

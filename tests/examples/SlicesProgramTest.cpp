@@ -66,6 +66,7 @@ TEST(Slices, AnOpenPartIsToldAndAFlatOneIsRefused)
         RunExample("slices", {"open.stl", "5", "--svg", "open.svg"}, folder / "");
     EXPECT_EQ(told.code, 3);
     EXPECT_NE(told.output.find("0 outlines, 5 open ones"), std::string::npos) << told.output;
+    EXPECT_NE(told.errors.find("open.stl: 5 outlines are open"), std::string::npos) << told.errors;
     std::ifstream picture(folder / "open.svg");
     const std::string text{std::istreambuf_iterator<char>(picture), {}};
     EXPECT_NE(text.find("#d22"), std::string::npos);

@@ -3,7 +3,6 @@
 // (faces and corners in the planes, edges of four triangles, bodies that touch in corners), and
 // sections that can be counted.
 
-#include "tests/support/Digest.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/JsonText.h"
 #include "tests/support/MeshGenerators.h"
@@ -606,6 +605,17 @@ TEST(MeshSections, LayersOfObliqueCubesFarAwayAreCountedWithATolerance)
     }
 }
 
+/// Ascending.
+std::vector<double> AreasOfLoops(const MeshSection& section)
+{
+    std::vector<double> areas;
+    for (const auto& loop : section.loops) {
+        areas.push_back(Vector::SignedArea(loop));
+    }
+    std::sort(areas.begin(), areas.end());
+    return areas;
+}
+
 TEST(MeshSections, CubesThatTouchInEdgesKeepTheirOwnLoopsInObliquePlanes)
 {
     // Every second cube of a block: four triangles at each inner edge, which the planes meet
@@ -621,24 +631,114 @@ TEST(MeshSections, CubesThatTouchInEdgesKeepTheirOwnLoopsInObliquePlanes)
     IndexedMesh joined = apart;
     FilterForUniqueness(joined, 0.0);
     ASSERT_LT(joined.points.size(), apart.points.size());
-    const auto areas = [](const MeshSection& section) {
-        std::vector<double> sorted;
-        for (const auto& loop : section.loops) {
-            sorted.push_back(Vector::SignedArea(loop));
-        }
-        std::sort(sorted.begin(), sorted.end());
-        return sorted;
-    };
     Random random(6);
     for (int round = 0; round < Support::Rounds(200, 30); ++round) {
         const Vec3d normal = RandomFrame(random)[0];
         const double height = normal * random.Vector<3, double>(0.5, 2.5);
-        const std::vector<double> expected = areas(MeshSectionAt(apart, normal, height, {}));
-        const std::vector<double> found = areas(MeshSectionAt(joined, normal, height, {}));
+        const std::vector<double> expected = AreasOfLoops(MeshSectionAt(apart, normal, height, {}));
+        const std::vector<double> found = AreasOfLoops(MeshSectionAt(joined, normal, height, {}));
         ASSERT_EQ(found.size(), expected.size()) << round;
         for (std::size_t i = 0; i < found.size(); ++i) {
             EXPECT_NEAR(found[i], expected[i], 1e-12) << round;
         }
+    }
+}
+
+/// Each wall is cut from its corner of the least coordinates, or across that, whichever its number
+/// of 0 to 5 has as bit: two for each axis, the lower one first.
+void AppendBoxCut(IndexedMesh& mesh, const Vec3d& low, const Vec3d& high, int cuts)
+{
+    const int base = static_cast<int>(mesh.points.size());
+    for (int i = 0; i < 8; ++i) {
+        mesh.points.push_back({(i & 1) != 0 ? high.x() : low.x(), (i & 2) != 0 ? high.y() : low.y(),
+                               (i & 4) != 0 ? high.z() : low.z()});
+    }
+    for (int wall = 0; wall < 6; ++wall) {
+        const int axis = wall / 2;
+        const int u = 1 << (axis + 1) % 3;
+        const int v = 1 << (axis + 2) % 3;
+        const int corner = base + (wall % 2 != 0 ? 1 << axis : 0);
+        std::array<int, 4> ring{corner, corner + u, corner + u + v, corner + v};
+        if (wall % 2 == 0) {
+            std::swap(ring[1], ring[3]);
+        }
+        if ((cuts >> wall & 1) != 0) {
+            std::rotate(ring.begin(), ring.begin() + 1, ring.end());
+        }
+        mesh.indices.insert(mesh.indices.end(),
+                            {ring[0], ring[1], ring[2], ring[0], ring[2], ring[3]});
+    }
+}
+
+TEST(MeshSections, BodiesWithWallsInCommonKeepTheirOwnLoopsInObliquePlanes)
+{
+    // Walls that meet are cut by different diagonals, so that no triangle has its mirror image and
+    // each body keeps its outline. Rounding of the corners tilts the triangles of one wall against
+    // those of the other by a hair, this way or that.
+    Random random(7);
+    for (const double shift : {0.0, 1e6}) {
+        for (const bool isRounded : {false, true}) {
+            for (int round = 0; round < Support::Rounds(60, 8); ++round) {
+                SCOPED_TRACE(testing::Message() << shift << ' ' << isRounded << ' ' << round);
+                std::array<std::array<double, 4>, 3> at{};
+                for (auto& along : at) {
+                    along = {0, random.Between(0.7, 1.3), random.Between(1.7, 2.3), 3};
+                }
+                IndexedMesh apart;
+                for (std::size_t z = 0; z < 3; ++z) {
+                    for (std::size_t y = 0; y < 3; ++y) {
+                        for (std::size_t x = 0; x < 3; ++x) {
+                            AppendBoxCut(apart, {at[0][x], at[1][y], at[2][z]},
+                                         {at[0][x + 1], at[1][y + 1], at[2][z + 1]}, 0b010101);
+                        }
+                    }
+                }
+                apart = Turned(apart, RandomFrame(random), {shift, -shift, shift});
+                if (isRounded) { // a float keeps 1e-7 of a coordinate near the origin
+                    for (Vec3d& p : apart.points) {
+                        p = p - Vec3d(shift, -shift, shift);
+                        p = Vec3d(Vec3f(p)) + Vec3d(shift, -shift, shift);
+                    }
+                }
+                IndexedMesh joined = apart;
+                FilterForUniqueness(joined, 0.0);
+                ASSERT_EQ(joined.points.size(), 64U);
+                const Vec3d normal = RandomFrame(random)[0];
+                const Vec3d middle =
+                    std::accumulate(apart.points.begin(), apart.points.end(), Vec3d(0, 0, 0)) *
+                    (1.0 / static_cast<double>(apart.points.size()));
+                const double height = normal * middle + random.Between(-0.5, 0.5);
+                const auto expected = AreasOfLoops(MeshSectionAt(apart, normal, height, {}));
+                const auto found = AreasOfLoops(MeshSectionAt(joined, normal, height, {}));
+                ASSERT_EQ(found.size(), expected.size());
+                ASSERT_GT(found.size(), 5U);
+                for (std::size_t i = 0; i < found.size(); ++i) {
+                    EXPECT_NEAR(found[i], expected[i], 1e-12);
+                }
+            }
+        }
+    }
+}
+
+TEST(MeshSections, AWallInCommonAlongTheEndOfTheCircleOfDirections)
+{
+    // Two boxes whose common wall lies, seen from one of its upright edges, in the direction of -x,
+    // where an angle is pi or, by a zero with a sign, -pi.
+    IndexedMesh boxes;
+    AppendBoxCut(boxes, {-2, -1, 0}, {0, 0, 1}, 0b010101);
+    AppendBoxCut(boxes, {-2, 0, 0}, {0, 1, 1}, 0b010101);
+    FilterForUniqueness(boxes, 0.0);
+    ASSERT_EQ(boxes.points.size(), 12U);
+    for (unsigned signs = 0; signs < 16; ++signs) {
+        unsigned bit = 1;
+        for (Vec3d& p : boxes.points) {
+            if (p.y() == 0) {
+                p.y() = (signs & bit) != 0 ? -0.0 : 0.0;
+                bit *= 2;
+            }
+        }
+        const std::vector<double> areas = AreasOfLoops(MeshSectionAt(boxes, kUp, 0.5, {}));
+        EXPECT_EQ(areas, (std::vector<double>{2, 2})) << signs;
     }
 }
 
@@ -782,6 +882,88 @@ TEST(MeshSections, ATurnedTriangleDoesNotSpoilTheSection)
     EXPECT_NEAR(MeshSectionAt(inverted, kUp, height, {}).area, -sound.area, 1e-12);
 }
 
+TEST(MeshSections, LoopsBeginAtTheirLowestTriangleAndComeInThatOrder)
+{
+    Random random(8);
+    const IndexedMesh torus = Support::Torus(12, 8);
+    const double height = 0.3;
+    for (int round = 0; round < 20; ++round) {
+        IndexedMesh mesh = Support::Shuffled(torus, random);
+        // Where each triangle is cut, between corners on different sides.
+        const auto cutsOf = [&](std::size_t t) {
+            std::vector<Vec2d> cuts;
+            for (std::size_t k = 0; k < 3; ++k) {
+                const Vec3d& p = mesh.points[static_cast<std::size_t>(mesh.indices[t + k])];
+                const Vec3d& q =
+                    mesh.points[static_cast<std::size_t>(mesh.indices[t + (k + 1) % 3])];
+                if ((p.z() > height) != (q.z() > height)) {
+                    const double s = (height - p.z()) / (q.z() - p.z());
+                    cuts.push_back({p.x() + s * (q.x() - p.x()), p.y() + s * (q.y() - p.y())});
+                }
+            }
+            return cuts;
+        };
+        const auto isNear = [](const Vec2d& a, const Vec2d& b) {
+            return Vector::Length(a - b) < 1e-9;
+        };
+        for (const bool isFirstTurned : {false, true}) {
+            if (isFirstTurned) { // the loop runs against its first triangle
+                std::size_t t = 0;
+                while (cutsOf(t).empty()) {
+                    t += 3;
+                }
+                std::swap(mesh.indices[t], mesh.indices[t + 1]);
+            }
+            const MeshSection section = MeshSectionAt(mesh, kUp, height, {});
+            ASSERT_EQ(section.loops.size(), 2U);
+            std::vector<std::size_t> order;
+            for (std::size_t t = 0; t < mesh.indices.size() && order.size() < 2; t += 3) {
+                const std::vector<Vec2d> cuts = cutsOf(t);
+                for (std::size_t i = 0; i < 2 && !cuts.empty(); ++i) {
+                    const auto& loop = section.loops[i];
+                    const bool isOfLoop = std::any_of(loop.begin(), loop.end(), [&](const auto& p) {
+                        return isNear(p, cuts[0]);
+                    });
+                    if (isOfLoop && std::find(order.begin(), order.end(), i) == order.end()) {
+                        order.push_back(i);
+                        EXPECT_TRUE(isNear(loop.front(), cuts[0]) || isNear(loop.front(), cuts[1]));
+                    }
+                }
+            }
+            EXPECT_EQ(order, (std::vector<std::size_t>{0, 1}));
+        }
+    }
+}
+
+TEST(MeshSections, ChainsComeInTheOrderOfTheirLowerEnds)
+{
+    // Three upright strips of three triangles each, beside each other along y. Numbers of the
+    // triangles along each strip: the lowest of all is in the middle of its strip.
+    const std::array<std::array<int, 3>, 3> numbers{{{8, 0, 5}, {3, 1, 7}, {6, 2, 4}}};
+    IndexedMesh mesh;
+    mesh.indices.resize(27);
+    for (int strip = 0; strip < 3; ++strip) {
+        const int base = static_cast<int>(mesh.points.size());
+        for (int i = 0; i < 5; ++i) {
+            mesh.points.push_back({0.5 * i, static_cast<double>(strip), i % 2 == 0 ? 0.0 : 1.0});
+        }
+        for (int i = 0; i < 3; ++i) {
+            const int number =
+                numbers[static_cast<std::size_t>(strip)][static_cast<std::size_t>(i)];
+            for (int k = 0; k < 3; ++k) {
+                // All of one sense.
+                const int corner = base + i + (i % 2 == 0 ? k : 2 - k);
+                mesh.indices[static_cast<std::size_t>(3 * number + k)] = corner;
+            }
+        }
+    }
+    const MeshSection section = MeshSectionAt(mesh, kUp, 0.5, {});
+    ASSERT_EQ(section.chains.size(), 3U);
+    EXPECT_EQ(section.chains[0][0].y(), 1); // lower end 3
+    EXPECT_EQ(section.chains[1][0].y(), 2); // 4
+    EXPECT_EQ(section.chains[2][0].y(), 0); // 5
+}
+
 TEST(MeshSections, AnOpenMeshGivesChainsFromRimToRim)
 {
     // A box without its wall at x = 4 and without its lid.
@@ -859,12 +1041,67 @@ TEST(MeshSections, ASheetOfBothFacesHasNoSection)
         sheet.indices.insert(sheet.indices.end(),
                              {sheet.indices[t + 1], sheet.indices[t], sheet.indices[t + 2]});
     }
+    IndexedMesh thrice = sheet;
+    for (int i = 0; i < 2; ++i) {
+        thrice.indices.insert(thrice.indices.end(), sheet.indices.begin(), sheet.indices.end());
+    }
     for (const double height : {0.0, 0.5, 1.0, 2.25, 4.0}) {
         for (const SectionOptions& options : {SectionOptions{}, kBelow}) {
-            const MeshSection section = MeshSectionAt(sheet, kUp, height, options);
-            EXPECT_TRUE(section.loops.empty() && section.chains.empty()) << height;
+            for (const IndexedMesh& leaves : {sheet, thrice}) {
+                const MeshSection section = MeshSectionAt(leaves, kUp, height, options);
+                EXPECT_TRUE(section.loops.empty() && section.chains.empty()) << height;
+            }
         }
     }
+    // With one face once more than the other the rest is a line of single triangles.
+    thrice.indices.insert(thrice.indices.end(), sheet.indices.begin(),
+                          sheet.indices.begin() + static_cast<std::ptrdiff_t>(count));
+    const MeshSection rest = MeshSectionAt(thrice, kUp, 0.5, {});
+    EXPECT_TRUE(rest.loops.empty());
+    EXPECT_NEAR(rest.openLength, 4, 1e-12);
+}
+
+TEST(MeshSections, TetrahedraThatShareCornersHaveClosedSections)
+{
+    // On the points of a small grid: they overlap, share edges, faces and single corners, and each
+    // plane through grid points meets some of their corners. Their surfaces balance at every edge.
+    Random random(9);
+    int loops = 0;
+    for (int round = 0; round < Support::Rounds(2000, 200); ++round) {
+        IndexedMesh mesh;
+        for (int i = 0; i < 27; ++i) {
+            mesh.points.push_back(Vec3d(i % 3, i / 3 % 3, i / 9));
+        }
+        for (int k = random.Below(10); k >= 0; --k) {
+            std::array<int, 4> c{};
+            for (int& corner : c) {
+                corner = random.Below(27);
+            }
+            const auto at = [&](std::size_t i) -> const Vec3d& {
+                return mesh.points[static_cast<std::size_t>(c[i])];
+            };
+            const double volume = ((at(1) - at(0)) ^ (at(2) - at(0))) * (at(3) - at(0));
+            if (volume < 0) {
+                std::swap(c[0], c[1]);
+            }
+            if (volume != 0) {
+                mesh.indices.insert(mesh.indices.end(), {c[0], c[2], c[1], c[0], c[1], c[3], c[1],
+                                                         c[2], c[3], c[2], c[0], c[3]});
+            }
+        }
+        for (const double height : {0.0, 0.5, 1.0, 1.75, 2.0}) {
+            for (const SectionOptions& options : {SectionOptions{}, kBelow}) {
+                // A plane by a hair beside that meets no corner.
+                const double hair = options.side == SectionSide::Above ? 1e-9 : -1e-9;
+                const MeshSection section = MeshSectionAt(mesh, kUp, height, options);
+                EXPECT_TRUE(section.chains.empty()) << round << ' ' << height;
+                EXPECT_NEAR(section.area, SumChords(mesh, height + hair).area, 1e-7)
+                    << round << ' ' << height;
+                loops += static_cast<int>(section.loops.size());
+            }
+        }
+    }
+    EXPECT_GT(loops, 1000);
 }
 
 TEST(MeshSections, BlocksThatShareAnEdgeTouchThereAndDoNotCross)
@@ -981,6 +1218,9 @@ TEST(MeshSections, WhatIsNoPlaneGivesNothing)
         EXPECT_EQ(sections[i].loops.size(), heights[i] == 0.5 ? 1U : 0U);
         EXPECT_TRUE(sections[i].height == heights[i] || std::isnan(heights[i]));
         EXPECT_EQ(PlaneSlicer(cube, kUp).Section(heights[i], {}).loops, sections[i].loops);
+        // Without a plane there is no frame of it.
+        EXPECT_EQ(sections[i].toSpace == TransformBase<3>(), !std::isfinite(heights[i]));
+        EXPECT_EQ(PlaneSlicer(cube, kUp).Section(heights[i], {}).toSpace, sections[i].toSpace);
     }
     for (const Vec3d& normal : {Vec3d(0, 0, 0), Vec3d(kNan, 0, 1), Vec3d(0, kInfinity, 0)}) {
         EXPECT_TRUE(MeshSectionAt(cube, normal, 0.5, {}).loops.empty());
@@ -1027,6 +1267,16 @@ TEST(MeshSections, PlaneCoordinatesAreThoseOfSpaceAlongAxes)
     const MeshSection section = MeshSectionAt(box, {0, 0, 2}, 1.3, {});
     for (const Vec2d& p : section.loops.at(0)) {
         EXPECT_TRUE(p.x() == 0.1 || p.x() == 1.7 || p.y() == 0.2 || p.y() == 2.9);
+    }
+    // To the sign of a zero, for both ways of asking.
+    const IndexedMesh atZero = Box({-0.0, -0.0, 0}, {2, 3, 1});
+    for (const MeshSection& bottom :
+         {MeshSectionAt(atZero, kUp, 0, {}), PlaneSlicer(atZero, kUp).Section(0, {})}) {
+        ASSERT_EQ(PointCount(bottom), 4U);
+        for (const Vec2d& p : bottom.loops[0]) {
+            EXPECT_EQ(std::signbit(p.x()), p.x() == 0);
+            EXPECT_EQ(std::signbit(p.y()), p.y() == 0);
+        }
     }
     for (int axis = 0; axis < 3; ++axis) {
         for (const double sign : {-1.0, 1.0}) {
