@@ -54,10 +54,11 @@ public:
     ///   forward, so that these are the start of the shell there;
     /// - at the end the triangles at the last point that face forward in the last step.
     ///
-    /// A triangle along the step counts as facing forward, and so does every one without area. A
-    /// path of one point gives the body there; a step of no length, along which all face forward,
-    /// adds triangles that cancel each other in winding numbers and volumes. Empty for an empty
-    /// path and for a body without an edge of two triangles.
+    /// A triangle along the step counts as facing forward, and so does every one without area;
+    /// where rounding makes it face backward, what it adds encloses nothing. A path of one point
+    /// gives the body there; a step of no length, along which all face forward, adds triangles that
+    /// cancel each other in winding numbers and volumes. Empty for an empty path and for a body
+    /// without an edge of two triangles.
     ///
     /// Lengths should stay between 1e-100 and 1e100, so that the product of three is a number and
     /// not 0, with which a triangle would count as one along the step. Where a coordinate is

@@ -671,6 +671,32 @@ TEST(SweptVolume, WindsRoundAPointAsOftenAsTheBodyComesOverIt)
     EXPECT_GT(met[3], Support::Rounds(20));
 }
 
+// Faces along a step are forward or backward as rounding has it, step by step, when the step is not
+// along an axis: they turn at joints where nothing does, and their copies and walls enclose
+// nothing.
+TEST(SweptVolume, FacesAlongAStepMayTurnAndEncloseNothing)
+{
+    const auto turned = [](const Vec3d& p) {
+        const double x = (3 * p.x() - 4 * p.y()) / 5;
+        const double y = (4 * p.x() + 3 * p.y()) / 5;
+        return Vec3d((12 * x - 5 * p.z()) / 13, y, (5 * x + 12 * p.z()) / 13);
+    };
+    const Body cube = ConvexBody("cube", Support::Mapped(Support::Cube(), turned));
+    Path path;
+    for (int i = 0; i <= 50; ++i) {
+        path.push_back(turned({0.37 * i, 0, 0}));
+    }
+    const IndexedMesh shell = Sweep(cube.mesh, path);
+    EXPECT_GT(TriangleCount(shell), 12U + 50U * 8U) << "none turns: the test says nothing";
+    EXPECT_TRUE(IsClosed(shell));
+    EXPECT_NEAR(Support::VolumeOf(shell), 1 + 50 * 0.37, 1e-12);
+    Random random(9);
+    for (int i = 0; i < Support::Rounds(200); ++i) {
+        const Vec3d x(random.Between(-1, 20), random.Between(-0.5, 1.5), random.Between(-0.5, 1.5));
+        EXPECT_NEAR(WindingNumber(shell, turned(x)), VisitsOf(cube, path, turned(x), 0), 1e-3);
+    }
+}
+
 // Parts as programs write them, of which one has triangles without area and such that name a corner
 // twice: at any place of the path, what is in the part is wound round.
 TEST(SweptVolume, OfARealPartWindsRoundAllThatIsInIt)
