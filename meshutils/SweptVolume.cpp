@@ -273,6 +273,8 @@ SweepList DirtySweptVolume::SweepState::ListOf(const std::vector<VecBase<3, doub
         }
         step.firstTriangle = list.firstEnd;
         list.firstEnd += step.TriangleCount();
+        // As early as it is known: the lists of what can't be numbered may not fit into memory.
+        HalfEdge::Impl::RequireSubscripts(3 * list.firstEnd);
     }
     const std::vector<signed char>& now = Sides();
     for (std::size_t t = 0; t < now.size(); ++t) {

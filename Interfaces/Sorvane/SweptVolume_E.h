@@ -1,8 +1,7 @@
 // The shell that a body sweeps when it is moved along a path without being turned.
 //
 //     MeshUtils::DirtySweptVolume sweep(cutter);            // once for each body
-//     const auto shell = sweep(path);                       // once for each path; path: its
-//     origin's places
+//     const auto shell = sweep(path);                       // once for each path of its origin
 //
 // The shell is dirty: what lies inside of the swept space is not trimmed away, and facets pass
 // through each other. It is good for display, for a winding test, and as the input of what trims.
@@ -24,10 +23,12 @@ namespace Velk::Math::Sorvane::MeshUtils {
 /// Triangles that name a point twice, or one that is not there, are left out of the body, and of a
 /// mesh that `IsEmpty` all of them. The points stay as they are.
 ///
-/// Of a closed body whose facets face outward the shell is closed, and its winding number at a
-/// point tells how often the body comes over it: one more for each stretch of the path along which
-/// the point is inside, so 1 at least in all of the swept space and 0 outside of it. A body that is
-/// open leaves a shell with gaps along its boundary.
+/// Of a closed body whose facets face outward, two at each edge, the shell is closed, and its
+/// winding number at a point tells how often the body comes over it: one more for each stretch of
+/// the path along which the point is inside, so 1 at least in all of the swept space and 0 outside
+/// of it. A body that is open leaves a shell with gaps along its boundary, and so does one with
+/// edges of more than two triangles, even if it is closed: where bodies touch along an edge, give
+/// each of them points of its own.
 ///
 /// A copy has a body of its own. Calls change the object: one caller at a time. Takes no more than
 /// 2^31 - 1 indices.
@@ -53,12 +54,14 @@ public:
     ///   forward, so that these are the start of the shell there;
     /// - at the end the triangles at the last point that face forward in the last step.
     ///
-    /// A triangle along the step counts as facing forward, and so does every one without area. A
-    /// path of one point gives the body there; a step of no length, along which all face forward,
-    /// adds triangles that cancel each other in winding numbers and volumes. Empty for an empty
-    /// path and for a body without an edge of two triangles.
+    /// A triangle along the step counts as facing forward, and so does every one without area;
+    /// where rounding makes it face backward, what it adds encloses nothing. A path of one point
+    /// gives the body there; a step of no length, along which all face forward, adds triangles that
+    /// cancel each other in winding numbers and volumes. Empty for an empty path and for a body
+    /// without an edge of two triangles.
     ///
-    /// Coordinates should stay within 1e100, so that the product of three is a number. Where one is
+    /// Lengths should stay between 1e-100 and 1e100, so that the product of three is a number and
+    /// not 0, with which a triangle would count as one along the step. Where a coordinate is
     /// not finite a triangle may face either way, and comes out with what is not finite in it;
     /// others are not concerned. A result of more than 2^31 - 1 points, which indices could not
     /// number, ends in the standard container's length error.

@@ -186,11 +186,13 @@ extern template class SORVANE_API VolumetricData<OrientedSample>;
 //
 // Node by node, and the whole sample: the direction comes along with the value. Of equal values
 // that of b counts, direction included, and so it does where one of the two is not a number. Where
-// the dimensions differ the result is a single fresh sample, a grid of (1, 1, 1). Two grids without
-// nodes give one without nodes.
+// the dimensions differ the result is a single fresh sample, a grid of (1, 1, 1), and no grid is
+// consumed. Two grids without nodes give one without nodes.
 //
-// Of true distances a result has the right signs everywhere, but not true distances: where the
-// operation has made an edge they may be too small in magnitude nearby, never too large.
+// Of true distances a result has the right signs, but not true distances: inside of a union, and
+// outside of an intersection or a difference, it is too small in magnitude where the surface that
+// is nearest has not become part of the result's; nowhere it is too large. Where surfaces of a and
+// b lie on each other it is 0, though they may have vanished: between two solids that touch, say.
 //
 // O(n) for n nodes, in parallel, the same bits for any number of threads. The forms that are given
 // one grid to consume write the result into its memory: they are as fast as memory is, where the
@@ -209,8 +211,8 @@ SORVANE_API VolumetricData<OrientedSample> Intersection(VolumetricData<OrientedS
                                                         const VolumetricData<OrientedSample>& b);
 
 /// What is inside of a and not of b: a where its value is greater than that of b with the other
-/// sign, otherwise b with value and direction turned about. A fresh b leaves a everywhere but where
-/// a has the most negative finite value.
+/// sign, otherwise b with value and direction turned about. A fresh b leaves a wherever its value
+/// is greater than the most negative finite one.
 SORVANE_API VolumetricData<OrientedSample> Difference(const VolumetricData<OrientedSample>& a,
                                                       const VolumetricData<OrientedSample>& b);
 SORVANE_API VolumetricData<OrientedSample> Difference(VolumetricData<OrientedSample>&& a,

@@ -483,7 +483,45 @@ TEST(VolumetricSetOperations, AgreeWithEachOther)
     EXPECT_EQ(Difference(a, b), Intersection(a, outside));
     EXPECT_EQ(Union(a, a), a);
     EXPECT_EQ(Intersection(a, a), a);
-    EXPECT_EQ(Union(Intersection(a, b), Difference(a, b)).Samples().size(), a.Samples().size());
+    // What a has in common with b and what it has not are together a, up to its surface. Deep
+    // inside of it the distance is that from the surface of b, where the two meet.
+    const Grid together = Union(Intersection(a, b), Difference(a, b));
+    int counts[2] = {0, 0};
+    for (std::size_t i = 0; i < a.Samples().size(); ++i) {
+        const double value = a.Samples()[i].value;
+        const double fromB = std::fabs(b.Samples()[i].value);
+        EXPECT_EQ(together.Samples()[i].value, std::max(value, -fromB));
+        ++counts[value < 0 ? 1 : 0];
+    }
+    EXPECT_GT(counts[0], 1000);
+    EXPECT_GT(counts[1], 500);
+}
+
+// Two blocks that touch at x = 4, on a row of nodes through them. The face that they share stays in
+// the union as a zero between negative values; of a block without the one on it a zero is left in
+// the air.
+TEST(VolumetricSetOperations, SurfacesThatLieOnEachOtherStayAsZeros)
+{
+    const auto block = [](double low, double high) {
+        std::vector<OrientedSample> samples;
+        for (int x = 0; x < 9; ++x) {
+            const bool isNearLow = x - low < high - x;
+            samples.push_back({isNearLow ? low - x : x - high, Vec3d(isNearLow ? -1 : 1, 0, 0)});
+        }
+        return Row(samples);
+    };
+    const auto valuesOf = [](const Grid& grid) {
+        std::vector<double> values;
+        for (const OrientedSample& sample : grid.Samples()) {
+            values.push_back(sample.value);
+        }
+        return values;
+    };
+    const Grid a = block(1, 4);
+    EXPECT_EQ(valuesOf(Union(a, block(4, 7))),
+              (std::vector<double>{1, 0, -1, -1, 0, -1, -1, 0, 1}));
+    EXPECT_EQ(valuesOf(Difference(a, block(2, 4))),
+              (std::vector<double>{1, 0, 0, 1, 0, 1, 2, 3, 4}));
 }
 
 // --- memory -------------------------------------------------------------------------------------

@@ -7,6 +7,7 @@
 #include "tests/support/MeshGenerators.h"
 #include "tests/support/MeshMeasures.h"
 #include "tests/support/Rounds.h"
+#include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 #include "tests/support/TurnedBodies.h"
@@ -399,6 +400,39 @@ TEST(SweptVolume, AStepWithoutLengthTurnsAllForward)
     EXPECT_NEAR(Support::VolumeOf(inside), 2 * volume - 1, 1e-12);
 }
 
+/// Two tetrahedra, the second of which stands on an edge of the first with other slopes.
+IndexedMesh TetrahedraAtOneEdge(bool doShareItsPoints)
+{
+    IndexedMesh mesh{{{0, 0, 0}, {0, 0, 2}, {2, 0, 1}, {2, 1, 1}, {-1, 2, 1}, {-2, 1, 1}},
+                     {0, 1, 3, 0, 3, 2, 0, 2, 1, 1, 2, 3, 0, 1, 5, 0, 5, 4, 0, 4, 1, 1, 4, 5}};
+    if (!doShareItsPoints) {
+        mesh.points.insert(mesh.points.end(), {{0, 0, 0}, {0, 0, 2}});
+        std::transform(mesh.indices.begin() + 12, mesh.indices.end(), mesh.indices.begin() + 12,
+                       [](int index) { return index < 2 ? index + 6 : index; });
+    }
+    return mesh;
+}
+
+// Four triangles at an edge leave no wall there, which opens the shell although the body is closed,
+// in directions in which their walls would not cancel. With points of its own each of the two
+// bodies keeps its walls.
+TEST(SweptVolume, AnEdgeOfFourTrianglesLeavesAGap)
+{
+    const IndexedMesh shared = TetrahedraAtOneEdge(true);
+    const IndexedMesh apart = TetrahedraAtOneEdge(false);
+    ASSERT_TRUE(IsClosed(shared));
+    ASSERT_GT(Support::VolumeOf(shared), 0);
+    const Path path{{0, 0, 0}, {-4, 1, 0.5}};
+    const IndexedMesh open = Sweep(shared, path);
+    const IndexedMesh closed = Sweep(apart, path);
+    EXPECT_FALSE(IsClosed(open));
+    EXPECT_TRUE(IsClosed(closed));
+    EXPECT_NEAR(Support::VolumeOf(closed), SweptVolumeOf(apart, path), 1e-12);
+    EXPECT_EQ(TriangleCount(closed), TriangleCount(open) + 2 * 2);
+    // A path of one point has no walls to lack.
+    EXPECT_TRUE(IsClosed(Sweep(shared, {{1, 2, 3}})));
+}
+
 TEST(SweptVolume, TrianglesThatNameAPointTwiceOrOneThatIsNotThereAreLeftOut)
 {
     const IndexedMesh cube = Support::Cube();
@@ -637,10 +671,84 @@ TEST(SweptVolume, WindsRoundAPointAsOftenAsTheBodyComesOverIt)
     EXPECT_GT(met[3], Support::Rounds(20));
 }
 
+// Faces along a step are forward or backward as rounding has it, step by step, when the step is not
+// along an axis: they turn at joints where nothing does, and their copies and walls enclose
+// nothing.
+TEST(SweptVolume, FacesAlongAStepMayTurnAndEncloseNothing)
+{
+    const auto turned = [](const Vec3d& p) {
+        const double x = (3 * p.x() - 4 * p.y()) / 5;
+        const double y = (4 * p.x() + 3 * p.y()) / 5;
+        return Vec3d((12 * x - 5 * p.z()) / 13, y, (5 * x + 12 * p.z()) / 13);
+    };
+    const Body cube = ConvexBody("cube", Support::Mapped(Support::Cube(), turned));
+    Path path;
+    for (int i = 0; i <= 50; ++i) {
+        path.push_back(turned({0.37 * i, 0, 0}));
+    }
+    const IndexedMesh shell = Sweep(cube.mesh, path);
+    EXPECT_GT(TriangleCount(shell), 12U + 50U * 8U) << "none turns: the test says nothing";
+    EXPECT_TRUE(IsClosed(shell));
+    EXPECT_NEAR(Support::VolumeOf(shell), 1 + 50 * 0.37, 1e-12);
+    Random random(9);
+    for (int i = 0; i < Support::Rounds(200); ++i) {
+        const Vec3d x(random.Between(-1, 20), random.Between(-0.5, 1.5), random.Between(-0.5, 1.5));
+        EXPECT_NEAR(WindingNumber(shell, turned(x)), VisitsOf(cube, path, turned(x), 0), 1e-3);
+    }
+}
+
+// Parts as programs write them, of which one has triangles without area and such that name a corner
+// twice: at any place of the path, what is in the part is wound round.
+TEST(SweptVolume, OfARealPartWindsRoundAllThatIsInIt)
+{
+    for (const char* const name : {"meshes_cad/round.stl", "with_degenerate/nist_ftc_06.stl"}) {
+        SCOPED_TRACE(name);
+        const auto file = Support::SharedData(name);
+        SORVANE_NEED_DATA(file);
+        const IndexedMesh part = Support::WeldedStl<double>(file);
+        ASSERT_FALSE(part.points.empty());
+        Vec3d low = part.points[0];
+        Vec3d high = low;
+        for (const Vec3d& p : part.points) {
+            for (int axis = 0; axis < 3; ++axis) {
+                low[axis] = std::min(low[axis], p[axis]);
+                high[axis] = std::max(high[axis], p[axis]);
+            }
+        }
+        const Vec3d size = high - low;
+        // Along axes and in general, there and back.
+        const std::vector<Vec3d> shares{
+            {1e6, 0, -1e6}, {1e6, 0.5, -1e6}, {1e6 + 0.3, 0.7, -1e6}, {1e6, 0.5, -1e6}};
+        Path path;
+        for (const Vec3d& share : shares) {
+            path.push_back({share[0] * size[0], share[1] * size[1], share[2] * size[2]});
+        }
+        const IndexedMesh shell = Sweep(part, path);
+        EXPECT_TRUE(IsClosed(shell));
+        Random random(7);
+        int inside = 0;
+        while (inside < Support::Rounds(20)) {
+            Vec3d x = low;
+            for (int axis = 0; axis < 3; ++axis) {
+                x[axis] += size[axis] * random.Unit();
+            }
+            if (WindingNumber(part, x) < 0.5) {
+                continue;
+            }
+            ++inside;
+            const auto s =
+                static_cast<std::size_t>(random.Below(static_cast<int>(path.size()) - 1));
+            const Vec3d place = path[s] + (path[s + 1] - path[s]) * random.Unit();
+            EXPECT_GT(WindingNumber(shell, place + x), 1 - 1e-3);
+        }
+    }
+}
+
+// More triangles than a few tasks take, the last of which is not full.
 TEST(SweptVolume, HasTheSameBitsOnAnyNumberOfThreads)
 {
-    const IndexedMesh body = Support::Sphere(6);
-    ASSERT_GT(TriangleCount(body), 3U * 8192U);
+    const IndexedMesh body = Support::Torus(150, 91);
+    ASSERT_EQ(TriangleCount(body), 3U * 8192U + 2724U);
     Random random(6);
     const Path path = RandomPath(random, {0, 0, 0});
     std::vector<IndexedMesh> shells;
@@ -649,6 +757,8 @@ TEST(SweptVolume, HasTheSameBitsOnAnyNumberOfThreads)
     }
     EXPECT_TRUE(shells[0] == shells[1]);
     EXPECT_TRUE(shells[0] == shells[2]);
+    const double expected = SweptVolumeOf(body, path);
+    EXPECT_NEAR(Support::VolumeOf(shells[0]), expected, 1e-11 * expected);
 }
 
 // --- copies -------------------------------------------------------------------------------------
@@ -785,6 +895,11 @@ TEST(SweptVolume, MorePointsThanIndicesEndInALengthError)
         path.push_back({0, 0, 1.0 * s});
     }
     DirtySweptVolume sweep(leaves);
+    EXPECT_THROW(sweep(path), std::length_error);
+    // The path's rest isn't walked: all of this one would take a minute.
+    while (path.size() < 400'000) {
+        path.push_back({0, 0, 1.0 * static_cast<double>(path.size())});
+    }
     EXPECT_THROW(sweep(path), std::length_error);
     path.resize(2);
     EXPECT_EQ(TriangleCount(sweep(path)), 8U * kLeaves);
