@@ -195,7 +195,7 @@ TEST(EmbedPolylines, RepeatedPointsGoBeforeStepsAreTaken)
     EXPECT_EQ(mesh, other);
 }
 
-TEST(EmbedPolylines, NodesDrawPointsWithinFiveHundredMillionths)
+TEST(EmbedPolylines, NodesDrawPointsWithinTheReachOfTheImprint)
 {
     const IndexedMesh grid = Support::Grid(4, 4);
     const auto middleNodes = [&](const Vec3d& middle) {
