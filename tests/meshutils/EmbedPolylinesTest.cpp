@@ -178,6 +178,56 @@ TEST(EmbedPolylines, RepeatedPointsGoFirst)
     EXPECT_EQ(mesh, other);
 }
 
+TEST(EmbedPolylines, RepeatedPointsGoBeforeStepsAreTaken)
+{
+    // Small detours about the points make the way longer, and so would shift all steps.
+    const Curve line{{0.3, 0.6, 0}, {1.1, 1.9, 0}, {3.4, 2.1, 0}};
+    Curve jagged;
+    for (const Vec3d& p : line) {
+        jagged.push_back(p);
+        if (!(p == line.back())) {
+            jagged.insert(jagged.end(), {p + Vec3d{-0.05, 0.04, 0}, p + Vec3d{0.03, 0.06, 0}});
+        }
+    }
+    IndexedMesh mesh = Support::Grid(4, 4);
+    IndexedMesh other = mesh;
+    EXPECT_EQ(EmbedPolylines(mesh, {line}, 0.1, 0.37), EmbedPolylines(other, {jagged}, 0.1, 0.37));
+    EXPECT_EQ(mesh, other);
+}
+
+TEST(EmbedPolylines, NodesDrawPointsWithinTheReachOfTheImprint)
+{
+    const IndexedMesh grid = Support::Grid(4, 4);
+    const auto middleNodes = [&](const Vec3d& middle) {
+        IndexedMesh mesh = grid;
+        const auto lists =
+            EmbedPolylines(mesh, {{{0.3, 0.6, 0}, middle, {3.4, 2.1, 0}}}, 1e-6, 0.0);
+        int count = 0;
+        for (const int n : lists.at(0)) {
+            count += Length(At(mesh, n) - Vec3d{2, 1, 0}) < 1e-6 ? 1 : 0;
+        }
+        const bool hasOwn =
+            std::find(mesh.points.begin(), mesh.points.end(), middle) != mesh.points.end();
+        return std::pair(count, hasOwn);
+    };
+    EXPECT_EQ(middleNodes({2 + 4e-8, 1 + 3e-8, 0}), std::pair(1, false));
+    // Beyond the reach of the node and of the edges that meet in it.
+    EXPECT_TRUE(middleNodes({2 + 4e-7, 1 + 1.5e-7, 0}).second);
+}
+
+TEST(EmbedPolylines, PointsFartherThanAMillionthMillionthFromPointsOfTheMeshDropOut)
+{
+    // Two points are not imprinted, and so not moved onto the corner.
+    IndexedMesh mesh = Support::Grid(4, 4);
+    const auto lists =
+        EmbedPolylines(mesh, {{{5e-13, 0, 0}, {4, 4, 0}}, {{1e-9, 0, 0}, {4, 4, 0}}}, 1e-6, 0.0);
+    ASSERT_EQ(lists.size(), 2U);
+    ASSERT_EQ(lists[0].size(), 2U);
+    EXPECT_EQ(At(mesh, lists[0][0]), Vec3d());
+    ASSERT_EQ(lists[1].size(), 1U);
+    EXPECT_EQ(At(mesh, lists[1][0]), (Vec3d{4, 4, 0}));
+}
+
 TEST(EmbedPolylines, UnusedPointsGoAndPointsAreSorted)
 {
     IndexedMesh mesh = Support::Grid(3, 3);
@@ -203,6 +253,10 @@ TEST(EmbedPolylines, HostileInput)
     IndexedMesh points{{{0, 0, 0}, {1, 0, 0}}, {}};
     EXPECT_TRUE(EmbedPolylines(points, {line}, 1e-6, 0.5).empty());
     EXPECT_TRUE(points.indices.empty());
+    Support::ExpectAssertions(1); // a triple with a point twice
+    IndexedMesh refused{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {0, 1, 1}};
+    EXPECT_TRUE(EmbedPolylines(refused, {line}, 1e-6, 0.5).empty());
+    EXPECT_TRUE(refused.indices.empty()) << "what the imprint leaves";
     // Polylines that are none leave a list each, and the others in peace.
     IndexedMesh mesh = Support::Grid(4, 4);
     IndexedMesh clean = mesh;

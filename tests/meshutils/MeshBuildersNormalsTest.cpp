@@ -239,6 +239,23 @@ TEST(NormalGroups, AtAResolutionOfZeroADotProductThatRoundsToOneIsNoGap)
     EXPECT_EQ(RepresentativeNormalGrouping(apart, 0.0), (Groups{1, 0}));
 }
 
+TEST(NormalGroups, ADotProductThatRoundsToMoreThanOneIsNoGapEither)
+{
+    // Its arc cosine is not a number, which ends nothing.
+    Support::Random random(46);
+    int count = 0;
+    for (int trial = 0; trial < 2000 && count < 20; ++trial) {
+        const Vec3d a = Vector::Normalized(random.Vector<3, double>(-1, 1), 1e-12);
+        const Vec3d b = Vector::Normalized(a + random.Vector<3, double>(-1e-9, 1e-9), 1e-12);
+        // Each is nearer to itself than to the other, so that both remain until pairs are dropped.
+        if (a * b > 1 && a * a >= a * b && b * b >= a * b) {
+            ++count;
+            EXPECT_EQ(CountOf(RepresentativeNormalGrouping({a, b}, 0.0)), 1U) << trial;
+        }
+    }
+    EXPECT_GT(count, 5);
+}
+
 TEST(NormalGroups, FromFourPiOnAllAreOneGroup)
 {
     const Normals normals = Mesh::Normals(Support::Sphere(2));

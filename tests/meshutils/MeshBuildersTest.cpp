@@ -3,6 +3,8 @@
 
 #include <Sorvane/MeshBuilders_E.h>
 #include <Sorvane/MeshQueries_E.h>
+#include <Sorvane/Remesh_E.h>
+#include <Sorvane/Tessellation_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Matrix_E.h>
@@ -803,6 +805,113 @@ TEST(SurfaceIntoCurve, ASaddleIsARelaxedSurfaceWithTheCurveAsItsBoundary)
     // The surface of least bending energy of springs over this curve is near the harmonic one,
     // height * r^2 * cos(2 t).
     EXPECT_LT(off, 0.02);
+}
+
+/// What the surface is defined as, for a curve without straight stretches and without places that
+/// come twice: the layout's triangles in space, remeshed, and relaxed round by round over all
+/// nodes. `rounds` receives the number of rounds.
+IndexedMesh SurfaceOneByOne(const FlatCurve& flat, const Curve& curve, int& rounds)
+{
+    const auto triangles = Mesh::TessellateFlatBoundary(flat);
+    IndexedMesh lifted;
+    lifted.indices = triangles.indices;
+    for (const Vec2d& p : triangles.points) {
+        const auto place = std::find(flat.begin(), flat.end() - 1, p);
+        EXPECT_NE(place, flat.end() - 1);
+        lifted.points.push_back(curve[static_cast<std::size_t>(place - flat.begin())]);
+    }
+    double length = 0;
+    for (std::size_t k = 0; k + 2 < curve.size(); ++k) {
+        length += Vector::Length(curve[k + 1] - curve[k]);
+    }
+    length /= static_cast<double>(curve.size() - 2);
+    IndexedMesh surface;
+    Mesh::IsotropicRemesh(lifted, surface, 120.0, length, 10, true);
+    // Remeshing leaves rounding errors on points of the boundary, which are to be those given.
+    for (const auto& edge : Mesh::BoundaryEdges(surface)) {
+        Vec3d& p = surface.points[static_cast<std::size_t>(edge.first)];
+        p = *std::min_element(curve.begin(), curve.end(), [&](const Vec3d& a, const Vec3d& b) {
+            return Vector::Length(a - p) < Vector::Length(b - p);
+        });
+    }
+    SurfaceMesh mesh;
+    mesh.LoadIndexedPoints(surface);
+    for (rounds = 0; rounds < 500;) {
+        Curve next;
+        double most = 0;
+        for (int n = 0; n < mesh.NodeCount(); ++n) {
+            next.push_back(mesh.NodeRecord(n)->position);
+            const std::vector<int> ring = mesh.NodeNodes(n);
+            if (mesh.IsBoundaryNode(n) || ring.empty()) {
+                continue;
+            }
+            Vec3d mean;
+            for (const int m : ring) {
+                mean += mesh.NodeRecord(m)->position;
+            }
+            next.back() = mean / static_cast<double>(ring.size());
+            most = std::max(most, Vector::Length(next.back() - mesh.NodeRecord(n)->position));
+        }
+        for (int n = 0; n < mesh.NodeCount(); ++n) {
+            mesh.NodeRecord(n)->position = next[static_cast<std::size_t>(n)];
+        }
+        ++rounds;
+        if (most < 1e-6) {
+            break;
+        }
+    }
+    mesh.ExportIndexedPoints(surface, 1e-12);
+    return surface;
+}
+
+TEST(SurfaceIntoCurve, IsWhatItIsDefinedAs)
+{
+    Support::Random random(37);
+    int atRest = 0;
+    int outOfRounds = 0;
+    for (const double size : {0.01, 1.0, 300.0}) {
+        for (const int count : {12, size > 1 ? 60 : 40}) {
+            // A closing segment far longer than the others. Rough heights fold the triangles
+            // before they are remeshed, some of them beyond the angle that keeps a crease; smooth
+            // ones make a fine surface, which takes long to come to rest.
+            const double rough = count == 60 ? 0.02 : 0.7;
+            FlatCurve flat;
+            Curve curve;
+            for (int i = 0; i < count; ++i) {
+                const double t = (kTwoPi<double> - 0.9) * i / (count - 1);
+                flat.push_back(Vec2d{std::cos(t), std::sin(t)} * size);
+                curve.push_back(
+                    Tilted(flat.back(), size * (0.4 * std::cos(2 * t) + random.Between(0, rough))));
+            }
+            flat = Closed(flat);
+            curve = Closed(curve);
+            int rounds = 0;
+            const IndexedMesh expected = SurfaceOneByOne(flat, curve, rounds);
+            const IndexedMesh surface = MeshUtils::UnprojectFlatTessellationTo3D(flat, curve);
+            EXPECT_TRUE(surface == expected) << size << ", " << count;
+            EXPECT_FALSE(surface.indices.empty());
+            atRest += rounds < 500 ? 1 : 0;
+            outOfRounds += rounds == 500 ? 1 : 0;
+        }
+    }
+    EXPECT_GT(atRest, 0);
+    EXPECT_GT(outOfRounds, 0);
+}
+
+TEST(SurfaceIntoCurve, PointsOfTheCurveThatAreNearEachOtherStayTwo)
+{
+    Curve curve;
+    for (int i = 0; i < 40; ++i) {
+        const double t = kTwoPi<double> * i / 40;
+        curve.push_back({std::cos(t), std::sin(t), 0.1 * std::cos(2 * t)});
+        if (i % 10 == 3) {
+            curve.push_back(curve.back() + Vec3d{-1e-10 * std::sin(t), 1e-10 * std::cos(t), 0});
+        }
+    }
+    curve = Closed(curve);
+    const IndexedMesh surface = MeshUtils::TessellatePointStream(curve);
+    ASSERT_FALSE(surface.indices.empty());
+    EXPECT_TRUE(BoundaryPlaces(surface) == SegmentPlaces(curve));
 }
 
 TEST(SurfaceIntoCurve, ClosesAHole)
