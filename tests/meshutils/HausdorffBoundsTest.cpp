@@ -280,6 +280,29 @@ TEST(HausdorffBounds, HoldForRandomSoups)
     }
 }
 
+TEST(HausdorffBounds, HoldForAFewTrianglesAndRoughAccuracies)
+{
+    // With little else around, every corner of every part matters.
+    Random random(41);
+    for (int round = 0; round < 120; ++round) {
+        SCOPED_TRACE(round);
+        const auto few = [&] {
+            IndexedMesh mesh;
+            for (int i = random.Below(4); i >= 0; --i) {
+                const Vec3d at = random.Vector<3, double>(-1, 1);
+                for (int k = 0; k < 3; ++k) {
+                    mesh.indices.push_back(static_cast<int>(mesh.points.size()));
+                    mesh.points.push_back(at + random.Vector<3, double>(-1, 1));
+                }
+            }
+            return mesh;
+        };
+        const IndexedMesh a = few();
+        const IndexedMesh b = few();
+        Checked(a, b, std::pow(10.0, -1 - round % 5), 60);
+    }
+}
+
 struct PairOfParts {
     const char* first;
     const char* second;
