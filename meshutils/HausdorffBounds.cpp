@@ -156,25 +156,38 @@ double GreatestSquaredDistance(const Corners& triangle, const Part& part, double
     return greatest;
 }
 
-/// A triangle of B, and the three planes of the prism over it.
+/// A triangle of B, and the three planes of the prism over it, which only those know that have been
+/// asked for it: most candidates hold a part as it is.
 struct Candidate {
+    enum class Prism { unknown, none, known };
+
     Corners corner;
     Box box;
-    std::array<Vec3d, 3> inward; // of unit length; zero for a triangle without area
-    bool hasPrism = false;
+    std::array<Vec3d, 3> inward; // of unit length
+    Prism prism = Prism::unknown;
 
     explicit Candidate(const Corners& triangle) : corner(triangle)
     {
         for (const Vec3d& point : corner) {
             box.Grow(point);
         }
-        const Vec3d normal =
-            Intersect::Impl::NormalOf(triangle[1] - triangle[0], triangle[2] - triangle[0]);
-        hasPrism = true;
-        for (std::size_t k = 0; k < 3; ++k) {
-            inward[k] = Vector::Normalized(normal ^ (triangle[(k + 1) % 3] - triangle[k]), 0.0);
-            hasPrism = hasPrism && SquaredLength(inward[k]) > 0;
+    }
+
+    /// False for a triangle without area. Otherwise `inward` is set.
+    bool HasPrism()
+    {
+        if (prism == Prism::unknown) {
+            const Vec3d normal =
+                Intersect::Impl::NormalOf(corner[1] - corner[0], corner[2] - corner[0]);
+            prism = Prism::known;
+            for (std::size_t k = 0; k < 3; ++k) {
+                inward[k] = Vector::Normalized(normal ^ (corner[(k + 1) % 3] - corner[k]), 0.0);
+                if (!(SquaredLength(inward[k]) > 0)) {
+                    prism = Prism::none;
+                }
+            }
         }
+        return prism == Prism::known;
     }
 };
 
@@ -510,8 +523,8 @@ private:
     void CutOut(std::size_t place, const Part& part, std::size_t next, double squaredLimit,
                 double& squared)
     {
-        const Candidate& candidate = candidates_[place];
-        if (!candidate.hasPrism) {
+        Candidate& candidate = candidates_[place];
+        if (!candidate.HasPrism()) {
             return;
         }
         const std::size_t waiting = parts_.size();
@@ -551,13 +564,6 @@ private:
 
 // --- one way ------------------------------------------------------------------------------------
 
-/// Two surfaces, as one looks at the other.
-struct Side {
-    const Surface& from;
-    const Surface& to;
-    const TriangleTree& toTree;
-};
-
 /// Triangles that count: those that the search tree takes.
 std::vector<int> UsableTriangles(const Surface& surface)
 {
@@ -576,11 +582,20 @@ std::vector<int> UsableTriangles(const Surface& surface)
     return numbers;
 }
 
+/// Two surfaces, as one looks at the other, with the triangles that count.
+struct Side {
+    const Surface& from;
+    const std::vector<int>& fromTriangles;
+    const Surface& to;
+    const std::vector<int>& toTriangles;
+    const TriangleTree& toTree;
+};
+
 /// The triangle behind each edge, -1 where none is known. They only spare searches, so that a mesh
 /// with triangles that don't count goes without.
-std::vector<std::array<int, 3>> NeighborsIn(const Surface& surface)
+std::vector<std::array<int, 3>> NeighborsIn(const Surface& surface, std::size_t usable)
 {
-    if (UsableTriangles(surface).size() * 3 != surface.indices.size()) {
+    if (usable * 3 != surface.indices.size()) {
         return std::vector<std::array<int, 3>>(surface.indices.size() / 3, {-1, -1, -1});
     }
     return Mesh::NeighborFacets(surface);
@@ -605,10 +620,9 @@ public:
     /// Step 1 without the seeds.
     void MeasurePoints()
     {
-        triangles_ = UsableTriangles(side_.from);
         placeOf_.assign(side_.from.points.size(), -1);
         std::vector<Vec3d> points;
-        for (const int triangle : triangles_) {
+        for (const int triangle : side_.fromTriangles) {
             for (std::size_t k = 0; k < 3; ++k) {
                 int& place = placeOf_[PointNumber(triangle, k)];
                 if (place < 0) {
@@ -618,12 +632,12 @@ public:
             }
         }
         samples_ = SamplesOf(points, side_.toTree);
-        for (const int triangle : triangles_) {
+        for (const int triangle : side_.fromTriangles) {
             for (std::size_t k = 0; k < 3; ++k) {
                 farthest_.Offer(SampleAt(triangle, k), triangle);
             }
         }
-        halvingsLeft_ = kMostHalvings + kHalvingsPerTriangle * triangles_.size();
+        halvingsLeft_ = kMostHalvings + kHalvingsPerTriangle * side_.fromTriangles.size();
     }
 
     /// The places of the other surface where the farthest points of this one have their nearest,
@@ -661,14 +675,14 @@ public:
     /// Steps 2 and 3.
     void Run(double accuracy)
     {
-        neighbors_ = NeighborsIn(side_.to);
+        neighbors_ = NeighborsIn(side_.to, side_.toTriangles.size());
         std::vector<Item> open = Certified(
-            triangles_.size(),
+            side_.fromTriangles.size(),
             [&](std::size_t i) {
                 Item item;
-                item.triangle = triangles_[i];
+                item.triangle = side_.fromTriangles[i];
                 for (std::size_t k = 0; k < 3; ++k) {
-                    item.corner[k] = SampleAt(triangles_[i], k);
+                    item.corner[k] = SampleAt(side_.fromTriangles[i], k);
                 }
                 return item;
             },
@@ -809,8 +823,7 @@ private:
     }
 
     Side side_;
-    std::vector<int> triangles_; // of A that count
-    std::vector<int> placeOf_;   // of a point of A in `samples_`, or -1
+    std::vector<int> placeOf_; // of a point of A in `samples_`, or -1
     std::vector<Sample> samples_;
     std::vector<std::array<int, 3>> neighbors_; // of the triangles of B
     Place farthest_;
@@ -824,9 +837,9 @@ struct Extent {
     double largest = 0;
     Bounding::AxisAlignedBoundingBox<3, double> box;
 
-    void Add(const Surface& surface)
+    void Add(const Surface& surface, const std::vector<int>& triangles)
     {
-        for (const int triangle : UsableTriangles(surface)) {
+        for (const int triangle : triangles) {
             for (const Vec3d& corner :
                  Impl::TriangleAt(surface.points, surface.indices, triangle)) {
                 largest = std::max(largest, Math::Impl::LargestMagnitude(corner));
@@ -854,16 +867,18 @@ HausdorffBoundsReport HausdorffBounds(const Mesh::IndexedPointsBase<3, double>& 
         return report;
     }
     Extent extent;
-    extent.Add(meshA);
-    extent.Add(meshB);
+    const std::vector<int> trianglesA = UsableTriangles(meshA);
+    const std::vector<int> trianglesB = UsableTriangles(meshB);
+    extent.Add(meshA, trianglesA);
+    extent.Add(meshB, trianglesB);
     const double rounding = kRounding * extent.largest;
     const double least = std::max(kLeastAccuracy * Length(extent.box.max - extent.box.min),
                                   kLeastRoundings * rounding);
     // In this form also for NaN. What the bounds are moved apart is part of the accuracy.
     const double share = (accuracy > least ? accuracy : least) - 2 * rounding;
 
-    Search first({meshA, meshB, treeB});
-    Search second({meshB, meshA, treeA});
+    Search first({meshA, trianglesA, meshB, trianglesB, treeB});
+    Search second({meshB, trianglesB, meshA, trianglesA, treeA});
     first.MeasurePoints();
     second.MeasurePoints();
     const auto seedsOfFirst = first.Seeds();

@@ -7,7 +7,9 @@
 // point costs O(log n) as a rule. Triangles with a subscript out of range, a coordinate that is not
 // finite or beyond 1e150 are passed over, and so is a mesh that `Mesh::IsEmpty`. Results are the same
 // bits for any number of threads. Of triangles at the same distance the one with the lowest number
-// answers. Lengths have the unit of the points.
+// answers. Lengths have the unit of the points. Distances of parts and coordinates beyond 1e75, or of
+// triangles below 1e-75, whose squared areas are no numbers, are those from the triangles' edges alone,
+// with and without bounds.
 #pragma once
 
 #include <Sorvane/Export_E.h>

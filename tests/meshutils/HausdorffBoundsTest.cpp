@@ -176,6 +176,48 @@ TEST(HausdorffBounds, SeeAGapInTheOtherSurface)
     ExpectHolds(Checked(plate, cut, 1e-6).first, std::sqrt(1.01));
 }
 
+TEST(HausdorffBounds, SeeAGapWhereverItIs)
+{
+    // One square is missing from a floor of 12 x 12. Over its middle, wherever that is, a plate is
+    // half a square farther off than anywhere else, and no corner of the coarse plates is near.
+    Random random(17);
+    for (int round = 0; round < 40; ++round) {
+        SCOPED_TRACE(round);
+        const int column = 1 + random.Below(10);
+        const int row = 1 + random.Below(10);
+        IndexedMesh floor = Support::Grid(12, 12);
+        const auto isMissing = [&](std::size_t first) {
+            double x = 0;
+            double y = 0;
+            for (std::size_t k = first; k < first + 3; ++k) {
+                x += Support::PointOf(floor, k)[0] / 3;
+                y += Support::PointOf(floor, k)[1] / 3;
+            }
+            return x > column && x < column + 1 && y > row && y < row + 1;
+        };
+        std::vector<int> kept;
+        for (std::size_t i = 0; i < floor.indices.size(); i += 3) {
+            if (!isMissing(i)) {
+                kept.insert(kept.end(), &floor.indices[i], &floor.indices[i] + 3);
+            }
+        }
+        ASSERT_EQ(kept.size() + 6, floor.indices.size());
+        floor.indices = kept;
+        const int coarse = 1 + round % 3;
+        const double height = round % 2 == 0 ? 0.0 : 0.7;
+        const IndexedMesh plate = Support::GridMesh<double>(coarse, coarse, [&](int x, int y) {
+            return Vec3d(12.0 * x / coarse, 12.0 * y / coarse, height);
+        });
+        const auto report = HausdorffBounds(plate, floor, 1e-6);
+        const double expected = std::sqrt(height * height + 0.25);
+        ExpectHolds(report.first, expected);
+        EXPECT_LE(report.first.upper, expected + 1e-6);
+        EXPECT_NEAR(report.first.point[0], column + 0.5, 2e-3);
+        EXPECT_NEAR(report.first.point[1], row + 0.5, 2e-3);
+        ExpectHolds(report.second, height);
+    }
+}
+
 TEST(HausdorffBounds, OfConcentricOctahedra)
 {
     const IndexedMesh small = Support::Octahedron();
@@ -235,6 +277,29 @@ TEST(HausdorffBounds, HoldForRandomSoups)
         };
         Checked(soup(30, 0.7), soup(round % 2 == 0 ? 60 : 5, round % 3 == 0 ? 1.0 : 0.1), 0.01,
                 300);
+    }
+}
+
+TEST(HausdorffBounds, HoldForAFewTrianglesAndRoughAccuracies)
+{
+    // With little else around, every corner of every part matters.
+    Random random(41);
+    for (int round = 0; round < 120; ++round) {
+        SCOPED_TRACE(round);
+        const auto few = [&] {
+            IndexedMesh mesh;
+            for (int i = random.Below(4); i >= 0; --i) {
+                const Vec3d at = random.Vector<3, double>(-1, 1);
+                for (int k = 0; k < 3; ++k) {
+                    mesh.indices.push_back(static_cast<int>(mesh.points.size()));
+                    mesh.points.push_back(at + random.Vector<3, double>(-1, 1));
+                }
+            }
+            return mesh;
+        };
+        const IndexedMesh a = few();
+        const IndexedMesh b = few();
+        Checked(a, b, std::pow(10.0, -1 - round % 5), 60);
     }
 }
 
