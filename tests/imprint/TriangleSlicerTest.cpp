@@ -669,6 +669,50 @@ TEST(SliceByPlane, DegenerateTrianglesLeaveItClosed)
     ExpectClosed(CutAt(soup, 0.5), 0.5, 1e-14);
 }
 
+// Files have triangles of three corners in one line, where a long edge runs beside short ones. A
+// plane along such a line finds a curve that encloses nothing, and corners a rounding apart.
+TEST(SliceByPlane, TrianglesOfThreeCornersInALineStayClosed)
+{
+    Random random(31);
+    for (int trial = 0; trial < Rounds(12, 3); ++trial) {
+        Soup soup = SoupOf(trial % 2 == 0 ? Octahedron() : Cube());
+        for (int k = 0; k < 30; ++k) {
+            const auto i = static_cast<std::size_t>(random.Below(static_cast<int>(soup.size())));
+            const auto [a, b, c] = soup[i];
+            const Vec3d middle = a + (b - a) * random.Unit();
+            soup[i] = {b, c, middle};
+            soup.push_back({c, a, middle});
+            soup.push_back({a, b, middle});
+        }
+        const double scale = trial % 3 == 0 ? 1e3 : 1;
+        soup = MappedSoup(soup, [&](const Vec3d& p) {
+            return Vec3d(0.6 * p[0] - 0.8 * p[1], 0.48 * p[0] + 0.36 * p[1] - 0.8 * p[2],
+                         0.64 * p[0] + 0.48 * p[1] + 0.6 * p[2]) *
+                   scale;
+        });
+        ASSERT_EQ(OpenEdges(soup), 0U);
+        const TriangleSlicer slicer(soup);
+        for (int k = 0; k < 10; ++k) {
+            const auto& t =
+                soup[static_cast<std::size_t>(random.Below(static_cast<int>(soup.size())))];
+            auto normal = random.Vector<3, double>(-1, 1);
+            if (k % 2 == 0) {
+                normal = (t[1] - t[0]) ^ normal; // along an edge
+            }
+            for (const double tolerance : {0.0, 1e-12, 1e-9}) {
+                SCOPED_TRACE(testing::Message() << "trial " << trial << ", plane " << k
+                                                << ", tolerance " << tolerance);
+                const Half half = slicer.SliceTriangles(normal, t[0], false, tolerance);
+                if (!half.triangles.empty()) {
+                    EXPECT_EQ(OpenEdges(Joined(half.triangles, Caps(half))), 0U);
+                    const Soup lid = SoupOf(Mesh::CapOfSections(half));
+                    EXPECT_EQ(OpenEdges(Joined(half.triangles, lid)), 0U);
+                }
+            }
+        }
+    }
+}
+
 TEST(SliceByPlane, TrianglesGivenTwiceOrTurnedGiveClosedCurves)
 {
     const Half twice = CutAt(Joined(CubeSoup(), CubeSoup()), 0.5);
