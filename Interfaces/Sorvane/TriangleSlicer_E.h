@@ -129,8 +129,9 @@ public:
     /// the segments, turned as it is, which cover it: what a tube pierces out of a big triangle
     /// stays there as pieces of its own. Pieces share their corners on the intersection to the bit,
     /// within a triangle, between neighbors and between the two soups, but where segments cross
-    /// inside a triangle. Should the areas of the pieces not add up, the triangle stands among them
-    /// uncut.
+    /// inside a triangle. A cut that ends on an edge divides the triangle on the other side of the
+    /// edge too, also where nothing meets it: the two have the same two corners there. Should the
+    /// areas of the pieces not add up, the triangle stands among them uncut.
     ///
     /// `curves` are the segments, each once, joined at ends that agree within the tolerance.
     /// Expected O((n + m) log m + k log k) for soups of n and m triangles whose boxes meet in some
