@@ -6,7 +6,9 @@
 //    alone, so that neighbors agree to the bit and what was closed stays so.
 // 3. The edges of the kept triangles that lie on the plane, and are not shared by two of them,
 //    bound what has to be closed: reversed, they are the chords of which the sections consist.
-// 4. Chords are linked to curves, and each curve is triangulated in the plane.
+// 4. Chords are linked to curves, and each curve is triangulated in the plane. What the
+// triangulation
+//    takes for one point, or for no area at all, is closed by slivers.
 
 #include <Sorvane/TriangleSlicer_E.h>
 
@@ -23,6 +25,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <unordered_map>
 #include <utility>
 
@@ -239,9 +242,15 @@ bool ClipTriangle(const SoupTriangle& triangle, const Heights& heights, Triangle
         return false;
     }
     const KeptPart kept = KeptPartOf(triangle, heights);
-    if (AppendPieces(kept, pieces)) {
+    const bool isAnyPiece = AppendPieces(kept, pieces);
+    const auto end = kept.vertex.begin() + static_cast<std::ptrdiff_t>(kept.count);
+    const bool reachesBelow =
+        std::any_of(kept.vertex.begin(), end, [](const Vertex& v) { return !v.isAtPlane; });
+    if (isAnyPiece || reachesBelow) {
+        // A triangle without area may leave no piece, its edges run there and back on one line, and
+        // still the curve passes along it from one neighbor to the other.
         AppendChords(kept, chords);
-        return true;
+        return isAnyPiece;
     }
     // Nothing but an edge in the plane, or the point of a corner: the triangle lies above. The edge
     // runs as that of the missing neighbor below would run reversed.
@@ -477,6 +486,164 @@ std::vector<Vec3d> PolylineOf(const Curve& curve, const CutPlane& plane)
     return polyline;
 }
 
+/// The number of each point by its place, in the order in which they come.
+class PointNumbers {
+public:
+    explicit PointNumbers(std::vector<Vec3d>& points) : points_(points) {}
+
+    std::size_t Of(const Vec3d& point)
+    {
+        const auto [found, isNew] = numberOf_.try_emplace(point, points_.size());
+        if (isNew) {
+            points_.push_back(point);
+        }
+        return found->second;
+    }
+
+private:
+    std::vector<Vec3d>& points_;
+    std::unordered_map<Vec3d, std::size_t> numberOf_;
+};
+
+/// Directed edges that cancel where they are run both ways; as walks that pass no point twice.
+class EdgeBalance {
+public:
+    void Add(std::size_t from, std::size_t to)
+    {
+        if (from != to) {
+            edges_.push_back({std::min(from, to), std::max(from, to), from < to ? 1 : -1});
+        }
+    }
+
+    /// What remains, as closed walks; empty if it does not consist of such.
+    std::vector<std::vector<std::size_t>> Cycles(std::size_t points)
+    {
+        std::sort(edges_.begin(), edges_.end(), [](const Edge& a, const Edge& b) {
+            return a.low != b.low ? a.low < b.low : a.high < b.high;
+        });
+        std::vector<std::vector<std::size_t>> next(points);
+        for (std::size_t first = 0; first < edges_.size();) {
+            const Edge edge = edges_[first];
+            int balance = 0;
+            for (; first < edges_.size() && edges_[first].low == edge.low &&
+                   edges_[first].high == edge.high;
+                 ++first) {
+                balance += edges_[first].balance;
+            }
+            for (int i = 0; i < std::abs(balance); ++i) {
+                next[balance > 0 ? edge.low : edge.high].push_back(balance > 0 ? edge.high
+                                                                               : edge.low);
+            }
+        }
+        std::vector<std::vector<std::size_t>> cycles;
+        std::vector<char> isInWalk(points, 0);
+        std::vector<std::size_t> walk;
+        for (std::size_t start = 0; start < points; ++start) {
+            while (!next[start].empty()) {
+                walk.assign(1, start);
+                isInWalk[start] = 1;
+                while (!walk.empty() && !next[walk.back()].empty()) {
+                    const std::size_t to = next[walk.back()].back();
+                    next[walk.back()].pop_back();
+                    if (isInWalk[to] == 0) {
+                        isInWalk[to] = 1;
+                        walk.push_back(to);
+                        continue;
+                    }
+                    const auto begin = std::find(walk.rbegin(), walk.rend(), to).base() - 1;
+                    cycles.emplace_back(begin, walk.end());
+                    for (auto passed = begin + 1; passed != walk.end(); ++passed) {
+                        isInWalk[*passed] = 0;
+                    }
+                    walk.erase(begin + 1, walk.end());
+                }
+                if (walk.size() > 1) {
+                    return {};
+                }
+                isInWalk[start] = 0;
+            }
+        }
+        return cycles;
+    }
+
+private:
+    struct Edge {
+        std::size_t low;
+        std::size_t high;
+        int balance;
+    };
+    std::vector<Edge> edges_;
+};
+
+/// Closes what is left between outlines and the triangles that fill them, where it has no area.
+///
+/// The triangulation takes corners within its tolerance for one and passes over curves that enclose
+/// nothing, such as that around a triangle of three corners in one line. The triangles kept have
+/// their edges there all the same.
+void AppendSlivers(const std::vector<const std::vector<Vec3d>*>& outlines,
+                   IndexedPointsBase<3, double>& filled)
+{
+    std::vector<Vec3d> points;
+    PointNumbers numbers(points);
+    EdgeBalance missing;
+    for (const std::vector<Vec3d>* outline : outlines) {
+        for (std::size_t i = 0; i < outline->size(); ++i) {
+            missing.Add(numbers.Of((*outline)[i]),
+                        numbers.Of((*outline)[(i + 1) % outline->size()]));
+        }
+    }
+    const std::vector<int>& indices = filled.indices;
+    const auto cornerAt = [&](std::size_t i) {
+        return numbers.Of(filled.points[static_cast<std::size_t>(indices[i])]);
+    };
+    for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            missing.Add(cornerAt(i + (k + 1) % 3), cornerAt(i + k));
+        }
+    }
+    const std::vector<std::vector<std::size_t>> cycles = missing.Cycles(points.size());
+    if (cycles.empty()) {
+        return;
+    }
+    std::unordered_map<Vec3d, int> place;
+    for (std::size_t i = 0; i < filled.points.size(); ++i) {
+        place.try_emplace(filled.points[i], static_cast<int>(i));
+    }
+    const auto placeOf = [&](const Vec3d& point) {
+        const auto [found, isNew] =
+            place.try_emplace(point, static_cast<int>(filled.points.size()));
+        if (isNew) {
+            filled.points.push_back(point);
+        }
+        return found->second;
+    };
+    constexpr double kRoundings = 64.0 * 0x1p-52;
+    double narrow = 1e-11;
+    for (const Vec3d& point : points) {
+        narrow = std::max(narrow, kRoundings * Math::Impl::LargestMagnitude(point));
+    }
+    for (const std::vector<std::size_t>& cycle : cycles) {
+        double doubledArea = 0.0;
+        double perimeter = 0.0;
+        for (std::size_t i = 0; i < cycle.size(); ++i) {
+            const Vec3d& first = points[cycle[0]];
+            const Vec3d& from = points[cycle[i]];
+            const Vec3d& to = points[cycle[(i + 1) % cycle.size()]];
+            doubledArea += Length((from - first) ^ (to - first));
+            perimeter += Length(to - from);
+        }
+        constexpr double kNarrowShare = 1e-9;
+        if (doubledArea > perimeter * std::max(narrow, kNarrowShare * perimeter)) {
+            continue; // outlines that cross: this is not to be filled
+        }
+        for (std::size_t i = 1; i + 1 < cycle.size(); ++i) {
+            for (const std::size_t corner : {cycle[0], cycle[i], cycle[i + 1]}) {
+                filled.indices.push_back(placeOf(points[corner]));
+            }
+        }
+    }
+}
+
 /// The region of outlines in the plane, each corner taken back to where it came from.
 IndexedPointsBase<3, double> Filled(const std::vector<const std::vector<Vec3d>*>& outlines,
                                     const PlaneFrame& frame)
@@ -523,6 +690,7 @@ Section SectionOf(const Curve& curve, const CutPlane& plane, const PlaneFrame& f
             std::swap(section.cap.indices[i + 1], section.cap.indices[i + 2]);
         }
     }
+    AppendSlivers({&section.outline}, section.cap);
     return section;
 }
 
@@ -652,7 +820,9 @@ IndexedPointsBase<3, double> CapOfSections(const TriangleSlicer::HalfspaceTriang
         !Math::Impl::IsUsable(half.origin)) {
         return {};
     }
-    return Filled(outlines, PlaneFrame(half.normal, half.origin));
+    IndexedPointsBase<3, double> lid = Filled(outlines, PlaneFrame(half.normal, half.origin));
+    AppendSlivers(outlines, lid);
+    return lid;
 }
 
 } // namespace Velk::Math::Sorvane::Mesh

@@ -6,6 +6,8 @@
 //    among them: what meets there has the same bits in every triangle.
 // 3. Each triangle that is cut is triangulated by itself, in its plane, with its segments as
 //    constraints. The points go back to space by their numbers, not by calculation.
+// 4. Points on an edge that a neighbor has and the triangle on the other side has not, as it is cut
+//    nowhere there, are inserted in that one too.
 
 #include "imprint/TriangleMeetings_Impl.h"
 #include "imprint/TriangleSlicer_Impl.h"
@@ -149,10 +151,89 @@ private:
 
 double DoubledArea(const Vec2d& a, const Vec2d& b, const Vec2d& c) { return (b - a) ^ (c - a); }
 
-/// The triangle in pieces that have the cuts as edges. The triangle itself when they don't cover
-/// it.
-Triangles PiecesOf(const SoupTriangle& triangle, std::vector<Cut> cuts,
-                   const std::vector<Vec3d>& points)
+/// A point between the ends of an edge, which are in order.
+struct EdgePoint {
+    Vec3d low;
+    Vec3d high;
+    Vec3d point;
+};
+
+EdgePoint OnEdge(const SoupTriangle& triangle, std::size_t edge, const Vec3d& point)
+{
+    const Vec3d& a = triangle[edge];
+    const Vec3d& b = triangle[(edge + 1) % 3];
+    return Impl::Precedes(a, b) ? EdgePoint{a, b, point} : EdgePoint{b, a, point};
+}
+
+bool IsLesserEdge(const EdgePoint& a, const EdgePoint& b)
+{
+    return a.low == b.low ? Impl::Precedes(a.high, b.high) : Impl::Precedes(a.low, b.low);
+}
+
+bool IsLesser(const EdgePoint& a, const EdgePoint& b)
+{
+    return a.low == b.low && a.high == b.high ? Impl::Precedes(a.point, b.point)
+                                              : IsLesserEdge(a, b);
+}
+
+/// What becomes of a triangle.
+struct Pieces {
+    Triangles triangles;
+    std::vector<EdgePoint> onEdges; ///< corners of pieces on the edges of the triangle
+};
+
+/// The corners on the outline that are none of the triangle's.
+std::vector<EdgePoint> EdgePointsOf(const SoupTriangle& triangle,
+                                    const std::array<Vec2d, 3>& corners,
+                                    const std::vector<Vec2d>& vertices,
+                                    const std::vector<Vec3d>& inSpace,
+                                    const std::vector<int>& indices)
+{
+    std::vector<std::pair<int, int>> edges;
+    for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            edges.push_back(std::minmax({indices[i + k], indices[i + (k + 1) % 3]}));
+        }
+    }
+    std::sort(edges.begin(), edges.end());
+    std::vector<int> outline;
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        const bool isInside = (i > 0 && edges[i - 1] == edges[i]) ||
+                              (i + 1 < edges.size() && edges[i + 1] == edges[i]);
+        if (!isInside) {
+            outline.push_back(edges[i].first);
+            outline.push_back(edges[i].second);
+        }
+    }
+    std::sort(outline.begin(), outline.end());
+    outline.erase(std::unique(outline.begin(), outline.end()), outline.end());
+    std::vector<EdgePoint> found;
+    for (const int vertex : outline) {
+        const auto v = static_cast<std::size_t>(vertex);
+        if (std::find(triangle.begin(), triangle.end(), inSpace[v]) != triangle.end()) {
+            continue;
+        }
+        std::size_t nearest = 0;
+        double least = 0.0;
+        for (std::size_t edge = 0; edge < 3; ++edge) {
+            const Vec2d& from = corners[edge];
+            const Vec2d& to = corners[(edge + 1) % 3];
+            const double distance =
+                std::fabs(DoubledArea(from, to, vertices[v])) / Length(to - from);
+            if (edge == 0 || distance < least) {
+                least = distance;
+                nearest = edge;
+            }
+        }
+        found.push_back(OnEdge(triangle, nearest, inSpace[v]));
+    }
+    return found;
+}
+
+/// The triangle in pieces that have the cuts as edges and the extra points, which lie on its edges,
+/// as corners. The triangle itself when they don't cover it.
+Pieces PiecesOf(const SoupTriangle& triangle, std::vector<Cut> cuts,
+                const std::vector<Vec3d>& points, const std::vector<EdgePoint>& extra)
 {
     using Segment = Geometry::SegBase<double>;
     const double tolerance = Impl::AtLeastRounding(kCut, LargestCoordinate(triangle));
@@ -184,9 +265,26 @@ Triangles PiecesOf(const SoupTriangle& triangle, std::vector<Cut> cuts,
     cuts.erase(std::unique(cuts.begin(), cuts.end()), cuts.end());
 
     std::vector<Segment> segments;
-    segments.reserve(cuts.size() + 3);
+    segments.reserve(cuts.size() + extra.size() + 3);
     for (std::size_t i = 0; i < 3; ++i) {
-        segments.push_back({corners[i], corners[(i + 1) % 3]});
+        const Vec2d along = corners[(i + 1) % 3] - corners[i];
+        const EdgePoint edge = OnEdge(triangle, i, Vec3d());
+        std::vector<std::pair<double, Vec2d>> stops;
+        for (const EdgePoint& stop : extra) {
+            if (!IsLesserEdge(stop, edge) && !IsLesserEdge(edge, stop)) {
+                const Vec2d flat = frame.ToPlane(stop.point);
+                origins.Add(flat, stop.point);
+                stops.emplace_back((flat - corners[i]) * along, flat);
+            }
+        }
+        std::sort(stops.begin(), stops.end(),
+                  [](const auto& a, const auto& b) { return a.first < b.first; });
+        Vec2d from = corners[i];
+        for (const auto& [place, stop] : stops) {
+            segments.push_back({from, stop});
+            from = stop;
+        }
+        segments.push_back({from, corners[(i + 1) % 3]});
     }
     for (const auto& [from, to] : cuts) {
         const Segment segment{flatOf(from), flatOf(to)};
@@ -195,7 +293,7 @@ Triangles PiecesOf(const SoupTriangle& triangle, std::vector<Cut> cuts,
         }
     }
     if (segments.size() == 3) {
-        return Triangles(1, triangle);
+        return {{triangle}, {}};
     }
     Intersect::CutAtIntersections(segments, tolerance);
     origins.Sort();
@@ -222,22 +320,26 @@ Triangles PiecesOf(const SoupTriangle& triangle, std::vector<Cut> cuts,
         const Vec3d* origin = origins.Find(vertex);
         inSpace.push_back(origin != nullptr ? *origin : frame.ToSpace(vertex));
     }
-    Triangles pieces;
-    pieces.reserve(indices.size() / 3);
+    Pieces pieces;
+    pieces.triangles.reserve(indices.size() / 3);
     double covered = 0.0;
     for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
         const auto a = static_cast<std::size_t>(indices[i]);
         const auto b = static_cast<std::size_t>(indices[i + 1]);
         const auto c = static_cast<std::size_t>(indices[i + 2]);
         covered += DoubledArea(vertices[a], vertices[b], vertices[c]);
-        pieces.push_back({inSpace[a], inSpace[b], inSpace[c]});
+        pieces.triangles.push_back({inSpace[a], inSpace[b], inSpace[c]});
     }
     const double whole = DoubledArea(corners[0], corners[1], corners[2]);
     // Rounding of the outline sweeps no more than this.
     const double slack = kAreaShare * whole + tolerance * (Length(corners[1] - corners[0]) +
                                                            Length(corners[2] - corners[1]) +
                                                            Length(corners[0] - corners[2]));
-    return std::fabs(covered - whole) <= slack ? pieces : Triangles(1, triangle);
+    if (!(std::fabs(covered - whole) <= slack)) {
+        return {{triangle}, {}};
+    }
+    pieces.onEdges = EdgePointsOf(triangle, corners, vertices, inSpace, indices);
+    return pieces;
 }
 
 // --- a soup -------------------------------------------------------------------------------------
@@ -270,14 +372,68 @@ private:
     std::vector<std::vector<int>> lists_;
 };
 
+/// What neighbors have on the edges of a triangle, and it has not. Nothing for a triangle without
+/// area, which has no plane to be triangulated in.
+std::vector<EdgePoint> MissingPoints(const SoupTriangle& triangle, const Pieces* own,
+                                     const std::vector<EdgePoint>& all)
+{
+    std::vector<EdgePoint> missing;
+    if (!Impl::TakesPart(triangle) ||
+        !(Length((triangle[1] - triangle[0]) ^ (triangle[2] - triangle[0])) > 2.0 * kWeld)) {
+        return missing;
+    }
+    const double tolerance = Impl::AtLeastRounding(kCut, LargestCoordinate(triangle));
+    for (std::size_t edge = 0; edge < 3; ++edge) {
+        const EdgePoint key = OnEdge(triangle, edge, Vec3d());
+        const auto [from, to] = std::equal_range(all.begin(), all.end(), key, IsLesserEdge);
+        if (from == to) {
+            continue;
+        }
+        // Along the edge, at one place what is known first. The next to what is known is no news.
+        const Vec3d along = Vector::Normalized(key.high - key.low, 0.0);
+        std::vector<std::pair<double, const Vec3d*>> stops{{0.0, nullptr},
+                                                           {Length(key.high - key.low), nullptr}};
+        if (own != nullptr) {
+            for (const EdgePoint& point : own->onEdges) {
+                if (!IsLesserEdge(point, key) && !IsLesserEdge(key, point)) {
+                    stops.emplace_back((point.point - key.low) * along, nullptr);
+                }
+            }
+        }
+        for (auto point = from; point != to; ++point) {
+            stops.emplace_back((point->point - key.low) * along, &point->point);
+        }
+        std::stable_sort(stops.begin(), stops.end(),
+                         [](const auto& a, const auto& b) { return a.first < b.first; });
+        double known = stops.front().first - 2.0 * tolerance;
+        std::size_t nextKnown = 0;
+        for (std::size_t i = 0; i < stops.size(); ++i) {
+            const auto& [place, point] = stops[i];
+            if (point == nullptr) {
+                known = place;
+                continue;
+            }
+            nextKnown = std::max(nextKnown, i + 1);
+            while (nextKnown < stops.size() && stops[nextKnown].second != nullptr) {
+                ++nextKnown;
+            }
+            const bool isNews =
+                place - known > tolerance &&
+                (nextKnown == stops.size() || stops[nextKnown].first - place > tolerance);
+            if (isNews) {
+                missing.push_back({key.low, key.high, *point});
+                known = place;
+            }
+        }
+    }
+    return missing;
+}
+
 /// Appends the pieces of all triangles that are cut, and the others where they are wanted.
 void AppendPieces(const Triangles& soup, const MeetingsByTriangle& meetings,
                   const Arrangement& arrangement, Triangles& pieces, Triangles* uncut)
 {
-    const std::vector<int> cut = meetings.Cut();
-    std::vector<Triangles> piecesOf(cut.size());
-    Parallel::Impl::ApplyParallel(std::size_t{0}, cut.size(), [&](std::size_t i) {
-        const auto triangle = static_cast<std::size_t>(cut[i]);
+    const auto cutsOf = [&](std::size_t triangle) {
         std::vector<Cut> cuts;
         for (const int meeting : meetings.Of(triangle)) {
             const Cut& found = arrangement.cuts[static_cast<std::size_t>(meeting)];
@@ -285,13 +441,48 @@ void AppendPieces(const Triangles& soup, const MeetingsByTriangle& meetings,
                 cuts.push_back(found);
             }
         }
-        piecesOf[i] = PiecesOf(soup[triangle], std::move(cuts), arrangement.points);
+        return cuts;
+    };
+    const std::vector<int> cut = meetings.Cut();
+    std::vector<Pieces> piecesOf(cut.size());
+    Parallel::Impl::ApplyParallel(std::size_t{0}, cut.size(), [&](std::size_t i) {
+        const auto triangle = static_cast<std::size_t>(cut[i]);
+        piecesOf[i] = PiecesOf(soup[triangle], cutsOf(triangle), arrangement.points, {});
     });
-    for (const Triangles& part : piecesOf) {
-        pieces.insert(pieces.end(), part.begin(), part.end());
+
+    std::vector<EdgePoint> onEdges;
+    Bounding::AxisAlignedBoundingBox<3, double> box;
+    for (const Pieces& part : piecesOf) {
+        for (const EdgePoint& point : part.onEdges) {
+            onEdges.push_back(point);
+            box.Grow(point.point);
+        }
     }
-    for (std::size_t i = 0; uncut != nullptr && i < soup.size(); ++i) {
-        if (meetings.Of(i).empty()) {
+    std::sort(onEdges.begin(), onEdges.end(), IsLesser);
+    const auto mayMiss = [&](const SoupTriangle& t) {
+        bool isBeside = onEdges.empty();
+        for (int axis = 0; axis < 3; ++axis) {
+            const auto [low, high] = std::minmax({t[0][axis], t[1][axis], t[2][axis]});
+            isBeside = isBeside || high < box.min[axis] || low > box.max[axis];
+        }
+        return !isBeside;
+    };
+    std::size_t next = 0; // in `cut`
+    for (std::size_t i = 0; i < soup.size(); ++i) {
+        const bool isCut = next < cut.size() && cut[next] == static_cast<int>(i);
+        Pieces* const own = isCut ? &piecesOf[next] : nullptr;
+        next += isCut ? 1 : 0;
+        std::vector<EdgePoint> missing;
+        if (mayMiss(soup[i])) {
+            missing = MissingPoints(soup[i], own, onEdges);
+        }
+        if (!missing.empty()) {
+            const Triangles more =
+                PiecesOf(soup[i], cutsOf(i), arrangement.points, missing).triangles;
+            pieces.insert(pieces.end(), more.begin(), more.end());
+        } else if (own != nullptr) {
+            pieces.insert(pieces.end(), own->triangles.begin(), own->triangles.end());
+        } else if (uncut != nullptr) {
             uncut->push_back(soup[i]);
         }
     }

@@ -1,9 +1,8 @@
 // Triangle soups cut by a plane, by another soup, or by themselves.
 //
 //     const Mesh::TriangleSlicer slicer(Mesh::SoupFromIndexedPoints(part));
-//     const auto lower = slicer.SliceTriangles({0, 0, 1}, {0, 0, 12.5}, false, 1e-9); // what lies
-//     below const auto cap = Mesh::CapOfSections(lower);                                    // its
-//     lid
+//     const auto lower = slicer.SliceTriangles({0, 0, 1}, {0, 0, 12.5}, false, 1e-9);
+//     const auto lid = Mesh::CapOfSections(lower); // closes what lies below
 //
 // Triangles take part while their coordinates are finite and within 1e150. Results are the same to
 // the bit for any number of threads. Nothing is thrown except by memory running out.
@@ -35,7 +34,8 @@ public:
         std::vector<Vec3d> polyline;
         /// Triangles of the region that the curve bounds by itself, an open one closed by its
         /// chord: `TessellateFlatBoundary` in the plane. Curves inside of it are not taken out. The
-        /// triangles turn as the curve does.
+        /// triangles turn as the curve does. Corners that the triangulation takes for one, and
+        /// curves without area, have slivers behind the other triangles, so that the cap closes.
         IndexedPointsBase<3, double> cap;
         /// The same curve by the corners of `HalfspaceTriangles::triangles`, to the bit. The points
         /// of `cap` are these.
@@ -129,8 +129,9 @@ public:
     /// the segments, turned as it is, which cover it: what a tube pierces out of a big triangle
     /// stays there as pieces of its own. Pieces share their corners on the intersection to the bit,
     /// within a triangle, between neighbors and between the two soups, but where segments cross
-    /// inside a triangle. Should the areas of the pieces not add up, the triangle stands among them
-    /// uncut.
+    /// inside a triangle. A cut that ends on an edge divides the triangle on the other side of the
+    /// edge too, also where nothing meets it: the two have the same two corners there. Should the
+    /// areas of the pieces not add up, the triangle stands among them uncut.
     ///
     /// `curves` are the segments, each once, joined at ends that agree within the tolerance.
     /// Expected O((n + m) log m + k log k) for soups of n and m triangles whose boxes meet in some
@@ -159,8 +160,9 @@ private:
 /// what lies within an even number of them.
 ///
 /// Its triangles face along the normal, and its corners are those of the outlines to the bit, in
-/// the plane's order and each once, so that it closes `half.triangles`. Outlines that cross, as
-/// those of a soup that cuts itself may, are cut where they do. Empty without sections. O(n log n).
+/// the plane's order and each once, so that it closes `half.triangles`; behind them come slivers
+/// and their corners as in `Section::cap`. Outlines that cross, as those of a soup that cuts itself
+/// may, are cut where they do. Empty without sections. O(n log n).
 SORVANE_API IndexedPointsBase<3, double>
 CapOfSections(const TriangleSlicer::HalfspaceTriangles& half);
 

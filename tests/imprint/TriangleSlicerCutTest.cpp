@@ -319,6 +319,61 @@ TEST(SliceByTriangles, APieceIsNotCutAgain)
     EXPECT_TRUE(again.curves.empty());
 }
 
+// Boxes on a grid: edges of one end on edges of the other, or lie in its faces, so that one of two
+// neighbors is cut up to their edge and the other one is not met at all.
+TEST(SliceByTriangles, BoxesThatShareFacesAndEdgesStayClosed)
+{
+    Random random(21);
+    std::size_t cuts = 0;
+    for (int trial = 0; trial < Rounds(120, 20); ++trial) {
+        const double shift = trial % 3 == 0 ? 0 : trial % 3 == 1 ? 1e3 : 1e6;
+        const auto box = [&] {
+            const auto place = [&] { return 0.5 * random.Below(5); };
+            const Vec3d low(place() + shift, place() - shift, place());
+            const Vec3d size(0.5 + place(), 0.5 + place(), 0.5 + place());
+            return MappedSoup(SoupOf(Cube()), [&](const Vec3d& p) {
+                return Vec3d(low[0] + size[0] * p[0], low[1] + size[1] * p[1],
+                             low[2] + size[2] * p[2]);
+            });
+        };
+        const Soup a = box();
+        const Soup b = box();
+        SCOPED_TRACE(trial);
+        const auto cut = TriangleSlicer(a).SliceTriangles(b);
+        const auto back = TriangleSlicer(b).SliceTriangles(a);
+        EXPECT_EQ(OpenEdges(Joined(cut.first, cut.uncut)), 0U);
+        EXPECT_EQ(OpenEdges(Joined(cut.second, back.uncut)), 0U);
+        EXPECT_NEAR(SoupArea(Joined(cut.first, cut.uncut)), SoupArea(a), 1e-9);
+        EXPECT_NEAR(SoupArea(Joined(cut.second, back.uncut)), SoupArea(b), 1e-9);
+        EXPECT_EQ(OpenEdges(Joined(TriangleSlicer(Joined(a, b)).SelfIntersections().first,
+                                   TriangleSlicer(Joined(a, b)).SelfIntersections().uncut)),
+                  0U);
+        cuts += cut.first.empty() ? 0 : 1;
+    }
+    EXPECT_GT(cuts, 5U);
+}
+
+// All points on one edge, which one of its two triangles has from the other.
+TEST(SliceByTriangles, ManyPointsOnTheEdgeOfANeighbor)
+{
+    constexpr int kPoints = Rounds(4'000, 500);
+    constexpr double kShort = 0.3 / kPoints;
+    Soup fins;
+    for (int i = 0; i < kPoints; ++i) {
+        const double x = -0.99 + 1.98 * i / kPoints;
+        fins.push_back(
+            {Vec3d(x, x, 0), Vec3d(x + kShort, x - kShort, 1), Vec3d(x + kShort, x - kShort, -1)});
+    }
+    const auto cut = TriangleSlicer(Square(1)).SliceTriangles(fins);
+    EXPECT_TRUE(cut.uncut.empty());
+    EXPECT_NEAR(SoupArea(cut.first), 4, 1e-9);
+    std::size_t above = 0;
+    for (const Triangle& t : cut.first) {
+        above += t[0][0] + t[1][0] + t[2][0] < t[0][1] + t[1][1] + t[2][1] ? 1 : 0;
+    }
+    EXPECT_EQ(above, kPoints + 1U); // a fan over the points
+}
+
 // Areas of each triangle by itself: pieces come in the order of their triangles.
 TEST(SliceByTriangles, PiecesCoverTheirTriangles)
 {

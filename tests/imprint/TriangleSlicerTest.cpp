@@ -296,6 +296,52 @@ TEST(SliceByPlane, GapsBelowTheToleranceAreBridged)
     EXPECT_NEAR(AreaAlong(kUp, bridged.sections[0].polyline), 1, 1e-6);
 }
 
+TEST(SliceByPlane, ACornerAtTheToleranceIsNotOnThePlane)
+{
+    // Two corners at it exactly, one on the plane: not all are on it, and what is below stays.
+    const Soup low{{Vec3d(0, 0, 0.25), Vec3d(1, 0, 0.25), Vec3d(0, 1, 0)}};
+    EXPECT_EQ(CutAt(low, 0, 0.25).triangles, low);
+    EXPECT_TRUE(CutAt(low, 0, 0.26).triangles.empty());
+    // Clear of the plane by more than 1e-10, though within the tolerance.
+    const Soup beneath{{Vec3d(0, 0, -2e-10), Vec3d(1, 0, -2e-10), Vec3d(0, 1, -2e-10)}};
+    EXPECT_EQ(CutAt(beneath, 0, 1e-6).triangles, beneath);
+}
+
+TEST(SliceByPlane, LooseSegmentsKnowTheirToleranceAndHaveALength)
+{
+    // A corner 5e-11 above the plane is cut off below: no end is rounded to floats.
+    const Soup near{{Vec3d(0.1, 0, 5e-11), Vec3d(0.3, 0, -1), Vec3d(0.7, 0, 1)}};
+    const auto segments = TriangleSlicer(near).SegmentsAtIntersection(kUp, {});
+    ASSERT_EQ(segments.size(), 1U);
+    const double least = std::min(segments[0][0][0], segments[0][1][0]);
+    EXPECT_NEAR(least, 0.1, 1e-10);
+    EXPECT_NE(least, static_cast<double>(0.1F));
+    // Both corners on the plane are the same as floats.
+    const Soup needle{{Vec3d(0.1, 0, 0), Vec3d(0.1 + 1e-12, 0, 0), Vec3d(0.1, 0, -1)}};
+    EXPECT_TRUE(TriangleSlicer(needle).SegmentsAtIntersection(kUp, {}).empty());
+}
+
+TEST(SliceByPlane, ACurveWithItsEndsWithinTheToleranceIsClosed)
+{
+    Soup seam = Tube(1, -1, 1, 12);
+    for (Vec3d& p : seam.front()) { // the seam gapes by 1e-7
+        p = p[1] == 0 ? p + Vec3d(1e-7, 0, 0) : p;
+    }
+    for (Vec3d& p : seam[1]) {
+        p = p[1] == 0 ? p + Vec3d(1e-7, 0, 0) : p;
+    }
+    const Half open = CutAt(seam, 0.3, 1e-9);
+    ASSERT_EQ(open.sections.size(), 1U);
+    EXPECT_FALSE(IsClosedLine(open.sections[0].polyline));
+    const Half closed = CutAt(seam, 0.3, 1e-6);
+    ASSERT_EQ(closed.sections.size(), 1U);
+    EXPECT_TRUE(IsClosedLine(closed.sections[0].polyline));
+    // By itself what is shorter than the tolerance is no curve.
+    const Soup shard{{Vec3d(0, 0, -1), Vec3d(1e-7, 0, -1), Vec3d(0, 0, 1)}};
+    EXPECT_EQ(CutAt(shard, 0, 1e-9).sections.size(), 1U);
+    EXPECT_TRUE(CutAt(shard, 0, 1e-6).sections.empty());
+}
+
 // --- holes --------------------------------------------------------------------------------------
 
 TEST(SliceByPlane, TheCapOfAHoleFacesTheOtherWay)
@@ -667,6 +713,50 @@ TEST(SliceByPlane, DegenerateTrianglesLeaveItClosed)
         EXPECT_NEAR(AreaAlong(kUp, half.sections[0].polyline), 1, 1e-14);
     }
     ExpectClosed(CutAt(soup, 0.5), 0.5, 1e-14);
+}
+
+// Files have triangles of three corners in one line, where a long edge runs beside short ones. A
+// plane along such a line finds a curve that encloses nothing, and corners a rounding apart.
+TEST(SliceByPlane, TrianglesOfThreeCornersInALineStayClosed)
+{
+    Random random(31);
+    for (int trial = 0; trial < Rounds(12, 3); ++trial) {
+        Soup soup = SoupOf(trial % 2 == 0 ? Octahedron() : Cube());
+        for (int k = 0; k < 30; ++k) {
+            const auto i = static_cast<std::size_t>(random.Below(static_cast<int>(soup.size())));
+            const auto [a, b, c] = soup[i];
+            const Vec3d middle = a + (b - a) * random.Unit();
+            soup[i] = {b, c, middle};
+            soup.push_back({c, a, middle});
+            soup.push_back({a, b, middle});
+        }
+        const double scale = trial % 3 == 0 ? 1e3 : 1;
+        soup = MappedSoup(soup, [&](const Vec3d& p) {
+            return Vec3d(0.6 * p[0] - 0.8 * p[1], 0.48 * p[0] + 0.36 * p[1] - 0.8 * p[2],
+                         0.64 * p[0] + 0.48 * p[1] + 0.6 * p[2]) *
+                   scale;
+        });
+        ASSERT_EQ(OpenEdges(soup), 0U);
+        const TriangleSlicer slicer(soup);
+        for (int k = 0; k < 10; ++k) {
+            const auto& t =
+                soup[static_cast<std::size_t>(random.Below(static_cast<int>(soup.size())))];
+            auto normal = random.Vector<3, double>(-1, 1);
+            if (k % 2 == 0) {
+                normal = (t[1] - t[0]) ^ normal; // along an edge
+            }
+            for (const double tolerance : {0.0, 1e-12, 1e-9}) {
+                SCOPED_TRACE(testing::Message() << "trial " << trial << ", plane " << k
+                                                << ", tolerance " << tolerance);
+                const Half half = slicer.SliceTriangles(normal, t[0], false, tolerance);
+                if (!half.triangles.empty()) {
+                    EXPECT_EQ(OpenEdges(Joined(half.triangles, Caps(half))), 0U);
+                    const Soup lid = SoupOf(Mesh::CapOfSections(half));
+                    EXPECT_EQ(OpenEdges(Joined(half.triangles, lid)), 0U);
+                }
+            }
+        }
+    }
 }
 
 TEST(SliceByPlane, TrianglesGivenTwiceOrTurnedGiveClosedCurves)
