@@ -48,8 +48,9 @@ using Surface = Mesh::IndexedPointsBase<3, double>;
 using Box = Bounding::AxisAlignedBoundingBox<3, double>;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-/// Rounding of a bound, in units of the largest coordinate: nearest points, and some ten cuts.
-constexpr double kRounding = 64 * std::numeric_limits<double>::epsilon();
+/// Rounding of a bound, in units of the largest coordinate: nearest points, and some ten cuts. On needles
+/// places were seen to lie 81 of them off their triangle.
+constexpr double kRounding = 256 * std::numeric_limits<double>::epsilon();
 /// Least accuracy, as a fraction of the extent, and in units of the rounding of the bounds.
 constexpr double kLeastAccuracy = 1e-9;
 constexpr double kLeastRoundings = 4;

@@ -138,13 +138,13 @@ struct HausdorffBoundsReport {
 /// apart than `accuracy`.
 ///
 /// The greatest distance of every surface lies within its bounds also where coordinates round: both
-/// are moved apart by 64 units in the last place of the largest coordinate of the two meshes. `lower`
+/// are moved apart by 256 units in the last place of the largest coordinate of the two meshes. `lower`
 /// is so much less than the distance of `point` from `nearest`, and not below 0. Orientation does not
 /// matter, nor does what a mesh is: soups, open ones, ones that cross themselves.
 ///
 /// Accuracy is bought with time where a surface is nearly as far away as the farthest place on whole
 /// lines between two parts of the other. One below a billionth of the diagonal of the box around both
-/// meshes, or of 256 units in the last place of the largest coordinate, counts as that, and so does 0
+/// meshes, or of 1,024 units in the last place of the largest coordinate, counts as that, and so does 0
 /// or NaN. Where more than 2^18 divisions and four for each triangle are not enough, the search ends:
 /// the bounds hold, and are farther apart. A thousandth of the distance that you expect is cheap.
 ///
