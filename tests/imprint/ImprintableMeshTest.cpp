@@ -586,8 +586,9 @@ TEST(ImprintableMeshSplit, APlaceInAFacetThatWasCutComesToItsPiece)
 
 TEST(ImprintableMeshSplit, APlaceThatHasCloseByACutSinceComesToLieOnIt)
 {
-    // The first cut leads an edge from each corner past the second point, nearer than the tolerance:
-    // a facet there would be a sliver. One of the three pieces has the number of the whole.
+    // The first cut leads an edge from each corner past the second point, nearer than the
+    // tolerance: a facet there would be a sliver. One of the three pieces has the number of the
+    // whole.
     const Vec3d middle = {0.75, 0.25, 0};
     for (int corner = 0; corner < 3; ++corner) {
         for (const double aside : {0.0005, -0.0005}) {
