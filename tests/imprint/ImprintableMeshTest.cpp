@@ -4,7 +4,9 @@
 #include "tests/imprint/ImprintSupport.h"
 #include "tests/support/TestSupport.h"
 
+#include <cmath>
 #include <limits>
+#include <tuple>
 
 namespace {
 
@@ -292,6 +294,16 @@ TEST(ImprintableMeshLocate, OfSeveralFacetsTheOneOfLeastNumberAnswers)
     EXPECT_EQ(LocateAt(mesh, {0.0011, 0.0005, 0}, 0.001).point, (Vec3d{0.0011, 0, 0}));
 }
 
+TEST(ImprintableMeshLocate, OfSeveralCornersTheFirstOfTheFacetTakesIt)
+{
+    // The middle of the diagonal is within the radius of all corners, and of two sides.
+    for (const auto& [first, second, third] :
+         {std::tuple{0, 1, 2}, std::tuple{1, 2, 0}, std::tuple{2, 0, 1}}) {
+        const ImprintMesh mesh(Square().points, {first, second, third, 0, 2, 3}, {}, 1e-6);
+        EXPECT_EQ(LocateAt(mesh, {0.5, 0.5, 0}, 0.75).node, first);
+    }
+}
+
 TEST(ImprintableMeshLocate, HostileRadiiAndPoints)
 {
     const ImprintMesh mesh = Imprintable(Square(), 1e-6);
@@ -572,6 +584,32 @@ TEST(ImprintableMeshSplit, APlaceInAFacetThatWasCutComesToItsPiece)
     EXPECT_NEAR(static_cast<double>(after.area), static_cast<double>(before.area), 1e-14);
 }
 
+TEST(ImprintableMeshSplit, APlaceThatHasCloseByACutSinceComesToLieOnIt)
+{
+    // The first cut leads an edge from each corner past the second point, nearer than the
+    // tolerance: a facet there would be a sliver. One of the three pieces has the number of the
+    // whole.
+    const Vec3d middle = {0.75, 0.25, 0};
+    for (int corner = 0; corner < 3; ++corner) {
+        for (const double aside : {0.0005, -0.0005}) {
+            ImprintMesh mesh = Imprintable(Square(), 1e-3);
+            const Vec3d spoke = middle - NodePoint(mesh, corner);
+            const Vec3d across = {-spoke[1], spoke[0], 0};
+            const Vec3d beside = middle - spoke * 0.5 + across * (aside / Vector::Length(spoke));
+            std::vector<MeshLocation> places = mesh.LocatePath({middle, beside});
+            ASSERT_TRUE(places[0].IsInFacet() && places[1].IsInFacet());
+            ASSERT_TRUE(mesh.SplitFacetAtLocation(places[0]));
+            ASSERT_GE(mesh.FindEdge(corner, places[0].node), 0);
+            ASSERT_TRUE(mesh.SplitFacetAtLocation(places[1]));
+            EXPECT_LT(mesh.FindEdge(corner, places[0].node), 0) << "the edge was cut";
+            EXPECT_GE(mesh.FindEdge(corner, places[1].node), 0);
+            EXPECT_GE(mesh.FindEdge(places[1].node, places[0].node), 0);
+            EXPECT_NEAR((places[1].point - middle) * across, 0, 1e-15);
+            Support::ExpectSound(mesh);
+        }
+    }
+}
+
 TEST(ImprintableMeshSplit, OffTheSurfaceTheTreeMakesRoom)
 {
     // The node goes where the point is, out of the extent for which the tree was built.
@@ -662,6 +700,20 @@ TEST(ImprintableMeshCollapse, AnInnerNodeGoesIntoTheBoundaryWhicheverEndIsFirst)
         EXPECT_EQ(NodesAlive(mesh), 4);
         Support::ExpectSound(mesh);
     }
+}
+
+TEST(ImprintableMeshCollapse, AnEdgeAsLongAsTheLimitGoes)
+{
+    ImprintMesh mesh = Imprintable(Support::Cube(), 1e-9);
+    MeshLocation place = LocateAt(mesh, {0.125, 0, 0}, 1e-9);
+    ASSERT_TRUE(mesh.SplitAtLocation(place));
+    NodeReplacements replaced;
+    mesh.CollapseShortEdges(std::nextafter(0.125, 0.0), replaced);
+    EXPECT_TRUE(replaced.empty());
+    mesh.CollapseShortEdges(0.125, replaced);
+    EXPECT_EQ(replaced.size(), 1U);
+    EXPECT_EQ(NodesAlive(mesh), 8);
+    Support::ExpectSound(mesh);
 }
 
 TEST(ImprintableMeshCollapse, NoLimitNoCollapse)

@@ -113,16 +113,35 @@ TEST(ImprintableMeshTrace, ACrossingNearACornerGoesThroughTheNode)
 {
     // The diagonal is crossed at 0.4 % and at 0.6 % of its length.
     for (const auto& [offset, isThroughNode] : {std::pair{0.004, true}, std::pair{0.006, false}}) {
-        ImprintMesh mesh = Imprintable(Support::Cube(), kTolerance);
-        const Vec3d middle = {offset, offset, 1};
-        const Vec3d aside = {offset, -offset, 0};
-        const Imprint imprint = Trace(mesh, {middle + aside * 0.5, middle - aside * 0.5}, false);
-        const std::vector<int> nodes = NodesOf(imprint.traced);
+        // From either facet: the edge begins at the corner for one and ends there for the other.
+        for (const double direction : {0.5, -0.5}) {
+            ImprintMesh mesh = Imprintable(Support::Cube(), kTolerance);
+            const Vec3d middle = {offset, offset, 1};
+            const Vec3d aside = Vec3d{offset, -offset, 0} * direction;
+            const Imprint imprint = Trace(mesh, {middle + aside, middle - aside}, false);
+            const std::vector<int> nodes = NodesOf(imprint.traced);
+            ASSERT_EQ(nodes.size(), 3U);
+            EXPECT_EQ(nodes[1] == 4, isThroughNode);
+            EXPECT_EQ(mesh.NodeCount(), isThroughNode ? 10 : 11) << "no sliver is made";
+            EXPECT_EQ(imprint.breaks, 0);
+            Support::ExpectSound(mesh);
+        }
+    }
+}
+
+TEST(ImprintableMeshTrace, WithoutAPlaneTheNeighborNearestToTheTargetIsNextAndTheFirstOfEquals)
+{
+    // From each corner of an octahedron to the opposite one: the chord runs along both normals, and
+    // all four corners between are as near.
+    const IndexedMesh octahedron = Support::Octahedron();
+    for (int start = 0; start < 6; ++start) {
+        const Vec3d& from = octahedron.points[static_cast<std::size_t>(start)];
+        ImprintMesh mesh = Imprintable(octahedron, kTolerance);
+        const int first = mesh.NodeNodes(start).front();
+        const std::vector<int> nodes = NodesOf(Trace(mesh, {from, from * -1.0}, false).traced);
         ASSERT_EQ(nodes.size(), 3U);
-        EXPECT_EQ(nodes[1] == 4, isThroughNode);
-        EXPECT_EQ(mesh.NodeCount(), isThroughNode ? 10 : 11) << "no sliver is made";
-        EXPECT_EQ(imprint.breaks, 0);
-        Support::ExpectSound(mesh);
+        EXPECT_EQ(nodes[1], first);
+        EXPECT_EQ(mesh.NodeCount(), 6);
     }
 }
 
@@ -383,7 +402,15 @@ TEST(ImprintableMeshTrace, APathPassesFromFanToFan)
         ASSERT_EQ(mesh.PinchNodes(), (std::vector<int>{touching}));
         const Support::SurfaceMeasures before = Support::MeasuresOf(mesh);
         // The edges at the node are cut first, on both sides: its fans are known all the same.
-        for (const int e : std::vector<int>(mesh.NodeEdges(touching))) {
+        // They are named by the half-edges that come to it, so that those that leave it change.
+        std::vector<int> arriving;
+        for (int e = 0; e < mesh.EdgeCount(); ++e) {
+            if (mesh.EdgeNodes(e)[1] == touching) {
+                arriving.push_back(e);
+            }
+        }
+        ASSERT_EQ(static_cast<int>(arriving.size()), mesh.Degree(touching));
+        for (const int e : arriving) {
             MeshLocation place;
             place.pathIndex = 0;
             place.edge = e;
@@ -487,6 +514,20 @@ TEST(ImprintableMeshTrace, LongThinFacetsDontHoldAWalk)
             for (const MeshLocation& place : imprint.traced) {
                 const Vec3d& start = loop[static_cast<std::size_t>(place.pathIndex)];
                 EXPECT_LT(Vector::Length(place.point - start), 1.0);
+            }
+            // Each step ends where the next one begins, under its own index.
+            const auto count = static_cast<int>(loop.size());
+            std::vector<Vec3d> begin(loop.size());
+            std::vector<Vec3d> end(loop.size());
+            for (const MeshLocation& place : imprint.traced) {
+                end[static_cast<std::size_t>(place.pathIndex)] = place.point;
+            }
+            for (auto place = imprint.traced.rbegin(); place != imprint.traced.rend(); ++place) {
+                begin[static_cast<std::size_t>(place->pathIndex)] = place->point;
+            }
+            for (int k = 0; k < count; ++k) {
+                EXPECT_EQ(end[static_cast<std::size_t>(k)],
+                          begin[static_cast<std::size_t>((k + 1) % count)]);
             }
         }
     }
