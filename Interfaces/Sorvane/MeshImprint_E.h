@@ -88,9 +88,9 @@ public:
     /// triangles lie off them. Edges no longer than half the tolerance, old or new, are collapsed
     /// where the mesh allows it, which moves the surface by no more than that. Tags stay with the
     /// pieces of their triangles. Time in proportion to the path and its crossings, with O(log n)
-    /// for each point where triangles are small beside the path. Of k points in one triangle each is
-    /// located among all slivers there, O(k^2), and stretches that go to and fro across them cross
-    /// O(k^3) edges: divide large flat triangles before.
+    /// for each point where triangles are small beside the path. Of k points in one triangle each
+    /// is located among all slivers there, O(k^2), and stretches that go to and fro across them
+    /// cross O(k^3) edges: divide large flat triangles before.
     bool ImprintPath(std::vector<VecBase<3, double>>& path, bool closed, bool collect);
 
     /// Colors the triangles so that the color changes across each imprinted path: outside (2) and
