@@ -88,7 +88,9 @@ public:
     /// triangles lie off them. Edges no longer than half the tolerance, old or new, are collapsed
     /// where the mesh allows it, which moves the surface by no more than that. Tags stay with the
     /// pieces of their triangles. Time in proportion to the path and its crossings, with O(log n)
-    /// for each point.
+    /// for each point where triangles are small beside the path. Of k points in one triangle each
+    /// is located among all slivers there, O(k^2), and stretches that go to and fro across them
+    /// cross O(k^3) edges: divide large flat triangles before.
     bool ImprintPath(std::vector<VecBase<3, double>>& path, bool closed, bool collect);
 
     /// Colors the triangles so that the color changes across each imprinted path: outside (2) and
@@ -166,8 +168,9 @@ public:
     /// 2^22 points.
     ///
     /// O(log n) for the start and O(1) for each triangle, plus the triangles at each node that it
-    /// passes. The first call after an `ImprintPath` builds a search tree, O(n log n), which is why
-    /// calls on one object must not overlap; the mesh itself is left as it is.
+    /// passes. The mesh is left as it is; but where memory ran out in an `ImprintPath`, the next
+    /// call builds the search tree anew, O(n log n), which is why calls on one object must not
+    /// overlap.
     std::vector<VecBase<3, double>> CollectPath(const VecBase<3, double>& start,
                                                 const VecBase<3, double>& direction, double length);
 

@@ -410,6 +410,56 @@ TEST(MeshImprint, AWayThereAndBackBoundsNothing)
     EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), 5.2 * 5.3, 1e-12);
 }
 
+TEST(MeshImprint, AWayThereAndBackAroundThePathsBeginningBoundsNothing)
+{
+    // The path begins at the tip of the spur: its way there is at the path's end.
+    MeshImprint imprint(Sheet(10), kTolerance);
+    Imprinted(
+        imprint,
+        {{9.3, 9.4, 0}, {7.4, 7.6, 0}, {2.2, 7.6, 0}, {2.2, 2.3, 0}, {7.4, 2.3, 0}, {7.4, 7.6, 0}});
+    EXPECT_TRUE(imprint.PaintInsideOutside());
+    const Exported out = Export(imprint);
+    EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), 5.2 * 5.3, 1e-12);
+}
+
+TEST(MeshImprint, ASmallLoopWhoseEndOverlapsItsBeginningIsOneLoop)
+{
+    // Six edges and one of them again: far fewer steps than those within which a second run along
+    // an edge undoes the first on a long path.
+    MeshImprint imprint({{{0, 0, 0}, {9, 0, 0}, {0, 9, 0}}, {0, 1, 2}}, kTolerance);
+    const Path loop{{1, 1, 0}, {2, 1, 0}, {3, 1, 0}, {3, 2, 0}, {3, 3, 0}, {2, 2, 0}};
+    Path path = loop;
+    path.insert(path.end(), loop.begin(), loop.begin() + 2);
+    ASSERT_TRUE(imprint.ImprintPath(path, false, true));
+    EXPECT_TRUE(imprint.PaintInsideOutside());
+    const Exported out = Export(imprint);
+    EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), 2, 1e-12);
+}
+
+TEST(MeshImprint, ALongWayThereAndBackIsUndoneNearItsTipOnly)
+{
+    // Sixty squares out and back along the middle of a strip, from a loop: more than 64 steps pass
+    // before the first edges of the way are run again, and these stay imprinted. Both of their
+    // sides are of one color then.
+    const auto painted = [&](double length) {
+        MeshImprint imprint(Support::Mapped(Support::Grid(80, 4),
+                                            [](const Vec3d& p) { return p - Vec3d(10, 2, 0); }),
+                            kTolerance);
+        Path path{{0, 0, 0}, {length, 0, 0}, {0, 0, 0}};
+        // A loop that goes round often enough for a third of it to be no limit.
+        for (int round = 0; round < 41; ++round) {
+            for (const Vec3d& p : {Vec3d(0, -1, 0), Vec3d(-4, -1, 0), Vec3d(-4, 1, 0),
+                                   Vec3d(0, 1, 0), Vec3d(0, 0, 0)}) {
+                path.push_back(p);
+            }
+        }
+        EXPECT_TRUE(imprint.ImprintPath(path, true, false));
+        return imprint.PaintInsideOutside();
+    };
+    EXPECT_TRUE(painted(30)) << "60 steps out and back";
+    EXPECT_FALSE(painted(40)) << "80 steps out and back";
+}
+
 TEST(MeshImprint, TheSameLoopAgainChangesNothing)
 {
     const IndexedMesh body = Support::Sphere(3);
@@ -499,6 +549,32 @@ TEST(MeshImprint, ACrossingNearACornerGoesThroughTheNode)
         const bool isThrough = std::find(path.begin(), path.end(), Vec3d(3, 2, 0)) != path.end();
         EXPECT_EQ(isThrough, std::fabs(miss) < 0.005) << miss;
         EXPECT_GE(least, 0.005 - 1e-12);
+    }
+}
+
+TEST(MeshImprint, EdgesNoLongerThanHalfTheToleranceCollapse)
+{
+    // The path passes the node (2, 2) so that it crosses two of the edges there within `miss` of
+    // it, which is far more than 0.5 percent of them.
+    constexpr double kWide = 0.1;
+    for (const double miss : {0.043, 0.07}) {
+        MeshImprint imprint(Sheet(4), kWide);
+        const double slope = 0.34 / 1.3;
+        const double height = 2 + miss; // at x = 2
+        Path path{{1.4, height + 0.6 * slope, 0}, {2.7, height - 0.7 * slope, 0}, {2.75, 0.35, 0}};
+        ASSERT_TRUE(imprint.ImprintPath(path, false, true));
+        const IndexedMesh out = Export(imprint).mesh;
+        EXPECT_EQ(LinksWithoutEdge(out, path), 0);
+        EXPECT_EQ(Support::FaultsOf(out).overfull, 0);
+        double least = kInfinity;
+        for (const double length : Support::EdgeLengths(out)) {
+            least = std::min(least, length);
+        }
+        EXPECT_GT(least, kWide / 2);
+        EXPECT_EQ(least<kWide, miss> kWide / 2) << "longer ones stay";
+        EXPECT_NEAR(SurfaceOf(out), 16, 1e-12);
+        EXPECT_EQ(path.front().x(), 1.4);
+        EXPECT_EQ(path.back(), Vec3d(2.75, 0.35, 0));
     }
 }
 
@@ -712,6 +788,64 @@ TEST(MeshImprint, TaggedTrianglesAndTheirPiecesEndOutside)
                 5.04 * 5.04 - 1.0 - 0.52 * 0.4, 1e-9);
 }
 
+TEST(MeshImprint, TheFloodPassesTaggedTriangles)
+{
+    // A column of tagged triangles from boundary to boundary lies between the smallest node and the
+    // loop: what is beyond is reached all the same.
+    Flags tags(200, 0);
+    for (std::size_t row = 0; row < 10; ++row) {
+        tags[20 * row + 6] = tags[20 * row + 7] = 1; // the square from x = 3 to 4
+    }
+    MeshImprint imprint(Sheet(10), tags, kTolerance);
+    Imprinted(imprint, {{6.13, 2.13, 0}, {8.17, 2.13, 0}, {8.17, 7.17, 0}, {6.13, 7.17, 0}});
+    EXPECT_TRUE(imprint.PaintInsideOutside());
+    const Exported out = Export(imprint);
+    EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}), 2.04 * 5.04, 1e-12);
+}
+
+TEST(MeshImprint, TheSmallestNodeIsOutside)
+{
+    // A loop round one corner of a cube: its cap is inside, except round the corner that is
+    // smallest by x, then y, then z, whatever its place among the points. There the rest is inside.
+    // The least x alone, which is less than 1e-12 below the others', decides nothing.
+    IndexedMesh cube = Support::Cube();
+    std::reverse(cube.points.begin(), cube.points.end());
+    for (int& i : cube.indices) {
+        i = 7 - i;
+    }
+    for (Vec3d& p : cube.points) {
+        p.x() += p.x() == 0 && p.y() + p.z() > 0 ? -5e-13 : 0.0;
+    }
+    for (const Vec3d& corner : cube.points) {
+        const auto along = [&](int axis) {
+            Vec3d p = corner;
+            p[axis] = p[axis] < 0.5 ? 0.4 : 0.6;
+            return p;
+        };
+        MeshImprint imprint(cube, kTolerance);
+        Imprinted(imprint, {along(0), along(1), along(2)});
+        EXPECT_TRUE(imprint.PaintInsideOutside());
+        const Exported out = Export(imprint);
+        const double cap = 3 * 0.4 * 0.4 / 2;
+        const bool isSmallest = corner == Vec3d(0, 0, 0);
+        EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}),
+                    isSmallest ? 6 - cap : cap, 1e-11)
+            << corner;
+    }
+}
+
+TEST(MeshImprint, AnImprintedBoundaryIsNoContradiction)
+{
+    // On a component that the flood does not reach: no two triangles meet there.
+    const IndexedMesh two = Support::Together(
+        Sheet(4), Support::Mapped(Sheet(4), [](const Vec3d& p) { return p + Vec3d(9, 0, 0); }));
+    MeshImprint imprint(two, kTolerance);
+    Path path{{9, 0, 0}, {10, 0, 0}, {11, 0, 0}, {12, 0, 0}, {13, 0, 0}};
+    ASSERT_TRUE(imprint.ImprintPath(path, false, true));
+    EXPECT_EQ(path.size(), 5U);
+    EXPECT_TRUE(imprint.PaintInsideOutside());
+}
+
 TEST(MeshImprint, TagsMayBeTooFewOrTooMany)
 {
     Flags tags{0, 7};
@@ -745,6 +879,28 @@ TEST(MeshImprint, EachSideComesOutAlone)
     EXPECT_TRUE(imprint.Export(side, false));
     EXPECT_NEAR(SurfaceOf(side), 1 + 4 * 0.4, 1e-12);
     EXPECT_EQ(Support::FaultsOf(side).overfull, 0);
+}
+
+TEST(MeshImprint, ASideOfOneTriangleIsOne)
+{
+    const MeshImprint imprint({{{0, 0, 0}, {9, 0, 0}, {0, 9, 0}}, {0, 1, 2}}, kTolerance);
+    IndexedMesh side;
+    EXPECT_TRUE(imprint.Export(side, false));
+    EXPECT_EQ(side.indices.size(), 3U);
+}
+
+TEST(MeshImprint, OnlyPointsThatAreOneAreWelded)
+{
+    // Two triangles apart by 1e-7, then by 1e-13.
+    for (const double gap : {1e-7, 1e-13}) {
+        const IndexedMesh mesh{
+            {{0, 0, 0}, {-1, 0, 0}, {0, 1, 0}, {gap, 0, 0}, {1, 0, 0}, {gap, 1, 0}},
+            {0, 2, 1, 3, 4, 5}};
+        IndexedMesh side;
+        EXPECT_TRUE(MeshImprint(mesh, 1e-14).Export(side, false));
+        EXPECT_EQ(side.points.size(), gap > 1e-12 ? 6U : 4U);
+        EXPECT_EQ(side.indices.size(), 6U);
+    }
 }
 
 TEST(MeshImprint, UnusedPointsAreWrittenByTheWholeExportOnly)

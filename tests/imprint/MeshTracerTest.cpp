@@ -91,6 +91,48 @@ TEST(MeshTracer, StartsSnapAsPointsOfPathsDo)
     ExpectNear(onEdge.back(), {2.5, 2.25, 0}, 1e-15);
 }
 
+TEST(MeshTracer, AStartFartherThanTheToleranceIsOffTheSurface)
+{
+    MeshTracer tracer(Support::Grid(4, 4), 0.01);
+    EXPECT_EQ(tracer.CollectPath({1.3, 1.2, 0.015}, {1, 0, 0}, 0.1).size(), 1U);
+    EXPECT_EQ(tracer.CollectPath({1.3, 1.2, 0.005}, {1, 0, 0}, 0.1).size(), 2U);
+    EXPECT_EQ(tracer.CollectPath({2.015, 1.5, 0}, {0, 1, 0}, 0.1).front(), Vec3d(2.015, 1.5, 0));
+}
+
+TEST(MeshTracer, ALineMovesToACornerWithinHalfTheTolerance)
+{
+    // Level past the node (1, 1) of a sheet, out of the triangle below the diagonal that ends
+    // there.
+    for (const double miss : {0.004, 0.007}) {
+        MeshTracer tracer(Support::Grid(4, 4), 0.01);
+        const Path line = tracer.CollectPath({0.7, 0.3, 0}, {0.3 - miss, 0.7 - miss, 0}, 1.0);
+        ASSERT_GE(line.size(), 3U);
+        EXPECT_EQ(line[1] == Vec3d(1, 1, 0), miss < 0.005) << line[1];
+    }
+}
+
+TEST(MeshTracer, ALineEndsInATriangleThatItsEndMissesByHalfTheToleranceAtMost)
+{
+    for (const double beyond : {0.004, 0.007}) {
+        MeshTracer tracer(Support::Grid(4, 4), 0.01);
+        const Path line = tracer.CollectPath({0.7, 0.3, 0}, {1, 0, 0}, 0.3 + beyond);
+        EXPECT_EQ(line.size(), beyond < 0.005 ? 2U : 3U);
+        ExpectNear(line.back(), {1 + beyond, 0.3, 0}, 1e-14);
+    }
+}
+
+TEST(MeshTracer, InAValleyALineClimbsTowardTheApexAhead)
+{
+    // Straight up from the common edge leads into both triangles: into the one that is steeper.
+    for (const double left : {1.0, 3.0}) {
+        MeshTracer tracer({{{0, 0, 0}, {0, 2, 0}, {-1, 1, left}, {1, 1, 2}}, {0, 1, 2, 1, 0, 3}},
+                          kTolerance);
+        const Path line = tracer.CollectPath({0, 1, 0}, {0, 0, 1}, 0.5);
+        ASSERT_EQ(line.size(), 2U);
+        EXPECT_EQ(line.back().x() < 0, left > 2);
+    }
+}
+
 TEST(MeshTracer, DirectionsThatLeadNowhereGiveTheStart)
 {
     MeshTracer tracer(Support::Grid(4, 4), kTolerance);
