@@ -16,6 +16,8 @@ constexpr double kCollapseFraction = 0.5;
 constexpr int kRepairRounds = 10;
 /// Steps of a path within which a second run along an edge undoes the first.
 constexpr std::size_t kNearSteps = 64;
+/// Points of a path in one facet from which on they become nodes one after the other.
+constexpr std::size_t kCrowd = 32;
 
 /// The split history serves one path, however that ends.
 template <class Tag>
@@ -27,11 +29,11 @@ struct HistoryOfOnePath {
     ~HistoryOfOnePath() { mesh.ForgetSplits(); }
 };
 
-// Locates the points, moves those that snap, and makes nodes of all that were found.
+// Moves the points of a path that snap, and makes nodes of all that were found.
 template <class Tag>
-std::vector<MeshLocation> NodesOfPath(ImprintableMesh<Tag>& mesh, std::vector<Vec3d>& path)
+std::vector<MeshLocation> NodesOfPath(ImprintableMesh<Tag>& mesh, std::vector<MeshLocation> places,
+                                      std::vector<Vec3d>& path)
 {
-    std::vector<MeshLocation> places = mesh.LocatePath(path);
     // First those inside facets. One whose facet has been cut for another point meanwhile is
     // located again, and may come to lie on an edge or a node then.
     for (MeshLocation& place : places) {
@@ -73,6 +75,62 @@ std::vector<MeshLocation> Traced(ImprintableMesh<Tag>& mesh,
         traced.push_back(run.back());
         traced.emplace_back();
     }
+    return traced;
+}
+
+// Does a single facet hold a great many points?
+bool IsCrowded(const std::vector<MeshLocation>& places)
+{
+    std::vector<int> facets;
+    for (const MeshLocation& place : places) {
+        if (place.IsInFacet()) {
+            facets.push_back(place.facet);
+        }
+    }
+    std::sort(facets.begin(), facets.end());
+    for (std::size_t i = kCrowd; i < facets.size(); ++i) {
+        if (facets[i] == facets[i - kCrowd]) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The same as both of the above, but each point becomes a node only when the path has come to it.
+//
+// Many nodes that lie in one facet before there are edges between them leave slivers from side to
+// side of it: every step of a zigzag then crosses and cuts nearly all of them, and each cut makes
+// more. Step by step the part of the facet that is still ahead stays whole.
+template <class Tag>
+std::vector<MeshLocation> TracedPointByPoint(ImprintableMesh<Tag>& mesh,
+                                             std::vector<MeshLocation> places,
+                                             std::vector<Vec3d>& path, bool closed)
+{
+    std::vector<MeshLocation> traced;
+    const auto walk = [&](const MeshLocation& from, const MeshLocation& to) {
+        const std::vector<MeshLocation> passed = mesh.TracePath({from, to}, false);
+        traced.insert(traced.end(), passed.begin(), passed.end());
+        traced.push_back(to);
+    };
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        if (!mesh.SplitFacetAtLocation(places[i])) {
+            mesh.SplitAtLocation(places[i]);
+        }
+        if (!places[i].IsLocated()) {
+            continue;
+        }
+        path[i] = places[i].point;
+        if (i > 0 && places[i - 1].IsLocated()) {
+            walk(places[i - 1], places[i]);
+        } else {
+            traced.emplace_back();
+            traced.push_back(places[i]);
+        }
+    }
+    if (closed && places.size() > 1 && places.back().IsLocated() && places.front().IsLocated()) {
+        walk(places.back(), places.front());
+    }
+    traced.emplace_back();
     return traced;
 }
 
@@ -197,7 +255,10 @@ bool ImprintPath(ImprintableMesh<Tag>& mesh, std::vector<Vec3d>& path, bool clos
     }
     mesh.BuildSearchTree();
     const HistoryOfOnePath<Tag> history(mesh);
-    std::vector<MeshLocation> traced = Traced(mesh, NodesOfPath(mesh, path), closed);
+    std::vector<MeshLocation> places = mesh.LocatePath(path);
+    std::vector<MeshLocation> traced =
+        IsCrowded(places) ? TracedPointByPoint(mesh, std::move(places), path, closed)
+                          : Traced(mesh, NodesOfPath(mesh, std::move(places), path), closed);
 
     const double shortest = mesh.Tolerance() * kCollapseFraction;
     NodeReplacements replaced;

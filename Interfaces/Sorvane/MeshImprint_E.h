@@ -89,8 +89,12 @@ public:
     /// where the mesh allows it, which moves the surface by no more than that. Tags stay with the
     /// pieces of their triangles. Time in proportion to the path and its crossings, with O(log n)
     /// for each point where triangles are small beside the path. Of k points in one triangle each
-    /// is located among all slivers there, O(k^2), and stretches that go to and fro across them
-    /// cross O(k^3) edges: divide large flat triangles before.
+    /// is located among all slivers there, O(k^2), and stretches that go to and fro across them cut
+    /// them: divide large flat triangles before.
+    ///
+    /// As a rule all points become nodes first, then the way between them is walked. Where more
+    /// than 32 of them lie in one triangle, each becomes a node when the walk has come to it: a
+    /// zigzag would cut the slivers between its own points in numbers that grow with their cube.
     bool ImprintPath(std::vector<VecBase<3, double>>& path, bool closed, bool collect);
 
     /// Colors the triangles so that the color changes across each imprinted path: outside (2) and
