@@ -880,9 +880,6 @@ TEST(SweptVolume, ACornerThatIsNoNumberSpoilsItsTrianglesOnly)
 // in the standard library's exception, before any memory for them is asked for.
 TEST(SweptVolume, MorePointsThanIndicesEndInALengthError)
 {
-    if (Support::kSanitized) {
-        GTEST_SKIP() << "takes a sanitizer minutes, and walks what other tests walk";
-    }
     constexpr int kLeaves = 100'000;
     IndexedMesh leaves;
     for (int i = 0; i < kLeaves; ++i) {
