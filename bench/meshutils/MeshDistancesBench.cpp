@@ -54,27 +54,6 @@ const IndexedMesh& Tenth(std::int64_t triangles, bool isOneByOne)
     return mesh;
 }
 
-/// Points uniform in the box of the mesh.
-std::vector<Vec3d> Cloud(const IndexedMesh& mesh, std::size_t count)
-{
-    Support::Random random(3);
-    Vec3d low = mesh.points.front();
-    Vec3d high = low;
-    for (const Vec3d& point : mesh.points) {
-        for (int axis = 0; axis < 3; ++axis) {
-            low[axis] = std::min(low[axis], point[axis]);
-            high[axis] = std::max(high[axis], point[axis]);
-        }
-    }
-    std::vector<Vec3d> cloud(count);
-    for (Vec3d& point : cloud) {
-        for (int axis = 0; axis < 3; ++axis) {
-            point[axis] = low[axis] + random.Unit() * (high[axis] - low[axis]);
-        }
-    }
-    return cloud;
-}
-
 bool HasInput(benchmark::State& state)
 {
     if (Input(state.range(0)).indices.empty()) {
@@ -90,7 +69,7 @@ void BM_CloudDistancesToMesh(benchmark::State& state)
 {
     if (HasInput(state)) {
         const IndexedMesh& mesh = Input(state.range(0));
-        const std::vector<Vec3d> cloud = Cloud(mesh, kCloud);
+        const std::vector<Vec3d> cloud = Bench::PointsInBox(mesh, kCloud);
         for (auto _ : state) {
             benchmark::DoNotOptimize(
                 MeshUtils::CloudDistancesToMesh(mesh.points, mesh.indices, cloud, false));
@@ -103,7 +82,7 @@ void BM_ProjectCloudOnMesh(benchmark::State& state)
 {
     if (HasInput(state)) {
         const IndexedMesh& mesh = Input(state.range(0));
-        const std::vector<Vec3d> cloud = Cloud(mesh, kCloud);
+        const std::vector<Vec3d> cloud = Bench::PointsInBox(mesh, kCloud);
         for (auto _ : state) {
             benchmark::DoNotOptimize(
                 MeshUtils::ProjectCloudOnMesh(mesh.points, mesh.indices, cloud, false));
@@ -117,7 +96,7 @@ void BM_ClipPolyPointStream(benchmark::State& state)
 {
     if (HasInput(state)) {
         const IndexedMesh& mesh = Input(state.range(0));
-        std::vector<Vec3d> stream = Cloud(mesh, 1001);
+        std::vector<Vec3d> stream = Bench::PointsInBox(mesh, 1001);
         std::int64_t hits = 0;
         for (auto _ : state) {
             hits = static_cast<std::int64_t>(
