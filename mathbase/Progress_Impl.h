@@ -111,21 +111,12 @@ private:
     double high_ = 1;
 };
 
-/// For loops of many short steps: a check at every 256th of them, or at what else is told.
+/// For loops of short steps without a number: a check at every 1,024th.
 class Steps {
 public:
-    explicit Steps(std::size_t total, std::size_t every = 256) : total_(total), every_(every) {}
-    void Next()
-    {
-        if (++count_ % every_ == 0) {
-            Details::Check(total_ == 0 ? 0.0
-                                       : static_cast<double>(count_) / static_cast<double>(total_));
-        }
-    }
+    void Next() { Details::CheckStep(++count_); }
 
 private:
-    std::size_t total_;
-    std::size_t every_;
     std::size_t count_ = 0;
 };
 

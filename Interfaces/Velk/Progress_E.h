@@ -4,6 +4,7 @@
 #include <Velk/Export_E.h>
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 
@@ -69,6 +70,13 @@ namespace Progress::Details {
 SORVANE_API void Check();
 /// The same, at `fraction` of the present phase.
 SORVANE_API void Check(double fraction);
+/// For loops of short steps: `Check()` at every 1,024th of them.
+inline void CheckStep(std::size_t number)
+{
+    if (number % 1024 == 0) {
+        Check();
+    }
+}
 } // namespace Progress::Details
 /// @endcond
 
