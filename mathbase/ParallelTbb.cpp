@@ -10,8 +10,9 @@
 
 namespace Velk::Parallel::Impl {
 
-void RunChunks(std::int64_t first, std::int64_t last, std::int64_t grain,
-               void (*body)(void* context, std::int64_t first, std::int64_t last), void* context)
+void RunChunksUnwatched(std::int64_t first, std::int64_t last, std::int64_t grain,
+                        void (*body)(void* context, std::int64_t first, std::int64_t last),
+                        void* context)
 {
     if (first >= last) {
         return;

@@ -19,9 +19,15 @@ namespace Velk::Parallel::Impl {
 
 /// Runs `body(context, first, last)` on pieces that cover [first, last), side by side. Where the
 /// range is cut depends on the threads; pieces are not cut below `grain` indices. Returns when all
-/// have run; an exception of a body is rethrown then, and pieces not yet begun are left out.
+/// have run; an exception of a body is rethrown then, and pieces not yet begun are left out. Where a
+/// progress scope listens it is asked before each index that the calling thread takes.
 void RunChunks(std::int64_t first, std::int64_t last, std::int64_t grain,
                void (*body)(void* context, std::int64_t first, std::int64_t last), void* context);
+
+/// The same without a scope: what the task library, or plain threads, do.
+void RunChunksUnwatched(std::int64_t first, std::int64_t last, std::int64_t grain,
+                        void (*body)(void* context, std::int64_t first, std::int64_t last),
+                        void* context);
 
 /// Number of threads that a parallel loop may use at this moment, at least 1.
 int ThreadCount();

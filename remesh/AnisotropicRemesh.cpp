@@ -6,6 +6,7 @@
 #include <Sorvane/Remesh_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "remesh/FeatureMarks_Impl.h"
 #include "remesh/SourceSurface_Impl.h"
 #include "remesh/TaggedMesh_Impl.h"
@@ -144,15 +145,21 @@ unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh, const Tags&
         outTags.clear();
         return 0;
     }
+    const auto remesh = [&] {
     IndexedPointsBase<3, double> stage;
     Tags stageTags;
-    if (IsotropicRemesh(mesh, tags, stage, stageTags, maxNormalAngle, 2.0 * length / 3.0,
-                        iterations, keepBoundary) == 0) {
+    const auto evenOut = [&] {
+        const Progress::Impl::Phase phase(0.0, 0.5);
+        return IsotropicRemesh(mesh, tags, stage, stageTags, maxNormalAngle, 2.0 * length / 3.0,
+                        iterations, keepBoundary);
+    };
+    if (evenOut() == 0) {
         stage = mesh;
         stageTags = tags;
     }
     out = {};
     outTags.clear();
+    const Progress::Impl::Phase phase(0.5, 1.0);
     Remesher remesher(stage, stageTags, maxNormalAngle, chordTolerance, curvatureExponent,
                       keepBoundary);
     remesher.targetLength = remesher.TargetLengthFor(length);
@@ -162,6 +169,12 @@ unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh, const Tags&
     remesher.ProjectNodes(true);
     HalfEdge::Impl::ExportTagged(remesher, out, outTags);
     return count;
+    };
+    return Progress::Impl::Stoppable(remesh, [&] {
+        out = {};
+        outTags.clear();
+        return 0U;
+    });
 }
 
 unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh,

@@ -13,6 +13,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -326,7 +327,9 @@ void BatchDecimator::ListTrianglesOfVertices()
 
 void BatchDecimator::GatherQuadrics()
 {
+    Progress::Impl::Steps steps;
     for (const Triangle& t : triangles_) {
+        steps.Next();
         const Vec3d& p = PointAt(t[0]);
         const Vec3d normal = (PointAt(t[1]) - p) ^ (PointAt(t[2]) - p);
         const double length = Length(normal);
@@ -745,7 +748,9 @@ std::size_t BatchDecimator::RunPass(std::size_t goal, double limit)
     const float last =
         goal < count ? kErrorSlack * costs_[At(order_[goal])] : std::numeric_limits<float>::max();
     const std::size_t target = live_ - std::min(live_, 2 * goal);
+    Progress::Impl::Steps steps;
     for (const int slot : order_) {
+        steps.Next();
         if (live_ <= target || (costs_[At(slot)] > last && collapsed > goal / 8)) {
             break;
         }
@@ -787,7 +792,9 @@ void BatchDecimator::Compact()
 void BatchDecimator::Run(double target, double limit)
 {
     // Every pass takes triangles out or is the last.
+    const auto initial = static_cast<double>(live_);
     while (static_cast<double>(live_) > target) {
+        Progress::Details::Check((initial - static_cast<double>(live_)) / (initial - target));
         const auto needed =
             static_cast<std::size_t>(std::ceil((static_cast<double>(live_) - target) / 2.0));
         const std::size_t goal = std::min(needed, live_ / 2 / kPassShare + 1);
@@ -899,6 +906,7 @@ double DecimateInBatches(const IndexedPointsBase<3, double>& mesh, const Tags& t
                          IndexedPointsBase<3, double>& out, Tags& outTags, double featureAngle,
                          double keepPercent, double tolerance, DecimationReport& report)
 {
+    const auto decimate = [&] {
     report = {};
     report.deviation = std::numeric_limits<double>::quiet_NaN();
     BatchDecimator source(mesh, tags, featureAngle);
@@ -954,6 +962,13 @@ double DecimateInBatches(const IndexedPointsBase<3, double>& mesh, const Tags& t
     out.indices.swap(result.indices);
     outTags.swap(resultTags);
     return report.percentLeft;
+    };
+    return Progress::Impl::Stoppable(decimate, [&] {
+        out = {};
+        outTags.clear();
+        report = {};
+        return 0.0;
+    });
 }
 
 double DecimateInBatches(const IndexedPointsBase<3, double>& mesh,

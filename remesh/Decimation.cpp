@@ -8,6 +8,7 @@
 #include <Velk/Math/Transform_E.h>
 
 #include "halfedge/QuadricErrorFunction_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "remesh/FeatureMarks_Impl.h"
 #include "remesh/TaggedMesh_Impl.h"
 #include "remesh/TriangleStar_Impl.h"
@@ -109,6 +110,7 @@ void QEFDecimator::BuildQuadrics()
         NodeAt(n).qef = {};
     }
     for (int f = 0; f < FaceCount(); ++f) {
+        Progress::Details::CheckStep(static_cast<std::size_t>(f));
         const std::array<int, 3> corners = Corners(f);
         if (!IsValidFace(f) || std::any_of(corners.begin(), corners.end(),
                                            [&](int n) { return n < 0 || IsBoundaryNode(n); })) {
@@ -199,13 +201,17 @@ void QEFDecimator::RemoveTriangles(double keepPercent, double tolerance)
     if (removed_ < target_) {
         queue_.Reserve(static_cast<std::size_t>(EdgeCount()));
         for (int e = 0; e < EdgeCount(); e += 2) {
+            Progress::Details::CheckStep(static_cast<std::size_t>(e));
             PushEdge(e);
         }
     }
     CollapseQueue::Entry entry;
     const auto isGone = [&](int e) { return CostOf(e) == std::numeric_limits<double>::infinity(); };
-    while (removed_ < target_ && queue_.Pop(entry, isGone)) {
+    for (std::size_t tries = 1; removed_ < target_ && queue_.Pop(entry, isGone); ++tries) {
         TryCollapse(entry);
+        if (tries % 256 == 0) {
+            Progress::Details::Check(removed_ / target_);
+        }
     }
     RemoveTriangleStars();
     FlipToDelaunay(maxError_);
@@ -332,6 +338,7 @@ void QEFDecimator::RemoveTriangleStars()
     for (int pass = 0; pass < kStarPasses && hasRemoved; ++pass) {
         hasRemoved = false;
         for (int n = 0; n < NodeCount(); ++n) {
+            Progress::Details::CheckStep(static_cast<std::size_t>(n));
             if (!FindStar(*this, n, star) ||
                 std::any_of(star.spokes.begin(), star.spokes.end(),
                             [&](int spoke) { return IsEdgeLocked(spoke); })) {
@@ -383,6 +390,7 @@ void QEFDecimator::FlipToDelaunay(double maxError)
         return IsValidEdge(e) && !EdgeAt(e).feature && !IsLocallyDelaunay(Diamond(e));
     };
     for (int e = 0; e < EdgeCount(); e += 2) {
+        Progress::Details::CheckStep(static_cast<std::size_t>(e));
         if (mayFlip(e)) {
             stack.push_back(e);
         }
@@ -489,15 +497,24 @@ double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
                     std::vector<unsigned char>& outTags, double featureAngle, double keepPercent,
                     double tolerance, bool keepBoundary, DecimationReport& report)
 {
-    // An output that is an input as well is read before it is replaced.
-    HalfEdge::Impl::QEFDecimator decimator(mesh.points, mesh.indices, tags, keepBoundary);
-    out = {};
-    outTags.clear();
-    decimator.DetectFeatures(featureAngle);
-    decimator.RemoveTriangles(keepPercent, tolerance);
-    decimator.Report(report);
-    HalfEdge::Impl::ExportTagged(decimator, out, outTags);
-    return report.percentLeft;
+    return Progress::Impl::Stoppable(
+        [&] {
+            // An output that is an input as well is read before it is replaced.
+            HalfEdge::Impl::QEFDecimator decimator(mesh.points, mesh.indices, tags, keepBoundary);
+            out = {};
+            outTags.clear();
+            decimator.DetectFeatures(featureAngle);
+            decimator.RemoveTriangles(keepPercent, tolerance);
+            decimator.Report(report);
+            HalfEdge::Impl::ExportTagged(decimator, out, outTags);
+            return report.percentLeft;
+        },
+        [&] {
+            out = {};
+            outTags.clear();
+            report = {};
+            return 0.0;
+        });
 }
 
 double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
@@ -505,14 +522,22 @@ double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
                     std::vector<unsigned char>& outTags, double featureAngle, double keepPercent,
                     double tolerance, bool keepBoundary)
 {
-    HalfEdge::Impl::QEFDecimator decimator(mesh.points, mesh.indices, tags, keepBoundary);
-    out = {};
-    outTags.clear();
-    decimator.DetectFeatures(featureAngle);
-    decimator.RemoveTriangles(keepPercent, tolerance);
-    const double percentLeft = 100.0 / decimator.initialFaces * decimator.CountFaces();
-    HalfEdge::Impl::ExportTagged(decimator, out, outTags);
-    return percentLeft;
+    return Progress::Impl::Stoppable(
+        [&] {
+            HalfEdge::Impl::QEFDecimator decimator(mesh.points, mesh.indices, tags, keepBoundary);
+            out = {};
+            outTags.clear();
+            decimator.DetectFeatures(featureAngle);
+            decimator.RemoveTriangles(keepPercent, tolerance);
+            const double percentLeft = 100.0 / decimator.initialFaces * decimator.CountFaces();
+            HalfEdge::Impl::ExportTagged(decimator, out, outTags);
+            return percentLeft;
+        },
+        [&] {
+            out = {};
+            outTags.clear();
+            return 0.0;
+        });
 }
 
 double DecimateMesh(const IndexedPointsBase<3, double>& mesh, IndexedPointsBase<3, double>& out,

@@ -4,6 +4,7 @@
 #include <Sorvane/IsotropicRemesher_E.h>
 #include <Sorvane/Remesh_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "remesh/FeatureMarks_Impl.h"
 #include "remesh/SourceSurface_Impl.h"
 #include "remesh/TaggedMesh_Impl.h"
@@ -152,11 +153,19 @@ unsigned Remesh(const IndexedPointsBase<D, double>& mesh, const Tags& tags,
         outTags.clear();
         return 0;
     }
-    Remesher<D> remesher(mesh, tags, angle, length, keepBoundary);
-    const unsigned count = remesher.RunPasses(iterations);
-    remesher.ProjectNodes(true);
-    HalfEdge::Impl::ExportTagged(remesher, out, outTags);
-    return count;
+    return Progress::Impl::Stoppable(
+        [&] {
+            Remesher<D> remesher(mesh, tags, angle, length, keepBoundary);
+            const unsigned count = remesher.RunPasses(iterations);
+            remesher.ProjectNodes(true);
+            HalfEdge::Impl::ExportTagged(remesher, out, outTags);
+            return count;
+        },
+        [&] {
+            out = {};
+            outTags.clear();
+            return 0U;
+        });
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 #include <Sorvane/TriangleMesh_E.h>
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
+#include <Velk/Progress_E.h>
 
 #include <array>
 #include <cmath>
@@ -218,11 +219,19 @@ public:
         pinches_ = this->PinchNodes(); // no edit makes one or takes one apart
         arePinchesKnown_ = true;
         for (bool isChanging = true; isChanging && count < iterations; ++count) {
+            const auto progress = [&](int pass) {
+                Progress::Details::Check((count + 0.2 * pass) / iterations);
+            };
             // Every pass runs, whatever those before it have done.
+            progress(0);
             const bool hasSplit = SplitLongEdges();
+            progress(1);
             const bool hasCollapsed = CollapseShortEdges();
+            progress(2);
             const bool hasFlipped = FlipEdges(false);
+            progress(3);
             const bool hasRelaxed = RelaxNodes();
+            progress(4);
             const bool hasProjected = ProjectNodes(false);
             isChanging = hasProjected || hasSplit || hasCollapsed || hasFlipped || hasRelaxed;
         }
@@ -386,6 +395,7 @@ bool IterativeRemesher<D, Node, Edge, Face>::SplitLongEdges()
     // Edges that this pass makes wait for the next one.
     const int count = this->EdgeCount();
     for (int e = 0; e < count; e += 2) {
+        Progress::Details::CheckStep(static_cast<std::size_t>(e));
         if (!this->IsValidEdge(e) || (keepBoundary && this->IsBoundaryEdge(e, true))) {
             continue;
         }
@@ -407,6 +417,7 @@ bool IterativeRemesher<D, Node, Edge, Face>::CollapseShortEdges()
     VecBase<2, double> bounds;
     const int count = this->EdgeCount();
     for (int e = 0; e < count; e += 2) {
+        Progress::Details::CheckStep(static_cast<std::size_t>(e));
         if (!this->IsValidEdge(e)) {
             continue;
         }
@@ -557,6 +568,7 @@ bool IterativeRemesher<D, Node, Edge, Face>::FlipEdges(bool force)
     FindOddNodes();
     const int count = this->EdgeCount();
     for (int e = 0; e < count; e += 2) {
+        Progress::Details::CheckStep(static_cast<std::size_t>(e));
         if (!this->IsValidEdge(e) || this->IsBoundaryEdge(e, true) || this->IsEdgeLocked(e)) {
             continue;
         }
@@ -670,6 +682,7 @@ bool IterativeRemesher<D, Node, Edge, Face>::RelaxNodes()
     FindOddNodes();
     areGapsKnown_ = true; // no move makes or closes one
     for (int n = 0; n < this->NodeCount(); ++n) {
+        Progress::Details::CheckStep(static_cast<std::size_t>(n));
         if (this->IsValidNode(n)) {
             hasMoved = (this->IsNodeLocked(n) ? RelaxFeatureNode(n) : RelaxNode(n)) || hasMoved;
         }

@@ -12,6 +12,7 @@
 #include <Velk/Export_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Velk/Math/Vector_E.h>
+#include <Velk/Progress_E.h>
 
 #include <algorithm>
 #include <array>
@@ -840,6 +841,7 @@ bool TriangleMesh<Node, Edge, Face>::LoadIndexedPoints(
         AddPoints(points, indices.size() / 3);
         std::vector<int> corners(3);
         for (std::size_t t = 0; t < indices.size() / 3; ++t) {
+            Progress::Details::CheckStep(t);
             std::copy_n(indices.begin() + static_cast<std::ptrdiff_t>(3 * t), 3, corners.begin());
             const int face = this->AddFace(corners);
             if (face >= 0) {
