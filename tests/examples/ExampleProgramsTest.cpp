@@ -353,7 +353,7 @@ TEST_P(ExampleProgramsOnShared, EndWithAPromisedCodeAndSayWhy)
     constexpr std::uintmax_t kMostBytes =
         Support::FullOr(std::numeric_limits<std::uintmax_t>::max(), std::uintmax_t{300'000});
     constexpr std::uintmax_t kMostBytesForAll =
-        Support::FullOr(std::uintmax_t{300'000}, std::uintmax_t{0});
+        Support::FullOr(std::uintmax_t{60'000}, std::uintmax_t{0});
     std::size_t count = 0;
     for (const fs::path& path : meshes) {
         const std::uintmax_t size = fs::file_size(path);
