@@ -9,7 +9,8 @@ namespace Cli {
 const std::vector<Command>& Commands()
 {
     static const std::vector<Command> commands{
-        ReportCommand(),
+        ReportCommand(), ConvertCommand(),   WeldCommand(), ComponentsCommand(), DecimateCommand(),
+        RemeshCommand(), SubdivideCommand(), HullCommand(), BoxCommand(),
     };
     return commands;
 }

@@ -6,5 +6,13 @@
 namespace Cli {
 
 Command ReportCommand();
+Command ConvertCommand();
+Command WeldCommand();
+Command ComponentsCommand();
+Command DecimateCommand();
+Command RemeshCommand();
+Command SubdivideCommand();
+Command HullCommand();
+Command BoxCommand();
 
 } // namespace Cli
