@@ -16,7 +16,7 @@
 #include "Arguments.h"
 #include "PartFiles.h"
 #include "PictureOutput.h"
-#include "ReportPictures.h"
+#include "../cli/ReportPictures.h"
 
 #include <algorithm>
 #include <cmath>
