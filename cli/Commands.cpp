@@ -10,6 +10,20 @@ const std::vector<Command>& Commands()
 {
     static const std::vector<Command> commands{
         ReportCommand(),
+        SectionCommand(),
+        SlicesCommand(),
+        SilhouetteCommand(),
+        NearestCommand(),
+        DistanceCommand(),
+        HolesCommand(),
+        ImprintCommand(),
+        OffsetCommand(),
+        PocketCommand(),
+        UnionCommand(),
+        LatheCommand(),
+        HeightsCommand(),
+        GougesCommand(),
+        ToolCommand(),
     };
     return commands;
 }

@@ -6,5 +6,19 @@
 namespace Cli {
 
 Command ReportCommand();
+Command SectionCommand();
+Command SlicesCommand();
+Command SilhouetteCommand();
+Command NearestCommand();
+Command DistanceCommand();
+Command HolesCommand();
+Command ImprintCommand();
+Command OffsetCommand();
+Command PocketCommand();
+Command UnionCommand();
+Command LatheCommand();
+Command HeightsCommand();
+Command GougesCommand();
+Command ToolCommand();
 
 } // namespace Cli

@@ -1,7 +1,8 @@
 // What lies where on a part: `nearest`, `distance`, `holes` and `imprint`.
 
+#include "Commands.h"
 #include "PartView.h"
-#include "PlaneCommands.h"
+
 #include "PlaneFiles.h"
 #include "Session.h"
 
@@ -595,22 +596,22 @@ Command NearestCommand()
 {
     Command command;
     command.name = "nearest";
-    command.summary = "the nearest place of a part to each of many points";
+    command.summary = "Tells the nearest place of a part to each of many points";
     command.description =
         "Points come from a file or the standard input, x, y and z to a line, apart by blanks, "
         "commas or semicolons. Without --output the table is printed.";
     command.inputs = {"PART", "POINTS"};
     command.leastInputs = 2;
     command.mostInputs = 2;
-    command.output = "table (CSV) of each point, its nearest place, the number of that triangle from "
+    command.output = "write a table (CSV) of each point, its nearest place, the number of that triangle from "
                      "0, and the distance";
     command.options = {
-        Opt::Flag("--signed", "distances are negative for points behind their nearest triangle, so "
+        Opt::Flag("--signed", "give negative distances to points behind their nearest triangle, so "
                               "inside of a closed part"),
-        Opt::Number("--within", "LENGTH", "ends with 1 when a point is farther away").From(0)};
+        Opt::Number("--within", "LENGTH", "end with 1 when a point is farther away").From(0)};
     command.defects = "a point is farther away than --within";
     command.examples = {{"echo 10 10 30 | sorvane nearest bracket.stl -",
-                         "tells the place of the part nearest to (10, 10, 30)"}};
+                         "the place of the part nearest to (10, 10, 30)"}};
     command.run = RunNearest;
     return command;
 }
@@ -619,7 +620,7 @@ Command DistanceCommand()
 {
     Command command;
     command.name = "distance";
-    command.summary = "how far two parts are apart at most: bounds both ways, and where";
+    command.summary = "Tells how far two parts are apart at most: bounds both ways, and where";
     command.description =
         "The Hausdorff distance of the two surfaces, all of their points counted, lies between the "
         "two bounds that are told. Besides, the deviation of the part from the reference is told in "
@@ -628,18 +629,18 @@ Command DistanceCommand()
     command.inputs = {"PART", "REFERENCE"};
     command.leastInputs = 2;
     command.mostInputs = 2;
-    command.output = "table (CSV) of the deviation of each triangle of PART";
-    command.picture = "PART in the colors of its deviations, red out of the reference, blue within";
+    command.output = "write a table (CSV) of the deviation of each triangle of PART";
+    command.picture = "write a picture of PART in the colors of its deviations, red out of the reference, blue within";
     command.options = {
         Opt::Number("--accuracy", "LENGTH",
                     "how far the bounds may be apart; 0 is the least there is, a thousandth of the "
                     "expected distance is fast")
             .From(0)
             .Default("0"),
-        Opt::Number("--within", "LENGTH", "ends with 1 when the upper bound is above that").From(0)};
+        Opt::Number("--within", "LENGTH", "end with 1 when the upper bound is above that").From(0)};
     command.defects = "the parts are, or may be, farther apart than --within";
     command.examples = {{"sorvane distance bracket.stl bracket_ascii.stl --within 0.001",
-                         "checks that both files hold the same part"}};
+                         "check that both files hold the same part"}};
     command.run = RunDistance;
     return command;
 }
@@ -648,14 +649,14 @@ Command HolesCommand()
 {
     Command command;
     command.name = "holes";
-    command.summary = "the drilled holes of a part: axis, diameters, depths";
+    command.summary = "Lists the drilled holes of a part: axis, diameters, depths";
     command.description =
         "Each hole is told once for its axis and mouth, with its steps from the mouth down. The "
         "defaults suit parts in millimeters whose chords are as long as is usual.";
-    command.output = "table (CSV) of all steps of all holes";
+    command.output = "write a table (CSV) of all steps of all holes";
     command.tolerance = "how far corners may lie off a circle or a wall, in the unit of the part";
     command.toleranceDefault = "0.02";
-    command.picture = "the part with mouths and steps, red where holes end blind and blue where "
+    command.picture = "write a picture of the part with mouths and steps, red where holes end blind and blue where "
                       "they go through, and axes as deep as the holes";
     command.options = {
         Opt::Number("--crease", "DEGREES", "edges sharper than this may bound a circle")
@@ -668,7 +669,7 @@ Command HolesCommand()
             .Within(0, 90)
             .Default("1.15")};
     command.examples = {{"sorvane holes bracket.stl --svg holes.svg",
-                         "lists the holes of the part and draws them"}};
+                         "list the holes of the part and draw them"}};
     command.run = RunHoles;
     return command;
 }
@@ -677,7 +678,7 @@ Command ImprintCommand()
 {
     Command command;
     command.name = "imprint";
-    command.summary = "cut a curve into a mesh, and take out what lies inside of it";
+    command.summary = "Cuts a curve into a mesh, and takes out what lies inside of it";
     command.description =
         "The curve runs through the points of a file, x, y and z to a line, which lie on the part; "
         "or, with --around, it is made of all places that are --radius from a point along the "
@@ -686,15 +687,15 @@ Command ImprintCommand()
     command.inputs = {"PART", "PATH"};
     command.leastInputs = 1;
     command.mostInputs = 2;
-    command.output = "the mesh with the curve in it, or the part of it that --keep names";
+    command.output = "write the mesh with the curve in it, or the part of it that --keep names";
     command.tolerance = "how far points may lie from the surface, and from the corners and edges that "
                         "they snap to; with --around 1e-7 of the radius unless told";
     command.toleranceDefault = "1e-6";
-    command.picture = "the mesh with the curve in red, its inside yellow, and the lines of --around "
+    command.picture = "write a picture of the mesh with the curve in red, its inside yellow, and the lines of --around "
                       "in blue";
     command.options = {
-        Opt::Flag("--closed", "leads the path from its last point back to the first"),
-        Opt::Flag("--project", "moves the points to the nearest places of the part"),
+        Opt::Flag("--closed", "lead the path from its last point back to the first"),
+        Opt::Flag("--project", "move the points to the nearest places of the part"),
         Opt::Numbers("--around", "X,Y,Z", "a curve around the place nearest to this point")
             .Exactly(3),
         Opt::Number("--radius", "LENGTH", "length of the lines from there to the curve").Positive(),
@@ -702,11 +703,11 @@ Command ImprintCommand()
                     "the triangles that --output gets")
             .Default("all"),
         Opt::File("--path", "FILE",
-                  "writes the curve as it runs in the mesh, x, y and z to a line")};
+                  "write the curve as it runs in the mesh, x, y and z to a line")};
     command.defects = "a point is off the part, the path is broken, or a closed one bounds no region";
     command.examples = {{"sorvane imprint bracket.stl --around 20,0,10 --radius 8 --keep inside -o "
                          "region.stl",
-                         "cuts out what is within 8 of a point along the surface"}};
+                         "cut out what is within 8 of a point along the surface"}};
     command.run = RunImprint;
     return command;
 }

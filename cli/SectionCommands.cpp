@@ -1,7 +1,8 @@
 // From a solid to the plane: `section`, `slices` and `silhouette`.
 
+#include "Commands.h"
 #include "PartView.h"
-#include "PlaneCommands.h"
+
 #include "PlaneFiles.h"
 #include "Session.h"
 
@@ -612,7 +613,7 @@ Command SectionCommand()
 {
     Command command;
     command.name = "section";
-    command.summary = "cut a part by a plane: outlines, area, closed halves";
+    command.summary = "Cuts a part by a plane: outlines, area, closed halves";
     command.description =
         "The plane has a normal and lies at a height, its distance from the origin along the "
         "normal; by default it is level and halves the part. Outlines run with the material to "
@@ -620,11 +621,11 @@ Command SectionCommand()
         "normal. Areas and lengths have the part's unit.\n\n"
         "A height at which the plane meets nothing is wrong use: the message tells from where to "
         "where the part reaches.";
-    command.output = "outlines as points of the plane, x and y to a line, an empty line between "
+    command.output = "write the outlines as points of the plane, x and y to a line, an empty line between "
                      "outlines; or, with the extension .stl or .tipc, the section as triangles";
     command.tolerance = kWeldHelp;
     command.toleranceDefault = "1e-6";
-    command.picture = "the section with its outlines, open ones in red; with --below or --above "
+    command.picture = "write a picture of the section with its outlines, open ones in red; with --below or --above "
                       "the two halves apart";
     command.options = {
         NormalOption("direction of the plane's normal, of any length"),
@@ -634,15 +635,15 @@ Command SectionCommand()
             .Default("50"),
         Opt::Numbers("--through", "X,Y,Z", "a point in the plane").Exactly(3),
         SideOption(),
-        Opt::Flag("--space", "outlines in --output as points of space, x, y and z to a line"),
-        Opt::File("--below", "MESH", "writes what lies below the plane, closed by a lid"),
-        Opt::File("--above", "MESH", "writes what lies above the plane, closed by a lid")};
+        Opt::Flag("--space", "write the outlines of --output as points of space, x, y and z to a line"),
+        Opt::File("--below", "MESH", "write what lies below the plane, closed by a lid"),
+        Opt::File("--above", "MESH", "write what lies above the plane, closed by a lid")};
     command.defects = "an outline is open, the section overlaps itself, or a half is not closed";
     command.examples = {{"sorvane section bracket.stl --height 4 --svg section.svg",
-                         "tells outlines and area at the height 4, and draws them"},
+                         "outlines and area at the height 4, and a picture"},
                         {"sorvane section bracket.stl --normal 1,0,0 --below left.stl --above "
                          "right.stl",
-                         "splits the part into two closed halves"}};
+                         "split the part into two closed halves"}};
     command.run = RunSection;
     return command;
 }
@@ -651,16 +652,16 @@ Command SlicesCommand()
 {
     Command command;
     command.name = "slices";
-    command.summary = "cut a part by a stack of parallel planes: areas, outlines, volume";
+    command.summary = "Cuts a part by a stack of parallel planes: areas, outlines, volume";
     command.description =
         "Heights are distances from the origin along the normal. With --count the part is divided "
         "into layers of one thickness, each cut at its middle, and their areas times the thickness "
         "tell the volume.";
-    command.output = "table (CSV) of height, closed and open outlines, area, length of the closed "
+    command.output = "write a table (CSV) of height, closed and open outlines, area, length of the closed "
                      "and of the open ones";
     command.tolerance = kWeldHelp;
     command.toleranceDefault = "1e-6";
-    command.picture = "the sections as a stack of sheets, open outlines in red";
+    command.picture = "write a picture of the sections as a stack of sheets, open outlines in red";
     command.options = {
         NormalOption("direction of the planes' normal, of any length"),
         Opt::Count("--count", "N", "number of layers").Within(1, kMostPlanes).Default("20"),
@@ -669,11 +670,11 @@ Command SlicesCommand()
         Opt::Numbers("--heights", "H,H,...", "planes at these heights"),
         SideOption(),
         Opt::File("--outlines", "FILE",
-                  "writes all outlines as points of space, x, y and z to a line, an empty line "
+                  "write all outlines as points of space, x, y and z to a line, an empty line "
                   "between outlines")};
     command.defects = "an outline is open";
     command.examples = {{"sorvane slices bracket.stl --count 24 -o layers.csv --svg stack.svg",
-                         "cuts 24 layers, writes their areas and draws the stack"}};
+                         "cut 24 layers, write their areas and draw the stack"}};
     command.run = RunSlices;
     return command;
 }
@@ -682,26 +683,26 @@ Command SilhouetteCommand()
 {
     Command command;
     command.name = "silhouette";
-    command.summary = "the shadow of a part, and the outline that it sweeps when it spins";
+    command.summary = "Draws the shadow of a part, and the outline that it sweeps when it spins";
     command.description =
         "The shadow is what is seen of the part along the normal, as closed loops in the plane "
         "square to it, outer ones counter-clockwise. With --spin the part turns about the axis "
         "through the origin along the normal, and the half outline of what it sweeps is told as "
         "(radius, height): what it needs of room in a lathe.";
-    command.output = "loops of the shadow as points, x and y to a line, an empty line between loops";
-    command.picture = "the shadow, and beside it the spun outline";
+    command.output = "write the loops of the shadow as points, x and y to a line, an empty line between loops";
+    command.picture = "write a picture of the shadow, and beside it the spun outline";
     command.options = {
         NormalOption("direction in which the part is seen, of any length"),
-        Opt::Flag("--spin", "spins the part about the axis through the origin along the normal"),
+        Opt::Flag("--spin", "spin the part about the axis through the origin along the normal"),
         Opt::Number("--step", "LENGTH",
                     "distance of the spun outline's samples along the axis; a five-hundredth of "
                     "the height unless told; implies --spin")
             .Positive(),
         Opt::File("--spun", "FILE",
-                  "writes the half outline, radius and height to a line; implies --spin")};
+                  "write the half outline, radius and height to a line; implies --spin")};
     command.defects = "the part has no shadow in that direction";
     command.examples = {{"sorvane silhouette bracket.stl --spin --svg shadow.svg",
-                         "tells area and radius, and draws shadow and spun outline"}};
+                         "area and radius, and a picture of shadow and spun outline"}};
     command.run = RunSilhouette;
     return command;
 }
