@@ -245,12 +245,12 @@ std::string TextOf(const std::vector<std::vector<Point>>& lines, bool isClosed)
     std::string text;
     const auto append = [&](const Point& point) {
         for (int k = 0; k < kDimension; ++k) {
-            text += (k > 0 ? std::string(" ") : std::string()) + NumberText(point[k]);
+            text.append(k > 0 ? " " : "").append(NumberText(point[k]));
         }
         text += '\n';
     };
     for (const std::vector<Point>& line : lines) {
-        text += text.empty() ? "" : "\n";
+        text.append(text.empty() ? "" : "\n");
         for (const Point& point : line) {
             append(point);
         }
@@ -332,7 +332,7 @@ std::string PolylineText(const std::vector<std::vector<Vec3d>>& lines, bool isCl
 std::string ChainText(const std::vector<Chain>& chains)
 {
     std::string text;
-    const auto append = [&](double number) { text += '\t' + NumberText(number); };
+    const auto append = [&](double number) { text.append(1, '\t').append(NumberText(number)); };
     for (const Chain& chain : chains) {
         text += '\n' + std::to_string(chain.elements.size()) + ' ' + NumberText(chain.tolerance) +
                 '\n';
