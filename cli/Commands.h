@@ -6,6 +6,14 @@
 namespace Cli {
 
 Command ReportCommand();
+Command ConvertCommand();
+Command WeldCommand();
+Command ComponentsCommand();
+Command DecimateCommand();
+Command RemeshCommand();
+Command SubdivideCommand();
+Command HullCommand();
+Command BoxCommand();
 Command SectionCommand();
 Command SlicesCommand();
 Command SilhouetteCommand();

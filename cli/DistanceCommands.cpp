@@ -1,7 +1,8 @@
 // What lies where on a part: `nearest`, `distance`, `holes` and `imprint`.
 
 #include "Commands.h"
-#include "PartView.h"
+#include "Drawing.h"
+#include "Measures.h"
 
 #include "PlaneFiles.h"
 #include "Session.h"
@@ -99,8 +100,8 @@ void RunNearest(Session& session)
     }
     if (beyond > 0) {
         session.Defect("beyond_limit", std::to_string(beyond) + " of " +
-                                          std::to_string(points.size()) +
-                                          " points are farther than --within from the part");
+                                           std::to_string(points.size()) +
+                                           " points are farther than --within from the part");
     }
 }
 
@@ -203,7 +204,7 @@ void TellDeviations(Session& session, const Part& part, const std::vector<double
     if (session.WantsPicture()) {
         marks.styles.push_back({"#444", "none", 0.6});
         MarkCreases(part, 0.6, kBands, marks);
-        picture.AddMesh(part, kPartView, FacetStyle(), marks);
+        picture.AddMesh(part, kView, FacetStyle(), marks);
         session.WritePicture(picture);
     }
 }
@@ -234,7 +235,7 @@ void RunDistance(Session& session)
     }
     if (session.Has("--within") && !(bounds.upper <= session.Number("--within"))) {
         session.Defect("beyond_limit", "the surfaces are, or may be, farther apart than " +
-                                          NumberText(session.Number("--within")));
+                                           NumberText(session.Number("--within")));
     }
 }
 
@@ -333,7 +334,7 @@ Polyline CircleOf(const MeshUtils::DrillHoleStack& hole, double depth, double di
         const double angle = kTwoPi<double> * k / kCorners;
         const Vec3d point =
             frame * Vec3d(diameter / 2 * std::cos(angle), diameter / 2 * std::sin(angle), 0);
-        circle.push_back(SvgWriter::Projected(point, kPartView));
+        circle.push_back(SvgWriter::Projected(point, kView));
     }
     return circle;
 }
@@ -344,13 +345,12 @@ SvgWriter PictureOf(const Part& part, const std::vector<MeshUtils::DrillHoleStac
     const SvgStyle blind{"#d22", "none", 1.6};
     const SvgStyle axis{"#0a0", "none", 1, true};
     SvgWriter picture(kPictureSize);
-    picture.AddMesh(part, kPartView, FacetStyle());
+    picture.AddMesh(part, kView, FacetStyle());
     for (const MeshUtils::DrillHoleStack& hole : holes) {
         const SvgStyle& style = hole.end == MeshUtils::HoleEnd::Through ? through : blind;
-        picture.AddPolyline(
-            {SvgWriter::Projected(hole.entry, kPartView),
-             SvgWriter::Projected(hole.entry + hole.tipDepth * hole.axis, kPartView)},
-            axis);
+        picture.AddPolyline({SvgWriter::Projected(hole.entry, kView),
+                             SvgWriter::Projected(hole.entry + hole.tipDepth * hole.axis, kView)},
+                            axis);
         picture.AddRegion({CircleOf(hole, 0, hole.steps.front().diameter)}, style);
         for (const MeshUtils::HoleStep& step : hole.steps) {
             picture.AddRegion({CircleOf(hole, step.to, step.endDiameter)}, style);
@@ -365,9 +365,9 @@ SvgWriter PictureOf(const Part& part, const std::vector<MeshUtils::DrillHoleStac
 void RunHoles(Session& session)
 {
     const Part part = session.ReadWeldedPart(session.Input(), 0);
-    const auto holes = MeshUtils::DrillHoleStacks(
-        part, session.Number("--crease") * kDegree, session.Tolerance(),
-        session.Number("--fraction"), session.Number("--axis-tolerance") * kDegree);
+    const auto holes = MeshUtils::DrillHoleStacks(part, session.Number("--crease") * kDegree,
+                                                  session.Tolerance(), session.Number("--fraction"),
+                                                  session.Number("--axis-tolerance") * kDegree);
     Session::CheckStopped();
     Json list = Json::List();
     for (const MeshUtils::DrillHoleStack& hole : holes) {
@@ -386,7 +386,7 @@ void RunHoles(Session& session)
 
 // --- imprint ------------------------------------------------------------------------------------
 
-constexpr int kLines = 360; // around a center, of which every 24th is drawn
+constexpr int kLines = 360;               // around a center, of which every 24th is drawn
 constexpr double kAroundTolerance = 1e-7; // of the radius: rounding, and no more
 
 /// Straightest lines of one length from the point of the part nearest to `point`.
@@ -472,7 +472,7 @@ SvgWriter PictureOf(Mesh::MeshImprint& imprint, const Path& curve, const std::ve
         }
     }
     SvgWriter picture(kPictureSize);
-    picture.AddMesh(mesh, kPartView, FacetStyle(), marks);
+    picture.AddMesh(mesh, kView, FacetStyle(), marks);
     picture.AddLegend("imprinted curve", marks.styles[1]);
     if (!lines.empty()) {
         picture.AddLegend("straightest lines", marks.styles[2]);
@@ -513,8 +513,8 @@ void RunImprint(Session& session)
     const std::string keep = session.Text("--keep");
     const Part part = session.ReadWeldedPart(session.Input(0), 0);
     const double radius = isAround ? session.Number("--radius") : 0;
-    const double tolerance = session.Has("--tolerance") || !isAround ? session.Tolerance()
-                                                                     : kAroundTolerance * radius;
+    const double tolerance =
+        session.Has("--tolerance") || !isAround ? session.Tolerance() : kAroundTolerance * radius;
     std::vector<Path> lines;
     Path curve;
     std::size_t off = 0;
@@ -563,7 +563,8 @@ void RunImprint(Session& session)
                       AreaOf(inside));
     }
     if (session.Has("--path")) {
-        session.WriteText(PolylineText(std::vector<Path>{curve}, false), session.Text("--path"));
+        session.WriteText(PolylineText(std::vector<Path>{curve}, false),
+                          ExtraFile(session, "--path"));
     }
     if (session.HasOutput() && (keep == "all" || hasInside)) {
         Part kept = std::move(whole);
@@ -577,16 +578,16 @@ void RunImprint(Session& session)
     }
     if (off > 0) {
         session.Defect("points_off", std::to_string(off) +
-                                        " points are farther than --tolerance from the part and "
-                                        "were left out; --project moves them there");
+                                         " points are farther than --tolerance from the part and "
+                                         "were left out; --project moves them there");
     }
     if (breaks > 0) {
         session.Defect("broken_path", "the path finds no way at " + std::to_string(breaks) +
-                                         " places; give points on both sides of sharp edges");
+                                          " places; give points on both sides of sharp edges");
     }
     if (!hasInside && (isClosed || keep != "all")) {
         session.Defect("no_region", "the curve does not bound a region" +
-                                       std::string(keep == "all" ? "" : "; no mesh was written"));
+                                        std::string(keep == "all" ? "" : "; no mesh was written"));
     }
 }
 
@@ -603,8 +604,9 @@ Command NearestCommand()
     command.inputs = {"PART", "POINTS"};
     command.leastInputs = 2;
     command.mostInputs = 2;
-    command.output = "write a table (CSV) of each point, its nearest place, the number of that triangle from "
-                     "0, and the distance";
+    command.output =
+        "write a table (CSV) of each point, its nearest place, the number of that triangle from "
+        "0, and the distance";
     command.options = {
         Opt::Flag("--signed", "give negative distances to points behind their nearest triangle, so "
                               "inside of a closed part"),
@@ -623,14 +625,16 @@ Command DistanceCommand()
     command.summary = "Tells how far two parts are apart at most: bounds both ways, and where";
     command.description =
         "The Hausdorff distance of the two surfaces, all of their points counted, lies between the "
-        "two bounds that are told. Besides, the deviation of the part from the reference is told in "
+        "two bounds that are told. Besides, the deviation of the part from the reference is told "
+        "in "
         "seven bands, of each triangle the largest at its corners and its centroid: positive ones "
         "stand out of the reference, negative ones lie within it.";
     command.inputs = {"PART", "REFERENCE"};
     command.leastInputs = 2;
     command.mostInputs = 2;
     command.output = "write a table (CSV) of the deviation of each triangle of PART";
-    command.picture = "write a picture of PART in the colors of its deviations, red out of the reference, blue within";
+    command.picture = "write a picture of PART in the colors of its deviations, red out of the "
+                      "reference, blue within";
     command.options = {
         Opt::Number("--accuracy", "LENGTH",
                     "how far the bounds may be apart; 0 is the least there is, a thousandth of the "
@@ -656,7 +660,8 @@ Command HolesCommand()
     command.output = "write a table (CSV) of all steps of all holes";
     command.tolerance = "how far corners may lie off a circle or a wall, in the unit of the part";
     command.toleranceDefault = "0.02";
-    command.picture = "write a picture of the part with mouths and steps, red where holes end blind and blue where "
+    command.picture = "write a picture of the part with mouths and steps, red where holes end "
+                      "blind and blue where "
                       "they go through, and axes as deep as the holes";
     command.options = {
         Opt::Number("--crease", "DEGREES", "edges sharper than this may bound a circle")
@@ -668,8 +673,8 @@ Command HolesCommand()
         Opt::Number("--axis-tolerance", "DEGREES", "how far axes of one hole may differ")
             .Within(0, 90)
             .Default("1.15")};
-    command.examples = {{"sorvane holes bracket.stl --svg holes.svg",
-                         "list the holes of the part and draw them"}};
+    command.examples = {
+        {"sorvane holes bracket.stl --svg holes.svg", "list the holes of the part and draw them"}};
     command.run = RunHoles;
     return command;
 }
@@ -688,10 +693,12 @@ Command ImprintCommand()
     command.leastInputs = 1;
     command.mostInputs = 2;
     command.output = "write the mesh with the curve in it, or the part of it that --keep names";
-    command.tolerance = "how far points may lie from the surface, and from the corners and edges that "
-                        "they snap to; with --around 1e-7 of the radius unless told";
+    command.tolerance =
+        "how far points may lie from the surface, and from the corners and edges that "
+        "they snap to; with --around 1e-7 of the radius unless told";
     command.toleranceDefault = "1e-6";
-    command.picture = "write a picture of the mesh with the curve in red, its inside yellow, and the lines of --around "
+    command.picture = "write a picture of the mesh with the curve in red, its inside yellow, and "
+                      "the lines of --around "
                       "in blue";
     command.options = {
         Opt::Flag("--closed", "lead the path from its last point back to the first"),
@@ -704,7 +711,8 @@ Command ImprintCommand()
             .Default("all"),
         Opt::File("--path", "FILE",
                   "write the curve as it runs in the mesh, x, y and z to a line")};
-    command.defects = "a point is off the part, the path is broken, or a closed one bounds no region";
+    command.defects =
+        "a point is off the part, the path is broken, or a closed one bounds no region";
     command.examples = {{"sorvane imprint bracket.stl --around 20,0,10 --radius 8 --keep inside -o "
                          "region.stl",
                          "cut out what is within 8 of a point along the surface"}};

@@ -1,7 +1,6 @@
 // Chains of arcs and segments: `offset` and `pocket`.
 
 #include "Commands.h"
-#include "PartView.h"
 #include "PlaneFiles.h"
 #include "Session.h"
 
@@ -422,9 +421,8 @@ std::vector<Chain> ClosedChains(Session& session, const std::string& input)
         const bool isPolyline =
             std::all_of(chain.elements.begin(), chain.elements.end(),
                         [](const Element& element) { return element.AsSegment() != nullptr; });
-        if (!isPolyline ||
-            !chain.AppendSegment(chain.elements.back().EndPoint(),
-                                 chain.elements.front().StartPoint())) {
+        if (!isPolyline || !chain.AppendSegment(chain.elements.back().EndPoint(),
+                                                chain.elements.front().StartPoint())) {
             throw Failure(Exit::Files, input + ": holds an open chain; close it, or raise "
                                                "--tolerance above its gap");
         }
@@ -515,9 +513,8 @@ SvgWriter PictureOf(const std::vector<Pocket>& pockets, const std::vector<Ring>&
     }
     picture.AddLegend("walls", wall);
     picture.AddLegend("first ring, at the radius of the tool", first);
-    picture.AddLegend(std::to_string(rings.empty() ? 0 : rings.size() - 1) +
-                          " rings more, a step each",
-                      others);
+    picture.AddLegend(
+        std::to_string(rings.empty() ? 0 : rings.size() - 1) + " rings more, a step each", others);
     return picture;
 }
 
@@ -613,9 +610,11 @@ Command OffsetCommand()
     command.summary = "Measures chains of arcs and segments, offsets them, and fits them to points";
     command.description =
         "A positive distance lies to the right of travel, so that a counter-clockwise outline "
-        "grows, and a negative one to the left. Corners on the outside are rounded by arcs. Without "
+        "grows, and a negative one to the left. Corners on the outside are rounded by arcs. "
+        "Without "
         "--distance the chains themselves are told, drawn and written.\n\n"
-        "The file holds chains (see the forms of files in the manual), or points, x and y to a line: "
+        "The file holds chains (see the forms of files in the manual), or points, x and y to a "
+        "line: "
         "each polyline is a chain of segments, or, with --fit, of arcs and segments.";
     command.inputs = {"CHAINS"};
     command.output = "write the offsets, or without --distance the chains, as a file of chains";
@@ -646,7 +645,8 @@ Command PocketCommand()
         "each, until nothing is left. Rings are told, drawn and written from the walls inward, and "
         "run against the walls: clockwise along the outline.\n\n"
         "One file holds the closed chains, or loops of points, of one pocket or more: what lies in "
-        "an odd number of them is pocket, and they must not cross. With several files the first one "
+        "an odd number of them is pocket, and they must not cross. With several files the first "
+        "one "
         "holds the outline and the others islands, which may overlap each other and the outline. "
         "With --height the input is a mesh, and its section at that height is the pocket.";
     command.inputs = {"REGION", "ISLAND"};

@@ -74,7 +74,7 @@ void ForEachLine(std::string_view text, const Use& use)
 
 template <int N>
 std::vector<std::vector<Velk::Math::VecBase<N, double>>> PolylinesOf(std::string_view text,
-                                                                    const std::string& path)
+                                                                     const std::string& path)
 {
     std::vector<std::vector<Velk::Math::VecBase<N, double>>> lines;
     bool isInLine = false;
@@ -95,8 +95,9 @@ std::vector<std::vector<Velk::Math::VecBase<N, double>>> PolylinesOf(std::string
             const auto value = place < fields.size() ? NumberOf(fields[place]) : std::nullopt;
             if (!value) {
                 Refuse(path, number,
-                       "does not begin with " + std::to_string(N) + " finite numbers; give one "
-                       "point to a line");
+                       "does not begin with " + std::to_string(N) +
+                           " finite numbers; give one "
+                           "point to a line");
             }
             point[k] = *value;
         }
@@ -133,9 +134,9 @@ bool IsChainText(std::string_view text)
 
 double GapBefore(const Chain& chain, const Vec2d& start)
 {
-    return chain.elements.empty() ? 0
-                                  : Velk::Math::Vector::Length(
-                                        chain.elements.back().EndPoint() - start);
+    return chain.elements.empty()
+               ? 0
+               : Velk::Math::Vector::Length(chain.elements.back().EndPoint() - start);
 }
 
 /// Reads the lines of chains one after the other.
@@ -196,15 +197,17 @@ private:
         Chain& chain = chains_.back();
         const Vec2d start(numbers[0], numbers[1]);
         const Vec2d second(numbers[2], numbers[3]);
-        if (isArc ? chain.AppendArc(second, start, numbers[4]) : chain.AppendSegment(start, second)) {
+        if (isArc ? chain.AppendArc(second, start, numbers[4])
+                  : chain.AppendSegment(start, second)) {
             --missing_;
             return;
         }
         const double gap = GapBefore(chain, start);
         if (gap > chain.tolerance) {
             Refuse(path_, line_,
-                   "begins " + NumberText(gap) + " from the end of the element before; raise "
-                   "--tolerance above that, or mend the file");
+                   "begins " + NumberText(gap) +
+                       " from the end of the element before; raise "
+                       "--tolerance above that, or mend the file");
         }
         --missing_; // a segment shorter than the tolerance, of which the chain can do without
     }
@@ -263,10 +266,19 @@ std::string TextOf(const std::vector<std::vector<Point>>& lines, bool isClosed)
 
 } // namespace
 
-std::vector<Vec2d> ReadPlanePoints(Session& session, const std::string& path) { return PointsOf<2>(session, path); }
-std::vector<Vec3d> ReadSpacePoints(Session& session, const std::string& path) { return PointsOf<3>(session, path); }
+std::vector<Vec2d> ReadPlanePoints(Session& session, const std::string& path)
+{
+    return PointsOf<2>(session, path);
+}
+std::vector<Vec3d> ReadSpacePoints(Session& session, const std::string& path)
+{
+    return PointsOf<3>(session, path);
+}
 
-Loops ReadPolylines(Session& session, const std::string& path) { return PolylinesOrEnd(session.ReadText(path), path); }
+Loops ReadPolylines(Session& session, const std::string& path)
+{
+    return PolylinesOrEnd(session.ReadText(path), path);
+}
 
 std::vector<Chain> ReadChains(Session& session, const std::string& path, double tolerance)
 {
@@ -323,6 +335,15 @@ Chain ChainOf(const Polyline& points, bool isClosed, double tolerance)
     return chain;
 }
 
+std::string ExtraFile(const Session& session, const std::string& option)
+{
+    const std::string path = session.Text(option);
+    if (path == "-") {
+        session.RefuseUse(option + ": only -o and --svg write to the standard output; name a file");
+    }
+    return path;
+}
+
 std::string PolylineText(const Loops& lines, bool isClosed) { return TextOf(lines, isClosed); }
 std::string PolylineText(const std::vector<std::vector<Vec3d>>& lines, bool isClosed)
 {
@@ -334,8 +355,8 @@ std::string ChainText(const std::vector<Chain>& chains)
     std::string text;
     const auto append = [&](double number) { text.append(1, '\t').append(NumberText(number)); };
     for (const Chain& chain : chains) {
-        text += '\n' + std::to_string(chain.elements.size()) + ' ' + NumberText(chain.tolerance) +
-                '\n';
+        text +=
+            '\n' + std::to_string(chain.elements.size()) + ' ' + NumberText(chain.tolerance) + '\n';
         for (const auto& element : chain.elements) {
             const auto* const arc = element.AsArc();
             const Vec2d start = element.StartPoint();
@@ -363,10 +384,7 @@ double AreaOf(const Loops& loops)
     return area;
 }
 
-double LengthOf(const Chain& chain)
-{
-    return Planar::PolyArcSegParameters(chain, false).back();
-}
+double LengthOf(const Chain& chain) { return Planar::PolyArcSegParameters(chain, false).back(); }
 
 std::string NumberText(double number)
 {

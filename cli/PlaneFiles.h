@@ -44,6 +44,10 @@ Loops ReadLoops(Session& session, const std::string& path, double tolerance, dou
 /// A chain of segments through the points.
 Chain ChainOf(const Polyline& points, bool isClosed, double tolerance);
 
+/// The value of an option that names a file beside the output. Words go to the standard output, so
+/// that it can't be that.
+std::string ExtraFile(const Session& session, const std::string& option);
+
 /// Polylines as text, an empty line between them; closed ones repeat their first point.
 std::string PolylineText(const Loops& lines, bool isClosed);
 std::string PolylineText(const std::vector<std::vector<Vec3d>>& lines, bool isClosed);

@@ -1,7 +1,7 @@
 // Regions of the plane and turning: `union` and `lathe`.
 
 #include "Commands.h"
-#include "PartView.h"
+#include "Drawing.h"
 #include "PlaneFiles.h"
 #include "Session.h"
 
@@ -69,8 +69,7 @@ Loops Outside(const Loops& a, const Loops& b)
 /// Each by itself first: which of its loops are holes is told by its own sum of areas.
 Loops RegionOf(Session& session, const std::string& input)
 {
-    const Loops loops =
-        ReadLoops(session, input, session.Tolerance(), session.Number("--chord"));
+    const Loops loops = ReadLoops(session, input, session.Tolerance(), session.Number("--chord"));
     Loops region = Planar::Union<double>(loops, nullptr);
     Session::CheckStopped();
     if (region.empty()) {
@@ -555,8 +554,7 @@ void RunLathe(Session& session)
     const auto sequence =
         Lathe::SequenceBAxisAngleSweep(turning.profile, reports, ArcRegionsOf(session));
     const std::vector<double> lengths = Vector::PointStreamParameters(turning.profile, false);
-    const std::vector<Reach> reaches =
-        ReachesOf(sequence, turning.angles.size(), lengths.back());
+    const std::vector<Reach> reaches = ReachesOf(sequence, turning.angles.size(), lengths.back());
 
     Json& result = session.Result();
     result["angles"] = turning.angles;
@@ -605,7 +603,7 @@ void RunLathe(Session& session)
         session.WriteText(table, session.Output());
     }
     if (session.Has("--positions")) {
-        session.WriteText(PositionsText(reports), session.Text("--positions"));
+        session.WriteText(PositionsText(reports), ExtraFile(session, "--positions"));
     }
     if (session.WantsPicture()) {
         session.WritePicture(PictureOf(turning, reports, reaches, lengths));
@@ -625,11 +623,13 @@ Command UnionCommand()
     command.name = "union";
     command.summary = "Unites, subtracts and intersects regions, and moves tools along them";
     command.description =
-        "Files hold loops of points, x and y to a line, with an empty line between loops, or closed "
+        "Files hold loops of points, x and y to a line, with an empty line between loops, or "
+        "closed "
         "chains, which are flattened to --chord. Loops need not repeat their first point; those "
         "that run against the others are holes. Results have outer loops counter-clockwise and "
         "holes clockwise.\n\n"
-        "union: what is in any of the inputs, one file or more. difference: what is in the first and "
+        "union: what is in any of the inputs, one file or more. difference: what is in the first "
+        "and "
         "not in the second. intersection: what is in both. join: the outline of two closed chains "
         "together, on which arcs stay arcs. In the other three the second file is a tool, a loop "
         "about the origin. sweep: what the tool covers when it moves along the open polylines of "
@@ -641,18 +641,18 @@ Command UnionCommand()
     command.mostInputs = 1000;
     command.output = "write the loops as points, x and y to a line, an empty line between loops; "
                      "with --op join a file of chains";
-    command.tolerance = "ends of chains, and first and last points of loops, within this length are "
-                        "joined; with --op join also what both outlines share";
+    command.tolerance =
+        "ends of chains, and first and last points of loops, within this length are "
+        "joined; with --op join also what both outlines share";
     command.toleranceDefault = "1e-6";
     command.picture = "write a picture of the result and the inputs";
     command.options = {
-        Opt::Choice("--op", "OPERATION",
-                    {"union", "difference", "intersection", "join", "sweep", "dilate", "contract",
-                     "close"},
-                    "what to do")
+        Opt::Choice(
+            "--op", "OPERATION",
+            {"union", "difference", "intersection", "join", "sweep", "dilate", "contract", "close"},
+            "what to do")
             .Default("union"),
-        Opt::Number("--chord", "LENGTH",
-                    "how far flattened arcs of chains may lie from the arcs")
+        Opt::Number("--chord", "LENGTH", "how far flattened arcs of chains may lie from the arcs")
             .Positive()
             .Default("0.001")};
     command.defects = "a joined outline does not close";
@@ -686,18 +686,19 @@ Command LatheCommand()
         Opt::Numbers("--angles", "DEGREES,...", "tilts, counter-clockwise").Default("0"),
         Opt::Numbers("--range", "FIRST,LAST,STEP", "tilts from one to another, in degrees")
             .Exactly(3),
-        Opt::Numbers("--pivot", "X,Y", "the point of tool and holder that they tilt about, and "
-                                       "whose positions are told")
+        Opt::Numbers("--pivot", "X,Y",
+                     "the point of tool and holder that they tilt about, and "
+                     "whose positions are told")
             .Exactly(2)
             .Default("0,0"),
         Opt::File("--obstacles", "FILE", "polylines that neither tool nor holder may touch"),
-        Opt::Numbers("--bridge", "START,END,GAP,...",
-                     "from one length along the profile to another, close gaps up to GAP: facets of "
-                     "an arc that are missed between two that are reached"),
+        Opt::Numbers(
+            "--bridge", "START,END,GAP,...",
+            "from one length along the profile to another, close gaps up to GAP: facets of "
+            "an arc that are missed between two that are reached"),
         Opt::File("--positions", "FILE",
                   "write the free positions of the pivot as polylines, tilt by tilt"),
-        Opt::Number("--chord", "LENGTH",
-                    "how far flattened arcs of chains may lie from the arcs")
+        Opt::Number("--chord", "LENGTH", "how far flattened arcs of chains may lie from the arcs")
             .Positive()
             .Default("0.001")};
     command.defects = "positions are not bounded at some tilt";

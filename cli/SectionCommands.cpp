@@ -1,7 +1,8 @@
 // From a solid to the plane: `section`, `slices` and `silhouette`.
 
 #include "Commands.h"
-#include "PartView.h"
+#include "Drawing.h"
+#include "Measures.h"
 
 #include "PlaneFiles.h"
 #include "Session.h"
@@ -121,8 +122,8 @@ bool IsAreaOf(double fill, const MeshSection& section)
 
 double HeightOf(const Session& session, const Vec3d& normal, const std::array<double, 2>& range)
 {
-    const int given = int(session.Has("--height")) + int(session.Has("--share")) +
-                      int(session.Has("--through"));
+    const int given =
+        int(session.Has("--height")) + int(session.Has("--share")) + int(session.Has("--through"));
     if (given > 1) {
         session.RefuseUse("give one of --height, --share and --through");
     }
@@ -202,7 +203,8 @@ std::string ExtensionOf(const std::string& path)
     return extension;
 }
 
-template <class Line> std::vector<Line> Joined(std::vector<Line> loops, std::vector<Line> chains)
+template <class Line>
+std::vector<Line> Joined(std::vector<Line> loops, std::vector<Line> chains)
 {
     for (Line& loop : loops) {
         loop.push_back(loop.front());
@@ -243,19 +245,6 @@ struct ClosedHalf {
     std::size_t open = 0;
 };
 
-double VolumeOf(const Part& part)
-{
-    const Vec3d origin = part.points.empty() ? Vec3d{} : part.points.front();
-    double volume = 0;
-    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        const auto corner = [&](std::size_t k) {
-            return part.points[static_cast<std::size_t>(part.indices[i + k])] - origin;
-        };
-        volume += corner(0) * (corner(1) ^ corner(2)) / 6;
-    }
-    return volume;
-}
-
 ClosedHalf HalfOf(const Mesh::TriangleSlicer& slicer, const Vec3d& normal, double height)
 {
     constexpr double kTolerance = 1e-9;
@@ -286,7 +275,7 @@ SvgWriter PictureOf(const ClosedHalf& below, const ClosedHalf& above, const Vec3
     }
     MarkCreases(both, kCreaseAngle, 1, marks);
     SvgWriter picture(kPictureSize);
-    picture.AddMesh(both, kPartView, FacetStyle(), marks);
+    picture.AddMesh(both, kView, FacetStyle(), marks);
     picture.AddLegend("the lids", cut);
     return picture;
 }
@@ -298,23 +287,24 @@ void Split(Session& session, const Part& part, const Vec3d& normal, double heigh
     const ClosedHalf below = HalfOf(slicer, normal, height);
     const ClosedHalf above = HalfOf(slicer, -normal, -height);
     Session::CheckStopped();
-    for (const auto& [name, half] :
-         {std::pair("below", &below), std::pair("above", &above)}) {
+    const std::array<std::pair<const char*, const ClosedHalf*>, 2> halves{
+        {{"below", &below}, {"above", &above}}};
+    for (const auto& [name, half] : halves) {
+        if (session.Has(std::string("--") + name) && half->part.indices.empty()) {
+            session.RefuseUse("nothing of the part lies " + std::string(name) +
+                              " the plane; it reaches from " + RangeText(range));
+        }
+    }
+    for (const auto& [name, half] : halves) {
         session.Print("%s: %zu triangles, %zu open edges, volume %.9g\n", name,
                       half->part.indices.size() / 3, half->open, half->volume);
         Json& result = session.Result()[name];
         result["triangles"] = half->part.indices.size() / 3;
         result["open_edges"] = half->open;
         result["volume"] = half->volume;
-        const std::string option = std::string("--") + name;
-        if (!session.Has(option)) {
-            continue;
+        if (session.Has(std::string("--") + name)) {
+            session.WritePart(half->part, ExtraFile(session, std::string("--") + name));
         }
-        if (half->part.indices.empty()) {
-            session.RefuseUse("nothing of the part lies " + std::string(name) +
-                              " the plane; it reaches from " + RangeText(range));
-        }
-        session.WritePart(half->part, session.Text(option));
     }
     if (session.WantsPicture()) {
         constexpr double kGap = 0.6; // of the extent
@@ -359,8 +349,8 @@ void RunSection(Session& session)
     }
     if (!section.chains.empty()) {
         session.Defect("open_outlines", std::to_string(section.chains.size()) +
-                                           " outlines are open, so the area can't be trusted; see "
-                                           "`sorvane report` for the gaps");
+                                            " outlines are open, so the area can't be trusted; see "
+                                            "`sorvane report` for the gaps");
     } else if (!IsAreaOf(fillArea, section)) {
         session.Defect("overlap", "the outlines enclose an area of " + NumberText(section.area) +
                                       " and not that of the fill, " + NumberText(fillArea) +
@@ -416,7 +406,7 @@ std::string TableOf(const std::vector<MeshSection>& layers)
 SvgWriter StackOf(std::vector<MeshSection> layers, const Vec3d& normal)
 {
     const SvgStyle sheet{"#1f4e79", "#c9dcef", 0.6, false, 0.9};
-    const bool isUpward = kPartView.toward * normal > 0;
+    const bool isUpward = kView.toward * normal > 0;
     std::stable_sort(layers.begin(), layers.end(), [&](const auto& a, const auto& b) {
         return isUpward ? a.height < b.height : a.height > b.height;
     });
@@ -424,8 +414,7 @@ SvgWriter StackOf(std::vector<MeshSection> layers, const Vec3d& normal)
     for (const MeshSection& layer : layers) {
         const auto seen = [&](Loops lines) {
             for (Vec2d& point : lines | std::views::join) {
-                point = SvgWriter::Projected(layer.toSpace * Vec3d(point.x(), point.y(), 0),
-                                             kPartView);
+                point = SvgWriter::Projected(layer.toSpace * Vec3d(point.x(), point.y(), 0), kView);
             }
             return lines;
         };
@@ -468,9 +457,10 @@ void TellSlices(Session& session, const std::vector<MeshSection>& layers, double
     result["open_outlines"] = chains;
     result["sections"] = std::move(list);
     if (chains > 0) {
-        session.Defect("open_outlines", std::to_string(chains) +
-                                           " outlines are open, so the areas can't be trusted; see "
-                                           "`sorvane report` for the gaps");
+        session.Defect("open_outlines",
+                       std::to_string(chains) +
+                           " outlines are open, so the areas can't be trusted; see "
+                           "`sorvane report` for the gaps");
     }
 }
 
@@ -492,7 +482,7 @@ void RunSlices(Session& session)
             const auto own = InSpace(layer);
             lines.insert(lines.end(), own.begin(), own.end());
         }
-        session.WriteText(PolylineText(lines, false), session.Text("--outlines"));
+        session.WriteText(PolylineText(lines, false), ExtraFile(session, "--outlines"));
     }
     if (session.WantsPicture()) {
         session.WritePicture(StackOf(layers, normal));
@@ -564,7 +554,7 @@ Polyline Spin(Session& session, const Part& part)
     result["step"] = step;
     result["points"] = spun;
     if (session.Has("--spun")) {
-        session.WriteText(PolylineText(Loops{spun}, false), session.Text("--spun"));
+        session.WriteText(PolylineText(Loops{spun}, false), ExtraFile(session, "--spun"));
     }
     return spun;
 }
@@ -617,15 +607,18 @@ Command SectionCommand()
     command.description =
         "The plane has a normal and lies at a height, its distance from the origin along the "
         "normal; by default it is level and halves the part. Outlines run with the material to "
-        "their left, outer ones counter-clockwise and those of holes clockwise, as seen against the "
+        "their left, outer ones counter-clockwise and those of holes clockwise, as seen against "
+        "the "
         "normal. Areas and lengths have the part's unit.\n\n"
         "A height at which the plane meets nothing is wrong use: the message tells from where to "
         "where the part reaches.";
-    command.output = "write the outlines as points of the plane, x and y to a line, an empty line between "
-                     "outlines; or, with the extension .stl or .tipc, the section as triangles";
+    command.output =
+        "write the outlines as points of the plane, x and y to a line, an empty line between "
+        "outlines; or, with the extension .stl or .tipc, the section as triangles";
     command.tolerance = kWeldHelp;
     command.toleranceDefault = "1e-6";
-    command.picture = "write a picture of the section with its outlines, open ones in red; with --below or --above "
+    command.picture = "write a picture of the section with its outlines, open ones in red; with "
+                      "--below or --above "
                       "the two halves apart";
     command.options = {
         NormalOption("direction of the plane's normal, of any length"),
@@ -635,7 +628,8 @@ Command SectionCommand()
             .Default("50"),
         Opt::Numbers("--through", "X,Y,Z", "a point in the plane").Exactly(3),
         SideOption(),
-        Opt::Flag("--space", "write the outlines of --output as points of space, x, y and z to a line"),
+        Opt::Flag("--space",
+                  "write the outlines of --output as points of space, x, y and z to a line"),
         Opt::File("--below", "MESH", "write what lies below the plane, closed by a lid"),
         Opt::File("--above", "MESH", "write what lies above the plane, closed by a lid")};
     command.defects = "an outline is open, the section overlaps itself, or a half is not closed";
@@ -657,8 +651,9 @@ Command SlicesCommand()
         "Heights are distances from the origin along the normal. With --count the part is divided "
         "into layers of one thickness, each cut at its middle, and their areas times the thickness "
         "tell the volume.";
-    command.output = "write a table (CSV) of height, closed and open outlines, area, length of the closed "
-                     "and of the open ones";
+    command.output =
+        "write a table (CSV) of height, closed and open outlines, area, length of the closed "
+        "and of the open ones";
     command.tolerance = kWeldHelp;
     command.toleranceDefault = "1e-6";
     command.picture = "write a picture of the sections as a stack of sheets, open outlines in red";
@@ -689,7 +684,8 @@ Command SilhouetteCommand()
         "square to it, outer ones counter-clockwise. With --spin the part turns about the axis "
         "through the origin along the normal, and the half outline of what it sweeps is told as "
         "(radius, height): what it needs of room in a lathe.";
-    command.output = "write the loops of the shadow as points, x and y to a line, an empty line between loops";
+    command.output =
+        "write the loops of the shadow as points, x and y to a line, an empty line between loops";
     command.picture = "write a picture of the shadow, and beside it the spun outline";
     command.options = {
         NormalOption("direction in which the part is seen, of any length"),

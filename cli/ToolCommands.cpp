@@ -1,7 +1,6 @@
 // Milling tools over a part: `heights`, `gouges` and `tool`.
 
 #include "Commands.h"
-#include "PartView.h"
 #include "PlaneFiles.h"
 #include "Session.h"
 
@@ -183,8 +182,7 @@ std::vector<Mill::ToolPart> PartsOf(const Session& session, const Tool& tool)
         if (!(numbers[i] > 0 && numbers[i + 1] > 0)) {
             session.RefuseUse("--holder: diameters and lengths are above 0");
         }
-        parts.push_back(
-            {{.tipRadius = numbers[i] / 2, .shankLength = numbers[i + 1]}, height});
+        parts.push_back({{.tipRadius = numbers[i] / 2, .shankLength = numbers[i + 1]}, height});
         height += numbers[i + 1];
     }
     return parts;
@@ -340,7 +338,8 @@ struct Passes {
     }
 
     /// Calls use(row, first column, end) for each run of touched positions.
-    template <class Use> void ForEachRun(const Use& use) const
+    template <class Use>
+    void ForEachRun(const Use& use) const
     {
         for (int row = 0; row < Rows(); ++row) {
             for (int column = 0; column < Columns(); ++column) {
@@ -558,7 +557,7 @@ void RunHeights(Session& session)
     if (session.Has("--gcode")) {
         session.WriteText(
             ProgramOf(passes, box.max[2] + contact.Radius(), session.Number("--feed")),
-            session.Text("--gcode"));
+            ExtraFile(session, "--gcode"));
     }
     if (session.Has("--holder")) {
         const auto gouges = surface.FindGouges(parts, tips, session.Tolerance(), {});
@@ -574,8 +573,7 @@ void RunHeights(Session& session)
 void RunTool(Session& session)
 {
     Polyline points;
-    const auto report =
-        FittedTool(session, session.Input(), session.Tolerance(), &points);
+    const auto report = FittedTool(session, session.Input(), session.Tolerance(), &points);
     const Tool& tool = report.tool;
     constexpr double kDegrees = 180 / kPi<double>;
     session.Print("tip radius %.9g\nlower corner radius %.9g, angle %.9g degrees\n"
@@ -633,7 +631,8 @@ Command HeightsCommand()
     command.name = "heights";
     command.summary = "Lowers a milling tool on a part at many positions (drop cutter)";
     command.description =
-        "At each position of a raster, or of a file of points, the tool comes down along z until it "
+        "At each position of a raster, or of a file of points, the tool comes down along z until "
+        "it "
         "touches; the height is that of its tip. Passes of a raster run along x. With --holder all "
         "positions are checked for what shank and holder gouge.";
     command.output =
@@ -645,14 +644,16 @@ Command HeightsCommand()
     command.picture = "write a picture of the passes, those behind hidden by those in front";
     command.options = ToolOptions();
     const std::vector<Option> own{
-        Opt::Number("--step", "LENGTH",
-                    "distance of positions along a pass; a tenth of the tool's diameter unless told")
+        Opt::Number(
+            "--step", "LENGTH",
+            "distance of positions along a pass; a tenth of the tool's diameter unless told")
             .Positive(),
         Opt::Number("--stepover", "LENGTH", "distance from pass to pass; --step unless told")
             .Positive(),
-        Opt::Numbers("--area", "X0,Y0,X1,Y1",
-                     "from one corner to the other, the first one included; over the part's box, in "
-                     "its middle, unless told")
+        Opt::Numbers(
+            "--area", "X0,Y0,X1,Y1",
+            "from one corner to the other, the first one included; over the part's box, in "
+            "its middle, unless told")
             .Exactly(4),
         Opt::File("--points", "FILE", "positions, x and y to a line, in place of a raster"),
         Opt::File("--gcode", "FILE",
@@ -684,8 +685,9 @@ Command GougesCommand()
     command.inputs = {"PART", "POSITIONS"};
     command.leastInputs = 2;
     command.mostInputs = 2;
-    command.output = "write a table (CSV) of each position, whether it is clear, the depth, the part "
-                     "of the tool and the triangle";
+    command.output =
+        "write a table (CSV) of each position, whether it is clear, the depth, the part "
+        "of the tool and the triangle";
     command.tolerance = "how deep the tool may be in the part";
     command.toleranceDefault = "1e-9";
     command.options = ToolOptions();
