@@ -3,6 +3,8 @@
 
 #include "tests/examples/ProgramRun.h"
 #include "tests/support/FileSupport.h"
+#include "tests/support/MeshMeasures.h"
+#include "tests/support/StlFile.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -52,6 +54,8 @@ TEST_F(DrawingPrograms, WrongUseIsToldWithTheRightOne)
         {"solid_cells", {"part", "1", "13", "x.svg"}},
         {"solid_cells", {"part", "1", "nan", "x.svg"}},
         {"solid_cells", {"part", "high", "4", "x.svg"}},
+        {"surface_cells", {"part", "4"}},
+        {"surface_cells", {"part", "10", "x.svg"}},
         {"sweep_tool", {"elsewhere"}},
         {"sweep_tool", {"plate", "turning"}},
         {"tessellate_plate", {}},
@@ -194,6 +198,24 @@ TEST_F(DrawingPrograms, SolidCellsEncloseTheAreaOfAnOutline)
         widest = high - low;
         EXPECT_TRUE(fs::exists(folder_ / "x.svg"));
     }
+}
+
+// The surface around the cells encloses each of them once.
+TEST_F(DrawingPrograms, SurfaceCellsEncloseTheirVolume)
+{
+    const std::string bracket = Support::ExampleData("bracket.stl").string();
+    const ProgramRun run =
+        RunExample("surface_cells", {bracket, "5", "x.svg", "cells.stl"}, Folder());
+    EXPECT_EQ(run.code, 0) << run.errors;
+    std::istringstream told(run.output);
+    double cells = 0;
+    std::string word;
+    double edge = 0;
+    told >> cells >> word >> word >> word >> edge;
+    EXPECT_NEAR(edge, 1.0371 * 80 / 32, 1e-5);
+    const auto surface = Support::WeldedStl<double>(folder_ / "cells.stl");
+    const double volume = cells * edge * edge * edge;
+    EXPECT_NEAR(Support::VolumeOf(surface), volume, 1e-4 * volume);
 }
 
 TEST_F(DrawingPrograms, TheBracketIsMadeAsItIsKept)
