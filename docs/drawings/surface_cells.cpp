@@ -96,11 +96,8 @@ int main(int argc, char** argv)
                          voxels.indices);
     std::printf("%zu cells of edge %.6g, %zu triangles\n", cells.codes.size(),
                 std::ldexp(edge, -static_cast<int>(levels)), TriangleCount(voxels));
-    SvgMeshMarks marks;
-    marks.styles = {{"#3b4252", "none", 0.8}};
-    MarkCreases(voxels, 0.1, 0, marks);
     SvgWriter picture(kPictureSize);
-    picture.AddMesh(voxels, kView, FacetStyle(), marks);
+    picture.AddMesh(voxels, kView, WireStyle());
     const bool isWritten = argc < 5 || WritePart(voxels, argv[4]);
     return SavePicture(picture, argv[3]) && isWritten ? 0 : 1;
 }
