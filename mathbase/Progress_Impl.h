@@ -6,12 +6,9 @@
 // every operation has to survive without a leak anyhow.
 #pragma once
 
-#include <Velk/Progress_E.h>
+#include <Velk/ProgressChecks_E.h>
 
-#include <atomic>
-#include <chrono>
 #include <cstddef>
-#include <utility>
 
 namespace Velk::Progress::Impl {
 
@@ -19,44 +16,25 @@ namespace Velk::Progress::Impl {
 /// catch it.
 struct Stopped {};
 
-struct State {
-    ProgressScope::Report report;
-    std::chrono::steady_clock::duration interval;
-    State* outer = nullptr;
+struct State; // mathbase/ProgressState_Impl.h
 
-    int depth = 0;                       // operations that are under way, one inside the other
-    std::atomic<bool> isStopped = false; // read by the other threads of a parallel loop
-    double low = 0;                      // the present phase
-    double high = 1;
-    double fraction = 0; // reported last, or to be reported next
-    std::chrono::steady_clock::time_point last;
-};
-
-/// The scope of this thread, or null: none, or none that listens.
-State*& Current();
-
-/// Restores the scope of this thread at the end.
-class CurrentGuard {
-public:
-    explicit CurrentGuard(State* scope) : before_(std::exchange(Current(), scope)) {}
-    ~CurrentGuard() { Current() = before_; }
-    CurrentGuard(const CurrentGuard&) = delete;
-    CurrentGuard& operator=(const CurrentGuard&) = delete;
-
-private:
-    State* before_;
-};
-
-/// One operation under way.
+/// One operation under way on a thread: part of the operation around it, if there is one.
 class Operation {
 public:
-    explicit Operation(State& scope);
-    ~Operation() { --scope_.depth; }
+    Operation();
+    ~Operation();
     Operation(const Operation&) = delete;
     Operation& operator=(const Operation&) = delete;
 
+    /// Is this the one that a stop ends? Not without a scope.
+    bool IsOutermost() const { return isOutermost_; }
+    /// Had the host stopped before it began?
+    bool IsRefused() const { return isRefused_; }
+
 private:
-    State& scope_;
+    State* scope_;
+    bool isOutermost_ = false;
+    bool isRefused_ = false;
 };
 
 /// Runs `work` and returns its result, or what `neutral` returns when the host has stopped it.
@@ -64,16 +42,11 @@ private:
 template <class Work, class Neutral>
 auto Stoppable(Work&& work, Neutral&& neutral) -> decltype(work())
 {
-    State* const scope = Current();
-    if (scope == nullptr) {
+    const Operation operation;
+    if (!operation.IsOutermost()) {
         return work();
     }
-    const bool isOutermost = scope->depth == 0;
-    const Operation operation(*scope);
-    if (!isOutermost) {
-        return work();
-    }
-    if (scope->isStopped) {
+    if (operation.IsRefused()) {
         return neutral();
     }
     try {
@@ -83,25 +56,18 @@ auto Stoppable(Work&& work, Neutral&& neutral) -> decltype(work())
     }
 }
 
+/// The same for results whose default is the neutral one.
+template <class Work>
+auto Stoppable(Work&& work) -> decltype(work())
+{
+    return Stoppable(work, [] { return decltype(work())(); });
+}
+
 /// What lies between is the part from `from` to `to` of the present phase.
 class Phase {
 public:
-    Phase(double from, double to) : scope_(Current())
-    {
-        if (scope_ != nullptr) {
-            low_ = scope_->low;
-            high_ = scope_->high;
-            scope_->low = low_ + (high_ - low_) * from;
-            scope_->high = low_ + (high_ - low_) * to;
-        }
-    }
-    ~Phase()
-    {
-        if (scope_ != nullptr) {
-            scope_->low = low_;
-            scope_->high = high_;
-        }
-    }
+    Phase(double from, double to);
+    ~Phase();
     Phase(const Phase&) = delete;
     Phase& operator=(const Phase&) = delete;
 
