@@ -38,22 +38,24 @@ private:
 };
 
 /// Runs `work` and returns its result, or what `neutral` returns when the host has stopped it.
-/// Inside another operation it is part of that: a stop goes on to it.
+/// Inside another operation it is part of that: a stop goes on to it. `neutral` runs when the
+/// operation is over, so that what it calls is not stopped again.
 template <class Work, class Neutral>
 auto Stoppable(Work&& work, Neutral&& neutral) -> decltype(work())
 {
-    const Operation operation;
-    if (!operation.IsOutermost()) {
-        return work();
+    {
+        const Operation operation;
+        if (!operation.IsOutermost()) {
+            return work();
+        }
+        if (!operation.IsRefused()) {
+            try {
+                return work();
+            } catch (const Stopped&) { // the result is the neutral one
+            }
+        }
     }
-    if (operation.IsRefused()) {
-        return neutral();
-    }
-    try {
-        return work();
-    } catch (const Stopped&) {
-        return neutral();
-    }
+    return neutral();
 }
 
 /// The same for results whose default is the neutral one.
@@ -76,6 +78,18 @@ private:
     double low_ = 0;
     double high_ = 1;
 };
+
+/// Calls `work(from, to)` for blocks that cover [0, count), one after the other, with a check
+/// before each: for loops too tight for a check of their own.
+template <class Work>
+void InBlocks(std::size_t count, const Work& work)
+{
+    constexpr std::size_t kBlock = std::size_t{1} << 16U;
+    for (std::size_t from = 0; from < count; from += kBlock) {
+        Details::Check();
+        work(from, count - from < kBlock ? count : from + kBlock);
+    }
+}
 
 /// For loops of short steps without a number: a check at every 1,024th.
 class Steps {
