@@ -106,30 +106,30 @@ SORVANE_C_API sorvane_status sorvane_mesh_match_normals(const sorvane_mesh *mesh
  */
 typedef struct sorvane_mesh_report sorvane_mesh_report;
 
-/* The figures of a report. Of a mesh without triangles all are 0, but the means, the center and the box, which are NaN. */
+/* The figures of a report. A mesh without triangles is closed, has NaN for its
+   box, its means and its center, and 0 for the rest. */
 typedef struct sorvane_mesh_figures {
-    double tolerance;             /* within which corners were joined */
     size_t triangles;
-    size_t points;                /* after welding */
-    double low[3];                /* least coordinates of the points */
-    double high[3];               /* greatest coordinates of the points */
-    double mean_edge_length;      /* over all slots: an inner edge counts twice */
+    size_t points;     /* after welding */
+    size_t components; /* of triangles that hang together across edges */
+    size_t bodies;     /* of triangles that hang together across edges or in points */
+    double tolerance;  /* within which corners were joined */
+    double low[3];     /* least coordinates of the points */
+    double high[3];    /* greatest coordinates of the points */
+    double area;       /* of all triangles */
+    double mean_edge_length; /* over all slots: an inner edge counts twice */
     double mean_triangle_area;
-    double area;                  /* of all triangles */
-    double volume;                /* of a closed mesh, positive when it is wound outward; of an open one without meaning */
-    double centroid[3];           /* center of that volume; NaN when it is exactly 0 */
-    size_t components;            /* of triangles that hang together across edges */
-    size_t bodies;                /* of triangles that hang together across edges or in points */
-    size_t open_edges;            /* edges of one triangle: the boundary */
-    size_t crowded_edges;         /* edges of three or more triangles */
-    size_t misoriented_triangles; /* that run an edge the same way as a neighbor; of each pair both are listed */
-    size_t degenerate_triangles;  /* with two corners in one point, or no higher than twice the tolerance */
-    size_t folded_triangles;      /* whose normal points against a neighbor's within 2.5 degrees */
-    int gap_is_known;             /* 0 when the boundaries can't be linked; the next two are zero then */
-    double gap;                   /* greatest distance of a boundary point of one component from the boundaries of the
-                                     others: 0 for a closed mesh, and 1.34e154 where there is no other */
-    double gap_location[3];       /* the last boundary point of the last component, which is not where the gap is */
-    int is_sound;                 /* 1 when finite, closed, without any of the defects above and not inside out */
+    double volume;          /* of a closed mesh, positive when it is wound outward; of an open one it means nothing */
+    double centroid[3];     /* center of that volume; NaN when it is exactly 0 */
+    int closed;             /* 1 when every edge has exactly two triangles */
+    size_t open_edges;      /* edges of one triangle: the boundary */
+    size_t holes;           /* chains that these edges form */
+    size_t crowded_edges;   /* edges of three or more triangles */
+    double gap;             /* greatest distance of a boundary point of one component from the boundaries of the others: 0
+                               for a closed mesh, and 1.34e154 where no other has a boundary */
+    double gap_location[3]; /* the last boundary point of the last component, which is not where the gap is */
+    int gap_invalid_mesh;   /* 1 when the boundaries can't be linked; the last two are zero then */
+    int sound;              /* 1 when finite, closed, not inside out, and nothing is in any of the lists below */
 } sorvane_mesh_figures;
 
 /* Welds the mesh within `tolerance` and examines it. A tolerance that is negative or NaN is SORVANE_BAD_ARGUMENT. */
@@ -140,13 +140,16 @@ SORVANE_C_API const sorvane_mesh_figures *sorvane_mesh_report_figures(const sorv
 /* The first slot of each edge that has not exactly two of them, ascending. Those of one slot are the boundary. */
 SORVANE_C_API const int *sorvane_mesh_report_open_slots(const sorvane_mesh_report *report, size_t *count);
 /* All slots of each edge that has three or more of them, edge by edge. */
-SORVANE_C_API const int *sorvane_mesh_report_crowded_slots(const sorvane_mesh_report *report, size_t *count);
+SORVANE_C_API const int *sorvane_mesh_report_non_manifold_slots(const sorvane_mesh_report *report, size_t *count);
 /* Triangles that run an edge the same way as a neighbor, without those at edges of three or more; ascending. */
-SORVANE_C_API const int *sorvane_mesh_report_misoriented(const sorvane_mesh_report *report, size_t *count);
+SORVANE_C_API const int *sorvane_mesh_report_misoriented_triangles(const sorvane_mesh_report *report,
+                                                                      size_t *count);
 /* Triangles with two corners in one point, or with a height of at most twice the tolerance; ascending. */
-SORVANE_C_API const int *sorvane_mesh_report_degenerate(const sorvane_mesh_report *report, size_t *count);
+SORVANE_C_API const int *sorvane_mesh_report_degenerate_triangles(const sorvane_mesh_report *report,
+                                                                      size_t *count);
 /* Triangles whose normal points against that of a neighbor, within 2.5 degrees; ascending. */
-SORVANE_C_API const int *sorvane_mesh_report_folded(const sorvane_mesh_report *report, size_t *count);
+SORVANE_C_API const int *sorvane_mesh_report_folded_triangles(const sorvane_mesh_report *report,
+                                                                      size_t *count);
 SORVANE_C_API void sorvane_mesh_report_free(sorvane_mesh_report *report);
 
 /* --- neighborhood and measures -------------------------------------------------------------------------------- */
