@@ -246,21 +246,13 @@ std::size_t FirstLargest(const std::vector<double>& numbers)
     return place;
 }
 
-} // namespace
-
-// --- points and a mesh --------------------------------------------------------------------------
-
 /// A search of unbounded radius: it finds what a search that begins with a small radius and widens
 /// it finds, without depending on how far away the other points of the cloud are.
-std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
-                                         const std::vector<int>& indices,
-                                         const std::vector<Vec3d>& cloud, bool squared)
+std::vector<double> DistancesByTree(const TriangleTree& tree, const std::vector<Vec3d>& points,
+                                    const std::vector<int>& indices,
+                                    const std::vector<Vec3d>& cloud, bool squared)
 {
     std::vector<double> distances(cloud.size(), 0.0);
-    if (IsEmptyMesh(points, indices)) {
-        return distances;
-    }
-    const TriangleTree tree(points, indices);
     if (tree.TriangleCount() == 0) {
         return distances;
     }
@@ -284,6 +276,28 @@ std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
             }
         });
     return distances;
+}
+
+} // namespace
+
+// --- points and a mesh --------------------------------------------------------------------------
+
+std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
+                                         const std::vector<int>& indices,
+                                         const std::vector<Vec3d>& cloud, bool squared)
+{
+    if (IsEmptyMesh(points, indices)) {
+        return std::vector<double>(cloud.size(), 0.0);
+    }
+    return DistancesByTree(TriangleTree(points, indices), points, indices, cloud, squared);
+}
+
+std::vector<double> SignedDistancesToMesh(const TriangleTree& tree,
+                                          const std::vector<Vec3d>& points,
+                                          const std::vector<int>& indices,
+                                          const std::vector<Vec3d>& cloud)
+{
+    return DistancesByTree(tree, points, indices, cloud, false);
 }
 
 std::vector<Vec3d> ProjectCloudOnMesh(const std::vector<Vec3d>& points,

@@ -142,7 +142,8 @@ SORVANE_C_API const sorvane_lists *sorvane_clusters_triangles(const sorvane_clus
 SORVANE_C_API void sorvane_clusters_free(sorvane_clusters *clusters);
 
 /* For each triangle the number of its group, from 0 without gaps: a few directions that stand for those of all triangles,
-   `resolution` radians or so apart. SORVANE_BAD_ARGUMENT: a resolution that is not a number. */
+   `resolution` radians or so apart. SORVANE_BAD_ARGUMENT: a resolution that is negative or not a
+   number. */
 SORVANE_C_API sorvane_status sorvane_mesh_normal_groups(const sorvane_mesh *mesh, double resolution, int *groups,
                                                         sorvane_error *error);
 

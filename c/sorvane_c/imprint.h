@@ -53,8 +53,8 @@ SORVANE_C_API const sorvane_mesh *sorvane_imprint_mesh(const sorvane_imprint *im
    be NULL. The side changes across every line; the triangles at the point that is smallest by x, then y, then z are
    outside, and so is every component that the lines don't reach. */
 SORVANE_C_API const int *sorvane_imprint_inside(const sorvane_imprint *imprint, size_t *count);
-/* 1 when the side changes across every imprinted edge, so that inside means something: open lines, and closed ones that
-   found no way over part of the surface, make it 0. */
+/* 1 when the side changes across every imprinted edge, so that inside means something; 0 as a rule where a line ends freely
+   or found no way over part of the surface. */
 SORVANE_C_API int sorvane_imprint_has_sides(const sorvane_imprint *imprint);
 /* The lines as they stood in the mesh when they had been cut: the points at which they cross edges among them. A closed
    line does not repeat its first point. It belongs to the imprint and must not be freed. */
