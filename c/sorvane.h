@@ -17,7 +17,13 @@
 
 #include "sorvane_c/bounding.h"
 #include "sorvane_c/core.h"
+#include "sorvane_c/distances.h"
+#include "sorvane_c/features.h"
+#include "sorvane_c/imprint.h"
+#include "sorvane_c/lists.h"
 #include "sorvane_c/mesh.h"
 #include "sorvane_c/tessellation.h"
+#include "sorvane_c/sections.h"
+#include "sorvane_c/solids.h"
 
 #endif
