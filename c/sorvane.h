@@ -15,7 +15,10 @@
 #ifndef SORVANE_H
 #define SORVANE_H
 
+#include "sorvane_c/chains.h"
 #include "sorvane_c/core.h"
+#include "sorvane_c/machining.h"
 #include "sorvane_c/mesh.h"
+#include "sorvane_c/regions.h"
 
 #endif
