@@ -1,0 +1,37 @@
+"""Sorvane: computational geometry for toolpath software.
+
+    import sorvane
+
+    part = sorvane.read("part.stl").weld(1e-6)
+    print(part.report())
+
+Arrays go in and come out as NumPy's: points (n, 3) or (n, 2) of float64, triangles (m, 3) of int32. Contiguous ones are
+not copied on the way in by Python, and what comes out is a read-only view that keeps its owner alive.
+"""
+
+from __future__ import annotations
+
+import ctypes as _ctypes
+
+from ._bindings import sorvane_version as _version
+from ._errors import Error, FileError, Status, Stopped
+from ._mesh import Mesh, read
+
+__all__ = [
+    "Error",
+    "FileError",
+    "Mesh",
+    "Status",
+    "Stopped",
+    "read",
+]
+
+
+def _version_text() -> str:
+    numbers = [_ctypes.c_int() for _ in range(3)]
+    _version(*(_ctypes.byref(number) for number in numbers))
+    return ".".join(str(number.value) for number in numbers)
+
+
+#: The version of the library that was loaded.
+__version__ = _version_text()
