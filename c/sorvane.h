@@ -15,7 +15,9 @@
 #ifndef SORVANE_H
 #define SORVANE_H
 
+#include "sorvane_c/bounding.h"
 #include "sorvane_c/core.h"
 #include "sorvane_c/mesh.h"
+#include "sorvane_c/tessellation.h"
 
 #endif
