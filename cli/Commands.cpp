@@ -9,8 +9,12 @@ namespace Cli {
 const std::vector<Command>& Commands()
 {
     static const std::vector<Command> commands{
-        ReportCommand(), ConvertCommand(),   WeldCommand(), ComponentsCommand(), DecimateCommand(),
-        RemeshCommand(), SubdivideCommand(), HullCommand(), BoxCommand(),
+        ReportCommand(),   ConvertCommand(),  WeldCommand(),      ComponentsCommand(),
+        DecimateCommand(), RemeshCommand(),   SubdivideCommand(), HullCommand(),
+        BoxCommand(),      SectionCommand(),  SlicesCommand(),    SilhouetteCommand(),
+        NearestCommand(),  DistanceCommand(), HolesCommand(),     ImprintCommand(),
+        OffsetCommand(),   PocketCommand(),   UnionCommand(),     LatheCommand(),
+        HeightsCommand(),  GougesCommand(),   ToolCommand(),
     };
     return commands;
 }

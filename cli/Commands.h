@@ -14,5 +14,19 @@ Command RemeshCommand();
 Command SubdivideCommand();
 Command HullCommand();
 Command BoxCommand();
+Command SectionCommand();
+Command SlicesCommand();
+Command SilhouetteCommand();
+Command NearestCommand();
+Command DistanceCommand();
+Command HolesCommand();
+Command ImprintCommand();
+Command OffsetCommand();
+Command PocketCommand();
+Command UnionCommand();
+Command LatheCommand();
+Command HeightsCommand();
+Command GougesCommand();
+Command ToolCommand();
 
 } // namespace Cli
