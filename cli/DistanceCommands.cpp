@@ -3,7 +3,6 @@
 #include "Commands.h"
 #include "Drawing.h"
 #include "Measures.h"
-
 #include "PlaneFiles.h"
 #include "Session.h"
 
