@@ -719,7 +719,7 @@ Command ToolCommand()
     command.toleranceDefault = "0.05";
     command.picture = "write a picture of the outline's points and the tool";
     command.defects = "no tool lies within the tolerance";
-    command.examples = {{"printf '0 0\\n3 0\\n4 1\\n4 20\\n' | sorvane tool - -o tool.txt",
+    command.examples = {{"sorvane tool chamfer_tool.txt -o profile.txt --svg tool.svg",
                          "a flat cutter with a chamfer"}};
     command.run = RunTool;
     return command;
