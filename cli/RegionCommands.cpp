@@ -677,7 +677,7 @@ Command UnionCommand()
         "union: what is in any of the inputs, one file or more. difference: what is in the first "
         "and "
         "not in the second. intersection: what is in both. join: the outline of two closed chains "
-        "together, on which arcs stay arcs. In the other three the second file is a tool, a loop "
+        "together, on which arcs stay arcs. In the other four the second file is a tool, a loop "
         "about the origin. sweep: what the tool covers when it moves along the open polylines of "
         "the first file. dilate: what it covers with its origin anywhere in the region. contract: "
         "the region without what the tool covers from outside of it. close: dilated, and led back, "
