@@ -40,8 +40,10 @@ void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEd
 
 /// Which part of the plane a boolean keeps: W is the winding number.
 enum class Keep {
-    FirstSet,             // W of the first set is positive
-    FirstSetWithoutSecond // and that of the second is not
+    FirstSet,              // W of the first set is positive
+    FirstSetWithoutSecond, // and that of the second is not
+    BothSets,              // and that of the second is too
+    OneSetOnly             // that of one of the two sets is
 };
 
 /// The loops around what is kept, which is on their left: outer loops run counter-clockwise, holes

@@ -1,5 +1,5 @@
-// Regions of the plane bounded by polylines: their union and difference, and the union of a long stream of
-// loops.
+// Regions of the plane bounded by polylines: their union, difference, intersection and symmetric difference, and
+// the union of a long stream of loops.
 //
 //     double resolution = 0;
 //     const auto outline = Planar::Union(loops, &resolution);            // exact on a grid of 2^30 x 2^30
@@ -121,11 +121,28 @@ std::vector<std::vector<VecBase<2, T>>>
 Difference(const std::vector<std::vector<VecBase<2, T>>>& a,
            const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution);
 
+/// What the regions `a` and `b` have in common. Everything else as for `Difference`. It is calculated in one pass: to
+/// take away what is left of `a` without `b` would leave slivers along the edges that were rounded in between.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+Intersection(const std::vector<std::vector<VecBase<2, T>>>& a,
+             const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution);
+
+/// What is in one of the regions `a` and `b` and not in the other. Everything else as for `Difference`.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+SymmetricDifference(const std::vector<std::vector<VecBase<2, T>>>& a,
+                    const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution);
+
 // clang-format off
 extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Union(const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Union(const std::vector<std::vector<VecBase<2, double>>>&, double*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Difference(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Difference(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Intersection(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Intersection(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  SymmetricDifference(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> SymmetricDifference(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar
@@ -136,6 +153,8 @@ extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Differe
 namespace Velk::Math::Sorvane::Planar {
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Union(const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Difference(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Intersection(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> SymmetricDifference(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
 } // namespace Velk::Math::Sorvane::Planar
 // clang-format on
 /// @endcond

@@ -56,21 +56,4 @@ TEST(BAxisProgram, RefusesWhatItCanNotUse)
     EXPECT_EQ(RunExample("b_axis", {}, folder / "").code, 2);
 }
 
-// The bracket: a plate of 60 x 80 with two holes under an upright plate.
-TEST(SilhouetteProgram, TellsTheShadowOfTheBracket)
-{
-    Support::TemporaryFolder folder;
-    const std::string bracket = Support::ExampleData("bracket.stl").string();
-    const auto run = RunExample("silhouette", {bracket, "picture.svg"}, folder / "");
-    EXPECT_EQ(run.code, 0) << run.errors;
-    const std::size_t at = run.output.find("area ");
-    ASSERT_NE(at, std::string::npos) << run.output;
-    const double area = std::stod(run.output.substr(at + 5));
-    EXPECT_LT(area, 60 * 80);
-    EXPECT_GT(area, 60 * 80 * 0.8);
-    EXPECT_EQ(RunExample("silhouette", {bracket}, folder / "").code, 2);
-    EXPECT_EQ(RunExample("silhouette", {bracket, "p.svg", "fine"}, folder / "").code, 2);
-    EXPECT_EQ(RunExample("silhouette", {"nothing.stl", "p.svg"}, folder / "").code, 1);
-}
-
 } // namespace
