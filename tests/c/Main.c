@@ -12,6 +12,9 @@ int main(void)
 {
     test_core();
     test_mesh();
+    test_mesh_operations();
+    test_bounding();
+    test_tessellation();
     printf("%d checks, %d failed\n", check_count, check_failures);
     return check_failures == 0 ? 0 : 1;
 }
