@@ -15,6 +15,7 @@
 #ifndef SORVANE_H
 #define SORVANE_H
 
+#include "sorvane_c/bounding.h"
 #include "sorvane_c/core.h"
 #include "sorvane_c/distances.h"
 #include "sorvane_c/features.h"
@@ -23,5 +24,6 @@
 #include "sorvane_c/mesh.h"
 #include "sorvane_c/sections.h"
 #include "sorvane_c/solids.h"
+#include "sorvane_c/tessellation.h"
 
 #endif
