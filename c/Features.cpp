@@ -98,17 +98,6 @@ sorvane_status sorvane_mesh_boundary_edges(const sorvane_mesh* mesh, sorvane_edg
     });
 }
 
-sorvane_status sorvane_mesh_crease_angles(const sorvane_mesh* mesh, int is_signed, double* angles,
-                                          sorvane_error* error)
-{
-    return Guarded(error, [&] {
-        const MeshData& data = MeshOf(mesh);
-        CheckArray(angles, data.indices.size(), "angles");
-        const std::vector<double> found = Mesh::CreaseAngles(data, is_signed != 0);
-        std::copy(found.begin(), found.end(), angles);
-    });
-}
-
 sorvane_status sorvane_mesh_longest_straight_boundary(const sorvane_mesh* mesh, double tolerance,
                                                       double* ends, sorvane_error* error)
 {

@@ -31,11 +31,6 @@ SORVANE_C_API sorvane_status sorvane_mesh_sharp_edges(const sorvane_mesh *mesh, 
 /* Edges that exactly one triangle has, as it runs them; none for a closed mesh. */
 SORVANE_C_API sorvane_status sorvane_mesh_boundary_edges(const sorvane_mesh *mesh, sorvane_edges **edges,
                                                          sorvane_error *error);
-/* The angle at each of the edges of each triangle, 3 for each triangle: entry 3t + k is that of the edge from corner k of
-   triangle t to the next. In [0, pi]; 2 pi without a neighbor. With `is_signed` not 0, convex edges are positive and
-   concave ones negative. */
-SORVANE_C_API sorvane_status sorvane_mesh_crease_angles(const sorvane_mesh *mesh, int is_signed, double *angles,
-                                                        sorvane_error *error);
 /* The two ends (6 coordinates) of the longest straight stretch of the boundary; straight as long as no point of it lies
    farther than 100 times `tolerance` from it. SORVANE_FAILED: there is no boundary. SORVANE_BAD_ARGUMENT: a tolerance that
    is negative or not a number. */
