@@ -48,8 +48,13 @@ extern const int cube_triangles[36];
 
 void test_bounding(void);
 void test_core(void);
+void test_distances(void);
+void test_features(void);
+void test_imprint(void);
 void test_mesh(void);
 void test_mesh_operations(void);
+void test_sections(void);
+void test_solids(void);
 void test_tessellation(void);
 
 #endif
