@@ -46,7 +46,10 @@ extern int check_count;
 extern const double cube_points[24];
 extern const int cube_triangles[36];
 
+void test_chains(void);
 void test_core(void);
+void test_machining(void);
 void test_mesh(void);
+void test_regions(void);
 
 #endif

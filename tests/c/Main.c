@@ -11,6 +11,9 @@ const int cube_triangles[36] = {0, 2, 1, 0, 3, 2, 4, 5, 6, 4, 6, 7, 0, 1, 5, 0, 
 int main(void)
 {
     test_core();
+    test_chains();
+    test_regions();
+    test_machining();
     test_mesh();
     printf("%d checks, %d failed\n", check_count, check_failures);
     return check_failures == 0 ? 0 : 1;
