@@ -9,6 +9,7 @@
 #include "mathbase/NearRepeats_Impl.h"
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/PointRecords_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -297,15 +298,18 @@ void FilterForUniqueness(std::vector<VecBase<N, T>>& points, T tolerance,
 template <int N, class T>
 void FilterForUniqueness(std::vector<VecBase<N, T>>& points, T tolerance)
 {
-    Impl::FilterForUniqueness(points, tolerance, nullptr, nullptr);
+    Progress::Impl::Stoppable(
+        [&] { Impl::FilterForUniqueness(points, tolerance, nullptr, nullptr); });
 }
 
 template <int N, class T>
 std::vector<int> FilterForUniquenessAndIndex(std::vector<VecBase<N, T>>& points, T tolerance)
 {
-    std::vector<int> indices;
-    Impl::FilterForUniqueness(points, tolerance, &indices, nullptr);
-    return indices;
+    return Progress::Impl::Stoppable([&]() -> std::vector<int> {
+        std::vector<int> indices;
+        Impl::FilterForUniqueness(points, tolerance, &indices, nullptr);
+        return indices;
+    });
 }
 
 #define SORVANE_INSTANTIATE(N, T)                                                              \

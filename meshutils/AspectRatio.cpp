@@ -19,6 +19,7 @@
 #include "features/SoundTriples_Impl.h"
 #include "foundation/TriangleMeasures_Impl.h"
 #include "mathbase/Buckets_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/RadixSort_Impl.h"
 
 #include <boost/unordered/unordered_flat_set.hpp>
@@ -434,9 +435,11 @@ template <int D, class T>
 Mesh::IndexedPointsBase<D, T> MaximizeAspectRatio(const Mesh::IndexedPointsBase<D, T>& mesh,
                                                   T creaseAngle, T maxDrift)
 {
-    EdgeFlipper<D, T> flipper(mesh);
-    flipper.Run(creaseAngle, maxDrift);
-    return std::move(flipper).Result();
+    return Progress::Impl::Stoppable([&]() -> Mesh::IndexedPointsBase<D, T> {
+        EdgeFlipper<D, T> flipper(mesh);
+        flipper.Run(creaseAngle, maxDrift);
+        return std::move(flipper).Result();
+    });
 }
 
 // clang-format off

@@ -9,6 +9,7 @@
 #include "mathbase/Intersect_Impl.h"
 #include "mathbase/NearestOnTriangle_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "meshutils/MeshDistances_Impl.h"
 
@@ -246,21 +247,13 @@ std::size_t FirstLargest(const std::vector<double>& numbers)
     return place;
 }
 
-} // namespace
-
-// --- points and a mesh --------------------------------------------------------------------------
-
 /// A search of unbounded radius: it finds what a search that begins with a small radius and widens
 /// it finds, without depending on how far away the other points of the cloud are.
-std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
-                                         const std::vector<int>& indices,
-                                         const std::vector<Vec3d>& cloud, bool squared)
+std::vector<double> DistancesByTree(const TriangleTree& tree, const std::vector<Vec3d>& points,
+                                    const std::vector<int>& indices,
+                                    const std::vector<Vec3d>& cloud, bool squared)
 {
     std::vector<double> distances(cloud.size(), 0.0);
-    if (IsEmptyMesh(points, indices)) {
-        return distances;
-    }
-    const TriangleTree tree(points, indices);
     if (tree.TriangleCount() == 0) {
         return distances;
     }
@@ -286,46 +279,78 @@ std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
     return distances;
 }
 
+} // namespace
+
+// --- points and a mesh --------------------------------------------------------------------------
+
+std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
+                                         const std::vector<int>& indices,
+                                         const std::vector<Vec3d>& cloud, bool squared)
+{
+    const auto none = [&] { return std::vector<double>(cloud.size(), 0.0); };
+    return Progress::Impl::Stoppable(
+        [&] {
+            if (IsEmptyMesh(points, indices)) {
+                return none();
+            }
+            return DistancesByTree(TriangleTree(points, indices), points, indices, cloud, squared);
+        },
+        none);
+}
+
+std::vector<double> SignedDistancesToMesh(const TriangleTree& tree,
+                                          const std::vector<Vec3d>& points,
+                                          const std::vector<int>& indices,
+                                          const std::vector<Vec3d>& cloud)
+{
+    return Progress::Impl::Stoppable(
+        [&] { return DistancesByTree(tree, points, indices, cloud, false); },
+        [&] { return std::vector<double>(cloud.size(), 0.0); });
+}
+
 std::vector<Vec3d> ProjectCloudOnMesh(const std::vector<Vec3d>& points,
                                       const std::vector<int>& indices,
                                       const std::vector<Vec3d>& cloud, bool closest)
 {
-    if (IsEmptyMesh(points, indices) || cloud.empty()) {
-        return {};
-    }
-    const TriangleTree tree(points, indices);
-    std::vector<Vec3d> projected = cloud;
-    if (closest) {
-        const auto nearest = tree.ClosestPoints(cloud, std::numeric_limits<double>::infinity(), {});
-        for (std::size_t i = 0; i < cloud.size(); ++i) {
-            if (Math::Impl::IsUsable(cloud[i]) && nearest[i].id >= 0) {
-                projected[i] = nearest[i].point;
-            } else {
-                projected[i][2] = kMissed;
-            }
+    return Progress::Impl::Stoppable([&]() -> std::vector<Vec3d> {
+        if (IsEmptyMesh(points, indices) || cloud.empty()) {
+            return {};
         }
-        return projected;
-    }
-    const Vec3d down{0, 0, -1};
-    Parallel::Impl::ApplyParallelChunks(
-        std::size_t{0}, cloud.size(), [&](std::size_t from, std::size_t to) {
-            for (std::size_t i = from; i < to; ++i) {
-                projected[i][2] = kMissed;
-                if (!Math::Impl::IsUsable(cloud[i])) {
-                    continue;
+        const TriangleTree tree(points, indices);
+        std::vector<Vec3d> projected = cloud;
+        if (closest) {
+            const auto nearest =
+                tree.ClosestPoints(cloud, std::numeric_limits<double>::infinity(), {});
+            for (std::size_t i = 0; i < cloud.size(); ++i) {
+                if (Math::Impl::IsUsable(cloud[i]) && nearest[i].id >= 0) {
+                    projected[i] = nearest[i].point;
+                } else {
+                    projected[i][2] = kMissed;
                 }
-                for (const int number : tree.LineHits(cloud[i], down)) {
-                    const auto [a, b, c] = TriangleAt(points, indices, number);
-                    Vec3d hit;
-                    if (Intersect::RayTriangleHitPoint(a, b, c, cloud[i], down, &hit, nullptr, true,
-                                                       kHitTolerance) &&
-                        hit[2] > projected[i][2]) {
-                        projected[i] = hit;
+            }
+            return projected;
+        }
+        const Vec3d down{0, 0, -1};
+        Parallel::Impl::ApplyParallelChunks(
+            std::size_t{0}, cloud.size(), [&](std::size_t from, std::size_t to) {
+                for (std::size_t i = from; i < to; ++i) {
+                    projected[i][2] = kMissed;
+                    if (!Math::Impl::IsUsable(cloud[i])) {
+                        continue;
+                    }
+                    for (const int number : tree.LineHits(cloud[i], down)) {
+                        const auto [a, b, c] = TriangleAt(points, indices, number);
+                        Vec3d hit;
+                        if (Intersect::RayTriangleHitPoint(a, b, c, cloud[i], down, &hit, nullptr,
+                                                           true, kHitTolerance) &&
+                            hit[2] > projected[i][2]) {
+                            projected[i] = hit;
+                        }
                     }
                 }
-            }
-        });
-    return projected;
+            });
+        return projected;
+    });
 }
 
 // --- polylines and a mesh -----------------------------------------------------------------------
@@ -334,16 +359,20 @@ PolyPointStreamClips ClipPolyPointStreamAgainstMesh(const Mesh::IndexedPointsBas
                                                     const std::vector<std::vector<Vec3d>>& streams,
                                                     double tolerance)
 {
-    PolyPointStreamClips clips(streams.size());
-    if (IsEmpty(mesh) || streams.empty()) {
-        return clips;
-    }
-    const TriangleTree tree(mesh.points, mesh.indices);
-    // Long polylines are divided within `ClipStream`, many short ones here.
-    Parallel::Impl::ApplyParallel(std::size_t{0}, streams.size(), [&](std::size_t i) {
-        clips[i] = ClipStream(tree, mesh, streams[i], tolerance);
-    });
-    return clips;
+    return Progress::Impl::Stoppable(
+        [&]() -> PolyPointStreamClips {
+            PolyPointStreamClips clips(streams.size());
+            if (IsEmpty(mesh) || streams.empty()) {
+                return clips;
+            }
+            const TriangleTree tree(mesh.points, mesh.indices);
+            // Long polylines are divided within `ClipStream`, many short ones here.
+            Parallel::Impl::ApplyParallel(std::size_t{0}, streams.size(), [&](std::size_t i) {
+                clips[i] = ClipStream(tree, mesh, streams[i], tolerance);
+            });
+            return clips;
+        },
+        [&] { return PolyPointStreamClips(streams.size()); });
 }
 
 // --- two meshes, at their points ----------------------------------------------------------------
@@ -353,19 +382,21 @@ HausdorffReport HausdorffDistances(const std::vector<Vec3d>& pointsA,
                                    const std::vector<Vec3d>& pointsB,
                                    const std::vector<int>& indicesB)
 {
-    HausdorffReport report;
-    if (IsEmptyMesh(pointsA, indicesA) || IsEmptyMesh(pointsB, indicesB)) {
+    return Progress::Impl::Stoppable([&]() -> HausdorffReport {
+        HausdorffReport report;
+        if (IsEmptyMesh(pointsA, indicesA) || IsEmptyMesh(pointsB, indicesB)) {
+            return report;
+        }
+        const auto first = CloudDistancesToMesh(pointsB, indicesB, pointsA, true);
+        const auto second = CloudDistancesToMesh(pointsA, indicesA, pointsB, true);
+        report.firstIndex = FirstLargest(first);
+        report.secondIndex = FirstLargest(second);
+        // In this form also where no distance is a number.
+        const auto root = [](double squared) { return squared > 0 ? std::sqrt(squared) : 0.0; };
+        report.firstDistance = root(first[report.firstIndex]);
+        report.secondDistance = root(second[report.secondIndex]);
         return report;
-    }
-    const auto first = CloudDistancesToMesh(pointsB, indicesB, pointsA, true);
-    const auto second = CloudDistancesToMesh(pointsA, indicesA, pointsB, true);
-    report.firstIndex = FirstLargest(first);
-    report.secondIndex = FirstLargest(second);
-    // In this form also where no distance is a number.
-    const auto root = [](double squared) { return squared > 0 ? std::sqrt(squared) : 0.0; };
-    report.firstDistance = root(first[report.firstIndex]);
-    report.secondDistance = root(second[report.secondIndex]);
-    return report;
+    });
 }
 
 double HausdorffDistance(const std::vector<Vec3d>& pointsA, const std::vector<int>& indicesA,

@@ -12,6 +12,7 @@
 
 #include "foundation/EdgeUses_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "remesh/SubdivisionCount_Impl.h"
 
 #include <algorithm>
@@ -307,11 +308,15 @@ void DirtySweptVolume::SweepState::WriteStep(const SweepList& list, const Step& 
 }
 
 DirtySweptVolume::DirtySweptVolume(const Mesh::IndexedPointsBase<3, double>& shape)
-    : shape_(SoundBody(shape))
 {
-    if (!IsEmpty(shape_)) {
-        state_ = std::make_unique<SweepState>(shape_);
-    }
+    Progress::Impl::Stoppable(
+        [&] {
+            shape_ = SoundBody(shape);
+            if (!IsEmpty(shape_)) {
+                state_ = std::make_unique<SweepState>(shape_);
+            }
+        },
+        [&] { shape_ = {}; });
 }
 
 DirtySweptVolume::DirtySweptVolume(const DirtySweptVolume& other) : shape_(other.shape_)
@@ -341,29 +346,31 @@ DirtySweptVolume::~DirtySweptVolume() = default;
 Mesh::IndexedPointsBase<3, double>
 DirtySweptVolume::operator()(const std::vector<VecBase<3, double>>& path)
 {
-    Body shell;
-    if (state_ == nullptr || state_->edgePairs.empty() || path.empty()) {
-        return shell;
-    }
-    const SweepList list = state_->ListOf(path);
-    const std::size_t pointCount = 3 * (list.firstEnd + list.ends.size());
-    HalfEdge::Impl::RequireSubscripts(pointCount);
-    shell.points.resize(pointCount);
-    VecBase<3, double>* const points = shell.points.data();
-    const SweepState& state = *state_;
-    Parallel::Impl::ApplyParallel(std::size_t{0}, list.steps.size(), [&](std::size_t s) {
-        const Step& step = list.steps[s];
-        state.WriteStep(list, step, path[s], path[s + 1], points + 3 * step.firstTriangle);
-    });
-    VecBase<3, double>* out = points + 3 * list.firstEnd;
-    for (const int t : list.ends) {
-        for (int k = 0; k < 3; ++k) {
-            *out++ = path.back() + state.Corner(3 * t + k);
+    return Progress::Impl::Stoppable([&]() -> Body {
+        Body shell;
+        if (state_ == nullptr || state_->edgePairs.empty() || path.empty()) {
+            return shell;
         }
-    }
-    shell.indices.resize(pointCount);
-    std::iota(shell.indices.begin(), shell.indices.end(), 0);
-    return shell;
+        const SweepList list = state_->ListOf(path);
+        const std::size_t pointCount = 3 * (list.firstEnd + list.ends.size());
+        HalfEdge::Impl::RequireSubscripts(pointCount);
+        shell.points.resize(pointCount);
+        VecBase<3, double>* const points = shell.points.data();
+        const SweepState& state = *state_;
+        Parallel::Impl::ApplyParallel(std::size_t{0}, list.steps.size(), [&](std::size_t s) {
+            const Step& step = list.steps[s];
+            state.WriteStep(list, step, path[s], path[s + 1], points + 3 * step.firstTriangle);
+        });
+        VecBase<3, double>* out = points + 3 * list.firstEnd;
+        for (const int t : list.ends) {
+            for (int k = 0; k < 3; ++k) {
+                *out++ = path.back() + state.Corner(3 * t + k);
+            }
+        }
+        shell.indices.resize(pointCount);
+        std::iota(shell.indices.begin(), shell.indices.end(), 0);
+        return shell;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

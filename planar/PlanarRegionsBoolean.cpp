@@ -2,6 +2,7 @@
 
 #include <Sorvane/PlanarRegions_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "planar/GridBoolean_Impl.h"
 #include "planar/RegionLoops_Impl.h"
 
@@ -60,24 +61,26 @@ std::vector<GridLoop> OnGrid(const Loops<T>& loops, const RegionGrid& grid)
 template <class T>
 Loops<T> Boolean(const Loops<T>& a, const Loops<T>& b, Keep keep, T* resolution)
 {
-    BoxOfPoints box;
-    AddUsableLoops(a, box);
-    AddUsableLoops(b, box);
-    const RegionGrid grid = box.Grid();
-    if (resolution != nullptr) {
-        *resolution = ResolutionOf<T>(grid);
-    }
-    if (!HasCells(grid)) {
-        return {};
-    }
-    std::vector<GridEdge> edges;
-    AppendEdges(OnGrid(a, grid), 0, edges);
-    AppendEdges(OnGrid(b, grid), 1, edges);
-    std::vector<GridLoop> united;
-    GridBoolean(std::move(edges), keep, Cutting::Own, united);
-    Loops<T> result = FromGrid<T>(united, grid);
-    PutLargeLoopFirst(result);
-    return result;
+    return Progress::Impl::Stoppable([&]() -> Loops<T> {
+        BoxOfPoints box;
+        AddUsableLoops(a, box);
+        AddUsableLoops(b, box);
+        const RegionGrid grid = box.Grid();
+        if (resolution != nullptr) {
+            *resolution = ResolutionOf<T>(grid);
+        }
+        if (!HasCells(grid)) {
+            return {};
+        }
+        std::vector<GridEdge> edges;
+        AppendEdges(OnGrid(a, grid), 0, edges);
+        AppendEdges(OnGrid(b, grid), 1, edges);
+        std::vector<GridLoop> united;
+        GridBoolean(std::move(edges), keep, Cutting::Own, united);
+        Loops<T> result = FromGrid<T>(united, grid);
+        PutLargeLoopFirst(result);
+        return result;
+    });
 }
 
 } // namespace

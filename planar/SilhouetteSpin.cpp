@@ -11,6 +11,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 #include "mathbase/Values_Impl.h"
 
@@ -400,21 +401,23 @@ std::pair<double, double> RangeOfHeights(const Mesh::IndexedPointsBase<3, T>& me
 template <class T>
 std::vector<VecBase<2, T>> SpinBoundary(const Mesh::IndexedPointsBase<3, T>& mesh, T step)
 {
-    // Also where `step` is NaN the mesh is no higher.
-    const double used = step < kLeastStep ? kLeastStep : static_cast<double>(step);
-    const auto [low, high] = RangeOfHeights(mesh);
-    if (Mesh::IsEmpty(mesh) || !(high - low > used)) {
-        return {};
-    }
-    const std::vector<SpunEdge> edges = SpunEdges(mesh, used);
-    const SpunSamples samples(edges, low, high, used);
-    const std::vector<Vec2d> outline = Thinned(OutlineOf(samples, low, high), used);
-    std::vector<VecBase<2, T>> result;
-    result.reserve(outline.size());
-    for (const Vec2d& point : outline) {
-        result.push_back(Narrowed<T>(point));
-    }
-    return result;
+    return Progress::Impl::Stoppable([&]() -> std::vector<VecBase<2, T>> {
+        // Also where `step` is NaN the mesh is no higher.
+        const double used = step < kLeastStep ? kLeastStep : static_cast<double>(step);
+        const auto [low, high] = RangeOfHeights(mesh);
+        if (Mesh::IsEmpty(mesh) || !(high - low > used)) {
+            return {};
+        }
+        const std::vector<SpunEdge> edges = SpunEdges(mesh, used);
+        const SpunSamples samples(edges, low, high, used);
+        const std::vector<Vec2d> outline = Thinned(OutlineOf(samples, low, high), used);
+        std::vector<VecBase<2, T>> result;
+        result.reserve(outline.size());
+        for (const Vec2d& point : outline) {
+            result.push_back(Narrowed<T>(point));
+        }
+        return result;
+    });
 }
 
 // clang-format off

@@ -12,7 +12,7 @@
 #include <Sorvane/TriangleMesh_E.h>
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
-#include <Velk/Progress_E.h>
+#include <Velk/ProgressChecks_E.h>
 
 #include <array>
 #include <cmath>

@@ -12,7 +12,7 @@
 #include <Velk/Export_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Velk/Math/Vector_E.h>
-#include <Velk/Progress_E.h>
+#include <Velk/ProgressChecks_E.h>
 
 #include <algorithm>
 #include <array>

@@ -14,16 +14,52 @@ from __future__ import annotations
 import ctypes as _ctypes
 
 from ._bindings import sorvane_version as _version
+from ._bounding import (
+    Circle,
+    OrientedBox,
+    OrientedRectangle,
+    Prism,
+    Sphere,
+    bounding_circle,
+    bounding_sphere,
+    hull,
+    hull_2d,
+    oriented_box,
+    oriented_rectangle,
+    prism,
+)
 from ._errors import Error, FileError, Status, Stopped
-from ._mesh import Mesh, read
+from ._mesh import Mesh, join, read
+from ._operations import Decimation
+from ._report import Box, Report
+from ._tessellation import delaunay, tessellate, tessellate_polygon
 
 __all__ = [
+    "Box",
+    "Circle",
+    "Decimation",
     "Error",
     "FileError",
     "Mesh",
+    "OrientedBox",
+    "OrientedRectangle",
+    "Prism",
+    "Report",
+    "Sphere",
     "Status",
     "Stopped",
+    "bounding_circle",
+    "bounding_sphere",
+    "delaunay",
+    "hull",
+    "hull_2d",
+    "join",
+    "oriented_box",
+    "oriented_rectangle",
+    "prism",
     "read",
+    "tessellate",
+    "tessellate_polygon",
 ]
 
 

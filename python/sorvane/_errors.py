@@ -62,7 +62,7 @@ def failure(status: int, error: c.sorvane_error, path: str | os.PathLike[str] | 
     if status == Status.SORVANE_OUT_OF_MEMORY:
         return MemoryError(message)
     if status == Status.SORVANE_STOPPED:
-        return Stopped(message, Status(status))
+        return Stopped(message, Status(status), index)
     if status == Status.SORVANE_FILE_ERROR:
         if path is not None:
             # The C interface tells why in words only; what the system itself refuses has an exception of its own.

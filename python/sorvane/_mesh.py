@@ -1,20 +1,65 @@
-"""Triangle meshes."""
+"""Triangle meshes: the class, and what reads and joins them.
+
+The methods of `Mesh` are thin: what they do stands in a module for each family, as a function of the same name. Those
+modules are imported by the first call, so that `import sorvane` stays quick and no two modules need each other.
+"""
 
 from __future__ import annotations
 
+import ctypes
 import os
-from typing import Union
+from typing import TYPE_CHECKING, Any, Callable, Iterable, List, Optional, Tuple, TypeVar, Union, overload
+
+import numpy as np
+import numpy.typing as npt
 
 from . import _bindings as c
-from ._arrays import ArrayLike, FloatArray, IntArray, points_of, triangles_of, view
+from ._arrays import ArrayLike, FloatArray, IntArray, indices_of, points_of, triangles_of, view
 from ._handles import Handle
-from ._progress import Progress, make
+from ._progress import Progress, make, run
+from ._values import choice, number
+
+if TYPE_CHECKING:
+    from typing import Literal
+
+    from ._bounding import OrientedBox, Prism, Sphere
+    from ._operations import Decimation
+    from ._report import Report
+
+Path = Union[str, "os.PathLike[str]"]
+TagArray = npt.NDArray[np.uint64]
+Made = TypeVar("Made")
+
+_FORMS = {
+    "ascii_stl": c.sorvane_file_form.SORVANE_FORM_ASCII_STL,
+    "binary_stl": c.sorvane_file_form.SORVANE_FORM_BINARY_STL,
+    "tipc": c.sorvane_file_form.SORVANE_FORM_TIPC,
+}
+_CONNECTIONS = {
+    "edge": c.sorvane_connection.SORVANE_SHARED_EDGE,
+    "point": c.sorvane_connection.SORVANE_SHARED_POINT,
+}
+
+
+def _tags_of(value: Optional[ArrayLike], name: str, count: int) -> TagArray:
+    if value is None:
+        return np.empty(0, dtype=np.uint64)
+    array = np.asarray(value)
+    if array.shape != (count,):
+        raise ValueError(f"{name}: expected shape ({count},), given {array.shape}")
+    if array.dtype.kind not in "iu" and array.size > 0:
+        raise ValueError(f"{name}: expected whole numbers of shape ({count},), given {array.dtype}")
+    if array.dtype.kind == "i" and array.size > 0 and array.min() < 0:
+        raise ValueError(f"{name}: expected numbers from 0 to 2^64 - 1, given {array.min()}")
+    return np.require(array, dtype=np.uint64, requirements=["C", "A"])
 
 
 class Mesh:
     """A triangle mesh: points, and triangles that name three of them each, counterclockwise seen from outside.
 
-    It is never changed: operations give new ones. So threads may share it.
+    It is never changed: operations give new ones. So threads may share it, and its arrays are read-only views of the
+    library's memory. `len` of a mesh is the number of its triangles. Meshes are equal when their points, triangles and
+    tags are; they can be pickled.
 
     Parameters
     ----------
@@ -22,6 +67,9 @@ class Mesh:
         Coordinates, in any unit of length; results are in the same.
     triangles : array_like, (m, 3)
         Subscripts of the points.
+    point_tags, triangle_tags : array_like, (n,) and (m,), optional
+        Numbers from 0 to 2^64 - 1 that mean whatever you want, such as the face of a CAD model that a triangle is of.
+        Operations keep them where their text says so; a TIPC file has room for them.
 
     Raises
     ------
@@ -32,18 +80,34 @@ class Mesh:
 
     >>> import sorvane
     >>> mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+    >>> mesh
+    <sorvane.Mesh: 1 triangle on 3 points>
     >>> mesh.triangles
     array([[0, 1, 2]], dtype=int32)
     """
 
-    __slots__ = ("_handle", "_points", "_triangles", "__weakref__")
+    __slots__ = ("_handle", "__weakref__")
 
     _handle: Handle
 
-    def __init__(self, points: ArrayLike, triangles: ArrayLike) -> None:
+    def __init__(
+        self,
+        points: ArrayLike,
+        triangles: ArrayLike,
+        *,
+        point_tags: Optional[ArrayLike] = None,
+        triangle_tags: Optional[ArrayLike] = None,
+    ) -> None:
         points = points_of(points, "points")
         triangles = triangles_of(triangles, "triangles")
-        self._handle = make(c.sorvane_mesh_new, points, len(points), triangles, len(triangles))
+        handle = make(c.sorvane_mesh_new, points, len(points), triangles, len(triangles))
+        if point_tags is not None or triangle_tags is not None:
+            of_points = _tags_of(point_tags, "point_tags", len(points))
+            of_triangles = _tags_of(triangle_tags, "triangle_tags", len(triangles))
+            handle = make(
+                c.sorvane_mesh_with_tags, handle, of_points, len(of_points), of_triangles, len(of_triangles)
+            )
+        self._handle = handle
 
     @classmethod
     def _of(cls, handle: Handle) -> "Mesh":
@@ -51,6 +115,8 @@ class Mesh:
         mesh = cls.__new__(cls)
         mesh._handle = handle
         return mesh
+
+    # --- arrays ------------------------------------------------------------------------------------------------------
 
     @property
     def points(self) -> FloatArray:
@@ -64,23 +130,560 @@ class Mesh:
         triangles: IntArray = view(self._handle, c.sorvane_mesh_triangles, 3)
         return triangles
 
+    @property
+    def point_tags(self) -> Optional[TagArray]:
+        """Tags of the points, (n,) uint64, or None: a read-only view."""
+        tags: TagArray = view(self._handle, c.sorvane_mesh_point_tags)
+        return tags if len(tags) > 0 else None
+
+    @property
+    def triangle_tags(self) -> Optional[TagArray]:
+        """Tags of the triangles, (m,) uint64, or None: a read-only view."""
+        tags: TagArray = view(self._handle, c.sorvane_mesh_triangle_tags)
+        return tags if len(tags) > 0 else None
+
+    @property
+    def vertices(self) -> FloatArray:
+        """The points, under the name that other packages use."""
+        return self.points
+
+    @property
+    def faces(self) -> IntArray:
+        """The triangles, under the name that other packages use."""
+        return self.triangles
+
+    def __len__(self) -> int:
+        count = ctypes.c_size_t()
+        c.sorvane_mesh_triangles(self._handle, ctypes.byref(count))
+        return count.value
+
+    def __bool__(self) -> bool:
+        return True
+
+    def __eq__(self, other: object) -> bool:
+        if not isinstance(other, Mesh):
+            return NotImplemented
+        if self is other or self._handle is other._handle:
+            return not np.isnan(self.points).any()
+        return (
+            np.array_equal(self.points, other.points)
+            and np.array_equal(self.triangles, other.triangles)
+            and _same(self.point_tags, other.point_tags)
+            and _same(self.triangle_tags, other.triangle_tags)
+        )
+
+    def __hash__(self) -> int:
+        points = self.points
+        return hash((len(points), len(self), tuple(points[:2].ravel()), tuple(points[-2:].ravel())))
+
+    def __copy__(self) -> "Mesh":
+        return self
+
+    def __deepcopy__(self, memo: Any) -> "Mesh":
+        return self
+
+    def __reduce__(self) -> Any:
+        return _restored, (self.points, self.triangles, self.point_tags, self.triangle_tags)
+
+    def __repr__(self) -> str:
+        count, points = len(self), len(self.points)
+        return f"<sorvane.Mesh: {count} triangle{'s' * (count != 1)} on {points} point{'s' * (points != 1)}>"
+
+    def _repr_svg_(self) -> str:
+        from ._pictures import mesh_svg
+
+        return mesh_svg(self)
+
+    # --- other packages' meshes, and files ---------------------------------------------------------------------------
+
+    @classmethod
+    def from_object(cls, other: Any) -> "Mesh":
+        """The mesh of anything that has ``vertices`` (n, 3) and ``faces`` (m, 3), such as a mesh of another package.
+
+        >>> import sorvane
+        >>> class Other:
+        ...     vertices = [[0, 0, 0], [1, 0, 0], [0, 1, 0]]
+        ...     faces = [[0, 1, 2]]
+        >>> sorvane.Mesh.from_object(Other())
+        <sorvane.Mesh: 1 triangle on 3 points>
+        """
+        if isinstance(other, Mesh):
+            return other
+        if not hasattr(other, "vertices") or not hasattr(other, "faces"):
+            raise ValueError(f"other: expected an object with vertices and faces, given {type(other).__name__}")
+        return cls(points_of(other.vertices, "other.vertices"), triangles_of(other.faces, "other.faces"))
+
+    def to_object(self, kind: Callable[..., Made]) -> Made:
+        """``kind(vertices=..., faces=...)`` with copies of the arrays: a mesh of another package.
+
+        >>> import sorvane, types
+        >>> mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+        >>> mesh.to_object(types.SimpleNamespace).faces
+        array([[0, 1, 2]], dtype=int32)
+        """
+        return kind(vertices=self.points.copy(), faces=self.triangles.copy())
+
+    @property
+    def form(self) -> Optional[str]:
+        """Form of the file that the mesh was read from: "ascii_stl", "binary_stl", "tipc"; None for any other mesh."""
+        number = c.sorvane_mesh_form(self._handle)
+        return next((name for name, form in _FORMS.items() if form == number), None)
+
+    def write(self, path: Path, form: Optional[str] = None, *, progress: Progress = None) -> None:
+        """Writes the mesh, as a whole or not at all: a failure leaves a file that was there as it was.
+
+        Parameters
+        ----------
+        path : path
+            Without ``form`` its extension tells the form: ".stl" is binary STL, ".tipc" is TIPC.
+        form : {"ascii_stl", "binary_stl", "tipc"}, optional
+            TIPC keeps coordinates and tags bit for bit, ASCII STL coordinates; binary STL rounds them to 32-bit floats.
+
+        Raises
+        ------
+        sorvane.FileError
+            A folder that is not there, a full disk, an extension that names no form, a mesh without triangles, or one
+            with a coordinate that is not finite or too large for the form.
+        """
+        number = 0 if form is None else choice(form, "form", _FORMS)
+        run(c.sorvane_mesh_write, self._handle, os.fsencode(path), number, progress=progress)
+
+    # --- measures ----------------------------------------------------------------------------------------------------
+
+    @property
+    def bounds(self) -> FloatArray:
+        """Least and greatest coordinates of the points that triangles use, (2, 3).
+
+        Raises `sorvane.Error` for a mesh without triangles, and ValueError for a point that is not finite.
+        """
+        bounds = np.empty((2, 3))
+        run(c.sorvane_mesh_box, self._handle, bounds[0], bounds[1])
+        return bounds
+
+    @property
+    def extent(self) -> FloatArray:
+        """Size along each axis, (3,)."""
+        bounds = self.bounds
+        extent: FloatArray = bounds[1] - bounds[0]
+        return extent
+
+    @property
+    def area(self) -> float:
+        """Area of all triangles."""
+        area = ctypes.c_double()
+        run(c.sorvane_mesh_measure, self._handle, ctypes.byref(area), None)
+        return area.value
+
+    @property
+    def volume(self) -> float:
+        """Volume of a closed mesh, positive when it is wound outward; of an open one it means nothing."""
+        volume = ctypes.c_double()
+        run(c.sorvane_mesh_measure, self._handle, None, ctypes.byref(volume))
+        return volume.value
+
+    def normals(self) -> FloatArray:
+        """Unit normals of the triangles, (m, 3); zero for one of an area of at most 1e-12."""
+        normals = np.empty((len(self), 3))
+        run(c.sorvane_mesh_normals, self._handle, normals)
+        return normals
+
+    def point_normals(self) -> FloatArray:
+        """Unit normals of the points, (n, 3): those of their triangles, weighted by area; zero where there is none."""
+        normals = np.empty((len(self.points), 3))
+        run(c.sorvane_mesh_point_normals, self._handle, normals)
+        return normals
+
+    def areas(self) -> FloatArray:
+        """Areas of the triangles, (m,)."""
+        areas = np.empty(len(self))
+        run(c.sorvane_mesh_areas, self._handle, areas)
+        return areas
+
+    def aspect_ratios(self) -> FloatArray:
+        """Twice the inradius over the circumradius of each triangle, (m,): 1 for an equilateral one, 0 without area."""
+        ratios = np.empty(len(self))
+        run(c.sorvane_mesh_aspect_ratios, self._handle, ratios)
+        return ratios
+
+    def neighbors(self) -> IntArray:
+        """For each triangle those across its edges, (m, 3); -1 where there is none.
+
+        Edge k runs from corner k to corner k + 1. On an edge of more than two triangles it is the first other one.
+        """
+        neighbors = np.empty((len(self), 3), dtype=np.int32)
+        run(c.sorvane_mesh_neighbors, self._handle, neighbors)
+        return neighbors
+
+    def crease_angles(self) -> FloatArray:
+        """Angle at each edge of each triangle between its normal and the neighbor's, (m, 3), radians.
+
+        Positive for a convex edge, negative for a concave one; 2 pi where there is no neighbor.
+        """
+        angles = np.empty((len(self), 3))
+        run(c.sorvane_mesh_crease_angles, self._handle, angles)
+        return angles
+
+    # --- one mesh of another -----------------------------------------------------------------------------------------
+
     def weld(self, tolerance: float = 0.0, *, progress: Progress = None) -> "Mesh":
         """Joins points of which every coordinate differs by at most ``tolerance``.
 
-        Points that no triangle uses disappear; triangles stay, in their order.
+        Points that no triangle uses disappear; triangles stay, in their order and with their tags.
 
         >>> import sorvane
         >>> soup = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 1, 0], [1, 0, 0], [1, 1, 0]], [[0, 1, 2], [3, 4, 5]])
         >>> len(soup.weld().points)
         4
         """
+        tolerance = number(tolerance, "tolerance")
         return Mesh._of(make(c.sorvane_mesh_weld, self._handle, tolerance, progress=progress))
 
+    def transformed(self, matrix: ArrayLike) -> "Mesh":
+        """The mesh mapped by an affine matrix, (3, 4) or (4, 4) with a last row of 0 0 0 1.
 
-def read(path: Union[str, "os.PathLike[str]"], *, progress: Progress = None) -> Mesh:
+        A matrix that mirrors turns the triangles over, so that they face outward as before. Tags are kept.
+
+        >>> import sorvane
+        >>> mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+        >>> mesh.transformed([[2, 0, 0, 5], [0, 2, 0, 0], [0, 0, 2, 0]]).bounds
+        array([[5., 0., 0.],
+               [7., 2., 0.]])
+        """
+        given = np.asarray(matrix)
+        if given.shape not in ((3, 4), (4, 4)):
+            raise ValueError(f"matrix: expected shape (3, 4) or (4, 4), given {given.shape}")
+        rows = points_of(given, "matrix", 4)
+        if len(rows) == 4 and not np.array_equal(rows[3], (0, 0, 0, 1)):
+            raise ValueError(f"matrix: expected a last row of 0 0 0 1, given {rows[3]}")
+        return Mesh._of(make(c.sorvane_mesh_transformed, self._handle, rows))
+
+    def part(self, triangles: ArrayLike) -> "Mesh":
+        """The triangles of the list, (k,), in its order, with the points that they use. Tags are kept.
+
+        A mask of (m,) booleans is taken as well. IndexError: a number that is no triangle.
+        """
+        given = np.asarray(triangles)
+        if given.dtype == np.bool_:
+            if given.shape != (len(self),):
+                raise ValueError(f"triangles: expected shape ({len(self)},), given {given.shape}")
+            given = np.flatnonzero(given)
+        numbers = indices_of(given, "triangles")
+        return Mesh._of(make(c.sorvane_mesh_part, self._handle, numbers, len(numbers)))
+
+    def components(self, connection: str = "edge", *, progress: Progress = None) -> List["Mesh"]:
+        """The parts of the mesh that hang together, in the order of their first triangles.
+
+        Weld first: in an STL as read every triangle is a component by itself.
+
+        Parameters
+        ----------
+        connection : {"edge", "point"}
+            Whether triangles that have only a point in common hang together.
+
+        >>> import sorvane
+        >>> points = [[0, 0, 0], [1, 0, 0], [0, 1, 0], [5, 0, 0], [6, 0, 0], [5, 1, 0]]
+        >>> sorvane.Mesh(points, [[0, 1, 2], [3, 4, 5]]).components()
+        [<sorvane.Mesh: 1 triangle on 3 points>, <sorvane.Mesh: 1 triangle on 3 points>]
+        """
+        found, starts, triangles = self._components(connection, progress)
+        # A view's pieces are contiguous: nothing is copied.
+        pieces = [triangles[starts[i] : starts[i + 1]] for i in range(len(starts) - 1)]
+        return [Mesh._of(make(c.sorvane_mesh_part, self._handle, piece, len(piece))) for piece in pieces]
+
+    def component_labels(self, connection: str = "edge", *, progress: Progress = None) -> IntArray:
+        """For each triangle the number of its component, (m,), in the order of `components`."""
+        found, starts, triangles = self._components(connection, progress)
+        labels = np.empty(len(self), dtype=np.int32)
+        labels[triangles] = np.repeat(np.arange(len(starts) - 1, dtype=np.int32), np.diff(starts))
+        return labels
+
+    def _components(self, connection: str, progress: Progress) -> Tuple[Handle, IntArray, IntArray]:
+        number = choice(connection, "connection", _CONNECTIONS)
+        found = make(c.sorvane_mesh_components, self._handle, number, progress=progress)
+        return found, view(found, c.sorvane_components_starts), view(found, c.sorvane_components_triangles)
+
+    def match_normals(self, *, progress: Progress = None) -> "Mesh":
+        """Makes the triangles of each component run alike, by turning those in the minority over.
+
+        Weld first: an STL as read has no common edges. Tags are kept. Afterwards all may still face inward: then
+        `volume` is negative.
+        """
+        matched = Handle(c.sorvane_mesh)
+        run(c.sorvane_mesh_match_normals, self._handle, matched.place, None, progress=progress)
+        return Mesh._of(matched)
+
+    def report(self, tolerance: float = 1e-6, *, progress: Progress = None) -> "Report":
+        """How healthy the mesh is: defective triangles, edges that do not join two triangles, measures.
+
+        Corners within ``tolerance`` on every axis are joined for it, so that an STL need not be welded before.
+
+        >>> import sorvane
+        >>> mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+        >>> report = mesh.report()
+        >>> report.open_edges, report.sound, report.defects
+        (3, False, ('open',))
+        """
+        from ._report import report
+
+        return report(self, tolerance, progress=progress)
+
+    # --- remeshing, decimation, subdivision ---------------------------------------------------------------------------
+
+    def remesh(
+        self,
+        length: Optional[float] = None,
+        *,
+        chord_tolerance: Optional[float] = None,
+        crease_angle: float = 40.0,
+        iterations: int = 10,
+        curvature_exponent: float = 1.0,
+        keep_boundary: bool = True,
+        keep_tags: bool = True,
+        progress: Progress = None,
+    ) -> "Mesh":
+        """Remeshes until edges have about the same length, or with ``chord_tolerance`` until they are as long as that
+        allows: short where the surface bends, long where it is flat.
+
+        A closed surface stays closed. Weld first: an STL as read has no common edges.
+
+        Parameters
+        ----------
+        length : float, optional
+            The wanted edge length; by default the mean of the mesh. With ``chord_tolerance`` edges are between 0.25
+            and 5 times as long.
+        chord_tolerance : float, optional
+            Greatest distance wanted between an edge and the surface.
+        crease_angle : float
+            Edges that bend by that many degrees or more are kept; above 180 none is.
+        iterations : int
+            Of splits, collapses, flips and moves, at most.
+        curvature_exponent : float
+            With ``chord_tolerance``: above 1 spares triangles where the surface bends little.
+        keep_boundary : bool
+            Whether boundary edges stay as they are; otherwise long ones are split.
+        keep_tags : bool
+            Whether edges between triangles of different tags are kept, with the tags. Of at most 256 different ones.
+
+        Raises
+        ------
+        ValueError
+            A length or tolerance that is not positive and finite, negative iterations.
+        """
+        from ._operations import remesh
+
+        return remesh(
+            self,
+            length,
+            chord_tolerance=chord_tolerance,
+            crease_angle=crease_angle,
+            iterations=iterations,
+            curvature_exponent=curvature_exponent,
+            keep_boundary=keep_boundary,
+            keep_tags=keep_tags,
+            progress=progress,
+        )
+
+    @overload
+    def decimate(
+        self,
+        percent: Optional[float] = None,
+        *,
+        tolerance: Optional[float] = None,
+        crease_angle: float = 40.0,
+        method: str = "batches",
+        keep_tags: bool = True,
+        with_report: "Literal[False]" = False,
+        progress: Progress = None,
+    ) -> "Mesh": ...
+
+    @overload
+    def decimate(
+        self,
+        percent: Optional[float] = None,
+        *,
+        tolerance: Optional[float] = None,
+        crease_angle: float = 40.0,
+        method: str = "batches",
+        keep_tags: bool = True,
+        with_report: "Literal[True]",
+        progress: Progress = None,
+    ) -> "Tuple[Mesh, Decimation]": ...
+
+    def decimate(
+        self,
+        percent: Optional[float] = None,
+        *,
+        tolerance: Optional[float] = None,
+        crease_angle: float = 40.0,
+        method: str = "batches",
+        keep_tags: bool = True,
+        with_report: bool = False,
+        progress: Progress = None,
+    ) -> "Union[Mesh, Tuple[Mesh, Decimation]]":
+        """Fewer triangles for the same surface: until ``percent`` of them are left, or nothing more can go within
+        ``tolerance``. One of the two must be given.
+
+        Weld first: an STL as read has no common edges. A closed surface stays closed; boundaries stay where they are.
+
+        Parameters
+        ----------
+        percent : float, optional
+            Of the triangles to be left, from 0 to 100; by default 0: the tolerance alone decides.
+        tolerance : float, optional
+            Distance of the result from the mesh, which is measured; by default no limit. For "one_by_one" it is a
+            distance times an area instead.
+        crease_angle : float
+            Edges that bend by that many degrees or more are kept.
+        method : {"batches", "one_by_one"}
+            Many edges at a time, or the cheapest first.
+        keep_tags : bool
+            As in `remesh`.
+        with_report : bool
+            Whether to return a pair: the mesh, and a `sorvane.Decimation` that tells what was done and why it ended.
+
+        >>> import numpy as np, sorvane
+        >>> x, y = (a.ravel() for a in np.meshgrid(np.arange(11.0), np.arange(11.0)))
+        >>> sheet = sorvane.delaunay(np.column_stack([x, y]))   # flat
+        >>> len(sheet), len(sheet.decimate(tolerance=0.01))
+        (200, 2)
+        """
+        from ._operations import decimate
+
+        decimated, report = decimate(
+            self,
+            percent,
+            tolerance=tolerance,
+            crease_angle=crease_angle,
+            method=method,
+            keep_tags=keep_tags,
+            progress=progress,
+        )
+        return (decimated, report) if with_report else decimated
+
+    def subdivide(
+        self, iterations: int = 1, *, method: str = "loop", crease_angle: float = 30.0, progress: Progress = None
+    ) -> "Mesh":
+        """A finer and smoother mesh. Edges that bend by ``crease_angle`` degrees or more become smooth curves.
+
+        Parameters
+        ----------
+        iterations : int
+            Each makes four triangles ("loop") or three ("sqrt3") of one.
+        method : {"loop", "sqrt3"}
+            For parts with corners "loop".
+        crease_angle : float
+            Above 180 only boundaries are kept sharp.
+        """
+        from ._operations import subdivide
+
+        return subdivide(self, iterations, method=method, crease_angle=crease_angle, progress=progress)
+
+    def refine(self, iterations: int = 1, *, method: str = "midpoints", progress: Progress = None) -> "Mesh":
+        """Every triangle cut in smaller ones that lie in it, and have its tag; they stand in its place.
+
+        Parameters
+        ----------
+        iterations : int
+            How many times over.
+        method : {"centroid", "midpoints", "centroid_and_midpoints"}
+            In 3, 4 or 6.
+
+        >>> import sorvane
+        >>> sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]]).refine()
+        <sorvane.Mesh: 4 triangles on 6 points>
+        """
+        from ._operations import refine
+
+        return refine(self, iterations, method=method, progress=progress)
+
+    def split_long_edges(
+        self, length: float, *, at_middle: bool = True, iterations: int = 50, progress: Progress = None
+    ) -> "Mesh":
+        """Splits the edges longer than ``length``, in passes; nothing else moves.
+
+        Without ``at_middle`` an edge is split where the other diagonal of its two triangles crosses it.
+        """
+        from ._operations import split_long_edges
+
+        return split_long_edges(self, length, at_middle=at_middle, iterations=iterations, progress=progress)
+
+    def improve(self, *, crease_angle: float = 1.0, max_drift: float = 0.01, progress: Progress = None) -> "Mesh":
+        """Better shaped triangles by turning edges alone: no point is moved, added or dropped.
+
+        Parameters
+        ----------
+        crease_angle : float
+            Edges that bend by more degrees stay.
+        max_drift : float
+            How far the surface may move at a triangle, in the unit of the points: the accuracy of the part.
+        """
+        from ._operations import improve
+
+        return improve(self, crease_angle=crease_angle, max_drift=max_drift, progress=progress)
+
+    def remove_stars(self, max_angle: float = 1.0, *, progress: Progress = None) -> "Mesh":
+        """One triangle in place of three round a point, where their normals differ by at most ``max_angle`` degrees."""
+        from ._operations import remove_stars
+
+        return remove_stars(self, max_angle, progress=progress)
+
+    # --- what goes round it ------------------------------------------------------------------------------------------
+
+    def hull(self, *, progress: Progress = None) -> "Mesh":
+        """Convex hull of the points that triangles use: a closed mesh that faces outward.
+
+        Raises `sorvane.Error` where they span no solid.
+        """
+        from ._bounding import hull
+
+        return hull(self._used_points(), progress=progress)
+
+    def bounding_sphere(self, *, progress: Progress = None) -> "Sphere":
+        """The smallest sphere round the points that triangles use."""
+        from ._bounding import bounding_sphere
+
+        return bounding_sphere(self._used_points(), progress=progress)
+
+    def oriented_box(self, *, quick: bool = False, progress: Progress = None) -> "OrientedBox":
+        """A really small box round the points that triangles use, turned as it needs: for choosing stock.
+
+        With ``quick`` the box stands on a triangle of the hull, along its first edge, and may be twice as large.
+        """
+        from ._bounding import oriented_box
+
+        return oriented_box(self._used_points(), quick=quick, progress=progress)
+
+    def prism(self, *, by: str = "area", progress: Progress = None) -> "Prism":
+        """The prism of least "area" or "volume" round the points that triangles use: bar stock to be sawn off."""
+        from ._bounding import prism
+
+        return prism(self._used_points(), by=by, progress=progress)
+
+    def _used_points(self) -> FloatArray:
+        points, triangles = self.points, self.triangles
+        if len(triangles) == 0:
+            return points[:0]
+        used = np.zeros(len(points), dtype=np.bool_)
+        used[triangles] = True
+        return points if used.all() else points[used]
+
+    # --- (further families below, each under a line of its own) --------------------------------------------------------
+
+
+def _same(a: Optional[TagArray], b: Optional[TagArray]) -> bool:
+    return (a is None and b is None) or (a is not None and b is not None and np.array_equal(a, b))
+
+
+def _restored(
+    points: FloatArray, triangles: IntArray, point_tags: Optional[TagArray], triangle_tags: Optional[TagArray]
+) -> Mesh:
+    return Mesh(points, triangles, point_tags=point_tags, triangle_tags=triangle_tags)
+
+
+def read(path: Path, *, progress: Progress = None) -> Mesh:
     """Reads an ASCII STL, a binary STL or a TIPC file, told apart by content.
 
-    An STL gives three fresh points for each triangle: join them with `Mesh.weld`.
+    An STL gives three fresh points for each triangle: join them with `Mesh.weld`. The tags of a TIPC file are kept.
 
     Raises
     ------
@@ -90,3 +693,21 @@ def read(path: Union[str, "os.PathLike[str]"], *, progress: Progress = None) -> 
         Content that is none of these; the text tells what is wrong and where.
     """
     return Mesh._of(make(c.sorvane_mesh_read, os.fsencode(path), progress=progress, path=path))
+
+
+def join(meshes: Iterable[Mesh]) -> Mesh:
+    """One mesh of several: points and triangles one after the other, nothing welded.
+
+    Tags are kept when all the meshes have them.
+
+    >>> import sorvane
+    >>> one = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+    >>> sorvane.join([one, one])
+    <sorvane.Mesh: 2 triangles on 6 points>
+    """
+    parts = list(meshes)
+    for i, part in enumerate(parts):
+        if not isinstance(part, Mesh):
+            raise ValueError(f"meshes: expected meshes, given {type(part).__name__} at {i}")
+    pointers = (ctypes.POINTER(c.sorvane_mesh) * len(parts))(*(part._handle._as_parameter_ for part in parts))
+    return Mesh._of(make(c.sorvane_mesh_joined, pointers, len(parts)))

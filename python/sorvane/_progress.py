@@ -12,6 +12,8 @@ import os
 import threading
 from typing import Any, Callable, Generator, List, Optional, Union
 
+import numpy as np
+
 from . import _bindings as c
 from ._errors import failure
 from ._handles import Handle
@@ -46,10 +48,11 @@ class _Trampoline:
             try:
                 fraction = yield go_on
                 go_on = 1
-                if self.raised is not None:
-                    go_on = 0
-                elif self.progress is not None and self.progress(fraction) is False:
-                    go_on = 0
+                if self.progress is not None:
+                    answer = self.progress(fraction)
+                    # A comparison may give NumPy's False. 0 and None are no answer.
+                    if isinstance(answer, (bool, np.bool_)) and not answer:
+                        go_on = 0
             except BaseException as exception:
                 if isinstance(exception, GeneratorExit):
                     raise
