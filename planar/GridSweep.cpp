@@ -123,6 +123,7 @@ private:
         switch (keep_) {
         case Keep::FirstSet: return isInFirst;
         case Keep::FirstSetWithoutSecond: return isInFirst && !isInSecond;
+        case Keep::EitherSet: return isInFirst || isInSecond;
         case Keep::BothSets: return isInFirst && isInSecond;
         case Keep::OneSetOnly: return isInFirst != isInSecond;
         }
