@@ -28,26 +28,49 @@ from ._bounding import (
     oriented_rectangle,
     prism,
 )
+from ._distances import Crossings, Hausdorff, HausdorffBounds, Nearest, OneWayBounds, TriangleTree
 from ._errors import Error, FileError, Status, Stopped
+from ._features import Arc, Cluster, Curvatures, DrillHole, HoleStep
+from ._imprint import Imprint, Tracer
+from ._lines import Lines
 from ._mesh import Mesh, join, read
 from ._operations import Decimation
 from ._report import Box, Report
+from ._sections import Section, Slicer, Slices
 from ._tessellation import delaunay, tessellate, tessellate_polygon
+from . import solids
 
 __all__ = [
+    "Arc",
     "Box",
     "Circle",
+    "Cluster",
+    "Crossings",
+    "Curvatures",
     "Decimation",
+    "DrillHole",
     "Error",
     "FileError",
+    "Hausdorff",
+    "HausdorffBounds",
+    "HoleStep",
+    "Imprint",
+    "Lines",
     "Mesh",
+    "Nearest",
+    "OneWayBounds",
     "OrientedBox",
     "OrientedRectangle",
     "Prism",
     "Report",
+    "Section",
+    "Slicer",
+    "Slices",
     "Sphere",
     "Status",
     "Stopped",
+    "Tracer",
+    "TriangleTree",
     "bounding_circle",
     "bounding_sphere",
     "delaunay",
@@ -58,6 +81,7 @@ __all__ = [
     "oriented_rectangle",
     "prism",
     "read",
+    "solids",
     "tessellate",
     "tessellate_polygon",
 ]

@@ -76,7 +76,7 @@ class _Trampolines(threading.local):
 _trampolines = _Trampolines()
 
 
-class _Bar:
+class Bar:
     """A bar of tqdm."""
 
     def __init__(self, title: str) -> None:
@@ -108,7 +108,7 @@ def run(function: Any, *arguments: Any, progress: Progress = None, path: Optiona
     bar = None
     told: Optional[Callable[[float], Any]] = None
     if progress is True:
-        bar = told = _Bar(function.__name__.replace("sorvane_", "").replace("_", " "))
+        bar = told = Bar(function.__name__.replace("sorvane_", "").replace("_", " "))
     elif progress is not None and progress is not False:
         if not callable(progress):
             raise ValueError(f"progress: expected None, True or a callable, given {type(progress).__name__}")
