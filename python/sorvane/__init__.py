@@ -13,6 +13,7 @@ from __future__ import annotations
 
 import ctypes as _ctypes
 
+from . import lathe, solids
 from ._bindings import sorvane_version as _version
 from ._bounding import (
     Circle,
@@ -28,29 +29,34 @@ from ._bounding import (
     oriented_rectangle,
     prism,
 )
+from ._chains import Chain, join_chains, thin
 from ._distances import Crossings, Hausdorff, HausdorffBounds, Nearest, OneWayBounds, TriangleTree
 from ._errors import Error, FileError, Status, Stopped
 from ._features import Arc, Cluster, Curvatures, DrillHole, HoleStep
 from ._imprint import Imprint, Tracer
-from ._lines import Lines
+from ._machining import Drops, Gouges, Surface, Tool, ToolFit
 from ._mesh import Mesh, join, read
 from ._operations import Decimation
+from ._polylines import Lines
+from ._regions import Region
 from ._report import Box, Report
 from ._sections import Section, Slicer, Slices
 from ._tessellation import delaunay, tessellate, tessellate_polygon
-from . import solids
 
 __all__ = [
     "Arc",
     "Box",
+    "Chain",
     "Circle",
     "Cluster",
     "Crossings",
     "Curvatures",
     "Decimation",
     "DrillHole",
+    "Drops",
     "Error",
     "FileError",
+    "Gouges",
     "Hausdorff",
     "HausdorffBounds",
     "HoleStep",
@@ -62,6 +68,7 @@ __all__ = [
     "OrientedBox",
     "OrientedRectangle",
     "Prism",
+    "Region",
     "Report",
     "Section",
     "Slicer",
@@ -69,6 +76,9 @@ __all__ = [
     "Sphere",
     "Status",
     "Stopped",
+    "Surface",
+    "Tool",
+    "ToolFit",
     "Tracer",
     "TriangleTree",
     "bounding_circle",
@@ -77,6 +87,8 @@ __all__ = [
     "hull",
     "hull_2d",
     "join",
+    "join_chains",
+    "lathe",
     "oriented_box",
     "oriented_rectangle",
     "prism",
@@ -84,6 +96,7 @@ __all__ = [
     "solids",
     "tessellate",
     "tessellate_polygon",
+    "thin",
 ]
 
 

@@ -10,7 +10,7 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import FloatArray, IntArray, view
 from ._distances import split_lists
-from ._handles import Inner
+from ._lines import Borrowed
 from ._mesh import Mesh
 from ._progress import Progress, make, options, run
 from ._values import number
@@ -197,7 +197,7 @@ def facet_clusters(mesh: Mesh, normal_tolerance: float, *, progress: Progress = 
     made = make(c.sorvane_mesh_facet_clusters, mesh._handle, tolerance, progress=progress)
     count = ctypes.c_size_t()
     items = c.sorvane_clusters_items(made, ctypes.byref(count))
-    triangles = split_lists(Inner(made, c.sorvane_clusters_triangles))
+    triangles = split_lists(Borrowed(c.sorvane_clusters_triangles(made), made))
     return [
         Cluster(_array(items[i].normal), _array(items[i].centroid), items[i].area, triangles[i])
         for i in range(count.value)

@@ -43,16 +43,3 @@ class Handle:
 
     def __reduce__(self) -> Any:
         raise TypeError("a handle can't be pickled")
-
-
-class Inner(Handle):
-    """A handle that belongs to another one, which it keeps alive."""
-
-    __slots__ = ("_owner",)
-
-    def __init__(self, owner: Handle, accessor: Any) -> None:
-        self._owner = owner
-        self._as_parameter_ = accessor(owner)
-
-    def __del__(self) -> None:
-        pass

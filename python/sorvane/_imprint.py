@@ -10,8 +10,9 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, numbers_of, point_of, points_of, view
 from ._distances import split_lists
-from ._handles import Handle, Inner
-from ._lines import Lines, LinesLike, joined
+from ._handles import Handle
+from ._lines import Borrowed
+from ._polylines import Lines, LinesLike, joined
 from ._mesh import Mesh
 from ._progress import Progress, make, options, run
 from ._values import number
@@ -33,11 +34,11 @@ class Imprint:
 
     def __init__(self, handle: Handle) -> None:
         self._handle = handle
-        self.mesh = Mesh._of(Inner(handle, c.sorvane_imprint_mesh))
+        self.mesh = Mesh._of(Borrowed(c.sorvane_imprint_mesh(handle), handle))
         inside: BoolArray = view(handle, c.sorvane_imprint_inside) != 0
         self.inside = inside
         self.has_sides = bool(c.sorvane_imprint_has_sides(handle))
-        self.lines = Lines._of(Inner(handle, c.sorvane_imprint_lines))
+        self.lines = Lines._of(Borrowed(c.sorvane_imprint_lines(handle), handle))
 
     def side(self, inside: bool = True) -> Mesh:
         """The triangles inside, or all others, as a mesh of their own."""

@@ -3,17 +3,21 @@
 from __future__ import annotations
 
 import ctypes
-from typing import Any, Iterator, List, Optional, Sequence, Tuple, Union, overload
+from typing import TYPE_CHECKING, Any, Iterator, List, Optional, Sequence, Tuple, Union, overload
 
 import numpy as np
 
 from . import _bindings as c
 from ._arrays import ArrayLike, FloatArray, IntArray, numbers_of, point_of, view
-from ._handles import Handle, Inner
-from ._lines import Lines, lines_svg
+from ._handles import Handle
+from ._lines import Borrowed
+from ._polylines import Lines, lines_svg
 from ._mesh import Mesh
 from ._progress import Progress, make, options, run
 from ._values import choice, number
+
+if TYPE_CHECKING:
+    from ._regions import Region
 
 #: A number z for the level plane at that height, or a pair (point, normal).
 Plane = Union[float, Tuple[ArrayLike, ArrayLike]]
@@ -82,6 +86,12 @@ class Section:
         points = flat @ self.frame[:, :2].T + self.frame[:, 3]
         return Lines(points, self.lines.starts, self.lines.closed)
 
+    def region(self) -> "Region":
+        """The material as a `sorvane.Region`, for offsets and set operations; open lines are no part of it."""
+        from ._regions import Region
+
+        return Region(list(self.loops))
+
     def __repr__(self) -> str:
         open_part = f", {len(self.chains)} open" if len(self.chains) else ""
         return f"<sorvane.Section at {self.height:g}: {len(self.loops)} loops{open_part}, area {self.area:g}>"
@@ -117,7 +127,7 @@ class Slices(Sequence[Section]):
         self.open_lengths = view(handle, c.sorvane_sections_open_lengths)
         self.first = view(handle, c.sorvane_sections_first)
         self.frames = view(handle, c.sorvane_sections_frames, 12).reshape(-1, 3, 4)
-        self.lines = Lines._of(Inner(handle, c.sorvane_sections_lines))
+        self.lines = Lines._of(Borrowed(c.sorvane_sections_lines(handle), handle))
 
     def __len__(self) -> int:
         return len(self.heights)

@@ -20,7 +20,7 @@ from ._arrays import ArrayLike, FloatArray, IntArray, indices_of, point_of, poin
 from ._errors import Stopped
 from ._handles import Handle
 from ._mesh import Mesh
-from ._progress import Bar, Progress, make, run
+from ._progress import Listener, Progress, listening, make, run
 from ._values import choice, count, number
 
 __all__ = [
@@ -176,8 +176,8 @@ class Volume:
         raised: "list[BaseException]" = []
         layers = int(grid.nodes[2])
         done = 0
-        bar = Bar("volume of field") if progress is True else None
-        told = progress if callable(progress) else bar
+
+        told: Optional[Listener] = None
 
         def ask(points: int, n: int, values: int, directions: int, user: Any) -> int:
             nonlocal done
@@ -196,23 +196,18 @@ class Volume:
                         raise ValueError(f"field: expected directions of shape ({n}, 3), given {given.shape}")
                     np.ctypeslib.as_array((ctypes.c_double * (3 * n)).from_address(directions))[:] = given.ravel()
                 done += 1
-                if told is not None:
-                    go_on = told(done / layers)
-                    return 0 if isinstance(go_on, (bool, np.bool_)) and not go_on else 1
-                return 1
+                return 1 if told is None or told(done / layers) is not False else 0
             except BaseException as exception:
                 raised.append(exception)
                 return 0
 
-        try:
-            handle = make(c.sorvane_volume_of_field, ctypes.byref(grid), c.sorvane_field(ask), None)
-        except Stopped:
-            if raised:
-                raise raised[0] from None
-            raise
-        finally:
-            if bar is not None:
-                bar.close()
+        with listening(progress, "volume of field") as told:
+            try:
+                handle = make(c.sorvane_volume_of_field, ctypes.byref(grid), c.sorvane_field(ask), None)
+            except Stopped:
+                if raised:
+                    raise raised[0] from None
+                raise
         return cls._of(handle)
 
     def _placed(self) -> Any:
