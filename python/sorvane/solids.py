@@ -185,8 +185,8 @@ class Volume:
                 at = np.ctypeslib.as_array((ctypes.c_double * (3 * n)).from_address(points)).reshape(n, 3)
                 at.flags.writeable = False
                 answer = field(at)
-                told, normals = answer if isinstance(answer, tuple) else (answer, None)
-                distances = np.asarray(told, dtype=np.float64)
+                values_told, normals = answer if isinstance(answer, tuple) else (answer, None)
+                distances = np.asarray(values_told, dtype=np.float64)
                 if distances.shape != (n,):
                     raise ValueError(f"field: expected distances of shape ({n},), given {distances.shape}")
                 np.ctypeslib.as_array((ctypes.c_double * n).from_address(values))[:] = distances
