@@ -3,6 +3,8 @@
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/Progress_Impl.h"
 
+#include <Velk/Progress_E.h>
+
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 

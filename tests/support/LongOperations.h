@@ -617,15 +617,15 @@ inline std::vector<LongOperation> LongOperations()
         [](int64_t size) {
             return [size] {
                 const double width = std::sqrt(static_cast<double>(size));
-                Planar::BufferredUnion all({-2, -2}, {width, width}, 3);
+                Planar::BufferredUnion batches({-2, -2}, {width, width}, 3);
                 for (std::uint64_t batch = 0; batch < 10; ++batch) {
                     Loops stars = Stars(size / 10, batch);
                     for (auto& star : stars) {
                         star.push_back(star.front());
                     }
-                    all.Append(stars);
+                    batches.Append(stars);
                 }
-                const auto loops = all.Process();
+                const auto loops = batches.Process();
                 return Of(loops.empty(), loops);
             };
         },
