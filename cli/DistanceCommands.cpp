@@ -45,6 +45,13 @@ std::string PointText(const Vec3d& p)
     return NumberText(p[0]) + ',' + NumberText(p[1]) + ',' + NumberText(p[2]);
 }
 
+/// Files with a triangle are read; but the farthest coordinates that they can have are of no use.
+[[noreturn]] void EndUnusable(const std::string& files)
+{
+    throw Failure(Exit::Files, files + ": no triangle has coordinates that can be calculated with; "
+                                       "scale the part down");
+}
+
 // --- nearest ------------------------------------------------------------------------------------
 
 void RunNearest(Session& session)
@@ -55,6 +62,9 @@ void RunNearest(Session& session)
     const Part part = session.ReadPart(session.Input(0));
     const std::vector<Vec3d> points = ReadSpacePoints(session, session.Input(1));
     const Tree::QOFTriangleTree<3, double> tree(part.points, part.indices);
+    if (tree.TriangleCount() == 0) {
+        EndUnusable(session.Input(0));
+    }
     const auto nearest = tree.ClosestPoints(points, kFarAway, {});
     Session::CheckStopped();
     std::vector<double> distances;
@@ -63,7 +73,8 @@ void RunNearest(Session& session)
         Session::CheckStopped();
     } else {
         for (std::size_t i = 0; i < points.size(); ++i) {
-            distances.push_back(Length(nearest[i].point - points[i]));
+            distances.push_back(nearest[i].id < 0 ? HUGE_VAL
+                                                  : Length(nearest[i].point - points[i]));
         }
     }
     std::size_t farthest = 0;
@@ -74,7 +85,7 @@ void RunNearest(Session& session)
     for (std::size_t i = 0; i < points.size(); ++i) {
         const double distance = std::fabs(distances[i]);
         farthest = distance > std::fabs(distances[farthest]) ? i : farthest;
-        beyond += distance <= limit ? 0 : 1;
+        beyond += distance <= limit ? 0 : 1; // NaN is beyond
         if (session.WantsJson()) {
             Json item;
             item["point"] = points[i];
@@ -214,6 +225,9 @@ void RunDistance(Session& session)
     const Part reference = session.ReadWeldedPart(session.Input(1), 0);
     const auto bounds = MeshUtils::HausdorffBounds(part, reference, session.Number("--accuracy"));
     Session::CheckStopped();
+    if (bounds.first.triangle < 0) {
+        EndUnusable(session.Input(0) + ", " + session.Input(1));
+    }
     Json& result = session.Result();
     result["lower"] = bounds.lower;
     result["upper"] = bounds.upper;

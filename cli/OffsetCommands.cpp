@@ -64,14 +64,6 @@ bool AreClosed(const std::vector<Chain>& curves)
                        [](const Chain& curve) { return curve.IsClosed(); });
 }
 
-/// The area of the chain's polyline, for its sign.
-double AreaOf(const Chain& chain)
-{
-    constexpr double kCoarse = 1e-3; // of the length
-    const double length = LengthOf(chain);
-    return length > 0 ? Vector::SignedArea(Planar::Tessellate(chain, kCoarse * length)) : 0;
-}
-
 Chain Turned(Chain chain)
 {
     std::reverse(chain.elements.begin(), chain.elements.end());
@@ -92,7 +84,7 @@ Json ChainJson(const Chain& chain)
     json["length"] = LengthOf(chain);
     json["closed"] = chain.IsClosed();
     if (chain.IsClosed()) {
-        json["counter_clockwise"] = AreaOf(chain) > 0;
+        json["area"] = AreaOf(chain);
     }
     return json;
 }

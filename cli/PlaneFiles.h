@@ -2,7 +2,7 @@
 //
 // A file of numbers holds one point to a line, its coordinates apart by blanks, commas or
 // semicolons. What follows on the coordinates is not looked at, nor is what follows on a '#', nor a
-// first line of headings. An empty line ends a polyline. A file of chains holds one chain or more,
+// first line of words. An empty line ends a polyline. A file of chains holds one chain or more,
 // each as the library writes it: the number of elements and the tolerance, and a line for each
 // element, L with start and end or A with start, center and signed length.
 #pragma once
@@ -56,6 +56,8 @@ std::string PolylineText(const std::vector<std::vector<Vec3d>>& lines, bool isCl
 std::string ChainText(const std::vector<Chain>& chains);
 
 double AreaOf(const Loops& loops);
+/// Signed area that a closed chain encloses, positive when it runs counter-clockwise.
+double AreaOf(const Chain& chain);
 double LengthOf(const Chain& chain);
 
 /// A number with as many digits as tell it from its neighbors.

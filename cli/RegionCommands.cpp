@@ -169,9 +169,7 @@ std::vector<Loops> DrawnInputs(Session& session, bool isFirstOpen)
 /// Counter-clockwise, so that what an outline encloses is to its left.
 Chain CounterClockwise(Chain outline)
 {
-    constexpr double kCoarse = 1e-3; // of the length; enough for the sign of an area
-    const Polyline points = Planar::Tessellate(outline, kCoarse * LengthOf(outline));
-    if (Vector::SignedArea(points) < 0) {
+    if (AreaOf(outline) < 0) {
         std::reverse(outline.elements.begin(), outline.elements.end());
         for (auto& element : outline.elements) {
             element.Reverse();

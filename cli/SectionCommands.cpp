@@ -325,6 +325,7 @@ void RunSection(Session& session)
     const Vec3d normal = NormalOf(session);
     const Part part = session.ReadWeldedPart(session.Input(), session.Tolerance());
     const Mesh::PlaneSlicer slicer(part, normal);
+    Session::CheckStopped();
     const std::array<double, 2> range = slicer.HeightRange();
     const double height = HeightOf(session, normal, range);
     const MeshSection section = slicer.Section(height, SectionOptionsOf(session));
@@ -469,6 +470,7 @@ void RunSlices(Session& session)
     const Vec3d normal = NormalOf(session);
     const Part part = session.ReadWeldedPart(session.Input(), session.Tolerance());
     const Mesh::PlaneSlicer slicer(part, normal);
+    Session::CheckStopped();
     double thickness = 0;
     const std::vector<double> heights = HeightsOf(session, RangeOf(session, slicer), thickness);
     const std::vector<MeshSection> layers = slicer.Sections(heights, SectionOptionsOf(session));

@@ -274,6 +274,13 @@ class Distance(PartTest):
         run = self.expect(DEFECTIVE, 'distance', 'cube.stl', 'moved.stl', '--within', 2.99)
         self.assertIn('farther apart', run.err)
 
+    def test_coordinates_that_are_no_use(self):
+        self.write_part('huge.stl', moved(block((1e200, 1e200, 1e200)), (0, 0, 0)))
+        self.expect(FILES, 'distance', 'cube.stl', 'huge.stl', '--within', 1)
+        self.expect(FILES, 'nearest', 'huge.stl', '-', stdin='1 2 3\n')
+        self.expect(FILES, 'gouges', 'huge.stl', '-', '--ball', 1, stdin='1 2 3\n')
+        self.expect(FILES, 'heights', 'huge.stl', '--ball', 1, '--area', '0,0,1,1')
+
     def test_a_part_is_no_way_from_itself(self):
         result = self.result('distance', 'cube.stl', '-', stdin=stl(block()))
         self.assertLess(result['upper'], 1e-6)
