@@ -50,7 +50,7 @@ class Words(CommandTest):
             with self.subTest(name):
                 self.expect(WRONG_USE, name)
                 self.expect(WRONG_USE, name, 'cube.stl', '--no-such-option')
-                if '...' not in help_of(self, name).split('[OPTION')[0]:
+                if '...' not in help_of(self, name).split('\n')[0].replace('[OPTION...]', ''):
                     self.expect(WRONG_USE, name, *['cube.stl'] * 9)
 
     def test_numbers_are_numbers_as_a_whole(self):
@@ -92,25 +92,54 @@ class Words(CommandTest):
 
 
 class Pages(CommandTest):
-    def test_examples_of_every_help_run(self):
+    def run_line(self, line):
+        """A line of the shell in a folder with the files of the examples."""
         for file in os.listdir(support.EXAMPLE_DATA):
-            shutil.copy(os.path.join(support.EXAMPLE_DATA, file), self.folder)
+            if not os.path.exists(self.path(file)):
+                shutil.copy(os.path.join(support.EXAMPLE_DATA, file), self.folder)
         env = dict(os.environ, PATH=os.path.dirname(support.COMMAND) + ':' + os.environ['PATH'])
+        return subprocess.run(['bash', '-o', 'pipefail', '-c', line], cwd=self.folder, env=env,
+                              capture_output=True, timeout=120, check=False)
+
+    def picture(self, path):
+        with open(path, encoding='utf-8') as file:
+            text = file.read()
+        self.assertTrue(text.rstrip().endswith('</svg>'), path)
+        return text
+
+    def test_examples_of_every_help_run(self):
         for name in commands_of(self):
             page = help_of(self, name)
-            lines = re.findall(r'^  (sorvane .*)$', page[page.index('exit codes:'):], re.M)
+            lines = re.findall(r'^  (.*\bsorvane .*)$', page[page.index('\nexample: '):], re.M)
             self.assertTrue(lines, name + ' has no example')
             for line in lines:
                 with self.subTest(line):
-                    run = subprocess.run(['bash', '-o', 'pipefail', '-c', line], cwd=self.folder, env=env,
-                                         capture_output=True, timeout=120, check=False)
+                    run = self.run_line(line)
                     self.assertIn(run.returncode, (DONE, DEFECTIVE), run.stderr)
                     if run.returncode == DEFECTIVE:
                         self.assertRegex(page, r'(?m)^  1 ')
                     for word in line.split():
                         if word.endswith('.svg'):
-                            with open(self.path(word), encoding='utf-8') as picture:
-                                self.assertIn('</svg>', picture.read())
+                            self.picture(self.path(word))
+
+    def test_lines_of_the_guide_run_and_draw_its_pictures(self):
+        docs = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'docs')
+        with open(os.path.join(docs, 'command.md'), encoding='utf-8') as file:
+            guide = file.read()
+        told = re.findall(r'^\| \[`([a-z]+)`\]', guide, re.M)
+        self.assertEqual(told, commands_of(self), 'the table of the guide and the help name other commands')
+        lines = [line for block_ in re.findall(r'^```sh\n(.*?)^```', guide, re.M | re.S)
+                 for line in block_.strip().split('\n')]
+        self.assertGreater(len(lines), 10)
+        for line in lines:
+            with self.subTest(line):
+                run = self.run_line(line)
+                self.assertIn(run.returncode, (DONE, DEFECTIVE), run.stderr)
+                for picture in re.findall(r'[\w-]+\.svg', line):
+                    if f'(pictures/{picture})' in guide:
+                        self.assertEqual(self.picture(self.path(picture)),
+                                         self.picture(os.path.join(docs, 'pictures', picture)),
+                                         picture + ' was drawn by another version')
 
     def test_help_is_the_same_by_all_its_names_and_fits_the_terminal(self):
         for name in commands_of(self):
