@@ -623,7 +623,7 @@ Command OffsetCommand()
         Opt::Flag("--closed", "close open chains by a segment"), ChordOption()};
     command.defects = "nothing is left at any of the distances";
     command.examples = {
-        {"sorvane offset gear_region.txt --closed --fit 0.02 --distance 1,2 --svg offsets.svg",
+        {"sorvane offset gear_region.txt --closed --fit 0.1 --distance 1,2 --svg offsets.svg",
          "fit arcs to an outline, offset it twice and draw that"}};
     command.run = RunOffset;
     return command;
