@@ -81,25 +81,23 @@ void RunNearest(Session& session)
     std::size_t beyond = 0;
     const double limit = session.Has("--within") ? session.Number("--within") : HUGE_VAL;
     std::string table = "x,y,z,nearest x,nearest y,nearest z,triangle,distance\n";
-    Json list = Json::List();
+    std::vector<Vec3d> places;
+    std::vector<int> triangles;
     for (std::size_t i = 0; i < points.size(); ++i) {
         const double distance = std::fabs(distances[i]);
         farthest = distance > std::fabs(distances[farthest]) ? i : farthest;
         beyond += distance <= limit ? 0 : 1; // NaN is beyond
-        if (session.WantsJson()) {
-            Json item;
-            item["point"] = points[i];
-            item["nearest"] = nearest[i].point;
-            item["triangle"] = nearest[i].id;
-            item["distance"] = distances[i];
-            list.Add(std::move(item));
-        } else {
+        places.push_back(nearest[i].point);
+        triangles.push_back(nearest[i].id);
+        if (!session.WantsJson() || session.HasOutput()) {
             table += PointText(points[i]) + ',' + PointText(nearest[i].point) + ',' +
                      std::to_string(nearest[i].id) + ',' + NumberText(distances[i]) + '\n';
         }
     }
     Json& result = session.Result();
-    result["points"] = std::move(list);
+    result["points"] = places;
+    result["triangles"] = triangles;
+    result["distances"] = distances;
     result["farthest"] = farthest;
     result["greatest_distance"] = distances[farthest];
     if (session.HasOutput()) {
@@ -231,8 +229,8 @@ void RunDistance(Session& session)
     Json& result = session.Result();
     result["lower"] = bounds.lower;
     result["upper"] = bounds.upper;
-    result["part_to_reference"] = BoundJson(bounds.first);
-    result["reference_to_part"] = BoundJson(bounds.second);
+    result["first"] = BoundJson(bounds.first);
+    result["second"] = BoundJson(bounds.second);
     TellBound(session, "part", "reference", bounds.first);
     TellBound(session, "reference", "part", bounds.second);
     session.Print("Hausdorff distance       %.6g to %.6g\n", bounds.lower, bounds.upper);
@@ -302,16 +300,16 @@ Json HoleJson(const MeshUtils::DrillHoleStack& hole)
     json["axis"] = hole.axis;
     json["depth"] = hole.tipDepth;
     json["end"] = EndText(hole.end);
-    json["counterbored"] = hole.isCounterbored;
-    json["countersunk"] = hole.isCountersunk;
+    json["is_counterbored"] = hole.isCounterbored;
+    json["is_countersunk"] = hole.isCountersunk;
     Json steps = Json::List();
     for (const MeshUtils::HoleStep& step : hole.steps) {
         Json item;
         item["diameter"] = step.diameter;
         item["end_diameter"] = step.endDiameter;
-        item["from"] = step.from;
-        item["to"] = step.to;
-        item["cone"] = step.isCone;
+        item["start"] = step.from;
+        item["stop"] = step.to;
+        item["is_cone"] = step.isCone;
         steps.Add(std::move(item));
     }
     json["steps"] = std::move(steps);

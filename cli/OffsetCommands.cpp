@@ -82,7 +82,7 @@ Json ChainJson(const Chain& chain)
     json["segments"] = chain.elements.size() - arcs;
     json["arcs"] = arcs;
     json["length"] = LengthOf(chain);
-    json["closed"] = chain.IsClosed();
+    json["is_closed"] = chain.IsClosed();
     if (chain.IsClosed()) {
         json["area"] = AreaOf(chain);
     }

@@ -239,11 +239,11 @@ void RunJoin(Session& session)
         Json item;
         item["elements"] = chain.elements.size();
         item["length"] = LengthOf(chain);
-        item["closed"] = chain.IsClosed();
+        item["is_closed"] = chain.IsClosed();
         list.Add(std::move(item));
     }
     session.Result()["meetings"] = meetings;
-    session.Result()["outlines"] = std::move(list);
+    session.Result()["chains"] = std::move(list);
     if (session.HasOutput()) {
         session.WriteText(ChainText(joined), session.Output());
     }
@@ -287,14 +287,9 @@ void RunUnion(Session& session)
     Session::CheckStopped();
     session.Print("%s: %zu loops, area %.9g, exact to %.2g\n", operation.c_str(), result.size(),
                   AreaOf(result), resolution);
-    session.Result()["loops"] = result.size();
+    session.Result()["loops"] = result;
     session.Result()["area"] = AreaOf(result);
     session.Result()["resolution"] = resolution;
-    Json outlines = Json::List();
-    for (const Polyline& loop : result) {
-        outlines.Add(loop);
-    }
-    session.Result()["outlines"] = std::move(outlines);
     if (session.HasOutput()) {
         session.WriteText(PolylineText(result, true), session.Output());
     }

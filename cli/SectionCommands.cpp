@@ -153,22 +153,6 @@ SvgWriter PictureOf(const Fill& fill, const MeshSection& section)
     return picture;
 }
 
-Json LineJson(const Polyline& line, bool isClosed)
-{
-    Polyline whole = line;
-    if (isClosed) {
-        whole.push_back(line.front());
-    }
-    Json item;
-    item["closed"] = isClosed;
-    item["length"] = Vector::Length(whole);
-    if (isClosed) {
-        item["area"] = Vector::SignedArea(line);
-    }
-    item["points"] = line;
-    return item;
-}
-
 void TellSection(Session& session, const MeshSection& section, const Vec3d& normal)
 {
     const std::size_t count = section.loops.size() + section.chains.size();
@@ -178,19 +162,13 @@ void TellSection(Session& session, const MeshSection& section, const Vec3d& norm
     Json& result = session.Result();
     result["normal"] = normal;
     result["height"] = section.height;
-    result["closed_outlines"] = section.loops.size();
-    result["open_outlines"] = section.chains.size();
+    result["loop_count"] = section.loops.size();
+    result["chain_count"] = section.chains.size();
     result["area"] = section.area;
     result["length"] = section.length;
     result["open_length"] = section.openLength;
-    Json outlines = Json::List();
-    for (const Polyline& loop : section.loops) {
-        outlines.Add(LineJson(loop, true));
-    }
-    for (const Polyline& chain : section.chains) {
-        outlines.Add(LineJson(chain, false));
-    }
-    result["outlines"] = std::move(outlines);
+    result["loops"] = section.loops;
+    result["chains"] = section.chains;
 }
 
 /// An extension in small letters, with its dot.
@@ -439,8 +417,8 @@ void TellSlices(Session& session, const std::vector<MeshSection>& layers, double
         area += layer.area;
         Json item;
         item["height"] = layer.height;
-        item["closed_outlines"] = layer.loops.size();
-        item["open_outlines"] = layer.chains.size();
+        item["loop_count"] = layer.loops.size();
+        item["chain_count"] = layer.chains.size();
         item["area"] = layer.area;
         item["length"] = layer.length;
         item["open_length"] = layer.openLength;
@@ -454,8 +432,8 @@ void TellSlices(Session& session, const std::vector<MeshSection>& layers, double
         result["thickness"] = thickness;
         result["volume"] = area * thickness;
     }
-    result["closed_outlines"] = loops;
-    result["open_outlines"] = chains;
+    result["loop_count"] = loops;
+    result["chain_count"] = chains;
     result["sections"] = std::move(list);
     if (chains > 0) {
         session.Defect("open_outlines",
@@ -578,14 +556,9 @@ void RunSilhouette(Session& session)
     session.Print("shadow: %zu loops, area %.9g, exact to %.2g\n", shadow.size(), area, resolution);
     Json& result = session.Result();
     result["normal"] = normal;
-    result["loops"] = shadow.size();
+    result["loops"] = shadow;
     result["area"] = area;
     result["resolution"] = resolution;
-    Json outlines = Json::List();
-    for (const Polyline& loop : shadow) {
-        outlines.Add(loop);
-    }
-    result["outlines"] = std::move(outlines);
     if (session.HasOutput()) {
         session.WriteText(PolylineText(shadow, true), session.Output());
     }

@@ -56,7 +56,7 @@ class Offset(PathTest):
         result = self.result('offset', 'circle.txt', '--distance', '1,-1,-4.5')
         for length, radius in zip(self.lengths(result), (11, 9, 5.5)):
             self.assertAlmostEqual(length, 2 * PI * radius)
-        self.assertEqual([c['closed'] for o in result['offsets'] for c in o['curves']], [True] * 3)
+        self.assertEqual([c['is_closed'] for o in result['offsets'] for c in o['curves']], [True] * 3)
         self.assertAlmostEqual(result['chains'][0]['length'], 20 * PI)
         self.assertEqual((result['chains'][0]['arcs'], result['chains'][0]['segments']), (1, 0))
         self.assertAlmostEqual(result['chains'][0]['area'], 100 * PI)
@@ -70,12 +70,12 @@ class Offset(PathTest):
         # What was written is read again: both chains of the file.
         again = self.result('offset', 'off.txt')
         self.assertEqual([round(c['length'], 9) for c in again['chains']], [round(outside, 9), 32])
-        self.assertEqual([c['closed'] for c in again['chains']], [True, True])
+        self.assertEqual([c['is_closed'] for c in again['chains']], [True, True])
         self.assertIn('offsets', self.text('off.svg'))
 
     def test_open_line_and_closing_it(self):
         self.write('line.txt', points([(0, 0), (10, 0), (10, 10)]))
-        self.assertFalse(self.result('offset', 'line.txt')['chains'][0]['closed'])
+        self.assertFalse(self.result('offset', 'line.txt')['chains'][0]['is_closed'])
         right, left = self.lengths(self.result('offset', 'line.txt', '--distance', '1,-1'))
         self.assertAlmostEqual(right, 20 + PI / 2)
         self.assertAlmostEqual(left, 18)
@@ -179,7 +179,7 @@ class Union(PathTest):
 
     def area(self, *words):
         result = self.result('union', *words)
-        self.assertAlmostEqual(sum(x0 * y1 - x1 * y0 for loop in result['outlines']
+        self.assertAlmostEqual(sum(x0 * y1 - x1 * y0 for loop in result['loops']
                                    for (x0, y0), (x1, y1) in zip(loop, loop[1:])) / 2, result['area'], 5)
         return result['area']
 
@@ -210,11 +210,11 @@ class Union(PathTest):
         self.write('right.txt', circle(5, (6, 0)))
         self.assertAlmostEqual(self.area('left.txt', '--chord', 1e-5), 25 * PI, 2)
         result = self.result('union', 'left.txt', 'right.txt', '--op', 'join', '-o', 'joined.txt', '--svg', 'join.svg')
-        (outline,) = result['outlines']
+        (outline,) = result['chains']
         self.assertAlmostEqual(outline['length'], 2 * 5 * (2 * PI - 2 * math.acos(3 / 5)))
         self.assertEqual(len(result['meetings']), 2)
         again = self.result('offset', 'joined.txt')['chains'][0]
-        self.assertEqual((again['segments'], again['closed']), (0, True))
+        self.assertEqual((again['segments'], again['is_closed']), (0, True))
         self.assertIn('places at which they meet', self.text('join.svg'))
 
     def test_result_is_written_and_drawn(self):
