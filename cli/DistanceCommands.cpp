@@ -516,6 +516,7 @@ double AreaOf(const Part& part)
 
 void RunImprint(Session& session)
 {
+    RefuseStandardOutput(session, {"--path"});
     const bool isAround = session.Has("--around");
     if (isAround == (session.Inputs().size() == 2) || isAround != session.Has("--radius")) {
         session.RefuseUse("give a file of the path's points behind the part, or --around with "
@@ -531,6 +532,9 @@ void RunImprint(Session& session)
     std::size_t off = 0;
     if (isAround) {
         lines = LinesAround(part, session.Vector("--around"), radius, tolerance);
+        if (lines.empty()) {
+            session.RefuseUse("--around: no place of the part is near that point");
+        }
         for (const Path& line : lines) {
             curve.push_back(line.back());
         }
@@ -574,8 +578,7 @@ void RunImprint(Session& session)
                       AreaOf(inside));
     }
     if (session.Has("--path")) {
-        session.WriteText(PolylineText(std::vector<Path>{curve}, false),
-                          ExtraFile(session, "--path"));
+        session.WriteText(PolylineText(std::vector<Path>{curve}, false), session.Text("--path"));
     }
     if (session.HasOutput() && (keep == "all" || hasInside)) {
         Part kept = std::move(whole);

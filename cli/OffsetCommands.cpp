@@ -291,11 +291,14 @@ std::vector<Pocket> PocketsOf(std::vector<Chain> chains)
     for (Chain& chain : chains) {
         chain = Oriented(std::move(chain), 1);
     }
+    std::vector<double> areas;
+    for (const Chain& chain : chains) {
+        areas.push_back(AreaOf(chain));
+    }
     std::vector<std::vector<std::size_t>> around(chains.size()); // the chains that hold each
     for (std::size_t i = 0; i < chains.size(); ++i) {
         for (std::size_t k = 0; k < chains.size(); ++k) {
-            if (k != i && std::fabs(AreaOf(chains[k])) > std::fabs(AreaOf(chains[i])) &&
-                Holds(chains[k], MiddleOf(chains[i]))) {
+            if (k != i && areas[k] > areas[i] && Holds(chains[k], MiddleOf(chains[i]))) {
                 around[i].push_back(k);
             }
         }

@@ -353,13 +353,14 @@ Chain ChainOf(const Polyline& points, bool isClosed, double tolerance)
     return chain;
 }
 
-std::string ExtraFile(const Session& session, const std::string& option)
+void RefuseStandardOutput(const Session& session, std::initializer_list<const char*> options)
 {
-    const std::string path = session.Text(option);
-    if (path == "-") {
-        session.RefuseUse(option + ": only -o and --svg write to the standard output; name a file");
+    for (const char* option : options) {
+        if (session.Has(option) && session.Text(option) == "-") {
+            session.RefuseUse(std::string(option) +
+                              ": only -o and --svg write to the standard output; name a file");
+        }
     }
-    return path;
 }
 
 std::string PolylineText(const Loops& lines, bool isClosed) { return TextOf(lines, isClosed); }

@@ -12,6 +12,7 @@
 #include <Sorvane/ArcSegChain_E.h>
 #include <Velk/Math/VecBase_E.h>
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,9 +45,9 @@ Loops ReadLoops(Session& session, const std::string& path, double tolerance, dou
 /// A chain of segments through the points.
 Chain ChainOf(const Polyline& points, bool isClosed, double tolerance);
 
-/// The value of an option that names a file beside the output. Words go to the standard output, so
-/// that it can't be that.
-std::string ExtraFile(const Session& session, const std::string& option);
+/// Ends the command when one of these options, which name files beside the output, names the
+/// standard output: words go there.
+void RefuseStandardOutput(const Session& session, std::initializer_list<const char*> options);
 
 /// Polylines as text, an empty line between them; closed ones repeat their first point.
 std::string PolylineText(const Loops& lines, bool isClosed);

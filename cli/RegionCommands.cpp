@@ -584,6 +584,7 @@ double LengthOfAll(const Loops& lines)
 
 void RunLathe(Session& session)
 {
+    RefuseStandardOutput(session, {"--positions"});
     const Turning turning = TurningOf(session);
     std::vector<Lathe::BAngleReport> reports = Sweep(turning);
     Session::CheckStopped();
@@ -642,7 +643,7 @@ void RunLathe(Session& session)
         session.WriteText(table, session.Output());
     }
     if (session.Has("--positions")) {
-        session.WriteText(PositionsText(reports), ExtraFile(session, "--positions"));
+        session.WriteText(PositionsText(reports), session.Text("--positions"));
     }
     if (session.WantsPicture()) {
         session.WritePicture(PictureOf(turning, reports, reaches, lengths));

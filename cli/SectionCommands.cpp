@@ -281,7 +281,7 @@ void Split(Session& session, const Part& part, const Vec3d& normal, double heigh
         result["open_edges"] = half->open;
         result["volume"] = half->volume;
         if (session.Has(std::string("--") + name)) {
-            session.WritePart(half->part, ExtraFile(session, std::string("--") + name));
+            session.WritePart(half->part, session.Text(std::string("--") + name));
         }
     }
     if (session.WantsPicture()) {
@@ -300,6 +300,7 @@ void Split(Session& session, const Part& part, const Vec3d& normal, double heigh
 
 void RunSection(Session& session)
 {
+    RefuseStandardOutput(session, {"--below", "--above"});
     const Vec3d normal = NormalOf(session);
     const Part part = session.ReadWeldedPart(session.Input(), session.Tolerance());
     const Mesh::PlaneSlicer slicer(part, normal);
@@ -318,13 +319,13 @@ void RunSection(Session& session)
     const double fillArea = AreaOfFill(fill);
     session.Result()["fill_triangles"] = fill.indices.size() / 3;
     session.Result()["fill_area"] = fillArea;
-    if (session.HasOutput()) {
-        WriteSection(session, section, fill);
-    }
     if (session.Has("--below") || session.Has("--above")) {
         Split(session, part, normal, height, range);
     } else if (session.WantsPicture()) {
         session.WritePicture(PictureOf(fill, section));
+    }
+    if (session.HasOutput()) {
+        WriteSection(session, section, fill);
     }
     if (!section.chains.empty()) {
         session.Defect("open_outlines", std::to_string(section.chains.size()) +
@@ -445,6 +446,7 @@ void TellSlices(Session& session, const std::vector<MeshSection>& layers, double
 
 void RunSlices(Session& session)
 {
+    RefuseStandardOutput(session, {"--outlines"});
     const Vec3d normal = NormalOf(session);
     const Part part = session.ReadWeldedPart(session.Input(), session.Tolerance());
     const Mesh::PlaneSlicer slicer(part, normal);
@@ -462,7 +464,7 @@ void RunSlices(Session& session)
             const auto own = InSpace(layer);
             lines.insert(lines.end(), own.begin(), own.end());
         }
-        session.WriteText(PolylineText(lines, false), ExtraFile(session, "--outlines"));
+        session.WriteText(PolylineText(lines, false), session.Text("--outlines"));
     }
     if (session.WantsPicture()) {
         session.WritePicture(StackOf(layers, normal));
@@ -534,13 +536,14 @@ Polyline Spin(Session& session, const Part& part)
     result["step"] = step;
     result["points"] = spun;
     if (session.Has("--spun")) {
-        session.WriteText(PolylineText(Loops{spun}, false), ExtraFile(session, "--spun"));
+        session.WriteText(PolylineText(Loops{spun}, false), session.Text("--spun"));
     }
     return spun;
 }
 
 void RunSilhouette(Session& session)
 {
+    RefuseStandardOutput(session, {"--spun"});
     const Vec3d normal = NormalOf(session);
     Part part = session.ReadPart(session.Input());
     if (!(normal == Vec3d(0, 0, 1))) {
@@ -559,11 +562,11 @@ void RunSilhouette(Session& session)
     result["loops"] = shadow;
     result["area"] = area;
     result["resolution"] = resolution;
+    const bool isSpun = session.Has("--spin") || session.Has("--step") || session.Has("--spun");
+    const Polyline spun = isSpun ? Spin(session, part) : Polyline{};
     if (session.HasOutput()) {
         session.WriteText(PolylineText(shadow, true), session.Output());
     }
-    const bool isSpun = session.Has("--spin") || session.Has("--step") || session.Has("--spun");
-    const Polyline spun = isSpun ? Spin(session, part) : Polyline{};
     if (session.WantsPicture()) {
         session.WritePicture(ShadowPicture(shadow, spun));
     }

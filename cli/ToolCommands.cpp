@@ -498,6 +498,7 @@ bool EndsWith(std::string text, const std::string& end)
 
 void RunHeights(Session& session)
 {
+    RefuseStandardOutput(session, {"--gcode"});
     const Tool tool = ToolOf(session);
     const std::vector<Mill::ToolPart> parts = PartsOf(session, tool);
     const bool isList = session.Has("--points");
@@ -569,7 +570,7 @@ void RunHeights(Session& session)
     if (session.Has("--gcode")) {
         session.WriteText(
             ProgramOf(passes, box.max[2] + contact.Radius(), session.Number("--feed")),
-            ExtraFile(session, "--gcode"));
+            session.Text("--gcode"));
     }
     if (session.Has("--holder")) {
         const auto gouges = surface.FindGouges(parts, tips, session.Tolerance(), {});

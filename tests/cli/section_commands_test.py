@@ -144,6 +144,14 @@ class Section(PartTest):
         self.expect(FILES, 'section', 'short.stl')
         self.expect(FILES, 'section', 'cube.stl', '-o', 'no/such/folder.txt')
         self.expect(FILES, 'section', 'cube.stl', '-o', '/dev/full')
+        # What is refused has written nothing before.
+        for words in (['section', 'cube.stl', '--height', 0, '--below', 'b.stl', '-o', 's.txt'],
+                      ['section', 'cube.stl', '--above', '-', '-o', 's.txt'],
+                      ['slices', 'cube.stl', '--outlines', '-', '-o', 's.csv'],
+                      ['silhouette', 'cube.stl', '--step', 99, '-o', 's.txt'],
+                      ['imprint', 'cube.stl', '--around', '1,1,1', '--radius', 1, '--path', '-', '-o', 's.stl']):
+            with self.subTest(words):
+                self.expect(WRONG_USE, *words)
         self.assertEqual(self.files(), ['corner.stl', 'cube.stl', 'open.stl', 'short.stl'])
 
     def test_far_from_the_origin(self):
