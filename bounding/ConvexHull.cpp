@@ -4,7 +4,6 @@
 
 #include "bounding/InnerPoints_Impl.h"
 #include "bounding/SmallestBall_Impl.h"
-#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Transform_E.h>
@@ -157,10 +156,8 @@ Points<T> Hull(const Points<T>& points, bool sortedUnique, int turnsLeft)
 template <class T>
 std::vector<VecBase<2, T>> ConvexHull(const std::vector<VecBase<2, T>>& points, bool sortedUnique)
 {
-    return Progress::Impl::Stoppable([&]() -> std::vector<VecBase<2, T>> {
-        constexpr int kTurns = 16; // far more than rounding has ever asked for
-        return Hull(points, sortedUnique, kTurns);
-    });
+    constexpr int kTurns = 16; // far more than rounding has ever asked for
+    return Hull(points, sortedUnique, kTurns);
 }
 
 template <class T>

@@ -57,7 +57,7 @@ inline Vec3d DirectionOf(const double* coordinates, const char* name)
     return direction;
 }
 
-inline void CheckFinite(const double* values, std::size_t count, const char* name)
+inline void CheckFiniteNumbers(const double* values, std::size_t count, const char* name)
 {
     for (std::size_t i = 0; i < count; ++i) {
         if (!std::isfinite(values[i])) {

@@ -47,7 +47,7 @@ Mesh::SectionOptions SectionOptionsOf(const sorvane_section_options* options)
 std::vector<double> HeightsOf(const double* heights, std::size_t count)
 {
     CheckArray(heights, count, "heights");
-    CheckFinite(heights, count, "height");
+    CheckFiniteNumbers(heights, count, "height");
     return count > 0 ? std::vector<double>(heights, heights + count) : std::vector<double>();
 }
 

@@ -271,8 +271,7 @@ Command BoxCommand()
 {
     Command command;
     command.name = "box";
-    command.summary = "Tells the box, the sphere and the smallest turned box of a part, and the "
-                      "stock to cut it from";
+    command.summary = "Tells the box and the sphere of a part, and chooses stock for it";
     command.description =
         "The stock is the smallest block, plate, bar or round bar that the part fits into when it "
         "may be turned. "

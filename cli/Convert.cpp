@@ -325,7 +325,7 @@ Command ConvertCommand()
 {
     Command command;
     command.name = "convert";
-    command.summary = "Writes a part in another form, scaled, turned and moved as you like";
+    command.summary = "Writes a part in another form, scaled, turned and moved";
     command.description =
         "The form is told by the extension: .stl is binary STL, .tipc is TIPC (coordinates bit for "
         "bit), .txt or "
@@ -387,7 +387,7 @@ Command ComponentsCommand()
 {
     Command command;
     command.name = "components";
-    command.summary = "Lists the components of a part, and writes each to a file of its own";
+    command.summary = "Lists the components of a part, and writes each to a file";
     command.output = "write each component; {} in the name stands for its number, from 1";
     command.tolerance = "join corners within this length on every axis first";
     command.toleranceDefault = "1e-6";

@@ -3,7 +3,6 @@
 #include "Commands.h"
 #include "Drawing.h"
 #include "Measures.h"
-
 #include "PlaneFiles.h"
 #include "Session.h"
 
@@ -612,7 +611,7 @@ Command NearestCommand()
                               "inside of a closed part"),
         Opt::Number("--within", "LENGTH", "end with 1 when a point is farther away").From(0)};
     command.defects = "a point is farther away than --within";
-    command.examples = {{"echo 10 10 30 | sorvane nearest bracket.stl -",
+    command.examples = {{"sorvane nearest bracket.stl - <<< '10 10 30'",
                          "the place of the part nearest to (10, 10, 30)"}};
     command.run = RunNearest;
     return command;

@@ -138,8 +138,7 @@ Call ParseCall(const Command& command, const std::vector<std::string>& words)
     app.allow_extras();
     Call call;
     call.command = &command;
-    std::map<std::string, std::vector<std::string>>
-        texts; // stays where it is: CLI11 keeps addresses
+    std::map<std::string, std::string> texts; // stays where it is: CLI11 keeps addresses
     std::map<std::string, CLI::Option*> made;
     for (const Option& option : options) {
         const std::string names = option.name == "--output"  ? "-o,--output"
@@ -148,7 +147,7 @@ Call ParseCall(const Command& command, const std::vector<std::string>& words)
         if (option.kind == OptionKind::Flag) {
             made[option.name] = app.add_flag(names);
         } else {
-            made[option.name] = app.add_option(names, texts[option.name])->expected(1)->take_all();
+            made[option.name] = app.add_option(names, texts[option.name])->take_last();
         }
     }
     app.add_option("inputs", call.inputs)->expected(0, 1 << 20);
@@ -175,11 +174,10 @@ Call ParseCall(const Command& command, const std::vector<std::string>& words)
         if (made[option.name]->count() == 0) {
             continue;
         }
-        if (option.kind != OptionKind::Flag && texts[option.name].size() > 1) {
+        if (option.kind != OptionKind::Flag && made[option.name]->count() > 1) {
             Refuse(option.name + " is given twice");
         }
-        const std::string text =
-            option.kind == OptionKind::Flag ? std::string() : texts[option.name].front();
+        const std::string& text = texts[option.name];
         if (option.kind != OptionKind::Flag && !IsWanted(option, text)) {
             const bool isPath = option.kind == OptionKind::File;
             Refuse(option.name + (isPath ? " wants the name of a file"

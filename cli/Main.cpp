@@ -20,13 +20,6 @@ using namespace Cli;
 
 int CodeOf(Exit code) { return static_cast<int>(code); }
 
-/// A page to the standard output.
-int Show(const std::string& text)
-{
-    std::fputs(text.c_str(), stdout);
-    return CodeOf(std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? Exit::Done : Exit::Files);
-}
-
 int Tell(const Failure& failure, const std::string& command)
 {
     HideProgress();
@@ -39,6 +32,17 @@ int Tell(const Failure& failure, const std::string& command)
         }
     }
     return CodeOf(failure.Code());
+}
+
+/// A page to the standard output.
+int Show(const std::string& text)
+{
+    try {
+        PutStandardOutput(text);
+    } catch (const Failure& failure) {
+        return Tell(failure, {});
+    }
+    return CodeOf(Exit::Done);
 }
 
 int RunCommand(const Command& command, const std::vector<std::string>& words)
@@ -116,6 +120,7 @@ int Run(const std::vector<std::string>& words)
 
 int main(int argc, char** argv)
 {
+    KeepStandardNumbers();
     WatchSignals();
     return Run({argv + 1, argv + std::max(argc, 1)});
 }

@@ -109,6 +109,31 @@ Part PartOfTriangles(const Part& part, const std::vector<int>& triangles, std::v
     return chosen;
 }
 
+namespace {
+
+/// Bounds of the distance of all points of each surface from the other, to two digits: made finer
+/// step by step, since a fine one takes long where surfaces lie far apart.
+MeshUtils::HausdorffBoundsReport DistanceOf(const Part& before, const Part& after)
+{
+    const auto box = Bounding::BoxOfPoints(before.points);
+    const double diagonal = Length(box.max - box.min);
+    const auto isVague = [](const MeshUtils::HausdorffBound& bound) {
+        constexpr double kTwoDigits = 0.02;
+        return bound.upper - bound.lower > kTwoDigits * bound.upper;
+    };
+    MeshUtils::HausdorffBoundsReport bounds;
+    for (const double share : {1e-3, 3e-5, 1e-6, 3e-8, 1e-9}) {
+        bounds = MeshUtils::HausdorffBounds(before, after, share * diagonal);
+        Session::CheckStopped();
+        if (!isVague(bounds.first) && !isVague(bounds.second)) {
+            break;
+        }
+    }
+    return bounds;
+}
+
+} // namespace
+
 void EndChange(Session& session, const Part& before, const Part& after, double driftPercent,
                const char* hint)
 {
@@ -125,11 +150,7 @@ void EndChange(Session& session, const Part& before, const Part& after, double d
         return;
     }
 
-    // A bound of all points of both surfaces, close enough to show what happened and quickly found.
-    constexpr double kShareOfDiagonal = 2e-4;
-    const auto box = Bounding::BoxOfPoints(before.points);
-    const auto bounds =
-        MeshUtils::HausdorffBounds(before, after, kShareOfDiagonal * Length(box.max - box.min));
+    const MeshUtils::HausdorffBoundsReport bounds = DistanceOf(before, after);
     Session::CheckStopped();
     Json& apart = session.Result()["deviation"];
     apart["part_off_result"]["at_least"] = bounds.first.lower;

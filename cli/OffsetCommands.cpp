@@ -613,9 +613,11 @@ Command OffsetCommand()
         "grows, and a negative one to the left. Corners on the outside are rounded by arcs. "
         "Without "
         "--distance the chains themselves are told, drawn and written.\n\n"
-        "The file holds chains (see the forms of files in the manual), or points, x and y to a "
-        "line: "
-        "each polyline is a chain of segments, or, with --fit, of arcs and segments.";
+        "The file holds points, x and y to a line, with an empty line between polylines: each of "
+        "them is a chain of segments, or, with --fit, of arcs and segments. Or it holds chains, "
+        "each "
+        "with a line of the number of elements and the tolerance, and a line for each element: L "
+        "with start and end, A with start, center and length, which is negative clockwise.";
     command.inputs = {"CHAINS"};
     command.output = "write the offsets, or without --distance the chains, as a file of chains";
     command.tolerance = kLinkHelp;

@@ -77,6 +77,9 @@ std::vector<std::vector<Velk::Math::VecBase<N, double>>> PolylinesOf(std::string
                                                                      const std::string& path)
 {
     std::vector<std::vector<Velk::Math::VecBase<N, double>>> lines;
+    if (text.starts_with("solid")) {
+        EndUnreadable(path, "is a mesh; give a file of points, one to a line");
+    }
     bool isInLine = false;
     bool isFirst = true;
     ForEachLine(text, [&](std::string_view line, std::size_t number) {

@@ -415,17 +415,24 @@ struct Reach {
     bool IsReached() const { return std::find(valid.begin(), valid.end(), true) != valid.end(); }
 };
 
+/// Stretches from step to step; those without an end of `apart` at the profile's own ends, and
+/// neighbors that the same tilts reach as one.
 std::vector<Reach> ReachesOf(const Lathe::BAngleSequence& sequence, std::size_t angles,
-                             double length)
+                             double length, double apart)
 {
     std::vector<Reach> reaches;
     Reach reach{0, 0, std::vector<bool>(angles, false)};
-    const auto end = [&](double to) {
+    const auto end = [&](double place) {
+        const double to = place <= 2 * apart ? 0 : place >= length - 2 * apart ? length : place;
         if (to > reach.from) {
             reach.to = to;
-            reaches.push_back(reach);
+            if (!reaches.empty() && reaches.back().valid == reach.valid) {
+                reaches.back().to = to;
+            } else {
+                reaches.push_back(reach);
+            }
+            reach.from = to;
         }
-        reach.from = to;
     };
     for (const auto& step : sequence.steps) {
         end(step.parameter);
@@ -525,6 +532,42 @@ std::vector<Lathe::BAngleReport> Sweep(const Turning& turning)
                                   turning.profile, obstacles);
 }
 
+/// What is reached, parted where it runs over the start of a closed profile: a stretch with the
+/// start within it would read as the rest of the profile. The ends there are a little apart, so
+/// that each lies on one segment only.
+void PartAtStart(const Polyline& profile, double apart, std::vector<Lathe::BAngleReport>& reports)
+{
+    const Vec2d& start = profile.front();
+    if (!(start == profile.back())) {
+        return;
+    }
+    const auto isStart = [&](const Vec2d& p) { return Vector::Length(p - start) <= 0.5 * apart; };
+    const auto beside = [&](const Vec2d& toward) {
+        return start + Vector::Normalized(toward - start, 0.0) * apart;
+    };
+    for (Lathe::BAngleReport& report : reports) {
+        Loops parted;
+        for (const Polyline& stretch : report.reachable) {
+            parted.emplace_back();
+            for (std::size_t i = 0; i < stretch.size(); ++i) {
+                if (!isStart(stretch[i])) {
+                    parted.back().push_back(stretch[i]);
+                    continue;
+                }
+                if (!parted.back().empty()) {
+                    parted.back().push_back(beside(parted.back().back()));
+                    parted.emplace_back();
+                }
+                if (i + 1 < stretch.size() && !isStart(stretch[i + 1])) {
+                    parted.back().push_back(beside(stretch[i + 1]));
+                }
+            }
+        }
+        std::erase_if(parted, [](const Polyline& stretch) { return stretch.size() < 2; });
+        report.reachable = std::move(parted);
+    }
+}
+
 std::string PositionsText(const std::vector<Lathe::BAngleReport>& reports)
 {
     std::string text;
@@ -549,12 +592,15 @@ double LengthOfAll(const Loops& lines)
 void RunLathe(Session& session)
 {
     const Turning turning = TurningOf(session);
-    const std::vector<Lathe::BAngleReport> reports = Sweep(turning);
+    std::vector<Lathe::BAngleReport> reports = Sweep(turning);
     Session::CheckStopped();
+    const std::vector<double> lengths = Vector::PointStreamParameters(turning.profile, false);
+    const double apart = 1e-9 * lengths.back();
+    PartAtStart(turning.profile, apart, reports);
     const auto sequence =
         Lathe::SequenceBAxisAngleSweep(turning.profile, reports, ArcRegionsOf(session));
-    const std::vector<double> lengths = Vector::PointStreamParameters(turning.profile, false);
-    const std::vector<Reach> reaches = ReachesOf(sequence, turning.angles.size(), lengths.back());
+    const std::vector<Reach> reaches =
+        ReachesOf(sequence, turning.angles.size(), lengths.back(), apart);
 
     Json& result = session.Result();
     result["angles"] = turning.angles;
@@ -631,7 +677,7 @@ Command UnionCommand()
         "union: what is in any of the inputs, one file or more. difference: what is in the first "
         "and "
         "not in the second. intersection: what is in both. join: the outline of two closed chains "
-        "together, on which arcs stay arcs. In the other three the second file is a tool, a loop "
+        "together, on which arcs stay arcs. In the other four the second file is a tool, a loop "
         "about the origin. sweep: what the tool covers when it moves along the open polylines of "
         "the first file. dilate: what it covers with its origin anywhere in the region. contract: "
         "the region without what the tool covers from outside of it. close: dilated, and led back, "
@@ -702,6 +748,9 @@ Command LatheCommand()
             .Positive()
             .Default("0.001")};
     command.defects = "positions are not bounded at some tilt";
+    command.examples = {{"sorvane lathe lathe_profile.txt lathe_tool.txt lathe_holder.txt --range "
+                         "-60,60,5 -o tilts.csv --svg lathe.svg",
+                         "which tilts of a B axis reach which stretch of a shaft"}};
     command.run = RunLathe;
     return command;
 }

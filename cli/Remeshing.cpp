@@ -245,8 +245,7 @@ Command RemeshCommand()
 {
     Command command;
     command.name = "remesh";
-    command.summary =
-        "Makes triangles of about one edge length, or as long as a chord error allows";
+    command.summary = "Makes triangles of one edge length, or within a chord error";
     command.description = kDeviation;
     command.output = "the file to write";
     command.picture = "write a picture of the triangles before and after";
@@ -288,8 +287,7 @@ Command SubdivideCommand()
 {
     Command command;
     command.name = "subdivide";
-    command.summary =
-        "Makes a part finer: smoother with its creases kept, or without moving anything";
+    command.summary = "Makes a part finer: smoothed, or without moving anything";
     command.description =
         "loop and sqrt3 smooth the surface between its creases; midpoints, centroid and six cut "
         "every "

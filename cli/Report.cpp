@@ -189,6 +189,8 @@ void FillResult(Json& result, const Findings& findings, const Report& report,
     result["triangles"] = count;
     result["points"] = findings.mesh.points.size();
     result["components"] = components;
+    result["bodies"] =
+        Mesh::ConnectedComponents(findings.mesh, Mesh::Connection::SharedPoint).size();
     result["tolerance"] = report.tolerance;
     result["box"]["min"] = low;
     result["box"]["max"] = high;
@@ -235,6 +237,7 @@ void RunReport(Session& session)
     session.Print("part          %s, %s\n", session.Input().c_str(), MeshFileText(asRead).c_str());
     PrintMeasures(session, findings, report, components);
     TellDefects(session, findings, report, gaps);
+    session.Result()["sound"] = !session.HasDefects();
     session.Print("%s\n", session.HasDefects()
                               ? "verdict       DEFECTIVE"
                               : "verdict       sound: closed, wound outward, no slivers, no folds");

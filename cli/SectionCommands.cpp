@@ -23,7 +23,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <limits>
-#include <ranges>
 #include <string>
 #include <utility>
 #include <vector>

@@ -95,6 +95,15 @@ void WriteBytes(int file, std::string_view bytes, const std::string& name)
     }
 }
 
+[[noreturn]] void ThrowStandardOutput(int number)
+{
+    // Whoever closes a pipe knows why: nothing is told then.
+    if (number == EPIPE) {
+        throw Failure(Exit::Files, "");
+    }
+    ThrowSystem("standard output", number, "; make room there, or write elsewhere");
+}
+
 std::string BytesOf(const std::string& path, const std::string& name)
 {
     errno = 0;
@@ -120,6 +129,9 @@ public:
     {
         path_ = beside.string() + ".XXXXXX";
         file_ = ::mkstemp(path_.data());
+        if (file_ < 0) {
+            path_.clear();
+        }
     }
     ~TemporaryFile()
     {
@@ -142,10 +154,19 @@ private:
     int file_ = -1;
 };
 
-bool IsRegular(int file)
+/// What a chain of symbolic links leads to, whether that exists or not.
+fs::path LinksFollowed(fs::path path)
 {
-    struct stat status = {};
-    return ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+    constexpr int kMostLinks = 40; // as many as the system follows
+    std::error_code error;
+    for (int i = 0; i < kMostLinks && fs::is_symlink(path, error); ++i) {
+        const fs::path next = fs::read_symlink(path, error);
+        if (error) {
+            break;
+        }
+        path = next.is_absolute() ? next : path.parent_path() / next;
+    }
+    return path;
 }
 
 } // namespace
@@ -176,6 +197,14 @@ std::optional<std::vector<double>> NumbersOf(std::string_view text)
         text.remove_prefix(isLast ? text.size() : comma + 1);
     }
     return numbers;
+}
+
+void PutStandardOutput(const std::string& text)
+{
+    errno = 0;
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+        ThrowStandardOutput(errno);
+    }
 }
 
 Session::Session(Call call) : call_(std::move(call)), options_(AllOptions(Command()))
@@ -283,8 +312,14 @@ void Session::Print(const char* format, ...)
     HideProgress();
     std::va_list arguments;
     va_start(arguments, format);
-    std::vfprintf(isOutputToStandardOutput_ ? stderr : stdout, format, arguments);
+    errno = 0;
+    const int written =
+        std::vfprintf(isOutputToStandardOutput_ ? stderr : stdout, format, arguments);
+    const int number = errno;
     va_end(arguments);
+    if (written < 0 && !isOutputToStandardOutput_) {
+        ThrowStandardOutput(number);
+    }
 }
 
 void Session::Defect(const std::string& name, const std::string& words)
@@ -316,21 +351,23 @@ void Session::WritePart(const Part& part, const std::string& path, MeshFileForm 
     const auto write = [&](const std::string& to, const std::string& name) {
         const MeshFileResult result = Velk::Math::Sorvane::MeshUtils::WriteMesh(part, to, form);
         if (!result) {
-            const bool isClosedPipe = result.system == std::errc::broken_pipe;
-            throw Failure(Exit::Files, isClosedPipe ? std::string()
-                                                    : name + ": " + MeshFileText(result) +
-                                                          AdviceFor(result.error));
+            throw Failure(Exit::Files,
+                          name + ": " + MeshFileText(result) + AdviceFor(result.error));
         }
     };
     if (path != "-") {
         write(path, path);
-    } else if (IsRegular(STDOUT_FILENO)) {
-        // A file that the shell has opened is to be written where it stands, not replaced.
+    } else {
+        // Through a file of its own: the standard output is written to where it stands, and never
+        // opened by a name, which would wait for a reader that has gone away, or replace a file
+        // that the shell has opened.
         const TemporaryFile file(fs::temp_directory_path() / "sorvane");
+        if (file.Number() < 0) {
+            ThrowSystem(fs::temp_directory_path().string(), errno,
+                        "; name a folder with room in TMPDIR");
+        }
         write(file.Path(), file.Path());
         WriteBytes(STDOUT_FILENO, BytesOf(file.Path(), file.Path()), "standard output");
-    } else {
-        write("/dev/stdout", "standard output");
     }
     TellWritten(path);
 }
@@ -355,8 +392,7 @@ void Session::WriteText(std::string_view text, const std::string& path)
         ThrowSystem(path, errno, "; it is as it was");
     } else {
         // A link stays one: what it leads to is replaced.
-        std::error_code error;
-        const fs::path target = isThere ? fs::canonical(path, error) : fs::path(path);
+        const fs::path target = LinksFollowed(path);
         TemporaryFile file(target);
         if (file.Number() < 0) {
             ThrowSystem(path, errno, errno == ENOENT ? "; make the folder first" : "");
@@ -400,16 +436,8 @@ Exit Session::Finish()
     HideProgress();
     if (WantsJson()) {
         result_["defects"] = defects_;
-        std::fputs(JsonText(result_).c_str(), stdout);
     }
-    errno = 0;
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-        const int number = errno;
-        throw Failure(Exit::Files, number == EPIPE
-                                       ? std::string()
-                                       : std::string("standard output: ") + std::strerror(number) +
-                                             "; make room there, or write elsewhere");
-    }
+    PutStandardOutput(WantsJson() ? JsonText(result_) : std::string());
     return HasDefects() ? Exit::Defective : Exit::Done;
 }
 

@@ -46,6 +46,10 @@ std::optional<double> NumberOf(std::string_view text);
 /// The finite numbers with commas between them that `text` is as a whole.
 std::optional<std::vector<double>> NumbersOf(std::string_view text);
 
+/// Writes to the standard output, after what stands in its buffer; ends with exit code 3 when it
+/// can't.
+void PutStandardOutput(const std::string& text);
+
 class Session {
 public:
     explicit Session(Call call);

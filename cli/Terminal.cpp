@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #ifdef SORVANE_COMMAND_TBB
@@ -35,6 +36,16 @@ void ShowProgress(double fraction)
 }
 
 } // namespace
+
+void KeepStandardNumbers()
+{
+    for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(number, F_GETFD) < 0) {
+            // The lowest free number is this one; opened for the wrong direction.
+            static_cast<void>(::open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+        }
+    }
+}
 
 void WatchSignals()
 {

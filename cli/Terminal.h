@@ -6,6 +6,10 @@
 
 namespace Cli {
 
+/// Sees to it that no file of ours gets the number of a standard stream that was closed by the
+/// caller; using that stream is an error still.
+void KeepStandardNumbers();
+
 /// Ctrl-C and the request to end are noted from here on, and a reader that goes away is an error of
 /// writing and no signal. A second Ctrl-C ends the program at once.
 void WatchSignals();

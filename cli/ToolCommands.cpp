@@ -71,6 +71,17 @@ std::vector<Option> ToolOptions()
             .From(0)};
 }
 
+/// The largest radius of a tool's profile, and its height.
+Vec2d ExtentOf(const Tool& tool)
+{
+    Vec2d extent(0, 0);
+    for (const auto& element : Mill::PolyArcSegFromTool(tool).elements) {
+        extent = {std::max(extent.x(), element.EndPoint().x()),
+                  std::max(extent.y(), element.EndPoint().y())};
+    }
+    return extent;
+}
+
 /// The tool that a drawn outline describes.
 Mill::GenericToolFitReport<Tool, double> FittedTool(Session& session, const std::string& input,
                                                     double tolerance, Polyline* points = nullptr)
@@ -83,7 +94,7 @@ Mill::GenericToolFitReport<Tool, double> FittedTool(Session& session, const std:
     const Polyline outline = Planar::Tessellate(chains.front(), tolerance * kFlattening);
     auto report = Mill::ConvexToolFromPolyline(outline, tolerance);
     Session::CheckStopped();
-    if (report.tool == Tool{}) {
+    if (!(ExtentOf(report.tool).x() > 0)) {
         throw Failure(Exit::Files, input + ": is no outline of a tool; it has to run from the tip "
                                            "outward and upward");
     }
@@ -125,17 +136,6 @@ Tool BaseTool(Session& session)
         return {n[0], n[1], n[2] * kDegree, n[3], n[4] * kDegree, n[5], n[6]};
     }
     return FittedTool(session, session.Text("--tool"), session.Number("--fit")).tool;
-}
-
-/// Height of a tool's profile, and its largest radius.
-Vec2d ExtentOf(const Tool& tool)
-{
-    Vec2d extent(0, 0);
-    for (const auto& element : Mill::PolyArcSegFromTool(tool).elements) {
-        extent = {std::max(extent.x(), element.EndPoint().x()),
-                  std::max(extent.y(), element.EndPoint().y())};
-    }
-    return extent;
 }
 
 /// The cutter as the options tell, with its shank.
@@ -719,7 +719,7 @@ Command ToolCommand()
     command.toleranceDefault = "0.05";
     command.picture = "write a picture of the outline's points and the tool";
     command.defects = "no tool lies within the tolerance";
-    command.examples = {{"printf '0 0\\n3 0\\n4 1\\n4 20\\n' | sorvane tool - -o tool.txt",
+    command.examples = {{"sorvane tool chamfer_tool.txt -o profile.txt --svg tool.svg",
                          "a flat cutter with a chamfer"}};
     command.run = RunTool;
     return command;

@@ -167,8 +167,10 @@ std::vector<MeshArc> DetectArcs(const Mesh::IndexedPointsBase<3, double>& mesh, 
         const std::vector<std::pair<int, int>> boundary = Mesh::BoundaryEdges(sound.Mesh());
         edges.insert(edges.end(), boundary.begin(), boundary.end());
 
+        Progress::Impl::Check(0.4);
         const std::vector<Points> chains =
             Impl::CreaseGraph(sound.Mesh(), edges).Chains(kFewPoints);
+        Progress::Impl::Check(0.6);
         const double largestRadius = LargestRadius(mesh.points);
         std::vector<MeshArc> arcs(chains.size());
         Parallel::Impl::ApplyParallel(std::size_t{0}, chains.size(), [&](std::size_t i) {

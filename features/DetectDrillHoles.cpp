@@ -148,7 +148,10 @@ std::vector<MeshHole> DetectDrillHoles(const Mesh::IndexedPointsBase<3, double>&
                                        double axisTolerance)
 {
     return Progress::Impl::Stoppable([&]() -> std::vector<MeshHole> {
-        const std::vector<MeshArc> arcs = DetectArcs(mesh, creaseAngle, tolerance, fraction);
+        const std::vector<MeshArc> arcs = [&] {
+            const Progress::Impl::PhaseOfCall phase(0, 0.5);
+            return DetectArcs(mesh, creaseAngle, tolerance, fraction);
+        }();
         if (arcs.empty()) {
             return {};
         }
@@ -156,9 +159,13 @@ std::vector<MeshHole> DetectDrillHoles(const Mesh::IndexedPointsBase<3, double>&
         const WallSurface surface(sound.Mesh());
         const Impl::ArcAxes axes(arcs);
         std::vector<int> partners(arcs.size(), -1);
+        Progress::Impl::Check(0.7);
+        const Progress::Impl::Phase phase(0.7, 1);
+        Progress::Impl::Share share(arcs.size());
         Parallel::Impl::ApplyParallel(0, static_cast<int>(arcs.size()), [&](int i) {
             partners[static_cast<std::size_t>(i)] =
                 PartnerOf(axes, surface, arcs, i, axisTolerance);
+            share.Done();
         });
 
         std::vector<MeshHole> holes;

@@ -534,7 +534,10 @@ std::vector<DrillHoleStack> DrillHoleStacks(const Mesh::IndexedPointsBase<3, dou
 
         std::vector<DrillHoleStack> stacks;
         std::vector<bool> isDone(circles.arcs.size());
+        const Progress::Impl::Phase phase(0.7, 1);
         for (int i = 0; i < static_cast<int>(circles.arcs.size()); ++i) {
+            Progress::Impl::Check(static_cast<double>(i) /
+                                  static_cast<double>(circles.arcs.size()));
             if (isDone[static_cast<std::size_t>(i)] || links.Next(i).empty()) {
                 continue;
             }

@@ -200,7 +200,10 @@ std::vector<MeshSection> SectionsOf(const IndexedPointsBase<3, T>& mesh, const V
             }
             const std::vector<int> levels = LevelsOf(mesh.points, inFrame, stack);
             const auto cuts = TrianglesOfPlanes(mesh.indices, levels, stack.Size());
+            const Progress::Impl::Phase phase(0.5, 1);
+            Progress::Impl::Share share(stack.Size());
             Parallel::Impl::ApplyParallel(std::size_t{0}, stack.Size(), [&](std::size_t number) {
+                share.Done();
                 Impl::LinkSection(inFrame, mesh.indices, cuts[number], stack[number],
                                   sections[stack.Place(number)]);
             });
@@ -397,7 +400,9 @@ std::vector<MeshSection> PlaneSlicer::Sections(const std::vector<double>& height
     return Progress::Impl::Stoppable(
         [&]() -> std::vector<MeshSection> {
             std::vector<MeshSection> sections = EmptySections(normal_, heights);
+            Progress::Impl::Share share(heights.size());
             Parallel::Impl::ApplyParallel(std::size_t{0}, heights.size(), [&](std::size_t i) {
+                share.Done();
                 if (Math::Impl::IsFinite(heights[i])) {
                     Impl::LinkSection(points_, indices_, TrianglesAt(heights[i], options),
                                       SectionPlane(heights[i], options), sections[i]);

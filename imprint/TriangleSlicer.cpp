@@ -761,6 +761,7 @@ TriangleSlicer::HalfspaceTriangles TriangleSlicer::SliceTriangles(const Vec3d& n
             if (pieces != nullptr) {
                 pieces->reserve(below + 2 * count(Class::Meets));
                 for (std::size_t i = 0; i < classes.size(); ++i) {
+                    Progress::Impl::CheckStep(i);
                     if (classes[i] == Class::Below || classes[i] == Class::BelowAtPlane) {
                         pieces->push_back(soup_[i]);
                     }
@@ -769,6 +770,7 @@ TriangleSlicer::HalfspaceTriangles TriangleSlicer::SliceTriangles(const Vec3d& n
             std::vector<Chord> chords;
             bool isAnythingKept = below > 0;
             for (std::size_t i = 0; i < classes.size(); ++i) {
+                Progress::Impl::CheckStep(i);
                 const SoupTriangle& triangle = soup_[i];
                 if (classes[i] == Class::Meets) {
                     const bool isKept =

@@ -470,6 +470,7 @@ void AppendPieces(const Triangles& soup, const MeetingsByTriangle& meetings,
     };
     std::size_t next = 0; // in `cut`
     for (std::size_t i = 0; i < soup.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         const bool isCut = next < cut.size() && cut[next] == static_cast<int>(i);
         Pieces* const own = isCut ? &piecesOf[next] : nullptr;
         next += isCut ? 1 : 0;
@@ -526,6 +527,14 @@ TriangleSlicer::Curves CurvesOf(const Arrangement& arrangement)
     return Vector::LineSegmentsToPolyPointStream(segments, 0.0); // ends are equal to the bit
 }
 
+/// What the meetings of triangles take of an operation.
+template <class Work>
+auto InFirstHalf(const Work& work)
+{
+    const Progress::Impl::Phase phase(0, 0.5);
+    return work();
+}
+
 } // namespace
 
 // --- the slicer ---------------------------------------------------------------------------------
@@ -533,7 +542,8 @@ TriangleSlicer::Curves CurvesOf(const Arrangement& arrangement)
 TriangleSlicer::CutTriangles TriangleSlicer::SliceTriangles(const Triangles& cutter) const
 {
     return Progress::Impl::Stoppable([&]() -> CutTriangles {
-        const std::vector<Meeting> meetings = Impl::MeetingsOf(soup_, cutter);
+        const std::vector<Meeting> meetings =
+            InFirstHalf([&] { return Impl::MeetingsOf(soup_, cutter); });
         MeetingsByTriangle ofSoup(soup_.size());
         MeetingsByTriangle ofCutter(cutter.size());
         for (std::size_t i = 0; i < meetings.size(); ++i) {
@@ -555,7 +565,8 @@ TriangleSlicer::CutTriangles TriangleSlicer::SliceTriangles(const Triangles& cut
 TriangleSlicer::CutTriangles TriangleSlicer::SelfIntersections() const
 {
     return Progress::Impl::Stoppable([&]() -> CutTriangles {
-        const std::vector<Meeting> meetings = Impl::MeetingsWithin(soup_);
+        const std::vector<Meeting> meetings =
+            InFirstHalf([&] { return Impl::MeetingsWithin(soup_); });
         MeetingsByTriangle ofSoup(soup_.size());
         for (std::size_t i = 0; i < meetings.size(); ++i) {
             ofSoup.Add(meetings[i].first, static_cast<int>(i));
@@ -585,7 +596,8 @@ TriangleSlicer::Segments TriangleSlicer::SegmentsAtIntersection(const Triangles&
 TriangleSlicer::Segments TriangleSlicer::SegmentsAtSelfIntersection() const
 {
     return Progress::Impl::Stoppable([&]() -> Segments {
-        const std::vector<Meeting> meetings = Impl::MeetingsWithin(soup_);
+        const std::vector<Meeting> meetings =
+            InFirstHalf([&] { return Impl::MeetingsWithin(soup_); });
         // By triangle: those with a lower one first, which come in the order of the lower ones.
         std::vector<std::pair<int, int>> byTriangle; // triangle, meeting
         for (int pass = 0; pass < 2; ++pass) {

@@ -202,7 +202,7 @@ struct ContactSurface::State {
         std::vector<Box> boxOf;
         boxOf.reserve(triangles.size());
         for (const Corners& corner : triangles) {
-            Progress::Details::CheckStep(boxOf.size());
+            Progress::Impl::CheckStep(boxOf.size());
             boxOf.push_back(BoxOf(corner));
         }
         boxes = Hierarchy(boxOf, Tree::Impl::HierarchyCut::Area);
@@ -212,7 +212,7 @@ struct ContactSurface::State {
         slack = kRounding * Math::Impl::LargestMagnitude(boxes.Whole().max - boxes.Whole().min);
         facets.reserve(triangles.size());
         for (const std::int32_t place : boxes.Order()) {
-            Progress::Details::CheckStep(facets.size());
+            Progress::Impl::CheckStep(facets.size());
             const auto i = static_cast<std::size_t>(place);
             facets.push_back({triangles[i], numbers[i]});
         }
@@ -310,6 +310,7 @@ bool RunBatch(const std::vector<Vec2d>& positions, const Tree::ProgressCallback&
     const auto batch = HalfEdge::Impl::PlacesAlongCurve<std::uint32_t>(usable);
     for (std::size_t first = 0; first < batch.size(); first += kPositionsPerReport) {
         const std::size_t last = std::min(first + kPositionsPerReport, batch.size());
+        Progress::Impl::Check(static_cast<double>(first) / static_cast<double>(batch.size()));
         Parallel::Impl::ApplyParallelChunks(first, last, [&](std::size_t from, std::size_t to) {
             std::size_t guess = std::numeric_limits<std::size_t>::max();
             for (std::size_t i = from; i < to; ++i) {
@@ -352,7 +353,7 @@ ContactSurface::State::Of(const std::vector<VecBase<3, double>>& soup)
         triangles.reserve(soup.size() / 3);
         numbers.reserve(soup.size() / 3);
         for (std::size_t i = 0; i < soup.size(); i += 3) {
-            Progress::Details::CheckStep(i / 3);
+            Progress::Impl::CheckStep(i / 3);
             AddUsable({soup[i], soup[i + 1], soup[i + 2]}, i / 3, triangles, numbers);
         }
     }
@@ -371,7 +372,7 @@ ContactSurface::State::Of(const std::vector<VecBase<3, double>>& points,
         return number >= 0 && static_cast<std::size_t>(number) < points.size();
     };
     for (std::size_t i = 0; i + 2 < triples.size(); i += 3) {
-        Progress::Details::CheckStep(i / 3);
+        Progress::Impl::CheckStep(i / 3);
         if (isPoint(triples[i]) && isPoint(triples[i + 1]) && isPoint(triples[i + 2])) {
             AddUsable({points[static_cast<std::size_t>(triples[i])],
                        points[static_cast<std::size_t>(triples[i + 1])],

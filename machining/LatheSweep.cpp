@@ -132,8 +132,11 @@ BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, 
     return Progress::Impl::Stoppable([&]() -> std::vector<BAngleReport> {
         std::vector<BAngleReport> reports(angles.size());
 
+        Progress::Impl::Share share(2 * angles.size());
+
         // Where the pivot may go.
         Parallel::Impl::ApplyParallel(std::size_t{0}, angles.size(), [&](std::size_t i) {
+            share.Done();
             BAngleReport& report = reports[i];
             report.angle = angles[i];
             const TransformBase<2> turn =
@@ -157,6 +160,7 @@ BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, 
         const TransformBase<2> reflect = Transform::BuildMirrorAboutLine({0, 0}, {1, 0}) *
                                          Transform::BuildMirrorAboutLine({0, 0}, {0, 1});
         Parallel::Impl::ApplyParallel(std::size_t{0}, angles.size(), [&](std::size_t i) {
+            share.Done();
             BAngleReport& report = reports[i];
             const TransformBase<2> turn =
                 Transform::BuildRotationFromAngle(angles[i] * kRadiansPerDegree) * reflect;

@@ -30,7 +30,7 @@ void RunPiece(void* context, std::int64_t first, std::int64_t last)
     const Progress::Impl::PlaceGuard guard(isOwn ? Progress::Impl::Place{loop.scope, nullptr}
                                                  : Progress::Impl::Place{nullptr, loop.scope});
     for (std::int64_t i = first; i < last; ++i) {
-        Progress::Details::Check();
+        Progress::Impl::Check();
         loop.body(loop.context, i, i + 1);
     }
 }

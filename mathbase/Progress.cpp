@@ -56,6 +56,9 @@ Operation::Operation() : scope_(Current().own)
     if (scope_ == nullptr) {
         return;
     }
+    low_ = scope_->low;
+    high_ = scope_->high;
+    isShared_ = std::exchange(scope_->isShared, false);
     isOutermost_ = scope_->depth++ == 0;
     if (isOutermost_) {
         isRefused_ = scope_->isStopped;
@@ -63,6 +66,8 @@ Operation::Operation() : scope_(Current().own)
         scope_->high = 1;
         scope_->fraction = 0;
         scope_->last = std::chrono::steady_clock::now();
+    } else if (!isShared_) {
+        scope_->high = scope_->low; // whatever it reports
     }
 }
 
@@ -70,14 +75,18 @@ Operation::~Operation()
 {
     if (scope_ != nullptr) {
         --scope_->depth;
+        scope_->low = low_;
+        scope_->high = high_;
+        scope_->isShared = isShared_;
     }
 }
 
-Phase::Phase(double from, double to) : scope_(Current().own)
+Phase::Phase(double from, double to, bool isShared) : scope_(Current().own)
 {
     if (scope_ != nullptr) {
         low_ = scope_->low;
         high_ = scope_->high;
+        isShared_ = std::exchange(scope_->isShared, isShared);
         scope_->low = low_ + (high_ - low_) * from;
         scope_->high = low_ + (high_ - low_) * to;
     }
@@ -88,12 +97,13 @@ Phase::~Phase()
     if (scope_ != nullptr) {
         scope_->low = low_;
         scope_->high = high_;
+        scope_->isShared = isShared_;
     }
 }
 
 } // namespace Progress::Impl
 
-namespace Progress::Details {
+namespace Progress::Impl {
 
 void Check()
 {
@@ -117,7 +127,7 @@ void Check(double fraction)
     Impl::Ask(*scope);
 }
 
-} // namespace Progress::Details
+} // namespace Progress::Impl
 
 ProgressScope::ProgressScope(Report report)
     : ProgressScope(std::move(report), Progress::Impl::kInterval)

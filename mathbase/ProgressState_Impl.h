@@ -21,7 +21,8 @@ struct State {
     std::atomic<bool> isStopped = false; // read by the other threads of a parallel loop
     double low = 0;                      // the present phase
     double high = 1;
-    double fraction = 0; // reported last, or to be reported next
+    bool isShared = false; // an operation inside of this one goes through the present phase
+    double fraction = 0;   // reported last, or to be reported next
     std::chrono::steady_clock::time_point last;
 };
 

@@ -8,6 +8,7 @@
 
 #include <Velk/ProgressChecks_E.h>
 
+#include <atomic>
 #include <cstddef>
 
 namespace Velk::Progress::Impl {
@@ -18,7 +19,9 @@ struct Stopped {};
 
 struct State; // mathbase/ProgressState_Impl.h
 
-/// One operation under way on a thread: part of the operation around it, if there is one.
+/// One operation under way on a thread: part of the operation around it, if there is one. It goes
+/// through that one's present phase where this is a `PhaseOfCall`; elsewhere its own fractions tell
+/// nothing about the whole and are not reported.
 class Operation {
 public:
     Operation();
@@ -35,6 +38,9 @@ private:
     State* scope_;
     bool isOutermost_ = false;
     bool isRefused_ = false;
+    double low_ = 0; // the phase of the operation around it
+    double high_ = 1;
+    bool isShared_ = false;
 };
 
 /// Runs `work` and returns its result, or what `neutral` returns when the host has stopped it.
@@ -68,15 +74,25 @@ auto Stoppable(Work&& work) -> decltype(work())
 /// What lies between is the part from `from` to `to` of the present phase.
 class Phase {
 public:
-    Phase(double from, double to);
+    Phase(double from, double to) : Phase(from, to, false) {}
     ~Phase();
     Phase(const Phase&) = delete;
     Phase& operator=(const Phase&) = delete;
+
+protected:
+    Phase(double from, double to, bool isShared);
 
 private:
     State* scope_;
     double low_ = 0;
     double high_ = 1;
+    bool isShared_ = false;
+};
+
+/// The same around the call of another operation, whose fractions go through it.
+class PhaseOfCall : public Phase {
+public:
+    PhaseOfCall(double from, double to) : Phase(from, to, true) {}
 };
 
 /// Calls `work(from, to)` for blocks that cover [0, count), one after the other, with a check
@@ -86,15 +102,31 @@ void InBlocks(std::size_t count, const Work& work)
 {
     constexpr std::size_t kBlock = std::size_t{1} << 16U;
     for (std::size_t from = 0; from < count; from += kBlock) {
-        Details::Check();
+        Check();
         work(from, count - from < kBlock ? count : from + kBlock);
     }
 }
 
+/// What has been done of so many items, by any number of threads: for parallel loops, whose bodies
+/// tell it. A check for each call.
+class Share {
+public:
+    explicit Share(std::size_t count) : count_(count) {}
+    void Done(std::size_t more = 1)
+    {
+        const std::size_t done = done_.fetch_add(more, std::memory_order_relaxed) + more;
+        Check(static_cast<double>(done) / static_cast<double>(count_));
+    }
+
+private:
+    std::size_t count_;
+    std::atomic<std::size_t> done_ = 0;
+};
+
 /// For loops of short steps without a number: a check at every 1,024th.
 class Steps {
 public:
-    void Next() { Details::CheckStep(++count_); }
+    void Next() { CheckStep(++count_); }
 
 private:
     std::size_t count_ = 0;

@@ -9,7 +9,6 @@
 #include "mathbase/NearRepeats_Impl.h"
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/PointRecords_Impl.h"
-#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -298,18 +297,15 @@ void FilterForUniqueness(std::vector<VecBase<N, T>>& points, T tolerance,
 template <int N, class T>
 void FilterForUniqueness(std::vector<VecBase<N, T>>& points, T tolerance)
 {
-    Progress::Impl::Stoppable(
-        [&] { Impl::FilterForUniqueness(points, tolerance, nullptr, nullptr); });
+    Impl::FilterForUniqueness(points, tolerance, nullptr, nullptr);
 }
 
 template <int N, class T>
 std::vector<int> FilterForUniquenessAndIndex(std::vector<VecBase<N, T>>& points, T tolerance)
 {
-    return Progress::Impl::Stoppable([&]() -> std::vector<int> {
-        std::vector<int> indices;
-        Impl::FilterForUniqueness(points, tolerance, &indices, nullptr);
-        return indices;
-    });
+    std::vector<int> indices;
+    Impl::FilterForUniqueness(points, tolerance, &indices, nullptr);
+    return indices;
 }
 
 #define SORVANE_INSTANTIATE(N, T)                                                              \

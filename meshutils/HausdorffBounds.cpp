@@ -694,6 +694,7 @@ public:
         open = Certified(
             open.size(), [&](std::size_t i) { return open[i]; }, accuracy);
         while (!open.empty() && halvingsLeft_ > 0) {
+            Progress::Impl::Check(0.5); // it is not known how many are left to come
             const std::size_t count = std::min({open.size(), kRoundSize, halvingsLeft_});
             // Those to be halved come first. Equal bounds rank by the place that the item has had.
             std::vector<std::size_t> order(open.size());
@@ -882,13 +883,17 @@ HausdorffBoundsReport HausdorffBounds(const Mesh::IndexedPointsBase<3, double>& 
 
         Search first({meshA, trianglesA, meshB, trianglesB, treeB});
         Search second({meshB, trianglesB, meshA, trianglesA, treeA});
-        first.MeasurePoints();
-        second.MeasurePoints();
+        const auto inPhase = [](double from, double to, const auto& step) {
+            const Progress::Impl::PhaseOfCall phase(from, to);
+            step();
+        };
+        inPhase(0.1, 0.3, [&] { first.MeasurePoints(); });
+        inPhase(0.3, 0.5, [&] { second.MeasurePoints(); });
         const auto seedsOfFirst = first.Seeds();
         first.TrySeeds(second.Seeds());
         second.TrySeeds(seedsOfFirst);
-        first.Run(share);
-        second.Run(share);
+        inPhase(0.5, 0.75, [&] { first.Run(share); });
+        inPhase(0.75, 1, [&] { second.Run(share); });
         report.first = first.Result(rounding);
         report.second = second.Result(rounding);
         report.lower = std::max(report.first.lower, report.second.lower);

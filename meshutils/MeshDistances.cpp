@@ -43,12 +43,21 @@ constexpr double kSameDistance = 1e-12;
 constexpr double kSamePlace = 64 * std::numeric_limits<double>::epsilon();
 /// z of a point that meets nothing.
 constexpr double kMissed = -std::numeric_limits<double>::max();
+/// Part of the work of an operation that is done when the tree stands.
+constexpr double kTreeShare = 0.35;
 /// Segments whose hits are gathered by one task.
 constexpr std::size_t kSegmentsPerTask = 256;
 
 bool IsEmptyMesh(const std::vector<Vec3d>& points, const std::vector<int>& indices)
 {
     return indices.empty() || indices.size() % 3 != 0 || points.size() < 3;
+}
+
+/// The tree of the mesh, the first third of an operation.
+TriangleTree TreeOf(const std::vector<Vec3d>& points, const std::vector<int>& indices)
+{
+    const Progress::Impl::PhaseOfCall phase(0, kTreeShare);
+    return TriangleTree(points, indices);
 }
 
 /// A triangle that has a side to be on: the same question as that of `NearestOnTriangle`.
@@ -293,7 +302,9 @@ std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
             if (IsEmptyMesh(points, indices)) {
                 return none();
             }
-            return DistancesByTree(TriangleTree(points, indices), points, indices, cloud, squared);
+            const TriangleTree tree = TreeOf(points, indices);
+            const Progress::Impl::PhaseOfCall phase(kTreeShare, 1);
+            return DistancesByTree(tree, points, indices, cloud, squared);
         },
         none);
 }
@@ -316,7 +327,8 @@ std::vector<Vec3d> ProjectCloudOnMesh(const std::vector<Vec3d>& points,
         if (IsEmptyMesh(points, indices) || cloud.empty()) {
             return {};
         }
-        const TriangleTree tree(points, indices);
+        const TriangleTree tree = TreeOf(points, indices);
+        const Progress::Impl::PhaseOfCall phase(kTreeShare, 1);
         std::vector<Vec3d> projected = cloud;
         if (closest) {
             const auto nearest =
@@ -331,8 +343,10 @@ std::vector<Vec3d> ProjectCloudOnMesh(const std::vector<Vec3d>& points,
             return projected;
         }
         const Vec3d down{0, 0, -1};
+        Progress::Impl::Share share(cloud.size());
         Parallel::Impl::ApplyParallelChunks(
             std::size_t{0}, cloud.size(), [&](std::size_t from, std::size_t to) {
+                share.Done(to - from);
                 for (std::size_t i = from; i < to; ++i) {
                     projected[i][2] = kMissed;
                     if (!Math::Impl::IsUsable(cloud[i])) {
@@ -365,10 +379,13 @@ PolyPointStreamClips ClipPolyPointStreamAgainstMesh(const Mesh::IndexedPointsBas
             if (IsEmpty(mesh) || streams.empty()) {
                 return clips;
             }
-            const TriangleTree tree(mesh.points, mesh.indices);
+            const TriangleTree tree = TreeOf(mesh.points, mesh.indices);
+            const Progress::Impl::Phase phase(kTreeShare, 1);
+            Progress::Impl::Share share(streams.size());
             // Long polylines are divided within `ClipStream`, many short ones here.
             Parallel::Impl::ApplyParallel(std::size_t{0}, streams.size(), [&](std::size_t i) {
                 clips[i] = ClipStream(tree, mesh, streams[i], tolerance);
+                share.Done();
             });
             return clips;
         },
@@ -387,8 +404,12 @@ HausdorffReport HausdorffDistances(const std::vector<Vec3d>& pointsA,
         if (IsEmptyMesh(pointsA, indicesA) || IsEmptyMesh(pointsB, indicesB)) {
             return report;
         }
-        const auto first = CloudDistancesToMesh(pointsB, indicesB, pointsA, true);
-        const auto second = CloudDistancesToMesh(pointsA, indicesA, pointsB, true);
+        const auto squaredDistances = [](double from, double to, const auto&... inputs) {
+            const Progress::Impl::PhaseOfCall phase(from, to);
+            return CloudDistancesToMesh(inputs..., true);
+        };
+        const auto first = squaredDistances(0, 0.5, pointsB, indicesB, pointsA);
+        const auto second = squaredDistances(0.5, 1, pointsA, indicesA, pointsB);
         report.firstIndex = FirstLargest(first);
         report.secondIndex = FirstLargest(second);
         // In this form also where no distance is a number.

@@ -42,8 +42,9 @@ void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEd
 enum class Keep {
     FirstSet,              // W of the first set is positive
     FirstSetWithoutSecond, // and that of the second is not
-    BothSets,              // and that of the second is too
-    OneSetOnly             // that of one of the two sets is
+    EitherSet,             // W of one of the sets is positive, or of both
+    BothSets,              // W of both is positive
+    OneSetOnly             // W of one of the sets is positive, and that of the other is not
 };
 
 /// The loops around what is kept, which is on their left: outer loops run counter-clockwise, holes

@@ -238,6 +238,7 @@ Loops<double> Sum(Polygon tool, const Loops<double>& paths, bool areFilled, doub
     Convolution convolution(tool, grid);
     std::vector<GridLoop> filling;
     for (const Polygon& path : paths) {
+        Progress::Impl::Check();
         GridLoop onGrid;
         onGrid.reserve(path.size());
         for (const Vec2d& point : path) {
@@ -266,6 +267,7 @@ Loops<double> Sum(Polygon tool, const Loops<double>& paths, bool areFilled, doub
                 {static_cast<double>(point.x()) + 0.5, static_cast<double>(point.y()) + 0.5});
         }
     }
+    const Progress::Impl::PhaseOfCall phase(0.2, 1);
     Loops<double> result = Union<double>(loops, nullptr);
     for (Polygon& loop : result) {
         for (Vec2d& point : loop) {

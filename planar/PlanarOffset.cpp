@@ -244,7 +244,9 @@ std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T
                         std::make_unique<const OffsetSource>(chain, isNegative, reach);
                 }
             }
+            Progress::Impl::Share share(ascending.size());
             Parallel::Impl::ApplyParallel(std::size_t{0}, ascending.size(), [&](std::size_t i) {
+                share.Done();
                 const T distance = ascending[i];
                 if (!std::isfinite(distance)) {
                     return;

@@ -93,6 +93,14 @@ Union(const std::vector<std::vector<VecBase<2, T>>>& polylines, T* resolution)
 }
 
 template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+Union(const std::vector<std::vector<VecBase<2, T>>>& a,
+      const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution)
+{
+    return Boolean(a, b, Keep::EitherSet, resolution);
+}
+
+template <class T>
 std::vector<std::vector<VecBase<2, T>>> Difference(const std::vector<std::vector<VecBase<2, T>>>& a,
                                                    const std::vector<std::vector<VecBase<2, T>>>& b,
                                                    T* resolution)
@@ -119,7 +127,9 @@ SymmetricDifference(const std::vector<std::vector<VecBase<2, T>>>& a,
 // clang-format off
 template std::vector<std::vector<VecBase<2, float>>>  Union(const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 template std::vector<std::vector<VecBase<2, double>>> Union(const std::vector<std::vector<VecBase<2, double>>>&, double*);
+template std::vector<std::vector<VecBase<2, float>>>  Union(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 template std::vector<std::vector<VecBase<2, float>>>  Difference(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+template std::vector<std::vector<VecBase<2, double>>> Union(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
 template std::vector<std::vector<VecBase<2, double>>> Difference(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
 template std::vector<std::vector<VecBase<2, float>>>  Intersection(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 template std::vector<std::vector<VecBase<2, double>>> Intersection(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);

@@ -92,7 +92,7 @@ public:
     {
         entries_[0].reserve(boxes.size());
         for (std::size_t i = 0; i < boxes.size(); ++i) {
-            Progress::Details::CheckStep(i);
+            Progress::Impl::CheckStep(i);
             if (IsUsable(boxes[i])) {
                 entries_[0].push_back(EntryOf(boxes[i], static_cast<std::int32_t>(i)));
             }
@@ -279,6 +279,10 @@ private:
             }
             Divide(ranges[widest], ranges[widest + 1], depth);
         }
+        if (whole.Count() >= kManyBoxes) {
+            Progress::Impl::Check(static_cast<double>(whole.first) /
+                                  static_cast<double>(hierarchy_.order_.size()));
+        }
         const std::size_t number = AddNode();
         for (std::size_t slot = 0; slot < count; ++slot) {
             SetSlot(number, slot, ranges[slot],
@@ -300,7 +304,7 @@ private:
             }
         }
         if (range.Count() >= kManyBoxes) {
-            Progress::Details::Check();
+            Progress::Impl::Check();
         }
         if (range.Count() <= kFew) {
             CutSorted(range, upper, axis);
@@ -448,7 +452,7 @@ private:
             share *= kWidth;
         }
         if (last - first >= kManyBoxes) {
-            Progress::Details::Check();
+            Progress::Impl::Check();
         }
         const std::size_t number = AddNode();
         for (std::size_t slot = 0; first < last; ++slot, first += share) {

@@ -98,13 +98,13 @@ void TriangleHierarchy::BuildBoxes(const std::vector<RankedTriangle>& triangles,
     std::vector<BoxOf<3, T>> mapped;
     mapped.reserve(triangles.size());
     for (const RankedTriangle& triangle : triangles) {
-        Progress::Details::CheckStep(mapped.size());
+        Progress::Impl::CheckStep(mapped.size());
         mapped.push_back(MappedBox(boxes, MarginBox(triangle.corner)));
     }
     boxes = BoxHierarchy<3, T>(mapped, HierarchyCut::Area, kLeafSize);
     triangles_.reserve(triangles.size());
     for (const std::int32_t number : boxes.Order()) {
-        Progress::Details::CheckStep(triangles_.size());
+        Progress::Impl::CheckStep(triangles_.size());
         triangles_.push_back(triangles[static_cast<std::size_t>(number)]);
     }
 }
@@ -113,7 +113,7 @@ void TriangleHierarchy::FillBlocks()
 {
     blocks_.resize(coarse_.LeafCount());
     for (std::size_t number = 0; number < blocks_.size(); ++number) {
-        Progress::Details::CheckStep(number);
+        Progress::Impl::CheckStep(number);
         const HierarchyLeaf leaf = coarse_.Leaf(number);
         Block& block = blocks_[number];
         for (std::size_t slot = 0; slot < leaf.count; ++slot) {

@@ -133,6 +133,7 @@ std::vector<Closest> Batch(const std::vector<Vec3d>& points, const ProgressCallb
     const std::vector<BatchPoint> batch = AlongTheCurve(points);
     for (std::size_t first = 0; first < batch.size(); first += kPointsPerReport) {
         const std::size_t last = std::min(first + kPointsPerReport, batch.size());
+        Progress::Impl::Check(static_cast<double>(first) / static_cast<double>(batch.size()));
         Parallel::Impl::ApplyParallelChunks(first, last, [&](std::size_t from, std::size_t to) {
             std::size_t guess = 0;
             for (std::size_t i = from; i < to; ++i) {
@@ -178,7 +179,7 @@ void QOFTriangleTree<3, double>::BuildOf(const std::vector<Vec3d>& points,
         return index >= 0 && static_cast<std::size_t>(index) < points.size();
     };
     for (std::size_t i = 0; i + 2 < triples.size(); i += 3) {
-        Progress::Details::CheckStep(i / 3);
+        Progress::Impl::CheckStep(i / 3);
         const int a = triples[i];
         const int b = triples[i + 1];
         const int c = triples[i + 2];
@@ -346,7 +347,7 @@ Octree::TriangleTree<double>::TriangleTree(const Mesh::TriangleSoup<3, double>& 
     Progress::Impl::Stoppable(
         [&] {
             for (std::size_t i = 0; i < triangles.size(); ++i) {
-                Progress::Details::CheckStep(i);
+                Progress::Impl::CheckStep(i);
                 const auto& [a, b, c] = triangles[i];
                 AddTriangle(a, b, c, static_cast<int>(i));
             }

@@ -114,6 +114,14 @@ template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 Union(const std::vector<std::vector<VecBase<2, T>>>& polylines, T* resolution);
 
+/// What is in one of the regions `a` and `b` or in both. Each is a region by itself as above, so that a hole of one does
+/// not count against the other, and a clockwise island of one is an island. The grid lies over the box of the points of
+/// both. Everything else as for the union of loops.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+Union(const std::vector<std::vector<VecBase<2, T>>>& a,
+      const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution);
+
 /// Region `a` without region `b`; each is a region by itself as above. The grid lies over the box of the points of
 /// both. Everything else as for `Union`.
 template <class T>
@@ -137,7 +145,9 @@ SymmetricDifference(const std::vector<std::vector<VecBase<2, T>>>& a,
 // clang-format off
 extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Union(const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Union(const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Union(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Difference(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Union(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Difference(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Intersection(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Intersection(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
@@ -152,6 +162,7 @@ extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Symmetr
 // clang-format off
 namespace Velk::Math::Sorvane::Planar {
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Union(const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Union(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Difference(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Intersection(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> SymmetricDifference(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;

@@ -7,7 +7,7 @@
 #include <cstddef>
 
 /// @cond
-namespace Velk::Progress::Details {
+namespace Velk::Progress::Impl {
 
 /// A place at which the operation may be stopped: reports now and then, and throws what
 /// `Progress::Impl::Stoppable` catches. Costs a look at a thread's own variable when there is no
@@ -33,5 +33,5 @@ inline void CheckStep(std::size_t number, std::size_t count)
     }
 }
 
-} // namespace Velk::Progress::Details
+} // namespace Velk::Progress::Impl
 /// @endcond

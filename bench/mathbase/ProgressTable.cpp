@@ -1,11 +1,12 @@
 // How long operations go on after their host wants to stop: the table of docs/progress.md.
 //
-//   progress_table [--size N] [--trace MS] [NAME ...]     operations whose names begin so; all of them
+//   progress_table [--size N] [--trace MS] [NAME ...]     operations whose names begin so; all of
+//   them
 //
-// Each operation runs on one thread, on a generated input: without a scope, in a scope that goes on,
-// and in scopes that stop at places spread over the run. Gaps between two looks at the scope and the
-// way from the stop to the return are processor times of the thread. `--trace` writes where a gap
-// of more than so many milliseconds was, as addresses for addr2line.
+// Each operation runs on one thread, on a generated input: without a scope, in a scope that goes
+// on, and in scopes that stop at places spread over the run. Gaps between two looks at the scope
+// and the way from the stop to the return are processor times of the thread. `--trace` writes where
+// a gap of more than so many milliseconds was, as addresses for addr2line.
 
 #include "tests/support/LongOperations.h"
 #include "tests/support/ThreadLimit.h"

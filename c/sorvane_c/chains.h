@@ -11,7 +11,7 @@
  * chain's tolerance of where the one before ends.
  *
  * Positive tolerances are lengths in the unit of the points. A tolerance that is negative or NaN, and coordinates of
- * input that are not finite, are SORVANE_BAD_ARGUMENT with the number of the element or point.
+ * input that are not finite or beyond 1e150, are SORVANE_BAD_ARGUMENT, with the number of the element or point.
  */
 #ifndef SORVANE_C_CHAINS_H
 #define SORVANE_C_CHAINS_H

@@ -7,8 +7,8 @@
  * other way round. Results have the same form: outer loops run counter-clockwise, holes clockwise, and no two cross.
  *
  * Operations calculate exactly on a grid of 2^30 cells along each axis of the box of their input, and what is rounded
- * to it moves by no more than the resolution of the result. Coordinates that are not finite are SORVANE_BAD_ARGUMENT
- * with the number of the point. A result of no loops is no error.
+ * to it moves by no more than the resolution of the result. Coordinates that are not finite or beyond
+ * 1e150 are SORVANE_BAD_ARGUMENT, with the number of the point. A result of no loops is no error.
  */
 #ifndef SORVANE_C_REGIONS_H
 #define SORVANE_C_REGIONS_H
@@ -38,8 +38,8 @@ SORVANE_C_API double sorvane_region_resolution(const sorvane_region *region);
 /* Area of the region: where loops overlap it counts once. */
 SORVANE_C_API sorvane_status sorvane_region_area(const sorvane_region *region, double *area, sorvane_error *error);
 /*
- * 1 in `inside` for each of `count` points in the region, else 0. Exact; points on an edge may count as either. One
- * takes time in proportion to the edges that cross its height.
+ * 1 in `inside` for each of `count` points in the region, else 0; points on an edge, or within rounding of one, may count
+ * as either. A point takes time in proportion to the edges that lie to the right of it.
  */
 SORVANE_C_API sorvane_status sorvane_region_contains(const sorvane_region *region, const double *points, size_t count,
                                                      int *inside, sorvane_error *error);

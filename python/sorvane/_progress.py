@@ -7,6 +7,7 @@ go on to the caller, and so does a signal's (KeyboardInterrupt), for which the m
 
 from __future__ import annotations
 
+import contextlib
 import ctypes
 import os
 import threading
@@ -22,6 +23,9 @@ from ._handles import Handle
 #: stop the operation, which then raises `sorvane.Stopped`.
 Progress = Union[None, bool, Callable[[float], Any]]
 
+#: What `progress=` comes down to: told a fraction, answers whether to go on.
+Listener = Callable[[float], bool]
+
 # The C interface passes a second argument, which this type leaves where it is: one is all that a generator takes.
 _REPORT = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_double)
 
@@ -35,7 +39,7 @@ class _Trampoline:
     """
 
     def __init__(self) -> None:
-        self.progress: Optional[Callable[[float], Any]] = None
+        self.progress: Optional[Listener] = None
         self.raised: Optional[BaseException] = None
         self.generator = self._reports()
         next(self.generator)
@@ -48,11 +52,8 @@ class _Trampoline:
             try:
                 fraction = yield go_on
                 go_on = 1
-                if self.progress is not None:
-                    answer = self.progress(fraction)
-                    # A comparison may give NumPy's False. 0 and None are no answer.
-                    if isinstance(answer, (bool, np.bool_)) and not answer:
-                        go_on = 0
+                if self.progress is not None and not self.progress(fraction):
+                    go_on = 0
             except BaseException as exception:
                 if isinstance(exception, GeneratorExit):
                     raise
@@ -86,11 +87,36 @@ class _Bar:
             raise ImportError("progress=True needs tqdm; install it, or pass a callable that takes a fraction") from None
         self._bar = tqdm(total=100, desc=title, unit="%", bar_format="{l_bar}{bar}| {elapsed}<{remaining}", leave=False)
 
-    def __call__(self, fraction: float) -> None:
+    def __call__(self, fraction: float) -> bool:
         self._bar.update(round(100 * fraction, 1) - self._bar.n)
+        return True
 
     def close(self) -> None:
         self._bar.close()
+
+
+@contextlib.contextmanager
+def listening(progress: Progress, title: str) -> Generator[Optional[Listener], None, None]:
+    """The listener for a value of `progress=`; a bar bears the title and goes away at the end."""
+    if progress is None or progress is False:
+        yield None
+    elif progress is True:
+        bar = _Bar(title)
+        try:
+            yield bar
+        finally:
+            bar.close()
+    elif callable(progress):
+        told: Callable[[float], Any] = progress
+
+        def listener(fraction: float) -> bool:
+            answer = told(fraction)
+            # A comparison may give NumPy's False. 0 and None are no answer.
+            return not isinstance(answer, (bool, np.bool_)) or bool(answer)
+
+        yield listener
+    else:
+        raise ValueError(f"progress: expected None, True or a callable, given {type(progress).__name__}")
 
 
 def run(function: Any, *arguments: Any, progress: Progress = None, path: Optional[Union[str, "os.PathLike[str]"]] = None) -> None:
@@ -105,19 +131,11 @@ def run(function: Any, *arguments: Any, progress: Progress = None, path: Optiona
         if status:
             raise failure(status, error, path)
         return
-    bar = None
-    told: Optional[Callable[[float], Any]] = None
-    if progress is True:
-        bar = told = _Bar(function.__name__.replace("sorvane_", "").replace("_", " "))
-    elif progress is not None and progress is not False:
-        if not callable(progress):
-            raise ValueError(f"progress: expected None, True or a callable, given {type(progress).__name__}")
-        told = progress
-    try:
-        status, raised = _watched(function, arguments, error, told)
-    finally:
-        if bar is not None:
-            bar.close()
+    if progress is None:
+        status, raised = _watched(function, arguments, error, None)
+    else:
+        with listening(progress, function.__name__.replace("sorvane_", "").replace("_", " ")) as told:
+            status, raised = _watched(function, arguments, error, told)
     if raised is not None:
         try:
             raise raised
@@ -128,7 +146,7 @@ def run(function: Any, *arguments: Any, progress: Progress = None, path: Optiona
 
 
 def _watched(
-    function: Any, arguments: Any, error: c.sorvane_error, told: Optional[Callable[[float], Any]]
+    function: Any, arguments: Any, error: c.sorvane_error, told: Optional[Listener]
 ) -> tuple[int, Optional[BaseException]]:
     free = _trampolines.free
     if not free:

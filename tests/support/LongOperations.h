@@ -38,12 +38,13 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <vector>
 
 namespace Support {
 
 /// What an operation gave: the bits of its results, and whether they are those of input that it
-/// can't serve.
+/// can't serve; where it consists of several calls, whether those of the last one are.
 struct Outcome {
     std::uint64_t bits = 0;
     bool isNeutral = false;
@@ -55,7 +56,10 @@ struct LongOperation {
     const char* input;
     /// For an input of about so many triangles (points, corners): the call, which may be repeated.
     std::function<std::function<Outcome()>(std::int64_t size)> prepare;
+    int calls = 1; ///< how many operations it consists of
 };
+
+inline void PrintTo(const LongOperation& operation, std::ostream* out) { *out << operation.name; }
 
 namespace LongOperationInputs {
 
@@ -204,7 +208,7 @@ inline std::vector<Vec2d> Insert()
 
 inline const std::vector<Vec2d>& Holder()
 {
-    static const std::vector<Vec2d> holder{{-1, 3},  {1, 3},  {4, 12}, {4, 60},
+    static const std::vector<Vec2d> holder{{-1, 3},  {1, 3},   {4, 12}, {4, 60},
                                            {-4, 60}, {-4, 12}, {-1, 3}};
     return holder;
 }
@@ -262,11 +266,8 @@ inline void Add(Digest& digest, const Planar::PolyArcSegBase<double>& chain)
     }
 }
 template <class T>
-    requires requires(Digest digest, const T& value) { digest.Add(value); }
-void Add(Digest& digest, const T& value)
-{
-    digest.Add(value);
-}
+requires requires(Digest digest, const T& value) { digest.Add(value); }
+void Add(Digest& digest, const T& value) { digest.Add(value); }
 
 /// The results, and whether they are neutral.
 template <class... Values>
@@ -296,9 +297,11 @@ inline std::vector<LongOperation> LongOperations()
     using namespace LongOperationOutcomes;
     using std::int64_t;
     std::vector<LongOperation> all;
-    const auto add = [&](const char* family, const char* name, const char* input, auto prepare) {
-        all.push_back({family, name, input,
-                       [prepare](int64_t size) -> std::function<Outcome()> { return prepare(size); }});
+    const auto add = [&](const char* family, const char* name, const char* input, auto prepare,
+                         int calls = 1) {
+        all.push_back(
+            {family, name, input,
+             [prepare](int64_t size) -> std::function<Outcome()> { return prepare(size); }, calls});
     };
 
     // --- remeshing
@@ -310,10 +313,10 @@ inline std::vector<LongOperation> LongOperations()
         };
     });
     add("remesh", "AnisotropicRemesh", "sheet", [](int64_t size) {
-        return [mesh = Sheet(size), length = 300.0 / GridSide(size)] {
+        return [mesh = Sheet(size), length = 200.0 / GridSide(size)] {
             IndexedMesh out;
             const unsigned passes =
-                Mesh::AnisotropicRemesh(mesh, out, 40.0, length, 1.0, 0.0, 2, false);
+                Mesh::AnisotropicRemesh(mesh, out, 40.0, length, 1.0, 0.01, 1, false);
             return Of(passes == 0 && IsEmptyMesh(out), passes, out);
         };
     });
@@ -370,8 +373,7 @@ inline std::vector<LongOperation> LongOperations()
     // --- distances
     add("distances", "CloudDistancesToMesh", "sheet, a point for ten triangles", [](int64_t size) {
         return [mesh = Sheet(size), cloud = CloudOver(size)] {
-            const auto d =
-                MeshUtils::CloudDistancesToMesh(mesh.points, mesh.indices, cloud, false);
+            const auto d = MeshUtils::CloudDistancesToMesh(mesh.points, mesh.indices, cloud, false);
             return Of(std::count(d.begin(), d.end(), 0.0) == static_cast<std::ptrdiff_t>(d.size()),
                       d);
         };
@@ -416,17 +418,20 @@ inline std::vector<LongOperation> LongOperations()
             return Of(report == MeshUtils::HausdorffBoundsReport{}, report.first, report.second);
         };
     });
-    add("distances", "QOFTriangleTree", "sheet", [](int64_t size) {
-        return [mesh = Sheet(size), cloud = CloudOver(size)] {
-            const Tree::QOFTriangleTree<3, double> tree(mesh.points, mesh.indices);
-            Digest digest;
-            const auto closest = tree.ClosestPoints(cloud, 20.0, {});
-            for (const auto& record : closest) {
-                digest.Add(record.id).Add(record.point);
-            }
-            return Outcome{digest.Value(), tree.TriangleCount() == 0 && closest.empty()};
-        };
-    });
+    add(
+        "distances", "QOFTriangleTree", "sheet",
+        [](int64_t size) {
+            return [mesh = Sheet(size), cloud = CloudOver(size)] {
+                const Tree::QOFTriangleTree<3, double> tree(mesh.points, mesh.indices);
+                Digest digest;
+                const auto closest = tree.ClosestPoints(cloud, 20.0, {});
+                for (const auto& record : closest) {
+                    digest.Add(record.id).Add(record.point);
+                }
+                return Outcome{digest.Value(), closest.empty()};
+            };
+        },
+        2);
 
     // --- slices
     add("slices", "MeshSections", "sheet, 100 heights", [](int64_t size) {
@@ -449,17 +454,20 @@ inline std::vector<LongOperation> LongOperations()
             return Of(sections.size() == 20 && HasNothing(sections), sections);
         };
     });
-    add("slices", "PlaneSlicer", "sheet, 20 heights", [](int64_t size) {
-        return [mesh = Sheet(size)] {
-            const Mesh::PlaneSlicer slicer(mesh, {0, 0, 1});
-            std::vector<double> heights;
-            for (int i = 0; i < 20; ++i) {
-                heights.push_back(-9.5 + i);
-            }
-            const auto sections = slicer.Sections(heights, {});
-            return Of(sections.size() == 20 && HasNothing(sections), sections);
-        };
-    });
+    add(
+        "slices", "PlaneSlicer", "sheet, 20 heights",
+        [](int64_t size) {
+            return [mesh = Sheet(size)] {
+                const Mesh::PlaneSlicer slicer(mesh, {0, 0, 1});
+                std::vector<double> heights;
+                for (int i = 0; i < 20; ++i) {
+                    heights.push_back(-9.5 + i);
+                }
+                const auto sections = slicer.Sections(heights, {});
+                return Of(sections.size() == 20 && HasNothing(sections), sections);
+            };
+        },
+        2);
     const auto slicerOf = [](int64_t size) {
         return std::make_shared<const Mesh::TriangleSlicer>(
             Mesh::SoupFromIndexedPoints(Ring(size)));
@@ -544,36 +552,44 @@ inline std::vector<LongOperation> LongOperations()
         });
 
     // --- imprint
-    add("imprint", "MeshImprint", "sheet", [](int64_t size) {
-        return [mesh = Sheet(size)] {
-            const Mesh::MeshImprint imprint(mesh, 1e-6);
-            IndexedMesh out;
-            std::vector<unsigned char> flags;
-            imprint.Export(out, flags);
-            return Of(IsEmptyMesh(out) && flags.empty(), out, flags);
-        };
-    });
-    add("imprint", "MeshImprint::ImprintPath", "sheet, loop of 1,000 points", [](int64_t size) {
-        auto mesh = std::make_shared<const IndexedMesh>(Sheet(size));
-        return [mesh, loop = LoopOnSheet(*mesh, size < 10000 ? 30 : 1000)] {
-            Mesh::MeshImprint imprint(*mesh, 1e-6);
-            auto path = loop;
-            const bool isImprinted = imprint.ImprintPath(path, true, true);
-            const bool isPainted = imprint.PaintInsideOutside();
-            IndexedMesh out;
-            const bool has = imprint.Export(out, true);
-            return Of(!isImprinted && !isPainted && !has && IsEmptyMesh(out), isImprinted,
-                      isPainted, out);
-        };
-    });
-    add("imprint", "MeshTracer::CollectPath", "sheet, a line across it", [](int64_t size) {
-        auto mesh = std::make_shared<const IndexedMesh>(Sheet(size));
-        return [mesh, start = LoopOnSheet(*mesh, 4)[2]] {
-            Mesh::MeshTracer tracer(*mesh, 1e-6);
-            const auto line = tracer.CollectPath(start, {1, 0.3, 0}, 300);
-            return Of(line.empty(), line);
-        };
-    });
+    add(
+        "imprint", "MeshImprint", "sheet",
+        [](int64_t size) {
+            return [mesh = Sheet(size)] {
+                const Mesh::MeshImprint imprint(mesh, 1e-6);
+                IndexedMesh out;
+                std::vector<unsigned char> flags;
+                imprint.Export(out, flags);
+                return Of(IsEmptyMesh(out) && flags.empty(), out, flags);
+            };
+        },
+        2);
+    add(
+        "imprint", "MeshImprint::ImprintPath", "sheet, loop of 1,000 points",
+        [](int64_t size) {
+            auto mesh = std::make_shared<const IndexedMesh>(Sheet(size));
+            return [mesh, loop = LoopOnSheet(*mesh, size < 10000 ? 30 : 1000)] {
+                Mesh::MeshImprint imprint(*mesh, 1e-6);
+                auto path = loop;
+                const bool isImprinted = imprint.ImprintPath(path, true, true);
+                const bool isPainted = imprint.PaintInsideOutside();
+                IndexedMesh out;
+                const bool has = imprint.Export(out, true);
+                return Of(!has && IsEmptyMesh(out), isImprinted, isPainted, out);
+            };
+        },
+        4);
+    add(
+        "imprint", "MeshTracer::CollectPath", "sheet, a line across it",
+        [](int64_t size) {
+            auto mesh = std::make_shared<const IndexedMesh>(Sheet(size));
+            return [mesh, start = LoopOnSheet(*mesh, 4)[2]] {
+                Mesh::MeshTracer tracer(*mesh, 1e-6);
+                const auto line = tracer.CollectPath(start, {1, 0.3, 0}, 300);
+                return Of(line.empty(), line);
+            };
+        },
+        2);
     add("imprint", "EmbedPolylines", "sheet, loop of 1,000 points", [](int64_t size) {
         auto mesh = std::make_shared<const IndexedMesh>(Sheet(size));
         return [mesh, loop = LoopOnSheet(*mesh, size < 10000 ? 30 : 1000)] {
@@ -596,21 +612,24 @@ inline std::vector<LongOperation> LongOperations()
             return Of(loops.empty(), loops);
         };
     });
-    add("regions", "BufferredUnion", "stars, in ten batches", [](int64_t size) {
-        return [size] {
-            const double width = std::sqrt(static_cast<double>(size));
-            Planar::BufferredUnion all({-2, -2}, {width, width}, 3);
-            for (std::uint64_t batch = 0; batch < 10; ++batch) {
-                Loops stars = Stars(size / 10, batch);
-                for (auto& star : stars) {
-                    star.push_back(star.front());
+    add(
+        "regions", "BufferredUnion", "stars, in ten batches",
+        [](int64_t size) {
+            return [size] {
+                const double width = std::sqrt(static_cast<double>(size));
+                Planar::BufferredUnion batches({-2, -2}, {width, width}, 3);
+                for (std::uint64_t batch = 0; batch < 10; ++batch) {
+                    Loops stars = Stars(size / 10, batch);
+                    for (auto& star : stars) {
+                        star.push_back(star.front());
+                    }
+                    batches.Append(stars);
                 }
-                all.Append(stars);
-            }
-            const auto loops = all.Process();
-            return Of(loops.empty(), loops);
-        };
-    });
+                const auto loops = batches.Process();
+                return Of(loops.empty(), loops);
+            };
+        },
+        11);
     add("regions", "DilatePaths", "wavy ring", [](int64_t size) {
         return [path = WavyRing(size / 10)] {
             const auto loops = Planar::DilatePaths<double>(RoundTool(32), {path}, nullptr);
@@ -619,8 +638,7 @@ inline std::vector<LongOperation> LongOperations()
     });
     add("regions", "DilateMultipleAreas", "stars", [](int64_t size) {
         return [areas = Stars(size / 20, 1)] {
-            const auto loops =
-                Planar::DilateMultipleAreas<double>(RoundTool(16), areas, nullptr);
+            const auto loops = Planar::DilateMultipleAreas<double>(RoundTool(16), areas, nullptr);
             return Of(loops.empty(), loops);
         };
     });
@@ -649,20 +667,23 @@ inline std::vector<LongOperation> LongOperations()
     });
 
     // --- swept volume, features, lathe, silhouettes
-    add("sweep", "DirtySweptVolume", "ring along a path of 50 points", [](int64_t size) {
-        return [mesh = Ring(size)] {
-            std::vector<Vec3d> path;
-            for (int i = 0; i <= 50; ++i) {
-                path.push_back({10 * std::cos(0.1 * i), 10 * std::sin(0.1 * i), 0.1 * i});
-            }
-            MeshUtils::DirtySweptVolume sweep(mesh);
-            const IndexedMesh shell = sweep(path);
-            return Of(IsEmptyMesh(shell), shell);
-        };
-    });
+    add(
+        "sweep", "DirtySweptVolume", "ring along a path of 50 points",
+        [](int64_t size) {
+            return [mesh = Ring(size)] {
+                std::vector<Vec3d> path;
+                for (int i = 0; i <= 50; ++i) {
+                    path.push_back({10 * std::cos(0.1 * i), 10 * std::sin(0.1 * i), 0.1 * i});
+                }
+                MeshUtils::DirtySweptVolume sweep(mesh);
+                const IndexedMesh shell = sweep(path);
+                return Of(IsEmptyMesh(shell), shell);
+            };
+        },
+        2);
     add("features", "DetectDrillHoles", "plate of bores", [](int64_t size) {
         return [mesh = BoredPlate(size)] {
-            const auto holes = MeshUtils::DetectDrillHoles(mesh, 40.0, 0.02, 0.5, 0.02);
+            const auto holes = MeshUtils::DetectDrillHoles(mesh, 0.4, 0.02, 0.8, 0.02);
             Digest digest;
             for (const auto& hole : holes) {
                 Add(digest, hole.top);
@@ -673,7 +694,7 @@ inline std::vector<LongOperation> LongOperations()
     });
     add("features", "DrillHoleStacks", "plate of bores", [](int64_t size) {
         return [mesh = BoredPlate(size)] {
-            const auto stacks = MeshUtils::DrillHoleStacks(mesh, 40.0, 0.02, 0.5, 0.02);
+            const auto stacks = MeshUtils::DrillHoleStacks(mesh, 0.4, 0.02, 0.8, 0.02);
             Digest digest;
             for (const auto& stack : stacks) {
                 digest.Add(stack.entry).Add(stack.axis).Add(stack.tipDepth);
@@ -683,7 +704,7 @@ inline std::vector<LongOperation> LongOperations()
     });
     add("features", "DetectArcs", "plate of bores", [](int64_t size) {
         return [mesh = BoredPlate(size)] {
-            const auto arcs = MeshUtils::DetectArcs(mesh, 40.0, 0.02, 0.5);
+            const auto arcs = MeshUtils::DetectArcs(mesh, 0.4, 0.02, 0.8);
             Digest digest;
             for (const auto& arc : arcs) {
                 Add(digest, arc);
@@ -770,12 +791,6 @@ inline std::vector<LongOperation> LongOperations()
             return Of(!has && hullPoints.empty() && indices.empty(), hullPoints, indices);
         };
     });
-    add("hulls", "ConvexHull, plane", "wavy ring", [](int64_t size) {
-        return [points = WavyRing(size)] {
-            const auto hull = Bounding::ConvexHull(points, false);
-            return Of(hull.empty(), hull);
-        };
-    });
     add("hulls", "MinimalOrientedBox", "ring", [](int64_t size) {
         return [points = Ring(size).points] {
             TransformBase<3> transform;
@@ -816,7 +831,7 @@ inline std::vector<LongOperation> LongOperations()
         return [mesh = Loose(Sheet(size))] {
             IndexedMesh out = mesh;
             Mesh::FilterForUniqueness(out, 1e-6);
-            return Of(out == mesh || IsEmptyMesh(out), out);
+            return Of(out == mesh, out);
         };
     });
     add("meshes", "IndexedPointsFromSoup", "sheet", [](int64_t size) {
