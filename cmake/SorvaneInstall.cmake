@@ -6,6 +6,13 @@ install(TARGETS Sorvane EXPORT SorvaneTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(TARGET sorvane_c)
+  install(TARGETS sorvane_c EXPORT SorvaneTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES c/sorvane.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(DIRECTORY c/sorvane_c DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+endif()
 install(EXPORT SorvaneTargets NAMESPACE Sorvane:: DESTINATION ${package_dir})
 install(DIRECTORY Interfaces/Velk Interfaces/Sorvane DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
   FILES_MATCHING PATTERN "*_E.h")
@@ -26,3 +33,8 @@ file(RELATIVE_PATH SORVANE_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/"
 configure_file(cmake/sorvane.pc.in "${CMAKE_CURRENT_BINARY_DIR}/sorvane.pc" @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/sorvane.pc"
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(TARGET sorvane_c)
+  configure_file(cmake/sorvane_c.pc.in "${CMAKE_CURRENT_BINARY_DIR}/sorvane_c.pc" @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/sorvane_c.pc"
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()

@@ -256,50 +256,66 @@ std::size_t FirstLargest(const std::vector<double>& numbers)
     return place;
 }
 
+/// A search of unbounded radius: it finds what a search that begins with a small radius and widens
+/// it finds, without depending on how far away the other points of the cloud are.
+std::vector<double> DistancesByTree(const TriangleTree& tree, const std::vector<Vec3d>& points,
+                                    const std::vector<int>& indices,
+                                    const std::vector<Vec3d>& cloud, bool squared)
+{
+    std::vector<double> distances(cloud.size(), 0.0);
+    if (tree.TriangleCount() == 0) {
+        return distances;
+    }
+    auto nearest = tree.ClosestPoints(cloud, std::numeric_limits<double>::infinity(), {});
+    if (!squared) {
+        PreferTrianglesWithArea(points, indices, cloud, nearest);
+    }
+    Parallel::Impl::ApplyParallelChunks(
+        std::size_t{0}, cloud.size(), [&](std::size_t from, std::size_t to) {
+            for (std::size_t i = from; i < to; ++i) {
+                const Closest& record = nearest[i];
+                if (!Math::Impl::IsUsable(cloud[i]) || record.id < 0) {
+                    distances[i] = std::numeric_limits<double>::quiet_NaN();
+                    continue;
+                }
+                const double squaredDistance = SquaredLength(record.point - cloud[i]);
+                const bool isNegative = !squared && IsBehind(TriangleAt(points, indices, record.id),
+                                                             cloud[i], record.point);
+                const double distance = squared ? squaredDistance : std::sqrt(squaredDistance);
+                distances[i] = isNegative ? -distance : distance;
+            }
+        });
+    return distances;
+}
+
 } // namespace
 
 // --- points and a mesh --------------------------------------------------------------------------
 
-/// A search of unbounded radius: it finds what a search that begins with a small radius and widens
-/// it finds, without depending on how far away the other points of the cloud are.
 std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
                                          const std::vector<int>& indices,
                                          const std::vector<Vec3d>& cloud, bool squared)
 {
+    const auto none = [&] { return std::vector<double>(cloud.size(), 0.0); };
     return Progress::Impl::Stoppable(
-        [&]() -> std::vector<double> {
-            std::vector<double> distances(cloud.size(), 0.0);
+        [&] {
             if (IsEmptyMesh(points, indices)) {
-                return distances;
+                return none();
             }
             const TriangleTree tree = TreeOf(points, indices);
-            if (tree.TriangleCount() == 0) {
-                return distances;
-            }
             const Progress::Impl::PhaseOfCall phase(kTreeShare, 1);
-            auto nearest = tree.ClosestPoints(cloud, std::numeric_limits<double>::infinity(), {});
-            if (!squared) {
-                PreferTrianglesWithArea(points, indices, cloud, nearest);
-            }
-            Parallel::Impl::ApplyParallelChunks(
-                std::size_t{0}, cloud.size(), [&](std::size_t from, std::size_t to) {
-                    for (std::size_t i = from; i < to; ++i) {
-                        const Closest& record = nearest[i];
-                        if (!Math::Impl::IsUsable(cloud[i]) || record.id < 0) {
-                            distances[i] = std::numeric_limits<double>::quiet_NaN();
-                            continue;
-                        }
-                        const double squaredDistance = SquaredLength(record.point - cloud[i]);
-                        const bool isNegative =
-                            !squared && IsBehind(TriangleAt(points, indices, record.id), cloud[i],
-                                                 record.point);
-                        const double distance =
-                            squared ? squaredDistance : std::sqrt(squaredDistance);
-                        distances[i] = isNegative ? -distance : distance;
-                    }
-                });
-            return distances;
+            return DistancesByTree(tree, points, indices, cloud, squared);
         },
+        none);
+}
+
+std::vector<double> SignedDistancesToMesh(const TriangleTree& tree,
+                                          const std::vector<Vec3d>& points,
+                                          const std::vector<int>& indices,
+                                          const std::vector<Vec3d>& cloud)
+{
+    return Progress::Impl::Stoppable(
+        [&] { return DistancesByTree(tree, points, indices, cloud, false); },
         [&] { return std::vector<double>(cloud.size(), 0.0); });
 }
 

@@ -118,7 +118,16 @@ private:
 
     bool IsKept(const Winding& winding) const
     {
-        return winding[0] > 0 && (keep_ == Keep::FirstSet || winding[1] <= 0);
+        const bool isInFirst = winding[0] > 0;
+        const bool isInSecond = winding[1] > 0;
+        switch (keep_) {
+        case Keep::FirstSet: return isInFirst;
+        case Keep::FirstSetWithoutSecond: return isInFirst && !isInSecond;
+        case Keep::EitherSet: return isInFirst || isInSecond;
+        case Keep::BothSets: return isInFirst && isInSecond;
+        case Keep::OneSetOnly: return isInFirst != isInSecond;
+        }
+        return false;
     }
 
     void Put(Iterator place, int edge, const Winding& above)

@@ -1,4 +1,4 @@
-// Union and difference of regions in one go: to the grid over the box of all points, and back.
+// Union, difference, intersection and symmetric difference of regions in one go: to the grid over the box of all points, and back.
 
 #include <Sorvane/PlanarRegions_E.h>
 
@@ -57,7 +57,7 @@ std::vector<GridLoop> OnGrid(const Loops<T>& loops, const RegionGrid& grid)
     return result;
 }
 
-/// What is in `a` and, with `Keep::FirstSetWithoutSecond`, not in `b`.
+/// What `keep` says of the regions `a` and `b`.
 template <class T>
 Loops<T> Boolean(const Loops<T>& a, const Loops<T>& b, Keep keep, T* resolution)
 {
@@ -93,6 +93,14 @@ Union(const std::vector<std::vector<VecBase<2, T>>>& polylines, T* resolution)
 }
 
 template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+Union(const std::vector<std::vector<VecBase<2, T>>>& a,
+      const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution)
+{
+    return Boolean(a, b, Keep::EitherSet, resolution);
+}
+
+template <class T>
 std::vector<std::vector<VecBase<2, T>>> Difference(const std::vector<std::vector<VecBase<2, T>>>& a,
                                                    const std::vector<std::vector<VecBase<2, T>>>& b,
                                                    T* resolution)
@@ -100,11 +108,33 @@ std::vector<std::vector<VecBase<2, T>>> Difference(const std::vector<std::vector
     return Boolean(a, b, Keep::FirstSetWithoutSecond, resolution);
 }
 
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+Intersection(const std::vector<std::vector<VecBase<2, T>>>& a,
+             const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution)
+{
+    return Boolean(a, b, Keep::BothSets, resolution);
+}
+
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+SymmetricDifference(const std::vector<std::vector<VecBase<2, T>>>& a,
+                    const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution)
+{
+    return Boolean(a, b, Keep::OneSetOnly, resolution);
+}
+
 // clang-format off
 template std::vector<std::vector<VecBase<2, float>>>  Union(const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 template std::vector<std::vector<VecBase<2, double>>> Union(const std::vector<std::vector<VecBase<2, double>>>&, double*);
+template std::vector<std::vector<VecBase<2, float>>>  Union(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 template std::vector<std::vector<VecBase<2, float>>>  Difference(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+template std::vector<std::vector<VecBase<2, double>>> Union(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
 template std::vector<std::vector<VecBase<2, double>>> Difference(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+template std::vector<std::vector<VecBase<2, float>>>  Intersection(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+template std::vector<std::vector<VecBase<2, double>>> Intersection(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+template std::vector<std::vector<VecBase<2, float>>>  SymmetricDifference(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+template std::vector<std::vector<VecBase<2, double>>> SymmetricDifference(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar

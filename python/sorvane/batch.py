@@ -1,0 +1,249 @@
+"""Many parts, or one job too large for one processor: on the cores of this machine or on a Dask cluster.
+
+Each function does its work on the cluster of ``client=``, a ``dask.distributed.Client``. Without one it takes the client
+that the program has made last, and without any the threads of this process, for which Dask need not be installed.
+
+Results do not depend on any of that, to the last bit: not on the number of workers, not on how the work was divided, not
+on workers that were lost on the way, whose work others do again.
+
+The workers need this package, in the same version. Files are read by the workers, under the names given here.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import importlib
+import os
+import sys
+import warnings
+from concurrent.futures import ThreadPoolExecutor, as_completed
+from typing import Any, Callable, Generator, Iterable, List, NamedTuple, Optional, Sequence, Tuple, Union
+
+import sorvane
+
+from ._errors import Error, Stopped
+from ._mesh import Mesh
+from ._progress import Progress, listening
+
+__all__ = ["Row", "map_parts", "reports"]
+
+PathLike = Union[str, "os.PathLike[str]"]
+
+
+class Row(NamedTuple):
+    """What became of one file."""
+
+    #: Its name, as it was given.
+    file: str
+    #: The result; None when there is an error.
+    value: Any
+    #: Why there is none, such as "FileNotFoundError: ..."; None when all went well.
+    error: Optional[str]
+
+
+def map_parts(
+    function: Callable[[Mesh], Any], files: Iterable[PathLike], *, client: Any = None, progress: Progress = None
+) -> List[Row]:
+    """Reads each file and calls ``function`` with its mesh.
+
+    Parameters
+    ----------
+    function : callable
+        Takes a `sorvane.Mesh`, as it was read: an STL is not welded. On a cluster it goes to the workers, and what it
+        returns comes back, by pickle.
+    files : iterable of paths
+        Names under which the workers find them.
+    client : dask.distributed.Client, optional
+        See above.
+    progress : None, True or callable
+        Told the fraction of the files that are done.
+
+    Returns
+    -------
+    list of Row
+        In the order of the files. What goes wrong with one of them, be it that it can't be read, that the function
+        raises something or that workers die of it, stands in its row and stops nothing.
+
+    >>> from sorvane import batch
+    >>> rows = batch.map_parts(len, ["nowhere.stl"])
+    >>> rows[0].value is None, rows[0].error.split(":")[0]
+    (True, 'FileNotFoundError')
+    """
+    names = [os.fspath(file) for file in files]
+    jobs = [(function, name) for name in names]
+    # The largest first, so that none of them runs alone at the end.
+    order = sorted(range(len(names)), key=lambda i: -_size(names[i]))
+    return _each(
+        _part, jobs, client, progress, order=order, failed=lambda i, error: Row(names[i], None, _reason(error))
+    )
+
+
+def reports(
+    files: Iterable[PathLike], tolerance: float = 1e-6, *, client: Any = None, progress: Progress = None
+) -> List[Row]:
+    """`Mesh.report` of each file. The value of a row is a `sorvane.Report`; see `map_parts` for the rest.
+
+    >>> from sorvane import batch
+    >>> [row.error for row in batch.reports(["nowhere.stl"])]
+    ["FileNotFoundError: [Errno 2] No such file or directory: 'nowhere.stl'"]
+    """
+    return map_parts(_Reporter(tolerance), files, client=client, progress=progress)
+
+
+class _Reporter:
+    def __init__(self, tolerance: float) -> None:
+        self.tolerance = tolerance
+
+    def __call__(self, mesh: Mesh) -> Any:
+        return mesh.report(self.tolerance)
+
+
+def _size(name: str) -> int:
+    try:
+        return os.stat(name).st_size
+    except (OSError, ValueError):
+        return 0  # the workers may see what this machine does not
+
+
+def _reason(error: BaseException) -> str:
+    text = str(error)
+    name = type(error).__name__
+    if name == "KilledWorker":
+        return "KilledWorker: every worker that took it ended, as by a lack of memory"
+    return f"{name}: {text}" if text else name
+
+
+def _part(function: Callable[[Mesh], Any], name: str) -> Row:
+    try:
+        return Row(name, function(sorvane.read(name)), None)
+    except Exception as error:
+        return Row(name, None, _reason(error))
+
+
+# --- how jobs are done ------------------------------------------------------------------------------------------------
+
+
+def _each(
+    function: Callable[..., Any],
+    jobs: Sequence[Tuple[Any, ...]],
+    client: Any,
+    progress: Progress,
+    *,
+    shared: Tuple[Any, ...] = (),
+    order: Optional[Sequence[int]] = None,
+    failed: Optional[Callable[[int, BaseException], Any]] = None,
+) -> List[Any]:
+    """`function(*shared, *job)` for all jobs, begun in the given order; results in that of the jobs.
+
+    What is shared goes to each worker once. Where a job can't be done, `failed` gives a result in its place, or the
+    error is raised.
+    """
+    if order is None:
+        order = range(len(jobs))
+    client = _client(client)
+    if client is None:
+        answers = _locally(function, shared, jobs, order)
+    else:
+        answers = _on_cluster(client, function, shared, jobs, order)
+    results: List[Any] = [None] * len(jobs)
+    with listening(progress, "batch") as told, contextlib.closing(answers):
+        for done, (number, result, error) in enumerate(answers, 1):
+            if error is not None:
+                if failed is None:
+                    raise error
+                result = failed(number, error)
+            results[number] = result
+            if told is not None and not told(done / len(jobs)):
+                raise Stopped("stopped by progress", sorvane.Status.SORVANE_STOPPED)
+    return results
+
+
+def _client(client: Any) -> Any:
+    if client is not None:
+        return client
+    distributed = sys.modules.get("distributed")
+    if distributed is None:
+        return None  # nobody can have made a client
+    try:
+        return distributed.default_client()
+    except ValueError:
+        return None
+
+
+#: Number of a job, its result, and what it raised.
+_Answers = Generator[Tuple[int, Any, Optional[BaseException]], None, None]
+
+
+def _locally(
+    function: Callable[..., Any], shared: Tuple[Any, ...], jobs: Sequence[Tuple[Any, ...]], order: Sequence[int]
+) -> _Answers:
+    """In the threads of this process: the interpreter lock is free while the library works."""
+    pool = ThreadPoolExecutor(os.cpu_count() or 1)
+    try:
+        numbers = {pool.submit(function, *shared, *jobs[i]): i for i in order}
+        for future in as_completed(numbers):
+            error = future.exception()
+            yield numbers.pop(future), None if error else future.result(), error
+    finally:
+        pool.shutdown(cancel_futures=True)
+
+
+def _on_cluster(
+    client: Any,
+    function: Callable[..., Any],
+    shared: Tuple[Any, ...],
+    jobs: Sequence[Tuple[Any, ...]],
+    order: Sequence[int],
+) -> _Answers:
+    """On the workers of a cluster. Dask does again what was lost with a worker."""
+    distributed: Any = importlib.import_module("distributed")
+
+    def submit(number: int, priority: int = 0) -> Any:
+        return client.submit(
+            _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=priority
+        )
+
+    blamed = []
+    with warnings.catch_warnings():
+        # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead, but
+        # then it would be lost with the workers that hold it.
+        warnings.filterwarnings("ignore", message="Large object of size")
+        there = [client.submit(_itself, part, pure=False) for part in shared]
+        numbers = {submit(number, -rank): number for rank, number in enumerate(order)}
+    try:
+        completed = distributed.as_completed(numbers, loop=client.loop, with_results=True, raise_errors=False)
+        for future, result in completed:
+            if future.status == "finished":
+                yield numbers[future], result, None
+            elif type(_error_of(future)).__name__ == "KilledWorker":
+                blamed.append(numbers[future])
+            else:
+                yield numbers[future], None, _error_of(future)
+            future.release()
+    finally:
+        client.cancel([future for future in numbers if not future.done()])
+    # Dask blames a worker's end on all jobs that were waiting there. Alone, a job is to blame itself.
+    for number in blamed:
+        future = submit(number)
+        try:
+            error = future.exception()  # waits
+            yield number, None if error else future.result(), error
+        finally:
+            client.cancel([future])
+
+
+def _itself(value: Any) -> Any:
+    return value
+
+
+def _error_of(future: Any) -> BaseException:
+    if future.status == "error":
+        error: BaseException = future.exception()
+        return error
+    return Error(f"the cluster gave the job up ({future.status})")
+
+
+def _checked(version: str, function: Callable[..., Any], *job: Any) -> Any:
+    if sorvane.__version__ != version:
+        raise Error(f"a worker has sorvane {sorvane.__version__}, not {version}: its results might differ")
+    return function(*job)

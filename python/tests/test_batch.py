@@ -1,0 +1,132 @@
+"""Many parts at once: in this process and on a cluster of two workers, of which one is lost in the middle."""
+
+from __future__ import annotations
+
+import os
+import signal
+from pathlib import Path
+from typing import Any, Callable, Iterator
+
+import numpy as np
+import pytest
+from shapes import box, grid
+
+import sorvane
+from sorvane import batch
+
+FILES = ["bracket.stl", "bracket_ascii.stl", "damaged_box.stl"]
+
+
+@pytest.fixture(scope="module")
+def cluster() -> Iterator[Any]:
+    """The client of two workers, each a process of its own that is started again when it ends."""
+    dask = pytest.importorskip("dask")
+    distributed = pytest.importorskip("distributed")
+    with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.worker.daemon": True}):
+        with distributed.LocalCluster(
+            n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None, memory_limit=0, silence_logs=50
+        ) as local:
+            with distributed.Client(local, set_as_default=False) as client:
+                yield client
+
+
+@pytest.fixture(params=["here", "cluster"])
+def client(request: pytest.FixtureRequest) -> Any:
+    return None if request.param == "here" else request.getfixturevalue("cluster")
+
+
+@pytest.fixture
+def files(example_data: Path) -> list[Path]:
+    return [example_data / name for name in FILES]
+
+
+def dies_once(marker: str) -> Callable[[sorvane.Mesh], Any]:
+    """A function that ends its process the first time that it meets a damaged part, wherever that is."""
+
+    def work(mesh: sorvane.Mesh) -> Any:
+        report = mesh.report()
+        if not report.sound:
+            try:
+                os.close(os.open(marker, os.O_CREAT | os.O_EXCL))
+            except FileExistsError:
+                return report
+            os.kill(os.getpid(), signal.SIGKILL)
+        return report
+
+    return work
+
+
+def always_dies(mesh: sorvane.Mesh) -> int:
+    if len(mesh) == 2:
+        os.kill(os.getpid(), signal.SIGKILL)
+    return len(mesh)
+
+
+def test_reports_are_those_of_the_meshes(files: list[Path], client: Any) -> None:
+    rows = batch.reports(files, client=client)
+    assert [row.file for row in rows] == [str(file) for file in files]
+    assert [row.error for row in rows] == [None] * 3
+    for row, file in zip(rows, files):
+        assert row.value == sorvane.read(file).report()
+    loose = batch.reports(files[:1], 0.5, client=client)
+    assert loose[0].value.tolerance == 0.5
+
+
+def test_a_bad_file_has_its_reason_and_stops_nothing(files: list[Path], client: Any, tmp_path: Path) -> None:
+    torn = tmp_path / "torn.stl"
+    torn.write_bytes(files[0].read_bytes()[:1000])
+    gone = tmp_path / "gone.stl"
+    rows = batch.map_parts(lambda mesh: 1 // (len(mesh) - 692), [torn, files[0], gone, files[2]], client=client)
+    assert rows[0].error is not None and rows[0].error.startswith("FileError: ") and "torn.stl" in rows[0].error
+    assert rows[1].error == "ZeroDivisionError: integer division or modulo by zero"
+    assert rows[2].error is not None and rows[2].error.startswith("FileNotFoundError: ")
+    assert rows[3].error is None and rows[3].value == 1 // (len(sorvane.read(files[2])) - 692)
+    assert [row.value for row in rows[:3]] == [None] * 3
+
+
+def test_no_files(client: Any) -> None:
+    assert batch.reports([], client=client) == []
+
+
+def test_what_comes_back_is_any_result(files: list[Path], client: Any) -> None:
+    rows = batch.map_parts(lambda mesh: (mesh.weld(1e-6), mesh.points[:2]), files, client=client)
+    for row, file in zip(rows, files):
+        mesh = sorvane.read(file)
+        assert row.value[0] == mesh.weld(1e-6) and np.array_equal(row.value[1], mesh.points[:2])
+
+
+def test_a_lost_worker_loses_nothing(files: list[Path], cluster: Any, tmp_path: Path) -> None:
+    many = files * 6
+    marker = tmp_path / "died"
+    rows = batch.map_parts(dies_once(str(marker)), many, client=cluster)
+    assert marker.exists()  # it has happened
+    expected = {file: sorvane.read(file).report() for file in files}
+    assert [row.error for row in rows] == [None] * len(many)
+    assert [row.value for row in rows] == [expected[file] for file in many]
+
+
+def test_a_file_that_ends_every_worker_has_its_reason(files: list[Path], cluster: Any, tmp_path: Path) -> None:
+    deadly = tmp_path / "deadly.tipc"
+    sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0], [1, 1, 0]], [[0, 1, 2], [1, 3, 2]]).write(deadly)
+    rows = batch.map_parts(always_dies, [files[0], deadly, files[2]], client=cluster)
+    assert rows[1].value is None
+    assert rows[1].error == "KilledWorker: every worker that took it ended, as by a lack of memory"
+    assert (rows[0].value, rows[2].value) == (692, len(sorvane.read(files[2])))
+
+
+def test_progress(files: list[Path], client: Any) -> None:
+    seen: list[float] = []
+    batch.reports(files, client=client, progress=seen.append)
+    assert seen == [1 / 3, 2 / 3, 1]
+    with pytest.raises(sorvane.Stopped):
+        batch.reports(files, client=client, progress=lambda fraction: False)
+    with pytest.raises(ZeroDivisionError):
+        batch.reports(files, client=client, progress=lambda fraction: 1 // 0)
+    assert len(batch.reports(files, client=client, progress=True)) == 3
+
+
+def test_the_default_client_is_taken(files: list[Path], cluster: Any) -> None:
+    here = os.getpid()
+    assert {row.value for row in batch.map_parts(lambda mesh: os.getpid(), files)} == {here}
+    with cluster.as_current():
+        assert here not in {row.value for row in batch.map_parts(lambda mesh: os.getpid(), files)}
