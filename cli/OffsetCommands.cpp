@@ -452,6 +452,9 @@ std::vector<Pocket> PocketsOfSection(Session& session)
                              : ChainOf(loop, false, session.Tolerance()));
         chains.back().tolerance = std::max(chains.back().tolerance, session.Tolerance());
         Session::CheckStopped();
+        if (chains.back().elements.empty()) {
+            chains.pop_back(); // an outline no longer than the tolerances
+        }
     }
     return PocketsOf(std::move(chains));
 }
