@@ -329,6 +329,8 @@ class Quiet(CommandTest):
             self.assertEqual(self.expect(DONE, *words, '--quiet').out, '')
         run = self.expect(DEFECTIVE, 'report', 'open.stl', '-q')
         self.assertEqual((run.out, run.err), ('', ''))
+        run = self.expect(DEFECTIVE, 'subdivide', 'cube.stl', '--angle', '120', '-q')  # the volume drifts
+        self.assertEqual((run.out, run.err), ('', ''))
         self.assertEqual(self.expect(DONE, 'report', 'cube.stl', '-q', '--json').json()['triangles'], 12)
         self.assertNotEqual(self.expect(FILES, 'report', 'nothing.stl', '-q').err, '')
 
