@@ -23,7 +23,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <limits>
-#include <ranges>
 #include <string>
 #include <utility>
 #include <vector>
@@ -393,8 +392,10 @@ SvgWriter StackOf(std::vector<MeshSection> layers, const Vec3d& normal)
     SvgWriter picture(kPictureSize);
     for (const MeshSection& layer : layers) {
         const auto seen = [&](Loops lines) {
-            for (Vec2d& point : lines | std::views::join) {
-                point = SvgWriter::Projected(layer.toSpace * Vec3d(point.x(), point.y(), 0), kView);
+            for (Polyline& line : lines) {
+                for (Vec2d& point : line) {
+                    point = SvgWriter::Projected(layer.toSpace * Vec3d(point.x(), point.y(), 0), kView);
+                }
             }
             return lines;
         };
