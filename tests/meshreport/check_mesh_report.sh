@@ -52,7 +52,7 @@ says '^CROWDED +1 edge '
 says '^TURNED +4 triangles'
 says '^SLIVERS +1 triangle '
 says '^FOLDED +3 triangles'
-says '^verdict +DEFECTIVE: 5 kinds'
+says '^verdict +DEFECTIVE'
 holds box.svg 'open edges: 5' 1
 holds box.svg 'slivers: 1' 1
 # The turned one and its neighbors: triangles of one color are one path.
