@@ -240,4 +240,52 @@ TEST_F(CMemory, ImprintsAndSolids)
     Expect([&](auto out, auto error) {
         return sorvane_mesh_extrude(profile, 4, 0, 1, 1, out, error);
     });
+
+TEST_F(CMemory, ChainsAndRegions)
+{
+    const double outline[8] = {0, 0, 8, 0, 8, 5, 0, 5};
+    const double other[8] = {4, 2, 12, 3, 11, 9, 5, 8};
+    const int starts[2] = {0, 4};
+    sorvane_chain* chain = nullptr;
+    sorvane_region* a = nullptr;
+    sorvane_region* b = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_chain_from_points(outline, 4, 1, 1e-9, &chain, nullptr));
+    ASSERT_EQ(SORVANE_OK, sorvane_region_new(outline, 4, starts, 1, &a, nullptr));
+    ASSERT_EQ(SORVANE_OK, sorvane_region_new(other, 4, starts, 1, &b, nullptr));
+    const auto chains = [](const auto& make) {
+        EXPECT_LT(0U, FailEach<sorvane_chains>(make, sorvane_chains_free));
+    };
+    chains([&](auto out, auto error) { return sorvane_chain_offset(chain, 1, 1e-6, out, error); });
+    chains([&](auto out, auto error) {
+        const double place = 3;
+        return sorvane_chain_split(chain, &place, 1, 0, 1e-9, out, error);
+    });
+    const auto regions = [](const auto& make) {
+        EXPECT_LT(0U, FailEach<sorvane_region>(make, sorvane_region_free));
+    };
+    regions([&](auto out, auto error) { return sorvane_region_intersection(a, b, out, error); });
+    regions([&](auto out, auto error) { return sorvane_region_offset(a, -1, 0.1, out, error); });
+    regions([&](auto out, auto error) {
+        return sorvane_mesh_silhouette(mesh, nullptr, nullptr, out, error);
+    });
+    const auto groups = [](const auto& make) {
+        EXPECT_LT(0U, FailEach<sorvane_line_groups>(make, sorvane_line_groups_free));
+    };
+    groups([&](auto out, auto error) { return sorvane_region_pocket(a, 1, 1, 0.1, out, error); });
+    groups([&](auto out, auto error) {
+        return sorvane_region_clip(a, other, 4, starts, nullptr, 1, 0, 1e-9, out, error);
+    });
+    sorvane_chain_free(chain);
+    sorvane_region_free(a);
+    sorvane_region_free(b);
+}
+
+TEST_F(CMemory, ToolsAndSurfaces)
+{
+    EXPECT_LT(0U, FailEach<sorvane_tool>(
+                      [](auto out, auto error) { return sorvane_tool_ball(2, 9, out, error); },
+                      sorvane_tool_free));
+    EXPECT_LT(0U, FailEach<sorvane_surface>(
+                      [&](auto out, auto error) { return sorvane_surface_new(mesh, out, error); },
+                      sorvane_surface_free));
 }
