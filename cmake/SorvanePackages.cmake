@@ -87,7 +87,6 @@ endif()
 if(TARGET sorvane_c AND SORVANE_BUILD_PYTHON)
   list(APPEND CPACK_COMPONENTS_ALL python)
   # Not a part of an installation by hand: the interpreter looks there in Debian's prefix only.
-  set(SORVANE_PYTHON "/usr/bin/python3" CACHE STRING "Python that has NumPy, for the package's tests")
   install(CODE "
     set(folder \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/python3/dist-packages\")
     file(MAKE_DIRECTORY \"\${folder}\")
