@@ -70,16 +70,17 @@ for name in taken:
     listed = content.read_text(encoding="utf-8").splitlines()
     (root / "var/lib/dpkg/info" / content.name).write_text("\n".join(listed) + "\n", encoding="utf-8")
     files += [path[1:] for path in listed
-              if not path.startswith(("/usr/share/doc/", "/usr/share/man/", "/usr/share/locale/", "/usr/share/zoneinfo/"))]
-# Links that the alternatives system made, which no package lists, such as those to the linear algebra libraries.
-links = [str(path)[1:] for folder in ("/etc/alternatives", "/usr/lib/x86_64-linux-gnu", "/usr/bin")
-         for path in Path(folder).iterdir() if path.is_symlink()
-         and (folder == "/etc/alternatives" or str(path.readlink()).startswith("/etc/alternatives/"))]
+              if not path.startswith(("/usr/share/doc/", "/usr/share/man/", "/usr/share/locale/", "/usr/share/zoneinfo/"))
+              and "/tests/" not in path]
+# Links that the alternatives system made, which no package lists: those to the linear algebra libraries.
+links = [str(path)[1:] for folder in (Path("/etc/alternatives"), *Path("/usr/lib").glob("*-linux-*"))
+         for path in folder.iterdir() if ".so" in path.name and path.is_symlink()
+         and (folder.name == "alternatives" or str(path.readlink()).startswith("/etc/alternatives/"))]
 chosen = [path for path in dict.fromkeys(files + links)
           if Path("/", path).is_symlink() or (Path("/", path).exists() and not Path("/", path).is_dir())]
 archive = subprocess.Popen(["tar", "-C", "/", "-cf", "-", "--no-recursion", "--null", "-T", "-"],
                            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-extract = subprocess.Popen(["tar", "-C", root, "-xf", "-", "--keep-directory-symlink"], stdin=archive.stdout)
+extract = subprocess.Popen(["tar", "-C", root, "-xf", "-", "--no-same-owner", "--keep-directory-symlink"], stdin=archive.stdout)
 archive.stdin.write("\0".join(chosen).encode())
 archive.stdin.close()
 if archive.wait() or extract.wait():
