@@ -12,12 +12,12 @@ The workers need this package, in the same version. Files are read by the worker
 from __future__ import annotations
 
 import contextlib
-import importlib
 import os
+import queue
 import sys
 import warnings
 from concurrent.futures import ThreadPoolExecutor, as_completed
-from typing import Any, Callable, Generator, Iterable, List, NamedTuple, Optional, Sequence, Tuple, Union
+from typing import Any, Callable, Dict, Generator, Iterable, List, NamedTuple, Optional, Sequence, Tuple, Union
 
 import sorvane
 
@@ -170,6 +170,9 @@ def _client(client: Any) -> Any:
         return None
 
 
+#: Seconds without any news after which it is looked whether somebody still works.
+_PATIENCE = 5.0
+
 #: Number of a job, its result, and what it raised.
 _Answers = Generator[Tuple[int, Any, Optional[BaseException]], None, None]
 
@@ -196,51 +199,73 @@ def _on_cluster(
     order: Sequence[int],
 ) -> _Answers:
     """On the workers of a cluster. Dask does again what was lost with a worker."""
-    distributed: Any = importlib.import_module("distributed")
+    finished: "queue.SimpleQueue[Tuple[int, Any]]" = queue.SimpleQueue()
+    pending: Dict[int, Any] = {}
+    alone = False
 
-    def submit(number: int, priority: int = 0) -> Any:
-        return client.submit(
-            _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=priority
-        )
+    def begin(number: int, priority: int = 0) -> None:
+        with warnings.catch_warnings():
+            # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead,
+            # but then it would be lost with the workers that hold it.
+            warnings.filterwarnings("ignore", message="Large object of size")
+            if not there:
+                there.extend(client.submit(_itself, part, pure=False) for part in shared)
+            future = client.submit(
+                _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=priority
+            )
+        pending[number] = future
+        future.add_done_callback(lambda done: finished.put((number, done)))
 
-    blamed = []
-    with warnings.catch_warnings():
-        # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead, but
-        # then it would be lost with the workers that hold it.
-        warnings.filterwarnings("ignore", message="Large object of size")
-        there = [client.submit(_itself, part, pure=False) for part in shared]
-        numbers = {submit(number, -rank): number for rank, number in enumerate(order)}
+    def begin_again(numbers: Iterable[int]) -> None:
+        client.cancel([pending.pop(number) for number in numbers])
+        there.clear()
+        for number in numbers:
+            begin(number)
+
+    there: List[Any] = []
+    blamed: List[int] = []
     try:
-        completed = distributed.as_completed(numbers, loop=client.loop, with_results=True, raise_errors=False)
-        for future, result in completed:
-            if future.status == "finished":
-                yield numbers[future], result, None
-            elif type(_error_of(future)).__name__ == "KilledWorker":
-                blamed.append(numbers[future])
+        for rank, number in enumerate(order):
+            begin(number, -rank)
+        while pending or blamed:
+            if not pending:
+                # Dask blames a worker's end on all jobs that were waiting there. Alone, a job is to blame itself.
+                alone = True
+                begin(blamed.pop(0))
+            try:
+                number, future = finished.get(timeout=_PATIENCE)
+            except queue.Empty:
+                # When workers end while their results are fetched, jobs may be forgotten that nobody works on.
+                if client.nthreads() and not any(client.processing().values()):
+                    begin_again(list(pending))
+                continue
+            if pending.get(number) is not future:
+                continue  # begun again since
+            try:
+                result, error = future.result(timeout=_PATIENCE), None
+            except Exception as exception:
+                result, error = None, exception
+                if future.status == "finished":  # a large result takes its time
+                    finished.put((number, future))
+                    continue
+                if future.status != "error":  # it was done, and was lost with its worker
+                    begin_again([number])
+                    continue
+            except BaseException as exception:
+                if type(exception).__name__ != "CancelledError":
+                    raise
+                result, error = None, Error("the cluster has given the job up")
+            del pending[number]
+            if type(error).__name__ == "KilledWorker" and not alone:
+                blamed.append(number)
             else:
-                yield numbers[future], None, _error_of(future)
-            future.release()
+                yield number, result, error
     finally:
-        client.cancel([future for future in numbers if not future.done()])
-    # Dask blames a worker's end on all jobs that were waiting there. Alone, a job is to blame itself.
-    for number in blamed:
-        future = submit(number)
-        try:
-            error = future.exception()  # waits
-            yield number, None if error else future.result(), error
-        finally:
-            client.cancel([future])
+        client.cancel(list(pending.values()))
 
 
 def _itself(value: Any) -> Any:
     return value
-
-
-def _error_of(future: Any) -> BaseException:
-    if future.status == "error":
-        error: BaseException = future.exception()
-        return error
-    return Error(f"the cluster gave the job up ({future.status})")
 
 
 def _checked(version: str, function: Callable[..., Any], *job: Any) -> Any:

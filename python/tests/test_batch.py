@@ -22,7 +22,7 @@ def cluster() -> Iterator[Any]:
     """The client of two workers, each a process of its own that is started again when it ends."""
     dask = pytest.importorskip("dask")
     distributed = pytest.importorskip("distributed")
-    with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.worker.daemon": True}):
+    with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.comm.timeouts.connect": "2s"}):
         with distributed.LocalCluster(
             n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None, memory_limit=0, silence_logs=50
         ) as local:
