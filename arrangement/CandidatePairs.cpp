@@ -4,6 +4,7 @@
 
 #include "arrangement/CurveSlabs_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -62,6 +63,7 @@ std::vector<PaddedSpan> SpansOf(const std::vector<Element>& elements)
     std::vector<PaddedSpan> spans;
     spans.reserve(elements.size());
     for (std::size_t e = 0; e < elements.size(); ++e) {
+        Progress::Impl::CheckStep(e);
         const Element& element = elements[e];
         if (!element.active) {
             continue;

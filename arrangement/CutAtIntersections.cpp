@@ -6,6 +6,7 @@
 // and carried out here.
 
 #include "arrangement/CutAtIntersections_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <Velk/Math/Intersect_E.h>
 
@@ -90,6 +91,7 @@ std::vector<Repetition> FindRepetitions(const std::vector<Item>& items, T tolera
     originals.reserve(items.size());
     std::vector<Repetition> repetitions(items.size());
     for (std::size_t i = 0; i < items.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         const int next = static_cast<int>(elements.size());
         const Impl::Element element = Impl::MakeElement(items[i], tolerance);
         if (element.active) { // NaN equals nothing and would not be found again
@@ -163,6 +165,7 @@ std::optional<std::vector<Item>> Pieces(const Impl::CutPlan& plan,
     std::vector<Item> pieces;
     pieces.reserve(pieceCount);
     for (std::size_t i = 0; i < items.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         const auto [from, to] = cutRange(i);
         if (from == to) {
             pieces.push_back(items[i]);

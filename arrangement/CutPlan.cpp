@@ -15,6 +15,7 @@
 #include "mathbase/Buckets_Impl.h"
 #include "mathbase/DisjointSets_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -127,7 +128,9 @@ Visits SortedVisits(const std::vector<PairMeeting>& meetings, const std::vector<
     const std::size_t elementCount = elements.size();
     std::vector<Visit> unsorted;
     unsorted.reserve(2 * meetings.size());
+    Progress::Impl::Steps steps;
     for (const PairMeeting& pair : meetings) {
+        steps.Next();
         const ElementMeeting& meeting = pair.meeting;
         int point = 2 * (meeting.end < 2 ? pair.first : pair.second) + meeting.end % 2;
         if (meeting.end == ElementMeeting::kCrossing) {
@@ -166,6 +169,7 @@ Visits SortedVisits(const std::vector<PairMeeting>& meetings, const std::vector<
 void UniteNeighbors(const std::vector<Element>& elements, const Visits& visits, MetPoints& points)
 {
     for (std::size_t e = 0; e < elements.size(); ++e) {
+        Progress::Impl::CheckStep(e);
         const Element& element = elements[e];
         const int startPoint = 2 * static_cast<int>(e);
         int leader = startPoint;

@@ -4,6 +4,7 @@
 
 #include "mathbase/Buckets_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -284,12 +285,15 @@ Cells Rasterize(const Spans& spans, const Grid& grid)
     std::vector<Entry> entries;
     entries.reserve(2 * spans.size());
     for (std::size_t number = 0; number < spans.size(); ++number) {
+        Progress::Impl::CheckStep(number);
         VisitCells(grid, spans[number], [&](std::size_t cell) {
             entries.push_back({cell, static_cast<int>(number)});
         });
     }
     return Cells(cellCount, [&](const auto& put) {
+        Progress::Impl::Steps steps;
         for (const Entry& entry : entries) {
+            steps.Next();
             put(entry.cell, entry.number);
         }
     });
@@ -304,6 +308,7 @@ SegmentGrid::SegmentGrid(const Spans& spans, int elementCount)
         const Cells cells = Rasterize(spans, grid);
         std::vector<std::size_t> crowded;
         for (std::size_t cell = 0; cell < cells.BucketCount(); ++cell) {
+            Progress::Impl::CheckStep(cell);
             if (cells[cell].size() > kCrowded) {
                 crowded.push_back(cell);
             }
@@ -318,6 +323,7 @@ SegmentGrid::SegmentGrid(const Spans& spans, int elementCount)
         std::vector<int> bucket;
         std::size_t nextCrowded = 0;
         for (std::size_t cell = 0; cell < cells.BucketCount(); ++cell) {
+            Progress::Impl::CheckStep(cell);
             if (nextCrowded < crowded.size() && crowded[nextCrowded] == cell) {
                 Leaves& split = leaves[nextCrowded++];
                 auto from = split.members.begin();
@@ -356,6 +362,7 @@ void SegmentGrid::NumberBucketsByElement(int elementCount)
 {
     buckets_ = {static_cast<std::size_t>(elementCount), [this](const auto& put) {
                     for (std::size_t bucket = 0; bucket + 1 < firstMember_.size(); ++bucket) {
+                        Progress::Impl::CheckStep(bucket);
                         for (int i = firstMember_[bucket]; i < firstMember_[bucket + 1]; ++i) {
                             put(members_[static_cast<std::size_t>(i)], static_cast<int>(bucket));
                         }

@@ -14,6 +14,7 @@
 #include "mathbase/DisjointSets_Impl.h"
 #include "mathbase/PointCells_Impl.h"
 #include "mathbase/Predicates_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 
 #include <Velk/Math/Intersect_E.h>
@@ -88,7 +89,9 @@ std::vector<Edge> DistinctEdges(const std::vector<SegBase<T>>& segments, T toler
 {
     std::vector<Edge> edges;
     edges.reserve(segments.size());
+    Progress::Impl::Steps steps;
     for (const SegBase<T>& segment : segments) {
+        steps.Next();
         const bool isPoint = Vector::Matches(segment.start, segment.end, tolerance);
         if (!isPoint && IsUsable(segment.start) && IsUsable(segment.end)) {
             const int from = nodes.FindOrAdd(segment.start);
@@ -120,6 +123,7 @@ public:
           slot_(2 * edges_.size())
     {
         for (std::size_t node = 0; node < positions_.size(); ++node) {
+            Progress::Impl::CheckStep(node);
             const std::span<int> around = around_[node];
             std::sort(around.begin(), around.end(),
                       [this](int a, int b) { return IsEarlier(a, b); });

@@ -2,6 +2,7 @@
 // hull, if they have one.
 
 #include "bounding/SmallestBall_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <Sorvane/ConvexHull_E.h>
 
@@ -10,22 +11,24 @@ namespace Velk::Math::Sorvane::Bounding {
 template <class T>
 BoundingBall<3, T> BoundingSphereOfPoints(const std::vector<VecBase<3, T>>& points, bool skipHull)
 {
-    if (points.size() > Impl::kManyPoints) {
-        if (const auto sphere = Impl::SmallestBallOfMany(points)) {
-            return *sphere;
+    return Progress::Impl::Stoppable([&]() -> BoundingBall<3, T> {
+        if (points.size() > Impl::kManyPoints) {
+            if (const auto sphere = Impl::SmallestBallOfMany(points)) {
+                return *sphere;
+            }
         }
-    }
-    if (skipHull || points.size() <= 10) {
-        return Impl::SmallestBall(points);
-    }
-    std::vector<VecBase<3, T>> vertices;
-    std::vector<int> triangles;
-    if (!ConvexHull(points, vertices, triangles, false, false)) {
-        return Impl::SmallestBall(points);
-    }
-    BoundingBall<3, T> sphere = Impl::SmallestBall(vertices);
-    Impl::GrowToHold(sphere, points); // the hull may leave out points just outside it
-    return sphere;
+        if (skipHull || points.size() <= 10) {
+            return Impl::SmallestBall(points);
+        }
+        std::vector<VecBase<3, T>> vertices;
+        std::vector<int> triangles;
+        if (!ConvexHull(points, vertices, triangles, false, false)) {
+            return Impl::SmallestBall(points);
+        }
+        BoundingBall<3, T> sphere = Impl::SmallestBall(vertices);
+        Impl::GrowToHold(sphere, points); // the hull may leave out points just outside it
+        return sphere;
+    });
 }
 
 template BoundingBall<3, float> BoundingSphereOfPoints(const std::vector<VecBase<3, float>>&, bool);

@@ -4,6 +4,7 @@
 
 #include "bounding/HullCandidates_Impl.h"
 #include "bounding/QHullMesh_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <Velk/Math/Vector_E.h>
 
@@ -83,34 +84,43 @@ template <class T>
 bool ConvexHull(const std::vector<VecBase<3, T>>& points, std::vector<VecBase<3, T>>& hullPoints,
                 std::vector<int>& indices, bool sortedUnique, bool indicesOnly)
 {
-    // `points` may be one of the outputs, and memory may end anywhere: those change last.
-    const T mergeTolerance = sortedUnique ? T{0} : kLengthFloor<T>;
-    const std::vector<int> candidates =
-        Impl::HullCandidates(points, static_cast<double>(mergeTolerance));
-    std::vector<VecBase<3, T>> distinct = Gather(points, candidates);
-    if (!sortedUnique) {
-        Vector::FilterForUniqueness(distinct, mergeTolerance);
-    }
-
-    std::vector<int> triangles = HullTriangles(distinct);
-    std::vector<VecBase<3, T>> vertices;
-    if (sortedUnique && indicesOnly) {
-        for (int& index : triangles) {
-            index = candidates[index];
-        }
-    } else if (!triangles.empty()) {
-        vertices = Gather(distinct, CompactNodes(triangles, distinct.size()));
-        if (sortedUnique) { // the caller's word, which costs little to check on what is left
-            const std::vector<int> survivorOf =
-                Vector::FilterForUniquenessAndIndex(vertices, kLengthFloor<T>);
-            for (int& index : triangles) {
-                index = survivorOf[index];
+    return Progress::Impl::Stoppable(
+        [&] {
+            // `points` may be one of the outputs, and memory may end anywhere: those change last.
+            const T mergeTolerance = sortedUnique ? T{0} : kLengthFloor<T>;
+            const std::vector<int> candidates =
+                Impl::HullCandidates(points, static_cast<double>(mergeTolerance));
+            std::vector<VecBase<3, T>> distinct = Gather(points, candidates);
+            if (!sortedUnique) {
+                Vector::FilterForUniqueness(distinct, mergeTolerance);
             }
-        }
-    }
-    hullPoints = std::move(vertices);
-    indices = std::move(triangles);
-    return !indices.empty();
+
+            std::vector<int> triangles = HullTriangles(distinct);
+            std::vector<VecBase<3, T>> vertices;
+            if (sortedUnique && indicesOnly) {
+                for (int& index : triangles) {
+                    index = candidates[index];
+                }
+            } else if (!triangles.empty()) {
+                vertices = Gather(distinct, CompactNodes(triangles, distinct.size()));
+                if (sortedUnique) { // the caller's word, which costs little to check on what is
+                                    // left
+                    const std::vector<int> survivorOf =
+                        Vector::FilterForUniquenessAndIndex(vertices, kLengthFloor<T>);
+                    for (int& index : triangles) {
+                        index = survivorOf[index];
+                    }
+                }
+            }
+            hullPoints = std::move(vertices);
+            indices = std::move(triangles);
+            return !indices.empty();
+        },
+        [&] {
+            hullPoints.clear();
+            indices.clear();
+            return false;
+        });
 }
 
 template bool ConvexHull(const std::vector<VecBase<3, float>>&, std::vector<VecBase<3, float>>&,

@@ -7,6 +7,7 @@
 #include "bounding/OrientedBox_Impl.h"
 #include "mathbase/Direction_Impl.h"
 #include "mathbase/Predicates_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <Velk/Math/Matrix_E.h>
 
@@ -555,69 +556,87 @@ bool OrientedBoundingBoxOfHull(const std::vector<VecBase<3, double>>& hullPoints
                                const std::vector<int>& triangles, TransformBase<3>& transform,
                                VecBase<3, double>& size)
 {
-    const auto isIndex = [&](int i) {
-        return i >= 0 && static_cast<std::size_t>(i) < hullPoints.size();
-    };
-    if (triangles.size() < 4 || !std::all_of(triangles.begin(), triangles.end(), isIndex) ||
-        !Impl::AreFinite(hullPoints)) {
-        transform = {};
-        size = {};
-        return false;
-    }
-    const Vec3d first = hullPoints.front();
-    const auto local = Impl::Localized(hullPoints);
-    const std::vector<Vec3d>& points = local.points;
-    const std::size_t count = triangles.size() / 3;
-    const auto meritOf = [&](std::size_t triangle) {
-        Impl::Frame frame;
-        return FrameOnTriangle(points, triangles, triangle, frame)
-                   ? Impl::MeritOf(Impl::BoxAlong(frame, points).Size())
-                   : Impl::kDropped;
-    };
-
-    std::vector<Impl::Merit> bounds(count, Impl::kDropped);
-    if (points.size() * count <= kFewProducts) {
-        for (std::size_t i = 0; i < count; ++i) {
-            bounds[i] = meritOf(i);
-        }
-    } else {
-        // Climbing goes astray on what is no hull, and nearly every triangle would be measured.
-        std::optional<Impl::SupportGraph> graph(std::in_place, points, triangles);
-        std::vector<Vec3d> corners;
-        std::vector<int> facets;
-        if (!ReachesAll(*graph, points, triangles) &&
-            ConvexHull(points, corners, facets, false, false)) {
-            graph.emplace(corners, facets);
-        }
-        Parallel::Impl::ApplyParallelChunks(std::size_t{0}, count, [&](auto from, auto to) {
-            Impl::Frame frame;
-            for (auto i = from; i < to; ++i) {
-                if (FrameOnTriangle(points, triangles, i, frame)) {
-                    bounds[i] = Impl::MeritOf(ReachAlong(*graph, frame));
-                }
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            const auto isIndex = [&](int i) {
+                return i >= 0 && static_cast<std::size_t>(i) < hullPoints.size();
+            };
+            if (triangles.size() < 4 || !std::all_of(triangles.begin(), triangles.end(), isIndex) ||
+                !Impl::AreFinite(hullPoints)) {
+                transform = {};
+                size = {};
+                return false;
             }
+            const Vec3d first = hullPoints.front();
+            const auto local = Impl::Localized(hullPoints);
+            const std::vector<Vec3d>& points = local.points;
+            const std::size_t count = triangles.size() / 3;
+            const auto meritOf = [&](std::size_t triangle) {
+                Impl::Frame frame;
+                return FrameOnTriangle(points, triangles, triangle, frame)
+                           ? Impl::MeritOf(Impl::BoxAlong(frame, points).Size())
+                           : Impl::kDropped;
+            };
+
+            std::vector<Impl::Merit> bounds(count, Impl::kDropped);
+            if (points.size() * count <= kFewProducts) {
+                for (std::size_t i = 0; i < count; ++i) {
+                    bounds[i] = meritOf(i);
+                }
+            } else {
+                // Climbing goes astray on what is no hull, and nearly every triangle would be
+                // measured.
+                std::optional<Impl::SupportGraph> graph(std::in_place, points, triangles);
+                std::vector<Vec3d> corners;
+                std::vector<int> facets;
+                if (!ReachesAll(*graph, points, triangles) &&
+                    ConvexHull(points, corners, facets, false, false)) {
+                    graph.emplace(corners, facets);
+                }
+                Parallel::Impl::ApplyParallelChunks(std::size_t{0}, count, [&](auto from, auto to) {
+                    Impl::Frame frame;
+                    for (auto i = from; i < to; ++i) {
+                        if (FrameOnTriangle(points, triangles, i, frame)) {
+                            bounds[i] = Impl::MeritOf(ReachAlong(*graph, frame));
+                        }
+                    }
+                });
+            }
+            const int best = Impl::BestCandidate(
+                bounds, [&](int triangle) { return meritOf(static_cast<std::size_t>(triangle)); });
+            transform = {};
+            size = {};
+            Impl::Frame frame;
+            if (best < 0 ||
+                !FrameOnTriangle(points, triangles, static_cast<std::size_t>(best), frame)) {
+                return false;
+            }
+            Impl::WriteBox(Impl::BoxAlong(frame, points), first, local, transform, size);
+            return true;
+        },
+        [&] {
+            transform = {};
+            size = {};
+            return false;
         });
-    }
-    const int best = Impl::BestCandidate(
-        bounds, [&](int triangle) { return meritOf(static_cast<std::size_t>(triangle)); });
-    transform = {};
-    size = {};
-    Impl::Frame frame;
-    if (best < 0 || !FrameOnTriangle(points, triangles, static_cast<std::size_t>(best), frame)) {
-        return false;
-    }
-    Impl::WriteBox(Impl::BoxAlong(frame, points), first, local, transform, size);
-    return true;
 }
 
 bool OrientedBoundingBox(const std::vector<VecBase<3, double>>& points, TransformBase<3>& transform,
                          VecBase<3, double>& size)
 {
-    std::vector<Vec3d> hullPoints;
-    std::vector<int> triangles;
-    return Impl::FlatBoxOrHull(points, transform, size, hullPoints, triangles) ||
-           (!triangles.empty() &&
-            OrientedBoundingBoxOfHull(hullPoints, triangles, transform, size));
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            std::vector<Vec3d> hullPoints;
+            std::vector<int> triangles;
+            return Impl::FlatBoxOrHull(points, transform, size, hullPoints, triangles) ||
+                   (!triangles.empty() &&
+                    OrientedBoundingBoxOfHull(hullPoints, triangles, transform, size));
+        },
+        [&] {
+            transform = {};
+            size = {};
+            return false;
+        });
 }
 
 } // namespace Velk::Math::Sorvane::Bounding

@@ -6,6 +6,7 @@
 
 #include "bounding/OrientedBox_Impl.h"
 #include "mathbase/Direction_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <Velk/Math/Matrix_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -315,32 +316,41 @@ Candidate SmallestBox(const std::vector<Vec3d>& points, const std::vector<int>& 
 bool MinimalOrientedBox(const std::vector<VecBase<3, double>>& points, TransformBase<3>& transform,
                         VecBase<3, double>& size)
 {
-    std::vector<Vec3d> hullPoints;
-    std::vector<int> triangles;
-    if (Impl::FlatBoxOrHull(points, transform, size, hullPoints, triangles)) {
-        return true;
-    }
-    if (triangles.empty()) {
-        return false;
-    }
-    const auto local = Impl::Localized(hullPoints);
-    const Candidate best = SmallestBox(local.points, triangles);
-    const bool isFound = best.merit < Impl::kDropped;
-    if (isFound) {
-        Impl::WriteBox(Impl::BoxAlong(best.frame, local.points), hullPoints.front(), local,
-                       transform, size);
-    }
-    // Directions that nearly agree were tried once: the quick box may be less by a rounding.
-    TransformBase<3> quickTransform;
-    Vec3d quickSize;
-    const bool isQuick =
-        OrientedBoundingBoxOfHull(hullPoints, triangles, quickTransform, quickSize);
-    if (isQuick &&
-        !(isFound && Impl::MeritOf(size * local.scale) < Impl::MeritOf(quickSize * local.scale))) {
-        transform = quickTransform;
-        size = quickSize;
-    }
-    return isFound || isQuick;
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            std::vector<Vec3d> hullPoints;
+            std::vector<int> triangles;
+            if (Impl::FlatBoxOrHull(points, transform, size, hullPoints, triangles)) {
+                return true;
+            }
+            if (triangles.empty()) {
+                return false;
+            }
+            const auto local = Impl::Localized(hullPoints);
+            const Candidate best = SmallestBox(local.points, triangles);
+            const bool isFound = best.merit < Impl::kDropped;
+            if (isFound) {
+                Impl::WriteBox(Impl::BoxAlong(best.frame, local.points), hullPoints.front(), local,
+                               transform, size);
+            }
+            // Directions that nearly agree were tried once: the quick box may be less by a
+            // rounding.
+            TransformBase<3> quickTransform;
+            Vec3d quickSize;
+            const bool isQuick =
+                OrientedBoundingBoxOfHull(hullPoints, triangles, quickTransform, quickSize);
+            if (isQuick && !(isFound && Impl::MeritOf(size * local.scale) <
+                                            Impl::MeritOf(quickSize * local.scale))) {
+                transform = quickTransform;
+                size = quickSize;
+            }
+            return isFound || isQuick;
+        },
+        [&] {
+            transform = {};
+            size = {};
+            return false;
+        });
 }
 
 } // namespace Velk::Math::Sorvane::Bounding

@@ -11,6 +11,7 @@
 #include "bounding/OrientedBoxPrism_Impl.h"
 #include "mathbase/Direction_Impl.h"
 #include "mathbase/Predicates_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <Velk/Math/Matrix_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -189,55 +190,58 @@ HullPrismReport<T> MinimalHullPrism(const std::vector<VecBase<3, T>>& hullPoints
                                     const std::vector<int>& triangles, const VecBase<3, T>& origin,
                                     bool based, bool byVolume)
 {
-    HullPrismReport<T> report;
-    if (hullPoints.empty() || !Impl::AreFinite(hullPoints) || !Math::Impl::IsFinite(origin)) {
-        return report;
-    }
-    const auto local = Impl::Localized(hullPoints);
-    const std::vector<Vec3d> directions = Directions(local.points, triangles);
-    const Impl::PrismBody body(local.points);
-
-    std::vector<Merit> bounds(directions.size());
-    const auto measureChunk = [&](std::size_t from, std::size_t to) {
-        for (std::size_t i = from; i < to; ++i) {
-            bounds[i] = MeritOf<T>(body.LowerBound(directions[i]), byVolume);
+    return Progress::Impl::Stoppable([&]() -> HullPrismReport<T> {
+        HullPrismReport<T> report;
+        if (hullPoints.empty() || !Impl::AreFinite(hullPoints) || !Math::Impl::IsFinite(origin)) {
+            return report;
         }
-    };
-    Parallel::Impl::ApplyParallelChunks(std::size_t{0}, directions.size(), measureChunk);
-    const int best = Impl::BestCandidate(bounds, [&](int i) {
-        return MeritOf<T>(body.Measured(directions[static_cast<std::size_t>(i)]), byVolume);
-    });
-    if (best < 0) {
-        return report;
-    }
+        const auto local = Impl::Localized(hullPoints);
+        const std::vector<Vec3d> directions = Directions(local.points, triangles);
+        const Impl::PrismBody body(local.points);
 
-    const Vec3d& axis = directions[static_cast<std::size_t>(best)];
-    const Vec3d start(origin);
-    double low = std::numeric_limits<double>::infinity();
-    double high = -low;
-    for (const VecBase<3, T>& p : hullPoints) {
-        const double z = (Vec3d(p) - start) * axis;
-        low = std::min(low, z);
-        high = std::max(high, z);
-    }
-    // Measured near the points, since far from the origin low and high are known to fewer digits.
-    const auto [localArea, localHeight] = body.Measured(axis);
-    const double area = local.Unscaled(local.Unscaled(localArea));
-    const double height = local.Unscaled(localHeight);
-    report.transform =
-        Transform::BuildRotationTransform(Matrix::Transposed(Matrix::RotationFromZ(axis))) *
-        Transform::BuildTranslationTransform(-start);
-    report.area = static_cast<T>(area);
-    report.volume = static_cast<T>(area * height);
-    report.low = static_cast<T>(low);
-    report.high = static_cast<T>(high);
-    if (based) {
+        std::vector<Merit> bounds(directions.size());
+        const auto measureChunk = [&](std::size_t from, std::size_t to) {
+            for (std::size_t i = from; i < to; ++i) {
+                bounds[i] = MeritOf<T>(body.LowerBound(directions[i]), byVolume);
+            }
+        };
+        Parallel::Impl::ApplyParallelChunks(std::size_t{0}, directions.size(), measureChunk);
+        const int best = Impl::BestCandidate(bounds, [&](int i) {
+            return MeritOf<T>(body.Measured(directions[static_cast<std::size_t>(i)]), byVolume);
+        });
+        if (best < 0) {
+            return report;
+        }
+
+        const Vec3d& axis = directions[static_cast<std::size_t>(best)];
+        const Vec3d start(origin);
+        double low = std::numeric_limits<double>::infinity();
+        double high = -low;
+        for (const VecBase<3, T>& p : hullPoints) {
+            const double z = (Vec3d(p) - start) * axis;
+            low = std::min(low, z);
+            high = std::max(high, z);
+        }
+        // Measured near the points, since far from the origin low and high are known to fewer
+        // digits.
+        const auto [localArea, localHeight] = body.Measured(axis);
+        const double area = local.Unscaled(local.Unscaled(localArea));
+        const double height = local.Unscaled(localHeight);
         report.transform =
-            Transform::BuildTranslationTransform({0.0, 0.0, -low}) * report.transform;
-        report.low = 0;
-        report.high = static_cast<T>(height);
-    }
-    return report;
+            Transform::BuildRotationTransform(Matrix::Transposed(Matrix::RotationFromZ(axis))) *
+            Transform::BuildTranslationTransform(-start);
+        report.area = static_cast<T>(area);
+        report.volume = static_cast<T>(area * height);
+        report.low = static_cast<T>(low);
+        report.high = static_cast<T>(high);
+        if (based) {
+            report.transform =
+                Transform::BuildTranslationTransform({0.0, 0.0, -low}) * report.transform;
+            report.low = 0;
+            report.high = static_cast<T>(height);
+        }
+        return report;
+    });
 }
 
 #define SORVANE_INSTANTIATE(T)                                                                  \

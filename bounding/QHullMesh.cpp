@@ -3,6 +3,7 @@
 #include "bounding/QHullMesh_Impl.h"
 
 #include "mathbase/Predicates_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,6 +17,8 @@ namespace {
 using Math::Impl::AccurateNormal;
 using Math::Impl::Orientation;
 
+/// A node costs from a microsecond to a millisecond.
+constexpr std::size_t kNodesPerCheck = 32;
 constexpr double kInside = -std::numeric_limits<double>::infinity();
 constexpr int kWorkExponent = 10; // the longest edge of the work box is 512 to 1024
 /// Outside sets of so few points are worked off at once.
@@ -220,6 +223,9 @@ void QHullMesh::Grow()
 
 void QHullMesh::GrowAt(int face)
 {
+    if (++grown_ % kNodesPerCheck == 0) {
+        Progress::Impl::Check();
+    }
     if (faces[face].isLive && faces[face].reach > tolerance && !AddNode(face)) {
         DropFarthest(face);
         QueueIfPending(face);
@@ -392,6 +398,7 @@ void QHullMesh::MakeCone(int node)
 void QHullMesh::PlaceOrphans()
 {
     for (const int q : orphans_) {
+        placed_.Next();
         int owner = -1;
         double farthest = kInside;
         for (const int face : newFaces_) {
@@ -483,6 +490,7 @@ bool QHullMesh::AdoptOverlooked()
 {
     std::vector<int> seen;
     for (int face = 0; face < static_cast<int>(faces.size()); ++face) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(face));
         int q = faces[face].isLive ? faces[face].outside : -1;
         if (q < 0) {
             continue;

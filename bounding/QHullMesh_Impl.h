@@ -1,10 +1,12 @@
 // The growing hull in space: triangles with their neighbors, each with the points outside it.
 //
 // Quickhull (C. B. Barber, D. P. Dobkin, H. Huhdanpaa, "The Quickhull Algorithm for Convex Hulls",
-// 1996) whose shape never depends on rounding: which faces a new node sees is decided exactly, so the surface stays closed, oriented and convex for every input, however
-// flat or crowded. Only whether a point is far enough out to become a node is a matter of
-// tolerance.
+// 1996) whose shape never depends on rounding: which faces a new node sees is decided exactly, so
+// the surface stays closed, oriented and convex for every input, however flat or crowded. Only
+// whether a point is far enough out to become a node is a matter of tolerance.
 #pragma once
+
+#include "mathbase/Progress_Impl.h"
 
 #include <Velk/Math/VecBase_E.h>
 
@@ -107,7 +109,9 @@ private:
     std::vector<int> visible_;
     std::vector<HorizonEdge> horizon_;
     std::vector<int> newFaces_;
-    std::vector<int> coneAt_; // for a node of the horizon: its edge that starts there
+    std::vector<int> coneAt_;      // for a node of the horizon: its edge that starts there
+    std::size_t grown_ = 0;        // faces that were to get a node
+    Progress::Impl::Steps placed_; // points that were to get a face
     std::vector<int> orphans_;
 };
 

@@ -16,8 +16,17 @@
 #define SORVANE_H
 
 #include "sorvane_c/bounding.h"
+#include "sorvane_c/chains.h"
 #include "sorvane_c/core.h"
+#include "sorvane_c/distances.h"
+#include "sorvane_c/features.h"
+#include "sorvane_c/imprint.h"
+#include "sorvane_c/lists.h"
+#include "sorvane_c/machining.h"
 #include "sorvane_c/mesh.h"
+#include "sorvane_c/regions.h"
+#include "sorvane_c/sections.h"
+#include "sorvane_c/solids.h"
 #include "sorvane_c/tessellation.h"
 
 #endif

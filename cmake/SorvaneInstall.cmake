@@ -33,3 +33,8 @@ file(RELATIVE_PATH SORVANE_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/"
 configure_file(cmake/sorvane.pc.in "${CMAKE_CURRENT_BINARY_DIR}/sorvane.pc" @ONLY)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/sorvane.pc"
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+if(TARGET sorvane_c)
+  configure_file(cmake/sorvane_c.pc.in "${CMAKE_CURRENT_BINARY_DIR}/sorvane_c.pc" @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/sorvane_c.pc"
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()

@@ -4,8 +4,11 @@
 #include <Sorvane/IndexedMesh_E.h>
 #include <Sorvane/MeshFiles_E.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
+
+using Part = Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>;
 
 /// False, and said why, when `result` is no success.
 inline bool Tell(const Velk::Math::Sorvane::MeshUtils::MeshFileResult& result,
@@ -19,8 +22,7 @@ inline bool Tell(const Velk::Math::Sorvane::MeshUtils::MeshFileResult& result,
 
 /// A mesh file of any form as a welded mesh: corners within `tolerance` on every axis are one
 /// point. False, and said why, when it can't be read.
-inline bool ReadWeldedPart(Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>& part,
-                           const std::filesystem::path& path, double tolerance)
+inline bool ReadWeldedPart(Part& part, const std::filesystem::path& path, double tolerance)
 {
     if (!Tell(Velk::Math::Sorvane::MeshUtils::ReadMesh(part, path), path)) {
         return false;
@@ -28,3 +30,11 @@ inline bool ReadWeldedPart(Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, doubl
     Velk::Math::Sorvane::Mesh::FilterForUniqueness(part, tolerance);
     return true;
 }
+
+/// Writes a part in the form of the extension. False, and said why, when it can't be written.
+inline bool WritePart(const Part& part, const std::filesystem::path& path)
+{
+    return Tell(Velk::Math::Sorvane::MeshUtils::WriteMesh(part, path), path);
+}
+
+inline std::size_t TriangleCount(const Part& part) { return part.indices.size() / 3; }

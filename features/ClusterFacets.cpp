@@ -9,6 +9,7 @@
 #include "halfedge/FaceComponents_Impl.h"
 #include "mathbase/Buckets_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -95,28 +96,31 @@ bool IsLarger(const FacetCluster& a, const FacetCluster& b)
 std::vector<FacetCluster> ClusterFacets(const std::vector<std::array<VecBase<3, double>, 3>>& soup,
                                         double normalTolerance, double weld)
 {
-    std::vector<Vec3d> directions = Mesh::Normals(soup);
-    const std::vector<int> directionOf =
-        Vector::FilterForUniquenessAndIndex(directions, normalTolerance);
-    const auto byDirection = Math::Impl::NumbersInBuckets(
-        directions.size(), soup.size(), [&](std::size_t i) { return directionOf[i]; });
+    return Progress::Impl::Stoppable([&]() -> std::vector<FacetCluster> {
+        std::vector<Vec3d> directions = Mesh::Normals(soup);
+        const std::vector<int> directionOf =
+            Vector::FilterForUniquenessAndIndex(directions, normalTolerance);
+        const auto byDirection = Math::Impl::NumbersInBuckets(
+            directions.size(), soup.size(), [&](std::size_t i) { return directionOf[i]; });
 
-    std::vector<Lists> components(directions.size());
-    Parallel::Impl::ApplyParallel(std::size_t{0}, directions.size(), [&](std::size_t direction) {
-        components[direction] = ComponentsOf(soup, byDirection[direction], weld != 0);
-    });
-    std::vector<std::vector<int>*> lists;
-    for (Lists& ofDirection : components) {
-        for (std::vector<int>& component : ofDirection) {
-            lists.push_back(&component);
+        std::vector<Lists> components(directions.size());
+        Parallel::Impl::ApplyParallel(
+            std::size_t{0}, directions.size(), [&](std::size_t direction) {
+                components[direction] = ComponentsOf(soup, byDirection[direction], weld != 0);
+            });
+        std::vector<std::vector<int>*> lists;
+        for (Lists& ofDirection : components) {
+            for (std::vector<int>& component : ofDirection) {
+                lists.push_back(&component);
+            }
         }
-    }
-    std::vector<FacetCluster> clusters(lists.size());
-    Parallel::Impl::ApplyParallel(std::size_t{0}, lists.size(), [&](std::size_t i) {
-        clusters[i] = Measured(soup, std::move(*lists[i]));
+        std::vector<FacetCluster> clusters(lists.size());
+        Parallel::Impl::ApplyParallel(std::size_t{0}, lists.size(), [&](std::size_t i) {
+            clusters[i] = Measured(soup, std::move(*lists[i]));
+        });
+        Parallel::Impl::ParallelSort(clusters.begin(), clusters.end(), IsLarger);
+        return clusters;
     });
-    Parallel::Impl::ParallelSort(clusters.begin(), clusters.end(), IsLarger);
-    return clusters;
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

@@ -14,6 +14,7 @@
 #include "features/CreaseGraph_Impl.h"
 #include "features/SoundTriples_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 
 #include <algorithm>
@@ -157,28 +158,34 @@ void AddUpCircles(std::vector<MeshArc>& arcs)
 std::vector<MeshArc> DetectArcs(const Mesh::IndexedPointsBase<3, double>& mesh, double creaseAngle,
                                 double tolerance, double fraction)
 {
-    if (Mesh::IsEmpty(mesh)) {
-        return {};
-    }
-    const Impl::SoundTriples sound(mesh);
-    std::vector<std::pair<int, int>> edges = DetectSharpEdges(sound.Mesh(), creaseAngle, true);
-    const std::vector<std::pair<int, int>> boundary = Mesh::BoundaryEdges(sound.Mesh());
-    edges.insert(edges.end(), boundary.begin(), boundary.end());
+    return Progress::Impl::Stoppable([&]() -> std::vector<MeshArc> {
+        if (Mesh::IsEmpty(mesh)) {
+            return {};
+        }
+        const Impl::SoundTriples sound(mesh);
+        std::vector<std::pair<int, int>> edges = DetectSharpEdges(sound.Mesh(), creaseAngle, true);
+        const std::vector<std::pair<int, int>> boundary = Mesh::BoundaryEdges(sound.Mesh());
+        edges.insert(edges.end(), boundary.begin(), boundary.end());
 
-    const std::vector<Points> chains = Impl::CreaseGraph(sound.Mesh(), edges).Chains(kFewPoints);
-    const double largestRadius = LargestRadius(mesh.points);
-    std::vector<MeshArc> arcs(chains.size());
-    Parallel::Impl::ApplyParallel(std::size_t{0}, chains.size(), [&](std::size_t i) {
-        arcs[i] = FittedArc(chains[i], tolerance, largestRadius);
-    });
-    std::erase_if(arcs, [](const MeshArc& arc) { return !(arc.radius > kLengthFloor<double>); });
+        Progress::Impl::Check(0.4);
+        const std::vector<Points> chains =
+            Impl::CreaseGraph(sound.Mesh(), edges).Chains(kFewPoints);
+        Progress::Impl::Check(0.6);
+        const double largestRadius = LargestRadius(mesh.points);
+        std::vector<MeshArc> arcs(chains.size());
+        Parallel::Impl::ApplyParallel(std::size_t{0}, chains.size(), [&](std::size_t i) {
+            arcs[i] = FittedArc(chains[i], tolerance, largestRadius);
+        });
+        std::erase_if(arcs,
+                      [](const MeshArc& arc) { return !(arc.radius > kLengthFloor<double>); });
 
-    SortArcs(arcs);
-    AddUpCircles(arcs);
-    std::erase_if(arcs, [&](const MeshArc& arc) {
-        return !(arc.length >= fraction * kTwoPi<double> * arc.radius);
+        SortArcs(arcs);
+        AddUpCircles(arcs);
+        std::erase_if(arcs, [&](const MeshArc& arc) {
+            return !(arc.length >= fraction * kTwoPi<double> * arc.radius);
+        });
+        return arcs;
     });
-    return arcs;
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

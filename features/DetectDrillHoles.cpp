@@ -8,6 +8,7 @@
 #include "features/HoleWalls_Impl.h"
 #include "features/SoundTriples_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -146,30 +147,40 @@ std::vector<MeshHole> DetectDrillHoles(const Mesh::IndexedPointsBase<3, double>&
                                        double creaseAngle, double tolerance, double fraction,
                                        double axisTolerance)
 {
-    const std::vector<MeshArc> arcs = DetectArcs(mesh, creaseAngle, tolerance, fraction);
-    if (arcs.empty()) {
-        return {};
-    }
-    const Impl::SoundTriples sound(mesh);
-    const WallSurface surface(sound.Mesh());
-    const Impl::ArcAxes axes(arcs);
-    std::vector<int> partners(arcs.size(), -1);
-    Parallel::Impl::ApplyParallel(0, static_cast<int>(arcs.size()), [&](int i) {
-        partners[static_cast<std::size_t>(i)] = PartnerOf(axes, surface, arcs, i, axisTolerance);
-    });
-
-    std::vector<MeshHole> holes;
-    for (std::size_t i = 0; i < arcs.size(); ++i) {
-        if (partners[i] < 0) {
-            continue;
+    return Progress::Impl::Stoppable([&]() -> std::vector<MeshHole> {
+        const std::vector<MeshArc> arcs = [&] {
+            const Progress::Impl::PhaseOfCall phase(0, 0.5);
+            return DetectArcs(mesh, creaseAngle, tolerance, fraction);
+        }();
+        if (arcs.empty()) {
+            return {};
         }
-        const MeshArc& first = arcs[i];
-        const MeshArc& second = arcs[static_cast<std::size_t>(partners[i])];
-        const bool isFirstOnTop = first.center.z() >= second.center.z();
-        holes.push_back({isFirstOnTop ? first : second, isFirstOnTop ? second : first,
-                         Length(first.center - second.center)});
-    }
-    return holes;
+        const Impl::SoundTriples sound(mesh);
+        const WallSurface surface(sound.Mesh());
+        const Impl::ArcAxes axes(arcs);
+        std::vector<int> partners(arcs.size(), -1);
+        Progress::Impl::Check(0.7);
+        const Progress::Impl::Phase phase(0.7, 1);
+        Progress::Impl::Share share(arcs.size());
+        Parallel::Impl::ApplyParallel(0, static_cast<int>(arcs.size()), [&](int i) {
+            partners[static_cast<std::size_t>(i)] =
+                PartnerOf(axes, surface, arcs, i, axisTolerance);
+            share.Done();
+        });
+
+        std::vector<MeshHole> holes;
+        for (std::size_t i = 0; i < arcs.size(); ++i) {
+            if (partners[i] < 0) {
+                continue;
+            }
+            const MeshArc& first = arcs[i];
+            const MeshArc& second = arcs[static_cast<std::size_t>(partners[i])];
+            const bool isFirstOnTop = first.center.z() >= second.center.z();
+            holes.push_back({isFirstOnTop ? first : second, isFirstOnTop ? second : first,
+                             Length(first.center - second.center)});
+        }
+        return holes;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

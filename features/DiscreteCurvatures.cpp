@@ -10,6 +10,7 @@
 
 #include "features/RingTriangle_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 
@@ -153,24 +154,26 @@ DiscreteCurvatures DiscreteCurvaturesAtBoundaryNode(const VecBase<3, double>& no
 std::vector<DiscreteCurvatures>
 DiscreteCurvaturesAtNodes(const Mesh::IndexedPointsBase<3, double>& mesh, double tolerance)
 {
-    if (Mesh::IsEmpty(mesh)) {
-        return {};
-    }
-    RingMesh rings;
-    rings.LoadIndexedPoints(mesh);
-    std::vector<DiscreteCurvatures> curvatures(mesh.points.size());
-    Parallel::Impl::ApplyParallelChunks(0, rings.NodeCount(), [&](int from, int to) {
-        std::vector<Vec3d> ring;
-        for (int node = from; node < to; ++node) {
-            const bool isClosed = rings.RingOfNode(node, ring);
-            if (ring.size() >= 3) {
-                curvatures[static_cast<std::size_t>(node)] =
-                    CurvaturesOfRing(rings.Nodes()[static_cast<std::size_t>(node)].position, ring,
-                                     isClosed, tolerance);
-            }
+    return Progress::Impl::Stoppable([&]() -> std::vector<DiscreteCurvatures> {
+        if (Mesh::IsEmpty(mesh)) {
+            return {};
         }
+        RingMesh rings;
+        rings.LoadIndexedPoints(mesh);
+        std::vector<DiscreteCurvatures> curvatures(mesh.points.size());
+        Parallel::Impl::ApplyParallelChunks(0, rings.NodeCount(), [&](int from, int to) {
+            std::vector<Vec3d> ring;
+            for (int node = from; node < to; ++node) {
+                const bool isClosed = rings.RingOfNode(node, ring);
+                if (ring.size() >= 3) {
+                    curvatures[static_cast<std::size_t>(node)] =
+                        CurvaturesOfRing(rings.Nodes()[static_cast<std::size_t>(node)].position,
+                                         ring, isClosed, tolerance);
+                }
+            }
+        });
+        return curvatures;
     });
-    return curvatures;
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

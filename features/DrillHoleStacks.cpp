@@ -13,6 +13,7 @@
 #include "features/HoleWalls_Impl.h"
 #include "features/SoundTriples_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -521,30 +522,35 @@ std::vector<DrillHoleStack> DrillHoleStacks(const Mesh::IndexedPointsBase<3, dou
                                             double creaseAngle, double tolerance, double fraction,
                                             double axisTolerance)
 {
-    const Circles circles{DetectArcs(mesh, creaseAngle, tolerance, fraction), creaseAngle,
-                          tolerance, fraction, axisTolerance};
-    if (circles.arcs.empty()) {
-        return {};
-    }
-    const Impl::SoundTriples sound(mesh);
-    const WallSurface surface(sound.Mesh());
-    const StackLinks links(circles, surface);
+    return Progress::Impl::Stoppable([&]() -> std::vector<DrillHoleStack> {
+        const Circles circles{DetectArcs(mesh, creaseAngle, tolerance, fraction), creaseAngle,
+                              tolerance, fraction, axisTolerance};
+        if (circles.arcs.empty()) {
+            return {};
+        }
+        const Impl::SoundTriples sound(mesh);
+        const WallSurface surface(sound.Mesh());
+        const StackLinks links(circles, surface);
 
-    std::vector<DrillHoleStack> stacks;
-    std::vector<bool> isDone(circles.arcs.size());
-    for (int i = 0; i < static_cast<int>(circles.arcs.size()); ++i) {
-        if (isDone[static_cast<std::size_t>(i)] || links.Next(i).empty()) {
-            continue;
+        std::vector<DrillHoleStack> stacks;
+        std::vector<bool> isDone(circles.arcs.size());
+        const Progress::Impl::Phase phase(0.7, 1);
+        for (int i = 0; i < static_cast<int>(circles.arcs.size()); ++i) {
+            Progress::Impl::Check(static_cast<double>(i) /
+                                  static_cast<double>(circles.arcs.size()));
+            if (isDone[static_cast<std::size_t>(i)] || links.Next(i).empty()) {
+                continue;
+            }
+            const std::vector<int> path = PathFrom(links, PathFrom(links, i).back());
+            for (const int arc : path) {
+                isDone[static_cast<std::size_t>(arc)] = true;
+            }
+            if (const auto stack = StackOf(circles, surface, links, path)) {
+                stacks.push_back(*stack);
+            }
         }
-        const std::vector<int> path = PathFrom(links, PathFrom(links, i).back());
-        for (const int arc : path) {
-            isDone[static_cast<std::size_t>(arc)] = true;
-        }
-        if (const auto stack = StackOf(circles, surface, links, path)) {
-            stacks.push_back(*stack);
-        }
-    }
-    return stacks;
+        return stacks;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

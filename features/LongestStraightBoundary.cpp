@@ -12,6 +12,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "features/SoundTriples_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 #include "mathbase/Values_Impl.h"
 
@@ -213,30 +214,32 @@ std::array<VecBase<3, double>, 2>
 LongestStraightBoundary(const std::vector<std::array<VecBase<3, double>, 3>>& soup,
                         double tolerance)
 {
-    if (std::isnan(tolerance)) {
-        return {};
-    }
-    const auto mesh = Mesh::IndexedPointsFromSoup(soup, tolerance != 0, kJoined);
-    const Impl::SoundTriples sound(mesh);
-    const std::vector<int>& indices = sound.Mesh().indices;
-    std::vector<Segment> segments;
-    for (const int place : Mesh::BoundaryEdgeIndices(sound.Mesh())) {
-        const int next = place % 3 == 2 ? place - 2 : place + 1;
-        const auto pointAt = [&](int i) {
-            return mesh.points[static_cast<std::size_t>(indices[static_cast<std::size_t>(i)])];
-        };
-        const Segment edge{pointAt(place), pointAt(next)};
-        if (Math::Impl::IsFinite(edge[0]) && Math::Impl::IsFinite(edge[1])) {
-            segments.push_back(edge);
+    return Progress::Impl::Stoppable([&]() -> std::array<VecBase<3, double>, 2> {
+        if (std::isnan(tolerance)) {
+            return {};
         }
-    }
+        const auto mesh = Mesh::IndexedPointsFromSoup(soup, tolerance != 0, kJoined);
+        const Impl::SoundTriples sound(mesh);
+        const std::vector<int>& indices = sound.Mesh().indices;
+        std::vector<Segment> segments;
+        for (const int place : Mesh::BoundaryEdgeIndices(sound.Mesh())) {
+            const int next = place % 3 == 2 ? place - 2 : place + 1;
+            const auto pointAt = [&](int i) {
+                return mesh.points[static_cast<std::size_t>(indices[static_cast<std::size_t>(i)])];
+            };
+            const Segment edge{pointAt(place), pointAt(next)};
+            if (Math::Impl::IsFinite(edge[0]) && Math::Impl::IsFinite(edge[1])) {
+                segments.push_back(edge);
+            }
+        }
 
-    Segment longest{};
-    double length = -1;
-    for (const Line& line : Vector::LineSegmentsToPolyPointStream(segments, kJoined)) {
-        KeepLongestOf(line, kToleranceFactor * tolerance, longest, length);
-    }
-    return longest;
+        Segment longest{};
+        double length = -1;
+        for (const Line& line : Vector::LineSegmentsToPolyPointStream(segments, kJoined)) {
+            KeepLongestOf(line, kToleranceFactor * tolerance, longest, length);
+        }
+        return longest;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

@@ -5,6 +5,7 @@
 
 #include "foundation/EdgeUses_Impl.h"
 #include "mathbase/DisjointSets_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <cstddef>
 
@@ -73,13 +74,15 @@ template <int D, class T>
 std::vector<std::vector<int>> ConnectedComponents(const IndexedPointsBase<D, T>& mesh,
                                                   Connection connection)
 {
-    DisjointSets sets(mesh.indices.size() / 3);
-    if (connection == Connection::SharedEdge) {
-        JoinAcrossEdges(mesh.indices, sets);
-    } else {
-        JoinAcrossPoints(mesh.indices, mesh.points.size(), sets);
-    }
-    return Lists(sets);
+    return Progress::Impl::Stoppable([&]() -> std::vector<std::vector<int>> {
+        DisjointSets sets(mesh.indices.size() / 3);
+        if (connection == Connection::SharedEdge) {
+            JoinAcrossEdges(mesh.indices, sets);
+        } else {
+            JoinAcrossPoints(mesh.indices, mesh.points.size(), sets);
+        }
+        return Lists(sets);
+    });
 }
 
 // clang-format off

@@ -4,6 +4,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -77,34 +78,38 @@ template <int D, class T>
 IndexedPointsBase<D, T> IndexedPointsFromSoup(const TriangleSoup<D, T>& soup, bool unique,
                                               T tolerance)
 {
-    IndexedPointsBase<D, T> mesh;
-    mesh.points.reserve(3 * soup.size());
-    for (const Triangle<D, T>& triangle : soup) {
-        mesh.points.insert(mesh.points.end(), triangle.begin(), triangle.end());
-    }
-    if (unique) {
-        mesh.indices = Vector::FilterForUniquenessAndIndex(mesh.points, tolerance);
-    } else {
-        mesh.indices.resize(mesh.points.size());
-        std::iota(mesh.indices.begin(), mesh.indices.end(), 0);
-    }
-    return mesh;
+    return Progress::Impl::Stoppable([&]() -> IndexedPointsBase<D, T> {
+        IndexedPointsBase<D, T> mesh;
+        mesh.points.reserve(3 * soup.size());
+        for (const Triangle<D, T>& triangle : soup) {
+            mesh.points.insert(mesh.points.end(), triangle.begin(), triangle.end());
+        }
+        if (unique) {
+            mesh.indices = Vector::FilterForUniquenessAndIndex(mesh.points, tolerance);
+        } else {
+            mesh.indices.resize(mesh.points.size());
+            std::iota(mesh.indices.begin(), mesh.indices.end(), 0);
+        }
+        return mesh;
+    });
 }
 
 template <int D, class T>
 TriangleSoup<D, T> SoupFromIndexedPoints(const IndexedPointsBase<D, T>& mesh)
 {
-    TriangleSoup<D, T> soup;
-    if (IsEmpty(mesh)) {
+    return Progress::Impl::Stoppable([&]() -> TriangleSoup<D, T> {
+        TriangleSoup<D, T> soup;
+        if (IsEmpty(mesh)) {
+            return soup;
+        }
+        soup.reserve(mesh.indices.size() / 3);
+        for (std::size_t corner = 0; corner < mesh.indices.size(); corner += 3) {
+            soup.push_back({mesh.points[static_cast<std::size_t>(mesh.indices[corner])],
+                            mesh.points[static_cast<std::size_t>(mesh.indices[corner + 1])],
+                            mesh.points[static_cast<std::size_t>(mesh.indices[corner + 2])]});
+        }
         return soup;
-    }
-    soup.reserve(mesh.indices.size() / 3);
-    for (std::size_t corner = 0; corner < mesh.indices.size(); corner += 3) {
-        soup.push_back({mesh.points[static_cast<std::size_t>(mesh.indices[corner])],
-                        mesh.points[static_cast<std::size_t>(mesh.indices[corner + 1])],
-                        mesh.points[static_cast<std::size_t>(mesh.indices[corner + 2])]});
-    }
-    return soup;
+    });
 }
 
 template <int D, class T>
@@ -134,18 +139,21 @@ TriangleSoup<D, T> SoupFromIndexedPoints(const IndexedPointsBase<D, T>& mesh,
 template <int D, class T>
 void FilterForUniqueness(IndexedPointsBase<D, T>& mesh, T tolerance)
 {
-    if (IsEmpty(mesh)) {
-        mesh.points.clear();
-        mesh.indices.clear();
-        return;
-    }
-    // The weld of all corners, as by way of a soup, for the price of the distinct ones.
-    UsedPoints<D, T> used = PointsInOrderOfUse(mesh, tolerance);
-    const std::vector<int> survivor = Vector::FilterForUniquenessAndIndex(used.points, tolerance);
-    for (std::size_t corner = 0; corner < mesh.indices.size(); ++corner) {
-        mesh.indices[corner] = survivor[static_cast<std::size_t>(used.numberOfCorner[corner])];
-    }
-    mesh.points = std::move(used.points);
+    Progress::Impl::Stoppable([&] {
+        if (IsEmpty(mesh)) {
+            mesh.points.clear();
+            mesh.indices.clear();
+            return;
+        }
+        // The weld of all corners, as by way of a soup, for the price of the distinct ones.
+        UsedPoints<D, T> used = PointsInOrderOfUse(mesh, tolerance);
+        const std::vector<int> survivor =
+            Vector::FilterForUniquenessAndIndex(used.points, tolerance);
+        for (std::size_t corner = 0; corner < mesh.indices.size(); ++corner) {
+            mesh.indices[corner] = survivor[static_cast<std::size_t>(used.numberOfCorner[corner])];
+        }
+        mesh.points = std::move(used.points);
+    });
 }
 
 template <int D, class T>

@@ -4,6 +4,7 @@
 
 #include "foundation/EdgeUses_Impl.h"
 #include "mathbase/Buckets_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/RadixSort_Impl.h"
 
 #include <algorithm>
@@ -33,6 +34,7 @@ std::vector<std::set<int>> Rings(const std::vector<int>& indices, std::size_t no
     std::vector<std::set<int>> rings(nodeCount);
     std::vector<int> ring;
     for (std::size_t node = 0; node < nodeCount; ++node) {
+        Progress::Impl::CheckStep(node);
         ring.clear();
         for (const std::array<int, 2>& pair : companions[node]) {
             ring.insert(ring.end(), pair.begin(), pair.end());
@@ -49,6 +51,7 @@ std::vector<std::vector<int>> Facets(const std::vector<int>& indices, std::size_
         nodeCount, indices.size(), [&](std::size_t corner) { return indices[corner]; });
     std::vector<std::vector<int>> facets(nodeCount);
     for (std::size_t node = 0; node < nodeCount; ++node) {
+        Progress::Impl::CheckStep(node);
         facets[node].reserve(corners[node].size());
         for (const int corner : corners[node]) {
             facets[node].push_back(corner / 3);

@@ -5,6 +5,7 @@
 
 #include "imprint/ImprintableMeshCut_Impl.h"
 #include "imprint/ImprintableMeshTrace_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 
 #include <Velk/Math/Intersect_E.h>
@@ -39,6 +40,7 @@ ImprintableMesh<Tag>::ImprintableMesh(const std::vector<Vec3d>& points,
     const auto edgeRoom = static_cast<std::size_t>(kGrowth * static_cast<double>(indices.size()));
     this->Reserve(nodeRoom, std::max(2 * nodeRoom, edgeRoom), indices.size());
     for (const Vec3d& point : points) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(this->NodeCount()));
         this->AddNode(ImprintNode(point));
     }
     AddTriples(indices, tags);
@@ -59,6 +61,7 @@ void ImprintableMesh<Tag>::AddTriples(const std::vector<int>& indices, const std
 {
     std::vector<int> corners(3);
     for (std::size_t t = 0; t < indices.size() / 3; ++t) {
+        Progress::Impl::CheckStep(t, indices.size() / 3);
         std::copy_n(indices.begin() + static_cast<std::ptrdiff_t>(3 * t), 3, corners.begin());
         const int facet = AddTriple(corners);
         if (facet < 0) {
@@ -281,6 +284,7 @@ std::vector<MeshLocation> ImprintableMesh<Tag>::LocatePath(const std::vector<Vec
     std::vector<MeshLocation> locations;
     locations.reserve(path.size());
     for (std::size_t i = 0; i < path.size(); ++i) {
+        Progress::Impl::Check();
         Vec3d point = path[i];
         locations.push_back(Locate(point, tolerance_, static_cast<int>(i)));
     }

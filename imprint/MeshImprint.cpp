@@ -3,6 +3,7 @@
 #include <Sorvane/MeshImprint_E.h>
 
 #include "imprint/MeshImprint_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <cmath>
 #include <cstddef>
@@ -193,8 +194,7 @@ void Painting::PaintMarked()
 
 MeshImprint::MeshImprint(const IndexedPointsBase<3, double>& mesh,
                          const std::vector<unsigned char>& tags, double tolerance)
-    : mesh_(std::make_unique<Imprintable>(mesh.points, mesh.indices, tags, tolerance)),
-      tolerance_(tolerance)
+    : mesh_(Impl::TakenIn(mesh, tags, tolerance)), tolerance_(tolerance)
 {
 }
 
@@ -207,41 +207,62 @@ MeshImprint::~MeshImprint() = default;
 
 bool MeshImprint::ImprintPath(std::vector<VecBase<3, double>>& path, bool closed, bool collect)
 {
-    return Impl::ImprintPath(*mesh_, path, closed, collect);
+    return Progress::Impl::Stoppable(
+        [&]() -> bool { return Impl::ImprintPath(*mesh_, path, closed, collect); },
+        [&] { return false; });
 }
 
 bool MeshImprint::PaintInsideOutside()
 {
-    Painting painting(*mesh_);
-    painting.ClearLooseEnds();
-    painting.Unpaint();
-    painting.FloodFromSeed();
-    const bool changes = painting.ChangesAcrossEveryImprint();
-    painting.PaintMarked();
-    return changes;
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            Painting painting(*mesh_);
+            painting.ClearLooseEnds();
+            painting.Unpaint();
+            painting.FloodFromSeed();
+            const bool changes = painting.ChangesAcrossEveryImprint();
+            painting.PaintMarked();
+            return changes;
+        },
+        [&] { return false; });
 }
 
 bool MeshImprint::Export(IndexedPointsBase<3, double>& mesh,
                          std::vector<unsigned char>& flags) const
 {
-    Impl::ExportFacets(*mesh_, mesh, flags);
-    return true;
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            Impl::ExportFacets(*mesh_, mesh, flags);
+            return true;
+        },
+        [&] {
+            mesh = {};
+            flags.clear();
+            return false;
+        });
 }
 
 bool MeshImprint::Export(IndexedPointsBase<3, double>& mesh, bool inner) const
 {
-    std::vector<unsigned char> flags;
-    Impl::ExportFacets(*mesh_, mesh, flags);
-    const unsigned char wanted = inner ? 0 : 1;
-    std::size_t kept = 0;
-    for (std::size_t t = 0; t < flags.size(); ++t) {
-        for (std::size_t k = 0; k < 3 && flags[t] == wanted; ++k) {
-            mesh.indices[kept++] = mesh.indices[3 * t + k];
-        }
-    }
-    mesh.indices.resize(kept);
-    FilterForUniqueness(mesh, kLengthFloor<double>);
-    return mesh.indices.size() >= 3;
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            std::vector<unsigned char> flags;
+            Impl::ExportFacets(*mesh_, mesh, flags);
+            const unsigned char wanted = inner ? 0 : 1;
+            std::size_t kept = 0;
+            for (std::size_t t = 0; t < flags.size(); ++t) {
+                for (std::size_t k = 0; k < 3 && flags[t] == wanted; ++k) {
+                    mesh.indices[kept++] = mesh.indices[3 * t + k];
+                }
+            }
+            mesh.indices.resize(kept);
+            FilterForUniqueness(mesh, kLengthFloor<double>);
+            return mesh.indices.size() >= 3;
+        },
+        [&] {
+            mesh = {};
+            return false;
+        });
 }
 
 } // namespace Velk::Math::Sorvane::Mesh

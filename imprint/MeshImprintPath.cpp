@@ -42,6 +42,7 @@ std::vector<MeshLocation> NodesOfPath(ImprintableMesh<Tag>& mesh, std::vector<Me
         }
     }
     for (std::size_t i = 0; i < places.size(); ++i) {
+        Progress::Impl::Check(0.1 * static_cast<double>(i) / static_cast<double>(places.size()));
         mesh.SplitAtLocation(places[i]);
         if (places[i].IsLocated()) {
             path[i] = places[i].point;
@@ -113,6 +114,7 @@ std::vector<MeshLocation> TracedPointByPoint(ImprintableMesh<Tag>& mesh,
         traced.push_back(to);
     };
     for (std::size_t i = 0; i < places.size(); ++i) {
+        Progress::Impl::Check(0.8 * static_cast<double>(i) / static_cast<double>(places.size()));
         if (!mesh.SplitFacetAtLocation(places[i])) {
             mesh.SplitAtLocation(places[i]);
         }
@@ -263,6 +265,7 @@ bool ImprintPath(ImprintableMesh<Tag>& mesh, std::vector<Vec3d>& path, bool clos
     const double shortest = mesh.Tolerance() * kCollapseFraction;
     NodeReplacements replaced;
     for (int round = 1; round <= kRepairRounds; ++round) {
+        Progress::Impl::Check(0.8);
         mesh.CollapseShortEdges(shortest, replaced);
         FollowReplacements(mesh, replaced, traced);
         if (round == kRepairRounds || !MendPath(mesh, traced)) {

@@ -2,12 +2,28 @@
 #pragma once
 
 #include "imprint/ImprintableMesh_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <Sorvane/IndexedMesh_E.h>
 
+#include <memory>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
+
+/// The mesh, taken in by an imprint or a tracer; one without points when that is stopped.
+template <class Tag>
+std::unique_ptr<ImprintableMesh<Tag>> TakenIn(const IndexedPointsBase<3, double>& mesh,
+                                              const std::vector<Tag>& tags, double tolerance)
+{
+    using Taken = ImprintableMesh<Tag>;
+    return Progress::Impl::Stoppable(
+        [&] { return std::make_unique<Taken>(mesh.points, mesh.indices, tags, tolerance); },
+        [&] {
+            return std::make_unique<Taken>(std::vector<Vec3d>(), std::vector<int>(),
+                                           std::vector<Tag>(), tolerance);
+        });
+}
 
 /// `MeshImprint::ImprintPath` on a mesh of either kind.
 template <class Tag>

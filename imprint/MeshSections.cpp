@@ -7,6 +7,7 @@
 #include "mathbase/Buckets_Impl.h"
 #include "mathbase/Direction_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 
 #include <algorithm>
@@ -179,29 +180,36 @@ std::vector<MeshSection> SectionsOf(const IndexedPointsBase<3, T>& mesh, const V
                                     const std::vector<double>& heights,
                                     const SectionOptions& options)
 {
-    std::vector<MeshSection> sections = EmptySections(normal, heights);
-    const Stack stack(heights, options);
-    if (IsEmpty(mesh) || !IsNormal(normal) || stack.Size() == 0) {
-        return sections;
-    }
-    std::vector<Vec3d> turned;
-    std::span<const Vec3d> inFrame;
-    if constexpr (std::is_same_v<T, double>) {
-        if (FrameOf(normal) == TransformBase<3>()) {
-            inFrame = mesh.points;
-        }
-    }
-    if (inFrame.empty()) {
-        turned = PointsInFrame(mesh.points, normal);
-        inFrame = turned;
-    }
-    const std::vector<int> levels = LevelsOf(mesh.points, inFrame, stack);
-    const auto cuts = TrianglesOfPlanes(mesh.indices, levels, stack.Size());
-    Parallel::Impl::ApplyParallel(std::size_t{0}, stack.Size(), [&](std::size_t number) {
-        Impl::LinkSection(inFrame, mesh.indices, cuts[number], stack[number],
-                          sections[stack.Place(number)]);
-    });
-    return sections;
+    return Progress::Impl::Stoppable(
+        [&]() -> std::vector<MeshSection> {
+            std::vector<MeshSection> sections = EmptySections(normal, heights);
+            const Stack stack(heights, options);
+            if (IsEmpty(mesh) || !IsNormal(normal) || stack.Size() == 0) {
+                return sections;
+            }
+            std::vector<Vec3d> turned;
+            std::span<const Vec3d> inFrame;
+            if constexpr (std::is_same_v<T, double>) {
+                if (FrameOf(normal) == TransformBase<3>()) {
+                    inFrame = mesh.points;
+                }
+            }
+            if (inFrame.empty()) {
+                turned = PointsInFrame(mesh.points, normal);
+                inFrame = turned;
+            }
+            const std::vector<int> levels = LevelsOf(mesh.points, inFrame, stack);
+            const auto cuts = TrianglesOfPlanes(mesh.indices, levels, stack.Size());
+            const Progress::Impl::Phase phase(0.5, 1);
+            Progress::Impl::Share share(stack.Size());
+            Parallel::Impl::ApplyParallel(std::size_t{0}, stack.Size(), [&](std::size_t number) {
+                share.Done();
+                Impl::LinkSection(inFrame, mesh.indices, cuts[number], stack[number],
+                                  sections[stack.Place(number)]);
+            });
+            return sections;
+        },
+        [&] { return EmptySections(normal, heights); });
 }
 
 } // namespace
@@ -258,25 +266,35 @@ constexpr std::size_t kFan = 16;
 PlaneSlicer::PlaneSlicer(const IndexedPointsBase<3, double>& mesh, const Vec3d& normal)
     : normal_(normal)
 {
-    if (!IsEmpty(mesh) && IsNormal(normal)) {
-        points_ = PointsInFrame(mesh.points, normal);
-        indices_ = mesh.indices;
-    }
-    Prepare(mesh.points);
+    Prepare(mesh, normal);
 }
 
 PlaneSlicer::PlaneSlicer(const IndexedPointsBase<3, float>& mesh, const Vec3d& normal)
     : normal_(normal)
 {
-    if (!IsEmpty(mesh) && IsNormal(normal)) {
-        points_ = PointsInFrame(mesh.points, normal);
-        indices_ = mesh.indices;
-    }
-    Prepare(mesh.points);
+    Prepare(mesh, normal);
 }
 
 template <class T>
-void PlaneSlicer::Prepare(const std::vector<VecBase<3, T>>& points)
+void PlaneSlicer::Prepare(const IndexedPointsBase<3, T>& mesh, const Vec3d& normal)
+{
+    if (IsEmpty(mesh) || !IsNormal(normal)) {
+        Sort(mesh.points);
+        return;
+    }
+    Progress::Impl::Stoppable(
+        [&] {
+            points_ = PointsInFrame(mesh.points, normal);
+            indices_ = mesh.indices;
+            Sort(mesh.points);
+        },
+        [&] { // the slicer of an empty mesh
+            *this = PlaneSlicer(IndexedPointsBase<3, T>(), normal);
+        });
+}
+
+template <class T>
+void PlaneSlicer::Sort(const std::vector<VecBase<3, T>>& points)
 {
     const auto heightOf = [&](std::size_t place) {
         return points_[static_cast<std::size_t>(indices_[place])].z();
@@ -379,14 +397,20 @@ MeshSection PlaneSlicer::Section(double height, const SectionOptions& options) c
 std::vector<MeshSection> PlaneSlicer::Sections(const std::vector<double>& heights,
                                                const SectionOptions& options) const
 {
-    std::vector<MeshSection> sections = EmptySections(normal_, heights);
-    Parallel::Impl::ApplyParallel(std::size_t{0}, heights.size(), [&](std::size_t i) {
-        if (Math::Impl::IsFinite(heights[i])) {
-            Impl::LinkSection(points_, indices_, TrianglesAt(heights[i], options),
-                              SectionPlane(heights[i], options), sections[i]);
-        }
-    });
-    return sections;
+    return Progress::Impl::Stoppable(
+        [&]() -> std::vector<MeshSection> {
+            std::vector<MeshSection> sections = EmptySections(normal_, heights);
+            Progress::Impl::Share share(heights.size());
+            Parallel::Impl::ApplyParallel(std::size_t{0}, heights.size(), [&](std::size_t i) {
+                share.Done();
+                if (Math::Impl::IsFinite(heights[i])) {
+                    Impl::LinkSection(points_, indices_, TrianglesAt(heights[i], options),
+                                      SectionPlane(heights[i], options), sections[i]);
+                }
+            });
+            return sections;
+        },
+        [&] { return EmptySections(normal_, heights); });
 }
 
 } // namespace Velk::Math::Sorvane::Mesh

@@ -7,6 +7,7 @@
 
 #include "imprint/TriangleSlicer_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 
 #include <Sorvane/TriangleTree_E.h>
@@ -150,6 +151,7 @@ std::vector<Meeting> Meetings(const TriangleSoup<3, double>& soup,
     std::vector<Meeting> meetings;
     Tree::QOFTriangleTree<3, double> tree;
     for (std::size_t i = 0; i < cutter.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         if (Cuts(cutter[i])) {
             tree.AddTriangle(cutter[i][0], cutter[i][1], cutter[i][2], static_cast<int>(i));
         }
@@ -168,6 +170,7 @@ std::vector<Meeting> Meetings(const TriangleSoup<3, double>& soup,
     std::size_t portion = kMost / kFewest;
     for (std::size_t first = 0; first < soup.size();) {
         const std::size_t last = std::min(first + portion, soup.size());
+        Progress::Impl::Check(static_cast<double>(first) / static_cast<double>(soup.size()));
         candidates.assign(last - first, {});
         Parallel::Impl::ApplyParallelChunks(first, last, [&](std::size_t from, std::size_t to) {
             for (std::size_t i = from; i < to; ++i) {

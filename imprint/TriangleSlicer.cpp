@@ -15,6 +15,7 @@
 #include "arrangement/SegmentChains_Impl.h"
 #include "imprint/TriangleSlicer_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 
 #include <Sorvane/Tessellation_E.h>
@@ -741,88 +742,104 @@ TriangleSlicer::HalfspaceTriangles TriangleSlicer::SliceTriangles(const Vec3d& n
                                                                   bool curvesOnly,
                                                                   double tolerance) const
 {
-    const double e = AtLeastZero(tolerance);
-    const CutPlane plane(normal, point, box_);
-    HalfspaceTriangles half;
-    half.normal = normal;
-    half.origin = plane.Origin();
-    if (!plane.IsValid()) {
-        return half;
-    }
-    const std::vector<Class> classes = Classify(soup_, plane, e);
-    const auto count = [&](Class sought) {
-        return static_cast<std::size_t>(std::count(classes.begin(), classes.end(), sought));
-    };
-    const std::size_t below = count(Class::Below) + count(Class::BelowAtPlane);
-    Triangles* const pieces = curvesOnly ? nullptr : &half.triangles;
-    if (pieces != nullptr) {
-        pieces->reserve(below + 2 * count(Class::Meets));
-        for (std::size_t i = 0; i < classes.size(); ++i) {
-            if (classes[i] == Class::Below || classes[i] == Class::BelowAtPlane) {
-                pieces->push_back(soup_[i]);
+    return Progress::Impl::Stoppable(
+        [&]() -> HalfspaceTriangles {
+            const double e = AtLeastZero(tolerance);
+            const CutPlane plane(normal, point, box_);
+            HalfspaceTriangles half;
+            half.normal = normal;
+            half.origin = plane.Origin();
+            if (!plane.IsValid()) {
+                return half;
             }
-        }
-    }
-    std::vector<Chord> chords;
-    bool isAnythingKept = below > 0;
-    for (std::size_t i = 0; i < classes.size(); ++i) {
-        const SoupTriangle& triangle = soup_[i];
-        if (classes[i] == Class::Meets) {
-            const bool isKept = ClipTriangle(triangle, Heights(plane, triangle, e), pieces, chords);
-            isAnythingKept = isAnythingKept || isKept;
-        } else if (classes[i] == Class::BelowAtPlane) {
-            AppendChords(KeptPartOf(triangle, Heights(plane, triangle, e)), chords);
-        }
-    }
-    const PlaneFrame frame(plane.Normal(), plane.Origin());
-    const std::vector<Chord> remaining = Remaining(std::move(chords), isAnythingKept);
-    for (const Curve& curve : LinkOpen(LinkExactly(remaining), frame, e)) {
-        half.sections.push_back(SectionOf(curve, plane, frame));
-    }
-    return half;
+            const std::vector<Class> classes = Classify(soup_, plane, e);
+            const auto count = [&](Class sought) {
+                return static_cast<std::size_t>(std::count(classes.begin(), classes.end(), sought));
+            };
+            const std::size_t below = count(Class::Below) + count(Class::BelowAtPlane);
+            Triangles* const pieces = curvesOnly ? nullptr : &half.triangles;
+            if (pieces != nullptr) {
+                pieces->reserve(below + 2 * count(Class::Meets));
+                for (std::size_t i = 0; i < classes.size(); ++i) {
+                    Progress::Impl::CheckStep(i);
+                    if (classes[i] == Class::Below || classes[i] == Class::BelowAtPlane) {
+                        pieces->push_back(soup_[i]);
+                    }
+                }
+            }
+            std::vector<Chord> chords;
+            bool isAnythingKept = below > 0;
+            for (std::size_t i = 0; i < classes.size(); ++i) {
+                Progress::Impl::CheckStep(i);
+                const SoupTriangle& triangle = soup_[i];
+                if (classes[i] == Class::Meets) {
+                    const bool isKept =
+                        ClipTriangle(triangle, Heights(plane, triangle, e), pieces, chords);
+                    isAnythingKept = isAnythingKept || isKept;
+                } else if (classes[i] == Class::BelowAtPlane) {
+                    AppendChords(KeptPartOf(triangle, Heights(plane, triangle, e)), chords);
+                }
+            }
+            const PlaneFrame frame(plane.Normal(), plane.Origin());
+            const std::vector<Chord> remaining = Remaining(std::move(chords), isAnythingKept);
+            for (const Curve& curve : LinkOpen(LinkExactly(remaining), frame, e)) {
+                half.sections.push_back(SectionOf(curve, plane, frame));
+            }
+            return half;
+        },
+        [&] {
+            HalfspaceTriangles none;
+            none.normal = normal;
+            none.origin = CutPlane(normal, point, box_).Origin();
+            return none;
+        });
 }
 
 TriangleSlicer::Segments TriangleSlicer::SegmentsAtIntersection(const Vec3d& normal,
                                                                 const Vec3d& point) const
 {
-    constexpr double kTolerance = kLengthFloor<double>;
-    Segments segments;
-    const CutPlane plane(normal, point, box_);
-    if (!plane.IsValid()) {
+    return Progress::Impl::Stoppable([&]() -> Segments {
+        constexpr double kTolerance = kLengthFloor<double>;
+        Segments segments;
+        const CutPlane plane(normal, point, box_);
+        if (!plane.IsValid()) {
+            return segments;
+        }
+        const std::vector<Class> classes = Classify(soup_, plane, kTolerance);
+        std::vector<Chord> chords;
+        for (std::size_t i = 0; i < classes.size(); ++i) {
+            if (classes[i] == Class::Meets) {
+                ClipTriangle(soup_[i], Heights(plane, soup_[i], kTolerance), nullptr, chords);
+            }
+        }
+        for (const Chord& chord : chords) {
+            const std::array<Vec3d, 2> segment{Rounded(chord.start), Rounded(chord.end)};
+            if (!(segment[0] == segment[1])) {
+                segments.push_back(segment);
+            }
+        }
         return segments;
-    }
-    const std::vector<Class> classes = Classify(soup_, plane, kTolerance);
-    std::vector<Chord> chords;
-    for (std::size_t i = 0; i < classes.size(); ++i) {
-        if (classes[i] == Class::Meets) {
-            ClipTriangle(soup_[i], Heights(plane, soup_[i], kTolerance), nullptr, chords);
-        }
-    }
-    for (const Chord& chord : chords) {
-        const std::array<Vec3d, 2> segment{Rounded(chord.start), Rounded(chord.end)};
-        if (!(segment[0] == segment[1])) {
-            segments.push_back(segment);
-        }
-    }
-    return segments;
+    });
 }
 
 IndexedPointsBase<3, double> CapOfSections(const TriangleSlicer::HalfspaceTriangles& half)
 {
-    std::vector<const std::vector<Vec3d>*> outlines;
-    for (const Section& section : half.sections) {
-        if (!Math::Impl::AreUsable(section.outline)) {
+    return Progress::Impl::Stoppable([&]() -> IndexedPointsBase<3, double> {
+        std::vector<const std::vector<Vec3d>*> outlines;
+        for (const Section& section : half.sections) {
+            if (!Math::Impl::AreUsable(section.outline)) {
+                return {};
+            }
+            outlines.push_back(&section.outline);
+        }
+        if (outlines.empty() || !Math::Impl::IsFinite(half.normal) ||
+            !Math::Impl::IsUsable(half.origin)) {
             return {};
         }
-        outlines.push_back(&section.outline);
-    }
-    if (outlines.empty() || !Math::Impl::IsFinite(half.normal) ||
-        !Math::Impl::IsUsable(half.origin)) {
-        return {};
-    }
-    IndexedPointsBase<3, double> lid = Filled(outlines, PlaneFrame(half.normal, half.origin));
-    AppendSlivers(outlines, lid);
-    return lid;
+        IndexedPointsBase<3, double> lid = Filled(outlines, PlaneFrame(half.normal, half.origin));
+        AppendSlivers(outlines, lid);
+        return lid;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::Mesh

@@ -12,6 +12,7 @@
 #include "imprint/TriangleMeetings_Impl.h"
 #include "imprint/TriangleSlicer_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "triangulation/ConstrainedDelaunay_Impl.h"
 
 #include <Velk/Math/Geometry_E.h>
@@ -469,6 +470,7 @@ void AppendPieces(const Triangles& soup, const MeetingsByTriangle& meetings,
     };
     std::size_t next = 0; // in `cut`
     for (std::size_t i = 0; i < soup.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         const bool isCut = next < cut.size() && cut[next] == static_cast<int>(i);
         Pieces* const own = isCut ? &piecesOf[next] : nullptr;
         next += isCut ? 1 : 0;
@@ -525,75 +527,94 @@ TriangleSlicer::Curves CurvesOf(const Arrangement& arrangement)
     return Vector::LineSegmentsToPolyPointStream(segments, 0.0); // ends are equal to the bit
 }
 
+/// What the meetings of triangles take of an operation.
+template <class Work>
+auto InFirstHalf(const Work& work)
+{
+    const Progress::Impl::Phase phase(0, 0.5);
+    return work();
+}
+
 } // namespace
 
 // --- the slicer ---------------------------------------------------------------------------------
 
 TriangleSlicer::CutTriangles TriangleSlicer::SliceTriangles(const Triangles& cutter) const
 {
-    const std::vector<Meeting> meetings = Impl::MeetingsOf(soup_, cutter);
-    MeetingsByTriangle ofSoup(soup_.size());
-    MeetingsByTriangle ofCutter(cutter.size());
-    for (std::size_t i = 0; i < meetings.size(); ++i) {
-        ofSoup.Add(meetings[i].first, static_cast<int>(i));
-        ofCutter.Add(meetings[i].second, static_cast<int>(i));
-    }
-    std::vector<Vec3d> corners;
-    AppendCorners(soup_, ofSoup.Cut(), corners);
-    AppendCorners(cutter, ofCutter.Cut(), corners);
-    const Arrangement arrangement = Arrange(meetings, corners);
-    CutTriangles cut;
-    AppendPieces(soup_, ofSoup, arrangement, cut.first, &cut.uncut);
-    AppendPieces(cutter, ofCutter, arrangement, cut.second, nullptr);
-    cut.curves = CurvesOf(arrangement);
-    return cut;
+    return Progress::Impl::Stoppable([&]() -> CutTriangles {
+        const std::vector<Meeting> meetings =
+            InFirstHalf([&] { return Impl::MeetingsOf(soup_, cutter); });
+        MeetingsByTriangle ofSoup(soup_.size());
+        MeetingsByTriangle ofCutter(cutter.size());
+        for (std::size_t i = 0; i < meetings.size(); ++i) {
+            ofSoup.Add(meetings[i].first, static_cast<int>(i));
+            ofCutter.Add(meetings[i].second, static_cast<int>(i));
+        }
+        std::vector<Vec3d> corners;
+        AppendCorners(soup_, ofSoup.Cut(), corners);
+        AppendCorners(cutter, ofCutter.Cut(), corners);
+        const Arrangement arrangement = Arrange(meetings, corners);
+        CutTriangles cut;
+        AppendPieces(soup_, ofSoup, arrangement, cut.first, &cut.uncut);
+        AppendPieces(cutter, ofCutter, arrangement, cut.second, nullptr);
+        cut.curves = CurvesOf(arrangement);
+        return cut;
+    });
 }
 
 TriangleSlicer::CutTriangles TriangleSlicer::SelfIntersections() const
 {
-    const std::vector<Meeting> meetings = Impl::MeetingsWithin(soup_);
-    MeetingsByTriangle ofSoup(soup_.size());
-    for (std::size_t i = 0; i < meetings.size(); ++i) {
-        ofSoup.Add(meetings[i].first, static_cast<int>(i));
-        ofSoup.Add(meetings[i].second, static_cast<int>(i));
-    }
-    std::vector<Vec3d> corners;
-    AppendCorners(soup_, ofSoup.Cut(), corners);
-    const Arrangement arrangement = Arrange(meetings, corners);
-    CutTriangles cut;
-    AppendPieces(soup_, ofSoup, arrangement, cut.first, &cut.uncut);
-    cut.curves = CurvesOf(arrangement);
-    return cut;
+    return Progress::Impl::Stoppable([&]() -> CutTriangles {
+        const std::vector<Meeting> meetings =
+            InFirstHalf([&] { return Impl::MeetingsWithin(soup_); });
+        MeetingsByTriangle ofSoup(soup_.size());
+        for (std::size_t i = 0; i < meetings.size(); ++i) {
+            ofSoup.Add(meetings[i].first, static_cast<int>(i));
+            ofSoup.Add(meetings[i].second, static_cast<int>(i));
+        }
+        std::vector<Vec3d> corners;
+        AppendCorners(soup_, ofSoup.Cut(), corners);
+        const Arrangement arrangement = Arrange(meetings, corners);
+        CutTriangles cut;
+        AppendPieces(soup_, ofSoup, arrangement, cut.first, &cut.uncut);
+        cut.curves = CurvesOf(arrangement);
+        return cut;
+    });
 }
 
 TriangleSlicer::Segments TriangleSlicer::SegmentsAtIntersection(const Triangles& cutter) const
 {
-    Segments segments;
-    for (const Meeting& meeting : Impl::MeetingsOf(soup_, cutter)) {
-        segments.push_back(meeting.segment);
-    }
-    return segments;
+    return Progress::Impl::Stoppable([&]() -> Segments {
+        Segments segments;
+        for (const Meeting& meeting : Impl::MeetingsOf(soup_, cutter)) {
+            segments.push_back(meeting.segment);
+        }
+        return segments;
+    });
 }
 
 TriangleSlicer::Segments TriangleSlicer::SegmentsAtSelfIntersection() const
 {
-    const std::vector<Meeting> meetings = Impl::MeetingsWithin(soup_);
-    // By triangle: those with a lower one first, which come in the order of the lower ones.
-    std::vector<std::pair<int, int>> byTriangle; // triangle, meeting
-    for (int pass = 0; pass < 2; ++pass) {
-        for (std::size_t i = 0; i < meetings.size(); ++i) {
-            byTriangle.emplace_back(pass == 0 ? meetings[i].second : meetings[i].first,
-                                    static_cast<int>(i));
+    return Progress::Impl::Stoppable([&]() -> Segments {
+        const std::vector<Meeting> meetings =
+            InFirstHalf([&] { return Impl::MeetingsWithin(soup_); });
+        // By triangle: those with a lower one first, which come in the order of the lower ones.
+        std::vector<std::pair<int, int>> byTriangle; // triangle, meeting
+        for (int pass = 0; pass < 2; ++pass) {
+            for (std::size_t i = 0; i < meetings.size(); ++i) {
+                byTriangle.emplace_back(pass == 0 ? meetings[i].second : meetings[i].first,
+                                        static_cast<int>(i));
+            }
         }
-    }
-    std::stable_sort(byTriangle.begin(), byTriangle.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
-    Segments segments;
-    segments.reserve(byTriangle.size());
-    for (const auto& [triangle, meeting] : byTriangle) {
-        segments.push_back(meetings[static_cast<std::size_t>(meeting)].segment);
-    }
-    return segments;
+        std::stable_sort(byTriangle.begin(), byTriangle.end(),
+                         [](const auto& a, const auto& b) { return a.first < b.first; });
+        Segments segments;
+        segments.reserve(byTriangle.size());
+        for (const auto& [triangle, meeting] : byTriangle) {
+            segments.push_back(meetings[static_cast<std::size_t>(meeting)].segment);
+        }
+        return segments;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::Mesh

@@ -10,6 +10,7 @@
 
 #include "machining/ProfileContact_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "trees/BoxHierarchy_Impl.h"
 #include "triangulation/CurveOrder_Impl.h"
@@ -191,11 +192,17 @@ struct ContactSurface::State {
     Hierarchy boxes;
     double slack = 0; // what bounds may be off by, for a surface of this size
 
+    /// Of a soup, and of an indexed mesh.
+    static std::unique_ptr<const State> Of(const std::vector<VecBase<3, double>>& soup);
+    static std::unique_ptr<const State> Of(const std::vector<VecBase<3, double>>& points,
+                                           const std::vector<int>& triples);
+
     State(const std::vector<Corners>& triangles, const std::vector<int>& numbers)
     {
         std::vector<Box> boxOf;
         boxOf.reserve(triangles.size());
         for (const Corners& corner : triangles) {
+            Progress::Impl::CheckStep(boxOf.size());
             boxOf.push_back(BoxOf(corner));
         }
         boxes = Hierarchy(boxOf, Tree::Impl::HierarchyCut::Area);
@@ -205,6 +212,7 @@ struct ContactSurface::State {
         slack = kRounding * Math::Impl::LargestMagnitude(boxes.Whole().max - boxes.Whole().min);
         facets.reserve(triangles.size());
         for (const std::int32_t place : boxes.Order()) {
+            Progress::Impl::CheckStep(facets.size());
             const auto i = static_cast<std::size_t>(place);
             facets.push_back({triangles[i], numbers[i]});
         }
@@ -302,6 +310,7 @@ bool RunBatch(const std::vector<Vec2d>& positions, const Tree::ProgressCallback&
     const auto batch = HalfEdge::Impl::PlacesAlongCurve<std::uint32_t>(usable);
     for (std::size_t first = 0; first < batch.size(); first += kPositionsPerReport) {
         const std::size_t last = std::min(first + kPositionsPerReport, batch.size());
+        Progress::Impl::Check(static_cast<double>(first) / static_cast<double>(batch.size()));
         Parallel::Impl::ApplyParallelChunks(first, last, [&](std::size_t from, std::size_t to) {
             std::size_t guess = std::numeric_limits<std::size_t>::max();
             for (std::size_t i = from; i < to; ++i) {
@@ -324,20 +333,36 @@ ContactSurface::~ContactSurface() = default;
 
 ContactSurface::ContactSurface(const std::vector<VecBase<3, double>>& soup)
 {
+    const auto prepare = [&] { state_ = State::Of(soup); };
+    Progress::Impl::Stoppable(prepare);
+}
+
+ContactSurface::ContactSurface(const std::vector<VecBase<3, double>>& points,
+                               const std::vector<int>& triples)
+{
+    const auto prepare = [&] { state_ = State::Of(points, triples); };
+    Progress::Impl::Stoppable(prepare);
+}
+
+std::unique_ptr<const ContactSurface::State>
+ContactSurface::State::Of(const std::vector<VecBase<3, double>>& soup)
+{
     std::vector<Corners> triangles;
     std::vector<int> numbers;
     if (soup.size() % 3 == 0) {
         triangles.reserve(soup.size() / 3);
         numbers.reserve(soup.size() / 3);
         for (std::size_t i = 0; i < soup.size(); i += 3) {
+            Progress::Impl::CheckStep(i / 3);
             AddUsable({soup[i], soup[i + 1], soup[i + 2]}, i / 3, triangles, numbers);
         }
     }
-    state_ = std::make_unique<const State>(triangles, numbers);
+    return std::make_unique<const State>(triangles, numbers);
 }
 
-ContactSurface::ContactSurface(const std::vector<VecBase<3, double>>& points,
-                               const std::vector<int>& triples)
+std::unique_ptr<const ContactSurface::State>
+ContactSurface::State::Of(const std::vector<VecBase<3, double>>& points,
+                          const std::vector<int>& triples)
 {
     std::vector<Corners> triangles;
     std::vector<int> numbers;
@@ -347,6 +372,7 @@ ContactSurface::ContactSurface(const std::vector<VecBase<3, double>>& points,
         return number >= 0 && static_cast<std::size_t>(number) < points.size();
     };
     for (std::size_t i = 0; i + 2 < triples.size(); i += 3) {
+        Progress::Impl::CheckStep(i / 3);
         if (isPoint(triples[i]) && isPoint(triples[i + 1]) && isPoint(triples[i + 2])) {
             AddUsable({points[static_cast<std::size_t>(triples[i])],
                        points[static_cast<std::size_t>(triples[i + 1])],
@@ -354,7 +380,7 @@ ContactSurface::ContactSurface(const std::vector<VecBase<3, double>>& points,
                       i / 3, triangles, numbers);
         }
     }
-    state_ = std::make_unique<const State>(triangles, numbers);
+    return std::make_unique<const State>(triangles, numbers);
 }
 
 std::size_t ContactSurface::TriangleCount() const { return state_ ? state_->facets.size() : 0; }
@@ -363,38 +389,43 @@ SurfaceDrops ContactSurface::DropAtPoints(const ConvexToolContact& tool,
                                           const std::vector<VecBase<2, double>>& positions,
                                           const Tree::ProgressCallback& progress) const
 {
-    SurfaceDrops drops;
-    drops.heights.assign(positions.size(), kNothing);
-    drops.triangles.assign(positions.size(), -1);
-    if (!state_) {
-        return drops;
-    }
-    const PreparedTool prepared(tool.Profile(), state_->slack);
-    const bool isDone = RunBatch(positions, progress, [&](std::size_t number, std::size_t& guess) {
-        ContactReport report;
-        report.position = positions[number];
-        state_->Drop(prepared, guess, report);
-        drops.heights[number] = report.height;
-        drops.triangles[number] = report.triangle;
+    return Progress::Impl::Stoppable([&]() -> SurfaceDrops {
+        SurfaceDrops drops;
+        drops.heights.assign(positions.size(), kNothing);
+        drops.triangles.assign(positions.size(), -1);
+        if (!state_) {
+            return drops;
+        }
+        const PreparedTool prepared(tool.Profile(), state_->slack);
+        const bool isDone =
+            RunBatch(positions, progress, [&](std::size_t number, std::size_t& guess) {
+                ContactReport report;
+                report.position = positions[number];
+                state_->Drop(prepared, guess, report);
+                drops.heights[number] = report.height;
+                drops.triangles[number] = report.triangle;
+            });
+        return isDone ? drops : SurfaceDrops{};
     });
-    return isDone ? drops : SurfaceDrops{};
 }
 
 SurfaceDrops ContactSurface::DropOnRaster(const ConvexToolContact& tool, const DropRaster& raster,
                                           const Tree::ProgressCallback& progress) const
 {
-    std::vector<Vec2d> positions;
-    if (raster.columns > 0 && raster.rows > 0) {
-        positions.reserve(static_cast<std::size_t>(raster.columns) *
-                          static_cast<std::size_t>(raster.rows));
-        for (int row = 0; row < raster.rows; ++row) {
-            for (int column = 0; column < raster.columns; ++column) {
-                positions.push_back(raster.origin +
-                                    Vec2d{column * raster.step.x(), row * raster.step.y()});
+    return Progress::Impl::Stoppable([&]() -> SurfaceDrops {
+        std::vector<Vec2d> positions;
+        if (raster.columns > 0 && raster.rows > 0) {
+            positions.reserve(static_cast<std::size_t>(raster.columns) *
+                              static_cast<std::size_t>(raster.rows));
+            for (int row = 0; row < raster.rows; ++row) {
+                for (int column = 0; column < raster.columns; ++column) {
+                    positions.push_back(raster.origin +
+                                        Vec2d{column * raster.step.x(), row * raster.step.y()});
+                }
             }
         }
-    }
-    return DropAtPoints(tool, positions, progress);
+        return DropAtPoints(tool, positions, progress);
+    });
 }
 
 std::vector<GougeReport>
@@ -402,21 +433,23 @@ ContactSurface::FindGouges(const std::vector<ToolPart>& parts,
                            const std::vector<VecBase<3, double>>& positions, double allowance,
                            const Tree::ProgressCallback& progress) const
 {
-    std::vector<GougeReport> gouges(positions.size());
-    if (!state_) {
-        return gouges;
-    }
-    const std::vector<PreparedPart> prepared = PreparedParts(parts, state_->slack);
-    const double allowed = std::isnan(allowance) ? 0.0 : allowance;
-    std::vector<Vec2d> inPlan;
-    inPlan.reserve(positions.size());
-    for (const Vec3d& position : positions) {
-        inPlan.push_back({position.x(), position.y()});
-    }
-    const bool isDone = RunBatch(inPlan, progress, [&](std::size_t number, std::size_t&) {
-        gouges[number] = state_->Gouge(prepared, positions[number], allowed);
+    return Progress::Impl::Stoppable([&]() -> std::vector<GougeReport> {
+        std::vector<GougeReport> gouges(positions.size());
+        if (!state_) {
+            return gouges;
+        }
+        const std::vector<PreparedPart> prepared = PreparedParts(parts, state_->slack);
+        const double allowed = std::isnan(allowance) ? 0.0 : allowance;
+        std::vector<Vec2d> inPlan;
+        inPlan.reserve(positions.size());
+        for (const Vec3d& position : positions) {
+            inPlan.push_back({position.x(), position.y()});
+        }
+        const bool isDone = RunBatch(inPlan, progress, [&](std::size_t number, std::size_t&) {
+            gouges[number] = state_->Gouge(prepared, positions[number], allowed);
+        });
+        return isDone ? gouges : std::vector<GougeReport>{};
     });
-    return isDone ? gouges : std::vector<GougeReport>{};
 }
 
 } // namespace Velk::Math::Sorvane::Mill

@@ -9,6 +9,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/DisjointSets_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "planar/MinkowskiProfiles_Impl.h"
 
@@ -163,37 +164,48 @@ bool OuterOffsetRegions(const std::vector<VecBase<2, double>>& tool,
                         std::vector<std::vector<VecBase<2, double>>>& toolRegions,
                         std::vector<std::vector<VecBase<2, double>>>& holderRegions)
 {
-    // Into results of their own: an input may be an element of an output.
-    Outlines ofTool;
-    Outlines ofHolder;
-    if (!AreFiniteOutlines({tool, holder, target}) || !AreFiniteOutlines(obstacles)) {
-        toolRegions.clear();
-        holderRegions.clear();
-        return false;
-    }
-    const Outline touching = Planar::OuterOffsetLoop(tool, target, kTolerance);
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            // Into results of their own: an input may be an element of an output.
+            Outlines ofTool;
+            Outlines ofHolder;
+            if (!AreFiniteOutlines({tool, holder, target}) || !AreFiniteOutlines(obstacles)) {
+                toolRegions.clear();
+                holderRegions.clear();
+                return false;
+            }
+            const Outline touching = Planar::OuterOffsetLoop(tool, target, kTolerance);
 
-    // What limits the tool beside the target. The loop of tool and target is not among it: the
-    // outer boundary of both together is parted below.
-    Segments limits;
-    for (const Outline& obstacle : obstacles) {
-        Append(Vector::PointStreamToSegments(Planar::OuterOffsetLoop(tool, obstacle, kTolerance)),
-               limits);
-    }
-    Append(Vector::PointStreamToSegments(Planar::OuterOffsetLoop(holder, target, kTolerance)),
-           limits);
-    for (const Outline& obstacle : obstacles) {
-        Append(Vector::PointStreamToSegments(Planar::OuterOffsetLoop(holder, obstacle, kTolerance)),
-               limits);
-    }
-    Outlines loops;
-    const bool areClosed = OuterLoops(std::move(limits), loops);
-    const bool isParted =
-        Planar::Impl::ClipOverlapped(touching, LoopsThatLimit(touching, loops), ofTool, ofHolder,
-                                     kTolerance, kLengthFloor<double>);
-    toolRegions = std::move(ofTool);
-    holderRegions = std::move(ofHolder);
-    return isParted && areClosed;
+            // What limits the tool beside the target. The loop of tool and target is not among it:
+            // the outer boundary of both together is parted below.
+            Segments limits;
+            for (const Outline& obstacle : obstacles) {
+                Append(Vector::PointStreamToSegments(
+                           Planar::OuterOffsetLoop(tool, obstacle, kTolerance)),
+                       limits);
+            }
+            Append(
+                Vector::PointStreamToSegments(Planar::OuterOffsetLoop(holder, target, kTolerance)),
+                limits);
+            for (const Outline& obstacle : obstacles) {
+                Append(Vector::PointStreamToSegments(
+                           Planar::OuterOffsetLoop(holder, obstacle, kTolerance)),
+                       limits);
+            }
+            Outlines loops;
+            const bool areClosed = OuterLoops(std::move(limits), loops);
+            const bool isParted =
+                Planar::Impl::ClipOverlapped(touching, LoopsThatLimit(touching, loops), ofTool,
+                                             ofHolder, kTolerance, kLengthFloor<double>);
+            toolRegions = std::move(ofTool);
+            holderRegions = std::move(ofHolder);
+            return isParted && areClosed;
+        },
+        [&] {
+            toolRegions.clear();
+            holderRegions.clear();
+            return false;
+        });
 }
 
 } // namespace Velk::Math::Sorvane::Lathe

@@ -7,6 +7,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 
 #include <algorithm>
@@ -148,41 +149,43 @@ BAngleSequence SequenceBAxisAngleSweep(const std::vector<VecBase<2, double>>& ta
                                        const std::vector<BAngleReport>& reports,
                                        std::vector<BAngleArcRegion> arcRegions)
 {
-    BAngleSequence sequence;
-    if (target.size() < 2) {
-        return sequence;
-    }
-    const ArcLengths lengths(target);
-    std::vector<Intervals> intervals(reports.size());
-    Parallel::Impl::ApplyParallel(std::size_t{0}, reports.size(), [&](std::size_t i) {
-        intervals[i] = IntervalsOf(reports[i], lengths);
-        for (const BAngleArcRegion& region : arcRegions) {
-            Bridge(region, intervals[i]);
+    return Progress::Impl::Stoppable([&]() -> BAngleSequence {
+        BAngleSequence sequence;
+        if (target.size() < 2) {
+            return sequence;
         }
-        JoinTouching(intervals[i]);
-    });
+        const ArcLengths lengths(target);
+        std::vector<Intervals> intervals(reports.size());
+        Parallel::Impl::ApplyParallel(std::size_t{0}, reports.size(), [&](std::size_t i) {
+            intervals[i] = IntervalsOf(reports[i], lengths);
+            for (const BAngleArcRegion& region : arcRegions) {
+                Bridge(region, intervals[i]);
+            }
+            JoinTouching(intervals[i]);
+        });
 
-    // Of an angle that ends and begins at one place the end wins.
-    std::map<double, Changes> places;
-    for (std::size_t i = 0; i < reports.size(); ++i) {
-        sequence.angles.push_back(reports[i].angle);
-        for (const Interval& interval : intervals[i]) {
-            places[interval.low].on.push_back(i);
-            places[interval.high].off.push_back(i);
+        // Of an angle that ends and begins at one place the end wins.
+        std::map<double, Changes> places;
+        for (std::size_t i = 0; i < reports.size(); ++i) {
+            sequence.angles.push_back(reports[i].angle);
+            for (const Interval& interval : intervals[i]) {
+                places[interval.low].on.push_back(i);
+                places[interval.high].off.push_back(i);
+            }
         }
-    }
-    std::vector<bool> valid(reports.size(), false);
-    sequence.steps.reserve(places.size());
-    for (const auto& [parameter, changes] : places) {
-        for (const std::size_t i : changes.on) {
-            valid[i] = true;
+        std::vector<bool> valid(reports.size(), false);
+        sequence.steps.reserve(places.size());
+        for (const auto& [parameter, changes] : places) {
+            for (const std::size_t i : changes.on) {
+                valid[i] = true;
+            }
+            for (const std::size_t i : changes.off) {
+                valid[i] = false;
+            }
+            sequence.steps.push_back({parameter, valid});
         }
-        for (const std::size_t i : changes.off) {
-            valid[i] = false;
-        }
-        sequence.steps.push_back({parameter, valid});
-    }
-    return sequence;
+        return sequence;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::Lathe

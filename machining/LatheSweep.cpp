@@ -8,6 +8,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "planar/MinkowskiProfiles_Impl.h"
 
@@ -128,43 +129,51 @@ BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, 
                 const std::vector<VecBase<2, double>>& target,
                 const std::vector<std::vector<VecBase<2, double>>>& obstacles)
 {
-    std::vector<BAngleReport> reports(angles.size());
+    return Progress::Impl::Stoppable([&]() -> std::vector<BAngleReport> {
+        std::vector<BAngleReport> reports(angles.size());
 
-    // Where the pivot may go.
-    Parallel::Impl::ApplyParallel(std::size_t{0}, angles.size(), [&](std::size_t i) {
-        BAngleReport& report = reports[i];
-        report.angle = angles[i];
-        const TransformBase<2> turn =
-            Transform::BuildRotationFromAngle(angles[i] * kRadiansPerDegree);
-        const Outline turnedTool = Turned(turn, tool, pivot);
-        const Outline turnedHolder = Turned(turn, holder, pivot);
-        if (!IsUsableTool(turnedTool)) {
-            report.failed = true;
-            return;
-        }
-        report.failed = !IsClosed(turnedTool) || (!turnedHolder.empty() && !IsClosed(turnedHolder));
-        if (!OuterOffsetRegions(turnedTool, turnedHolder, target, obstacles, report.toolRegions,
-                                report.holderRegions)) {
-            report.failed = true;
-        }
-    });
+        Progress::Impl::Share share(2 * angles.size());
 
-    // What the tool touches from there. `OuterOffsetLoop` reflects what it moves; the tool is
-    // reflected before, and comes out as it stands.
-    const TransformBase<2> reflect = Transform::BuildMirrorAboutLine({0, 0}, {1, 0}) *
-                                     Transform::BuildMirrorAboutLine({0, 0}, {0, 1});
-    Parallel::Impl::ApplyParallel(std::size_t{0}, angles.size(), [&](std::size_t i) {
-        BAngleReport& report = reports[i];
-        const TransformBase<2> turn =
-            Transform::BuildRotationFromAngle(angles[i] * kRadiansPerDegree) * reflect;
-        const Outline turnedTool = Turned(turn, tool, pivot);
-        for (const Outline& positions : report.toolRegions) {
-            auto common = Touched(turnedTool, positions, target);
-            report.reachable.insert(report.reachable.end(), std::make_move_iterator(common.begin()),
-                                    std::make_move_iterator(common.end()));
-        }
+        // Where the pivot may go.
+        Parallel::Impl::ApplyParallel(std::size_t{0}, angles.size(), [&](std::size_t i) {
+            share.Done();
+            BAngleReport& report = reports[i];
+            report.angle = angles[i];
+            const TransformBase<2> turn =
+                Transform::BuildRotationFromAngle(angles[i] * kRadiansPerDegree);
+            const Outline turnedTool = Turned(turn, tool, pivot);
+            const Outline turnedHolder = Turned(turn, holder, pivot);
+            if (!IsUsableTool(turnedTool)) {
+                report.failed = true;
+                return;
+            }
+            report.failed =
+                !IsClosed(turnedTool) || (!turnedHolder.empty() && !IsClosed(turnedHolder));
+            if (!OuterOffsetRegions(turnedTool, turnedHolder, target, obstacles, report.toolRegions,
+                                    report.holderRegions)) {
+                report.failed = true;
+            }
+        });
+
+        // What the tool touches from there. `OuterOffsetLoop` reflects what it moves; the tool is
+        // reflected before, and comes out as it stands.
+        const TransformBase<2> reflect = Transform::BuildMirrorAboutLine({0, 0}, {1, 0}) *
+                                         Transform::BuildMirrorAboutLine({0, 0}, {0, 1});
+        Parallel::Impl::ApplyParallel(std::size_t{0}, angles.size(), [&](std::size_t i) {
+            share.Done();
+            BAngleReport& report = reports[i];
+            const TransformBase<2> turn =
+                Transform::BuildRotationFromAngle(angles[i] * kRadiansPerDegree) * reflect;
+            const Outline turnedTool = Turned(turn, tool, pivot);
+            for (const Outline& positions : report.toolRegions) {
+                auto common = Touched(turnedTool, positions, target);
+                report.reachable.insert(report.reachable.end(),
+                                        std::make_move_iterator(common.begin()),
+                                        std::make_move_iterator(common.end()));
+            }
+        });
+        return reports;
     });
-    return reports;
 }
 
 } // namespace Velk::Math::Sorvane::Lathe

@@ -1,6 +1,8 @@
 // Items dealt into numbered buckets by a counting sort, all in one array.
 #pragma once
 
+#include "mathbase/Progress_Impl.h"
+
 #include <cstddef>
 #include <span>
 #include <utility>
@@ -99,6 +101,7 @@ Buckets<int, Offset> NumbersInBuckets(std::size_t bucketCount, std::size_t itemC
 {
     return Buckets<int, Offset>(bucketCount, [&](const auto& put) {
         for (std::size_t i = 0; i < itemCount; ++i) {
+            Progress::Impl::CheckStep(i);
             put(bucketOf(i), static_cast<int>(i));
         }
     });

@@ -19,8 +19,8 @@ namespace Velk::Parallel::Impl {
 
 /// Runs `body(context, first, last)` on pieces that cover [first, last), side by side. Where the
 /// range is cut depends on the threads; pieces are not cut below `grain` indices. Returns when all
-/// have run; an exception of a body is rethrown then, and pieces not yet begun are left out. Where a
-/// progress scope listens it is asked before each index that the calling thread takes.
+/// have run; an exception of a body is rethrown then, and pieces not yet begun are left out. Where
+/// a progress scope listens it is asked before each index that the calling thread takes.
 void RunChunks(std::int64_t first, std::int64_t last, std::int64_t grain,
                void (*body)(void* context, std::int64_t first, std::int64_t last), void* context);
 
@@ -31,6 +31,10 @@ void RunChunksUnwatched(std::int64_t first, std::int64_t last, std::int64_t grai
 
 /// Number of threads that a parallel loop may use at this moment, at least 1.
 int ThreadCount();
+
+/// Does a progress scope listen to the work of this thread? Then a single thread divides it as
+/// well, so that there are places at which the scope is asked.
+bool IsWatched();
 
 /// Calls fn(index) once for every index in [first, last), in any order and side by side. A single
 /// item runs on the caller. For bodies that are worth a task each; loops over points or triangles
@@ -188,7 +192,8 @@ void MergeRunsInPieces(Source source, Target target, std::int64_t count, std::in
 /// Sorts [first, last) stably: elements that compare equal keep their order, so the result is the
 /// one possible, whatever the number of threads.
 ///
-/// Up to 2048 elements, or with a single thread, this is std::stable_sort on the caller. Above that
+/// Up to 2048 elements, or with a single thread on which no progress scope listens, this is
+/// std::stable_sort on the caller. Above that
 /// runs of 2048 are sorted side by side and merged pairwise, where the runs depend on the count
 /// alone. `compare` is a strict weak order that several threads may call at once; its exceptions
 /// pass through and leave the elements in no particular state. Elements are default constructible;
@@ -198,7 +203,7 @@ void ParallelSort(Iterator first, Iterator last, Compare compare)
 {
     using Element = typename std::iterator_traits<Iterator>::value_type;
     const auto count = static_cast<std::int64_t>(last - first);
-    if (count <= kSortChunk || ThreadCount() == 1) {
+    if (count <= kSortChunk || (ThreadCount() == 1 && !IsWatched())) {
         std::stable_sort(first, last, compare);
         return;
     }

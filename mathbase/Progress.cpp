@@ -1,6 +1,6 @@
 // The scopes of each thread, and when they are asked.
 
-#include "mathbase/Progress_Impl.h"
+#include "mathbase/ProgressState_Impl.h"
 
 #include <algorithm>
 
@@ -24,8 +24,7 @@ void Ask(State& scope)
     }
     bool goesOn = true;
     {
-        const CurrentGuard unwatched(
-            nullptr); // what the host calls inside its report is its own affair
+        const PlaceGuard unwatched({}); // what the host calls inside its report is its own affair
         goesOn = scope.report(scope.fraction);
     }
     // Counted from the end of the report: a slow one must not eat up the operation.
@@ -36,52 +35,99 @@ void Ask(State& scope)
     }
 }
 
-State* Listening()
-{
-    State* const scope = Current();
-    return scope != nullptr && scope->depth > 0 && scope->report ? scope : nullptr;
-}
+bool IsActive(const State* scope) { return scope != nullptr && scope->depth > 0 && scope->report; }
 
 } // namespace
 
-State*& Current()
+Place& Current()
 {
-    thread_local State* current = nullptr;
+    thread_local Place current;
     return current;
 }
 
-Operation::Operation(State& scope) : scope_(scope)
+State* ActiveScope()
 {
-    if (scope.depth++ == 0) {
-        scope.low = 0;
-        scope.high = 1;
-        scope.fraction = 0;
-        scope.last = std::chrono::steady_clock::now();
+    const Place& place = Current();
+    return IsActive(place.own) ? place.own : place.served;
+}
+
+Operation::Operation() : scope_(Current().own)
+{
+    if (scope_ == nullptr) {
+        return;
+    }
+    low_ = scope_->low;
+    high_ = scope_->high;
+    isShared_ = std::exchange(scope_->isShared, false);
+    isOutermost_ = scope_->depth++ == 0;
+    if (isOutermost_) {
+        isRefused_ = scope_->isStopped;
+        scope_->low = 0;
+        scope_->high = 1;
+        scope_->fraction = 0;
+        scope_->last = std::chrono::steady_clock::now();
+    } else if (!isShared_) {
+        scope_->high = scope_->low; // whatever it reports
+    }
+}
+
+Operation::~Operation()
+{
+    if (scope_ != nullptr) {
+        --scope_->depth;
+        scope_->low = low_;
+        scope_->high = high_;
+        scope_->isShared = isShared_;
+    }
+}
+
+Phase::Phase(double from, double to, bool isShared) : scope_(Current().own)
+{
+    if (scope_ != nullptr) {
+        low_ = scope_->low;
+        high_ = scope_->high;
+        isShared_ = std::exchange(scope_->isShared, isShared);
+        scope_->low = low_ + (high_ - low_) * from;
+        scope_->high = low_ + (high_ - low_) * to;
+    }
+}
+
+Phase::~Phase()
+{
+    if (scope_ != nullptr) {
+        scope_->low = low_;
+        scope_->high = high_;
+        scope_->isShared = isShared_;
     }
 }
 
 } // namespace Progress::Impl
 
-namespace Progress::Details {
+namespace Progress::Impl {
 
 void Check()
 {
-    if (Impl::State* const scope = Impl::Listening()) {
-        Impl::Ask(*scope);
+    const Impl::Place& place = Impl::Current();
+    if (Impl::IsActive(place.own)) {
+        Impl::Ask(*place.own);
+    } else if (place.served != nullptr && place.served->isStopped.load(std::memory_order_relaxed)) {
+        throw Impl::Stopped{}; // the thread that is helped gives up as well
     }
 }
 
 void Check(double fraction)
 {
-    if (Impl::State* const scope = Impl::Listening()) {
-        const double whole =
-            scope->low + (scope->high - scope->low) * std::clamp(fraction, 0.0, 1.0);
-        scope->fraction = std::max(scope->fraction, whole);
-        Impl::Ask(*scope);
+    Impl::State* const scope = Impl::Current().own;
+    if (!Impl::IsActive(scope)) {
+        Check();
+        return;
     }
+    const double whole = scope->low + (scope->high - scope->low) * std::clamp(fraction, 0.0, 1.0);
+    scope->fraction = std::max(scope->fraction, whole);
+    Impl::Ask(*scope);
 }
 
-} // namespace Progress::Details
+} // namespace Progress::Impl
 
 ProgressScope::ProgressScope(Report report)
     : ProgressScope(std::move(report), Progress::Impl::kInterval)
@@ -93,10 +139,10 @@ ProgressScope::ProgressScope(Report report, std::chrono::milliseconds interval)
 {
     state_->report = std::move(report);
     state_->interval = interval;
-    state_->outer = std::exchange(Progress::Impl::Current(), state_.get());
+    state_->outer = std::exchange(Progress::Impl::Current().own, state_.get());
 }
 
-ProgressScope::~ProgressScope() { Progress::Impl::Current() = state_->outer; }
+ProgressScope::~ProgressScope() { Progress::Impl::Current().own = state_->outer; }
 
 bool ProgressScope::WasStopped() const { return state_->isStopped; }
 

@@ -6,12 +6,10 @@
 // every operation has to survive without a leak anyhow.
 #pragma once
 
-#include <Velk/Progress_E.h>
+#include <Velk/ProgressChecks_E.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstddef>
-#include <utility>
 
 namespace Velk::Progress::Impl {
 
@@ -19,102 +17,116 @@ namespace Velk::Progress::Impl {
 /// catch it.
 struct Stopped {};
 
-struct State {
-    ProgressScope::Report report;
-    std::chrono::steady_clock::duration interval;
-    State* outer = nullptr;
+struct State; // mathbase/ProgressState_Impl.h
 
-    int depth = 0;                       // operations that are under way, one inside the other
-    std::atomic<bool> isStopped = false; // read by the other threads of a parallel loop
-    double low = 0;                      // the present phase
-    double high = 1;
-    double fraction = 0; // reported last, or to be reported next
-    std::chrono::steady_clock::time_point last;
-};
-
-/// The scope of this thread, or null: none, or none that listens.
-State*& Current();
-
-/// Restores the scope of this thread at the end.
-class CurrentGuard {
-public:
-    explicit CurrentGuard(State* scope) : before_(std::exchange(Current(), scope)) {}
-    ~CurrentGuard() { Current() = before_; }
-    CurrentGuard(const CurrentGuard&) = delete;
-    CurrentGuard& operator=(const CurrentGuard&) = delete;
-
-private:
-    State* before_;
-};
-
-/// One operation under way.
+/// One operation under way on a thread: part of the operation around it, if there is one. It goes
+/// through that one's present phase where this is a `PhaseOfCall`; elsewhere its own fractions tell
+/// nothing about the whole and are not reported.
 class Operation {
 public:
-    explicit Operation(State& scope);
-    ~Operation() { --scope_.depth; }
+    Operation();
+    ~Operation();
     Operation(const Operation&) = delete;
     Operation& operator=(const Operation&) = delete;
 
+    /// Is this the one that a stop ends? Not without a scope.
+    bool IsOutermost() const { return isOutermost_; }
+    /// Had the host stopped before it began?
+    bool IsRefused() const { return isRefused_; }
+
 private:
-    State& scope_;
+    State* scope_;
+    bool isOutermost_ = false;
+    bool isRefused_ = false;
+    double low_ = 0; // the phase of the operation around it
+    double high_ = 1;
+    bool isShared_ = false;
 };
 
 /// Runs `work` and returns its result, or what `neutral` returns when the host has stopped it.
-/// Inside another operation it is part of that: a stop goes on to it.
+/// Inside another operation it is part of that: a stop goes on to it. `neutral` runs when the
+/// operation is over, so that what it calls is not stopped again.
 template <class Work, class Neutral>
 auto Stoppable(Work&& work, Neutral&& neutral) -> decltype(work())
 {
-    State* const scope = Current();
-    if (scope == nullptr) {
-        return work();
+    {
+        const Operation operation;
+        if (!operation.IsOutermost()) {
+            return work();
+        }
+        if (!operation.IsRefused()) {
+            try {
+                return work();
+            } catch (const Stopped&) { // the result is the neutral one
+            }
+        }
     }
-    const bool isOutermost = scope->depth == 0;
-    const Operation operation(*scope);
-    if (!isOutermost) {
-        return work();
-    }
-    if (scope->isStopped) {
-        return neutral();
-    }
-    try {
-        return work();
-    } catch (const Stopped&) {
-        return neutral();
-    }
+    return neutral();
+}
+
+/// The same for results whose default is the neutral one.
+template <class Work>
+auto Stoppable(Work&& work) -> decltype(work())
+{
+    return Stoppable(work, [] { return decltype(work())(); });
 }
 
 /// What lies between is the part from `from` to `to` of the present phase.
 class Phase {
 public:
-    Phase(double from, double to) : scope_(Current())
-    {
-        if (scope_ != nullptr) {
-            low_ = scope_->low;
-            high_ = scope_->high;
-            scope_->low = low_ + (high_ - low_) * from;
-            scope_->high = low_ + (high_ - low_) * to;
-        }
-    }
-    ~Phase()
-    {
-        if (scope_ != nullptr) {
-            scope_->low = low_;
-            scope_->high = high_;
-        }
-    }
+    Phase(double from, double to) : Phase(from, to, false) {}
+    ~Phase();
     Phase(const Phase&) = delete;
     Phase& operator=(const Phase&) = delete;
+
+protected:
+    Phase(double from, double to, bool isShared);
 
 private:
     State* scope_;
     double low_ = 0;
     double high_ = 1;
+    bool isShared_ = false;
+};
+
+/// The same around the call of another operation, whose fractions go through it.
+class PhaseOfCall : public Phase {
+public:
+    PhaseOfCall(double from, double to) : Phase(from, to, true) {}
+};
+
+/// Calls `work(from, to)` for blocks that cover [0, count), one after the other, with a check
+/// before each: for loops too tight for a check of their own.
+template <class Work>
+void InBlocks(std::size_t count, const Work& work)
+{
+    constexpr std::size_t kBlock = std::size_t{1} << 16U;
+    for (std::size_t from = 0; from < count; from += kBlock) {
+        Check();
+        work(from, count - from < kBlock ? count : from + kBlock);
+    }
+}
+
+/// What has been done of so many items, by any number of threads: for parallel loops, whose bodies
+/// tell it. A check for each call.
+class Share {
+public:
+    explicit Share(std::size_t count) : count_(count) {}
+    void Done(std::size_t more = 1)
+    {
+        const std::size_t done = done_.fetch_add(more, std::memory_order_relaxed) + more;
+        Check(static_cast<double>(done) / static_cast<double>(count_));
+    }
+
+private:
+    std::size_t count_;
+    std::atomic<std::size_t> done_ = 0;
 };
 
 /// For loops of short steps without a number: a check at every 1,024th.
 class Steps {
 public:
-    void Next() { Details::CheckStep(++count_); }
+    void Next() { CheckStep(++count_); }
 
 private:
     std::size_t count_ = 0;

@@ -5,6 +5,8 @@
 // goes to the comparison sort.
 #pragma once
 
+#include "mathbase/Progress_Impl.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -47,12 +49,14 @@ void StableSortByKey(std::vector<Element>& elements, const KeyOf& keyOf)
         return;
     }
     std::vector<std::array<std::size_t, kDigitValues>> counts(kDigitCount);
-    for (const Element& element : elements) {
-        const Key key = keyOf(element);
-        for (std::size_t digit = 0; digit < kDigitCount; ++digit) {
-            ++counts[digit][digitOf(key, digit)];
+    Progress::Impl::InBlocks(elements.size(), [&](std::size_t from, std::size_t to) {
+        for (std::size_t i = from; i < to; ++i) {
+            const Key key = keyOf(elements[i]);
+            for (std::size_t digit = 0; digit < kDigitCount; ++digit) {
+                ++counts[digit][digitOf(key, digit)];
+            }
         }
-    }
+    });
     std::vector<Element> scattered(elements.size());
     for (std::size_t digit = 0; digit < kDigitCount; ++digit) {
         std::array<std::size_t, kDigitValues>& slot = counts[digit];
@@ -63,9 +67,11 @@ void StableSortByKey(std::vector<Element>& elements, const KeyOf& keyOf)
         for (std::size_t& count : slot) {
             start += std::exchange(count, start);
         }
-        for (const Element& element : elements) {
-            scattered[slot[digitOf(keyOf(element), digit)]++] = element;
-        }
+        Progress::Impl::InBlocks(elements.size(), [&](std::size_t from, std::size_t to) {
+            for (std::size_t i = from; i < to; ++i) {
+                scattered[slot[digitOf(keyOf(elements[i]), digit)]++] = elements[i];
+            }
+        });
         elements.swap(scattered);
     }
 }

@@ -10,6 +10,7 @@
 
 #include "foundation/EdgeUses_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 #include "mathbase/Values_Impl.h"
 
@@ -310,29 +311,33 @@ std::vector<int> WithoutTrianglesOf(std::vector<int> triangles, std::vector<int>
 template <class T>
 MeshReport<T> CheckMesh(const std::vector<std::array<VecBase<3, T>, 3>>& soup, T tolerance)
 {
-    using Parallel::Impl::ApplyInvoke;
-    MeshReport<T> report;
-    report.tolerance = tolerance;
-    const WeldedMesh<T> welded{Mesh::IndexedPointsFromSoup(soup, true, tolerance)};
-    std::vector<int> onDoubledEdges;
+    return Progress::Impl::Stoppable([&]() -> MeshReport<T> {
+        using Parallel::Impl::ApplyInvoke;
+        MeshReport<T> report;
+        report.tolerance = tolerance;
+        const WeldedMesh<T> welded{Mesh::IndexedPointsFromSoup(soup, true, tolerance)};
+        std::vector<int> onDoubledEdges;
 
-    const auto examineEdges = [&] {
-        const EdgeUses edges(welded.mesh.indices);
-        ApplyInvoke([&] { report.foldedTriangles = FoldedTriangles(welded, edges); },
-                    [&] {
-                        EdgeFindings findings = UnpairedEdges(edges);
-                        report.openSlots = std::move(findings.openSlots);
-                        report.nonManifoldSlots = std::move(findings.nonManifoldSlots);
-                    },
-                    [&] { onDoubledEdges = TrianglesOnDoubledEdges(edges, welded.mesh.indices); });
-    };
-    ApplyInvoke(
-        examineEdges, [&] { report.degenerateTriangles = DegenerateTriangles(welded, tolerance); },
-        [&] { Measure(welded, report); });
+        const auto examineEdges = [&] {
+            const EdgeUses edges(welded.mesh.indices);
+            ApplyInvoke(
+                [&] { report.foldedTriangles = FoldedTriangles(welded, edges); },
+                [&] {
+                    EdgeFindings findings = UnpairedEdges(edges);
+                    report.openSlots = std::move(findings.openSlots);
+                    report.nonManifoldSlots = std::move(findings.nonManifoldSlots);
+                },
+                [&] { onDoubledEdges = TrianglesOnDoubledEdges(edges, welded.mesh.indices); });
+        };
+        ApplyInvoke(
+            examineEdges,
+            [&] { report.degenerateTriangles = DegenerateTriangles(welded, tolerance); },
+            [&] { Measure(welded, report); });
 
-    report.misorientedTriangles =
-        WithoutTrianglesOf(std::move(onDoubledEdges), report.nonManifoldSlots);
-    return report;
+        report.misorientedTriangles =
+            WithoutTrianglesOf(std::move(onDoubledEdges), report.nonManifoldSlots);
+        return report;
+    });
 }
 
 template MeshReport<float> CheckMesh(const std::vector<std::array<VecBase<3, float>, 3>>&, float);

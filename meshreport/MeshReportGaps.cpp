@@ -10,6 +10,7 @@
 #include <Sorvane/MeshReport_E.h>
 
 #include "halfedge/FaceComponents_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "meshreport/BoundaryTree_Impl.h"
 
 #include <algorithm>
@@ -129,25 +130,27 @@ Impl::BoundaryTree TreeOf(const std::vector<BoundaryLine>& lines)
 
 GapReport CheckGaps(const std::vector<VecBase<3, double>>& points, const std::vector<int>& indices)
 {
-    GapReport report;
-    ComponentMesh mesh;
-    if (indices.size() % 3 != 0 || !mesh.LoadIndexedPoints(points, indices, [](int, int) {})) {
-        report.invalidMesh = true;
-        return report;
-    }
-    const std::vector<BoundaryLine> lines = BoundaryLines(mesh);
-    const Impl::BoundaryTree tree = TreeOf(lines);
-    double largest = 0;
-    std::size_t hint = 0;
-    for (const BoundaryLine& line : lines) {
-        for (const Vec3d& point : line.points) {
-            largest = std::max(largest,
-                               tree.SquaredDistanceToOthers(point, line.component, largest, hint));
-            report.location = point;
+    return Progress::Impl::Stoppable([&]() -> GapReport {
+        GapReport report;
+        ComponentMesh mesh;
+        if (indices.size() % 3 != 0 || !mesh.LoadIndexedPoints(points, indices, [](int, int) {})) {
+            report.invalidMesh = true;
+            return report;
         }
-    }
-    report.gap = std::sqrt(largest);
-    return report;
+        const std::vector<BoundaryLine> lines = BoundaryLines(mesh);
+        const Impl::BoundaryTree tree = TreeOf(lines);
+        double largest = 0;
+        std::size_t hint = 0;
+        for (const BoundaryLine& line : lines) {
+            for (const Vec3d& point : line.points) {
+                largest = std::max(
+                    largest, tree.SquaredDistanceToOthers(point, line.component, largest, hint));
+                report.location = point;
+            }
+        }
+        report.gap = std::sqrt(largest);
+        return report;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

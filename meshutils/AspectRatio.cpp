@@ -19,6 +19,7 @@
 #include "features/SoundTriples_Impl.h"
 #include "foundation/TriangleMeasures_Impl.h"
 #include "mathbase/Buckets_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/RadixSort_Impl.h"
 
 #include <boost/unordered/unordered_flat_set.hpp>
@@ -111,7 +112,9 @@ public:
     void Run(T creaseAngle, T maxDrift)
     {
         WaitingEdges waiting = Candidates(creaseAngle);
+        Progress::Impl::Steps steps;
         while (!waiting.IsEmpty()) {
+            steps.Next();
             const int edge = waiting.TakeFirst();
             const std::array<int, 2>& pair = EdgeAt(edge).slots;
             if (pair[0] < 0) {
@@ -182,6 +185,7 @@ private:
     {
         slots_.reserve(indices.size() / 3);
         for (std::size_t i = 0; i + 2 < indices.size(); i += 3) {
+            Progress::Impl::CheckStep(i / 3);
             if (Impl::IsSoundTriple(&indices[i], points_.size())) {
                 Slot& slot = slots_.emplace_back();
                 slot.corners = {indices[i], indices[i + 1], indices[i + 2]};
@@ -198,6 +202,7 @@ private:
         const Uses bySmaller(points_.size(), [&](const auto& put) {
             int place = 0;
             for (const Slot& slot : slots_) {
+                Progress::Impl::CheckStep(static_cast<std::size_t>(place));
                 for (std::size_t k = 0; k < 3; ++k) {
                     const auto [smaller, larger] =
                         std::minmax(slot.corners[k], slot.corners[k == 2 ? 0 : k + 1]);
@@ -208,6 +213,7 @@ private:
         });
         const Uses byLarger(points_.size(), [&](const auto& put) {
             for (std::size_t smaller = 0; smaller < bySmaller.BucketCount(); ++smaller) {
+                Progress::Impl::CheckStep(smaller);
                 for (const EdgeUse& use : bySmaller[smaller]) {
                     put(use.other, EdgeUse{static_cast<int>(smaller), use.place});
                 }
@@ -215,6 +221,7 @@ private:
         });
         edges_.reserve(byLarger.Items().size() / 2);
         for (std::size_t larger = 0; larger < byLarger.BucketCount(); ++larger) {
+            Progress::Impl::CheckStep(larger);
             const auto uses = byLarger[larger];
             for (std::size_t first = 0; first < uses.size();) {
                 const int smaller = uses[first].other;
@@ -248,12 +255,14 @@ private:
         if constexpr (D == 3) {
             normals.reserve(slots_.size());
             for (const Slot& slot : slots_) {
+                Progress::Impl::CheckStep(normals.size());
                 const auto& [a, b, c] = slot.corners;
                 normals.push_back(UnitNormal(At(a), At(b), At(c)));
             }
         }
         WaitingEdges waiting(edges_.size());
         for (std::size_t i = 0; i < edges_.size(); ++i) {
+            Progress::Impl::CheckStep(i);
             Edge& edge = edges_[i];
             if (edge.slots[0] < 0) {
                 continue;
@@ -434,9 +443,11 @@ template <int D, class T>
 Mesh::IndexedPointsBase<D, T> MaximizeAspectRatio(const Mesh::IndexedPointsBase<D, T>& mesh,
                                                   T creaseAngle, T maxDrift)
 {
-    EdgeFlipper<D, T> flipper(mesh);
-    flipper.Run(creaseAngle, maxDrift);
-    return std::move(flipper).Result();
+    return Progress::Impl::Stoppable([&]() -> Mesh::IndexedPointsBase<D, T> {
+        EdgeFlipper<D, T> flipper(mesh);
+        flipper.Run(creaseAngle, maxDrift);
+        return std::move(flipper).Result();
+    });
 }
 
 // clang-format off

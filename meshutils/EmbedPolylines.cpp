@@ -7,6 +7,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -45,34 +46,36 @@ std::vector<int> NodesOf(const std::vector<Vec3d>& path, const std::vector<Vec3d
 std::vector<std::vector<int>> EmbedPolylines(SpaceMesh& mesh, const Polylines& polylines,
                                              double repeatTolerance, double step)
 {
-    if (polylines.empty()) {
-        return {};
-    }
-    Mesh::MeshImprint imprint(mesh, kImprintTolerance);
-    Polylines paths = polylines;
-    for (std::vector<Vec3d>& path : paths) {
-        path = Vector::ResampleStream(Vector::RemoveRepeats(path, repeatTolerance), step);
-        path = ProjectCloudOnMesh(mesh.points, mesh.indices, path, true);
-        const bool isClosed =
-            !path.empty() && Vector::Matches(path.front(), path.back(), kTolerance);
-        imprint.ImprintPath(path, isClosed, true);
-    }
-    // Beside the caller's mesh, which changes when nothing can fail any more.
-    SpaceMesh cut;
-    std::vector<unsigned char> flags;
-    imprint.Export(cut, flags);
-    if (Mesh::IsEmpty(cut)) {
+    return Progress::Impl::Stoppable([&]() -> std::vector<std::vector<int>> {
+        if (polylines.empty()) {
+            return {};
+        }
+        Mesh::MeshImprint imprint(mesh, kImprintTolerance);
+        Polylines paths = polylines;
+        for (std::vector<Vec3d>& path : paths) {
+            path = Vector::ResampleStream(Vector::RemoveRepeats(path, repeatTolerance), step);
+            path = ProjectCloudOnMesh(mesh.points, mesh.indices, path, true);
+            const bool isClosed =
+                !path.empty() && Vector::Matches(path.front(), path.back(), kTolerance);
+            imprint.ImprintPath(path, isClosed, true);
+        }
+        // Beside the caller's mesh, which changes when nothing can fail any more.
+        SpaceMesh cut;
+        std::vector<unsigned char> flags;
+        imprint.Export(cut, flags);
+        if (Mesh::IsEmpty(cut)) {
+            mesh = std::move(cut);
+            return {};
+        }
+        cut = Mesh::IndexedPointsFromSoup(Mesh::SoupFromIndexedPoints(cut), true, kTolerance);
+        std::vector<std::vector<int>> nodes;
+        nodes.reserve(paths.size());
+        for (const std::vector<Vec3d>& path : paths) {
+            nodes.push_back(NodesOf(path, cut.points));
+        }
         mesh = std::move(cut);
-        return {};
-    }
-    cut = Mesh::IndexedPointsFromSoup(Mesh::SoupFromIndexedPoints(cut), true, kTolerance);
-    std::vector<std::vector<int>> nodes;
-    nodes.reserve(paths.size());
-    for (const std::vector<Vec3d>& path : paths) {
-        nodes.push_back(NodesOf(path, cut.points));
-    }
-    mesh = std::move(cut);
-    return nodes;
+        return nodes;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

@@ -28,6 +28,7 @@
 #include "mathbase/Intersect_Impl.h"
 #include "mathbase/NearestOnTriangle_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "meshutils/MeshDistances_Impl.h"
 
@@ -48,8 +49,8 @@ using Surface = Mesh::IndexedPointsBase<3, double>;
 using Box = Bounding::AxisAlignedBoundingBox<3, double>;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-/// Rounding of a bound, in units of the largest coordinate: nearest points, and some ten cuts. On needles
-/// places were seen to lie 81 of them off their triangle.
+/// Rounding of a bound, in units of the largest coordinate: nearest points, and some ten cuts. On
+/// needles places were seen to lie 81 of them off their triangle.
 constexpr double kRounding = 256 * std::numeric_limits<double>::epsilon();
 /// Least accuracy, as a fraction of the extent, and in units of the rounding of the bounds.
 constexpr double kLeastAccuracy = 1e-9;
@@ -693,6 +694,7 @@ public:
         open = Certified(
             open.size(), [&](std::size_t i) { return open[i]; }, accuracy);
         while (!open.empty() && halvingsLeft_ > 0) {
+            Progress::Impl::Check(0.5); // it is not known how many are left to come
             const std::size_t count = std::min({open.size(), kRoundSize, halvingsLeft_});
             // Those to be halved come first. Equal bounds rank by the place that the item has had.
             std::vector<std::size_t> order(open.size());
@@ -856,42 +858,48 @@ HausdorffBoundsReport HausdorffBounds(const Mesh::IndexedPointsBase<3, double>& 
                                       const Mesh::IndexedPointsBase<3, double>& meshB,
                                       double accuracy)
 {
-    HausdorffBoundsReport report;
-    if (IsEmpty(meshA) || IsEmpty(meshB)) {
-        return report;
-    }
-    TriangleTree treeA;
-    TriangleTree treeB;
-    Parallel::Impl::ApplyInvoke([&] { treeA = TriangleTree(meshA.points, meshA.indices); },
-                                [&] { treeB = TriangleTree(meshB.points, meshB.indices); });
-    if (treeA.TriangleCount() == 0 || treeB.TriangleCount() == 0) {
-        return report;
-    }
-    Extent extent;
-    const std::vector<int> trianglesA = UsableTriangles(meshA);
-    const std::vector<int> trianglesB = UsableTriangles(meshB);
-    extent.Add(meshA, trianglesA);
-    extent.Add(meshB, trianglesB);
-    const double rounding = kRounding * extent.largest;
-    const double least = std::max(kLeastAccuracy * Length(extent.box.max - extent.box.min),
-                                  kLeastRoundings * rounding);
-    // In this form also for NaN. What the bounds are moved apart is part of the accuracy.
-    const double share = (accuracy > least ? accuracy : least) - 2 * rounding;
+    return Progress::Impl::Stoppable([&]() -> HausdorffBoundsReport {
+        HausdorffBoundsReport report;
+        if (IsEmpty(meshA) || IsEmpty(meshB)) {
+            return report;
+        }
+        TriangleTree treeA;
+        TriangleTree treeB;
+        Parallel::Impl::ApplyInvoke([&] { treeA = TriangleTree(meshA.points, meshA.indices); },
+                                    [&] { treeB = TriangleTree(meshB.points, meshB.indices); });
+        if (treeA.TriangleCount() == 0 || treeB.TriangleCount() == 0) {
+            return report;
+        }
+        Extent extent;
+        const std::vector<int> trianglesA = UsableTriangles(meshA);
+        const std::vector<int> trianglesB = UsableTriangles(meshB);
+        extent.Add(meshA, trianglesA);
+        extent.Add(meshB, trianglesB);
+        const double rounding = kRounding * extent.largest;
+        const double least = std::max(kLeastAccuracy * Length(extent.box.max - extent.box.min),
+                                      kLeastRoundings * rounding);
+        // In this form also for NaN. What the bounds are moved apart is part of the accuracy.
+        const double share = (accuracy > least ? accuracy : least) - 2 * rounding;
 
-    Search first({meshA, trianglesA, meshB, trianglesB, treeB});
-    Search second({meshB, trianglesB, meshA, trianglesA, treeA});
-    first.MeasurePoints();
-    second.MeasurePoints();
-    const auto seedsOfFirst = first.Seeds();
-    first.TrySeeds(second.Seeds());
-    second.TrySeeds(seedsOfFirst);
-    first.Run(share);
-    second.Run(share);
-    report.first = first.Result(rounding);
-    report.second = second.Result(rounding);
-    report.lower = std::max(report.first.lower, report.second.lower);
-    report.upper = std::max(report.first.upper, report.second.upper);
-    return report;
+        Search first({meshA, trianglesA, meshB, trianglesB, treeB});
+        Search second({meshB, trianglesB, meshA, trianglesA, treeA});
+        const auto inPhase = [](double from, double to, const auto& step) {
+            const Progress::Impl::PhaseOfCall phase(from, to);
+            step();
+        };
+        inPhase(0.1, 0.3, [&] { first.MeasurePoints(); });
+        inPhase(0.3, 0.5, [&] { second.MeasurePoints(); });
+        const auto seedsOfFirst = first.Seeds();
+        first.TrySeeds(second.Seeds());
+        second.TrySeeds(seedsOfFirst);
+        inPhase(0.5, 0.75, [&] { first.Run(share); });
+        inPhase(0.75, 1, [&] { second.Run(share); });
+        report.first = first.Result(rounding);
+        report.second = second.Result(rounding);
+        report.lower = std::max(report.first.lower, report.second.lower);
+        report.upper = std::max(report.first.upper, report.second.upper);
+        return report;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

@@ -7,6 +7,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -80,26 +81,28 @@ Mesh::IndexedPointsBase<3, T>
 CreateExtrudedBodyFromProfile(const std::vector<VecBase<2, T>>& profile, T bottom, T top,
                               unsigned slices)
 {
-    Body<T> body = WallsOf(profile, bottom, top, std::max<std::size_t>(slices, 1));
-    const Mesh::IndexedPointsBase<2, T> flat = Mesh::TessellateFlatBoundary(profile);
-    Body<T> cap;
-    cap.indices = flat.indices;
-    cap.points.reserve(flat.points.size());
-    for (const VecBase<2, T>& p : flat.points) {
-        cap.points.emplace_back(p.x(), p.y(), top);
-    }
-    Mesh::Append(body, cap);
-    Parallel::Impl::ApplyParallelChunks(std::size_t{0}, cap.points.size(),
-                                        [&](std::size_t from, std::size_t to) {
-                                            for (std::size_t i = from; i < to; ++i) {
-                                                cap.points[i].z() = bottom;
-                                            }
-                                        });
-    for (std::size_t i = 0; i + 2 < cap.indices.size(); i += 3) {
-        std::swap(cap.indices[i + 1], cap.indices[i + 2]);
-    }
-    Mesh::Append(body, cap);
-    return body;
+    return Progress::Impl::Stoppable([&]() -> Mesh::IndexedPointsBase<3, T> {
+        Body<T> body = WallsOf(profile, bottom, top, std::max<std::size_t>(slices, 1));
+        const Mesh::IndexedPointsBase<2, T> flat = Mesh::TessellateFlatBoundary(profile);
+        Body<T> cap;
+        cap.indices = flat.indices;
+        cap.points.reserve(flat.points.size());
+        for (const VecBase<2, T>& p : flat.points) {
+            cap.points.emplace_back(p.x(), p.y(), top);
+        }
+        Mesh::Append(body, cap);
+        Parallel::Impl::ApplyParallelChunks(std::size_t{0}, cap.points.size(),
+                                            [&](std::size_t from, std::size_t to) {
+                                                for (std::size_t i = from; i < to; ++i) {
+                                                    cap.points[i].z() = bottom;
+                                                }
+                                            });
+        for (std::size_t i = 0; i + 2 < cap.indices.size(); i += 3) {
+            std::swap(cap.indices[i + 1], cap.indices[i + 2]);
+        }
+        Mesh::Append(body, cap);
+        return body;
+    });
 }
 
 // clang-format off

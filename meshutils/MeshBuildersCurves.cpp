@@ -13,6 +13,7 @@
 
 #include "arrangement/CandidatePairs_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "triangulation/PlaneMap_Impl.h"
 
@@ -391,37 +392,41 @@ std::vector<Vec2d> Map3DClosedCurveToPlane(const std::vector<Vec3d>& curve)
 Mesh::IndexedPointsBase<3, double>
 UnprojectFlatTessellationTo3D(const std::vector<Vec2d>& flatCurve, const std::vector<Vec3d>& curve)
 {
-    if (flatCurve.size() != curve.size() || !IsClosed(flatCurve) || !IsClosed(curve) ||
-        !AreUsable(curve)) {
-        return {};
-    }
-    const Mesh::IndexedPointsBase<2, double> flat = Mesh::TessellateFlatBoundary(flatCurve);
-    if (flat.indices.empty()) {
-        return {};
-    }
-    Mesh::IndexedPointsBase<3, double> lifted;
-    lifted.indices = flat.indices;
-    if (!LiftPoints(flat.points, flatCurve, curve, lifted.points)) {
-        return {};
-    }
+    return Progress::Impl::Stoppable([&]() -> Mesh::IndexedPointsBase<3, double> {
+        if (flatCurve.size() != curve.size() || !IsClosed(flatCurve) || !IsClosed(curve) ||
+            !AreUsable(curve)) {
+            return {};
+        }
+        const Mesh::IndexedPointsBase<2, double> flat = Mesh::TessellateFlatBoundary(flatCurve);
+        if (flat.indices.empty()) {
+            return {};
+        }
+        Mesh::IndexedPointsBase<3, double> lifted;
+        lifted.indices = flat.indices;
+        if (!LiftPoints(flat.points, flatCurve, curve, lifted.points)) {
+            return {};
+        }
 
-    // The remesher builds its half-edges itself, by the same rules as `LoadIndexedPoints`.
-    constexpr double kNormalAngle = 120.0;
-    constexpr unsigned kIterations = 10;
-    Mesh::IndexedPointsBase<3, double> surface;
-    Mesh::IsotropicRemesh(lifted, surface, kNormalAngle, MeanSegmentLength(curve), kIterations,
-                          true);
-    RestoreBoundary(lifted, surface);
-    SurfaceMesh mesh;
-    mesh.LoadIndexedPoints(surface);
-    Relax(mesh);
-    mesh.ExportIndexedPoints(surface, kTolerance);
-    return surface;
+        // The remesher builds its half-edges itself, by the same rules as `LoadIndexedPoints`.
+        constexpr double kNormalAngle = 120.0;
+        constexpr unsigned kIterations = 10;
+        Mesh::IndexedPointsBase<3, double> surface;
+        Mesh::IsotropicRemesh(lifted, surface, kNormalAngle, MeanSegmentLength(curve), kIterations,
+                              true);
+        RestoreBoundary(lifted, surface);
+        SurfaceMesh mesh;
+        mesh.LoadIndexedPoints(surface);
+        Relax(mesh);
+        mesh.ExportIndexedPoints(surface, kTolerance);
+        return surface;
+    });
 }
 
 Mesh::IndexedPointsBase<3, double> TessellatePointStream(const std::vector<Vec3d>& curve)
 {
-    return UnprojectFlatTessellationTo3D(Map3DClosedCurveToPlane(curve), curve);
+    return Progress::Impl::Stoppable([&]() -> Mesh::IndexedPointsBase<3, double> {
+        return UnprojectFlatTessellationTo3D(Map3DClosedCurveToPlane(curve), curve);
+    });
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

@@ -9,6 +9,7 @@
 #include "mathbase/Intersect_Impl.h"
 #include "mathbase/NearestOnTriangle_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "meshutils/MeshDistances_Impl.h"
 
@@ -42,12 +43,21 @@ constexpr double kSameDistance = 1e-12;
 constexpr double kSamePlace = 64 * std::numeric_limits<double>::epsilon();
 /// z of a point that meets nothing.
 constexpr double kMissed = -std::numeric_limits<double>::max();
+/// Part of the work of an operation that is done when the tree stands.
+constexpr double kTreeShare = 0.35;
 /// Segments whose hits are gathered by one task.
 constexpr std::size_t kSegmentsPerTask = 256;
 
 bool IsEmptyMesh(const std::vector<Vec3d>& points, const std::vector<int>& indices)
 {
     return indices.empty() || indices.size() % 3 != 0 || points.size() < 3;
+}
+
+/// The tree of the mesh, the first third of an operation.
+TriangleTree TreeOf(const std::vector<Vec3d>& points, const std::vector<int>& indices)
+{
+    const Progress::Impl::PhaseOfCall phase(0, kTreeShare);
+    return TriangleTree(points, indices);
 }
 
 /// A triangle that has a side to be on: the same question as that of `NearestOnTriangle`.
@@ -246,21 +256,13 @@ std::size_t FirstLargest(const std::vector<double>& numbers)
     return place;
 }
 
-} // namespace
-
-// --- points and a mesh --------------------------------------------------------------------------
-
 /// A search of unbounded radius: it finds what a search that begins with a small radius and widens
 /// it finds, without depending on how far away the other points of the cloud are.
-std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
-                                         const std::vector<int>& indices,
-                                         const std::vector<Vec3d>& cloud, bool squared)
+std::vector<double> DistancesByTree(const TriangleTree& tree, const std::vector<Vec3d>& points,
+                                    const std::vector<int>& indices,
+                                    const std::vector<Vec3d>& cloud, bool squared)
 {
     std::vector<double> distances(cloud.size(), 0.0);
-    if (IsEmptyMesh(points, indices)) {
-        return distances;
-    }
-    const TriangleTree tree(points, indices);
     if (tree.TriangleCount() == 0) {
         return distances;
     }
@@ -286,46 +288,83 @@ std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
     return distances;
 }
 
+} // namespace
+
+// --- points and a mesh --------------------------------------------------------------------------
+
+std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
+                                         const std::vector<int>& indices,
+                                         const std::vector<Vec3d>& cloud, bool squared)
+{
+    const auto none = [&] { return std::vector<double>(cloud.size(), 0.0); };
+    return Progress::Impl::Stoppable(
+        [&] {
+            if (IsEmptyMesh(points, indices)) {
+                return none();
+            }
+            const TriangleTree tree = TreeOf(points, indices);
+            const Progress::Impl::PhaseOfCall phase(kTreeShare, 1);
+            return DistancesByTree(tree, points, indices, cloud, squared);
+        },
+        none);
+}
+
+std::vector<double> SignedDistancesToMesh(const TriangleTree& tree,
+                                          const std::vector<Vec3d>& points,
+                                          const std::vector<int>& indices,
+                                          const std::vector<Vec3d>& cloud)
+{
+    return Progress::Impl::Stoppable(
+        [&] { return DistancesByTree(tree, points, indices, cloud, false); },
+        [&] { return std::vector<double>(cloud.size(), 0.0); });
+}
+
 std::vector<Vec3d> ProjectCloudOnMesh(const std::vector<Vec3d>& points,
                                       const std::vector<int>& indices,
                                       const std::vector<Vec3d>& cloud, bool closest)
 {
-    if (IsEmptyMesh(points, indices) || cloud.empty()) {
-        return {};
-    }
-    const TriangleTree tree(points, indices);
-    std::vector<Vec3d> projected = cloud;
-    if (closest) {
-        const auto nearest = tree.ClosestPoints(cloud, std::numeric_limits<double>::infinity(), {});
-        for (std::size_t i = 0; i < cloud.size(); ++i) {
-            if (Math::Impl::IsUsable(cloud[i]) && nearest[i].id >= 0) {
-                projected[i] = nearest[i].point;
-            } else {
-                projected[i][2] = kMissed;
-            }
+    return Progress::Impl::Stoppable([&]() -> std::vector<Vec3d> {
+        if (IsEmptyMesh(points, indices) || cloud.empty()) {
+            return {};
         }
-        return projected;
-    }
-    const Vec3d down{0, 0, -1};
-    Parallel::Impl::ApplyParallelChunks(
-        std::size_t{0}, cloud.size(), [&](std::size_t from, std::size_t to) {
-            for (std::size_t i = from; i < to; ++i) {
-                projected[i][2] = kMissed;
-                if (!Math::Impl::IsUsable(cloud[i])) {
-                    continue;
+        const TriangleTree tree = TreeOf(points, indices);
+        const Progress::Impl::PhaseOfCall phase(kTreeShare, 1);
+        std::vector<Vec3d> projected = cloud;
+        if (closest) {
+            const auto nearest =
+                tree.ClosestPoints(cloud, std::numeric_limits<double>::infinity(), {});
+            for (std::size_t i = 0; i < cloud.size(); ++i) {
+                if (Math::Impl::IsUsable(cloud[i]) && nearest[i].id >= 0) {
+                    projected[i] = nearest[i].point;
+                } else {
+                    projected[i][2] = kMissed;
                 }
-                for (const int number : tree.LineHits(cloud[i], down)) {
-                    const auto [a, b, c] = TriangleAt(points, indices, number);
-                    Vec3d hit;
-                    if (Intersect::RayTriangleHitPoint(a, b, c, cloud[i], down, &hit, nullptr, true,
-                                                       kHitTolerance) &&
-                        hit[2] > projected[i][2]) {
-                        projected[i] = hit;
+            }
+            return projected;
+        }
+        const Vec3d down{0, 0, -1};
+        Progress::Impl::Share share(cloud.size());
+        Parallel::Impl::ApplyParallelChunks(
+            std::size_t{0}, cloud.size(), [&](std::size_t from, std::size_t to) {
+                share.Done(to - from);
+                for (std::size_t i = from; i < to; ++i) {
+                    projected[i][2] = kMissed;
+                    if (!Math::Impl::IsUsable(cloud[i])) {
+                        continue;
+                    }
+                    for (const int number : tree.LineHits(cloud[i], down)) {
+                        const auto [a, b, c] = TriangleAt(points, indices, number);
+                        Vec3d hit;
+                        if (Intersect::RayTriangleHitPoint(a, b, c, cloud[i], down, &hit, nullptr,
+                                                           true, kHitTolerance) &&
+                            hit[2] > projected[i][2]) {
+                            projected[i] = hit;
+                        }
                     }
                 }
-            }
-        });
-    return projected;
+            });
+        return projected;
+    });
 }
 
 // --- polylines and a mesh -----------------------------------------------------------------------
@@ -334,16 +373,23 @@ PolyPointStreamClips ClipPolyPointStreamAgainstMesh(const Mesh::IndexedPointsBas
                                                     const std::vector<std::vector<Vec3d>>& streams,
                                                     double tolerance)
 {
-    PolyPointStreamClips clips(streams.size());
-    if (IsEmpty(mesh) || streams.empty()) {
-        return clips;
-    }
-    const TriangleTree tree(mesh.points, mesh.indices);
-    // Long polylines are divided within `ClipStream`, many short ones here.
-    Parallel::Impl::ApplyParallel(std::size_t{0}, streams.size(), [&](std::size_t i) {
-        clips[i] = ClipStream(tree, mesh, streams[i], tolerance);
-    });
-    return clips;
+    return Progress::Impl::Stoppable(
+        [&]() -> PolyPointStreamClips {
+            PolyPointStreamClips clips(streams.size());
+            if (IsEmpty(mesh) || streams.empty()) {
+                return clips;
+            }
+            const TriangleTree tree = TreeOf(mesh.points, mesh.indices);
+            const Progress::Impl::Phase phase(kTreeShare, 1);
+            Progress::Impl::Share share(streams.size());
+            // Long polylines are divided within `ClipStream`, many short ones here.
+            Parallel::Impl::ApplyParallel(std::size_t{0}, streams.size(), [&](std::size_t i) {
+                clips[i] = ClipStream(tree, mesh, streams[i], tolerance);
+                share.Done();
+            });
+            return clips;
+        },
+        [&] { return PolyPointStreamClips(streams.size()); });
 }
 
 // --- two meshes, at their points ----------------------------------------------------------------
@@ -353,19 +399,25 @@ HausdorffReport HausdorffDistances(const std::vector<Vec3d>& pointsA,
                                    const std::vector<Vec3d>& pointsB,
                                    const std::vector<int>& indicesB)
 {
-    HausdorffReport report;
-    if (IsEmptyMesh(pointsA, indicesA) || IsEmptyMesh(pointsB, indicesB)) {
+    return Progress::Impl::Stoppable([&]() -> HausdorffReport {
+        HausdorffReport report;
+        if (IsEmptyMesh(pointsA, indicesA) || IsEmptyMesh(pointsB, indicesB)) {
+            return report;
+        }
+        const auto squaredDistances = [](double from, double to, const auto&... inputs) {
+            const Progress::Impl::PhaseOfCall phase(from, to);
+            return CloudDistancesToMesh(inputs..., true);
+        };
+        const auto first = squaredDistances(0, 0.5, pointsB, indicesB, pointsA);
+        const auto second = squaredDistances(0.5, 1, pointsA, indicesA, pointsB);
+        report.firstIndex = FirstLargest(first);
+        report.secondIndex = FirstLargest(second);
+        // In this form also where no distance is a number.
+        const auto root = [](double squared) { return squared > 0 ? std::sqrt(squared) : 0.0; };
+        report.firstDistance = root(first[report.firstIndex]);
+        report.secondDistance = root(second[report.secondIndex]);
         return report;
-    }
-    const auto first = CloudDistancesToMesh(pointsB, indicesB, pointsA, true);
-    const auto second = CloudDistancesToMesh(pointsA, indicesA, pointsB, true);
-    report.firstIndex = FirstLargest(first);
-    report.secondIndex = FirstLargest(second);
-    // In this form also where no distance is a number.
-    const auto root = [](double squared) { return squared > 0 ? std::sqrt(squared) : 0.0; };
-    report.firstDistance = root(first[report.firstIndex]);
-    report.secondDistance = root(second[report.secondIndex]);
-    return report;
+    });
 }
 
 double HausdorffDistance(const std::vector<Vec3d>& pointsA, const std::vector<int>& indicesA,

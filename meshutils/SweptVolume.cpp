@@ -12,6 +12,7 @@
 
 #include "foundation/EdgeUses_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "remesh/SubdivisionCount_Impl.h"
 
 #include <algorithm>
@@ -65,6 +66,7 @@ std::vector<std::array<int, 2>> PairsOfPlaces(const std::vector<int>& indices)
     std::size_t count = 0;
     const Impl::EdgeUses edges(indices);
     for (std::size_t bucket = 0; bucket < edges.BucketCount(); ++bucket) {
+        Progress::Impl::CheckStep(bucket);
         edges.ForEachEdge(bucket, [&](const Impl::EdgeUse* first, const Impl::EdgeUse* last) {
             if (last - first == 2) {
                 partner[static_cast<std::size_t>(first->place)] = first[1].place;
@@ -255,6 +257,8 @@ SweepList DirtySweptVolume::SweepState::ListOf(const std::vector<VecBase<3, doub
     SweepList list;
     list.steps.resize(path.size() - 1);
     for (std::size_t s = 0; s < list.steps.size(); ++s) {
+        Progress::Impl::Check(0.5 * static_cast<double>(s) /
+                              static_cast<double>(list.steps.size()));
         current = 1 - current;
         TakeSides(normals, path[s + 1] - path[s], sides[static_cast<std::size_t>(current)]);
 
@@ -307,11 +311,15 @@ void DirtySweptVolume::SweepState::WriteStep(const SweepList& list, const Step& 
 }
 
 DirtySweptVolume::DirtySweptVolume(const Mesh::IndexedPointsBase<3, double>& shape)
-    : shape_(SoundBody(shape))
 {
-    if (!IsEmpty(shape_)) {
-        state_ = std::make_unique<SweepState>(shape_);
-    }
+    Progress::Impl::Stoppable(
+        [&] {
+            shape_ = SoundBody(shape);
+            if (!IsEmpty(shape_)) {
+                state_ = std::make_unique<SweepState>(shape_);
+            }
+        },
+        [&] { shape_ = {}; });
 }
 
 DirtySweptVolume::DirtySweptVolume(const DirtySweptVolume& other) : shape_(other.shape_)
@@ -341,29 +349,42 @@ DirtySweptVolume::~DirtySweptVolume() = default;
 Mesh::IndexedPointsBase<3, double>
 DirtySweptVolume::operator()(const std::vector<VecBase<3, double>>& path)
 {
-    Body shell;
-    if (state_ == nullptr || state_->edgePairs.empty() || path.empty()) {
-        return shell;
-    }
-    const SweepList list = state_->ListOf(path);
-    const std::size_t pointCount = 3 * (list.firstEnd + list.ends.size());
-    HalfEdge::Impl::RequireSubscripts(pointCount);
-    shell.points.resize(pointCount);
-    VecBase<3, double>* const points = shell.points.data();
-    const SweepState& state = *state_;
-    Parallel::Impl::ApplyParallel(std::size_t{0}, list.steps.size(), [&](std::size_t s) {
-        const Step& step = list.steps[s];
-        state.WriteStep(list, step, path[s], path[s + 1], points + 3 * step.firstTriangle);
-    });
-    VecBase<3, double>* out = points + 3 * list.firstEnd;
-    for (const int t : list.ends) {
-        for (int k = 0; k < 3; ++k) {
-            *out++ = path.back() + state.Corner(3 * t + k);
+    return Progress::Impl::Stoppable([&]() -> Body {
+        Body shell;
+        if (state_ == nullptr || state_->edgePairs.empty() || path.empty()) {
+            return shell;
         }
-    }
-    shell.indices.resize(pointCount);
-    std::iota(shell.indices.begin(), shell.indices.end(), 0);
-    return shell;
+        const SweepList list = state_->ListOf(path);
+        const std::size_t pointCount = 3 * (list.firstEnd + list.ends.size());
+        HalfEdge::Impl::RequireSubscripts(pointCount);
+        shell.points.reserve(pointCount);
+        Progress::Impl::InBlocks(pointCount,
+                                 [&](std::size_t, std::size_t to) { shell.points.resize(to); });
+        VecBase<3, double>* const points = shell.points.data();
+        const SweepState& state = *state_;
+        const Progress::Impl::Phase phase(0.5, 1);
+        Progress::Impl::Share share(list.steps.size());
+        Parallel::Impl::ApplyParallel(std::size_t{0}, list.steps.size(), [&](std::size_t s) {
+            share.Done();
+            const Step& step = list.steps[s];
+            state.WriteStep(list, step, path[s], path[s + 1], points + 3 * step.firstTriangle);
+        });
+        VecBase<3, double>* out = points + 3 * list.firstEnd;
+        Progress::Impl::Steps steps;
+        for (const int t : list.ends) {
+            steps.Next();
+            for (int k = 0; k < 3; ++k) {
+                *out++ = path.back() + state.Corner(3 * t + k);
+            }
+        }
+        shell.indices.reserve(pointCount);
+        Progress::Impl::InBlocks(pointCount, [&](std::size_t from, std::size_t to) {
+            for (std::size_t i = from; i < to; ++i) {
+                shell.indices.push_back(static_cast<int>(i));
+            }
+        });
+        return shell;
+    });
 }
 
 } // namespace Velk::Math::Sorvane::MeshUtils

@@ -13,6 +13,7 @@
 // Boost.Polygon stands behind it: its own search for crossings is what tests compare with, and what
 // would be used if edges still crossed.
 
+#include "mathbase/Progress_Impl.h"
 #include "planar/GridBoolean_Impl.h"
 
 #include <Sorvane/OrderedPairs_E.h>
@@ -102,12 +103,18 @@ std::vector<std::array<int, 2>> BoundaryPairs(std::vector<GridEdge> edges, Keep 
                                               Cutting cutting, GridGraph& graph)
 {
     std::vector<std::array<int, 2>> pairs;
+    Progress::Impl::Check(0.05);
     ResolveOverlaps(edges);
     if (cutting == Cutting::Own) {
         if (MergeBundles(edges)) {
             ResolveOverlaps(edges);
         }
-        graph = CutAtCrossings(edges);
+        Progress::Impl::Check(0.15);
+        {
+            const Progress::Impl::Phase phase(0.15, 0.6);
+            graph = CutAtCrossings(edges);
+        }
+        const Progress::Impl::Phase phase(0.6, 0.95);
         if (SweepGraph(graph, keep, false, pairs)) {
             return pairs;
         }
@@ -129,6 +136,7 @@ std::vector<GridLoop> LoopsOf(std::vector<std::array<int, 2>> pairs, const GridG
                               const GridPoint& origin)
 {
     std::vector<int> numbers(graph.points.size(), 0);
+    Progress::Impl::Check();
     for (const auto& [from, to] : pairs) {
         numbers[static_cast<std::size_t>(from)] = numbers[static_cast<std::size_t>(to)] = 1;
     }

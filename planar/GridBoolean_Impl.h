@@ -40,8 +40,11 @@ void AppendEdges(const std::vector<GridLoop>& loops, int set, std::vector<GridEd
 
 /// Which part of the plane a boolean keeps: W is the winding number.
 enum class Keep {
-    FirstSet,             // W of the first set is positive
-    FirstSetWithoutSecond // and that of the second is not
+    FirstSet,              // W of the first set is positive
+    FirstSetWithoutSecond, // and that of the second is not
+    EitherSet,             // W of one of the sets is positive, or of both
+    BothSets,              // W of both is positive
+    OneSetOnly             // W of one of the sets is positive, and that of the other is not
 };
 
 /// The loops around what is kept, which is on their left: outer loops run counter-clockwise, holes

@@ -2,6 +2,7 @@
 // eight do, there is a bundle, and its longest edge is the line of reference. All edges, short ones
 // too, that have both ends near this line join it.
 
+#include "mathbase/Progress_Impl.h"
 #include "planar/GridBundles_Impl.h"
 
 #include "mathbase/RadixSort_Impl.h"
@@ -59,6 +60,7 @@ std::vector<int> References(const std::vector<GridEdge>& edges)
     };
     std::vector<Keyed> keyed;
     for (std::size_t i = 0; i < edges.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         if (Extent(Vec2d(edges[i].high - edges[i].low)) >= kShortest) {
             keyed.push_back({BundleKey(edges[i]), static_cast<int>(i)});
         }
@@ -69,7 +71,9 @@ std::vector<int> References(const std::vector<GridEdge>& edges)
         return Extent(Vec2d(edge.high - edge.low));
     };
     std::vector<int> references;
+    Progress::Impl::Steps steps;
     for (auto from = keyed.begin(); from != keyed.end();) {
+        steps.Next();
         const auto to = std::find_if(from, keyed.end(),
                                      [&](const Keyed& item) { return item.key != from->key; });
         if (static_cast<std::size_t>(to - from) >= kBundleSize) {
@@ -129,7 +133,9 @@ bool MergeBundles(std::vector<GridEdge>& edges)
     std::vector<GridEdge> paths;
     std::vector<int> members;
     std::vector<Change> changes;
+    Progress::Impl::Steps steps;
     for (const int number : references) {
+        steps.Next();
         if (isInBundle[static_cast<std::size_t>(number)] != 0) {
             continue;
         }

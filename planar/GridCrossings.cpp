@@ -15,6 +15,8 @@
 
 #include "arrangement/CandidatePairs_Impl.h"
 #include "mathbase/Buckets_Impl.h"
+#include "mathbase/Progress_Impl.h"
+#include "mathbase/WatchedSort_Impl.h"
 #include "planar/GridPointTree_Impl.h"
 
 #include <algorithm>
@@ -180,6 +182,7 @@ void FindCuts(const std::vector<GridEdge>& edges, Cuts& cuts)
     std::vector<Intersect::Impl::Element> elements;
     elements.reserve(edges.size());
     for (const GridEdge& edge : edges) {
+        Progress::Impl::CheckStep(elements.size());
         // Exact: whole numbers of 33 bits.
         const Geometry::SegBase<double> segment{Vec2d(edge.low), Vec2d(edge.high)};
         elements.push_back(Intersect::Impl::MakeElement(segment, 0.0));
@@ -187,6 +190,7 @@ void FindCuts(const std::vector<GridEdge>& edges, Cuts& cuts)
     const Intersect::Impl::CandidatePairs pairs(elements);
     std::vector<int> candidates;
     for (int i = 0; i < static_cast<int>(edges.size()); ++i) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(i), 2 * edges.size());
         pairs.Of(i, candidates);
         for (const int j : candidates) {
             CutPair(edges, i, j, cuts);
@@ -245,6 +249,7 @@ std::vector<std::uint64_t> EndsOf(const std::vector<GridEdge>& edges)
     std::vector<std::uint64_t> ends;
     ends.reserve(3 * edges.size());
     for (const GridEdge& edge : edges) {
+        Progress::Impl::CheckStep(ends.size());
         ends.push_back(KeyOf(edge.low));
         ends.push_back(KeyOf(edge.high));
     }
@@ -299,6 +304,7 @@ private:
         if (numberOf_.empty()) {
             numberOf_.resize(graph.points.size());
             for (std::size_t i = 0; i < points_.size(); ++i) {
+                Progress::Impl::CheckStep(i);
                 const auto at =
                     std::lower_bound(graph.points.begin(), graph.points.end(), points_[i]);
                 numberOf_[static_cast<std::size_t>(at - graph.points.begin())] =
@@ -327,6 +333,7 @@ void ResolveOverlaps(std::vector<GridEdge>& edges)
     std::vector<SlopedEdge> sloped;
     sloped.reserve(edges.size());
     for (const GridEdge& edge : edges) {
+        Progress::Impl::CheckStep(sloped.size());
         const GridPoint along = edge.high - edge.low;
         // Upright edges run upward.
         sloped.push_back({static_cast<double>(along.y()) / static_cast<double>(along.x()),
@@ -336,15 +343,18 @@ void ResolveOverlaps(std::vector<GridEdge>& edges)
         return edges[static_cast<std::size_t>(item.number)];
     };
     // Different slopes may be one number, too: then they are compared as fractions.
-    std::sort(sloped.begin(), sloped.end(), [&](const SlopedEdge& a, const SlopedEdge& b) {
-        return a.slope != b.slope ? a.slope < b.slope : Turn(edgeOf(a), edgeOf(b)) > 0;
-    });
+    Parallel::Impl::WatchedSort(
+        sloped.begin(), sloped.end(), [&](const SlopedEdge& a, const SlopedEdge& b) {
+            return a.slope != b.slope ? a.slope < b.slope : Turn(edgeOf(a), edgeOf(b)) > 0;
+        });
 
     std::vector<GridEdge> result;
     result.reserve(edges.size());
     std::vector<std::pair<Wide, int>> parallel; // by their distance from the origin, times a length
     std::vector<Change> changes;
+    Progress::Impl::Steps steps;
     for (std::size_t from = 0; from < sloped.size();) {
+        steps.Next();
         const GridEdge& leader = edgeOf(sloped[from]);
         std::size_t to = from + 1;
         while (to < sloped.size() && sloped[to].slope == sloped[from].slope &&
@@ -356,7 +366,7 @@ void ResolveOverlaps(std::vector<GridEdge>& edges)
             parallel.push_back(
                 {Cross(leader.high - leader.low, edgeOf(sloped[from]).low), sloped[from].number});
         }
-        std::sort(parallel.begin(), parallel.end());
+        Parallel::Impl::WatchedSort(parallel.begin(), parallel.end(), std::less<>{});
         for (std::size_t i = 0; i < parallel.size();) {
             const std::size_t first = i;
             while (i < parallel.size() && parallel[i].first == parallel[first].first) {
@@ -388,6 +398,7 @@ GridGraph CutAtCrossings(const std::vector<GridEdge>& edges)
     Pieces pieces(cuts.points);
     pieces.Reserve(edges.size() + cuts.places.size());
     for (std::size_t i = 0; i < edges.size(); ++i) {
+        Progress::Impl::CheckStep(edges.size() + i, 2 * edges.size());
         pieces.Add(static_cast<int>(i), edges[i], placesOf[i]);
     }
     return pieces.Graph();
@@ -407,6 +418,7 @@ GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::
     Pieces pieces(keys);
     std::vector<int> places;
     for (std::size_t i = 0; i < edges.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         const GridEdge& edge = edges[i];
         places.clear();
         tree.Near(Vec2d(edge.low), Vec2d(edge.high), 0.5, [&](const GridPointTree::Item& item) {

@@ -1,6 +1,7 @@
 // Points on an integer grid, searched for those near a segment.
 #pragma once
 
+#include "mathbase/Progress_Impl.h"
 #include "planar/GridBoolean_Impl.h"
 
 #include <algorithm>
@@ -38,6 +39,7 @@ public:
 
 private:
     static constexpr std::size_t kLeaf = 8;
+    static constexpr std::size_t kMany = 1024; // worth a look at the progress scope
 
     struct Node {
         Vec2d low;
@@ -51,6 +53,9 @@ private:
     {
         if (from == to) {
             return;
+        }
+        if (to - from >= kMany) {
+            Progress::Impl::Check();
         }
         const std::size_t number = nodes_.size();
         nodes_.emplace_back(Node{items_[from].at, items_[from].at, -1, from, to});

@@ -3,6 +3,7 @@
 // numbers above each. At a point the edges that end there give way to those that start there: they
 // take their places in the tree, so that only a point where nothing ends has to be searched for.
 
+#include "mathbase/Progress_Impl.h"
 #include "planar/GridSweep_Impl.h"
 
 #include "mathbase/RadixSort_Impl.h"
@@ -46,6 +47,7 @@ public:
     bool Run()
     {
         for (int point = 0; point < static_cast<int>(graph_.points.size()); ++point) {
+            Progress::Impl::CheckStep(static_cast<std::size_t>(point), graph_.points.size());
             if (!Pass(point) && !isForced_) {
                 return false;
             }
@@ -116,7 +118,16 @@ private:
 
     bool IsKept(const Winding& winding) const
     {
-        return winding[0] > 0 && (keep_ == Keep::FirstSet || winding[1] <= 0);
+        const bool isInFirst = winding[0] > 0;
+        const bool isInSecond = winding[1] > 0;
+        switch (keep_) {
+        case Keep::FirstSet: return isInFirst;
+        case Keep::FirstSetWithoutSecond: return isInFirst && !isInSecond;
+        case Keep::EitherSet: return isInFirst || isInSecond;
+        case Keep::BothSets: return isInFirst && isInSecond;
+        case Keep::OneSetOnly: return isInFirst != isInSecond;
+        }
+        return false;
     }
 
     void Put(Iterator place, int edge, const Winding& above)
@@ -196,11 +207,14 @@ std::vector<int> NumberedKeys(const std::vector<std::uint64_t>& keys,
     std::vector<std::pair<std::uint64_t, int>> sorted;
     sorted.reserve(keys.size());
     for (const std::uint64_t key : keys) {
+        Progress::Impl::CheckStep(sorted.size());
         sorted.push_back({key, static_cast<int>(sorted.size())});
     }
     Math::Impl::StableSortByKey(sorted, [](const auto& item) { return item.first; });
     std::vector<int> numbers(keys.size());
+    Progress::Impl::Steps steps;
     for (const auto& [key, subscript] : sorted) {
+        steps.Next();
         if (points.empty() || points.back() != key) {
             points.push_back(key);
         }
@@ -215,7 +229,9 @@ GridGraph MakeGraph(const std::vector<std::uint64_t>& keys, std::vector<GridGrap
 {
     GridGraph graph;
     const std::vector<int> numbers = NumberedKeys(keys, graph.points);
+    Progress::Impl::Steps steps;
     std::erase_if(edges, [&](GridGraph::Edge& edge) {
+        steps.Next();
         edge.low = numbers[static_cast<std::size_t>(edge.low)];
         edge.high = numbers[static_cast<std::size_t>(edge.high)];
         if (edge.low > edge.high) {
@@ -230,6 +246,7 @@ GridGraph MakeGraph(const std::vector<std::uint64_t>& keys, std::vector<GridGrap
     graph.firstEdge.assign(graph.points.size() + 1, 0);
     graph.edges.reserve(edges.size());
     for (auto from = edges.begin(); from != edges.end();) {
+        steps.Next();
         const int low = from->low;
         const auto to = std::find_if(from, edges.end(),
                                      [&](const GridGraph::Edge& edge) { return edge.low != low; });

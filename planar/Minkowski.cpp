@@ -14,6 +14,7 @@
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "planar/FilterData_Impl.h"
 #include "planar/GridBoolean_Impl.h"
 #include "planar/MinkowskiLoops_Impl.h"
@@ -237,6 +238,7 @@ Loops<double> Sum(Polygon tool, const Loops<double>& paths, bool areFilled, doub
     Convolution convolution(tool, grid);
     std::vector<GridLoop> filling;
     for (const Polygon& path : paths) {
+        Progress::Impl::Check();
         GridLoop onGrid;
         onGrid.reserve(path.size());
         for (const Vec2d& point : path) {
@@ -265,6 +267,7 @@ Loops<double> Sum(Polygon tool, const Loops<double>& paths, bool areFilled, doub
                 {static_cast<double>(point.x()) + 0.5, static_cast<double>(point.y()) + 0.5});
         }
     }
+    const Progress::Impl::PhaseOfCall phase(0.2, 1);
     Loops<double> result = Union<double>(loops, nullptr);
     for (Polygon& loop : result) {
         for (Vec2d& point : loop) {
@@ -368,15 +371,22 @@ std::vector<std::vector<VecBase<2, T>>> DilatePaths(const std::vector<VecBase<2,
                                                     std::vector<std::vector<VecBase<2, T>>> paths,
                                                     T* resolution)
 {
-    const Polygon wideTool = WidenedLoop(tool);
-    const Loops<double> usable = UsablePaths(WidenedLoops(paths));
-    double accuracy = 0;
-    Loops<double> result;
-    if (wideTool.size() >= 3 && IsFiniteLoop(wideTool) && !usable.empty()) {
-        result = Sum(wideTool, usable, false, kLengthFloor<T>, accuracy);
-    }
-    Write(resolution, accuracy);
-    return NarrowedLoops<T>(result);
+    return Progress::Impl::Stoppable(
+        [&]() -> Loops<T> {
+            const Polygon wideTool = WidenedLoop(tool);
+            const Loops<double> usable = UsablePaths(WidenedLoops(paths));
+            double accuracy = 0;
+            Loops<double> result;
+            if (wideTool.size() >= 3 && IsFiniteLoop(wideTool) && !usable.empty()) {
+                result = Sum(wideTool, usable, false, kLengthFloor<T>, accuracy);
+            }
+            Write(resolution, accuracy);
+            return NarrowedLoops<T>(result);
+        },
+        [&] {
+            Write(resolution, 0.0);
+            return Loops<T>();
+        });
 }
 
 template <class T>
@@ -384,11 +394,18 @@ std::vector<std::vector<VecBase<2, T>>>
 DilateMultipleAreas(const std::vector<VecBase<2, T>>& tool,
                     const std::vector<std::vector<VecBase<2, T>>>& areas, T* resolution)
 {
-    double accuracy = 0;
-    const Loops<double> result =
-        DilateAreas(WidenedLoop(tool), WidenedLoops(areas), kLengthFloor<T>, accuracy);
-    Write(resolution, accuracy);
-    return NarrowedLoops<T>(result);
+    return Progress::Impl::Stoppable(
+        [&]() -> Loops<T> {
+            double accuracy = 0;
+            const Loops<double> result =
+                DilateAreas(WidenedLoop(tool), WidenedLoops(areas), kLengthFloor<T>, accuracy);
+            Write(resolution, accuracy);
+            return NarrowedLoops<T>(result);
+        },
+        [&] {
+            Write(resolution, 0.0);
+            return Loops<T>();
+        });
 }
 
 template <class T>
@@ -404,11 +421,18 @@ std::vector<std::vector<VecBase<2, T>>>
 ContractMultipleAreas(const std::vector<VecBase<2, T>>& tool,
                       const std::vector<std::vector<VecBase<2, T>>>& areas, T* resolution)
 {
-    double accuracy = 0;
-    const Loops<double> result =
-        ContractAreas(WidenedLoop(tool), WidenedLoops(areas), kLengthFloor<T>, accuracy);
-    Write(resolution, accuracy);
-    return NarrowedLoops<T>(result);
+    return Progress::Impl::Stoppable(
+        [&]() -> Loops<T> {
+            double accuracy = 0;
+            const Loops<double> result =
+                ContractAreas(WidenedLoop(tool), WidenedLoops(areas), kLengthFloor<T>, accuracy);
+            Write(resolution, accuracy);
+            return NarrowedLoops<T>(result);
+        },
+        [&] {
+            Write(resolution, 0.0);
+            return Loops<T>();
+        });
 }
 
 template <class T>
@@ -425,14 +449,21 @@ MinkowskiFilterMultipleAreas(const std::vector<VecBase<2, T>>& dilatingTool,
                              const std::vector<VecBase<2, T>>& contractingTool,
                              const std::vector<std::vector<VecBase<2, T>>>& areas, T* resolution)
 {
-    double ofDilation = 0;
-    double ofContraction = 0;
-    const Loops<double> grown =
-        DilateAreas(WidenedLoop(dilatingTool), WidenedLoops(areas), kLengthFloor<T>, ofDilation);
-    const Loops<double> result =
-        ContractAreas(WidenedLoop(contractingTool), grown, kLengthFloor<T>, ofContraction);
-    Write(resolution, ofDilation + ofContraction);
-    return NarrowedLoops<T>(result);
+    return Progress::Impl::Stoppable(
+        [&]() -> Loops<T> {
+            double ofDilation = 0;
+            double ofContraction = 0;
+            const Loops<double> grown = DilateAreas(WidenedLoop(dilatingTool), WidenedLoops(areas),
+                                                    kLengthFloor<T>, ofDilation);
+            const Loops<double> result =
+                ContractAreas(WidenedLoop(contractingTool), grown, kLengthFloor<T>, ofContraction);
+            Write(resolution, ofDilation + ofContraction);
+            return NarrowedLoops<T>(result);
+        },
+        [&] {
+            Write(resolution, 0.0);
+            return Loops<T>();
+        });
 }
 
 // clang-format off

@@ -7,6 +7,7 @@
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "planar/MinkowskiLoops_Impl.h"
 #include "planar/MinkowskiProfiles_Impl.h"
 #include "planar/SegmentOverlapTree_Impl.h"
@@ -499,19 +500,23 @@ template <class T>
 std::vector<VecBase<2, T>> OuterOffsetLoop(const std::vector<VecBase<2, T>>& a,
                                            const std::vector<VecBase<2, T>>& b, T tol)
 {
-    return NarrowedLoop<T>(OuterLoop(WidenedLoop(a), WidenedLoop(b), static_cast<double>(tol)));
+    return Progress::Impl::Stoppable([&]() -> std::vector<VecBase<2, T>> {
+        return NarrowedLoop<T>(OuterLoop(WidenedLoop(a), WidenedLoop(b), static_cast<double>(tol)));
+    });
 }
 
 template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 KeepCommonRegions(const std::vector<VecBase<2, T>>& a, const std::vector<VecBase<2, T>>& b, T tol)
 {
-    if (a.empty() || b.empty()) {
-        return {};
-    }
-    const auto tolerance = static_cast<double>(tol);
-    const CutPair pair(WidenedLoop(a), {WidenedLoop(b)}, tolerance);
-    return NarrowedLoops<T>(CommonStretches(pair, kLengthFloor<T>));
+    return Progress::Impl::Stoppable([&]() -> std::vector<std::vector<VecBase<2, T>>> {
+        if (a.empty() || b.empty()) {
+            return {};
+        }
+        const auto tolerance = static_cast<double>(tol);
+        const CutPair pair(WidenedLoop(a), {WidenedLoop(b)}, tolerance);
+        return NarrowedLoops<T>(CommonStretches(pair, kLengthFloor<T>));
+    });
 }
 
 template <class T>
@@ -519,16 +524,25 @@ bool ClipOverlappedRegions(const std::vector<VecBase<2, T>>& a, const std::vecto
                            std::vector<std::vector<VecBase<2, T>>>& aPart,
                            std::vector<std::vector<VecBase<2, T>>>& bPart, T tol)
 {
-    // Into results of their own: an input may be an element of an output, and memory may run out.
-    Loops<double> ofA;
-    Loops<double> ofB;
-    const bool isClosed = ClipOverlapped(WidenedLoop(a), {WidenedLoop(b)}, ofA, ofB,
-                                         static_cast<double>(tol), kLengthFloor<T>);
-    auto narrowedOfA = NarrowedLoops<T>(ofA);
-    auto narrowedOfB = NarrowedLoops<T>(ofB);
-    aPart = std::move(narrowedOfA);
-    bPart = std::move(narrowedOfB);
-    return isClosed;
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            // Into results of their own: an input may be an element of an output, and memory may
+            // run out.
+            Loops<double> ofA;
+            Loops<double> ofB;
+            const bool isClosed = ClipOverlapped(WidenedLoop(a), {WidenedLoop(b)}, ofA, ofB,
+                                                 static_cast<double>(tol), kLengthFloor<T>);
+            auto narrowedOfA = NarrowedLoops<T>(ofA);
+            auto narrowedOfB = NarrowedLoops<T>(ofB);
+            aPart = std::move(narrowedOfA);
+            bPart = std::move(narrowedOfB);
+            return isClosed;
+        },
+        [&] {
+            aPart.clear();
+            bPart.clear();
+            return false;
+        });
 }
 
 // clang-format off

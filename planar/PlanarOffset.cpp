@@ -13,6 +13,7 @@
 #include <Velk/Math/Intersect_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "planar/ChainBreaking_Impl.h"
 #include "planar/ChainElement_Impl.h"
 #include "planar/CutPieces_Impl.h"
@@ -208,52 +209,60 @@ PolyArcSegBase<T> Reversed(PolyArcSegBase<T> chain)
 template <class T>
 std::vector<PolyArcSegBase<T>> PlanarOffset(const PolyArcSegBase<T>& chain, T distance, T tol)
 {
-    const T reach = AtLeastZero(tol);
-    if (!std::isfinite(distance)) {
-        return {};
-    }
-    if (std::fabs(distance) <= reach || chain.elements.empty()) {
-        return {chain};
-    }
-    const OffsetSource source(chain, distance < T{0}, reach);
-    return TrimmedOffset<T>(source, std::fabs(static_cast<double>(distance)),
-                            static_cast<double>(reach));
+    return Progress::Impl::Stoppable([&]() -> Chains<T> {
+        const T reach = AtLeastZero(tol);
+        if (!std::isfinite(distance)) {
+            return {};
+        }
+        if (std::fabs(distance) <= reach || chain.elements.empty()) {
+            return {chain};
+        }
+        const OffsetSource source(chain, distance < T{0}, reach);
+        return TrimmedOffset<T>(source, std::fabs(static_cast<double>(distance)),
+                                static_cast<double>(reach));
+    });
 }
 
 template <class T>
 std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T>& chain,
                                                           std::set<T> distances, T tol)
 {
-    const T reach = AtLeastZero(tol);
-    const std::vector<T> ascending(distances.begin(), distances.end());
-    std::vector<Chains<T>> result(ascending.size());
-    const auto isWorkedOn = [&](T distance, bool isNegative) {
-        return std::isfinite(distance) && (distance < T{0}) == isNegative &&
-               std::fabs(distance) > reach && !chain.elements.empty();
-    };
-    std::unique_ptr<const OffsetSource> sources[2];
-    for (const bool isNegative : {false, true}) {
-        if (std::any_of(ascending.begin(), ascending.end(),
-                        [&](T distance) { return isWorkedOn(distance, isNegative); })) {
-            sources[isNegative ? 1 : 0] =
-                std::make_unique<const OffsetSource>(chain, isNegative, reach);
-        }
-    }
-    Parallel::Impl::ApplyParallel(std::size_t{0}, ascending.size(), [&](std::size_t i) {
-        const T distance = ascending[i];
-        if (!std::isfinite(distance)) {
-            return;
-        }
-        const bool isNegative = distance < T{0};
-        if (isWorkedOn(distance, isNegative)) {
-            result[i] = TrimmedOffset<T>(*sources[isNegative ? 1 : 0],
-                                         std::fabs(static_cast<double>(distance)),
-                                         static_cast<double>(reach));
-        } else {
-            result[i].push_back(isNegative ? Reversed(chain) : chain);
-        }
-    });
-    return result;
+    return Progress::Impl::Stoppable(
+        [&]() -> std::vector<Chains<T>> {
+            const T reach = AtLeastZero(tol);
+            const std::vector<T> ascending(distances.begin(), distances.end());
+            std::vector<Chains<T>> result(ascending.size());
+            const auto isWorkedOn = [&](T distance, bool isNegative) {
+                return std::isfinite(distance) && (distance < T{0}) == isNegative &&
+                       std::fabs(distance) > reach && !chain.elements.empty();
+            };
+            std::unique_ptr<const OffsetSource> sources[2];
+            for (const bool isNegative : {false, true}) {
+                if (std::any_of(ascending.begin(), ascending.end(),
+                                [&](T distance) { return isWorkedOn(distance, isNegative); })) {
+                    sources[isNegative ? 1 : 0] =
+                        std::make_unique<const OffsetSource>(chain, isNegative, reach);
+                }
+            }
+            Progress::Impl::Share share(ascending.size());
+            Parallel::Impl::ApplyParallel(std::size_t{0}, ascending.size(), [&](std::size_t i) {
+                share.Done();
+                const T distance = ascending[i];
+                if (!std::isfinite(distance)) {
+                    return;
+                }
+                const bool isNegative = distance < T{0};
+                if (isWorkedOn(distance, isNegative)) {
+                    result[i] = TrimmedOffset<T>(*sources[isNegative ? 1 : 0],
+                                                 std::fabs(static_cast<double>(distance)),
+                                                 static_cast<double>(reach));
+                } else {
+                    result[i].push_back(isNegative ? Reversed(chain) : chain);
+                }
+            });
+            return result;
+        },
+        [&] { return std::vector<Chains<T>>(distances.size()); });
 }
 
 // clang-format off

@@ -5,6 +5,7 @@
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "planar/FilterData_Impl.h"
 #include "planar/GridBoolean_Impl.h"
 #include "planar/RegionLoops_Impl.h"
@@ -89,7 +90,7 @@ struct BufferredUnion::State {
     }
 
     /// The union of the buffer; invalid, with nothing changed but that, when it can't be made.
-    std::vector<GridLoop> United() noexcept
+    std::vector<GridLoop> United()
     {
         try {
             std::vector<GridEdge> edges;
@@ -98,6 +99,8 @@ struct BufferredUnion::State {
             if (GridBoolean(std::move(edges), Keep::FirstSet, Cutting::Own, loops)) {
                 return loops;
             }
+        } catch (const Progress::Impl::Stopped&) {
+            throw; // nothing has failed
         } catch (...) {
             // Memory, or the 128-bit arithmetic of the scanline: the caller learns it from
             // `isValid`.
@@ -150,53 +153,61 @@ BufferredUnion::~BufferredUnion() = default;
 
 bool BufferredUnion::Append(const DirectedSegments& segments)
 {
-    if (!state_) {
-        AssertSites::Report(AssertSites::kAppendSegmentsToMovedFrom);
-        return false;
-    }
-    if (!state_->isValid) {
-        return false;
-    }
-    bool areAllSound = true;
-    for (const auto& [start, end] : segments) {
-        areAllSound = areAllSound && state_->IsInBox(start) && state_->IsInBox(end);
-    }
-    state_->Add(LinkedLoops(segments, state_->grid, areAllSound));
-    return areAllSound && state_->isValid;
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            if (!state_) {
+                AssertSites::Report(AssertSites::kAppendSegmentsToMovedFrom);
+                return false;
+            }
+            if (!state_->isValid) {
+                return false;
+            }
+            bool areAllSound = true;
+            for (const auto& [start, end] : segments) {
+                areAllSound = areAllSound && state_->IsInBox(start) && state_->IsInBox(end);
+            }
+            state_->Add(LinkedLoops(segments, state_->grid, areAllSound));
+            return areAllSound && state_->isValid;
+        },
+        [&] { return false; });
 }
 
 bool BufferredUnion::Append(const Polylines& polylines)
 {
-    if (!state_) {
-        AssertSites::Report(AssertSites::kAppendPolylinesToMovedFrom);
-        return false;
-    }
-    if (!state_->isValid) {
-        return false;
-    }
-    bool areAllSound = true;
-    std::vector<GridLoop> loops;
-    loops.reserve(polylines.size());
-    for (const auto& polyline : polylines) {
-        if (polyline.empty()) {
-            continue;
-        }
-        GridLoop loop(polyline.size());
-        bool isOnGrid = true;
-        for (std::size_t i = 0; i < polyline.size(); ++i) {
-            areAllSound = areAllSound && state_->IsInBox(polyline[i]);
-            isOnGrid = isOnGrid && state_->grid.Snap(polyline[i], loop[i]);
-        }
-        const Vec2d gap = polyline.back() - polyline.front();
-        areAllSound = areAllSound && isOnGrid && std::fabs(gap.x()) <= kLoopEnds &&
-                      std::fabs(gap.y()) <= kLoopEnds;
-        if (isOnGrid) {
-            loop.front() = loop.back();
-            loops.push_back(std::move(loop));
-        }
-    }
-    state_->Add(std::move(loops));
-    return areAllSound && state_->isValid;
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            if (!state_) {
+                AssertSites::Report(AssertSites::kAppendPolylinesToMovedFrom);
+                return false;
+            }
+            if (!state_->isValid) {
+                return false;
+            }
+            bool areAllSound = true;
+            std::vector<GridLoop> loops;
+            loops.reserve(polylines.size());
+            for (const auto& polyline : polylines) {
+                if (polyline.empty()) {
+                    continue;
+                }
+                GridLoop loop(polyline.size());
+                bool isOnGrid = true;
+                for (std::size_t i = 0; i < polyline.size(); ++i) {
+                    areAllSound = areAllSound && state_->IsInBox(polyline[i]);
+                    isOnGrid = isOnGrid && state_->grid.Snap(polyline[i], loop[i]);
+                }
+                const Vec2d gap = polyline.back() - polyline.front();
+                areAllSound = areAllSound && isOnGrid && std::fabs(gap.x()) <= kLoopEnds &&
+                              std::fabs(gap.y()) <= kLoopEnds;
+                if (isOnGrid) {
+                    loop.front() = loop.back();
+                    loops.push_back(std::move(loop));
+                }
+            }
+            state_->Add(std::move(loops));
+            return areAllSound && state_->isValid;
+        },
+        [&] { return false; });
 }
 
 BufferredUnion::Polylines
@@ -212,25 +223,29 @@ BufferredUnion::GetUnfilteredPolylines(const DirectedSegments& segments) const
 
 BufferredUnion::Polylines BufferredUnion::Process()
 {
-    if (!state_) {
-        AssertSites::Report(AssertSites::kProcessOfMovedFrom);
-        return {};
-    }
-    if (!state_->isValid) {
-        return {};
-    }
-    state_->ReduceWhenFull();
-    try {
-        const std::vector<GridLoop> united = state_->United();
-        if (state_->isValid) {
-            Polylines result = FromGrid<double>(united, state_->grid);
-            state_->buffer.clear();
-            return result;
+    return Progress::Impl::Stoppable([&]() -> Polylines {
+        if (!state_) {
+            AssertSites::Report(AssertSites::kProcessOfMovedFrom);
+            return {};
         }
-    } catch (...) {
-        state_->isValid = false; // no memory for the result
-    }
-    return {};
+        if (!state_->isValid) {
+            return {};
+        }
+        state_->ReduceWhenFull();
+        try {
+            const std::vector<GridLoop> united = state_->United();
+            if (state_->isValid) {
+                Polylines result = FromGrid<double>(united, state_->grid);
+                state_->buffer.clear();
+                return result;
+            }
+        } catch (const Progress::Impl::Stopped&) {
+            throw; // the batches are still there
+        } catch (...) {
+            state_->isValid = false; // no memory for the result
+        }
+        return {};
+    });
 }
 
 bool BufferredUnion::IsValid() const { return state_ && state_->isValid; }

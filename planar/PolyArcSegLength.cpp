@@ -126,12 +126,14 @@ std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>& chain,
     return parameters;
 }
 
+namespace {
+
+/// `PointAtParameterOnPolyArcSeg` for a chain with these parameters of its joints.
 template <class T>
-bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, bool normalized,
-                                  VecBase<2, T>& point)
+bool PointAtParameter(const PolyArcSegBase<T>& chain, const std::vector<T>& joints, T parameter,
+                      bool normalized, VecBase<2, T>& point)
 {
     point = {};
-    const std::vector<T> joints = PolyArcSegParameters(chain, normalized);
     if (chain.elements.empty() || !(parameter >= joints.front() && parameter <= joints.back())) {
         return false;
     }
@@ -165,12 +167,38 @@ bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, b
     });
 }
 
+} // namespace
+
+template <class T>
+bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, bool normalized,
+                                  VecBase<2, T>& point)
+{
+    return PointAtParameter(chain, PolyArcSegParameters(chain, normalized), parameter, normalized,
+                            point);
+}
+
+template <class T>
+std::vector<bool> PointsAtParametersOnPolyArcSeg(const PolyArcSegBase<T>& chain,
+                                                 const std::vector<T>& parameters, bool normalized,
+                                                 std::vector<VecBase<2, T>>& points)
+{
+    const std::vector<T> joints = PolyArcSegParameters(chain, normalized);
+    std::vector<bool> areOnChain(parameters.size());
+    points.assign(parameters.size(), {});
+    for (std::size_t i = 0; i < parameters.size(); ++i) {
+        areOnChain[i] = PointAtParameter(chain, joints, parameters[i], normalized, points[i]);
+    }
+    return areOnChain;
+}
+
 #define SORVANE_INSTANTIATE(T)                                                                 \
     template std::vector<T> PolyArcSegParameters(const PolyArcSegBase<T>&, bool);              \
     template T PointParameterOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&, T);  \
     template std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>&,              \
                                                         const std::vector<VecBase<2, T>>&, T); \
-    template bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>&, T, bool, VecBase<2, T>&);
+    template bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>&, T, bool, VecBase<2, T>&); \
+    template std::vector<bool> PointsAtParametersOnPolyArcSeg(                                 \
+        const PolyArcSegBase<T>&, const std::vector<T>&, bool, std::vector<VecBase<2, T>>&);
 SORVANE_INSTANTIATE(float)
 SORVANE_INSTANTIATE(double)
 #undef SORVANE_INSTANTIATE

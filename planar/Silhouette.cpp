@@ -10,6 +10,7 @@
 #include <Sorvane/Silhouette_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "planar/FilterData_Impl.h"
 #include "planar/GridBoolean_Impl.h"
@@ -107,28 +108,30 @@ template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 SilhouetteBoundaries(const Mesh::IndexedPointsBase<3, T>& mesh, T* resolution)
 {
-    const RegionGrid grid = GridOverPoints(mesh.points);
-    if (resolution != nullptr) {
-        *resolution = ResolutionOf<T>(grid);
-    }
-    if (Mesh::IsEmpty(mesh) || !HasCells(grid)) {
-        return {};
-    }
-    std::vector<GridEdge> edges;
-    {
-        FilterData<2, long long> numbers;
-        const auto rims = RimPairs(mesh, grid, numbers);
-        edges.reserve(rims.size());
-        for (const auto& [from, to] : rims) {
-            AppendEdge(numbers.Points()[static_cast<std::size_t>(from)],
-                       numbers.Points()[static_cast<std::size_t>(to)], 1, 0, edges);
+    return Progress::Impl::Stoppable([&]() -> std::vector<std::vector<VecBase<2, T>>> {
+        const RegionGrid grid = GridOverPoints(mesh.points);
+        if (resolution != nullptr) {
+            *resolution = ResolutionOf<T>(grid);
         }
-    }
-    std::vector<GridLoop> united;
-    GridBoolean(std::move(edges), Keep::FirstSet, Cutting::Own, united);
-    auto result = FromGrid<T>(united, grid);
-    PutLargeLoopFirst(result);
-    return result;
+        if (Mesh::IsEmpty(mesh) || !HasCells(grid)) {
+            return {};
+        }
+        std::vector<GridEdge> edges;
+        {
+            FilterData<2, long long> numbers;
+            const auto rims = RimPairs(mesh, grid, numbers);
+            edges.reserve(rims.size());
+            for (const auto& [from, to] : rims) {
+                AppendEdge(numbers.Points()[static_cast<std::size_t>(from)],
+                           numbers.Points()[static_cast<std::size_t>(to)], 1, 0, edges);
+            }
+        }
+        std::vector<GridLoop> united;
+        GridBoolean(std::move(edges), Keep::FirstSet, Cutting::Own, united);
+        auto result = FromGrid<T>(united, grid);
+        PutLargeLoopFirst(result);
+        return result;
+    });
 }
 
 template <class T>

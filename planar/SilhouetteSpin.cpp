@@ -11,6 +11,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/SegmentPoint_Impl.h"
 #include "mathbase/Values_Impl.h"
 
@@ -106,6 +107,7 @@ std::vector<SpunEdge> SpunEdges(const Mesh::IndexedPointsBase<3, T>& mesh, doubl
         });
     std::size_t kept = 0;
     for (std::size_t i = 0; i < count; ++i) {
+        Progress::Impl::CheckStep(i);
         for (std::size_t k = 0; k < 3 && isSound[i] != 0; ++k) {
             edges[kept++] = edges[3 * i + k];
         }
@@ -122,8 +124,10 @@ std::vector<SpunEdge> SpunEdges(const Mesh::IndexedPointsBase<3, T>& mesh, doubl
     const auto match = [step](const Vec2d& a, const Vec2d& b) {
         return std::fabs(a.x() - b.x()) <= step && std::fabs(a.y() - b.y()) <= step;
     };
+    Progress::Impl::Steps steps;
     edges.erase(std::unique(edges.begin(), edges.end(),
                             [&](const SpunEdge& a, const SpunEdge& b) {
+                                steps.Next();
                                 return match(a.vertex, b.vertex) && match(a.low, b.low) &&
                                        match(a.high, b.high);
                             }),
@@ -175,6 +179,7 @@ private:
     {
         Range all{0, Count(), {}};
         for (std::size_t i = 0; i < edges_.size(); ++i) {
+            Progress::Impl::CheckStep(i);
             if (!IsLevel(edges_[i])) {
                 all.edges.push_back(static_cast<std::uint32_t>(i));
             }
@@ -229,13 +234,16 @@ private:
         const double low = HeightAt(range.first);
         const double high = HeightAt(range.last - 1);
         double reached = 0;
+        Progress::Impl::Steps steps;
         for (const std::uint32_t number : range.edges) {
+            steps.Next();
             const SpunEdge& edge = edges_[number];
             if (edge.low.y() <= low && high <= edge.high.y()) {
                 reached = std::max(reached, LeastRadius(edge, low, high));
             }
         }
         std::erase_if(range.edges, [&](std::uint32_t number) {
+            steps.Next();
             const SpunEdge& edge = edges_[number];
             if (edge.high.y() < low || high < edge.low.y()) {
                 return true;
@@ -277,6 +285,7 @@ std::vector<Vec2d> OutlineOf(const SpunSamples& samples, double low, double high
     std::vector<Vec2d> outline{{0, low}, samples.PointAt(0)};
     std::size_t turn = 0;
     for (std::size_t i = 1; i < angles.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         if (std::fabs(angles[i] - angles[turn]) > kStraightAngle) {
             if (turn != 0) {
                 outline.push_back(samples.PointAt(i - 1));
@@ -370,6 +379,7 @@ std::vector<Vec2d> Thinned(const std::vector<Vec2d>& outline, double step)
     PointsNearChord between(outline);
     between.Restart(1);
     for (std::size_t i = 1; i + 1 < outline.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         between.Append();
         if (!between.AreWithin(step, outline[anchor], outline[i + 1])) {
             anchor = i;
@@ -400,21 +410,23 @@ std::pair<double, double> RangeOfHeights(const Mesh::IndexedPointsBase<3, T>& me
 template <class T>
 std::vector<VecBase<2, T>> SpinBoundary(const Mesh::IndexedPointsBase<3, T>& mesh, T step)
 {
-    // Also where `step` is NaN the mesh is no higher.
-    const double used = step < kLeastStep ? kLeastStep : static_cast<double>(step);
-    const auto [low, high] = RangeOfHeights(mesh);
-    if (Mesh::IsEmpty(mesh) || !(high - low > used)) {
-        return {};
-    }
-    const std::vector<SpunEdge> edges = SpunEdges(mesh, used);
-    const SpunSamples samples(edges, low, high, used);
-    const std::vector<Vec2d> outline = Thinned(OutlineOf(samples, low, high), used);
-    std::vector<VecBase<2, T>> result;
-    result.reserve(outline.size());
-    for (const Vec2d& point : outline) {
-        result.push_back(Narrowed<T>(point));
-    }
-    return result;
+    return Progress::Impl::Stoppable([&]() -> std::vector<VecBase<2, T>> {
+        // Also where `step` is NaN the mesh is no higher.
+        const double used = step < kLeastStep ? kLeastStep : static_cast<double>(step);
+        const auto [low, high] = RangeOfHeights(mesh);
+        if (Mesh::IsEmpty(mesh) || !(high - low > used)) {
+            return {};
+        }
+        const std::vector<SpunEdge> edges = SpunEdges(mesh, used);
+        const SpunSamples samples(edges, low, high, used);
+        const std::vector<Vec2d> outline = Thinned(OutlineOf(samples, low, high), used);
+        std::vector<VecBase<2, T>> result;
+        result.reserve(outline.size());
+        for (const Vec2d& point : outline) {
+            result.push_back(Narrowed<T>(point));
+        }
+        return result;
+    });
 }
 
 // clang-format off

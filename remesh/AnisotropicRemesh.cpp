@@ -146,29 +146,33 @@ unsigned AnisotropicRemesh(const IndexedPointsBase<3, double>& mesh, const Tags&
         return 0;
     }
     const auto remesh = [&] {
-    IndexedPointsBase<3, double> stage;
-    Tags stageTags;
-    const auto evenOut = [&] {
-        const Progress::Impl::Phase phase(0.0, 0.5);
-        return IsotropicRemesh(mesh, tags, stage, stageTags, maxNormalAngle, 2.0 * length / 3.0,
-                        iterations, keepBoundary);
-    };
-    if (evenOut() == 0) {
-        stage = mesh;
-        stageTags = tags;
-    }
-    out = {};
-    outTags.clear();
-    const Progress::Impl::Phase phase(0.5, 1.0);
-    Remesher remesher(stage, stageTags, maxNormalAngle, chordTolerance, curvatureExponent,
-                      keepBoundary);
-    remesher.targetLength = remesher.TargetLengthFor(length);
-    remesher.minFactor = kMinFactor;
-    remesher.maxFactor = kMaxFactor;
-    const unsigned count = remesher.RunPasses(iterations);
-    remesher.ProjectNodes(true);
-    HalfEdge::Impl::ExportTagged(remesher, out, outTags);
-    return count;
+        IndexedPointsBase<3, double> stage;
+        Tags stageTags;
+        const auto evenOut = [&] {
+            const Progress::Impl::PhaseOfCall phase(0.0, 0.5);
+            return IsotropicRemesh(mesh, tags, stage, stageTags, maxNormalAngle, 2.0 * length / 3.0,
+                                   iterations, keepBoundary);
+        };
+        if (evenOut() == 0) {
+            stage = mesh;
+            stageTags = tags;
+        }
+        out = {};
+        outTags.clear();
+        const Progress::Impl::Phase phase(0.5, 1.0);
+        Remesher remesher(stage, stageTags, maxNormalAngle, chordTolerance, curvatureExponent,
+                          keepBoundary);
+        remesher.targetLength = remesher.TargetLengthFor(length);
+        remesher.minFactor = kMinFactor;
+        remesher.maxFactor = kMaxFactor;
+        const auto run = [&] {
+            const Progress::Impl::Phase passes(0.1, 0.95);
+            return remesher.RunPasses(iterations);
+        };
+        const unsigned count = run();
+        remesher.ProjectNodes(true);
+        HalfEdge::Impl::ExportTagged(remesher, out, outTags);
+        return count;
     };
     return Progress::Impl::Stoppable(remesh, [&] {
         out = {};

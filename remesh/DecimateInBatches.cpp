@@ -794,7 +794,7 @@ void BatchDecimator::Run(double target, double limit)
     // Every pass takes triangles out or is the last.
     const auto initial = static_cast<double>(live_);
     while (static_cast<double>(live_) > target) {
-        Progress::Details::Check((initial - static_cast<double>(live_)) / (initial - target));
+        Progress::Impl::Check((initial - static_cast<double>(live_)) / (initial - target));
         const auto needed =
             static_cast<std::size_t>(std::ceil((static_cast<double>(live_) - target) / 2.0));
         const std::size_t goal = std::min(needed, live_ / 2 / kPassShare + 1);
@@ -907,61 +907,61 @@ double DecimateInBatches(const IndexedPointsBase<3, double>& mesh, const Tags& t
                          double keepPercent, double tolerance, DecimationReport& report)
 {
     const auto decimate = [&] {
-    report = {};
-    report.deviation = std::numeric_limits<double>::quiet_NaN();
-    BatchDecimator source(mesh, tags, featureAngle);
-    const int initial = source.TriangleCount();
-    const double target = std::floor(initial * std::max(keepPercent, 0.0) / 100.0);
-    IndexedMesh result;
-    Tags resultTags;
-    const auto finish = [&](const BatchDecimator& decimator, double limit) {
-        decimator.Export(result, resultTags);
-        report.initialTriangles = initial;
-        report.triangles = decimator.TriangleCount();
-        report.percentLeft = 100.0 / initial * report.triangles;
-        report.greatestError = decimator.GreatestError();
-        if (initial == 0 || !(target < initial)) {
-            return;
-        }
-        if (report.triangles <= target) {
-            report.stop = DecimationStop::Target;
-            return;
-        }
-        decimator.CountEdges(limit, report);
-        report.stop = report.deviatingEdges >= std::max(report.lockedEdges, report.foldingEdges)
-                          ? DecimationStop::Tolerance
-                      : report.lockedEdges >= report.foldingEdges ? DecimationStop::Locked
-                                                                  : DecimationStop::Folds;
-    };
-    if (initial == 0 || !(target < initial) || !(tolerance > 0.0)) {
-        finish(source, 0.0);
-    } else if (!(tolerance <= std::numeric_limits<double>::max())) {
-        source.Run(target, tolerance);
-        finish(source, tolerance);
-    } else {
-        double limit = tolerance;
-        for (int i = 0;; ++i) {
-            if (i == kTries) { // what can't be held is left alone
-                finish(source, 0.0);
-                report.deviation = 0.0;
-                report.stop = DecimationStop::Tolerance;
-                break;
-            }
-            BatchDecimator decimator = source;
-            decimator.Run(target, limit);
+        report = {};
+        report.deviation = std::numeric_limits<double>::quiet_NaN();
+        BatchDecimator source(mesh, tags, featureAngle);
+        const int initial = source.TriangleCount();
+        const double target = std::floor(initial * std::max(keepPercent, 0.0) / 100.0);
+        IndexedMesh result;
+        Tags resultTags;
+        const auto finish = [&](const BatchDecimator& decimator, double limit) {
             decimator.Export(result, resultTags);
-            report.deviation = DeviationOf(mesh, result);
-            if (report.deviation <= tolerance) {
-                finish(decimator, limit);
-                break;
+            report.initialTriangles = initial;
+            report.triangles = decimator.TriangleCount();
+            report.percentLeft = 100.0 / initial * report.triangles;
+            report.greatestError = decimator.GreatestError();
+            if (initial == 0 || !(target < initial)) {
+                return;
             }
-            limit *= std::clamp(0.9 * tolerance / report.deviation, 0.1, 0.8);
+            if (report.triangles <= target) {
+                report.stop = DecimationStop::Target;
+                return;
+            }
+            decimator.CountEdges(limit, report);
+            report.stop = report.deviatingEdges >= std::max(report.lockedEdges, report.foldingEdges)
+                              ? DecimationStop::Tolerance
+                          : report.lockedEdges >= report.foldingEdges ? DecimationStop::Locked
+                                                                      : DecimationStop::Folds;
+        };
+        if (initial == 0 || !(target < initial) || !(tolerance > 0.0)) {
+            finish(source, 0.0);
+        } else if (!(tolerance <= std::numeric_limits<double>::max())) {
+            source.Run(target, tolerance);
+            finish(source, tolerance);
+        } else {
+            double limit = tolerance;
+            for (int i = 0;; ++i) {
+                if (i == kTries) { // what can't be held is left alone
+                    finish(source, 0.0);
+                    report.deviation = 0.0;
+                    report.stop = DecimationStop::Tolerance;
+                    break;
+                }
+                BatchDecimator decimator = source;
+                decimator.Run(target, limit);
+                decimator.Export(result, resultTags);
+                report.deviation = DeviationOf(mesh, result);
+                if (report.deviation <= tolerance) {
+                    finish(decimator, limit);
+                    break;
+                }
+                limit *= std::clamp(0.9 * tolerance / report.deviation, 0.1, 0.8);
+            }
         }
-    }
-    out.points.swap(result.points);
-    out.indices.swap(result.indices);
-    outTags.swap(resultTags);
-    return report.percentLeft;
+        out.points.swap(result.points);
+        out.indices.swap(result.indices);
+        outTags.swap(resultTags);
+        return report.percentLeft;
     };
     return Progress::Impl::Stoppable(decimate, [&] {
         out = {};

@@ -110,7 +110,7 @@ void QEFDecimator::BuildQuadrics()
         NodeAt(n).qef = {};
     }
     for (int f = 0; f < FaceCount(); ++f) {
-        Progress::Details::CheckStep(static_cast<std::size_t>(f));
+        Progress::Impl::CheckStep(static_cast<std::size_t>(f));
         const std::array<int, 3> corners = Corners(f);
         if (!IsValidFace(f) || std::any_of(corners.begin(), corners.end(),
                                            [&](int n) { return n < 0 || IsBoundaryNode(n); })) {
@@ -201,7 +201,7 @@ void QEFDecimator::RemoveTriangles(double keepPercent, double tolerance)
     if (removed_ < target_) {
         queue_.Reserve(static_cast<std::size_t>(EdgeCount()));
         for (int e = 0; e < EdgeCount(); e += 2) {
-            Progress::Details::CheckStep(static_cast<std::size_t>(e));
+            Progress::Impl::CheckStep(static_cast<std::size_t>(e));
             PushEdge(e);
         }
     }
@@ -210,7 +210,7 @@ void QEFDecimator::RemoveTriangles(double keepPercent, double tolerance)
     for (std::size_t tries = 1; removed_ < target_ && queue_.Pop(entry, isGone); ++tries) {
         TryCollapse(entry);
         if (tries % 256 == 0) {
-            Progress::Details::Check(removed_ / target_);
+            Progress::Impl::Check(removed_ / target_);
         }
     }
     RemoveTriangleStars();
@@ -338,7 +338,7 @@ void QEFDecimator::RemoveTriangleStars()
     for (int pass = 0; pass < kStarPasses && hasRemoved; ++pass) {
         hasRemoved = false;
         for (int n = 0; n < NodeCount(); ++n) {
-            Progress::Details::CheckStep(static_cast<std::size_t>(n));
+            Progress::Impl::CheckStep(static_cast<std::size_t>(n));
             if (!FindStar(*this, n, star) ||
                 std::any_of(star.spokes.begin(), star.spokes.end(),
                             [&](int spoke) { return IsEdgeLocked(spoke); })) {
@@ -390,7 +390,7 @@ void QEFDecimator::FlipToDelaunay(double maxError)
         return IsValidEdge(e) && !EdgeAt(e).feature && !IsLocallyDelaunay(Diamond(e));
     };
     for (int e = 0; e < EdgeCount(); e += 2) {
-        Progress::Details::CheckStep(static_cast<std::size_t>(e));
+        Progress::Impl::CheckStep(static_cast<std::size_t>(e));
         if (mayFlip(e)) {
             stack.push_back(e);
         }

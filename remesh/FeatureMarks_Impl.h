@@ -10,6 +10,8 @@
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "mathbase/Progress_Impl.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -160,6 +162,7 @@ template <int D, class Mesh, class Mark>
 void VisitFeatures(const Mesh& mesh, double angle, Mark mark)
 {
     for (int e = 0; e < mesh.EdgeCount(); e += 2) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(e));
         if (mesh.IsValidEdge(e)) {
             const FeatureKind kind = FeatureKindOf<D>(mesh, e, angle);
             if (kind != FeatureKind::None) {

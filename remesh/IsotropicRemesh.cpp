@@ -156,7 +156,12 @@ unsigned Remesh(const IndexedPointsBase<D, double>& mesh, const Tags& tags,
     return Progress::Impl::Stoppable(
         [&] {
             Remesher<D> remesher(mesh, tags, angle, length, keepBoundary);
-            const unsigned count = remesher.RunPasses(iterations);
+            Progress::Impl::Check(0.1);
+            const auto run = [&] {
+                const Progress::Impl::Phase phase(0.1, 0.95);
+                return remesher.RunPasses(iterations);
+            };
+            const unsigned count = run();
             remesher.ProjectNodes(true);
             HalfEdge::Impl::ExportTagged(remesher, out, outTags);
             return count;

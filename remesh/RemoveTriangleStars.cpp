@@ -4,6 +4,8 @@
 #include <Sorvane/Remesh_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "mathbase/Progress_Impl.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -115,35 +117,43 @@ bool ReplaceStar(IndexedMesh& mesh, int point, const std::vector<std::vector<int
 bool RemoveTriangleStars(const IndexedPointsBase<3, double>& mesh,
                          IndexedPointsBase<3, double>& out, double maxAngle)
 {
-    if (&out != &mesh) {
-        out = mesh;
-    }
-    const auto isPoint = [&](int index) {
-        return index >= 0 && static_cast<std::size_t>(index) < out.points.size();
-    };
-    if (IsEmpty(out) || !std::all_of(out.indices.begin(), out.indices.end(), isPoint)) {
-        return false;
-    }
-    const double angle = maxAngle * kRadiansPerDegree;
-    bool hasChanged = false;
-    for (int pass = 0; pass < kPasses; ++pass) {
-        const std::vector<std::vector<int>> facets = NodeFacets(out);
-        bool isChanging = false;
-        for (std::size_t point = 0; point < facets.size(); ++point) {
-            if (facets[point].size() == 3) {
-                isChanging = ReplaceStar(out, static_cast<int>(point), facets, angle) || isChanging;
+    return Progress::Impl::Stoppable(
+        [&]() -> bool {
+            if (&out != &mesh) {
+                out = mesh;
             }
-        }
-        if (!isChanging) {
-            break;
-        }
-        hasChanged = true;
-        std::erase(out.indices, kGone);
-    }
-    if (hasChanged) {
-        FilterForUniqueness(out, kLengthFloor<double>);
-    }
-    return hasChanged;
+            const auto isPoint = [&](int index) {
+                return index >= 0 && static_cast<std::size_t>(index) < out.points.size();
+            };
+            if (IsEmpty(out) || !std::all_of(out.indices.begin(), out.indices.end(), isPoint)) {
+                return false;
+            }
+            const double angle = maxAngle * kRadiansPerDegree;
+            bool hasChanged = false;
+            for (int pass = 0; pass < kPasses; ++pass) {
+                const std::vector<std::vector<int>> facets = NodeFacets(out);
+                bool isChanging = false;
+                for (std::size_t point = 0; point < facets.size(); ++point) {
+                    if (facets[point].size() == 3) {
+                        isChanging =
+                            ReplaceStar(out, static_cast<int>(point), facets, angle) || isChanging;
+                    }
+                }
+                if (!isChanging) {
+                    break;
+                }
+                hasChanged = true;
+                std::erase(out.indices, kGone);
+            }
+            if (hasChanged) {
+                FilterForUniqueness(out, kLengthFloor<double>);
+            }
+            return hasChanged;
+        },
+        [&] {
+            out = {};
+            return false;
+        });
 }
 
 } // namespace Velk::Math::Sorvane::Mesh

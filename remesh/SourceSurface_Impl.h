@@ -3,6 +3,8 @@
 
 #include <Sorvane/TriangleTree_E.h>
 
+#include "mathbase/Progress_Impl.h"
+
 #include <array>
 #include <cstddef>
 #include <vector>
@@ -66,6 +68,7 @@ void ProjectNodesOnto(const SourceSurface& surface, Mesh& mesh, double facingRea
     std::vector<int> nodes;
     std::vector<StrayPoint> strays;
     for (int n = 0; n < mesh.NodeCount(); ++n) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(n));
         if (mesh.Degree(n) == 0) {
             continue;
         }

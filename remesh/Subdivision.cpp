@@ -6,6 +6,7 @@
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "remesh/SubdivisionCount_Impl.h"
 #include "remesh/SubdivisionLoop_Impl.h"
 
@@ -65,42 +66,50 @@ void RequireLoopSubscripts(const SubdivisionMesh& mesh, unsigned iterations)
 void SubdivideMesh(const Points& mesh, Points& out, double featureAngle, unsigned iterations,
                    SubdivisionMethod method)
 {
-    if (!Begin(mesh, out)) {
-        return;
-    }
-    const bool isSqrt3 = method == SubdivisionMethod::Sqrt3;
-    const unsigned steps = isSqrt3 || method == SubdivisionMethod::Loop ? iterations : 0;
-    if (Points fine;
-        (!isSqrt3 || steps == 0) && HalfEdge::Impl::LoopOnArrays(mesh, featureAngle, steps, fine)) {
-        Weld(fine);
-        out = std::move(fine);
-        return;
-    }
-    SubdivisionMesh work(mesh);
-    work.DetectFeatures(featureAngle);
-    if (isSqrt3) {
-        HalfEdge::Impl::RequireGrownSubscripts(3 * work.Faces().size(), 3, steps);
-    } else {
-        RequireLoopSubscripts(work, steps);
-    }
-    // A step that changed nothing is the last: so would be all that follow.
-    bool hasChanged = true;
-    for (unsigned i = 0; i < steps && hasChanged; ++i) {
-        hasChanged = isSqrt3 ? work.Sqrt3Step(i) : work.LoopStep();
-    }
-    work.ExportIndexedPoints(out, kLengthFloor<double>);
+    Progress::Impl::Stoppable(
+        [&] {
+            if (!Begin(mesh, out)) {
+                return;
+            }
+            const bool isSqrt3 = method == SubdivisionMethod::Sqrt3;
+            const unsigned steps = isSqrt3 || method == SubdivisionMethod::Loop ? iterations : 0;
+            if (Points fine; (!isSqrt3 || steps == 0) &&
+                             HalfEdge::Impl::LoopOnArrays(mesh, featureAngle, steps, fine)) {
+                Weld(fine);
+                out = std::move(fine);
+                return;
+            }
+            SubdivisionMesh work(mesh);
+            work.DetectFeatures(featureAngle);
+            if (isSqrt3) {
+                HalfEdge::Impl::RequireGrownSubscripts(3 * work.Faces().size(), 3, steps);
+            } else {
+                RequireLoopSubscripts(work, steps);
+            }
+            // A step that changed nothing is the last: so would be all that follow.
+            bool hasChanged = true;
+            for (unsigned i = 0; i < steps && hasChanged; ++i) {
+                hasChanged = isSqrt3 ? work.Sqrt3Step(i) : work.LoopStep();
+            }
+            work.ExportIndexedPoints(out, kLengthFloor<double>);
+        },
+        [&] { Clear(out); });
 }
 
 void SplitLongMeshEdges(const Points& mesh, Points& out, double length, bool atMiddle,
                         unsigned iterations)
 {
-    if (!Begin(mesh, out)) {
-        return;
-    }
-    SubdivisionMesh work(mesh);
-    for (unsigned i = 0; i < iterations && work.SplitPass(length, atMiddle); ++i) {
-    }
-    work.ExportIndexedPoints(out, kLengthFloor<double>);
+    Progress::Impl::Stoppable(
+        [&] {
+            if (!Begin(mesh, out)) {
+                return;
+            }
+            SubdivisionMesh work(mesh);
+            for (unsigned i = 0; i < iterations && work.SplitPass(length, atMiddle); ++i) {
+            }
+            work.ExportIndexedPoints(out, kLengthFloor<double>);
+        },
+        [&] { Clear(out); });
 }
 
 } // namespace Velk::Math::Sorvane::Mesh

@@ -9,6 +9,7 @@
 #include <Velk/Math/Tolerances_E.h>
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "remesh/FeatureMarks_Impl.h"
 #include "remesh/SubdivisionCount_Impl.h"
 #include "remesh/SubdivisionMasks_Impl.h"
@@ -410,6 +411,7 @@ bool SubdivisionMesh::SplitPass(double length, bool atMiddle)
 
     bool hasSplit = false;
     for (int pair = 0; pair < pairs; ++pair) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(pair));
         if (isLong[static_cast<std::size_t>(pair)] == 0) {
             continue;
         }

@@ -5,6 +5,8 @@
 #include <Sorvane/HalfEdgeMesh_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
+#include "mathbase/Progress_Impl.h"
+
 #include <cstddef>
 #include <vector>
 
@@ -31,6 +33,7 @@ void ExportTagged(const HalfEdgeMesh& mesh, IndexedMesh& out, std::vector<unsign
     outTags.clear();
     outTags.reserve(out.indices.size() / 3);
     for (int f = 0; f < mesh.FaceCount(); ++f) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(f));
         if (const auto* face = mesh.FaceRecord(f)) {
             outTags.push_back(face->tag);
         }

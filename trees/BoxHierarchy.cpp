@@ -8,6 +8,8 @@
 
 #include "trees/BoxHierarchy_Impl.h"
 
+#include "mathbase/Progress_Impl.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -90,6 +92,7 @@ public:
     {
         entries_[0].reserve(boxes.size());
         for (std::size_t i = 0; i < boxes.size(); ++i) {
+            Progress::Impl::CheckStep(i);
             if (IsUsable(boxes[i])) {
                 entries_[0].push_back(EntryOf(boxes[i], static_cast<std::int32_t>(i)));
             }
@@ -122,6 +125,8 @@ private:
     static constexpr std::size_t kBinCount = 16;
     /// Up to so many boxes are sorted for a cut.
     static constexpr std::size_t kFew = 16;
+    /// From so many on a cut is worth a look at the progress scope.
+    static constexpr std::size_t kManyBoxes = 1024;
     /// Cuts by area end here; below it halves by number keep the depth logarithmic for any input.
     static constexpr int kDeepestAreaCut = 24;
     static constexpr T kInfinity = std::numeric_limits<T>::infinity();
@@ -274,6 +279,10 @@ private:
             }
             Divide(ranges[widest], ranges[widest + 1], depth);
         }
+        if (whole.Count() >= kManyBoxes) {
+            Progress::Impl::Check(static_cast<double>(whole.first) /
+                                  static_cast<double>(hierarchy_.order_.size()));
+        }
         const std::size_t number = AddNode();
         for (std::size_t slot = 0; slot < count; ++slot) {
             SetSlot(number, slot, ranges[slot],
@@ -293,6 +302,9 @@ private:
                 spread = extent;
                 axis = i;
             }
+        }
+        if (range.Count() >= kManyBoxes) {
+            Progress::Impl::Check();
         }
         if (range.Count() <= kFew) {
             CutSorted(range, upper, axis);
@@ -438,6 +450,9 @@ private:
         std::size_t share = leafSize_;
         while (share * kWidth < last - first) {
             share *= kWidth;
+        }
+        if (last - first >= kManyBoxes) {
+            Progress::Impl::Check();
         }
         const std::size_t number = AddNode();
         for (std::size_t slot = 0; first < last; ++slot, first += share) {

@@ -3,6 +3,7 @@
 #include "trees/TriangleHierarchy_Impl.h"
 
 #include "mathbase/NearestOnTriangle_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -53,7 +54,9 @@ TriangleHierarchy::TriangleHierarchy(const std::vector<RankedTriangle>& triangle
         return;
     }
     BoxOf<3, double>& whole = whole_;
+    Progress::Impl::Steps steps;
     for (const RankedTriangle& triangle : triangles) {
+        steps.Next();
         Join(whole, MarginBox(triangle.corner));
     }
     frame_.origin = (whole.min + whole.max) * 0.5;
@@ -78,7 +81,9 @@ bool TriangleHierarchy::IsTooFineForFloat(const std::vector<RankedTriangle>& tri
 {
     std::size_t smallCount = 0;
     const double small = kSmallExtent / frame_.scale;
+    Progress::Impl::Steps steps;
     for (const RankedTriangle& triangle : triangles) {
+        steps.Next();
         const BoxOf<3, double> box = MarginBox(triangle.corner);
         const Vec3d extent = box.max - box.min;
         smallCount += std::max({extent[0], extent[1], extent[2]}) < small ? 1 : 0;
@@ -93,11 +98,13 @@ void TriangleHierarchy::BuildBoxes(const std::vector<RankedTriangle>& triangles,
     std::vector<BoxOf<3, T>> mapped;
     mapped.reserve(triangles.size());
     for (const RankedTriangle& triangle : triangles) {
+        Progress::Impl::CheckStep(mapped.size());
         mapped.push_back(MappedBox(boxes, MarginBox(triangle.corner)));
     }
     boxes = BoxHierarchy<3, T>(mapped, HierarchyCut::Area, kLeafSize);
     triangles_.reserve(triangles.size());
     for (const std::int32_t number : boxes.Order()) {
+        Progress::Impl::CheckStep(triangles_.size());
         triangles_.push_back(triangles[static_cast<std::size_t>(number)]);
     }
 }
@@ -106,6 +113,7 @@ void TriangleHierarchy::FillBlocks()
 {
     blocks_.resize(coarse_.LeafCount());
     for (std::size_t number = 0; number < blocks_.size(); ++number) {
+        Progress::Impl::CheckStep(number);
         const HierarchyLeaf leaf = coarse_.Leaf(number);
         Block& block = blocks_[number];
         for (std::size_t slot = 0; slot < leaf.count; ++slot) {

@@ -6,6 +6,7 @@
 
 #include "mathbase/BitSpread_Impl.h"
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/RadixSort_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "trees/TriangleHierarchy_Impl.h"
@@ -132,6 +133,7 @@ std::vector<Closest> Batch(const std::vector<Vec3d>& points, const ProgressCallb
     const std::vector<BatchPoint> batch = AlongTheCurve(points);
     for (std::size_t first = 0; first < batch.size(); first += kPointsPerReport) {
         const std::size_t last = std::min(first + kPointsPerReport, batch.size());
+        Progress::Impl::Check(static_cast<double>(first) / static_cast<double>(batch.size()));
         Parallel::Impl::ApplyParallelChunks(first, last, [&](std::size_t from, std::size_t to) {
             std::size_t guess = 0;
             for (std::size_t i = from; i < to; ++i) {
@@ -164,13 +166,20 @@ QOFTriangleTree<3, double>::~QOFTriangleTree() = default;
 
 QOFTriangleTree<3, double>::QOFTriangleTree(const std::vector<Vec3d>& points,
                                             const std::vector<int>& triples)
-    : state_(std::make_unique<State>())
 {
+    Progress::Impl::Stoppable([&] { BuildOf(points, triples); }, [&] { state_.reset(); });
+}
+
+void QOFTriangleTree<3, double>::BuildOf(const std::vector<Vec3d>& points,
+                                         const std::vector<int>& triples)
+{
+    state_ = std::make_unique<State>();
     state_->added.reserve(triples.size() / 3);
     const auto isPoint = [&](int index) {
         return index >= 0 && static_cast<std::size_t>(index) < points.size();
     };
     for (std::size_t i = 0; i + 2 < triples.size(); i += 3) {
+        Progress::Impl::CheckStep(i / 3);
         const int a = triples[i];
         const int b = triples[i + 1];
         const int c = triples[i + 2];
@@ -195,17 +204,19 @@ void QOFTriangleTree<3, double>::AddTriangle(const Vec3d& a, const Vec3d& b, con
 
 void QOFTriangleTree<3, double>::Build()
 {
-    if (!state_ || state_->added.empty()) {
-        return;
-    }
-    if (!state_->triangles.Triangles().empty()) {
-        std::vector<RankedTriangle> all = state_->triangles.Triangles();
-        all.insert(all.end(), state_->added.begin(), state_->added.end());
-        state_->triangles = TriangleHierarchy(all);
-    } else {
-        state_->triangles = TriangleHierarchy(state_->added);
-    }
-    std::vector<RankedTriangle>().swap(state_->added); // and its memory
+    Progress::Impl::Stoppable([&] {
+        if (!state_ || state_->added.empty()) {
+            return;
+        }
+        if (!state_->triangles.Triangles().empty()) {
+            std::vector<RankedTriangle> all = state_->triangles.Triangles();
+            all.insert(all.end(), state_->added.begin(), state_->added.end());
+            state_->triangles = TriangleHierarchy(all);
+        } else {
+            state_->triangles = TriangleHierarchy(state_->added);
+        }
+        std::vector<RankedTriangle>().swap(state_->added); // and its memory
+    });
 }
 
 std::size_t QOFTriangleTree<3, double>::TriangleCount() const
@@ -245,8 +256,10 @@ std::vector<Closest>
 QOFTriangleTree<3, double>::ClosestPoints(const std::vector<Vec3d>& points, double radius,
                                           const ProgressCallback& progress) const
 {
-    return Batch(points, progress, [&](const Vec3d& point, std::size_t& guess) {
-        return state_ ? Nearest(state_->triangles, point, radius, guess) : Closest{point, -1};
+    return Progress::Impl::Stoppable([&]() -> std::vector<Closest> {
+        return Batch(points, progress, [&](const Vec3d& point, std::size_t& guess) {
+            return state_ ? Nearest(state_->triangles, point, radius, guess) : Closest{point, -1};
+        });
     });
 }
 
@@ -254,12 +267,15 @@ std::vector<Closest>
 QOFTriangleTree<3, double>::ClosestPointsInRange(const std::vector<Vec3d>& points, double r0,
                                                  double r1, const ProgressCallback& progress) const
 {
-    const RadiusRange range(r0, r1);
-    return Batch(points, progress, [&](const Vec3d& point, std::size_t& guess) {
-        if (range.IsEmpty()) {
-            return Closest{};
-        }
-        return state_ ? NearestInRange(state_->triangles, point, range, guess) : Closest{point, -1};
+    return Progress::Impl::Stoppable([&]() -> std::vector<Closest> {
+        const RadiusRange range(r0, r1);
+        return Batch(points, progress, [&](const Vec3d& point, std::size_t& guess) {
+            if (range.IsEmpty()) {
+                return Closest{};
+            }
+            return state_ ? NearestInRange(state_->triangles, point, range, guess)
+                          : Closest{point, -1};
+        });
     });
 }
 
@@ -328,11 +344,16 @@ std::vector<int> QOFTriangleTree<3, double>::LineHits(const Vec3d& origin,
 
 Octree::TriangleTree<double>::TriangleTree(const Mesh::TriangleSoup<3, double>& triangles)
 {
-    for (std::size_t i = 0; i < triangles.size(); ++i) {
-        const auto& [a, b, c] = triangles[i];
-        AddTriangle(a, b, c, static_cast<int>(i));
-    }
-    Build();
+    Progress::Impl::Stoppable(
+        [&] {
+            for (std::size_t i = 0; i < triangles.size(); ++i) {
+                Progress::Impl::CheckStep(i);
+                const auto& [a, b, c] = triangles[i];
+                AddTriangle(a, b, c, static_cast<int>(i));
+            }
+            Build();
+        },
+        [&] { static_cast<QOFTriangleTree<3, double>&>(*this) = {}; });
 }
 
 } // namespace Velk::Math::Sorvane::Tree

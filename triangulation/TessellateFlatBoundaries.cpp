@@ -4,6 +4,7 @@
 
 #include <Sorvane/Tessellation_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "mathbase/VectorUniqueness_Impl.h"
 #include "triangulation/ConstrainedDelaunay_Impl.h"
@@ -323,21 +324,23 @@ IndexedPointsBase<D, T>
 TessellateFlatBoundaries(const std::vector<std::vector<VecBase<D, T>>>& boundaries,
                          const std::vector<VecBase<D, T>>& interior, T tolerance)
 {
-    const auto isUsable = [](const auto& points) { return Math::Impl::AreUsable(points); };
-    if (!isUsable(interior) || !std::all_of(boundaries.begin(), boundaries.end(), isUsable)) {
-        return {};
-    }
-    const auto wideTolerance = static_cast<double>(tolerance);
-    if constexpr (std::is_same_v<T, double>) {
-        return Tessellated<T>(boundaries, interior, wideTolerance);
-    } else {
-        std::vector<Points<D>> loops;
-        loops.reserve(boundaries.size());
-        for (const std::vector<VecBase<D, T>>& boundary : boundaries) {
-            loops.push_back(InDoubles(boundary));
+    return Progress::Impl::Stoppable([&]() -> IndexedPointsBase<D, T> {
+        const auto isUsable = [](const auto& points) { return Math::Impl::AreUsable(points); };
+        if (!isUsable(interior) || !std::all_of(boundaries.begin(), boundaries.end(), isUsable)) {
+            return {};
         }
-        return Tessellated<T>(loops, InDoubles(interior), wideTolerance);
-    }
+        const auto wideTolerance = static_cast<double>(tolerance);
+        if constexpr (std::is_same_v<T, double>) {
+            return Tessellated<T>(boundaries, interior, wideTolerance);
+        } else {
+            std::vector<Points<D>> loops;
+            loops.reserve(boundaries.size());
+            for (const std::vector<VecBase<D, T>>& boundary : boundaries) {
+                loops.push_back(InDoubles(boundary));
+            }
+            return Tessellated<T>(loops, InDoubles(interior), wideTolerance);
+        }
+    });
 }
 
 template <int D, class T>

@@ -2,6 +2,7 @@
 
 #include <Sorvane/Tessellation_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "triangulation/MonotonePartitioner_Impl.h"
 #include "triangulation/OutlineCrossing_Impl.h"
@@ -162,7 +163,7 @@ std::vector<int> Tessellated(const std::vector<VecBase<3, T>>& boundary)
 template <int D, class T>
 std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<D, T>>& boundary)
 {
-    return Tessellated(boundary);
+    return Progress::Impl::Stoppable([&] { return Tessellated(boundary); });
 }
 
 template std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<2, float>>&);

@@ -10,6 +10,7 @@
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/HalfEdgeRecords_E.h>
 #include <Sorvane/NodePairMap_E.h>
+#include <Velk/ProgressChecks_E.h>
 
 #include <algorithm>
 #include <concepts>
@@ -440,6 +441,7 @@ private:
     static void GrowFor(std::vector<Record>& records, std::size_t more, std::size_t free)
     {
         if (more > free && records.capacity() - records.size() < more - free) {
+            Progress::Impl::Check(); // a long list is about to be copied
             records.reserve(std::max(records.size() + more - free, 2 * records.capacity()));
         }
     }
@@ -704,6 +706,7 @@ std::vector<int> HMesh<Node, Edge, Face>::PinchNodes() const
 {
     std::vector<int> pinches;
     for (int n = 0; n < NodeCount(); ++n) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(n));
         if (IsPinchNode(n)) {
             pinches.push_back(n);
         }

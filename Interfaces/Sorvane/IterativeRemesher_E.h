@@ -12,7 +12,7 @@
 #include <Sorvane/TriangleMesh_E.h>
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
-#include <Velk/Progress_E.h>
+#include <Velk/ProgressChecks_E.h>
 
 #include <array>
 #include <cmath>
@@ -220,7 +220,7 @@ public:
         arePinchesKnown_ = true;
         for (bool isChanging = true; isChanging && count < iterations; ++count) {
             const auto progress = [&](int pass) {
-                Progress::Details::Check((count + 0.2 * pass) / iterations);
+                Progress::Impl::Check((count + 0.2 * pass) / iterations);
             };
             // Every pass runs, whatever those before it have done.
             progress(0);
@@ -375,6 +375,7 @@ double IterativeRemesher<D, Node, Edge, Face>::MeanEdgeLength() const
     double sum = 0.0;
     std::size_t count = 0;
     for (int e = 0; e + 1 < this->EdgeCount(); e += 2) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(e));
         if (this->IsValidEdge(e) && this->IsValidEdge(e + 1) && this->IsValidNode(EdgeAt(e).node) &&
             this->IsValidNode(EdgeAt(e + 1).node)) {
             const double length = std::sqrt(SquaredEdgeLength(e));
@@ -395,7 +396,7 @@ bool IterativeRemesher<D, Node, Edge, Face>::SplitLongEdges()
     // Edges that this pass makes wait for the next one.
     const int count = this->EdgeCount();
     for (int e = 0; e < count; e += 2) {
-        Progress::Details::CheckStep(static_cast<std::size_t>(e));
+        Progress::Impl::CheckStep(static_cast<std::size_t>(e));
         if (!this->IsValidEdge(e) || (keepBoundary && this->IsBoundaryEdge(e, true))) {
             continue;
         }
@@ -417,7 +418,7 @@ bool IterativeRemesher<D, Node, Edge, Face>::CollapseShortEdges()
     VecBase<2, double> bounds;
     const int count = this->EdgeCount();
     for (int e = 0; e < count; e += 2) {
-        Progress::Details::CheckStep(static_cast<std::size_t>(e));
+        Progress::Impl::CheckStep(static_cast<std::size_t>(e));
         if (!this->IsValidEdge(e)) {
             continue;
         }
@@ -568,7 +569,7 @@ bool IterativeRemesher<D, Node, Edge, Face>::FlipEdges(bool force)
     FindOddNodes();
     const int count = this->EdgeCount();
     for (int e = 0; e < count; e += 2) {
-        Progress::Details::CheckStep(static_cast<std::size_t>(e));
+        Progress::Impl::CheckStep(static_cast<std::size_t>(e));
         if (!this->IsValidEdge(e) || this->IsBoundaryEdge(e, true) || this->IsEdgeLocked(e)) {
             continue;
         }
@@ -601,6 +602,7 @@ void IterativeRemesher<D, Node, Edge, Face>::FindOddNodes()
         mark(node);
     }
     for (int e = 0; e < this->EdgeCount(); ++e) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(e));
         if (EdgeAt(e).face < 0 && this->IsValidEdge(e)) {
             mark(EdgeAt(e).node);
             mark(EdgeAt(Twin(e)).node);
@@ -682,7 +684,7 @@ bool IterativeRemesher<D, Node, Edge, Face>::RelaxNodes()
     FindOddNodes();
     areGapsKnown_ = true; // no move makes or closes one
     for (int n = 0; n < this->NodeCount(); ++n) {
-        Progress::Details::CheckStep(static_cast<std::size_t>(n));
+        Progress::Impl::CheckStep(static_cast<std::size_t>(n));
         if (this->IsValidNode(n)) {
             hasMoved = (this->IsNodeLocked(n) ? RelaxFeatureNode(n) : RelaxNode(n)) || hasMoved;
         }

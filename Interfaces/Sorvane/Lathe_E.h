@@ -107,7 +107,8 @@ struct SORVANE_API BAngleSequence {
 /// side: the outer boundary of the whole sweep would miss the target where the region runs all
 /// around it, and the reports would tell of nothing that can be reached.
 ///
-/// Angles are worked on side by side; results do not depend on the number of threads.
+/// Angles are worked on side by side; results do not depend on the number of threads. A sweep that a
+/// progress scope has stopped gives no report at all.
 SORVANE_API std::vector<BAngleReport>
 BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, double>>& tool,
                 const std::vector<VecBase<2, double>>& holder, const VecBase<2, double>& pivot,

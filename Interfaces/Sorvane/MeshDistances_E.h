@@ -3,8 +3,8 @@
 //     const auto off = MeshUtils::CloudDistancesToMesh(part.points, part.indices, probed, false);
 //     const auto bounds = MeshUtils::HausdorffBounds(part, scan, 0.001);   // of the surfaces
 //
-// Every function makes a tree of the mesh, O(n log n), and asks it side by side for all points; a
-// point costs O(log n) as a rule. Triangles with a subscript out of range, a coordinate that is not
+// Every function that isn't given a tree of the mesh makes one, O(n log n), and asks it side by side for
+// all points; a point costs O(log n) as a rule. Triangles with a subscript out of range, a coordinate that is not
 // finite or beyond 1e150 are passed over, and so is a mesh that `Mesh::IsEmpty`. Results are the same
 // bits for any number of threads. Of triangles at the same distance the one with the lowest number
 // answers. Lengths have the unit of the points. Distances of parts and coordinates beyond 1e75, or of
@@ -18,6 +18,15 @@
 
 #include <cstddef>
 #include <vector>
+
+/// @cond
+namespace Velk::Math::Sorvane::Tree {
+template <int D, class T>
+class QOFTriangleTree; // TriangleTree_E.h
+template <>
+class QOFTriangleTree<3, double>;
+} // namespace Velk::Math::Sorvane::Tree
+/// @endcond
 
 namespace Velk::Math::Sorvane::MeshUtils {
 
@@ -42,6 +51,14 @@ namespace Velk::Math::Sorvane::MeshUtils {
 SORVANE_API std::vector<double> CloudDistancesToMesh(const std::vector<Vec3d>& points,
                                                      const std::vector<int>& indices,
                                                      const std::vector<Vec3d>& cloud, bool squared);
+
+/// The distances with signs of `CloudDistancesToMesh`, to the bit, by a tree that the host has already:
+/// that of these points and indices, by which its triangles are numbered. For clouds that come one
+/// after the other.
+SORVANE_API std::vector<double> SignedDistancesToMesh(const Tree::QOFTriangleTree<3, double>& tree,
+                                                      const std::vector<Vec3d>& points,
+                                                      const std::vector<int>& indices,
+                                                      const std::vector<Vec3d>& cloud);
 
 /// Each point of `cloud` moved onto the mesh: to the nearest point of it with `closest`, otherwise
 /// along Z to the highest place of the mesh on the point's vertical, whether it lies below the point

@@ -145,7 +145,9 @@ public:
 
 private:
     template <class T>
-    void Prepare(const std::vector<VecBase<3, T>>& points);
+    void Prepare(const IndexedPointsBase<3, T>& mesh, const Vec3d& normal);
+    template <class T>
+    void Sort(const std::vector<VecBase<3, T>>& points);
     std::vector<int> TrianglesAt(double height, const SectionOptions& options) const;
 
     Vec3d normal_;               // as given

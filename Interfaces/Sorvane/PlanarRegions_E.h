@@ -1,5 +1,5 @@
-// Regions of the plane bounded by polylines: their union and difference, and the union of a long stream of
-// loops.
+// Regions of the plane bounded by polylines: their union, difference, intersection and symmetric difference, and
+// the union of a long stream of loops.
 //
 //     double resolution = 0;
 //     const auto outline = Planar::Union(loops, &resolution);            // exact on a grid of 2^30 x 2^30
@@ -114,6 +114,14 @@ template <class T>
 std::vector<std::vector<VecBase<2, T>>>
 Union(const std::vector<std::vector<VecBase<2, T>>>& polylines, T* resolution);
 
+/// What is in one of the regions `a` and `b` or in both. Each is a region by itself as above, so that a hole of one does
+/// not count against the other, and a clockwise island of one is an island. The grid lies over the box of the points of
+/// both. Everything else as for the union of loops.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+Union(const std::vector<std::vector<VecBase<2, T>>>& a,
+      const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution);
+
 /// Region `a` without region `b`; each is a region by itself as above. The grid lies over the box of the points of
 /// both. Everything else as for `Union`.
 template <class T>
@@ -121,11 +129,30 @@ std::vector<std::vector<VecBase<2, T>>>
 Difference(const std::vector<std::vector<VecBase<2, T>>>& a,
            const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution);
 
+/// What the regions `a` and `b` have in common. Everything else as for `Difference`. It is calculated in one pass: to
+/// take away what is left of `a` without `b` would leave slivers along the edges that were rounded in between.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+Intersection(const std::vector<std::vector<VecBase<2, T>>>& a,
+             const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution);
+
+/// What is in one of the regions `a` and `b` and not in the other. Everything else as for `Difference`.
+template <class T>
+std::vector<std::vector<VecBase<2, T>>>
+SymmetricDifference(const std::vector<std::vector<VecBase<2, T>>>& a,
+                    const std::vector<std::vector<VecBase<2, T>>>& b, T* resolution);
+
 // clang-format off
 extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Union(const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Union(const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Union(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Difference(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Union(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
 extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Difference(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  Intersection(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Intersection(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, float>>>  SymmetricDifference(const std::vector<std::vector<VecBase<2, float>>>&,  const std::vector<std::vector<VecBase<2, float>>>&,  float*);
+extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> SymmetricDifference(const std::vector<std::vector<VecBase<2, double>>>&, const std::vector<std::vector<VecBase<2, double>>>&, double*);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar
@@ -135,7 +162,10 @@ extern template SORVANE_API std::vector<std::vector<VecBase<2, double>>> Differe
 // clang-format off
 namespace Velk::Math::Sorvane::Planar {
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Union(const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Union(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Difference(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> Intersection(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<VecBase<2, T>>> SymmetricDifference(const std::vector<std::vector<VecBase<2, T>>>&, const std::vector<std::vector<VecBase<2, T>>>&, T*) = delete;
 } // namespace Velk::Math::Sorvane::Planar
 // clang-format on
 /// @endcond

@@ -52,6 +52,13 @@ template <class T>
 bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>& chain, T parameter, bool normalized,
                                   VecBase<2, T>& point);
 
+/// The same for each of m parameters, to the bit: `points` become theirs, and the result tells which of them are on
+/// the chain. O(n + m log n).
+template <class T>
+std::vector<bool> PointsAtParametersOnPolyArcSeg(const PolyArcSegBase<T>& chain,
+                                                 const std::vector<T>& parameters, bool normalized,
+                                                 std::vector<VecBase<2, T>>& points);
+
 // --- nearest points and sides -------------------------------------------------------------------
 
 /// Nearest point of the chain; of elements equally near the earliest gives it, and of an arc's ends
@@ -125,7 +132,9 @@ extern template SORVANE_API double PointParameterOnPolyArcSeg(const PolyArcSegBa
 extern template SORVANE_API std::vector<float>  PointParametersOnPolyArcSeg(const PolyArcSegBase<float>&,  const std::vector<VecBase<2, float>>&,  float);
 extern template SORVANE_API std::vector<double> PointParametersOnPolyArcSeg(const PolyArcSegBase<double>&, const std::vector<VecBase<2, double>>&, double);
 extern template SORVANE_API bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<float>&,  float,  bool, VecBase<2, float>&);
+extern template SORVANE_API std::vector<bool> PointsAtParametersOnPolyArcSeg(const PolyArcSegBase<float>&, const std::vector<float>&, bool, std::vector<VecBase<2, float>>&);
 extern template SORVANE_API bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<double>&, double, bool, VecBase<2, double>&);
+extern template SORVANE_API std::vector<bool> PointsAtParametersOnPolyArcSeg(const PolyArcSegBase<double>&, const std::vector<double>&, bool, std::vector<VecBase<2, double>>&);
 extern template SORVANE_API VecBase<2, float>  ClosestPointOnPolyArcSeg(const PolyArcSegBase<float>&,  const VecBase<2, float>&);
 extern template SORVANE_API VecBase<2, double> ClosestPointOnPolyArcSeg(const PolyArcSegBase<double>&, const VecBase<2, double>&);
 extern template SORVANE_API std::pair<VecBase<2, float>,  VecBase<2, float>>  ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<float>&,  const VecBase<2, float>&,  bool);
@@ -148,6 +157,7 @@ template <class T> requires(!SupportedReal<T>) std::vector<T> PolyArcSegParamete
 template <class T> requires(!SupportedReal<T>) T PointParameterOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&, T) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>&, const std::vector<VecBase<2, T>>&, T) = delete;
 template <class T> requires(!SupportedReal<T>) bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>&, T, bool, VecBase<2, T>&) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<bool> PointsAtParametersOnPolyArcSeg(const PolyArcSegBase<T>&, const std::vector<T>&, bool, std::vector<VecBase<2, T>>&) = delete;
 template <class T> requires(!SupportedReal<T>) VecBase<2, T> ClosestPointOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&) = delete;
 template <class T> requires(!SupportedReal<T>) std::pair<VecBase<2, T>, VecBase<2, T>> ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&, bool) = delete;
 template <class T> requires(!SupportedReal<T>) bool PointInPolyArcSegSpace(const PolyArcSegBase<T>&, const VecBase<2, T>&, bool, VecBase<2, T>*) = delete;

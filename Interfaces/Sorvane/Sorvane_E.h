@@ -68,3 +68,4 @@
 #include <Velk/Math/Matrix_E.h>
 #include <Velk/Math/Transform_E.h>
 #include <Velk/Math/Vector_E.h>
+#include <Velk/Progress_E.h>

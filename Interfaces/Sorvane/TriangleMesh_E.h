@@ -12,7 +12,7 @@
 #include <Velk/Export_E.h>
 #include <Sorvane/IndexedMesh_E.h>
 #include <Velk/Math/Vector_E.h>
-#include <Velk/Progress_E.h>
+#include <Velk/ProgressChecks_E.h>
 
 #include <algorithm>
 #include <array>
@@ -727,6 +727,7 @@ bool TriangleMesh<Node, Edge, Face>::LinkBoundaryEdges()
     std::vector<BoundaryEnd> outgoing;
     std::vector<BoundaryEnd> incoming;
     for (int e = 0; e < this->EdgeCount(); ++e) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(e));
         if (this->IsValidEdge(e) && EdgeAt(e).face == kNoFace) {
             outgoing.push_back({EdgeAt(e).node, e});
             incoming.push_back({EdgeAt(Twin(e)).node, e});
@@ -841,7 +842,7 @@ bool TriangleMesh<Node, Edge, Face>::LoadIndexedPoints(
         AddPoints(points, indices.size() / 3);
         std::vector<int> corners(3);
         for (std::size_t t = 0; t < indices.size() / 3; ++t) {
-            Progress::Details::CheckStep(t);
+            Progress::Impl::CheckStep(t);
             std::copy_n(indices.begin() + static_cast<std::ptrdiff_t>(3 * t), 3, corners.begin());
             const int face = this->AddFace(corners);
             if (face >= 0) {
@@ -874,6 +875,7 @@ void TriangleMesh<Node, Edge, Face>::AddPoints(const std::vector<VecBase<D, T>>&
     this->Reserve(points.size(), 2 * edgeCount, triangles);
     Node record{};
     for (const VecBase<D, T>& point : points) {
+        Progress::Impl::CheckStep(this->nodes_.size());
         record.position = ConvertedPosition<decltype(record.position)>(point);
         this->AddNode(record);
     }
@@ -904,6 +906,7 @@ void TriangleMesh<Node, Edge, Face>::ExportIndexedPoints(
     live.indices.reserve(3 * this->faces_.size());
     std::vector<int> pointOfNode(this->nodes_.size(), -1);
     for (int f = 0; f < this->FaceCount(); ++f) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(f));
         const std::array<int, 3> corners = Corners(f);
         const auto isNode = [&](int n) { return static_cast<std::size_t>(n) < pointOfNode.size(); };
         if (std::all_of(corners.begin(), corners.end(), isNode)) {
@@ -915,6 +918,7 @@ void TriangleMesh<Node, Edge, Face>::ExportIndexedPoints(
     }
 
     for (std::size_t n = 0; n < pointOfNode.size(); ++n) {
+        Progress::Impl::CheckStep(n);
         if (pointOfNode[n] == 0) {
             pointOfNode[n] = static_cast<int>(live.points.size());
             const bool isAlive = this->IsValidNode(static_cast<int>(n));

@@ -97,6 +97,8 @@ public:
 
 private:
     struct State;
+    SORVANE_LOCAL void BuildOf(const std::vector<Vec3d>& points, const std::vector<int>& triples);
+
     std::unique_ptr<State> state_;
 };
 

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <Velk/Export_E.h>
+#include <Velk/ProgressChecks_E.h>
 
 #include <chrono>
-#include <cstddef>
 #include <functional>
 #include <memory>
 
@@ -20,25 +20,32 @@ struct State;
 /// it whether to go on.
 ///
 /// ```
-/// Velk::ProgressScope scope([&](double fraction) { bar.Show(fraction); return !bar.IsCanceled();
-/// }); const auto count = Mesh::IsotropicRemesh(...); if (scope.WasStopped()) { ... } // the
-/// results are empty
+/// Velk::ProgressScope scope([&](double fraction) {
+///     bar.Show(fraction);
+///     return !bar.IsCanceled();
+/// });
+/// const auto sections = Mesh::MeshSections(part, up, heights, {});
+/// if (scope.WasStopped()) { // the sections are empty
+///     return;
+/// }
 /// ```
 ///
 /// - A report comes on the thread of the call, about 30 times a second at the most, and not from
-/// operations that
-///   are through sooner. The fraction lies in [0, 1] and never falls during one call; it is an
-///   estimate of work, and begins anew with the next call.
+///   operations that are through sooner. The fraction lies in [0, 1] and never falls during one
+///   call; it is an estimate of work, and begins anew with the next call.
 /// - Once a report returns false, the operation gives up within some milliseconds and returns what
-/// its comment
-///   names for input that it can't serve (empty, zero, false); nothing is leaked, and meshes that
-///   were passed in are as they were unless they are results. All later calls in the scope give
-///   that at once.
+///   its comment names for input that it can't serve (empty, zero, false); nothing is leaked, and
+///   meshes that were passed in are as they were unless they are results. All later calls of long
+///   operations in the scope give that at once, so that a chain of calls needs one look at
+///   `WasStopped` at its end.
+/// - A stopped operation leaves results that it fills empty, as far as it has cleared them before,
+///   and an object that it works on as a lack of memory would: sound, with all or part of the
+///   change. A stopped constructor makes the object of an empty input.
 /// - Without a scope, or when nobody stops, results are the same to the last bit, and nothing is
-/// measured.
+///   measured.
 /// - Scopes nest: the inner one hears. Nothing is shared between threads: a scope serves the calls
-/// of its own
-///   thread, also while they work on several. Calls made inside a report are not watched.
+///   of its own thread, also while they work on several. Calls made inside a report are not
+///   watched.
 /// - What a report throws passes through the operation to its caller, like a lack of memory.
 ///
 /// To be destroyed on its own thread, inner ones first: a local variable.
@@ -61,23 +68,5 @@ public:
 private:
     std::unique_ptr<Progress::Impl::State> state_;
 };
-
-/// @cond
-// What the templates of the library's headers call.
-namespace Progress::Details {
-/// A place at which the operation may be stopped: throws what `Impl::Stoppable` catches. Costs a
-/// look at a thread's own variable when there is no scope.
-SORVANE_API void Check();
-/// The same, at `fraction` of the present phase.
-SORVANE_API void Check(double fraction);
-/// For loops of short steps: `Check()` at every 1,024th of them.
-inline void CheckStep(std::size_t number)
-{
-    if (number % 1024 == 0) {
-        Check();
-    }
-}
-} // namespace Progress::Details
-/// @endcond
 
 } // namespace Velk

@@ -5,8 +5,8 @@
 #include <Sorvane/DualContouring_E.h>
 #include <Velk/Math/Vector_E.h>
 
-#include "examples/SampledSolids.h"
-#include "examples/SolidContour.h"
+#include "docs/drawings/SampledSolids.h"
+#include "docs/drawings/SolidContour.h"
 
 #include <benchmark/benchmark.h>
 

@@ -13,6 +13,7 @@ from __future__ import annotations
 
 import ctypes as _ctypes
 
+from . import lathe
 from ._bindings import sorvane_version as _version
 from ._bounding import (
     Circle,
@@ -28,38 +29,51 @@ from ._bounding import (
     oriented_rectangle,
     prism,
 )
+from ._chains import Chain, join_chains, thin
 from ._errors import Error, FileError, Status, Stopped
+from ._machining import Drops, Gouges, Surface, Tool, ToolFit
 from ._mesh import Mesh, join, read
 from ._operations import Decimation
+from ._regions import Region
 from ._report import Box, Report
 from ._tessellation import delaunay, tessellate, tessellate_polygon
 
 __all__ = [
     "Box",
+    "Chain",
     "Circle",
     "Decimation",
+    "Drops",
     "Error",
     "FileError",
+    "Gouges",
     "Mesh",
     "OrientedBox",
     "OrientedRectangle",
     "Prism",
+    "Region",
     "Report",
     "Sphere",
     "Status",
     "Stopped",
+    "Surface",
+    "Tool",
+    "ToolFit",
     "bounding_circle",
     "bounding_sphere",
     "delaunay",
     "hull",
     "hull_2d",
     "join",
+    "join_chains",
+    "lathe",
     "oriented_box",
     "oriented_rectangle",
     "prism",
     "read",
     "tessellate",
     "tessellate_polygon",
+    "thin",
 ]
 
 

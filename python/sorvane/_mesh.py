@@ -23,7 +23,9 @@ if TYPE_CHECKING:
     from typing import Literal
 
     from ._bounding import OrientedBox, Prism, Sphere
+    from ._machining import Drops, Gouges, Tool
     from ._operations import Decimation
+    from ._regions import Region
     from ._report import Report
 
 Path = Union[str, "os.PathLike[str]"]
@@ -666,6 +668,106 @@ class Mesh:
         used = np.zeros(len(points), dtype=np.bool_)
         used[triangles] = True
         return points if used.all() else points[used]
+
+    # --- tools from above, and shadows ---------------------------------------------------------------------------------
+
+    def drop(self, tool: "Tool", points: ArrayLike, *, progress: Progress = None) -> "Drops":
+        """Lowers the cutter of a tool along -z at (n, 2) positions until it touches: heights and triangles.
+
+        For many calls on one mesh make a `sorvane.Surface` of it once.
+
+        >>> import sorvane
+        >>> mesh = sorvane.Mesh([[0, 0, 2], [9, 0, 2], [0, 9, 2]], [[0, 1, 2]])
+        >>> mesh.drop(sorvane.Tool.ball(1), [[1, 1], [50, 0]])
+        Drops(heights=array([  2., -inf]), triangles=array([ 0, -1], dtype=int32))
+        """
+        from ._machining import Surface
+
+        return Surface(self, progress=progress).drop(tool, points, progress=progress)
+
+    def height_map(self, tool: "Tool", xs: ArrayLike, ys: ArrayLike, *, progress: Progress = None) -> FloatArray:
+        """Heights of the tool's tip over a raster, (len(ys), len(xs)); -inf where there is nothing below.
+
+        For many calls on one mesh make a `sorvane.Surface` of it once.
+
+        >>> import sorvane
+        >>> mesh = sorvane.Mesh([[0, 0, 2], [9, 0, 2], [0, 9, 2]], [[0, 1, 2]])
+        >>> mesh.height_map(sorvane.Tool.ball(1), [1, 2, 50], [1, 2])
+        array([[  2.,   2., -inf],
+               [  2.,   2., -inf]])
+        """
+        from ._machining import Surface
+
+        return Surface(self, progress=progress).height_map(tool, xs, ys, progress=progress)
+
+    def gouges(
+        self, tool: "Tool", positions: ArrayLike, *, allowance: float = 1e-9, progress: Progress = None
+    ) -> "Gouges":
+        """What a tool, with all its parts, gouges with its tip at (n, 3) positions.
+
+        ``allowance`` is a depth up to which a touch is none; a negative one asks for clearance, upward.
+
+        >>> import sorvane
+        >>> mesh = sorvane.Mesh([[0, 0, 2], [9, 0, 2], [0, 9, 2]], [[0, 1, 2]])
+        >>> mesh.gouges(sorvane.Tool.flat(1), [[2, 2, 2], [2, 2, 1.5]]).depths
+        array([0. , 0.5])
+        """
+        from ._machining import Surface
+
+        return Surface(self, progress=progress).gouges(tool, positions, allowance=allowance, progress=progress)
+
+    def silhouette(
+        self, direction: ArrayLike = (0.0, 0.0, 1.0), *, progress: Progress = None
+    ) -> "Region":
+        """The shadow of the mesh seen along ``direction``, as a region of the plane.
+
+        Along z the coordinates of the plane are x and y. Along another direction the first axis is level and the second
+        one makes a right-handed frame with it and the direction: `silhouette_axes` tells both. Open meshes and soups
+        have shadows too.
+
+        >>> import sorvane
+        >>> mesh = sorvane.Mesh([[0, 0, 2], [9, 0, 2], [0, 9, 5]], [[0, 1, 2]])
+        >>> round(mesh.silhouette().area, 6), round(mesh.silhouette((0, -1, 0)).area, 6)
+        (40.5, 13.5)
+        """
+        from ._machining import silhouette
+
+        return silhouette(self, direction, progress=progress)[0]
+
+    def silhouette_axes(self, direction: ArrayLike) -> FloatArray:
+        """The two axes of the plane of `silhouette`, (2, 3): a point p lies at ``axes @ p``.
+
+        >>> import sorvane
+        >>> sorvane.Mesh([[0, 0, 0]], []).silhouette_axes((0, -2, 0)) + 0.0
+        array([[1., 0., 0.],
+               [0., 0., 1.]])
+        """
+        from ._machining import silhouette
+
+        return silhouette(Mesh(np.empty((0, 3)), np.empty((0, 3), dtype=np.int32)), direction)[1]
+
+    def spin_outline(
+        self,
+        step: float,
+        *,
+        origin: ArrayLike = (0.0, 0.0, 0.0),
+        direction: ArrayLike = (0.0, 0.0, 1.0),
+        progress: Progress = None,
+    ) -> FloatArray:
+        """Half the outline of what the mesh sweeps when it turns about an axis, (n, 2): radius, and height along the
+        axis from the origin. A closed loop that does not repeat its first point, the lowest of the axis.
+
+        Edges are sampled at heights ``step`` apart; what is smaller may be missed. Raises `sorvane.Error` for a mesh no
+        higher than the step.
+
+        >>> import sorvane
+        >>> mesh = sorvane.Mesh([[3, 0, 0], [3, 0, 8], [3, 4, 0]], [[0, 1, 2]])
+        >>> mesh.spin_outline(0.1).max(axis=0)
+        array([5., 8.])
+        """
+        from ._machining import spin_outline
+
+        return spin_outline(self, step, origin, direction, progress=progress)
 
     # --- (further families below, each under a line of its own) --------------------------------------------------------
 

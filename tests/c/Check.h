@@ -46,7 +46,18 @@ extern int check_count;
 extern const double cube_points[24];
 extern const int cube_triangles[36];
 
+void test_bounding(void);
+void test_chains(void);
 void test_core(void);
+void test_distances(void);
+void test_features(void);
+void test_imprint(void);
+void test_machining(void);
 void test_mesh(void);
+void test_mesh_operations(void);
+void test_regions(void);
+void test_sections(void);
+void test_solids(void);
+void test_tessellation(void);
 
 #endif

@@ -10,8 +10,19 @@ const int cube_triangles[36] = {0, 2, 1, 0, 3, 2, 4, 5, 6, 4, 6, 7, 0, 1, 5, 0, 
 
 int main(void)
 {
+    test_bounding();
+    test_chains();
     test_core();
+    test_distances();
+    test_features();
+    test_imprint();
+    test_machining();
     test_mesh();
+    test_mesh_operations();
+    test_regions();
+    test_sections();
+    test_solids();
+    test_tessellation();
     printf("%d checks, %d failed\n", check_count, check_failures);
     return check_failures == 0 ? 0 : 1;
 }

@@ -2,7 +2,7 @@
 """Runs the tour and checks the page it leaves: well-formed, every picture there and a picture, every link leading
 to a file, every family of the library with a heading.
 
-Usage: check_tour.py TOUR PROGRAMS PART FOLDER
+Usage: check_tour.py TOUR COMMAND PROGRAMS PART FOLDER
 """
 import pathlib
 import subprocess
@@ -13,8 +13,8 @@ FAMILIES = 11
 
 
 def main():
-    tour, programs, part, folder = sys.argv[1:]
-    subprocess.run([tour, programs, part, folder], check=True)
+    tour, command, programs, part, folder = sys.argv[1:]
+    subprocess.run([tour, command, programs, part, folder], check=True)
     page = pathlib.Path(folder) / "index.html"
     text = page.read_text(encoding="utf-8").replace("<!DOCTYPE html>", "")
     root = ElementTree.fromstring(text)

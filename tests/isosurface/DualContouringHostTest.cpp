@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "examples/SampledSolids.h"
-#include "examples/SolidContour.h"
+#include "docs/drawings/SampledSolids.h"
+#include "docs/drawings/SolidContour.h"
 #include "tests/support/MeshMeasures.h"
 #include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"

@@ -3,9 +3,12 @@
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/Progress_Impl.h"
 
+#include <Velk/Progress_E.h>
+
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <stdexcept>
@@ -15,7 +18,7 @@
 namespace {
 
 using Velk::ProgressScope;
-using Velk::Progress::Details::Check;
+using Velk::Progress::Impl::Check;
 using Velk::Progress::Impl::Phase;
 using Velk::Progress::Impl::Stoppable;
 using namespace std::chrono_literals;
@@ -149,6 +152,54 @@ TEST(ProgressScope, NestedOperationIsPartOfTheOuterOne)
     EXPECT_FALSE(wentOn);
 }
 
+TEST(ProgressScope, NestedOperationReportsWithinAPhaseOnly)
+{
+    std::vector<double> heard;
+    ProgressScope scope(
+        [&](double fraction) {
+            heard.push_back(fraction);
+            return true;
+        },
+        0ms);
+    Stoppable(
+        [&] {
+            Check(0.125);
+            Work(2); // its 0 and 0.5 are not those of the whole
+            {
+                const Phase own(0.25, 0.5);
+                Work(1);
+                Check(0);
+            }
+            {
+                const Velk::Progress::Impl::PhaseOfCall phase(0.5, 1);
+                Work(2);
+                Stoppable([] {
+                    Work(2); // nobody has told how much of its caller it is
+                    return 0;
+                });
+            }
+            return 0;
+        },
+        [] { return 0; });
+    EXPECT_EQ(heard,
+              (std::vector<double>{0.125, 0.125, 0.125, 0.125, 0.25, 0.5, 0.75, 0.75, 0.75}));
+}
+
+TEST(ProgressScope, NeutralResultIsMadeWhenTheOperationIsOver)
+{
+    ProgressScope scope([](double) { return false; }, 0ms);
+    const int result = Stoppable(
+        [] {
+            Check();
+            return 1;
+        },
+        [] {
+            Check(); // would fly to the host
+            return Work(3);
+        });
+    EXPECT_EQ(result, -1);
+}
+
 TEST(ProgressScope, ReportMayCallOperationsAndThrow)
 {
     int heard = 0;
@@ -222,6 +273,48 @@ TEST(ProgressScope, ParallelLoopsStop)
             EXPECT_EQ(ParallelWork(2000000000, done), -1); // would run for minutes
             EXPECT_EQ(heard, 10);
             EXPECT_TRUE(scope.WasStopped());
+        });
+    }
+}
+
+TEST(ProgressScope, LoopsOutsideOfOperationsAreWholeAfterAStop)
+{
+    for (const int threads : {1, 2, 4}) {
+        Support::WithThreads(threads, [&] {
+            ProgressScope scope([](double) { return false; }, 0ms);
+            Work(1);
+            ASSERT_TRUE(scope.WasStopped());
+            std::vector<int> calls(20000, 0);
+            Velk::Parallel::Impl::ApplyParallel(0, 20000, [&](int i) {
+                ++calls[static_cast<std::size_t>(i)];
+                Check();
+            });
+            EXPECT_EQ(std::count(calls.begin(), calls.end(), 1), 20000);
+        });
+    }
+}
+
+TEST(ProgressScope, ThreadsThatHelpStopWithinTheirPieces)
+{
+    constexpr int kMost = 200000000;
+    for (const int threads : {1, 2, 4}) {
+        Support::WithThreads(threads, [&] {
+            int heard = 0;
+            ProgressScope scope([&](double) { return ++heard < 1000; }, 0ms);
+            std::atomic<bool> isAnyWhole = false;
+            const int result = Stoppable(
+                [&] {
+                    Velk::Parallel::Impl::ApplyParallel(0, 4, [&](int) {
+                        for (int i = 0; i < kMost; ++i) {
+                            Check();
+                        }
+                        isAnyWhole = true;
+                    });
+                    return 1;
+                },
+                [] { return -1; });
+            EXPECT_EQ(result, -1);
+            EXPECT_FALSE(isAnyWhole);
         });
     }
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# check_mesh_report.sh PROGRAM DATA: the example program tells a sound part from a damaged one, by words
+# check_mesh_report.sh COMMAND DATA: `sorvane report` tells a sound part from a damaged one, by words
 # and by exit code, and shows the faults.
 #
 # DATA/damaged_box.stl is a box made by hand: half of its lid is missing (three open edges), one triangle
@@ -17,7 +17,7 @@ failures=0
 expect() {
     local code=$1
     shift
-    said=$("$program" "$@" 2>&1)
+    said=$("$program" report "$@" 2>&1)
     local got=$?
     if [ "$got" -ne "$code" ]; then
         echo "exit code $got instead of $code: $*"
@@ -46,13 +46,13 @@ says '^mesh +692 triangles on 344 points'
 says '^verdict +sound'
 expect 0 "$data/bracket_ascii.stl"
 
-expect 1 "$data/damaged_box.stl" --svg "$work/box.svg" --stl "$work/box.stl"
+expect 1 "$data/damaged_box.stl" --svg "$work/box.svg" -o "$work/box.stl"
 says '^OPEN +5 edges .* 2 holes'
 says '^CROWDED +1 edge '
 says '^TURNED +4 triangles'
 says '^SLIVERS +1 triangle '
 says '^FOLDED +3 triangles'
-says '^verdict +DEFECTIVE: 5 kinds'
+says '^verdict +DEFECTIVE'
 holds box.svg 'open edges: 5' 1
 holds box.svg 'slivers: 1' 1
 # The turned one and its neighbors: triangles of one color are one path.
@@ -66,8 +66,8 @@ expect 1 "$work/box.stl"
 says '^mesh +61 triangles'
 
 expect 1 "$data/damaged_box.stl" --tolerance 100 # all corners become one
-expect 2 "$work/missing.stl"
-expect 2 "$data/bracket.stl" --svg "$work/no/such/folder.svg"
+expect 3 "$work/missing.stl"
+expect 3 "$data/bracket.stl" --svg "$work/no/such/folder.svg"
 expect 2 "$data/bracket.stl" --tolerance -1
 expect 2 "$data/bracket.stl" --tolerance
 expect 2 "$data/bracket.stl" --wrong 1

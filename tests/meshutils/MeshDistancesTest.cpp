@@ -3,6 +3,7 @@
 // whose answer is known.
 
 #include <Sorvane/MeshDistances_E.h>
+#include <Sorvane/TriangleTree_E.h>
 #include <Velk/Math/Tolerances_E.h>
 
 #include "tests/support/FailingAllocation.h"
@@ -340,6 +341,30 @@ TEST(CloudDistancesToMesh, TrianglesThatDontCountArePassedOver)
     mesh.indices = {0, 1, 8, 1, 9, 0};
     EXPECT_EQ(Distances(mesh, cloud), std::vector<double>(cloud.size(), 0.0));
     EXPECT_EQ(Projected(mesh, {{0.3, 0.4, 7}}, true)[0], Vec3d(0.3, 0.4, kMissed));
+}
+
+TEST(SignedDistancesToMesh, AreThoseOfTheMeshByATreeAtHand)
+{
+    // A triangle without area lies along an edge, so that another one tells the side.
+    IndexedMesh mesh = Support::Cube();
+    mesh.points.push_back({0, 0, 0});
+    mesh.points[8] = (mesh.points[0] + mesh.points[1]) * 0.5;
+    mesh.indices.insert(mesh.indices.begin(), {0, 8, 1});
+    auto cloud = CloudAround(mesh, 200, 11);
+    cloud.push_back(mesh.points[8] * 1.5);
+    cloud.push_back({kNaN, 0, 0});
+    const Tree::QOFTriangleTree<3, double> tree(mesh.points, mesh.indices);
+    const auto expected = Distances(mesh, cloud);
+    const auto distances =
+        MeshUtils::SignedDistancesToMesh(tree, mesh.points, mesh.indices, cloud);
+    ASSERT_EQ(distances.size(), expected.size());
+    for (std::size_t i = 0; i + 1 < cloud.size(); ++i) {
+        EXPECT_EQ(distances[i], expected[i]) << i;
+    }
+    EXPECT_TRUE(std::isnan(distances.back()));
+    // Without triangles the distance is 0, as it is there.
+    EXPECT_EQ(MeshUtils::SignedDistancesToMesh({}, {}, {}, cloud),
+              std::vector<double>(cloud.size(), 0.0));
 }
 
 TEST(MeshDistances, OfEmptyThingsAreNeutral)

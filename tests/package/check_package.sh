@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Installs the library to a scratch prefix, then builds and runs the README's program against it: through
-# find_package, and through pkg-config.
-# Usage: check_package.sh CMAKE BUILD_FOLDER SOURCE_FOLDER COMPILER
+# find_package, and through pkg-config. So it does with the program of the C interface's page, in pure C.
+# Usage: check_package.sh CMAKE BUILD_FOLDER SOURCE_FOLDER COMPILER [C_COMPILER]
 set -euo pipefail
 cmake=$1
 build=$2
 source=$3
 compiler=$4
+c_compiler=${5:-cc}
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
@@ -41,3 +42,37 @@ flags=$(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs sorvane)
 (cd "$scratch" && ./direct part.stl) | tee "$scratch/two"
 cmp "$scratch/one" "$scratch/two"
 grep -q '[1-9]' "$scratch/one"
+
+if [ ! -e "$scratch/prefix/include/sorvane.h" ]; then
+  echo "without the C interface"
+  exit 0
+fi
+mkdir "$scratch/c_consumer"
+cp "$source/tests/package/c_consumer/CMakeLists.txt" "$scratch/c_consumer/"
+# The first C block of the page.
+awk '/^```c$/ {inside = 1; next} /^```$/ {if (inside) exit} inside' "$source/docs/c-interface.md" \
+  >"$scratch/c_consumer/main.c"
+if ! grep -q 'int main' "$scratch/c_consumer/main.c"; then
+  echo "the first C block of docs/c-interface.md is no program"
+  exit 1
+fi
+
+echo "--- C through find_package"
+"$cmake" -S "$scratch/c_consumer" -B "$scratch/c_consumer/build" -G Ninja \
+  -DCMAKE_PREFIX_PATH="$scratch/prefix" -DCMAKE_C_COMPILER="$c_compiler" >"$scratch/log" 2>&1 &&
+  "$cmake" --build "$scratch/c_consumer/build" >>"$scratch/log" 2>&1 || { cat "$scratch/log"; exit 1; }
+(cd "$scratch" && c_consumer/build/consumer part.stl) | tee "$scratch/three"
+
+echo "--- C through pkg-config"
+flags=$(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs sorvane_c)
+# shellcheck disable=SC2086
+"$c_compiler" -std=c99 -Wall -Wextra -pedantic -Werror "$scratch/c_consumer/main.c" $flags \
+  -Wl,-rpath,"$(dirname "$pc")" -o "$scratch/c_direct"
+(cd "$scratch" && ./c_direct part.stl) | tee "$scratch/four"
+cmp "$scratch/three" "$scratch/four"
+grep -q '^692 triangles, area .*, sound$' "$scratch/four"
+if (cd "$scratch" && ./c_direct missing.stl) 2>"$scratch/five"; then
+  echo "a missing file is no failure"
+  exit 1
+fi
+grep -q 'missing.stl: ' "$scratch/five"

@@ -1,0 +1,444 @@
+// What all commands have in common: values of options, reading, telling, writing.
+
+#include "Session.h"
+
+#include "Terminal.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Cli {
+
+namespace fs = std::filesystem;
+using Velk::Math::Sorvane::MeshUtils::MeshFileError;
+using Velk::Math::Sorvane::MeshUtils::MeshFileForm;
+using Velk::Math::Sorvane::MeshUtils::MeshFileResult;
+
+namespace {
+
+/// What to do about a mesh file that can't be read or written; with a semicolon before it.
+std::string AdviceFor(MeshFileError error)
+{
+    switch (error) {
+    case MeshFileError::NoSuchFile:
+        return "; check the name and the folder";
+    case MeshFileError::NoSuchFolder:
+        return "; make the folder first";
+    case MeshFileError::IsFolder:
+        return "; name a file in it";
+    case MeshFileError::CutShort:
+        return "; copy the file again, or export it again, it was broken off";
+    case MeshFileError::EmptyFile:
+    case MeshFileError::NoTriangles:
+        return "; export the part again, as triangles";
+    case MeshFileError::TooLong:
+    case MeshFileError::Malformed:
+    case MeshFileError::IndexOutOfRange:
+        return "; export the part again, as a binary STL";
+    case MeshFileError::NotFinite:
+        return "; scale the part down, or export it again";
+    case MeshFileError::UnknownForm:
+        return "; export the part as STL (text or binary) or TIPC";
+    case MeshFileError::UnknownExtension:
+        return "; end the name with .stl or .tipc";
+    case MeshFileError::WriteFailed:
+    case MeshFileError::NotReplaced:
+        return "; the old file, if any, is as it was";
+    default:
+        return {};
+    }
+}
+
+std::string NameOf(const std::string& input) { return input == "-" ? "standard input" : input; }
+
+/// The path under which the system has the standard input and output.
+std::string PathOf(const std::string& input, const char* standard)
+{
+    return input == "-" ? standard : input;
+}
+
+[[noreturn]] void ThrowSystem(const std::string& name, int number, const char* advice)
+{
+    throw Failure(Exit::Files, name + ": " + std::strerror(number) + advice);
+}
+
+/// All of it, or an exception.
+void WriteBytes(int file, std::string_view bytes, const std::string& name)
+{
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written < 0) {
+            // Whoever closes a pipe knows why: nothing is told then.
+            if (errno == EPIPE) {
+                throw Failure(Exit::Files, "");
+            }
+            ThrowSystem(name, errno, "; make room there, or write elsewhere");
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+[[noreturn]] void ThrowStandardOutput(int number)
+{
+    // Whoever closes a pipe knows why: nothing is told then.
+    if (number == EPIPE) {
+        throw Failure(Exit::Files, "");
+    }
+    ThrowSystem("standard output", number, "; make room there, or write elsewhere");
+}
+
+std::string BytesOf(const std::string& path, const std::string& name)
+{
+    errno = 0;
+    if (std::error_code error; fs::is_directory(path, error)) {
+        throw Failure(Exit::Files, name + ": is a folder; name a file in it");
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        const int number = errno;
+        ThrowSystem(name, number, number == ENOENT ? "; check the name and the folder" : "");
+    }
+    std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    if (file.bad()) {
+        ThrowSystem(name, errno, "");
+    }
+    return bytes;
+}
+
+/// A file that is gone when the object is.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const fs::path& beside)
+    {
+        path_ = beside.string() + ".XXXXXX";
+        file_ = ::mkstemp(path_.data());
+        if (file_ < 0) {
+            path_.clear();
+        }
+    }
+    ~TemporaryFile()
+    {
+        if (file_ >= 0) {
+            ::close(file_);
+        }
+        if (!path_.empty()) {
+            ::unlink(path_.c_str());
+        }
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    int Number() const { return file_; }
+    const std::string& Path() const { return path_; }
+    void Keep() { path_.clear(); }
+
+private:
+    std::string path_;
+    int file_ = -1;
+};
+
+/// What a chain of symbolic links leads to, whether that exists or not.
+fs::path LinksFollowed(fs::path path)
+{
+    constexpr int kMostLinks = 40; // as many as the system follows
+    std::error_code error;
+    for (int i = 0; i < kMostLinks && fs::is_symlink(path, error); ++i) {
+        const fs::path next = fs::read_symlink(path, error);
+        if (error) {
+            break;
+        }
+        path = next.is_absolute() ? next : path.parent_path() / next;
+    }
+    return path;
+}
+
+} // namespace
+
+std::optional<double> NumberOf(std::string_view text)
+{
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool isNumber = error == std::errc{} && end == text.data() + text.size() &&
+                          std::isfinite(number) && !text.empty();
+    return isNumber ? std::optional(number) : std::nullopt;
+}
+
+std::optional<std::vector<double>> NumbersOf(std::string_view text)
+{
+    std::vector<double> numbers;
+    for (bool isLast = false; !isLast;) {
+        const std::size_t comma = text.find(',');
+        isLast = comma == std::string_view::npos;
+        const std::optional<double> number = NumberOf(text.substr(0, comma));
+        if (!number) {
+            return std::nullopt;
+        }
+        numbers.push_back(*number);
+        text.remove_prefix(isLast ? text.size() : comma + 1);
+    }
+    return numbers;
+}
+
+void PutStandardOutput(const std::string& text)
+{
+    errno = 0;
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+        ThrowStandardOutput(errno);
+    }
+}
+
+Session::Session(Call call) : call_(std::move(call)), options_(AllOptions(Command()))
+{
+    result_["command"] = Command().name;
+    isOutputToStandardOutput_ =
+        (HasOutput() && Output() == "-") || (WantsPicture() && Text("--svg") == "-");
+    if (HasOutput() && WantsPicture() && Output() == "-" && Text("--svg") == "-") {
+        RefuseUse("only one of -o and --svg can write to the standard output");
+    }
+    if (isOutputToStandardOutput_ && WantsJson()) {
+        RefuseUse("--json writes to the standard output: give -o and --svg a file");
+    }
+    if (std::count(Inputs().begin(), Inputs().end(), "-") > 1) {
+        RefuseUse("only one input can be the standard input");
+    }
+}
+
+const Option& Session::OptionOf(const std::string& name) const
+{
+    const auto found = std::find_if(options_.begin(), options_.end(),
+                                    [&](const Option& option) { return option.name == name; });
+    if (found == options_.end()) {
+        throw std::logic_error("no option " + name);
+    }
+    return *found;
+}
+
+std::string Session::Text(const std::string& option) const
+{
+    const auto typed = call_.values.find(option);
+    return typed != call_.values.end() ? typed->second : OptionOf(option).byDefault;
+}
+
+double Session::Number(const std::string& option) const { return NumberOf(Text(option)).value(); }
+
+long long Session::Count(const std::string& option) const
+{
+    return static_cast<long long>(Number(option));
+}
+
+std::vector<double> Session::Numbers(const std::string& option) const
+{
+    return NumbersOf(Text(option)).value();
+}
+
+Velk::Math::Vec3d Session::Vector(const std::string& option) const
+{
+    const std::vector<double> numbers = Numbers(option);
+    return {numbers.at(0), numbers.at(1), numbers.at(2)};
+}
+
+void Session::RefuseUse(const std::string& message) const
+{
+    throw Failure(Exit::WrongUse, message);
+}
+
+// --- reading
+// --------------------------------------------------------------------------------------
+
+Part Session::ReadPart(const std::string& input, MeshFileForm* form)
+{
+    if (input == "-" && isatty(STDIN_FILENO) == 1) {
+        RefuseUse("nothing comes through the standard input: name a file, or pipe one in");
+    }
+    Part part;
+    const MeshFileResult result =
+        Velk::Math::Sorvane::MeshUtils::ReadMesh(part, PathOf(input, "/dev/stdin"));
+    CheckStopped();
+    if (!result) {
+        throw Failure(Exit::Files,
+                      NameOf(input) + ": " + MeshFileText(result) + AdviceFor(result.error));
+    }
+    if (form) {
+        *form = result.form;
+    }
+    return part;
+}
+
+Part Session::ReadWeldedPart(const std::string& input, double tolerance)
+{
+    Part part = ReadPart(input);
+    Velk::Math::Sorvane::Mesh::FilterForUniqueness(part, tolerance);
+    return part;
+}
+
+std::string Session::ReadText(const std::string& input)
+{
+    if (input == "-" && isatty(STDIN_FILENO) == 1) {
+        RefuseUse("nothing comes through the standard input: name a file, or pipe one in");
+    }
+    std::string text = BytesOf(PathOf(input, "/dev/stdin"), NameOf(input));
+    CheckStopped();
+    return text;
+}
+
+// --- telling
+// --------------------------------------------------------------------------------------
+
+void Session::Print(const char* format, ...)
+{
+    if (WantsJson() || Has("--quiet")) {
+        return;
+    }
+    HideProgress();
+    std::va_list arguments;
+    va_start(arguments, format);
+    errno = 0;
+    const int written =
+        std::vfprintf(isOutputToStandardOutput_ ? stderr : stdout, format, arguments);
+    const int number = errno;
+    va_end(arguments);
+    if (written < 0 && !isOutputToStandardOutput_) {
+        ThrowStandardOutput(number);
+    }
+}
+
+void Session::Defect(const std::string& name, const std::string& words)
+{
+    CheckStopped();
+    defects_.push_back(name);
+    if (!words.empty()) {
+        HideProgress();
+        std::fflush(stdout);
+        std::fprintf(stderr, "sorvane %s: warning: %s\n", Command().name.c_str(), words.c_str());
+    }
+}
+
+// --- writing
+// --------------------------------------------------------------------------------------
+
+void Session::WritePart(const Part& part, const std::string& path)
+{
+    std::string extension = fs::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    WritePart(part, path, extension == ".tipc" ? MeshFileForm::Tipc : MeshFileForm::BinaryStl);
+}
+
+void Session::WritePart(const Part& part, const std::string& path, MeshFileForm form)
+{
+    CheckStopped();
+    const auto write = [&](const std::string& to, const std::string& name) {
+        const MeshFileResult result = Velk::Math::Sorvane::MeshUtils::WriteMesh(part, to, form);
+        if (!result) {
+            throw Failure(Exit::Files,
+                          name + ": " + MeshFileText(result) + AdviceFor(result.error));
+        }
+    };
+    if (path != "-") {
+        write(path, path);
+    } else {
+        // Through a file of its own: the standard output is written to where it stands, and never
+        // opened by a name, which would wait for a reader that has gone away, or replace a file
+        // that the shell has opened.
+        const TemporaryFile file(fs::temp_directory_path() / "sorvane");
+        if (file.Number() < 0) {
+            ThrowSystem(fs::temp_directory_path().string(), errno,
+                        "; name a folder with room in TMPDIR");
+        }
+        write(file.Path(), file.Path());
+        WriteBytes(STDOUT_FILENO, BytesOf(file.Path(), file.Path()), "standard output");
+    }
+    TellWritten(path);
+}
+
+void Session::WriteText(std::string_view text, const std::string& path)
+{
+    CheckStopped();
+    struct stat status = {};
+    const bool isThere = ::stat(path.c_str(), &status) == 0;
+    if (path == "-") {
+        WriteBytes(STDOUT_FILENO, text, "standard output");
+    } else if (isThere && S_ISDIR(status.st_mode)) {
+        throw Failure(Exit::Files, path + ": is a folder; name a file in it");
+    } else if (isThere && !S_ISREG(status.st_mode)) {
+        const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        if (file < 0) {
+            ThrowSystem(path, errno, "");
+        }
+        WriteBytes(file, text, path);
+        ::close(file);
+    } else if (isThere && ::access(path.c_str(), W_OK) != 0) {
+        ThrowSystem(path, errno, "; it is as it was");
+    } else {
+        // A link stays one: what it leads to is replaced.
+        const fs::path target = LinksFollowed(path);
+        TemporaryFile file(target);
+        if (file.Number() < 0) {
+            ThrowSystem(path, errno, errno == ENOENT ? "; make the folder first" : "");
+        }
+        WriteBytes(file.Number(), text, path);
+        const mode_t mask = ::umask(0);
+        ::umask(mask);
+        const mode_t mode = isThere ? status.st_mode & 07777U : 0666U & ~mask;
+        if (::fchmod(file.Number(), mode) != 0 || ::fsync(file.Number()) != 0 ||
+            std::rename(file.Path().c_str(), target.c_str()) != 0) {
+            ThrowSystem(path, errno, "; the old file, if any, is as it was");
+        }
+        file.Keep();
+    }
+    TellWritten(path);
+}
+
+void Session::WritePicture(const Velk::Math::Sorvane::Drawing::SvgWriter& picture)
+{
+    WriteText(picture.Text(), Text("--svg"));
+}
+
+void Session::TellWritten(const std::string& path)
+{
+    result_["written"].Add(path);
+    if (path != "-") {
+        Print("wrote         %s\n", path.c_str());
+    }
+}
+
+void Session::CheckStopped()
+{
+    if (IsStopWanted()) {
+        throw Failure(Exit::Interrupted, "stopped; nothing more is written");
+    }
+}
+
+Exit Session::Finish()
+{
+    CheckStopped();
+    HideProgress();
+    if (WantsJson()) {
+        result_["defects"] = defects_;
+    }
+    PutStandardOutput(WantsJson() ? JsonText(result_) : std::string());
+    return HasDefects() ? Exit::Defective : Exit::Done;
+}
+
+} // namespace Cli

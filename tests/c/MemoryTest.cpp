@@ -1,0 +1,152 @@
+// Where memory runs out, whichever allocation it is, a function of the C interface says so, gives
+// no handle, and loses nothing (the address sanitizer looks for that).
+
+#include "tests/support/FailingAllocation.h"
+#include "tests/support/ThreadLimit.h"
+
+#include <sorvane.h>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <vector>
+
+namespace {
+
+/// Runs a call that makes a handle with each of its allocations failing in turn; the number of
+/// failures met.
+template <class Handle>
+std::size_t FailEach(const std::function<sorvane_status(Handle**, sorvane_error*)>& make,
+                     void (*release)(Handle*))
+{
+    for (std::size_t k = 1;; ++k) {
+        SCOPED_TRACE("allocation " + std::to_string(k) + " fails");
+        Handle* handle = nullptr;
+        sorvane_error error{};
+        sorvane_status status = SORVANE_OK;
+        bool hasFailed = false;
+        Support::WithThreads(1, [&] {
+            const Support::FailingAllocation failure(k);
+            status = make(&handle, &error);
+            hasFailed = failure.HasFailed();
+        });
+        if (!hasFailed) {
+            EXPECT_EQ(SORVANE_OK, status) << error.message;
+            EXPECT_NE(nullptr, handle);
+            release(handle);
+            return k - 1;
+        }
+        // A call may do without some memory that it would have liked to have.
+        if (status == SORVANE_OK) {
+            EXPECT_NE(nullptr, handle);
+            release(handle);
+        } else {
+            EXPECT_EQ(SORVANE_OUT_OF_MEMORY, status) << error.message;
+            EXPECT_STREQ("out of memory", error.message);
+            EXPECT_EQ(nullptr, handle);
+        }
+    }
+}
+
+class CMemory : public testing::Test {
+protected:
+    CMemory()
+    {
+        // A wavy square of 8 x 8 cells with two tags.
+        std::vector<double> points;
+        std::vector<int> triangles;
+        std::vector<unsigned long long> tags;
+        for (int y = 0; y <= 8; ++y) {
+            for (int x = 0; x <= 8; ++x) {
+                points.insert(points.end(), {1.0 * x, 1.0 * y, 0.1 * std::sin(x + 2.0 * y)});
+            }
+        }
+        for (int a = 0; a < 72; ++a) {
+            if (a % 9 != 8) {
+                triangles.insert(triangles.end(), {a, a + 1, a + 10, a, a + 10, a + 9});
+                tags.insert(tags.end(), 2, a % 9 < 4 ? 1 : 1ULL << 60);
+            }
+        }
+        sorvane_mesh* plain = nullptr;
+        sorvane_mesh_new(points.data(), points.size() / 3, triangles.data(), triangles.size() / 3,
+                         &plain, nullptr);
+        sorvane_mesh_with_tags(plain, nullptr, 0, tags.data(), tags.size(), &mesh, nullptr);
+        sorvane_mesh_free(plain);
+    }
+    ~CMemory() override { sorvane_mesh_free(mesh); }
+    CMemory(const CMemory&) = delete;
+    CMemory& operator=(const CMemory&) = delete;
+
+    void Expect(const std::function<sorvane_status(sorvane_mesh**, sorvane_error*)>& make)
+    {
+        EXPECT_LT(0U, FailEach<sorvane_mesh>(make, sorvane_mesh_free));
+    }
+
+    sorvane_mesh* mesh = nullptr;
+};
+
+} // namespace
+
+TEST_F(CMemory, MeshesOfMeshes)
+{
+    Expect([&](auto out, auto error) { return sorvane_mesh_weld(mesh, 1e-6, out, error); });
+    Expect([&](auto out, auto error) {
+        return sorvane_mesh_match_normals(mesh, out, nullptr, error);
+    });
+    Expect([&](auto out, auto error) { return sorvane_mesh_joined(&mesh, 1, out, error); });
+    Expect([&](auto out, auto error) {
+        const int list[3] = {1, 2, 5};
+        return sorvane_mesh_part(mesh, list, 3, out, error);
+    });
+    Expect([&](auto out, auto error) {
+        return sorvane_mesh_refine(mesh, SORVANE_MIDPOINTS, 1, out, error);
+    });
+}
+
+TEST_F(CMemory, RemeshingAndDecimation)
+{
+    Expect([&](auto out, auto error) {
+        sorvane_remesh_options options;
+        sorvane_remesh_options_init(&options);
+        options.iterations = 1;
+        return sorvane_mesh_remesh(mesh, &options, out, error);
+    });
+    Expect([&](auto out, auto error) {
+        return sorvane_mesh_decimate(mesh, nullptr, out, nullptr, error);
+    });
+    Expect([&](auto out, auto error) { return sorvane_mesh_improve(mesh, 1, 0.01, out, error); });
+}
+
+TEST_F(CMemory, ReportsAndComponents)
+{
+    EXPECT_LT(0U, FailEach<sorvane_mesh_report>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_report_new(mesh, 1e-6, out, error);
+                      },
+                      sorvane_mesh_report_free));
+    EXPECT_LT(0U, FailEach<sorvane_components>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_components(mesh, SORVANE_SHARED_EDGE, out, error);
+                      },
+                      sorvane_components_free));
+}
+
+TEST_F(CMemory, HullsAndTriangulations)
+{
+    std::size_t count = 0;
+    const double* points = sorvane_mesh_points(mesh, &count);
+    Expect([&](auto out, auto error) { return sorvane_hull_3d(points, count, out, error); });
+    std::vector<double> flat;
+    for (std::size_t i = 0; i < count; ++i) {
+        flat.insert(flat.end(), {points[3 * i], points[3 * i + 1]});
+    }
+    Expect([&](auto out, auto error) {
+        return sorvane_delaunay(flat.data(), count, nullptr, 0, 0, out, error);
+    });
+    EXPECT_LT(0U, FailEach<sorvane_lines>(
+                      [&](auto out, auto error) {
+                          return sorvane_hull_2d(flat.data(), count, out, error);
+                      },
+                      sorvane_lines_free));
+}

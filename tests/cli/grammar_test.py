@@ -1,0 +1,395 @@
+#!/usr/bin/env python3
+"""What all commands have in common: words, help, pages, exit codes, pipes, signals."""
+
+import errno
+import os
+import pty
+import re
+import shutil
+import signal
+import subprocess
+import unittest
+
+import support
+from support import DONE, DEFECTIVE, FILES, INTERRUPTED, WRONG_USE, CommandTest, block, stl
+
+
+def help_of(test, *words):
+    return test.expect(DONE, *words, '--help').out
+
+
+def commands_of(test):
+    page = help_of(test)
+    names = re.findall(r'^  ([a-z]+) ', page[page.index('commands:'):page.index('exit codes:')], re.M)
+    test.assertIn('report', names)
+    return names
+
+
+def options_of(page):
+    return re.findall(r'^  (?:-[a-z], )?(--[a-z-]+)', page, re.M)
+
+
+class Words(CommandTest):
+    def test_no_words_are_wrong_use_and_show_the_page(self):
+        self.assertIn('usage: sorvane COMMAND', self.run_command().err)
+        self.assertEqual(self.run_command().code, WRONG_USE)
+
+    def test_version_is_that_of_the_library(self):
+        self.assertRegex(self.expect(DONE, '--version').out, r'^sorvane \d+\.\d+\.\d+\n$')
+
+    def test_unknown_command_and_option_name_the_likely_one(self):
+        self.assertIn('did you mean decimate?', self.expect(WRONG_USE, 'decimte').err)
+        self.write_part('cube.stl', block())
+        run = self.expect(WRONG_USE, 'report', 'cube.stl', '--tolerence', '1')
+        self.assertIn('did you mean --tolerance?', run.err)
+        self.assertIn('sorvane report --help', run.err)
+
+    def test_every_command_refuses_what_makes_no_sense(self):
+        self.write_part('cube.stl', block())
+        for name in commands_of(self):
+            with self.subTest(name):
+                self.expect(WRONG_USE, name)
+                self.expect(WRONG_USE, name, 'cube.stl', '--no-such-option')
+                if '...' not in help_of(self, name).split('[OPTION')[0]:
+                    self.expect(WRONG_USE, name, *['cube.stl'] * 9)
+
+    def test_numbers_are_numbers_as_a_whole(self):
+        self.write_part('cube.stl', block())
+        for text in ['nan', 'inf', '-1', '1mm', '', ' 1', '1,5', '0x10', '1e999']:
+            with self.subTest(text):
+                run = self.expect(WRONG_USE, 'report', 'cube.stl', '--tolerance', text)
+                self.assertIn('--tolerance wants a number', run.err)
+        for text in ['0', '1e-3', '+1', '.5']:
+            with self.subTest(text):
+                self.run_command('report', 'cube.stl', '--tolerance', text)
+
+    def test_options_want_their_values_and_once_only(self):
+        self.write_part('cube.stl', block())
+        self.assertIn('wants a value', self.expect(WRONG_USE, 'report', 'cube.stl', '--tolerance').err)
+        self.assertIn('given twice', self.expect(WRONG_USE, 'report', 'cube.stl', '--tolerance', '1',
+                                                 '--tolerance', '2').err)
+        self.assertIn('one of loop, sqrt3',
+                      self.expect(WRONG_USE, 'subdivide', 'cube.stl', '--method', 'cubic').err)
+        self.assertIn('3 numbers',
+                      self.expect(WRONG_USE, 'convert', 'cube.stl', '-o', 'x.stl', '--move', '1,2').err)
+        self.expect(WRONG_USE, 'remesh', 'cube.stl', '--iterations', '1.5')
+        self.expect(WRONG_USE, 'report', 'cube.stl', '--threads', '0')
+
+    def test_values_may_stand_behind_an_equals_sign_and_files_behind_two_dashes(self):
+        self.write_part('-cube.stl', block())
+        self.expect(DONE, 'report', '--tolerance=1e-3', '--', '-cube.stl')
+        self.expect(DONE, 'report', './-cube.stl', '--tolerance', '1e-3')
+
+    def test_options_may_stand_before_and_between_the_inputs(self):
+        self.write_part('cube.stl', block())
+        self.expect(DONE, 'report', '--tolerance', '1e-3', 'cube.stl')
+        self.expect(DONE, 'report', '-q', 'cube.stl', '--tolerance', '1e-3')
+
+    def test_negative_numbers_are_values(self):
+        self.write_part('cube.stl', block())
+        self.expect(DONE, 'convert', 'cube.stl', '-o', 'x.stl', '--move', '-1,-2,-3', '-q')
+        self.assertEqual(self.result('report', 'x.stl')['box']['min'], [-1, -2, -3])
+
+
+class Pages(CommandTest):
+    def run_line(self, line):
+        """A line of the shell in a folder with the files of the examples."""
+        for file in os.listdir(support.EXAMPLE_DATA):
+            if not os.path.exists(self.path(file)):
+                shutil.copy(os.path.join(support.EXAMPLE_DATA, file), self.folder)
+        env = dict(os.environ, PATH=os.path.dirname(support.COMMAND) + ':' + os.environ['PATH'])
+        return subprocess.run(['bash', '-o', 'pipefail', '-c', line], cwd=self.folder, env=env,
+                              capture_output=True, timeout=120, check=False)
+
+    def picture(self, path):
+        with open(path, encoding='utf-8') as file:
+            text = file.read()
+        self.assertTrue(text.rstrip().endswith('</svg>'), path)
+        return text
+
+    def test_examples_of_every_help_run(self):
+        for name in commands_of(self):
+            page = help_of(self, name)
+            lines = re.findall(r'^  (.*\bsorvane .*)$', page[page.index('\nexample: '):], re.M)
+            self.assertTrue(lines, name + ' has no example')
+            for line in lines:
+                with self.subTest(line):
+                    run = self.run_line(line)
+                    self.assertIn(run.returncode, (DONE, DEFECTIVE), run.stderr)
+                    if run.returncode == DEFECTIVE:
+                        self.assertRegex(page, r'(?m)^  1 ')
+                    for word in line.split():
+                        if word.endswith('.svg'):
+                            self.picture(self.path(word))
+
+    def test_lines_of_the_guide_run_and_draw_its_pictures(self):
+        docs = os.path.join(os.path.dirname(os.path.abspath(__file__)), '..', '..', 'docs')
+        with open(os.path.join(docs, 'command.md'), encoding='utf-8') as file:
+            guide = file.read()
+        told = re.findall(r'^\| \[`([a-z]+)`\]', guide, re.M)
+        self.assertEqual(told, commands_of(self), 'the table of the guide and the help name other commands')
+        lines = [line for block_ in re.findall(r'^```sh\n(.*?)^```', guide, re.M | re.S)
+                 for line in block_.strip().split('\n')]
+        self.assertGreater(len(lines), 10)
+        for line in lines:
+            with self.subTest(line):
+                run = self.run_line(line)
+                self.assertIn(run.returncode, (DONE, DEFECTIVE), run.stderr)
+                for picture in re.findall(r'[\w-]+\.svg', line):
+                    if f'(pictures/{picture})' in guide:
+                        self.assertEqual(self.picture(self.path(picture)),
+                                         self.picture(os.path.join(docs, 'pictures', picture)),
+                                         picture + ' was drawn by another version')
+
+    def test_help_is_the_same_by_all_its_names_and_fits_the_terminal(self):
+        for name in commands_of(self):
+            page = help_of(self, name)
+            self.assertEqual(self.expect(DONE, 'help', name).out, page)
+            self.assertEqual(self.expect(DONE, name, 'x', '-h').out, page)
+            for line in page.split('\n'):
+                if not line.startswith('  sorvane '):
+                    self.assertLessEqual(len(line), 80, line)
+
+    def test_manual_page_names_all_commands_and_options_and_is_clean(self):
+        manual = self.expect(DONE, '--man').out.replace('\\-', '-')
+        for name in commands_of(self):
+            self.assertIn('\n.SS sorvane ' + name, manual)
+            for option in options_of(help_of(self, name)):
+                self.assertIn(option, manual)
+        if shutil.which('mandoc'):
+            lint = subprocess.run(['mandoc', '-T', 'lint', '-W', 'warning'], input=self.run_command('--man').bytes,
+                                  capture_output=True, check=False)
+            self.assertEqual(lint.stdout + lint.stderr, b'')
+
+    def completed(self, *words):
+        script = self.write('completion', self.expect(DONE, '--bash-completion').out)
+        line = ' '.join(f"'{word}'" for word in ('sorvane',) + words)
+        run = subprocess.run(['bash', '-c', f'. ./{script}; COMP_WORDS=({line}); COMP_CWORD={len(words)}; _sorvane; '
+                              'printf "%s\\n" "${COMPREPLY[@]}"'],
+                             cwd=self.folder, capture_output=True, check=True)
+        self.assertEqual(run.stderr, b'')
+        return run.stdout.decode().split()
+
+    def test_completion_knows_commands_options_choices_and_files(self):
+        self.assertEqual(self.completed('decim'), ['decimate'])
+        self.assertEqual(set(self.completed('')), set(commands_of(self)) | {'--help', '--version'})
+        for name in commands_of(self):
+            self.assertEqual(set(self.completed(name, '--')),
+                             set(options_of(help_of(self, name))) | {'--help'})
+        self.assertEqual(self.completed('subdivide', '--method', 's'), ['sqrt3', 'six', 'split'])
+        self.assertEqual(self.completed('remesh', '--length', ''), [])
+        self.write('my.stl', '')
+        self.assertEqual(self.completed('report', 'my'), ['my.stl'])
+        self.assertEqual(self.completed('report', '-o', 'my'), ['my.stl'])
+
+
+class Files(CommandTest):
+    def test_what_cannot_be_read_is_told_with_what_to_do(self):
+        good = stl(block())
+        for name, content, words in [
+                ('empty.stl', '', 'export the part again'),
+                ('text.stl', 'hello\n', 'export the part as STL'),
+                ('zeros.stl', bytes(84), 'export'),
+                ('short.stl', good[:200], 'it was broken off'),
+                ('lies.stl', bytes(80) + b'\xff\xff\xff\xff' + bytes(50), ''),
+                ('word.stl', good.replace('10.0', 'ten', 1), 'binary STL'),
+                ('nan.stl', good.replace('10.0', 'nan', 1), ''),
+        ]:
+            with self.subTest(name):
+                self.write(name, content)
+                run = self.expect(FILES, 'report', name)
+                self.assertTrue(run.err.startswith(f'sorvane report: {name}: '), run.err)
+                self.assertIn(words, run.err)
+                self.assertEqual(run.out, '')
+
+    def test_binary_stl_cut_short_tells_how_much_is_there(self):
+        self.write_part('cube.stl', block())
+        self.expect(DONE, 'convert', 'cube.stl', '-o', 'binary.stl', '-q')
+        with open(self.path('binary.stl'), 'rb') as file:
+            whole = file.read()
+        self.assertEqual(len(whole), 84 + 12 * 50)
+        run = self.expect(FILES, 'report', self.write('cut.stl', whole[:400]))
+        self.assertIn('684 bytes announced, 400 there; copy the file again, or export it again', run.err)
+
+    def test_missing_files_and_folders(self):
+        self.write_part('cube.stl', block())
+        self.assertIn('no such file; check the name', self.expect(FILES, 'report', 'nothing.stl').err)
+        self.assertIn('name a file in it', self.expect(FILES, 'report', '.').err)
+        run = self.expect(FILES, 'weld', 'cube.stl', '-o', 'nowhere/x.stl')
+        self.assertIn('make the folder first', run.err)
+        run = self.expect(FILES, 'report', 'cube.stl', '--svg', 'nowhere/x.svg')
+        self.assertIn('make the folder first', run.err)
+        self.expect(FILES, 'report', 'cube.stl', '--svg', '.')
+        # Where nobody can make a file, not even root.
+        self.expect(FILES, 'weld', 'cube.stl', '-o', '/proc/x.stl')
+        self.expect(FILES, 'report', 'cube.stl', '--svg', '/proc/x.svg')
+        self.assertEqual(self.files(), ['cube.stl'])
+
+    @unittest.skipIf(os.geteuid() == 0, 'nothing is forbidden to root')
+    def test_folder_that_may_not_be_written(self):
+        self.write_part('cube.stl', block())
+        os.mkdir(self.path('shut'), 0o500)
+        self.expect(FILES, 'weld', 'cube.stl', '-o', 'shut/x.stl')
+        self.expect(FILES, 'report', 'cube.stl', '--svg', 'shut/x.svg')
+
+    def test_full_disk(self):
+        self.write_part('cube.stl', block())
+        with open('/dev/full', 'wb') as full:
+            for words in [('report', 'cube.stl'), ('report', 'cube.stl', '--json'), ('weld', 'cube.stl', '-o', '-'),
+                          ('hull', 'cube.stl', '--svg', '-'), ('--help',), ('--man',)]:
+                with self.subTest(words):
+                    run = self.run_command(*words, stdout=full)
+                    self.assertEqual(run.code, FILES)
+                    self.assertIn('No space left', run.err)
+        self.assertIn('No space left', self.expect(FILES, 'weld', 'cube.stl', '-o', '/dev/full').err)
+        self.assertIn('No space left', self.expect(FILES, 'hull', 'cube.stl', '--svg', '/dev/full').err)
+
+    def test_failed_write_leaves_the_old_file_and_nothing_beside_it(self):
+        self.write_part('cube.stl', block())
+        self.write('old.svg', 'old')
+        env = dict(os.environ)
+        # A limit of the size of files, which the shell sets: the disk is full in the middle of the picture.
+        run = subprocess.run(['bash', '-c', 'ulimit -f 0; trap "" XFSZ; exec "$0" hull cube.stl --svg old.svg --quiet',
+                              support.COMMAND], cwd=self.folder, env=env, capture_output=True, check=False)
+        self.assertEqual(run.returncode, FILES, run.stderr)
+        with open(self.path('old.svg'), encoding='utf-8') as file:
+            self.assertEqual(file.read(), 'old')
+        self.assertEqual(self.files(), ['cube.stl', 'old.svg'])
+
+    def test_pictures_keep_permissions_and_links(self):
+        self.write_part('cube.stl', block())
+        self.write('real.svg', 'old')
+        os.chmod(self.path('real.svg'), 0o640)
+        os.symlink('real.svg', self.path('link.svg'))
+        self.expect(DONE, 'hull', 'cube.stl', '--svg', 'link.svg', '-q')
+        self.assertTrue(os.path.islink(self.path('link.svg')))
+        self.assertEqual(os.stat(self.path('real.svg')).st_mode & 0o777, 0o640)
+        with open(self.path('real.svg'), encoding='utf-8') as file:
+            self.assertIn('</svg>', file.read())
+
+
+class Pipes(CommandTest):
+    def test_a_part_goes_through_pipes(self):
+        self.write_part('cube.stl', block())
+        direct = self.result('report', 'cube.stl')
+        with open(self.path('cube.stl'), 'rb') as file:
+            piped = self.result('report', '-', stdin=file.read())
+        self.assertEqual(piped.pop('file'), '-')
+        direct.pop('file')
+        self.assertEqual(piped, direct)
+
+    def test_results_to_the_standard_output_are_whole_and_alone_there(self):
+        self.write_part('cube.stl', block())
+        run = self.run_command('convert', 'cube.stl', '-o', '-', '--form', 'tipc', '--tolerance', '0')
+        self.assertEqual(run.code, DONE)
+        self.assertEqual(len(run.bytes), 10 + 8 * 24 + 12 * 12)
+        self.assertIn('12 triangles', run.err)
+        self.assertAlmostEqual(self.result('report', '-', stdin=run.bytes)['volume'], 1000)
+        svg = self.expect(DONE, 'hull', 'cube.stl', '--svg', '-', '-q').out
+        self.assertTrue(svg.startswith('<') and svg.rstrip().endswith('</svg>'))
+
+    def test_results_to_a_file_of_the_shell(self):
+        self.write_part('cube.stl', block())
+        with open(self.path('out.stl'), 'wb') as file:
+            file.write(b'before ')
+            file.flush()
+            self.assertEqual(self.run_command('convert', 'cube.stl', '-o', '-', '-q', stdout=file).code, DONE)
+        self.assertEqual(os.path.getsize(self.path('out.stl')), len('before ') + 84 + 600)
+
+    def test_two_things_cannot_go_to_the_standard_output(self):
+        self.write_part('cube.stl', block())
+        self.expect(WRONG_USE, 'hull', 'cube.stl', '-o', '-', '--json')
+        self.expect(WRONG_USE, 'hull', 'cube.stl', '-o', '-', '--svg', '-')
+
+    def test_reader_that_goes_away_is_an_error_without_words(self):
+        self.write_part('cube.stl', block())
+        for words in [('report', 'cube.stl', '--json'), ('convert', 'cube.stl', '-o', '-', '-q'),
+                      ('hull', 'cube.stl', '--svg', '-', '-q')]:
+            reader, writer = os.pipe()
+            os.close(reader)
+            run = self.run_command(*words, stdout=writer)
+            os.close(writer)
+            self.assertEqual((run.code, run.err), (FILES, ''), words)
+
+    def test_closed_standard_input_and_output(self):
+        self.write_part('cube.stl', block())
+        run = subprocess.run(['bash', '-c', '"$0" report - <&-', support.COMMAND], cwd=self.folder,
+                             capture_output=True, check=False)
+        self.assertEqual(run.returncode, FILES, run.stderr)
+        run = subprocess.run(['bash', '-c', '"$0" report cube.stl >&-', support.COMMAND], cwd=self.folder,
+                             capture_output=True, check=False)
+        self.assertEqual(run.returncode, FILES, run.stderr)
+
+
+class Quiet(CommandTest):
+    def test_quiet_is_silent_and_json_is_not_silenced(self):
+        self.write_part('cube.stl', block())
+        self.write_part('open.stl', block()[:10])
+        for words in [('report', 'cube.stl'), ('box', 'cube.stl'), ('hull', 'cube.stl', '-o', 'h.stl')]:
+            self.assertEqual(self.expect(DONE, *words, '--quiet').out, '')
+        run = self.expect(DEFECTIVE, 'report', 'open.stl', '-q')
+        self.assertEqual((run.out, run.err), ('', ''))
+        self.assertEqual(self.expect(DONE, 'report', 'cube.stl', '-q', '--json').json()['triangles'], 12)
+        self.assertNotEqual(self.expect(FILES, 'report', 'nothing.stl', '-q').err, '')
+
+    def test_threads_change_nothing(self):
+        self.write_part('cube.stl', block())
+        self.expect(DONE, 'remesh', 'cube.stl', '--length', '0.5', '-o', 'fine.stl', '-q')
+        for words in [('report', 'fine.stl'), ('box', 'fine.stl'), ('decimate', 'fine.stl', '--keep', '5')]:
+            one = self.run_command(*words, '--json', '--threads', '1')
+            many = self.run_command(*words, '--json', '--threads', '4')
+            self.assertEqual((one.code, one.out), (many.code, many.out))
+
+
+class Terminal(CommandTest):
+    """With a pseudo-terminal as standard error."""
+
+    def start(self, *words):
+        master, slave = pty.openpty()
+        process = subprocess.Popen([support.COMMAND, *words], cwd=self.folder, stdin=subprocess.DEVNULL,
+                                   stdout=subprocess.PIPE, stderr=slave)
+        os.close(slave)
+        self.addCleanup(os.close, master)
+        self.addCleanup(process.stdout.close)
+        return process, master
+
+    @staticmethod
+    def read(master):
+        """The next bytes; none when the other end is closed."""
+        try:
+            return os.read(master, 4096)
+        except OSError as error:
+            if error.errno != errno.EIO:
+                raise
+            return b''
+
+    def test_control_c_stops_a_long_command_and_leaves_no_half_file(self):
+        self.write_part('cube.stl', block())
+        # Some hundred thousand triangles: far longer than it takes to hear of it.
+        process, master = self.start('remesh', 'cube.stl', '--length', '0.04', '-o', 'fine.stl')
+        seen = b''
+        while b'%' not in seen:
+            more = self.read(master)
+            self.assertTrue(more, 'it ended before it showed any progress')
+            seen += more
+        self.assertIn(b'[', seen)
+        process.send_signal(signal.SIGINT)
+        rest = b''
+        while more := self.read(master):
+            rest += more
+        self.assertEqual(process.wait(timeout=60), INTERRUPTED)
+        self.assertIn(b'stopped', rest)
+        self.assertEqual(self.files(), ['cube.stl'])
+
+    def test_no_bar_when_quiet(self):
+        self.write_part('cube.stl', block())
+        process, master = self.start('remesh', 'cube.stl', '--length', '0.2', '--quiet')
+        seen = b''
+        while more := self.read(master):
+            seen += more
+        self.assertEqual(process.wait(timeout=60), DONE)
+        self.assertEqual(seen, b'')
+
+
+if __name__ == '__main__':
+    support.main()
