@@ -84,8 +84,8 @@ typedef enum sorvane_hole_end {
 typedef struct sorvane_hole_step {
     double diameter;     /* at the end toward the mouth */
     double end_diameter; /* at the deep end: another one for a cone */
-    double from;         /* depth of the end toward the mouth, below the entry */
-    double to;           /* depth of the deep end */
+    double from_depth;   /* depth of the end toward the mouth, below the entry */
+    double to_depth;     /* depth of the deep end */
     int is_cone;         /* 1 for a cone, 0 for a cylinder */
 } sorvane_hole_step;
 

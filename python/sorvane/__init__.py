@@ -13,7 +13,7 @@ from __future__ import annotations
 
 import ctypes as _ctypes
 
-from . import lathe
+from . import lathe, solids
 from ._bindings import sorvane_version as _version
 from ._bounding import (
     Circle,
@@ -30,35 +30,57 @@ from ._bounding import (
     prism,
 )
 from ._chains import Chain, join_chains, thin
+from ._distances import Crossings, Hausdorff, HausdorffBounds, Nearest, OneWayBounds, TriangleTree
 from ._errors import Error, FileError, Status, Stopped
+from ._features import Arc, Cluster, Curvatures, DrillHole, HoleStep
+from ._imprint import Imprint, Tracer
 from ._machining import Drops, Gouges, Surface, Tool, ToolFit
 from ._mesh import Mesh, join, read
 from ._operations import Decimation
+from ._polylines import Lines
 from ._regions import Region
 from ._report import Box, Report
+from ._sections import Section, Slicer, Slices
 from ._tessellation import delaunay, tessellate, tessellate_polygon
 
 __all__ = [
+    "Arc",
     "Box",
     "Chain",
     "Circle",
+    "Cluster",
+    "Crossings",
+    "Curvatures",
     "Decimation",
+    "DrillHole",
     "Drops",
     "Error",
     "FileError",
     "Gouges",
+    "Hausdorff",
+    "HausdorffBounds",
+    "HoleStep",
+    "Imprint",
+    "Lines",
     "Mesh",
+    "Nearest",
+    "OneWayBounds",
     "OrientedBox",
     "OrientedRectangle",
     "Prism",
     "Region",
     "Report",
+    "Section",
+    "Slicer",
+    "Slices",
     "Sphere",
     "Status",
     "Stopped",
     "Surface",
     "Tool",
     "ToolFit",
+    "Tracer",
+    "TriangleTree",
     "bounding_circle",
     "bounding_sphere",
     "delaunay",
@@ -71,6 +93,7 @@ __all__ = [
     "oriented_rectangle",
     "prism",
     "read",
+    "solids",
     "tessellate",
     "tessellate_polygon",
     "thin",

@@ -20,13 +20,18 @@ from ._progress import Progress, make, run
 from ._values import choice, number
 
 if TYPE_CHECKING:
-    from typing import Literal
+    from typing import Literal, Sequence
 
     from ._bounding import OrientedBox, Prism, Sphere
+    from ._distances import Crossings, Hausdorff, HausdorffBounds, Nearest, TriangleTree
+    from ._features import Arc, Cluster, Curvatures, DrillHole
+    from ._imprint import Imprint
+    from ._polylines import Lines, LinesLike
     from ._machining import Drops, Gouges, Tool
     from ._operations import Decimation
     from ._regions import Region
     from ._report import Report
+    from ._sections import Plane, Section, Slicer, Slices
 
 Path = Union[str, "os.PathLike[str]"]
 TagArray = npt.NDArray[np.uint64]
@@ -88,9 +93,10 @@ class Mesh:
     array([[0, 1, 2]], dtype=int32)
     """
 
-    __slots__ = ("_handle", "__weakref__")
+    __slots__ = ("_handle", "_tree", "__weakref__")
 
     _handle: Handle
+    _tree: "TriangleTree"  # made by the first search
 
     def __init__(
         self,
@@ -669,6 +675,375 @@ class Mesh:
         used[triangles] = True
         return points if used.all() else points[used]
 
+    # --- sections --------------------------------------------------------------------------------------------------------
+
+    def section(
+        self, plane: "Plane", *, side: str = "above", tolerance: float = 0.0, progress: Progress = None
+    ) -> "Section":
+        """Where a plane cuts the mesh: loops, and chains where the mesh is open. Weld first.
+
+        Parameters
+        ----------
+        plane : float or pair
+            A number z for the level plane at that height, or (point, normal), both (3,).
+        side : {"above", "below"}
+            Where faces of the mesh lie in the plane: the section of what lies just above it, on the side to which the
+            normal points, or just below.
+        tolerance : float
+            Corners within this of the plane count as lying in it: 1e-6 of the largest coordinate for faces of an STL
+            that lie in the plane up to rounding.
+
+        Raises
+        ------
+        ValueError
+            A normal that is zero, or anything that is not finite.
+
+        >>> import sorvane
+        >>> tetrahedron = sorvane.hull([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]])
+        >>> tetrahedron.section(0.5)
+        <sorvane.Section at 0.5: 1 loops, area 0.125>
+        >>> tetrahedron.section(([0.5, 0, 0], [2, 0, 0])).loops[0].shape
+        (3, 2)
+        """
+        from ._sections import section
+
+        return section(self, plane, side=side, tolerance=tolerance, progress=progress)
+
+    def slices(
+        self,
+        heights: ArrayLike,
+        *,
+        normal: ArrayLike = (0.0, 0.0, 1.0),
+        side: str = "above",
+        tolerance: float = 0.0,
+        progress: Progress = None,
+    ) -> "Slices":
+        """The sections with a stack of planes of one normal, (k,) heights along it, each as `section` gives it.
+
+        Heights are distances from the origin along the unit normal. IndexError and ValueError as in `section`.
+
+        >>> import numpy as np, sorvane
+        >>> tetrahedron = sorvane.hull([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]])
+        >>> tetrahedron.slices([0, 0.5, 2]).areas
+        array([0.5  , 0.125, 0.   ])
+        """
+        from ._sections import slices
+
+        return slices(self, heights, normal=normal, side=side, tolerance=tolerance, progress=progress)
+
+    def slicer(self, normal: ArrayLike = (0.0, 0.0, 1.0), *, progress: Progress = None) -> "Slicer":
+        """The mesh made ready to be cut again and again by planes of one normal."""
+        from ._sections import Slicer
+
+        return Slicer(self, normal, progress=progress)
+
+    def split(self, plane: "Plane", *, tolerance: float = 1e-9, progress: Progress = None) -> "Tuple[Mesh, Mesh]":
+        """The part below a plane and the part above it, each closed by its lid: a pair of meshes.
+
+        ``plane`` is as in `section`; corners within ``tolerance`` of it count as lying on it. A mesh that is open gives
+        halves that are open.
+
+        >>> import sorvane
+        >>> tetrahedron = sorvane.hull([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]])
+        >>> [round(half.volume * 48, 9) for half in tetrahedron.split(0.5)]
+        [7.0, 1.0]
+        """
+        from ._sections import split
+
+        return split(self, plane, tolerance=tolerance, progress=progress)
+
+    def intersection(self, other: "Optional[Mesh]" = None, *, progress: Progress = None) -> "Lines":
+        """The curves in which two meshes cut each other; without ``other`` those in which the mesh cuts itself.
+
+        Triangles that lie in one plane don't cut each other. A sound mesh does not cut itself: no lines.
+        """
+        from ._sections import intersection
+
+        return intersection(self, other, progress=progress)
+
+    def cut_along(self, other: "Mesh", *, progress: Progress = None) -> "Tuple[Mesh, Mesh, Mesh]":
+        """Cuts the triangles of two meshes along their intersection: the pieces of this one's that are cut, its other
+        triangles, and the pieces of the triangles of ``other``."""
+        from ._sections import cut_along
+
+        return cut_along(self, other, progress=progress)
+
+    # --- distances -------------------------------------------------------------------------------------------------------
+
+    def _search_tree(self, progress: Progress) -> "TriangleTree":
+        try:
+            return self._tree
+        except AttributeError:
+            from ._distances import TriangleTree
+
+            self._tree = TriangleTree(self, progress=progress)
+            return self._tree
+
+    def nearest(self, points: ArrayLike, *, radius: float = np.inf, progress: Progress = None) -> "Nearest":
+        """For each of the points, (n, 3), the nearest place on the mesh, its triangle, and its distance.
+
+        Only places within ``radius`` count: where there is none, the triangle is -1 and the distance infinite. The first
+        call makes a search tree, which stays with the mesh. `sorvane.Error`: a mesh without triangles.
+
+        >>> import sorvane
+        >>> mesh = sorvane.Mesh([[0, 0, 0], [4, 0, 0], [0, 4, 0]], [[0, 1, 2]])
+        >>> places, triangles, distances = mesh.nearest([[1, 1, 3], [-3, -4, 0]])
+        >>> places
+        array([[1., 1., 0.],
+               [0., 0., 0.]])
+        >>> distances
+        array([3., 5.])
+        """
+        return self._search_tree(progress).nearest(points, radius=radius, progress=progress)
+
+    def signed_distances(self, points: ArrayLike, *, progress: Progress = None) -> FloatArray:
+        """The distance of each of the points, (n,): negative within a closed mesh that faces outward.
+
+        The sign is that of the side of the nearest triangle; close to an edge sharper than a right angle it may be wrong
+        on the outside. NaN for a point that is not finite. `sorvane.Error`: a mesh without triangles.
+        """
+        return self._search_tree(progress).signed_distances(points, progress=progress)
+
+    def project_vertically(self, points: ArrayLike, *, progress: Progress = None) -> FloatArray:
+        """The points, (n, 3), moved along z to the highest place of the mesh above or below them; z is NaN where there
+        is none."""
+        from ._distances import project_vertically
+
+        return project_vertically(self, points, progress=progress)
+
+    def crossings(self, lines: "LinesLike", *, progress: Progress = None) -> "Crossings":
+        """Where open lines in space, a list of (k, 3), cross the mesh or touch it.
+
+        A place on the common edge of two triangles is there twice.
+        """
+        from ._distances import crossings
+
+        return crossings(self, lines, progress=progress)
+
+    def hausdorff(self, other: "Mesh", *, progress: Progress = None) -> "Hausdorff":
+        """The point of each of two meshes that is farthest from the other mesh, and the distances.
+
+        Measures at points only; `hausdorff_bounds` sees what bulges between them.
+        """
+        from ._distances import hausdorff
+
+        return hausdorff(self, other, progress=progress)
+
+    def hausdorff_bounds(self, other: "Mesh", accuracy: float, *, progress: Progress = None) -> "HausdorffBounds":
+        """Bounds of the distance of two surfaces, all of their points counted, no farther apart than ``accuracy`` as
+        long as that can be had with some work. They are certain.
+
+        A thousandth of the distance that you expect is cheap.
+
+        >>> import sorvane
+        >>> low = sorvane.Mesh([[0, 0, 0], [4, 0, 0], [0, 4, 0]], [[0, 1, 2]])
+        >>> high = sorvane.Mesh([[0, 0, 1], [4, 0, 1], [0, 4, 2]], [[0, 1, 2]])
+        >>> bounds = low.hausdorff_bounds(high, 1e-6)
+        >>> bounds.lower <= 2 <= bounds.upper
+        True
+        """
+        from ._distances import hausdorff_bounds
+
+        return hausdorff_bounds(self, other, accuracy, progress=progress)
+
+    # --- features --------------------------------------------------------------------------------------------------------
+
+    def sharp_edges(
+        self, crease_angle: float = 30.0, *, with_boundary: bool = False, progress: Progress = None
+    ) -> IntArray:
+        """Edges at which the surface turns by ``crease_angle`` degrees or more, (k, 2) subscripts of points.
+
+        One inside the surface comes twice, once as each of its triangles runs it; a boundary edge comes once,
+        ``with_boundary`` only.
+        """
+        from ._features import sharp_edges
+
+        return sharp_edges(self, crease_angle, with_boundary=with_boundary, progress=progress)
+
+    def boundary_edges(self, *, progress: Progress = None) -> IntArray:
+        """Edges that exactly one triangle has, as it runs them, (k, 2) subscripts; none for a closed mesh.
+
+        >>> import sorvane
+        >>> sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]]).boundary_edges()
+        array([[0, 1],
+               [1, 2],
+               [2, 0]], dtype=int32)
+        """
+        from ._features import boundary_edges
+
+        return boundary_edges(self, progress=progress)
+
+    def longest_straight_boundary(self, tolerance: float = 1e-6) -> FloatArray:
+        """Ends of the longest straight stretch of the boundary, (2, 3): straight while no point of it lies farther than
+        100 times ``tolerance`` from it. `sorvane.Error`: there is no boundary."""
+        from ._features import longest_straight_boundary
+
+        return longest_straight_boundary(self, tolerance)
+
+    def arcs(
+        self,
+        *,
+        crease_angle: Optional[float] = None,
+        tolerance: Optional[float] = None,
+        fraction: Optional[float] = None,
+        progress: Progress = None,
+    ) -> "List[Arc]":
+        """Circular arcs among the sharp edges and the boundary; parameters as in `drill_holes`."""
+        from ._features import arcs
+
+        return arcs(self, crease_angle=crease_angle, tolerance=tolerance, fraction=fraction, progress=progress)
+
+    def drill_holes(
+        self,
+        *,
+        crease_angle: Optional[float] = None,
+        tolerance: Optional[float] = None,
+        fraction: Optional[float] = None,
+        axis_tolerance: Optional[float] = None,
+        progress: Progress = None,
+    ) -> "List[DrillHole]":
+        """The drilled holes, one record for each, however many diameters it has. Weld first.
+
+        A hole is missed where a circle of it is: at a mouth on a curved or slanted face, and at a fillet. Slots and pegs
+        are no holes.
+
+        Parameters
+        ----------
+        crease_angle : float, optional
+            Edges of that many degrees or more are sharp; about 23 (0.4 radians).
+        tolerance : float, optional
+            How far the points of a circle may lie from it, in the unit of the points; 0.02, for parts in millimeters.
+        fraction : float, optional
+            The share of a rim, and of a wall, that has to be there; 0.8.
+        axis_tolerance : float, optional
+            How far two axes that are one may differ, degrees; about 1.1 (0.02 radians).
+
+        Raises
+        ------
+        ValueError
+            A parameter that is negative or not a number.
+
+        >>> import sorvane
+        >>> plate = sorvane.solids.revolve([[2, 0, 0], [9, 0, 0], [9, 0, 5], [2, 0, 5], [2, 0, 0]], tolerance=0.01)
+        >>> [hole] = plate.weld(1e-9).drill_holes()
+        >>> round(hole.diameter, 6), round(hole.depth, 6), hole.end
+        (4.0, 5.0, 'through')
+        """
+        from ._features import drill_holes
+
+        return drill_holes(
+            self,
+            crease_angle=crease_angle,
+            tolerance=tolerance,
+            fraction=fraction,
+            axis_tolerance=axis_tolerance,
+            progress=progress,
+        )
+
+    def facet_clusters(self, normal_tolerance: float = 1e-6, *, progress: Progress = None) -> "List[Cluster]":
+        """Connected triangles of one direction, largest area first: the flat faces of a part.
+
+        Unit normals within ``normal_tolerance`` of each other per coordinate are one direction.
+        """
+        from ._features import facet_clusters
+
+        return facet_clusters(self, normal_tolerance, progress=progress)
+
+    def normal_groups(self, resolution: float = 15.0, *, progress: Progress = None) -> IntArray:
+        """For each triangle the number of its group of like directions, (m,), ``resolution`` degrees or so apart."""
+        from ._features import normal_groups
+
+        return normal_groups(self, resolution, progress=progress)
+
+    def curvatures(self, tolerance: float = 1e-12, *, progress: Progress = None) -> "Curvatures":
+        """Principal curvatures, normals and areas at the points; all zero where the area is at most ``tolerance``."""
+        from ._features import curvatures
+
+        return curvatures(self, tolerance, progress=progress)
+
+    # --- imprint ---------------------------------------------------------------------------------------------------------
+
+    def imprint(
+        self,
+        lines: "LinesLike",
+        *,
+        closed: "Union[None, bool, Sequence[bool]]" = None,
+        tolerance: float = 1e-6,
+        skip_far_points: bool = False,
+        progress: Progress = None,
+    ) -> "Imprint":
+        """Lines on the surface cut into it, so that they run along its edges, and what lies between them. Weld first.
+
+        Parameters
+        ----------
+        lines : list of array_like, (k, 3) each, or Lines
+            Three points or more each. Between two points a line goes over the surface along the plane that holds both
+            and the mean of the normals there: give points on both sides of sharp edges, and many on curved surfaces.
+        closed : bool or sequence of bool, optional
+            Which lines lead back to their first point, which is not repeated; by default all, or as `Lines` tell.
+        tolerance : float
+            How far a point may lie from the surface, and from a corner or an edge that it snaps to.
+        skip_far_points : bool
+            Points farther away are skipped with the stretches to them, rather than an error.
+
+        Raises
+        ------
+        sorvane.Error
+            A point that is not on the surface; ``index`` is its number among the points of all lines.
+        ValueError
+            A line of fewer than three points.
+
+        >>> import sorvane
+        >>> sheet = sorvane.Mesh([[0, 0, 0], [4, 0, 0], [4, 4, 0], [0, 4, 0]], [[0, 1, 2], [0, 2, 3]])
+        >>> made = sheet.imprint([[[1, 1, 0], [3, 1, 0], [3, 3, 0], [1, 3, 0]]])
+        >>> made.side().area, made.side(inside=False).area
+        (4.0, 12.0)
+        """
+        from ._imprint import imprint
+
+        return imprint(
+            self, lines, closed=closed, tolerance=tolerance, skip_far_points=skip_far_points, progress=progress
+        )
+
+    def embed(
+        self,
+        lines: "LinesLike",
+        *,
+        step: float = 0.0,
+        repeat_tolerance: float = 1e-9,
+        progress: Progress = None,
+    ) -> "Tuple[Mesh, List[IntArray]]":
+        """Lines projected to the nearest points of the mesh and cut into it: the new mesh, welded, and for each line the
+        subscripts of the points that it runs through.
+
+        Parameters
+        ----------
+        lines : list of array_like, (k, 3) each, or Lines
+            One whose last point equals its first is closed.
+        step : float
+            Distance of the places along a line that are projected; 0 for its own points.
+        repeat_tolerance : float
+            Points closer together are one.
+        """
+        from ._imprint import embed
+
+        return embed(self, lines, step=step, repeat_tolerance=repeat_tolerance, progress=progress)
+
+    def walk(
+        self, start: ArrayLike, direction: ArrayLike, length: float, *, tolerance: float = 1e-6
+    ) -> FloatArray:
+        """The straightest line on the surface from a point of it, (n, 3); for many make a `sorvane.Tracer`."""
+        from ._imprint import Tracer
+
+        return Tracer(self, tolerance=tolerance).walk(start, direction, length)
+
+    # --- solids ----------------------------------------------------------------------------------------------------------
+
+    def sweep(self, path: ArrayLike, *, weld: bool = True, progress: Progress = None) -> "Mesh":
+        """The shell that the mesh sweeps while its origin goes along ``path``, (n, 3); see `sorvane.solids.Sweep`."""
+        from .solids import Sweep
+
+        return Sweep(self, progress=progress).along(path, weld=weld, progress=progress)
     # --- tools from above, and shadows ---------------------------------------------------------------------------------
 
     def drop(self, tool: "Tool", points: ArrayLike, *, progress: Progress = None) -> "Drops":

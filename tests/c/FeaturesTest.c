@@ -134,8 +134,8 @@ static void a_plate_has_one_hole(void)
         if (count == 1) {
             CHECK_NEAR(step->diameter, 4, 1e-9);
             CHECK_NEAR(step->end_diameter, 4, 1e-9);
-            CHECK_NEAR(step->from, 0, 1e-9);
-            CHECK_NEAR(step->to, 5, 1e-9);
+            CHECK_NEAR(step->from_depth, 0, 1e-9);
+            CHECK_NEAR(step->to_depth, 5, 1e-9);
             CHECK(!step->is_cone);
         }
     }

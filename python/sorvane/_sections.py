@@ -1,0 +1,270 @@
+"""Sections of meshes by planes, halves, and intersections of meshes."""
+
+from __future__ import annotations
+
+import ctypes
+from typing import TYPE_CHECKING, Any, Iterator, List, Optional, Sequence, Tuple, Union, overload
+
+import numpy as np
+
+from . import _bindings as c
+from ._arrays import ArrayLike, FloatArray, IntArray, numbers_of, point_of, view
+from ._handles import Handle
+from ._lines import Borrowed
+from ._polylines import Lines, lines_svg
+from ._mesh import Mesh
+from ._progress import Progress, make, options, run
+from ._values import choice, number
+
+if TYPE_CHECKING:
+    from ._regions import Region
+
+#: A number z for the level plane at that height, or a pair (point, normal).
+Plane = Union[float, Tuple[ArrayLike, ArrayLike]]
+
+_SIDES = {
+    "above": c.sorvane_section_side.SORVANE_SECTION_ABOVE,
+    "below": c.sorvane_section_side.SORVANE_SECTION_BELOW,
+}
+
+
+def _plane(plane: Plane) -> Tuple[FloatArray, FloatArray]:
+    """Point and normal."""
+    if isinstance(plane, (tuple, list)):
+        if len(plane) != 2:
+            raise ValueError(f"plane: expected a height or a pair (point, normal), given {len(plane)} elements")
+        return point_of(plane[0], "plane[0]"), point_of(plane[1], "plane[1]")
+    return np.array((0.0, 0.0, number(plane, "plane"))), np.array((0.0, 0.0, 1.0))
+
+
+class Section:
+    """Where one plane cuts a mesh, in the plane's own coordinates.
+
+    Seen against the normal, material lies to the left of every line: outer loops run counterclockwise and holes
+    clockwise, as long as the triangles face outward. In a notebook it is a picture, with material filled.
+    """
+
+    __slots__ = ("height", "lines", "loops", "chains", "area", "length", "open_length", "frame")
+
+    #: Distance of the plane from the origin, along its unit normal.
+    height: float
+    #: All lines, the loops before the chains.
+    lines: Lines
+    #: Closed lines.
+    loops: Lines
+    #: Lines that are open at both ends, where the mesh has a hole.
+    chains: Lines
+    #: Of the material: the sum of the signed areas of the loops.
+    area: float
+    #: Of all loops.
+    length: float
+    #: Of all chains; 0 tells that the section is closed.
+    open_length: float
+    #: From the plane to space, (3, 4): the point (x, y) is frame @ (x, y, 0, 1).
+    frame: FloatArray
+
+    def __init__(self, slices: "Slices", number: int) -> None:
+        lines = slices.lines._part(int(slices.first[number]), int(slices.first[number + 1]))
+        loops = int(lines.closed.sum())
+        self.height = float(slices.heights[number])
+        self.lines = lines
+        self.loops = lines._part(0, loops)
+        self.chains = lines._part(loops, len(lines))
+        self.area = float(slices.areas[number])
+        self.length = float(slices.lengths[number])
+        self.open_length = float(slices.open_lengths[number])
+        self.frame = slices.frames[number]
+
+    @property
+    def is_closed(self) -> bool:
+        """Whether there is no open line."""
+        return len(self.chains) == 0
+
+    def in_space(self) -> Lines:
+        """The lines as points of space, (n, 3) each, in the same order."""
+        flat = self.lines.points
+        points = flat @ self.frame[:, :2].T + self.frame[:, 3]
+        return Lines(points, self.lines.starts, self.lines.closed)
+
+    def region(self) -> "Region":
+        """The material as a `sorvane.Region`, for offsets and set operations; open lines are no part of it."""
+        from ._regions import Region
+
+        return Region(list(self.loops))
+
+    def __repr__(self) -> str:
+        open_part = f", {len(self.chains)} open" if len(self.chains) else ""
+        return f"<sorvane.Section at {self.height:g}: {len(self.loops)} loops{open_part}, area {self.area:g}>"
+
+    def _repr_svg_(self) -> str:
+        return lines_svg(self.lines)
+
+
+class Slices(Sequence[Section]):
+    """The sections of a mesh with a stack of planes, in the order of the heights; element i is a `Section`.
+
+    The figures of all of them are arrays, (len,), and all lines of the stack stand in ``lines``. Read-only views.
+    """
+
+    __slots__ = ("_handle", "heights", "areas", "lengths", "open_lengths", "lines", "first", "frames")
+
+    heights: FloatArray
+    areas: FloatArray
+    lengths: FloatArray
+    open_lengths: FloatArray
+    #: All lines; section i has those from first[i] to first[i + 1] - 1.
+    lines: Lines
+    #: (len + 1,)
+    first: IntArray
+    #: (len, 3, 4)
+    frames: FloatArray
+
+    def __init__(self, handle: Handle) -> None:
+        self._handle = handle
+        self.heights = view(handle, c.sorvane_sections_heights)
+        self.areas = view(handle, c.sorvane_sections_areas)
+        self.lengths = view(handle, c.sorvane_sections_lengths)
+        self.open_lengths = view(handle, c.sorvane_sections_open_lengths)
+        self.first = view(handle, c.sorvane_sections_first)
+        self.frames = view(handle, c.sorvane_sections_frames, 12).reshape(-1, 3, 4)
+        self.lines = Lines._of(Borrowed(c.sorvane_sections_lines(handle), handle))
+
+    def __len__(self) -> int:
+        return len(self.heights)
+
+    @overload
+    def __getitem__(self, index: int) -> Section: ...
+
+    @overload
+    def __getitem__(self, index: slice) -> List[Section]: ...
+
+    def __getitem__(self, index: Any) -> Any:
+        if isinstance(index, slice):
+            return [Section(self, i) for i in range(*index.indices(len(self)))]
+        place = index + len(self) if index < 0 else index
+        if not 0 <= place < len(self):
+            raise IndexError(f"section {index} of {len(self)}")
+        return Section(self, place)
+
+    def __iter__(self) -> Iterator[Section]:
+        return (Section(self, i) for i in range(len(self)))
+
+    def in_space(self) -> Lines:
+        """The lines of the whole stack as points of space, in the order of ``lines``."""
+        return Lines._of(make(c.sorvane_sections_in_space, self._handle))
+
+    def __repr__(self) -> str:
+        return f"<sorvane.Slices: {len(self)} sections, {len(self.lines)} lines>"
+
+    def _repr_svg_(self) -> str:
+        return lines_svg(self.in_space())
+
+
+class Slicer:
+    """A mesh made ready to be cut again and again by planes of one normal.
+
+    A plane then costs what it cuts and not what there is: for when the next height depends on the last section.
+
+    >>> import sorvane
+    >>> slicer = sorvane.hull([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]]).slicer()
+    >>> slicer.lowest, slicer.highest
+    (0.0, 1.0)
+    >>> slicer.section(0.5).area
+    0.125
+    """
+
+    __slots__ = ("_handle", "lowest", "highest")
+
+    #: Least and greatest height of a corner of a triangle.
+    lowest: float
+    highest: float
+
+    def __init__(self, mesh: Mesh, normal: ArrayLike = (0.0, 0.0, 1.0), *, progress: Progress = None) -> None:
+        self._handle = make(c.sorvane_slicer_new, mesh._handle, point_of(normal, "normal"), progress=progress)
+        lowest, highest = ctypes.c_double(), ctypes.c_double()
+        c.sorvane_slicer_heights(self._handle, ctypes.byref(lowest), ctypes.byref(highest))
+        self.lowest, self.highest = lowest.value, highest.value
+
+    def section(self, height: float, *, side: str = "above", tolerance: float = 0.0) -> Section:
+        """The section at one height; see `Mesh.section`."""
+        return self.slices((number(height, "height"),), side=side, tolerance=tolerance)[0]
+
+    def slices(
+        self, heights: ArrayLike, *, side: str = "above", tolerance: float = 0.0, progress: Progress = None
+    ) -> Slices:
+        """The sections at many heights; see `Mesh.slices`."""
+        at = numbers_of(heights, "heights")
+        how = _options(side, tolerance)
+        return Slices(
+            make(c.sorvane_slicer_sections, self._handle, at, len(at), ctypes.byref(how), progress=progress)
+        )
+
+
+def _options(side: str, tolerance: float) -> Any:
+    return options(
+        c.sorvane_section_options, side=int(choice(side, "side", _SIDES)), tolerance=number(tolerance, "tolerance")
+    )
+
+
+def slices(
+    mesh: Mesh,
+    heights: ArrayLike,
+    *,
+    normal: ArrayLike = (0.0, 0.0, 1.0),
+    side: str = "above",
+    tolerance: float = 0.0,
+    progress: Progress = None,
+) -> Slices:
+    at = numbers_of(heights, "heights")
+    how = _options(side, tolerance)
+    return Slices(
+        make(
+            c.sorvane_mesh_sections,
+            mesh._handle,
+            point_of(normal, "normal"),
+            at,
+            len(at),
+            ctypes.byref(how),
+            progress=progress,
+        )
+    )
+
+
+def section(
+    mesh: Mesh, plane: Plane, *, side: str = "above", tolerance: float = 0.0, progress: Progress = None
+) -> Section:
+    point, normal = _plane(plane)
+    length = float(np.sqrt(normal @ normal))
+    height = float(point @ normal) / length if length > 0 else 0.0  # the library tells of a zero normal
+    return slices(mesh, (height,), normal=normal, side=side, tolerance=tolerance, progress=progress)[0]
+
+
+def split(mesh: Mesh, plane: Plane, *, tolerance: float = 1e-9, progress: Progress = None) -> Tuple[Mesh, Mesh]:
+    point, normal = _plane(plane)
+    below, above = Handle(c.sorvane_mesh), Handle(c.sorvane_mesh)
+    run(
+        c.sorvane_mesh_split,
+        mesh._handle,
+        normal,
+        point,
+        number(tolerance, "tolerance"),
+        below.place,
+        None,
+        above.place,
+        None,
+        progress=progress,
+    )
+    return Mesh._of(below), Mesh._of(above)
+
+
+def intersection(mesh: Mesh, other: Optional[Mesh] = None, *, progress: Progress = None) -> Lines:
+    if other is None:
+        return Lines._of(make(c.sorvane_mesh_self_intersection, mesh._handle, progress=progress))
+    return Lines._of(make(c.sorvane_mesh_intersection, mesh._handle, other._handle, progress=progress))
+
+
+def cut_along(mesh: Mesh, other: Mesh, *, progress: Progress = None) -> Tuple[Mesh, Mesh, Mesh]:
+    made = [Handle(c.sorvane_mesh) for _ in range(3)]
+    run(c.sorvane_mesh_cut_along, mesh._handle, other._handle, *(handle.place for handle in made), progress=progress)
+    cut, uncut, other_cut = (Mesh._of(handle) for handle in made)
+    return cut, uncut, other_cut
