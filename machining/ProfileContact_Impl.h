@@ -69,7 +69,8 @@ inline RadialRange Overlap(const RadialRange& a, const RadialRange& b)
 inline void Offer(double targetZ, double profileZ, double r, int triangle, int element,
                   ContactReport& report)
 {
-    const double height = targetZ - profileZ;
+    // Adding 0 takes the sign of a zero away: which of two zeros came first must not show.
+    const double height = targetZ - profileZ + 0.0;
     if (height > report.height) {
         report.height = height;
         report.contact = {r, targetZ};

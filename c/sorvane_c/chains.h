@@ -181,7 +181,7 @@ SORVANE_C_API sorvane_status sorvane_chain_split_at_tangent(const sorvane_chain 
                                                             sorvane_error *error);
 /*
  * The part of the chain from point `from` to point `to`, 2 numbers each; on a closed chain it may run over the start.
- * SORVANE_FAILED when one of them is not on the chain (within `tolerance` per coordinate), or `to` comes first on an
+ * Where both lie on one segment it is the stretch between them, turned round if need be. SORVANE_FAILED when one of them is not on the chain (within `tolerance` per coordinate), or `to` comes first on an
  * open chain.
  */
 SORVANE_C_API sorvane_status sorvane_chain_trim(const sorvane_chain *chain, const double *from, const double *to,

@@ -432,7 +432,7 @@ class Chain:
     def trim(self, start: ArrayLike, end: ArrayLike, *, tolerance: float = 1e-9) -> "Chain":
         """The part from one point of the chain to another; on a closed one it may run over the start.
 
-        Raises `sorvane.Error` for a point that is not on the chain.
+        Where both lie on one segment it is the stretch between them, turned round if need be. Raises `sorvane.Error` for a point that is not on the chain.
         """
         first, last = point_of(start, "start", 2), point_of(end, "end", 2)
         return Chain._of(make(c.sorvane_chain_trim, self._handle, first, last, number(tolerance, "tolerance")))
@@ -557,7 +557,7 @@ def thin(points: ArrayLike, *, curvature: float = 1e-9, tolerance: float = 1e-9)
         )
     )
     if len(lines.closed) > 0 and lines.closed[0]:
-        closed = np.concatenate([lines.points, lines.points[:1]])
+        closed: FloatArray = np.concatenate([lines.points, lines.points[:1]])
         closed.flags.writeable = False
         return closed
     return lines.points

@@ -269,7 +269,9 @@ class Tool:
         return self
 
     def __eq__(self, other: object) -> bool:
-        return np.array_equal(self.parts, other.parts) if isinstance(other, Tool) else NotImplemented
+        if not isinstance(other, Tool):
+            return NotImplemented
+        return np.array_equal(self.parts, other.parts)
 
     def __hash__(self) -> int:
         return hash(self.parts.tobytes())

@@ -93,6 +93,73 @@ TYPED_TEST(RegionsOf, ADifferenceTakesTheSecondAway)
     EXPECT_NEAR(AreaUnder(Difference<T>(a, {Reversed(b[0])}, nullptr)), 8, 1e-5);
 }
 
+TYPED_TEST(RegionsOf, TwoSquaresAreCombinedInFourWays)
+{
+    using T = TypeParam;
+    const LoopsOf<T> a{Rectangle<T>(0, 0, 4, 4)};
+    const LoopsOf<T> b{Rectangle<T>(2, 0, 6, 4)};
+    T resolution{0};
+    EXPECT_NEAR(AreaUnder(Union<T>(a, b, &resolution)), 24, 1e-5);
+    EXPECT_NEAR(resolution, std::sqrt(8.0) * 6 / 1073741824, 1e-14);
+    EXPECT_NEAR(AreaUnder(Intersection<T>(a, b, &resolution)), 8, 1e-5);
+    EXPECT_NEAR(resolution, std::sqrt(8.0) * 6 / 1073741824, 1e-14);
+    EXPECT_NEAR(AreaUnder(SymmetricDifference<T>(a, b, &resolution)), 16, 1e-5);
+    EXPECT_NEAR(resolution, std::sqrt(8.0) * 6 / 1073741824, 1e-14);
+    EXPECT_TRUE(SymmetricDifference<T>(a, a, nullptr).empty());
+    EXPECT_TRUE(Intersection<T>(a, {Rectangle<T>(9, 9, 10, 10)}, nullptr).empty());
+    EXPECT_TRUE(Intersection<T>(a, {}, nullptr).empty());
+    EXPECT_NEAR(AreaUnder(Union<T>({}, b, nullptr)), 16, 1e-5);
+    EXPECT_NEAR(AreaUnder(SymmetricDifference<T>({}, b, nullptr)), 16, 1e-5);
+}
+
+TYPED_TEST(RegionsOf, EachOfTwoIsARegionByItself)
+{
+    using T = TypeParam;
+    // A clockwise island of one, and a hole of one that the other fills.
+    const LoopsOf<T> island{Reversed(Rectangle<T>(0, 0, 2, 2))};
+    const LoopsOf<T> ring{Rectangle<T>(0, 0, 9, 9), Reversed(Rectangle<T>(1, 1, 8, 8))};
+    EXPECT_NEAR(AreaUnder(Union<T>(ring, island, nullptr)), 32 + 1, 1e-4);
+    EXPECT_NEAR(AreaUnder(Intersection<T>(ring, island, nullptr)), 3, 1e-4);
+    EXPECT_NEAR(AreaUnder(SymmetricDifference<T>(ring, island, nullptr)), 29 + 1, 1e-4);
+}
+
+// Slanted edges are rounded where they cross: what is calculated in two passes has slivers along them.
+TEST(Regions, CombinationsOfRandomLoopsAreThoseOfWindingNumbers)
+{
+    Random random(7);
+    for (int trial = 0; trial < 60; ++trial) {
+        SCOPED_TRACE(trial);
+        const auto loops = [&] {
+            Loops result(1 + static_cast<std::size_t>(random.Below(3)));
+            for (auto& loop : result) {
+                for (int i = 3 + random.Below(5); i > 0; --i) {
+                    loop.push_back(random.Vector<2, double>(-10.0, 10.0));
+                }
+            }
+            return result;
+        };
+        const Loops a = loops();
+        const Loops b = loops();
+        const double senseOfA = AreaUnder(a) < 0 ? -1 : 1;
+        const double senseOfB = AreaUnder(b) < 0 ? -1 : 1;
+        const Loops united = Union<double>(a, b, nullptr);
+        const Loops common = Intersection<double>(a, b, nullptr);
+        const Loops apart = SymmetricDifference<double>(a, b, nullptr);
+        for (int i = 0; i < 200; ++i) {
+            const Vec2d p = random.Vector<2, double>(-11.0, 11.0);
+            if (DistanceToLoops(a, p.x(), p.y()) < 1e-6 || DistanceToLoops(b, p.x(), p.y()) < 1e-6) {
+                continue;
+            }
+            const bool inA = WindingNumber(a, p.x(), p.y()) * senseOfA > 0;
+            const bool inB = WindingNumber(b, p.x(), p.y()) * senseOfB > 0;
+            ASSERT_EQ(WindingNumber(united, p.x(), p.y()), inA || inB ? 1 : 0);
+            ASSERT_EQ(WindingNumber(common, p.x(), p.y()), inA && inB ? 1 : 0);
+            ASSERT_EQ(WindingNumber(apart, p.x(), p.y()), inA != inB ? 1 : 0);
+        }
+        EXPECT_NEAR(AreaUnder(united), AreaUnder(common) + AreaUnder(apart), 1e-5);
+    }
+}
+
 TYPED_TEST(RegionsOf, AreEmptyWithoutExtent)
 {
     using T = TypeParam;

@@ -283,6 +283,35 @@ TYPED_TEST(ChainLength, ParameterOfThePointAtAParameterIsTheParameter)
     }
 }
 
+TYPED_TEST(ChainLength, PointsAtManyParametersAreThoseAtEach)
+{
+    using T = TypeParam;
+    Random random(26);
+    const auto chain = RandomChain<T>(random, 9);
+    for (const bool normalized : {false, true}) {
+        std::vector<T> parameters = PolyArcSegParameters(chain, normalized);
+        const T last = parameters.back();
+        for (int i = 0; i < 50; ++i) {
+            parameters.push_back(static_cast<T>(random.Between(-0.1, 1.1)) * last);
+        }
+        parameters.push_back(std::numeric_limits<T>::quiet_NaN());
+        std::vector<VecBase<2, T>> points;
+        const std::vector<bool> areOn =
+            PointsAtParametersOnPolyArcSeg(chain, parameters, normalized, points);
+        ASSERT_EQ(areOn.size(), parameters.size());
+        ASSERT_EQ(points.size(), parameters.size());
+        for (std::size_t i = 0; i < parameters.size(); ++i) {
+            VecBase<2, T> point;
+            EXPECT_EQ(areOn[i], PointAtParameterOnPolyArcSeg(chain, parameters[i], normalized, point));
+            EXPECT_TRUE(points[i] == point);
+        }
+    }
+    std::vector<VecBase<2, T>> none{{1, 1}};
+    EXPECT_TRUE(PointsAtParametersOnPolyArcSeg(chain, std::vector<T>(), false, none).empty());
+    EXPECT_TRUE(none.empty());
+    EXPECT_FALSE(PointsAtParametersOnPolyArcSeg(PolyArcSegBase<T>(), std::vector<T>{0}, false, none)[0]);
+}
+
 TYPED_TEST(ChainLength, ParameterComesBackOnChainsThatDoNotCross)
 {
     using T = TypeParam;
