@@ -18,7 +18,7 @@ import sys
 import threading
 import uuid
 import warnings
-from collections import OrderedDict
+from collections import Counter, OrderedDict
 from concurrent.futures import Future, ThreadPoolExecutor, as_completed
 from typing import Any, Callable, Dict, Generator, Iterable, List, NamedTuple, Optional, Sequence, Tuple, Union
 
@@ -327,6 +327,8 @@ def _client(client: Any) -> Any:
 
 #: Seconds without any news after which it is looked whether somebody still works.
 _PATIENCE = 5.0
+#: How often that long it is waited for a result that is said to be there.
+_TRIES = 20
 
 #: Number of a job, its result, and what it raised.
 _Answers = Generator[Tuple[int, Any, Optional[BaseException]], None, None]
@@ -378,6 +380,7 @@ def _on_cluster(
             begin(number)
 
     there: List[Any] = []
+    tries: "Counter[int]" = Counter()
     blamed: List[int] = []
     try:
         for rank, number in enumerate(order):
@@ -391,7 +394,9 @@ def _on_cluster(
                 number, future = finished.get(timeout=_PATIENCE)
             except queue.Empty:
                 # When workers end while their results are fetched, jobs may be forgotten that nobody works on.
-                if client.nthreads() and not any(client.processing().values()):
+                busy = client.processing()
+                worked_on = {key for keys in busy.values() for key in keys}
+                if not all(busy.values()) and not any(future.key in worked_on for future in pending.values()):
                     begin_again(list(pending))
                 continue
             if pending.get(number) is not future:
@@ -400,7 +405,8 @@ def _on_cluster(
                 result, error = future.result(timeout=_PATIENCE), None
             except Exception as exception:
                 result, error = None, exception
-                if future.status == "finished":  # a large result takes its time
+                tries[number] += 1
+                if future.status == "finished" and tries[number] % _TRIES:  # a large result takes its time
                     finished.put((number, future))
                     continue
                 if future.status != "error":  # it was done, and was lost with its worker
