@@ -7,6 +7,7 @@
 #include "bounding/OrientedBox_Impl.h"
 #include "mathbase/Direction_Impl.h"
 #include "mathbase/Progress_Impl.h"
+#include "mathbase/WatchedSort_Impl.h"
 
 #include <Velk/Math/Matrix_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -86,10 +87,13 @@ public:
     {
         const Frame plane = Impl::FrameOf(Matrix::RotationFromZ(axis));
         for (std::size_t f = 0; f < areas_.size(); ++f) {
+            Progress::Impl::CheckStep(f);
             isFront[f] = areas_[f] * plane.z > 0 ? 1 : 0;
         }
         outline.clear();
+        Progress::Impl::Steps steps;
         for (const Edge& edge : edges_) {
+            steps.Next();
             if (isFront[static_cast<std::size_t>(edge.left)] !=
                 isFront[static_cast<std::size_t>(edge.right)]) {
                 for (const int end : {edge.from, edge.to}) {
@@ -138,7 +142,7 @@ private:
             const int to = triangles[i / 3 * 3 + (i + 1) % 3];
             sides.push_back({std::minmax(from, to), from, static_cast<int>(i / 3)});
         }
-        std::sort(sides.begin(), sides.end(), [](const Side& a, const Side& b) {
+        Parallel::Impl::WatchedSort(sides.begin(), sides.end(), [](const Side& a, const Side& b) {
             return std::pair(a.ends, a.from) < std::pair(b.ends, b.from);
         });
         for (std::size_t i = 0; i + 1 < sides.size(); i += 2) { // the hull is closed

@@ -537,7 +537,9 @@ std::vector<int> QHullMesh::Triangles() const
 {
     std::vector<int> triangles;
     triangles.reserve(3 * faces.size());
+    Progress::Impl::Steps steps;
     for (const QHullFace& face : faces) {
+        steps.Next();
         if (face.isLive) {
             triangles.insert(triangles.end(), {face.node[0], face.node[1], face.node[2]});
         }
@@ -549,7 +551,9 @@ std::vector<int> QHullMesh::FlatNodes() const
 {
     // Edges at each node across which the surface is bent; -1 for points that are no nodes.
     std::vector<int> bent(points.size(), -1);
+    Progress::Impl::Steps steps;
     for (const QHullFace& face : faces) {
+        steps.Next();
         for (int k = 0; face.isLive && k < 3; ++k) {
             const int from = face.node[k];
             const int to = face.node[Next(k)];

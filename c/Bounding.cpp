@@ -8,6 +8,7 @@
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/OrientedBox_E.h>
+#include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
 #include <utility>
@@ -38,6 +39,36 @@ void Box(const double* points, std::size_t count, double* low, double* high)
     const auto box = Bounding::BoxOfPoints(FinitePoints<D>(points, count));
     std::copy(box.min.begin(), box.min.end(), low);
     std::copy(box.max.begin(), box.max.end(), high);
+}
+
+/// Within so much of each other on every axis points are one to the library, and one point has no
+/// ball of its own there: what comes back then need not hold it.
+constexpr double kSamePlace = 1e-12;
+
+template <int D>
+void Ball(const double* points, std::size_t count, double* center, double* radius)
+{
+    Required(center, "center");
+    Required(radius, "radius");
+    const std::vector<VecBase<D, double>> finite = FinitePoints<D>(points, count);
+    Bounding::BoundingBall<D, double> ball;
+    const auto box = Bounding::BoxOfPoints(finite);
+    bool isOnePlace = true;
+    for (int axis = 0; axis < D; ++axis) {
+        isOnePlace = isOnePlace && box.max[axis] - box.min[axis] <= kSamePlace;
+    }
+    if (isOnePlace) {
+        ball.center = finite.front();
+        for (const VecBase<D, double>& point : finite) {
+            ball.radius = std::max(ball.radius, Velk::Math::Vector::Length(point - ball.center));
+        }
+    } else if constexpr (D == 2) {
+        ball = Bounding::BoundingCircleOfPoints(finite, false);
+    } else {
+        ball = Bounding::BoundingSphereOfPoints(finite, false);
+    }
+    std::copy(ball.center.begin(), ball.center.end(), center);
+    *radius = ball.radius;
 }
 
 template <int D, class Record>
@@ -117,25 +148,13 @@ sorvane_status sorvane_box_3d(const double* points, size_t count, double low[3],
 sorvane_status sorvane_circle(const double* points, size_t count, double center[2], double* radius,
                               sorvane_error* error)
 {
-    return Guarded(error, [&] {
-        Required(center, "center");
-        Required(radius, "radius");
-        const auto ball = Bounding::BoundingCircleOfPoints(FinitePoints<2>(points, count), false);
-        std::copy(ball.center.begin(), ball.center.end(), center);
-        *radius = ball.radius;
-    });
+    return Guarded(error, [&] { Ball<2>(points, count, center, radius); });
 }
 
 sorvane_status sorvane_sphere(const double* points, size_t count, double center[3], double* radius,
                               sorvane_error* error)
 {
-    return Guarded(error, [&] {
-        Required(center, "center");
-        Required(radius, "radius");
-        const auto ball = Bounding::BoundingSphereOfPoints(FinitePoints<3>(points, count), false);
-        std::copy(ball.center.begin(), ball.center.end(), center);
-        *radius = ball.radius;
-    });
+    return Guarded(error, [&] { Ball<3>(points, count, center, radius); });
 }
 
 sorvane_status sorvane_oriented_box_2d(const double* points, size_t count,

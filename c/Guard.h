@@ -82,6 +82,16 @@ template <class T> T& Required(T* pointer, const char* name)
     return *pointer;
 }
 
+/// The number of an enumerator that comes from C, where it may be any: to load one that there is not has no meaning in
+/// C++.
+template <class Enum> int NumberOf(const Enum& value) noexcept
+{
+    int number = 0;
+    static_assert(sizeof(value) == sizeof(number));
+    std::memcpy(&number, &value, sizeof(number));
+    return number;
+}
+
 /// Checks that an array is there when it has elements, and that its count makes sense for `int` subscripts.
 void CheckArray(const void* array, std::size_t count, const char* name);
 

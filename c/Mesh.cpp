@@ -312,7 +312,7 @@ sorvane_status sorvane_mesh_write(const sorvane_mesh* mesh, const char* path,
     return Guarded(error, [&] {
         const sorvane_mesh& given = Required(mesh, "mesh");
         PathOf(path);
-        const int number = form;
+        const int number = NumberOf(form);
         if (number < SORVANE_FORM_UNKNOWN || number > SORVANE_FORM_TIPC) {
             BadArgument("form is " + std::to_string(number) + "; there is no such form");
         }
@@ -321,11 +321,11 @@ sorvane_status sorvane_mesh_write(const sorvane_mesh* mesh, const char* path,
             return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
         });
         const bool isTipc =
-            form == SORVANE_FORM_TIPC || (form == SORVANE_FORM_UNKNOWN && extension == ".tipc");
+            number == SORVANE_FORM_TIPC || (number == SORVANE_FORM_UNKNOWN && extension == ".tipc");
         MeshUtils::MeshFileResult result;
         if (isTipc) {
             result = MeshUtils::WriteMesh(given.mesh, given.pointTags, given.triangleTags, path);
-        } else if (form == SORVANE_FORM_UNKNOWN) {
+        } else if (number == SORVANE_FORM_UNKNOWN) {
             result = MeshUtils::WriteMesh(given.mesh, path);
         } else {
             result = MeshUtils::WriteMesh(given.mesh, path,

@@ -246,7 +246,7 @@ sorvane_status sorvane_mesh_subdivide(const sorvane_mesh* mesh, sorvane_subdivis
     return Guarded(error, [&] {
         Result(subdivided, "subdivided");
         const MeshData& given = MeshOf(mesh);
-        const int number = method;
+        const int number = NumberOf(method);
         if (number != SORVANE_LOOP && number != SORVANE_SQRT3) {
             BadArgument("method is " + std::to_string(number) + "; there is no such method");
         }
@@ -264,7 +264,7 @@ sorvane_status sorvane_mesh_refine(const sorvane_mesh* mesh, sorvane_refinement 
     return Guarded(error, [&] {
         Result(refined, "refined");
         const sorvane_mesh& given = Required(mesh, "mesh");
-        const int number = method;
+        const int number = NumberOf(method);
         if (number < SORVANE_CENTROID || number > SORVANE_CENTROID_AND_MIDPOINTS) {
             BadArgument("method is " + std::to_string(number) + "; there is no such method");
         }

@@ -243,7 +243,7 @@ sorvane_status sorvane_mesh_components(const sorvane_mesh* mesh, sorvane_connect
 {
     return Guarded(error, [&] {
         Result(components, "components");
-        const int number = connection;
+        const int number = NumberOf(connection);
         if (number != SORVANE_SHARED_EDGE && number != SORVANE_SHARED_POINT) {
             BadArgument("connection is " + std::to_string(number) +
                         "; there is no such connection");

@@ -8,6 +8,8 @@
 #include <Sorvane/DelaunayTriangulation_E.h>
 #include <Sorvane/Tessellation_E.h>
 
+#include <algorithm>
+#include <cmath>
 #include <string>
 #include <utility>
 
@@ -102,8 +104,38 @@ using Mesher = HalfEdge::DelaunayMesher<HalfEdge::DelaunayNode<double>, HalfEdge
 
 constexpr int kOuterNodes = 3; // the mesher's own, before those of the points
 
+bool AreOnePoint(const VecBase<2, double>& a, const VecBase<2, double>& b)
+{
+    constexpr double kSamePlace = 1e-12; // what the mesher takes for no distance
+    return std::abs(a[0] - b[0]) <= kSamePlace && std::abs(a[1] - b[1]) <= kSamePlace;
+}
+
+void Triangulate(Mesher& mesher)
+{
+    // Points that are all in one place have no outer triangle, and even the first one finds none.
+    const auto isFirst = [&](const VecBase<2, double>& p) {
+        return AreOnePoint(p, mesher.points[0]);
+    };
+    if (std::all_of(mesher.points.begin(), mesher.points.end(), isFirst)) {
+        Failed("point 1 repeats another one", 1);
+    }
+    if (mesher.Triangulate() || IsStopped()) {
+        return;
+    }
+    const long long placed = mesher.NodeCount() - kOuterNodes;
+    if (placed < 0) {
+        Failed("coordinates are beyond 1e150");
+    }
+    Failed("point " + std::to_string(placed) +
+               " repeats another one, or can't be told from its neighbors",
+           placed);
+}
+
 void InsertEdges(Mesher& mesher, const int* edges, std::size_t count)
 {
+    if (IsStopped()) {
+        return;
+    }
     for (std::size_t i = 0; i < count; ++i) {
         if (!mesher.InsertEdge(edges[2 * i] + kOuterNodes, edges[2 * i + 1] + kOuterNodes)) {
             Failed("edge " + std::to_string(i) + " runs through a third point",
@@ -184,18 +216,17 @@ sorvane_status sorvane_delaunay(const double* points, size_t count, const int* e
                          static_cast<long long>(i));
             }
         }
-        if (count > 0 && !mesher.Triangulate() && !IsStopped()) {
-            const long long placed = mesher.NodeCount() - kOuterNodes;
-            Failed("point " + std::to_string(placed) +
-                       " repeats another one, or can't be told from its neighbors",
-                   placed < 0 ? -1 : placed);
-        }
         std::vector<int> triangles;
-        std::vector<VecBase<2, double>> all;
-        if (count > 0 && !IsStopped()) {
+        if (count >= 3) {
+            Triangulate(mesher);
             InsertEdges(mesher, edges, edge_count);
+            std::vector<VecBase<2, double>> all;
             mesher.noConstraints = inside_only == 0;
-            mesher.ExtractMesh(all, triangles);
+            if (!IsStopped()) {
+                mesher.ExtractMesh(all, triangles);
+            }
+        } else if (count == 2 && AreOnePoint(mesher.points[0], mesher.points[1])) {
+            Failed("point 1 repeats another one", 1);
         }
         return Made(mesh, MeshInSpace(mesher.points, std::move(triangles)));
     });

@@ -45,6 +45,13 @@ std::string PointText(const Vec3d& p)
     return NumberText(p[0]) + ',' + NumberText(p[1]) + ',' + NumberText(p[2]);
 }
 
+/// Files with a triangle are read; but the farthest coordinates that they can have are of no use.
+[[noreturn]] void EndUnusable(const std::string& files)
+{
+    throw Failure(Exit::Files, files + ": no triangle has coordinates that can be calculated with; "
+                                       "scale the part down");
+}
+
 // --- nearest ------------------------------------------------------------------------------------
 
 void RunNearest(Session& session)
@@ -55,6 +62,9 @@ void RunNearest(Session& session)
     const Part part = session.ReadPart(session.Input(0));
     const std::vector<Vec3d> points = ReadSpacePoints(session, session.Input(1));
     const Tree::QOFTriangleTree<3, double> tree(part.points, part.indices);
+    if (tree.TriangleCount() == 0) {
+        EndUnusable(session.Input(0));
+    }
     const auto nearest = tree.ClosestPoints(points, kFarAway, {});
     Session::CheckStopped();
     std::vector<double> distances;
@@ -63,32 +73,31 @@ void RunNearest(Session& session)
         Session::CheckStopped();
     } else {
         for (std::size_t i = 0; i < points.size(); ++i) {
-            distances.push_back(Length(nearest[i].point - points[i]));
+            distances.push_back(nearest[i].id < 0 ? HUGE_VAL
+                                                  : Length(nearest[i].point - points[i]));
         }
     }
     std::size_t farthest = 0;
     std::size_t beyond = 0;
     const double limit = session.Has("--within") ? session.Number("--within") : HUGE_VAL;
     std::string table = "x,y,z,nearest x,nearest y,nearest z,triangle,distance\n";
-    Json list = Json::List();
+    std::vector<Vec3d> places;
+    std::vector<int> triangles;
     for (std::size_t i = 0; i < points.size(); ++i) {
         const double distance = std::fabs(distances[i]);
         farthest = distance > std::fabs(distances[farthest]) ? i : farthest;
-        beyond += distance <= limit ? 0 : 1;
-        if (session.WantsJson()) {
-            Json item;
-            item["point"] = points[i];
-            item["nearest"] = nearest[i].point;
-            item["triangle"] = nearest[i].id;
-            item["distance"] = distances[i];
-            list.Add(std::move(item));
-        } else {
+        beyond += distance <= limit ? 0 : 1; // NaN is beyond
+        places.push_back(nearest[i].point);
+        triangles.push_back(nearest[i].id);
+        if (!session.WantsJson() || session.HasOutput()) {
             table += PointText(points[i]) + ',' + PointText(nearest[i].point) + ',' +
                      std::to_string(nearest[i].id) + ',' + NumberText(distances[i]) + '\n';
         }
     }
     Json& result = session.Result();
-    result["points"] = std::move(list);
+    result["points"] = places;
+    result["triangles"] = triangles;
+    result["distances"] = distances;
     result["farthest"] = farthest;
     result["greatest_distance"] = distances[farthest];
     if (session.HasOutput()) {
@@ -214,11 +223,14 @@ void RunDistance(Session& session)
     const Part reference = session.ReadWeldedPart(session.Input(1), 0);
     const auto bounds = MeshUtils::HausdorffBounds(part, reference, session.Number("--accuracy"));
     Session::CheckStopped();
+    if (bounds.first.triangle < 0) {
+        EndUnusable(session.Input(0) + ", " + session.Input(1));
+    }
     Json& result = session.Result();
     result["lower"] = bounds.lower;
     result["upper"] = bounds.upper;
-    result["part_to_reference"] = BoundJson(bounds.first);
-    result["reference_to_part"] = BoundJson(bounds.second);
+    result["first"] = BoundJson(bounds.first);
+    result["second"] = BoundJson(bounds.second);
     TellBound(session, "part", "reference", bounds.first);
     TellBound(session, "reference", "part", bounds.second);
     session.Print("Hausdorff distance       %.6g to %.6g\n", bounds.lower, bounds.upper);
@@ -288,16 +300,16 @@ Json HoleJson(const MeshUtils::DrillHoleStack& hole)
     json["axis"] = hole.axis;
     json["depth"] = hole.tipDepth;
     json["end"] = EndText(hole.end);
-    json["counterbored"] = hole.isCounterbored;
-    json["countersunk"] = hole.isCountersunk;
+    json["is_counterbored"] = hole.isCounterbored;
+    json["is_countersunk"] = hole.isCountersunk;
     Json steps = Json::List();
     for (const MeshUtils::HoleStep& step : hole.steps) {
         Json item;
         item["diameter"] = step.diameter;
         item["end_diameter"] = step.endDiameter;
-        item["from"] = step.from;
-        item["to"] = step.to;
-        item["cone"] = step.isCone;
+        item["start"] = step.from;
+        item["stop"] = step.to;
+        item["is_cone"] = step.isCone;
         steps.Add(std::move(item));
     }
     json["steps"] = std::move(steps);
@@ -504,6 +516,7 @@ double AreaOf(const Part& part)
 
 void RunImprint(Session& session)
 {
+    RefuseStandardOutput(session, {"--path"});
     const bool isAround = session.Has("--around");
     if (isAround == (session.Inputs().size() == 2) || isAround != session.Has("--radius")) {
         session.RefuseUse("give a file of the path's points behind the part, or --around with "
@@ -519,6 +532,9 @@ void RunImprint(Session& session)
     std::size_t off = 0;
     if (isAround) {
         lines = LinesAround(part, session.Vector("--around"), radius, tolerance);
+        if (lines.empty()) {
+            session.RefuseUse("--around: no place of the part is near that point");
+        }
         for (const Path& line : lines) {
             curve.push_back(line.back());
         }
@@ -562,8 +578,7 @@ void RunImprint(Session& session)
                       AreaOf(inside));
     }
     if (session.Has("--path")) {
-        session.WriteText(PolylineText(std::vector<Path>{curve}, false),
-                          ExtraFile(session, "--path"));
+        session.WriteText(PolylineText(std::vector<Path>{curve}, false), session.Text("--path"));
     }
     if (session.HasOutput() && (keep == "all" || hasInside)) {
         Part kept = std::move(whole);

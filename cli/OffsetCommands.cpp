@@ -64,14 +64,6 @@ bool AreClosed(const std::vector<Chain>& curves)
                        [](const Chain& curve) { return curve.IsClosed(); });
 }
 
-/// The area of the chain's polyline, for its sign.
-double AreaOf(const Chain& chain)
-{
-    constexpr double kCoarse = 1e-3; // of the length
-    const double length = LengthOf(chain);
-    return length > 0 ? Vector::SignedArea(Planar::Tessellate(chain, kCoarse * length)) : 0;
-}
-
 Chain Turned(Chain chain)
 {
     std::reverse(chain.elements.begin(), chain.elements.end());
@@ -90,9 +82,9 @@ Json ChainJson(const Chain& chain)
     json["segments"] = chain.elements.size() - arcs;
     json["arcs"] = arcs;
     json["length"] = LengthOf(chain);
-    json["closed"] = chain.IsClosed();
+    json["is_closed"] = chain.IsClosed();
     if (chain.IsClosed()) {
-        json["counter_clockwise"] = AreaOf(chain) > 0;
+        json["area"] = AreaOf(chain);
     }
     return json;
 }
@@ -299,11 +291,14 @@ std::vector<Pocket> PocketsOf(std::vector<Chain> chains)
     for (Chain& chain : chains) {
         chain = Oriented(std::move(chain), 1);
     }
+    std::vector<double> areas;
+    for (const Chain& chain : chains) {
+        areas.push_back(AreaOf(chain));
+    }
     std::vector<std::vector<std::size_t>> around(chains.size()); // the chains that hold each
     for (std::size_t i = 0; i < chains.size(); ++i) {
         for (std::size_t k = 0; k < chains.size(); ++k) {
-            if (k != i && std::fabs(AreaOf(chains[k])) > std::fabs(AreaOf(chains[i])) &&
-                Holds(chains[k], MiddleOf(chains[i]))) {
+            if (k != i && areas[k] > areas[i] && Holds(chains[k], MiddleOf(chains[i]))) {
                 around[i].push_back(k);
             }
         }
@@ -631,7 +626,7 @@ Command OffsetCommand()
         Opt::Flag("--closed", "close open chains by a segment"), ChordOption()};
     command.defects = "nothing is left at any of the distances";
     command.examples = {
-        {"sorvane offset gear_region.txt --closed --fit 0.02 --distance 1,2 --svg offsets.svg",
+        {"sorvane offset gear_region.txt --closed --fit 0.1 --distance 1,2 --svg offsets.svg",
          "fit arcs to an outline, offset it twice and draw that"}};
     command.run = RunOffset;
     return command;

@@ -49,6 +49,8 @@ std::vector<std::string_view> FieldsOf(std::string_view line)
 template <class Use>
 void ForEachLine(std::string_view text, const Use& use)
 {
+    constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf"; // as some editors begin files
+    text.remove_prefix(text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
     std::size_t number = 0;
     while (!text.empty()) {
         const std::size_t end = text.find('\n');
@@ -72,6 +74,16 @@ void ForEachLine(std::string_view text, const Use& use)
     EndUnreadable(path, "line " + std::to_string(line) + " " + reason);
 }
 
+/// Is one of the fields a number, be it not finite?
+bool HasNumber(const std::vector<std::string_view>& fields)
+{
+    return std::any_of(fields.begin(), fields.end(), [](std::string_view field) {
+        double number = 0;
+        const char* const end = field.data() + field.size();
+        return !field.empty() && std::from_chars(field.data(), end, number).ptr == end;
+    });
+}
+
 template <int N>
 std::vector<std::vector<Velk::Math::VecBase<N, double>>> PolylinesOf(std::string_view text,
                                                                      const std::string& path)
@@ -88,7 +100,7 @@ std::vector<std::vector<Velk::Math::VecBase<N, double>>> PolylinesOf(std::string
             return;
         }
         const std::vector<std::string_view> fields = FieldsOf(line);
-        const bool isHeading = std::exchange(isFirst, false) && !NumberOf(fields.front());
+        const bool isHeading = std::exchange(isFirst, false) && !HasNumber(fields);
         if (isHeading || (N == 3 && fields.size() > 2 && fields[2].empty())) {
             return;
         }
@@ -130,7 +142,10 @@ bool IsChainText(std::string_view text)
 {
     bool isChain = false;
     ForEachLine(text, [&](std::string_view line, std::size_t) {
-        isChain = isChain || line.starts_with('L') || line.starts_with('A');
+        if (line.starts_with('L') || line.starts_with('A')) {
+            const std::vector<std::string_view> fields = FieldsOf(line);
+            isChain = isChain || ((fields[0] == "L" || fields[0] == "A") && HasNumber(fields));
+        }
     });
     return isChain;
 }
@@ -338,13 +353,14 @@ Chain ChainOf(const Polyline& points, bool isClosed, double tolerance)
     return chain;
 }
 
-std::string ExtraFile(const Session& session, const std::string& option)
+void RefuseStandardOutput(const Session& session, std::initializer_list<const char*> options)
 {
-    const std::string path = session.Text(option);
-    if (path == "-") {
-        session.RefuseUse(option + ": only -o and --svg write to the standard output; name a file");
+    for (const char* option : options) {
+        if (session.Has(option) && session.Text(option) == "-") {
+            session.RefuseUse(std::string(option) +
+                              ": only -o and --svg write to the standard output; name a file");
+        }
     }
-    return path;
 }
 
 std::string PolylineText(const Loops& lines, bool isClosed) { return TextOf(lines, isClosed); }
@@ -383,6 +399,25 @@ double AreaOf(const Loops& loops)
     double area = 0;
     for (const Polyline& loop : loops) {
         area += Velk::Math::Vector::SignedArea(loop);
+    }
+    return area;
+}
+
+double AreaOf(const Chain& chain)
+{
+    if (chain.elements.empty()) {
+        return 0;
+    }
+    const Vec2d origin = chain.elements.front().StartPoint();
+    double area = 0;
+    for (const auto& element : chain.elements) {
+        area += ((element.StartPoint() - origin) ^ (element.EndPoint() - origin)) / 2;
+        if (const auto* const arc = element.AsArc(); arc != nullptr) {
+            // What lies between the arc and its chord.
+            const double radius = Velk::Math::Vector::Length(arc->start - arc->center);
+            const double sweep = radius > 0 ? arc->length / radius : 0;
+            area += radius * radius * (sweep - std::sin(sweep)) / 2;
+        }
     }
     return area;
 }

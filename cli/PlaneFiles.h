@@ -2,7 +2,7 @@
 //
 // A file of numbers holds one point to a line, its coordinates apart by blanks, commas or
 // semicolons. What follows on the coordinates is not looked at, nor is what follows on a '#', nor a
-// first line of headings. An empty line ends a polyline. A file of chains holds one chain or more,
+// first line of words. An empty line ends a polyline. A file of chains holds one chain or more,
 // each as the library writes it: the number of elements and the tolerance, and a line for each
 // element, L with start and end or A with start, center and signed length.
 #pragma once
@@ -12,6 +12,7 @@
 #include <Sorvane/ArcSegChain_E.h>
 #include <Velk/Math/VecBase_E.h>
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,9 +45,9 @@ Loops ReadLoops(Session& session, const std::string& path, double tolerance, dou
 /// A chain of segments through the points.
 Chain ChainOf(const Polyline& points, bool isClosed, double tolerance);
 
-/// The value of an option that names a file beside the output. Words go to the standard output, so
-/// that it can't be that.
-std::string ExtraFile(const Session& session, const std::string& option);
+/// Ends the command when one of these options, which name files beside the output, names the
+/// standard output: words go there.
+void RefuseStandardOutput(const Session& session, std::initializer_list<const char*> options);
 
 /// Polylines as text, an empty line between them; closed ones repeat their first point.
 std::string PolylineText(const Loops& lines, bool isClosed);
@@ -56,6 +57,8 @@ std::string PolylineText(const std::vector<std::vector<Vec3d>>& lines, bool isCl
 std::string ChainText(const std::vector<Chain>& chains);
 
 double AreaOf(const Loops& loops);
+/// Signed area that a closed chain encloses, positive when it runs counter-clockwise.
+double AreaOf(const Chain& chain);
 double LengthOf(const Chain& chain);
 
 /// A number with as many digits as tell it from its neighbors.

@@ -169,9 +169,7 @@ std::vector<Loops> DrawnInputs(Session& session, bool isFirstOpen)
 /// Counter-clockwise, so that what an outline encloses is to its left.
 Chain CounterClockwise(Chain outline)
 {
-    constexpr double kCoarse = 1e-3; // of the length; enough for the sign of an area
-    const Polyline points = Planar::Tessellate(outline, kCoarse * LengthOf(outline));
-    if (Vector::SignedArea(points) < 0) {
+    if (AreaOf(outline) < 0) {
         std::reverse(outline.elements.begin(), outline.elements.end());
         for (auto& element : outline.elements) {
             element.Reverse();
@@ -241,11 +239,11 @@ void RunJoin(Session& session)
         Json item;
         item["elements"] = chain.elements.size();
         item["length"] = LengthOf(chain);
-        item["closed"] = chain.IsClosed();
+        item["is_closed"] = chain.IsClosed();
         list.Add(std::move(item));
     }
     session.Result()["meetings"] = meetings;
-    session.Result()["outlines"] = std::move(list);
+    session.Result()["chains"] = std::move(list);
     if (session.HasOutput()) {
         session.WriteText(ChainText(joined), session.Output());
     }
@@ -289,14 +287,9 @@ void RunUnion(Session& session)
     Session::CheckStopped();
     session.Print("%s: %zu loops, area %.9g, exact to %.2g\n", operation.c_str(), result.size(),
                   AreaOf(result), resolution);
-    session.Result()["loops"] = result.size();
+    session.Result()["loops"] = result;
     session.Result()["area"] = AreaOf(result);
     session.Result()["resolution"] = resolution;
-    Json outlines = Json::List();
-    for (const Polyline& loop : result) {
-        outlines.Add(loop);
-    }
-    session.Result()["outlines"] = std::move(outlines);
     if (session.HasOutput()) {
         session.WriteText(PolylineText(result, true), session.Output());
     }
@@ -591,6 +584,7 @@ double LengthOfAll(const Loops& lines)
 
 void RunLathe(Session& session)
 {
+    RefuseStandardOutput(session, {"--positions"});
     const Turning turning = TurningOf(session);
     std::vector<Lathe::BAngleReport> reports = Sweep(turning);
     Session::CheckStopped();
@@ -649,7 +643,7 @@ void RunLathe(Session& session)
         session.WriteText(table, session.Output());
     }
     if (session.Has("--positions")) {
-        session.WriteText(PositionsText(reports), ExtraFile(session, "--positions"));
+        session.WriteText(PositionsText(reports), session.Text("--positions"));
     }
     if (session.WantsPicture()) {
         session.WritePicture(PictureOf(turning, reports, reaches, lengths));

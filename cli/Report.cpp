@@ -233,7 +233,9 @@ void RunReport(Session& session)
     asRead.form = form;
     session.Result()["file"] = session.Input();
     session.Result()["form"] = MeshFileText(asRead);
-    FillResult(session.Result(), findings, report, gaps, components);
+    if (session.WantsJson()) {
+        FillResult(session.Result(), findings, report, gaps, components);
+    }
     session.Print("part          %s, %s\n", session.Input().c_str(), MeshFileText(asRead).c_str());
     PrintMeasures(session, findings, report, components);
     TellDefects(session, findings, report, gaps);

@@ -23,7 +23,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <limits>
-#include <ranges>
 #include <string>
 #include <utility>
 #include <vector>
@@ -153,22 +152,6 @@ SvgWriter PictureOf(const Fill& fill, const MeshSection& section)
     return picture;
 }
 
-Json LineJson(const Polyline& line, bool isClosed)
-{
-    Polyline whole = line;
-    if (isClosed) {
-        whole.push_back(line.front());
-    }
-    Json item;
-    item["closed"] = isClosed;
-    item["length"] = Vector::Length(whole);
-    if (isClosed) {
-        item["area"] = Vector::SignedArea(line);
-    }
-    item["points"] = line;
-    return item;
-}
-
 void TellSection(Session& session, const MeshSection& section, const Vec3d& normal)
 {
     const std::size_t count = section.loops.size() + section.chains.size();
@@ -178,19 +161,13 @@ void TellSection(Session& session, const MeshSection& section, const Vec3d& norm
     Json& result = session.Result();
     result["normal"] = normal;
     result["height"] = section.height;
-    result["closed_outlines"] = section.loops.size();
-    result["open_outlines"] = section.chains.size();
+    result["loop_count"] = section.loops.size();
+    result["chain_count"] = section.chains.size();
     result["area"] = section.area;
     result["length"] = section.length;
     result["open_length"] = section.openLength;
-    Json outlines = Json::List();
-    for (const Polyline& loop : section.loops) {
-        outlines.Add(LineJson(loop, true));
-    }
-    for (const Polyline& chain : section.chains) {
-        outlines.Add(LineJson(chain, false));
-    }
-    result["outlines"] = std::move(outlines);
+    result["loops"] = section.loops;
+    result["chains"] = section.chains;
 }
 
 /// An extension in small letters, with its dot.
@@ -303,7 +280,7 @@ void Split(Session& session, const Part& part, const Vec3d& normal, double heigh
         result["open_edges"] = half->open;
         result["volume"] = half->volume;
         if (session.Has(std::string("--") + name)) {
-            session.WritePart(half->part, ExtraFile(session, std::string("--") + name));
+            session.WritePart(half->part, session.Text(std::string("--") + name));
         }
     }
     if (session.WantsPicture()) {
@@ -322,9 +299,11 @@ void Split(Session& session, const Part& part, const Vec3d& normal, double heigh
 
 void RunSection(Session& session)
 {
+    RefuseStandardOutput(session, {"--below", "--above"});
     const Vec3d normal = NormalOf(session);
     const Part part = session.ReadWeldedPart(session.Input(), session.Tolerance());
     const Mesh::PlaneSlicer slicer(part, normal);
+    Session::CheckStopped();
     const std::array<double, 2> range = slicer.HeightRange();
     const double height = HeightOf(session, normal, range);
     const MeshSection section = slicer.Section(height, SectionOptionsOf(session));
@@ -339,13 +318,13 @@ void RunSection(Session& session)
     const double fillArea = AreaOfFill(fill);
     session.Result()["fill_triangles"] = fill.indices.size() / 3;
     session.Result()["fill_area"] = fillArea;
-    if (session.HasOutput()) {
-        WriteSection(session, section, fill);
-    }
     if (session.Has("--below") || session.Has("--above")) {
         Split(session, part, normal, height, range);
     } else if (session.WantsPicture()) {
         session.WritePicture(PictureOf(fill, section));
+    }
+    if (session.HasOutput()) {
+        WriteSection(session, section, fill);
     }
     if (!section.chains.empty()) {
         session.Defect("open_outlines", std::to_string(section.chains.size()) +
@@ -413,8 +392,10 @@ SvgWriter StackOf(std::vector<MeshSection> layers, const Vec3d& normal)
     SvgWriter picture(kPictureSize);
     for (const MeshSection& layer : layers) {
         const auto seen = [&](Loops lines) {
-            for (Vec2d& point : lines | std::views::join) {
-                point = SvgWriter::Projected(layer.toSpace * Vec3d(point.x(), point.y(), 0), kView);
+            for (Polyline& line : lines) {
+                for (Vec2d& point : line) {
+                    point = SvgWriter::Projected(layer.toSpace * Vec3d(point.x(), point.y(), 0), kView);
+                }
             }
             return lines;
         };
@@ -438,8 +419,8 @@ void TellSlices(Session& session, const std::vector<MeshSection>& layers, double
         area += layer.area;
         Json item;
         item["height"] = layer.height;
-        item["closed_outlines"] = layer.loops.size();
-        item["open_outlines"] = layer.chains.size();
+        item["loop_count"] = layer.loops.size();
+        item["chain_count"] = layer.chains.size();
         item["area"] = layer.area;
         item["length"] = layer.length;
         item["open_length"] = layer.openLength;
@@ -453,8 +434,8 @@ void TellSlices(Session& session, const std::vector<MeshSection>& layers, double
         result["thickness"] = thickness;
         result["volume"] = area * thickness;
     }
-    result["closed_outlines"] = loops;
-    result["open_outlines"] = chains;
+    result["loop_count"] = loops;
+    result["chain_count"] = chains;
     result["sections"] = std::move(list);
     if (chains > 0) {
         session.Defect("open_outlines",
@@ -466,9 +447,11 @@ void TellSlices(Session& session, const std::vector<MeshSection>& layers, double
 
 void RunSlices(Session& session)
 {
+    RefuseStandardOutput(session, {"--outlines"});
     const Vec3d normal = NormalOf(session);
     const Part part = session.ReadWeldedPart(session.Input(), session.Tolerance());
     const Mesh::PlaneSlicer slicer(part, normal);
+    Session::CheckStopped();
     double thickness = 0;
     const std::vector<double> heights = HeightsOf(session, RangeOf(session, slicer), thickness);
     const std::vector<MeshSection> layers = slicer.Sections(heights, SectionOptionsOf(session));
@@ -482,7 +465,7 @@ void RunSlices(Session& session)
             const auto own = InSpace(layer);
             lines.insert(lines.end(), own.begin(), own.end());
         }
-        session.WriteText(PolylineText(lines, false), ExtraFile(session, "--outlines"));
+        session.WriteText(PolylineText(lines, false), session.Text("--outlines"));
     }
     if (session.WantsPicture()) {
         session.WritePicture(StackOf(layers, normal));
@@ -554,13 +537,14 @@ Polyline Spin(Session& session, const Part& part)
     result["step"] = step;
     result["points"] = spun;
     if (session.Has("--spun")) {
-        session.WriteText(PolylineText(Loops{spun}, false), ExtraFile(session, "--spun"));
+        session.WriteText(PolylineText(Loops{spun}, false), session.Text("--spun"));
     }
     return spun;
 }
 
 void RunSilhouette(Session& session)
 {
+    RefuseStandardOutput(session, {"--spun"});
     const Vec3d normal = NormalOf(session);
     Part part = session.ReadPart(session.Input());
     if (!(normal == Vec3d(0, 0, 1))) {
@@ -576,19 +560,14 @@ void RunSilhouette(Session& session)
     session.Print("shadow: %zu loops, area %.9g, exact to %.2g\n", shadow.size(), area, resolution);
     Json& result = session.Result();
     result["normal"] = normal;
-    result["loops"] = shadow.size();
+    result["loops"] = shadow;
     result["area"] = area;
     result["resolution"] = resolution;
-    Json outlines = Json::List();
-    for (const Polyline& loop : shadow) {
-        outlines.Add(loop);
-    }
-    result["outlines"] = std::move(outlines);
+    const bool isSpun = session.Has("--spin") || session.Has("--step") || session.Has("--spun");
+    const Polyline spun = isSpun ? Spin(session, part) : Polyline{};
     if (session.HasOutput()) {
         session.WriteText(PolylineText(shadow, true), session.Output());
     }
-    const bool isSpun = session.Has("--spin") || session.Has("--step") || session.Has("--spun");
-    const Polyline spun = isSpun ? Spin(session, part) : Polyline{};
     if (session.WantsPicture()) {
         session.WritePicture(ShadowPicture(shadow, spun));
     }

@@ -326,7 +326,7 @@ void Session::Defect(const std::string& name, const std::string& words)
 {
     CheckStopped();
     defects_.push_back(name);
-    if (!words.empty()) {
+    if (!words.empty() && !Has("--quiet")) {
         HideProgress();
         std::fflush(stdout);
         std::fprintf(stderr, "sorvane %s: warning: %s\n", Command().name.c_str(), words.c_str());

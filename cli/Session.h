@@ -99,7 +99,7 @@ public:
     Json& Result() { return result_; }
     /// Something is wrong with the part or the result: the command goes on, and ends with 1. The
     /// name goes to "defects" of the result, the words after "warning:" to the standard error when
-    /// there are any.
+    /// there are any, but with --quiet.
     void Defect(const std::string& name, const std::string& words = {});
     bool HasDefects() const { return !defects_.empty(); }
 

@@ -206,6 +206,18 @@ Json ToolJson(const Tool& tool)
     return json;
 }
 
+/// The part made ready for tools. A triangle that they can't see would let them run into the part.
+Mill::ContactSurface SurfaceOf(const Session& session, const Part& part)
+{
+    Mill::ContactSurface surface(part.points, part.indices);
+    Session::CheckStopped();
+    if (surface.TriangleCount() != part.indices.size() / 3) {
+        throw Failure(Exit::Files, session.Input() + ": some triangles have coordinates that can't "
+                                                     "be calculated with; scale the part down");
+    }
+    return surface;
+}
+
 // --- gouges -------------------------------------------------------------------------------------
 
 /// The deepest gouge is told. True when there is one.
@@ -245,7 +257,7 @@ void RunGouges(Session& session)
     const Part part = session.ReadPart(session.Input(0));
     const std::vector<Vec3d> tips = ReadSpacePoints(session, session.Input(1));
     const double clearance = session.Number("--clearance");
-    const Mill::ContactSurface surface(part.points, part.indices);
+    const Mill::ContactSurface surface = SurfaceOf(session, part);
     const auto gouges =
         surface.FindGouges(parts, tips, clearance > 0 ? -clearance : session.Tolerance(), {});
     Session::CheckStopped();
@@ -486,6 +498,7 @@ bool EndsWith(std::string text, const std::string& end)
 
 void RunHeights(Session& session)
 {
+    RefuseStandardOutput(session, {"--gcode"});
     const Tool tool = ToolOf(session);
     const std::vector<Mill::ToolPart> parts = PartsOf(session, tool);
     const bool isList = session.Has("--points");
@@ -497,7 +510,7 @@ void RunHeights(Session& session)
     }
     const Part part = session.ReadPart(session.Input());
     const auto box = Bounding::BoxOfPoints(part.points);
-    const Mill::ContactSurface surface(part.points, part.indices);
+    const Mill::ContactSurface surface = SurfaceOf(session, part);
     const Mill::ConvexToolContact contact(tool);
     Passes passes;
     if (isList) {
@@ -557,7 +570,7 @@ void RunHeights(Session& session)
     if (session.Has("--gcode")) {
         session.WriteText(
             ProgramOf(passes, box.max[2] + contact.Radius(), session.Number("--feed")),
-            ExtraFile(session, "--gcode"));
+            session.Text("--gcode"));
     }
     if (session.Has("--holder")) {
         const auto gouges = surface.FindGouges(parts, tips, session.Tolerance(), {});

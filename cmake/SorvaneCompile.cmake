@@ -39,10 +39,28 @@ if(SORVANE_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   endif()
 endif()
 
+# For targets with a precompiled header, so that ccache can serve it and its users.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Preprocessing keeps the name of the precompiled header instead of its text; ccache asks for that.
+  set(SORVANE_PRECOMPILED_OPTIONS -fpch-preprocess)
+else()
+  # By the contents of the headers in it, not by their times: it may come from the compiler's cache.
+  set(SORVANE_PRECOMPILED_OPTIONS "SHELL:-Xclang -fno-pch-timestamp" "SHELL:-Xclang -fvalidate-ast-input-files-content")
+endif()
+
 function(sorvane_compile_settings target)
   target_compile_features(${target} PRIVATE cxx_std_20)
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
   target_compile_options(${target} PRIVATE ${SORVANE_COMPILE_OPTIONS})
   target_compile_definitions(${target} PRIVATE ${SORVANE_DEFINITIONS})
   target_link_options(${target} PRIVATE ${SORVANE_LINK_OPTIONS})
+endfunction()
+
+# What stands beside the library (the C interface, the command, the examples). Under sanitizers it is compiled as the
+# tests are: it runs briefly there, and to compile it with optimization takes twice the time.
+function(sorvane_host_settings target)
+  sorvane_compile_settings(${target})
+  if(SORVANE_SANITIZE)
+    target_compile_options(${target} PRIVATE ${SORVANE_TEST_OPTIMIZATION})
+  endif()
 endfunction()

@@ -1,6 +1,7 @@
 // The walls of round holes: is there a surface between two circles that faces their axis?
 
 #include "features/HoleWalls_Impl.h"
+#include "mathbase/Progress_Impl.h"
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/Triangle_E.h>
@@ -42,6 +43,7 @@ WallSurface::WallSurface(const IndexedMesh& mesh) : mesh_(&mesh)
 {
     const std::vector<Vec3d> normals = Mesh::Normals(mesh);
     for (std::size_t t = 0; t < normals.size(); ++t) {
+        Progress::Impl::CheckStep(t);
         if (normals[t] != Vec3d{}) {
             const auto [a, b, c] = TriangleOf(mesh, static_cast<int>(t));
             tree_.AddTriangle(a, b, c, static_cast<int>(t));

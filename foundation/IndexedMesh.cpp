@@ -82,6 +82,7 @@ IndexedPointsBase<D, T> IndexedPointsFromSoup(const TriangleSoup<D, T>& soup, bo
         IndexedPointsBase<D, T> mesh;
         mesh.points.reserve(3 * soup.size());
         for (const Triangle<D, T>& triangle : soup) {
+            Progress::Impl::CheckStep(mesh.points.size());
             mesh.points.insert(mesh.points.end(), triangle.begin(), triangle.end());
         }
         if (unique) {
@@ -104,6 +105,7 @@ TriangleSoup<D, T> SoupFromIndexedPoints(const IndexedPointsBase<D, T>& mesh)
         }
         soup.reserve(mesh.indices.size() / 3);
         for (std::size_t corner = 0; corner < mesh.indices.size(); corner += 3) {
+            Progress::Impl::CheckStep(corner / 3);
             soup.push_back({mesh.points[static_cast<std::size_t>(mesh.indices[corner])],
                             mesh.points[static_cast<std::size_t>(mesh.indices[corner + 1])],
                             mesh.points[static_cast<std::size_t>(mesh.indices[corner + 2])]});

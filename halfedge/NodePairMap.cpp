@@ -2,6 +2,8 @@
 
 #include <Sorvane/NodePairMap_E.h>
 
+#include "mathbase/Progress_Impl.h"
+
 #include <algorithm>
 #include <cstdint>
 
@@ -95,6 +97,7 @@ void NodePairMap::Reserve(std::size_t nodes)
     if (nodes <= before) {
         return;
     }
+    Progress::Impl::Check();    // as long as nothing has changed: a long list is about to be copied
     Impl::NodePairHash waiting; // will hold what has no shelf, and has room for it before
     if (overflow_.Size() > 0) {
         waiting.Prepare(overflow_.Size() + 1);

@@ -170,6 +170,7 @@ void ImprintableMesh<Tag>::BuildSearchTree()
     }
     auto tree = std::make_unique<SearchTree>(facets);
     for (int f = 0; f < this->FaceCount(); ++f) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(f));
         if (this->Corners(f)[0] >= 0) {
             FaceAt(f).treeSlot = tree->Add(f, CornerPoints(f));
         }

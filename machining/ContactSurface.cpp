@@ -193,9 +193,10 @@ struct ContactSurface::State {
     double slack = 0; // what bounds may be off by, for a surface of this size
 
     /// Of a soup, and of an indexed mesh.
-    static std::unique_ptr<const State> Of(const std::vector<VecBase<3, double>>& soup);
-    static std::unique_ptr<const State> Of(const std::vector<VecBase<3, double>>& points,
-                                           const std::vector<int>& triples);
+    SORVANE_LOCAL static std::unique_ptr<const State>
+    Of(const std::vector<VecBase<3, double>>& soup);
+    SORVANE_LOCAL static std::unique_ptr<const State>
+    Of(const std::vector<VecBase<3, double>>& points, const std::vector<int>& triples);
 
     State(const std::vector<Corners>& triangles, const std::vector<int>& numbers)
     {

@@ -84,7 +84,9 @@ template <class T>
 std::vector<SpunEdge> SpunEdges(const Mesh::IndexedPointsBase<3, T>& mesh, double step)
 {
     const std::size_t count = mesh.indices.size() / 3;
-    std::vector<SpunEdge> edges(3 * count);
+    std::vector<SpunEdge> edges;
+    edges.reserve(3 * count);
+    Progress::Impl::InBlocks(3 * count, [&](std::size_t, std::size_t to) { edges.resize(to); });
     std::vector<char> isSound(count, 0);
     Parallel::Impl::ApplyParallelChunks(
         std::size_t{0}, count, [&](std::size_t from, std::size_t to) {

@@ -3,6 +3,7 @@
 
 #include <Sorvane/ContentTree_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/RayBox_Impl.h"
 #include "trees/ContentNode_Impl.h"
 #include "trees/TraversalStack_Impl.h"
@@ -221,7 +222,9 @@ QOFTree<D, T, K, Node>::FittedRoot(const std::vector<const Content*>& contents, 
 template <int D, class T, int K, class Node>
 void QOFTree<D, T, K, Node>::InsertAll(const std::vector<const Content*>& contents)
 {
+    Progress::Impl::Steps steps;
     for (const Content* content : contents) {
+        steps.Next();
         const Bound bound = content->GetBound();
         if (root_.Holds(bound)) {
             QOFNode<D, T, K>::Place(root_, content, bound, capacity_, true);
@@ -233,9 +236,11 @@ void QOFTree<D, T, K, Node>::InsertAll(const std::vector<const Content*>& conten
 template <int D, class T, int K, class Node>
 void QOFTree<D, T, K, Node>::ArrangeContents()
 {
+    Progress::Impl::Steps steps;
     Impl::TraversalStack<QOFNode<D, T, K>*> stack;
     stack.Push(&root_);
     while (!stack.IsEmpty()) {
+        steps.Next();
         QOFNode<D, T, K>* node = stack.Pop();
         node->content.Arrange();
         for (const auto& child : node->children) {

@@ -21,6 +21,7 @@
 #include "triangulation/PointDelaunay_Impl.h"
 
 #include "mathbase/Predicates_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "triangulation/CurveOrder_Impl.h"
 
@@ -108,6 +109,9 @@ private:
     };
 
     using Triangle = TriangleTable::Triangle;
+
+    /// From so many on a part is worth a look at the progress scope.
+    static constexpr int kManyNodes = 1024;
 
     Triangle& At(int triangle) { return table_.At(triangle); }
     const Vec2d& Position(int node) const { return table_.Position(node); }
@@ -204,6 +208,9 @@ Merger::Hull Merger::BuildByCode(int first, int last)
     if (difference == 0) {
         return BuildByOrder(first, last);
     }
+    if (last - first >= kManyNodes) {
+        Progress::Impl::Check();
+    }
     const int bit = 31 - std::countl_zero(difference);
     const std::uint32_t cut = code(last - 1) >> bit << bit;
     const auto middle = std::lower_bound(codes_.begin() + first, codes_.begin() + last, cut);
@@ -220,6 +227,9 @@ Merger::Hull Merger::BuildByOrder(int first, int last)
 {
     if (last - first <= 3) {
         return JoinFew(first, last);
+    }
+    if (last - first >= kManyNodes) {
+        Progress::Impl::Check();
     }
     const int middle = first + (last - first) / 2;
     const Hull left = BuildByOrder(first, middle);

@@ -88,9 +88,13 @@ Run Watch(const std::function<Outcome()>& call, long stopAt)
     if (traced > 0) {
         Arm(traced);
     }
+    double end = 0;
+    Support::WhenResultsAreThere() = [&] {
+        end = Milliseconds();
+        Arm(0);
+    };
     run.outcome = call();
-    const double end = Milliseconds();
-    Arm(0);
+    Support::WhenResultsAreThere() = nullptr;
     run.longestGap = std::max(run.longestGap, end - last);
     run.whole = end - begin;
     run.sinceStop = end - stopped;

@@ -14,7 +14,7 @@ from typing import Any
 NAME = "libsorvane_c.so.0"
 # What the library is linked to, in the order in which they need one another. A wheel carries these; loaded by their
 # own paths they are found whatever the loader's search path is.
-NEEDED = ("libtbb.so.12", "libsorvane.so.0", "libsorvane.so.0.1")
+NEEDED = ("libtbb.so.12", "libsorvane.so.0")
 
 
 def _load() -> tuple[ctypes.CDLL, ctypes.PyDLL, str]:

@@ -54,6 +54,17 @@ static void boxes_and_balls(void)
     CHECK_OK(sorvane_sphere(cube_points, 8, low, &radius, &error));
     CHECK_NEAR(radius, sqrt(3), 1e-12);
     CHECK_NEAR(low[1], 0, 1e-12);
+    {
+        /* All in one place: the ball is that place. */
+        const double same[12] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+        size_t n;
+        for (n = 1; n <= 4; ++n) {
+            CHECK_OK(sorvane_sphere(same, n, low, &radius, &error));
+            CHECK(low[0] == 1 && low[1] == 1 && low[2] == 1 && radius == 0);
+            CHECK_OK(sorvane_circle(same, n, low, &radius, &error));
+            CHECK(low[0] == 1 && low[1] == 1 && radius == 0);
+        }
+    }
     CHECK(sorvane_box_3d(nan_points, 2, low, high, &error) == SORVANE_BAD_ARGUMENT && error.index == 1);
     CHECK(sorvane_box_2d(NULL, 0, low, high, &error) == SORVANE_FAILED);
     CHECK(sorvane_box_2d(points, 3, NULL, high, &error) == SORVANE_BAD_ARGUMENT);

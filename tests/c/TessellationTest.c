@@ -158,6 +158,19 @@ static void delaunay(void)
     CHECK_OK(sorvane_delaunay(line, 3, NULL, 0, 0, &mesh, &error));
     CHECK(triangles_of(mesh) == 0 && points_of(mesh) == 3);
     sorvane_mesh_free(mesh);
+    for (i = 0; i < 3; ++i) {
+        CHECK_OK(sorvane_delaunay(points, i, NULL, 0, 0, &mesh, &error));
+        CHECK(triangles_of(mesh) == 0 && points_of(mesh) == i);
+        sorvane_mesh_free(mesh);
+    }
+    {
+        const double place[8] = {3, 3, 3, 3, 3, 3, 3, 3};
+        const double huge[6] = {0, 0, 1e200, 0, 0, 1};
+        for (i = 2; i < 5; ++i) {
+            CHECK(sorvane_delaunay(place, i, NULL, 0, 0, &mesh, &error) == SORVANE_FAILED && error.index == 1);
+        }
+        CHECK(sorvane_delaunay(huge, 3, NULL, 0, 0, &mesh, &error) == SORVANE_FAILED && error.index == -1);
+    }
     CHECK_OK(sorvane_delaunay(NULL, 0, NULL, 0, 0, &mesh, &error));
     CHECK(triangles_of(mesh) == 0);
     sorvane_mesh_free(mesh);

@@ -2,6 +2,7 @@
 """The commands on meshes, on parts whose figures are known by hand, and report on all shared inputs."""
 
 import itertools
+import json
 import math
 import os
 import re
@@ -148,6 +149,28 @@ class SharedInputs(CommandTest):
                 if row['boundary edges'] == row['non-manifold'] == row['misoriented'] == 0:
                     self.assertAlmostEqual(figures['volume'], row['volume'], delta=2e-6 * abs(row['volume']))
         self.assertGreater(compared, 20)
+
+
+    def test_hulls_and_spheres_are_those_of_other_programs(self):
+        with open(os.path.join(support.SHARED_DATA, 'reference_figures.json'), encoding='utf-8') as file:
+            references = json.load(file)['meshes']
+        compared = 0
+        for mesh, reference in sorted(references.items()):
+            path = os.path.join(support.SHARED_DATA, mesh)
+            # Boxes of hulls with thousands of corners take long.
+            if 'hull' not in reference or reference['hull']['vertices'] > 400 or not os.path.exists(path):
+                continue
+            compared += 1
+            with self.subTest(mesh):
+                # The references are of vertices rounded to floats, also of files with text.
+                self.expect(DONE, 'convert', path, '-o', 'float.stl', '-q')
+                hull = self.run_command('hull', 'float.stl', '--json').json()['hull']
+                for name in ('volume', 'area'):
+                    self.assertAlmostEqual(hull[name], reference['hull'][name], delta=1e-9 * reference['hull'][name])
+                sphere = self.run_command('box', 'float.stl', '--json').json()['sphere']
+                radius = reference['enclosing_ball']['radius']
+                self.assertAlmostEqual(sphere['radius'], radius, delta=1e-9 * radius)
+        self.assertGreater(compared, 5)
 
 
 class Convert(CommandTest):

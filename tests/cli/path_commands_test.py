@@ -42,15 +42,24 @@ class PathTest(CommandTest):
 
 
 class Offset(PathTest):
+    def test_headings_remarks_and_marks_of_editors(self):
+        for text in ('0 0\n3 4\n', 'x,y\n0,0\n3,4\n', '# line\n\ufeff0;0\r\n3;4\r\n', '\ufeff0 0 7\n3 4 7\n',
+                     'Length Along\n0 0\n3 4', 'L,A\n0,0\n3,4\n', '\n\n0\t0\n +3\t4e0\n\n'):
+            with self.subTest(text):
+                if text.startswith('#'):
+                    self.assertIn('line 2', self.expect(FILES, 'offset', '-', stdin=text).err)
+                else:
+                    self.assertEqual(self.result('offset', '-', stdin=text)['chains'][0]['length'], 5)
+
     def test_circle_grows_and_shrinks(self):
         self.write('circle.txt', circle(10))
         result = self.result('offset', 'circle.txt', '--distance', '1,-1,-4.5')
         for length, radius in zip(self.lengths(result), (11, 9, 5.5)):
             self.assertAlmostEqual(length, 2 * PI * radius)
-        self.assertEqual([c['closed'] for o in result['offsets'] for c in o['curves']], [True] * 3)
+        self.assertEqual([c['is_closed'] for o in result['offsets'] for c in o['curves']], [True] * 3)
         self.assertAlmostEqual(result['chains'][0]['length'], 20 * PI)
         self.assertEqual((result['chains'][0]['arcs'], result['chains'][0]['segments']), (1, 0))
-        self.assertTrue(result['chains'][0]['counter_clockwise'])
+        self.assertAlmostEqual(result['chains'][0]['area'], 100 * PI)
 
     def test_square_has_round_corners_outside_only(self):
         self.write('square.txt', points(square(0, 10) + [(0, 0)]))
@@ -61,12 +70,12 @@ class Offset(PathTest):
         # What was written is read again: both chains of the file.
         again = self.result('offset', 'off.txt')
         self.assertEqual([round(c['length'], 9) for c in again['chains']], [round(outside, 9), 32])
-        self.assertEqual([c['closed'] for c in again['chains']], [True, True])
+        self.assertEqual([c['is_closed'] for c in again['chains']], [True, True])
         self.assertIn('offsets', self.text('off.svg'))
 
     def test_open_line_and_closing_it(self):
         self.write('line.txt', points([(0, 0), (10, 0), (10, 10)]))
-        self.assertFalse(self.result('offset', 'line.txt')['chains'][0]['closed'])
+        self.assertFalse(self.result('offset', 'line.txt')['chains'][0]['is_closed'])
         right, left = self.lengths(self.result('offset', 'line.txt', '--distance', '1,-1'))
         self.assertAlmostEqual(right, 20 + PI / 2)
         self.assertAlmostEqual(left, 18)
@@ -86,6 +95,14 @@ class Offset(PathTest):
             middle = math.hypot((ax + bx) / 2, (ay + by) / 2)
             self.assertTrue(9.85 < middle < 10.05, middle)
 
+    def test_area_of_chains_of_arcs(self):
+        # A square of side 2 with half a circle out of one edge and half a circle into another one.
+        self.write('d.txt', '\n4 1e-9\nL 0 0 2 0\nA 2 0 2 1 %r\nL 2 2 0 2\nA 0 2 0 1 %r\n' % (PI, -PI))
+        chain = self.result('offset', 'd.txt')['chains'][0]
+        self.assertAlmostEqual(chain['area'], 4)
+        self.write('turned.txt', '\n2 1e-9\nA 5 0 0 0 %r\nL -5 0 5 0\n' % (-5 * PI))
+        self.assertAlmostEqual(self.result('offset', 'turned.txt')['chains'][0]['area'], -12.5 * PI)
+
     def test_nothing_is_left(self):
         self.write('circle.txt', circle(10))
         result = self.result('offset', 'circle.txt', '--distance', -11, code=DEFECTIVE)
@@ -96,7 +113,8 @@ class Offset(PathTest):
                             ('\n2 1e-9\nL 0 0 1 0\nL 1.5 0 2 0\n', 'begins 0.5 from'),
                             ('\n0 1e-9\nL 0 0 1 0\n', 'line 2'), ('\n1e99 0\nL 0 0 1 0\n', 'line 2'),
                             ('\n1 1e-9\nL 0 0 nan 0\n', 'line 3'), ('1 1\n', 'single point'), ('', 'no points'),
-                            ('\n1 -1\nL 0 0 1 0\n', 'line 2')):
+                            ('\n1 -1\nL 0 0 1 0\n', 'line 2'), ('nan nan\n1 2\n', 'line 1'),
+                            ('o.5 1\n1 2\n', 'line 1'), (stl(block()), 'is a mesh')):
             with self.subTest(text):
                 self.assertIn(words, self.expect(FILES, 'offset', '-', stdin=text).err)
         self.expect(DONE, 'offset', '-', '--tolerance', 0.6, stdin='\n2 1e-9\nL 0 0 1 0\nL 1.5 0 2 0\n')
@@ -117,7 +135,7 @@ class Pocket(PathTest):
                          [f'ring-{i}-1.txt' for i in range(1, 6)])
         one = self.result('offset', 'ring-5-1.txt')['chains'][0]
         self.assertAlmostEqual(one['length'], 4)
-        self.assertFalse(one['counter_clockwise'])
+        self.assertAlmostEqual(one['area'], -1)
         self.assertEqual(len(self.result('offset', 'rings.txt')['chains']), 5)
 
     def test_island_in_one_file_or_two(self):
@@ -161,7 +179,7 @@ class Union(PathTest):
 
     def area(self, *words):
         result = self.result('union', *words)
-        self.assertAlmostEqual(sum(x0 * y1 - x1 * y0 for loop in result['outlines']
+        self.assertAlmostEqual(sum(x0 * y1 - x1 * y0 for loop in result['loops']
                                    for (x0, y0), (x1, y1) in zip(loop, loop[1:])) / 2, result['area'], 5)
         return result['area']
 
@@ -192,11 +210,11 @@ class Union(PathTest):
         self.write('right.txt', circle(5, (6, 0)))
         self.assertAlmostEqual(self.area('left.txt', '--chord', 1e-5), 25 * PI, 2)
         result = self.result('union', 'left.txt', 'right.txt', '--op', 'join', '-o', 'joined.txt', '--svg', 'join.svg')
-        (outline,) = result['outlines']
+        (outline,) = result['chains']
         self.assertAlmostEqual(outline['length'], 2 * 5 * (2 * PI - 2 * math.acos(3 / 5)))
         self.assertEqual(len(result['meetings']), 2)
         again = self.result('offset', 'joined.txt')['chains'][0]
-        self.assertEqual((again['segments'], again['closed']), (0, True))
+        self.assertEqual((again['segments'], again['is_closed']), (0, True))
         self.assertIn('places at which they meet', self.text('join.svg'))
 
     def test_result_is_written_and_drawn(self):

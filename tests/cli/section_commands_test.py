@@ -48,6 +48,10 @@ def polylines(text):
     return lines
 
 
+def area(loop):
+    return sum(a[0] * b[1] - a[1] * b[0] for a, b in zip(loop, loop[1:] + loop[:1])) / 2
+
+
 class PartTest(CommandTest):
     def setUp(self):
         super().setUp()
@@ -65,10 +69,10 @@ class Section(PartTest):
         result = self.result('section', 'cube.stl', '--height', 4)
         self.assertAlmostEqual(result['area'], 100)
         self.assertAlmostEqual(result['length'], 40)
-        self.assertEqual((result['closed_outlines'], result['open_outlines']), (1, 0))
+        self.assertEqual((result['loop_count'], result['chain_count']), (1, 0))
         self.assertAlmostEqual(result['fill_area'], 100)
         self.assertEqual(result['height'], 4)
-        self.assertTrue(result['outlines'][0]['closed'])
+        self.assertLessEqual({(0, 0), (10, 0), (10, 10), (0, 10)}, set(map(tuple, result['loops'][0])))
         self.assertIn('area 100, length 40', self.expect(DONE, 'section', 'cube.stl').out)
 
     def test_plane_is_told_by_height_share_or_point(self):
@@ -104,7 +108,7 @@ class Section(PartTest):
         result = self.result('section', 'washer.stl', '--height', 3)
         regular = 32 * math.sin(2 * math.pi / 64)
         self.assertAlmostEqual(result['area'], regular * (144 - 25), 4)
-        self.assertEqual(sorted(o['area'] > 0 for o in result['outlines']), [False, True])
+        self.assertEqual(sorted(area(loop) > 0 for loop in result['loops']), [False, True])
 
     def test_open_part_ends_with_1_and_draws_it_in_red(self):
         result = self.result('section', 'open.stl', '--height', 4, '--svg', 'open.svg', code=DEFECTIVE)
@@ -140,6 +144,14 @@ class Section(PartTest):
         self.expect(FILES, 'section', 'short.stl')
         self.expect(FILES, 'section', 'cube.stl', '-o', 'no/such/folder.txt')
         self.expect(FILES, 'section', 'cube.stl', '-o', '/dev/full')
+        # What is refused has written nothing before.
+        for words in (['section', 'cube.stl', '--height', 0, '--below', 'b.stl', '-o', 's.txt'],
+                      ['section', 'cube.stl', '--above', '-', '-o', 's.txt'],
+                      ['slices', 'cube.stl', '--outlines', '-', '-o', 's.csv'],
+                      ['silhouette', 'cube.stl', '--step', 99, '-o', 's.txt'],
+                      ['imprint', 'cube.stl', '--around', '1,1,1', '--radius', 1, '--path', '-', '-o', 's.stl']):
+            with self.subTest(words):
+                self.expect(WRONG_USE, *words)
         self.assertEqual(self.files(), ['corner.stl', 'cube.stl', 'open.stl', 'short.stl'])
 
     def test_far_from_the_origin(self):
@@ -233,8 +245,9 @@ class Nearest(PartTest):
         self.assertEqual([float(table[2]['nearest ' + k]) for k in 'xyz'], [10, 10, 5])
         self.assertIn(int(table[0]['triangle']), (2, 3))
         signed = self.result('nearest', 'cube.stl', '-', '--signed', stdin='x y z\n5 5 12\n5 5 9.5\n')
-        self.assertEqual([p['distance'] for p in signed['points']], [2, -0.5])
+        self.assertEqual(signed['distances'], [2, -0.5])
         self.assertEqual(signed['greatest_distance'], 2)
+        self.assertEqual(signed['points'][0], [5, 5, 10])
 
     def test_limit(self):
         self.write('points.txt', '5 5 11\n5 5 13\n')
@@ -263,8 +276,8 @@ class Distance(PartTest):
         result = self.result('distance', 'cube.stl', 'moved.stl', '-o', 'off.csv', '--svg', 'off.svg')
         self.assertAlmostEqual(result['lower'], 3)
         self.assertAlmostEqual(result['upper'], 3)
-        self.assertAlmostEqual(result['part_to_reference']['point'][0], 0)
-        self.assertAlmostEqual(result['reference_to_part']['point'][0], 13)
+        self.assertAlmostEqual(result['first']['point'][0], 0)
+        self.assertAlmostEqual(result['second']['point'][0], 13)
         self.assertEqual(sum(band['triangles'] for band in result['deviations']), 12)
         # The face x = 0 stands 3 out of the moved cube, the face x = 10 lies 3 within it.
         deviations = [float(row['deviation']) for row in rows(self.text('off.csv'))]
@@ -273,6 +286,13 @@ class Distance(PartTest):
         self.expect(DONE, 'distance', 'cube.stl', 'moved.stl', '--within', 3.01)
         run = self.expect(DEFECTIVE, 'distance', 'cube.stl', 'moved.stl', '--within', 2.99)
         self.assertIn('farther apart', run.err)
+
+    def test_coordinates_that_are_no_use(self):
+        self.write_part('huge.stl', moved(block((1e200, 1e200, 1e200)), (0, 0, 0)))
+        self.expect(FILES, 'distance', 'cube.stl', 'huge.stl', '--within', 1)
+        self.expect(FILES, 'nearest', 'huge.stl', '-', stdin='1 2 3\n')
+        self.expect(FILES, 'gouges', 'huge.stl', '-', '--ball', 1, stdin='1 2 3\n')
+        self.expect(FILES, 'heights', 'huge.stl', '--ball', 1, '--area', '0,0,1,1')
 
     def test_a_part_is_no_way_from_itself(self):
         result = self.result('distance', 'cube.stl', '-', stdin=stl(block()))

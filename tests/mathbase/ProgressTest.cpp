@@ -182,7 +182,7 @@ TEST(ProgressScope, NestedOperationReportsWithinAPhaseOnly)
         },
         [] { return 0; });
     EXPECT_EQ(heard,
-              (std::vector<double>{0.125, 0.125, 0.125, 0.125, 0.25, 0.5, 0.75, 0.75, 0.75}));
+              (std::vector<double>{0.125, 0.125, 0.125, 0.25, 0.25, 0.5, 0.75, 0.75, 0.75}));
 }
 
 TEST(ProgressScope, NeutralResultIsMadeWhenTheOperationIsOver)

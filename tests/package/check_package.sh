@@ -32,16 +32,44 @@ echo "--- through find_package"
 "$cmake" -S "$scratch/consumer" -B "$scratch/consumer/build" -G Ninja \
   -DCMAKE_PREFIX_PATH="$scratch/prefix" -DCMAKE_CXX_COMPILER="$compiler" >"$scratch/log" 2>&1 &&
   "$cmake" --build "$scratch/consumer/build" >>"$scratch/log" 2>&1 || { cat "$scratch/log"; exit 1; }
-(cd "$scratch" && consumer/build/consumer part.stl) | tee "$scratch/one"
+(cd "$scratch" && consumer/build/consumer) | tee "$scratch/one"
 
 echo "--- through pkg-config"
 pc=$(dirname "$(find "$scratch/prefix" -name sorvane.pc)")
 flags=$(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs sorvane)
 # shellcheck disable=SC2086
 "$compiler" "$scratch/consumer/main.cpp" $flags -Wl,-rpath,"$(dirname "$pc")" -o "$scratch/direct"
-(cd "$scratch" && ./direct part.stl) | tee "$scratch/two"
+(cd "$scratch" && ./direct) | tee "$scratch/two"
 cmp "$scratch/one" "$scratch/two"
-grep -q '[1-9]' "$scratch/one"
+grep -q '^0 open edges, volume [1-9]' "$scratch/one"
+
+# The same job in a shell and in Python, from the same page: the same figures, the same mesh.
+first_block() {
+  awk -v fence="\`\`\`$1" '$0 == fence {inside = 1; next} /^```$/ {if (inside) exit} inside' "$source/README.md"
+}
+# Volume and area to six digits, and the mesh that is left in FOLDER.
+figures() {
+  sed -nE 's/.*volume +([0-9.]+).*/\1/p; s/^area +([0-9.]+).*/\1/p' "$1" | head -n 2 | xargs printf '%.6g\n'
+  sha256sum <"$2/light.stl"
+}
+figures "$scratch/two" "$scratch" >"$scratch/figures"
+[ "$(wc -l <"$scratch/figures")" -eq 3 ]
+if [ -x "$scratch/prefix/bin/sorvane" ]; then
+  echo "--- in a shell"
+  mkdir "$scratch/shell"
+  cp "$scratch/part.stl" "$scratch/shell/"
+  first_block sh >"$scratch/shell/job"
+  (cd "$scratch/shell" && PATH=$scratch/prefix/bin:$PATH bash -e job) | tee "$scratch/shell/said"
+  figures "$scratch/shell/said" "$scratch/shell" | diff "$scratch/figures" -
+fi
+if [ -n "${PYTHONPATH:-}" ]; then
+  echo "--- in Python"
+  mkdir "$scratch/python"
+  cp "$scratch/part.stl" "$scratch/python/"
+  first_block python >"$scratch/python/job"
+  (cd "$scratch/python" && "$SORVANE_PYTHON" job) | sed 's/^sound/sound volume/' | tee "$scratch/python/said"
+  figures "$scratch/python/said" "$scratch/python" | diff "$scratch/figures" -
+fi
 
 if [ ! -e "$scratch/prefix/include/sorvane.h" ]; then
   echo "without the C interface"

@@ -50,6 +50,13 @@ struct Outcome {
     bool isNeutral = false;
 };
 
+/// Called when the results of the last call are there, before anything is made of them.
+inline std::function<void()>& WhenResultsAreThere()
+{
+    static std::function<void()> call;
+    return call;
+}
+
 struct LongOperation {
     const char* family;
     const char* name;
@@ -237,6 +244,16 @@ namespace LongOperationOutcomes {
 
 using namespace LongOperationInputs;
 
+/// Of results.
+struct ResultDigest : Digest {
+    ResultDigest()
+    {
+        if (WhenResultsAreThere()) {
+            WhenResultsAreThere()();
+        }
+    }
+};
+
 inline void Add(Digest& digest, const IndexedMesh& mesh)
 {
     digest.Add(mesh.points).Add(mesh.indices);
@@ -273,7 +290,7 @@ void Add(Digest& digest, const T& value) { digest.Add(value); }
 template <class... Values>
 Outcome Of(bool isNeutral, const Values&... values)
 {
-    Digest digest;
+    ResultDigest digest;
     (Add(digest, values), ...);
     return {digest.Value(), isNeutral};
 }
@@ -393,7 +410,7 @@ inline std::vector<LongOperation> LongOperations()
             return [mesh = Sheet(size), cloud = CloudOver(size / 10)] {
                 const auto clips =
                     MeshUtils::ClipPolyPointStreamAgainstMesh(mesh, {cloud, {cloud[0]}}, 1.0);
-                Digest digest;
+                ResultDigest digest;
                 bool isNeutral = clips.size() == 2;
                 for (const auto& list : clips) {
                     isNeutral = isNeutral && list.empty();
@@ -423,7 +440,7 @@ inline std::vector<LongOperation> LongOperations()
         [](int64_t size) {
             return [mesh = Sheet(size), cloud = CloudOver(size)] {
                 const Tree::QOFTriangleTree<3, double> tree(mesh.points, mesh.indices);
-                Digest digest;
+                ResultDigest digest;
                 const auto closest = tree.ClosestPoints(cloud, 20.0, {});
                 for (const auto& record : closest) {
                     digest.Add(record.id).Add(record.point);
@@ -475,7 +492,7 @@ inline std::vector<LongOperation> LongOperations()
     add("slices", "TriangleSlicer::SliceTriangles, plane", "ring", [=](int64_t size) {
         return [slicer = slicerOf(size)] {
             const auto half = slicer->SliceTriangles({1, 2, 3}, {0.1, 0, 0}, false, 1e-9);
-            Digest digest;
+            ResultDigest digest;
             digest.Add(half.triangles);
             for (const auto& section : half.sections) {
                 digest.Add(section.polyline);
@@ -543,7 +560,7 @@ inline std::vector<LongOperation> LongOperations()
                     {{.lowerCornerRadius = 2.5, .lowerCornerAngle = kPi<double> / 2}, 0},
                     {{.tipRadius = 5, .shankLength = 20}, 10}};
                 const auto gouges = surface->FindGouges(parts, tips, 0.0, {});
-                Digest digest;
+                ResultDigest digest;
                 for (const auto& gouge : gouges) {
                     digest.Add(gouge.depth).Add(gouge.triangle).Add(gouge.part);
                 }
@@ -617,15 +634,15 @@ inline std::vector<LongOperation> LongOperations()
         [](int64_t size) {
             return [size] {
                 const double width = std::sqrt(static_cast<double>(size));
-                Planar::BufferredUnion batches({-2, -2}, {width, width}, 3);
+                Planar::BufferredUnion waiting({-2, -2}, {width, width}, 3);
                 for (std::uint64_t batch = 0; batch < 10; ++batch) {
                     Loops stars = Stars(size / 10, batch);
                     for (auto& star : stars) {
                         star.push_back(star.front());
                     }
-                    batches.Append(stars);
+                    waiting.Append(stars);
                 }
-                const auto loops = batches.Process();
+                const auto loops = waiting.Process();
                 return Of(loops.empty(), loops);
             };
         },
@@ -658,7 +675,7 @@ inline std::vector<LongOperation> LongOperations()
     add("regions", "PlanarOffset", "wavy ring", [](int64_t size) {
         return [chain = ChainOf(WavyRing(size / 10))] {
             const auto offsets = Planar::PlanarOffset(chain, 1.5, 1e-6);
-            Digest digest;
+            ResultDigest digest;
             for (const auto& offset : offsets) {
                 Add(digest, offset);
             }
@@ -684,7 +701,7 @@ inline std::vector<LongOperation> LongOperations()
     add("features", "DetectDrillHoles", "plate of bores", [](int64_t size) {
         return [mesh = BoredPlate(size)] {
             const auto holes = MeshUtils::DetectDrillHoles(mesh, 0.4, 0.02, 0.8, 0.02);
-            Digest digest;
+            ResultDigest digest;
             for (const auto& hole : holes) {
                 Add(digest, hole.top);
                 digest.Add(hole.depth);
@@ -695,7 +712,7 @@ inline std::vector<LongOperation> LongOperations()
     add("features", "DrillHoleStacks", "plate of bores", [](int64_t size) {
         return [mesh = BoredPlate(size)] {
             const auto stacks = MeshUtils::DrillHoleStacks(mesh, 0.4, 0.02, 0.8, 0.02);
-            Digest digest;
+            ResultDigest digest;
             for (const auto& stack : stacks) {
                 digest.Add(stack.entry).Add(stack.axis).Add(stack.tipDepth);
             }
@@ -705,7 +722,7 @@ inline std::vector<LongOperation> LongOperations()
     add("features", "DetectArcs", "plate of bores", [](int64_t size) {
         return [mesh = BoredPlate(size)] {
             const auto arcs = MeshUtils::DetectArcs(mesh, 0.4, 0.02, 0.8);
-            Digest digest;
+            ResultDigest digest;
             for (const auto& arc : arcs) {
                 Add(digest, arc);
             }
@@ -715,7 +732,7 @@ inline std::vector<LongOperation> LongOperations()
     add("features", "ClusterFacets", "plate of bores", [](int64_t size) {
         return [soup = Mesh::SoupFromIndexedPoints(BoredPlate(size))] {
             const auto clusters = MeshUtils::ClusterFacets(soup, 0.01, 1e-6);
-            Digest digest;
+            ResultDigest digest;
             for (const auto& cluster : clusters) {
                 digest.Add(cluster.normal).Add(cluster.facets);
             }
@@ -725,7 +742,7 @@ inline std::vector<LongOperation> LongOperations()
     add("features", "DiscreteCurvaturesAtNodes", "sheet", [](int64_t size) {
         return [mesh = Sheet(size)] {
             const auto curvatures = MeshUtils::DiscreteCurvaturesAtNodes(mesh, 1e-12);
-            Digest digest;
+            ResultDigest digest;
             for (const auto& curvature : curvatures) {
                 digest.Add(curvature.maxCurvature).Add(curvature.normal);
             }
@@ -749,7 +766,7 @@ inline std::vector<LongOperation> LongOperations()
             }
             const auto reports =
                 Lathe::BAxisAngleSweep(tilts, Insert(), Holder(), {0, 0}, shaft, {});
-            Digest digest;
+            ResultDigest digest;
             for (const auto& report : reports) {
                 digest.Add(report.toolRegions).Add(report.reachable);
             }
