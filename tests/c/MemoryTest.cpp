@@ -150,3 +150,94 @@ TEST_F(CMemory, HullsAndTriangulations)
                       },
                       sorvane_lines_free));
 }
+
+TEST_F(CMemory, SectionsAndHalves)
+{
+    const double normal[3] = {1, 0, 0};
+    const double heights[3] = {1.5, 2.5, 4};
+    const double place[3] = {3.3, 0, 0};
+    EXPECT_LT(0U, FailEach<sorvane_sections>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_sections(mesh, normal, heights, 3, nullptr, out,
+                                                       error);
+                      },
+                      sorvane_sections_free));
+    EXPECT_LT(0U, FailEach<sorvane_slicer>(
+                      [&](auto out, auto error) {
+                          return sorvane_slicer_new(mesh, normal, out, error);
+                      },
+                      sorvane_slicer_free));
+    Expect([&](auto out, auto error) {
+        // Of the two halves neither is left behind when the other can't be made.
+        sorvane_mesh* above = nullptr;
+        const sorvane_status status = sorvane_mesh_split(mesh, normal, place, 1e-9, out, nullptr,
+                                                         &above, nullptr, error);
+        EXPECT_EQ(status == SORVANE_OK, above != nullptr);
+        sorvane_mesh_free(above);
+        return status;
+    });
+}
+
+TEST_F(CMemory, SearchTreesAndFeatures)
+{
+    const double origin[3] = {3.3, 2.2, 9};
+    const double down[3] = {0, 0, -1};
+    EXPECT_LT(0U, FailEach<sorvane_triangle_tree>(
+                      [&](auto out, auto error) {
+                          return sorvane_triangle_tree_new(mesh, out, error);
+                      },
+                      sorvane_triangle_tree_free));
+    sorvane_triangle_tree* tree = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_triangle_tree_new(mesh, &tree, nullptr));
+    EXPECT_LT(0U, FailEach<sorvane_lists>(
+                      [&](auto out, auto error) {
+                          return sorvane_triangle_tree_on_lines(tree, origin, down, 1, out, error);
+                      },
+                      sorvane_lists_free));
+    sorvane_triangle_tree_free(tree);
+    EXPECT_LT(0U, FailEach<sorvane_holes>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_drill_holes(mesh, nullptr, out, error);
+                      },
+                      sorvane_holes_free));
+    EXPECT_LT(0U, FailEach<sorvane_clusters>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_facet_clusters(mesh, 1e-6, out, error);
+                      },
+                      sorvane_clusters_free));
+}
+
+TEST_F(CMemory, ImprintsAndSolids)
+{
+    const double line[9] = {0.5, 0.25, 0.1 * std::sin(0.5), 2.5, 0.25, 0.25, 2.5, 3.5, 0.125};
+    const int starts[2] = {0, 3};
+    sorvane_imprint_options options;
+    sorvane_imprint_options_init(&options);
+    options.tolerance = 0.5;
+    EXPECT_LT(0U, FailEach<sorvane_imprint>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_imprint(mesh, line, 3, starts, 1, nullptr, &options,
+                                                      out, error);
+                      },
+                      sorvane_imprint_free));
+    sorvane_sweep* sweep = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_sweep_new(mesh, &sweep, nullptr));
+    Expect([&](auto out, auto error) { return sorvane_sweep_along(sweep, line, 3, out, error); });
+    sorvane_sweep_free(sweep);
+    sorvane_grid grid;
+    sorvane_grid_init(&grid);
+    const double values[8] = {-1, 1, 1, 1, 1, 1, 1, 1};
+    EXPECT_LT(0U, FailEach<sorvane_volume>(
+                      [&](auto out, auto error) {
+                          return sorvane_volume_new(&grid, values, 8, nullptr, out, error);
+                      },
+                      sorvane_volume_free));
+    sorvane_volume* volume = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_volume_new(&grid, values, 8, nullptr, &volume, nullptr));
+    Expect([&](auto out, auto error) { return sorvane_volume_surface(volume, out, error); });
+    sorvane_volume_free(volume);
+    const double profile[8] = {0, 0, 2, 0, 2, 1, 0, 1};
+    Expect([&](auto out, auto error) {
+        return sorvane_mesh_extrude(profile, 4, 0, 1, 1, out, error);
+    });
+}
