@@ -34,7 +34,7 @@ std::unique_ptr<sorvane_mesh> NewMesh(MeshData&& mesh)
 void CheckTolerance(double tolerance)
 {
     if (!(tolerance >= 0)) {
-        BadArgument("tolerance is " + std::to_string(tolerance) + "; it must not be negative");
+        BadArgument("tolerance is " + Text(tolerance) + "; it must not be negative");
     }
 }
 
