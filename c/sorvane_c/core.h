@@ -9,7 +9,7 @@
  * - Results come last but the error: numbers through pointers, arrays whose length the caller knows beforehand into
  *   memory of the caller, everything else as an opaque handle. On failure, outputs of handles are set to NULL and
  *   others are left alone or partly written. A handle is released with its own `_free`, which takes NULL.
- * - Accessors of a handle cannot fail and give memory that belongs to the handle: valid until it is freed, and never
+ * - Accessors of a handle, not NULL, cannot fail and give memory that belongs to the handle: valid until freed, and never
  *   changed, since handles are not changed once they are made. So one handle may be used by several threads at a time.
  * - Points are 3 (or 2) `double` each, one after the other; triangles are 3 `int` each, subscripts of the points. Counts
  *   are numbers of points, triangles and so on, never of single coordinates. An array of no elements may be NULL.

@@ -147,6 +147,22 @@ static void prisms(void)
         CHECK_NEAR(prism.high - prism.low, 9, 1e-12);
         CHECK_NEAR(prism.axis[2] > 0 ? prism.low : prism.high, 0, 1e-12);
     }
+    {
+        /* The same, askew: along a third of (2, 1, -2), with the legs square to it. */
+        static const double frame[9] = {2 / 3.0, -2 / 3.0, 1 / 3.0, 1 / 3.0, 2 / 3.0, 2 / 3.0, 2 / 3.0, 1 / 3.0, -2 / 3.0};
+        double askew[18];
+        double along;
+        int i;
+        for (i = 0; i < 18; ++i) {
+            const double *p = points + i / 3 * 3;
+            askew[i] = p[0] * frame[i % 3] + p[1] * frame[3 + i % 3] + p[2] * frame[6 + i % 3];
+        }
+        CHECK_OK(sorvane_prism_round(askew, 6, 0, &prism, &error));
+        along = prism.axis[0] * frame[6] + prism.axis[1] * frame[7] + prism.axis[2] * frame[8];
+        CHECK_NEAR(fabs(along), 1, 1e-12);
+        CHECK_NEAR(prism.area, 0.5, 1e-12);
+        CHECK_NEAR(prism.high - prism.low, 9, 1e-12);
+    }
     CHECK(sorvane_prism_round(points, 6, 0, NULL, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(sorvane_prism_round(NULL, 0, 0, &prism, &error) == SORVANE_FAILED);
     CHECK_OK(sorvane_prism_round(points, 2, 0, &prism, &error)); /* a line */

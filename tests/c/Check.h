@@ -42,6 +42,18 @@ extern int check_count;
         }                                                                                                              \
     } while (0)
 
+/* A call within a scope whose report asks to stop. An operation that is through within some 30 ms makes no report: the
+   call is made for round = 0, 1, ... with more and more work until it was stopped, whatever the speed of the machine. */
+#define CHECK_STOPS(call)                                                                                              \
+    do {                                                                                                               \
+        sorvane_status check_status = SORVANE_OK;                                                                      \
+        int round = 0;                                                                                                 \
+        for (round = 0; check_status == SORVANE_OK && round < 6; ++round) {                                            \
+            check_status = (call);                                                                                     \
+        }                                                                                                              \
+        CHECK(check_status == SORVANE_STOPPED);                                                                        \
+    } while (0)
+
 /* A cube of edge 2 about the origin: 8 points, 12 triangles wound outward. */
 extern const double cube_points[24];
 extern const int cube_triangles[36];

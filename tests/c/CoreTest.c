@@ -68,6 +68,26 @@ static void small_numbers_are_told(void)
     CHECK(strstr(error.message, "nan;") != NULL);
 }
 
+/* Messages that are too long end with a whole character, whether the limit falls in front of one or into it. */
+static void long_messages_end_with_a_character(void)
+{
+    enum { letters = 300 };
+    size_t before;
+    for (before = 0; before < 2; ++before) {
+        sorvane_error error;
+        sorvane_mesh *mesh = NULL;
+        char path[2 * letters + 2] = "x";
+        size_t i;
+        for (i = before; i < before + 2 * letters; i += 2) {
+            memcpy(path + i, "\xC3\xA9", 2);
+        }
+        path[before + 2 * letters] = 0;
+        CHECK(sorvane_mesh_read(path, &mesh, &error) == SORVANE_FILE_ERROR);
+        CHECK(strlen(error.message) == sizeof error.message - 2 + before);
+        CHECK(memcmp(error.message, path, strlen(error.message)) == 0);
+    }
+}
+
 static void nothing_is_filled_in_nowhere(void)
 {
     sorvane_adaptive_options_init(NULL);
@@ -91,6 +111,15 @@ static void scopes_nest_and_close(void)
     CHECK_OK(sorvane_progress_open(stop_at_once, &calls, &inner, &error));
     CHECK(!sorvane_progress_was_stopped(inner));
     sorvane_progress_close(inner);
+    {
+        /* The outer one hears again, and what it says is what later calls answer. */
+        sorvane_mesh *cube = NULL;
+        sorvane_mesh *fine = NULL;
+        CHECK_OK(sorvane_mesh_new(cube_points, 8, cube_triangles, 12, &cube, &error));
+        CHECK_STOPS((sorvane_mesh_free(fine), sorvane_mesh_refine(cube, SORVANE_MIDPOINTS, 6 + round, &fine, &error)));
+        CHECK(fine == NULL && calls == 1 && sorvane_progress_was_stopped(outer));
+        sorvane_mesh_free(cube);
+    }
     sorvane_progress_close(outer);
     CHECK(!sorvane_progress_was_stopped(NULL));
     sorvane_progress_close(NULL);
@@ -103,6 +132,7 @@ void test_core(void)
     version_is_that_of_the_header();
     every_status_has_a_name();
     small_numbers_are_told();
+    long_messages_end_with_a_character();
     nothing_is_filled_in_nowhere();
     scopes_nest_and_close();
 }

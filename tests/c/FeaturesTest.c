@@ -178,6 +178,44 @@ static void a_plate_has_one_hole(void)
     sorvane_mesh_free(cube);
 }
 
+/* A washer 6 thick with a hole of 4 that is 8 wide at its mouth: a cone or a flat shoulder 2 below. */
+static void holes_are_sunk_and_bored(void)
+{
+    const double origin[3] = {0, 0, 0};
+    const double up[3] = {0, 0, 1};
+    const double sunk[18] = {4, 0, 6, 2, 0, 4, 2, 0, 0, 10, 0, 0, 10, 0, 6, 4, 0, 6};
+    const double bored[21] = {4, 0, 6, 4, 0, 4, 2, 0, 4, 2, 0, 0, 10, 0, 0, 10, 0, 6, 4, 0, 6};
+    int is_bored;
+    for (is_bored = 0; is_bored < 2; ++is_bored) {
+        sorvane_error error;
+        sorvane_mesh *washer = NULL;
+        sorvane_mesh *welded = NULL;
+        sorvane_holes *holes = NULL;
+        size_t count = 0;
+        CHECK_OK(sorvane_mesh_revolve(is_bored ? bored : sunk, is_bored ? 7 : 6, origin, up, 0.005, &washer, &error));
+        CHECK_OK(sorvane_mesh_weld(washer, 1e-9, &welded, &error));
+        CHECK(boundary_count(welded) == 0 && volume_of(welded) > 0);
+        CHECK_OK(sorvane_mesh_drill_holes(welded, NULL, &holes, &error));
+        {
+            const sorvane_hole *hole = sorvane_holes_items(holes, &count);
+            CHECK(count == 1);
+            if (count == 1) {
+                const sorvane_hole_step *steps = sorvane_holes_steps(holes, NULL) + hole->first_step;
+                CHECK(hole->end == SORVANE_HOLE_THROUGH && hole->step_count == 2);
+                CHECK(hole->is_counterbored == is_bored && hole->is_countersunk == !is_bored);
+                CHECK(steps[0].is_cone == !is_bored && !steps[1].is_cone);
+                CHECK_NEAR(steps[0].diameter, 8, 0.02);
+                CHECK_NEAR(steps[0].end_diameter, is_bored ? 8 : 4, 0.02);
+                CHECK_NEAR(steps[0].to_depth, 2, 1e-9);
+                CHECK_NEAR(steps[1].to_depth, 6, 1e-9);
+            }
+        }
+        sorvane_holes_free(holes);
+        sorvane_mesh_free(welded);
+        sorvane_mesh_free(washer);
+    }
+}
+
 static void a_cube_has_six_faces(void)
 {
     sorvane_error error;
@@ -286,6 +324,7 @@ void test_features(void)
     a_cube_has_twelve_sharp_edges();
     the_longest_straight_boundary();
     a_plate_has_one_hole();
+    holes_are_sunk_and_bored();
     a_cube_has_six_faces();
     curvature_of_a_tube_is_that_of_its_radius();
 }
