@@ -36,6 +36,23 @@ static void a_square_is_cut_into_the_top_of_a_cube(void)
         }
         CHECK_NEAR(length, 4, 1e-12);
     }
+    {
+        /* The flags tell of the same triangles as the side does: those over the square have its area. */
+        const int *inside = sorvane_imprint_inside(imprint, &count);
+        sorvane_mesh *flagged = NULL;
+        int numbers[200];
+        size_t found = 0;
+        int i;
+        CHECK(count <= 200);
+        for (i = 0; i < (int)count && i < 200; ++i) {
+            if (inside[i] == 1) {
+                numbers[found++] = i;
+            }
+        }
+        CHECK_OK(sorvane_mesh_part(sorvane_imprint_mesh(imprint), numbers, found, &flagged, &error));
+        CHECK_NEAR(area_of(flagged), 1, 1e-12);
+        sorvane_mesh_free(flagged);
+    }
     CHECK_OK(sorvane_imprint_side(imprint, 1, &side, &error));
     CHECK_NEAR(area_of(side), 1, 1e-12);
     sorvane_mesh_free(side);

@@ -302,6 +302,27 @@ static void any_signs_give_a_closed_surface(void)
     }
 }
 
+/* x + y on nodes that have neighbors on both sides along x, and on one side along y: the same slope along both. */
+static void directions_come_of_neighbors_on_one_side_or_on_both(void)
+{
+    sorvane_error error;
+    sorvane_grid grid = grid_of(3);
+    sorvane_volume *volume = NULL;
+    const double values[6] = {0, 1, 2, 1, 2, 3};
+    int i;
+    grid.nodes[1] = 2;
+    grid.nodes[2] = 1;
+    grid.spacing[0] = grid.spacing[1] = 1;
+    CHECK_OK(sorvane_volume_new(&grid, values, 6, NULL, &volume, &error));
+    for (i = 0; i < 6; ++i) {
+        const double *sample = sorvane_volume_samples(volume, NULL) + 4 * i;
+        CHECK(sample[0] == values[i] && sample[3] == 0);
+        CHECK_NEAR(sample[1], sqrt(0.5), 1e-15);
+        CHECK_NEAR(sample[2], sqrt(0.5), 1e-15);
+    }
+    sorvane_volume_free(volume);
+}
+
 static void bad_grids_are_told(void)
 {
     sorvane_error error;
@@ -592,6 +613,7 @@ void test_solids(void)
     values_alone_make_a_ball();
     surfaces_are_open_at_the_end_of_the_grid();
     any_signs_give_a_closed_surface();
+    directions_come_of_neighbors_on_one_side_or_on_both();
     bad_grids_are_told();
     a_lack_of_memory_is_a_status();
     cells_are_named_and_filled();
