@@ -720,7 +720,7 @@ class Mesh:
     ) -> "Slices":
         """The sections with a stack of planes of one normal, (k,) heights along it, each as `section` gives it.
 
-        Heights are distances from the origin along the unit normal. IndexError and ValueError as in `section`.
+        Heights are distances from the origin along the unit normal. ValueError as in `section`.
 
         >>> import numpy as np, sorvane
         >>> tetrahedron = sorvane.hull([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]])
@@ -752,14 +752,20 @@ class Mesh:
 
         return split(self, plane, tolerance=tolerance, progress=progress)
 
-    def intersection(self, other: "Optional[Mesh]" = None, *, progress: Progress = None) -> "Lines":
-        """The curves in which two meshes cut each other; without ``other`` those in which the mesh cuts itself.
+    def intersection_curves(self, other: "Mesh", *, progress: Progress = None) -> "Lines":
+        """The curves in which two meshes cut each other, in space; none where they don't.
 
-        Triangles that lie in one plane don't cut each other. A sound mesh does not cut itself: no lines.
+        Triangles that lie in one plane don't cut each other.
         """
-        from ._sections import intersection
+        from ._sections import intersection_curves
 
-        return intersection(self, other, progress=progress)
+        return intersection_curves(self, other, progress=progress)
+
+    def self_intersections(self, *, progress: Progress = None) -> "Lines":
+        """The curves in which the mesh cuts itself, in space; none for a sound one."""
+        from ._sections import self_intersections
+
+        return self_intersections(self, progress=progress)
 
     def cut_along(self, other: "Mesh", *, progress: Progress = None) -> "Tuple[Mesh, Mesh, Mesh]":
         """Cuts the triangles of two meshes along their intersection: the pieces of this one's that are cut, its other

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import ctypes
-from typing import TYPE_CHECKING, Any, Iterator, List, Optional, Sequence, Tuple, Union, overload
+from typing import TYPE_CHECKING, Any, Iterator, List, Sequence, Tuple, Union, overload
 
 import numpy as np
 
@@ -298,10 +298,12 @@ def split(mesh: Mesh, plane: Plane, *, tolerance: float = 1e-9, progress: Progre
     return Mesh._of(below), Mesh._of(above)
 
 
-def intersection(mesh: Mesh, other: Optional[Mesh] = None, *, progress: Progress = None) -> Lines:
-    if other is None:
-        return Lines._of(make(c.sorvane_mesh_self_intersection, mesh._handle, progress=progress))
+def intersection_curves(mesh: Mesh, other: Mesh, *, progress: Progress = None) -> Lines:
     return Lines._of(make(c.sorvane_mesh_intersection, mesh._handle, other._handle, progress=progress))
+
+
+def self_intersections(mesh: Mesh, *, progress: Progress = None) -> Lines:
+    return Lines._of(make(c.sorvane_mesh_self_intersection, mesh._handle, progress=progress))
 
 
 def cut_along(mesh: Mesh, other: Mesh, *, progress: Progress = None) -> Tuple[Mesh, Mesh, Mesh]:

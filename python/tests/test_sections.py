@@ -155,10 +155,10 @@ def test_wrong_planes_are_told(cube: sorvane.Mesh) -> None:
 
 def test_meshes_cut_each_other() -> None:
     first, second = box(), box(at=(0.5, 0.5, 0.5))
-    curves = first.intersection(second)
+    curves = first.intersection_curves(second)
     # The edges of the common cube that lie on both: six of length 0.5.
     assert curves.closed.tolist() == [True] and curves.lengths()[0] == pytest.approx(3)
-    assert len(first.intersection()) == 0 and len(sorvane.join([first, second]).intersection()) > 0
+    assert len(first.self_intersections()) == 0 and len(sorvane.join([first, second]).self_intersections()) > 0
     cut, uncut, other = first.cut_along(second)
     assert cut.area + uncut.area == pytest.approx(6) and len(other) > 0
     assert "closed" in repr(curves)
