@@ -677,7 +677,7 @@ sorvane_status sorvane_chain_break_at_intersections(const sorvane_chain* a, cons
         Chain second = ChainOf(b, "b");
         Polyline points;
         Planar::BreakAtIntersections(first, second, points, tolerance);
-        return MadeBoth(Made(broken_a, NewChain(std::move(first))), Made(broken_b, NewChain(std::move(second))));
+        return MadeTogether(Made(broken_a, NewChain(std::move(first))), Made(broken_b, NewChain(std::move(second))));
     });
 }
 
@@ -697,7 +697,7 @@ sorvane_status sorvane_chain_split_at_intersections(const sorvane_chain* a, cons
             piecesOfFirst.push_back(first);
             piecesOfSecond.push_back(second);
         }
-        return MadeBoth(Made(pieces_of_a, NewChains(std::move(piecesOfFirst))),
+        return MadeTogether(Made(pieces_of_a, NewChains(std::move(piecesOfFirst))),
                         Made(pieces_of_b, NewChains(std::move(piecesOfSecond))));
     });
 }

@@ -526,7 +526,7 @@ sorvane_status sorvane_lathe_regions(const sorvane_lathe_setup* setup, sorvane_l
         if (!isClosed && !isAlone && !IsStopped()) {
             Failed("a boundary does not close");
         }
-        return MadeBoth(Made(tool_regions, NewLines(toolRegions)), Made(holder_regions, NewLines(holderRegions)));
+        return MadeTogether(Made(tool_regions, NewLines(toolRegions)), Made(holder_regions, NewLines(holderRegions)));
     });
 }
 

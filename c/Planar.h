@@ -1,6 +1,7 @@
 // What stands behind the handles of chains, regions and groups of lines, shared by the files that make them.
 #pragma once
 
+#include "Checks.h"
 #include "Guard.h"
 #include "Handles.h"
 #include "sorvane_c/chains.h"
@@ -71,20 +72,5 @@ void EndGroup(sorvane_line_groups& groups);
 
 /// A region of loops that repeat their first points, as operations give it.
 std::unique_ptr<sorvane_region> NewRegion(const Polylines& loops, double resolution);
-
-/// Two handles of one function; the caller gets both or none.
-template <class First, class Second> class MadeBoth {
-public:
-    MadeBoth(Made<First> first, Made<Second> second) : first_(std::move(first)), second_(std::move(second)) {}
-    void HandOver() noexcept
-    {
-        first_.HandOver();
-        second_.HandOver();
-    }
-
-private:
-    Made<First> first_;
-    Made<Second> second_;
-};
 
 } // namespace SorvaneC

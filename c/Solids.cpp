@@ -402,9 +402,8 @@ int sorvane_patch_node_count(int level)
                : 0;
 }
 
-sorvane_status sorvane_patch_mesh(int level, const int* inside, size_t inside_count,
-                                  sorvane_patch_style style, sorvane_patch_part part,
-                                  sorvane_mesh** mesh, sorvane_error* error)
+sorvane_status sorvane_patch_mesh(int level, const int* inside, size_t inside_count, int style,
+                                  int part, sorvane_mesh** mesh, sorvane_error* error)
 {
     return Guarded(error, [&] {
         using Mesh::LOD::NodeMask;
@@ -418,17 +417,15 @@ sorvane_status sorvane_patch_mesh(int level, const int* inside, size_t inside_co
             BadArgument("inside has " + std::to_string(inside_count) + " entries; level " +
                         std::to_string(level) + " has " + std::to_string(nodes) + " nodes");
         }
-        const int styleNumber = static_cast<int>(style);
-        if (styleNumber < 0 || styleNumber > SORVANE_PATCH_CENTROIDS_AND_MIDPOINTS) {
-            BadArgument("style is " + std::to_string(styleNumber) +
-                        "; it must lie between 0 and 2");
+        if (style < 0 || style > SORVANE_PATCH_CENTROIDS_AND_MIDPOINTS) {
+            BadArgument("style is " + std::to_string(style) + "; it must lie between 0 and 2");
         }
         std::vector<bool> mask(inside_count);
         std::transform(inside, inside + inside_count, mask.begin(),
                        [](int node) { return node != 0; });
         const NodeMask nodeMask(static_cast<unsigned int>(level), mask);
-        const auto how = static_cast<NodeMask::TessellationStyle>(styleNumber);
-        switch (static_cast<int>(part)) {
+        const auto how = static_cast<NodeMask::TessellationStyle>(style);
+        switch (part) {
         case SORVANE_PATCH_WHOLE:
             return Made(mesh, NewMesh(Flat(nodeMask.TessellateAll(how))));
         case SORVANE_PATCH_INSIDE:
@@ -438,8 +435,7 @@ sorvane_status sorvane_patch_mesh(int level, const int* inside, size_t inside_co
         case SORVANE_PATCH_CONFLICTS:
             return Made(mesh, NewMesh(Flat(nodeMask.TessellateConflicts())));
         default:
-            BadArgument("part is " + std::to_string(static_cast<int>(part)) +
-                        "; it must lie between 0 and 3");
+            BadArgument("part is " + std::to_string(part) + "; it must lie between 0 and 3");
         }
     });
 }

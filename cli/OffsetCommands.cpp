@@ -9,6 +9,7 @@
 #include <Sorvane/PlanarOffset_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 #include <Sorvane/SvgWriter_E.h>
+#include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
@@ -375,6 +376,10 @@ std::vector<Ring> RingsOf(const Pocket& pocket, double radius, double step, doub
     constexpr int kAtOnce = 8;   // distances that are worked on side by side
     constexpr int kHalvings = 2; // full circles need three elements
 
+    // What has less area than the tool can't hold it; and a line there and back has no inside.
+    if (AreaOf(pocket.outline) < (1 - 1e-9) * kPi<double> * radius * radius) {
+        return {};
+    }
     const Chain walls = JoinedWalls(pocket, kHalvings);
     const double farthest = FarthestFromWalls(pocket.outline, 0.1 * radius);
     std::vector<Ring> rings;
@@ -452,6 +457,9 @@ std::vector<Pocket> PocketsOfSection(Session& session)
                              : ChainOf(loop, false, session.Tolerance()));
         chains.back().tolerance = std::max(chains.back().tolerance, session.Tolerance());
         Session::CheckStopped();
+        if (chains.back().elements.empty()) {
+            chains.pop_back(); // an outline no longer than the tolerances
+        }
     }
     return PocketsOf(std::move(chains));
 }

@@ -310,6 +310,9 @@ std::vector<Chain> ReadChains(Session& session, const std::string& path, double 
             EndUnreadable(path, "holds a polyline of a single point");
         }
         chains.push_back(ChainOf(line, false, tolerance));
+        if (chains.back().elements.empty()) {
+            EndUnreadable(path, "holds a polyline no longer than --tolerance");
+        }
     }
     return chains;
 }
@@ -345,7 +348,10 @@ Chain ChainOf(const Polyline& points, bool isClosed, double tolerance)
     Chain chain;
     chain.tolerance = tolerance;
     for (std::size_t i = 1; i < points.size(); ++i) {
-        chain.AppendSegment(points[i - 1], points[i]);
+        // A chain that is empty yet would take a segment without length.
+        if (!chain.elements.empty() || !AreNear(points[0], points[i], tolerance)) {
+            chain.AppendSegment(chain.elements.empty() ? points[0] : points[i - 1], points[i]);
+        }
     }
     if (isClosed && points.size() > 2) {
         chain.AppendSegment(points.back(), points.front());

@@ -226,6 +226,9 @@ ClosedHalf HalfOf(const Mesh::TriangleSlicer& slicer, const Vec3d& normal, doubl
 {
     constexpr double kTolerance = 1e-9;
     auto half = slicer.SliceTriangles(normal, normal * height, false, kTolerance);
+    if (half.triangles.empty()) {
+        return {}; // curves on a face of the part that lies in the plane close nothing
+    }
     const auto lid = Mesh::SoupFromIndexedPoints(Mesh::CapOfSections(half));
     Mesh::Append(half.triangles, lid);
     ClosedHalf closed{Mesh::IndexedPointsFromSoup(half.triangles, true, 0.0), lid.size(), 0, 0};

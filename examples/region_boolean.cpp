@@ -37,7 +37,7 @@ int main(int argc, char** argv)
     double resolution = 0; // of the grid that crossings are rounded to
     const Loops united = Planar::Union(Loops{plate[0], plate[1], bar[0]}, &resolution);
     const Loops rest = Planar::Difference(plate, bar, &resolution);
-    const Loops common = Planar::Difference(plate, rest, &resolution);
+    const Loops common = Planar::Intersection(plate, bar, &resolution);
     const Loops grown = Planar::DilateArea(disc, plate[0], {plate[1]}, &resolution);
     for (const Loops& loops : {united, rest, common, grown}) {
         double area = 0;

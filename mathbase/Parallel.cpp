@@ -39,6 +39,7 @@ void RunPiece(void* context, std::int64_t first, std::int64_t last)
 
 void RunChunks(std::int64_t first, std::int64_t last, std::int64_t grain, Body body, void* context)
 {
+    Progress::Impl::Check(); // which pieces fall to this thread is not known
     Loop loop{body, context, Progress::Impl::ActiveScope()};
     RunChunksUnwatched(first, last, grain, &RunPiece, &loop);
 }

@@ -315,7 +315,10 @@ std::vector<double> SignedDistancesToMesh(const TriangleTree& tree,
                                           const std::vector<Vec3d>& cloud)
 {
     return Progress::Impl::Stoppable(
-        [&] { return DistancesByTree(tree, points, indices, cloud, false); },
+        [&] {
+            const Progress::Impl::PhaseOfCall phase(0, 1);
+            return DistancesByTree(tree, points, indices, cloud, false);
+        },
         [&] { return std::vector<double>(cloud.size(), 0.0); });
 }
 

@@ -37,7 +37,8 @@ typedef struct sorvane_imprint sorvane_imprint;
  * Cuts lines into a copy of the mesh, one after the other; they may cross. `closed` has 1 for each line that leads from its
  * last point back to its first, which must not be repeated, else 0; NULL means that all are closed. Between two points a
  * line goes over the surface along the plane that holds both and the mean of the normals there: give points on both sides of
- * sharp edges, and many on curved surfaces. Weld the mesh first, and see that its triangles face alike.
+ * sharp edges, and many on curved surfaces. Weld the mesh first, and see that its triangles face alike: one that names a
+ * point twice, or runs an edge in the direction in which another one does, is left out.
  *
  * SORVANE_BAD_ARGUMENT: a line of fewer than three points (the error's index is its number), a tolerance that is negative
  * or not a number. SORVANE_FAILED: a point farther than the tolerance from the surface, unless those are skipped; the
@@ -78,7 +79,7 @@ SORVANE_C_API sorvane_status sorvane_mesh_embed(const sorvane_mesh *mesh, const 
 
 /* --- walks over the surface ----------------------------------------------------------------------------------- */
 
-/* A mesh made ready for walks over its surface. Threads that ask one tracer at a time wait for each other. */
+/* A mesh made ready for walks over its surface, which takes it in as sorvane_mesh_imprint does. Threads that ask one tracer at a time wait for each other. */
 typedef struct sorvane_tracer sorvane_tracer;
 
 /* `tolerance` is how far the start of a walk may lie from the surface. SORVANE_BAD_ARGUMENT: it is negative or not a

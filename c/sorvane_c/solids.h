@@ -173,11 +173,11 @@ typedef enum sorvane_patch_part {
    / 2. Nodes stand row by row from the edge between corners 0 and 1 to corner 2. 0 for any other level. */
 SORVANE_C_API int sorvane_patch_node_count(int level);
 /* The patch of a level as triangles in the plane of weights: x is the weight of corner 0, y that of corner 1, z is 0.
-   `inside` has one number for each node of the lattice, not 0 inside. SORVANE_BAD_ARGUMENT: a level, style or part that
-   there is not, a count that is not that of the nodes. */
-SORVANE_C_API sorvane_status sorvane_patch_mesh(int level, const int *inside, size_t inside_count,
-                                                sorvane_patch_style style, sorvane_patch_part part, sorvane_mesh **mesh,
-                                                sorvane_error *error);
+   `inside` has one number for each node of the lattice, not 0 inside; `style` is a sorvane_patch_style and `part` a
+   sorvane_patch_part. SORVANE_BAD_ARGUMENT: a level, style or part that there is not, a count that is not that of the
+   nodes. */
+SORVANE_C_API sorvane_status sorvane_patch_mesh(int level, const int *inside, size_t inside_count, int style, int part,
+                                                sorvane_mesh **mesh, sorvane_error *error);
 
 #ifdef __cplusplus
 }

@@ -57,6 +57,13 @@ def groups_of(handle: Handle) -> List[List[FloatArray]]:
     return [lines[starts[i] : starts[i + 1]] for i in range(len(starts) - 1)]
 
 
+def _is_point(row: Any) -> bool:
+    try:
+        return np.shape(row) == (2,)
+    except ValueError:  # rows of different lengths
+        return False
+
+
 def flat_lines(lines: Union[ArrayLike, Iterable[ArrayLike]], name: str) -> Tuple[FloatArray, IntArray]:
     """The points of lines, one after the other, and where each starts; a single array (n, 2) is one line."""
     given: Sequence[Any]
@@ -64,7 +71,7 @@ def flat_lines(lines: Union[ArrayLike, Iterable[ArrayLike]], name: str) -> Tuple
         given = [lines] if lines.ndim == 2 else list(lines)
     else:
         given = list(lines)  # type: ignore[arg-type]
-        if given and all(np.shape(row) == (2,) for row in given) and not any(hasattr(row, "ndim") for row in given):
+        if given and all(_is_point(row) for row in given):
             given = [given]
     arrays = [points_of(line, f"{name}[{i}]", 2) for i, line in enumerate(given)]
     starts = np.zeros(len(arrays) + 1, dtype=np.int32)

@@ -974,6 +974,8 @@ class Mesh:
     ) -> "Imprint":
         """Lines on the surface cut into it, so that they run along its edges, and what lies between them. Weld first.
 
+        Triangles that name a point twice, or run an edge as another one does, are left out.
+
         Parameters
         ----------
         lines : list of array_like, (k, 3) each, or Lines

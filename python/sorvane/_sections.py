@@ -44,47 +44,65 @@ class Section:
     clockwise, as long as the triangles face outward. In a notebook it is a picture, with material filled.
     """
 
-    __slots__ = ("height", "lines", "loops", "chains", "area", "length", "open_length", "frame")
-
-    #: Distance of the plane from the origin, along its unit normal.
-    height: float
-    #: All lines, the loops before the chains.
-    lines: Lines
-    #: Closed lines.
-    loops: Lines
-    #: Lines that are open at both ends, where the mesh has a hole.
-    chains: Lines
-    #: Of the material: the sum of the signed areas of the loops.
-    area: float
-    #: Of all loops.
-    length: float
-    #: Of all chains; 0 tells that the section is closed.
-    open_length: float
-    #: From the plane to space, (3, 4): the point (x, y) is frame @ (x, y, 0, 1).
-    frame: FloatArray
+    __slots__ = ("_slices", "_number")
 
     def __init__(self, slices: "Slices", number: int) -> None:
-        lines = slices.lines._part(int(slices.first[number]), int(slices.first[number + 1]))
-        loops = int(lines.closed.sum())
-        self.height = float(slices.heights[number])
-        self.lines = lines
-        self.loops = lines._part(0, loops)
-        self.chains = lines._part(loops, len(lines))
-        self.area = float(slices.areas[number])
-        self.length = float(slices.lengths[number])
-        self.open_length = float(slices.open_lengths[number])
-        self.frame = slices.frames[number]
+        self._slices = slices
+        self._number = number
+
+    @property
+    def height(self) -> float:
+        """Distance of the plane from the origin, along its unit normal."""
+        return float(self._slices.heights[self._number])
+
+    @property
+    def area(self) -> float:
+        """Of the material: the sum of the signed areas of the loops."""
+        return float(self._slices.areas[self._number])
+
+    @property
+    def length(self) -> float:
+        """Of all loops."""
+        return float(self._slices.lengths[self._number])
+
+    @property
+    def open_length(self) -> float:
+        """Of all chains; 0 tells that the section is closed."""
+        return float(self._slices.open_lengths[self._number])
+
+    @property
+    def frame(self) -> FloatArray:
+        """From the plane to space, (3, 4): the point (x, y) is frame @ (x, y, 0, 1)."""
+        frame: FloatArray = self._slices.frames[self._number]
+        return frame
+
+    @property
+    def lines(self) -> Lines:
+        """All lines, the loops before the chains."""
+        first = self._slices.first
+        return self._slices.lines._part(int(first[self._number]), int(first[self._number + 1]))
+
+    @property
+    def loops(self) -> Lines:
+        """Closed lines."""
+        lines = self.lines
+        return lines._part(0, int(lines.closed.sum()))
+
+    @property
+    def chains(self) -> Lines:
+        """Lines that are open at both ends, where the mesh has a hole."""
+        lines = self.lines
+        return lines._part(int(lines.closed.sum()), len(lines))
 
     @property
     def is_closed(self) -> bool:
         """Whether there is no open line."""
-        return len(self.chains) == 0
+        return self.open_length == 0 and len(self.chains) == 0
 
     def in_space(self) -> Lines:
         """The lines as points of space, (n, 3) each, in the same order."""
-        flat = self.lines.points
-        points = flat @ self.frame[:, :2].T + self.frame[:, 3]
-        return Lines(points, self.lines.starts, self.lines.closed)
+        lines, frame = self.lines, self.frame
+        return Lines(lines.points @ frame[:, :2].T + frame[:, 3], lines.starts, lines.closed)
 
     def region(self) -> "Region":
         """The material as a `sorvane.Region`, for offsets and set operations; open lines are no part of it."""
@@ -106,31 +124,54 @@ class Slices(Sequence[Section]):
     The figures of all of them are arrays, (len,), and all lines of the stack stand in ``lines``. Read-only views.
     """
 
-    __slots__ = ("_handle", "heights", "areas", "lengths", "open_lengths", "lines", "first", "frames")
-
-    heights: FloatArray
-    areas: FloatArray
-    lengths: FloatArray
-    open_lengths: FloatArray
-    #: All lines; section i has those from first[i] to first[i + 1] - 1.
-    lines: Lines
-    #: (len + 1,)
-    first: IntArray
-    #: (len, 3, 4)
-    frames: FloatArray
+    __slots__ = ("_handle",)
 
     def __init__(self, handle: Handle) -> None:
         self._handle = handle
-        self.heights = view(handle, c.sorvane_sections_heights)
-        self.areas = view(handle, c.sorvane_sections_areas)
-        self.lengths = view(handle, c.sorvane_sections_lengths)
-        self.open_lengths = view(handle, c.sorvane_sections_open_lengths)
-        self.first = view(handle, c.sorvane_sections_first)
-        self.frames = view(handle, c.sorvane_sections_frames, 12).reshape(-1, 3, 4)
-        self.lines = Lines._of(Borrowed(c.sorvane_sections_lines(handle), handle))
+
+    @property
+    def heights(self) -> FloatArray:
+        """Of the planes, as asked for."""
+        heights: FloatArray = view(self._handle, c.sorvane_sections_heights)
+        return heights
+
+    @property
+    def areas(self) -> FloatArray:
+        """Areas of material."""
+        areas: FloatArray = view(self._handle, c.sorvane_sections_areas)
+        return areas
+
+    @property
+    def lengths(self) -> FloatArray:
+        """Lengths of the closed lines."""
+        lengths: FloatArray = view(self._handle, c.sorvane_sections_lengths)
+        return lengths
+
+    @property
+    def open_lengths(self) -> FloatArray:
+        """Lengths of the open lines; 0 tells that a section is closed."""
+        lengths: FloatArray = view(self._handle, c.sorvane_sections_open_lengths)
+        return lengths
+
+    @property
+    def first(self) -> IntArray:
+        """Section i has the lines from first[i] to first[i + 1] - 1, (len + 1,)."""
+        first: IntArray = view(self._handle, c.sorvane_sections_first)
+        return first
+
+    @property
+    def frames(self) -> FloatArray:
+        """From the planes to space, (len, 3, 4)."""
+        frames: FloatArray = view(self._handle, c.sorvane_sections_frames, 12)
+        return frames.reshape(-1, 3, 4)
+
+    @property
+    def lines(self) -> Lines:
+        """The lines of all sections."""
+        return Lines._of(Borrowed(c.sorvane_sections_lines(self._handle), self._handle))
 
     def __len__(self) -> int:
-        return len(self.heights)
+        return int(c.sorvane_sections_count(self._handle))
 
     @overload
     def __getitem__(self, index: int) -> Section: ...

@@ -12,20 +12,28 @@ The workers need this package, in the same version. Files are read by the worker
 from __future__ import annotations
 
 import contextlib
-import importlib
 import os
+import queue
 import sys
+import threading
+import uuid
 import warnings
-from concurrent.futures import ThreadPoolExecutor, as_completed
-from typing import Any, Callable, Generator, Iterable, List, NamedTuple, Optional, Sequence, Tuple, Union
+from collections import Counter, OrderedDict
+from concurrent.futures import Future, ThreadPoolExecutor, as_completed
+from typing import Any, Callable, Dict, Generator, Iterable, List, NamedTuple, Optional, Sequence, Tuple, Union
+
+import numpy as np
 
 import sorvane
 
+from ._arrays import ArrayLike, FloatArray, numbers_of, point_of
 from ._errors import Error, Stopped
+from ._machining import Surface, Tool
 from ._mesh import Mesh
 from ._progress import Progress, listening
+from ._sections import Section, Slicer
 
-__all__ = ["Row", "map_parts", "reports"]
+__all__ = ["Row", "height_map", "map_parts", "reports", "slices"]
 
 PathLike = Union[str, "os.PathLike[str]"]
 
@@ -98,6 +106,149 @@ class _Reporter:
         return mesh.report(self.tolerance)
 
 
+def height_map(
+    part: Union[Mesh, PathLike],
+    tool: Tool,
+    xs: ArrayLike,
+    ys: ArrayLike,
+    *,
+    tile: int = 512,
+    client: Any = None,
+    progress: Progress = None,
+) -> FloatArray:
+    """`Mesh.height_map` of a large raster in tiles: heights of the tool's tip, (len(ys), len(xs)).
+
+    Each worker prepares the part once and then drops the tool over one tile after the other. The heights are those of
+    one call over the whole raster, to the bit.
+
+    Parameters
+    ----------
+    part : Mesh or path
+        A mesh goes to each worker once. A path is read by each worker, and not by this process.
+    tool : Tool
+        The cutter.
+    xs, ys : array_like, (nx,) and (ny,)
+        Where the raster stands.
+    tile : int
+        Rows and columns of a tile at most.
+
+    >>> import sorvane
+    >>> from sorvane import batch
+    >>> roof = sorvane.Mesh([(0, 0, 0), (9, 0, 0), (0, 9, 0), (9, 9, 9)], [(0, 1, 2), (1, 3, 2)])
+    >>> batch.height_map(roof, sorvane.Tool.flat(2), [1, 2, 3], [1, 2], tile=2)
+    array([[0., 0., 0.],
+           [0., 0., 0.]])
+    """
+    columns, rows = numbers_of(xs, "xs"), numbers_of(ys, "ys")
+    if not isinstance(tool, Tool):
+        raise ValueError(f"tool: expected a sorvane.Tool, given {type(tool).__name__}")
+    size = _count(tile, "tile")
+    corners = [(i, j) for j in range(0, len(rows), size) for i in range(0, len(columns), size)]
+    heights = np.empty((len(rows), len(columns)))
+
+    def put(number: int, values: FloatArray) -> None:
+        i, j = corners[number]
+        heights[j : j + size, i : i + size] = values
+
+    with _everywhere(part) as shared:
+        jobs = [(tool, columns[i : i + size], rows[j : j + size]) for i, j in corners]
+        _each(_height_tile, jobs, client, progress, shared=shared, put=put)
+    return heights
+
+
+def slices(
+    part: Union[Mesh, PathLike],
+    heights: ArrayLike,
+    *,
+    normal: ArrayLike = (0.0, 0.0, 1.0),
+    side: str = "above",
+    tolerance: float = 0.0,
+    chunk: int = 64,
+    client: Any = None,
+    progress: Progress = None,
+) -> List[Section]:
+    """`Mesh.slices` of a tall stack, ``chunk`` planes at a time: a section for each height, in their order.
+
+    Each worker prepares the part once; the sections are those of one call, to the bit. ``part`` as in `height_map`,
+    the rest as in `Mesh.slices`. Sections of an STL as read do not close: weld it, and pass the mesh or a TIPC file.
+
+    >>> import sorvane
+    >>> from sorvane import batch
+    >>> peak = sorvane.hull([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]])
+    >>> [section.area for section in batch.slices(peak, [0, 0.5], chunk=1)]
+    [0.5, 0.125]
+    """
+    planes, direction = numbers_of(heights, "heights"), point_of(normal, "normal")
+    size = _count(chunk, "chunk")
+    with _everywhere(part) as shared:
+        jobs = [
+            (direction, side, tolerance, planes[first : first + size]) for first in range(0, len(planes), size)
+        ]
+        parts = _each(_some_slices, jobs, client, progress, shared=shared)
+    return [section for some in parts for section in some]
+
+
+def _count(value: int, name: str) -> int:
+    if not isinstance(value, (int, np.integer)) or value < 1:
+        raise ValueError(f"{name}: expected a whole number from 1 on, given {value!r}")
+    return int(value)
+
+
+def _height_tile(key: str, part: Any, tool: Tool, xs: FloatArray, ys: FloatArray) -> FloatArray:
+    surface: Surface = _prepared(key + " surface", lambda: Surface(_mesh(part)))
+    return surface.height_map(tool, xs, ys)
+
+
+def _some_slices(
+    key: str, part: Any, normal: FloatArray, side: str, tolerance: float, heights: FloatArray
+) -> List[Section]:
+    # By the direction as well: one stack has one, but whoever holds the key may ask for another.
+    slicer: Slicer = _prepared(f"{key} slicer {normal.tolist()}", lambda: Slicer(_mesh(part), normal))
+    return list(slicer.slices(heights, side=side, tolerance=tolerance))
+
+
+def _mesh(part: Any) -> Mesh:
+    return part if isinstance(part, Mesh) else sorvane.read(part)
+
+
+# What this process has prepared, the latest last. Every process of a cluster has its own.
+_ready: "OrderedDict[str, Future[Any]]" = OrderedDict()
+_ready_lock = threading.Lock()
+#: How many prepared parts a worker keeps.
+_KEPT = 2
+
+
+def _prepared(key: str, prepare: Callable[[], Any]) -> Any:
+    """What `prepare` gives, made once for each key; who comes while it is made waits for it."""
+    with _ready_lock:
+        future = _ready.get(key)
+        mine = future is None
+        if future is None:
+            future = _ready[key] = Future()
+            while len(_ready) > _KEPT:
+                _ready.popitem(last=False)
+    if mine:
+        try:
+            future.set_result(prepare())
+        except BaseException as error:
+            future.set_exception(error)
+            with _ready_lock:
+                _ready.pop(key, None)
+    return future.result()
+
+
+@contextlib.contextmanager
+def _everywhere(part: Union[Mesh, PathLike]) -> Generator[Tuple[str, Any], None, None]:
+    """A key of its own for one call, and the part, as what its jobs share."""
+    key = uuid.uuid4().hex
+    try:
+        yield key, part if isinstance(part, Mesh) else os.fspath(part)
+    finally:
+        with _ready_lock:
+            for name in [name for name in _ready if name.startswith(key)]:
+                del _ready[name]
+
+
 def _size(name: str) -> int:
     try:
         return os.stat(name).st_size
@@ -132,10 +283,11 @@ def _each(
     shared: Tuple[Any, ...] = (),
     order: Optional[Sequence[int]] = None,
     failed: Optional[Callable[[int, BaseException], Any]] = None,
+    put: Optional[Callable[[int, Any], None]] = None,
 ) -> List[Any]:
     """`function(*shared, *job)` for all jobs, begun in the given order; results in that of the jobs.
 
-    What is shared goes to each worker once. Where a job can't be done, `failed` gives a result in its place, or the
+    What is shared goes to each worker once. With `put` results go there at once instead of into the list. Where a job can't be done, `failed` gives a result in its place, or the
     error is raised.
     """
     if order is None:
@@ -152,7 +304,10 @@ def _each(
                 if failed is None:
                     raise error
                 result = failed(number, error)
-            results[number] = result
+            if put is not None:
+                put(number, result)
+            else:
+                results[number] = result
             if told is not None and not told(done / len(jobs)):
                 raise Stopped("stopped by progress", sorvane.Status.SORVANE_STOPPED)
     return results
@@ -169,6 +324,11 @@ def _client(client: Any) -> Any:
     except ValueError:
         return None
 
+
+#: Seconds without any news after which it is looked whether somebody still works.
+_PATIENCE = 5.0
+#: How often that long it is waited for a result that is said to be there.
+_TRIES = 20
 
 #: Number of a job, its result, and what it raised.
 _Answers = Generator[Tuple[int, Any, Optional[BaseException]], None, None]
@@ -196,51 +356,77 @@ def _on_cluster(
     order: Sequence[int],
 ) -> _Answers:
     """On the workers of a cluster. Dask does again what was lost with a worker."""
-    distributed: Any = importlib.import_module("distributed")
+    finished: "queue.SimpleQueue[Tuple[int, Any]]" = queue.SimpleQueue()
+    pending: Dict[int, Any] = {}
+    alone = False
 
-    def submit(number: int, priority: int = 0) -> Any:
-        return client.submit(
-            _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=priority
-        )
+    def begin(number: int, priority: int = 0) -> None:
+        with warnings.catch_warnings():
+            # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead,
+            # but then it would be lost with the workers that hold it.
+            warnings.filterwarnings("ignore", message="Large object of size")
+            if not there:
+                there.extend(client.submit(_itself, part, pure=False) for part in shared)
+            future = client.submit(
+                _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=priority
+            )
+        pending[number] = future
+        future.add_done_callback(lambda done: finished.put((number, done)))
 
-    blamed = []
-    with warnings.catch_warnings():
-        # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead, but
-        # then it would be lost with the workers that hold it.
-        warnings.filterwarnings("ignore", message="Large object of size")
-        there = [client.submit(_itself, part, pure=False) for part in shared]
-        numbers = {submit(number, -rank): number for rank, number in enumerate(order)}
+    def begin_again(numbers: Iterable[int]) -> None:
+        client.cancel([pending.pop(number) for number in numbers])
+        there.clear()
+        for number in numbers:
+            begin(number)
+
+    there: List[Any] = []
+    tries: "Counter[int]" = Counter()
+    blamed: List[int] = []
     try:
-        completed = distributed.as_completed(numbers, loop=client.loop, with_results=True, raise_errors=False)
-        for future, result in completed:
-            if future.status == "finished":
-                yield numbers[future], result, None
-            elif type(_error_of(future)).__name__ == "KilledWorker":
-                blamed.append(numbers[future])
+        for rank, number in enumerate(order):
+            begin(number, -rank)
+        while pending or blamed:
+            if not pending:
+                # Dask blames a worker's end on all jobs that were waiting there. Alone, a job is to blame itself.
+                alone = True
+                begin(blamed.pop(0))
+            try:
+                number, future = finished.get(timeout=_PATIENCE)
+            except queue.Empty:
+                # When workers end while their results are fetched, jobs may be forgotten that nobody works on.
+                busy = client.processing()
+                worked_on = {key for keys in busy.values() for key in keys}
+                if not all(busy.values()) and not any(future.key in worked_on for future in pending.values()):
+                    begin_again(list(pending))
+                continue
+            if pending.get(number) is not future:
+                continue  # begun again since
+            try:
+                result, error = future.result(timeout=_PATIENCE), None
+            except Exception as exception:
+                result, error = None, exception
+                tries[number] += 1
+                if future.status == "finished" and tries[number] % _TRIES:  # a large result takes its time
+                    finished.put((number, future))
+                    continue
+                if future.status != "error":  # it was done, and was lost with its worker
+                    begin_again([number])
+                    continue
+            except BaseException as exception:
+                if type(exception).__name__ != "CancelledError":
+                    raise
+                result, error = None, Error("the cluster has given the job up")
+            del pending[number]
+            if type(error).__name__ == "KilledWorker" and not alone:
+                blamed.append(number)
             else:
-                yield numbers[future], None, _error_of(future)
-            future.release()
+                yield number, result, error
     finally:
-        client.cancel([future for future in numbers if not future.done()])
-    # Dask blames a worker's end on all jobs that were waiting there. Alone, a job is to blame itself.
-    for number in blamed:
-        future = submit(number)
-        try:
-            error = future.exception()  # waits
-            yield number, None if error else future.result(), error
-        finally:
-            client.cancel([future])
+        client.cancel(list(pending.values()))
 
 
 def _itself(value: Any) -> Any:
     return value
-
-
-def _error_of(future: Any) -> BaseException:
-    if future.status == "error":
-        error: BaseException = future.exception()
-        return error
-    return Error(f"the cluster gave the job up ({future.status})")
 
 
 def _checked(version: str, function: Callable[..., Any], *job: Any) -> Any:

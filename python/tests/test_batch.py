@@ -22,7 +22,8 @@ def cluster() -> Iterator[Any]:
     """The client of two workers, each a process of its own that is started again when it ends."""
     dask = pytest.importorskip("dask")
     distributed = pytest.importorskip("distributed")
-    with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.worker.daemon": True}):
+    batch._PATIENCE = 0.5  # nothing here takes longer
+    with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.comm.timeouts.connect": "2s"}):
         with distributed.LocalCluster(
             n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None, memory_limit=0, silence_logs=50
         ) as local:
@@ -130,3 +131,85 @@ def test_the_default_client_is_taken(files: list[Path], cluster: Any) -> None:
     assert {row.value for row in batch.map_parts(lambda mesh: os.getpid(), files)} == {here}
     with cluster.as_current():
         assert here not in {row.value for row in batch.map_parts(lambda mesh: os.getpid(), files)}
+
+
+def bits(array: np.ndarray) -> bytes:
+    return np.ascontiguousarray(array).tobytes()
+
+
+@pytest.mark.parametrize("as_file", [False, True])
+def test_heights_are_the_same_in_any_tiling(client: Any, tmp_path: Path, as_file: bool) -> None:
+    mesh = grid(20)
+    part: Any = mesh
+    if as_file:
+        part = tmp_path / "grid.tipc"
+        mesh.write(part)
+    tool = sorvane.Tool.bull(0.2, 0.05)
+    # Beyond the part on every side, so that some heights are -inf.
+    xs, ys = np.linspace(-0.2, 1.2, 41), np.linspace(-0.3, 1.1, 29)
+    whole = mesh.height_map(tool, xs, ys)
+    assert np.isinf(whole).any() and np.isfinite(whole).any()
+    for tile in (7, 41) if client else (1, 7, 28, 29, 41, 1000):
+        assert bits(batch.height_map(part, tool, xs, ys, tile=tile, client=client)) == bits(whole)
+
+
+def test_sections_are_the_same_in_any_division(client: Any, example_data: Path, tmp_path: Path) -> None:
+    file = tmp_path / "bracket.tipc"
+    mesh = sorvane.read(example_data / "bracket.stl").weld(1e-6)
+    mesh.write(file)
+    heights = np.linspace(-1, 51, 23)
+    normal = (0.3, -0.2, 1)
+    whole = mesh.slices(heights, normal=normal)
+    assert max(len(section.loops) for section in whole) > 1
+    for part, chunk in ((mesh, 5), (file, 1), (file, 100)):
+        parts = batch.slices(part, heights, normal=normal, chunk=chunk, client=client)
+        assert len(parts) == len(whole)
+        for some, one in zip(parts, whole):
+            assert (some.height, some.area, some.length) == (one.height, one.area, one.length)
+            assert bits(some.lines.points) == bits(one.lines.points) and bits(some.frame) == bits(one.frame)
+            assert np.array_equal(some.lines.starts, one.lines.starts)
+
+
+def test_a_worker_prepares_a_part_once(monkeypatch: pytest.MonkeyPatch) -> None:
+    made = []
+
+    class Counted(sorvane.Surface):
+        def __init__(self, mesh: sorvane.Mesh) -> None:
+            made.append(mesh)
+            super().__init__(mesh)
+
+    monkeypatch.setattr(batch, "Surface", Counted)
+    mesh = box()
+    t = np.linspace(0, 1, 12)
+    batch.height_map(mesh, sorvane.Tool.ball(1), t, t, tile=2)
+    assert made == [mesh]
+    assert not batch._ready  # and does not keep it
+
+
+def test_a_raster_survives_the_loss_of_a_worker(cluster: Any) -> None:
+    mesh = grid(20)
+    tool = sorvane.Tool.ball(0.2)
+    t = np.linspace(0, 1, 40)
+    ended: list[int] = []
+
+    def told(fraction: float) -> None:
+        if fraction > 0.4 and not ended:
+            ended.append(next(iter(cluster.run(os.getpid).values())))
+            os.kill(ended[0], signal.SIGKILL)
+
+    heights = batch.height_map(mesh, tool, t, t, tile=8, client=cluster, progress=told)
+    assert ended and bits(heights) == bits(mesh.height_map(tool, t, t))
+
+
+def test_what_can_not_be_done_is_raised(client: Any, tmp_path: Path) -> None:
+    tool = sorvane.Tool.ball(1)
+    with pytest.raises(FileNotFoundError):
+        batch.height_map(tmp_path / "gone.stl", tool, [0, 1], [0], client=client)
+    with pytest.raises(ValueError, match="side"):
+        batch.slices(box(), [0.5], side="beside", client=client)
+    with pytest.raises(ValueError, match="tile: expected a whole number from 1 on, given 0"):
+        batch.height_map(box(), tool, [0], [0], tile=0, client=client)
+    with pytest.raises(ValueError, match="tool: expected a sorvane.Tool, given int"):
+        batch.height_map(box(), 5, [0], [0], client=client)  # type: ignore[arg-type]
+    assert batch.slices(box(), [], client=client) == []
+    assert batch.height_map(box(), tool, [], [0], client=client).shape == (1, 0)

@@ -3,7 +3,9 @@
 from __future__ import annotations
 
 import itertools
+import json
 import math
+from pathlib import Path
 
 import numpy as np
 import pytest
@@ -34,7 +36,7 @@ def test_hull_in_the_plane(points: np.ndarray) -> None:
         points[None, :, 0] - hull[:, None, 0]
     )
     assert sides.min() > -1e-9 * 1e4  # all to the left of every edge
-    # Its area is the greatest among the triangles fanned from any order: that of the sum over its own edges.
+    # No triangle of three of the points is larger.
     x, y = hull.T
     area = (x * np.roll(y, -1) - y * np.roll(x, -1)).sum() / 2
     largest = max(
@@ -145,3 +147,23 @@ def test_what_has_no_hull_is_told() -> None:
         sorvane.bounding_circle(box().points)
     with pytest.raises(ValueError, match="by: expected one of 'area', 'volume', given 'mass'"):
         box().prism(by="mass")
+
+
+def test_hulls_and_balls_of_real_parts(shared_data: Path) -> None:
+    """Figures of other programs, to be compared at 1e-6."""
+    figures = json.loads((shared_data / "reference_figures.json").read_text())["meshes"]
+    count = 0
+    for name, figure in figures.items():
+        if not (shared_data / name).exists() or "hull" not in figure:
+            continue
+        count += 1
+        mesh = sorvane.read(shared_data / name)
+        assert len(mesh) == figure["triangles"], name
+        hull = mesh.hull()
+        assert hull.volume == pytest.approx(figure["hull"]["volume"], rel=1e-6), name
+        assert hull.area == pytest.approx(figure["hull"]["area"], rel=1e-6), name
+        ball = mesh.bounding_sphere()
+        assert ball.radius == pytest.approx(figure["enclosing_ball"]["radius"], rel=1e-6), name
+        size = np.abs(mesh.bounds).max()
+        assert np.allclose(ball.center, figure["enclosing_ball"]["center"], atol=1e-6 * size), name
+    assert count > 5

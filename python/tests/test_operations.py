@@ -83,7 +83,8 @@ def test_decimation_reaches_the_percentage(cells: int, percent: float) -> None:
     assert done.triangles == len(coarse) and done.initial_triangles == len(mesh) == 2 * cells**2
     assert done.percent_left == pytest.approx(100 * len(coarse) / len(mesh))
     assert done.stop in ("target", "locked", "folds")
-    assert (done.stop == "target") == (done.percent_left <= percent + 200 / len(mesh) and done.stop == "target")
+    if done.stop == "target":
+        assert done.percent_left <= percent + 200 / len(mesh)  # an edge takes two triangles
     assert math.isnan(done.deviation)
 
 
@@ -143,9 +144,9 @@ def test_better_triangles() -> None:
 
 
 def test_progress_is_told_and_stops() -> None:
-    mesh = grid(150)
+    mesh = grid(60)
     told: list[float] = []
-    mesh.remesh(0.003, iterations=3, progress=told.append)
+    mesh.remesh(0.005, iterations=3, progress=told.append)
     assert told == sorted(told) and all(0 <= fraction <= 1 for fraction in told)
     with pytest.raises(sorvane.Stopped):
         mesh.remesh(0.0005, progress=lambda fraction: False)

@@ -234,6 +234,14 @@ def test_regions_of_chains_and_back() -> None:
         Region.from_chains(Chain([(0, 0), (1, 0)]))
 
 
+def test_one_loop_may_be_given_alone() -> None:
+    corners = square(0, 0, 2, 3)
+    for loops in (corners, [corners], corners.tolist(), list(corners), [corners.tolist()], corners[None]):
+        region = Region(loops)
+        assert len(region) == 1 and region.area == pytest.approx(6)
+    assert Region([]).is_empty
+
+
 def test_regions_are_values() -> None:
     region = ring()
     again = pickle.loads(pickle.dumps(region))
@@ -260,6 +268,7 @@ def test_a_region_far_from_the_origin_keeps_its_area() -> None:
     "call, message",
     [
         (lambda: Region([[(0, 0, 1)]]), "loops[0]: expected shape (n, 2), given (1, 3)"),
+        (lambda: Region([[(0, 0), (1,)], [(0, 0), (1, 1)]]), "loops[0]: expected an array of shape (n, 2)"),
         (lambda: Region([[(0, 0), (1, 0), (np.inf, 1)]]), "number 2 is not finite"),
         (lambda: ring().union(3), "other: expected a sorvane.Region, given int"),
         (lambda: ring().dilate([]), "tool has 0 points"),

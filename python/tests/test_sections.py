@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import gc
 import json
+import runpy
 import threading
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
@@ -162,3 +163,12 @@ def test_meshes_cut_each_other() -> None:
     assert cut.area + uncut.area == pytest.approx(6) and len(other) > 0
     assert "closed" in repr(curves)
     ElementTree.fromstring(curves._repr_svg_())
+
+
+def test_the_example_draws_the_picture_of_the_guide(example_data: Path, tmp_path: Path, capsys) -> None:
+    root = example_data.parents[1]
+    example = runpy.run_path(str(root / "python/examples/inspect_part.py"))
+    example["main"](str(example_data / "bracket.stl"), str(tmp_path / "part.svg"))
+    assert (tmp_path / "part.svg").read_text() == (root / "docs/pictures/python-inspect.svg").read_text()
+    told = capsys.readouterr().out
+    assert told.count("hole at") == 2 and "diameter 12.000, 8.000 deep, through" in told

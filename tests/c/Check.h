@@ -58,6 +58,7 @@ void test_mesh_operations(void);
 void test_regions(void);
 void test_sections(void);
 void test_solids(void);
+void test_stops(void);
 void test_tessellation(void);
 
 #endif

@@ -22,6 +22,7 @@ int main(void)
     test_regions();
     test_sections();
     test_solids();
+    test_stops();
     test_tessellation();
     printf("%d checks, %d failed\n", check_count, check_failures);
     return check_failures == 0 ? 0 : 1;

@@ -150,3 +150,142 @@ TEST_F(CMemory, HullsAndTriangulations)
                       },
                       sorvane_lines_free));
 }
+
+TEST_F(CMemory, SectionsAndHalves)
+{
+    const double normal[3] = {1, 0, 0};
+    const double heights[3] = {1.5, 2.5, 4};
+    const double place[3] = {3.3, 0, 0};
+    EXPECT_LT(0U, FailEach<sorvane_sections>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_sections(mesh, normal, heights, 3, nullptr, out,
+                                                       error);
+                      },
+                      sorvane_sections_free));
+    EXPECT_LT(0U, FailEach<sorvane_slicer>(
+                      [&](auto out, auto error) {
+                          return sorvane_slicer_new(mesh, normal, out, error);
+                      },
+                      sorvane_slicer_free));
+    Expect([&](auto out, auto error) {
+        // Of the two halves neither is left behind when the other can't be made.
+        sorvane_mesh* above = nullptr;
+        const sorvane_status status = sorvane_mesh_split(mesh, normal, place, 1e-9, out, nullptr,
+                                                         &above, nullptr, error);
+        EXPECT_EQ(status == SORVANE_OK, above != nullptr);
+        sorvane_mesh_free(above);
+        return status;
+    });
+}
+
+TEST_F(CMemory, SearchTreesAndFeatures)
+{
+    const double origin[3] = {3.3, 2.2, 9};
+    const double down[3] = {0, 0, -1};
+    EXPECT_LT(0U, FailEach<sorvane_triangle_tree>(
+                      [&](auto out, auto error) {
+                          return sorvane_triangle_tree_new(mesh, out, error);
+                      },
+                      sorvane_triangle_tree_free));
+    sorvane_triangle_tree* tree = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_triangle_tree_new(mesh, &tree, nullptr));
+    EXPECT_LT(0U, FailEach<sorvane_lists>(
+                      [&](auto out, auto error) {
+                          return sorvane_triangle_tree_on_lines(tree, origin, down, 1, out, error);
+                      },
+                      sorvane_lists_free));
+    sorvane_triangle_tree_free(tree);
+    EXPECT_LT(0U, FailEach<sorvane_holes>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_drill_holes(mesh, nullptr, out, error);
+                      },
+                      sorvane_holes_free));
+    EXPECT_LT(0U, FailEach<sorvane_clusters>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_facet_clusters(mesh, 1e-6, out, error);
+                      },
+                      sorvane_clusters_free));
+}
+
+TEST_F(CMemory, ImprintsAndSolids)
+{
+    const double line[9] = {0.5, 0.25, 0.1 * std::sin(0.5), 2.5, 0.25, 0.25, 2.5, 3.5, 0.125};
+    const int starts[2] = {0, 3};
+    sorvane_imprint_options options;
+    sorvane_imprint_options_init(&options);
+    options.tolerance = 0.5;
+    EXPECT_LT(0U, FailEach<sorvane_imprint>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_imprint(mesh, line, 3, starts, 1, nullptr, &options,
+                                                      out, error);
+                      },
+                      sorvane_imprint_free));
+    sorvane_sweep* sweep = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_sweep_new(mesh, &sweep, nullptr));
+    Expect([&](auto out, auto error) { return sorvane_sweep_along(sweep, line, 3, out, error); });
+    sorvane_sweep_free(sweep);
+    sorvane_grid grid;
+    sorvane_grid_init(&grid);
+    const double values[8] = {-1, 1, 1, 1, 1, 1, 1, 1};
+    EXPECT_LT(0U, FailEach<sorvane_volume>(
+                      [&](auto out, auto error) {
+                          return sorvane_volume_new(&grid, values, 8, nullptr, out, error);
+                      },
+                      sorvane_volume_free));
+    sorvane_volume* volume = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_volume_new(&grid, values, 8, nullptr, &volume, nullptr));
+    Expect([&](auto out, auto error) { return sorvane_volume_surface(volume, out, error); });
+    sorvane_volume_free(volume);
+    const double profile[8] = {0, 0, 2, 0, 2, 1, 0, 1};
+    Expect([&](auto out, auto error) {
+        return sorvane_mesh_extrude(profile, 4, 0, 1, 1, out, error);
+    });
+
+TEST_F(CMemory, ChainsAndRegions)
+{
+    const double outline[8] = {0, 0, 8, 0, 8, 5, 0, 5};
+    const double other[8] = {4, 2, 12, 3, 11, 9, 5, 8};
+    const int starts[2] = {0, 4};
+    sorvane_chain* chain = nullptr;
+    sorvane_region* a = nullptr;
+    sorvane_region* b = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_chain_from_points(outline, 4, 1, 1e-9, &chain, nullptr));
+    ASSERT_EQ(SORVANE_OK, sorvane_region_new(outline, 4, starts, 1, &a, nullptr));
+    ASSERT_EQ(SORVANE_OK, sorvane_region_new(other, 4, starts, 1, &b, nullptr));
+    const auto chains = [](const auto& make) {
+        EXPECT_LT(0U, FailEach<sorvane_chains>(make, sorvane_chains_free));
+    };
+    chains([&](auto out, auto error) { return sorvane_chain_offset(chain, 1, 1e-6, out, error); });
+    chains([&](auto out, auto error) {
+        const double place = 3;
+        return sorvane_chain_split(chain, &place, 1, 0, 1e-9, out, error);
+    });
+    const auto regions = [](const auto& make) {
+        EXPECT_LT(0U, FailEach<sorvane_region>(make, sorvane_region_free));
+    };
+    regions([&](auto out, auto error) { return sorvane_region_intersection(a, b, out, error); });
+    regions([&](auto out, auto error) { return sorvane_region_offset(a, -1, 0.1, out, error); });
+    regions([&](auto out, auto error) {
+        return sorvane_mesh_silhouette(mesh, nullptr, nullptr, out, error);
+    });
+    const auto groups = [](const auto& make) {
+        EXPECT_LT(0U, FailEach<sorvane_line_groups>(make, sorvane_line_groups_free));
+    };
+    groups([&](auto out, auto error) { return sorvane_region_pocket(a, 1, 1, 0.1, out, error); });
+    groups([&](auto out, auto error) {
+        return sorvane_region_clip(a, other, 4, starts, nullptr, 1, 0, 1e-9, out, error);
+    });
+    sorvane_chain_free(chain);
+    sorvane_region_free(a);
+    sorvane_region_free(b);
+}
+
+TEST_F(CMemory, ToolsAndSurfaces)
+{
+    EXPECT_LT(0U, FailEach<sorvane_tool>(
+                      [](auto out, auto error) { return sorvane_tool_ball(2, 9, out, error); },
+                      sorvane_tool_free));
+    EXPECT_LT(0U, FailEach<sorvane_surface>(
+                      [&](auto out, auto error) { return sorvane_surface_new(mesh, out, error); },
+                      sorvane_surface_free));
+}

@@ -554,7 +554,7 @@ static void patches_are_cut_by_masks(void)
         double area = 0;
         int part;
         for (part = SORVANE_PATCH_INSIDE; part <= SORVANE_PATCH_OUTSIDE; ++part) {
-            CHECK_OK(sorvane_patch_mesh(7, inside, 45, (sorvane_patch_style)style, (sorvane_patch_part)part, &mesh,
+            CHECK_OK(sorvane_patch_mesh(7, inside, 45, style, part, &mesh,
                                         &error));
             CHECK(area_of(mesh) > 0.001);
             area += area_of(mesh);
@@ -569,9 +569,9 @@ static void patches_are_cut_by_masks(void)
           SORVANE_BAD_ARGUMENT);
     CHECK(sorvane_patch_mesh(8, inside, 45, SORVANE_PATCH_MIDPOINTS, SORVANE_PATCH_WHOLE, &mesh, &error) ==
           SORVANE_BAD_ARGUMENT);
-    CHECK(sorvane_patch_mesh(7, inside, 45, (sorvane_patch_style)3, SORVANE_PATCH_WHOLE, &mesh, &error) ==
+    CHECK(sorvane_patch_mesh(7, inside, 45, 3, SORVANE_PATCH_WHOLE, &mesh, &error) ==
           SORVANE_BAD_ARGUMENT);
-    CHECK(sorvane_patch_mesh(7, inside, 45, SORVANE_PATCH_MIDPOINTS, (sorvane_patch_part)4, &mesh, &error) ==
+    CHECK(sorvane_patch_mesh(7, inside, 45, SORVANE_PATCH_MIDPOINTS, 4, &mesh, &error) ==
           SORVANE_BAD_ARGUMENT);
     CHECK(mesh == NULL);
 }

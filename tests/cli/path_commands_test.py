@@ -73,6 +73,18 @@ class Offset(PathTest):
         self.assertEqual([c['is_closed'] for c in again['chains']], [True, True])
         self.assertIn('offsets', self.text('off.svg'))
 
+    def test_repeated_points_make_no_elements(self):
+        self.write('line.txt', '0 0\n0 0\n0 0\n5 0\n5 0\n5 5\n5 5\n')
+        chain = self.result('offset', 'line.txt', '--distance', 1)['chains'][0]
+        self.assertEqual((chain['segments'], chain['length']), (2, 10))
+        self.assertEqual(self.result('offset', 'line.txt', '--closed')['chains'][0]['segments'], 3)
+
+    def test_far_from_the_origin(self):
+        self.write('far.txt', circle(10, (1e6, -1e6)).replace('1e-9', '1e-6'))
+        self.assertAlmostEqual(self.lengths(self.result('offset', 'far.txt', '--distance', -4))[0], 12 * PI, 5)
+        self.write('square.txt', points([(x + 1e6, y + 1e6) for x, y in square(0, 21)]))
+        self.assertAlmostEqual(self.result('pocket', 'square.txt', '--radius', 2)['length'], 180, 5)
+
     def test_open_line_and_closing_it(self):
         self.write('line.txt', points([(0, 0), (10, 0), (10, 10)]))
         self.assertFalse(self.result('offset', 'line.txt')['chains'][0]['is_closed'])
@@ -114,7 +126,7 @@ class Offset(PathTest):
                             ('\n0 1e-9\nL 0 0 1 0\n', 'line 2'), ('\n1e99 0\nL 0 0 1 0\n', 'line 2'),
                             ('\n1 1e-9\nL 0 0 nan 0\n', 'line 3'), ('1 1\n', 'single point'), ('', 'no points'),
                             ('\n1 -1\nL 0 0 1 0\n', 'line 2'), ('nan nan\n1 2\n', 'line 1'),
-                            ('o.5 1\n1 2\n', 'line 1'), (stl(block()), 'is a mesh')):
+                            ('o.5 1\n1 2\n', 'line 1'), ('1 1\n1 1\n1 1\n', 'no longer than'), (stl(block()), 'is a mesh')):
             with self.subTest(text):
                 self.assertIn(words, self.expect(FILES, 'offset', '-', stdin=text).err)
         self.expect(DONE, 'offset', '-', '--tolerance', 0.6, stdin='\n2 1e-9\nL 0 0 1 0\nL 1.5 0 2 0\n')
@@ -153,6 +165,12 @@ class Pocket(PathTest):
         result = self.result('pocket', 'two.txt', '--radius', 2, code=DEFECTIVE)
         self.assertEqual(result['defects'], ['does_not_fit'])
         self.assertAlmostEqual(result['rings'][0]['length'], 24)
+
+    def test_lines_without_room_between_them(self):
+        for text in ('0 0\n10 0\n', '0 0\n10 0\n5 0\n', '0 0\n10 0\n10 1\n0 1\n'):
+            with self.subTest(text):
+                result = self.result('pocket', '-', '--radius', 1, stdin=text, code=DEFECTIVE)
+                self.assertEqual((result['defects'], result['length']), (['does_not_fit'], 0))
 
     def test_section_of_a_part(self):
         self.write_part('cube.stl', block())
@@ -258,6 +276,25 @@ class Lathe(PathTest):
                   if row and not row.startswith('#')]
         self.assertAlmostEqual(max(y for _, y in places), 10)
         self.assertAlmostEqual(min(y for _, y in places), -5)
+
+    def test_far_from_the_origin(self):
+        far = [(x + 1e6, y - 1e6) for x, y in [(10, 0), (0, 0), (0, 10), (20, 10), (20, 0), (10, 0)]]
+        self.write('far.txt', points(far))
+        self.assertAlmostEqual(self.result('lathe', 'far.txt', 'tool.txt', 'holder.txt')['reached'], 30, 5)
+        self.assertAlmostEqual(self.result('lathe', 'far.txt', 'tool.txt')['reached'], 60, 5)
+
+    def test_closed_profile_may_start_anywhere(self):
+        corners = [(0, 0), (0, 10), (20, 10), (20, 0)]
+        for first in range(4):
+            with self.subTest(first):
+                self.write('turned.txt', points(corners[first:] + corners[:first] + corners[first:first + 1]))
+                self.assertAlmostEqual(self.result('lathe', 'turned.txt', 'tool.txt', 'holder.txt')['reached'], 30, 6)
+        self.write('mid.txt', points([(5, 10), (20, 10), (20, 0), (0, 0), (0, 10), (5, 10)]))
+        result = self.result('lathe', 'mid.txt', 'tool.txt', 'holder.txt')
+        self.assertAlmostEqual(result['reached'], 30, 6)
+        (missed,) = [s for s in result['stretches'] if not s['angles']]
+        self.assertAlmostEqual(missed['from'], 15 + 5, 6)
+        self.assertAlmostEqual(missed['to'], 15 + 5 + 30, 6)
 
     def test_tilts(self):
         result = self.result('lathe', 'profile.txt', 'tool.txt', 'holder.txt', '--range', '-90,90,90')

@@ -130,7 +130,10 @@ class Section(PartTest):
         self.assertAlmostEqual(self.result('report', 'a.stl')['volume'], 400)
         self.assertAlmostEqual(self.result('report', 'b.stl')['volume'], 600)
         self.assertIn('the lids', self.text('halves.svg'))
-        self.expect(WRONG_USE, 'section', 'cube.stl', '--below', '-')
+        # All of it above a plane through its bottom.
+        result = self.result('section', 'cube.stl', '--height', 0, '--above', 'all.stl')
+        self.assertEqual((result['below']['volume'], result['below']['triangles']), (0, 0))
+        self.assertAlmostEqual(result['above']['volume'], 1000)
         result = self.result('section', 'open.stl', '--height', 4, '--below', 'c.stl', code=DEFECTIVE)
         self.assertIn('open_halves', result['defects'])
 
