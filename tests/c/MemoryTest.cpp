@@ -240,6 +240,7 @@ TEST_F(CMemory, ImprintsAndSolids)
     Expect([&](auto out, auto error) {
         return sorvane_mesh_extrude(profile, 4, 0, 1, 1, out, error);
     });
+}
 
 TEST_F(CMemory, ChainsAndRegions)
 {
