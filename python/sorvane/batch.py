@@ -18,7 +18,7 @@ import sys
 import threading
 import uuid
 import warnings
-from collections import Counter, OrderedDict
+from collections import OrderedDict
 from concurrent.futures import Future, ThreadPoolExecutor, as_completed
 from typing import Any, Callable, Dict, Generator, Iterable, List, NamedTuple, Optional, Sequence, Tuple, Union
 
@@ -325,10 +325,10 @@ def _client(client: Any) -> Any:
         return None
 
 
-#: Seconds without any news after which it is looked whether somebody still works.
-_PATIENCE = 5.0
-#: How often that long it is waited for a result that is said to be there.
-_TRIES = 20
+#: Seconds without any news after which jobs are given out once more; see below.
+_PATIENCE = 60.0
+#: Seconds that the transfer of one result may take, until its job is given out once more.
+_FETCH = 300.0
 
 #: Number of a job, its result, and what it raised.
 _Answers = Generator[Tuple[int, Any, Optional[BaseException]], None, None]
@@ -357,72 +357,61 @@ def _on_cluster(
 ) -> _Answers:
     """On the workers of a cluster. Dask does again what was lost with a worker."""
     finished: "queue.SimpleQueue[Tuple[int, Any]]" = queue.SimpleQueue()
-    pending: Dict[int, Any] = {}
+    pending: Dict[int, List[Any]] = {}
+    there: List[Any] = []
+    blamed: List[int] = []
     alone = False
 
-    def begin(number: int, priority: int = 0) -> None:
+    def begin(numbers: Iterable[int]) -> None:
+        # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead, but
+        # then it would be lost with the workers that hold it.
         with warnings.catch_warnings():
-            # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead,
-            # but then it would be lost with the workers that hold it.
             warnings.filterwarnings("ignore", message="Large object of size")
-            if not there:
-                there.extend(client.submit(_itself, part, pure=False) for part in shared)
-            future = client.submit(
-                _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=priority
-            )
-        pending[number] = future
-        future.add_done_callback(lambda done: finished.put((number, done)))
+            there[:] = [client.submit(_itself, part, pure=False) for part in shared]
+            for rank, number in enumerate(numbers):
+                future = client.submit(
+                    _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=-rank
+                )
+                pending.setdefault(number, []).append(future)
+                future.add_done_callback(lambda done, number=number: finished.put((number, done)))
 
-    def begin_again(numbers: Iterable[int]) -> None:
-        client.cancel([pending.pop(number) for number in numbers])
-        there.clear()
-        for number in numbers:
-            begin(number)
-
-    there: List[Any] = []
-    tries: "Counter[int]" = Counter()
-    blamed: List[int] = []
+    # Without any news for that long the jobs are given out once more, and what is ready first counts. Where workers end
+    # while others fetch something from them, the scheduler may wait for a job that nobody does. A job that just takes
+    # long is done twice then, but not three times before it has taken twice as long again.
+    patience = _PATIENCE
     try:
-        for rank, number in enumerate(order):
-            begin(number, -rank)
+        begin(order)
         while pending or blamed:
             if not pending:
                 # Dask blames a worker's end on all jobs that were waiting there. Alone, a job is to blame itself.
                 alone = True
-                begin(blamed.pop(0))
+                begin([blamed.pop(0)])
             try:
-                number, future = finished.get(timeout=_PATIENCE)
+                number, future = finished.get(timeout=patience)
             except queue.Empty:
-                # When workers end while their results are fetched, jobs may be forgotten that nobody works on.
-                busy = client.processing()
-                worked_on = {key for keys in busy.values() for key in keys}
-                if not all(busy.values()) and not any(future.key in worked_on for future in pending.values()):
-                    begin_again(list(pending))
+                patience *= 2
+                begin(list(pending))
                 continue
-            if pending.get(number) is not future:
-                continue  # begun again since
+            if number not in pending or future not in pending[number]:
+                continue  # another one was first
             try:
-                result, error = future.result(timeout=_PATIENCE), None
+                result, error = future.result(timeout=_FETCH), None
             except Exception as exception:
                 result, error = None, exception
-                tries[number] += 1
-                if future.status == "finished" and tries[number] % _TRIES:  # a large result takes its time
-                    finished.put((number, future))
-                    continue
                 if future.status != "error":  # it was done, and was lost with its worker
-                    begin_again([number])
+                    begin([number])
                     continue
             except BaseException as exception:
                 if type(exception).__name__ != "CancelledError":
                     raise
                 result, error = None, Error("the cluster has given the job up")
-            del pending[number]
+            client.cancel(pending.pop(number))
             if type(error).__name__ == "KilledWorker" and not alone:
                 blamed.append(number)
             else:
                 yield number, result, error
     finally:
-        client.cancel(list(pending.values()))
+        client.cancel([future for futures in pending.values() for future in futures])
 
 
 def _itself(value: Any) -> Any:

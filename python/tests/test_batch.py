@@ -22,8 +22,10 @@ def cluster() -> Iterator[Any]:
     """The client of two workers, each a process of its own that is started again when it ends."""
     dask = pytest.importorskip("dask")
     distributed = pytest.importorskip("distributed")
-    batch._PATIENCE = 0.5  # nothing here takes longer
-    with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.comm.timeouts.connect": "2s"}):
+    # Nothing here takes long; workers that end are noticed as soon.
+    batch._PATIENCE, batch._FETCH = 2.0, 2.0
+    os.environ["DASK_DISTRIBUTED__COMM__TIMEOUTS__CONNECT"] = "1s"  # for the workers
+    with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.comm.timeouts.connect": "1s"}):
         with distributed.LocalCluster(
             n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None, memory_limit=0, silence_logs=50
         ) as local:
