@@ -231,7 +231,8 @@ class _KeptSlices(Slices):
         lines: Lines,
     ) -> None:
         self._arrays = (heights, areas, lengths, open_lengths, first, frames, lines)
-        for array in (heights, areas, lengths, open_lengths, first, frames):
+        arrays: List[Any] = [heights, areas, lengths, open_lengths, first, frames]
+        for array in arrays:
             array.setflags(write=False)
 
     @property
