@@ -28,7 +28,7 @@ def two_workers() -> Iterator[Any]:
     os.environ["DASK_DISTRIBUTED__COMM__TIMEOUTS__CONNECT"] = "1s"  # for the workers
     with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.comm.timeouts.connect": "1s"}):
         with distributed.LocalCluster(
-            n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None, memory_limit=0, silence_logs=50
+            n_workers=2, threads_per_worker=1, processes=True, dashboard_address=":0", memory_limit=0, silence_logs=50
         ) as local:
             with distributed.Client(local, set_as_default=False) as client:
                 yield client
@@ -229,3 +229,9 @@ def test_what_can_not_be_done_is_raised(client: Any, tmp_path: Path) -> None:
         batch.height_map(box(), 5, [0], [0], client=client)  # type: ignore[arg-type]
     assert batch.slices(box(), [], client=client) == []
     assert batch.height_map(box(), tool, [], [0], client=client).shape == (1, 0)
+
+
+def test_a_result_that_can_not_travel_has_its_reason(files: list[Path], cluster: Any) -> None:
+    rows = batch.map_parts(lambda mesh: mesh._handle if len(mesh) > 100 else len(mesh), files, client=cluster)
+    assert rows[0].error == rows[1].error == "TypeError: a handle can't be pickled"
+    assert rows[2].value == 14
