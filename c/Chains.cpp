@@ -169,9 +169,30 @@ void CheckRegularity(const Vec2d& from, const Vec2d& to, double tolerance, std::
 {
     const double gap = Vector::Length(to - from);
     if (gap > std::max(tolerance, RoundingAt(to))) {
-        BadArgument("element " + std::to_string(number) + " starts " + std::to_string(gap) +
+        BadArgument("element " + std::to_string(number) + " starts " + Text(gap) +
                         " away from the end of the one before",
                     static_cast<long long>(number));
+    }
+}
+
+/// Refuses in a file what the other functions refuse in their arguments.
+void CheckRead(const Chain& chain, const std::string& path)
+{
+    if (!(chain.tolerance >= 0)) {
+        throw Failure{SORVANE_FILE_ERROR, path + ": has the tolerance " + Text(chain.tolerance) +
+                                              "; it must not be negative"};
+    }
+    const auto isUsable = [](double value) { return std::fabs(value) <= kLargestCoordinate; };
+    for (std::size_t i = 0; i < chain.elements.size(); ++i) {
+        const auto* arc = chain.elements[i].AsArc();
+        const Vec2d start = chain.elements[i].StartPoint();
+        const Vec2d other = arc != nullptr ? arc->center : chain.elements[i].EndPoint();
+        if (!isUsable(start.x()) || !isUsable(start.y()) || !isUsable(other.x()) || !isUsable(other.y()) ||
+            (arc != nullptr && !isUsable(arc->length))) {
+            throw Failure{SORVANE_FILE_ERROR,
+                          path + ": element " + std::to_string(i) + " has a number that is not finite, or beyond 1e150",
+                          static_cast<long long>(i)};
+        }
     }
 }
 
@@ -192,14 +213,14 @@ long long CountInFile(const char* path)
 void CheckLength(double value, const char* name)
 {
     if (!(value >= 0)) {
-        BadArgument(std::string(name) + " is " + std::to_string(value) + "; it must not be negative");
+        BadArgument(std::string(name) + " is " + Text(value) + "; it must not be negative");
     }
 }
 
 void CheckPositive(double value, const char* name)
 {
     if (!(value > 0) || std::isinf(value)) {
-        BadArgument(std::string(name) + " is " + std::to_string(value) + "; it must be greater than 0 and finite");
+        BadArgument(std::string(name) + " is " + Text(value) + "; it must be greater than 0 and finite");
     }
 }
 
@@ -337,7 +358,7 @@ sorvane_status sorvane_chain_fit(const double* points, size_t point_count, doubl
             }
             const double gap = Vector::Length(made.elements.back().EndPoint() - polyline.back());
             if (gap > 2 * tolerance + RoundingAt(polyline.back())) {
-                Failed("the chain ends " + std::to_string(gap) +
+                Failed("the chain ends " + Text(gap) +
                        " before the last point: the tolerance is below the rounding of the coordinates");
             }
         }
@@ -384,6 +405,7 @@ sorvane_status sorvane_chain_read(const char* path, sorvane_chain** chain, sorva
                                                   " elements, and " + std::to_string(made.elements.size()) +
                                                   " can be read and joined"};
         }
+        CheckRead(made, path);
         return Made(chain, NewChain(std::move(made)));
     });
 }
@@ -471,7 +493,7 @@ sorvane_status sorvane_chain_points_at(const sorvane_chain* chain, const double*
             source, std::vector<double>(parameters, parameters + count), normalized != 0, found);
         for (std::size_t i = 0; i < count; ++i) {
             if (!isOn[i]) {
-                BadArgument("parameter " + std::to_string(i) + " is " + std::to_string(parameters[i]) +
+                BadArgument("parameter " + std::to_string(i) + " is " + Text(parameters[i]) +
                                 " and not on the chain",
                             static_cast<long long>(i));
             }
@@ -670,6 +692,9 @@ sorvane_status sorvane_chain_break_at_intersections(const sorvane_chain* a, cons
                                                     sorvane_error* error)
 {
     return Guarded(error, [&] {
+        if (broken_b != nullptr) {
+            *broken_b = nullptr;
+        }
         Result(broken_a, "broken_a");
         Result(broken_b, "broken_b");
         CheckLength(tolerance, "tolerance");
@@ -686,6 +711,9 @@ sorvane_status sorvane_chain_split_at_intersections(const sorvane_chain* a, cons
                                                     sorvane_error* error)
 {
     return Guarded(error, [&] {
+        if (pieces_of_b != nullptr) {
+            *pieces_of_b = nullptr;
+        }
         Result(pieces_of_a, "pieces_of_a");
         Result(pieces_of_b, "pieces_of_b");
         CheckLength(tolerance, "tolerance");

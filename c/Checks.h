@@ -29,7 +29,7 @@ using Velk::Math::Vec3d;
 inline void CheckNotNegative(double value, const char* name)
 {
     if (!(value >= 0)) {
-        BadArgument(std::string(name) + " is " + std::to_string(value) +
+        BadArgument(std::string(name) + " is " + Text(value) +
                     "; it must not be negative");
     }
 }

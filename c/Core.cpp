@@ -7,6 +7,7 @@
 #include <Velk/Progress_E.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -43,6 +44,13 @@ void Fill(sorvane_error* error, sorvane_status status, const char* message, long
 }
 
 } // namespace
+
+std::string Text(double value)
+{
+    constexpr std::size_t kLongest = 32; // of the shortest form of a `double`
+    char digits[kLongest];
+    return {digits, std::to_chars(digits, digits + kLongest, value).ptr};
+}
 
 void BadArgument(std::string message, long long index)
 {
@@ -137,7 +145,7 @@ using namespace SorvaneC;
 
 const char* sorvane_status_name(sorvane_status status)
 {
-    switch (status) {
+    switch (NumberOf(status)) {
     case SORVANE_OK: return "SORVANE_OK";
     case SORVANE_BAD_ARGUMENT: return "SORVANE_BAD_ARGUMENT";
     case SORVANE_BAD_INDEX: return "SORVANE_BAD_INDEX";

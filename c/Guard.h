@@ -82,6 +82,9 @@ template <class T> T& Required(T* pointer, const char* name)
     return *pointer;
 }
 
+/// A number as messages show it: as few digits as tell it from all others, with a point whatever the locale.
+std::string Text(double value);
+
 /// The number of an enumerator that comes from C, where it may be any: to load one that there is not has no meaning in
 /// C++.
 template <class Enum> int NumberOf(const Enum& value) noexcept
@@ -108,6 +111,13 @@ template <class T> const T* Elements(const std::vector<T>& values, std::size_t* 
 constexpr std::size_t kLargestOptions = 1U << 16;
 
 /// The options of the caller: the sensible values, overwritten by as much as the caller's structure has.
+///
+/// A structure of options that grows must do three things so that programs compiled before go on working:
+/// - The new field begins at or behind the former end, not in padding before it, which older programs leave unset: an
+///   `int` behind an odd number of them needs an unused one in between.
+/// - `_init` of before fills in the former structure alone, since the caller's has no room for more: the new one gets
+///   a symbol of its own under the same name, by a version node in sorvane_c.map.
+/// - Sizes and last fields stand in a test of the layouts, which then fails and is brought up to date.
 template <class Options> Options OptionsOf(const Options* given, void (*init)(Options*))
 {
     Options options;

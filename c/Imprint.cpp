@@ -105,7 +105,7 @@ sorvane_status sorvane_mesh_imprint(const sorvane_mesh* mesh, const double* poin
         const auto far = std::find(areNear.begin(), areNear.end(), false);
         if (far != areNear.end() && how.skip_far_points == 0 && !IsStopped()) {
             Failed("point " + std::to_string(far - areNear.begin()) +
-                       " lies farther from the surface than " + std::to_string(how.tolerance),
+                       " lies farther from the surface than " + Text(how.tolerance),
                    far - areNear.begin());
         }
         auto handle = std::make_unique<sorvane_imprint>(data, how.tolerance);

@@ -98,7 +98,7 @@ double ShankOf(double length, double height)
 {
     CheckPositive(length, "length");
     if (length < height) {
-        BadArgument("length is " + std::to_string(length) + "; the cutting part alone is " + std::to_string(height) +
+        BadArgument("length is " + Text(length) + "; the cutting part alone is " + Text(height) +
                     " high");
     }
     return length - height;
@@ -224,7 +224,12 @@ std::unique_ptr<sorvane_lines> NewLines(const Polylines& polylines)
 
 // --- tools -------------------------------------------------------------------------------------------------------
 
-void sorvane_tool_shape_init(sorvane_tool_shape* shape) { *shape = {sizeof(sorvane_tool_shape), 0, 0, 0, 0, 0, 0, 0}; }
+void sorvane_tool_shape_init(sorvane_tool_shape* shape)
+{
+    if (shape != nullptr) {
+        *shape = {sizeof(*shape), 0, 0, 0, 0, 0, 0, 0};
+    }
+}
 
 sorvane_status sorvane_tool_new(const sorvane_tool_shape* shape, sorvane_tool** tool, sorvane_error* error)
 {
@@ -251,7 +256,7 @@ sorvane_status sorvane_tool_bull(double diameter, double corner_radius, double l
         Result(tool, "tool");
         CheckPositive(diameter, "diameter");
         if (!(corner_radius >= 0 && corner_radius <= diameter / 2)) {
-            BadArgument("corner_radius is " + std::to_string(corner_radius) +
+            BadArgument("corner_radius is " + Text(corner_radius) +
                         "; it must be between 0 and half the diameter");
         }
         Shape shape;
@@ -270,7 +275,7 @@ sorvane_status sorvane_tool_cone(double diameter, double angle_degrees, double l
         Result(tool, "tool");
         CheckPositive(diameter, "diameter");
         if (!(angle_degrees > 0 && angle_degrees < 180)) {
-            BadArgument("angle_degrees is " + std::to_string(angle_degrees) + "; it must be between 0 and 180");
+            BadArgument("angle_degrees is " + Text(angle_degrees) + "; it must be between 0 and 180");
         }
         Shape shape;
         shape.taperAngle = angle_degrees / 360 * kPi;
@@ -289,7 +294,8 @@ sorvane_status sorvane_tool_from_profile(const double* points, size_t point_coun
         CheckLength(tolerance, "tolerance");
         const Polyline outline = FinitePoints(points, point_count, "points");
         Shape shape;
-        if (family == SORVANE_TOOL_CYLINDRICAL) {
+        const int number = NumberOf(family);
+        if (number == SORVANE_TOOL_CYLINDRICAL) {
             const auto report = Mill::CylindricalToolFromPolyline(outline, tolerance);
             shape.tipRadius = report.tool.tipRadius;
             shape.lowerCornerRadius = report.tool.cornerRadius;
@@ -297,13 +303,13 @@ sorvane_status sorvane_tool_from_profile(const double* points, size_t point_coun
             shape.shankLength = report.tool.shankLength;
             CheckFit(report, shape);
             TellFit(report, fit);
-        } else if (family == SORVANE_TOOL_CONVEX) {
+        } else if (number == SORVANE_TOOL_CONVEX) {
             const auto report = Mill::ConvexToolFromPolyline(outline, tolerance);
             shape = report.tool;
             CheckFit(report, shape);
             TellFit(report, fit);
         } else {
-            BadArgument("family is " + std::to_string(static_cast<int>(family)));
+            BadArgument("family is " + std::to_string(number) + "; there is no such family");
         }
         return Made(tool, NewTool(shape));
     });
@@ -506,14 +512,19 @@ sorvane_status sorvane_mesh_spin_outline(const sorvane_mesh* mesh, const double*
 
 void sorvane_lathe_setup_init(sorvane_lathe_setup* setup)
 {
-    *setup = {};
-    setup->size = sizeof(sorvane_lathe_setup);
+    if (setup != nullptr) {
+        *setup = {};
+        setup->size = sizeof(*setup);
+    }
 }
 
 sorvane_status sorvane_lathe_regions(const sorvane_lathe_setup* setup, sorvane_lines** tool_regions,
                                      sorvane_lines** holder_regions, sorvane_error* error)
 {
     return Guarded(error, [&] {
+        if (holder_regions != nullptr) {
+            *holder_regions = nullptr;
+        }
         Result(tool_regions, "tool_regions");
         Result(holder_regions, "holder_regions");
         const Setup given = SetupOf(setup);

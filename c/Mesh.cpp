@@ -34,7 +34,7 @@ std::unique_ptr<sorvane_mesh> NewMesh(MeshData&& mesh)
 void CheckTolerance(double tolerance)
 {
     if (!(tolerance >= 0)) {
-        BadArgument("tolerance is " + std::to_string(tolerance) + "; it must not be negative");
+        BadArgument("tolerance is " + Text(tolerance) + "; it must not be negative");
     }
 }
 
@@ -70,23 +70,29 @@ const char* PathOf(const char* path)
     return path;
 }
 
+/// Triangles of a mesh with the points that they use, in the order of the mesh; `oldPoints` becomes
+/// the numbers that those have there. `newNumber` is -1 for each point of the mesh, before and after:
+/// parts one after the other cost what they have and not what the mesh has.
 MeshData Part(const MeshData& mesh, const int* triangles, std::size_t count,
-              std::vector<std::size_t>& oldPoints)
+              std::vector<int>& newNumber, std::vector<std::size_t>& oldPoints)
 {
-    std::vector<int> newNumber(mesh.points.size(), -1);
+    oldPoints.clear();
     for (std::size_t i = 0; i < count; ++i) {
         for (std::size_t k = 0; k < 3; ++k) {
-            newNumber[static_cast<std::size_t>(
-                mesh.indices[3 * static_cast<std::size_t>(triangles[i]) + k])] = 0;
+            const auto p = static_cast<std::size_t>(
+                mesh.indices[3 * static_cast<std::size_t>(triangles[i]) + k]);
+            if (newNumber[p] < 0) {
+                newNumber[p] = 0;
+                oldPoints.push_back(p);
+            }
         }
     }
+    std::sort(oldPoints.begin(), oldPoints.end());
     MeshData part;
-    for (std::size_t p = 0; p < newNumber.size(); ++p) {
-        if (newNumber[p] == 0) {
-            newNumber[p] = static_cast<int>(part.points.size());
-            part.points.push_back(mesh.points[p]);
-            oldPoints.push_back(p);
-        }
+    part.points.reserve(oldPoints.size());
+    for (const std::size_t p : oldPoints) {
+        newNumber[p] = static_cast<int>(part.points.size());
+        part.points.push_back(mesh.points[p]);
     }
     part.indices.reserve(3 * count);
     for (std::size_t i = 0; i < count; ++i) {
@@ -94,6 +100,9 @@ MeshData Part(const MeshData& mesh, const int* triangles, std::size_t count,
             const int old = mesh.indices[3 * static_cast<std::size_t>(triangles[i]) + k];
             part.indices.push_back(newNumber[static_cast<std::size_t>(old)]);
         }
+    }
+    for (const std::size_t p : oldPoints) {
+        newNumber[p] = -1;
     }
     return part;
 }
@@ -268,8 +277,9 @@ sorvane_status sorvane_mesh_part(const sorvane_mesh* mesh, const int* triangles,
                          static_cast<long long>(i));
             }
         }
+        std::vector<int> newNumber(given.mesh.points.size(), -1);
         std::vector<std::size_t> oldPoints;
-        auto handle = NewMesh(Part(given.mesh, triangles, count, oldPoints));
+        auto handle = NewMesh(Part(given.mesh, triangles, count, newNumber, oldPoints));
         if (!given.pointTags.empty()) {
             for (const std::size_t p : oldPoints) {
                 handle->pointTags.push_back(given.pointTags[p]);
@@ -366,11 +376,16 @@ sorvane_status sorvane_mesh_match_normals(const sorvane_mesh* mesh, sorvane_mesh
         handle->triangleTags = given.triangleTags;
         std::vector<int>& indices = handle->mesh.indices;
         std::size_t count = 0;
+        std::vector<int> newNumber(given.mesh.points.size(), -1);
+        std::vector<std::size_t> oldPoints;
         // The library's operation walks one component: each is handed to it alone.
         for (const std::vector<int>& triangles :
              Mesh::ConnectedComponents(given.mesh, Mesh::Connection::SharedEdge)) {
-            std::vector<std::size_t> oldPoints;
-            MeshData component = Part(given.mesh, triangles.data(), triangles.size(), oldPoints);
+            if (IsStopped()) {
+                break;
+            }
+            MeshData component =
+                Part(given.mesh, triangles.data(), triangles.size(), newNumber, oldPoints);
             const std::vector<int> before = component.indices;
             if (!Mesh::MatchNormals(component)) {
                 continue;

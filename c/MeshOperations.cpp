@@ -66,7 +66,7 @@ private:
 void CheckAngle(double angle, const char* name)
 {
     if (!(angle >= 0)) {
-        BadArgument(std::string(name) + " is " + std::to_string(angle) +
+        BadArgument(std::string(name) + " is " + Text(angle) +
                     "; it must not be negative");
     }
 }
@@ -82,7 +82,7 @@ unsigned IterationsOf(int iterations)
 void CheckPositive(double value, const char* name)
 {
     if (!(value > 0) || !std::isfinite(value)) {
-        BadArgument(std::string(name) + " is " + std::to_string(value) +
+        BadArgument(std::string(name) + " is " + Text(value) +
                     "; it must be positive and finite");
     }
 }
@@ -90,7 +90,7 @@ void CheckPositive(double value, const char* name)
 void CheckLength(double length)
 {
     if (!std::isfinite(length)) {
-        BadArgument("length is " + std::to_string(length) + "; it must be finite");
+        BadArgument("length is " + Text(length) + "; it must be finite");
     }
 }
 
@@ -113,7 +113,9 @@ using namespace SorvaneC;
 
 void sorvane_remesh_options_init(sorvane_remesh_options* options)
 {
-    *options = sorvane_remesh_options{sizeof(sorvane_remesh_options), 0.0, 40.0, 10, 1, 1};
+    if (options != nullptr) {
+        *options = {sizeof(*options), 0.0, 40.0, 10, 1, 1};
+    }
 }
 
 sorvane_status sorvane_mesh_remesh(const sorvane_mesh* mesh, const sorvane_remesh_options* options,
@@ -139,8 +141,9 @@ sorvane_status sorvane_mesh_remesh(const sorvane_mesh* mesh, const sorvane_remes
 
 void sorvane_adaptive_options_init(sorvane_adaptive_options* options)
 {
-    *options =
-        sorvane_adaptive_options{sizeof(sorvane_adaptive_options), 0.01, 0.0, 1.0, 40.0, 10, 1, 1};
+    if (options != nullptr) {
+        *options = {sizeof(*options), 0.01, 0.0, 1.0, 40.0, 10, 1, 1};
+    }
 }
 
 sorvane_status sorvane_mesh_remesh_adaptive(const sorvane_mesh* mesh,
@@ -191,8 +194,9 @@ sorvane_status sorvane_mesh_remove_stars(const sorvane_mesh* mesh, double max_an
 
 void sorvane_decimate_options_init(sorvane_decimate_options* options)
 {
-    *options = sorvane_decimate_options{sizeof(sorvane_decimate_options), 0.0, 0.01, 40.0,
-                                        SORVANE_DECIMATE_IN_BATCHES,      1};
+    if (options != nullptr) {
+        *options = {sizeof(*options), 0.0, 0.01, 40.0, SORVANE_DECIMATE_IN_BATCHES, 1};
+    }
 }
 
 sorvane_status sorvane_mesh_decimate(const sorvane_mesh* mesh,
@@ -205,7 +209,7 @@ sorvane_status sorvane_mesh_decimate(const sorvane_mesh* mesh,
         const sorvane_mesh& given = Required(mesh, "mesh");
         const sorvane_decimate_options o = OptionsOf(options, sorvane_decimate_options_init);
         if (!(o.keep_percent >= 0 && o.keep_percent <= 100)) {
-            BadArgument("keep_percent is " + std::to_string(o.keep_percent) +
+            BadArgument("keep_percent is " + Text(o.keep_percent) +
                         "; it must be in [0, 100]");
         }
         CheckTolerance(o.tolerance);
@@ -291,7 +295,7 @@ sorvane_status sorvane_mesh_split_long_edges(const sorvane_mesh* mesh, double le
         Result(split, "split");
         const MeshData& given = MeshOf(mesh);
         if (!(length > 0)) {
-            BadArgument("length is " + std::to_string(length) + "; it must be positive");
+            BadArgument("length is " + Text(length) + "; it must be positive");
         }
         auto handle = std::make_unique<sorvane_mesh>();
         Mesh::SplitLongMeshEdges(given, handle->mesh, length, at_middle != 0,

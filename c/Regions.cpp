@@ -441,8 +441,14 @@ sorvane_status sorvane_region_contains(const sorvane_region* region, const doubl
 sorvane_status sorvane_region_union(const sorvane_region* a, const sorvane_region* b, sorvane_region** result,
                                     sorvane_error* error)
 {
-    static const sorvane_region none;
-    return Combine(Planar::Union<double>, a, b != nullptr ? b : &none, result, error);
+    return Guarded(error, [&] {
+        Result(result, "result");
+        const Polylines first = LoopsOf(RegionOf(a, "a"));
+        const Polylines second = b != nullptr ? LoopsOf(*b) : Polylines();
+        double resolution = 0;
+        const Polylines loops = Planar::Union<double>(first, second, &resolution);
+        return Made(result, NewRegion(loops, resolution));
+    });
 }
 
 sorvane_status sorvane_region_intersection(const sorvane_region* a, const sorvane_region* b, sorvane_region** result,
@@ -562,7 +568,7 @@ sorvane_status sorvane_region_pocket(const sorvane_region* region, double radius
             EndGroup(*made);
         }
         if (made->starts.size() == 1 && !IsStopped()) {
-            Failed("a tool of radius " + std::to_string(radius) + " does not fit into the region");
+            Failed("a tool of radius " + Text(radius) + " does not fit into the region");
         }
         return Made(passes, std::move(made));
     });

@@ -336,7 +336,7 @@ sorvane_status sorvane_mesh_revolve(const double* profile, size_t point_count,
         const Vec3d axis =
             Velk::Math::Vector::Normalized(DirectionOf(axis_direction, "axis_direction"), 0.0);
         if (!(tolerance > 0 && std::isfinite(tolerance))) {
-            BadArgument("tolerance is " + std::to_string(tolerance) +
+            BadArgument("tolerance is " + Text(tolerance) +
                         "; it must be positive and finite");
         }
         // About an axis through the origin, where the rings are turned about it and nothing else.

@@ -72,7 +72,7 @@ SORVANE_C_API sorvane_status sorvane_chains_join(const int *kinds, const double 
 /*
  * Reads a chain from a text file: the number of elements and the tolerance, then a line for each element, L with start
  * and end or A with start, center and length. SORVANE_FILE_ERROR when the file cannot be opened, counts less than 1
- * element, or holds fewer that join than it counts.
+ * element, holds fewer that join than it counts, or has a tolerance or number that is refused elsewhere.
  */
 SORVANE_C_API sorvane_status sorvane_chain_read(const char *path, sorvane_chain **chain, sorvane_error *error);
 /* Writes such a file, with all digits. SORVANE_FILE_ERROR when it cannot be written. */

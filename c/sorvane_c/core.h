@@ -58,7 +58,7 @@ typedef struct sorvane_error {
     /* The triangle, edge, point, line or element that is to blame, counted from 0, or -1 without one; the message says
        of what it is the number. */
     long long index;
-    char message[488]; /* an English sentence, UTF-8, ends with a 0 */
+    char message[488]; /* an English sentence, UTF-8 but for the bytes of a path, which stand as given; ends with a 0 */
 } sorvane_error;
 
 /* Name of a status, such as "SORVANE_OK"; never NULL. */

@@ -14,7 +14,7 @@ extern "C" {
 
 /* --- swept volumes -------------------------------------------------------------------------------------------- */
 
-/* A body that is moved along paths without being turned. Threads that ask one sweep at a time wait for each other. */
+/* A body that is moved along paths without being turned. */
 typedef struct sorvane_sweep sorvane_sweep;
 
 /* Keeps a copy of the body, which must be welded; for a shell without gaps it is closed. SORVANE_FAILED: the body has no

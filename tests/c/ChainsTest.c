@@ -373,6 +373,15 @@ static void two_chains_meet(void)
     first = a;
     CHECK(sorvane_chain_break_at_intersections(a, NULL, 1e-9, &first, &second, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(first == NULL && second == NULL);
+    /* The second output is set also where the first one is what is wrong. */
+    second = a;
+    CHECK(sorvane_chain_break_at_intersections(a, b, 1e-9, NULL, &second, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(second == NULL);
+    CHECK_OK(sorvane_chain_split_at_tangent(a, square_points + 2, 1e-9, &pieces, &error));
+    others = pieces;
+    CHECK(sorvane_chain_split_at_intersections(a, b, 1e-9, NULL, &others, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(others == NULL);
+    sorvane_chains_free(pieces);
     sorvane_chain_free(a);
     sorvane_chain_free(b);
 }
@@ -415,6 +424,20 @@ static void chains_are_written_and_read(void)
     }
     CHECK(sorvane_chain_read(path, &back, &error) == SORVANE_FILE_ERROR);
     CHECK(strstr(error.message, "3 elements") != NULL && back == NULL);
+    {
+        /* What other functions refuse in their arguments does not come in by a file. */
+        static const char *const refused[4] = {"1 -5\nL 0 0 1 0\n", "2 1e-9\nL 0 0 1 0\nL 1 0 1e200 0\n",
+                                               "2 1e-9\nL 0 0 1 0\nA 1 0 1 1e200 1\n",
+                                               "2 1e-9\nL 0 0 1 0\nA 1 0 1 1 1e200\n"};
+        size_t i;
+        for (i = 0; i < 4; ++i) {
+            FILE *file = fopen(path, "w");
+            fputs(refused[i], file);
+            fclose(file);
+            CHECK(sorvane_chain_read(path, &back, &error) == SORVANE_FILE_ERROR);
+            CHECK(error.index == (i == 0 ? -1 : 1) && back == NULL);
+        }
+    }
     remove(path);
     CHECK(sorvane_chain_read("no such chain.txt", &back, &error) == SORVANE_FILE_ERROR);
     CHECK(sorvane_chain_read(NULL, &back, &error) == SORVANE_BAD_ARGUMENT);

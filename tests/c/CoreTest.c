@@ -1,6 +1,38 @@
 /* Status, errors, version and progress. */
 #include "Check.h"
 
+#include <stddef.h>
+
+/*
+ * Programs that were compiled before must find every field where it was: an array of a negative size does not compile.
+ * These are the layouts of 64-bit systems; the numbers are the sums of the sizes of the fields, with their padding.
+ */
+#define LAYOUT(type, bytes, last, place)                                                                               \
+    typedef char layout_of_##type[sizeof(void *) != 8 || (sizeof(type) == (bytes) && offsetof(type, last) == (place))  \
+                                      ? 1                                                                              \
+                                      : -1]
+LAYOUT(sorvane_error, 504, message, 16);
+LAYOUT(sorvane_section_options, 24, tolerance, 16);
+LAYOUT(sorvane_remesh_options, 40, keep_tags, 32);
+LAYOUT(sorvane_adaptive_options, 56, keep_tags, 48);
+LAYOUT(sorvane_decimate_options, 40, keep_tags, 36);
+LAYOUT(sorvane_hole_options, 40, axis_tolerance, 32);
+LAYOUT(sorvane_imprint_options, 24, skip_far_points, 16);
+LAYOUT(sorvane_grid, 72, spacing, 48);
+LAYOUT(sorvane_tool_shape, 64, shank_length, 56);
+LAYOUT(sorvane_lathe_setup, 104, pivot, 88);
+LAYOUT(sorvane_tool_fit, 24, mean_deviation, 16);
+LAYOUT(sorvane_decimation, 56, folding_edges, 48);
+LAYOUT(sorvane_hausdorff, 40, distance, 32);
+LAYOUT(sorvane_hausdorff_bounds, 160, second_nearest, 136);
+LAYOUT(sorvane_arc, 64, length, 56);
+LAYOUT(sorvane_hole, 80, step_count, 72);
+LAYOUT(sorvane_hole_step, 40, is_cone, 32);
+LAYOUT(sorvane_cluster, 56, area, 48);
+LAYOUT(sorvane_oriented_rectangle, 64, extent, 48);
+LAYOUT(sorvane_oriented_box, 120, extent, 96);
+LAYOUT(sorvane_prism, 56, high, 48);
+
 static int stop_at_once(double fraction, void *user)
 {
     (void)fraction;
@@ -23,6 +55,30 @@ static void every_status_has_a_name(void)
     CHECK(strcmp(sorvane_status_name(SORVANE_OK), "SORVANE_OK") == 0);
     CHECK(strcmp(sorvane_status_name(SORVANE_INTERNAL), "SORVANE_INTERNAL") == 0);
     CHECK(strcmp(sorvane_status_name((sorvane_status)99), "unknown status") == 0);
+    CHECK(strcmp(sorvane_status_name((sorvane_status)-1), "unknown status") == 0);
+}
+
+static void small_numbers_are_told(void)
+{
+    sorvane_error error;
+    sorvane_mesh *mesh = NULL;
+    CHECK(sorvane_mesh_weld(NULL, -1e-9, &mesh, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(strstr(error.message, " -1e-09;") != NULL);
+    CHECK(sorvane_mesh_weld(NULL, NAN, &mesh, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(strstr(error.message, "nan;") != NULL);
+}
+
+static void nothing_is_filled_in_nowhere(void)
+{
+    sorvane_adaptive_options_init(NULL);
+    sorvane_decimate_options_init(NULL);
+    sorvane_grid_init(NULL);
+    sorvane_hole_options_init(NULL);
+    sorvane_imprint_options_init(NULL);
+    sorvane_lathe_setup_init(NULL);
+    sorvane_remesh_options_init(NULL);
+    sorvane_section_options_init(NULL);
+    sorvane_tool_shape_init(NULL);
 }
 
 static void scopes_nest_and_close(void)
@@ -46,5 +102,7 @@ void test_core(void)
 {
     version_is_that_of_the_header();
     every_status_has_a_name();
+    small_numbers_are_told();
+    nothing_is_filled_in_nowhere();
     scopes_nest_and_close();
 }

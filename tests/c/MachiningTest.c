@@ -168,7 +168,9 @@ static void tools_stop_on_a_cube(void)
     CHECK(sorvane_surface_height_map(surface, ball, xs, 3, NULL, 2, heights, NULL, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(sorvane_surface_height_map(surface, ball, xs, 1u << 30, ys, 1u << 30, heights, NULL, &error) ==
           SORVANE_BAD_ARGUMENT);
+    sorvane_surface_free(surface);
     CHECK(sorvane_surface_new(NULL, &surface, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(surface == NULL);
     sorvane_tool_free(ball);
 }
 
@@ -376,6 +378,11 @@ static void a_turning_tool_reaches_a_shaft(void)
     size_t count = 0;
     sorvane_lathe_setup_init(&setup);
     CHECK(sorvane_lathe_regions(&setup, &tool_regions, &holder_regions, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK_OK(sorvane_polyline_thin(shaft, 5, 0, 0, &tool_regions, &error));
+    holder_regions = tool_regions;
+    CHECK(sorvane_lathe_regions(&setup, NULL, &holder_regions, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(holder_regions == NULL); /* also where the first output is what is wrong */
+    sorvane_lines_free(tool_regions);
     setup.tool = insert;
     setup.tool_count = 3;
     setup.target = shaft;

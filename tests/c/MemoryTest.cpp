@@ -9,7 +9,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdio>
 #include <functional>
+#include <new>
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -81,6 +84,19 @@ protected:
     void Expect(const std::function<sorvane_status(sorvane_mesh**, sorvane_error*)>& make)
     {
         EXPECT_LT(0U, FailEach<sorvane_mesh>(make, sorvane_mesh_free));
+    }
+
+    /// The same for a call that makes no handle.
+    static void ExpectNumbers(const std::function<sorvane_status(sorvane_error*)>& call)
+    {
+        static int done;
+        EXPECT_LT(0U, FailEach<int>(
+                          [&](int** out, sorvane_error* error) {
+                              const sorvane_status status = call(error);
+                              *out = status == SORVANE_OK ? &done : nullptr;
+                              return status;
+                          },
+                          [](int*) {}));
     }
 
     sorvane_mesh* mesh = nullptr;
@@ -264,6 +280,8 @@ TEST_F(CMemory, ChainsAndRegions)
     const auto regions = [](const auto& make) {
         EXPECT_LT(0U, FailEach<sorvane_region>(make, sorvane_region_free));
     };
+    // First of all unions, so that what one of them keeps for the next is made here.
+    regions([&](auto out, auto error) { return sorvane_region_union(a, nullptr, out, error); });
     regions([&](auto out, auto error) { return sorvane_region_intersection(a, b, out, error); });
     regions([&](auto out, auto error) { return sorvane_region_offset(a, -1, 0.1, out, error); });
     regions([&](auto out, auto error) {
@@ -289,4 +307,108 @@ TEST_F(CMemory, ToolsAndSurfaces)
     EXPECT_LT(0U, FailEach<sorvane_surface>(
                       [&](auto out, auto error) { return sorvane_surface_new(mesh, out, error); },
                       sorvane_surface_free));
+    sorvane_surface* surface = nullptr;
+    sorvane_tool* tool = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_surface_new(mesh, &surface, nullptr));
+    ASSERT_EQ(SORVANE_OK, sorvane_tool_ball(2, 9, &tool, nullptr));
+    const double places[6] = {1.5, 2.5, 0, 4, 4, 0};
+    double heights[4];
+    ExpectNumbers([&](auto error) {
+        return sorvane_surface_height_map(surface, tool, places, 2, places, 2, heights, nullptr,
+                                          error);
+    });
+    ExpectNumbers([&](auto error) {
+        return sorvane_surface_gouges(surface, tool, places, 2, 0, heights, nullptr, nullptr,
+                                      error);
+    });
+    sorvane_tool_free(tool);
+    sorvane_surface_free(surface);
+}
+
+TEST_F(CMemory, Turning)
+{
+    const double insert[6] = {0, 0, 1, 3, -1, 3};
+    const double holder[8] = {-1, 3, 1, 3, 3, 14, -3, 14};
+    const double shaft[10] = {0, 0, 0, 8, 60, 8, 60, 0, 0, 0};
+    const double angle = 15;
+    sorvane_lathe_setup setup;
+    sorvane_lathe_setup_init(&setup);
+    setup.tool = insert;
+    setup.tool_count = 3;
+    setup.holder = holder;
+    setup.holder_count = 4;
+    setup.target = shaft;
+    setup.target_count = 5;
+    const auto lines = [](const auto& make) {
+        EXPECT_LT(0U, FailEach<sorvane_lines>(make, sorvane_lines_free));
+    };
+    lines([&](auto out, auto error) {
+        sorvane_lines* second = nullptr;
+        const sorvane_status status = sorvane_lathe_regions(&setup, out, &second, error);
+        EXPECT_EQ(status == SORVANE_OK, second != nullptr);
+        sorvane_lines_free(second);
+        return status;
+    });
+    lines([&](auto out, auto error) {
+        return sorvane_mesh_spin_outline(mesh, nullptr, nullptr, 0.01, out, error);
+    });
+    EXPECT_LT(0U, FailEach<sorvane_lathe_sweep>(
+                      [&](auto out, auto error) {
+                          return sorvane_lathe_sweep_new(&setup, &angle, 1, out, error);
+                      },
+                      sorvane_lathe_sweep_free));
+}
+
+TEST_F(CMemory, Files)
+{
+    const double outline[8] = {0, 0, 8, 0, 8, 5, 0, 5};
+    sorvane_chain* chain = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_chain_from_points(outline, 4, 1, 1e-9, &chain, nullptr));
+    ExpectNumbers([&](auto error) { return sorvane_chain_write(chain, "c-memory.txt", error); });
+    EXPECT_LT(0U, FailEach<sorvane_chain>(
+                      [&](auto out, auto error) {
+                          return sorvane_chain_read("c-memory.txt", out, error);
+                      },
+                      sorvane_chain_free));
+    sorvane_chain_free(chain);
+    ExpectNumbers([&](auto error) {
+        return sorvane_mesh_write(mesh, "c-memory.stl", SORVANE_FORM_UNKNOWN, error);
+    });
+    Expect([&](auto out, auto error) { return sorvane_mesh_read("c-memory.stl", out, error); });
+    std::remove("c-memory.txt");
+    std::remove("c-memory.stl");
+}
+
+TEST_F(CMemory, WhatCallbacksThrowIsAStatus)
+{
+    sorvane_grid grid;
+    sorvane_grid_init(&grid);
+    sorvane_volume* volume = nullptr;
+    sorvane_error error{};
+    const sorvane_field noMemory = [](const double*, std::size_t, double*, double*, void*) -> int {
+        throw std::bad_alloc();
+    };
+    const sorvane_field other = [](const double*, std::size_t, double*, double*, void*) -> int {
+        throw 7;
+    };
+    EXPECT_EQ(SORVANE_OUT_OF_MEMORY,
+              sorvane_volume_of_field(&grid, noMemory, nullptr, &volume, &error));
+    EXPECT_EQ(SORVANE_INTERNAL, sorvane_volume_of_field(&grid, other, nullptr, &volume, &error));
+    EXPECT_EQ(nullptr, volume);
+
+    sorvane_progress* progress = nullptr;
+    const sorvane_report report = [](double, void*) -> int { throw std::runtime_error("no bar"); };
+    ASSERT_EQ(SORVANE_OK, sorvane_progress_open(report, nullptr, &progress, nullptr));
+    // Many triangles, so that there is a report at all.
+    sorvane_mesh* fine = nullptr;
+    sorvane_status status = SORVANE_OK;
+    for (int i = 5; i < 9 && status == SORVANE_OK; ++i) {
+        sorvane_mesh_free(fine);
+        status = sorvane_mesh_refine(mesh, SORVANE_MIDPOINTS, i, &fine, &error);
+    }
+    EXPECT_EQ(SORVANE_INTERNAL, status);
+    EXPECT_STREQ("no bar", error.message);
+    EXPECT_EQ(nullptr, fine);
+    EXPECT_EQ(0, sorvane_progress_was_stopped(progress));
+    sorvane_progress_close(progress);
 }

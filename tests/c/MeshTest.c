@@ -291,6 +291,40 @@ static void every_component_is_oriented(void)
     CHECK(sorvane_mesh_match_normals(NULL, &matched, NULL, &error) == SORVANE_BAD_ARGUMENT);
 }
 
+/* Many components cost what they have: squares of two triangles each, the second one turned over. */
+static void many_components_are_oriented(void)
+{
+    enum { squares = 20000 };
+    sorvane_error error;
+    sorvane_mesh *mesh = NULL;
+    sorvane_mesh *matched = NULL;
+    double *points = malloc(12 * sizeof(double) * squares);
+    int *triangles = malloc(6 * sizeof(int) * squares);
+    size_t count = 0;
+    int i;
+    CHECK(points != NULL && triangles != NULL);
+    if (points != NULL && triangles != NULL) {
+        for (i = 0; i < squares; ++i) {
+            const double corners[12] = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
+            const int both[6] = {0, 1, 2, 0, 3, 2};
+            int k;
+            for (k = 0; k < 12; ++k) {
+                points[12 * i + k] = corners[k] + (k % 3 == 0 ? 2.0 * i : 0);
+            }
+            for (k = 0; k < 6; ++k) {
+                triangles[6 * i + k] = 4 * i + both[k];
+            }
+        }
+        CHECK_OK(sorvane_mesh_new(points, 4 * squares, triangles, 2 * squares, &mesh, &error));
+        CHECK_OK(sorvane_mesh_match_normals(mesh, &matched, &count, &error));
+        CHECK(count == squares);
+        sorvane_mesh_free(matched);
+        sorvane_mesh_free(mesh);
+    }
+    free(triangles);
+    free(points);
+}
+
 static void a_cube_is_sound(void)
 {
     sorvane_error error;
@@ -530,6 +564,7 @@ void test_mesh(void)
     files_are_written_in_all_forms();
     maps_that_mirror_keep_the_outside();
     every_component_is_oriented();
+    many_components_are_oriented();
     a_cube_is_sound();
     defects_are_found();
     gaps_and_holes_are_told();
