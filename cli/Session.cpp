@@ -63,8 +63,6 @@ std::string AdviceFor(MeshFileError error)
     }
 }
 
-std::string NameOf(const std::string& input) { return input == "-" ? "standard input" : input; }
-
 /// The path under which the system has the standard input and output.
 std::string PathOf(const std::string& input, const char* standard)
 {
@@ -198,6 +196,8 @@ std::optional<std::vector<double>> NumbersOf(std::string_view text)
     }
     return numbers;
 }
+
+std::string NameOf(const std::string& input) { return input == "-" ? "standard input" : input; }
 
 void PutStandardOutput(const std::string& text)
 {

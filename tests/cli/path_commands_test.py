@@ -126,7 +126,9 @@ class Offset(PathTest):
                             ('\n0 1e-9\nL 0 0 1 0\n', 'line 2'), ('\n1e99 0\nL 0 0 1 0\n', 'line 2'),
                             ('\n1 1e-9\nL 0 0 nan 0\n', 'line 3'), ('1 1\n', 'single point'), ('', 'no points'),
                             ('\n1 -1\nL 0 0 1 0\n', 'line 2'), ('nan nan\n1 2\n', 'line 1'),
-                            ('o.5 1\n1 2\n', 'line 1'), ('1 1\n1 1\n1 1\n', 'no longer than'), (stl(block()), 'is a mesh')):
+                            ('o.5 1\n1 2\n', 'line 1'), ('1 1\n1 1\n1 1\n', 'standard input: holds'),
+                            ('1;1e-9\nL;0;0;1,5;0\n', 'line 2 has commas'), ('0,5;1\n1;2\n', 'line 1 has commas'),
+                            (stl(block()), 'is a mesh')):
             with self.subTest(text):
                 self.assertIn(words, self.expect(FILES, 'offset', '-', stdin=text).err)
         self.expect(DONE, 'offset', '-', '--tolerance', 0.6, stdin='\n2 1e-9\nL 0 0 1 0\nL 1.5 0 2 0\n')
@@ -246,7 +248,7 @@ class Union(PathTest):
         self.expect(WRONG_USE, 'union', 'a.txt', '--chord', 0)
         for text in ('0 0\n1 1\n', '0 0\n1 1\n2 2\n', '0 0\n0 0\n0 0\n', '\n1 1e-9\nL 0 0 1 0\n', 'a b c\n1 x\n'):
             with self.subTest(text):
-                self.expect(FILES, 'union', '-', stdin=text)
+                self.assertIn('standard input: ', self.expect(FILES, 'union', '-', stdin=text).err)
 
 
 class Lathe(PathTest):

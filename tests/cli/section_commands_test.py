@@ -238,6 +238,7 @@ class Silhouette(PartTest):
         self.assertEqual(self.result('silhouette', 'wall.stl', code=DEFECTIVE)['defects'], ['no_shadow'])
         self.expect(WRONG_USE, 'silhouette', 'cube.stl', '--step', 0)
         self.expect(WRONG_USE, 'silhouette', 'cube.stl', '--step', 99)
+        self.assertIn('mind its unit', self.expect(WRONG_USE, 'silhouette', 'cube.stl', '--step', 1e-9).err)
 
 
 class Nearest(PartTest):
@@ -268,6 +269,12 @@ class Nearest(PartTest):
                      b'1 2 3\n\xff\x00\xfe 2 3\n'):
             with self.subTest(text):
                 self.assertIn('line 2', self.expect(FILES, 'nearest', 'cube.stl', '-', stdin=text).err)
+        # As spreadsheets write tables where decimals have commas: three numbers, and not six.
+        for text in ('1,5;2,5;3,5\n', '1;2;3,5\n', 'x;y;z\n1,5;2;3\n'):
+            self.assertIn('write decimals with a point',
+                          self.expect(FILES, 'nearest', 'cube.stl', '-', stdin=text).err)
+        self.assertIn('standard input: point 2 (1e+308,0,0) is too far away',
+                      self.expect(FILES, 'nearest', 'cube.stl', '-', stdin='1 2 3\n1e308 0 0\n').err)
         self.expect(FILES, 'nearest', 'cube.stl', 'none.txt')
         self.expect(FILES, 'nearest', 'cube.stl', '.')
         self.expect(WRONG_USE, 'nearest', '-', '-', stdin='1 2 3')
