@@ -116,6 +116,9 @@ int Run(const std::vector<std::string>& words)
                             "tolerance or length"),
                     name);
     } catch (const std::system_error& error) {
+        return Tell(Failure(Exit::Files, error.what()), name);
+    } catch (const std::runtime_error& error) {
+        // The system gives no more threads.
         return Tell(Failure(Exit::Files,
                             std::string(error.what()) + "; free some memory, or try --threads 1"),
                     name);
