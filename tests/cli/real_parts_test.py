@@ -125,6 +125,10 @@ class Planes(CommandTest):
             self.assertAlmostEqual(section['area'], area, 5, section['height'])
             self.assertAlmostEqual(self.result('section', 'step.stl', '--height', section['height'])['area'], area, 5)
         self.assertEqual(self.result('section', 'step.stl', '--height', 0)['loop_count'], 1, 'the wall is no outline')
+        # Within the tolerance of the face is in it; and the plane of the face is also the end of what lies below.
+        for words, area in ((('0.9999995',), 15), (('0.9999995', '--tolerance', '0'), 21), (('1', '--side', 'below'), 21)):
+            self.assertAlmostEqual(self.result('section', 'step.stl', '--height', *words)['area'], area, 5)
+            self.assertAlmostEqual(self.result('slices', 'step.stl', '--heights', *words)['sections'][0]['area'], area, 5)
         self.assertIn('nothing lies just above', self.expect(WRONG_USE, 'section', 'step.stl', '--height', 2).err)
 
     def test_one_turned_triangle_does_not_spoil_the_section(self):

@@ -78,6 +78,7 @@ class Section(PartTest):
     def test_plane_is_told_by_height_share_or_point(self):
         self.assertAlmostEqual(self.result('section', 'corner.stl', '--height', 0.25)['area'], 0.75 ** 2 / 2)
         self.assertAlmostEqual(self.result('section', 'corner.stl', '--share', 25)['height'], 0.25)
+        self.assertEqual(self.result('section', 'cube.stl', '--through', '1,2,3')['height'], 3)
         # The normal is of any length: heights are along the unit normal.
         askew = self.result('section', 'cube.stl', '--normal', '1,1,0', '--through', '5,5,1')
         self.assertAlmostEqual(askew['area'], 10 * math.hypot(10, 10))
@@ -227,6 +228,26 @@ class Silhouette(PartTest):
         # About the axis x: the corner farthest from it.
         aside = self.result('silhouette', 'block.stl', '--spin', '--normal', '1,0,0')
         self.assertAlmostEqual(aside['spun']['radius'], math.hypot(20, 30))
+
+    def test_slanted_edges_spin_as_hyperbolas_within_the_step(self):
+        corners = [(1, -1, 0), (1, 1, 1), (1.1, 0, 0.5), (1.05, 0, 0.4)]
+        self.write_part('slanted.stl', [tuple(corners[k] for k in range(4) if k != i) for i in range(4)])
+
+        def reach(z):
+            """Of the edges at that height."""
+            spots = [(z - a[2]) / (b[2] - a[2]) for a in corners for b in corners if a[2] < b[2]]
+            pairs = [(a, b) for a in corners for b in corners if a[2] < b[2]]
+            return max(math.hypot(a[0] + s * (b[0] - a[0]), a[1] + s * (b[1] - a[1]))
+                       for s, (a, b) in zip(spots, pairs) if 0 <= s <= 1)
+
+        def off(step):
+            line = self.result('silhouette', 'slanted.stl', '--step', step)['spun']['points'][1:-2]
+            return max(abs(a[0] + s * (b[0] - a[0]) - reach(a[1] + s * (b[1] - a[1])))
+                       for a, b in zip(line, line[1:]) for s in (0, 0.25, 0.5, 0.75, 1))
+
+        self.assertLess(off(0.01), 0.02)
+        self.assertLess(off(0.001), 0.002)
+        self.assertGreater(off(0.2), 0.02)
 
     def test_loops_are_written(self):
         self.write_part('washer.stl', washer(5, 12, 10))
