@@ -325,6 +325,14 @@ class Distance(PartTest):
         self.expect(FILES, 'gouges', 'huge.stl', '-', '--ball', 1, stdin='1 2 3\n')
         self.expect(FILES, 'heights', 'huge.stl', '--ball', 1, '--area', '0,0,1,1')
 
+    def test_accuracy_lets_the_bounds_be_apart(self):
+        bracket = os.path.join(support.EXAMPLE_DATA, 'bracket.stl')
+        exact = self.result('distance', 'cube.stl', bracket)['first']
+        rough = self.result('distance', 'cube.stl', bracket, '--accuracy', 5)['first']
+        self.assertAlmostEqual(exact['lower'], exact['upper'], 6)
+        self.assertTrue(0.1 < rough['upper'] - rough['lower'] <= 5, rough)
+        self.assertTrue(rough['lower'] <= exact['lower'] <= rough['upper'], rough)
+
     def test_a_part_is_no_way_from_itself(self):
         result = self.result('distance', 'cube.stl', '-', stdin=stl(block()))
         self.assertLess(result['upper'], 1e-6)
@@ -347,6 +355,27 @@ class Holes(PartTest):
         self.assertEqual((float(row['from']), float(row['to']), row['end']), (0, 10, 'through'))
         self.assertIn('through', self.text('holes.svg'))
         self.assertIn('1 holes', self.expect(DONE, 'holes', 'washer.stl').out)
+
+    def test_what_counts_as_a_rim_and_a_wall(self):
+        whole = washer(5, 12, 10)
+        self.write_part('washer.stl', whole)
+        # Its rims turn by 90 degrees.
+        self.assertEqual(len(self.result('holes', 'washer.stl', '--crease', 80)['holes']), 1)
+        self.assertEqual(self.result('holes', 'washer.stl', '--crease', 100)['holes'], [])
+        # A bore of which half the wall is gone; the part has 4 bands of 128 triangles, the bore is the third.
+        self.write_part('slotted.stl', whole[:256] + whole[256 + 64:])
+        self.assertEqual(self.result('holes', 'slotted.stl', '--fraction', 0.85)['holes'], [])
+        self.assertEqual(len(self.result('holes', 'slotted.stl', '--fraction', 0.4)['holes']), 1)
+        # Every other corner of both rims 0.05 farther out.
+        rough = [tuple(tuple(c * (1.01 if k < 2 and math.hypot(*p[:2]) < 6 and self.number(p) % 2 else 1)
+                             for k, c in enumerate(p)) for p in t) for t in whole]
+        self.write_part('rough.stl', rough)
+        self.assertEqual(self.result('holes', 'rough.stl', '--tolerance', 0.005)['holes'], [])
+        self.assertEqual(len(self.result('holes', 'rough.stl', '--tolerance', 0.1)['holes']), 1)
+
+    @staticmethod
+    def number(p):
+        return round(math.atan2(p[1], p[0]) / (2 * math.pi / 64))
 
     def test_cube_has_none(self):
         self.assertEqual(self.result('holes', 'cube.stl')['holes'], [])
@@ -380,6 +409,9 @@ class Imprint(PartTest):
         self.write('above.txt', self.SQUARE.replace('8 8 10', '8 8 11'))
         result = self.result('imprint', 'cube.stl', 'above.txt', '--closed', code=DEFECTIVE)
         self.assertEqual((result['points_off'], 'points_off' in result['defects']), (1, True))
+        self.write('near.txt', self.SQUARE.replace('8 8 10', '8 8 10.001'))
+        self.assertEqual(self.result('imprint', 'cube.stl', 'near.txt', '--closed', code=DEFECTIVE)['points_off'], 1)
+        self.assertEqual(self.result('imprint', 'cube.stl', 'near.txt', '--closed', '--tolerance', 0.01)['points_off'], 0)
         result = self.result('imprint', 'cube.stl', 'above.txt', '--closed', '--project')
         self.assertAlmostEqual(result['inside_area'], 36)
 
