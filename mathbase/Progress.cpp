@@ -138,7 +138,8 @@ ProgressScope::ProgressScope(Report report, std::chrono::milliseconds interval)
     : state_(std::make_unique<Progress::Impl::State>())
 {
     state_->report = std::move(report);
-    state_->interval = interval;
+    // No more than a year: the clock counts finer, and longer ones would not fit it.
+    state_->interval = std::clamp<std::chrono::milliseconds>(interval, {}, std::chrono::years(1));
     state_->outer = std::exchange(Progress::Impl::Current().own, state_.get());
 }
 

@@ -30,6 +30,7 @@ struct State {
 struct Place {
     State* own = nullptr;    // the scope that lives on this thread
     State* served = nullptr; // without one: that of the loop of another thread which it helps with
+    bool isInLoop = false;   // within a piece of a watched parallel loop
 };
 
 Place& Current();
