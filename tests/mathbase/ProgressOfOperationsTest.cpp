@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <new>
 #include <set>
 #include <string>
 
@@ -120,6 +121,33 @@ TEST_P(ProgressOfOperations, StopsOnSeveralThreads)
     EXPECT_EQ(call().bits, alone.bits);
 }
 
+TEST_P(ProgressOfOperations, WhatAReportThrowsComesOut)
+{
+    struct Leave {};
+    const auto call = GetParam().prepare(kSize);
+    const Outcome alone = call();
+    for (const int place : {1, 2, 7, 40}) {
+        int reports = 0;
+        const ProgressScope scope(
+            [&](double) {
+                if (++reports == place) {
+                    throw Leave();
+                }
+                return true;
+            },
+            std::chrono::milliseconds(0));
+        bool hasLeft = false;
+        try {
+            call();
+        } catch (const Leave&) {
+            hasLeft = true;
+        }
+        EXPECT_EQ(hasLeft, reports >= place) << place;
+        EXPECT_FALSE(scope.WasStopped());
+    }
+    EXPECT_EQ(call().bits, alone.bits);
+}
+
 TEST_P(ProgressOfOperations, IsNeutralAtOnceInAStoppedScope)
 {
     const auto call = GetParam().prepare(kSize);
@@ -156,6 +184,12 @@ TEST(ProgressOfUnions, StopKeepsTheBatches)
         const ProgressScope scope([](double) { return false; }, std::chrono::milliseconds(0));
         EXPECT_TRUE(all.Process().empty());
         EXPECT_TRUE(scope.WasStopped());
+    }
+    EXPECT_TRUE(all.IsValid());
+    {
+        const ProgressScope scope([](double) -> bool { throw std::bad_alloc(); },
+                                  std::chrono::milliseconds(0));
+        EXPECT_THROW(all.Process(), std::bad_alloc); // of the host, not for the result
     }
     EXPECT_TRUE(all.IsValid());
     const Loops loops = all.Process();
