@@ -110,6 +110,16 @@ class Section:
 
         return Region(list(self.loops))
 
+    def __reduce__(self) -> Any:
+        # Without the rest of its stack.
+        lines = self.lines
+        heights, areas, lengths, open_lengths = (
+            np.array([value]) for value in (self.height, self.area, self.length, self.open_length)
+        )
+        first = np.array([0, len(lines)], dtype=np.int32)
+        alone = _KeptSlices(heights, areas, lengths, open_lengths, first, self.frame[np.newaxis], lines)
+        return Section, (alone, 0)
+
     def __repr__(self) -> str:
         open_part = f", {len(self.chains)} open" if len(self.chains) else ""
         return f"<sorvane.Section at {self.height:g}: {len(self.loops)} loops{open_part}, area {self.area:g}>"
@@ -194,11 +204,74 @@ class Slices(Sequence[Section]):
         """The lines of the whole stack as points of space, in the order of ``lines``."""
         return Lines._of(make(c.sorvane_sections_in_space, self._handle))
 
+    def __reduce__(self) -> Any:
+        figures = (self.heights, self.areas, self.lengths, self.open_lengths)
+        return _KeptSlices, (*figures, self.first, self.frames, self.lines)
+
     def __repr__(self) -> str:
         return f"<sorvane.Slices: {len(self)} sections, {len(self.lines)} lines>"
 
     def _repr_svg_(self) -> str:
         return lines_svg(self.in_space())
+
+
+class _KeptSlices(Slices):
+    """Sections that came out of a pickle: arrays of their own in place of a handle."""
+
+    __slots__ = ("_arrays",)
+
+    def __init__(
+        self,
+        heights: FloatArray,
+        areas: FloatArray,
+        lengths: FloatArray,
+        open_lengths: FloatArray,
+        first: IntArray,
+        frames: FloatArray,
+        lines: Lines,
+    ) -> None:
+        self._arrays = (heights, areas, lengths, open_lengths, first, frames, lines)
+        arrays: List[Any] = [heights, areas, lengths, open_lengths, first, frames]
+        for array in arrays:
+            array.setflags(write=False)
+
+    @property
+    def heights(self) -> FloatArray:
+        return self._arrays[0]
+
+    @property
+    def areas(self) -> FloatArray:
+        return self._arrays[1]
+
+    @property
+    def lengths(self) -> FloatArray:
+        return self._arrays[2]
+
+    @property
+    def open_lengths(self) -> FloatArray:
+        return self._arrays[3]
+
+    @property
+    def first(self) -> IntArray:
+        return self._arrays[4]
+
+    @property
+    def frames(self) -> FloatArray:
+        return self._arrays[5]
+
+    @property
+    def lines(self) -> Lines:
+        return self._arrays[6]
+
+    def __len__(self) -> int:
+        return len(self.heights)
+
+    def in_space(self) -> Lines:
+        lines = self.lines
+        of_lines = np.repeat(np.arange(len(self)), np.diff(self.first))
+        frames = self.frames[np.repeat(of_lines, np.diff(lines.starts))]
+        points = np.einsum("nij,nj->ni", frames[:, :, :2], lines.points) + frames[:, :, 3]
+        return Lines(points, lines.starts, lines.closed)
 
 
 class Slicer:

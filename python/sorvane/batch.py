@@ -12,7 +12,9 @@ The workers need this package, in the same version. Files are read by the worker
 from __future__ import annotations
 
 import contextlib
+import importlib
 import os
+import pickle
 import queue
 import sys
 import threading
@@ -31,7 +33,7 @@ from ._errors import Error, Stopped
 from ._machining import Surface, Tool
 from ._mesh import Mesh
 from ._progress import Progress, listening
-from ._sections import Section, Slicer
+from ._sections import Section, Slicer, Slices
 
 __all__ = ["Row", "height_map", "map_parts", "reports", "slices"]
 
@@ -201,10 +203,10 @@ def _height_tile(key: str, part: Any, tool: Tool, xs: FloatArray, ys: FloatArray
 
 def _some_slices(
     key: str, part: Any, normal: FloatArray, side: str, tolerance: float, heights: FloatArray
-) -> List[Section]:
+) -> Slices:
     # By the direction as well: one stack has one, but whoever holds the key may ask for another.
     slicer: Slicer = _prepared(f"{key} slicer {normal.tolist()}", lambda: Slicer(_mesh(part), normal))
-    return list(slicer.slices(heights, side=side, tolerance=tolerance))
+    return slicer.slices(heights, side=side, tolerance=tolerance)
 
 
 def _mesh(part: Any) -> Mesh:
@@ -395,7 +397,7 @@ def _on_cluster(
             if number not in pending or future not in pending[number]:
                 continue  # another one was first
             try:
-                result, error = future.result(timeout=_FETCH), None
+                result, error = pickle.loads(future.result(timeout=_FETCH)), None
             except Exception as exception:
                 result, error = None, exception
                 if future.status != "error":  # it was done, and was lost with its worker
@@ -418,7 +420,10 @@ def _itself(value: Any) -> Any:
     return value
 
 
-def _checked(version: str, function: Callable[..., Any], *job: Any) -> Any:
+def _checked(version: str, function: Callable[..., Any], *job: Any) -> bytes:
     if sorvane.__version__ != version:
         raise Error(f"a worker has sorvane {sorvane.__version__}, not {version}: its results might differ")
-    return function(*job)
+    # As bytes: of a result that can't travel Dask would ask again and again, and this says so at once.
+    cloudpickle = importlib.import_module("cloudpickle")
+    packed: bytes = cloudpickle.dumps(function(*job), protocol=5)
+    return packed

@@ -9,6 +9,8 @@ import threading
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
+import pickle
+
 import numpy as np
 import pytest
 from hypothesis import given
@@ -172,3 +174,18 @@ def test_the_example_draws_the_picture_of_the_guide(example_data: Path, tmp_path
     assert (tmp_path / "part.svg").read_text() == (root / "docs/pictures/python-inspect.svg").read_text()
     told = capsys.readouterr().out
     assert told.count("hole at") == 2 and "diameter 12.000, 8.000 deep, through" in told
+
+
+def test_sections_go_through_pickle() -> None:
+    slices = box((4, 3, 2)).slices([0.5, 1.0, 1e9], normal=(1, 2, 3))
+    copy = pickle.loads(pickle.dumps(slices))
+    assert repr(copy) == repr(slices) and len(copy) == 3
+    alone = [pickle.loads(pickle.dumps(section)) for section in slices]
+    for one, other, whole in zip(copy, alone, slices):
+        for section in (one, other):
+            assert (section.height, section.area, section.length) == (whole.height, whole.area, whole.length)
+            assert section.lines.points.tobytes() == whole.lines.points.tobytes()
+            assert section.frame.tobytes() == whole.frame.tobytes() and section.is_closed
+    assert np.allclose(copy.in_space().points, slices.in_space().points, rtol=0, atol=1e-12)
+    again = pickle.loads(pickle.dumps(copy))
+    assert again.lines.points.tobytes() == slices.lines.points.tobytes()
