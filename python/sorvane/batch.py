@@ -269,7 +269,7 @@ def _reason(error: BaseException) -> str:
 def _part(function: Callable[[Mesh], Any], name: str) -> Row:
     try:
         return Row(name, function(sorvane.read(name)), None)
-    except Exception as error:
+    except BaseException as error:  # sys.exit() and the like too: they would end the worker
         return Row(name, None, _reason(error))
 
 
@@ -329,8 +329,8 @@ def _client(client: Any) -> Any:
 
 #: Seconds without any news after which jobs are given out once more; see below.
 _PATIENCE = 60.0
-#: Seconds that the transfer of one result may take, until its job is given out once more.
-_FETCH = 300.0
+#: How often a job is given out of which the result can't be fetched.
+_FETCHES = 4
 
 #: Number of a job, its result, and what it raised.
 _Answers = Generator[Tuple[int, Any, Optional[BaseException]], None, None]
@@ -358,13 +358,24 @@ def _on_cluster(
     order: Sequence[int],
 ) -> _Answers:
     """On the workers of a cluster. Dask does again what was lost with a worker."""
-    finished: "queue.SimpleQueue[Tuple[int, Any]]" = queue.SimpleQueue()
+    finished: "queue.SimpleQueue[Tuple[int, Any, Any, Optional[BaseException]]]" = queue.SimpleQueue()
     pending: Dict[int, List[Any]] = {}
     there: List[Any] = []
     blamed: List[int] = []
     alone = False
 
+    async def fetch(number: int, future: Any) -> None:
+        try:
+            finished.put((number, future, await client.gather(future, asynchronous=True), None))
+        except BaseException as error:
+            finished.put((number, future, None, error))
+
+    def running() -> None:
+        if client.status in ("closing", "closed"):
+            raise Error("the client is closed, or has lost its scheduler")
+
     def begin(numbers: Iterable[int]) -> None:
+        running()
         # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead, but
         # then it would be lost with the workers that hold it.
         with warnings.catch_warnings():
@@ -375,7 +386,12 @@ def _on_cluster(
                     _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=-rank
                 )
                 pending.setdefault(number, []).append(future)
-                future.add_done_callback(lambda done, number=number: finished.put((number, done)))
+                # In the client's thread: a result that was lost with its worker keeps no other one waiting.
+                future.add_done_callback(lambda done, number=number: client.loop.add_callback(fetch, number, done))
+
+    def drop(futures: List[Any]) -> None:
+        if client.status == "running":
+            client.cancel(futures)
 
     # Without any news for that long the jobs are given out once more, and what is ready first counts. Where workers end
     # while others fetch something from them, the scheduler may wait for a job that nobody does. A job that just takes
@@ -389,31 +405,32 @@ def _on_cluster(
                 alone = True
                 begin([blamed.pop(0)])
             try:
-                number, future = finished.get(timeout=patience)
+                number, future, packed, error = finished.get(timeout=patience)
             except queue.Empty:
                 patience *= 2
                 begin(list(pending))
                 continue
-            if number not in pending or future not in pending[number]:
+            running()  # or all are said to be canceled
+            if future not in pending.get(number, []):
                 continue  # another one was first
-            try:
-                result, error = pickle.loads(future.result(timeout=_FETCH)), None
-            except Exception as exception:
-                result, error = None, exception
-                if future.status != "error":  # it was done, and was lost with its worker
-                    begin([number])
-                    continue
-            except BaseException as exception:
-                if type(exception).__name__ != "CancelledError":
-                    raise
-                result, error = None, Error("the cluster has given the job up")
-            client.cancel(pending.pop(number))
+            result = None
+            if error is None:
+                try:
+                    result = pickle.loads(packed)
+                except Exception as exception:
+                    error = exception
+            elif type(error).__name__ == "CancelledError":
+                error = Error("the cluster has given the job up")
+            elif future.status != "error" and len(pending[number]) < _FETCHES:
+                begin([number])  # it was done, but its result can't be had
+                continue
+            drop(pending.pop(number))
             if type(error).__name__ == "KilledWorker" and not alone:
                 blamed.append(number)
             else:
                 yield number, result, error
     finally:
-        client.cancel([future for futures in pending.values() for future in futures])
+        drop([future for futures in pending.values() for future in futures])
 
 
 def _itself(value: Any) -> Any:

@@ -24,7 +24,7 @@ def two_workers() -> Iterator[Any]:
     dask = pytest.importorskip("dask")
     distributed = pytest.importorskip("distributed")
     # Nothing here takes long; workers that end are noticed as soon.
-    batch._PATIENCE, batch._FETCH = 2.0, 2.0
+    batch._PATIENCE = 2.0
     os.environ["DASK_DISTRIBUTED__COMM__TIMEOUTS__CONNECT"] = "1s"  # for the workers
     with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.comm.timeouts.connect": "1s"}):
         with distributed.LocalCluster(
@@ -202,19 +202,22 @@ def test_a_worker_prepares_a_part_once(monkeypatch: pytest.MonkeyPatch) -> None:
     assert not batch._ready  # and does not keep it
 
 
-def test_a_raster_survives_the_loss_of_a_worker(fresh_cluster: Any) -> None:
+@pytest.mark.parametrize("when", [(0.4, 0.4), (0.2, 0.6)])
+def test_a_raster_survives_the_loss_of_both_workers(fresh_cluster: Any, when: tuple[float, float]) -> None:
+    """With all tiles that were ready and not fetched: of both at once, and of one after the other."""
     mesh = grid(20)
     tool = sorvane.Tool.ball(0.2)
     t = np.linspace(0, 1, 40)
+    processes = list(fresh_cluster.run(os.getpid).values())
     ended: list[int] = []
 
     def told(fraction: float) -> None:
-        if fraction > 0.4 and not ended:
-            ended.append(next(iter(fresh_cluster.run(os.getpid).values())))
-            os.kill(ended[0], signal.SIGKILL)
+        while len(ended) < 2 and fraction > when[len(ended)]:
+            ended.append(processes[len(ended)])
+            os.kill(ended[-1], signal.SIGKILL)
 
     heights = batch.height_map(mesh, tool, t, t, tile=8, client=fresh_cluster, progress=told)
-    assert ended and bits(heights) == bits(mesh.height_map(tool, t, t))
+    assert ended == processes and bits(heights) == bits(mesh.height_map(tool, t, t))
 
 
 def test_what_can_not_be_done_is_raised(client: Any, tmp_path: Path) -> None:
@@ -229,6 +232,43 @@ def test_what_can_not_be_done_is_raised(client: Any, tmp_path: Path) -> None:
         batch.height_map(box(), 5, [0], [0], client=client)  # type: ignore[arg-type]
     assert batch.slices(box(), [], client=client) == []
     assert batch.height_map(box(), tool, [], [0], client=client).shape == (1, 0)
+
+
+class NotHere:
+    """Goes through pickle on the worker that makes it, and fails where it arrives."""
+
+    def __reduce__(self) -> Any:
+        return _arrives, (os.getpid(),)
+
+
+def _arrives(sender: int) -> None:
+    if os.getpid() != sender:
+        raise ImportError("not here")
+
+
+@pytest.mark.parametrize("end", [SystemExit, KeyboardInterrupt])
+def test_a_function_that_wants_to_end_the_worker_has_its_reason(files: list[Path], client: Any, end: type) -> None:
+    def work(mesh: sorvane.Mesh) -> int:
+        if len(mesh) < 100:
+            raise end("enough")
+        return len(mesh)
+
+    rows = batch.map_parts(work, files, client=client)
+    assert [row.error for row in rows] == [None, None, f"{end.__name__}: enough"]
+    assert [row.value for row in rows] == [692, 692, None]
+
+
+def test_a_result_that_can_not_arrive_has_its_reason(files: list[Path], cluster: Any) -> None:
+    rows = batch.map_parts(lambda mesh: NotHere() if len(mesh) > 100 else len(mesh), files, client=cluster)
+    assert rows[0].error == rows[1].error == "ImportError: not here"
+    assert rows[2].value == 14
+
+
+def test_a_closed_client_is_told(files: list[Path], fresh_cluster: Any) -> None:
+    with pytest.raises(sorvane.Error, match="client is closed"):
+        batch.map_parts(len, files * 5, client=fresh_cluster, progress=lambda fraction: fresh_cluster.close())
+    with pytest.raises(sorvane.Error, match="client is closed"):
+        batch.map_parts(len, files, client=fresh_cluster)
 
 
 def test_a_result_that_can_not_travel_has_its_reason(files: list[Path], cluster: Any) -> None:
