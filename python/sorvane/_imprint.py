@@ -13,7 +13,7 @@ from ._distances import split_lists
 from ._handles import Handle
 from ._lines import Borrowed
 from ._polylines import Lines, LinesLike, joined
-from ._mesh import Mesh
+from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._values import number
 
@@ -71,7 +71,7 @@ class Tracer:
 
     def __init__(self, mesh: Mesh, *, tolerance: float = 1e-6, progress: Progress = None) -> None:
         tolerance = number(tolerance, "tolerance")
-        self._handle = make(c.sorvane_tracer_new, mesh._handle, tolerance, progress=progress)
+        self._handle = make(c.sorvane_tracer_new, mesh_handle(mesh, "mesh"), tolerance, progress=progress)
 
     def walk(self, start: ArrayLike, direction: ArrayLike, length: float) -> FloatArray:
         """The straightest line on the surface from ``start`` in ``direction``, ``length`` long, (n, 3).

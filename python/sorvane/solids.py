@@ -19,7 +19,7 @@ from . import _bindings as c
 from ._arrays import ArrayLike, FloatArray, IntArray, indices_of, point_of, points_of, view
 from ._errors import Stopped
 from ._handles import Handle
-from ._mesh import Mesh
+from ._mesh import Mesh, mesh_handle
 from ._progress import Listener, Progress, listening, make, run
 from ._values import choice, count, number
 
@@ -70,7 +70,7 @@ class Sweep:
     __slots__ = ("_handle",)
 
     def __init__(self, body: Mesh, *, progress: Progress = None) -> None:
-        self._handle = make(c.sorvane_sweep_new, body._handle, progress=progress)
+        self._handle = make(c.sorvane_sweep_new, mesh_handle(body, "body"), progress=progress)
 
     def along(self, path: ArrayLike, *, weld: bool = True, progress: Progress = None) -> Mesh:
         """The shell that the body sweeps while its origin goes along ``path``, (n, 3).
