@@ -176,11 +176,12 @@ class Volume:
         raised: "list[BaseException]" = []
         layers = int(grid.nodes[2])
         done = 0
+        refused = False
 
         told: Optional[Listener] = None
 
         def ask(points: int, n: int, values: int, directions: int, user: Any) -> int:
-            nonlocal done
+            nonlocal done, refused
             try:
                 at = np.ctypeslib.as_array((ctypes.c_double * (3 * n)).from_address(points)).reshape(n, 3)
                 at.flags.writeable = False
@@ -196,18 +197,27 @@ class Volume:
                         raise ValueError(f"field: expected directions of shape ({n}, 3), given {given.shape}")
                     np.ctypeslib.as_array((ctypes.c_double * (3 * n)).from_address(directions))[:] = given.ravel()
                 done += 1
-                return 1 if told is None or told(done / layers) is not False else 0
+                if told is not None and told(done / layers) is False:
+                    refused = True
+                    return 0
+                return 1
             except BaseException as exception:
                 raised.append(exception)
                 return 0
 
+        # Python runs the handlers of signals on entering a function. What they raise there is before the `try` of `ask`:
+        # ctypes prints it, and nobody has told of the layer or said whether to go on.
         with listening(progress, "volume of field") as told:
             try:
                 handle = make(c.sorvane_volume_of_field, ctypes.byref(grid), c.sorvane_field(ask), None)
             except Stopped:
                 if raised:
                     raise raised[0] from None
-                raise
+                if refused:
+                    raise
+                raise KeyboardInterrupt from None
+        if done != layers:
+            raise KeyboardInterrupt
         return cls._of(handle)
 
     def _placed(self) -> Any:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+import sys
 
 import numpy as np
 import pytest
@@ -181,3 +182,28 @@ def test_patches_divide_the_triangle(level, bits, style):
     inside, outside = (solids.patch_mesh(level, mask, style=style, part=part) for part in ("inside", "outside"))
     assert inside.area + outside.area == pytest.approx(0.5)
     assert (len(inside) == 0) == (not any(mask)) and (len(outside) == 0) == all(mask)
+
+
+@pytest.mark.filterwarnings("ignore::pytest.PytestUnraisableExceptionWarning")
+@pytest.mark.parametrize("layer", [1, 3, 5])
+def test_an_interrupt_on_the_way_into_a_field_is_not_lost(layer: int, capsys: pytest.CaptureFixture[str]) -> None:
+    # Signals are handled on entering a function, before it can catch what they raise. Without a check the layer that
+    # nobody told of keeps the numbers of the one before.
+    entered = 0
+
+    def trace(frame, event, arg):
+        nonlocal entered
+        if event == "call" and frame.f_code.co_name == "ask":
+            entered += 1
+            if entered == layer:
+                raise KeyboardInterrupt
+
+    before = sys.gettrace()
+    sys.settrace(trace)
+    try:
+        with pytest.raises(KeyboardInterrupt):
+            volume_of(ball_field(0.8), 5)
+    finally:
+        sys.settrace(before)
+    assert entered >= layer
+    assert volume_of(ball_field(0.8), 5).nodes == (5, 5, 5)
