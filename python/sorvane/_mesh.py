@@ -536,6 +536,19 @@ class Mesh:
         progress: Progress = None,
     ) -> "Tuple[Mesh, Decimation]": ...
 
+    @overload
+    def decimate(
+        self,
+        percent: Optional[float] = None,
+        *,
+        tolerance: Optional[float] = None,
+        crease_angle: float = 40.0,
+        method: str = "batches",
+        keep_tags: bool = True,
+        with_report: bool,
+        progress: Progress = None,
+    ) -> "Union[Mesh, Tuple[Mesh, Decimation]]": ...
+
     def decimate(
         self,
         percent: Optional[float] = None,
