@@ -12,7 +12,7 @@ from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, indices_of, num
 from ._handles import Handle
 from ._lines import Borrowed, lines_of
 from ._progress import Progress, make, run
-from ._values import number, path_bytes
+from ._values import list_of, number, path_bytes
 
 Path = Union[str, "os.PathLike[str]"]
 
@@ -520,7 +520,7 @@ def join_chains(chains: Iterable[Chain], *, tolerance: float = 1e-9, progress: P
     >>> sorvane.join_chains(sides)
     [<sorvane.Chain: 3 elements, closed, length 12>]
     """
-    given: Sequence[Chain] = list(chains)
+    given: Sequence[Chain] = list_of(chains, "chains")
     for i, chain in enumerate(given):
         _chain(chain, f"chains[{i}]")
     kinds = np.concatenate([np.empty(0, dtype=np.int32), *(chain.kinds for chain in given)])

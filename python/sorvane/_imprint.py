@@ -8,7 +8,7 @@ from typing import List, Sequence, Tuple, Union
 import numpy as np
 
 from . import _bindings as c
-from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, numbers_of, point_of, points_of, view
+from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, array_of, numbers_of, point_of, points_of, view
 from ._distances import split_lists
 from ._handles import Handle
 from ._lines import Borrowed
@@ -118,7 +118,7 @@ def imprint(
     if isinstance(closed, (bool, np.bool_)):
         flags = np.full(count, closed, dtype=np.int32)
     else:
-        flags = np.asarray(closed, dtype=np.bool_).astype(np.int32)
+        flags = array_of(closed, "closed", f"({count},)").astype(np.bool_).astype(np.int32)
         if flags.shape != (count,):
             raise ValueError(f"closed: expected one value or shape ({count},), given {flags.shape}")
     how = options(

@@ -357,7 +357,7 @@ class Surface:
         return f"<sorvane.Surface of {self._mesh!r}>"
 
     def drop(self, tool: Tool, points: ArrayLike, *, progress: Progress = None) -> Drops:
-        """Lowers the cutter at (n, 2) positions until it touches."""
+        """Lowers the cutter at (n, 2) positions until it touches. One that is not finite has nothing below it."""
         positions = points_of(points, "points", 2)
         drops = Drops(np.empty(len(positions)), np.empty(len(positions), dtype=np.int32))
         run(
@@ -402,6 +402,7 @@ class Surface:
         ----------
         tool : Tool
         positions : array_like, (n, 3)
+            One that is not finite is clear: nothing is there.
         allowance : float
             Depth up to which a touch is none; a negative one asks for as much clearance, upward.
         """

@@ -18,7 +18,7 @@ from . import _bindings as c
 from ._arrays import ArrayLike, FloatArray, IntArray, array_of, indices_of, points_of, triangles_of, view
 from ._handles import Handle
 from ._progress import Progress, make, run
-from ._values import choice, number, path_bytes
+from ._values import choice, list_of, number, path_bytes
 
 if TYPE_CHECKING:
     from typing import Literal, Sequence
@@ -1222,7 +1222,7 @@ def join(meshes: Iterable[Mesh]) -> Mesh:
     >>> sorvane.join([one, one])
     <sorvane.Mesh: 2 triangles on 6 points>
     """
-    parts = list(meshes)
+    parts = list_of(meshes, "meshes")
     for i, part in enumerate(parts):
         if not isinstance(part, Mesh):
             raise ValueError(f"meshes: expected meshes, given {type(part).__name__} at {i}")

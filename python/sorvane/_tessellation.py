@@ -10,7 +10,7 @@ from . import _bindings as c
 from ._arrays import ArrayLike, array_of, indices_of, points_of
 from ._mesh import Mesh
 from ._progress import Progress, make
-from ._values import number
+from ._values import list_of, number
 
 
 def tessellate(
@@ -47,7 +47,7 @@ def tessellate(
     >>> sorvane.tessellate([square, hole]).area
     12.0
     """
-    given = [array_of(outline, f"outlines[{i}]", "(n, 2) or (n, 3)") for i, outline in enumerate(outlines)]
+    given = [array_of(outline, f"outlines[{i}]", "(n, 2) or (n, 3)") for i, outline in enumerate(list_of(outlines, "outlines"))]
     first = given[0] if given else array_of([] if interior is None else interior, "interior", "(k, 2) or (k, 3)")
     columns = 3 if first.ndim == 2 and first.shape[1] == 3 else 2
     lines = [points_of(outline, f"outlines[{i}]", columns) for i, outline in enumerate(given)]

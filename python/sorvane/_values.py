@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import operator
 import os
-from typing import Any, Mapping, TypeVar, Union
+from typing import Any, Iterable, List, Mapping, TypeVar, Union
 
 Value = TypeVar("Value")
 
@@ -46,3 +46,12 @@ def choice(value: Any, name: str, choices: Mapping[str, Value]) -> Value:
         words = ", ".join(repr(word) for word in choices)
         raise ValueError(f"{name}: expected one of {words}, given {value!r}")
     return choices[value]
+
+
+def list_of(values: Iterable[Value], name: str) -> List[Value]:
+    """What can be gone through, as a list."""
+    try:
+        iterator = iter(values)
+    except TypeError:
+        raise ValueError(f"{name}: expected a list, given {type(values).__name__}") from None
+    return list(iterator)

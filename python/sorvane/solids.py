@@ -16,7 +16,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _bindings as c
-from ._arrays import ArrayLike, FloatArray, IntArray, indices_of, point_of, points_of, view
+from ._arrays import ArrayLike, FloatArray, IntArray, array_of, indices_of, point_of, points_of, view
 from ._errors import Stopped
 from ._handles import Handle
 from ._mesh import Mesh, mesh_handle
@@ -102,7 +102,7 @@ def _grid(nodes: Sequence[int], origin: ArrayLike, spacing: Union[float, ArrayLi
 class Volume:
     """A solid as a grid of signed distances from its surface, negative inside.
 
-    Volumes are never changed; ``a | b``, ``a & b`` and ``a - b`` are the union, the intersection and the difference, node
+    Volumes are never changed, and can be pickled; ``a | b``, ``a & b`` and ``a - b`` are the union, the intersection and the difference, node
     by node. Their nodes must lie at the same places.
 
     Parameters
@@ -138,15 +138,17 @@ class Volume:
         *,
         directions: Optional[ArrayLike] = None,
     ) -> None:
-        array = np.asarray(values)
+        array = array_of(values, "values", "(nz, ny, nx)")
         if array.ndim != 3 or array.dtype.kind not in "fiu":
             raise ValueError(f"values: expected numbers of shape (nz, ny, nx), given {array.dtype} of shape {array.shape}")
         samples: FloatArray = np.require(array, dtype=np.float64, requirements=["C", "A"])
         normals: Optional[FloatArray] = None
         if directions is not None:
-            given = np.asarray(directions)
+            given = array_of(directions, "directions", f"{samples.shape + (3,)}")
             if given.shape != samples.shape + (3,):
                 raise ValueError(f"directions: expected shape {samples.shape + (3,)}, given {given.shape}")
+            if given.dtype.kind not in "fiu":
+                raise ValueError(f"directions: expected numbers of shape {given.shape}, given {given.dtype}")
             normals = np.require(given, dtype=np.float64, requirements=["C", "A"])
         grid = _grid(samples.shape[::-1], origin, spacing)
         self._handle = make(c.sorvane_volume_new, ctypes.byref(grid), samples, samples.size, normals)
@@ -220,6 +222,15 @@ class Volume:
             raise KeyboardInterrupt
         return cls._of(handle)
 
+    def __copy__(self) -> "Volume":
+        return self
+
+    def __deepcopy__(self, memo: Any) -> "Volume":
+        return self
+
+    def __reduce__(self) -> Any:
+        return _restored, (self.values, self.origin, self.spacing, self.directions)
+
     def _placed(self) -> Any:
         grid = c.sorvane_grid()
         c.sorvane_grid_init(ctypes.byref(grid))
@@ -285,6 +296,10 @@ class Volume:
 
     def _repr_svg_(self) -> str:
         return self.surface()._repr_svg_()
+
+
+def _restored(values: FloatArray, origin: FloatArray, spacing: FloatArray, directions: FloatArray) -> Volume:
+    return Volume(values, origin, spacing, directions=directions)
 
 
 # --- cells ------------------------------------------------------------------------------------------------------------

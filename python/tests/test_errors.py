@@ -136,3 +136,23 @@ def test_rows_of_different_lengths_and_huge_numbers_are_told_by_name() -> None:
         sorvane.Mesh(mesh.points, mesh.triangles, point_tags=[[1], 2, 3])
     with pytest.raises(ValueError, match="tolerance: "):
         mesh.weld(10**400)
+
+
+@pytest.mark.parametrize("wrong", [None, 3])
+def test_what_is_no_list_is_told_by_name(wrong: object) -> None:
+    mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+    for call, name in (
+        (sorvane.join, "meshes"),
+        (sorvane.join_chains, "chains"),
+        (sorvane.Region.from_chains, "chains"),
+        (sorvane.Region, "loops"),
+        (sorvane.tessellate, "outlines"),
+        (mesh.crossings, "lines"),
+    ):
+        with pytest.raises(ValueError, match=f"^{name}: expected .*given {type(wrong).__name__}$"):
+            call(wrong)
+    def broken():
+        yield mesh
+        raise TypeError("of the caller's own")
+    with pytest.raises(TypeError, match="own"):
+        sorvane.join(broken())

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import math
+import pickle
 import sys
 
 import numpy as np
@@ -207,3 +208,13 @@ def test_an_interrupt_on_the_way_into_a_field_is_not_lost(layer: int, capsys: py
         sys.settrace(before)
     assert entered >= layer
     assert volume_of(ball_field(0.8), 5).nodes == (5, 5, 5)
+
+
+def test_volumes_can_be_pickled() -> None:
+    volume = solids.Volume.of_field(ball_field(0.7), (-1, -2, 1e6), (0.1, 0.2, 0.3), (3, 4, 5))
+    again = pickle.loads(pickle.dumps(volume))
+    assert again.nodes == (3, 4, 5) and np.array_equal(again.values, volume.values)
+    assert np.array_equal(again.directions, volume.directions) and again.directions.any()
+    assert np.array_equal(again.origin, volume.origin) and np.array_equal(again.spacing, volume.spacing)
+    with pytest.raises(ValueError, match="directions: expected numbers"):
+        solids.Volume(np.zeros((2, 2, 2)), directions=np.zeros((2, 2, 2, 3), complex))
