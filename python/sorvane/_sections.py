@@ -12,7 +12,7 @@ from ._arrays import ArrayLike, FloatArray, IntArray, numbers_of, point_of, view
 from ._handles import Handle
 from ._lines import Borrowed
 from ._polylines import Lines, lines_svg
-from ._mesh import Mesh
+from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._values import choice, number
 
@@ -30,10 +30,15 @@ _SIDES = {
 
 def _plane(plane: Plane) -> Tuple[FloatArray, FloatArray]:
     """Point and normal."""
-    if isinstance(plane, (tuple, list)):
+    if isinstance(plane, (tuple, list)) or (isinstance(plane, np.ndarray) and plane.ndim > 0):
         if len(plane) != 2:
             raise ValueError(f"plane: expected a height or a pair (point, normal), given {len(plane)} elements")
-        return point_of(plane[0], "plane[0]"), point_of(plane[1], "plane[1]")
+        normal = point_of(plane[1], "plane[1]")
+        size = float(np.abs(normal).max())
+        if 0 < size < np.inf and not 1e-100 < size < 1e100:
+            # Its square is beyond what a float64 can hold. A power of two changes no digit.
+            normal = np.ldexp(normal, -int(np.frexp(size)[1]))
+        return point_of(plane[0], "plane[0]"), normal
     return np.array((0.0, 0.0, number(plane, "plane"))), np.array((0.0, 0.0, 1.0))
 
 
@@ -294,7 +299,7 @@ class Slicer:
     highest: float
 
     def __init__(self, mesh: Mesh, normal: ArrayLike = (0.0, 0.0, 1.0), *, progress: Progress = None) -> None:
-        self._handle = make(c.sorvane_slicer_new, mesh._handle, point_of(normal, "normal"), progress=progress)
+        self._handle = make(c.sorvane_slicer_new, mesh_handle(mesh, "mesh"), point_of(normal, "normal"), progress=progress)
         lowest, highest = ctypes.c_double(), ctypes.c_double()
         c.sorvane_slicer_heights(self._handle, ctypes.byref(lowest), ctypes.byref(highest))
         self.lowest, self.highest = lowest.value, highest.value
@@ -372,7 +377,7 @@ def split(mesh: Mesh, plane: Plane, *, tolerance: float = 1e-9, progress: Progre
 
 
 def intersection_curves(mesh: Mesh, other: Mesh, *, progress: Progress = None) -> Lines:
-    return Lines._of(make(c.sorvane_mesh_intersection, mesh._handle, other._handle, progress=progress))
+    return Lines._of(make(c.sorvane_mesh_intersection, mesh._handle, mesh_handle(other, "other"), progress=progress))
 
 
 def self_intersections(mesh: Mesh, *, progress: Progress = None) -> Lines:
@@ -381,6 +386,6 @@ def self_intersections(mesh: Mesh, *, progress: Progress = None) -> Lines:
 
 def cut_along(mesh: Mesh, other: Mesh, *, progress: Progress = None) -> Tuple[Mesh, Mesh, Mesh]:
     made = [Handle(c.sorvane_mesh) for _ in range(3)]
-    run(c.sorvane_mesh_cut_along, mesh._handle, other._handle, *(handle.place for handle in made), progress=progress)
+    run(c.sorvane_mesh_cut_along, mesh._handle, mesh_handle(other, "other"), *(handle.place for handle in made), progress=progress)
     cut, uncut, other_cut = (Mesh._of(handle) for handle in made)
     return cut, uncut, other_cut

@@ -189,3 +189,16 @@ def test_sections_go_through_pickle() -> None:
     assert np.allclose(copy.in_space().points, slices.in_space().points, rtol=0, atol=1e-12)
     again = pickle.loads(pickle.dumps(copy))
     assert again.lines.points.tobytes() == slices.lines.points.tobytes()
+
+
+@pytest.mark.parametrize("length", [5e-324, 1e-310, 1e-200, 1e-3, 7.0, 1e200, 1.7e308])
+def test_the_length_of_a_normal_does_not_matter(length: float) -> None:
+    # Its square may be too large or too small for a number.
+    pyramid = sorvane.hull([[0, 0, 0], [10, 0, 0], [0, 10, 0], [0, 0, 10]])
+    plane = ([0, 0, 6], [0, 0, length])
+    assert pyramid.section(plane).height == pytest.approx(6, abs=1e-14)
+    assert pyramid.section(np.array(plane)).area == pytest.approx(8, abs=1e-12)  # legs of 4
+    if length > 1e-12 or length < 1e-100:
+        below, above = pyramid.split(plane)
+        assert above.volume == pytest.approx(4**3 / 6, abs=1e-9)
+        assert below.volume == pytest.approx((10**3 - 4**3) / 6, abs=1e-9)
