@@ -183,7 +183,9 @@ struct Split {
 Split SplitAcross(const Spans& spans, const Vec2d& axis, std::vector<double>& middles)
 {
     middles.clear();
+    Progress::Impl::Steps steps;
     for (const PaddedSpan& span : spans) {
+        steps.Next();
         middles.push_back(0.5 * (axis * span.first) + 0.5 * (axis * span.last));
     }
     const auto median = middles.begin() + static_cast<std::ptrdiff_t>(middles.size() / 2);
@@ -192,6 +194,7 @@ Split SplitAcross(const Spans& spans, const Vec2d& axis, std::vector<double>& mi
     double below = 0;
     double above = 0;
     for (const PaddedSpan& span : spans) {
+        steps.Next();
         const auto [least, most] = std::minmax({axis * span.first, axis * span.last});
         below += least - span.padding <= split.place ? 1 : 0;
         above += most + span.padding >= split.place ? 1 : 0;
@@ -235,6 +238,7 @@ void SplitCrowd(Spans spans, const Region& region, int depth, Leaves& leaves)
         std::vector<double> middles;
         middles.reserve(spans.size());
         for (const Vec2d& axis : {Vec2d(1, 0), Vec2d(0, 1), AcrossBundle(spans)}) {
+            Progress::Impl::Check();
             const Split split = SplitAcross(spans, axis, middles);
             best = split.pairs < best.pairs ? split : best;
         }
@@ -246,7 +250,9 @@ void SplitCrowd(Spans spans, const Region& region, int depth, Leaves& leaves)
     }
     Spans below;
     Spans above;
+    Progress::Impl::Steps steps;
     for (const PaddedSpan& span : spans) {
+        steps.Next();
         const auto [least, most] = std::minmax({best.axis * span.first, best.axis * span.last});
         if (least - span.padding <= best.place) {
             below.push_back(span);

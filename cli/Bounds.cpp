@@ -42,8 +42,8 @@ void RunHull(Session& session)
     PrintMeasures(session, "part", is);
     if (!isSolid) {
         session.Print("hull          none\n");
-        session.Defect("flat",
-                       session.Input() + ": the part is flat and has no hull; nothing is written");
+        session.Defect("flat", NameOf(session.Input()) +
+                                   ": the part is flat and has no hull; nothing is written");
         return;
     }
     const Measures round = MeasuresOf(hull);
@@ -208,8 +208,8 @@ void RunBox(Session& session)
     Vec3d turnedSize;
     if (!Bounding::MinimalOrientedBox(part.points, turned, turnedSize)) {
         result["oriented_box"] = Json();
-        session.Defect("line",
-                       session.Input() + ": the part is no more than a line; nothing is written");
+        session.Defect("line", NameOf(session.Input()) +
+                                   ": the part is no more than a line; nothing is written");
         return;
     }
     result["oriented_box"]["size"] = turnedSize;

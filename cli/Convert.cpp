@@ -231,7 +231,7 @@ void RunWeld(Session& session)
     result["turned_triangles"] = turned;
     result["open_edges"] = open;
     if (part.indices.empty()) {
-        session.Defect("empty", session.Input() +
+        session.Defect("empty", NameOf(session.Input()) +
                                     ": all triangles have collapsed; give a smaller --tolerance");
         return;
     }

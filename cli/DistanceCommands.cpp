@@ -48,8 +48,9 @@ std::string PointText(const Vec3d& p)
 /// Files with a triangle are read; but the farthest coordinates that they can have are of no use.
 [[noreturn]] void EndUnusable(const std::string& files)
 {
-    throw Failure(Exit::Files, files + ": no triangle has coordinates that can be calculated with; "
-                                       "scale the part down");
+    throw Failure(Exit::Files, NameOf(files) +
+                                   ": no triangle has coordinates that can be calculated with; "
+                                   "scale the part down");
 }
 
 // --- nearest ------------------------------------------------------------------------------------
@@ -67,14 +68,21 @@ void RunNearest(Session& session)
     }
     const auto nearest = tree.ClosestPoints(points, kFarAway, {});
     Session::CheckStopped();
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        if (nearest[i].id < 0) {
+            throw Failure(Exit::Files,
+                          NameOf(session.Input(1)) + ": point " + std::to_string(i + 1) + " (" +
+                              PointText(points[i]) +
+                              ") is too far away to be calculated with; mind its unit");
+        }
+    }
     std::vector<double> distances;
     if (session.Has("--signed")) {
         distances = MeshUtils::CloudDistancesToMesh(part.points, part.indices, points, false);
         Session::CheckStopped();
     } else {
         for (std::size_t i = 0; i < points.size(); ++i) {
-            distances.push_back(nearest[i].id < 0 ? HUGE_VAL
-                                                  : Length(nearest[i].point - points[i]));
+            distances.push_back(Length(nearest[i].point - points[i]));
         }
     }
     std::size_t farthest = 0;

@@ -12,6 +12,7 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -100,7 +101,10 @@ int Run(const std::vector<std::string>& words)
     try {
         return RunCommand(*command, rest);
     } catch (const Failure& failure) {
-        return Tell(failure, name);
+        // A call that was stopped gave its neutral result, which what follows it may find wanting.
+        return IsStopWanted() && failure.Code() != Exit::Interrupted
+                   ? Tell(Failure(Exit::Interrupted, "stopped; nothing more is written"), name)
+                   : Tell(failure, name);
     } catch (const std::bad_alloc&) {
         return Tell(
             Failure(Exit::Files,
@@ -110,6 +114,13 @@ int Run(const std::vector<std::string>& words)
         return Tell(Failure(Exit::Files,
                             "the result has more triangles than can be numbered; try a larger "
                             "tolerance or length"),
+                    name);
+    } catch (const std::system_error& error) {
+        return Tell(Failure(Exit::Files, error.what()), name);
+    } catch (const std::runtime_error& error) {
+        // The system gives no more threads.
+        return Tell(Failure(Exit::Files,
+                            std::string(error.what()) + "; free some memory, or try --threads 1"),
                     name);
     } catch (const std::exception& error) {
         return Tell(Failure(Exit::Files, error.what()), name);

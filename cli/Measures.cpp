@@ -145,8 +145,8 @@ void EndChange(Session& session, const Part& before, const Part& after, double d
     PrintMeasures(session, "before", was);
     PrintMeasures(session, "after", is);
     if (is.triangles == 0) {
-        session.Defect("empty",
-                       session.Input() + ": nothing is left of the part; nothing is written");
+        session.Defect("empty", NameOf(session.Input()) +
+                                    ": nothing is left of the part; nothing is written");
         return;
     }
 

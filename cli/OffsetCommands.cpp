@@ -31,6 +31,8 @@ using Drawing::SvgWriter;
 using Element = Planar::ArcSegBase<double>;
 
 constexpr int kMostHalvings = 8;
+/// Rings that are a pocket's, and not an error of the units.
+constexpr double kMostRings = 1e5;
 
 const SvgStyle kSegment{"#1f4e79", "none", 3};
 const SvgStyle kArc{"#d1491b", "none", 3};
@@ -156,7 +158,8 @@ std::vector<Chain> InputChains(Session& session, std::vector<Polyline>& points)
         Chain chain = Planar::FilterArcsAndSegs(line, session.Number("--fit"));
         Session::CheckStopped();
         if (chain.elements.empty()) {
-            throw Failure(Exit::Files, session.Input() + ": holds a polyline of a single point");
+            throw Failure(Exit::Files,
+                          NameOf(session.Input()) + ": holds a polyline of a single point");
         }
         chain.tolerance = std::max(chain.tolerance, tolerance);
         chains.push_back(std::move(chain));
@@ -423,8 +426,8 @@ std::vector<Chain> ClosedChains(Session& session, const std::string& input)
                         [](const Element& element) { return element.AsSegment() != nullptr; });
         if (!isPolyline || !chain.AppendSegment(chain.elements.back().EndPoint(),
                                                 chain.elements.front().StartPoint())) {
-            throw Failure(Exit::Files, input + ": holds an open chain; close it, or raise "
-                                               "--tolerance above its gap");
+            throw Failure(Exit::Files, NameOf(input) + ": holds an open chain; close it, or raise "
+                                                       "--tolerance above its gap");
         }
     }
     return chains;
@@ -566,6 +569,11 @@ void RunPocket(Session& session)
     std::vector<Ring> rings;
     std::size_t narrow = 0;
     for (const Pocket& pocket : pockets) {
+        // The disc of the outline's length holds more rings than anything with that outline.
+        if (LengthOf(pocket.outline) / (2 * kPi<double>) > kMostRings * step) {
+            session.RefuseUse("--step: this may make more than " + NumberText(kMostRings) +
+                              " rings; mind its unit and that of --radius");
+        }
         std::vector<Ring> own = RingsOf(pocket, radius, step, session.Tolerance());
         rings.resize(std::max(rings.size(), own.size()));
         for (std::size_t i = 0; i < own.size(); ++i) {

@@ -338,7 +338,7 @@ std::string BashCompletion()
            "  fi\n"
            "  case $word in\n"
            "    -*) ;;\n"
-           "    *) COMPREPLY=($(compgen -f -- \"$word\")); return ;;\n"
+           "    *) mapfile -t COMPREPLY < <(compgen -f -- \"$word\"); return ;;\n"
            "  esac\n"
            "  case ${COMP_WORDS[1]} in\n" +
            cases +

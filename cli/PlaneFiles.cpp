@@ -28,6 +28,14 @@ std::string_view Trimmed(std::string_view text)
                : text.substr(from, text.find_last_not_of(kBlanks) + 1 - from);
 }
 
+/// Does a comma stand in a field between semicolons? Where numbers are written with decimal commas
+/// tables have semicolons: taken for a separator as well, the comma would make two numbers of one.
+bool HasDecimalCommas(std::string_view line)
+{
+    return line.find(';') != std::string_view::npos && line.find(',') != std::string_view::npos &&
+           line.find_first_of("0123456789") != std::string_view::npos;
+}
+
 /// The fields of a line: with a comma or semicolon in it those between them, otherwise the words.
 std::vector<std::string_view> FieldsOf(std::string_view line)
 {
@@ -66,7 +74,7 @@ void ForEachLine(std::string_view text, const Use& use)
 
 [[noreturn]] void EndUnreadable(const std::string& path, const std::string& reason)
 {
-    throw Failure(Exit::Files, (path == "-" ? "standard input" : path) + ": " + reason);
+    throw Failure(Exit::Files, NameOf(path) + ": " + reason);
 }
 
 [[noreturn]] void Refuse(const std::string& path, std::size_t line, const std::string& reason)
@@ -98,6 +106,9 @@ std::vector<std::vector<Velk::Math::VecBase<N, double>>> PolylinesOf(std::string
         if (line.empty()) {
             isInLine = false;
             return;
+        }
+        if (HasDecimalCommas(line)) {
+            Refuse(path, number, "has commas between semicolons; write decimals with a point");
         }
         const std::vector<std::string_view> fields = FieldsOf(line);
         const bool isHeading = std::exchange(isFirst, false) && !HasNumber(fields);
@@ -168,6 +179,9 @@ public:
             return;
         }
         line_ = number;
+        if (HasDecimalCommas(line)) {
+            Refuse(path_, line_, "has commas between semicolons; write decimals with a point");
+        }
         const std::vector<std::string_view> fields = FieldsOf(line);
         missing_ == 0 ? Begin(fields) : Append(fields);
     }

@@ -73,7 +73,8 @@ Loops RegionOf(Session& session, const std::string& input)
     Loops region = Planar::Union<double>(loops, nullptr);
     Session::CheckStopped();
     if (region.empty()) {
-        throw Failure(Exit::Files, input + ": holds no region with an area; check its loops");
+        throw Failure(Exit::Files,
+                      NameOf(input) + ": holds no region with an area; check its loops");
     }
     return region;
 }
@@ -83,7 +84,7 @@ Polyline ToolOutlineOf(Session& session, const std::string& input)
 {
     const Loops region = RegionOf(session, input);
     if (region.size() != 1) {
-        throw Failure(Exit::Files, input + ": a tool is a single loop without holes");
+        throw Failure(Exit::Files, NameOf(input) + ": a tool is a single loop without holes");
     }
     return region.front();
 }
@@ -196,7 +197,8 @@ Chain OutlineOf(Session& session, const std::string& input)
 {
     std::vector<Chain> chains = ReadChains(session, input, session.Tolerance());
     if (chains.size() != 1 || !chains.front().IsClosed()) {
-        throw Failure(Exit::Files, input + ": --op join takes one closed chain from each file");
+        throw Failure(Exit::Files,
+                      NameOf(input) + ": --op join takes one closed chain from each file");
     }
     return CounterClockwise(std::move(chains.front()));
 }
@@ -305,7 +307,7 @@ Polyline ClosedOutline(Session& session, const std::string& input)
 {
     Loops loops = ReadLoops(session, input, 1e-12, session.Number("--chord"));
     if (loops.size() != 1) {
-        throw Failure(Exit::Files, input + ": holds several outlines; one is asked for");
+        throw Failure(Exit::Files, NameOf(input) + ": holds several outlines; one is asked for");
     }
     loops.front().push_back(loops.front().front());
     return loops.front();
@@ -494,7 +496,8 @@ Turning TurningOf(Session& session)
     Turning turning;
     Loops profile = ReadPolylines(session, session.Input(0));
     if (profile.size() != 1 || profile.front().size() < 2) {
-        throw Failure(Exit::Files, session.Input(0) + ": holds no profile; give one polyline");
+        throw Failure(Exit::Files,
+                      NameOf(session.Input(0)) + ": holds no profile; give one polyline");
     }
     turning.profile = std::move(profile.front());
     turning.tool = ClosedOutline(session, session.Input(1));

@@ -60,10 +60,15 @@ Option SideOption()
         .Default("above");
 }
 
-/// Of unit length.
+/// Of unit length. Its largest coordinate is made 1 first: the squares of what was typed may be
+/// more or less than a number can hold.
 Vec3d NormalOf(const Session& session)
 {
-    const Vec3d normal = Vector::Normalized(session.Vector("--normal"), 0.0);
+    const Vec3d typed = session.Vector("--normal");
+    const double largest =
+        std::max({std::fabs(typed[0]), std::fabs(typed[1]), std::fabs(typed[2])});
+    const Vec3d normal =
+        Vector::Normalized(Vec3d(typed[0] / largest, typed[1] / largest, typed[2] / largest), 0.0);
     if (!(SquaredLength(normal) > 0)) {
         session.RefuseUse("--normal 0,0,0 has no direction");
     }
@@ -397,7 +402,8 @@ SvgWriter StackOf(std::vector<MeshSection> layers, const Vec3d& normal)
         const auto seen = [&](Loops lines) {
             for (Polyline& line : lines) {
                 for (Vec2d& point : line) {
-                    point = SvgWriter::Projected(layer.toSpace * Vec3d(point.x(), point.y(), 0), kView);
+                    point =
+                        SvgWriter::Projected(layer.toSpace * Vec3d(point.x(), point.y(), 0), kView);
                 }
             }
             return lines;
@@ -524,6 +530,9 @@ Polyline Spin(Session& session, const Part& part)
     const auto box = Bounding::BoxOfPoints(part.points);
     const double height = box.max.z() - box.min.z();
     const double step = session.Has("--step") ? session.Number("--step") : height / 500;
+    if (height > kMostPlanes * step) {
+        session.RefuseUse("--step: more than a million steps along the axis; mind its unit");
+    }
     const Polyline spun = Planar::SpinBoundary(part, step);
     Session::CheckStopped();
     if (spun.empty()) {

@@ -38,6 +38,8 @@ std::string AdviceFor(MeshFileError error)
         return "; check the name and the folder";
     case MeshFileError::NoSuchFolder:
         return "; make the folder first";
+    case MeshFileError::NotOpened:
+        return "; mind the permissions of the file and of its folder";
     case MeshFileError::IsFolder:
         return "; name a file in it";
     case MeshFileError::CutShort:
@@ -63,12 +65,19 @@ std::string AdviceFor(MeshFileError error)
     }
 }
 
-std::string NameOf(const std::string& input) { return input == "-" ? "standard input" : input; }
-
 /// The path under which the system has the standard input and output.
 std::string PathOf(const std::string& input, const char* standard)
 {
     return input == "-" ? standard : input;
+}
+
+/// What to do about a file that can't be opened or made.
+const char* AdviceFor(int number)
+{
+    return number == ENOENT                      ? "; check the name and the folder"
+           : number == EACCES || number == EPERM ? "; mind the permissions of the file and of its "
+                                                   "folder"
+                                                 : "";
 }
 
 [[noreturn]] void ThrowSystem(const std::string& name, int number, const char* advice)
@@ -113,7 +122,7 @@ std::string BytesOf(const std::string& path, const std::string& name)
     std::ifstream file(path, std::ios::binary);
     if (!file) {
         const int number = errno;
-        ThrowSystem(name, number, number == ENOENT ? "; check the name and the folder" : "");
+        ThrowSystem(name, number, AdviceFor(number));
     }
     std::string bytes{std::istreambuf_iterator<char>(file), {}};
     if (file.bad()) {
@@ -173,7 +182,7 @@ fs::path LinksFollowed(fs::path path)
 
 std::optional<double> NumberOf(std::string_view text)
 {
-    if (text.starts_with('+')) {
+    if (text.starts_with('+') && !text.starts_with("+-")) {
         text.remove_prefix(1);
     }
     double number = 0;
@@ -199,6 +208,8 @@ std::optional<std::vector<double>> NumbersOf(std::string_view text)
     return numbers;
 }
 
+std::string NameOf(const std::string& input) { return input == "-" ? "standard input" : input; }
+
 void PutStandardOutput(const std::string& text)
 {
     errno = 0;
@@ -214,6 +225,9 @@ Session::Session(Call call) : call_(std::move(call)), options_(AllOptions(Comman
         (HasOutput() && Output() == "-") || (WantsPicture() && Text("--svg") == "-");
     if (HasOutput() && WantsPicture() && Output() == "-" && Text("--svg") == "-") {
         RefuseUse("only one of -o and --svg can write to the standard output");
+    }
+    if (HasOutput() && WantsPicture() && Output() == Text("--svg") && Output() != "/dev/null") {
+        RefuseUse("-o and --svg name the same file");
     }
     if (isOutputToStandardOutput_ && WantsJson()) {
         RefuseUse("--json writes to the standard output: give -o and --svg a file");
@@ -361,10 +375,11 @@ void Session::WritePart(const Part& part, const std::string& path, MeshFileForm 
         // Through a file of its own: the standard output is written to where it stands, and never
         // opened by a name, which would wait for a reader that has gone away, or replace a file
         // that the shell has opened.
-        const TemporaryFile file(fs::temp_directory_path() / "sorvane");
+        const char* const named = std::getenv("TMPDIR");
+        const std::string folder = named && *named != '\0' ? named : "/tmp";
+        const TemporaryFile file(fs::path(folder) / "sorvane");
         if (file.Number() < 0) {
-            ThrowSystem(fs::temp_directory_path().string(), errno,
-                        "; name a folder with room in TMPDIR");
+            ThrowSystem(folder, errno, "; name a folder with room in TMPDIR");
         }
         write(file.Path(), file.Path());
         WriteBytes(STDOUT_FILENO, BytesOf(file.Path(), file.Path()), "standard output");
@@ -384,7 +399,7 @@ void Session::WriteText(std::string_view text, const std::string& path)
     } else if (isThere && !S_ISREG(status.st_mode)) {
         const int file = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
         if (file < 0) {
-            ThrowSystem(path, errno, "");
+            ThrowSystem(path, errno, AdviceFor(errno));
         }
         WriteBytes(file, text, path);
         ::close(file);
@@ -395,7 +410,8 @@ void Session::WriteText(std::string_view text, const std::string& path)
         const fs::path target = LinksFollowed(path);
         TemporaryFile file(target);
         if (file.Number() < 0) {
-            ThrowSystem(path, errno, errno == ENOENT ? "; make the folder first" : "");
+            ThrowSystem(path, errno,
+                        errno == ENOENT ? "; make the folder first" : AdviceFor(errno));
         }
         WriteBytes(file.Number(), text, path);
         const mode_t mask = ::umask(0);

@@ -46,6 +46,9 @@ std::optional<double> NumberOf(std::string_view text);
 /// The finite numbers with commas between them that `text` is as a whole.
 std::optional<std::vector<double>> NumbersOf(std::string_view text);
 
+/// What a message calls an input: "standard input" for -.
+std::string NameOf(const std::string& input);
+
 /// Writes to the standard output, after what stands in its buffer; ends with exit code 3 when it
 /// can't.
 void PutStandardOutput(const std::string& text);

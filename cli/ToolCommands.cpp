@@ -89,14 +89,15 @@ Mill::GenericToolFitReport<Tool, double> FittedTool(Session& session, const std:
     constexpr double kFlattening = 0.1; // of the tolerance
     const std::vector<Chain> chains = ReadChains(session, input, tolerance * kFlattening);
     if (chains.size() != 1) {
-        throw Failure(Exit::Files, input + ": a tool is one outline");
+        throw Failure(Exit::Files, NameOf(input) + ": a tool is one outline");
     }
     const Polyline outline = Planar::Tessellate(chains.front(), tolerance * kFlattening);
     auto report = Mill::ConvexToolFromPolyline(outline, tolerance);
     Session::CheckStopped();
     if (!(ExtentOf(report.tool).x() > 0)) {
-        throw Failure(Exit::Files, input + ": is no outline of a tool; it has to run from the tip "
-                                           "outward and upward");
+        throw Failure(Exit::Files, NameOf(input) +
+                                       ": is no outline of a tool; it has to run from the tip "
+                                       "outward and upward");
     }
     if (points != nullptr) {
         *points = outline;
@@ -151,7 +152,7 @@ Tool ToolOf(Session& session)
     Tool tool = BaseTool(session);
     const Vec2d extent = ExtentOf(tool);
     if (!(extent.x() > 0)) {
-        session.RefuseUse("the tool has no width");
+        session.RefuseUse("the tool has no width, or one that can't be calculated with");
     }
     if (session.Has("--length")) {
         const double below = extent.y() - tool.shankLength;
@@ -212,8 +213,9 @@ Mill::ContactSurface SurfaceOf(const Session& session, const Part& part)
     Mill::ContactSurface surface(part.points, part.indices);
     Session::CheckStopped();
     if (surface.TriangleCount() != part.indices.size() / 3) {
-        throw Failure(Exit::Files, session.Input() + ": some triangles have coordinates that can't "
-                                                     "be calculated with; scale the part down");
+        throw Failure(Exit::Files, NameOf(session.Input()) +
+                                       ": some triangles have coordinates that can't "
+                                       "be calculated with; scale the part down");
     }
     return surface;
 }

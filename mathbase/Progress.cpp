@@ -25,7 +25,12 @@ void Ask(State& scope)
     bool goesOn = true;
     {
         const PlaceGuard unwatched({}); // what the host calls inside its report is its own affair
-        goesOn = scope.report(scope.fraction);
+        try {
+            goesOn = scope.report(scope.fraction);
+        } catch (...) {
+            scope.hasThrown = true;
+            throw;
+        }
     }
     // Counted from the end of the report: a slow one must not eat up the operation.
     scope.last = std::chrono::steady_clock::now();
@@ -51,6 +56,12 @@ State* ActiveScope()
     return IsActive(place.own) ? place.own : place.served;
 }
 
+bool HasReportThrown()
+{
+    const State* const scope = ActiveScope();
+    return scope != nullptr && scope->hasThrown;
+}
+
 Operation::Operation() : scope_(Current().own)
 {
     if (scope_ == nullptr) {
@@ -65,6 +76,7 @@ Operation::Operation() : scope_(Current().own)
         scope_->low = 0;
         scope_->high = 1;
         scope_->fraction = 0;
+        scope_->hasThrown = false;
         scope_->last = std::chrono::steady_clock::now();
     } else if (!isShared_) {
         scope_->high = scope_->low; // whatever it reports
@@ -138,7 +150,8 @@ ProgressScope::ProgressScope(Report report, std::chrono::milliseconds interval)
     : state_(std::make_unique<Progress::Impl::State>())
 {
     state_->report = std::move(report);
-    state_->interval = interval;
+    // No more than a year: the clock counts finer, and longer ones would not fit it.
+    state_->interval = std::clamp<std::chrono::milliseconds>(interval, {}, std::chrono::years(1));
     state_->outer = std::exchange(Progress::Impl::Current().own, state_.get());
 }
 

@@ -19,6 +19,7 @@ struct State {
 
     int depth = 0;                       // operations that are under way, one inside the other
     std::atomic<bool> isStopped = false; // read by the other threads of a parallel loop
+    std::atomic<bool> hasThrown = false; // the report, during the operation that is under way
     double low = 0;                      // the present phase
     double high = 1;
     bool isShared = false; // an operation inside of this one goes through the present phase
@@ -30,6 +31,7 @@ struct State {
 struct Place {
     State* own = nullptr;    // the scope that lives on this thread
     State* served = nullptr; // without one: that of the loop of another thread which it helps with
+    bool isInLoop = false;   // within a piece of a watched parallel loop
 };
 
 Place& Current();
@@ -37,6 +39,10 @@ Place& Current();
 /// The scope to which the work of this thread belongs at this moment: with an operation under way
 /// and somebody who listens. Otherwise null.
 State* ActiveScope();
+
+/// In a catch block: is it the host that has thrown, by its report, and not the operation itself?
+/// What takes a failure of its own for a result must let that pass.
+bool HasReportThrown();
 
 /// Restores the place of this thread at the end.
 class PlaceGuard {

@@ -5,7 +5,7 @@
 #include <Sorvane/AssertSites_E.h>
 #include <Sorvane/OrderedPairs_E.h>
 
-#include "mathbase/Progress_Impl.h"
+#include "mathbase/ProgressState_Impl.h"
 #include "planar/FilterData_Impl.h"
 #include "planar/GridBoolean_Impl.h"
 #include "planar/RegionLoops_Impl.h"
@@ -102,6 +102,9 @@ struct BufferredUnion::State {
         } catch (const Progress::Impl::Stopped&) {
             throw; // nothing has failed
         } catch (...) {
+            if (Progress::Impl::HasReportThrown()) {
+                throw; // a host that leaves, either
+            }
             // Memory, or the 128-bit arithmetic of the scanline: the caller learns it from
             // `isValid`.
         }
@@ -242,6 +245,9 @@ BufferredUnion::Polylines BufferredUnion::Process()
         } catch (const Progress::Impl::Stopped&) {
             throw; // the batches are still there
         } catch (...) {
+            if (Progress::Impl::HasReportThrown()) {
+                throw;
+            }
             state_->isValid = false; // no memory for the result
         }
         return {};

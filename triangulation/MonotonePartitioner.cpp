@@ -3,7 +3,9 @@
 #include "triangulation/MonotonePartitioner_Impl.h"
 
 #include "mathbase/Predicates_Impl.h"
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
+#include "mathbase/WatchedSort_Impl.h"
 
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
@@ -18,6 +20,14 @@ namespace Velk::Math::Sorvane::Mesh {
 using Impl::SweepClass;
 using Impl::SweepHelper;
 using Math::Impl::Orientation;
+
+namespace {
+
+/// Events of the sweep for a look at the progress scope: where many edges are open at a time an
+/// event takes tens of microseconds.
+constexpr unsigned kStepsPerCheck = 32;
+
+} // namespace
 
 template <class T>
 MonotonePartitioner<T>::MonotonePartitioner() = default;
@@ -77,6 +87,7 @@ void MonotonePartitioner<T>::MakeRing()
     std::vector<int> ring;
     ring.reserve(static_cast<std::size_t>(count));
     for (int n = 0; n < count; ++n) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(n));
         ring.push_back(this->FindOrAddEdge(n, n + 1 == count ? 0 : n + 1));
     }
     if (HalfEdge::HMesh<HalfEdge::HVertex<2, T>, HalfEdge::HEdge,
@@ -84,6 +95,7 @@ void MonotonePartitioner<T>::MakeRing()
         return;
     }
     for (std::size_t i = 0; i < ring.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         const int after = ring[i + 1 == ring.size() ? 0 : i + 1];
         this->Link(Twin(after), Twin(ring[i]));
     }
@@ -100,7 +112,7 @@ void MonotonePartitioner<T>::SortEntries(SweepOrder order)
         const VecBase<2, T>& p = NodeAt(n).position;
         entries_.push_back({p.x(), p.y(), n});
     }
-    std::sort(entries_.begin(), entries_.end(), [](const auto& a, const auto& b) {
+    Parallel::Impl::WatchedSort(entries_.begin(), entries_.end(), [](const auto& a, const auto& b) {
         return std::tie(a.x, a.y, a.node) < std::tie(b.x, b.y, b.node);
     });
     const auto isApart = [](const auto& a, const auto& b) {
@@ -118,6 +130,7 @@ void MonotonePartitioner<T>::SortEntries(SweepOrder order)
     }
     ranks_.resize(entries_.size());
     for (std::size_t i = 0; i < entries_.size(); ++i) {
+        Progress::Impl::CheckStep(i);
         ranks_[static_cast<std::size_t>(entries_[i].node)] = static_cast<int>(i);
     }
 }
@@ -195,9 +208,13 @@ void MonotonePartitioner<T>::SweepFace(int face)
     if (faceNodes_.size() <= 3) {
         return;
     }
-    std::sort(faceNodes_.begin(), faceNodes_.end(),
-              [&](int a, int b) { return Rank(a) < Rank(b); });
+    Parallel::Impl::WatchedSort(faceNodes_.begin(), faceNodes_.end(),
+                                [&](int a, int b) { return Rank(a) < Rank(b); });
+    unsigned steps = 0;
     for (const int node : faceNodes_) {
+        if (steps++ % kStepsPerCheck == 0) {
+            Progress::Impl::Check();
+        }
         if (IsOnFace(node)) {
             HandleVertex(node);
         } else {
@@ -319,6 +336,7 @@ bool MonotonePartitioner<T>::TriangulateFaces()
     outOf_.resize(static_cast<std::size_t>(this->NodeCount()));
     const int faceCount = this->FaceCount();
     for (int face = 0; face < faceCount; ++face) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(face));
         if (!TriangulateFace(face)) {
             return false;
         }
@@ -349,7 +367,9 @@ bool MonotonePartitioner<T>::ReadChains(int face)
     isUpper_.clear();
     auto lower = ring.begin();
     auto upper = ring.end();
+    Progress::Impl::Steps steps;
     while (isMonotone && (lower != last || upper - 1 != last)) {
+        steps.Next();
         const bool takesUpper =
             lower == last || (upper - 1 != last && isEarlier(*(upper - 1), *lower));
         faceNodes_.push_back(takesUpper ? *--upper : *lower++);
@@ -381,6 +401,7 @@ bool MonotonePartitioner<T>::TriangulateFace(int face)
     const auto nodeAt = [&](int place) { return faceNodes_[static_cast<std::size_t>(place)]; };
     const int lastPlace = nodesLeft_ - 1;
     for (int place = 0; place <= lastPlace; ++place) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(place));
         const bool isUpper = isUpper_[static_cast<std::size_t>(place)];
         const bool changesChain =
             place > 1 &&
@@ -451,11 +472,14 @@ void MonotonePartitioner<T>::ImproveDelaunay()
 {
     std::vector<int> inner;
     for (int e = 0; e < this->EdgeCount(); e += 2) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(e));
         if (this->IsValidEdge(e) && EdgeAt(e).face >= 0 && EdgeAt(Twin(e)).face >= 0) {
             inner.push_back(e);
         }
     }
+    Progress::Impl::Steps steps;
     for (const int e : inner) {
+        steps.Next();
         if (IsWorthFlipping(e)) {
             this->FlipEdge(e, true);
         }
@@ -487,6 +511,7 @@ void MonotonePartitioner<T>::WriteIndices(std::vector<int>& indices) const
     indices.reserve(3 * this->faces_.size());
     const int last = this->NodeCount() - 1;
     for (int face = 0; face < this->FaceCount(); ++face) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(face));
         const std::array<int, 3> corners = this->Corners(face);
         if (corners[0] >= 0) {
             for (const int node : corners) {

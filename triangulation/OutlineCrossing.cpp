@@ -3,6 +3,8 @@
 #include "triangulation/OutlineCrossing_Impl.h"
 
 #include "mathbase/Predicates_Impl.h"
+#include "mathbase/Progress_Impl.h"
+#include "mathbase/WatchedSort_Impl.h"
 #include "triangulation/SweepStatus_Impl.h"
 
 #include <algorithm>
@@ -14,6 +16,10 @@ namespace Velk::Math::Sorvane::Mesh::Impl {
 namespace {
 
 using Math::Impl::Orientation;
+
+/// Events of the sweep for a look at the progress scope: where many edges are open at a time an
+/// event takes tens of microseconds.
+constexpr unsigned kStepsPerCheck = 32;
 
 struct Edge {
     Vec2d start; // the lower end in the order of the sweep
@@ -67,11 +73,12 @@ OutlineCrossing FindClearCrossing(const std::vector<Vec2d>& outline, double clea
     std::vector<Event> events;
     events.reserve(2 * edges.size());
     for (int i = 0; i < static_cast<int>(edges.size()); ++i) {
+        Progress::Impl::CheckStep(static_cast<std::size_t>(i));
         const Edge& edge = edges[static_cast<std::size_t>(i)];
         events.push_back({edge.start, true, i});
         events.push_back({edge.end, false, i});
     }
-    std::sort(events.begin(), events.end(), IsEarlier);
+    Parallel::Impl::WatchedSort(events.begin(), events.end(), IsEarlier);
 
     OutlineCrossing result;
     const auto examine = [&](int first, int second) {
@@ -84,7 +91,11 @@ OutlineCrossing FindClearCrossing(const std::vector<Vec2d>& outline, double clea
         result.isFound = IsClearlyPassed(a, b, clearance) && IsClearlyPassed(b, a, clearance);
     };
     SweepStatus status;
+    unsigned steps = 0;
     for (const Event& event : events) {
+        if (steps++ % kStepsPerCheck == 0) {
+            Progress::Impl::Check();
+        }
         const Edge& edge = edges[static_cast<std::size_t>(event.edge)];
         if (event.isStart) {
             status.Enter(event.edge, edge.start, edge.end, {event.edge, SweepClass::Start});

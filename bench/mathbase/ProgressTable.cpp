@@ -1,7 +1,7 @@
 // How long operations go on after their host wants to stop: the table of docs/progress.md.
 //
-//   progress_table [--size N] [--trace MS] [NAME ...]     operations whose names begin so; all of
-//   them
+//   progress_table [--size N] [--trace MS] [NAME ...]     operations of these names, or all
+//   progress_table --alone [--size N] NAME              without a scope, for tools that count
 //
 // Each operation runs on one thread, on a generated input: without a scope, in a scope that goes
 // on, and in scopes that stop at places spread over the run. Gaps between two looks at the scope
@@ -38,6 +38,7 @@ double Milliseconds()
 }
 
 int traced = 0;
+bool isAlone = false;
 
 void Arm(int milliseconds)
 {
@@ -107,6 +108,10 @@ void Measure(const LongOperation& operation, std::int64_t size)
     const double begin = Milliseconds();
     const Outcome alone = call();
     const double whole = Milliseconds() - begin;
+    if (isAlone) {
+        std::printf("%s,\"%s\",%.0f\n", operation.family, operation.name, whole);
+        return;
+    }
     const Run watched = Watch(call, -1);
     double longest = 0;
     bool isNeutral = true;
@@ -134,6 +139,8 @@ int main(int argc, char** argv)
             size = std::atoll(argv[++i]);
         } else if (std::strcmp(argv[i], "--trace") == 0 && i + 1 < argc) {
             traced = std::atoi(argv[++i]);
+        } else if (std::strcmp(argv[i], "--alone") == 0) {
+            isAlone = true;
         } else {
             names.emplace_back(argv[i]);
         }

@@ -30,6 +30,10 @@ inCode || /^```/ || /^    / { print; next }
 
 {
     line = $0
+    while (match(line, /\]\(#[a-z0-9-]+\)/)) {
+        target = substr(line, RSTART + 3, RLENGTH - 4)
+        line = substr(line, 1, RSTART + 1) "@ref " Anchor(page, target) substr(line, RSTART + RLENGTH - 1)
+    }
     while (match(line, /\]\(([A-Za-z.]+\/)*[A-Za-z-]+\.md#[a-z0-9-]+\)/)) {
         target = substr(line, RSTART + 2, RLENGTH - 3)
         split(target, part, "#")

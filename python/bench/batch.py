@@ -28,7 +28,7 @@ def hold_on_core(dask_worker):
 
 def start(workers):
     cluster = LocalCluster(
-        n_workers=workers, threads_per_worker=1, processes=True, dashboard_address=None, memory_limit=0
+        n_workers=workers, threads_per_worker=1, processes=True, dashboard_address=":0", memory_limit=0
     )
     client = Client(cluster, set_as_default=False)
     client.run(hold_on_core)

@@ -74,7 +74,7 @@ def main():
         ):
             with_python, alone = pairs(whole, bare, runs)
             for what, value in (("called from Python", with_python), ("of that in C", alone)):
-                print(f"{date},{sys.argv[1]},overhead.py,{what},{name},{count},{1e6 * value:.3g},us")
+                print(f"{date},{sys.argv[1]},overhead.py,{what},\"{name}\",{count},{1e6 * value:.{3 if value < 1e-4 else 0}{'g' if value < 1e-4 else 'f'}},us")
         if size == 1:
             view = least(lambda: mesh.points, runs)
             print(f"{date},{sys.argv[1]},overhead.py,called from Python,`Mesh.points` (a view),{len(some)},{1e6 * view:.3g},us")

@@ -30,12 +30,17 @@ def _expected(columns: _Columns) -> str:
     return "(n,)" if columns is None else f"(n, {columns})"
 
 
+def array_of(value: ArrayLike, name: str, expected: str) -> npt.NDArray[Any]:
+    """`value` as an array, of whatever shape and type; `expected` is the shape that a message tells of."""
+    try:
+        return np.asarray(value)
+    except ValueError:  # rows of different lengths
+        raise ValueError(f"{name}: expected an array of shape {expected}, given rows of different lengths") from None
+
+
 def _checked(value: ArrayLike, name: str, columns: _Columns) -> npt.NDArray[Any]:
     """`value` as an array of numbers of the right shape, of whatever type."""
-    try:
-        array = np.asarray(value)
-    except ValueError:  # rows of different lengths
-        raise ValueError(f"{name}: expected an array of shape {_expected(columns)}, given rows of different lengths") from None
+    array = array_of(value, name, _expected(columns))
     if array.dtype.kind not in "fiu":
         raise ValueError(f"{name}: expected numbers of shape {_expected(columns)}, given {array.dtype} of shape {array.shape}")
     if isinstance(value, np.ma.MaskedArray) and np.any(np.ma.getmaskarray(value)):  # type: ignore[no-untyped-call]
@@ -85,7 +90,9 @@ def numbers_of(value: ArrayLike, name: str) -> FloatArray:
 
 def point_of(value: ArrayLike, name: str, columns: int = 3) -> FloatArray:
     """One point or vector: shape (columns,)."""
-    array = _checked(value, name, None) if np.ndim(value) == 1 else np.asarray(value)
+    array = array_of(value, name, f"({columns},)")
+    if array.ndim == 1:
+        array = _checked(value, name, None)
     if array.shape != (columns,):
         raise ValueError(f"{name}: expected shape ({columns},), given {array.shape}")
     result: FloatArray = _plain(array, _FLOAT)

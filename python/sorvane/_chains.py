@@ -12,7 +12,7 @@ from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, indices_of, num
 from ._handles import Handle
 from ._lines import Borrowed, lines_of
 from ._progress import Progress, make, run
-from ._values import number
+from ._values import list_of, number, path_bytes
 
 Path = Union[str, "os.PathLike[str]"]
 
@@ -172,13 +172,14 @@ class Chain:
 
         Raises FileNotFoundError for one that is not there, and `sorvane.FileError` for content that is no chain.
         """
+        name = path_bytes(path)
         if not os.path.exists(path):
             raise FileNotFoundError(2, "No such file", os.fspath(path))
-        return cls._of(make(c.sorvane_chain_read, os.fsencode(path), path=path))
+        return cls._of(make(c.sorvane_chain_read, name, path=path))
 
     def write(self, path: Path) -> None:
         """Writes the chain as text, with all digits."""
-        run(c.sorvane_chain_write, self._handle, os.fsencode(path))
+        run(c.sorvane_chain_write, self._handle, path_bytes(path))
 
     # --- what it is --------------------------------------------------------------------------------------------------
 
@@ -519,7 +520,7 @@ def join_chains(chains: Iterable[Chain], *, tolerance: float = 1e-9, progress: P
     >>> sorvane.join_chains(sides)
     [<sorvane.Chain: 3 elements, closed, length 12>]
     """
-    given: Sequence[Chain] = list(chains)
+    given: Sequence[Chain] = list_of(chains, "chains")
     for i, chain in enumerate(given):
         _chain(chain, f"chains[{i}]")
     kinds = np.concatenate([np.empty(0, dtype=np.int32), *(chain.kinds for chain in given)])

@@ -11,7 +11,7 @@ from . import _bindings as c
 from ._arrays import ArrayLike, FloatArray, IntArray, points_of, view
 from ._handles import Handle
 from ._polylines import LinesLike, joined
-from ._mesh import Mesh
+from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, run
 from ._values import number
 
@@ -96,7 +96,7 @@ class TriangleTree:
     __slots__ = ("_handle",)
 
     def __init__(self, mesh: Mesh, *, progress: Progress = None) -> None:
-        self._handle = make(c.sorvane_triangle_tree_new, mesh._handle, progress=progress)
+        self._handle = make(c.sorvane_triangle_tree_new, mesh_handle(mesh, "mesh"), progress=progress)
 
     def nearest(self, points: ArrayLike, *, radius: float = np.inf, progress: Progress = None) -> Nearest:
         """As `Mesh.nearest`."""
@@ -184,7 +184,7 @@ def crossings(mesh: Mesh, lines: LinesLike, *, progress: Progress = None) -> Cro
 
 def hausdorff(mesh: Mesh, other: Mesh, *, progress: Progress = None) -> Hausdorff:
     result = c.sorvane_hausdorff()
-    run(c.sorvane_mesh_hausdorff, mesh._handle, other._handle, ctypes.byref(result), progress=progress)
+    run(c.sorvane_mesh_hausdorff, mesh._handle, mesh_handle(other, "other"), ctypes.byref(result), progress=progress)
     return Hausdorff(
         result.distance, result.first_point, result.first_distance, result.second_point, result.second_distance
     )
@@ -195,7 +195,7 @@ def hausdorff_bounds(mesh: Mesh, other: Mesh, accuracy: float, *, progress: Prog
     run(
         c.sorvane_mesh_hausdorff_bounds,
         mesh._handle,
-        other._handle,
+        mesh_handle(other, "other"),
         number(accuracy, "accuracy"),
         ctypes.byref(result),
         progress=progress,

@@ -8,12 +8,12 @@ from typing import List, Sequence, Tuple, Union
 import numpy as np
 
 from . import _bindings as c
-from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, numbers_of, point_of, points_of, view
+from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, array_of, numbers_of, point_of, points_of, view
 from ._distances import split_lists
 from ._handles import Handle
 from ._lines import Borrowed
 from ._polylines import Lines, LinesLike, joined
-from ._mesh import Mesh
+from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._values import number
 
@@ -71,7 +71,7 @@ class Tracer:
 
     def __init__(self, mesh: Mesh, *, tolerance: float = 1e-6, progress: Progress = None) -> None:
         tolerance = number(tolerance, "tolerance")
-        self._handle = make(c.sorvane_tracer_new, mesh._handle, tolerance, progress=progress)
+        self._handle = make(c.sorvane_tracer_new, mesh_handle(mesh, "mesh"), tolerance, progress=progress)
 
     def walk(self, start: ArrayLike, direction: ArrayLike, length: float) -> FloatArray:
         """The straightest line on the surface from ``start`` in ``direction``, ``length`` long, (n, 3).
@@ -118,7 +118,7 @@ def imprint(
     if isinstance(closed, (bool, np.bool_)):
         flags = np.full(count, closed, dtype=np.int32)
     else:
-        flags = np.asarray(closed, dtype=np.bool_).astype(np.int32)
+        flags = array_of(closed, "closed", f"({count},)").astype(np.bool_).astype(np.int32)
         if flags.shape != (count,):
             raise ValueError(f"closed: expected one value or shape ({count},), given {flags.shape}")
     how = options(

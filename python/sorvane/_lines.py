@@ -9,6 +9,7 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, FloatArray, IntArray, points_of, view
 from ._handles import Handle
+from ._values import list_of
 
 
 def _nothing(pointer: Any) -> None:
@@ -70,7 +71,7 @@ def flat_lines(lines: Union[ArrayLike, Iterable[ArrayLike]], name: str) -> Tuple
     if isinstance(lines, np.ndarray):
         given = [lines] if lines.ndim == 2 else list(lines)
     else:
-        given = list(lines)  # type: ignore[arg-type]
+        given = list_of(lines, name)  # type: ignore[arg-type]
         if given and all(_is_point(row) for row in given):
             given = [given]
     arrays = [points_of(line, f"{name}[{i}]", 2) for i, line in enumerate(given)]

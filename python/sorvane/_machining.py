@@ -12,7 +12,7 @@ from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, numbers_of, poi
 from ._chains import Chain
 from ._handles import Handle
 from ._lines import Borrowed, lines_of
-from ._mesh import Mesh
+from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._regions import Region
 from ._values import choice, number
@@ -336,10 +336,8 @@ class Surface:
     __slots__ = ("_handle", "_mesh", "__weakref__")
 
     def __init__(self, mesh: Mesh, *, progress: Progress = None) -> None:
-        if not isinstance(mesh, Mesh):
-            raise ValueError(f"mesh: expected a sorvane.Mesh, given {type(mesh).__name__}")
+        self._handle = make(c.sorvane_surface_new, mesh_handle(mesh, "mesh"), progress=progress)
         self._mesh = mesh
-        self._handle = make(c.sorvane_surface_new, mesh._handle, progress=progress)
 
     @property
     def mesh(self) -> Mesh:
@@ -359,7 +357,7 @@ class Surface:
         return f"<sorvane.Surface of {self._mesh!r}>"
 
     def drop(self, tool: Tool, points: ArrayLike, *, progress: Progress = None) -> Drops:
-        """Lowers the cutter at (n, 2) positions until it touches."""
+        """Lowers the cutter at (n, 2) positions until it touches. One that is not finite has nothing below it."""
         positions = points_of(points, "points", 2)
         drops = Drops(np.empty(len(positions)), np.empty(len(positions), dtype=np.int32))
         run(
@@ -404,6 +402,7 @@ class Surface:
         ----------
         tool : Tool
         positions : array_like, (n, 3)
+            One that is not finite is clear: nothing is there.
         allowance : float
             Depth up to which a touch is none; a negative one asks for as much clearance, upward.
         """

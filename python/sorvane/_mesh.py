@@ -7,6 +7,7 @@ modules are imported by the first call, so that `import sorvane` stays quick and
 from __future__ import annotations
 
 import ctypes
+import operator
 import os
 from typing import TYPE_CHECKING, Any, Callable, Iterable, List, Optional, Tuple, TypeVar, Union, overload
 
@@ -14,10 +15,10 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _bindings as c
-from ._arrays import ArrayLike, FloatArray, IntArray, indices_of, points_of, triangles_of, view
+from ._arrays import ArrayLike, FloatArray, IntArray, array_of, indices_of, points_of, triangles_of, view
 from ._handles import Handle
 from ._progress import Progress, make, run
-from ._values import choice, number
+from ._values import choice, list_of, number, path_bytes
 
 if TYPE_CHECKING:
     from typing import Literal, Sequence
@@ -51,7 +52,8 @@ _CONNECTIONS = {
 def _tags_of(value: Optional[ArrayLike], name: str, count: int) -> TagArray:
     if value is None:
         return np.empty(0, dtype=np.uint64)
-    array = np.asarray(value)
+    given: Any = _whole_numbers(value) if isinstance(value, (list, tuple)) else value
+    array = array_of(given, name, f"({count},)")
     if array.shape != (count,):
         raise ValueError(f"{name}: expected shape ({count},), given {array.shape}")
     if array.dtype.kind not in "iu" and array.size > 0:
@@ -59,6 +61,23 @@ def _tags_of(value: Optional[ArrayLike], name: str, count: int) -> TagArray:
     if array.dtype.kind == "i" and array.size > 0 and array.min() < 0:
         raise ValueError(f"{name}: expected numbers from 0 to 2^64 - 1, given {array.min()}")
     return np.require(array, dtype=np.uint64, requirements=["C", "A"])
+
+
+def _whole_numbers(values: Any) -> Any:
+    """A list of whole numbers, as it is unless some are above 2^63 and some below: NumPy would make floats of those."""
+    try:
+        if max(values) < 2**63 or min(values) < 0:
+            return values
+        return np.array([operator.index(value) for value in values], dtype=np.uint64)
+    except (TypeError, ValueError, OverflowError):  # what they are is told by who looks at them as an array
+        return values
+
+
+def mesh_handle(value: Any, name: str) -> Handle:
+    """What stands behind an argument that is to be a mesh."""
+    if not isinstance(value, Mesh):
+        raise ValueError(f"{name}: expected a sorvane.Mesh, given {type(value).__name__}")
+    return value._handle
 
 
 class Mesh:
@@ -254,7 +273,7 @@ class Mesh:
             with a coordinate that is not finite or too large for the form.
         """
         number = 0 if form is None else choice(form, "form", _FORMS)
-        run(c.sorvane_mesh_write, self._handle, os.fsencode(path), number, progress=progress)
+        run(c.sorvane_mesh_write, self._handle, path_bytes(path), number, progress=progress)
 
     # --- measures ----------------------------------------------------------------------------------------------------
 
@@ -357,7 +376,7 @@ class Mesh:
         array([[5., 0., 0.],
                [7., 2., 0.]])
         """
-        given = np.asarray(matrix)
+        given = array_of(matrix, "matrix", "(3, 4) or (4, 4)")
         if given.shape not in ((3, 4), (4, 4)):
             raise ValueError(f"matrix: expected shape (3, 4) or (4, 4), given {given.shape}")
         rows = points_of(given, "matrix", 4)
@@ -370,7 +389,7 @@ class Mesh:
 
         A mask of (m,) booleans is taken as well. IndexError: a number that is no triangle.
         """
-        given = np.asarray(triangles)
+        given = array_of(triangles, "triangles", "(k,)")
         if given.dtype == np.bool_:
             if given.shape != (len(self),):
                 raise ValueError(f"triangles: expected shape ({len(self)},), given {given.shape}")
@@ -516,6 +535,19 @@ class Mesh:
         with_report: "Literal[True]",
         progress: Progress = None,
     ) -> "Tuple[Mesh, Decimation]": ...
+
+    @overload
+    def decimate(
+        self,
+        percent: Optional[float] = None,
+        *,
+        tolerance: Optional[float] = None,
+        crease_angle: float = 40.0,
+        method: str = "batches",
+        keep_tags: bool = True,
+        with_report: bool,
+        progress: Progress = None,
+    ) -> "Union[Mesh, Tuple[Mesh, Decimation]]": ...
 
     def decimate(
         self,
@@ -720,7 +752,7 @@ class Mesh:
     ) -> "Slices":
         """The sections with a stack of planes of one normal, (k,) heights along it, each as `section` gives it.
 
-        Heights are distances from the origin along the unit normal. IndexError and ValueError as in `section`.
+        Heights are distances from the origin along the unit normal. ValueError as in `section`.
 
         >>> import numpy as np, sorvane
         >>> tetrahedron = sorvane.hull([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]])
@@ -752,14 +784,20 @@ class Mesh:
 
         return split(self, plane, tolerance=tolerance, progress=progress)
 
-    def intersection(self, other: "Optional[Mesh]" = None, *, progress: Progress = None) -> "Lines":
-        """The curves in which two meshes cut each other; without ``other`` those in which the mesh cuts itself.
+    def intersection_curves(self, other: "Mesh", *, progress: Progress = None) -> "Lines":
+        """The curves in which two meshes cut each other, in space; none where they don't.
 
-        Triangles that lie in one plane don't cut each other. A sound mesh does not cut itself: no lines.
+        Triangles that lie in one plane don't cut each other.
         """
-        from ._sections import intersection
+        from ._sections import intersection_curves
 
-        return intersection(self, other, progress=progress)
+        return intersection_curves(self, other, progress=progress)
+
+    def self_intersections(self, *, progress: Progress = None) -> "Lines":
+        """The curves in which the mesh cuts itself, in space; none for a sound one."""
+        from ._sections import self_intersections
+
+        return self_intersections(self, progress=progress)
 
     def cut_along(self, other: "Mesh", *, progress: Progress = None) -> "Tuple[Mesh, Mesh, Mesh]":
         """Cuts the triangles of two meshes along their intersection: the pieces of this one's that are cut, its other
@@ -1171,7 +1209,7 @@ def read(path: Path, *, progress: Progress = None) -> Mesh:
     sorvane.FileError
         Content that is none of these; the text tells what is wrong and where.
     """
-    return Mesh._of(make(c.sorvane_mesh_read, os.fsencode(path), progress=progress, path=path))
+    return Mesh._of(make(c.sorvane_mesh_read, path_bytes(path), progress=progress, path=path))
 
 
 def join(meshes: Iterable[Mesh]) -> Mesh:
@@ -1184,7 +1222,7 @@ def join(meshes: Iterable[Mesh]) -> Mesh:
     >>> sorvane.join([one, one])
     <sorvane.Mesh: 2 triangles on 6 points>
     """
-    parts = list(meshes)
+    parts = list_of(meshes, "meshes")
     for i, part in enumerate(parts):
         if not isinstance(part, Mesh):
             raise ValueError(f"meshes: expected meshes, given {type(part).__name__} at {i}")

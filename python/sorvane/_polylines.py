@@ -9,6 +9,7 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, points_of, view
 from ._handles import Handle
+from ._values import list_of
 
 #: Lines on their way in: a list of arrays, or `Lines` as they came out.
 LinesLike = Union["Lines", Sequence[ArrayLike]]
@@ -96,7 +97,7 @@ def joined(lines: LinesLike, name: str, columns: int = 3) -> Tuple[FloatArray, I
         return points_of(lines.points, name, columns), lines.starts
     if isinstance(lines, np.ndarray) and lines.ndim == 2:
         raise ValueError(f"{name}: expected a list of arrays of shape (n, {columns}), given one of {lines.shape}")
-    arrays = [points_of(line, f"{name}[{i}]", columns) for i, line in enumerate(lines)]
+    arrays = [points_of(line, f"{name}[{i}]", columns) for i, line in enumerate(list_of(lines, name))]
     starts = np.zeros(len(arrays) + 1, dtype=np.int32)
     np.cumsum([len(array) for array in arrays], out=starts[1:])
     if len(arrays) == 1:

@@ -13,7 +13,7 @@ from ._chains import Chain
 from ._handles import Handle
 from ._lines import Borrowed, Lines, flat_lines, groups_of, lines_of
 from ._progress import Progress, make, run
-from ._values import number
+from ._values import list_of, number
 
 
 class Region:
@@ -71,7 +71,7 @@ class Region:
         >>> abs(disc.area - math.pi) < 1e-5
         True
         """
-        given = [chains] if isinstance(chains, Chain) else list(chains)
+        given = [chains] if isinstance(chains, Chain) else list_of(chains, "chains")
         for i, chain in enumerate(given):
             if not isinstance(chain, Chain) or not chain.is_closed:
                 raise ValueError(f"chains: expected closed chains, given {chain!r} at {i}")

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import ctypes
-from typing import TYPE_CHECKING, Any, Iterator, List, Optional, Sequence, Tuple, Union, overload
+from typing import TYPE_CHECKING, Any, Iterator, List, Sequence, Tuple, Union, overload
 
 import numpy as np
 
@@ -12,7 +12,7 @@ from ._arrays import ArrayLike, FloatArray, IntArray, numbers_of, point_of, view
 from ._handles import Handle
 from ._lines import Borrowed
 from ._polylines import Lines, lines_svg
-from ._mesh import Mesh
+from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._values import choice, number
 
@@ -30,10 +30,15 @@ _SIDES = {
 
 def _plane(plane: Plane) -> Tuple[FloatArray, FloatArray]:
     """Point and normal."""
-    if isinstance(plane, (tuple, list)):
+    if isinstance(plane, (tuple, list)) or (isinstance(plane, np.ndarray) and plane.ndim > 0):
         if len(plane) != 2:
             raise ValueError(f"plane: expected a height or a pair (point, normal), given {len(plane)} elements")
-        return point_of(plane[0], "plane[0]"), point_of(plane[1], "plane[1]")
+        normal = point_of(plane[1], "plane[1]")
+        size = float(np.abs(normal).max())
+        if 0 < size < np.inf and not 1e-100 < size < 1e100:
+            # Its square is beyond what a float64 can hold. A power of two changes no digit.
+            normal = np.ldexp(normal, -int(np.frexp(size)[1]))
+        return point_of(plane[0], "plane[0]"), normal
     return np.array((0.0, 0.0, number(plane, "plane"))), np.array((0.0, 0.0, 1.0))
 
 
@@ -109,6 +114,16 @@ class Section:
         from ._regions import Region
 
         return Region(list(self.loops))
+
+    def __reduce__(self) -> Any:
+        # Without the rest of its stack.
+        lines = self.lines
+        heights, areas, lengths, open_lengths = (
+            np.array([value]) for value in (self.height, self.area, self.length, self.open_length)
+        )
+        first = np.array([0, len(lines)], dtype=np.int32)
+        alone = _KeptSlices(heights, areas, lengths, open_lengths, first, self.frame[np.newaxis], lines)
+        return Section, (alone, 0)
 
     def __repr__(self) -> str:
         open_part = f", {len(self.chains)} open" if len(self.chains) else ""
@@ -194,11 +209,74 @@ class Slices(Sequence[Section]):
         """The lines of the whole stack as points of space, in the order of ``lines``."""
         return Lines._of(make(c.sorvane_sections_in_space, self._handle))
 
+    def __reduce__(self) -> Any:
+        figures = (self.heights, self.areas, self.lengths, self.open_lengths)
+        return _KeptSlices, (*figures, self.first, self.frames, self.lines)
+
     def __repr__(self) -> str:
         return f"<sorvane.Slices: {len(self)} sections, {len(self.lines)} lines>"
 
     def _repr_svg_(self) -> str:
         return lines_svg(self.in_space())
+
+
+class _KeptSlices(Slices):
+    """Sections that came out of a pickle: arrays of their own in place of a handle."""
+
+    __slots__ = ("_arrays",)
+
+    def __init__(
+        self,
+        heights: FloatArray,
+        areas: FloatArray,
+        lengths: FloatArray,
+        open_lengths: FloatArray,
+        first: IntArray,
+        frames: FloatArray,
+        lines: Lines,
+    ) -> None:
+        self._arrays = (heights, areas, lengths, open_lengths, first, frames, lines)
+        arrays: List[Any] = [heights, areas, lengths, open_lengths, first, frames]
+        for array in arrays:
+            array.setflags(write=False)
+
+    @property
+    def heights(self) -> FloatArray:
+        return self._arrays[0]
+
+    @property
+    def areas(self) -> FloatArray:
+        return self._arrays[1]
+
+    @property
+    def lengths(self) -> FloatArray:
+        return self._arrays[2]
+
+    @property
+    def open_lengths(self) -> FloatArray:
+        return self._arrays[3]
+
+    @property
+    def first(self) -> IntArray:
+        return self._arrays[4]
+
+    @property
+    def frames(self) -> FloatArray:
+        return self._arrays[5]
+
+    @property
+    def lines(self) -> Lines:
+        return self._arrays[6]
+
+    def __len__(self) -> int:
+        return len(self.heights)
+
+    def in_space(self) -> Lines:
+        lines = self.lines
+        of_lines = np.repeat(np.arange(len(self)), np.diff(self.first))
+        frames = self.frames[np.repeat(of_lines, np.diff(lines.starts))]
+        points = np.einsum("nij,nj->ni", frames[:, :, :2], lines.points) + frames[:, :, 3]
+        return Lines(points, lines.starts, lines.closed)
 
 
 class Slicer:
@@ -221,7 +299,7 @@ class Slicer:
     highest: float
 
     def __init__(self, mesh: Mesh, normal: ArrayLike = (0.0, 0.0, 1.0), *, progress: Progress = None) -> None:
-        self._handle = make(c.sorvane_slicer_new, mesh._handle, point_of(normal, "normal"), progress=progress)
+        self._handle = make(c.sorvane_slicer_new, mesh_handle(mesh, "mesh"), point_of(normal, "normal"), progress=progress)
         lowest, highest = ctypes.c_double(), ctypes.c_double()
         c.sorvane_slicer_heights(self._handle, ctypes.byref(lowest), ctypes.byref(highest))
         self.lowest, self.highest = lowest.value, highest.value
@@ -298,14 +376,16 @@ def split(mesh: Mesh, plane: Plane, *, tolerance: float = 1e-9, progress: Progre
     return Mesh._of(below), Mesh._of(above)
 
 
-def intersection(mesh: Mesh, other: Optional[Mesh] = None, *, progress: Progress = None) -> Lines:
-    if other is None:
-        return Lines._of(make(c.sorvane_mesh_self_intersection, mesh._handle, progress=progress))
-    return Lines._of(make(c.sorvane_mesh_intersection, mesh._handle, other._handle, progress=progress))
+def intersection_curves(mesh: Mesh, other: Mesh, *, progress: Progress = None) -> Lines:
+    return Lines._of(make(c.sorvane_mesh_intersection, mesh._handle, mesh_handle(other, "other"), progress=progress))
+
+
+def self_intersections(mesh: Mesh, *, progress: Progress = None) -> Lines:
+    return Lines._of(make(c.sorvane_mesh_self_intersection, mesh._handle, progress=progress))
 
 
 def cut_along(mesh: Mesh, other: Mesh, *, progress: Progress = None) -> Tuple[Mesh, Mesh, Mesh]:
     made = [Handle(c.sorvane_mesh) for _ in range(3)]
-    run(c.sorvane_mesh_cut_along, mesh._handle, other._handle, *(handle.place for handle in made), progress=progress)
+    run(c.sorvane_mesh_cut_along, mesh._handle, mesh_handle(other, "other"), *(handle.place for handle in made), progress=progress)
     cut, uncut, other_cut = (Mesh._of(handle) for handle in made)
     return cut, uncut, other_cut

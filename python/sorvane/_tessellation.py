@@ -7,10 +7,10 @@ from typing import Optional, Sequence
 import numpy as np
 
 from . import _bindings as c
-from ._arrays import ArrayLike, indices_of, points_of
+from ._arrays import ArrayLike, array_of, indices_of, points_of
 from ._mesh import Mesh
 from ._progress import Progress, make
-from ._values import number
+from ._values import list_of, number
 
 
 def tessellate(
@@ -47,8 +47,8 @@ def tessellate(
     >>> sorvane.tessellate([square, hole]).area
     12.0
     """
-    given = [np.asarray(outline) for outline in outlines]
-    first = given[0] if given else np.asarray([] if interior is None else interior)
+    given = [array_of(outline, f"outlines[{i}]", "(n, 2) or (n, 3)") for i, outline in enumerate(list_of(outlines, "outlines"))]
+    first = given[0] if given else array_of([] if interior is None else interior, "interior", "(k, 2) or (k, 3)")
     columns = 3 if first.ndim == 2 and first.shape[1] == 3 else 2
     lines = [points_of(outline, f"outlines[{i}]", columns) for i, outline in enumerate(given)]
     inside = points_of(np.empty((0, columns)) if interior is None else interior, "interior", columns)
@@ -69,7 +69,7 @@ def tessellate_polygon(outline: ArrayLike, *, progress: Progress = None) -> Mesh
     >>> sorvane.tessellate_polygon([[0, 0], [2, 0], [2, 1], [1, 1], [1, 2], [0, 2]])
     <sorvane.Mesh: 4 triangles on 6 points>
     """
-    given = np.asarray(outline)
+    given = array_of(outline, "outline", "(n, 2) or (n, 3)")
     columns = 3 if given.ndim == 2 and given.shape[1] == 3 else 2
     points = points_of(given, "outline", columns)
     function = c.sorvane_tessellate_polygon_3d if columns == 3 else c.sorvane_tessellate_polygon_2d

@@ -3,7 +3,8 @@
 from __future__ import annotations
 
 import operator
-from typing import Any, Mapping, TypeVar
+import os
+from typing import Any, Iterable, List, Mapping, TypeVar, Union
 
 Value = TypeVar("Value")
 
@@ -16,6 +17,16 @@ def number(value: Any, name: str) -> float:
         return float(value)
     except (TypeError, ValueError):
         raise ValueError(f"{name}: expected a number, given {value!r}") from None
+    except OverflowError:  # a whole number of more than 308 digits
+        raise ValueError(f"{name}: expected a number that a float64 can hold") from None
+
+
+def path_bytes(path: Union[str, "os.PathLike[str]"]) -> bytes:
+    """The name of a file as the system has it. C takes a name to end at its first zero: another file's, maybe."""
+    name = os.fsencode(path)
+    if b"\0" in name:
+        raise ValueError(f"path: expected a name without null characters, given {path!r}")
+    return name
 
 
 def count(value: Any, name: str) -> int:
@@ -35,3 +46,12 @@ def choice(value: Any, name: str, choices: Mapping[str, Value]) -> Value:
         words = ", ".join(repr(word) for word in choices)
         raise ValueError(f"{name}: expected one of {words}, given {value!r}")
     return choices[value]
+
+
+def list_of(values: Iterable[Value], name: str) -> List[Value]:
+    """What can be gone through, as a list."""
+    try:
+        iterator = iter(values)
+    except TypeError:
+        raise ValueError(f"{name}: expected a list, given {type(values).__name__}") from None
+    return list(iterator)

@@ -12,13 +12,15 @@ The workers need this package, in the same version. Files are read by the worker
 from __future__ import annotations
 
 import contextlib
+import importlib
 import os
+import pickle
 import queue
 import sys
 import threading
 import uuid
 import warnings
-from collections import Counter, OrderedDict
+from collections import OrderedDict
 from concurrent.futures import Future, ThreadPoolExecutor, as_completed
 from typing import Any, Callable, Dict, Generator, Iterable, List, NamedTuple, Optional, Sequence, Tuple, Union
 
@@ -31,7 +33,7 @@ from ._errors import Error, Stopped
 from ._machining import Surface, Tool
 from ._mesh import Mesh
 from ._progress import Progress, listening
-from ._sections import Section, Slicer
+from ._sections import Section, Slicer, Slices
 
 __all__ = ["Row", "height_map", "map_parts", "reports", "slices"]
 
@@ -201,10 +203,10 @@ def _height_tile(key: str, part: Any, tool: Tool, xs: FloatArray, ys: FloatArray
 
 def _some_slices(
     key: str, part: Any, normal: FloatArray, side: str, tolerance: float, heights: FloatArray
-) -> List[Section]:
+) -> Slices:
     # By the direction as well: one stack has one, but whoever holds the key may ask for another.
     slicer: Slicer = _prepared(f"{key} slicer {normal.tolist()}", lambda: Slicer(_mesh(part), normal))
-    return list(slicer.slices(heights, side=side, tolerance=tolerance))
+    return slicer.slices(heights, side=side, tolerance=tolerance)
 
 
 def _mesh(part: Any) -> Mesh:
@@ -267,7 +269,7 @@ def _reason(error: BaseException) -> str:
 def _part(function: Callable[[Mesh], Any], name: str) -> Row:
     try:
         return Row(name, function(sorvane.read(name)), None)
-    except Exception as error:
+    except BaseException as error:  # sys.exit() and the like too: they would end the worker
         return Row(name, None, _reason(error))
 
 
@@ -325,10 +327,10 @@ def _client(client: Any) -> Any:
         return None
 
 
-#: Seconds without any news after which it is looked whether somebody still works.
-_PATIENCE = 5.0
-#: How often that long it is waited for a result that is said to be there.
-_TRIES = 20
+#: Seconds without any news after which jobs are given out once more; see below.
+_PATIENCE = 60.0
+#: How often a job is given out of which the result can't be fetched.
+_FETCHES = 4
 
 #: Number of a job, its result, and what it raised.
 _Answers = Generator[Tuple[int, Any, Optional[BaseException]], None, None]
@@ -356,80 +358,89 @@ def _on_cluster(
     order: Sequence[int],
 ) -> _Answers:
     """On the workers of a cluster. Dask does again what was lost with a worker."""
-    finished: "queue.SimpleQueue[Tuple[int, Any]]" = queue.SimpleQueue()
-    pending: Dict[int, Any] = {}
+    finished: "queue.SimpleQueue[Tuple[int, Any, Any, Optional[BaseException]]]" = queue.SimpleQueue()
+    pending: Dict[int, List[Any]] = {}
+    there: List[Any] = []
+    blamed: List[int] = []
     alone = False
 
-    def begin(number: int, priority: int = 0) -> None:
+    async def fetch(number: int, future: Any) -> None:
+        try:
+            finished.put((number, future, await client.gather(future, asynchronous=True), None))
+        except BaseException as error:
+            finished.put((number, future, None, error))
+
+    def running() -> None:
+        if client.status in ("closing", "closed"):
+            raise Error("the client is closed, or has lost its scheduler")
+
+    def begin(numbers: Iterable[int]) -> None:
+        running()
+        # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead, but
+        # then it would be lost with the workers that hold it.
         with warnings.catch_warnings():
-            # What is shared goes with a job of its own, which can be done again. Dask would rather have it sent ahead,
-            # but then it would be lost with the workers that hold it.
             warnings.filterwarnings("ignore", message="Large object of size")
-            if not there:
-                there.extend(client.submit(_itself, part, pure=False) for part in shared)
-            future = client.submit(
-                _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=priority
-            )
-        pending[number] = future
-        future.add_done_callback(lambda done: finished.put((number, done)))
+            there[:] = [client.submit(_itself, part, pure=False) for part in shared]
+            for rank, number in enumerate(numbers):
+                future = client.submit(
+                    _checked, sorvane.__version__, function, *there, *jobs[number], pure=False, priority=-rank
+                )
+                pending.setdefault(number, []).append(future)
+                # In the client's thread: a result that was lost with its worker keeps no other one waiting.
+                future.add_done_callback(lambda done, number=number: client.loop.add_callback(fetch, number, done))
 
-    def begin_again(numbers: Iterable[int]) -> None:
-        client.cancel([pending.pop(number) for number in numbers])
-        there.clear()
-        for number in numbers:
-            begin(number)
+    def drop(futures: List[Any]) -> None:
+        if client.status == "running":
+            client.cancel(futures)
 
-    there: List[Any] = []
-    tries: "Counter[int]" = Counter()
-    blamed: List[int] = []
+    # Without any news for that long the jobs are given out once more, and what is ready first counts. Where workers end
+    # while others fetch something from them, the scheduler may wait for a job that nobody does. A job that just takes
+    # long is done twice then, but not three times before it has taken twice as long again.
+    patience = _PATIENCE
     try:
-        for rank, number in enumerate(order):
-            begin(number, -rank)
+        begin(order)
         while pending or blamed:
             if not pending:
                 # Dask blames a worker's end on all jobs that were waiting there. Alone, a job is to blame itself.
                 alone = True
-                begin(blamed.pop(0))
+                begin([blamed.pop(0)])
             try:
-                number, future = finished.get(timeout=_PATIENCE)
+                number, future, packed, error = finished.get(timeout=patience)
             except queue.Empty:
-                # When workers end while their results are fetched, jobs may be forgotten that nobody works on.
-                busy = client.processing()
-                worked_on = {key for keys in busy.values() for key in keys}
-                if not all(busy.values()) and not any(future.key in worked_on for future in pending.values()):
-                    begin_again(list(pending))
+                patience *= 2
+                begin(list(pending))
                 continue
-            if pending.get(number) is not future:
-                continue  # begun again since
-            try:
-                result, error = future.result(timeout=_PATIENCE), None
-            except Exception as exception:
-                result, error = None, exception
-                tries[number] += 1
-                if future.status == "finished" and tries[number] % _TRIES:  # a large result takes its time
-                    finished.put((number, future))
-                    continue
-                if future.status != "error":  # it was done, and was lost with its worker
-                    begin_again([number])
-                    continue
-            except BaseException as exception:
-                if type(exception).__name__ != "CancelledError":
-                    raise
-                result, error = None, Error("the cluster has given the job up")
-            del pending[number]
+            running()  # or all are said to be canceled
+            if future not in pending.get(number, []):
+                continue  # another one was first
+            result = None
+            if error is None:
+                try:
+                    result = pickle.loads(packed)
+                except Exception as exception:
+                    error = exception
+            elif type(error).__name__ == "CancelledError":
+                error = Error("the cluster has given the job up")
+            elif future.status != "error" and len(pending[number]) < _FETCHES:
+                begin([number])  # it was done, but its result can't be had
+                continue
+            drop(pending.pop(number))
             if type(error).__name__ == "KilledWorker" and not alone:
                 blamed.append(number)
             else:
                 yield number, result, error
     finally:
-        client.cancel(list(pending.values()))
+        drop([future for futures in pending.values() for future in futures])
 
 
 def _itself(value: Any) -> Any:
     return value
 
 
-def _checked(version: str, function: Callable[..., Any], *job: Any) -> Any:
+def _checked(version: str, function: Callable[..., Any], *job: Any) -> bytes:
     if sorvane.__version__ != version:
         raise Error(f"a worker has sorvane {sorvane.__version__}, not {version}: its results might differ")
-    return function(*job)
+    # As bytes: of a result that can't travel Dask would ask again and again, and this says so at once.
+    cloudpickle = importlib.import_module("cloudpickle")
+    packed: bytes = cloudpickle.dumps(function(*job), protocol=5)
+    return packed

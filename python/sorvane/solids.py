@@ -16,10 +16,10 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _bindings as c
-from ._arrays import ArrayLike, FloatArray, IntArray, indices_of, point_of, points_of, view
+from ._arrays import ArrayLike, FloatArray, IntArray, array_of, indices_of, point_of, points_of, view
 from ._errors import Stopped
 from ._handles import Handle
-from ._mesh import Mesh
+from ._mesh import Mesh, mesh_handle
 from ._progress import Listener, Progress, listening, make, run
 from ._values import choice, count, number
 
@@ -70,7 +70,7 @@ class Sweep:
     __slots__ = ("_handle",)
 
     def __init__(self, body: Mesh, *, progress: Progress = None) -> None:
-        self._handle = make(c.sorvane_sweep_new, body._handle, progress=progress)
+        self._handle = make(c.sorvane_sweep_new, mesh_handle(body, "body"), progress=progress)
 
     def along(self, path: ArrayLike, *, weld: bool = True, progress: Progress = None) -> Mesh:
         """The shell that the body sweeps while its origin goes along ``path``, (n, 3).
@@ -102,7 +102,7 @@ def _grid(nodes: Sequence[int], origin: ArrayLike, spacing: Union[float, ArrayLi
 class Volume:
     """A solid as a grid of signed distances from its surface, negative inside.
 
-    Volumes are never changed; ``a | b``, ``a & b`` and ``a - b`` are the union, the intersection and the difference, node
+    Volumes are never changed, and can be pickled; ``a | b``, ``a & b`` and ``a - b`` are the union, the intersection and the difference, node
     by node. Their nodes must lie at the same places.
 
     Parameters
@@ -138,15 +138,17 @@ class Volume:
         *,
         directions: Optional[ArrayLike] = None,
     ) -> None:
-        array = np.asarray(values)
+        array = array_of(values, "values", "(nz, ny, nx)")
         if array.ndim != 3 or array.dtype.kind not in "fiu":
             raise ValueError(f"values: expected numbers of shape (nz, ny, nx), given {array.dtype} of shape {array.shape}")
         samples: FloatArray = np.require(array, dtype=np.float64, requirements=["C", "A"])
         normals: Optional[FloatArray] = None
         if directions is not None:
-            given = np.asarray(directions)
+            given = array_of(directions, "directions", f"{samples.shape + (3,)}")
             if given.shape != samples.shape + (3,):
                 raise ValueError(f"directions: expected shape {samples.shape + (3,)}, given {given.shape}")
+            if given.dtype.kind not in "fiu":
+                raise ValueError(f"directions: expected numbers of shape {given.shape}, given {given.dtype}")
             normals = np.require(given, dtype=np.float64, requirements=["C", "A"])
         grid = _grid(samples.shape[::-1], origin, spacing)
         self._handle = make(c.sorvane_volume_new, ctypes.byref(grid), samples, samples.size, normals)
@@ -176,11 +178,12 @@ class Volume:
         raised: "list[BaseException]" = []
         layers = int(grid.nodes[2])
         done = 0
+        refused = False
 
         told: Optional[Listener] = None
 
         def ask(points: int, n: int, values: int, directions: int, user: Any) -> int:
-            nonlocal done
+            nonlocal done, refused
             try:
                 at = np.ctypeslib.as_array((ctypes.c_double * (3 * n)).from_address(points)).reshape(n, 3)
                 at.flags.writeable = False
@@ -196,19 +199,37 @@ class Volume:
                         raise ValueError(f"field: expected directions of shape ({n}, 3), given {given.shape}")
                     np.ctypeslib.as_array((ctypes.c_double * (3 * n)).from_address(directions))[:] = given.ravel()
                 done += 1
-                return 1 if told is None or told(done / layers) is not False else 0
+                if told is not None and told(done / layers) is False:
+                    refused = True
+                    return 0
+                return 1
             except BaseException as exception:
                 raised.append(exception)
                 return 0
 
+        # Python runs the handlers of signals on entering a function. What they raise there is before the `try` of `ask`:
+        # ctypes prints it, and nobody has told of the layer or said whether to go on.
         with listening(progress, "volume of field") as told:
             try:
                 handle = make(c.sorvane_volume_of_field, ctypes.byref(grid), c.sorvane_field(ask), None)
             except Stopped:
                 if raised:
                     raise raised[0] from None
-                raise
+                if refused:
+                    raise
+                raise KeyboardInterrupt from None
+        if done != layers:
+            raise KeyboardInterrupt
         return cls._of(handle)
+
+    def __copy__(self) -> "Volume":
+        return self
+
+    def __deepcopy__(self, memo: Any) -> "Volume":
+        return self
+
+    def __reduce__(self) -> Any:
+        return _restored, (self.values, self.origin, self.spacing, self.directions)
 
     def _placed(self) -> Any:
         grid = c.sorvane_grid()
@@ -275,6 +296,10 @@ class Volume:
 
     def _repr_svg_(self) -> str:
         return self.surface()._repr_svg_()
+
+
+def _restored(values: FloatArray, origin: FloatArray, spacing: FloatArray, directions: FloatArray) -> Volume:
+    return Volume(values, origin, spacing, directions=directions)
 
 
 # --- cells ------------------------------------------------------------------------------------------------------------

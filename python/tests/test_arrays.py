@@ -13,7 +13,9 @@ from hypothesis.extra import numpy as hnp
 from shapes import box, grid
 
 import sorvane
+from sorvane import _bindings as c
 from sorvane._arrays import indices_of, numbers_of, point_of, points_of, triangles_of
+from sorvane._handles import Handle
 
 
 def test_what_is_right_is_not_copied() -> None:
@@ -87,6 +89,8 @@ def test_triangles_are_whole_numbers() -> None:
     # 2^32 would be 0 if it were cut to 32 bits.
     with pytest.raises(IndexError, match="triangles: 4294967296 at 1 is beyond 32 bits"):
         sorvane.Mesh(points, [[0, 1, 2], [0, 1, 2**32]])
+    with pytest.raises(IndexError, match="triangles: 2147483648 at 0 is beyond 32 bits"):
+        sorvane.Mesh(points, [[0, 1, 2**31]])
     with pytest.raises(IndexError, match="beyond 32 bits"):
         sorvane.Mesh(points, np.array([[0, 1, 2**63]], np.uint64))
 
@@ -134,3 +138,30 @@ def test_empty_arrays() -> None:
         mesh = sorvane.Mesh(points, triangles)
         assert mesh.triangles.shape == (0, 3) and mesh.triangles.dtype == np.int32
         assert mesh.points.shape == (len(points), 3) and not mesh.points.flags.writeable
+
+
+def test_memory_is_released_when_the_last_that_looks_at_it_goes(monkeypatch: pytest.MonkeyPatch) -> None:
+    released: list[str] = []
+    for kind in ("sorvane_mesh", "sorvane_sections"):
+        free = c.FREE[kind]
+        monkeypatch.setitem(c.FREE, kind, lambda pointer, kind=kind, free=free: (released.append(kind), free(pointer)))
+    mesh = box()
+    points, row = mesh.points, mesh.points[3]
+    loops = mesh.section(0.5).loops
+    line = loops[0]
+    del mesh
+    gc.collect()
+    assert released == []
+    del points
+    assert released == []
+    del row
+    assert released == ["sorvane_mesh"]
+    del loops
+    assert released == ["sorvane_mesh"]
+    del line
+    assert released == ["sorvane_mesh", "sorvane_sections"]
+    # One that no function filled has nothing to release, one of a failed call neither.
+    Handle(c.sorvane_mesh)
+    with pytest.raises(IndexError):
+        sorvane.Mesh([[0, 0, 0]], [[0, 1, 2]])
+    assert released == ["sorvane_mesh", "sorvane_sections"]

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
 import signal
 from pathlib import Path
@@ -17,18 +18,33 @@ from sorvane import batch
 FILES = ["bracket.stl", "bracket_ascii.stl", "damaged_box.stl"]
 
 
-@pytest.fixture(scope="module")
-def cluster() -> Iterator[Any]:
+@contextlib.contextmanager
+def two_workers() -> Iterator[Any]:
     """The client of two workers, each a process of its own that is started again when it ends."""
     dask = pytest.importorskip("dask")
     distributed = pytest.importorskip("distributed")
-    batch._PATIENCE = 0.5  # nothing here takes longer
-    with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.comm.timeouts.connect": "2s"}):
+    # Nothing here takes long; workers that end are noticed as soon.
+    batch._PATIENCE = 2.0
+    os.environ["DASK_DISTRIBUTED__COMM__TIMEOUTS__CONNECT"] = "1s"  # for the workers
+    with dask.config.set({"distributed.scheduler.allowed-failures": 1, "distributed.comm.timeouts.connect": "1s"}):
         with distributed.LocalCluster(
-            n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None, memory_limit=0, silence_logs=50
+            n_workers=2, threads_per_worker=1, processes=True, dashboard_address=":0", memory_limit=0, silence_logs=50
         ) as local:
             with distributed.Client(local, set_as_default=False) as client:
                 yield client
+
+
+@pytest.fixture(scope="module")
+def cluster() -> Iterator[Any]:
+    with two_workers() as client:
+        yield client
+
+
+@pytest.fixture
+def fresh_cluster() -> Iterator[Any]:
+    """For tests that end workers: what is left of a cluster after that is no place for the next one."""
+    with two_workers() as client:
+        yield client
 
 
 @pytest.fixture(params=["here", "cluster"])
@@ -96,20 +112,20 @@ def test_what_comes_back_is_any_result(files: list[Path], client: Any) -> None:
         assert row.value[0] == mesh.weld(1e-6) and np.array_equal(row.value[1], mesh.points[:2])
 
 
-def test_a_lost_worker_loses_nothing(files: list[Path], cluster: Any, tmp_path: Path) -> None:
+def test_a_lost_worker_loses_nothing(files: list[Path], fresh_cluster: Any, tmp_path: Path) -> None:
     many = files * 6
     marker = tmp_path / "died"
-    rows = batch.map_parts(dies_once(str(marker)), many, client=cluster)
+    rows = batch.map_parts(dies_once(str(marker)), many, client=fresh_cluster)
     assert marker.exists()  # it has happened
     expected = {file: sorvane.read(file).report() for file in files}
     assert [row.error for row in rows] == [None] * len(many)
     assert [row.value for row in rows] == [expected[file] for file in many]
 
 
-def test_a_file_that_ends_every_worker_has_its_reason(files: list[Path], cluster: Any, tmp_path: Path) -> None:
+def test_a_file_that_ends_every_worker_has_its_reason(files: list[Path], fresh_cluster: Any, tmp_path: Path) -> None:
     deadly = tmp_path / "deadly.tipc"
     sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0], [1, 1, 0]], [[0, 1, 2], [1, 3, 2]]).write(deadly)
-    rows = batch.map_parts(always_dies, [files[0], deadly, files[2]], client=cluster)
+    rows = batch.map_parts(always_dies, [files[0], deadly, files[2]], client=fresh_cluster)
     assert rows[1].value is None
     assert rows[1].error == "KilledWorker: every worker that took it ended, as by a lack of memory"
     assert (rows[0].value, rows[2].value) == (692, len(sorvane.read(files[2])))
@@ -186,19 +202,22 @@ def test_a_worker_prepares_a_part_once(monkeypatch: pytest.MonkeyPatch) -> None:
     assert not batch._ready  # and does not keep it
 
 
-def test_a_raster_survives_the_loss_of_a_worker(cluster: Any) -> None:
+@pytest.mark.parametrize("when", [(0.4, 0.4), (0.2, 0.6)])
+def test_a_raster_survives_the_loss_of_both_workers(fresh_cluster: Any, when: tuple[float, float]) -> None:
+    """With all tiles that were ready and not fetched: of both at once, and of one after the other."""
     mesh = grid(20)
     tool = sorvane.Tool.ball(0.2)
     t = np.linspace(0, 1, 40)
+    processes = list(fresh_cluster.run(os.getpid).values())
     ended: list[int] = []
 
     def told(fraction: float) -> None:
-        if fraction > 0.4 and not ended:
-            ended.append(next(iter(cluster.run(os.getpid).values())))
-            os.kill(ended[0], signal.SIGKILL)
+        while len(ended) < 2 and fraction > when[len(ended)]:
+            ended.append(processes[len(ended)])
+            os.kill(ended[-1], signal.SIGKILL)
 
-    heights = batch.height_map(mesh, tool, t, t, tile=8, client=cluster, progress=told)
-    assert ended and bits(heights) == bits(mesh.height_map(tool, t, t))
+    heights = batch.height_map(mesh, tool, t, t, tile=8, client=fresh_cluster, progress=told)
+    assert ended == processes and bits(heights) == bits(mesh.height_map(tool, t, t))
 
 
 def test_what_can_not_be_done_is_raised(client: Any, tmp_path: Path) -> None:
@@ -213,3 +232,46 @@ def test_what_can_not_be_done_is_raised(client: Any, tmp_path: Path) -> None:
         batch.height_map(box(), 5, [0], [0], client=client)  # type: ignore[arg-type]
     assert batch.slices(box(), [], client=client) == []
     assert batch.height_map(box(), tool, [], [0], client=client).shape == (1, 0)
+
+
+class NotHere:
+    """Goes through pickle on the worker that makes it, and fails where it arrives."""
+
+    def __reduce__(self) -> Any:
+        return _arrives, (os.getpid(),)
+
+
+def _arrives(sender: int) -> None:
+    if os.getpid() != sender:
+        raise ImportError("not here")
+
+
+@pytest.mark.parametrize("end", [SystemExit, KeyboardInterrupt])
+def test_a_function_that_wants_to_end_the_worker_has_its_reason(files: list[Path], client: Any, end: type) -> None:
+    def work(mesh: sorvane.Mesh) -> int:
+        if len(mesh) < 100:
+            raise end("enough")
+        return len(mesh)
+
+    rows = batch.map_parts(work, files, client=client)
+    assert [row.error for row in rows] == [None, None, f"{end.__name__}: enough"]
+    assert [row.value for row in rows] == [692, 692, None]
+
+
+def test_a_result_that_can_not_arrive_has_its_reason(files: list[Path], cluster: Any) -> None:
+    rows = batch.map_parts(lambda mesh: NotHere() if len(mesh) > 100 else len(mesh), files, client=cluster)
+    assert rows[0].error == rows[1].error == "ImportError: not here"
+    assert rows[2].value == 14
+
+
+def test_a_closed_client_is_told(files: list[Path], fresh_cluster: Any) -> None:
+    with pytest.raises(sorvane.Error, match="client is closed"):
+        batch.map_parts(len, files * 5, client=fresh_cluster, progress=lambda fraction: fresh_cluster.close())
+    with pytest.raises(sorvane.Error, match="client is closed"):
+        batch.map_parts(len, files, client=fresh_cluster)
+
+
+def test_a_result_that_can_not_travel_has_its_reason(files: list[Path], cluster: Any) -> None:
+    rows = batch.map_parts(lambda mesh: mesh._handle if len(mesh) > 100 else len(mesh), files, client=cluster)
+    assert rows[0].error == rows[1].error == "TypeError: a handle can't be pickled"
+    assert rows[2].value == 14

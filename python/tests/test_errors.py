@@ -88,3 +88,71 @@ print(len(sorvane.Mesh(points, []).points))
 def test_a_lack_of_memory() -> None:
     result = subprocess.run([sys.executable, "-c", OUT_OF_MEMORY], stdout=subprocess.PIPE, text=True, check=True)
     assert result.stdout.splitlines() == ["MemoryError: out of memory"] * 3 + ["4000000"]
+
+
+def test_a_name_with_a_zero_is_no_other_file(tmp_path: Path) -> None:
+    # To C a name ends at its first zero: without a check another file is read, or written over.
+    mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+    path = tmp_path / "part.stl"
+    mesh.write(path)
+    before = path.read_bytes()
+    chain = sorvane.Chain([(0, 0), (1, 0)])
+    for call in (
+        lambda name: sorvane.read(name),
+        lambda name: mesh.transformed([[2, 0, 0, 0], [0, 2, 0, 0], [0, 0, 2, 0]]).write(name, "binary_stl"),
+        lambda name: sorvane.Chain.read(name),
+        lambda name: chain.write(name),
+    ):
+        for name in (f"{path}\0.tipc", str(path).encode() + b"\0"):
+            with pytest.raises(ValueError, match="path: .*null"):
+                call(name)
+    assert path.read_bytes() == before
+
+
+def test_what_is_no_mesh_is_told_by_name() -> None:
+    mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+    region = sorvane.Region([(0, 0), (1, 0), (1, 1)])  # has a handle, of another kind
+    for wrong in (region, None, "part.stl"):
+        given = type(wrong).__name__
+        for call in (mesh.hausdorff, lambda m: mesh.hausdorff_bounds(m, 1.0), mesh.intersection_curves, mesh.cut_along):
+            with pytest.raises(ValueError, match=f"other: expected a sorvane.Mesh, given {given}"):
+                call(wrong)
+        for kind in (sorvane.Slicer, sorvane.TriangleTree, sorvane.Tracer, sorvane.Surface):
+            with pytest.raises(ValueError, match=f"mesh: expected a sorvane.Mesh, given {given}"):
+                kind(wrong)
+        with pytest.raises(ValueError, match=f"body: expected a sorvane.Mesh, given {given}"):
+            sorvane.solids.Sweep(wrong)
+
+
+def test_rows_of_different_lengths_and_huge_numbers_are_told_by_name() -> None:
+    mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+    with pytest.raises(ValueError, match=r"plane\[1\]: .*different lengths"):
+        mesh.section(([0, 0, 0], [0, [0], 1]))
+    with pytest.raises(ValueError, match="matrix: .*different lengths"):
+        mesh.transformed([[1], [1, 2]])
+    with pytest.raises(ValueError, match="triangles: .*different lengths"):
+        mesh.part([[0], 1])
+    with pytest.raises(ValueError, match="point_tags: .*different lengths"):
+        sorvane.Mesh(mesh.points, mesh.triangles, point_tags=[[1], 2, 3])
+    with pytest.raises(ValueError, match="tolerance: "):
+        mesh.weld(10**400)
+
+
+@pytest.mark.parametrize("wrong", [None, 3])
+def test_what_is_no_list_is_told_by_name(wrong: object) -> None:
+    mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+    for call, name in (
+        (sorvane.join, "meshes"),
+        (sorvane.join_chains, "chains"),
+        (sorvane.Region.from_chains, "chains"),
+        (sorvane.Region, "loops"),
+        (sorvane.tessellate, "outlines"),
+        (mesh.crossings, "lines"),
+    ):
+        with pytest.raises(ValueError, match=f"^{name}: expected .*given {type(wrong).__name__}$"):
+            call(wrong)
+    def broken():
+        yield mesh
+        raise TypeError("of the caller's own")
+    with pytest.raises(TypeError, match="own"):
+        sorvane.join(broken())

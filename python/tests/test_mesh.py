@@ -371,6 +371,7 @@ def test_reports_are_those_of_the_command(shared_data: Path) -> None:
         told = json.loads(done.stdout)
         figures = told.get("result", told)
         found = sorvane.read(path).report().to_dict()
+        assert len(figures) > 15, path
         missing = set(figures) - set(found) - {"file", "form", "command", "version"}
         assert not missing, (path, missing)
         for name, value in figures.items():
@@ -422,3 +423,15 @@ def test_pictures_draw_what_faces_the_viewer() -> None:
     assert "nan" not in sorvane.Mesh(points, box().triangles)._repr_svg_()
     big = grid(80)._repr_svg_()  # 12,800 triangles are decimated to some 6,000
     assert 4000 < big.count("Z") < 7000
+
+
+@pytest.mark.parametrize("tags", [[2**64 - 1, 0, 1], (0, 2**63, 5), [np.uint64(2**63 + 1), 1, 0]])
+def test_tags_in_lists_on_both_sides_of_half_their_range(tags) -> None:
+    mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]], point_tags=tags)
+    assert mesh.point_tags is not None and [int(tag) for tag in mesh.point_tags] == [int(tag) for tag in tags]
+
+
+@pytest.mark.parametrize("tags", [[2**64, 0, 1], [2**63, -1, 0], [2**63, 0.5, 0], [2**63, "a", 0], [2.0**63, 1, 0]])
+def test_tags_in_lists_that_are_none(tags) -> None:
+    with pytest.raises(ValueError, match="point_tags: "):
+        sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]], point_tags=tags)

@@ -9,6 +9,8 @@ import threading
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
+import pickle
+
 import numpy as np
 import pytest
 from hypothesis import given
@@ -155,10 +157,10 @@ def test_wrong_planes_are_told(cube: sorvane.Mesh) -> None:
 
 def test_meshes_cut_each_other() -> None:
     first, second = box(), box(at=(0.5, 0.5, 0.5))
-    curves = first.intersection(second)
+    curves = first.intersection_curves(second)
     # The edges of the common cube that lie on both: six of length 0.5.
     assert curves.closed.tolist() == [True] and curves.lengths()[0] == pytest.approx(3)
-    assert len(first.intersection()) == 0 and len(sorvane.join([first, second]).intersection()) > 0
+    assert len(first.self_intersections()) == 0 and len(sorvane.join([first, second]).self_intersections()) > 0
     cut, uncut, other = first.cut_along(second)
     assert cut.area + uncut.area == pytest.approx(6) and len(other) > 0
     assert "closed" in repr(curves)
@@ -172,3 +174,31 @@ def test_the_example_draws_the_picture_of_the_guide(example_data: Path, tmp_path
     assert (tmp_path / "part.svg").read_text() == (root / "docs/pictures/python-inspect.svg").read_text()
     told = capsys.readouterr().out
     assert told.count("hole at") == 2 and "diameter 12.000, 8.000 deep, through" in told
+
+
+def test_sections_go_through_pickle() -> None:
+    slices = box((4, 3, 2)).slices([0.5, 1.0, 1e9], normal=(1, 2, 3))
+    copy = pickle.loads(pickle.dumps(slices))
+    assert repr(copy) == repr(slices) and len(copy) == 3
+    alone = [pickle.loads(pickle.dumps(section)) for section in slices]
+    for one, other, whole in zip(copy, alone, slices):
+        for section in (one, other):
+            assert (section.height, section.area, section.length) == (whole.height, whole.area, whole.length)
+            assert section.lines.points.tobytes() == whole.lines.points.tobytes()
+            assert section.frame.tobytes() == whole.frame.tobytes() and section.is_closed
+    assert np.allclose(copy.in_space().points, slices.in_space().points, rtol=0, atol=1e-12)
+    again = pickle.loads(pickle.dumps(copy))
+    assert again.lines.points.tobytes() == slices.lines.points.tobytes()
+
+
+@pytest.mark.parametrize("length", [5e-324, 1e-310, 1e-200, 1e-3, 7.0, 1e200, 1.7e308])
+def test_the_length_of_a_normal_does_not_matter(length: float) -> None:
+    # Its square may be too large or too small for a number.
+    pyramid = sorvane.hull([[0, 0, 0], [10, 0, 0], [0, 10, 0], [0, 0, 10]])
+    plane = ([0, 0, 6], [0, 0, length])
+    assert pyramid.section(plane).height == pytest.approx(6, abs=1e-14)
+    assert pyramid.section(np.array(plane)).area == pytest.approx(8, abs=1e-12)  # legs of 4
+    if length > 1e-12 or length < 1e-100:
+        below, above = pyramid.split(plane)
+        assert above.volume == pytest.approx(4**3 / 6, abs=1e-9)
+        assert below.volume == pytest.approx((10**3 - 4**3) / 6, abs=1e-9)

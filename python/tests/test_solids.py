@@ -3,6 +3,8 @@
 from __future__ import annotations
 
 import math
+import pickle
+import sys
 
 import numpy as np
 import pytest
@@ -181,3 +183,38 @@ def test_patches_divide_the_triangle(level, bits, style):
     inside, outside = (solids.patch_mesh(level, mask, style=style, part=part) for part in ("inside", "outside"))
     assert inside.area + outside.area == pytest.approx(0.5)
     assert (len(inside) == 0) == (not any(mask)) and (len(outside) == 0) == all(mask)
+
+
+@pytest.mark.filterwarnings("ignore::pytest.PytestUnraisableExceptionWarning")
+@pytest.mark.parametrize("layer", [1, 3, 5])
+def test_an_interrupt_on_the_way_into_a_field_is_not_lost(layer: int, capsys: pytest.CaptureFixture[str]) -> None:
+    # Signals are handled on entering a function, before it can catch what they raise. Without a check the layer that
+    # nobody told of keeps the numbers of the one before.
+    entered = 0
+
+    def trace(frame, event, arg):
+        nonlocal entered
+        if event == "call" and frame.f_code.co_name == "ask":
+            entered += 1
+            if entered == layer:
+                raise KeyboardInterrupt
+
+    before = sys.gettrace()
+    sys.settrace(trace)
+    try:
+        with pytest.raises(KeyboardInterrupt):
+            volume_of(ball_field(0.8), 5)
+    finally:
+        sys.settrace(before)
+    assert entered >= layer
+    assert volume_of(ball_field(0.8), 5).nodes == (5, 5, 5)
+
+
+def test_volumes_can_be_pickled() -> None:
+    volume = solids.Volume.of_field(ball_field(0.7), (-1, -2, 1e6), (0.1, 0.2, 0.3), (3, 4, 5))
+    again = pickle.loads(pickle.dumps(volume))
+    assert again.nodes == (3, 4, 5) and np.array_equal(again.values, volume.values)
+    assert np.array_equal(again.directions, volume.directions) and again.directions.any()
+    assert np.array_equal(again.origin, volume.origin) and np.array_equal(again.spacing, volume.spacing)
+    with pytest.raises(ValueError, match="directions: expected numbers"):
+        solids.Volume(np.zeros((2, 2, 2)), directions=np.zeros((2, 2, 2, 3), complex))

@@ -89,6 +89,7 @@ class Words(CommandTest):
         self.write_part('cube.stl', block())
         self.expect(DONE, 'convert', 'cube.stl', '-o', 'x.stl', '--move', '-1,-2,-3', '-q')
         self.assertEqual(self.result('report', 'x.stl')['box']['min'], [-1, -2, -3])
+        self.expect(WRONG_USE, 'convert', 'cube.stl', '-o', 'x.stl', '--move', '+-1,0,0')
 
 
 class Pages(CommandTest):
@@ -168,7 +169,7 @@ class Pages(CommandTest):
                               'printf "%s\\n" "${COMPREPLY[@]}"'],
                              cwd=self.folder, capture_output=True, check=True)
         self.assertEqual(run.stderr, b'')
-        return run.stdout.decode().split()
+        return run.stdout.decode().rstrip('\n').split('\n') if run.stdout.strip() else []
 
     def test_completion_knows_commands_options_choices_and_files(self):
         self.assertEqual(self.completed('decim'), ['decimate'])
@@ -181,6 +182,8 @@ class Pages(CommandTest):
         self.write('my.stl', '')
         self.assertEqual(self.completed('report', 'my'), ['my.stl'])
         self.assertEqual(self.completed('report', '-o', 'my'), ['my.stl'])
+        self.write('my two.stl', '')
+        self.assertEqual(sorted(self.completed('report', 'my')), ['my two.stl', 'my.stl'])
 
 
 class Files(CommandTest):
@@ -300,6 +303,19 @@ class Pipes(CommandTest):
         self.write_part('cube.stl', block())
         self.expect(WRONG_USE, 'hull', 'cube.stl', '-o', '-', '--json')
         self.expect(WRONG_USE, 'hull', 'cube.stl', '-o', '-', '--svg', '-')
+        self.assertIn('same file', self.expect(WRONG_USE, 'hull', 'cube.stl', '-o', 'x', '--svg', 'x').err)
+        self.assertEqual(self.files(), ['cube.stl'])
+
+    def test_folder_of_temporary_files_is_that_of_the_user(self):
+        self.write_part('cube.stl', block())
+        words = ('convert', 'cube.stl', '-o', '-', '-q')
+        env = dict(os.environ, TMPDIR=self.path('nowhere'))
+        self.assertIn('name a folder with room in TMPDIR', self.expect(FILES, *words, env=env).err)
+        env['TMPDIR'] = ''
+        self.assertEqual(len(self.run_command(*words, env=env).bytes), 684)
+        env['TMPDIR'] = self.folder
+        self.assertEqual(len(self.run_command(*words, env=env).bytes), 684)
+        self.assertEqual(self.files(), ['cube.stl'], 'the temporary file is gone')
 
     def test_reader_that_goes_away_is_an_error_without_words(self):
         self.write_part('cube.stl', block())

@@ -374,6 +374,59 @@ class Triangles(CommandTest):
                       self.expect(DONE, 'subdivide', 'open.stl', '--method', 'midpoints').out)
 
 
+class Options(CommandTest):
+    """What every option of these commands changes, where no other test asks for it."""
+
+    def setUp(self):
+        super().setUp()
+        self.write_part('cube.stl', CUBE)
+
+    def triangles(self, *words, **keywords):
+        return self.result(*words, **keywords)['after']['triangles']
+
+    def test_components_meet_within_the_tolerance(self):
+        self.write_part('two.stl', CUBE + moved(CUBE, (10.001, 0, 0)))
+        self.assertEqual(self.result('components', 'two.stl')['components'], 2)
+        self.assertEqual(self.result('components', 'two.stl', '--tolerance', '0.01')['components'], 1)
+
+    def test_decimate(self):
+        self.expect(DONE, 'subdivide', 'cube.stl', '--method', 'midpoints', '--iterations', '2', '-o', 'fine.stl')
+        # Twelve triangles are the fewest that keep all edges of the cube.
+        words = ('decimate', 'fine.stl', '--keep', '3')
+        self.assertEqual(self.triangles(*words), 12)
+        self.assertLess(self.triangles(*words, '--angle', '120'), 12)
+        # The two ways choose other edges.
+        half = ('decimate', 'fine.stl', '--keep', '50')
+        self.assertNotEqual(self.triangles(*half, '--one-by-one'), self.triangles(*half))
+        bracket = os.path.join(support.EXAMPLE_DATA, 'bracket.stl')
+        drifts = ('decimate', bracket, '--tolerance', '2', '-o', 'light.stl')
+        self.assertEqual(self.result(*drifts, '--drift', '0', code=DEFECTIVE)['defects'], ['drift'])
+        self.assertIn('light.stl', self.files(), 'to look at')
+        self.result(*drifts, '--drift', '50')
+
+    def test_remesh(self):
+        words = ('remesh', 'cube.stl', '--length', '3')
+        # Nothing bends: edges may be as long as the chord error lets them.
+        self.assertLess(self.triangles(*words, '--chord', '0.1'), 0.7 * self.triangles(*words))
+        self.assertEqual(self.triangles(*words, '--iterations', '0'), 12)
+        drifts = ('remesh', 'cube.stl', '--length', '4', '--angle', '120')
+        self.assertEqual(self.result(*drifts, code=DEFECTIVE)['defects'], ['drift'])
+        self.result(*drifts, '--drift', '50')
+        sheet = [((0, 0, 0), (4, 0, 0), (4, 4, 0)), ((0, 0, 0), (4, 4, 0), (0, 4, 0))]
+        words = ('remesh', self.write_part('sheet.stl', sheet), '--length', '1')
+        self.assertEqual(self.result(*words)['after']['open_edges'], 4)
+        # A boundary of 16 in edges of 1.
+        self.assertAlmostEqual(self.result(*words, '--split-boundary')['after']['open_edges'], 16, delta=4)
+
+    def test_exponent_spares_triangles_where_little_bends(self):
+        tube = [[(8 * math.cos(math.pi * i / 16), 8 * math.sin(math.pi * i / 16), z) for i in range(32)]
+                for z in (0, 6)]
+        bent = [t for i in range(32) for j in [(i + 1) % 32]
+                for t in ((tube[0][i], tube[0][j], tube[1][j]), (tube[0][i], tube[1][j], tube[1][i]))]
+        words = ('remesh', self.write_part('tube.stl', bent), '--length', '1', '--chord', '0.05', '--split-boundary')
+        self.assertLess(self.triangles(*words, '--exponent', '3'), self.triangles(*words))
+
+
 class Bounds(CommandTest):
     def test_hull_of_two_cubes(self):
         self.write_part('part.stl', block((1, 1, 1)) + block((1, 1, 1), (2, 0, 0)))

@@ -126,7 +126,9 @@ class Offset(PathTest):
                             ('\n0 1e-9\nL 0 0 1 0\n', 'line 2'), ('\n1e99 0\nL 0 0 1 0\n', 'line 2'),
                             ('\n1 1e-9\nL 0 0 nan 0\n', 'line 3'), ('1 1\n', 'single point'), ('', 'no points'),
                             ('\n1 -1\nL 0 0 1 0\n', 'line 2'), ('nan nan\n1 2\n', 'line 1'),
-                            ('o.5 1\n1 2\n', 'line 1'), ('1 1\n1 1\n1 1\n', 'no longer than'), (stl(block()), 'is a mesh')):
+                            ('o.5 1\n1 2\n', 'line 1'), ('1 1\n1 1\n1 1\n', 'standard input: holds'),
+                            ('1;1e-9\nL;0;0;1,5;0\n', 'line 2 has commas'), ('0,5;1\n1;2\n', 'line 1 has commas'),
+                            (stl(block()), 'is a mesh')):
             with self.subTest(text):
                 self.assertIn(words, self.expect(FILES, 'offset', '-', stdin=text).err)
         self.expect(DONE, 'offset', '-', '--tolerance', 0.6, stdin='\n2 1e-9\nL 0 0 1 0\nL 1.5 0 2 0\n')
@@ -171,6 +173,26 @@ class Pocket(PathTest):
             with self.subTest(text):
                 result = self.result('pocket', '-', '--radius', 1, stdin=text, code=DEFECTIVE)
                 self.assertEqual((result['defects'], result['length']), (['does_not_fit'], 0))
+
+    def test_gaps_fits_and_chords(self):
+        gap = '\n1 1e-9\nA 20 0 0 0 %r\n' % (40 * PI - 0.001)
+        self.assertIn('open chain', self.expect(FILES, 'pocket', '-', '--radius', 2, stdin=gap).err)
+        rings = self.result('pocket', '-', '--radius', 2, '--tolerance', 0.01, stdin=gap)['rings']
+        self.assertAlmostEqual(rings[0]['length'], 36 * PI, 1)
+        self.write('circle.txt', circle(20))
+        self.expect(DONE, 'pocket', 'circle.txt', '--radius', 9, '--chord', 0.1, '-o', 'rings.txt')
+        outer = [tuple(map(float, row.split())) for row in self.text('rings.txt').split('\n\n')[0].split('\n') if row]
+        self.assertTrue(all(abs(math.hypot(*p) - 11) < 0.1 for p in outer), outer)
+        # A section of sixty sides becomes a few arcs.
+        corners = [(10 * math.cos(a * PI / 30), 10 * math.sin(a * PI / 30)) for a in range(60)]
+        self.write_part('disc.stl', [t for (ax, ay), (bx, by) in zip(corners, corners[1:] + corners[:1]) for t in (
+            ((0, 0, 0), (bx, by, 0), (ax, ay, 0)), ((0, 0, 5), (ax, ay, 5), (bx, by, 5)),
+            ((ax, ay, 0), (bx, by, 0), (bx, by, 5)), ((ax, ay, 0), (bx, by, 5), (ax, ay, 5)))])
+        for words, least, most in (((), 60, 1000), (('--fit', 0.05), 1, 20)):
+            self.expect(DONE, 'pocket', 'disc.stl', '--height', 2, '--radius', 4, '--rings', 'ring', *words)
+            chain = self.result('offset', 'ring-1-1.txt')['chains'][0]
+            self.assertTrue(least <= chain['arcs'] + chain['segments'] <= most, chain)
+            self.assertAlmostEqual(chain['length'], 12 * PI, delta=0.2)
 
     def test_section_of_a_part(self):
         self.write_part('cube.stl', block())
@@ -218,6 +240,11 @@ class Union(PathTest):
         self.write('slot.txt', points([(0, 0), (10, 0), (10, 10), (5.5, 10), (5.5, 5), (4.5, 5), (4.5, 10), (0, 10)]))
         self.assertAlmostEqual(self.area('slot.txt', 'tool.txt', '--op', 'close'), 100, 5)
 
+    def test_gaps_of_chains_within_the_tolerance(self):
+        gap = '\n3 1e-9\nL 0 0 4 0\nL 4 0 4 3\nL 4 3 0 0.001\n'
+        self.expect(FILES, 'union', '-', stdin=gap)
+        self.assertAlmostEqual(self.result('union', '-', '--tolerance', 0.01, stdin=gap)['area'], 6, 1)
+
     def test_holes_run_against_the_others(self):
         self.write('frame.txt', points(square(0, 10), square(2, 8)[::-1]))
         self.assertAlmostEqual(self.area('frame.txt'), 64, 5)
@@ -246,7 +273,7 @@ class Union(PathTest):
         self.expect(WRONG_USE, 'union', 'a.txt', '--chord', 0)
         for text in ('0 0\n1 1\n', '0 0\n1 1\n2 2\n', '0 0\n0 0\n0 0\n', '\n1 1e-9\nL 0 0 1 0\n', 'a b c\n1 x\n'):
             with self.subTest(text):
-                self.expect(FILES, 'union', '-', stdin=text)
+                self.assertIn('standard input: ', self.expect(FILES, 'union', '-', stdin=text).err)
 
 
 class Lathe(PathTest):

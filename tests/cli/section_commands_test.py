@@ -78,6 +78,7 @@ class Section(PartTest):
     def test_plane_is_told_by_height_share_or_point(self):
         self.assertAlmostEqual(self.result('section', 'corner.stl', '--height', 0.25)['area'], 0.75 ** 2 / 2)
         self.assertAlmostEqual(self.result('section', 'corner.stl', '--share', 25)['height'], 0.25)
+        self.assertEqual(self.result('section', 'cube.stl', '--through', '1,2,3')['height'], 3)
         # The normal is of any length: heights are along the unit normal.
         askew = self.result('section', 'cube.stl', '--normal', '1,1,0', '--through', '5,5,1')
         self.assertAlmostEqual(askew['area'], 10 * math.hypot(10, 10))
@@ -228,6 +229,26 @@ class Silhouette(PartTest):
         aside = self.result('silhouette', 'block.stl', '--spin', '--normal', '1,0,0')
         self.assertAlmostEqual(aside['spun']['radius'], math.hypot(20, 30))
 
+    def test_slanted_edges_spin_as_hyperbolas_within_the_step(self):
+        corners = [(1, -1, 0), (1, 1, 1), (1.1, 0, 0.5), (1.05, 0, 0.4)]
+        self.write_part('slanted.stl', [tuple(corners[k] for k in range(4) if k != i) for i in range(4)])
+
+        def reach(z):
+            """Of the edges at that height."""
+            spots = [(z - a[2]) / (b[2] - a[2]) for a in corners for b in corners if a[2] < b[2]]
+            pairs = [(a, b) for a in corners for b in corners if a[2] < b[2]]
+            return max(math.hypot(a[0] + s * (b[0] - a[0]), a[1] + s * (b[1] - a[1]))
+                       for s, (a, b) in zip(spots, pairs) if 0 <= s <= 1)
+
+        def off(step):
+            line = self.result('silhouette', 'slanted.stl', '--step', step)['spun']['points'][1:-2]
+            return max(abs(a[0] + s * (b[0] - a[0]) - reach(a[1] + s * (b[1] - a[1])))
+                       for a, b in zip(line, line[1:]) for s in (0, 0.25, 0.5, 0.75, 1))
+
+        self.assertLess(off(0.01), 0.02)
+        self.assertLess(off(0.001), 0.002)
+        self.assertGreater(off(0.2), 0.02)
+
     def test_loops_are_written(self):
         self.write_part('washer.stl', washer(5, 12, 10))
         self.expect(DONE, 'silhouette', 'washer.stl', '-o', 'loops.txt')
@@ -238,6 +259,7 @@ class Silhouette(PartTest):
         self.assertEqual(self.result('silhouette', 'wall.stl', code=DEFECTIVE)['defects'], ['no_shadow'])
         self.expect(WRONG_USE, 'silhouette', 'cube.stl', '--step', 0)
         self.expect(WRONG_USE, 'silhouette', 'cube.stl', '--step', 99)
+        self.assertIn('mind its unit', self.expect(WRONG_USE, 'silhouette', 'cube.stl', '--step', 1e-9).err)
 
 
 class Nearest(PartTest):
@@ -268,6 +290,12 @@ class Nearest(PartTest):
                      b'1 2 3\n\xff\x00\xfe 2 3\n'):
             with self.subTest(text):
                 self.assertIn('line 2', self.expect(FILES, 'nearest', 'cube.stl', '-', stdin=text).err)
+        # As spreadsheets write tables where decimals have commas: three numbers, and not six.
+        for text in ('1,5;2,5;3,5\n', '1;2;3,5\n', 'x;y;z\n1,5;2;3\n'):
+            self.assertIn('write decimals with a point',
+                          self.expect(FILES, 'nearest', 'cube.stl', '-', stdin=text).err)
+        self.assertIn('standard input: point 2 (1e+308,0,0) is too far away',
+                      self.expect(FILES, 'nearest', 'cube.stl', '-', stdin='1 2 3\n1e308 0 0\n').err)
         self.expect(FILES, 'nearest', 'cube.stl', 'none.txt')
         self.expect(FILES, 'nearest', 'cube.stl', '.')
         self.expect(WRONG_USE, 'nearest', '-', '-', stdin='1 2 3')
@@ -297,6 +325,14 @@ class Distance(PartTest):
         self.expect(FILES, 'gouges', 'huge.stl', '-', '--ball', 1, stdin='1 2 3\n')
         self.expect(FILES, 'heights', 'huge.stl', '--ball', 1, '--area', '0,0,1,1')
 
+    def test_accuracy_lets_the_bounds_be_apart(self):
+        bracket = os.path.join(support.EXAMPLE_DATA, 'bracket.stl')
+        exact = self.result('distance', 'cube.stl', bracket)['first']
+        rough = self.result('distance', 'cube.stl', bracket, '--accuracy', 5)['first']
+        self.assertAlmostEqual(exact['lower'], exact['upper'], 6)
+        self.assertTrue(0.1 < rough['upper'] - rough['lower'] <= 5, rough)
+        self.assertTrue(rough['lower'] <= exact['lower'] <= rough['upper'], rough)
+
     def test_a_part_is_no_way_from_itself(self):
         result = self.result('distance', 'cube.stl', '-', stdin=stl(block()))
         self.assertLess(result['upper'], 1e-6)
@@ -319,6 +355,27 @@ class Holes(PartTest):
         self.assertEqual((float(row['from']), float(row['to']), row['end']), (0, 10, 'through'))
         self.assertIn('through', self.text('holes.svg'))
         self.assertIn('1 holes', self.expect(DONE, 'holes', 'washer.stl').out)
+
+    def test_what_counts_as_a_rim_and_a_wall(self):
+        whole = washer(5, 12, 10)
+        self.write_part('washer.stl', whole)
+        # Its rims turn by 90 degrees.
+        self.assertEqual(len(self.result('holes', 'washer.stl', '--crease', 80)['holes']), 1)
+        self.assertEqual(self.result('holes', 'washer.stl', '--crease', 100)['holes'], [])
+        # A bore of which half the wall is gone; the part has 4 bands of 128 triangles, the bore is the third.
+        self.write_part('slotted.stl', whole[:256] + whole[256 + 64:])
+        self.assertEqual(self.result('holes', 'slotted.stl', '--fraction', 0.85)['holes'], [])
+        self.assertEqual(len(self.result('holes', 'slotted.stl', '--fraction', 0.4)['holes']), 1)
+        # Every other corner of both rims 0.05 farther out.
+        rough = [tuple(tuple(c * (1.01 if k < 2 and math.hypot(*p[:2]) < 6 and self.number(p) % 2 else 1)
+                             for k, c in enumerate(p)) for p in t) for t in whole]
+        self.write_part('rough.stl', rough)
+        self.assertEqual(self.result('holes', 'rough.stl', '--tolerance', 0.005)['holes'], [])
+        self.assertEqual(len(self.result('holes', 'rough.stl', '--tolerance', 0.1)['holes']), 1)
+
+    @staticmethod
+    def number(p):
+        return round(math.atan2(p[1], p[0]) / (2 * math.pi / 64))
 
     def test_cube_has_none(self):
         self.assertEqual(self.result('holes', 'cube.stl')['holes'], [])
@@ -352,6 +409,9 @@ class Imprint(PartTest):
         self.write('above.txt', self.SQUARE.replace('8 8 10', '8 8 11'))
         result = self.result('imprint', 'cube.stl', 'above.txt', '--closed', code=DEFECTIVE)
         self.assertEqual((result['points_off'], 'points_off' in result['defects']), (1, True))
+        self.write('near.txt', self.SQUARE.replace('8 8 10', '8 8 10.001'))
+        self.assertEqual(self.result('imprint', 'cube.stl', 'near.txt', '--closed', code=DEFECTIVE)['points_off'], 1)
+        self.assertEqual(self.result('imprint', 'cube.stl', 'near.txt', '--closed', '--tolerance', 0.01)['points_off'], 0)
         result = self.result('imprint', 'cube.stl', 'above.txt', '--closed', '--project')
         self.assertAlmostEqual(result['inside_area'], 36)
 

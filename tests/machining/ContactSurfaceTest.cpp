@@ -319,16 +319,17 @@ TEST(ContactSurface, RastersWithoutPositionsGiveNothing)
               std::vector<int>(4, -1));
 }
 
-// Of two triangles at -0 and 0 whichever is met first holds the tool, so that the order of positions would show.
+// Of corners at -0 and 0 whichever is met first holds the tool, so that the order of positions would
+// show. The axis is beside the corner: under it the facet counts, whose height has no sign.
 TEST(ContactSurface, AHeightOfZeroHasNoSign)
 {
     const Soup soup{{-1, -1, -0.0}, {1, -1, -0.0}, {0, 1, -0.0}};
     const ConvexToolContact flat({.tipRadius = 0.25, .shankLength = 1});
-    const SurfaceDrops drops = ContactSurface(soup).DropAtPoints(flat, {{0, 0}}, {});
+    const SurfaceDrops drops = ContactSurface(soup).DropAtPoints(flat, {{0, 1.1}}, {});
     ASSERT_EQ(drops.heights.size(), 1U);
     EXPECT_EQ(drops.heights[0], 0);
     EXPECT_FALSE(std::signbit(drops.heights[0]));
-    EXPECT_FALSE(std::signbit(flat.DropAt({0, 0}, soup).height));
+    EXPECT_FALSE(std::signbit(flat.DropAt({0, 1.1}, soup).height));
 }
 
 TEST(ContactSurface, TheOrderOfPositionsChangesNoHeight)

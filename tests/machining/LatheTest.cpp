@@ -397,7 +397,7 @@ TEST(LatheSweep, ReachesWhatItTouchesFromAFreePosition)
         EXPECT_EQ(corner,
                   Vec2d(0, 0)); // the pivot is the tip: where the tip may be, the target is touched
         EXPECT_FALSE(report.reachable.empty()) << report.angle;
-        for (const Vec2d& p : Samples(report.reachable, 0.1)) {
+        for (const Vec2d& p : Samples(report.reachable, Support::FullOr(0.1, 0.5))) {
             ASSERT_LT(DistanceToLine(profile, p), 1e-9);
             double least = std::numeric_limits<double>::infinity();
             for (const Vec2d& position : Samples(report.toolRegions, 0.02)) {

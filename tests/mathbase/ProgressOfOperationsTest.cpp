@@ -8,10 +8,15 @@
 #include <Velk/Progress_E.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdint>
+#include <limits>
+#include <new>
 #include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -120,6 +125,33 @@ TEST_P(ProgressOfOperations, StopsOnSeveralThreads)
     EXPECT_EQ(call().bits, alone.bits);
 }
 
+TEST_P(ProgressOfOperations, WhatAReportThrowsComesOut)
+{
+    struct Leave {};
+    const auto call = GetParam().prepare(kSize);
+    const Outcome alone = call();
+    for (const int place : {1, 2, 7, 40}) {
+        int reports = 0;
+        const ProgressScope scope(
+            [&](double) {
+                if (++reports == place) {
+                    throw Leave();
+                }
+                return true;
+            },
+            std::chrono::milliseconds(0));
+        bool hasLeft = false;
+        try {
+            call();
+        } catch (const Leave&) {
+            hasLeft = true;
+        }
+        EXPECT_EQ(hasLeft, reports >= place) << place;
+        EXPECT_FALSE(scope.WasStopped());
+    }
+    EXPECT_EQ(call().bits, alone.bits);
+}
+
 TEST_P(ProgressOfOperations, IsNeutralAtOnceInAStoppedScope)
 {
     const auto call = GetParam().prepare(kSize);
@@ -143,6 +175,60 @@ INSTANTIATE_TEST_SUITE_P(All, ProgressOfOperations, testing::ValuesIn(Support::L
                              return name;
                          });
 
+using Velk::Math::Vec3d;
+using Mesh = Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>;
+
+/// Area of the mesh; NaN where two triangles run through an edge in the same direction.
+double AreaOfSurface(const Mesh& mesh)
+{
+    std::set<std::pair<int, int>> halfEdges;
+    double area = 0;
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+        std::array<Vec3d, 3> corner;
+        for (std::size_t k = 0; k < 3; ++k) {
+            corner[k] = mesh.points.at(static_cast<std::size_t>(mesh.indices[i + k]));
+            if (!halfEdges.emplace(mesh.indices[i + k], mesh.indices[i + (k + 1) % 3]).second) {
+                return std::numeric_limits<double>::quiet_NaN();
+            }
+        }
+        area += Length((corner[1] - corner[0]) ^ (corner[2] - corner[0])) / 2;
+    }
+    return area;
+}
+
+/// What a stop leaves of an imprint is a whole surface, on which one may go on.
+TEST(ProgressOfImprints, StopLeavesASoundMesh)
+{
+    using Velk::Math::Sorvane::Mesh::MeshImprint;
+    const Mesh sheet = Support::LongOperationInputs::Sheet(400);
+    const double area = AreaOfSurface(sheet);
+    const std::vector<Vec3d> loop = Support::LongOperationInputs::LoopOnSheet(sheet, 60);
+    int stops = 0;
+    for (int place = 1; place < 200; place += 3) {
+        SCOPED_TRACE(place);
+        MeshImprint imprint(sheet, 1e-6);
+        {
+            int reports = 0;
+            const ProgressScope scope([&](double) { return ++reports != place; },
+                                      std::chrono::milliseconds(0));
+            std::vector<Vec3d> path = loop;
+            const bool isImprinted = imprint.ImprintPath(path, true, true);
+            EXPECT_EQ(isImprinted, !scope.WasStopped());
+            stops += scope.WasStopped() ? 1 : 0;
+        }
+        Mesh cut;
+        std::vector<unsigned char> flags;
+        ASSERT_TRUE(imprint.Export(cut, flags));
+        EXPECT_NEAR(AreaOfSurface(cut), area, 1e-6 * area);
+        std::vector<Vec3d> path = loop;
+        EXPECT_TRUE(imprint.ImprintPath(path, true, true));
+        EXPECT_TRUE(imprint.PaintInsideOutside());
+        EXPECT_TRUE(imprint.Export(cut, true));
+        EXPECT_LT(AreaOfSurface(cut), 0.9 * area);
+    }
+    EXPECT_GT(stops, 10);
+}
+
 /// A stop is no failure: the union may be asked for again.
 TEST(ProgressOfUnions, StopKeepsTheBatches)
 {
@@ -156,6 +242,12 @@ TEST(ProgressOfUnions, StopKeepsTheBatches)
         const ProgressScope scope([](double) { return false; }, std::chrono::milliseconds(0));
         EXPECT_TRUE(all.Process().empty());
         EXPECT_TRUE(scope.WasStopped());
+    }
+    EXPECT_TRUE(all.IsValid());
+    {
+        const ProgressScope scope([](double) -> bool { throw std::bad_alloc(); },
+                                  std::chrono::milliseconds(0));
+        EXPECT_THROW(all.Process(), std::bad_alloc); // of the host, not for the result
     }
     EXPECT_TRUE(all.IsValid());
     const Loops loops = all.Process();

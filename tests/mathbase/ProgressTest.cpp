@@ -68,6 +68,19 @@ TEST(ProgressScope, ShortOperationsAreNotReported)
     EXPECT_EQ(heard, 0);
 }
 
+TEST(ProgressScope, AnyIntervalWillDo)
+{
+    int heard = 0;
+    {
+        ProgressScope never([&](double) { return ++heard > 0; }, std::chrono::milliseconds::max());
+        EXPECT_EQ(Work(10), 10);
+    }
+    EXPECT_EQ(heard, 0);
+    ProgressScope always([&](double) { return ++heard > 0; }, std::chrono::milliseconds::min());
+    EXPECT_EQ(Work(10), 10);
+    EXPECT_EQ(heard, 10);
+}
+
 TEST(ProgressScope, StopGivesTheNeutralResultAndStays)
 {
     int heard = 0;
@@ -273,6 +286,106 @@ TEST(ProgressScope, ParallelLoopsStop)
             EXPECT_EQ(ParallelWork(2000000000, done), -1); // would run for minutes
             EXPECT_EQ(heard, 10);
             EXPECT_TRUE(scope.WasStopped());
+        });
+    }
+}
+
+TEST(ProgressScope, IsAskedWhileItsThreadWaitsForOthers)
+{
+    constexpr int kMost = 100000000; // instead of waiting for ever
+    Support::WithThreads(2, [&] {
+        const auto caller = std::this_thread::get_id();
+        std::atomic<bool> hasOtherBegun = false;
+        std::atomic<bool> isCallerThrough = false;
+        std::atomic<bool> isHeard = false;
+        ProgressScope scope(
+            [&](double) {
+                isHeard = isHeard || isCallerThrough;
+                return !isHeard;
+            },
+            0ms);
+        bool isOtherThrough = false;
+        const int result = Stoppable(
+            [&] {
+                Velk::Parallel::Impl::ApplyParallel(0, 2, [&](int) {
+                    if (std::this_thread::get_id() == caller) {
+                        for (int i = 0; i < kMost / 100 && !hasOtherBegun; ++i) {
+                            std::this_thread::yield();
+                        }
+                        isCallerThrough = hasOtherBegun.load();
+                    } else {
+                        hasOtherBegun = true;
+                        for (int i = 0; i < kMost; ++i) {
+                            Check();
+                        }
+                        isOtherThrough = true;
+                    }
+                });
+                return 1;
+            },
+            [] { return -1; });
+        if (!hasOtherBegun) {
+            GTEST_SKIP() << "no other thread had time for it";
+        }
+        EXPECT_TRUE(isHeard);
+        EXPECT_FALSE(isOtherThrough);
+        EXPECT_EQ(result, -1);
+    });
+}
+
+TEST(ProgressScope, WhatAReportThrowsEndsTheLoopForAll)
+{
+    constexpr int kItems = 2000000000; // would run for minutes
+    for (const int threads : {1, 2, 4}) {
+        Support::WithThreads(threads, [&] {
+            const auto caller = std::this_thread::get_id();
+            std::atomic<bool> hasOtherBegun = false;
+            int heard = 0;
+            ProgressScope scope(
+                [&](double) -> bool {
+                    if (++heard > 10 && (hasOtherBegun || heard > 1000000)) {
+                        throw std::runtime_error("from the host");
+                    }
+                    return true;
+                },
+                0ms);
+            const auto call = [&] {
+                Stoppable([&] {
+                    Velk::Parallel::Impl::ApplyParallel(0, kItems, [&](int) {
+                        hasOtherBegun = hasOtherBegun || std::this_thread::get_id() != caller;
+                    });
+                    return 0;
+                });
+            };
+            EXPECT_THROW(call(), std::runtime_error);
+            EXPECT_FALSE(scope.WasStopped());
+            heard = -1000000;
+            EXPECT_EQ(Work(10), 10);
+        });
+    }
+}
+
+TEST(ProgressScope, NestedLoopsAreWholeOrStop)
+{
+    for (const int threads : {1, 2, 4}) {
+        Support::WithThreads(threads, [&] {
+            const auto run = [](int stopAt) {
+                int heard = 0;
+                ProgressScope scope([&](double) { return ++heard != stopAt; }, 0ms);
+                std::atomic<int> done = 0;
+                Stoppable([&] {
+                    Velk::Parallel::Impl::ApplyParallel(0, 20, [&](int) {
+                        Velk::Parallel::Impl::ApplyParallel(0, 20, [&](int) {
+                            Velk::Parallel::Impl::ApplyParallel(0, 20, [&](int) { ++done; });
+                        });
+                    });
+                    return 0;
+                });
+                EXPECT_TRUE(scope.WasStopped() || done == 8000);
+            };
+            for (const int stopAt : {-1, 1, 2, 10, 100, 1000}) {
+                run(stopAt);
+            }
         });
     }
 }

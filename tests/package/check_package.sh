@@ -71,6 +71,16 @@ if [ -n "${PYTHONPATH:-}" ]; then
   figures "$scratch/python/said" "$scratch/python" | diff "$scratch/figures" -
 fi
 
+if [ -e "$scratch/prefix/bin/sorvane" ]; then
+  echo "--- the command"
+  # It finds the library beside it, wherever the whole has been moved to.
+  mv "$scratch/prefix" "$scratch/moved"
+  "$scratch/moved/bin/sorvane" report "$scratch/part.stl" | grep -q 'verdict       sound'
+  grep -q '^\.SS sorvane report' "$scratch/moved/share/man/man1/sorvane.1"
+  bash -n "$scratch/moved/share/bash-completion/completions/sorvane"
+  mv "$scratch/moved" "$scratch/prefix"
+fi
+
 if [ ! -e "$scratch/prefix/include/sorvane.h" ]; then
   echo "without the C interface"
   exit 0

@@ -4,6 +4,7 @@
 
 #include "tests/planar/ChainSupport.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/ThreadLimit.h"
 
 #include <limits>
@@ -394,7 +395,7 @@ TYPED_TEST(ChainIntersections, AreThoseOfFinePolylines)
 {
     using T = TypeParam;
     Random random(41);
-    for (int trial = 0; trial < 12; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(12); ++trial) {
         const auto a = RandomOutline<T>(random, 1);
         const auto b = RandomOutline<T>(random, -1);
         std::vector<Vec2d> points;

@@ -5,6 +5,7 @@
 
 #include "tests/planar/RegionSupport.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 
 #include <cmath>
@@ -85,7 +86,7 @@ template <class IsInside>
 void ExpectRegion(const Loops& region, double low, double high, double resolution,
                   const IsInside& isInside)
 {
-    constexpr int kAcross = 60;
+    constexpr int kAcross = Support::FullOr(60, 30);
     for (int i = 0; i < kAcross; ++i) {
         for (int j = 0; j < kAcross; ++j) {
             const double x = low + (high - low) * (i + 0.4142) / kAcross;

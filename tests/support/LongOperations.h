@@ -612,7 +612,7 @@ inline std::vector<LongOperation> LongOperations()
         return [mesh, loop = LoopOnSheet(*mesh, size < 10000 ? 30 : 1000)] {
             IndexedMesh out = *mesh;
             const auto nodes = MeshUtils::EmbedPolylines(out, {loop}, 1e-6, 0.5);
-            return Of(nodes.empty() || (nodes.size() == 1 && nodes[0].empty()), nodes, out);
+            return Of(nodes.empty() && out == *mesh, nodes, out);
         };
     });
 

@@ -4,6 +4,7 @@
 #include <Sorvane/MaterialTree_E.h>
 
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/ThreadLimit.h"
 #include "tests/trees/AddressReference.h"
 
@@ -193,9 +194,15 @@ void CompareSparseLists(int trials, int deepest)
     }
 }
 
-TEST(MaterialTree, EqualsTheStepsOverAMapInThePlane) { CompareSparseLists<2>(2000, 6); }
+TEST(MaterialTree, EqualsTheStepsOverAMapInThePlane)
+{
+    CompareSparseLists<2>(Support::Rounds(2000), 6);
+}
 
-TEST(MaterialTree, EqualsTheStepsOverAMapInSpace) { CompareSparseLists<3>(400, 3); }
+TEST(MaterialTree, EqualsTheStepsOverAMapInSpace)
+{
+    CompareSparseLists<3>(Support::Rounds(400), 3);
+}
 
 // --- a flood over the finest cells --------------------------------------------------------------
 

@@ -6,6 +6,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
@@ -375,15 +376,21 @@ void CompareDrawings(int trials)
     EXPECT_GT(differentFromExact, trials / 10); // the tolerance does play a part
 }
 
-TEST(SegmentLinking, EqualsTheStepsOverAllPairsInDouble) { CompareDrawings<double>(6000); }
+TEST(SegmentLinking, EqualsTheStepsOverAllPairsInDouble)
+{
+    CompareDrawings<double>(Support::Rounds(6000));
+}
 
-TEST(SegmentLinking, EqualsTheStepsOverAllPairsInFloat) { CompareDrawings<float>(3000); }
+TEST(SegmentLinking, EqualsTheStepsOverAllPairsInFloat)
+{
+    CompareDrawings<float>(Support::Rounds(3000));
+}
 
 TEST(SegmentLinking, EqualsTheStepsOverAllPairsOnCrowds)
 {
     // More ends than a leaf of the search holds, short segments among long ones.
     Support::Random random(5);
-    for (int trial = 0; trial < 25; ++trial) {
+    for (int trial = 0; trial < Support::Rounds(25); ++trial) {
         Segments<double> segments;
         for (int i = 0; i < 100; ++i) {
             const Vec2d start = random.Vector<2, double>(-10, 10);
