@@ -363,6 +363,14 @@ class Lathe(PathTest):
         top = [s for s in result['stretches'] if not s['angles'] and s['to'] <= 41 and s['from'] >= 19]
         self.assertAlmostEqual(sum(s['to'] - s['from'] for s in top), 8, 1)
 
+    def test_gaps_between_what_is_reached_are_bridged(self):
+        self.write('lid.txt', points([(6, 12), (14, 12), (14, 14), (6, 14), (6, 12)]))
+        words = ('lathe', 'profile.txt', 'tool.txt', '--obstacles', 'lid.txt')
+        open_, kept, closed = (self.result(*words, *more)['reached'] for more in
+                               ((), ('--bridge', '10,50,7'), ('--bridge', '10,50,9')))
+        self.assertEqual(kept, open_)
+        self.assertAlmostEqual(closed - open_, 8, 1)
+
     def test_wrong_use_and_files(self):
         self.expect(WRONG_USE, 'lathe', 'profile.txt')
         self.expect(WRONG_USE, 'lathe', 'profile.txt', 'tool.txt', '--range', '0,1,0')
