@@ -332,11 +332,44 @@ class Lathe(PathTest):
         left = next(s for s in result['stretches'] if s['from'] < 14 < s['to'])
         self.assertEqual(len(left['angles']), 1)
 
+    def test_angles_pivot_and_chord(self):
+        # Laid on its side the needle comes from the left or the right, and reaches one wall only.
+        upright, left, right = (self.result('lathe', 'profile.txt', 'tool.txt', 'holder.txt', '--angles', angle)
+                                for angle in (0, 90, -90))
+        self.assertEqual((upright['angles'], left['angles']), ([0], [90]))
+        self.assertNotAlmostEqual(left['reached'], upright['reached'], 1)
+        self.assertAlmostEqual(left['reached'], right['reached'], 3)
+        # Free positions are those of the pivot: 3 above the tip all of them lie 3 higher.
+        tops = []
+        for words in ((), ('--pivot', '0,3')):
+            self.expect(DONE, 'lathe', 'profile.txt', 'tool.txt', '--positions', 'free.txt', *words)
+            tops.append([max(float(row.split()[1]) for row in self.text('free.txt').split('\n')
+                             if row and not row.startswith('#'))])
+        self.assertAlmostEqual(tops[1][0] - tops[0][0], 3)
+        # A round tool of radius 2, its center 2 above its tip, which stays 2 from the block.
+        self.write('round.txt', circle(2, (0, 2)))
+        offs = []
+        for chord in (0.5, 1e-3):
+            self.expect(DONE, 'lathe', 'profile.txt', 'round.txt', '--chord', chord, '--positions', 'free.txt')
+            tips = [tuple(map(float, row.split())) for row in self.text('free.txt').split('\n')
+                    if row and not row.startswith('#')]
+            offs.append(max(abs(math.hypot(max(-x, 0, x - 20), max(-2 - y, 0, y + 2 - 10)) - 2) for x, y in tips))
+        self.assertGreater(offs[0], 0.01)
+        self.assertLess(offs[1], 2e-3)
+
     def test_obstacle_is_in_the_way(self):
         self.write('chuck.txt', points([(0, 12), (8, 12), (8, 14), (0, 14), (0, 12)]))
         result = self.result('lathe', 'profile.txt', 'tool.txt', '--obstacles', 'chuck.txt')
         top = [s for s in result['stretches'] if not s['angles'] and s['to'] <= 41 and s['from'] >= 19]
         self.assertAlmostEqual(sum(s['to'] - s['from'] for s in top), 8, 1)
+
+    def test_gaps_between_what_is_reached_are_bridged(self):
+        self.write('lid.txt', points([(6, 12), (14, 12), (14, 14), (6, 14), (6, 12)]))
+        words = ('lathe', 'profile.txt', 'tool.txt', '--obstacles', 'lid.txt')
+        open_, kept, closed = (self.result(*words, *more)['reached'] for more in
+                               ((), ('--bridge', '10,50,7'), ('--bridge', '10,50,9')))
+        self.assertEqual(kept, open_)
+        self.assertAlmostEqual(closed - open_, 8, 1)
 
     def test_wrong_use_and_files(self):
         self.expect(WRONG_USE, 'lathe', 'profile.txt')
@@ -419,6 +452,7 @@ class Heights(PathTest):
         self.assertEqual((result['gouges'], result['deepest']['part']), (1, 'holder'))
         self.assertAlmostEqual(result['deepest']['depth'], 40 - (10 + 10))
         self.assertEqual(self.result(*words, '--length', 31)['gouges'], 0)
+        self.assertEqual(self.result(*words, '--length', 10, '--tolerance', 20.1)['gouges'], 0)
 
     def test_wrong_use_and_files(self):
         for words in ([], ['--ball', 1, '--flat', 1], ['--ball', 0], ['--bull', '2,3'], ['--cone', '2,180'],
@@ -471,6 +505,25 @@ class Gouges(PathTest):
         self.write_part('roof.stl', block() + moved(block((10, 10, 2)), (0, 0, 20)))
         result = self.result('gouges', 'roof.stl', '-', '--ball', 2, stdin='5 5 10\n', code=DEFECTIVE)
         self.assertAlmostEqual(result['deepest']['depth'], 12)
+
+    def test_every_tool_goes_as_deep_as_it_is_wide_there(self):
+        # Their axis 1 beside the cube, their tip 1 below its top.
+        self.write('chamfer.txt', points([(0, 0), (1, 0), (2, 1), (2, 9)]))
+        for tool, clear in ((('--ball', 4), 2 - math.sqrt(3)), (('--flat', 4), 0), (('--bull', '4,1'), 0),
+                            (('--cone', '4,90'), 1), (('--shape', '1,1,90,0,0,0,5'), 0),
+                            (('--tool', 'chamfer.txt', '--fit', 1e-4), 0)):
+            with self.subTest(tool):
+                for height, code in ((10 - clear + 1e-3, DONE), (10 - clear - 1e-3, DEFECTIVE)):
+                    self.result('gouges', 'cube.stl', '-', *tool, stdin=f'11 5 {height!r}\n', code=code)
+
+    def test_holder_and_length(self):
+        # A wall 20 above the tip, 3 from the axis: within the holder's radius of 5 only.
+        self.write_part('wall.stl', block() + moved(block((10, 10, 30)), (10, 0, 0)))
+        words = ['gouges', 'wall.stl', '-', '--ball', 2, '--holder', '10,30']
+        self.assertEqual(self.result(*words, '--length', 21, stdin='7 5 10\n')['gouges'], 0)
+        result = self.result(*words, '--length', 15, stdin='7 5 10\n', code=DEFECTIVE)
+        self.assertEqual(result['deepest']['part'], 'holder')
+        self.assertAlmostEqual(result['deepest']['depth'], 5)
 
     def test_wrong_use_and_files(self):
         self.expect(WRONG_USE, 'gouges', 'cube.stl', '-', stdin='1 2 3\n')
