@@ -26,10 +26,8 @@ write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfigVersi
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfig.cmake"
   "${CMAKE_CURRENT_BINARY_DIR}/SorvaneConfigVersion.cmake" DESTINATION ${package_dir} COMPONENT development)
 
-if(SORVANE_THREADS STREQUAL "tbb")
-  set(SORVANE_PC_REQUIRES_PRIVATE "tbb")
-endif()
-# From the folder of the .pc file, so that an installed tree can be moved or staged.
+# From the folder of the .pc file, so that an installed tree can be moved or staged. It requires no other package, not
+# privately either: pkg-config would ask for that package's headers, which nobody who uses ours needs.
 file(RELATIVE_PATH SORVANE_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 set(pc_files sorvane.pc)
 if(TARGET sorvane_c)
