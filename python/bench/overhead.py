@@ -76,6 +76,30 @@ def main():
             for what, value in (("called from Python", with_python), ("of that in C", alone)):
                 print(f"{date},{sys.argv[1]},overhead.py,{what},\"{name}\",{count},{1e6 * value:.{3 if value < 1e-4 else 0}{'g' if value < 1e-4 else 'f'}},us")
         if size == 1:
+            # Results with most figures: what Python adds there is most.
+            how = c.sorvane_section_options()
+            c.sorvane_section_options_init(ctypes.byref(how))
+            normal, height = np.array((0.0, 0.0, 1.0)), np.array((0.5,))
+
+            def bare_section():
+                made = ctypes.POINTER(c.sorvane_sections)()
+                c.sorvane_mesh_sections(
+                    mesh._handle, normal, height, 1, ctypes.byref(how), ctypes.byref(made), ctypes.byref(error)
+                )
+                c.sorvane_sections_free(made)
+
+            def bare_report():
+                made = ctypes.POINTER(c.sorvane_mesh_report)()
+                c.sorvane_mesh_report_new(mesh._handle, 1e-6, ctypes.byref(made), ctypes.byref(error))
+                c.sorvane_mesh_report_free(made)
+
+            for name, whole, bare in (
+                ("`Mesh.section(z)`", lambda: mesh.section(0.5), bare_section),
+                ("`Mesh.report()`", mesh.report, bare_report),
+            ):
+                with_python, alone = pairs(whole, bare, runs)
+                for what, value in (("called from Python", with_python), ("of that in C", alone)):
+                    print(f"{date},{sys.argv[1]},overhead.py,{what},{name},{len(mesh)},{1e6 * value:.3g},us")
             view = least(lambda: mesh.points, runs)
             print(f"{date},{sys.argv[1]},overhead.py,called from Python,`Mesh.points` (a view),{len(some)},{1e6 * view:.3g},us")
         del mesh

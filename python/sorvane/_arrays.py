@@ -8,6 +8,7 @@ Out: arrays are read-only views of the library's memory and keep its owner alive
 from __future__ import annotations
 
 import ctypes
+import functools
 from typing import Any, Union
 
 import numpy as np
@@ -144,6 +145,14 @@ class _Memory:
         }
 
 
+@functools.lru_cache(maxsize=None)
+def _empty(dtype: np.dtype[Any], columns: _Columns) -> npt.NDArray[Any]:
+    """Nothing, read-only: the same for all that have nothing."""
+    empty = np.empty((0,) if columns is None else (0, columns), dtype=dtype)
+    empty.flags.writeable = False
+    return empty
+
+
 def view(owner: Handle, accessor: Any, columns: _Columns = None, *arguments: Any) -> Any:
     """The array that `accessor(owner, *arguments, &count)` points to: (count,) or (count, columns), read-only.
 
@@ -153,7 +162,5 @@ def view(owner: Handle, accessor: Any, columns: _Columns = None, *arguments: Any
     pointer = accessor(owner, *arguments, ctypes.byref(count))
     shape = (count.value,) if columns is None else (count.value, columns)
     if not pointer.value or count.value == 0:
-        empty = np.empty(shape, dtype=pointer.dtype)
-        empty.flags.writeable = False
-        return empty
+        return _empty(pointer.dtype, columns)
     return np.asarray(_Memory(pointer.value, pointer.dtype, shape, owner))

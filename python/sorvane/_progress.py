@@ -7,11 +7,13 @@ go on to the caller, and so does a signal's (KeyboardInterrupt), for which the m
 
 from __future__ import annotations
 
+import atexit
 import contextlib
 import ctypes
 import os
 import threading
-from typing import Any, Callable, Generator, List, Optional, Union
+import time
+from typing import Any, Callable, Generator, List, Optional, Set, Union
 
 import numpy as np
 
@@ -41,6 +43,7 @@ class _Trampoline:
     def __init__(self) -> None:
         self.progress: Optional[Listener] = None
         self.raised: Optional[BaseException] = None
+        self.of_main_thread = threading.current_thread() is threading.main_thread()
         self.generator = self._reports()
         next(self.generator)
         self.callback = _REPORT(self.generator.send)
@@ -53,6 +56,8 @@ class _Trampoline:
                 fraction = yield go_on
                 go_on = 1
                 if self.progress is not None and not self.progress(fraction):
+                    go_on = 0
+                if _closing and not self.of_main_thread:
                     go_on = 0
             except BaseException as exception:
                 if isinstance(exception, GeneratorExit):
@@ -75,6 +80,22 @@ class _Trampolines(threading.local):
 
 
 _trampolines = _Trampolines()
+_in_use: Set[_Trampoline] = set()  # of all threads
+_closing = False
+
+
+@atexit.register
+def _stop_daemons() -> None:
+    """Stops the calls of daemon threads at the end of the program, those that report.
+
+    Python ends a daemon thread where it asks for the interpreter lock. In a report that is below functions of C++, which
+    can't be ended like that: the process would abort.
+    """
+    global _closing
+    _closing = True
+    end = time.monotonic() + 2
+    while any(not trampoline.of_main_thread for trampoline in tuple(_in_use)) and time.monotonic() < end:
+        time.sleep(0.002)
 
 
 class _Bar:
@@ -158,11 +179,13 @@ def _watched(
     trampoline.raised = None
     scope = ctypes.POINTER(c.sorvane_progress)()
     try:
+        _in_use.add(trampoline)
         status = c.sorvane_progress_open(trampoline.pointer, None, ctypes.byref(scope), ctypes.byref(error))
         if status == 0:
             status = function(*arguments, ctypes.byref(error))
     finally:
         c.sorvane_progress_close(scope)
+        _in_use.discard(trampoline)
         raised = trampoline.raised
         trampoline.progress = trampoline.raised = None
         if trampoline.is_alive:

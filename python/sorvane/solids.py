@@ -102,8 +102,8 @@ def _grid(nodes: Sequence[int], origin: ArrayLike, spacing: Union[float, ArrayLi
 class Volume:
     """A solid as a grid of signed distances from its surface, negative inside.
 
-    Volumes are never changed, and can be pickled; ``a | b``, ``a & b`` and ``a - b`` are the union, the intersection and the difference, node
-    by node. Their nodes must lie at the same places.
+    Volumes are never changed, and can be pickled. ``a | b``, ``a & b`` and ``a - b`` are the union, the intersection and
+    the difference, node by node. Their nodes must lie at the same places.
 
     Parameters
     ----------

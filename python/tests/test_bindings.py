@@ -10,6 +10,7 @@ import subprocess
 import sys
 from pathlib import Path
 
+import numpy as np
 import pytest
 from conftest import SOURCE
 
@@ -121,3 +122,13 @@ def test_a_library_without_our_functions_is_of_another_version() -> None:
     )
     assert result.returncode == 1
     assert "has no function sorvane_status_name: it is of another version" in result.stdout
+
+
+@pytest.mark.parametrize("wrong", [np.zeros((3, 6))[:, ::2], np.zeros((3, 3), np.float32), np.zeros((3, 3), ">f8"), [0.0]])
+def test_pointers_take_no_other_arrays(wrong: object) -> None:
+    # What a slip in this package would pass must not be read as something else.
+    error = c.sorvane_error()
+    made = ctypes.POINTER(c.sorvane_mesh)()
+    with pytest.raises(ctypes.ArgumentError):
+        c.sorvane_mesh_new(wrong, 3, np.zeros((0, 3), np.int32), 0, ctypes.byref(made), ctypes.byref(error))
+    assert not made

@@ -5,6 +5,7 @@ from __future__ import annotations
 import copy
 import gc
 import json
+import math
 import pickle
 from pathlib import Path
 
@@ -260,3 +261,11 @@ def test_a_chain_shows_itself() -> None:
     svg = slot()._repr_svg_()
     assert svg.startswith("<svg") and svg.count("A") >= 2 and "nan" not in svg
     assert "nothing" in Chain([])._repr_svg_()
+
+
+def test_circles_run_either_way() -> None:
+    for clockwise, sign in ((False, 1), (True, -1)):
+        circle = sorvane.Chain.circle((1, 2), 3, clockwise=clockwise)
+        assert circle.area == pytest.approx(sign * math.pi * 9)
+        # A quarter of the way on from the right of the center.
+        assert circle.points_at([0, 1.5 * math.pi])[:, :] == pytest.approx(np.array([[4, 2], [1, 2 + 3 * sign]]))

@@ -143,3 +143,15 @@ def test_two_threads_may_ask_one_mesh() -> None:
     for answer in found:
         assert all(np.array_equal(a, b) for a, b in zip(answer, expected[1]))
     assert len(found) == 2
+
+
+def test_bounds_tell_the_places_where_they_are_reached() -> None:
+    low = sorvane.Mesh([[0, 0, 0], [4, 0, 0], [0, 4, 0]], [[0, 1, 2]])
+    high = sorvane.Mesh([[0, 0, 1], [9, 0, 1], [0, 4, 2]], [[0, 1, 2]])
+    bounds = low.hausdorff_bounds(high, 1e-6)
+    for way, own, other in ((bounds.first, low, high), (bounds.second, high, low)):
+        assert np.linalg.norm(way.point - way.nearest) == pytest.approx(way.lower, abs=1e-12)
+        assert own.nearest([way.point]).distances[0] == pytest.approx(0, abs=1e-12)
+        assert other.nearest([way.nearest]).distances[0] == pytest.approx(0, abs=1e-12)
+        assert way.triangle == way.nearest_triangle == 0
+    assert bounds.second.point == pytest.approx([9, 0, 1]) and bounds.second.nearest == pytest.approx([4, 0, 0])

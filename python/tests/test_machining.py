@@ -255,3 +255,11 @@ def test_wrong_arguments_are_told(call, message) -> None:  # type: ignore[no-unt
     with pytest.raises(ValueError) as raised:
         call()
     assert message in str(raised.value)
+
+
+def test_lengths_of_tools_unless_told() -> None:
+    for tool in (sorvane.Tool.ball(10), sorvane.Tool.flat(10), sorvane.Tool.bull(10, 1)):
+        assert tool.profile.bounds[1] == pytest.approx([5, 40])  # 4 diameters
+    assert sorvane.Tool.cone(10, 90).profile.bounds[1] == pytest.approx([5, 5 + 30])  # as high as half as wide, and 3
+    assert sorvane.Tool.cone(10, 60).profile.bounds[1] == pytest.approx([5, 5 * 3**0.5 + 30])
+    assert sorvane.Tool.cone(10, 90, length=17).profile.bounds[1] == pytest.approx([5, 17])

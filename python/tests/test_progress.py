@@ -257,3 +257,21 @@ def test_scopes_are_given_back(square: sorvane.Mesh) -> None:
             remesh(square, FINE, told)
     assert len(_trampolines.free) == len(_trampolines.all)
     assert len(_trampolines.all) <= 3  # as many as calls were nested
+
+
+# A report of a daemon thread while the interpreter ends: the thread can't be ended there, below the library.
+ENDS_WITH_A_DAEMON = PREAMBLE + """
+inside = threading.Event()
+def work():
+    while True:
+        remesh(square, FINE, lambda fraction: inside.set())
+threading.Thread(target=work, daemon=True).start()
+inside.wait()
+print("end")
+"""
+
+
+def test_a_program_ends_while_a_daemon_is_in_a_call(request: pytest.FixtureRequest) -> None:
+    program = ENDS_WITH_A_DAEMON.replace("{tests!r}", repr(str(request.path.parent)))
+    result = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True, timeout=100)
+    assert (result.returncode, result.stdout) == (0, "end\n")

@@ -202,3 +202,16 @@ def test_the_length_of_a_normal_does_not_matter(length: float) -> None:
         below, above = pyramid.split(plane)
         assert above.volume == pytest.approx(4**3 / 6, abs=1e-9)
         assert below.volume == pytest.approx((10**3 - 4**3) / 6, abs=1e-9)
+
+
+def test_the_lines_of_a_section_of_a_stack_are_its_own() -> None:
+    pyramid = sorvane.hull([[0, 0, 0], [10, 0, 0], [0, 10, 0], [0, 0, 10]])
+    sheet = sorvane.Mesh([[20, 0, 0], [30, 0, 0], [20, 0, 10]], [[0, 1, 2]])  # gives an open line at each height
+    stack = sorvane.join([pyramid, sheet]).slices([1, 4, 7])
+    for section, leg in zip(stack, (9.0, 6.0, 3.0)):
+        (loop,), (chain,) = section.loops, section.chains
+        assert np.ptp(loop, axis=0) == pytest.approx([leg, leg]) and loop.min(axis=0) == pytest.approx([0, 0])
+        assert np.ptp(chain, axis=0) == pytest.approx([leg, 0]) and len(section.lines) == 2
+        assert section.lines.starts[0] == 0 and section.lines.starts[-1] == len(section.lines.points)
+        assert section.lines.lengths() == pytest.approx([(2 + 2**0.5) * leg, leg])
+        assert np.array_equal(section.lines[1], chain) and np.array_equal(section.lines[-2], loop)
