@@ -229,7 +229,7 @@ def test_chains_are_written_and_read(tmp_path: Path) -> None:
         (lambda: Chain.from_elements([0], [(0, 0, 1, 1)]), "elements: expected shape (n, 5), given (1, 4)"),
         (lambda: Chain.from_elements([0, 0], [(0, 0, 1, 1, 0)]), "elements: expected shape (2, 5), given (1, 5)"),
         (lambda: Chain.from_elements([3], [(0, 0, 1, 1, 0)]), "element 0 has kind 3"),
-        (lambda: Chain.from_elements([0, 0], [(0, 0, 1, 0, 0), (2, 0, 3, 0, 0)]), "element 1 starts 1.0"),
+        (lambda: Chain.from_elements([0, 0], [(0, 0, 1, 0, 0), (2, 0, 3, 0, 0)]), "element 1 starts 1 away"),
         (lambda: Chain.circle((0, 0), -1), "radius: expected a number greater than 0, given -1"),
         (lambda: Chain.from_bulges([(0, 0), (1, 0)], [0]), "bulges: expected shape (2,), given (1,)"),
         (lambda: slot().points_at([1, 99]), "parameter 1 is 99"),

@@ -2,7 +2,7 @@
 #include "Measure.h"
 
 #include <stddef.h>
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(SANITIZED)
 #include <sys/resource.h>
 #endif
 
@@ -364,7 +364,7 @@ static void bad_grids_are_told(void)
 /* With an address space that has no room for it a grid is refused, and nothing else is lost. */
 static void a_lack_of_memory_is_a_status(void)
 {
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(SANITIZED)
     sorvane_error error;
     sorvane_grid grid = grid_of(1200); /* 55 GB */
     sorvane_volume *volume = NULL;
