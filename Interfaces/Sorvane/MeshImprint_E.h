@@ -114,7 +114,7 @@ public:
     bool PaintInsideOutside();
 
     /// The mesh as it stands, with one flag for each triangle: 0 inside, 1 for all others; before
-    /// `PaintInsideOutside` all are 1. Always true.
+    /// `PaintInsideOutside` all are 1. True unless a progress scope has stopped it.
     ///
     /// All nodes are written, unused ones too: the points of the input first, in their order, as
     /// long as none of them was collapsed, then those of the paths. Nothing is welded. The
@@ -185,7 +185,7 @@ public:
     bool Export(IndexedPointsBase<3, double>& mesh) const;
 
     /// The same with a flag for each triangle, which is 1: nothing here paints, and the words of
-    /// the constructor stay inside. Always true.
+    /// the constructor stay inside. True unless a progress scope has stopped it.
     bool Export(IndexedPointsBase<3, double>& mesh, std::vector<unsigned long long>& flags) const;
 
 private:
