@@ -515,17 +515,11 @@ Turning TurningOf(Session& session)
 
 std::vector<Lathe::BAngleReport> Sweep(const Turning& turning)
 {
-    Loops obstacles = turning.obstacles;
-    if (turning.holder.empty() && obstacles.empty()) {
-        // The sweep asks for something that the tool may run into. One so far away that nothing
-        // gets there changes no answer.
-        const Box box({turning.profile, turning.tool, {turning.pivot}});
-        const double size = 10 * box.Size();
-        const Vec2d far = box.high + Vec2d(size, size);
-        obstacles.push_back({far, far + Vec2d(size, 0), far + Vec2d(0, size), far});
-    }
-    return Lathe::BAxisAngleSweep(turning.angles, turning.tool, turning.holder, turning.pivot,
-                                  turning.profile, obstacles);
+    return turning.holder.empty()
+               ? Lathe::BAxisAngleSweep(turning.angles, turning.tool, turning.pivot,
+                                        turning.profile, turning.obstacles)
+               : Lathe::BAxisAngleSweep(turning.angles, turning.tool, turning.holder,
+                                        turning.pivot, turning.profile, turning.obstacles);
 }
 
 /// What is reached, parted where it runs over the start of a closed profile: a stretch with the

@@ -130,6 +130,34 @@ TEST(LatheRegions, WithoutHolderAndObstaclesThereIsNothingElse)
     EXPECT_TRUE(regions.holder.empty());
 }
 
+// The tool goes all around the target, 12 by 7 for a tool of 2 by 2 about a block of 10 by 5, and
+// there is nothing amiss. Obstacles part its way as they do for one with a holder.
+TEST(LatheRegions, AToolWithoutAHolderNeedsNone)
+{
+    Regions regions;
+    for (const Outlines& nothing : {Outlines{}, Outlines{{}}}) {
+        EXPECT_TRUE(
+            Lathe::OuterOffsetRegions(kTool, kTarget, nothing, regions.tool, regions.holder));
+        ASSERT_EQ(regions.tool.size(), 1u);
+        EXPECT_NEAR(LengthOf(regions.tool), 2 * (12 + 7), 1e-9);
+        EXPECT_TRUE(regions.holder.empty());
+    }
+    const Outlines chuck{Box(9, -3, 12, -1)};
+    EXPECT_TRUE(Lathe::OuterOffsetRegions(kTool, kTarget, chuck, regions.tool, regions.holder));
+    const Regions told = RegionsOf(kTool, {}, kTarget, chuck);
+    EXPECT_TRUE(told.isWhole);
+    EXPECT_EQ(regions.tool, told.tool);
+    EXPECT_EQ(regions.holder, told.holder);
+    // What does not close is told of, and so is a target that is not there.
+    EXPECT_FALSE(
+        Lathe::OuterOffsetRegions({{0, 0}}, {{40, 0}, {41, 1}}, {}, regions.tool, regions.holder));
+    EXPECT_FALSE(Lathe::OuterOffsetRegions(kTool, {}, {}, regions.tool, regions.holder));
+    EXPECT_TRUE(regions.tool.empty() && regions.holder.empty());
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_FALSE(
+        Lathe::OuterOffsetRegions(kTool, {{0, 0}, {nan, 1}}, {}, regions.tool, regions.holder));
+}
+
 TEST(LatheRegions, WithoutTargetNothingIsTouched)
 {
     const auto regions = RegionsOf(kTool, kHolder, {});
@@ -359,6 +387,26 @@ TEST(LatheSweep, WithoutAHolderTheToolIsAlone)
     EXPECT_NEAR(LengthOf(reports[0].toolRegions), 38, 1e-9);
     reports = Lathe::BAxisAngleSweep({0}, kTool, {}, {0, 0}, kTarget, {Box(9, -3, 12, -1)});
     EXPECT_FALSE(reports[0].failed);
+}
+
+TEST(LatheSweep, AToolWithoutAHolderDoesNotFail)
+{
+    const auto reports = Lathe::BAxisAngleSweep({0, 90}, kTool, {0, 0}, kTarget, {});
+    ASSERT_EQ(reports.size(), 2u);
+    for (const Lathe::BAngleReport& report : reports) {
+        EXPECT_FALSE(report.failed);
+        EXPECT_NEAR(LengthOf(report.toolRegions), 38, 1e-9);
+        EXPECT_TRUE(report.holderRegions.empty());
+        EXPECT_NEAR(LengthOf(report.reachable), 30, 1e-9); // all around the target
+    }
+    EXPECT_EQ(reports[1].angle, 90);
+    Outline open = kTool;
+    open.pop_back();
+    EXPECT_TRUE(Lathe::BAxisAngleSweep({0}, open, {0, 0}, kTarget, {})[0].failed);
+    // A tool that is a line moves along a target that is one on the same line: no boundary.
+    const Outline line{{0, 0}, {1, 0}, {0, 0}};
+    EXPECT_TRUE(Lathe::BAxisAngleSweep({0}, line, {0, 0}, {{0, 0}, {5, 0}}, {})[0].failed);
+    EXPECT_TRUE(Lathe::BAxisAngleSweep({0}, kTool, {0, 0}, {}, {})[0].failed);
 }
 
 TEST(LatheSweep, AToolThatIsNotThereFails)
