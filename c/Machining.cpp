@@ -602,7 +602,7 @@ sorvane_status sorvane_lathe_sequence_new(const sorvane_lathe_sweep* sweep, cons
             regions.push_back({arcs[i], arcs[i + 1], arcs[i + 2]});
         }
         const Lathe::BAngleSequence found =
-            Lathe::SequenceBAxisAngleSweep(source.target, source.reports, std::move(regions));
+            Lathe::SequenceBAxisAngleSweepAround(source.target, source.reports, regions);
         auto made = std::make_unique<sorvane_lathe_sequence>();
         for (const Lathe::BAngleSequence::Step& step : found.steps) {
             made->parameters.push_back(step.parameter);

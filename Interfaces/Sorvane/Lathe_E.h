@@ -2,7 +2,7 @@
 // stretch of a profile.
 //
 //     const auto reports = Lathe::BAxisAngleSweep(angles, tool, holder, pivot, target, obstacles);
-//     const auto sequence = Lathe::SequenceBAxisAngleSweep(target, reports, {});
+//     const auto sequence = Lathe::SequenceBAxisAngleSweepAround(target, reports, {});
 //     for (const auto& step : sequence.steps) {
 //         // step.valid[i]: may angles[i] be used from step.parameter on?
 //     }
@@ -146,12 +146,34 @@ BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, 
 ///
 /// A stretch that runs over the start of a *closed* target has both its ends apart and reads as the
 /// stretch between them, which is the rest of the target: let a closed target start where no tool
-/// reaches, or where one must stop.
+/// reaches, or where one must stop, or call `SequenceBAxisAngleSweepAround`.
 ///
 /// Empty for a target of fewer than two points; no steps without reports. O(n log n) for n
 /// stretches and target points.
 SORVANE_API BAngleSequence SequenceBAxisAngleSweep(const std::vector<VecBase<2, double>>& target,
                                                    const std::vector<BAngleReport>& reports,
                                                    std::vector<BAngleArcRegion> arcRegions);
+
+/// The same for a target that may be closed and may start anywhere, and with every place told for
+/// what it is: an angle is valid where one of its stretches is, and nowhere else.
+///
+/// Of a closed target, whose last point is its first within the rounding of its coordinates, a
+/// stretch that runs over the start is valid up to the whole length and from 0 on; one that runs
+/// all around is valid everywhere. Stretches that overlap count as one. Steps are the places where
+/// something changes, and no others; ends of stretches within rounding of the start or the end of
+/// the target are there. The ends of a stretch are looked for within 1e-8, or the rounding of
+/// coordinates far from the origin where that is more.
+///
+/// A gap between neighboring intervals is bridged when it is at most the largest one of an arc
+/// region and some of it lies in the region; whether anything reaches the ends of the region does
+/// not matter. On a closed target the arc region may run over the start, with its end below its
+/// start, and so may gaps. Arc regions count one after the other, each on what those before it
+/// left.
+///
+/// Empty and cost as `SequenceBAxisAngleSweep`. Where a target touches itself, a stretch that ends
+/// there may be taken for one that ends at the other of the two places.
+SORVANE_API BAngleSequence SequenceBAxisAngleSweepAround(
+    const std::vector<VecBase<2, double>>& target, const std::vector<BAngleReport>& reports,
+    const std::vector<BAngleArcRegion>& arcRegions);
 
 } // namespace Velk::Math::Sorvane::Lathe

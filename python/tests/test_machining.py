@@ -220,6 +220,19 @@ def test_a_sweep_tells_what_each_tilt_reaches() -> None:
     assert not chuck.sequence().valid_at(8 + 50).any()
 
 
+def test_a_closed_shaft_may_start_anywhere() -> None:
+    corners = [(0, 0), (0, 8), (30, 8), (60, 8), (60, 0)]
+    for first in range(5):
+        shaft = corners[first:] + corners[:first] + corners[first : first + 1]
+        sequence = lathe.sweep([0.0], INSERT, shaft, holder=HOLDER).sequence()
+        lengths = np.concatenate([[0], np.cumsum(np.hypot(*np.diff(shaft, axis=0).T))])
+        middles = (lengths[1:] + lengths[:-1]) / 2
+        # The upper side is reached from end to end, and the lower one nowhere.
+        for (_, y), (_, z), middle in zip(shaft, shaft[1:], middles):
+            if y == z:
+                assert sequence.valid_at(middle).tolist() == [y == 8]
+
+
 def test_progress_stops_a_raster() -> None:
     surface, tool = Surface(grid(300)), Tool.ball(0.2)
     xs = np.linspace(0, 1, 400)
