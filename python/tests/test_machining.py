@@ -113,6 +113,19 @@ def test_a_tool_that_stands_where_it_stops_is_clear() -> None:
     assert (found.parts == 1).any() and set(found.parts) <= {-1, 1}
 
 
+def test_a_holder_is_what_it_was_made_of() -> None:
+    cutter, holder = Tool.bull(2, 0.5, length=6), Tool.cone(8, 100, length=9)
+    tool = cutter.with_part(holder, 3)
+    assert tool.parts[0].tolist() == cutter.parts[0].tolist()
+    assert tool.parts[1].tolist() == [*holder.parts[0][:7], 3]
+    assert pickle.loads(pickle.dumps(tool)).parts.tolist() == tool.parts.tolist()
+    # A post beside the cutter, 5 high and 2.5 from the axis: where the holder of radius 3 begins at 4 it is in by 1, and
+    # a wider one would stand on the wall 10 away, which is 20 high.
+    post = sorvane.Mesh([(2.5, -1, 5), (2.5, 1, 5), (2.5, 0, 0), (10, -9, 20), (10, 9, 20), (10, 0, 0)], [(0, 1, 2), (3, 4, 5)])
+    found = post.gouges(Tool.flat(2, length=4).with_part(Tool.flat(6, length=30), 4), [(0, 0, 0)])
+    assert found.depths.tolist() == [1] and found.parts.tolist() == [1] and found.triangles.tolist() == [0]
+
+
 def test_tools_are_values() -> None:
     tool = Tool.bull(12, 2, length=30).with_part(Tool.flat(40, length=20), 25)
     again = pickle.loads(pickle.dumps(tool))
