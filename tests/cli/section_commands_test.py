@@ -373,6 +373,14 @@ class Holes(PartTest):
         self.assertEqual(self.result('holes', 'rough.stl', '--tolerance', 0.005)['holes'], [])
         self.assertEqual(len(self.result('holes', 'rough.stl', '--tolerance', 0.1)['holes']), 1)
 
+    def test_how_far_axes_of_one_hole_may_differ(self):
+        # The lower face leans by 2 degrees, and with it the axis of the circle in which the bore ends there.
+        lean = math.tan(math.radians(2))
+        self.write_part('leaning.stl', [tuple((x, y, z if z > 0 else x * lean) for x, y, z in t)
+                                        for t in washer(5, 12, 10)])
+        for words, count in (((), 0), (('--axis-tolerance', 1.9), 0), (('--axis-tolerance', 2.1), 1)):
+            self.assertEqual(len(self.result('holes', 'leaning.stl', *words)['holes']), count, words)
+
     @staticmethod
     def number(p):
         return round(math.atan2(p[1], p[0]) / (2 * math.pi / 64))
