@@ -247,6 +247,20 @@ def test_who_comes_while_a_part_is_prepared_waits_for_it(monkeypatch: pytest.Mon
         assert first.result() is second.result() and made == [1]
 
 
+def test_a_mesh_leaves_this_process_once(cluster: Any, monkeypatch: pytest.MonkeyPatch) -> None:
+    sent: list[sorvane.Mesh] = []
+    reduced = sorvane.Mesh.__reduce__
+
+    def told(mesh: sorvane.Mesh) -> Any:
+        sent.append(mesh)
+        return reduced(mesh)
+
+    monkeypatch.setattr(sorvane.Mesh, "__reduce__", told)
+    mesh = grid(20)
+    assert len(batch.slices(mesh, np.linspace(-1, 1, 40), chunk=2, client=cluster)) == 40
+    assert sent == [mesh]
+
+
 def test_workers_keep_no_more_than_the_latest_parts(cluster: Any) -> None:
     t = np.linspace(0, 1, 4)
     for _ in range(3):
