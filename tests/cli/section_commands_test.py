@@ -413,6 +413,14 @@ class Imprint(PartTest):
         result = self.result('imprint', 'cube.stl', '--around', '5,5,12', '--radius', 3)
         self.assertAlmostEqual(result['inside_area'], 180 * 9 * math.sin(math.pi / 180), 6)
 
+    def test_radius_in_a_wrong_unit_is_refused_and_not_walked(self):
+        run = self.expect(WRONG_USE, 'imprint', 'cube.stl', '--around', '5,5,10', '--radius', 1e12)
+        self.assertIn('--radius', run.err)
+        self.assertIn('17.32', run.err)  # the diagonal of the cube
+        self.assertIn('unit', run.err)
+        run = self.run_command('imprint', 'cube.stl', '--around', '5,5,10', '--radius', 170)
+        self.assertIn(run.code, (DONE, DEFECTIVE))
+
     def test_points_beside_the_part(self):
         self.write('above.txt', self.SQUARE.replace('8 8 10', '8 8 11'))
         result = self.result('imprint', 'cube.stl', 'above.txt', '--closed', code=DEFECTIVE)
