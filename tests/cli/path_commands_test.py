@@ -541,6 +541,17 @@ class Gouges(PathTest):
         self.expect(WRONG_USE, 'gouges', 'cube.stl', '-', '--ball', 1, '--clearance', -1, stdin='1 2 3\n')
         self.expect(FILES, 'gouges', 'cube.stl', '-', '--ball', 1, stdin='1 2\n')
 
+    def test_what_is_too_large_to_calculate_with_is_no_tool_that_is_clear(self):
+        # The tip is 5 deep in the cube.
+        for words in (['--ball', 2, '--length', 1e60], ['--ball', 1e60], ['--ball', 2, '--holder', '1e60,1e60']):
+            self.result('gouges', 'cube.stl', '-', *words, stdin='5 5 5\n', code=DEFECTIVE)
+        for words in (['--ball', 2, '--length', 1e155], ['--ball', 1e155], ['--ball', 2, '--holder', '9,1e155'],
+                      ['--ball', 2, '--holder', '1e155,9'], ['--shape', '1e155,1,90,0,0,0,5'],
+                      ['--flat', 1, '--length', 1e308]):
+            with self.subTest(words):
+                self.expect(WRONG_USE, 'gouges', 'cube.stl', '-', *words, stdin='5 5 5\n')
+                self.expect(WRONG_USE, 'heights', 'cube.stl', '--points', '-', *words, stdin='5 5\n')
+
 
 class Tool(PathTest):
     def test_outline_becomes_a_tool(self):
