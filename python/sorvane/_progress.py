@@ -217,7 +217,7 @@ def options(kind: Any, **values: Any) -> Any:
             continue
         if not hasattr(result, name):
             raise AttributeError(f"{kind.__name__} has no field {name}")
-        if hasattr(value, "__array_interface__"):
+        if isinstance(value, np.ndarray):  # a single number of NumPy's has an address as well
             result.__dict__.setdefault("kept", []).append(value)
             value = value.__array_interface__["data"][0]
         setattr(result, name, value)
