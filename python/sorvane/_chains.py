@@ -10,7 +10,7 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, indices_of, numbers_of, point_of, points_of, view
 from ._handles import Handle
-from ._lines import Borrowed, lines_of
+from ._lines import Borrowed, Lines
 from ._progress import Progress, make, run
 from ._values import list_of, number, path_bytes
 
@@ -360,7 +360,7 @@ class Chain:
                [ 0., -5.]])
         """
         lines = make(c.sorvane_chain_tessellate, self._handle, number(tolerance, "tolerance"))
-        return lines_of(lines).points
+        return Lines._of(lines).points
 
     def offset(self, distance: float, *, tolerance: float = 1e-6, progress: Progress = None) -> "List[Chain]":
         """The curves at ``distance``: to the right of travel for a positive one, so that a counter-clockwise outline
@@ -456,7 +456,7 @@ class Chain:
             number(tolerance, "tolerance"),
             progress=progress,
         )
-        return lines_of(points).points
+        return Lines._of(points).points
 
     def break_at_intersections(self, other: "Chain", *, tolerance: float = 1e-9) -> "Tuple[Chain, Chain]":
         """Both chains with joints where they meet."""
@@ -548,7 +548,7 @@ def thin(points: ArrayLike, *, curvature: float = 1e-9, tolerance: float = 1e-9)
            [2., 1.]])
     """
     polyline = points_of(points, "points", 2)
-    lines = lines_of(
+    lines = Lines._of(
         make(
             c.sorvane_polyline_thin,
             polyline,

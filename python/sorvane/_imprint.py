@@ -11,8 +11,7 @@ from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, array_of, numbers_of, point_of, points_of, view
 from ._distances import split_lists
 from ._handles import Handle
-from ._lines import Borrowed
-from ._polylines import Lines, LinesLike, joined
+from ._lines import Borrowed, Lines, LinesLike, joined
 from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._values import number

@@ -27,7 +27,7 @@ if TYPE_CHECKING:
     from ._distances import Crossings, Hausdorff, HausdorffBounds, Nearest, TriangleTree
     from ._features import Arc, Cluster, Curvatures, DrillHole
     from ._imprint import Imprint
-    from ._polylines import Lines, LinesLike
+    from ._lines import Lines, LinesLike
     from ._machining import Drops, Gouges, Tool
     from ._operations import Decimation
     from ._regions import Region

@@ -218,9 +218,9 @@ def options(kind: Any, **values: Any) -> Any:
             continue
         if not hasattr(result, name):
             raise AttributeError(f"{kind.__name__} has no field {name}")
-        if isinstance(value, np.generic):
+        if isinstance(value, np.generic):  # a single number of NumPy's has an address as well
             value = value.item()
-        elif hasattr(value, "__array_interface__"):
+        elif isinstance(value, np.ndarray):
             result.__dict__.setdefault("kept", []).append(value)
             value = value.__array_interface__["data"][0]
         setattr(result, name, value)

@@ -10,8 +10,7 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, FloatArray, IntArray, numbers_of, point_of, view
 from ._handles import Handle
-from ._lines import Borrowed
-from ._polylines import Lines, lines_svg
+from ._lines import Borrowed, Lines
 from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._values import choice, number
@@ -130,6 +129,8 @@ class Section:
         return f"<sorvane.Section at {self.height:g}: {len(self.loops)} loops{open_part}, area {self.area:g}>"
 
     def _repr_svg_(self) -> str:
+        from ._plane_pictures import lines_svg
+
         return lines_svg(self.lines)
 
 
@@ -217,6 +218,8 @@ class Slices(Sequence[Section]):
         return f"<sorvane.Slices: {len(self)} sections, {len(self.lines)} lines>"
 
     def _repr_svg_(self) -> str:
+        from ._plane_pictures import lines_svg
+
         return lines_svg(self.in_space())
 
 

@@ -26,7 +26,7 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, numbers_of, point_of, points_of, view
 from ._handles import Handle
-from ._lines import Borrowed, flat_lines, groups_of, lines_of
+from ._lines import Borrowed, Lines, flat_lines, groups_of
 from ._progress import Progress, make, options, run
 
 __all__ = ["Regions", "Sequence", "Sweep", "regions", "sweep"]
@@ -161,7 +161,7 @@ def regions(
     setup = _setup(tool, target, holder, obstacles, None)
     of_tool, of_holder = Handle(c.sorvane_lines), Handle(c.sorvane_lines)
     run(c.sorvane_lathe_regions, ctypes.byref(setup), of_tool.place, of_holder.place, progress=progress)
-    return Regions(lines_of(of_tool).all(), lines_of(of_holder).all())
+    return Regions(list(Lines._of(of_tool)), list(Lines._of(of_holder)))
 
 
 def sweep(

@@ -126,6 +126,20 @@ def test_a_holder_is_what_it_was_made_of() -> None:
     assert found.depths.tolist() == [1] and found.parts.tolist() == [1] and found.triangles.tolist() == [0]
 
 
+def test_parts_of_a_tool_are_those_that_were_put_together() -> None:
+    cutter = Tool.bull(12, 2, length=30)
+    holder = Tool.flat(40, length=20)
+    tool = cutter.with_part(holder, 25).with_part(Tool.ball(50, length=60), 45.5)
+    assert np.array_equal(tool.parts[0], cutter.parts[0])
+    assert np.array_equal(tool.parts[1, :7], holder.parts[0, :7]) and tool.parts[1, 7] == 25
+    assert tool.parts[2, :2].tolist() == [0, 25] and tool.parts[2, 7] == 45.5
+    assert pickle.loads(pickle.dumps(tool)) == tool
+    # The holder of radius 20 stands 25 above the tip; the block ends 10 from the axis and 30 above the tip.
+    block = box().transformed([[10, 0, 0, 10], [0, 10, 0, -5], [0, 0, 30, 0], [0, 0, 0, 1]])
+    found = block.gouges(cutter.with_part(holder, 25), [[0, 0, 0], [-10.5, 0, 0], [0, 0, 6]])
+    assert found.depths.round(9).tolist() == [5, 0, 0] and found.parts.tolist() == [1, -1, -1]
+
+
 def test_tools_are_values() -> None:
     tool = Tool.bull(12, 2, length=30).with_part(Tool.flat(40, length=20), 25)
     again = pickle.loads(pickle.dumps(tool))

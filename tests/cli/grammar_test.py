@@ -80,6 +80,18 @@ class Words(CommandTest):
         self.expect(DONE, 'report', '--tolerance=1e-3', '--', '-cube.stl')
         self.expect(DONE, 'report', './-cube.stl', '--tolerance', '1e-3')
 
+    def test_behind_two_dashes_stand_inputs_alone(self):
+        for name in ('-cube.stl', '--json', '-h', '--help', 'cube.stl'):
+            self.write_part(name, block())
+            with self.subTest(name):
+                result = self.expect(DONE, 'report', '--json', '--', name).json()
+                self.assertEqual(result['file'], name)
+                self.assertAlmostEqual(result['volume'], 1000)
+                self.assertIn('sound', self.expect(DONE, 'report', '--', name).out)
+        self.assertIn('usage', self.expect(DONE, 'report', '--help', '--', 'cube.stl').out)
+        self.expect(WRONG_USE, 'report', '--')
+        self.expect(WRONG_USE, 'report', '--', 'cube.stl', '--json')
+
     def test_options_may_stand_before_and_between_the_inputs(self):
         self.write_part('cube.stl', block())
         self.expect(DONE, 'report', '--tolerance', '1e-3', 'cube.stl')

@@ -482,6 +482,12 @@ class Bounds(CommandTest):
         self.assertNotIn('x.stl', self.files())
         bars = self.result('box', 'block.stl', '--bar', '5x4,3x2')
         self.assertEqual(sorted(bars['stock']['bar']['size']), [2, 3, 6])
+        # Without --as the block of any size is there all the same, but it was asked for sizes.
+        figures = self.result('box', 'block.stl', '--plate', '1,1.5', '--bar', '1x9', '-o', 'x.stl', code=DEFECTIVE)
+        self.assertEqual((figures['defects'], figures['laid_into']), (['too_small'], 'block'))
+        self.assertIn('x.stl', self.files())
+        self.assertEqual(self.result('box', 'block.stl', '--plate', 1, '--bar', '2x3')['defects'], [])
+        self.assertEqual(self.result('box', 'block.stl', '--plate', 1, '--as', 'block')['defects'], [])
         self.expect(WRONG_USE, 'box', 'block.stl', '--bar', '5x')
         self.expect(WRONG_USE, 'box', 'block.stl', '--plate', '5,-1')
 
