@@ -94,13 +94,36 @@ MeshFileResult Check(const Mesh::IndexedPointsBase<3, T>& mesh, MeshFileForm for
     return result;
 }
 
+/// A mesh with its tags, of which there are none for most.
 template <class T>
-MeshFileResult Write(const Mesh::IndexedPointsBase<3, T>& mesh,
-                     const std::vector<unsigned long long>& vertexTags,
-                     const std::vector<unsigned long long>& triangleTags,
-                     const std::filesystem::path& path, MeshFileForm form)
+struct TaggedMesh {
+    const Mesh::IndexedPointsBase<3, T>& mesh;
+    const std::vector<Impl::Tag>& vertexTags;
+    const std::vector<Impl::Tag>& triangleTags;
+};
+
+template <class T>
+void WriteForm(Impl::ByteWriter& writer, const TaggedMesh<T>& given, MeshFileForm form)
 {
-    MeshFileResult result = Check(mesh, form);
+    const Mesh::IndexedPointsBase<3, T>& mesh = given.mesh;
+    switch (form) {
+    case MeshFileForm::AsciiStl:
+        Impl::WriteAsciiStl(writer, mesh.points, mesh.indices, Impl::AsciiDigits::Shortest);
+        break;
+    case MeshFileForm::Tipc:
+        Impl::WriteTipc(writer, mesh.points, mesh.indices, given.vertexTags, given.triangleTags);
+        break;
+    default:
+        Impl::WriteBinaryStl(writer, mesh.points, mesh.indices);
+    }
+}
+
+/// Writes to a file.
+template <class T>
+MeshFileResult Write(const TaggedMesh<T>& given, const std::filesystem::path& path,
+                     MeshFileForm form)
+{
+    MeshFileResult result = Check(given.mesh, form);
     if (!result) {
         return result;
     }
@@ -113,17 +136,53 @@ MeshFileResult Write(const Mesh::IndexedPointsBase<3, T>& mesh,
     if (file.Failure().error != MeshFileError::None) {
         return failed(file.Failure());
     }
-    switch (form) {
-    case MeshFileForm::AsciiStl:
-        Impl::WriteAsciiStl(file.Writer(), mesh.points, mesh.indices, Impl::AsciiDigits::Shortest);
-        break;
-    case MeshFileForm::Tipc:
-        Impl::WriteTipc(file.Writer(), mesh.points, mesh.indices, vertexTags, triangleTags);
-        break;
-    default:
-        Impl::WriteBinaryStl(file.Writer(), mesh.points, mesh.indices);
-    }
+    WriteForm(file.Writer(), given, form);
     return failed(file.Commit());
+}
+
+/// The bytes of a file, as far as they can be told before; a text has some 250 for a triangle.
+std::size_t ExpectedBytes(MeshFileForm form, std::size_t points, std::size_t indices,
+                          std::size_t tags)
+{
+    constexpr std::size_t kTextBytes = 250;
+    return form == MeshFileForm::Tipc
+               ? Impl::TipcHeader::kBytes + 24 * points + 4 * indices + sizeof(Impl::Tag) * tags
+           : form == MeshFileForm::BinaryStl
+               ? Impl::kStlFrontBytes + Impl::kStlRecordBytes * (indices / 3)
+               : kTextBytes * (indices / 3);
+}
+
+/// Writes into memory.
+template <class T>
+MeshFileResult Write(const TaggedMesh<T>& given, std::vector<std::byte>& bytes, MeshFileForm form)
+{
+    Impl::ClearedOutputs outputs(bytes);
+    const MeshFileResult result = Check(given.mesh, form);
+    if (!result) {
+        return result;
+    }
+    bytes.reserve(ExpectedBytes(form, given.mesh.points.size(), given.mesh.indices.size(),
+                                given.vertexTags.size() + given.triangleTags.size()));
+    Impl::ByteWriter writer(bytes);
+    WriteForm(writer, given, form);
+    outputs.Keep();
+    return result;
+}
+
+/// Writes a TIPC file with tags to a path or into memory.
+template <class T, class Target>
+MeshFileResult WriteTagged(const TaggedMesh<T>& given, Target& target)
+{
+    const bool doFit =
+        (given.vertexTags.empty() || given.vertexTags.size() == given.mesh.points.size()) &&
+        (given.triangleTags.empty() || given.triangleTags.size() == given.mesh.indices.size() / 3);
+    if (!doFit) {
+        MeshFileResult result;
+        result.error = MeshFileError::TagsDoNotFit;
+        result.form = MeshFileForm::Tipc;
+        return result;
+    }
+    return Write(given, target, MeshFileForm::Tipc);
 }
 
 } // namespace
@@ -132,14 +191,14 @@ template <class T>
 MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                          const std::filesystem::path& path)
 {
-    return Write(mesh, {}, {}, path, FormOfExtension(path));
+    return Write(TaggedMesh<T>{mesh, {}, {}}, path, FormOfExtension(path));
 }
 
 template <class T>
 MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                          const std::filesystem::path& path, MeshFileForm form)
 {
-    return Write(mesh, {}, {}, path, form);
+    return Write(TaggedMesh<T>{mesh, {}, {}}, path, form);
 }
 
 template <class T>
@@ -148,15 +207,24 @@ MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                          const std::vector<unsigned long long>& triangleTags,
                          const std::filesystem::path& path)
 {
-    const bool doFit = (vertexTags.empty() || vertexTags.size() == mesh.points.size()) &&
-                       (triangleTags.empty() || triangleTags.size() == mesh.indices.size() / 3);
-    if (!doFit) {
-        MeshFileResult result;
-        result.error = MeshFileError::TagsDoNotFit;
-        result.form = MeshFileForm::Tipc;
-        return result;
-    }
-    return Write(mesh, vertexTags, triangleTags, path, MeshFileForm::Tipc);
+    return WriteTagged(TaggedMesh<T>{mesh, vertexTags, triangleTags}, path);
+}
+
+template <class T>
+MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh, std::vector<std::byte>& bytes,
+                         MeshFileForm form)
+{
+    return Write(TaggedMesh<T>{mesh, {}, {}}, bytes, form);
+}
+
+template <class T>
+MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
+                         const std::vector<unsigned long long>& vertexTags,
+                         const std::vector<unsigned long long>& triangleTags,
+                         std::vector<std::byte>& bytes)
+{
+    bytes.clear();
+    return WriteTagged(TaggedMesh<T>{mesh, vertexTags, triangleTags}, bytes);
 }
 
 #define SORVANE_INSTANTIATE(T)                                                        \
@@ -166,7 +234,12 @@ MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                                       const std::filesystem::path&, MeshFileForm);    \
     template MeshFileResult WriteMesh(                                                \
         const Mesh::IndexedPointsBase<3, T>&, const std::vector<unsigned long long>&, \
-        const std::vector<unsigned long long>&, const std::filesystem::path&);
+        const std::vector<unsigned long long>&, const std::filesystem::path&);        \
+    template MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&,           \
+                                      std::vector<std::byte>&, MeshFileForm);         \
+    template MeshFileResult WriteMesh(                                                \
+        const Mesh::IndexedPointsBase<3, T>&, const std::vector<unsigned long long>&, \
+        const std::vector<unsigned long long>&, std::vector<std::byte>&);
 SORVANE_INSTANTIATE(float)
 SORVANE_INSTANTIATE(double)
 #undef SORVANE_INSTANTIATE

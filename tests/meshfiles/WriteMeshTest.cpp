@@ -246,6 +246,52 @@ TYPED_TEST(WriteMeshOf, TagsAreKept)
     EXPECT_EQ(ReadBytes(path), before);
 }
 
+// --- into memory
+// ----------------------------------------------------------------------------------
+
+TYPED_TEST(WriteMeshOf, MemoryGetsTheBytesOfTheFile)
+{
+    const fs::path path = this->folder_ / "mesh";
+    const auto text = [](const std::vector<std::byte>& bytes) {
+        return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    };
+    for (const int count : {1, 4, 30000}) {
+        const auto mesh = Strip<TypeParam>(count);
+        for (const MeshFileForm form : kForms) {
+            std::vector<std::byte> bytes(7);
+            EXPECT_EQ(WriteMesh(mesh, bytes, form), Refusal(MeshFileError::None, form));
+            ASSERT_TRUE(WriteMesh(mesh, path, form));
+            EXPECT_EQ(text(bytes), ReadBytes(path));
+        }
+        const Tags ofPoints(mesh.points.size(), 3);
+        const Tags ofTriangles(mesh.indices.size() / 3, 4);
+        std::vector<std::byte> bytes(7);
+        EXPECT_EQ(WriteMesh(mesh, ofPoints, ofTriangles, bytes),
+                  Refusal(MeshFileError::None, MeshFileForm::Tipc));
+        ASSERT_TRUE(WriteMesh(mesh, ofPoints, ofTriangles, path));
+        EXPECT_EQ(text(bytes), ReadBytes(path));
+    }
+}
+
+TYPED_TEST(WriteMeshOf, MemoryIsEmptyAfterARefusal)
+{
+    const auto mesh = Tetrahedron<TypeParam>();
+    std::vector<std::byte> bytes(7);
+    EXPECT_EQ(WriteMesh(mesh, bytes, MeshFileForm::Unknown),
+              Refusal(MeshFileError::UnknownExtension, MeshFileForm::Unknown));
+    EXPECT_TRUE(bytes.empty());
+    bytes.resize(7);
+    EXPECT_EQ(WriteMesh(mesh, Tags{1}, Tags{}, bytes),
+              Refusal(MeshFileError::TagsDoNotFit, MeshFileForm::Tipc));
+    EXPECT_TRUE(bytes.empty());
+    bytes.resize(7);
+    auto outside = mesh;
+    outside.indices[4] = 4;
+    EXPECT_EQ(WriteMesh(outside, bytes, MeshFileForm::BinaryStl),
+              Refusal(MeshFileError::IndexOutOfRange, MeshFileForm::BinaryStl, 1));
+    EXPECT_TRUE(bytes.empty());
+}
+
 // --- what is refused
 // ------------------------------------------------------------------------------
 
@@ -637,6 +683,18 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesTheOldFileAndNothingElse)
     }
 }
 
+TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesNoBytes)
+{
+    const auto mesh = Strip<TypeParam>(100);
+    for (const MeshFileForm form : kForms) {
+        EXPECT_GT(Support::FailEachAllocation(
+                      [] { return std::vector<std::byte>(7); },
+                      [&](std::vector<std::byte>& bytes) { (void)WriteMesh(mesh, bytes, form); },
+                      [](const std::vector<std::byte>& bytes) { EXPECT_TRUE(bytes.empty()); }),
+                  0U);
+    }
+}
+
 TYPED_TEST(WriteMeshOf, LackOfMemoryWhileReadingLeavesNothing)
 {
     const fs::path path = this->folder_ / "part";
@@ -661,6 +719,18 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryWhileReadingLeavesNothing)
         EXPECT_GT(Support::FailEachAllocation(
                       fresh,
                       [&](State& s) { (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, path); },
+                      [](const State& s) {
+                          EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty() &&
+                                      s.vertexTags.empty() && s.triangleTags.empty());
+                      }),
+                  0U);
+        const std::string text = ReadBytes(path);
+        const auto bytes = std::as_bytes(std::span(text));
+        EXPECT_GT(Support::FailEachAllocation(
+                      fresh,
+                      [&](State& s) {
+                          (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, bytes);
+                      },
                       [](const State& s) {
                           EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty() &&
                                       s.vertexTags.empty() && s.triangleTags.empty());
