@@ -73,6 +73,12 @@ typedef enum sorvane_file_form {
    encoding. */
 SORVANE_C_API sorvane_status sorvane_mesh_read(const char *path, sorvane_mesh **mesh, sorvane_error *error);
 
+/* The same for the bytes of such a file that lie in memory: `bytes` has `count` of them, NULL when that is 0. They are
+   only read, and not needed any more afterwards. `name` stands before the reason in messages, as a path does; NULL means
+   "bytes". */
+SORVANE_C_API sorvane_status sorvane_mesh_read_bytes(const unsigned char *bytes, size_t count, const char *name,
+                                                     sorvane_mesh **mesh, sorvane_error *error);
+
 /* The form of the file that a mesh was read from; SORVANE_FORM_UNKNOWN for any other mesh. */
 SORVANE_C_API sorvane_file_form sorvane_mesh_form(const sorvane_mesh *mesh);
 
@@ -83,6 +89,16 @@ SORVANE_C_API sorvane_file_form sorvane_mesh_form(const sorvane_mesh *mesh);
    coordinates; binary STL rounds them to 32-bit floats. */
 SORVANE_C_API sorvane_status sorvane_mesh_write(const sorvane_mesh *mesh, const char *path, sorvane_file_form form,
                                                 sorvane_error *error);
+
+/* The bytes of a file in memory. */
+typedef struct sorvane_bytes sorvane_bytes;
+
+/* The bytes that sorvane_mesh_write would write, with the same refusals. SORVANE_FORM_UNKNOWN is SORVANE_BAD_ARGUMENT. */
+SORVANE_C_API sorvane_status sorvane_mesh_write_bytes(const sorvane_mesh *mesh, sorvane_file_form form,
+                                                      sorvane_bytes **bytes, sorvane_error *error);
+/* `count` gets their number and may be NULL. */
+SORVANE_C_API const unsigned char *sorvane_bytes_data(const sorvane_bytes *bytes, size_t *count);
+SORVANE_C_API void sorvane_bytes_free(sorvane_bytes *bytes);
 
 /* --- welding and orientation ---------------------------------------------------------------------------------- */
 
