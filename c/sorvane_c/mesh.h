@@ -208,9 +208,12 @@ SORVANE_C_API sorvane_status sorvane_mesh_areas(const sorvane_mesh *mesh, double
 SORVANE_C_API sorvane_status sorvane_mesh_aspect_ratios(const sorvane_mesh *mesh, double *ratios,
                                                         sorvane_error *error);
 /* Area of all triangles, and volume between them and the origin: that of the body for a closed mesh, positive when it is
-   wound outward. Corners are not joined for it. Each pointer may be NULL. */
+   wound outward. Corners are not joined for it. A body far from the origin keeps its digits. Each pointer may be NULL. */
 SORVANE_C_API sorvane_status sorvane_mesh_measure(const sorvane_mesh *mesh, double *area, double *volume,
                                                   sorvane_error *error);
+/* Center of that volume: the center of mass of a closed mesh, whichever way it is wound. NaN when the volume is exactly 0,
+   and without meaning for an open mesh. */
+SORVANE_C_API sorvane_status sorvane_mesh_centroid(const sorvane_mesh *mesh, double centroid[3], sorvane_error *error);
 /* Least and greatest coordinates of the points that triangles use. SORVANE_FAILED: there is no triangle.
    SORVANE_BAD_ARGUMENT: the error's index is a point that is not finite. */
 SORVANE_C_API sorvane_status sorvane_mesh_box(const sorvane_mesh *mesh, double low[3], double high[3],

@@ -330,6 +330,13 @@ class Mesh:
         run(c.sorvane_mesh_measure, self._handle, None, ctypes.byref(volume))
         return volume.value
 
+    @property
+    def centroid(self) -> FloatArray:
+        """Center of mass of a closed mesh, (3,); NaN when the volume is 0. Of an open mesh it means nothing."""
+        centroid = np.empty(3)
+        run(c.sorvane_mesh_centroid, self._handle, centroid)
+        return centroid
+
     def normals(self) -> FloatArray:
         """Unit normals of the triangles, (m, 3); zero for one of an area of at most 1e-12."""
         normals = np.empty((len(self), 3))

@@ -250,6 +250,8 @@ def test_bytes_that_fail(tmp_path: Path) -> None:
 def test_measures_of_a_box() -> None:
     mesh = box((1, 2, 3), at=(1e6, -1e6, 5))
     assert mesh.volume == pytest.approx(6, abs=1e-12) and mesh.area == pytest.approx(22, abs=1e-12)
+    assert np.allclose(mesh.centroid, [1e6 + 0.5, 1 - 1e6, 6.5], rtol=0, atol=1e-9)
+    assert np.isnan(sorvane.Mesh([], []).centroid).all()
     assert np.array_equal(mesh.bounds, [[1e6, -1e6, 5], [1e6 + 1, -1e6 + 2, 8]])
     assert np.array_equal(mesh.extent, [1, 2, 3])
     assert np.allclose(np.abs(mesh.normals()).sum(axis=0), 4)
