@@ -508,6 +508,8 @@ static void measures_are_those_of_the_cube(void)
     double ratios[12];
     double volume = 0;
     const double away[12] = {1, 0, 0, 1e6, 0, 1, 0, 2e6, 0, 0, 1, -1e6};
+    double center[3] = {0, 0, 0};
+    double away_center[3] = {0, 0, 0};
     int i;
     CHECK_OK(sorvane_mesh_neighbors(mesh, neighbors, &error));
     CHECK(neighbors[0] == 1); /* 0 2 of triangle 0 is the diagonal of the bottom */
@@ -530,6 +532,14 @@ static void measures_are_those_of_the_cube(void)
     CHECK_OK(sorvane_mesh_transformed(mesh, away, &far, &error));
     CHECK_OK(sorvane_mesh_measure(far, NULL, &volume, &error));
     CHECK_NEAR(volume, 8, 1e-14);
+    CHECK_OK(sorvane_mesh_centroid(mesh, center, &error));
+    CHECK_NEAR(center[0], 0, 1e-15);
+    CHECK_OK(sorvane_mesh_centroid(far, away_center, &error));
+    for (i = 0; i < 3; ++i) {
+        CHECK_NEAR(away_center[i], away[4 * i + 3] + center[i], 1e-9);
+    }
+    CHECK(sorvane_mesh_centroid(mesh, NULL, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(sorvane_mesh_centroid(NULL, center, &error) == SORVANE_BAD_ARGUMENT);
 
     CHECK(sorvane_mesh_areas(mesh, NULL, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(sorvane_mesh_aspect_ratios(mesh, NULL, &error) == SORVANE_BAD_ARGUMENT);
