@@ -59,6 +59,8 @@ std::string AdviceFor(MeshFileError error)
         return "; export the part as STL (text or binary) or TIPC";
     case MeshFileError::UnknownExtension:
         return "; end the name with .stl or .tipc";
+    case MeshFileError::Flattened:
+        return "; scale it up, move it to the origin, or write it as .tipc";
     case MeshFileError::WriteFailed:
     case MeshFileError::NotReplaced:
         return "; the old file, if any, is as it was";

@@ -1,6 +1,7 @@
 // Writing a mesh file of any form, in place of an old one or not at all.
 
 #include <Sorvane/MeshFiles_E.h>
+#include <Velk/Math/Vector_E.h>
 
 #include "meshfiles/FileReplacement_Impl.h"
 #include "meshfiles/MeshFiles_Impl.h"
@@ -9,6 +10,8 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <type_traits>
+#include <vector>
 
 namespace Velk::Math::Sorvane::MeshUtils {
 namespace {
@@ -42,6 +45,72 @@ std::size_t FirstBad(std::size_t count, IsBad&& isBad)
     const auto first = std::find_if(firstOfChunk.begin(), firstOfChunk.end(),
                                     [count](std::size_t i) { return i < count; });
     return first != firstOfChunk.end() ? *first : count;
+}
+
+/// What rounding to 32-bit floats does to the areas of triangles.
+struct AreaLoss {
+    double area = 0;         ///< of all triangles
+    double lost = 0;         ///< of those that come to have none
+    std::size_t first = ~std::size_t{0}; ///< of these
+
+    /// A hundredth: a few slivers may go.
+    bool IsTooGreat() const { return lost > area / 100; }
+};
+
+/// Doubled area of a triangle; 0 where it is no more than the rounding of its edges.
+double AreaBeyondRounding(const Vec3d& first, const Vec3d& second)
+{
+    constexpr double kRounding = 1e-14;
+    const double area = Length(first ^ second);
+    return area > kRounding * Length(first) * Length(second) ? area : 0;
+}
+
+AreaLoss LossByFloats(const Mesh::IndexedPointsBase<3, double>& mesh)
+{
+    const auto corner = [&](std::size_t place) -> const Vec3d& {
+        return mesh.points[static_cast<std::size_t>(mesh.indices[place])];
+    };
+    // In terms of the greatest edge, so that squares of small lengths do not underflow.
+    double unit = 0;
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+        for (std::size_t k = 1; k < 3; ++k) {
+            for (int axis = 0; axis < 3; ++axis) {
+                unit = std::max(unit, std::fabs(corner(i + k)[axis] - corner(i)[axis]));
+            }
+        }
+    }
+    if (unit == 0) {
+        return {};
+    }
+    constexpr std::size_t kChunk = 1U << 12U;
+    const std::size_t count = mesh.indices.size() / 3;
+    std::vector<AreaLoss> chunks((count + kChunk - 1) / kChunk);
+    Parallel::Impl::ApplyParallel(std::size_t{0}, chunks.size(), [&](std::size_t chunk) {
+        const std::size_t end = std::min((chunk + 1) * kChunk, count);
+        for (std::size_t t = chunk * kChunk; t < end; ++t) {
+            const auto edge = [&](std::size_t k) {
+                return (corner(3 * t + k) - corner(3 * t)) / unit;
+            };
+            const auto rounded = [&](std::size_t k) {
+                return Vec3d(VecBase<3, float>(corner(3 * t + k)));
+            };
+            const double area = AreaBeyondRounding(edge(1), edge(2));
+            chunks[chunk].area += area;
+            // Differences and products of floats are exact here but for wide ranges of exponents.
+            const Vec3d normal = (rounded(1) - rounded(0)) ^ (rounded(2) - rounded(0));
+            if (area > 0 && normal == Vec3d()) {
+                chunks[chunk].lost += area;
+                chunks[chunk].first = std::min(chunks[chunk].first, t);
+            }
+        }
+    });
+    AreaLoss all;
+    for (const AreaLoss& chunk : chunks) {
+        all.area += chunk.area;
+        all.lost += chunk.lost;
+        all.first = std::min(all.first, chunk.first);
+    }
+    return all;
 }
 
 /// Why the mesh can't be written in that form, before anything is touched.
@@ -90,6 +159,14 @@ MeshFileResult Check(const Mesh::IndexedPointsBase<3, T>& mesh, MeshFileForm for
     };
     if (const std::size_t bad = FirstBad(pointCount, isNotFinite); bad < pointCount) {
         return refused(MeshFileError::NotFinite, bad);
+    }
+    if constexpr (std::is_same_v<T, double>) {
+        if (form == MeshFileForm::BinaryStl) {
+            const AreaLoss loss = LossByFloats(mesh);
+            if (loss.IsTooGreat()) {
+                return refused(MeshFileError::Flattened, loss.first);
+            }
+        }
     }
     return result;
 }

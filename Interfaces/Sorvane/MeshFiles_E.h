@@ -57,7 +57,9 @@ enum class MeshFileError {
     IncompleteTriangle, ///< writing: the number of indices is not a multiple of 3
     TagsDoNotFit,      ///< writing: not one tag for each point, or triangle
     WriteFailed,       ///< the system failed while writing; `system` says why
-    NotReplaced        ///< the whole file was written beside, and could not be given its name
+    NotReplaced,       ///< the whole file was written beside, and could not be given its name
+    Flattened          ///< writing: in the form's numbers too much of the part would have no area;
+                       ///< `place` is the first such triangle
 };
 
 /// What `ReadMesh` and `WriteMesh` answer. True when it was done.
@@ -156,6 +158,12 @@ MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>& soup, std::span<const std::byt
 /// with a coordinate that is not finite (or too large for the form) is refused before any file is
 /// touched. TIPC keeps `double` coordinates bit for bit; a binary STL rounds them to 32-bit floats, and
 /// its normals are those of the rounded corners.
+///
+/// Rounding takes the area of some triangles, where their corners come to lie on one place or line. A
+/// few slivers are normal and written. Where these triangles hold more than a hundredth of the whole
+/// area, the part is refused as `Flattened`: it is too small for floats, or so far from the origin that
+/// they can't tell its corners apart. Move or scale it, or write another form. Triangles without an
+/// area of their own don't count.
 template <class T>
 MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                          const std::filesystem::path& path);

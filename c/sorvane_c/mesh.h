@@ -85,7 +85,8 @@ SORVANE_C_API sorvane_file_form sorvane_mesh_form(const sorvane_mesh *mesh);
 /* Writes a mesh. SORVANE_FORM_UNKNOWN takes the form from the extension: ".stl" is binary STL, ".tipc" is TIPC. The file
    is written beside the one that it replaces and takes its name when it is whole, so that a failure leaves the old file
    as it was. Refused before a file is touched, with SORVANE_FILE_ERROR: a mesh without triangles, and one with a
-   coordinate that is not finite or too large for the form. TIPC keeps coordinates and tags bit for bit, ASCII STL
+   coordinate that is not finite or too large for the form, and for binary STL one that 32-bit floats would flatten: they
+   can't tell the corners of a part apart that is tiny, or far from the origin. TIPC keeps coordinates and tags bit for bit, ASCII STL
    coordinates; binary STL rounds them to 32-bit floats. */
 SORVANE_C_API sorvane_status sorvane_mesh_write(const sorvane_mesh *mesh, const char *path, sorvane_file_form form,
                                                 sorvane_error *error);

@@ -276,7 +276,8 @@ class Mesh:
         ------
         sorvane.FileError
             A folder that is not there, a full disk, an extension that names no form, a mesh without triangles, or one
-            with a coordinate that is not finite or too large for the form.
+            with a coordinate that is not finite or too large for the form. For binary STL also one that 32-bit floats
+            would flatten: they can't tell the corners of a part apart that is tiny, or far from the origin.
         """
         number = 0 if form is None else choice(form, "form", _FORMS)
         run(c.sorvane_mesh_write, self._handle, path_bytes(path), number, progress=progress)
