@@ -867,8 +867,8 @@ class Mesh:
     def signed_distances(self, points: ArrayLike, *, progress: Progress = None) -> FloatArray:
         """The distance of each of the points, (n,): negative within a closed mesh that faces outward.
 
-        The sign is that of the side of the nearest triangle; close to an edge sharper than a right angle it may be wrong
-        on the outside. NaN for a point that is not finite. `sorvane.Error`: a mesh without triangles.
+        The sign is that of the side of the surface at the nearest place, right also beside edges and corners however
+        sharp. NaN for a point that is not finite. `sorvane.Error`: a mesh without triangles.
         """
         return self._search_tree(progress).signed_distances(points, progress=progress)
 
