@@ -112,27 +112,6 @@ Chain CheckedChain(const sorvane_chain* chain, double tolerance)
     return ChainOf(chain);
 }
 
-/// Closed chains of fewer than three elements with joints in the middles of their elements: the linking of offset
-/// curves loses elements between whose ends another one runs.
-Chain WithThreeElements(Chain chain)
-{
-    while (!chain.elements.empty() && chain.elements.size() < 3 && chain.IsClosed()) {
-        std::vector<Element> halves;
-        for (const Element& element : chain.elements) {
-            element.Visit([&](const auto& e) {
-                for (const auto& half : Geometry::Split(e, 0.5, true, 0.0)) {
-                    halves.emplace_back(half);
-                }
-            });
-        }
-        if (halves.size() == chain.elements.size()) {
-            break; // elements without length
-        }
-        chain.elements = std::move(halves);
-    }
-    return chain;
-}
-
 std::vector<double> ParametersOf(const double* parameters, std::size_t count)
 {
     CheckArray(parameters, count, "parameters");
@@ -597,7 +576,7 @@ sorvane_status sorvane_chain_offsets(const sorvane_chain* chain, const double* d
             }
         }
         std::vector<std::vector<Chain>> groups(count);
-        const auto offsets = Planar::PlanarOffsets(WithThreeElements(given), wanted, tolerance);
+        const auto offsets = Planar::WallOffsets<double>({given}, wanted, tolerance);
         for (std::size_t i = 0; i < count && (offsets.size() == wanted.size()); ++i) {
             const auto place = wanted.find(distances[i]);
             if (place == wanted.end()) {

@@ -115,27 +115,6 @@ Option ChordOption()
 
 // --- offset -------------------------------------------------------------------------------------
 
-/// The curves at a distance. Two elements that connect the same two points lose one, and so a full
-/// circle has no offset and a lens an open one: with more joints they come out whole. What stays
-/// open then is a line that a tool fits along exactly.
-std::vector<Chain> OffsetOf(const Chain& chain, double distance, double tolerance)
-{
-    constexpr int kHalvings = 2; // full circles need three elements
-    const bool isClosed = chain.IsClosed();
-    std::vector<Chain> curves;
-    for (int halvings = isClosed && chain.elements.size() < 3 ? kHalvings : 0;
-         halvings <= kMostHalvings; ++halvings) {
-        Chain finer = chain;
-        finer.elements = Halved(chain.elements, halvings);
-        curves = Planar::PlanarOffset(finer, distance, tolerance);
-        Session::CheckStopped();
-        if (!isClosed || AreClosed(curves)) {
-            break;
-        }
-    }
-    return curves;
-}
-
 std::vector<Chain> InputChains(Session& session, std::vector<Polyline>& points)
 {
     const double tolerance = session.Tolerance();
@@ -233,7 +212,9 @@ void RunOffset(Session& session)
         double length = 0;
         std::size_t count = 0;
         for (const Chain& chain : chains) {
-            for (Chain& curve : OffsetOf(chain, distance, session.Tolerance())) {
+            auto curves = Planar::WallOffset<double>({chain}, distance, session.Tolerance());
+            Session::CheckStopped();
+            for (Chain& curve : curves) {
                 length += LengthOf(curve);
                 ++count;
                 item["curves"].Add(ChainJson(curve));

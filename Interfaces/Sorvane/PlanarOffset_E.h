@@ -31,7 +31,7 @@ namespace Velk::Math::Sorvane::Planar {
 ///
 /// The linking (`CombineArcsSegs`) loses elements between whose ends another one runs, and so a full
 /// circle has no offset, two half circles give one half circle, and of a D the inner offset is its chord
-/// alone. Give such outlines one more joint (`BreakAtParams`): with three elements they come out whole. A
+/// alone. `WallOffset` gives such offsets whole. A
 /// corner turned by less than some 1e-6 radians may keep a loop of three tiny elements on its inner side;
 /// a wider `tol` takes it away.
 ///
@@ -48,11 +48,40 @@ template <class T>
 std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T>& chain,
                                                           std::set<T> distances, T tol);
 
+/// The curves at `distance` from several chains together, nearer to none of them, and whole.
+///
+/// Beside and about each chain as with `PlanarOffset`: a positive distance lies to the right of the
+/// travel of every wall, the curves of a negative one run against them. What they do differently:
+///
+/// - Several walls are trimmed by each other, so that the offsets of two of them may become one curve.
+/// Give a pocket's outline counter-clockwise and its islands clockwise: it lies to the left of all.
+/// - All elements that differ are linked, also where two of them connect the same two points or one of
+/// them closes on itself. A circle of radius r has the circle of radius r + d, and nothing inside when d is
+/// not below r; two half circles have two, a lens and a D keep both their edges. Where an exact fit leaves a
+/// line there and back, which are the same points, it comes once and is open.
+/// - A distance within `tol` gives copies of the walls in their own direction. Walls without elements count
+/// as not there.
+///
+/// For a single chain whose offset has no two elements between the same points the result is that of
+/// `PlanarOffset`, bit for bit. Cost, threads and bad input as there.
+template <class T>
+std::vector<PolyArcSegBase<T>> WallOffset(const std::vector<PolyArcSegBase<T>>& walls, T distance, T tol);
+
+/// The same for each of a set of distances, which are worked on side by side; entry i has the curves of the
+/// i-th smallest.
+template <class T>
+std::vector<std::vector<PolyArcSegBase<T>>> WallOffsets(const std::vector<PolyArcSegBase<T>>& walls,
+                                                        std::set<T> distances, T tol);
+
 // clang-format off
 extern template SORVANE_API std::vector<PolyArcSegBase<float>>  PlanarOffset(const PolyArcSegBase<float>&,  float,  float);
 extern template SORVANE_API std::vector<PolyArcSegBase<double>> PlanarOffset(const PolyArcSegBase<double>&, double, double);
 extern template SORVANE_API std::vector<std::vector<PolyArcSegBase<float>>>  PlanarOffsets(const PolyArcSegBase<float>&,  std::set<float>,  float);
 extern template SORVANE_API std::vector<std::vector<PolyArcSegBase<double>>> PlanarOffsets(const PolyArcSegBase<double>&, std::set<double>, double);
+extern template SORVANE_API std::vector<PolyArcSegBase<float>>  WallOffset(const std::vector<PolyArcSegBase<float>>&,  float,  float);
+extern template SORVANE_API std::vector<PolyArcSegBase<double>> WallOffset(const std::vector<PolyArcSegBase<double>>&, double, double);
+extern template SORVANE_API std::vector<std::vector<PolyArcSegBase<float>>>  WallOffsets(const std::vector<PolyArcSegBase<float>>&,  std::set<float>,  float);
+extern template SORVANE_API std::vector<std::vector<PolyArcSegBase<double>>> WallOffsets(const std::vector<PolyArcSegBase<double>>&, std::set<double>, double);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar
@@ -63,6 +92,8 @@ extern template SORVANE_API std::vector<std::vector<PolyArcSegBase<double>>> Pla
 namespace Velk::Math::Sorvane::Planar {
 template <class T> requires(!SupportedReal<T>) std::vector<PolyArcSegBase<T>> PlanarOffset(const PolyArcSegBase<T>&, T, T) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T>&, std::set<T>, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<PolyArcSegBase<T>> WallOffset(const std::vector<PolyArcSegBase<T>>&, T, T) = delete;
+template <class T> requires(!SupportedReal<T>) std::vector<std::vector<PolyArcSegBase<T>>> WallOffsets(const std::vector<PolyArcSegBase<T>>&, std::set<T>, T) = delete;
 } // namespace Velk::Math::Sorvane::Planar
 // clang-format on
 /// @endcond

@@ -60,6 +60,13 @@ class Offset(PathTest):
         self.assertAlmostEqual(result['chains'][0]['length'], 20 * PI)
         self.assertEqual((result['chains'][0]['arcs'], result['chains'][0]['segments']), (1, 0))
         self.assertAlmostEqual(result['chains'][0]['area'], 100 * PI)
+        self.assertEqual([(c['arcs'], c['segments']) for o in result['offsets'] for c in o['curves']], [(1, 0)] * 3)
+
+    def test_arc_and_chord_keep_both(self):
+        self.write('d.txt', '\n2 1e-9\nA 0 -5 0 0 %r\nL 0 5 0 -5\n' % (5 * PI))
+        inner, = self.result('offset', 'd.txt', '--distance', -1)['offsets'][0]['curves']
+        self.assertEqual((inner['arcs'], inner['segments'], inner['is_closed']), (1, 1, True))
+        self.assertAlmostEqual(inner['area'], math.sqrt(15) - 16 * math.acos(0.25))
 
     def test_square_has_round_corners_outside_only(self):
         self.write('square.txt', points(square(0, 10) + [(0, 0)]))
