@@ -36,26 +36,6 @@ double RoundingAt(const Vec2d& point)
     return 64 * std::numeric_limits<double>::epsilon() * (std::fabs(point.x()) + std::fabs(point.y()));
 }
 
-/// Half the sum of the cross products, about the first start.
-double AreaOf(const Chain& chain)
-{
-    if (chain.elements.empty()) {
-        return 0;
-    }
-    const Vec2d base = chain.elements.front().StartPoint();
-    double area = 0;
-    for (const Element& element : chain.elements) {
-        area += 0.5 * ((element.StartPoint() - base) ^ (element.EndPoint() - base));
-        if (const auto* arc = element.AsArc()) {
-            // The segment of the circle between arc and chord.
-            const double radius = Geometry::Radius(*arc);
-            const double angle = radius > 0 ? arc->length / radius : 0;
-            area += 0.5 * radius * radius * (angle - std::sin(angle));
-        }
-    }
-    return area;
-}
-
 Element ElementOf(int kind, const double* values)
 {
     const Vec2d start(values[0], values[1]);
@@ -259,7 +239,7 @@ std::unique_ptr<sorvane_chain> NewChain(Chain chain)
         handle->ends.insert(handle->ends.end(), {end.x(), end.y()});
     }
     handle->length = Planar::PolyArcSegParameters(chain, false).back();
-    handle->area = AreaOf(chain);
+    handle->area = Planar::PolyArcSegArea(chain);
     handle->isClosed = chain.IsClosed();
     handle->chain = std::move(chain);
     return handle;

@@ -73,6 +73,55 @@ template <class T>
 std::vector<std::vector<PolyArcSegBase<T>>> WallOffsets(const std::vector<PolyArcSegBase<T>>& walls,
                                                         std::set<T> distances, T tol);
 
+/// How `PocketRings` steps through a pocket.
+template <class T> struct SORVANE_API PocketSteps {
+    T first = T{0};        ///< from the walls to the first ring: the radius of the tool, and what is left on for finishing
+    T step = T{0};         ///< from each ring to the next
+    int mostRings = 10000; ///< stop there
+};
+
+/// Why a pocket has no more rings.
+enum class PocketEnd : int {
+    Stopped,  ///< the host's progress scope stopped it: no rings
+    Cleared,  ///< nothing is left behind the last ring; without rings, the tool does not fit in
+    MostRings, ///< there are as many as were asked for, and there may be more
+    OpenWall, ///< the outline or an island is not closed, or empty: no rings
+    BadSteps  ///< `first` is not above the tolerance, `step` not above the rounding of coordinates: no rings
+};
+
+/// The curves at one distance from the walls of a pocket.
+template <class T> struct SORVANE_API PocketRing {
+    T distance = T{0};
+    std::vector<PolyArcSegBase<T>> curves;
+
+    friend bool operator==(const PocketRing&, const PocketRing&) = default;
+};
+
+/// The rings that clear a pocket, from the walls inward.
+template <class T> struct SORVANE_API PocketPlan {
+    PocketEnd end = PocketEnd::Stopped;
+    std::vector<PocketRing<T>> rings;
+
+    friend bool operator==(const PocketPlan&, const PocketPlan&) = default;
+};
+
+/// Rings inside of an outline and outside of its islands, at the distances first, first + step,
+/// first + 2 step and so on, until one is empty.
+///
+/// Walls are closed, and run either way; islands may overlap each other and the outline, and what an island
+/// covers is no pocket. Every ring has all curves of its distance, of which there may be several; they run
+/// against the walls: clockwise along the outline, counter-clockwise about islands, so that the wall lies to
+/// the left of travel. `tol` and the curves are those of `WallOffsets`. A step above the radius
+/// of the tool leaves material between the rings.
+///
+/// It ends for any input: behind half the lesser extent of the outline there is no ring, `mostRings` bounds the
+/// rest (none for 0 and less), and a step that is lost in the rounding of the outline's coordinates is refused,
+/// as is one that is not finite or not positive. Time: that of the offsets, eight of which are worked on side
+/// by side; the same result for any number of threads.
+template <class T>
+PocketPlan<T> PocketRings(const PolyArcSegBase<T>& outline, const std::vector<PolyArcSegBase<T>>& islands,
+                          const PocketSteps<T>& steps, T tol);
+
 // clang-format off
 extern template SORVANE_API std::vector<PolyArcSegBase<float>>  PlanarOffset(const PolyArcSegBase<float>&,  float,  float);
 extern template SORVANE_API std::vector<PolyArcSegBase<double>> PlanarOffset(const PolyArcSegBase<double>&, double, double);
@@ -82,6 +131,8 @@ extern template SORVANE_API std::vector<PolyArcSegBase<float>>  WallOffset(const
 extern template SORVANE_API std::vector<PolyArcSegBase<double>> WallOffset(const std::vector<PolyArcSegBase<double>>&, double, double);
 extern template SORVANE_API std::vector<std::vector<PolyArcSegBase<float>>>  WallOffsets(const std::vector<PolyArcSegBase<float>>&,  std::set<float>,  float);
 extern template SORVANE_API std::vector<std::vector<PolyArcSegBase<double>>> WallOffsets(const std::vector<PolyArcSegBase<double>>&, std::set<double>, double);
+extern template SORVANE_API PocketPlan<float>  PocketRings(const PolyArcSegBase<float>&,  const std::vector<PolyArcSegBase<float>>&,  const PocketSteps<float>&,  float);
+extern template SORVANE_API PocketPlan<double> PocketRings(const PolyArcSegBase<double>&, const std::vector<PolyArcSegBase<double>>&, const PocketSteps<double>&, double);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar
@@ -94,6 +145,7 @@ template <class T> requires(!SupportedReal<T>) std::vector<PolyArcSegBase<T>> Pl
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T>&, std::set<T>, T) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<PolyArcSegBase<T>> WallOffset(const std::vector<PolyArcSegBase<T>>&, T, T) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<std::vector<PolyArcSegBase<T>>> WallOffsets(const std::vector<PolyArcSegBase<T>>&, std::set<T>, T) = delete;
+template <class T> requires(!SupportedReal<T>) PocketPlan<T> PocketRings(const PolyArcSegBase<T>&, const std::vector<PolyArcSegBase<T>>&, const PocketSteps<T>&, T) = delete;
 } // namespace Velk::Math::Sorvane::Planar
 // clang-format on
 /// @endcond
