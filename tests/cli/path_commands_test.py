@@ -234,6 +234,10 @@ class Union(PathTest):
         for operation, area in (('union', 175), ('difference', 75), ('intersection', 25)):
             with self.subTest(operation):
                 self.assertAlmostEqual(self.area('a.txt', 'b.txt', '--op', operation), area, 5)
+        # All are calculated on the grid over both, and on nothing wider.
+        resolutions = {self.result('union', 'a.txt', 'b.txt', '--op', operation)['resolution']
+                       for operation in ('union', 'difference', 'intersection')}
+        self.assertEqual(len(resolutions), 1, resolutions)
         self.write('c.txt', points(square(100, 101)))
         self.assertAlmostEqual(self.area('a.txt', 'b.txt', 'c.txt'), 176, 5)
         self.assertAlmostEqual(self.area('a.txt'), 100, 5)
