@@ -114,6 +114,16 @@ class Offset(PathTest):
             middle = math.hypot((ax + bx) / 2, (ay + by) / 2)
             self.assertTrue(9.85 < middle < 10.05, middle)
 
+    def test_points_of_a_lever_and_of_a_spiral_become_arcs(self):
+        lever = os.path.join(support.EXAMPLE_DATA, 'lever_points.txt')
+        chain = self.result('offset', lever, '--fit', 0.03, '--svg', 'lever.svg')['chains'][0]
+        self.assertEqual((chain['segments'], chain['arcs'], chain['is_closed']), (2, 5, True))
+        angles = [6.28e-3 * i for i in range(2001)]
+        self.write('spiral.txt', points([((10 + a) * math.cos(a), (10 + a) * math.sin(a)) for a in angles]))
+        chain = self.result('offset', 'spiral.txt', '--fit', 0.02)['chains'][0]
+        self.assertGreaterEqual(chain['arcs'], 5)
+        self.assertLessEqual(chain['arcs'] + chain['segments'], 20)
+
     def test_area_of_chains_of_arcs(self):
         # A square of side 2 with half a circle out of one edge and half a circle into another one.
         self.write('d.txt', '\n4 1e-9\nL 0 0 2 0\nA 2 0 2 1 %r\nL 2 2 0 2\nA 0 2 0 1 %r\n' % (PI, -PI))
@@ -272,6 +282,32 @@ class Union(PathTest):
         again = self.result('offset', 'joined.txt')['chains'][0]
         self.assertEqual((again['segments'], again['is_closed']), (0, True))
         self.assertIn('places at which they meet', self.text('join.svg'))
+
+    def joined(self, first, second):
+        self.write('first.txt', points(first + first[:1]))
+        self.write('second.txt', points(second + second[:1]))
+        chains = self.result('union', 'first.txt', 'second.txt', '--op', 'join')['chains']
+        self.assertTrue(all(chain['is_closed'] for chain in chains))
+        return [chain['length'] for chain in chains]
+
+    def test_outlines_are_joined_whatever_their_directions(self):
+        # Two squares of perimeter 16, of which corners of 2 x 2 overlap.
+        first, across = square(0, 4), square(2, 6)
+        for pair in ((first, across), (first[::-1], across), (across[::-1], first)):
+            self.assertEqual(self.joined(*pair), [24])
+        # What both share counts once or not: the same, side by side, and inside along a part of an edge.
+        self.assertEqual(self.joined(first, first), [16])
+        self.assertEqual(self.joined(first, [(4, 2), (8, 2), (8, 6), (4, 6)]), [28])
+        self.assertEqual(self.joined(first, [(1, 0), (3, 0), (3, 2), (1, 2)]), [16])
+        self.assertEqual(sorted(self.joined(first, square(9, 10))), [4, 16])  # apart they stay two
+
+    def test_rounded_plate_and_bar_are_joined(self):
+        files = [os.path.join(support.EXAMPLE_DATA, name) for name in ('plate_outline.txt', 'bar_outline.txt')]
+        result = self.result('union', *files, '--op', 'join', '--svg', 'joined.svg')
+        self.assertEqual((len(result['meetings']), len(result['chains'])), (4, 1))
+        self.assertIn('4 places at which they meet', self.text('joined.svg'))
+        self.write('open.txt', '1\t1e-9\nL\t0\t0\t1\t0\n')
+        self.assertIn('one closed chain', self.expect(FILES, 'union', files[0], 'open.txt', '--op', 'join').err)
 
     def test_result_is_written_and_drawn(self):
         self.expect(DONE, 'union', 'a.txt', 'b.txt', '-o', 'u.txt', '--svg', 'u.svg')
