@@ -51,21 +51,6 @@ struct Box {
 
 // --- union --------------------------------------------------------------------------------------
 
-/// What is not in `b`, as far as a frame around both. What `a` has in common with `b` is `a`
-/// without it. (To take from `a` what is left of it without `b` would leave slivers along its
-/// edges, as these are cut and rounded on the way.)
-Loops Outside(const Loops& a, const Loops& b)
-{
-    Loops both = a;
-    both.insert(both.end(), b.begin(), b.end());
-    const Box box(both);
-    const Vec2d margin(0.01 * box.Size(), 0.01 * box.Size());
-    const Vec2d low = box.low - margin;
-    const Vec2d high = box.high + margin;
-    return Planar::Difference<double>({{low, {high.x(), low.y()}, high, {low.x(), high.y()}}}, b,
-                                      nullptr);
-}
-
 /// Each by itself first: which of its loops are holes is told by its own sum of areas.
 Loops RegionOf(Session& session, const std::string& input)
 {
@@ -104,8 +89,8 @@ Loops Combined(Session& session, const std::string& operation, const Loops& firs
     if (operation == "difference" || operation == "intersection") {
         const Loops second = RegionOf(session, inputs[1]);
         session.Result()["second_area"] = AreaOf(second);
-        return Planar::Difference(
-            first, operation == "difference" ? second : Outside(first, second), &resolution);
+        return operation == "difference" ? Planar::Difference(first, second, &resolution)
+                                         : Planar::Intersection(first, second, &resolution);
     }
     const Polyline tool = ToolOutlineOf(session, inputs[1]);
     session.Result()["second_area"] = AreaOf(Loops{tool});
