@@ -218,7 +218,7 @@ def options(kind: Any, **values: Any) -> Any:
             continue
         if not hasattr(result, name):
             raise AttributeError(f"{kind.__name__} has no field {name}")
-        if isinstance(value, np.generic):  # a single number of NumPy's has an address as well
+        if isinstance(value, np.generic):
             value = value.item()
         elif isinstance(value, np.ndarray):
             result.__dict__.setdefault("kept", []).append(value)
