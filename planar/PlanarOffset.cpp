@@ -17,12 +17,14 @@
 #include "planar/ChainBreaking_Impl.h"
 #include "planar/ChainElement_Impl.h"
 #include "planar/CutPieces_Impl.h"
+#include "planar/PlanarOffsetLinks_Impl.h"
 #include "planar/PlanarOffsetRaw_Impl.h"
 #include "planar/PlanarOffsetSource_Impl.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -71,12 +73,6 @@ ArcBase<double> Joined(const std::vector<ArcBase<double>>& pieces, std::size_t f
     }
     return joined;
 }
-
-/// Pieces, and where each ends.
-struct KeptPieces {
-    std::vector<ArcSegBase<double>> elements;
-    std::vector<Vec2d> ends;
-};
 
 /// Tells which pieces the chain comes too near to.
 class Trim {
@@ -141,6 +137,27 @@ ArcSegBase<T> Placed(const ArcBase<double>& arc, const Vec2d& origin)
                       static_cast<T>(arc.length)};
 }
 
+/// The tolerance of a placed chain: where a gap of a joint was just within it and rounding has made
+/// it wider, what the joint needs.
+template <class T>
+T PlacedTolerance(const PolyArcSegBase<T>& chain, double tolerance, double rounding)
+{
+    const double usual = std::max(tolerance, rounding);
+    double widest = usual;
+    for (std::size_t i = 0; i < chain.elements.size(); ++i) {
+        const std::size_t next = i + 1 < chain.elements.size() ? i + 1 : 0;
+        const double gap =
+            Distance(chain.elements[i].EndPoint(), chain.elements[next].StartPoint());
+        if (gap <= usual + 2 * rounding) { // else the chain is open there
+            widest = std::max(widest, gap);
+        }
+    }
+    const T placed = static_cast<T>(usual);
+    return widest > static_cast<double>(placed)
+               ? std::nextafter(static_cast<T>(widest), std::numeric_limits<T>::max())
+               : placed;
+}
+
 /// The elements where the caller's chain is, in T.
 template <class T>
 Chains<T> PlacedChains(const Chains<double>& chains, const Vec2d& origin)
@@ -155,7 +172,7 @@ Chains<T> PlacedChains(const Chains<double>& chains, const Vec2d& origin)
                 element.Visit([&](const auto& e) { return Placed<T>(e, origin); }));
             size = std::max(size, SizeOf(chain.elements.back()));
         }
-        chain.tolerance = static_cast<T>(std::max(chains[i].tolerance, RoundingAt<T>(size)));
+        chain.tolerance = PlacedTolerance(chain, chains[i].tolerance, RoundingAt<T>(size));
     }
     return result;
 }
@@ -190,7 +207,11 @@ Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol)
     trim.AppendKept(raw.segments, segmentCount, hasOthers ? segments : raw.segments, kept);
     trim.AppendKept(raw.arcs, arcCount, hasOthers ? arcs : raw.arcs, kept);
     const double link = std::max({kLinkFraction * tol, 4 * source.JointGap(), rounding});
-    return PlacedChains<T>(CombineWithEnds(kept.elements, kept.ends, link, kLinkBridge * link),
+    // The pieces of one or two elements are linked as loose ones, which of two keeps one.
+    const double bridge = kLinkBridge * link;
+    return PlacedChains<T>(source.Count() < 3
+                               ? CombineWithEnds(kept.elements, kept.ends, link, bridge)
+                               : LinkedPieces(kept, link, bridge, tol),
                            source.Center());
 }
 
