@@ -70,3 +70,4 @@
 #include <Velk/Math/Transform_E.h>
 #include <Velk/Math/Vector_E.h>
 #include <Velk/Progress_E.h>
+#include <Velk/ThreadLimit_E.h>

@@ -29,6 +29,7 @@ class ThreadBound;
 ///   tasks is bounded with it.
 class SORVANE_API ThreadLimit {
 public:
+    /// No limit where `threads` is below 1.
     explicit ThreadLimit(int threads);
     ~ThreadLimit();
     ThreadLimit(const ThreadLimit&) = delete;
