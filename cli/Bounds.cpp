@@ -198,7 +198,7 @@ void RunBox(Session& session)
     PrintFlat(session, "box", box.max - box.min, volume);
     session.Print("              (%.9g, %.9g, %.9g) to (%.9g, %.9g, %.9g)\n", box.min.x(),
                   box.min.y(), box.min.z(), box.max.x(), box.max.y(), box.max.z());
-    const auto sphere = Bounding::BoundingSphereOfPoints(part.points, false);
+    const auto sphere = Bounding::EnclosingBall(part.points);
     result["sphere"]["center"] = sphere.center;
     result["sphere"]["radius"] = sphere.radius;
     session.Print("sphere        radius %.9g about (%.9g, %.9g, %.9g)\n", sphere.radius,

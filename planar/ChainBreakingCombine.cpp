@@ -1,10 +1,11 @@
 // Chains out of loose elements: vertices, a graph of them, paths through the graph, elements along
 // the paths.
 //
-// Every step is linear. A vertex whose number of neighbors has become even stays even between
-// paths, and one without neighbors gets none again, so two cursors that only move forward find the
-// starts of all paths. A chain that grows at its start is not turned round element by element: it
-// has two open ends, and which of them is the front is told by a flag.
+// Every step is linear, or takes the sorting of elements between the same two vertices. A vertex
+// whose number of neighbors has become even stays even between paths, and one without neighbors
+// gets none again, so two cursors that only move forward find the starts of all paths. A chain that
+// grows at its start is not turned round element by element: it has two open ends, and which of
+// them is the front is told by a flag.
 
 #include <Sorvane/ChainBreaking_E.h>
 
@@ -77,7 +78,11 @@ struct Neighbor {
 /// Which vertices are connected, by which element, and which connections are left.
 class VertexGraph {
 public:
-    VertexGraph(const std::vector<Link>& links, int vertexCount, std::size_t elementCount)
+    /// `markCopies(bundle, isUsed)` marks those of the neighbors in a bundle, all of them one
+    /// vertex, whose elements are no connections of their own.
+    template <class MarkCopies>
+    VertexGraph(const std::vector<Link>& links, int vertexCount, std::size_t elementCount,
+                const MarkCopies& markCopies)
         : isUsed_(elementCount, 0), left_(static_cast<std::size_t>(vertexCount), 0),
           cursor_(static_cast<std::size_t>(vertexCount), 0)
     {
@@ -99,12 +104,19 @@ public:
         });
         for (std::size_t vertex = 0; vertex < count; ++vertex) {
             const std::span<const Neighbor> own = std::as_const(neighbors_)[vertex];
-            for (std::size_t i = 0; i < own.size(); ++i) {
-                if (i > 0 && own[i].vertex == own[i - 1].vertex) {
-                    isUsed_[static_cast<std::size_t>(own[i].element)] = 1; // a parallel one
-                } else {
-                    ++left_[vertex];
+            for (std::size_t first = 0, last = 0; first < own.size(); first = last) {
+                while (last < own.size() && own[last].vertex == own[first].vertex) {
+                    ++last;
                 }
+                // The two vertices have one bundle: it is judged once.
+                if (last - first > 1 && static_cast<int>(vertex) < own[first].vertex) {
+                    markCopies(own.subspan(first, last - first), isUsed_);
+                }
+            }
+        }
+        for (std::size_t vertex = 0; vertex < count; ++vertex) {
+            for (const Neighbor& neighbor : std::as_const(neighbors_)[vertex]) {
+                left_[vertex] += isUsed_[static_cast<std::size_t>(neighbor.element)] == 0 ? 1 : 0;
             }
         }
     }
@@ -291,10 +303,11 @@ private:
     VecBase<2, T> front_; // where the chain ends, as it is turned now
 };
 
-/// Elements that connect two different vertices.
+/// Elements that connect two different vertices; `loops` receives the others.
 template <class T>
 std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
-                          const std::vector<VecBase<2, T>>& ends, VertexNumbers<T>& vertices)
+                          const std::vector<VecBase<2, T>>& ends, VertexNumbers<T>& vertices,
+                          std::vector<Link>& loops)
 {
     std::vector<Link> links;
     links.reserve(elements.size());
@@ -305,11 +318,64 @@ std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
         }
         const int from = vertices.Of(elements[i].StartPoint());
         const int to = vertices.Of(ends[i]);
-        if (from != to) {
-            links.push_back({static_cast<int>(i), from, to});
-        }
+        (from != to ? links : loops).push_back({static_cast<int>(i), from, to});
     }
     return links;
+}
+
+template <class T>
+VecBase<2, T> MiddleOf(const ArcSegBase<T>& element)
+{
+    if (const auto* segment = element.AsSegment()) {
+        return segment->start + (segment->end - segment->start) / T{2};
+    }
+    const auto& arc = *element.AsArc();
+    return Geometry::EndPoint(ArcBase<T>{arc.center, arc.start, arc.length / T{2}});
+}
+
+/// An element by what tells it from others with the same ends: the number of its middle.
+struct Course {
+    int ends; // the bundle, or the vertex of a loop
+    int middle;
+    int element;
+
+    auto operator<=>(const Course&) const = default;
+};
+
+/// Numbers of the elements that come first in their course, ascending.
+std::vector<int> FirstOfEach(std::vector<Course> courses)
+{
+    std::sort(courses.begin(), courses.end());
+    std::vector<int> first;
+    for (std::size_t i = 0; i < courses.size(); ++i) {
+        if (i == 0 || courses[i].ends != courses[i - 1].ends ||
+            courses[i].middle != courses[i - 1].middle) {
+            first.push_back(courses[i].element);
+        }
+    }
+    std::sort(first.begin(), first.end());
+    return first;
+}
+
+/// Loops as chains, those aside that stay within reach of their vertex, and copies.
+template <class T>
+void AppendLoops(const std::vector<ArcSegBase<T>>& elements, const std::vector<VecBase<2, T>>& ends,
+                 const std::vector<Link>& loops, const GrowingChain<T>& empty,
+                 VertexNumbers<T>& points, std::vector<PolyArcSegBase<T>>& chains)
+{
+    std::vector<Course> courses;
+    for (const Link& loop : loops) {
+        const int middle = points.Of(MiddleOf(elements[static_cast<std::size_t>(loop.element)]));
+        if (middle != loop.from) {
+            courses.push_back({loop.from, middle, loop.element});
+        }
+    }
+    for (const int number : FirstOfEach(std::move(courses))) {
+        GrowingChain<T> chain = empty;
+        chain.Add(elements[static_cast<std::size_t>(number)],
+                  ends[static_cast<std::size_t>(number)]);
+        chains.push_back(chain.Finished());
+    }
 }
 
 } // namespace
@@ -317,7 +383,7 @@ std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
 template <class T>
 std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
                                                      const std::vector<VecBase<2, T>>& ends, T tol,
-                                                     double bridge)
+                                                     double bridge, Connections connections)
 {
     const T tolerance = AtLeastZero(tol);
     const T reach = Reach(tol, elements);
@@ -325,16 +391,34 @@ std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBas
         return {}; // all ends are one vertex
     }
     VertexNumbers<T> vertices(2 * elements.size(), reach);
-    const std::vector<Link> links = LinksOf(elements, ends, vertices);
-    VertexGraph graph(links, vertices.Count(), elements.size());
+    std::vector<Link> loops;
+    const std::vector<Link> links = LinksOf(elements, ends, vertices, loops);
+    const bool takesFirst = connections == Connections::First;
+    const auto markCopies = [&](std::span<const Neighbor> bundle, std::vector<char>& isUsed) {
+        std::vector<Course> courses;
+        for (const Neighbor& neighbor : bundle) {
+            const auto element = static_cast<std::size_t>(neighbor.element);
+            courses.push_back(
+                {0, takesFirst ? 0 : vertices.Of(MiddleOf(elements[element])), neighbor.element});
+            isUsed[element] = 1;
+        }
+        for (const int element : FirstOfEach(std::move(courses))) {
+            isUsed[static_cast<std::size_t>(element)] = 0;
+        }
+    };
+    VertexGraph graph(links, vertices.Count(), elements.size(), markCopies);
+    const GrowingChain<T> empty(tolerance, reach, bridge);
     std::vector<PolyArcSegBase<T>> chains;
     for (int start = graph.NextStart(); start >= 0; start = graph.NextStart()) {
-        GrowingChain<T> chain(tolerance, reach, bridge);
+        GrowingChain<T> chain = empty;
         graph.Walk(start, [&](int number) {
             const auto i = static_cast<std::size_t>(number);
             chain.Add(elements[i], ends[i]);
         });
         chains.push_back(chain.Finished());
+    }
+    if (!takesFirst) {
+        AppendLoops(elements, ends, loops, empty, vertices, chains);
     }
     return chains;
 }
@@ -347,14 +431,14 @@ std::vector<PolyArcSegBase<T>> CombineArcsSegs(const std::vector<ArcSegBase<T>>&
     for (const ArcSegBase<T>& element : elements) {
         ends.push_back(element.EndPoint());
     }
-    return Impl::CombineWithEnds(elements, ends, tol, 0.0);
+    return Impl::CombineWithEnds(elements, ends, tol, 0.0, Connections::First);
 }
 
 // clang-format off
 template std::vector<PolyArcSegBase<float>>  CombineArcsSegs(const std::vector<ArcSegBase<float>>&,  float);
 template std::vector<PolyArcSegBase<double>> CombineArcsSegs(const std::vector<ArcSegBase<double>>&, double);
-template std::vector<PolyArcSegBase<float>>  Impl::CombineWithEnds(const std::vector<ArcSegBase<float>>&,  const std::vector<VecBase<2, float>>&,  float,  double);
-template std::vector<PolyArcSegBase<double>> Impl::CombineWithEnds(const std::vector<ArcSegBase<double>>&, const std::vector<VecBase<2, double>>&, double, double);
+template std::vector<PolyArcSegBase<float>>  Impl::CombineWithEnds(const std::vector<ArcSegBase<float>>&,  const std::vector<VecBase<2, float>>&,  float,  double, Connections);
+template std::vector<PolyArcSegBase<double>> Impl::CombineWithEnds(const std::vector<ArcSegBase<double>>&, const std::vector<VecBase<2, double>>&, double, double, Connections);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar

@@ -18,6 +18,15 @@ std::vector<PolyArcSegBase<T>> SplitAtComputedPoints(const PolyArcSegBase<T>& ch
                                                      const std::vector<VecBase<2, T>>& points,
                                                      T tol);
 
+/// Which elements connect vertices.
+enum class Connections {
+    /// Between two vertices the element of the lowest number, and none from a vertex to itself.
+    First,
+    /// All but copies: elements between the same two vertices whose middles match. One that leads
+    /// away from a vertex and back to it is a closed chain of its own; those come last.
+    Different
+};
+
 /// `CombineArcsSegs` of elements whose ends (`EndPoint`) are known: those of arcs are dear to
 /// derive.
 ///
@@ -27,6 +36,6 @@ std::vector<PolyArcSegBase<T>> SplitAtComputedPoints(const PolyArcSegBase<T>& ch
 template <class T>
 std::vector<PolyArcSegBase<T>> CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
                                                const std::vector<VecBase<2, T>>& ends, T tol,
-                                               double bridge);
+                                               double bridge, Connections connections);
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

@@ -30,6 +30,7 @@
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshImprint_E.h>
+#include <Sorvane/MeshMeasures_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/MeshSections_E.h>

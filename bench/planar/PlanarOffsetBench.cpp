@@ -1,5 +1,5 @@
 // Offsets of a wavy ring: 10,000 segments and arcs in turn, many of whose parallels run through one
-// another.
+// another; and the rings of a pocket.
 
 #include <Sorvane/PlanarOffset_E.h>
 
@@ -88,5 +88,26 @@ void BM_Offsets(benchmark::State& state)
     }
 }
 BENCHMARK(BM_Offsets)->Arg(10'000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+/// All rings of a pocket with an island, until nothing is left.
+void BM_PocketRings(benchmark::State& state)
+{
+    const Chain ring = Ring(static_cast<int>(state.range(0)));
+    Chain island;
+    island.tolerance = 1e-9;
+    island.AppendArc({20, 0}, {50, 0}, kTwoPi<double> * 30);
+    std::size_t rings = 0;
+    for (auto _ : state) {
+        rings = PocketRings<double>(ring, {island}, {2.0, 1.5, 1000}, kTolerance).rings.size();
+    }
+    state.counters["rings"] = static_cast<double>(rings);
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(BM_PocketRings)
+    ->Arg(500)
+    ->Arg(1'000)
+    ->Arg(2'000)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime();
 
 } // namespace

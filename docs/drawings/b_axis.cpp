@@ -35,8 +35,7 @@ using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 using Outline = std::vector<Vec2d>;
 
-/// The upper half of a shaft. It starts on the spindle's axis, where no tool gets: what is reached
-/// across the start of a closed profile would be two ends without a middle.
+/// The upper half of a shaft, from the middle of the spindle's axis.
 Outline Shaft()
 {
     Outline shaft{{30, 0}, {0, 0}, {0, 8}, {12, 8}, {12, 5}, {17, 5}, {17, 8}, {24, 8}};
@@ -140,7 +139,7 @@ int main(int argc, char** argv)
     }
 
     const auto reports = Lathe::BAxisAngleSweep(angles, tool, holder, {0, 0}, profile, {});
-    const auto sequence = Lathe::SequenceBAxisAngleSweep(profile, reports, {});
+    const auto sequence = Lathe::SequenceBAxisAngleSweepAround(profile, reports, {});
     for (const auto& report : reports) {
         if (report.failed) {
             std::printf("%g degrees: outlines are not closed, or positions are not bounded\n",

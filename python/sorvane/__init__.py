@@ -42,6 +42,7 @@ from ._regions import Region
 from ._report import Box, Report
 from ._sections import Section, Slicer, Slices
 from ._tessellation import delaunay, tessellate, tessellate_polygon
+from ._threads import thread_count, thread_limit
 
 __all__ = [
     "Arc",
@@ -97,6 +98,8 @@ __all__ = [
     "tessellate",
     "tessellate_polygon",
     "thin",
+    "thread_count",
+    "thread_limit",
 ]
 
 

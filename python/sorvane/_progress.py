@@ -230,7 +230,8 @@ def make(
 def options(kind: Any, **values: Any) -> Any:
     """An options structure with its sensible values, but those that are given and not None.
 
-    An array among them is pointed to and kept alive by the structure.
+    An array among them is pointed to and kept alive by the structure. A single number of NumPy, such as a row of an
+    array gives, is the number: it has an address too, which is nobody's business.
     """
     result = kind()
     getattr(c, kind.__name__ + "_init")(ctypes.byref(result))
@@ -239,7 +240,9 @@ def options(kind: Any, **values: Any) -> Any:
             continue
         if not hasattr(result, name):
             raise AttributeError(f"{kind.__name__} has no field {name}")
-        if isinstance(value, np.ndarray):  # a single number of NumPy's has an address as well
+        if isinstance(value, np.generic):
+            value = value.item()
+        elif isinstance(value, np.ndarray):
             result.__dict__.setdefault("kept", []).append(value)
             value = value.__array_interface__["data"][0]
         setattr(result, name, value)

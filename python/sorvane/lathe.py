@@ -102,7 +102,8 @@ class Sweep:
         ----------
         arcs : array_like, (k, 3), optional
             Stretches of the target that are arcs: where they start and end, as arc lengths along it, and the largest
-            gap between facets that is bridged. Let a closed target start where no tool reaches.
+            gap between facets that is bridged. On a closed target, which may start anywhere, an arc that runs over
+            the start ends below where it starts.
         """
         rows = np.empty((0, 3)) if arcs is None else points_of(arcs, "arcs")
         found = make(c.sorvane_lathe_sequence_new, self._handle, rows, len(rows))
