@@ -7,7 +7,7 @@ from typing import Any, Iterable, Iterator, List, Sequence, Tuple, Union, overlo
 import numpy as np
 
 from . import _bindings as c
-from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, points_of, view
+from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, indices_of, points_of, view
 from ._handles import Handle
 from ._values import list_of
 
@@ -62,11 +62,14 @@ class Lines(Sequence[FloatArray]):
         """The lines behind a handle of the C interface, which they keep alive."""
         dimension = int(c.sorvane_lines_dimension(handle))
         closed: BoolArray = view(handle, c.sorvane_lines_closed) != 0
+        closed.flags.writeable = False
         return cls(view(handle, c.sorvane_lines_points, dimension), view(handle, c.sorvane_lines_starts), closed)
 
     def _part(self, first: int, last: int) -> "Lines":
         starts = self.starts[first : last + 1]
-        return Lines(self.points[starts[0] : starts[-1]], starts - starts[0], self.closed[first:last])
+        own: IntArray = starts - starts[0]
+        own.flags.writeable = False
+        return Lines(self.points[starts[0] : starts[-1]], own, self.closed[first:last])
 
     def __len__(self) -> int:
         return len(self.closed)
@@ -118,7 +121,7 @@ def groups_of(handle: Handle) -> List[List[FloatArray]]:
 def joined(lines: LinesLike, name: str, columns: int = 3) -> Tuple[FloatArray, IntArray]:
     """The points of all lines one after the other, and where each of them starts."""
     if isinstance(lines, Lines):
-        return points_of(lines.points, name, columns), lines.starts
+        return points_of(lines.points, name, columns), indices_of(lines.starts, f"{name}.starts")
     if isinstance(lines, np.ndarray) and lines.ndim == 2:
         raise ValueError(f"{name}: expected a list of arrays of shape (n, {columns}), given one of {lines.shape}")
     arrays = [points_of(line, f"{name}[{i}]", columns) for i, line in enumerate(list_of(lines, name))]

@@ -52,7 +52,9 @@ class Region:
 
     def __init__(self, loops: Union[ArrayLike, Iterable[ArrayLike]]) -> None:
         points, starts = flat_lines(loops, "loops")
-        self._handle = make(c.sorvane_region_new, points, len(points), starts, len(starts) - 1)
+        self._handle = make(
+            c.sorvane_region_new, points, len(points), starts, len(starts) - 1, names={"points": "loops"}
+        )
 
     @classmethod
     def _of(cls, handle: Handle) -> "Region":
@@ -99,6 +101,7 @@ class Region:
                 starts,
                 len(starts) - 1,
                 progress=progress,
+                names={"points": "paths"},
             )
         )
 
@@ -313,6 +316,7 @@ class Region:
                 count,
                 int(bool(outside)),
                 number(tolerance, "tolerance"),
+                names={"points": "lines"},
             )
         )
 

@@ -106,7 +106,9 @@ class Section:
     def in_space(self) -> Lines:
         """The lines as points of space, (n, 3) each, in the same order."""
         lines, frame = self.lines, self.frame
-        return Lines(lines.points @ frame[:, :2].T + frame[:, 3], lines.starts, lines.closed)
+        points: FloatArray = lines.points @ frame[:, :2].T + frame[:, 3]
+        points.flags.writeable = False
+        return Lines(points, lines.starts, lines.closed)
 
     def region(self) -> "Region":
         """The material as a `sorvane.Region`, for offsets and set operations; open lines are no part of it."""

@@ -28,6 +28,7 @@ from ._arrays import ArrayLike, BoolArray, FloatArray, numbers_of, point_of, poi
 from ._handles import Handle
 from ._lines import Borrowed, Lines, flat_lines, groups_of
 from ._progress import Progress, make, options, run
+from ._values import number
 
 __all__ = ["Regions", "Sequence", "Sweep", "regions", "sweep"]
 
@@ -51,7 +52,8 @@ class Sequence(NamedTuple):
 
     def valid_at(self, parameter: float) -> BoolArray:
         """Which angles may be used at an arc length along the target."""
-        step = int(np.searchsorted(self.parameters, parameter, side="right")) - 1
+        place = number(parameter, "parameter")
+        step = int(np.searchsorted(self.parameters, place, side="right")) - 1
         if step < 0:
             return np.zeros(self.valid.shape[1], dtype=np.bool_)
         valid: BoolArray = self.valid[step]
@@ -114,6 +116,9 @@ class Sweep:
         return f"<sorvane.lathe.Sweep: {count} angle{'s' * (count != 1)}>"
 
 
+#: What the points of the obstacles are called in messages.
+_NAMES = {"points": "obstacles"}
+
 _Lines = Union[ArrayLike, Iterable[ArrayLike], None]
 
 
@@ -160,7 +165,7 @@ def regions(
     """
     setup = _setup(tool, target, holder, obstacles, None)
     of_tool, of_holder = Handle(c.sorvane_lines), Handle(c.sorvane_lines)
-    run(c.sorvane_lathe_regions, ctypes.byref(setup), of_tool.place, of_holder.place, progress=progress)
+    run(c.sorvane_lathe_regions, ctypes.byref(setup), of_tool.place, of_holder.place, progress=progress, names=_NAMES)
     return Regions(list(Lines._of(of_tool)), list(Lines._of(of_holder)))
 
 
@@ -191,7 +196,7 @@ def sweep(
     """
     numbers = numbers_of(angles, "angles")
     setup = _setup(tool, target, holder, obstacles, pivot)
-    handle = make(c.sorvane_lathe_sweep_new, ctypes.byref(setup), numbers, len(numbers), progress=progress)
+    handle = make(c.sorvane_lathe_sweep_new, ctypes.byref(setup), numbers, len(numbers), progress=progress, names=_NAMES)
     kept = numbers.copy()
     kept.flags.writeable = False
     return Sweep(handle, kept)

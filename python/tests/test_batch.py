@@ -322,6 +322,9 @@ def test_what_can_not_be_done_is_raised(client: Any, tmp_path: Path) -> None:
         batch.slices(box(), [0.5], side="beside", client=client)
     with pytest.raises(ValueError, match="tile: expected a whole number from 1 on, given 0"):
         batch.height_map(box(), tool, [0], [0], tile=0, client=client)
+    for part in (None, 5, [box()]):
+        with pytest.raises(ValueError, match="part: expected a sorvane.Mesh or a path, given "):
+            batch.slices(part, [0], client=client)  # type: ignore[arg-type]
     with pytest.raises(ValueError, match="tool: expected a sorvane.Tool, given int"):
         batch.height_map(box(), 5, [0], [0], client=client)  # type: ignore[arg-type]
     assert batch.slices(box(), [], client=client) == []

@@ -140,6 +140,14 @@ def test_parts_of_a_tool_are_those_that_were_put_together() -> None:
     assert found.depths.round(9).tolist() == [5, 0, 0] and found.parts.tolist() == [1, -1, -1]
 
 
+def test_a_place_along_a_profile_is_one_number() -> None:
+    shaft = [(0, 0), (0, 8), (60, 8), (60, 0), (0, 0)]
+    sequence = lathe.sweep([0], [(0, 0), (1, 3), (-1, 3)], shaft).sequence()
+    for wrong in (None, "38", [], [1, 2]):
+        with pytest.raises((ValueError, TypeError), match="parameter: expected a number"):
+            sequence.valid_at(wrong)  # type: ignore[arg-type]
+
+
 def test_tools_are_values() -> None:
     tool = Tool.bull(12, 2, length=30).with_part(Tool.flat(40, length=20), 25)
     again = pickle.loads(pickle.dumps(tool))
