@@ -113,6 +113,13 @@ def test_a_tool_that_stands_where_it_stops_is_clear() -> None:
     assert (found.parts == 1).any() and set(found.parts) <= {-1, 1}
 
 
+def test_a_pointed_tool_stands_on_its_tip() -> None:
+    normals = [(0, 0, 1), (0.6, 0, 0.8), (0.8, 0, 0.6)]
+    tips = Tool.cone(8, 90).offset([(1, 2, 3)] * 3, normals)
+    # The last plane is steeper than the cone, 4 wide and 4 high.
+    assert tips == pytest.approx(np.array([(1, 2, 3), (1, 2, 3), (5, 2, -1)]), abs=1e-12)
+
+
 def test_a_holder_is_what_it_was_made_of() -> None:
     cutter, holder = Tool.bull(2, 0.5, length=6), Tool.cone(8, 100, length=9)
     tool = cutter.with_part(holder, 3)
