@@ -41,6 +41,12 @@ class Lines(NamedTuple):
     def all(self) -> List[FloatArray]:
         return [self.line(i) for i in range(len(self.closed))]
 
+    def all_told_closed(self) -> List[FloatArray]:
+        """All of them, those that are closed with their first point again at the end."""
+        return [
+            np.concatenate([line, line[:1]]) if is_closed else line for line, is_closed in zip(self.all(), self.closed)
+        ]
+
 
 def lines_of(handle: Handle, columns: int = 2) -> Lines:
     """What a `sorvane_lines` holds."""

@@ -240,6 +240,20 @@ def test_a_sweep_tells_what_each_tilt_reaches() -> None:
     assert not chuck.sequence().valid_at(8 + 50).any()
 
 
+def test_what_goes_all_around_a_block_is_closed() -> None:
+    def length(lines: list[np.ndarray]) -> float:
+        return sum(float(np.hypot(*np.diff(line, axis=0).T).sum()) for line in lines)
+
+    # A tool of 2 by 2 around a block of 10 by 5, and back to where it began.
+    tool, block = [(-1, 0), (1, 0), (1, 2), (-1, 2)], [(0, 0), (10, 0), (10, 5), (0, 5), (0, 0)]
+    sweep = lathe.sweep([0.0, 90.0], tool, block)
+    for regions in [lathe.regions(tool, block), *sweep.regions]:
+        assert length(regions.tool) == pytest.approx(2 * (12 + 7)) and regions.holder == []
+        assert (regions.tool[0][0] == regions.tool[0][-1]).all()
+    for stretches in sweep.reachable:
+        assert length(stretches) == pytest.approx(30)
+
+
 def test_a_closed_shaft_may_start_anywhere() -> None:
     corners = [(0, 0), (0, 8), (30, 8), (60, 8), (60, 0)]
     for first in range(5):
