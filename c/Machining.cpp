@@ -364,7 +364,7 @@ sorvane_status sorvane_tool_offset(const sorvane_tool* tool, const double* point
             Failed("the cutter is not convex");
         }
         for (std::size_t i = 0; i < 3 * count; i += 3) {
-            const Vec3d tip = offset.OffsetFrom({points[i], points[i + 1], points[i + 2]},
+            const Vec3d tip = offset.TipFrom({points[i], points[i + 1], points[i + 2]},
                                                 {normals[i], normals[i + 1], normals[i + 2]});
             std::copy(tip.begin(), tip.end(), tips + i);
         }

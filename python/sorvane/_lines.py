@@ -71,6 +71,12 @@ class Lines(Sequence[FloatArray]):
         own.flags.writeable = False
         return Lines(self.points[starts[0] : starts[-1]], own, self.closed[first:last])
 
+    def _told_closed(self) -> List[FloatArray]:
+        """All of them, those that are closed with their first point again at the end."""
+        return [
+            np.concatenate([line, line[:1]]) if is_closed else line for line, is_closed in zip(self, self.closed)
+        ]
+
     def __len__(self) -> int:
         return len(self.closed)
 

@@ -26,7 +26,7 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, numbers_of, point_of, points_of, view
 from ._handles import Handle
-from ._lines import Borrowed, Lines, flat_lines, groups_of
+from ._lines import Borrowed, Lines, flat_lines
 from ._progress import Progress, make, options, run
 from ._values import number
 
@@ -34,7 +34,10 @@ __all__ = ["Regions", "Sequence", "Sweep", "regions", "sweep"]
 
 
 class Regions(NamedTuple):
-    """The boundary of where the tool may go, parted by what touches there."""
+    """The boundary of where the tool may go, parted by what touches there.
+
+    A stretch that goes all around ends with its first point.
+    """
 
     #: Stretches where the tool touches the target and everything else is clear: arrays (n, 2).
     tool: List[FloatArray]
@@ -81,11 +84,15 @@ class Sweep:
         return failed
 
     def _groups(self, accessor: Any) -> List[List[FloatArray]]:
-        return groups_of(Borrowed(accessor(self._handle), self._handle))
+        groups = accessor(self._handle)
+        lines = lines_of(Borrowed(c.sorvane_line_groups_lines(groups), self._handle)).all_told_closed()
+        starts = view(Borrowed(groups, self._handle), c.sorvane_line_groups_starts)
+        return [lines[a:b] for a, b in zip(starts[:-1], starts[1:])]
 
     @property
     def reachable(self) -> List[List[FloatArray]]:
-        """For each angle the stretches of the target that the tool can touch."""
+        """For each angle the stretches of the target that the tool can touch; one all around ends with its first
+        point."""
         return self._groups(c.sorvane_lathe_sweep_reachable)
 
     @property
@@ -166,7 +173,7 @@ def regions(
     setup = _setup(tool, target, holder, obstacles, None)
     of_tool, of_holder = Handle(c.sorvane_lines), Handle(c.sorvane_lines)
     run(c.sorvane_lathe_regions, ctypes.byref(setup), of_tool.place, of_holder.place, progress=progress, names=_NAMES)
-    return Regions(list(Lines._of(of_tool)), list(Lines._of(of_holder)))
+    return Regions(Lines._of(of_tool)._told_closed(), Lines._of(of_holder)._told_closed())
 
 
 def sweep(

@@ -113,6 +113,13 @@ def test_a_tool_that_stands_where_it_stops_is_clear() -> None:
     assert (found.parts == 1).any() and set(found.parts) <= {-1, 1}
 
 
+def test_a_pointed_tool_stands_on_its_tip() -> None:
+    normals = [(0, 0, 1), (0.6, 0, 0.8), (0.8, 0, 0.6)]
+    tips = Tool.cone(8, 90).offset([(1, 2, 3)] * 3, normals)
+    # The last plane is steeper than the cone, 4 wide and 4 high.
+    assert tips == pytest.approx(np.array([(1, 2, 3), (1, 2, 3), (5, 2, -1)]), abs=1e-12)
+
+
 def test_a_holder_is_what_it_was_made_of() -> None:
     cutter, holder = Tool.bull(2, 0.5, length=6), Tool.cone(8, 100, length=9)
     tool = cutter.with_part(holder, 3)
@@ -253,6 +260,20 @@ def test_a_sweep_tells_what_each_tilt_reaches() -> None:
     assert total[0] == pytest.approx(total[1], abs=1e-6)
     chuck = lathe.sweep([0.0], INSERT, SHAFT, holder=HOLDER, obstacles=[[(40, -20), (70, -20), (70, 20), (40, 20), (40, -20)]])
     assert not chuck.sequence().valid_at(8 + 50).any()
+
+
+def test_what_goes_all_around_a_block_is_closed() -> None:
+    def length(lines: list[np.ndarray]) -> float:
+        return sum(float(np.hypot(*np.diff(line, axis=0).T).sum()) for line in lines)
+
+    # A tool of 2 by 2 around a block of 10 by 5, and back to where it began.
+    tool, block = [(-1, 0), (1, 0), (1, 2), (-1, 2)], [(0, 0), (10, 0), (10, 5), (0, 5), (0, 0)]
+    sweep = lathe.sweep([0.0, 90.0], tool, block)
+    for regions in [lathe.regions(tool, block), *sweep.regions]:
+        assert length(regions.tool) == pytest.approx(2 * (12 + 7)) and regions.holder == []
+        assert (regions.tool[0][0] == regions.tool[0][-1]).all()
+    for stretches in sweep.reachable:
+        assert length(stretches) == pytest.approx(30)
 
 
 def test_a_closed_shaft_may_start_anywhere() -> None:
