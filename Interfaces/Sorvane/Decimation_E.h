@@ -74,8 +74,9 @@ struct DecimationReport {
 ///
 /// With a target of 100 percent or more, and with a tolerance of 0, no edge collapses. A NaN target
 /// or tolerance counts as those, an infinite tolerance as no limit. An empty mesh gives NaN.
-/// Triples with equal or invalid subscripts, and those that run an edge as another one does, are
-/// left out and don't count. Nothing moves beside a point that is not finite. A node where several
+/// Bodies that touch along an edge, with four triangles or more at it, are decimated each by itself
+/// there. Other triples that run an edge as another one does, and those with equal or invalid
+/// subscripts, are left out and don't count. Nothing moves beside a point that is not finite. A node where several
 /// fans of triangles meet neither moves nor goes. A closed surface stays closed and no edge gets a
 /// third triangle, unless by the weld. A mesh may be its own output.
 ///
