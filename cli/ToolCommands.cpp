@@ -628,12 +628,14 @@ void RunTool(Session& session)
         const SvgStyle arc{"#d1491b", "none", 3};
         const SvgStyle segment{"#1f4e79", "none", 3};
         const SvgStyle point{"#888888", "#888888", 1.5};
+        const SvgStyle joint{"#222222", "#222222", 2};
         SvgWriter picture(520);
         picture.AddPoints(points, point);
         for (const auto& element : profile.elements) {
             Chain one;
             one.elements = {element};
             picture.AddChain(one, element.AsArc() != nullptr ? arc : segment);
+            picture.AddPoints({element.StartPoint(), element.EndPoint()}, joint);
         }
         picture.AddLegend("points of the outline", point);
         picture.AddLegend("flat, cone and shank", segment);

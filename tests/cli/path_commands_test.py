@@ -615,6 +615,15 @@ class Tool(PathTest):
         self.assertIn('lower and upper corner', self.text('bull.svg'))
         self.assertIn('tip radius 3', self.expect(DONE, 'tool', 'bull.txt').out)
 
+    def test_cylinder_and_scan(self):
+        tool = self.result('tool', '-', '--tolerance', 0.01, stdin='10 0\n14 0\n14 9\n')['tool']
+        self.assertAlmostEqual(tool['tip_radius'], 4, 4)
+        # Of a tool whose taper was drawn at 0.4 rad, points up to 0.03 off.
+        scan = os.path.join(support.EXAMPLE_DATA, 'scanned_tool.txt')
+        result = self.result('tool', scan, '--tolerance', 0.05)
+        self.assertAlmostEqual(result['tool']['taper_angle'], 0.4, 1)
+        self.assertLess(result['hull_deviation'], 0.05)
+
     def test_no_tool(self):
         self.expect(FILES, 'tool', '-', stdin='1 1\n1 1\n')
         self.expect(FILES, 'tool', '-', stdin='0 0\n1 0\n\n3 3\n4 4\n')

@@ -45,8 +45,6 @@ TEST_F(DrawingPrograms, WrongUseIsToldWithTheRightOne)
         {"contour_solid", {"torus", "x.stl", "--tolerance", "-1"}},
         {"contour_solid", {"torus", "x.stl", "--tolerance", "nan"}},
         {"contour_solid", {"torus", "x.stl", "--far", "1"}},
-        {"fit_tool", {"points", "0"}},
-        {"fit_tool", {"points", "1", "2"}},
         {"tool_positions", {"x.svg"}},
         {"solid_cells", {"part", "1", "4"}},
         {"solid_cells", {"part", "1", "13", "x.svg"}},
@@ -108,8 +106,8 @@ TEST_F(DrawingPrograms, SayWhenTheyCanNotWrite)
         EXPECT_EQ(run.code, c.code);
         EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     }
-    for (const char* program : {"chain_picture", "contact_picture", "fit_tool", "node_masks",
-                                "svg_sampler", "sweep_tool", "tool_positions", "z_curve"}) {
+    for (const char* program : {"chain_picture", "contact_picture", "node_masks", "svg_sampler",
+                                "sweep_tool", "tool_positions", "z_curve"}) {
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
         EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;
@@ -126,24 +124,6 @@ TEST_F(DrawingPrograms, SweepToolTellsWhatItDraws)
     EXPECT_EQ(turning.code, 0);
     EXPECT_NE(turning.errors.find("of these both touch: 0.00"), std::string::npos)
         << turning.errors;
-}
-
-// A plain cylinder of radius 4 and height 9, and the scan that the program makes itself.
-TEST_F(DrawingPrograms, FitToolTellsTheToolOfAnOutline)
-{
-    Support::WriteBytes(folder_ / "cylinder.txt", "10 0\n14 0\n14 9\n");
-    const ProgramRun cylinder = RunExample("fit_tool", {"cylinder.txt", "0.01"}, Folder());
-    EXPECT_EQ(cylinder.code, 0);
-    EXPECT_NE(cylinder.errors.find("tip radius 4.0000"), std::string::npos) << cylinder.errors;
-    EXPECT_NE(cylinder.errors.find("taper height 9.0000"), std::string::npos) << cylinder.errors;
-
-    const ProgramRun scan = RunExample("fit_tool", {}, Folder());
-    EXPECT_EQ(scan.code, 0);
-    EXPECT_NE(scan.errors.find("angle 0.40"), std::string::npos)
-        << scan.errors; // of its taper, drawn as 0.4
-
-    Support::WriteBytes(folder_ / "words.txt", "no points here");
-    EXPECT_EQ(RunExample("fit_tool", {"words.txt"}, Folder()).code, 1);
 }
 
 TEST_F(DrawingPrograms, SolidCellsEncloseTheAreaOfAnOutline)
