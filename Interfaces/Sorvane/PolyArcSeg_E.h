@@ -87,8 +87,10 @@ ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<
 ///
 /// Told from the nearest point and the normal there. Where that point is a corner, the end of one
 /// element and not of an open chain, the normals of the two elements that meet there are added, each at
-/// that element's own point nearest to `point`; a cusp, where they cancel, gives true. `closest`, unless
-/// null, receives the nearest point. An empty chain gives true, NaN false. O(n).
+/// that element's own point nearest to `point`. At a cusp, where they cancel, the curvatures tell the
+/// side, as at the tips of a crescent; a chain that runs back along itself has none, and there the
+/// answer is true. `closest`, unless null, receives the nearest point. An empty chain gives true, NaN
+/// false. O(n).
 ///
 /// The two ends of a joint may lie apart. They are one corner within the floor, the chain's tolerance or
 /// the rounding of the coordinates, whichever is widest, so that a point beyond a sharp tip gets its side
