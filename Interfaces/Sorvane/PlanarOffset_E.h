@@ -96,16 +96,16 @@ enum class PocketEnd : int {
 
 /// The curves at one distance from the walls of a pocket.
 template <class T> struct SORVANE_API PocketRing {
-    T distance = T{0};
-    std::vector<PolyArcSegBase<T>> curves;
+    T distance = T{0};                     ///< from the walls
+    std::vector<PolyArcSegBase<T>> curves; ///< all closed but for center lines of exact fits
 
     friend bool operator==(const PocketRing&, const PocketRing&) = default;
 };
 
 /// The rings that clear a pocket, from the walls inward.
 template <class T> struct SORVANE_API PocketPlan {
-    PocketEnd end = PocketEnd::Stopped;
-    std::vector<PocketRing<T>> rings;
+    PocketEnd end = PocketEnd::Stopped; ///< why there is no further ring
+    std::vector<PocketRing<T>> rings;   ///< from the walls inward
 
     friend bool operator==(const PocketPlan&, const PocketPlan&) = default;
 };
