@@ -36,26 +36,6 @@ double RoundingAt(const Vec2d& point)
     return 64 * std::numeric_limits<double>::epsilon() * (std::fabs(point.x()) + std::fabs(point.y()));
 }
 
-/// Half the sum of the cross products, about the first start.
-double AreaOf(const Chain& chain)
-{
-    if (chain.elements.empty()) {
-        return 0;
-    }
-    const Vec2d base = chain.elements.front().StartPoint();
-    double area = 0;
-    for (const Element& element : chain.elements) {
-        area += 0.5 * ((element.StartPoint() - base) ^ (element.EndPoint() - base));
-        if (const auto* arc = element.AsArc()) {
-            // The segment of the circle between arc and chord.
-            const double radius = Geometry::Radius(*arc);
-            const double angle = radius > 0 ? arc->length / radius : 0;
-            area += 0.5 * radius * radius * (angle - std::sin(angle));
-        }
-    }
-    return area;
-}
-
 Element ElementOf(int kind, const double* values)
 {
     const Vec2d start(values[0], values[1]);
@@ -110,27 +90,6 @@ Chain CheckedChain(const sorvane_chain* chain, double tolerance)
 {
     CheckLength(tolerance, "tolerance");
     return ChainOf(chain);
-}
-
-/// Closed chains of fewer than three elements with joints in the middles of their elements: the linking of offset
-/// curves loses elements between whose ends another one runs.
-Chain WithThreeElements(Chain chain)
-{
-    while (!chain.elements.empty() && chain.elements.size() < 3 && chain.IsClosed()) {
-        std::vector<Element> halves;
-        for (const Element& element : chain.elements) {
-            element.Visit([&](const auto& e) {
-                for (const auto& half : Geometry::Split(e, 0.5, true, 0.0)) {
-                    halves.emplace_back(half);
-                }
-            });
-        }
-        if (halves.size() == chain.elements.size()) {
-            break; // elements without length
-        }
-        chain.elements = std::move(halves);
-    }
-    return chain;
 }
 
 std::vector<double> ParametersOf(const double* parameters, std::size_t count)
@@ -280,7 +239,7 @@ std::unique_ptr<sorvane_chain> NewChain(Chain chain)
         handle->ends.insert(handle->ends.end(), {end.x(), end.y()});
     }
     handle->length = Planar::PolyArcSegParameters(chain, false).back();
-    handle->area = AreaOf(chain);
+    handle->area = Planar::PolyArcSegArea(chain);
     handle->isClosed = chain.IsClosed();
     handle->chain = std::move(chain);
     return handle;
@@ -597,7 +556,7 @@ sorvane_status sorvane_chain_offsets(const sorvane_chain* chain, const double* d
             }
         }
         std::vector<std::vector<Chain>> groups(count);
-        const auto offsets = Planar::PlanarOffsets(WithThreeElements(given), wanted, tolerance);
+        const auto offsets = Planar::WallOffsets<double>({given}, wanted, tolerance);
         for (std::size_t i = 0; i < count && (offsets.size() == wanted.size()); ++i) {
             const auto place = wanted.find(distances[i]);
             if (place == wanted.end()) {

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <string>
 
@@ -151,8 +152,14 @@ public:
             }
         }
         boxes_.resize(edges_.empty() ? 1 : 4 * edges_.size());
+        profiles_.resize(boxes_.size());
         if (!edges_.empty()) {
             Build(0, 0, edges_.size());
+        }
+        for (Profile& profile : profiles_) {
+            for (std::size_t i = 1; i < profile.size(); ++i) {
+                profile[i].winding += profile[i - 1].winding;
+            }
         }
     }
 
@@ -160,17 +167,28 @@ public:
     template <class Touches, class Visitor> void Visit(const Touches& touches, Visitor&& visit) const
     {
         if (!edges_.empty()) {
-            Descend(0, 0, edges_.size(), touches, visit);
+            const auto isTouched = [&](std::size_t node) { return touches(boxes_[node]); };
+            Descend(0, 0, edges_.size(), isTouched, visit);
         }
     }
 
+    /// By how often the loops cross the ray to the right. Where all edges of a node are right of the point,
+    /// their profile tells that, so that a point costs no more for many edges beside it.
     bool Contains(const Vec2d& point) const
     {
         int winding = 0;
-        const auto isRight = [&](const Box& box) {
-            return box.low.y() <= point.y() && point.y() <= box.high.y() && box.high.x() >= point.x();
+        const auto isRight = [&](std::size_t node) {
+            const Box& box = boxes_[node];
+            if (box.low.y() > point.y() || point.y() > box.high.y() || box.high.x() < point.x()) {
+                return false;
+            }
+            if (box.low.x() > point.x()) {
+                winding += WindingAt(profiles_[node], point.y());
+                return false;
+            }
+            return true;
         };
-        Visit(isRight, [&](const Edge& edge) {
+        const auto count = [&](const Edge& edge) {
             const bool isUpward = edge.start.y() <= point.y() && point.y() < edge.end.y();
             const bool isDownward = edge.end.y() <= point.y() && point.y() < edge.start.y();
             if (isUpward && ((edge.end - edge.start) ^ (point - edge.start)) > 0) {
@@ -178,7 +196,10 @@ public:
             } else if (isDownward && ((edge.start - edge.end) ^ (point - edge.end)) > 0) {
                 --winding;
             }
-        });
+        };
+        if (!edges_.empty()) {
+            Descend(0, 0, edges_.size(), isRight, count);
+        }
         return isReversed_ ? winding < 0 : winding > 0;
     }
 
@@ -201,18 +222,62 @@ public:
 private:
     static constexpr std::size_t kLeaf = 4;
 
+    /// From `y` upward edges are crossed this often by a ray to the right (by how much more often, until they
+    /// are summed up): each edge once more from where it starts and once less from where it ends, whichever
+    /// way it runs. Where one edge ends and the next one starts nothing is left of that.
+    struct Step {
+        double y;
+        int winding;
+    };
+    using Profile = std::vector<Step>;
+
+    static int WindingAt(const Profile& profile, double y)
+    {
+        const auto above = std::upper_bound(profile.begin(), profile.end(), y,
+                                            [](double value, const Step& step) { return value < step.y; });
+        return above == profile.begin() ? 0 : std::prev(above)->winding;
+    }
+
+    /// Steps of equal height, which stand side by side, become one, or none.
+    static void Gather(Profile& profile)
+    {
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < profile.size();) {
+            Step step = profile[i];
+            for (++i; i < profile.size() && profile[i].y == step.y; ++i) {
+                step.winding += profile[i].winding;
+            }
+            if (step.winding != 0) {
+                profile[kept++] = step;
+            }
+        }
+        profile.resize(kept);
+        profile.shrink_to_fit();
+    }
+
+    static bool IsBelow(const Step& a, const Step& b) { return a.y < b.y; }
+
     void Build(std::size_t node, std::size_t from, std::size_t to)
     {
         Box box;
+        Box middles; // by which they are parted: long edges one above the other have a common one in x
         for (std::size_t i = from; i < to; ++i) {
             box.Add(edges_[i].start);
             box.Add(edges_[i].end);
+            middles.Add(0.5 * edges_[i].start + 0.5 * edges_[i].end);
         }
         boxes_[node] = box;
+        Profile& profile = profiles_[node];
         if (to - from <= kLeaf) {
+            for (std::size_t i = from; i < to; ++i) {
+                profile.push_back({edges_[i].start.y(), 1});
+                profile.push_back({edges_[i].end.y(), -1});
+            }
+            std::sort(profile.begin(), profile.end(), IsBelow);
+            Gather(profile);
             return;
         }
-        const int axis = box.high.x() - box.low.x() >= box.high.y() - box.low.y() ? 0 : 1;
+        const int axis = middles.high.x() - middles.low.x() >= middles.high.y() - middles.low.y() ? 0 : 1;
         const std::size_t middle = from + (to - from) / 2;
         const auto place = [this](std::size_t i) { return edges_.begin() + static_cast<std::ptrdiff_t>(i); };
         std::nth_element(place(from), place(middle), place(to), [axis](const Edge& a, const Edge& b) {
@@ -220,12 +285,17 @@ private:
         });
         Build(2 * node + 1, from, middle);
         Build(2 * node + 2, middle, to);
+        const Profile& first = profiles_[2 * node + 1];
+        const Profile& second = profiles_[2 * node + 2];
+        profile.reserve(first.size() + second.size());
+        std::merge(first.begin(), first.end(), second.begin(), second.end(), std::back_inserter(profile), IsBelow);
+        Gather(profile);
     }
 
     template <class Touches, class Visitor>
     void Descend(std::size_t node, std::size_t from, std::size_t to, const Touches& touches, Visitor& visit) const
     {
-        if (!touches(boxes_[node])) {
+        if (!touches(node)) {
             return;
         }
         if (to - from <= kLeaf) {
@@ -240,6 +310,7 @@ private:
 
     std::vector<Edge> edges_;
     std::vector<Box> boxes_;
+    std::vector<Profile> profiles_; // of the nodes
     bool isReversed_ = false;
 };
 

@@ -30,7 +30,6 @@ using Drawing::SvgStyle;
 using Drawing::SvgWriter;
 using Element = Planar::ArcSegBase<double>;
 
-constexpr int kMostHalvings = 8;
 /// Rings that are a pocket's, and not an error of the units.
 constexpr double kMostRings = 1e5;
 
@@ -38,34 +37,6 @@ const SvgStyle kSegment{"#1f4e79", "none", 3};
 const SvgStyle kArc{"#d1491b", "none", 3};
 
 const char* const kLinkHelp = "ends of elements within this length are joined";
-
-std::vector<Element> Halves(const Element& element)
-{
-    return element.Visit([](const auto& e) {
-        const auto halves = Geometry::Split(e, 0.5, true, 1e-12);
-        return std::vector<Element>(halves.begin(), halves.end());
-    });
-}
-
-/// The same curve with more joints.
-std::vector<Element> Halved(std::vector<Element> elements, int halvings)
-{
-    for (int i = 0; i < halvings; ++i) {
-        std::vector<Element> halves;
-        for (const Element& element : elements) {
-            const std::vector<Element> both = Halves(element);
-            halves.insert(halves.end(), both.begin(), both.end());
-        }
-        elements = std::move(halves);
-    }
-    return elements;
-}
-
-bool AreClosed(const std::vector<Chain>& curves)
-{
-    return std::all_of(curves.begin(), curves.end(),
-                       [](const Chain& curve) { return curve.IsClosed(); });
-}
 
 Chain Turned(Chain chain)
 {
@@ -114,27 +85,6 @@ Option ChordOption()
 }
 
 // --- offset -------------------------------------------------------------------------------------
-
-/// The curves at a distance. Two elements that connect the same two points lose one, and so a full
-/// circle has no offset and a lens an open one: with more joints they come out whole. What stays
-/// open then is a line that a tool fits along exactly.
-std::vector<Chain> OffsetOf(const Chain& chain, double distance, double tolerance)
-{
-    constexpr int kHalvings = 2; // full circles need three elements
-    const bool isClosed = chain.IsClosed();
-    std::vector<Chain> curves;
-    for (int halvings = isClosed && chain.elements.size() < 3 ? kHalvings : 0;
-         halvings <= kMostHalvings; ++halvings) {
-        Chain finer = chain;
-        finer.elements = Halved(chain.elements, halvings);
-        curves = Planar::PlanarOffset(finer, distance, tolerance);
-        Session::CheckStopped();
-        if (!isClosed || AreClosed(curves)) {
-            break;
-        }
-    }
-    return curves;
-}
 
 std::vector<Chain> InputChains(Session& session, std::vector<Polyline>& points)
 {
@@ -233,7 +183,9 @@ void RunOffset(Session& session)
         double length = 0;
         std::size_t count = 0;
         for (const Chain& chain : chains) {
-            for (Chain& curve : OffsetOf(chain, distance, session.Tolerance())) {
+            auto curves = Planar::WallOffset<double>({chain}, distance, session.Tolerance());
+            Session::CheckStopped();
+            for (Chain& curve : curves) {
                 length += LengthOf(curve);
                 ++count;
                 item["curves"].Add(ChainJson(curve));
@@ -258,22 +210,13 @@ void RunOffset(Session& session)
 
 // --- pocket -------------------------------------------------------------------------------------
 
-/// The walls of a pocket, which lies to the left of all of them.
+/// The walls of a pocket.
 struct Pocket {
     Chain outline;
     std::vector<Chain> islands;
 };
 
-/// The curves at one distance from the walls.
-struct Ring {
-    double distance = 0;
-    std::vector<Chain> curves;
-};
-
-Chain Oriented(Chain chain, double sign)
-{
-    return AreaOf(chain) * sign < 0 ? Turned(std::move(chain)) : chain;
-}
+using Ring = Planar::PocketRing<double>;
 
 /// Does the chain, which runs counter-clockwise, hold the point?
 bool Holds(const Chain& outline, const Vec2d& point)
@@ -293,7 +236,9 @@ Vec2d MiddleOf(const Chain& chain)
 std::vector<Pocket> PocketsOf(std::vector<Chain> chains)
 {
     for (Chain& chain : chains) {
-        chain = Oriented(std::move(chain), 1);
+        if (AreaOf(chain) < 0) {
+            chain = Turned(std::move(chain));
+        }
     }
     std::vector<double> areas;
     for (const Chain& chain : chains) {
@@ -317,7 +262,7 @@ std::vector<Pocket> PocketsOf(std::vector<Chain> chains)
             const bool isInside =
                 std::find(around[k].begin(), around[k].end(), i) != around[k].end();
             if (isInside && around[k].size() == around[i].size() + 1) {
-                pocket.islands.push_back(Turned(chains[k]));
+                pocket.islands.push_back(chains[k]);
             }
         }
         pockets.push_back(std::move(pocket));
@@ -325,93 +270,18 @@ std::vector<Pocket> PocketsOf(std::vector<Chain> chains)
     return pockets;
 }
 
-/// All walls as one chain with a gap from each to the next: then every offset is trimmed by all of
-/// them at once, and comes out whole where the offsets of two walls meet.
-///
-/// A chain has no corner at a gap, so each wall begins and ends in the middle of an element.
-/// Elements are halved `halvings` times, which changes no curve, only where its joints are.
-Chain JoinedWalls(const Pocket& pocket, int halvings)
-{
-    Chain joined;
-    const auto append = [&](const Chain& wall) {
-        joined.tolerance = std::max(joined.tolerance, wall.tolerance);
-        const std::vector<Element> elements = Halved(wall.elements, halvings);
-        const std::vector<Element> first = Halves(elements.front());
-        joined.elements.push_back(first.back());
-        joined.elements.insert(joined.elements.end(), elements.begin() + 1, elements.end());
-        if (first.size() == 2) {
-            joined.elements.push_back(first.front());
-        }
-    };
-    append(pocket.outline);
-    std::for_each(pocket.islands.begin(), pocket.islands.end(), append);
-    return joined;
-}
-
-/// Where islands and walls overlap, walls have offsets where there is no pocket.
-std::vector<Chain> CurvesInPocket(std::vector<Chain> curves, const Pocket& pocket)
-{
-    std::erase_if(curves, [&](const Chain& curve) {
-        const Vec2d start = curve.elements.front().StartPoint();
-        return !Holds(pocket.outline, start) ||
-               !std::all_of(pocket.islands.begin(), pocket.islands.end(),
-                            [&](const Chain& island) { return Holds(island, start); });
-    });
-    return curves;
-}
-
-/// No point of a pocket is farther from its outline than that.
-double FarthestFromWalls(const Chain& outline, double tolerance)
-{
-    const Polyline points = Planar::Tessellate(outline, tolerance);
-    Vec2d low = points.front();
-    Vec2d high = low;
-    for (const Vec2d& p : points) {
-        low = {std::min(low.x(), p.x()), std::min(low.y(), p.y())};
-        high = {std::max(high.x(), p.x()), std::max(high.y(), p.y())};
-    }
-    return 0.5 * std::max(high.x() - low.x(), high.y() - low.y()) + tolerance;
-}
-
 /// Rings at the radius, a step more, and so on until one is empty.
-std::vector<Ring> RingsOf(const Pocket& pocket, double radius, double step, double tolerance)
+std::vector<Ring> RingsOf(Session& session, const Pocket& pocket, double radius, double step)
 {
-    constexpr int kAtOnce = 8;   // distances that are worked on side by side
-    constexpr int kHalvings = 2; // full circles need three elements
-
-    // What has less area than the tool can't hold it; and a line there and back has no inside.
-    if (AreaOf(pocket.outline) < (1 - 1e-9) * kPi<double> * radius * radius) {
-        return {};
+    const auto most = static_cast<int>(kMostRings);
+    auto plan = Planar::PocketRings<double>(pocket.outline, pocket.islands, {radius, step, most},
+                                            session.Tolerance());
+    Session::CheckStopped();
+    if (plan.end == Planar::PocketEnd::BadSteps) {
+        session.RefuseUse("--radius has to be above --tolerance, and --step above the last digit "
+                          "of the coordinates");
     }
-    const Chain walls = JoinedWalls(pocket, kHalvings);
-    const double farthest = FarthestFromWalls(pocket.outline, 0.1 * radius);
-    std::vector<Ring> rings;
-    while (radius + step * static_cast<double>(rings.size()) <= farthest) {
-        std::set<double> distances; // to the left, so negative: the farthest comes first
-        const auto next = static_cast<double>(rings.size());
-        for (int i = 0; i < kAtOnce; ++i) {
-            distances.insert(-(radius + step * (next + i)));
-        }
-        auto offsets = Planar::PlanarOffsets(walls, distances, tolerance);
-        Session::CheckStopped();
-        auto distance = distances.rbegin();
-        for (auto offset = offsets.rbegin(); offset != offsets.rend(); ++offset, ++distance) {
-            std::vector<Chain> curves = CurvesInPocket(std::move(*offset), pocket);
-            if (curves.empty()) {
-                return rings;
-            }
-            // Walls are closed, and so is what a tool runs along them: see `OffsetOf`.
-            for (int halvings = kHalvings + 1; halvings <= kMostHalvings && !AreClosed(curves);
-                 ++halvings) {
-                curves = CurvesInPocket(
-                    Planar::PlanarOffset(JoinedWalls(pocket, halvings), *distance, tolerance),
-                    pocket);
-                Session::CheckStopped();
-            }
-            rings.push_back({-*distance, std::move(curves)});
-        }
-    }
-    return rings;
+    return std::move(plan.rings);
 }
 
 std::vector<Chain> ClosedChains(Session& session, const std::string& input)
@@ -479,10 +349,10 @@ std::vector<Pocket> PocketsOfFiles(Session& session)
         session.RefuseUse(session.Input(0) + " holds several chains; with files of islands the "
                                              "first one holds the outline alone");
     }
-    Pocket pocket{Oriented(std::move(first.front()), 1), {}};
+    Pocket pocket{std::move(first.front()), {}};
     for (std::size_t i = 1; i < session.Inputs().size(); ++i) {
         for (Chain& island : ClosedChains(session, session.Input(i))) {
-            pocket.islands.push_back(Oriented(std::move(island), -1));
+            pocket.islands.push_back(std::move(island));
         }
     }
     return {std::move(pocket)};
@@ -574,7 +444,7 @@ void RunPocket(Session& session)
             session.RefuseUse("--step: this may make more than " + NumberText(kMostRings) +
                               " rings; mind its unit and that of --radius");
         }
-        std::vector<Ring> own = RingsOf(pocket, radius, step, session.Tolerance());
+        std::vector<Ring> own = RingsOf(session, pocket, radius, step);
         rings.resize(std::max(rings.size(), own.size()));
         for (std::size_t i = 0; i < own.size(); ++i) {
             rings[i].distance = own[i].distance;

@@ -423,24 +423,7 @@ double AreaOf(const Loops& loops)
     return area;
 }
 
-double AreaOf(const Chain& chain)
-{
-    if (chain.elements.empty()) {
-        return 0;
-    }
-    const Vec2d origin = chain.elements.front().StartPoint();
-    double area = 0;
-    for (const auto& element : chain.elements) {
-        area += ((element.StartPoint() - origin) ^ (element.EndPoint() - origin)) / 2;
-        if (const auto* const arc = element.AsArc(); arc != nullptr) {
-            // What lies between the arc and its chord.
-            const double radius = Velk::Math::Vector::Length(arc->start - arc->center);
-            const double sweep = radius > 0 ? arc->length / radius : 0;
-            area += radius * radius * (sweep - std::sin(sweep)) / 2;
-        }
-    }
-    return area;
-}
+double AreaOf(const Chain& chain) { return Planar::PolyArcSegArea(chain); }
 
 double LengthOf(const Chain& chain) { return Planar::PolyArcSegParameters(chain, false).back(); }
 

@@ -1,8 +1,8 @@
-// Clears a pocket by rings: offsets of its wall, a step more each, until nothing is left.
+// Clears a pocket by rings along its wall, a step more each, until nothing is left.
 //
 //   pocket CHAIN.txt RADIUS
 //
-// The file holds a closed chain of arcs and segments, counter-clockwise. Exit codes: 0 done, 1 the
+// The file holds a closed chain of arcs and segments. Exit codes: 0 done, 1 the
 // file holds no closed chain, 2 wrong use, 3 a tool of that radius does not fit in.
 
 #include "Arguments.h"
@@ -10,8 +10,8 @@
 #include <Sorvane/PlanarOffset_E.h>
 #include <Sorvane/PolyArcSeg_E.h>
 
+#include <cstddef>
 #include <cstdio>
-#include <set>
 
 using namespace Velk::Math::Sorvane;
 
@@ -27,19 +27,15 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "%s: holds no closed chain, or can't be read\n", argv[1]);
         return 1;
     }
-    std::set<double> distances; // negative: to the left of travel, which is the inside
-    for (int ring = 1; ring <= 16; ++ring) {
-        distances.insert(-*radius * ring);
-    }
-    constexpr double kTolerance = 1e-6;
-    const auto offsets = Planar::PlanarOffsets(wall, distances, kTolerance);
-    int rings = 0;
-    for (auto curves = offsets.rbegin(); curves != offsets.rend() && !curves->empty(); ++curves) {
+    constexpr int kMostRings = 16;
+    const auto plan = Planar::PocketRings<double>(wall, {}, {*radius, *radius, kMostRings}, 1e-6);
+    for (std::size_t i = 0; i < plan.rings.size(); ++i) {
         double length = 0;
-        for (const auto& curve : *curves) {
+        for (const auto& curve : plan.rings[i].curves) {
             length += Planar::PolyArcSegParameters(curve, false).back();
         }
-        std::printf("ring %d: %zu curves, length %.6g\n", ++rings, curves->size(), length);
+        std::printf("ring %zu: %zu curves, length %.6g\n", i + 1, plan.rings[i].curves.size(),
+                    length);
     }
-    return rings > 0 ? 0 : 3;
+    return plan.rings.empty() ? 3 : 0;
 }

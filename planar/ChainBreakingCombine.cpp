@@ -61,13 +61,6 @@ private:
     int count_ = 0;
 };
 
-/// The vertices at the two ends of an element.
-struct Link {
-    int element;
-    int from;
-    int to;
-};
-
 /// A connection as one of its vertices sees it.
 struct Neighbor {
     int vertex;
@@ -77,7 +70,7 @@ struct Neighbor {
 /// Which vertices are connected, by which element, and which connections are left.
 class VertexGraph {
 public:
-    VertexGraph(const std::vector<Link>& links, int vertexCount, std::size_t elementCount)
+    VertexGraph(const std::vector<ElementLink>& links, int vertexCount, std::size_t elementCount)
         : isUsed_(elementCount, 0), left_(static_cast<std::size_t>(vertexCount), 0),
           cursor_(static_cast<std::size_t>(vertexCount), 0)
     {
@@ -85,7 +78,7 @@ public:
         // the neighbors of a vertex ascend, and the elements of one connection do.
         const auto count = static_cast<std::size_t>(vertexCount);
         const Buckets byNeighbor(count, [&](const auto& put) {
-            for (const Link& link : links) {
+            for (const ElementLink& link : links) {
                 put(link.to, Neighbor{link.from, link.element});
                 put(link.from, Neighbor{link.to, link.element});
             }
@@ -205,6 +198,17 @@ public:
         }
     }
 
+    /// Appends the element at the end in its own direction, or leaves it out where it does not fit.
+    void Follow(const ArcSegBase<T>& element, const VecBase<2, T>& end)
+    {
+        if (ahead_.empty()) {
+            Add(element, end);
+        } else if (!AppendAtFront(element, end, static_cast<double>(reach_)) &&
+                   bridge_ > static_cast<double>(reach_)) {
+            hasBridged_ = AppendAtFront(element, end, bridge_) || hasBridged_;
+        }
+    }
+
     /// Its tolerance is the one given, unless rounding or a bridge keeps joints farther apart.
     PolyArcSegBase<T> Finished() const
     {
@@ -291,13 +295,12 @@ private:
     VecBase<2, T> front_; // where the chain ends, as it is turned now
 };
 
-/// Elements that connect two different vertices.
 template <class T>
-std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
-                          const std::vector<VecBase<2, T>>& ends, VertexNumbers<T>& vertices)
+ElementLinks LinksOf(const std::vector<ArcSegBase<T>>& elements,
+                     const std::vector<VecBase<2, T>>& ends, VertexNumbers<T>& vertices)
 {
-    std::vector<Link> links;
-    links.reserve(elements.size());
+    ElementLinks result;
+    result.links.reserve(elements.size());
     for (std::size_t i = 0; i < elements.size(); ++i) {
         if (!(SizeOf(elements[i]) <= Math::Impl::kLargestCoordinate) ||
             !Math::Impl::IsFinite(ends[i])) {
@@ -305,11 +308,9 @@ std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
         }
         const int from = vertices.Of(elements[i].StartPoint());
         const int to = vertices.Of(ends[i]);
-        if (from != to) {
-            links.push_back({static_cast<int>(i), from, to});
-        }
+        (from != to ? result.links : result.loops).push_back({static_cast<int>(i), from, to});
     }
-    return links;
+    return result;
 }
 
 } // namespace
@@ -325,7 +326,7 @@ std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBas
         return {}; // all ends are one vertex
     }
     VertexNumbers<T> vertices(2 * elements.size(), reach);
-    const std::vector<Link> links = LinksOf(elements, ends, vertices);
+    const std::vector<ElementLink> links = LinksOf(elements, ends, vertices).links;
     VertexGraph graph(links, vertices.Count(), elements.size());
     std::vector<PolyArcSegBase<T>> chains;
     for (int start = graph.NextStart(); start >= 0; start = graph.NextStart()) {
@@ -337,6 +338,29 @@ std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBas
         chains.push_back(chain.Finished());
     }
     return chains;
+}
+
+Impl::ElementLinks Impl::LinksOfElements(const std::vector<ArcSegBase<double>>& elements,
+                                         const std::vector<Vec2d>& ends, double tol)
+{
+    const double reach = Reach(tol, elements);
+    if (!Math::Impl::IsFinite(reach)) {
+        return {};
+    }
+    VertexNumbers<double> vertices(2 * elements.size(), reach);
+    ElementLinks result = LinksOf(elements, ends, vertices);
+    result.vertexCount = vertices.Count();
+    return result;
+}
+
+PolyArcSegBase<double> Impl::ChainInOrder(const std::vector<ArcSegBase<double>>& elements,
+                                          const std::vector<Vec2d>& ends, double tol, double bridge)
+{
+    GrowingChain<double> chain(AtLeastZero(tol), Reach(tol, elements), bridge);
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        chain.Follow(elements[i], ends[i]);
+    }
+    return chain.Finished();
 }
 
 template <class T>

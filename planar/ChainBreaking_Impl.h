@@ -29,4 +29,26 @@ std::vector<PolyArcSegBase<T>> CombineWithEnds(const std::vector<ArcSegBase<T>>&
                                                const std::vector<VecBase<2, T>>& ends, T tol,
                                                double bridge);
 
+/// An element and the vertices at its two ends.
+struct ElementLink {
+    int element;
+    int from;
+    int to;
+};
+
+/// Vertices of elements whose ends are known, as `CombineArcsSegs` makes them of ends within `tol`.
+/// Elements that are not finite are left out.
+struct ElementLinks {
+    std::vector<ElementLink> links; // of two vertices
+    std::vector<ElementLink> loops; // of a vertex with itself, however short
+    int vertexCount = 0;
+};
+ElementLinks LinksOfElements(const std::vector<ArcSegBase<double>>& elements,
+                             const std::vector<VecBase<2, double>>& ends, double tol);
+
+/// One chain of elements in their order and directions, joined as `CombineWithEnds` joins them.
+PolyArcSegBase<double> ChainInOrder(const std::vector<ArcSegBase<double>>& elements,
+                                    const std::vector<VecBase<2, double>>& ends, double tol,
+                                    double bridge);
+
 } // namespace Velk::Math::Sorvane::Planar::Impl

@@ -17,13 +17,16 @@
 #include "planar/ChainBreaking_Impl.h"
 #include "planar/ChainElement_Impl.h"
 #include "planar/CutPieces_Impl.h"
+#include "planar/PlanarOffsetLinks_Impl.h"
 #include "planar/PlanarOffsetRaw_Impl.h"
 #include "planar/PlanarOffsetSource_Impl.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <memory>
+#include <span>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Planar {
@@ -71,12 +74,6 @@ ArcBase<double> Joined(const std::vector<ArcBase<double>>& pieces, std::size_t f
     }
     return joined;
 }
-
-/// Pieces, and where each ends.
-struct KeptPieces {
-    std::vector<ArcSegBase<double>> elements;
-    std::vector<Vec2d> ends;
-};
 
 /// Tells which pieces the chain comes too near to.
 class Trim {
@@ -141,6 +138,27 @@ ArcSegBase<T> Placed(const ArcBase<double>& arc, const Vec2d& origin)
                       static_cast<T>(arc.length)};
 }
 
+/// The tolerance of a placed chain: where a gap of a joint was just within it and rounding has made
+/// it wider, what the joint needs.
+template <class T>
+T PlacedTolerance(const PolyArcSegBase<T>& chain, double tolerance, double rounding)
+{
+    const double usual = std::max(tolerance, rounding);
+    double widest = usual;
+    for (std::size_t i = 0; i < chain.elements.size(); ++i) {
+        const std::size_t next = i + 1 < chain.elements.size() ? i + 1 : 0;
+        const double gap =
+            Distance(chain.elements[i].EndPoint(), chain.elements[next].StartPoint());
+        if (gap <= usual + 2 * rounding) { // else the chain is open there
+            widest = std::max(widest, gap);
+        }
+    }
+    const T placed = static_cast<T>(usual);
+    return widest > static_cast<double>(placed)
+               ? std::nextafter(static_cast<T>(widest), std::numeric_limits<T>::max())
+               : placed;
+}
+
 /// The elements where the caller's chain is, in T.
 template <class T>
 Chains<T> PlacedChains(const Chains<double>& chains, const Vec2d& origin)
@@ -155,14 +173,24 @@ Chains<T> PlacedChains(const Chains<double>& chains, const Vec2d& origin)
                 element.Visit([&](const auto& e) { return Placed<T>(e, origin); }));
             size = std::max(size, SizeOf(chain.elements.back()));
         }
-        chain.tolerance = static_cast<T>(std::max(chains[i].tolerance, RoundingAt<T>(size)));
+        chain.tolerance = PlacedTolerance(chain, chains[i].tolerance, RoundingAt<T>(size));
     }
     return result;
 }
 
+/// How what is left of the parallels becomes chains.
+enum class Linking {
+    /// For chains of one or two elements as loose ones are combined, which keeps one between two
+    /// vertices and none of a vertex with itself; in their directions for others.
+    LikeLooseElements,
+    /// In their directions, whatever the chain.
+    Directed
+};
+
 /// The offset at `distance` > 0.
 template <class T>
-Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol)
+Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol,
+                        Linking linking)
 {
     const double rounding = RoundingAt<double>(source.Size() + distance);
     const double limit = distance - (kTrimFloor + 2 * source.JointGap() + rounding);
@@ -190,7 +218,10 @@ Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol)
     trim.AppendKept(raw.segments, segmentCount, hasOthers ? segments : raw.segments, kept);
     trim.AppendKept(raw.arcs, arcCount, hasOthers ? arcs : raw.arcs, kept);
     const double link = std::max({kLinkFraction * tol, 4 * source.JointGap(), rounding});
-    return PlacedChains<T>(CombineWithEnds(kept.elements, kept.ends, link, kLinkBridge * link),
+    const double bridge = kLinkBridge * link;
+    return PlacedChains<T>(linking == Linking::LikeLooseElements && source.Count() < 3
+                               ? CombineWithEnds(kept.elements, kept.ends, link, bridge)
+                               : LinkedPieces(kept, link, bridge, tol),
                            source.Center());
 }
 
@@ -204,22 +235,60 @@ PolyArcSegBase<T> Reversed(PolyArcSegBase<T> chain)
     return chain;
 }
 
+/// The offsets at each of the distances, which ascend, worked on side by side. `copyOf(isNegative)`
+/// gives the curves at a distance within the tolerance.
+template <class T, class CopyOf>
+std::vector<Chains<T>> OffsetsAt(std::span<const PolyArcSegBase<T>> chains,
+                                 const std::vector<T>& ascending, T reach, Linking linking,
+                                 const CopyOf& copyOf)
+{
+    std::vector<Chains<T>> result(ascending.size());
+    const bool hasElements = std::any_of(chains.begin(), chains.end(),
+                                         [](const auto& chain) { return !chain.elements.empty(); });
+    const auto isWorkedOn = [&](T distance, bool isNegative) {
+        return std::isfinite(distance) && (distance < T{0}) == isNegative &&
+               std::fabs(distance) > reach && hasElements;
+    };
+    std::unique_ptr<const OffsetSource> sources[2];
+    for (const bool isNegative : {false, true}) {
+        if (std::any_of(ascending.begin(), ascending.end(),
+                        [&](T distance) { return isWorkedOn(distance, isNegative); })) {
+            sources[isNegative ? 1 : 0] =
+                std::make_unique<const OffsetSource>(chains, isNegative, reach);
+        }
+    }
+    Progress::Impl::Share share(ascending.size());
+    Parallel::Impl::ApplyParallel(std::size_t{0}, ascending.size(), [&](std::size_t i) {
+        const T distance = ascending[i];
+        const bool isNegative = distance < T{0};
+        if (isWorkedOn(distance, isNegative)) {
+            result[i] = TrimmedOffset<T>(*sources[isNegative ? 1 : 0],
+                                         std::fabs(static_cast<double>(distance)),
+                                         static_cast<double>(reach), linking);
+        } else if (std::isfinite(distance)) {
+            result[i] = copyOf(isNegative);
+        }
+        share.Done();
+    });
+    return result;
+}
+
+template <class T>
+std::vector<T> Ascending(const std::set<T>& distances)
+{
+    return {distances.begin(), distances.end()};
+}
+
 } // namespace
 
 template <class T>
 std::vector<PolyArcSegBase<T>> PlanarOffset(const PolyArcSegBase<T>& chain, T distance, T tol)
 {
     return Progress::Impl::Stoppable([&]() -> Chains<T> {
-        const T reach = AtLeastZero(tol);
-        if (!std::isfinite(distance)) {
-            return {};
-        }
-        if (std::fabs(distance) <= reach || chain.elements.empty()) {
-            return {chain};
-        }
-        const OffsetSource source(chain, distance < T{0}, reach);
-        return TrimmedOffset<T>(source, std::fabs(static_cast<double>(distance)),
-                                static_cast<double>(reach));
+        return std::move(
+            OffsetsAt<T>({&chain, 1}, {distance}, AtLeastZero(tol), Linking::LikeLooseElements, [&](bool) {
+                return Chains<T>{chain};
+            }).front());
     });
 }
 
@@ -228,39 +297,36 @@ std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T
                                                           std::set<T> distances, T tol)
 {
     return Progress::Impl::Stoppable(
-        [&]() -> std::vector<Chains<T>> {
-            const T reach = AtLeastZero(tol);
-            const std::vector<T> ascending(distances.begin(), distances.end());
-            std::vector<Chains<T>> result(ascending.size());
-            const auto isWorkedOn = [&](T distance, bool isNegative) {
-                return std::isfinite(distance) && (distance < T{0}) == isNegative &&
-                       std::fabs(distance) > reach && !chain.elements.empty();
-            };
-            std::unique_ptr<const OffsetSource> sources[2];
-            for (const bool isNegative : {false, true}) {
-                if (std::any_of(ascending.begin(), ascending.end(),
-                                [&](T distance) { return isWorkedOn(distance, isNegative); })) {
-                    sources[isNegative ? 1 : 0] =
-                        std::make_unique<const OffsetSource>(chain, isNegative, reach);
-                }
-            }
-            Progress::Impl::Share share(ascending.size());
-            Parallel::Impl::ApplyParallel(std::size_t{0}, ascending.size(), [&](std::size_t i) {
-                share.Done();
-                const T distance = ascending[i];
-                if (!std::isfinite(distance)) {
-                    return;
-                }
-                const bool isNegative = distance < T{0};
-                if (isWorkedOn(distance, isNegative)) {
-                    result[i] = TrimmedOffset<T>(*sources[isNegative ? 1 : 0],
-                                                 std::fabs(static_cast<double>(distance)),
-                                                 static_cast<double>(reach));
-                } else {
-                    result[i].push_back(isNegative ? Reversed(chain) : chain);
-                }
-            });
-            return result;
+        [&] {
+            return OffsetsAt<T>(
+                {&chain, 1}, Ascending(distances), AtLeastZero(tol), Linking::LikeLooseElements,
+                [&](bool isNegative) { return Chains<T>{isNegative ? Reversed(chain) : chain}; });
+        },
+        [&] { return std::vector<Chains<T>>(distances.size()); });
+}
+
+template <class T>
+std::vector<PolyArcSegBase<T>> WallOffset(const std::vector<PolyArcSegBase<T>>& walls, T distance,
+                                          T tol)
+{
+    return Progress::Impl::Stoppable(
+        [&]() -> Chains<T> { return std::move(WallOffsets(walls, {distance}, tol).front()); });
+}
+
+template <class T>
+std::vector<std::vector<PolyArcSegBase<T>>> WallOffsets(const std::vector<PolyArcSegBase<T>>& walls,
+                                                        std::set<T> distances, T tol)
+{
+    return Progress::Impl::Stoppable(
+        [&] {
+            return OffsetsAt<T>(walls, Ascending(distances), AtLeastZero(tol),
+                                Linking::Directed, [&](bool) {
+                                    Chains<T> copies = walls;
+                                    std::erase_if(copies, [](const PolyArcSegBase<T>& wall) {
+                                        return wall.elements.empty();
+                                    });
+                                    return copies;
+                                });
         },
         [&] { return std::vector<Chains<T>>(distances.size()); });
 }
@@ -268,7 +334,9 @@ std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T
 // clang-format off
 #define SORVANE_INSTANTIATE(T) \
     template std::vector<PolyArcSegBase<T>> PlanarOffset(const PolyArcSegBase<T>&, T, T); \
-    template std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T>&, std::set<T>, T);
+    template std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T>&, std::set<T>, T); \
+    template std::vector<PolyArcSegBase<T>> WallOffset(const std::vector<PolyArcSegBase<T>>&, T, T); \
+    template std::vector<std::vector<PolyArcSegBase<T>>> WallOffsets(const std::vector<PolyArcSegBase<T>>&, std::set<T>, T);
 // clang-format on
 SORVANE_INSTANTIATE(float)
 SORVANE_INSTANTIATE(double)

@@ -43,28 +43,8 @@ public:
 
     RawOffset Build()
     {
-        const std::size_t count = source_.Count();
-        Parallel first;
-        Parallel previous;
-        for (std::size_t i = 0; i < count; ++i) {
-            const Parallel own = AddParallel(i, distance_, raw_.segments, raw_.arcs);
-            if (i > 0 && source_.IsJoined(i)) {
-                AddCorner(i, previous, own);
-            } else if (i > 0) {
-                AddTurn(source_.End(i - 1), source_[i - 1].EndTangent(), i - 1);
-                AddTurn(source_.Start(i), source_[i].StartTangent(), i);
-            }
-            if (!source_.IsSimple()) {
-                AddParallel(i, -distance_, raw_.cuttingSegments, raw_.cuttingArcs);
-            }
-            previous = own;
-            first = i == 0 ? own : first;
-        }
-        if (source_.IsClosed()) {
-            AddCorner(0, previous, first);
-        } else if (count > 0) {
-            AddTurn(source_.Start(0), source_[0].StartTangent(), 0);
-            AddTurn(source_.End(count - 1), source_[count - 1].EndTangent(), count - 1);
+        for (const OffsetSource::Range& chain : source_.ChainRanges()) {
+            AddChain(chain);
         }
         return std::move(raw_);
     }
@@ -76,6 +56,35 @@ private:
         Vec2d start;
         Vec2d end;
     };
+
+    void AddChain(const OffsetSource::Range& chain)
+    {
+        Parallel first;
+        Parallel previous;
+        bool isClosed = source_.IsJoined(chain.first);
+        for (std::size_t i = chain.first; i < chain.last; ++i) {
+            const Parallel own = AddParallel(i, distance_, raw_.segments, raw_.arcs);
+            if (i > chain.first && source_.IsJoined(i)) {
+                AddCorner(i, i - 1, previous, own);
+            } else if (i > chain.first) {
+                AddTurn(source_.End(i - 1), source_[i - 1].EndTangent(), i - 1);
+                AddTurn(source_.Start(i), source_[i].StartTangent(), i);
+                isClosed = false;
+            }
+            if (!source_.IsSimple()) {
+                AddParallel(i, -distance_, raw_.cuttingSegments, raw_.cuttingArcs);
+            }
+            previous = own;
+            first = i == chain.first ? own : first;
+        }
+        if (isClosed) {
+            AddCorner(chain.first, chain.last - 1, previous, first);
+        } else {
+            AddTurn(source_.Start(chain.first), source_[chain.first].StartTangent(), chain.first);
+            AddTurn(source_.End(chain.last - 1), source_[chain.last - 1].EndTangent(),
+                    chain.last - 1);
+        }
+    }
 
     /// The parallel of element i, put into one of the lists unless it is ruled out.
     Parallel AddParallel(std::size_t i, double distance, std::vector<SegBase<double>>& segments,
@@ -108,9 +117,10 @@ private:
         return {parallel.start, end};
     }
 
-    /// The arc about the start of element i from the parallel before to its own. It is made on the
-    /// inner side too, unless it can be told that the chain comes too near all along it.
-    void AddCorner(std::size_t i, const Parallel& before, const Parallel& own)
+    /// The arc about the start of element i from the parallel of element `last` before it to its
+    /// own. It is made on the inner side too, unless it can be told that the chain comes too near
+    /// all along it.
+    void AddCorner(std::size_t i, std::size_t last, const Parallel& before, const Parallel& own)
     {
         if (Matches(before.end, own.start, samePoint_)) {
             return;
@@ -123,7 +133,6 @@ private:
             angle = std::fabs(angle); // round the tip: the parallel lies on the right of travel
         }
         const double length = angle * Vector::Length(from);
-        const std::size_t last = i > 0 ? i - 1 : source_.Count() - 1;
         if (angle < 0) {
             if (!source_.IsSimple()) {
                 raw_.cuttingArcs.push_back({corner, corner - from, length});

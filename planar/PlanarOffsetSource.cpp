@@ -67,17 +67,19 @@ bool IsCurve(const ArcSegBase<T>& element)
 
 /// Middle of the box round the starts of usable elements.
 template <class T>
-Vec2d MiddleOf(const std::vector<ArcSegBase<T>>& elements)
+Vec2d MiddleOf(std::span<const PolyArcSegBase<T>> chains)
 {
     constexpr double kFar = std::numeric_limits<double>::infinity();
     Vec2d low(kFar, kFar);
     Vec2d high(-kFar, -kFar);
-    for (const ArcSegBase<T>& element : elements) {
-        if (IsCurve(element)) {
-            const Vec2d start = Widened(element.StartPoint());
-            for (int axis = 0; axis < 2; ++axis) {
-                low[axis] = std::min(low[axis], start[axis]);
-                high[axis] = std::max(high[axis], start[axis]);
+    for (const PolyArcSegBase<T>& chain : chains) {
+        for (const ArcSegBase<T>& element : chain.elements) {
+            if (IsCurve(element)) {
+                const Vec2d start = Widened(element.StartPoint());
+                for (int axis = 0; axis < 2; ++axis) {
+                    low[axis] = std::min(low[axis], start[axis]);
+                    high[axis] = std::max(high[axis], start[axis]);
+                }
             }
         }
     }
@@ -229,22 +231,37 @@ OffsetSource::Shape OffsetSource::ShapeOf(const ArcSegBase<double>& element)
 }
 
 template <class T>
-OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T tol)
-    : center_(MiddleOf(chain.elements))
+OffsetSource::OffsetSource(std::span<const PolyArcSegBase<T>> chains, bool isReversed, T tol)
+    : center_(MiddleOf(chains))
 {
-    elements_.reserve(chain.elements.size());
-    double farthest = 0.0;
-    for (const ArcSegBase<T>& element : chain.elements) {
-        if (IsCurve(element)) {
-            elements_.push_back(
-                element.Visit([&](const auto& e) { return Moved(Wide(e), -center_); }));
-            farthest = std::max(farthest, SizeOf(element));
-        }
+    std::size_t count = 0;
+    for (const PolyArcSegBase<T>& chain : chains) {
+        count += chain.elements.size();
     }
-    if (isReversed) {
-        std::reverse(elements_.begin(), elements_.end());
-        for (ArcSegBase<double>& element : elements_) {
-            element.Reverse();
+    elements_.reserve(count);
+    std::vector<double> closings; // of each chain, how far apart its two ends may lie
+    for (const PolyArcSegBase<T>& chain : chains) {
+        const std::size_t first = elements_.size();
+        double farthest = 0.0;
+        for (const ArcSegBase<T>& element : chain.elements) {
+            if (IsCurve(element)) {
+                elements_.push_back(
+                    element.Visit([&](const auto& e) { return Moved(Wide(e), -center_); }));
+                farthest = std::max(farthest, SizeOf(element));
+            }
+        }
+        if (elements_.size() == first) {
+            continue;
+        }
+        chains_.push_back({first, elements_.size()});
+        // Ends of arcs are derived in T by whoever laid the chain, where the chain itself is.
+        closings.push_back(
+            std::max(static_cast<double>(AtLeastZero(chain.tolerance)), RoundingAt<T>(farthest)));
+        if (isReversed) {
+            std::reverse(elements_.begin() + static_cast<std::ptrdiff_t>(first), elements_.end());
+            for (std::size_t i = first; i < elements_.size(); ++i) {
+                elements_[i].Reverse();
+            }
         }
     }
 
@@ -263,18 +280,18 @@ OffsetSource::OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T to
     }
     boxes_ = Tree::Impl::BoxHierarchy<2, double>(boxes, Tree::Impl::HierarchyCut::Order);
 
-    // Ends of arcs are derived in T by whoever laid the chain, where the chain itself is.
-    const double closing =
-        std::max(static_cast<double>(AtLeastZero(chain.tolerance)), RoundingAt<T>(farthest));
-    const double reach = std::max(static_cast<double>(AtLeastZero(tol)), closing);
-    isClosed_ = !elements_.empty();
-    for (std::size_t i = 0; i < elements_.size(); ++i) {
-        const std::size_t before = i > 0 ? i - 1 : elements_.size() - 1;
-        const double gap = Distance(shapes_[before].end, shapes_[i].start);
-        shapes_[i].isJoined = gap <= (i > 0 ? reach : closing);
-        isClosed_ = isClosed_ && shapes_[i].isJoined;
-        if (shapes_[i].isJoined) {
-            jointGap_ = std::max(jointGap_, gap);
+    isClosed_ = chains_.size() == 1;
+    for (std::size_t number = 0; number < chains_.size(); ++number) {
+        const auto [first, last] = chains_[number];
+        const double reach = std::max(static_cast<double>(AtLeastZero(tol)), closings[number]);
+        for (std::size_t i = first; i < last; ++i) {
+            const std::size_t before = i > first ? i - 1 : last - 1;
+            const double gap = Distance(shapes_[before].end, shapes_[i].start);
+            shapes_[i].isJoined = gap <= (i > first ? reach : closings[number]);
+            isClosed_ = isClosed_ && shapes_[i].isJoined;
+            if (shapes_[i].isJoined) {
+                jointGap_ = std::max(jointGap_, gap);
+            }
         }
     }
     isSimple_ = isClosed_ && !MeetsItself(boxes);
@@ -306,7 +323,7 @@ bool OffsetSource::IsNearerThan(double distance, const Vec2d& start, const Vec2d
     });
 }
 
-template OffsetSource::OffsetSource(const PolyArcSegBase<float>&, bool, float);
-template OffsetSource::OffsetSource(const PolyArcSegBase<double>&, bool, double);
+template OffsetSource::OffsetSource(std::span<const PolyArcSegBase<float>>, bool, float);
+template OffsetSource::OffsetSource(std::span<const PolyArcSegBase<double>>, bool, double);
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

@@ -1,5 +1,5 @@
-// A chain prepared for offsets: in `double`, about its own center, with an index that tells whether
-// it comes nearer to a point than a distance.
+// Chains prepared for offsets: in `double`, about their own center, with an index that tells
+// whether they come nearer to a point than a distance.
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
@@ -8,25 +8,36 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Planar::Impl {
 
-/// Elements that aren't finite, or so short that they have no direction, are left out.
+/// The elements of all chains, one after the other. Elements that aren't finite, or so short that
+/// they have no direction, are left out.
 class OffsetSource {
 public:
     /// `tol`: how far apart ends may lie that are nevertheless one joint, if the chain's own
     /// tolerance isn't wider.
     template <class T>
-    OffsetSource(const PolyArcSegBase<T>& chain, bool isReversed, T tol);
+    OffsetSource(std::span<const PolyArcSegBase<T>> chains, bool isReversed, T tol);
 
     std::size_t Count() const { return elements_.size(); }
     const ArcSegBase<double>& operator[](std::size_t i) const { return elements_[i]; }
+    /// Is it one chain, and that closed?
     bool IsClosed() const { return isClosed_; }
-    /// Is the chain closed and without places where it crosses or touches itself, joints included?
-    /// Its two sides are the inside and the outside then.
+    /// Is it closed and without places where it crosses or touches itself, joints included? Its two
+    /// sides are the inside and the outside then.
     bool IsSimple() const { return isSimple_; }
-    /// Does element i start where the one before ends? Of the first: is the chain closed?
+
+    /// Elements `first` up to but not including `last`.
+    struct Range {
+        std::size_t first;
+        std::size_t last;
+    };
+    /// The elements of each chain, none of them empty.
+    const std::vector<Range>& ChainRanges() const { return chains_; }
+    /// Does element i start where the one before ends? Of the first one of a chain: is that closed?
     bool IsJoined(std::size_t i) const { return shapes_[i].isJoined; }
     const Vec2d& Start(std::size_t i) const { return shapes_[i].start; }
     const Vec2d& End(std::size_t i) const { return shapes_[i].end; }
@@ -68,6 +79,7 @@ private:
 
     std::vector<ArcSegBase<double>> elements_;
     std::vector<Shape> shapes_;
+    std::vector<Range> chains_;
     Tree::Impl::BoxHierarchy<2, double> boxes_;
     Vec2d center_;
     double size_ = 0.0;
@@ -76,7 +88,7 @@ private:
     bool isSimple_ = false;
 };
 
-extern template OffsetSource::OffsetSource(const PolyArcSegBase<float>&, bool, float);
-extern template OffsetSource::OffsetSource(const PolyArcSegBase<double>&, bool, double);
+extern template OffsetSource::OffsetSource(std::span<const PolyArcSegBase<float>>, bool, float);
+extern template OffsetSource::OffsetSource(std::span<const PolyArcSegBase<double>>, bool, double);
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

@@ -1,4 +1,4 @@
-// Length parameters along a chain: at the joints, of points, and back.
+// Length parameters along a chain: at the joints, of points, and back; the area of a chain.
 
 #include <Sorvane/PolyArcSeg_E.h>
 
@@ -191,13 +191,39 @@ std::vector<bool> PointsAtParametersOnPolyArcSeg(const PolyArcSegBase<T>& chain,
     return areOnChain;
 }
 
-#define SORVANE_INSTANTIATE(T)                                                                 \
-    template std::vector<T> PolyArcSegParameters(const PolyArcSegBase<T>&, bool);              \
-    template T PointParameterOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&, T);  \
-    template std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>&,              \
-                                                        const std::vector<VecBase<2, T>>&, T); \
+template <class T>
+T PolyArcSegArea(const PolyArcSegBase<T>& chain)
+{
+    if (chain.elements.empty()) {
+        return T{0};
+    }
+    const Vec2d base = Widened(chain.elements.front().StartPoint());
+    const auto at = [&](const VecBase<2, T>& point) { return Widened(point) - base; };
+    double area = 0.0;
+    Vec2d before = at(chain.elements.back().EndPoint());
+    for (const ArcSegBase<T>& element : chain.elements) {
+        const Vec2d start = at(element.StartPoint());
+        const Vec2d end = at(element.EndPoint());
+        area += 0.5 * ((before ^ start) + (start ^ end));
+        before = end;
+        if (const ArcBase<T>* const arc = element.AsArc()) {
+            // Between the arc and its chord, by the angle.
+            const double radius = Distance(arc->center, arc->start);
+            const double sweep = radius > 0 ? static_cast<double>(arc->length) / radius : 0.0;
+            area += 0.5 * radius * radius * (sweep - std::sin(sweep));
+        }
+    }
+    return static_cast<T>(area);
+}
+
+#define SORVANE_INSTANTIATE(T)                                                                     \
+    template std::vector<T> PolyArcSegParameters(const PolyArcSegBase<T>&, bool);                  \
+    template T PolyArcSegArea(const PolyArcSegBase<T>&);                                           \
+    template T PointParameterOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&, T);      \
+    template std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>&,                  \
+                                                        const std::vector<VecBase<2, T>>&, T);     \
     template bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>&, T, bool, VecBase<2, T>&); \
-    template std::vector<bool> PointsAtParametersOnPolyArcSeg(                                 \
+    template std::vector<bool> PointsAtParametersOnPolyArcSeg(                                     \
         const PolyArcSegBase<T>&, const std::vector<T>&, bool, std::vector<VecBase<2, T>>&);
 SORVANE_INSTANTIATE(float)
 SORVANE_INSTANTIATE(double)

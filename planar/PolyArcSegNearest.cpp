@@ -133,6 +133,48 @@ double RoundingOf(const ArcSegBase<T>& element)
     return kRoundings * (size(element.AsSegment()->start) + size(element.AsSegment()->end));
 }
 
+/// How fast an element turns to the left; 0 for a segment.
+template <class T>
+double LeftCurvature(const ArcSegBase<T>& element)
+{
+    const ArcBase<T>* const arc = element.AsArc();
+    const double radius = arc != nullptr ? Distance(arc->center, arc->start) : 0.0;
+    return radius > 0 ? (arc->length < T{0} ? -1.0 : 1.0) / radius : 0.0;
+}
+
+/// By how much the direction of an element at its end may be off, by rounding.
+template <class T>
+double TurnByRounding(const ArcSegBase<T>& element)
+{
+    const ArcBase<T>* const arc = element.AsArc();
+    return RoundingOf(element) /
+           (arc != nullptr ? Distance(arc->center, arc->start) : WideLength(element));
+}
+
+/// At a cusp, where the second of two elements runs back along the tangent of the first, how far to
+/// the right of the first the second one lies, as a curvature: in front of the tip is their left
+/// space when it is positive. 0 when it is no cusp, and when the two can't be told apart.
+///
+/// The normals cancel there but for their rounding, which would tell nothing. A length t behind the
+/// tip the first lies at t^2 / 2 times its curvature to the left of their tangent, the second at
+/// t^2 / 2 times its own to the right.
+template <class T>
+double BendOfCusp(const ArcSegBase<T>& before, const ArcSegBase<T>& after, const VecBase<2, T>& p)
+{
+    const Vec2d first = NormalAlone(before, p, true);
+    const Vec2d second = NormalAlone(after, p, true);
+    const double rounding = std::max(static_cast<double>(kLengthFloor<T>),
+                                     TurnByRounding(before) + TurnByRounding(after));
+    if (!(first * second < 0) || !(Vector::Length(first + second) <= rounding)) {
+        return 0.0;
+    }
+    const double own = LeftCurvature(before);
+    const double other = LeftCurvature(after);
+    const double bend = own + other;
+    const bool isTold = std::fabs(bend) > rounding * std::max(std::fabs(own), std::fabs(other));
+    return isTold ? bend : 0.0;
+}
+
 /// Do two elements meet where the first ends and the second starts: within the floor, the chain's
 /// tolerance or the rounding of both, whichever is widest?
 template <class T>
@@ -213,6 +255,11 @@ bool PointInPolyArcSegSpace(const PolyArcSegBase<T>& chain, const VecBase<2, T>&
     }
     if (HasCornerAfter(chain, before)) {
         const std::size_t after = before + 1 < count ? before + 1 : 0;
+        const double bend = BendOfCusp(chain.elements[before], chain.elements[after], point);
+        if (bend != 0) {
+            return Distance(point, nearest.point) <= static_cast<double>(kLengthFloor<T>) ||
+                   (bend > 0) == right;
+        }
         normal = CornerNormal(chain.elements[before], chain.elements[after], point, right);
     }
 

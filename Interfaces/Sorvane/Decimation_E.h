@@ -121,7 +121,9 @@ SORVANE_API double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
 /// No collapse turns a triangle by more than 60 degrees. A closed surface stays closed and keeps
 /// its Euler characteristic, and its volume but for what edges add up to that end on a line or at
 /// a point that stays: a point that takes the place of two free ones, or of two on a crease, goes
-/// to the place of least error among those that keep the volume. Points of edges that have more
+/// to the place of least error among those that keep the volume. Where one end of an edge lies on
+/// the planes round both and the other does not, as the corner of a flat sheet, it keeps its place,
+/// with all its bits but where that loses volume. Points of edges that have more
 /// than two triangles, or two of one direction, of several fans of triangles, and of triangles that
 /// are not finite stay where they are.
 ///

@@ -59,6 +59,13 @@ std::vector<bool> PointsAtParametersOnPolyArcSeg(const PolyArcSegBase<T>& chain,
                                                  const std::vector<T>& parameters, bool normalized,
                                                  std::vector<VecBase<2, T>>& points);
 
+// --- area ---------------------------------------------------------------------------------------
+
+/// Signed area that a closed chain encloses, positive when it runs counter-clockwise; parts around which it
+/// runs twice count twice. An open chain, and a gap of a joint, is closed by the segment across. 0 for an
+/// empty chain, not a number where a coordinate is none. Far from the origin as exact as at it. O(n).
+template <class T> T PolyArcSegArea(const PolyArcSegBase<T>& chain);
+
 // --- nearest points and sides -------------------------------------------------------------------
 
 /// Nearest point of the chain; of elements equally near the earliest gives it, and of an arc's ends
@@ -80,8 +87,10 @@ ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<T>& chain, const VecBase<
 ///
 /// Told from the nearest point and the normal there. Where that point is a corner, the end of one
 /// element and not of an open chain, the normals of the two elements that meet there are added, each at
-/// that element's own point nearest to `point`; a cusp, where they cancel, gives true. `closest`, unless
-/// null, receives the nearest point. An empty chain gives true, NaN false. O(n).
+/// that element's own point nearest to `point`. At a cusp, where they cancel, the curvatures tell the
+/// side, as at the tips of a crescent; a chain that runs back along itself has none, and there the
+/// answer is true. `closest`, unless null, receives the nearest point. An empty chain gives true, NaN
+/// false. O(n).
 ///
 /// The two ends of a joint may lie apart. They are one corner within the floor, the chain's tolerance or
 /// the rounding of the coordinates, whichever is widest, so that a point beyond a sharp tip gets its side
@@ -135,6 +144,8 @@ extern template SORVANE_API bool PointAtParameterOnPolyArcSeg(const PolyArcSegBa
 extern template SORVANE_API std::vector<bool> PointsAtParametersOnPolyArcSeg(const PolyArcSegBase<float>&, const std::vector<float>&, bool, std::vector<VecBase<2, float>>&);
 extern template SORVANE_API bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<double>&, double, bool, VecBase<2, double>&);
 extern template SORVANE_API std::vector<bool> PointsAtParametersOnPolyArcSeg(const PolyArcSegBase<double>&, const std::vector<double>&, bool, std::vector<VecBase<2, double>>&);
+extern template SORVANE_API float  PolyArcSegArea(const PolyArcSegBase<float>&);
+extern template SORVANE_API double PolyArcSegArea(const PolyArcSegBase<double>&);
 extern template SORVANE_API VecBase<2, float>  ClosestPointOnPolyArcSeg(const PolyArcSegBase<float>&,  const VecBase<2, float>&);
 extern template SORVANE_API VecBase<2, double> ClosestPointOnPolyArcSeg(const PolyArcSegBase<double>&, const VecBase<2, double>&);
 extern template SORVANE_API std::pair<VecBase<2, float>,  VecBase<2, float>>  ClosestPointAndNormalOnPolyArcSeg(const PolyArcSegBase<float>&,  const VecBase<2, float>&,  bool);
@@ -154,6 +165,7 @@ extern template SORVANE_API std::vector<VecBase<2, double>> Tessellate(const Pol
 // clang-format off
 namespace Velk::Math::Sorvane::Planar {
 template <class T> requires(!SupportedReal<T>) std::vector<T> PolyArcSegParameters(const PolyArcSegBase<T>&, bool) = delete;
+template <class T> requires(!SupportedReal<T>) T PolyArcSegArea(const PolyArcSegBase<T>&) = delete;
 template <class T> requires(!SupportedReal<T>) T PointParameterOnPolyArcSeg(const PolyArcSegBase<T>&, const VecBase<2, T>&, T) = delete;
 template <class T> requires(!SupportedReal<T>) std::vector<T> PointParametersOnPolyArcSeg(const PolyArcSegBase<T>&, const std::vector<VecBase<2, T>>&, T) = delete;
 template <class T> requires(!SupportedReal<T>) bool PointAtParameterOnPolyArcSeg(const PolyArcSegBase<T>&, T, bool, VecBase<2, T>&) = delete;

@@ -1,5 +1,5 @@
 // Offsets of a wavy ring: 10,000 segments and arcs in turn, many of whose parallels run through one
-// another.
+// another; and the rings of a pocket.
 
 #include <Sorvane/PlanarOffset_E.h>
 
@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <set>
+#include <vector>
 
 namespace {
 
@@ -88,5 +89,37 @@ void BM_Offsets(benchmark::State& state)
     }
 }
 BENCHMARK(BM_Offsets)->Arg(10'000)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+/// All rings of a pocket whose wall has 37 waves, with an island, until nothing is left.
+void BM_PocketRings(benchmark::State& state)
+{
+    const auto count = static_cast<int>(state.range(0));
+    std::vector<Vec2d> corners;
+    for (int i = 0; i <= count; ++i) {
+        const double angle = kTwoPi<double> * (i % count) / count;
+        const double radius = 100 + 8 * std::sin(37 * angle);
+        corners.push_back({radius * std::cos(angle), radius * std::sin(angle)});
+    }
+    Chain wall;
+    for (int i = 0; i < count; ++i) {
+        wall.AppendSegment(corners[static_cast<std::size_t>(i)],
+                           corners[static_cast<std::size_t>(i) + 1]);
+    }
+    Chain island;
+    island.tolerance = 1e-9;
+    island.AppendArc({20, 0}, {50, 0}, kTwoPi<double> * 30);
+    std::size_t rings = 0;
+    for (auto _ : state) {
+        rings = PocketRings<double>(wall, {island}, {2.0, 1.5, 1000}, kTolerance).rings.size();
+    }
+    state.counters["rings"] = static_cast<double>(rings);
+    state.SetComplexityN(state.range(0));
+}
+BENCHMARK(BM_PocketRings)
+    ->Arg(2'500)
+    ->Arg(10'000)
+    ->Arg(40'000)
+    ->Unit(benchmark::kMillisecond)
+    ->MeasureProcessCPUTime();
 
 } // namespace

@@ -151,10 +151,8 @@ SORVANE_C_API sorvane_status sorvane_chain_tessellate(const sorvane_chain *chain
  * travel, so that a counter-clockwise outline grows; a negative one to the left, and its curves run against the chain.
  * Corners on the outer side are rounded; ends of an open chain get no caps. What is smaller than `tolerance` makes no
  * difference. A distance of no more than the tolerance gives a copy. No curves, which is no error, when the offset has
- * vanished.
- *
- * Closed chains of one or two elements (a full circle, two half circles, an arc and its chord) are given joints in
- * the middles of their elements first, since the linking of curves needs three.
+ * vanished. Circles have circles, also as a single element. A curve is open where the chain is, and where it is a line
+ * along which the distance fits exactly on both sides.
  */
 SORVANE_C_API sorvane_status sorvane_chain_offset(const sorvane_chain *chain, double distance, double tolerance,
                                                   sorvane_chains **chains, sorvane_error *error);

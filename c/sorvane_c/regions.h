@@ -39,7 +39,7 @@ SORVANE_C_API double sorvane_region_resolution(const sorvane_region *region);
 SORVANE_C_API sorvane_status sorvane_region_area(const sorvane_region *region, double *area, sorvane_error *error);
 /*
  * 1 in `inside` for each of `count` points in the region, else 0; points on an edge, or within rounding of one, may count
- * as either. A point takes time in proportion to the edges that lie to the right of it.
+ * as either. The edges are sorted once, and those that lie all to the right of a point then cost it next to nothing.
  */
 SORVANE_C_API sorvane_status sorvane_region_contains(const sorvane_region *region, const double *points, size_t count,
                                                      int *inside, sorvane_error *error);

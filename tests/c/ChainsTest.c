@@ -271,13 +271,27 @@ static void offsets_of_a_square_and_of_a_circle(void)
     CHECK(sorvane_chain_offset(NULL, 1, 0, &offset, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(offset == NULL);
     sorvane_chain_free(chain);
-    /* One element alone: linking would lose it. */
+    /* One element alone, and two between the same two points: half a disc, inside it less than half of one of 4. */
     chain = circle(5);
     CHECK_OK(sorvane_chain_offset(chain, -2, 1e-6, &offset, &error));
     CHECK(sorvane_chains_count(offset) == 1);
     CHECK_NEAR(fabs(sorvane_chain_area(sorvane_chains_at(offset, 0))), 9 * pi, 1e-9);
+    (void)sorvane_chain_elements(sorvane_chains_at(offset, 0), &count);
+    CHECK(count == 1);
     sorvane_chains_free(offset);
     sorvane_chain_free(chain);
+    {
+        const int kinds[2] = {1, 0};
+        const double elements[10] = {0, -5, 0, 0, 5 * pi, 0, 5, 0, -5, 0};
+        CHECK_OK(sorvane_chain_new(kinds, elements, 2, 1e-9, &chain, &error));
+        CHECK_OK(sorvane_chain_offset(chain, -1, 1e-6, &offset, &error));
+        CHECK(sorvane_chains_count(offset) == 1 && sorvane_chain_is_closed(sorvane_chains_at(offset, 0)));
+        CHECK_NEAR(sorvane_chain_area(sorvane_chains_at(offset, 0)), sqrt(15) - 16 * acos(0.25), 1e-9);
+        (void)sorvane_chain_elements(sorvane_chains_at(offset, 0), &count);
+        CHECK(count == 2);
+        sorvane_chains_free(offset);
+        sorvane_chain_free(chain);
+    }
 }
 
 static void a_square_is_broken_and_split(void)

@@ -126,6 +126,58 @@ static void points_are_told_in_or_out(void)
     }
 }
 
+/*
+ * Fifty squares one in the other, every other one clockwise, as a ladder of rings: a point as many squares deep as
+ * it has unit steps to the nearest wall is in the region when that number is odd. Beside most points lie many
+ * edges that no single step of the search looks at.
+ */
+static void points_among_many_edges_are_told_in_or_out(void)
+{
+    enum { kRings = 50, kSide = 2 * kRings };
+    static double corners[kRings * 8];
+    static int begins[kRings + 1];
+    static double points[kSide * kSide * 2];
+    static int inside[kSide * kSide];
+    sorvane_error error;
+    sorvane_region *region = NULL;
+    int wrong = 0;
+    int ring_number;
+    int x;
+    int y;
+    for (ring_number = 0; ring_number < kRings; ++ring_number) {
+        const double low = ring_number;
+        const double high = kSide - ring_number;
+        double *const corner = corners + 8 * ring_number;
+        const int second = ring_number % 2 == 0 ? 2 : 6;
+        begins[ring_number] = 4 * ring_number;
+        corner[0] = corner[1] = low;
+        corner[second] = high;
+        corner[second + 1] = low;
+        corner[4] = corner[5] = high;
+        corner[8 - second] = low;
+        corner[8 - second + 1] = high;
+    }
+    begins[kRings] = 4 * kRings;
+    CHECK_OK(sorvane_region_new(corners, 4 * kRings, begins, kRings, &region, &error));
+    for (y = 0; y < kSide; ++y) {
+        for (x = 0; x < kSide; ++x) {
+            points[2 * (kSide * y + x)] = x + 0.5;
+            points[2 * (kSide * y + x) + 1] = y + 0.25;
+        }
+    }
+    CHECK_OK(sorvane_region_contains(region, points, kSide * kSide, inside, &error));
+    for (y = 0; y < kSide; ++y) {
+        for (x = 0; x < kSide; ++x) {
+            const int across = x < kRings ? x : kSide - 1 - x;
+            const int up = y < kRings ? y : kSide - 1 - y;
+            const int depth = 1 + (across < up ? across : up);
+            wrong += inside[kSide * y + x] != depth % 2;
+        }
+    }
+    CHECK(wrong == 0);
+    sorvane_region_free(region);
+}
+
 static void tools_dilate_and_contract(void)
 {
     sorvane_error error;
@@ -332,6 +384,7 @@ void test_regions(void)
     wrong_loops_are_refused();
     two_squares_are_combined();
     points_are_told_in_or_out();
+    points_among_many_edges_are_told_in_or_out();
     tools_dilate_and_contract();
     offsets_keep_their_distance();
     a_pocket_has_passes();

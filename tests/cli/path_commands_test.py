@@ -60,6 +60,13 @@ class Offset(PathTest):
         self.assertAlmostEqual(result['chains'][0]['length'], 20 * PI)
         self.assertEqual((result['chains'][0]['arcs'], result['chains'][0]['segments']), (1, 0))
         self.assertAlmostEqual(result['chains'][0]['area'], 100 * PI)
+        self.assertEqual([(c['arcs'], c['segments']) for o in result['offsets'] for c in o['curves']], [(1, 0)] * 3)
+
+    def test_arc_and_chord_keep_both(self):
+        self.write('d.txt', '\n2 1e-9\nA 0 -5 0 0 %r\nL 0 5 0 -5\n' % (5 * PI))
+        inner, = self.result('offset', 'd.txt', '--distance', -1)['offsets'][0]['curves']
+        self.assertEqual((inner['arcs'], inner['segments'], inner['is_closed']), (1, 1, True))
+        self.assertAlmostEqual(inner['area'], math.sqrt(15) - 16 * math.acos(0.25))
 
     def test_square_has_round_corners_outside_only(self):
         self.write('square.txt', points(square(0, 10) + [(0, 0)]))
@@ -106,6 +113,16 @@ class Offset(PathTest):
         for (ax, ay), (bx, by) in zip(flat, flat[1:]):
             middle = math.hypot((ax + bx) / 2, (ay + by) / 2)
             self.assertTrue(9.85 < middle < 10.05, middle)
+
+    def test_points_of_a_lever_and_of_a_spiral_become_arcs(self):
+        lever = os.path.join(support.EXAMPLE_DATA, 'lever_points.txt')
+        chain = self.result('offset', lever, '--fit', 0.03, '--svg', 'lever.svg')['chains'][0]
+        self.assertEqual((chain['segments'], chain['arcs'], chain['is_closed']), (2, 5, True))
+        angles = [6.28e-3 * i for i in range(2001)]
+        self.write('spiral.txt', points([((10 + a) * math.cos(a), (10 + a) * math.sin(a)) for a in angles]))
+        chain = self.result('offset', 'spiral.txt', '--fit', 0.02)['chains'][0]
+        self.assertGreaterEqual(chain['arcs'], 5)
+        self.assertLessEqual(chain['arcs'] + chain['segments'], 20)
 
     def test_area_of_chains_of_arcs(self):
         # A square of side 2 with half a circle out of one edge and half a circle into another one.
@@ -227,6 +244,10 @@ class Union(PathTest):
         for operation, area in (('union', 175), ('difference', 75), ('intersection', 25)):
             with self.subTest(operation):
                 self.assertAlmostEqual(self.area('a.txt', 'b.txt', '--op', operation), area, 5)
+        # All are calculated on the grid over both, and on nothing wider.
+        resolutions = {self.result('union', 'a.txt', 'b.txt', '--op', operation)['resolution']
+                       for operation in ('union', 'difference', 'intersection')}
+        self.assertEqual(len(resolutions), 1, resolutions)
         self.write('c.txt', points(square(100, 101)))
         self.assertAlmostEqual(self.area('a.txt', 'b.txt', 'c.txt'), 176, 5)
         self.assertAlmostEqual(self.area('a.txt'), 100, 5)
@@ -261,6 +282,32 @@ class Union(PathTest):
         again = self.result('offset', 'joined.txt')['chains'][0]
         self.assertEqual((again['segments'], again['is_closed']), (0, True))
         self.assertIn('places at which they meet', self.text('join.svg'))
+
+    def joined(self, first, second):
+        self.write('first.txt', points(first + first[:1]))
+        self.write('second.txt', points(second + second[:1]))
+        chains = self.result('union', 'first.txt', 'second.txt', '--op', 'join')['chains']
+        self.assertTrue(all(chain['is_closed'] for chain in chains))
+        return [chain['length'] for chain in chains]
+
+    def test_outlines_are_joined_whatever_their_directions(self):
+        # Two squares of perimeter 16, of which corners of 2 x 2 overlap.
+        first, across = square(0, 4), square(2, 6)
+        for pair in ((first, across), (first[::-1], across), (across[::-1], first)):
+            self.assertEqual(self.joined(*pair), [24])
+        # What both share counts once or not: the same, side by side, and inside along a part of an edge.
+        self.assertEqual(self.joined(first, first), [16])
+        self.assertEqual(self.joined(first, [(4, 2), (8, 2), (8, 6), (4, 6)]), [28])
+        self.assertEqual(self.joined(first, [(1, 0), (3, 0), (3, 2), (1, 2)]), [16])
+        self.assertEqual(sorted(self.joined(first, square(9, 10))), [4, 16])  # apart they stay two
+
+    def test_rounded_plate_and_bar_are_joined(self):
+        files = [os.path.join(support.EXAMPLE_DATA, name) for name in ('plate_outline.txt', 'bar_outline.txt')]
+        result = self.result('union', *files, '--op', 'join', '--svg', 'joined.svg')
+        self.assertEqual((len(result['meetings']), len(result['chains'])), (4, 1))
+        self.assertIn('4 places at which they meet', self.text('joined.svg'))
+        self.write('open.txt', '1\t1e-9\nL\t0\t0\t1\t0\n')
+        self.assertIn('one closed chain', self.expect(FILES, 'union', files[0], 'open.txt', '--op', 'join').err)
 
     def test_result_is_written_and_drawn(self):
         self.expect(DONE, 'union', 'a.txt', 'b.txt', '-o', 'u.txt', '--svg', 'u.svg')
@@ -411,6 +458,17 @@ class Heights(PathTest):
         self.write('chamfer.txt', points([(0, 0), (1, 0), (2, 1), (2, 9)]))
         self.check(['--tool', 'chamfer.txt'], [0, 0, 0.5, 0.5])
 
+    def test_fit_tells_how_fine_a_chamfer_counts(self):
+        # A chamfer of 0.01 lies no more than 0.0071 off the sharp corner that it breaks. Seen, it lets the tip down
+        # by 0.005 halfway across it; within the fit it is a sharp corner.
+        self.write('chamfer.txt', points([(0, 0), (1.99, 0), (2, 0.01), (2, 9)]))
+        words = ['heights', 'cube.stl', '--tool', 'chamfer.txt', '--area', '11.995,5,11.995,5']
+        for fit, height in (((), 10), (('--fit', 0.02), 10), (('--fit', 1e-4), 9.995)):
+            self.assertAlmostEqual(self.result(*words, *fit)['highest'], height, 9, fit)
+        words = ['gouges', 'cube.stl', '-', '--tool', 'chamfer.txt']
+        for fit, code in (((), DEFECTIVE), (('--fit', 0.02), DEFECTIVE), (('--fit', 1e-4), DONE)):
+            self.result(*words, *fit, stdin='11.995 5 9.996\n', code=code)
+
     def test_table_and_raster(self):
         result = self.result('heights', 'cube.stl', '--flat', 2, '--step', 2.5, '--stepover', 5, '-o', 'h.csv', '--svg',
                              'h.svg', '--gcode', 'h.nc', '--feed', 700)
@@ -530,6 +588,17 @@ class Gouges(PathTest):
         self.expect(WRONG_USE, 'gouges', 'cube.stl', '-', '--ball', 1, '--clearance', -1, stdin='1 2 3\n')
         self.expect(FILES, 'gouges', 'cube.stl', '-', '--ball', 1, stdin='1 2\n')
 
+    def test_what_is_too_large_to_calculate_with_is_no_tool_that_is_clear(self):
+        # The tip is 5 deep in the cube.
+        for words in (['--ball', 2, '--length', 1e60], ['--ball', 1e60], ['--ball', 2, '--holder', '1e60,1e60']):
+            self.result('gouges', 'cube.stl', '-', *words, stdin='5 5 5\n', code=DEFECTIVE)
+        for words in (['--ball', 2, '--length', 1e155], ['--ball', 1e155], ['--ball', 2, '--holder', '9,1e155'],
+                      ['--ball', 2, '--holder', '1e155,9'], ['--shape', '1e155,1,90,0,0,0,5'],
+                      ['--flat', 1, '--length', 1e308]):
+            with self.subTest(words):
+                self.expect(WRONG_USE, 'gouges', 'cube.stl', '-', *words, stdin='5 5 5\n')
+                self.expect(WRONG_USE, 'heights', 'cube.stl', '--points', '-', *words, stdin='5 5\n')
+
 
 class Tool(PathTest):
     def test_outline_becomes_a_tool(self):
@@ -545,6 +614,15 @@ class Tool(PathTest):
         self.assertAlmostEqual(profile['length'], 3 + PI + 18, 1)
         self.assertIn('lower and upper corner', self.text('bull.svg'))
         self.assertIn('tip radius 3', self.expect(DONE, 'tool', 'bull.txt').out)
+
+    def test_cylinder_and_scan(self):
+        tool = self.result('tool', '-', '--tolerance', 0.01, stdin='10 0\n14 0\n14 9\n')['tool']
+        self.assertAlmostEqual(tool['tip_radius'], 4, 4)
+        # Of a tool whose taper was drawn at 0.4 rad, points up to 0.03 off.
+        scan = os.path.join(support.EXAMPLE_DATA, 'scanned_tool.txt')
+        result = self.result('tool', scan, '--tolerance', 0.05)
+        self.assertAlmostEqual(result['tool']['taper_angle'], 0.4, 1)
+        self.assertLess(result['hull_deviation'], 0.05)
 
     def test_no_tool(self):
         self.expect(FILES, 'tool', '-', stdin='1 1\n1 1\n')

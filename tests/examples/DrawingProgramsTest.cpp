@@ -45,10 +45,6 @@ TEST_F(DrawingPrograms, WrongUseIsToldWithTheRightOne)
         {"contour_solid", {"torus", "x.stl", "--tolerance", "-1"}},
         {"contour_solid", {"torus", "x.stl", "--tolerance", "nan"}},
         {"contour_solid", {"torus", "x.stl", "--far", "1"}},
-        {"fit_arcs", {"points", "0"}},
-        {"fit_arcs", {"points", "1", "2"}},
-        {"fit_tool", {"points", "0"}},
-        {"fit_tool", {"points", "1", "2"}},
         {"tool_positions", {"x.svg"}},
         {"solid_cells", {"part", "1", "4"}},
         {"solid_cells", {"part", "1", "13", "x.svg"}},
@@ -110,40 +106,12 @@ TEST_F(DrawingPrograms, SayWhenTheyCanNotWrite)
         EXPECT_EQ(run.code, c.code);
         EXPECT_NE(run.errors.find(c.said), std::string::npos) << run.errors;
     }
-    for (const char* program :
-         {"chain_picture", "contact_picture", "fit_arcs", "fit_tool", "join_outlines",
-          "node_masks", "svg_sampler", "sweep_tool", "tool_positions", "z_curve"}) {
+    for (const char* program : {"chain_picture", "contact_picture", "node_masks", "svg_sampler",
+                                "sweep_tool", "tool_positions", "z_curve"}) {
         const ProgramRun run = RunExample(program, {}, Folder(), "/dev/full");
         EXPECT_EQ(run.code, 1) << program;
         EXPECT_NE(run.errors.find("can't be written"), std::string::npos) << run.errors;
     }
-}
-
-TEST_F(DrawingPrograms, FitArcsTurnsPointsOfAFileIntoArcs)
-{
-    const ProgramRun lever = RunExample("fit_arcs", {}, Folder());
-    EXPECT_EQ(lever.code, 0);
-    EXPECT_NE(lever.errors.find("2 segments, 5 arcs"), std::string::npos) << lever.errors;
-
-    std::ostringstream spiral;
-    spiral.precision(12); // in six digits the bend of a step of 0.1 is lost
-    for (int i = 0; i <= 2000; ++i) {
-        const double angle = 6.28e-3 * i;
-        spiral << (10 + angle) * std::cos(angle) << ' ' << (10 + angle) * std::sin(angle) << '\n';
-    }
-    Support::WriteBytes(folder_ / "spiral.txt", spiral.str());
-    const ProgramRun run = RunExample("fit_arcs", {"spiral.txt", "0.02"}, Folder());
-    EXPECT_EQ(run.code, 0);
-    std::istringstream told(run.errors.substr(run.errors.find("points,") + 7));
-    std::string word;
-    int segments = -1;
-    int arcs = -1;
-    told >> segments >> word >> arcs;
-    EXPECT_GE(arcs, 5) << run.errors;
-    EXPECT_LE(arcs + segments, 20) << run.errors;
-
-    Support::WriteBytes(folder_ / "words.txt", "no points here");
-    EXPECT_EQ(RunExample("fit_arcs", {"words.txt"}, Folder()).code, 1);
 }
 
 // Areas and lengths counted by hand from the coordinates in the program.
@@ -156,24 +124,6 @@ TEST_F(DrawingPrograms, SweepToolTellsWhatItDraws)
     EXPECT_EQ(turning.code, 0);
     EXPECT_NE(turning.errors.find("of these both touch: 0.00"), std::string::npos)
         << turning.errors;
-}
-
-// A plain cylinder of radius 4 and height 9, and the scan that the program makes itself.
-TEST_F(DrawingPrograms, FitToolTellsTheToolOfAnOutline)
-{
-    Support::WriteBytes(folder_ / "cylinder.txt", "10 0\n14 0\n14 9\n");
-    const ProgramRun cylinder = RunExample("fit_tool", {"cylinder.txt", "0.01"}, Folder());
-    EXPECT_EQ(cylinder.code, 0);
-    EXPECT_NE(cylinder.errors.find("tip radius 4.0000"), std::string::npos) << cylinder.errors;
-    EXPECT_NE(cylinder.errors.find("taper height 9.0000"), std::string::npos) << cylinder.errors;
-
-    const ProgramRun scan = RunExample("fit_tool", {}, Folder());
-    EXPECT_EQ(scan.code, 0);
-    EXPECT_NE(scan.errors.find("angle 0.40"), std::string::npos)
-        << scan.errors; // of its taper, drawn as 0.4
-
-    Support::WriteBytes(folder_ / "words.txt", "no points here");
-    EXPECT_EQ(RunExample("fit_tool", {"words.txt"}, Folder()).code, 1);
 }
 
 TEST_F(DrawingPrograms, SolidCellsEncloseTheAreaOfAnOutline)

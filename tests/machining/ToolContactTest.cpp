@@ -200,6 +200,21 @@ TEST(ToolContact, ABallBesideAnUprightWallRollsOnItsTopEdge)
     EXPECT_EQ(report.contact, (Vec2d{2.5, 0}));
 }
 
+// As a flat end does; one beyond the radius is passed.
+TEST(ToolContact, AnEdgeExactlyAtTheRadiusOfABallIsTouched)
+{
+    for (const double radius : {0.5, 1.0, 5.0, 7.25}) {
+        const auto wall = [](double x) {
+            return Quad({x, -50, -50}, {x, 50, -50}, {x, 50, 0}, {x, -50, 0});
+        };
+        EXPECT_EQ(Tool(BallTool(radius)).DropAt(kOrigin, wall(radius)).height, -radius);
+        EXPECT_EQ(Tool(FlatTool(radius)).DropAt(kOrigin, wall(radius)).height, 0.0);
+        const double beyond = radius * (1 + 1e-9);
+        EXPECT_EQ(Tool(BallTool(radius)).DropAt(kOrigin, wall(beyond)).height, -kMost);
+        EXPECT_EQ(Tool(FlatTool(radius)).DropAt(kOrigin, wall(beyond)).height, -kMost);
+    }
+}
+
 TEST(ToolContact, ACornerWhoseEdgesAllDescendAwayFromTheAxisCounts)
 {
     // Nothing but the nearer ends of edges on the lower branch.

@@ -434,4 +434,37 @@ TEST(ChainLengthQuirks, PieceShorterThanTheFloorIsFalse)
     EXPECT_TRUE(PointAtParameterOnPolyArcSeg(tiny, 5e-9, true, point));
 }
 
+// --- area ---------------------------------------------------------------------------------------
+
+TYPED_TEST(ChainLength, AreaOfClosedAndOpenChains)
+{
+    using T = TypeParam;
+    EXPECT_EQ(PolyArcSegArea(PolyArcSegBase<T>()), T(0));
+    EXPECT_EQ(PolyArcSegArea(Square<T>()), T(4));
+    EXPECT_EQ(PolyArcSegArea(Lines<T>({{0, 0}, {0, 2}, {2, 2}, {2, 0}, {0, 0}})), T(-4));
+    EXPECT_NEAR(PolyArcSegArea(Circle<T>(T(3), -1)), -9 * kHalfTurn, 1e-5);
+    // Open: closed by the segment across. Half a disc; a triangle.
+    PolyArcSegBase<T> half;
+    half.AppendArc({0, 0}, {3, 0}, static_cast<T>(3 * kHalfTurn));
+    EXPECT_NEAR(PolyArcSegArea(half), 4.5 * kHalfTurn, 1e-5);
+    EXPECT_EQ(PolyArcSegArea(Lines<T>({{0, 0}, {4, 0}, {4, 2}})), T(4));
+    auto hostile = Square<T>();
+    hostile.elements[1].AsSegment()->end[0] = std::numeric_limits<T>::quiet_NaN();
+    EXPECT_TRUE(std::isnan(PolyArcSegArea(hostile)));
+    // Far out to the bit, where coordinates are.
+    const T far = std::is_same_v<T, float> ? T(65536) : T(1 << 30);
+    EXPECT_EQ(PolyArcSegArea(Moved(Square<T>(), VecBase<2, T>(far, -far))), T(4));
+    // As the sum of many small triangles of the flattened outline.
+    Random random(2);
+    for (int trial = 0; trial < 20; ++trial) {
+        const auto outline = RandomOutline<T>(random, trial % 2 == 0 ? 1 : -1);
+        const auto samples = Samples(outline, 1e-3);
+        double area = 0;
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            area += 0.5 * (samples[i] ^ samples[(i + 1) % samples.size()]);
+        }
+        EXPECT_NEAR(PolyArcSegArea(outline), area, 1e-5);
+    }
+}
+
 } // namespace

@@ -506,6 +506,42 @@ TYPED_TEST(ChainNearest, OpenChainHasNoCornerAtItsFarEnd)
     EXPECT_FALSE(this->InSpace(bend, {-1, -1}, true));
 }
 
+// A crescent: out along an arc of radius 4 and back along one of radius 5 that has a common tangent
+// with it at the tip, and along the axis. Which arc is the outer one decides what lies in front of
+// the tip.
+TYPED_TEST(ChainNearest, TipsOfCrescentsPointOutward)
+{
+    using T = TypeParam;
+    for (const auto& place : {Vec2d(0, 0), Vec2d(1000, -500)}) {
+        const auto at = [&](double x, double y) {
+            return VecBase<2, T>(static_cast<T>(place.x() + x), static_cast<T>(place.y() + y));
+        };
+        const T quarter = static_cast<T>(kHalfTurn / 2);
+        // The tip is the origin, its tangent the x axis; both arcs lie above it.
+        PolyArcSegBase<T> crescent;
+        crescent.tolerance = std::is_same_v<T, float> ? T(1e-2) : T(1e-9);
+        crescent.AppendArc(at(0, 5), at(-5, 5), 5 * quarter); // the outer arc, to the tip
+        crescent.AppendArc(at(0, 4), at(0, 0), -4 * quarter); // back along the inner one
+        crescent.AppendSegment(at(-4, 4), at(-5, 5));
+        ASSERT_TRUE(crescent.IsClosed());
+        PolyArcSegBase<T> reversed = crescent;
+        std::reverse(reversed.elements.begin(), reversed.elements.end());
+        for (auto& element : reversed.elements) {
+            element.Reverse();
+        }
+        for (const auto& [x, y] : {std::pair(1.0, 0.0), {3.0, 1.0}, {0.5, -0.25}, {2.0, -2.0}}) {
+            SCOPED_TRACE(testing::Message() << place.x() << ": " << x << ", " << y);
+            EXPECT_FALSE(this->InSpace(crescent, at(x, y), true));
+            EXPECT_TRUE(this->InSpace(crescent, at(x, y), false));
+            EXPECT_TRUE(this->InSpace(reversed, at(x, y), true));
+            EXPECT_FALSE(this->InSpace(reversed, at(x, y), false));
+        }
+        EXPECT_TRUE(this->InSpace(crescent, at(-4, 3.5), true)); // between the arcs
+        EXPECT_TRUE(this->InSpace(crescent, at(0, 0), true));    // the tip itself
+        EXPECT_TRUE(this->InSpace(crescent, at(0, 0), false));
+    }
+}
+
 TYPED_TEST(ChainNearest, CuspIsInBothSpaces)
 {
     using T = TypeParam;
