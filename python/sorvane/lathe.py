@@ -85,7 +85,7 @@ class Sweep:
 
     def _groups(self, accessor: Any) -> List[List[FloatArray]]:
         groups = accessor(self._handle)
-        lines = lines_of(Borrowed(c.sorvane_line_groups_lines(groups), self._handle)).all_told_closed()
+        lines = Lines._of(Borrowed(c.sorvane_line_groups_lines(groups), self._handle))._told_closed()
         starts = view(Borrowed(groups, self._handle), c.sorvane_line_groups_starts)
         return [lines[a:b] for a, b in zip(starts[:-1], starts[1:])]
 
