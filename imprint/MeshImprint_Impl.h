@@ -3,6 +3,7 @@
 
 #include "imprint/ImprintableMesh_Impl.h"
 #include "mathbase/Progress_Impl.h"
+#include "remesh/SheetsApart_Impl.h"
 
 #include <Sorvane/IndexedMesh_E.h>
 
@@ -11,14 +12,20 @@
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
 
-/// The mesh, taken in by an imprint or a tracer; one without points when that is stopped.
+/// The mesh, taken in by an imprint or a tracer; one without points when that is stopped. Bodies
+/// that touch along edges are taken apart there.
 template <class Tag>
 std::unique_ptr<ImprintableMesh<Tag>> TakenIn(const IndexedPointsBase<3, double>& mesh,
                                               const std::vector<Tag>& tags, double tolerance)
 {
     using Taken = ImprintableMesh<Tag>;
     return Progress::Impl::Stoppable(
-        [&] { return std::make_unique<Taken>(mesh.points, mesh.indices, tags, tolerance); },
+        [&] {
+            IndexedPointsBase<3, double> apart;
+            const bool isApart = HalfEdge::Impl::TakeSheetsApart(mesh.points, mesh.indices, apart);
+            const IndexedPointsBase<3, double>& taken = isApart ? apart : mesh;
+            return std::make_unique<Taken>(taken.points, taken.indices, tags, tolerance);
+        },
         [&] {
             return std::make_unique<Taken>(std::vector<Vec3d>(), std::vector<int>(),
                                            std::vector<Tag>(), tolerance);

@@ -76,9 +76,9 @@ struct DecimationReport {
 /// or tolerance counts as those, an infinite tolerance as no limit. An empty mesh gives NaN.
 /// Bodies that touch along an edge, with four triangles or more at it, are decimated each by itself
 /// there. Other triples that run an edge as another one does, and those with equal or invalid
-/// subscripts, are left out and don't count. Nothing moves beside a point that is not finite. A node where several
-/// fans of triangles meet neither moves nor goes. A closed surface stays closed and no edge gets a
-/// third triangle, unless by the weld. A mesh may be its own output.
+/// subscripts, are left out and don't count. Nothing moves beside a point that is not finite. A node
+/// where several fans of triangles meet neither moves nor goes. A closed surface stays closed and no
+/// edge gets a third triangle, unless by the weld. A mesh may be its own output.
 ///
 /// Serial, expected O(n log n); the same bits everywhere. Equal errors go by the number of the
 /// edge.

@@ -29,9 +29,10 @@ class ImprintableMesh; // imprint/ImprintableMesh_Impl.h
 /// that is not there, or that runs an edge in the direction in which another triangle runs it
 /// already, is left out and reported to the assert handler; an incomplete last triple is left out
 /// silently. Edges no longer than half the tolerance are collapsed where the mesh allows it (never
-/// so that its boundary moves). Surfaces that touch in points or edges only are separate there:
-/// weld first (`FilterForUniquenessAndIndex`), orient the triangles alike, and check with
-/// `CheckMesh` where in doubt.
+/// so that its boundary moves). Bodies that touch along an edge, with four triangles or more at it,
+/// are separate there: each has points of its own, behind those of the mesh. Surfaces whose points
+/// are not joined are separate as well: weld first (`FilterForUniquenessAndIndex`), orient the
+/// triangles alike, and check with `CheckMesh` where in doubt.
 ///
 /// `tolerance`, in the unit of the points, is how far a path's point may lie from the surface, and
 /// from a node or an edge that it snaps to. With 0 points must lie on the surface, to the last bit;

@@ -770,6 +770,23 @@ TEST(MeshImprint, EachBodyWithAPathHasAnOutsideOfItsOwn)
     }
 }
 
+TEST(MeshImprint, BodiesThatTouchAlongAnEdgeKeepAllTheirTriangles)
+{
+    IndexedMesh two = Support::Together(
+        Support::Cube(),
+        Support::Mapped(Support::Cube(), [](const Vec3d& p) { return p + Vec3d(1, 1, 0); }));
+    FilterForUniqueness(two, 1e-12);
+    MeshImprint imprint(two, kTolerance);
+    Imprinted(imprint, {{0, 0, 0.4}, {1, 0, 0.4}, {1, 1, 0.4}, {0, 1, 0.4}});
+    Imprinted(imprint, {{1.2, 1.2, 1}, {1.7, 1.2, 1}, {1.7, 1.6, 1}, {1.2, 1.6, 1}});
+    EXPECT_TRUE(imprint.PaintInsideOutside());
+    const Exported out = Export(imprint);
+    EXPECT_NEAR(Support::VolumeOf(out.mesh), 2, 1e-12);
+    const double inside = AreaOfFlag(out.mesh, out.flags, Flags::value_type{0});
+    EXPECT_NEAR(inside + AreaOfFlag(out.mesh, out.flags, Flags::value_type{1}), 12, 1e-12);
+    EXPECT_NEAR(inside, 1 + 4 * 0.6 + 0.5 * 0.4, 1e-12);
+}
+
 TEST(MeshImprint, APathThatEndsFreelyOnOneOfTwoBodiesGivesFalse)
 {
     const IndexedMesh two = Support::Together(
