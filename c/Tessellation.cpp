@@ -131,6 +131,35 @@ void Triangulate(Mesher& mesher)
            placed);
 }
 
+/// The points, those of a set smaller than 1 enlarged by a power of two to a size between 1 and 2.
+///
+/// Lengths that the mesher takes for nothing are those of sizes about 1. Multiples by a power of two
+/// have the same triangles, and their bits.
+std::vector<VecBase<2, double>> Enlarged(std::vector<VecBase<2, double>> points)
+{
+    constexpr int kMost = 400; // of the exponents of coordinates: below the mesher's limit
+    double size = 0.0;
+    double farthest = 0.0;
+    for (int axis = 0; axis < 2; ++axis) {
+        const auto [low, high] =
+            std::minmax_element(points.begin(), points.end(), [axis](const auto& a, const auto& b) {
+                return a[axis] < b[axis];
+            });
+        size = std::max(size, (*high)[axis] - (*low)[axis]);
+        farthest = std::max({farthest, std::abs((*low)[axis]), std::abs((*high)[axis])});
+    }
+    if (!(size > 0.0 && size < 1.0)) {
+        return points;
+    }
+    const int exponent = std::clamp(kMost - std::ilogb(farthest), 0, -std::ilogb(size));
+    for (VecBase<2, double>& point : points) {
+        for (int axis = 0; axis < 2; ++axis) {
+            point[axis] = std::ldexp(point[axis], exponent);
+        }
+    }
+    return points;
+}
+
 void InsertEdges(Mesher& mesher, const int* edges, std::size_t count)
 {
     if (IsStopped()) {
@@ -204,8 +233,8 @@ sorvane_status sorvane_delaunay(const double* points, size_t count, const int* e
     return Guarded(error, [&] {
         Result(mesh, "mesh");
         CheckArray(edges, edge_count, "edges");
+        std::vector<VecBase<2, double>> given = Finite<2>(points, count, "points");
         Mesher mesher;
-        mesher.points = Finite<2>(points, count, "points");
         for (std::size_t i = 0; i < edge_count; ++i) {
             const int a = edges[2 * i];
             const int b = edges[2 * i + 1];
@@ -218,6 +247,7 @@ sorvane_status sorvane_delaunay(const double* points, size_t count, const int* e
         }
         std::vector<int> triangles;
         if (count >= 3) {
+            mesher.points = Enlarged(given);
             Triangulate(mesher);
             InsertEdges(mesher, edges, edge_count);
             std::vector<VecBase<2, double>> all;
@@ -225,9 +255,9 @@ sorvane_status sorvane_delaunay(const double* points, size_t count, const int* e
             if (!IsStopped()) {
                 mesher.ExtractMesh(all, triangles);
             }
-        } else if (count == 2 && AreOnePoint(mesher.points[0], mesher.points[1])) {
+        } else if (count == 2 && AreOnePoint(given[0], given[1])) {
             Failed("point 1 repeats another one", 1);
         }
-        return Made(mesh, MeshInSpace(mesher.points, std::move(triangles)));
+        return Made(mesh, MeshInSpace(given, std::move(triangles)));
     });
 }

@@ -46,9 +46,9 @@ SORVANE_C_API sorvane_status sorvane_tessellate_3d(const double *points, const i
  * Delaunay triangulation of points in the plane: the points of the mesh are the points given, in their order. `edges` are
  * pairs of points between which an edge is wanted whatever the rule says (count 0: none). `inside_only` 1 leaves only the
  * triangles that an odd number of these edges separates from the outside, as for the edges of outlines.
- * SORVANE_FAILED: a point that repeats another within 1e-12 (the error's index is the later one), an edge that runs
- * through a third point or crosses one before it (the index is that of the edge). SORVANE_BAD_INDEX: an edge with a
- * number that is no point, or the same twice. Fewer than three points, or points on a line, give no triangles.
+ * SORVANE_FAILED: a point that repeats another within 1e-12, or within 1e-12 of the size of a set that is smaller than 1
+ * (the error's index is the later one), an edge that runs through a third point or crosses one before it (the index is
+ * that of the edge). SORVANE_BAD_INDEX: an edge with a number that is no point, or the same twice. Fewer than three points, or points on a line, give no triangles.
  */
 SORVANE_C_API sorvane_status sorvane_delaunay(const double *points, size_t count, const int *edges, size_t edge_count,
                                               int inside_only, sorvane_mesh **mesh, sorvane_error *error);

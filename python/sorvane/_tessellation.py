@@ -102,8 +102,8 @@ def delaunay(
     Raises
     ------
     sorvane.Error
-        A point that repeats another within 1e-12 (``index`` is that of the later one), an edge that runs through a
-        third point or is crossed by another edge (``index`` is that of the edge).
+        A point that repeats another within 1e-12, or within 1e-12 of the size of a set that is smaller than 1 (``index``
+        is that of the later one), an edge that runs through a third point or is crossed by another edge (``index`` is that of the edge).
     IndexError
         An edge with a number that is no point, or the same twice.
 

@@ -52,6 +52,20 @@ def test_circles_of_delaunay_triangles_are_empty(points: np.ndarray) -> None:
         assert np.linalg.norm(points - center, axis=1).min() > radius - 1e-6 * max(1, radius)
 
 
+def test_small_sets_have_the_triangles_of_large_ones() -> None:
+    random = np.random.default_rng(7)
+    points = random.random((300, 2)) + [0.25, 3]
+    large = sorvane.delaunay(points)
+    low, high = points.min(axis=0), points.max(axis=0)
+    assert 0.9 * np.prod(high - low) < large.area < np.prod(high - low)
+    for exponent in (-3, -20, -40, -400, -1000):
+        small = sorvane.delaunay(np.ldexp(points, exponent))
+        assert np.array_equal(small.triangles, large.triangles)
+        assert np.array_equal(small.points[:, :2], np.ldexp(points, exponent))
+    far = sorvane.delaunay(np.ldexp(points - points[0], -300) + [0, 1e99])  # a line, as 1e99 swallows what is beside it
+    assert len(far) == 0 or far.area == 0
+
+
 def test_edges_that_are_wanted_are_there() -> None:
     rhombus = [[-3, 0], [0, -1], [3, 0], [0, 1]]
     mesh = sorvane.delaunay(rhombus, [[0, 2]])
