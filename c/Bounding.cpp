@@ -8,7 +8,6 @@
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/OrientedBox_E.h>
-#include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
 #include <utility>
@@ -41,32 +40,12 @@ void Box(const double* points, std::size_t count, double* low, double* high)
     std::copy(box.max.begin(), box.max.end(), high);
 }
 
-/// Within so much of each other on every axis points are one to the library, and one point has no
-/// ball of its own there: what comes back then need not hold it.
-constexpr double kSamePlace = 1e-12;
-
 template <int D>
 void Ball(const double* points, std::size_t count, double* center, double* radius)
 {
     Required(center, "center");
     Required(radius, "radius");
-    const std::vector<VecBase<D, double>> finite = FinitePoints<D>(points, count);
-    Bounding::BoundingBall<D, double> ball;
-    const auto box = Bounding::BoxOfPoints(finite);
-    bool isOnePlace = true;
-    for (int axis = 0; axis < D; ++axis) {
-        isOnePlace = isOnePlace && box.max[axis] - box.min[axis] <= kSamePlace;
-    }
-    if (isOnePlace) {
-        ball.center = finite.front();
-        for (const VecBase<D, double>& point : finite) {
-            ball.radius = std::max(ball.radius, Velk::Math::Vector::Length(point - ball.center));
-        }
-    } else if constexpr (D == 2) {
-        ball = Bounding::BoundingCircleOfPoints(finite, false);
-    } else {
-        ball = Bounding::BoundingSphereOfPoints(finite, false);
-    }
+    const Bounding::BoundingBall<D, double> ball = Bounding::EnclosingBall(FinitePoints<D>(points, count));
     std::copy(ball.center.begin(), ball.center.end(), center);
     *radius = ball.radius;
 }

@@ -5,6 +5,7 @@
 
 #include <Sorvane/Version_E.h>
 #include <Velk/Progress_E.h>
+#include <Velk/ThreadLimit_E.h>
 
 #include <algorithm>
 #include <charconv>
@@ -12,6 +13,10 @@
 #include <limits>
 #include <new>
 #include <stdexcept>
+
+struct sorvane_threads {
+    Velk::ThreadLimit limit;
+};
 
 struct sorvane_progress {
     Velk::ProgressScope scope;
@@ -201,6 +206,24 @@ void sorvane_progress_close(sorvane_progress* progress)
         delete progress;
     }
 }
+
+sorvane_status sorvane_threads_open(int threads, sorvane_threads** limit, sorvane_error* error)
+{
+    try {
+        Result(limit, "limit");
+        if (threads < 1) {
+            BadArgument("threads is " + std::to_string(threads) + "; there must be 1 at least");
+        }
+        *limit = new sorvane_threads{Velk::ThreadLimit(threads)};
+        return SORVANE_OK;
+    } catch (...) {
+        return Report(error);
+    }
+}
+
+int sorvane_threads_current(void) { return Velk::ThreadLimit::Current(); }
+
+void sorvane_threads_close(sorvane_threads* limit) { delete limit; }
 
 int sorvane_lines_dimension(const sorvane_lines* lines) { return lines->dimension; }
 

@@ -364,7 +364,7 @@ sorvane_status sorvane_tool_offset(const sorvane_tool* tool, const double* point
             Failed("the cutter is not convex");
         }
         for (std::size_t i = 0; i < 3 * count; i += 3) {
-            const Vec3d tip = offset.OffsetFrom({points[i], points[i + 1], points[i + 2]},
+            const Vec3d tip = offset.TipFrom({points[i], points[i + 1], points[i + 2]},
                                                 {normals[i], normals[i + 1], normals[i + 2]});
             std::copy(tip.begin(), tip.end(), tips + i);
         }
@@ -530,11 +530,12 @@ sorvane_status sorvane_lathe_regions(const sorvane_lathe_setup* setup, sorvane_l
         const Setup given = SetupOf(setup);
         Polylines toolRegions;
         Polylines holderRegions;
-        const bool isClosed = Lathe::OuterOffsetRegions(given.tool, given.holder, given.target, given.obstacles,
-                                                        toolRegions, holderRegions);
-        // Without a holder and obstacles there is nothing to part the boundary by.
-        const bool isAlone = given.holder.empty() && given.obstacles.empty() && !toolRegions.empty();
-        if (!isClosed && !isAlone && !IsStopped()) {
+        const bool isClosed =
+            given.holder.empty()
+                ? Lathe::OuterOffsetRegions(given.tool, given.target, given.obstacles, toolRegions, holderRegions)
+                : Lathe::OuterOffsetRegions(given.tool, given.holder, given.target, given.obstacles, toolRegions,
+                                            holderRegions);
+        if (!isClosed && !IsStopped()) {
             Failed("a boundary does not close");
         }
         return MadeTogether(Made(tool_regions, NewLines(toolRegions)), Made(holder_regions, NewLines(holderRegions)));
@@ -550,15 +551,17 @@ sorvane_status sorvane_lathe_sweep_new(const sorvane_lathe_setup* setup, const d
         CheckArray(angles_degrees, count, "angles_degrees");
         CheckFinite(angles_degrees, count, 1, "angles_degrees");
         auto made = std::make_unique<sorvane_lathe_sweep>();
-        made->reports = Lathe::BAxisAngleSweep(std::vector<double>(angles_degrees, angles_degrees + count), given.tool,
-                                               given.holder, given.pivot, given.target, given.obstacles);
+        const std::vector<double> angles(angles_degrees, angles_degrees + count);
+        made->reports = given.holder.empty()
+                            ? Lathe::BAxisAngleSweep(angles, given.tool, given.pivot, given.target, given.obstacles)
+                            : Lathe::BAxisAngleSweep(angles, given.tool, given.holder, given.pivot, given.target,
+                                                     given.obstacles);
         made->target = std::move(given.target);
         made->reachable.lines.dimension = 2;
         made->toolRegions.lines.dimension = 2;
         made->holderRegions.lines.dimension = 2;
-        const bool isAlone = given.holder.empty() && given.obstacles.empty();
         for (const Lathe::BAngleReport& report : made->reports) {
-            made->failed.push_back(report.failed && !(isAlone && !report.toolRegions.empty()) ? 1 : 0);
+            made->failed.push_back(report.failed ? 1 : 0);
             AddGroup(made->reachable, report.reachable);
             AddGroup(made->toolRegions, report.toolRegions);
             AddGroup(made->holderRegions, report.holderRegions);
@@ -599,7 +602,7 @@ sorvane_status sorvane_lathe_sequence_new(const sorvane_lathe_sweep* sweep, cons
             regions.push_back({arcs[i], arcs[i + 1], arcs[i + 2]});
         }
         const Lathe::BAngleSequence found =
-            Lathe::SequenceBAxisAngleSweep(source.target, source.reports, std::move(regions));
+            Lathe::SequenceBAxisAngleSweepAround(source.target, source.reports, regions);
         auto made = std::make_unique<sorvane_lathe_sequence>();
         for (const Lathe::BAngleSequence::Step& step : found.steps) {
             made->parameters.push_back(step.parameter);

@@ -9,10 +9,17 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
+
+struct sorvane_bytes {
+    std::vector<std::byte> bytes;
+};
 
 namespace Mesh = Velk::Math::Sorvane::Mesh;
 namespace MeshUtils = Velk::Math::Sorvane::MeshUtils;
@@ -55,10 +62,20 @@ Tags TagsOf(const unsigned long long* tags, std::size_t count, std::size_t wante
     return count == 0 ? Tags() : Tags(tags, tags + count);
 }
 
-[[noreturn]] void FileFailed(const char* path, const MeshUtils::MeshFileResult& result)
+[[noreturn]] void FileFailed(const std::string& name, const MeshUtils::MeshFileResult& result)
 {
-    throw Failure{SORVANE_FILE_ERROR, std::string(path) + ": " + MeshUtils::MeshFileText(result),
+    throw Failure{SORVANE_FILE_ERROR, name + ": " + MeshUtils::MeshFileText(result),
                   static_cast<long long>(result.place)};
+}
+
+/// The number of a form of files, which may be none when it is told elsewhere.
+int FormOf(const sorvane_file_form& form, int least)
+{
+    const int number = NumberOf(form);
+    if (number < least || number > SORVANE_FORM_TIPC) {
+        BadArgument("form is " + std::to_string(number) + "; there is no such form");
+    }
+    return number;
 }
 
 /// Files of an empty name are the current folder to a path; here they are a mistake.
@@ -71,8 +88,8 @@ const char* PathOf(const char* path)
 }
 
 /// Triangles of a mesh with the points that they use, in the order of the mesh; `oldPoints` becomes
-/// the numbers that those have there. `newNumber` is -1 for each point of the mesh, before and after:
-/// parts one after the other cost what they have and not what the mesh has.
+/// the numbers that those have there. `newNumber` is -1 for each point of the mesh, before and
+/// after: parts one after the other cost what they have and not what the mesh has.
 MeshData Part(const MeshData& mesh, const int* triangles, std::size_t count,
               std::vector<int>& newNumber, std::vector<std::size_t>& oldPoints)
 {
@@ -314,6 +331,26 @@ sorvane_status sorvane_mesh_read(const char* path, sorvane_mesh** mesh, sorvane_
     });
 }
 
+sorvane_status sorvane_mesh_read_bytes(const unsigned char* bytes, size_t count, const char* name,
+                                       sorvane_mesh** mesh, sorvane_error* error)
+{
+    return Guarded(error, [&] {
+        Result(mesh, "mesh");
+        if (bytes == nullptr && count > 0) {
+            BadArgument("bytes is NULL");
+        }
+        auto handle = std::make_unique<sorvane_mesh>();
+        const MeshUtils::MeshFileResult result =
+            MeshUtils::ReadMesh(handle->mesh, handle->pointTags, handle->triangleTags,
+                                std::as_bytes(std::span(bytes, count)));
+        if (!result && !IsStopped()) {
+            FileFailed(name != nullptr ? name : "bytes", result);
+        }
+        handle->form = static_cast<sorvane_file_form>(result.form);
+        return Made(mesh, std::move(handle));
+    });
+}
+
 sorvane_file_form sorvane_mesh_form(const sorvane_mesh* mesh) { return mesh->form; }
 
 sorvane_status sorvane_mesh_write(const sorvane_mesh* mesh, const char* path,
@@ -322,10 +359,7 @@ sorvane_status sorvane_mesh_write(const sorvane_mesh* mesh, const char* path,
     return Guarded(error, [&] {
         const sorvane_mesh& given = Required(mesh, "mesh");
         PathOf(path);
-        const int number = NumberOf(form);
-        if (number < SORVANE_FORM_UNKNOWN || number > SORVANE_FORM_TIPC) {
-            BadArgument("form is " + std::to_string(number) + "; there is no such form");
-        }
+        const int number = FormOf(form, SORVANE_FORM_UNKNOWN);
         std::string extension = std::filesystem::path(path).extension().string();
         std::transform(extension.begin(), extension.end(), extension.begin(), [](char c) {
             return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -346,6 +380,34 @@ sorvane_status sorvane_mesh_write(const sorvane_mesh* mesh, const char* path,
         }
     });
 }
+
+sorvane_status sorvane_mesh_write_bytes(const sorvane_mesh* mesh, sorvane_file_form form,
+                                        sorvane_bytes** bytes, sorvane_error* error)
+{
+    return Guarded(error, [&] {
+        Result(bytes, "bytes");
+        const sorvane_mesh& given = Required(mesh, "mesh");
+        const int number = FormOf(form, SORVANE_FORM_ASCII_STL);
+        auto handle = std::make_unique<sorvane_bytes>();
+        const MeshUtils::MeshFileResult result =
+            number == SORVANE_FORM_TIPC
+                ? MeshUtils::WriteMesh(given.mesh, given.pointTags, given.triangleTags,
+                                       handle->bytes)
+                : MeshUtils::WriteMesh(given.mesh, handle->bytes,
+                                       static_cast<MeshUtils::MeshFileForm>(number));
+        if (!result && !IsStopped()) {
+            FileFailed("mesh", result);
+        }
+        return Made(bytes, std::move(handle));
+    });
+}
+
+const unsigned char* sorvane_bytes_data(const sorvane_bytes* bytes, size_t* count)
+{
+    return reinterpret_cast<const unsigned char*>(Elements(bytes->bytes, count));
+}
+
+void sorvane_bytes_free(sorvane_bytes* bytes) { delete bytes; }
 
 // --- welding and orientation
 // --------------------------------------------------------------------------------------

@@ -5,6 +5,7 @@
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/IndexedMesh_E.h>
+#include <Sorvane/MeshMeasures_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/Triangle_E.h>
@@ -61,22 +62,6 @@ void Deliver(const std::vector<Value>& values, T* out, std::size_t count, std::s
     }
     std::fill(out + found, out + count * size, neutral);
 }
-
-/// A sum that loses nothing but its last rounding (A. Neumaier, 1974).
-class Sum {
-public:
-    void Add(double value)
-    {
-        const double next = sum_ + value;
-        lost_ += std::abs(sum_) >= std::abs(value) ? (sum_ - next) + value : (value - next) + sum_;
-        sum_ = next;
-    }
-    double Value() const { return std::isfinite(sum_) ? sum_ + lost_ : sum_; }
-
-private:
-    double sum_ = 0;
-    double lost_ = 0;
-};
 
 /// The points that triangles use.
 std::vector<char> UsedPoints(const MeshData& mesh)
@@ -337,23 +322,23 @@ sorvane_status sorvane_mesh_measure(const sorvane_mesh* mesh, double* area, doub
                                     sorvane_error* error)
 {
     return Guarded(error, [&] {
-        const MeshData& data = MeshOf(mesh);
-        Sum areas;
-        Sum volumes;
-        // Seen from one of its own points, so that nothing cancels far from the origin.
-        const Point here = data.indices.empty() ? Point() : CornersOf(data, 0)[0];
-        for (std::size_t t = 0; t < TriangleCount(data); ++t) {
-            const Mesh::Triangle<3, double> corners = CornersOf(data, t);
-            const Point normal = Mesh::AreaNormal(corners);
-            areas.Add(Velk::Math::Vector::Length(normal));
-            volumes.Add((corners[0] - here) * normal / 3);
-        }
+        const Mesh::MeshMeasures measures = Mesh::MeasureMesh(MeshOf(mesh));
         if (area != nullptr) {
-            *area = areas.Value();
+            *area = measures.area;
         }
         if (volume != nullptr) {
-            *volume = volumes.Value();
+            *volume = measures.volume;
         }
+    });
+}
+
+sorvane_status sorvane_mesh_centroid(const sorvane_mesh* mesh, double centroid[3],
+                                     sorvane_error* error)
+{
+    return Guarded(error, [&] {
+        const Mesh::MeshMeasures measures = Mesh::MeasureMesh(MeshOf(mesh));
+        Required(centroid, "centroid");
+        std::copy(measures.centroid.begin(), measures.centroid.end(), centroid);
     });
 }
 

@@ -107,7 +107,11 @@ Half HalfBelow(const Mesh::TriangleSlicer& slicer, const Vec3d& normal, const Ve
     auto half = slicer.SliceTriangles(normal, point, false, tolerance);
     Half closed;
     closed.lid = half.triangles.size();
-    Mesh::Append(half.triangles, Mesh::SoupFromIndexedPoints(Mesh::CapOfSections(half)));
+    // Where nothing lies below, the section is the outline of a face in the plane, and a lid over
+    // it would stand there alone.
+    if (!half.triangles.empty()) {
+        Mesh::Append(half.triangles, Mesh::SoupFromIndexedPoints(Mesh::CapOfSections(half)));
+    }
     closed.mesh = Mesh::IndexedPointsFromSoup(half.triangles, true, 0.0);
     return closed;
 }

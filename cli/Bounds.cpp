@@ -198,7 +198,7 @@ void RunBox(Session& session)
     PrintFlat(session, "box", box.max - box.min, volume);
     session.Print("              (%.9g, %.9g, %.9g) to (%.9g, %.9g, %.9g)\n", box.min.x(),
                   box.min.y(), box.min.z(), box.max.x(), box.max.y(), box.max.z());
-    const auto sphere = Bounding::BoundingSphereOfPoints(part.points, false);
+    const auto sphere = Bounding::EnclosingBall(part.points);
     result["sphere"]["center"] = sphere.center;
     result["sphere"]["radius"] = sphere.radius;
     session.Print("sphere        radius %.9g about (%.9g, %.9g, %.9g)\n", sphere.radius,
@@ -218,8 +218,12 @@ void RunBox(Session& session)
     Session::CheckStopped();
 
     StockSearch search(part.points, turned, sizes);
+    bool isAnyNamed = false;
+    bool isAnyLargeEnough = false;
     for (const StockKind kind : kStockKinds) {
         const auto& stock = search.Best(kind);
+        isAnyNamed = isAnyNamed || sizes.Names(kind);
+        isAnyLargeEnough = isAnyLargeEnough || (sizes.Names(kind) && stock);
         if (stock) {
             TellStock(session, kind, *stock, volume);
             if (!isAsked && (!chosen || stock->volume < search.Best(*chosen)->volume)) {
@@ -232,6 +236,9 @@ void RunBox(Session& session)
     if (!chosen || !search.Best(*chosen)) {
         session.Defect("too_small", "no size is large enough for the part; nothing is written");
         return;
+    }
+    if (!isAsked && isAnyNamed && !isAnyLargeEnough) {
+        session.Defect("too_small", "none of the sizes is large enough for the part");
     }
     const Stock& stock = *search.Best(*chosen);
     const Vec3d turns = TurnsOf(stock.place);

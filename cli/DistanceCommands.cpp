@@ -6,6 +6,7 @@
 #include "PlaneFiles.h"
 #include "Session.h"
 
+#include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/MeshDistances_E.h>
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshImprint_E.h>
@@ -408,6 +409,9 @@ void RunHoles(Session& session)
 constexpr int kLines = 360;               // around a center, of which every 24th is drawn
 constexpr double kAroundTolerance = 1e-7; // of the radius: rounding, and no more
 
+/// Radius over the size of the part above which the lines wind round and round, for hours maybe.
+constexpr double kMostAround = 100;
+
 /// Straightest lines of one length from the point of the part nearest to `point`.
 std::vector<Path> LinesAround(const Part& part, const Vec3d& point, double length, double tolerance)
 {
@@ -539,6 +543,12 @@ void RunImprint(Session& session)
     Path curve;
     std::size_t off = 0;
     if (isAround) {
+        const auto box = Bounding::BoxOfPoints(part.points);
+        const double size = Length(box.max - box.min);
+        if (radius > kMostAround * size) {
+            session.RefuseUse("--radius: more than a hundred times round a part of the size " +
+                              NumberText(size) + " leads nowhere; mind the unit");
+        }
         lines = LinesAround(part, session.Vector("--around"), radius, tolerance);
         if (lines.empty()) {
             session.RefuseUse("--around: no place of the part is near that point");

@@ -152,12 +152,13 @@ Call ParseCall(const Command& command, const std::vector<std::string>& words)
     }
     app.add_option("inputs", call.inputs)->expected(0, 1 << 20);
 
-    std::vector<std::string> reversed(words.rbegin(), words.rend());
+    const auto dashes = std::find(words.begin(), words.end(), "--");
+    std::vector<std::string> reversed(std::make_reverse_iterator(dashes), words.rend());
     try {
         app.parse(reversed);
     } catch (const CLI::ArgumentMismatch&) {
         // Only the last word can lack its value: all others take what follows, whatever it is.
-        Refuse(words.back() + " wants a value");
+        Refuse(*(dashes - 1) + " wants a value");
     } catch (const CLI::ParseError& error) {
         Refuse(error.what());
     }
@@ -169,6 +170,9 @@ Call ParseCall(const Command& command, const std::vector<std::string>& words)
         const std::string nearest = Nearest(unknown.front(), names);
         Refuse("unknown option " + unknown.front() +
                (nearest.empty() ? "" : "; did you mean " + nearest + "?"));
+    }
+    if (dashes != words.end()) {
+        call.inputs.insert(call.inputs.end(), dashes + 1, words.end());
     }
     for (const Option& option : options) {
         if (made[option.name]->count() == 0) {

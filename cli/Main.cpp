@@ -91,9 +91,10 @@ int Run(const std::vector<std::string>& words)
             {});
     }
     const std::vector<std::string> rest(words.begin() + 1, words.end());
+    // Behind two dashes there are inputs, whatever they look like.
+    const auto inputs = std::find(rest.begin(), rest.end(), "--");
     const auto asks = [&](const char* word) {
-        return std::find(rest.begin(), std::find(rest.begin(), rest.end(), "--"), word) !=
-               rest.end();
+        return std::find(rest.begin(), inputs, word) != inputs;
     };
     if (first == "help" || asks("--help") || asks("-h")) {
         return Show(CommandHelp(*command));

@@ -6,13 +6,13 @@
 
 #include <Sorvane/BoundingVolumes_E.h>
 #include <Sorvane/MeshDistances_E.h>
+#include <Sorvane/MeshMeasures_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/Triangle_E.h>
 #include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <string>
 
 namespace Cli {
@@ -20,16 +20,7 @@ namespace Cli {
 using namespace Velk::Math;
 using namespace Velk::Math::Sorvane;
 
-double VolumeOf(const Part& part)
-{
-    const Vec3d origin = part.points.empty() ? Vec3d{} : part.points.front();
-    double sixfold = 0;
-    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        sixfold += (CornerOf(part, i) - origin) *
-                   ((CornerOf(part, i + 1) - origin) ^ (CornerOf(part, i + 2) - origin));
-    }
-    return sixfold / 6;
-}
+double VolumeOf(const Part& part) { return Mesh::MeasureMesh(part).volume; }
 
 Measures MeasuresOf(const Part& part)
 {
@@ -40,9 +31,9 @@ Measures MeasuresOf(const Part& part)
         return measures;
     }
     measures.openEdges = Mesh::BoundaryEdges(part).size();
-    const std::vector<double> areas = Mesh::Areas(part);
-    measures.area = std::accumulate(areas.begin(), areas.end(), 0.0);
-    measures.volume = VolumeOf(part);
+    const Mesh::MeshMeasures whole = Mesh::MeasureMesh(part);
+    measures.area = whole.area;
+    measures.volume = whole.volume;
     double ratios = 0;
     for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
         for (std::size_t k = 0; k < 3; ++k) {

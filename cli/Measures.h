@@ -14,8 +14,7 @@ inline const Velk::Math::Vec3d& CornerOf(const Part& part, std::size_t place)
     return part.points[static_cast<std::size_t>(part.indices[place])];
 }
 
-/// Signed volume about a point of the part, so that a part far from the origin keeps its digits.
-/// That of an open part means nothing.
+/// Signed volume, see `MeasureMesh`. That of an open part means nothing.
 double VolumeOf(const Part& part);
 
 struct Measures {

@@ -395,23 +395,17 @@ struct Reach {
     bool IsReached() const { return std::find(valid.begin(), valid.end(), true) != valid.end(); }
 };
 
-/// Stretches from step to step; those without an end of `apart` at the profile's own ends, and
-/// neighbors that the same tilts reach as one.
+/// The whole profile, from step to step.
 std::vector<Reach> ReachesOf(const Lathe::BAngleSequence& sequence, std::size_t angles,
-                             double length, double apart)
+                             double length)
 {
     std::vector<Reach> reaches;
     Reach reach{0, 0, std::vector<bool>(angles, false)};
     const auto end = [&](double place) {
-        const double to = place <= 2 * apart ? 0 : place >= length - 2 * apart ? length : place;
-        if (to > reach.from) {
-            reach.to = to;
-            if (!reaches.empty() && reaches.back().valid == reach.valid) {
-                reaches.back().to = to;
-            } else {
-                reaches.push_back(reach);
-            }
-            reach.from = to;
+        if (place > reach.from) {
+            reach.to = place;
+            reaches.push_back(reach);
+            reach.from = place;
         }
     };
     for (const auto& step : sequence.steps) {
@@ -500,53 +494,11 @@ Turning TurningOf(Session& session)
 
 std::vector<Lathe::BAngleReport> Sweep(const Turning& turning)
 {
-    Loops obstacles = turning.obstacles;
-    if (turning.holder.empty() && obstacles.empty()) {
-        // The sweep asks for something that the tool may run into. One so far away that nothing
-        // gets there changes no answer.
-        const Box box({turning.profile, turning.tool, {turning.pivot}});
-        const double size = 10 * box.Size();
-        const Vec2d far = box.high + Vec2d(size, size);
-        obstacles.push_back({far, far + Vec2d(size, 0), far + Vec2d(0, size), far});
-    }
-    return Lathe::BAxisAngleSweep(turning.angles, turning.tool, turning.holder, turning.pivot,
-                                  turning.profile, obstacles);
-}
-
-/// What is reached, parted where it runs over the start of a closed profile: a stretch with the
-/// start within it would read as the rest of the profile. The ends there are a little apart, so
-/// that each lies on one segment only.
-void PartAtStart(const Polyline& profile, double apart, std::vector<Lathe::BAngleReport>& reports)
-{
-    const Vec2d& start = profile.front();
-    if (!(start == profile.back())) {
-        return;
-    }
-    const auto isStart = [&](const Vec2d& p) { return Vector::Length(p - start) <= 0.5 * apart; };
-    const auto beside = [&](const Vec2d& toward) {
-        return start + Vector::Normalized(toward - start, 0.0) * apart;
-    };
-    for (Lathe::BAngleReport& report : reports) {
-        Loops parted;
-        for (const Polyline& stretch : report.reachable) {
-            parted.emplace_back();
-            for (std::size_t i = 0; i < stretch.size(); ++i) {
-                if (!isStart(stretch[i])) {
-                    parted.back().push_back(stretch[i]);
-                    continue;
-                }
-                if (!parted.back().empty()) {
-                    parted.back().push_back(beside(parted.back().back()));
-                    parted.emplace_back();
-                }
-                if (i + 1 < stretch.size() && !isStart(stretch[i + 1])) {
-                    parted.back().push_back(beside(stretch[i + 1]));
-                }
-            }
-        }
-        std::erase_if(parted, [](const Polyline& stretch) { return stretch.size() < 2; });
-        report.reachable = std::move(parted);
-    }
+    return turning.holder.empty()
+               ? Lathe::BAxisAngleSweep(turning.angles, turning.tool, turning.pivot,
+                                        turning.profile, turning.obstacles)
+               : Lathe::BAxisAngleSweep(turning.angles, turning.tool, turning.holder, turning.pivot,
+                                        turning.profile, turning.obstacles);
 }
 
 std::string PositionsText(const std::vector<Lathe::BAngleReport>& reports)
@@ -574,15 +526,12 @@ void RunLathe(Session& session)
 {
     RefuseStandardOutput(session, {"--positions"});
     const Turning turning = TurningOf(session);
-    std::vector<Lathe::BAngleReport> reports = Sweep(turning);
+    const std::vector<Lathe::BAngleReport> reports = Sweep(turning);
     Session::CheckStopped();
     const std::vector<double> lengths = Vector::PointStreamParameters(turning.profile, false);
-    const double apart = 1e-9 * lengths.back();
-    PartAtStart(turning.profile, apart, reports);
     const auto sequence =
-        Lathe::SequenceBAxisAngleSweep(turning.profile, reports, ArcRegionsOf(session));
-    const std::vector<Reach> reaches =
-        ReachesOf(sequence, turning.angles.size(), lengths.back(), apart);
+        Lathe::SequenceBAxisAngleSweepAround(turning.profile, reports, ArcRegionsOf(session));
+    const std::vector<Reach> reaches = ReachesOf(sequence, turning.angles.size(), lengths.back());
 
     Json& result = session.Result();
     result["angles"] = turning.angles;
@@ -703,8 +652,7 @@ Command LatheCommand()
         "polyline, closed or open; TOOL and HOLDER are closed outlines as they stand at 0 degrees. "
         "At each tilt of a B axis the positions are told at which the tool touches the profile "
         "while everything else is clear, and along the profile the tilts that reach it. Lengths "
-        "along the profile count from its first point. Let a closed profile start where no tool "
-        "reaches.";
+        "along the profile count from its first point.";
     command.inputs = {"PROFILE", "TOOL", "HOLDER"};
     command.leastInputs = 2;
     command.mostInputs = 3;
@@ -723,7 +671,8 @@ Command LatheCommand()
         Opt::Numbers(
             "--bridge", "START,END,GAP,...",
             "from one length along the profile to another, close gaps up to GAP: facets of "
-            "an arc that are missed between two that are reached"),
+            "an arc that are missed between two that are reached; over the start of a closed "
+            "profile END is below START"),
         Opt::File("--positions", "FILE",
                   "write the free positions of the pivot as polylines, tilt by tilt"),
         Opt::Number("--chord", "LENGTH", "how far flattened arcs of chains may lie from the arcs")

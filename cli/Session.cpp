@@ -9,13 +9,15 @@
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <span>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -57,6 +59,8 @@ std::string AdviceFor(MeshFileError error)
         return "; export the part as STL (text or binary) or TIPC";
     case MeshFileError::UnknownExtension:
         return "; end the name with .stl or .tipc";
+    case MeshFileError::Flattened:
+        return "; scale it up, move it to the origin, or write it as .tipc";
     case MeshFileError::WriteFailed:
     case MeshFileError::NotReplaced:
         return "; the old file, if any, is as it was";
@@ -129,6 +133,49 @@ std::string BytesOf(const std::string& path, const std::string& name)
         ThrowSystem(name, errno, "");
     }
     return bytes;
+}
+
+/// The part that comes through the standard input, which is read where it stands and never opened
+/// by a name: a socket can't be.
+MeshFileResult ReadStandardInput(Part& part)
+{
+    struct stat status = {};
+    if (::fstat(STDIN_FILENO, &status) == 0 && S_ISDIR(status.st_mode)) {
+        MeshFileResult result;
+        result.error = MeshFileError::IsFolder;
+        return result;
+    }
+    constexpr std::size_t kHeadBytes = 4096;
+    std::vector<std::byte> bytes;
+    std::size_t filled = 0;
+    while (true) {
+        bytes.resize(std::max(kHeadBytes, filled + filled / 2));
+        const ssize_t arrived = ::read(STDIN_FILENO, bytes.data() + filled, bytes.size() - filled);
+        if (arrived < 0) {
+            const int number = errno;
+            Session::CheckStopped();
+            if (number == EINTR) {
+                continue;
+            }
+            MeshFileResult result;
+            result.error = MeshFileError::ReadFailed;
+            result.system = std::error_code(number, std::system_category());
+            return result;
+        }
+        const bool hadHead = filled >= kHeadBytes;
+        filled += static_cast<std::size_t>(arrived);
+        const auto there = std::span(bytes).first(filled);
+        if (arrived == 0) {
+            return Velk::Math::Sorvane::MeshUtils::ReadMesh(part, there);
+        }
+        // What begins like no mesh is not waited for: it may never end.
+        if (!hadHead && filled >= kHeadBytes) {
+            const MeshFileResult head = Velk::Math::Sorvane::MeshUtils::ReadMesh(part, there);
+            if (head.error == MeshFileError::UnknownForm) {
+                return head;
+            }
+        }
+    }
 }
 
 /// A file that is gone when the object is.
@@ -285,8 +332,9 @@ Part Session::ReadPart(const std::string& input, MeshFileForm* form)
         RefuseUse("nothing comes through the standard input: name a file, or pipe one in");
     }
     Part part;
-    const MeshFileResult result =
-        Velk::Math::Sorvane::MeshUtils::ReadMesh(part, PathOf(input, "/dev/stdin"));
+    const MeshFileResult result = input == "-"
+                                      ? ReadStandardInput(part)
+                                      : Velk::Math::Sorvane::MeshUtils::ReadMesh(part, input);
     CheckStopped();
     if (!result) {
         throw Failure(Exit::Files,
@@ -362,27 +410,20 @@ void Session::WritePart(const Part& part, const std::string& path)
 void Session::WritePart(const Part& part, const std::string& path, MeshFileForm form)
 {
     CheckStopped();
-    const auto write = [&](const std::string& to, const std::string& name) {
-        const MeshFileResult result = Velk::Math::Sorvane::MeshUtils::WriteMesh(part, to, form);
-        if (!result) {
-            throw Failure(Exit::Files,
-                          name + ": " + MeshFileText(result) + AdviceFor(result.error));
-        }
-    };
-    if (path != "-") {
-        write(path, path);
-    } else {
-        // Through a file of its own: the standard output is written to where it stands, and never
-        // opened by a name, which would wait for a reader that has gone away, or replace a file
-        // that the shell has opened.
-        const char* const named = std::getenv("TMPDIR");
-        const std::string folder = named && *named != '\0' ? named : "/tmp";
-        const TemporaryFile file(fs::path(folder) / "sorvane");
-        if (file.Number() < 0) {
-            ThrowSystem(folder, errno, "; name a folder with room in TMPDIR");
-        }
-        write(file.Path(), file.Path());
-        WriteBytes(STDOUT_FILENO, BytesOf(file.Path(), file.Path()), "standard output");
+    const bool isFile = path != "-";
+    std::vector<std::byte> bytes;
+    const MeshFileResult result =
+        isFile ? Velk::Math::Sorvane::MeshUtils::WriteMesh(part, path, form)
+               : Velk::Math::Sorvane::MeshUtils::WriteMesh(part, bytes, form);
+    if (!result) {
+        throw Failure(Exit::Files, (isFile ? path : "standard output") + ": " +
+                                       MeshFileText(result) + AdviceFor(result.error));
+    }
+    if (!isFile) {
+        // The standard output is written to where it stands, and never opened by a name, which
+        // would wait for a reader that has gone away, or replace a file that the shell has opened.
+        WriteBytes(STDOUT_FILENO, {reinterpret_cast<const char*>(bytes.data()), bytes.size()},
+                   "standard output");
     }
     TellWritten(path);
 }

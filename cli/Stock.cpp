@@ -173,7 +173,7 @@ void StockSearch::TryAlong(const std::vector<Vec3d>& points, const Vec3d& axis)
             TryFlat(points, {along, across, along ^ across});
         }
     }
-    const auto circle = Bounding::BoundingCircleOfPoints(seen, false);
+    const auto circle = Bounding::EnclosingBall(seen);
     const Vec3d middle = points.front() + u * circle.center[0] + v * circle.center[1];
     TryRound(points, middle, circle.radius, {u, v, w});
     TryRound(points, middle, circle.radius, {u, -v, -w});

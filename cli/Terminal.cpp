@@ -3,18 +3,14 @@
 #include "Terminal.h"
 
 #include <Velk/Progress_E.h>
+#include <Velk/ThreadLimit_E.h>
 
 #include <csignal>
 #include <cstdio>
-#include <memory>
 #include <string>
 
 #include <fcntl.h>
 #include <unistd.h>
-
-#ifdef SORVANE_COMMAND_TBB
-#include <oneapi/tbb/global_control.h>
-#endif
 
 namespace Cli {
 
@@ -77,16 +73,7 @@ void HideProgress()
 
 void RunWatched(int threads, bool isQuiet, const std::function<void()>& work)
 {
-#ifdef SORVANE_COMMAND_TBB
-    std::unique_ptr<oneapi::tbb::global_control> limit;
-    if (threads > 0) {
-        limit = std::make_unique<oneapi::tbb::global_control>(
-            oneapi::tbb::global_control::max_allowed_parallelism,
-            static_cast<std::size_t>(threads));
-    }
-#else
-    static_cast<void>(threads);
-#endif
+    const Velk::ThreadLimit limit(threads);
     const bool hasBar = !isQuiet && isatty(STDERR_FILENO) == 1;
     const Velk::ProgressScope scope([&](double fraction) {
         if (hasBar) {

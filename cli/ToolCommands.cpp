@@ -33,6 +33,8 @@ using Tool = Mill::ConvexStandardToolBase<double>;
 
 /// Positions that are a program's, and not an error of the units.
 constexpr double kMostPositions = 1e8;
+/// Dimensions of a tool whose squares and products are numbers still; surfaces end there as well.
+constexpr double kMostSize = 1e70;
 constexpr double kQuarterTurn = kPi<double> / 2;
 
 // --- tools --------------------------------------------------------------------------------------
@@ -164,6 +166,9 @@ Tool ToolOf(Session& session)
     } else if (tool.shankLength == 0) {
         tool.shankLength = 2 * extent.x();
     }
+    if (!(extent.x() <= kMostSize && extent.y() <= kMostSize && tool.shankLength <= kMostSize)) {
+        session.RefuseUse("the tool is larger than can be calculated with");
+    }
     return tool;
 }
 
@@ -182,6 +187,9 @@ std::vector<Mill::ToolPart> PartsOf(const Session& session, const Tool& tool)
     for (std::size_t i = 0; i < numbers.size(); i += 2) {
         if (!(numbers[i] > 0 && numbers[i + 1] > 0)) {
             session.RefuseUse("--holder: diameters and lengths are above 0");
+        }
+        if (!(numbers[i] <= kMostSize && numbers[i + 1] <= kMostSize)) {
+            session.RefuseUse("--holder: is larger than can be calculated with");
         }
         parts.push_back({{.tipRadius = numbers[i] / 2, .shankLength = numbers[i + 1]}, height});
         height += numbers[i + 1];

@@ -26,7 +26,7 @@ int main(int argc, char** argv)
     const Vec3d extent = box.max - box.min;
     std::printf("box: %.6g x %.6g x %.6g\n", extent[0], extent[1], extent[2]);
 
-    const auto ball = Bounding::BoundingSphereOfPoints(part.points, false);
+    const auto ball = Bounding::EnclosingBall(part.points);
     std::printf("sphere: radius %.6g about (%.6g, %.6g, %.6g)\n", ball.radius, ball.center[0],
                 ball.center[1], ball.center[2]);
 

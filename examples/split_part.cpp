@@ -20,6 +20,9 @@ Part HalfOf(const Mesh::TriangleSlicer& slicer, const Vec3d& normal, const Vec3d
 {
     constexpr double kTolerance = 1e-9;
     auto half = slicer.SliceTriangles(normal, point, false, kTolerance);
+    if (half.triangles.empty()) {
+        return {}; // a face in the plane has an outline there, and nothing to close
+    }
     Mesh::Append(half.triangles, Mesh::SoupFromIndexedPoints(Mesh::CapOfSections(half)));
     return Mesh::IndexedPointsFromSoup(half.triangles, true, 0.0); // they meet bit for bit
 }

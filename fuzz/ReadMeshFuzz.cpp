@@ -36,8 +36,7 @@ MeshFileResult Read(std::span<const std::byte> bytes, IndexedPointsBase<3, T>& m
 {
     std::vector<Impl::Tag> vertexTags;
     std::vector<Impl::Tag> triangleTags;
-    Impl::ByteReader reader(bytes);
-    const MeshFileResult result = Impl::ReadMeshBytes(reader, mesh, &vertexTags, &triangleTags);
+    const MeshFileResult result = ReadMesh(mesh, vertexTags, triangleTags, bytes);
     if (!result) {
         return result;
     }
@@ -89,9 +88,10 @@ MeshFileResult Check(std::span<const std::byte> bytes)
     IndexedPointsBase<3, T> mesh;
     const MeshFileResult result = Read(bytes, mesh);
     TriangleSoup<3, T> soup;
-    Impl::ByteReader reader(bytes);
-    Require(Impl::ReadMeshBytes(reader, soup) == result);
+    Require(ReadMesh(soup, bytes) == result);
     Require(!MeshFileText(result).empty());
+    IndexedPointsBase<3, T> untagged;
+    Require(ReadMesh(untagged, bytes) == result && untagged.indices == mesh.indices);
     if (result) {
         Require(3 * soup.size() == mesh.indices.size());
         for (std::size_t i = 0; i < mesh.indices.size(); ++i) {

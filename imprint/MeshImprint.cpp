@@ -22,9 +22,11 @@ constexpr int kOutside = 2;
 class Painting {
 public:
     explicit Painting(Imprintable& mesh)
-        : mesh_(mesh), imprintedAt_(static_cast<std::size_t>(mesh.NodeCount()))
+        : mesh_(mesh), imprintedAt_(static_cast<std::size_t>(mesh.NodeCount())),
+          isOfComponent_(static_cast<std::size_t>(mesh.FaceCount()), 0)
     {
         work_.reserve(static_cast<std::size_t>(mesh.FaceCount()));
+        component_.reserve(static_cast<std::size_t>(mesh.FaceCount()));
         frontier_.reserve(static_cast<std::size_t>(mesh.EdgeCount()));
         reached_.reserve(static_cast<std::size_t>(mesh.EdgeCount()));
     }
@@ -32,6 +34,7 @@ public:
     void ClearLooseEnds();
     void Unpaint();
     void FloodFromSeed();
+    void FloodOtherComponents();
     bool ChangesAcrossEveryImprint() const;
     void PaintMarked();
 
@@ -47,9 +50,12 @@ private:
         return facet < 0 ? kUnpainted : mesh_.Faces()[static_cast<std::size_t>(facet)].paint;
     }
 
+    bool IsSmaller(int node, int than) const;
     int Seed() const;
+    int CollectComponent(int facet);
     void Paint(int facet, int color);
     void Flood(int color);
+    void FloodInTurns();
     void CrossFrontier(int from, int to);
 
     Imprintable& mesh_;
@@ -57,6 +63,8 @@ private:
     std::vector<int> work_;        // facets painted whose neighbors have not been looked at
     std::vector<int> frontier_;    // imprinted half-edges that the flood has come to
     std::vector<int> reached_;
+    std::vector<int> component_;      // facets of the component at hand
+    std::vector<char> isOfComponent_; // of this one or one before
 };
 
 // A node with a single imprinted edge is the loose end of a curve, and bounds no region. Only such
@@ -88,24 +96,27 @@ void Painting::Unpaint()
     }
 }
 
-// The smallest node by x, then y, then z: on a closed body it is on the outer surface. Coordinates
-// within the floor of each other are equal, which is no order: the first that is not beaten stays.
+// By x, then y, then z. Coordinates within the floor of each other are equal, which is no order:
+// the first that is not beaten stays.
+bool Painting::IsSmaller(int node, int than) const
+{
+    const Vec3d& a = mesh_.Nodes()[static_cast<std::size_t>(node)].position;
+    const Vec3d& b = mesh_.Nodes()[static_cast<std::size_t>(than)].position;
+    for (int i = 0; i < 3; ++i) {
+        if (!(std::fabs(a[i] - b[i]) <= kLengthFloor<double>)) {
+            return a[i] < b[i];
+        }
+    }
+    return false;
+}
+
+// The smallest node: on a closed body it is on the outer surface.
 int Painting::Seed() const
 {
-    const auto isSmaller = [](const Vec3d& a, const Vec3d& b) {
-        for (int i = 0; i < 3; ++i) {
-            if (!(std::fabs(a[i] - b[i]) <= kLengthFloor<double>)) {
-                return a[i] < b[i];
-            }
-        }
-        return false;
-    };
     int seed = HalfEdge::kNoNode;
     for (int n = 0; n < mesh_.NodeCount(); ++n) {
         const Impl::ImprintNode& node = mesh_.Nodes()[static_cast<std::size_t>(n)];
-        if (!node.IsInvalid() && mesh_.IsValidEdge(node.edge) &&
-            (seed < 0 ||
-             isSmaller(node.position, mesh_.Nodes()[static_cast<std::size_t>(seed)].position))) {
+        if (!node.IsInvalid() && mesh_.IsValidEdge(node.edge) && (seed < 0 || IsSmaller(n, seed))) {
             seed = n;
         }
     }
@@ -159,6 +170,12 @@ void Painting::FloodFromSeed()
             Paint(EdgeAt(e).face, kOutside);
         }
     }
+    FloodInTurns();
+}
+
+// From the facets on the stack, which are outside, to all that edges lead to.
+void Painting::FloodInTurns()
+{
     int color = kOutside;
     int other = kInside;
     Flood(color);
@@ -167,6 +184,55 @@ void Painting::FloodFromSeed()
         CrossFrontier(color, other);
         Flood(other);
         std::swap(color, other);
+    }
+}
+
+// Lists the facets that edges lead to from one of them, imprinted or not, and tells the smallest of
+// their nodes.
+int Painting::CollectComponent(int facet)
+{
+    int smallest = HalfEdge::kNoNode;
+    component_.clear();
+    component_.push_back(facet);
+    isOfComponent_[static_cast<std::size_t>(facet)] = 1;
+    for (std::size_t i = 0; i < component_.size(); ++i) {
+        int halfEdge = FacetAt(component_[i]).edge;
+        for (int k = 0; k < 3; ++k) {
+            const int node = EdgeAt(halfEdge).node;
+            if (smallest < 0 || IsSmaller(node, smallest)) {
+                smallest = node;
+            }
+            const int beyond = EdgeAt(halfEdge ^ 1).face;
+            if (beyond >= 0 && isOfComponent_[static_cast<std::size_t>(beyond)] == 0) {
+                isOfComponent_[static_cast<std::size_t>(beyond)] = 1;
+                component_.push_back(beyond);
+            }
+            halfEdge = EdgeAt(halfEdge).next;
+        }
+    }
+    return smallest;
+}
+
+// A body beside the one of the seed, with a path on it, has an outside of its own. Components
+// without a path stay unpainted.
+void Painting::FloodOtherComponents()
+{
+    for (int e = 0; e < mesh_.EdgeCount(); ++e) {
+        if (!mesh_.IsValidEdge(e) || EdgeAt(e).imprinted != 1 || EdgeAt(e).face < 0 ||
+            PaintBeside(e) != kUnpainted) {
+            continue;
+        }
+        const int seed = CollectComponent(EdgeAt(e).face);
+        for (const int facet : component_) {
+            int halfEdge = FacetAt(facet).edge;
+            for (int k = 0; k < 3; ++k) {
+                if (EdgeAt(halfEdge).node == seed && FacetAt(facet).paint == kUnpainted) {
+                    Paint(facet, kOutside);
+                }
+                halfEdge = EdgeAt(halfEdge).next;
+            }
+        }
+        FloodInTurns();
     }
 }
 
@@ -220,6 +286,7 @@ bool MeshImprint::PaintInsideOutside()
             painting.ClearLooseEnds();
             painting.Unpaint();
             painting.FloodFromSeed();
+            painting.FloodOtherComponents();
             const bool changes = painting.ChangesAcrossEveryImprint();
             painting.PaintMarked();
             return changes;

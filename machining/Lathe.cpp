@@ -155,14 +155,12 @@ Outlines LoopsThatLimit(const Outline& outline, const Outlines& loops)
     return limits;
 }
 
-} // namespace
+/// Is it a fault when nothing limits the tool beside the target?
+enum class Limits { AreNeeded, MayLack };
 
-bool OuterOffsetRegions(const std::vector<VecBase<2, double>>& tool,
-                        const std::vector<VecBase<2, double>>& holder,
-                        const std::vector<VecBase<2, double>>& target,
-                        const std::vector<std::vector<VecBase<2, double>>>& obstacles,
-                        std::vector<std::vector<VecBase<2, double>>>& toolRegions,
-                        std::vector<std::vector<VecBase<2, double>>>& holderRegions)
+bool PartedRegions(const Outline& tool, const Outline& holder, const Outline& target,
+                   const Outlines& obstacles, Limits need, Outlines& toolRegions,
+                   Outlines& holderRegions)
 {
     return Progress::Impl::Stoppable(
         [&]() -> bool {
@@ -193,7 +191,8 @@ bool OuterOffsetRegions(const std::vector<VecBase<2, double>>& tool,
                        limits);
             }
             Outlines loops;
-            const bool areClosed = OuterLoops(std::move(limits), loops);
+            const bool isAlone = limits.empty() && need == Limits::MayLack;
+            const bool areClosed = isAlone || OuterLoops(std::move(limits), loops);
             const bool isParted =
                 Planar::Impl::ClipOverlapped(touching, LoopsThatLimit(touching, loops), ofTool,
                                              ofHolder, kTolerance, kLengthFloor<double>);
@@ -206,6 +205,29 @@ bool OuterOffsetRegions(const std::vector<VecBase<2, double>>& tool,
             holderRegions.clear();
             return false;
         });
+}
+
+} // namespace
+
+bool OuterOffsetRegions(const std::vector<VecBase<2, double>>& tool,
+                        const std::vector<VecBase<2, double>>& holder,
+                        const std::vector<VecBase<2, double>>& target,
+                        const std::vector<std::vector<VecBase<2, double>>>& obstacles,
+                        std::vector<std::vector<VecBase<2, double>>>& toolRegions,
+                        std::vector<std::vector<VecBase<2, double>>>& holderRegions)
+{
+    return PartedRegions(tool, holder, target, obstacles, Limits::AreNeeded, toolRegions,
+                         holderRegions);
+}
+
+bool OuterOffsetRegions(const std::vector<VecBase<2, double>>& tool,
+                        const std::vector<VecBase<2, double>>& target,
+                        const std::vector<std::vector<VecBase<2, double>>>& obstacles,
+                        std::vector<std::vector<VecBase<2, double>>>& toolRegions,
+                        std::vector<std::vector<VecBase<2, double>>>& obstacleRegions)
+{
+    return PartedRegions(tool, {}, target, obstacles, Limits::MayLack, toolRegions,
+                         obstacleRegions);
 }
 
 } // namespace Velk::Math::Sorvane::Lathe

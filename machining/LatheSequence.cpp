@@ -39,16 +39,18 @@ using Intervals = std::vector<Interval>;
 /// Arc length along the target, by point.
 class ArcLengths {
 public:
-    explicit ArcLengths(const Outline& target)
+    explicit ArcLengths(const Outline& target, double onTarget)
         : target_(target), lengths_(Vector::PointStreamParameters(target, false)),
-          tree_(Vector::PointStreamToSegments(target))
+          tree_(Vector::PointStreamToSegments(target)), onTarget_(onTarget)
     {
     }
+
+    double Whole() const { return lengths_.back(); }
 
     /// False for a point that is not on the target.
     bool At(const Vec2d& point, double& length) const
     {
-        const auto nearest = tree_.ClosestPoint(point, kOnTarget);
+        const auto nearest = tree_.ClosestPoint(point, onTarget_);
         if (nearest.id < 0) {
             return false;
         }
@@ -68,6 +70,7 @@ private:
     const Outline& target_;
     std::vector<double> lengths_;
     Tree::Quadtree::SegmentTree<double> tree_;
+    double onTarget_;
 };
 
 void SortByLow(Intervals& intervals)
@@ -143,6 +146,165 @@ struct Changes {
     std::vector<std::size_t> off;
 };
 
+/// Of an angle that ends and begins at one place the end wins.
+BAngleSequence StepsOf(const std::vector<BAngleReport>& reports,
+                       const std::vector<Intervals>& intervals)
+{
+    BAngleSequence sequence;
+    std::map<double, Changes> places;
+    for (std::size_t i = 0; i < reports.size(); ++i) {
+        sequence.angles.push_back(reports[i].angle);
+        for (const Interval& interval : intervals[i]) {
+            places[interval.low].on.push_back(i);
+            places[interval.high].off.push_back(i);
+        }
+    }
+    std::vector<bool> valid(reports.size(), false);
+    sequence.steps.reserve(places.size());
+    for (const auto& [parameter, changes] : places) {
+        for (const std::size_t i : changes.on) {
+            valid[i] = true;
+        }
+        for (const std::size_t i : changes.off) {
+            valid[i] = false;
+        }
+        sequence.steps.push_back({parameter, valid});
+    }
+    return sequence;
+}
+
+// --- around a closed target ---
+
+/// The point at half the length of a line.
+Vec2d Middle(const Outline& line)
+{
+    const std::vector<double> lengths = Vector::PointStreamParameters(line, false);
+    const double half = 0.5 * lengths.back();
+    const auto end = std::lower_bound(lengths.begin(), lengths.end(), half);
+    const auto i = static_cast<std::size_t>(end - lengths.begin());
+    if (i == 0 || i >= line.size()) {
+        return line.front();
+    }
+    return line[i - 1] +
+           (line[i] - line[i - 1]) * ((half - lengths[i - 1]) / (lengths[i] - lengths[i - 1]));
+}
+
+/// The target as what it is: an open line, or a loop that has no first place.
+class Course {
+public:
+    explicit Course(const Outline& target)
+        : rounding_(RoundingAt(target)), lengths_(target, std::max(kOnTarget, 8 * rounding_)),
+          isLoop_(Vector::Length(target.back() - target.front()) <= rounding_)
+    {
+    }
+
+    /// What a report reaches, ascending; neither do two meet, nor is there one without length.
+    Intervals ReachedBy(const BAngleReport& report) const
+    {
+        Intervals intervals;
+        intervals.reserve(report.reachable.size());
+        for (const Outline& stretch : report.reachable) {
+            Add(stretch, intervals);
+        }
+        return United(std::move(intervals));
+    }
+
+    /// Closes small gaps that meet the region.
+    Intervals Bridged(const BAngleArcRegion& region, Intervals intervals) const
+    {
+        const double whole = lengths_.Whole();
+        const double end = isLoop_ && region.end < region.start ? region.end + whole : region.end;
+        const auto isBridged = [&](double low, double high) {
+            if (!(high - low <= region.largestGap)) {
+                return false;
+            }
+            const auto meets = [&](double by) {
+                return low + by < end - kOnTarget && high + by > region.start + kOnTarget;
+            };
+            return meets(0) || (isLoop_ && (meets(whole) || meets(-whole)));
+        };
+        const std::size_t count = intervals.size();
+        for (std::size_t i = 1; i < count; ++i) {
+            if (isBridged(intervals[i - 1].high, intervals[i].low)) {
+                intervals.push_back({intervals[i - 1].high, intervals[i].low});
+            }
+        }
+        if (isLoop_ && count > 0 &&
+            isBridged(intervals[count - 1].high, whole + intervals[0].low)) {
+            const double high = intervals[count - 1].high;
+            intervals.push_back({0, intervals[0].low});
+            intervals.push_back({high, whole});
+        }
+        return United(std::move(intervals));
+    }
+
+private:
+    /// How far what is computed at these places may be off.
+    static double RoundingAt(const Outline& target)
+    {
+        double farthest = 0;
+        for (const Vec2d& point : target) {
+            farthest = std::max({farthest, std::fabs(point.x()), std::fabs(point.y())});
+        }
+        return std::max(kTouching, kRounding * farthest);
+    }
+
+    void Add(const Outline& stretch, Intervals& intervals) const
+    {
+        double first = 0;
+        double last = 0;
+        if (stretch.empty() || !lengths_.At(stretch.front(), first) ||
+            !lengths_.At(stretch.back(), last)) {
+            return;
+        }
+        const Interval between{std::min(first, last), std::max(first, last)};
+        if (isLoop_ && RunsOverStart(stretch, between)) {
+            intervals.push_back({0, between.low});
+            intervals.push_back({between.high, lengths_.Whole()});
+        } else {
+            intervals.push_back(between);
+        }
+    }
+
+    /// Two places part a loop into two ways from one to the other. The middle of the stretch tells
+    /// which of them it takes: it is that of one way, and half the loop from that of the other.
+    bool RunsOverStart(const Outline& stretch, const Interval& between) const
+    {
+        double middle = 0;
+        if (!lengths_.At(Middle(stretch), middle)) {
+            return false;
+        }
+        const double away = std::fabs(middle - 0.5 * (between.low + between.high));
+        return std::min(away, lengths_.Whole() - away) > 0.25 * lengths_.Whole();
+    }
+
+    Intervals United(Intervals intervals) const
+    {
+        SortByLow(intervals);
+        Intervals united;
+        for (const Interval& interval : intervals) {
+            if (!united.empty() && interval.low <= united.back().high + rounding_) {
+                united.back().high = std::max(united.back().high, interval.high);
+            } else {
+                united.push_back(interval);
+            }
+        }
+        for (Interval& interval : united) {
+            interval.low = interval.low <= rounding_ ? 0 : interval.low;
+            interval.high =
+                interval.high >= lengths_.Whole() - rounding_ ? lengths_.Whole() : interval.high;
+        }
+        std::erase_if(united, [&](const Interval& interval) {
+            return interval.high - interval.low <= rounding_;
+        });
+        return united;
+    }
+
+    double rounding_;
+    ArcLengths lengths_;
+    bool isLoop_;
+};
+
 } // namespace
 
 BAngleSequence SequenceBAxisAngleSweep(const std::vector<VecBase<2, double>>& target,
@@ -150,11 +312,10 @@ BAngleSequence SequenceBAxisAngleSweep(const std::vector<VecBase<2, double>>& ta
                                        std::vector<BAngleArcRegion> arcRegions)
 {
     return Progress::Impl::Stoppable([&]() -> BAngleSequence {
-        BAngleSequence sequence;
         if (target.size() < 2) {
-            return sequence;
+            return {};
         }
-        const ArcLengths lengths(target);
+        const ArcLengths lengths(target, kOnTarget);
         std::vector<Intervals> intervals(reports.size());
         Parallel::Impl::ApplyParallel(std::size_t{0}, reports.size(), [&](std::size_t i) {
             intervals[i] = IntervalsOf(reports[i], lengths);
@@ -163,28 +324,27 @@ BAngleSequence SequenceBAxisAngleSweep(const std::vector<VecBase<2, double>>& ta
             }
             JoinTouching(intervals[i]);
         });
+        return StepsOf(reports, intervals);
+    });
+}
 
-        // Of an angle that ends and begins at one place the end wins.
-        std::map<double, Changes> places;
-        for (std::size_t i = 0; i < reports.size(); ++i) {
-            sequence.angles.push_back(reports[i].angle);
-            for (const Interval& interval : intervals[i]) {
-                places[interval.low].on.push_back(i);
-                places[interval.high].off.push_back(i);
-            }
+BAngleSequence SequenceBAxisAngleSweepAround(const std::vector<VecBase<2, double>>& target,
+                                             const std::vector<BAngleReport>& reports,
+                                             const std::vector<BAngleArcRegion>& arcRegions)
+{
+    return Progress::Impl::Stoppable([&]() -> BAngleSequence {
+        if (target.size() < 2) {
+            return {};
         }
-        std::vector<bool> valid(reports.size(), false);
-        sequence.steps.reserve(places.size());
-        for (const auto& [parameter, changes] : places) {
-            for (const std::size_t i : changes.on) {
-                valid[i] = true;
+        const Course course(target);
+        std::vector<Intervals> intervals(reports.size());
+        Parallel::Impl::ApplyParallel(std::size_t{0}, reports.size(), [&](std::size_t i) {
+            intervals[i] = course.ReachedBy(reports[i]);
+            for (const BAngleArcRegion& region : arcRegions) {
+                intervals[i] = course.Bridged(region, std::move(intervals[i]));
             }
-            for (const std::size_t i : changes.off) {
-                valid[i] = false;
-            }
-            sequence.steps.push_back({parameter, valid});
-        }
-        return sequence;
+        });
+        return StepsOf(reports, intervals);
     });
 }
 

@@ -121,13 +121,10 @@ Outlines Touched(const Outline& tool, const Outline& positions, const Outline& t
                : Planar::Impl::CommonRegions(target, swept, kTolerance, kLengthFloor<double>);
 }
 
-} // namespace
-
-std::vector<BAngleReport>
-BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, double>>& tool,
-                const std::vector<VecBase<2, double>>& holder, const VecBase<2, double>& pivot,
-                const std::vector<VecBase<2, double>>& target,
-                const std::vector<std::vector<VecBase<2, double>>>& obstacles)
+/// Without `holder` there is none.
+std::vector<BAngleReport> Sweep(const std::vector<double>& angles, const Outline& tool,
+                                const Outline* holder, const Vec2d& pivot, const Outline& target,
+                                const Outlines& obstacles)
 {
     return Progress::Impl::Stoppable([&]() -> std::vector<BAngleReport> {
         std::vector<BAngleReport> reports(angles.size());
@@ -142,17 +139,20 @@ BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, 
             const TransformBase<2> turn =
                 Transform::BuildRotationFromAngle(angles[i] * kRadiansPerDegree);
             const Outline turnedTool = Turned(turn, tool, pivot);
-            const Outline turnedHolder = Turned(turn, holder, pivot);
+            const Outline turnedHolder =
+                holder != nullptr ? Turned(turn, *holder, pivot) : Outline{};
             if (!IsUsableTool(turnedTool)) {
                 report.failed = true;
                 return;
             }
             report.failed =
                 !IsClosed(turnedTool) || (!turnedHolder.empty() && !IsClosed(turnedHolder));
-            if (!OuterOffsetRegions(turnedTool, turnedHolder, target, obstacles, report.toolRegions,
-                                    report.holderRegions)) {
-                report.failed = true;
-            }
+            const bool isBounded =
+                holder != nullptr ? OuterOffsetRegions(turnedTool, turnedHolder, target, obstacles,
+                                                       report.toolRegions, report.holderRegions)
+                                  : OuterOffsetRegions(turnedTool, target, obstacles,
+                                                       report.toolRegions, report.holderRegions);
+            report.failed = report.failed || !isBounded;
         });
 
         // What the tool touches from there. `OuterOffsetLoop` reflects what it moves; the tool is
@@ -174,6 +174,25 @@ BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, 
         });
         return reports;
     });
+}
+
+} // namespace
+
+std::vector<BAngleReport>
+BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, double>>& tool,
+                const std::vector<VecBase<2, double>>& holder, const VecBase<2, double>& pivot,
+                const std::vector<VecBase<2, double>>& target,
+                const std::vector<std::vector<VecBase<2, double>>>& obstacles)
+{
+    return Sweep(angles, tool, &holder, pivot, target, obstacles);
+}
+
+std::vector<BAngleReport>
+BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, double>>& tool,
+                const VecBase<2, double>& pivot, const std::vector<VecBase<2, double>>& target,
+                const std::vector<std::vector<VecBase<2, double>>>& obstacles)
+{
+    return Sweep(angles, tool, nullptr, pivot, target, obstacles);
 }
 
 } // namespace Velk::Math::Sorvane::Lathe

@@ -125,12 +125,17 @@ public:
     /// Of the two branches that meet in the vertex, the upper one: it falls toward the axis. What
     /// is left of an edge that ends below its vertex falls away from the axis; its higher end alone
     /// can be hit.
+    ///
+    /// Where the vertex lies between the ends is told in plan: on an edge that all but lies level
+    /// its z is rounded to that of an end, and heights would take the near stretch for no part of
+    /// the edge.
     explicit HyperbolaTarget(const SpunHyperbola& spun)
         : squaredSlope_(spun.b2 / spun.a2), vertex_(spun.vertex), low_(spun.lowEnd),
           high_(spun.highEnd)
     {
-        const bool lowIsBelow = spun.lowEnd[1] < vertex_[1];
-        if (lowIsBelow) {
+        if (HasVertexInside(spun)) {
+            low_ = {vertex_[0], std::clamp(vertex_[1], spun.lowEnd[1], spun.highEnd[1])};
+        } else if (spun.lowEnd[1] < vertex_[1]) {
             low_ = spun.highEnd[1] > vertex_[1] ? vertex_ : spun.highEnd;
         }
         if (high_[0] < low_[0]) {
@@ -161,6 +166,16 @@ public:
     }
 
 private:
+    static bool HasVertexInside(const SpunHyperbola& spun)
+    {
+        const Vec3d& low = spun.lowPoint;
+        const Vec3d& high = spun.highPoint;
+        const double vx = high.x() - low.x();
+        const double vy = high.y() - low.y();
+        return spun.lowEnd[1] <= spun.highEnd[1] && low.x() * vx + low.y() * vy < 0.0 &&
+               high.x() * vx + high.y() * vy > 0.0;
+    }
+
     double squaredSlope_; // of the edge
     Vec2d vertex_;
     Vec2d low_;

@@ -62,6 +62,19 @@ Fan FanOf(const Element& element)
     return {angle, angle, kRoundings * size / element.Length()};
 }
 
+/// From the contact toward the tool's axis, seen from above; zero for a vertical normal.
+Vec3d TowardAxis(const Vec3d& normal)
+{
+    return Normalized(Vec3d{-normal.x(), -normal.y(), 0}, kLengthFloor<double>);
+}
+
+/// Polar angle of the profile's normal that meets the plane's.
+double ProfileAngle(const Vec3d& normal)
+{
+    const double aside = std::sqrt(normal.x() * normal.x() + normal.y() * normal.y());
+    return PolarAngle(Normalized(Vec2d{aside, -normal.z()}, kLengthFloor<double>));
+}
+
 /// Does a query take the segment's end, and not its start?
 bool IsSlanted(const Element& segment) { return segment.StartTangent().y() > kLengthFloor<double>; }
 
@@ -198,9 +211,8 @@ Vec3d ConvexToolOffset::OffsetFrom(const Vec3d& point, const Vec3d& normal) cons
     if (entries_.empty()) {
         return {};
     }
-    const Vec3d u = Normalized(Vec3d{-normal.x(), -normal.y(), 0}, kLengthFloor<double>);
-    const double aside = std::sqrt(normal.x() * normal.x() + normal.y() * normal.y());
-    const double angle = PolarAngle(Normalized(Vec2d{aside, -normal.z()}, kLengthFloor<double>));
+    const Vec3d u = TowardAxis(normal);
+    const double angle = ProfileAngle(normal);
 
     auto entry = std::lower_bound(entries_.begin(), entries_.end(), angle,
                                   [](const Entry& e, double value) { return e.angle < value; });
@@ -215,6 +227,16 @@ Vec3d ConvexToolOffset::OffsetFrom(const Vec3d& point, const Vec3d& normal) cons
     const Geometry::SegBase<double>& segment = *element.AsSegment();
     const Vec2d& s = IsSlanted(element) ? segment.end : segment.start;
     return point - Vec3d{s.x() * u.x(), s.x() * u.y(), s.y()};
+}
+
+Vec3d ConvexToolOffset::TipFrom(const Vec3d& point, const Vec3d& normal) const
+{
+    if (!entries_.empty() && ProfileAngle(normal) < entries_.front().angle) {
+        const Vec3d u = TowardAxis(normal);
+        const Vec2d s = entries_.front().element.StartPoint();
+        return point - Vec3d{s.x() * u.x(), s.x() * u.y(), s.y()};
+    }
+    return OffsetFrom(point, normal);
 }
 
 } // namespace Velk::Math::Sorvane::Mill

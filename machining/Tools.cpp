@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace Velk::Math::Sorvane::Mill {
 
@@ -70,6 +71,15 @@ private:
     Planar::PolyArcSegBase<T> chain_;
 };
 
+/// Of an angle that is a right one but for its rounding the cosine is 0: what would be left would
+/// take the last bit off the radius of a ball.
+template <class T>
+double CosineOf(double angle)
+{
+    const double cosine = std::cos(angle);
+    return std::fabs(cosine) <= std::numeric_limits<T>::epsilon() ? 0.0 : cosine;
+}
+
 template <class T>
 Planar::PolyArcSegBase<T> ChainOf(const ConvexStandardToolBase<T>& tool)
 {
@@ -87,7 +97,7 @@ Planar::PolyArcSegBase<T> ChainOf(const ConvexStandardToolBase<T>& tool)
         const double radius = tool.lowerCornerRadius;
         const double angle = tool.lowerCornerAngle;
         profile.AppendCorner({tool.tipRadius, T{0}},
-                             {-radius * std::cos(angle), radius * std::sin(angle)},
+                             {-radius * CosineOf<T>(angle), radius * std::sin(angle)},
                              radius * (angle - taperAngle));
     }
     if (tool.taperHeight != T{0}) {
@@ -97,7 +107,7 @@ Planar::PolyArcSegBase<T> ChainOf(const ConvexStandardToolBase<T>& tool)
     if (tool.upperCornerRadius > T{0}) {
         const double radius = tool.upperCornerRadius;
         profile.AppendCorner(profile.End(),
-                             {-radius * std::cos(taperAngle), radius * std::sin(taperAngle)},
+                             {-radius * CosineOf<T>(taperAngle), radius * std::sin(taperAngle)},
                              radius * taperAngle);
     }
     if (tool.shankLength > T{0}) {

@@ -1,12 +1,17 @@
 // The parallel seam on oneTBB. The only file of the library that includes it.
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/ThreadBound_Impl.h"
 
 #include <oneapi/tbb/blocked_range.h>
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/info.h>
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <memory>
 
 namespace Velk::Parallel::Impl {
 
@@ -23,15 +28,42 @@ void RunChunksUnwatched(std::int64_t first, std::int64_t last, std::int64_t grai
         return;
     }
     using Range = oneapi::tbb::blocked_range<std::int64_t>;
-    oneapi::tbb::parallel_for(Range(first, last, static_cast<std::size_t>(step)),
-                              [=](const Range& range) {
-                                  body(context, range.begin(), range.end());
-                              });
+    oneapi::tbb::parallel_for(
+        Range(first, last, static_cast<std::size_t>(step)),
+        [=](const Range& range) { body(context, range.begin(), range.end()); });
 }
 
 int ThreadCount()
 {
-    return std::max(1, oneapi::tbb::this_task_arena::max_concurrency());
+    // An arena that was made before a bound does not know of it.
+    using oneapi::tbb::global_control;
+    const auto bound = global_control::active_value(global_control::max_allowed_parallelism);
+    const int slots = std::max(1, oneapi::tbb::this_task_arena::max_concurrency());
+    return bound < static_cast<std::size_t>(slots) ? static_cast<int>(bound) : slots;
+}
+
+namespace {
+
+class TaskLibraryBound final : public ThreadBound {
+public:
+    explicit TaskLibraryBound(int threads)
+        : control_(oneapi::tbb::global_control::max_allowed_parallelism,
+                   static_cast<std::size_t>(threads))
+    {
+    }
+
+private:
+    oneapi::tbb::global_control control_;
+};
+
+} // namespace
+
+std::unique_ptr<ThreadBound> BoundThreads(int threads)
+{
+    // The task library takes the lowest bound of all; one beyond the processors would let it have
+    // more threads than it has by itself.
+    const int most = oneapi::tbb::info::default_concurrency();
+    return std::make_unique<TaskLibraryBound>(std::min(threads, std::max(most, 1)));
 }
 
 } // namespace Velk::Parallel::Impl

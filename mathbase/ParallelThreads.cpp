@@ -1,12 +1,15 @@
-// The parallel seam on plain threads, for the thread sanitizer, which cannot follow a task scheduler
-// that was not built with it. Threads are made and joined for each loop.
+// The parallel seam on plain threads, for the thread sanitizer, which cannot follow a task
+// scheduler that was not built with it. Threads are made and joined for each loop.
 
 #include "mathbase/Parallel_Impl.h"
+#include "mathbase/ThreadBound_Impl.h"
 
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <memory>
 #include <mutex>
+#include <set>
 #include <thread>
 
 namespace Velk::Parallel::Impl {
@@ -59,9 +62,52 @@ void RunChunksUnwatched(std::int64_t first, std::int64_t last, std::int64_t grai
     }
 }
 
+namespace {
+
+/// The bounds that are alive.
+struct Bounds {
+    std::mutex mutex;
+    std::multiset<int> threads;
+};
+
+Bounds& AllBounds()
+{
+    static Bounds bounds;
+    return bounds;
+}
+
+class CountedBound final : public ThreadBound {
+public:
+    explicit CountedBound(int threads)
+    {
+        const std::lock_guard lock(AllBounds().mutex);
+        place_ = AllBounds().threads.insert(threads);
+    }
+    ~CountedBound() override
+    {
+        const std::lock_guard lock(AllBounds().mutex);
+        AllBounds().threads.erase(place_);
+    }
+    CountedBound(const CountedBound&) = delete;
+    CountedBound& operator=(const CountedBound&) = delete;
+
+private:
+    std::multiset<int>::iterator place_;
+};
+
+} // namespace
+
 int ThreadCount()
 {
-    return static_cast<int>(std::max(2U, std::thread::hardware_concurrency()));
+    const int processors = static_cast<int>(std::max(2U, std::thread::hardware_concurrency()));
+    const std::lock_guard lock(AllBounds().mutex);
+    return AllBounds().threads.empty() ? processors
+                                       : std::min(processors, *AllBounds().threads.begin());
+}
+
+std::unique_ptr<ThreadBound> BoundThreads(int threads)
+{
+    return std::make_unique<CountedBound>(threads);
 }
 
 } // namespace Velk::Parallel::Impl

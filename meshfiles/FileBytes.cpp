@@ -172,7 +172,12 @@ ByteWriter ByteWriter::MakeNew(const std::filesystem::path& path, unsigned int m
 
 void ByteWriter::Write(const void* bytes, std::size_t count)
 {
-    if (!file_.IsOpen() || error_ || count == 0) {
+    if (!IsOpen() || error_ || count == 0) {
+        return;
+    }
+    if (memory_ != nullptr) {
+        const auto* const first = static_cast<const std::byte*>(bytes);
+        memory_->insert(memory_->end(), first, first + count);
         return;
     }
     const WithoutWriteSignals quiet;

@@ -88,7 +88,8 @@ private:
     std::uint64_t sizeHint_ = 0;
 };
 
-/// A file to write. After the first write that fails nothing more is written.
+/// A file to write, or memory in place of one. After the first write that fails nothing more is
+/// written.
 ///
 /// A pipe that nobody reads any more, and a file that has reached the size limit of the process,
 /// are errors like others: the signals that the system would raise besides are kept from the host.
@@ -98,8 +99,10 @@ public:
     explicit ByteWriter(const std::filesystem::path& path);
     /// A new file with the system's permission bits `mode`; an error when the name is taken.
     static ByteWriter MakeNew(const std::filesystem::path& path, unsigned int mode);
+    /// Appends to `memory`, which must outlive the writer. A lack of memory is an exception.
+    explicit ByteWriter(std::vector<std::byte>& memory) : memory_(&memory) {}
 
-    bool IsOpen() const { return file_.IsOpen(); }
+    bool IsOpen() const { return memory_ != nullptr || file_.IsOpen(); }
     /// Why the file is not open, or why the first write that failed did.
     std::error_code Error() const { return error_; }
     void Write(const void* bytes, std::size_t count);
@@ -111,7 +114,8 @@ public:
 private:
     ByteWriter(const std::filesystem::path& path, int flags, unsigned int mode);
 
-    FileHandle file_;
+    FileHandle file_{-1};
+    std::vector<std::byte>* memory_ = nullptr; // null when there is a file
     std::error_code error_;
 };
 

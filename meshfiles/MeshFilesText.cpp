@@ -88,6 +88,9 @@ std::string MeshFileText(const MeshFileResult& result)
         return "can't be written" + SystemText(result);
     case MeshFileError::NotReplaced:
         return "can't be replaced" + SystemText(result);
+    case MeshFileError::Flattened:
+        return form + " whose 32-bit floats would flatten the part, beginning with triangle " +
+               place;
     }
     return "unknown error";
 }

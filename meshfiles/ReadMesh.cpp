@@ -677,7 +677,7 @@ MeshFileResult WhyNotOpen(const std::error_code& error)
 
 /// Opens the file, or the bytes of the stream that it is, and reads them by `read`.
 template <class Read>
-MeshFileResult ReadPath(const std::filesystem::path& path, Read&& read)
+MeshFileResult ReadSource(const std::filesystem::path& path, Read&& read)
 {
     ByteReader file(path);
     if (!file.IsOpen()) {
@@ -697,6 +697,14 @@ MeshFileResult ReadPath(const std::filesystem::path& path, Read&& read)
         return read(memory);
     }
     return read(file);
+}
+
+/// The same for bytes that are there.
+template <class Read>
+MeshFileResult ReadSource(std::span<const std::byte> bytes, Read&& read)
+{
+    ByteReader memory(bytes);
+    return read(memory);
 }
 
 } // namespace
@@ -723,17 +731,47 @@ MeshFileResult Judged(const MeshFileResult& result, Outputs& outputs)
     return result;
 }
 
+/// The mesh, tags or soup of the public functions, read from a path or from memory.
+template <class Source, class T>
+MeshFileResult ReadInto(Mesh::IndexedPointsBase<3, T>& mesh, const Source& source)
+{
+    Impl::ClearedOutputs outputs(mesh.points, mesh.indices);
+    return Judged(Impl::ReadSource(source,
+                                   [&](Impl::ByteReader& file) {
+                                       return Impl::ReadMeshBytes(file, mesh, nullptr, nullptr);
+                                   }),
+                  outputs);
+}
+
+template <class Source, class T>
+MeshFileResult ReadInto(Mesh::IndexedPointsBase<3, T>& mesh, std::vector<Impl::Tag>& vertexTags,
+                        std::vector<Impl::Tag>& triangleTags, const Source& source)
+{
+    Impl::ClearedOutputs outputs(mesh.points, mesh.indices, vertexTags, triangleTags);
+    return Judged(Impl::ReadSource(source,
+                                   [&](Impl::ByteReader& file) {
+                                       return Impl::ReadMeshBytes(file, mesh, &vertexTags,
+                                                                  &triangleTags);
+                                   }),
+                  outputs);
+}
+
+template <class Source, class T>
+MeshFileResult ReadInto(Mesh::TriangleSoup<3, T>& soup, const Source& source)
+{
+    Impl::ClearedOutputs outputs(soup);
+    return Judged(
+        Impl::ReadSource(source,
+                         [&](Impl::ByteReader& file) { return Impl::ReadMeshBytes(file, soup); }),
+        outputs);
+}
+
 } // namespace
 
 template <class T>
 MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh, const std::filesystem::path& path)
 {
-    Impl::ClearedOutputs outputs(mesh.points, mesh.indices);
-    return Judged(Impl::ReadPath(path,
-                                 [&](Impl::ByteReader& file) {
-                                     return Impl::ReadMeshBytes(file, mesh, nullptr, nullptr);
-                                 }),
-                  outputs);
+    return ReadInto(mesh, path);
 }
 
 template <class T>
@@ -741,34 +779,47 @@ MeshFileResult
 ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh, std::vector<unsigned long long>& vertexTags,
          std::vector<unsigned long long>& triangleTags, const std::filesystem::path& path)
 {
-    Impl::ClearedOutputs outputs(mesh.points, mesh.indices, vertexTags, triangleTags);
-    return Judged(Impl::ReadPath(path,
-                                 [&](Impl::ByteReader& file) {
-                                     return Impl::ReadMeshBytes(file, mesh, &vertexTags,
-                                                                &triangleTags);
-                                 }),
-                  outputs);
+    return ReadInto(mesh, vertexTags, triangleTags, path);
 }
 
 template <class T>
 MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>& soup, const std::filesystem::path& path)
 {
-    Impl::ClearedOutputs outputs(soup);
-    return Judged(
-        Impl::ReadPath(path,
-                       [&](Impl::ByteReader& file) { return Impl::ReadMeshBytes(file, soup); }),
-        outputs);
+    return ReadInto(soup, path);
 }
 
-#define SORVANE_INSTANTIATE(T)                                            \
-    template MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>&,      \
-                                     const std::filesystem::path&);       \
-    template MeshFileResult ReadMesh(                                     \
-        Mesh::IndexedPointsBase<3, T>&, std::vector<unsigned long long>&, \
-        std::vector<unsigned long long>&, const std::filesystem::path&);  \
-    template MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>&, const std::filesystem::path&);
+template <class T>
+MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh, std::span<const std::byte> bytes)
+{
+    return ReadInto(mesh, bytes);
+}
+
+template <class T>
+MeshFileResult
+ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh, std::vector<unsigned long long>& vertexTags,
+         std::vector<unsigned long long>& triangleTags, std::span<const std::byte> bytes)
+{
+    return ReadInto(mesh, vertexTags, triangleTags, bytes);
+}
+
+template <class T>
+MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>& soup, std::span<const std::byte> bytes)
+{
+    return ReadInto(soup, bytes);
+}
+
+#define SORVANE_INSTANTIATE_FROM(T, Source)                                     \
+    template MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>&, Source);   \
+    template MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>&,            \
+                                     std::vector<unsigned long long>&,          \
+                                     std::vector<unsigned long long>&, Source); \
+    template MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>&, Source);
+#define SORVANE_INSTANTIATE(T)                                \
+    SORVANE_INSTANTIATE_FROM(T, const std::filesystem::path&) \
+    SORVANE_INSTANTIATE_FROM(T, std::span<const std::byte>)
 SORVANE_INSTANTIATE(float)
 SORVANE_INSTANTIATE(double)
 #undef SORVANE_INSTANTIATE
+#undef SORVANE_INSTANTIATE_FROM
 
 } // namespace Velk::Math::Sorvane::MeshUtils

@@ -1,6 +1,7 @@
 // Writing a mesh file of any form, in place of an old one or not at all.
 
 #include <Sorvane/MeshFiles_E.h>
+#include <Velk/Math/Vector_E.h>
 
 #include "meshfiles/FileReplacement_Impl.h"
 #include "meshfiles/MeshFiles_Impl.h"
@@ -9,6 +10,8 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <type_traits>
+#include <vector>
 
 namespace Velk::Math::Sorvane::MeshUtils {
 namespace {
@@ -42,6 +45,72 @@ std::size_t FirstBad(std::size_t count, IsBad&& isBad)
     const auto first = std::find_if(firstOfChunk.begin(), firstOfChunk.end(),
                                     [count](std::size_t i) { return i < count; });
     return first != firstOfChunk.end() ? *first : count;
+}
+
+/// What rounding to 32-bit floats does to the areas of triangles.
+struct AreaLoss {
+    double area = 0;         ///< of all triangles
+    double lost = 0;         ///< of those that come to have none
+    std::size_t first = ~std::size_t{0}; ///< of these
+
+    /// A hundredth: a few slivers may go.
+    bool IsTooGreat() const { return lost > area / 100; }
+};
+
+/// Doubled area of a triangle; 0 where it is no more than the rounding of its edges.
+double AreaBeyondRounding(const Vec3d& first, const Vec3d& second)
+{
+    constexpr double kRounding = 1e-14;
+    const double area = Length(first ^ second);
+    return area > kRounding * Length(first) * Length(second) ? area : 0;
+}
+
+AreaLoss LossByFloats(const Mesh::IndexedPointsBase<3, double>& mesh)
+{
+    const auto corner = [&](std::size_t place) -> const Vec3d& {
+        return mesh.points[static_cast<std::size_t>(mesh.indices[place])];
+    };
+    // In terms of the greatest edge, so that squares of small lengths do not underflow.
+    double unit = 0;
+    for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+        for (std::size_t k = 1; k < 3; ++k) {
+            for (int axis = 0; axis < 3; ++axis) {
+                unit = std::max(unit, std::fabs(corner(i + k)[axis] - corner(i)[axis]));
+            }
+        }
+    }
+    if (unit == 0) {
+        return {};
+    }
+    constexpr std::size_t kChunk = 1U << 12U;
+    const std::size_t count = mesh.indices.size() / 3;
+    std::vector<AreaLoss> chunks((count + kChunk - 1) / kChunk);
+    Parallel::Impl::ApplyParallel(std::size_t{0}, chunks.size(), [&](std::size_t chunk) {
+        const std::size_t end = std::min((chunk + 1) * kChunk, count);
+        for (std::size_t t = chunk * kChunk; t < end; ++t) {
+            const auto edge = [&](std::size_t k) {
+                return (corner(3 * t + k) - corner(3 * t)) / unit;
+            };
+            const auto rounded = [&](std::size_t k) {
+                return Vec3d(VecBase<3, float>(corner(3 * t + k)));
+            };
+            const double area = AreaBeyondRounding(edge(1), edge(2));
+            chunks[chunk].area += area;
+            // Differences and products of floats are exact here but for wide ranges of exponents.
+            const Vec3d normal = (rounded(1) - rounded(0)) ^ (rounded(2) - rounded(0));
+            if (area > 0 && normal == Vec3d()) {
+                chunks[chunk].lost += area;
+                chunks[chunk].first = std::min(chunks[chunk].first, t);
+            }
+        }
+    });
+    AreaLoss all;
+    for (const AreaLoss& chunk : chunks) {
+        all.area += chunk.area;
+        all.lost += chunk.lost;
+        all.first = std::min(all.first, chunk.first);
+    }
+    return all;
 }
 
 /// Why the mesh can't be written in that form, before anything is touched.
@@ -91,16 +160,47 @@ MeshFileResult Check(const Mesh::IndexedPointsBase<3, T>& mesh, MeshFileForm for
     if (const std::size_t bad = FirstBad(pointCount, isNotFinite); bad < pointCount) {
         return refused(MeshFileError::NotFinite, bad);
     }
+    if constexpr (std::is_same_v<T, double>) {
+        if (form == MeshFileForm::BinaryStl) {
+            const AreaLoss loss = LossByFloats(mesh);
+            if (loss.IsTooGreat()) {
+                return refused(MeshFileError::Flattened, loss.first);
+            }
+        }
+    }
     return result;
 }
 
+/// A mesh with its tags, of which there are none for most.
 template <class T>
-MeshFileResult Write(const Mesh::IndexedPointsBase<3, T>& mesh,
-                     const std::vector<unsigned long long>& vertexTags,
-                     const std::vector<unsigned long long>& triangleTags,
-                     const std::filesystem::path& path, MeshFileForm form)
+struct TaggedMesh {
+    const Mesh::IndexedPointsBase<3, T>& mesh;
+    const std::vector<Impl::Tag>& vertexTags;
+    const std::vector<Impl::Tag>& triangleTags;
+};
+
+template <class T>
+void WriteForm(Impl::ByteWriter& writer, const TaggedMesh<T>& given, MeshFileForm form)
 {
-    MeshFileResult result = Check(mesh, form);
+    const Mesh::IndexedPointsBase<3, T>& mesh = given.mesh;
+    switch (form) {
+    case MeshFileForm::AsciiStl:
+        Impl::WriteAsciiStl(writer, mesh.points, mesh.indices, Impl::AsciiDigits::Shortest);
+        break;
+    case MeshFileForm::Tipc:
+        Impl::WriteTipc(writer, mesh.points, mesh.indices, given.vertexTags, given.triangleTags);
+        break;
+    default:
+        Impl::WriteBinaryStl(writer, mesh.points, mesh.indices);
+    }
+}
+
+/// Writes to a file.
+template <class T>
+MeshFileResult Write(const TaggedMesh<T>& given, const std::filesystem::path& path,
+                     MeshFileForm form)
+{
+    MeshFileResult result = Check(given.mesh, form);
     if (!result) {
         return result;
     }
@@ -113,17 +213,53 @@ MeshFileResult Write(const Mesh::IndexedPointsBase<3, T>& mesh,
     if (file.Failure().error != MeshFileError::None) {
         return failed(file.Failure());
     }
-    switch (form) {
-    case MeshFileForm::AsciiStl:
-        Impl::WriteAsciiStl(file.Writer(), mesh.points, mesh.indices, Impl::AsciiDigits::Shortest);
-        break;
-    case MeshFileForm::Tipc:
-        Impl::WriteTipc(file.Writer(), mesh.points, mesh.indices, vertexTags, triangleTags);
-        break;
-    default:
-        Impl::WriteBinaryStl(file.Writer(), mesh.points, mesh.indices);
-    }
+    WriteForm(file.Writer(), given, form);
     return failed(file.Commit());
+}
+
+/// The bytes of a file, as far as they can be told before; a text has some 250 for a triangle.
+std::size_t ExpectedBytes(MeshFileForm form, std::size_t points, std::size_t indices,
+                          std::size_t tags)
+{
+    constexpr std::size_t kTextBytes = 250;
+    return form == MeshFileForm::Tipc
+               ? Impl::TipcHeader::kBytes + 24 * points + 4 * indices + sizeof(Impl::Tag) * tags
+           : form == MeshFileForm::BinaryStl
+               ? Impl::kStlFrontBytes + Impl::kStlRecordBytes * (indices / 3)
+               : kTextBytes * (indices / 3);
+}
+
+/// Writes into memory.
+template <class T>
+MeshFileResult Write(const TaggedMesh<T>& given, std::vector<std::byte>& bytes, MeshFileForm form)
+{
+    Impl::ClearedOutputs outputs(bytes);
+    const MeshFileResult result = Check(given.mesh, form);
+    if (!result) {
+        return result;
+    }
+    bytes.reserve(ExpectedBytes(form, given.mesh.points.size(), given.mesh.indices.size(),
+                                given.vertexTags.size() + given.triangleTags.size()));
+    Impl::ByteWriter writer(bytes);
+    WriteForm(writer, given, form);
+    outputs.Keep();
+    return result;
+}
+
+/// Writes a TIPC file with tags to a path or into memory.
+template <class T, class Target>
+MeshFileResult WriteTagged(const TaggedMesh<T>& given, Target& target)
+{
+    const bool doFit =
+        (given.vertexTags.empty() || given.vertexTags.size() == given.mesh.points.size()) &&
+        (given.triangleTags.empty() || given.triangleTags.size() == given.mesh.indices.size() / 3);
+    if (!doFit) {
+        MeshFileResult result;
+        result.error = MeshFileError::TagsDoNotFit;
+        result.form = MeshFileForm::Tipc;
+        return result;
+    }
+    return Write(given, target, MeshFileForm::Tipc);
 }
 
 } // namespace
@@ -132,14 +268,14 @@ template <class T>
 MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                          const std::filesystem::path& path)
 {
-    return Write(mesh, {}, {}, path, FormOfExtension(path));
+    return Write(TaggedMesh<T>{mesh, {}, {}}, path, FormOfExtension(path));
 }
 
 template <class T>
 MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                          const std::filesystem::path& path, MeshFileForm form)
 {
-    return Write(mesh, {}, {}, path, form);
+    return Write(TaggedMesh<T>{mesh, {}, {}}, path, form);
 }
 
 template <class T>
@@ -148,15 +284,24 @@ MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                          const std::vector<unsigned long long>& triangleTags,
                          const std::filesystem::path& path)
 {
-    const bool doFit = (vertexTags.empty() || vertexTags.size() == mesh.points.size()) &&
-                       (triangleTags.empty() || triangleTags.size() == mesh.indices.size() / 3);
-    if (!doFit) {
-        MeshFileResult result;
-        result.error = MeshFileError::TagsDoNotFit;
-        result.form = MeshFileForm::Tipc;
-        return result;
-    }
-    return Write(mesh, vertexTags, triangleTags, path, MeshFileForm::Tipc);
+    return WriteTagged(TaggedMesh<T>{mesh, vertexTags, triangleTags}, path);
+}
+
+template <class T>
+MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh, std::vector<std::byte>& bytes,
+                         MeshFileForm form)
+{
+    return Write(TaggedMesh<T>{mesh, {}, {}}, bytes, form);
+}
+
+template <class T>
+MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
+                         const std::vector<unsigned long long>& vertexTags,
+                         const std::vector<unsigned long long>& triangleTags,
+                         std::vector<std::byte>& bytes)
+{
+    bytes.clear();
+    return WriteTagged(TaggedMesh<T>{mesh, vertexTags, triangleTags}, bytes);
 }
 
 #define SORVANE_INSTANTIATE(T)                                                        \
@@ -166,7 +311,12 @@ MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                                       const std::filesystem::path&, MeshFileForm);    \
     template MeshFileResult WriteMesh(                                                \
         const Mesh::IndexedPointsBase<3, T>&, const std::vector<unsigned long long>&, \
-        const std::vector<unsigned long long>&, const std::filesystem::path&);
+        const std::vector<unsigned long long>&, const std::filesystem::path&);        \
+    template MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&,           \
+                                      std::vector<std::byte>&, MeshFileForm);         \
+    template MeshFileResult WriteMesh(                                                \
+        const Mesh::IndexedPointsBase<3, T>&, const std::vector<unsigned long long>&, \
+        const std::vector<unsigned long long>&, std::vector<std::byte>&);
 SORVANE_INSTANTIATE(float)
 SORVANE_INSTANTIATE(double)
 #undef SORVANE_INSTANTIATE

@@ -4,6 +4,7 @@
 // comes from that list. Marks are set in parallel, each triangle its own, and gathered one after
 // another, so that every list has one order; sums run over chunks of fixed boundaries.
 
+#include <Sorvane/MeshMeasures_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/Triangle_E.h>
@@ -19,7 +20,6 @@
 #include <iterator>
 #include <limits>
 #include <numeric>
-#include <tuple>
 #include <utility>
 
 namespace Velk::Math::Sorvane::MeshUtils {
@@ -52,62 +52,25 @@ struct WeldedMesh {
 
 // --- measures -----------------------------------------------------------------------------------
 
-/// Signed volume between a triangle and the origin: p0 . (p1 x p2) / 6, whichever corner is called
-/// p0.
-///
-/// The edges give the same as the corners without losing the digits of a part that lies far from
-/// the origin. They are taken from the corner nearest to the origin: the volume is exactly 0 if
-/// that is the origin, and exactly opposite for a triangle wound oppositely, however its corners
-/// are turned.
-double SignedTetrahedron(const std::array<Vec3d, 3>& p)
+double EdgeLengths(const std::array<Vec3d, 3>& p)
 {
-    const auto key = [&](std::size_t k) {
-        return std::tuple(SquaredLength(p[k]), p[k].x(), p[k].y(), p[k].z());
-    };
-    std::size_t base = key(1) < key(0) ? 1 : 0;
-    base = key(2) < key(base) ? 2 : base;
-    const Vec3d& apex = p[base];
-    return apex * ((p[(base + 1) % 3] - apex) ^ (p[(base + 2) % 3] - apex)) / 6;
+    return Length(p[1] - p[0]) + Length(p[2] - p[1]) + Length(p[0] - p[2]);
 }
 
-struct Sums {
-    double edgeLength = 0;
-    double volume = 0;
-    Vec3d moment;
-
-    void Add(const std::array<Vec3d, 3>& p)
-    {
-        edgeLength += Length(p[1] - p[0]) + Length(p[2] - p[1]) + Length(p[0] - p[2]);
-        const double tetrahedron = SignedTetrahedron(p);
-        volume += tetrahedron;
-        moment += (p[0] + p[1] + p[2]) / 4 * tetrahedron;
-    }
-
-    void Add(const Sums& other)
-    {
-        edgeLength += other.edgeLength;
-        volume += other.volume;
-        moment += other.moment;
-    }
-};
-
+/// The lengths of all slots together.
 template <class T>
-Sums SumOverTriangles(const WeldedMesh<T>& welded)
+double SlotLengths(const WeldedMesh<T>& welded)
 {
     constexpr std::size_t kChunk = 1024;
     const std::size_t count = welded.TriangleCount();
-    std::vector<Sums> chunks((count + kChunk - 1) / kChunk);
+    std::vector<double> chunks((count + kChunk - 1) / kChunk);
     Parallel::Impl::ApplyParallel(std::size_t{0}, chunks.size(), [&](std::size_t chunk) {
         const std::size_t end = std::min((chunk + 1) * kChunk, count);
         for (std::size_t t = chunk * kChunk; t < end; ++t) {
-            chunks[chunk].Add(welded.Corners(t));
+            chunks[chunk] += EdgeLengths(welded.Corners(t));
         }
     });
-    Sums all;
-    for (const Sums& chunk : chunks) {
-        all.Add(chunk);
-    }
-    return all;
+    return std::accumulate(chunks.begin(), chunks.end(), 0.0);
 }
 
 /// NaN where there is nothing to take the mean of.
@@ -123,13 +86,12 @@ void Measure(const WeldedMesh<T>& welded, MeshReport<T>& report)
     report.meanTriangleArea =
         static_cast<T>(Mean(std::accumulate(areas.begin(), areas.end(), 0.0), areas.size()));
 
-    const Sums sums = SumOverTriangles(welded);
-    report.meanEdgeLength = static_cast<T>(Mean(sums.edgeLength, welded.mesh.indices.size()));
-    report.volume = static_cast<T>(sums.volume);
+    report.meanEdgeLength = static_cast<T>(Mean(SlotLengths(welded), welded.mesh.indices.size()));
+    const Mesh::MeshMeasures measures = Mesh::MeasureMesh(welded.mesh);
+    report.volume = static_cast<T>(measures.volume);
     for (int axis = 0; axis < 3; ++axis) {
-        report.centroid[axis] = report.volume == 0
-                                    ? std::numeric_limits<T>::quiet_NaN()
-                                    : static_cast<T>(sums.moment[axis] / sums.volume);
+        report.centroid[axis] = report.volume == 0 ? std::numeric_limits<T>::quiet_NaN()
+                                                   : static_cast<T>(measures.centroid[axis]);
     }
 }
 

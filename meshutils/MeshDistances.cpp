@@ -70,20 +70,106 @@ bool HasPlane(const std::array<Vec3d, 3>& corner)
     return normal * normal > kFlatSine * kFlatSine * ((ab * ab) * (ac * ac));
 }
 
-/// Does `point`, whose nearest point on the triangle is `nearest`, lie behind the triangle?
+/// Unit normal of a triangle, to the inside, as the way from a point outside to the surface is.
 ///
-/// The normal is scaled by the longest side before it is squared, so that neither very small nor
-/// very large triangles lose it.
-bool IsBehind(const std::array<Vec3d, 3>& corner, const Vec3d& point, const Vec3d& nearest)
+/// It is scaled by the longest side before it is squared, so that neither very small nor very large
+/// triangles lose it.
+Vec3d InwardOf(const std::array<Vec3d, 3>& corner)
 {
     const double size = std::max({Math::Impl::LargestMagnitude(corner[1] - corner[0]),
                                   Math::Impl::LargestMagnitude(corner[2] - corner[0]),
                                   std::numeric_limits<double>::min()});
-    // Turned to the inside, as the way from the point to the surface is for a point outside.
-    const Vec3d inward =
-        Intersect::Impl::NormalOf((corner[2] - corner[0]) / size, (corner[1] - corner[0]) / size);
+    return Vector::Normalized(
+        Intersect::Impl::NormalOf((corner[2] - corner[0]) / size, (corner[1] - corner[0]) / size),
+        0.0);
+}
+
+/// The share of a full turn that a triangle takes at one of its places, doubled: at a corner its
+/// angle, on an edge a half, inside it all.
+double AngleAt(const std::array<Vec3d, 3>& corner, const Vec3d& place, double slack)
+{
+    for (std::size_t k = 0; k < 3; ++k) {
+        if (Length(place - corner[k]) <= slack) {
+            const Vec3d toNext = Vector::Normalized(corner[(k + 1) % 3] - corner[k], 0.0);
+            const Vec3d toLast = Vector::Normalized(corner[(k + 2) % 3] - corner[k], 0.0);
+            return std::atan2(Length(toNext ^ toLast), toNext * toLast) / kPi<double>;
+        }
+    }
+    for (std::size_t k = 0; k < 3; ++k) {
+        if (Length(place - Intersect::Impl::NearestOnSegment(corner[k], corner[(k + 1) % 3], place,
+                                                             Intersect::Impl::kPointsAreShort)) <=
+            slack) {
+            return 1.0;
+        }
+    }
+    return 2.0;
+}
+
+/// The same triangle with its smallest corner first.
+std::array<Vec3d, 3> FromSmallest(const std::array<Vec3d, 3>& corner)
+{
+    const auto key = [](const Vec3d& p) { return std::tuple(p.x(), p.y(), p.z()); };
+    std::size_t first = 0;
+    for (std::size_t k = 1; k < 3; ++k) {
+        first = key(corner[k]) < key(corner[first]) ? k : first;
+    }
+    return {corner[first], corner[(first + 1) % 3], corner[(first + 2) % 3]};
+}
+
+/// Does `point`, whose nearest place is `nearest` on the triangle `number`, lie behind the surface?
+///
+/// A triangle that is seen straight on knows. Where an edge or a corner is nearest, the triangles
+/// there may disagree: of a blade, a point beside the edge is in front of one face and behind the
+/// plane of the other. Then the mean of their normals decides, each weighted by the angle of its
+/// triangle there, which is right on every closed surface: J. A. Baerentzen, H. Aanaes, "Signed
+/// distance computation using the angle weighted pseudonormal", 2005. Triangles given twice count
+/// once.
+bool IsBehind(const TriangleTree& tree, const std::vector<Vec3d>& points,
+              const std::vector<int>& indices, int number, const Vec3d& point, const Vec3d& nearest)
+{
+    constexpr double kStraightOn = 1 - 1e-12;
+    const std::array<Vec3d, 3> own = TriangleAt(points, indices, number);
     const Vec3d way = Vector::Normalized(nearest - point, kFrontTolerance);
-    return Vector::Normalized(inward, 0.0) * way < -kFrontTolerance;
+    const double cosine = InwardOf(own) * way;
+    const bool isBehind = cosine < -kFrontTolerance;
+    if (std::fabs(cosine) >= kStraightOn || SquaredLength(way) == 0.0 || !HasPlane(own)) {
+        return isBehind;
+    }
+    const auto slackOf = [&](const std::array<Vec3d, 3>& corner) {
+        return kSamePlace * std::max({Math::Impl::LargestMagnitude(corner[0]),
+                                      Math::Impl::LargestMagnitude(corner[1]),
+                                      Math::Impl::LargestMagnitude(corner[2])});
+    };
+    const double reach = slackOf(own);
+    const Vec3d margin{reach, reach, reach};
+    std::vector<std::array<Vec3d, 3>> around;
+    bool areAtOne = true;
+    for (const int other : tree.GetPossibleBoxCollisions({nearest - margin, nearest + margin})) {
+        const std::array<Vec3d, 3> corner = TriangleAt(points, indices, other);
+        if (HasPlane(corner) && Length(Intersect::Impl::NearestOnTriangle(corner, nearest) -
+                                       nearest) <= std::max(reach, slackOf(corner))) {
+            areAtOne = areAtOne && (InwardOf(corner) * way < -kFrontTolerance) == isBehind;
+            around.push_back(FromSmallest(corner));
+        }
+    }
+    if (areAtOne) {
+        return isBehind;
+    }
+    const auto key = [](const std::array<Vec3d, 3>& corner) {
+        const auto& [a, b, c] = corner;
+        return std::tuple(a.x(), a.y(), a.z(), b.x(), b.y(), b.z(), c.x(), c.y(), c.z());
+    };
+    std::sort(around.begin(), around.end(),
+              [&](const auto& a, const auto& b) { return key(a) < key(b); });
+    around.erase(std::unique(around.begin(), around.end()), around.end());
+    Vec3d inward;
+    for (const std::array<Vec3d, 3>& corner : around) {
+        inward += InwardOf(corner) * AngleAt(corner, nearest, slackOf(corner));
+    }
+    // Of a sheet folded onto itself they cancel each other, and the nearest triangle is as good as
+    // any.
+    const Vec3d mean = Vector::Normalized(inward, kFrontTolerance);
+    return SquaredLength(mean) == 0.0 ? isBehind : mean * way < -kFrontTolerance;
 }
 
 /// The nearest triangle with area in place of each answer that has none, where it is as near. Such
@@ -279,8 +365,8 @@ std::vector<double> DistancesByTree(const TriangleTree& tree, const std::vector<
                     continue;
                 }
                 const double squaredDistance = SquaredLength(record.point - cloud[i]);
-                const bool isNegative = !squared && IsBehind(TriangleAt(points, indices, record.id),
-                                                             cloud[i], record.point);
+                const bool isNegative =
+                    !squared && IsBehind(tree, points, indices, record.id, cloud[i], record.point);
                 const double distance = squared ? squaredDistance : std::sqrt(squaredDistance);
                 distances[i] = isNegative ? -distance : distance;
             }

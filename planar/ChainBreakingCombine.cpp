@@ -1,11 +1,10 @@
 // Chains out of loose elements: vertices, a graph of them, paths through the graph, elements along
 // the paths.
 //
-// Every step is linear, or takes the sorting of elements between the same two vertices. A vertex
-// whose number of neighbors has become even stays even between paths, and one without neighbors
-// gets none again, so two cursors that only move forward find the starts of all paths. A chain that
-// grows at its start is not turned round element by element: it has two open ends, and which of
-// them is the front is told by a flag.
+// Every step is linear. A vertex whose number of neighbors has become even stays even between
+// paths, and one without neighbors gets none again, so two cursors that only move forward find the
+// starts of all paths. A chain that grows at its start is not turned round element by element: it
+// has two open ends, and which of them is the front is told by a flag.
 
 #include <Sorvane/ChainBreaking_E.h>
 
@@ -62,13 +61,6 @@ private:
     int count_ = 0;
 };
 
-/// The vertices at the two ends of an element.
-struct Link {
-    int element;
-    int from;
-    int to;
-};
-
 /// A connection as one of its vertices sees it.
 struct Neighbor {
     int vertex;
@@ -78,11 +70,7 @@ struct Neighbor {
 /// Which vertices are connected, by which element, and which connections are left.
 class VertexGraph {
 public:
-    /// `markCopies(bundle, isUsed)` marks those of the neighbors in a bundle, all of them one
-    /// vertex, whose elements are no connections of their own.
-    template <class MarkCopies>
-    VertexGraph(const std::vector<Link>& links, int vertexCount, std::size_t elementCount,
-                const MarkCopies& markCopies)
+    VertexGraph(const std::vector<ElementLink>& links, int vertexCount, std::size_t elementCount)
         : isUsed_(elementCount, 0), left_(static_cast<std::size_t>(vertexCount), 0),
           cursor_(static_cast<std::size_t>(vertexCount), 0)
     {
@@ -90,7 +78,7 @@ public:
         // the neighbors of a vertex ascend, and the elements of one connection do.
         const auto count = static_cast<std::size_t>(vertexCount);
         const Buckets byNeighbor(count, [&](const auto& put) {
-            for (const Link& link : links) {
+            for (const ElementLink& link : links) {
                 put(link.to, Neighbor{link.from, link.element});
                 put(link.from, Neighbor{link.to, link.element});
             }
@@ -104,19 +92,12 @@ public:
         });
         for (std::size_t vertex = 0; vertex < count; ++vertex) {
             const std::span<const Neighbor> own = std::as_const(neighbors_)[vertex];
-            for (std::size_t first = 0, last = 0; first < own.size(); first = last) {
-                while (last < own.size() && own[last].vertex == own[first].vertex) {
-                    ++last;
+            for (std::size_t i = 0; i < own.size(); ++i) {
+                if (i > 0 && own[i].vertex == own[i - 1].vertex) {
+                    isUsed_[static_cast<std::size_t>(own[i].element)] = 1; // a parallel one
+                } else {
+                    ++left_[vertex];
                 }
-                // The two vertices have one bundle: it is judged once.
-                if (last - first > 1 && static_cast<int>(vertex) < own[first].vertex) {
-                    markCopies(own.subspan(first, last - first), isUsed_);
-                }
-            }
-        }
-        for (std::size_t vertex = 0; vertex < count; ++vertex) {
-            for (const Neighbor& neighbor : std::as_const(neighbors_)[vertex]) {
-                left_[vertex] += isUsed_[static_cast<std::size_t>(neighbor.element)] == 0 ? 1 : 0;
             }
         }
     }
@@ -217,6 +198,17 @@ public:
         }
     }
 
+    /// Appends the element at the end in its own direction, or leaves it out where it does not fit.
+    void Follow(const ArcSegBase<T>& element, const VecBase<2, T>& end)
+    {
+        if (ahead_.empty()) {
+            Add(element, end);
+        } else if (!AppendAtFront(element, end, static_cast<double>(reach_)) &&
+                   bridge_ > static_cast<double>(reach_)) {
+            hasBridged_ = AppendAtFront(element, end, bridge_) || hasBridged_;
+        }
+    }
+
     /// Its tolerance is the one given, unless rounding or a bridge keeps joints farther apart.
     PolyArcSegBase<T> Finished() const
     {
@@ -303,14 +295,12 @@ private:
     VecBase<2, T> front_; // where the chain ends, as it is turned now
 };
 
-/// Elements that connect two different vertices; `loops` receives the others.
 template <class T>
-std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
-                          const std::vector<VecBase<2, T>>& ends, VertexNumbers<T>& vertices,
-                          std::vector<Link>& loops)
+ElementLinks LinksOf(const std::vector<ArcSegBase<T>>& elements,
+                     const std::vector<VecBase<2, T>>& ends, VertexNumbers<T>& vertices)
 {
-    std::vector<Link> links;
-    links.reserve(elements.size());
+    ElementLinks result;
+    result.links.reserve(elements.size());
     for (std::size_t i = 0; i < elements.size(); ++i) {
         if (!(SizeOf(elements[i]) <= Math::Impl::kLargestCoordinate) ||
             !Math::Impl::IsFinite(ends[i])) {
@@ -318,64 +308,9 @@ std::vector<Link> LinksOf(const std::vector<ArcSegBase<T>>& elements,
         }
         const int from = vertices.Of(elements[i].StartPoint());
         const int to = vertices.Of(ends[i]);
-        (from != to ? links : loops).push_back({static_cast<int>(i), from, to});
+        (from != to ? result.links : result.loops).push_back({static_cast<int>(i), from, to});
     }
-    return links;
-}
-
-template <class T>
-VecBase<2, T> MiddleOf(const ArcSegBase<T>& element)
-{
-    if (const auto* segment = element.AsSegment()) {
-        return segment->start + (segment->end - segment->start) / T{2};
-    }
-    const auto& arc = *element.AsArc();
-    return Geometry::EndPoint(ArcBase<T>{arc.center, arc.start, arc.length / T{2}});
-}
-
-/// An element by what tells it from others with the same ends: the number of its middle.
-struct Course {
-    int ends; // the bundle, or the vertex of a loop
-    int middle;
-    int element;
-
-    auto operator<=>(const Course&) const = default;
-};
-
-/// Numbers of the elements that come first in their course, ascending.
-std::vector<int> FirstOfEach(std::vector<Course> courses)
-{
-    std::sort(courses.begin(), courses.end());
-    std::vector<int> first;
-    for (std::size_t i = 0; i < courses.size(); ++i) {
-        if (i == 0 || courses[i].ends != courses[i - 1].ends ||
-            courses[i].middle != courses[i - 1].middle) {
-            first.push_back(courses[i].element);
-        }
-    }
-    std::sort(first.begin(), first.end());
-    return first;
-}
-
-/// Loops as chains, those aside that stay within reach of their vertex, and copies.
-template <class T>
-void AppendLoops(const std::vector<ArcSegBase<T>>& elements, const std::vector<VecBase<2, T>>& ends,
-                 const std::vector<Link>& loops, const GrowingChain<T>& empty,
-                 VertexNumbers<T>& points, std::vector<PolyArcSegBase<T>>& chains)
-{
-    std::vector<Course> courses;
-    for (const Link& loop : loops) {
-        const int middle = points.Of(MiddleOf(elements[static_cast<std::size_t>(loop.element)]));
-        if (middle != loop.from) {
-            courses.push_back({loop.from, middle, loop.element});
-        }
-    }
-    for (const int number : FirstOfEach(std::move(courses))) {
-        GrowingChain<T> chain = empty;
-        chain.Add(elements[static_cast<std::size_t>(number)],
-                  ends[static_cast<std::size_t>(number)]);
-        chains.push_back(chain.Finished());
-    }
+    return result;
 }
 
 } // namespace
@@ -383,7 +318,7 @@ void AppendLoops(const std::vector<ArcSegBase<T>>& elements, const std::vector<V
 template <class T>
 std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
                                                      const std::vector<VecBase<2, T>>& ends, T tol,
-                                                     double bridge, Connections connections)
+                                                     double bridge)
 {
     const T tolerance = AtLeastZero(tol);
     const T reach = Reach(tol, elements);
@@ -391,36 +326,41 @@ std::vector<PolyArcSegBase<T>> Impl::CombineWithEnds(const std::vector<ArcSegBas
         return {}; // all ends are one vertex
     }
     VertexNumbers<T> vertices(2 * elements.size(), reach);
-    std::vector<Link> loops;
-    const std::vector<Link> links = LinksOf(elements, ends, vertices, loops);
-    const bool takesFirst = connections == Connections::First;
-    const auto markCopies = [&](std::span<const Neighbor> bundle, std::vector<char>& isUsed) {
-        std::vector<Course> courses;
-        for (const Neighbor& neighbor : bundle) {
-            const auto element = static_cast<std::size_t>(neighbor.element);
-            courses.push_back(
-                {0, takesFirst ? 0 : vertices.Of(MiddleOf(elements[element])), neighbor.element});
-            isUsed[element] = 1;
-        }
-        for (const int element : FirstOfEach(std::move(courses))) {
-            isUsed[static_cast<std::size_t>(element)] = 0;
-        }
-    };
-    VertexGraph graph(links, vertices.Count(), elements.size(), markCopies);
-    const GrowingChain<T> empty(tolerance, reach, bridge);
+    const std::vector<ElementLink> links = LinksOf(elements, ends, vertices).links;
+    VertexGraph graph(links, vertices.Count(), elements.size());
     std::vector<PolyArcSegBase<T>> chains;
     for (int start = graph.NextStart(); start >= 0; start = graph.NextStart()) {
-        GrowingChain<T> chain = empty;
+        GrowingChain<T> chain(tolerance, reach, bridge);
         graph.Walk(start, [&](int number) {
             const auto i = static_cast<std::size_t>(number);
             chain.Add(elements[i], ends[i]);
         });
         chains.push_back(chain.Finished());
     }
-    if (!takesFirst) {
-        AppendLoops(elements, ends, loops, empty, vertices, chains);
-    }
     return chains;
+}
+
+Impl::ElementLinks Impl::LinksOfElements(const std::vector<ArcSegBase<double>>& elements,
+                                         const std::vector<Vec2d>& ends, double tol)
+{
+    const double reach = Reach(tol, elements);
+    if (!Math::Impl::IsFinite(reach)) {
+        return {};
+    }
+    VertexNumbers<double> vertices(2 * elements.size(), reach);
+    ElementLinks result = LinksOf(elements, ends, vertices);
+    result.vertexCount = vertices.Count();
+    return result;
+}
+
+PolyArcSegBase<double> Impl::ChainInOrder(const std::vector<ArcSegBase<double>>& elements,
+                                          const std::vector<Vec2d>& ends, double tol, double bridge)
+{
+    GrowingChain<double> chain(AtLeastZero(tol), Reach(tol, elements), bridge);
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        chain.Follow(elements[i], ends[i]);
+    }
+    return chain.Finished();
 }
 
 template <class T>
@@ -431,14 +371,14 @@ std::vector<PolyArcSegBase<T>> CombineArcsSegs(const std::vector<ArcSegBase<T>>&
     for (const ArcSegBase<T>& element : elements) {
         ends.push_back(element.EndPoint());
     }
-    return Impl::CombineWithEnds(elements, ends, tol, 0.0, Connections::First);
+    return Impl::CombineWithEnds(elements, ends, tol, 0.0);
 }
 
 // clang-format off
 template std::vector<PolyArcSegBase<float>>  CombineArcsSegs(const std::vector<ArcSegBase<float>>&,  float);
 template std::vector<PolyArcSegBase<double>> CombineArcsSegs(const std::vector<ArcSegBase<double>>&, double);
-template std::vector<PolyArcSegBase<float>>  Impl::CombineWithEnds(const std::vector<ArcSegBase<float>>&,  const std::vector<VecBase<2, float>>&,  float,  double, Connections);
-template std::vector<PolyArcSegBase<double>> Impl::CombineWithEnds(const std::vector<ArcSegBase<double>>&, const std::vector<VecBase<2, double>>&, double, double, Connections);
+template std::vector<PolyArcSegBase<float>>  Impl::CombineWithEnds(const std::vector<ArcSegBase<float>>&,  const std::vector<VecBase<2, float>>&,  float,  double);
+template std::vector<PolyArcSegBase<double>> Impl::CombineWithEnds(const std::vector<ArcSegBase<double>>&, const std::vector<VecBase<2, double>>&, double, double);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Planar

@@ -18,15 +18,6 @@ std::vector<PolyArcSegBase<T>> SplitAtComputedPoints(const PolyArcSegBase<T>& ch
                                                      const std::vector<VecBase<2, T>>& points,
                                                      T tol);
 
-/// Which elements connect vertices.
-enum class Connections {
-    /// Between two vertices the element of the lowest number, and none from a vertex to itself.
-    First,
-    /// All but copies: elements between the same two vertices whose middles match. One that leads
-    /// away from a vertex and back to it is a closed chain of its own; those come last.
-    Different
-};
-
 /// `CombineArcsSegs` of elements whose ends (`EndPoint`) are known: those of arcs are dear to
 /// derive.
 ///
@@ -36,6 +27,28 @@ enum class Connections {
 template <class T>
 std::vector<PolyArcSegBase<T>> CombineWithEnds(const std::vector<ArcSegBase<T>>& elements,
                                                const std::vector<VecBase<2, T>>& ends, T tol,
-                                               double bridge, Connections connections);
+                                               double bridge);
+
+/// An element and the vertices at its two ends.
+struct ElementLink {
+    int element;
+    int from;
+    int to;
+};
+
+/// Vertices of elements whose ends are known, as `CombineArcsSegs` makes them of ends within `tol`.
+/// Elements that are not finite are left out.
+struct ElementLinks {
+    std::vector<ElementLink> links; // of two vertices
+    std::vector<ElementLink> loops; // of a vertex with itself, however short
+    int vertexCount = 0;
+};
+ElementLinks LinksOfElements(const std::vector<ArcSegBase<double>>& elements,
+                             const std::vector<VecBase<2, double>>& ends, double tol);
+
+/// One chain of elements in their order and directions, joined as `CombineWithEnds` joins them.
+PolyArcSegBase<double> ChainInOrder(const std::vector<ArcSegBase<double>>& elements,
+                                    const std::vector<VecBase<2, double>>& ends, double tol,
+                                    double bridge);
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

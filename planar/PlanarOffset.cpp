@@ -17,12 +17,14 @@
 #include "planar/ChainBreaking_Impl.h"
 #include "planar/ChainElement_Impl.h"
 #include "planar/CutPieces_Impl.h"
+#include "planar/PlanarOffsetLinks_Impl.h"
 #include "planar/PlanarOffsetRaw_Impl.h"
 #include "planar/PlanarOffsetSource_Impl.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <span>
 #include <utility>
@@ -72,12 +74,6 @@ ArcBase<double> Joined(const std::vector<ArcBase<double>>& pieces, std::size_t f
     }
     return joined;
 }
-
-/// Pieces, and where each ends.
-struct KeptPieces {
-    std::vector<ArcSegBase<double>> elements;
-    std::vector<Vec2d> ends;
-};
 
 /// Tells which pieces the chain comes too near to.
 class Trim {
@@ -142,6 +138,27 @@ ArcSegBase<T> Placed(const ArcBase<double>& arc, const Vec2d& origin)
                       static_cast<T>(arc.length)};
 }
 
+/// The tolerance of a placed chain: where a gap of a joint was just within it and rounding has made
+/// it wider, what the joint needs.
+template <class T>
+T PlacedTolerance(const PolyArcSegBase<T>& chain, double tolerance, double rounding)
+{
+    const double usual = std::max(tolerance, rounding);
+    double widest = usual;
+    for (std::size_t i = 0; i < chain.elements.size(); ++i) {
+        const std::size_t next = i + 1 < chain.elements.size() ? i + 1 : 0;
+        const double gap =
+            Distance(chain.elements[i].EndPoint(), chain.elements[next].StartPoint());
+        if (gap <= usual + 2 * rounding) { // else the chain is open there
+            widest = std::max(widest, gap);
+        }
+    }
+    const T placed = static_cast<T>(usual);
+    return widest > static_cast<double>(placed)
+               ? std::nextafter(static_cast<T>(widest), std::numeric_limits<T>::max())
+               : placed;
+}
+
 /// The elements where the caller's chain is, in T.
 template <class T>
 Chains<T> PlacedChains(const Chains<double>& chains, const Vec2d& origin)
@@ -156,15 +173,24 @@ Chains<T> PlacedChains(const Chains<double>& chains, const Vec2d& origin)
                 element.Visit([&](const auto& e) { return Placed<T>(e, origin); }));
             size = std::max(size, SizeOf(chain.elements.back()));
         }
-        chain.tolerance = static_cast<T>(std::max(chains[i].tolerance, RoundingAt<T>(size)));
+        chain.tolerance = PlacedTolerance(chain, chains[i].tolerance, RoundingAt<T>(size));
     }
     return result;
 }
 
+/// How what is left of the parallels becomes chains.
+enum class Linking {
+    /// For chains of one or two elements as loose ones are combined, which keeps one between two
+    /// vertices and none of a vertex with itself; in their directions for others.
+    LikeLooseElements,
+    /// In their directions, whatever the chain.
+    Directed
+};
+
 /// The offset at `distance` > 0.
 template <class T>
 Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol,
-                        Connections connections)
+                        Linking linking)
 {
     const double rounding = RoundingAt<double>(source.Size() + distance);
     const double limit = distance - (kTrimFloor + 2 * source.JointGap() + rounding);
@@ -192,9 +218,11 @@ Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol,
     trim.AppendKept(raw.segments, segmentCount, hasOthers ? segments : raw.segments, kept);
     trim.AppendKept(raw.arcs, arcCount, hasOthers ? arcs : raw.arcs, kept);
     const double link = std::max({kLinkFraction * tol, 4 * source.JointGap(), rounding});
-    return PlacedChains<T>(
-        CombineWithEnds(kept.elements, kept.ends, link, kLinkBridge * link, connections),
-        source.Center());
+    const double bridge = kLinkBridge * link;
+    return PlacedChains<T>(linking == Linking::LikeLooseElements && source.Count() < 3
+                               ? CombineWithEnds(kept.elements, kept.ends, link, bridge)
+                               : LinkedPieces(kept, link, bridge, tol),
+                           source.Center());
 }
 
 template <class T>
@@ -211,7 +239,7 @@ PolyArcSegBase<T> Reversed(PolyArcSegBase<T> chain)
 /// gives the curves at a distance within the tolerance.
 template <class T, class CopyOf>
 std::vector<Chains<T>> OffsetsAt(std::span<const PolyArcSegBase<T>> chains,
-                                 const std::vector<T>& ascending, T reach, Connections connections,
+                                 const std::vector<T>& ascending, T reach, Linking linking,
                                  const CopyOf& copyOf)
 {
     std::vector<Chains<T>> result(ascending.size());
@@ -236,7 +264,7 @@ std::vector<Chains<T>> OffsetsAt(std::span<const PolyArcSegBase<T>> chains,
         if (isWorkedOn(distance, isNegative)) {
             result[i] = TrimmedOffset<T>(*sources[isNegative ? 1 : 0],
                                          std::fabs(static_cast<double>(distance)),
-                                         static_cast<double>(reach), connections);
+                                         static_cast<double>(reach), linking);
         } else if (std::isfinite(distance)) {
             result[i] = copyOf(isNegative);
         }
@@ -258,7 +286,7 @@ std::vector<PolyArcSegBase<T>> PlanarOffset(const PolyArcSegBase<T>& chain, T di
 {
     return Progress::Impl::Stoppable([&]() -> Chains<T> {
         return std::move(
-            OffsetsAt<T>({&chain, 1}, {distance}, AtLeastZero(tol), Connections::First, [&](bool) {
+            OffsetsAt<T>({&chain, 1}, {distance}, AtLeastZero(tol), Linking::LikeLooseElements, [&](bool) {
                 return Chains<T>{chain};
             }).front());
     });
@@ -271,7 +299,7 @@ std::vector<std::vector<PolyArcSegBase<T>>> PlanarOffsets(const PolyArcSegBase<T
     return Progress::Impl::Stoppable(
         [&] {
             return OffsetsAt<T>(
-                {&chain, 1}, Ascending(distances), AtLeastZero(tol), Connections::First,
+                {&chain, 1}, Ascending(distances), AtLeastZero(tol), Linking::LikeLooseElements,
                 [&](bool isNegative) { return Chains<T>{isNegative ? Reversed(chain) : chain}; });
         },
         [&] { return std::vector<Chains<T>>(distances.size()); });
@@ -292,7 +320,7 @@ std::vector<std::vector<PolyArcSegBase<T>>> WallOffsets(const std::vector<PolyAr
     return Progress::Impl::Stoppable(
         [&] {
             return OffsetsAt<T>(walls, Ascending(distances), AtLeastZero(tol),
-                                Connections::Different, [&](bool) {
+                                Linking::Directed, [&](bool) {
                                     Chains<T> copies = walls;
                                     std::erase_if(copies, [](const PolyArcSegBase<T>& wall) {
                                         return wall.elements.empty();

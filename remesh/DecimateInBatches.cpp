@@ -91,11 +91,27 @@ struct AreaQuadric {
     /// The mean squared distance from the planes.
     double ErrorAt(const Vec3d& x) const
     {
+        const double sum = SumAt(x);
+        return sum > 0.0 && weight > 0.0 ? sum / weight : 0.0;
+    }
+    /// Does the point lie on all the planes, as far as the digits of the sums can tell?
+    bool IsOnPlanes(const Vec3d& x) const
+    {
+        constexpr double kRounding = 1e-14;
+        return SumAt(x) <= kRounding * ((xx + yy + zz) * SquaredLength(x) + c);
+    }
+    /// May `x`, the point of least error near the middle of the edge `along`, be as far off a point
+    /// on all planes as its tie to the middle makes it?
+    bool MayMissPlanes(const Vec3d& x, const Vec3d& along) const
+    {
+        return SumAt(x) <= kDamping * (xx + yy + zz) * SquaredLength(along);
+    }
+    double SumAt(const Vec3d& x) const
+    {
         const double ax = xx * x[0] + xy * x[1] + xz * x[2] - 2.0 * bx;
         const double ay = xy * x[0] + yy * x[1] + yz * x[2] - 2.0 * by;
         const double az = xz * x[0] + yz * x[1] + zz * x[2] - 2.0 * bz;
-        const double sum = x[0] * ax + x[1] * ay + x[2] * az + c;
-        return sum > 0.0 && weight > 0.0 ? sum / weight : 0.0;
+        return x[0] * ax + x[1] * ay + x[2] * az + c;
     }
     /// The point of least error, tied to `anchor` in directions that no plane determines. The
     /// anchor itself where there is none.
@@ -481,6 +497,16 @@ double BatchDecimator::Place(int a, int b, Vec3d& x) const
     const Vec3d middle = (pa + pb) * 0.5;
     x = sum.LeastNear(middle); // no dearer than the middle
     if (SquaredLength(x - middle) <= SquaredLength(pb - pa)) {
+        // What ties the least point to the middle draws it a little off a corner of flat
+        // neighborhoods, which one of the two is then: it stays where it is. Of two that lie on all
+        // planes neither is such a corner.
+        if (sum.MayMissPlanes(x, pb - pa)) {
+            const bool isA = sum.IsOnPlanes(pa);
+            const bool isB = sum.IsOnPlanes(pb);
+            if (isA != isB) {
+                x = isA ? pa : pb;
+            }
+        }
         return sum.ErrorAt(x);
     }
     // Nearly parallel planes meet far away.
@@ -519,6 +545,11 @@ void BatchDecimator::KeepVolume(int a, int b, Vec3d& x, double& error) const
     }
     AreaQuadric quadric = quadrics_[At(a)];
     quadric += quadrics_[At(b)];
+    // A step below the digits of the coordinates is none: in a plane nothing moves off it.
+    constexpr double kDigits = 8 * std::numeric_limits<double>::epsilon();
+    if (volume * volume <= kDigits * kDigits * SquaredLength(normals) * SquaredLength(x)) {
+        return;
+    }
     Vec3d step;
     // Where the rim encloses next to no area, the plane may be anywhere.
     if (!quadric.StepToPlane(normals, volume, step) ||
@@ -648,9 +679,16 @@ bool BatchDecimator::TurnsTooFar(int v, int other, const Vec3d& x, double& step)
 
 bool BatchDecimator::TryCollapse(int a, int b, double limit, bool& isTooFar)
 {
+    Vec3d x;
+    double error = Place(a, b, x);
+    const bool areAlike = roles_[At(a)] == roles_[At(b)];
+    if (areAlike && !isOpen_[At(a)] && !isOpen_[At(b)]) {
+        KeepVolume(a, b, x, error);
+    }
+    // The vertex whose place it is stays, with all its bits.
     int from = a;
     int to = b;
-    if (roles_[At(a)] > roles_[At(b)]) {
+    if (roles_[At(a)] > roles_[At(b)] || (areAlike && x == PointAt(a))) {
         std::swap(from, to);
     }
     // Along a line the next but one must be another: three points are the least of a loop.
@@ -664,11 +702,6 @@ bool BatchDecimator::TryCollapse(int a, int b, double limit, bool& isTooFar)
             (roles_[At(to)] == Role::OnLine && (toLine[0] == beyond || toLine[1] == beyond))) {
             return false;
         }
-    }
-    Vec3d x;
-    double error = Place(a, b, x);
-    if (roles_[At(a)] == roles_[At(b)] && !isOpen_[At(a)] && !isOpen_[At(b)]) {
-        KeepVolume(a, b, x, error);
     }
     double step = 0.0;
     if (!KeepsTopology(from, to) || TurnsTooFar(from, to, x, step) ||

@@ -60,7 +60,7 @@ QEFDecimator::QEFDecimator(const std::vector<Vec3d>& sourcePoints,
         middle_ = {};
     }
     squaredLengthLimit_ = std::pow(Length(box.max - box.min) / 10.0, 2.0);
-    isBoundaryNode_.assign(points.size(), 0);
+    isBoundaryNode_.assign(static_cast<std::size_t>(NodeCount()), 0);
     for (int e = 0; e < EdgeCount(); ++e) {
         if (IsValidEdge(e) && EdgeAt(e).face < 0) {
             for (const int node : {EdgeAt(e).node, EdgeAt(Twin(e)).node}) {

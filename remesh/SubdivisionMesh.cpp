@@ -11,6 +11,7 @@
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/Progress_Impl.h"
 #include "remesh/FeatureMarks_Impl.h"
+#include "remesh/SheetsApart_Impl.h"
 #include "remesh/SubdivisionCount_Impl.h"
 #include "remesh/SubdivisionMasks_Impl.h"
 
@@ -70,7 +71,9 @@ SubdivisionMesh::SubdivisionMesh(const Mesh::IndexedPointsBase<3, double>& mesh)
     ReserveIfPossible(nodes_, 5 * mesh.points.size());
     ReserveIfPossible(edges_, 10 * mesh.indices.size());
     ReserveIfPossible(faces_, 5 * mesh.indices.size());
-    if (!LoadIndexedPoints(mesh)) {
+    Mesh::IndexedPointsBase<3, double> apart;
+    const bool isApart = TakeSheetsApart(mesh.points, mesh.indices, apart);
+    if (!LoadIndexedPoints(isApart ? apart : mesh)) {
         // An edge without links would refuse to be split, next to others that are.
         for (const auto& [node, copy] : SplitPinchNodes()) {
             apart_.push_back(node);

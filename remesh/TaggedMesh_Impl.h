@@ -6,22 +6,31 @@
 #include <Velk/Math/Tolerances_E.h>
 
 #include "mathbase/Progress_Impl.h"
+#include "remesh/SheetsApart_Impl.h"
 
 #include <cstddef>
+#include <type_traits>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
 /// `TriangleMesh::LoadIndexedPoints`, which gives each face the tag of its triple; 0 where tags are
-/// missing.
+/// missing. Bodies in space that touch along edges are taken apart there.
 template <class HalfEdgeMesh, class IndexedMesh>
 bool LoadTagged(HalfEdgeMesh& mesh, const IndexedMesh& source,
                 const std::vector<unsigned char>& tags)
 {
-    return mesh.LoadIndexedPoints(source.points, source.indices, [&](int triangle, int face) {
+    const auto tagFace = [&](int triangle, int face) {
         const auto t = static_cast<std::size_t>(triangle);
         mesh.FaceRecord(face)->tag = t < tags.size() ? tags[t] : static_cast<unsigned char>(0);
-    });
+    };
+    if constexpr (std::is_same_v<std::decay_t<decltype(source.points[0])>, Vec3d>) {
+        Mesh::IndexedPointsBase<3, double> apart;
+        if (TakeSheetsApart(source.points, source.indices, apart)) {
+            return mesh.LoadIndexedPoints(apart.points, apart.indices, tagFace);
+        }
+    }
+    return mesh.LoadIndexedPoints(source.points, source.indices, tagFace);
 }
 
 /// `TriangleMesh::ExportIndexedPoints`, welded within the length floor, with the tags of the

@@ -108,8 +108,8 @@ std::vector<VecBase<D, T>> GridOfPoints(const AxisAlignedBoundingBox<D, T>& box,
 /// within 1e-12, `float` 1e-8) have no circle of their own: two of them give the zero ball, and three
 /// up to ten (any number with `skipHull`) a circle about the origin that reaches them, unless three of
 /// them are the corners of a triangle; more than ten are one point for the hull, and the circle is that
-/// point with radius 0. Points that aren't finite give a meaningless result. O(n), with a few passes
-/// over the points.
+/// point with radius 0. For points that may coincide call `EnclosingBall`. Points that aren't finite
+/// give a meaningless result. O(n), with a few passes over the points.
 template <class T>
 BoundingBall<2, T> BoundingCircleOfPoints(const std::vector<VecBase<2, T>>& points, bool skipHull);
 
@@ -118,6 +118,12 @@ BoundingBall<2, T> BoundingCircleOfPoints(const std::vector<VecBase<2, T>>& poin
 /// its size, and the radius is then enlarged to reach them.
 template <class T>
 BoundingBall<3, T> BoundingSphereOfPoints(const std::vector<VecBase<3, T>>& points, bool skipHull);
+
+/// Smallest circle (D = 2) or sphere (D = 3) around the points, also around points that coincide: those
+/// that all lie in one place, two of them or any number, have their ball there, with radius 0 when they
+/// are equal. Any others have that of `BoundingCircleOfPoints` or `BoundingSphereOfPoints` with the hull.
+template <int D, class T>
+BoundingBall<D, T> EnclosingBall(const std::vector<VecBase<D, T>>& points);
 
 // clang-format off
 extern template SORVANE_API bool AxisAlignedBoundingBox<2, float>::ContainsPoint(const VecBase<2, float>&,   float)  const;
@@ -140,6 +146,10 @@ extern template SORVANE_API BoundingBall<2, float>  BoundingCircleOfPoints(const
 extern template SORVANE_API BoundingBall<2, double> BoundingCircleOfPoints(const std::vector<VecBase<2, double>>&, bool);
 extern template SORVANE_API BoundingBall<3, float>  BoundingSphereOfPoints(const std::vector<VecBase<3, float>>&,  bool);
 extern template SORVANE_API BoundingBall<3, double> BoundingSphereOfPoints(const std::vector<VecBase<3, double>>&, bool);
+extern template SORVANE_API BoundingBall<2, float>  EnclosingBall(const std::vector<VecBase<2, float>>&);
+extern template SORVANE_API BoundingBall<2, double> EnclosingBall(const std::vector<VecBase<2, double>>&);
+extern template SORVANE_API BoundingBall<3, float>  EnclosingBall(const std::vector<VecBase<3, float>>&);
+extern template SORVANE_API BoundingBall<3, double> EnclosingBall(const std::vector<VecBase<3, double>>&);
 // clang-format on
 
 } // namespace Velk::Math::Sorvane::Bounding
@@ -153,6 +163,7 @@ template <int D, class T> requires(!SupportedPoint<D, T>) TransformBase<D> UnitS
 template <int D, class T> requires(!SupportedPoint<D, T>) std::vector<VecBase<D, T>> GridOfPoints(const AxisAlignedBoundingBox<D, T>&, const std::array<unsigned int, static_cast<std::size_t>(D)>&) = delete;
 template <class T> requires(!SupportedReal<T>) BoundingBall<2, T> BoundingCircleOfPoints(const std::vector<VecBase<2, T>>&, bool) = delete;
 template <class T> requires(!SupportedReal<T>) BoundingBall<3, T> BoundingSphereOfPoints(const std::vector<VecBase<3, T>>&, bool) = delete;
+template <int D, class T> requires(!SupportedPoint<D, T>) BoundingBall<D, T> EnclosingBall(const std::vector<VecBase<D, T>>&) = delete;
 } // namespace Velk::Math::Sorvane::Bounding
 // clang-format on
 /// @endcond

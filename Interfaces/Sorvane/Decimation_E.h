@@ -74,8 +74,9 @@ struct DecimationReport {
 ///
 /// With a target of 100 percent or more, and with a tolerance of 0, no edge collapses. A NaN target
 /// or tolerance counts as those, an infinite tolerance as no limit. An empty mesh gives NaN.
-/// Triples with equal or invalid subscripts, and those that run an edge as another one does, are
-/// left out and don't count. Nothing moves beside a point that is not finite. A node where several
+/// Bodies that touch along an edge, with four triangles or more at it, are decimated each by itself
+/// there. Other triples that run an edge as another one does, and those with equal or invalid
+/// subscripts, are left out and don't count. Nothing moves beside a point that is not finite. A node where several
 /// fans of triangles meet neither moves nor goes. A closed surface stays closed and no edge gets a
 /// third triangle, unless by the weld. A mesh may be its own output.
 ///
@@ -120,7 +121,9 @@ SORVANE_API double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
 /// No collapse turns a triangle by more than 60 degrees. A closed surface stays closed and keeps
 /// its Euler characteristic, and its volume but for what edges add up to that end on a line or at
 /// a point that stays: a point that takes the place of two free ones, or of two on a crease, goes
-/// to the place of least error among those that keep the volume. Points of edges that have more
+/// to the place of least error among those that keep the volume. Where one end of an edge lies on
+/// the planes round both and the other does not, as the corner of a flat sheet, it keeps its place,
+/// with all its bits but where that loses volume. Points of edges that have more
 /// than two triangles, or two of one direction, of several fans of triangles, and of triangles that
 /// are not finite stay where they are.
 ///

@@ -2,7 +2,7 @@
 // stretch of a profile.
 //
 //     const auto reports = Lathe::BAxisAngleSweep(angles, tool, holder, pivot, target, obstacles);
-//     const auto sequence = Lathe::SequenceBAxisAngleSweep(target, reports, {});
+//     const auto sequence = Lathe::SequenceBAxisAngleSweepAround(target, reports, {});
 //     for (const auto& step : sequence.steps) {
 //         // step.valid[i]: may angles[i] be used from step.parameter on?
 //     }
@@ -35,9 +35,9 @@ namespace Velk::Math::Sorvane::Lathe {
 /// appear in neither result.
 ///
 /// True when all boundaries close. An open one, as of a tool of one point or a holder that is a
-/// line and a target that is a line, gives false, and regions not to be relied on. **Without a
-/// holder and without obstacles** there is no L: false, with all of A in `toolRegions`; pass an
-/// outline well behind the tool for a tool without a holder. An empty target gives false, or the
+/// line and a target that is a line, gives false, and regions not to be relied on. **With an empty
+/// holder and without obstacles** there is no L: false, with all of A in `toolRegions`. For a tool
+/// that has no holder call the overload without one. An empty target gives false, or the
 /// positions of obstacles alone. An outline with a point that is not finite gives false and
 /// nothing.
 ///
@@ -49,6 +49,18 @@ SORVANE_API bool OuterOffsetRegions(const std::vector<VecBase<2, double>>& tool,
                                     const std::vector<std::vector<VecBase<2, double>>>& obstacles,
                                     std::vector<std::vector<VecBase<2, double>>>& toolRegions,
                                     std::vector<std::vector<VecBase<2, double>>>& holderRegions);
+
+/// The same for a tool without a holder: only the tool can run into something.
+///
+/// `obstacleRegions` are the stretches where an obstacle is touched, empty without obstacles. That
+/// nothing but the target is there to be touched is no fault here: with neither holder nor
+/// obstacles all of A is in `toolRegions`, and true tells that it closes. Obstacles without points
+/// are none.
+SORVANE_API bool OuterOffsetRegions(const std::vector<VecBase<2, double>>& tool,
+                                    const std::vector<VecBase<2, double>>& target,
+                                    const std::vector<std::vector<VecBase<2, double>>>& obstacles,
+                                    std::vector<std::vector<VecBase<2, double>>>& toolRegions,
+                                    std::vector<std::vector<VecBase<2, double>>>& obstacleRegions);
 
 /// What tool and holder reach at one tilt.
 struct SORVANE_API BAngleReport {
@@ -99,20 +111,28 @@ struct SORVANE_API BAngleSequence {
 /// report per angle, in their order.
 ///
 /// The pivot becomes the origin of the outlines: positions are those of the pivot. The holder may
-/// be empty, which fails as `OuterOffsetRegions` says unless there are obstacles. An outline whose
-/// ends differ by more than 1e-12 in a coordinate fails, and what can be told is told all the same;
-/// an empty tool outline, or one that is not finite, leaves its reports empty.
+/// be empty, which fails as `OuterOffsetRegions` says unless there are obstacles: the overload
+/// without a holder is for tools that have none. An outline whose ends differ by more than 1e-12 in
+/// a coordinate fails, and what can be told is told all the same; an empty tool outline, or one
+/// that is not finite, leaves its reports empty.
 ///
 /// What the tool sweeps along a tool region is bounded piece by piece, each piece running to one
 /// side: the outer boundary of the whole sweep would miss the target where the region runs all
 /// around it, and the reports would tell of nothing that can be reached.
 ///
-/// Angles are worked on side by side; results do not depend on the number of threads. A sweep that a
-/// progress scope has stopped gives no report at all.
+/// Angles are worked on side by side; results do not depend on the number of threads. A sweep that
+/// a progress scope has stopped gives no report at all.
 SORVANE_API std::vector<BAngleReport>
 BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, double>>& tool,
                 const std::vector<VecBase<2, double>>& holder, const VecBase<2, double>& pivot,
                 const std::vector<VecBase<2, double>>& target,
+                const std::vector<std::vector<VecBase<2, double>>>& obstacles);
+
+/// The same for a tool without a holder, which does not fail for want of something else to run
+/// into: `holderRegions` of the reports tell where an obstacle is touched.
+SORVANE_API std::vector<BAngleReport>
+BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, double>>& tool,
+                const VecBase<2, double>& pivot, const std::vector<VecBase<2, double>>& target,
                 const std::vector<std::vector<VecBase<2, double>>>& obstacles);
 
 /// The answer the other way round: along the target, the angles that are valid from each place on.
@@ -126,12 +146,34 @@ BAxisAngleSweep(const std::vector<double>& angles, const std::vector<VecBase<2, 
 ///
 /// A stretch that runs over the start of a *closed* target has both its ends apart and reads as the
 /// stretch between them, which is the rest of the target: let a closed target start where no tool
-/// reaches, or where one must stop.
+/// reaches, or where one must stop, or call `SequenceBAxisAngleSweepAround`.
 ///
 /// Empty for a target of fewer than two points; no steps without reports. O(n log n) for n
 /// stretches and target points.
 SORVANE_API BAngleSequence SequenceBAxisAngleSweep(const std::vector<VecBase<2, double>>& target,
                                                    const std::vector<BAngleReport>& reports,
                                                    std::vector<BAngleArcRegion> arcRegions);
+
+/// The same for a target that may be closed and may start anywhere, and with every place told for
+/// what it is: an angle is valid where one of its stretches is, and nowhere else.
+///
+/// Of a closed target, whose last point is its first within the rounding of its coordinates, a
+/// stretch that runs over the start is valid up to the whole length and from 0 on; one that runs
+/// all around is valid everywhere. Stretches that overlap count as one. Steps are the places where
+/// something changes, and no others; ends of stretches within rounding of the start or the end of
+/// the target are there. The ends of a stretch are looked for within 1e-8, or the rounding of
+/// coordinates far from the origin where that is more.
+///
+/// A gap between neighboring intervals is bridged when it is at most the largest one of an arc
+/// region and some of it lies in the region; whether anything reaches the ends of the region does
+/// not matter. On a closed target the arc region may run over the start, with its end below its
+/// start, and so may gaps. Arc regions count one after the other, each on what those before it
+/// left.
+///
+/// Empty and cost as `SequenceBAxisAngleSweep`. Where a target touches itself, a stretch that ends
+/// there may be taken for one that ends at the other of the two places.
+SORVANE_API BAngleSequence SequenceBAxisAngleSweepAround(
+    const std::vector<VecBase<2, double>>& target, const std::vector<BAngleReport>& reports,
+    const std::vector<BAngleArcRegion>& arcRegions);
 
 } // namespace Velk::Math::Sorvane::Lathe

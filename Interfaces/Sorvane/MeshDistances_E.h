@@ -34,17 +34,19 @@ namespace Velk::Math::Sorvane::MeshUtils {
 
 /// Distance of each point of `cloud` from the mesh, however far away it is.
 ///
-/// With `squared` it is the squared distance. Without, it has a sign, that of the side of the nearest
-/// triangle on which the point lies: negative behind it, where its corners run clockwise, so within a
+/// With `squared` it is the squared distance. Without, it has a sign, that of the side of the surface
+/// on which the point lies: negative behind it, where its corners run clockwise, so within a
 /// closed part of outward orientation; positive in front of it. A point whose direction from the
 /// triangle has a sine of at most 1e-12 to the triangle's plane, or which is at most 1e-12 away, counts
 /// as in front.
 ///
-/// The sign is that of one triangle, the lowest of the nearest ones; nothing is averaged. At an edge
-/// sharper than a right angle a point in front of one triangle may lie behind the other: there, close
-/// to the edge's own outside, the sign is that of the lower number. A triangle without area has no
-/// sides, and the nearest triangle with area decides, if it is as near within rounding; otherwise the
-/// sign is positive. A small triangle decides like a large one, whatever the unit.
+/// Where an edge or a corner is nearest and its triangles disagree, as beside the edge of a blade, where
+/// a point is in front of one face and behind the plane of the other, the mean of their normals decides,
+/// weighted by their angles there: on a closed surface the sign is right everywhere. At places where
+/// triangles cancel each other, as on a sheet folded onto itself, it is that of the nearest triangle
+/// with the lowest number. A triangle without area has no sides, and the nearest triangle with area
+/// decides, if it is as near within rounding; otherwise the sign is positive. A small triangle decides
+/// like a large one, whatever the unit.
 ///
 /// Zeros for a mesh without triangles. NaN for a point that has a coordinate that is not finite or
 /// beyond 1e150, and for that point only.

@@ -1,7 +1,8 @@
 // Reading and writing triangle meshes and point lists: ASCII STL, binary STL, TIPC, points files.
 //
 // `ReadMesh` and `WriteMesh` are what a host wants for files that come from elsewhere or that must not
-// get lost: they tell the forms apart by themselves, believe no count, and say why they refuse. The
+// get lost: they tell the forms apart by themselves, believe no count, and say why they refuse. Both
+// also take the bytes of a file that lie in memory, as from a network or an archive. The
 // functions below them each know one form and say no more than true or false; what each of them takes
 // for true is told at each, and read it before you rely on it.
 //
@@ -14,8 +15,10 @@
 #include <Velk/Math/Supported_E.h>
 #include <Velk/Math/VecBase_E.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -54,7 +57,9 @@ enum class MeshFileError {
     IncompleteTriangle, ///< writing: the number of indices is not a multiple of 3
     TagsDoNotFit,      ///< writing: not one tag for each point, or triangle
     WriteFailed,       ///< the system failed while writing; `system` says why
-    NotReplaced        ///< the whole file was written beside, and could not be given its name
+    NotReplaced,       ///< the whole file was written beside, and could not be given its name
+    Flattened          ///< writing: in the form's numbers too much of the part would have no area;
+                       ///< `place` is the first such triangle
 };
 
 /// What `ReadMesh` and `WriteMesh` answer. True when it was done.
@@ -118,6 +123,27 @@ MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh,
 template <class T>
 MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>& soup, const std::filesystem::path& path);
 
+/// Reads the bytes of a mesh file that lie in memory: what came through a network, out of an archive or
+/// from a pipe that the host has read. The same parsers, the same meshes and the same reasons as for
+/// a file with these bytes; `MeshFileText` of the result stands well behind whatever name the host has
+/// for them. The bytes are only read, at any alignment, and not kept.
+///
+/// From characters it is `ReadMesh(mesh, std::as_bytes(std::span(text)))`: a plain text in place of the
+/// bytes would be taken for a path.
+template <class T>
+MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh, std::span<const std::byte> bytes);
+
+/// The same with the tags of a TIPC file.
+template <class T>
+MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh,
+                        std::vector<unsigned long long>& vertexTags,
+                        std::vector<unsigned long long>& triangleTags,
+                        std::span<const std::byte> bytes);
+
+/// The same as triangles by value.
+template <class T>
+MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>& soup, std::span<const std::byte> bytes);
+
 /// Writes a mesh in the form that the extension names, in any case: ".stl" is binary, ".tipc" TIPC.
 ///
 /// The file is written beside the one it replaces, under a name of its own in the same folder, brought
@@ -132,6 +158,12 @@ MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>& soup, const std::filesystem::p
 /// with a coordinate that is not finite (or too large for the form) is refused before any file is
 /// touched. TIPC keeps `double` coordinates bit for bit; a binary STL rounds them to 32-bit floats, and
 /// its normals are those of the rounded corners.
+///
+/// Rounding takes the area of some triangles, where their corners come to lie on one place or line. A
+/// few slivers are normal and written. Where these triangles hold more than a hundredth of the whole
+/// area, the part is refused as `Flattened`: it is too small for floats, or so far from the origin that
+/// they can't tell its corners apart. Move or scale it, or write another form. Triangles without an
+/// area of their own don't count.
 template <class T>
 MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                          const std::filesystem::path& path);
@@ -149,6 +181,20 @@ MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
                          const std::vector<unsigned long long>& vertexTags,
                          const std::vector<unsigned long long>& triangleTags,
                          const std::filesystem::path& path);
+
+/// Puts the bytes of a mesh file into memory: those that the file would have, byte for byte, and the
+/// same refusals. The vector is cleared first, and empty after a refusal and when an exception of an
+/// allocation passes through. `MeshFileForm::Unknown` is refused as `UnknownExtension`.
+template <class T>
+MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh, std::vector<std::byte>& bytes,
+                         MeshFileForm form);
+
+/// The same as a TIPC file with tags.
+template <class T>
+MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>& mesh,
+                         const std::vector<unsigned long long>& vertexTags,
+                         const std::vector<unsigned long long>& triangleTags,
+                         std::vector<std::byte>& bytes);
 
 // --- one form each --------------------------------------------------------------------------------
 //
@@ -246,12 +292,22 @@ extern template SORVANE_API MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, f
 extern template SORVANE_API MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, double>&, std::vector<unsigned long long>&, std::vector<unsigned long long>&, const std::filesystem::path&);
 extern template SORVANE_API MeshFileResult ReadMesh(Mesh::TriangleSoup<3, float>&,  const std::filesystem::path&);
 extern template SORVANE_API MeshFileResult ReadMesh(Mesh::TriangleSoup<3, double>&, const std::filesystem::path&);
+extern template SORVANE_API MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, float>&,  std::span<const std::byte>);
+extern template SORVANE_API MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, double>&, std::span<const std::byte>);
+extern template SORVANE_API MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, float>&,  std::vector<unsigned long long>&, std::vector<unsigned long long>&, std::span<const std::byte>);
+extern template SORVANE_API MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, double>&, std::vector<unsigned long long>&, std::vector<unsigned long long>&, std::span<const std::byte>);
+extern template SORVANE_API MeshFileResult ReadMesh(Mesh::TriangleSoup<3, float>&,  std::span<const std::byte>);
+extern template SORVANE_API MeshFileResult ReadMesh(Mesh::TriangleSoup<3, double>&, std::span<const std::byte>);
 extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, float>&,  const std::filesystem::path&);
 extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, double>&, const std::filesystem::path&);
 extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, float>&,  const std::filesystem::path&, MeshFileForm);
 extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, double>&, const std::filesystem::path&, MeshFileForm);
 extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, float>&,  const std::vector<unsigned long long>&, const std::vector<unsigned long long>&, const std::filesystem::path&);
 extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, double>&, const std::vector<unsigned long long>&, const std::vector<unsigned long long>&, const std::filesystem::path&);
+extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, float>&,  std::vector<std::byte>&, MeshFileForm);
+extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, double>&, std::vector<std::byte>&, MeshFileForm);
+extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, float>&,  const std::vector<unsigned long long>&, const std::vector<unsigned long long>&, std::vector<std::byte>&);
+extern template SORVANE_API MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, double>&, const std::vector<unsigned long long>&, const std::vector<unsigned long long>&, std::vector<std::byte>&);
 extern template SORVANE_API bool ReadFromASCIISTL(std::vector<VecBase<3, float>>&,  std::vector<int>&, const std::filesystem::path&);
 extern template SORVANE_API bool ReadFromASCIISTL(std::vector<VecBase<3, double>>&, std::vector<int>&, const std::filesystem::path&);
 extern template SORVANE_API bool ReadFromBinarySTL(std::vector<VecBase<3, float>>&,  std::vector<int>&, const std::filesystem::path&);
@@ -273,9 +329,14 @@ namespace Velk::Math::Sorvane::MeshUtils {
 template <class T> requires(!SupportedReal<T>) MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>&, const std::filesystem::path&) = delete;
 template <class T> requires(!SupportedReal<T>) MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>&, std::vector<unsigned long long>&, std::vector<unsigned long long>&, const std::filesystem::path&) = delete;
 template <class T> requires(!SupportedReal<T>) MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>&, std::span<const std::byte>) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>&, std::vector<unsigned long long>&, std::vector<unsigned long long>&, std::span<const std::byte>) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>&, std::span<const std::byte>) = delete;
 template <class T> requires(!SupportedReal<T>) MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&, const std::filesystem::path&) = delete;
 template <class T> requires(!SupportedReal<T>) MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&, const std::filesystem::path&, MeshFileForm) = delete;
 template <class T> requires(!SupportedReal<T>) MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&, const std::vector<unsigned long long>&, const std::vector<unsigned long long>&, const std::filesystem::path&) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&, std::vector<std::byte>&, MeshFileForm) = delete;
+template <class T> requires(!SupportedReal<T>) MeshFileResult WriteMesh(const Mesh::IndexedPointsBase<3, T>&, const std::vector<unsigned long long>&, const std::vector<unsigned long long>&, std::vector<std::byte>&) = delete;
 template <class T> requires(!SupportedReal<T>) bool ReadFromASCIISTL(std::vector<VecBase<3, T>>&, std::vector<int>&, const std::filesystem::path&) = delete;
 template <class T> requires(!SupportedReal<T>) bool ReadFromBinarySTL(std::vector<VecBase<3, T>>&, std::vector<int>&, const std::filesystem::path&) = delete;
 template <class T> requires(!SupportedReal<T>) bool WriteToASCIISTL(const std::vector<VecBase<3, T>>&, const std::vector<int>&, const std::filesystem::path&) = delete;

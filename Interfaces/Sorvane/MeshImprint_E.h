@@ -102,9 +102,10 @@ public:
     ///
     /// The flood begins with the triangles round the node that is smallest by x, then y, then z;
     /// they are outside, all of them, so that a path through this node gives false. Coordinates
-    /// that differ by no more than 1e-12 count as equal. A component that the flood can't reach
-    /// across edges keeps color 0, which is exported as outside; paths on it give false. Triangles
-    /// with a tag other than 0 end outside.
+    /// that differ by no more than 1e-12 count as equal. A component that this flood can't reach
+    /// across edges has one of its own, from its own smallest node, if there is a path on it;
+    /// otherwise it keeps color 0, which is exported as outside. Triangles with a tag other than 0
+    /// end outside.
     ///
     /// The last edge of a path that ends freely bounds nothing, and is no longer imprinted
     /// afterwards; the edge before it still is, and colors that meet across it give false.

@@ -29,9 +29,14 @@ namespace Velk::Math::Sorvane::Planar {
 /// no longer than 1e-12 count as not there. An arc whose radius would not be positive has no parallel, but
 /// the corners at its ends are rounded all the same, so that the curve is bridged there.
 ///
-/// The linking (`CombineArcsSegs`) loses elements between whose ends another one runs, and so a full
-/// circle has no offset, two half circles give one half circle, and of a D the inner offset is its chord
-/// alone. `WallOffset` gives such offsets whole. A
+/// Curves run as the chain does, or against it for a negative distance, whatever they are made of;
+/// only where pieces meet head to head, as beside a chain that crosses itself, is one turned round.
+/// Two that touch in a point are two. A slot of exactly the width of the tool, to within the linking,
+/// leaves its center line as an open curve of its own beside the closed ones.
+///
+/// Of a chain of one or two elements the linking is that of `CombineArcsSegs`, which loses elements
+/// between whose ends another one runs, and so a full circle has no offset, two half circles give one
+/// half circle, and of a D the inner offset is its chord alone. `WallOffset` gives such offsets whole. A
 /// corner turned by less than some 1e-6 radians may keep a loop of three tiny elements on its inner side;
 /// a wider `tol` takes it away.
 ///

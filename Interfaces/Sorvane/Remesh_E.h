@@ -53,8 +53,9 @@ namespace Velk::Math::Sorvane::Mesh {
 /// where another one has taken its nearest point.
 ///
 /// An empty mesh (`IsEmpty`) and a NaN length give 0 with empty outputs. An infinite length splits
-/// nothing. Triples with equal or invalid subscripts, and those that run an edge as another one
-/// does, are left out. Nodes at a coordinate that is not finite stay, and so do their neighbors;
+/// nothing. Bodies that touch along an edge, with four triangles or more at it, are remeshed each by
+/// itself there. Other triples that run an edge as another one does, and those with equal or invalid
+/// subscripts, are left out. Nodes at a coordinate that is not finite stay, and so do their neighbors;
 /// nodes where several fans of triangles meet stay as well. No edge of the result has more than two
 /// triangles, unless by the weld; a closed surface stays closed and keeps its Euler characteristic.
 /// A mesh may be its own output. On a surface that reaches beyond about 1e75 squared areas are no

@@ -30,6 +30,7 @@
 #include <Sorvane/MeshFeatures_E.h>
 #include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshImprint_E.h>
+#include <Sorvane/MeshMeasures_E.h>
 #include <Sorvane/MeshQueries_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/MeshSections_E.h>
@@ -69,3 +70,4 @@
 #include <Velk/Math/Transform_E.h>
 #include <Velk/Math/Vector_E.h>
 #include <Velk/Progress_E.h>
+#include <Velk/ThreadLimit_E.h>

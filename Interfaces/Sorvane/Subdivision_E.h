@@ -78,7 +78,8 @@ SORVANE_API void SimpleRefine(const IndexedPointsBase<3, double>& mesh,
 ///
 /// With 0 iterations, or a method that is neither of the two, the result is the input rebuilt: in
 /// its order, without triples of equal or invalid subscripts and without those that run an edge as
-/// another one does, welded within 1e-12, absolute, points in the order of
+/// another one does (but bodies that touch along an edge, with four triangles or more at it, keep all
+/// of theirs, and are smoothed each by itself), welded within 1e-12, absolute, points in the order of
 /// `Vector::FilterForUniqueness`, unused ones left out. Every result is so welded. An empty mesh
 /// (`IsEmpty`) gives an empty one.
 ///

@@ -1,8 +1,7 @@
 // Where a tool's tip stands when the tool touches a surface at a given point.
 //
 //     const Mill::ConvexToolOffset offset(tool);
-//     const Vec3d tip = offset.OffsetFrom(contact, normal);     // cutter contact to cutter
-//     location
+//     const Vec3d tip = offset.TipFrom(contact, normal); // cutter contact to cutter location
 #pragma once
 
 #include <Sorvane/ArcSegChain_E.h>
@@ -59,6 +58,11 @@ public:
     /// vertical one has no direction in plan; shorter ones than 1e-12 have none at all and touch as
     /// if at the side. O(log n), without an allocation.
     Vec3d OffsetFrom(const Vec3d& point, const Vec3d& normal) const;
+
+    /// The same for pointed tools too: normals steeper than all of the profile's touch the corner
+    /// at its start. A cone on a level plane stands on its tip, where `OffsetFrom` gives a place as
+    /// much lower as the cone is high.
+    Vec3d TipFrom(const Vec3d& point, const Vec3d& normal) const;
 
 private:
     /// An element, or a corner as a segment of length 0, and the polar angle of its normal where it

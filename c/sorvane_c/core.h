@@ -86,6 +86,20 @@ SORVANE_C_API sorvane_status sorvane_progress_open(sorvane_report report, void *
 SORVANE_C_API int sorvane_progress_was_stopped(const sorvane_progress *progress);
 SORVANE_C_API void sorvane_progress_close(sorvane_progress *progress);
 
+/* --- threads --------------------------------------------------------------------------------------------------- */
+
+/*
+ * Between open and close, operations work on so many threads at most, the calling one included: all calls of the process,
+ * on whatever thread. Of several limits the lowest holds, in whatever order they are opened and closed, and on whatever
+ * threads. Results are the same, to the last bit, for any number. SORVANE_BAD_ARGUMENT: a number below 1.
+ */
+typedef struct sorvane_threads sorvane_threads;
+
+SORVANE_C_API sorvane_status sorvane_threads_open(int threads, sorvane_threads **limit, sorvane_error *error);
+/* The threads that an operation would work on now. */
+SORVANE_C_API int sorvane_threads_current(void);
+SORVANE_C_API void sorvane_threads_close(sorvane_threads *limit);
+
 /* --- lists of lines ------------------------------------------------------------------------------------------- */
 
 /*

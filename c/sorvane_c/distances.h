@@ -36,9 +36,8 @@ SORVANE_C_API sorvane_status sorvane_triangle_tree_nearest(const sorvane_triangl
                                                            size_t point_count, double radius, double *nearest,
                                                            int *triangles, double *distances, sorvane_error *error);
 /*
- * The distance of each of the points with the sign of the side of the nearest triangle: negative behind it, so within a
- * closed mesh that faces outward. At an edge sharper than a right angle, close to the edge's own outside, it is the sign
- * of one triangle and may be wrong. NaN for a point without usable coordinates.
+ * The distance of each of the points with the sign of the side of the surface on which it lies: negative within a closed
+ * mesh that faces outward, also beside edges and corners however sharp. NaN for a point without usable coordinates.
  */
 SORVANE_C_API sorvane_status sorvane_triangle_tree_signed_distances(const sorvane_triangle_tree *tree,
                                                                     const double *points, size_t point_count,

@@ -51,8 +51,8 @@ SORVANE_C_API sorvane_status sorvane_mesh_imprint(const sorvane_mesh *mesh, cons
 /* The whole mesh, cut; it belongs to the imprint and must not be freed. Points of the given mesh come first. */
 SORVANE_C_API const sorvane_mesh *sorvane_imprint_mesh(const sorvane_imprint *imprint);
 /* For each triangle of that mesh 1 where it lies inside, between the lines, and else 0; `count` gets their number and may
-   be NULL. The side changes across every line; the triangles at the point that is smallest by x, then y, then z are
-   outside, and so is every component that the lines don't reach. */
+   be NULL. The side changes across every line; of each component the triangles at the point that is smallest by x, then y,
+   then z are outside, and so is every component that the lines don't reach. */
 SORVANE_C_API const int *sorvane_imprint_inside(const sorvane_imprint *imprint, size_t *count);
 /* 1 when the side changes across every imprinted edge, so that inside means something; 0 as a rule where a line ends freely
    or found no way over part of the surface. */

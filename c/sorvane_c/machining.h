@@ -221,7 +221,7 @@ typedef struct sorvane_lathe_sequence sorvane_lathe_sequence;
 /*
  * The answer of a sweep the other way round. `arcs` has 3 numbers for each of `arc_count` stretches of the target that
  * are arcs: the arc lengths along the target where it starts and ends, and the largest gap between facets to bridge.
- * Let a closed target start where no tool reaches.
+ * On a closed target, which may start anywhere, an arc that runs over the start ends below where it starts.
  */
 SORVANE_C_API sorvane_status sorvane_lathe_sequence_new(const sorvane_lathe_sweep *sweep, const double *arcs,
                                                         size_t arc_count, sorvane_lathe_sequence **sequence,

@@ -73,16 +73,33 @@ typedef enum sorvane_file_form {
    encoding. */
 SORVANE_C_API sorvane_status sorvane_mesh_read(const char *path, sorvane_mesh **mesh, sorvane_error *error);
 
+/* The same for the bytes of such a file that lie in memory: `bytes` has `count` of them, NULL when that is 0. They are
+   only read, and not needed any more afterwards. `name` stands before the reason in messages, as a path does; NULL means
+   "bytes". */
+SORVANE_C_API sorvane_status sorvane_mesh_read_bytes(const unsigned char *bytes, size_t count, const char *name,
+                                                     sorvane_mesh **mesh, sorvane_error *error);
+
 /* The form of the file that a mesh was read from; SORVANE_FORM_UNKNOWN for any other mesh. */
 SORVANE_C_API sorvane_file_form sorvane_mesh_form(const sorvane_mesh *mesh);
 
 /* Writes a mesh. SORVANE_FORM_UNKNOWN takes the form from the extension: ".stl" is binary STL, ".tipc" is TIPC. The file
    is written beside the one that it replaces and takes its name when it is whole, so that a failure leaves the old file
    as it was. Refused before a file is touched, with SORVANE_FILE_ERROR: a mesh without triangles, and one with a
-   coordinate that is not finite or too large for the form. TIPC keeps coordinates and tags bit for bit, ASCII STL
+   coordinate that is not finite or too large for the form, and for binary STL one that 32-bit floats would flatten: they
+   can't tell the corners of a part apart that is tiny, or far from the origin. TIPC keeps coordinates and tags bit for bit, ASCII STL
    coordinates; binary STL rounds them to 32-bit floats. */
 SORVANE_C_API sorvane_status sorvane_mesh_write(const sorvane_mesh *mesh, const char *path, sorvane_file_form form,
                                                 sorvane_error *error);
+
+/* The bytes of a file in memory. */
+typedef struct sorvane_bytes sorvane_bytes;
+
+/* The bytes that sorvane_mesh_write would write, with the same refusals. SORVANE_FORM_UNKNOWN is SORVANE_BAD_ARGUMENT. */
+SORVANE_C_API sorvane_status sorvane_mesh_write_bytes(const sorvane_mesh *mesh, sorvane_file_form form,
+                                                      sorvane_bytes **bytes, sorvane_error *error);
+/* `count` gets their number and may be NULL. */
+SORVANE_C_API const unsigned char *sorvane_bytes_data(const sorvane_bytes *bytes, size_t *count);
+SORVANE_C_API void sorvane_bytes_free(sorvane_bytes *bytes);
 
 /* --- welding and orientation ---------------------------------------------------------------------------------- */
 
@@ -192,9 +209,12 @@ SORVANE_C_API sorvane_status sorvane_mesh_areas(const sorvane_mesh *mesh, double
 SORVANE_C_API sorvane_status sorvane_mesh_aspect_ratios(const sorvane_mesh *mesh, double *ratios,
                                                         sorvane_error *error);
 /* Area of all triangles, and volume between them and the origin: that of the body for a closed mesh, positive when it is
-   wound outward. Corners are not joined for it. Each pointer may be NULL. */
+   wound outward. Corners are not joined for it. A body far from the origin keeps its digits. Each pointer may be NULL. */
 SORVANE_C_API sorvane_status sorvane_mesh_measure(const sorvane_mesh *mesh, double *area, double *volume,
                                                   sorvane_error *error);
+/* Center of that volume: the center of mass of a closed mesh, whichever way it is wound. NaN when the volume is exactly 0,
+   and without meaning for an open mesh. */
+SORVANE_C_API sorvane_status sorvane_mesh_centroid(const sorvane_mesh *mesh, double centroid[3], sorvane_error *error);
 /* Least and greatest coordinates of the points that triangles use. SORVANE_FAILED: there is no triangle.
    SORVANE_BAD_ARGUMENT: the error's index is a point that is not finite. */
 SORVANE_C_API sorvane_status sorvane_mesh_box(const sorvane_mesh *mesh, double low[3], double high[3],

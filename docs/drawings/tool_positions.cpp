@@ -82,14 +82,14 @@ int main(int argc, char**)
         std::vector<Vec2d> tips;
         for (int i = 0; i <= 300; ++i) {
             const double x = kLength * i / 300;
-            const Vec3d tip = offset.OffsetFrom({x, 0, Height(x)}, NormalAt(x));
+            const Vec3d tip = offset.TipFrom({x, 0, Height(x)}, NormalAt(x));
             tips.emplace_back(tip.x(), tip.z());
         }
         picture.AddPolyline(tips, {kind.color, "none", 1, true});
         for (std::size_t i = k; i < 9; i += kinds.size()) {
             const double x = 5 + 6.2 * static_cast<double>(i);
             contacts.emplace_back(x, Height(x));
-            const Vec3d tip = offset.OffsetFrom({x, 0, Height(x)}, NormalAt(x));
+            const Vec3d tip = offset.TipFrom({x, 0, Height(x)}, NormalAt(x));
             picture.AddPolyline(SectionAt(kind.tool, tip), outline);
         }
         picture.AddLegend(kind.name, outline);

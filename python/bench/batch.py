@@ -43,14 +43,15 @@ def main():
     tool = sorvane.Tool.ball(6)
     low, high = part.bounds
     xs, ys = np.linspace(low[0], high[0], 1200), np.linspace(low[1], high[1], 1200)
-    stack = np.linspace(low[2], high[2], 2000)
+    fine = part.weld(1e-6).split_long_edges(3)
+    stack = np.linspace(low[2], high[2], 4000)
     with tempfile.TemporaryDirectory() as folder:
         small = Path(folder, "small.tipc")
         sorvane.hull([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]]).write(small)
         jobs = {
             f"`reports` of {len(files)} files": lambda client: batch.reports(files, client=client),
             "`height_map` of 1200 x 1200": lambda client: batch.height_map(part, tool, xs, ys, tile=150, client=client),
-            "`slices` at 2000 heights": lambda client: batch.slices(part, stack, chunk=50, client=client),
+            f"`slices` at 4000 heights of {len(fine)} triangles": lambda client: batch.slices(fine, stack, client=client),
             "500 files of 4 triangles": lambda client: batch.map_parts(len, [small] * 500, client=client),
         }
         both = {workers: start(workers) for workers in (1, 2)}

@@ -34,14 +34,15 @@ from ._distances import Crossings, Hausdorff, HausdorffBounds, Nearest, OneWayBo
 from ._errors import Error, FileError, Status, Stopped
 from ._features import Arc, Cluster, Curvatures, DrillHole, HoleStep
 from ._imprint import Imprint, Tracer
+from ._lines import Lines
 from ._machining import Drops, Gouges, Surface, Tool, ToolFit
 from ._mesh import Mesh, join, read
 from ._operations import Decimation
-from ._polylines import Lines
 from ._regions import Region
 from ._report import Box, Report
 from ._sections import Section, Slicer, Slices
 from ._tessellation import delaunay, tessellate, tessellate_polygon
+from ._threads import thread_count, thread_limit
 
 __all__ = [
     "Arc",
@@ -97,6 +98,8 @@ __all__ = [
     "tessellate",
     "tessellate_polygon",
     "thin",
+    "thread_count",
+    "thread_limit",
 ]
 
 

@@ -10,11 +10,16 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, indices_of, numbers_of, point_of, points_of, view
 from ._handles import Handle
-from ._lines import Borrowed, lines_of
+from ._lines import Borrowed, Lines
 from ._progress import Progress, make, run
 from ._values import list_of, number, path_bytes
 
 Path = Union[str, "os.PathLike[str]"]
+
+#: The largest coordinate that chains are made of.
+_MOST = 1e150
+#: The largest bulge that makes no arc.
+_STRAIGHT = 1e-8
 
 
 class Chain:
@@ -100,6 +105,8 @@ class Chain:
         size = number(radius, "radius")
         if not 0 < size < np.inf:
             raise ValueError(f"radius: expected a number greater than 0, given {size}")
+        _usable(np.array(size), "radius")
+        _usable(middle, "center")
         turn = -1.0 if clockwise else 1.0
         steps = np.array([(1, 0), (0, turn), (-1, 0), (0, -turn)]) * size
         rows = np.empty((4, 5))
@@ -119,7 +126,8 @@ class Chain:
         points : array_like, (n, 2)
         bulges : array_like, (n,)
             Of the way from each point to the next: the tangent of a quarter of the arc's angle, positive
-            counter-clockwise; 0 for a segment. The last one counts with ``closed`` alone.
+            counter-clockwise; 0 for a segment, and so is what is within 1e-8 of it: an arc as flat as that is bent by
+            less than its far center is rounded. The last one counts with ``closed`` alone.
 
         >>> import sorvane
         >>> sorvane.Chain.from_bulges([(0, 0), (6, 0), (6, 2), (0, 2)], [0, 1, 0, 1], closed=True)
@@ -129,12 +137,14 @@ class Chain:
         values = numbers_of(bulges, "bulges")
         if len(values) != len(corners):
             raise ValueError(f"bulges: expected shape ({len(corners)},), given {values.shape}")
+        _usable(corners, "points")
+        _usable(values, "bulges")
         starts = corners if closed else corners[:-1]
         ends = np.roll(corners, -1, axis=0) if closed else corners[1:]
         bulge = values[: len(starts)]
         apart = (starts != ends).any(axis=1)
         starts, ends, bulge = starts[apart], ends[apart], bulge[apart]
-        kinds = (bulge != 0).astype(np.int32)
+        kinds = (np.abs(bulge) > _STRAIGHT).astype(np.int32)
         rows = np.zeros((len(starts), 5))
         rows[:, :2] = starts
         rows[:, 2:4] = ends
@@ -274,7 +284,7 @@ class Chain:
     def parameters(self, *, normalized: bool = False) -> FloatArray:
         """Running length at each joint, (n + 1,); divided by the length of the chain with ``normalized``."""
         result = np.empty(len(self) + 1)
-        run(c.sorvane_chain_parameters, self._handle, int(normalized), result)
+        run(c.sorvane_chain_parameters, self._handle, int(bool(normalized)), result)
         return result
 
     def points_at(self, parameters: ArrayLike, *, normalized: bool = False) -> FloatArray:
@@ -289,7 +299,7 @@ class Chain:
         """
         places = numbers_of(parameters, "parameters")
         points = np.empty((len(places), 2))
-        run(c.sorvane_chain_points_at, self._handle, places, len(places), int(normalized), points)
+        run(c.sorvane_chain_points_at, self._handle, places, len(places), int(bool(normalized)), points)
         return points
 
     def parameters_of(self, points: ArrayLike, *, tolerance: float = 1e-6, progress: Progress = None) -> FloatArray:
@@ -360,7 +370,7 @@ class Chain:
                [ 0., -5.]])
         """
         lines = make(c.sorvane_chain_tessellate, self._handle, number(tolerance, "tolerance"))
-        return lines_of(lines).points
+        return Lines._of(lines).points
 
     def offset(self, distance: float, *, tolerance: float = 1e-6, progress: Progress = None) -> "List[Chain]":
         """The curves at ``distance``: to the right of travel for a positive one, so that a counter-clockwise outline
@@ -404,7 +414,7 @@ class Chain:
                 self._handle,
                 places,
                 len(places),
-                int(normalized),
+                int(bool(normalized)),
                 number(tolerance, "tolerance"),
             )
         )
@@ -420,7 +430,7 @@ class Chain:
                 self._handle,
                 places,
                 len(places),
-                int(normalized),
+                int(bool(normalized)),
                 number(tolerance, "tolerance"),
             )
         )
@@ -436,7 +446,16 @@ class Chain:
         Where both lie on one segment it is the stretch between them, turned round if need be. Raises `sorvane.Error` for a point that is not on the chain.
         """
         first, last = point_of(start, "start", 2), point_of(end, "end", 2)
-        return Chain._of(make(c.sorvane_chain_trim, self._handle, first, last, number(tolerance, "tolerance")))
+        return Chain._of(
+            make(
+                c.sorvane_chain_trim,
+                self._handle,
+                first,
+                last,
+                number(tolerance, "tolerance"),
+                names={"from": "start", "to": "end"},
+            )
+        )
 
     # --- two of them -------------------------------------------------------------------------------------------------
 
@@ -456,7 +475,7 @@ class Chain:
             number(tolerance, "tolerance"),
             progress=progress,
         )
-        return lines_of(points).points
+        return Lines._of(points).points
 
     def break_at_intersections(self, other: "Chain", *, tolerance: float = 1e-9) -> "Tuple[Chain, Chain]":
         """Both chains with joints where they meet."""
@@ -485,6 +504,12 @@ class Chain:
             second.place,
         )
         return chains_of(first), chains_of(second)
+
+
+def _usable(numbers: FloatArray, name: str) -> None:
+    """What is made of them would be told under another name."""
+    if not (np.abs(numbers) <= _MOST).all():
+        raise ValueError(f"{name}: expected finite numbers not beyond {_MOST:g}")
 
 
 def _chain(value: Any, name: str) -> Handle:
@@ -548,7 +573,7 @@ def thin(points: ArrayLike, *, curvature: float = 1e-9, tolerance: float = 1e-9)
            [2., 1.]])
     """
     polyline = points_of(points, "points", 2)
-    lines = lines_of(
+    lines = Lines._of(
         make(
             c.sorvane_polyline_thin,
             polyline,

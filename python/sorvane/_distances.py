@@ -10,7 +10,7 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, FloatArray, IntArray, points_of, view
 from ._handles import Handle
-from ._polylines import LinesLike, joined
+from ._lines import LinesLike, joined
 from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, run
 from ._values import number

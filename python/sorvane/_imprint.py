@@ -11,8 +11,7 @@ from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, array_of, numbers_of, point_of, points_of, view
 from ._distances import split_lists
 from ._handles import Handle
-from ._lines import Borrowed
-from ._polylines import Lines, LinesLike, joined
+from ._lines import Borrowed, Lines, LinesLike, joined
 from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._values import number
@@ -89,7 +88,7 @@ class Tracer:
         """A line for each of the starts, (n, 3), with its direction, (n, 3), and its length: (n,), or one number."""
         starts = points_of(starts, "starts")
         directions = points_of(directions, "directions")
-        if np.ndim(lengths) == 0:
+        if np.ndim(array_of(lengths, "lengths", "(n,)")) == 0:
             lengths = np.full(len(starts), number(lengths, "lengths"))
         lengths = numbers_of(lengths, "lengths")
         if len(directions) != len(starts):
@@ -118,7 +117,10 @@ def imprint(
     if isinstance(closed, (bool, np.bool_)):
         flags = np.full(count, closed, dtype=np.int32)
     else:
-        flags = array_of(closed, "closed", f"({count},)").astype(np.bool_).astype(np.int32)
+        given = array_of(closed, "closed", f"({count},)")
+        if given.dtype.kind not in "biu" and given.size > 0:
+            raise ValueError(f"closed: expected one value or whether each line is closed, given {given.dtype}")
+        flags = given.astype(np.bool_).astype(np.int32)
         if flags.shape != (count,):
             raise ValueError(f"closed: expected one value or shape ({count},), given {flags.shape}")
     how = options(

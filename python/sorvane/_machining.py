@@ -11,7 +11,7 @@ from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, IntArray, numbers_of, point_of, points_of, view
 from ._chains import Chain
 from ._handles import Handle
-from ._lines import Borrowed, lines_of
+from ._lines import Borrowed, Lines
 from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._regions import Region
@@ -445,4 +445,4 @@ def spin_outline(
         number(step, "step"),
         progress=progress,
     )
-    return lines_of(lines).points
+    return Lines._of(lines).points

@@ -21,18 +21,24 @@ from ._progress import Progress, make, run
 from ._values import choice, list_of, number, path_bytes
 
 if TYPE_CHECKING:
-    from typing import Literal, Sequence
+    from typing import Literal, Protocol, Sequence
 
     from ._bounding import OrientedBox, Prism, Sphere
     from ._distances import Crossings, Hausdorff, HausdorffBounds, Nearest, TriangleTree
     from ._features import Arc, Cluster, Curvatures, DrillHole
     from ._imprint import Imprint
-    from ._polylines import Lines, LinesLike
+    from ._lines import Lines, LinesLike
     from ._machining import Drops, Gouges, Tool
     from ._operations import Decimation
     from ._regions import Region
     from ._report import Report
     from ._sections import Plane, Section, Slicer, Slices
+
+    class SupportsRead(Protocol):
+        """What has bytes to read."""
+
+        def read(self) -> Optional[bytes]: ...
+
 
 Path = Union[str, "os.PathLike[str]"]
 TagArray = npt.NDArray[np.uint64]
@@ -270,10 +276,27 @@ class Mesh:
         ------
         sorvane.FileError
             A folder that is not there, a full disk, an extension that names no form, a mesh without triangles, or one
-            with a coordinate that is not finite or too large for the form.
+            with a coordinate that is not finite or too large for the form. For binary STL also one that 32-bit floats
+            would flatten: they can't tell the corners of a part apart that is tiny, or far from the origin.
         """
         number = 0 if form is None else choice(form, "form", _FORMS)
         run(c.sorvane_mesh_write, self._handle, path_bytes(path), number, progress=progress)
+
+    def to_bytes(self, form: str = "binary_stl", *, progress: Progress = None) -> bytes:
+        """The bytes of a file of the mesh, as `write` would write it: for a socket, a database, an archive.
+
+        Raises `sorvane.FileError` where `write` would refuse the mesh.
+
+        >>> import sorvane
+        >>> mesh = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]])
+        >>> len(mesh.to_bytes())
+        134
+        >>> sorvane.read(mesh.to_bytes("tipc")) == mesh
+        True
+        """
+        made = make(c.sorvane_mesh_write_bytes, self._handle, choice(form, "form", _FORMS), progress=progress)
+        data: bytes = view(made, c.sorvane_bytes_data).tobytes()
+        return data
 
     # --- measures ----------------------------------------------------------------------------------------------------
 
@@ -307,6 +330,13 @@ class Mesh:
         volume = ctypes.c_double()
         run(c.sorvane_mesh_measure, self._handle, None, ctypes.byref(volume))
         return volume.value
+
+    @property
+    def centroid(self) -> FloatArray:
+        """Center of mass of a closed mesh, (3,); NaN when the volume is 0. Of an open mesh it means nothing."""
+        centroid = np.empty(3)
+        run(c.sorvane_mesh_centroid, self._handle, centroid)
+        return centroid
 
     def normals(self) -> FloatArray:
         """Unit normals of the triangles, (m, 3); zero for one of an area of at most 1e-12."""
@@ -837,8 +867,8 @@ class Mesh:
     def signed_distances(self, points: ArrayLike, *, progress: Progress = None) -> FloatArray:
         """The distance of each of the points, (n,): negative within a closed mesh that faces outward.
 
-        The sign is that of the side of the nearest triangle; close to an edge sharper than a right angle it may be wrong
-        on the outside. NaN for a point that is not finite. `sorvane.Error`: a mesh without triangles.
+        The sign is that of the side of the surface at the nearest place, right also beside edges and corners however
+        sharp. NaN for a point that is not finite. `sorvane.Error`: a mesh without triangles.
         """
         return self._search_tree(progress).signed_distances(points, progress=progress)
 
@@ -1197,10 +1227,47 @@ def _restored(
     return Mesh(points, triangles, point_tags=point_tags, triangle_tags=triangle_tags)
 
 
-def read(path: Path, *, progress: Progress = None) -> Mesh:
+def _bytes_of(source: Any) -> npt.NDArray[np.uint8]:
+    """The bytes of a buffer, or those that a file object still has, without a copy of their own."""
+    if hasattr(source, "read"):
+        source = source.read()
+        if source is None:
+            raise BlockingIOError("source: a file object without data at the moment")
+        if isinstance(source, str):
+            raise ValueError("source: expected a file open for bytes ('rb'), given one for text")
+    try:
+        buffer = memoryview(source)
+    except TypeError:
+        raise ValueError(f"source: expected a path, bytes or a file object, given {type(source).__name__}") from None
+    if not buffer.c_contiguous:
+        raise ValueError("source: expected contiguous bytes")
+    return np.frombuffer(buffer, dtype=np.uint8) if buffer.nbytes > 0 else np.empty(0, dtype=np.uint8)
+
+
+def read(
+    source: Union[Path, bytes, bytearray, memoryview, "SupportsRead"], *, name: Optional[str] = None, progress: Progress = None
+) -> Mesh:
     """Reads an ASCII STL, a binary STL or a TIPC file, told apart by content.
 
     An STL gives three fresh points for each triangle: join them with `Mesh.weld`. The tags of a TIPC file are kept.
+
+    Parameters
+    ----------
+    source : path, bytes, bytearray, memoryview or file object
+        The path of a file, or its bytes, or what has them by a method ``read``: a file open with "rb", an upload, a
+        member of an archive. From where a file object stands it is read to its end, and not closed. Bytes are not
+        copied. They are never taken for a path.
+    name : str, optional
+        What the texts of errors call bytes; without one it is the ``name`` of the file object, or "bytes".
+
+    >>> import io, sorvane
+    >>> data = sorvane.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]]).to_bytes()
+    >>> sorvane.read(io.BytesIO(data))
+    <sorvane.Mesh: 1 triangle on 3 points>
+    >>> sorvane.read(data[:100], name="upload")
+    Traceback (most recent call last):
+    ...
+    sorvane._errors.FileError: upload: binary STL cut short: 134 bytes announced, 100 there
 
     Raises
     ------
@@ -1209,7 +1276,14 @@ def read(path: Path, *, progress: Progress = None) -> Mesh:
     sorvane.FileError
         Content that is none of these; the text tells what is wrong and where.
     """
-    return Mesh._of(make(c.sorvane_mesh_read, path_bytes(path), progress=progress, path=path))
+    if isinstance(source, (str, os.PathLike)):
+        return Mesh._of(make(c.sorvane_mesh_read, path_bytes(source), progress=progress, path=source))
+    if name is None:
+        given = getattr(source, "name", None)
+        name = given if isinstance(given, str) else "bytes"
+    label = name.encode("utf-8", "surrogateescape").split(b"\0")[0]
+    data = _bytes_of(source)
+    return Mesh._of(make(c.sorvane_mesh_read_bytes, data, len(data), label, progress=progress))
 
 
 def join(meshes: Iterable[Mesh]) -> Mesh:

@@ -1,4 +1,4 @@
-"""Pictures of chains and regions for notebooks, as SVG."""
+"""Pictures of chains, regions and lines for notebooks, as SVG."""
 
 from __future__ import annotations
 
@@ -8,6 +8,7 @@ import numpy as np
 
 from ._arrays import FloatArray
 from ._chains import Chain
+from ._lines import Lines
 from ._regions import Region
 
 _WIDTH = 420.0
@@ -87,3 +88,29 @@ def region_svg(region: Region) -> str:
     frame = _Frame(bounds[0], bounds[1])
     path = "".join("M" + "L".join(f"{x:.2f} {y:.2f}" for x, y in frame.points(loop)) + "Z" for loop in loops)
     return frame.svg(f'<path d="{path}" fill="#c9d9ea" fill-rule="nonzero"/>')
+
+
+def lines_svg(lines: Lines) -> str:
+    """The lines as they lie in the plane, lines in space seen from above: closed ones filled, open ones in red."""
+    points = lines.points[:, :2]
+    finite = points[np.isfinite(points).all(axis=1)]
+    if len(finite) == 0:
+        return '<svg xmlns="http://www.w3.org/2000/svg" width="320" height="20"><text y="15">no lines</text></svg>'
+    low, high = finite.min(axis=0), finite.max(axis=0)
+    scale = 320.0 / max(float((high - low).max()), 1e-300)
+    width, height = ((high - low) * scale + 4).tolist()
+    loops: List[str] = []
+    chains: List[str] = []
+    for line, is_closed in zip(lines, lines.closed):
+        x = (line[:, 0] - low[0]) * scale
+        y = (high[1] - line[:, 1]) * scale
+        path = "L".join(f"{a:.2f} {b:.2f}" for a, b in zip(x.tolist(), y.tolist()))
+        if path:
+            (loops if is_closed else chains).append("M" + path + ("Z" if is_closed else ""))
+    fill = "#d6e4f0" if lines.points.shape[1] == 2 else "none"
+    return (
+        f'<svg xmlns="http://www.w3.org/2000/svg" width="{width:.0f}" height="{height:.0f}" '
+        f'viewBox="-2 -2 {width:.1f} {height:.1f}" fill="none" stroke-width="1.2" stroke-linejoin="round">'
+        f'<path d="{"".join(loops)}" fill="{fill}" fill-rule="evenodd" stroke="#1f4e79"/>'
+        f'<path d="{"".join(chains)}" stroke="#c0392b"/></svg>'
+    )

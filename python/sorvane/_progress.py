@@ -13,7 +13,7 @@ import ctypes
 import os
 import threading
 import time
-from typing import Any, Callable, Generator, List, Optional, Set, Union
+from typing import Any, Callable, Generator, List, Mapping, Optional, Set, Union
 
 import numpy as np
 
@@ -140,17 +140,35 @@ def listening(progress: Progress, title: str) -> Generator[Optional[Listener], N
         raise ValueError(f"progress: expected None, True or a callable, given {type(progress).__name__}")
 
 
-def run(function: Any, *arguments: Any, progress: Progress = None, path: Optional[Union[str, "os.PathLike[str]"]] = None) -> None:
+def _failed(
+    status: int, error: c.sorvane_error, path: Optional[Union[str, "os.PathLike[str]"]], names: Optional[Mapping[str, str]]
+) -> Exception:
+    exception = failure(status, error, path)
+    if names is not None and isinstance(exception, (ValueError, IndexError)):
+        name, colon, text = str(exception).partition(": ")
+        if colon and name in names:
+            return type(exception)(f"{names[name]}: {text}")
+    return exception
+
+
+def run(
+    function: Any,
+    *arguments: Any,
+    progress: Progress = None,
+    path: Optional[Union[str, "os.PathLike[str]"]] = None,
+    names: Optional[Mapping[str, str]] = None,
+) -> None:
     """Calls a function of the C interface that can fail; its last parameter, the error, is added here.
 
-    Raises what the failure calls for (see `_errors`). `path` is the file that the function reads, if it does.
+    Raises what the failure calls for (see `_errors`). `path` is the file that the function reads, if it does; `names`
+    are those that its arguments have in Python, where they are others.
     """
     error = c.sorvane_error()
     if progress is None and threading.current_thread() is not threading.main_thread():
         # Signals are none of this thread's business: nothing to ask for.
         status = function(*arguments, ctypes.byref(error))
         if status:
-            raise failure(status, error, path)
+            raise _failed(status, error, path, names)
         return
     if progress is None:
         status, raised = _watched(function, arguments, error, None)
@@ -163,7 +181,7 @@ def run(function: Any, *arguments: Any, progress: Progress = None, path: Optiona
         finally:
             del raised  # its traceback refers to this frame
     if status:
-        raise failure(status, error, path)
+        raise _failed(status, error, path, names)
 
 
 def _watched(
@@ -196,19 +214,24 @@ def _watched(
 
 
 def make(
-    function: Any, *arguments: Any, progress: Progress = None, path: Optional[Union[str, "os.PathLike[str]"]] = None
+    function: Any,
+    *arguments: Any,
+    progress: Progress = None,
+    path: Optional[Union[str, "os.PathLike[str]"]] = None,
+    names: Optional[Mapping[str, str]] = None,
 ) -> Handle:
     """Calls a function of the C interface whose only result is a handle, its last parameter but the error."""
     # The type of `X **result` is a pointer to a pointer to X.
     made = Handle(function.argtypes[-2]._type_._type_)
-    run(function, *arguments, made.place, progress=progress, path=path)
+    run(function, *arguments, made.place, progress=progress, path=path, names=names)
     return made
 
 
 def options(kind: Any, **values: Any) -> Any:
     """An options structure with its sensible values, but those that are given and not None.
 
-    An array among them is pointed to and kept alive by the structure.
+    An array among them is pointed to and kept alive by the structure. A single number of NumPy, such as a row of an
+    array gives, is the number: it has an address too, which is nobody's business.
     """
     result = kind()
     getattr(c, kind.__name__ + "_init")(ctypes.byref(result))
@@ -217,7 +240,9 @@ def options(kind: Any, **values: Any) -> Any:
             continue
         if not hasattr(result, name):
             raise AttributeError(f"{kind.__name__} has no field {name}")
-        if hasattr(value, "__array_interface__"):
+        if isinstance(value, np.generic):
+            value = value.item()
+        elif isinstance(value, np.ndarray):
             result.__dict__.setdefault("kept", []).append(value)
             value = value.__array_interface__["data"][0]
         setattr(result, name, value)

@@ -11,7 +11,7 @@ from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, points_of, view
 from ._chains import Chain
 from ._handles import Handle
-from ._lines import Borrowed, Lines, flat_lines, groups_of, lines_of
+from ._lines import Borrowed, Lines, flat_lines, groups_of
 from ._progress import Progress, make, run
 from ._values import list_of, number
 
@@ -52,7 +52,9 @@ class Region:
 
     def __init__(self, loops: Union[ArrayLike, Iterable[ArrayLike]]) -> None:
         points, starts = flat_lines(loops, "loops")
-        self._handle = make(c.sorvane_region_new, points, len(points), starts, len(starts) - 1)
+        self._handle = make(
+            c.sorvane_region_new, points, len(points), starts, len(starts) - 1, names={"points": "loops"}
+        )
 
     @classmethod
     def _of(cls, handle: Handle) -> "Region":
@@ -99,18 +101,19 @@ class Region:
                 starts,
                 len(starts) - 1,
                 progress=progress,
+                names={"points": "paths"},
             )
         )
 
     # --- what it is --------------------------------------------------------------------------------------------------
 
     def _lines(self) -> Lines:
-        return lines_of(Borrowed(c.sorvane_region_loops(self._handle), self._handle))
+        return Lines._of(Borrowed(c.sorvane_region_loops(self._handle), self._handle))
 
     @property
     def loops(self) -> List[FloatArray]:
         """The corners of each loop, (n, 2): read-only views. First points are not repeated."""
-        return self._lines().all()
+        return list(self._lines())
 
     @property
     def resolution(self) -> float:
@@ -313,6 +316,7 @@ class Region:
                 count,
                 int(bool(outside)),
                 number(tolerance, "tolerance"),
+                names={"points": "lines"},
             )
         )
 

@@ -10,8 +10,7 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, FloatArray, IntArray, numbers_of, point_of, view
 from ._handles import Handle
-from ._lines import Borrowed
-from ._polylines import Lines, lines_svg
+from ._lines import Borrowed, Lines
 from ._mesh import Mesh, mesh_handle
 from ._progress import Progress, make, options, run
 from ._values import choice, number
@@ -107,7 +106,9 @@ class Section:
     def in_space(self) -> Lines:
         """The lines as points of space, (n, 3) each, in the same order."""
         lines, frame = self.lines, self.frame
-        return Lines(lines.points @ frame[:, :2].T + frame[:, 3], lines.starts, lines.closed)
+        points: FloatArray = lines.points @ frame[:, :2].T + frame[:, 3]
+        points.flags.writeable = False
+        return Lines(points, lines.starts, lines.closed)
 
     def region(self) -> "Region":
         """The material as a `sorvane.Region`, for offsets and set operations; open lines are no part of it."""
@@ -130,6 +131,8 @@ class Section:
         return f"<sorvane.Section at {self.height:g}: {len(self.loops)} loops{open_part}, area {self.area:g}>"
 
     def _repr_svg_(self) -> str:
+        from ._plane_pictures import lines_svg
+
         return lines_svg(self.lines)
 
 
@@ -217,6 +220,8 @@ class Slices(Sequence[Section]):
         return f"<sorvane.Slices: {len(self)} sections, {len(self.lines)} lines>"
 
     def _repr_svg_(self) -> str:
+        from ._plane_pictures import lines_svg
+
         return lines_svg(self.in_space())
 
 

@@ -8,6 +8,7 @@ import numpy as np
 
 from . import _bindings as c
 from ._arrays import ArrayLike, array_of, indices_of, points_of
+from ._lines import joined
 from ._mesh import Mesh
 from ._progress import Progress, make
 from ._values import list_of, number
@@ -50,14 +51,23 @@ def tessellate(
     given = [array_of(outline, f"outlines[{i}]", "(n, 2) or (n, 3)") for i, outline in enumerate(list_of(outlines, "outlines"))]
     first = given[0] if given else array_of([] if interior is None else interior, "interior", "(k, 2) or (k, 3)")
     columns = 3 if first.ndim == 2 and first.shape[1] == 3 else 2
-    lines = [points_of(outline, f"outlines[{i}]", columns) for i, outline in enumerate(given)]
+    points, starts = joined(given, "outlines", columns)
     inside = points_of(np.empty((0, columns)) if interior is None else interior, "interior", columns)
-    starts = np.zeros(len(lines) + 1, dtype=np.int32)
-    np.cumsum([len(line) for line in lines], out=starts[1:])
-    points = lines[0] if len(lines) == 1 else np.concatenate(lines) if lines else np.empty((0, columns))
     function = c.sorvane_tessellate_3d if columns == 3 else c.sorvane_tessellate_2d
     bound = number(tolerance, "tolerance")
-    return Mesh._of(make(function, points, starts, len(lines), inside, len(inside), bound, progress=progress))
+    return Mesh._of(
+        make(
+            function,
+            points,
+            starts,
+            len(given),
+            inside,
+            len(inside),
+            bound,
+            progress=progress,
+            names={"points": "outlines"},
+        )
+    )
 
 
 def tessellate_polygon(outline: ArrayLike, *, progress: Progress = None) -> Mesh:
@@ -73,7 +83,7 @@ def tessellate_polygon(outline: ArrayLike, *, progress: Progress = None) -> Mesh
     columns = 3 if given.ndim == 2 and given.shape[1] == 3 else 2
     points = points_of(given, "outline", columns)
     function = c.sorvane_tessellate_polygon_3d if columns == 3 else c.sorvane_tessellate_polygon_2d
-    return Mesh._of(make(function, points, len(points), progress=progress))
+    return Mesh._of(make(function, points, len(points), progress=progress, names={"points": "outline"}))
 
 
 def delaunay(

@@ -242,6 +242,8 @@ def _prepared(key: str, prepare: Callable[[], Any]) -> Any:
 @contextlib.contextmanager
 def _everywhere(part: Union[Mesh, PathLike]) -> Generator[Tuple[str, Any], None, None]:
     """A key of its own for one call, and the part, as what its jobs share."""
+    if not isinstance(part, (Mesh, str, bytes, os.PathLike)):
+        raise ValueError(f"part: expected a sorvane.Mesh or a path, given {type(part).__name__}")
     key = uuid.uuid4().hex
     try:
         yield key, part if isinstance(part, Mesh) else os.fspath(part)

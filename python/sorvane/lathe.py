@@ -26,14 +26,18 @@ import numpy as np
 from . import _bindings as c
 from ._arrays import ArrayLike, BoolArray, FloatArray, numbers_of, point_of, points_of, view
 from ._handles import Handle
-from ._lines import Borrowed, flat_lines, groups_of, lines_of
+from ._lines import Borrowed, Lines, flat_lines
 from ._progress import Progress, make, options, run
+from ._values import number
 
 __all__ = ["Regions", "Sequence", "Sweep", "regions", "sweep"]
 
 
 class Regions(NamedTuple):
-    """The boundary of where the tool may go, parted by what touches there."""
+    """The boundary of where the tool may go, parted by what touches there.
+
+    A stretch that goes all around ends with its first point.
+    """
 
     #: Stretches where the tool touches the target and everything else is clear: arrays (n, 2).
     tool: List[FloatArray]
@@ -51,7 +55,8 @@ class Sequence(NamedTuple):
 
     def valid_at(self, parameter: float) -> BoolArray:
         """Which angles may be used at an arc length along the target."""
-        step = int(np.searchsorted(self.parameters, parameter, side="right")) - 1
+        place = number(parameter, "parameter")
+        step = int(np.searchsorted(self.parameters, place, side="right")) - 1
         if step < 0:
             return np.zeros(self.valid.shape[1], dtype=np.bool_)
         valid: BoolArray = self.valid[step]
@@ -79,11 +84,15 @@ class Sweep:
         return failed
 
     def _groups(self, accessor: Any) -> List[List[FloatArray]]:
-        return groups_of(Borrowed(accessor(self._handle), self._handle))
+        groups = accessor(self._handle)
+        lines = lines_of(Borrowed(c.sorvane_line_groups_lines(groups), self._handle)).all_told_closed()
+        starts = view(Borrowed(groups, self._handle), c.sorvane_line_groups_starts)
+        return [lines[a:b] for a, b in zip(starts[:-1], starts[1:])]
 
     @property
     def reachable(self) -> List[List[FloatArray]]:
-        """For each angle the stretches of the target that the tool can touch."""
+        """For each angle the stretches of the target that the tool can touch; one all around ends with its first
+        point."""
         return self._groups(c.sorvane_lathe_sweep_reachable)
 
     @property
@@ -100,7 +109,8 @@ class Sweep:
         ----------
         arcs : array_like, (k, 3), optional
             Stretches of the target that are arcs: where they start and end, as arc lengths along it, and the largest
-            gap between facets that is bridged. Let a closed target start where no tool reaches.
+            gap between facets that is bridged. On a closed target, which may start anywhere, an arc that runs over
+            the start ends below where it starts.
         """
         rows = np.empty((0, 3)) if arcs is None else points_of(arcs, "arcs")
         found = make(c.sorvane_lathe_sequence_new, self._handle, rows, len(rows))
@@ -112,6 +122,9 @@ class Sweep:
         count = len(self._angles)
         return f"<sorvane.lathe.Sweep: {count} angle{'s' * (count != 1)}>"
 
+
+#: What the points of the obstacles are called in messages.
+_NAMES = {"points": "obstacles"}
 
 _Lines = Union[ArrayLike, Iterable[ArrayLike], None]
 
@@ -159,8 +172,8 @@ def regions(
     """
     setup = _setup(tool, target, holder, obstacles, None)
     of_tool, of_holder = Handle(c.sorvane_lines), Handle(c.sorvane_lines)
-    run(c.sorvane_lathe_regions, ctypes.byref(setup), of_tool.place, of_holder.place, progress=progress)
-    return Regions(lines_of(of_tool).all(), lines_of(of_holder).all())
+    run(c.sorvane_lathe_regions, ctypes.byref(setup), of_tool.place, of_holder.place, progress=progress, names=_NAMES)
+    return Regions(Lines._of(of_tool)._told_closed(), Lines._of(of_holder)._told_closed())
 
 
 def sweep(
@@ -190,7 +203,7 @@ def sweep(
     """
     numbers = numbers_of(angles, "angles")
     setup = _setup(tool, target, holder, obstacles, pivot)
-    handle = make(c.sorvane_lathe_sweep_new, ctypes.byref(setup), numbers, len(numbers), progress=progress)
+    handle = make(c.sorvane_lathe_sweep_new, ctypes.byref(setup), numbers, len(numbers), progress=progress, names=_NAMES)
     kept = numbers.copy()
     kept.flags.writeable = False
     return Sweep(handle, kept)

@@ -21,7 +21,7 @@ from ._errors import Stopped
 from ._handles import Handle
 from ._mesh import Mesh, mesh_handle
 from ._progress import Listener, Progress, listening, make, run
-from ._values import choice, count, number
+from ._values import choice, count, list_of, number
 
 __all__ = [
     "CELL_EXTERIOR",
@@ -86,13 +86,18 @@ class Sweep:
 # --- volumes ----------------------------------------------------------------------------------------------------------
 
 
+def _is_single(value: Any, name: str) -> bool:
+    """Is it one number for all, and no array?"""
+    return array_of(value, name, "(n,)").ndim == 0
+
+
 def _grid(nodes: Sequence[int], origin: ArrayLike, spacing: Union[float, ArrayLike]) -> Any:
     grid = c.sorvane_grid()
     c.sorvane_grid_init(ctypes.byref(grid))
-    numbers = [count(n, "nodes") for n in nodes]
+    numbers = [count(n, "nodes") for n in list_of(nodes, "nodes")]
     if len(numbers) != 3:
         raise ValueError(f"nodes: expected three numbers, given {len(numbers)}")
-    steps = np.full(3, number(spacing, "spacing")) if np.ndim(spacing) == 0 else point_of(spacing, "spacing")
+    steps = np.full(3, number(spacing, "spacing")) if _is_single(spacing, "spacing") else point_of(spacing, "spacing")
     grid.nodes[:] = numbers
     grid.origin[:] = point_of(origin, "origin").tolist()
     grid.spacing[:] = steps.tolist()
@@ -171,9 +176,11 @@ class Volume:
     ) -> "Volume":
         """A volume of what ``field`` tells of its nodes, (nx, ny, nz) of them along the axes.
 
-        ``field`` is called with the points of a layer, (n, 3), which it must not keep, and answers distances, (n,), or a
-        pair of distances and directions, (n, 3). What it raises comes out of here.
+        ``field`` is called with the points of a layer, (n, 3), and answers distances, (n,), or a pair of distances and
+        directions, (n, 3). What it raises comes out of here.
         """
+        if not callable(field):
+            raise ValueError(f"field: expected a callable, given {type(field).__name__}")
         grid = _grid(nodes, origin, spacing)
         raised: "list[BaseException]" = []
         layers = int(grid.nodes[2])
@@ -185,7 +192,8 @@ class Volume:
         def ask(points: int, n: int, values: int, directions: int, user: Any) -> int:
             nonlocal done, refused
             try:
-                at = np.ctypeslib.as_array((ctypes.c_double * (3 * n)).from_address(points)).reshape(n, 3)
+                # A copy: the library's own memory would be gone for a field that keeps its points.
+                at = np.array((ctypes.c_double * (3 * n)).from_address(points)).reshape(n, 3)
                 at.flags.writeable = False
                 answer = field(at)
                 values_told, normals = answer if isinstance(answer, tuple) else (answer, None)
@@ -330,7 +338,7 @@ def cell_paths(points: ArrayLike, depth: int) -> PathArray:
     >>> solids.cell_paths([[0.6, 0.1, 0.1], [0.6, 0.6, 0.6]], 1)
     array([1, 7])
     """
-    given = np.asarray(points)
+    given = array_of(points, "points", "(n, 2) or (n, 3)")
     if given.ndim != 2 or given.shape[1] not in (2, 3):
         raise ValueError(f"points: expected shape (n, 2) or (n, 3), given {given.shape}")
     dimension = given.shape[1]
@@ -341,7 +349,7 @@ def cell_paths(points: ArrayLike, depth: int) -> PathArray:
 
 
 def _paths_of(value: ArrayLike, name: str) -> PathArray:
-    given = np.asarray(value)
+    given = array_of(value, name, "(n,)")
     if given.ndim != 1 or (given.dtype.kind not in "iu" and given.size > 0):
         raise ValueError(f"{name}: expected whole numbers of shape (n,), given {given.dtype} of shape {given.shape}")
     return np.require(given, dtype=np.int64, requirements=["C", "A"])
@@ -374,7 +382,7 @@ def solid_cells(
         A path or depth out of range; cells at full depth (31 or 21) are.
     """
     given = _paths_of(paths, "paths")
-    if np.ndim(depths) == 0:
+    if _is_single(depths, "depths"):
         depths = np.full(len(given), count(depths, "depths"), dtype=np.int32)
     levels = indices_of(depths, "depths")
     if levels.shape != given.shape:
@@ -410,7 +418,7 @@ def cells_surface(
     1.0
     """
     given = _paths_of(paths, "paths")
-    size = np.full(3, number(scale, "scale")) if np.ndim(scale) == 0 else point_of(scale, "scale")
+    size = np.full(3, number(scale, "scale")) if _is_single(scale, "scale") else point_of(scale, "scale")
     return Mesh._of(
         make(
             c.sorvane_cells_surface,
@@ -517,9 +525,9 @@ def patch_mesh(level: int, inside: ArrayLike, *, style: str = "midpoints", part:
     >>> solids.patch_mesh(1, [1, 0, 0, 0, 0, 0], part="inside").area
     0.03125
     """
-    given = np.asarray(inside)
-    if given.ndim != 1:
-        raise ValueError(f"inside: expected shape (n,), given {given.shape}")
+    given = array_of(inside, "inside", "(n,)")
+    if given.ndim != 1 or (given.dtype.kind not in "biuf" and given.size > 0):
+        raise ValueError(f"inside: expected truth values of shape (n,), given {given.dtype} of shape {given.shape}")
     mask: IntArray = (given != 0).astype(np.int32)
     return Mesh._of(
         make(

@@ -3,8 +3,11 @@
 from __future__ import annotations
 
 import contextlib
+import importlib
 import os
 import signal
+import threading
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 from typing import Any, Callable, Iterator
 
@@ -202,6 +205,97 @@ def test_a_worker_prepares_a_part_once(monkeypatch: pytest.MonkeyPatch) -> None:
     assert not batch._ready  # and does not keep it
 
 
+def test_two_prepared_parts_are_kept_and_the_latest_stay(monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.setattr(batch, "_ready", type(batch._ready)())
+    made: list[str] = []
+
+    def prepared(key: str) -> Any:
+        return batch._prepared(key, lambda: made.append(key) or key)
+
+    assert [prepared(key) for key in "aabab"] == list("aabab") and made == list("ab")
+    prepared("c")
+    assert list(batch._ready) == list("bc")
+    prepared("b")
+    assert made == list("abc")
+    prepared("a")
+    assert made == list("abca") and list(batch._ready) == list("ca")
+
+
+def test_what_could_not_be_prepared_is_tried_again(monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.setattr(batch, "_ready", type(batch._ready)())
+    with pytest.raises(ZeroDivisionError):
+        batch._prepared("part", lambda: 1 // 0)
+    assert batch._prepared("part", lambda: "now it is there") == "now it is there"
+
+
+def test_who_comes_while_a_part_is_prepared_waits_for_it(monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.setattr(batch, "_ready", type(batch._ready)())
+    begun, go_on = threading.Event(), threading.Event()
+    made: list[int] = []
+
+    def prepare() -> object:
+        made.append(1)
+        begun.set()
+        assert go_on.wait(60)
+        return object()
+
+    with ThreadPoolExecutor(2) as pool:
+        first = pool.submit(batch._prepared, "part", prepare)
+        assert begun.wait(60)
+        second = pool.submit(batch._prepared, "part", prepare)
+        go_on.set()
+        assert first.result() is second.result() and made == [1]
+
+
+def test_a_mesh_leaves_this_process_once(cluster: Any, monkeypatch: pytest.MonkeyPatch) -> None:
+    sent: list[sorvane.Mesh] = []
+    reduced = sorvane.Mesh.__reduce__
+
+    def told(mesh: sorvane.Mesh) -> Any:
+        sent.append(mesh)
+        return reduced(mesh)
+
+    monkeypatch.setattr(sorvane.Mesh, "__reduce__", told)
+    mesh = grid(20)
+    assert len(batch.slices(mesh, np.linspace(-1, 1, 40), chunk=2, client=cluster)) == 40
+    assert sent == [mesh]
+
+
+def test_workers_keep_no_more_than_the_latest_parts(cluster: Any) -> None:
+    t = np.linspace(0, 1, 4)
+    for _ in range(3):
+        batch.height_map(box(), sorvane.Tool.ball(1), t, t, tile=1, client=cluster)
+    kept = cluster.run(lambda: len(importlib.import_module("sorvane.batch")._ready))
+    assert set(kept.values()) <= {1, 2} and 2 in kept.values()
+
+
+def test_the_largest_files_come_first(tmp_path: Path, client: Any, monkeypatch: pytest.MonkeyPatch) -> None:
+    sizes = [2, 5, 3, 4]
+    names = []
+    for size in sizes:
+        mesh = grid(size)
+        names.append(tmp_path / f"{size}.tipc")
+        mesh.write(names[-1])
+    begun: list[int] = []
+    if client is None:
+        monkeypatch.setattr(os, "cpu_count", lambda: 1)
+        rows = batch.map_parts(lambda mesh: begun.append(round((len(mesh) / 2) ** 0.5)), names)
+        assert [row.error for row in rows] == [None] * 4
+    else:
+        # What begins first is up to the scheduler, which goes by the priorities.
+        submit, priorities = client.submit, {}
+
+        def told(*arguments: Any, priority: float = 0, **keywords: Any) -> Any:
+            priorities[priority] = arguments[-1]
+            return submit(*arguments, priority=priority, **keywords)
+
+        monkeypatch.setattr(client, "submit", told)
+        rows = batch.map_parts(len, names, client=client)
+        begun = [int(Path(priorities[priority]).stem) for priority in sorted(priorities, reverse=True)]
+    assert begun == [5, 4, 3, 2]
+    assert [row.file for row in rows] == [str(name) for name in names]
+
+
 @pytest.mark.parametrize("when", [(0.4, 0.4), (0.2, 0.6)])
 def test_a_raster_survives_the_loss_of_both_workers(fresh_cluster: Any, when: tuple[float, float]) -> None:
     """With all tiles that were ready and not fetched: of both at once, and of one after the other."""
@@ -228,6 +322,9 @@ def test_what_can_not_be_done_is_raised(client: Any, tmp_path: Path) -> None:
         batch.slices(box(), [0.5], side="beside", client=client)
     with pytest.raises(ValueError, match="tile: expected a whole number from 1 on, given 0"):
         batch.height_map(box(), tool, [0], [0], tile=0, client=client)
+    for part in (None, 5, [box()]):
+        with pytest.raises(ValueError, match="part: expected a sorvane.Mesh or a path, given "):
+            batch.slices(part, [0], client=client)  # type: ignore[arg-type]
     with pytest.raises(ValueError, match="tool: expected a sorvane.Tool, given int"):
         batch.height_map(box(), 5, [0], [0], client=client)  # type: ignore[arg-type]
     assert batch.slices(box(), [], client=client) == []

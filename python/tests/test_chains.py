@@ -8,6 +8,7 @@ import json
 import math
 import pickle
 from pathlib import Path
+from typing import Any
 
 import hypothesis.strategies as st
 import numpy as np
@@ -269,3 +270,54 @@ def test_circles_run_either_way() -> None:
         assert circle.area == pytest.approx(sign * math.pi * 9)
         # A quarter of the way on from the right of the center.
         assert circle.points_at([0, 1.5 * math.pi])[:, :] == pytest.approx(np.array([[4, 2], [1, 2 + 3 * sign]]))
+
+
+def test_bulges_of_rounding_are_segments() -> None:
+    corners = [(0, 0), (100, 0), (100, 50), (0, 50)]
+    straight = Chain(corners, closed=True)
+    for bulge in (1e-8, 1e-12, -1e-16, 1e-200, 5e-324):
+        chain = Chain.from_bulges(corners, [bulge, 0, -bulge, 0], closed=True)
+        # An arc of such a radius would make a chain that tells nothing apart.
+        assert chain == straight and chain.offset(-1) == straight.offset(-1)
+    for bulge in (1e-3, 1e-5, 1e-7):
+        chain = Chain.from_bulges(corners, [bulge, 0, 0, 0], closed=True)
+        assert chain.kinds.tolist() == [1, 0, 0, 0]
+        # Of a segment of a circle, flat: two thirds of chord times height.
+        assert chain.area - 5000 == pytest.approx(2 / 3 * 100 * (bulge * 50), rel=0.01)
+
+
+@pytest.mark.parametrize(
+    "call, text",
+    [
+        (lambda: Chain.circle((np.nan, 0), 1), "center: "),
+        (lambda: Chain.circle((0, 1e200), 1), "center: "),
+        (lambda: Chain.circle((0, 0), 1e200), "radius: "),
+        (lambda: Chain.circle((0, 0), np.nan), "radius: "),
+        (lambda: Chain.from_bulges([(0, np.inf), (1, 1)], [0, 0]), "points: "),
+        (lambda: Chain.from_bulges([(0, 0), (1, 1)], [np.nan, 0]), "bulges: "),
+        (lambda: Chain([(0, 0), (1, 0)]).trim((np.nan, 0), (1, 0)), "start: "),
+        (lambda: Chain([(0, 0), (1, 0)]).trim((0, 0), (1, np.inf)), "end: "),
+        (lambda: sorvane.Region([[(0, 0), (1, np.nan), (1, 1)]]), "loops: "),
+        (lambda: sorvane.Region.sweep([(0, 0), (1, 0), (1, 1)], [[(0, 0), (np.inf, 1)]]), "paths: "),
+        (lambda: sorvane.Region([(0, 0), (1, 0), (1, 1)]).clip([[(0, 0), (np.nan, 1)]]), "lines: "),
+        (lambda: sorvane.tessellate([[(0, 0), (1, np.nan), (1, 1)]]), "outlines: "),
+        (lambda: sorvane.tessellate_polygon([(0, 0), (1, np.nan), (1, 1)]), "outline: "),
+        (
+            lambda: sorvane.lathe.regions([(0, 0), (1, 3), (-1, 3)], [(0, 0), (9, 0), (9, 9)], obstacles=[[(0, np.nan)]]),
+            "obstacles: ",
+        ),
+    ],
+)
+def test_a_number_that_is_no_use_is_told_by_the_name_of_its_argument(call: Any, text: str) -> None:
+    with pytest.raises(ValueError) as caught:
+        call()
+    assert str(caught.value).startswith(text)
+
+
+def test_normalized_is_a_truth_value() -> None:
+    chain = Chain([(0, 0), (4, 0)])
+    for value in (None, 0, "", [], np.False_):
+        assert chain.points_at([1], normalized=value).tolist() == [[1, 0]]  # type: ignore[arg-type]
+    for value in (1, "yes", np.True_):
+        assert chain.points_at([1], normalized=value).tolist() == [[4, 0]]  # type: ignore[arg-type]
+        assert chain.parameters(normalized=value).tolist() == [0, 1]  # type: ignore[arg-type]

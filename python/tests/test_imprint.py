@@ -99,3 +99,31 @@ def test_many_walks(cube: sorvane.Mesh) -> None:
         tracer.walk([0, 0, 1], [1, 0, 0], -1)
     with pytest.raises(ValueError, match=r"lengths: expected shape \(1,\), given \(2,\)"):
         tracer.walks([[0, 0, 1]], [[1, 0, 0]], [1, 2])
+
+
+def test_flags_and_lengths_that_are_none_are_named(cube: sorvane.Mesh) -> None:
+    square = [[(0.2, 0.2, 1), (0.8, 0.2, 1), (0.5, 0.8, 1)]]
+    with pytest.raises(ValueError, match="closed: expected one value or whether each line is closed, given <U5"):
+        cube.imprint(square, closed=["False"])  # type: ignore[list-item]
+    tracer = sorvane.Tracer(cube)
+    with pytest.raises(ValueError, match="lengths: .* rows of different lengths"):
+        tracer.walks([(0.5, 0.5, 1)] * 2, [(1, 0, 0)] * 2, [[1, 2], [3]])
+
+
+def test_lines_of_ones_own_are_taken_or_refused(cube: sorvane.Mesh) -> None:
+    points = np.array([(0.2, 0.2, 1), (0.8, 0.2, 1), (0.5, 0.8, 1)])
+    whole = cube.imprint([points])
+    for kind in (np.int32, np.int64, np.uint8):
+        lines = sorvane.Lines(points, np.array([0, 3], kind), np.array([True]))
+        assert cube.imprint(lines).mesh == whole.mesh
+    for starts in ([0.0, 3.0], [0, 4], [0, -3], [3, 0], [0, 2**40]):
+        with pytest.raises((ValueError, IndexError), match="starts"):
+            cube.imprint(sorvane.Lines(points, np.array(starts), np.array([True])))
+
+
+def test_lines_are_read_only(cube: sorvane.Mesh) -> None:
+    section = cube.section(0.5)
+    for lines in (section.lines, section.loops, section.in_space(), cube.slices([0.5]).in_space()):
+        for array in (lines.points, lines.starts, lines.closed):
+            with pytest.raises(ValueError, match="read-only"):
+                array[...] = 0

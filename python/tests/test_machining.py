@@ -113,6 +113,48 @@ def test_a_tool_that_stands_where_it_stops_is_clear() -> None:
     assert (found.parts == 1).any() and set(found.parts) <= {-1, 1}
 
 
+def test_a_pointed_tool_stands_on_its_tip() -> None:
+    normals = [(0, 0, 1), (0.6, 0, 0.8), (0.8, 0, 0.6)]
+    tips = Tool.cone(8, 90).offset([(1, 2, 3)] * 3, normals)
+    # The last plane is steeper than the cone, 4 wide and 4 high.
+    assert tips == pytest.approx(np.array([(1, 2, 3), (1, 2, 3), (5, 2, -1)]), abs=1e-12)
+
+
+def test_a_holder_is_what_it_was_made_of() -> None:
+    cutter, holder = Tool.bull(2, 0.5, length=6), Tool.cone(8, 100, length=9)
+    tool = cutter.with_part(holder, 3)
+    assert tool.parts[0].tolist() == cutter.parts[0].tolist()
+    assert tool.parts[1].tolist() == [*holder.parts[0][:7], 3]
+    assert pickle.loads(pickle.dumps(tool)).parts.tolist() == tool.parts.tolist()
+    # A post beside the cutter, 5 high and 2.5 from the axis: where the holder of radius 3 begins at 4 it is in by 1, and
+    # a wider one would stand on the wall 10 away, which is 20 high.
+    post = sorvane.Mesh([(2.5, -1, 5), (2.5, 1, 5), (2.5, 0, 0), (10, -9, 20), (10, 9, 20), (10, 0, 0)], [(0, 1, 2), (3, 4, 5)])
+    found = post.gouges(Tool.flat(2, length=4).with_part(Tool.flat(6, length=30), 4), [(0, 0, 0)])
+    assert found.depths.tolist() == [1] and found.parts.tolist() == [1] and found.triangles.tolist() == [0]
+
+
+def test_parts_of_a_tool_are_those_that_were_put_together() -> None:
+    cutter = Tool.bull(12, 2, length=30)
+    holder = Tool.flat(40, length=20)
+    tool = cutter.with_part(holder, 25).with_part(Tool.ball(50, length=60), 45.5)
+    assert np.array_equal(tool.parts[0], cutter.parts[0])
+    assert np.array_equal(tool.parts[1, :7], holder.parts[0, :7]) and tool.parts[1, 7] == 25
+    assert tool.parts[2, :2].tolist() == [0, 25] and tool.parts[2, 7] == 45.5
+    assert pickle.loads(pickle.dumps(tool)) == tool
+    # The holder of radius 20 stands 25 above the tip; the block ends 10 from the axis and 30 above the tip.
+    block = box().transformed([[10, 0, 0, 10], [0, 10, 0, -5], [0, 0, 30, 0], [0, 0, 0, 1]])
+    found = block.gouges(cutter.with_part(holder, 25), [[0, 0, 0], [-10.5, 0, 0], [0, 0, 6]])
+    assert found.depths.round(9).tolist() == [5, 0, 0] and found.parts.tolist() == [1, -1, -1]
+
+
+def test_a_place_along_a_profile_is_one_number() -> None:
+    shaft = [(0, 0), (0, 8), (60, 8), (60, 0), (0, 0)]
+    sequence = lathe.sweep([0], [(0, 0), (1, 3), (-1, 3)], shaft).sequence()
+    for wrong in (None, "38", [], [1, 2]):
+        with pytest.raises((ValueError, TypeError), match="parameter: expected a number"):
+            sequence.valid_at(wrong)  # type: ignore[arg-type]
+
+
 def test_tools_are_values() -> None:
     tool = Tool.bull(12, 2, length=30).with_part(Tool.flat(40, length=20), 25)
     again = pickle.loads(pickle.dumps(tool))
@@ -218,6 +260,33 @@ def test_a_sweep_tells_what_each_tilt_reaches() -> None:
     assert total[0] == pytest.approx(total[1], abs=1e-6)
     chuck = lathe.sweep([0.0], INSERT, SHAFT, holder=HOLDER, obstacles=[[(40, -20), (70, -20), (70, 20), (40, 20), (40, -20)]])
     assert not chuck.sequence().valid_at(8 + 50).any()
+
+
+def test_what_goes_all_around_a_block_is_closed() -> None:
+    def length(lines: list[np.ndarray]) -> float:
+        return sum(float(np.hypot(*np.diff(line, axis=0).T).sum()) for line in lines)
+
+    # A tool of 2 by 2 around a block of 10 by 5, and back to where it began.
+    tool, block = [(-1, 0), (1, 0), (1, 2), (-1, 2)], [(0, 0), (10, 0), (10, 5), (0, 5), (0, 0)]
+    sweep = lathe.sweep([0.0, 90.0], tool, block)
+    for regions in [lathe.regions(tool, block), *sweep.regions]:
+        assert length(regions.tool) == pytest.approx(2 * (12 + 7)) and regions.holder == []
+        assert (regions.tool[0][0] == regions.tool[0][-1]).all()
+    for stretches in sweep.reachable:
+        assert length(stretches) == pytest.approx(30)
+
+
+def test_a_closed_shaft_may_start_anywhere() -> None:
+    corners = [(0, 0), (0, 8), (30, 8), (60, 8), (60, 0)]
+    for first in range(5):
+        shaft = corners[first:] + corners[:first] + corners[first : first + 1]
+        sequence = lathe.sweep([0.0], INSERT, shaft, holder=HOLDER).sequence()
+        lengths = np.concatenate([[0], np.cumsum(np.hypot(*np.diff(shaft, axis=0).T))])
+        middles = (lengths[1:] + lengths[:-1]) / 2
+        # The upper side is reached from end to end, and the lower one nowhere.
+        for (_, y), (_, z), middle in zip(shaft, shaft[1:], middles):
+            if y == z:
+                assert sequence.valid_at(middle).tolist() == [y == 8]
 
 
 def test_progress_stops_a_raster() -> None:

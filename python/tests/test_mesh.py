@@ -4,12 +4,14 @@ from __future__ import annotations
 
 import copy
 import gc
+import io
 import json
 import pickle
 import subprocess
 import threading
 import types
 import weakref
+import zipfile
 from pathlib import Path
 
 import numpy as np
@@ -194,12 +196,62 @@ def test_files_that_fail(tmp_path: Path) -> None:
     assert not (tmp_path / "a.stl").exists()
 
 
+def test_bytes_are_files(tmp_path: Path) -> None:
+    mesh = box((0.5, 0.25, 2))
+    tagged = sorvane.Mesh(mesh.points, mesh.triangles, point_tags=range(8), triangle_tags=range(12))
+    for form in ("binary_stl", "ascii_stl", "tipc"):
+        tagged.write(tmp_path / "part", form)
+        data = tagged.to_bytes(form)
+        assert data == (tmp_path / "part").read_bytes()
+        expected = sorvane.read(tmp_path / "part")
+        with open(tmp_path / "part", "rb") as file:
+            sources = [data, bytearray(data), memoryview(data), np.frombuffer(data, np.uint8), io.BytesIO(data), file]
+            for source in sources:
+                back = sorvane.read(source)  # type: ignore[arg-type]
+                assert back == expected and back.form == form
+        assert sorvane.read(memoryview(b"x" + data)[1:]) == expected, "at any address"
+    with zipfile.ZipFile(tmp_path / "parts.zip", "w") as archive:
+        archive.writestr("a/b.tipc", tagged.to_bytes("tipc"))
+    with zipfile.ZipFile(tmp_path / "parts.zip") as archive, archive.open("a/b.tipc") as member:
+        assert sorvane.read(member) == tagged
+
+
+def test_bytes_that_fail(tmp_path: Path) -> None:
+    data = box().to_bytes()
+    cut = r"binary STL cut short: 684 bytes announced, 500 there"
+    with pytest.raises(sorvane.FileError, match="^bytes: " + cut):
+        sorvane.read(data[:500])
+    with pytest.raises(sorvane.FileError, match="^upload 7: " + cut):
+        sorvane.read(io.BytesIO(data[:500]), name="upload 7")
+    (tmp_path / "cut.stl").write_bytes(data[:500])
+    with open(tmp_path / "cut.stl", "rb") as file, pytest.raises(sorvane.FileError, match="cut.stl: " + cut):
+        sorvane.read(file)
+    for nothing in (b"", bytearray(), memoryview(b""), io.BytesIO()):
+        with pytest.raises(sorvane.FileError, match="^bytes: "):
+            sorvane.read(nothing)
+    with pytest.raises(sorvane.FileError, match="neither"):
+        sorvane.read(str(tmp_path / "cut.stl").encode())  # bytes are no path
+    with pytest.raises(ValueError, match="source: expected a file open for bytes"):
+        sorvane.read(io.StringIO("solid"))  # type: ignore[arg-type]
+    with pytest.raises(ValueError, match="source: expected contiguous"):
+        sorvane.read(memoryview(data)[::2])
+    for wrong in (None, 17, [1, 2]):
+        with pytest.raises(ValueError, match="source: expected a path, bytes or a file object, given "):
+            sorvane.read(wrong)  # type: ignore[arg-type]
+    with pytest.raises(ValueError, match="form: expected one of"):
+        box().to_bytes("obj")
+    with pytest.raises(sorvane.FileError):
+        sorvane.Mesh([], []).to_bytes()
+
+
 # --- measures ----------------------------------------------------------------------------------------------------------
 
 
 def test_measures_of_a_box() -> None:
     mesh = box((1, 2, 3), at=(1e6, -1e6, 5))
     assert mesh.volume == pytest.approx(6, abs=1e-12) and mesh.area == pytest.approx(22, abs=1e-12)
+    assert np.allclose(mesh.centroid, [1e6 + 0.5, 1 - 1e6, 6.5], rtol=0, atol=1e-9)
+    assert np.isnan(sorvane.Mesh([], []).centroid).all()
     assert np.array_equal(mesh.bounds, [[1e6, -1e6, 5], [1e6 + 1, -1e6 + 2, 8]])
     assert np.array_equal(mesh.extent, [1, 2, 3])
     assert np.allclose(np.abs(mesh.normals()).sum(axis=0), 4)

@@ -282,3 +282,12 @@ def test_wrong_arguments_are_told(call, message) -> None:  # type: ignore[no-unt
     with pytest.raises(ValueError) as raised:
         call()
     assert message in str(raised.value)
+
+
+def test_a_region_takes_the_lines_of_a_section(cube: sorvane.Mesh) -> None:
+    loops = cube.section(0.5).loops
+    region = sorvane.Region(loops)
+    assert [loop.tolist() for loop in region.loops] == [loop.tolist() for loop in loops]
+    assert type(region._lines()) is sorvane.Lines  # one class for the lines of all families
+    with pytest.raises(ValueError, match=r"loops: expected shape \(n, 2\), given \(4, 3\)"):
+        sorvane.Region(sorvane.Lines(np.zeros((4, 3)), np.array([0, 4], dtype=np.int32), np.array([True])))

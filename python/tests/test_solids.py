@@ -2,9 +2,11 @@
 
 from __future__ import annotations
 
+import gc
 import math
 import pickle
 import sys
+from typing import Any
 
 import numpy as np
 import pytest
@@ -218,3 +220,39 @@ def test_volumes_can_be_pickled() -> None:
     assert np.array_equal(again.origin, volume.origin) and np.array_equal(again.spacing, volume.spacing)
     with pytest.raises(ValueError, match="directions: expected numbers"):
         solids.Volume(np.zeros((2, 2, 2)), directions=np.zeros((2, 2, 2, 3), complex))
+
+
+def test_a_field_may_keep_its_points() -> None:
+    kept: list[np.ndarray] = []
+
+    def field(points: np.ndarray) -> np.ndarray:
+        kept.append(points)
+        return points[:, 2] - 2.0
+
+    solids.Volume.of_field(field, (1, 2, 3), 0.5, (3, 4, 5))
+    del field
+    gc.collect()
+    filler = [np.full((12, 3), -7.0) for _ in range(1000)]
+    given = np.concatenate(kept)
+    nodes = np.stack(np.meshgrid(*(low + 0.5 * np.arange(n) for low, n in zip((1, 2, 3), (3, 4, 5))), indexing="ij"), -1)
+    assert sorted(given.tolist()) == sorted(nodes.reshape(-1, 3).tolist()) and len(filler) == 1000
+
+
+@pytest.mark.parametrize(
+    "call, text",
+    [
+        (lambda: solids.Volume.of_field(5, (0, 0, 0), 1, (3, 3, 3)), "field: expected a callable, given int"),  # type: ignore[arg-type]
+        (lambda: solids.Volume.of_field(len, (0, 0, 0), 1, 5), "nodes: expected a list, given int"),  # type: ignore[arg-type]
+        (lambda: solids.Volume.of_field(len, (0, 0, 0), [[1, 2], [3]], (3, 3, 3)), "spacing: "),  # type: ignore[arg-type]
+        (lambda: solids.patch_mesh(0, ["1"] * 3), "inside: expected truth values"),
+        (lambda: solids.patch_mesh(0, [[1], [2, 3]]), "inside: "),
+        (lambda: solids.cell_paths([[1, 2], [3]], 2), "points: "),
+        (lambda: solids.solid_cells([[1, 2], [3]], 2), "paths: "),
+        (lambda: solids.solid_cells([1], [[1, 2], [3]]), "depths: "),
+        (lambda: solids.cells_surface([0], 1, scale=[[1, 2], [3]]), "scale: "),
+    ],
+)
+def test_what_is_none_of_the_kind_is_named(call: Any, text: str) -> None:
+    with pytest.raises(ValueError) as caught:
+        call()
+    assert str(caught.value).startswith(text)

@@ -89,7 +89,7 @@ def test_what_can_not_be_filled_is_told() -> None:
         sorvane.tessellate([[[0, 0, 0], [1, 1, 1], [2, 2, 2]]])
     with pytest.raises(ValueError, match=r"outlines\[1\]: expected shape \(n, 2\), given \(3, 3\)"):
         sorvane.tessellate([ring(1, 5), np.eye(3)])
-    with pytest.raises(ValueError, match="points: point 5 is not finite"):
+    with pytest.raises(ValueError, match="outlines: point 5 is not finite"):
         sorvane.tessellate([ring(1, 5), [[0, np.nan], [1, 0], [0, 1]]])
     with pytest.raises(ValueError, match="tolerance"):
         sorvane.tessellate([ring(1, 5)], tolerance=-1)

@@ -10,6 +10,7 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 import numpy as np
+import pytest
 from shapes import grid
 
 import sorvane
@@ -59,3 +60,21 @@ def test_handles_may_go_away_on_another_thread() -> None:
         for points in pool.map(lambda height: grid(20, height).points, [0.5] * 20):
             views.append(points)
     assert all(np.array_equal(points, views[0]) for points in views)
+
+
+def test_thread_limit() -> None:
+    before = sorvane.thread_count()
+    with sorvane.thread_limit(1):
+        assert sorvane.thread_count() == 1
+        with sorvane.thread_limit(2):
+            assert sorvane.thread_count() == 1, "the lowest holds"
+    with pytest.raises(RuntimeError), sorvane.thread_limit(1):
+        raise RuntimeError
+    assert sorvane.thread_count() == before
+    for wrong in (0, -1):
+        with pytest.raises(ValueError, match=f"threads is {wrong}; there must be 1 at least"):
+            with sorvane.thread_limit(wrong):
+                pass
+    with pytest.raises(ValueError, match="threads: expected a whole number"):
+        with sorvane.thread_limit(1.5):  # type: ignore[arg-type]
+            pass

@@ -1,6 +1,7 @@
 // Boxes, the map onto the unit square or cube, and grids of points.
 
 #include <Sorvane/BoundingVolumes_E.h>
+#include <Velk/Math/Tolerances_E.h>
 
 #include "tests/bounding/BoundingForms.h"
 #include "tests/support/TestSupport.h"
@@ -290,6 +291,61 @@ TYPED_TEST(BoxesOf, GridThatCannotBeHeldThrows)
     counts.fill(0xffffffffU);
     // Counts are widened before anything is added to them, so that none wraps to a small number.
     EXPECT_THROW(GridOfPoints(OddBox<D, T>(), counts), std::length_error);
+}
+
+// Where points that coincide have their ball at the origin or none, this one is where they are.
+TYPED_TEST(BoxesOf, EnclosingBallOfPointsInOnePlaceIsThere)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    using V = VecBase<D, T>;
+    EXPECT_EQ(EnclosingBall(std::vector<V>{}), (BoundingBall<D, T>{}));
+    for (const T place : {T(0), T(1) / T(3), T(-1e6), T(1e30), std::numeric_limits<T>::max()}) {
+        V a = All<D, T>(place);
+        a[1] = -a[1];
+        for (const std::size_t count : {1U, 2U, 3U, 10U, 11U, 300U, 5000U}) {
+            EXPECT_EQ(EnclosingBall(std::vector<V>(count, a)), (BoundingBall<D, T>{a, T(0)}))
+                << place << ' ' << count;
+        }
+    }
+    // Apart, but by so little that they count as one: 3-4-5 triangles, whose longest edge is the
+    // diameter.
+    const T unit = kLengthFloor<T> / 16;
+    for (const int copies : {1, 2, 40}) {
+        V a;
+        V b;
+        a[0] = 3 * unit;
+        b[1] = 4 * unit;
+        std::vector<V> points;
+        for (int i = 0; i < copies; ++i) {
+            points.insert(points.end(), {V{}, a, b});
+        }
+        const auto ball = EnclosingBall(points);
+        EXPECT_NEAR(ball.center[0] / unit, 1.5, 1e-5);
+        EXPECT_NEAR(ball.center[1] / unit, 2, 1e-5);
+        EXPECT_NEAR(ball.radius / unit, 2.5, 1e-5);
+    }
+}
+
+TYPED_TEST(BoxesOf, EnclosingBallOfPointsApartIsTheSmallestOne)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    using V = VecBase<D, T>;
+    V a = All<D, T>(T(1));
+    V b = a;
+    b[1] = T(5);
+    V middle = a;
+    middle[1] = T(3);
+    // Doubled points do no harm, in any order and number.
+    for (const auto& points :
+         {std::vector<V>{a, b}, std::vector<V>{a, a, b}, std::vector<V>{b, a, a, b, a},
+          std::vector<V>{a, b, a, a, a, a, a, a, a, a, a, a, a, a}}) {
+        EXPECT_EQ(EnclosingBall(points), (BoundingBall<D, T>{middle, T(2)})) << points.size();
+    }
+    const T nan = std::numeric_limits<T>::quiet_NaN();
+    EnclosingBall(std::vector<V>{a, All<D, T>(nan)}); // ends
+    EnclosingBall(std::vector<V>(20, All<D, T>(std::numeric_limits<T>::infinity())));
 }
 
 } // namespace

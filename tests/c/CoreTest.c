@@ -2,6 +2,7 @@
 #include "Check.h"
 
 #include <stddef.h>
+#include <string.h>
 
 /*
  * Programs that were compiled before must find every field where it was: an array of a negative size does not compile.
@@ -127,6 +128,27 @@ static void scopes_nest_and_close(void)
     CHECK(outer == NULL);
 }
 
+static void limits_of_threads_nest(void)
+{
+    sorvane_error error;
+    sorvane_threads *outer = NULL;
+    sorvane_threads *inner = NULL;
+    const int before = sorvane_threads_current();
+    CHECK(before >= 1);
+    CHECK_OK(sorvane_threads_open(1, &outer, &error));
+    CHECK(sorvane_threads_current() == 1);
+    CHECK_OK(sorvane_threads_open(2, &inner, &error));
+    CHECK(sorvane_threads_current() == 1);
+    sorvane_threads_close(inner);
+    sorvane_threads_close(outer);
+    sorvane_threads_close(NULL);
+    CHECK(sorvane_threads_current() == before);
+    CHECK(sorvane_threads_open(0, &outer, &error) == SORVANE_BAD_ARGUMENT && outer == NULL);
+    CHECK(strcmp(error.message, "threads is 0; there must be 1 at least") == 0);
+    CHECK(sorvane_threads_open(2, NULL, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(sorvane_threads_current() == before);
+}
+
 void test_core(void)
 {
     version_is_that_of_the_header();
@@ -135,4 +157,5 @@ void test_core(void)
     long_messages_end_with_a_character();
     nothing_is_filled_in_nowhere();
     scopes_nest_and_close();
+    limits_of_threads_nest();
 }

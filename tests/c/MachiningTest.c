@@ -398,6 +398,27 @@ static void a_turning_tool_reaches_a_shaft(void)
     CHECK(sorvane_lines_count(tool_regions) >= 1 && sorvane_lines_count(holder_regions) == 0);
     sorvane_lines_free(tool_regions);
     sorvane_lines_free(holder_regions);
+    {
+        /* A tool that is a line, on a profile that is one on the same line: no boundary to go along, and not only for
+           want of a holder. */
+        const double line[4] = {0, 0, 1, 0};
+        setup.tool = line;
+        setup.tool_count = 2;
+        setup.target = line;
+        setup.target_count = 2;
+        CHECK(sorvane_lathe_regions(&setup, &tool_regions, &holder_regions, &error) == SORVANE_FAILED);
+        CHECK(tool_regions == NULL && holder_regions == NULL);
+        CHECK_OK(sorvane_lathe_sweep_new(&setup, angles, 3, &sweep, &error));
+        CHECK(sorvane_lathe_sweep_failed(sweep, &count)[1] == 1);
+        sorvane_lathe_sweep_free(sweep);
+        setup.tool = insert;
+        setup.tool_count = 3;
+        setup.target = shaft;
+        setup.target_count = 5;
+        CHECK_OK(sorvane_lathe_sweep_new(&setup, angles, 3, &sweep, &error));
+        CHECK(sorvane_lathe_sweep_failed(sweep, &count)[1] == 0);
+        sorvane_lathe_sweep_free(sweep);
+    }
     setup.holder = holder;
     setup.holder_count = 4;
     CHECK_OK(sorvane_lathe_regions(&setup, &tool_regions, &holder_regions, &error));

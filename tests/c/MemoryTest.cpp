@@ -359,7 +359,7 @@ TEST_F(CMemory, Turning)
                       sorvane_lathe_sweep_free));
 }
 
-TEST_F(CMemory, Files)
+TEST_F(CMemory, FilesLimitsAndMeasures)
 {
     const double outline[8] = {0, 0, 8, 0, 8, 5, 0, 5};
     sorvane_chain* chain = nullptr;
@@ -375,6 +375,24 @@ TEST_F(CMemory, Files)
         return sorvane_mesh_write(mesh, "c-memory.stl", SORVANE_FORM_UNKNOWN, error);
     });
     Expect([&](auto out, auto error) { return sorvane_mesh_read("c-memory.stl", out, error); });
+    EXPECT_LT(0U, FailEach<sorvane_threads>(
+                      [](auto out, auto error) { return sorvane_threads_open(2, out, error); },
+                      sorvane_threads_close));
+    double center[3];
+    ExpectNumbers([&](auto error) { return sorvane_mesh_centroid(mesh, center, error); });
+    sorvane_bytes* bytes = nullptr;
+    ASSERT_EQ(SORVANE_OK, sorvane_mesh_write_bytes(mesh, SORVANE_FORM_TIPC, &bytes, nullptr));
+    size_t count = 0;
+    const unsigned char* const data = sorvane_bytes_data(bytes, &count);
+    Expect([&](auto out, auto error) {
+        return sorvane_mesh_read_bytes(data, count, nullptr, out, error);
+    });
+    sorvane_bytes_free(bytes);
+    EXPECT_LT(0U, FailEach<sorvane_bytes>(
+                      [&](auto out, auto error) {
+                          return sorvane_mesh_write_bytes(mesh, SORVANE_FORM_TIPC, out, error);
+                      },
+                      sorvane_bytes_free));
     std::remove("c-memory.txt");
     std::remove("c-memory.stl");
 }

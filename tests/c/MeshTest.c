@@ -216,6 +216,48 @@ static void files_are_written_in_all_forms(void)
     sorvane_mesh_free(mesh);
 }
 
+static void bytes_in_memory_are_files(void)
+{
+    static const sorvane_file_form forms[] = {SORVANE_FORM_ASCII_STL, SORVANE_FORM_BINARY_STL, SORVANE_FORM_TIPC};
+    /* A text, and the sizes that the counts of the other two announce. */
+    static const size_t sizes[] = {0, 84 + 12 * 50, 10 + 8 * 24 + 12 * 12 + (8 + 12) * 8};
+    sorvane_error error;
+    sorvane_mesh *mesh = tagged_cube();
+    sorvane_mesh *back = NULL;
+    sorvane_mesh *empty = NULL;
+    sorvane_bytes *bytes = NULL;
+    size_t i;
+    for (i = 0; i < sizeof forms / sizeof forms[0]; ++i) {
+        const unsigned char *data;
+        size_t count = 0;
+        CHECK_OK(sorvane_mesh_write_bytes(mesh, forms[i], &bytes, &error));
+        data = sorvane_bytes_data(bytes, &count);
+        CHECK(data != NULL && sorvane_bytes_data(bytes, NULL) == data);
+        CHECK(sizes[i] == 0 ? count > 1000 && memcmp(data, "solid", 5) == 0 : count == sizes[i]);
+        CHECK_OK(sorvane_mesh_read_bytes(data, count, "cube", &back, &error));
+        CHECK(sorvane_mesh_form(back) == forms[i] && triangles_of(back) == 12);
+        CHECK((sorvane_mesh_point_tags(back, NULL) != NULL) == (forms[i] == SORVANE_FORM_TIPC));
+        sorvane_mesh_free(back);
+        CHECK(sorvane_mesh_read_bytes(data, count / 2, "half a cube", &back, &error) == SORVANE_FILE_ERROR);
+        CHECK(back == NULL && strstr(error.message, "half a cube: ") == error.message);
+        sorvane_bytes_free(bytes);
+    }
+    CHECK(sorvane_mesh_read_bytes(NULL, 0, NULL, &back, &error) == SORVANE_FILE_ERROR);
+    CHECK(strstr(error.message, "bytes: ") == error.message);
+    CHECK(sorvane_mesh_read_bytes(NULL, 1, NULL, &back, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(sorvane_mesh_read_bytes((const unsigned char *)"x", 1, NULL, NULL, &error) == SORVANE_BAD_ARGUMENT);
+    bytes = NULL;
+    CHECK(sorvane_mesh_write_bytes(mesh, SORVANE_FORM_UNKNOWN, &bytes, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(sorvane_mesh_write_bytes(mesh, (sorvane_file_form)7, &bytes, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(sorvane_mesh_write_bytes(NULL, SORVANE_FORM_TIPC, &bytes, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK_OK(sorvane_mesh_new(NULL, 0, NULL, 0, &empty, &error));
+    CHECK(sorvane_mesh_write_bytes(empty, SORVANE_FORM_TIPC, &bytes, &error) == SORVANE_FILE_ERROR);
+    CHECK(bytes == NULL);
+    sorvane_bytes_free(NULL);
+    sorvane_mesh_free(empty);
+    sorvane_mesh_free(mesh);
+}
+
 static void maps_that_mirror_keep_the_outside(void)
 {
     /* Mirrored in x, twice as large, moved by 1 2 3. */
@@ -466,6 +508,8 @@ static void measures_are_those_of_the_cube(void)
     double ratios[12];
     double volume = 0;
     const double away[12] = {1, 0, 0, 1e6, 0, 1, 0, 2e6, 0, 0, 1, -1e6};
+    double center[3] = {0, 0, 0};
+    double away_center[3] = {0, 0, 0};
     int i;
     CHECK_OK(sorvane_mesh_neighbors(mesh, neighbors, &error));
     CHECK(neighbors[0] == 1); /* 0 2 of triangle 0 is the diagonal of the bottom */
@@ -488,6 +532,14 @@ static void measures_are_those_of_the_cube(void)
     CHECK_OK(sorvane_mesh_transformed(mesh, away, &far, &error));
     CHECK_OK(sorvane_mesh_measure(far, NULL, &volume, &error));
     CHECK_NEAR(volume, 8, 1e-14);
+    CHECK_OK(sorvane_mesh_centroid(mesh, center, &error));
+    CHECK_NEAR(center[0], 0, 1e-15);
+    CHECK_OK(sorvane_mesh_centroid(far, away_center, &error));
+    for (i = 0; i < 3; ++i) {
+        CHECK_NEAR(away_center[i], away[4 * i + 3] + center[i], 1e-9);
+    }
+    CHECK(sorvane_mesh_centroid(mesh, NULL, &error) == SORVANE_BAD_ARGUMENT);
+    CHECK(sorvane_mesh_centroid(NULL, center, &error) == SORVANE_BAD_ARGUMENT);
 
     CHECK(sorvane_mesh_areas(mesh, NULL, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(sorvane_mesh_aspect_ratios(mesh, NULL, &error) == SORVANE_BAD_ARGUMENT);
@@ -562,6 +614,7 @@ void test_mesh(void)
     corners_are_welded();
     tags_go_along();
     files_are_written_in_all_forms();
+    bytes_in_memory_are_files();
     maps_that_mirror_keep_the_outside();
     every_component_is_oriented();
     many_components_are_oriented();

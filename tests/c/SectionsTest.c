@@ -223,6 +223,16 @@ static void halves_are_closed(void)
     sorvane_mesh_free(below);
     sorvane_mesh_free(above);
 
+    for (t = 0; t < 2; ++t) { /* through the top and through the bottom */
+        const double end[3] = {0, 0, t == 0 ? 1 : -1};
+        CHECK_OK(sorvane_mesh_split(cube, along_z, end, 1e-9, &below, &below_lid, &above, &above_lid, &error));
+        CHECK_NEAR(volume_of(t == 0 ? below : above), 8, 1e-12);
+        CHECK(boundary_count(t == 0 ? below : above) == 0);
+        CHECK(triangle_count(t == 0 ? above : below) == 0 && (t == 0 ? above_lid : below_lid) == 0);
+        sorvane_mesh_free(below);
+        sorvane_mesh_free(above);
+    }
+
     CHECK(sorvane_mesh_split(cube, zero, place, 0, &below, NULL, &above, NULL, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(below == NULL && above == NULL);
     CHECK(sorvane_mesh_split(cube, short_normal, place, 0, &below, NULL, &above, NULL, &error) ==

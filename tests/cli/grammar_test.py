@@ -2,11 +2,13 @@
 """What all commands have in common: words, help, pages, exit codes, pipes, signals."""
 
 import errno
+import json
 import os
 import pty
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import unittest
 
@@ -79,6 +81,18 @@ class Words(CommandTest):
         self.write_part('-cube.stl', block())
         self.expect(DONE, 'report', '--tolerance=1e-3', '--', '-cube.stl')
         self.expect(DONE, 'report', './-cube.stl', '--tolerance', '1e-3')
+
+    def test_behind_two_dashes_stand_inputs_alone(self):
+        for name in ('-cube.stl', '--json', '-h', '--help', 'cube.stl'):
+            self.write_part(name, block())
+            with self.subTest(name):
+                result = self.expect(DONE, 'report', '--json', '--', name).json()
+                self.assertEqual(result['file'], name)
+                self.assertAlmostEqual(result['volume'], 1000)
+                self.assertIn('sound', self.expect(DONE, 'report', '--', name).out)
+        self.assertIn('usage', self.expect(DONE, 'report', '--help', '--', 'cube.stl').out)
+        self.expect(WRONG_USE, 'report', '--')
+        self.expect(WRONG_USE, 'report', '--', 'cube.stl', '--json')
 
     def test_options_may_stand_before_and_between_the_inputs(self):
         self.write_part('cube.stl', block())
@@ -306,16 +320,38 @@ class Pipes(CommandTest):
         self.assertIn('same file', self.expect(WRONG_USE, 'hull', 'cube.stl', '-o', 'x', '--svg', 'x').err)
         self.assertEqual(self.files(), ['cube.stl'])
 
-    def test_folder_of_temporary_files_is_that_of_the_user(self):
+    def test_standard_output_needs_no_temporary_file(self):
         self.write_part('cube.stl', block())
         words = ('convert', 'cube.stl', '-o', '-', '-q')
-        env = dict(os.environ, TMPDIR=self.path('nowhere'))
-        self.assertIn('name a folder with room in TMPDIR', self.expect(FILES, *words, env=env).err)
-        env['TMPDIR'] = ''
-        self.assertEqual(len(self.run_command(*words, env=env).bytes), 684)
-        env['TMPDIR'] = self.folder
-        self.assertEqual(len(self.run_command(*words, env=env).bytes), 684)
-        self.assertEqual(self.files(), ['cube.stl'], 'the temporary file is gone')
+        for folder in (self.path('nowhere'), '', self.folder):
+            env = dict(os.environ, TMPDIR=folder)
+            self.assertEqual(len(self.run_command(*words, env=env).bytes), 684)
+        self.assertEqual(self.files(), ['cube.stl'])
+
+    def test_standard_input_may_be_a_socket(self):
+        # It has no name by which it could be opened.
+        self.write_part('cube.stl', block())
+        ours, theirs = socket.socketpair()
+        with ours, theirs, open(self.path('cube.stl'), 'rb') as file:
+            ours.sendall(file.read())
+            ours.shutdown(socket.SHUT_WR)
+            run = subprocess.run([support.COMMAND, 'report', '-', '--json'], stdin=theirs, capture_output=True,
+                                 check=False)
+        self.assertEqual(run.returncode, DONE, run.stderr)
+        self.assertAlmostEqual(json.loads(run.stdout)['volume'], 1000)
+
+    def test_standard_input_that_is_no_part_is_not_read_to_its_end(self):
+        with open('/dev/zero', 'rb') as endless:
+            run = subprocess.run([support.COMMAND, 'report', '-'], stdin=endless, capture_output=True, check=False)
+        self.assertEqual(run.returncode, FILES)
+        self.assertIn(b'standard input: is neither an STL nor a TIPC file', run.stderr)
+
+    def test_standard_input_may_be_a_folder_a_file_or_nothing(self):
+        self.write_part('cube.stl', block())
+        for words, code in (('.', FILES), ('cube.stl', DONE), ('/dev/null', FILES)):
+            run = subprocess.run(['bash', '-c', f'"$0" report - < {words}', support.COMMAND], cwd=self.folder,
+                                 capture_output=True, check=False)
+            self.assertEqual(run.returncode, code, run.stderr)
 
     def test_reader_that_goes_away_is_an_error_without_words(self):
         self.write_part('cube.stl', block())

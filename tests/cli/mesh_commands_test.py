@@ -10,7 +10,7 @@ import struct
 import unittest
 
 import support
-from support import (DEFECTIVE, DONE, WRONG_USE, CommandTest, block, moved, stl, tetrahedron, turned)
+from support import (DEFECTIVE, DONE, FILES, WRONG_USE, CommandTest, block, moved, stl, tetrahedron, turned)
 
 CUBE = block()  # edges of 10: volume 1000, area 600
 
@@ -206,6 +206,17 @@ class Convert(CommandTest):
         with open(self.path('fine.tipc'), 'rb') as file:
             coordinates = struct.unpack_from('<108d', file.read(), 10)
         self.assertIn(value, coordinates)
+
+    def test_part_too_small_for_the_file_is_not_written(self):
+        self.write_part('cube.stl', block())
+        words = ('convert', 'cube.stl', '--scale', '1e-300')
+        error = self.expect(FILES, *words, '-o', 'tiny.stl').err
+        self.assertIn('32-bit floats would flatten the part', error)
+        self.assertIn('write it as .tipc', error)
+        self.expect(FILES, *words, '-o', '-', '-q')
+        self.expect(FILES, 'convert', 'cube.stl', '-o', 'far.stl', '--move', '1e12,0,0')
+        self.assertEqual(self.files(), ['cube.stl'])
+        self.expect(DONE, *words, '-o', 'tiny.tipc', '--tolerance', '0')
 
     def test_scaled_turned_moved_in_that_order(self):
         # (1, 2, 3) doubled is (2, 4, 6); a quarter turn about Z lays x along y and y along -x.
@@ -482,6 +493,12 @@ class Bounds(CommandTest):
         self.assertNotIn('x.stl', self.files())
         bars = self.result('box', 'block.stl', '--bar', '5x4,3x2')
         self.assertEqual(sorted(bars['stock']['bar']['size']), [2, 3, 6])
+        # Without --as the block of any size is there all the same, but it was asked for sizes.
+        figures = self.result('box', 'block.stl', '--plate', '1,1.5', '--bar', '1x9', '-o', 'x.stl', code=DEFECTIVE)
+        self.assertEqual((figures['defects'], figures['laid_into']), (['too_small'], 'block'))
+        self.assertIn('x.stl', self.files())
+        self.assertEqual(self.result('box', 'block.stl', '--plate', 1, '--bar', '2x3')['defects'], [])
+        self.assertEqual(self.result('box', 'block.stl', '--plate', 1, '--as', 'block')['defects'], [])
         self.expect(WRONG_USE, 'box', 'block.stl', '--bar', '5x')
         self.expect(WRONG_USE, 'box', 'block.stl', '--plate', '5,-1')
 

@@ -458,6 +458,17 @@ class Heights(PathTest):
         self.write('chamfer.txt', points([(0, 0), (1, 0), (2, 1), (2, 9)]))
         self.check(['--tool', 'chamfer.txt'], [0, 0, 0.5, 0.5])
 
+    def test_fit_tells_how_fine_a_chamfer_counts(self):
+        # A chamfer of 0.01 lies no more than 0.0071 off the sharp corner that it breaks. Seen, it lets the tip down
+        # by 0.005 halfway across it; within the fit it is a sharp corner.
+        self.write('chamfer.txt', points([(0, 0), (1.99, 0), (2, 0.01), (2, 9)]))
+        words = ['heights', 'cube.stl', '--tool', 'chamfer.txt', '--area', '11.995,5,11.995,5']
+        for fit, height in (((), 10), (('--fit', 0.02), 10), (('--fit', 1e-4), 9.995)):
+            self.assertAlmostEqual(self.result(*words, *fit)['highest'], height, 9, fit)
+        words = ['gouges', 'cube.stl', '-', '--tool', 'chamfer.txt']
+        for fit, code in (((), DEFECTIVE), (('--fit', 0.02), DEFECTIVE), (('--fit', 1e-4), DONE)):
+            self.result(*words, *fit, stdin='11.995 5 9.996\n', code=code)
+
     def test_table_and_raster(self):
         result = self.result('heights', 'cube.stl', '--flat', 2, '--step', 2.5, '--stepover', 5, '-o', 'h.csv', '--svg',
                              'h.svg', '--gcode', 'h.nc', '--feed', 700)
@@ -576,6 +587,17 @@ class Gouges(PathTest):
         self.expect(WRONG_USE, 'gouges', 'cube.stl', '-', stdin='1 2 3\n')
         self.expect(WRONG_USE, 'gouges', 'cube.stl', '-', '--ball', 1, '--clearance', -1, stdin='1 2 3\n')
         self.expect(FILES, 'gouges', 'cube.stl', '-', '--ball', 1, stdin='1 2\n')
+
+    def test_what_is_too_large_to_calculate_with_is_no_tool_that_is_clear(self):
+        # The tip is 5 deep in the cube.
+        for words in (['--ball', 2, '--length', 1e60], ['--ball', 1e60], ['--ball', 2, '--holder', '1e60,1e60']):
+            self.result('gouges', 'cube.stl', '-', *words, stdin='5 5 5\n', code=DEFECTIVE)
+        for words in (['--ball', 2, '--length', 1e155], ['--ball', 1e155], ['--ball', 2, '--holder', '9,1e155'],
+                      ['--ball', 2, '--holder', '1e155,9'], ['--shape', '1e155,1,90,0,0,0,5'],
+                      ['--flat', 1, '--length', 1e308]):
+            with self.subTest(words):
+                self.expect(WRONG_USE, 'gouges', 'cube.stl', '-', *words, stdin='5 5 5\n')
+                self.expect(WRONG_USE, 'heights', 'cube.stl', '--points', '-', *words, stdin='5 5\n')
 
 
 class Tool(PathTest):

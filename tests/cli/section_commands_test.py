@@ -373,6 +373,14 @@ class Holes(PartTest):
         self.assertEqual(self.result('holes', 'rough.stl', '--tolerance', 0.005)['holes'], [])
         self.assertEqual(len(self.result('holes', 'rough.stl', '--tolerance', 0.1)['holes']), 1)
 
+    def test_how_far_axes_of_one_hole_may_differ(self):
+        # The lower face leans by 2 degrees, and with it the axis of the circle in which the bore ends there.
+        lean = math.tan(math.radians(2))
+        self.write_part('leaning.stl', [tuple((x, y, z if z > 0 else x * lean) for x, y, z in t)
+                                        for t in washer(5, 12, 10)])
+        for words, count in (((), 0), (('--axis-tolerance', 1.9), 0), (('--axis-tolerance', 2.1), 1)):
+            self.assertEqual(len(self.result('holes', 'leaning.stl', *words)['holes']), count, words)
+
     @staticmethod
     def number(p):
         return round(math.atan2(p[1], p[0]) / (2 * math.pi / 64))
@@ -404,6 +412,14 @@ class Imprint(PartTest):
     def test_all_within_a_distance_of_a_point(self):
         result = self.result('imprint', 'cube.stl', '--around', '5,5,12', '--radius', 3)
         self.assertAlmostEqual(result['inside_area'], 180 * 9 * math.sin(math.pi / 180), 6)
+
+    def test_radius_in_a_wrong_unit_is_refused_and_not_walked(self):
+        run = self.expect(WRONG_USE, 'imprint', 'cube.stl', '--around', '5,5,10', '--radius', 1e12)
+        self.assertIn('--radius', run.err)
+        self.assertIn('17.32', run.err)  # the diagonal of the cube
+        self.assertIn('unit', run.err)
+        run = self.run_command('imprint', 'cube.stl', '--around', '5,5,10', '--radius', 170)
+        self.assertIn(run.code, (DONE, DEFECTIVE))
 
     def test_points_beside_the_part(self):
         self.write('above.txt', self.SQUARE.replace('8 8 10', '8 8 11'))

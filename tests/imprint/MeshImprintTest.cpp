@@ -736,13 +736,47 @@ TEST(MeshImprint, WithoutImprintsEverythingIsOutside)
     EXPECT_EQ(Export(imprint).flags, Flags(24, 1));
 }
 
-TEST(MeshImprint, AnImprintOutOfTheFloodsReachGivesFalse)
+TEST(MeshImprint, EachBodyWithAPathHasAnOutsideOfItsOwn)
+{
+    // Three cubes in a row, apart or from corner to corner; paths round the second and on a face of
+    // the third. The lower part of the second is outside, for it has that cube's smallest node.
+    for (const Vec3d& step : {Vec3d(5, 0, 0), Vec3d(1, 1, 1)}) {
+        SCOPED_TRACE(step);
+        const auto moved = [&](int times) {
+            return Support::Mapped(Support::Cube(),
+                                   [&](const Vec3d& p) { return p + step * double(times); });
+        };
+        IndexedMesh three = Support::Together(Support::Together(moved(0), moved(1)), moved(2));
+        FilterForUniqueness(three, 1e-12);
+        for (const bool isFirstCutToo : {false, true}) {
+            MeshImprint imprint(three, kTolerance);
+            const auto on = [&](int cube, const Path& path) {
+                Path there;
+                for (const Vec3d& p : path) {
+                    there.push_back(p + step * double(cube));
+                }
+                Imprinted(imprint, there);
+            };
+            on(1, {{0, 0, 0.4}, {1, 0, 0.4}, {1, 1, 0.4}, {0, 1, 0.4}});
+            on(2, {{0.2, 0.2, 1}, {0.7, 0.2, 1}, {0.7, 0.6, 1}, {0.2, 0.6, 1}});
+            if (isFirstCutToo) {
+                on(0, {{0.1, 0.1, 0}, {0.1, 0.2, 0}, {0.2, 0.2, 0}, {0.2, 0.1, 0}});
+            }
+            EXPECT_TRUE(imprint.PaintInsideOutside());
+            const Exported out = Export(imprint);
+            EXPECT_NEAR(AreaOfFlag(out.mesh, out.flags, Flags::value_type{0}),
+                        1 + 4 * 0.6 + 0.5 * 0.4 + (isFirstCutToo ? 0.01 : 0.0), 1e-12);
+        }
+    }
+}
+
+TEST(MeshImprint, APathThatEndsFreelyOnOneOfTwoBodiesGivesFalse)
 {
     const IndexedMesh two = Support::Together(
-        Support::Cube(),
-        Support::Mapped(Support::Cube(), [](const Vec3d& p) { return p + Vec3d(5, 0, 0); }));
+        Sheet(10), Support::Mapped(Sheet(10), [](const Vec3d& p) { return p + Vec3d(20, 0, 0); }));
     MeshImprint imprint(two, kTolerance);
-    Imprinted(imprint, {{5, 0.3, 0.4}, {5.6, 0, 0.4}, {6, 0.45, 0.4}, {5.55, 1, 0.4}});
+    Path path{{22.3, 2.4, 0}, {25.3, 2.6, 0}, {25.4, 5.2, 0}};
+    ASSERT_TRUE(imprint.ImprintPath(path, false, true));
     EXPECT_FALSE(imprint.PaintInsideOutside());
     const Exported out = Export(imprint);
     EXPECT_EQ(out.flags, Flags(out.flags.size(), 1));

@@ -130,6 +130,34 @@ TEST(LatheRegions, WithoutHolderAndObstaclesThereIsNothingElse)
     EXPECT_TRUE(regions.holder.empty());
 }
 
+// The tool goes all around the target, 12 by 7 for a tool of 2 by 2 about a block of 10 by 5, and
+// there is nothing amiss. Obstacles part its way as they do for one with a holder.
+TEST(LatheRegions, AToolWithoutAHolderNeedsNone)
+{
+    Regions regions;
+    for (const Outlines& nothing : {Outlines{}, Outlines{{}}}) {
+        EXPECT_TRUE(
+            Lathe::OuterOffsetRegions(kTool, kTarget, nothing, regions.tool, regions.holder));
+        ASSERT_EQ(regions.tool.size(), 1u);
+        EXPECT_NEAR(LengthOf(regions.tool), 2 * (12 + 7), 1e-9);
+        EXPECT_TRUE(regions.holder.empty());
+    }
+    const Outlines chuck{Box(9, -3, 12, -1)};
+    EXPECT_TRUE(Lathe::OuterOffsetRegions(kTool, kTarget, chuck, regions.tool, regions.holder));
+    const Regions told = RegionsOf(kTool, {}, kTarget, chuck);
+    EXPECT_TRUE(told.isWhole);
+    EXPECT_EQ(regions.tool, told.tool);
+    EXPECT_EQ(regions.holder, told.holder);
+    // What does not close is told of, and so is a target that is not there.
+    EXPECT_FALSE(
+        Lathe::OuterOffsetRegions({{0, 0}}, {{40, 0}, {41, 1}}, {}, regions.tool, regions.holder));
+    EXPECT_FALSE(Lathe::OuterOffsetRegions(kTool, {}, {}, regions.tool, regions.holder));
+    EXPECT_TRUE(regions.tool.empty() && regions.holder.empty());
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_FALSE(
+        Lathe::OuterOffsetRegions(kTool, {{0, 0}, {nan, 1}}, {}, regions.tool, regions.holder));
+}
+
 TEST(LatheRegions, WithoutTargetNothingIsTouched)
 {
     const auto regions = RegionsOf(kTool, kHolder, {});
@@ -361,6 +389,26 @@ TEST(LatheSweep, WithoutAHolderTheToolIsAlone)
     EXPECT_FALSE(reports[0].failed);
 }
 
+TEST(LatheSweep, AToolWithoutAHolderDoesNotFail)
+{
+    const auto reports = Lathe::BAxisAngleSweep({0, 90}, kTool, {0, 0}, kTarget, {});
+    ASSERT_EQ(reports.size(), 2u);
+    for (const Lathe::BAngleReport& report : reports) {
+        EXPECT_FALSE(report.failed);
+        EXPECT_NEAR(LengthOf(report.toolRegions), 38, 1e-9);
+        EXPECT_TRUE(report.holderRegions.empty());
+        EXPECT_NEAR(LengthOf(report.reachable), 30, 1e-9); // all around the target
+    }
+    EXPECT_EQ(reports[1].angle, 90);
+    Outline open = kTool;
+    open.pop_back();
+    EXPECT_TRUE(Lathe::BAxisAngleSweep({0}, open, {0, 0}, kTarget, {})[0].failed);
+    // A tool that is a line moves along a target that is one on the same line: no boundary.
+    const Outline line{{0, 0}, {1, 0}, {0, 0}};
+    EXPECT_TRUE(Lathe::BAxisAngleSweep({0}, line, {0, 0}, {{0, 0}, {5, 0}}, {})[0].failed);
+    EXPECT_TRUE(Lathe::BAxisAngleSweep({0}, kTool, {0, 0}, {}, {})[0].failed);
+}
+
 TEST(LatheSweep, AToolThatIsNotThereFails)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -583,4 +631,239 @@ TEST(LatheSequence, ParametersAscendStrictlyAndAllEndsOff)
             ASSERT_EQ(sequence.steps.back().valid, std::vector<bool>(12, false));
         }
     }
+}
+
+// --- sequences around a closed target ---
+
+namespace {
+
+/// The same loop from another of its corners on.
+Outline StartingAt(const Outline& loop, std::size_t first)
+{
+    Outline turned(loop.begin() + static_cast<std::ptrdiff_t>(first), loop.end() - 1);
+    turned.insert(turned.end(), loop.begin(), loop.begin() + static_cast<std::ptrdiff_t>(first));
+    turned.push_back(turned.front());
+    return turned;
+}
+
+/// 20 by 10, clockwise, with a corner in the middle of each side. From (0, 0) up.
+const Outline kBlock{{0, 0},  {0, 5},  {0, 10}, {10, 10}, {20, 10},
+                     {20, 5}, {20, 0}, {10, 0}, {0, 0}};
+
+Lathe::BAngleReport ReportOf(const Outlines& reachable)
+{
+    Lathe::BAngleReport report;
+    report.reachable = reachable;
+    return report;
+}
+
+std::vector<double> StepsAround(const Outline& target, const Outlines& reachable,
+                                const std::vector<Lathe::BAngleArcRegion>& regions = {})
+{
+    std::vector<double> parameters;
+    bool isOn = false;
+    for (const auto& step :
+         Lathe::SequenceBAxisAngleSweepAround(target, {ReportOf(reachable)}, regions).steps) {
+        EXPECT_NE(step.valid.front(), isOn) << step.parameter; // each step is a change
+        isOn = step.valid.front();
+        parameters.push_back(step.parameter);
+    }
+    EXPECT_FALSE(isOn);
+    return parameters;
+}
+
+using Places = std::vector<double>;
+
+} // namespace
+
+// A needle below a plate reaches the top of a block and half of each side, 30 of 60, wherever the
+// profile starts.
+TEST(LatheSequence, AroundAClosedTargetItMayStartAnywhere)
+{
+    const Outline needle = Box(-0.01, 0, 0.01, 5);
+    const Outline plate = Box(-50, 5, 50, 6);
+    const Places cornersOf{0, 5, 10, 20, 30, 35, 40, 50};
+    for (const Vec2d& far : {Vec2d(0, 0), Vec2d(1e6, -1e6)}) {
+        for (std::size_t first = 0; first < 8; ++first) {
+            const Outline target = MovedBy(StartingAt(kBlock, first), far);
+            const auto sequence = Lathe::SequenceBAxisAngleSweepAround(
+                target, Lathe::BAxisAngleSweep({0}, needle, plate, {0, 0}, target, {}), {});
+            double valid = 0;
+            for (std::size_t i = 0; i + 1 < sequence.steps.size(); ++i) {
+                valid += sequence.steps[i].valid[0]
+                             ? sequence.steps[i + 1].parameter - sequence.steps[i].parameter
+                             : 0;
+            }
+            EXPECT_NEAR(valid, 30, 1e-7) << first;
+            // From 5 to 35 along the block as it is written down.
+            const double start = cornersOf[first];
+            const auto isValidAt = [&](double place) {
+                const double parameter = std::fmod(place - start + 60, 60);
+                bool isValid = false;
+                for (const auto& step : sequence.steps) {
+                    isValid = step.parameter <= parameter ? step.valid[0] : isValid;
+                }
+                return isValid;
+            };
+            for (int place = 0; place < 60; ++place) {
+                EXPECT_EQ(isValidAt(place + 0.5), place >= 5 && place < 35)
+                    << first << ' ' << place;
+            }
+        }
+    }
+    // Read as a line, the stretch over the start is the rest of the block.
+    const auto asTold = Lathe::SequenceBAxisAngleSweep(
+        StartingAt(kBlock, 3), {ReportOf({{{0, 5}, {0, 10}, {20, 10}, {20, 5}}})}, {});
+    ExpectSteps(asTold, {15, 45}, {{true}, {false}});
+}
+
+TEST(LatheSequence, AroundAClosedTargetAllOfItOrHalfOfItIsReached)
+{
+    for (std::size_t first = 0; first < 8; ++first) {
+        EXPECT_EQ(StepsAround(StartingAt(kBlock, first), {kBlock}), (Places{0, 60}));
+    }
+    // Both halves have the same ends.
+    const Outline half{{10, 0}, {0, 0}, {0, 10}, {10, 10}};
+    const Outline other{{10, 10}, {20, 10}, {20, 0}, {10, 0}};
+    EXPECT_EQ(StepsAround(kBlock, {half}), (Places{0, 20, 50, 60}));
+    EXPECT_EQ(StepsAround(kBlock, {other}), (Places{20, 50}));
+    EXPECT_EQ(StepsAround(kBlock, {half, other}), (Places{0, 60}));
+    // Up to the start, from the start, and both.
+    const Outline before{{10, 0}, {0, 0}};
+    const Outline behind{{0, 0}, {0, 5}};
+    EXPECT_EQ(StepsAround(kBlock, {before}), (Places{50, 60}));
+    EXPECT_EQ(StepsAround(kBlock, {behind}), (Places{0, 5}));
+    EXPECT_EQ(StepsAround(kBlock, {before, behind}), (Places{0, 5, 50, 60}));
+    // The other way round it is the same stretch.
+    EXPECT_EQ(StepsAround(kBlock, {{{0, 5}, {0, 0}, {10, 0}}}), (Places{0, 5, 50, 60}));
+    // A place alone never shows, not even at the start.
+    EXPECT_TRUE(StepsAround(kBlock, {{{0, 0}, {0, 0}}, {{20, 5}, {20, 5}}, {{3, 10}}, {}}).empty());
+}
+
+TEST(LatheSequence, AroundCountsOverlappingStretchesAsOne)
+{
+    const Outline line{{0, 0}, {20, 0}};
+    EXPECT_EQ(StepsAround(line, {{{0, 0}, {5, 0}}, {{3, 0}, {8, 0}}}), (Places{0, 8}));
+    EXPECT_EQ(StepsAround(line, {{{1, 0}, {9, 0}}, {{3, 0}, {8, 0}}, {{9, 0}, {10, 0}}}),
+              (Places{1, 10}));
+    EXPECT_EQ(StepsAround(kBlock, {{{0, 5}, {0, 10}}, {{10, 0}, {0, 0}, {0, 7}}}),
+              (Places{0, 10, 50, 60}));
+    // On the target within 1e-8, and not beyond; far from the origin within rounding.
+    EXPECT_EQ(StepsAround(line, {{{1, 1e-7}, {2, 0}}, {{3, 5e-9}, {3.5, -5e-9}}}),
+              (Places{3, 3.5}));
+    const Outline far{{1e9, 1e9}, {1e9 + 20, 1e9}};
+    EXPECT_EQ(StepsAround(far, {{{1e9 + 4, 1e9 + 2e-7}, {1e9 + 8, 1e9}}}), (Places{4, 8}));
+}
+
+TEST(LatheSequence, AroundBridgesGapsThatMeetTheRegion)
+{
+    const Outline line{{0, 0}, {20, 0}};
+    const Outlines three{{{0, 0}, {3, 0}}, {{4, 0}, {6, 0}}, {{7, 0}, {8, 0}}};
+    EXPECT_EQ(StepsAround(line, three, {{1, 7.5, 1}}), (Places{0, 8}));
+    EXPECT_EQ(StepsAround(line, three, {{1, 7.5, 0.9}}), (Places{0, 3, 4, 6, 7, 8}));
+    // Not beyond the end of the region, and also where nothing reaches its ends.
+    EXPECT_EQ(StepsAround(line, three, {{1, 5, 1.5}}), (Places{0, 6, 7, 8}));
+    EXPECT_EQ(StepsAround(line, three, {{3.5, 12, 1.5}}), (Places{0, 8}));
+    EXPECT_EQ(StepsAround(line, three, {{4, 6, 1.5}}), (Places{0, 3, 4, 6, 7, 8}));
+    EXPECT_EQ(StepsAround(line, three, {{7.5, 1, 1.5}}), (Places{0, 3, 4, 6, 7, 8}));
+    EXPECT_EQ(StepsAround(line, {{{4, 0}, {6, 0}}}, {{0, 20, 20}}), (Places{4, 6}));
+    EXPECT_TRUE(StepsAround(line, {}, {{0, 20, 20}}).empty());
+    // Over the start, for gaps of 2 there and of 1 beside it.
+    const Outlines around{{{0, 1}, {0, 4}}, {{0, 5}, {0, 10}}, {{20, 0}, {1, 0}}};
+    EXPECT_EQ(StepsAround(kBlock, around), (Places{1, 4, 5, 10, 40, 59}));
+    EXPECT_EQ(StepsAround(kBlock, around, {{58, 2, 2}}), (Places{0, 4, 5, 10, 40, 60}));
+    EXPECT_EQ(StepsAround(kBlock, around, {{58, 6, 2}}), (Places{0, 10, 40, 60}));
+    EXPECT_EQ(StepsAround(kBlock, around, {{58, 6, 1.5}}), (Places{1, 10, 40, 59}));
+    EXPECT_EQ(StepsAround(kBlock, {{{0, 1}, {0, 10}, {20, 10}, {20, 0}, {1, 0}}}, {{55, 5, 2}}),
+              (Places{0, 60}));
+}
+
+// Random stretches of random loops, which know themselves which places they hold.
+TEST(LatheSequence, AroundIsValidWhereAStretchIs)
+{
+    Random random(11);
+    for (int round = 0; round < Rounds(40); ++round) {
+        const int corners = 3 + random.Below(9);
+        Outline loop;
+        Places lengths{0};
+        for (int i = 0; i <= corners; ++i) {
+            const double angle = 6.283185307179586 * i / corners;
+            const double radius = 10 + 5 * std::sin(3.7 * (i % corners) + round);
+            loop.push_back(i == corners
+                               ? loop.front()
+                               : Vec2d(radius * std::cos(angle), radius * std::sin(angle)));
+            if (i > 0) {
+                lengths.push_back(lengths.back() + std::hypot(loop[i].x() - loop[i - 1].x(),
+                                                              loop[i].y() - loop[i - 1].y()));
+            }
+        }
+        const double whole = lengths.back();
+        const auto at = [&](double place) {
+            place -= place >= whole ? whole : 0;
+            std::size_t i = 1;
+            while (i + 1 < lengths.size() && lengths[i] < place) {
+                ++i;
+            }
+            const double t = (place - lengths[i - 1]) / (lengths[i] - lengths[i - 1]);
+            return loop[i - 1] + (loop[i] - loop[i - 1]) * t;
+        };
+        std::vector<std::array<double, 2>> held; // low below the whole, high up to twice that
+        Outlines stretches;
+        for (int k = random.Below(4); k >= 0; --k) {
+            const double low = random.Between(0, 0.999) * whole;
+            const double high = low + random.Between(0.001, 0.98) * whole;
+            held.push_back({low, high});
+            Outline stretch{at(low)};
+            for (int turn = 0; turn < 2; ++turn) {
+                for (int i = 0; i < corners; ++i) {
+                    const double corner = lengths[static_cast<std::size_t>(i)] + turn * whole;
+                    if (corner > low && corner < high) {
+                        stretch.push_back(loop[static_cast<std::size_t>(i)]);
+                    }
+                }
+            }
+            stretch.push_back(at(high));
+            if (random.Below(2) == 0) {
+                std::reverse(stretch.begin(), stretch.end());
+            }
+            stretches.push_back(std::move(stretch));
+        }
+        const auto sequence = Lathe::SequenceBAxisAngleSweepAround(loop, {ReportOf(stretches)}, {});
+        for (int i = 0; i < 200; ++i) {
+            const double place = random.Between(0, 1) * whole;
+            bool isHeld = false;
+            bool isNearAnEnd = false;
+            for (const auto& [low, high] : held) {
+                for (const double p : {place, place + whole}) {
+                    isHeld = isHeld || (p > low && p < high);
+                    isNearAnEnd =
+                        isNearAnEnd || std::fabs(p - low) < 1e-6 || std::fabs(p - high) < 1e-6;
+                }
+            }
+            bool isValid = false;
+            for (const auto& step : sequence.steps) {
+                isValid = step.parameter <= place ? step.valid[0] : isValid;
+            }
+            EXPECT_TRUE(isNearAnEnd || isValid == isHeld) << round << ' ' << place;
+        }
+    }
+}
+
+TEST(LatheSequence, AroundWhatIsNotThereOrNotFinite)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    const Lathe::BAngleReport report = ReportOf({{{0, 5}, {0, 10}}});
+    EXPECT_TRUE(Lathe::SequenceBAxisAngleSweepAround({}, {report}, {}).angles.empty());
+    EXPECT_TRUE(Lathe::SequenceBAxisAngleSweepAround({{1, 1}}, {report}, {}).angles.empty());
+    EXPECT_TRUE(Lathe::SequenceBAxisAngleSweepAround(kBlock, {}, {}).steps.empty());
+    EXPECT_TRUE(StepsAround({{1, 0}, {1, 0}}, {{{1, 0}, {1, 0}}}).empty());
+    for (const double bad : {nan, inf, -inf}) {
+        EXPECT_TRUE(StepsAround(kBlock, {{{0, bad}, {0, 5}}, {{bad, bad}, {bad, 0}}}).empty());
+        EXPECT_TRUE(StepsAround({{0, 0}, {bad, 0}, {0, 0}}, {{{0, 0}, {1, 0}}}).empty());
+        StepsAround(kBlock, {{{0, 5}, {0, 6}, {bad, 0}, {0, 10}}});
+        EXPECT_EQ(StepsAround(kBlock, report.reachable, {{bad, 7, 1}, {1, bad, 1}}),
+                  (Places{5, 10}));
+    }
+    EXPECT_EQ(StepsAround(kBlock, report.reachable, {{0, 60, nan}}), (Places{5, 10}));
 }

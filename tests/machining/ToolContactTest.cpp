@@ -200,6 +200,21 @@ TEST(ToolContact, ABallBesideAnUprightWallRollsOnItsTopEdge)
     EXPECT_EQ(report.contact, (Vec2d{2.5, 0}));
 }
 
+// As a flat end does; one beyond the radius is passed.
+TEST(ToolContact, AnEdgeExactlyAtTheRadiusOfABallIsTouched)
+{
+    for (const double radius : {0.5, 1.0, 5.0, 7.25}) {
+        const auto wall = [](double x) {
+            return Quad({x, -50, -50}, {x, 50, -50}, {x, 50, 0}, {x, -50, 0});
+        };
+        EXPECT_EQ(Tool(BallTool(radius)).DropAt(kOrigin, wall(radius)).height, -radius);
+        EXPECT_EQ(Tool(FlatTool(radius)).DropAt(kOrigin, wall(radius)).height, 0.0);
+        const double beyond = radius * (1 + 1e-9);
+        EXPECT_EQ(Tool(BallTool(radius)).DropAt(kOrigin, wall(beyond)).height, -kMost);
+        EXPECT_EQ(Tool(FlatTool(radius)).DropAt(kOrigin, wall(beyond)).height, -kMost);
+    }
+}
+
 TEST(ToolContact, ACornerWhoseEdgesAllDescendAwayFromTheAxisCounts)
 {
     // Nothing but the nearer ends of edges on the lower branch.
@@ -310,6 +325,38 @@ TEST(ToolContact, ANearlyLevelEdgeIsTheHyperbolaAllTheSame)
     EXPECT_TRUE(Mill::SpinSegment(kOrigin, edge[0], edge[1]).flat);
     const double rim = 9e-6 * std::sqrt(24.0);
     EXPECT_NEAR(Tool(FlatTool(5)).DropEdgesToHeight(kMost, kOrigin, edge).height, rim, 1e-12);
+}
+
+TEST(ToolContact, AnEdgeThatIsLevelButForItsLastDigitsHoldsTheToolWhereItPasses)
+{
+    // As turned parts have them: the z of the point nearest to the axis is rounded to that of an
+    // end, far from which the edge passes below the tool.
+    for (const Support::ShapedTool& shaped :
+         {BallTool(2), FlatTool(2), Support::BullTool(1, 1), ConeTool(2, 0.5)}) {
+        SCOPED_TRACE(shaped.name);
+        const Exposed tool = Tool(shaped);
+        for (const double z : {10.0, -10.0, 1e6 + 0.1}) {
+            for (const double first : {-0.5, -1.9, -3.0, -40.0}) {
+                for (const double second : {0.25, 1.2, 3.0, 40.0}) {
+                    double raised = z;
+                    for (int digits = 0; digits < 5; ++digits) {
+                        const double beside = 1.5;
+                        const double expected = z - shaped.profile(beside);
+                        const double rounding = 8 * std::fabs(raised - z) + 1e-15 * std::fabs(z);
+                        for (const bool isTurned : {false, true}) {
+                            const Vec3d p{first, beside, isTurned ? raised : z};
+                            const Vec3d q{second, beside, isTurned ? z : raised};
+                            const double height =
+                                tool.DropEdgesToHeight(kInfinity, kOrigin, {p, q}).height;
+                            EXPECT_NEAR(height, expected, rounding + 1e-14)
+                                << z << ' ' << first << ' ' << second << ' ' << digits;
+                        }
+                        raised = std::nextafter(raised, kInfinity);
+                    }
+                }
+            }
+        }
+    }
 }
 
 TEST(ToolContact, AnEdgeThroughTheAxisIsTwoStretches)

@@ -145,6 +145,56 @@ TEST(ToolOffset, ConeOnALevelPlaneIsLeftAtItsEnd)
     ExpectPoint(lens.OffsetFrom({1, 2, 3}, {0, 0, 1}), {1, 2, 3 + 20 - 20 * std::sin(0.5)});
 }
 
+TEST(ToolOffset, TipOfAPointedToolStandsOnALevelPlane)
+{
+    const ConvexToolOffset cone(Tool{0, 0, 0, 10, 30 * kRadians, 0, 0});
+    EXPECT_EQ(cone.TipFrom({1, 2, 3}, {0, 0, 1}), (Vec3d{1, 2, 3}));
+    // Up to where the plane lies along the cone, and on its upper end beyond.
+    EXPECT_EQ(cone.TipFrom({1, 2, 3}, NormalAt(59 * kRadians, 1)), (Vec3d{1, 2, 3}));
+    ExpectPoint(cone.TipFrom({1, 2, 3}, NormalAt(61 * kRadians, 0)),
+                {1 + 10 * std::tan(30 * kRadians), 2, 3 - 10});
+    const ConvexToolOffset lens(Tool{0, 20, 0.5, 0, 0.1, 0, 0});
+    EXPECT_EQ(lens.TipFrom({1, 2, 3}, {0, 0, 1}), (Vec3d{1, 2, 3}));
+    EXPECT_EQ(ConvexToolOffset().TipFrom({1, 2, 3}, {0, 0, 1}), (Vec3d{}));
+    // A ring has its lowest place at its inner edge.
+    const ConvexToolOffset ring(ChainThrough({{2, 1}, {4, 3}, {4, 10}}));
+    ExpectPoint(ring.TipFrom({1, 2, 3}, NormalAt(0.1, 0)), {1 + 2, 2, 3 - 1});
+}
+
+// The tool stands on the plane: its lowest place above that is on the plane, and at the point.
+TEST(ToolOffset, TipKeepsAnyToolOnThePlane)
+{
+    Random random(17);
+    for (int round = 0; round < 300; ++round) {
+        const bool isPointed = round % 2 == 0;
+        const double taper = random.Between(0.05, 1.2);
+        const double corner = isPointed ? 0.0 : random.Between(0.1, 2);
+        const Tool tool{round % 3 == 0 ? 0 : random.Between(0, 2),
+                        corner,
+                        random.Between(taper, kHalfPi),
+                        random.Between(0.5, 5),
+                        taper,
+                        round % 5 == 0 ? 1.0 : 0.0,
+                        random.Between(1, 9)};
+        const ConvexToolOffset offset(tool);
+        ASSERT_FALSE(offset.IsEmpty());
+        const auto profile = Planar::ToPolyline(tool, 1e-6);
+        for (int i = 0; i < 20; ++i) {
+            const Vec3d n = i == 0 ? Vec3d{0, 0, 1}
+                                   : NormalAt(random.Between(0, 1.57), random.Between(0, 6.28));
+            const Vec3d point = random.Vector<3, double>(-10, 10);
+            const Vec3d tip = offset.TipFrom(point, n);
+            const double aside = std::hypot(n.x(), n.y());
+            double lowest = std::numeric_limits<double>::infinity(); // above the plane
+            for (const Vec2d& v : profile.points) {
+                // Turned about the axis, the vertex that reaches lowest is against the normal.
+                lowest = std::min(lowest, (tip - point) * n - v.x() * aside + v.y() * n.z());
+            }
+            EXPECT_NEAR(lowest, 0, 3e-6) << round << ' ' << n.z();
+        }
+    }
+}
+
 TEST(ToolOffset, DownwardNormalsBelongToTheLastElement)
 {
     const ConvexToolOffset offset(Tool{4, 0, 0, 0, 0, 0, 10});

@@ -91,6 +91,25 @@ TYPED_TEST(Tools, BallIsOneQuarterCircle)
 // By hand: a flat of 2; a quarter turn less 30 degrees of radius 4 about (2, 4), to the point (2 +
 // 4 cos 30, 4 - 4 sin 30); a cone of 30 degrees, 3 high, so sqrt 3 wide; 30 degrees of radius 2; a
 // wall of 5.
+// To the last bit: what a host asks for is what it is told, and an edge that far from the axis is
+// touched as it is by a flat end.
+TYPED_TEST(Tools, BallIsAsWideAsItsRadius)
+{
+    using T = TypeParam;
+    for (int i = 1; i <= 1000; ++i) {
+        const T radius = T(i) / T(40);
+        const auto ball = Mill::PolyArcSegFromTool(
+            Mill::ConvexStandardToolBase<T>{0, radius, kHalfPi<T>, 0, 0, 0, 5});
+        ASSERT_EQ(ball.elements.size(), 2u);
+        EXPECT_EQ(ball.elements[0].AsArc()->center, (VecBase<2, T>{T(0), radius}));
+        EXPECT_EQ(ball.elements[0].EndPoint().x(), radius);
+        EXPECT_EQ(ball.elements[1].EndPoint().x(), radius);
+    }
+    const auto bull =
+        Mill::PolyArcSegFromTool(Mill::ConvexStandardToolBase<T>{1, 0.5, kHalfPi<T>, 0, 0, 0, 5});
+    EXPECT_EQ(bull.elements[1].EndPoint().x(), T(1.5));
+}
+
 TYPED_TEST(Tools, AllElementsInTheirPlaces)
 {
     using T = TypeParam;

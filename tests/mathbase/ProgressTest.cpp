@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
+#include <new>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -194,8 +196,7 @@ TEST(ProgressScope, NestedOperationReportsWithinAPhaseOnly)
             return 0;
         },
         [] { return 0; });
-    EXPECT_EQ(heard,
-              (std::vector<double>{0.125, 0.125, 0.125, 0.25, 0.25, 0.5, 0.75, 0.75, 0.75}));
+    EXPECT_EQ(heard, (std::vector<double>{0.125, 0.125, 0.125, 0.25, 0.25, 0.5, 0.75, 0.75, 0.75}));
 }
 
 TEST(ProgressScope, NeutralResultIsMadeWhenTheOperationIsOver)
@@ -451,6 +452,77 @@ TEST(ProgressScope, StopOfOneThreadLeavesTheLoopsOfOthersAlone)
     }
     isOver = true;
     other.join();
+}
+
+TEST(ProgressScope, WhatABodyThrowsEndsTheLoopForAll)
+{
+    constexpr int kItems = 200000000;
+    for (const int threads : {2, 4}) {
+        Support::WithThreads(threads, [&] {
+            const auto caller = std::this_thread::get_id();
+            ProgressScope scope([](double) { return true; }, 1h);
+            std::atomic<bool> hasOtherBegun = false;
+            std::atomic<bool> isLastReached = false;
+            int own = 0;
+            const auto call = [&] {
+                Stoppable([&] {
+                    Velk::Parallel::Impl::ApplyParallel(0, kItems, [&](int i) {
+                        if (i == kItems - 1) {
+                            isLastReached = true;
+                        }
+                        if (std::this_thread::get_id() != caller) {
+                            hasOtherBegun = true;
+                        } else if (hasOtherBegun || ++own > 1000000) {
+                            throw std::bad_alloc();
+                        } else {
+                            std::this_thread::yield();
+                        }
+                    });
+                    return 0;
+                });
+            };
+            EXPECT_THROW(call(), std::bad_alloc);
+            EXPECT_FALSE(isLastReached);
+            EXPECT_FALSE(scope.WasStopped());
+            EXPECT_EQ(Work(10), 10);
+        });
+    }
+}
+
+TEST(ProgressScope, EmptyAndInvertedLoopsCallNothing)
+{
+    int calls = 0;
+    const auto count = [](void* context, std::int64_t, std::int64_t) {
+        ++*static_cast<int*>(context);
+    };
+    ProgressScope scope([](double) { return true; }, 0ms);
+    Stoppable([&] {
+        Velk::Parallel::Impl::RunChunks(3, 3, 1, count, &calls);
+        Velk::Parallel::Impl::RunChunks(3, -3, 1, count, &calls);
+        return 0;
+    });
+    EXPECT_EQ(calls, 0);
+}
+
+TEST(ProgressScope, SortOfOneThreadIsAsked)
+{
+    for (const int threads : {1, 2}) {
+        Support::WithThreads(threads, [&] {
+            std::vector<int> numbers(100000);
+            for (std::size_t i = 0; i < numbers.size(); ++i) {
+                numbers[i] = static_cast<int>(i * 7919 % numbers.size());
+            }
+            ProgressScope scope([](double) { return false; }, 0ms);
+            const int result = Stoppable(
+                [&] {
+                    Velk::Parallel::Impl::ParallelSort(numbers.begin(), numbers.end(),
+                                                       std::less<>{});
+                    return 1;
+                },
+                [] { return -1; });
+            EXPECT_EQ(result, -1);
+        });
+    }
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 #include <limits>
 #include <map>
 #include <numeric>
+#include <span>
 #include <thread>
 
 #include <fcntl.h>
@@ -59,7 +60,31 @@ protected:
         fs::remove(folder_ /
                    name); // some file systems bring a file that is overwritten to the disk
         Support::WriteBytes(folder_ / name, bytes);
-        return ReadPath(folder_ / name);
+        const MeshFileResult result = ReadPath(folder_ / name);
+        ExpectTheSameFromMemory(result, bytes);
+        return result;
+    }
+
+    /// Whatever a file gives, its bytes give, wherever they lie.
+    void ExpectTheSameFromMemory(const MeshFileResult& result, const std::string& bytes)
+    {
+        const std::string shifted = "x" + bytes;
+        const auto memory = std::as_bytes(std::span(shifted)).subspan(1);
+        Mesh mesh = Filled();
+        EXPECT_EQ(ReadMesh(mesh, memory), result);
+        EXPECT_EQ(Bits(mesh.points), Bits(mesh_.points));
+        EXPECT_EQ(mesh.indices, mesh_.indices);
+        TriangleSoup<3, T> soup(2);
+        EXPECT_EQ(ReadMesh(soup, memory), result);
+        EXPECT_EQ(3 * soup.size(), mesh.indices.size());
+        Mesh tagged = Filled();
+        Tags ofPoints{1, 2};
+        Tags ofTriangles{3};
+        EXPECT_EQ(ReadMesh(tagged, ofPoints, ofTriangles, memory), result);
+        EXPECT_EQ(Bits(tagged.points), Bits(mesh_.points));
+        EXPECT_EQ(tagged.indices, mesh_.indices);
+        EXPECT_TRUE(ofPoints.empty() || ofPoints.size() == mesh.points.size());
+        EXPECT_TRUE(ofTriangles.empty() || 3 * ofTriangles.size() == mesh.indices.size());
     }
 
     MeshFileResult ReadPath(const fs::path& path)
@@ -778,6 +803,44 @@ TYPED_TEST(ReadMeshOf, EndlessDevicesThatAreNoMeshAreNotReadToTheirEnd)
 {
     EXPECT_EQ(this->ReadPath("/dev/zero").error, MeshFileError::UnknownForm);
     EXPECT_EQ(this->ReadPath("/dev/null").error, MeshFileError::EmptyFile);
+}
+
+// --- from memory
+// ----------------------------------------------------------------------------------
+
+// Every file that the tests above read through `Read` is read from memory, too.
+
+TYPED_TEST(ReadMeshOf, NoBytesAreAnEmptyFile)
+{
+    typename TestFixture::Mesh mesh = this->Filled();
+    EXPECT_EQ(ReadMesh(mesh, std::span<const std::byte>()),
+              Refusal(MeshFileError::EmptyFile, MeshFileForm::Unknown));
+    EXPECT_TRUE(mesh.points.empty() && mesh.indices.empty());
+}
+
+TYPED_TEST(ReadMeshOf, TagsFromMemory)
+{
+    const SmallMesh small = TetrahedronAndFin();
+    const Tags ofPoints{5, 6, 7, 8, 9};
+    const Tags ofTriangles{1, 2, 3, 4, 0xFFFFFFFFFFFFFFFF};
+    const std::string bytes = TipcBytes(small, ofPoints, ofTriangles);
+    typename TestFixture::Mesh mesh;
+    Tags pointTags;
+    Tags triangleTags;
+    EXPECT_EQ(ReadMesh(mesh, pointTags, triangleTags, std::as_bytes(std::span(bytes))),
+              Success(MeshFileForm::Tipc));
+    EXPECT_EQ(pointTags, ofPoints);
+    EXPECT_EQ(triangleTags, ofTriangles);
+}
+
+TYPED_TEST(ReadMeshOf, AVectorOfBytesIsNoPath)
+{
+    // The name of a file in the bytes is text that is no mesh, and not opened.
+    const std::string text = "part.stl";
+    const auto* const first = reinterpret_cast<const std::byte*>(text.data());
+    const std::vector<std::byte> bytes(first, first + text.size());
+    typename TestFixture::Mesh mesh;
+    EXPECT_EQ(ReadMesh(mesh, bytes), Refusal(MeshFileError::UnknownForm, MeshFileForm::Unknown));
 }
 
 // --- real parts

@@ -246,6 +246,52 @@ TYPED_TEST(WriteMeshOf, TagsAreKept)
     EXPECT_EQ(ReadBytes(path), before);
 }
 
+// --- into memory
+// ----------------------------------------------------------------------------------
+
+TYPED_TEST(WriteMeshOf, MemoryGetsTheBytesOfTheFile)
+{
+    const fs::path path = this->folder_ / "mesh";
+    const auto text = [](const std::vector<std::byte>& bytes) {
+        return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    };
+    for (const int count : {1, 4, 30000}) {
+        const auto mesh = Strip<TypeParam>(count);
+        for (const MeshFileForm form : kForms) {
+            std::vector<std::byte> bytes(7);
+            EXPECT_EQ(WriteMesh(mesh, bytes, form), Refusal(MeshFileError::None, form));
+            ASSERT_TRUE(WriteMesh(mesh, path, form));
+            EXPECT_EQ(text(bytes), ReadBytes(path));
+        }
+        const Tags ofPoints(mesh.points.size(), 3);
+        const Tags ofTriangles(mesh.indices.size() / 3, 4);
+        std::vector<std::byte> bytes(7);
+        EXPECT_EQ(WriteMesh(mesh, ofPoints, ofTriangles, bytes),
+                  Refusal(MeshFileError::None, MeshFileForm::Tipc));
+        ASSERT_TRUE(WriteMesh(mesh, ofPoints, ofTriangles, path));
+        EXPECT_EQ(text(bytes), ReadBytes(path));
+    }
+}
+
+TYPED_TEST(WriteMeshOf, MemoryIsEmptyAfterARefusal)
+{
+    const auto mesh = Tetrahedron<TypeParam>();
+    std::vector<std::byte> bytes(7);
+    EXPECT_EQ(WriteMesh(mesh, bytes, MeshFileForm::Unknown),
+              Refusal(MeshFileError::UnknownExtension, MeshFileForm::Unknown));
+    EXPECT_TRUE(bytes.empty());
+    bytes.resize(7);
+    EXPECT_EQ(WriteMesh(mesh, Tags{1}, Tags{}, bytes),
+              Refusal(MeshFileError::TagsDoNotFit, MeshFileForm::Tipc));
+    EXPECT_TRUE(bytes.empty());
+    bytes.resize(7);
+    auto outside = mesh;
+    outside.indices[4] = 4;
+    EXPECT_EQ(WriteMesh(outside, bytes, MeshFileForm::BinaryStl),
+              Refusal(MeshFileError::IndexOutOfRange, MeshFileForm::BinaryStl, 1));
+    EXPECT_TRUE(bytes.empty());
+}
+
 // --- what is refused
 // ------------------------------------------------------------------------------
 
@@ -297,6 +343,81 @@ TEST(WriteMeshTooLarge, ADoubleThatIsNoFloatFitsIntoTwoFormsOnly)
     EXPECT_TRUE(WriteMesh(mesh, folder / "a.stl", MeshFileForm::AsciiStl));
     // The largest double that rounds to a float is a little above the largest float.
     mesh.points[1].x() = 0x1.fffffe8p127;
+    EXPECT_TRUE(WriteMesh(mesh, folder / "a.stl"));
+}
+
+/// The box from `low` to `low` + `size`.
+IndexedPointsBase<3, double> Box(const Vec3d& low, const Vec3d& size)
+{
+    IndexedPointsBase<3, double> box;
+    for (int i = 0; i < 8; ++i) {
+        box.points.push_back(
+            low + Vec3d((i & 1) * size.x(), (i >> 1 & 1) * size.y(), (i >> 2 & 1) * size.z()));
+    }
+    box.indices = {0, 2, 1, 1, 2, 3, 4, 5, 6, 5, 7, 6, 0, 1, 4, 1, 5, 4,
+                   2, 6, 3, 3, 6, 7, 0, 4, 2, 2, 4, 6, 1, 3, 5, 3, 7, 5};
+    return box;
+}
+
+TEST(WriteMeshFlattened, APartThatFloatsCanNotTellFromNothingIsRefused)
+{
+    Support::TemporaryFolder folder;
+    Support::WriteBytes(folder / "a.stl", "old");
+    const Vec3d one(1, 1, 1);
+    const std::pair<Vec3d, Vec3d> cases[] = {
+        {{}, one * 1e-300},          // all of it is the origin
+        {one * 1e-300, one * 1e-46}, // below the least float
+        {one * 1e9, one},            // floats are 64 apart there
+        {{0, 0, 1e9}, {3, 3, 1}},    // no height left: the first faces are whole, the walls gone
+    };
+    for (const auto& [low, size] : cases) {
+        const auto box = Box(low, size);
+        const std::uint64_t first = size.x() == 3 ? 4 : 0;
+        EXPECT_EQ(WriteMesh(box, folder / "a.stl"),
+                  Refusal(MeshFileError::Flattened, MeshFileForm::BinaryStl, first));
+        EXPECT_EQ(ReadBytes(folder / "a.stl"), "old");
+        std::vector<std::byte> bytes;
+        EXPECT_EQ(WriteMesh(box, bytes, MeshFileForm::BinaryStl).error, MeshFileError::Flattened);
+        for (const MeshFileForm form : {MeshFileForm::AsciiStl, MeshFileForm::Tipc}) {
+            EXPECT_TRUE(WriteMesh(box, folder / "c", form));
+            IndexedPointsBase<3, double> back;
+            EXPECT_TRUE(ReadMesh(back, folder / "c"));
+        }
+    }
+}
+
+TEST(WriteMeshFlattened, WhatIsAPartInFloatsIsWritten)
+{
+    Support::TemporaryFolder folder;
+    const Vec3d one(1, 1, 1);
+    for (const auto& box : {Box({}, one * 1e-40), Box(one * 1e6, one), Box({}, one * 1e30),
+                            Box({1e9, 0, 0}, {1000, 1000, 1000})}) {
+        EXPECT_TRUE(WriteMesh(box, folder / "a.stl"));
+    }
+    // Slivers that rounding takes are no part.
+    auto withSlivers = Box({1000, 1000, 1000}, one);
+    for (int i = 0; i < 100; ++i) {
+        const int n = static_cast<int>(withSlivers.points.size());
+        const Vec3d at(1000, 1000 + i * 0.01, 1000);
+        withSlivers.points.insert(withSlivers.points.end(),
+                                  {at, at + Vec3d(1e-9, 0, 0), at + Vec3d(0, 1, 0)});
+        withSlivers.indices.insert(withSlivers.indices.end(), {n, n + 1, n + 2});
+    }
+    EXPECT_TRUE(WriteMesh(withSlivers, folder / "a.stl"));
+    // Nor is what has no area of its own: one point, and a line with the rounding of its points.
+    EXPECT_TRUE(WriteMesh(IndexedPointsBase<3, double>{{{7, 7, 7}}, {0, 0, 0}}, folder / "a.stl"));
+    const IndexedPointsBase<3, double> line{
+        {{0.1, 0.3, 0.7}, {0.1 * 3, 0.3 * 3, 0.7 * 3}, {0.1 * 7, 0.3 * 7, 0.7 * 7}}, {0, 1, 2}};
+    EXPECT_TRUE(WriteMesh(line, folder / "a.stl"));
+}
+
+TEST(WriteMeshFlattened, AMeshOfFloatsLosesNothing)
+{
+    Support::TemporaryFolder folder;
+    IndexedPointsBase<3, float> mesh = Tetrahedron<float>();
+    for (VecBase<3, float>& point : mesh.points) {
+        point = point * 1e-38F;
+    }
     EXPECT_TRUE(WriteMesh(mesh, folder / "a.stl"));
 }
 
@@ -637,6 +758,18 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesTheOldFileAndNothingElse)
     }
 }
 
+TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesNoBytes)
+{
+    const auto mesh = Strip<TypeParam>(100);
+    for (const MeshFileForm form : kForms) {
+        EXPECT_GT(Support::FailEachAllocation(
+                      [] { return std::vector<std::byte>(7); },
+                      [&](std::vector<std::byte>& bytes) { (void)WriteMesh(mesh, bytes, form); },
+                      [](const std::vector<std::byte>& bytes) { EXPECT_TRUE(bytes.empty()); }),
+                  0U);
+    }
+}
+
 TYPED_TEST(WriteMeshOf, LackOfMemoryWhileReadingLeavesNothing)
 {
     const fs::path path = this->folder_ / "part";
@@ -661,6 +794,18 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryWhileReadingLeavesNothing)
         EXPECT_GT(Support::FailEachAllocation(
                       fresh,
                       [&](State& s) { (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, path); },
+                      [](const State& s) {
+                          EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty() &&
+                                      s.vertexTags.empty() && s.triangleTags.empty());
+                      }),
+                  0U);
+        const std::string text = ReadBytes(path);
+        const auto bytes = std::as_bytes(std::span(text));
+        EXPECT_GT(Support::FailEachAllocation(
+                      fresh,
+                      [&](State& s) {
+                          (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, bytes);
+                      },
                       [](const State& s) {
                           EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty() &&
                                       s.vertexTags.empty() && s.triangleTags.empty());

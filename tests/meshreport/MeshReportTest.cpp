@@ -118,10 +118,11 @@ TEST(MeshReport, VolumeAndCenterKeepTheirDigitsFarFromTheOrigin)
         p += Vec3d(1 << 20, 1 << 20, -(1 << 20));
     }
     const auto report = CheckMesh(SoupOf<double>(cube), 1e-6);
-    // Rounding of 1e6 squared and cubed in the sums; the triple product of the corners would lose
-    // volumes of 1e2.
-    EXPECT_NEAR(report.volume, 1, 1e-8);
-    EXPECT_NEAR(report.centroid.x(), (1 << 20) + 0.5, 1e-2);
+    // The coordinates are exact; sums about the origin would lose volumes of 1e-9 and centers of
+    // 1e-3.
+    EXPECT_NEAR(report.volume, 1, 1e-15);
+    EXPECT_NEAR(report.centroid.x(), (1 << 20) + 0.5, 1e-9);
+    EXPECT_NEAR(report.centroid.z(), 0.5 - (1 << 20), 1e-9);
 }
 
 TYPED_TEST(MeshReportTyped, FlatSoupHasNoCenter)

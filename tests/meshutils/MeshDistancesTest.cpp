@@ -168,13 +168,9 @@ TEST_P(DistancesOnRealMeshes, AreThoseOfBruteForceAndTheirSignsThoseOfSolidAngle
         const auto [expected, count] = NearestAndCount(mesh, cloud[i]);
         EXPECT_NEAR(std::fabs(distances[i]), expected, 1e-10 * (1 + expected));
         EXPECT_NEAR(squared[i], expected * expected, 1e-9 * (1 + expected * expected));
-        // Where an edge is nearest, one of its triangles decides, which may see the point from
-        // behind although it is outside: a rule with a test of its own.
-        if (count == 1) {
-            const bool isInside = WindingNumber(mesh, cloud[i]) > 0.5;
-            EXPECT_EQ(distances[i] < 0, isInside) << i;
-            ++(isInside ? inside : outside);
-        }
+        const bool isInside = WindingNumber(mesh, cloud[i]) > 0.5;
+        EXPECT_EQ(distances[i] < 0, isInside) << i << ", nearest to " << count;
+        ++(isInside ? inside : outside);
     }
     EXPECT_GT(inside, 0);
     EXPECT_GT(outside, 0);
@@ -186,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(Parts, DistancesOnRealMeshes,
                                          RealMesh{"meshes_nist/nist_ftc_11_asme1_rb.stl", 20},
                                          RealMesh{"meshes_organic/spot.stl", 8}));
 
-TEST(CloudDistancesToMesh, AtASharpEdgeTheLowerNumberOfTheNearestDecides)
+TEST(CloudDistancesToMesh, OffTheEdgeOfABladeIsOutsideWhicheverFaceComesFirst)
 {
     // A wedge of 40 degrees with its edge along Y: a point straight in front of one face, and just
     // over the edge, is behind the plane of the other face.
@@ -203,7 +199,56 @@ TEST(CloudDistancesToMesh, AtASharpEdgeTheLowerNumberOfTheNearestDecides)
         const std::vector<int>& last = isLeftFirst ? toTheRight : toTheLeft;
         indices.insert(indices.end(), last.begin(), last.end());
         const auto distance = MeshUtils::CloudDistancesToMesh(points, indices, {probe}, false)[0];
-        EXPECT_DOUBLE_EQ(distance, isLeftFirst ? -1.0 : 1.0);
+        EXPECT_DOUBLE_EQ(distance, 1.0);
+    }
+}
+
+/// A ball whose points stand out and back by turns: spikes, pits and edges of any angle.
+IndexedMesh Hedgehog(std::uint64_t seed)
+{
+    Random random(seed);
+    IndexedMesh mesh = Support::Sphere(1);
+    for (Vec3d& p : mesh.points) {
+        p = p * random.Between(0.1, 2);
+    }
+    return mesh;
+}
+
+TEST(CloudDistancesToMesh, SignsAreThoseOfSolidAnglesAtSpikesAndPits)
+{
+    for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+        const IndexedMesh body = Hedgehog(seed);
+        IndexedMesh soup = body; // every third triangle twice, and none shares a point
+        for (std::size_t i = 0; i + 2 < body.indices.size(); i += 9) {
+            for (std::size_t k : {1U, 2U, 0U}) {
+                soup.indices.push_back(body.indices[i + k]);
+            }
+        }
+        soup.points.clear();
+        for (int& index : soup.indices) {
+            soup.points.push_back(body.points[static_cast<std::size_t>(index)]);
+            index = static_cast<int>(soup.points.size()) - 1;
+        }
+        for (const Vec3d& p : CloudAround(body, 60, seed)) {
+            const bool isInside = WindingNumber(body, p) > 0.5;
+            EXPECT_EQ(Distances(body, {p})[0] < 0, isInside) << p;
+            EXPECT_EQ(Distances(soup, {p})[0] < 0, isInside) << p;
+            EXPECT_EQ(Distances(Turned(body), {p})[0] < 0, !isInside) << p;
+            const Vec3d far(1e6, -3e6, 2e6);
+            EXPECT_EQ(Distances(Moved(body, far), {p + far})[0] < 0, isInside) << p;
+            EXPECT_EQ(Distances(Moved(body, {}, 1e-4), {p * 1e-4})[0] < 0, isInside) << p;
+        }
+    }
+}
+
+TEST(CloudDistancesToMesh, SignsAreRightWhereBodiesTouch)
+{
+    // Two cubes along an edge, and from corner to corner.
+    for (const Vec3d& step : {Vec3d(1, 1, 0), Vec3d(1, 1, 1)}) {
+        const IndexedMesh both = Support::Together(Support::Cube(), Moved(Support::Cube(), step));
+        for (const Vec3d& p : CloudAround(both, 300, 4)) {
+            EXPECT_EQ(Distances(both, {p})[0]<0, WindingNumber(both, p)> 0.5) << p;
+        }
     }
 }
 
@@ -355,8 +400,7 @@ TEST(SignedDistancesToMesh, AreThoseOfTheMeshByATreeAtHand)
     cloud.push_back({kNaN, 0, 0});
     const Tree::QOFTriangleTree<3, double> tree(mesh.points, mesh.indices);
     const auto expected = Distances(mesh, cloud);
-    const auto distances =
-        MeshUtils::SignedDistancesToMesh(tree, mesh.points, mesh.indices, cloud);
+    const auto distances = MeshUtils::SignedDistancesToMesh(tree, mesh.points, mesh.indices, cloud);
     ASSERT_EQ(distances.size(), expected.size());
     for (std::size_t i = 0; i + 1 < cloud.size(); ++i) {
         EXPECT_EQ(distances[i], expected[i]) << i;

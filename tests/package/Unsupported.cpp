@@ -110,6 +110,8 @@ void Bounds(const Points<2, double>& points, const Points<2, int>& whole)
     (void)Bounding::BoxOfPoints(whole);                    // refused: BoxOfPoints
     (void)Bounding::BoundingCircleOfPoints(points, false);
     (void)Bounding::BoundingCircleOfPoints(whole, false);  // refused: BoundingCircleOfPoints
+    (void)Bounding::EnclosingBall(points);
+    (void)Bounding::EnclosingBall(whole);                  // refused: EnclosingBall
     (void)Bounding::ConvexHull(points, false);
     (void)Bounding::ConvexHull(whole, false);              // refused: ConvexHull
 }

@@ -103,6 +103,150 @@ TYPED_TEST(PlanarOffsetTest, NeckParts)
     EXPECT_TRUE(PlanarOffset(bone, T(-3.5), kTol<T>).empty());
 }
 
+// The tool fits exactly: in the two squares it runs round, and through the slot along its middle.
+// The circuit of a square is its inner square of 4 less the two corners of the slot, whose quarter
+// discs of radius 1 reach into it from a point 1 outside of its edge; they touch in the middle of
+// the slot.
+TYPED_TEST(PlanarOffsetTest, SlotAsWideAsTheToolIsALineBetweenClosedCurves)
+{
+    using T = TypeParam;
+    const auto bone = Lines<T>({{0, 0},
+                                {6, 0},
+                                {6, 2},
+                                {10, 2},
+                                {10, 0},
+                                {16, 0},
+                                {16, 6},
+                                {10, 6},
+                                {10, 4},
+                                {6, 4},
+                                {6, 6},
+                                {0, 6},
+                                {0, 0}});
+    for (const T sense : {T(1), T(-1)}) {
+        auto source = bone;
+        if (sense < 0) {
+            std::reverse(source.elements.begin(), source.elements.end());
+            for (auto& element : source.elements) {
+                element.Reverse();
+            }
+        }
+        auto offset = PlanarOffset(source, -sense, kTol<T>);
+        ASSERT_EQ(offset.size(), 3U);
+        ExpectAtDistance(offset, bone, 1, 10 * kNear<T>);
+        const auto line = std::find_if(offset.begin(), offset.end(),
+                                       [](const auto& chain) { return !chain.IsClosed(); });
+        ASSERT_NE(line, offset.end());
+        ASSERT_EQ(line->elements.size(), 1U);
+        EXPECT_NEAR(line->elements[0].Length(), 4, 10 * kNear<T>);
+        offset.erase(line);
+        ExpectClosed(offset, 2);
+        // Both run against the outline, and so clockwise: that of the reversed one is. The part of
+        // the circuit beside the slot, from x = 5 to 6, lies between the two quarter circles about
+        // the corners of the slot.
+        const double area = 4 * 4 + (2 - kHalfTurn / 2);
+        EXPECT_NEAR(AreaOf(offset[0]), -area, 100 * kNear<T>);
+        EXPECT_NEAR(AreaOf(offset[1]), -area, 100 * kNear<T>);
+    }
+}
+
+// Slots of exactly the width of the tool that end at walls: the curve round the comb is closed and
+// runs as the comb does, and each slot has its center line.
+TYPED_TEST(PlanarOffsetTest, SlotsAsWideAsTheToolHangOnOneClosedCurve)
+{
+    using T = TypeParam;
+    std::vector<VecBase<2, T>> points{{0, 0}, {10, 0}};
+    for (int slot = 4; slot >= 0; --slot) {
+        points.emplace_back(T(2 * slot + 2), T(5));
+        points.emplace_back(T(2 * slot + 1), T(5));
+        points.emplace_back(T(2 * slot + 1), T(1));
+        points.emplace_back(T(2 * slot), T(1));
+    }
+    points.emplace_back(T(0), T(0));
+    const auto comb = Lines<T>(points);
+    const auto offset = PlanarOffset(comb, T(0.5), kTol<T>);
+    ExpectAtDistance(offset, comb, 0.5, 10 * kNear<T>);
+    std::size_t closedCount = 0;
+    double lines = 0;
+    for (const auto& chain : offset) {
+        if (chain.IsClosed()) {
+            ++closedCount;
+            EXPECT_GT(AreaOf(chain), 0);
+        } else {
+            ASSERT_EQ(chain.elements.size(), 1U);
+            lines += static_cast<double>(chain.elements[0].Length());
+        }
+    }
+    EXPECT_EQ(closedCount, 1U);
+    EXPECT_NEAR(lines, 4 * 3.5, 100 * kNear<T>); // the fifth notch has no wall on its left
+}
+
+// Two arcs in three parts each: where the middle parts alone are left, both of them are.
+TYPED_TEST(PlanarOffsetTest, LensOfTwoArcsKeepsBoth)
+{
+    using T = TypeParam;
+    // About (0, -8) and (0, 8) with radius 10, through (6, 0) and (-6, 0).
+    const double from = std::atan2(8.0, 6.0);
+    const double third = (kHalfTurn - 2 * from) / 3;
+    PolyArcSegBase<T> lens;
+    lens.tolerance = T(1e-5);
+    for (const double side : {-1.0, 1.0}) {
+        for (int i = 0; i < 3; ++i) {
+            const double angle = (side > 0 ? kHalfTurn : 0.0) + from + i * third;
+            lens.AppendArc({T(0), T(8 * side)},
+                           {T(10 * std::cos(angle)), T(8 * side + 10 * std::sin(angle))},
+                           T(10 * third));
+        }
+    }
+    ASSERT_TRUE(lens.IsClosed());
+    // Two circles of radius 8.1 whose centers are 16 apart: twice the segment of a circle.
+    const double half = std::acos(8 / 8.1);
+    const double area = 8.1 * 8.1 * (2 * half - std::sin(2 * half));
+    const auto offset = PlanarOffset(lens, T(-1.9), kTol<T>);
+    ExpectClosed(offset, 1);
+    ExpectAtDistance(offset, lens, 1.9, 10 * kNear<T>);
+    EXPECT_EQ(offset[0].elements.size(), 2U);
+    EXPECT_NEAR(AreaOf(offset[0]), -area, 1e3 * kNear<T>);
+}
+
+// The slot is wider than the tool by twice what counts as joined, so that the step beside its mouth
+// is as long as a joint: a piece that connects its neighbors or fits at either of its ends, as
+// rounding has it. It must not turn the curve round, nor open it.
+TEST(PlanarOffsetDouble, PiecesAsShortAsJointsDoNotTurnTheCurve)
+{
+    for (const double size : {0.01, 1.0, 1000.0}) {
+        for (const double part : {1.0, 1.2, 2.0}) {
+            SCOPED_TRACE(testing::Message() << size << ", " << part);
+            auto bone = Lines<double>({{0, 0},
+                                       {4, 0},
+                                       {4, 1},
+                                       {8, 1},
+                                       {8, 0},
+                                       {12, 0},
+                                       {12, 4},
+                                       {8, 4},
+                                       {8, 3},
+                                       {4, 3},
+                                       {4, 4},
+                                       {0, 4},
+                                       {0, 0}});
+            for (auto& element : bone.elements) {
+                element = Geometry::SegBase<double>{element.StartPoint() * size,
+                                                    element.EndPoint() * size};
+            }
+            const auto offset = PlanarOffset(bone, (1e-7 * part - 1) * size, 1e-6 * size);
+            ExpectClosed(offset, 1);
+            // Each circuit is an inner square of 2 and what lies between the quarter circles beside
+            // it.
+            double area = 0;
+            for (const auto& chain : offset) {
+                area += AreaOf(chain);
+            }
+            EXPECT_NEAR(area / (size * size), -2 * (2 * 2 + (2 - kHalfTurn / 2)), 2e-5);
+        }
+    }
+}
+
 TYPED_TEST(PlanarOffsetTest, RoundedSquareWithItsArcsGone)
 {
     using T = TypeParam;

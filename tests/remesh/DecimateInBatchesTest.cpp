@@ -69,6 +69,37 @@ TEST(DecimateInBatches, AFlatSheetComesDownToItsCorners)
     EXPECT_LE(result.report.deviation, 1e-9);
 }
 
+TEST(DecimateInBatches, CornersOfAFlatSheetStayWhereTheyAre)
+{
+    // With all their bits, also where none of them is a round number: turned, and far away.
+    const Vec3d ex = Normalized(Vec3d(3, 1, 2), 0.0);
+    const Vec3d ey = Normalized(Vec3d(-1, 3, 0) ^ ex, 0.0);
+    for (const int turned : {0, 1, 2}) {
+        for (const auto& [nx, ny] : {std::pair{30, 20}, std::pair{7, 64}, std::pair{1, 9}}) {
+            IndexedMesh sheet = Support::Grid(nx, ny);
+            std::vector<Vec3d> corners;
+            for (Vec3d& p : sheet.points) {
+                const bool isCorner = (p.x() == 0 || p.x() == nx) && (p.y() == 0 || p.y() == ny);
+                p = turned > 0 ? ex * (0.3 * p.x()) + ey * (0.7 * p.y()) : p;
+                p += turned > 1 ? Vec3d(1e6, -2e6, 1e6) : Vec3d();
+                if (isCorner) {
+                    corners.push_back(p);
+                }
+            }
+            ASSERT_EQ(corners.size(), 4U);
+            for (const double tolerance : {1e-6, 0.01}) {
+                const Decimated result = Decimate(sheet, 40, 0, tolerance);
+                for (const Vec3d& corner : corners) {
+                    EXPECT_EQ(
+                        std::count(result.mesh.points.begin(), result.mesh.points.end(), corner), 1)
+                        << turned << ' ' << nx << ' ' << ny << ' ' << tolerance;
+                }
+                EXPECT_EQ(result.mesh.indices.size() / 3, 2U);
+            }
+        }
+    }
+}
+
 TEST(DecimateInBatches, ASphereWithinATolerance)
 {
     const IndexedMesh sphere = Support::Sphere(5);
