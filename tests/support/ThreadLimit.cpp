@@ -3,6 +3,8 @@
 #ifdef SORVANE_TEST_TBB
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/task_arena.h>
+#else
+#include <Velk/ThreadLimit_E.h>
 #endif
 
 namespace Support {
@@ -29,8 +31,9 @@ bool CanLimitThreads()
     return false;
 }
 
-void WithThreads(int, const std::function<void()>& function)
+void WithThreads(int threads, const std::function<void()>& function)
 {
+    const Velk::ThreadLimit limit(threads);
     function();
 }
 

@@ -5,11 +5,10 @@
 
 namespace Support {
 
-/// False with the plain threads that the thread sanitizer uses, whose number cannot be set.
+/// False with the plain threads that the thread sanitizer uses, of which there are no more than processors.
 bool CanLimitThreads();
 
-/// Runs `function` so that the library uses `threads` threads at most; just runs it where that cannot be
-/// set.
+/// Runs `function` so that the library uses `threads` threads at most.
 void WithThreads(int threads, const std::function<void()>& function);
 
 } // namespace Support
