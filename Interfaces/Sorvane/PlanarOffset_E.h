@@ -114,7 +114,9 @@ template <class T> struct SORVANE_API PocketPlan {
 /// first + 2 step and so on, until one is empty.
 ///
 /// Walls are closed, and run either way; islands may overlap each other and the outline, and what an island
-/// covers is no pocket. Every ring has all curves of its distance, of which there may be several; they run
+/// covers is no pocket. One that runs there and back, as a fence does, covers nothing and leaves room on
+/// either side of it. Of an outline that crosses itself, the pocket is what it runs round in the direction
+/// in which it encloses more. Every ring has all curves of its distance, of which there may be several; they run
 /// against the walls: clockwise along the outline, counter-clockwise about islands, so that the wall lies to
 /// the left of travel. `tol` and the curves are those of `WallOffsets`. A step above the radius
 /// of the tool leaves material between the rings.
