@@ -320,6 +320,23 @@ TYPED_TEST(PocketRingsTest, OutlineThatCrossesItself)
     }
 }
 
+// Pockets of hardly more area than the disc of the tool: a circle, and a square about it.
+TYPED_TEST(PocketRingsTest, PocketsHardlyWiderThanTheTool)
+{
+    using T = TypeParam;
+    const double pi = std::acos(-1.0);
+    PolyArcSegBase<T> circle;
+    circle.tolerance = kTol<T>;
+    circle.elements.push_back(
+        ArcSegBase<T>(ArcBase<T>{{0, 0}, {T(1.01), 0}, static_cast<T>(2 * pi * 1.01)}));
+    const auto round = Rings<T>(circle, {}, 1, 1);
+    ASSERT_EQ(round.rings.size(), 1U);
+    EXPECT_NEAR(Length(round.rings[0]), 2 * pi * 0.01, kOff<T>);
+    const auto square = Rings<T>(Rectangle<T>(-1.01, -1.01, 1.01, 1.01), {}, 1, 1);
+    ASSERT_EQ(square.rings.size(), 1U);
+    EXPECT_NEAR(Length(square.rings[0]), 0.08, kOff<T>);
+}
+
 TYPED_TEST(PocketRingsTest, OpenWallsAndWallsWithoutRoom)
 {
     using T = TypeParam;
