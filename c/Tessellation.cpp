@@ -255,8 +255,11 @@ sorvane_status sorvane_delaunay(const double* points, size_t count, const int* e
             if (!IsStopped()) {
                 mesher.ExtractMesh(all, triangles);
             }
-        } else if (count == 2 && AreOnePoint(given[0], given[1])) {
-            Failed("point 1 repeats another one", 1);
+        } else if (count == 2) {
+            const std::vector<VecBase<2, double>> placed = Enlarged(given); // as for more of them
+            if (AreOnePoint(placed[0], placed[1])) {
+                Failed("point 1 repeats another one", 1);
+            }
         }
         return Made(mesh, MeshInSpace(given, std::move(triangles)));
     });

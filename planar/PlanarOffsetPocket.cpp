@@ -53,18 +53,20 @@ bool IsClosed(const PolyArcSegBase<T>& chain)
     return size <= Math::Impl::kLargestCoordinate && joined.IsClosed();
 }
 
-/// Half the lesser extent of the chain's box, within which every disc inside the chain has its
-/// radius.
+struct Box {
+    Vec2d low;
+    Vec2d high;
+};
+
 template <class T>
-double WidestDisc(const PolyArcSegBase<T>& chain)
+Box BoxOf(const PolyArcSegBase<T>& chain)
 {
     constexpr double kFar = std::numeric_limits<double>::infinity();
-    Vec2d low(kFar, kFar);
-    Vec2d high(-kFar, -kFar);
+    Box box{Vec2d(kFar, kFar), Vec2d(-kFar, -kFar)};
     const auto include = [&](const VecBase<2, T>& point) {
         for (int axis = 0; axis < 2; ++axis) {
-            low[axis] = std::min(low[axis], static_cast<double>(point[axis]));
-            high[axis] = std::max(high[axis], static_cast<double>(point[axis]));
+            box.low[axis] = std::min(box.low[axis], static_cast<double>(point[axis]));
+            box.high[axis] = std::max(box.high[axis], static_cast<double>(point[axis]));
         }
     };
     for (const ArcSegBase<T>& element : chain.elements) {
@@ -76,7 +78,82 @@ double WidestDisc(const PolyArcSegBase<T>& chain)
             }
         }
     }
-    return 0.5 * std::min(high.x() - low.x(), high.y() - low.y());
+    return box;
+}
+
+/// Does the point lie to the left of the line from `start` to `end`? One on the line lies where it
+/// would a little farther up or, beside a line that is not level, a little farther right.
+bool IsLeftOf(const Vec2d& point, const Vec2d& start, const Vec2d& end)
+{
+    const double turn = (end - start) ^ (point - start);
+    if (turn != 0.0) {
+        return turn > 0.0;
+    }
+    return end.y() != start.y() ? end.y() < start.y() : end.x() > start.x();
+}
+
+/// By how often an edge crosses the ray to the right of the point, upward ones counted as 1,
+/// downward ones as -1.
+int CrossingsOf(const Vec2d& start, const Vec2d& end, const Vec2d& point)
+{
+    const bool isUpward = start.y() <= point.y() && point.y() < end.y();
+    const bool isDownward = end.y() <= point.y() && point.y() < start.y();
+    if (!isUpward && !isDownward) {
+        return 0;
+    }
+    return isUpward == IsLeftOf(point, start, end) ? (isUpward ? 1 : -1) : 0;
+}
+
+/// What an arc adds to the windings about a point that lies off it: the crossings of chords of a
+/// quarter turn or less, and one more turn when the point lies between such a chord and the arc.
+/// That is within half a chord of its middle, and so a short chord whose direction is but rounding
+/// tells of no point farther away. More than two turns count as one or two.
+template <class T>
+int CrossingsOf(const ArcBase<T>& arc, const Vec2d& end, const Vec2d& point)
+{
+    const Vec2d center = Widened(arc.center);
+    const Vec2d spoke = Widened(arc.start) - center;
+    const double radius = Vector::Length(spoke);
+    double sweep = radius > 0 ? static_cast<double>(arc.length) / radius : 0.0;
+    if (std::fabs(sweep) > 4 * kPi<double>) {
+        sweep = std::fmod(sweep, 2 * kPi<double>) + std::copysign(2 * kPi<double>, sweep);
+    }
+    const bool isInDisc = Vector::Length(point - center) < radius;
+    const double parts = std::ceil(std::fabs(sweep) / (0.5 * kPi<double>));
+    int crossings = 0;
+    Vec2d from = Widened(arc.start);
+    for (double part = 1.0; part <= parts; ++part) {
+        const double c = std::cos(sweep * part / parts);
+        const double s = std::sin(sweep * part / parts);
+        const Vec2d to = part < parts ? center + Vec2d(c * spoke.x() - s * spoke.y(),
+                                                       s * spoke.x() + c * spoke.y())
+                                      : end;
+        crossings += CrossingsOf(from, to, point);
+        const bool isNear = Vector::Length(point * 2.0 - from - to) <= Vector::Length(to - from);
+        if (isInDisc && isNear && IsLeftOf(point, from, to) != (sweep > 0)) {
+            crossings += sweep > 0 ? 1 : -1;
+        }
+        from = to;
+    }
+    return parts > 0 ? crossings : CrossingsOf(from, end, point);
+}
+
+/// How often a closed chain runs counter-clockwise about a point that lies off it. Where it runs
+/// there and back nothing is left of that, and neither of its two sides counts.
+template <class T>
+int WindingAbout(const PolyArcSegBase<T>& chain, const Vec2d& point)
+{
+    int winding = 0;
+    Vec2d before = Widened(chain.elements.back().EndPoint());
+    for (const ArcSegBase<T>& element : chain.elements) {
+        const Vec2d start = Widened(element.StartPoint());
+        const Vec2d end = Widened(element.EndPoint());
+        winding += CrossingsOf(before, start, point);
+        const ArcBase<T>* const arc = element.AsArc();
+        winding += arc != nullptr ? CrossingsOf(*arc, end, point) : CrossingsOf(start, end, point);
+        before = end;
+    }
+    return winding;
 }
 
 /// The walls of a pocket, which lies to the left of all of them, the outline first.
@@ -92,8 +169,13 @@ public:
         for (const ArcSegBase<T>& element : walls_.front().elements) {
             size_ = std::max(size_, SizeOf(element));
         }
-        // Rounding may make the outline wider than it is.
-        widest_ = WidestDisc(walls_.front()) + RoundingAt<T>(size_);
+        for (const PolyArcSegBase<T>& wall : walls_) {
+            boxes_.push_back(BoxOf(wall));
+        }
+        // No disc inside the outline has a radius of more than half the lesser extent of its box;
+        // rounding may make that wider than it is.
+        const Vec2d extent = boxes_.front().high - boxes_.front().low;
+        widest_ = 0.5 * std::min(extent.x(), extent.y()) + RoundingAt<T>(size_);
     }
 
     bool AreClosed() const { return std::all_of(walls_.begin(), walls_.end(), IsClosed<T>); }
@@ -115,17 +197,32 @@ public:
         auto offsets = WallOffsets(walls_, distances, tol);
         for (std::vector<PolyArcSegBase<T>>& curves : offsets) {
             std::erase_if(curves, [&](const PolyArcSegBase<T>& curve) {
-                return !std::all_of(walls_.begin(), walls_.end(), [&](const auto& wall) {
-                    return PointInPolyArcSegSpace<T>(wall, curve.elements.front().StartPoint(),
-                                                     true, nullptr);
-                });
+                return !IsInPocket(Widened(curve.elements.front().StartPoint()));
             });
         }
         return offsets;
     }
 
 private:
+    /// For a point off the walls.
+    bool IsInPocket(const Vec2d& point) const
+    {
+        if (WindingAbout(walls_.front(), point) <= 0) {
+            return false;
+        }
+        for (std::size_t island = 1; island < walls_.size(); ++island) {
+            const Box& box = boxes_[island]; // most islands are told by these
+            const bool isAside = point.x() < box.low.x() || point.x() > box.high.x() ||
+                                 point.y() < box.low.y() || point.y() > box.high.y();
+            if (!isAside && WindingAbout(walls_[island], point) != 0) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     std::vector<PolyArcSegBase<T>> walls_;
+    std::vector<Box> boxes_; // of the walls
     double size_ = 0.0;
     double widest_ = 0.0;
 };

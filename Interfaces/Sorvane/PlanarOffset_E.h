@@ -31,8 +31,10 @@ namespace Velk::Math::Sorvane::Planar {
 ///
 /// Curves run as the chain does, or against it for a negative distance, whatever they are made of;
 /// only where pieces meet head to head, as beside a chain that crosses itself, is one turned round.
-/// Two that touch in a point are two. A slot of exactly the width of the tool, to within the linking,
-/// leaves its center line as an open curve of its own beside the closed ones.
+/// Where the room beside them narrows to a point, two curves touch there; where they touch from their
+/// other sides, as about two posts, they may also come as one that runs through the point twice. A slot of
+/// exactly the width of the tool, to within the linking, leaves its center line as an open curve of its
+/// own beside the closed ones.
 ///
 /// Of a chain of one or two elements the linking is that of `CombineArcsSegs`, which loses elements
 /// between whose ends another one runs, and so a full circle has no offset, two half circles give one
@@ -114,7 +116,9 @@ template <class T> struct SORVANE_API PocketPlan {
 /// first + 2 step and so on, until one is empty.
 ///
 /// Walls are closed, and run either way; islands may overlap each other and the outline, and what an island
-/// covers is no pocket. Every ring has all curves of its distance, of which there may be several; they run
+/// covers is no pocket. One that runs there and back, as a fence does, covers nothing and leaves room on
+/// either side of it. Of an outline that crosses itself, the pocket is what it runs round in the direction
+/// in which it encloses more. Every ring has all curves of its distance, of which there may be several; they run
 /// against the walls: clockwise along the outline, counter-clockwise about islands, so that the wall lies to
 /// the left of travel. `tol` and the curves are those of `WallOffsets`. A step above the radius
 /// of the tool leaves material between the rings.

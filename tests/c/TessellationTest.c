@@ -163,6 +163,15 @@ static void delaunay(void)
         CHECK(triangles_of(mesh) == 0 && points_of(mesh) == i);
         sorvane_mesh_free(mesh);
     }
+    /* Two points are told apart as three of that size are. */
+    {
+        const double tiny[6] = {0, 0, 1e-13, 0, 0, 1e-13};
+        for (i = 2; i < 4; ++i) {
+            CHECK_OK(sorvane_delaunay(tiny, i, NULL, 0, 0, &mesh, &error));
+            CHECK(triangles_of(mesh) == i - 2 && points_of(mesh) == i);
+            sorvane_mesh_free(mesh);
+        }
+    }
     {
         const double place[8] = {3, 3, 3, 3, 3, 3, 3, 3};
         const double huge[6] = {0, 0, 1e200, 0, 0, 1};

@@ -221,6 +221,122 @@ TYPED_TEST(PocketRingsTest, EndsWithAReason)
     EXPECT_EQ(PocketRings<T>(square, {}, {T(1), T(1), 100}, inf).end, PocketEnd::BadSteps);
 }
 
+// A wall without width covers nothing, and what lies on either side of it is pocket.
+TYPED_TEST(PocketRingsTest, ThinWallsPartThePocket)
+{
+    using T = TypeParam;
+    using Point = VecBase<2, T>;
+    const auto square = Rectangle<T>(-10, -10, 10, 10);
+    const auto lengthsOf = [](const PocketPlan<T>& plan) {
+        std::vector<double> lengths;
+        for (const auto& ring : plan.rings) {
+            lengths.push_back(Length(ring));
+        }
+        return lengths;
+    };
+    const auto expectLengths = [&](const PolyArcSegBase<T>& outline, const Chains<T>& islands,
+                                   const std::vector<double>& expected) {
+        const auto plan = Rings<T>(outline, islands, 1.5, 1.5, static_cast<int>(expected.size()));
+        const auto lengths = lengthsOf(plan);
+        ASSERT_EQ(lengths.size(), expected.size());
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            EXPECT_NEAR(lengths[i], expected[i], kOff<T>) << i;
+        }
+    };
+    // Two halves of 20 by 10: rectangles of 17 by 7 and of 14 by 4, whichever way the wall runs and
+    // whether it ends at the outline or beyond.
+    for (const T end : {T{10}, T{-10}, T{15}}) {
+        const auto wall = Lines<T>({{-end, T{0}}, {end, T{0}}, {-end, T{0}}});
+        expectLengths(square, {wall}, {96, 72});
+        // Four quarters: squares of 7 and of 4.
+        const auto other = Lines<T>({{T{0}, -end}, {T{0}, end}, {T{0}, -end}});
+        expectLengths(square, {wall, other}, {112, 64});
+    }
+    // As a slit of the outline.
+    expectLengths(
+        Lines<T>(
+            {{-10, -10}, {0, -10}, {0, 10}, {0, -10}, {10, -10}, {10, 10}, {-10, 10}, {-10, -10}}),
+        {}, {96, 72});
+    // One that ends inside: round its tip runs half a circle of the distance.
+    const auto poking = Lines<T>({Point(-15, 0), Point(-5, 0), Point(-15, 0)});
+    const double pi = std::acos(-1.0);
+    expectLengths(square, {poking}, {4 * 17 - 3 + 2 * 3.5 + 1.5 * pi, 4 * 14 - 6 + 2 * 2 + 3 * pi});
+}
+
+// Circles as two halves and as one element, islands over each other, and outlines of arcs that
+// bulge beyond their chords: the rings keep their distance from all and stay inside.
+TYPED_TEST(PocketRingsTest, RoundWallsCoverWhatTheyEnclose)
+{
+    using T = TypeParam;
+    const auto circle = [](double x, double y, double r, int parts) {
+        PolyArcSegBase<T> chain;
+        chain.tolerance = kTol<T>;
+        const double sweep = 2 * std::acos(-1.0) / parts;
+        for (int i = 0; i < parts; ++i) {
+            chain.elements.push_back(
+                ArcSegBase<T>(ArcBase<T>{{static_cast<T>(x), static_cast<T>(y)},
+                                         {static_cast<T>(x + r * std::cos(i * sweep)),
+                                          static_cast<T>(y + r * std::sin(i * sweep))},
+                                         static_cast<T>(sweep * r)}));
+        }
+        return chain;
+    };
+    for (const int parts : {1, 2, 3, 7}) {
+        // Inside of the larger island lies all of a smaller one, beside it one that overlaps it.
+        const Chains<T> islands{circle(1, 1, 4, parts), Turned(circle(3, -0.5, 1, parts)),
+                                circle(4, 3, 3, parts)};
+        const auto plan = Rings<T>(circle(0, 0, 12, parts), islands, 0.5, 0.5);
+        ASSERT_GT(plan.rings.size(), 4U);
+        for (const auto& ring : plan.rings) {
+            ASSERT_FALSE(ring.curves.empty());
+            for (const auto& curve : ring.curves) {
+                for (const auto& element : curve.elements) {
+                    const double x = static_cast<double>(element.StartPoint().x());
+                    const double y = static_cast<double>(element.StartPoint().y());
+                    const double d = static_cast<double>(ring.distance);
+                    EXPECT_LE(std::hypot(x, y), 12 - d + kOff<T>) << parts;
+                    EXPECT_GE(std::hypot(x - 1, y - 1), 4 + d - kOff<T>) << parts;
+                    EXPECT_GE(std::hypot(x - 4, y - 3), 3 + d - kOff<T>) << parts;
+                }
+            }
+        }
+        // Along the outline and about both islands, a curve each.
+        EXPECT_EQ(plan.rings.front().curves.size(), 2U) << parts;
+    }
+}
+
+// The two halves of an eight run opposite ways; the larger one is the pocket, and what lies beside
+// the other is none.
+TYPED_TEST(PocketRingsTest, OutlineThatCrossesItself)
+{
+    using T = TypeParam;
+    const auto eight = Lines<T>({{-10, -10}, {10, 10}, {10, -10}, {-10, 12}, {-10, -10}});
+    const auto plan = Rings<T>(eight, {}, 1, 1);
+    ASSERT_GE(plan.rings.size(), 3U);
+    for (const auto& ring : plan.rings) {
+        ASSERT_EQ(ring.curves.size(), 1U) << ring.distance;
+        EXPECT_TRUE(ring.curves.front().IsClosed());
+        EXPECT_LE(static_cast<double>(ring.curves.front().elements.front().StartPoint().x()), 0.5);
+    }
+}
+
+// Pockets of hardly more area than the disc of the tool: a circle, and a square about it.
+TYPED_TEST(PocketRingsTest, PocketsHardlyWiderThanTheTool)
+{
+    using T = TypeParam;
+    const double pi = std::acos(-1.0);
+    PolyArcSegBase<T> circle;
+    circle.tolerance = kTol<T>;
+    circle.elements.push_back(
+        ArcSegBase<T>(ArcBase<T>{{0, 0}, {T(1.01), 0}, static_cast<T>(2 * pi * 1.01)}));
+    const auto round = Rings<T>(circle, {}, 1, 1);
+    ASSERT_EQ(round.rings.size(), 1U);
+    EXPECT_NEAR(Length(round.rings[0]), 2 * pi * 0.01, kOff<T>);
+    const auto square = Rings<T>(Rectangle<T>(-1.01, -1.01, 1.01, 1.01), {}, 1, 1);
+    ASSERT_EQ(square.rings.size(), 1U);
+    EXPECT_NEAR(Length(square.rings[0]), 0.08, kOff<T>);
+}
+
 TYPED_TEST(PocketRingsTest, OpenWallsAndWallsWithoutRoom)
 {
     using T = TypeParam;

@@ -9,6 +9,7 @@
 
 #include <initializer_list>
 #include <limits>
+#include <set>
 
 namespace {
 
@@ -253,6 +254,45 @@ TEST(WallOffsetDouble, ExactFitIsALineThatComesOnce)
     EXPECT_EQ(offset, PlanarOffset(bone, -1.0, 1e-7));
 }
 
+// Where two corners narrow the room to a point there are two curves, one in each half, wherever the
+// wall starts and whichever way the room lies.
+TYPED_TEST(WallOffsetTest, RoomThatNarrowsToAPointHasTwoCurves)
+{
+    using T = TypeParam;
+    using Point = VecBase<2, T>;
+    for (int turn = 0; turn < 4; ++turn) {
+        std::vector<Point> corners{{-10, -5}, {0, -1}, {10, -5}, {10, 5}, {0, 1}, {-10, 5}};
+        for (Point& corner : corners) {
+            for (int i = 0; i < turn; ++i) {
+                corner = {-corner.y(), corner.x()};
+            }
+        }
+        const int along = turn % 2;
+        for (std::size_t start = 0; start < corners.size(); ++start) {
+            std::rotate(corners.begin(), corners.begin() + 1, corners.end());
+            auto closed = corners;
+            closed.push_back(corners.front());
+            const auto offset = WallOffset<T>({Lines<T>(closed)}, T{-1}, kTol<T>);
+            ASSERT_EQ(offset.size(), 2U) << turn << ' ' << start;
+            EXPECT_NEAR(AreaOf(offset[0]), AreaOf(offset[1]), 100 * kOff<T>);
+            EXPECT_LT(AreaOf(offset[0]), 0);
+            std::set<bool> halves;
+            for (const auto& curve : offset) {
+                EXPECT_TRUE(curve.IsClosed());
+                double least = 1e9;
+                double most = -1e9;
+                for (const auto& element : curve.elements) {
+                    least = std::min(least, static_cast<double>(element.StartPoint()[along]));
+                    most = std::max(most, static_cast<double>(element.StartPoint()[along]));
+                }
+                EXPECT_TRUE(least > -0.01 || most < 0.01) << least << ' ' << most;
+                halves.insert(most > 1);
+            }
+            EXPECT_EQ(halves.size(), 2U);
+        }
+    }
+}
+
 // --- several walls ------------------------------------------------------------------------------
 
 TYPED_TEST(WallOffsetTest, WallsTrimEachOther)
@@ -377,6 +417,33 @@ TYPED_TEST(WallOffsetTest, BadInputGivesNothing)
     EXPECT_TRUE(WallOffset<T>({hostile}, T(1), kTol<T>).empty());
     EXPECT_EQ(WallOffset<T>({hostile, circle}, T(1), kTol<T>),
               WallOffset<T>({circle}, T(1), kTol<T>));
+}
+
+// A ring that the tool fits exactly has its center circle from both of its walls, which run
+// opposite ways: it comes once, and runs as most of them do.
+TYPED_TEST(WallOffsetTest, CenterCircleRunsAsMostOfItsWalls)
+{
+    using T = TypeParam;
+    const auto circle = [](double radius) {
+        const auto r = static_cast<T>(radius);
+        return ChainOf<T>({ArcBase<T>{{0, 0}, {r, 0}, kCircle<T> * r}});
+    };
+    const auto inner = circle(1);
+    const auto outer = Turned(circle(5));
+    using Walls = std::vector<PolyArcSegBase<T>>;
+    const double area = 9 * kHalfTurn;
+    for (const Walls& walls :
+         {Walls{inner, outer, outer}, Walls{outer, inner, outer}, Walls{outer, outer, inner}}) {
+        const auto offset = WallOffset<T>(walls, T{2}, kTol<T>);
+        ASSERT_EQ(offset.size(), 1U);
+        EXPECT_NEAR(AreaOf(offset[0]), -area, 100 * kOff<T>);
+    }
+    for (const Walls& walls :
+         {Walls{inner, inner, outer}, Walls{inner, outer, inner}, Walls{outer, inner, inner}}) {
+        const auto offset = WallOffset<T>(walls, T{2}, kTol<T>);
+        ASSERT_EQ(offset.size(), 1U);
+        EXPECT_NEAR(AreaOf(offset[0]), area, 100 * kOff<T>);
+    }
 }
 
 TEST(WallOffsetDouble, CoincidentWallsCountOnce)
