@@ -164,8 +164,12 @@ MeshMeasures MeasureMesh(const IndexedPointsBase<3, T>& mesh)
     if (measures.volume != 0) {
         measures.centroid = isBalanced ? corner + body.Center() : body.Center();
     }
-    measures.low = all.low;
-    measures.high = all.high;
+    for (int axis = 0; axis < 3; ++axis) {
+        if (all.low[axis] <= all.high[axis]) { // else all of them are NaN
+            measures.low[axis] = all.low[axis];
+            measures.high[axis] = all.high[axis];
+        }
+    }
     return measures;
 }
 

@@ -84,6 +84,19 @@ Vec3d InwardOf(const std::array<Vec3d, 3>& corner)
         0.0);
 }
 
+/// Does `way`, of length 1, come out of the triangle's back?
+bool ComesFromBehind(const std::array<Vec3d, 3>& corner, const Vec3d& way)
+{
+    // Far from level the sign is plain beside all rounding, and no length is needed.
+    constexpr double kPlain = 1e-10;
+    const Vec3d ab = corner[1] - corner[0];
+    const Vec3d ac = corner[2] - corner[0];
+    const double along = Intersect::Impl::NormalOf(ac, ab) * way;
+    return along * along > kPlain * kPlain * (ab * ab) * (ac * ac)
+               ? along < 0.0
+               : InwardOf(corner) * way < -kFrontTolerance;
+}
+
 /// The share of a full turn that a triangle takes at one of its places, doubled: at a corner its
 /// angle, on an edge a half, inside it all.
 double AngleAt(const std::array<Vec3d, 3>& corner, const Vec3d& place, double slack)
@@ -142,18 +155,26 @@ bool IsBehind(const TriangleTree& tree, const std::vector<Vec3d>& points,
     };
     const double reach = slackOf(own);
     const Vec3d margin{reach, reach, reach};
-    std::vector<std::array<Vec3d, 3>> around;
-    bool areAtOne = true;
-    for (const int other : tree.GetPossibleBoxCollisions({nearest - margin, nearest + margin})) {
+    const std::vector<int> candidates =
+        tree.GetPossibleBoxCollisions({nearest - margin, nearest + margin});
+    const auto isAround = [&](const std::array<Vec3d, 3>& corner) {
+        return HasPlane(corner) && Length(Intersect::Impl::NearestOnTriangle(corner, nearest) -
+                                          nearest) <= std::max(reach, slackOf(corner));
+    };
+    // Mostly all agree, which is cheaper to see than which of them reach the place.
+    const bool areAtOne = std::none_of(candidates.begin(), candidates.end(), [&](int other) {
         const std::array<Vec3d, 3> corner = TriangleAt(points, indices, other);
-        if (HasPlane(corner) && Length(Intersect::Impl::NearestOnTriangle(corner, nearest) -
-                                       nearest) <= std::max(reach, slackOf(corner))) {
-            areAtOne = areAtOne && (InwardOf(corner) * way < -kFrontTolerance) == isBehind;
-            around.push_back(FromSmallest(corner));
-        }
-    }
+        return ComesFromBehind(corner, way) != isBehind && isAround(corner);
+    });
     if (areAtOne) {
         return isBehind;
+    }
+    std::vector<std::array<Vec3d, 3>> around;
+    for (const int other : candidates) {
+        const std::array<Vec3d, 3> corner = TriangleAt(points, indices, other);
+        if (isAround(corner)) {
+            around.push_back(FromSmallest(corner));
+        }
     }
     const auto key = [](const std::array<Vec3d, 3>& corner) {
         const auto& [a, b, c] = corner;

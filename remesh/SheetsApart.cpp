@@ -68,11 +68,17 @@ public:
             return std::tie(a.angle, a.apex, a.isUpward, a.place) <
                    std::tie(b.angle, b.apex, b.isUpward, b.place);
         });
-        leaves_.erase(std::unique(leaves_.begin(), leaves_.end(),
-                                  [](const Leaf& a, const Leaf& b) {
-                                      return a.apex == b.apex && a.isUpward == b.isUpward;
-                                  }),
-                      leaves_.end());
+        // A triangle given twice counts once, and its twin stays with it.
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < leaves_.size(); ++i) {
+            if (i > 0 && leaves_[i].apex == leaves_[kept - 1].apex &&
+                leaves_[i].isUpward == leaves_[kept - 1].isUpward) {
+                pairs.emplace_back(leaves_[kept - 1].place, leaves_[i].place);
+            } else {
+                leaves_[kept++] = leaves_[i];
+            }
+        }
+        leaves_.erase(leaves_.begin() + static_cast<std::ptrdiff_t>(kept), leaves_.end());
         if (leaves_.size() < 4) {
             return false;
         }
@@ -93,7 +99,7 @@ public:
         return true;
     }
 
-    std::vector<std::pair<int, int>> pairs; // places of half-edges
+    std::vector<std::pair<int, int>> pairs; // places of half-edges, of twins too
 
 private:
     /// Leaves closer together lie on each other.
@@ -112,16 +118,18 @@ private:
 bool TakeSheetsApart(const std::vector<Vec3d>& points, const std::vector<int>& indices,
                      Mesh::IndexedPointsBase<3, double>& apart)
 {
-    // What is no triangle has a subscript that no half-edge mesh takes.
+    // What half-edge meshes leave out has no edges here either.
     constexpr int kNoPoint = 0;
     std::vector<int> usable(indices.begin(),
                             indices.end() - static_cast<std::ptrdiff_t>(indices.size() % 3));
-    for (std::size_t i = 0; i < usable.size(); i += 3) {
-        for (std::size_t k = 0; k < 3; ++k) {
-            if (usable[i + k] < 0 || static_cast<std::size_t>(usable[i + k]) >= points.size()) {
-                std::fill_n(usable.begin() + static_cast<std::ptrdiff_t>(i), 3, kNoPoint);
-                break;
-            }
+    for (auto corner = usable.begin(); corner != usable.end(); corner += 3) {
+        const bool isTriangle =
+            corner[0] != corner[1] && corner[1] != corner[2] && corner[2] != corner[0] &&
+            std::all_of(corner, corner + 3, [&](int index) {
+                return index >= 0 && static_cast<std::size_t>(index) < points.size();
+            });
+        if (!isTriangle) {
+            std::fill_n(corner, 3, kNoPoint);
         }
     }
     const EdgeUses edges(usable);

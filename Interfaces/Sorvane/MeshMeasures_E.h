@@ -21,7 +21,7 @@ struct SORVANE_API MeshMeasures {
     VecBase<3, double> centroid;
 
     /// Least and greatest coordinates of the points that triangles use, NaN without triangles.
-    /// Coordinates that are NaN are passed over.
+    /// Coordinates that are NaN are passed over; an axis that has no others is NaN.
     VecBase<3, double> low;
     VecBase<3, double> high;
 

@@ -2,11 +2,14 @@
 
 #include <Sorvane/MeshMeasures_E.h>
 
+#include "tests/support/Random.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 
 #include <cmath>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -89,6 +92,40 @@ TYPED_TEST(MeasuresOf, ATriangleAloneHasTheVolumeToTheOrigin)
     EXPECT_NEAR(MeasureMesh(moved).volume, 9, 1e-14);
 }
 
+TEST(Measures, ASheetAcrossAnyAxisHasTheVolumeToTheOrigin)
+{
+    // Legs 3 and 3 at the distance 5: 9 / 2 * 5 / 3, and the other way about wound oppositely. The
+    // corners may begin with any of the three.
+    for (int axis = 0; axis < 3; ++axis) {
+        Vec3d a;
+        a[axis] = 5;
+        Vec3d b = a;
+        b[(axis + 1) % 3] = 3;
+        Vec3d c = a;
+        c[(axis + 2) % 3] = 3;
+        for (const std::vector<int>& order : {std::vector<int>{0, 1, 2}, {1, 2, 0}, {2, 0, 1}}) {
+            EXPECT_NEAR(MeasureMesh(IndexedPointsBase<3, double>{{a, b, c}, order}).volume, 7.5,
+                        1e-14);
+            EXPECT_NEAR(MeasureMesh(IndexedPointsBase<3, double>{{a, c, b}, order}).volume, -7.5,
+                        1e-14);
+        }
+    }
+    // To the last digit, however the corners are turned.
+    Support::Random random(2);
+    for (int i = 0; i < 50; ++i) {
+        const Vec3d a = random.Vector<3, double>(90, 110);
+        const Vec3d b = random.Vector<3, double>(90, 110);
+        const Vec3d c = random.Vector<3, double>(90, 110);
+        const std::vector<Vec3d> points{a, b, c};
+        const double volume = MeasureMesh(IndexedPointsBase<3, double>{points, {0, 1, 2}}).volume;
+        for (const auto& [order, sign] : std::vector<std::pair<std::vector<int>, double>>{
+                 {{1, 2, 0}, 1}, {{2, 0, 1}, 1}, {{0, 2, 1}, -1}, {{2, 1, 0}, -1}}) {
+            EXPECT_EQ(MeasureMesh(IndexedPointsBase<3, double>{points, order}).volume,
+                      sign * volume);
+        }
+    }
+}
+
 TEST(Measures, FarFromTheOriginABodyKeepsItsDigits)
 {
     // The coordinates are exact here, so the measures have no excuse.
@@ -102,6 +139,32 @@ TEST(Measures, FarFromTheOriginABodyKeepsItsDigits)
         EXPECT_NEAR(measures.centroid.y() + far, 0.5, ulp + 1e-15) << far;
         EXPECT_NEAR(measures.centroid.z() - far, 0.5, ulp + 1e-15) << far;
     }
+}
+
+TEST(Measures, FarBodiesOfRoundedCoordinatesAreMeasuredAboutACornerOfTheirOwn)
+{
+    // Taking a point from the others is exact here: beside the origin the same body.
+    Support::Random random(3);
+    for (int i = 0; i < 50; ++i) {
+        auto body = CornerTetrahedron<double>({0, 0, 0}, {1, 1, 1});
+        for (Vec3d& point : body.points) {
+            point += Vec3d(1e6, -1e6, 1e6) + random.Vector<3, double>(-0.2, 0.2);
+        }
+        auto near = body;
+        for (Vec3d& point : near.points) {
+            point = point - body.points[0];
+        }
+        EXPECT_NEAR(MeasureMesh(body).volume, MeasureMesh(near).volume, 1e-14);
+    }
+}
+
+TEST(Measures, ASmallOpenSheetBesideABodyHasItsVolumeToTheOrigin)
+{
+    // A triangle of area 5e-11 at 1e6 from the origin, and a closed body on the other side of it.
+    auto mesh = CornerTetrahedron<double>({-1e6, 0, 0}, {1, 1, 1});
+    mesh.points.insert(mesh.points.end(), {{1e6, 0, 0}, {1e6, 1e-5, 0}, {1e6, 0, 1e-5}});
+    mesh.indices.insert(mesh.indices.end(), {4, 5, 6});
+    EXPECT_NEAR(MeasureMesh(mesh).volume, 1.0 / 6 + 5e-5 / 3, 1e-9);
 }
 
 TEST(Measures, ManyFarTrianglesLoseNothingMore)
@@ -151,6 +214,19 @@ TYPED_TEST(MeasuresOf, WhatIsNotFiniteIsNotHidden)
         EXPECT_EQ(measures.low, Vec3d());
         EXPECT_EQ(measures.high.x(), 1);
     }
+}
+
+TYPED_TEST(MeasuresOf, AnAxisWithoutAnyNumberHasNoBounds)
+{
+    auto mesh = CornerTetrahedron<TypeParam>({1, 2, 3}, {1, 1, 1});
+    for (auto& point : mesh.points) {
+        point.y() = std::numeric_limits<TypeParam>::quiet_NaN();
+    }
+    const MeshMeasures measures = MeasureMesh(mesh);
+    EXPECT_TRUE(std::isnan(measures.low.y()));
+    EXPECT_TRUE(std::isnan(measures.high.y()));
+    EXPECT_EQ(measures.low.x(), 1);
+    EXPECT_EQ(measures.high.z(), 4);
 }
 
 TEST(Measures, ADegenerateTriangleAddsNothing)

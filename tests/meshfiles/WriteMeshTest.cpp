@@ -411,6 +411,32 @@ TEST(WriteMeshFlattened, WhatIsAPartInFloatsIsWritten)
     EXPECT_TRUE(WriteMesh(line, folder / "a.stl"));
 }
 
+TEST(WriteMeshFlattened, AHundredthOfTheAreaIsTheLimitAndTheFirstLossIsTold)
+{
+    // A sheet of area 500 - 5 or 490, and one of area 5 where floats are 64 apart.
+    std::vector<std::byte> bytes;
+    for (const double width : {99.0, 98.0}) {
+        IndexedPointsBase<3, double> mesh{
+            {{0, 0, 0}, {width, 0, 0}, {0, 10, 0}, {1e9, 0, 0}, {1e9 + 1, 0, 0}, {1e9, 10, 0}},
+            {0, 1, 2, 3, 4, 5}};
+        const auto result = WriteMesh(mesh, bytes, MeshFileForm::BinaryStl);
+        if (width == 99.0) {
+            EXPECT_TRUE(result);
+        } else {
+            EXPECT_EQ(result, Refusal(MeshFileError::Flattened, MeshFileForm::BinaryStl, 1));
+        }
+        for (int i = 0; i < 5000; ++i) {
+            mesh.indices.insert(mesh.indices.end(), {3, 4, 5});
+        }
+        EXPECT_EQ(WriteMesh(mesh, bytes, MeshFileForm::BinaryStl),
+                  Refusal(MeshFileError::Flattened, MeshFileForm::BinaryStl, 1));
+    }
+    // The last digit of a coordinate is no area that could be lost.
+    const IndexedPointsBase<3, double> line{
+        {{0, 1, 0}, {1, std::nextafter(1.0, 2.0), 0}, {2, 1, 0}}, {0, 1, 2}};
+    EXPECT_TRUE(WriteMesh(line, bytes, MeshFileForm::BinaryStl));
+}
+
 TEST(WriteMeshFlattened, AMeshOfFloatsLosesNothing)
 {
     Support::TemporaryFolder folder;

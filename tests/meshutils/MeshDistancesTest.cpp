@@ -241,6 +241,61 @@ TEST(CloudDistancesToMesh, SignsAreThoseOfSolidAnglesAtSpikesAndPits)
     }
 }
 
+TEST(CloudDistancesToMesh, ATipHasItsSignHoweverItsFacesAreCut)
+{
+    // A spike, the face beyond whose base edge k is cut into a fan of many triangles: they are more
+    // than those of the other faces, and no more of the turn round the tip.
+    constexpr int kCuts = 40;
+    const std::vector<Vec3d> base{{1, 0, 0}, {-0.5, 0.75, 0}, {-0.5, -0.75, 0}};
+    const auto spikeOf = [&](double height, std::size_t cut) {
+        IndexedMesh spike{{base[0], base[1], base[2], {0.25, 0.125, height}}, {}};
+        for (std::size_t k = 0; k < 3; ++k) {
+            const int from = static_cast<int>(k);
+            const int to = (from + 1) % 3;
+            int last = from;
+            for (int i = 1; i <= (k == cut ? kCuts : 1); ++i) {
+                int next = to;
+                if (k == cut && i < kCuts) {
+                    next = static_cast<int>(spike.points.size());
+                    const double share = double(i) / kCuts;
+                    spike.points.push_back(base[k] * (1 - share) + base[(k + 1) % 3] * share);
+                }
+                spike.indices.insert(spike.indices.end(), {last, next, 3});
+                if (k == 1) {
+                    spike.indices.insert(spike.indices.end(), {0, next, last});
+                }
+                last = next;
+            }
+        }
+        return spike;
+    };
+    for (const double height : {3.0, 12.0}) {
+        for (std::size_t cut = 0; cut < 3; ++cut) {
+            const IndexedMesh spike = spikeOf(height, cut);
+            SCOPED_TRACE(std::to_string(height) + ", face " + std::to_string(cut));
+            Random random(cut + 1);
+            int beside = 0;
+            for (int i = 0; i < 300; ++i) {
+                const Vec3d p = spike.points[3] + random.Vector<3, double>(-1, 1);
+                const bool isInside = WindingNumber(spike, p) > 0.5;
+                EXPECT_EQ(Distances(spike, {p})[0] < 0, isInside) << p;
+                EXPECT_EQ(Distances(Turned(spike), {p})[0] < 0, !isInside) << p;
+                beside += !isInside && p.z() < height + 0.25 ? 1 : 0;
+            }
+            EXPECT_GT(beside, 100);
+        }
+    }
+}
+
+TEST(CloudDistancesToMesh, OffASheetFoldedOntoItselfTheFirstTriangleTells)
+{
+    const std::vector<Vec3d> points{{0, 0, 0}, {2, 0, 0}, {0, 2, 0}};
+    for (const Vec3d& p : {Vec3d(1, -1, 0.5), Vec3d(-1, -1, 0.5), Vec3d(2, 2, 1)}) {
+        EXPECT_GT(Distances({points, {0, 1, 2, 0, 2, 1}}, {p})[0], 0) << p;
+        EXPECT_LT(Distances({points, {0, 2, 1, 0, 1, 2}}, {p})[0], 0) << p;
+    }
+}
+
 TEST(CloudDistancesToMesh, SignsAreRightWhereBodiesTouch)
 {
     // Two cubes along an edge, and from corner to corner.

@@ -163,4 +163,63 @@ TEST(SheetsApart, TrianglesGivenTwiceStillCountOnce)
     EXPECT_EQ(out, once);
 }
 
+/// A tetrahedron on the edges of whose base, numbered first, three others stand: each edge of that
+/// triangle has four triangles.
+IndexedMesh BodiesRoundATriangle()
+{
+    const auto tetrahedron = [](const Vec3d& a, const Vec3d& b, const Vec3d& c, const Vec3d& tip) {
+        return IndexedMesh{{a, b, c, tip}, {0, 2, 1, 0, 1, 3, 1, 2, 3, 2, 0, 3}};
+    };
+    const std::vector<Vec3d> base{{1, 0, 0}, {-0.5, 0.75, 0}, {-0.5, -0.75, 0}};
+    IndexedMesh mesh = tetrahedron(base[0], base[1], base[2], {0, 0, 1});
+    for (std::size_t i = 0; i < 3; ++i) {
+        const Vec3d& a = base[i];
+        const Vec3d& b = base[(i + 1) % 3];
+        const Vec3d beyond = (a + b) * 0.75;
+        mesh = Support::Together(
+            mesh, tetrahedron(b, a, beyond - Vec3d(0, 0, 1), beyond * 1.25 - Vec3d(0, 0, 0.25)));
+    }
+    FilterForUniqueness(mesh, 1e-12);
+    return mesh;
+}
+
+TEST(SheetsApart, ATriangleGivenTwiceCountsOnceWhereAllItsEdgesAreTakenApart)
+{
+    const IndexedMesh bodies = BodiesRoundATriangle();
+    IndexedMesh once;
+    Mesh::SplitLongMeshEdges(bodies, once, 0.5, true, 20);
+    EXPECT_TRUE(IsBalanced(once));
+    EXPECT_NEAR(Support::VolumeOf(once), Support::VolumeOf(bodies), 1e-12);
+    for (std::size_t count = 3; count <= bodies.indices.size(); count += 3) {
+        IndexedMesh twice = bodies;
+        twice.indices.insert(twice.indices.end(), bodies.indices.begin(),
+                             bodies.indices.begin() + static_cast<std::ptrdiff_t>(count));
+        IndexedMesh out;
+        Mesh::SplitLongMeshEdges(twice, out, 0.5, true, 20);
+        EXPECT_EQ(out, once) << count / 3;
+    }
+}
+
+TEST(SheetsApart, TriplesThatAreNoTrianglesLeaveAnEdgeToTheOthers)
+{
+    const IndexedMesh bodies = BodiesRoundATriangle();
+    IndexedMesh without;
+    Mesh::SplitLongMeshEdges(bodies, without, 0.5, true, 20);
+    for (std::size_t k = 0; k < 3; ++k) {
+        const int a = bodies.indices[k];
+        const int b = bodies.indices[(k + 1) % 3];
+        for (const std::vector<int>& triple :
+             {std::vector<int>{a, a, b}, {b, a, b}, {a, b, b}, {a, a, a}, {a, b, -1}, {99, b, a}}) {
+            SCOPED_TRACE(testing::PrintToString(triple));
+            IndexedMesh with = bodies;
+            with.indices.insert(with.indices.begin(), triple.begin(), triple.end());
+            IndexedMesh out;
+            Mesh::SplitLongMeshEdges(with, out, 0.5, true, 20);
+            EXPECT_TRUE(IsBalanced(out));
+            EXPECT_EQ(out.indices.size(), without.indices.size());
+            EXPECT_NEAR(Support::VolumeOf(out), Support::VolumeOf(bodies), 1e-12);
+        }
+    }
+}
+
 } // namespace
