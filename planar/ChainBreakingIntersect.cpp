@@ -7,6 +7,7 @@
 #include <Sorvane/ChainBreaking_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "arrangement/OverlapsOnLines_Impl.h"
 #include "mathbase/VectorUniqueness_Impl.h"
 #include "planar/ChainBreaking_Impl.h"
 #include "planar/ChainElement_Impl.h"
@@ -66,20 +67,90 @@ private:
     void Put(const ArcBase<double>& arc) { arcs.push_back(arc); }
 };
 
+/// Appends the places at which an element was cut into the pieces from `first` up to `end`.
+template <class Element>
+void AppendCutsOf(const Element& element, const std::vector<Element>& pieces, std::size_t first,
+                  std::size_t end, double tol, std::vector<Vec2d>& points)
+{
+    for (std::size_t piece = first + 1; piece < end; ++piece) {
+        const Vec2d& cut = pieces[piece].start;
+        if (!Matches(cut, element.start, tol) && !Matches(cut, Geometry::EndPoint(element), tol)) {
+            points.push_back(cut);
+        }
+    }
+}
+
 /// Appends the places at which the elements were cut.
 template <class Element>
 void AppendCuts(const std::vector<Element>& elements, const std::vector<Element>& pieces,
                 double tol, std::vector<Vec2d>& points)
 {
     ForPiecesOf(elements, pieces, [&](const Element& element, std::size_t first, std::size_t end) {
-        for (std::size_t piece = first + 1; piece < end; ++piece) {
-            const Vec2d& cut = pieces[piece].start;
-            if (!Matches(cut, element.start, tol) &&
-                !Matches(cut, Geometry::EndPoint(element), tol)) {
-                points.push_back(cut);
-            }
-        }
+        AppendCutsOf(element, pieces, first, end, tol, points);
     });
+}
+
+/// A cut, and the number of the segment that has it.
+using CutOfSegment = std::pair<int, Vec2d>;
+
+/// Appends, for each end within a bundle of segments on one line at which members are cut, the cut
+/// of the first of them: of the first member that has the end inside it, clear of both its own.
+void AppendCutsOfBundle(const Intersect::Impl::LineBundle& bundle, double tol,
+                        std::vector<CutOfSegment>& cuts)
+{
+    const std::vector<Vec2d>& ends = bundle.ends;
+    const std::size_t count = ends.size();
+    // The ends that match one are those from `firstMatch` up to, without it, `nextClear`.
+    std::vector<std::size_t> firstMatch(count, 0);
+    std::vector<std::size_t> nextClear(count, count);
+    for (std::size_t i = 0, first = 0; i < count; ++i) {
+        for (; !Matches(ends[first], ends[i], tol); ++first) {
+            nextClear[first] = i;
+        }
+        firstMatch[i] = first;
+    }
+    Intersect::Impl::EachOnce left(count);
+    for (const auto& member : bundle.members) {
+        const std::size_t before = cuts.size();
+        left.Take(nextClear[static_cast<std::size_t>(member.low)],
+                  firstMatch[static_cast<std::size_t>(member.high)],
+                  [&](std::size_t i) { cuts.emplace_back(member.segment, ends[i]); });
+        if (member.reversed) {
+            std::reverse(cuts.begin() + static_cast<std::ptrdiff_t>(before), cuts.end());
+        }
+    }
+}
+
+/// Appends the places at which segments without arcs were cut, when they overlap in great numbers
+/// on some line; otherwise false. Their order is that of the segments: which of several points that
+/// match is kept depends on it.
+bool AppendCutsOnLines(const std::vector<SegBase<double>>& segments, double tol,
+                       std::vector<Vec2d>& points)
+{
+    const auto cut = Intersect::Impl::CutOverlapsOnLines(segments, kCutTolerance);
+    if (!cut) {
+        return false;
+    }
+    std::vector<CutOfSegment> cuts;
+    std::size_t number = 0;
+    std::vector<Vec2d> own;
+    ForPiecesOf(cut->elements, cut->pieces, [&](const auto& element, auto first, auto end) {
+        own.clear();
+        AppendCutsOf(element, cut->pieces, first, end, tol, own);
+        for (const Vec2d& point : own) {
+            cuts.emplace_back(cut->segmentOf[number], point);
+        }
+        ++number;
+    });
+    for (const Intersect::Impl::LineBundle& bundle : cut->bundles) {
+        AppendCutsOfBundle(bundle, tol, cuts);
+    }
+    std::stable_sort(cuts.begin(), cuts.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const CutOfSegment& found : cuts) {
+        points.push_back(found.second);
+    }
+    return true;
 }
 
 /// Appends the points of `own` that match one of `others`, which are unique.
@@ -108,11 +179,13 @@ std::vector<VecBase<2, T>> IntersectionPoints(const PolyArcSegBase<T>& a,
     std::vector<Vec2d> points;
     AppendCommon(verticesOfA, verticesOfB, reach, points);
     AppendCommon(verticesOfB, verticesOfA, reach, points);
-    std::vector<SegBase<double>> segments = meeting.segments;
-    std::vector<ArcBase<double>> arcs = meeting.arcs;
-    if (Intersect::CutAtIntersections(segments, arcs, kCutTolerance)) {
-        AppendCuts(meeting.segments, segments, reach, points);
-        AppendCuts(meeting.arcs, arcs, reach, points);
+    if (!meeting.arcs.empty() || !AppendCutsOnLines(meeting.segments, reach, points)) {
+        std::vector<SegBase<double>> segments = meeting.segments;
+        std::vector<ArcBase<double>> arcs = meeting.arcs;
+        if (Intersect::CutAtIntersections(segments, arcs, kCutTolerance)) {
+            AppendCuts(meeting.segments, segments, reach, points);
+            AppendCuts(meeting.arcs, arcs, reach, points);
+        }
     }
     Vector::FilterForUniqueness(points, reach);
 

@@ -4,6 +4,7 @@
 
 #include <Sorvane/Tessellation_E.h>
 
+#include "arrangement/OverlapsOnLines_Impl.h"
 #include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "mathbase/VectorUniqueness_Impl.h"
@@ -143,7 +144,12 @@ PlaneGraph GraphOf(const std::vector<Loop>& boundaries, Points<2> points, double
     if (!segments.empty() && !points.empty()) {
         SplitAtPoints(segments, SnapToSegments(segments, points, tolerance, floor), points, floor);
     }
-    Intersect::CutAtIntersections(segments, floor);
+    // Outlines in a row along one line: it matters which stretches there are, not whose.
+    if (auto cut = Intersect::Impl::CutOverlapsOnLines(segments, floor)) {
+        segments = std::move(cut->pieces);
+    } else {
+        Intersect::CutAtIntersections(segments, floor);
+    }
     return MakeGraph(points, segments, floor);
 }
 

@@ -64,9 +64,13 @@ std::vector<int> TessellateSimpleBoundary(const std::vector<VecBase<D, T>>& boun
 /// boundaries: an interior point that survives, or a cut between corners, makes the mesh empty.
 /// Heights of interior points are dropped in either case.
 ///
-/// O(n log n) for n corners whatever their arrangement, and about the number of triangles that
-/// boundaries cross on top. Snapping runs in parallel, the rest on the caller; the result does not
-/// depend on the number of threads.
+/// O((n + k) log n) for n corners and k meetings of two edges, whatever the arrangement, and about
+/// the number of triangles that boundaries cross on top. Edges in great numbers that overlap exactly
+/// on one line, nested or shifted, don't meet each other in this count; they do, up to n^2 / 2
+/// times, where another edge meets one of them between all their ends or passes an end at a small
+/// angle, where corners anywhere nearly match, and where rounding left the edges beside the line.
+/// So do edges that cross in one point. Snapping and cutting run in parallel, the rest on the
+/// caller; the result does not depend on the number of threads.
 template <int D, class T>
 IndexedPointsBase<D, T>
 TessellateFlatBoundaries(const std::vector<std::vector<VecBase<D, T>>>& boundaries,

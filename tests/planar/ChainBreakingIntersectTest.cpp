@@ -476,6 +476,56 @@ TEST(ChainIntersectionsDouble, LargeChainsOfEveryArrangement)
     EXPECT_EQ(IntersectionPoints(hub, hub, 1e-9).size(), static_cast<std::size_t>(kCount + 1));
 }
 
+// Each element is the last one shifted by 1. Every end but the first and the last lies in another
+// element. Cut at all of them the elements would be 400 million pieces.
+TYPED_TEST(ChainIntersections, ManyElementsThatOverlapOnOneLine)
+{
+    using T = TypeParam;
+    constexpr int kCount = 20'000;
+    for (const Vec2d& along : {Vec2d(1, 0), Vec2d(0, -1), Vec2d(2, 1)}) {
+        PolyArcSegBase<T> a;
+        PolyArcSegBase<T> b;
+        std::vector<VecBase<2, T>> expected;
+        for (int i = 0; i < kCount; ++i) {
+            const VecBase<2, T> first(along * i);
+            const VecBase<2, T> last(along * (i + kCount));
+            PolyArcSegBase<T>& chain = i % 2 == 0 ? a : b;
+            chain.elements.emplace_back(i % 3 == 0 ? SegBase<T>{first, last}
+                                                   : SegBase<T>{last, first});
+        }
+        for (int i = 1; i < 2 * kCount - 1; ++i) {
+            expected.emplace_back(along * i);
+        }
+        Vector::FilterForUniqueness(expected, T{0}); // sorts them
+        EXPECT_EQ(IntersectionPoints(a, b, T(1e-3)), expected);
+    }
+}
+
+// Of points that match, which one is kept depends on their order: as if the elements were cut one
+// after the other. The tolerance is wider than the ends are apart here, and a cut within it of an
+// element's own end is none: the element from i to i + 40 has cuts from i + 4 to i + 36.
+TEST(ChainIntersectionsDouble, NearEndsOnOneLineAreOnePoint)
+{
+    PolyArcSegBase<double> upward;
+    PolyArcSegBase<double> downward;
+    for (int i = 0; i < 40; ++i) {
+        upward.elements.emplace_back(SegBase<double>{{1.0 * i, 0}, {1.0 * i + 40, 0}});
+        downward.elements.emplace_back(SegBase<double>{{79.0 - i, 0}, {39.0 - i, 0}});
+    }
+    // Found are 4 to 36 by the first element, then 37, and so on to 75.
+    std::vector<Vec2d> everyFourth;
+    for (int x = 4; x <= 72; x += 4) {
+        everyFourth.emplace_back(x, 0.0);
+    }
+    EXPECT_EQ(IntersectionPoints(upward, PolyArcSegBase<double>{}, 3.5), everyFourth);
+    // Found are 75 down to 43 by the first element, then 42, and so on to 4.
+    everyFourth.clear();
+    for (int x = 7; x <= 75; x += 4) {
+        everyFourth.emplace_back(x, 0.0);
+    }
+    EXPECT_EQ(IntersectionPoints(downward, PolyArcSegBase<double>{}, 3.5), everyFourth);
+}
+
 TEST(ChainIntersectionsDouble, SameForAnyNumberOfThreads)
 {
     Random random(6);

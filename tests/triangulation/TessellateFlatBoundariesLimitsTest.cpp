@@ -83,6 +83,30 @@ class FlatLimits : public testing::Test {
 using Coordinates = testing::Types<float, double>;
 TYPED_TEST_SUITE(FlatLimits, Coordinates);
 
+// --- sides on one line --------------------------------------------------------------------------
+
+// Each outline is the last one shifted by 1: all bases lie on one line, all tops on another. Cut at
+// every end within them they would be 200 million pieces; they are a row of strips, all reached
+// from outside over one boundary.
+TYPED_TEST(FlatLimits, ManyShiftedOutlinesAlongOneLine)
+{
+    constexpr int kCount = 10'000;
+    constexpr std::size_t kStrips = 2 * kCount - 1;
+    for (const Vec2d& along : {Vec2d(1, 0), Vec2d(0, -1), Vec2d(1, 1)}) {
+        const Vec2d rise(-along.y(), along.x());
+        Loops loops;
+        for (int i = 0; i < kCount; ++i) {
+            const Vec2d first = along * i;
+            const Vec2d last = along * (i + kCount);
+            loops.push_back({first, last, last + rise, first + rise});
+        }
+        const auto mesh = TessellateFlatBoundaries(As<TypeParam>(loops));
+        EXPECT_EQ(mesh.points.size(), std::size_t{4 * kCount});
+        EXPECT_EQ(mesh.indices.size(), 3 * 2 * kStrips);
+        EXPECT_DOUBLE_EQ(AreaOf(mesh), (along * along) * static_cast<double>(kStrips));
+    }
+}
+
 // --- sides nearly shared ------------------------------------------------------------------------
 
 TYPED_TEST(FlatLimits, TwoParallelogramsThatNearlyShareASide)

@@ -255,9 +255,12 @@ T DistanceToAABB(const VecBase<N, T>& min, const VecBase<N, T>& max, const VecBa
 /// that.
 ///
 /// Elements with coordinates that are not finite or beyond 1e150, and an infinite tolerance, cut
-/// nothing. Expected O((n + k) log n) for k cuts, whatever the mixture of lengths; a further log n
-/// for elements nested in each other, long ones that converge and fans about a common end. Runs in
-/// parallel, with the same result for any number of threads.
+/// nothing. Expected O((n + k) log n) for k meetings of two elements, whatever the mixture of
+/// lengths; a further log n for elements nested in each other, long ones that converge and fans
+/// about a common end. Elements that overlap on one line are each cut at every end inside them: k,
+/// and the number of pieces, grows as n^2 there. Of elements that cross in one point each has one
+/// cut, but k grows as n^2 too. Repetitions of an element count once. Runs in parallel, with the
+/// same result for any number of threads.
 template <class T> bool CutAtIntersections(std::vector<Geometry::SegBase<T>>& segments, T tolerance);
 
 /// The same for segments and arcs together: segment against segment, segment against arc, arc
