@@ -776,6 +776,18 @@ TEST(LatheSequence, AroundBridgesGapsThatMeetTheRegion)
     EXPECT_EQ(StepsAround(kBlock, around, {{58, 6, 1.5}}), (Places{1, 10, 40, 59}));
     EXPECT_EQ(StepsAround(kBlock, {{{0, 1}, {0, 10}, {20, 10}, {20, 0}, {1, 0}}}, {{55, 5, 2}}),
               (Places{0, 60}));
+    // A region all on one side of the start meets the gap that runs over it.
+    EXPECT_EQ(StepsAround(kBlock, around, {{0.2, 0.8, 2}}), (Places{0, 4, 5, 10, 40, 60}));
+    EXPECT_EQ(StepsAround(kBlock, around, {{59.2, 59.8, 2}}), (Places{0, 4, 5, 10, 40, 60}));
+}
+
+TEST(LatheSequence, AroundEndsWithinRoundingOfTheTargetsAreThere)
+{
+    const Outline line{{0, 0}, {20, 0}};
+    EXPECT_EQ(StepsAround(line, {{{5e-13, 0}, {4, 0}}, {{5, 0}, {20 - 5e-13, 0}}}),
+              (Places{0, 4, 5, 20}));
+    EXPECT_EQ(StepsAround(line, {{{1e-9, 0}, {4, 0}}}), (Places{1e-9, 4}));
+    EXPECT_EQ(StepsAround(kBlock, {{{0, 5e-13}, {0, 4}}}), (Places{0, 4}));
 }
 
 // Random stretches of random loops, which know themselves which places they hold.

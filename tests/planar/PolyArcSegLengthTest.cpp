@@ -448,6 +448,10 @@ TYPED_TEST(ChainLength, AreaOfClosedAndOpenChains)
     half.AppendArc({0, 0}, {3, 0}, static_cast<T>(3 * kHalfTurn));
     EXPECT_NEAR(PolyArcSegArea(half), 4.5 * kHalfTurn, 1e-5);
     EXPECT_EQ(PolyArcSegArea(Lines<T>({{0, 0}, {4, 0}, {4, 2}})), T(4));
+    // So is a gap between two elements: the right edge of a square here.
+    PolyArcSegBase<T> torn;
+    torn.elements = {SegBase<T>{{0, 0}, {2, 0}}, SegBase<T>{{2, 2}, {0, 2}}};
+    EXPECT_EQ(PolyArcSegArea(torn), T(4));
     auto hostile = Square<T>();
     hostile.elements[1].AsSegment()->end[0] = std::numeric_limits<T>::quiet_NaN();
     EXPECT_TRUE(std::isnan(PolyArcSegArea(hostile)));
