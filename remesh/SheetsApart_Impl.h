@@ -14,7 +14,8 @@ namespace Velk::Math::Sorvane::HalfEdge::Impl {
 /// between them are one sheet, and every sheet gets a point of its own in place of the common one;
 /// the new points stand behind the others. Edges whose triangles don't come in such pairs, or lie
 /// on each other, stay as they are, and so does an edge at both of whose ends the sheets are
-/// connected by other triangles. Triangles given twice count once.
+/// connected by other triangles, as those of two bodies wound inside out are. Triangles given twice
+/// count once, triples that are no triangles not at all.
 ///
 /// False, with `apart` as it was, where nothing is to be done. `apart` has the triangles in their
 /// order. O(n log n).

@@ -36,7 +36,11 @@ TEST(SubdivisionMemory, TheFreeFunctionsWriteAllOrNothing)
             Mesh::SimpleRefine(mesh, out, Mesh::SimpleRefineMethod::Midpoints, 2);
         },
     };
-    for (const IndexedMesh& mesh : {Support::Cube(), Support::TrianglesAtOnePoint(3)}) {
+    // Two tetrahedra on either end of an edge, which are taken apart there first.
+    const IndexedMesh touching{
+        {{0, 0, 0}, {0, 0, 1}, {1, 0, 0}, {1, 1, 0}, {-1, 0, 0}, {-1, -1, 0}},
+        {0, 2, 1, 1, 3, 0, 0, 3, 2, 1, 2, 3, 0, 4, 1, 1, 5, 0, 0, 5, 4, 1, 4, 5}};
+    for (const IndexedMesh& mesh : {Support::Cube(), Support::TrianglesAtOnePoint(3), touching}) {
         for (const Call& call : calls) {
             IndexedMesh expected;
             call(mesh, expected);
