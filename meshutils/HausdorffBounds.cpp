@@ -32,10 +32,14 @@
 #include "mathbase/Values_Impl.h"
 #include "meshutils/MeshDistances_Impl.h"
 
+#include <boost/unordered/unordered_flat_map.hpp>
+
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <optional>
 #include <vector>
@@ -603,13 +607,76 @@ std::vector<std::array<int, 3>> NeighborsIn(const Surface& surface, std::size_t 
     return Mesh::NeighborFacets(surface);
 }
 
-std::vector<Sample> SamplesOf(const std::vector<Vec3d>& points, const TriangleTree& tree)
+std::vector<Sample> SamplesOfDistinct(const std::vector<Vec3d>& points, const TriangleTree& tree)
 {
     const auto nearest = tree.ClosestPoints(points, kInfinity, {});
     std::vector<Sample> samples(points.size());
     for (std::size_t i = 0; i < points.size(); ++i) {
         samples[i] = {points[i], nearest[i].point, SquaredLength(nearest[i].point - points[i]),
                       nearest[i].id};
+    }
+    return samples;
+}
+
+/// The bits of a point, which tell 0 from -0.
+using PointBits = std::array<std::uint64_t, 3>;
+
+PointBits BitsOf(const Vec3d& point)
+{
+    return {std::bit_cast<std::uint64_t>(point.x()), std::bit_cast<std::uint64_t>(point.y()),
+            std::bit_cast<std::uint64_t>(point.z())};
+}
+
+struct HashOfBits {
+    std::size_t operator()(const PointBits& bits) const
+    {
+        std::uint64_t state = 0;
+        for (const std::uint64_t part : bits) {
+            state = (state ^ (part >> 32U) ^ part) * 0x9e3779b97f4a7c15U;
+        }
+        return static_cast<std::size_t>(state ^ (state >> 32U));
+    }
+    using is_avalanching = void;
+};
+
+/// Whether about half of the points or more repeat others. A table of marks by hash tells, which
+/// costs the usual mesh, whose points are all different, next to nothing.
+bool AreMostlyRepeats(const std::vector<Vec3d>& points)
+{
+    const std::size_t slots = std::bit_ceil(4 * points.size() + 1);
+    std::vector<char> isTaken(slots, 0);
+    std::size_t taken = 0;
+    for (const Vec3d& point : points) {
+        char& mark = isTaken[HashOfBits()(BitsOf(point)) & (slots - 1)];
+        taken += mark == 0 ? 1 : 0;
+        mark = 1;
+    }
+    return 2 * taken < points.size();
+}
+
+/// The nearest triangle of each point. Equal points of a soup are looked up once: where its
+/// triangles are copies of few, a single look-up passes all the copies.
+std::vector<Sample> SamplesOf(const std::vector<Vec3d>& points, const TriangleTree& tree)
+{
+    if (!AreMostlyRepeats(points)) {
+        return SamplesOfDistinct(points, tree);
+    }
+    std::vector<Vec3d> distinct;
+    std::vector<std::size_t> placeOf;
+    placeOf.reserve(points.size());
+    boost::unordered_flat_map<PointBits, std::size_t, HashOfBits> places;
+    for (const Vec3d& point : points) {
+        const auto [found, isNew] = places.try_emplace(BitsOf(point), distinct.size());
+        if (isNew) {
+            distinct.push_back(point);
+        }
+        placeOf.push_back(found->second);
+    }
+    const std::vector<Sample> ofDistinct = SamplesOfDistinct(distinct, tree);
+    std::vector<Sample> samples;
+    samples.reserve(points.size());
+    for (const std::size_t place : placeOf) {
+        samples.push_back(ofDistinct[place]);
     }
     return samples;
 }

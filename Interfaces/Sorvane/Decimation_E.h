@@ -80,8 +80,8 @@ struct DecimationReport {
 /// where several fans of triangles meet neither moves nor goes. A closed surface stays closed and no
 /// edge gets a third triangle, unless by the weld. A mesh may be its own output.
 ///
-/// Serial, expected O(n log n); the same bits everywhere. Equal errors go by the number of the
-/// edge.
+/// Serial, expected O(n log n) where no node has very many triangles; the same bits everywhere.
+/// Equal errors go by the number of the edge.
 SORVANE_API double DecimateMesh(const IndexedPointsBase<3, double>& mesh,
                                 const std::vector<unsigned char>& tags,
                                 IndexedPointsBase<3, double>& out,

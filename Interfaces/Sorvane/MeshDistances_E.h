@@ -172,7 +172,9 @@ struct HausdorffBoundsReport {
 /// Points of the meshes give the lower bound; then every triangle is cut along the regions that the
 /// near triangles of the other surface face, until each of its parts is certified by one of them: the
 /// distance from one triangle is convex, so that the corners of a part tell its greatest. Triangles of
-/// which that fails are halved, those with the greatest bound first. As a rule O(n log n).
+/// which that fails are halved, those with the greatest bound first. As a rule O(n log n), soups of
+/// copies of few triangles included. Where places are equally near to very many different triangles
+/// it grows toward O(n^2), as for a double cone of n triangles round two nodes.
 SORVANE_API HausdorffBoundsReport HausdorffBounds(const Mesh::IndexedPointsBase<3, double>& meshA,
                                                   const Mesh::IndexedPointsBase<3, double>& meshB,
                                                   double accuracy);

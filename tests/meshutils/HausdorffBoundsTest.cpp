@@ -260,6 +260,39 @@ TEST(HausdorffBounds, CountNoPointsOfNoTriangle)
 
 // --- against samples ----------------------------------------------------------------------------
 
+void ExpectSame(const HausdorffBound& a, const HausdorffBound& b)
+{
+    EXPECT_EQ(a.lower, b.lower);
+    EXPECT_EQ(a.upper, b.upper);
+    EXPECT_EQ(a.triangle, b.triangle);
+    EXPECT_EQ(a.nearestTriangle, b.nearestTriangle);
+    EXPECT_EQ(a.point, b.point);
+    EXPECT_EQ(a.nearest, b.nearest);
+}
+
+// Every corner of a copy is as near to all the copies of the other side. One look-up for each of
+// them would pass 20,000 triangles 60,000 times.
+TEST(HausdorffBounds, CopiesOfATriangleAreOneTriangle)
+{
+    const IndexedMesh one{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {0, 1, 2}};
+    const IndexedMesh other = Moved(one, {0.25, 0.5, 2});
+    const auto copies = [](const IndexedMesh& mesh) {
+        IndexedMesh soup;
+        for (int i = 0; i < 20'000; ++i) {
+            for (int k = 0; k < 3; ++k) {
+                soup.indices.push_back(3 * i + k);
+                soup.points.push_back(mesh.points[static_cast<std::size_t>(k)]);
+            }
+        }
+        return soup;
+    };
+    const HausdorffBoundsReport expected = HausdorffBounds(one, other, 1e-3);
+    const HausdorffBoundsReport report = HausdorffBounds(copies(one), copies(other), 1e-3);
+    EXPECT_GT(report.lower, 2);
+    ExpectSame(report.first, expected.first);
+    ExpectSame(report.second, expected.second);
+}
+
 TEST(HausdorffBounds, HoldForRandomSoups)
 {
     Random random(2);
