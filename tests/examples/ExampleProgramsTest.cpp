@@ -9,8 +9,10 @@
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <map>
 #include <set>
@@ -255,6 +257,31 @@ TEST_F(ExamplePrograms, ClearAPocketByRings)
     EXPECT_NE(missing.errors.find("holds no closed chain"), std::string::npos);
 }
 
+TEST_F(ExamplePrograms, TellWhichTiltsReachABar)
+{
+    // Upright, the flanks of the insert are nowhere as steep as the walls, but its upper corner stands out of
+    // the holder, by 0.8 to 0.7 + 0.2 * 2.3 / 11.2: it reaches down a wall until the holder meets the edge,
+    // 0.1 * 11.2 / 2.3 - 0.2 lower. The edges of the bar are at 38 and 98.
+    const double down = 0.1 * 11.2 / 2.3 - 0.2;
+    std::array<char, 80> expected{};
+    std::snprintf(expected.data(), expected.size(), "from %.6g on: 0\nfrom %.6g on:\n", 38 - down, 98 + down);
+    const ProgramRun run = RunExample("b_axis", {"0"}, Folder());
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(run.output, expected.data());
+    // The bar is its own mirror image, and its profile 136 long.
+    double from[2] = {0, 0};
+    double to[2] = {0, 0};
+    for (const int side : {0, 1}) {
+        const ProgramRun tilted = RunExample("b_axis", {side == 0 ? "45" : "-45"}, Folder());
+        ASSERT_EQ(std::sscanf(tilted.output.c_str(), "from %lf on: %*d\nfrom %lf on:", &from[side], &to[side]), 2)
+            << tilted.output;
+    }
+    EXPECT_NEAR(from[0] + to[1], 136, 1e-3);
+    EXPECT_NEAR(to[0] + from[1], 136, 1e-3);
+    EXPECT_LT(from[0], 30 + 1e-3); // all of one wall
+    EXPECT_LT(to[0], 106);         // and not all of the other
+}
+
 // --- what they refuse ----------------------------------------------------------------------------
 
 TEST_F(ExamplePrograms, SayWhyAFileIsRefused)
@@ -316,6 +343,8 @@ TEST_F(ExamplePrograms, WrongUseIsToldWithTheRightOne)
     }
     for (const auto& [program, arguments] :
          std::multimap<std::string, std::vector<std::string>>{
+             {"b_axis", {}},
+             {"b_axis", {"10", "181"}},
              {"decimate", {"part", "out.stl", "-1", "1"}},
              {"drop_cutter", {"part", "0"}},
              {"imprint_path", {"part", "out.stl", "0", "0", "nan", "1"}},
