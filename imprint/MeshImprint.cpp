@@ -33,7 +33,6 @@ public:
 
     bool PaintAll();
 
-
 private:
     /// Which edges bound regions.
     enum class Borders {
@@ -289,8 +288,8 @@ void Painting::FloodOtherComponents()
 bool Painting::ChangesAcrossEveryBorder() const
 {
     for (int e = 0; e + 1 < mesh_.EdgeCount(); e += 2) {
-        if (mesh_.IsValidEdge(e) && IsBorder(e) && EdgeAt(e).face >= 0 &&
-            EdgeAt(e + 1).face >= 0 && PaintBeside(e) == PaintBeside(e + 1)) {
+        if (mesh_.IsValidEdge(e) && IsBorder(e) && EdgeAt(e).face >= 0 && EdgeAt(e + 1).face >= 0 &&
+            PaintBeside(e) == PaintBeside(e + 1)) {
             return false;
         }
     }
@@ -330,9 +329,8 @@ bool MeshImprint::ImprintPath(std::vector<VecBase<3, double>>& path, bool closed
 
 bool MeshImprint::PaintInsideOutside()
 {
-    return Progress::Impl::Stoppable(
-        [&]() -> bool { return Painting(*mesh_).PaintAll(); },
-        [&] { return false; });
+    return Progress::Impl::Stoppable([&]() -> bool { return Painting(*mesh_).PaintAll(); },
+                                     [&] { return false; });
 }
 
 bool MeshImprint::Export(IndexedPointsBase<3, double>& mesh,
