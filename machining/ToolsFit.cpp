@@ -210,7 +210,7 @@ public:
         }
         WideTool fromChain;
         if (ToolFromChain(outline_.profile.Points(), Length(corner), tolerance, fromChain)) {
-            Consider(best, fromChain, tolerance);
+            Consider(best, Convex(fromChain), tolerance);
         } else if (!(tolerance > T{0})) {
             return best.Measured();
         } // else the filter gave a long drift up, which says nothing of the tool
@@ -244,11 +244,28 @@ public:
                 }
             }
         }
+        // A profile that is not convex, for want of anything else.
+        if (!best.FollowsProfile()) {
+            Consider(best, fromChain, tolerance);
+        }
         return best.Measured();
     }
 
 private:
     using FitCandidate = Candidate<Tool, T>;
+
+    /// The arcs of a chain may dip below the tip or lean inward where they end, as far as the
+    /// tolerance leaves that open. Neither does a convex tool, and such a one would have no offset.
+    static WideTool Convex(const WideTool& tool)
+    {
+        WideTool convex = tool;
+        convex.taperAngle = std::max(tool.taperAngle, 0.0);
+        if (tool.lowerCornerRadius > 0) {
+            convex.lowerCornerAngle =
+                std::clamp(tool.lowerCornerAngle, convex.taperAngle, kPi<double> / 2);
+        }
+        return convex;
+    }
 
     void Consider(FitCandidate& best, const WideTool& tool, T tolerance) const
     {

@@ -340,6 +340,30 @@ TEST(ConvexToolFromPolyline, ToolsOfOutlinesFarFromTheOriginAreConvex)
     }
 }
 
+// Arcs through the hulls of these dip below the tip, within the tolerance, and such a tool has no
+// offset; a convex one is as near.
+TEST(ConvexToolFromPolyline, ADipWithinTheToleranceIsNoneOfTheTools)
+{
+    for (const ConvexTool& drawn :
+         {ConvexTool{0.3042298006887722, 1.3061704576809099, kHalfPi, 0, 0.33206959622871207,
+                     0.20002280536692688, 1},
+          ConvexTool{2.3972057921441587, 3.8887329712863141, kHalfPi, 0, 0.071395870729405661,
+                     2.0065260145433537, 8.3428415251020702},
+          ConvexTool{0.10828560541660398, 2.1246292779599374, 1.5454266082547548, 6.665910638682341,
+                     0.65544328665017981, 0, 15.903429771861786}}) {
+        SCOPED_TRACE(drawn.lowerCornerRadius);
+        Points points = Planar::ToPolyline(drawn, 1e-3).points;
+        for (Vec2d& p : points) {
+            p += Vec2d{1e6, -1e6};
+        }
+        const auto report = Mill::ConvexToolFromPolyline(points, 0.01);
+        EXPECT_LE(report.hullDeviation, 0.01);
+        EXPECT_LE(report.tool.lowerCornerAngle, kHalfPi);
+        EXPECT_GE(report.tool.taperAngle, 0);
+        EXPECT_FALSE(Mill::ConvexToolOffset(report.tool).IsEmpty());
+    }
+}
+
 TEST(ConvexToolFromPolyline, FloatKeepsItsDigits)
 {
     const Mill::ConvexStandardToolBase<float> drawn{4, 1, float(kHalfPi), 6, 0.7F, 3, 20};
