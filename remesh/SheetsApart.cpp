@@ -131,7 +131,8 @@ public:
                SortByAngle(PointAt(smaller), PointAt(first->larger));
     }
 
-    /// Says how the numbers on the fronts of the leaves follow from each other.
+    /// Says how the numbers on the fronts of the leaves follow from each other. Twins stay sets of
+    /// one.
     void JoinFronts(FrontNumbers& fronts)
     {
         WalkRound(0);
@@ -229,7 +230,7 @@ private:
 class Surfaces {
 public:
     Surfaces(const std::vector<Vec3d>& points, const std::vector<int>& indices,
-             FrontNumbers& fronts, const std::vector<unsigned char>& isLeftOut)
+             FrontNumbers& fronts)
         : points_(points), indices_(indices)
     {
         const int count = static_cast<int>(indices.size() / 3);
@@ -252,7 +253,7 @@ public:
         for (int t = 0; t < count; ++t) {
             const auto set = static_cast<std::size_t>(sets[static_cast<std::size_t>(t)]);
             const int seat = largest[set];
-            if (seat >= 0 && isLeftOut[static_cast<std::size_t>(t)] == 0) {
+            if (seat >= 0) {
                 turns[set] += SolidAngle(CornersOf(t), CornersOf(seat)) / (2 * kTwoPi<double>);
             }
         }
@@ -335,7 +336,6 @@ bool TakeSheetsApart(const std::vector<Vec3d>& points, const std::vector<int>& i
     }
 
     FrontNumbers fronts(usable.size() / 3);
-    std::vector<unsigned char> isTwin(usable.size() / 3, 0);
     for (std::size_t b = 0; b < edges.BucketCount(); ++b) {
         edges.ForEachEdge(b, [&](const EdgeUse* first, const EdgeUse* last) {
             if (edge.Arrange(static_cast<int>(b), first, last)) {
@@ -344,12 +344,9 @@ bool TakeSheetsApart(const std::vector<Vec3d>& points, const std::vector<int>& i
                        edge.leaves[0].isUpward != edge.leaves[1].isUpward) {
                 fronts.Join(edge.leaves[0].Triangle(), edge.leaves[1].Triangle(), 0);
             }
-            for (const auto& [place, twin] : edge.twins) {
-                isTwin[static_cast<std::size_t>(twin / 3)] = 1;
-            }
         });
     }
-    const Surfaces surfaces(points, usable, fronts, isTwin);
+    const Surfaces surfaces(points, usable, fronts);
 
     // Corners at shared points are one where their triangles have an edge in common.
     DisjointSets corners(usable.size());

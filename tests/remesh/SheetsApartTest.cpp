@@ -209,11 +209,18 @@ TEST(SheetsApart, EachBodyIsASurfaceByItselfHoweverItIsWound)
             ExpectEachByItself(Turned(parts, turned));
         }
     }
-    // One in another is wound as that is: the other way round it would be a hollow.
+    // One in another is wound as that is: the other way round it would be a hollow. Edges with
+    // points in their middle come apart as well, of which no other triangle knows.
     const Parts nested{Wedge(0.5, 1, 0.25), Wedge(0, 2, 1), Wedge(3, 5, 0.5)};
     for (const std::size_t turned : {0U, 3U, 4U, 7U}) {
         SCOPED_TRACE("nested, turned " + std::to_string(turned));
-        ExpectEachByItself(Turned(nested, turned));
+        const Parts parts = Turned(nested, turned);
+        ExpectEachByItself(parts);
+        Parts fine(parts.size());
+        for (std::size_t i = 0; i < parts.size(); ++i) {
+            Mesh::SplitLongMeshEdges(parts[i], fine[i], 0.3, true, 20);
+        }
+        ExpectEachByItself(fine);
     }
 }
 
@@ -325,6 +332,25 @@ TEST(SheetsApart, ATriangleGivenTwiceCountsOnceWhereAllItsEdgesAreTakenApart)
             IndexedMesh out;
             Mesh::SplitLongMeshEdges(twice, out, 0.5, true, 20);
             EXPECT_EQ(out, once) << count / 3 << ' ' << turned;
+        }
+    }
+}
+
+TEST(SheetsApart, TrianglesGivenManyTimesSayNothingAboutTheWinding)
+{
+    for (const std::size_t turned : {0U, 1U, 2U, 3U}) {
+        const IndexedMesh cubes = Joined(Turned(CubesAt({{0, 0, 0}, {1, 1, 0}}), turned));
+        IndexedMesh once;
+        Mesh::SplitLongMeshEdges(cubes, once, 0.5, true, 20);
+        for (std::size_t i = 0; i < cubes.indices.size(); i += 3) {
+            IndexedMesh often = cubes;
+            for (int k = 0; k < 100; ++k) {
+                often.indices.insert(often.indices.end(), {cubes.indices[i], cubes.indices[i + 1],
+                                                           cubes.indices[i + 2]});
+            }
+            IndexedMesh out;
+            Mesh::SplitLongMeshEdges(often, out, 0.5, true, 20);
+            EXPECT_EQ(out, once) << i << ' ' << turned;
         }
     }
 }
