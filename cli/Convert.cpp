@@ -100,6 +100,35 @@ void PrintBox(Session& session, const char* when, const Part& part)
     session.Result()["box"]["max"] = box.max;
 }
 
+/// Leaves out the triangles that name a point twice, and then the points of no triangle; how many
+/// triangles there were.
+std::size_t DropCollapsed(Part& part)
+{
+    std::vector<int> kept;
+    kept.reserve(part.indices.size() / 3);
+    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
+        const int a = part.indices[i];
+        const int b = part.indices[i + 1];
+        const int c = part.indices[i + 2];
+        if (a != b && b != c && c != a) {
+            kept.push_back(static_cast<int>(i / 3));
+        }
+    }
+    const std::size_t dropped = part.indices.size() / 3 - kept.size();
+    if (dropped > 0) {
+        std::vector<int> scratch;
+        part = PartOfTriangles(part, kept, scratch);
+    }
+    return dropped;
+}
+
+/// Says that no triangle of the part is left.
+void TellCollapsed(Session& session)
+{
+    session.Defect("empty", NameOf(session.Input()) +
+                                ": all triangles have collapsed; give a smaller --tolerance");
+}
+
 void RunConvert(Session& session)
 {
     if (!session.HasOutput()) {
@@ -115,7 +144,15 @@ void RunConvert(Session& session)
     session.Result()["form_read"] = MeshFileText(asRead);
     if (session.Has("--tolerance")) {
         Mesh::FilterForUniqueness(part, session.Tolerance());
-        session.Print("joined        %zu points are left\n", part.points.size());
+        // Points alone are all written, also those whose triangles have become nothing.
+        const std::size_t dropped = form == "points" ? 0 : DropCollapsed(part);
+        session.Print("joined        %zu points are left", part.points.size());
+        session.Print(dropped > 0 ? ", %zu collapsed triangles left out\n" : "\n", dropped);
+        session.Result()["collapsed_triangles"] = dropped;
+        if (dropped > 0 && part.indices.empty()) {
+            TellCollapsed(session);
+            return;
+        }
     }
     PrintBox(session, "as it was", part);
     if (session.Has("--scale") || session.Has("--turn") || session.Has("--move")) {
@@ -140,24 +177,6 @@ void RunConvert(Session& session)
 
 // --- weld
 // -----------------------------------------------------------------------------------------
-
-/// Leaves out the triangles that name a point twice; how many there were.
-std::size_t DropCollapsed(Part& part)
-{
-    std::vector<int> kept;
-    kept.reserve(part.indices.size());
-    for (std::size_t i = 0; i + 2 < part.indices.size(); i += 3) {
-        const int a = part.indices[i];
-        const int b = part.indices[i + 1];
-        const int c = part.indices[i + 2];
-        if (a != b && b != c && c != a) {
-            kept.insert(kept.end(), {a, b, c});
-        }
-    }
-    const std::size_t dropped = (part.indices.size() - kept.size()) / 3;
-    part.indices = std::move(kept);
-    return dropped;
-}
 
 /// Makes the triangles of each component run alike, and all of them outward when the volume was
 /// negative then; how many were turned.
@@ -200,14 +219,6 @@ void RunWeld(Session& session)
     const std::size_t openBefore = Mesh::BoundaryEdges(asItWas).size();
     Mesh::FilterForUniqueness(part, session.Tolerance());
     const std::size_t dropped = session.Has("--keep-collapsed") ? 0 : DropCollapsed(part);
-    if (dropped > 0) {
-        std::vector<int> scratch;
-        std::vector<int> all(part.indices.size() / 3);
-        for (std::size_t t = 0; t < all.size(); ++t) {
-            all[t] = static_cast<int>(t);
-        }
-        part = PartOfTriangles(part, all, scratch);
-    }
     const std::size_t turned = session.Has("--orient") ? Orient(part) : 0;
     const std::size_t open = Mesh::BoundaryEdges(part).size();
 
@@ -231,8 +242,7 @@ void RunWeld(Session& session)
     result["turned_triangles"] = turned;
     result["open_edges"] = open;
     if (part.indices.empty()) {
-        session.Defect("empty", NameOf(session.Input()) +
-                                    ": all triangles have collapsed; give a smaller --tolerance");
+        TellCollapsed(session);
         return;
     }
     if (session.HasOutput()) {
@@ -332,8 +342,8 @@ Command ConvertCommand()
         ".xyz the points alone, one a line. First it is scaled, then turned, then moved.";
     command.output = "the file to write";
     command.tolerance =
-        "join corners within this length on every axis first; without it points stay as they "
-        "are, three for each triangle of an STL";
+        "join corners within this length on every axis first and leave out triangles that "
+        "collapse by it; without it points stay as they are, three for each triangle of an STL";
     command.options = {
         Opt::Choice("--form", "FORM", {"stl", "ascii", "tipc", "points"},
                     "the form whatever the extension: binary STL, STL as text, TIPC, points alone"),
@@ -346,6 +356,7 @@ Command ConvertCommand()
             .Default("0,0,0"),
         Opt::Numbers("--move", "X,Y,Z", "move by this vector").Exactly(3).Default("0,0,0"),
     };
+    command.defects = "no triangle is left; nothing was written";
     command.examples = {
         {"sorvane convert bracket.stl -o bracket.tipc --tolerance 1e-6",
          "an STL as points and triangles"},

@@ -145,7 +145,7 @@ bool IsBehind(const TriangleTree& tree, const std::vector<Vec3d>& points,
     const Vec3d way = Vector::Normalized(nearest - point, kFrontTolerance);
     const double cosine = InwardOf(own) * way;
     const bool isBehind = cosine < -kFrontTolerance;
-    if (std::fabs(cosine) >= kStraightOn || SquaredLength(way) == 0.0 || !HasPlane(own)) {
+    if (std::fabs(cosine) >= kStraightOn || SquaredLength(way) == 0.0) {
         return isBehind;
     }
     const auto slackOf = [&](const std::array<Vec3d, 3>& corner) {

@@ -45,6 +45,9 @@ constexpr double kDamping = 1e-6;
 constexpr float kErrorSlack = 1.5F;
 /// Share of the vertices that a pass counts on to go.
 constexpr std::size_t kPassShare = 3;
+/// From so many triangles on a vertex is a hub: of what they add up to the sum is kept, as every
+/// one of its edges asks for it.
+constexpr int kHub = 256;
 /// How often a lower limit is tried, where the result is farther off than the tolerance.
 constexpr int kTries = 6;
 
@@ -214,7 +217,17 @@ private:
     }
     /// The place and the error of the vertex that takes the place of both.
     double Place(int a, int b, Vec3d& x) const;
-    void KeepVolume(int a, int b, Vec3d& x, double& error) const;
+    void KeepVolume(int a, int b, Vec3d& x, double& error);
+    void AddStars(int a, int b, const Vec3d& x, Vec3d& normals, double& volume) const;
+    void AddHub(int hub, int other, const Vec3d& x, Vec3d& normals, double& volume);
+    Vec3d NormalOf(const Triangle& t) const
+    {
+        const Vec3d& p = PointAt(t[0]);
+        return (PointAt(t[1]) - p) ^ (PointAt(t[2]) - p);
+    }
+    int ListedTriangles(int v) const { return firstOf_[At(v) + 1] - firstOf_[At(v)]; }
+    bool IsHub(int v) const { return ListedTriangles(v) >= kHub; }
+    void ChangeHubs(int from, int to, double share);
     void FindCosts();
     std::size_t RunPass(std::size_t goal, double limit);
     bool TryCollapse(int a, int b, double limit, bool& isTooFar);
@@ -248,6 +261,9 @@ private:
     std::vector<int> firstOf_;
     std::vector<int> listOf_;
     std::vector<unsigned char> isTaken_; // part of a collapse in this pass
+    std::vector<int> hubs_;              // those of which the sum is known in this pass
+    std::vector<Vec3d> hubNormals_;      // the sum of the normals, as long as twice the areas
+    std::vector<int> hubPlaces_;         // of a vertex there, -1 where the sum is not known
     std::vector<int> seen_;              // by a mark that grows
     int mark_ = 0;
     std::vector<int> order_;
@@ -309,6 +325,7 @@ BatchDecimator::BatchDecimator(const IndexedMesh& mesh, const Tags& tags, double
     isOpen_.assign(vertexCount, 0);
     isStale_.assign(vertexCount, 1);
     isTaken_.assign(vertexCount, 0);
+    hubPlaces_.assign(vertexCount, -1);
     seen_.assign(vertexCount, 0);
     costs_.assign(3 * triangles_.size(), kNoCost);
     ListTrianglesOfVertices();
@@ -525,23 +542,17 @@ double BatchDecimator::Place(int a, int b, Vec3d& x) const
 // below the surface stays what it is. The points of least error lie too far inside of a bend:
 // triangles between them would take something off a convex part with every collapse. Neither vertex
 // is on a boundary.
-void BatchDecimator::KeepVolume(int a, int b, Vec3d& x, double& error) const
+void BatchDecimator::KeepVolume(int a, int b, Vec3d& x, double& error)
 {
     // Of the triangles round both, as long as twice their area. The sum of the normals depends on
     // their rim alone, so that it is that of the triangles from x to the rim as well.
     Vec3d normals;
     double volume = 0.0; // six times what lies between the triangles and x
-    for (const int v : {a, b}) {
-        for (int j = firstOf_[At(v)]; j < firstOf_[At(v) + 1]; ++j) {
-            const Triangle& t = triangles_[At(listOf_[At(j)])];
-            if (IsDead(t) || (v == b && (t[0] == a || t[1] == a || t[2] == a))) {
-                continue;
-            }
-            const Vec3d& p = PointAt(t[0]);
-            const Vec3d normal = (PointAt(t[1]) - p) ^ (PointAt(t[2]) - p);
-            normals += normal;
-            volume += normal * (p - x);
-        }
+    if (IsHub(a) || IsHub(b)) {
+        const bool isA = ListedTriangles(a) >= ListedTriangles(b);
+        AddHub(isA ? a : b, isA ? b : a, x, normals, volume);
+    } else {
+        AddStars(a, b, x, normals, volume);
     }
     AreaQuadric quadric = quadrics_[At(a)];
     quadric += quadrics_[At(b)];
@@ -558,6 +569,67 @@ void BatchDecimator::KeepVolume(int a, int b, Vec3d& x, double& error) const
     }
     x += step;
     error = quadric.ErrorAt(x);
+}
+
+void BatchDecimator::AddStars(int a, int b, const Vec3d& x, Vec3d& normals, double& volume) const
+{
+    for (const int v : {a, b}) {
+        for (int j = firstOf_[At(v)]; j < firstOf_[At(v) + 1]; ++j) {
+            const Triangle& t = triangles_[At(listOf_[At(j)])];
+            if (IsDead(t) || (v == b && (t[0] == a || t[1] == a || t[2] == a))) {
+                continue;
+            }
+            const Vec3d normal = NormalOf(t);
+            normals += normal;
+            volume += normal * (PointAt(t[0]) - x);
+        }
+    }
+}
+
+// The same with the sum over the hub at hand: all its triangles have it as a corner, so that one
+// height over x does for all.
+void BatchDecimator::AddHub(int hub, int other, const Vec3d& x, Vec3d& normals, double& volume)
+{
+    int& place = hubPlaces_[At(hub)];
+    if (place < 0) {
+        Vec3d sum;
+        for (int j = firstOf_[At(hub)]; j < firstOf_[At(hub) + 1]; ++j) {
+            const Triangle& t = triangles_[At(listOf_[At(j)])];
+            sum += IsDead(t) ? Vec3d{} : NormalOf(t);
+        }
+        place = static_cast<int>(hubs_.size());
+        hubs_.push_back(hub);
+        hubNormals_.push_back(sum);
+    }
+    normals = hubNormals_[At(place)];
+    volume = normals * (PointAt(hub) - x);
+    for (int j = firstOf_[At(other)]; j < firstOf_[At(other) + 1]; ++j) {
+        const Triangle& t = triangles_[At(listOf_[At(j)])];
+        if (!IsDead(t) && t[0] != hub && t[1] != hub && t[2] != hub) {
+            const Vec3d normal = NormalOf(t);
+            normals += normal;
+            volume += normal * (PointAt(other) - x);
+        }
+    }
+}
+
+// Adds the triangles of a collapse, `share` times, to the sums of the hubs among their corners.
+void BatchDecimator::ChangeHubs(int from, int to, double share)
+{
+    for (const int end : {from, to}) {
+        for (int j = firstOf_[At(end)]; j < firstOf_[At(end) + 1]; ++j) {
+            const Triangle& t = triangles_[At(listOf_[At(j)])];
+            if (IsDead(t) || (end == to && (t[0] == from || t[1] == from || t[2] == from))) {
+                continue;
+            }
+            for (const int v : t) {
+                const int place = hubPlaces_[At(v)];
+                if (place >= 0) {
+                    hubNormals_[At(place)] += NormalOf(t) * share;
+                }
+            }
+        }
+    }
 }
 
 void BatchDecimator::FindCosts()
@@ -703,9 +775,15 @@ bool BatchDecimator::TryCollapse(int a, int b, double limit, bool& isTooFar)
             return false;
         }
     }
+    // Round a hub nearly all fails at its first triangles, or at those of the other vertex: what
+    // has to look at all of them comes last.
+    const bool isMoved = x != PointAt(to);
     double step = 0.0;
-    if (!KeepsTopology(from, to) || TurnsTooFar(from, to, x, step) ||
-        (x != PointAt(to) && TurnsTooFar(to, from, x, step))) {
+    if (double unused = 0.0; isMoved && IsHub(from) && TurnsTooFar(to, from, x, unused)) {
+        return false;
+    }
+    if (TurnsTooFar(from, to, x, step) || (isMoved && TurnsTooFar(to, from, x, step)) ||
+        !KeepsTopology(from, to)) {
         return false;
     }
     const double drift = DriftOf(a, b, step);
@@ -715,6 +793,9 @@ bool BatchDecimator::TryCollapse(int a, int b, double limit, bool& isTooFar)
     }
     drifts_[At(to)] = drift;
     greatestError_ = std::max(greatestError_, error);
+    if (!hubs_.empty()) {
+        ChangeHubs(from, to, -1.0);
+    }
     for (int j = firstOf_[At(from)]; j < firstOf_[At(from) + 1]; ++j) {
         Triangle& t = triangles_[At(listOf_[At(j)])];
         if (IsDead(t)) {
@@ -730,9 +811,12 @@ bool BatchDecimator::TryCollapse(int a, int b, double limit, bool& isTooFar)
         }
     }
     quadrics_[At(to)] += quadrics_[At(from)];
-    if (x != PointAt(to)) {
+    if (isMoved) {
         points_[At(to)] = x;
         hasMoved_[At(to)] = 1;
+    }
+    if (!hubs_.empty()) {
+        ChangeHubs(from, to, 1.0);
     }
     if (isLine) {
         for (const int v : {beyond, to}) {
@@ -777,6 +861,11 @@ std::size_t BatchDecimator::RunPass(std::size_t goal, double limit)
         }
     }
     std::fill(isTaken_.begin(), isTaken_.end(), static_cast<unsigned char>(0));
+    for (const int hub : hubs_) {
+        hubPlaces_[At(hub)] = -1;
+    }
+    hubs_.clear();
+    hubNormals_.clear();
     std::size_t collapsed = 0;
     const float last =
         goal < count ? kErrorSlack * costs_[At(order_[goal])] : std::numeric_limits<float>::max();

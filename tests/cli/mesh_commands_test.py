@@ -218,6 +218,30 @@ class Convert(CommandTest):
         self.assertEqual(self.files(), ['cube.stl'])
         self.expect(DONE, *words, '-o', 'tiny.tipc', '--tolerance', '0')
 
+    def test_collapsed_triangles_are_left_out(self):
+        # A sliver between two points that become one; its third point is of no triangle then.
+        thin = [((0, 0, 0), (10, 0, 0), (10, 1e-5, 0))]
+        self.write_part('part.stl', thin + tetrahedron())
+        for name in ('x.stl', 'x.tipc'):
+            run = self.expect(DONE, 'convert', 'part.stl', '-o', name, '--tolerance', '1e-4')
+            self.assertIn('4 points are left, 1 collapsed triangles left out', run.out)
+            figures = self.result('convert', 'part.stl', '-o', name, '--tolerance', '1e-4')
+            self.assertEqual((figures['triangles'], figures['points'], figures['collapsed_triangles']), (4, 4, 1))
+            report = self.result('report', name)
+            self.assertEqual((report['triangles'], report['points'], report['degenerate_triangles']), (4, 4, []))
+        # Without a tolerance, and as points, nothing is left out.
+        self.assertEqual(self.result('convert', 'part.stl', '-o', 'x.tipc')['triangles'], 5)
+        self.assertEqual(self.result('convert', 'part.stl', '-o', 'x.txt', '--tolerance', '1e-4')['points'], 5)
+
+    def test_a_tolerance_beyond_the_part_is_refused(self):
+        for name in ('x.stl', 'x.tipc'):
+            run = self.expect(DEFECTIVE, 'convert', 'cube.stl', '-o', name, '--tolerance', '5')
+            self.assertIn('cube.stl: all triangles have collapsed; give a smaller --tolerance', run.out + run.err)
+            figures = self.result('convert', 'cube.stl', '-o', name, '--tolerance', '5', code=DEFECTIVE)
+            self.assertEqual((figures['defects'], figures['collapsed_triangles']), (['empty'], 12))
+        self.assertEqual(self.files(), ['cube.stl'])
+        self.assertEqual(self.result('convert', 'cube.stl', '-o', 'x.txt', '--tolerance', '5')['points'], 1)
+
     def test_scaled_turned_moved_in_that_order(self):
         # (1, 2, 3) doubled is (2, 4, 6); a quarter turn about Z lays x along y and y along -x.
         box = self.result('convert', 'cube.stl', '-o', 'x.tipc', '--scale', '2', '--turn', '0,0,90', '--move',

@@ -287,6 +287,38 @@ TEST(CloudDistancesToMesh, ATipHasItsSignHoweverItsFacesAreCut)
     }
 }
 
+TEST(CloudDistancesToMesh, AFaceThatReachesFarAwayHasItsSayAtItsNearEdge)
+{
+    // Places on the common edge are found from the near face to more digits than the far one has,
+    // whose first corner is the far one in two cases of three.
+    for (const double reach : {1e3, 1e6}) {
+        Random random(3);
+        for (int i = 0; i < 200; ++i) {
+            IndexedMesh body;
+            for (int k = 0; k < 4; ++k) {
+                body.points.push_back(random.Vector<3, double>(-1, 1) * (k == 3 ? reach : 1.0));
+            }
+            const auto& p = body.points;
+            const bool isLeft = (p[1] - p[0]) * ((p[2] - p[0]) ^ (p[3] - p[0])) < 0;
+            body.indices = {0, 2, 1, 3, 0, 1, 2, 3, 1, 3, 2, 0};
+            if (isLeft) {
+                std::swap(body.points[0], body.points[1]);
+            }
+            std::vector<Vec3d> cloud;
+            for (int k = 0; k < 20; ++k) {
+                const double share = random.Between(0, 1);
+                cloud.push_back(p[0] * share + p[1] * (1 - share) +
+                                random.Vector<3, double>(-0.25, 0.25));
+            }
+            const std::vector<double> distances = Distances(body, cloud);
+            for (std::size_t k = 0; k < cloud.size(); ++k) {
+                EXPECT_EQ(distances[k]<0, WindingNumber(body, cloud[k])> 0.5)
+                    << reach << ' ' << i << ' ' << cloud[k];
+            }
+        }
+    }
+}
+
 TEST(CloudDistancesToMesh, OffASheetFoldedOntoItselfTheFirstTriangleTells)
 {
     const std::vector<Vec3d> points{{0, 0, 0}, {2, 0, 0}, {0, 2, 0}};
@@ -341,6 +373,31 @@ TEST(CloudDistancesToMesh, TrianglesWithoutAreaHaveNoSides)
     EXPECT_EQ(MeshUtils::CloudDistancesToMesh({{0, 0, 0}, {1, 0, 0}, {2, 0, 0}}, {0, 1, 2},
                                               {{1, 3, 0}}, false),
               std::vector<double>{3.0});
+}
+
+TEST(CloudDistancesToMesh, NeedlesOnAnEdgeHaveNoSayInItsSign)
+{
+    // A blade with its edge along Y, and on the edge a triangle whose height is rounding: it has a
+    // normal in any direction that one likes, and would outweigh two faces that nearly cancel.
+    const double half = 20 * kTwoPi<double> / 360;
+    const std::vector<Vec3d> points{{0, -1, 0},
+                                    {0, 1, 0},
+                                    {-std::sin(half), 0, -std::cos(half)},
+                                    {std::sin(half), 0, -std::cos(half)}};
+    for (int turn = 0; turn < 16; ++turn) {
+        const double angle = turn * kTwoPi<double> / 16;
+        IndexedMesh first{points, {0, 1, 4, 0, 1, 2, 1, 0, 3}};
+        IndexedMesh last{points, {0, 1, 2, 1, 0, 3, 0, 1, 4}};
+        for (IndexedMesh* mesh : {&first, &last}) {
+            mesh->points.push_back({2e-16 * std::cos(angle), 0, 2e-16 * std::sin(angle)});
+            for (int degrees = 25; degrees < 160; degrees += 10) { // the edge is nearest
+                const double up = degrees * kTwoPi<double> / 360;
+                const Vec3d p{std::cos(up), 0.25, std::sin(up)};
+                EXPECT_NEAR(Distances(*mesh, {p})[0], 1, 1e-12) << angle << ' ' << p;
+                EXPECT_NEAR(Distances(Turned(*mesh), {p})[0], -1, 1e-12) << angle << ' ' << p;
+            }
+        }
+    }
 }
 
 TEST(CloudDistancesToMesh, DegenerateTrianglesOfARealMeshChangeNoSign)
