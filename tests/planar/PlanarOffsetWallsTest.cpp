@@ -4,10 +4,10 @@
 #include <Sorvane/PlanarOffset_E.h>
 
 #include "tests/planar/OffsetMeasures.h"
+#include "tests/planar/OffsetShapes.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/ThreadLimit.h"
 
-#include <initializer_list>
 #include <limits>
 #include <set>
 
@@ -20,40 +20,17 @@ using namespace Support;
 template <class T>
 class WallOffsetTest : public testing::Test {
 };
-using Coordinates = testing::Types<float, double>;
-TYPED_TEST_SUITE(WallOffsetTest, Coordinates);
+TYPED_TEST_SUITE(WallOffsetTest, OffsetCoordinates);
 
-template <class T>
-constexpr T kTol = static_cast<T>(std::is_same_v<T, float> ? 1e-4 : 1e-7);
 /// What an offset of size 10 or so may be off by.
 template <class T>
 constexpr double kOff = std::is_same_v<T, float> ? 1e-4 : 1e-9;
-
-template <class T>
-PolyArcSegBase<T> ChainOf(std::initializer_list<ArcSegBase<T>> elements)
-{
-    PolyArcSegBase<T> chain;
-    chain.tolerance = static_cast<T>(std::is_same_v<T, float> ? 1e-5 : 1e-9);
-    chain.elements = elements;
-    EXPECT_TRUE(chain.IsClosed());
-    return chain;
-}
-
-template <class T>
-PolyArcSegBase<T> Turned(PolyArcSegBase<T> chain)
-{
-    std::reverse(chain.elements.begin(), chain.elements.end());
-    for (auto& element : chain.elements) {
-        element.Reverse();
-    }
-    return chain;
-}
 
 /// A chain and its mirror image in direction, with the sign that leads outward.
 template <class T>
 std::vector<std::pair<PolyArcSegBase<T>, double>> BothWays(const PolyArcSegBase<T>& chain)
 {
-    return {{chain, 1.0}, {Turned(chain), -1.0}};
+    return {{chain, 1.0}, {TurnedRound(chain), -1.0}};
 }
 
 /// One closed curve of this area, and all of the offset; or nothing for area 0.
@@ -103,8 +80,7 @@ TYPED_TEST(WallOffsetTest, CircleGrowsAndShrinksToCircles)
 TYPED_TEST(WallOffsetTest, TwoHalvesOfACircleAreAsOne)
 {
     using T = TypeParam;
-    const auto halves = ChainOf<T>({ArcBase<T>{{0, 0}, {5, 0}, 5 * kCircle<T> / 2},
-                                    ArcBase<T>{{0, 0}, {-5, 0}, 5 * kCircle<T> / 2}});
+    const auto halves = CircleOfArcs<T>({0, 0}, 5, 2);
     for (const auto& [chain, sign] : BothWays(halves)) {
         for (const double outward : {-4.875, -1.0, 1.0}) {
             ExpectOffset(chain, sign * outward, kHalfTurn * std::pow(5 + outward, 2), kOff<T>);
@@ -143,8 +119,7 @@ TYPED_TEST(WallOffsetTest, LensHasItsOffsetLens)
 TYPED_TEST(WallOffsetTest, InnerOfADIsAD)
 {
     using T = TypeParam;
-    const auto d =
-        ChainOf<T>({ArcBase<T>{{0, 0}, {0, -5}, 5 * kCircle<T> / 2}, SegBase<T>{{0, 5}, {0, -5}}});
+    const auto d = HalfDisc<T>();
     for (const auto& [chain, sign] : BothWays(d)) {
         for (const double inward : {0.5, 1.0, 2.0}) {
             const double r = 5 - inward; // the disc of radius r on one side of x = inward
@@ -235,19 +210,7 @@ TYPED_TEST(WallOffsetTest, BitsOfPlanarOffsetWhereThatIsWhole)
 // ends of the bone with it.
 TEST(WallOffsetDouble, ExactFitIsALineThatComesOnce)
 {
-    const auto bone = Lines<double>({{0, 0},
-                                     {6, 0},
-                                     {6, 2},
-                                     {10, 2},
-                                     {10, 0},
-                                     {16, 0},
-                                     {16, 6},
-                                     {10, 6},
-                                     {10, 4},
-                                     {6, 4},
-                                     {6, 6},
-                                     {0, 6},
-                                     {0, 0}});
+    const auto bone = Bone<double>(6);
     const auto offset = WallOffset<double>({bone}, -1.0, 1e-7);
     // Rooms of 4 by 4, whose walls have an arc about each corner of the slot, and the slot of 4.
     ExpectAtDistance(offset, bone, 1, 1e-9, 24);
@@ -429,7 +392,7 @@ TYPED_TEST(WallOffsetTest, CenterCircleRunsAsMostOfItsWalls)
         return ChainOf<T>({ArcBase<T>{{0, 0}, {r, 0}, kCircle<T> * r}});
     };
     const auto inner = circle(1);
-    const auto outer = Turned(circle(5));
+    const auto outer = TurnedRound(circle(5));
     using Walls = std::vector<PolyArcSegBase<T>>;
     const double area = 9 * kHalfTurn;
     for (const Walls& walls :

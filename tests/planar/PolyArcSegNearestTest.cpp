@@ -524,11 +524,7 @@ TYPED_TEST(ChainNearest, TipsOfCrescentsPointOutward)
         crescent.AppendArc(at(0, 4), at(0, 0), -4 * quarter); // back along the inner one
         crescent.AppendSegment(at(-4, 4), at(-5, 5));
         ASSERT_TRUE(crescent.IsClosed());
-        PolyArcSegBase<T> reversed = crescent;
-        std::reverse(reversed.elements.begin(), reversed.elements.end());
-        for (auto& element : reversed.elements) {
-            element.Reverse();
-        }
+        const auto reversed = TurnedRound(crescent);
         for (const auto& [x, y] : {std::pair(1.0, 0.0), {3.0, 1.0}, {0.5, -0.25}, {2.0, -2.0}}) {
             SCOPED_TRACE(testing::Message() << place.x() << ": " << x << ", " << y);
             EXPECT_FALSE(this->InSpace(crescent, at(x, y), true));
