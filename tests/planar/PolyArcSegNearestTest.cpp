@@ -605,7 +605,7 @@ TYPED_TEST(ChainNearest, ArcThereAndBackIsInBothSpaces)
         EXPECT_TRUE(this->InSpace(cusp, p, true)) << p;
         EXPECT_TRUE(this->InSpace(cusp, p, false)) << p;
     }
-    EXPECT_GT(unequal, 50);
+    EXPECT_GT(unequal, 10);
 }
 
 // Two arcs with radii of nine units in the last place and a corner between them. Their directions
