@@ -20,6 +20,7 @@
 #include "planar/GridPointTree_Impl.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -243,6 +244,47 @@ bool PassesCell(const GridEdge& edge, const GridPoint& point)
     return true;
 }
 
+/// Tells in `double` which cells an edge passes, but for those that its line nearly touches and
+/// those about its ends and beyond.
+class CellFilter {
+public:
+    explicit CellFilter(const GridEdge& edge)
+        : start_(edge.low), along_(Vec2d(edge.high) - Vec2d(edge.low)),
+          reach_(0.5 * (std::fabs(along_.x()) + std::fabs(along_.y())))
+    {
+        for (int axis = 0; axis < 2; ++axis) {
+            const auto [low, high] = std::minmax(edge.low[axis], edge.high[axis]);
+            low_[axis] = static_cast<double>(low + 1);
+            high_[axis] = static_cast<double>(high - 1);
+        }
+    }
+
+    /// Does the line surely pass beside the cell about `point`? Differences of whole numbers of 33
+    /// bits are exact; products with them are off by 2^-20 of the other factor.
+    bool Misses(const Vec2d& point) const { return Across(point) > reach_ * (1 + kRounding); }
+    /// Does the edge surely pass through the inside of it?
+    bool Passes(const Vec2d& point) const
+    {
+        return Across(point) < reach_ * (1 - kRounding) && point.x() >= low_.x() &&
+               point.x() <= high_.x() && point.y() >= low_.y() && point.y() <= high_.y();
+    }
+
+private:
+    static constexpr double kRounding = 0x1p-16;
+
+    double Across(const Vec2d& point) const
+    {
+        const Vec2d from = point - start_;
+        return std::fabs(along_.x() * from.y() - along_.y() * from.x());
+    }
+
+    Vec2d start_;
+    Vec2d along_;
+    double reach_; // half a cell to all sides, times the length of the edge
+    Vec2d low_;
+    Vec2d high_;
+};
+
 /// The ends of all edges, one edge after the other.
 std::vector<std::uint64_t> EndsOf(const std::vector<GridEdge>& edges)
 {
@@ -256,72 +298,60 @@ std::vector<std::uint64_t> EndsOf(const std::vector<GridEdge>& edges)
     return ends;
 }
 
-/// The pieces of edges as numbers of points. Where many edges run through the same points, as they
-/// do when more cross than there are cells, the pieces are added up on the way: memory stays near
-/// that of the result.
+/// The pieces of edges between points that have been numbered once, by their order. Where many
+/// edges run through the same points, as they do when more cross than there are cells, the pieces
+/// are added up on the way: memory stays near that of the result.
 class Pieces {
 public:
-    explicit Pieces(const std::vector<std::uint64_t>& points) : points_(points) {}
+    /// `points` are distinct and ascend.
+    explicit Pieces(std::vector<std::uint64_t> points) : points_(std::move(points)) {}
 
     void Reserve(std::size_t count) { pieces_.reserve(std::min(count, mostPieces_)); }
 
-    /// Edge `number`, whose ends are points 2 `number` and 2 `number` + 1, cut at points in any
-    /// order.
-    void Add(int number, const GridEdge& edge, std::span<const int> places)
+    /// The edge between points `low` and `high`, cut at places in any order, which it changes.
+    void Add(int low, int high, const std::array<int, 2>& runs, std::span<int> places)
     {
-        const GridPoint direction = edge.high - edge.low;
+        // By x and y is by place along the edge, too, but where an edge falls steeply or points
+        // that lie beside it are out of step: most edges need no look at places.
+        std::sort(places.begin(), places.end());
+        const GridPoint origin = PointAt(low);
+        const GridPoint direction = PointAt(high) - origin;
         along_.clear();
+        bool isInOrder = true;
         for (const int point : places) {
-            const GridPoint from = PointOf(KeyAt(point)) - edge.low;
+            const GridPoint from = PointAt(point) - origin;
             along_.push_back({static_cast<Wide>(direction.x()) * from.x() +
                                   static_cast<Wide>(direction.y()) * from.y(),
                               point});
+            isInOrder =
+                isInOrder && (along_.size() == 1 || !(along_.back() < along_[along_.size() - 2]));
         }
-        std::sort(along_.begin(), along_.end(), [this](const auto& a, const auto& b) {
-            return a.first != b.first ? a.first < b.first : KeyAt(a.second) < KeyAt(b.second);
-        });
-        int from = 2 * number;
+        if (!isInOrder) {
+            std::sort(along_.begin(), along_.end());
+        }
+        int from = low;
         for (const auto& [place, point] : along_) {
-            pieces_.push_back({from, point, edge.runs});
+            AppendNumbered(from, point, runs, pieces_);
             from = point;
         }
-        pieces_.push_back({from, 2 * number + 1, edge.runs});
+        AppendNumbered(from, high, runs, pieces_);
         if (pieces_.size() > mostPieces_) {
-            pieces_ = EdgesBetween(MakeGraph(points_, std::move(pieces_)));
+            AddUp(pieces_);
             mostPieces_ = std::max(mostPieces_, 2 * pieces_.size());
         }
     }
 
-    GridGraph Graph() { return MakeGraph(points_, std::move(pieces_)); }
+    GridGraph Graph() && { return GraphOf(std::move(points_), std::move(pieces_)); }
 
 private:
-    std::uint64_t KeyAt(int point) const { return points_[static_cast<std::size_t>(point)]; }
-
-    /// The edges of a graph with the numbers that its points have here, any of those that are
-    /// alike.
-    std::vector<GridGraph::Edge> EdgesBetween(GridGraph graph)
+    GridPoint PointAt(int number) const
     {
-        if (numberOf_.empty()) {
-            numberOf_.resize(graph.points.size());
-            for (std::size_t i = 0; i < points_.size(); ++i) {
-                Progress::Impl::CheckStep(i);
-                const auto at =
-                    std::lower_bound(graph.points.begin(), graph.points.end(), points_[i]);
-                numberOf_[static_cast<std::size_t>(at - graph.points.begin())] =
-                    static_cast<int>(i);
-            }
-        }
-        for (GridGraph::Edge& edge : graph.edges) {
-            edge.low = numberOf_[static_cast<std::size_t>(edge.low)];
-            edge.high = numberOf_[static_cast<std::size_t>(edge.high)];
-        }
-        return std::move(graph.edges);
+        return PointOf(points_[static_cast<std::size_t>(number)]);
     }
 
-    const std::vector<std::uint64_t>& points_;
+    std::vector<std::uint64_t> points_;
     std::vector<GridGraph::Edge> pieces_;
     std::size_t mostPieces_ = std::size_t{1} << 22U;
-    std::vector<int> numberOf_;               // of the points of graphs
     std::vector<std::pair<Wide, int>> along_; // places on an edge, by how far they are along it
 };
 
@@ -390,18 +420,23 @@ GridGraph CutAtCrossings(const std::vector<GridEdge>& edges)
 {
     Cuts cuts{EndsOf(edges), {}};
     FindCuts(edges, cuts);
-    const Math::Impl::Buckets<int> placesOf(edges.size(), [&cuts](const auto& put) {
+    std::vector<std::uint64_t> points;
+    const std::vector<int> numbers = NumberedKeys(cuts.points, points);
+    cuts.points = {};
+    const auto numberOf = [&](std::size_t place) { return numbers[place]; };
+    Math::Impl::Buckets<int> placesOf(edges.size(), [&](const auto& put) {
         for (const auto& [edge, point] : cuts.places) {
-            put(edge, point);
+            put(edge, numberOf(static_cast<std::size_t>(point)));
         }
     });
-    Pieces pieces(cuts.points);
+    Pieces pieces(std::move(points));
     pieces.Reserve(edges.size() + cuts.places.size());
+    cuts.places = {};
     for (std::size_t i = 0; i < edges.size(); ++i) {
         Progress::Impl::CheckStep(edges.size() + i, 2 * edges.size());
-        pieces.Add(static_cast<int>(i), edges[i], placesOf[i]);
+        pieces.Add(numberOf(2 * i), numberOf(2 * i + 1), edges[i].runs, placesOf[i]);
     }
-    return pieces.Graph();
+    return std::move(pieces).Graph();
 }
 
 GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::uint64_t>& points)
@@ -413,23 +448,33 @@ GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::
     }
     const GridPointTree tree(std::move(items));
     std::vector<std::uint64_t> keys = EndsOf(edges);
-    const int firstPoint = static_cast<int>(keys.size());
+    const std::size_t firstPoint = keys.size();
     keys.insert(keys.end(), points.begin(), points.end());
-    Pieces pieces(keys);
+    std::vector<std::uint64_t> distinct;
+    const std::vector<int> numbers = NumberedKeys(keys, distinct);
+    keys = {};
+    Pieces pieces(std::move(distinct));
     std::vector<int> places;
     for (std::size_t i = 0; i < edges.size(); ++i) {
         Progress::Impl::CheckStep(i);
         const GridEdge& edge = edges[i];
+        const CellFilter filter(edge);
         places.clear();
         tree.Near(Vec2d(edge.low), Vec2d(edge.high), 0.5, [&](const GridPointTree::Item& item) {
-            const GridPoint point = PointOf(points[static_cast<std::size_t>(item.number)]);
-            if (point != edge.low && point != edge.high && PassesCell(edge, point)) {
-                places.push_back(firstPoint + item.number);
+            if (filter.Misses(item.at)) {
+                return;
+            }
+            const auto place = static_cast<std::size_t>(item.number);
+            const auto passes = [&](const GridPoint& point) {
+                return point != edge.low && point != edge.high && PassesCell(edge, point);
+            };
+            if (filter.Passes(item.at) || passes(PointOf(points[place]))) {
+                places.push_back(numbers[firstPoint + place]);
             }
         });
-        pieces.Add(static_cast<int>(i), edge, places);
+        pieces.Add(numbers[2 * i], numbers[2 * i + 1], edge.runs, places);
     }
-    return pieces.Graph();
+    return std::move(pieces).Graph();
 }
 
 } // namespace Velk::Math::Sorvane::Planar::Impl

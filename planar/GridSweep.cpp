@@ -121,11 +121,16 @@ private:
         const bool isInFirst = winding[0] > 0;
         const bool isInSecond = winding[1] > 0;
         switch (keep_) {
-        case Keep::FirstSet: return isInFirst;
-        case Keep::FirstSetWithoutSecond: return isInFirst && !isInSecond;
-        case Keep::EitherSet: return isInFirst || isInSecond;
-        case Keep::BothSets: return isInFirst && isInSecond;
-        case Keep::OneSetOnly: return isInFirst != isInSecond;
+        case Keep::FirstSet:
+            return isInFirst;
+        case Keep::FirstSetWithoutSecond:
+            return isInFirst && !isInSecond;
+        case Keep::EitherSet:
+            return isInFirst || isInSecond;
+        case Keep::BothSets:
+            return isInFirst && isInSecond;
+        case Keep::OneSetOnly:
+            return isInFirst != isInSecond;
         }
         return false;
     }
@@ -200,10 +205,58 @@ private:
         endingAt_; // of each point: a place on the sweep line that ends there, or the end
 };
 
-/// Numbers of the keys by their order, equal ones alike; `points` becomes the distinct keys.
+using Edges = std::vector<GridGraph::Edge>;
+
+/// Sorts edges by their lower points and lets merge(first, last, low) make fewer of those out of
+/// each: it returns where what is left of them ends.
+template <class Merge>
+void AddUpByPoints(Edges& edges, const Merge& merge)
+{
+    Math::Impl::StableSortByKey(
+        edges, [](const GridGraph::Edge& edge) { return static_cast<std::uint32_t>(edge.low); });
+    Progress::Impl::Steps steps;
+    auto written = edges.begin();
+    for (auto from = edges.begin(); from != edges.end();) {
+        steps.Next();
+        const int low = from->low;
+        const auto to = std::find_if(from, edges.end(),
+                                     [&](const GridGraph::Edge& edge) { return edge.low != low; });
+        written = std::move(from, merge(from, to, low), written);
+        from = to;
+    }
+    edges.erase(written, edges.end());
+}
+
+/// Makes neighbors that lead to the same point one; where those that are left end.
+Edges::iterator AddUpNeighbors(Edges::iterator from, Edges::iterator to)
+{
+    auto written = from;
+    while (from != to) {
+        GridGraph::Edge sum = *from;
+        for (++from; from != to && from->high == sum.high; ++from) {
+            sum.runs = {sum.runs[0] + from->runs[0], sum.runs[1] + from->runs[1]};
+        }
+        if (sum.runs[0] != 0 || sum.runs[1] != 0) {
+            *written++ = sum;
+        }
+    }
+    return written;
+}
+
+/// Makes edges out of one point one that lead to the same other point.
+Edges::iterator AddUpOfPoint(Edges::iterator from, Edges::iterator to)
+{
+    std::sort(from, to,
+              [](const GridGraph::Edge& a, const GridGraph::Edge& b) { return a.high < b.high; });
+    return AddUpNeighbors(from, to);
+}
+
+} // namespace
+
 std::vector<int> NumberedKeys(const std::vector<std::uint64_t>& keys,
                               std::vector<std::uint64_t>& points)
 {
+    points.clear();
     std::vector<std::pair<std::uint64_t, int>> sorted;
     sorted.reserve(keys.size());
     for (const std::uint64_t key : keys) {
@@ -223,54 +276,48 @@ std::vector<int> NumberedKeys(const std::vector<std::uint64_t>& keys,
     return numbers;
 }
 
-} // namespace
-
-GridGraph MakeGraph(const std::vector<std::uint64_t>& keys, std::vector<GridGraph::Edge> edges)
+void AppendNumbered(int from, int to, std::array<int, 2> runs, std::vector<GridGraph::Edge>& edges)
 {
-    GridGraph graph;
-    const std::vector<int> numbers = NumberedKeys(keys, graph.points);
-    Progress::Impl::Steps steps;
-    std::erase_if(edges, [&](GridGraph::Edge& edge) {
-        steps.Next();
-        edge.low = numbers[static_cast<std::size_t>(edge.low)];
-        edge.high = numbers[static_cast<std::size_t>(edge.high)];
-        if (edge.low > edge.high) {
-            std::swap(edge.low, edge.high);
-            edge.runs = {-edge.runs[0], -edge.runs[1]};
-        }
-        return edge.low == edge.high;
-    });
-    Math::Impl::StableSortByKey(
-        edges, [](const GridGraph::Edge& edge) { return static_cast<std::uint32_t>(edge.low); });
+    if (from < to) {
+        edges.push_back({from, to, runs});
+    } else if (from > to) {
+        edges.push_back({to, from, {-runs[0], -runs[1]}});
+    }
+}
 
+void AddUp(std::vector<GridGraph::Edge>& edges)
+{
+    AddUpByPoints(edges, [](Edges::iterator from, Edges::iterator to, int) {
+        return AddUpOfPoint(from, to);
+    });
+}
+
+GridGraph GraphOf(std::vector<std::uint64_t> points, std::vector<GridGraph::Edge> edges)
+{
+    // Comparing numbers before directions pays where many edges lead to few points.
+    constexpr std::ptrdiff_t kMany = 8;
+    GridGraph graph;
+    graph.points = std::move(points);
     graph.firstEdge.assign(graph.points.size() + 1, 0);
-    graph.edges.reserve(edges.size());
-    for (auto from = edges.begin(); from != edges.end();) {
-        steps.Next();
-        const int low = from->low;
-        const auto to = std::find_if(from, edges.end(),
-                                     [&](const GridGraph::Edge& edge) { return edge.low != low; });
+    AddUpByPoints(edges, [&](Edges::iterator from, Edges::iterator to, int low) {
+        if (to - from > kMany) {
+            to = AddUpOfPoint(from, to);
+        }
+        const auto point = [&](int number) {
+            return graph.points[static_cast<std::size_t>(number)];
+        };
         std::sort(from, to, [&](const GridGraph::Edge& a, const GridGraph::Edge& b) {
             if (a.high == b.high) {
                 return false;
             }
-            const auto point = [&](int number) {
-                return graph.points[static_cast<std::size_t>(number)];
-            };
             const int turn = TurnOf(point(low), point(a.high), point(b.high));
             return turn != 0 ? turn > 0 : a.high < b.high;
         });
-        for (; from != to;) {
-            GridGraph::Edge sum = *from;
-            for (++from; from != to && from->high == sum.high; ++from) {
-                sum.runs = {sum.runs[0] + from->runs[0], sum.runs[1] + from->runs[1]};
-            }
-            if (sum.runs[0] != 0 || sum.runs[1] != 0) {
-                graph.edges.push_back(sum);
-                ++graph.firstEdge[static_cast<std::size_t>(low) + 1];
-            }
-        }
-    }
+        to = AddUpNeighbors(from, to);
+        graph.firstEdge[static_cast<std::size_t>(low) + 1] = static_cast<int>(to - from);
+        return to;
+    });
+    graph.edges = std::move(edges);
     std::partial_sum(graph.firstEdge.begin(), graph.firstEdge.end(), graph.firstEdge.begin());
     return graph;
 }
@@ -278,16 +325,19 @@ GridGraph MakeGraph(const std::vector<std::uint64_t>& keys, std::vector<GridGrap
 GridGraph MakeGraph(const std::vector<GridEdge>& edges)
 {
     std::vector<std::uint64_t> keys;
-    std::vector<GridGraph::Edge> numbered;
     keys.reserve(2 * edges.size());
-    numbered.reserve(edges.size());
     for (const GridEdge& edge : edges) {
-        const int number = static_cast<int>(keys.size());
         keys.push_back(KeyOf(edge.low));
         keys.push_back(KeyOf(edge.high));
-        numbered.push_back({number, number + 1, edge.runs});
     }
-    return MakeGraph(keys, std::move(numbered));
+    std::vector<std::uint64_t> points;
+    const std::vector<int> numbers = NumberedKeys(keys, points);
+    Edges numbered;
+    numbered.reserve(edges.size());
+    for (std::size_t i = 0; i < edges.size(); ++i) {
+        AppendNumbered(numbers[2 * i], numbers[2 * i + 1], edges[i].runs, numbered);
+    }
+    return GraphOf(std::move(points), std::move(numbered));
 }
 
 std::vector<GridEdge> EdgesOf(const GridGraph& graph)

@@ -31,10 +31,20 @@ inline GridPoint PointOf(std::uint64_t key)
     return {static_cast<long long>(key >> 32U), static_cast<long long>(key & 0xffffffffU)};
 }
 
-/// The graph of edges between points given by subscripts into `keys`, which may repeat. Edges of no
-/// length vanish, edges between the same points become one, and those vanish along which nothing
-/// is run in the end. O(n log n).
-GridGraph MakeGraph(const std::vector<std::uint64_t>& keys, std::vector<GridGraph::Edge> edges);
+/// Numbers of the keys by their order, equal ones alike; `points` becomes the distinct keys.
+std::vector<int> NumberedKeys(const std::vector<std::uint64_t>& keys,
+                              std::vector<std::uint64_t>& points);
+
+/// The edge between two points given by such numbers, whose keys ascend as they do; none when both
+/// are one.
+void AppendNumbered(int from, int to, std::array<int, 2> runs, std::vector<GridGraph::Edge>& edges);
+
+/// Edges between the same points become one, and those vanish along which nothing is run in the
+/// end. O(n log n).
+void AddUp(std::vector<GridGraph::Edge>& edges);
+
+/// The graph of edges between `points`, added up. O(n log n).
+GridGraph GraphOf(std::vector<std::uint64_t> points, std::vector<GridGraph::Edge> edges);
 GridGraph MakeGraph(const std::vector<GridEdge>& edges);
 std::vector<GridEdge> EdgesOf(const GridGraph& graph);
 

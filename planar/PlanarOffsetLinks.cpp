@@ -4,7 +4,8 @@
 //      surplus of one direction leaves one piece.
 //   2. In each vertex an incoming piece is followed by an outgoing one: round the vertex, counter-
 //      clockwise, the side that they bound lies between the two, and so they match like brackets.
-//   3. Where pieces run head to head, as beside a chain that crosses itself, directions don't
+//   3. A chain that comes back to a vertex parts there into two curves that touch.
+//   4. Where pieces run head to head, as beside a chain that crosses itself, directions don't
 //   count.
 
 #include "planar/PlanarOffsetLinks_Impl.h"
@@ -26,6 +27,8 @@
 namespace Velk::Math::Sorvane::Planar::Impl {
 
 namespace {
+
+constexpr int kNone = -1;
 
 /// Pieces between the same ends coincide when their middles are no farther apart than this, in
 /// parts of the tolerance: the ends of each lie within it of the vertex, per coordinate.
@@ -123,7 +126,11 @@ public:
         // The least number first, as where directions don't count.
         std::sort(links_.begin(), links_.end(),
                   [](const ElementLink& a, const ElementLink& b) { return a.element < b.element; });
-        const std::vector<int> next = Successors(vertexCount);
+        bool hasBranches = false;
+        std::vector<int> next = Successors(vertexCount, hasBranches);
+        if (hasBranches) {
+            PartAtVertices(vertexCount, next);
+        }
         std::vector<char> isFollower(links_.size(), 0);
         for (const int follower : next) {
             if (follower >= 0) {
@@ -177,8 +184,8 @@ private:
         return PlaceOn(pieces_.elements[i], pieces_.ends[i], length, fromEnd);
     }
 
-    /// For each link the one that follows it, or -1.
-    std::vector<int> Successors(int vertexCount) const
+    /// For each link the one that follows it, or -1; and whether more than two meet anywhere.
+    std::vector<int> Successors(int vertexCount, bool& hasBranches) const
     {
         using Rays = Math::Impl::Buckets<Ray, int>;
         Rays rays(static_cast<std::size_t>(vertexCount), [&](const auto& put) {
@@ -191,6 +198,7 @@ private:
         for (int vertex = 0; vertex < vertexCount; ++vertex) {
             const std::span<Ray> own = rays[vertex];
             if (own.size() > 2) {
+                hasBranches = true;
                 SortRound(own);
             }
             std::vector<int> incoming;
@@ -212,6 +220,62 @@ private:
             }
         }
         return next;
+    }
+
+    /// Where the side that chains bound is in one piece round a touch, as about two posts, the
+    /// brackets make one chain of two curves. It parts where it comes back to a vertex.
+    void PartAtVertices(int vertexCount, std::vector<int>& next) const
+    {
+        std::vector<int> previous(next.size(), kNone);
+        const auto join = [&](int before, int after) {
+            next[static_cast<std::size_t>(before)] = after;
+            previous[static_cast<std::size_t>(after)] = before;
+        };
+        for (std::size_t i = 0; i < next.size(); ++i) {
+            if (next[i] >= 0) {
+                join(static_cast<int>(i), next[i]);
+            }
+        }
+        std::vector<int> leaving(static_cast<std::size_t>(vertexCount), kNone); // on the way so far
+        const auto leavingFrom = [&](int i) -> int& {
+            return leaving[static_cast<std::size_t>(links_[static_cast<std::size_t>(i)].from)];
+        };
+        std::vector<char> isPassed(next.size(), 0);
+        std::vector<int> way;
+        const auto follow = [&](int i) {
+            while (i >= 0) {
+                isPassed[static_cast<std::size_t>(i)] = 1;
+                way.push_back(i);
+                leavingFrom(i) = i;
+                const int after = next[static_cast<std::size_t>(i)];
+                if (after == way.front()) {
+                    break;
+                }
+                const int back = after >= 0 ? leavingFrom(after) : kNone;
+                const int before = back >= 0 ? previous[static_cast<std::size_t>(back)] : kNone;
+                if (before >= 0) {
+                    join(i, back);
+                    join(before, after);
+                    do {
+                        i = way.back();
+                        way.pop_back();
+                        leavingFrom(i) = kNone;
+                    } while (i != back);
+                }
+                i = after;
+            }
+            for (const int passed : way) {
+                leavingFrom(passed) = kNone;
+            }
+            way.clear();
+        };
+        for (const bool isOpen : {true, false}) {
+            for (std::size_t i = 0; i < next.size(); ++i) {
+                if (isPassed[i] == 0 && (!isOpen || previous[i] < 0)) {
+                    follow(static_cast<int>(i));
+                }
+            }
+        }
     }
 
     /// Sorts rays counter-clockwise, by where each is at the same length from the vertex: so those

@@ -10,12 +10,26 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <limits>
+#include <utility>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 namespace {
 
 constexpr int kNone = -1;
 constexpr std::uint32_t kCleared = 1; // stamp of triangles that a segment clears
+/// Triangles made in cavities, for each node, that tell that the order of segments is a bad one.
+constexpr std::size_t kManyTriangles = 32;
+
+/// The same order in every run.
+void Shuffle(std::span<std::pair<int, int>> segments)
+{
+    std::uint64_t random = 1;
+    for (std::size_t left = segments.size(); left > 1; --left) {
+        random = random * 6364136223846793005U + 1442695040888963407U;
+        std::swap(segments[left - 1], segments[(random >> 33U) % left]);
+    }
+}
 
 } // namespace
 
@@ -57,9 +71,18 @@ void ConstrainedDelaunay::InsertSegments(std::span<const std::pair<int, int>> se
     }
     Math::Impl::StableSortByKey(
         sorted, [](const Segment& segment) { return static_cast<unsigned>(segment.first); });
+    // Segments that run askew through a whole channel side by side cross most of its triangles, and
+    // those that come back on the far side of each are crossed by the next one. In random order
+    // they halve the channel first. The triangles are the same in any order.
+    std::size_t most = cavity_.Work() + kManyTriangles * nodes_.size();
     for (std::size_t i = 0; i < sorted.size(); ++i) {
-        PrefetchAhead(std::span<const Segment>(sorted).subspan(i + 1));
+        const auto due = std::span<Segment>(sorted).subspan(i + 1);
+        PrefetchAhead(due);
         InsertBetween(sorted[i]);
+        if (cavity_.Work() > most) {
+            Shuffle(due);
+            most = std::numeric_limits<std::size_t>::max();
+        }
     }
 }
 

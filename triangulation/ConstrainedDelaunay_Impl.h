@@ -27,7 +27,8 @@ public:
     /// that end becomes a joint of the other, so that chains stay closed.
     void InsertSegment(int start, int end);
     /// All of them, in an order in which neighbors follow each other: what one looks at the next
-    /// one finds in the cache.
+    /// one finds in the cache. Where that turns out to be a bad order, the rest in random order:
+    /// expected O(log m) for each of m segments beside the triangles that it crosses in the end.
     void InsertSegments(std::span<const std::pair<int, int>> segments);
 
     /// Three places in the list for each triangle that an odd number of constraints, the fewest

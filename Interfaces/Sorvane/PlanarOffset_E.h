@@ -31,10 +31,9 @@ namespace Velk::Math::Sorvane::Planar {
 ///
 /// Curves run as the chain does, or against it for a negative distance, whatever they are made of;
 /// only where pieces meet head to head, as beside a chain that crosses itself, is one turned round.
-/// Where the room beside them narrows to a point, two curves touch there; where they touch from their
-/// other sides, as about two posts, they may also come as one that runs through the point twice. A slot of
-/// exactly the width of the tool, to within the linking, leaves its center line as an open curve of its
-/// own beside the closed ones.
+/// Curves that touch in a point are two: where the room beside them narrows to that point, and about two
+/// posts whose gap is twice the distance. A slot of exactly the width of the tool, to within the linking,
+/// leaves its center line as an open curve of its own beside the closed ones.
 ///
 /// Of a chain of one or two elements the linking is that of `CombineArcsSegs`, which loses elements
 /// between whose ends another one runs, and so a full circle has no offset, two half circles give one

@@ -41,15 +41,6 @@ ArcSegBase<T> Turned(ArcSegBase<T> element)
 
 /// The method by the book, slowly: sets of neighbors, starts searched from the beginning each time,
 /// chains turned round element by element.
-PolyArcSegBase<double> TurnedRound(PolyArcSegBase<double> chain)
-{
-    std::reverse(chain.elements.begin(), chain.elements.end());
-    for (auto& element : chain.elements) {
-        element.Reverse();
-    }
-    return chain;
-}
-
 bool Append(PolyArcSegBase<double>& chain, const ArcSegBase<double>& element)
 {
     if (const auto* arc = element.AsArc()) {

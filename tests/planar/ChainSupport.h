@@ -146,6 +146,17 @@ PolyArcSegBase<T> Moved(PolyArcSegBase<T> chain, const VecBase<2, T>& by)
     return chain;
 }
 
+/// The chain run the other way.
+template <class T>
+PolyArcSegBase<T> TurnedRound(PolyArcSegBase<T> chain)
+{
+    std::reverse(chain.elements.begin(), chain.elements.end());
+    for (ArcSegBase<T>& element : chain.elements) {
+        element.Reverse();
+    }
+    return chain;
+}
+
 /// Point of an element at a fraction of its length, by turning the spoke of an arc.
 template <class T>
 Vec2d PointOf(const ArcSegBase<T>& element, double fraction)

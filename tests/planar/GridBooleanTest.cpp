@@ -5,8 +5,11 @@
 
 #include "tests/support/TestSupport.h"
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdlib>
+#include <map>
 #include <vector>
 
 namespace {
@@ -157,6 +160,107 @@ TEST(CutAtCells, LeavesEdgesThatMeetAtTheirEndsOnly)
         EXPECT_EQ(cut.points, crossed.points);
     }
     EXPECT_GT(mended, 10);
+}
+
+/// Squares about one center, each turned by a few cells more than the one before: sides that are
+/// nearly parallel, with their crossings close together in the middle and a fan of them at each
+/// corner.
+std::vector<GridLoop> TurnedSquares(int count, double cells)
+{
+    constexpr double kRadius = 1 << 28;
+    const double quarter = std::acos(0.0);
+    std::vector<GridLoop> loops(static_cast<std::size_t>(count));
+    for (std::size_t i = 0; i < loops.size(); ++i) {
+        for (int corner = 0; corner < 5; ++corner) {
+            const double angle =
+                0.3 + static_cast<double>(i) * cells / kRadius + corner % 4 * quarter;
+            loops[i].push_back(
+                {std::llround(kRadius * std::cos(angle)), std::llround(kRadius * std::sin(angle))});
+        }
+    }
+    return loops;
+}
+
+TEST(GridBoolean, SidesThatAreNearlyParallelAgreeWithTheLibraryToo)
+{
+    for (const double cells : {0.25, 3.0, 1000.0}) {
+        std::vector<GridEdge> edges;
+        AppendEdges(TurnedSquares(14, cells), 0, edges);
+        std::vector<GridLoop> own;
+        std::vector<GridLoop> library;
+        ASSERT_TRUE(GridBoolean(edges, Keep::FirstSet, Cutting::Own, own));
+        ASSERT_TRUE(GridBoolean(edges, Keep::FirstSet, Cutting::ByLibrary, library));
+        ASSERT_FALSE(own.empty());
+        // Both move what they cut by a cell or two, along four sides.
+        EXPECT_NEAR(Area(own), Area(library), 4.0 * 4 * (1 << 29));
+    }
+}
+
+TEST(CutAtCells, LeavesSidesThatAreNearlyParallelApart)
+{
+    for (const double cells : {3.0, 20.0}) {
+        std::vector<GridEdge> edges;
+        AppendEdges(TurnedSquares(8, cells), 0, edges);
+        for (GridEdge& edge : edges) {
+            edge.low += GridPoint(1 << 28, 1 << 28);
+            edge.high += GridPoint(1 << 28, 1 << 28);
+        }
+        ResolveOverlaps(edges);
+        const GridGraph crossed = CutAtCrossings(edges);
+        EXPECT_GT(crossed.points.size(), edges.size() + 50);
+        const GridGraph cut = CutAtCells(edges, crossed.points);
+        EXPECT_FALSE(AnyCollide(EdgesOf(cut)));
+        EXPECT_EQ(cut.points, crossed.points);
+    }
+}
+
+TEST(GridGraph, EdgesOfTheSamePointsAddUpWhateverTheirDirectionAndNumber)
+{
+    // A star with an edge to each of 12 points, there several times and back a few times fewer; of
+    // every third nothing is left.
+    std::vector<GridEdge> edges;
+    for (int round = 0; round < 4; ++round) {
+        for (int i = 0; i < 12; ++i) {
+            const GridPoint tip(100 + 7 * i, 200 - i * i);
+            edges.push_back({{50, 150}, tip, {1, i}});
+            if (i % 3 == 0) {
+                edges.push_back({tip, {50, 150}, {1, i}});
+            }
+        }
+    }
+    const GridGraph graph = MakeGraph(edges);
+    EXPECT_EQ(graph.points.size(), 13U);
+    ASSERT_EQ(graph.edges.size(), 8U);
+    for (std::size_t k = 0; k < graph.edges.size(); ++k) {
+        const GridPoint tip = PointOf(graph.points[static_cast<std::size_t>(graph.edges[k].high)]);
+        const int i = static_cast<int>(tip.x() - 100) / 7;
+        EXPECT_EQ(tip, GridPoint(100 + 7 * i, 200 - i * i));
+        EXPECT_EQ(graph.edges[k].runs, (std::array<int, 2>{4, 4 * i}));
+        if (k > 0) { // counter-clockwise
+            const GridPoint before =
+                PointOf(graph.points[static_cast<std::size_t>(graph.edges[k - 1].high)]);
+            EXPECT_EQ(SideOf({50, 150}, before, tip), 1);
+        }
+    }
+    EXPECT_EQ(graph.firstEdge.back(), 8);
+    std::vector<GridGraph::Edge> loose;
+    for (int i = 0; i < 9000; ++i) { // by numbers, through the sort for many
+        AppendNumbered(i % 50, (i * 7 + 3) % 50, {1, 0}, loose);
+    }
+    AddUp(loose);
+    std::map<std::array<int, 2>, int> sums;
+    for (int i = 0; i < 9000; ++i) {
+        const int a = i % 50;
+        const int b = (i * 7 + 3) % 50;
+        if (a != b) {
+            sums[{std::min(a, b), std::max(a, b)}] += a < b ? 1 : -1;
+        }
+    }
+    std::erase_if(sums, [](const auto& sum) { return sum.second == 0; });
+    ASSERT_EQ(loose.size(), sums.size());
+    for (const GridGraph::Edge& edge : loose) {
+        EXPECT_EQ((sums[{edge.low, edge.high}]), edge.runs[0]);
+    }
 }
 
 TEST(CutAtCells, CutsWhereTheCellIsPassedAndItsUpperSidesAreNotPartOfIt)

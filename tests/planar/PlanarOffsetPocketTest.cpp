@@ -5,6 +5,7 @@
 #include <Velk/Progress_E.h>
 
 #include "tests/planar/OffsetMeasures.h"
+#include "tests/planar/OffsetShapes.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/ThreadLimit.h"
 
@@ -19,11 +20,8 @@ using namespace Support;
 template <class T>
 class PocketRingsTest : public testing::Test {
 };
-using Coordinates = testing::Types<float, double>;
-TYPED_TEST_SUITE(PocketRingsTest, Coordinates);
+TYPED_TEST_SUITE(PocketRingsTest, OffsetCoordinates);
 
-template <class T>
-constexpr T kTol = static_cast<T>(std::is_same_v<T, float> ? 1e-4 : 1e-7);
 template <class T>
 constexpr double kOff = std::is_same_v<T, float> ? 1e-3 : 1e-9;
 
@@ -35,16 +33,6 @@ PolyArcSegBase<T> Rectangle(double left, double low, double right, double high)
     };
     return Lines<T>(
         {at(left, low), at(right, low), at(right, high), at(left, high), at(left, low)});
-}
-
-template <class T>
-PolyArcSegBase<T> Turned(PolyArcSegBase<T> chain)
-{
-    std::reverse(chain.elements.begin(), chain.elements.end());
-    for (auto& element : chain.elements) {
-        element.Reverse();
-    }
-    return chain;
 }
 
 template <class T>
@@ -76,7 +64,7 @@ TYPED_TEST(PocketRingsTest, RingsOfASquareWhicheverWayItRuns)
         EXPECT_NEAR(Length(ring), 4 * (17 - 4 * i), kOff<T>);
         EXPECT_LT(AreaOf(ring.curves[0]), 0); // clockwise along the outline
     }
-    const auto turned = Rings<T>(Turned(square), {}, 2, 2);
+    const auto turned = Rings<T>(TurnedRound(square), {}, 2, 2);
     ASSERT_EQ(turned.rings.size(), 5U);
     EXPECT_NEAR(AreaOf(turned.rings[2].curves[0]), -81, 10 * kOff<T>);
     // The last ring is not the last but one when the step fits exactly.
@@ -269,21 +257,11 @@ TYPED_TEST(PocketRingsTest, RoundWallsCoverWhatTheyEnclose)
 {
     using T = TypeParam;
     const auto circle = [](double x, double y, double r, int parts) {
-        PolyArcSegBase<T> chain;
-        chain.tolerance = kTol<T>;
-        const double sweep = 2 * std::acos(-1.0) / parts;
-        for (int i = 0; i < parts; ++i) {
-            chain.elements.push_back(
-                ArcSegBase<T>(ArcBase<T>{{static_cast<T>(x), static_cast<T>(y)},
-                                         {static_cast<T>(x + r * std::cos(i * sweep)),
-                                          static_cast<T>(y + r * std::sin(i * sweep))},
-                                         static_cast<T>(sweep * r)}));
-        }
-        return chain;
+        return CircleOfArcs<T>({x, y}, r, parts);
     };
     for (const int parts : {1, 2, 3, 7}) {
         // Inside of the larger island lies all of a smaller one, beside it one that overlaps it.
-        const Chains<T> islands{circle(1, 1, 4, parts), Turned(circle(3, -0.5, 1, parts)),
+        const Chains<T> islands{circle(1, 1, 4, parts), TurnedRound(circle(3, -0.5, 1, parts)),
                                 circle(4, 3, 3, parts)};
         const auto plan = Rings<T>(circle(0, 0, 12, parts), islands, 0.5, 0.5);
         ASSERT_GT(plan.rings.size(), 4U);
@@ -325,11 +303,7 @@ TYPED_TEST(PocketRingsTest, PocketsHardlyWiderThanTheTool)
 {
     using T = TypeParam;
     const double pi = std::acos(-1.0);
-    PolyArcSegBase<T> circle;
-    circle.tolerance = kTol<T>;
-    circle.elements.push_back(
-        ArcSegBase<T>(ArcBase<T>{{0, 0}, {T(1.01), 0}, static_cast<T>(2 * pi * 1.01)}));
-    const auto round = Rings<T>(circle, {}, 1, 1);
+    const auto round = Rings<T>(CircleOfArcs<T>({0, 0}, 1.01, 1), {}, 1, 1);
     ASSERT_EQ(round.rings.size(), 1U);
     EXPECT_NEAR(Length(round.rings[0]), 2 * pi * 0.01, kOff<T>);
     const auto square = Rings<T>(Rectangle<T>(-1.01, -1.01, 1.01, 1.01), {}, 1, 1);

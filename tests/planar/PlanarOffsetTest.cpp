@@ -4,6 +4,7 @@
 #include <Sorvane/PlanarOffset_E.h>
 
 #include "tests/planar/OffsetMeasures.h"
+#include "tests/planar/OffsetShapes.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/ThreadLimit.h"
 
@@ -18,11 +19,7 @@ using namespace Support;
 template <class T>
 class PlanarOffsetTest : public testing::Test {
 };
-using Coordinates = testing::Types<float, double>;
-TYPED_TEST_SUITE(PlanarOffsetTest, Coordinates);
-
-template <class T>
-constexpr T kTol = static_cast<T>(std::is_same_v<T, float> ? 1e-4 : 1e-7);
+TYPED_TEST_SUITE(PlanarOffsetTest, OffsetCoordinates);
 
 // --- simple shapes ------------------------------------------------------------------------------
 
@@ -82,20 +79,7 @@ TYPED_TEST(PlanarOffsetTest, SquareShrinksToFourSidesThatRunTheOtherWay)
 TYPED_TEST(PlanarOffsetTest, NeckParts)
 {
     using T = TypeParam;
-    // Two squares of 6 joined by a slot of length 4 and width 2.
-    const auto bone = Lines<T>({{0, 0},
-                                {6, 0},
-                                {6, 2},
-                                {10, 2},
-                                {10, 0},
-                                {16, 0},
-                                {16, 6},
-                                {10, 6},
-                                {10, 4},
-                                {6, 4},
-                                {6, 6},
-                                {0, 6},
-                                {0, 0}});
+    const auto bone = Bone<T>(6);
     ExpectClosed(PlanarOffset(bone, T(-0.75), kTol<T>), 1);
     const auto two = PlanarOffset(bone, T(-1.5), kTol<T>);
     ExpectClosed(two, 2);
@@ -110,27 +94,9 @@ TYPED_TEST(PlanarOffsetTest, NeckParts)
 TYPED_TEST(PlanarOffsetTest, SlotAsWideAsTheToolIsALineBetweenClosedCurves)
 {
     using T = TypeParam;
-    const auto bone = Lines<T>({{0, 0},
-                                {6, 0},
-                                {6, 2},
-                                {10, 2},
-                                {10, 0},
-                                {16, 0},
-                                {16, 6},
-                                {10, 6},
-                                {10, 4},
-                                {6, 4},
-                                {6, 6},
-                                {0, 6},
-                                {0, 0}});
+    const auto bone = Bone<T>(6);
     for (const T sense : {T(1), T(-1)}) {
-        auto source = bone;
-        if (sense < 0) {
-            std::reverse(source.elements.begin(), source.elements.end());
-            for (auto& element : source.elements) {
-                element.Reverse();
-            }
-        }
+        const auto source = sense < 0 ? TurnedRound(bone) : bone;
         auto offset = PlanarOffset(source, -sense, kTol<T>);
         ASSERT_EQ(offset.size(), 3U);
         ExpectAtDistance(offset, bone, 1, 10 * kNear<T>);
@@ -217,19 +183,7 @@ TEST(PlanarOffsetDouble, PiecesAsShortAsJointsDoNotTurnTheCurve)
     for (const double size : {0.01, 1.0, 1000.0}) {
         for (const double part : {1.0, 1.2, 2.0}) {
             SCOPED_TRACE(testing::Message() << size << ", " << part);
-            auto bone = Lines<double>({{0, 0},
-                                       {4, 0},
-                                       {4, 1},
-                                       {8, 1},
-                                       {8, 0},
-                                       {12, 0},
-                                       {12, 4},
-                                       {8, 4},
-                                       {8, 3},
-                                       {4, 3},
-                                       {4, 4},
-                                       {0, 4},
-                                       {0, 0}});
+            auto bone = Bone<double>(4);
             for (auto& element : bone.elements) {
                 element = Geometry::SegBase<double>{element.StartPoint() * size,
                                                     element.EndPoint() * size};
@@ -274,10 +228,7 @@ TYPED_TEST(PlanarOffsetTest, CircleIsLostAndHalfCirclesGiveOne)
 {
     using T = TypeParam;
     EXPECT_TRUE(PlanarOffset(Circle<T>(5, 1), T(1), kTol<T>).empty());
-    PolyArcSegBase<T> halves;
-    halves.tolerance = T(1e-5);
-    halves.AppendArc({0, 0}, {5, 0}, static_cast<T>(5 * kHalfTurn));
-    halves.AppendArc({0, 0}, {-5, 0}, static_cast<T>(5 * kHalfTurn));
+    const auto halves = CircleOfArcs<T>({0, 0}, 5, 2);
     for (const T distance : {T(1), T(-1)}) {
         const auto offset = PlanarOffset(halves, distance, kTol<T>);
         ASSERT_EQ(offset.size(), 1U);
@@ -292,11 +243,7 @@ TYPED_TEST(PlanarOffsetTest, CircleIsLostAndHalfCirclesGiveOne)
 TYPED_TEST(PlanarOffsetTest, InnerDIsItsChordUnlessItHasOneMoreJoint)
 {
     using T = TypeParam;
-    PolyArcSegBase<T> d;
-    d.tolerance = T(1e-5);
-    d.AppendArc({0, 0}, {0, -5}, static_cast<T>(5 * kHalfTurn));
-    d.AppendSegment({0, 5}, {0, -5});
-    ASSERT_TRUE(d.IsClosed());
+    const auto d = HalfDisc<T>();
     const auto inner = PlanarOffset(d, T(-1), kTol<T>);
     ASSERT_EQ(inner.size(), 1U);
     ASSERT_EQ(inner[0].elements.size(), 1U);

@@ -4,10 +4,10 @@
 #include <Sorvane/PlanarOffset_E.h>
 
 #include "tests/planar/OffsetMeasures.h"
+#include "tests/planar/OffsetShapes.h"
 #include "tests/support/FailingAllocation.h"
 #include "tests/support/ThreadLimit.h"
 
-#include <initializer_list>
 #include <limits>
 #include <set>
 
@@ -20,40 +20,17 @@ using namespace Support;
 template <class T>
 class WallOffsetTest : public testing::Test {
 };
-using Coordinates = testing::Types<float, double>;
-TYPED_TEST_SUITE(WallOffsetTest, Coordinates);
+TYPED_TEST_SUITE(WallOffsetTest, OffsetCoordinates);
 
-template <class T>
-constexpr T kTol = static_cast<T>(std::is_same_v<T, float> ? 1e-4 : 1e-7);
 /// What an offset of size 10 or so may be off by.
 template <class T>
 constexpr double kOff = std::is_same_v<T, float> ? 1e-4 : 1e-9;
-
-template <class T>
-PolyArcSegBase<T> ChainOf(std::initializer_list<ArcSegBase<T>> elements)
-{
-    PolyArcSegBase<T> chain;
-    chain.tolerance = static_cast<T>(std::is_same_v<T, float> ? 1e-5 : 1e-9);
-    chain.elements = elements;
-    EXPECT_TRUE(chain.IsClosed());
-    return chain;
-}
-
-template <class T>
-PolyArcSegBase<T> Turned(PolyArcSegBase<T> chain)
-{
-    std::reverse(chain.elements.begin(), chain.elements.end());
-    for (auto& element : chain.elements) {
-        element.Reverse();
-    }
-    return chain;
-}
 
 /// A chain and its mirror image in direction, with the sign that leads outward.
 template <class T>
 std::vector<std::pair<PolyArcSegBase<T>, double>> BothWays(const PolyArcSegBase<T>& chain)
 {
-    return {{chain, 1.0}, {Turned(chain), -1.0}};
+    return {{chain, 1.0}, {TurnedRound(chain), -1.0}};
 }
 
 /// One closed curve of this area, and all of the offset; or nothing for area 0.
@@ -103,8 +80,7 @@ TYPED_TEST(WallOffsetTest, CircleGrowsAndShrinksToCircles)
 TYPED_TEST(WallOffsetTest, TwoHalvesOfACircleAreAsOne)
 {
     using T = TypeParam;
-    const auto halves = ChainOf<T>({ArcBase<T>{{0, 0}, {5, 0}, 5 * kCircle<T> / 2},
-                                    ArcBase<T>{{0, 0}, {-5, 0}, 5 * kCircle<T> / 2}});
+    const auto halves = CircleOfArcs<T>({0, 0}, 5, 2);
     for (const auto& [chain, sign] : BothWays(halves)) {
         for (const double outward : {-4.875, -1.0, 1.0}) {
             ExpectOffset(chain, sign * outward, kHalfTurn * std::pow(5 + outward, 2), kOff<T>);
@@ -143,8 +119,7 @@ TYPED_TEST(WallOffsetTest, LensHasItsOffsetLens)
 TYPED_TEST(WallOffsetTest, InnerOfADIsAD)
 {
     using T = TypeParam;
-    const auto d =
-        ChainOf<T>({ArcBase<T>{{0, 0}, {0, -5}, 5 * kCircle<T> / 2}, SegBase<T>{{0, 5}, {0, -5}}});
+    const auto d = HalfDisc<T>();
     for (const auto& [chain, sign] : BothWays(d)) {
         for (const double inward : {0.5, 1.0, 2.0}) {
             const double r = 5 - inward; // the disc of radius r on one side of x = inward
@@ -235,19 +210,7 @@ TYPED_TEST(WallOffsetTest, BitsOfPlanarOffsetWhereThatIsWhole)
 // ends of the bone with it.
 TEST(WallOffsetDouble, ExactFitIsALineThatComesOnce)
 {
-    const auto bone = Lines<double>({{0, 0},
-                                     {6, 0},
-                                     {6, 2},
-                                     {10, 2},
-                                     {10, 0},
-                                     {16, 0},
-                                     {16, 6},
-                                     {10, 6},
-                                     {10, 4},
-                                     {6, 4},
-                                     {6, 6},
-                                     {0, 6},
-                                     {0, 0}});
+    const auto bone = Bone<double>(6);
     const auto offset = WallOffset<double>({bone}, -1.0, 1e-7);
     // Rooms of 4 by 4, whose walls have an arc about each corner of the slot, and the slot of 4.
     ExpectAtDistance(offset, bone, 1, 1e-9, 24);
@@ -289,6 +252,151 @@ TYPED_TEST(WallOffsetTest, RoomThatNarrowsToAPointHasTwoCurves)
                 halves.insert(most > 1);
             }
             EXPECT_EQ(halves.size(), 2U);
+        }
+    }
+}
+
+/// Into how many arcs circles are parted that are to touch: in `float` only quarters and halves
+/// keep the radius to the last digit.
+template <class T>
+std::vector<int> ArcCounts()
+{
+    return std::is_same_v<T, float> ? std::vector<int>{1, 2, 4}
+                                    : std::vector<int>{1, 2, 3, 4, 5, 7};
+}
+
+/// Turned about the origin by quarters of a turn, which is exact.
+template <class T>
+PolyArcSegBase<T> Quartered(PolyArcSegBase<T> chain, int quarters)
+{
+    const auto at = [&](VecBase<2, T> p) {
+        for (int i = 0; i < quarters; ++i) {
+            p = {-p.y(), p.x()};
+        }
+        return p;
+    };
+    for (auto& element : chain.elements) {
+        if (const auto* segment = element.AsSegment()) {
+            element = SegBase<T>{at(segment->start), at(segment->end)};
+        } else {
+            const auto arc = *element.AsArc();
+            element = ArcBase<T>{at(arc.center), at(arc.start), arc.length};
+        }
+    }
+    return chain;
+}
+
+// An island that the tool just passes at both its ends, in a round pocket: the curves of wall and
+// island have a common tangent there and are bent the same way, one of them less. Which goes on in
+// which is told close to the touch: over its whole length the longer one turns by more.
+TYPED_TEST(WallOffsetTest, RoomThatNarrowsToTwoPointsHasACurveOnEitherSide)
+{
+    using T = TypeParam;
+    const T half = kCircle<T> / 2;
+    const auto island =
+        ChainOf<T>({ArcBase<T>{{-5, 0}, {-5, -3}, -3 * half}, SegBase<T>{{-5, 3}, {5, 3}},
+                    ArcBase<T>{{5, 0}, {5, 3}, -3 * half}, SegBase<T>{{5, -3}, {-5, -3}}});
+    // Between a circle of radius 9 and an island of half circles of radius 4 and a rectangle.
+    const double area = (9 * 9 * kHalfTurn - (4 * 4 * kHalfTurn + 10 * 8)) / 2;
+    for (int quarters = 0; quarters < 4; ++quarters) {
+        for (const int arcs : ArcCounts<T>()) {
+            for (const bool isOutlineFirst : {true, false}) {
+                SCOPED_TRACE(testing::Message() << quarters << ' ' << arcs);
+                Chains<T> walls{CircleOfArcs<T>({0, 0}, 10, arcs), island};
+                if (!isOutlineFirst) {
+                    std::swap(walls[0], walls[1]);
+                }
+                for (auto& wall : walls) {
+                    wall = Quartered(wall, quarters);
+                }
+                const auto offset = WallOffset<T>(walls, T{-1}, kTol<T>);
+                ExpectClosed(offset, 2);
+                std::set<bool> sides;
+                for (const auto& curve : offset) {
+                    EXPECT_NEAR(AreaOf(curve), -area, 1e3 * kOff<T>);
+                    double least = 1e9;
+                    double most = -1e9;
+                    for (const Vec2d& p : Samples(curve, 0.5)) {
+                        const double across = quarters % 2 == 0 ? p.y() : p.x();
+                        least = std::min(least, across);
+                        most = std::max(most, across);
+                    }
+                    EXPECT_TRUE(least > -0.01 || most < 0.01) << least << ' ' << most;
+                    sides.insert(most > 1);
+                }
+                EXPECT_EQ(sides.size(), 2U);
+            }
+        }
+    }
+}
+
+// Posts whose gaps are twice the distance, in any number of arcs and in any order: a circle about
+// each, and none that goes on in the next.
+TYPED_TEST(WallOffsetTest, PostsWhoseOffsetsTouchHaveACurveEach)
+{
+    using T = TypeParam;
+    // Post number 0 touches 1, that 2 and 3; the last is apart.
+    const Vec2d centers[] = {{-4, 0}, {0, 0}, {4, 0}, {0, 4}, {9, 9}};
+    for (const int arcs : ArcCounts<T>()) {
+        for (int rotation = 0; rotation < 5; ++rotation) {
+            SCOPED_TRACE(testing::Message() << arcs << ' ' << rotation);
+            Chains<T> posts;
+            for (const Vec2d& center : centers) {
+                posts.push_back(CircleOfArcs<T>(center, 1, arcs));
+            }
+            std::rotate(posts.begin(), posts.begin() + rotation, posts.end());
+            const auto grown = WallOffset<T>(posts, T{1}, kTol<T>);
+            ExpectClosed(grown, 5);
+            for (const auto& curve : grown) {
+                EXPECT_NEAR(AreaOf(curve), 4 * kHalfTurn, 100 * kOff<T>);
+            }
+            // As islands of a pocket, with the curve along its outline.
+            const auto plan =
+                PocketRings<T>(CircleOfArcs<T>({0, 0}, 20, arcs), posts, {T{1}, T{1}, 1}, kTol<T>);
+            ASSERT_EQ(plan.rings.size(), 1U);
+            ExpectClosed(plan.rings[0].curves, 6);
+            EXPECT_NEAR(TotalLength(plan.rings[0].curves), 2 * kHalfTurn * (5 * 2 + 19),
+                        100 * kOff<T>);
+        }
+    }
+}
+
+TYPED_TEST(WallOffsetTest, CurvesThatTouchFromInsideOrALineAreTwo)
+{
+    using T = TypeParam;
+    for (const int arcs : ArcCounts<T>()) {
+        SCOPED_TRACE(arcs);
+        // Between circles of radius 9 and 4 there is one room, which runs round to the touch.
+        const auto post = CircleOfArcs<T>({5, 0}, 3, arcs);
+        const auto nested =
+            WallOffset<T>({CircleOfArcs<T>({0, 0}, 10, arcs), TurnedRound(post)}, T{-1}, kTol<T>);
+        ExpectClosed(nested, 2);
+        double outer = 0;
+        double inner = 0;
+        for (const auto& curve : nested) {
+            outer = std::min(outer, AreaOf(curve));
+            inner = std::max(inner, AreaOf(curve));
+        }
+        EXPECT_NEAR(outer, -81 * kHalfTurn, 1e3 * kOff<T>);
+        EXPECT_NEAR(inner, 16 * kHalfTurn, 1e3 * kOff<T>);
+        // An open wall 4 below the middle of the post: its curve stays straight.
+        const auto line = Lines<T>({{15, -5}, {-15, -5}});
+        for (const bool isLineFirst : {true, false}) {
+            Chains<T> walls{line, post};
+            if (!isLineFirst) {
+                std::swap(walls[0], walls[1]);
+            }
+            auto beside = WallOffset<T>(walls, T{1}, kTol<T>);
+            ASSERT_EQ(beside.size(), 2U);
+            if (beside[0].IsClosed()) {
+                std::swap(beside[0], beside[1]);
+            }
+            EXPECT_FALSE(beside[0].IsClosed());
+            EXPECT_TRUE(beside[1].IsClosed());
+            EXPECT_NEAR(AreaOf(beside[1]), 16 * kHalfTurn, 100 * kOff<T>);
+            for (const Vec2d& p : Samples(beside[0], 0.5)) {
+                EXPECT_NEAR(p.y(), -4, kOff<T>);
+            }
         }
     }
 }
@@ -429,7 +537,7 @@ TYPED_TEST(WallOffsetTest, CenterCircleRunsAsMostOfItsWalls)
         return ChainOf<T>({ArcBase<T>{{0, 0}, {r, 0}, kCircle<T> * r}});
     };
     const auto inner = circle(1);
-    const auto outer = Turned(circle(5));
+    const auto outer = TurnedRound(circle(5));
     using Walls = std::vector<PolyArcSegBase<T>>;
     const double area = 9 * kHalfTurn;
     for (const Walls& walls :

@@ -524,11 +524,7 @@ TYPED_TEST(ChainNearest, TipsOfCrescentsPointOutward)
         crescent.AppendArc(at(0, 4), at(0, 0), -4 * quarter); // back along the inner one
         crescent.AppendSegment(at(-4, 4), at(-5, 5));
         ASSERT_TRUE(crescent.IsClosed());
-        PolyArcSegBase<T> reversed = crescent;
-        std::reverse(reversed.elements.begin(), reversed.elements.end());
-        for (auto& element : reversed.elements) {
-            element.Reverse();
-        }
+        const auto reversed = TurnedRound(crescent);
         for (const auto& [x, y] : {std::pair(1.0, 0.0), {3.0, 1.0}, {0.5, -0.25}, {2.0, -2.0}}) {
             SCOPED_TRACE(testing::Message() << place.x() << ": " << x << ", " << y);
             EXPECT_FALSE(this->InSpace(crescent, at(x, y), true));
@@ -540,6 +536,102 @@ TYPED_TEST(ChainNearest, TipsOfCrescentsPointOutward)
         EXPECT_TRUE(this->InSpace(crescent, at(0, 0), true));    // the tip itself
         EXPECT_TRUE(this->InSpace(crescent, at(0, 0), false));
     }
+}
+
+// A line to the tip and an arc back from it, which lies to the left of the line when it turns
+// right: then the front of the tip is the right space. Beside the rounding of coordinates the line
+// is so short that its direction is off by far more than that of the arc.
+TYPED_TEST(ChainNearest, CuspOfAShortLineAndALongArcPointsOutward)
+{
+    using T = TypeParam;
+    Random random(23);
+    const Vec2d tip(1000, -500);
+    for (int trial = 0; trial < 200; ++trial) {
+        SCOPED_TRACE(trial);
+        const double angle = random.Between(-kHalfTurn, kHalfTurn);
+        const Vec2d along(std::cos(angle), std::sin(angle));
+        const Vec2d left(-along.y(), along.x());
+        const double sense = trial % 2 == 0 ? 1 : -1;
+        PolyArcSegBase<T> cusp;
+        cusp.elements = {Geometry::SegBase<T>{VecBase<2, T>(tip - along / 16), VecBase<2, T>(tip)},
+                         Geometry::ArcBase<T>{VecBase<2, T>(tip + left * (5 * sense)),
+                                              VecBase<2, T>(tip), static_cast<T>(-sense * 5)}};
+        for (const double aside : {-0.3, 0.0, 0.3}) {
+            const VecBase<2, T> p(tip + along * 2 + left * aside);
+            EXPECT_EQ(this->InSpace(cusp, p, true), sense < 0) << p;
+            EXPECT_EQ(this->InSpace(cusp, p, false), sense > 0) << p;
+        }
+    }
+}
+
+// The same as an arc there and one back whose tangents at the tip differ by less than the floor,
+// and by more than rounding.
+TEST(ChainNearestDouble, TangentsThatDifferByLessThanTheFloorAreACusp)
+{
+    const double tilt = 5e-13;
+    PolyArcSegBase<double> crescent;
+    crescent.tolerance = 1e-9;
+    crescent.AppendArc({0, 5}, {-5, 5}, 2.5 * kHalfTurn);
+    crescent.AppendArc({4 * std::sin(tilt), 4 * std::cos(tilt)}, {0, 0}, -2 * kHalfTurn);
+    for (const Vec2d& p : {Vec2d(1, 0), Vec2d(3, 1), Vec2d(2, -2)}) {
+        EXPECT_FALSE(PointInPolyArcSegSpace<double>(crescent, p, true, nullptr)) << p;
+        EXPECT_TRUE(PointInPolyArcSegSpace<double>(crescent, p, false, nullptr)) << p;
+    }
+}
+
+// There and back along one arc, whose radius comes out one digit less or more from its other end:
+// neither way lies to a side of the other.
+TYPED_TEST(ChainNearest, ArcThereAndBackIsInBothSpaces)
+{
+    using T = TypeParam;
+    Random random(29);
+    int unequal = 0;
+    for (int trial = 0; trial < 200; ++trial) {
+        SCOPED_TRACE(trial);
+        const auto center = random.Vector<2, T>(-3, 3);
+        const Vec2d spoke = random.Vector<2, double>(1, 2);
+        const double radius = std::hypot(spoke[0], spoke[1]);
+        const Geometry::ArcBase<T> arc{center, VecBase<2, T>(Vec2d(center) + spoke),
+                                       static_cast<T>((trial % 2 == 0 ? 1 : -1) * radius)};
+        ArcSegBase<T> back = arc;
+        back.Reverse();
+        unequal += Geometry::Radius(*back.AsArc()) != Geometry::Radius(arc) ? 1 : 0;
+        PolyArcSegBase<T> cusp;
+        cusp.elements = {arc, back};
+        const Vec2d tip(Geometry::EndPoint(arc));
+        const Vec2d out = tip - Vec2d(center);
+        const Vec2d ahead = Vec2d(-out.y(), out.x()) * (trial % 2 == 0 ? 1 : -1);
+        const VecBase<2, T> p(tip + ahead * 0.5);
+        EXPECT_TRUE(this->InSpace(cusp, p, true)) << p;
+        EXPECT_TRUE(this->InSpace(cusp, p, false)) << p;
+    }
+    EXPECT_GT(unequal, 10);
+}
+
+// Two arcs with radii of nine units in the last place and a corner between them. Their directions
+// are off by more than a radian for all that rounding tells, but the corner does not turn back.
+TYPED_TEST(ChainNearest, CornerAsSmallAsRoundingIsNoCusp)
+{
+    using T = TypeParam;
+    using Place = VecBase<2, T>;
+    const Place corner(std::is_same_v<T, float> ? T(1024) : T(1048576), T(0));
+    const T unit = std::nextafter(corner[0], T(2) * corner[0]) - corner[0];
+    // The spokes to the corner, outward, are 81 degrees apart.
+    const Place before = Place(7, -6) * unit;
+    const Place after = Place(7, 6) * unit;
+    const T quarter =
+        static_cast<T>(kHalfTurn / 2 * std::hypot(double(before[0]), double(before[1])));
+    PolyArcSegBase<T> bend;
+    bend.elements = {
+        Geometry::ArcBase<T>{corner - before, corner - before + Place(-6, -7) * unit, quarter},
+        Geometry::ArcBase<T>{corner - after, corner, quarter}};
+    const Place out = corner + Place(1, 0);
+    EXPECT_EQ(ClosestPointOnPolyArcSeg<T>(bend, out)[0], corner[0]);
+    EXPECT_FALSE(this->InSpace(bend, out, true));
+    EXPECT_TRUE(this->InSpace(bend, out, false));
+    PolyArcSegBase<T> back = TurnedRound(bend);
+    EXPECT_TRUE(this->InSpace(back, out, true));
+    EXPECT_FALSE(this->InSpace(back, out, false));
 }
 
 TYPED_TEST(ChainNearest, CuspIsInBothSpaces)

@@ -224,6 +224,34 @@ TEST(ConstrainedDelaunay, LongSegmentsAreNotQuadratic)
     EXPECT_LT(work[1], 6 * work[0]); // quadratic would be sixteen
 }
 
+// Segments side by side that run askew between two rows of points cross most of the edges between
+// the rows. From one end to the other each would cross as many as the one before.
+TEST(ConstrainedDelaunay, SegmentsSideBySideAreNotQuadratic)
+{
+    std::array<double, 2> work{};
+    for (std::size_t k = 0; k < 2; ++k) {
+        const int count = k == 0 ? 2000 : 8000;
+        const int askew = count / 4;
+        Points points;
+        for (int i = 0; i < count; ++i) {
+            points.push_back({0, 1.0 * i / count});
+            points.push_back({1, (i + 0.5) / count});
+        }
+        std::vector<Segment> segments;
+        for (int i = 0; i + askew < count; ++i) {
+            segments.emplace_back(2 * i, 2 * (i + askew) + 1);
+        }
+        ConstrainedDelaunay delaunay(points, 1e-12);
+        const std::size_t before = delaunay.Work();
+        delaunay.InsertSegments(segments);
+        work[k] = static_cast<double>(delaunay.Work() - before);
+        EXPECT_GT(work[k], 2.0 * count);
+        const std::vector<int> indices = std::move(delaunay).EnclosedTriangles();
+        EXPECT_EQ(Support::CheckTriangles(points, indices, 0), "");
+    }
+    EXPECT_LT(work[1], 6 * work[0]); // quadratic would be sixteen
+}
+
 // --- cavities -----------------------------------------------------------------------------------
 
 /// Half-edges and boundaries know each other, corners run counter-clockwise, and all is covered.
