@@ -83,6 +83,17 @@ static void two_squares_are_combined(void)
     CHECK_NEAR(area_of(result), 24, 1e-7);
     CHECK(sorvane_lines_count(sorvane_region_loops(result)) == 1);
     CHECK(sorvane_region_resolution(result) > 0 && sorvane_region_resolution(result) < 1e-7);
+    {
+        /* What is united already loses nothing more; what is not is united first, and tells what that cost. */
+        sorvane_region *same = NULL;
+        CHECK_OK(sorvane_region_offset(result, 0, 1e-3, &same, &error));
+        CHECK(sorvane_region_resolution(same) == 0);
+        sorvane_region_free(same);
+        CHECK_OK(sorvane_region_offset(both, 0, 1e-3, &same, &error));
+        CHECK(sorvane_region_resolution(same) > 0 && sorvane_region_resolution(same) < 1e-7);
+        CHECK(sorvane_lines_count(sorvane_region_loops(same)) == 1);
+        sorvane_region_free(same);
+    }
     sorvane_region_free(result);
     CHECK_OK(sorvane_region_union(both, NULL, &result, &error));
     CHECK(sorvane_lines_count(sorvane_region_loops(result)) == 1);
@@ -205,6 +216,23 @@ static void tools_dilate_and_contract(void)
         CHECK(inside);
     }
     sorvane_region_free(result);
+    {
+        /* The first point again at the end is none: of a polygon, of a line, of a point. */
+        const double closed[10] = {0, 0, 0, 2, 1, 2, 1, 0, 0, 0};
+        const double back[6] = {0, 0, 3, 0, 0, 0};
+        const double twice[4] = {5, 6, 5, 6};
+        const int from[2] = {0, 2};
+        CHECK_OK(sorvane_region_dilate(region, closed, 5, &result, &error));
+        CHECK_NEAR(area_of(result), 5 * 6, 1e-6);
+        sorvane_region_free(result);
+        CHECK_OK(sorvane_region_dilate(region, back, 3, &result, &error));
+        CHECK_NEAR(area_of(result), 7 * 4, 1e-6);
+        sorvane_region_free(result);
+        CHECK_OK(sorvane_region_dilate(region, twice, 2, &result, &error));
+        CHECK_NEAR(area_of(result), 16, 1e-6);
+        sorvane_region_free(result);
+        CHECK(sorvane_region_sweep(twice, 2, line, 2, from, 1, &result, &error) == SORVANE_BAD_ARGUMENT);
+    }
     CHECK(sorvane_region_dilate(region, NULL, 0, &result, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(sorvane_region_contract(region, NULL, 4, &result, &error) == SORVANE_BAD_ARGUMENT);
     sorvane_region_free(region);
