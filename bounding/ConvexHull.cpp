@@ -3,9 +3,9 @@
 #include <Sorvane/ConvexHull_E.h>
 
 #include "bounding/InnerPoints_Impl.h"
-#include "bounding/SmallestBall_Impl.h"
 #include "mathbase/Values_Impl.h"
 
+#include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Transform_E.h>
 #include <Velk/Math/Vector_E.h>
 
@@ -49,11 +49,23 @@ Points<T> FarthestTwo(const Points<T>& three)
     return ends;
 }
 
+/// Is the doubled area no more than the floor, as an area, and does none of the points lie farther
+/// than the floor from the line through the other two that are farthest apart? From a length of 1
+/// on the first says it all; of a shorter triangle it says nothing about its angles. False for NaN.
+template <class T>
+bool AreOnALine(const Points<T>& three)
+{
+    const VecBase<2, double> origin(three[2]);
+    const VecBase<2, double> u = VecBase<2, double>(three[0]) - origin;
+    const VecBase<2, double> v = VecBase<2, double>(three[1]) - origin;
+    const double longest = std::max({Length(u), Length(v), Length(v - u)});
+    return std::abs(u ^ v) <= static_cast<double>(kLengthFloor<T>) * std::min(longest, 1.0);
+}
+
 template <class T>
 Points<T> HullOfThree(const Points<T>& three)
 {
-    BoundingBall<2, T> circle;
-    if (!Impl::Circumcircle(three[0], three[1], three[2], kLengthFloor<T>, circle)) {
+    if (AreOnALine(three)) {
         return FarthestTwo(three);
     }
     if (Vector::SignedArea(three) < 0) {

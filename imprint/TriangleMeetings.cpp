@@ -13,10 +13,14 @@
 #include <Sorvane/TriangleTree_E.h>
 #include <Velk/Math/Intersect_E.h>
 #include <Velk/Math/Tolerances_E.h>
+#include <Velk/Math/Vector_E.h>
 
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <functional>
 #include <optional>
+#include <unordered_map>
 #include <utility>
 
 namespace Velk::Math::Sorvane::Mesh::Impl {
@@ -144,20 +148,203 @@ std::optional<std::array<Vec3d, 2>> SegmentOf(const SoupTriangle& a, const SoupT
     return segment;
 }
 
+/// The triangles whose boxes meet that of a triangle, without most of those that meet it in a
+/// common corner and nowhere else.
+///
+/// The boxes of all triangles about a point meet there, n^2 pairs of them. Of many triangles with a
+/// corner in common only those are told that leave it in directions close to each other: two wedges
+/// that do not share a direction meet in the corner alone.
+class Candidates {
+public:
+    /// `isWithin`: they are asked for triangles of the cutter itself, by their numbers.
+    Candidates(const TriangleSoup<3, double>& cutter, bool isWithin) : cutter_(cutter)
+    {
+        std::vector<int> taking;
+        for (std::size_t i = 0; i < cutter.size(); ++i) {
+            Progress::Impl::CheckStep(i);
+            if (Cuts(cutter[i])) {
+                taking.push_back(static_cast<int>(i));
+            }
+        }
+        isEmpty_ = taking.empty();
+        if (isWithin) {
+            FindFans(taking);
+        }
+        for (const int i : taking) {
+            const int fan = FanOf(i);
+            AddTo(fan < 0 ? single_ : fans_[static_cast<std::size_t>(fan)].inSpace, i);
+        }
+        single_.Build();
+        for (std::size_t fan = 0; fan < fans_.size(); ++fan) {
+            fans_[fan].inSpace.Build();
+            fans_[fan].byDirection.Build();
+            const Box& box = fans_[fan].box;
+            fanBoxes_.AddTriangle(box.min, box.max, box.max, static_cast<int>(fan));
+        }
+        fanBoxes_.Build();
+    }
+
+    bool IsEmpty() const { return isEmpty_; }
+
+    /// Of triangle `number` of the soup, ascending.
+    std::vector<int> Of(const SoupTriangle& triangle, int number) const
+    {
+        const Box box = BoxOf(triangle);
+        std::vector<int> found = single_.GetPossibleBoxCollisions(box);
+        if (fans_.empty()) {
+            return found;
+        }
+        const int own = FanOf(number);
+        for (const int fan : fanBoxes_.GetPossibleBoxCollisions(box)) {
+            const Fan& other = fans_[static_cast<std::size_t>(fan)];
+            const std::vector<int> more =
+                fan == own ? other.byDirection.GetPossibleBoxCollisions(Grown(BoxOf(
+                                 WedgeOf(triangle, corner_[static_cast<std::size_t>(number)]))))
+                           : other.inSpace.GetPossibleBoxCollisions(box);
+            found.insert(found.end(), more.begin(), more.end());
+        }
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+private:
+    using Box = Bounding::AxisAlignedBoundingBox<3, double>;
+    using TriangleTree = Tree::QOFTriangleTree<3, double>;
+
+    /// Triangles with a corner in common, each with its wedge of directions from there.
+    struct Fan {
+        TriangleTree inSpace;
+        TriangleTree byDirection;
+        Box box;
+    };
+
+    /// Fewer triangles about a corner are compared one by one.
+    static constexpr int kFewest = 64;
+    /// By how much directions, of length 1, must differ to be apart: far more than their rounding,
+    /// and than anything that the tolerances of meetings make of two wedges beside their corner.
+    static constexpr double kApart = 1e-3;
+
+    static Box BoxOf(const SoupTriangle& triangle)
+    {
+        Box box;
+        for (const Vec3d& corner : triangle) {
+            box.Grow(corner);
+        }
+        return box;
+    }
+
+    static Box Grown(Box box)
+    {
+        for (int axis = 0; axis < 3; ++axis) {
+            box.min[axis] -= kApart;
+            box.max[axis] += kApart;
+        }
+        return box;
+    }
+
+    /// A triangle around the arc of the directions, of length 1, from a corner into the triangle:
+    /// the ends of the arc and the place where its tangents meet. Around all directions if it is
+    /// long.
+    static SoupTriangle WedgeOf(const SoupTriangle& t, std::size_t corner)
+    {
+        const auto toward = [&](std::size_t next) {
+            const Vec3d arm = t[(corner + next) % 3] - t[corner];
+            const double scale = Math::Impl::ScaleToOne(Math::Impl::LargestMagnitude(arm));
+            return Vector::Normalized(arm * scale, 0.0);
+        };
+        const Vec3d u = toward(1);
+        const Vec3d v = toward(2);
+        const double cosine = u * v;
+        if (!(cosine >= 0.0)) {
+            return {Vec3d(-1, -1, -1), Vec3d(1, 1, 1), Vec3d(1, 1, 1)};
+        }
+        return {u, v, (u + v) * (1.0 / (1.0 + cosine))};
+    }
+
+    /// Gives every triangle to the point at one of its corners that has the most triangles about
+    /// it, if there are many.
+    void FindFans(const std::vector<int>& taking)
+    {
+        // Counted by hash first: most meshes have no such point, and a table of all would be the
+        // dearest part of the search.
+        const std::size_t mask = std::bit_ceil(taking.size() + 1) - 1;
+        const std::hash<Vec3d> hash;
+        std::vector<int> crowd(mask + 1, 0);
+        for (const int i : taking) {
+            for (const Vec3d& corner : cutter_[static_cast<std::size_t>(i)]) {
+                ++crowd[hash(corner) & mask];
+            }
+        }
+        if (*std::max_element(crowd.begin(), crowd.end()) < kFewest) {
+            return;
+        }
+        std::unordered_map<Vec3d, int> count;
+        for (const int i : taking) {
+            Progress::Impl::CheckStep(static_cast<std::size_t>(i));
+            for (const Vec3d& corner : cutter_[static_cast<std::size_t>(i)]) {
+                if (crowd[hash(corner) & mask] >= kFewest) {
+                    ++count[corner];
+                }
+            }
+        }
+        const auto countOf = [&](const Vec3d& corner) {
+            const auto found = count.find(corner);
+            return found != count.end() ? found->second : 0;
+        };
+        fan_.assign(cutter_.size(), -1);
+        corner_.assign(cutter_.size(), 0);
+        std::unordered_map<Vec3d, int> numbers;
+        for (const int triangle : taking) {
+            const auto i = static_cast<std::size_t>(triangle);
+            std::array<int, 3> counts{};
+            std::transform(cutter_[i].begin(), cutter_[i].end(), counts.begin(), countOf);
+            const auto most = std::max_element(counts.begin(), counts.end());
+            if (*most < kFewest) {
+                continue;
+            }
+            corner_[i] = static_cast<unsigned char>(most - counts.begin());
+            const auto [place, isNew] =
+                numbers.try_emplace(cutter_[i][corner_[i]], static_cast<int>(fans_.size()));
+            if (isNew) {
+                fans_.emplace_back();
+            }
+            fan_[i] = place->second;
+            Fan& fan = fans_[static_cast<std::size_t>(place->second)];
+            const SoupTriangle wedge = WedgeOf(cutter_[i], corner_[i]);
+            fan.byDirection.AddTriangle(wedge[0], wedge[1], wedge[2], triangle);
+            for (const Vec3d& corner : cutter_[i]) {
+                fan.box.Grow(corner);
+            }
+        }
+    }
+
+    int FanOf(int triangle) const
+    {
+        return fan_.empty() ? -1 : fan_[static_cast<std::size_t>(triangle)];
+    }
+
+    void AddTo(TriangleTree& tree, int triangle) const
+    {
+        const SoupTriangle& t = cutter_[static_cast<std::size_t>(triangle)];
+        tree.AddTriangle(t[0], t[1], t[2], triangle);
+    }
+
+    const TriangleSoup<3, double>& cutter_;
+    TriangleTree single_; // those that are in no fan
+    std::vector<Fan> fans_;
+    TriangleTree fanBoxes_;
+    std::vector<int> fan_;              // of each triangle, -1 for none; empty without fans
+    std::vector<unsigned char> corner_; // of the triangle that is the fan's
+    bool isEmpty_ = true;
+};
+
 /// `isWithin`: the cutter is the soup itself.
 std::vector<Meeting> Meetings(const TriangleSoup<3, double>& soup,
                               const TriangleSoup<3, double>& cutter, bool isWithin)
 {
     std::vector<Meeting> meetings;
-    Tree::QOFTriangleTree<3, double> tree;
-    for (std::size_t i = 0; i < cutter.size(); ++i) {
-        Progress::Impl::CheckStep(i);
-        if (Cuts(cutter[i])) {
-            tree.AddTriangle(cutter[i][0], cutter[i][1], cutter[i][2], static_cast<int>(i));
-        }
-    }
-    tree.Build();
-    if (tree.TriangleCount() == 0) {
+    const Candidates possible(cutter, isWithin);
+    if (possible.IsEmpty()) {
         return meetings;
     }
 
@@ -177,12 +364,8 @@ std::vector<Meeting> Meetings(const TriangleSoup<3, double>& soup,
                 if (!Cuts(soup[i])) {
                     continue;
                 }
-                Bounding::AxisAlignedBoundingBox<3, double> box;
-                for (const Vec3d& corner : soup[i]) {
-                    box.Grow(corner);
-                }
                 std::vector<int>& list = candidates[i - first];
-                list = tree.GetPossibleBoxCollisions(box);
+                list = possible.Of(soup[i], static_cast<int>(i));
                 if (isWithin) {
                     std::erase_if(list, [&](int other) { return other <= static_cast<int>(i); });
                 }

@@ -8,6 +8,9 @@ namespace {
 
 /// Rounding of a place on a circle of radius 1.
 constexpr double kBend = 1e-12;
+/// Squared distance from the axis up to which an edge is dropped on as if it met the axis: far
+/// below any rounding, and far above where squares vanish.
+constexpr double kThroughAxisSquared = 1e-60;
 
 /// The stretch of a facet's line of steepest slope, relative to the axis that the line passes
 /// below.
@@ -22,6 +25,17 @@ struct Stretch {
 double Between(double z, double a, double b)
 {
     return std::clamp(z, std::min(a, b), std::max(a, b));
+}
+
+/// b2 of an edge that passes the axis closely, for which `SpinSegment` tells 0: counting as meeting
+/// the axis it would hold a pointed tool too high, by the distance times the slope of the tip. 0
+/// for an edge that meets the axis, and for one that is level or upright.
+double SmallB2(const SpunHyperbola& spun)
+{
+    const Vec3d along = spun.highPoint - spun.lowPoint;
+    const double squaredPlan = along.x() * along.x() + along.y() * along.y();
+    const bool isStraight = spun.a2 <= kThroughAxisSquared || !(squaredPlan > kUprightSquared);
+    return isStraight ? 0.0 : spun.a2 * (along.z() * along.z() / squaredPlan);
 }
 
 /// False for a facet that the line misses, and for an upright one, which stops a tool by its edges.
@@ -129,12 +143,23 @@ ProfileContact::ProfileContact(const Planar::PolyArcSegBase<double>& profile,
 void ProfileContact::DropOnHyperbola(const SpunHyperbola& spun, int triangle,
                                      ContactReport& report) const
 {
-    if (spun.b2 > 0.0) {
-        const HyperbolaTarget target(spun);
+    const auto dropOnCurve = [&](const SpunHyperbola& curve) {
+        const HyperbolaTarget target(curve);
         ForEach([&](const auto& element, int number) {
-            TouchHyperbola(element, target, spun, triangle, number, report);
+            TouchHyperbola(element, target, curve, triangle, number, report);
         });
+    };
+    if (spun.b2 > 0.0) {
+        dropOnCurve(spun);
         return;
+    }
+    if (spun.a2 <= kMeetsAxisSquared) {
+        SpunHyperbola curve = spun;
+        curve.b2 = SmallB2(spun);
+        if (curve.b2 > 0.0) {
+            dropOnCurve(curve);
+            return;
+        }
     }
     const Vec3d& low = spun.lowPoint;
     const Vec3d& high = spun.highPoint;
@@ -145,11 +170,8 @@ void ProfileContact::DropOnHyperbola(const SpunHyperbola& spun, int triangle,
     const auto place = Math::Impl::NearestPlace(Vec2d{low.x(), low.y()}, Vec2d{high.x(), high.y()},
                                                 Vec2d{}, Math::Impl::ShorterThan(kMatch));
     Vec3d foot = place.parameter == 1.0 ? high : low + (high - low) * place.parameter;
-    if (place.parameter > 0.0 && place.parameter < 1.0 && spun.a2 <= kMeetsAxisSquared) {
-        // A line that all but meets the axis counts as meeting it. The straight stretch from the
-        // vertex itself would lie below the hyperbola by up to a millionth of the slope, all along
-        // a steep edge.
-        foot = {0.0, 0.0, foot.z()};
+    if (place.parameter > 0.0 && place.parameter < 1.0 && spun.a2 <= kThroughAxisSquared) {
+        foot = {0.0, 0.0, foot.z()}; // where the place beside the axis is rounding
     }
     DropOnSeg(foot, low, high, triangle, report);
 }

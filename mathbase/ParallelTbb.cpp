@@ -60,10 +60,13 @@ private:
 
 std::unique_ptr<ThreadBound> BoundThreads(int threads)
 {
-    // The task library takes the lowest bound of all; one beyond the processors would let it have
-    // more threads than it has by itself.
-    const int most = oneapi::tbb::info::default_concurrency();
-    return std::make_unique<TaskLibraryBound>(std::min(threads, std::max(most, 1)));
+    // The task library takes the lowest bound of all. One beyond the processors would let it have
+    // more threads than it has by itself, and one at their number would take from a host what that
+    // has asked for beyond it.
+    if (threads > oneapi::tbb::info::default_concurrency()) {
+        return nullptr;
+    }
+    return std::make_unique<TaskLibraryBound>(threads);
 }
 
 } // namespace Velk::Parallel::Impl

@@ -16,7 +16,8 @@ protected:
     ThreadBound() = default;
 };
 
-/// `threads` is at least 1. The lowest of all bounds holds.
+/// `threads` is at least 1. The lowest of all bounds holds. A number beyond that of the processors is
+/// none, and may come back as nothing.
 std::unique_ptr<ThreadBound> BoundThreads(int threads);
 
 } // namespace Velk::Parallel::Impl

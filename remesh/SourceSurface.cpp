@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <unordered_set>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 
@@ -23,10 +25,43 @@ constexpr double kFirstShare = 1.0 / 64.0;
 /// them all that tells where a nearest point is.
 constexpr double kGreatestReach = 1e75;
 
+/// The triples without those whose corners are, one by one, where those of an earlier one are. Of
+/// triangles at the same distance the first is the nearest, so that its copies are never found; but
+/// each of them would be looked at for every point, were there thousands.
+std::vector<int> WithoutCopies(const std::vector<Vec3d>& points, const std::vector<int>& triples)
+{
+    using Corners = std::array<Vec3d, 3>;
+    const auto hash = [](const Corners& corners) {
+        constexpr std::size_t kMultiplier = 0x9e3779b97f4a7c15U;
+        std::size_t state = 0;
+        for (const Vec3d& corner : corners) {
+            state = (state ^ std::hash<Vec3d>()(corner)) * kMultiplier;
+        }
+        return state ^ (state >> 32U);
+    };
+    std::unordered_set<Corners, decltype(hash)> known(triples.size() / 3, hash);
+    std::vector<int> kept;
+    kept.reserve(triples.size());
+    for (std::size_t i = 0; i + 2 < triples.size(); i += 3) {
+        Progress::Impl::CheckStep(i / 3);
+        Corners corners;
+        bool isInRange = true;
+        for (std::size_t k = 0; k < 3; ++k) {
+            const auto point = static_cast<std::size_t>(triples[i + k]);
+            isInRange = isInRange && point < points.size();
+            corners[k] = isInRange ? points[point] : Vec3d();
+        }
+        if (isInRange && known.insert(corners).second) {
+            kept.insert(kept.end(), {triples[i], triples[i + 1], triples[i + 2]});
+        }
+    }
+    return kept;
+}
+
 } // namespace
 
 SourceSurface::SourceSurface(const std::vector<Vec3d>& points, const std::vector<int>& triples)
-    : points_(points), triples_(triples), tree_(points, triples)
+    : points_(points), triples_(WithoutCopies(points, triples)), tree_(points, triples_)
 {
     // More than the diagonal of the box around all triangles.
     reach_ = 2.0 * std::sqrt(3.0) * tree_.RootHalfSize();

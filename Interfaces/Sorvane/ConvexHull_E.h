@@ -15,8 +15,10 @@ namespace Velk::Math::Sorvane::Bounding {
 /// 1e-12 (`float` 1e-8) of each other count as one.
 ///
 /// Points on the hull's edges are left out. One or two distinct points come back as they are, in their
-/// order. Three whose doubled area is at most 1e-12 (`float` 1e-8, an area, not a sine) become the two
-/// farthest apart, ascending; of more than three on a line the two ends are left.
+/// order. Three of which one lies within 1e-12 (`float` 1e-8) of the line through the others become the
+/// two farthest apart, ascending, if the doubled area is no more than that as well, an area: a triangle
+/// of a tenth of a micrometer in meters keeps its three corners. Of more than three on a line the two
+/// ends are left.
 ///
 /// The monotone chain of A. M. Andrew ("Another efficient algorithm for convex hulls in two dimensions",
 /// 1979) in plain floating point. Where rounding has left a dent in the hull, its vertices are turned by

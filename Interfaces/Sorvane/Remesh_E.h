@@ -63,8 +63,8 @@ namespace Velk::Math::Sorvane::Mesh {
 /// one place with others.
 ///
 /// Expected O(n) for each iteration, serial but for the last step; the same bits for any number of
-/// threads. A node of k triangles can cost k for each of them, and so can k separate copies of one
-/// triangle, all of which are equally near: up to O(n^2).
+/// threads. A node of k triangles can cost k for each of them: up to O(n^2). Separate copies of a
+/// triangle do not, corner by corner in the same places.
 SORVANE_API unsigned IsotropicRemesh(const IndexedPointsBase<3, double>& mesh,
                                      const std::vector<unsigned char>& tags,
                                      IndexedPointsBase<3, double>& out,

@@ -99,7 +99,9 @@ protected:
                                const std::vector<VecBase<3, double>>& soup) const;
 
     /// Offers a spun edge to the report. With b2 = 0 the edge is straight from its point nearest to
-    /// the axis to either end. With b2 above that the hyperbola is taken, however flat.
+    /// the axis to either end. With b2 above that the hyperbola is taken, however flat, and so it is
+    /// where an edge passes the axis within 1e-6, for which `SpinSegment` tells a b2 of 0: a needle
+    /// would stand too high on it by that times the slope of its tip.
     void DropOnHyperbola(const SpunHyperbola& hyperbola, int triangle, ContactReport& report) const;
     /// Offers the two straight stretches from `foot` to p and to q, all three relative to the axis.
     /// Ends that match within 1e-12 in r and z are no stretch.

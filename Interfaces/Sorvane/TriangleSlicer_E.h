@@ -141,7 +141,9 @@ public:
     /// The same for the soup against itself; `second` stays empty.
     ///
     /// Triangles with an edge in common, that is two equal corners, don't cut each other: a clean
-    /// closed mesh comes back uncut.
+    /// closed mesh comes back uncut. Of the pairs whose boxes meet those about a common corner of many
+    /// triangles count only where they leave it in directions close to each other: a disc or a cone of
+    /// n triangles about a point is O(n log n).
     CutTriangles SelfIntersections() const;
 
     /// The segments of `SliceTriangles`, by triangles of the soup, then of `cutter`.

@@ -22,8 +22,9 @@ class ThreadBound;
 ///
 /// - It holds for the whole process: for calls on every thread, also for those under way. Where several
 ///   are alive the lowest one holds, in whatever order they come and go, on whatever threads.
-/// - 1 lets every operation run on its calling thread alone. A number beyond that of the processors
-///   changes nothing, and neither does one below 1.
+/// - 1 lets every operation run on its calling thread alone. A limit only ever lowers: a number beyond
+///   that of the processors changes nothing, also where the host has let the task library have more
+///   threads than that, and neither does one below 1.
 /// - Results are the same, bit for bit, for any number of threads.
 /// - The limit is the task library's own (oneTBB): a host that uses the same shared library for its
 ///   tasks is bounded with it.

@@ -671,7 +671,8 @@ class Mesh:
     ) -> "Mesh":
         """Splits the edges longer than ``length``, in passes; nothing else moves.
 
-        Without ``at_middle`` an edge is split where the other diagonal of its two triangles crosses it.
+        Without ``at_middle`` an edge is split where the other diagonal of its two triangles crosses it; on needles
+        that makes several times as many triangles, and thinner ones.
         """
         from ._operations import split_long_edges
 

@@ -345,7 +345,35 @@ TYPED_TEST(BoxesOf, EnclosingBallOfPointsApartIsTheSmallestOne)
     }
     const T nan = std::numeric_limits<T>::quiet_NaN();
     EnclosingBall(std::vector<V>{a, All<D, T>(nan)}); // ends
+    EnclosingBall(std::vector<V>(40, All<D, T>(nan)));
     EnclosingBall(std::vector<V>(20, All<D, T>(std::numeric_limits<T>::infinity())));
+}
+
+// In one place along one axis alone is apart, and to the bit what the functions for such points
+// give.
+TYPED_TEST(BoxesOf, EnclosingBallOfPointsInOnePlaneIsThatOfPointsApart)
+{
+    constexpr int D = TypeParam::D;
+    using T = typename TypeParam::T;
+    using V = VecBase<D, T>;
+    Support::Random random(12);
+    const V base = All<D, T>(T(0.3));
+    for (int axis = 0; axis < D; ++axis) {
+        for (const int count : {3, 7, 30, 100}) {
+            std::vector<V> points;
+            for (int i = 0; i < count; ++i) {
+                V p = base + random.template Vector<D, T>(-1, 1);
+                p[axis] = base[axis];
+                points.push_back(p);
+            }
+            const BoundingBall<D, T> ball = EnclosingBall(points);
+            if constexpr (D == 2) {
+                EXPECT_EQ(ball, BoundingCircleOfPoints(points, false)) << axis << ' ' << count;
+            } else {
+                EXPECT_EQ(ball, BoundingSphereOfPoints(points, false)) << axis << ' ' << count;
+            }
+        }
+    }
 }
 
 } // namespace

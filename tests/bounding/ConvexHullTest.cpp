@@ -148,17 +148,37 @@ TYPED_TEST(PlaneHullOf, ThreeCollinearPointsLeaveTheEnds)
     EXPECT_EQ(ConvexHull(Points<T>{{3, 1}, {3, 7}, {3, 2}}, false), (Points<T>{{3, 1}, {3, 7}}));
 }
 
-TYPED_TEST(PlaneHullOf, ThinTriangleLosesAVertexByAreaAndFourPointsDoNot)
+TYPED_TEST(PlaneHullOf, ATriangleInMetersKeepsItsCornersAsFourPointsDo)
 {
     using T = TypeParam;
-    // Twice the area is 1/4 of the tolerance, though the angles are those of any right triangle.
-    const T s = std::sqrt(kLengthFloor<T>) / 2;
-    const Points<T> three{{0, 0}, {s, 0}, {0, s}};
-    EXPECT_EQ(ConvexHull(three, false), (Points<T>{{0, s}, {s, 0}}));
-    const Points<T> four{{0, 0}, {s, 0}, {0, s}, {s, s}};
-    EXPECT_EQ(ConvexHull(four, false), (Points<T>{{0, 0}, {s, 0}, {s, s}, {0, s}}));
-    const T large = std::sqrt(kLengthFloor<T>) * 2;
-    EXPECT_EQ(ConvexHull(Points<T>{{0, 0}, {0, large}, {large, 0}}, false).size(), 3U);
+    // Twice the areas are at most 1/4 of the floor, though the angles are those of any right
+    // triangle.
+    const T micrometer = std::sqrt(kLengthFloor<T>);
+    for (const T s : {micrometer / 2, micrometer / 50, 5 * kLengthFloor<T>}) {
+        const Points<T> three{{0, 0}, {s, 0}, {0, s}};
+        Points<T> order = three;
+        std::sort(order.begin(), order.end(), Less<T>);
+        do {
+            EXPECT_EQ(ConvexHull(order, false), three) << s;
+        } while (std::next_permutation(order.begin(), order.end(), Less<T>));
+        const Points<T> four{{0, 0}, {s, 0}, {0, s}, {s, s}};
+        EXPECT_EQ(ConvexHull(four, false), (Points<T>{{0, 0}, {s, 0}, {s, s}, {0, s}}));
+    }
+}
+
+TYPED_TEST(PlaneHullOf, AThirdPointWithinTheFloorOfTheLineIsOnIt)
+{
+    using T = TypeParam;
+    const T floor = kLengthFloor<T>;
+    // Short: the distance from the line decides. Long: twice the area, here the distance times 64.
+    for (const T length : {T(0x1p-12), T(0.25), T(64)}) {
+        const T most = floor / std::max(length, T(1));
+        const Points<T> line{{0, 0}, {length, 0}};
+        EXPECT_EQ(ConvexHull(Points<T>{{0, 0}, {length / 2, most / 2}, {length, 0}}, true), line);
+        EXPECT_EQ(ConvexHull(Points<T>{{0, 0}, {length / 2, -most / 2}, {length, 0}}, true), line);
+        const Points<T> open{{0, 0}, {length / 2, -2 * most}, {length, 0}};
+        EXPECT_EQ(ConvexHull(open, true), open);
+    }
 }
 
 TYPED_TEST(PlaneHullOf, CollinearPointsLeaveTheEnds)

@@ -83,6 +83,17 @@ static void two_squares_are_combined(void)
     CHECK_NEAR(area_of(result), 24, 1e-7);
     CHECK(sorvane_lines_count(sorvane_region_loops(result)) == 1);
     CHECK(sorvane_region_resolution(result) > 0 && sorvane_region_resolution(result) < 1e-7);
+    {
+        /* What is united already loses nothing more; what is not is united first, and tells what that cost. */
+        sorvane_region *same = NULL;
+        CHECK_OK(sorvane_region_offset(result, 0, 1e-3, &same, &error));
+        CHECK(sorvane_region_resolution(same) == 0);
+        sorvane_region_free(same);
+        CHECK_OK(sorvane_region_offset(both, 0, 1e-3, &same, &error));
+        CHECK(sorvane_region_resolution(same) > 0 && sorvane_region_resolution(same) < 1e-7);
+        CHECK(sorvane_lines_count(sorvane_region_loops(same)) == 1);
+        sorvane_region_free(same);
+    }
     sorvane_region_free(result);
     CHECK_OK(sorvane_region_union(both, NULL, &result, &error));
     CHECK(sorvane_lines_count(sorvane_region_loops(result)) == 1);
@@ -123,6 +134,15 @@ static void points_are_told_in_or_out(void)
         CHECK(inside[0] && !inside[1] && !inside[2]);
         CHECK_NEAR(area_of(region), 16, 1e-7);
         sorvane_region_free(region);
+        {
+            /* Beside another one it is a hole in nothing. */
+            const double beside[16] = {10, 0, 30, 0, 30, 20, 10, 20, 0, 0, 0, 4, 4, 4, 4, 0};
+            const double asked[4] = {20, 10, 2, 2};
+            region = region_of(beside, 2);
+            CHECK_OK(sorvane_region_contains(region, asked, 2, inside, &error));
+            CHECK(inside[0] && !inside[1]);
+            sorvane_region_free(region);
+        }
     }
 }
 
@@ -178,6 +198,50 @@ static void points_among_many_edges_are_told_in_or_out(void)
     sorvane_region_free(region);
 }
 
+/* Zigzags on the left and on the right; points at the heights of their corners, where one edge ends and another starts. */
+static void points_at_the_height_of_corners_are_told_in_or_out(void)
+{
+    enum { kCorners = 40, kCount = 2 * kCorners };
+    sorvane_error error;
+    double points[2 * kCount];
+    double asked[6 * kCorners];
+    int inside[3 * kCorners];
+    const int one[2] = {0, kCount};
+    int i = 0;
+    int turn = 0;
+    for (i = 0; i < kCorners; ++i) {
+        const double places[3] = {5, -3, 15};
+        int k = 0;
+        points[2 * i] = 10 + i % 2;
+        points[2 * i + 1] = i;
+        points[2 * (kCount - 1 - i)] = i % 2;
+        points[2 * (kCount - 1 - i) + 1] = i;
+        for (k = 0; k < 3; ++k) {
+            asked[6 * i + 2 * k] = places[k];
+            asked[6 * i + 2 * k + 1] = i;
+        }
+    }
+    for (turn = 0; turn < 2; ++turn) {
+        sorvane_region *region = NULL;
+        int wrong = 0;
+        CHECK_OK(sorvane_region_new(points, kCount, one, 1, &region, &error));
+        CHECK_OK(sorvane_region_contains(region, asked, 3 * kCorners, inside, &error));
+        for (i = 1; i + 1 < kCorners; ++i) {
+            wrong += !inside[3 * i] + inside[3 * i + 1] + inside[3 * i + 2];
+        }
+        CHECK(wrong == 0);
+        sorvane_region_free(region);
+        for (i = 0; i < kCount / 2; ++i) { /* the other way round */
+            int axis = 0;
+            for (axis = 0; axis < 2; ++axis) {
+                const double kept = points[2 * i + axis];
+                points[2 * i + axis] = points[2 * (kCount - 1 - i) + axis];
+                points[2 * (kCount - 1 - i) + axis] = kept;
+            }
+        }
+    }
+}
+
 static void tools_dilate_and_contract(void)
 {
     sorvane_error error;
@@ -205,6 +269,23 @@ static void tools_dilate_and_contract(void)
         CHECK(inside);
     }
     sorvane_region_free(result);
+    {
+        /* The first point again at the end is none: of a polygon, of a line, of a point. */
+        const double closed[10] = {0, 0, 0, 2, 1, 2, 1, 0, 0, 0};
+        const double back[6] = {0, 0, 3, 0, 0, 0};
+        const double twice[4] = {5, 6, 5, 6};
+        const int from[2] = {0, 2};
+        CHECK_OK(sorvane_region_dilate(region, closed, 5, &result, &error));
+        CHECK_NEAR(area_of(result), 5 * 6, 1e-6);
+        sorvane_region_free(result);
+        CHECK_OK(sorvane_region_dilate(region, back, 3, &result, &error));
+        CHECK_NEAR(area_of(result), 7 * 4, 1e-6);
+        sorvane_region_free(result);
+        CHECK_OK(sorvane_region_dilate(region, twice, 2, &result, &error));
+        CHECK_NEAR(area_of(result), 16, 1e-6);
+        sorvane_region_free(result);
+        CHECK(sorvane_region_sweep(twice, 2, line, 2, from, 1, &result, &error) == SORVANE_BAD_ARGUMENT);
+    }
     CHECK(sorvane_region_dilate(region, NULL, 0, &result, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(sorvane_region_contract(region, NULL, 4, &result, &error) == SORVANE_BAD_ARGUMENT);
     sorvane_region_free(region);
@@ -278,6 +359,26 @@ static void a_pocket_has_passes(void)
     CHECK(sorvane_region_pocket(region, 0.5, 0.6, 1e-4, &passes, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(sorvane_region_pocket(region, 0, 0, 1e-4, &passes, &error) == SORVANE_BAD_ARGUMENT);
     CHECK(sorvane_region_pocket(region, 1, 1e-7, 1e-4, &passes, &error) == SORVANE_BAD_ARGUMENT);
+    sorvane_region_free(region);
+}
+
+/* Beside each edge of a square by half the tolerance a line is in the region, and by twice that it is not. */
+static void lines_beside_an_edge_are_in_within_the_tolerance(void)
+{
+    sorvane_error error;
+    const double square[8] = {0, 0, 4, 0, 4, 4, 0, 4};
+    sorvane_region *region = region_of(square, 1);
+    const double gap[2] = {5e-4, 2e-3};
+    int k = 0;
+    for (k = 0; k < 2; ++k) {
+        const double g = gap[k];
+        const double points[16] = {-g, 1, -g, 3, 4 + g, 1, 4 + g, 3, 1, -g, 3, -g, 1, 4 + g, 3, 4 + g};
+        const int lines[5] = {0, 2, 4, 6, 8};
+        sorvane_line_groups *parts = NULL;
+        CHECK_OK(sorvane_region_clip(region, points, 8, lines, NULL, 4, 0, 1e-3, &parts, &error));
+        CHECK(sorvane_lines_count(sorvane_line_groups_lines(parts)) == (k == 0 ? 4U : 0U));
+        sorvane_line_groups_free(parts);
+    }
     sorvane_region_free(region);
 }
 
@@ -385,9 +486,11 @@ void test_regions(void)
     two_squares_are_combined();
     points_are_told_in_or_out();
     points_among_many_edges_are_told_in_or_out();
+    points_at_the_height_of_corners_are_told_in_or_out();
     tools_dilate_and_contract();
     offsets_keep_their_distance();
     a_pocket_has_passes();
     lines_are_clipped();
+    lines_beside_an_edge_are_in_within_the_tolerance();
     a_long_union_stops();
 }

@@ -10,6 +10,7 @@
 #include <Sorvane/MeshFiles_E.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <string>
 
@@ -90,6 +91,14 @@ void ExpectSame(const Segments& segments, const Segments& expected, double toler
     }
 }
 
+bool PrecedesByEnds(const std::array<Vec3d, 2>& a, const std::array<Vec3d, 2>& b)
+{
+    const auto precedes = [](const Vec3d& p, const Vec3d& q) {
+        return std::lexicographical_compare(p.begin(), p.end(), q.begin(), q.end());
+    };
+    return a[0] == b[0] ? precedes(a[1], b[1]) : precedes(a[0], b[0]);
+}
+
 Soup RandomSoup(Random& random, int count, double size)
 {
     Soup soup;
@@ -150,6 +159,68 @@ TEST(SliceByTriangles, SegmentsAreThoseOfAllPairs)
             ExpectSame(TriangleSlicer(a).SegmentsAtIntersection(b), expected, 1e-11 * scale);
         }
     }
+}
+
+// Triangles about a common corner are not compared all with all, two by two they are.
+TEST(SliceByTriangles, ManyTrianglesAboutACornerCutEachOtherAsTwoByTwo)
+{
+    Random random(17);
+    for (const Vec3d& apex : {Vec3d(0, 0, 0), Vec3d(1e6, -3e5, 7)}) {
+        Soup soup;
+        const auto add = [&](const Vec3d& a, const Vec3d& b, const Vec3d& c) {
+            Triangle t{a, b, c};
+            std::rotate(t.begin(), t.begin() + random.Below(3), t.end());
+            soup.push_back(t);
+        };
+        const Vec3d second = apex + Vec3d(0.5, 0, 0);
+        for (int i = 0; i < 90; ++i) {
+            // Narrow and wide ones, many of which cross from the corner on, about two corners.
+            const double width = i % 3 == 0 ? 1.5 : 0.2;
+            const auto arm = random.Vector<3, double>(-1, 1);
+            const auto beside = random.Vector<3, double>(-width, width);
+            add(apex, apex + arm, apex + arm * 0.7 + beside);
+            add(second, second + arm, second + arm * 0.7 + beside);
+        }
+        add(apex, second, apex + Vec3d(0.1, 0.2, 0.3)); // of both
+        for (int i = 0; i < 20; ++i) {                  // of none
+            const auto middle = apex + random.Vector<3, double>(-1, 1);
+            add(middle, middle + random.Vector<3, double>(-1, 1),
+                middle + random.Vector<3, double>(-1, 1));
+        }
+        Segments expected;
+        for (std::size_t i = 0; i < soup.size(); ++i) {
+            const TriangleSlicer one(Soup{soup[i]});
+            for (std::size_t k = i + 1; k < soup.size(); ++k) {
+                const Segments found = one.SegmentsAtIntersection(Soup{soup[k]});
+                expected.insert(expected.end(), found.begin(), found.end());
+                expected.insert(expected.end(), found.begin(), found.end());
+            }
+        }
+        ASSERT_GT(expected.size(), 1000U);
+        Segments segments = TriangleSlicer(soup).SegmentsAtSelfIntersection();
+        std::sort(segments.begin(), segments.end(), PrecedesByEnds);
+        std::sort(expected.begin(), expected.end(), PrecedesByEnds);
+        EXPECT_EQ(segments, expected);
+    }
+}
+
+TEST(SliceByTriangles, ThousandsOfTrianglesAboutACornerAreNoMatter)
+{
+    // Compared all with all these take a quarter of a minute.
+    constexpr int kCount = 20000;
+    const Vec3d apex(0.1, 0.2, 0.5);
+    Soup fan;
+    const auto rim = [](int i) {
+        const double angle = 2 * kPi<double> * (i % kCount) / kCount;
+        return Vec3d(3 * std::cos(angle), 3 * std::sin(angle), 0);
+    };
+    for (int i = 0; i < kCount; ++i) {
+        fan.push_back({apex, rim(i), rim(i + 1)});
+    }
+    EXPECT_EQ(TriangleSlicer(fan).SelfIntersections().uncut.size(), fan.size());
+    // One more that cuts some of them.
+    fan.push_back({Vec3d(4, 0.001, 0.3), Vec3d(1, 0, 2), Vec3d(1, 0.01, -2)});
+    EXPECT_FALSE(TriangleSlicer(fan).SelfIntersections().first.empty());
 }
 
 TEST(SliceByTriangles, EachTriangleHasTheSegmentsWithAllOthers)

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <limits>
 #include <string>
 
 namespace {
@@ -128,6 +130,91 @@ TEST(ToolContactOracle, LargeAndSmallUnitsAreTheSameTool)
                 }
             }
         }
+    }
+}
+
+/// The height of the tip over one edge, in long double: the difference of the edge's z and the
+/// profile, concave along the edge, by golden sections.
+double TipOverEdge(const Vec3d& p, const Vec3d& q, const Vec2d& xy,
+                   const std::function<long double(long double r)>& profile, long double radius)
+{
+    const auto at = [&](long double t) -> long double {
+        const auto coordinate = [&](int axis) { // relative to the axis first: that is exact
+            const long double from = axis < 2 ? xy[axis] : 0.0;
+            return (p[axis] - from) + ((q[axis] - from) - (p[axis] - from)) * t;
+        };
+        const long double r = std::hypot(coordinate(0), coordinate(1));
+        return r <= radius ? coordinate(2) - profile(r) : -1e9L * r;
+    };
+    const long double golden = (std::sqrt(5.0L) - 1) / 2;
+    long double low = 0;
+    long double high = 1;
+    for (int round = 0; round < 120; ++round) {
+        const long double a = high - golden * (high - low);
+        const long double b = low + golden * (high - low);
+        (at(a) < at(b) ? low : high) = at(a) < at(b) ? a : b;
+    }
+    return static_cast<double>(std::max({at(0), at(1), at(low), at(high)}));
+}
+
+TEST(ToolContactOracle, EdgesThatPassTheAxisCloselyDoNotMeetIt)
+{
+    // A cone as steep as a needle comes down beside an edge that passes the axis, by as much as the
+    // distance times its slope. In millimeters, in meters, and far from the origin.
+    Support::Random random(86);
+    for (const double angle : {0.02, 0.16, 0.5}) {
+        for (const double radius : {5.0, 5e-4}) {
+            const ConvexToolContact contact(Support::ConeTool(radius, angle).record);
+            const auto cone = [&](long double r) { return r / std::tan((long double)angle); };
+            for (const double from : {0.0, 1e6}) {
+                const Vec2d xy{from, -from};
+                for (int trial = 0; trial < 60; ++trial) {
+                    const double beside = std::exp(random.Between(std::log(1e-9), std::log(1e-5)));
+                    const double turn = random.Between(0, 6.3);
+                    const double slope = trial % 4 == 0 ? 0.0 : random.Between(-1, 1) / angle;
+                    SCOPED_TRACE(testing::Message() << angle << ' ' << radius << ' ' << from << ' '
+                                                    << beside << ' ' << slope);
+                    const auto place = [&](double along) {
+                        return Vec3d{xy[0] + along * std::cos(turn) - beside * std::sin(turn),
+                                     xy[1] + along * std::sin(turn) + beside * std::cos(turn),
+                                     slope * along};
+                    };
+                    const Vec3d p = place(-0.7 * radius);
+                    const Vec3d q = place(random.Between(0.1, 0.9) * radius);
+                    const double expected = TipOverEdge(p, q, xy, cone, radius);
+                    const double height =
+                        contact
+                            .DropEdgesToHeight(std::numeric_limits<double>::infinity(), xy, {p, q})
+                            .height;
+                    EXPECT_NEAR(height, expected, 1e-13 * radius / angle);
+                }
+            }
+        }
+    }
+}
+
+TEST(ToolContactOracle, AFlatEndNeverStandsAboveTheTopOfWhatItTouches)
+{
+    // Not by a digit, wherever places between corners are rounded to: bounds of heights by the tops
+    // of triangles decide which of them are looked at. The rim comes down just beside the upper end
+    // of an edge, and the axis just beside a peak.
+    Support::Random random(87);
+    const ConvexToolContact flat(Support::FlatTool(5).record);
+    for (int trial = 0; trial < 4000; ++trial) {
+        const double turn = random.Between(0, 6.3);
+        const double beyond = 5 * (1 + 0x1p-51 * random.Below(4));
+        const Vec3d end{beyond * std::cos(turn), beyond * std::sin(turn), random.Between(-1, 1)};
+        const Vec3d low{random.Between(-4, 4), random.Between(-4, 4), random.Between(-9, -1)};
+        const Report edge =
+            flat.DropEdgesToHeight(std::numeric_limits<double>::infinity(), {0, 0}, {low, end});
+        EXPECT_LE(edge.height, end.z()) << trial;
+
+        Vec3d peak = random.Vector<3, double>(-1e-16, 1e-16);
+        peak[2] = random.Between(-1, 1);
+        const Vec3d other{random.Between(-4, 4), random.Between(-4, 4), random.Between(-9, -1)};
+        const Report facet = flat.DropFacesToHeight(std::numeric_limits<double>::infinity(), {0, 0},
+                                                    {low, peak, other});
+        EXPECT_LE(facet.height, peak.z()) << trial;
     }
 }
 

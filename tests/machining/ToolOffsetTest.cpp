@@ -135,6 +135,19 @@ TEST(ToolOffset, SideOfACylinderTouchesWithItsUpperEnd)
     ExpectPoint(offset.OffsetFrom({0, 0, 0}, {1, 0, 0}), {4, 0, -10});
 }
 
+TEST(ToolOffset, AnyLengthOfANormalTellsItsDirectionDownToTheFloor)
+{
+    const ConvexToolOffset offset(Tool{4, 0, 0, 0, 0, 0, 10});
+    for (const double length : {1e-11, 1e-6, 1.0, 1e6, 1e100}) {
+        EXPECT_EQ(offset.OffsetFrom({1, 2, 3}, {0, 0, length}), (Vec3d{1, 2, 3})) << length;
+        ExpectPoint(offset.OffsetFrom({1, 2, 3}, Vec3d{-0.6, 0, 0.8} * length), {1 - 4, 2, 3});
+    }
+    // Shorter ones touch as if at the side, which ends at its upper end, and have no direction in
+    // plan.
+    EXPECT_EQ(offset.OffsetFrom({1, 2, 3}, {0, 0, 1e-13}), (Vec3d{1, 2, 3 - 10}));
+    EXPECT_EQ(offset.TipFrom({1, 2, 3}, {0, 0, 1e-13}), (Vec3d{1, 2, 3 - 10}));
+}
+
 // Without a flat the first element answers for steeper normals, and of a slanted one that is the
 // end.
 TEST(ToolOffset, ConeOnALevelPlaneIsLeftAtItsEnd)
@@ -159,6 +172,13 @@ TEST(ToolOffset, TipOfAPointedToolStandsOnALevelPlane)
     // A ring has its lowest place at its inner edge.
     const ConvexToolOffset ring(ChainThrough({{2, 1}, {4, 3}, {4, 10}}));
     ExpectPoint(ring.TipFrom({1, 2, 3}, NormalAt(0.1, 0)), {1 + 2, 2, 3 - 1});
+    ExpectPoint(ring.TipFrom({1, 2, 3}, NormalAt(0.1, kHalfPi)), {1, 2 + 2, 3 - 1});
+    ExpectPoint(ring.TipFrom({1, 2, 3}, NormalAt(0.1, -2)),
+                {1 + 2 * std::cos(2), 2 - 2 * std::sin(2), 3 - 1});
+    // To the last hundredth of a degree the tip, and from the first the upper end.
+    EXPECT_EQ(cone.TipFrom({1, 2, 3}, NormalAt(59.99 * kRadians, 1)), (Vec3d{1, 2, 3}));
+    ExpectPoint(cone.TipFrom({1, 2, 3}, NormalAt(60.01 * kRadians, kHalfPi)),
+                {1, 2 + 10 * std::tan(30 * kRadians), 3 - 10});
 }
 
 // The tool stands on the plane: its lowest place above that is on the plane, and at the point.

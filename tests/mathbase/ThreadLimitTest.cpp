@@ -5,6 +5,7 @@
 #include "mathbase/Parallel_Impl.h"
 
 #include "tests/support/TestSupport.h"
+#include "tests/support/ThreadLimit.h"
 
 #include <atomic>
 #include <memory>
@@ -75,6 +76,25 @@ TEST(ThreadLimit, NumbersBelowOneAndBeyondTheProcessorsChangeNothing)
         EXPECT_EQ(ThreadLimit::Current(), before);
         EXPECT_LE(ThreadsOfALoop().size(), static_cast<std::size_t>(before));
     }
+}
+
+TEST(ThreadLimit, LeavesAHostTheThreadsThatItAskedForBeyondTheProcessors)
+{
+    const int processors = ThreadLimit::Current();
+    Support::WithThreads(processors + 3, [&] {
+        const int before = ThreadLimit::Current();
+        if (Support::CanLimitThreads()) {
+            ASSERT_EQ(before, processors + 3);
+        }
+        for (const int threads : {1000000, processors + 4, 0}) {
+            const ThreadLimit limit(threads);
+            EXPECT_EQ(ThreadLimit::Current(), before) << threads;
+        }
+        const ThreadLimit one(1);
+        const ThreadLimit more(1000000);
+        EXPECT_EQ(ThreadLimit::Current(), 1);
+    });
+    EXPECT_EQ(ThreadLimit::Current(), processors);
 }
 
 TEST(ThreadLimit, ComesAndGoesOnManyThreadsAtOnce)

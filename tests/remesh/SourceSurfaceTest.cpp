@@ -49,6 +49,31 @@ double HeightOf(const SourceSurface& surface, const StrayPoint& point, double re
     return places[0][2];
 }
 
+TEST(SourceSurface, ThousandsOfCopiesOfATriangleAreThatTriangle)
+{
+    // Each point against each copy would take half a minute.
+    constexpr int kCopies = 40000;
+    const std::vector<Vec3d> corners{{0, 0, 0}, {1, 0, 0.25}, {0, 1, 0.5}};
+    std::vector<Vec3d> points;
+    std::vector<int> triples;
+    for (int i = 0; i < kCopies; ++i) {
+        points.insert(points.end(), corners.begin(), corners.end());
+        triples.insert(triples.end(), {3 * i, 3 * i + 1, 3 * i + 2});
+    }
+    // One that faces down, and one out of range, between them.
+    const std::vector<int> down{2, 1, 0};
+    triples.insert(triples.begin() + 3 * (kCopies / 2), down.begin(), down.end());
+    triples.insert(triples.begin(), {0, 1, 3 * kCopies});
+    std::vector<StrayPoint> strays;
+    for (int i = 0; i < 200; ++i) {
+        for (int k = 0; k < 200; ++k) {
+            strays.push_back(With({i * 0.005, k * 0.005, 0.1}, {0, 0, k % 2 == 0 ? 1.0 : -1.0}));
+        }
+    }
+    const SourceSurface once(corners, {0, 1, 2, 2, 1, 0});
+    EXPECT_EQ(SourceSurface(points, triples).Projected(strays, 1.0), once.Projected(strays, 1.0));
+}
+
 TEST(SourceSurface, APointGoesToTheNearestFacetThatFacesItsWayWithinTheReach)
 {
     // The far wall is 0.1 away and faces down, the own wall 0.4.
