@@ -47,6 +47,7 @@ struct Option {
     double least = -std::numeric_limits<double>::infinity();
     double most = std::numeric_limits<double>::infinity();
     std::size_t howMany = 0; ///< of `Numbers`: how many there must be; 0 for any number from 1 on
+    bool isRead = false;     ///< of `File`: it is read, as an input is, and may be "-"
 
     /// The same with the value that it has when it is not given.
     Option Default(std::string text) &&
@@ -67,6 +68,12 @@ struct Option {
     Option Positive() &&
     {
         return std::move(*this).From(std::numeric_limits<double>::denorm_min());
+    }
+    /// The same for a file that is read.
+    Option Read() &&
+    {
+        isRead = true;
+        return std::move(*this);
     }
     /// The same for lists of `count` numbers.
     Option Exactly(std::size_t count) &&

@@ -59,7 +59,8 @@ std::vector<Option> ToolOptions()
             .Exactly(7),
         Opt::File("--tool", "FILE",
                   "a tool fitted to an outline, radius and height to a line, from the tip outward "
-                  "and upward; or to a chain"),
+                  "and upward; or to a chain")
+            .Read(),
         Opt::Number("--fit", "LENGTH", "how far the tool of --tool may lie off its outline")
             .Positive()
             .Default("0.01"),
@@ -680,7 +681,7 @@ Command HeightsCommand()
             "from one corner to the other, the first one included; over the part's box, in "
             "its middle, unless told")
             .Exactly(4),
-        Opt::File("--points", "FILE", "positions, x and y to a line, in place of a raster"),
+        Opt::File("--points", "FILE", "positions, x and y to a line, in place of a raster").Read(),
         Opt::File("--gcode", "FILE",
                   "write the passes to and fro as a program, lifted where nothing is below"),
         Opt::Number("--feed", "LENGTH", "feed of --gcode, in the part's unit for a minute")

@@ -631,11 +631,33 @@ MeshFileResult ReadMeshBytes(ByteReader& file, Mesh::TriangleSoup<3, T>& soup)
     return result;
 }
 
+namespace {
+
+/// Can no text that begins with these bytes be an STL, because one of its whole lines is wrong
+/// already, or its only line too long?
+bool IsBeyondRepair(std::span<const std::byte> bytes)
+{
+    std::size_t whole = bytes.size();
+    while (whole > 0 && bytes[whole - 1] != std::byte{'\n'}) {
+        --whole;
+    }
+    ByteReader text(whole > 0 ? bytes.first(whole) : bytes);
+    Mesh::IndexedPointsBase<3, double> mesh;
+    const MeshFileError error = ReadMeshBytes(text, mesh, nullptr, nullptr).error;
+    return error == MeshFileError::Malformed || error == MeshFileError::NotFinite;
+}
+
+} // namespace
+
 MeshFileResult ReadStream(ByteReader& file, std::vector<std::byte>& bytes)
 {
     // Each turn asks for as many bytes as there are, until the stream ends or has given all that
-    // can belong to a mesh. An endless one that looks like none is not read to its end.
+    // can belong to a mesh. An endless one that looks like none is not read to its end, nor is a
+    // text with a wrong line: what has come of it is looked at in steps that are far apart, so that
+    // all looks together cost a fraction of the reading that follows.
+    constexpr std::uint64_t kStep = 8;
     std::uint64_t most = kHeadBytes;
+    bool isText = false;
     while (bytes.size() < most) {
         const std::size_t before = bytes.size();
         const auto wanted = static_cast<std::size_t>(
@@ -656,8 +678,11 @@ MeshFileResult ReadStream(ByteReader& file, std::vector<std::byte>& bytes)
             const MeshFileLooks looks = LooksOf(bytes);
             const std::uint64_t stl = looks.isPlausibleStl ? looks.stlBytes + 1 : 0;
             const std::uint64_t tipc = looks.isPlausibleTipc ? looks.tipcBytes + 1 : 0;
-            most =
-                looks.isAsciiStl ? std::numeric_limits<std::uint64_t>::max() : std::max(stl, tipc);
+            isText = looks.isAsciiStl;
+            most = isText ? most : std::max(stl, tipc);
+        }
+        if (isText && bytes.size() == most && !IsBeyondRepair(bytes)) {
+            most *= kStep;
         }
     }
     return {};

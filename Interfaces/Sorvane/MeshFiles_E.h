@@ -104,7 +104,8 @@ SORVANE_API std::string MeshFileText(const MeshFileResult& result);
 /// - Everything else is refused: the mesh is empty then, and the result says why. A file that breaks
 ///   off is never taken for a whole one, save an ASCII STL that ends right behind one of its solids.
 ///
-/// A pipe or device is read to its end first. One that a writer replaces meanwhile (as `WriteMesh`
+/// A pipe or device is read to its end first, or until it shows that it is no mesh: one that never ends
+/// is refused at its first bytes, or soon after the first wrong line. A file that a writer replaces meanwhile (as `WriteMesh`
 /// does) is read as it was when opened. The mesh is cleared first, and empty again when an exception of
 /// an allocation passes through. One thread for small files, all for large ones; the result does not
 /// depend on their number. O(n) for n bytes.

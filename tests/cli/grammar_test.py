@@ -353,6 +353,84 @@ class Pipes(CommandTest):
                                  capture_output=True, check=False)
             self.assertEqual(run.returncode, code, run.stderr)
 
+    # All words with which a command reads a file; IN is the file, and OUTLINE and POINTS are whole ones.
+    READERS = (
+        [(name, 'IN') for name in ('report', 'box', 'hull', 'holes', 'slices', 'section', 'silhouette', 'components',
+                                   'weld', 'remesh', 'subdivide', 'offset', 'tool', 'union')] +
+        [('decimate', 'IN', '--keep', '50'), ('convert', 'IN', '-o', 'x.stl'), ('pocket', 'IN', '--radius', '1'),
+         ('pocket', 'IN', '--radius', '1', '--height', '5'), ('pocket', 'OUTLINE', 'IN', '--radius', '1'),
+         ('offset', 'IN', '--fit', '0.1'),
+         ('nearest', 'IN', 'POINTS'), ('nearest', 'cube.stl', 'IN'), ('distance', 'IN', 'cube.stl'),
+         ('distance', 'cube.stl', 'IN'), ('imprint', 'IN', 'POINTS'), ('imprint', 'cube.stl', 'IN'),
+         ('union', 'OUTLINE', 'IN'), ('union', 'IN', 'OUTLINE', '--op', 'join'), ('union', 'IN', 'OUTLINE', '--op', 'sweep'),
+         ('lathe', 'IN', 'OUTLINE'), ('lathe', 'OUTLINE', 'IN'), ('lathe', 'OUTLINE', 'OUTLINE', 'IN'),
+         ('lathe', 'OUTLINE', 'OUTLINE', '--obstacles', 'IN'),
+         ('heights', 'IN', '--ball', '1'), ('heights', 'cube.stl', '--ball', '1', '--points', 'IN'),
+         ('heights', 'cube.stl', '--tool', 'IN'), ('gouges', 'IN', 'POINTS', '--ball', '1'),
+         ('gouges', 'cube.stl', 'IN', '--ball', '1'), ('gouges', 'cube.stl', 'POINTS', '--tool', 'IN')])
+
+    def readers(self, given):
+        self.write_part('cube.stl', block())
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n')
+        self.write('POINTS', '0 0 0\n1 1 1\n2 2 2\n')
+        return [[given if word == 'IN' else word for word in words] for words in self.READERS]
+
+    def test_readers_know_all_commands_and_options_that_read(self):
+        commands = {words[0] for words in self.READERS}
+        self.assertEqual(commands, set(commands_of(self)))
+        written = {'--output', '--svg', '--below', '--above', '--outlines', '--spun', '--path', '--gcode',
+                   '--positions'}
+        for name in commands:
+            files = set(re.findall(r'^ +(?:-o, )?(--[a-z]+) (?:FILE|MESH)\b', help_of(self, name), re.M))
+            read = {word for words in self.READERS if words[0] == name for word in words if word.startswith('--')}
+            self.assertEqual(files - written - read, set(), name)
+
+    def test_endless_devices_are_refused(self):
+        for words in self.readers('/dev/zero'):
+            with self.subTest(words):
+                run = self.expect(FILES, *words)
+                self.assertRegex(run.err, '/dev/zero: is (a device|neither)')
+
+    def test_endless_pipes_that_are_no_part_are_refused(self):
+        # The second begins as a text of triangles, the third is one line without an end.
+        for line in ('yes', '(echo solid x; yes)', '(printf "solid "; yes | tr -d "\\n")'):
+            for words in (f'<({line})', f'- < <({line})'):
+                with self.subTest(words):
+                    run = subprocess.run(['bash', '-c', f'"$0" report {words}', support.COMMAND], cwd=self.folder,
+                                         capture_output=True, timeout=60, check=False)
+                    self.assertEqual(run.returncode, FILES, run.stderr)
+                    self.assertRegex(run.stderr, b'neither an STL|line 1|line 2')
+
+    def test_endless_pipes_of_numbers_are_refused(self):
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n')
+        run = subprocess.run(['bash', '-c', '"$0" lathe OUTLINE OUTLINE --obstacles <(yes 12345 67890)', support.COMMAND],
+                             cwd=self.folder, capture_output=True, timeout=60, check=False)
+        self.assertEqual(run.returncode, FILES, run.stderr)
+        self.assertIn(b'more than 512 MB come without an end', run.stderr)
+
+    def test_a_pipe_gives_its_text_as_often_as_it_is_needed(self):
+        # A region is drawn after it was calculated with.
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n')
+        for line in ('"$0" union <(cat OUTLINE) --svg x.svg -q', 'cat OUTLINE | "$0" union - --svg y.svg -q',
+                     '"$0" union OUTLINE --svg z.svg -q'):
+            run = subprocess.run(['bash', '-c', line, support.COMMAND], cwd=self.folder, capture_output=True,
+                                 check=False)
+            self.assertEqual((run.returncode, run.stderr), (DONE, b''), line)
+        texts = []
+        for name in ('x.svg', 'y.svg', 'z.svg'):
+            with open(self.path(name), encoding='utf-8') as file:
+                texts.append(re.sub('<text.*?</text>', '', file.read()))
+        self.assertEqual(texts[0], texts[2])
+        self.assertEqual(texts[1], texts[2])
+
+    def test_the_standard_input_serves_one_reader_only(self):
+        self.write_part('cube.stl', block())
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n')
+        for words in (('lathe', '-', 'OUTLINE', '--obstacles', '-'), ('heights', '-', '--ball', '1', '--points', '-'),
+                      ('gouges', 'cube.stl', '-', '--tool', '-'), ('nearest', '-', '-')):
+            self.assertIn('only one input can be the standard input',
+                          self.expect(WRONG_USE, *words, stdin='0 0\n10 0\n').err)
+
     def test_reader_that_goes_away_is_an_error_without_words(self):
         self.write_part('cube.stl', block())
         for words in [('report', 'cube.stl', '--json'), ('convert', 'cube.stl', '-o', '-', '-q'),
