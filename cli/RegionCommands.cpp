@@ -254,6 +254,9 @@ void RunUnion(Session& session)
         session.RefuseUse("--op " + operation + " takes two inputs");
     }
     if (operation == "join") {
+        if (session.Has("--chord")) {
+            session.RefuseUse("--chord is not for --op join: arcs stay arcs");
+        }
         RunJoin(session);
         return;
     }

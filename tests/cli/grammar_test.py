@@ -106,6 +106,118 @@ class Words(CommandTest):
         self.expect(WRONG_USE, 'convert', 'cube.stl', '-o', 'x.stl', '--move', '+-1,0,0')
 
 
+class IdleOptions(CommandTest):
+    """An option that would change nothing is refused: whoever types it expects something of it."""
+
+    # Words that run; an option that does nothing beside them; what it takes for it to do something.
+    IDLE = [
+        (('remesh', 'cube.stl'), ('--exponent', '2'), ('--chord', '1')),
+        (('remesh', 'cube.stl'), ('--flip-drift', '1'), ('--flips-only',)),
+        (('remesh', 'cube.stl', '--flips-only'), ('--iterations', '3'), None),
+        (('remesh', 'cube.stl', '--flips-only'), ('--split-boundary',), None),
+        (('remesh', 'cube.stl', '--flips-only'), ('--length', '3'), None),
+        (('remesh', 'cube.stl', '--flips-only'), ('--chord', '3'), None),
+        (('remesh', 'cube.stl', '--flips-only'), ('--exponent', '2'), None),
+        (('subdivide', 'cube.stl'), ('--length', '3'), ('--method', 'split')),
+        (('subdivide', 'cube.stl', '--method', 'midpoints'), ('--angle', '30'), None),
+        (('subdivide', 'cube.stl', '--method', 'centroid'), ('--angle', '30'), None),
+        (('subdivide', 'cube.stl', '--method', 'six'), ('--angle', '30'), None),
+        (('subdivide', 'cube.stl', '--method', 'split', '--length', '3'), ('--angle', '30'), None),
+        (('section', 'cube.stl'), ('--space',), ('-o', 'x.txt')),
+        (('section', 'cube.stl', '-o', 'x.stl'), ('--space',), None),
+        (('imprint', 'cube.stl', '--around', '5,5,10', '--radius', '2'), ('--closed',), None),
+        (('imprint', 'cube.stl', '--around', '5,5,10', '--radius', '2'), ('--project',), None),
+        (('imprint', 'cube.stl', '--around', '5,5,10', '--radius', '2'), ('--keep', 'inside'), ('-o', 'x.stl')),
+        (('imprint', 'cube.stl', 'ON_TOP'), ('--radius', '2'), None),
+        (('offset', 'OUTLINE', '--distance', '1'), ('--chord', '0.1'), ('-o', 'x.txt')),
+        (('offset', 'OUTLINE', '--distance', '1'), ('--chord', '0.1'), ('--svg', 'x.svg')),
+        (('pocket', 'OUTLINE', '--radius', '1'), ('--chord', '0.1'), ('-o', 'x.txt')),
+        (('pocket', 'OUTLINE', '--radius', '1'), ('--chord', '0.1'), ('--rings', 'x')),
+        (('pocket', 'OUTLINE', '--radius', '1', '--svg', 'x.svg'), ('--chord', '0.1'), None),
+        (('pocket', 'OUTLINE', '--radius', '1'), ('--fit', '0.1'), None),
+        (('union', 'OUTLINE', 'MOVED', '--op', 'join'), ('--chord', '0.1'), None),
+        (('heights', 'cube.stl', '--ball', '2'), ('--fit', '0.1'), None),
+        (('heights', 'cube.stl', '--tool', 'TOOL'), ('--fit', '0.1'), ()),
+        (('heights', 'cube.stl', '--ball', '2'), ('--feed', '100'), ('--gcode', 'x.nc')),
+        (('heights', 'cube.stl', '--ball', '2'), ('--tolerance', '0.1'), ('--holder', '1,2')),
+        (('heights', 'cube.stl', '--ball', '2', '--points', 'OUTLINE'), ('--step', '1'), None),
+        (('heights', 'cube.stl', '--ball', '2', '--points', 'OUTLINE'), ('--stepover', '1'), None),
+        (('heights', 'cube.stl', '--ball', '2', '--points', 'OUTLINE'), ('--area', '0,0,1,1'), None),
+        (('gouges', 'cube.stl', 'ABOVE', '--ball', '2'), ('--fit', '0.1'), None),
+        (('gouges', 'cube.stl', 'ABOVE', '--tool', 'TOOL'), ('--fit', '0.1'), ()),
+        (('gouges', 'cube.stl', 'ABOVE', '--ball', '2', '--clearance', '1'), ('--tolerance', '0.1'), None),
+        (('slices', 'cube.stl', '--heights', '1,2'), ('--count', '3'), None),
+        (('slices', 'cube.stl', '--heights', '1,2'), ('--range', '1,2,1'), None),
+        (('section', 'cube.stl', '--height', '1'), ('--share', '3'), None),
+        (('section', 'cube.stl', '--height', '1'), ('--through', '0,0,1'), None),
+        (('lathe', 'OUTLINE', 'MOVED', '--range', '0,1,1'), ('--angles', '3'), None),
+    ]
+
+    # All others change something wherever they may be typed, or with what the files hold: arcs to be flattened, open
+    # chains to be closed, open edges to be split.
+    ALWAYS = {
+        'report': '--tolerance --svg --output', 'convert': '--form --scale --turn --move --tolerance --output',
+        'weld': '--orient --keep-collapsed --tolerance --output',
+        'components': '--by --least --tolerance --svg --output',
+        'decimate': '--keep --angle --one-by-one --drift --tolerance --svg --output',
+        'remesh': '--length --chord --angle --flips-only --drift --svg --output',
+        'subdivide': '--method --iterations --drift --svg --output',
+        'hull': '--svg --output', 'box': '--allowance --plate --bar --round --as --svg --output',
+        'section': '--normal --height --share --through --side --below --above --tolerance --svg --output',
+        'slices': '--normal --count --range --heights --side --outlines --tolerance --svg --output',
+        'silhouette': '--normal --spin --step --spun --svg --output', 'nearest': '--signed --within --output',
+        'distance': '--accuracy --within --svg --output',
+        'holes': '--crease --fraction --axis-tolerance --tolerance --svg --output',
+        'imprint': '--around --path --tolerance --svg --output',
+        'offset': '--distance --fit --closed --tolerance --svg --output',
+        'pocket': '--radius --step --height --rings --tolerance --svg --output',
+        'union': '--op --tolerance --svg --output',
+        'lathe': '--angles --range --pivot --obstacles --bridge --positions --chord --svg --output',
+        'heights': '--ball --flat --bull --cone --shape --tool --length --holder --points --gcode --svg --output',
+        'gouges': '--ball --flat --bull --cone --shape --tool --length --holder --clearance --output',
+        'tool': '--tolerance --svg --output',
+    }
+
+    def setUp(self):
+        super().setUp()
+        self.write_part('cube.stl', block())
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n0 0\n')
+        self.write('MOVED', '5 5\n15 5\n15 15\n5 15\n5 5\n')
+        self.write('ON_TOP', '2 2 10\n8 2 10\n8 8 10\n2 8 10\n')
+        self.write('ABOVE', '5 5 20\n')
+        self.write('TOOL', '0 0\n2 0\n2 10\n')
+
+    def test_an_option_that_would_do_nothing_is_refused(self):
+        for words, idle, needed in self.IDLE:
+            with self.subTest(words + idle):
+                if needed == ():
+                    self.assertNotEqual(self.run_command(*words, *idle).code, WRONG_USE)
+                    continue
+                self.assertNotEqual(self.run_command(*words).code, WRONG_USE)
+                before = self.files()
+                run = self.expect(WRONG_USE, *words, *idle)
+                self.assertIn('--', run.err.split('\n')[0])
+                self.assertEqual(self.files(), before)
+                if needed:
+                    self.assertNotEqual(self.run_command(*words, *idle, *needed).code, WRONG_USE,
+                                        (words, idle, needed))
+
+    def test_the_reason_names_what_is_missing(self):
+        for words, reason in (
+                (('heights', 'cube.stl', '--ball', '2', '--fit', '1'), '--fit does nothing without --tool'),
+                (('offset', 'OUTLINE', '--chord', '1'), '--chord does nothing without -o or --svg'),
+                (('remesh', 'cube.stl', '--flips-only', '--iterations', '1'),
+                 '--iterations does nothing with --flips-only')):
+            self.assertIn(reason, self.expect(WRONG_USE, *words).err)
+
+    def test_every_option_of_every_command_is_thought_of(self):
+        for name in commands_of(self):
+            tested = {idle[0] for words, idle, _ in self.IDLE if words[0] == name}
+            always = set(self.ALWAYS[name].split())
+            common = {'--json', '--threads', '--quiet', '--help'}
+            self.assertEqual(set(options_of(help_of(self, name))) - common, tested | always, name)
+
+
 class Pages(CommandTest):
     def run_line(self, line):
         """A line of the shell in a folder with the files of the examples."""
