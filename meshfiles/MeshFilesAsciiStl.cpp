@@ -490,13 +490,13 @@ namespace {
 VecBase<3, double> FacetNormal(const VecBase<3, double>& p0, const VecBase<3, double>& p1,
                                const VecBase<3, double>& p2)
 {
-    return Normalized(((p1 - p0) ^ (p2 - p0)) / 2.0, kLengthFloor<double>);
+    return NormalOfFacet(((p1 - p0) ^ (p2 - p0)) / 2.0, kLengthFloor<double>, p0, p1, p2);
 }
 
 VecBase<3, float> FacetNormal(const VecBase<3, float>& p0, const VecBase<3, float>& p1,
                               const VecBase<3, float>& p2)
 {
-    return Normalized((p1 - p0) ^ (p2 - p0), kLengthFloor<float>);
+    return NormalOfFacet((p1 - p0) ^ (p2 - p0), kLengthFloor<float>, p0, p1, p2);
 }
 
 char* WriteText(char* to, std::string_view text)
