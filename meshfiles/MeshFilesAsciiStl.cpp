@@ -10,6 +10,7 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "meshfiles/AvailableMemory_Impl.h"
 #include "meshfiles/MeshFiles_Impl.h"
 #include "meshfiles/NumberText_Impl.h"
@@ -440,8 +441,13 @@ MeshFileResult ReadAsciiSolids(ByteReader& file, std::vector<VecBase<3, T>>& poi
     Progress progress;
     progress.due = Line::Solid;
     std::span<const char> lines;
+    std::size_t bytesBefore = 0;
     for (lines = blocks.Next(); !lines.empty() && progress.outcome == Outcome::GoesOn;
          lines = blocks.Next()) {
+        Velk::Progress::Impl::Check(file.SizeHint() > 0 ? static_cast<double>(bytesBefore) /
+                                                              static_cast<double>(file.SizeHint())
+                                                        : 0.0);
+        bytesBefore += lines.size();
         const bool isFirst = points.empty();
         parser.Parse(lines, progress, points);
         if (points.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {

@@ -861,6 +861,44 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesTheOldFileAndNothingElse)
     }
 }
 
+TYPED_TEST(WriteMeshOf, AStopLeavesTheOldFileAndNothingElse)
+{
+    const fs::path path = this->Folder() / "part.stl";
+    const auto mesh = Strip<TypeParam>(40'000); // several batches of any form
+    for (const MeshFileForm form : kForms) {
+        Support::WriteBytes(path, "old");
+        int stops = 0;
+        for (int place = 1; place < 40; ++place) {
+            int reports = 0;
+            const Velk::ProgressScope scope([&](double) { return ++reports != place; },
+                                            std::chrono::milliseconds(0));
+            const MeshFileResult result = WriteMesh(mesh, path, form);
+            ASSERT_EQ(!result, scope.WasStopped());
+            if (result) {
+                break; // there are no more places
+            }
+            ++stops;
+            EXPECT_EQ(result.error, MeshFileError::WriteFailed);
+            EXPECT_EQ(result.system, std::errc::operation_canceled);
+            EXPECT_EQ(result.form, form);
+            EXPECT_EQ(ReadBytes(path), "old");
+            EXPECT_EQ(NamesIn(this->Folder()), std::vector<std::string>{"part.stl"});
+        }
+        EXPECT_GT(stops, 2);
+        IndexedPointsBase<3, TypeParam> back;
+        EXPECT_TRUE(WriteMesh(mesh, path, form) && ReadMesh(back, path));
+        EXPECT_EQ(back.indices.size(), mesh.indices.size());
+        {
+            const Velk::ProgressScope scope([](double) { return false; },
+                                            std::chrono::milliseconds(0));
+            const MeshFileResult result = ReadMesh(back, path);
+            EXPECT_EQ(result.error, MeshFileError::ReadFailed);
+            EXPECT_EQ(result.system, std::errc::operation_canceled);
+            EXPECT_TRUE(back.points.empty() && back.indices.empty());
+        }
+    }
+}
+
 TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesNoBytes)
 {
     const auto mesh = Strip<TypeParam>(100);
@@ -904,16 +942,15 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryWhileReadingLeavesNothing)
                   0U);
         const std::string text = ReadBytes(path);
         const auto bytes = std::as_bytes(std::span(text));
-        EXPECT_GT(Support::FailEachAllocation(
-                      fresh,
-                      [&](State& s) {
-                          (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, bytes);
-                      },
-                      [](const State& s) {
-                          EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty() &&
-                                      s.vertexTags.empty() && s.triangleTags.empty());
-                      }),
-                  0U);
+        EXPECT_GT(
+            Support::FailEachAllocation(
+                fresh,
+                [&](State& s) { (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, bytes); },
+                [](const State& s) {
+                    EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty() &&
+                                s.vertexTags.empty() && s.triangleTags.empty());
+                }),
+            0U);
         EXPECT_GT(Support::FailEachAllocation(
                       fresh, [&](State& s) { (void)ReadMesh(s.soup, path); },
                       [](const State& s) { EXPECT_TRUE(s.soup.empty()); }),
