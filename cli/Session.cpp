@@ -136,11 +136,11 @@ private:
 ssize_t ReadSome(int file, void* to, std::size_t room)
 {
     while (true) {
+        Session::CheckStopped();
         const ssize_t arrived = ::read(file, to, room);
         if (arrived >= 0 || errno != EINTR) {
             return arrived;
         }
-        Session::CheckStopped();
     }
 }
 
