@@ -740,13 +740,15 @@ inline std::vector<LongOperation> LongOperations()
             return [mesh = Sheet(size), form] {
                 std::vector<std::byte> bytes(7);
                 const auto result = MeshUtils::WriteMesh(mesh, bytes, form);
+                ResultDigest digest;
                 std::vector<unsigned char> written;
                 for (const std::byte byte : bytes) {
                     written.push_back(std::to_integer<unsigned char>(byte));
                 }
-                return Of(!result && result.system == std::errc::operation_canceled &&
-                              bytes.empty(),
-                          written);
+                digest.Add(written);
+                return Outcome{digest.Value(), !result &&
+                                                   result.system == std::errc::operation_canceled &&
+                                                   bytes.empty()};
             };
         });
     }
@@ -754,6 +756,7 @@ inline std::vector<LongOperation> LongOperations()
         return [level = size < 10000 ? 3U : 6U] {
             IsoSurface::DCNode root;
             root.SubdivideToLevel(level, 0);
+            ResultDigest digest;
             // Its leaves in order: a stop leaves some of them above the level.
             bool isComplete = true;
             std::vector<int> levels;
@@ -769,7 +772,8 @@ inline std::vector<LongOperation> LongOperations()
                     waiting.push_back(node->GetChild(static_cast<int>(i)));
                 }
             }
-            return Of(!isComplete, levels);
+            digest.Add(levels);
+            return Outcome{digest.Value(), !isComplete};
         };
     });
 
