@@ -9,12 +9,19 @@
 #include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <limits>
+#include <locale>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
 
 using namespace SorvaneC;
 namespace Planar = Velk::Math::Sorvane::Planar;
@@ -155,16 +162,98 @@ void CheckRead(const Chain& chain, const std::string& path)
     }
 }
 
-/// The number of elements that a file of a chain tells of; -1 when it can't be opened, 0 when it tells of none.
-long long CountInFile(const char* path)
+[[noreturn]] void BadFile(const std::string& path, const std::string& reason, long long index = -1)
 {
-    std::ifstream file(path);
-    if (!file.is_open()) {
-        return -1;
+    throw Failure{SORVANE_FILE_ERROR, path + ": " + reason, index};
+}
+
+/// The text of a file or of what comes through a pipe. A device, which may never end, is refused.
+std::istringstream TextOf(const std::string& path)
+{
+    constexpr std::size_t kMostPiped = std::size_t{512} << 20U;
+    std::error_code unknown;
+    const std::filesystem::file_type type = std::filesystem::status(path, unknown).type();
+    if (type == std::filesystem::file_type::character || type == std::filesystem::file_type::block) {
+        BadFile(path, "is a device");
     }
-    long long count = 0;
-    file >> count;
-    return file && count > 0 ? count : 0;
+    std::ifstream file(path, std::ios::binary);
+    if (!file.is_open() || type == std::filesystem::file_type::directory) {
+        BadFile(path, "cannot be opened");
+    }
+    std::string text;
+    std::vector<char> block(std::size_t{1} << 16U);
+    while (file) {
+        file.read(block.data(), static_cast<std::streamsize>(block.size()));
+        text.append(block.data(), static_cast<std::size_t>(file.gcount()));
+        if (text.size() > kMostPiped && type != std::filesystem::file_type::regular) {
+            BadFile(path, "does not end");
+        }
+    }
+    std::istringstream stream(std::move(text));
+    stream.imbue(std::locale::classic());
+    // A lack of memory inside of an operator would look like the end of a shorter chain.
+    stream.exceptions(std::ios_base::badbit);
+    return stream;
+}
+
+/// Refuses a chain with a gap; `words` is what a message begins with.
+void CheckJoints(const Chain& chain, const std::string& words)
+{
+    for (std::size_t i = 1; i < chain.elements.size(); ++i) {
+        const Vec2d to = chain.elements[i].StartPoint();
+        const double gap = Vector::Length(to - chain.elements[i - 1].EndPoint());
+        if (!(gap <= std::max(chain.tolerance, RoundingAt(to)))) {
+            throw Failure{SORVANE_FILE_ERROR,
+                          words + " element " + std::to_string(i) + " starts " + Text(gap) +
+                              " away from the end of the one before",
+                          static_cast<long long>(i)};
+        }
+    }
+}
+
+/// The element that begins with `keyword`; false when its numbers are not all there.
+bool ReadElement(std::istream& stream, char keyword, Chain& chain)
+{
+    std::array<double, kElementSize> values{};
+    const bool isArc = keyword == 'A';
+    const std::size_t count = isArc ? 5 : 4;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!(stream >> values[i])) {
+            return false;
+        }
+    }
+    chain.elements.push_back(ElementOf(isArc ? 1 : 0, values.data()));
+    return true;
+}
+
+/// The chain in a file, bit for bit. `Planar::ReadPolySegArcFromFile` reads the same files, but appends element by
+/// element: it leaves out segments that are no longer than the tolerance, which chains of this interface may have.
+Chain ReadChain(const std::string& path)
+{
+    std::istringstream stream = TextOf(path);
+    long long stated = 0;
+    if (!(stream >> stated) || stated < 1) {
+        BadFile(path, "tells of no elements");
+    }
+    Chain chain;
+    stream >> std::ws;
+    const int next = stream.peek();
+    if ((next >= '0' && next <= '9') || next == '+' || next == '-' || next == '.') {
+        stream >> chain.tolerance;
+    }
+    char keyword = 0;
+    while (static_cast<long long>(chain.elements.size()) < stated && stream >> keyword) {
+        if ((keyword == 'A' || keyword == 'L') && !ReadElement(stream, keyword, chain)) {
+            break;
+        }
+    }
+    if (static_cast<long long>(chain.elements.size()) < stated) {
+        BadFile(path, "tells of " + std::to_string(stated) + " elements, and " +
+                          std::to_string(chain.elements.size()) + " can be read");
+    }
+    CheckRead(chain, path);
+    CheckJoints(chain, path + ": tells of " + std::to_string(stated) + " elements, of which");
+    return chain;
 }
 
 } // namespace
@@ -353,18 +442,7 @@ sorvane_status sorvane_chain_read(const char* path, sorvane_chain** chain, sorva
 {
     return Guarded(error, [&] {
         Result(chain, "chain");
-        const long long stated = CountInFile(&Required(path, "path"));
-        if (stated <= 0) {
-            throw Failure{SORVANE_FILE_ERROR, std::string(path) + (stated < 0 ? ": cannot be opened"
-                                                                              : ": tells of no elements")};
-        }
-        Chain made = Planar::ReadPolySegArcFromFile(path);
-        if (static_cast<long long>(made.elements.size()) != stated) {
-            throw Failure{SORVANE_FILE_ERROR, std::string(path) + ": tells of " + std::to_string(stated) +
-                                                  " elements, and " + std::to_string(made.elements.size()) +
-                                                  " can be read and joined"};
-        }
-        CheckRead(made, path);
+        Chain made = ReadChain(&Required(path, "path"));
         return Made(chain, NewChain(std::move(made)));
     });
 }
@@ -372,8 +450,17 @@ sorvane_status sorvane_chain_read(const char* path, sorvane_chain** chain, sorva
 sorvane_status sorvane_chain_write(const sorvane_chain* chain, const char* path, sorvane_error* error)
 {
     return Guarded(error, [&] {
-        if (!Planar::WritePolySegArcToFile(ChainOf(chain), &Required(path, "path"))) {
-            throw Failure{SORVANE_FILE_ERROR, std::string(path) + ": cannot be written"};
+        const Chain& given = ChainOf(chain);
+        const std::string name = &Required(path, "path");
+        if (given.elements.empty()) {
+            BadFile(name, "the chain has no elements, and a file of none could not be read again");
+        }
+        if (std::isinf(given.tolerance)) {
+            BadFile(name, "the chain has an infinite tolerance, which a file can't hold");
+        }
+        CheckJoints(given, name + ": could not be read again:");
+        if (!Planar::WritePolySegArcToFile(given, name)) {
+            BadFile(name, "cannot be written");
         }
     });
 }

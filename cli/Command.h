@@ -47,6 +47,11 @@ struct Option {
     double least = -std::numeric_limits<double>::infinity();
     double most = std::numeric_limits<double>::infinity();
     std::size_t howMany = 0; ///< of `Numbers`: how many there must be; 0 for any number from 1 on
+    bool isRead = false;     ///< of `File`: it is read, as an input is, and may be "-"
+    /// It changes nothing without one of these: typed alone it is refused, since whoever types it
+    /// expects something of it.
+    std::vector<std::string> needs;
+    std::vector<std::string> excludes; ///< with one of these it changes nothing: refused as well
 
     /// The same with the value that it has when it is not given.
     Option Default(std::string text) &&
@@ -67,6 +72,24 @@ struct Option {
     Option Positive() &&
     {
         return std::move(*this).From(std::numeric_limits<double>::denorm_min());
+    }
+    /// The same that means something beside one of these options only.
+    Option With(std::vector<std::string> options) &&
+    {
+        needs = std::move(options);
+        return std::move(*this);
+    }
+    /// The same that means nothing beside one of these options.
+    Option Without(std::vector<std::string> options) &&
+    {
+        excludes = std::move(options);
+        return std::move(*this);
+    }
+    /// The same for a file that is read.
+    Option Read() &&
+    {
+        isRead = true;
+        return std::move(*this);
     }
     /// The same for lists of `count` numbers.
     Option Exactly(std::size_t count) &&
@@ -139,12 +162,13 @@ struct Command {
     std::size_t mostInputs = 1;
 
     // The options that all commands share are offered where there is a text of what they mean here.
-    std::string output;           ///< -o, --output
-    std::string tolerance;        ///< --tolerance; not negative
-    std::string toleranceDefault; ///< as it would be typed; empty: there is none
-    std::string picture;          ///< --svg
-    std::vector<Option> options;  ///< all others but --json, --threads, --quiet and --help
-    std::string defects;          ///< when it ends with 1: "the part has defects"; empty: never
+    std::string output;                      ///< -o, --output
+    std::string tolerance;                   ///< --tolerance; not negative
+    std::string toleranceDefault;            ///< as it would be typed; empty: there is none
+    std::vector<std::string> toleranceNeeds; ///< as `Option::needs`
+    std::string picture;                     ///< --svg
+    std::vector<Option> options; ///< all others but --json, --threads, --quiet and --help
+    std::string defects;         ///< when it ends with 1: "the part has defects"; empty: never
     std::vector<Example> examples;
     std::function<void(Session&)> run;
 };

@@ -733,14 +733,17 @@ Command ImprintCommand()
                       "the lines of --around "
                       "in blue";
     command.options = {
-        Opt::Flag("--closed", "lead the path from its last point back to the first"),
-        Opt::Flag("--project", "move the points to the nearest places of the part"),
+        Opt::Flag("--closed", "lead the path from its last point back to the first")
+            .Without({"--around"}),
+        Opt::Flag("--project", "move the points to the nearest places of the part")
+            .Without({"--around"}),
         Opt::Numbers("--around", "X,Y,Z", "a curve around the place nearest to this point")
             .Exactly(3),
         Opt::Number("--radius", "LENGTH", "length of the lines from there to the curve").Positive(),
         Opt::Choice("--keep", "WHAT", {"all", "inside", "outside"},
                     "the triangles that --output gets")
-            .Default("all"),
+            .Default("all")
+            .With({"--output"}),
         Opt::File("--path", "FILE",
                   "write the curve as it runs in the mesh, x, y and z to a line")};
     command.defects =

@@ -95,6 +95,32 @@ bool IsWanted(const Option& option, const std::string& text)
 
 [[noreturn]] void Refuse(const std::string& message) { throw Failure(Exit::WrongUse, message); }
 
+/// As it is typed: of two names the short one.
+std::string Typed(const std::string& option) { return option == "--output" ? "-o" : option; }
+
+/// Options that would change nothing are errors of whoever typed them.
+void RefuseIdle(const Call& call, const std::vector<Option>& options)
+{
+    const auto isTyped = [&](const std::string& name) { return call.values.contains(name); };
+    for (const Option& option : options) {
+        if (!isTyped(option.name)) {
+            continue;
+        }
+        if (!option.needs.empty() &&
+            std::none_of(option.needs.begin(), option.needs.end(), isTyped)) {
+            std::string words;
+            for (const std::string& name : option.needs) {
+                words += (words.empty() ? "" : " or ") + Typed(name);
+            }
+            Refuse(Typed(option.name) + " does nothing without " + words);
+        }
+        const auto other = std::find_if(option.excludes.begin(), option.excludes.end(), isTyped);
+        if (other != option.excludes.end()) {
+            Refuse(Typed(option.name) + " does nothing with " + Typed(*other));
+        }
+    }
+}
+
 } // namespace
 
 std::string Nearest(const std::string& word, const std::vector<std::string>& known)
@@ -189,6 +215,7 @@ Call ParseCall(const Command& command, const std::vector<std::string>& words)
         }
         call.values[option.name] = option.kind == OptionKind::Flag ? std::string() : text;
     }
+    RefuseIdle(call, options);
     if (call.inputs.size() < command.leastInputs) {
         Refuse(command.inputs[std::min(call.inputs.size(), command.inputs.size() - 1)] +
                " is missing: name a file, or - to read the standard input");

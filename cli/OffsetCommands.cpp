@@ -76,12 +76,14 @@ std::string TextOf(Session& session, const std::vector<Chain>& chains)
     return PolylineText(lines, false);
 }
 
-Option ChordOption()
+/// `uses` are the options that it changes something for.
+Option ChordOption(std::vector<std::string> uses)
 {
     return Opt::Number("--chord", "LENGTH",
                        "write --output as points, x and y to a line, no chord farther than this "
                        "from the curve")
-        .Positive();
+        .Positive()
+        .With(std::move(uses));
 }
 
 // --- offset -------------------------------------------------------------------------------------
@@ -431,9 +433,6 @@ void RunPocket(Session& session)
     if (step > radius) {
         session.RefuseUse("--step above --radius leaves material between the rings");
     }
-    if (session.Has("--fit") && !session.Has("--height")) {
-        session.RefuseUse("--fit goes with --height: `sorvane offset --fit` fits files of points");
-    }
     const std::vector<Pocket> pockets =
         session.Has("--height") ? PocketsOfSection(session) : PocketsOfFiles(session);
     std::vector<Ring> rings;
@@ -509,7 +508,8 @@ Command OffsetCommand()
         Opt::Number("--fit", "LENGTH",
                     "the file holds points: turn them into arcs and segments within this length")
             .Positive(),
-        Opt::Flag("--closed", "close open chains by a segment"), ChordOption()};
+        Opt::Flag("--closed", "close open chains by a segment"),
+        ChordOption({"--output", "--svg"})};
     command.defects = "nothing is left at any of the distances";
     command.examples = {
         {"sorvane offset gear_region.txt --closed --fit 0.1 --distance 1,2 --svg offsets.svg",
@@ -547,11 +547,12 @@ Command PocketCommand()
         Opt::Number("--height", "LENGTH", "the input is a mesh, cut at this height"),
         Opt::Number("--fit", "LENGTH",
                     "with --height: turn the section into arcs and segments within this length")
-            .Positive(),
+            .Positive()
+            .With({"--height"}),
         Opt::Text("--rings", "PREFIX",
                   "write each curve to a file of its own, PREFIX-<ring>-<curve>.txt, both counted "
                   "from 1"),
-        ChordOption()};
+        ChordOption({"--output", "--rings"})};
     command.defects = "the tool does not fit in, or the section is open";
     command.examples = {{"sorvane pocket slots_region.txt --radius 0.5 --svg pocket.svg",
                          "clear a region with a tool of diameter 1"},

@@ -169,7 +169,8 @@ std::vector<Option> AllOptions(const Command& command)
     if (!command.tolerance.empty()) {
         options.push_back(Opt::Number("--tolerance", "LENGTH", command.tolerance)
                               .From(0)
-                              .Default(command.toleranceDefault));
+                              .Default(command.toleranceDefault)
+                              .With(command.toleranceNeeds));
     }
     options.insert(options.end(), command.options.begin(), command.options.end());
     if (!command.picture.empty()) {

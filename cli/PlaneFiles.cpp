@@ -168,6 +168,13 @@ double GapBefore(const Chain& chain, const Vec2d& start)
                : Velk::Math::Vector::Length(chain.elements.back().EndPoint() - start);
 }
 
+bool AreNear(const Vec2d& a, const Vec2d& b, double tolerance)
+{
+    return Velk::Math::Vector::Length(a - b) <= tolerance;
+}
+
+using Segment = Velk::Math::Geometry::SegBase<double>;
+
 /// Reads the lines of chains one after the other.
 class ChainReader {
 public:
@@ -226,28 +233,62 @@ private:
                    "is no element: L and 4 numbers, start and end, or A and 5, start, center and "
                    "signed length");
         }
-        Chain& chain = chains_.back();
         const Vec2d start(numbers[0], numbers[1]);
         const Vec2d second(numbers[2], numbers[3]);
-        if (isArc ? chain.AppendArc(second, start, numbers[4])
-                  : chain.AppendSegment(start, second)) {
-            --missing_;
-            return;
+        if (isArc) {
+            AppendOrRefuse(
+                start, [&](Chain& chain) { return chain.AppendArc(second, start, numbers[4]); });
+        } else if (!AppendOrRefuse(
+                       start, [&](Chain& chain) { return chain.AppendSegment(start, second); })) {
+            leftOut_ = Segment{chains_.back().elements.back().EndPoint(), second};
         }
+        if (--missing_ == 0) {
+            End();
+        }
+    }
+
+    /// Is the element appended? A segment no longer than the tolerance is not: the chain can do
+    /// without it, as long as what follows begins near the end of what is there. Where it does not,
+    /// the segment that was left out is appended after all.
+    template <class AppendTo>
+    bool AppendOrRefuse(const Vec2d& start, const AppendTo& appendTo)
+    {
+        Chain& chain = chains_.back();
         const double gap = GapBefore(chain, start);
-        if (gap > chain.tolerance) {
+        if (gap > chain.tolerance && leftOut_ && AreNear(leftOut_->end, start, chain.tolerance)) {
+            chain.elements.emplace_back(*leftOut_);
+            leftOut_.reset();
+        } else if (gap > chain.tolerance) {
             Refuse(path_, line_,
                    "begins " + NumberText(gap) +
                        " from the end of the element before; raise "
                        "--tolerance above that, or mend the file");
         }
-        --missing_; // a segment shorter than the tolerance, of which the chain can do without
+        const bool isAppended = appendTo(chain);
+        if (isAppended) {
+            leftOut_.reset();
+        }
+        return isAppended;
+    }
+
+    /// The chain is complete: a segment that was left out at its end may be what closes it.
+    void End()
+    {
+        Chain& chain = chains_.back();
+        if (leftOut_ && !chain.IsClosed()) {
+            chain.elements.emplace_back(*leftOut_);
+            if (!chain.IsClosed()) {
+                chain.elements.pop_back();
+            }
+        }
+        leftOut_.reset();
     }
 
     const std::string& path_;
     double tolerance_ = 0;
     std::size_t line_ = 0;
     std::size_t missing_ = 0;
+    std::optional<Segment> leftOut_; // from the chain's end on
     std::vector<Chain> chains_;
 };
 
@@ -257,11 +298,6 @@ std::vector<Chain> ChainsOf(std::string_view text, const std::string& path, doub
     ForEachLine(text,
                 [&](std::string_view line, std::size_t number) { reader.Take(line, number); });
     return reader.Chains();
-}
-
-bool AreNear(const Vec2d& a, const Vec2d& b, double tolerance)
-{
-    return Velk::Math::Vector::Length(a - b) <= tolerance;
 }
 
 Loops PolylinesOrEnd(std::string_view text, const std::string& path)

@@ -135,9 +135,6 @@ std::vector<Loops> DrawnInputs(Session& session, bool isFirstOpen)
     std::vector<Loops> drawn;
     for (std::size_t i = 0; i < session.Inputs().size(); ++i) {
         const std::string& input = session.Input(i);
-        if (input == "-") {
-            continue; // it can be read once only
-        }
         if (isFirstOpen && i == 0) {
             drawn.push_back(ReadPolylines(session, input));
             continue;
@@ -257,6 +254,9 @@ void RunUnion(Session& session)
         session.RefuseUse("--op " + operation + " takes two inputs");
     }
     if (operation == "join") {
+        if (session.Has("--chord")) {
+            session.RefuseUse("--chord is not for --op join: arcs stay arcs");
+        }
         RunJoin(session);
         return;
     }
@@ -667,7 +667,7 @@ Command LatheCommand()
                      "whose positions are told")
             .Exactly(2)
             .Default("0,0"),
-        Opt::File("--obstacles", "FILE", "polylines that neither tool nor holder may touch"),
+        Opt::File("--obstacles", "FILE", "polylines that neither tool nor holder may touch").Read(),
         Opt::Numbers(
             "--bridge", "START,END,GAP,...",
             "from one length along the profile to another, close gaps up to GAP: facets of "

@@ -189,6 +189,10 @@ void RunSubdivide(Session& session)
                               ? "--method split wants --length: edges longer than it are split"
                               : "--length is for --method split");
     }
+    if (session.Has("--angle") && method != "loop" && method != "sqrt3") {
+        session.RefuseUse("--angle is for --method loop and sqrt3: " + method +
+                          " knows no creases");
+    }
     const Part part = session.ReadWeldedPart(session.Input(), kJoin);
     const auto iterations = static_cast<unsigned>(
         session.Has("--iterations") ? session.Count("--iterations") : (method == "split" ? 50 : 1));
@@ -259,19 +263,25 @@ Command RemeshCommand()
             .Positive(),
         Opt::Number("--exponent", "E",
                     "with --chord: above 1 it spares triangles where the surface bends little")
-            .Default("1"),
+            .Default("1")
+            .With({"--chord"}),
         Opt::Number(
             "--angle", "DEGREES",
             "keep edges that turn by so many degrees or more; 1 by default with --flips-only")
             .Default("40"),
-        Opt::Count("--iterations", "N", "at most so many").Within(0, 1000).Default("10"),
-        Opt::Flag("--split-boundary", "split long edges of an open part's boundary too"),
+        Opt::Count("--iterations", "N", "at most so many")
+            .Within(0, 1000)
+            .Default("10")
+            .Without({"--flips-only"}),
+        Opt::Flag("--split-boundary", "split long edges of an open part's boundary too")
+            .Without({"--flips-only"}),
         Opt::Flag("--flips-only", "move no point: only exchange diagonals for better shapes"),
         Opt::Number("--flip-drift", "LENGTH",
                     "with --flips-only: how far a triangle's diagonals may lie off each "
                     "other, all added up")
             .From(0)
-            .Default("0.01"),
+            .Default("0.01")
+            .With({"--flips-only"}),
         DriftOption("1"),
     };
     command.defects =

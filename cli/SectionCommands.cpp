@@ -185,6 +185,12 @@ std::string ExtensionOf(const std::string& path)
     return extension;
 }
 
+bool IsMeshName(const std::string& path)
+{
+    const std::string extension = ExtensionOf(path);
+    return extension == ".stl" || extension == ".tipc";
+}
+
 template <class Line>
 std::vector<Line> Joined(std::vector<Line> loops, std::vector<Line> chains)
 {
@@ -203,8 +209,7 @@ std::vector<std::vector<Vec3d>> InSpace(const MeshSection& section)
 
 void WriteSection(Session& session, const MeshSection& section, const Fill& fill)
 {
-    const std::string extension = ExtensionOf(session.Output());
-    if (extension == ".stl" || extension == ".tipc") {
+    if (IsMeshName(session.Output())) {
         Part lid;
         for (const Vec2d& p : fill.points) {
             lid.points.push_back(section.toSpace * Vec3d(p.x(), p.y(), 0));
@@ -308,6 +313,9 @@ void Split(Session& session, const Part& part, const Vec3d& normal, double heigh
 void RunSection(Session& session)
 {
     RefuseStandardOutput(session, {"--below", "--above"});
+    if (session.Has("--space") && IsMeshName(session.Output())) {
+        session.RefuseUse("--space is for outlines: triangles of a section lie in space anyway");
+    }
     const Vec3d normal = NormalOf(session);
     const Part part = session.ReadWeldedPart(session.Input(), session.Tolerance());
     const Mesh::PlaneSlicer slicer(part, normal);
@@ -620,7 +628,8 @@ Command SectionCommand()
         Opt::Numbers("--through", "X,Y,Z", "a point in the plane").Exactly(3),
         SideOption(),
         Opt::Flag("--space",
-                  "write the outlines of --output as points of space, x, y and z to a line"),
+                  "write the outlines of --output as points of space, x, y and z to a line")
+            .With({"--output"}),
         Opt::File("--below", "MESH", "write what lies below the plane, closed by a lid"),
         Opt::File("--above", "MESH", "write what lies above the plane, closed by a lid")};
     command.defects = "an outline is open, the section overlaps itself, or a half is not closed";

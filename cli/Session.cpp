@@ -12,8 +12,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <span>
 #include <system_error>
 #include <utility>
@@ -69,12 +67,6 @@ std::string AdviceFor(MeshFileError error)
     }
 }
 
-/// The path under which the system has the standard input and output.
-std::string PathOf(const std::string& input, const char* standard)
-{
-    return input == "-" ? standard : input;
-}
-
 /// What to do about a file that can't be opened or made.
 const char* AdviceFor(int number)
 {
@@ -117,22 +109,111 @@ void WriteBytes(int file, std::string_view bytes, const std::string& name)
     ThrowSystem("standard output", number, "; make room there, or write elsewhere");
 }
 
-std::string BytesOf(const std::string& path, const std::string& name)
-{
-    errno = 0;
-    if (std::error_code error; fs::is_directory(path, error)) {
-        throw Failure(Exit::Files, name + ": is a folder; name a file in it");
+/// The number of an open file, which is closed with the object unless it is the standard input.
+class InputFile {
+public:
+    explicit InputFile(const std::string& input)
+        : number_(input == "-" ? STDIN_FILENO
+                               : ::open(input.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY))
+    {
     }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    ~InputFile()
+    {
+        if (number_ > STDIN_FILENO) {
+            ::close(number_);
+        }
+    }
+    InputFile(const InputFile&) = delete;
+    InputFile& operator=(const InputFile&) = delete;
+
+    int Number() const { return number_; }
+
+private:
+    int number_;
+};
+
+/// Reads up to `room` bytes; fewer than one at the end, and -1 where the system fails.
+ssize_t ReadSome(int file, void* to, std::size_t room)
+{
+    while (true) {
+        Session::CheckStopped();
+        const ssize_t arrived = ::read(file, to, room);
+        if (arrived >= 0 || errno != EINTR) {
+            return arrived;
+        }
+    }
+}
+
+/// What has no size of its own may never end: a pipe is read to this length and no farther.
+constexpr std::size_t kMostPipedText = std::size_t{512} << 20U;
+constexpr std::size_t kMostPipedPart = std::size_t{4} << 30U;
+
+[[noreturn]] void ThrowEndless(const std::string& name, std::size_t most)
+{
+    throw Failure(Exit::Files, name + ": more than " + std::to_string(most >> 20U) +
+                                   " MB come without an end; put them into a file and name that");
+}
+
+/// All bytes of a file or of a pipe, which can be read once only. Devices are refused: some give
+/// bytes for ever.
+std::string BytesOf(const std::string& input, const std::string& name, bool& isPipe)
+{
+    const InputFile file(input);
+    struct stat status = {};
+    if (file.Number() < 0 || ::fstat(file.Number(), &status) != 0) {
         const int number = errno;
+        Session::CheckStopped();
         ThrowSystem(name, number, AdviceFor(number));
     }
-    std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    if (file.bad()) {
-        ThrowSystem(name, errno, "");
+    if (S_ISDIR(status.st_mode)) {
+        throw Failure(Exit::Files, name + ": is a folder; name a file in it");
     }
+    if (S_ISCHR(status.st_mode) || S_ISBLK(status.st_mode)) {
+        throw Failure(Exit::Files, name + ": is a device; name a file, or pipe one in");
+    }
+    isPipe = input == "-" || !S_ISREG(status.st_mode);
+    // Files that the system makes up as they are read say that they have no bytes.
+    constexpr std::size_t kLeast = 4096;
+    const bool hasSize = S_ISREG(status.st_mode) && status.st_size > 0;
+    std::string bytes(hasSize ? static_cast<std::size_t>(status.st_size) + 1 : kLeast, '\0');
+    std::size_t filled = 0;
+    while (true) {
+        const ssize_t arrived =
+            ReadSome(file.Number(), bytes.data() + filled, bytes.size() - filled);
+        if (arrived < 0) {
+            ThrowSystem(name, errno, "");
+        }
+        filled += static_cast<std::size_t>(arrived);
+        if (arrived == 0 || (hasSize && filled == bytes.size())) {
+            break; // what is being written to is read as long as it was when it was opened
+        }
+        if (!hasSize && filled > kMostPipedText) {
+            ThrowEndless(name, kMostPipedText);
+        }
+        if (filled == bytes.size()) {
+            bytes.resize(std::min(filled + filled / 2, kMostPipedText + 1));
+        }
+    }
+    bytes.resize(std::min(filled, hasSize ? static_cast<std::size_t>(status.st_size) : filled));
     return bytes;
+}
+
+/// Do the first bytes of a part show already that the rest can't be one, so that it need not be
+/// waited for? It may never end.
+bool IsHopeless(std::span<const std::byte> bytes, MeshFileResult& result)
+{
+    Part part;
+    result = Velk::Math::Sorvane::MeshUtils::ReadMesh(part, bytes);
+    if (result.error == MeshFileError::UnknownForm || result.form != MeshFileForm::AsciiStl) {
+        return result.error == MeshFileError::UnknownForm;
+    }
+    // Of a text the whole lines: the last one may go on.
+    const auto end = std::find(bytes.rbegin(), bytes.rend(), std::byte{'\n'});
+    if (end != bytes.rend()) {
+        result = Velk::Math::Sorvane::MeshUtils::ReadMesh(
+            part, bytes.first(static_cast<std::size_t>(bytes.rend() - end)));
+    }
+    return result.error == MeshFileError::Malformed || result.error == MeshFileError::NotFinite;
 }
 
 /// The part that comes through the standard input, which is read where it stands and never opened
@@ -140,40 +221,41 @@ std::string BytesOf(const std::string& path, const std::string& name)
 MeshFileResult ReadStandardInput(Part& part)
 {
     struct stat status = {};
-    if (::fstat(STDIN_FILENO, &status) == 0 && S_ISDIR(status.st_mode)) {
-        MeshFileResult result;
+    MeshFileResult result;
+    const bool isThere = ::fstat(STDIN_FILENO, &status) == 0;
+    if (isThere && S_ISDIR(status.st_mode)) {
         result.error = MeshFileError::IsFolder;
         return result;
     }
+    const bool hasSize = isThere && S_ISREG(status.st_mode) && status.st_size > 0;
+    // Looks far apart, which together cost a fraction of the reading that follows.
     constexpr std::size_t kHeadBytes = 4096;
+    constexpr std::size_t kStep = 8;
+    std::size_t nextLook = kHeadBytes;
     std::vector<std::byte> bytes;
     std::size_t filled = 0;
     while (true) {
         bytes.resize(std::max(kHeadBytes, filled + filled / 2));
-        const ssize_t arrived = ::read(STDIN_FILENO, bytes.data() + filled, bytes.size() - filled);
+        const ssize_t arrived =
+            ReadSome(STDIN_FILENO, bytes.data() + filled, bytes.size() - filled);
         if (arrived < 0) {
-            const int number = errno;
-            Session::CheckStopped();
-            if (number == EINTR) {
-                continue;
-            }
-            MeshFileResult result;
             result.error = MeshFileError::ReadFailed;
-            result.system = std::error_code(number, std::system_category());
+            result.system = std::error_code(errno, std::system_category());
             return result;
         }
-        const bool hadHead = filled >= kHeadBytes;
         filled += static_cast<std::size_t>(arrived);
         const auto there = std::span(bytes).first(filled);
         if (arrived == 0) {
             return Velk::Math::Sorvane::MeshUtils::ReadMesh(part, there);
         }
-        // What begins like no mesh is not waited for: it may never end.
-        if (!hadHead && filled >= kHeadBytes) {
-            const MeshFileResult head = Velk::Math::Sorvane::MeshUtils::ReadMesh(part, there);
-            if (head.error == MeshFileError::UnknownForm) {
-                return head;
+        if (filled >= nextLook) {
+            if (IsHopeless(there, result)) {
+                return result;
             }
+            nextLook *= kStep;
+        }
+        if (!hasSize && filled > kMostPipedPart) {
+            ThrowEndless("standard input", kMostPipedPart);
         }
     }
 }
@@ -279,7 +361,12 @@ Session::Session(Call call) : call_(std::move(call)), options_(AllOptions(Comman
     if (isOutputToStandardOutput_ && WantsJson()) {
         RefuseUse("--json writes to the standard output: give -o and --svg a file");
     }
-    if (std::count(Inputs().begin(), Inputs().end(), "-") > 1) {
+    const auto readsStandardInput = [&](const Option& option) {
+        return option.isRead && Has(option.name) && Text(option.name) == "-";
+    };
+    if (std::count(Inputs().begin(), Inputs().end(), "-") +
+            std::count_if(options_.begin(), options_.end(), readsStandardInput) >
+        1) {
         RefuseUse("only one input can be the standard input");
     }
 }
@@ -358,8 +445,15 @@ std::string Session::ReadText(const std::string& input)
     if (input == "-" && isatty(STDIN_FILENO) == 1) {
         RefuseUse("nothing comes through the standard input: name a file, or pipe one in");
     }
-    std::string text = BytesOf(PathOf(input, "/dev/stdin"), NameOf(input));
+    if (const auto known = pipedTexts_.find(input); known != pipedTexts_.end()) {
+        return known->second;
+    }
+    bool isPipe = false;
+    std::string text = BytesOf(input, NameOf(input), isPipe);
     CheckStopped();
+    if (isPipe) {
+        pipedTexts_.emplace(input, text);
+    }
     return text;
 }
 

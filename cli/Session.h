@@ -89,7 +89,8 @@ public:
                   Velk::Math::Sorvane::MeshUtils::MeshFileForm* form = nullptr);
     /// The same with corners within `tolerance` on every axis joined.
     Part ReadWeldedPart(const std::string& input, double tolerance);
-    /// A text file.
+    /// A text file, or what comes through a pipe; a device is refused. The same pipe gives the same
+    /// text as often as it is asked for.
     std::string ReadText(const std::string& input);
 
     // --- telling --------------------------------------------------------------------------------
@@ -133,6 +134,7 @@ private:
     std::vector<Option> options_; // all of the command's
     Json result_;
     std::vector<std::string> defects_;
+    std::map<std::string, std::string> pipedTexts_; // by input
     bool isOutputToStandardOutput_ = false;
 };
 

@@ -59,10 +59,12 @@ std::vector<Option> ToolOptions()
             .Exactly(7),
         Opt::File("--tool", "FILE",
                   "a tool fitted to an outline, radius and height to a line, from the tip outward "
-                  "and upward; or to a chain"),
+                  "and upward; or to a chain")
+            .Read(),
         Opt::Number("--fit", "LENGTH", "how far the tool of --tool may lie off its outline")
             .Positive()
-            .Default("0.01"),
+            .Default("0.01")
+            .With({"--tool"}),
         Opt::Number("--length", "LENGTH",
                     "length of the cutter with its shank, up to the holder; a diameter of shank "
                     "unless told")
@@ -267,6 +269,10 @@ void RunGouges(Session& session)
     const Part part = session.ReadPart(session.Input(0));
     const std::vector<Vec3d> tips = ReadSpacePoints(session, session.Input(1));
     const double clearance = session.Number("--clearance");
+    if (clearance > 0 && session.Has("--tolerance")) {
+        session.RefuseUse("--tolerance lets the tool into the part, --clearance keeps it away: "
+                          "give one of them");
+    }
     const Mill::ContactSurface surface = SurfaceOf(session, part);
     const auto gouges =
         surface.FindGouges(parts, tips, clearance > 0 ? -clearance : session.Tolerance(), {});
@@ -666,6 +672,7 @@ Command HeightsCommand()
         "with .pgm a map of 16-bit gray values, y upward, 0 where nothing is below";
     command.tolerance = "with --holder: how deep shank and holder may be in the part";
     command.toleranceDefault = "1e-9";
+    command.toleranceNeeds = {"--holder"};
     command.picture = "write a picture of the passes, those behind hidden by those in front";
     command.options = ToolOptions();
     const std::vector<Option> own{
@@ -680,12 +687,13 @@ Command HeightsCommand()
             "from one corner to the other, the first one included; over the part's box, in "
             "its middle, unless told")
             .Exactly(4),
-        Opt::File("--points", "FILE", "positions, x and y to a line, in place of a raster"),
+        Opt::File("--points", "FILE", "positions, x and y to a line, in place of a raster").Read(),
         Opt::File("--gcode", "FILE",
                   "write the passes to and fro as a program, lifted where nothing is below"),
         Opt::Number("--feed", "LENGTH", "feed of --gcode, in the part's unit for a minute")
             .Positive()
-            .Default("1000")};
+            .Default("1000")
+            .With({"--gcode"})};
     command.options.insert(command.options.end(), own.begin(), own.end());
     command.defects = "shank or holder gouge";
     command.examples = {

@@ -3,6 +3,8 @@
 
 #include <Sorvane/DualContouring_E.h>
 
+#include "mathbase/Progress_Impl.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <typeinfo>
@@ -120,6 +122,23 @@ bool KeepsTopology(const std::array<int, kGridPoints>& grid)
            OccursAmong(grid, kCenter, kCornersForCenter);
 }
 
+/// Splits the node and what is below it, which is the share from `begin` to `end` of the whole.
+void SubdivideBelow(DCNode& node, unsigned int level, int flag, double begin, double end)
+{
+    if (node.GetLevel() >= level) {
+        return;
+    }
+    Progress::Impl::Check(begin);
+    const double share = (end - begin) / kCornerCount;
+    for (int i = 0; i < kCornerCount; ++i) {
+        DCNode* child = node.EnsureChild(i, static_cast<unsigned int>(flag));
+        // Levels grow at each step, so that this ends: children below level 21 have level 0.
+        if (child != nullptr && child->GetLevel() > node.GetLevel()) {
+            SubdivideBelow(*child, level, flag, begin + i * share, begin + (i + 1) * share);
+        }
+    }
+}
+
 } // namespace
 
 constinit const MatBase<12, 2, int> DCNode::s_EdgeNodeIdx{
@@ -176,16 +195,7 @@ void DCNode::Propagate(unsigned int flag)
 
 void DCNode::SubdivideToLevel(unsigned int level, int flag)
 {
-    if (GetLevel() >= level) {
-        return;
-    }
-    for (int i = 0; i < kChildCount; ++i) {
-        DCNode* child = EnsureChild(i, static_cast<unsigned int>(flag));
-        // Levels grow at each step, so that this ends: children below level 21 have level 0.
-        if (child != nullptr && child->GetLevel() > GetLevel()) {
-            child->SubdivideToLevel(level, flag);
-        }
-    }
+    Progress::Impl::Stoppable([&] { SubdivideBelow(*this, level, flag, 0.0, 1.0); }, [] {});
 }
 
 unsigned int DCNode::GetLevel() const { return address.depth; }

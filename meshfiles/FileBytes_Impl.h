@@ -7,6 +7,8 @@
 
 #include "mathbase/Parallel_Impl.h"
 
+#include <Velk/ProgressChecks_E.h>
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -214,7 +216,13 @@ void WriteArray(ByteWriter& file, std::span<const Item> items)
 {
     static_assert(std::is_trivially_copyable_v<Item> && sizeof(Item) % sizeof(Scalar) == 0);
     if constexpr (std::endian::native == std::endian::little) {
-        file.Write(items.data(), items.size_bytes());
+        constexpr std::size_t kItemsAtOnce = (std::size_t{4} << 20U) / sizeof(Item);
+        while (!items.empty()) {
+            Velk::Progress::Impl::Check();
+            const auto some = items.first(std::min(items.size(), kItemsAtOnce));
+            file.Write(some.data(), some.size_bytes());
+            items = items.subspan(some.size());
+        }
     } else {
         std::vector<Item> block;
         while (!items.empty()) {
@@ -267,6 +275,8 @@ void WriteItems(ByteWriter& file, std::size_t itemCount, std::size_t maximalByte
     };
     for (std::size_t firstPart = 0; firstPart < partCount && !file.Error();
          firstPart += kPartsPerBatch) {
+        Velk::Progress::Impl::Check(static_cast<double>(firstPart) /
+                                    static_cast<double>(partCount));
         formatting->partCount = std::min(kPartsPerBatch, partCount - firstPart);
         if (!formatting->buffer) {
             formatting->buffer =

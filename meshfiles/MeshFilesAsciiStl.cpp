@@ -10,6 +10,7 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "meshfiles/AvailableMemory_Impl.h"
 #include "meshfiles/MeshFiles_Impl.h"
 #include "meshfiles/NumberText_Impl.h"
@@ -440,8 +441,13 @@ MeshFileResult ReadAsciiSolids(ByteReader& file, std::vector<VecBase<3, T>>& poi
     Progress progress;
     progress.due = Line::Solid;
     std::span<const char> lines;
+    std::size_t bytesBefore = 0;
     for (lines = blocks.Next(); !lines.empty() && progress.outcome == Outcome::GoesOn;
          lines = blocks.Next()) {
+        Velk::Progress::Impl::Check(file.SizeHint() > 0 ? static_cast<double>(bytesBefore) /
+                                                              static_cast<double>(file.SizeHint())
+                                                        : 0.0);
+        bytesBefore += lines.size();
         const bool isFirst = points.empty();
         parser.Parse(lines, progress, points);
         if (points.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
@@ -490,13 +496,13 @@ namespace {
 VecBase<3, double> FacetNormal(const VecBase<3, double>& p0, const VecBase<3, double>& p1,
                                const VecBase<3, double>& p2)
 {
-    return Normalized(((p1 - p0) ^ (p2 - p0)) / 2.0, kLengthFloor<double>);
+    return NormalOfFacet(((p1 - p0) ^ (p2 - p0)) / 2.0, kLengthFloor<double>, p0, p1, p2);
 }
 
 VecBase<3, float> FacetNormal(const VecBase<3, float>& p0, const VecBase<3, float>& p1,
                               const VecBase<3, float>& p2)
 {
-    return Normalized((p1 - p0) ^ (p2 - p0), kLengthFloor<float>);
+    return NormalOfFacet((p1 - p0) ^ (p2 - p0), kLengthFloor<float>, p0, p1, p2);
 }
 
 char* WriteText(char* to, std::string_view text)

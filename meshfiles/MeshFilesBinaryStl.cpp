@@ -88,7 +88,7 @@ void WriteBinaryStl(ByteWriter& file, const std::vector<VecBase<3, T>>& points,
         const VecBase<3, float> p0 = corner(0);
         const VecBase<3, float> p1 = corner(1);
         const VecBase<3, float> p2 = corner(2);
-        to = StoreVector(to, Normalized((p1 - p0) ^ (p2 - p0), kLengthFloor<float>));
+        to = StoreVector(to, NormalOfFacet((p1 - p0) ^ (p2 - p0), kLengthFloor<float>, p0, p1, p2));
         to = StoreVector(to, p0);
         to = StoreVector(to, p1);
         to = StoreVector(to, p2);

@@ -6,6 +6,8 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <tuple>
@@ -134,6 +136,28 @@ MeshFileResult ReadMeshBytes(ByteReader& file, Mesh::TriangleSoup<3, T>& soup);
 
 /// All bytes of a pipe or device, as far as they can belong to a mesh file.
 MeshFileResult ReadStream(ByteReader& file, std::vector<std::byte>& bytes);
+
+/// The unit normal of a triangle from `product`, a multiple of its edges' cross product, as
+/// `Normalized` gives it with that floor; but also where the product or its length overflows, which
+/// it does from edges of some 1e9 on in `float` and 1e77 in `double`. Finite corners always give a
+/// finite normal, zero for a degenerate triangle.
+template <class T>
+VecBase<3, T> NormalOfFacet(const VecBase<3, T>& product, T floor, const VecBase<3, T>& p0,
+                            const VecBase<3, T>& p1, const VecBase<3, T>& p2)
+{
+    const VecBase<3, T> normal = Normalized(product, floor);
+    if (!(normal == VecBase<3, T>()) || Length(product) <= floor) {
+        return normal;
+    }
+    // Differences of halves don't overflow; in terms of the largest, nor do their products.
+    const VecBase<3, T> first = p1 * T(0.5) - p0 * T(0.5);
+    const VecBase<3, T> second = p2 * T(0.5) - p0 * T(0.5);
+    T size = 0;
+    for (int axis = 0; axis < 3; ++axis) {
+        size = std::max({size, std::abs(first[axis]), std::abs(second[axis])});
+    }
+    return Normalized((first / size) ^ (second / size), T(0));
+}
 
 /// The writing that `WriteMesh` shares with the writer of each form. An incomplete last triple of
 /// indices is left out.

@@ -10,6 +10,7 @@
 
 #include <Sorvane/MeshFiles_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "meshfiles/AvailableMemory_Impl.h"
 #include "meshfiles/MeshFiles_Impl.h"
@@ -193,6 +194,7 @@ BlockOutcome AppendBlocks(const ByteReader& file, std::uint64_t offset, std::siz
     Block* next = readsAhead ? &blocks[1] : here;
     read(*here, 0);
     for (std::size_t first = 0; first < count; first += blockItems, std::swap(here, next)) {
+        Progress::Impl::Check(static_cast<double>(first) / static_cast<double>(count));
         if (here->outcome.error != MeshFileError::None) {
             return here->outcome;
         }
@@ -411,6 +413,7 @@ BlockOutcome ReadItems(const ByteReader& file, std::uint64_t offset, std::size_t
     };
     std::size_t checkedCount = 0;
     while (checkedCount < count) {
+        Progress::Impl::Check(static_cast<double>(checkedCount) / static_cast<double>(count));
         const std::size_t first = items.size();
         BlockOutcome reading;
         BlockOutcome checking;
@@ -520,14 +523,21 @@ MeshFileResult ReadTipcMesh(const ByteReader& file, std::uint64_t size, const Ti
     RequireMemory(header.ArrayBytes());
     const TipcPlaces places(header);
     // The indices first: they tell whether it is a TIPC file at all, see `Recognized`.
-    BlockOutcome outcome = ReadTipcIndices(file, header, mesh.indices);
+    BlockOutcome outcome;
+    {
+        const Progress::Impl::Phase phase(0.0, 0.4);
+        outcome = ReadTipcIndices(file, header, mesh.indices);
+    }
     if (outcome.error == MeshFileError::None) {
+        const Progress::Impl::Phase phase(0.4, 0.8);
         outcome = ReadTipcPoints(file, header, mesh.points);
     }
     if (outcome.error == MeshFileError::None) {
+        const Progress::Impl::Phase phase(0.8, 0.9);
         outcome = ReadTags(file, places.vertexTags, header.VertexTagCount(), vertexTags);
     }
     if (outcome.error == MeshFileError::None) {
+        const Progress::Impl::Phase phase(0.9, 1.0);
         outcome = ReadTags(file, places.triangleTags, header.TriangleTagCount(), triangleTags);
     }
     return ResultOf(outcome, MeshFileForm::Tipc, size);
@@ -544,6 +554,7 @@ void Expand(const Mesh::IndexedPointsBase<3, T>& mesh, Mesh::TriangleSoup<3, T>&
     };
     soup.reserve(mesh.indices.size() / 3);
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+        Progress::Impl::CheckStep(i / 3);
         soup.push_back({corner(i), corner(i + 1), corner(i + 2)});
     }
 }
@@ -631,12 +642,35 @@ MeshFileResult ReadMeshBytes(ByteReader& file, Mesh::TriangleSoup<3, T>& soup)
     return result;
 }
 
+namespace {
+
+/// Can no text that begins with these bytes be an STL, because one of its whole lines is wrong
+/// already, or its only line too long?
+bool IsBeyondRepair(std::span<const std::byte> bytes)
+{
+    std::size_t whole = bytes.size();
+    while (whole > 0 && bytes[whole - 1] != std::byte{'\n'}) {
+        --whole;
+    }
+    ByteReader text(whole > 0 ? bytes.first(whole) : bytes);
+    Mesh::IndexedPointsBase<3, double> mesh;
+    const MeshFileError error = ReadMeshBytes(text, mesh, nullptr, nullptr).error;
+    return error == MeshFileError::Malformed || error == MeshFileError::NotFinite;
+}
+
+} // namespace
+
 MeshFileResult ReadStream(ByteReader& file, std::vector<std::byte>& bytes)
 {
     // Each turn asks for as many bytes as there are, until the stream ends or has given all that
-    // can belong to a mesh. An endless one that looks like none is not read to its end.
+    // can belong to a mesh. An endless one that looks like none is not read to its end, nor is a
+    // text with a wrong line: what has come of it is looked at in steps that are far apart, so that
+    // all looks together cost a fraction of the reading that follows.
+    constexpr std::uint64_t kStep = 8;
     std::uint64_t most = kHeadBytes;
+    bool isText = false;
     while (bytes.size() < most) {
+        Progress::Impl::Check();
         const std::size_t before = bytes.size();
         const auto wanted = static_cast<std::size_t>(
             std::min<std::uint64_t>(most - before, std::max<std::size_t>(before, kHeadBytes)));
@@ -656,8 +690,11 @@ MeshFileResult ReadStream(ByteReader& file, std::vector<std::byte>& bytes)
             const MeshFileLooks looks = LooksOf(bytes);
             const std::uint64_t stl = looks.isPlausibleStl ? looks.stlBytes + 1 : 0;
             const std::uint64_t tipc = looks.isPlausibleTipc ? looks.tipcBytes + 1 : 0;
-            most =
-                looks.isAsciiStl ? std::numeric_limits<std::uint64_t>::max() : std::max(stl, tipc);
+            isText = looks.isAsciiStl;
+            most = isText ? most : std::max(stl, tipc);
+        }
+        if (isText && bytes.size() == most && !IsBeyondRepair(bytes)) {
+            most *= kStep;
         }
     }
     return {};
@@ -721,10 +758,16 @@ SORVANE_INSTANTIATE(double)
 
 namespace {
 
-/// Keeps the outputs of what was read as a whole.
-template <class Outputs>
-MeshFileResult Judged(const MeshFileResult& result, Outputs& outputs)
+/// Reads by `read`, and keeps the outputs of what was read as a whole.
+template <class Outputs, class Read>
+MeshFileResult Judged(Outputs& outputs, Read&& read)
 {
+    const MeshFileResult result = Progress::Impl::Stoppable(read, [] {
+        MeshFileResult stopped;
+        stopped.error = MeshFileError::ReadFailed;
+        stopped.system = std::make_error_code(std::errc::operation_canceled);
+        return stopped;
+    });
     if (result) {
         outputs.Keep();
     }
@@ -736,11 +779,11 @@ template <class Source, class T>
 MeshFileResult ReadInto(Mesh::IndexedPointsBase<3, T>& mesh, const Source& source)
 {
     Impl::ClearedOutputs outputs(mesh.points, mesh.indices);
-    return Judged(Impl::ReadSource(source,
-                                   [&](Impl::ByteReader& file) {
-                                       return Impl::ReadMeshBytes(file, mesh, nullptr, nullptr);
-                                   }),
-                  outputs);
+    return Judged(outputs, [&] {
+        return Impl::ReadSource(source, [&](Impl::ByteReader& file) {
+            return Impl::ReadMeshBytes(file, mesh, nullptr, nullptr);
+        });
+    });
 }
 
 template <class Source, class T>
@@ -748,22 +791,21 @@ MeshFileResult ReadInto(Mesh::IndexedPointsBase<3, T>& mesh, std::vector<Impl::T
                         std::vector<Impl::Tag>& triangleTags, const Source& source)
 {
     Impl::ClearedOutputs outputs(mesh.points, mesh.indices, vertexTags, triangleTags);
-    return Judged(Impl::ReadSource(source,
-                                   [&](Impl::ByteReader& file) {
-                                       return Impl::ReadMeshBytes(file, mesh, &vertexTags,
-                                                                  &triangleTags);
-                                   }),
-                  outputs);
+    return Judged(outputs, [&] {
+        return Impl::ReadSource(source, [&](Impl::ByteReader& file) {
+            return Impl::ReadMeshBytes(file, mesh, &vertexTags, &triangleTags);
+        });
+    });
 }
 
 template <class Source, class T>
 MeshFileResult ReadInto(Mesh::TriangleSoup<3, T>& soup, const Source& source)
 {
     Impl::ClearedOutputs outputs(soup);
-    return Judged(
-        Impl::ReadSource(source,
-                         [&](Impl::ByteReader& file) { return Impl::ReadMeshBytes(file, soup); }),
-        outputs);
+    return Judged(outputs, [&] {
+        return Impl::ReadSource(
+            source, [&](Impl::ByteReader& file) { return Impl::ReadMeshBytes(file, soup); });
+    });
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <Sorvane/MeshFiles_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "mathbase/Progress_Impl.h"
 #include "meshfiles/FileReplacement_Impl.h"
 #include "meshfiles/MeshFiles_Impl.h"
 
@@ -49,8 +50,8 @@ std::size_t FirstBad(std::size_t count, IsBad&& isBad)
 
 /// What rounding to 32-bit floats does to the areas of triangles.
 struct AreaLoss {
-    double area = 0;         ///< of all triangles
-    double lost = 0;         ///< of those that come to have none
+    double area = 0;                     ///< of all triangles
+    double lost = 0;                     ///< of those that come to have none
     std::size_t first = ~std::size_t{0}; ///< of these
 
     /// A hundredth: a few slivers may go.
@@ -73,6 +74,7 @@ AreaLoss LossByFloats(const Mesh::IndexedPointsBase<3, double>& mesh)
     // In terms of the greatest edge, so that squares of small lengths do not underflow.
     double unit = 0;
     for (std::size_t i = 0; i < mesh.indices.size(); i += 3) {
+        Progress::Impl::CheckStep(i / 3);
         for (std::size_t k = 1; k < 3; ++k) {
             for (int axis = 0; axis < 3; ++axis) {
                 unit = std::max(unit, std::fabs(corner(i + k)[axis] - corner(i)[axis]));
@@ -182,6 +184,7 @@ struct TaggedMesh {
 template <class T>
 void WriteForm(Impl::ByteWriter& writer, const TaggedMesh<T>& given, MeshFileForm form)
 {
+    const Progress::Impl::Phase phase(0.1, 1.0); // the checks before are the rest
     const Mesh::IndexedPointsBase<3, T>& mesh = given.mesh;
     switch (form) {
     case MeshFileForm::AsciiStl:
@@ -195,26 +198,41 @@ void WriteForm(Impl::ByteWriter& writer, const TaggedMesh<T>& given, MeshFileFor
     }
 }
 
+/// The same, or what a stop of the host's scope leaves: nothing, and the old file as it was.
+template <class Work>
+MeshFileResult Watched(MeshFileForm form, const Work& work)
+{
+    return Progress::Impl::Stoppable(work, [form] {
+        MeshFileResult stopped;
+        stopped.error = MeshFileError::WriteFailed;
+        stopped.form = form;
+        stopped.system = std::make_error_code(std::errc::operation_canceled);
+        return stopped;
+    });
+}
+
 /// Writes to a file.
 template <class T>
 MeshFileResult Write(const TaggedMesh<T>& given, const std::filesystem::path& path,
                      MeshFileForm form)
 {
-    MeshFileResult result = Check(given.mesh, form);
-    if (!result) {
-        return result;
-    }
-    const auto failed = [&result](const Impl::FileReplacement::Outcome& outcome) {
-        result.error = outcome.error;
-        result.system = outcome.system;
-        return result;
-    };
-    Impl::FileReplacement file(path);
-    if (file.Failure().error != MeshFileError::None) {
-        return failed(file.Failure());
-    }
-    WriteForm(file.Writer(), given, form);
-    return failed(file.Commit());
+    return Watched(form, [&] {
+        MeshFileResult result = Check(given.mesh, form);
+        if (!result) {
+            return result;
+        }
+        const auto failed = [&result](const Impl::FileReplacement::Outcome& outcome) {
+            result.error = outcome.error;
+            result.system = outcome.system;
+            return result;
+        };
+        Impl::FileReplacement file(path);
+        if (file.Failure().error != MeshFileError::None) {
+            return failed(file.Failure());
+        }
+        WriteForm(file.Writer(), given, form);
+        return failed(file.Commit());
+    });
 }
 
 /// The bytes of a file, as far as they can be told before; a text has some 250 for a triangle.
@@ -234,15 +252,20 @@ template <class T>
 MeshFileResult Write(const TaggedMesh<T>& given, std::vector<std::byte>& bytes, MeshFileForm form)
 {
     Impl::ClearedOutputs outputs(bytes);
-    const MeshFileResult result = Check(given.mesh, form);
-    if (!result) {
-        return result;
+    const MeshFileResult result = Watched(form, [&] {
+        const MeshFileResult checked = Check(given.mesh, form);
+        if (!checked) {
+            return checked;
+        }
+        bytes.reserve(ExpectedBytes(form, given.mesh.points.size(), given.mesh.indices.size(),
+                                    given.vertexTags.size() + given.triangleTags.size()));
+        Impl::ByteWriter writer(bytes);
+        WriteForm(writer, given, form);
+        return checked;
+    });
+    if (result) {
+        outputs.Keep();
     }
-    bytes.reserve(ExpectedBytes(form, given.mesh.points.size(), given.mesh.indices.size(),
-                                given.vertexTags.size() + given.triangleTags.size()));
-    Impl::ByteWriter writer(bytes);
-    WriteForm(writer, given, form);
-    outputs.Keep();
     return result;
 }
 

@@ -84,8 +84,8 @@ public:
     /// Splits a leaf: `Split` with `flag` as its capacity.
     void Propagate(unsigned int flag);
     /// Splits the node and what is below it until its leaves have this level at least; never beyond
-    /// level 21. When memory runs out, what has been split so far stays. 8^n leaves for n levels: to
-    /// start from a coarse grid.
+    /// level 21. When memory runs out, or the host's progress scope (Velk/Progress_E.h) is stopped, what
+    /// has been split so far stays. 8^n leaves for n levels: to start from a coarse grid.
     void SubdivideToLevel(unsigned int level, int flag);
     /// Levels below the root.
     unsigned int GetLevel() const;

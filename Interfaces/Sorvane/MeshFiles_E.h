@@ -104,10 +104,12 @@ SORVANE_API std::string MeshFileText(const MeshFileResult& result);
 /// - Everything else is refused: the mesh is empty then, and the result says why. A file that breaks
 ///   off is never taken for a whole one, save an ASCII STL that ends right behind one of its solids.
 ///
-/// A pipe or device is read to its end first. One that a writer replaces meanwhile (as `WriteMesh`
+/// A pipe or device is read to its end first, or until it shows that it is no mesh: one that never ends
+/// is refused at its first bytes, or soon after the first wrong line. A file that a writer replaces meanwhile (as `WriteMesh`
 /// does) is read as it was when opened. The mesh is cleared first, and empty again when an exception of
-/// an allocation passes through. One thread for small files, all for large ones; the result does not
-/// depend on their number. O(n) for n bytes.
+/// an allocation passes through. A stop of the host's progress scope (Velk/Progress_E.h) is `ReadFailed`,
+/// with `std::errc::operation_canceled` as what the system said. One thread for small files, all for
+/// large ones; the result does not depend on their number. O(n) for n bytes.
 template <class T>
 MeshFileResult ReadMesh(Mesh::IndexedPointsBase<3, T>& mesh, const std::filesystem::path& path);
 
@@ -152,7 +154,8 @@ MeshFileResult ReadMesh(Mesh::TriangleSoup<3, T>& soup, std::span<const std::byt
 /// stays one, and what it leads to is replaced; the permissions of the old file are kept, and one that
 /// may not be written is not replaced. Other hard links to the old file keep the old content. A pipe
 /// or device can't be replaced and is written to directly. Readers that have the old file open
-/// go on reading it.
+/// go on reading it. A stop of the host's progress scope leaves the old file as well: `WriteFailed`, with
+/// `std::errc::operation_canceled` as what the system said.
 ///
 /// What is written can be read by `ReadMesh`: a mesh without triangles, with an index out of range or
 /// with a coordinate that is not finite (or too large for the form) is refused before any file is

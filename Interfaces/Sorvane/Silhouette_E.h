@@ -47,8 +47,9 @@ std::vector<VecBase<2, T>> SilhouetteBoundary(const Mesh::IndexedPointsBase<3, T
 /// left out, and then points within `step` of the chord across them. So the outline is exact at the
 /// samples that it keeps, and a neck or rim narrower than `step` may be missed. Edges that are
 /// alike within `step` count once when they follow each other in order of (radius and z of the
-/// point nearest to the axis, of the low end, of the high end), as the first of them: the outline
-/// may fall short by up to `step`. A bore is not seen: the body is taken for solid.
+/// point nearest to the axis, of the low end, of the high end), as the first of them: by that, too,
+/// the outline may fall short by up to `step`. With all of these together it may lie some two
+/// steps within the body. A bore is not seen: the body is taken for solid.
 ///
 /// An edge that passes through the axis, or lies in a plane with it, is the straight line between
 /// its two ends: one that crosses the axis counts as if it did not come nearer than its ends tell.

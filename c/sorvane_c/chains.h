@@ -71,11 +71,15 @@ SORVANE_C_API sorvane_status sorvane_chains_join(const int *kinds, const double 
 
 /*
  * Reads a chain from a text file: the number of elements and the tolerance, then a line for each element, L with start
- * and end or A with start, center and length. SORVANE_FILE_ERROR when the file cannot be opened, counts less than 1
- * element, holds fewer that join than it counts, or has a tolerance or number that is refused elsewhere.
+ * and end or A with start, center and length. Elements come as they stand in the file, those no longer than the
+ * tolerance too. SORVANE_FILE_ERROR when the file cannot be opened or is a device, counts less than 1 element, holds
+ * fewer than it counts, has elements that do not join, or a tolerance or number that is refused elsewhere.
  */
 SORVANE_C_API sorvane_status sorvane_chain_read(const char *path, sorvane_chain **chain, sorvane_error *error);
-/* Writes such a file, with all digits. SORVANE_FILE_ERROR when it cannot be written. */
+/*
+ * Writes such a file, with all digits, from which the same chain is read again. SORVANE_FILE_ERROR when it cannot be
+ * written, or the chain has no elements: there is no file of such a one.
+ */
 SORVANE_C_API sorvane_status sorvane_chain_write(const sorvane_chain *chain, const char *path, sorvane_error *error);
 
 SORVANE_C_API void sorvane_chain_free(sorvane_chain *chain);

@@ -178,9 +178,10 @@ class Chain:
 
     @classmethod
     def read(cls, path: Path) -> "Chain":
-        """Reads a chain from a text file of `write`.
+        """Reads a chain from a text file of `write`, bit for bit.
 
-        Raises FileNotFoundError for one that is not there, and `sorvane.FileError` for content that is no chain.
+        Raises FileNotFoundError for one that is not there, and `sorvane.FileError` for content that is no chain and for
+        a device.
         """
         name = path_bytes(path)
         if not os.path.exists(path):
@@ -188,7 +189,10 @@ class Chain:
         return cls._of(make(c.sorvane_chain_read, name, path=path))
 
     def write(self, path: Path) -> None:
-        """Writes the chain as text, with all digits."""
+        """Writes the chain as text, with all digits.
+
+        Raises `sorvane.FileError` when it can't be written, and for a chain without elements, of which there is no file.
+        """
         run(c.sorvane_chain_write, self._handle, path_bytes(path))
 
     # --- what it is --------------------------------------------------------------------------------------------------

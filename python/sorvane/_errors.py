@@ -67,7 +67,8 @@ def failure(status: int, error: c.sorvane_error, path: str | os.PathLike[str] | 
         if path is not None:
             # The C interface tells why in words only; what the system itself refuses has an exception of its own.
             try:
-                os.close(os.open(path, os.O_RDONLY))
+                # A pipe without a writer is not waited for.
+                os.close(os.open(path, os.O_RDONLY | getattr(os, "O_NONBLOCK", 0)))
                 if os.path.isdir(path):
                     return IsADirectoryError(21, "Is a directory", os.fspath(path))
             except OSError as reason:

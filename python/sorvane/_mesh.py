@@ -9,6 +9,7 @@ from __future__ import annotations
 import ctypes
 import operator
 import os
+import stat
 from typing import TYPE_CHECKING, Any, Callable, Iterable, List, Optional, Tuple, TypeVar, Union, overload
 
 import numpy as np
@@ -16,6 +17,7 @@ import numpy.typing as npt
 
 from . import _bindings as c
 from ._arrays import ArrayLike, FloatArray, IntArray, array_of, indices_of, points_of, triangles_of, view
+from ._errors import FileError, Status
 from ._handles import Handle
 from ._progress import Progress, make, run
 from ._values import choice, list_of, number, path_bytes
@@ -1228,9 +1230,20 @@ def _restored(
     return Mesh(points, triangles, point_tags=point_tags, triangle_tags=triangle_tags)
 
 
+def _refuse_device(source: Any) -> None:
+    """Refuses a file object of a device, which may never end."""
+    try:
+        mode = os.fstat(source.fileno()).st_mode
+    except (AttributeError, OSError, TypeError, ValueError):
+        return  # none of the system's files
+    if stat.S_ISCHR(mode) or stat.S_ISBLK(mode):
+        raise FileError(f"{getattr(source, 'name', 'source')}: is a device", Status.SORVANE_FILE_ERROR)
+
+
 def _bytes_of(source: Any) -> npt.NDArray[np.uint8]:
     """The bytes of a buffer, or those that a file object still has, without a copy of their own."""
     if hasattr(source, "read"):
+        _refuse_device(source)
         source = source.read()
         if source is None:
             raise BlockingIOError("source: a file object without data at the moment")
@@ -1275,7 +1288,7 @@ def read(
     OSError
         A file that is not there (FileNotFoundError) or may not be read (PermissionError).
     sorvane.FileError
-        Content that is none of these; the text tells what is wrong and where.
+        Content that is none of these; the text tells what is wrong and where. A file object of a device.
     """
     if isinstance(source, (str, os.PathLike)):
         return Mesh._of(make(c.sorvane_mesh_read, path_bytes(source), progress=progress, path=source))

@@ -6,6 +6,7 @@ import copy
 import gc
 import json
 import math
+import os
 import pickle
 from pathlib import Path
 from typing import Any
@@ -220,6 +221,57 @@ def test_chains_are_written_and_read(tmp_path: Path) -> None:
     (tmp_path / "wrong.txt").write_text("\n2\t1e-9\nL\t0\t0\t1\t0\n")
     with pytest.raises(sorvane.FileError, match="2 elements"):
         Chain.read(tmp_path / "wrong.txt")
+
+
+@pytest.mark.parametrize("tolerance", [0.0, 1e-9, 0.1, 5.0])
+@pytest.mark.parametrize("offset", [0.0, 1e6])
+def test_whatever_is_written_is_read_again(tolerance: float, offset: float, tmp_path: Path) -> None:
+    # Most edges are shorter than the larger tolerances: one by one, in a row, first and last.
+    random = np.random.default_rng(17)
+    path = tmp_path / "chain.txt"
+    for trial in range(40):
+        count = int(random.integers(2, 12))
+        steps = random.normal(size=(count, 2)) * 10.0 ** random.integers(-4, 2, size=(count, 1))
+        points = offset + np.cumsum(steps, axis=0)
+        bulges = random.choice([0.0, 0.0, 0.7, -1.5], size=count)
+        for chain in (
+            Chain.from_bulges(points, bulges, closed=bool(trial % 2), tolerance=tolerance),
+            Chain(points, closed=bool(trial % 2), tolerance=tolerance),
+        ):
+            chain.write(path)
+            back = Chain.read(path)
+            assert back == chain and back.is_closed == chain.is_closed
+            assert back.elements.tobytes() == chain.elements.tobytes()
+
+
+def test_a_chain_that_could_not_be_read_again_is_not_written(tmp_path: Path) -> None:
+    path = tmp_path / "chain.txt"
+    path.write_text("old")
+    for chain, words in (
+        (Chain([(1, 1), (1, 1)]), "no elements"),
+        (Chain([(0, 0), (1, 1)], tolerance=math.inf), "infinite tolerance"),
+    ):
+        with pytest.raises(sorvane.FileError, match=words):
+            chain.write(path)
+        assert path.read_text() == "old"
+
+
+def test_devices_are_refused_and_pipes_are_read(tmp_path: Path) -> None:
+    with pytest.raises(sorvane.FileError, match="is a device"):
+        Chain.read("/dev/zero")
+    with pytest.raises(sorvane.FileError, match="neither an STL"):
+        sorvane.read("/dev/zero")
+    with open("/dev/zero", "rb") as endless, pytest.raises(sorvane.FileError, match="/dev/zero: is a device"):
+        sorvane.read(endless)
+    path = tmp_path / "slot.txt"
+    slot().write(path)
+    ours, theirs = os.pipe()
+    try:
+        os.write(theirs, path.read_bytes())
+        os.close(theirs)
+        assert Chain.read(f"/proc/self/fd/{ours}") == slot()
+    finally:
+        os.close(ours)
 
 
 @pytest.mark.parametrize(

@@ -106,6 +106,118 @@ class Words(CommandTest):
         self.expect(WRONG_USE, 'convert', 'cube.stl', '-o', 'x.stl', '--move', '+-1,0,0')
 
 
+class IdleOptions(CommandTest):
+    """An option that would change nothing is refused: whoever types it expects something of it."""
+
+    # Words that run; an option that does nothing beside them; what it takes for it to do something.
+    IDLE = [
+        (('remesh', 'cube.stl'), ('--exponent', '2'), ('--chord', '1')),
+        (('remesh', 'cube.stl'), ('--flip-drift', '1'), ('--flips-only',)),
+        (('remesh', 'cube.stl', '--flips-only'), ('--iterations', '3'), None),
+        (('remesh', 'cube.stl', '--flips-only'), ('--split-boundary',), None),
+        (('remesh', 'cube.stl', '--flips-only'), ('--length', '3'), None),
+        (('remesh', 'cube.stl', '--flips-only'), ('--chord', '3'), None),
+        (('remesh', 'cube.stl', '--flips-only'), ('--exponent', '2'), None),
+        (('subdivide', 'cube.stl'), ('--length', '3'), ('--method', 'split')),
+        (('subdivide', 'cube.stl', '--method', 'midpoints'), ('--angle', '30'), None),
+        (('subdivide', 'cube.stl', '--method', 'centroid'), ('--angle', '30'), None),
+        (('subdivide', 'cube.stl', '--method', 'six'), ('--angle', '30'), None),
+        (('subdivide', 'cube.stl', '--method', 'split', '--length', '3'), ('--angle', '30'), None),
+        (('section', 'cube.stl'), ('--space',), ('-o', 'x.txt')),
+        (('section', 'cube.stl', '-o', 'x.stl'), ('--space',), None),
+        (('imprint', 'cube.stl', '--around', '5,5,10', '--radius', '2'), ('--closed',), None),
+        (('imprint', 'cube.stl', '--around', '5,5,10', '--radius', '2'), ('--project',), None),
+        (('imprint', 'cube.stl', '--around', '5,5,10', '--radius', '2'), ('--keep', 'inside'), ('-o', 'x.stl')),
+        (('imprint', 'cube.stl', 'ON_TOP'), ('--radius', '2'), None),
+        (('offset', 'OUTLINE', '--distance', '1'), ('--chord', '0.1'), ('-o', 'x.txt')),
+        (('offset', 'OUTLINE', '--distance', '1'), ('--chord', '0.1'), ('--svg', 'x.svg')),
+        (('pocket', 'OUTLINE', '--radius', '1'), ('--chord', '0.1'), ('-o', 'x.txt')),
+        (('pocket', 'OUTLINE', '--radius', '1'), ('--chord', '0.1'), ('--rings', 'x')),
+        (('pocket', 'OUTLINE', '--radius', '1', '--svg', 'x.svg'), ('--chord', '0.1'), None),
+        (('pocket', 'OUTLINE', '--radius', '1'), ('--fit', '0.1'), None),
+        (('union', 'OUTLINE', 'MOVED', '--op', 'join'), ('--chord', '0.1'), None),
+        (('heights', 'cube.stl', '--ball', '2'), ('--fit', '0.1'), None),
+        (('heights', 'cube.stl', '--tool', 'TOOL'), ('--fit', '0.1'), ()),
+        (('heights', 'cube.stl', '--ball', '2'), ('--feed', '100'), ('--gcode', 'x.nc')),
+        (('heights', 'cube.stl', '--ball', '2'), ('--tolerance', '0.1'), ('--holder', '1,2')),
+        (('heights', 'cube.stl', '--ball', '2', '--points', 'OUTLINE'), ('--step', '1'), None),
+        (('heights', 'cube.stl', '--ball', '2', '--points', 'OUTLINE'), ('--stepover', '1'), None),
+        (('heights', 'cube.stl', '--ball', '2', '--points', 'OUTLINE'), ('--area', '0,0,1,1'), None),
+        (('gouges', 'cube.stl', 'ABOVE', '--ball', '2'), ('--fit', '0.1'), None),
+        (('gouges', 'cube.stl', 'ABOVE', '--tool', 'TOOL'), ('--fit', '0.1'), ()),
+        (('gouges', 'cube.stl', 'ABOVE', '--ball', '2', '--clearance', '1'), ('--tolerance', '0.1'), None),
+        (('slices', 'cube.stl', '--heights', '1,2'), ('--count', '3'), None),
+        (('slices', 'cube.stl', '--heights', '1,2'), ('--range', '1,2,1'), None),
+        (('section', 'cube.stl', '--height', '1'), ('--share', '3'), None),
+        (('section', 'cube.stl', '--height', '1'), ('--through', '0,0,1'), None),
+        (('lathe', 'OUTLINE', 'MOVED', '--range', '0,1,1'), ('--angles', '3'), None),
+    ]
+
+    # All others change something wherever they may be typed, or with what the files hold: arcs to be flattened, open
+    # chains to be closed, open edges to be split.
+    ALWAYS = {
+        'report': '--tolerance --svg --output', 'convert': '--form --scale --turn --move --tolerance --output',
+        'weld': '--orient --keep-collapsed --tolerance --output',
+        'components': '--by --least --tolerance --svg --output',
+        'decimate': '--keep --angle --one-by-one --drift --tolerance --svg --output',
+        'remesh': '--length --chord --angle --flips-only --drift --svg --output',
+        'subdivide': '--method --iterations --drift --svg --output',
+        'hull': '--svg --output', 'box': '--allowance --plate --bar --round --as --svg --output',
+        'section': '--normal --height --share --through --side --below --above --tolerance --svg --output',
+        'slices': '--normal --count --range --heights --side --outlines --tolerance --svg --output',
+        'silhouette': '--normal --spin --step --spun --svg --output', 'nearest': '--signed --within --output',
+        'distance': '--accuracy --within --svg --output',
+        'holes': '--crease --fraction --axis-tolerance --tolerance --svg --output',
+        'imprint': '--around --path --tolerance --svg --output',
+        'offset': '--distance --fit --closed --tolerance --svg --output',
+        'pocket': '--radius --step --height --rings --tolerance --svg --output',
+        'union': '--op --tolerance --svg --output',
+        'lathe': '--angles --range --pivot --obstacles --bridge --positions --chord --svg --output',
+        'heights': '--ball --flat --bull --cone --shape --tool --length --holder --points --gcode --svg --output',
+        'gouges': '--ball --flat --bull --cone --shape --tool --length --holder --clearance --output',
+        'tool': '--tolerance --svg --output',
+    }
+
+    def setUp(self):
+        super().setUp()
+        self.write_part('cube.stl', block())
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n0 0\n')
+        self.write('MOVED', '5 5\n15 5\n15 15\n5 15\n5 5\n')
+        self.write('ON_TOP', '2 2 10\n8 2 10\n8 8 10\n2 8 10\n')
+        self.write('ABOVE', '5 5 20\n')
+        self.write('TOOL', '0 0\n2 0\n2 10\n')
+
+    def test_an_option_that_would_do_nothing_is_refused(self):
+        for words, idle, needed in self.IDLE:
+            with self.subTest(words + idle):
+                if needed == ():
+                    self.assertNotEqual(self.run_command(*words, *idle).code, WRONG_USE)
+                    continue
+                self.assertNotEqual(self.run_command(*words).code, WRONG_USE)
+                before = self.files()
+                run = self.expect(WRONG_USE, *words, *idle)
+                self.assertIn('--', run.err.split('\n')[0])
+                self.assertEqual(self.files(), before)
+                if needed:
+                    self.assertNotEqual(self.run_command(*words, *idle, *needed).code, WRONG_USE,
+                                        (words, idle, needed))
+
+    def test_the_reason_names_what_is_missing(self):
+        for words, reason in (
+                (('heights', 'cube.stl', '--ball', '2', '--fit', '1'), '--fit does nothing without --tool'),
+                (('offset', 'OUTLINE', '--chord', '1'), '--chord does nothing without -o or --svg'),
+                (('remesh', 'cube.stl', '--flips-only', '--iterations', '1'),
+                 '--iterations does nothing with --flips-only')):
+            self.assertIn(reason, self.expect(WRONG_USE, *words).err)
+
+    def test_every_option_of_every_command_is_thought_of(self):
+        for name in commands_of(self):
+            tested = {idle[0] for words, idle, _ in self.IDLE if words[0] == name}
+            always = set(self.ALWAYS[name].split())
+            common = {'--json', '--threads', '--quiet', '--help'}
+            self.assertEqual(set(options_of(help_of(self, name))) - common, tested | always, name)
+
+
 class Pages(CommandTest):
     def run_line(self, line):
         """A line of the shell in a folder with the files of the examples."""
@@ -352,6 +464,84 @@ class Pipes(CommandTest):
             run = subprocess.run(['bash', '-c', f'"$0" report - < {words}', support.COMMAND], cwd=self.folder,
                                  capture_output=True, check=False)
             self.assertEqual(run.returncode, code, run.stderr)
+
+    # All words with which a command reads a file; IN is the file, and OUTLINE and POINTS are whole ones.
+    READERS = (
+        [(name, 'IN') for name in ('report', 'box', 'hull', 'holes', 'slices', 'section', 'silhouette', 'components',
+                                   'weld', 'remesh', 'subdivide', 'offset', 'tool', 'union')] +
+        [('decimate', 'IN', '--keep', '50'), ('convert', 'IN', '-o', 'x.stl'), ('pocket', 'IN', '--radius', '1'),
+         ('pocket', 'IN', '--radius', '1', '--height', '5'), ('pocket', 'OUTLINE', 'IN', '--radius', '1'),
+         ('offset', 'IN', '--fit', '0.1'),
+         ('nearest', 'IN', 'POINTS'), ('nearest', 'cube.stl', 'IN'), ('distance', 'IN', 'cube.stl'),
+         ('distance', 'cube.stl', 'IN'), ('imprint', 'IN', 'POINTS'), ('imprint', 'cube.stl', 'IN'),
+         ('union', 'OUTLINE', 'IN'), ('union', 'IN', 'OUTLINE', '--op', 'join'), ('union', 'IN', 'OUTLINE', '--op', 'sweep'),
+         ('lathe', 'IN', 'OUTLINE'), ('lathe', 'OUTLINE', 'IN'), ('lathe', 'OUTLINE', 'OUTLINE', 'IN'),
+         ('lathe', 'OUTLINE', 'OUTLINE', '--obstacles', 'IN'),
+         ('heights', 'IN', '--ball', '1'), ('heights', 'cube.stl', '--ball', '1', '--points', 'IN'),
+         ('heights', 'cube.stl', '--tool', 'IN'), ('gouges', 'IN', 'POINTS', '--ball', '1'),
+         ('gouges', 'cube.stl', 'IN', '--ball', '1'), ('gouges', 'cube.stl', 'POINTS', '--tool', 'IN')])
+
+    def readers(self, given):
+        self.write_part('cube.stl', block())
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n')
+        self.write('POINTS', '0 0 0\n1 1 1\n2 2 2\n')
+        return [[given if word == 'IN' else word for word in words] for words in self.READERS]
+
+    def test_readers_know_all_commands_and_options_that_read(self):
+        commands = {words[0] for words in self.READERS}
+        self.assertEqual(commands, set(commands_of(self)))
+        written = {'--output', '--svg', '--below', '--above', '--outlines', '--spun', '--path', '--gcode',
+                   '--positions'}
+        for name in commands:
+            files = set(re.findall(r'^ +(?:-o, )?(--[a-z]+) (?:FILE|MESH)\b', help_of(self, name), re.M))
+            read = {word for words in self.READERS if words[0] == name for word in words if word.startswith('--')}
+            self.assertEqual(files - written - read, set(), name)
+
+    def test_endless_devices_are_refused(self):
+        for words in self.readers('/dev/zero'):
+            with self.subTest(words):
+                run = self.expect(FILES, *words)
+                self.assertRegex(run.err, '/dev/zero: is (a device|neither)')
+
+    def test_endless_pipes_that_are_no_part_are_refused(self):
+        # The second begins as a text of triangles, the third is one line without an end.
+        for line in ('yes', '(echo solid x; yes)', '(printf "solid "; yes | tr -d "\\n")'):
+            for words in (f'<({line})', f'- < <({line})'):
+                with self.subTest(words):
+                    run = subprocess.run(['bash', '-c', f'"$0" report {words}', support.COMMAND], cwd=self.folder,
+                                         capture_output=True, timeout=60, check=False)
+                    self.assertEqual(run.returncode, FILES, run.stderr)
+                    self.assertRegex(run.stderr, b'neither an STL|line 1|line 2')
+
+    def test_endless_pipes_of_numbers_are_refused(self):
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n')
+        run = subprocess.run(['bash', '-c', '"$0" lathe OUTLINE OUTLINE --obstacles <(yes 12345 67890)', support.COMMAND],
+                             cwd=self.folder, capture_output=True, timeout=60, check=False)
+        self.assertEqual(run.returncode, FILES, run.stderr)
+        self.assertIn(b'more than 512 MB come without an end', run.stderr)
+
+    def test_a_pipe_gives_its_text_as_often_as_it_is_needed(self):
+        # A region is drawn after it was calculated with.
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n')
+        for line in ('"$0" union <(cat OUTLINE) --svg x.svg -q', 'cat OUTLINE | "$0" union - --svg y.svg -q',
+                     '"$0" union OUTLINE --svg z.svg -q'):
+            run = subprocess.run(['bash', '-c', line, support.COMMAND], cwd=self.folder, capture_output=True,
+                                 check=False)
+            self.assertEqual((run.returncode, run.stderr), (DONE, b''), line)
+        texts = []
+        for name in ('x.svg', 'y.svg', 'z.svg'):
+            with open(self.path(name), encoding='utf-8') as file:
+                texts.append(re.sub('<text.*?</text>', '', file.read()))
+        self.assertEqual(texts[0], texts[2])
+        self.assertEqual(texts[1], texts[2])
+
+    def test_the_standard_input_serves_one_reader_only(self):
+        self.write_part('cube.stl', block())
+        self.write('OUTLINE', '0 0\n10 0\n10 10\n0 10\n')
+        for words in (('lathe', '-', 'OUTLINE', '--obstacles', '-'), ('heights', '-', '--ball', '1', '--points', '-'),
+                      ('gouges', 'cube.stl', '-', '--tool', '-'), ('nearest', '-', '-')):
+            self.assertIn('only one input can be the standard input',
+                          self.expect(WRONG_USE, *words, stdin='0 0\n10 0\n').err)
 
     def test_reader_that_goes_away_is_an_error_without_words(self):
         self.write_part('cube.stl', block())

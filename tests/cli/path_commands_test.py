@@ -32,6 +32,39 @@ def rows(text):
     return list(csv.DictReader(io.StringIO(text)))
 
 
+class ShortEdges(CommandTest):
+    """A file of chains is read again whatever edges it has that are no longer than its tolerance."""
+
+    def chain(self, tolerance, *elements):
+        lines = [f'{len(elements)} {tolerance}'] + [' '.join(map(str, element)) for element in elements]
+        return self.write('chain.txt', '\n'.join(lines) + '\n')
+
+    def test_gaps_on_both_sides_of_a_short_edge_are_no_gap_of_the_chain(self):
+        # The gaps are 0.05 and 0.09 wide and the edge between them 0.04 long: together longer than the tolerance.
+        for after in (('L', 10.18, 0, 20, 0), ('A', 10.18, 0, 10.18, 5, 7.5)):
+            name = self.chain(0.1, ('L', 0, 0, 10, 0), ('L', 10.05, 0, 10.09, 0), after)
+            with self.subTest(after):
+                chain, = self.result('offset', name)['chains']
+                self.assertEqual(chain['segments'] + chain['arcs'], 3)
+        name = self.chain(0.1, ('L', 0, 0, 10, 0), ('L', 10.05, 0, 10.09, 0), ('L', 10.2, 0, 20, 0))
+        self.assertIn('line 4 begins', self.expect(FILES, 'offset', name).err)
+
+    def test_a_short_edge_may_close_a_chain(self):
+        name = self.chain(0.1, ('L', 0, 0, 10, 0), ('L', 10, 0, 10, 10), ('L', 10, 10, 0, 0.17), ('L', 0, 0.17, 0, 0.08))
+        chain, = self.result('offset', name)['chains']
+        self.assertTrue(chain['is_closed'])
+        self.assertEqual(self.result('union', name)['loops'].__len__(), 1)
+
+    def test_offsets_within_a_wide_tolerance_are_read_again(self):
+        points = '\n'.join(f'{10 * math.cos(k / 50)} {10 * math.sin(k / 50)}' for k in range(315))
+        self.write('circle.txt', points + '\n')
+        first = self.result('offset', 'circle.txt', '--closed', '--tolerance', '0.3', '--distance', '1', '-o', 'o.txt')
+        again = self.result('offset', 'o.txt', '--tolerance', '0.3')
+        length = sum(curve['length'] for offset in first['offsets'] for curve in offset['curves'])
+        self.assertEqual(len(again['chains']), sum(len(offset['curves']) for offset in first['offsets']))
+        self.assertAlmostEqual(sum(chain['length'] for chain in again['chains']), length, delta=0.3)
+
+
 class PathTest(CommandTest):
     def text(self, name):
         with open(self.path(name), encoding='utf-8') as file:

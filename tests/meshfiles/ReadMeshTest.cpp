@@ -7,6 +7,7 @@
 #include "tests/support/TestSupport.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <limits>
 #include <map>
@@ -803,6 +804,71 @@ TYPED_TEST(ReadMeshOf, EndlessDevicesThatAreNoMeshAreNotReadToTheirEnd)
 {
     EXPECT_EQ(this->ReadPath("/dev/zero").error, MeshFileError::UnknownForm);
     EXPECT_EQ(this->ReadPath("/dev/null").error, MeshFileError::EmptyFile);
+}
+
+/// Writes `front` and then `again` for ever into a pipe, reads a mesh from it and returns what
+/// comes of it with the number of bytes that were taken out of the pipe, as far as the writer can
+/// tell.
+template <class Mesh>
+std::pair<MeshFileResult, std::size_t> ReadEndlessPipe(Mesh& mesh, const std::string& front,
+                                                       const std::string& again)
+{
+    int ends[2] = {};
+    EXPECT_EQ(::pipe(ends), 0);
+    EXPECT_EQ(::fcntl(ends[1], F_SETFL, O_NONBLOCK), 0);
+    std::atomic<bool> isRead{false};
+    std::size_t written = 0;
+    std::thread writer([&, end = ends[1]] {
+        std::string bytes = front;
+        while (!isRead) {
+            const auto count = ::write(end, bytes.data(), std::min<std::size_t>(bytes.size(), 512));
+            if (count > 0) {
+                written += static_cast<std::size_t>(count);
+                bytes.erase(0, static_cast<std::size_t>(count));
+                bytes += bytes.size() < 4096 ? again : "";
+            } else {
+                std::this_thread::yield();
+            }
+            if (written > std::size_t{64} << 20U) {
+                break; // an end after all, for a reader that waits for one
+            }
+        }
+        ::close(end);
+    });
+    const MeshFileResult result = ReadMesh(mesh, "/proc/self/fd/" + std::to_string(ends[0]));
+    isRead = true;
+    writer.join();
+    ::close(ends[0]);
+    return {result, written};
+}
+
+TYPED_TEST(ReadMeshOf, EndlessTextsWithAWrongLineAreNotReadToTheirEnd)
+{
+    struct Case {
+        std::string front;
+        std::string again;
+        std::uint64_t line;
+    };
+    const std::string lines(4096, 'y');
+    const std::string good = SolidText(TetrahedronAndFin(), "x");
+    const std::uint64_t linesOfGood =
+        static_cast<std::uint64_t>(std::count(good.begin(), good.end(), '\n'));
+    const std::vector<Case> cases{
+        {"solid x\n", "y\n", 2},                                 // wrong in its first bytes
+        {"solid ", lines, 1},                                    // a single line without an end
+        {good + good + good + good, "y\n", 4 * linesOfGood + 1}, // wrong after whole solids
+    };
+    for (const Case& c : cases) {
+        std::string again = c.again;
+        while (again.size() < 4096) {
+            again += again;
+        }
+        const auto [result, written] = ReadEndlessPipe(this->mesh_, c.front, again);
+        EXPECT_EQ(result.error, MeshFileError::Malformed) << MeshFileText(result);
+        EXPECT_EQ(result.place, c.line);
+        EXPECT_LT(written, std::size_t{4} << 20U) << "bytes were read before it was refused";
+        EXPECT_TRUE(this->mesh_.points.empty());
+    }
 }
 
 // --- from memory

@@ -2,15 +2,20 @@
 // file survives whatever goes wrong.
 
 #include <Sorvane/MeshFiles_E.h>
+#include <Velk/Progress_E.h>
 
-#include "tests/support/FileSupport.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/FileSupport.h"
 #include "tests/support/TestSupport.h"
 
+#include <array>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstring>
 #include <limits>
+#include <sstream>
 #include <thread>
 
 #include <sys/resource.h>
@@ -220,6 +225,78 @@ TYPED_TEST(WriteMeshOf, TheFormIsThatOfTheExtension)
     EXPECT_EQ(NamesIn(this->Folder()), before);
     EXPECT_EQ(WriteMesh(mesh, this->folder_ / "b.stl", MeshFileForm::Unknown).error,
               MeshFileError::UnknownExtension);
+}
+
+/// The normal of the first facet in the bytes of an STL, binary or text.
+VecBase<3, double> FirstNormal(const std::string& bytes, MeshFileForm form)
+{
+    VecBase<3, double> normal(9, 9, 9);
+    if (form == MeshFileForm::BinaryStl) {
+        std::array<float, 3> numbers{};
+        std::memcpy(numbers.data(), bytes.data() + 84, sizeof(numbers));
+        return {numbers[0], numbers[1], numbers[2]};
+    }
+    const std::size_t at = bytes.find("facet normal ");
+    std::istringstream(bytes.substr(at + 13)) >> normal[0] >> normal[1] >> normal[2];
+    return normal;
+}
+
+// Powers of two scale a triangle without rounding, so that its normal is the same at any size.
+TYPED_TEST(WriteMeshOf, NormalsAreUnitVectorsAtEverySize)
+{
+    const auto farthest = std::numeric_limits<TypeParam>::max();
+    for (const MeshFileForm form : {MeshFileForm::AsciiStl, MeshFileForm::BinaryStl}) {
+        const int most = form == MeshFileForm::BinaryStl
+                             ? std::numeric_limits<float>::max_exponent
+                             : std::numeric_limits<TypeParam>::max_exponent;
+        for (const int exponent : {0, 30, 32, 34, 63, 64, 65, 100, most / 2, most - 3}) {
+            const auto unit = static_cast<TypeParam>(std::ldexp(1.0, exponent));
+            IndexedPointsBase<3, TypeParam> mesh;
+            mesh.points = {{0, 0, 0}, {3 * unit, 0, -4 * unit}, {0, 2 * unit, 0}};
+            mesh.indices = {0, 1, 2};
+            std::vector<std::byte> bytes;
+            ASSERT_TRUE(WriteMesh(mesh, bytes, form)) << exponent;
+            const auto normal =
+                FirstNormal({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, form);
+            // (3, 0, -4) x (0, 2, 0) = (8, 0, 6).
+            EXPECT_NEAR(normal[0], 0.8, 1e-6) << exponent;
+            EXPECT_NEAR(normal[1], 0.0, 1e-6) << exponent;
+            EXPECT_NEAR(normal[2], 0.6, 1e-6) << exponent;
+        }
+    }
+    // Differences of such corners are no numbers of the type any more.
+    IndexedPointsBase<3, TypeParam> wide{
+        {{-farthest, 0, -farthest}, {farthest, 0, -farthest}, {farthest, 0, farthest}}, {0, 1, 2}};
+    std::vector<std::byte> bytes;
+    ASSERT_TRUE(WriteMesh(wide, bytes, MeshFileForm::AsciiStl));
+    const auto normal = FirstNormal({reinterpret_cast<const char*>(bytes.data()), bytes.size()},
+                                    MeshFileForm::AsciiStl);
+    EXPECT_EQ(normal, (VecBase<3, double>(0, -1, 0)));
+}
+
+TYPED_TEST(WriteMeshOf, WritersOfOneFormGiveTheSameNormalsToFarParts)
+{
+    using namespace Sorvane::MeshUtils;
+    const auto unit = static_cast<TypeParam>(1e30);
+    const std::vector<VecBase<3, TypeParam>> points{{unit, 0, 0}, {0, unit, 0}, {0, 0, unit}};
+    const fs::path path = this->Folder() / "far.stl";
+    for (const MeshFileForm form : {MeshFileForm::AsciiStl, MeshFileForm::BinaryStl}) {
+        ASSERT_TRUE(form == MeshFileForm::AsciiStl ? WriteToASCIISTL(points, {0, 1, 2}, path)
+                                                   : WriteToBinarySTL(points, {0, 1, 2}, path));
+        const auto normal = FirstNormal(ReadBytes(path), form);
+        for (int axis = 0; axis < 3; ++axis) {
+            EXPECT_NEAR(normal[axis], std::sqrt(1.0 / 3), 1e-6);
+        }
+        // Three times the same corner and corners on a line have none.
+        for (const auto& corners :
+             {std::vector{points[0], points[0], points[0]},
+              std::vector{points[0], points[0] * TypeParam(2), points[0] * TypeParam(4)}}) {
+            ASSERT_TRUE(form == MeshFileForm::AsciiStl
+                            ? WriteToASCIISTL(corners, {0, 1, 2}, path)
+                            : WriteToBinarySTL(corners, {0, 1, 2}, path));
+            EXPECT_EQ(FirstNormal(ReadBytes(path), form), (VecBase<3, double>()));
+        }
+    }
 }
 
 TYPED_TEST(WriteMeshOf, TagsAreKept)
@@ -784,6 +861,44 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesTheOldFileAndNothingElse)
     }
 }
 
+TYPED_TEST(WriteMeshOf, AStopLeavesTheOldFileAndNothingElse)
+{
+    const fs::path path = this->Folder() / "part.stl";
+    const auto mesh = Strip<TypeParam>(40'000); // several batches of any form
+    for (const MeshFileForm form : kForms) {
+        Support::WriteBytes(path, "old");
+        int stops = 0;
+        for (int place = 1; place < 40; ++place) {
+            int reports = 0;
+            const Velk::ProgressScope scope([&](double) { return ++reports != place; },
+                                            std::chrono::milliseconds(0));
+            const MeshFileResult result = WriteMesh(mesh, path, form);
+            ASSERT_EQ(!result, scope.WasStopped());
+            if (result) {
+                break; // there are no more places
+            }
+            ++stops;
+            EXPECT_EQ(result.error, MeshFileError::WriteFailed);
+            EXPECT_EQ(result.system, std::errc::operation_canceled);
+            EXPECT_EQ(result.form, form);
+            EXPECT_EQ(ReadBytes(path), "old");
+            EXPECT_EQ(NamesIn(this->Folder()), std::vector<std::string>{"part.stl"});
+        }
+        EXPECT_GT(stops, 2);
+        IndexedPointsBase<3, TypeParam> back;
+        EXPECT_TRUE(WriteMesh(mesh, path, form) && ReadMesh(back, path));
+        EXPECT_EQ(back.indices.size(), mesh.indices.size());
+        {
+            const Velk::ProgressScope scope([](double) { return false; },
+                                            std::chrono::milliseconds(0));
+            const MeshFileResult result = ReadMesh(back, path);
+            EXPECT_EQ(result.error, MeshFileError::ReadFailed);
+            EXPECT_EQ(result.system, std::errc::operation_canceled);
+            EXPECT_TRUE(back.points.empty() && back.indices.empty());
+        }
+    }
+}
+
 TYPED_TEST(WriteMeshOf, LackOfMemoryLeavesNoBytes)
 {
     const auto mesh = Strip<TypeParam>(100);
@@ -827,16 +942,15 @@ TYPED_TEST(WriteMeshOf, LackOfMemoryWhileReadingLeavesNothing)
                   0U);
         const std::string text = ReadBytes(path);
         const auto bytes = std::as_bytes(std::span(text));
-        EXPECT_GT(Support::FailEachAllocation(
-                      fresh,
-                      [&](State& s) {
-                          (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, bytes);
-                      },
-                      [](const State& s) {
-                          EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty() &&
-                                      s.vertexTags.empty() && s.triangleTags.empty());
-                      }),
-                  0U);
+        EXPECT_GT(
+            Support::FailEachAllocation(
+                fresh,
+                [&](State& s) { (void)ReadMesh(s.mesh, s.vertexTags, s.triangleTags, bytes); },
+                [](const State& s) {
+                    EXPECT_TRUE(s.mesh.points.empty() && s.mesh.indices.empty() &&
+                                s.vertexTags.empty() && s.triangleTags.empty());
+                }),
+            0U);
         EXPECT_GT(Support::FailEachAllocation(
                       fresh, [&](State& s) { (void)ReadMesh(s.soup, path); },
                       [](const State& s) { EXPECT_TRUE(s.soup.empty()); }),

@@ -13,10 +13,12 @@
 #include <Sorvane/ConvexHull_E.h>
 #include <Sorvane/Curvature_E.h>
 #include <Sorvane/Decimation_E.h>
+#include <Sorvane/DualContouring_E.h>
 #include <Sorvane/Lathe_E.h>
 #include <Sorvane/MeshBuilders_E.h>
 #include <Sorvane/MeshDistances_E.h>
 #include <Sorvane/MeshFeatures_E.h>
+#include <Sorvane/MeshFiles_E.h>
 #include <Sorvane/MeshImprint_E.h>
 #include <Sorvane/MeshReport_E.h>
 #include <Sorvane/MeshSections_E.h>
@@ -39,6 +41,9 @@
 #include <functional>
 #include <memory>
 #include <ostream>
+#include <span>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 namespace Support {
@@ -680,6 +685,95 @@ inline std::vector<LongOperation> LongOperations()
                 Add(digest, offset);
             }
             return Outcome{digest.Value(), offsets.empty()};
+        };
+    });
+
+    add("regions", "WallOffset", "wavy ring in a square", [](int64_t size) {
+        const std::vector<Vec2d> square{
+            {-150, -150}, {150, -150}, {150, 150}, {-150, 150}, {-150, -150}};
+        return [walls = std::vector{ChainOf(square), ChainOf(WavyRing(size / 10))}] {
+            const auto offsets = Planar::WallOffset<double>(walls, 1.5, 1e-6);
+            ResultDigest digest;
+            for (const auto& offset : offsets) {
+                Add(digest, offset);
+            }
+            return Outcome{digest.Value(), offsets.empty()};
+        };
+    });
+    add("regions", "PocketRings", "wavy ring, 20 rings", [](int64_t size) {
+        return [wall = ChainOf(WavyRing(size / 100 + 40))] {
+            const auto plan = Planar::PocketRings<double>(wall, {}, {1.5, 1.5, 20}, 1e-6);
+            ResultDigest digest;
+            for (const auto& ring : plan.rings) {
+                for (const auto& curve : ring.curves) {
+                    Add(digest, curve);
+                }
+            }
+            return Outcome{digest.Value(),
+                           plan.end == Planar::PocketEnd::Stopped && plan.rings.empty()};
+        };
+    });
+
+    // --- files and cells
+    using MeshUtils::MeshFileForm;
+    struct FileNames {
+        MeshFileForm form;
+        const char* read;
+        const char* write;
+    };
+    for (const FileNames& names :
+         {FileNames{MeshFileForm::AsciiStl, "ReadMesh, text", "WriteMesh, text"},
+          FileNames{MeshFileForm::BinaryStl, "ReadMesh, binary STL", "WriteMesh, binary STL"},
+          FileNames{MeshFileForm::Tipc, "ReadMesh, TIPC", "WriteMesh, TIPC"}}) {
+        add("files", names.read, "sheet", [form = names.form](int64_t size) {
+            auto bytes = std::make_shared<std::vector<std::byte>>();
+            (void)MeshUtils::WriteMesh(Sheet(size), *bytes, form);
+            return [bytes] {
+                IndexedMesh mesh{{{1, 2, 3}}, {0, 0, 0}};
+                const auto result = MeshUtils::ReadMesh(mesh, std::span<const std::byte>(*bytes));
+                return Of(!result && result.system == std::errc::operation_canceled &&
+                              IsEmptyMesh(mesh),
+                          mesh);
+            };
+        });
+        add("files", names.write, "sheet", [form = names.form](int64_t size) {
+            return [mesh = Sheet(size), form] {
+                std::vector<std::byte> bytes(7);
+                const auto result = MeshUtils::WriteMesh(mesh, bytes, form);
+                ResultDigest digest;
+                std::vector<unsigned char> written;
+                for (const std::byte byte : bytes) {
+                    written.push_back(std::to_integer<unsigned char>(byte));
+                }
+                digest.Add(written);
+                return Outcome{digest.Value(), !result &&
+                                                   result.system == std::errc::operation_canceled &&
+                                                   bytes.empty()};
+            };
+        });
+    }
+    add("cells", "DCNode::SubdivideToLevel", "a cube", [](int64_t size) {
+        return [level = size < 10000 ? 3U : 6U] {
+            IsoSurface::DCNode root;
+            root.SubdivideToLevel(level, 0);
+            ResultDigest digest;
+            // Its leaves in order: a stop leaves some of them above the level.
+            bool isComplete = true;
+            std::vector<int> levels;
+            std::vector<const IsoSurface::DCNode*> waiting{&root};
+            while (!waiting.empty()) {
+                const IsoSurface::DCNode* const node = waiting.back();
+                waiting.pop_back();
+                if (node->children.empty()) {
+                    levels.push_back(static_cast<int>(node->GetLevel()));
+                    isComplete = isComplete && node->GetLevel() == level;
+                }
+                for (std::size_t i = 0; i < node->children.size(); ++i) {
+                    waiting.push_back(node->GetChild(static_cast<int>(i)));
+                }
+            }
+            digest.Add(levels);
+            return Outcome{digest.Value(), !isComplete};
         };
     });
 
