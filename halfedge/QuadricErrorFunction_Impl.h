@@ -31,24 +31,22 @@ inline void AddPlane(QuadricErrorFunction& q, const Vec3d& p, const Vec3d& n)
 
 inline QuadricErrorFunction Merge(const QuadricErrorFunction& q1, const QuadricErrorFunction& q2)
 {
-    QuadricErrorFunction sum;
     if (q1.count == 0 || q2.count == 0) {
-        return sum;
+        return {};
     }
+    QuadricErrorFunction sum = q1; // which costs less than zeros to be written over
     for (std::size_t i = 0; i < 9; ++i) {
-        sum.A.value[i] = q1.A.value[i] + q2.A.value[i];
+        sum.A.value[i] += q2.A.value[i];
     }
-    sum.b = q1.b + q2.b;
-    sum.c = q1.c + q2.c;
+    sum.b += q2.b;
+    sum.c += q2.c;
     if (q1.rank == q2.rank) {
-        sum.count = q1.count + q2.count;
-        sum.massPoint = q1.massPoint + q2.massPoint;
-        sum.rank = q1.rank;
-    } else {
-        const QuadricErrorFunction& higher = q1.rank < q2.rank ? q2 : q1;
-        sum.count = higher.count;
-        sum.massPoint = higher.massPoint;
-        sum.rank = higher.rank;
+        sum.count += q2.count;
+        sum.massPoint += q2.massPoint;
+    } else if (q1.rank < q2.rank) {
+        sum.count = q2.count;
+        sum.massPoint = q2.massPoint;
+        sum.rank = q2.rank;
     }
     return sum;
 }

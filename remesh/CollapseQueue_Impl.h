@@ -2,7 +2,9 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <span>
 #include <vector>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
@@ -12,7 +14,9 @@ namespace Velk::Math::Sorvane::HalfEdge::Impl {
 ///
 /// A decimation takes out a fraction of what goes in. Only the cheapest part is therefore kept as a
 /// heap, small enough for a processor's cache; the others wait without order until that part is
-/// used up. Amortized O(log n) for each entry that comes out and O(1) for the others.
+/// used up. Of the heap the first few are taken out ahead of their turn, so that what their
+/// collapses are going to read can be fetched meanwhile. Amortized O(log n) for each entry that
+/// comes out and O(1) for the others.
 class CollapseQueue {
 public:
     struct Entry {
@@ -25,40 +29,72 @@ public:
         }
     };
 
+    /// One of the entries that come next, as far as it is known now, and what the owner has noted
+    /// of it since it has been one of these; -1 at first.
+    struct Upcoming {
+        Entry entry{};
+        std::array<int, 2> notes{-1, -1};
+    };
+
     void Reserve(std::size_t count) { waiting_.reserve(count); }
 
     /// The cost must not be NaN.
     void Push(double cost, int edge)
     {
         const Entry entry{cost, edge};
-        if (entry < bound_) {
-            near_.push_back(entry);
-            std::push_heap(near_.begin(), near_.end(), Later);
+        if (upcomingCount_ > 0 && entry < upcoming_[upcomingCount_ - 1].entry) {
+            if (upcomingCount_ == kUpcoming) {
+                PushNear(upcoming_[--upcomingCount_].entry);
+            }
+            std::size_t place = upcomingCount_++;
+            for (; place > 0 && entry < upcoming_[place - 1].entry; --place) {
+                upcoming_[place] = upcoming_[place - 1];
+            }
+            upcoming_[place] = {entry, {-1, -1}};
+        } else if (entry < bound_) {
+            PushNear(entry);
         } else {
             waiting_.push_back(entry);
         }
     }
 
-    bool IsEmpty() const { return near_.empty() && waiting_.empty(); }
+    bool IsEmpty() const { return upcomingCount_ == 0 && near_.empty() && waiting_.empty(); }
+
+    /// Those next in turn, in their order. Later ones may yet come before them.
+    std::span<Upcoming> Next() { return std::span(upcoming_).first(upcomingCount_); }
 
     /// Takes the cheapest out; there must be one. Of those that have waited, those for which
     /// isDead(edge) holds are forgotten on the way; false when that leaves none.
     template <class IsDead>
     bool Pop(Entry& entry, const IsDead& isDead)
     {
-        while (near_.empty()) {
+        while (upcomingCount_ == 0 && near_.empty()) {
             if (waiting_.empty()) {
                 return false;
             }
             Refill(isDead);
         }
-        std::pop_heap(near_.begin(), near_.end(), Later);
-        entry = near_.back();
-        near_.pop_back();
+        for (; upcomingCount_ < kUpcoming && !near_.empty(); ++upcomingCount_) {
+            std::pop_heap(near_.begin(), near_.end(), Later);
+            upcoming_[upcomingCount_] = {near_.back(), {-1, -1}};
+            near_.pop_back();
+        }
+        entry = upcoming_.front().entry;
+        std::copy(upcoming_.begin() + 1,
+                  upcoming_.begin() + static_cast<std::ptrdiff_t>(upcomingCount_),
+                  upcoming_.begin());
+        --upcomingCount_;
         return true;
     }
 
 private:
+    static constexpr std::size_t kUpcoming = 10;
+
+    void PushNear(const Entry& entry)
+    {
+        near_.push_back(entry);
+        std::push_heap(near_.begin(), near_.end(), Later);
+    }
     static bool Later(const Entry& x, const Entry& y) { return y < x; }
 
     template <class IsDead>
@@ -84,6 +120,8 @@ private:
         std::make_heap(near_.begin(), near_.end(), Later);
     }
 
+    std::array<Upcoming, kUpcoming> upcoming_; // in order, none behind one of the heap
+    std::size_t upcomingCount_ = 0;
     std::vector<Entry> near_;    // a heap
     std::vector<Entry> waiting_; // none of them before `bound_`
     Entry bound_{-1.0, 0};

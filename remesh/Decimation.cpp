@@ -17,6 +17,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <span>
 
 namespace Velk::Math::Sorvane::HalfEdge::Impl {
 namespace {
@@ -35,6 +36,8 @@ constexpr double kGreatestTurn = 1.3962634015954636;
 /// How far the triangles of a flip between two creases may be out of one plane: 2.5 degrees.
 constexpr double kFlatAngle = 0.04363323129985824;
 constexpr int kStarPasses = 5;
+/// In the notes of an upcoming collapse: there is no more to fetch.
+constexpr int kNothingMore = -4;
 /// Flips at most, for each half-edge: four points of a circle could flip for ever.
 constexpr double kFlipsPerHalfEdge = 10.0;
 
@@ -208,6 +211,7 @@ void QEFDecimator::RemoveTriangles(double keepPercent, double tolerance)
     CollapseQueue::Entry entry;
     const auto isGone = [&](int e) { return CostOf(e) == std::numeric_limits<double>::infinity(); };
     for (std::size_t tries = 1; removed_ < target_ && queue_.Pop(entry, isGone); ++tries) {
+        FetchAhead();
         TryCollapse(entry);
         if (tries % 256 == 0) {
             Progress::Impl::Check(removed_ / target_);
@@ -217,6 +221,62 @@ void QEFDecimator::RemoveTriangles(double keepPercent, double tolerance)
     FlipToDelaunay(maxError_);
     RemoveTriangleStars();
     greatestError = std::sqrt(greatestError);
+}
+
+// Edges come by their costs, each from another part of the surface. Of those next in turn what a
+// collapse reads is fetched meanwhile, a step of each at a time, since one record tells where the
+// next one is: the cost and the half-edges, the two nodes, and then round each of these one
+// neighbor after the other. What has changed before their turn is fetched again then.
+void QEFDecimator::FetchAhead()
+{
+    // How far from its turn an entry's half-edges are wanted, and its nodes.
+    constexpr std::size_t kEdgesAhead = 9;
+    constexpr std::size_t kNodesAhead = 7;
+    constexpr int kNew = -1;
+    constexpr int kHasCost = -2;
+    constexpr int kHasEdges = -3;
+    const std::span<CollapseQueue::Upcoming> upcoming = queue_.Next();
+    for (std::size_t i = 0; i < upcoming.size(); ++i) {
+        const auto& [cost, e] = upcoming[i].entry;
+        std::array<int, 2>& round = upcoming[i].notes;
+        if (round[0] == kNew) {
+            __builtin_prefetch(&CostOf(e));
+            round[0] = kHasCost;
+        } else if (round[0] == kHasCost && i < kEdgesAhead) {
+            const bool isStale = CostOf(e) > cost;
+            if (!isStale) {
+                FetchEdge(e);
+            }
+            round[0] = isStale ? kNothingMore : kHasEdges;
+        } else if (round[0] == kHasEdges && i < kNodesAhead) {
+            round = {kNothingMore, kNothingMore};
+            if (IsValidEdge(e)) {
+                FetchNode(EdgeAt(e).node);
+                FetchNode(EdgeAt(Twin(e)).node);
+                round = {Twin(e), e};
+            }
+        } else if (round[0] >= 0 || round[1] >= 0) {
+            FetchRound(round[0], Twin(e));
+            FetchRound(round[1], e);
+        }
+    }
+}
+
+// A step on round the node in which a half-edge ends.
+void QEFDecimator::FetchRound(int& halfEdge, int start) const
+{
+    if (halfEdge < 0) {
+        return;
+    }
+    const int neighbor = EdgeAt(halfEdge).node;
+    const int before = EdgeAt(Twin(halfEdge)).prev;
+    if (!IsValidEdge(before) || neighbor < 0) {
+        halfEdge = kNothingMore;
+        return;
+    }
+    __builtin_prefetch(&NodeAt(neighbor).position);
+    FetchEdge(before);
+    halfEdge = before == start ? kNothingMore : before;
 }
 
 bool QEFDecimator::TryCollapse(const CollapseQueue::Entry& entry)

@@ -77,6 +77,23 @@ private:
     }
     bool IsBesideFeature(int halfEdge) const;
     bool IsTooLong(int a, int b) const;
+    void FetchAhead();
+    void FetchRound(int& halfEdge, int start) const;
+    /// All lines of memory of a record.
+    static void Fetch(const void* from, std::size_t bytes)
+    {
+        constexpr std::size_t kLine = 64;
+        for (std::size_t i = 0; i < bytes + kLine - 1; i += kLine) {
+            __builtin_prefetch(static_cast<const char*>(from) + (i < bytes ? i : bytes - 1));
+        }
+    }
+    void FetchEdge(int halfEdge) const { Fetch(&EdgeAt(halfEdge & ~1), 2 * sizeof(EdgeType)); }
+    void FetchNode(int node) const
+    {
+        if (static_cast<std::size_t>(node) < Nodes().size()) {
+            Fetch(&NodeAt(node), sizeof(NodeType));
+        }
+    }
     bool TryCollapse(const CollapseQueue::Entry& entry);
     bool IsCreaseNode(int node) const;
     bool Folds(int node, const Vec3d& x);

@@ -9,6 +9,7 @@
 #include "mathbase/Progress_Impl.h"
 #include "remesh/SubdivisionCount_Impl.h"
 #include "remesh/SubdivisionLoop_Impl.h"
+#include "remesh/SubdivisionSqrt3_Impl.h"
 
 #include <cstddef>
 #include <utility>
@@ -73,8 +74,9 @@ void SubdivideMesh(const Points& mesh, Points& out, double featureAngle, unsigne
             }
             const bool isSqrt3 = method == SubdivisionMethod::Sqrt3;
             const unsigned steps = isSqrt3 || method == SubdivisionMethod::Loop ? iterations : 0;
-            if (Points fine; (!isSqrt3 || steps == 0) &&
-                             HalfEdge::Impl::LoopOnArrays(mesh, featureAngle, steps, fine)) {
+            const auto onArrays =
+                isSqrt3 && steps > 0 ? HalfEdge::Impl::Sqrt3OnArrays : HalfEdge::Impl::LoopOnArrays;
+            if (Points fine; onArrays(mesh, featureAngle, steps, fine)) {
                 Weld(fine);
                 out = std::move(fine);
                 return;

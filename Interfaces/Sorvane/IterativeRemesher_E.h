@@ -18,6 +18,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <span>
 #include <type_traits>
 #include <vector>
 
@@ -98,6 +99,67 @@ bool IsFinitePoint(const VecBase<D, double>& p)
         sum += p[i] - p[i];
     }
     return sum == 0.0;
+}
+
+// Rings lie all over the memory where the input came in no order, and each of their half-edges
+// tells where the next one is. While one node is at work those after it go round theirs, a neighbor
+// each at a time, and fetch what they meet. Of each of them `ahead` holds the first half-edge and
+// the present one. What a link names is looked at only where it is within the arrays.
+template <class Mesh>
+void FetchRingsAhead(const Mesh& mesh, int node, std::span<std::array<int, 2>> ahead)
+{
+    const auto& nodes = mesh.Nodes();
+    const auto& edges = mesh.Edges();
+    const auto at = [](int subscript) { return static_cast<std::size_t>(subscript); };
+    const auto fetch = [&](std::size_t edge) {
+        __builtin_prefetch(&edges[edge]);
+        __builtin_prefetch(&edges[edge ^ 1U]);
+    };
+    for (auto& [first, current] : ahead) {
+        if (at(current) >= edges.size()) {
+            continue;
+        }
+        const std::size_t far = at(edges[at(current) ^ 1U].node);
+        const std::size_t before = at(edges[at(current)].prev);
+        if (far >= nodes.size() || before >= edges.size() || (before ^ 1U) == at(first)) {
+            current = kNotSet;
+            continue;
+        }
+        __builtin_prefetch(&nodes[far].position);
+        fetch(before);
+        current = static_cast<int>(before ^ 1U);
+    }
+    const std::size_t later = at(node) + ahead.size();
+    const int first = later < nodes.size() ? nodes[later].edge : kNotSet;
+    ahead[at(node) % ahead.size()] = {first, first};
+    if (at(first) < edges.size()) {
+        fetch(at(first));
+    }
+}
+
+// The same for the nodes of the two triangles of edges that come next.
+template <class Mesh>
+void FetchDiamondAhead(const Mesh& mesh, int halfEdge)
+{
+    constexpr int kApexes = 32;
+    constexpr int kNodes = 16;
+    const auto& nodes = mesh.Nodes();
+    const auto& edges = mesh.Edges();
+    const auto at = [](int subscript) { return static_cast<std::size_t>(subscript); };
+    for (const int side : {0, 1}) {
+        const std::size_t later = at(halfEdge + kApexes + side);
+        if (later < edges.size() && at(edges[later].prev) < edges.size()) {
+            __builtin_prefetch(&edges[at(edges[later].prev)]);
+        }
+        const std::size_t e = at(halfEdge + kNodes + side);
+        if (e < edges.size() && at(edges[e].prev) < edges.size()) {
+            for (const int node : {edges[e].node, edges[at(edges[e].prev)].node}) {
+                if (at(node) < nodes.size()) {
+                    __builtin_prefetch(&nodes[at(node)]);
+                }
+            }
+        }
+    }
 }
 
 } // namespace Impl
@@ -573,6 +635,7 @@ bool IterativeRemesher<D, Node, Edge, Face>::FlipEdges(bool force)
         if (!this->IsValidEdge(e) || this->IsBoundaryEdge(e, true) || this->IsEdgeLocked(e)) {
             continue;
         }
+        Impl::FetchDiamondAhead(*this, e);
         const std::array<int, 4> diamond = this->Diamond(e);
         const auto [a, b, c, d] = diamond;
         if (a < 0 || b < 0 || c < 0 || d < 0 || (!force && !ValenceImproves(diamond))) {
@@ -683,8 +746,12 @@ bool IterativeRemesher<D, Node, Edge, Face>::RelaxNodes()
     bool hasMoved = false;
     FindOddNodes();
     areGapsKnown_ = true; // no move makes or closes one
+    constexpr std::array<int, 2> kNoRing = {kNotSet, kNotSet};
+    std::array<std::array<int, 2>, 8> ahead;
+    ahead.fill(kNoRing);
     for (int n = 0; n < this->NodeCount(); ++n) {
         Progress::Impl::CheckStep(static_cast<std::size_t>(n));
+        Impl::FetchRingsAhead(*this, n, std::span(ahead));
         if (this->IsValidNode(n)) {
             hasMoved = (this->IsNodeLocked(n) ? RelaxFeatureNode(n) : RelaxNode(n)) || hasMoved;
         }

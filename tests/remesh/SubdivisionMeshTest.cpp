@@ -1,6 +1,6 @@
 // The steps of subdivision on a half-edge mesh: topology, masks from first principles, features,
-// corners, and the same results by the free functions, which for Loop's rule make no half-edge mesh
-// at all.
+// corners, and the same results by the free functions, which make no half-edge mesh of a sound
+// surface.
 
 #include "tests/support/CheckTopology.h"
 #include "tests/support/MeshGenerators.h"
@@ -113,6 +113,27 @@ TEST(SubdivisionMesh, LoopOfTheFreeFunctionIsThatOfTheClassBitForBit)
     }
 }
 
+TEST(SubdivisionMesh, Sqrt3OfTheFreeFunctionIsThatOfTheClassBitForBit)
+{
+    Support::Random random(14);
+    int number = 0;
+    for (const IndexedMesh& mesh : SoundMeshes(random)) {
+        // Every edge a line, with corners of many lines; some; boundaries only.
+        for (const double angle : {0.0, 1.0, 30.0, 89.9, 200.0, kNaN}) {
+            SubdivisionMesh work = Detected(mesh, angle);
+            for (unsigned steps = 1; steps <= (angle == 30.0 ? 4U : 3U); ++steps) {
+                SCOPED_TRACE(testing::Message() << "mesh " << number << ", angle " << angle << ", "
+                                                << steps << " steps");
+                work.Sqrt3Step(steps - 1);
+                IndexedMesh out;
+                Mesh::SubdivideMesh(mesh, out, angle, steps, SubdivisionMethod::Sqrt3);
+                ASSERT_EQ(BitsOf(out), BitsOf(Exported(work)));
+            }
+        }
+        ++number;
+    }
+}
+
 TEST(SubdivisionMesh, ATriangleWithoutAreaDoesNotHideTheCreaseItLiesOn)
 {
     // A roof whose ridge 0-1 has the node 2 on one slope only, and a triangle of no area between.
@@ -125,8 +146,8 @@ TEST(SubdivisionMesh, ATriangleWithoutAreaDoesNotHideTheCreaseItLiesOn)
         EXPECT_EQ(work.IsEdgeLocked(work.FindEdge(2, 1)), isCrease);
         IndexedMesh out;
         Mesh::SubdivideMesh(roof, out, isCrease ? 89.0 : 91.0, 1, SubdivisionMethod::Loop);
-        const bool hasMiddle = std::find(out.points.begin(), out.points.end(),
-                                         Vec3d(0.5, 0, 0)) != out.points.end();
+        const bool hasMiddle =
+            std::find(out.points.begin(), out.points.end(), Vec3d(0.5, 0, 0)) != out.points.end();
         EXPECT_EQ(hasMiddle, isCrease) << "the middle of 0-2, on the ridge";
     }
 }
