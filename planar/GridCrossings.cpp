@@ -406,12 +406,12 @@ GridGraph CutAtCrossings(const std::vector<GridEdge>& edges)
 
 GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::uint64_t>& points)
 {
-    std::vector<GridPointTree::Item> items;
-    items.reserve(points.size());
+    std::vector<Vec2d> centers;
+    centers.reserve(points.size());
     for (const std::uint64_t point : points) {
-        items.push_back({Vec2d(PointOf(point)), static_cast<int>(items.size())});
+        centers.emplace_back(PointOf(point));
     }
-    const GridPointTree tree(std::move(items));
+    const GridPointTree tree(centers);
     std::vector<std::uint64_t> keys = EndsOf(edges);
     const int firstPoint = static_cast<int>(keys.size());
     keys.insert(keys.end(), points.begin(), points.end());
@@ -421,10 +421,10 @@ GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::
         Progress::Impl::CheckStep(i);
         const GridEdge& edge = edges[i];
         places.clear();
-        tree.Near(Vec2d(edge.low), Vec2d(edge.high), 0.5, [&](const GridPointTree::Item& item) {
-            const GridPoint point = PointOf(points[static_cast<std::size_t>(item.number)]);
+        tree.Near(Vec2d(edge.low), Vec2d(edge.high), 0.5, [&](int number) {
+            const GridPoint point = PointOf(points[static_cast<std::size_t>(number)]);
             if (point != edge.low && point != edge.high && PassesCell(edge, point)) {
-                places.push_back(firstPoint + item.number);
+                places.push_back(firstPoint + number);
             }
         });
         pieces.Add(static_cast<int>(i), edge, places);
