@@ -26,12 +26,14 @@ struct ImprintNode : HalfEdge::HVertex<3, double> {
 
 /// A half-edge that knows whether a path runs along it.
 struct ImprintEdge : HalfEdge::HEdge {
-    int imprinted = 0; ///< 1 on both half-edges of an edge that lies on an imprinted path
+    int imprinted = 0;  ///< 1 on both half-edges of an edge that lies on an imprinted path
+    bool isOdd = false; ///< on both: does an odd number of paths run along it?
 
     void Invalidate() override
     {
         HEdge::Invalidate();
         imprinted = 0;
+        isOdd = false;
     }
 };
 

@@ -137,6 +137,7 @@ bool ImprintableMesh<Tag>::SplitEdgeAt(MeshLocation& location)
     const FacetWords right = WordsOf(EdgeAt(twin).face);
     const int imprinted = EdgeAt(e).imprinted;
     const int twinImprinted = EdgeAt(twin).imprinted;
+    const bool isOdd = EdgeAt(e).isOdd;
 
     // All that needs memory, except the tree and the history.
     MakeRoom(touchedPairs_, 4);
@@ -153,6 +154,7 @@ bool ImprintableMesh<Tag>::SplitEdgeAt(MeshLocation& location)
     KeepFan(end, Twin(half)); // the twin, which may have stood for a fan, leaves the new node now
     EdgeAt(half).imprinted = imprinted;
     EdgeAt(Twin(half)).imprinted = twinImprinted;
+    EdgeAt(half).isOdd = EdgeAt(Twin(half)).isOdd = isOdd;
     TouchPairsAround(middle);
 
     const std::array<int, 4> halves = {e, half, twin, Twin(half)};
@@ -284,6 +286,8 @@ bool ImprintableMesh<Tag>::CollapseInto(int halfEdge, NodeReplacements& replaced
     const bool isLeftImprinted = EdgeAt(prev).imprinted == 1 || EdgeAt(Twin(prev)).imprinted == 1;
     const bool isRightImprinted =
         EdgeAt(twinNext).imprinted == 1 || EdgeAt(Twin(twinNext)).imprinted == 1;
+    const bool isLeftOdd = EdgeAt(prev).isOdd;
+    const bool isRightOdd = EdgeAt(twinNext).isOdd;
     const int leftApex = EdgeAt(prev).node;
     const int rightApex = EdgeAt(twinPrev).node;
     const int leftFacet = EdgeAt(halfEdge).face;
@@ -328,6 +332,11 @@ bool ImprintableMesh<Tag>::CollapseInto(int halfEdge, NodeReplacements& replaced
     if (isRightImprinted) {
         imprint(twinPrev);
     }
+    const auto addPaths = [&](int e, bool areOdd) {
+        EdgeAt(e).isOdd = EdgeAt(Twin(e)).isOdd = EdgeAt(e).isOdd != areOdd;
+    };
+    addPaths(next, isLeftOdd);
+    addPaths(twinPrev, isRightOdd);
     Follow([&] {
         LeaveTree(left.treeSlot);
         LeaveTree(right.treeSlot);

@@ -101,6 +101,10 @@ public:
     /// need no history, and edges' numbers are used again.
     void ForgetSplits() { splitHistory_.Clear(); }
 
+    /// A path has been imprinted that ran along edges of other paths only.
+    void NoteRepeatedPath() { hasRepeatedPath_ = true; }
+    bool HasRepeatedPath() const { return hasRepeatedPath_; }
+
     // --- paths ----------------------------------------------------------------------------------
 
     /// Walks from each place to the next across the surface, n - 1 steps, or n when `closed`, and
@@ -213,6 +217,7 @@ private:
     std::unique_ptr<SearchTree> tree_;
     double tolerance_ = 0;
     SplitHistory splitHistory_; // of pairs by their even half-edges
+    bool hasRepeatedPath_ = false;
 
     // A node's ring shows one of its fans of facets. Of nodes with several: half-edges that leave
     // them, at least one of each fan, among others that don't any more.

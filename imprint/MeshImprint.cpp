@@ -31,14 +31,15 @@ public:
         reached_.reserve(static_cast<std::size_t>(mesh.EdgeCount()));
     }
 
-    void ClearLooseEnds();
-    void Unpaint();
-    void FloodFromSeed();
-    void FloodOtherComponents();
-    bool ChangesAcrossEveryImprint() const;
-    void PaintMarked();
+    bool PaintAll();
 
 private:
+    /// Which edges bound regions.
+    enum class Borders {
+        Imprinted, ///< all that a path runs along
+        Odd        ///< those along which an odd number of paths runs
+    };
+
     const Impl::ImprintEdge& EdgeAt(int halfEdge) const
     {
         return mesh_.Edges()[static_cast<std::size_t>(halfEdge)];
@@ -50,6 +51,19 @@ private:
         return facet < 0 ? kUnpainted : mesh_.Faces()[static_cast<std::size_t>(facet)].paint;
     }
 
+    bool IsBorder(int halfEdge) const
+    {
+        return EdgeAt(halfEdge).imprinted == 1 &&
+               (borders_ == Borders::Imprinted || EdgeAt(halfEdge).isOdd);
+    }
+
+    void ClearLooseEnds();
+    void MarkPainted();
+    bool FloodAll(Borders borders);
+    void FloodFromSeed();
+    void FloodOtherComponents();
+    bool ChangesAcrossEveryBorder() const;
+    void PaintMarked();
     bool IsSmaller(int node, int than) const;
     int Seed() const;
     int CollectComponent(int facet);
@@ -59,6 +73,7 @@ private:
     void CrossFrontier(int from, int to);
 
     Imprintable& mesh_;
+    Borders borders_ = Borders::Imprinted;
     std::vector<int> imprintedAt_; // imprinted half-edges that leave each node
     std::vector<int> work_;        // facets painted whose neighbors have not been looked at
     std::vector<int> frontier_;    // imprinted half-edges that the flood has come to
@@ -86,14 +101,48 @@ void Painting::ClearLooseEnds()
     }
 }
 
-void Painting::Unpaint()
+void Painting::MarkPainted()
 {
     for (int f = 0; f < mesh_.FaceCount(); ++f) {
         if (mesh_.IsValidFace(f)) {
             FacetAt(f).marked = FacetAt(f).paint != kUnpainted;
+        }
+    }
+}
+
+// Colors all from the seeds; true when the color changes across every border.
+bool Painting::FloodAll(Borders borders)
+{
+    borders_ = borders;
+    for (int f = 0; f < mesh_.FaceCount(); ++f) {
+        if (mesh_.IsValidFace(f)) {
             FacetAt(f).paint = kUnpainted;
         }
     }
+    isOfComponent_.assign(isOfComponent_.size(), 0);
+    FloodFromSeed();
+    FloodOtherComponents();
+    return ChangesAcrossEveryBorder();
+}
+
+// Two loops that have an edge in common, as two pockets with a common wall or two outlines that
+// come so near to each other that both snap to one node after the other, leave three borders in the
+// nodes at its ends, and no two colors can change across each of them. There the number of paths
+// decides: across two of them the color stays. A path that only repeats edges of others would take
+// them away like that, which nobody means by it, so that with one of those nothing is counted.
+bool Painting::PaintAll()
+{
+    ClearLooseEnds();
+    MarkPainted();
+    bool changes = FloodAll(Borders::Imprinted);
+    if (!changes && !mesh_.HasRepeatedPath()) {
+        changes = FloodAll(Borders::Odd);
+        if (!changes) {
+            FloodAll(Borders::Imprinted);
+        }
+    }
+    PaintMarked();
+    return changes;
 }
 
 // By x, then y, then z. Coordinates within the floor of each other are equal, which is no order:
@@ -138,7 +187,7 @@ void Painting::Flood(int color)
         int halfEdge = FacetAt(facet).edge;
         for (int k = 0; k < 3; ++k) {
             const int beyond = EdgeAt(halfEdge ^ 1).face;
-            if (EdgeAt(halfEdge).imprinted == 1) {
+            if (IsBorder(halfEdge)) {
                 reached_.push_back(halfEdge);
             } else if (beyond >= 0 && FacetAt(beyond).paint == kUnpainted) {
                 Paint(beyond, color);
@@ -218,7 +267,7 @@ int Painting::CollectComponent(int facet)
 void Painting::FloodOtherComponents()
 {
     for (int e = 0; e < mesh_.EdgeCount(); ++e) {
-        if (!mesh_.IsValidEdge(e) || EdgeAt(e).imprinted != 1 || EdgeAt(e).face < 0 ||
+        if (!mesh_.IsValidEdge(e) || !IsBorder(e) || EdgeAt(e).face < 0 ||
             PaintBeside(e) != kUnpainted) {
             continue;
         }
@@ -236,11 +285,11 @@ void Painting::FloodOtherComponents()
     }
 }
 
-bool Painting::ChangesAcrossEveryImprint() const
+bool Painting::ChangesAcrossEveryBorder() const
 {
     for (int e = 0; e + 1 < mesh_.EdgeCount(); e += 2) {
-        if (mesh_.IsValidEdge(e) && EdgeAt(e).imprinted == 1 && EdgeAt(e).face >= 0 &&
-            EdgeAt(e + 1).face >= 0 && PaintBeside(e) == PaintBeside(e + 1)) {
+        if (mesh_.IsValidEdge(e) && IsBorder(e) && EdgeAt(e).face >= 0 && EdgeAt(e + 1).face >= 0 &&
+            PaintBeside(e) == PaintBeside(e + 1)) {
             return false;
         }
     }
@@ -280,18 +329,8 @@ bool MeshImprint::ImprintPath(std::vector<VecBase<3, double>>& path, bool closed
 
 bool MeshImprint::PaintInsideOutside()
 {
-    return Progress::Impl::Stoppable(
-        [&]() -> bool {
-            Painting painting(*mesh_);
-            painting.ClearLooseEnds();
-            painting.Unpaint();
-            painting.FloodFromSeed();
-            painting.FloodOtherComponents();
-            const bool changes = painting.ChangesAcrossEveryImprint();
-            painting.PaintMarked();
-            return changes;
-        },
-        [&] { return false; });
+    return Progress::Impl::Stoppable([&]() -> bool { return Painting(*mesh_).PaintAll(); },
+                                     [&] { return false; });
 }
 
 bool MeshImprint::Export(IndexedPointsBase<3, double>& mesh,

@@ -186,7 +186,7 @@ bool MendPath(ImprintableMesh<Tag>& mesh, std::vector<MeshLocation>& traced)
     return isBroken;
 }
 
-// Marks the edges of one stretch of the path, given by its nodes, but for those that it runs twice
+// Appends the edges of one stretch of the path, given by its nodes, but for those that it runs twice
 // within a few steps: they bound no region.
 //
 // A path comes to that where triangles are long and thin and its points close together. A crossing
@@ -194,7 +194,8 @@ bool MendPath(ImprintableMesh<Tag>& mesh, std::vector<MeshLocation>& traced)
 // goes to the node and back, or ahead to a point of its own and passes there again. Steps far apart
 // are something else: a loop whose end overlaps its beginning is one loop all the same.
 template <class Tag>
-void MarkStretch(ImprintableMesh<Tag>& mesh, const std::vector<int>& nodes)
+void AppendStretch(const ImprintableMesh<Tag>& mesh, const std::vector<int>& nodes,
+                   std::vector<int>& edges)
 {
     const std::size_t steps = nodes.empty() ? 0 : nodes.size() - 1;
     const std::size_t few = std::min(kNearSteps, steps / 3 + 1);
@@ -222,8 +223,7 @@ void MarkStretch(ImprintableMesh<Tag>& mesh, const std::vector<int>& nodes)
             left.pop_back();
         }
         if (!left.empty()) {
-            mesh.EdgeRecord(edge)->imprinted = 1;
-            mesh.EdgeRecord(edge ^ 1)->imprinted = 1;
+            edges.push_back(edge);
         }
     }
 }
@@ -231,20 +231,36 @@ void MarkStretch(ImprintableMesh<Tag>& mesh, const std::vector<int>& nodes)
 template <class Tag>
 void MarkPath(ImprintableMesh<Tag>& mesh, const std::vector<MeshLocation>& traced)
 {
+    std::vector<int> edges;
     std::vector<int> stretch;
     for (const MeshLocation& place : traced) {
         const bool goesOn =
             !stretch.empty() && place.IsOnNode() &&
             (place.node == stretch.back() || IsEdge(mesh, stretch.back(), place.node));
         if (!goesOn) {
-            MarkStretch(mesh, stretch);
+            AppendStretch(mesh, stretch, edges);
             stretch.clear();
         }
         if (place.IsOnNode() && (stretch.empty() || stretch.back() != place.node)) {
             stretch.push_back(place.node);
         }
     }
-    MarkStretch(mesh, stretch);
+    AppendStretch(mesh, stretch, edges);
+    std::sort(edges.begin(), edges.end());
+    edges.erase(std::unique(edges.begin(), edges.end()), edges.end());
+
+    bool isNew = edges.empty();
+    for (const int edge : edges) {
+        isNew = isNew || mesh.EdgeRecord(edge)->imprinted != 1;
+        for (const int halfEdge : {edge, edge ^ 1}) {
+            ImprintEdge& record = *mesh.EdgeRecord(halfEdge);
+            record.imprinted = 1;
+            record.isOdd = !record.isOdd;
+        }
+    }
+    if (!isNew) {
+        mesh.NoteRepeatedPath();
+    }
 }
 
 } // namespace

@@ -101,6 +101,13 @@ public:
     /// Colors the triangles so that the color changes across each imprinted path: outside (2) and
     /// inside (1). True when it does so at each imprinted edge with two triangles.
     ///
+    /// Where loops have edges in common, as two pockets with a common wall, or two outlines so near
+    /// to each other that both snap to the same nodes, no colors can do that. Then what lies within
+    /// an odd number of loops is inside: the color changes across edges along which an odd number
+    /// of paths runs, and stays across the others; true when that is so everywhere. With a path
+    /// among them that runs along edges of others only, as a loop given twice does, it is false
+    /// instead.
+    ///
     /// The flood begins with the triangles round the node that is smallest by x, then y, then z;
     /// they are outside, all of them, so that a path through this node gives false. Coordinates
     /// that differ by no more than 1e-12 count as equal. A component that this flood can't reach

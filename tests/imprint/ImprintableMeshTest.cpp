@@ -670,6 +670,35 @@ TEST(ImprintableMeshCollapse, TheImprintOfAnEdgeThatGoesStays)
     Support::ExpectSound(mesh);
 }
 
+TEST(ImprintableMeshCollapse, PathsOfTwoEdgesThatBecomeOneAreCountedTogether)
+{
+    // The same: where a path runs along the spoke and another along the side that it falls on, two
+    // run along what is left.
+    for (const bool hasSpoke : {true, false}) {
+        for (const bool hasSide : {true, false}) {
+            for (const std::size_t k : {0U, 1U}) {
+                ImprintMesh mesh = Imprintable(Support::Cube(), 1e-9);
+                MeshLocation place = LocateAt(mesh, {0.01, 0.005, 1}, 1e-9);
+                ASSERT_TRUE(mesh.SplitFacetAtLocation(place));
+                std::vector<int> ring = mesh.NodeNodes(place.node);
+                ring.erase(std::remove(ring.begin(), ring.end(), 4), ring.end());
+                ASSERT_EQ(ring.size(), 2U);
+                const int spoke = mesh.FindEdge(place.node, ring[k]);
+                const int side = mesh.FindEdge(4, ring[k]);
+                mesh.EdgeRecord(spoke)->isOdd = mesh.EdgeRecord(spoke ^ 1)->isOdd = hasSpoke;
+                mesh.EdgeRecord(side)->isOdd = mesh.EdgeRecord(side ^ 1)->isOdd = hasSide;
+                NodeReplacements replaced;
+                mesh.CollapseShortEdges(0.02, replaced);
+                ASSERT_EQ(replaced.count(place.node), 1U);
+                const int left = mesh.FindEdge(4, ring[k]);
+                EXPECT_EQ(mesh.EdgeRecord(left)->isOdd, hasSpoke != hasSide);
+                EXPECT_EQ(mesh.EdgeRecord(left ^ 1)->isOdd, hasSpoke != hasSide);
+                EXPECT_FALSE(mesh.EdgeRecord(mesh.FindEdge(4, ring[1 - k]))->isOdd);
+            }
+        }
+    }
+}
+
 TEST(ImprintableMeshCollapse, BoundaryNodesNeverGo)
 {
     ImprintMesh mesh = Imprintable(Square(), 1e-9);

@@ -74,8 +74,10 @@ int Degeneracy(const Lists& lists)
     std::vector<std::set<int>> around(lists.size());
     for (std::size_t node = 0; node < lists.size(); ++node) {
         for (const int other : lists[node]) {
-            around[node].insert(other);
-            around[static_cast<std::size_t>(other)].insert(static_cast<int>(node));
+            if (other != static_cast<int>(node)) { // the map gives no node a color unlike its own
+                around[node].insert(other);
+                around[static_cast<std::size_t>(other)].insert(static_cast<int>(node));
+            }
         }
     }
     std::vector<bool> gone(lists.size());

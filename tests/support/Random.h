@@ -4,13 +4,24 @@
 #include <Velk/Math/VecBase_E.h>
 
 #include <cstdint>
+#include <cstdlib>
 
 namespace Support {
+
+/// SORVANE_TEST_SEED of the environment, 0 without: with a number there all random inputs are others.
+inline std::uint64_t SeedOfRun()
+{
+    static const std::uint64_t seed = [] {
+        const char* const text = std::getenv("SORVANE_TEST_SEED");
+        return text == nullptr ? std::uint64_t{0} : std::strtoull(text, nullptr, 10);
+    }();
+    return seed;
+}
 
 /// Seeded generator whose values are the same with every standard library (splitmix64).
 class Random {
 public:
-    explicit Random(std::uint64_t seed) : state_(seed) {}
+    explicit Random(std::uint64_t seed) : state_(seed + 0xd1342543de82ef95U * SeedOfRun()) {}
 
     std::uint64_t Bits()
     {
