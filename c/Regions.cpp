@@ -141,7 +141,8 @@ struct Box {
     }
 };
 
-/// The edges of a region in a balanced hierarchy of boxes.
+/// The edges of a region in a balanced hierarchy of boxes. Of its own: the C interface sees the public headers
+/// alone, and the public trees tell nothing of a whole subtree, which is what keeps `Contains` short.
 class EdgeTree {
 public:
     explicit EdgeTree(const Polylines& loops) : isReversed_(AreaOf(loops) < 0)

@@ -18,6 +18,7 @@
 #include "machining/ToolsFit_Impl.h"
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/Values_Impl.h"
+#include "planar/ArcFitting_Impl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -34,7 +35,7 @@ namespace {
 using namespace Impl;
 using Math::Impl::IsFinite;
 using Math::Impl::IsUsable;
-using Math::Impl::Widened;
+using Planar::Impl::WidenedPoints;
 
 /// Part of the hull's deviation of a tool that is not within the tolerance at which another is
 /// preferred whatever its mean.
@@ -50,15 +51,6 @@ constexpr int kMostFits = 1 << 20;
 constexpr double kLeastBound = 1e-5;
 /// By which the upper bound exceeds the lower one where it is not above it.
 constexpr int kBoundRatio = 100;
-
-template <class T>
-std::vector<Vec2d> WidenedPoints(const std::vector<VecBase<2, T>>& points)
-{
-    std::vector<Vec2d> wide(points.size());
-    std::transform(points.begin(), points.end(), wide.begin(),
-                   [](const VecBase<2, T>& point) { return Widened(point); });
-    return wide;
-}
 
 /// Nothing for an empty outline and for one with coordinates that can't be reckoned with.
 template <class T>

@@ -53,15 +53,6 @@ constexpr std::int64_t kMeasuresOfAPoint = 64;
 constexpr double kRoundings = 8;
 
 template <class T>
-std::vector<Vec2d> WidenedPoints(const std::vector<VecBase<2, T>>& points)
-{
-    std::vector<Vec2d> wide(points.size());
-    std::transform(points.begin(), points.end(), wide.begin(),
-                   [](const VecBase<2, T>& point) { return Widened(point); });
-    return wide;
-}
-
-template <class T>
 PointAccuracy AccuracyOf(const std::vector<Vec2d>& points)
 {
     double largest = 0;

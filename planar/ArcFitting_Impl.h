@@ -5,9 +5,20 @@
 #include <Sorvane/ArcSegChain_E.h>
 #include <Velk/Math/VecBase_E.h>
 
+#include <algorithm>
 #include <vector>
 
 namespace Velk::Math::Sorvane::Planar::Impl {
+
+/// The caller's points in `double`.
+template <class T>
+std::vector<Vec2d> WidenedPoints(const std::vector<VecBase<2, T>>& points)
+{
+    std::vector<Vec2d> wide(points.size());
+    std::transform(points.begin(), points.end(), wide.begin(),
+                   [](const VecBase<2, T>& point) { return Vec2d(point); });
+    return wide;
+}
 
 /// What the caller's coordinate type and the size of his coordinates do to the points.
 struct PointAccuracy {

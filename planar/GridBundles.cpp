@@ -122,13 +122,12 @@ bool MergeBundles(std::vector<GridEdge>& edges)
     if (references.empty()) {
         return false;
     }
-    std::vector<GridPointTree::Item> middles;
+    std::vector<Vec2d> middles;
     middles.reserve(edges.size());
     for (const GridEdge& edge : edges) {
-        middles.push_back(
-            {0.5 * (Vec2d(edge.low) + Vec2d(edge.high)), static_cast<int>(middles.size())});
+        middles.push_back(0.5 * (Vec2d(edge.low) + Vec2d(edge.high)));
     }
-    const GridPointTree tree(std::move(middles));
+    const GridPointTree tree(middles);
     std::vector<char> isInBundle(edges.size(), 0);
     std::vector<GridEdge> paths;
     std::vector<int> members;
@@ -153,11 +152,11 @@ bool MergeBundles(std::vector<GridEdge>& edges)
                    place >= -length && place <= 2 * length;
         };
         members.clear();
-        tree.Near(origin - whole, origin + 2.0 * whole, kBundleReach, [&](const auto& item) {
-            const GridEdge& edge = edges[static_cast<std::size_t>(item.number)];
-            if (isInBundle[static_cast<std::size_t>(item.number)] == 0 && isNear(edge.low) &&
+        tree.Near(origin - whole, origin + 2.0 * whole, kBundleReach, [&](int candidate) {
+            const GridEdge& edge = edges[static_cast<std::size_t>(candidate)];
+            if (isInBundle[static_cast<std::size_t>(candidate)] == 0 && isNear(edge.low) &&
                 isNear(edge.high)) {
-                members.push_back(item.number);
+                members.push_back(candidate);
             }
         });
         if (members.size() < kBundleSize) {

@@ -441,12 +441,12 @@ GridGraph CutAtCrossings(const std::vector<GridEdge>& edges)
 
 GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::uint64_t>& points)
 {
-    std::vector<GridPointTree::Item> items;
-    items.reserve(points.size());
+    std::vector<Vec2d> centers;
+    centers.reserve(points.size());
     for (const std::uint64_t point : points) {
-        items.push_back({Vec2d(PointOf(point)), static_cast<int>(items.size())});
+        centers.emplace_back(PointOf(point));
     }
-    const GridPointTree tree(std::move(items));
+    const GridPointTree tree(centers);
     std::vector<std::uint64_t> keys = EndsOf(edges);
     const std::size_t firstPoint = keys.size();
     keys.insert(keys.end(), points.begin(), points.end());
@@ -460,15 +460,16 @@ GridGraph CutAtCells(const std::vector<GridEdge>& edges, const std::vector<std::
         const GridEdge& edge = edges[i];
         const CellFilter filter(edge);
         places.clear();
-        tree.Near(Vec2d(edge.low), Vec2d(edge.high), 0.5, [&](const GridPointTree::Item& item) {
-            if (filter.Misses(item.at)) {
+        tree.Near(Vec2d(edge.low), Vec2d(edge.high), 0.5, [&](int number) {
+            const auto place = static_cast<std::size_t>(number);
+            const Vec2d& at = centers[place];
+            if (filter.Misses(at)) {
                 return;
             }
-            const auto place = static_cast<std::size_t>(item.number);
             const auto passes = [&](const GridPoint& point) {
                 return point != edge.low && point != edge.high && PassesCell(edge, point);
             };
-            if (filter.Passes(item.at) || passes(PointOf(points[place]))) {
+            if (filter.Passes(at) || passes(PointOf(points[place]))) {
                 places.push_back(numbers[firstPoint + place]);
             }
         });

@@ -8,6 +8,7 @@
 #include <Velk/Math/Vector_E.h>
 
 #include "mathbase/Progress_Impl.h"
+#include "mathbase/SegmentPoint_Impl.h"
 #include "planar/MinkowskiLoops_Impl.h"
 #include "planar/MinkowskiProfiles_Impl.h"
 #include "planar/SegmentOverlapTree_Impl.h"
@@ -42,11 +43,8 @@ bool Matches(const Vec2d& a, const Vec2d& b, double tol)
 
 double DistanceTo(const Segment& segment, const Vec2d& point)
 {
-    const Vec2d along = segment.end - segment.start;
-    const double square = along * along;
-    const double place =
-        square > 0 ? std::clamp(((point - segment.start) * along) / square, 0.0, 1.0) : 0.0;
-    return Vector::Length(point - segment.start - along * place);
+    return std::sqrt(Math::Impl::SquaredDistanceToSegment(segment.start, segment.end, point,
+                                                          Math::Impl::kPointsAreShort));
 }
 
 /// By how much a cut may be off a segment that has these coordinates.

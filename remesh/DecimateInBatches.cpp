@@ -12,8 +12,10 @@
 #include <Velk/Math/Tolerances_E.h>
 #include <Velk/Math/Vector_E.h>
 
+#include "mathbase/Buckets_Impl.h"
 #include "mathbase/Parallel_Impl.h"
 #include "mathbase/Progress_Impl.h"
+#include "mathbase/Values_Impl.h"
 
 #include <algorithm>
 #include <array>
@@ -22,6 +24,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -165,11 +168,6 @@ private:
     }
 };
 
-bool IsFinitePoint(const Vec3d& p)
-{
-    return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
-}
-
 /// What may happen to a vertex: all, to go along its line, or nothing.
 enum class Role : unsigned char { Free, OnLine, Fixed };
 
@@ -225,7 +223,10 @@ private:
         const Vec3d& p = PointAt(t[0]);
         return (PointAt(t[1]) - p) ^ (PointAt(t[2]) - p);
     }
-    int ListedTriangles(int v) const { return firstOf_[At(v) + 1] - firstOf_[At(v)]; }
+    int ListedTriangles(int v) const
+    {
+        return static_cast<int>(trianglesOf_[static_cast<std::size_t>(v)].size());
+    }
     bool IsHub(int v) const { return ListedTriangles(v) >= kHub; }
     void ChangeHubs(int from, int to, double share);
     void FindCosts();
@@ -258,15 +259,13 @@ private:
     std::vector<float> costs_;
     std::vector<unsigned char> isStale_; // costs of the vertex's edges have to be found anew
     // Triangles of a vertex, as they were when the pass began.
-    std::vector<int> firstOf_;
-    std::vector<int> listOf_;
+    Math::Impl::Buckets<int, int> trianglesOf_;
     std::vector<unsigned char> isTaken_; // part of a collapse in this pass
     std::vector<int> hubs_;              // those of which the sum is known in this pass
     std::vector<Vec3d> hubNormals_;      // the sum of the normals, as long as twice the areas
     std::vector<int> hubPlaces_;         // of a vertex there, -1 where the sum is not known
     std::vector<int> seen_;              // by a mark that grows
     int mark_ = 0;
-    std::vector<int> order_;
     std::vector<int> out_, outMark_, in_, inMark_; // of the vertex at work: triangles by neighbor
     std::size_t live_ = 0;
     double greatestError_ = 0.0;
@@ -304,7 +303,7 @@ BatchDecimator::BatchDecimator(const IndexedMesh& mesh, const Tags& tags, double
     Vec3d high = low * -1.0;
     for (const int point : pointOf_) {
         const Vec3d& p = mesh.points[At(point)];
-        if (IsFinitePoint(p)) {
+        if (Math::Impl::IsFinite(p)) {
             for (int i = 0; i < 3; ++i) {
                 low[i] = std::min(low[i], p[i]);
                 high[i] = std::max(high[i], p[i]);
@@ -335,27 +334,14 @@ BatchDecimator::BatchDecimator(const IndexedMesh& mesh, const Tags& tags, double
 
 void BatchDecimator::ListTrianglesOfVertices()
 {
-    firstOf_.assign(points_.size() + 1, 0);
-    for (const Triangle& t : triangles_) {
-        for (const int v : t) {
-            ++firstOf_[At(v) + 1];
+    trianglesOf_ = {}; // the room of the old lists serves the new ones
+    trianglesOf_ = Math::Impl::Buckets<int, int>(points_.size(), [this](const auto& put) {
+        for (std::size_t t = 0; t < triangles_.size(); ++t) {
+            for (const int v : triangles_[t]) {
+                put(v, static_cast<int>(t));
+            }
         }
-    }
-    for (std::size_t v = 0; v < points_.size(); ++v) {
-        firstOf_[v + 1] += firstOf_[v];
-    }
-    listOf_.resize(3 * triangles_.size());
-    // Filled from the back, so that the starts come out where they belong.
-    for (std::size_t t = triangles_.size(); t-- > 0;) {
-        for (const int v : triangles_[t]) {
-            listOf_[At(--firstOf_[At(v) + 1])] = static_cast<int>(t);
-        }
-    }
-    // Each entry has become its own start: shifted by one, back into place.
-    for (std::size_t v = 0; v < points_.size(); ++v) {
-        firstOf_[v] = firstOf_[v + 1];
-    }
-    firstOf_[points_.size()] = static_cast<int>(listOf_.size());
+    });
 }
 
 void BatchDecimator::GatherQuadrics()
@@ -388,7 +374,7 @@ bool BatchDecimator::IsOneFan(int v, std::size_t count) const
         const std::size_t k = corners[0] == v ? 0 : corners[1] == v ? 1 : 2;
         return std::array<int, 2>{corners[(k + 1) % 3], corners[(k + 2) % 3]};
     };
-    const int first = listOf_[At(firstOf_[At(v)])];
+    const int first = trianglesOf_[v].front();
     std::size_t steps = 1;
     for (int t = first;; ++steps) {
         const int after = othersOf(t)[1];
@@ -443,25 +429,24 @@ void BatchDecimator::FindRoles(const Tags& tags, double featureAngle)
     };
     for (std::size_t i = 0; i < points_.size(); ++i) {
         const int v = static_cast<int>(i);
-        const auto from = At(firstOf_[i]);
-        const auto to = At(firstOf_[i + 1]);
-        if (from == to) {
+        const std::span<const int> around = std::as_const(trianglesOf_)[i];
+        if (around.empty()) {
             continue;
         }
         ++mark_;
         bool isSound = true;
-        for (std::size_t j = from; j < to; ++j) {
-            const Triangle& t = triangles_[At(listOf_[j])];
+        for (const int number : around) {
+            const Triangle& t = triangles_[At(number)];
             const std::size_t k = t[0] == v ? 0 : t[1] == v ? 1 : 2;
             const int next = t[(k + 1) % 3];
             const int prev = t[(k + 2) % 3];
             isSound = isSound && outMark_[At(next)] != mark_ && inMark_[At(prev)] != mark_;
             outMark_[At(next)] = mark_;
-            out_[At(next)] = listOf_[j];
+            out_[At(next)] = number;
             inMark_[At(prev)] = mark_;
-            in_[At(prev)] = listOf_[j];
+            in_[At(prev)] = number;
         }
-        if (!isSound || !IsOneFan(v, to - from)) {
+        if (!isSound || !IsOneFan(v, around.size())) {
             roles_[i] = Role::Fixed;
         }
         int lineCount = 0;
@@ -471,24 +456,24 @@ void BatchDecimator::FindRoles(const Tags& tags, double featureAngle)
             }
             ++lineCount;
         };
-        for (std::size_t j = from; j < to; ++j) {
-            const Triangle& t = triangles_[At(listOf_[j])];
+        for (const int number : around) {
+            const Triangle& t = triangles_[At(number)];
             const std::size_t k = t[0] == v ? 0 : t[1] == v ? 1 : 2;
             const int next = t[(k + 1) % 3];
             const int prev = t[(k + 2) % 3];
             if (inMark_[At(next)] != mark_) {
                 isOpen_[i] = 1;
                 addLine(next);
-                addAcross(v, next, listOf_[j]);
-            } else if (isFeature(listOf_[j], in_[At(next)])) {
+                addAcross(v, next, number);
+            } else if (isFeature(number, in_[At(next)])) {
                 addLine(next);
-                addAcross(v, next, listOf_[j]);
+                addAcross(v, next, number);
                 addAcross(v, next, in_[At(next)]);
             }
             if (outMark_[At(prev)] != mark_) {
                 isOpen_[i] = 1;
                 addLine(prev);
-                addAcross(v, prev, listOf_[j]);
+                addAcross(v, prev, number);
             }
         }
         if (lineCount == 2 && roles_[i] == Role::Free) {
@@ -574,8 +559,8 @@ void BatchDecimator::KeepVolume(int a, int b, Vec3d& x, double& error)
 void BatchDecimator::AddStars(int a, int b, const Vec3d& x, Vec3d& normals, double& volume) const
 {
     for (const int v : {a, b}) {
-        for (int j = firstOf_[At(v)]; j < firstOf_[At(v) + 1]; ++j) {
-            const Triangle& t = triangles_[At(listOf_[At(j)])];
+        for (const int number : trianglesOf_[v]) {
+            const Triangle& t = triangles_[At(number)];
             if (IsDead(t) || (v == b && (t[0] == a || t[1] == a || t[2] == a))) {
                 continue;
             }
@@ -593,8 +578,8 @@ void BatchDecimator::AddHub(int hub, int other, const Vec3d& x, Vec3d& normals, 
     int& place = hubPlaces_[At(hub)];
     if (place < 0) {
         Vec3d sum;
-        for (int j = firstOf_[At(hub)]; j < firstOf_[At(hub) + 1]; ++j) {
-            const Triangle& t = triangles_[At(listOf_[At(j)])];
+        for (const int number : trianglesOf_[hub]) {
+            const Triangle& t = triangles_[At(number)];
             sum += IsDead(t) ? Vec3d{} : NormalOf(t);
         }
         place = static_cast<int>(hubs_.size());
@@ -603,8 +588,8 @@ void BatchDecimator::AddHub(int hub, int other, const Vec3d& x, Vec3d& normals, 
     }
     normals = hubNormals_[At(place)];
     volume = normals * (PointAt(hub) - x);
-    for (int j = firstOf_[At(other)]; j < firstOf_[At(other) + 1]; ++j) {
-        const Triangle& t = triangles_[At(listOf_[At(j)])];
+    for (const int number : trianglesOf_[other]) {
+        const Triangle& t = triangles_[At(number)];
         if (!IsDead(t) && t[0] != hub && t[1] != hub && t[2] != hub) {
             const Vec3d normal = NormalOf(t);
             normals += normal;
@@ -617,8 +602,8 @@ void BatchDecimator::AddHub(int hub, int other, const Vec3d& x, Vec3d& normals, 
 void BatchDecimator::ChangeHubs(int from, int to, double share)
 {
     for (const int end : {from, to}) {
-        for (int j = firstOf_[At(end)]; j < firstOf_[At(end) + 1]; ++j) {
-            const Triangle& t = triangles_[At(listOf_[At(j)])];
+        for (const int number : trianglesOf_[end]) {
+            const Triangle& t = triangles_[At(number)];
             if (IsDead(t) || (end == to && (t[0] == from || t[1] == from || t[2] == from))) {
                 continue;
             }
@@ -668,8 +653,8 @@ bool BatchDecimator::KeepsTopology(int from, int to)
     const int ofBoth = ++mark_;
     int shared = 0;
     int ring = 0;
-    for (int j = firstOf_[At(from)]; j < firstOf_[At(from) + 1]; ++j) {
-        const Triangle& t = triangles_[At(listOf_[At(j)])];
+    for (const int number : trianglesOf_[from]) {
+        const Triangle& t = triangles_[At(number)];
         if (IsDead(t)) {
             continue;
         }
@@ -683,8 +668,8 @@ bool BatchDecimator::KeepsTopology(int from, int to)
     }
     int common = 0;
     const int ofTo = ++mark_;
-    for (int j = firstOf_[At(to)]; j < firstOf_[At(to) + 1]; ++j) {
-        const Triangle& t = triangles_[At(listOf_[At(j)])];
+    for (const int number : trianglesOf_[to]) {
+        const Triangle& t = triangles_[At(number)];
         if (IsDead(t)) {
             continue;
         }
@@ -710,8 +695,8 @@ bool BatchDecimator::KeepsTopology(int from, int to)
 bool BatchDecimator::TurnsTooFar(int v, int other, const Vec3d& x, double& step) const
 {
     double squaredStep = step * step;
-    for (int j = firstOf_[At(v)]; j < firstOf_[At(v) + 1]; ++j) {
-        const Triangle& t = triangles_[At(listOf_[At(j)])];
+    for (const int number : trianglesOf_[v]) {
+        const Triangle& t = triangles_[At(number)];
         if (IsDead(t)) {
             continue;
         }
@@ -796,8 +781,8 @@ bool BatchDecimator::TryCollapse(int a, int b, double limit, bool& isTooFar)
     if (!hubs_.empty()) {
         ChangeHubs(from, to, -1.0);
     }
-    for (int j = firstOf_[At(from)]; j < firstOf_[At(from) + 1]; ++j) {
-        Triangle& t = triangles_[At(listOf_[At(j)])];
+    for (const int number : trianglesOf_[from]) {
+        Triangle& t = triangles_[At(number)];
         if (IsDead(t)) {
             continue;
         }
@@ -843,23 +828,15 @@ std::size_t BatchDecimator::RunPass(std::size_t goal, double limit)
     constexpr float kHighest = std::numeric_limits<float>::max();
     const auto highest = static_cast<float>(std::min<double>(limit * limit, kHighest));
     const auto keyOf = [](float cost) { return std::bit_cast<std::uint32_t>(cost) >> 16U; };
-    std::vector<int> starts((std::size_t{1} << 16U) + 1, 0);
-    std::size_t count = 0;
-    for (const float cost : costs_) {
-        if (cost <= highest) {
-            ++starts[keyOf(cost) + 1];
-            ++count;
+    const Math::Impl::Buckets<int, int> ranked(std::size_t{1} << 16U, [&](const auto& put) {
+        for (std::size_t slot = 0; slot < costs_.size(); ++slot) {
+            if (costs_[slot] <= highest) {
+                put(keyOf(costs_[slot]), static_cast<int>(slot));
+            }
         }
-    }
-    for (std::size_t i = 1; i < starts.size(); ++i) {
-        starts[i] += starts[i - 1];
-    }
-    order_.resize(count);
-    for (std::size_t slot = 0; slot < costs_.size(); ++slot) {
-        if (costs_[slot] <= highest) {
-            order_[At(starts[keyOf(costs_[slot])]++)] = static_cast<int>(slot);
-        }
-    }
+    });
+    const std::vector<int>& order = ranked.Items();
+    const std::size_t count = order.size();
     std::fill(isTaken_.begin(), isTaken_.end(), static_cast<unsigned char>(0));
     for (const int hub : hubs_) {
         hubPlaces_[At(hub)] = -1;
@@ -868,10 +845,10 @@ std::size_t BatchDecimator::RunPass(std::size_t goal, double limit)
     hubNormals_.clear();
     std::size_t collapsed = 0;
     const float last =
-        goal < count ? kErrorSlack * costs_[At(order_[goal])] : std::numeric_limits<float>::max();
+        goal < count ? kErrorSlack * costs_[At(order[goal])] : std::numeric_limits<float>::max();
     const std::size_t target = live_ - std::min(live_, 2 * goal);
     Progress::Impl::Steps steps;
-    for (const int slot : order_) {
+    for (const int slot : order) {
         steps.Next();
         if (live_ <= target || (costs_[At(slot)] > last && collapsed > goal / 8)) {
             break;
@@ -989,7 +966,7 @@ double DeviationOf(const IndexedMesh& source, const IndexedMesh& result)
         const auto nearest = tree.ClosestPoints(samples, 1e100, {});
         double squared = 0.0;
         for (std::size_t i = 0; i < samples.size(); ++i) {
-            if (IsFinitePoint(samples[i])) {
+            if (Math::Impl::IsFinite(samples[i])) {
                 squared = std::max(squared, SquaredLength(nearest[i].point - samples[i]));
             }
         }

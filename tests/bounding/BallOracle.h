@@ -203,4 +203,20 @@ long double ReachOf(const std::vector<Velk::Math::VecBase<D, T>>& points,
     return reach;
 }
 
+// Compiled once, with optimization in every build (tests/CMakeLists.txt).
+extern template class TinyBall<2>;
+extern template class TinyBall<3>;
+extern template long double SmallestRadius(const std::vector<Velk::Math::VecBase<2, float>>&);
+extern template long double ReachOf(const std::vector<Velk::Math::VecBase<2, float>>&,
+                                    const Velk::Math::VecBase<2, float>&);
+extern template long double SmallestRadius(const std::vector<Velk::Math::VecBase<2, double>>&);
+extern template long double ReachOf(const std::vector<Velk::Math::VecBase<2, double>>&,
+                                    const Velk::Math::VecBase<2, double>&);
+extern template long double SmallestRadius(const std::vector<Velk::Math::VecBase<3, float>>&);
+extern template long double ReachOf(const std::vector<Velk::Math::VecBase<3, float>>&,
+                                    const Velk::Math::VecBase<3, float>&);
+extern template long double SmallestRadius(const std::vector<Velk::Math::VecBase<3, double>>&);
+extern template long double ReachOf(const std::vector<Velk::Math::VecBase<3, double>>&,
+                                    const Velk::Math::VecBase<3, double>&);
+
 } // namespace Support

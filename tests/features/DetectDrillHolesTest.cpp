@@ -3,6 +3,7 @@
 #include <Sorvane/MeshFeatures_E.h>
 
 #include "tests/support/MeshGenerators.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TestSupport.h"
 #include "tests/support/ThreadLimit.h"
 #include "tests/support/TurnedBodies.h"
@@ -418,7 +419,7 @@ TEST(DetectDrillHoles, PairsAreThoseOfTheLiteralRule)
     int holeCount = 0;
     int clearCount = 0;
     int circleCount = 0;
-    for (int round = 0; round < 6; ++round) {
+    for (int round = 0; round < Support::FullOr(6, 4); ++round) {
         // A row of rings on one axis, some with two diameters, near and far apart, in all sizes: of
         // distances below 1 the squares are smaller, above 1 greater. The last rounds lean.
         IndexedMesh bodies;
@@ -469,7 +470,7 @@ TEST(DetectDrillHoles, PairsAreThoseOfTheLiteralRule)
             ++circleCount;
         }
     }
-    EXPECT_GT(holeCount, 25);
+    EXPECT_GT(holeCount, Support::FullOr(25, 16));
     EXPECT_GT(clearCount, circleCount * 3 / 4); // else this says little
 }
 

@@ -404,6 +404,9 @@ TYPED_TEST(UniquenessInside, SameBitsForAnyNumberOfThreads)
             std::vector<V> reference;
             std::vector<int> referenceIndex;
             for (const int threads : {1, 2, 4}) {
+                if (Support::kSanitized && threads == 2) {
+                    continue; // two chunks at a time are among those of four
+                }
                 std::vector<V> points = input;
                 std::vector<int> index;
                 Support::WithThreads(threads, [&] {

@@ -173,4 +173,10 @@ Soup<T> SoupOf(const Velk::Math::Sorvane::Mesh::IndexedPointsBase<3, double>& me
     return soup;
 }
 
+// Compiled once, with optimization in every build (tests/CMakeLists.txt).
+extern template Velk::Math::Sorvane::MeshUtils::MeshReport<float> TwinReport(const Soup<float>&,
+                                                                             float);
+extern template Velk::Math::Sorvane::MeshUtils::MeshReport<double> TwinReport(const Soup<double>&,
+                                                                              double);
+
 } // namespace Support

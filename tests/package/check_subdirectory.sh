@@ -34,8 +34,11 @@ fi
 echo "--- built"
 same=$source/tests/package/same_compile.py
 "$same" --table "$build" "$scratch/table"
+# It is started for each source: as the program itself, not by way of a wrapper that looks for it, and without
+# packages.
+python=$(python3 -c 'import sys; print(sys.executable)')
 run "$cmake" "${options[@]}" -B "$scratch/build" -DCMAKE_BUILD_TYPE=Release \
-  "-DCMAKE_CXX_COMPILER_LAUNCHER=$same;$scratch/table"
+  "-DCMAKE_CXX_COMPILER_LAUNCHER=$python;-I;-S;$same;$scratch/table"
 run "$cmake" --build "$scratch/build" --parallel 2 --target host_Sorvane host_static
 if [ "$(cat "$scratch/table")" != '{}' ] && grep -v '/main\.cpp$' "$scratch/table.compiled"; then
   echo "these sources of the library are compiled otherwise in a host's build than in its own"

@@ -11,7 +11,6 @@ Beside TABLE, in TABLE.taken and TABLE.compiled, stands what was done for each s
 import json
 import os
 import shutil
-import subprocess
 import sys
 
 
@@ -28,6 +27,8 @@ def normalized(arguments):
 
 
 def write_table(build, table):
+    import subprocess  # here alone: as a launcher this starts once for each source
+
     known = {}
     build = os.path.abspath(build)
     commands = "[]"

@@ -199,14 +199,7 @@ std::vector<Vec2d> Samples(const PolyArcSegBase<T>& chain, double step)
     return samples;
 }
 
-inline double DistanceToPoints(const Vec2d& p, const std::vector<Vec2d>& points)
-{
-    double least = std::numeric_limits<double>::infinity();
-    for (const Vec2d& q : points) {
-        least = std::min(least, std::hypot(q[0] - p[0], q[1] - p[1]));
-    }
-    return least;
-}
+double DistanceToPoints(const Vec2d& p, const std::vector<Vec2d>& points);
 
 /// Distance of `p` from a polyline.
 template <class T>
@@ -238,5 +231,16 @@ bool IsInside(const Vec2d& p, const std::vector<VecBase<2, T>>& loop)
     }
     return inside;
 }
+
+// Compiled once, with optimization in every build (tests/CMakeLists.txt).
+extern template Vec2d PointOf(const ArcSegBase<float>&, double);
+extern template std::vector<Vec2d> Samples(const PolyArcSegBase<float>&, double);
+extern template double DistanceToPolyline(const Vec2d&, const std::vector<VecBase<2, float>>&);
+extern template bool IsInside(const Vec2d&, const std::vector<VecBase<2, float>>&);
+
+extern template Vec2d PointOf(const ArcSegBase<double>&, double);
+extern template std::vector<Vec2d> Samples(const PolyArcSegBase<double>&, double);
+extern template double DistanceToPolyline(const Vec2d&, const std::vector<VecBase<2, double>>&);
+extern template bool IsInside(const Vec2d&, const std::vector<VecBase<2, double>>&);
 
 } // namespace Support

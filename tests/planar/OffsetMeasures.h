@@ -169,4 +169,11 @@ void ExpectClosed(const Chains<T>& chains, std::size_t count)
     }
 }
 
+// Compiled once, with optimization in every build (tests/CMakeLists.txt).
+extern template double DistanceToElement(const Vec2d&, const ArcSegBase<float>&);
+extern template double DistanceToChain(const Vec2d&, const PolyArcSegBase<float>&);
+
+extern template double DistanceToElement(const Vec2d&, const ArcSegBase<double>&);
+extern template double DistanceToChain(const Vec2d&, const PolyArcSegBase<double>&);
+
 } // namespace Support

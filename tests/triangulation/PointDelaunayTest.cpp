@@ -7,6 +7,8 @@
 #include "tests/support/TestSupport.h"
 #include "tests/triangulation/ExactTurn.h"
 
+#include <boost/multiprecision/cpp_bin_float.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
