@@ -19,10 +19,12 @@
 #include "mathbase/SegmentPoint_Impl.h"
 #include "mathbase/Values_Impl.h"
 #include "planar/ArcFitting_Impl.h"
+#include "planar/ChainElement_Impl.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <optional>
 
@@ -44,6 +46,8 @@ constexpr double kTurnShare = 0.1;
 constexpr double kSweepShare = 0.1;
 /// Between points that make an arc: any three lie on one.
 constexpr int kFewestSteps = 3;
+/// How often each point may be measured again, in the mean.
+constexpr std::int64_t kMeasuresOfAPoint = 64;
 /// Roundings of a coordinate by which a point may be off an element beyond the tolerance: the
 /// element's own numbers are rounded too.
 constexpr double kRoundings = 8;
@@ -134,6 +138,7 @@ public:
           limit_(static_cast<double>(tol) + kRoundings * accuracy.rounding)
     {
         chain_.tolerance = tol;
+        measuresLeft_ = kMeasuresOfAPoint * static_cast<std::int64_t>(points.size());
         for (const int number : kept) {
             thinned_.push_back(points[static_cast<std::size_t>(number)]);
         }
@@ -146,6 +151,7 @@ public:
             for (const Run& run : RunsOfOneCurvature(thinned_, curvatures, tol_, accuracy)) {
                 AppendRun(run, curvatures);
             }
+            AppendRest();
         }
         return std::move(chain_);
     }
@@ -179,6 +185,23 @@ private:
             return;
         }
         AppendCurved(run, curvatures);
+    }
+
+    /// What lies behind the last thinned point is near to it, but the chain may end before that.
+    void AppendRest()
+    {
+        const Stretch rest{kept_.back(), static_cast<int>(points_.size()) - 1};
+        if (chain_.elements.empty() ||
+            !(Length(Point(rest.first) - ChainEnd()) <= static_cast<double>(tol_))) {
+            return;
+        }
+        const ArcSegBase<T>& last = chain_.elements.back();
+        const SegBase<T>* const segment = last.AsSegment();
+        if (segment != nullptr ? !(DistanceFromSegment(rest, Widened(segment->start),
+                                                       Widened(segment->end)) <= limit_)
+                               : !IsNearArc(rest, *last.AsArc())) {
+            Divide(rest);
+        }
     }
 
     void AppendCurved(const Run& run, const std::vector<double>& curvatures)
@@ -249,24 +272,41 @@ private:
     }
     bool FitsSegment(const Stretch& stretch, const Vec2d& from, const Vec2d& to) const
     {
-        return DistanceFromSegment(stretch, from, to) <= limit_;
+        return DistanceFromSegment(stretch, from, EndOfSegmentTo(to, from)) <= limit_;
+    }
+
+    /// Where a segment from the chain's end leads: nowhere, if the chain ends there already. Points
+    /// that the path passed on its way out and back are then measured from the chain's end.
+    Vec2d EndOfSegmentTo(const Vec2d& to, const Vec2d& from) const
+    {
+        const bool isLeftOut =
+            !chain_.elements.empty() &&
+            !(Length(Widened(Narrowed<T>(to)) - from) > static_cast<double>(tol_));
+        return isLeftOut ? from : to;
+    }
+
+    bool IsNearArc(const Stretch& stretch, const ArcBase<T>& arc) const
+    {
+        const DistanceFromArc distance(Wide(arc));
+        for (int i = stretch.first; i <= stretch.last; ++i) {
+            if (!(distance(Point(i)) <= limit_)) {
+                return false;
+            }
+        }
+        return true;
     }
 
     /// Is every point of the stretch within the limit of the arc, and do they run round its center
     /// as far as it does? Points can be near an arc of the wrong sense, or of a turn less.
     bool FitsArc(const Stretch& stretch, const ArcBase<T>& arc) const
     {
-        const ArcBase<double> wide{Widened(arc.center), Widened(arc.start),
-                                   static_cast<double>(arc.length)};
-        const DistanceFromArc distance(wide);
+        if (!IsNearArc(stretch, arc)) {
+            return false;
+        }
+        const ArcBase<double> wide = Wide(arc);
         double sweptArea = 0; // doubled
-        for (int i = stretch.first; i <= stretch.last; ++i) {
-            if (!(distance(Point(i)) <= limit_)) {
-                return false;
-            }
-            if (i > stretch.first) {
-                sweptArea += (Point(i - 1) - wide.center) ^ (Point(i) - Point(i - 1));
-            }
+        for (int i = stretch.first + 1; i <= stretch.last; ++i) {
+            sweptArea += (Point(i - 1) - wide.center) ^ (Point(i) - Point(i - 1));
         }
         const double swept = sweptArea / Geometry::Radius(wide);
         return std::fabs(swept - wide.length) <= kSweepShare * std::fabs(wide.length);
@@ -277,11 +317,12 @@ private:
     bool AppendSegmentTo(const Vec2d& to, const Stretch& stretch)
     {
         const Vec2d from = ChainEndOr(Point(stretch.first));
-        const double distance = DistanceFromSegment(stretch, from, to);
+        const double distance = DistanceFromSegment(stretch, from, EndOfSegmentTo(to, from));
         if (!(distance <= limit_)) {
             return false;
         }
         if (chain_.AppendSegment(Narrowed<T>(from), Narrowed<T>(to))) {
+            lastFirst_ = stretch.first;
             lastDistance_ = distance;
         }
         return true;
@@ -297,7 +338,8 @@ private:
 
     /// Moves the end of the last element to `end` when it is a segment that the chord from `start`
     /// goes on straight from. The points of the segment are then as far from it as they were, and
-    /// no more than its former end is: a bound that is kept instead of measuring them again.
+    /// no more than its former end is: a bound that is kept instead of measuring them again, as
+    /// long as it holds.
     bool ProlongTo(const Vec2d& start, const Vec2d& end, const Stretch& stretch)
     {
         SegBase<T>* const last =
@@ -310,11 +352,23 @@ private:
         const double moved = std::sqrt(Math::Impl::SquaredDistanceToSegment(
             from, end, Widened(last->end), Math::Impl::kPointsAreShort));
         const double distance = DistanceFromSegment(stretch, from, end);
-        if (!(lastDistance_ + moved <= limit_ && distance <= limit_)) {
+        if (!(distance <= limit_)) {
             return false;
         }
+        double former = lastDistance_ + moved;
+        if (!(former <= limit_)) {
+            const Stretch before{lastFirst_, stretch.first};
+            if (before.last - before.first > measuresLeft_) {
+                return false;
+            }
+            measuresLeft_ -= before.last - before.first;
+            former = DistanceFromSegment(before, from, end);
+            if (!(former <= limit_)) {
+                return false;
+            }
+        }
         last->end = Narrowed<T>(end);
-        lastDistance_ = std::max(lastDistance_ + moved, distance);
+        lastDistance_ = std::max(former, distance);
         return true;
     }
 
@@ -404,6 +458,7 @@ private:
             const Stretch part{first, std::max(straight, first + 1)};
             if (!AppendSegmentTo(Point(part.last), part)) {
                 chain_.AppendSegment(Narrowed<T>(from), Narrowed<T>(Point(part.last)));
+                lastFirst_ = part.first;
                 lastDistance_ = limit_;
             }
             first = part.last;
@@ -417,7 +472,11 @@ private:
     T tol_;
     double limit_;
     PolyArcSegBase<T> chain_;
-    double lastDistance_ = 0; // no point of the last element, a segment, is farther from it
+    int lastFirst_ = 0;       // where the points of the last element, a segment, begin
+    double lastDistance_ = 0; // and none of them is farther from it
+    // Points that may be measured again, so that it remains a part of the work: where a segment is
+    // prolonged over and over at the very limit, it ends early then.
+    std::int64_t measuresLeft_ = 0;
 };
 
 /// Numbers of the points that runs are made of.

@@ -26,17 +26,6 @@ using namespace Impl;
 /// Elements are cut as exactly as `double` can: what counts as one point is decided afterwards.
 constexpr double kCutTolerance = kLengthFloor<double>;
 
-SegBase<double> Wide(const SegBase<double>& segment) { return segment; }
-ArcBase<double> Wide(const ArcBase<double>& arc) { return arc; }
-SegBase<double> Wide(const SegBase<float>& segment)
-{
-    return {Widened(segment.start), Widened(segment.end)};
-}
-ArcBase<double> Wide(const ArcBase<float>& arc)
-{
-    return {Widened(arc.center), Widened(arc.start), static_cast<double>(arc.length)};
-}
-
 /// The elements of both chains, and the vertices of each.
 struct Meeting {
     std::vector<SegBase<double>> segments;

@@ -27,6 +27,18 @@ double Distance(const VecBase<2, T>& a, const VecBase<2, T>& b)
     return Vector::Length(Widened(b) - Widened(a));
 }
 
+template <class T>
+SegBase<double> Wide(const SegBase<T>& segment)
+{
+    return {Widened(segment.start), Widened(segment.end)};
+}
+
+template <class T>
+ArcBase<double> Wide(const ArcBase<T>& arc)
+{
+    return {Widened(arc.center), Widened(arc.start), static_cast<double>(arc.length)};
+}
+
 /// Length before it is rounded to T, so that sums of many are rounded once.
 template <class T>
 double WideLength(const SegBase<T>& segment)

@@ -22,16 +22,6 @@ ArcSegBase<double> Moved(const ArcBase<double>& arc, const Vec2d& by)
 {
     return ArcBase<double>{arc.center + by, arc.start + by, arc.length};
 }
-template <class T>
-SegBase<double> Wide(const SegBase<T>& segment)
-{
-    return {Widened(segment.start), Widened(segment.end)};
-}
-template <class T>
-ArcBase<double> Wide(const ArcBase<T>& arc)
-{
-    return {Widened(arc.center), Widened(arc.start), static_cast<double>(arc.length)};
-}
 
 using Box = Bounding::AxisAlignedBoundingBox<2, double>;
 

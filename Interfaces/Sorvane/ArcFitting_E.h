@@ -40,8 +40,7 @@ std::vector<VecBase<2, T>> FilterZeroCurvature(const std::vector<VecBase<2, T>>&
 /// begins where the farthest one before it ends. A polyline that is one closed run becomes the circle
 /// that fits best, a whole turn. What is left are segments. An arc whose chord is within `tol` of it is a
 /// segment, and prolongs a tangent one before it as long as the tolerance holds for all of the segment's
-/// points: counted is how far its end has moved in sum, which may end it early but never late. Four
-/// points of an arc are the fewest that give one.
+/// points. Four points of an arc are the fewest that give one.
 ///
 /// Curvatures are one as long as from point to point they change by no more than the fraction `tol`, a
 /// pure number here, or than rounding explains. So a run may drift. It is divided into arcs and

@@ -522,6 +522,34 @@ TEST(ArcFittingProfiles, CrowdedPointsStayWithinTheTolerance)
     }
 }
 
+// A path that goes out by a little more than the tolerance and comes back, where the chain ends
+// within the tolerance of where it comes back to and has no element for it.
+TEST(ArcFittingProfiles, PointsOnTheWayOutAndBackStayWithinTheTolerance)
+{
+    const Points simple{{0, 0}, {1000, 0}, {1000.6, 0.7}, {1000.75, 0.7}, {1000.7, 0.65}};
+    const Points atTheEnd{{66.0457, 67.5102}, {67.5363, 69.0358}, {69.4571, 69.7379},
+                          {69.5961, 69.5742}, {70.3512, 70.1383}, {70.5403, 70.5111},
+                          {71.1926, 70.3732}, {71.1156, 71.0651}, {71.3133, 71.1697},
+                          {71.3169, 71.1106}};
+    const Points inBetween{{19.6897, 16.0794}, {20.3291, 17.8700}, {21.3767, 18.7185},
+                           {21.8469, 18.9808}, {22.3680, 19.8989}, {22.6511, 20.0770},
+                           {22.9660, 20.9078}, {22.7716, 21.6957}, {22.6333, 21.5890},
+                           {22.4306, 21.8837}, {22.8939, 21.6075}, {23.8835, 22.0522},
+                           {24.7143, 22.7695}, {24.9537, 23.2183}, {25.3581, 23.2846}};
+    // The chain ends before the last point that is not thinned away, which is near the very last.
+    const Points behindTheEnd{{60.9310, 70.3599}, {62.2145, 71.2422}, {61.8855, 72.3711},
+                              {63.2121, 72.9062}, {64.2938, 73.9135}, {65.2836, 73.6436},
+                              {65.1764, 74.5604}, {65.1292, 74.6059}, {65.0406, 75.3855},
+                              {65.2460, 76.0466}, {65.0549, 75.7972}};
+    for (const Points& units : {simple, atTheEnd, inBetween, behindTheEnd}) {
+        Points points = units;
+        for (Vec2d& p : points) {
+            p = p * 1e-3;
+        }
+        EXPECT_LE(FarthestFromChain(points, FilterArcsAndSegs(points, 1e-3)), 1e-3 + 1e-12);
+    }
+}
+
 // The last point matches the one before per coordinate, and is 1.4 tolerances away.
 TEST(ArcFittingProfiles, LastPointIsReached)
 {
