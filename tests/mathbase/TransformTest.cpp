@@ -236,14 +236,22 @@ TEST(Build, RotationFromAxisAngleKeepsLengthsAndItsAxis)
         const auto axis = random.Vector<3, double>(-1, 1) * std::exp2(random.Between(-30, 300));
         const double angle = random.Between(-7, 7) * std::exp2(random.Between(-40, 0));
         const auto t = BuildRotationFromAxisAngle(axis, angle);
-        ExpectOrthonormal(t, 8 * kEpsilon);
+        // In roundings, half an epsilon: the axis is too long or short by up to 2.5 and each of its
+        // components off by one more, so that its squares times 1 - cos have 13, and 4/3 of that as
+        // a matrix; its sin fold has 5.5, and 1.2 of that; the sums and the product with a point 7.
+        const double versine = 2 * std::pow(std::sin(angle / 2), 2);
+        const double once = (18 * versine + 7 * std::fabs(std::sin(angle)) + 7) * kEpsilon / 2;
+        ExpectOrthonormal(t, 2 * once);
         const auto p = random.Vector<3, double>(-1, 1);
-        EXPECT_NEAR(Vector::Length(t * p), Vector::Length(p), 8 * kEpsilon);
+        const double size = Vector::Length(p);
+        EXPECT_NEAR(Vector::Length(t * p), size, (once + 3 * kEpsilon) * size);
         const Vec3d unit = axis / axis[0] * 1e-3; // any length will do to tell the axis
-        ExpectNear(t * unit, unit, 8 * kEpsilon * Vector::Length(unit));
+        ExpectNear(t * unit, unit, (once + kEpsilon) * Vector::Length(unit));
         // Back by the opposite angle, which is the transpose.
-        ExpectNear(BuildRotationFromAxisAngle(axis, -angle) * (t * p), p, 8 * kEpsilon);
-        EXPECT_NEAR(t(0, 0) + t(1, 1) + t(2, 2), 1 + 2 * std::cos(angle), 8 * kEpsilon);
+        ExpectNear(BuildRotationFromAxisAngle(axis, -angle) * (t * p), p, 2 * once * size);
+        // Of the squares each counts twice, and the sums and the cosine take 12.
+        EXPECT_NEAR(t(0, 0) + t(1, 1) + t(2, 2), 1 + 2 * std::cos(angle),
+                    (26 * versine + 12) * kEpsilon / 2);
     }
 }
 
