@@ -13,7 +13,8 @@ namespace Velk::Math::Sorvane::Bounding::Impl {
 /// Areas and heights of what is seen of points along directions.
 class PrismBody {
 public:
-    /// At least one point, all finite. They are used while the object lives.
+    /// At least one point, all finite, one of them the origin or near the others. They are used
+    /// while the object lives.
     explicit PrismBody(const std::vector<Vec3d>& points);
 
     /// Area and height along a unit direction, or less, by no more than rounding. O(triangles of

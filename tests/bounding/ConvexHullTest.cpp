@@ -54,16 +54,19 @@ bool AreFrom(const Points<T>& hull, const Points<T>& points)
     });
 }
 
-/// Distance of `p` from the hull's region, 0 inside.
+/// Distance of `p` from the hull's region, 0 inside. Inside is where the hull runs around the
+/// point: a dent at a short edge turns the line of that edge aside from points far away that are
+/// inside.
 template <class T>
 long double DistanceOutside(const Points<T>& hull, const VecBase<2, T>& p)
 {
     long double nearest = std::numeric_limits<long double>::max();
-    bool isInside = true;
+    int windings = 0;
     for (std::size_t i = 0; i < hull.size(); ++i) {
         const auto& a = hull[i];
         const auto& b = hull[(i + 1) % hull.size()];
-        isInside = isInside && Turn(a, b, p) >= 0;
+        windings += a[1] <= p[1] && b[1] > p[1] && Turn(a, b, p) > 0 ? 1 : 0;
+        windings -= a[1] > p[1] && b[1] <= p[1] && Turn(a, b, p) < 0 ? 1 : 0;
         const long double ux = static_cast<long double>(b[0]) - a[0];
         const long double uy = static_cast<long double>(b[1]) - a[1];
         const long double vx = static_cast<long double>(p[0]) - a[0];
@@ -71,14 +74,24 @@ long double DistanceOutside(const Points<T>& hull, const VecBase<2, T>& p)
         const long double t = std::clamp((ux * vx + uy * vy) / (ux * ux + uy * uy), 0.0L, 1.0L);
         nearest = std::min(nearest, std::hypot(vx - t * ux, vy - t * uy));
     }
-    return isInside ? 0 : nearest;
+    return windings != 0 ? 0 : nearest;
 }
 
-/// Of input points, convex, counter-clockwise once around, and around all points, by `slack`
-/// epsilons of the coordinates' size and the tolerance within which points are one.
+/// Of input points, convex, counter-clockwise once around, and around all points, up to the
+/// rounding of a chain made after as many turns as dents take, and the tolerance within which
+/// points are one. Adds to `turnedSets` when there are any.
 template <class T>
-void ExpectHull(const Points<T>& hull, const Points<T>& points, long double slack)
+void ExpectHull(const Points<T>& hull, const Points<T>& points, int& turnedSets)
 {
+    int turns = 0;
+    Support::PlainHull(points, turns);
+    turnedSets += turns > 0 ? 1 : 0;
+    // A cross product is off by four roundings of the product of its two edges, so a vertex may lie
+    // inside the chord by that many of an edge, which is up to sqrt(8) sizes long: 6 epsilons. A
+    // turn moves each point by 2 sqrt(2) roundings of its distance from the origin, which is up to
+    // sqrt(2) sizes, and in float, which is computed in double, by one; a vertex relative to a
+    // chord by twice that.
+    const long double slack = 6 + turns * (std::is_same_v<T, float> ? 1.5L : 4.0L);
     long double size = 0;
     for (const auto& p : points) {
         size = std::max({size, std::abs(static_cast<long double>(p[0])),
@@ -93,9 +106,13 @@ void ExpectHull(const Points<T>& hull, const Points<T>& points, long double slac
         const auto& a = hull[i];
         const auto& b = hull[(i + 1) % count];
         const auto& c = hull[(i + 2) % count];
-        const long double length = std::hypot(static_cast<long double>(c[0]) - a[0],
-                                              static_cast<long double>(c[1]) - a[1]);
-        ASSERT_GE(Turn(a, b, c), -off * length); // b no deeper than that inside the chord a c
+        // Made convex by moving each of them by half of that. Moving one moves the turn by as much
+        // across the edge of the other two; at a sharp tip two of these are long.
+        const auto length = [](const VecBase<2, T>& from, const VecBase<2, T>& to) {
+            return std::hypot(static_cast<long double>(to[0]) - from[0],
+                              static_cast<long double>(to[1]) - from[1]);
+        };
+        ASSERT_GE(Turn(a, b, c), -off / 2 * (length(a, b) + length(b, c) + length(c, a)));
         descents += Less(b, a) && Less(b, c) ? 1 : 0;
     }
     ASSERT_EQ(descents, 1);
@@ -212,6 +229,7 @@ TYPED_TEST(PlaneHullOf, IsConvexCounterClockwiseAndAroundAllPoints)
 {
     using T = TypeParam;
     Support::Random random(21);
+    int turnedSets = 0;
     for (const Support::PointSet set : Support::kPointSets) {
         for (int trial = 0; trial < Support::Rounds(150); ++trial) {
             SCOPED_TRACE(Support::NameOf(set) + " " + std::to_string(trial));
@@ -220,7 +238,7 @@ TYPED_TEST(PlaneHullOf, IsConvexCounterClockwiseAndAroundAllPoints)
             if (hull.size() < 3) {
                 continue; // collinear or coincident; cases of their own
             }
-            ExpectHull(hull, points, 4);
+            ExpectHull(hull, points, turnedSets);
             if (this->HasFatalFailure()) {
                 return;
             }
@@ -232,6 +250,7 @@ TYPED_TEST(PlaneHullOf, HugeTinyAndFarOff)
 {
     using T = TypeParam;
     Support::Random random(22);
+    int turnedSets = 0;
     for (const T scale : {T(1e-6), T(1e-3), T(1e4), T(1e9)}) {
         for (const T offset : {T(0), T(3)}) {
             for (int trial = 0; trial < Support::Rounds(30); ++trial) {
@@ -240,7 +259,7 @@ TYPED_TEST(PlaneHullOf, HugeTinyAndFarOff)
                     p = {p[0] * scale + offset * scale * 10, p[1] * scale - offset * scale};
                 }
                 const auto hull = ConvexHull(points, false);
-                ExpectHull(hull, points, 4);
+                ExpectHull(hull, points, turnedSets);
                 if (this->HasFatalFailure()) {
                     return;
                 }
@@ -254,9 +273,9 @@ TYPED_TEST(PlaneHullOf, DentsOfRoundingAreTurnedAway)
     using T = TypeParam;
     // Points next to a long slanted line, in float by about its rounding: chains have dents there.
     Support::Random random(23);
-    int turned = 0;
+    int turnedSets = 0;
     for (int trial = 0; trial < 2000; ++trial) {
-        // Steep ones, whose least end is another one after the turn: there the turn can be seen.
+        // Half of them steep, whose least end is another one after a turn.
         const double angle = random.Between(1.46, 1.56);
         const Vec2d direction = trial % 2 == 0 ? Vec2d(std::cos(angle), std::sin(angle))
                                                : Support::RandomDirection<2, double>(random);
@@ -270,16 +289,12 @@ TYPED_TEST(PlaneHullOf, DentsOfRoundingAreTurnedAway)
         if (hull.size() < 3) {
             continue;
         }
-        turned += std::any_of(hull.begin(), hull.end(),
-                              [&](const VecBase<2, T>& p) { return Less(p, hull.front()); });
-        // Four epsilons of the chain's cross product, and two of every turn; float takes up to
-        // five.
-        ExpectHull(hull, points, 14);
+        ExpectHull(hull, points, turnedSets);
         if (this->HasFatalFailure()) {
             return;
         }
     }
-    EXPECT_GT(turned, 0);
+    EXPECT_GT(turnedSets, 0);
 }
 
 TYPED_TEST(PlaneHullOf, IsThatOfTheSlowTwinAndAfterTurnsUpToRounding)

@@ -220,4 +220,30 @@ TEST(OrientedBoxCandidates, BoundsOfPrismsAreHardlyBelowWhatIsMeasured)
     }
 }
 
+TEST(OrientedBoxCandidates, BoundsOfNeedlesAllowForTheRoundingAcrossTheirLength)
+{
+    // The area vectors of a needle, and the outline that is measured, are known to a rounding of
+    // its length squared, a millionth of what is seen of one as thin as this.
+    constexpr double kRounding = std::numeric_limits<double>::epsilon() / 2;
+    Support::Random random(5);
+    for (const int count : {4, 5, 30, 600}) {
+        for (int trial = 0; trial < 5; ++trial) {
+            const auto points = Support::MakePoints<3, double>(PointSet::NearLine, count, random);
+            const Impl::PrismBody body(points);
+            // One that is flat to the tolerance of the hull counts as flat.
+            std::vector<Vec3d> corners;
+            std::vector<int> triangles;
+            const bool isSolid =
+                Sorvane::Bounding::ConvexHull(points, corners, triangles, false, false);
+            for (int i = 0; i < 40; ++i) {
+                const Vec3d direction = Support::RandomDirection<3, double>(random);
+                const double bound = body.LowerBound(direction).first;
+                const double area = body.Measured(direction).first;
+                EXPECT_LE(bound, area);
+                EXPECT_GE(bound, isSolid ? area - (count + 1) * 128 * kRounding : 0.0);
+            }
+        }
+    }
+}
+
 } // namespace

@@ -68,13 +68,13 @@ void ExpectProper(const Lists& lists, const Coloring& coloring)
 }
 
 /// Greatest least degree of any subgraph, by taking off a node of least degree over and over; the
-/// slow and obvious way.
+/// slow and obvious way. A node in its own list is no neighbor of itself.
 int Degeneracy(const Lists& lists)
 {
     std::vector<std::set<int>> around(lists.size());
     for (std::size_t node = 0; node < lists.size(); ++node) {
         for (const int other : lists[node]) {
-            if (other != static_cast<int>(node)) { // the map gives no node a color unlike its own
+            if (other != static_cast<int>(node)) {
                 around[node].insert(other);
                 around[static_cast<std::size_t>(other)].insert(static_cast<int>(node));
             }

@@ -413,13 +413,33 @@ TEST(RotationFromZ, VeryShortAndVeryLongDirections)
 TEST(RotationFromZ, IsTheShortestRotation)
 {
     // The axis Z ^ direction stays fixed, and the trace is 1 + 2 cos of the angle to +Z.
+    //
+    // How far rounding may be off, in roundings (half an epsilon) and with z the cosine: the unit
+    // vector is too long or short by 2.5 of them, and each component is off by one more. Of the
+    // error of z nothing comes to the axis where z is negative, since 1 - z is added to it. To +Z
+    // the length and two roundings of the diagonal are left, 5 in all; every 1 - z adds what the
+    // products of x and y have, which are 1 - z long: at most 9. The trace has z three times, and
+    // two of its sums are rounded: at most 14 for z of 0 to 1, and 13 more at -1.
+    constexpr long double kRounding = std::numeric_limits<double>::epsilon() / 2;
+    using Wide = std::array<long double, 3>;
     Random random(37);
     for (int trial = 0; trial < 2000; ++trial) {
-        const Vec3d d = Vector::Normalized(random.Vector<3, double>(-1, 1), 0.0);
+        const Vec3d d = random.Vector<3, double>(-1, 1);
         const auto rotation = Matrix::RotationFromZ(d);
-        const Vec3d axis = Vector::Normalized(Vec3d{-d.y(), d.x(), 0.0}, 0.0);
-        EXPECT_LE(Vector::Length(rotation * axis - axis), 1e-15);
-        EXPECT_NEAR(rotation(0, 0) + rotation(1, 1) + rotation(2, 2), 1 + 2 * d.z(), 2e-15);
+        const Wide wide{d.x(), d.y(), d.z()};
+        const long double sideways = std::hypot(wide[0], wide[1]);
+        const long double z = wide[2] / std::hypot(sideways, wide[2]);
+        const Wide axis{-wide[1] / sideways, wide[0] / sideways, 0};
+        long double squaredOff = 0;
+        long double trace = 0;
+        for (int r = 0; r < 3; ++r) {
+            const long double off = rotation(r, 0) * axis[0] + rotation(r, 1) * axis[1] -
+                                    axis[static_cast<std::size_t>(r)];
+            squaredOff += off * off;
+            trace += rotation(r, r);
+        }
+        EXPECT_LE(std::sqrt(squaredOff), (5 + 9 * (1 - z)) * kRounding) << d;
+        EXPECT_LE(std::fabs(trace - (1 + 2 * z)), (14 + 13 * std::max(-z, 0.0L)) * kRounding) << d;
     }
 }
 

@@ -79,11 +79,22 @@ TYPED_TEST(SegmentPoint, MatchesFractions)
         const auto p = far + random.template Vector<N, T>(-2, 2);
         const ExactNearest<N, T> exact(a, b, p);
         const VecBase<N, T> nearest = NearestOnSegment(a, b, p, kPointsAreShort);
-        // The result is rounded to T at coordinates of this size; all before it to double.
-        const double rounding = size * 2 * static_cast<double>(std::numeric_limits<T>::epsilon());
+        // The result is rounded to T where it lies, all before it to double: the product of the two
+        // differences and the squared length to N + 3 roundings each, so that the way along the
+        // segment is off by twice that share of the distance to its farther end, and the way and
+        // its component once more.
+        const auto lengthOf = [](const VecBase<N, T>& to, const VecBase<N, T>& from) {
+            return Vector::Length(VecBase<N, double>(to) - VecBase<N, double>(from));
+        };
+        const double off =
+            (2 * N + 6) * std::max(lengthOf(p, a), lengthOf(p, b)) + 2 * lengthOf(b, a);
         for (int i = 0; i < N; ++i) {
-            const Fraction off = Fraction(nearest[i]) - exact.point[static_cast<std::size_t>(i)];
-            ASSERT_LE(std::fabs(off.template convert_to<double>()), rounding) << trial;
+            const double rounding =
+                (std::numeric_limits<T>::epsilon() * std::fabs(static_cast<double>(nearest[i])) +
+                 std::numeric_limits<double>::epsilon() * off) /
+                2;
+            const Fraction away = Fraction(nearest[i]) - exact.point[static_cast<std::size_t>(i)];
+            ASSERT_LE(std::fabs(away.template convert_to<double>()), rounding) << trial;
         }
         const double squared = SquaredDistanceToSegment(a, b, p, kPointsAreShort);
         const double wide = size * 4 * std::numeric_limits<double>::epsilon();

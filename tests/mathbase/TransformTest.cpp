@@ -236,14 +236,22 @@ TEST(Build, RotationFromAxisAngleKeepsLengthsAndItsAxis)
         const auto axis = random.Vector<3, double>(-1, 1) * std::exp2(random.Between(-30, 300));
         const double angle = random.Between(-7, 7) * std::exp2(random.Between(-40, 0));
         const auto t = BuildRotationFromAxisAngle(axis, angle);
-        ExpectOrthonormal(t, 8 * kEpsilon);
+        // In roundings, half an epsilon: the axis is too long or short by up to 2.5 and each of its
+        // components off by one more, so that its squares times 1 - cos have 13, and 4/3 of that as
+        // a matrix; its sin fold has 5.5, and 1.2 of that; the sums and the product with a point 7.
+        const double versine = 2 * std::pow(std::sin(angle / 2), 2);
+        const double once = (18 * versine + 7 * std::fabs(std::sin(angle)) + 7) * kEpsilon / 2;
+        ExpectOrthonormal(t, 2 * once);
         const auto p = random.Vector<3, double>(-1, 1);
-        EXPECT_NEAR(Vector::Length(t * p), Vector::Length(p), 8 * kEpsilon);
+        const double size = Vector::Length(p);
+        EXPECT_NEAR(Vector::Length(t * p), size, (once + 3 * kEpsilon) * size);
         const Vec3d unit = axis / axis[0] * 1e-3; // any length will do to tell the axis
-        ExpectNear(t * unit, unit, 8 * kEpsilon * Vector::Length(unit));
+        ExpectNear(t * unit, unit, (once + kEpsilon) * Vector::Length(unit));
         // Back by the opposite angle, which is the transpose.
-        ExpectNear(BuildRotationFromAxisAngle(axis, -angle) * (t * p), p, 8 * kEpsilon);
-        EXPECT_NEAR(t(0, 0) + t(1, 1) + t(2, 2), 1 + 2 * std::cos(angle), 8 * kEpsilon);
+        ExpectNear(BuildRotationFromAxisAngle(axis, -angle) * (t * p), p, 2 * once * size);
+        // Of the squares each counts twice, and the sums and the cosine take 12.
+        EXPECT_NEAR(t(0, 0) + t(1, 1) + t(2, 2), 1 + 2 * std::cos(angle),
+                    (26 * versine + 12) * kEpsilon / 2);
     }
 }
 
@@ -322,18 +330,50 @@ TEST(BuildTransformThreePoints, PutsTheTriangleInItsPlane)
     }
 }
 
+/// Sine of the angle between two vectors, with more digits than `double` has.
+long double SineBetween(const Vec3d& a, const Vec3d& b)
+{
+    using Wide = std::array<long double, 3>;
+    const Wide u{a.x(), a.y(), a.z()};
+    const Wide v{b.x(), b.y(), b.z()};
+    const auto length = [](const Wide& w) {
+        return std::sqrt(w[0] * w[0] + w[1] * w[1] + w[2] * w[2]);
+    };
+    const Wide normal{u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2],
+                      u[0] * v[1] - u[1] * v[0]};
+    return length(normal) / (length(u) * length(v));
+}
+
 TEST(BuildTransformThreePoints, ThinTrianglesHaveOrthonormalFrames)
 {
+    // Collinear is a sine of at most 4 epsilon. It is computed to 2 epsilon: half an epsilon for
+    // the direction of each edge, and at most sqrt(2) halves for the products of their components.
     Random random(47);
-    for (int exponent = 1; exponent <= 13; ++exponent) {
+    for (int exponent = 1; exponent <= 16; ++exponent) {
         SCOPED_TRACE(exponent);
         for (int trial = 0; trial < 100; ++trial) {
             const Vec3d edge = random.Vector<3, double>(-1, 1);
             const Vec3d aside =
                 (edge ^ random.Vector<3, double>(-1, 1)) * std::pow(10.0, -exponent);
-            const auto t = BuildTransformThreePoints({}, edge, edge * 0.7 + aside);
-            ExpectOrthonormal(t, 2e-15);
-            EXPECT_NEAR((Inverse(t) * edge).y(), 0.0, 4e-16);
+            const Vec3d third = edge * 0.7 + aside;
+            const auto t = BuildTransformThreePoints({}, edge, third);
+            const long double sine = SineBetween(edge, third);
+            const bool isFrame = t != BuildTransform({}, {}, 1.0);
+            if (sine > 6 * kEpsilon) {
+                EXPECT_TRUE(isFrame) << trial;
+            } else if (sine < 2 * kEpsilon) {
+                EXPECT_FALSE(isFrame) << trial;
+            }
+            if (isFrame) {
+                ExpectOrthonormal(t, 2e-15);
+                // Half an epsilon for the direction of X, as much for that of Y and sqrt(2) halves
+                // for the product that Y is made of, which is across X.
+                long double off = 0;
+                for (int i = 0; i < 3; ++i) {
+                    off += static_cast<long double>(t(i, 1)) * edge[i];
+                }
+                EXPECT_LE(std::fabs(off), 2 * kEpsilon * Vector::Length(edge));
+            }
         }
     }
 }
