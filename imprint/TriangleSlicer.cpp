@@ -24,9 +24,11 @@
 #include <Velk/Math/Vector_E.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
+#include <queue>
 #include <unordered_map>
 #include <utility>
 
@@ -576,6 +578,74 @@ private:
     std::vector<Edge> edges_;
 };
 
+/// Triangles between the corners of a closed walk, and the sum of their doubled areas.
+struct WalkFilling {
+    std::vector<std::array<std::size_t, 3>> triangles;
+    double doubledArea = 0.0;
+
+    void Add(const std::vector<Vec3d>& points, std::size_t a, std::size_t b, std::size_t c)
+    {
+        triangles.push_back({a, b, c});
+        doubledArea += Length((points[b] - points[a]) ^ (points[c] - points[a]));
+    }
+};
+
+WalkFilling Fan(const std::vector<Vec3d>& points, const std::vector<std::size_t>& walk)
+{
+    WalkFilling filling;
+    for (std::size_t i = 1; i + 1 < walk.size(); ++i) {
+        filling.Add(points, walk[0], walk[i], walk[i + 1]);
+    }
+    return filling;
+}
+
+/// The corner whose triangle with both neighbors is the least goes first: a walk that leads round a
+/// bend and back beside itself is filled along the way. O(n log n).
+WalkFilling LeastEarsFirst(const std::vector<Vec3d>& points, const std::vector<std::size_t>& walk)
+{
+    const std::size_t count = walk.size();
+    struct Ear {
+        double doubledArea;
+        std::size_t at;
+        std::size_t before;
+        std::size_t after;
+    };
+    const auto isLater = [](const Ear& a, const Ear& b) {
+        return a.doubledArea != b.doubledArea ? a.doubledArea > b.doubledArea : a.at > b.at;
+    };
+    std::priority_queue<Ear, std::vector<Ear>, decltype(isLater)> ears(isLater);
+    std::vector<std::size_t> before(count);
+    std::vector<std::size_t> after(count);
+    const auto push = [&](std::size_t i) {
+        const Vec3d& at = points[walk[i]];
+        const Vec3d cross = (points[walk[before[i]]] - at) ^ (points[walk[after[i]]] - at);
+        ears.push({Length(cross), i, before[i], after[i]});
+    };
+    for (std::size_t i = 0; i < count; ++i) {
+        before[i] = (i + count - 1) % count;
+        after[i] = (i + 1) % count;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        push(i);
+    }
+    WalkFilling filling;
+    while (filling.triangles.size() + 2 < count) {
+        const Ear ear = ears.top();
+        ears.pop();
+        // An entry counts as long as neither the corner nor one beside it has gone.
+        if (before[ear.at] != ear.before || after[ear.at] != ear.after) {
+            continue;
+        }
+        filling.Add(points, walk[ear.before], walk[ear.at], walk[ear.after]);
+        after[ear.before] = ear.after;
+        before[ear.after] = ear.before;
+        before[ear.at] = ear.at; // gone
+        push(ear.before);
+        push(ear.after);
+    }
+    return filling;
+}
+
 /// Closes what is left between outlines and the triangles that fill them, where it has no area.
 ///
 /// The triangulation takes corners within its tolerance for one and passes over curves that enclose
@@ -624,21 +694,21 @@ void AppendSlivers(const std::vector<const std::vector<Vec3d>*>& outlines,
         narrow = std::max(narrow, kRoundings * Math::Impl::LargestMagnitude(point));
     }
     for (const std::vector<std::size_t>& cycle : cycles) {
-        double doubledArea = 0.0;
         double perimeter = 0.0;
         for (std::size_t i = 0; i < cycle.size(); ++i) {
-            const Vec3d& first = points[cycle[0]];
-            const Vec3d& from = points[cycle[i]];
-            const Vec3d& to = points[cycle[(i + 1) % cycle.size()]];
-            doubledArea += Length((from - first) ^ (to - first));
-            perimeter += Length(to - from);
+            perimeter += Length(points[cycle[(i + 1) % cycle.size()]] - points[cycle[i]]);
         }
         constexpr double kNarrowShare = 1e-9;
-        if (doubledArea > perimeter * std::max(narrow, kNarrowShare * perimeter)) {
+        const double limit = perimeter * std::max(narrow, kNarrowShare * perimeter);
+        WalkFilling filling = Fan(points, cycle);
+        if (filling.doubledArea > limit) {
+            filling = LeastEarsFirst(points, cycle);
+        }
+        if (filling.doubledArea > limit) {
             continue; // outlines that cross: this is not to be filled
         }
-        for (std::size_t i = 1; i + 1 < cycle.size(); ++i) {
-            for (const std::size_t corner : {cycle[0], cycle[i], cycle[i + 1]}) {
+        for (const auto& triangle : filling.triangles) {
+            for (const std::size_t corner : triangle) {
                 filled.indices.push_back(placeOf(points[corner]));
             }
         }

@@ -453,10 +453,15 @@ void AppendPieces(const Triangles& soup, const MeetingsByTriangle& meetings,
 
     std::vector<EdgePoint> onEdges;
     Bounding::AxisAlignedBoundingBox<3, double> box;
-    for (const Pieces& part : piecesOf) {
-        for (const EdgePoint& point : part.onEdges) {
+    for (std::size_t i = 0; i < piecesOf.size(); ++i) {
+        // A point may lie some tolerances beside its edge, and so beside all of the neighbor.
+        const double beside =
+            4 *
+            Impl::AtLeastRounding(kCut, LargestCoordinate(soup[static_cast<std::size_t>(cut[i])]));
+        for (const EdgePoint& point : piecesOf[i].onEdges) {
             onEdges.push_back(point);
-            box.Grow(point.point);
+            box.Grow(point.point - Vec3d(beside, beside, beside));
+            box.Grow(point.point + Vec3d(beside, beside, beside));
         }
     }
     std::sort(onEdges.begin(), onEdges.end(), IsLesser);

@@ -178,19 +178,42 @@ Chains<T> PlacedChains(const Chains<double>& chains, const Vec2d& origin)
     return result;
 }
 
-/// How what is left of the parallels becomes chains.
+/// How what is left of the parallels becomes chains: in their directions in any case.
 enum class Linking {
-    /// For chains of one or two elements as loose ones are combined, which keeps one between two
-    /// vertices and none of a vertex with itself; in their directions for others.
+    /// But where one of a chain of one or two elements runs between the ends of another one, or
+    /// closes on itself, as loose ones are combined: that keeps one between two vertices and none
+    /// of a vertex with itself.
     LikeLooseElements,
-    /// In their directions, whatever the chain.
+    /// All of them.
     Directed
 };
 
+std::size_t CountElements(const Chains<double>& chains)
+{
+    std::size_t count = 0;
+    for (const PolyArcSegBase<double>& chain : chains) {
+        count += chain.elements.size();
+    }
+    return count;
+}
+
+Chains<double> Linked(const KeptPieces& kept, double link, double bridge, double tol,
+                      bool isLikeLoose)
+{
+    Chains<double> whole = LinkedPieces(kept, link, bridge, tol);
+    if (isLikeLoose) {
+        Chains<double> loose = CombineWithEnds(kept.elements, kept.ends, link, bridge);
+        // Loose elements have no direction, so that where none is lost they are only turned.
+        if (CountElements(loose) < CountElements(whole)) {
+            return loose;
+        }
+    }
+    return whole;
+}
+
 /// The offset at `distance` > 0.
 template <class T>
-Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol,
-                        Linking linking)
+Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol, Linking linking)
 {
     const double rounding = RoundingAt<double>(source.Size() + distance);
     const double limit = distance - (kTrimFloor + 2 * source.JointGap() + rounding);
@@ -219,10 +242,8 @@ Chains<T> TrimmedOffset(const OffsetSource& source, double distance, double tol,
     trim.AppendKept(raw.arcs, arcCount, hasOthers ? arcs : raw.arcs, kept);
     const double link = std::max({kLinkFraction * tol, 4 * source.JointGap(), rounding});
     const double bridge = kLinkBridge * link;
-    return PlacedChains<T>(linking == Linking::LikeLooseElements && source.Count() < 3
-                               ? CombineWithEnds(kept.elements, kept.ends, link, bridge)
-                               : LinkedPieces(kept, link, bridge, tol),
-                           source.Center());
+    const bool isLikeLoose = linking == Linking::LikeLooseElements && source.Count() < 3;
+    return PlacedChains<T>(Linked(kept, link, bridge, tol, isLikeLoose), source.Center());
 }
 
 template <class T>
@@ -285,10 +306,10 @@ template <class T>
 std::vector<PolyArcSegBase<T>> PlanarOffset(const PolyArcSegBase<T>& chain, T distance, T tol)
 {
     return Progress::Impl::Stoppable([&]() -> Chains<T> {
-        return std::move(
-            OffsetsAt<T>({&chain, 1}, {distance}, AtLeastZero(tol), Linking::LikeLooseElements, [&](bool) {
-                return Chains<T>{chain};
-            }).front());
+        return std::move(OffsetsAt<T>({&chain, 1}, {distance}, AtLeastZero(tol),
+                                      Linking::LikeLooseElements,
+                                      [&](bool) { return Chains<T>{chain}; })
+                             .front());
     });
 }
 
@@ -319,8 +340,8 @@ std::vector<std::vector<PolyArcSegBase<T>>> WallOffsets(const std::vector<PolyAr
 {
     return Progress::Impl::Stoppable(
         [&] {
-            return OffsetsAt<T>(walls, Ascending(distances), AtLeastZero(tol),
-                                Linking::Directed, [&](bool) {
+            return OffsetsAt<T>(walls, Ascending(distances), AtLeastZero(tol), Linking::Directed,
+                                [&](bool) {
                                     Chains<T> copies = walls;
                                     std::erase_if(copies, [](const PolyArcSegBase<T>& wall) {
                                         return wall.elements.empty();

@@ -35,9 +35,10 @@ namespace Velk::Math::Sorvane::Planar {
 /// posts whose gap is twice the distance. A slot of exactly the width of the tool, to within the linking,
 /// leaves its center line as an open curve of its own beside the closed ones.
 ///
-/// Of a chain of one or two elements the linking is that of `CombineArcsSegs`, which loses elements
-/// between whose ends another one runs, and so a full circle has no offset, two half circles give one
-/// half circle, and of a D the inner offset is its chord alone. `WallOffset` gives such offsets whole. A
+/// Where two elements of the offset of a chain of one or two connect the same two points, or one closes on
+/// itself, the linking is that of `CombineArcsSegs`, which loses elements between whose ends another one
+/// runs, and so a full circle has no offset, two half circles give one half circle, and of a D the inner
+/// offset is its chord alone. `WallOffset` gives such offsets whole. A
 /// corner turned by less than some 1e-6 radians may keep a loop of three tiny elements on its inner side;
 /// a wider `tol` takes it away.
 ///

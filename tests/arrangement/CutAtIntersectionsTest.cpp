@@ -638,26 +638,91 @@ double TotalLength(const Segments<double>& segments)
     return sum;
 }
 
-/// Pairs that cross properly, by the signs of the four turns (in long double, with a margin that
-/// counts only what is clear of the ends).
+/// A pair of segments by the signs of the four turns.
+struct PairOfSegments {
+    std::array<double, 4> heights; ///< of each end over the line of the other segment
+    bool crosses;                  ///< whatever the margin
+    bool isClear;                  ///< all ends lie farther than the margin from the other line
+};
+
+PairOfSegments Compare(const SegBase<double>& first, const SegBase<double>& second, double margin)
+{
+    // The ends are differences of given numbers: a height has an error of some epsilons.
+    const auto height = [](const Vec2d& p, const Vec2d& q, const Vec2d& r) {
+        return ((q - p) ^ (r - p)) / Length(q - p);
+    };
+    const auto& [a, b] = first;
+    const auto& [c, d] = second;
+    const std::array<double, 4> h{height(a, b, c), height(a, b, d), height(c, d, a),
+                                  height(c, d, b)};
+    return {h, (h[0] > 0) != (h[1] > 0) && (h[2] > 0) != (h[3] > 0),
+            std::all_of(h.begin(), h.end(), [&](double x) { return std::fabs(x) > margin; })};
+}
+
+/// Pairs that cross properly, each end farther than `margin` from the other line.
 int ProperCrossings(const Segments<double>& segments, double margin)
 {
-    const auto height = [](const Vec2d& p, const Vec2d& q, const Vec2d& r) {
-        return static_cast<double>(((q - p) ^ (r - p)) / Length(q - p));
-    };
     int count = 0;
     for (std::size_t i = 0; i < segments.size(); ++i) {
         for (std::size_t j = 0; j < i; ++j) {
-            const auto& [a, b] = segments[i];
-            const auto& [c, d] = segments[j];
-            const std::array<double, 4> h{height(a, b, c), height(a, b, d), height(c, d, a),
-                                          height(c, d, b)};
-            const bool clear =
-                std::all_of(h.begin(), h.end(), [&](double x) { return std::fabs(x) > margin; });
-            count += clear && (h[0] > 0) != (h[1] > 0) && (h[2] > 0) != (h[3] > 0) ? 1 : 0;
+            const PairOfSegments pair = Compare(segments[i], segments[j], margin);
+            count += pair.crosses && pair.isClear ? 1 : 0;
         }
     }
     return count;
+}
+
+/// How many cuts there are at least and at most, of all pairs. Hardly ever two numbers: they differ
+/// where an end all but touches, and where crossings on a segment are about the tolerance apart.
+struct CutCounts {
+    int least = 0;
+    int most = 0;
+};
+
+CutCounts CountCuts(const Segments<double>& segments, double tolerance)
+{
+    // A crossing on a segment, and by how much the place of a flat one may be wrong.
+    struct Place {
+        double along;
+        double error;
+    };
+    std::vector<std::vector<Place>> places(segments.size());
+    CutCounts counts;
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            const PairOfSegments pair = Compare(segments[i], segments[j], 1.01 * tolerance);
+            const auto& h = pair.heights;
+            const auto isOffOneSide = [&](double p, double q) {
+                return (p > 0) == (q > 0) &&
+                       std::min(std::fabs(p), std::fabs(q)) > 1.01 * tolerance;
+            };
+            if (pair.crosses && pair.isClear) {
+                const double sine =
+                    std::fabs(h[2] - h[3]) / Length(segments[i].end - segments[i].start);
+                const double error = 4e-15 / sine;
+                const auto along = [](const SegBase<double>& s, double from, double to) {
+                    return Length(s.end - s.start) * (from / (from - to));
+                };
+                places[i].push_back({along(segments[i], h[2], h[3]), error});
+                places[j].push_back({along(segments[j], h[0], h[1]), error});
+            } else if (!isOffOneSide(h[0], h[1]) && !isOffOneSide(h[2], h[3])) {
+                counts.most += 2;
+            }
+        }
+    }
+    // Crossings within the tolerance of each other are one cut. What is drawn together with others
+    // moves by two tolerances at most: from a gap of five, one is left.
+    for (std::vector<Place>& own : places) {
+        std::sort(own.begin(), own.end(),
+                  [](const Place& a, const Place& b) { return a.along < b.along; });
+        for (std::size_t k = 0; k < own.size(); ++k) {
+            const double gap = k == 0 ? 1.0 : own[k].along - own[k - 1].along;
+            const double error = k == 0 ? 0.0 : own[k].error + own[k - 1].error;
+            counts.least += gap > 5.05 * tolerance + error ? 1 : 0;
+            counts.most += gap > 0.99 * tolerance - error ? 1 : 0;
+        }
+    }
+    return counts;
 }
 
 TEST(CutManySegments, RandomOnesCrossNoMoreAndKeepTheirLength)
@@ -672,9 +737,10 @@ TEST(CutManySegments, RandomOnesCrossNoMoreAndKeepTheirLength)
         }
         const std::size_t before = s.size();
         const double lengthBefore = TotalLength(s);
-        const int crossings = ProperCrossings(s, 1e-11);
+        const CutCounts cuts = CountCuts(s, 1e-12);
         ASSERT_TRUE(CutAtIntersections(s, 1e-12));
-        EXPECT_EQ(s.size(), before + 2 * static_cast<std::size_t>(crossings));
+        EXPECT_GE(s.size(), before + static_cast<std::size_t>(cuts.least));
+        EXPECT_LE(s.size(), before + static_cast<std::size_t>(cuts.most));
         EXPECT_NEAR(TotalLength(s), lengthBefore, 1e-9);
         if (s.size() < 6000) {
             EXPECT_EQ(ProperCrossings(s, 1e-11), 0);
@@ -688,6 +754,7 @@ TEST(CutManySegments, MixedLengthsFindTheSameCrossingsAsAllPairs)
 {
     // Lengths over five decades, clustered: every level of the grid and its splits takes part.
     Support::Random random(77);
+    int cutsInDoubt = 0;
     for (int trial = 0; trial < Support::Rounds(20); ++trial) {
         SCOPED_TRACE(trial);
         Segments<double> s;
@@ -697,10 +764,13 @@ TEST(CutManySegments, MixedLengthsFindTheSameCrossingsAsAllPairs)
             const Vec2d half = scale * random.Vector<2, double>(-1, 1);
             s.push_back({middle - half, middle + half});
         }
-        const int crossings = ProperCrossings(s, 1e-10);
+        const CutCounts cuts = CountCuts(s, 1e-12);
         CutAtIntersections(s, 1e-12);
-        EXPECT_EQ(s.size(), 500U + 2 * static_cast<std::size_t>(crossings));
+        EXPECT_GE(s.size(), 500U + static_cast<std::size_t>(cuts.least));
+        EXPECT_LE(s.size(), 500U + static_cast<std::size_t>(cuts.most));
+        cutsInDoubt += cuts.most - cuts.least;
     }
+    EXPECT_LE(cutsInDoubt, 12) << "so few that the counts still say something";
 }
 
 // --- arcs, by hand

@@ -97,8 +97,10 @@ TEST(OverlapsOnLines, SamePiecesAsCuttingAll)
         Segments segments;
         for (int i = 0; i < 40; ++i) {
             // Multiples of a power of two stay exactly on their lines. A few ends are repeated.
-            const double from = random.Below(4000) * 0.125;
-            const double to = random.Below(4000) * 0.125;
+            // From a point what rises would stand on a place of its own: that is handed off.
+            const int place = random.Below(4000);
+            const double from = place * 0.125;
+            const double to = (place + 1 + random.Below(3999)) % 4000 * 0.125;
             segments.push_back(On(origin, direction, from, to));
             segments.push_back(On(origin + across * 2048, direction, to, from));
             // What rises from an end, alone or to the other line, and what runs on from there.
@@ -127,6 +129,7 @@ TEST(OverlapsOnLines, HandsOffWhereItMattersWhoseAStretchIs)
     };
     EXPECT_TRUE(isRefused({{3.5, -1}, {3.5, 1}}));
     EXPECT_TRUE(isRefused({{3.5, 0}, {3.5, 1}}));
+    EXPECT_TRUE(isRefused({{3.5, 0}, {3.5, 0}}));
     EXPECT_TRUE(isRefused({{3 + 2e-12, 0}, {3.5, 1}}));
     EXPECT_TRUE(isRefused({{-7, -1}, {13, 1}}));
     EXPECT_TRUE(isRefused({{-90, -1e-13}, {90, 1e-13}}));

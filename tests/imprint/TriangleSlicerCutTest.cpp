@@ -424,6 +424,22 @@ TEST(SliceByTriangles, BoxesThatShareFacesAndEdgesStayClosed)
     EXPECT_GT(cuts, 5U);
 }
 
+// The diagonal of one box cuts an edge of the other at 0.4 of a half, rounded to just above the
+// side that has the edge too and is met nowhere else.
+TEST(SliceByTriangles, APointARoundingBesideItsEdgeReachesTheNeighbor)
+{
+    const auto box = [](const Vec3d& low, const Vec3d& size) {
+        return MappedSoup(SoupOf(Cube()), [&](const Vec3d& p) {
+            return Vec3d(low[0] + size[0] * p[0], low[1] + size[1] * p[1], low[2] + size[2] * p[2]);
+        });
+    };
+    const Soup a = box({1, 1.5, 0.5}, {2, 0.5, 2.5});
+    const Soup b = box({1, 2, 0.5}, {2, 1.5, 0.5});
+    const auto cut = TriangleSlicer(b).SliceTriangles(a);
+    EXPECT_EQ(OpenEdges(Joined(cut.first, cut.uncut)), 0U);
+    EXPECT_NEAR(SoupArea(Joined(cut.first, cut.uncut)), SoupArea(b), 1e-12);
+}
+
 // All points on one edge, which one of its two triangles has from the other.
 TEST(SliceByTriangles, ManyPointsOnTheEdgeOfANeighbor)
 {

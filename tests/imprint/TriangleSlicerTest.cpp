@@ -759,6 +759,30 @@ TEST(SliceByPlane, TrianglesOfThreeCornersInALineStayClosed)
     }
 }
 
+// A curve that encloses nothing ends a rounding beside the corner of another one. The gap between
+// lid and outlines then runs around that corner, there and back, and no fan of it is narrow.
+TEST(SliceByPlane, LidClosesGapsThatRunThereAndBack)
+{
+    Half half;
+    half.normal = kUp;
+    half.sections.resize(2);
+    half.sections[0].outline = {Vec3d(-347, -616, 0), Vec3d(307, 262, 0),
+                                Vec3d(482.140133431268, 504.612084675, 0)};
+    half.sections[1].outline = {Vec3d(482, 505, 0), Vec3d(482.14013343127, 504.61208467497, 0)};
+    Soup walls;
+    for (const auto& section : half.sections) {
+        for (std::size_t i = 0; i < section.outline.size(); ++i) {
+            walls.push_back({section.outline[(i + 1) % section.outline.size()], section.outline[i],
+                             Vec3d(0, 0, -1)});
+        }
+    }
+    const Soup lid = SoupOf(Mesh::CapOfSections(half));
+    EXPECT_EQ(OpenEdges(Joined(walls, lid)), 0U);
+    const Vec2d a(654, 878); // the triangle of the first outline, by its edges
+    const Vec2d b(829.140133431268, 1120.612084675);
+    EXPECT_NEAR(SoupArea(lid), (a ^ b) / 2, 1e-8);
+}
+
 TEST(SliceByPlane, TrianglesGivenTwiceOrTurnedGiveClosedCurves)
 {
     const Half twice = CutAt(Joined(CubeSoup(), CubeSoup()), 0.5);

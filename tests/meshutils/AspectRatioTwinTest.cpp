@@ -466,7 +466,7 @@ TYPED_TEST(AspectRatioTwin, AgreesOnGarbage)
 template <int D, class T>
 MeshOf<D, T> CrumpledSphere(std::uint64_t seed)
 {
-    Random random(seed);
+    Random random = Random::OfEveryRun(seed);
     auto mesh = As<D, T>(Support::Shuffled(Support::Sphere(seed % 2 == 0 ? 1 : 2), random));
     for (auto& point : mesh.points) {
         point = random.Vector<D, T>(-1, 1);

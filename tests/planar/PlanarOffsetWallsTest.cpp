@@ -206,6 +206,39 @@ TYPED_TEST(WallOffsetTest, BitsOfPlanarOffsetWhereThatIsWhole)
     EXPECT_GT(whole, 150);
 }
 
+// Loose elements are linked from the first segment on, wherever it lies: an offset of few elements
+// must not be turned round by that.
+TYPED_TEST(WallOffsetTest, OffsetsOfTwoElementsRunAsTheirChainDoes)
+{
+    using T = TypeParam;
+    const SegBase<T> segment{{0, 0}, {4, 0}};
+    const ArcBase<T> arc{{4, 2}, {4, 0}, kCircle<T> / 4 * 2}; // on to (6, 2), without a corner
+    PolyArcSegBase<T> chain;
+    chain.elements = {segment, arc};
+    const auto expectEnds = [](const PolyArcSegBase<T>& offset, const Vec2d& from,
+                               const Vec2d& to) {
+        const auto start = PointOf(offset.elements.front(), 0);
+        const auto end = PointOf(offset.elements.back(), 1);
+        EXPECT_LT(std::hypot(start[0] - from[0], start[1] - from[1]), kOff<T>);
+        EXPECT_LT(std::hypot(end[0] - to[0], end[1] - to[1]), kOff<T>);
+    };
+    for (const bool isTurned : {false, true}) {
+        for (const double right : {0.5, -0.5}) {
+            SCOPED_TRACE(testing::Message() << isTurned << " " << right);
+            const auto distance = static_cast<T>(isTurned ? -right : right);
+            const auto offset = PlanarOffset(isTurned ? Turned(chain) : chain, distance, kTol<T>);
+            ASSERT_EQ(offset.size(), 1U);
+            EXPECT_EQ(offset.front().elements.size(), 2U);
+            // A negative distance turns the chain, and a turned chain needs one to stay there.
+            if (right > 0) {
+                expectEnds(offset.front(), {0, -right}, {6 + right, 2});
+            } else {
+                expectEnds(offset.front(), {6 + right, 2}, {0, -right});
+            }
+        }
+    }
+}
+
 // Two walls exactly as far apart as the tool is wide: the way between them comes once, and both
 // ends of the bone with it.
 TEST(WallOffsetDouble, ExactFitIsALineThatComesOnce)

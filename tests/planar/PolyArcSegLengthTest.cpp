@@ -2,8 +2,8 @@
 
 #include <Sorvane/PolyArcSeg_E.h>
 
-#include "tests/support/ThreadLimit.h"
 #include "tests/planar/ChainSupport.h"
+#include "tests/support/ThreadLimit.h"
 
 #include <cstring>
 #include <limits>
@@ -302,31 +302,56 @@ TYPED_TEST(ChainLength, PointsAtManyParametersAreThoseAtEach)
         ASSERT_EQ(points.size(), parameters.size());
         for (std::size_t i = 0; i < parameters.size(); ++i) {
             VecBase<2, T> point;
-            EXPECT_EQ(areOn[i], PointAtParameterOnPolyArcSeg(chain, parameters[i], normalized, point));
+            EXPECT_EQ(areOn[i],
+                      PointAtParameterOnPolyArcSeg(chain, parameters[i], normalized, point));
             EXPECT_TRUE(points[i] == point);
         }
     }
     std::vector<VecBase<2, T>> none{{1, 1}};
     EXPECT_TRUE(PointsAtParametersOnPolyArcSeg(chain, std::vector<T>(), false, none).empty());
     EXPECT_TRUE(none.empty());
-    EXPECT_FALSE(PointsAtParametersOnPolyArcSeg(PolyArcSegBase<T>(), std::vector<T>{0}, false, none)[0]);
+    EXPECT_FALSE(
+        PointsAtParametersOnPolyArcSeg(PolyArcSegBase<T>(), std::vector<T>{0}, false, none)[0]);
 }
 
 TYPED_TEST(ChainLength, ParameterComesBackOnChainsThatDoNotCross)
 {
     using T = TypeParam;
-    const double near = std::is_same_v<T, float> ? 1e-4 : 1e-11;
+    constexpr T kTol = 1e-5F;
     Random random(25);
+    int justBehindJoints = 0;
     for (int trial = 0; trial < 40; ++trial) {
         const auto outline = RandomOutline<T>(random, trial % 2 == 0 ? 1 : -1);
-        const T length = PolyArcSegParameters(outline, false).back();
+        const std::vector<T> joints = PolyArcSegParameters(outline, false);
         for (int i = 0; i < 50; ++i) {
-            const T parameter = static_cast<T>(random.Between(0.001, 0.999)) * length;
+            const T parameter = static_cast<T>(random.Between(0.001, 0.999)) * joints.back();
             VecBase<2, T> point;
             ASSERT_TRUE(PointAtParameterOnPolyArcSeg(outline, parameter, false, point));
-            EXPECT_NEAR(PointParameterOnPolyArcSeg(outline, point, T(1e-5)), parameter, near);
+            const T found = PointParameterOnPolyArcSeg(outline, point, kTol);
+            const auto joint = std::prev(std::upper_bound(joints.begin(), joints.end(), parameter));
+            // Coordinates and parameters below 16 are rounded in T a few times, the arms of an arc
+            // as long as its radius in double.
+            const auto* arc =
+                outline.elements[static_cast<std::size_t>(joint - joints.begin())].AsArc();
+            const double radius = arc == nullptr
+                                      ? 0.0
+                                      : std::hypot(double(arc->start[0]) - arc->center[0],
+                                                   double(arc->start[1]) - arc->center[1]);
+            const double near = 8 * 16 * std::numeric_limits<T>::epsilon() +
+                                16 * radius * std::numeric_limits<double>::epsilon();
+            if (parameter - *joint < 100 * kTol && found < parameter - near) {
+                // Within the tolerance of the element before, which decides then.
+                VecBase<2, T> other;
+                ASSERT_TRUE(PointAtParameterOnPolyArcSeg(outline, found, false, other));
+                EXPECT_LE(std::hypot(other[0] - point[0], other[1] - point[1]), 2 * kTol);
+                ++justBehindJoints;
+                continue;
+            }
+            EXPECT_NEAR(found, parameter, near);
         }
     }
+    // Of 2000 places on some 13 units with 8 joints there is one in ten runs.
+    EXPECT_LE(justBehindJoints, 5);
 }
 
 TYPED_TEST(ChainLength, EndsOfTheChainAreExact)

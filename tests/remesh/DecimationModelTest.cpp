@@ -58,6 +58,7 @@ public:
         MarkFeatures(degrees * kRadiansPerDegree);
         limit_ = tolerance * tolerance / 4;
         GatherPlanes();
+        roundingOfCosts_ = RoundingOfCosts();
         const double target = initial_ - std::floor(initial_ * keep / 100);
         for (int e = 0; e < EdgeCount(); e += 2) {
             Push(e);
@@ -66,12 +67,16 @@ public:
         while (!queue_.empty() && removed < target) {
             const auto [cost, e] = *queue_.begin();
             queue_.erase(queue_.begin());
+            hasTies = hasTies || IsTied(cost, e);
             removed += IsValidEdge(e) && Collapse(e, cost) ? 2 : 0;
         }
         RemoveStars();
         Flip();
         RemoveStars();
     }
+    /// Whether two collapses side by side cost the same but for rounding, as those of planes
+    /// through one point do, which cost nothing: it is open then which of them comes first.
+    bool hasTies = false;
     int collapsedCreases = 0;
     int stars = 0;
     int flips = 0;
@@ -124,6 +129,38 @@ private:
                 Q(n) = {};
             }
         }
+    }
+    /// Errors are differences of terms as large as the error at the origin of the quadrics.
+    double RoundingOfCosts()
+    {
+        double largest = 0;
+        for (int n = 0; n < NodeCount(); ++n) {
+            if (Q(n).count > 0) {
+                largest = std::max(largest, ErrorAt(Q(n), Vec3d()));
+            }
+        }
+        return 32 * std::numeric_limits<double>::epsilon() * largest;
+    }
+    bool IsTied(double cost, int e) const
+    {
+        if (!IsValidEdge(e)) {
+            return false;
+        }
+        const std::vector<int> own = EdgeNodes(e);
+        const auto isBeside = [&](int n) {
+            return std::any_of(own.begin(), own.end(),
+                               [&](int m) { return n == m || FindEdge(n, m) >= 0; });
+        };
+        for (auto other = queue_.begin();
+             other != queue_.end() && other->first - cost <= roundingOfCosts_; ++other) {
+            if (other->second / 2 != e / 2 && IsValidEdge(other->second)) {
+                const std::vector<int> ends = EdgeNodes(other->second);
+                if (std::any_of(ends.begin(), ends.end(), isBeside)) {
+                    return true;
+                }
+            }
+        }
+        return false;
     }
     static double Least(QuadricErrorFunction& q, Vec3d& x, double singular)
     {
@@ -332,6 +369,7 @@ private:
     double longest_ = 0;
     double limit_ = 0;
     double greatest_ = 0;
+    double roundingOfCosts_ = 0;
 };
 
 /// Corners, the least first, and tags; triangles come in no order that would matter.
@@ -347,12 +385,15 @@ std::set<std::array<int, 4>> TriangleSet(const IndexedMesh& mesh, const Tags& ta
     return triangles;
 }
 
-/// What the twin did, when both agree.
+/// What the twin did, when both agree. Where it had ties nothing is compared.
 SlowDecimator Compare(const IndexedMesh& mesh, const Tags& tags, double angle, double keep,
                       double tolerance)
 {
     SlowDecimator twin(mesh, tags);
     twin.Run(angle, keep, tolerance);
+    if (twin.hasTies) {
+        return twin;
+    }
     IndexedMesh expected;
     twin.ExportIndexedPoints(expected, kSmall);
     IndexedMesh result;
@@ -388,6 +429,7 @@ TEST(DecimationModel, RoughSheets)
 {
     int stars = 0;
     int flips = 0;
+    int compared = 0;
     for (std::uint64_t seed = 1; seed <= 3; ++seed) {
         for (const double height : {0.25, 0.02}) {
             const IndexedMesh sheet = Shaken(Support::Grid(24, 24), 0.25, height, seed);
@@ -396,12 +438,14 @@ TEST(DecimationModel, RoughSheets)
                     const SlowDecimator twin = Compare(sheet, {}, 180.5, keep, tolerance);
                     stars += twin.stars;
                     flips += twin.flips;
+                    compared += twin.hasTies ? 0 : 1;
                 }
             }
         }
     }
     EXPECT_GT(stars, 5);
     EXPECT_GT(flips, 50);
+    EXPECT_GE(compared, 12); // of 36; a sheet in twenty has ties, for all six of its runs
 }
 
 TEST(DecimationModel, TrianglesAboutTheAbsoluteAreas)

@@ -23,6 +23,14 @@ class Random {
 public:
     explicit Random(std::uint64_t seed) : state_(seed + 0xd1342543de82ef95U * SeedOfRun()) {}
 
+    /// The same values in every run, for inputs that were searched for.
+    static Random OfEveryRun(std::uint64_t seed)
+    {
+        Random random(0);
+        random.state_ = seed;
+        return random;
+    }
+
     std::uint64_t Bits()
     {
         std::uint64_t z = (state_ += 0x9e3779b97f4a7c15U);
