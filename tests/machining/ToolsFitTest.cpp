@@ -325,12 +325,10 @@ TEST(ConvexToolFromPolyline, FarFromTheOriginAndAnySize)
 }
 
 // One outline of seven gave a corner that began 1e-9 beyond the quarter turn, to the right of the
-// flat: a tool of which the offset was empty. Turns that move the profile by more than a hundredth
-// of the tolerance are left, about one in three thousand.
+// flat: a tool of which the offset was empty.
 TEST(ConvexToolFromPolyline, ToolsOfOutlinesFarFromTheOriginAreConvex)
 {
     Random random(3);
-    int turned = 0;
     for (int trial = 0; trial < Support::Rounds(500); ++trial) {
         SCOPED_TRACE(trial);
         ConvexTool drawn = RandomTool(random);
@@ -341,17 +339,10 @@ TEST(ConvexToolFromPolyline, ToolsOfOutlinesFarFromTheOriginAreConvex)
         }
         const auto report = Mill::ConvexToolFromPolyline(points, 0.01);
         EXPECT_LE(report.hullDeviation, 0.01);
-        const double dip = report.tool.lowerCornerAngle - kHalfPi;
-        const double lean = -report.tool.taperAngle;
-        if (dip > 0 || lean > 0) {
-            const double arm = report.tool.lowerCornerRadius + report.tool.taperHeight;
-            EXPECT_GT(std::max(dip, lean) * arm, 1e-4);
-            ++turned;
-        } else {
-            EXPECT_FALSE(Mill::ConvexToolOffset(report.tool).IsEmpty());
-        }
+        EXPECT_LE(report.tool.lowerCornerAngle, kHalfPi);
+        EXPECT_GE(report.tool.taperAngle, 0);
+        EXPECT_FALSE(Mill::ConvexToolOffset(report.tool).IsEmpty());
     }
-    EXPECT_LE(turned, 4);
 }
 
 // Arcs through the hulls of these dip below the tip, within the tolerance, and such a tool has no
