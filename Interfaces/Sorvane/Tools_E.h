@@ -133,8 +133,9 @@ namespace Velk::Math::Sorvane::Mill {
 ///
 /// Where rounding or noise would have the tool turn right, at the start of the lower corner or along a
 /// wall that leans inward, this is taken out as long as it moves the profile by no more than a hundredth
-/// of the tolerance. What leans more is left: rarely, and mostly in scans, the angle A of the result is
-/// a little above pi/2.
+/// of the tolerance. Where it leans more, the tool that does not is tried, and then the shapes, all of
+/// which are convex. Only when none of them is within the tolerance the reading itself counts: rarely,
+/// and mostly in scans, the angle A of the result is above pi/2.
 ///
 /// A fit never fails: the deviations of the report tell how good it is. An empty polyline, coordinates
 /// that are not finite or whose squares overflow give a tool of all zeros and the largest finite T as
