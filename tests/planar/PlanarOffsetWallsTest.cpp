@@ -226,7 +226,8 @@ TYPED_TEST(WallOffsetTest, OffsetsOfTwoElementsRunAsTheirChainDoes)
         for (const double right : {0.5, -0.5}) {
             SCOPED_TRACE(testing::Message() << isTurned << " " << right);
             const auto distance = static_cast<T>(isTurned ? -right : right);
-            const auto offset = PlanarOffset(isTurned ? Turned(chain) : chain, distance, kTol<T>);
+            const auto offset =
+                PlanarOffset(isTurned ? TurnedRound(chain) : chain, distance, kTol<T>);
             ASSERT_EQ(offset.size(), 1U);
             EXPECT_EQ(offset.front().elements.size(), 2U);
             // A negative distance turns the chain, and a turned chain needs one to stay there.
