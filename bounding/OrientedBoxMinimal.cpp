@@ -28,6 +28,11 @@ constexpr std::size_t kMostFacets = 4096;
 /// Edges that are paired, and pairs that are tried.
 constexpr std::size_t kMostEdges = 1024;
 constexpr std::size_t kMostPairs = 4096;
+/// Sine up to which two edges count as parallel.
+constexpr double kParallel = 1e-9;
+/// Cosine of the turn below which the axes between two facets need not be tried: small turns of the
+/// boxes on the facets come there.
+constexpr double kHardlyTurned = 0.98;
 /// Candidates that are improved.
 constexpr std::size_t kImproved = 30;
 /// Candidates that are measured by one task.
@@ -183,18 +188,22 @@ private:
         }
     }
 
+    /// An edge of the hull with what lies beside it.
+    struct Ridge {
+        Vec3d along;
+        Vec3d left; // normals of its two triangles
+        Vec3d right;
+        Vec3d intoLeft; // away from the edge, in the planes of its two triangles
+        Vec3d intoRight;
+        bool Holds(const Vec3d& normal) const
+        {
+            return normal * intoLeft < 0 && normal * intoRight < 0;
+        }
+    };
+
     /// Pairs of edges that two parallel planes with the hull between them can run along.
     void AddAxesOfEdges(std::vector<Vec3d>& axes) const
     {
-        struct Ridge {
-            Vec3d along;
-            Vec3d intoLeft; // away from the edge, in the planes of its two triangles
-            Vec3d intoRight;
-            bool Holds(const Vec3d& normal) const
-            {
-                return normal * intoLeft < 0 && normal * intoRight < 0;
-            }
-        };
         std::vector<Ridge> ridges;
         const auto normalOf = [&](int facet) {
             return Math::Impl::UnitDirection(areas_[static_cast<std::size_t>(facet)]);
@@ -210,7 +219,9 @@ private:
              })) {
             const Edge& edge = edges_[static_cast<std::size_t>(number)];
             const Vec3d along = alongOf(edge);
-            ridges.push_back({along, normalOf(edge.left) ^ along, along ^ normalOf(edge.right)});
+            const Vec3d left = normalOf(edge.left);
+            const Vec3d right = normalOf(edge.right);
+            ridges.push_back({along, left, right, left ^ along, along ^ right});
         }
         const std::size_t before = axes.size();
         for (std::size_t i = 0; i < ridges.size(); ++i) {
@@ -219,6 +230,30 @@ private:
                 if ((ridges[i].Holds(normal) && ridges[j].Holds(-normal)) ||
                     (ridges[i].Holds(-normal) && ridges[j].Holds(normal))) {
                     AddAxis(axes, normal);
+                } else if (Vector::Length(normal) <= kParallel * Vector::Length(ridges[i].along) *
+                                                         Vector::Length(ridges[j].along)) {
+                    AddAxesBetween(ridges[i], ridges[j], axes);
+                }
+            }
+        }
+    }
+
+    /// Planes along two parallel edges turn together about them, as far as the triangles beside one
+    /// of the edges let them: three axes on the way. In bodies with a center of symmetry an edge
+    /// and the one across are such a pair.
+    static void AddAxesBetween(const Ridge& one, const Ridge& other, std::vector<Vec3d>& axes)
+    {
+        const std::array<Vec3d, 4> ends = {one.left, one.right, -other.left, -other.right};
+        for (std::size_t i = 0; i < ends.size(); ++i) {
+            for (std::size_t j = 0; j < i; ++j) {
+                if (ends[i] * ends[j] > kHardlyTurned) {
+                    continue;
+                }
+                for (const double share : {0.25, 0.5, 0.75}) {
+                    const Vec3d between = ends[i] * share + ends[j] * (1.0 - share);
+                    if (one.Holds(between) && other.Holds(-between)) {
+                        AddAxis(axes, between);
+                    }
                 }
             }
         }

@@ -69,10 +69,12 @@ SORVANE_API bool OrientedBoundingBoxOfHull(const std::vector<VecBase<3, double>>
 /// For every facet of the hull the least box that stands on it: the rectangle of least area around what
 /// is seen along its normal. Then the same for the directions between two parallel planes that run along
 /// an edge each and have the hull between them: that finds boxes that stand on no facet, as around a
-/// regular tetrahedron. The best thirty are improved as long as it helps: by turning them about each of
-/// their own axes to the least rectangle, and by small turns about other axes, since the least box need
-/// only have edges in two of its faces (J. O'Rourke, "Finding minimal enclosing boxes", 1985). Of large
-/// hulls the 4,096 largest facets and 4,096 pairs of the 1,024 longest and sharpest edges are tried.
+/// regular tetrahedron. Where the two edges are parallel, as in bodies with a center of symmetry, three
+/// directions across them are taken. The best thirty are improved as long as it helps: by turning them
+/// about each of their own axes to the least rectangle, and by small turns about other axes, since the
+/// least box need only have edges in two of its faces (J. O'Rourke, "Finding minimal enclosing boxes",
+/// 1985). Of large hulls the 4,096 largest facets and 4,096 pairs of the 1,024 longest and sharpest edges
+/// are tried.
 ///
 /// Compared with dense searches over all rotations in the tests; no proof that it is the minimum. The
 /// rest as in `OrientedBoundingBox`, which also tells about flat sets; on these it is the same. The

@@ -701,6 +701,37 @@ TEST(MinimalOrientedBox, IsNoLargerThanADenseSearchOverAllRotations)
     }
 }
 
+// Its edges have none that lie across them but their opposites, to which they are parallel.
+TEST(MinimalOrientedBox, BodiesWithACenterOfSymmetryHaveNoSmallerBoxes)
+{
+    // Halves of bodies, and the first two axes of boxes that were found by turning about each edge.
+    struct Case {
+        std::vector<Vec3d> half;
+        Vec3d x;
+        Vec3d y;
+    };
+    const std::vector<Case> cases{
+        {{{-9, -17, -9}, {-13, -14, 9}, {-17, -6, -11}},
+         {-0.815541855, -0.573156808, -0.079892157},
+         {0.190056320, -0.134878679, -0.972464055}},
+        {{{-11, -4, -12}, {11, -20, -1}, {15, 1, -10}, {19, -5, 8}},
+         {-0.908532690, 0.378977907, 0.175909344},
+         {0.005354135, -0.410428404, 0.911877107}},
+        {{{-20, 13, 12}, {3, 14, 5}, {0, 5, 17}, {-4, -19, -19}, {5, -19, 11}},
+         {0.284430892, 0.118427388, -0.951353783},
+         {-0.203100836, 0.977260229, 0.060930251}}};
+    for (const Case& c : cases) {
+        std::vector<Vec3d> points = c.half;
+        for (const Vec3d& p : c.half) {
+            points.push_back(-p);
+        }
+        const Vec3d x = Vector::Normalized(c.x, 0.0);
+        const Vec3d y = Vector::Normalized(c.y - x * (x * c.y), 0.0);
+        const double known = Extent(points, x) * Extent(points, y) * Extent(points, x ^ y);
+        EXPECT_LE(MinimalBoxOf(points).Measure(), known * (1 + 1e-6));
+    }
+}
+
 TEST(MinimalOrientedBox, NoSmallTurnMakesItSmaller)
 {
     Support::Random random(23);
