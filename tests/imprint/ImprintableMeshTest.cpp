@@ -648,14 +648,22 @@ TEST(ImprintableMeshCollapse, ReplacementsLeadToLiveNodes)
     Support::ExpectSound(mesh);
 }
 
+// Splits a facet of the cube near its corner 4; the ring is of the nodes beside that corner.
+void SplitNearCorner(ImprintMesh& mesh, MeshLocation& place, std::vector<int>& ring)
+{
+    place = LocateAt(mesh, {0.01, 0.005, 1}, 1e-9);
+    ASSERT_TRUE(mesh.SplitFacetAtLocation(place));
+    ring = mesh.NodeNodes(place.node);
+    ring.erase(std::remove(ring.begin(), ring.end(), 4), ring.end());
+}
+
 TEST(ImprintableMeshCollapse, TheImprintOfAnEdgeThatGoesStays)
 {
     // A node inside a facet near a corner: two of its spokes fall on the facet's sides.
     ImprintMesh mesh = Imprintable(Support::Cube(), 1e-9);
-    MeshLocation place = LocateAt(mesh, {0.01, 0.005, 1}, 1e-9);
-    ASSERT_TRUE(mesh.SplitFacetAtLocation(place));
-    std::vector<int> ring = mesh.NodeNodes(place.node);
-    ring.erase(std::remove(ring.begin(), ring.end(), 4), ring.end());
+    MeshLocation place;
+    std::vector<int> ring;
+    SplitNearCorner(mesh, place, ring);
     ASSERT_EQ(ring.size(), 2U);
     const int spoke = mesh.FindEdge(place.node, ring[0]);
     mesh.EdgeRecord(spoke)->imprinted = mesh.EdgeRecord(spoke ^ 1)->imprinted = 1;
@@ -678,10 +686,9 @@ TEST(ImprintableMeshCollapse, PathsOfTwoEdgesThatBecomeOneAreCountedTogether)
         for (const bool hasSide : {true, false}) {
             for (const std::size_t k : {0U, 1U}) {
                 ImprintMesh mesh = Imprintable(Support::Cube(), 1e-9);
-                MeshLocation place = LocateAt(mesh, {0.01, 0.005, 1}, 1e-9);
-                ASSERT_TRUE(mesh.SplitFacetAtLocation(place));
-                std::vector<int> ring = mesh.NodeNodes(place.node);
-                ring.erase(std::remove(ring.begin(), ring.end(), 4), ring.end());
+                MeshLocation place;
+                std::vector<int> ring;
+                SplitNearCorner(mesh, place, ring);
                 ASSERT_EQ(ring.size(), 2U);
                 const int spoke = mesh.FindEdge(place.node, ring[k]);
                 const int side = mesh.FindEdge(4, ring[k]);

@@ -324,6 +324,20 @@ TEST(ConvexToolFromPolyline, FarFromTheOriginAndAnySize)
     }
 }
 
+// Flattens the tool, moves it far away, and fits one to that.
+void ExpectConvexFarFromTheOrigin(const ConvexTool& drawn)
+{
+    Points points = Planar::ToPolyline(drawn, 1e-3).points;
+    for (Vec2d& p : points) {
+        p += Vec2d{1e6, -1e6};
+    }
+    const auto report = Mill::ConvexToolFromPolyline(points, 0.01);
+    EXPECT_LE(report.hullDeviation, 0.01);
+    EXPECT_LE(report.tool.lowerCornerAngle, kHalfPi);
+    EXPECT_GE(report.tool.taperAngle, 0);
+    EXPECT_FALSE(Mill::ConvexToolOffset(report.tool).IsEmpty());
+}
+
 // One outline of seven gave a corner that began 1e-9 beyond the quarter turn, to the right of the
 // flat: a tool of which the offset was empty.
 TEST(ConvexToolFromPolyline, ToolsOfOutlinesFarFromTheOriginAreConvex)
@@ -333,15 +347,7 @@ TEST(ConvexToolFromPolyline, ToolsOfOutlinesFarFromTheOriginAreConvex)
         SCOPED_TRACE(trial);
         ConvexTool drawn = RandomTool(random);
         drawn.shankLength += 1;
-        Points points = Planar::ToPolyline(drawn, 1e-3).points;
-        for (Vec2d& p : points) {
-            p += Vec2d{1e6, -1e6};
-        }
-        const auto report = Mill::ConvexToolFromPolyline(points, 0.01);
-        EXPECT_LE(report.hullDeviation, 0.01);
-        EXPECT_LE(report.tool.lowerCornerAngle, kHalfPi);
-        EXPECT_GE(report.tool.taperAngle, 0);
-        EXPECT_FALSE(Mill::ConvexToolOffset(report.tool).IsEmpty());
+        ExpectConvexFarFromTheOrigin(drawn);
     }
 }
 
@@ -357,15 +363,7 @@ TEST(ConvexToolFromPolyline, ADipWithinTheToleranceIsNoneOfTheTools)
           ConvexTool{0.10828560541660398, 2.1246292779599374, 1.5454266082547548, 6.665910638682341,
                      0.65544328665017981, 0, 15.903429771861786}}) {
         SCOPED_TRACE(drawn.lowerCornerRadius);
-        Points points = Planar::ToPolyline(drawn, 1e-3).points;
-        for (Vec2d& p : points) {
-            p += Vec2d{1e6, -1e6};
-        }
-        const auto report = Mill::ConvexToolFromPolyline(points, 0.01);
-        EXPECT_LE(report.hullDeviation, 0.01);
-        EXPECT_LE(report.tool.lowerCornerAngle, kHalfPi);
-        EXPECT_GE(report.tool.taperAngle, 0);
-        EXPECT_FALSE(Mill::ConvexToolOffset(report.tool).IsEmpty());
+        ExpectConvexFarFromTheOrigin(drawn);
     }
 }
 
